@@ -1,0 +1,79 @@
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+
+# What every target of this project has in common.
+
+include(GNUInstallDirs)
+include(CTest)
+
+option(CLIPMULE_SANITIZE "Build with the address, undefined-behaviour and leak sanitizers" OFF)
+option(CLIPMULE_FUZZ "Build the fuzz targets with libFuzzer (clang only)" OFF)
+option(CLIPMULE_BENCH "Build the benchmarks" OFF)
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_AUTOMOC ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+                    -Wcast-align -Wimplicit-fallthrough)
+add_compile_definitions(QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII
+                        QT_NO_CAST_FROM_BYTEARRAY QT_NO_NARROWING_CONVERSIONS_IN_CONNECT)
+if(CLIPMULE_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+endif()
+if(CLIPMULE_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+# clipmule_library(<folder> SOURCES ... [LINK ...] [PRIVATE_LINK ...])
+# Static library clipmule_<folder> with the alias Clipmule::<folder>; includes are from the root.
+function(clipmule_library folder)
+    cmake_parse_arguments(arg "" "" "SOURCES;LINK;PRIVATE_LINK" ${ARGN})
+    add_library(clipmule_${folder} STATIC ${arg_SOURCES})
+    add_library(Clipmule::${folder} ALIAS clipmule_${folder})
+    target_include_directories(clipmule_${folder} PUBLIC ${PROJECT_SOURCE_DIR})
+    target_link_libraries(clipmule_${folder} PUBLIC Qt6::Core ${arg_LINK} PRIVATE ${arg_PRIVATE_LINK})
+endfunction()
+
+# clipmule_program(<name> SOURCES ... [LINK ...])
+function(clipmule_program name)
+    cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LINK})
+    target_compile_definitions(${name} PRIVATE CLIPMULE_VERSION="${PROJECT_VERSION}")
+    install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endfunction()
+
+# clipmule_test(<name> SOURCES ... [LINK ...] [WRAPPER command args...] [TIMEOUT seconds] [LABELS ...])
+# A QtTest program, registered with ctest under its name. The wrapper runs it in a private desktop or
+# network; its exit status 77 counts as skipped.
+function(clipmule_test name)
+    cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LINK;WRAPPER;LABELS" ${ARGN})
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LINK} Clipmule::kit Qt6::Test)
+    target_compile_definitions(${name} PRIVATE CLIPMULE_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data"
+                               CLIPMULE_BIN="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    add_test(NAME ${name} COMMAND ${arg_WRAPPER} $<TARGET_FILE:${name}>)
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/data/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1")
+    if(arg_WRAPPER)
+        set_tests_properties(${name} PROPERTIES
+            ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/data/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1")
+    endif()
+    if(arg_LABELS)
+        set_tests_properties(${name} PROPERTIES LABELS "${arg_LABELS}")
+    endif()
+endfunction()

@@ -1,0 +1,50 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/PropertyList.h"
+
+#include <QByteArrayView>
+
+namespace clipmule {
+
+/// Property lists as bytes: the XML, binary and OpenStep forms.
+///
+/// Reading foreign bytes never throws and never recurses without bound: a refused input gives an
+/// error text, in English, for the log. Costs are linear in the input, and memory is a small
+/// multiple of it.
+class PropertyListSerialization {
+public:
+    enum class Format { OpenStep, Xml, Binary };
+
+    struct Parsed {
+        /// Missing when the input was refused.
+        std::optional<PropertyList> value;
+        /// Of the form that was recognised.
+        Format format = Format::OpenStep;
+        /// Empty when there is a value.
+        QString error;
+    };
+
+    /// Containers nested deeper are refused: the platform's limit, and far above the six levels
+    /// of a clip, so that a value can always be walked and destroyed recursively.
+    static constexpr int maximumDepth = 512;
+
+    /// The form is detected: binary by its magic, then XML, then OpenStep text. Of a bare word
+    /// that is a string; of white space alone an empty dictionary; of no bytes an error.
+    [[nodiscard]] static Parsed parse(QByteArrayView bytes);
+    [[nodiscard]] static Parsed parseXml(QByteArrayView bytes);
+    [[nodiscard]] static Parsed parseBinary(QByteArrayView bytes);
+    [[nodiscard]] static Parsed parseOpenStep(QByteArrayView bytes);
+
+    /// The XML document, byte for byte as the platform writes it, after `headroom` bytes whose
+    /// contents are the caller's to fill in (a frame header, which must not cost a copy).
+    /// Characters that XML cannot carry (lone surrogates) become U+FFFD. A value nested deeper
+    /// than maximumDepth raises a PlatformException.
+    [[nodiscard]] static QByteArray xml(const PropertyList &value, qsizetype headroom = 0);
+    /// The "bplist00" document. Same exception.
+    [[nodiscard]] static QByteArray binary(const PropertyList &value);
+};
+
+} // namespace clipmule
