@@ -12,7 +12,9 @@
 
 namespace clipmule {
 
-Date Date::now() { return RunLoop::current().wallClock(); }
+Date Date::now() {
+    return RunLoop::current().wallClock();
+}
 
 Date Date::fromDateTime(const QDateTime &dateTime) {
     return {double(dateTime.toMSecsSinceEpoch()) / 1000.0 - unixTimeOfReference};

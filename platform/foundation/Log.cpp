@@ -7,7 +7,9 @@ namespace clipmule {
 
 Q_LOGGING_CATEGORY(logFoundation, "clipmule.foundation")
 
-void installLogFormat() { qSetMessagePattern(QStringLiteral("%{category}: %{message}")); }
+void installLogFormat() {
+    qSetMessagePattern(QStringLiteral("%{category}: %{message}"));
+}
 
 QString cutForLog(QStringView text) {
     constexpr qsizetype shown = 64;

@@ -19,10 +19,10 @@ namespace {
 template <typename T>
 const T &checked(const T *value, PropertyList::Kind wanted, PropertyList::Kind found) {
     if (!value) {
-        throw PlatformException(QStringLiteral("InvalidArgument"),
-                                QStringLiteral("expected %1, found %2")
-                                    .arg(PropertyList::nameOfKind(wanted),
-                                         PropertyList::nameOfKind(found)));
+        throw PlatformException(
+            QStringLiteral("InvalidArgument"),
+            QStringLiteral("expected %1, found %2")
+                .arg(PropertyList::nameOfKind(wanted), PropertyList::nameOfKind(found)));
     }
     return *value;
 }
@@ -55,7 +55,8 @@ qint64 integerFromText(QStringView text) {
     for (; at < text.size() && text[at] >= u'0' && text[at] <= u'9'; ++at) {
         const quint64 digit = quint64(text[at].unicode() - u'0');
         if (value > (limit - digit) / 10)
-            return negative ? std::numeric_limits<qint64>::min() : std::numeric_limits<qint64>::max();
+            return negative ? std::numeric_limits<qint64>::min()
+                            : std::numeric_limits<qint64>::max();
         value = value * 10 + digit;
     }
     return negative ? -qint64(value) : qint64(value);
@@ -98,11 +99,17 @@ bool PropertyList::isNumber() const {
     }
 }
 
-const QString &PropertyList::string() const { return checked(as<QString>(), Kind::String, kind()); }
+const QString &PropertyList::string() const {
+    return checked(as<QString>(), Kind::String, kind());
+}
 
-const QByteArray &PropertyList::data() const { return checked(as<QByteArray>(), Kind::Data, kind()); }
+const QByteArray &PropertyList::data() const {
+    return checked(as<QByteArray>(), Kind::Data, kind());
+}
 
-Date PropertyList::date() const { return checked(as<clipmule::Date>(), Kind::Date, kind()); }
+Date PropertyList::date() const {
+    return checked(as<clipmule::Date>(), Kind::Date, kind());
+}
 
 const PropertyList::List &PropertyList::list() const {
     return checked(as<List>(), Kind::List, kind());
@@ -120,11 +127,17 @@ PropertyList::Dictionary &PropertyList::dictionary() {
     return const_cast<Dictionary &>(std::as_const(*this).dictionary());
 }
 
-bool PropertyList::boolean() const { return checked(as<bool>(), Kind::Boolean, kind()); }
+bool PropertyList::boolean() const {
+    return checked(as<bool>(), Kind::Boolean, kind());
+}
 
-double PropertyList::real() const { return checked(as<double>(), Kind::Real, kind()); }
+double PropertyList::real() const {
+    return checked(as<double>(), Kind::Real, kind());
+}
 
-PropertyList::Uid PropertyList::uid() const { return checked(as<Uid>(), Kind::Uid, kind()); }
+PropertyList::Uid PropertyList::uid() const {
+    return checked(as<Uid>(), Kind::Uid, kind());
+}
 
 qint64 PropertyList::integerValue() const {
     switch (kind()) {
@@ -285,7 +298,8 @@ void PropertyList::describe(QString &text, int level) const {
         text += date().toDateTime().toString(Qt::ISODate);
         return;
     case Kind::Data:
-        text += u'<' + QString::fromLatin1(data().first(std::min<qsizetype>(data().size(), 32)).toHex());
+        text += u'<' +
+                QString::fromLatin1(data().first(std::min<qsizetype>(data().size(), 32)).toHex());
         if (data().size() > 32)
             text += QStringLiteral("… (%1)").arg(data().size());
         text += u'>';

@@ -30,27 +30,48 @@ public:
         quint32 value = 0;
         friend bool operator==(const Uid &, const Uid &) = default;
     };
-    enum class Kind { String, Boolean, Integer, UnsignedInteger, Real, Date, Data, List, Dictionary, Uid };
+    enum class Kind {
+        String,
+        Boolean,
+        Integer,
+        UnsignedInteger,
+        Real,
+        Date,
+        Data,
+        List,
+        Dictionary,
+        Uid
+    };
 
     /// An empty dictionary.
-    PropertyList() : _value(Dictionary()) {}
-    PropertyList(QString string) : _value(std::move(string)) {}
-    PropertyList(QByteArray data) : _value(std::move(data)) {}
-    PropertyList(List list) : _value(std::move(list)) {}
-    PropertyList(Dictionary dictionary) : _value(std::move(dictionary)) {}
-    PropertyList(clipmule::Date date) : _value(date) {}
-    PropertyList(Uid uid) : _value(uid) {}
+    PropertyList()
+        : _value(Dictionary()) {}
+    PropertyList(QString string)
+        : _value(std::move(string)) {}
+    PropertyList(QByteArray data)
+        : _value(std::move(data)) {}
+    PropertyList(List list)
+        : _value(std::move(list)) {}
+    PropertyList(Dictionary dictionary)
+        : _value(std::move(dictionary)) {}
+    PropertyList(clipmule::Date date)
+        : _value(date) {}
+    PropertyList(Uid uid)
+        : _value(uid) {}
     // Exact types only, so that a pointer or a character never becomes a number or a truth value.
     template <std::same_as<bool> T>
-    PropertyList(T boolean) : _value(boolean) {}
+    PropertyList(T boolean)
+        : _value(boolean) {}
     template <std::floating_point T>
-    PropertyList(T real) : _value(double(real)) {}
+    PropertyList(T real)
+        : _value(double(real)) {}
     template <typename T>
-        requires(std::signed_integral<T> && !std::same_as<T, char>)
-    PropertyList(T integer) : _value(qint64(integer)) {}
+    requires(std::signed_integral<T> && !std::same_as<T, char>) PropertyList(T integer)
+        : _value(qint64(integer)) {}
     template <typename T>
-        requires(std::unsigned_integral<T> && !std::same_as<T, bool> && !std::same_as<T, char16_t>)
-    PropertyList(T integer) : _value(fromUnsigned(integer)) {}
+    requires(std::unsigned_integral<T> && !std::same_as<T, bool> && !std::same_as<T, char16_t>)
+        PropertyList(T integer)
+        : _value(fromUnsigned(integer)) {}
 
     [[nodiscard]] Kind kind() const { return Kind(_value.index()); }
     [[nodiscard]] bool isString() const { return kind() == Kind::String; }
@@ -105,8 +126,8 @@ public:
 
 private:
     // In the order of Kind.
-    using Value = std::variant<QString, bool, qint64, quint64, double, clipmule::Date, QByteArray, List,
-                               Dictionary, Uid>;
+    using Value = std::variant<QString, bool, qint64, quint64, double, clipmule::Date, QByteArray,
+                               List, Dictionary, Uid>;
     static Value fromUnsigned(quint64 integer);
     void describe(QString &text, int level) const;
 
@@ -114,6 +135,7 @@ private:
 };
 
 /// The value under a key of a dictionary; null when the key is missing.
-[[nodiscard]] const PropertyList *find(const PropertyList::Dictionary &dictionary, const QString &key);
+[[nodiscard]] const PropertyList *find(const PropertyList::Dictionary &dictionary,
+                                       const QString &key);
 
 } // namespace clipmule

@@ -25,7 +25,9 @@ Date QtRunLoop::wallClock() const {
     return {std::chrono::duration<double>(sinceEpoch).count() - Date::unixTimeOfReference};
 }
 
-void QtRunLoop::runOnce() { QCoreApplication::processEvents(QEventLoop::AllEvents); }
+void QtRunLoop::runOnce() {
+    QCoreApplication::processEvents(QEventLoop::AllEvents);
+}
 
 void QtRunLoop::runFor(Seconds duration) {
     QEventLoop loop;
@@ -33,7 +35,9 @@ void QtRunLoop::runFor(Seconds duration) {
     loop.exec();
 }
 
-void QtRunLoop::pause(Seconds duration) { std::this_thread::sleep_for(duration); }
+void QtRunLoop::pause(Seconds duration) {
+    std::this_thread::sleep_for(duration);
+}
 
 RunLoop::Identifier QtRunLoop::schedule(Seconds delay, bool repeats, Callback callback) {
     const auto milliseconds =

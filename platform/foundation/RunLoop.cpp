@@ -37,12 +37,16 @@ void RunLoop::Timer::cancel() {
         (*runLoop)->unschedule(request->identifier);
 }
 
-bool RunLoop::Timer::isPending() const { return _request && _request->pending; }
+bool RunLoop::Timer::isPending() const {
+    return _request && _request->pending;
+}
 
 RunLoop::Installation::Installation(RunLoop &runLoop)
     : _previous(std::exchange(currentRunLoop, &runLoop)) {}
 
-RunLoop::Installation::~Installation() { currentRunLoop = _previous; }
+RunLoop::Installation::~Installation() {
+    currentRunLoop = _previous;
+}
 
 RunLoop::~RunLoop() = default;
 
@@ -60,7 +64,9 @@ RunLoop::Timer RunLoop::performEvery(Seconds interval, Callback callback) {
     return makeTimer(interval, true, std::move(callback));
 }
 
-void RunLoop::performSoon(Callback callback) { schedule(Seconds(0), false, std::move(callback)); }
+void RunLoop::performSoon(Callback callback) {
+    schedule(Seconds(0), false, std::move(callback));
+}
 
 RunLoop::Timer RunLoop::makeTimer(Seconds delay, bool repeats, Callback callback) {
     Timer timer;

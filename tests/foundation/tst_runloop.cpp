@@ -45,7 +45,9 @@ private Q_SLOTS:
         QFETCH(QString, backend);
         const auto loop = makeRunLoop(backend);
         bool fired = false;
-        { const auto timer = loop->performAfter(RunLoop::Seconds(0.001), [&] { fired = true; }); }
+        {
+            const auto timer = loop->performAfter(RunLoop::Seconds(0.001), [&] { fired = true; });
+        }
         loop->runFor(RunLoop::Seconds(0.01));
         QVERIFY(!fired);
     }
@@ -134,7 +136,8 @@ private Q_SLOTS:
         kit::ManualRunLoop loop;
         const auto start = loop.now();
         RunLoop::Seconds seen{};
-        const auto timer = loop.performAfter(RunLoop::Seconds(2), [&] { seen = loop.now() - start; });
+        const auto timer =
+            loop.performAfter(RunLoop::Seconds(2), [&] { seen = loop.now() - start; });
         loop.advance(5.0);
         QCOMPARE(seen.count(), 2.0);
         QCOMPARE((loop.now() - start).count(), 5.0);

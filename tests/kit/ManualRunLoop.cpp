@@ -56,9 +56,9 @@ void ManualRunLoop::advance(Seconds duration) {
 
 RunLoop::Identifier ManualRunLoop::schedule(Seconds delay, bool repeats, Callback callback) {
     const Identifier identifier = _nextIdentifier++;
-    _requests.emplace(identifier, Request{_now + std::max(delay, Seconds(0)),
-                                          repeats ? delay : Seconds(0),
-                                          std::make_shared<Callback>(std::move(callback))});
+    _requests.emplace(identifier,
+                      Request{_now + std::max(delay, Seconds(0)), repeats ? delay : Seconds(0),
+                              std::make_shared<Callback>(std::move(callback))});
     return identifier;
 }
 

@@ -30,7 +30,9 @@ public:
     [[nodiscard]] Seconds timeToNext() const;
     /// The sum of all pauses so far.
     [[nodiscard]] Seconds paused() const { return _paused; }
-    void setWallClock(Date date) { _wallClockAtStart = {date.secondsSinceReference - _now.count()}; }
+    void setWallClock(Date date) {
+        _wallClockAtStart = {date.secondsSinceReference - _now.count()};
+    }
 
 protected:
     Identifier schedule(Seconds delay, bool repeats, Callback callback) override;

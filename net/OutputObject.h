@@ -1,0 +1,44 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/PropertyList.h"
+
+#include <functional>
+#include <memory>
+
+namespace clipmule {
+
+/// Something to send to a peer: a property list that is queued now and written when its turn comes.
+///
+/// A fixed one never changes; it is serialised once, at its first need, however many peers receive
+/// it, and they share the frame's bytes. A live one is read when it is written: what was queued
+/// goes out as it stands then. Copies are cheap and stand for the same object.
+class OutputObject {
+public:
+    /// Of a value that stays as it is.
+    static OutputObject fixed(PropertyList value);
+    /// Of a value that is read anew each time; the function is called on the main thread and must
+    /// stay callable as long as a copy lives.
+    static OutputObject live(std::function<PropertyList()> value);
+
+    /// As it stands now.
+    [[nodiscard]] PropertyList value() const;
+    /// The whole object frame, header and payload, as it stands now. Bytes of a fixed object are
+    /// shared among all that hold them. A value that cannot be written raises a PlatformException.
+    [[nodiscard]] QByteArray frame() const;
+    /// Both stand for the same object; implies equality.
+    [[nodiscard]] bool isSameAs(const OutputObject &other) const { return _state == other._state; }
+
+    /// By value, as it stands now.
+    friend bool operator==(const OutputObject &left, const OutputObject &right);
+
+private:
+    struct State;
+    explicit OutputObject(std::shared_ptr<State> state)
+        : _state(std::move(state)) {}
+    std::shared_ptr<State> _state;
+};
+
+} // namespace clipmule

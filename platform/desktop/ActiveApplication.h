@@ -1,0 +1,26 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+namespace clipmule {
+
+/// Which application the user is working in.
+class ActiveApplication {
+public:
+    ActiveApplication() = default;
+    virtual ~ActiveApplication() = default;
+    ActiveApplication(const ActiveApplication &) = delete;
+    ActiveApplication &operator=(const ActiveApplication &) = delete;
+
+    /// Its identifier: the desktop-file id or, failing that, the lower-case window class. File
+    /// managers answer "com.apple.finder" and photo managers "com.apple.iPhoto", the names by which
+    /// the capture knows them. Nothing when no application is active or the desktop does not tell.
+    [[nodiscard]] virtual std::optional<QString> identifier() const = 0;
+};
+
+} // namespace clipmule

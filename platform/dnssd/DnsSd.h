@@ -1,0 +1,125 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/RunLoop.h"
+#include "platform/streams/Stream.h"
+
+#include <QByteArray>
+#include <QHostAddress>
+#include <QList>
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+/// DNS service discovery, as far down as this program needs it. What a service *is* for the rest of
+/// the program is NetService; this is the interface that a responder implements for it.
+///
+/// Rules that hold for all of it: no callback from inside start(); none after stop() or
+/// destruction; a callback may destroy its sender. Everything runs on the main run loop.
+namespace clipmule::dnssd {
+
+/// The name of one service instance. The instance name is plain UTF-8 text of at most 63 bytes,
+/// never escaped; the type is like "_http._tcp"; the domain is "local" without a final dot.
+struct ServiceName {
+    QString name;
+    QString type;
+    QString domain;
+    friend bool operator==(const ServiceName &, const ServiceName &) = default;
+};
+
+/// Where a service can be reached. A link-local IPv6 address carries its scope.
+struct Endpoint {
+    QHostAddress address;
+    quint16 port = 0;
+    friend bool operator==(const Endpoint &, const Endpoint &) = default;
+};
+
+/// IPv4 endpoints first; never empty in onResolved.
+struct Resolved {
+    QString hostName;
+    QList<Endpoint> endpoints;
+};
+
+/// Announces one service until stopped or destroyed, through restarts of the responder. A name
+/// taken by another host is changed to "Name (2)" and so on, cut to 63 bytes.
+class Publisher {
+public:
+    Publisher() = default;
+    virtual ~Publisher() = default;
+    Publisher(const Publisher &) = delete;
+    Publisher &operator=(const Publisher &) = delete;
+    /// The TXT record is its raw bytes, at most 1300; longer ones do not reach anybody and are
+    /// reported as an error.
+    virtual void start(const ServiceName &service, quint16 port, const QByteArray &txtRecord) = 0;
+    virtual void setTxtRecord(const QByteArray &txtRecord) = 0;
+    /// Says goodbye on the network.
+    virtual void stop() = 0;
+    std::function<void(const QString &actualName)> onPublished;
+    std::function<void(const QString &reason)> onError;
+};
+
+/// Watches for instances of one type in the domain "local". Each name is reported once, however
+/// many interfaces and protocols it is seen on, and removed when the last of them is gone.
+class Browser {
+public:
+    Browser() = default;
+    virtual ~Browser() = default;
+    Browser(const Browser &) = delete;
+    Browser &operator=(const Browser &) = delete;
+    virtual void start(const QString &type) = 0;
+    virtual void stop() = 0;
+    std::function<void(const ServiceName &)> onFound;
+    std::function<void(const ServiceName &)> onRemoved;
+    /// What was there at the start has been reported.
+    std::function<void()> onAllForNow;
+    /// The responder went away; the names reported so far may be stale. Only between a backend and
+    /// the switch in front of it.
+    std::function<void()> onLost;
+};
+
+/// Asks once where a service is.
+class Resolver {
+public:
+    Resolver() = default;
+    virtual ~Resolver() = default;
+    Resolver(const Resolver &) = delete;
+    Resolver &operator=(const Resolver &) = delete;
+    virtual void start(const ServiceName &service, RunLoop::Seconds timeout) = 0;
+    virtual void stop() = 0;
+    std::function<void(const Resolved &)> onResolved;
+    std::function<void(const QString &reason)> onFailed;
+};
+
+/// Reports a service's TXT record: its first value, then each change.
+class TxtWatch {
+public:
+    TxtWatch() = default;
+    virtual ~TxtWatch() = default;
+    TxtWatch(const TxtWatch &) = delete;
+    TxtWatch &operator=(const TxtWatch &) = delete;
+    virtual void start(const ServiceName &service) = 0;
+    virtual void stop() = 0;
+    std::function<void(const QByteArray &txtRecord)> onTxtRecord;
+};
+
+/// Makes the four of them. Outlives what it made.
+class Backend {
+public:
+    Backend() = default;
+    virtual ~Backend() = default;
+    Backend(const Backend &) = delete;
+    Backend &operator=(const Backend &) = delete;
+    [[nodiscard]] virtual std::unique_ptr<Publisher> makePublisher() = 0;
+    [[nodiscard]] virtual std::unique_ptr<Browser> makeBrowser() = 0;
+    [[nodiscard]] virtual std::unique_ptr<Resolver> makeResolver() = 0;
+    [[nodiscard]] virtual std::unique_ptr<TxtWatch> makeTxtWatch() = 0;
+    /// Streams to a resolved service: a pair that connects when it is opened, or no streams at all.
+    [[nodiscard]] virtual StreamPair connectTo(const Resolved &resolved) = 0;
+    /// One line for people: which responder is in use, and since when not.
+    [[nodiscard]] virtual QString description() const = 0;
+};
+
+} // namespace clipmule::dnssd

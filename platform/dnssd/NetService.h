@@ -1,0 +1,102 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/dnssd/DnsSd.h"
+#include "platform/foundation/Object.h"
+
+#include <optional>
+
+namespace clipmule {
+
+/// One DNS-SD service: found by a browser and to be resolved and connected to, or to be published.
+/// Two are equal when name, type and domain are.
+///
+/// Held by std::shared_ptr; the delegate's slots are not owned by it in spirit: whoever sets one
+/// clears it before letting the service go.
+class NetService final : public Object, public std::enable_shared_from_this<NetService> {
+public:
+    struct Delegate {
+        std::function<void(NetService &)> netServiceDidResolveAddress;
+        std::function<void(NetService &)> netServiceDidNotResolve;
+        std::function<void(NetService &, const QByteArray &)> netServiceDidUpdateTXTRecordData;
+    };
+
+    /// A service to look at (port 0) or to publish. An empty domain stands for the default one,
+    /// "local"; a final dot is dropped. The backend must outlive the service.
+    [[nodiscard]] static std::shared_ptr<NetService>
+    initWithDomainTypeNamePort(dnssd::Backend &backend, const QString &domain, const QString &type,
+                               const QString &name, quint16 port);
+    ~NetService() override;
+
+    [[nodiscard]] const QString &name() const { return _service.name; }
+    [[nodiscard]] const QString &type() const { return _service.type; }
+    [[nodiscard]] const QString &domain() const { return _service.domain; }
+    [[nodiscard]] quint16 port() const { return _port; }
+
+    void setDelegate(Delegate delegate) { _delegate = std::move(delegate); }
+
+    /// Announces the service with its port and TXT record. Errors are only logged.
+    void publish();
+    /// Looks the address up afresh; nothing known from before is used. Answers the delegate once,
+    /// with netServiceDidNotResolve when the time is over.
+    void resolveWithTimeout(RunLoop::Seconds timeout);
+    /// Reports the TXT record and its changes to the delegate from now on.
+    void startMonitoring();
+    /// Ends publication, resolving and monitoring. May be published or resolved again.
+    void stop();
+
+    /// Streams to the address resolved last, which connect when they are opened; nothing when it
+    /// was never resolved or no socket could be made.
+    [[nodiscard]] std::optional<StreamPair> streams();
+
+    /// The record to publish, or the one last seen; nothing when there is none or none was seen.
+    [[nodiscard]] const std::optional<QByteArray> &txtRecordData() const { return _txtRecord; }
+    /// Also changes the record of a published service at once.
+    void setTXTRecordData(const QByteArray &record);
+
+    [[nodiscard]] bool isEqual(const Object &other) const override;
+    [[nodiscard]] QString description() const override;
+
+private:
+    NetService(dnssd::Backend &backend, dnssd::ServiceName service, quint16 port);
+
+    dnssd::Backend &_backend;
+    dnssd::ServiceName _service;
+    quint16 _port;
+    Delegate _delegate;
+    std::optional<QByteArray> _txtRecord;
+    std::optional<dnssd::Resolved> _resolved;
+    std::unique_ptr<dnssd::Publisher> _publisher;
+    std::unique_ptr<dnssd::Resolver> _resolver;
+    std::unique_ptr<dnssd::TxtWatch> _txtWatch;
+};
+
+/// Finds services of one type in one domain ("local" is the only one there is).
+class NetServiceBrowser final {
+public:
+    struct Delegate {
+        std::function<void(std::shared_ptr<NetService>)> didFindService;
+        /// An equal service, not the same object.
+        std::function<void(std::shared_ptr<NetService>)> didRemoveService;
+    };
+
+    explicit NetServiceBrowser(dnssd::Backend &backend);
+    ~NetServiceBrowser();
+    NetServiceBrowser(const NetServiceBrowser &) = delete;
+    NetServiceBrowser &operator=(const NetServiceBrowser &) = delete;
+    NetServiceBrowser(NetServiceBrowser &&) = delete;
+    NetServiceBrowser &operator=(NetServiceBrowser &&) = delete;
+
+    void setDelegate(Delegate delegate) { _delegate = std::move(delegate); }
+    void searchForServicesOfTypeInDomain(const QString &type, const QString &domain);
+    void stop();
+
+private:
+    dnssd::Backend &_backend;
+    Delegate _delegate;
+    std::unique_ptr<dnssd::Browser> _browser;
+};
+
+} // namespace clipmule

@@ -1,0 +1,80 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/PropertyList.h"
+
+#include <QStringList>
+#include <QUrl>
+
+#include <optional>
+
+namespace clipmule {
+
+/// Names of representations as the program uses them. What the desktop calls them is known to the
+/// backends only (PasteboardTypes.h).
+namespace PasteboardType {
+inline const QString NSStringPboardType = QStringLiteral("NSStringPboardType");
+inline const QString NSRTFPboardType = QStringLiteral("NSRTFPboardType");
+inline const QString NSRTFDPboardType = QStringLiteral("NSRTFDPboardType");
+inline const QString NSTabularTextPboardType = QStringLiteral("NSTabularTextPboardType");
+inline const QString NSMultipleTextSelectionPboardType =
+    QStringLiteral("NSMultipleTextSelectionPboardType");
+inline const QString NSInkTextPboardType = QStringLiteral("NSInkTextPboardType");
+inline const QString NSTIFFPboardType = QStringLiteral("NSTIFFPboardType");
+inline const QString NSPICTPboardType = QStringLiteral("NSPICTPboardType");
+inline const QString NSFilenamesPboardType = QStringLiteral("NSFilenamesPboardType");
+inline const QString NSURLPboardType = QStringLiteral("NSURLPboardType");
+inline const QString publicTiff = QStringLiteral("public.tiff");
+inline const QString publicPng = QStringLiteral("public.png");
+inline const QString publicHtml = QStringLiteral("public.html");
+inline const QString publicUrlName = QStringLiteral("public.url-name");
+inline const QString applePict = QStringLiteral("com.apple.pict");
+inline const QString applePng = QStringLiteral("Apple PNG pasteboard type");
+} // namespace PasteboardType
+
+/// The general pasteboard: the desktop's clipboard.
+///
+/// Reading is synchronous and touches nobody: it answers from the last complete snapshot, which a
+/// backend fetches on its own after each change. An owner that never answers is not waited for.
+///
+/// Writing is staged: declareTypes() opens a new set of contents, the adding and setting calls fill
+/// it, and commit() makes the whole of it the clipboard at once. Between declareTypes() and
+/// commit() the reading calls answer from the staged contents.
+class Pasteboard {
+public:
+    Pasteboard() = default;
+    virtual ~Pasteboard() = default;
+    Pasteboard(const Pasteboard &) = delete;
+    Pasteboard &operator=(const Pasteboard &) = delete;
+    Pasteboard(Pasteboard &&) = delete;
+    Pasteboard &operator=(Pasteboard &&) = delete;
+
+    /// Moves with every complete change of the contents, by others and by us. Cheap: a number.
+    [[nodiscard]] virtual qint64 changeCount() const = 0;
+    /// In the owner's order, no type twice; empty when there is nothing.
+    [[nodiscard]] virtual QStringList types() const = 0;
+    [[nodiscard]] virtual std::optional<QByteArray> dataForType(const QString &type) const = 0;
+    /// The bytes of a type as text, where the type is text or holds text.
+    [[nodiscard]] virtual std::optional<QString> stringForType(const QString &type) const = 0;
+    /// The bytes of a type as a property list. File names are a list of absolute paths.
+    [[nodiscard]] virtual std::optional<PropertyList>
+    propertyListForType(const QString &type) const = 0;
+    /// The URL reading of the contents.
+    [[nodiscard]] virtual std::optional<QUrl> url() const = 0;
+
+    virtual void declareTypes(const QStringList &types) = 0;
+    virtual void addTypes(const QStringList &types) = 0;
+    // Setting a type that was not declared or added declares it.
+    virtual void setDataForType(const QByteArray &data, const QString &type) = 0;
+    virtual void setStringForType(const QString &string, const QString &type) = 0;
+    virtual void setPropertyListForType(const PropertyList &value, const QString &type) = 0;
+    /// Writes the URL in the desktop's own form.
+    virtual void writeUrl(const QUrl &url) = 0;
+    /// Makes the staged contents the clipboard and moves the change count. Without a declareTypes()
+    /// before it nothing happens.
+    virtual void commit() = 0;
+};
+
+} // namespace clipmule

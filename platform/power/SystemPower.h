@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QtGlobal>
+
+#include <functional>
+
+namespace clipmule {
+
+/// Power messages of the system, by their platform numbers.
+enum class PowerMessage : quint32 {
+    CanSystemSleep = 0xE0000270,
+    SystemWillPowerOff = 0xE0000250,
+    SystemWillSleep = 0xE0000280,
+    SystemHasPoweredOn = 0xE0000300,
+    SystemWillRestart = 0xE0000310,
+};
+
+/// Delivers the system's power messages between registering and deregistering, and holds sleep and
+/// shutdown back until each message is acknowledged.
+class SystemPower {
+public:
+    /// The message (its number: there are more than the named ones) and the token to acknowledge.
+    using Callback = std::function<void(quint32 message, quint64 argument)>;
+
+    SystemPower() = default;
+    virtual ~SystemPower() = default;
+    SystemPower(const SystemPower &) = delete;
+    SystemPower &operator=(const SystemPower &) = delete;
+
+    /// Starts delivery; true when the registration began. A system that cannot tell stays silent.
+    virtual bool registerForSystemPower(Callback callback) = 0;
+    virtual void deregisterForSystemPower() = 0;
+    /// Lets the system go on with what the message announced.
+    virtual void allowPowerChange(quint64 argument) = 0;
+};
+
+} // namespace clipmule

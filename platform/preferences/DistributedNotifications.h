@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/PropertyList.h"
+
+#include <functional>
+#include <memory>
+
+namespace clipmule {
+
+/// Notifications between the processes of one user session, by name. A poster that also observes
+/// receives its own, always from the run loop and never from inside post().
+class DistributedNotifications {
+public:
+    using Handler =
+        std::function<void(const QString &object, const PropertyList::Dictionary &userInfo)>;
+
+    /// Keeps the handler registered; destroying it ends that.
+    class Observation {
+    public:
+        Observation() = default;
+        virtual ~Observation() = default;
+        Observation(const Observation &) = delete;
+        Observation &operator=(const Observation &) = delete;
+    };
+
+    DistributedNotifications() = default;
+    virtual ~DistributedNotifications() = default;
+    DistributedNotifications(const DistributedNotifications &) = delete;
+    DistributedNotifications &operator=(const DistributedNotifications &) = delete;
+
+    virtual void post(const QString &name, const QString &object,
+                      const PropertyList::Dictionary &userInfo) = 0;
+    [[nodiscard]] virtual std::unique_ptr<Observation> observe(const QString &name,
+                                                               Handler handler) = 0;
+};
+
+} // namespace clipmule

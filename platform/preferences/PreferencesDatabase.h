@@ -1,0 +1,28 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/PropertyList.h"
+
+namespace clipmule {
+
+/// The preferences of the current user: a dictionary of property-list values for each application
+/// identifier (a domain). Values written are seen by other processes at once.
+class PreferencesDatabase {
+public:
+    PreferencesDatabase() = default;
+    virtual ~PreferencesDatabase() = default;
+    PreferencesDatabase(const PreferencesDatabase &) = delete;
+    PreferencesDatabase &operator=(const PreferencesDatabase &) = delete;
+
+    /// All pairs of a domain; empty when there are none or they cannot be read (logged).
+    [[nodiscard]] virtual PropertyList::Dictionary copyMultiple(const QString &domain) = 0;
+    /// Sets a value, or removes the key when there is none.
+    virtual void setValue(const QString &domain, const QString &key,
+                          const std::optional<PropertyList> &value) = 0;
+    /// Makes what was written to the domain survive a power failure. False when it could not.
+    virtual bool synchronize(const QString &domain) = 0;
+};
+
+} // namespace clipmule
