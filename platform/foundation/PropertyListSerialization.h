@@ -31,6 +31,15 @@ public:
     /// of a clip, so that a value can always be walked and destroyed recursively.
     static constexpr int maximumDepth = 512;
 
+    /// A binary list may refer to one object from many places, so that a kilobyte can stand for
+    /// 2^29 values. Reading shares them, but whoever compares, describes or writes the value walks
+    /// every one. A list is refused when such a walk would meet more than expandedValuesFloor +
+    /// expandedValuesPerByte times its size in bytes; a value counts as one, and one more for each
+    /// unit of a string (keys included) or byte of data. Clips, whose keys are the only thing that
+    /// they share, stay below five a byte.
+    static constexpr quint64 expandedValuesPerByte = 16;
+    static constexpr quint64 expandedValuesFloor = 1 << 20;
+
     /// The form is detected: binary by its magic, then XML, then OpenStep text. Of a bare word
     /// that is a string; of white space alone an empty dictionary; of no bytes an error.
     [[nodiscard]] static Parsed parse(QByteArrayView bytes);
