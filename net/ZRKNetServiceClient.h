@@ -1,0 +1,125 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "net/ServiceDictionary.h"
+#include "net/ZRKStreamHandler.h"
+
+#include <map>
+
+namespace clipmule {
+
+namespace dnssd {
+class Backend;
+}
+class NetServiceBrowser;
+
+/// Finds services of one type and connects to them, again and again while it runs. What is to be
+/// sent waits in a queue a service until a connection has written it, and is sent again on the next
+/// connection where it was not.
+class ZRKNetServiceClient final : public Object,
+                                  public std::enable_shared_from_this<ZRKNetServiceClient> {
+    struct Private {
+        explicit Private() = default;
+    };
+
+public:
+    /// Any slot may be empty. A callback may stop the client or let go of it.
+    struct Delegate {
+        /// False ignores the service.
+        std::function<bool(NetService &)> clientShouldResolve;
+        /// The first connection to a service that was found.
+        std::function<void(NetService &)> clientServiceDidOpen;
+        /// The service is gone, not just a connection to it.
+        std::function<void(NetService &)> clientServiceDidClose;
+        std::function<void(NetService &, const PropertyList &)> clientServiceDidReceiveObject;
+        /// The object was written and has left the queue.
+        std::function<void(NetService &, const OutputObject &)> clientServiceDidOutputObject;
+        /// The service's TXT record changed; nothing where it has none any more.
+        std::function<void(NetService &, const std::optional<ServiceDictionary> &)>
+            clientServiceDidUpdateServiceDictionary;
+        /// Another connection after the first one; what was queued has been handed to it.
+        std::function<void(NetService &)> clientServiceDidReconnect;
+    };
+
+    /// A service that does not answer for this long is tried again later.
+    static constexpr RunLoop::Seconds resolveTimeout{10.0};
+    static constexpr RunLoop::Seconds reconnectInterval{60.0};
+    static constexpr RunLoop::Seconds reconnectDelay{5.0};
+
+    /// With a name only services of exactly that name are used. The backend must outlive the
+    /// client.
+    [[nodiscard]] static std::shared_ptr<ZRKNetServiceClient>
+    initWithTypeName(dnssd::Backend &backend, const QString &type,
+                     const std::optional<QString> &name);
+    [[nodiscard]] static std::shared_ptr<ZRKNetServiceClient> initWithType(dnssd::Backend &backend,
+                                                                           const QString &type);
+    ZRKNetServiceClient(Private, dnssd::Backend &backend, QString type,
+                        std::optional<QString> name);
+    ~ZRKNetServiceClient() override;
+
+    /// Nothing happens when it runs already.
+    void start();
+    /// Ends everything, the queues included; the delegate hears nothing of it. May be started
+    /// again.
+    void stop();
+    /// Looks afresh for every service that is neither connected nor being looked for.
+    void reconnect();
+
+    [[nodiscard]] QList<std::shared_ptr<NetService>> services() const { return _services; }
+    /// Whether any service has a connection.
+    [[nodiscard]] bool isConnected() const;
+
+    /// Queues the object for every service known. False when there is none or the client does not
+    /// run.
+    bool outputObject(const OutputObject &object);
+    /// Queues the object for one service. False when the client does not run.
+    bool outputObjectForNetService(const OutputObject &object, const NetService &service);
+
+    void setDelegate(Delegate delegate);
+
+private:
+    struct ServiceInfo {
+        std::shared_ptr<ZRKStreamHandler> streamHandler;
+        /// Not yet reported as written, oldest first.
+        QList<OutputObject> outputObjects;
+        bool resolving = false;
+        bool firstTime = false;
+    };
+
+    void didFindService(const std::shared_ptr<NetService> &service);
+    void didRemoveService(const std::shared_ptr<NetService> &service);
+    void netServiceDidResolveAddress(NetService &service);
+    void netServiceDidNotResolve(NetService &service);
+    void netServiceDidUpdateTXTRecordData(NetService &service, const QByteArray &record);
+    void streamHandlerDidReceiveObject(ZRKStreamHandler &handler, const PropertyList &object);
+    void streamHandlerDidOutputObject(ZRKStreamHandler &handler, const OutputObject &object);
+    void streamHandlerDidDropObject(ZRKStreamHandler &handler, const OutputObject &object);
+    void streamHandlerDidClose(ZRKStreamHandler &handler);
+
+    [[nodiscard]] ServiceInfo &serviceInfoForNetService(const NetService &service);
+    [[nodiscard]] std::shared_ptr<ZRKStreamHandler>
+    streamHandlerForNetService(const NetService &service) const;
+    [[nodiscard]] std::shared_ptr<NetService>
+    netServiceForStreamHandler(const ZRKStreamHandler &handler) const;
+    [[nodiscard]] std::shared_ptr<NetService> listedService(const NetService &equal) const;
+    /// Whether a callback has stopped the client or lost it this very service.
+    [[nodiscard]] bool isUsing(const NetService &service) const;
+    void adopt(const std::shared_ptr<ZRKStreamHandler> &handler, NetService &service);
+    void release(ServiceInfo &info);
+
+    dnssd::Backend &_backend;
+    QString _type;
+    std::optional<QString> _name;
+    bool _running = false;
+    std::unique_ptr<NetServiceBrowser> _netServiceBrowser;
+    QList<std::shared_ptr<NetService>> _services;
+    // By instance name: services of the same name share one.
+    std::map<QString, ServiceInfo> _servicesInfo;
+    std::shared_ptr<const Delegate> _delegate = std::make_shared<const Delegate>();
+    RunLoop::Timer _reconnectTimer;
+    RunLoop::Timer _delayedReconnect;
+};
+
+} // namespace clipmule

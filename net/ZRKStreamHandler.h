@@ -1,0 +1,113 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "net/OutputObject.h"
+#include "platform/foundation/FileHandle.h"
+#include "platform/foundation/Object.h"
+#include "platform/foundation/RunLoop.h"
+#include "platform/streams/Stream.h"
+
+#include <deque>
+
+namespace clipmule {
+
+/// Carries property lists both ways over one connection to a peer: cuts what arrives into frames,
+/// decodes them and hands them to its delegate; queues what is to be sent and writes it as frames;
+/// keeps an idle connection alive with pings.
+///
+/// Open from creation until the first close; there is no reopening. Every callback may call back
+/// into the handler, close it or let go of it.
+class ZRKStreamHandler final : public Object,
+                               public std::enable_shared_from_this<ZRKStreamHandler> {
+    struct Private {
+        explicit Private() = default;
+    };
+
+public:
+    /// Not owned by the handler in spirit: whoever set it clears it before closing the handler, and
+    /// then hears nothing of that close.
+    struct Delegate {
+        std::function<void(ZRKStreamHandler &, const PropertyList &)> streamHandlerDidReceiveObject;
+        /// The last byte of the object's frame has been taken by the stream.
+        std::function<void(ZRKStreamHandler &, const OutputObject &)> streamHandlerDidOutputObject;
+        /// The object could not be written as a property list, and left the queue unsent.
+        std::function<void(ZRKStreamHandler &, const OutputObject &)> streamHandlerDidDropObject;
+        std::function<void(ZRKStreamHandler &)> streamHandlerDidClose;
+    };
+
+    /// The largest payload that an object frame may announce. A clip is at most 9,999,999 units;
+    /// written as XML with every one of them escaped that is just under 50 MB. What announces more
+    /// is no clip, and would make the program hold up to 4 GiB for a peer that need not send them.
+    static constexpr quint32 largestPayload = 64 * 1024 * 1024;
+    /// At most this much is read at a time, in bytes.
+    static constexpr qsizetype readBufferSize = 524288;
+
+    /// Around a connected socket, whose options it sets; null when there is none. The descriptor
+    /// is closed with the handler.
+    [[nodiscard]] static std::shared_ptr<ZRKStreamHandler>
+    initWithFileHandle(FileHandle connection);
+    /// Around a pair of streams, which it opens.
+    [[nodiscard]] static std::shared_ptr<ZRKStreamHandler>
+    initWithInputStreamOutputStream(StreamPair streams);
+    ZRKStreamHandler(Private, FileHandle connection, StreamPair streams);
+    ~ZRKStreamHandler() override;
+
+    void setDelegate(Delegate delegate);
+    [[nodiscard]] const Delegate &delegate() const { return *_delegate; }
+
+    /// Queues an object. False, and nothing done, when the handler is closed; true says that it was
+    /// queued, not that it was sent.
+    bool outputObject(const OutputObject &object);
+    /// Sends a ping, unless object data goes out instead.
+    void ping();
+    /// Closes and tells the delegate.
+    void close() { close(true); }
+    void close(bool notifyDelegate);
+
+    [[nodiscard]] bool isOpen() const { return _open; }
+    /// From 180.0 to 189.9 seconds, the same for the handler's lifetime: many connections do not
+    /// ping in step.
+    [[nodiscard]] RunLoop::Seconds pingInterval() const { return _pingInterval; }
+
+    [[nodiscard]] QString description() const override;
+
+private:
+    void openStreams();
+    void streamHandleEvent(StreamEvent event);
+    void readInput();
+    void processInput();
+    void receivePayload(QByteArrayView payload, qsizetype frameLength);
+    void consume(qsizetype count);
+    void compactInput(qsizetype needed);
+    void sendOutput();
+    [[nodiscard]] bool fillOutputBuffer();
+    [[nodiscard]] bool writeOutputBuffer();
+    void finishHeadObject();
+    void dropHeadObject(const QString &reason);
+    void post(const QString &name);
+
+    FileHandle _fileHandle;
+    std::unique_ptr<InputStream> _inputStream;
+    std::unique_ptr<OutputStream> _outputStream;
+    // Consumed up to the offset.
+    QByteArray _inputData;
+    qsizetype _inputOffset = 0;
+    bool _open = true;
+    std::deque<OutputObject> _outputObjects;
+    // Of the frame being written, which its object may share with other handlers; taken by the
+    // stream up to the offset.
+    QByteArray _outputBuffer;
+    qsizetype _outputOffset = 0;
+    // Shared, so that a callback may replace it while it runs.
+    std::shared_ptr<const Delegate> _delegate = std::make_shared<const Delegate>();
+    std::unique_ptr<char[]> _readBuffer;
+    bool _needsPing = false;
+    RunLoop::Timer _pingTimer;
+    RunLoop::Seconds _pingInterval;
+    bool _sendingOutput = false;
+    bool _processingInput = false;
+};
+
+} // namespace clipmule

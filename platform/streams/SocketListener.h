@@ -1,0 +1,80 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/FileHandle.h"
+#include "platform/foundation/RunLoop.h"
+
+#include <QtGlobal>
+
+#include <functional>
+#include <memory>
+
+class QSocketNotifier;
+
+namespace clipmule {
+
+/// A listening IPv4 TCP socket on a port that the system picks. Accepts one connection a turn of
+/// the run loop, so that a flood of them does not hold up the rest of the program.
+class SocketListener {
+public:
+    /// The system calls that it makes, each with the call's own result; a test replaces one to see
+    /// it fail.
+    struct Calls {
+        std::function<int()> socket;
+        /// To the wildcard address, port 0.
+        std::function<int(int descriptor)> bind;
+        std::function<int(int descriptor, quint16 &port)> getsockname;
+        std::function<int(int descriptor, int backlog)> listen;
+        /// A negative errno when there is no connection.
+        std::function<int(int descriptor)> accept;
+    };
+    [[nodiscard]] static Calls systemCalls();
+
+    enum class Step { Socket, Bind, GetSockName, Listen };
+    struct Failure {
+        Step step;
+        /// What the call returned.
+        int result;
+    };
+    struct Opened;
+
+    /// Connections that the kernel completes while nobody accepts.
+    static constexpr int backlog = 8;
+    /// How long accepting rests when the system has no descriptor or memory left for a connection,
+    /// which stays in the backlog meanwhile: trying again at once would spin.
+    static constexpr RunLoop::Seconds pauseWhenExhausted{1.0};
+
+    /// Opens, binds and listens; nothing is accepted yet.
+    [[nodiscard]] static Opened open(Calls calls = systemCalls());
+    ~SocketListener();
+    SocketListener(const SocketListener &) = delete;
+    SocketListener &operator=(const SocketListener &) = delete;
+    SocketListener(SocketListener &&) = delete;
+    SocketListener &operator=(SocketListener &&) = delete;
+
+    [[nodiscard]] quint16 port() const { return _port; }
+    /// Accepts one connection, as soon as there is one, and hands it over non-blocking; call it
+    /// again for the next. The handler may destroy the listener.
+    void acceptInBackground(std::function<void(FileHandle)> handler);
+
+private:
+    SocketListener(Calls calls, FileHandle socket, quint16 port);
+    void acceptOne();
+
+    Calls _calls;
+    FileHandle _socket;
+    quint16 _port;
+    std::function<void(FileHandle)> _handler;
+    std::unique_ptr<QSocketNotifier> _notifier;
+    RunLoop::Timer _pause;
+};
+
+struct SocketListener::Opened {
+    /// Null when it failed.
+    std::unique_ptr<SocketListener> listener;
+    Failure failure{};
+};
+
+} // namespace clipmule
