@@ -8,6 +8,7 @@
 #include <QStringList>
 #include <QUrl>
 
+#include <functional>
 #include <optional>
 
 namespace clipmule {
@@ -75,6 +76,14 @@ public:
     /// Makes the staged contents the clipboard and moves the change count. Without a declareTypes()
     /// before it nothing happens.
     virtual void commit() = 0;
+
+    /// Whether anybody will read what others copy; true at first. While nobody will, the change
+    /// count still moves with every change, but the contents need not be fetched: they follow after
+    /// setWatching(true), which does not move the count.
+    virtual void setWatching(bool watching) { Q_UNUSED(watching) }
+    /// Before the program ends: what we own is handed to the desktop's clipboard manager, if there
+    /// is one, for at most half a second. Calls back once, perhaps from inside this call.
+    virtual void prepareToQuit(std::function<void()> done) { done(); }
 };
 
 } // namespace clipmule
