@@ -1,0 +1,63 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/LineReader.h"
+
+#include <QString>
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+namespace clipmule {
+
+LineReader::LineReader(int descriptor, Delegate delegate)
+    : _descriptor(descriptor)
+    , _delegate(std::move(delegate)) {}
+
+LineReader::~LineReader() = default;
+
+void LineReader::start() {
+    _notifier = std::make_unique<QSocketNotifier>(_descriptor, QSocketNotifier::Read);
+    QObject::connect(_notifier.get(), &QSocketNotifier::activated, _notifier.get(),
+                     [this] { readSome(); });
+}
+
+void LineReader::readSome() {
+    std::array<char, 65536> buffer{};
+    const ssize_t count = read(_descriptor, buffer.data(), buffer.size());
+    if (count < 0 && (errno == EINTR || errno == EAGAIN))
+        return;
+    if (count > 0) {
+        _pending.append(buffer.data(), count);
+        takeLines();
+        return;
+    }
+    _notifier->setEnabled(false);
+    if (!_pending.isEmpty() && !_skipping)
+        _delegate.line(std::exchange(_pending, {}));
+    _delegate.end();
+}
+
+void LineReader::takeLines() {
+    qsizetype start = 0;
+    for (;;) {
+        const qsizetype end = _pending.indexOf('\n', start);
+        if (end < 0)
+            break;
+        if (!std::exchange(_skipping, false))
+            _delegate.line(_pending.sliced(start, end - start));
+        start = end + 1;
+    }
+    _pending.remove(0, start);
+    if (_pending.size() > longestLine) {
+        _pending.clear();
+        if (!std::exchange(_skipping, true))
+            _delegate.error(QStringLiteral("a line of more than %1 bytes").arg(longestLine));
+    } else if (_skipping) {
+        _pending.clear();
+    }
+}
+
+} // namespace clipmule

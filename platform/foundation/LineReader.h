@@ -1,0 +1,49 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QByteArray>
+#include <QSocketNotifier>
+
+#include <functional>
+#include <memory>
+
+namespace clipmule {
+
+/// Reads lines from a descriptor (standard input, a pipe) as they come. The descriptor is neither
+/// owned nor changed; a terminal, a pipe and a file will do.
+class LineReader final {
+public:
+    /// A longer line is dropped and reported as an error; reading goes on behind it.
+    static constexpr qsizetype longestLine = 1024 * 1024;
+
+    struct Delegate {
+        /// Without its line end.
+        std::function<void(const QByteArray &)> line;
+        std::function<void(const QString &)> error;
+        /// No more will come. The last line may have lacked its line end and was delivered.
+        std::function<void()> end;
+    };
+
+    LineReader(int descriptor, Delegate delegate);
+    ~LineReader();
+    LineReader(const LineReader &) = delete;
+    LineReader &operator=(const LineReader &) = delete;
+    LineReader(LineReader &&) = delete;
+    LineReader &operator=(LineReader &&) = delete;
+
+    void start();
+
+private:
+    void readSome();
+    void takeLines();
+
+    int _descriptor;
+    Delegate _delegate;
+    QByteArray _pending;
+    bool _skipping = false;
+    std::unique_ptr<QSocketNotifier> _notifier;
+};
+
+} // namespace clipmule
