@@ -16,11 +16,16 @@ namespace clipmule {
 /// Held by std::shared_ptr; the delegate's slots are not owned by it in spirit: whoever sets one
 /// clears it before letting the service go.
 class NetService final : public Object, public std::enable_shared_from_this<NetService> {
+    /// Keeps the constructor for the factory.
+    struct Key {
+        explicit Key() = default;
+    };
+
 public:
     struct Delegate {
-        std::function<void(NetService &)> netServiceDidResolveAddress;
-        std::function<void(NetService &)> netServiceDidNotResolve;
-        std::function<void(NetService &, const QByteArray &)> netServiceDidUpdateTXTRecordData;
+        std::function<void(NetService &)> netServiceDidResolveAddress = {};
+        std::function<void(NetService &)> netServiceDidNotResolve = {};
+        std::function<void(NetService &, const QByteArray &)> netServiceDidUpdateTXTRecordData = {};
     };
 
     /// A service to look at (port 0) or to publish. An empty domain stands for the default one,
@@ -28,6 +33,7 @@ public:
     [[nodiscard]] static std::shared_ptr<NetService>
     initWithDomainTypeNamePort(dnssd::Backend &backend, const QString &domain, const QString &type,
                                const QString &name, quint16 port);
+    NetService(Key key, dnssd::Backend &backend, dnssd::ServiceName service, quint16 port);
     ~NetService() override;
 
     [[nodiscard]] const QString &name() const { return _service.name; }
@@ -60,8 +66,6 @@ public:
     [[nodiscard]] QString description() const override;
 
 private:
-    NetService(dnssd::Backend &backend, dnssd::ServiceName service, quint16 port);
-
     dnssd::Backend &_backend;
     dnssd::ServiceName _service;
     quint16 _port;
@@ -77,9 +81,9 @@ private:
 class NetServiceBrowser final {
 public:
     struct Delegate {
-        std::function<void(std::shared_ptr<NetService>)> didFindService;
+        std::function<void(std::shared_ptr<NetService>)> didFindService = {};
         /// An equal service, not the same object.
-        std::function<void(std::shared_ptr<NetService>)> didRemoveService;
+        std::function<void(std::shared_ptr<NetService>)> didRemoveService = {};
     };
 
     explicit NetServiceBrowser(dnssd::Backend &backend);

@@ -1,0 +1,45 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/RunLoop.h"
+
+#include <deque>
+#include <functional>
+#include <memory>
+
+namespace clipmule::dnssd {
+
+/// Holds back what a responder's library reports from inside our own calls, and delivers it in
+/// order on a later turn of the run loop. Nothing is delivered after clear() or destruction; an
+/// event may destroy the queue.
+class EventQueue {
+public:
+    using Event = std::function<void()>;
+
+    EventQueue() = default;
+    ~EventQueue() = default;
+    EventQueue(const EventQueue &) = delete;
+    EventQueue &operator=(const EventQueue &) = delete;
+
+    void post(Event event);
+    void clear();
+
+private:
+    void deliver();
+
+    std::deque<Event> _events;
+    RunLoop::Timer _turn;
+    std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
+};
+
+/// Calls a copy of a callback when there is one: the callback may destroy the object that holds
+/// it. The values must not live in that object.
+template <typename... Arguments, typename... Values>
+void callCopyOf(const std::function<void(Arguments...)> &callback, const Values &...values) {
+    if (const std::function<void(Arguments...)> copy = callback)
+        copy(values...);
+}
+
+} // namespace clipmule::dnssd

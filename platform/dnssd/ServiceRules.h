@@ -1,0 +1,48 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/dnssd/DnsSd.h"
+
+/// What DNS-SD allows in names and TXT records, and how a name gives way to another: the same for
+/// every responder.
+namespace clipmule::dnssd {
+
+/// A DNS label holds no more bytes than that (RFC 6763, section 4.1.1).
+constexpr qsizetype maximumNameBytes = 63;
+/// Longer records do not fit a network packet: they are accepted by the responder and never
+/// arrive anywhere (1206 bytes did, 1407 did not).
+constexpr qsizetype maximumTxtRecordBytes = 1300;
+/// A name is changed so many times before its publication is given up: there are not that many
+/// desktops of one name in a home; there may be a host that claims every name.
+constexpr int maximumNameAttempts = 50;
+
+/// The order of names in containers.
+struct ByServiceName {
+    [[nodiscard]] bool operator()(const ServiceName &left, const ServiceName &right) const;
+};
+
+/// The record without entries: one zero byte.
+[[nodiscard]] QByteArray emptyTxtRecord();
+
+/// Why a service of that name cannot be published or looked up; empty when it can.
+[[nodiscard]] QString reasonToRefuse(const ServiceName &service);
+/// Why a record cannot be published; empty when it can. An empty array is the empty record.
+[[nodiscard]] QString reasonToRefuseTxtRecord(const QByteArray &txtRecord);
+
+/// The entries of a well-formed record, without the empty ones.
+[[nodiscard]] QList<QByteArray> txtRecordEntries(const QByteArray &txtRecord);
+
+/// The name for the given attempt to publish: the name itself for 1, "Name (2)" for 2. The base is
+/// cut at a character where the whole would exceed 63 bytes.
+[[nodiscard]] QString nameForAttempt(const QString &name, int attempt);
+
+/// "Name._type._tcp.local" in the escaped form of DNS names: every byte of the instance name that
+/// is no ASCII letter, digit, "-" or "_" is "\DDD", dots and backslashes have a backslash.
+[[nodiscard]] QString escapedFullName(const ServiceName &service);
+
+/// IPv4 first, the order otherwise kept.
+void sortEndpoints(QList<Endpoint> &endpoints);
+
+} // namespace clipmule::dnssd
