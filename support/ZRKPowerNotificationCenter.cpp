@@ -1,0 +1,76 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "support/ZRKPowerNotificationCenter.h"
+
+#include "platform/power/SystemPower.h"
+#include "support/UnsignedNumber.h"
+
+#include <QScopeGuard>
+
+#include <utility>
+
+namespace clipmule {
+
+namespace {
+SystemPower *kernelPort = nullptr;
+} // namespace
+
+std::shared_ptr<ZRKPowerNotificationCenter> ZRKPowerNotificationCenter::defaultCenter() {
+    return sharedInstance<ZRKPowerNotificationCenter>(
+        [] { return std::make_shared<ZRKPowerNotificationCenter>(); });
+}
+
+void ZRKPowerNotificationCenter::setSystemPower(SystemPower *systemPower) {
+    if (kernelPort && kernelPort != systemPower)
+        kernelPort->deregisterForSystemPower();
+    kernelPort = systemPower;
+}
+
+ZRKPowerNotificationCenter::~ZRKPowerNotificationCenter() {
+    if (_notifier && _notifier == kernelPort)
+        _notifier->deregisterForSystemPower();
+}
+
+void ZRKPowerNotificationCenter::didAddFirstObserver() {
+    if (kernelPort && kernelPort->registerForSystemPower([this](quint32 message, quint64 argument) {
+            powerDidChange(message, argument);
+        }))
+        _notifier = kernelPort;
+}
+
+void ZRKPowerNotificationCenter::didRemoveLastObserver() {
+    // Another service than the process's present one was deregistered from when it was replaced.
+    if (SystemPower *const notifier = std::exchange(_notifier, nullptr);
+        notifier && notifier == kernelPort)
+        notifier->deregisterForSystemPower();
+}
+
+void ZRKPowerNotificationCenter::powerDidChange(quint32 message, quint64 argument) {
+    // The observers may all leave, and this hub with them.
+    const auto self = weak_from_this().lock();
+    // Even when an observer throws: nothing but the acknowledgement lets the computer sleep.
+    const auto acknowledgement = qScopeGuard([argument] {
+        if (kernelPort)
+            kernelPort->allowPowerChange(argument);
+    });
+    postNotificationName(ZRKPowerStatusDidChange, std::make_shared<UnsignedNumber>(message));
+    switch (PowerMessage(message)) {
+    case PowerMessage::SystemWillPowerOff:
+        postNotificationName(ZRKPowerStatusWillPowerOff);
+        break;
+    case PowerMessage::SystemWillSleep:
+        postNotificationName(ZRKPowerStatusWillSleep);
+        break;
+    case PowerMessage::SystemHasPoweredOn:
+        postNotificationName(ZRKPowerStatusDidWake);
+        break;
+    case PowerMessage::SystemWillRestart:
+        postNotificationName(ZRKPowerStatusWillRestart);
+        break;
+    default:
+        break;
+    }
+}
+
+} // namespace clipmule

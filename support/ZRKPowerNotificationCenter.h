@@ -1,0 +1,48 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "support/ZRKNotificationCenter.h"
+
+namespace clipmule {
+
+class SystemPower;
+
+/// Every power message, before the one below; its object is the message's number, an
+/// UnsignedNumber.
+inline const QString ZRKPowerStatusDidChange = QStringLiteral("ZRKPowerStatusDidChange");
+// No object.
+inline const QString ZRKPowerStatusWillPowerOff = QStringLiteral("ZRKPowerStatusWillPowerOff");
+inline const QString ZRKPowerStatusWillSleep = QStringLiteral("ZRKPowerStatusWillSleep");
+inline const QString ZRKPowerStatusDidWake = QStringLiteral("ZRKPowerStatusDidWake");
+inline const QString ZRKPowerStatusWillRestart = QStringLiteral("ZRKPowerStatusWillRestart");
+
+/// Sleep and waking as notifications. Registered with the system exactly while somebody observes.
+///
+/// The system is allowed to go on as soon as the observers have returned: what has to be done
+/// before sleep is done inside the notification.
+class ZRKPowerNotificationCenter final : public ZRKNotificationCenter {
+public:
+    /// The shared instance.
+    [[nodiscard]] static std::shared_ptr<ZRKPowerNotificationCenter> defaultCenter();
+
+    /// The power service of the process, which the caller owns; null for none, which makes a
+    /// silent hub. To be set before the first observer comes, and set to null before the service
+    /// is destroyed. The previous service is deregistered from.
+    static void setSystemPower(SystemPower *systemPower);
+
+    ~ZRKPowerNotificationCenter() override;
+
+protected:
+    void didAddFirstObserver() override;
+    void didRemoveLastObserver() override;
+
+private:
+    void powerDidChange(quint32 message, quint64 argument);
+
+    // The service that we are registered with; null when that failed or nobody observes.
+    SystemPower *_notifier = nullptr;
+};
+
+} // namespace clipmule
