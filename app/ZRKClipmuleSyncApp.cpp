@@ -1,0 +1,274 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "app/ZRKClipmuleSyncApp.h"
+
+#include "app/Log.h"
+#include "support/ZRKNotificationCenter.h"
+#include "support/ZRKPowerNotificationCenter.h"
+
+namespace clipmule {
+
+Q_LOGGING_CATEGORY(logApp, "clipmule.app")
+
+namespace {
+
+const QString serverServicesKey = QStringLiteral("serverServices");
+const QString serverServiceKey = QStringLiteral("serverService");
+const QString serverNameKey = QStringLiteral("serverName");
+const QString autoUpdateEnabledKey = QStringLiteral("autoUpdateEnabled");
+const QString syncEnabledKey = QStringLiteral("syncEnabled");
+const QString statisticsIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.stats");
+
+// The agent announces itself under each phone's name, so that the phone sees its computer is there.
+const QString announcementType = QStringLiteral("_clipmule-c2._tcp");
+// Nothing listens behind the announcement: a record needs a port, and this one is nobody's.
+constexpr quint16 announcementPort = 1;
+const QString preferencesProgram = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
+
+const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
+
+std::optional<QString> textUnder(const PropertyList::Dictionary &dictionary, const QString &key) {
+    const PropertyList *value = find(dictionary, key);
+    const auto *text = value ? value->as<QString>() : nullptr;
+    return text ? std::optional(*text) : std::nullopt;
+}
+
+} // namespace
+
+ZRKClipmuleSyncApp::ZRKClipmuleSyncApp(SyncServices services)
+    : _services(std::move(services)) {}
+
+ZRKClipmuleSyncApp::~ZRKClipmuleSyncApp() {
+    ZRKNotificationCenter::platformDefault().removeObserver(this);
+    ZRKPowerNotificationCenter::defaultCenter()->removeObserver(this);
+    disconnect();
+}
+
+void ZRKClipmuleSyncApp::finishLaunching() {
+    migrateSinglePhoneSettings();
+    _clientsDictionary.clear();
+    _netServicesDictionary.clear();
+    _clientsDataDictionary->clear();
+    _services.sharedDefaults.listenForChanges();
+    _statisticDefaults = ZRKUserDefaults::initWithIdentifier(statisticsIdentifier);
+    if (_services.makeStatusController)
+        _statusController = _services.makeStatusController(*this);
+
+    auto &center = ZRKNotificationCenter::platformDefault();
+    const Selector settingsChanged =
+        selector<&ZRKClipmuleSyncApp::defaultsDidChange>("defaultsDidChange");
+    center.addObserver(this, settingsChanged, ZRKUserDefaultsDidChangeNotification);
+    center.addObserver(this, settingsChanged, NSUserDefaultsDidChangeNotification);
+    const auto power = ZRKPowerNotificationCenter::defaultCenter();
+    power->addObserver(this, selector<&ZRKClipmuleSyncApp::willSleep>("willSleep"),
+                       ZRKPowerStatusWillSleep);
+    power->addObserver(this, selector<&ZRKClipmuleSyncApp::didWake>("didWake"),
+                       ZRKPowerStatusDidWake);
+
+    defaultsDidChange();
+    if (Updater *const own = updater()) {
+        Updater::Delegate delegate;
+        delegate.updaterWillInstallUpdate = [this](Updater &sender) {
+            updaterWillInstallUpdate(sender);
+        };
+        own->setDelegate(std::move(delegate));
+    }
+}
+
+// Earlier versions knew a single phone, in two keys of its own.
+void ZRKClipmuleSyncApp::migrateSinglePhoneSettings() {
+    ZRKUserDefaults &shared = _services.sharedDefaults;
+    const auto service = shared.objectForKey(serverServiceKey);
+    const auto name = shared.objectForKey(serverNameKey);
+    if (!service || !name)
+        return;
+    const PropertyList::Dictionary phone{{serverServiceKey, *service}, {serverNameKey, *name}};
+    shared.setObjectForKey(PropertyList(PropertyList::List{PropertyList(phone)}),
+                           serverServicesKey);
+    shared.removeObjectForKey(serverServiceKey);
+    shared.removeObjectForKey(serverNameKey);
+    shared.synchronize();
+}
+
+std::optional<PropertyList> ZRKClipmuleSyncApp::serverServices() const {
+    return _services.sharedDefaults.objectForKey(serverServicesKey);
+}
+
+QList<ZRKClipmuleSyncApp::RegisteredPhone> ZRKClipmuleSyncApp::registeredPhones() const {
+    // Another process wrote the list: entries that are not what they should be are passed over.
+    QList<RegisteredPhone> phones;
+    const auto services = serverServices();
+    const auto *list = services ? services->as<PropertyList::List>() : nullptr;
+    if (!list)
+        return phones;
+    for (const PropertyList &entry : *list) {
+        const auto *dictionary = entry.as<PropertyList::Dictionary>();
+        if (!dictionary)
+            continue;
+        const auto service = textUnder(*dictionary, serverServiceKey);
+        if (service && !service->isEmpty())
+            phones.append({*service, textUnder(*dictionary, serverNameKey)});
+    }
+    return phones;
+}
+
+void ZRKClipmuleSyncApp::connect() {
+    if (!isEnabled())
+        return;
+    const QList<RegisteredPhone> phones = registeredPhones();
+    for (const RegisteredPhone &phone : phones) {
+        const QString &name = phone.serverService;
+        if (!_netServicesDictionary.contains(name)) {
+            const auto announcement = NetService::initWithDomainTypeNamePort(
+                _services.dnssd, QString(), announcementType, name, announcementPort);
+            _netServicesDictionary.insert(name, announcement);
+            announcement->publish();
+        }
+        if (!_clientsDictionary.contains(name)) {
+            const auto client = makeClient(name);
+            _clientsDictionary.insert(name, client);
+            client->start();
+        }
+    }
+}
+
+std::shared_ptr<ZRKNetServiceClient> ZRKClipmuleSyncApp::makeClient(const QString &name) {
+    auto client = ZRKNetServiceClient::initWithTypeName(_services.dnssd, phoneType, name);
+    ZRKNetServiceClient::Delegate delegate;
+    delegate.clientServiceDidOpen = [this](NetService &service) { clientServiceDidOpen(service); };
+    delegate.clientServiceDidClose = [this](NetService &service) {
+        clientServiceDidClose(service);
+    };
+    delegate.clientServiceDidReconnect = [this](NetService &service) {
+        clientServiceDidReconnect(service);
+    };
+    delegate.clientServiceDidReceiveObject = [this](NetService &service,
+                                                    const PropertyList &object) {
+        clientServiceDidReceiveObject(service, object);
+    };
+    client->setDelegate(std::move(delegate));
+    return client;
+}
+
+// The delegate goes first, so that a shutdown of our own produces no callback.
+void ZRKClipmuleSyncApp::stopAnnouncement(NetService &service) {
+    service.setDelegate({});
+    service.stop();
+}
+
+void ZRKClipmuleSyncApp::stopClient(ZRKNetServiceClient &client) {
+    client.setDelegate({});
+    client.stop();
+}
+
+void ZRKClipmuleSyncApp::disconnect() {
+    for (const auto &service : std::exchange(_netServicesDictionary, {}))
+        stopAnnouncement(*service);
+    for (const auto &client : std::exchange(_clientsDictionary, {}))
+        stopClient(*client);
+}
+
+void ZRKClipmuleSyncApp::defaultsDidChange() {
+    if (isEnabled()) {
+        QSet<QString> registered;
+        for (const RegisteredPhone &phone : registeredPhones())
+            registered.insert(phone.serverService);
+        const QStringList announced = _netServicesDictionary.keys();
+        for (const QString &name : announced) {
+            if (!registered.contains(name))
+                stopAnnouncement(*_netServicesDictionary.take(name));
+        }
+        const QStringList connected = _clientsDictionary.keys();
+        for (const QString &name : connected) {
+            if (!registered.contains(name))
+                stopClient(*_clientsDictionary.take(name));
+        }
+        connect();
+    } else {
+        disconnect();
+    }
+    postStatusDidChange();
+    if (Updater *const own = updater())
+        own->setAutomaticallyChecksForUpdates(
+            _services.sharedDefaults.boolForKey(autoUpdateEnabledKey));
+}
+
+void ZRKClipmuleSyncApp::willSleep() {
+    disconnect();
+}
+
+void ZRKClipmuleSyncApp::didWake() {
+    connect();
+}
+
+ZRKClipmuleSyncApp::TerminateReply ZRKClipmuleSyncApp::applicationShouldTerminate() {
+    disconnect();
+    return TerminateReply::Now;
+}
+
+bool ZRKClipmuleSyncApp::isConnected() const {
+    return std::any_of(_clientsDictionary.begin(), _clientsDictionary.end(),
+                       [](const auto &client) { return client->isConnected(); });
+}
+
+bool ZRKClipmuleSyncApp::isEnabled() const {
+    const auto enabled = _services.applicationDefaults.objectForKey(syncEnabledKey);
+    return !enabled || (!enabled->isList() && !enabled->isDictionary() && enabled->boolValue());
+}
+
+void ZRKClipmuleSyncApp::setEnabled(bool enabled) {
+    _services.applicationDefaults.setBoolForKey(enabled, syncEnabledKey);
+}
+
+QStringList ZRKClipmuleSyncApp::connectedDeviceNames() const {
+    QStringList names;
+    for (const PropertyList &record : std::as_const(*_clientsDataDictionary)) {
+        if (const auto name = textUnder(record.dictionary(), QStringLiteral("name")))
+            names.append(*name);
+    }
+    return names;
+}
+
+QStringList ZRKClipmuleSyncApp::registeredDeviceNames() const {
+    QStringList names;
+    const QList<RegisteredPhone> phones = registeredPhones();
+    for (const RegisteredPhone &phone : phones) {
+        if (phone.serverName)
+            names.append(*phone.serverName);
+    }
+    return names;
+}
+
+void ZRKClipmuleSyncApp::postStatusDidChange() {
+    ZRKNotificationCenter::platformDefault().postNotificationName(ZRKClipmuleSyncStatusDidChange);
+}
+
+const Bundle *ZRKClipmuleSyncApp::prefPaneBundle() {
+    if (!_prefPaneBundle) {
+        // The agent's bundle lies in Contents/Resources of the panel's.
+        const QString path = _services.agentBundle.path() + QStringLiteral("/../../..");
+        _prefPaneBundle.emplace(QDir::cleanPath(path));
+    }
+    return _prefPaneBundle->identifier().isEmpty() ? nullptr : &*_prefPaneBundle;
+}
+
+Updater *ZRKClipmuleSyncApp::updater() {
+    if (_updater)
+        return _updater.get();
+    const Bundle *const panel = prefPaneBundle();
+    if (panel && _services.updaterForBundle)
+        _updater = _services.updaterForBundle(*panel);
+    return _updater.get();
+}
+
+void ZRKClipmuleSyncApp::updaterWillInstallUpdate(Updater &) {
+    // The panel must be closed so that its files can be replaced.
+    const QStringList applications = _services.sessionPrograms.launchedApplications();
+    for (const QString &identifier : applications) {
+        if (identifier == preferencesProgram)
+            _services.sessionPrograms.quit(identifier);
+    }
+}
+
+} // namespace clipmule

@@ -1,0 +1,153 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/desktop/SessionPrograms.h"
+#include "app/Updater.h"
+#include "model/PasteboardServices.h"
+#include "model/ZRKClipmuleData.h"
+#include "net/OutputObject.h"
+#include "net/ZRKNetServiceClient.h"
+#include "platform/dnssd/NetService.h"
+#include "platform/foundation/Bundle.h"
+#include "platform/foundation/Object.h"
+#include "platform/foundation/RunLoop.h"
+#include "platform/keyboard/KeyboardEvents.h"
+#include "support/ApplicationDefaults.h"
+#include "support/ZRKUserDefaults.h"
+
+#include <QMap>
+
+#include <memory>
+#include <vector>
+
+namespace clipmule {
+
+class ZRKClipmuleStatusController;
+class ZRKClipmuleSyncApp;
+
+/// What the agent runs on. Everything referred to outlives the application object.
+struct SyncServices {
+    dnssd::Backend &dnssd;
+    PasteboardServices &pasteboard;
+    KeyboardEvents &keyboard;
+    ApplicationDefaults &applicationDefaults;
+    ZRKUserDefaults &sharedDefaults;
+    SessionPrograms &sessionPrograms;
+    /// The bundle that holds the agent.
+    Bundle agentBundle;
+    /// Makes the status item; empty where there is none.
+    std::function<std::shared_ptr<ZRKClipmuleStatusController>(ZRKClipmuleSyncApp &)>
+        makeStatusController;
+    /// Makes the updater of a bundle; empty, or answering null, where there is none.
+    std::function<std::unique_ptr<Updater>(const Bundle &)> updaterForBundle;
+    /// Runs before the paste key stroke: an open menu of ours holds the keyboard. May be empty.
+    std::function<void()> prepareToPaste;
+};
+
+/// Posted on the platform's default centre when the connection picture may have changed.
+inline const QString ZRKClipmuleSyncStatusDidChange =
+    QStringLiteral("ZRKClipmuleSyncStatusDidChange");
+
+/// The agent: owns every peer connection, decides when to connect and disconnect, sends what is
+/// copied here to the phones and pastes what they send.
+///
+/// Construct, then finishLaunching(). Everything runs on the main run loop.
+class ZRKClipmuleSyncApp final : public Object {
+public:
+    /// Clips larger than this (in the unit of ZRKClipmuleData::size) are not sent.
+    static constexpr quint64 largestClipSent = 9'999'999;
+    static constexpr RunLoop::Seconds pollInterval{0.5};
+    /// A phone's description of itself is a handful of short entries. It is kept and sent on to all
+    /// phones again and again, so a larger one is refused; in bytes of its XML form.
+    static constexpr qsizetype largestDeviceRecord = 64 * 1024;
+
+    enum class TerminateReply { Now };
+
+    explicit ZRKClipmuleSyncApp(SyncServices services);
+    ~ZRKClipmuleSyncApp() override;
+
+    /// Reads the settings, starts to listen for their changes, and connects.
+    void finishLaunching();
+    /// Connects to every registered phone that is not connected to yet. Nothing while disabled.
+    void connect();
+    /// Stops every client and every announcement. What the phones told of themselves stays.
+    void disconnect();
+    void defaultsDidChange();
+    void willSleep();
+    void didWake();
+    /// Disconnects; always lets the process quit at once.
+    TerminateReply applicationShouldTerminate();
+
+    /// Whether any phone is connected.
+    [[nodiscard]] bool isConnected() const;
+    [[nodiscard]] bool isEnabled() const;
+    void setEnabled(bool enabled);
+    /// The list of registered phones as stored; nothing when there is no such list.
+    [[nodiscard]] std::optional<PropertyList> serverServices() const;
+    /// Names that phones have reported, also of those seen before the last disconnection.
+    [[nodiscard]] QStringList connectedDeviceNames() const;
+    [[nodiscard]] QStringList registeredDeviceNames() const;
+    [[nodiscard]] const std::shared_ptr<ZRKClipmuleStatusController> &statusController() const {
+        return _statusController;
+    }
+
+    /// The bundle of the preferences panel that holds the agent's; null when there is none.
+    [[nodiscard]] const Bundle *prefPaneBundle();
+    /// Null as long as there is no panel bundle or nothing that updates it.
+    [[nodiscard]] Updater *updater();
+    void updaterWillInstallUpdate(Updater &updater);
+
+    // The delegate calls of the clients; the service is the phone's.
+    void clientServiceDidOpen(NetService &service);
+    void clientServiceDidClose(NetService &service);
+    /// A dropped connection is back.
+    void clientServiceDidReconnect(NetService &service);
+    void clientServiceDidReceiveObject(NetService &service, const PropertyList &object);
+    void clientServiceDidReceiveClipmuleData(NetService &service, const PropertyList &clip);
+    void clientServiceDidReceiveClipmuleDataForDevices(NetService &service,
+                                                       const PropertyList &clip);
+    void clientServiceDidReceiveDeviceData(NetService &service, const PropertyList &deviceData);
+
+private:
+    // One entry of "serverServices".
+    struct RegisteredPhone {
+        QString serverService;
+        std::optional<QString> serverName;
+    };
+    [[nodiscard]] QList<RegisteredPhone> registeredPhones() const;
+    void migrateSinglePhoneSettings();
+    void stopAnnouncement(NetService &service);
+    void stopClient(ZRKNetServiceClient &client);
+    [[nodiscard]] std::shared_ptr<ZRKNetServiceClient> makeClient(const QString &name);
+    void postStatusDidChange();
+
+    void startClipboardPoll();
+    void scheduleCheck();
+    void checkForData();
+    void sendClip(ZRKClipmuleData &clip, size_t hash);
+    void sendConnectedClients();
+    void sendToAll(const OutputObject &object);
+
+    void paste();
+    void countClip(ZRKClipmuleData &clip, const QString &sizeKey);
+
+    SyncServices _services;
+    QMap<QString, std::shared_ptr<ZRKNetServiceClient>> _clientsDictionary;
+    QMap<QString, std::shared_ptr<NetService>> _netServicesDictionary;
+    // Shared with the messages about it that wait to be written: they go out as it stands then.
+    std::shared_ptr<PropertyList::Dictionary> _clientsDataDictionary =
+        std::make_shared<PropertyList::Dictionary>();
+    std::shared_ptr<ZRKUserDefaults> _statisticDefaults;
+    qint64 _lastChangeCount = 0;
+    size_t _lastHash = 0;
+    std::shared_ptr<ZRKClipmuleStatusController> _statusController;
+
+    std::optional<Bundle> _prefPaneBundle;
+    std::unique_ptr<Updater> _updater;
+    // More than one for a moment after a second phone has opened; the next check cancels the rest.
+    std::vector<RunLoop::Timer> _pendingChecks;
+};
+
+} // namespace clipmule

@@ -1,0 +1,119 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "app/Log.h"
+#include "app/ZRKClipmuleSyncApp.h"
+#include "model/MessageEnvelope.h"
+#include "platform/foundation/PlatformException.h"
+#include "platform/foundation/PropertyListSerialization.h"
+
+namespace clipmule {
+
+namespace {
+
+// The platform's codes: a character, and a key by its place on the keyboard.
+constexpr quint16 noCharacter = 0;
+constexpr quint16 letterV = 118;
+constexpr quint16 commandKey = 55;
+constexpr quint16 keyThatTypesV = 9;
+// Local mouse, local keyboard and system-defined events all pass…
+constexpr quint32 permitAllEvents = 7;
+// …during the suppression interval.
+constexpr quint32 suppressionInterval = 0;
+
+} // namespace
+
+void ZRKClipmuleSyncApp::clientServiceDidReceiveObject(NetService &service,
+                                                       const PropertyList &object) {
+    try {
+        const PropertyList *const payload = MessageEnvelope::payload(object);
+        switch (MessageEnvelope::type(object)) {
+        case MessageEnvelope::Type::Clip:
+            clientServiceDidReceiveClipmuleData(service, *payload);
+            return;
+        case MessageEnvelope::Type::ClipForDevices:
+            clientServiceDidReceiveClipmuleDataForDevices(service, *payload);
+            return;
+        case MessageEnvelope::Type::DeviceRecord:
+            clientServiceDidReceiveDeviceData(service, *payload);
+            return;
+        default:
+            qCWarning(logApp).noquote() << "COULDN'T HANDLE" << object.description();
+        }
+    } catch (const PlatformException &exception) {
+        qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.reason();
+    }
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &,
+                                                             const PropertyList &dictionary) {
+    try {
+        const auto clip = ZRKClipmuleData::initWithDictionary(dictionary.dictionary());
+        if (!clip->writeToPasteboard(_services.pasteboard))
+            return;
+        // The watcher must not send it back.
+        _lastChangeCount = _services.pasteboard.pasteboard.changeCount();
+        _lastHash = clip->hash();
+        paste();
+        countClip(*clip, QStringLiteral("dataReceived"));
+    } catch (const PlatformException &exception) {
+        qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.reason();
+    }
+}
+
+void ZRKClipmuleSyncApp::paste() {
+    if (_services.prepareToPaste)
+        _services.prepareToPaste();
+    KeyboardEvents &keyboard = _services.keyboard;
+    keyboard.inhibitLocalEvents(true);
+    keyboard.enableEventStateCombining(false);
+    keyboard.setLocalEventsFilterDuringSuppressionState(permitAllEvents, suppressionInterval);
+    keyboard.postKeyboardEvent(noCharacter, commandKey, true);
+    keyboard.postKeyboardEvent(letterV, keyThatTypesV, true);
+    keyboard.postKeyboardEvent(letterV, keyThatTypesV, false);
+    keyboard.postKeyboardEvent(noCharacter, commandKey, false);
+    keyboard.enableEventStateCombining(true);
+    keyboard.inhibitLocalEvents(false);
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleDataForDevices(
+    NetService &service, const PropertyList &dictionary) {
+    try {
+        const OutputObject envelope =
+            OutputObject::fixed(MessageEnvelope::make(MessageEnvelope::Type::Clip, dictionary));
+        const QString sender = service.name();
+        const auto clients = _clientsDictionary;
+        for (const auto &[name, client] : clients.asKeyValueRange()) {
+            if (name != sender && client->isConnected())
+                client->outputObject(envelope);
+        }
+    } catch (const PlatformException &exception) {
+        qCWarning(logApp).noquote() << "ERROR SENDING TO OTHER CLIENT" << exception.reason();
+    }
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidReceiveDeviceData(NetService &service,
+                                                           const PropertyList &deviceData) {
+    if (!deviceData.isDictionary()) {
+        throw PlatformException(QStringLiteral("InvalidArgument"),
+                                QStringLiteral("a device record is a dictionary, not %1")
+                                    .arg(PropertyList::nameOfKind(deviceData.kind())));
+    }
+    const qsizetype size = PropertyListSerialization::xml(deviceData).size();
+    if (size > largestDeviceRecord) {
+        throw PlatformException(QStringLiteral("InvalidArgument"),
+                                QStringLiteral("a device record of %1 bytes; at most %2 are kept")
+                                    .arg(size)
+                                    .arg(largestDeviceRecord));
+    }
+    _clientsDataDictionary->insert(service.name(), deviceData);
+    sendConnectedClients();
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidClose(NetService &service) {
+    postStatusDidChange();
+    _clientsDataDictionary->remove(service.name());
+    sendConnectedClients();
+}
+
+} // namespace clipmule

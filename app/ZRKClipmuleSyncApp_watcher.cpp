@@ -1,0 +1,98 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "app/Log.h"
+#include "app/ZRKClipmuleSyncApp.h"
+#include "model/MessageEnvelope.h"
+#include "platform/foundation/Memory.h"
+#include "platform/foundation/PlatformException.h"
+
+#include <QCoreApplication>
+
+namespace clipmule {
+
+void ZRKClipmuleSyncApp::clientServiceDidOpen(NetService &) {
+    startClipboardPoll();
+    postStatusDidChange();
+}
+
+// What was copied while no phone was connected is not sent: the count starts from here.
+void ZRKClipmuleSyncApp::startClipboardPoll() {
+    _lastChangeCount = _services.pasteboard.pasteboard.changeCount();
+    scheduleCheck();
+}
+
+// The poll ends at the first tick at which nothing is connected, and only a phone's first
+// connection starts it. A phone that lost its connection and came back would get nothing more.
+void ZRKClipmuleSyncApp::clientServiceDidReconnect(NetService &) {
+    const bool alive = std::any_of(_pendingChecks.begin(), _pendingChecks.end(),
+                                   [](const RunLoop::Timer &check) { return check.isPending(); });
+    if (!alive)
+        startClipboardPoll();
+}
+
+void ZRKClipmuleSyncApp::scheduleCheck() {
+    std::erase_if(_pendingChecks, [](const RunLoop::Timer &check) { return !check.isPending(); });
+    _pendingChecks.push_back(
+        RunLoop::current().performAfter(pollInterval, [this] { checkForData(); }));
+}
+
+void ZRKClipmuleSyncApp::checkForData() {
+    if (!isConnected())
+        return;
+    const qint64 changeCount = _services.pasteboard.pasteboard.changeCount();
+    if (changeCount != _lastChangeCount) {
+        try {
+            const auto clip = ZRKClipmuleData::initFromPasteboard(_services.pasteboard);
+            const size_t hash = clip ? clip->hash() : 0;
+            if (clip && hash != _lastHash)
+                sendClip(*clip, hash);
+        } catch (const PlatformException &exception) {
+            qCWarning(logApp).noquote() << "ERROR CREATING DATA" << exception.reason();
+        }
+        // Also after a refusal, so that the same contents are looked at only once.
+        _lastChangeCount = changeCount;
+    }
+    _pendingChecks.clear();
+    scheduleCheck();
+}
+
+void ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip, size_t hash) {
+    if (clip.size() > largestClipSent) {
+        _services.pasteboard.notice.displayMessage(QCoreApplication::translate(
+            "Clipmule", "The item you copied is too large to send to Clipmule."));
+        return;
+    }
+    _lastHash = hash;
+    sendToAll(OutputObject::fixed(
+        MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip.toDictionary()))));
+    countClip(clip, QStringLiteral("dataSent"));
+}
+
+void ZRKClipmuleSyncApp::sendConnectedClients() {
+    sendToAll(OutputObject::live([records = _clientsDataDictionary] {
+        return MessageEnvelope::make(MessageEnvelope::Type::ConnectedDevices,
+                                     PropertyList(*records));
+    }));
+}
+
+void ZRKClipmuleSyncApp::sendToAll(const OutputObject &object) {
+    const auto clients = _clientsDictionary;
+    for (const auto &client : clients)
+        client->outputObject(object);
+}
+
+void ZRKClipmuleSyncApp::countClip(ZRKClipmuleData &clip, const QString &sizeKey) {
+    const quint64 size = clip.size();
+    const auto total = _statisticDefaults->objectForKey(sizeKey);
+    _statisticDefaults->setObjectForKey(
+        PropertyList(quint64((total ? total->unsignedValue() : 0) + size)), sizeKey);
+    const QString items =
+        clip.hasImageData() ? QStringLiteral("imageItems") : QStringLiteral("textItems");
+    // Through unsigned, where passing the largest number is defined.
+    _statisticDefaults->setIntegerForKey(
+        qint32(quint32(_statisticDefaults->integerForKey(items)) + 1U), items);
+    trimHeapAfterClip(size);
+}
+
+} // namespace clipmule

@@ -1,0 +1,30 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/MessageEnvelope.h"
+
+#include <limits>
+
+namespace clipmule::MessageEnvelope {
+
+PropertyList make(Type type, PropertyList payload) {
+    return PropertyList(PropertyList::Dictionary{{QString::number(int(type)), std::move(payload)}});
+}
+
+Type type(const PropertyList &envelope) {
+    const PropertyList::Dictionary &entries = envelope.dictionary();
+    if (entries.isEmpty())
+        return Type(0);
+    const qint64 number = PropertyList(entries.lastKey()).integerValue();
+    // A C integer: what does not fit is none of the types.
+    if (number < 0 || number > std::numeric_limits<qint32>::max())
+        return Type(0);
+    return Type(int(number));
+}
+
+const PropertyList *payload(const PropertyList &envelope) {
+    const PropertyList::Dictionary &entries = envelope.dictionary();
+    return entries.isEmpty() ? nullptr : &entries.last();
+}
+
+} // namespace clipmule::MessageEnvelope

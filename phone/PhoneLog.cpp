@@ -1,0 +1,147 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "phone/PhoneLog.h"
+
+#include "model/MessageEnvelope.h"
+
+#include <QBuffer>
+#include <QCryptographicHash>
+#include <QDir>
+#include <QImageReader>
+#include <QJsonArray>
+#include <QSaveFile>
+
+namespace clipmule {
+
+namespace {
+
+QJsonValue plain(const PropertyList &value);
+
+QJsonObject described(const QByteArray &bytes) {
+    return {
+        {QStringLiteral("bytes"), bytes.size()},
+        {QStringLiteral("sha256"),
+         QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex())}};
+}
+
+QJsonObject plain(const PropertyList::Dictionary &dictionary) {
+    QJsonObject object;
+    for (const auto &[key, value] : dictionary.asKeyValueRange())
+        object.insert(key, plain(value));
+    return object;
+}
+
+QJsonValue plain(const PropertyList &value) {
+    switch (value.kind()) {
+    case PropertyList::Kind::String:
+        return value.string();
+    case PropertyList::Kind::Boolean:
+        return value.boolean();
+    case PropertyList::Kind::Integer:
+        return value.integerValue();
+    case PropertyList::Kind::UnsignedInteger:
+        return QString::number(value.unsignedValue());
+    case PropertyList::Kind::Real:
+        return value.real();
+    case PropertyList::Kind::Date:
+        return value.date().toDateTime().toString(Qt::ISODateWithMs);
+    case PropertyList::Kind::Data:
+        return described(value.data());
+    case PropertyList::Kind::List: {
+        QJsonArray array;
+        for (const PropertyList &element : value.list())
+            array.append(plain(element));
+        return array;
+    }
+    case PropertyList::Kind::Dictionary:
+        return plain(value.dictionary());
+    case PropertyList::Kind::Uid:
+        return qint64(value.uid().value);
+    }
+    Q_UNREACHABLE();
+}
+
+} // namespace
+
+QJsonObject PhoneLog::received(const PropertyList &envelope) {
+    const auto *entries = envelope.as<PropertyList::Dictionary>();
+    if (!entries || entries->size() != 1)
+        return {{QStringLiteral("event"), QStringLiteral("object")},
+                {QStringLiteral("object"), plain(envelope)}};
+    const PropertyList &payload = *MessageEnvelope::payload(envelope);
+    QJsonObject line{{QStringLiteral("type"), entries->firstKey()}};
+    const auto *content = payload.as<PropertyList::Dictionary>();
+    if (content && MessageEnvelope::type(envelope) == MessageEnvelope::Type::Clip) {
+        line.insert(QStringLiteral("event"), QStringLiteral("clip"));
+        line.insert(QStringLiteral("clip"), clip(*content));
+    } else if (content &&
+               MessageEnvelope::type(envelope) == MessageEnvelope::Type::ConnectedDevices) {
+        line.insert(QStringLiteral("event"), QStringLiteral("devices"));
+        line.insert(QStringLiteral("devices"), plain(*content));
+    } else {
+        line.insert(QStringLiteral("event"), QStringLiteral("object"));
+        line.insert(QStringLiteral("object"), plain(payload));
+    }
+    return line;
+}
+
+QJsonObject PhoneLog::clip(const PropertyList::Dictionary &clip) {
+    QJsonObject object;
+    for (const auto &[key, value] : clip.asKeyValueRange()) {
+        const auto *items = value.as<PropertyList::List>();
+        if (key != u"items" || !items) {
+            object.insert(key, plain(value));
+            continue;
+        }
+        QJsonArray array;
+        for (const PropertyList &element : *items) {
+            const auto *dictionary = element.as<PropertyList::Dictionary>();
+            array.append(dictionary ? QJsonValue(item(*dictionary)) : plain(element));
+        }
+        object.insert(key, array);
+    }
+    return object;
+}
+
+QJsonObject PhoneLog::item(const PropertyList::Dictionary &item) {
+    QJsonObject object;
+    for (const auto &[key, value] : item.asKeyValueRange()) {
+        const auto *bytes = value.as<QByteArray>();
+        object.insert(key, key == u"imageData" && bytes ? QJsonValue(image(*bytes)) : plain(value));
+    }
+    return object;
+}
+
+QJsonObject PhoneLog::image(const QByteArray &bytes) {
+    QJsonObject object = described(bytes);
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer);
+    reader.setDecideFormatFromContent(true);
+    const QString format = QString::fromLatin1(reader.format());
+    object.insert(QStringLiteral("format"), format);
+    object.insert(QStringLiteral("width"), reader.size().width());
+    object.insert(QStringLiteral("height"), reader.size().height());
+    if (_saveFolder.isEmpty())
+        return object;
+    const QDir folder(_saveFolder);
+    folder.mkpath(QStringLiteral("."));
+    const QString extension = format.isEmpty() ? QStringLiteral("bin") : format;
+    QString name;
+    // What an earlier run has saved stays.
+    do {
+        name = QStringLiteral("image-%1.%2")
+                   .arg(++_savedImages, 4, 10, QLatin1Char('0'))
+                   .arg(extension);
+    } while (folder.exists(name));
+    QSaveFile file(folder.filePath(name));
+    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit())
+        object.insert(QStringLiteral("file"), file.fileName());
+    else
+        object.insert(QStringLiteral("error"), file.errorString());
+    return object;
+}
+
+} // namespace clipmule

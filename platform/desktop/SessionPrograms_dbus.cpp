@@ -1,0 +1,76 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/desktop/SessionPrograms.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
+
+namespace clipmule {
+
+namespace {
+
+// Keeps the list of names current by itself: asking when the answer is needed would block on the
+// bus.
+class SessionProgramsOnBus final : public SessionPrograms {
+public:
+    SessionProgramsOnBus() : _bus(QDBusConnection::sessionBus()) {
+        if (!_bus.isConnected())
+            return;
+        QObject::connect(_bus.interface(), &QDBusConnectionInterface::serviceOwnerChanged, &_guard,
+                         [this](const QString &name, const QString &, const QString &newOwner) {
+                             note(name, !newOwner.isEmpty());
+                         });
+        auto *const watcher = new QDBusPendingCallWatcher(
+            _bus.interface()->asyncCall(QStringLiteral("ListNames")), &_guard);
+        QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &_guard, [this, watcher] {
+            const QDBusPendingReply<QStringList> reply = *watcher;
+            watcher->deleteLater();
+            if (reply.isError())
+                return;
+            for (const QString &name : reply.value())
+                note(name, true);
+        });
+    }
+
+    [[nodiscard]] QStringList launchedApplications() const override { return _names; }
+
+    void quit(const QString &identifier) override {
+        QString path = identifier;
+        path.replace(u'.', u'/').replace(u'-', u'_').prepend(u'/');
+        QDBusMessage call = QDBusMessage::createMethodCall(
+            identifier, path, QStringLiteral("org.freedesktop.Application"),
+            QStringLiteral("ActivateAction"));
+        call << QStringLiteral("quit") << QVariantList() << QVariantMap();
+        // A program that is not running is not started in order to quit.
+        call.setAutoStartService(false);
+        _bus.send(call);
+    }
+
+private:
+    void note(const QString &name, bool present) {
+        // Unique names (":1.42") are connections, not programs.
+        if (name.startsWith(u':'))
+            return;
+        if (!present)
+            _names.removeAll(name);
+        else if (!_names.contains(name))
+            _names.append(name);
+    }
+
+    QDBusConnection _bus;
+    QStringList _names;
+    QObject _guard;
+};
+
+} // namespace
+
+std::unique_ptr<SessionPrograms> makeSessionPrograms() {
+    return std::make_unique<SessionProgramsOnBus>();
+}
+
+} // namespace clipmule

@@ -1,0 +1,88 @@
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+"""Started programs whose output can be waited for, and the clipboard seen from outside; for the demo
+and the desktop tests."""
+
+import json
+import queue
+import subprocess
+import threading
+import time
+
+# For one step; a busy machine with sanitizers takes seconds where an idle one takes milliseconds.
+PATIENCE_SECONDS = 60
+
+
+class StepFailed(Exception):
+    pass
+
+
+class Program:
+    """A started program whose output lines can be waited for."""
+
+    def __init__(self, name, command, log):
+        self.name = name
+        self.lines = queue.Queue()
+        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                        stderr=log, text=True, bufsize=1)
+        threading.Thread(target=self._read, daemon=True).start()
+
+    def _read(self):
+        for line in self.process.stdout:
+            self.lines.put(line.rstrip("\n"))
+        self.lines.put(None)
+
+    def tell(self, command):
+        self.process.stdin.write(command + "\n")
+        self.process.stdin.flush()
+
+    def wait_for(self, what, accepts):
+        deadline = time.monotonic() + PATIENCE_SECONDS
+        while True:
+            try:
+                line = self.lines.get(timeout=max(0.0, deadline - time.monotonic()))
+            except queue.Empty:
+                raise StepFailed(f"{self.name}: no {what} within {PATIENCE_SECONDS} s") from None
+            if line is None:
+                raise StepFailed(f"{self.name} ended while we waited for {what}")
+            answer = accepts(line)
+            if answer:
+                return answer
+
+    def event(self, what, accepts):
+        """Waits for a JSON line that the function accepts."""
+        return self.wait_for(what, lambda line: accepts(json.loads(line)))
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait(timeout=PATIENCE_SECONDS)
+        return self.process.returncode
+
+
+def item_of(event):
+    """The first item of a received clip; nothing for another event."""
+    return event["clip"]["items"][0] if event.get("event") == "clip" else None
+
+
+def clipboard(target):
+    done = subprocess.run(["xclip", "-selection", "clipboard", "-o", "-t", target],
+                          capture_output=True, timeout=PATIENCE_SECONDS, check=False)
+    return done.stdout
+
+
+def copy(target, data):
+    subprocess.run(["xclip", "-selection", "clipboard", "-i", "-t", target], input=data,
+                   timeout=PATIENCE_SECONDS, check=True, stdout=subprocess.DEVNULL,
+                   stderr=subprocess.DEVNULL)
+
+
+def until(what, condition):
+    """Asks again and again, for what tells nobody when it changes."""
+    deadline = time.monotonic() + PATIENCE_SECONDS
+    while True:
+        answer = condition()
+        if answer:
+            return answer
+        if time.monotonic() > deadline:
+            raise StepFailed(f"no {what} within {PATIENCE_SECONDS} s")
+        time.sleep(0.05)

@@ -1,0 +1,420 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+"""The real agent in a real desktop: X server, window manager, session bus, avahi-daemon, phones.
+
+Runs inside scripts/private-desktop --network; CLIPMULE_BIN says where the programs are.
+"""
+
+import contextlib
+import json
+import os
+import pathlib
+import plistlib
+import random
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+sys.path.insert(0, str(ROOT / "scripts"))
+from programs import PATIENCE_SECONDS, Program, StepFailed, clipboard, copy, item_of, until  # noqa: E402
+
+BIN = pathlib.Path(os.environ["CLIPMULE_BIN"])
+OBJECT_FRAME = bytes.fromhex("004b525a")
+PING_FRAME = bytes.fromhex("014b525a")
+
+
+def frame(payload):
+    return OBJECT_FRAME + struct.pack("<I", len(payload)) + payload
+
+
+def message(kind, payload):
+    return frame(plistlib.dumps({str(kind): payload}))
+
+
+def receive_exactly(connection, count):
+    data = b""
+    while len(data) < count:
+        part = connection.recv(count - len(data))
+        if not part:
+            raise StepFailed("the agent closed the connection")
+        data += part
+    return data
+
+
+def receive_message(connection):
+    """The next object frame's property list; pings are passed over."""
+    while True:
+        kind = receive_exactly(connection, 4)
+        if kind != PING_FRAME:
+            break
+    if kind != OBJECT_FRAME:
+        raise StepFailed(f"no frame begins with {kind.hex()}")
+    length = struct.unpack("<I", receive_exactly(connection, 4))[0]
+    return plistlib.loads(receive_exactly(connection, length))
+
+
+class RawPhone:
+    """A phone of which every byte is in the test's hand."""
+
+    def __init__(self, name, log):
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.listener.settimeout(PATIENCE_SECONDS)
+        self.publisher = Program("avahi-publish", ["avahi-publish", "-s", name, "_clipmule-s2._tcp",
+                                                   str(self.listener.getsockname()[1])], log)
+
+    def accept(self):
+        connection, _ = self.listener.accept()
+        connection.settimeout(PATIENCE_SECONDS)
+        return connection
+
+    def stop(self):
+        self.listener.close()
+        self.publisher.stop()
+
+
+class AgentTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.config = {"XDG_CONFIG_HOME": str(self.folder / "config")}
+        os.environ.update(self.config)
+        self.log = self.enterContext(open(self.folder / "log", "w+", encoding="utf-8"))
+        self.agent = None
+
+    def enterContext(self, manager):
+        value = manager.__enter__()
+        self.addCleanup(manager.__exit__, None, None, None)
+        return value
+
+    def start(self, name, *command):
+        program = Program(name, [str(part) for part in command], self.log)
+        self.addCleanup(self.end, program)
+        return program
+
+    @staticmethod
+    def end(program):
+        if program.process.poll() is None:
+            program.stop()
+
+    def start_agent(self):
+        self.agent = self.start("agent", BIN / "clipmule-sync")
+        until("agent on the bus", lambda: self.owner_of("com.zendrik.ClipmuleSync"))
+        return self.agent
+
+    @staticmethod
+    def owner_of(name):
+        done = subprocess.run(["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus",
+                               "--object-path", "/org/freedesktop/DBus", "--method",
+                               "org.freedesktop.DBus.NameHasOwner", name],
+                              capture_output=True, text=True, check=False)
+        return "true" in done.stdout
+
+    def start_phone(self, name):
+        phone = self.start(name, BIN / "clipmule-phone", "--name", name, "--save",
+                           self.folder / "images")
+        phone.event("listening port", lambda event: event.get("event") == "listening")
+        return phone
+
+    def start_raw_phone(self, name):
+        phone = RawPhone(name, self.log)
+        self.addCleanup(phone.stop)
+        return phone
+
+    def preferences(self, *arguments, status=0):
+        done = subprocess.run([BIN / "clipmule-preferences", *arguments], capture_output=True,
+                              text=True, timeout=PATIENCE_SECONDS, check=False)
+        self.assertEqual(done.returncode, status, done.stderr)
+        return done.stdout.strip()
+
+    @staticmethod
+    def wait_until_opened(phone):
+        # The list of devices comes after the connection has been reported inside the agent, so what
+        # is copied from here on is sent.
+        phone.event("connection", lambda event: event.get("event") == "opened")
+        phone.event("list of devices", lambda event: event.get("event") == "devices")
+
+    def connected_phone(self, name):
+        phone = self.start_phone(name)
+        self.preferences("register", name)
+        self.wait_until_opened(phone)
+        return phone
+
+    def assert_receives(self, phone, text):
+        phone.event(f"text {text}", lambda event: (item_of(event) or {}).get("string") == text)
+
+    def assert_served(self, phone, text):
+        copy("UTF8_STRING", text.encode())
+        self.assert_receives(phone, text)
+
+    def assert_on_clipboard(self, text):
+        until(f"“{text}” on the clipboard", lambda: clipboard("UTF8_STRING").decode() == text)
+
+    def logged(self, text):
+        self.log.flush()
+        return text in pathlib.Path(self.log.name).read_text(encoding="utf-8")
+
+    def announced(self):
+        done = subprocess.run(["avahi-browse", "-ptk", "_clipmule-c2._tcp"], capture_output=True,
+                              text=True, timeout=PATIENCE_SECONDS, check=True)
+        return [line for line in done.stdout.splitlines() if line.startswith("+")]
+
+
+class MainJobTest(AgentTest):
+    def test_text_goes_both_ways_and_does_not_come_back(self):
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        self.assert_served(phone, "from the desk")
+        phone.tell("text from the phone")
+        self.assert_on_clipboard("from the phone")
+        # The next clip that arrives is the next one copied: the phone's own was not sent back.
+        copy("UTF8_STRING", b"and on")
+        clip = phone.event("clip", item_of)
+        self.assertEqual(clip["string"], "and on")
+
+    def test_copying_the_same_text_twice_sends_it_once(self):
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        self.assert_served(phone, "once")
+        copy("UTF8_STRING", b"once")
+        copy("UTF8_STRING", b"twice")
+        clip = phone.event("clip", item_of)
+        self.assertEqual(clip["string"], "twice")
+
+    def test_a_transient_copy_is_not_sent(self):
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        copy("org.nspasteboard.TransientType", b"secret")
+        copy("x-kde-passwordManagerHint", b"secret")
+        self.assert_served(phone, "harmless")
+
+    def test_relays_to_the_other_phones_only(self):
+        self.start_agent()
+        anna = self.connected_phone("Anna")
+        ben = self.connected_phone("Ben")
+        copy("UTF8_STRING", b"unmoved")
+        for phone in (anna, ben):
+            self.assert_receives(phone, "unmoved")
+        anna.tell("relay text for Ben")
+        self.assert_receives(ben, "for Ben")
+        self.assertEqual(clipboard("UTF8_STRING"), b"unmoved")
+        copy("UTF8_STRING", b"next")
+        clip = anna.event("clip", item_of)
+        self.assertEqual(clip["string"], "next")
+
+    def test_every_phone_hears_of_every_phone(self):
+        self.start_agent()
+        anna = self.connected_phone("Anna")
+        ben = self.connected_phone("Ben")
+        anna.event("both devices",
+                   lambda event: sorted(event.get("devices", {})) == ["Anna", "Ben"])
+        ben.stop()
+        anna.event("Ben's departure", lambda event: list(event.get("devices", {})) == ["Anna"])
+
+    def test_a_large_picture_arrives_unharmed(self):
+        picture = self.folder / "noise.png"
+        subprocess.run(["convert", "-size", "640x480", "xc:gray", "+noise", "Random", str(picture)],
+                       check=True)
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        phone.tell(f"image {picture}")
+        until("picture on the clipboard", lambda: clipboard("image/png") == picture.read_bytes())
+        self.assertIn(b"\r\n", clipboard("text/uri-list"))
+        self.assertTrue(clipboard("x-special/gnome-copied-files").startswith(b"copy\nfile:///"))
+        photo = self.folder / "photo.jpg"
+        subprocess.run(["convert", "-size", "2000x1000", "plasma:", str(photo)], check=True)
+        copy("image/jpeg", photo.read_bytes())
+        image = phone.event("image clip", item_of)["imageData"]
+        self.assertEqual((image["format"], image["width"], image["height"]), ("jpeg", 1600, 800))
+
+
+class SettingsTest(AgentTest):
+    def test_disabling_and_enabling_reach_the_running_agent(self):
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        self.assertEqual(len(self.announced()), 1)
+        self.preferences("disable")
+        phone.event("end of the connection", lambda event: event.get("event") == "closed")
+        until("end of the announcement", lambda: not self.announced())
+        self.preferences("enable")
+        self.wait_until_opened(phone)
+        self.assert_served(phone, "again")
+
+    def test_unregistering_ends_the_connection(self):
+        self.start_agent()
+        anna = self.connected_phone("Anna")
+        ben = self.connected_phone("Ben")
+        self.preferences("unregister", "Anna")
+        anna.event("end of the connection", lambda event: event.get("event") == "closed")
+        self.assert_served(ben, "for Ben alone")
+
+    def test_the_settings_of_a_single_phone_are_migrated(self):
+        self.preferences("set", "serverService", "Anna")
+        self.preferences("set", "serverName", "Anna's")
+        phone = self.start_phone("Anna")
+        self.start_agent()
+        self.wait_until_opened(phone)
+        self.assertIn("Anna's", self.preferences("list"))
+
+
+class LifeTest(AgentTest):
+    def test_a_second_start_says_so_and_ends_well(self):
+        self.start_agent()
+        second = subprocess.run([BIN / "clipmule-sync"], capture_output=True, text=True,
+                                timeout=PATIENCE_SECONDS, check=False)
+        self.assertEqual(second.returncode, 0)
+        self.assertIn("already running", second.stdout + second.stderr)
+
+    def test_ends_cleanly_and_leaves_no_announcement(self):
+        self.start_agent()
+        self.connected_phone("Anna")
+        self.assertEqual(len(self.announced()), 1)
+        for number in (signal.SIGTERM, signal.SIGINT):
+            self.agent.process.send_signal(number)
+            self.assertEqual(self.agent.process.wait(timeout=PATIENCE_SECONDS), 0)
+            until("end of the announcement", lambda: not self.announced())
+            self.start_agent()
+            until("new announcement", lambda: len(self.announced()) == 1)
+
+    def test_a_phone_that_was_killed_is_found_again(self):
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        phone.process.kill()
+        phone.process.wait()
+        phone = self.start_phone("Anna")
+        self.wait_until_opened(phone)
+        self.assert_served(phone, "welcome back")
+
+    def test_a_dropped_connection_comes_back_and_goes_on(self):
+        phone = self.start_raw_phone("Anna")
+        self.preferences("register", "Anna")
+        self.start_agent()
+        first = phone.accept()
+        first.sendall(message(4, {"name": "Anna"}))
+        receive_message(first)
+        first.close()
+        second = phone.accept()
+        second.sendall(message(4, {"name": "Anna, again"}))
+        # What was queued when the first connection went may come first.
+        while receive_message(second) != {"3": {"Anna": {"name": "Anna, again"}}}:
+            pass
+        copy("UTF8_STRING", b"still here")
+        clip = receive_message(second)["1"]
+        self.assertEqual(clip["items"][0]["string"], "still here")
+
+
+class MisbehavingPhoneTest(AgentTest):
+    """One phone does its worst; the other one is served all the same."""
+
+    def setUp(self):
+        super().setUp()
+        self.bad = self.start_raw_phone("Mallory")
+        self.preferences("register", "Mallory")
+        self.start_agent()
+        self.good = self.connected_phone("Anna")
+        self.connection = self.enterContext(self.bad.accept())
+
+    def assert_good_phone_is_served(self):
+        self.assert_served(self.good, f"still served {random.random()}")
+        self.assertIsNone(self.agent.process.poll())
+
+    def assert_connection_survives(self):
+        self.connection.sendall(message(4, {"name": "Mallory"}))
+        devices = {}
+        while "Mallory" not in devices:
+            devices = receive_message(self.connection).get("3", {})
+
+    def peak_memory(self):
+        status = pathlib.Path(f"/proc/{self.agent.process.pid}/status").read_text(encoding="ascii")
+        return int(status.split("VmHWM:")[1].split()[0]) * 1024
+
+    def test_garbage(self):
+        # Whole words that are no frame, so that the stream comes back into step.
+        garbage = random.Random(1).randbytes(4 * 1024 * 1024).replace(b"\x00KRZ", b"....")
+        self.connection.sendall(garbage)
+        self.assert_connection_survives()
+        self.assert_good_phone_is_served()
+
+    def test_half_a_frame_and_then_silence(self):
+        self.connection.sendall(message(4, {"name": "Mallory"})[:-7])
+        self.assert_good_phone_is_served()
+
+    def test_a_frame_that_announces_4_gib(self):
+        before = self.peak_memory()
+        self.connection.sendall(OBJECT_FRAME + b"\xff\xff\xff\xff" + b"x" * 100000)
+        with contextlib.suppress(ConnectionError):
+            while self.connection.recv(65536):
+                pass
+        self.assert_good_phone_is_served()
+        self.assertLess(self.peak_memory() - before, 64 * 1024 * 1024)
+
+    def test_nesting_without_end(self):
+        self.connection.sendall(frame(b"<plist>" + b"<array>" * 200000))
+        self.connection.sendall(frame(b"(" * 200000))
+        self.assert_connection_survives()
+        self.assert_good_phone_is_served()
+
+    def test_entity_bomb(self):
+        bomb = b'<!DOCTYPE p [<!ENTITY a "' + b"a" * 1000 + b'">'
+        for name, of in zip(b"bcdefgh", b"abcdefg"):
+            bomb += b'<!ENTITY %c "%s">' % (name, b"&%c;" % of * 10)
+        self.connection.sendall(frame(bomb + b"]><plist><string>&h;</string></plist>"))
+        self.assert_connection_survives()
+        self.assert_good_phone_is_served()
+
+    def test_shared_arrays_that_expand_without_end(self):
+        vector = ROOT / "tests" / "data" / "vectors" / "binary" / "valid" / "dag_2pow29.bplist"
+        self.connection.sendall(frame(vector.read_bytes()))
+        self.assert_connection_survives()
+        self.assert_good_phone_is_served()
+
+    def test_messages_of_the_wrong_shape(self):
+        for payload in (b"not a plist", b"<<<", b"", b"word"):
+            self.connection.sendall(frame(payload))
+        for shape in ({}, [], "text", {"1": "text"}, {"1": []}, {"1": {"items": "text"}},
+                      {"1": {"items": [1, 2]}}, {"1": {"items": [{"string": 5}]}},
+                      {"1": {"items": [{"imageData": "text"}]}}, {"1": {"title": 7, "items": []}},
+                      {"2": 1}, {"3": {}}, {"4": "text"}, {"4": {"name": 5}}, {"99": 1}, {"x": 1},
+                      {"1": {"creationDate": "today", "items": [{"oid": 1, "url": 2}]}}):
+            self.connection.sendall(frame(plistlib.dumps(shape)))
+        self.assert_connection_survives()
+        self.assert_good_phone_is_served()
+
+    def test_a_device_record_without_measure(self):
+        self.connection.sendall(message(4, {"name": "x" * 1000000}))
+        self.assert_connection_survives()
+        self.assert_good_phone_is_served()
+        self.assertTrue(self.logged("a device record of"))
+
+    def test_never_reading(self):
+        # More than the kernel takes for it: the agent must keep the rest without standing still.
+        text = "x" * 9000000
+        copy("UTF8_STRING", text.encode())
+        self.good.event("large text",
+                        lambda event: len((item_of(event) or {}).get("string", "")) == len(text))
+        self.assert_good_phone_is_served()
+
+    def test_pings_without_end(self):
+        flood = threading.Thread(target=self.send_pings, daemon=True)
+        flood.start()
+        self.assert_good_phone_is_served()
+        self.assert_good_phone_is_served()
+        flood.join()
+
+    def send_pings(self):
+        for _ in range(200):
+            self.connection.sendall(PING_FRAME * 65536)
+
+    def test_connecting_only_to_hang_up(self):
+        self.connection.close()
+        self.bad.accept().close()
+        self.assert_good_phone_is_served()
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
