@@ -1,0 +1,137 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/dbus/BusConnection.h"
+#include "platform/dbus/SessionNames.h"
+#include "tests/kit/ManualRunLoop.h"
+#include "tests/services/PrivateBus.h"
+
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace clipmule;
+
+class BusConnectionTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
+    }
+    void cleanup() { _bus.stop(); }
+
+    void opensWhenThereIsABus() {
+        QVERIFY(_bus.start());
+        BusConnection connection(BusConnection::Bus::Session);
+        QVERIFY(!connection.isOpen());
+        QVERIFY(connection.open());
+        QVERIFY(connection.isOpen());
+        QVERIFY(connection.connection().isConnected());
+        QVERIFY(connection.open());
+        QCOMPARE(_runLoop.pendingCount(), 0);
+        connection.close();
+        QVERIFY(!connection.isOpen());
+    }
+
+    void triesAgainUntilThereIsABus() {
+        BusConnection connection(BusConnection::Bus::Session);
+        QSignalSpy opened(&connection, &BusConnection::opened);
+        QVERIFY(!connection.open());
+        QCOMPARE(_runLoop.timeToNext(), BusConnection::retryInterval);
+        _runLoop.advance(BusConnection::retryInterval);
+        QCOMPARE(opened.size(), 0);
+        QVERIFY(_bus.start());
+        _runLoop.advance(BusConnection::retryInterval);
+        QCOMPARE(opened.size(), 1);
+        QVERIFY(connection.isOpen());
+        QCOMPARE(_runLoop.pendingCount(), 0);
+    }
+
+    void comesBackAfterTheBusWentAway() {
+        QVERIFY(_bus.start());
+        BusConnection connection(BusConnection::Bus::Session);
+        QSignalSpy opened(&connection, &BusConnection::opened);
+        QSignalSpy lost(&connection, &BusConnection::lost);
+        QVERIFY(connection.open());
+        const QString first = connection.connection().baseService();
+        _bus.stop();
+        QTRY_COMPARE(lost.size(), 1);
+        QVERIFY(!connection.isOpen());
+        QVERIFY(_bus.start());
+        _runLoop.advance(BusConnection::retryInterval);
+        QCOMPARE(opened.size(), 1);
+        QVERIFY(connection.connection().isConnected());
+        _bus.stop();
+        QTRY_COMPARE(lost.size(), 2);
+    }
+
+    void stopsTryingWhenItIsClosed() {
+        BusConnection connection(BusConnection::Bus::Session);
+        QVERIFY(!connection.open());
+        connection.close();
+        QCOMPARE(_runLoop.pendingCount(), 0);
+    }
+
+    void doesNotStartABusWhereNoneIsKnown() {
+        const QByteArray address = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+        const QByteArray folder = qgetenv("XDG_RUNTIME_DIR");
+        qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+        qputenv("XDG_RUNTIME_DIR", "/nonexistent");
+        BusConnection connection(BusConnection::Bus::Session);
+        const bool opened = connection.open();
+        qputenv("DBUS_SESSION_BUS_ADDRESS", address);
+        qputenv("XDG_RUNTIME_DIR", folder);
+        QVERIFY(!opened);
+    }
+
+    void tellsWhetherANameIsOwned() {
+        QVERIFY(_bus.start());
+        BusConnection program(BusConnection::Bus::Session);
+        QVERIFY(program.open());
+        const QString name = QStringLiteral("com.zendrik.SomeProgram");
+        SessionNames names;
+        std::optional<std::optional<bool>> answer;
+        const auto ask = [&] {
+            answer.reset();
+            names.findOwner(name, [&](std::optional<bool> owned) { answer = owned; });
+            QVERIFY(!answer);
+            QTRY_VERIFY(answer);
+        };
+        ask();
+        QVERIFY(*answer == false);
+        QVERIFY(QDBusConnection(program.connection()).registerService(name));
+        ask();
+        QVERIFY(*answer == true);
+    }
+
+    void withoutABusNobodyKnowsWhoOwnsAName() {
+        SessionNames names;
+        std::optional<std::optional<bool>> answer;
+        names.findOwner(QStringLiteral("com.zendrik.SomeProgram"),
+                        [&](std::optional<bool> owned) { answer = owned; });
+        QVERIFY(!answer);
+        QTRY_VERIFY(answer);
+        QVERIFY(*answer == std::nullopt);
+    }
+
+    void noAnswerAfterTheEnd() {
+        bool answered = false;
+        {
+            SessionNames names;
+            names.findOwner(QStringLiteral("com.zendrik.SomeProgram"),
+                            [&](std::optional<bool>) { answered = true; });
+        }
+        QCoreApplication::processEvents();
+        QVERIFY(!answered);
+    }
+
+private:
+    kit::ManualRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    kit::PrivateBus _bus;
+};
+
+QTEST_GUILESS_MAIN(BusConnectionTest)
+#include "tst_busconnection.moc"
