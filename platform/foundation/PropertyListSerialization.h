@@ -40,6 +40,11 @@ public:
     static constexpr quint64 expandedValuesPerByte = 16;
     static constexpr quint64 expandedValuesFloor = 1 << 20;
 
+    /// Each line of XML is indented by its depth, and shared values are written as often as they
+    /// are referred to, so that a small hostile value can stand for gigabytes of text. The largest
+    /// clip, ten million ampersands, takes a tenth of this.
+    static constexpr qsizetype maximumXmlSize = 512 << 20;
+
     /// The form is detected: binary by its magic, then XML, then OpenStep text. Of a bare word
     /// that is a string; of white space alone an empty dictionary; of no bytes an error.
     [[nodiscard]] static Parsed parse(QByteArrayView bytes);
@@ -50,9 +55,11 @@ public:
     /// The XML document, byte for byte as the platform writes it, after `headroom` bytes whose
     /// contents are the caller's to fill in (a frame header, which must not cost a copy).
     /// Characters that XML cannot carry (lone surrogates) become U+FFFD. A value nested deeper
-    /// than maximumDepth raises a PlatformException.
-    [[nodiscard]] static QByteArray xml(const PropertyList &value, qsizetype headroom = 0);
-    /// The "bplist00" document. Same exception.
+    /// than maximumDepth raises a PlatformException, and so does a document of more than `limit`
+    /// bytes.
+    [[nodiscard]] static QByteArray xml(const PropertyList &value, qsizetype headroom = 0,
+                                        qsizetype limit = maximumXmlSize);
+    /// The "bplist00" document. Same exception for nesting.
     [[nodiscard]] static QByteArray binary(const PropertyList &value);
 };
 

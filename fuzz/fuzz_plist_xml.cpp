@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/PropertyListSerialization.h"
+
+#include <cstdlib>
+#include <iostream>
+
+using clipmule::PropertyListSerialization;
+
+namespace {
+
+[[noreturn]] void fail(const QString &what) {
+    std::cerr << what.toStdString() << '\n';
+    std::abort();
+}
+
+} // namespace
+
+// Any bytes are read or refused with a text; what is read is written as a document that reads back
+// as an equal value, and that is written the same again.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
+    const auto parsed = PropertyListSerialization::parseXml(QByteArrayView(bytes, qsizetype(size)));
+    if (!parsed.value) {
+        if (parsed.error.isEmpty())
+            fail(QStringLiteral("refused without a text"));
+        return 0;
+    }
+    if (!parsed.error.isEmpty())
+        fail(QStringLiteral("a value and an error: ") + parsed.error);
+    const QByteArray written = PropertyListSerialization::xml(*parsed.value);
+    const auto again = PropertyListSerialization::parseXml(written);
+    if (!again.value)
+        fail(QStringLiteral("own output refused: ") + again.error);
+    if (!(*again.value == *parsed.value))
+        fail(QStringLiteral("changed: ") + parsed.value->description());
+    if (PropertyListSerialization::xml(*again.value) != written)
+        fail(QStringLiteral("written differently the second time"));
+    return 0;
+}
