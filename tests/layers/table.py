@@ -1,0 +1,93 @@
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+"""Which folder may include what. The checks beside this file read it; nothing else decides."""
+
+# A folder's own headers are always allowed. An entry that ends with "/" stands for all below it.
+MAY_INCLUDE = {
+    "phone/": ["filters/", "net/", "model/", "support/", "Common/", "platform/"],
+    "tools/": ["filters/", "net/", "model/", "support/", "Common/", "platform/"],
+    "preferences/": ["support/", "net/ServiceDictionary.h", "Common/", "platform/"],
+    "app/": ["ui/", "net/", "model/", "support/", "Common/", "platform/"],
+    "filters/": ["model/", "Common/", "platform/foundation/"],
+    "ui/": ["support/", "Common/", "platform/foundation/", "platform/images/",
+            "platform/desktop/", "net/ZRKStreamNotifications.h"],
+    "net/": ["support/ZRKNotificationCenter.h", "Common/", "platform/foundation/",
+             "platform/streams/", "platform/dnssd/"],
+    "model/": ["support/ZRKNotificationCenter.h", "Common/", "platform/foundation/",
+               "platform/pasteboard/", "platform/images/", "platform/desktop/"],
+    "support/": ["Common/", "platform/foundation/", "platform/preferences/", "platform/power/"],
+    "Common/": ["platform/foundation/", "platform/images/", "platform/desktop/"],
+    "platform/foundation/": [],
+    "platform/dbus/": ["platform/foundation/"],
+    "platform/x11/": ["platform/foundation/"],
+    "platform/streams/": ["platform/foundation/"],
+    "platform/dnssd/": ["platform/foundation/", "platform/streams/", "platform/dbus/"],
+    "platform/pasteboard/": ["platform/foundation/", "platform/x11/"],
+    "platform/keyboard/": ["platform/foundation/", "platform/x11/"],
+    "platform/desktop/": ["platform/foundation/", "platform/x11/", "platform/dbus/"],
+    "platform/images/": ["platform/foundation/"],
+    "platform/preferences/": ["platform/foundation/", "platform/dbus/"],
+    "platform/power/": ["platform/foundation/", "platform/dbus/"],
+}
+
+# A folder's unit tests stand on that folder and the kit.
+TESTED_FOLDERS = {
+    "tests/foundation/": ["platform/foundation/"],
+    "tests/streams/": ["platform/streams/"],
+    "tests/dnssd/": ["platform/dnssd/"],
+    "tests/pasteboard/": ["platform/pasteboard/"],
+    "tests/images/": ["platform/images/"],
+    "tests/services/": ["platform/preferences/", "platform/power/", "platform/keyboard/",
+                        "platform/desktop/", "platform/dbus/", "platform/x11/"],
+    "tests/categories/": ["Common/"],
+    "tests/support/": ["support/"],
+    "tests/net/": ["net/"],
+    "tests/model/": ["model/"],
+    "tests/filters/": ["filters/"],
+    "tests/ui/": ["ui/"],
+    "tests/app/": ["app/"],
+    "tests/phone/": ["phone/"],
+    "tests/tools/": ["tools/"],
+    "tests/preferences/": ["preferences/"],
+}
+TEST_TOOLS = ["tests/kit/", "tests/contract/"]
+# The kit and the contract suites serve every folder, so they may know only the lowest floors.
+for _folder in TEST_TOOLS:
+    MAY_INCLUDE[_folder] = TEST_TOOLS + ["platform/", "Common/", "support/", "net/", "model/", "ui/"]
+for _folder, _tested in TESTED_FOLDERS.items():
+    MAY_INCLUDE[_folder] = TEST_TOOLS + _tested
+    for _one in _tested:
+        MAY_INCLUDE[_folder] += MAY_INCLUDE[_one]
+# These put whole programs together.
+for _folder in ("tests/desktop/", "fuzz/", "bench/"):
+    MAY_INCLUDE[_folder] = [""]
+
+# Used by their sister services only; to the rest of the program they do not exist.
+INTERNAL_SERVICES = ["platform/dbus/", "platform/x11/"]
+
+# What the system offers, as the beginnings of header names, and the folders where a header of that
+# kind may appear. A header that others include may hold none of them, nor lead to one.
+SYSTEM_HEADERS = {
+    "X11": (["X11/", "xcb/", "xkbcommon/", "GL/"],
+            ["platform/x11/", "platform/pasteboard/", "platform/keyboard/", "platform/desktop/"]),
+    "Wayland": (["wayland-", "wlr-", "ext-data-control", "virtual-keyboard-"],
+                ["platform/pasteboard/", "platform/keyboard/", "platform/desktop/"]),
+    "Avahi": (["avahi-"], ["platform/dnssd/"]),
+    "D-Bus": (["QDBus", "QtDBus", "dbus/"],
+              ["platform/dbus/", "platform/dnssd/", "platform/desktop/", "platform/preferences/",
+               "platform/power/"]),
+    "socket": (["sys/socket.h", "sys/un.h", "netinet/", "netpacket/", "arpa/", "netdb.h", "net/if",
+                "ifaddrs.h", "QTcp", "QUdp", "QLocalS", "QAbstractSocket", "QSsl", "QHostInfo",
+                "QNetwork", "QtNetwork/QTcp", "QtNetwork/QUdp", "QtNetwork/QLocal"],
+               ["platform/streams/", "platform/dnssd/"]),
+}
+# Outside the product, independent clients and peers are welcome.
+ANY_SYSTEM_HEADER = ["tests/", "fuzz/", "bench/"]
+EXCEPTIONS = {
+    # Lists the interfaces' addresses and opens no socket; there is no service to ask for it.
+    "Common/Categories/ZRKNSHostCategory.cpp":
+        ["ifaddrs.h", "net/if.h", "net/if_arp.h", "netpacket/packet.h"],
+}
+
+MAY_SHOW_WIDGETS = ["ui/", "preferences/", "platform/desktop/", "Common/Categories/",
+                    "app/main.cpp", "tests/", "bench/"]

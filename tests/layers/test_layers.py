@@ -1,0 +1,300 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+"""Builds small trees with something wrong in each, and sees that it is found."""
+
+import json
+import os
+import shutil
+import sys
+import tempfile
+import unittest
+
+sys.dont_write_bytecode = True
+
+import built
+import headers
+import includes
+import table
+import texts
+from project import Project
+
+SPDX = ("// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers\n"
+        "// SPDX-License-Identifier: MIT\n")
+
+
+class Tree(unittest.TestCase):
+    def setUp(self):
+        self.root = tempfile.mkdtemp(prefix="layers.")
+        self.addCleanup(shutil.rmtree, self.root)
+
+    def write(self, name, text):
+        path = os.path.join(self.root, name)
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text)
+
+    def tree(self, files):
+        for name, text in files.items():
+            self.write(name, text)
+        return Project(self.root)
+
+    def build_commands(self, *sources):
+        os.makedirs(os.path.join(self.root, "build"), exist_ok=True)
+        self.write("build/compile_commands.json", json.dumps([
+            {"directory": self.root, "file": os.path.join(self.root, source),
+             "command": f"g++ -std=c++20 -Wall -I{self.root} -o {source}.o -c {source}"}
+            for source in sources]))
+        return os.path.join(self.root, "build")
+
+    def assert_one(self, problems, *fragments):
+        problems = list(problems)
+        self.assertEqual(len(problems), 1, problems)
+        for fragment in fragments:
+            self.assertIn(fragment, problems[0])
+
+
+class Includes(Tree):
+    WIDGETS = {"QLabel"}
+
+    def check(self, files):
+        return includes.check(self.tree(files), self.WIDGETS)
+
+    def test_every_allowed_way_is_silent(self):
+        self.assertEqual(self.check({
+            "platform/foundation/Date.h": "#include <QString>\n",
+            "platform/streams/Stream.h": '#include "platform/foundation/Date.h"\n',
+            "platform/streams/Stream_socket.cpp":
+                '#include "platform/streams/Stream.h"\n#include <sys/socket.h>\n',
+            "platform/dbus/Bus.h": "#include <QDBusConnection>\n",
+            "platform/power/Power.h": "",
+            "platform/power/Power_logind.cpp": '#include "platform/dbus/Bus.h"\n',
+            "support/ZRKNotificationCenter.h": "",
+            "net/ZRKStreamHandler.h": '#include "platform/streams/Stream.h"\n'
+                                      '#include "support/ZRKNotificationCenter.h"\n',
+            "ui/Panel.h": "#include <QLabel>\n",
+            "app/main.cpp": '#include "net/ZRKStreamHandler.h"\n#include "ui/Panel.h"\n'
+                            '#include "main.moc"\n',
+            "tests/net/tst_stream.cpp": '#include "net/ZRKStreamHandler.h"\n'
+                                        '#include <sys/socket.h>\n',
+        }), [])
+
+    def test_a_lower_floor_may_not_include_a_higher_one(self):
+        self.assert_one(self.check({"app/A.h": "", "net/N.cpp": '#include "app/A.h"\n'}),
+                        "net/N.cpp", "net/ may not include app/A.h")
+
+    def test_one_header_of_a_folder_is_not_the_folder(self):
+        self.assert_one(self.check({
+            "net/ServiceDictionary.h": "", "net/ZRKStreamHandler.h": "",
+            "preferences/main.cpp": '#include "net/ServiceDictionary.h"\n'
+                                    '#include "net/ZRKStreamHandler.h"\n'}),
+                        "preferences/ may not include net/ZRKStreamHandler.h")
+
+    def test_the_foundation_includes_nothing_of_ours(self):
+        self.assert_one(self.check({"platform/streams/Stream.h": "", "platform/foundation/F.h":
+                                    '#include "platform/streams/Stream.h"\n'}),
+                        "platform/foundation/ may not include")
+
+    def test_services_do_not_know_each_other(self):
+        self.assert_one(self.check({"platform/streams/Stream.h": "", "platform/power/P.cpp":
+                                    '#include "platform/streams/Stream.h"\n'}),
+                        "platform/power/ may not include")
+
+    def test_unit_tests_stay_with_their_folder(self):
+        self.assert_one(self.check({"app/A.h": "", "tests/net/tst_n.cpp": '#include "app/A.h"\n'}),
+                        "tests/net/ may not include app/A.h")
+
+    def test_a_folder_without_a_row(self):
+        self.assert_one(self.check({"misc/A.cpp": ""}), "misc/A.cpp", "no row")
+
+    def test_includes_are_written_from_the_root(self):
+        self.assert_one(self.check({"net/A.h": "", "net/A.cpp": '#include "A.h"\n'}),
+                        '"A.h" is no file, seen from the root')
+
+    def test_our_own_headers_stand_in_quotation_marks(self):
+        self.assert_one(self.check({"net/A.h": "", "net/A.cpp": "#include <net/A.h>\n"}),
+                        "quotation marks")
+
+    def test_a_commented_include_is_none(self):
+        self.assertEqual(self.check({
+            "app/A.h": "", "net/N.cpp": '// #include "app/A.h"\n/*\n#include "app/A.h"\n*/\n'}), [])
+
+    def test_every_kind_of_system_header_is_kept_out_of_the_program(self):
+        samples = {"X11": "xcb/xcb.h", "Wayland": "wayland-client.h", "Avahi": "avahi-core/core.h",
+                   "D-Bus": "QDBusConnection", "socket": "sys/socket.h"}
+        self.assertEqual(samples.keys(), table.SYSTEM_HEADERS.keys())
+        for kind, header in samples.items():
+            with self.subTest(kind):
+                self.assert_one(self.check({"app/main.cpp": f"#include <{header}>\n"}),
+                                f"<{header}> is a {kind} header, which has no place in app/")
+
+    def test_system_headers_stay_in_their_own_service(self):
+        self.assert_one(self.check({"platform/power/P.cpp": "#include <xcb/xcb.h>\n"}),
+                        "<xcb/xcb.h> is a X11 header, which has no place in platform/power/")
+
+    def test_an_exception_holds_for_one_file_and_header(self):
+        exempt = "Common/Categories/ZRKNSHostCategory.cpp"
+        self.assertEqual(self.check({exempt: "#include <ifaddrs.h>\n"}), [])
+        self.assert_one(self.check({exempt: "#include <ifaddrs.h>\n#include <sys/socket.h>\n"}),
+                        "<sys/socket.h>")
+        os.remove(os.path.join(self.root, exempt))
+        self.assert_one(self.check({"Common/Categories/Other.cpp": "#include <ifaddrs.h>\n"}),
+                        "<ifaddrs.h>")
+
+    def test_an_interface_header_holds_no_system_header(self):
+        files = {"platform/pasteboard/Pasteboard.h": "#include <xcb/xcb.h>\n"}
+        self.assertEqual(self.check(files), [])
+        files["model/M.cpp"] = '#include "platform/pasteboard/Pasteboard.h"\n'
+        self.assert_one(self.check(files), "platform/pasteboard/Pasteboard.h", "seen outside",
+                        "model/M.cpp")
+
+    def test_an_interface_header_leads_to_no_system_header(self):
+        self.assert_one(self.check({
+            "platform/x11/Connection.h": "#include <xcb/xcb.h>\n",
+            "platform/pasteboard/Private.h": '#include "platform/x11/Connection.h"\n',
+            "platform/pasteboard/Pasteboard.h": '#include "platform/pasteboard/Private.h"\n',
+            "model/M.cpp": '#include "platform/pasteboard/Pasteboard.h"\n'}),
+                        "platform/x11/Connection.h", "seen outside", "model/M.cpp")
+
+    def test_internal_services_serve_their_sisters_only(self):
+        files = {"platform/x11/Connection.h": "",
+                 "platform/keyboard/K.cpp": '#include "platform/x11/Connection.h"\n'}
+        self.assertEqual(self.check(files), [])
+        files["app/A.cpp"] = '#include "platform/x11/Connection.h"\n'
+        self.assert_one(self.check(files), "app/A.cpp", "platform/x11/Connection.h is for platform/")
+
+    def test_widgets_stay_in_the_interface(self):
+        self.assert_one(self.check({"model/M.cpp": "#include <QLabel>\n",
+                                    "preferences/P.cpp": "#include <QLabel>\n"}),
+                        "model/M.cpp", "<QLabel> is a widget")
+        self.assertIn("QLabel", includes.Widgets())
+        self.assertNotIn("QString", includes.Widgets())
+
+
+class Headers(Tree):
+    def test_a_header_that_needs_another_before_it(self):
+        project = self.tree({
+            "net/Good.h": "#pragma once\n#include <string>\ninline std::string good;\n",
+            "net/Bad.h": "#pragma once\nstd::string bad();\n",
+            "net/N.cpp": '#include "net/Good.h"\n#include "net/Bad.h"\n'})
+        build = self.build_commands("net/N.cpp")
+        self.assert_one(headers.check(project, build), "net/Bad.h: does not compile alone")
+
+    def test_a_header_that_cannot_be_included_twice(self):
+        project = self.tree({"net/Twice.h": "struct Twice {};\n", "net/N.cpp": ""})
+        self.assert_one(headers.check(project, self.build_commands("net/N.cpp")),
+                        "net/Twice.h: does not compile alone", "redefinition")
+
+    def test_a_warning_counts(self):
+        project = self.tree({"net/W.h": "#pragma once\ninline int w() {}\n", "net/N.cpp": ""})
+        self.assert_one(headers.check(project, self.build_commands("net/N.cpp")), "-Werror=return-type")
+
+    def test_a_header_that_nothing_built_leads_to(self):
+        project = self.tree({"net/Lonely.h": "#pragma once\n", "app/A.cpp": ""})
+        self.assert_one(headers.check(project, self.build_commands("app/A.cpp")),
+                        "net/Lonely.h: no built source")
+
+    def test_what_was_good_is_compiled_again_only_when_it_or_what_it_includes_has_changed(self):
+        inner = "#pragma once\nusing Inner = int;\n"
+        files = {"net/Inner.h": inner, "net/N.cpp": "",
+                 "net/Outer.h": '#pragma once\n#include "net/Inner.h"\ninline Inner outer;\n'}
+        build = self.build_commands("net/N.cpp")
+        self.assertEqual(headers.check(self.tree(files), build), [])
+
+        compiled = []
+        original = headers.compile_alone
+        self.addCleanup(setattr, headers, "compile_alone", original)
+        headers.compile_alone = lambda header, *rest: compiled.append(header) or original(header, *rest)
+        self.assertEqual(headers.check(self.tree(files), build), [])
+        self.assertEqual(compiled, [])
+
+        files["net/Inner.h"] = inner.replace("Inner", "Renamed")
+        self.assert_one(headers.check(self.tree(files), build), "net/Outer.h")
+        self.assertEqual(sorted(compiled), ["net/Inner.h", "net/Outer.h"])
+
+        # What was bad is not remembered.
+        self.assert_one(headers.check(self.tree(files), build), "net/Outer.h")
+
+    def test_output_and_sanitizers_are_left_out_of_the_command(self):
+        self.assertEqual(
+            headers.syntax_check(["/usr/bin/ccache", "/usr/bin/c++", "-DX=1", "-O2", "-MD", "-MT",
+                                  "a.o", "-fsanitize=address", "-Wall", "-o", "a.o", "-c", "a.cpp"]),
+            ["/usr/bin/c++", "-DX=1", "-Wall", "-fsyntax-only", "-Werror", "-x", "c++", "-"])
+
+
+class Built(Tree):
+    FILES = {"tests/net/tst_a.cpp": "", "tests/kit/Kit.cpp": "", "fuzz/frames.cpp": "",
+             "net/Product.cpp": ""}
+
+    def check(self, sources, programs):
+        return built.check(self.tree(self.FILES), self.build_commands(*sources), programs)
+
+    def test_all_built_and_run(self):
+        self.assertEqual(self.check(["tests/net/tst_a.cpp", "tests/kit/Kit.cpp", "fuzz/frames.cpp"],
+                                    {"tst_a"}), [])
+
+    def test_a_test_that_is_not_built(self):
+        self.assert_one(self.check(["tests/kit/Kit.cpp", "fuzz/frames.cpp"], {"tst_a"}),
+                        "tests/net/tst_a.cpp: is not built")
+
+    def test_a_fuzz_target_that_is_not_built(self):
+        self.assert_one(self.check(["tests/net/tst_a.cpp", "tests/kit/Kit.cpp"], {"tst_a"}),
+                        "fuzz/frames.cpp: is not built")
+
+    def test_a_test_that_is_built_but_never_run(self):
+        self.assert_one(self.check(["tests/net/tst_a.cpp", "tests/kit/Kit.cpp", "fuzz/frames.cpp"],
+                                    set()),
+                        "tests/net/tst_a.cpp", "ctest does not run tst_a")
+
+
+class Texts(Tree):
+    def check(self, name, text):
+        return texts.check(self.tree({name: text}))
+
+    def test_a_clean_file(self):
+        self.assertEqual(self.check("net/A.cpp", SPDX + "// Says why.\n"), [])
+
+    def test_words_about_where_things_were_agreed(self):
+        for words in ("as the spec" "ification says", "see spec" ".md", "Part" " 3.1", "issue" " 12",
+                      "the" " spec says", "the seed" " documents"):
+            with self.subTest(words):
+                self.assert_one(self.check("docs/page.md", f"one\n{words}\n"), "docs/page.md:2:")
+
+    def test_pictures_are_not_read(self):
+        self.assertEqual(self.check("packaging/icon.svg", "Part" " 3.1"), [])
+
+    def test_names_of_files(self):
+        self.assert_one(self.check("docs/spec" ".md", ""), "the file's name")
+
+    def test_a_source_without_a_licence(self):
+        for name, text in (("net/A.cpp", "int a;\n"), ("scripts/tool", "#!/bin/sh\n"),
+                           ("CMakeLists.txt", "project(x)\n"),
+                           ("net/B.h", SPDX.splitlines(True)[0])):
+            with self.subTest(name):
+                self.assert_one(self.check(name, text), name, "SPDX")
+                os.remove(os.path.join(self.root, name))
+
+    def test_what_was_left_open(self):
+        self.assert_one(self.check("net/A.cpp", SPDX + "// TO" "DO more\n"), "net/A.cpp:3:")
+
+    def test_a_test_that_waits_by_the_clock(self):
+        wait = SPDX + "QTest::qWa" "it(5);\n"
+        self.assertEqual(self.check("net/A.cpp", wait), [])
+        self.assert_one(self.check("tests/net/tst_a.cpp", wait), "tests/net/tst_a.cpp:3:")
+
+    def test_the_length_of_a_file(self):
+        self.assertEqual(self.check("net/A.cpp", SPDX + "\n" * 598), [])
+        self.assert_one(self.check("net/A.cpp", SPDX + "\n" * 599), "601 lines")
+
+
+class Listing(Tree):
+    def test_includes_are_found_however_they_are_written(self):
+        project = self.tree({"net/A.h": '#include "net/B.h"\n  #  include <vector>  // why\n'})
+        self.assertEqual(project.includes("net/A.h"), [("net/B.h", True), ("vector", False)])
+
+    def test_built_files_are_not_ours(self):
+        self.assertEqual(self.tree({"build/release/x.h": "", "net/A.h": ""}).files, ["net/A.h"])
+
+
+if __name__ == "__main__":
+    unittest.main()
