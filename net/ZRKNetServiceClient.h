@@ -106,8 +106,8 @@ private:
     [[nodiscard]] std::shared_ptr<NetService> listedService(const NetService &equal) const;
     /// Whether a callback has stopped the client or lost it this very service.
     [[nodiscard]] bool isUsing(const NetService &service) const;
-    void adopt(const std::shared_ptr<ZRKStreamHandler> &handler, NetService &service);
-    void release(ServiceInfo &info);
+    void adopt(const std::shared_ptr<ZRKStreamHandler> &handler);
+    static void closeQuietly(const std::shared_ptr<ZRKStreamHandler> &handler);
 
     dnssd::Backend &_backend;
     QString _type;

@@ -48,7 +48,7 @@ public:
     /// is closed with the handler.
     [[nodiscard]] static std::shared_ptr<ZRKStreamHandler>
     initWithFileHandle(FileHandle connection);
-    /// Around a pair of streams, which it opens.
+    /// Around a pair of streams, which it opens; null when one is missing.
     [[nodiscard]] static std::shared_ptr<ZRKStreamHandler>
     initWithInputStreamOutputStream(StreamPair streams);
     ZRKStreamHandler(Private, FileHandle connection, StreamPair streams);
@@ -75,17 +75,19 @@ public:
 
 private:
     void openStreams();
+    void releaseConnection();
     void streamHandleEvent(StreamEvent event);
     void readInput();
     void processInput();
-    void receivePayload(QByteArrayView payload, qsizetype frameLength);
+    void receivePayload(QByteArrayView payload);
+    [[nodiscard]] QByteArrayView unconsumed() const;
     void consume(qsizetype count);
-    void compactInput(qsizetype needed);
+    void compactInput(qsizetype expected);
     void sendOutput();
+    void writePing();
     [[nodiscard]] bool fillOutputBuffer();
-    [[nodiscard]] bool writeOutputBuffer();
-    void finishHeadObject();
-    void dropHeadObject(const QString &reason);
+    void dropHeadObject(const OutputObject &object, const QString &reason);
+    void writeOutputBuffer();
     void post(const QString &name);
 
     FileHandle _fileHandle;

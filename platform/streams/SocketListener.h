@@ -11,13 +11,17 @@
 #include <functional>
 #include <memory>
 
-class QSocketNotifier;
-
 namespace clipmule {
+
+class SocketNotifier;
 
 /// A listening IPv4 TCP socket on a port that the system picks. Accepts one connection a turn of
 /// the run loop, so that a flood of them does not hold up the rest of the program.
 class SocketListener {
+    struct Private {
+        explicit Private() = default;
+    };
+
 public:
     /// The system calls that it makes, each with the call's own result; a test replaces one to see
     /// it fail.
@@ -48,6 +52,7 @@ public:
 
     /// Opens, binds and listens; nothing is accepted yet.
     [[nodiscard]] static Opened open(Calls calls = systemCalls());
+    SocketListener(Private, Calls calls, FileHandle socket, quint16 port);
     ~SocketListener();
     SocketListener(const SocketListener &) = delete;
     SocketListener &operator=(const SocketListener &) = delete;
@@ -60,15 +65,16 @@ public:
     void acceptInBackground(std::function<void(FileHandle)> handler);
 
 private:
-    SocketListener(Calls calls, FileHandle socket, quint16 port);
     void acceptOne();
 
     Calls _calls;
     FileHandle _socket;
     quint16 _port;
     std::function<void(FileHandle)> _handler;
-    std::unique_ptr<QSocketNotifier> _notifier;
+    // After the socket it watches, so that it goes first.
+    std::unique_ptr<SocketNotifier> _notifier;
     RunLoop::Timer _pause;
+    bool _exhausted = false;
 };
 
 struct SocketListener::Opened {

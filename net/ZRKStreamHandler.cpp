@@ -1,0 +1,351 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "net/ZRKStreamHandler.h"
+
+#include "net/Log.h"
+#include "net/StreamFrame.h"
+#include "net/ZRKStreamNotifications.h"
+#include "platform/foundation/PlatformException.h"
+#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/streams/SocketStreams.h"
+#include "support/ZRKNotificationCenter.h"
+
+#include <QScopeGuard>
+#include <QScopedValueRollback>
+
+#include <cmath>
+#include <cstdlib>
+
+namespace clipmule {
+
+namespace {
+
+// The one use of the C library's generator: connections made at the same moment must not ping in
+// step for ever, and nothing depends on how well the numbers are spread.
+RunLoop::Seconds randomPingInterval() {
+    static const bool seeded = [] {
+        const double unixTime =
+            RunLoop::current().wallClock().secondsSinceReference + Date::unixTimeOfReference;
+        std::srand(static_cast<unsigned>(static_cast<qint64>(std::floor(unixTime))));
+        return true;
+    }();
+    Q_UNUSED(seeded)
+    return RunLoop::Seconds((std::rand() % 100) / 10.0 + 180.0);
+}
+
+} // namespace
+
+std::shared_ptr<ZRKStreamHandler> ZRKStreamHandler::initWithFileHandle(FileHandle connection) {
+    if (!connection.isOpen())
+        return nullptr;
+    setAcceptedSocketOptions(connection.descriptor());
+    StreamPair streams = streamPairForSocket(connection.descriptor());
+    if (!streams.input || !streams.output)
+        return nullptr;
+    auto handler =
+        std::make_shared<ZRKStreamHandler>(Private(), std::move(connection), std::move(streams));
+    handler->openStreams();
+    return handler;
+}
+
+std::shared_ptr<ZRKStreamHandler>
+ZRKStreamHandler::initWithInputStreamOutputStream(StreamPair streams) {
+    if (!streams.input || !streams.output)
+        return nullptr;
+    auto handler = std::make_shared<ZRKStreamHandler>(Private(), FileHandle(), std::move(streams));
+    handler->openStreams();
+    return handler;
+}
+
+ZRKStreamHandler::ZRKStreamHandler(Private, FileHandle connection, StreamPair streams)
+    : _fileHandle(std::move(connection))
+    , _inputStream(std::move(streams.input))
+    , _outputStream(std::move(streams.output))
+    , _readBuffer(std::make_unique_for_overwrite<char[]>(readBufferSize))
+    , _pingInterval(randomPingInterval()) {}
+
+ZRKStreamHandler::~ZRKStreamHandler() {
+    close(false);
+}
+
+void ZRKStreamHandler::openStreams() {
+    _inputStream->setEventHandler([this](StreamEvent event) { streamHandleEvent(event); });
+    _inputStream->open();
+    _outputStream->setEventHandler([this](StreamEvent event) { streamHandleEvent(event); });
+    _outputStream->open();
+    _pingTimer = RunLoop::current().performEvery(_pingInterval, [this] { ping(); });
+}
+
+void ZRKStreamHandler::setDelegate(Delegate delegate) {
+    _delegate = std::make_shared<const Delegate>(std::move(delegate));
+}
+
+bool ZRKStreamHandler::outputObject(const OutputObject &object) {
+    if (!_open)
+        return false;
+    const auto self = shared_from_this();
+    _outputObjects.push_back(object);
+    sendOutput();
+    return true;
+}
+
+void ZRKStreamHandler::ping() {
+    if (!_open)
+        return;
+    const auto self = shared_from_this();
+    _needsPing = true;
+    sendOutput();
+}
+
+void ZRKStreamHandler::close(bool notifyDelegate) {
+    if (!std::exchange(_open, false))
+        return;
+    // Whatever the delegate does or raises, the connection is let go.
+    const auto release = qScopeGuard([this] { releaseConnection(); });
+    if (!notifyDelegate)
+        return;
+    RunLoop::current().performSoon([self = shared_from_this()] {});
+    const auto delegate = _delegate;
+    if (!delegate->streamHandlerDidClose)
+        return;
+    try {
+        delegate->streamHandlerDidClose(*this);
+    } catch (const PlatformException &) {
+    }
+}
+
+void ZRKStreamHandler::releaseConnection() {
+    _pingTimer.cancel();
+    for (Stream *stream :
+         {static_cast<Stream *>(_inputStream.get()), static_cast<Stream *>(_outputStream.get())}) {
+        stream->setEventHandler(nullptr);
+        stream->close();
+    }
+    _inputStream.reset();
+    _outputStream.reset();
+    // Only now: the streams watch its descriptor.
+    _fileHandle.close();
+    _inputData = QByteArray();
+    _inputOffset = 0;
+    _outputBuffer = QByteArray();
+    _outputOffset = 0;
+    _outputObjects.clear();
+    _readBuffer.reset();
+}
+
+void ZRKStreamHandler::streamHandleEvent(StreamEvent event) {
+    const auto self = shared_from_this();
+    try {
+        switch (event) {
+        case StreamEvent::HasBytesAvailable:
+            readInput();
+            break;
+        case StreamEvent::HasSpaceAvailable:
+            sendOutput();
+            break;
+        case StreamEvent::ErrorOccurred:
+        case StreamEvent::EndEncountered:
+            close();
+            break;
+        case StreamEvent::OpenCompleted:
+            break;
+        }
+    } catch (const PlatformException &exception) {
+        qCWarning(logNet).noquote()
+            << QStringLiteral("HANDLEEVENT EXCEPTION %1").arg(exception.reason());
+    }
+}
+
+void ZRKStreamHandler::readInput() {
+    const qsizetype size = _inputData.size();
+    qint64 count = 0;
+    // Inside a large frame the bytes go straight to their place.
+    if (_inputData.capacity() - size >= readBufferSize) {
+        _inputData.resize(size + readBufferSize);
+        count = _inputStream->read(_inputData.data() + size, readBufferSize);
+        _inputData.resize(size + std::max(count, qint64(0)));
+    } else {
+        count = _inputStream->read(_readBuffer.get(), readBufferSize);
+        if (count > 0)
+            _inputData.append(_readBuffer.get(), count);
+    }
+    if (count > 0)
+        processInput();
+}
+
+void ZRKStreamHandler::processInput() {
+    // A callback that lets the run loop turn must not get ahead of the frame it is called for.
+    if (_processingInput)
+        return;
+    const QScopedValueRollback<bool> processing(_processingInput, true);
+    qsizetype expected = 0;
+    while (_open && unconsumed().size() >= StreamFrame::kindSize) {
+        if (StreamFrame::readWord(unconsumed().data()) != StreamFrame::objectKind) {
+            consume(StreamFrame::kindSize);
+            continue;
+        }
+        post(ZRKStreamDidReceiveData);
+        if (!_open)
+            return;
+        const QByteArrayView input = unconsumed();
+        if (input.size() < StreamFrame::headerSize)
+            break;
+        const quint32 length = StreamFrame::readWord(input.data() + StreamFrame::kindSize);
+        if (length > largestPayload) {
+            qCWarning(logNet).noquote() << QStringLiteral("FRAME TOO LARGE %1").arg(length);
+            close();
+            return;
+        }
+        if (input.size() - StreamFrame::headerSize < qsizetype(length)) {
+            expected = StreamFrame::headerSize + qsizetype(length);
+            break;
+        }
+        receivePayload(input.sliced(StreamFrame::headerSize, length));
+    }
+    if (_open)
+        compactInput(expected);
+}
+
+void ZRKStreamHandler::receivePayload(QByteArrayView payload) {
+    const auto delegate = _delegate;
+    // Consumed once it is decoded, and whatever happens: the delegate finds the buffer in order and
+    // the memory of a large frame is free again before it works on the object.
+    auto consumed =
+        qScopeGuard([this, length = payload.size()] { consume(StreamFrame::headerSize + length); });
+    if (!delegate->streamHandlerDidReceiveObject)
+        return;
+    try {
+        const auto parsed = PropertyListSerialization::parse(payload);
+        consumed.dismiss();
+        consume(StreamFrame::headerSize + payload.size());
+        if (parsed.value)
+            delegate->streamHandlerDidReceiveObject(*this, *parsed.value);
+        else
+            qCWarning(logNet).noquote()
+                << QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE ERROR DECODING DATA %1")
+                       .arg(parsed.error);
+    } catch (const PlatformException &exception) {
+        qCWarning(logNet).noquote() << QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE EXCEPTION %1")
+                                           .arg(exception.reason());
+    }
+}
+
+QByteArrayView ZRKStreamHandler::unconsumed() const {
+    return QByteArrayView(_inputData).sliced(_inputOffset);
+}
+
+void ZRKStreamHandler::consume(qsizetype count) {
+    _inputOffset += count;
+    if (_inputOffset < _inputData.size())
+        return;
+    _inputData = QByteArray();
+    _inputOffset = 0;
+}
+
+// What is left of one read at most is moved, and room is reserved, not touched, for the rest of a
+// frame that does not fit in one read.
+void ZRKStreamHandler::compactInput(qsizetype expected) {
+    const qsizetype wanted = expected > readBufferSize ? expected + readBufferSize : 0;
+    if (_inputOffset == 0 && _inputData.capacity() >= wanted)
+        return;
+    QByteArray compacted;
+    compacted.reserve(std::max(wanted, unconsumed().size()));
+    compacted.append(unconsumed());
+    _inputData = std::move(compacted);
+    _inputOffset = 0;
+}
+
+void ZRKStreamHandler::sendOutput() {
+    // What a callback queues is written by the loop that called it.
+    if (_sendingOutput)
+        return;
+    const QScopedValueRollback<bool> sending(_sendingOutput, true);
+    while (_open && (!_outputObjects.empty() || _needsPing)) {
+        if (!_outputStream->hasSpaceAvailable())
+            return;
+        // Object data is proof of life enough.
+        _needsPing = false;
+        if (_outputObjects.empty())
+            writePing();
+        else if (!_outputBuffer.isEmpty() || fillOutputBuffer())
+            writeOutputBuffer();
+    }
+}
+
+void ZRKStreamHandler::writePing() {
+    const auto frame = StreamFrame::pingFrame();
+    if (_outputStream->write(frame.data(), frame.size()) < 0)
+        close();
+}
+
+bool ZRKStreamHandler::fillOutputBuffer() {
+    const OutputObject object = _outputObjects.front();
+    try {
+        const QByteArray frame = object.frame();
+        // A live object's value comes from a function that may close the handler.
+        if (!_open)
+            return false;
+        _outputBuffer = frame;
+        _outputOffset = 0;
+        return true;
+    } catch (const PlatformException &exception) {
+        dropHeadObject(object, exception.reason());
+        return false;
+    }
+}
+
+// It would never get any better: kept at the head, it would hold up the rest for ever.
+void ZRKStreamHandler::dropHeadObject(const OutputObject &object, const QString &reason) {
+    qCWarning(logNet).noquote() << QStringLiteral("ERROR ENCODING DATA %1").arg(reason);
+    if (!_open)
+        return;
+    _outputObjects.pop_front();
+    const auto delegate = _delegate;
+    if (!delegate->streamHandlerDidDropObject)
+        return;
+    try {
+        delegate->streamHandlerDidDropObject(*this, object);
+    } catch (const PlatformException &) {
+    }
+}
+
+void ZRKStreamHandler::writeOutputBuffer() {
+    const qint64 written = _outputStream->write(_outputBuffer.constData() + _outputOffset,
+                                                _outputBuffer.size() - _outputOffset);
+    if (written < 0) {
+        close();
+        return;
+    }
+    _outputOffset += written;
+    if (_outputOffset < _outputBuffer.size()) {
+        post(ZRKStreamDidSendData);
+        return;
+    }
+    _outputBuffer = QByteArray();
+    _outputOffset = 0;
+    // Its bytes are out: it leaves the queue whatever the observers and the delegate do or raise.
+    const auto removed = qScopeGuard([this] {
+        if (_open)
+            _outputObjects.pop_front();
+    });
+    post(ZRKStreamDidSendData);
+    const auto delegate = _delegate;
+    if (!_open || !delegate->streamHandlerDidOutputObject)
+        return;
+    const OutputObject object = _outputObjects.front();
+    try {
+        delegate->streamHandlerDidOutputObject(*this, object);
+    } catch (const PlatformException &) {
+    }
+}
+
+void ZRKStreamHandler::post(const QString &name) {
+    ZRKNotificationCenter::platformDefault().postNotificationName(name, shared_from_this());
+}
+
+QString ZRKStreamHandler::description() const {
+    return _open ? QStringLiteral("open stream handler") : QStringLiteral("closed stream handler");
+}
+
+} // namespace clipmule

@@ -1,0 +1,321 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/streams/SocketStreams.h"
+
+#include "platform/streams/SocketConnector.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+namespace clipmule {
+
+namespace {
+
+bool setOption(int descriptor, int level, int option, int value) {
+    return ::setsockopt(descriptor, level, option, &value, sizeof value) == 0;
+}
+
+class SocketEnd;
+
+/// The connection under both directions: the descriptor, or the attempt to get one.
+class SocketChannel : public std::enable_shared_from_this<SocketChannel> {
+public:
+    explicit SocketChannel(int connected)
+        : _descriptor(connected) {}
+    SocketChannel(const QList<SocketEndpoint> &endpoints, RunLoop::Seconds timeout)
+        : _connector(std::make_unique<SocketConnector>(
+              endpoints, timeout, [this](FileHandle socket) { connectEnded(std::move(socket)); })) {
+    }
+
+    /// -1 as long as it is not connected.
+    [[nodiscard]] int descriptor() const { return _descriptor; }
+    void attach(SocketEnd *end);
+    void detach(SocketEnd *end);
+    void open(SocketEnd &end);
+
+private:
+    void connectEnded(FileHandle socket);
+    void tell(SocketEnd *end);
+
+    int _descriptor = -1;
+    // Empty where the descriptor is somebody else's.
+    FileHandle _owned;
+    std::unique_ptr<SocketConnector> _connector;
+    bool _connecting = false;
+    // Not closed yet.
+    QList<SocketEnd *> _ends;
+};
+
+/// What both directions have in common: the way from new to open to ended, and events that come
+/// from the run loop only.
+class SocketEnd {
+public:
+    explicit SocketEnd(std::shared_ptr<SocketChannel> channel)
+        : _channel(std::move(channel)) {
+        _channel->attach(this);
+    }
+    virtual ~SocketEnd() { closeEnd(); }
+    SocketEnd(const SocketEnd &) = delete;
+    SocketEnd &operator=(const SocketEnd &) = delete;
+    SocketEnd(SocketEnd &&) = delete;
+    SocketEnd &operator=(SocketEnd &&) = delete;
+
+    [[nodiscard]] bool isOpening() const { return _state == State::Opening; }
+    /// On a turn of its own.
+    void startSoon() {
+        _soon = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { start(); });
+    }
+    void start() {
+        _state = State::Open;
+        watch();
+        emitEvent(StreamEvent::OpenCompleted);
+    }
+    void end(StreamEvent event) {
+        unwatch();
+        _state = State::Ended;
+        emitEvent(event);
+    }
+
+protected:
+    enum class State { New, Opening, Open, Ended, Closed };
+
+    void setHandler(Stream::EventHandler handler) { _handler = std::move(handler); }
+    void openEnd() {
+        if (_state != State::New)
+            return;
+        _state = State::Opening;
+        _channel->open(*this);
+    }
+    void closeEnd() {
+        if (_state == State::Closed)
+            return;
+        _state = State::Closed;
+        _soon.cancel();
+        unwatch();
+        _channel->detach(this);
+    }
+    void endSoon(StreamEvent event) {
+        unwatch();
+        _state = State::Ended;
+        _soon = RunLoop::current().performAfter(RunLoop::Seconds(0),
+                                                [this, event] { emitEvent(event); });
+    }
+    /// The handler may destroy this stream: nothing of it is touched afterwards.
+    void emitEvent(StreamEvent event) {
+        if (const Stream::EventHandler handler = _handler)
+            handler(event);
+    }
+    [[nodiscard]] bool isOpen() const { return _state == State::Open; }
+    [[nodiscard]] bool isClosed() const { return _state == State::Closed; }
+    [[nodiscard]] bool hasEnded() const { return _state == State::Ended; }
+    [[nodiscard]] int descriptor() const { return _channel->descriptor(); }
+    virtual void watch() = 0;
+
+    void setNotifier(std::unique_ptr<SocketNotifier> notifier) { _notifier = std::move(notifier); }
+    [[nodiscard]] SocketNotifier &notifier() { return *_notifier; }
+
+private:
+    void unwatch() { _notifier.reset(); }
+
+    std::shared_ptr<SocketChannel> _channel;
+    Stream::EventHandler _handler;
+    State _state = State::New;
+    std::unique_ptr<SocketNotifier> _notifier;
+    RunLoop::Timer _soon;
+};
+
+void SocketChannel::attach(SocketEnd *end) {
+    _ends.append(end);
+}
+
+void SocketChannel::detach(SocketEnd *end) {
+    _ends.removeAll(end);
+    if (!_ends.isEmpty())
+        return;
+    _connector.reset();
+    _descriptor = -1;
+    _owned.close();
+}
+
+void SocketChannel::open(SocketEnd &end) {
+    if (!_connector)
+        end.startSoon();
+    else if (!std::exchange(_connecting, true))
+        _connector->start();
+}
+
+void SocketChannel::connectEnded(FileHandle socket) {
+    // An event may let go of both ends, and so of this.
+    const auto self = shared_from_this();
+    const auto connector = std::move(_connector);
+    _owned = std::move(socket);
+    _descriptor = _owned.descriptor();
+    const QList<SocketEnd *> ends = _ends;
+    for (SocketEnd *end : ends)
+        tell(end);
+}
+
+void SocketChannel::tell(SocketEnd *end) {
+    if (!_ends.contains(end) || !end->isOpening())
+        return;
+    if (_descriptor < 0)
+        end->end(StreamEvent::ErrorOccurred);
+    else
+        end->start();
+}
+
+class SocketInputStream final : public InputStream, private SocketEnd {
+public:
+    using SocketEnd::SocketEnd;
+
+    void setEventHandler(EventHandler handler) override { setHandler(std::move(handler)); }
+    void open() override { openEnd(); }
+    void close() override { closeEnd(); }
+
+    qint64 read(char *buffer, qint64 maximum) override {
+        if (hasEnded())
+            return 0;
+        if (!isOpen())
+            return -1;
+        for (;;) {
+            const ssize_t count = ::recv(descriptor(), buffer, size_t(maximum), MSG_DONTWAIT);
+            if (count >= 0)
+                return count;
+            if (errno == EINTR)
+                continue;
+            // The error is reported once by the system, and so kept for the event.
+            if (errno != EAGAIN)
+                endSoon(StreamEvent::ErrorOccurred);
+            return -1;
+        }
+    }
+
+private:
+    void watch() override {
+        setNotifier(std::make_unique<SocketNotifier>(descriptor(), QSocketNotifier::Read,
+                                                     [this] { somethingArrived(); }));
+    }
+
+    void somethingArrived() {
+        // Readable means bytes, the end or an error; only a look tells which.
+        char byte = 0;
+        const ssize_t count = ::recv(descriptor(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+        if (count > 0)
+            emitEvent(StreamEvent::HasBytesAvailable);
+        else if (count == 0)
+            end(StreamEvent::EndEncountered);
+        else if (errno != EAGAIN && errno != EINTR)
+            end(StreamEvent::ErrorOccurred);
+    }
+};
+
+class SocketOutputStream final : public OutputStream, private SocketEnd {
+public:
+    using SocketEnd::SocketEnd;
+
+    void setEventHandler(EventHandler handler) override { setHandler(std::move(handler)); }
+    void open() override { openEnd(); }
+    void close() override { closeEnd(); }
+
+    bool hasSpaceAvailable() override {
+        if (!isOpen() || _waiting)
+            return false;
+        pollfd wanted{descriptor(), POLLOUT, 0};
+        // An error counts as space: the write will find it.
+        if (::poll(&wanted, 1, 0) > 0)
+            return true;
+        waitForSpace();
+        return false;
+    }
+
+    qint64 write(const char *bytes, qint64 count) override {
+        if (isClosed() || hasEnded())
+            return -1;
+        if (!isOpen())
+            return 0;
+        for (;;) {
+            const ssize_t written =
+                ::send(descriptor(), bytes, size_t(count), MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (written >= 0) {
+                if (written < count)
+                    waitForSpace();
+                return written;
+            }
+            if (errno == EINTR)
+                continue;
+            if (errno == EAGAIN) {
+                waitForSpace();
+                return 0;
+            }
+            endSoon(StreamEvent::ErrorOccurred);
+            return -1;
+        }
+    }
+
+private:
+    void watch() override {
+        setNotifier(std::make_unique<SocketNotifier>(descriptor(), QSocketNotifier::Write,
+                                                     [this] { spaceAppeared(); }));
+        _waiting = true;
+    }
+
+    // Watched only while somebody waits: a socket is writable nearly always.
+    void waitForSpace() {
+        if (!std::exchange(_waiting, true))
+            notifier().setEnabled(true);
+    }
+
+    void spaceAppeared() {
+        _waiting = false;
+        notifier().setEnabled(false);
+        emitEvent(StreamEvent::HasSpaceAvailable);
+    }
+
+    bool _waiting = false;
+};
+
+StreamPair pairOver(const std::shared_ptr<SocketChannel> &channel) {
+    return {std::make_unique<SocketInputStream>(channel),
+            std::make_unique<SocketOutputStream>(channel)};
+}
+
+} // namespace
+
+bool noticeVanishedPeer(int descriptor) {
+    return setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, 1) &&
+           setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, keepAliveIdleTime) &&
+           setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, keepAliveInterval) &&
+           setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, keepAliveProbes) &&
+           setOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, unacknowledgedTimeLimit);
+}
+
+void setAcceptedSocketOptions(int descriptor) {
+    setOption(descriptor, SOL_SOCKET, SO_SNDBUF, socketBufferSize);
+    setOption(descriptor, SOL_SOCKET, SO_RCVBUF, socketBufferSize);
+    setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, 1);
+    noticeVanishedPeer(descriptor);
+}
+
+StreamPair streamPairForSocket(int descriptor) {
+    int type = 0;
+    socklen_t length = sizeof type;
+    if (::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) != 0 || type != SOCK_STREAM)
+        return {};
+    ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
+    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    return pairOver(std::make_shared<SocketChannel>(descriptor));
+}
+
+StreamPair connectingStreamPair(const QList<SocketEndpoint> &endpoints, RunLoop::Seconds timeout) {
+    if (endpoints.isEmpty())
+        return {};
+    return pairOver(std::make_shared<SocketChannel>(endpoints, timeout));
+}
+
+} // namespace clipmule
