@@ -27,9 +27,10 @@ NAMESPACES = ["unshare", "--user", "--map-root-user", "--net", "--mount", "--pid
 BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
-  <type>system</type>
-  <listen>unix:path={folder}/bus</listen>
+  <type>{kind}</type>
+  <listen>unix:path={socket}</listen>
   <auth>EXTERNAL</auth>
+  {services}
   <policy context="default">
     <allow user="*"/>
     <allow own="*"/>
@@ -89,6 +90,12 @@ def write(path, text):
         file.write(text)
 
 
+def bus_configuration(kind, socket, services_folder=""):
+    """A bus that lets everybody do everything; it can start what the folder describes."""
+    services = f"<servicedir>{services_folder}</servicedir>" if services_folder else ""
+    return BUS_CONFIGURATION.format(kind=kind, socket=socket, services=services)
+
+
 def read(path):
     try:
         with open(path, encoding="utf-8", errors="replace") as file:
@@ -113,7 +120,7 @@ class Host:
 
     def configure(self):
         os.makedirs(self.folder, exist_ok=True)
-        write(f"{self.folder}/bus.conf", BUS_CONFIGURATION.format(folder=self.folder))
+        write(f"{self.folder}/bus.conf", bus_configuration("system", f"{self.folder}/bus"))
         write(f"{self.folder}/responder.conf",
               RESPONDER_CONFIGURATION.format(host=self.name, interface=self.interface,
                                              ipv6="yes" if self.ipv6 else "no"))

@@ -255,7 +255,7 @@ class Texts(Tree):
         self.assertEqual(self.check("net/A.cpp", SPDX + "// Says why.\n"), [])
 
     def test_words_about_where_things_were_agreed(self):
-        for words in ("as the spec" "ification says", "see spec" ".md", "Part" " 3.1", "issue" " 12",
+        for words in ("as was spec" "ified, spec" "ification", "see spec" ".md", "Part" " 3.1", "issue" " 12",
                       "the" " spec says", "the seed" " documents"):
             with self.subTest(words):
                 self.assert_one(self.check("docs/page.md", f"one\n{words}\n"), "docs/page.md:2:")
@@ -280,6 +280,7 @@ class Texts(Tree):
     def test_a_test_that_waits_by_the_clock(self):
         wait = SPDX + "QTest::qWa" "it(5);\n"
         self.assertEqual(self.check("net/A.cpp", wait), [])
+        self.assertEqual(self.check("tests/net/tst_a.cpp", wait.replace("5", "0")), [])
         self.assert_one(self.check("tests/net/tst_a.cpp", wait), "tests/net/tst_a.cpp:3:")
 
     def test_the_length_of_a_file(self):
