@@ -38,6 +38,8 @@ BusConnection::~BusConnection() {
 bool BusConnection::open() {
     if (isOpen())
         return true;
+    if (_retry.isPending())
+        return false;
     dropConnection();
     if (connectToBus())
         return true;

@@ -29,7 +29,8 @@ public:
     explicit BusConnection(Bus bus);
     ~BusConnection() override;
 
-    /// Connects. False when there is no bus now. Does nothing when it is open already.
+    /// Connects. False when there is no bus now; asked again, it does not try before its time.
+    /// Does nothing when it is open already.
     bool open();
     /// Drops the connection and stops trying. Emits nothing.
     void close();

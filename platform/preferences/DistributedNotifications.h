@@ -35,6 +35,10 @@ public:
                       const PropertyList::Dictionary &userInfo) = 0;
     [[nodiscard]] virtual std::unique_ptr<Observation> observe(const QString &name,
                                                                Handler handler) = 0;
+    /// For a program that is about to exit: calls back once from the run loop, with true as soon as
+    /// everything posted so far is out of this process's hands, or with false when there is nobody
+    /// to give it to. Within two seconds.
+    virtual void whenDelivered(std::function<void(bool delivered)> callback);
 };
 
 } // namespace clipmule

@@ -22,6 +22,7 @@ public:
     /// Starts the daemon and waits until it listens. False when it does not.
     [[nodiscard]] bool start();
     void stop();
+    [[nodiscard]] bool isRunning() const { return bool(_daemon); }
     [[nodiscard]] QString address() const;
 
 private:

@@ -43,6 +43,7 @@ private Q_SLOTS:
         _runLoop.advance(BusConnection::retryInterval);
         QCOMPARE(opened.size(), 0);
         QVERIFY(_bus.start());
+        QVERIFY(!connection.open()); // not before its time
         _runLoop.advance(BusConnection::retryInterval);
         QCOMPARE(opened.size(), 1);
         QVERIFY(connection.isOpen());

@@ -1,0 +1,62 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/FileHandle.h"
+#include "platform/foundation/RunLoop.h"
+#include "platform/preferences/PreferencesDatabase.h"
+
+namespace clipmule {
+
+/// Preferences as one XML property list a domain, "<domain>.plist" in a folder of this program's
+/// own. Every write takes the folder's lock, reads the file, changes one key and replaces the file
+/// in one step, so that processes do not undo each other's changes and a reader never sees half a
+/// file. Folder and files are for their owner only.
+///
+/// A file that is no property list or cannot be read counts as empty; before it is replaced it is
+/// kept as "<domain>.plist.damaged-1" (or -2 …). What cannot be written is logged, and the file
+/// stays as it was.
+class FilePreferencesDatabase final : public PreferencesDatabase {
+public:
+    /// Preferences are some kilobytes; the room is for a panel that keeps pictures in them. Every
+    /// write writes the whole file, and every program reads it at its start.
+    static constexpr qint64 largestFile = 8 * 1024 * 1024;
+    /// In bytes, so that every name derived from it stays within the file system's 255.
+    static constexpr qsizetype longestDomain = 200;
+    /// Longer than any write takes. Only a program that was stopped in the middle of one holds the
+    /// lock longer.
+    static constexpr RunLoop::Seconds lockPatience{1};
+
+    /// The folder is made, with its parents, when something is written first.
+    explicit FilePreferencesDatabase(const QString &folder);
+
+    /// "clipmule-sync" in the user's folder for configuration ($XDG_CONFIG_HOME).
+    [[nodiscard]] static QString defaultFolder();
+    /// Letters, digits, '.', '-' and '_', the first no full stop; at most longestDomain.
+    [[nodiscard]] static bool isValidDomain(const QString &domain);
+
+    [[nodiscard]] PropertyList::Dictionary copyMultiple(const QString &domain) override;
+    void setValue(const QString &domain, const QString &key,
+                  const std::optional<PropertyList> &value) override;
+    /// Waits for the disk.
+    bool synchronize(const QString &domain) override;
+
+private:
+    struct Contents;
+
+    [[nodiscard]] QString path(const QString &domain) const;
+    [[nodiscard]] Contents read(const QString &domain) const;
+    /// Both return an error text, empty when they succeeded.
+    [[nodiscard]] QString merge(const QString &domain, const QString &key,
+                                const std::optional<PropertyList> &value);
+    [[nodiscard]] QString replace(const QString &domain, const QByteArray &bytes);
+    [[nodiscard]] QString keepAside(const QString &domain) const;
+    [[nodiscard]] QString makeFolder() const;
+    /// Closed when the lock could not be had; `error` says why.
+    [[nodiscard]] FileHandle lock(QString &error) const;
+
+    QString _folder;
+};
+
+} // namespace clipmule

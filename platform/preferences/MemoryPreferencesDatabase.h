@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/preferences/PreferencesDatabase.h"
+
+#include <QStringList>
+
+namespace clipmule {
+
+/// Preferences that last as long as this object. Two stores on one object see each other's values
+/// as two processes do.
+class MemoryPreferencesDatabase final : public PreferencesDatabase {
+public:
+    [[nodiscard]] PropertyList::Dictionary copyMultiple(const QString &domain) override;
+    void setValue(const QString &domain, const QString &key,
+                  const std::optional<PropertyList> &value) override;
+    bool synchronize(const QString &domain) override;
+
+    /// The domains synchronised so far, in order.
+    [[nodiscard]] const QStringList &synchronized() const { return _synchronized; }
+    /// Makes the synchronisations to come fail.
+    void setFailsToSynchronize(bool fails) { _failsToSynchronize = fails; }
+    /// How often a domain was read as a whole.
+    [[nodiscard]] int readCount() const { return _readCount; }
+
+private:
+    QMap<QString, PropertyList::Dictionary> _domains;
+    QStringList _synchronized;
+    int _readCount = 0;
+    bool _failsToSynchronize = false;
+};
+
+} // namespace clipmule
