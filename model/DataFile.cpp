@@ -1,0 +1,73 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/DataFile.h"
+
+#include "platform/foundation/PlatformException.h"
+#include "platform/foundation/RegularFile.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFileInfo>
+#include <QSaveFile>
+
+namespace clipmule::DataFile {
+
+namespace {
+
+[[noreturn]] void raise(const QString &reason) {
+    throw PlatformException(QStringLiteral("FileFailure"), reason);
+}
+
+// Of 255 bytes for a file name, room for the extension and for a temporary file's suffix.
+constexpr qsizetype longestPlainName = 200;
+
+bool isPlainName(const QString &oid) {
+    if (oid.isEmpty() || oid.startsWith(u'.') || oid.contains(u'/') || oid.contains(QChar(u'\0')))
+        return false;
+    const QByteArray bytes = oid.toUtf8();
+    // A name that does not survive the way to the file system and back stands for another.
+    return bytes.size() <= longestPlainName && QString::fromUtf8(bytes) == oid;
+}
+
+} // namespace
+
+std::optional<QByteArray> read(const QString &path) {
+    const RegularFile::Contents contents = RegularFile::read(path, largest);
+    switch (contents.outcome) {
+    case RegularFile::Contents::Outcome::Read:
+        return contents.bytes;
+    case RegularFile::Contents::Outcome::Missing:
+        return std::nullopt;
+    case RegularFile::Contents::Outcome::TooLarge:
+        raise(QStringLiteral("%1 is larger than %2 bytes").arg(path).arg(largest));
+    case RegularFile::Contents::Outcome::Failed:
+        raise(QStringLiteral("%1 cannot be read").arg(path));
+    }
+    Q_UNREACHABLE();
+}
+
+void write(const QString &path, const QByteArray &bytes) {
+    if (!QDir().mkpath(QFileInfo(path).path()))
+        raise(QStringLiteral("the folder of %1 cannot be made").arg(path));
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) ||
+        !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) ||
+        file.write(bytes) != bytes.size() || !file.commit())
+        raise(QStringLiteral("%1: %2").arg(path, file.errorString()));
+}
+
+void remove(const QString &path) {
+    QFile::remove(path);
+}
+
+QString name(const QString &oid, const QString &extension) {
+    const QString base =
+        isPlainName(oid)
+            ? oid
+            : QString::fromLatin1(
+                  QCryptographicHash::hash(oid.toUtf8(), QCryptographicHash::Sha256).toHex());
+    return base + u'.' + extension;
+}
+
+} // namespace clipmule::DataFile

@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+namespace clipmule {
+
+/// Files in the data directory. They hold what the user copied, so nobody else may read them.
+namespace DataFile {
+
+/// Far above what a clip may hold; a larger file is not one of ours.
+inline constexpr qint64 largest = 256LL * 1024 * 1024;
+
+/// Nothing, silently, when there is no such file. A PlatformException named "FileFailure" when it
+/// cannot be read.
+[[nodiscard]] std::optional<QByteArray> read(const QString &path);
+
+/// Replaces the file as a whole or, with a PlatformException named "FileFailure", not at all. Its
+/// folder is made when it is missing.
+void write(const QString &path, const QByteArray &bytes);
+
+/// Every error is ignored.
+void remove(const QString &path);
+
+/// The name of the file that belongs to an id. Ids come from other machines: one that is no plain
+/// file name is replaced by its digest.
+[[nodiscard]] QString name(const QString &oid, const QString &extension);
+
+} // namespace DataFile
+
+} // namespace clipmule

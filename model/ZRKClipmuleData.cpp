@@ -1,0 +1,212 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/ZRKClipmuleData.h"
+
+#include "Common/Categories/ZRKNSArrayCategory.h"
+#include "Common/Categories/ZRKNSStringCategory.h"
+#include "platform/foundation/PlatformException.h"
+
+#include <algorithm>
+
+namespace clipmule {
+
+namespace {
+
+const QString oidKey = QStringLiteral("oid");
+const QString creationDateKey = QStringLiteral("creationDate");
+const QString titleKey = QStringLiteral("title");
+const QString itemsKey = QStringLiteral("items");
+
+} // namespace
+
+ZRKClipmuleData::ZRKClipmuleData()
+    : _creationDate(Date::now()) {}
+
+ZRKClipmuleData::~ZRKClipmuleData() {
+    for (const auto &item : _items) {
+        if (item->data() == this)
+            item->setData(nullptr);
+    }
+}
+
+void ZRKClipmuleData::append(const std::shared_ptr<ZRKClipmuleDataItem> &item) {
+    item->setData(this);
+    _items.append(item);
+}
+
+std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::initWithItems(const Items &items) {
+    auto clip = std::make_shared<ZRKClipmuleData>();
+    for (const auto &item : items)
+        clip->append(item);
+    return clip;
+}
+
+std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::initWithStrings(const QStringList &strings) {
+    auto clip = std::make_shared<ZRKClipmuleData>();
+    for (const QString &string : strings) {
+        const auto item = std::make_shared<ZRKClipmuleDataItem>();
+        item->setString(string);
+        clip->append(item);
+    }
+    return clip;
+}
+
+std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::initWithString(const QString &string) {
+    return initWithStrings({string});
+}
+
+std::shared_ptr<ZRKClipmuleData>
+ZRKClipmuleData::initWithImageDatas(const QList<QByteArray> &imageDatas) {
+    auto clip = std::make_shared<ZRKClipmuleData>();
+    for (const QByteArray &imageData : imageDatas) {
+        const auto item = std::make_shared<ZRKClipmuleDataItem>();
+        item->setImageData(imageData);
+        clip->append(item);
+    }
+    return clip;
+}
+
+std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::initWithImageData(const QByteArray &imageData) {
+    return initWithImageDatas({imageData});
+}
+
+std::shared_ptr<ZRKClipmuleData>
+ZRKClipmuleData::initWithDictionary(const PropertyList::Dictionary &dictionary) {
+    auto clip = std::make_shared<ZRKClipmuleData>();
+    if (const PropertyList *oid = find(dictionary, oidKey))
+        clip->_oid = oid->string();
+    const PropertyList *const date = find(dictionary, creationDateKey);
+    clip->_creationDate = date ? std::optional(date->date()) : std::nullopt;
+    if (const PropertyList *title = find(dictionary, titleKey))
+        clip->_title = title->string();
+    if (const PropertyList *items = find(dictionary, itemsKey)) {
+        if (items->list().size() > mostItems) {
+            throw PlatformException(QStringLiteral("InvalidArgument"),
+                                    QStringLiteral("a clip of %1 items; at most %2 are accepted")
+                                        .arg(items->list().size())
+                                        .arg(mostItems));
+        }
+        for (const PropertyList &item : items->list())
+            clip->append(ZRKClipmuleDataItem::initWithDictionary(item.dictionary()));
+    }
+    return clip;
+}
+
+QString ZRKClipmuleData::oid() const {
+    if (!_oid)
+        _oid = ZRKNSStringCategory::uuid();
+    return *_oid;
+}
+
+void ZRKClipmuleData::setTitle(const std::optional<QString> &title) {
+    if (_title && title && *_title == *title)
+        return;
+    _title = title;
+    _isDirty = true;
+}
+
+std::shared_ptr<ZRKClipmuleDataItem> ZRKClipmuleData::firstItem() const {
+    return ZRKNSArrayCategory::firstObject(_items).value_or(nullptr);
+}
+
+void ZRKClipmuleData::removeItem(const std::shared_ptr<ZRKClipmuleDataItem> &item) {
+    // Held here: the argument may be an element of the list.
+    const auto removed = item;
+    if (removed->data() == this)
+        removed->setData(nullptr);
+    _items.removeIf([&](const std::shared_ptr<ZRKClipmuleDataItem> &candidate) {
+        if (!candidate->isEqual(*removed))
+            return false;
+        if (candidate->data() == this)
+            candidate->setData(nullptr);
+        return true;
+    });
+    _isDirty = true;
+}
+
+bool ZRKClipmuleData::hasImageData() const {
+    return std::any_of(_items.begin(), _items.end(),
+                       [](const auto &item) { return item->hasImageData(); });
+}
+
+bool ZRKClipmuleData::hasString() const {
+    return std::any_of(_items.begin(), _items.end(),
+                       [](const auto &item) { return item->hasString(); });
+}
+
+bool ZRKClipmuleData::hasURL() const {
+    return std::any_of(_items.begin(), _items.end(),
+                       [](const auto &item) { return item->hasURL(); });
+}
+
+quint64 ZRKClipmuleData::size() const {
+    quint64 size = _title ? quint64(_title->size()) : 0;
+    for (const auto &item : _items)
+        size += item->size();
+    return size;
+}
+
+bool ZRKClipmuleData::isDirty() const {
+    return _isDirty || std::any_of(_items.begin(), _items.end(),
+                                   [](const auto &item) { return item->isDirty(); });
+}
+
+void ZRKClipmuleData::releaseCachedData() {
+    for (const auto &item : _items)
+        item->releaseCachedData();
+}
+
+void ZRKClipmuleData::erase() {
+    for (const auto &item : _items)
+        item->erase();
+}
+
+PropertyList::Dictionary ZRKClipmuleData::toDictionary() const {
+    if (!_creationDate) {
+        throw PlatformException(QStringLiteral("InvalidArgument"),
+                                QStringLiteral("the clip has no creation date"));
+    }
+    PropertyList::List items;
+    items.reserve(_items.size());
+    for (const auto &item : _items)
+        items.append(item->toDictionary());
+    PropertyList::Dictionary dictionary{
+        {oidKey, oid()}, {creationDateKey, *_creationDate}, {itemsKey, items}};
+    if (_title)
+        dictionary.insert(titleKey, *_title);
+    return dictionary;
+}
+
+bool ZRKClipmuleData::isEqual(const Object &other) const {
+    const auto *clip = dynamic_cast<const ZRKClipmuleData *>(&other);
+    if (!clip)
+        return false;
+    if (oid() == clip->oid())
+        return true;
+    return std::equal(_items.begin(), _items.end(), clip->_items.begin(), clip->_items.end(),
+                      [](const auto &left, const auto &right) { return left->isEqual(*right); });
+}
+
+size_t ZRKClipmuleData::hash() const {
+    return ZRKNSArrayCategory::deepHash(_items);
+}
+
+std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::copyWithZone() {
+    Items copies;
+    copies.reserve(_items.size());
+    for (const auto &item : _items)
+        copies.append(item->copyWithZone());
+    auto copy = initWithItems(copies);
+    copy->setTitle(_title);
+    return copy;
+}
+
+QString ZRKClipmuleData::description() const {
+    QStringList texts;
+    for (const auto &item : _items)
+        texts.append(item->description());
+    return QStringLiteral("(%1)").arg(texts.join(QStringLiteral(", ")));
+}
+
+} // namespace clipmule

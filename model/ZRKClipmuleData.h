@@ -1,0 +1,142 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "model/ZRKClipmuleDataItem.h"
+#include "platform/foundation/Date.h"
+
+#include <QList>
+#include <QStringList>
+
+namespace clipmule {
+
+class ZRKClipmuleClipboard;
+class Pasteboard;
+struct PasteboardServices;
+
+// Posted on the platform's default centre with the clip as the object.
+inline const QString ZRKClipmuleDataWasAdded = QStringLiteral("ZRKClipmuleDataWasAdded");
+inline const QString ZRKClipmuleDataWasRemoved = QStringLiteral("ZRKClipmuleDataWasRemoved");
+
+/// A clip: one clipboard event, an ordered list of items with a title and a creation date.
+///
+/// Its dictionary form is what travels to and from the phones. Main thread only.
+class ZRKClipmuleData final : public Object {
+public:
+    using Items = QList<std::shared_ptr<ZRKClipmuleDataItem>>;
+    using NativeDictionary = ZRKClipmuleDataItem::NativeDictionary;
+
+    /// A received clip of more items is refused: the clipboard of a phone holds a handful, and a
+    /// frame of empty ones would otherwise become many times its size in memory.
+    static constexpr qsizetype mostItems = 10'000;
+    /// A captured image whose PNG is larger than this many bytes becomes JPEG.
+    static constexpr qsizetype largestPng = 1'500'000;
+    static constexpr double jpegCompressionFactor = 0.9;
+    /// A captured image of more pixels is reduced…
+    static constexpr qint64 mostPixels = 1'920'000;
+    /// …to fit into a square of this side.
+    static constexpr int reducedSide = 1600;
+    /// Files copied in a file manager are captured as images up to this many bytes in all.
+    static constexpr qint64 largestFileSet = 31'457'280;
+
+    /// Dirty, not saved, dated now, without items and without an id yet.
+    ZRKClipmuleData();
+    ~ZRKClipmuleData() override;
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleData> initWithItems(const Items &items);
+    /// One item each.
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
+    initWithStrings(const QStringList &strings);
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleData> initWithString(const QString &string);
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
+    initWithImageDatas(const QList<QByteArray> &imageDatas);
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
+    initWithImageData(const QByteArray &imageData);
+    /// From the dictionary form. It comes from another machine: a value of the wrong kind, and too
+    /// many items, raise a PlatformException named "InvalidArgument".
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
+    initWithDictionary(const PropertyList::Dictionary &dictionary);
+
+    /// What is on the desktop's clipboard; null when that is nothing, or nothing to be kept.
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
+    initFromPasteboard(const PasteboardServices &services);
+    /// Identifier of the application the user works in; nothing when there is none.
+    [[nodiscard]] static std::optional<QString> currentAppID(const PasteboardServices &services);
+    /// The bytes of an image in a form and size that suits a phone; nothing when they are no image.
+    /// The full-size image is put into the native dictionary, where one is given, when the result
+    /// is a reduced one. Failures are logged.
+    [[nodiscard]] static std::optional<QByteArray>
+    portableImageData(const std::optional<QByteArray> &imageData,
+                      NativeDictionary *nativeDictionary);
+    /// Writes the clip to the desktop's clipboard, as a whole and at once. False, and nothing
+    /// written, when the clip mixes text and images over several items; the user is told. Blocks
+    /// for 0.66 s when the clip holds images. A clipboard that fails raises a PlatformException.
+    bool writeToPasteboard(const PasteboardServices &services) const;
+    /// Writes the clip's images to temporary files and adds their paths to the pasteboard's staged
+    /// contents. Those of an earlier clip are deleted.
+    void addImageFilenames(const PasteboardServices &services) const;
+    /// The entry for data that a clipboard would ask for later. The clip sets all its data when it
+    /// declares it, so this does nothing.
+    static void pasteboardProvideDataForType(Pasteboard &pasteboard, const QString &type);
+
+    /// Made when it is first asked for.
+    [[nodiscard]] QString oid() const;
+    void setOid(const QString &oid) { _oid = oid; }
+    void resetOID() { _oid.reset(); }
+    [[nodiscard]] const std::optional<QString> &title() const { return _title; }
+    /// A title equal to the present one changes nothing.
+    void setTitle(const std::optional<QString> &title);
+    [[nodiscard]] const std::optional<Date> &creationDate() const { return _creationDate; }
+    void setCreationDate(const std::optional<Date> &date) { _creationDate = date; }
+    /// The clipboard that holds the clip; not owned, set and cleared by the clipboard.
+    [[nodiscard]] ZRKClipmuleClipboard *clipboard() const { return _clipboard; }
+    void setClipboard(ZRKClipmuleClipboard *clipboard) { _clipboard = clipboard; }
+
+    [[nodiscard]] const Items &items() const { return _items; }
+    [[nodiscard]] qsizetype itemCount() const { return _items.size(); }
+    /// Null when there is none.
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleDataItem> firstItem() const;
+    /// Every item that is equal to this one.
+    void removeItem(const std::shared_ptr<ZRKClipmuleDataItem> &item);
+
+    // Whether any item has it.
+    [[nodiscard]] bool hasImageData() const;
+    [[nodiscard]] bool hasString() const;
+    [[nodiscard]] bool hasURL() const;
+    /// UTF-16 units of the title and the sizes of the items.
+    [[nodiscard]] quint64 size() const;
+
+    /// The clip itself or any item changed since it was last archived.
+    [[nodiscard]] bool isDirty() const;
+    /// It has been archived, or comes from an archive.
+    [[nodiscard]] bool isSaved() const { return _isSaved; }
+    void releaseCachedData();
+    /// Deletes the items' side files.
+    void erase();
+
+    /// The form that travels. A clip without a creation date raises a PlatformException.
+    [[nodiscard]] PropertyList::Dictionary toDictionary() const;
+    /// The same id, or equal items in the same order.
+    [[nodiscard]] bool isEqual(const Object &other) const override;
+    /// The sum of the items' hashes.
+    [[nodiscard]] size_t hash() const;
+    /// A new clip of copied items, with the same title, dated now and in no clipboard.
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> copyWithZone();
+    [[nodiscard]] QString description() const override;
+
+private:
+    void append(const std::shared_ptr<ZRKClipmuleDataItem> &item);
+    [[nodiscard]] bool loadFromFiles(const PasteboardServices &services,
+                                     const NativeDictionary &nativeDictionary);
+    void loadFromReadings(const PasteboardServices &services, NativeDictionary nativeDictionary);
+
+    mutable std::optional<QString> _oid;
+    std::optional<Date> _creationDate;
+    std::optional<QString> _title;
+    Items _items;
+    ZRKClipmuleClipboard *_clipboard = nullptr;
+    bool _isDirty = true;
+    bool _isSaved = false;
+};
+
+} // namespace clipmule

@@ -1,0 +1,172 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/Object.h"
+#include "platform/foundation/PropertyList.h"
+
+#include <QByteArray>
+#include <QMap>
+#include <QUrl>
+
+#include <memory>
+#include <optional>
+
+namespace clipmule {
+
+class ZRKClipmuleData;
+
+// The kinds of representation; each constant's value is its own name.
+inline const QString ZRKClipmuleDataStringType = QStringLiteral("ZRKClipmuleDataStringType");
+inline const QString ZRKClipmuleDataURLType = QStringLiteral("ZRKClipmuleDataURLType");
+inline const QString ZRKClipmuleDataImageDataType = QStringLiteral("ZRKClipmuleDataImageDataType");
+
+/// One thing that was on the clipboard, in up to four representations at once: text, a URL, the
+/// bytes of an image, and the clipboard's own representations (the native dictionary).
+///
+/// Its dictionary form carries everything and travels to the phones. On disk the two bulky
+/// representations are kept in side files named after the item's id, and are loaded when they are
+/// asked for. Bytes are shared, never copied. Main thread only.
+class ZRKClipmuleDataItem final : public Object {
+public:
+    /// Clipboard type name to the bytes of that representation.
+    using NativeDictionary = QMap<QString, QByteArray>;
+
+    /// Origin codes: of items made by this program, and of those in old archives made elsewhere.
+    static constexpr qint64 createdByDesktop = 2;
+    static constexpr qint64 createdByPhone = 1;
+
+    /// Dirty, of the desktop, without representations and without an id yet.
+    ZRKClipmuleDataItem();
+    ~ZRKClipmuleDataItem() override;
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleDataItem>
+    initWithNativeDictionary(std::optional<NativeDictionary> dictionary);
+    /// From the dictionary form. It comes from another machine: a value of the wrong kind raises a
+    /// PlatformException named "InvalidArgument".
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleDataItem>
+    initWithDictionary(const PropertyList::Dictionary &dictionary);
+
+    /// Made when it is first asked for.
+    [[nodiscard]] QString oid() const;
+    /// The next question for the id makes a new one.
+    void resetOID() { _oid.reset(); }
+
+    /// The clip that holds this item; not owned, set and cleared by the clip.
+    [[nodiscard]] ZRKClipmuleData *data() const { return _data; }
+    void setData(ZRKClipmuleData *data) { _data = data; }
+
+    [[nodiscard]] const std::optional<QString> &string() const { return _string; }
+    /// A string equal to the present one changes nothing.
+    void setString(const std::optional<QString> &string);
+    [[nodiscard]] bool hasString() const { return _string.has_value(); }
+
+    [[nodiscard]] const std::optional<QUrl> &url() const { return _url; }
+    /// The very URL already held changes nothing; one that is merely equal counts as a change.
+    void setURL(const std::optional<QUrl> &url);
+    /// Stores the value and does nothing else: no flag, no cache, no native dictionary is touched.
+    void setUrl(const std::optional<QUrl> &url) { _url = url; }
+    [[nodiscard]] bool hasURL() const { return _url.has_value(); }
+
+    /// The image's bytes, in whatever format. Read from the side file when they are not in memory,
+    /// and kept then.
+    [[nodiscard]] std::optional<QByteArray> imageData() const;
+    /// The very bytes already held (the same storage, not merely equal bytes) change nothing.
+    void setImageData(const std::optional<QByteArray> &data);
+    /// Whether there is an image, in memory or on disk.
+    [[nodiscard]] bool hasImageData() const { return _itemFlags.hasImageData; }
+    [[nodiscard]] bool hasJPEG() const;
+    [[nodiscard]] bool hasPNG() const;
+    /// The sum of the image's bytes, which wraps; 0 without an image.
+    [[nodiscard]] size_t imageDataHash() const { return _imageDataHash; }
+
+    /// Read from the side file, every time, when it is not in memory.
+    [[nodiscard]] std::optional<NativeDictionary> nativeDictionary() const;
+    [[nodiscard]] bool hasNativeDictionary() const { return _itemFlags.hasNativeDictionary; }
+    /// The bytes of a native type parsed as a property list; nothing when there are none or they
+    /// are no property list.
+    [[nodiscard]] std::optional<PropertyList> nativePropertyListForType(const QString &type) const;
+
+    /// Takes over the text, the URL and the image of another item.
+    void setClipmuleDataItem(const ZRKClipmuleDataItem &other);
+
+    /// The image type where there is an image, else the string type.
+    [[nodiscard]] QString bestType() const;
+    [[nodiscard]] qint64 createdBy() const { return _createdBy; }
+    /// For archives that noted the origin elsewhere.
+    void setCreatedBy(qint64 createdBy) { _createdBy = createdBy; }
+    /// Made by this program from the desktop's clipboard.
+    [[nodiscard]] bool isNative() const { return _createdBy == createdByDesktop; }
+    /// UTF-16 units of text, URL and native type names, and bytes of the image and the native
+    /// representations. Fetches the image from disk when it must.
+    [[nodiscard]] quint64 size() const;
+
+    // Derived values under a caller's key, dropped whenever the content changes. The persistent
+    // ones are archived: each change of them makes the item dirty. No value removes the key.
+    void setPersistentCacheValueForKey(const std::optional<PropertyList> &value,
+                                       const QString &key);
+    [[nodiscard]] std::optional<PropertyList> persistentCacheValueForKey(const QString &key) const;
+    void removePersistentCacheValueForKey(const QString &key);
+    void clearPersistentCache();
+    void setTransientCacheValueForKey(const std::optional<PropertyList> &value, const QString &key);
+    [[nodiscard]] std::optional<PropertyList> transientCacheValueForKey(const QString &key) const;
+    void removeTransientCacheValueForKey(const QString &key);
+    void clearTransientCache();
+
+    /// Changed since it was last archived.
+    [[nodiscard]] bool isDirty() const { return _itemFlags.isDirty; }
+    /// Becoming dirty drops both caches.
+    void setDirty(bool dirty);
+    [[nodiscard]] bool isImageDataDirty() const { return _itemFlags.isImageDataDirty; }
+    [[nodiscard]] bool isNativeDictionaryDirty() const {
+        return _itemFlags.isNativeDictionaryDirty;
+    }
+    [[nodiscard]] bool clearsNativeDictionary() const { return _itemFlags.clearsNativeDictionary; }
+    /// Frees the transient cache and what the side files hold as well. What is not saved stays.
+    void releaseCachedData();
+    /// Brings the side files up to date.
+    void saveExtraData();
+    /// Deletes the side files.
+    void erase();
+    [[nodiscard]] QString imageDataPath() const;
+    [[nodiscard]] QString nativeDictionaryPath() const;
+
+    /// The form that travels: every representation inline.
+    [[nodiscard]] PropertyList::Dictionary toDictionary() const;
+    /// The same id; or the same text and URL, and images of the same byte sum.
+    [[nodiscard]] bool isEqual(const Object &other) const override;
+    /// Of image, text and URL. Stable within one run; costs no look at the image.
+    [[nodiscard]] size_t hash() const;
+    /// A new item of the same content with an id of its own. This item saves its side files and
+    /// frees what it held in memory.
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleDataItem> copyWithZone();
+    [[nodiscard]] QString description() const override;
+
+private:
+    struct ItemFlags {
+        bool isDirty : 1 = false;
+        bool hasImageData : 1 = false;
+        bool isImageDataDirty : 1 = false;
+        bool hasNativeDictionary : 1 = false;
+        bool isNativeDictionaryDirty : 1 = false;
+        bool clearsNativeDictionary : 1 = false;
+    };
+
+    void invalidateNativeDictionary();
+    void contentDidChange();
+    [[nodiscard]] bool imageBeginsWith(QByteArrayView signature) const;
+
+    mutable std::optional<QString> _oid;
+    std::optional<QString> _string;
+    std::optional<QUrl> _url;
+    mutable std::optional<QByteArray> _imageData;
+    std::optional<NativeDictionary> _nativeDictionary;
+    PropertyList::Dictionary _persistentCacheDictionary;
+    PropertyList::Dictionary _transientCacheDictionary;
+    size_t _imageDataHash = 0;
+    qint64 _createdBy = createdByDesktop;
+    ItemFlags _itemFlags;
+    ZRKClipmuleData *_data = nullptr;
+};
+
+} // namespace clipmule

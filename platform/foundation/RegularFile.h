@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+namespace clipmule {
+
+/// Whole files. Only regular files count: opening a pipe or a device could wait for ever.
+namespace RegularFile {
+
+struct Contents {
+    enum class Outcome {
+        Read,
+        /// There is no such file.
+        Missing,
+        /// It has more bytes than were allowed.
+        TooLarge,
+        /// It is no regular file, or the system refuses to open or read it.
+        Failed,
+    };
+    Outcome outcome = Outcome::Failed;
+    /// Empty unless read.
+    QByteArray bytes;
+};
+
+/// Symbolic links are followed. A file that grows while it is read is read up to the size it had.
+[[nodiscard]] Contents read(const QString &path, qint64 largest);
+
+} // namespace RegularFile
+
+} // namespace clipmule

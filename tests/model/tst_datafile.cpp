@@ -1,0 +1,129 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/ClipboardStore.h"
+#include "model/DataFile.h"
+#include "platform/foundation/PlatformException.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/stat.h>
+
+using namespace clipmule;
+
+class DataFileTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void writesAndReplaces();
+    void makesTheFolder();
+    void failedWriteLeavesTheOldFile();
+    void missingFileIsNothing();
+    void readingAFolderFails();
+    void readingAPipeDoesNotWait();
+    void tooLargeAFileIsRefused();
+    void plainIdsAreFileNames();
+    void longestPlainId();
+    void usersStoreIsInTheDocumentsFolder();
+};
+
+void DataFileTest::initTestCase() {
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+}
+
+void DataFileTest::writesAndReplaces() {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("file"));
+    DataFile::write(path, "one");
+    QCOMPARE(DataFile::read(path), std::optional(QByteArray("one")));
+    DataFile::write(path, "");
+    QCOMPARE(DataFile::read(path), std::optional(QByteArray("")));
+    DataFile::remove(path);
+    QVERIFY(!QFile::exists(path));
+    DataFile::remove(path);
+}
+
+void DataFileTest::makesTheFolder() {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("a/b/file"));
+    DataFile::write(path, "one");
+    QCOMPARE(DataFile::read(path), std::optional(QByteArray("one")));
+}
+
+void DataFileTest::failedWriteLeavesTheOldFile() {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("file"));
+    DataFile::write(path, "one");
+    QVERIFY_EXCEPTION_THROWN(DataFile::write(path + QStringLiteral("/below"), "two"),
+                             PlatformException);
+    QCOMPARE(DataFile::read(path), std::optional(QByteArray("one")));
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("file")});
+}
+
+void DataFileTest::missingFileIsNothing() {
+    const QTemporaryDir folder;
+    QCOMPARE(DataFile::read(folder.filePath(QStringLiteral("none"))), std::nullopt);
+}
+
+void DataFileTest::readingAFolderFails() {
+    const QTemporaryDir folder;
+    QVERIFY_EXCEPTION_THROWN((void)DataFile::read(folder.path()), PlatformException);
+}
+
+void DataFileTest::readingAPipeDoesNotWait() {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("pipe"));
+    QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+    QVERIFY_EXCEPTION_THROWN((void)DataFile::read(path), PlatformException);
+}
+
+void DataFileTest::tooLargeAFileIsRefused() {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("large"));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    // A hole: it takes no space.
+    QVERIFY(file.resize(DataFile::largest + 1));
+    QVERIFY_EXCEPTION_THROWN((void)DataFile::read(path), PlatformException);
+}
+
+void DataFileTest::plainIdsAreFileNames() {
+    const QString extension = QStringLiteral("x");
+    QCOMPARE(DataFile::name(QStringLiteral("Main"), extension), QStringLiteral("Main.x"));
+    QCOMPARE(DataFile::name(QStringLiteral("mü 1"), extension), QStringLiteral("mü 1.x"));
+    QVERIFY(DataFile::name(QStringLiteral("a/b"), extension) !=
+            DataFile::name(QStringLiteral("a/c"), extension));
+}
+
+void DataFileTest::longestPlainId() {
+    const QString extension = QStringLiteral("x");
+    // Counted in bytes: ü is two of them.
+    for (const QString &longest : {QString(200, u'a'), QString(100, u'ü')}) {
+        QCOMPARE(DataFile::name(longest, extension), longest + QStringLiteral(".x"));
+        QVERIFY(DataFile::name(longest + u'a', extension) != longest + QStringLiteral("a.x"));
+    }
+    QCOMPARE(DataFile::name(QString(199, u'a'), extension),
+             QString(199, u'a') + QStringLiteral(".x"));
+}
+
+void DataFileTest::usersStoreIsInTheDocumentsFolder() {
+    QCOMPARE(ClipboardStore::shared().dataPath(),
+             QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+    ClipboardStore other(QStringLiteral("/other"));
+    {
+        const ClipboardStore::Installation installation(other);
+        QCOMPARE(ClipboardStore::shared().dataPath(), QStringLiteral("/other"));
+        QCOMPARE(ClipboardStore::shared().path(QStringLiteral("X"), QStringLiteral("y")),
+                 QStringLiteral("/other/X.y"));
+    }
+    QVERIFY(&ClipboardStore::shared() != &other);
+}
+
+QTEST_GUILESS_MAIN(DataFileTest)
+#include "tst_datafile.moc"
