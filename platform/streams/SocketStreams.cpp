@@ -77,8 +77,7 @@ public:
         emitEvent(StreamEvent::OpenCompleted);
     }
     void end(StreamEvent event) {
-        unwatch();
-        _state = State::Ended;
+        setEnded(event);
         emitEvent(event);
     }
 
@@ -100,11 +99,10 @@ protected:
         unwatch();
         _channel->detach(this);
     }
-    void endSoon(StreamEvent event) {
-        unwatch();
-        _state = State::Ended;
+    void failSoon() {
+        setEnded(StreamEvent::ErrorOccurred);
         _soon = RunLoop::current().performAfter(RunLoop::Seconds(0),
-                                                [this, event] { emitEvent(event); });
+                                                [this] { emitEvent(StreamEvent::ErrorOccurred); });
     }
     /// The handler may destroy this stream: nothing of it is touched afterwards.
     void emitEvent(StreamEvent event) {
@@ -114,6 +112,7 @@ protected:
     [[nodiscard]] bool isOpen() const { return _state == State::Open; }
     [[nodiscard]] bool isClosed() const { return _state == State::Closed; }
     [[nodiscard]] bool hasEnded() const { return _state == State::Ended; }
+    [[nodiscard]] bool hasFailed() const { return _failed; }
     [[nodiscard]] int descriptor() const { return _channel->descriptor(); }
     virtual void watch() = 0;
 
@@ -121,11 +120,17 @@ protected:
     [[nodiscard]] SocketNotifier &notifier() { return *_notifier; }
 
 private:
+    void setEnded(StreamEvent event) {
+        unwatch();
+        _state = State::Ended;
+        _failed = event == StreamEvent::ErrorOccurred;
+    }
     void unwatch() { _notifier.reset(); }
 
     std::shared_ptr<SocketChannel> _channel;
     Stream::EventHandler _handler;
     State _state = State::New;
+    bool _failed = false;
     std::unique_ptr<SocketNotifier> _notifier;
     RunLoop::Timer _soon;
 };
@@ -180,7 +185,7 @@ public:
 
     qint64 read(char *buffer, qint64 maximum) override {
         if (hasEnded())
-            return 0;
+            return hasFailed() ? -1 : 0;
         if (!isOpen())
             return -1;
         for (;;) {
@@ -191,7 +196,7 @@ public:
                 continue;
             // The error is reported once by the system, and so kept for the event.
             if (errno != EAGAIN)
-                endSoon(StreamEvent::ErrorOccurred);
+                failSoon();
             return -1;
         }
     }
@@ -253,7 +258,7 @@ public:
                 waitForSpace();
                 return 0;
             }
-            endSoon(StreamEvent::ErrorOccurred);
+            failSoon();
             return -1;
         }
     }
