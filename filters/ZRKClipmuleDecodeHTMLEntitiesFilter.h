@@ -1,0 +1,21 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "filters/ZRKClipmuleTextFilter.h"
+
+namespace clipmule {
+
+/// Turns named and numeric character references into characters.
+class ZRKClipmuleDecodeHTMLEntitiesFilter final : public ZRKClipmuleTextFilter {
+public:
+    [[nodiscard]] QString title() const override;
+    [[nodiscard]] QString className() const override;
+    [[nodiscard]] std::optional<QString>
+    filterString(const std::optional<QString> &text) const override;
+
+    [[nodiscard]] static QString filterString(const QString &text);
+};
+
+} // namespace clipmule

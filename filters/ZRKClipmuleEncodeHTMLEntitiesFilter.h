@@ -1,0 +1,23 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "filters/ZRKClipmuleTextFilter.h"
+
+namespace clipmule {
+
+/// Turns special and non-ASCII characters into character references.
+class ZRKClipmuleEncodeHTMLEntitiesFilter final : public ZRKClipmuleTextFilter {
+public:
+    [[nodiscard]] QString title() const override;
+    [[nodiscard]] QString className() const override;
+    [[nodiscard]] std::optional<QString>
+    filterString(const std::optional<QString> &text) const override;
+
+    /// With numericalOnly every reference is a number; with convertAll every character becomes one.
+    [[nodiscard]] static QString filterString(const QString &text, bool numericalOnly,
+                                              bool convertAll);
+};
+
+} // namespace clipmule

@@ -1,0 +1,20 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "filters/ZRKClipmuleTextFilter.h"
+
+namespace clipmule {
+
+/// Turns straight quotation marks into typographic ones: opening after white space and at the
+/// start, closing elsewhere.
+class ZRKClipmuleSmartenQuotesFilter final : public ZRKClipmuleTextFilter {
+public:
+    [[nodiscard]] QString title() const override;
+    [[nodiscard]] QString className() const override;
+    [[nodiscard]] std::optional<QString>
+    filterString(const std::optional<QString> &text) const override;
+};
+
+} // namespace clipmule

@@ -1,0 +1,25 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "filters/ZRKClipmuleFilter.h"
+
+namespace clipmule {
+
+/// A filter that rewrites an item's text. What else the item holds is not carried over.
+class ZRKClipmuleTextFilter : public ZRKClipmuleFilter {
+public:
+    /// Of an item with text and without an image.
+    [[nodiscard]] bool validForClipmuleDataItem(ZRKClipmuleDataItem &item) const override;
+    /// A new item. When the transformation raises a PlatformException, which is logged, it is a
+    /// copy of the argument.
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleDataItem>
+    filterClipmuleDataItem(const std::shared_ptr<ZRKClipmuleDataItem> &item) const override;
+
+    /// The transformation. A missing text stays missing.
+    [[nodiscard]] virtual std::optional<QString>
+    filterString(const std::optional<QString> &text) const = 0;
+};
+
+} // namespace clipmule

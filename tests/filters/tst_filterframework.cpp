@@ -1,0 +1,213 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "filters/FilterClasses.h"
+#include "filters/ZRKClipmuleTextFilter.h"
+#include "platform/foundation/PlatformException.h"
+#include "tests/kit/ManualRunLoop.h"
+
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+QStringList classNames(const ZRKClipmuleFilter::List &filters) {
+    QStringList names;
+    for (const auto &filter : filters)
+        names.append(filter->className());
+    return names;
+}
+
+QStringList titles(const ZRKClipmuleFilter::List &filters) {
+    QStringList names;
+    for (const auto &filter : filters)
+        names.append(filter->title());
+    return names;
+}
+
+std::shared_ptr<ZRKClipmuleDataItem> itemWithText(const QString &text) {
+    auto item = std::make_shared<ZRKClipmuleDataItem>();
+    item->setString(text);
+    return item;
+}
+
+class FailingFilter final : public ZRKClipmuleTextFilter {
+public:
+    [[nodiscard]] std::optional<QString>
+    filterString(const std::optional<QString> &) const override {
+        throw PlatformException(QStringLiteral("Test"), QStringLiteral("out of ideas"));
+    }
+};
+
+class BrokenFilter final : public ZRKClipmuleTextFilter {
+public:
+    [[nodiscard]] std::optional<QString>
+    filterString(const std::optional<QString> &) const override {
+        throw std::logic_error("no platform exception");
+    }
+};
+
+const QStringList sortedTitles{u"Convert to Lowercase"_qs, u"Convert to Titlecase"_qs,
+                               u"Convert to Uppercase"_qs, u"Decode HTML Entities"_qs,
+                               u"Encode HTML Entities"_qs, u"Find and Replace"_qs,
+                               u"Quote Lines"_qs,          u"Smarten Quotes"_qs,
+                               u"Straighten Quotes"_qs,    u"Wrap in HTML Tags"_qs};
+
+} // namespace
+
+class FilterFrameworkTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void installedFiltersComeInTheOrderOfTheList() {
+        QCOMPARE(
+            classNames(ZRKClipmuleFilter::allFilters()),
+            (QStringList{u"ZRKClipmuleQuoteLinesFilter"_qs, u"ZRKClipmuleWrapHTMLFilter"_qs,
+                         u"ZRKClipmuleTitlecaseFilter"_qs, u"ZRKClipmuleStraightenQuotesFilter"_qs,
+                         u"ZRKClipmuleFindReplaceFilter"_qs, u"ZRKClipmuleLowercaseFilter"_qs,
+                         u"ZRKClipmuleUppercaseFilter"_qs, u"ZRKClipmuleSmartenQuotesFilter"_qs,
+                         u"ZRKClipmuleDecodeHTMLEntitiesFilter"_qs,
+                         u"ZRKClipmuleEncodeHTMLEntitiesFilter"_qs}));
+        QCOMPARE(ZRKClipmuleFilter::allFilters().constFirst(),
+                 ZRKClipmuleFilter::allFilters().constFirst());
+    }
+
+    void namesWithoutAClassArePassedOver() {
+        QCOMPARE(classNames(ZRKClipmuleFilter::filtersOfClasses({u"NoSuchFilter"_qs,
+                                                                 u"ZRKClipmuleLowercaseFilter"_qs,
+                                                                 u"ZRKClipmuleTextFilter"_qs})),
+                 QStringList{u"ZRKClipmuleLowercaseFilter"_qs});
+        QVERIFY(ZRKClipmuleFilter::filtersOfClasses({}).isEmpty());
+    }
+
+    void filtersOfAnItemComeByTitle() {
+        QCOMPARE(titles(ZRKClipmuleFilter::filtersForClipmuleDataItem(*itemWithText(u"a"_qs))),
+                 sortedTitles);
+    }
+
+    void anItemWithoutTextOrWithAnImageHasNone() {
+        QVERIFY(
+            ZRKClipmuleFilter::filtersForClipmuleDataItem(*std::make_shared<ZRKClipmuleDataItem>())
+                .isEmpty());
+        const auto both = itemWithText(u"a"_qs);
+        both->setImageData(QByteArray("image"));
+        QVERIFY(ZRKClipmuleFilter::filtersForClipmuleDataItem(*both).isEmpty());
+    }
+
+    void filtersOfAClipAreThoseOfAllItsItems() {
+        QCOMPARE(titles(ZRKClipmuleFilter::filtersForClipmuleData(
+                     *ZRKClipmuleData::initWithStrings({u"a"_qs, u"b"_qs}))),
+                 sortedTitles);
+        const auto mixed = ZRKClipmuleData::initWithItems(
+            {itemWithText(u"a"_qs), std::make_shared<ZRKClipmuleDataItem>()});
+        QVERIFY(ZRKClipmuleFilter::filtersForClipmuleData(*mixed).isEmpty());
+        const auto empty = ZRKClipmuleData::initWithItems({});
+        QVERIFY(ZRKClipmuleFilter::filtersForClipmuleData(*empty).isEmpty());
+    }
+
+    void optionsAreAsTheyAreShown() {
+        const auto shown = [](const QString &name) {
+            QStringList texts;
+            for (const auto &option : makeFilterOfClass(name)->options())
+                texts.append(QStringLiteral("%1|%2|%3")
+                                 .arg(option->name().value_or(u"-"_qs), option->placeholder())
+                                 .arg(option->type()));
+            return texts;
+        };
+        QCOMPARE(shown(u"ZRKClipmuleQuoteLinesFilter"_qs),
+                 (QStringList{u"start|Start Quote|2"_qs, u"end|End Quote|2"_qs}));
+        QCOMPARE(shown(u"ZRKClipmuleFindReplaceFilter"_qs),
+                 (QStringList{u"find|Find|2"_qs, u"replace|Replace|2"_qs}));
+        QCOMPARE(shown(u"ZRKClipmuleWrapHTMLFilter"_qs), QStringList{u"-|Enter a Tag|2"_qs});
+        QCOMPARE(shown(u"ZRKClipmuleLowercaseFilter"_qs), QStringList());
+    }
+
+    void anOptionIsFoundByItsName() {
+        const auto quote = makeFilterOfClass(u"ZRKClipmuleQuoteLinesFilter"_qs);
+        QCOMPARE(quote->optionNamed(u"end"_qs), quote->options().last());
+        QVERIFY(!quote->optionNamed(u"middle"_qs));
+        const auto wrap = makeFilterOfClass(u"ZRKClipmuleWrapHTMLFilter"_qs);
+        QVERIFY(!wrap->optionNamed(u""_qs));
+        QVERIFY(!wrap->optionNamed(u"Enter a Tag"_qs));
+    }
+
+    void resettingLeavesEveryValueMissing() {
+        const auto quote = makeFilterOfClass(u"ZRKClipmuleQuoteLinesFilter"_qs);
+        quote->optionNamed(u"start"_qs)->setValue(PropertyList(u"x"_qs));
+        quote->resetOptions();
+        for (const auto &option : quote->options())
+            QVERIFY(!option->value());
+    }
+
+    void resettingRestoresADefault() {
+        ZRKClipmuleFilterOption option;
+        option.setDefaultValue(PropertyList(5));
+        option.setValue(PropertyList(7));
+        option.reset();
+        QCOMPARE(*option.value(), PropertyList(5));
+    }
+
+    void valuesAreReadWhenFiltering() {
+        const auto quote = makeFilterOfClass(u"ZRKClipmuleQuoteLinesFilter"_qs);
+        const auto item = itemWithText(u"a"_qs);
+        quote->optionNamed(u"start"_qs)->setValue(PropertyList(u"1"_qs));
+        QCOMPARE(*quote->filterClipmuleDataItem(item)->string(), u"1a"_qs);
+        quote->optionNamed(u"start"_qs)->setValue(PropertyList(u"2"_qs));
+        QCOMPARE(*quote->filterClipmuleDataItem(item)->string(), u"2a"_qs);
+    }
+
+    void onlyTheTextIsCarriedOver() {
+        const auto item = itemWithText(u"Text"_qs);
+        item->setURL(QUrl(u"http://example.org"_qs));
+        const auto filtered =
+            makeFilterOfClass(u"ZRKClipmuleUppercaseFilter"_qs)->filterClipmuleDataItem(item);
+        QVERIFY(filtered != item);
+        QCOMPARE(*filtered->string(), u"TEXT"_qs);
+        QVERIFY(!filtered->hasURL());
+        QCOMPARE(*item->string(), u"Text"_qs);
+    }
+
+    void aFailureGivesACopyOfTheItem() {
+        const auto item = itemWithText(u"Text"_qs);
+        QTest::ignoreMessage(
+            QtWarningMsg,
+            qPrintable(
+                QStringLiteral("EXCEPTION FILTERING %1 out of ideas").arg(item->description())));
+        const auto filtered = FailingFilter().filterClipmuleDataItem(item);
+        QVERIFY(filtered != item);
+        QCOMPARE(*filtered->string(), u"Text"_qs);
+    }
+
+    void anotherExceptionPassesOn() {
+        QVERIFY_EXCEPTION_THROWN((void)BrokenFilter().filterClipmuleDataItem(itemWithText(u"a"_qs)),
+                                 std::logic_error);
+    }
+
+    void anItemWithoutTextStaysWithout() {
+        const auto filtered = makeFilterOfClass(u"ZRKClipmuleUppercaseFilter"_qs)
+                                  ->filterClipmuleDataItem(std::make_shared<ZRKClipmuleDataItem>());
+        QVERIFY(!filtered->hasString());
+    }
+
+    void theBaseFilterDoesNothing() {
+        const ZRKClipmuleFilter base;
+        const auto item = itemWithText(u"a"_qs);
+        QVERIFY(!base.validForClipmuleDataItem(*item));
+        QCOMPARE(base.filterClipmuleDataItem(item), item);
+        QCOMPARE(base.title(), QString());
+        QCOMPARE(base.asynchronous(), false);
+        QCOMPARE(base.asynchronousMessage(), QString());
+        QCOMPARE(makeFilterOfClass(u"ZRKClipmuleLowercaseFilter"_qs)->description(),
+                 u"Convert to Lowercase"_qs);
+    }
+
+private:
+    kit::ManualRunLoop _runLoop;
+    const RunLoop::Installation _installation{_runLoop};
+};
+
+QTEST_GUILESS_MAIN(FilterFrameworkTest)
+#include "tst_filterframework.moc"
