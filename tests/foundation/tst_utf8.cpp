@@ -1,0 +1,194 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/Utf8.h"
+
+#include <QTest>
+
+#include <random>
+
+using namespace clipmule;
+
+namespace {
+
+std::optional<QString> decoded(const QByteArray &bytes) {
+    // One unit more, which must survive.
+    QString buffer(bytes.size() + 1, u'#');
+    auto *const units = reinterpret_cast<char16_t *>(buffer.data());
+    const char16_t *const end = decodeUtf8(units, bytes);
+    if (buffer.back() != u'#')
+        return QStringLiteral("wrote beyond the bound");
+    if (!end)
+        return std::nullopt;
+    return buffer.first(end - units);
+}
+
+QByteArray escaped(const QString &text) {
+    const QByteArray guard(16, '\xaa');
+    const qsizetype bound = escapedUtf8Bound(text);
+    QByteArray buffer = QByteArray(bound, '\0') + guard;
+    const char *const end = escapeAsUtf8(buffer.data(), text);
+    if (!buffer.endsWith(guard))
+        return "wrote beyond the bound";
+    return buffer.first(end - buffer.constData());
+}
+
+QString withoutLoneSurrogates(const QString &text) {
+    QString result;
+    for (const char32_t character : text.toUcs4())
+        result += QChar::fromUcs4(QChar::isSurrogate(character) ? 0xfffd : character);
+    return result;
+}
+
+} // namespace
+
+class Utf8Test : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void decodesEveryCharacter() {
+        for (char32_t character = 0; character <= 0x10ffff; ++character) {
+            if (QChar::isSurrogate(character))
+                continue;
+            const QString text = QString::fromUcs4(&character, 1);
+            if (const QByteArray bytes = text.toUtf8(); decoded(bytes) != text)
+                QCOMPARE(decoded(bytes), text);
+        }
+    }
+
+    void keepsAByteOrderMarkInFront() {
+        QCOMPARE(decoded("\xef\xbb\xbf"
+                         "a"),
+                 QStringLiteral("\ufeff"
+                                "a"));
+    }
+
+    void refusesWhatIsNotUtf8_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("continuation alone") << QByteArray("\x80");
+        QTest::newRow("overlong in two bytes") << QByteArray("\xc1\xbf");
+        QTest::newRow("overlong in three bytes") << QByteArray("\xe0\x9f\xbf");
+        QTest::newRow("overlong in four bytes") << QByteArray("\xf0\x8f\xbf\xbf");
+        QTest::newRow("first surrogate") << QByteArray("\xed\xa0\x80");
+        QTest::newRow("last surrogate") << QByteArray("\xed\xbf\xbf");
+        QTest::newRow("U+110000") << QByteArray("\xf4\x90\x80\x80");
+        QTest::newRow("five bytes") << QByteArray("\xf8\x88\x80\x80\x80");
+        QTest::newRow("FF") << QByteArray("\xff");
+        QTest::newRow("one of two bytes") << QByteArray("\xc3");
+        QTest::newRow("two of three bytes") << QByteArray("\xe4\xbd");
+        QTest::newRow("three of four bytes") << QByteArray("\xf0\x9f\x98");
+        QTest::newRow("letter for a second byte") << QByteArray("\xc3"
+                                                                "a");
+        QTest::newRow("letter for a third byte") << QByteArray("\xe4\xbd"
+                                                               "a");
+        QTest::newRow("letter for a fourth byte") << QByteArray("\xf0\x9f\x98"
+                                                                "a");
+    }
+    void refusesWhatIsNotUtf8() {
+        QFETCH(QByteArray, bytes);
+        QCOMPARE(decoded(bytes), std::nullopt);
+        // At the end of every part of a block, and with more behind it.
+        for (qsizetype before = 0; before < 40; ++before) {
+            QCOMPARE(decoded(QByteArray(before, 'x') + bytes), std::nullopt);
+            QCOMPARE(decoded(QByteArray(before, 'x') + bytes + QByteArray(40, 'y')), std::nullopt);
+        }
+    }
+
+    void acceptsWhatIsJustInside_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("first of two bytes") << QByteArray("\xc2\x80") << QStringLiteral("\u0080");
+        QTest::newRow("first of three bytes")
+            << QByteArray("\xe0\xa0\x80") << QStringLiteral("\u0800");
+        QTest::newRow("before the surrogates")
+            << QByteArray("\xed\x9f\xbf") << QStringLiteral("\ud7ff");
+        QTest::newRow("after the surrogates")
+            << QByteArray("\xee\x80\x80") << QStringLiteral("\ue000");
+        QTest::newRow("first of four bytes")
+            << QByteArray("\xf0\x90\x80\x80") << QStringLiteral("\U00010000");
+        QTest::newRow("last of all")
+            << QByteArray("\xf4\x8f\xbf\xbf") << QStringLiteral("\U0010ffff");
+        QTest::newRow("no character") << QByteArray("\xef\xbf\xbf") << QString(QChar(0xffff));
+        QTest::newRow("zero") << QByteArray("\0", 1) << QString(QChar(0));
+    }
+    void acceptsWhatIsJustInside() {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, text);
+        for (qsizetype before = 0; before < 40; ++before) {
+            QCOMPARE(decoded(QByteArray(before, 'x') + bytes + "yz"),
+                     QString(before, u'x') + text + QStringLiteral("yz"));
+        }
+    }
+
+    void escapesOnlyThree() {
+        QCOMPARE(escaped(QStringLiteral("a<b>&\"'\r\n\t\x01 plain")),
+                 QByteArray("a&lt;b&gt;&amp;\"'\r\n\t\x01 plain"));
+        // Neighbours of the three, and what equals them in the low byte.
+        QCOMPARE(escaped(QStringLiteral(";=?%'\u013c\u013e\u0126")),
+                 QByteArray(";=?%'\xc4\xbc\xc4\xbe\xc4\xa6"));
+    }
+
+    void replacesLoneSurrogates() {
+        const QByteArray replacement = "\xef\xbf\xbd";
+        const QChar high(0xd83d);
+        const QChar low(0xde00);
+        for (qsizetype before = 0; before < 20; ++before) {
+            const QString text(before, u'x');
+            const QByteArray bytes(before, 'x');
+            QCOMPARE(escaped(text + high), bytes + replacement);
+            QCOMPARE(escaped(text + low + u'y'), bytes + replacement + 'y');
+            QCOMPARE(escaped(text + low + high), bytes + replacement + replacement);
+            QCOMPARE(escaped(text + high + high + low), bytes + replacement + "\xf0\x9f\x98\x80");
+        }
+    }
+
+    void bindsTheSizeExactlyWithoutSurrogates() {
+        for (qsizetype size = 0; size < 40; ++size) {
+            for (const char16_t unit :
+                 {u'a', u'<', u'>', u'&', u'\u007f', u'\u0080', u'\u07ff', u'\u0800', u'\uffff'}) {
+                const QString text(size, QChar(unit));
+                QCOMPARE(escapedUtf8Bound(text), escaped(text).size());
+            }
+        }
+        // Longer than what is summed up in 16 bits at a time.
+        const QString ampersands(300'000, u'&');
+        QCOMPARE(escapedUtf8Bound(ampersands), 5 * ampersands.size());
+    }
+
+    void bindsTheSizeOfSurrogatePairsByHalfAsMuchAgain() {
+        QCOMPARE(escapedUtf8Bound(QStringLiteral("😀😀")), 12);
+        QCOMPARE(escaped(QStringLiteral("😀😀")).size(), 8);
+    }
+
+    void escapesAndDecodesRandomTexts() {
+        std::mt19937 random(4);
+        for (int round = 0; round < 5000; ++round) {
+            QString text;
+            const auto size = random() % 100;
+            while (text.size() < qsizetype(size)) {
+                switch (random() % 5) {
+                case 0:
+                    text += QChar(char16_t(random() % 0x10000));
+                    break;
+                case 1:
+                    text += QChar::fromUcs4(0x10000 + random() % 0x100000);
+                    break;
+                default:
+                    text += QString(qsizetype(random() % 20), QChar(char16_t(random() % 0x80)));
+                }
+            }
+            const QByteArray bytes = escaped(text);
+            QString expected = withoutLoneSurrogates(text);
+            QCOMPARE(bytes, expected.replace(u'&', QStringLiteral("&amp;"))
+                                .replace(u'<', QStringLiteral("&lt;"))
+                                .replace(u'>', QStringLiteral("&gt;"))
+                                .toUtf8());
+            QCOMPARE(decoded(bytes), expected);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(Utf8Test)
+#include "tst_utf8.moc"
