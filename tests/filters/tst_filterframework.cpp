@@ -111,7 +111,8 @@ private Q_SLOTS:
     void optionsAreAsTheyAreShown() {
         const auto shown = [](const QString &name) {
             QStringList texts;
-            for (const auto &option : makeFilterOfClass(name)->options())
+            const auto filter = makeFilterOfClass(name);
+            for (const auto &option : filter->options())
                 texts.append(QStringLiteral("%1|%2|%3")
                                  .arg(option->name().value_or(u"-"_qs), option->placeholder())
                                  .arg(option->type()));
