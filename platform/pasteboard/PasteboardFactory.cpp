@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/pasteboard/PasteboardFactory.h"
+
+#include "platform/pasteboard/NullPasteboard.h"
+#include "platform/pasteboard/Pasteboard_x11.h"
+
+namespace clipmule {
+
+std::unique_ptr<Pasteboard> makePasteboard(const std::shared_ptr<X11Connection> &connection) {
+    if (!connection || !hasX11PasteboardSupport(*connection))
+        return std::make_unique<NullPasteboard>();
+    auto pasteboard = std::make_unique<PasteboardX11>(connection);
+    pasteboard->start();
+    return pasteboard;
+}
+
+} // namespace clipmule

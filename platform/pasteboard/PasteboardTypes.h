@@ -1,0 +1,71 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/pasteboard/PasteboardContents.h"
+
+namespace clipmule {
+
+/// What the desktop's names of clipboard contents (targets, mostly MIME types) mean to the program,
+/// in both directions. Nothing here talks to anybody.
+namespace PasteboardTypes {
+
+/// Of more targets than this the rest is not looked at, nor offered: an office suite offers some
+/// thirty, and each is a request to its owner and a name that the display server never forgets.
+constexpr int maximumTargets = 256;
+/// A longer list of URIs, in bytes or in lines, keeps its own name: reading it would hold the run
+/// loop, and no such list is a clip (its files are at most 30 MiB together).
+constexpr qsizetype maximumUriListBytes = 1024 * 1024;
+constexpr int maximumUriListLines = 4096;
+
+enum class Meaning { Text, Html, Rtf, Image, UriList, MozillaUrl, Other };
+
+/// One thing to ask the owner for: the targets that carry the same, best first. The next one is
+/// asked for only when the one before it was refused.
+struct Request {
+    Meaning meaning = Meaning::Other;
+    QStringList targets;
+    friend bool operator==(const Request &, const Request &) = default;
+};
+
+/// What to ask for, in the owner's order: all text under one request, all raster images under one,
+/// nothing for protocol targets, duplicates, and what has a meaning inside its own process or
+/// session only.
+[[nodiscard]] QList<Request> requests(const QStringList &targets);
+
+/// What an owner answered. Text and HTML are UTF-8 already (ClipboardText.h). Without bytes, a
+/// target that is only known to be offered.
+struct Answer {
+    Meaning meaning = Meaning::Other;
+    QString target;
+    std::optional<QByteArray> data;
+};
+
+/// The contents in the program's names, in the order given. An answer that does not hold what its
+/// target promises keeps the target's name. Of the targets without bytes only those without a
+/// meaning are listed: a marker says what it says without any.
+[[nodiscard]] PasteboardContents contents(const QList<Answer> &answers);
+
+/// One target that we offer: the bytes, and the name of the type that they are sent as.
+struct Offer {
+    QString target;
+    QString type;
+    QByteArray data;
+    friend bool operator==(const Offer &, const Offer &) = default;
+};
+
+/// What clipboard owners get from us, no target twice. Names that are not ours to offer (protocol
+/// targets, names that no display server takes) are left out.
+[[nodiscard]] QList<Offer> offers(const PasteboardContents &contents);
+
+/// Whether the newer contents carry, in the readings that the program knows, nothing that the older
+/// did not carry as well: a clipboard manager took over what it had read.
+[[nodiscard]] bool isTakeover(const PasteboardContents &newer, const PasteboardContents &older);
+
+/// The MIME type of an image's bytes, by their first ones; empty when they are of no known format.
+[[nodiscard]] QString imageTypeOf(const QByteArray &data);
+
+} // namespace PasteboardTypes
+
+} // namespace clipmule

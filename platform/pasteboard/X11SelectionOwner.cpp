@@ -1,0 +1,284 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/pasteboard/X11SelectionOwner.h"
+
+#include "platform/pasteboard/Log.h"
+
+#include <algorithm>
+
+namespace clipmule {
+
+X11SelectionOwner::X11SelectionOwner(std::shared_ptr<X11Connection> connection)
+    : _connection(std::move(connection))
+    , _window(_connection->createWindow()) {
+    const QList<xcb_atom_t> atoms =
+        _connection->atoms({"CLIPBOARD", "CLIPBOARD_MANAGER", "TARGETS", "MULTIPLE", "TIMESTAMP",
+                            "SAVE_TARGETS", "ATOM_PAIR", "INCR", "_CLIPMULE_SAVE_TARGETS"});
+    _atoms = {atoms.at(0), atoms.at(1), atoms.at(2), atoms.at(3), atoms.at(4),
+              atoms.at(5), atoms.at(6), atoms.at(7), atoms.at(8)};
+    _connection->addObserver(this);
+}
+
+X11SelectionOwner::~X11SelectionOwner() {
+    _connection->removeObserver(this);
+    xcb_destroy_window(_connection->xcb(), _window);
+    _connection->flush();
+}
+
+void X11SelectionOwner::own(QList<PasteboardTypes::Offer> offers) {
+    QList<QByteArray> names;
+    for (const PasteboardTypes::Offer &offer : std::as_const(offers))
+        names << offer.target.toLatin1() << offer.type.toLatin1();
+    const QList<xcb_atom_t> atoms = _connection->atoms(names);
+    _offers.clear();
+    for (qsizetype index = 0; index < offers.size(); ++index)
+        _offers.append({atoms.at(2 * index), atoms.at(2 * index + 1), offers.at(index).data});
+    _isOwning = true;
+    // The server tells the time of taking it in an event, which is served before any request.
+    _time = XCB_CURRENT_TIME;
+    xcb_set_selection_owner(_connection->xcb(), _window, _atoms.clipboard, XCB_CURRENT_TIME);
+    _connection->flush();
+}
+
+void X11SelectionOwner::disown() {
+    _isOwning = false;
+    _offers.clear();
+    endHandOver();
+}
+
+void X11SelectionOwner::x11Event(const xcb_generic_event_t &event) {
+    switch (event.response_type & 0x7f) {
+    case XCB_SELECTION_REQUEST:
+        requested(reinterpret_cast<const xcb_selection_request_event_t &>(event));
+        break;
+    case XCB_PROPERTY_NOTIFY: {
+        const auto &notified = reinterpret_cast<const xcb_property_notify_event_t &>(event);
+        if (notified.state != XCB_PROPERTY_DELETE)
+            break;
+        const auto transfer =
+            std::find_if(_transfers.begin(), _transfers.end(), [&](const Transfer &candidate) {
+                return candidate.requestor == notified.window &&
+                       candidate.property == notified.atom;
+            });
+        if (transfer != _transfers.end())
+            continueTransfer(transfer);
+        break;
+    }
+    case XCB_DESTROY_NOTIFY: {
+        const auto &notified = reinterpret_cast<const xcb_destroy_notify_event_t &>(event);
+        _transfers.remove_if(
+            [&](const Transfer &transfer) { return transfer.requestor == notified.window; });
+        break;
+    }
+    case XCB_SELECTION_NOTIFY: {
+        const auto &notified = reinterpret_cast<const xcb_selection_notify_event_t &>(event);
+        if (notified.requestor == _window && notified.selection == _atoms.clipboardManager)
+            endHandOver();
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+// Requests
+
+void X11SelectionOwner::requested(const xcb_selection_request_event_t &request) {
+    // Clients of old leave the choice of the property to the owner.
+    const xcb_atom_t property =
+        request.property == XCB_ATOM_NONE ? request.target : request.property;
+    const bool isForUs =
+        _isOwning && request.owner == _window && request.selection == _atoms.clipboard;
+    const bool isTooEarly = request.time != XCB_CURRENT_TIME && _time != XCB_CURRENT_TIME &&
+                            qint32(request.time - _time) < 0;
+    // Anybody may name a window of ours as the requestor; its events are ours to choose.
+    if (!isForUs || isTooEarly || _connection->isOurs(request.requestor))
+        notify(request, XCB_ATOM_NONE);
+    else if (request.target == _atoms.multiple && request.property != XCB_ATOM_NONE)
+        requestedMultiple(request, property);
+    else if (convert(request.requestor, request.target, property))
+        notify(request, property);
+    else
+        notify(request, XCB_ATOM_NONE);
+}
+
+// The property holds pairs of a target and a property to put it into. What cannot be had is marked
+// there.
+void X11SelectionOwner::requestedMultiple(const xcb_selection_request_event_t &request,
+                                          xcb_atom_t property) {
+    const auto cookie = xcb_get_property(_connection->xcb(), 0, request.requestor, property,
+                                         XCB_ATOM_ANY, 0, 2 * maximumPairs);
+    _connection->awaitReply(cookie.sequence, this, [this, request, property](const void *memory) {
+        const auto *reply = static_cast<const xcb_get_property_reply_t *>(memory);
+        if (!reply || reply->format != 32 || !_isOwning) {
+            notify(request, XCB_ATOM_NONE);
+            return;
+        }
+        const auto *first = static_cast<const xcb_atom_t *>(xcb_get_property_value(reply));
+        QList<xcb_atom_t> pairs(first, first + (reply->value_len & ~1U));
+        for (qsizetype index = 0; index < pairs.size(); index += 2) {
+            const xcb_atom_t target = pairs.at(index);
+            const xcb_atom_t into = pairs.at(index + 1);
+            if (into == XCB_ATOM_NONE || into == property || target == _atoms.multiple ||
+                !convert(request.requestor, target, into))
+                pairs[index] = XCB_ATOM_NONE;
+        }
+        replace(request.requestor, property, _atoms.atomPair, 32, quint32(pairs.size()),
+                pairs.constData());
+        notify(request, property);
+    });
+}
+
+bool X11SelectionOwner::convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property) {
+    if (target == _atoms.targets) {
+        QList<xcb_atom_t> targets{_atoms.targets, _atoms.timestamp, _atoms.multiple,
+                                  _atoms.saveTargets};
+        for (const OwnedOffer &offer : std::as_const(_offers))
+            targets.append(offer.target);
+        replace(requestor, property, XCB_ATOM_ATOM, 32, quint32(targets.size()),
+                targets.constData());
+        return true;
+    }
+    if (target == _atoms.timestamp) {
+        replace(requestor, property, XCB_ATOM_INTEGER, 32, 1, &_time);
+        return true;
+    }
+    if (target == _atoms.saveTargets) {
+        replace(requestor, property, _connection->atom("NULL"), 32, 0, nullptr);
+        return true;
+    }
+    const auto offer =
+        std::find_if(_offers.cbegin(), _offers.cend(),
+                     [target](const OwnedOffer &candidate) { return candidate.target == target; });
+    return offer != _offers.cend() && convertData(requestor, property, *offer);
+}
+
+bool X11SelectionOwner::convertData(xcb_window_t requestor, xcb_atom_t property,
+                                    const OwnedOffer &offer) {
+    if (offer.data.size() <= pieceBytes) {
+        replace(requestor, property, offer.type, 8, quint32(offer.data.size()),
+                offer.data.constData());
+        return true;
+    }
+    // A requestor that asks again into the same property has given up the first answer.
+    _transfers.remove_if([&](const Transfer &transfer) {
+        return transfer.requestor == requestor && transfer.property == property;
+    });
+    if (_transfers.size() >= maximumTransfers) {
+        qCWarning(logPasteboard, "too many transfers from the clipboard at once; one is refused");
+        return false;
+    }
+    beginTransfer(requestor, property, offer);
+    return true;
+}
+
+// Transfers in pieces
+
+void X11SelectionOwner::beginTransfer(xcb_window_t requestor, xcb_atom_t property,
+                                      const OwnedOffer &offer) {
+    const quint32 mask = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(_connection->xcb(), requestor, XCB_CW_EVENT_MASK, &mask);
+    const quint32 atLeast = quint32(offer.data.size());
+    replace(requestor, property, _atoms.incr, 32, 1, &atLeast);
+    _transfers.push_front({requestor, property, offer.type, offer.data, 0, {}});
+    waitFor(_transfers.begin());
+}
+
+void X11SelectionOwner::continueTransfer(Transfers::iterator transfer) {
+    const qsizetype size = std::min(pieceBytes, transfer->data.size() - transfer->offset);
+    replace(transfer->requestor, transfer->property, transfer->type, 8, quint32(size),
+            transfer->data.constData() + transfer->offset);
+    transfer->offset += size;
+    // The end is a piece without bytes, which nobody answers.
+    if (size == 0)
+        endTransfer(transfer);
+    else
+        waitFor(transfer);
+    _connection->flush();
+}
+
+void X11SelectionOwner::waitFor(Transfers::iterator transfer) {
+    transfer->stall =
+        RunLoop::current().performAfter(stallLimit, [this, transfer] { endTransfer(transfer); });
+}
+
+void X11SelectionOwner::endTransfer(Transfers::iterator transfer) {
+    const xcb_window_t requestor = transfer->requestor;
+    _transfers.erase(transfer);
+    const bool isLast =
+        std::none_of(_transfers.cbegin(), _transfers.cend(),
+                     [requestor](const Transfer &other) { return other.requestor == requestor; });
+    if (isLast) {
+        const quint32 nothing = XCB_EVENT_MASK_NO_EVENT;
+        xcb_change_window_attributes(_connection->xcb(), requestor, XCB_CW_EVENT_MASK, &nothing);
+        _connection->flush();
+    }
+}
+
+void X11SelectionOwner::replace(xcb_window_t window, xcb_atom_t property, xcb_atom_t type,
+                                quint8 format, quint32 count, const void *data) {
+    xcb_change_property(_connection->xcb(), XCB_PROP_MODE_REPLACE, window, property, type, format,
+                        count, data);
+}
+
+void X11SelectionOwner::notify(const xcb_selection_request_event_t &request, xcb_atom_t property) {
+    // Every event on the wire has 32 bytes.
+    union {
+        xcb_selection_notify_event_t event;
+        char bytes[32];
+    } answer{};
+    answer.event.response_type = XCB_SELECTION_NOTIFY;
+    answer.event.time = request.time;
+    answer.event.requestor = request.requestor;
+    answer.event.selection = request.selection;
+    answer.event.target = request.target;
+    answer.event.property = property;
+    xcb_send_event(_connection->xcb(), 0, request.requestor, XCB_EVENT_MASK_NO_EVENT, answer.bytes);
+    _connection->flush();
+}
+
+// The end of the program
+
+void X11SelectionOwner::handOver(std::function<void()> done) {
+    endHandOver();
+    if (!_isOwning || _offers.isEmpty() || _connection->isLost()) {
+        done();
+        return;
+    }
+    _handedOver = std::move(done);
+    _handOverTimer = RunLoop::current().performAfter(handOverLimit, [this] { endHandOver(); });
+    const auto cookie = xcb_get_selection_owner(_connection->xcb(), _atoms.clipboardManager);
+    _connection->awaitReply(cookie.sequence, this, [this](const void *memory) {
+        const auto *reply = static_cast<const xcb_get_selection_owner_reply_t *>(memory);
+        if (!_handedOver)
+            return;
+        if (!reply || reply->owner == XCB_NONE) {
+            endHandOver();
+            return;
+        }
+        QList<xcb_atom_t> targets;
+        for (const OwnedOffer &offer : std::as_const(_offers))
+            targets.append(offer.target);
+        replace(_window, _atoms.handOver, XCB_ATOM_ATOM, 32, quint32(targets.size()),
+                targets.constData());
+        xcb_convert_selection(_connection->xcb(), _window, _atoms.clipboardManager,
+                              _atoms.saveTargets, _atoms.handOver, _time);
+        _connection->flush();
+    });
+}
+
+void X11SelectionOwner::endHandOver() {
+    _handOverTimer.cancel();
+    if (const auto done = std::exchange(_handedOver, nullptr))
+        done();
+}
+
+void X11SelectionOwner::x11ConnectionLost() {
+    _isOwning = false;
+    _offers.clear();
+    _transfers.clear();
+    endHandOver();
+}
+
+} // namespace clipmule

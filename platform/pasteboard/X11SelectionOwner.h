@@ -1,0 +1,93 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/RunLoop.h"
+#include "platform/pasteboard/PasteboardTypes.h"
+#include "platform/x11/X11Connection.h"
+
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+
+namespace clipmule {
+
+/// Owns the CLIPBOARD selection and hands out what we offer, to many requestors at once. Large data
+/// goes in pieces, each when the one before it was taken; a requestor that dies or stalls in the
+/// middle disturbs nobody else.
+class X11SelectionOwner final : public X11Observer {
+public:
+    /// Data above this goes in pieces of this size: what one turn of the run loop writes, and what
+    /// the server holds for each requestor.
+    static constexpr qsizetype pieceBytes = 256 * 1024;
+    /// A requestor that has not taken its next piece for so long is given up, as toolkits do.
+    static constexpr RunLoop::Seconds stallLimit{10.0};
+    /// Transfers in pieces that may be under way at once. A paste is one; more are refused.
+    static constexpr size_t maximumTransfers = 64;
+    /// Pairs of one MULTIPLE request; the rest is refused.
+    static constexpr int maximumPairs = 256;
+    /// How long the clipboard manager may take before the program ends without it.
+    static constexpr RunLoop::Seconds handOverLimit{0.5};
+
+    explicit X11SelectionOwner(std::shared_ptr<X11Connection> connection);
+    ~X11SelectionOwner() override;
+
+    [[nodiscard]] xcb_window_t window() const { return _window; }
+    /// Takes the selection. Transfers under way keep the data they began with.
+    void own(QList<PasteboardTypes::Offer> offers);
+    /// Another owner has the selection.
+    void disown();
+    /// The server's time of taking it, which tells requests that were made before.
+    void setTime(xcb_timestamp_t time) { _time = time; }
+    /// Asks the clipboard manager to keep what we offer. Calls back once.
+    void handOver(std::function<void()> done);
+
+    void x11Event(const xcb_generic_event_t &event) override;
+    void x11ConnectionLost() override;
+
+private:
+    struct OwnedOffer {
+        xcb_atom_t target;
+        xcb_atom_t type;
+        QByteArray data;
+    };
+    struct Transfer {
+        xcb_window_t requestor;
+        xcb_atom_t property;
+        xcb_atom_t type;
+        QByteArray data;
+        qsizetype offset = 0;
+        RunLoop::Timer stall;
+    };
+    using Transfers = std::list<Transfer>;
+
+    void requested(const xcb_selection_request_event_t &request);
+    void requestedMultiple(const xcb_selection_request_event_t &request, xcb_atom_t property);
+    bool convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property);
+    bool convertData(xcb_window_t requestor, xcb_atom_t property, const OwnedOffer &offer);
+    void beginTransfer(xcb_window_t requestor, xcb_atom_t property, const OwnedOffer &offer);
+    void continueTransfer(Transfers::iterator transfer);
+    void endTransfer(Transfers::iterator transfer);
+    void waitFor(Transfers::iterator transfer);
+    void notify(const xcb_selection_request_event_t &request, xcb_atom_t property);
+    void replace(xcb_window_t window, xcb_atom_t property, xcb_atom_t type, quint8 format,
+                 quint32 count, const void *data);
+    void endHandOver();
+
+    std::shared_ptr<X11Connection> _connection;
+    xcb_window_t _window;
+    struct {
+        xcb_atom_t clipboard, clipboardManager, targets, multiple, timestamp, saveTargets, atomPair,
+            incr, handOver;
+    } _atoms{};
+    QList<OwnedOffer> _offers;
+    bool _isOwning = false;
+    xcb_timestamp_t _time = XCB_CURRENT_TIME;
+    Transfers _transfers;
+    std::function<void()> _handedOver;
+    RunLoop::Timer _handOverTimer;
+};
+
+} // namespace clipmule

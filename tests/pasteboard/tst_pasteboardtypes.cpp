@@ -1,0 +1,407 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/pasteboard/Pasteboard.h"
+#include "platform/pasteboard/PasteboardReadings.h"
+#include "platform/pasteboard/PasteboardTypes.h"
+
+#include <QStringEncoder>
+#include <QSysInfo>
+#include <QTest>
+
+using namespace clipmule;
+using PasteboardTypes::Answer;
+using PasteboardTypes::Meaning;
+using PasteboardTypes::Offer;
+
+namespace {
+
+const QByteArray png = QByteArray::fromHex("89504e470d0a1a0a0000000d49484452");
+const QByteArray jpeg = QByteArray::fromHex("ffd8ffe000104a464946");
+const QByteArray tiff = QByteArray::fromHex("49492a0008000000");
+
+QStringList names(const char *spaced) {
+    return QString::fromLatin1(spaced).split(u' ', Qt::SkipEmptyParts);
+}
+
+QByteArray utf16(const char16_t *text) {
+    QStringEncoder encoder(QStringEncoder::Utf16LE);
+    return encoder(QStringView(text));
+}
+
+QByteArray fileList(const QStringList &paths) {
+    PropertyList::List list;
+    for (const QString &path : paths)
+        list.append(path);
+    return PropertyListSerialization::xml(list);
+}
+
+QByteArray urlBytes(const char *url) {
+    return PasteboardReadings::urlData(QUrl(QString::fromLatin1(url)));
+}
+
+// The targets of an owner's first request of that kind, the one asked for first in front.
+QStringList askedFor(const QStringList &targets, Meaning meaning) {
+    for (const PasteboardTypes::Request &request : PasteboardTypes::requests(targets)) {
+        if (request.meaning == meaning)
+            return request.targets;
+    }
+    return {};
+}
+
+QStringList targetsOf(const QList<Offer> &offers) {
+    QStringList targets;
+    for (const Offer &offer : offers)
+        targets.append(offer.target);
+    return targets;
+}
+
+QByteArray offered(const PasteboardContents &contents, const char *target) {
+    for (const Offer &offer : PasteboardTypes::offers(contents)) {
+        if (offer.target == QLatin1String(target))
+            return offer.data;
+    }
+    return "(not offered)";
+}
+
+} // namespace
+
+class PasteboardTypesTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    // Reading
+
+    void asksForTheBestTargetFirst_data() {
+        QTest::addColumn<QString>("offered");
+        QTest::addColumn<Meaning>("meaning");
+        QTest::addColumn<QString>("asked");
+        const auto row = [](const char *name, const char *offered, Meaning meaning,
+                            const char *asked) {
+            QTest::newRow(name) << QString::fromLatin1(offered) << meaning
+                                << QString::fromLatin1(asked);
+        };
+        row("text of every name",
+            "TEXT STRING text/plain COMPOUND_TEXT UTF8_STRING "
+            "text/plain;charset=utf-8 text/plain;charset=utf-16",
+            Meaning::Text,
+            "text/plain;charset=utf-8 UTF8_STRING text/plain;charset=utf-16 text/plain STRING TEXT "
+            "COMPOUND_TEXT");
+        row("upper-case charset", "text/plain text/plain;charset=UTF-8", Meaning::Text,
+            "text/plain;charset=UTF-8 text/plain");
+        row("PNG before all", "image/bmp image/jpeg image/x-icon image/tiff image/png",
+            Meaning::Image, "image/png image/tiff image/jpeg image/bmp image/x-icon");
+        row("no PNG", "image/x-MS-bmp image/jpeg", Meaning::Image, "image/jpeg image/x-MS-bmp");
+        row("a drawing is no raster image", "image/svg+xml", Meaning::Image, "");
+        row("RTF under two names", "text/rtf application/rtf", Meaning::Rtf,
+            "text/rtf application/rtf");
+    }
+    void asksForTheBestTargetFirst() {
+        QFETCH(QString, offered);
+        QFETCH(Meaning, meaning);
+        QFETCH(QString, asked);
+        QCOMPARE(askedFor(offered.split(u' '), meaning).join(u' '), asked);
+    }
+
+    void protocolTargetsAndDuplicatesAreNotAskedFor() {
+        const auto requests = PasteboardTypes::requests(
+            names("TIMESTAMP TARGETS MULTIPLE SAVE_TARGETS DELETE INSERT_SELECTION PIXMAP "
+                  "GTK_TEXT_BUFFER_CONTENTS application/vnd.portal.filetransfer "
+                  "application/x-qt-image org.example TIMESTAMP org.example"));
+        QCOMPARE(requests, (QList<PasteboardTypes::Request>{
+                               {Meaning::Other, {QStringLiteral("org.example")}}}));
+    }
+
+    void requestsFollowTheOwnersOrder() {
+        QList<Meaning> meanings;
+        for (const auto &request : PasteboardTypes::requests(
+                 names("image/png text/html x.private STRING image/tiff UTF8_STRING")))
+            meanings.append(request.meaning);
+        QCOMPARE(meanings,
+                 (QList<Meaning>{Meaning::Image, Meaning::Html, Meaning::Other, Meaning::Text}));
+    }
+
+    void onlySoManyTargetsAreLookedAt() {
+        const auto requestsFor = [](int count) {
+            QStringList targets;
+            for (int index = 0; index < count; ++index)
+                targets.append(QStringLiteral("x.%1").arg(index));
+            return PasteboardTypes::requests(targets).size();
+        };
+        QCOMPARE(requestsFor(PasteboardTypes::maximumTargets - 1),
+                 PasteboardTypes::maximumTargets - 1);
+        QCOMPARE(requestsFor(PasteboardTypes::maximumTargets), PasteboardTypes::maximumTargets);
+        QCOMPARE(requestsFor(PasteboardTypes::maximumTargets + 1), PasteboardTypes::maximumTargets);
+    }
+
+    void targetsBecomeTypes_data() {
+        QTest::addColumn<Meaning>("meaning");
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<PasteboardContents>("contents");
+        const auto row = [](const char *name, Meaning meaning, const char *target,
+                            const QByteArray &data,
+                            const QList<PasteboardContents::Representation> &contents) {
+            QTest::newRow(name) << meaning << QString::fromLatin1(target) << data
+                                << PasteboardContents(contents);
+        };
+        using namespace PasteboardType;
+        row("text", Meaning::Text, "UTF8_STRING", "x", {{NSStringPboardType, "x"}});
+        row("HTML", Meaning::Html, "text/html", "<b>", {{publicHtml, "<b>"}});
+        row("RTF", Meaning::Rtf, "text/rtf", "{\\rtf1}", {{NSRTFPboardType, "{\\rtf1}"}});
+        row("PNG", Meaning::Image, "image/png", png, {{publicPng, png}});
+        row("TIFF", Meaning::Image, "image/tiff", tiff, {{NSTIFFPboardType, tiff}});
+        row("another raster image as it is", Meaning::Image, "image/jpeg", jpeg,
+            {{NSTIFFPboardType, jpeg}});
+        row("files", Meaning::UriList, "text/uri-list",
+            "file:///a%20b.png\r\nfile:///%C3%BC.png\r\n",
+            {{NSFilenamesPboardType,
+              fileList({QStringLiteral("/a b.png"), QStringLiteral("/ü.png")})}});
+        row("files, ended by NUL", Meaning::UriList, "text/uri-list",
+            QByteArray("file:///a\r\nfile:///b\0", 20),
+            {{NSFilenamesPboardType, fileList({QStringLiteral("/a"), QStringLiteral("/b")})}});
+        row("files, comment and empty lines", Meaning::UriList, "text/uri-list",
+            "# copied\n\nfile:///a\n", {{NSFilenamesPboardType, fileList({QStringLiteral("/a")})}});
+        row("file on this host", Meaning::UriList, "text/uri-list",
+            "file://localhost/a\r\nfile://" + QSysInfo::machineHostName().toLatin1() + "/b",
+            {{NSFilenamesPboardType, fileList({QStringLiteral("/a"), QStringLiteral("/b")})}});
+        row("file on another host", Meaning::UriList, "text/uri-list", "file://elsewhere/a",
+            {{QStringLiteral("text/uri-list"), "file://elsewhere/a"}});
+        row("web URL", Meaning::UriList, "text/uri-list", "https://example.org/a?b#c\r\n",
+            {{NSURLPboardType, urlBytes("https://example.org/a?b#c")}});
+        row("file and web URL", Meaning::UriList, "text/uri-list", "file:///a\r\nhttp://b.org/\r\n",
+            {{NSFilenamesPboardType, fileList({QStringLiteral("/a")})},
+             {NSURLPboardType, urlBytes("http://b.org/")}});
+        row("other URL", Meaning::UriList, "text/uri-list", "mailto:a@b.org",
+            {{QStringLiteral("text/uri-list"), "mailto:a@b.org"}});
+        row("no URL at all", Meaning::UriList, "text/uri-list", "",
+            {{QStringLiteral("text/uri-list"), ""}});
+        row("web URL with title", Meaning::MozillaUrl, "text/x-moz-url",
+            utf16(u"https://example.org/\nAn Exämple"),
+            {{NSURLPboardType, urlBytes("https://example.org/")},
+             {publicUrlName, "An Ex\xc3\xa4mple"}});
+        row("web URL with a byte order mark", Meaning::MozillaUrl, "text/x-moz-url",
+            "\xff\xfe" + utf16(u"http://a.org/\nA"),
+            {{NSURLPboardType, urlBytes("http://a.org/")}, {publicUrlName, "A"}});
+        row("web URL that is its own title", Meaning::MozillaUrl, "text/x-moz-url",
+            utf16(u"http://a.org/\nhttp://a.org/"), {{NSURLPboardType, urlBytes("http://a.org/")}});
+        row("script in place of a URL", Meaning::MozillaUrl, "text/x-moz-url",
+            utf16(u"javascript:x\nX"),
+            {{QStringLiteral("text/x-moz-url"), utf16(u"javascript:x\nX")}});
+        row("password manager's mark", Meaning::Other, "x-kde-passwordManagerHint", "secret",
+            {{QStringLiteral("x-kde-passwordManagerHint"), "secret"}});
+        row("any other", Meaning::Other, "application/x-thing", QByteArray("\0\1", 2),
+            {{QStringLiteral("application/x-thing"), QByteArray("\0\1", 2)}});
+    }
+    void targetsBecomeTypes() {
+        QFETCH(Meaning, meaning);
+        QFETCH(QString, target);
+        QFETCH(QByteArray, data);
+        QFETCH(PasteboardContents, contents);
+        QCOMPARE(PasteboardTypes::contents({{meaning, target, data}}).types(), contents.types());
+        QCOMPARE(PasteboardTypes::contents({{meaning, target, data}}), contents);
+    }
+
+    void theFirstOfTwoUrlsWins() {
+        const auto contents = PasteboardTypes::contents(
+            {{Meaning::UriList, QStringLiteral("text/uri-list"), "http://a.org/"},
+             {Meaning::MozillaUrl, QStringLiteral("text/x-moz-url"), utf16(u"http://b.org/\nB")}});
+        QCOMPARE(contents.types(),
+                 (QStringList{PasteboardType::NSURLPboardType, PasteboardType::publicUrlName}));
+        QCOMPARE(*contents.data(PasteboardType::NSURLPboardType), urlBytes("http://a.org/"));
+    }
+
+    void longUriListsKeepTheirName() {
+        const auto typeOf = [](const QByteArray &list) {
+            return PasteboardTypes::contents(
+                       {{Meaning::UriList, QStringLiteral("text/uri-list"), list}})
+                .types()
+                .value(0);
+        };
+        const auto lines = [](int count) { return QByteArray("file:///a\n").repeated(count); };
+        QCOMPARE(typeOf(lines(PasteboardTypes::maximumUriListLines - 1)),
+                 PasteboardType::NSFilenamesPboardType);
+        QCOMPARE(typeOf(lines(PasteboardTypes::maximumUriListLines)),
+                 PasteboardType::NSFilenamesPboardType);
+        QCOMPARE(typeOf(lines(PasteboardTypes::maximumUriListLines + 1)),
+                 QStringLiteral("text/uri-list"));
+        const auto bytes = [](qsizetype size) {
+            return "file:///a\n" + QByteArray(size - 10, '\n');
+        };
+        QCOMPARE(typeOf(bytes(PasteboardTypes::maximumUriListBytes - 1)),
+                 PasteboardType::NSFilenamesPboardType);
+        QCOMPARE(typeOf(bytes(PasteboardTypes::maximumUriListBytes)),
+                 PasteboardType::NSFilenamesPboardType);
+        QCOMPARE(typeOf(bytes(PasteboardTypes::maximumUriListBytes + 1)),
+                 QStringLiteral("text/uri-list"));
+    }
+
+    // Writing
+
+    void typesBecomeTargets_data() {
+        QTest::addColumn<PasteboardContents>("contents");
+        QTest::addColumn<QString>("targets");
+        const auto row = [](const char *name,
+                            const QList<PasteboardContents::Representation> &contents,
+                            const char *targets) {
+            QTest::newRow(name) << PasteboardContents(contents) << QString::fromLatin1(targets);
+        };
+        using namespace PasteboardType;
+        const QByteArray files = fileList({QStringLiteral("/a.png")});
+        row("text", {{NSStringPboardType, "x"}},
+            "text/plain;charset=utf-8 UTF8_STRING text/plain STRING TEXT");
+        row("text that Latin-1 cannot hold", {{NSStringPboardType, "\xe2\x82\xac"}},
+            "text/plain;charset=utf-8 UTF8_STRING text/plain TEXT");
+        row("HTML", {{publicHtml, "<b>"}}, "text/html");
+        row("RTF", {{NSRTFPboardType, "{\\rtf1}"}}, "text/rtf application/rtf");
+        row("PNG", {{publicPng, png}}, "image/png");
+        row("PNG as TIFF", {{NSTIFFPboardType, png}}, "image/png image/tiff");
+        row("JPEG as TIFF", {{NSTIFFPboardType, jpeg}}, "image/jpeg image/tiff");
+        row("JPEG as TIFF under both names", {{publicTiff, jpeg}, {NSTIFFPboardType, jpeg}},
+            "image/jpeg image/tiff");
+        row("TIFF", {{NSTIFFPboardType, tiff}}, "image/tiff");
+        row("unknown image as TIFF", {{NSTIFFPboardType, "?"}}, "image/tiff");
+        row("files", {{NSFilenamesPboardType, files}},
+            "text/uri-list x-special/gnome-copied-files");
+        row("no files", {{NSFilenamesPboardType, fileList({})}}, "");
+        row("files that are none", {{NSFilenamesPboardType, "\xff\xff"}}, "");
+        row("URL", {{NSURLPboardType, urlBytes("http://a.org/")}},
+            "text/uri-list text/x-moz-url text/plain;charset=utf-8 UTF8_STRING text/plain STRING "
+            "TEXT");
+        row("URL and text",
+            {{NSURLPboardType, urlBytes("http://a.org/")}, {NSStringPboardType, "x"}},
+            "text/uri-list text/x-moz-url text/plain;charset=utf-8 UTF8_STRING text/plain STRING "
+            "TEXT");
+        row("URL and files",
+            {{NSURLPboardType, urlBytes("http://a.org/")},
+             {NSStringPboardType, "x"},
+             {NSFilenamesPboardType, files}},
+            "text/x-moz-url text/plain;charset=utf-8 UTF8_STRING text/plain STRING TEXT "
+            "text/uri-list x-special/gnome-copied-files");
+        row("URL that is none", {{NSURLPboardType, "\xff"}}, "");
+        row("title alone", {{publicUrlName, "A"}}, "");
+        row("any other", {{QStringLiteral("com.zendrik.native.rtfd"), "x"}},
+            "com.zendrik.native.rtfd");
+        row("protocol targets are not ours to give",
+            {{QStringLiteral("TARGETS"), "x"},
+             {QStringLiteral("MULTIPLE"), "x"},
+             {QStringLiteral("SAVE_TARGETS"), "x"}},
+            "");
+        row("names that cannot be",
+            {{QString(), "x"},
+             {QStringLiteral("a\nb"), "x"},
+             {QStringLiteral("ü"), "x"},
+             {QString(256, u'a'), "x"}},
+            "");
+        row("declared without bytes", {{NSStringPboardType, std::nullopt}}, "");
+        row("files that were cut",
+            {{QStringLiteral("x-special/gnome-copied-files"), "cut\nfile:///a"},
+             {QStringLiteral("application/x-kde-cutselection"), "1"}},
+            "");
+        row("files that were copied",
+            {{QStringLiteral("x-special/gnome-copied-files"), "copy\nfile:///a"}},
+            "x-special/gnome-copied-files");
+    }
+    void typesBecomeTargets() {
+        QFETCH(PasteboardContents, contents);
+        QFETCH(QString, targets);
+        QCOMPARE(targetsOf(PasteboardTypes::offers(contents)).join(u' '), targets);
+    }
+
+    void textIsOfferedInEachTargetsEncoding() {
+        const PasteboardContents latin({{PasteboardType::NSStringPboardType, "caf\xc3\xa9"}});
+        QCOMPARE(offered(latin, "UTF8_STRING"), QByteArray("caf\xc3\xa9"));
+        QCOMPARE(offered(latin, "text/plain"), QByteArray("caf\xc3\xa9"));
+        QCOMPARE(offered(latin, "STRING"), QByteArray("caf\xe9"));
+        QCOMPARE(offered(latin, "TEXT"), QByteArray("caf\xe9"));
+        for (const Offer &offer : PasteboardTypes::offers(latin)) {
+            if (offer.target == u"TEXT")
+                QCOMPARE(offer.type, QStringLiteral("STRING"));
+            else
+                QCOMPARE(offer.type, offer.target);
+        }
+        const PasteboardContents euro({{PasteboardType::NSStringPboardType, "\xe2\x82\xac"}});
+        QCOMPARE(offered(euro, "TEXT"), QByteArray("\xe2\x82\xac"));
+        QCOMPARE(PasteboardTypes::offers(euro).last().type, QStringLiteral("UTF8_STRING"));
+    }
+
+    void filesAreOfferedInBothForms() {
+        const PasteboardContents contents(
+            {{PasteboardType::NSFilenamesPboardType,
+              fileList({QStringLiteral("/tmp/a b#1%.png"), QStringLiteral("/ü")})}});
+        QCOMPARE(offered(contents, "text/uri-list"),
+                 QByteArray("file:///tmp/a%20b%231%25.png\r\nfile:///%C3%BC\r\n"));
+        QCOMPARE(offered(contents, "x-special/gnome-copied-files"),
+                 QByteArray("copy\nfile:///tmp/a%20b%231%25.png\nfile:///%C3%BC"));
+    }
+
+    void freshFilesWinOverStoredOnes() {
+        const PasteboardContents contents(
+            {{QStringLiteral("x-special/gnome-copied-files"), "copy\nfile:///old"},
+             {QStringLiteral("text/uri-list"), "file:///old"},
+             {PasteboardType::NSFilenamesPboardType, fileList({QStringLiteral("/new")})}});
+        QCOMPARE(offered(contents, "text/uri-list"), QByteArray("file:///new\r\n"));
+        QCOMPARE(offered(contents, "x-special/gnome-copied-files"),
+                 QByteArray("copy\nfile:///new"));
+    }
+
+    void urlIsOfferedWithItsTitle() {
+        const PasteboardContents contents(
+            {{PasteboardType::NSURLPboardType, urlBytes("http://a.org/%C3%BC")},
+             {PasteboardType::publicUrlName, "T\xc3\xaftle\nof it"}});
+        QCOMPARE(offered(contents, "text/uri-list"), QByteArray("http://a.org/%C3%BC\r\n"));
+        QCOMPARE(offered(contents, "text/x-moz-url"), utf16(u"http://a.org/%C3%BC\nTïtle of it"));
+        QCOMPARE(offered(contents, "UTF8_STRING"), QByteArray("http://a.org/%C3%BC"));
+    }
+
+    void theImageThatIsAPngWinsOverOneStoredAsTiff() {
+        const QByteArray other = png + "other";
+        const PasteboardContents contents(
+            {{PasteboardType::NSTIFFPboardType, other}, {PasteboardType::publicPng, png}});
+        QCOMPARE(offered(contents, "image/png"), png);
+        QCOMPARE(offered(contents, "image/tiff"), other);
+    }
+
+    void onlySoManyTargetsAreOffered() {
+        const auto offersOf = [](int count) {
+            PasteboardContents contents;
+            for (int index = 0; index < count; ++index)
+                contents.set(QStringLiteral("x.%1").arg(index), "x");
+            return PasteboardTypes::offers(contents).size();
+        };
+        QCOMPARE(offersOf(PasteboardTypes::maximumTargets - 1),
+                 PasteboardTypes::maximumTargets - 1);
+        QCOMPARE(offersOf(PasteboardTypes::maximumTargets), PasteboardTypes::maximumTargets);
+        QCOMPARE(offersOf(PasteboardTypes::maximumTargets + 1), PasteboardTypes::maximumTargets);
+    }
+
+    void longestNameIsOffered() {
+        const PasteboardContents contents({{QString(255, u'a'), "x"}});
+        QCOMPARE(PasteboardTypes::offers(contents).size(), 1);
+    }
+
+    void imagesAreKnownByTheirFirstBytes_data() {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<QString>("type");
+        QTest::newRow("PNG") << png << QStringLiteral("image/png");
+        QTest::newRow("JPEG") << jpeg << QStringLiteral("image/jpeg");
+        QTest::newRow("TIFF, little end first") << tiff << QStringLiteral("image/tiff");
+        QTest::newRow("TIFF, big end first")
+            << QByteArray("MM\0*\0\0\0\10", 8) << QStringLiteral("image/tiff");
+        QTest::newRow("GIF") << QByteArray("GIF89a") << QStringLiteral("image/gif");
+        QTest::newRow("WebP") << QByteArray("RIFF\1\2\3\4WEBPVP8 ") << QStringLiteral("image/webp");
+        QTest::newRow("BMP") << QByteArray("BM6") << QStringLiteral("image/bmp");
+        QTest::newRow("cut short") << png.first(7) << QString();
+        QTest::newRow("nothing") << QByteArray() << QString();
+    }
+    void imagesAreKnownByTheirFirstBytes() {
+        QFETCH(QByteArray, data);
+        QTEST(PasteboardTypes::imageTypeOf(data), "type");
+    }
+};
+
+QTEST_GUILESS_MAIN(PasteboardTypesTest)
+#include "tst_pasteboardtypes.moc"
