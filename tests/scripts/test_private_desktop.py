@@ -84,6 +84,11 @@ class PrivateDesktop(unittest.TestCase):
                 "--method", "org.freedesktop.DBus.ListNames"]
         unset = {"DBUS_SYSTEM_BUS_ADDRESS": ""}
         self.assertNotEqual(run(*call, environment=unset).returncode, 0)
+        inside = variables(run("env", environment=unset).stdout_text)
+        self.assertIn(os.path.dirname(inside["HOME"]), inside["DBUS_SYSTEM_BUS_ADDRESS"])
+        named = {"DBUS_SYSTEM_BUS_ADDRESS": "unix:path=/made/by/the/caller"}
+        inside = variables(run("env", environment=named).stdout_text)
+        self.assertEqual(inside["DBUS_SYSTEM_BUS_ADDRESS"], "unix:path=/made/by/the/caller")
         own = run("--system-bus", *call, environment=unset)
         self.assertEqual(own.stdout_text, "(['org.freedesktop.DBus', ':1.0'],)\n")
 
@@ -153,6 +158,14 @@ class PrivateDesktop(unittest.TestCase):
             self.assertIn("no private network", process.stderr_text)
             self.skipTest(process.stderr_text)
         self.assertIn(" lo\n('", process.stdout_text)
+
+    def test_a_private_network_leaves_the_displays_of_others_alone(self):
+        # There every number looks free, and the server takes over the socket file of its number.
+        process = run("--network", "sh", "-c", 'echo "${DISPLAY#:}"; ls /tmp/.X11-unix')
+        if process.returncode == SKIPPED:
+            self.skipTest(process.stderr_text)
+        number, *sockets = process.stdout_text.split()
+        self.assertEqual(sockets, ["X" + number])
 
     def test_a_program_that_is_missing_is_named(self):
         folder = os.path.join(os.environ.get("TMPDIR", "/tmp"), "no-programs-here")
