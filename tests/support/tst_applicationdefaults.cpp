@@ -1,0 +1,130 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "support/ApplicationDefaults.h"
+#include "tests/kit/ManualRunLoop.h"
+#include "tests/support/TestStores.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+const QString syncEnabled = QStringLiteral("syncEnabled");
+} // namespace
+
+class ApplicationDefaultsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void init() {
+        _session = std::make_unique<kit::UserSession>();
+        _agent = std::make_unique<kit::Process>(*_session);
+        _command = std::make_unique<kit::Process>(*_session);
+        _agent->observe(NSUserDefaultsDidChangeNotification);
+    }
+
+    void valuesLieInADomainOfTheirOwn() {
+        ApplicationDefaults defaults(_agent->environment);
+        defaults.start();
+        QCOMPARE(defaults.objectForKey(syncEnabled), std::nullopt);
+        QVERIFY(!defaults.boolForKey(syncEnabled));
+        defaults.setBoolForKey(true, syncEnabled);
+        QVERIFY(defaults.boolForKey(syncEnabled));
+        QCOMPARE(_session->database.copyMultiple(QStringLiteral("com.zendrik.ClipmuleSync"))
+                     .value(syncEnabled),
+                 PropertyList(true));
+        defaults.removeObjectForKey(syncEnabled);
+        QCOMPARE(defaults.objectForKey(syncEnabled), std::nullopt);
+    }
+
+    void storedValuesAreThereAfterTheStart() {
+        _session->database.setValue(ApplicationDefaults::identifier(), syncEnabled, false);
+        ApplicationDefaults defaults(_agent->environment);
+        QCOMPARE(defaults.objectForKey(syncEnabled), std::nullopt);
+        QCOMPARE(_session->database.readCount(), 0);
+        defaults.setBoolForKey(true, syncEnabled); // too early
+        QVERIFY(!defaults.synchronize());
+        defaults.start();
+        defaults.start();
+        QCOMPARE(defaults.objectForKey(syncEnabled), std::optional(PropertyList(false)));
+        QCOMPARE(_session->database.readCount(), 1);
+        QVERIFY(defaults.synchronize());
+    }
+
+    void aChangeIsAnnouncedOnceAndUnderItsOwnNameAlone() {
+        ApplicationDefaults defaults(_agent->environment);
+        defaults.start();
+        defaults.setBoolForKey(false, syncEnabled);
+        QCOMPARE(_agent->changes.notifications.size(), 1);
+        QCOMPARE(_agent->changes.notifications[0].name,
+                 QStringLiteral("NSUserDefaultsDidChangeNotification"));
+        QCOMPARE(_agent->changes.notifications[0].object.get(),
+                 static_cast<const Object *>(&defaults));
+        _runLoop.advance(1.0);
+        QCOMPARE(_agent->changes.notifications.size(), 1);
+    }
+
+    void anotherProgramsChangeArrives() {
+        ApplicationDefaults defaults(_agent->environment);
+        defaults.start();
+        const auto command = _command->open(ApplicationDefaults::identifier());
+        command->setBoolForKey(false, syncEnabled);
+        _runLoop.advance(0.04);
+        QCOMPARE(_agent->changes.notifications.size(), 0);
+        _runLoop.advance(0.02);
+        QCOMPARE(_agent->changes.notifications.size(), 1);
+        QCOMPARE(_agent->changes.notifications[0].name, NSUserDefaultsDidChangeNotification);
+        QCOMPARE(defaults.objectForKey(syncEnabled), std::optional(PropertyList(false)));
+    }
+
+    void theSharedDomainsFallbacksAreNotTheAgents() {
+        // Some bundle of the process has a "Defaults" file: the program's own does.
+        ZRKUserDefaults::Environment environment = _agent->environment;
+        environment.bundles = nullptr;
+        ApplicationDefaults defaults(environment);
+        defaults.start();
+        QCOMPARE(defaults.objectForKey(QStringLiteral("showStatus")), std::nullopt);
+        QVERIFY(ZRKUserDefaults::initWithIdentifier(QStringLiteral("any"), environment)
+                    ->objectForKey(QStringLiteral("showStatus")));
+    }
+
+    void withoutACentreOfItsOwnItSpeaksOnThePlatforms() {
+        ZRKUserDefaults::Environment environment = _agent->environment;
+        environment.localCenter = nullptr;
+        ApplicationDefaults defaults(environment);
+        defaults.start();
+        kit::ChangeLog log;
+        auto &center = ZRKNotificationCenter::platformDefault();
+        center.addObserver(&log, selector<&kit::ChangeLog::changed>("changed"),
+                           NSUserDefaultsDidChangeNotification);
+        center.addObserver(&log, selector<&kit::ChangeLog::changed>("changed"),
+                           ZRKUserDefaultsDidChangeNotification);
+        defaults.setBoolForKey(true, syncEnabled);
+        center.removeObserver(&log);
+        QCOMPARE(log.notifications.size(), 1);
+        QCOMPARE(log.notifications[0].name, NSUserDefaultsDidChangeNotification);
+    }
+
+    void theEndOfTheApplicationFlushes() {
+        ApplicationDefaults defaults(_agent->environment);
+        defaults.start();
+        defaults.setBoolForKey(true, syncEnabled);
+        ZRKNotificationCenter::platformDefault().postNotificationName(
+            NSApplicationWillTerminateNotification);
+        QCOMPARE(_session->database.synchronized(), QStringList{ApplicationDefaults::identifier()});
+    }
+
+private:
+    kit::ManualRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    std::unique_ptr<kit::UserSession> _session;
+    std::unique_ptr<kit::Process> _agent;
+    std::unique_ptr<kit::Process> _command;
+};
+
+QTEST_GUILESS_MAIN(ApplicationDefaultsTest)
+#include "tst_applicationdefaults.moc"
