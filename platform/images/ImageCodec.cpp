@@ -1,0 +1,120 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/images/ImageCodec.h"
+
+#include "platform/foundation/PlatformException.h"
+#include "platform/images/PngEncoder.h"
+
+#include <QBuffer>
+#include <QColorSpace>
+#include <QImageReader>
+#include <QImageWriter>
+#include <QPainter>
+
+#include <algorithm>
+#include <cmath>
+
+namespace clipmule::ImageCodec {
+
+namespace {
+
+[[noreturn]] void raise(const QString &reason) {
+    throw PlatformException(QStringLiteral("InvalidImage"), reason);
+}
+
+// Raster formats with a signature of their own, as far as their plugins are installed. Drawings
+// are no raster images, and formats without a signature are found in any garbage.
+bool isKnownFormat(const QByteArray &format) {
+    static const QList<QByteArray> formats{"avif", "bmp", "gif",  "heic", "heif", "icns", "ico",
+                                           "jp2",  "jpg", "jpeg", "jxl",  "png",  "tiff", "webp"};
+    return formats.contains(format);
+}
+
+bool isOpaque(const QImage &image) {
+    for (int y = 0; y < image.height(); ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+        QRgb common = 0xff000000;
+        for (int x = 0; x < image.width(); ++x)
+            common &= line[x];
+        if (qAlpha(common) != 0xff)
+            return false;
+    }
+    return true;
+}
+
+QImage onWhite(const QImage &image) {
+    if (!image.hasAlphaChannel())
+        return image;
+    QImage opaque(image.size(), QImage::Format_RGB32);
+    if (opaque.isNull())
+        raise(QStringLiteral("no memory for the image"));
+    opaque.fill(Qt::white);
+    opaque.setColorSpace(image.colorSpace());
+    QPainter(&opaque).drawImage(0, 0, image);
+    return opaque;
+}
+
+} // namespace
+
+std::optional<QImage> decode(const QByteArray &bytes) {
+    // Process-wide, and for formats that do not tell their size beforehand.
+    constexpr qint64 mebibyte = 1024 * 1024;
+    QImageReader::setAllocationLimit(int(largestDecoded / mebibyte));
+
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer);
+    if (!isKnownFormat(reader.format()))
+        return std::nullopt;
+    // Cameras turn the picture by a note in its header, which a re-encoded image does not carry.
+    reader.setAutoTransform(true);
+
+    const QSize size = reader.size();
+    constexpr qint64 bytesPerPixel = 4;
+    if (size.isValid() && qint64(size.width()) * size.height() > largestDecoded / bytesPerPixel) {
+        raise(QStringLiteral("an image of %1 x %2 pixels is too large")
+                  .arg(size.width())
+                  .arg(size.height()));
+    }
+    QImage image = reader.read();
+    if (image.isNull())
+        raise(reader.errorString());
+    if (!image.hasAlphaChannel()) {
+        image.convertTo(QImage::Format_RGB32);
+    } else {
+        image.convertTo(QImage::Format_ARGB32);
+        // Screenshots have an alpha channel that says nothing; without it they become smaller.
+        if (isOpaque(image))
+            image.reinterpretAsFormat(QImage::Format_RGB32);
+    }
+    if (image.isNull())
+        raise(QStringLiteral("no memory for the image"));
+    return image;
+}
+
+std::optional<QByteArray> png(const QImage &image, qsizetype largest) {
+    PngEncoder encoder(largest);
+    switch (encoder.encode(image)) {
+    case PngEncoder::Outcome::Complete:
+        return encoder.takeBytes();
+    case PngEncoder::Outcome::TooLarge:
+        return std::nullopt;
+    case PngEncoder::Outcome::Failed:
+        raise(QStringLiteral("the image cannot be written as PNG"));
+    }
+    Q_UNREACHABLE();
+}
+
+QByteArray jpeg(const QImage &image, double compressionFactor) {
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, "jpeg");
+    writer.setQuality(int(std::lround(std::clamp(compressionFactor, 0.0, 1.0) * 100)));
+    if (!writer.write(onWhite(image)))
+        raise(writer.errorString());
+    return buffer.data();
+}
+
+} // namespace clipmule::ImageCodec

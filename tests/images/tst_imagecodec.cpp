@@ -1,0 +1,343 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/PlatformException.h"
+#include "platform/images/ImageCodec.h"
+#include "platform/images/ImageSignature.h"
+
+#include <QBuffer>
+#include <QColorSpace>
+#include <QImageReader>
+#include <QImageWriter>
+#include <QRegularExpression>
+#include <QTest>
+#include <QtEndian>
+
+using namespace clipmule;
+
+namespace {
+
+// Every pixel another colour.
+QImage colourful(QSize size, QImage::Format format = QImage::Format_RGB32) {
+    QImage image(size, format);
+    for (int y = 0; y < size.height(); ++y) {
+        for (int x = 0; x < size.width(); ++x)
+            image.setPixelColor(x, y, QColor(x * 7 % 256, y * 11 % 256, (x + y) * 13 % 256));
+    }
+    return image;
+}
+
+// Cannot be compressed, the same on every run.
+QImage noise(QSize size) {
+    QImage image(size, QImage::Format_RGB32);
+    quint32 state = 1;
+    for (int y = 0; y < size.height(); ++y) {
+        for (int x = 0; x < size.width(); ++x) {
+            state = state * 1664525U + 1013904223U;
+            image.setPixel(x, y, 0xff000000U | (state >> 8U));
+        }
+    }
+    return image;
+}
+
+QByteArray encoded(const QImage &image, const char *format) {
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter(&buffer, format).write(image);
+    return buffer.data();
+}
+
+// A PNG that consists of its signature and a header for so many pixels.
+QByteArray pngHeader(quint32 width, quint32 height) {
+    QByteArray header("IHDR");
+    header.append(8, '\0');
+    qToBigEndian(width, header.data() + 4);
+    qToBigEndian(height, header.data() + 8);
+    header.append(QByteArray::fromHex("0802000000")); // 8 bits, RGB
+    quint32 check = 0xffffffffU;
+    for (const char byte : std::as_const(header)) {
+        check ^= quint8(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            check = (check >> 1U) ^ ((check & 1U) ? 0xedb88320U : 0U);
+    }
+    QByteArray bytes = QByteArray::fromHex("89504e470d0a1a0a 0000000d") + header;
+    bytes.append(4, '\0');
+    qToBigEndian(~check, bytes.data() + bytes.size() - 4);
+    return bytes;
+}
+
+QByteArray bmpHeader(qint32 width, qint32 height) {
+    QByteArray bytes("BM");
+    bytes.append(52, '\0');
+    bytes[10] = 54; // where the pixels begin
+    bytes[14] = 40; // size of the second header
+    qToLittleEndian(width, bytes.data() + 18);
+    qToLittleEndian(height, bytes.data() + 22);
+    bytes[26] = 1;
+    bytes[28] = 24; // bits a pixel
+    return bytes;
+}
+
+// The sizes in the first directory of a TIFF, replaced.
+QByteArray tiffClaiming(quint32 width, quint32 height) {
+    QByteArray bytes = encoded(colourful({8, 8}), "tiff");
+    const auto directory = qFromLittleEndian<quint32>(bytes.constData() + 4);
+    const int entries = qFromLittleEndian<quint16>(bytes.constData() + directory);
+    for (int i = 0; i < entries; ++i) {
+        char *const entry = bytes.data() + directory + 2 + i * 12;
+        const auto tag = qFromLittleEndian<quint16>(entry);
+        if (tag != 256 && tag != 257)
+            continue;
+        qToLittleEndian(quint16(4), entry + 2); // a 32-bit number
+        qToLittleEndian(tag == 256 ? width : height, entry + 8);
+    }
+    return bytes;
+}
+
+QByteArray gifHeader() {
+    // Screen and image of 65535 x 65535 pixels, and no data.
+    return QByteArray::fromHex("474946383961 ffffffff 00 00 00 2c 00000000 ffffffff 00 08 00");
+}
+
+} // namespace
+
+class ImageCodecTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void decodesEveryFormat_data();
+    void decodesEveryFormat();
+    void opaqueAlphaIsDropped();
+    void transparencyStays();
+    void photosAreTurnedUpright();
+    void whatIsNoRasterImageIsNothing_data();
+    void whatIsNoRasterImageIsNothing();
+    void imagesThatClaimTooMuchAreRefused_data();
+    void imagesThatClaimTooMuchAreRefused();
+    void largestSizeIsThePixelsThatFitIntoMemory();
+    void damagedImagesAreRefused_data();
+    void damagedImagesAreRefused();
+    void pngKeepsEveryPixel_data();
+    void pngKeepsEveryPixel();
+    void pngStopsAtTheLimit();
+    void pngKeepsTheColourSpace();
+    void pngOfAnotherFormatIsRefused();
+    void jpegOfTheGivenQuality();
+    void jpegIsOnWhite();
+    void jpegOfTooLongAnImageIsRefused();
+    void signatures();
+};
+
+void ImageCodecTest::init() {
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+}
+
+void ImageCodecTest::decodesEveryFormat_data() {
+    QTest::addColumn<QByteArray>("format");
+    for (const char *format : {"png", "jpeg", "tiff", "bmp", "webp", "ico"})
+        QTest::newRow(format) << QByteArray(format);
+}
+
+void ImageCodecTest::decodesEveryFormat() {
+    QFETCH(QByteArray, format);
+    QImage image({40, 30}, QImage::Format_RGB32);
+    image.fill(QColor(200, 100, 50));
+    const auto decoded = ImageCodec::decode(encoded(image, format.constData()));
+    QVERIFY(decoded);
+    QCOMPARE(decoded->size(), image.size());
+    QCOMPARE(decoded->format(), QImage::Format_RGB32);
+    const QColor colour = decoded->pixelColor(20, 15);
+    QVERIFY2(qAbs(colour.red() - 200) < 4 && qAbs(colour.green() - 100) < 4 &&
+                 qAbs(colour.blue() - 50) < 4,
+             qPrintable(colour.name()));
+}
+
+void ImageCodecTest::opaqueAlphaIsDropped() {
+    const QImage image = colourful({20, 20}, QImage::Format_ARGB32);
+    const auto decoded = ImageCodec::decode(encoded(image, "png"));
+    QVERIFY(decoded);
+    QCOMPARE(decoded->format(), QImage::Format_RGB32);
+    QCOMPARE(decoded->pixelColor(3, 4), image.pixelColor(3, 4));
+}
+
+void ImageCodecTest::transparencyStays() {
+    QImage image = colourful({20, 20}, QImage::Format_ARGB32);
+    // One pixel, the last.
+    image.setPixel(19, 19, qRgba(10, 20, 30, 254));
+    const auto decoded = ImageCodec::decode(encoded(image, "png"));
+    QVERIFY(decoded);
+    QCOMPARE(decoded->format(), QImage::Format_ARGB32);
+    QCOMPARE(decoded->pixel(19, 19), qRgba(10, 20, 30, 254));
+}
+
+void ImageCodecTest::photosAreTurnedUpright() {
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, "jpeg");
+    writer.setTransformation(QImageIOHandler::TransformationRotate90);
+    QVERIFY(writer.write(colourful({40, 20})));
+    const auto decoded = ImageCodec::decode(buffer.data());
+    QVERIFY(decoded);
+    QCOMPARE(decoded->size(), QSize(20, 40));
+}
+
+void ImageCodecTest::whatIsNoRasterImageIsNothing_data() {
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("text") << QByteArray("just some text");
+    QTest::newRow("zeros") << QByteArray(100, '\0');
+    QTest::newRow("drawing") << QByteArray(
+        "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>");
+    // Formats that a few plain words look like.
+    QTest::newRow("portable bitmap") << QByteArray("P1\n2 2\n0 1 1 0\n");
+    QTest::newRow("X bitmap") << encoded(colourful({8, 8}), "xbm");
+    QTest::newRow("document") << QByteArray("%PDF-1.4\n");
+}
+
+void ImageCodecTest::whatIsNoRasterImageIsNothing() {
+    QFETCH(QByteArray, bytes);
+    QVERIFY(!ImageCodec::decode(bytes));
+}
+
+void ImageCodecTest::imagesThatClaimTooMuchAreRefused_data() {
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::newRow("PNG, 60000 x 60000") << pngHeader(60000, 60000);
+    QTest::newRow("PNG, the most it can say") << pngHeader(0x7fffffff, 0x7fffffff);
+    QTest::newRow("PNG, one line") << pngHeader(1000000, 1000);
+    QTest::newRow("BMP") << bmpHeader(60000, 60000);
+    QTest::newRow("BMP, upside down") << bmpHeader(60000, -60000);
+    QTest::newRow("TIFF") << tiffClaiming(60000, 60000);
+    QTest::newRow("GIF") << gifHeader();
+}
+
+void ImageCodecTest::imagesThatClaimTooMuchAreRefused() {
+    QFETCH(QByteArray, bytes);
+    QVERIFY_EXCEPTION_THROWN((void)ImageCodec::decode(bytes), PlatformException);
+}
+
+// 256 MiB at 4 bytes a pixel are 8192 x 8192. The headers have no pixels behind them: what is
+// not refused for its size is refused for that, with another reason.
+void ImageCodecTest::largestSizeIsThePixelsThatFitIntoMemory() {
+    const auto reasonFor = [](quint32 width, quint32 height) {
+        try {
+            (void)ImageCodec::decode(bmpHeader(qint32(width), qint32(height)));
+        } catch (const PlatformException &exception) {
+            return exception.reason();
+        }
+        return QStringLiteral("none");
+    };
+    const QString tooLarge = QStringLiteral("an image of %1 x 8192 pixels is too large");
+    QVERIFY(reasonFor(8191, 8192) != tooLarge.arg(8191));
+    QVERIFY(reasonFor(8192, 8192) != tooLarge.arg(8192));
+    QCOMPARE(reasonFor(8193, 8192), tooLarge.arg(8193));
+}
+
+void ImageCodecTest::damagedImagesAreRefused_data() {
+    QTest::addColumn<QByteArray>("bytes");
+    for (const char *format : {"png", "tiff", "webp"}) {
+        const QByteArray bytes = encoded(noise({100, 100}), format);
+        QTest::addRow("%s, half", format) << bytes.first(bytes.size() / 2);
+    }
+    QTest::newRow("PNG, header only") << pngHeader(100, 100);
+    QTest::newRow("PNG, signature only") << QByteArray::fromHex("89504e470d0a1a0a");
+}
+
+void ImageCodecTest::damagedImagesAreRefused() {
+    QFETCH(QByteArray, bytes);
+    // This one's decoder says so itself.
+    if (bytes.startsWith("II"))
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Invalid pos")));
+    QVERIFY_EXCEPTION_THROWN((void)ImageCodec::decode(bytes), PlatformException);
+}
+
+void ImageCodecTest::pngKeepsEveryPixel_data() {
+    QTest::addColumn<QImage>("image");
+    QTest::newRow("opaque") << colourful({33, 17});
+    QTest::newRow("one pixel") << colourful({1, 1});
+    QImage transparent = colourful({33, 17}, QImage::Format_ARGB32);
+    for (int x = 0; x < 33; ++x)
+        transparent.setPixel(x, 5, qRgba(x, 2 * x, 3 * x, 7 * x));
+    QTest::newRow("transparent") << transparent;
+}
+
+void ImageCodecTest::pngKeepsEveryPixel() {
+    QFETCH(QImage, image);
+    const auto bytes = ImageCodec::png(image, 100'000);
+    QVERIFY(bytes);
+    QVERIFY(ImageSignature::isPng(*bytes));
+    QImage back;
+    QVERIFY(back.loadFromData(*bytes, "png"));
+    QCOMPARE(back.hasAlphaChannel(), image.hasAlphaChannel());
+    QCOMPARE(back.convertToFormat(image.format()), image);
+}
+
+void ImageCodecTest::pngStopsAtTheLimit() {
+    const QImage image = noise({200, 200});
+    const auto whole = ImageCodec::png(image, 1'000'000);
+    QVERIFY(whole);
+    // Three bytes a pixel that cannot be made fewer.
+    QVERIFY(whole->size() > 120'000);
+    QVERIFY(ImageCodec::png(image, whole->size() + 1));
+    QCOMPARE(ImageCodec::png(image, whole->size()), whole);
+    QVERIFY(!ImageCodec::png(image, whole->size() - 1));
+    QVERIFY(!ImageCodec::png(image, 0));
+}
+
+void ImageCodecTest::pngKeepsTheColourSpace() {
+    QImage image = colourful({10, 10});
+    image.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
+    const auto bytes = ImageCodec::png(image, 100'000);
+    QVERIFY(bytes);
+    QImage back;
+    QVERIFY(back.loadFromData(*bytes, "png"));
+    QCOMPARE(back.colorSpace(), image.colorSpace());
+}
+
+void ImageCodecTest::pngOfAnotherFormatIsRefused() {
+    QVERIFY_EXCEPTION_THROWN(
+        (void)ImageCodec::png(colourful({8, 8}, QImage::Format_RGB888), 100'000),
+        PlatformException);
+    QVERIFY_EXCEPTION_THROWN((void)ImageCodec::png(QImage(), 100'000), PlatformException);
+}
+
+void ImageCodecTest::jpegOfTheGivenQuality() {
+    const QImage image = noise({64, 64});
+    const QByteArray bytes = ImageCodec::jpeg(image, 0.9);
+    QVERIFY(ImageSignature::isJpeg(bytes));
+    QBuffer expected;
+    expected.open(QIODevice::WriteOnly);
+    QImageWriter writer(&expected, "jpeg");
+    writer.setQuality(90);
+    QVERIFY(writer.write(image));
+    QCOMPARE(bytes, expected.data());
+    QVERIFY(ImageCodec::jpeg(image, 0.5).size() < bytes.size());
+}
+
+void ImageCodecTest::jpegIsOnWhite() {
+    QImage image({16, 16}, QImage::Format_ARGB32);
+    image.fill(Qt::transparent);
+    QImage back;
+    QVERIFY(back.loadFromData(ImageCodec::jpeg(image, 0.9), "jpeg"));
+    QCOMPARE(back.pixelColor(8, 8), QColor(Qt::white));
+}
+
+void ImageCodecTest::jpegOfTooLongAnImageIsRefused() {
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(QStringLiteral("Maximum supported image dimension")));
+    QVERIFY_EXCEPTION_THROWN((void)ImageCodec::jpeg(QImage(65501, 1, QImage::Format_RGB32), 0.9),
+                             PlatformException);
+    QVERIFY_EXCEPTION_THROWN((void)ImageCodec::jpeg(QImage(), 0.9), PlatformException);
+}
+
+void ImageCodecTest::signatures() {
+    QVERIFY(ImageSignature::isJpeg(QByteArray::fromHex("ffd8ffe0")));
+    QVERIFY(ImageSignature::isJpeg(QByteArray::fromHex("ffd8ffe1")));
+    QVERIFY(!ImageSignature::isJpeg(QByteArray::fromHex("ffd8ffe2")));
+    QVERIFY(!ImageSignature::isJpeg(QByteArray::fromHex("ffd8ff")));
+    QVERIFY(ImageSignature::isPng(QByteArray::fromHex("89504e47")));
+    QVERIFY(!ImageSignature::isPng(QByteArray("PNG")));
+}
+
+QTEST_MAIN(ImageCodecTest)
+#include "tst_imagecodec.moc"
