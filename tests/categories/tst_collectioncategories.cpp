@@ -24,7 +24,7 @@ class CollectionCategoriesTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
+    void init();
     void emptyCollectionsHashToZero();
     void hashOfAListIsTheSumOfItsElements();
     void hashOfAListIgnoresTheOrder();
@@ -37,7 +37,7 @@ private Q_SLOTS:
     void firstObject();
 };
 
-void CollectionCategoriesTest::initTestCase() {
+void CollectionCategoriesTest::init() {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
 }
 

@@ -21,7 +21,7 @@ class HostCategoryTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
+    void init();
     void formOfTheAddress();
     void wiredBeforeWirelessBeforeTheRest();
     void firstInTheSystemsOrderOfOneKind();
@@ -30,7 +30,7 @@ private Q_SLOTS:
     void answerForThisMachine();
 };
 
-void HostCategoryTest::initTestCase() {
+void HostCategoryTest::init() {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
 }
 

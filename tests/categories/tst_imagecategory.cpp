@@ -23,7 +23,7 @@ class ImageCategoryTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
+    void init();
     void copyWithSizeHasExactlyThatSize();
     void copyWithSizeIsSmooth();
     void copyWithSizeKeepsTransparency();
@@ -33,7 +33,7 @@ private Q_SLOTS:
     void imageThatFitsIsCopiedUnscaled();
 };
 
-void ImageCategoryTest::initTestCase() {
+void ImageCategoryTest::init() {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
 }
 

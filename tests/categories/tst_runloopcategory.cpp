@@ -13,13 +13,13 @@ class RunLoopCategoryTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
+    void init();
     void pingRunsWhatIsDueWithoutWaiting();
     void waitRunsUntilTheTimeHasPassed();
     void waitingNoTimeRunsNothing();
 };
 
-void RunLoopCategoryTest::initTestCase() {
+void RunLoopCategoryTest::init() {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
 }
 

@@ -14,7 +14,7 @@ class StringCategoryTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
+    void init();
     void uuidHasTheStandardForm();
     void uuidsDiffer();
     void md5IsLowerCaseHexadecimal();
@@ -30,7 +30,7 @@ private Q_SLOTS:
     void newlineCharacterSet();
 };
 
-void StringCategoryTest::initTestCase() {
+void StringCategoryTest::init() {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
 }
 

@@ -24,7 +24,6 @@ class ClipTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
     void init();
     void cleanup();
     void newClip();
@@ -55,11 +54,8 @@ private:
     std::unique_ptr<RunLoop::Installation> _installation;
 };
 
-void ClipTest::initTestCase() {
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-}
-
 void ClipTest::init() {
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
     _runLoop = std::make_unique<kit::ManualRunLoop>();
     _runLoop->setWallClock(today);
     _installation = std::make_unique<RunLoop::Installation>(*_runLoop);

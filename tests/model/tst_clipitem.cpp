@@ -32,7 +32,7 @@ class ClipItemTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
+    void init();
     void newItem();
     void itemOfNativeDictionary();
     void idIsMadeOnceAndDroppedOnDemand();
@@ -72,7 +72,7 @@ private Q_SLOTS:
     void descriptionShowsTheParts();
 };
 
-void ClipItemTest::initTestCase() {
+void ClipItemTest::init() {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
 }
 

@@ -28,7 +28,6 @@ class ClipItemFilesTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
     void init();
     void cleanup();
     void pathsAreNamedAfterTheId();
@@ -52,11 +51,8 @@ private:
     std::unique_ptr<ClipboardStore::Installation> _storeInstallation;
 };
 
-void ClipItemFilesTest::initTestCase() {
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-}
-
 void ClipItemFilesTest::init() {
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
     _folder = std::make_unique<QTemporaryDir>();
     _runLoop = std::make_unique<kit::ManualRunLoop>();
     _runLoopInstallation = std::make_unique<RunLoop::Installation>(*_runLoop);

@@ -20,7 +20,7 @@ class DataFileTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
+    void init();
     void writesAndReplaces();
     void makesTheFolder();
     void failedWriteLeavesTheOldFile();
@@ -33,7 +33,7 @@ private Q_SLOTS:
     void usersStoreIsInTheDocumentsFolder();
 };
 
-void DataFileTest::initTestCase() {
+void DataFileTest::init() {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
 }
 
