@@ -1,0 +1,340 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/PlatformException.h"
+#include "tests/net/Recorder.h"
+
+#include <QTest>
+
+#include <stdexcept>
+
+using namespace clipmule;
+using kit::objectFrame;
+using kit::pingFrame;
+using kit::text;
+
+namespace {
+
+OutputObject fixedText(const char *string) {
+    return OutputObject::fixed(text(string));
+}
+
+/// Deeper than a property list may be.
+OutputObject unwritable() {
+    PropertyList value;
+    for (int level = 0; level <= PropertyListSerialization::maximumDepth; ++level)
+        value = PropertyList(PropertyList::List{value});
+    return OutputObject::fixed(value);
+}
+
+} // namespace
+
+class StreamHandlerOutputTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() {
+        _fixture.emplace();
+        kit::settle(_fixture->runLoop);
+    }
+    void cleanup() { _fixture.reset(); }
+
+    void writesAnObjectAsXmlInAFrame() {
+        QVERIFY(handler().outputObject(fixedText("hi")));
+        const QByteArray frame = connection().written();
+        QCOMPARE(frame.first(4), QByteArray::fromHex("004b525a"));
+        QCOMPARE(qFromLittleEndian<quint32>(frame.constData() + 4), quint32(frame.size() - 8));
+        QCOMPARE(frame.sliced(8), PropertyListSerialization::xml(text("hi")));
+        QCOMPARE(events(), QStringList{QStringLiteral("output hi")});
+        QCOMPARE(notifications().sent, 1);
+        QCOMPARE(notifications().sender, static_cast<const Object *>(&handler()));
+    }
+
+    void queuedObjectsGoOutInOnePass() {
+        _fixture.emplace();
+        // Not open yet: they wait.
+        QVERIFY(handler().outputObject(fixedText("1")));
+        QVERIFY(handler().outputObject(fixedText("2")));
+        QVERIFY(handler().outputObject(fixedText("3")));
+        QCOMPARE(connection().written(), QByteArray());
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(connection().written(),
+                 objectFrame(text("1")) + objectFrame(text("2")) + objectFrame(text("3")));
+        QCOMPARE(events(), (QStringList{QStringLiteral("output 1"), QStringLiteral("output 2"),
+                                        QStringLiteral("output 3")}));
+    }
+
+    void theWholeRestIsOfferedInEachWrite() {
+        const qsizetype size = objectFrame(text("hello")).size();
+        connection().setRoom(10);
+        QVERIFY(handler().outputObject(fixedText("hello")));
+        QCOMPARE(events(), QStringList());
+        QCOMPARE(notifications().sent, 1);
+        connection().setRoom(20);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events(), QStringList());
+        connection().setRoom(kit::MemoryConnection::unlimited);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(connection().offers(), (QList<qsizetype>{size, size - 10, size - 30}));
+        QCOMPARE(connection().written(), objectFrame(text("hello")));
+        QCOMPARE(events(), QStringList{QStringLiteral("output hello")});
+        QCOMPARE(notifications().sent, 3);
+    }
+
+    void aFullStreamIsLeftAlone() {
+        connection().setRoom(0);
+        QVERIFY(handler().outputObject(fixedText("hello")));
+        QVERIFY(handler().outputObject(fixedText("again")));
+        QCOMPARE(connection().offers().size(), 0);
+        QCOMPARE(notifications().sent, 0);
+        QVERIFY(kit::settle(_fixture->runLoop));
+    }
+
+    void aFrameEndingWhereTheRoomEndsIsComplete() {
+        connection().setRoom(objectFrame(text("hello")).size());
+        QVERIFY(handler().outputObject(fixedText("hello")));
+        QCOMPARE(events(), QStringList{QStringLiteral("output hello")});
+    }
+
+    void aPingOnAnIdleConnectionIsFourBytes() {
+        handler().ping();
+        QCOMPARE(connection().written(), QByteArray::fromHex("014b525a"));
+        QCOMPARE(notifications().sent, 0);
+        QCOMPARE(events(), QStringList());
+    }
+
+    void aPingIsDroppedWhenObjectsWait() {
+        connection().setRoom(10);
+        QVERIFY(handler().outputObject(fixedText("hello")));
+        handler().ping();
+        connection().setRoom(kit::MemoryConnection::unlimited);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(connection().written(), objectFrame(text("hello")));
+    }
+
+    void aPingWaitsForRoom() {
+        connection().setRoom(0);
+        handler().ping();
+        handler().ping();
+        QCOMPARE(connection().written(), QByteArray());
+        connection().setRoom(100);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(connection().written(), pingFrame);
+    }
+
+    void anObjectAfterAWaitingPingReplacesIt() {
+        connection().setRoom(0);
+        handler().ping();
+        QVERIFY(handler().outputObject(fixedText("hello")));
+        connection().setRoom(kit::MemoryConnection::unlimited);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(connection().written(), objectFrame(text("hello")));
+    }
+
+    // What the stream does not take of a ping is lost, as is the case on the other side.
+    void thePartOfAPingThatFitsNowhereIsNotSentLater() {
+        connection().setRoom(2);
+        handler().ping();
+        connection().setRoom(kit::MemoryConnection::unlimited);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(connection().written(), pingFrame.first(2));
+    }
+
+    void theTimerPingsAtTheHandlersInterval() {
+        const double interval = handler().pingInterval().count();
+        _fixture->runLoop.advance(interval - 0.01);
+        QCOMPARE(connection().takeWritten(), QByteArray());
+        _fixture->runLoop.advance(0.02);
+        QCOMPARE(connection().takeWritten(), pingFrame);
+        _fixture->runLoop.advance(interval * 2);
+        QCOMPARE(connection().takeWritten(), pingFrame + pingFrame);
+    }
+
+    void aWriteErrorClosesTheConnection() {
+        connection().breakOutput();
+        QVERIFY(handler().outputObject(fixedText("hello")));
+        QCOMPARE(events(), QStringList{QStringLiteral("closed")});
+        QVERIFY(connection().isClosed());
+        QVERIFY(!handler().outputObject(fixedText("again")));
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events(), QStringList{QStringLiteral("closed")});
+    }
+
+    void aWriteErrorOfAPingClosesTheConnection() {
+        connection().breakOutput();
+        handler().ping();
+        QCOMPARE(events(), QStringList{QStringLiteral("closed")});
+    }
+
+    void aWriteErrorAfterAWaitClosesTheConnection() {
+        connection().setRoom(10);
+        QVERIFY(handler().outputObject(fixedText("hello")));
+        connection().breakOutput();
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events(), QStringList{QStringLiteral("closed")});
+    }
+
+    void theDelegateMayQueueFromInsideTheOutputCallback() {
+        auto delegate = _fixture->recordingDelegate();
+        int left = 2;
+        delegate.streamHandlerDidOutputObject =
+            [&, record = delegate.streamHandlerDidOutputObject](ZRKStreamHandler &sender,
+                                                                const OutputObject &object) {
+                record(sender, object);
+                if (left-- > 0)
+                    sender.outputObject(fixedText("more"));
+                // Not from inside: one after the other.
+                events() += QStringLiteral("back");
+            };
+        handler().setDelegate(delegate);
+        QVERIFY(handler().outputObject(fixedText("first")));
+        QCOMPARE(connection().written(), objectFrame(text("first")) + objectFrame(text("more")) +
+                                             objectFrame(text("more")));
+        QCOMPARE(events(), (QStringList{QStringLiteral("output first"), QStringLiteral("back"),
+                                        QStringLiteral("output more"), QStringLiteral("back"),
+                                        QStringLiteral("output more"), QStringLiteral("back")}));
+    }
+
+    void anObserverMayQueueWhileAFrameIsHalfWritten() {
+        connection().setRoom(10);
+        notifications().onSend = [&] {
+            notifications().onSend = nullptr;
+            handler().outputObject(fixedText("second"));
+        };
+        QVERIFY(handler().outputObject(fixedText("first")));
+        connection().setRoom(kit::MemoryConnection::unlimited);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(connection().written(), objectFrame(text("first")) + objectFrame(text("second")));
+    }
+
+    void callbacksMayCloseOrLetGo_data() {
+        QTest::addColumn<QString>("where");
+        QTest::addColumn<QString>("what");
+        for (const char *where : {"DidSendData", "didOutputObject"}) {
+            for (const char *what : {"close", "let go"})
+                QTest::addRow("%s in %s", what, where)
+                    << QString::fromLatin1(where) << QString::fromLatin1(what);
+        }
+    }
+    void callbacksMayCloseOrLetGo() {
+        QFETCH(QString, where);
+        QFETCH(QString, what);
+        bool called = false;
+        const auto act = [&] {
+            called = true;
+            if (what == u"close")
+                _fixture->handler->close();
+            else
+                _fixture->handler.reset();
+        };
+        auto delegate = _fixture->recordingDelegate();
+        if (where == u"DidSendData")
+            notifications().onSend = act;
+        else
+            delegate.streamHandlerDidOutputObject = [=](ZRKStreamHandler &, const OutputObject &) {
+                act();
+            };
+        handler().setDelegate(delegate);
+        ZRKStreamHandler &raw = handler();
+        QVERIFY(raw.outputObject(fixedText("first")));
+        QVERIFY(called);
+        notifications().onSend = nullptr;
+        if (what == u"close") {
+            QVERIFY(!handler().isOpen());
+            QCOMPARE(events(), QStringList{QStringLiteral("closed")});
+        } else {
+            QVERIFY(connection().isClosed());
+        }
+        QCOMPARE(connection().written(), objectFrame(text("first")));
+    }
+
+    void aPlatformExceptionOfTheOutputCallbackIsIgnored() {
+        auto delegate = _fixture->recordingDelegate();
+        delegate.streamHandlerDidOutputObject = [](ZRKStreamHandler &, const OutputObject &) {
+            throw PlatformException(QStringLiteral("Test"), QStringLiteral("ignored"));
+        };
+        handler().setDelegate(delegate);
+        QVERIFY(handler().outputObject(fixedText("1")));
+        QVERIFY(handler().outputObject(fixedText("2")));
+        QCOMPARE(connection().written(), objectFrame(text("1")) + objectFrame(text("2")));
+    }
+
+    void anyOtherExceptionPassesOnAndTheObjectIsNotSentAgain() {
+        auto delegate = _fixture->recordingDelegate();
+        delegate.streamHandlerDidOutputObject = [](ZRKStreamHandler &, const OutputObject &) {
+            throw std::runtime_error("a bug");
+        };
+        handler().setDelegate(delegate);
+        QVERIFY_EXCEPTION_THROWN(handler().outputObject(fixedText("1")), std::runtime_error);
+        handler().setDelegate(_fixture->recordingDelegate());
+        QVERIFY(handler().outputObject(fixedText("2")));
+        QCOMPARE(connection().written(), objectFrame(text("1")) + objectFrame(text("2")));
+        QCOMPARE(events(), QStringList{QStringLiteral("output 2")});
+    }
+
+    void aLiveObjectIsReadWhenItsTurnComes() {
+        QString value = QStringLiteral("then");
+        connection().setRoom(10);
+        QVERIFY(handler().outputObject(fixedText("first")));
+        QVERIFY(handler().outputObject(OutputObject::live([&] { return PropertyList(value); })));
+        value = QStringLiteral("now");
+        connection().setRoom(kit::MemoryConnection::unlimited);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(connection().written(), objectFrame(text("first")) + objectFrame(text("now")));
+    }
+
+    void aFixedObjectIsSerialisedOnceForAllHandlers() {
+        kit::MemoryConnection secondConnection;
+        const auto second =
+            ZRKStreamHandler::initWithInputStreamOutputStream(secondConnection.takeStreams());
+        kit::settle(_fixture->runLoop);
+        const OutputObject object = fixedText("shared");
+        connection().setRoom(10);
+        secondConnection.setRoom(10);
+        handler().outputObject(object);
+        second->outputObject(object);
+        // Two handlers in the middle of the frame, and a third holder: the same bytes.
+        const QByteArray frame = object.frame();
+        QCOMPARE(frame.constData(), object.frame().constData());
+        QVERIFY(!frame.isDetached());
+        connection().setRoom(1000);
+        secondConnection.setRoom(1000);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(connection().written(), frame);
+        QCOMPARE(secondConnection.written(), frame);
+    }
+
+    void anUnwritableObjectLeavesTheQueueAndTheRestGoesOut() {
+        const QRegularExpression line(QStringLiteral("^ERROR ENCODING DATA .+"));
+        QTest::ignoreMessage(QtWarningMsg, line);
+        connection().setRoom(0);
+        QVERIFY(handler().outputObject(unwritable()));
+        QVERIFY(handler().outputObject(fixedText("next")));
+        connection().setRoom(kit::MemoryConnection::unlimited);
+        QVERIFY(kit::settle(_fixture->runLoop));
+        QCOMPARE(connection().written(), objectFrame(text("next")));
+        QCOMPARE(events(), (QStringList{QStringLiteral("dropped"), QStringLiteral("output next")}));
+        QVERIFY(handler().isOpen());
+    }
+
+    void aLiveValueMayCloseTheHandler() {
+        QVERIFY(handler().outputObject(OutputObject::live([this] {
+            handler().close();
+            return text("never written");
+        })));
+        QCOMPARE(connection().written(), QByteArray());
+        QCOMPARE(events(), QStringList{QStringLiteral("closed")});
+    }
+
+private:
+    ZRKStreamHandler &handler() { return *_fixture->handler; }
+    kit::MemoryConnection &connection() { return _fixture->connection; }
+    kit::DataNotifications &notifications() { return _fixture->notifications; }
+    QStringList &events() { return _fixture->events; }
+
+    std::optional<kit::HandlerFixture> _fixture;
+};
+
+QTEST_GUILESS_MAIN(StreamHandlerOutputTest)
+#include "tst_streamhandler_output.moc"
