@@ -1,0 +1,407 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tests/net/ClientFixture.h"
+
+#include <QTest>
+
+using namespace clipmule;
+using kit::ClientFixture;
+using kit::text;
+
+// Finding, connecting, losing and finding again; what is sent meanwhile has a test of its own.
+class NetServiceClientTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { _fixture.emplace(); }
+    void cleanup() { _fixture.reset(); }
+
+    void nothingHappensBeforeStart() {
+        _fixture->appear(phone);
+        QVERIFY(!backend().isWatched());
+        QVERIFY(client().services().isEmpty());
+        QVERIFY(!client().isConnected());
+    }
+
+    void findsResolvesAndConnects() {
+        client().start();
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(backend().browsedTypes(), QStringList{ClientFixture::type});
+        _fixture->appear(phone);
+        QCOMPARE(events(), QStringList{QStringLiteral("open A Phone")});
+        QVERIFY(client().isConnected());
+        QCOMPARE(client().services().size(), 1);
+        QCOMPARE(client().services()[0]->name(), phone);
+        QCOMPARE(backend().connections().size(), 1);
+        QCOMPARE(backend().connections()[0].endpoints.size(), 1);
+        QCOMPARE(backend().connections()[0].endpoints[0].port, quint16(4711));
+        QVERIFY(_fixture->connection().isOpen());
+    }
+
+    void startTwiceBrowsesOnce() {
+        client().start();
+        client().start();
+        _fixture->appear(phone);
+        QCOMPARE(backend().browsedTypes().size(), 1);
+        QCOMPARE(events().size(), 1);
+    }
+
+    void objectsArePassedUpWithTheirService() {
+        _fixture->connectOne();
+        _fixture->connection().feed(kit::objectFrame(text("hello")));
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events(), QStringList{QStringLiteral("A Phone sent hello")});
+    }
+
+    void aServiceOfAnotherNameIsIgnored() {
+        _fixture.emplace(QString(phone));
+        client().start();
+        _fixture->appear(QStringLiteral("Another Phone"));
+        _fixture->appear(QStringLiteral("a phone"));
+        QVERIFY(client().services().isEmpty());
+        QCOMPARE(events(), QStringList());
+        _fixture->appear(phone);
+        QCOMPARE(events(), QStringList{QStringLiteral("open A Phone")});
+        events().clear();
+        _fixture->vanish(QStringLiteral("Another Phone"));
+        QCOMPARE(events(), QStringList());
+        _fixture->vanish(phone);
+        QCOMPARE(events(), QStringList{QStringLiteral("close A Phone")});
+    }
+
+    void withoutANameEveryServiceIsUsed() {
+        client().start();
+        _fixture->appear(phone);
+        _fixture->appear(QStringLiteral("Another Phone"));
+        QCOMPARE(client().services().size(), 2);
+        QCOMPARE(events(), (QStringList{QStringLiteral("open A Phone"),
+                                        QStringLiteral("open Another Phone")}));
+    }
+
+    void theDelegateMayRefuseAService() {
+        auto delegate = _fixture->recordingDelegate();
+        delegate.clientShouldResolve = [](NetService &service) { return service.name() != phone; };
+        client().setDelegate(delegate);
+        client().start();
+        _fixture->appear(phone);
+        QVERIFY(client().services().isEmpty());
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 0);
+        // Without a name to go by, its removal is reported all the same.
+        _fixture->vanish(phone);
+        QCOMPARE(events(), QStringList{QStringLiteral("close A Phone")});
+    }
+
+    void theSameServiceFoundTwiceIsListedOnce() {
+        _fixture->connectOne();
+        backend().reportAgain(ClientFixture::service(phone));
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(client().services().size(), 1);
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 1);
+        QCOMPARE(events(), QStringList());
+    }
+
+    void aRemovedServiceIsClosedAndReported() {
+        _fixture->connectOne();
+        _fixture->vanish(phone);
+        QCOMPARE(events(), QStringList{QStringLiteral("close A Phone")});
+        QVERIFY(_fixture->connection().isClosed());
+        QVERIFY(client().services().isEmpty());
+        QVERIFY(!client().isConnected());
+        // Not tried again, until it is found again, as for the first time.
+        _fixture->runLoop.advance(200.0);
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 1);
+        events().clear();
+        _fixture->appear(phone);
+        QCOMPARE(events(), QStringList{QStringLiteral("open A Phone")});
+    }
+
+    void aServiceRemovedWhileItIsLookedForIsNotConnected() {
+        client().start();
+        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Never);
+        _fixture->appear(phone);
+        QCOMPARE(backend().resolving().size(), 1);
+        _fixture->vanish(phone);
+        QCOMPARE(backend().resolving().size(), 0);
+        QCOMPARE(events(), QStringList{QStringLiteral("close A Phone")});
+    }
+
+    void aDroppedConnectionIsMadeAgainAfterFiveSeconds() {
+        _fixture->connectOne();
+        _fixture->connection().end();
+        kit::settle(_fixture->runLoop);
+        QVERIFY(!client().isConnected());
+        // The service is still there: nobody is told.
+        QCOMPARE(events(), QStringList());
+        QCOMPARE(client().services().size(), 1);
+        _fixture->runLoop.advance(4.9);
+        QVERIFY(!client().isConnected());
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 1);
+        _fixture->runLoop.advance(0.2);
+        kit::settle(_fixture->runLoop);
+        // Looked for afresh.
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 2);
+        QVERIFY(client().isConnected());
+        QCOMPARE(events(), QStringList{QStringLiteral("reconnect A Phone")});
+    }
+
+    void aServiceThatMovedIsFoundAtItsNewPlace() {
+        _fixture->connectOne();
+        backend().appear(ClientFixture::service(phone),
+                         {{QHostAddress(QStringLiteral("::1")), 815}});
+        _fixture->dropAndReconnect();
+        QCOMPARE(backend().connections().size(), 2);
+        QCOMPARE(backend().connections()[1].endpoints[0].port, quint16(815));
+    }
+
+    void twoDropsInARowReconnectOnce() {
+        client().start();
+        _fixture->appear(phone);
+        _fixture->appear(QStringLiteral("Another Phone"));
+        _fixture->connections[0]->end();
+        kit::settle(_fixture->runLoop);
+        _fixture->runLoop.advance(3.0);
+        _fixture->connections[1]->end();
+        kit::settle(_fixture->runLoop);
+        // The request that was pending is replaced.
+        _fixture->runLoop.advance(4.9);
+        QVERIFY(!client().isConnected());
+        _fixture->runLoop.advance(0.2);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(_fixture->connections.size(), size_t(4));
+    }
+
+    void aFailedResolveIsTriedAgainEverySixtySeconds() {
+        client().start();
+        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Never);
+        _fixture->appear(phone);
+        QCOMPARE(backend().resolving().size(), 1);
+        _fixture->runLoop.advance(9.9);
+        QCOMPARE(backend().resolving().size(), 1);
+        _fixture->runLoop.advance(0.2);
+        QCOMPARE(backend().resolving().size(), 0);
+        QVERIFY(!client().isConnected());
+        _fixture->runLoop.advance(49.8);
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 1);
+        _fixture->runLoop.advance(0.2);
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 2);
+        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Normal);
+        kit::settle(_fixture->runLoop);
+        // Its first connection still.
+        QCOMPARE(events(), QStringList{QStringLiteral("open A Phone")});
+    }
+
+    void aServiceThatIsBeingLookedForIsNotLookedForTwice() {
+        client().start();
+        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Never);
+        _fixture->appear(phone);
+        client().reconnect();
+        client().reconnect();
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 1);
+    }
+
+    void aConnectedServiceIsNotLookedForAgain() {
+        _fixture->connectOne();
+        client().reconnect();
+        _fixture->runLoop.advance(120.0);
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 1);
+    }
+
+    void withoutStreamsItIsTriedAgain() {
+        _fixture->noStreams = true;
+        client().start();
+        QTest::ignoreMessage(QtWarningMsg, "FAILED TO GET STREAM");
+        _fixture->appear(phone);
+        QCOMPARE(events(), QStringList());
+        QVERIFY(!client().isConnected());
+        _fixture->noStreams = false;
+        _fixture->runLoop.advance(ZRKNetServiceClient::reconnectInterval);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events(), QStringList{QStringLiteral("open A Phone")});
+    }
+
+    // The phone is found but does not answer: a connection that fails to open counts as one.
+    void aConnectionThatFailsToOpenIsMadeAgain() {
+        _fixture->holdConnections = true;
+        client().start();
+        _fixture->appear(phone);
+        QCOMPARE(events(), QStringList{QStringLiteral("open A Phone")});
+        _fixture->connection().fail();
+        kit::settle(_fixture->runLoop);
+        QVERIFY(!client().isConnected());
+        _fixture->runLoop.advance(ZRKNetServiceClient::reconnectDelay);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(_fixture->connections.size(), size_t(2));
+    }
+
+    void stopTellsNobodyAndEndsEverything() {
+        _fixture->connectOne();
+        _fixture->appear(QStringLiteral("Another Phone"));
+        events().clear();
+        client().stop();
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events(), QStringList());
+        QVERIFY(_fixture->connections[0]->isClosed());
+        QVERIFY(_fixture->connections[1]->isClosed());
+        QVERIFY(client().services().isEmpty());
+        QVERIFY(!client().isConnected());
+        QVERIFY(backend().browsedTypes().isEmpty());
+        _fixture->vanish(phone);
+        _fixture->runLoop.advance(200.0);
+        QCOMPARE(events(), QStringList());
+        QCOMPARE(_fixture->runLoop.pendingCount(), 0);
+    }
+
+    void aDelayedReconnectAfterStopDoesNothing() {
+        _fixture->connectOne();
+        _fixture->connection().end();
+        kit::settle(_fixture->runLoop);
+        client().stop();
+        _fixture->runLoop.advance(20.0);
+        client().reconnect();
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(_fixture->connections.size(), size_t(1));
+    }
+
+    void destructionStops() {
+        _fixture->connectOne();
+        _fixture->client.reset();
+        kit::settle(_fixture->runLoop);
+        QVERIFY(_fixture->connection().isClosed());
+        QVERIFY(backend().browsedTypes().isEmpty());
+        QCOMPARE(events(), QStringList());
+        QCOMPARE(_fixture->runLoop.pendingCount(), 0);
+    }
+
+    void startsAgainAfterStop() {
+        _fixture->connectOne();
+        client().stop();
+        client().start();
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events(), QStringList{QStringLiteral("open A Phone")});
+    }
+
+    void txtRecordsAreWatchedOnlyForADelegateThatWantsThem() {
+        _fixture->connectOne();
+        QVERIFY(backend().watchedTxtRecords().isEmpty());
+        QStringList names;
+        auto delegate = _fixture->recordingDelegate();
+        delegate.clientServiceDidUpdateServiceDictionary =
+            [&](NetService &service, const std::optional<ServiceDictionary> &dictionary) {
+                const PropertyList *name = find(*dictionary, QStringLiteral("n"));
+                names += service.name() + u' ' + (name ? name->string() : QStringLiteral("-"));
+            };
+        // Also for the services that are known already.
+        client().setDelegate(delegate);
+        QCOMPARE(backend().watchedTxtRecords().size(), 1);
+        _fixture->appear(QStringLiteral("B"));
+        QCOMPARE(backend().watchedTxtRecords().size(), 2);
+        backend().changeTxtRecord(ClientFixture::service(phone), QByteArrayLiteral("\x03n=x"));
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(names, (QStringList{QStringLiteral("A Phone -"), QStringLiteral("B -"),
+                                     QStringLiteral("A Phone x")}));
+        client().stop();
+        QVERIFY(backend().watchedTxtRecords().isEmpty());
+    }
+
+    void anUnreadableTxtRecordIsNoDictionary() {
+        std::optional<ServiceDictionary> last = ServiceDictionary();
+        auto delegate = _fixture->recordingDelegate();
+        delegate.clientServiceDidUpdateServiceDictionary =
+            [&](NetService &, const std::optional<ServiceDictionary> &dictionary) {
+                last = dictionary;
+            };
+        client().setDelegate(delegate);
+        _fixture->connectOne();
+        QVERIFY(last && last->isEmpty());
+        backend().changeTxtRecord(ClientFixture::service(phone), QByteArray());
+        kit::settle(_fixture->runLoop);
+        QVERIFY(!last);
+    }
+
+    void callbacksMayStopTheClientOrLetGoOfIt_data() {
+        QTest::addColumn<QString>("where");
+        QTest::addColumn<QString>("what");
+        for (const char *where :
+             {"should resolve", "open", "reconnect", "close", "receive", "output", "dictionary"}) {
+            for (const char *what : {"stop", "let go", "start anew"})
+                QTest::addRow("%s in %s", what, where)
+                    << QString::fromLatin1(where) << QString::fromLatin1(what);
+        }
+    }
+    void callbacksMayStopTheClientOrLetGoOfIt() {
+        QFETCH(QString, where);
+        QFETCH(QString, what);
+        bool called = false;
+        const auto act = [&] {
+            if (std::exchange(called, true))
+                return;
+            if (what == u"let go") {
+                _fixture->client.reset();
+                return;
+            }
+            client().stop();
+            if (what == u"start anew")
+                client().start();
+        };
+        ZRKNetServiceClient::Delegate delegate;
+        if (where == u"should resolve")
+            delegate.clientShouldResolve = [=](NetService &) {
+                act();
+                return true;
+            };
+        if (where == u"open")
+            delegate.clientServiceDidOpen = [=](NetService &) { act(); };
+        if (where == u"reconnect")
+            delegate.clientServiceDidReconnect = [=](NetService &) { act(); };
+        if (where == u"close")
+            delegate.clientServiceDidClose = [=](NetService &) { act(); };
+        if (where == u"receive")
+            delegate.clientServiceDidReceiveObject = [=](NetService &, const PropertyList &) {
+                act();
+            };
+        if (where == u"output")
+            delegate.clientServiceDidOutputObject = [=](NetService &, const OutputObject &) {
+                act();
+            };
+        if (where == u"dictionary")
+            delegate.clientServiceDidUpdateServiceDictionary =
+                [=](NetService &, const std::optional<ServiceDictionary> &) { act(); };
+        client().setDelegate(delegate);
+        client().start();
+        _fixture->appear(phone);
+        if (where == u"reconnect")
+            _fixture->dropAndReconnect();
+        if (where == u"close")
+            _fixture->vanish(phone);
+        if (where == u"receive") {
+            _fixture->connection().feed(kit::objectFrame(text("x")) + kit::objectFrame(text("y")));
+            kit::settle(_fixture->runLoop);
+        }
+        if (where == u"output")
+            _fixture->send("x");
+        QVERIFY(called);
+        kit::settle(_fixture->runLoop);
+        if (what == u"start anew") {
+            QCOMPARE(client().services().size(), where == u"close" ? 0 : 1);
+            QCOMPARE(client().isConnected(), where != u"close");
+        } else {
+            for (const auto &connection : _fixture->connections)
+                QVERIFY(connection->isClosed());
+            QVERIFY(backend().browsedTypes().isEmpty());
+        }
+    }
+
+private:
+    inline static const QString phone = ClientFixture::phone;
+
+    ZRKNetServiceClient &client() { return *_fixture->client; }
+    dnssd::FakeBackend &backend() { return _fixture->backend; }
+    QStringList &events() { return _fixture->events; }
+
+    std::optional<ClientFixture> _fixture;
+};
+
+QTEST_GUILESS_MAIN(NetServiceClientTest)
+#include "tst_netserviceclient.moc"

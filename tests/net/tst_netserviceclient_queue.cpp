@@ -1,0 +1,269 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tests/net/ClientFixture.h"
+
+#include <QTest>
+
+using namespace clipmule;
+using kit::ClientFixture;
+using kit::objectFrame;
+using kit::text;
+
+// What becomes of objects between being given to the client and being written.
+class NetServiceClientQueueTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { _fixture.emplace(); }
+    void cleanup() { _fixture.reset(); }
+
+    void aClientThatDoesNotRunTakesNothing() {
+        QVERIFY(!_fixture->send("early"));
+        _fixture->connectOne();
+        const auto service = client().services()[0];
+        client().stop();
+        QVERIFY(!_fixture->send("late"));
+        QVERIFY(!client().outputObjectForNetService(OutputObject::fixed(text("late")), *service));
+    }
+
+    void withoutAServiceItIsFalse() {
+        client().start();
+        QVERIFY(!_fixture->send("to nobody"));
+    }
+
+    void withAConnectionItIsWritten() {
+        _fixture->connectOne();
+        QVERIFY(_fixture->send("hello"));
+        QCOMPARE(_fixture->connection().written(), objectFrame(text("hello")));
+        QCOMPARE(events(), QStringList{QStringLiteral("A Phone got hello")});
+    }
+
+    void everyServiceGetsIt() {
+        client().start();
+        _fixture->appear(phone);
+        _fixture->appear(QStringLiteral("B"));
+        QVERIFY(_fixture->send("to all"));
+        QCOMPARE(_fixture->connections[0]->written(), objectFrame(text("to all")));
+        QCOMPARE(_fixture->connections[1]->written(), objectFrame(text("to all")));
+    }
+
+    void oneServiceCanBeChosen() {
+        client().start();
+        _fixture->appear(phone);
+        _fixture->appear(QStringLiteral("B"));
+        QVERIFY(client().outputObjectForNetService(OutputObject::fixed(text("to B")),
+                                                   *client().services()[1]));
+        QCOMPARE(_fixture->connections[0]->written(), QByteArray());
+        QCOMPARE(_fixture->connections[1]->written(), objectFrame(text("to B")));
+    }
+
+    void withAServiceButNoConnectionItWaits() {
+        _fixture->connectOne();
+        _fixture->connection().end();
+        kit::settle(_fixture->runLoop);
+        QVERIFY(_fixture->send("patient"));
+        _fixture->runLoop.advance(ZRKNetServiceClient::reconnectDelay);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(_fixture->connection().written(), objectFrame(text("patient")));
+    }
+
+    // The order of events at the first connection: the delegate is told first, and what waited
+    // from before goes out with the next connection.
+    void whatWaitedForTheFirstConnectionGoesOutWithTheSecond() {
+        client().start();
+        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Never);
+        _fixture->appear(phone);
+        QVERIFY(_fixture->send("early"));
+        auto delegate = _fixture->recordingDelegate();
+        delegate.clientServiceDidOpen = [this](NetService &) {
+            events() += QStringLiteral("open");
+            QVERIFY(client().isConnected());
+            _fixture->send("from open");
+        };
+        client().setDelegate(delegate);
+        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Normal);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(_fixture->connection().written(), objectFrame(text("from open")));
+        QCOMPARE(events(),
+                 (QStringList{QStringLiteral("open"), QStringLiteral("A Phone got from open")}));
+        events().clear();
+        _fixture->dropAndReconnect();
+        QCOMPARE(_fixture->connection().written(), objectFrame(text("early")));
+        QCOMPARE(events(), (QStringList{QStringLiteral("reconnect A Phone"),
+                                        QStringLiteral("A Phone got early")}));
+    }
+
+    void whatWasNotWrittenIsSentAgainInOrder() {
+        _fixture->connectOne();
+        const qsizetype room = objectFrame(text("written")).size() + 10;
+        _fixture->connection().setRoom(room);
+        for (const char *string : {"written", "half", "third", "fourth"})
+            QVERIFY(_fixture->send(string));
+        QCOMPARE(events(), QStringList{QStringLiteral("A Phone got written")});
+        QCOMPARE(_fixture->connection().written().size(), room);
+        _fixture->dropAndReconnect();
+        QCOMPARE(_fixture->connection().written(), objectFrame(text("half")) +
+                                                       objectFrame(text("third")) +
+                                                       objectFrame(text("fourth")));
+        // Written once is written for good.
+        _fixture->dropAndReconnect();
+        QCOMPARE(_fixture->connection().written(), QByteArray());
+    }
+
+    void theQueueIsHandedOverBeforeTheReconnectionIsReported() {
+        _fixture->connectOne();
+        _fixture->connection().setRoom(0);
+        QVERIFY(_fixture->send("waiting"));
+        auto delegate = _fixture->recordingDelegate();
+        delegate.clientServiceDidReconnect = [this](NetService &) { _fixture->send("after"); };
+        client().setDelegate(delegate);
+        _fixture->dropAndReconnect();
+        QCOMPARE(_fixture->connection().written(),
+                 objectFrame(text("waiting")) + objectFrame(text("after")));
+    }
+
+    // Equal objects leave the queue together, also the one that was not written yet.
+    void equalObjectsLeaveTheQueueTogether() {
+        _fixture->connectOne();
+        _fixture->connection().setRoom(objectFrame(text("same")).size());
+        QVERIFY(_fixture->send("same"));
+        QVERIFY(_fixture->send("other"));
+        QVERIFY(_fixture->send("same"));
+        QCOMPARE(events(), QStringList{QStringLiteral("A Phone got same")});
+        events().clear();
+        // The second "same" was queued after the first had left.
+        _fixture->dropAndReconnect();
+        QCOMPARE(_fixture->connection().written(),
+                 objectFrame(text("other")) + objectFrame(text("same")));
+        events().clear();
+        _fixture->connection().setRoom(0);
+        QVERIFY(_fixture->send("same"));
+        QVERIFY(_fixture->send("other"));
+        QVERIFY(_fixture->send("same"));
+        _fixture->connection().setRoom(objectFrame(text("same")).size());
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events(), QStringList{QStringLiteral("A Phone got same")});
+        _fixture->dropAndReconnect();
+        QCOMPARE(_fixture->connection().written(), objectFrame(text("other")));
+    }
+
+    void theDelegateIsToldAfterTheObjectHasLeftTheQueue() {
+        _fixture->connectOne();
+        auto delegate = _fixture->recordingDelegate();
+        delegate.clientServiceDidOutputObject = [this](NetService &, const OutputObject &object) {
+            // The connection ends now: sent again would be what is in the queue.
+            events() += object.value().string();
+            _fixture->connection().end();
+        };
+        client().setDelegate(delegate);
+        QVERIFY(_fixture->send("once"));
+        kit::settle(_fixture->runLoop);
+        _fixture->runLoop.advance(ZRKNetServiceClient::reconnectDelay);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events(),
+                 (QStringList{QStringLiteral("once"), QStringLiteral("reconnect A Phone")}));
+        QCOMPARE(_fixture->connection().written(), QByteArray());
+    }
+
+    void aLiveObjectGoesOutAsItStandsThen() {
+        QString value = QStringLiteral("then");
+        _fixture->connectOne();
+        _fixture->connection().end();
+        kit::settle(_fixture->runLoop);
+        QVERIFY(client().outputObject(OutputObject::live([&] { return PropertyList(value); })));
+        value = QStringLiteral("now");
+        _fixture->runLoop.advance(ZRKNetServiceClient::reconnectDelay);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(_fixture->connection().written(), objectFrame(text("now")));
+    }
+
+    void theQueueHasNoLimit() {
+        _fixture->connectOne();
+        _fixture->connection().end();
+        kit::settle(_fixture->runLoop);
+        QByteArray expected;
+        for (int i = 0; i < 2000; ++i) {
+            const QByteArray string = QByteArray::number(i);
+            QVERIFY(_fixture->send(string.constData()));
+            expected += objectFrame(text(string.constData()));
+        }
+        _fixture->runLoop.advance(ZRKNetServiceClient::reconnectDelay);
+        kit::settle(_fixture->runLoop);
+        QVERIFY(_fixture->connection().written() == expected);
+    }
+
+    void removalDropsTheQueue() {
+        _fixture->connectOne();
+        _fixture->connection().setRoom(0);
+        QVERIFY(_fixture->send("lost"));
+        _fixture->vanish(phone);
+        _fixture->appear(phone);
+        _fixture->dropAndReconnect();
+        QCOMPARE(_fixture->connection().written(), QByteArray());
+    }
+
+    void stopDropsTheQueue() {
+        _fixture->connectOne();
+        _fixture->connection().setRoom(0);
+        QVERIFY(_fixture->send("lost"));
+        client().stop();
+        client().start();
+        kit::settle(_fixture->runLoop);
+        _fixture->dropAndReconnect();
+        QCOMPARE(_fixture->connection().written(), QByteArray());
+    }
+
+    void aWriteErrorKeepsTheObjectForTheNextConnection() {
+        _fixture->connectOne();
+        _fixture->connection().breakOutput();
+        QVERIFY(_fixture->send("again"));
+        QVERIFY(!client().isConnected());
+        _fixture->runLoop.advance(ZRKNetServiceClient::reconnectDelay);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(_fixture->connection().written(), objectFrame(text("again")));
+    }
+
+    // An object that no connection can write is not carried from one to the next for ever.
+    void anUnwritableObjectLeavesTheQueue() {
+        PropertyList deep;
+        for (int level = 0; level <= PropertyListSerialization::maximumDepth; ++level)
+            deep = PropertyList(PropertyList::List{deep});
+        _fixture->connectOne();
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression(QStringLiteral("^ERROR ENCODING DATA .+")));
+        QVERIFY(client().outputObject(OutputObject::fixed(deep)));
+        QVERIFY(_fixture->send("next"));
+        QCOMPARE(_fixture->connection().written(), objectFrame(text("next")));
+        _fixture->dropAndReconnect();
+        QCOMPARE(_fixture->connection().written(), QByteArray());
+    }
+
+    void phonesAreServedApart() {
+        client().start();
+        _fixture->appear(phone);
+        _fixture->appear(QStringLiteral("B"));
+        _fixture->connections[0]->setRoom(0);
+        QVERIFY(_fixture->send("for both"));
+        QCOMPARE(_fixture->connections[1]->written(), objectFrame(text("for both")));
+        // The first phone sends garbage, then nothing: the second one is served on.
+        _fixture->connections[0]->feed(QByteArray(100000, 'g'));
+        kit::settle(_fixture->runLoop);
+        QVERIFY(_fixture->send("more"));
+        QCOMPARE(_fixture->connections[1]->takeWritten(),
+                 objectFrame(text("for both")) + objectFrame(text("more")));
+    }
+
+private:
+    inline static const QString phone = ClientFixture::phone;
+
+    ZRKNetServiceClient &client() { return *_fixture->client; }
+    dnssd::FakeBackend &backend() { return _fixture->backend; }
+    QStringList &events() { return _fixture->events; }
+
+    std::optional<ClientFixture> _fixture;
+};
+
+QTEST_GUILESS_MAIN(NetServiceClientQueueTest)
+#include "tst_netserviceclient_queue.moc"
