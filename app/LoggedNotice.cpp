@@ -7,6 +7,8 @@
 
 namespace clipmule {
 
-void LoggedNotice::displayMessage(const QString &text) { qCInfo(logApp).noquote() << text; }
+void LoggedNotice::displayMessage(const QString &text) {
+    qCInfo(logApp).noquote() << text;
+}
 
 } // namespace clipmule

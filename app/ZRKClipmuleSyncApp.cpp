@@ -7,6 +7,12 @@
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKPowerNotificationCenter.h"
 
+#include <QDir>
+#include <QSet>
+
+#include <algorithm>
+#include <utility>
+
 namespace clipmule {
 
 Q_LOGGING_CATEGORY(logApp, "clipmule.app")

@@ -3,12 +3,12 @@
 
 #pragma once
 
-#include "platform/desktop/SessionPrograms.h"
 #include "app/Updater.h"
 #include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
 #include "net/OutputObject.h"
 #include "net/ZRKNetServiceClient.h"
+#include "platform/desktop/SessionPrograms.h"
 #include "platform/dnssd/NetService.h"
 #include "platform/foundation/Bundle.h"
 #include "platform/foundation/Object.h"

@@ -6,6 +6,7 @@
 #include "model/MessageEnvelope.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PropertyListSerialization.h"
+#include "platform/pasteboard/Pasteboard.h"
 
 namespace clipmule {
 

@@ -6,6 +6,7 @@
 #include "model/MessageEnvelope.h"
 #include "platform/foundation/Memory.h"
 #include "platform/foundation/PlatformException.h"
+#include "platform/pasteboard/Pasteboard.h"
 
 #include <QCoreApplication>
 
@@ -18,6 +19,7 @@ void ZRKClipmuleSyncApp::clientServiceDidOpen(NetService &) {
 
 // What was copied while no phone was connected is not sent: the count starts from here.
 void ZRKClipmuleSyncApp::startClipboardPoll() {
+    _services.pasteboard.pasteboard.setWatching(true);
     _lastChangeCount = _services.pasteboard.pasteboard.changeCount();
     scheduleCheck();
 }
@@ -38,8 +40,11 @@ void ZRKClipmuleSyncApp::scheduleCheck() {
 }
 
 void ZRKClipmuleSyncApp::checkForData() {
-    if (!isConnected())
+    if (!isConnected()) {
+        // Nobody will read what is copied from here on.
+        _services.pasteboard.pasteboard.setWatching(false);
         return;
+    }
     const qint64 changeCount = _services.pasteboard.pasteboard.changeCount();
     if (changeCount != _lastChangeCount) {
         try {

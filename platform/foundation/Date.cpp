@@ -26,7 +26,8 @@ QDateTime Date::toDateTime() const {
     constexpr double limit = double(std::numeric_limits<qint64>::max() / 2);
     if (!(std::abs(milliseconds) < limit))
         return {};
-    return QDateTime::fromMSecsSinceEpoch(qint64(milliseconds), QTimeZone::utc());
+    // Converted once more: a zone that happens to be UTC prints as "+00:00", UTC itself as "Z".
+    return QDateTime::fromMSecsSinceEpoch(qint64(milliseconds), QTimeZone::utc()).toUTC();
 }
 
 } // namespace clipmule

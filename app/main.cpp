@@ -1,0 +1,176 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "app/Log.h"
+#include "app/LoggedNotice.h"
+#include "app/ZRKClipmuleSyncApp.h"
+#include "platform/desktop/ActiveApplicationFactory.h"
+#include "platform/desktop/SingleInstance.h"
+#include "platform/dnssd/DnsSdFactory.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/PrivateFolder.h"
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/foundation/QuitSignals.h"
+#include "platform/keyboard/KeyboardFactory.h"
+#include "platform/pasteboard/PasteboardFactory.h"
+#include "platform/power/SystemPowerBackends.h"
+#include "platform/preferences/DistributedNotificationsBackends.h"
+#include "platform/preferences/FilePreferencesDatabase.h"
+#include "platform/x11/X11Display.h"
+#include "support/PlatformNotifications.h"
+#include "support/ZRKPowerNotificationCenter.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+#include <cstdio>
+
+using namespace clipmule;
+
+namespace {
+
+// Everything that the agent runs on, each service in its real form. Members are destroyed in the
+// opposite order, the application first.
+class Agent {
+public:
+    Agent()
+        : _notifications(makeDBusDistributedNotifications())
+        , _power(makeLogindPower())
+        , _dnssd(dnssd::makeAutoBackend())
+        , _display(openX11Display())
+        , _pasteboard(makePasteboard(_display))
+        , _keyboard(makeKeyboardEvents(_display))
+        , _activeApplication(makeActiveApplication(
+              _display,
+              _bundle.pathForResource(QStringLiteral("applications"), QStringLiteral("plist"))))
+        , _sessionPrograms(makeSessionPrograms())
+        , _pasteboardServices{*_pasteboard, *_activeApplication, _notice,
+                              PrivateFolder::temporaryPath()} {}
+
+    ~Agent() {
+        _application.reset();
+        ZRKPowerNotificationCenter::setSystemPower(nullptr);
+        ZRKUserDefaults::setEnvironment({});
+    }
+    Agent(const Agent &) = delete;
+    Agent &operator=(const Agent &) = delete;
+
+    /// False when the installation lacks what it needs.
+    bool start() {
+        ZRKPowerNotificationCenter::setSystemPower(_power.get());
+        ZRKUserDefaults::Environment environment;
+        environment.database = &_database;
+        environment.distributedNotifications = _notifications.get();
+        ZRKUserDefaults::setEnvironment(environment);
+        const auto shared = ZRKUserDefaults::standardUserDefaults();
+        if (!shared) {
+            qCCritical(logApp) << "no identifier of the shared settings in" << _bundle.path();
+            return false;
+        }
+        _applicationDefaults.emplace(environment);
+        _applicationDefaults->start();
+        whenX11DisplayIsLost(_display, [] {
+            qCCritical(logApp) << "the display is gone";
+            QCoreApplication::exit(1);
+        });
+        _application = std::make_unique<ZRKClipmuleSyncApp>(
+            SyncServices{.dnssd = *_dnssd,
+                         .pasteboard = _pasteboardServices,
+                         .keyboard = *_keyboard,
+                         .applicationDefaults = *_applicationDefaults,
+                         .sharedDefaults = *shared,
+                         .sessionPrograms = *_sessionPrograms,
+                         .agentBundle = _bundle,
+                         .makeStatusController = {},
+                         .updaterForBundle = {},
+                         .prepareToPaste = {}});
+        _application->finishLaunching();
+        return true;
+    }
+
+    /// Ends what other programs see of us, then the event loop.
+    void terminate() {
+        if (_application)
+            _application->applicationShouldTerminate();
+        ZRKNotificationCenter::platformDefault().postNotificationName(
+            NSApplicationWillTerminateNotification);
+        _pasteboard->prepareToQuit([] { QCoreApplication::quit(); });
+    }
+
+private:
+    Bundle _bundle = Bundle::mainBundle();
+    FilePreferencesDatabase _database{FilePreferencesDatabase::defaultFolder()};
+    std::unique_ptr<DistributedNotifications> _notifications;
+    std::unique_ptr<SystemPower> _power;
+    std::unique_ptr<dnssd::Backend> _dnssd;
+    std::shared_ptr<X11Connection> _display;
+    std::unique_ptr<Pasteboard> _pasteboard;
+    std::unique_ptr<KeyboardEvents> _keyboard;
+    std::unique_ptr<ActiveApplication> _activeApplication;
+    std::unique_ptr<SessionPrograms> _sessionPrograms;
+    LoggedNotice _notice;
+    PasteboardServices _pasteboardServices;
+    std::optional<ApplicationDefaults> _applicationDefaults;
+    std::unique_ptr<ZRKClipmuleSyncApp> _application;
+};
+
+// The exit status when there is nothing more to do; none to go on.
+std::optional<int> answerArguments(const QCoreApplication &application) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Keeps this desktop's clipboard in step with the registered phones of the same network.\n"
+        "Phones are registered with clipmule-preferences. Ends on SIGTERM and SIGINT."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    if (!parser.parse(application.arguments())) {
+        std::fprintf(stderr, "clipmule-sync: %s\n", qPrintable(parser.errorText()));
+        return 2;
+    }
+    if (parser.isSet(QStringLiteral("help"))) {
+        std::fputs(qPrintable(parser.helpText()), stdout);
+        return 0;
+    }
+    if (parser.isSet(QStringLiteral("version"))) {
+        std::puts("clipmule-sync " CLIPMULE_VERSION);
+        return 0;
+    }
+    if (!parser.positionalArguments().isEmpty()) {
+        std::fprintf(stderr, "clipmule-sync: unexpected argument: %s\n",
+                     qPrintable(parser.positionalArguments().constFirst()));
+        return 2;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+int main(int argc, char *argv[]) {
+    installLogFormat();
+    const QCoreApplication application(argc, argv);
+    if (const auto status = answerArguments(application))
+        return *status;
+
+    QtRunLoop runLoop;
+    const RunLoop::Installation installation(runLoop);
+    std::optional<Agent> agent;
+    const QuitSignals signals([&agent](int) {
+        if (agent)
+            agent->terminate();
+        else
+            QCoreApplication::quit();
+    });
+    const auto instance = makeSingleInstance();
+    instance->claim(ApplicationDefaults::identifier(), [&agent](SingleInstance::Outcome outcome) {
+        if (outcome == SingleInstance::Outcome::AlreadyRunning) {
+            std::puts("Clipmule Sync is already running in this session.");
+            QCoreApplication::quit();
+            return;
+        }
+        if (outcome == SingleInstance::Outcome::Unknown)
+            qCWarning(logApp) << "no session bus: settings changed elsewhere will not reach us";
+        agent.emplace();
+        if (!agent->start())
+            QCoreApplication::exit(1);
+    });
+    return QCoreApplication::exec();
+}

@@ -1,0 +1,361 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tests/app/AgentFixture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+// Counts a notification of the platform's centre.
+class Counter final : public Object {
+public:
+    explicit Counter(const QString &name) {
+        ZRKNotificationCenter::platformDefault().addObserver(
+            this, selector<&Counter::count>("count"), name);
+    }
+    ~Counter() override { ZRKNotificationCenter::platformDefault().removeObserver(this); }
+    void count(const Notification &notification) {
+        ++times;
+        last = notification;
+    }
+    int times = 0;
+    Notification last;
+};
+
+PropertyList::Dictionary phoneEntry(const QString &service, const QString &name) {
+    return {{u"serverService"_qs, service}, {u"serverName"_qs, name}};
+}
+
+} // namespace
+
+class ControllerTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { _agent = std::make_unique<AgentFixture>(); }
+    void cleanup() { _agent.reset(); }
+
+    // Launching
+
+    void migratesTheSettingsOfASinglePhone() {
+        _agent->setRegistered({u"Old"_qs});
+        _agent->shared->setObjectForKey(PropertyList(u"Anna"_qs), u"serverService"_qs);
+        _agent->shared->setObjectForKey(PropertyList(u"Anna's"_qs), u"serverName"_qs);
+        _agent->launch();
+        const PropertyList::List migrated{PropertyList(phoneEntry(u"Anna"_qs, u"Anna's"_qs))};
+        QCOMPARE(*_agent->app->serverServices(), PropertyList(migrated));
+        QVERIFY(!_agent->shared->objectForKey(u"serverService"_qs));
+        QVERIFY(!_agent->shared->objectForKey(u"serverName"_qs));
+        QVERIFY(_agent->database.synchronized().contains(sharedDomain));
+        QCOMPARE(_agent->announced(), QStringList{u"Anna"_qs});
+    }
+
+    void leavesAStrayKeyAlone_data() {
+        QTest::addColumn<QString>("key");
+        QTest::newRow("service only") << u"serverService"_qs;
+        QTest::newRow("name only") << u"serverName"_qs;
+    }
+    void leavesAStrayKeyAlone() {
+        QFETCH(QString, key);
+        _agent->shared->setObjectForKey(PropertyList(u"Anna"_qs), key);
+        _agent->launch();
+        QVERIFY(!_agent->app->serverServices());
+        QCOMPARE(*_agent->shared->objectForKey(key), PropertyList(u"Anna"_qs));
+    }
+
+    void isEnabledWhenNothingSaysOtherwise() {
+        _agent->setRegistered({u"Anna"_qs});
+        _agent->launch();
+        QVERIFY(_agent->app->isEnabled());
+        QCOMPARE(_agent->announced(), QStringList{u"Anna"_qs});
+        QCOMPARE(_agent->backend.browsedTypes(), QStringList{u"_clipmule-s2._tcp"_qs});
+    }
+
+    void staysUnconnectedWhenDisabled() {
+        _agent->applicationDefaults->setBoolForKey(false, u"syncEnabled"_qs);
+        _agent->setRegistered({u"Anna"_qs});
+        _agent->launch();
+        QVERIFY(!_agent->app->isEnabled());
+        QVERIFY(_agent->announced().isEmpty());
+        _agent->app->connect();
+        QVERIFY(_agent->backend.browsedTypes().isEmpty());
+    }
+
+    void listensForSharedSettings() {
+        _agent->launch();
+        // Another process registers a phone.
+        ZRKUserDefaults::Environment environment;
+        environment.database = &_agent->database;
+        environment.distributedNotifications = &_agent->notifications;
+        ZRKNotificationCenter otherCenter;
+        environment.localCenter = &otherCenter;
+        const auto panel = ZRKUserDefaults::initWithIdentifier(sharedDomain, environment);
+        panel->setObjectForKey(
+            PropertyList(PropertyList::List{PropertyList(phoneEntry(u"Anna"_qs, u"A"_qs))}),
+            u"serverServices"_qs);
+        QVERIFY(_agent->announced().isEmpty());
+        _agent->advance(0.05);
+        QCOMPARE(_agent->announced(), QStringList{u"Anna"_qs});
+    }
+
+    // Connecting
+
+    void announcesUnderThePhonesNameOnPortOne() {
+        _agent->setRegistered({u"Anna"_qs});
+        _agent->launch();
+        const auto publication = _agent->backend.published().constFirst();
+        QCOMPARE(publication.service,
+                 (dnssd::ServiceName{u"Anna"_qs, u"_clipmule-c2._tcp"_qs, u"local"_qs}));
+        QCOMPARE(int(publication.port), 1);
+    }
+
+    void connectsOnceHoweverOftenItIsAsked() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->app->connect();
+        _agent->settle();
+        QCOMPARE(phone->connections.size(), 1);
+        QCOMPARE(_agent->announced().size(), 1);
+        QVERIFY(_agent->app->isConnected());
+    }
+
+    void isNotConnectedWithoutClients() {
+        _agent->launch();
+        QVERIFY(!_agent->app->isConnected());
+    }
+
+    void passesOverEntriesThatAreNone() {
+        _agent->shared->setObjectForKey(
+            PropertyList(PropertyList::List{
+                PropertyList(u"text"_qs), PropertyList(5),
+                PropertyList(PropertyList::Dictionary{{u"serverService"_qs, 7}}),
+                PropertyList(PropertyList::Dictionary{{u"serverService"_qs, u""_qs}}),
+                PropertyList(phoneEntry(u"Anna"_qs, u"A"_qs))}),
+            u"serverServices"_qs);
+        _agent->launch();
+        QCOMPARE(_agent->announced(), QStringList{u"Anna"_qs});
+        _agent->shared->setObjectForKey(PropertyList(u"no list"_qs), u"serverServices"_qs);
+        QVERIFY(_agent->announced().isEmpty());
+    }
+
+    // Settings changed
+
+    void aPhoneThatIsNoLongerRegisteredIsLetGo() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        anna->send(u"4"_qs, PropertyList(PropertyList::Dictionary{{u"name"_qs, u"A"_qs}}));
+        _agent->settle();
+        _agent->setRegistered({u"Ben"_qs});
+        QVERIFY(anna->connection().isClosed());
+        QVERIFY(!ben->connection().isClosed());
+        QCOMPARE(_agent->announced(), QStringList{u"Ben"_qs});
+        // What it told of itself stays, and goes on to the others.
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A"_qs});
+        (void)ben->received();
+        ben->send(u"4"_qs, PropertyList(PropertyList::Dictionary{{u"name"_qs, u"B"_qs}}));
+        _agent->settle();
+        QCOMPARE(ben->received().constLast().find(u"3"_qs)->dictionary().keys(),
+                 (QStringList{u"Anna"_qs, u"Ben"_qs}));
+    }
+
+    void allUnregisteredPhonesGoInOnePass() {
+        for (const QString &name : {u"Anna"_qs, u"Ben"_qs, u"Cleo"_qs, u"Dora"_qs})
+            _agent->connectedPhone(name);
+        _agent->setRegistered({u"Cleo"_qs});
+        QCOMPARE(_agent->announced(), QStringList{u"Cleo"_qs});
+        int open = 0;
+        for (const auto &phone : std::as_const(_agent->phones))
+            open += phone->connection().isClosed() ? 0 : 1;
+        QCOMPARE(open, 1);
+    }
+
+    void disablingEndsEverythingAndEnablingBringsItBack() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->app->setEnabled(false);
+        QVERIFY(phone->connection().isClosed());
+        QVERIFY(_agent->announced().isEmpty());
+        QCOMPARE(_agent->database.copyMultiple(agentDomain).value(u"syncEnabled"_qs),
+                 PropertyList(false));
+        _agent->app->setEnabled(true);
+        _agent->settle();
+        QCOMPARE(phone->connections.size(), 2);
+        QVERIFY(_agent->app->isConnected());
+    }
+
+    void anotherProcessDisables() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        ZRKUserDefaults::Environment environment;
+        environment.database = &_agent->database;
+        environment.distributedNotifications = &_agent->notifications;
+        ZRKNotificationCenter otherCenter;
+        environment.localCenter = &otherCenter;
+        ApplicationDefaults other(environment);
+        other.start();
+        other.setBoolForKey(false, u"syncEnabled"_qs);
+        _agent->advance(0.05);
+        QVERIFY(phone->connection().isClosed());
+    }
+
+    void aSettingThatIsNoTruthValueDisables() {
+        _agent->applicationDefaults->setObjectForKey(PropertyList(PropertyList::List()),
+                                                     u"syncEnabled"_qs);
+        _agent->launch();
+        QVERIFY(!_agent->app->isEnabled());
+        _agent->applicationDefaults->setObjectForKey(PropertyList(u"YES"_qs), u"syncEnabled"_qs);
+        QVERIFY(_agent->app->isEnabled());
+    }
+
+    void everyChangeOfSettingsIsFollowedByOneOfTheStatus() {
+        _agent->launch();
+        Counter status(ZRKClipmuleSyncStatusDidChange);
+        _agent->setRegistered({u"Anna"_qs});
+        QCOMPARE(status.times, 1);
+        _agent->app->setEnabled(false);
+        QCOMPARE(status.times, 2);
+        QVERIFY(!status.last.object);
+        QVERIFY(status.last.userInfo.isEmpty());
+    }
+
+    // Names
+
+    void namesAreThoseReportedAndThoseRegistered() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        QVERIFY(_agent->app->connectedDeviceNames().isEmpty());
+        anna->send(u"4"_qs, PropertyList(PropertyList::Dictionary{{u"name"_qs, u"A phone"_qs}}));
+        ben->send(u"4"_qs, PropertyList(PropertyList::Dictionary{{u"model"_qs, u"nameless"_qs}}));
+        _agent->settle();
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A phone"_qs});
+        QCOMPARE(_agent->app->registeredDeviceNames(),
+                 (QStringList{u"Anna's name"_qs, u"Ben's name"_qs}));
+    }
+
+    void disconnectingKeepsWhatThePhonesTold() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        anna->send(u"4"_qs, PropertyList(PropertyList::Dictionary{{u"name"_qs, u"A"_qs}}));
+        _agent->settle();
+        _agent->app->disconnect();
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A"_qs});
+    }
+
+    // Sleep, wake, quit
+
+    void disconnectsBeforeSleepAndConnectsAfterwards() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->power.send(PowerMessage::SystemWillSleep);
+        // At once: the system sleeps when the message has been delivered.
+        QVERIFY(phone->connection().isClosed());
+        QVERIFY(_agent->announced().isEmpty());
+        _agent->power.send(PowerMessage::SystemHasPoweredOn);
+        _agent->settle();
+        QCOMPARE(phone->connections.size(), 2);
+        QCOMPARE(_agent->announced(), QStringList{u"Anna"_qs});
+    }
+
+    void wakingWhileDisabledConnectsNothing() {
+        _agent->setRegistered({u"Anna"_qs});
+        _agent->launch();
+        _agent->app->setEnabled(false);
+        _agent->power.send(PowerMessage::SystemHasPoweredOn);
+        _agent->settle();
+        QVERIFY(_agent->announced().isEmpty());
+    }
+
+    void quitsAtOnceAfterDisconnecting() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        QCOMPARE(_agent->app->applicationShouldTerminate(),
+                 ZRKClipmuleSyncApp::TerminateReply::Now);
+        QVERIFY(phone->connection().isClosed());
+        QVERIFY(_agent->announced().isEmpty());
+    }
+
+    void hearsNothingAfterItsEnd() {
+        _agent->connectedPhone(u"Anna"_qs);
+        _agent->app.reset();
+        QVERIFY(!_agent->power.isRegistered());
+        _agent->setRegistered({});
+        _agent->advance(1);
+        QVERIFY(_agent->announced().isEmpty());
+    }
+
+    // Updates
+
+    void thePanelBundleLiesThreeFoldersUp() {
+        const QTemporaryDir folder;
+        const QDir panel(folder.path());
+        QVERIFY(panel.mkpath(u"Contents/Resources/agent"_qs));
+        SyncServices services = _agent->services();
+        services.agentBundle = Bundle(panel.filePath(u"Contents/Resources/agent"_qs));
+        ZRKClipmuleSyncApp without(services);
+        QVERIFY(!without.prefPaneBundle());
+
+        QFile information(panel.filePath(u"Info.plist"_qs));
+        QVERIFY(information.open(QIODevice::WriteOnly));
+        information.write("{ CFBundleIdentifier = \"com.zendrik.ClipmuleSync.prefPane\"; }");
+        information.close();
+        ZRKClipmuleSyncApp with(services);
+        QVERIFY(with.prefPaneBundle());
+        QCOMPARE(with.prefPaneBundle()->path(), QDir(folder.path()).canonicalPath());
+        QCOMPARE(with.prefPaneBundle(), with.prefPaneBundle());
+    }
+
+    void theUpdaterFollowsTheSettingAndClosesThePanel() {
+        const QTemporaryDir folder;
+        const QDir panel(folder.path());
+        QVERIFY(panel.mkpath(u"Contents/Resources/agent"_qs));
+        QFile information(panel.filePath(u"Info.plist"_qs));
+        QVERIFY(information.open(QIODevice::WriteOnly));
+        information.write("{ CFBundleIdentifier = \"com.zendrik.ClipmuleSync.prefPane\"; }");
+        information.close();
+
+        FakeUpdater *updater = nullptr;
+        int asked = 0;
+        SyncServices services = _agent->services();
+        services.agentBundle = Bundle(panel.filePath(u"Contents/Resources/agent"_qs));
+        services.updaterForBundle = [&](const Bundle &bundle) -> std::unique_ptr<Updater> {
+            // Nothing at the first attempt: it is asked again.
+            if (++asked == 1 || bundle.identifier() != u"com.zendrik.ClipmuleSync.prefPane")
+                return nullptr;
+            auto made = std::make_unique<FakeUpdater>();
+            updater = made.get();
+            return made;
+        };
+        _agent->shared->setBoolForKey(true, u"autoUpdateEnabled"_qs);
+        _agent->app = std::make_unique<ZRKClipmuleSyncApp>(services);
+        _agent->app->finishLaunching();
+        QVERIFY(updater);
+        QCOMPARE(asked, 2);
+        _agent->shared->setBoolForKey(true, u"showStatus"_qs);
+        QCOMPARE(updater->automatic, QList<bool>{true});
+        _agent->shared->removeObjectForKey(u"autoUpdateEnabled"_qs);
+        QCOMPARE(updater->automatic.constLast(), false);
+
+        _agent->programs.launched = {u"org.example.Editor"_qs,
+                                     u"com.zendrik.ClipmuleSync.Preferences"_qs};
+        updater->delegate.updaterWillInstallUpdate(*updater);
+        QCOMPARE(_agent->programs.asked, QStringList{u"com.zendrik.ClipmuleSync.Preferences"_qs});
+    }
+
+    void withoutAPanelBundleThereIsNoUpdater() {
+        SyncServices services = _agent->services();
+        bool asked = false;
+        services.updaterForBundle = [&](const Bundle &) -> std::unique_ptr<Updater> {
+            asked = true;
+            return nullptr;
+        };
+        ZRKClipmuleSyncApp app(services);
+        QVERIFY(!app.updater());
+        QVERIFY(!asked);
+    }
+
+private:
+    std::unique_ptr<AgentFixture> _agent;
+};
+
+QTEST_GUILESS_MAIN(ControllerTest)
+#include "tst_controller.moc"

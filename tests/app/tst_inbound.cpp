@@ -1,0 +1,294 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tests/app/AgentFixture.h"
+
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+PropertyList clip(const PropertyList::List &items) {
+    return PropertyList(PropertyList::Dictionary{
+        {u"oid"_qs, u"C-1"_qs}, {u"creationDate"_qs, Date{400000000}}, {u"items"_qs, items}});
+}
+
+PropertyList textClip(const QString &text) {
+    return clip({PropertyList(PropertyList::Dictionary{
+        {u"oid"_qs, u"I-1"_qs}, {u"createdBy"_qs, 1}, {u"string"_qs, text}})});
+}
+
+PropertyList record(const QString &name) {
+    return PropertyList(PropertyList::Dictionary{{u"name"_qs, name}, {u"model"_qs, u"P1"_qs}});
+}
+
+// The messages among what a phone received that are of one type.
+QList<PropertyList> payloads(const QList<PropertyList> &objects, const QString &type) {
+    QList<PropertyList> found;
+    for (const PropertyList &object : objects) {
+        if (const PropertyList *payload = object.find(type))
+            found.append(*payload);
+    }
+    return found;
+}
+
+} // namespace
+
+class InboundTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { _agent = std::make_unique<AgentFixture>(); }
+    void cleanup() { _agent.reset(); }
+
+    // A clip for this computer
+
+    void writesAClipAndPastesIt() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        _agent->settle();
+        QCOMPARE(_agent->pasteboard.stringForType(PasteboardType::NSStringPboardType), u"Hello"_qs);
+        QCOMPARE(_agent->pasteboard.commitCount(), 1);
+        QCOMPARE(_agent->keyboard.calls(),
+                 (QStringList{
+                     u"inhibitLocalEvents(true)"_qs, u"enableEventStateCombining(false)"_qs,
+                     u"setLocalEventsFilterDuringSuppressionState(7, 0)"_qs,
+                     u"postKeyboardEvent(0, 55, true)"_qs, u"postKeyboardEvent(118, 9, true)"_qs,
+                     u"postKeyboardEvent(118, 9, false)"_qs, u"postKeyboardEvent(0, 55, false)"_qs,
+                     u"enableEventStateCombining(true)"_qs, u"inhibitLocalEvents(false)"_qs}));
+    }
+
+    void aWrittenClipIsNotSentBack() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        _agent->advance(2);
+        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+        // Not even when a clipboard manager takes it over.
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->advance(0.5);
+        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+    }
+
+    void whatHeldTheKeyboardLetsGoBeforeThePaste() {
+        SyncServices services = _agent->services();
+        QStringList order;
+        services.prepareToPaste = [&] {
+            order = _agent->keyboard.calls() + QStringList{u"prepared"_qs};
+        };
+        _agent->setRegistered({u"Anna"_qs});
+        _agent->app = std::make_unique<ZRKClipmuleSyncApp>(services);
+        _agent->app->finishLaunching();
+        const auto phone = _agent->appear(u"Anna"_qs);
+        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        _agent->settle();
+        QCOMPARE(order, QStringList{u"prepared"_qs});
+        QVERIFY(!_agent->keyboard.calls().isEmpty());
+    }
+
+    void countsWhatIsReceived() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        _agent->settle();
+        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(5));
+        QCOMPARE(_agent->statistic(u"textItems"_qs), PropertyList(1));
+        phone->send(
+            u"1"_qs,
+            clip({PropertyList(PropertyList::Dictionary{
+                {u"createdBy"_qs, 1}, {u"imageData"_qs, QByteArray("no image, but bytes")}})}));
+        _agent->settle();
+        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(5 + 19));
+        QCOMPARE(_agent->statistic(u"imageItems"_qs), PropertyList(1));
+    }
+
+    void aRefusedClipChangesNothing() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->pasteboard.copyText(u"before"_qs);
+        _agent->advance(0.5);
+        (void)phone->received();
+        phone->send(
+            u"1"_qs,
+            clip({PropertyList(PropertyList::Dictionary{{u"string"_qs, u"text"_qs}}),
+                  PropertyList(PropertyList::Dictionary{{u"imageData"_qs, QByteArray("bytes")}})}));
+        _agent->settle();
+        QCOMPARE(_agent->notice.messages,
+                 QStringList{u"Pasting of mixed content clips is not supported."_qs});
+        QCOMPARE(_agent->pasteboard.stringForType(PasteboardType::NSStringPboardType),
+                 u"before"_qs);
+        QVERIFY(_agent->keyboard.calls().isEmpty());
+        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(u"missing"_qs));
+        // The guard still knows the last clip sent.
+        _agent->pasteboard.copyText(u"before"_qs);
+        _agent->advance(0.5);
+        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+    }
+
+    void aFailingClipboardIsLogged() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->pasteboard.failCommitsWith(u"clipboard lost"_qs);
+        QTest::ignoreMessage(QtWarningMsg, "ERROR DECODING DATA clipboard lost");
+        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        _agent->settle();
+        QVERIFY(_agent->keyboard.calls().isEmpty());
+        QVERIFY(_agent->app->isConnected());
+    }
+
+    // A clip for the other phones
+
+    void relaysToTheOtherConnectedPhones() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        _agent->setRegistered({u"Anna"_qs, u"Ben"_qs, u"Cleo"_qs});
+        const PropertyList sent = textClip(u"for the others"_qs);
+        anna->send(u"2"_qs, sent);
+        _agent->settle();
+        QCOMPARE(payloads(ben->received(), u"1"_qs), QList<PropertyList>{sent});
+        QVERIFY(payloads(anna->received(), u"1"_qs).isEmpty());
+        QVERIFY(_agent->pasteboard.types().isEmpty());
+        QVERIFY(_agent->keyboard.calls().isEmpty());
+        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(u"missing"_qs));
+        // Cleo was not there; nothing waits for her.
+        const auto cleo = _agent->appear(u"Cleo"_qs);
+        cleo->connection().end();
+        _agent->advance(5);
+        QVERIFY(payloads(cleo->received(), u"1"_qs).isEmpty());
+    }
+
+    // Device records
+
+    void everyRecordGoesToEveryPhone() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        anna->send(u"4"_qs, record(u"A"_qs));
+        _agent->settle();
+        const PropertyList first(PropertyList::Dictionary{{u"Anna"_qs, record(u"A"_qs)}});
+        QCOMPARE(payloads(anna->received(), u"3"_qs), QList<PropertyList>{first});
+        QCOMPARE(payloads(ben->received(), u"3"_qs), QList<PropertyList>{first});
+        ben->send(u"4"_qs, record(u"B"_qs));
+        _agent->settle();
+        const PropertyList both(
+            PropertyList::Dictionary{{u"Anna"_qs, record(u"A"_qs)}, {u"Ben"_qs, record(u"B"_qs)}});
+        QCOMPARE(payloads(anna->received(), u"3"_qs), QList<PropertyList>{both});
+        QCOMPARE(payloads(ben->received(), u"3"_qs), QList<PropertyList>{both});
+    }
+
+    void whatIsQueuedIsWrittenAsItStandsThen() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        ben->connection().setRoom(0);
+        anna->send(u"4"_qs, record(u"first"_qs));
+        anna->send(u"4"_qs, record(u"second"_qs));
+        _agent->settle();
+        ben->connection().setRoom(kit::MemoryConnection::unlimited);
+        _agent->settle();
+        const auto received = payloads(ben->received(), u"3"_qs);
+        QVERIFY(!received.isEmpty());
+        for (const PropertyList &devices : received)
+            QCOMPARE(devices.find(u"Anna"_qs)->find(u"name"_qs)->string(), u"second"_qs);
+    }
+
+    void aServiceThatGoesTakesItsRecordWithIt() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        anna->send(u"4"_qs, record(u"A"_qs));
+        ben->send(u"4"_qs, record(u"B"_qs));
+        _agent->settle();
+        (void)anna->received();
+        _agent->backend.vanish(ben->service);
+        _agent->settle();
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A"_qs});
+        QCOMPARE(payloads(anna->received(), u"3"_qs),
+                 QList<PropertyList>{
+                     PropertyList(PropertyList::Dictionary{{u"Anna"_qs, record(u"A"_qs)}})});
+    }
+
+    void aDroppedConnectionKeepsTheRecord() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        anna->send(u"4"_qs, record(u"A"_qs));
+        _agent->settle();
+        anna->connection().end();
+        _agent->settle();
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A"_qs});
+    }
+
+    void aRecordHasAMeasure_data() {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<bool>("kept");
+        QTest::newRow("one below") << int(ZRKClipmuleSyncApp::largestDeviceRecord) - 1 << true;
+        QTest::newRow("at the limit") << int(ZRKClipmuleSyncApp::largestDeviceRecord) << true;
+        QTest::newRow("one above") << int(ZRKClipmuleSyncApp::largestDeviceRecord) + 1 << false;
+    }
+    void aRecordHasAMeasure() {
+        QFETCH(int, size);
+        QFETCH(bool, kept);
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const qsizetype around = PropertyListSerialization::xml(record(QString())).size();
+        const QString name(size - around, u'x');
+        if (!kept)
+            QTest::ignoreMessage(
+                QtWarningMsg,
+                "ERROR DECODING DATA a device record of 65537 bytes; at most 65536 are kept");
+        phone->send(u"4"_qs, record(name));
+        _agent->settle();
+        QCOMPARE(_agent->app->connectedDeviceNames(), kept ? QStringList{name} : QStringList());
+    }
+
+    // What is no message
+
+    void whatIsNotHandledIsLogged_data() {
+        QTest::addColumn<PropertyList>("object");
+        QTest::addColumn<QString>("logged");
+        const auto row = [](const char *name, const PropertyList &object, const QString &text) {
+            QTest::newRow(name) << object << text;
+        };
+        using Dictionary = PropertyList::Dictionary;
+        row("devices", PropertyList(Dictionary{{u"3"_qs, PropertyList(Dictionary())}}),
+            u"COULDN'T HANDLE {3: {}}"_qs);
+        row("empty", PropertyList(Dictionary()), u"COULDN'T HANDLE {}"_qs);
+        row("no number", PropertyList(Dictionary{{u"x1"_qs, 5}}), u"COULDN'T HANDLE {x1: 5}"_qs);
+        row("unknown", PropertyList(Dictionary{{u"99"_qs, 5}}), u"COULDN'T HANDLE {99: 5}"_qs);
+        row("beyond all numbers", PropertyList(Dictionary{{u"4294967297"_qs, 5}}),
+            u"COULDN'T HANDLE {4294967297: 5}"_qs);
+        row("a string", PropertyList(u"text"_qs),
+            u"ERROR DECODING DATA expected a dictionary, found a string"_qs);
+        row("a clip that is none", PropertyList(Dictionary{{u"1"_qs, u"text"_qs}}),
+            u"ERROR DECODING DATA expected a dictionary, found a string"_qs);
+        row("a record that is none", PropertyList(Dictionary{{u"4"_qs, 5}}),
+            u"ERROR DECODING DATA a device record is a dictionary, not an integer"_qs);
+    }
+    void whatIsNotHandledIsLogged() {
+        QFETCH(PropertyList, object);
+        QFETCH(QString, logged);
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        QTest::ignoreMessage(QtWarningMsg, qPrintable(logged));
+        phone->send(object);
+        phone->send(u"4"_qs, record(u"still there"_qs));
+        _agent->settle();
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"still there"_qs});
+        QVERIFY(_agent->pasteboard.types().isEmpty());
+        QVERIFY(_agent->keyboard.calls().isEmpty());
+    }
+
+    void theNumberIsReadFromTheStartOfTheKey() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        phone->send(u"4 and more"_qs, record(u"A"_qs));
+        _agent->settle();
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A"_qs});
+    }
+
+    void relaysWhateverThePayloadIs() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        anna->send(u"2"_qs, PropertyList(u"no clip at all"_qs));
+        _agent->settle();
+        QCOMPARE(payloads(ben->received(), u"1"_qs),
+                 QList<PropertyList>{PropertyList(u"no clip at all"_qs)});
+    }
+
+private:
+    std::unique_ptr<AgentFixture> _agent;
+};
+
+QTEST_GUILESS_MAIN(InboundTest)
+#include "tst_inbound.moc"

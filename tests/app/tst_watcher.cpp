@@ -1,0 +1,283 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tests/app/AgentFixture.h"
+
+#include <QBuffer>
+#include <QImage>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+const QString tooLarge = QStringLiteral("The item you copied is too large to send to Clipmule.");
+
+// The texts of the clips among what a phone received.
+QStringList texts(const QList<PropertyList> &objects) {
+    QStringList found;
+    for (const PropertyList &object : objects) {
+        if (const PropertyList *clip = object.find(u"1"_qs))
+            found.append(clip->find(u"items"_qs)->list().constFirst().find(u"string"_qs)->string());
+    }
+    return found;
+}
+
+// Text that makes a clip of this size: its native form counts as well, with the type's name.
+QString textOfClipSize(qsizetype size) {
+    const qsizetype name = PasteboardType::NSStringPboardType.size();
+    QString text((size - name) / 2, u'x');
+    // One unit in two bytes makes the difference odd.
+    if ((size - name) % 2)
+        text[0] = u'\u00e9';
+    return text;
+}
+
+} // namespace
+
+class WatcherTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { _agent = std::make_unique<AgentFixture>(); }
+    void cleanup() { _agent.reset(); }
+
+    void sendsWhatIsCopied() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->advance(0.5);
+        const auto objects = phone->received();
+        QCOMPARE(objects.size(), 1);
+        QCOMPARE(objects[0].dictionary().keys(), QStringList{u"1"_qs});
+        const PropertyList &item = objects[0].find(u"1"_qs)->find(u"items"_qs)->list().constFirst();
+        QCOMPARE(item.find(u"string"_qs)->string(), u"Hello"_qs);
+        QCOMPARE(item.find(u"createdBy"_qs)->integerValue(), 2);
+    }
+
+    void looksTwiceASecond() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->advance(0.49);
+        QVERIFY(phone->received().isEmpty());
+        _agent->advance(0.01);
+        QCOMPARE(texts(phone->received()), QStringList{u"Hello"_qs});
+        _agent->pasteboard.copyText(u"again"_qs);
+        _agent->advance(0.49);
+        QVERIFY(phone->received().isEmpty());
+        _agent->advance(0.01);
+        QCOMPARE(texts(phone->received()), QStringList{u"again"_qs});
+    }
+
+    void doesNotSendWhatWasThereBefore() {
+        _agent->pasteboard.copyText(u"old"_qs);
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->advance(2);
+        QVERIFY(phone->received().isEmpty());
+    }
+
+    void anIdlePollReadsNothing() {
+        _agent->connectedPhone(u"Anna"_qs);
+        const int before = _agent->pasteboard.readCount();
+        _agent->advance(60);
+        QCOMPARE(_agent->pasteboard.readCount(), before);
+    }
+
+    void oneEnvelopeGoesToAllClientsConnectedOrNot() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        ben->connection().end();
+        _agent->settle();
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->advance(0.5);
+        const auto received = anna->received();
+        QCOMPARE(texts(received), QStringList{u"Hello"_qs});
+        // Ben's waits until his connection is back.
+        _agent->advance(5);
+        QCOMPARE(ben->connections.size(), 2);
+        QCOMPARE(ben->received(), received);
+    }
+
+    void theSameTextTwiceIsSentOnce() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->advance(0.5);
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->advance(0.5);
+        QCOMPARE(texts(phone->received()), QStringList{u"Hello"_qs});
+    }
+
+    void anEmptyClipboardIsNoClip() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->advance(0.5);
+        (void)phone->received();
+        _agent->pasteboard.copyByAnotherApplication({});
+        _agent->advance(0.5);
+        QVERIFY(texts(phone->received()).isEmpty());
+    }
+
+    void theLargestClipIsSentAndALargerOneRefused_data() {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<bool>("sent");
+        QTest::newRow("one below") << 9'999'998 << true;
+        QTest::newRow("at the limit") << 9'999'999 << true;
+        QTest::newRow("one above") << 10'000'000 << false;
+    }
+    void theLargestClipIsSentAndALargerOneRefused() {
+        QFETCH(int, size);
+        QFETCH(bool, sent);
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        QString text = textOfClipSize(size);
+        _agent->pasteboard.copyText(text);
+        QCOMPARE(ZRKClipmuleData::initFromPasteboard(_agent->pasteboardServices)->size(),
+                 quint64(size));
+        _agent->advance(0.5);
+        QCOMPARE(texts(phone->received()), sent ? QStringList{text} : QStringList());
+        QCOMPARE(_agent->notice.messages, sent ? QStringList() : QStringList{tooLarge});
+        QCOMPARE(_agent->statistic(u"dataSent"_qs),
+                 sent ? PropertyList(size) : PropertyList(u"missing"_qs));
+        // Once for each copy.
+        _agent->advance(5);
+        QCOMPARE(_agent->notice.messages.size(), sent ? 0 : 1);
+    }
+
+    void aRefusedClipLeavesTheLastOneKnown() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->advance(0.5);
+        _agent->pasteboard.copyText(textOfClipSize(10'000'000));
+        _agent->advance(0.5);
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->advance(0.5);
+        QCOMPARE(texts(phone->received()), QStringList{u"Hello"_qs});
+    }
+
+    void countsWhatIsSent() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        const quint64 size =
+            ZRKClipmuleData::initFromPasteboard(_agent->pasteboardServices)->size();
+        _agent->advance(0.5);
+        QCOMPARE(_agent->statistic(u"dataSent"_qs), PropertyList(size));
+        QCOMPARE(_agent->statistic(u"textItems"_qs), PropertyList(1));
+        QCOMPARE(_agent->statistic(u"imageItems"_qs), PropertyList(u"missing"_qs));
+        _agent->pasteboard.copyText(u"World"_qs);
+        _agent->advance(0.5);
+        QCOMPARE(_agent->statistic(u"dataSent"_qs), PropertyList(2 * size));
+        QCOMPARE(_agent->statistic(u"textItems"_qs), PropertyList(2));
+    }
+
+    void countsImagesApart() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        QImage image(4, 4, QImage::Format_RGB32);
+        image.fill(Qt::blue);
+        QByteArray png;
+        QBuffer buffer(&png);
+        QVERIFY(image.save(&buffer, "PNG"));
+        PasteboardContents contents;
+        contents.set(PasteboardType::publicPng, png);
+        _agent->pasteboard.copyByAnotherApplication(contents);
+        _agent->advance(0.5);
+        QCOMPARE(_agent->statistic(u"imageItems"_qs), PropertyList(1));
+        QCOMPARE(_agent->statistic(u"textItems"_qs), PropertyList(u"missing"_qs));
+    }
+
+    void aFailureIsLoggedAndTheContentsCountAsSeen() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->pasteboard.failReadsWith(u"no clipboard today"_qs);
+        QTest::ignoreMessage(QtWarningMsg, "ERROR CREATING DATA no clipboard today");
+        _agent->advance(0.5);
+        _agent->pasteboard.failReadsWith(QString());
+        _agent->advance(0.5);
+        QVERIFY(texts(phone->received()).isEmpty());
+        _agent->pasteboard.copyText(u"World"_qs);
+        _agent->advance(0.5);
+        QCOMPARE(texts(phone->received()), QStringList{u"World"_qs});
+    }
+
+    void thePollEndsWithTheLastConnection() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->app->disconnect();
+        _agent->pasteboard.copyText(u"unseen"_qs);
+        const int before = _agent->pasteboard.readCount();
+        _agent->advance(0.5);
+        QCOMPARE(_agent->pasteboard.readCount(), before);
+        _agent->app->connect();
+        _agent->advance(3);
+        QCOMPARE(phone->connections.size(), 2);
+        QVERIFY(texts(phone->received()).isEmpty());
+        _agent->pasteboard.copyText(u"seen"_qs);
+        _agent->advance(0.5);
+        QCOMPARE(texts(phone->received()), QStringList{u"seen"_qs});
+    }
+
+    void aReconnectionRestartsADeadPoll() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        phone->connection().end();
+        _agent->settle();
+        _agent->advance(0.5);
+        _agent->pasteboard.copyText(u"while nobody listened"_qs);
+        _agent->advance(4.5);
+        QCOMPARE(phone->connections.size(), 2);
+        _agent->advance(1);
+        QVERIFY(texts(phone->received()).isEmpty());
+        _agent->pasteboard.copyText(u"from here on"_qs);
+        _agent->advance(0.5);
+        QCOMPARE(texts(phone->received()), QStringList{u"from here on"_qs});
+    }
+
+    void aReconnectionLeavesALivingPollAlone() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        ben->connection().end();
+        _agent->advance(4.8);
+        // Not yet looked at when Ben is back 0.2 s later.
+        _agent->pasteboard.copyText(u"kept"_qs);
+        _agent->advance(0.5);
+        QCOMPARE(ben->connections.size(), 2);
+        QCOMPARE(texts(anna->received()), QStringList{u"kept"_qs});
+    }
+
+    void afterASecondPhoneOneCheckIsPending() {
+        _agent->connectedPhone(u"Anna"_qs);
+        _agent->advance(0.2);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        _agent->advance(10);
+        // One look a poll: a clip copied now is looked at half a second later at the latest, once.
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        const int before = _agent->pasteboard.readCount();
+        _agent->advance(0.5);
+        const int reads = _agent->pasteboard.readCount() - before;
+        QVERIFY(reads > 0);
+        _agent->advance(0.5);
+        QCOMPARE(_agent->pasteboard.readCount() - before, reads);
+        QCOMPARE(texts(ben->received()), QStringList{u"Hello"_qs});
+    }
+
+    void aPhonesFirstConnectionIsAChangeOfStatus() {
+        struct StatusCounter final : Object {
+            void count() { ++times; }
+            int times = 0;
+        } counter;
+        _agent->setRegistered({u"Anna"_qs});
+        _agent->launch();
+        auto &center = ZRKNotificationCenter::platformDefault();
+        center.addObserver(&counter, selector<&StatusCounter::count>("count"),
+                           ZRKClipmuleSyncStatusDidChange);
+        const auto phone = _agent->appear(u"Anna"_qs);
+        QCOMPARE(counter.times, 1);
+        phone->connection().end();
+        _agent->advance(5);
+        QCOMPARE(phone->connections.size(), 2);
+        QCOMPARE(counter.times, 1);
+        center.removeObserver(&counter);
+    }
+
+private:
+    std::unique_ptr<AgentFixture> _agent;
+};
+
+QTEST_GUILESS_MAIN(WatcherTest)
+#include "tst_watcher.moc"

@@ -1,0 +1,242 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "phone/Phone.h"
+#include "platform/dnssd/FakeDnsSd.h"
+#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/streams/SocketStreams.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+QByteArray png() {
+    QImage image(20, 10, QImage::Format_RGB32);
+    image.fill(Qt::red);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+PropertyList envelope(const QString &type, const PropertyList::Dictionary &payload) {
+    return PropertyList(PropertyList::Dictionary{{type, PropertyList(payload)}});
+}
+
+} // namespace
+
+// The stand-in with a desk that is a stream handler on a real connection.
+class PhoneTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void init() {
+        _lines.clear();
+        _received.clear();
+        _quit = false;
+        _folder = std::make_unique<QTemporaryDir>();
+        _phone = std::make_unique<Phone>(
+            _backend, Phone::Options{u"Anna"_qs, _folder->filePath(u"images"_qs)},
+            [this](const QByteArray &line) {
+                _lines.append(QJsonDocument::fromJson(line).object());
+            },
+            [this] { _quit = true; });
+        QVERIFY(_phone->start());
+        const auto port = quint16(_lines.constFirst()[u"port"_qs].toInt());
+        _desk = ZRKStreamHandler::initWithInputStreamOutputStream(connectingStreamPair(
+            {{QHostAddress(QHostAddress::LocalHost), port}}, RunLoop::Seconds(10)));
+        ZRKStreamHandler::Delegate delegate;
+        delegate.streamHandlerDidReceiveObject =
+            [this](ZRKStreamHandler &, const PropertyList &object) { _received.append(object); };
+        _desk->setDelegate(std::move(delegate));
+        QTRY_COMPARE(_received.size(), 1);
+    }
+
+    void cleanup() {
+        _desk.reset();
+        _phone.reset();
+    }
+
+    void publishesItself() {
+        QTRY_COMPARE(_backend.published().size(), 1);
+        const auto publication = _backend.published().constFirst();
+        QCOMPARE(publication.service.name, u"Anna"_qs);
+        QCOMPARE(publication.service.type, u"_clipmule-s2._tcp"_qs);
+        QCOMPARE(int(publication.port), _lines.constFirst()[u"port"_qs].toInt());
+    }
+
+    void tellsOfItselfWhenAConnectionOpens() {
+        QCOMPARE(_received.constFirst(),
+                 envelope(u"4"_qs, {{u"name"_qs, u"Anna"_qs}, {u"model"_qs, u"Linux"_qs}}));
+        QCOMPARE(_lines.constLast()[u"event"_qs].toString(), u"opened"_qs);
+    }
+
+    void sendsTexts() {
+        _phone->perform("strings A | B");
+        const PropertyList::List items = nextClip(u"1"_qs);
+        QCOMPARE(items.size(), 2);
+        QCOMPARE(items[0].find(u"string"_qs)->string(), u"A"_qs);
+        QCOMPARE(items[1].find(u"string"_qs)->string(), u"B"_qs);
+        QCOMPARE(items[0].find(u"createdBy"_qs)->integerValue(), 1);
+        QVERIFY(items[0].find(u"oid"_qs)->string() != items[1].find(u"oid"_qs)->string());
+    }
+
+    void sendsUrls() {
+        _phone->perform("url https://example.org/\xC3\xBC?a=1");
+        QCOMPARE(nextClip(u"1"_qs)[0].find(u"url"_qs)->string(),
+                 u"https://example.org/%C3%BC?a=1"_qs);
+        _phone->perform("url no scheme");
+        QCOMPARE(_lines.constLast()[u"text"_qs].toString(), u"not a URL: no scheme"_qs);
+    }
+
+    void sendsImages() {
+        const QByteArray bytes = png();
+        const QString path = write(u"a b.png"_qs, bytes);
+        _phone->perform("image " + path.toUtf8());
+        QCOMPARE(nextClip(u"1"_qs)[0].find(u"imageData"_qs)->data(), bytes);
+    }
+
+    void refusesFilesThatAreNone() {
+        _phone->perform("image /no/such/file");
+        QCOMPARE(_lines.constLast()[u"text"_qs].toString(), u"/no/such/file: no such file"_qs);
+        _phone->perform("image " + _folder->path().toUtf8());
+        QCOMPARE(_lines.constLast()[u"text"_qs].toString(), _folder->path() + u": no such file"_qs);
+    }
+
+    void refusesAFileThatIsTooLarge() {
+        QFile file(_folder->filePath(u"large"_qs));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.resize(Phone::largestFile + 1));
+        _phone->perform("image " + file.fileName().toUtf8());
+        QVERIFY(
+            _lines.constLast()[u"text"_qs].toString().endsWith(u"larger than 50331648 bytes"_qs));
+    }
+
+    void relays() {
+        _phone->perform("relay text for the others");
+        QCOMPARE(nextClip(u"2"_qs)[0].find(u"string"_qs)->string(), u"for the others"_qs);
+    }
+
+    void sendsAnyPropertyList() {
+        const QString path = write(u"any.plist"_qs, "{ 99 = (a, b); }");
+        _phone->perform("plist " + path.toUtf8());
+        QTRY_COMPARE(_received.size(), 2);
+        QCOMPARE(_received.constLast().find(u"99"_qs)->list().size(), 2);
+        const QString broken = write(u"broken.plist"_qs, "<<<");
+        _phone->perform("plist " + broken.toUtf8());
+        QVERIFY(_lines.constLast()[u"text"_qs].toString().startsWith(broken + u": "_qs));
+    }
+
+    void printsAClip() {
+        const QByteArray bytes = png();
+        _desk->outputObject(OutputObject::fixed(envelope(
+            u"1"_qs,
+            {{u"title"_qs, u"T"_qs},
+             {u"items"_qs, PropertyList::List{PropertyList(PropertyList::Dictionary{
+                               {u"string"_qs, u"täxt"_qs}, {u"imageData"_qs, bytes}})}}})));
+        const QJsonObject line = nextLine(u"clip"_qs);
+        const QJsonObject item = line[u"clip"_qs][u"items"_qs][0].toObject();
+        QCOMPARE(line[u"clip"_qs][u"title"_qs].toString(), u"T"_qs);
+        QCOMPARE(item[u"string"_qs].toString(), u"täxt"_qs);
+        const QJsonObject image = item[u"imageData"_qs].toObject();
+        QCOMPARE(image[u"format"_qs].toString(), u"png"_qs);
+        QCOMPARE(image[u"width"_qs].toInt(), 20);
+        QCOMPARE(image[u"height"_qs].toInt(), 10);
+        QFile saved(image[u"file"_qs].toString());
+        QVERIFY(saved.open(QIODevice::ReadOnly));
+        QCOMPARE(saved.readAll(), bytes);
+    }
+
+    void keepsWhatAnEarlierRunSaved() {
+        QVERIFY(QDir(_folder->path()).mkdir(u"images"_qs));
+        const QString earlier = write(u"images/image-0001.png"_qs, "earlier");
+        _desk->outputObject(OutputObject::fixed(envelope(
+            u"1"_qs, {{u"items"_qs, PropertyList::List{PropertyList(
+                                        PropertyList::Dictionary{{u"imageData"_qs, png()}})}}})));
+        const QString saved =
+            nextLine(u"clip"_qs)[u"clip"_qs][u"items"_qs][0][u"imageData"_qs][u"file"_qs]
+                .toString();
+        QVERIFY(saved.endsWith(u"image-0002.png"_qs));
+        QFile file(earlier);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("earlier"));
+    }
+
+    void printsTheDevices() {
+        _desk->outputObject(OutputObject::fixed(envelope(
+            u"3"_qs,
+            {{u"Ben"_qs, PropertyList(PropertyList::Dictionary{{u"name"_qs, u"B"_qs}})}})));
+        QCOMPARE(nextLine(u"devices"_qs)[u"devices"_qs][u"Ben"_qs][u"name"_qs].toString(), u"B"_qs);
+    }
+
+    void printsWhatItDoesNotKnow() {
+        _desk->outputObject(OutputObject::fixed(PropertyList(u"word"_qs)));
+        QCOMPARE(nextLine(u"object"_qs)[u"object"_qs].toString(), u"word"_qs);
+        _desk->outputObject(OutputObject::fixed(envelope(u"77"_qs, {{u"date"_qs, Date{0}}})));
+        QTRY_COMPARE(_lines.constLast()[u"type"_qs].toString(), u"77"_qs);
+        QCOMPARE(_lines.constLast()[u"object"_qs][u"date"_qs].toString(),
+                 u"2001-01-01T00:00:00.000Z"_qs);
+    }
+
+    void saysWhenNobodyListens() {
+        _desk->setDelegate({});
+        _desk->close(false);
+        QTRY_COMPARE(_lines.constLast()[u"event"_qs].toString(), u"closed"_qs);
+        _phone->perform("text into the void");
+        QCOMPARE(_lines.constLast()[u"text"_qs].toString(), u"nobody is connected"_qs);
+    }
+
+    void quits() {
+        _phone->perform("");
+        QVERIFY(!_quit);
+        _phone->perform("quit");
+        QVERIFY(_quit);
+    }
+
+private:
+    QString write(const QString &name, const QByteArray &bytes) {
+        QFile file(_folder->filePath(name));
+        if (!file.open(QIODevice::WriteOnly))
+            qFatal("no file");
+        file.write(bytes);
+        return file.fileName();
+    }
+
+    PropertyList::List nextClip(const QString &type) {
+        const qsizetype before = _received.size();
+        if (!QTest::qWaitFor([&] { return _received.size() > before; }))
+            return {};
+        return _received.constLast().find(type)->find(u"items"_qs)->list();
+    }
+
+    QJsonObject nextLine(const QString &event) {
+        const bool came =
+            QTest::qWaitFor([&] { return _lines.constLast()[u"event"_qs].toString() == event; });
+        return came ? _lines.constLast() : QJsonObject();
+    }
+
+    QtRunLoop _runLoop;
+    const RunLoop::Installation _installation{_runLoop};
+    dnssd::FakeBackend _backend;
+    std::unique_ptr<QTemporaryDir> _folder;
+    std::unique_ptr<Phone> _phone;
+    std::shared_ptr<ZRKStreamHandler> _desk;
+    QList<QJsonObject> _lines;
+    QList<PropertyList> _received;
+    bool _quit = false;
+};
+
+QTEST_GUILESS_MAIN(PhoneTest)
+#include "tst_phone.moc"
