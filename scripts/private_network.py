@@ -21,8 +21,8 @@ NOT_FOUND = 127
 READY_WITHIN_SECONDS = 60
 TICK_SECONDS = 0.02
 FOLDER = "/run/private-network"
-NAMESPACES = ["unshare", "--user", "--map-root-user", "--net", "--mount", "--pid", "--fork",
-              "--kill-child", "--mount-proc"]
+NAMESPACES = ["unshare", "--user", "--map-root-user", "--net", "--mount", "--uts", "--pid",
+              "--fork", "--kill-child", "--mount-proc"]
 
 BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -41,7 +41,6 @@ BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus
 """
 
 RESPONDER_CONFIGURATION = """[server]
-host-name={host}
 allow-interfaces={interface}
 use-ipv4=yes
 use-ipv6={ipv6}
@@ -122,7 +121,7 @@ class Host:
         os.makedirs(self.folder, exist_ok=True)
         write(f"{self.folder}/bus.conf", bus_configuration("system", f"{self.folder}/bus"))
         write(f"{self.folder}/responder.conf",
-              RESPONDER_CONFIGURATION.format(host=self.name, interface=self.interface,
+              RESPONDER_CONFIGURATION.format(interface=self.interface,
                                              ipv6="yes" if self.ipv6 else "no"))
 
     def launch(self, service, command):
