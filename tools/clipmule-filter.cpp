@@ -1,0 +1,27 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/Log.h"
+#include "tools/FilterCommand.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+#include <cstdio>
+
+int main(int argc, char *argv[]) {
+    clipmule::installLogFormat();
+    const QCoreApplication application(argc, argv);
+    QFile input;
+    QFile output;
+    if (!input.open(stdin, QIODevice::ReadOnly) || !output.open(stdout, QIODevice::WriteOnly))
+        return clipmule::FilterCommand::Failure;
+    QStringList messages;
+    int status =
+        clipmule::FilterCommand::run(application.arguments().sliced(1), input, output, messages);
+    for (const QString &message : std::as_const(messages))
+        std::fprintf(stderr, "clipmule-filter: %s\n", qPrintable(message));
+    if (!output.flush())
+        status = clipmule::FilterCommand::Failure;
+    return status;
+}
