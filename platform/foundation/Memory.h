@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/RunLoop.h"
+
+#include <functional>
+
+namespace clipmule {
+
+/// Gives the memory that large clips took back to the system, a while after the last of them: the
+/// allocator would keep some forty megabytes of it otherwise, for a program that idles all day.
+class HeapTrimmer final {
+public:
+    /// Smaller clips leave too little behind.
+    static constexpr quint64 largestUntrimmed = 1'000'000;
+    /// By then the clip has left the queues.
+    static constexpr RunLoop::Seconds delay{3.0};
+
+    explicit HeapTrimmer(std::function<void()> trim)
+        : _trim(std::move(trim)) {}
+
+    /// After a clip of this size, in bytes, was sent or received.
+    void clipPassed(quint64 size);
+
+private:
+    std::function<void()> _trim;
+    RunLoop::Timer _pending;
+};
+
+/// The same for this process's heap.
+void trimHeapAfterClip(quint64 size);
+
+} // namespace clipmule
