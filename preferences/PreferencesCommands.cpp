@@ -1,0 +1,330 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "preferences/PreferencesCommands.h"
+
+#include "platform/foundation/PlatformException.h"
+#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/preferences/PreferencesDatabase.h"
+#include "preferences/RegisteredPhones.h"
+#include "support/ApplicationDefaults.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocale>
+
+namespace clipmule {
+
+namespace {
+
+using Domain = PreferencesCommand::Domain;
+using Kind = PreferencesCommand::Kind;
+
+const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
+const QString agentName = QStringLiteral("com.zendrik.ClipmuleSync");
+const QString statisticsIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.stats");
+const QString syncEnabled = QStringLiteral("syncEnabled");
+
+// Phones name themselves; a name is shown on one line, whatever it holds.
+QString shown(const QString &name) {
+    QString result;
+    for (const QChar unit : name) {
+        if (unit < u' ' || (unit >= u'\x7f' && unit < u'\xa0'))
+            result += QStringLiteral("\\x%1").arg(unit.unicode(), 2, 16, QLatin1Char('0'));
+        else
+            result += unit;
+    }
+    return result;
+}
+
+// Plain words for plain values, the XML form for the others.
+QString shown(const PropertyList &value) {
+    switch (value.kind()) {
+    case PropertyList::Kind::String:
+        return value.string();
+    case PropertyList::Kind::Boolean:
+        return value.boolean() ? QStringLiteral("true") : QStringLiteral("false");
+    case PropertyList::Kind::Integer:
+        return QString::number(value.integerValue());
+    case PropertyList::Kind::UnsignedInteger:
+        return QString::number(value.unsignedValue());
+    case PropertyList::Kind::Real:
+        return QString::number(value.real(), 'g', QLocale::FloatingPointShortest);
+    default:
+        return QString::fromUtf8(PropertyListSerialization::xml(value)).trimmed();
+    }
+}
+
+QString compact(const QJsonObject &object) {
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+QJsonArray asJson(const QList<RegisteredPhones::Phone> &phones) {
+    QJsonArray result;
+    for (const auto &phone : phones)
+        result.append(QJsonObject{{QStringLiteral("service"), phone.service},
+                                  {QStringLiteral("name"), phone.name}});
+    return result;
+}
+
+// A file holds dates in whole seconds, and no lone surrogates.
+std::optional<PropertyList> asFilesCarryIt(const PropertyList &value) {
+    try {
+        return PropertyListSerialization::parseXml(PropertyListSerialization::xml(value)).value;
+    } catch (const PlatformException &) {
+        return std::nullopt;
+    }
+}
+
+quint64 counter(const ZRKUserDefaults &statistics, const QString &key) {
+    const auto value = statistics.objectForKey(key);
+    return value && value->isNumber() ? value->unsignedValue() : 0;
+}
+
+} // namespace
+
+PreferencesCommands::PreferencesCommands(Services services)
+    : _services(std::move(services)) {}
+
+PreferencesCommands::~PreferencesCommands() {
+    // The shared store stands on the services.
+    ZRKUserDefaults::setEnvironment({});
+}
+
+void PreferencesCommands::perform(const PreferencesCommand &command) {
+    _command = command;
+    if (!open(Domain::Shared)) {
+        fail(QStringLiteral("the installation is incomplete: Info.plist names no shared domain"));
+        return;
+    }
+    switch (command.kind) {
+    case Kind::Discover:
+        discover();
+        return;
+    case Kind::Register:
+        registerPhone();
+        return;
+    case Kind::Unregister:
+        unregisterPhone();
+        return;
+    case Kind::List:
+        list();
+        return;
+    case Kind::Get:
+        get();
+        return;
+    case Kind::Set:
+        write(command.domain, command.key, command.value, QString());
+        return;
+    case Kind::Enable:
+        setEnabled(true);
+        return;
+    case Kind::Disable:
+        setEnabled(false);
+        return;
+    case Kind::Status:
+        status();
+        return;
+    case Kind::Help:
+    case Kind::Version:
+        _services.finish(0);
+        return;
+    }
+}
+
+void PreferencesCommands::discover() {
+    _browser = std::make_unique<NetServiceBrowser>(_services.dnssd());
+    NetServiceBrowser::Delegate delegate;
+    delegate.didFindService = [this](const std::shared_ptr<NetService> &service) {
+        found(service->name());
+    };
+    _browser->setDelegate(std::move(delegate));
+    _end = RunLoop::current().performAfter(_command.wait, [this] {
+        _browser->stop();
+        if (_found.isEmpty())
+            _services.complain(
+                QStringLiteral("no phone was seen in %1 seconds").arg(_command.wait.count()));
+        _services.finish(0);
+    });
+    _browser->searchForServicesOfTypeInDomain(phoneType, QStringLiteral("local."));
+}
+
+void PreferencesCommands::found(const QString &service) {
+    if (_found.contains(service) || _found.size() == mostDiscovered)
+        return;
+    _found.insert(service);
+    const bool isRegistered = registeredServices().contains(service);
+    if (_command.asJson)
+        _services.print(compact(
+            {{QStringLiteral("service"), service}, {QStringLiteral("registered"), isRegistered}}));
+    else
+        _services.print(isRegistered ? shown(service) + QStringLiteral("\tregistered")
+                                     : shown(service));
+}
+
+void PreferencesCommands::registerPhone() {
+    const auto stored = open(Domain::Shared)->objectForKey(RegisteredPhones::key());
+    if (!RegisteredPhones::isList(stored)) {
+        fail(QStringLiteral("\"serverServices\" holds %1 instead of a list; nothing was changed")
+                 .arg(PropertyList::nameOfKind(stored->kind())));
+        return;
+    }
+    const PropertyList changed = RegisteredPhones::added(stored, _command.service, _command.name);
+    for (const auto &phone : RegisteredPhones::phones(changed)) {
+        if (phone.service == _command.service) {
+            write(Domain::Shared, RegisteredPhones::key(), changed,
+                  QStringLiteral("registered %1 as %2").arg(phone.service, shown(phone.name)));
+            return;
+        }
+    }
+}
+
+void PreferencesCommands::unregisterPhone() {
+    const auto stored = open(Domain::Shared)->objectForKey(RegisteredPhones::key());
+    if (!registeredServices().contains(_command.service)) {
+        fail(QStringLiteral("%1 is not registered").arg(_command.service));
+        return;
+    }
+    write(Domain::Shared, RegisteredPhones::key(),
+          RegisteredPhones::removed(stored, _command.service),
+          QStringLiteral("unregistered %1").arg(_command.service));
+}
+
+void PreferencesCommands::list() {
+    const auto phones =
+        RegisteredPhones::phones(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
+    for (const auto &phone : phones) {
+        if (_command.asJson)
+            _services.print(compact({{QStringLiteral("service"), phone.service},
+                                     {QStringLiteral("name"), phone.name}}));
+        else
+            _services.print(shown(phone.service) + u'\t' + shown(phone.name));
+    }
+    _services.finish(0);
+}
+
+void PreferencesCommands::get() {
+    const auto value = open(_command.domain)->objectForKey(_command.key);
+    if (!value) {
+        fail(QStringLiteral("%1 is not set").arg(_command.key));
+        return;
+    }
+    _services.print(shown(*value));
+    _services.finish(0);
+}
+
+void PreferencesCommands::setEnabled(bool enabled) {
+    write(Domain::Agent, syncEnabled, enabled,
+          enabled ? QStringLiteral("synchronisation is enabled")
+                  : QStringLiteral("synchronisation is disabled"));
+}
+
+void PreferencesCommands::status() {
+    _services.findOwner(agentName, [this](std::optional<bool> agentRuns) {
+        if (_command.asJson)
+            printStatusAsJson(agentRuns);
+        else
+            printStatus(agentRuns);
+        _services.finish(0);
+    });
+}
+
+void PreferencesCommands::printStatus(std::optional<bool> agentRuns) {
+    const auto phones =
+        RegisteredPhones::phones(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
+    const auto statistics = open(Domain::Statistics);
+    _services.print(isEnabled() ? QStringLiteral("synchronisation: enabled")
+                                : QStringLiteral("synchronisation: disabled"));
+    _services.print(!agentRuns   ? QStringLiteral("agent: unknown (no session bus)")
+                    : *agentRuns ? QStringLiteral("agent: running")
+                                 : QStringLiteral("agent: not running"));
+    _services.print(QStringLiteral("registered phones: %1").arg(phones.size()));
+    for (const auto &phone : phones)
+        _services.print(u'\t' + shown(phone.service) + u'\t' + shown(phone.name));
+    _services.print(QStringLiteral("sent: %1 bytes, received: %2 bytes")
+                        .arg(counter(*statistics, QStringLiteral("dataSent")))
+                        .arg(counter(*statistics, QStringLiteral("dataReceived"))));
+    _services.print(QStringLiteral("clips: %1 text, %2 images")
+                        .arg(counter(*statistics, QStringLiteral("textItems")))
+                        .arg(counter(*statistics, QStringLiteral("imageItems"))));
+}
+
+void PreferencesCommands::printStatusAsJson(std::optional<bool> agentRuns) {
+    const auto statistics = open(Domain::Statistics);
+    QJsonObject counters;
+    for (const char *key : {"dataSent", "dataReceived", "imageItems", "textItems"}) {
+        const QString name = QString::fromLatin1(key);
+        counters.insert(name, qint64(counter(*statistics, name)));
+    }
+    const auto phones =
+        RegisteredPhones::phones(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
+    _services.print(compact({{QStringLiteral("enabled"), isEnabled()},
+                             {QStringLiteral("agentRuns"),
+                              agentRuns ? QJsonValue(*agentRuns) : QJsonValue(QJsonValue::Null)},
+                             {QStringLiteral("phones"), asJson(phones)},
+                             {QStringLiteral("statistics"), counters}}));
+}
+
+std::shared_ptr<ZRKUserDefaults> PreferencesCommands::open(Domain domain) {
+    std::shared_ptr<ZRKUserDefaults> &store = _stores[domain];
+    if (store)
+        return store;
+    if (domain == Domain::Shared) {
+        ZRKUserDefaults::setEnvironment(_services.preferences);
+        store = ZRKUserDefaults::standardUserDefaults();
+        return store;
+    }
+    // The fallback values in the bundles are the shared domain's.
+    ZRKUserDefaults::Environment environment = _services.preferences;
+    const Bundle none{QString()};
+    environment.bundles =
+        std::make_shared<ZRKUserDefaults::Bundles>(ZRKUserDefaults::Bundles{none, none, {}, {}});
+    store = ZRKUserDefaults::initWithIdentifier(
+        domain == Domain::Agent ? ApplicationDefaults::identifier() : statisticsIdentifier,
+        environment);
+    return store;
+}
+
+void PreferencesCommands::fail(const QString &complaint) {
+    _services.complain(complaint);
+    _services.finish(1);
+}
+
+void PreferencesCommands::write(Domain domain, const QString &key, const PropertyList &value,
+                                const QString &line) {
+    const auto store = open(domain);
+    store->setObjectForKey(value, key);
+    // The database only logs a failure: look.
+    const auto written = _services.preferences.database->copyMultiple(store->identifier());
+    const PropertyList *const present = find(written, key);
+    const bool isWritten = present && (*present == value || *present == asFilesCarryIt(value));
+    if (!isWritten || !store->synchronize()) {
+        fail(QStringLiteral("%1 could not be written").arg(key));
+        return;
+    }
+    _services.preferences.distributedNotifications->whenDelivered([this, line](bool delivered) {
+        if (!line.isEmpty())
+            _services.print(line);
+        if (!delivered)
+            _services.complain(
+                QStringLiteral("saved, but without a session bus a running agent is not told"));
+        _services.finish(0);
+    });
+}
+
+QList<QString> PreferencesCommands::registeredServices() {
+    QList<QString> services;
+    const auto phones =
+        RegisteredPhones::phones(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
+    for (const auto &phone : phones)
+        services.append(phone.service);
+    return services;
+}
+
+bool PreferencesCommands::isEnabled() {
+    const auto store = open(Domain::Agent);
+    return !store->objectForKey(syncEnabled) || store->boolForKey(syncEnabled);
+}
+
+} // namespace clipmule

@@ -1,0 +1,78 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/dbus/SessionNames.h"
+#include "platform/dnssd/DnsSdFactory.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/foundation/QuitSignals.h"
+#include "platform/preferences/DistributedNotificationsBackends.h"
+#include "platform/preferences/FilePreferencesDatabase.h"
+#include "preferences/PreferencesCommands.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+using namespace clipmule;
+
+namespace {
+
+void say(const QString &line) {
+    std::fputs((line + u'\n').toUtf8().constData(), stdout);
+    // A name is of use as soon as it is found.
+    std::fflush(stdout);
+}
+
+void complain(const QString &line) {
+    std::fputs((QStringLiteral("clipmule-preferences: ") + line + u'\n').toUtf8().constData(),
+               stderr);
+}
+
+} // namespace
+
+int main(int argc, char *argv[]) {
+    installLogFormat();
+    const QCoreApplication application(argc, argv);
+    const ParsedCommandLine parsed = parseCommandLine(application.arguments().sliced(1));
+    if (!parsed.command) {
+        complain(parsed.error);
+        return 2;
+    }
+    if (parsed.command->kind == PreferencesCommand::Kind::Help) {
+        std::fputs(usage().toUtf8().constData(), stdout);
+        return 0;
+    }
+    if (parsed.command->kind == PreferencesCommand::Kind::Version) {
+        std::puts("clipmule-preferences " CLIPMULE_VERSION);
+        return 0;
+    }
+
+    QtRunLoop runLoop;
+    const RunLoop::Installation installation(runLoop);
+    const QuitSignals signals([](int signal) { QCoreApplication::exit(128 + signal); });
+    FilePreferencesDatabase database(FilePreferencesDatabase::defaultFolder());
+    const auto notifications = makeDBusDistributedNotifications();
+    SessionNames names;
+    std::unique_ptr<dnssd::Backend> dnssd;
+
+    PreferencesCommands::Services services;
+    services.preferences.database = &database;
+    services.preferences.distributedNotifications = notifications.get();
+    services.dnssd = [&dnssd]() -> dnssd::Backend & {
+        if (!dnssd)
+            dnssd = dnssd::makeAutoBackend();
+        return *dnssd;
+    };
+    services.findOwner = [&names](const QString &name,
+                                  std::function<void(std::optional<bool>)> answer) {
+        names.findOwner(name, std::move(answer));
+    };
+    services.print = say;
+    services.complain = complain;
+    services.finish = [](int exitStatus) { QCoreApplication::exit(exitStatus); };
+    PreferencesCommands commands(std::move(services));
+    // From inside the run loop, which is to be ended by it.
+    runLoop.performSoon([&] { commands.perform(*parsed.command); });
+    return QCoreApplication::exec();
+}

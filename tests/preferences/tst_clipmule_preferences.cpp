@@ -1,0 +1,224 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/dbus/BusConnection.h"
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/preferences/DistributedNotificationsBackends.h"
+#include "platform/preferences/FilePreferencesDatabase.h"
+#include "support/ApplicationDefaults.h"
+#include "tests/services/PrivateBus.h"
+
+#include <QDBusConnection>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
+
+class ChangeCounter final : public Object {
+public:
+    void changed() { ++count; }
+    int count = 0;
+};
+
+} // namespace
+
+// The real program, in a home of its own, on a real session bus, beside a process that listens as
+// the agent does.
+class ClipmulePreferencesTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
+    }
+    void init() {
+        _home = std::make_unique<QTemporaryDir>();
+        QVERIFY(_bus.start());
+    }
+    void cleanup() { _bus.stop(); }
+
+    void aRunningAgentFollowsAtOnce() {
+        FilePreferencesDatabase database(folder());
+        const auto notifications = makeDBusDistributedNotifications();
+        ZRKUserDefaults::Environment environment;
+        environment.database = &database;
+        environment.distributedNotifications = notifications.get();
+        const auto center = std::make_shared<ZRKNotificationCenter>();
+        environment.localCenter = center.get();
+        ChangeCounter shared;
+        ChangeCounter own;
+        center->addObserver(&shared, selector<&ChangeCounter::changed>("changed"),
+                            ZRKUserDefaultsDidChangeNotification);
+        center->addObserver(&own, selector<&ChangeCounter::changed>("changed"),
+                            NSUserDefaultsDidChangeNotification);
+        const auto sharedDefaults = ZRKUserDefaults::initWithIdentifier(sharedDomain, environment);
+        sharedDefaults->listenForChanges();
+        ApplicationDefaults agentDefaults(environment);
+        agentDefaults.start();
+        awaitDelivery(*notifications); // both observe now
+
+        run({QStringLiteral("register"), QStringLiteral("Anna’s phone"), QStringLiteral("--name"),
+             QStringLiteral("Anna")});
+        QCOMPARE(_status, 0);
+        QCOMPARE(_output, QByteArray("registered Anna’s phone as Anna\n"));
+        QCOMPARE(_errors, QByteArray());
+        QTRY_COMPARE(shared.count, 1);
+        const auto phones = sharedDefaults->objectForKey(QStringLiteral("serverServices"));
+        QVERIFY(phones);
+        const PropertyList expected = PropertyList::List{PropertyList::Dictionary{
+            {QStringLiteral("serverService"), QStringLiteral("Anna’s phone")},
+            {QStringLiteral("serverName"), QStringLiteral("Anna")}}};
+        QCOMPARE(*phones, expected);
+        QCOMPARE(own.count, 0);
+
+        run({QStringLiteral("disable")});
+        QCOMPARE(_status, 0);
+        QTRY_COMPARE(own.count, 1);
+        QCOMPARE(agentDefaults.objectForKey(QStringLiteral("syncEnabled")),
+                 std::optional(PropertyList(false)));
+        QCOMPARE(shared.count, 1);
+
+        // And the other way round: what the agent writes, the program shows.
+        agentDefaults.setBoolForKey(true, QStringLiteral("syncEnabled"));
+        run({QStringLiteral("get"), QStringLiteral("syncEnabled"), QStringLiteral("--domain"),
+             QStringLiteral("agent")});
+        QCOMPARE(_output, QByteArray("true\n"));
+        center->removeObserver(&shared);
+        center->removeObserver(&own);
+    }
+
+    void settingsLastFromOneRunToTheNext() {
+        run({QStringLiteral("set"), QStringLiteral("ratio"), QStringLiteral("0.5")});
+        QCOMPARE(_status, 0);
+        QCOMPARE(_output, QByteArray());
+        run({QStringLiteral("get"), QStringLiteral("ratio")});
+        QCOMPARE(_output, QByteArray("0.5\n"));
+        QVERIFY(QFile::exists(folder() + QStringLiteral("/com.zendrik.ClipmuleSync.shared.plist")));
+        run({QStringLiteral("list")});
+        QCOMPARE(_status, 0);
+        QCOMPARE(_output, QByteArray());
+    }
+
+    void theStatusKnowsWhetherAnAgentRuns() {
+        run({QStringLiteral("status")});
+        QCOMPARE(_status, 0);
+        QVERIFY(_output.contains("\nagent: not running\n"));
+        BusConnection agent(BusConnection::Bus::Session);
+        QVERIFY(agent.open());
+        QVERIFY(QDBusConnection(agent.connection())
+                    .registerService(QStringLiteral("com.zendrik.ClipmuleSync")));
+        run({QStringLiteral("status")});
+        QVERIFY(_output.contains("\nagent: running\n"));
+    }
+
+    void withoutABusSettingsAreSavedAllTheSame() {
+        _bus.stop();
+        run({QStringLiteral("disable")});
+        QCOMPARE(_status, 0);
+        QCOMPARE(_output, QByteArray("synchronisation is disabled\n"));
+        QVERIFY(_errors.contains("clipmule-preferences: saved, but without a session bus a "
+                                 "running agent is not told\n"));
+        run({QStringLiteral("status")});
+        QCOMPARE(_status, 0);
+        QVERIFY(_output.contains("synchronisation: disabled\nagent: unknown (no session bus)\n"));
+    }
+
+    void aFolderThatCannotBeWrittenIsAFailure() {
+        QFile file(_home->filePath(QStringLiteral("clipmule-sync")));
+        QVERIFY(file.open(QIODevice::WriteOnly)); // a file where the folder should be
+        run({QStringLiteral("set"), QStringLiteral("key"), QStringLiteral("7")});
+        QCOMPARE(_status, 1);
+        QVERIFY(_errors.contains("clipmule-preferences: key could not be written\n"));
+    }
+
+    void aDamagedFileIsKeptAside() {
+        QVERIFY(QDir().mkpath(folder()));
+        QFile file(folder() + QStringLiteral("/com.zendrik.ClipmuleSync.shared.plist"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("half a <");
+        file.close();
+        run({QStringLiteral("register"), QStringLiteral("one")});
+        QCOMPARE(_status, 0);
+        QFile aside(file.fileName() + QStringLiteral(".damaged-1"));
+        QVERIFY(aside.open(QIODevice::ReadOnly));
+        QCOMPARE(aside.readAll(), QByteArray("half a <"));
+        run({QStringLiteral("list")});
+        QCOMPARE(_output, QByteArray("one\tone\n"));
+    }
+
+    void badArgumentsGiveOneLineAndStatus2_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("none") << QStringList();
+        QTest::newRow("unknown command") << QStringList{QStringLiteral("frobnicate")};
+        QTest::newRow("missing operand") << QStringList{QStringLiteral("register")};
+        QTest::newRow("unknown option")
+            << QStringList{QStringLiteral("list"), QStringLiteral("--colour")};
+        QTest::newRow("line break")
+            << QStringList{QStringLiteral("register"), QStringLiteral("a\nb")};
+    }
+    void badArgumentsGiveOneLineAndStatus2() {
+        QFETCH(QStringList, arguments);
+        run(arguments);
+        QCOMPARE(_status, 2);
+        QCOMPARE(_output, QByteArray());
+        QVERIFY(_errors.startsWith("clipmule-preferences: "));
+        QCOMPARE(_errors.count('\n'), 1);
+        QVERIFY(_errors.endsWith('\n'));
+        QVERIFY(!QFile::exists(folder()));
+    }
+
+    void helpAndVersion() {
+        run({QStringLiteral("--help")});
+        QCOMPARE(_status, 0);
+        QVERIFY(_output.startsWith("Usage: clipmule-preferences COMMAND"));
+        run({QStringLiteral("--version")});
+        QCOMPARE(_status, 0);
+        QVERIFY(
+            QRegularExpression(QStringLiteral("^clipmule-preferences [0-9]+\\.[0-9]+\\.[0-9]+\n$"))
+                .match(QString::fromUtf8(_output))
+                .hasMatch());
+    }
+
+private:
+    QString folder() const { return _home->filePath(QStringLiteral("clipmule-sync")); }
+
+    static void awaitDelivery(DistributedNotifications &notifications) {
+        bool done = false;
+        notifications.whenDelivered([&](bool) { done = true; });
+        QTRY_VERIFY(done);
+    }
+
+    void run(const QStringList &arguments) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("HOME"), _home->path());
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), _home->path());
+        environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+        QProcess program;
+        program.setProcessEnvironment(environment);
+        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-preferences"), arguments);
+        // The run loop goes on meanwhile: this process listens.
+        QTRY_COMPARE_WITH_TIMEOUT(program.state(), QProcess::NotRunning, 30000);
+        QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+        _status = program.exitCode();
+        _output = program.readAllStandardOutput();
+        _errors = program.readAllStandardError();
+    }
+
+    QtRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    kit::PrivateBus _bus;
+    std::unique_ptr<QTemporaryDir> _home;
+    QByteArray _output;
+    QByteArray _errors;
+    int _status = -1;
+};
+
+QTEST_GUILESS_MAIN(ClipmulePreferencesTest)
+#include "tst_clipmule_preferences.moc"
