@@ -13,9 +13,6 @@ namespace {
 
 // How many requests are made before the first one's property comes round again.
 constexpr int propertyCount = 64;
-// An abandoned transfer is followed for so many pieces: a gigabyte from most toolkits. An owner
-// that goes on for ever is left to wait.
-constexpr int drainedPieces = 4096;
 // Names of atoms that are remembered.
 constexpr qsizetype rememberedNames = 4096;
 

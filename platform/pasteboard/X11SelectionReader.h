@@ -31,6 +31,9 @@ public:
     /// One request for a part of a property. What is in memory at once on top of the contents, and
     /// what one turn of the run loop copies.
     static constexpr quint32 chunkBytes = 256 * 1024;
+    /// An abandoned transfer is followed for so many pieces more, thrown away, so that its owner
+    /// comes to the end: a gigabyte from most toolkits. One that never ends is left to wait.
+    static constexpr int drainedPieces = 4096;
 
     /// Nothing: the owner hung or vanished in the middle.
     using Completion = std::function<void(std::optional<PasteboardContents>)>;

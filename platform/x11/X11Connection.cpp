@@ -155,7 +155,12 @@ void X11Connection::process() {
     const QPointer<QObject> alive(&_context);
     bool isFlushed = false;
     for (int served = 0; served < eventsPerTurn; ++served) {
-        const bool anything = serveReply() || (alive && serveEvent());
+        // Looking for an event reads the socket; whatever it read besides must be looked at after
+        // that, since the socket will not tell of it again.
+        bool anything = serveEvent();
+        if (!alive)
+            return;
+        anything = serveReply() || anything;
         if (!alive)
             return;
         if (xcb_connection_has_error(_connection)) {

@@ -1,0 +1,50 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/pasteboard/Pasteboard_x11.h"
+#include "tests/kit/ManualRunLoop.h"
+#include "tests/pasteboard/Await.h"
+
+namespace clipmule::tests {
+
+/// What a test works with: the pasteboard, and a clock that stands still until it is advanced.
+struct X11Desktop {
+    kit::ManualRunLoop runLoop;
+    RunLoop::Installation installation{runLoop};
+    std::shared_ptr<X11Connection> connection = X11Connection::open();
+    std::unique_ptr<PasteboardX11> pasteboard;
+
+    X11Desktop() {
+        if (!hasX11PasteboardSupport(*connection))
+            qFatal("this display server has no XFixes");
+        pasteboard = std::make_unique<PasteboardX11>(connection);
+        pasteboard->start();
+        settle();
+    }
+
+    // Lets everything happen that is under way, without any time passing on the manual clock: the
+    // server has answered a request made after all others.
+    void settle() {
+        for (int round = 0; round < 3; ++round) {
+            (void)connection->reply(xcb_get_input_focus_reply,
+                                    xcb_get_input_focus(connection->xcb()));
+            QCoreApplication::processEvents();
+        }
+    }
+
+    bool fetchBegins() {
+        if (!await([this] { return pasteboard->isFetching(); }))
+            return false;
+        runLoop.advance(PasteboardX11::settleTime);
+        return true;
+    }
+
+    // Another application has taken the clipboard: everything until its contents are there.
+    bool fetchEnds() {
+        return fetchBegins() && await([this] { return !pasteboard->isFetching(); });
+    }
+};
+
+} // namespace clipmule::tests

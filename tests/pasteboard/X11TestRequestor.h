@@ -1,0 +1,60 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/x11/X11Connection.h"
+
+#include <QByteArray>
+#include <QStringList>
+
+namespace clipmule::tests {
+
+/// Another application that pastes, on a connection of its own and the test's own event loop.
+class X11TestRequestor final : public X11Observer {
+public:
+    X11TestRequestor();
+    ~X11TestRequestor() override;
+
+    /// Asks for a target. Pieces are taken up to the given number, then no more; -1 takes all.
+    void request(const QByteArray &target, int pieces = -1);
+    /// The same at an earlier time of the server.
+    void requestAt(const QByteArray &target, xcb_timestamp_t time);
+    /// Asks for several at once: pairs of a target and the property for it.
+    void requestMultiple(const QList<QByteArray> &pairs);
+    /// Dies: the window goes, with what was under way.
+    void die();
+
+    /// Answered, completely.
+    [[nodiscard]] bool isDone() const { return _state == State::Done; }
+    [[nodiscard]] bool isRefused() const { return _state == State::Refused; }
+    [[nodiscard]] const QByteArray &data() const { return _data; }
+    /// The name of the type that was answered.
+    [[nodiscard]] QByteArray type();
+    [[nodiscard]] int format() const { return _format; }
+    [[nodiscard]] int piecesTaken() const { return _pieces; }
+    /// The answer as names of atoms.
+    [[nodiscard]] QStringList names();
+    /// What is in a property of the window.
+    [[nodiscard]] QByteArray property(const QByteArray &name);
+
+    void x11Event(const xcb_generic_event_t &event) override;
+
+private:
+    enum class State { Waiting, Pieces, Done, Refused };
+
+    void ask(xcb_atom_t target, xcb_timestamp_t time);
+    QByteArray take(xcb_atom_t property, bool isDeleted);
+    QByteArray nameOf(xcb_atom_t atom);
+
+    std::shared_ptr<X11Connection> _connection;
+    xcb_window_t _window;
+    State _state = State::Waiting;
+    int _piecesWanted = -1;
+    int _pieces = 0;
+    xcb_atom_t _type = XCB_ATOM_NONE;
+    int _format = 0;
+    QByteArray _data;
+};
+
+} // namespace clipmule::tests

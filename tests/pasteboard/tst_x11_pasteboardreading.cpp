@@ -1,0 +1,497 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tests/pasteboard/X11Desktop.h"
+#include "tests/pasteboard/X11TestOwner.h"
+
+#include <QTest>
+
+#include <ctime>
+
+using namespace clipmule;
+using clipmule::tests::await;
+using Desktop = clipmule::tests::X11Desktop;
+using clipmule::tests::X11TestOwner;
+using namespace clipmule::PasteboardType;
+
+namespace {
+
+QList<X11TestOwner::Answer> text(const QByteArray &utf8) {
+    return {{"UTF8_STRING", utf8}};
+}
+
+double threadSeconds() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
+}
+
+} // namespace
+
+class X11PasteboardReadingTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void whatIsThereAtStartIsReadButNotCounted() {
+        X11TestOwner owner;
+        owner.own(text("before"));
+        const Desktop desktop;
+        QTRY_COMPARE(desktop.pasteboard->stringForType(NSStringPboardType),
+                     QStringLiteral("before"));
+        QCOMPARE(desktop.pasteboard->changeCount(), 0);
+    }
+
+    void copyIsCountedOnceWhenItIsComplete() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{"text/html", "<b>x</b>"}, {"UTF8_STRING", "x"}, {"TIMESTAMP", "no"}});
+        QVERIFY(desktop.fetchBegins());
+        QCOMPARE(desktop.pasteboard->changeCount(), 0);
+        QTRY_COMPARE(desktop.pasteboard->changeCount(), 1);
+        QCOMPARE(desktop.pasteboard->types(), (QStringList{publicHtml, NSStringPboardType}));
+        QCOMPARE(desktop.pasteboard->dataForType(publicHtml), QByteArray("<b>x</b>"));
+        QVERIFY(!desktop.pasteboard->isFetching());
+    }
+
+    void sameOwnerCopyingAgainIsCounted() {
+        Desktop desktop;
+        X11TestOwner owner;
+        for (int copy = 1; copy <= 3; ++copy) {
+            owner.own(text("x"));
+            QVERIFY(desktop.fetchEnds());
+            QCOMPARE(desktop.pasteboard->changeCount(), copy);
+        }
+    }
+
+    void oneImageIsFetchedNotAll() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{"image/bmp", "bmp"}, {"image/png", "png"}, {"image/jpeg", "jpeg"}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->types(), QStringList{publicPng});
+        QCOMPARE(owner.requestCount("image/png"), 1);
+        QCOMPARE(owner.requestCount("image/bmp") + owner.requestCount("image/jpeg"), 0);
+    }
+
+    void nextBestIsFetchedWhenTheBestIsRefused() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{.target = "UTF8_STRING", .data = {}, .isRefused = true},
+                   {"STRING", "caf\xe9"},
+                   {.target = "image/png", .data = {}, .isRefused = true},
+                   {"image/jpeg", "jpeg"}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("café"));
+        QCOMPARE(desktop.pasteboard->dataForType(NSTIFFPboardType), QByteArray("jpeg"));
+    }
+
+    void markerWithoutBytesIsListed() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{"UTF8_STRING", "x"},
+                   {.target = "org.nspasteboard.TransientType", .data = {}, .isRefused = true},
+                   {"x-kde-passwordManagerHint", "secret"},
+                   {"org.example.empty", ""}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->types(),
+                 (QStringList{NSStringPboardType, QStringLiteral("org.nspasteboard.TransientType"),
+                              QStringLiteral("x-kde-passwordManagerHint"),
+                              QStringLiteral("org.example.empty")}));
+        QVERIFY(!desktop.pasteboard->dataForType(QStringLiteral("org.nspasteboard.TransientType")));
+        QCOMPARE(desktop.pasteboard->dataForType(QStringLiteral("x-kde-passwordManagerHint")),
+                 QByteArray("secret"));
+        QCOMPARE(desktop.pasteboard->dataForType(QStringLiteral("org.example.empty")),
+                 QByteArray(""));
+    }
+
+    void ownerWithoutTargetsHasText() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.refuseTargets();
+        owner.own({{"STRING", "old"}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("old"));
+    }
+
+    void ownerThatRefusesEverythingIsNoCopy() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.refuseTargets();
+        owner.own({});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 0);
+        QVERIFY(desktop.pasteboard->types().isEmpty());
+    }
+
+    void dataInPieces_data() {
+        QTest::addColumn<qsizetype>("size");
+        QTest::addColumn<qsizetype>("piece");
+        QTest::newRow("many small ones") << qsizetype(5000) << qsizetype(7);
+        QTest::newRow("pieces of pieces") << qsizetype(3'000'000) << qsizetype(1'000'001);
+        QTest::newRow("one") << qsizetype(100) << qsizetype(100);
+        QTest::newRow("none") << qsizetype(0) << qsizetype(100);
+    }
+    void dataInPieces() {
+        QFETCH(qsizetype, size);
+        QFETCH(qsizetype, piece);
+        QByteArray data(size, Qt::Uninitialized);
+        for (qsizetype index = 0; index < size; ++index)
+            data[index] = char(index * 31 + index / 977);
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{.target = "image/png", .data = data, .pieceBytes = piece}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        QVERIFY(desktop.pasteboard->dataForType(publicPng) == data);
+    }
+
+    void textInPiecesKeepsItsCharacters() {
+        Desktop desktop;
+        X11TestOwner owner;
+        const QString characters = QStringLiteral("aé€😀").repeated(400);
+        owner.own({{.target = "UTF8_STRING", .data = characters.toUtf8(), .pieceBytes = 3}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), characters);
+    }
+
+    void muteOwnerIsGivenUpAfterOneStep() {
+        Desktop desktop;
+        X11TestOwner first;
+        first.own(text("kept"));
+        QVERIFY(desktop.fetchEnds());
+        X11TestOwner owner;
+        owner.setMute(true);
+        owner.own(text("never told"));
+        QVERIFY(desktop.fetchBegins());
+        desktop.settle();
+        desktop.runLoop.advance(X11SelectionReader::stepLimit - RunLoop::Seconds(0.1));
+        QVERIFY(desktop.pasteboard->isFetching());
+        QTest::ignoreMessage(QtWarningMsg, "the clipboard's owner does not answer");
+        desktop.runLoop.advance(0.1);
+        QVERIFY(!desktop.pasteboard->isFetching());
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("kept"));
+    }
+
+    void lateAnswerIsNotTakenForTheNextOwners() {
+        Desktop desktop;
+        X11TestOwner late;
+        late.setMute(true);
+        late.own(text("late"));
+        QVERIFY(desktop.fetchBegins());
+        desktop.settle();
+        QTest::ignoreMessage(QtWarningMsg, "the clipboard's owner does not answer");
+        desktop.runLoop.advance(X11SelectionReader::stepLimit);
+        X11TestOwner owner;
+        owner.setMute(true);
+        owner.own(text("next"));
+        QVERIFY(desktop.fetchBegins());
+        desktop.settle();
+        late.setMute(false);
+        late.answerLate();
+        desktop.settle();
+        QCOMPARE(late.requestCount("UTF8_STRING"), 0);
+        owner.setMute(false);
+        owner.answerLate();
+        QTRY_COMPARE(desktop.pasteboard->changeCount(), 1);
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("next"));
+    }
+
+    void ownerThatToldItsTargetsOnlyIsGivenUp() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{.target = "UTF8_STRING", .data = {}, .isMute = true}, {"image/png", "png"}});
+        QVERIFY(desktop.fetchBegins());
+        QTRY_COMPARE(owner.requestCount("UTF8_STRING"), 1);
+        QTest::ignoreMessage(QtWarningMsg, "the clipboard's owner does not answer");
+        desktop.runLoop.advance(X11SelectionReader::stepLimit);
+        QVERIFY(!desktop.pasteboard->isFetching());
+        QCOMPARE(desktop.pasteboard->changeCount(), 0);
+        QCOMPARE(owner.requestCount("image/png"), 0);
+    }
+
+    void whatHasNoMeaningIsNotWaitedForTwice() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{.target = "org.example.slow", .data = {}, .isMute = true},
+                   {"org.example.other", "x"},
+                   {"UTF8_STRING", "told"}});
+        QVERIFY(desktop.fetchBegins());
+        QTRY_COMPARE(owner.requestCount("org.example.slow"), 1);
+        desktop.runLoop.advance(X11SelectionReader::stepLimit);
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("told"));
+        QCOMPARE(desktop.pasteboard->types(),
+                 (QStringList{QStringLiteral("org.example.slow"),
+                              QStringLiteral("org.example.other"), NSStringPboardType}));
+        QCOMPARE(owner.requestCount("org.example.other"), 0);
+    }
+
+    void ownerThatStopsInTheMiddleIsGivenUp() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{.target = "image/png",
+                    .data = QByteArray(1000, 'x'),
+                    .pieceBytes = 100,
+                    .pieces = 3}});
+        QVERIFY(desktop.fetchBegins());
+        QTRY_COMPARE(owner.piecesSent(), 3);
+        desktop.settle();
+        QTest::ignoreMessage(QtWarningMsg, "the clipboard's owner does not answer");
+        desktop.runLoop.advance(X11SelectionReader::stepLimit);
+        QVERIFY(!desktop.pasteboard->isFetching());
+        QCOMPARE(desktop.pasteboard->changeCount(), 0);
+    }
+
+    void slowOwnerIsGivenUpAfterTheTotalLimit() {
+        Desktop desktop;
+        X11TestOwner owner;
+        // Every answer comes just before the limit of its step.
+        QList<X11TestOwner::Answer> answers;
+        const int steps = int(X11SelectionReader::totalLimit / X11SelectionReader::stepLimit);
+        for (const char *target :
+             {"UTF8_STRING", "text/uri-list", "text/x-moz-url", "text/html", "text/rtf"})
+            answers.append(X11TestOwner::Answer{target, "x"});
+        QVERIFY(answers.size() > steps);
+        owner.setMute(true);
+        owner.own(answers);
+        QVERIFY(desktop.fetchBegins());
+        const RunLoop::Seconds nearly = X11SelectionReader::stepLimit - RunLoop::Seconds(0.001);
+        for (int step = 0; step < steps; ++step) {
+            QTRY_COMPARE(owner.unansweredCount(), 1);
+            desktop.runLoop.advance(nearly);
+            owner.answerLate();
+        }
+        QTRY_COMPARE(owner.unansweredCount(), 1);
+        QVERIFY(desktop.pasteboard->isFetching());
+        QTest::ignoreMessage(QtWarningMsg, "the clipboard's owner does not answer");
+        desktop.runLoop.advance(0.01);
+        QVERIFY(!desktop.pasteboard->isFetching());
+        QCOMPARE(desktop.pasteboard->changeCount(), 0);
+    }
+
+    void ownerThatQuitsInTheMiddleLeavesNothing() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{.target = "image/png",
+                    .data = QByteArray(1000, 'x'),
+                    .pieceBytes = 100,
+                    .pieces = 3}});
+        QVERIFY(desktop.fetchBegins());
+        QTRY_COMPARE(owner.piecesSent(), 3);
+        owner.quit();
+        QVERIFY(await([&] { return !desktop.pasteboard->isFetching(); }));
+        QCOMPARE(desktop.pasteboard->changeCount(), 0);
+        QVERIFY(desktop.pasteboard->types().isEmpty());
+        QCOMPARE(desktop.runLoop.pendingCount(), 0);
+    }
+
+    void newerCopyReplacesTheOneThatIsBeingFetched() {
+        Desktop desktop;
+        X11TestOwner slow;
+        slow.own({{.target = "image/png",
+                   .data = QByteArray(1000, 'x'),
+                   .pieceBytes = 100,
+                   .pieces = 3}});
+        QVERIFY(desktop.fetchBegins());
+        QTRY_COMPARE(slow.piecesSent(), 3);
+        X11TestOwner owner;
+        owner.own(text("newer"));
+        desktop.settle();
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("newer"));
+    }
+
+    // Were the rest left to lie, the owner would wait for us for ever.
+    void abandonedTransferIsBroughtToItsEnd() {
+        Desktop desktop;
+        X11TestOwner slow;
+        slow.own({{.target = "image/png", .data = QByteArray(50'000, 'x'), .pieceBytes = 100}});
+        QVERIFY(desktop.fetchBegins());
+        QVERIFY(await([&] { return slow.piecesSent() > 3; }));
+        X11TestOwner owner;
+        owner.own(text("newer"));
+        desktop.settle();
+        QVERIFY(slow.isTransferring());
+        QVERIFY(await([&] { return !slow.isTransferring(); }));
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("newer"));
+    }
+
+    void endlessTransferIsNotFollowedForEver() {
+        Desktop desktop;
+        X11TestOwner endless;
+        endless.own({{.target = "image/png", .data = QByteArray(100'000, 'x'), .pieceBytes = 1}});
+        QVERIFY(desktop.fetchBegins());
+        QVERIFY(await([&] { return endless.piecesSent() > 3; }));
+        X11TestOwner owner;
+        owner.own(text("newer"));
+        desktop.settle();
+        QVERIFY(await([&] { return endless.piecesSent() > X11SelectionReader::drainedPieces; }));
+        for (int round = 0; round < 10; ++round)
+            desktop.settle();
+        const int last = endless.piecesSent();
+        for (int round = 0; round < 10; ++round)
+            desktop.settle();
+        QCOMPARE(endless.piecesSent(), last);
+    }
+
+    void burstOfOwnersIsOneCopy() {
+        Desktop desktop;
+        X11TestOwner owner;
+        for (int copy = 0; copy < 50; ++copy)
+            owner.own(text(QByteArray::number(copy)));
+        QVERIFY(await([&] { return desktop.pasteboard->isFetching(); }));
+        desktop.settle();
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("49"));
+        QCOMPARE(owner.requestCount("TARGETS"), 1);
+    }
+
+    void announcedSizeAboveTheLimitIsRefused_data() {
+        QTest::addColumn<qint64>("announced");
+        QTest::addColumn<bool>("isTaken");
+        QTest::newRow("one below") << X11SelectionReader::byteLimit - 1 << true;
+        QTest::newRow("at the limit") << X11SelectionReader::byteLimit << true;
+        QTest::newRow("one above") << X11SelectionReader::byteLimit + 1 << false;
+        QTest::newRow("far above") << qint64(0xffffffff) << false;
+    }
+    void announcedSizeAboveTheLimitIsRefused() {
+        QFETCH(qint64, announced);
+        QFETCH(bool, isTaken);
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{.target = "image/png",
+                    .data = "png",
+                    .pieceBytes = 100,
+                    .announced = announced - 4}, // the text's bytes count as well
+                   {"UTF8_STRING", "text"}});
+        if (!isTaken)
+            QTest::ignoreMessage(QtWarningMsg, "the clipboard's image/png is larger than 100663296 "
+                                               "bytes and is left out");
+        if (announced == 0xffffffff)
+            owner.own(
+                {{.target = "image/png", .data = "png", .pieceBytes = 100, .announced = announced},
+                 {"UTF8_STRING", "text"}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->types().contains(publicPng), isTaken);
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("text"));
+        // The owner is not left waiting.
+        QVERIFY(await([&] { return !owner.isTransferring(); }));
+    }
+
+    void ownerThatSendsMoreThanItAnnouncedIsCutOff() {
+        Desktop desktop;
+        X11TestOwner owner;
+        const qsizetype size = X11SelectionReader::byteLimit + 1;
+        owner.own({{.target = "image/png",
+                    .data = QByteArray(size, 'x'),
+                    .pieceBytes = 8 * 1024 * 1024,
+                    .announced = 1}});
+        QTest::ignoreMessage(QtWarningMsg, "the clipboard's image/png is larger than 100663296 "
+                                           "bytes and is left out");
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 0);
+    }
+
+    void whatIsExactlyAtTheLimitIsTaken() {
+        Desktop desktop;
+        X11TestOwner owner;
+        const qsizetype size = X11SelectionReader::byteLimit;
+        owner.own({{.target = "image/png",
+                    .data = QByteArray(size, 'x'),
+                    .pieceBytes = 8 * 1024 * 1024}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->dataForType(publicPng)->size(), size);
+    }
+
+    // The run loop's own heartbeat: the longest that one turn of it kept the thread busy, owner's
+    // work included, since it runs on the same loop.
+    void noTurnOfTheRunLoopIsLong() {
+        Desktop desktop;
+        X11TestOwner owner;
+        const QByteArray data(64 * 1024 * 1024, 'x');
+        owner.own({{.target = "image/png", .data = data, .pieceBytes = 256 * 1024},
+                   {.target = "UTF8_STRING",
+                    .data = data.first(16 * 1024 * 1024),
+                    .pieceBytes = 256 * 1024}});
+        QVERIFY(await([&] { return desktop.pasteboard->isFetching(); }));
+        desktop.runLoop.advance(PasteboardX11::settleTime);
+        double longest = 0;
+        int turns = 0;
+        while (desktop.pasteboard->isFetching()) {
+            const double before = threadSeconds();
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+            longest = std::max(longest, threadSeconds() - before);
+            ++turns;
+        }
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        QCOMPARE(desktop.pasteboard->dataForType(publicPng)->size(), data.size());
+        qInfo("%d turns, the longest %.1f ms of processor time", turns, longest * 1000);
+        QVERIFY(turns > 100);
+        QVERIFY2(longest < 0.05, qPrintable(QString::number(longest)));
+    }
+
+    void quittingOwnerLeavesNothingAndIsNoCopy() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own(text("x"));
+        QVERIFY(desktop.fetchEnds());
+        owner.quit();
+        QVERIFY(await([&] { return desktop.pasteboard->types().isEmpty(); }));
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        QVERIFY(!desktop.pasteboard->isFetching());
+    }
+
+    void managerThatTakesOverIsNoCopy() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{"UTF8_STRING", "x"}, {"text/plain", "x"}, {"org.example", "y"}});
+        QVERIFY(desktop.fetchEnds());
+        X11TestOwner manager;
+        owner.quit();
+        manager.own({{"UTF8_STRING", "x"}, {"STRING", "x"}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("x"));
+        // What comes next is one again, be it the same.
+        owner.own(text("x"));
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 2);
+    }
+
+    void otherContentsAfterAQuitAreACopy() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own(text("x"));
+        QVERIFY(desktop.fetchEnds());
+        owner.quit();
+        X11TestOwner other;
+        other.own({{"UTF8_STRING", "x"}, {"text/html", "<b>x</b>"}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 2);
+    }
+
+    void nothingIsFetchedWhileNobodyWatches() {
+        Desktop desktop;
+        desktop.pasteboard->setWatching(false);
+        X11TestOwner owner;
+        owner.own(text("x"));
+        QTRY_COMPARE(desktop.pasteboard->changeCount(), 1);
+        desktop.runLoop.advance(1.0);
+        desktop.settle();
+        QCOMPARE(owner.requestCount("TARGETS"), 0);
+        desktop.pasteboard->setWatching(true);
+        QTRY_COMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("x"));
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        desktop.pasteboard->setWatching(true);
+        QVERIFY(!desktop.pasteboard->isFetching());
+    }
+};
+
+QTEST_GUILESS_MAIN(X11PasteboardReadingTest)
+#include "tst_x11_pasteboardreading.moc"
