@@ -3,6 +3,8 @@
 
 #include "platform/dnssd/EventQueue.h"
 
+#include <utility>
+
 namespace clipmule::dnssd {
 
 void EventQueue::post(Event event) {
@@ -13,21 +15,21 @@ void EventQueue::post(Event event) {
 
 void EventQueue::clear() {
     _events.clear();
+    _underDelivery.clear();
     _turn.cancel();
 }
 
 void EventQueue::deliver() {
     const std::weak_ptr<bool> alive = _alive;
     // What an event posts waits for the next turn, so that no chain of events holds up the loop.
-    for (auto count = _events.size(); count > 0 && !_events.empty(); --count) {
-        const Event event = std::move(_events.front());
-        _events.pop_front();
+    _underDelivery = std::exchange(_events, {});
+    while (!_underDelivery.empty()) {
+        const Event event = std::move(_underDelivery.front());
+        _underDelivery.pop_front();
         event();
         if (alive.expired())
             return;
     }
-    if (!_events.empty() && !_turn.isPending())
-        _turn = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { deliver(); });
 }
 
 } // namespace clipmule::dnssd

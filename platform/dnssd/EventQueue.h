@@ -30,6 +30,7 @@ private:
     void deliver();
 
     std::deque<Event> _events;
+    std::deque<Event> _underDelivery;
     RunLoop::Timer _turn;
     std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
 };

@@ -59,7 +59,7 @@ public:
         _backend.watch();
         _asked = service;
         _port = port;
-        _txtRecord = txtRecord;
+        _txtRecord = txtRecord.isEmpty() ? emptyTxtRecord() : txtRecord;
         _attempt = 1;
         _events.post([this] { announce(); });
     }

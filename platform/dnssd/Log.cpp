@@ -5,6 +5,7 @@
 
 namespace clipmule {
 
-Q_LOGGING_CATEGORY(logDnsSd, "clipmule.dnssd")
+// Debug lines, which include all that the embedded library says, only on request.
+Q_LOGGING_CATEGORY(logDnsSd, "clipmule.dnssd", QtInfoMsg)
 
 } // namespace clipmule

@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/dnssd/DnsSdFactory.h"
+
+#include "platform/dnssd/AutoDnsSd.h"
+#include "platform/dnssd/AvahiBusDnsSd.h"
+#include "platform/dnssd/AvahiCoreDnsSd.h"
+
+namespace clipmule::dnssd {
+
+std::unique_ptr<Backend> makeAutoBackend() {
+    return std::make_unique<AutoBackend>(makeAvahiBusBackend(),
+                                         [] { return makeAvahiCoreBackend(); });
+}
+
+std::unique_ptr<WatchedBackend> makeAvahiBusBackend(const QString &busAddress) {
+    return std::make_unique<AvahiBusBackend>(busAddress);
+}
+
+std::unique_ptr<Backend> makeAvahiCoreBackend() {
+    return std::make_unique<AvahiCoreBackend>();
+}
+
+std::unique_ptr<FakeBackend> makeFakeBackend() {
+    return std::make_unique<FakeBackend>();
+}
+
+} // namespace clipmule::dnssd

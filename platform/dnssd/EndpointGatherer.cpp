@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/dnssd/EndpointGatherer.h"
+
+#include "platform/dnssd/EventQueue.h"
+#include "platform/dnssd/ServiceRules.h"
+
+namespace clipmule::dnssd {
+
+void EndpointGatherer::clear() {
+    _resolved = {};
+    _ipv4OverIpv4 = false;
+    _ipv6OverIpv6 = false;
+    _wait.cancel();
+}
+
+void EndpointGatherer::add(AddressQuestion question, const QString &hostName,
+                           const Endpoint &endpoint) {
+    if (endpoint.address.isNull() || endpoint.port == 0)
+        return;
+    const bool isIpv4 = endpoint.address.protocol() == QAbstractSocket::IPv4Protocol;
+    if (!_resolved.endpoints.contains(endpoint)) {
+        if (_resolved.endpoints.size() == maximumEndpoints)
+            return;
+        _resolved.endpoints.append(endpoint);
+        _resolved.hostName = hostName;
+    }
+    if (isIpv4 && !question.overIpv6)
+        _ipv4OverIpv4 = true;
+    if (!isIpv4 && question.overIpv6)
+        _ipv6OverIpv6 = true;
+    if (_ipv4OverIpv4 && _ipv6OverIpv6)
+        complete();
+    else
+        waitAtMost(isIpv4 ? patienceWithIpv4 : patienceWithIpv6);
+}
+
+void EndpointGatherer::waitAtMost(RunLoop::Seconds patience) {
+    RunLoop &runLoop = RunLoop::current();
+    const RunLoop::Seconds deadline = runLoop.now() + patience;
+    if (_wait.isPending() && _deadline <= deadline)
+        return;
+    _deadline = deadline;
+    _wait = runLoop.performAfter(patience, [this] { complete(); });
+}
+
+void EndpointGatherer::complete() {
+    Resolved resolved = _resolved;
+    clear();
+    sortEndpoints(resolved.endpoints);
+    callCopyOf(onComplete, resolved);
+}
+
+} // namespace clipmule::dnssd

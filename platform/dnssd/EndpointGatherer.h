@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/dnssd/DnsSd.h"
+
+#include <array>
+
+namespace clipmule::dnssd {
+
+/// The transport that a question goes over, and the kind of address that it asks for. One question
+/// of a responder answers with one address, from whichever network answers first; a service may be
+/// reachable by another one only. So four questions are asked.
+struct AddressQuestion {
+    bool overIpv6;
+    bool forIpv6;
+};
+inline constexpr std::array<AddressQuestion, 4> addressQuestions{{
+    {false, false},
+    {true, true},
+    {false, true},
+    {true, false},
+}};
+
+/// Puts the answers to the four questions together, and decides when there are enough of them:
+/// at once when each transport has told its own kind of address, else a short while after the
+/// first one.
+class EndpointGatherer {
+public:
+    /// How long a first IPv4 address waits for company: an answer from the same host is about
+    /// 100 ms away.
+    static constexpr RunLoop::Seconds patienceWithIpv4{0.25};
+    /// How long a first IPv6 address waits: the IPv4 one, if there is one, works with more
+    /// listeners.
+    static constexpr RunLoop::Seconds patienceWithIpv6{1.5};
+    /// A host has a few addresses; more are not worth the time of trying them.
+    static constexpr qsizetype maximumEndpoints = 16;
+
+    /// Forgets everything.
+    void clear();
+    /// One answer. May call onComplete.
+    void add(AddressQuestion question, const QString &hostName, const Endpoint &endpoint);
+    /// At most once after clear(). May destroy the gatherer.
+    std::function<void(const Resolved &)> onComplete;
+
+private:
+    void waitAtMost(RunLoop::Seconds patience);
+    void complete();
+
+    Resolved _resolved;
+    bool _ipv4OverIpv4 = false;
+    bool _ipv6OverIpv6 = false;
+    RunLoop::Seconds _deadline{0};
+    RunLoop::Timer _wait;
+};
+
+} // namespace clipmule::dnssd

@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QString>
+
+#include <map>
+#include <set>
+#include <utility>
+
+namespace clipmule::dnssd {
+
+/// Which instances of a type are there: a responder reports each once per network interface and
+/// protocol, a browser once in all.
+class SeenInstances {
+public:
+    /// Any host on the network can announce as many services as it likes; a home has a handful.
+    static constexpr int maximumInstances = 1000;
+
+    /// True for the first sighting of a name. False, too, for a name above the limit, which is
+    /// forgotten.
+    bool add(const QString &name, int interface, int protocol);
+    /// True when the last sighting of a name is gone.
+    bool remove(const QString &name, int interface, int protocol);
+    void clear() { _sightings.clear(); }
+    [[nodiscard]] bool isFull() const { return int(_sightings.size()) >= maximumInstances; }
+
+private:
+    std::map<QString, std::set<std::pair<int, int>>> _sightings;
+};
+
+} // namespace clipmule::dnssd

@@ -1,0 +1,385 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/dnssd/AutoDnsSd.h"
+#include "platform/dnssd/FakeDnsSd.h"
+#include "tests/dnssd/Observers.h"
+#include "tests/kit/ManualRunLoop.h"
+
+#include <QTest>
+
+using namespace clipmule;
+using namespace clipmule::dnssd;
+using namespace clipmule::dnssd::test;
+
+namespace {
+
+const auto type = QStringLiteral("_clipmule-s2._tcp");
+const auto local = QStringLiteral("local");
+const ServiceName anna{QStringLiteral("Anna"), type, local};
+const ServiceName bert{QStringLiteral("Bert"), type, local};
+const ServiceName desk{QStringLiteral("Desk"), QStringLiteral("_clipmule-c2._tcp"), local};
+const Endpoint address{QHostAddress(QStringLiteral("192.0.2.7")), 4711};
+
+// Longer than any wait of the switch.
+constexpr double longTime = 60;
+
+} // namespace
+
+// Two fakes of one host stand for the daemon and for the responder in the process.
+class AutoDnsSdTest : public QObject {
+    Q_OBJECT
+
+    kit::ManualRunLoop _loop;
+    const RunLoop::Installation _installation{_loop};
+    std::shared_ptr<FakeNetwork> _network;
+    std::unique_ptr<FakeBackend> _observer; // another host
+    QString _fallbackHost;
+    FakeBackend *_preferred = nullptr;
+    FakeBackend *_fallback = nullptr; // the one made last
+    int _made = 0;
+    std::unique_ptr<AutoBackend> _backend;
+
+    /// What is left of the fallback beside the test, the observer and the preferred one.
+    [[nodiscard]] bool fallbackIsAlive() const { return _network.use_count() == 4; }
+
+    void lose() { _preferred->setAvailability(Availability::Absent); }
+    void comeBack() { _preferred->setAvailability(Availability::Running); }
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void init() {
+        _network = std::make_shared<FakeNetwork>();
+        _observer = std::make_unique<FakeBackend>(_network, QStringLiteral("observer"));
+        _fallbackHost = QStringLiteral("desk");
+        _made = 0;
+        auto preferred = std::make_unique<FakeBackend>(_network, QStringLiteral("desk"));
+        _preferred = preferred.get();
+        _backend = std::make_unique<AutoBackend>(std::move(preferred), [this] {
+            auto fallback = std::make_unique<FakeBackend>(_network, _fallbackHost);
+            _fallback = fallback.get();
+            ++_made;
+            return fallback;
+        });
+    }
+
+    void cleanup() {
+        _backend.reset();
+        _observer.reset();
+    }
+
+    void looksForNothingUntilItIsUsed() {
+        _loop.advance(longTime);
+        QVERIFY(!_preferred->isWatched());
+        QCOMPARE(_made, 0);
+    }
+
+    void staysWithThePreferredOneWhileItRuns() {
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        _loop.advance(longTime);
+        QCOMPARE(_made, 0);
+        QCOMPARE(_preferred->browsedTypes(), QStringList{type});
+        QCOMPARE(browse.events, QStringList{QStringLiteral(".")});
+    }
+
+    void absentAtTheStartTheFallbackIsUsedAtOnce() {
+        lose();
+        _observer->appear(anna, {address}, "\3a=1");
+        Browse browse(*_backend);
+        Publication publication(*_backend);
+        Resolution resolution(*_backend);
+        TxtRecords txt(*_backend);
+        browse.browser->start(type);
+        publication.publisher->start(desk, 1, QByteArray());
+        resolution.resolver->start(anna, RunLoop::Seconds(10));
+        txt.watch->start(anna);
+        _loop.advance(0.1);
+        QCOMPARE(_made, 1);
+        QCOMPARE(browse.events, (QStringList{QStringLiteral("+Anna"), QStringLiteral(".")}));
+        QCOMPARE(publication.names, QStringList{QStringLiteral("Desk")});
+        QVERIFY(resolution.resolved);
+        QCOMPARE(txt.records, QList<QByteArray>{"\3a=1"});
+        QCOMPARE(_preferred->browsedTypes(), QStringList());
+    }
+
+    void oneThatSaysNothingIsWaitedFor() {
+        _preferred->setAvailability(Availability::Unknown);
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        _loop.advance(2.9);
+        QCOMPARE(_made, 0);
+        _loop.advance(0.2);
+        QCOMPARE(_made, 1);
+    }
+
+    void oneThatIsStartingIsWaitedFor() {
+        _preferred->setAvailability(Availability::Starting);
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        _loop.advance(longTime);
+        QCOMPARE(_made, 0);
+    }
+
+    void aRestartIsNotNoticed() {
+        _observer->appear(anna, {address}, "\3a=1");
+        Browse browse(*_backend);
+        Publication publication(*_backend);
+        TxtRecords txt(*_backend);
+        browse.browser->start(type);
+        publication.publisher->start(desk, 1, QByteArray());
+        txt.watch->start(anna);
+        _loop.advance(1);
+        lose();
+        _loop.advance(2.9);
+        QCOMPARE(_preferred->published().size(), 0);
+        _preferred->setAvailability(Availability::Starting);
+        _loop.advance(1);
+        comeBack();
+        _loop.advance(longTime);
+        QCOMPARE(_made, 0);
+        QCOMPARE(browse.events, (QStringList{QStringLiteral("+Anna"), QStringLiteral(".")}));
+        QCOMPARE(publication.names, QStringList{QStringLiteral("Desk")});
+        QCOMPARE(txt.records, QList<QByteArray>{"\3a=1"});
+        QCOMPARE(_preferred->published().size(), 1);
+    }
+
+    void whatLeftDuringARestartIsRemovedFiveSecondsAfterTheFirstAnswers() {
+        _observer->appear(anna, {address});
+        _observer->appear(bert, {address});
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        _loop.advance(1);
+        lose();
+        _loop.advance(1);
+        _observer->vanish(bert);
+        comeBack();
+        _loop.advance(4.9);
+        QCOMPARE(browse.changes().size(), 2);
+        _loop.advance(0.2);
+        QCOMPARE(browse.changes().size(), 3);
+        QCOMPARE(browse.changes().last(), QStringLiteral("-Bert"));
+    }
+
+    void theFallbackTakesOverAfterThreeSeconds() {
+        _observer->appear(anna, {address});
+        _observer->appear(bert, {address});
+        Browse browse(*_backend);
+        Publication publication(*_backend);
+        browse.browser->start(type);
+        publication.publisher->start(desk, 1, QByteArray());
+        _loop.advance(1);
+        lose();
+        _loop.advance(2.9);
+        QCOMPARE(_made, 0);
+        _observer->vanish(bert);
+        _observer->appear({QStringLiteral("Carl"), type, local}, {address});
+        _loop.advance(0.2);
+        QCOMPARE(_made, 1);
+        QCOMPARE(_fallback->published().size(), 1);
+        QCOMPARE(_fallback->published()[0].service, desk);
+        QCOMPARE(_fallback->browsedTypes(), QStringList{type});
+        QCOMPARE(browse.changes(), (QStringList{QStringLiteral("+Anna"), QStringLiteral("+Bert"),
+                                                QStringLiteral("+Carl")}));
+        _loop.advance(4.7);
+        QCOMPARE(browse.changes().size(), 3);
+        _loop.advance(0.4);
+        QCOMPARE(browse.changes().last(), QStringLiteral("-Bert"));
+        QCOMPARE(publication.names, QStringList{QStringLiteral("Desk")});
+    }
+
+    void goingBackLeavesNoGap() {
+        lose();
+        Publication publication(*_backend);
+        Browse browse(*_backend);
+        Browse seenByOthers(*_observer);
+        browse.browser->start(type);
+        seenByOthers.browser->start(desk.type);
+        publication.publisher->start(desk, 1, "\3a=1");
+        _observer->appear(anna, {address});
+        _loop.advance(1);
+        QCOMPARE(_fallback->published().size(), 1);
+        _preferred->setAvailability(Availability::Starting);
+        _loop.advance(longTime);
+        QCOMPARE(_preferred->published().size(), 0); // not before it runs
+        comeBack();
+        _loop.advance(3.9);
+        QCOMPARE(_preferred->published().size(), 1);
+        QCOMPARE(_fallback->published().size(), 1);
+        publication.publisher->setTxtRecord("\3a=2"); // both say the same
+        QCOMPARE(_preferred->published()[0].txtRecord, QByteArray("\3a=2"));
+        QCOMPARE(_fallback->published()[0].txtRecord, QByteArray("\3a=2"));
+        _loop.advance(0.2);
+        QCOMPARE(_fallback->published().size(), 0);
+        QVERIFY(fallbackIsAlive());
+        _loop.advance(1.8);
+        QVERIFY(fallbackIsAlive());
+        _loop.advance(0.2);
+        QVERIFY(!fallbackIsAlive());
+        _loop.advance(longTime);
+        QCOMPARE(seenByOthers.changes(), QStringList{QStringLiteral("+Desk")});
+        QCOMPARE(browse.changes(), QStringList{QStringLiteral("+Anna")});
+        QCOMPARE(publication.names, QStringList{QStringLiteral("Desk")});
+    }
+
+    void lostAgainWhileGoingBackTheFallbackIsKept() {
+        lose();
+        Publication publication(*_backend);
+        publication.publisher->start(desk, 1, QByteArray());
+        _loop.advance(1);
+        comeBack();
+        _loop.advance(2);
+        lose();
+        _loop.advance(3.5); // the release would have been due by now or soon
+        QCOMPARE(_made, 1);
+        QCOMPARE(_fallback->published().size(), 1);
+        _loop.advance(longTime);
+        QVERIFY(fallbackIsAlive());
+        QCOMPARE(_fallback->published().size(), 1);
+    }
+
+    void afterTheReleaseAnotherFallbackIsMade() {
+        lose();
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        _loop.advance(1);
+        comeBack();
+        _loop.advance(longTime);
+        QVERIFY(!fallbackIsAlive());
+        lose();
+        _loop.advance(longTime);
+        QCOMPARE(_made, 2);
+        QCOMPARE(_fallback->browsedTypes(), QStringList{type});
+    }
+
+    void respondersThatDisagreeAboutTheHostsNameEndWithTheRightServiceName() {
+        _fallbackHost = QStringLiteral("desk-2");
+        lose();
+        Publication publication(*_backend);
+        publication.publisher->start(desk, 1, QByteArray());
+        _loop.advance(1);
+        comeBack();
+        _loop.advance(1);
+        QCOMPARE(_preferred->published()[0].service.name, QStringLiteral("Desk (2)"));
+        _loop.advance(longTime);
+        QCOMPARE(_preferred->published()[0].service.name, QStringLiteral("Desk"));
+    }
+
+    void aRunningResolveIsAskedAgainWithinItsTime() {
+        _observer->appear(anna, {address});
+        _preferred->setAnswer(anna, FakeBackend::Answer::Never);
+        Resolution resolution(*_backend);
+        resolution.resolver->start(anna, RunLoop::Seconds(10));
+        _loop.advance(2);
+        lose();
+        _loop.advance(2.9);
+        QCOMPARE(resolution.count, 0);
+        _loop.advance(0.2);
+        QVERIFY(resolution.resolved);
+        _loop.advance(longTime);
+        QCOMPARE(resolution.count, 1);
+    }
+
+    void aSwitchDoesNotProlongAResolve() {
+        Resolution resolution(*_backend);
+        resolution.resolver->start(anna, RunLoop::Seconds(10));
+        _loop.advance(2);
+        lose();
+        _loop.advance(7.9);
+        QCOMPARE(_made, 1);
+        QCOMPARE(resolution.count, 0);
+        _loop.advance(0.2);
+        QCOMPARE(resolution.count, 1);
+        QCOMPARE(resolution.failure, QStringLiteral("timed out"));
+    }
+
+    void stoppedObjectsAreNotMoved() {
+        Browse browse(*_backend);
+        Publication publication(*_backend);
+        Resolution resolution(*_backend);
+        TxtRecords txt(*_backend);
+        browse.browser->start(type);
+        publication.publisher->start(desk, 1, QByteArray());
+        resolution.resolver->start(anna, RunLoop::Seconds(10));
+        txt.watch->start(anna);
+        _loop.advance(1);
+        browse.browser->stop();
+        publication.publisher->stop();
+        resolution.resolver->stop();
+        txt.watch->stop();
+        lose();
+        _loop.advance(longTime);
+        QCOMPARE(_made, 1);
+        QCOMPARE(_fallback->browsedTypes(), QStringList());
+        QCOMPARE(_fallback->published().size(), 0);
+        QCOMPARE(_fallback->resolving(), QList<ServiceName>());
+        QCOMPARE(_fallback->watchedTxtRecords(), QList<ServiceName>());
+    }
+
+    void aClientMayDestroyItsBrowserWhenTheFirstOfTheLostIsRemoved() {
+        _observer->appear(anna, {address});
+        _observer->appear(bert, {address});
+        auto browser = _backend->makeBrowser();
+        int removed = 0;
+        browser->onRemoved = [&](const ServiceName &) {
+            ++removed;
+            browser.reset();
+        };
+        browser->start(type);
+        _loop.advance(1);
+        lose();
+        _loop.advance(1);
+        _observer->vanish(anna);
+        _observer->vanish(bert);
+        _loop.advance(longTime);
+        QCOMPARE(removed, 1);
+        QVERIFY(!browser);
+    }
+
+    void lostAgainBeforeTheAnswersAreInNothingIsRemovedYet() {
+        _observer->appear(anna, {address});
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        _loop.advance(1);
+        lose();
+        _loop.advance(1);
+        _observer->vanish(anna);
+        comeBack();
+        _loop.advance(4);
+        lose();
+        _observer->appear(anna, {address});
+        _loop.advance(2.5);
+        QCOMPARE(browse.changes().size(), 1);
+        comeBack();
+        _loop.advance(longTime);
+        QCOMPARE(browse.changes(), QStringList{QStringLiteral("+Anna")});
+    }
+
+    void saysWhichOneItUses() {
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        _loop.advance(1);
+        QCOMPARE(_backend->description(), _preferred->description());
+        lose();
+        _loop.advance(longTime);
+        QCOMPARE(_backend->description(), QStringLiteral("%1 (%2)").arg(_fallback->description(),
+                                                                        _preferred->description()));
+    }
+
+    void connectsThroughTheOneInUse() {
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        _loop.advance(1);
+        const Resolved resolved{QStringLiteral("phone.local"), {address}};
+        (void)_backend->connectTo(resolved);
+        QCOMPARE(_preferred->connections().size(), 1);
+        lose();
+        _loop.advance(longTime);
+        (void)_backend->connectTo(resolved);
+        QCOMPARE(_fallback->connections().size(), 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(AutoDnsSdTest)
+#include "tst_autodnssd.moc"

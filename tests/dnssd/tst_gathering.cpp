@@ -1,0 +1,192 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/dnssd/EndpointGatherer.h"
+#include "platform/dnssd/EventQueue.h"
+#include "platform/dnssd/SeenInstances.h"
+#include "tests/kit/ManualRunLoop.h"
+
+#include <QTest>
+
+#include <optional>
+
+using namespace clipmule;
+using namespace clipmule::dnssd;
+
+namespace {
+
+const auto host = QStringLiteral("phone.local");
+const Endpoint four{QHostAddress(QStringLiteral("192.0.2.7")), 4711};
+const Endpoint six{QHostAddress(QStringLiteral("2001:db8::7")), 4711};
+constexpr AddressQuestion ipv4OverIpv4{false, false};
+constexpr AddressQuestion ipv6OverIpv6{true, true};
+constexpr AddressQuestion ipv6OverIpv4{false, true};
+constexpr AddressQuestion ipv4OverIpv6{true, false};
+
+} // namespace
+
+// The parts that the real responders share.
+class GatheringTest : public QObject {
+    Q_OBJECT
+
+    kit::ManualRunLoop _loop;
+    const RunLoop::Installation _installation{_loop};
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void bothKindsOverTheirOwnTransportAreEnough() {
+        EndpointGatherer gatherer;
+        std::optional<Resolved> resolved;
+        gatherer.onComplete = [&](const Resolved &r) { resolved = r; };
+        gatherer.add(ipv6OverIpv6, host, six);
+        QVERIFY(!resolved);
+        gatherer.add(ipv4OverIpv4, host, four);
+        QVERIFY(resolved);
+        QCOMPARE(resolved->hostName, host);
+        QCOMPARE(resolved->endpoints, (QList<Endpoint>{four, six}));
+    }
+
+    void otherAnswersWaitForCompany_data() {
+        QTest::addColumn<bool>("overIpv6");
+        QTest::addColumn<bool>("forIpv6");
+        QTest::addColumn<double>("patience");
+        QTest::newRow("IPv4 over IPv4") << false << false << 0.25;
+        QTest::newRow("IPv4 over IPv6") << true << false << 0.25;
+        QTest::newRow("IPv6 over IPv6") << true << true << 1.5;
+        QTest::newRow("IPv6 over IPv4") << false << true << 1.5;
+    }
+    void otherAnswersWaitForCompany() {
+        QFETCH(bool, overIpv6);
+        QFETCH(bool, forIpv6);
+        QFETCH(double, patience);
+        EndpointGatherer gatherer;
+        int completed = 0;
+        gatherer.onComplete = [&](const Resolved &) { ++completed; };
+        gatherer.add({overIpv6, forIpv6}, host, forIpv6 ? six : four);
+        _loop.advance(patience - 0.01);
+        QCOMPARE(completed, 0);
+        _loop.advance(0.02);
+        QCOMPARE(completed, 1);
+        _loop.advance(5);
+        QCOMPARE(completed, 1);
+    }
+
+    void anIpv4AddressShortensTheWaitButNothingProlongsIt() {
+        EndpointGatherer gatherer;
+        std::optional<Resolved> resolved;
+        gatherer.onComplete = [&](const Resolved &r) { resolved = r; };
+        gatherer.add(ipv6OverIpv4, host, six);
+        _loop.advance(0.5);
+        gatherer.add(ipv4OverIpv6, host, four);
+        _loop.advance(0.2);
+        gatherer.add(ipv6OverIpv4, host, {QHostAddress(QStringLiteral("2001:db8::8")), 4711});
+        QVERIFY(!resolved);
+        _loop.advance(0.06);
+        QVERIFY(resolved);
+        QCOMPARE(resolved->endpoints.size(), 3);
+        QCOMPARE(resolved->endpoints[0], four);
+    }
+
+    void sameAddressCountsOnceAndSixteenAreEnough() {
+        EndpointGatherer gatherer;
+        std::optional<Resolved> resolved;
+        gatherer.onComplete = [&](const Resolved &r) { resolved = r; };
+        gatherer.add(ipv4OverIpv4, host, four);
+        gatherer.add(ipv4OverIpv6, host, four);
+        for (quint32 number = 1; number <= 15; ++number)
+            gatherer.add(ipv4OverIpv4, host, {QHostAddress(0xC0000264U + number), 4711});
+        const Endpoint seventeenth{QHostAddress(QStringLiteral("198.51.100.1")), 4711};
+        gatherer.add(ipv4OverIpv4, host, seventeenth);
+        _loop.advance(1);
+        QVERIFY(resolved);
+        QCOMPARE(resolved->endpoints.size(), 16);
+        QVERIFY(!resolved->endpoints.contains(seventeenth));
+    }
+
+    void answersWithoutAnAddressOrPortAreNone() {
+        EndpointGatherer gatherer;
+        int completed = 0;
+        gatherer.onComplete = [&](const Resolved &) { ++completed; };
+        gatherer.add(ipv4OverIpv4, host, {QHostAddress(), 4711});
+        gatherer.add(ipv4OverIpv4, host, {four.address, 0});
+        _loop.advance(5);
+        QCOMPARE(completed, 0);
+    }
+
+    void clearForgetsWhatWasGathered() {
+        EndpointGatherer gatherer;
+        int completed = 0;
+        gatherer.onComplete = [&](const Resolved &) { ++completed; };
+        gatherer.add(ipv4OverIpv4, host, four);
+        gatherer.clear();
+        gatherer.add(ipv6OverIpv6, host, six);
+        QCOMPARE(completed, 0);
+        _loop.advance(1);
+        QCOMPARE(completed, 0);
+    }
+
+    void aNameIsFoundOnceAndRemovedWithItsLastSighting() {
+        SeenInstances seen;
+        const auto name = QStringLiteral("Anna");
+        QVERIFY(seen.add(name, 2, 0));
+        QVERIFY(!seen.add(name, 2, 0)); // the same once more
+        QVERIFY(!seen.add(name, 2, 1));
+        QVERIFY(!seen.add(name, 3, 0));
+        QVERIFY(!seen.remove(name, 2, 0));
+        QVERIFY(!seen.remove(name, 2, 0));
+        QVERIFY(!seen.remove(name, 3, 0));
+        QVERIFY(seen.remove(name, 2, 1));
+        QVERIFY(!seen.remove(name, 2, 1)); // it is not there any more
+        QVERIFY(seen.add(name, 2, 1));
+    }
+
+    void noMoreThanAThousandNames() {
+        SeenInstances seen;
+        for (int number = 1; number <= 999; ++number)
+            QVERIFY(seen.add(QString::number(number), 1, 0));
+        QVERIFY(!seen.isFull());
+        QVERIFY(seen.add(QStringLiteral("1000"), 1, 0));
+        QVERIFY(seen.isFull());
+        QVERIFY(!seen.add(QStringLiteral("1001"), 1, 0));
+        QVERIFY(!seen.remove(QStringLiteral("1001"), 1, 0));
+        QVERIFY(seen.remove(QStringLiteral("7"), 1, 0));
+        QVERIFY(seen.add(QStringLiteral("1001"), 1, 0));
+    }
+
+    void eventsAreDeliveredLaterInOrder() {
+        EventQueue queue;
+        QString order;
+        queue.post([&] {
+            order += u'a';
+            queue.post([&] { order += u'c'; });
+        });
+        queue.post([&] { order += u'b'; });
+        QCOMPARE(order, QString());
+        _loop.runOnce();
+        QCOMPARE(order, QStringLiteral("ab"));
+        _loop.runOnce();
+        QCOMPARE(order, QStringLiteral("abc"));
+    }
+
+    void anEventMayClearOrDestroyItsQueue() {
+        auto queue = std::make_unique<EventQueue>();
+        int delivered = 0;
+        queue->post([&] {
+            ++delivered;
+            queue->clear();
+            queue->post([&] {
+                ++delivered;
+                queue.reset();
+            });
+            queue->post([&] { ++delivered; });
+        });
+        queue->post([&] { ++delivered; });
+        _loop.advance(1);
+        QCOMPARE(delivered, 2);
+        QVERIFY(!queue);
+    }
+};
+
+QTEST_GUILESS_MAIN(GatheringTest)
+#include "tst_gathering.moc"
