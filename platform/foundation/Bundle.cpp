@@ -5,9 +5,9 @@
 
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PropertyListSerialization.h"
+#include "platform/foundation/RegularFile.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 namespace clipmule {
@@ -22,15 +22,14 @@ namespace {
 /// Missing when the file is; a damaged file is said in the log, since it is part of the
 /// installation and nobody else would notice.
 std::optional<PropertyList> readPropertyList(const QString &path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    const auto file = RegularFile::read(path, Bundle::largestPropertyListFile);
+    if (file.outcome == RegularFile::Contents::Outcome::Missing)
         return std::nullopt;
-    const QByteArray bytes = file.read(Bundle::largestPropertyListFile + 1);
-    if (bytes.size() > Bundle::largestPropertyListFile) {
-        qCWarning(logFoundation).noquote() << path + QStringLiteral(": too large, not read");
+    if (file.outcome != RegularFile::Contents::Outcome::Read) {
+        qCWarning(logFoundation).noquote() << path + QStringLiteral(": cannot be read");
         return std::nullopt;
     }
-    auto parsed = PropertyListSerialization::parse(bytes);
+    auto parsed = PropertyListSerialization::parse(file.bytes);
     if (!parsed.value)
         qCWarning(logFoundation).noquote() << path + QStringLiteral(": ") + parsed.error;
     return std::move(parsed.value);

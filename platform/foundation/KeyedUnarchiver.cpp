@@ -3,12 +3,11 @@
 
 #include "platform/foundation/KeyedUnarchiver.h"
 
+#include "platform/foundation/ExpansionAccount.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PropertyListSerialization.h"
+#include "platform/foundation/RegularFile.h"
 
-#include <QFile>
-
-#include <algorithm>
 #include <vector>
 
 namespace clipmule {
@@ -27,11 +26,10 @@ const PropertyList::Dictionary *dictionaryUnder(const PropertyList::Dictionary &
 
 class Unarchive {
 public:
-    Unarchive(PropertyList::List objects, const CodingClasses &classes, quint64 size)
+    Unarchive(PropertyList::List objects, const CodingClasses &classes, qsizetype size)
         : _objects(std::move(objects))
         , _classes(classes)
-        , _largestWeight(PropertyListSerialization::expandedValuesFloor +
-                         PropertyListSerialization::expandedValuesPerByte * size)
+        , _account(size, KeyedUnarchiver::maximumDepth)
         , _decoded(size_t(_objects.size())) {}
 
     ArchiveValue decode(quint32 number);
@@ -48,9 +46,7 @@ private:
     struct Entry {
         State state = State::Untouched;
         ArchiveValue value;
-        /// As in binary property lists: what a walk over the value meets, and how deep it goes.
-        quint64 weight = 1;
-        int height = 0;
+        ExpansionAccount::Measure measure;
     };
 
     ArchiveValue decodeRecord(const PropertyList::Dictionary &record, Entry &entry);
@@ -62,14 +58,11 @@ private:
     static ArchiveValue decodeDate(const PropertyList::Dictionary &record);
     static ArchiveValue decodeNumber(const PropertyList::Dictionary &record);
     ArchiveValue decodeData(const PropertyList::Dictionary &record);
-    void addToCurrent(const Entry &child);
 
     const PropertyList::List _objects;
     const CodingClasses &_classes;
-    const quint64 _largestWeight;
+    ExpansionAccount _account;
     std::vector<Entry> _decoded;
-    /// The objects being decoded, the innermost last.
-    std::vector<Entry *> _path;
 };
 
 /// The coder of one object: answers from its record.
@@ -140,19 +133,17 @@ ArchiveValue Unarchive::decode(quint32 number) {
         return entry.value;
     }
     if (entry.state == State::Untouched) {
-        if (_path.size() >= size_t(KeyedUnarchiver::maximumDepth))
-            refuse(QStringLiteral("objects nested too deeply"));
         entry.state = State::BeingDecoded;
-        _path.push_back(&entry);
+        _account.begin(entry.measure);
         const PropertyList &object = _objects[number];
         if (const auto *record = object.as<PropertyList::Dictionary>()) {
             entry.value = decodeRecord(*record, entry);
         } else if (const auto *text = object.as<QString>()) {
-            entry.weight += quint64(text->size());
+            _account.addUnits(text->size());
             if (*text != u"$null")
                 entry.value = object;
         } else if (const auto *data = object.as<QByteArray>()) {
-            entry.weight += quint64(data->size());
+            _account.addUnits(data->size());
             entry.value = object;
         } else if (object.isNumber() || object.isDate()) {
             entry.value = object;
@@ -160,23 +151,11 @@ ArchiveValue Unarchive::decode(quint32 number) {
             refuse(QStringLiteral("%1 among the objects")
                        .arg(PropertyList::nameOfKind(object.kind())));
         }
-        _path.pop_back();
+        _account.end();
         entry.state = State::Decoded;
     }
-    addToCurrent(entry);
+    _account.addReference(entry.measure);
     return entry.value;
-}
-
-void Unarchive::addToCurrent(const Entry &child) {
-    if (_path.empty())
-        return;
-    Entry &current = *_path.back();
-    current.weight += child.weight;
-    current.height = std::max(current.height, child.height + 1);
-    if (current.weight > _largestWeight)
-        refuse(QStringLiteral("shared objects expand to too many values"));
-    if (current.height >= KeyedUnarchiver::maximumDepth)
-        refuse(QStringLiteral("objects nested too deeply"));
 }
 
 QString Unarchive::className(const PropertyList::Dictionary &record) const {
@@ -328,20 +307,23 @@ ArchiveValue KeyedUnarchiver::unarchivedObject(QByteArrayView archive,
     const auto *root = top ? find(*top, QStringLiteral("root")) : nullptr;
     if (!root)
         return {};
-    return Unarchive(objects->list(), classes, quint64(archive.size())).decodeReference(*root);
+    return Unarchive(objects->list(), classes, archive.size()).decodeReference(*root);
 }
 
 ArchiveValue KeyedUnarchiver::unarchivedObjectOfFile(const QString &path,
                                                      const CodingClasses &classes) {
-    QFile file(path);
-    if (!file.exists())
+    const auto file = RegularFile::read(path, largestFile);
+    switch (file.outcome) {
+    case RegularFile::Contents::Outcome::Read:
+        return unarchivedObject(file.bytes, classes);
+    case RegularFile::Contents::Outcome::Missing:
         return {};
-    if (!file.open(QIODevice::ReadOnly))
-        refuse(file.errorString());
-    const QByteArray bytes = file.read(largestFile + 1);
-    if (bytes.size() > largestFile)
+    case RegularFile::Contents::Outcome::TooLarge:
         refuse(QStringLiteral("a file of more than %1 bytes").arg(largestFile));
-    return unarchivedObject(bytes, classes);
+    case RegularFile::Contents::Outcome::Failed:
+        refuse(QStringLiteral("%1 cannot be read").arg(path));
+    }
+    Q_UNREACHABLE();
 }
 
 } // namespace clipmule

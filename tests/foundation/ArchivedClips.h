@@ -25,7 +25,7 @@ inline QString textOf(const ArchiveValue &value) {
         return u'{' + texts.join(QStringLiteral(", ")) + u'}';
     }
     if (const auto *url = value.as<QUrl>())
-        return u'<' + url->toString() + u'>';
+        return u'<' + QString::fromLatin1(url->toEncoded()) + u'>';
     if (const auto *leaf = value.as<PropertyList>()) {
         if (const auto *date = leaf->as<Date>())
             return QString::number(date->secondsSinceReference, 'g', 17) + u's';
