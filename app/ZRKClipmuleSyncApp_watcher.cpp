@@ -3,6 +3,7 @@
 
 #include "app/Log.h"
 #include "app/ZRKClipmuleSyncApp.h"
+#include "model/ClipNotice.h"
 #include "model/MessageEnvelope.h"
 #include "platform/foundation/Memory.h"
 #include "platform/foundation/PlatformException.h"

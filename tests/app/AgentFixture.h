@@ -4,7 +4,7 @@
 #pragma once
 
 #include "app/ZRKClipmuleSyncApp.h"
-#include "model/MessageEnvelope.h"
+#include "model/ClipNotice.h"
 #include "platform/desktop/SessionPrograms.h"
 #include "platform/dnssd/FakeDnsSd.h"
 #include "platform/foundation/PropertyListSerialization.h"
@@ -147,7 +147,7 @@ struct AgentFixture {
         PropertyList::List list;
         for (const QString &name : names)
             list.append(PropertyList(PropertyList::Dictionary{
-                {u"serverService"_qs, name}, {u"serverName"_qs, QString(name + u"'s name")}}));
+                {u"serverService"_qs, name}, {u"serverName"_qs, QString(name + u"'s name"_qs)}}));
         shared->setObjectForKey(PropertyList(list), u"serverServices"_qs);
     }
 
