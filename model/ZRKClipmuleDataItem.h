@@ -37,13 +37,16 @@ public:
     static constexpr qint64 createdByDesktop = 2;
     static constexpr qint64 createdByPhone = 1;
 
+    /// A received item with more native representations is refused. Clipboards offer a few dozen.
+    static constexpr qsizetype mostRepresentations = 1'000;
+
     /// Dirty, of the desktop, without representations and without an id yet.
     ZRKClipmuleDataItem();
     ~ZRKClipmuleDataItem() override;
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleDataItem>
     initWithNativeDictionary(std::optional<NativeDictionary> dictionary);
-    /// From the dictionary form. It comes from another machine: a value of the wrong kind raises a
-    /// PlatformException named "InvalidArgument".
+    /// From the dictionary form. It comes from another machine: a value of the wrong kind, and too
+    /// many native representations, raise a PlatformException named "InvalidArgument".
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleDataItem>
     initWithDictionary(const PropertyList::Dictionary &dictionary);
 

@@ -16,6 +16,21 @@ const QString createdByKey = QStringLiteral("createdBy");
 const QString nativeDictionaryKey = QStringLiteral("nativeDictionary");
 const QString imageDataKey = QStringLiteral("imageData");
 
+ZRKClipmuleDataItem::NativeDictionary
+representationsOf(const PropertyList::Dictionary &dictionary) {
+    if (dictionary.size() > ZRKClipmuleDataItem::mostRepresentations) {
+        throw PlatformException(
+            QStringLiteral("InvalidArgument"),
+            QStringLiteral("an item of %1 native representations; at most %2 are accepted")
+                .arg(dictionary.size())
+                .arg(ZRKClipmuleDataItem::mostRepresentations));
+    }
+    ZRKClipmuleDataItem::NativeDictionary representations;
+    for (const auto &[type, bytes] : dictionary.asKeyValueRange())
+        representations.insert(type, bytes.data());
+    return representations;
+}
+
 } // namespace
 
 PropertyList::Dictionary ZRKClipmuleDataItem::toDictionary() const {
@@ -38,11 +53,8 @@ PropertyList::Dictionary ZRKClipmuleDataItem::toDictionary() const {
 std::shared_ptr<ZRKClipmuleDataItem>
 ZRKClipmuleDataItem::initWithDictionary(const PropertyList::Dictionary &dictionary) {
     std::optional<NativeDictionary> native;
-    if (const PropertyList *representations = find(dictionary, nativeDictionaryKey)) {
-        native.emplace();
-        for (const auto &[type, bytes] : representations->dictionary().asKeyValueRange())
-            native->insert(type, bytes.data());
-    }
+    if (const PropertyList *representations = find(dictionary, nativeDictionaryKey))
+        native = representationsOf(representations->dictionary());
     auto item = initWithNativeDictionary(std::move(native));
     if (const PropertyList *oid = find(dictionary, oidKey))
         item->_oid = oid->string();

@@ -65,6 +65,7 @@ private Q_SLOTS:
     void hugeNumbersAreBounded();
     void wrongKindsAreRefused_data();
     void wrongKindsAreRefused();
+    void numberOfRepresentationsIsLimited();
     void equalityById();
     void equalityByContent_data();
     void equalityByContent();
@@ -500,6 +501,18 @@ void ClipItemTest::wrongKindsAreRefused() {
     QFETCH(QString, key);
     QFETCH(PropertyList, value);
     QVERIFY_EXCEPTION_THROWN(itemOf({{key, value}}), PlatformException);
+}
+
+void ClipItemTest::numberOfRepresentationsIsLimited() {
+    const auto itemOfTypes = [](int count) {
+        PropertyList::Dictionary representations;
+        for (int i = 0; i < count; ++i)
+            representations.insert(QString::number(i), QByteArray());
+        return itemOf({{QStringLiteral("nativeDictionary"), representations}});
+    };
+    QCOMPARE(itemOfTypes(999)->nativeDictionary()->size(), 999);
+    QCOMPARE(itemOfTypes(1000)->nativeDictionary()->size(), 1000);
+    QVERIFY_EXCEPTION_THROWN(itemOfTypes(1001), PlatformException);
 }
 
 void ClipItemTest::equalityById() {

@@ -1,0 +1,200 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/Log.h"
+#include "model/PasteboardServices.h"
+#include "model/ZRKClipmuleData.h"
+
+#include "Common/Categories/ZRKNSImageCategory.h"
+#include "Common/Categories/ZRKNSStringCategory.h"
+#include "platform/desktop/ActiveApplication.h"
+#include "platform/foundation/PlatformException.h"
+#include "platform/foundation/RegularFile.h"
+#include "platform/images/ImageCodec.h"
+#include "platform/pasteboard/Pasteboard.h"
+
+#include <QFileInfo>
+
+namespace clipmule {
+
+namespace {
+
+// Contents that are not meant to be kept or passed on: of programs that use the clipboard to type,
+// of password managers, and of whatever says so itself.
+const QStringList vetoTypes{
+    QStringLiteral("Pasteboard generator type"),
+    QStringLiteral("com.typeit4me.clipping"),
+    QStringLiteral("org.nspasteboard.TransientType"),
+};
+// This one has a value, and only one value of it is a veto.
+const QString passwordHintType = QStringLiteral("x-kde-passwordManagerHint");
+const QByteArray passwordHintOfSecrets = "secret";
+
+const QString fileManagerID = QStringLiteral("com.apple.finder");
+const QString photoManagerID = QStringLiteral("com.apple.iPhoto");
+
+bool isVetoed(const Pasteboard &pasteboard, const QStringList &types) {
+    const auto isVeto = [&](const QString &type) {
+        return vetoTypes.contains(type) ||
+               (type == passwordHintType && pasteboard.dataForType(type) == passwordHintOfSecrets);
+    };
+    return std::any_of(types.begin(), types.end(), isVeto);
+}
+
+ZRKClipmuleDataItem::NativeDictionary nativeDictionaryOf(const Pasteboard &pasteboard,
+                                                         const QStringList &types) {
+    using namespace PasteboardType;
+    ZRKClipmuleDataItem::NativeDictionary dictionary;
+    for (const QString &type : types) {
+        if (type == NSPICTPboardType || type == applePict)
+            continue;
+        // The image itself travels as the item's image.
+        if (type == publicTiff || type == NSTIFFPboardType)
+            dictionary.insert(type, QByteArray(""));
+        else if (const std::optional<QByteArray> bytes = pasteboard.dataForType(type))
+            dictionary.insert(type, *bytes);
+    }
+    return dictionary;
+}
+
+std::optional<QString> textOf(const Pasteboard &pasteboard) {
+    using namespace PasteboardType;
+    for (const QString &type :
+         {NSStringPboardType, NSRTFPboardType, NSRTFDPboardType, NSTabularTextPboardType,
+          NSMultipleTextSelectionPboardType, NSInkTextPboardType}) {
+        if (const std::optional<QString> text = pasteboard.stringForType(type)) {
+            return ZRKNSStringCategory::stringByReplacingCharactersInSetWithString(
+                *text, ZRKNSStringCategory::NewlineCharacterSet(), QStringLiteral("\n"));
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<QByteArray> imageOf(const Pasteboard &pasteboard) {
+    using namespace PasteboardType;
+    for (const QString &type : {NSTIFFPboardType, publicPng, applePng}) {
+        if (std::optional<QByteArray> bytes = pasteboard.dataForType(type))
+            return bytes;
+    }
+    return std::nullopt;
+}
+
+// Null when the file is no image, or cannot be read.
+std::shared_ptr<ZRKClipmuleDataItem>
+itemOfImageFile(const QString &path, ZRKClipmuleDataItem::NativeDictionary nativeDictionary) {
+    const RegularFile::Contents file = RegularFile::read(path, ZRKClipmuleData::largestFileSet);
+    if (file.outcome != RegularFile::Contents::Outcome::Read)
+        return nullptr;
+    const std::optional<QByteArray> image = ZRKClipmuleData::portableImageData(file.bytes, nullptr);
+    if (!image)
+        return nullptr;
+    auto item = ZRKClipmuleDataItem::initWithNativeDictionary(std::move(nativeDictionary));
+    item->setImageData(image);
+    item->setString(QFileInfo(path).fileName());
+    return item;
+}
+
+QString nameWithoutExtension(const QString &name) {
+    const QString base = QFileInfo(name).completeBaseName();
+    // Of a name like ".png", the whole is the name.
+    return base.isEmpty() ? name : base;
+}
+
+} // namespace
+
+std::optional<QString> ZRKClipmuleData::currentAppID(const PasteboardServices &services) {
+    return services.activeApplication.identifier();
+}
+
+std::shared_ptr<ZRKClipmuleData>
+ZRKClipmuleData::initFromPasteboard(const PasteboardServices &services) {
+    const Pasteboard &pasteboard = services.pasteboard;
+    const QStringList types = pasteboard.types();
+    // Without types the clipboard has no owner: that is no clip, not even an empty one.
+    if (types.isEmpty() || isVetoed(pasteboard, types))
+        return nullptr;
+    NativeDictionary native = nativeDictionaryOf(pasteboard, types);
+    auto clip = std::make_shared<ZRKClipmuleData>();
+    if (!clip->loadFromFiles(services, native))
+        clip->loadFromReadings(services, std::move(native));
+    return clip;
+}
+
+void ZRKClipmuleData::loadFromReadings(const PasteboardServices &services,
+                                       NativeDictionary nativeDictionary) {
+    const Pasteboard &pasteboard = services.pasteboard;
+    const std::optional<QByteArray> image =
+        portableImageData(imageOf(pasteboard), &nativeDictionary);
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(std::move(nativeDictionary));
+    item->setString(textOf(pasteboard));
+    item->setImageData(image);
+    item->setURL(pasteboard.url());
+    const std::optional<PropertyList> title =
+        pasteboard.propertyListForType(PasteboardType::publicUrlName);
+    if (title && title->isString())
+        _title = title->string();
+    append(item);
+}
+
+bool ZRKClipmuleData::loadFromFiles(const PasteboardServices &services,
+                                    const NativeDictionary &nativeDictionary) {
+    try {
+        const std::optional<QString> application = currentAppID(services);
+        if (application != fileManagerID && application != photoManagerID)
+            return false;
+        const std::optional<PropertyList> names =
+            services.pasteboard.propertyListForType(PasteboardType::NSFilenamesPboardType);
+        if (!names || names->list().isEmpty())
+            return false;
+        qint64 total = 0;
+        for (const PropertyList &name : names->list()) {
+            total += QFileInfo(name.string()).size();
+            if (total > largestFileSet)
+                return false;
+        }
+        Items items;
+        for (const PropertyList &name : names->list()) {
+            const auto item = itemOfImageFile(name.string(), items.isEmpty() ? nativeDictionary
+                                                                             : NativeDictionary());
+            if (!item)
+                return false;
+            items.append(item);
+        }
+        if (items.size() == 1)
+            _title = nameWithoutExtension(*items.first()->string());
+        for (const auto &item : items)
+            append(item);
+        return true;
+    } catch (const PlatformException &) {
+        return false;
+    }
+}
+
+std::optional<QByteArray>
+ZRKClipmuleData::portableImageData(const std::optional<QByteArray> &imageData,
+                                   NativeDictionary *nativeDictionary) {
+    if (!imageData)
+        return std::nullopt;
+    try {
+        const std::optional<QImage> image = ImageCodec::decode(*imageData);
+        if (!image)
+            return std::nullopt;
+        std::optional<QByteArray> bytes = ImageCodec::png(*image, largestPng);
+        if (!bytes)
+            bytes = ImageCodec::jpeg(*image, jpegCompressionFactor);
+        if (qint64(image->width()) * image->height() <= mostPixels)
+            return bytes;
+        // The type is meant, though the bytes are PNG or JPEG: it is the one that the output gives
+        // an image under, and so the full image comes back on this desktop.
+        if (nativeDictionary)
+            nativeDictionary->insert(PasteboardType::NSTIFFPboardType, *bytes);
+        return ImageCodec::jpeg(
+            ZRKNSImageCategory::copyWithMaxSize(*image, {reducedSide, reducedSide}),
+            jpegCompressionFactor);
+    } catch (const PlatformException &exception) {
+        qCWarning(logModel).noquote() << "ERROR CREATING IMAGE DATA" << exception.reason();
+        return std::nullopt;
+    }
+}
+
+} // namespace clipmule

@@ -1,0 +1,398 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/ZRKClipmuleData.h"
+#include "platform/foundation/PlatformException.h"
+#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/pasteboard/PasteboardReadings.h"
+#include "tests/model/Desktop.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace clipmule;
+using namespace clipmule::test;
+using namespace clipmule::PasteboardType;
+
+namespace {
+
+using NativeDictionary = ZRKClipmuleData::NativeDictionary;
+
+const QByteArray pngBytes = QByteArray::fromHex("89504e47 0102");
+const QByteArray jpegBytes = QByteArray::fromHex("ffd8ffe0 0102");
+const QByteArray otherBytes = QByteArray::fromHex("4d4d002a 0102");
+
+using Item = std::shared_ptr<ZRKClipmuleDataItem>;
+
+// As a phone sends it.
+Item phoneItem(PropertyList::Dictionary dictionary) {
+    dictionary.insert(QStringLiteral("createdBy"), 1);
+    return ZRKClipmuleDataItem::initWithDictionary(dictionary);
+}
+
+Item phoneText(const QString &text) {
+    return phoneItem({{QStringLiteral("string"), text}});
+}
+
+Item phoneImage(const QByteArray &image) {
+    return phoneItem({{QStringLiteral("imageData"), image}});
+}
+
+QByteArray contentsOf(const QString &path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
+}
+
+} // namespace
+
+class OutputTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup() { _desktop.reset(); }
+
+    void phoneTextIsWritten();
+    void phoneImageIsWrittenWithItsFile();
+    void phoneUrlIsWritten();
+    void phoneItemOfEverything();
+    void writtenAtOnce();
+    void clipWithoutItemsClears();
+    void nativeTypesAreRestored();
+    void placeholdersBecomeTheImage();
+    void fullSizeImageComesBack();
+    void typesWithoutBytesAreSkipped();
+    void freshFilesWinOverStoredOnes();
+    void nativeItemOfAPhoneIsNotNative();
+    void nativeItemWithoutDictionaryIsWrittenByReadings();
+    void severalTextsBecomeOne();
+    void emptyTextsAddNoSeparatorBeforeThem();
+    void joinedTextReplacesTheNativeOne();
+    void onlyTheFirstOfSeveralImagesIsWrittenByType();
+    void mixedContentIsRefused();
+    void itemsWithBothAreNotMixed();
+    void oneItemIsNeverMixed();
+    void failingClipboard();
+    void providingDataDoesNothing();
+
+    void fileNames();
+    void extensions_data();
+    void extensions();
+    void earlierFilesAreDeleted();
+    void pausesOnlyForImages();
+    void clipWithAnItemWithoutImageWritesNoFiles();
+    void storedFileNamesThatAreNoListAreLogged();
+    void storedFileNamesThatAreNoPropertyListAreSilent();
+    void folderThatCannotBeMade();
+
+private:
+    [[nodiscard]] bool write(const ZRKClipmuleData::Items &items) {
+        const auto clip = ZRKClipmuleData::initWithItems(items);
+        return clip->writeToPasteboard(_desktop->services);
+    }
+    [[nodiscard]] QStringList types() const { return _desktop->pasteboard.clipboard().types(); }
+    [[nodiscard]] std::optional<QByteArray> bytes(const QString &type) const {
+        return _desktop->pasteboard.clipboard().data(type);
+    }
+    [[nodiscard]] QStringList offeredFiles() const {
+        return PasteboardReadings::fileNames(bytes(NSFilenamesPboardType).value_or(""));
+    }
+    std::unique_ptr<Desktop> _desktop;
+};
+
+void OutputTest::init() {
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    _desktop = std::make_unique<Desktop>();
+    _desktop->pasteboard.copyText(QStringLiteral("before"));
+}
+
+void OutputTest::phoneTextIsWritten() {
+    QVERIFY(write({phoneText(QStringLiteral("text"))}));
+    QCOMPARE(types(), QStringList{NSStringPboardType});
+    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("text")));
+}
+
+void OutputTest::phoneImageIsWrittenWithItsFile() {
+    QVERIFY(write({phoneImage(pngBytes)}));
+    QCOMPARE(types(), (QStringList{NSFilenamesPboardType, NSTIFFPboardType}));
+    QCOMPARE(bytes(NSTIFFPboardType), std::optional(pngBytes));
+    QCOMPARE(offeredFiles().size(), 1);
+    QCOMPARE(contentsOf(offeredFiles().first()), pngBytes);
+}
+
+void OutputTest::phoneUrlIsWritten() {
+    QVERIFY(write({phoneItem({{QStringLiteral("url"), QStringLiteral("http://a/b")}})}));
+    QCOMPARE(types(), QStringList{NSURLPboardType});
+    QCOMPARE(_desktop->pasteboard.url(), std::optional(QUrl(QStringLiteral("http://a/b"))));
+}
+
+void OutputTest::phoneItemOfEverything() {
+    QVERIFY(write({phoneItem({{QStringLiteral("string"), QStringLiteral("text")},
+                              {QStringLiteral("url"), QStringLiteral("http://a/b")},
+                              {QStringLiteral("imageData"), jpegBytes}})}));
+    QCOMPARE(types(), (QStringList{NSFilenamesPboardType, NSTIFFPboardType, NSStringPboardType,
+                                   NSURLPboardType}));
+}
+
+void OutputTest::writtenAtOnce() {
+    const qint64 before = _desktop->pasteboard.changeCount();
+    QVERIFY(write({phoneImage(pngBytes)}));
+    QCOMPARE(_desktop->pasteboard.commitCount(), 1);
+    QCOMPARE(_desktop->pasteboard.changeCount(), before + 1);
+}
+
+void OutputTest::clipWithoutItemsClears() {
+    QVERIFY(write({}));
+    QCOMPARE(types(), QStringList());
+}
+
+void OutputTest::nativeTypesAreRestored() {
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
+        NativeDictionary{{publicHtml, "<b>a</b>"}, {NSStringPboardType, "native"}});
+    item->setString(QStringLiteral("reading"));
+    item->setURL(QUrl(QStringLiteral("http://a/")));
+    QVERIFY(write({item}));
+    QCOMPARE(types(), (QStringList{NSStringPboardType, publicHtml}));
+    QCOMPARE(bytes(publicHtml), std::optional(QByteArray("<b>a</b>")));
+    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("native")));
+}
+
+void OutputTest::placeholdersBecomeTheImage() {
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
+        NativeDictionary{{publicTiff, ""}, {NSTIFFPboardType, ""}});
+    item->setImageData(pngBytes);
+    QVERIFY(write({item}));
+    QCOMPARE(bytes(publicTiff), std::optional(pngBytes));
+    QCOMPARE(bytes(NSTIFFPboardType), std::optional(pngBytes));
+
+    const auto onlyOther =
+        ZRKClipmuleDataItem::initWithNativeDictionary(NativeDictionary{{publicTiff, ""}});
+    onlyOther->setImageData(pngBytes);
+    QVERIFY(write({onlyOther}));
+    QCOMPARE(types(), (QStringList{NSFilenamesPboardType, publicTiff}));
+    QCOMPARE(bytes(publicTiff), std::optional(pngBytes));
+}
+
+// The item's image is the reduced one, the native entry the one that was copied.
+void OutputTest::fullSizeImageComesBack() {
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
+        NativeDictionary{{publicTiff, ""}, {NSTIFFPboardType, pngBytes}});
+    item->setImageData(jpegBytes);
+    QVERIFY(write({item}));
+    QCOMPARE(bytes(publicTiff), std::optional(pngBytes));
+    QCOMPARE(bytes(NSTIFFPboardType), std::optional(pngBytes));
+}
+
+void OutputTest::typesWithoutBytesAreSkipped() {
+    const QString empty = QStringLiteral("org.example.empty");
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
+        NativeDictionary{{NSTIFFPboardType, ""}, {empty, ""}});
+    QVERIFY(write({item}));
+    // A placeholder without an image behind it; the other is empty because it was.
+    QCOMPARE(types(), QStringList{empty});
+}
+
+void OutputTest::freshFilesWinOverStoredOnes() {
+    const QByteArray stored =
+        PropertyListSerialization::xml(PropertyList::List{QStringLiteral("/old/file.png")});
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
+        NativeDictionary{{NSFilenamesPboardType, stored}, {NSStringPboardType, "text"}});
+    item->setImageData(pngBytes);
+    QVERIFY(write({item}));
+    QCOMPARE(offeredFiles().size(), 1);
+    QVERIFY(offeredFiles().first().startsWith(_desktop->imageFolder()));
+    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("text")));
+
+    // Without an image there are no fresh ones.
+    item->setImageData(std::nullopt);
+    QVERIFY(write({item}));
+    QCOMPARE(offeredFiles(), QStringList{QStringLiteral("/old/file.png")});
+}
+
+void OutputTest::nativeItemOfAPhoneIsNotNative() {
+    QVERIFY(write({phoneItem({{QStringLiteral("string"), QStringLiteral("text")},
+                              {QStringLiteral("nativeDictionary"),
+                               PropertyList::Dictionary{{publicHtml, QByteArray("<b>a</b>")}}}})}));
+    QCOMPARE(types(), QStringList{NSStringPboardType});
+}
+
+void OutputTest::nativeItemWithoutDictionaryIsWrittenByReadings() {
+    const auto item = std::make_shared<ZRKClipmuleDataItem>();
+    item->setString(QStringLiteral("text"));
+    QVERIFY(write({item}));
+    QCOMPARE(types(), QStringList{NSStringPboardType});
+
+    const auto empty = ZRKClipmuleDataItem::initWithNativeDictionary(NativeDictionary());
+    empty->setString(QStringLiteral("text"));
+    QVERIFY(write({empty}));
+    QCOMPARE(types(), QStringList());
+}
+
+void OutputTest::severalTextsBecomeOne() {
+    QVERIFY(write({phoneText(QStringLiteral("one")), phoneText(QStringLiteral("two")),
+                   phoneText(QStringLiteral("three"))}));
+    QCOMPARE(types(), QStringList{NSStringPboardType});
+    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("one\n\ntwo\n\nthree")));
+    QCOMPARE(_desktop->notice.texts, QStringList());
+}
+
+void OutputTest::emptyTextsAddNoSeparatorBeforeThem() {
+    QVERIFY(write({phoneText(QStringLiteral("")), phoneText(QStringLiteral("one")),
+                   phoneText(QStringLiteral("")), phoneText(QStringLiteral("two"))}));
+    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("one\n\n\n\ntwo")));
+}
+
+void OutputTest::joinedTextReplacesTheNativeOne() {
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
+        NativeDictionary{{NSStringPboardType, "native"}, {publicHtml, "<b>a</b>"}});
+    item->setString(QStringLiteral("one"));
+    QVERIFY(write({item, phoneText(QStringLiteral("two"))}));
+    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("one\n\ntwo")));
+    QCOMPARE(bytes(publicHtml), std::optional(QByteArray("<b>a</b>")));
+}
+
+void OutputTest::onlyTheFirstOfSeveralImagesIsWrittenByType() {
+    QVERIFY(write({phoneImage(pngBytes), phoneImage(jpegBytes)}));
+    QCOMPARE(types(), (QStringList{NSFilenamesPboardType, NSTIFFPboardType}));
+    QCOMPARE(bytes(NSTIFFPboardType), std::optional(pngBytes));
+    QCOMPARE(offeredFiles().size(), 2);
+    QCOMPARE(contentsOf(offeredFiles().at(0)), pngBytes);
+    QCOMPARE(contentsOf(offeredFiles().at(1)), jpegBytes);
+}
+
+void OutputTest::mixedContentIsRefused() {
+    const qint64 before = _desktop->pasteboard.changeCount();
+    QVERIFY(!write({phoneText(QStringLiteral("text")), phoneImage(pngBytes)}));
+    QCOMPARE(_desktop->notice.texts,
+             QStringList{QStringLiteral("Pasting of mixed content clips is not supported.")});
+    QCOMPARE(_desktop->pasteboard.changeCount(), before);
+    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("before")));
+    QVERIFY(_desktop->imageFiles().isEmpty());
+
+    const auto url = phoneItem({{QStringLiteral("url"), QStringLiteral("http://a/")}});
+    QVERIFY(!write({url, url}));
+}
+
+void OutputTest::itemsWithBothAreNotMixed() {
+    const auto both = phoneItem({{QStringLiteral("string"), QStringLiteral("text")},
+                                 {QStringLiteral("imageData"), pngBytes}});
+    QVERIFY(write({both, phoneText(QStringLiteral("more"))}));
+    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("text\n\nmore")));
+    QVERIFY(write({both, phoneImage(pngBytes)}));
+    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("text")));
+    QVERIFY(_desktop->notice.texts.isEmpty());
+}
+
+void OutputTest::oneItemIsNeverMixed() {
+    QVERIFY(write({phoneItem({{QStringLiteral("string"), QStringLiteral("text")},
+                              {QStringLiteral("imageData"), pngBytes}})}));
+    QCOMPARE(types(), (QStringList{NSFilenamesPboardType, NSTIFFPboardType, NSStringPboardType}));
+    QVERIFY(write({phoneItem({})}));
+    QVERIFY(_desktop->notice.texts.isEmpty());
+}
+
+void OutputTest::failingClipboard() {
+    _desktop->pasteboard.failCommitsWith(QStringLiteral("gone"));
+    QVERIFY_EXCEPTION_THROWN((void)write({phoneText(QStringLiteral("text"))}), PlatformException);
+    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("before")));
+}
+
+void OutputTest::providingDataDoesNothing() {
+    const int reads = _desktop->pasteboard.readCount();
+    ZRKClipmuleData::pasteboardProvideDataForType(_desktop->pasteboard, NSStringPboardType);
+    QCOMPARE(_desktop->pasteboard.readCount(), reads);
+    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("before")));
+}
+
+void OutputTest::fileNames() {
+    const QDateTime time(QDate(2026, 1, 31), QTime(15, 4, 5), Qt::LocalTime);
+    _desktop->runLoop.setWallClock(Date::fromDateTime(time));
+    QVERIFY(write({phoneImage(pngBytes), phoneImage(pngBytes)}));
+    QCOMPARE(_desktop->imageFiles(),
+             (QStringList{QStringLiteral("Clipmule 2026-01-31 15.04.05 PM 1.png"),
+                          QStringLiteral("Clipmule 2026-01-31 15.04.05 PM 2.png")}));
+
+    const auto clip = ZRKClipmuleData::initWithItems({phoneImage(pngBytes)});
+    clip->setTitle(QStringLiteral("../a title"));
+    QVERIFY(clip->writeToPasteboard(_desktop->services));
+    QCOMPARE(_desktop->imageFiles(), QStringList{QStringLiteral("..-a title.png")});
+    QCOMPARE(offeredFiles(),
+             QStringList{_desktop->imageFolder() + QStringLiteral("/..-a title.png")});
+}
+
+void OutputTest::extensions_data() {
+    QTest::addColumn<QByteArray>("image");
+    QTest::addColumn<QString>("extension");
+    QTest::newRow("JPEG") << jpegBytes << QStringLiteral("jpg");
+    QTest::newRow("PNG") << pngBytes << QStringLiteral("png");
+    QTest::newRow("anything else") << otherBytes << QStringLiteral("tiff");
+}
+
+void OutputTest::extensions() {
+    QFETCH(QByteArray, image);
+    QFETCH(QString, extension);
+    QVERIFY(write({phoneImage(image)}));
+    QCOMPARE(_desktop->imageFiles().size(), 1);
+    QVERIFY(_desktop->imageFiles().first().endsWith(u'.' + extension));
+}
+
+void OutputTest::earlierFilesAreDeleted() {
+    QVERIFY(write({phoneImage(pngBytes), phoneImage(pngBytes)}));
+    QDir(_desktop->imageFolder()).mkpath(QStringLiteral("below/deeper"));
+    QVERIFY(write({phoneImage(jpegBytes)}));
+    QCOMPARE(QDir(_desktop->imageFolder())
+                 .entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden)
+                 .size(),
+             1);
+    // Text leaves them alone.
+    QVERIFY(write({phoneText(QStringLiteral("text"))}));
+    QCOMPARE(_desktop->imageFiles().size(), 1);
+}
+
+void OutputTest::pausesOnlyForImages() {
+    QVERIFY(write({phoneText(QStringLiteral("text"))}));
+    QCOMPARE(_desktop->runLoop.paused().count(), 0.0);
+    QVERIFY(write({phoneImage(pngBytes)}));
+    QCOMPARE(_desktop->runLoop.paused().count(), 0.66);
+}
+
+void OutputTest::clipWithAnItemWithoutImageWritesNoFiles() {
+    const auto both = phoneItem({{QStringLiteral("string"), QStringLiteral("text")},
+                                 {QStringLiteral("imageData"), pngBytes}});
+    QVERIFY(write({both, phoneText(QStringLiteral("more"))}));
+    QVERIFY(!types().contains(NSFilenamesPboardType));
+    QVERIFY(_desktop->imageFiles().isEmpty());
+}
+
+void OutputTest::storedFileNamesThatAreNoListAreLogged() {
+    for (const PropertyList &stored :
+         {PropertyList(QStringLiteral("/a/file")), PropertyList(PropertyList::List{1})}) {
+        const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
+            NativeDictionary{{NSFilenamesPboardType, PropertyListSerialization::binary(stored)}});
+        item->setImageData(pngBytes);
+        QTest::ignoreMessage(
+            QtWarningMsg, QRegularExpression(QStringLiteral("^ERROR GETTING FILE DATA expected")));
+        QVERIFY(write({item}));
+        QCOMPARE(offeredFiles().size(), 1);
+    }
+}
+
+void OutputTest::storedFileNamesThatAreNoPropertyListAreSilent() {
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
+        NativeDictionary{{NSFilenamesPboardType, "<plist"}});
+    item->setImageData(pngBytes);
+    QVERIFY(write({item}));
+    QCOMPARE(offeredFiles().size(), 1);
+}
+
+void OutputTest::folderThatCannotBeMade() {
+    _desktop->services.temporaryFolder = _desktop->folder.filePath(QStringLiteral("none/here"));
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(QStringLiteral("^cannot write the image files: ")));
+    QVERIFY(write({phoneImage(pngBytes)}));
+    QCOMPARE(types(), QStringList{NSTIFFPboardType});
+    QCOMPARE(_desktop->runLoop.paused().count(), 0.0);
+}
+
+QTEST_GUILESS_MAIN(OutputTest)
+#include "tst_output.moc"
