@@ -17,10 +17,10 @@ namespace clipmule::PasteboardTypes {
 namespace {
 
 // Lower is better; -1 is no text. Owners that offer several of them mean the same by each, but the
-// later ones lose characters.
+// later ones lose characters, and GTK makes CR LF of line ends in all that are MIME types.
 int textRank(const QString &target) {
     if (target == u"UTF8_STRING")
-        return 1;
+        return 0;
     if (target == u"STRING")
         return 5;
     if (target == u"TEXT")
@@ -35,7 +35,7 @@ int textRank(const QString &target) {
     if (!lower.startsWith(u"text/plain;"))
         return -1;
     if (lower.contains(u"charset=utf-8") || lower.contains(u"charset=\"utf-8\""))
-        return 0;
+        return 1;
     return 3;
 }
 
@@ -44,7 +44,9 @@ int imageRank(const QString &target) {
     static const QStringList best{QStringLiteral("image/png"),  QStringLiteral("image/tiff"),
                                   QStringLiteral("image/jpeg"), QStringLiteral("image/webp"),
                                   QStringLiteral("image/gif"),  QStringLiteral("image/bmp")};
-    if (!target.startsWith(u"image/") || target.startsWith(u"image/svg"))
+    // Names of old for one that is an image as well.
+    const bool isIcon = target == u"application/ico" || target == u"text/ico";
+    if (!isIcon && (!target.startsWith(u"image/") || target.startsWith(u"image/svg")))
         return -1;
     const qsizetype rank = best.indexOf(target);
     return int(rank < 0 ? best.size() : rank);

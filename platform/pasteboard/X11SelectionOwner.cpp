@@ -90,10 +90,10 @@ void X11SelectionOwner::requested(const xcb_selection_request_event_t &request) 
         request.property == XCB_ATOM_NONE ? request.target : request.property;
     const bool isForUs =
         _isOwning && request.owner == _window && request.selection == _atoms.clipboard;
-    const bool isTooEarly = request.time != XCB_CURRENT_TIME && _time != XCB_CURRENT_TIME &&
-                            qint32(request.time - _time) < 0;
+    // The time of the request is not looked at: toolkits ask with the time of the last event they
+    // saw, which may be from before we took the clipboard, and mean what is there now.
     // Anybody may name a window of ours as the requestor; its events are ours to choose.
-    if (!isForUs || isTooEarly || _connection->isOurs(request.requestor))
+    if (!isForUs || _connection->isOurs(request.requestor))
         notify(request, XCB_ATOM_NONE);
     else if (request.target == _atoms.multiple && request.property != XCB_ATOM_NONE)
         requestedMultiple(request, property);

@@ -39,7 +39,7 @@ public:
     void own(QList<PasteboardTypes::Offer> offers);
     /// Another owner has the selection.
     void disown();
-    /// The server's time of taking it, which tells requests that were made before.
+    /// The server's time of taking it.
     void setTime(xcb_timestamp_t time) { _time = time; }
     /// Asks the clipboard manager to keep what we offer. Calls back once.
     void handOver(std::function<void()> done);

@@ -88,12 +88,12 @@ private Q_SLOTS:
             "TEXT STRING text/plain COMPOUND_TEXT UTF8_STRING "
             "text/plain;charset=utf-8 text/plain;charset=utf-16",
             Meaning::Text,
-            "text/plain;charset=utf-8 UTF8_STRING text/plain;charset=utf-16 text/plain STRING TEXT "
+            "UTF8_STRING text/plain;charset=utf-8 text/plain;charset=utf-16 text/plain STRING TEXT "
             "COMPOUND_TEXT");
         row("upper-case charset", "text/plain text/plain;charset=UTF-8", Meaning::Text,
             "text/plain;charset=UTF-8 text/plain");
-        row("PNG before all", "image/bmp image/jpeg image/x-icon image/tiff image/png",
-            Meaning::Image, "image/png image/tiff image/jpeg image/bmp image/x-icon");
+        row("PNG before all", "image/bmp image/jpeg image/x-icon text/ico image/tiff image/png",
+            Meaning::Image, "image/png image/tiff image/jpeg image/bmp image/x-icon text/ico");
         row("no PNG", "image/x-MS-bmp image/jpeg", Meaning::Image, "image/jpeg image/x-MS-bmp");
         row("a drawing is no raster image", "image/svg+xml", Meaning::Image, "");
         row("RTF under two names", "text/rtf application/rtf", Meaning::Rtf,
@@ -237,6 +237,41 @@ private Q_SLOTS:
                  PasteboardType::NSFilenamesPboardType);
         QCOMPARE(typeOf(bytes(PasteboardTypes::maximumUriListBytes + 1)),
                  QStringLiteral("text/uri-list"));
+    }
+
+    void markersAreListedWithoutBytes() {
+        const auto contents = PasteboardTypes::contents(
+            {{Meaning::Other, QStringLiteral("org.nspasteboard.TransientType"), std::nullopt},
+             {Meaning::Text, QStringLiteral("UTF8_STRING"), std::nullopt},
+             {Meaning::Image, QStringLiteral("image/png"), std::nullopt}});
+        QCOMPARE(contents.types(), QStringList{QStringLiteral("org.nspasteboard.TransientType")});
+        QVERIFY(!contents.data(contents.types().first()));
+    }
+
+    void takeoverCarriesNothingNew_data() {
+        QTest::addColumn<PasteboardContents>("newer");
+        QTest::addColumn<bool>("isTakeover");
+        using namespace PasteboardType;
+        const auto row =
+            [](const char *name, const QList<PasteboardContents::Representation> &newer,
+               bool isTakeover) { QTest::newRow(name) << PasteboardContents(newer) << isTakeover; };
+        row("the same", {{NSStringPboardType, "x"}, {publicHtml, "<b>"}}, true);
+        row("less", {{NSStringPboardType, "x"}}, true);
+        row("with a mark of its own", {{NSStringPboardType, "x"}, {QStringLiteral("x.mine"), "1"}},
+            true);
+        row("other text", {{NSStringPboardType, "y"}}, false);
+        row("more", {{NSStringPboardType, "x"}, {publicHtml, "<b>"}, {publicPng, "p"}}, false);
+        row("other HTML", {{NSStringPboardType, "x"}, {publicHtml, "<i>"}}, false);
+        row("its image under its own name", {{publicPng, png}}, true);
+        row("nothing that is known", {{QStringLiteral("x.mine"), "1"}}, false);
+        row("nothing", {}, false);
+    }
+    void takeoverCarriesNothingNew() {
+        QFETCH(PasteboardContents, newer);
+        const PasteboardContents older({{PasteboardType::NSStringPboardType, "x"},
+                                        {PasteboardType::publicHtml, "<b>"},
+                                        {PasteboardType::NSTIFFPboardType, png}});
+        QTEST(PasteboardTypes::isTakeover(newer, older), "isTakeover");
     }
 
     // Writing

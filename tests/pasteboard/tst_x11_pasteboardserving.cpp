@@ -118,11 +118,8 @@ private Q_SLOTS:
         QCOMPARE(requestor.data().size(), 4);
         const quint32 time = *reinterpret_cast<const quint32 *>(requestor.data().constData());
         QVERIFY(time > 1);
-        // A request from before is refused, one from then on is not.
+        // Toolkits ask with the time of the last event they saw, and mean what is there now.
         requestor.requestAt("UTF8_STRING", time - 1);
-        QVERIFY(answered(requestor));
-        QVERIFY(requestor.isRefused());
-        requestor.requestAt("UTF8_STRING", time);
         QVERIFY(answered(requestor));
         QVERIFY(requestor.isDone());
     }

@@ -1,0 +1,252 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/pasteboard/PasteboardFactory.h"
+#include "platform/x11/X11Display.h"
+#include "tests/pasteboard/Await.h"
+#include "tests/pasteboard/clients/ClientProcess.h"
+
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+
+using namespace clipmule;
+using namespace clipmule::PasteboardType;
+using clipmule::tests::await;
+using clipmule::tests::ClientProcess;
+
+namespace {
+
+const QString umlauts = QStringLiteral("Zwölf Boxkämpfer €\n\t日本 😀");
+
+// A picture that does not compress: 1825 x 1825 pixels are 10 MB of PNG.
+const QImage &noise() {
+    static const QImage image = [] {
+        QImage pixels(1825, 1825, QImage::Format_RGB32);
+        quint32 random = 12345;
+        for (int y = 0; y < pixels.height(); ++y) {
+            auto *line = reinterpret_cast<quint32 *>(pixels.scanLine(y));
+            for (int x = 0; x < pixels.width(); ++x) {
+                random ^= random << 13;
+                random ^= random >> 17;
+                random ^= random << 5;
+                line[x] = random | 0xff000000;
+            }
+        }
+        return pixels;
+    }();
+    return image;
+}
+
+QByteArray contentsOf(const QString &path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)");
+}
+
+void toolkits() {
+    QTest::addColumn<QString>("toolkit");
+    QTest::newRow("GTK 3") << QStringLiteral("gtk");
+    QTest::newRow("Qt 6") << QStringLiteral("qt");
+}
+
+} // namespace
+
+// The clipboard beside real applications, both ways.
+class PasteboardClientsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        QVERIFY(_folder.isValid());
+        QVERIFY(noise().save(pngPath(), "PNG"));
+        QVERIFY(contentsOf(pngPath()).size() > 9'900'000);
+    }
+
+    void init() {
+        _display = openX11Display();
+        QVERIFY(_display);
+        _pasteboard = makePasteboard(_display);
+    }
+    void cleanup() {
+        _pasteboard.reset();
+        _display.reset();
+    }
+
+    void readsTextOfXclip() {
+        QVERIFY(xclipCopies(QStringLiteral("UTF8_STRING"), umlauts.toUtf8()));
+        QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
+        QCOMPARE(_pasteboard->types(), QStringList{NSStringPboardType});
+        QCOMPARE(_pasteboard->stringForType(NSStringPboardType), umlauts);
+        _xclip.kill();
+        _xclip.waitForFinished();
+        QVERIFY(await([&] { return _pasteboard->types().isEmpty(); }));
+    }
+
+    void readsTenMegabytesOfXclip() {
+        const QByteArray png = contentsOf(pngPath());
+        QVERIFY(xclipCopies(QStringLiteral("image/png"), png));
+        QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
+        QVERIFY(_pasteboard->dataForType(publicPng) == png);
+        _xclip.kill();
+        _xclip.waitForFinished();
+    }
+
+    void xclipReadsWhatWeOwn() {
+        const QByteArray png = contentsOf(pngPath());
+        _pasteboard->declareTypes({});
+        _pasteboard->setStringForType(umlauts, NSStringPboardType);
+        _pasteboard->setDataForType(png, NSTIFFPboardType);
+        _pasteboard->commit();
+        QCOMPARE(xclipReads(QStringLiteral("UTF8_STRING")), umlauts.toUtf8());
+        QCOMPARE(xclipReads(QStringLiteral("text/plain;charset=utf-8")), umlauts.toUtf8());
+        QVERIFY(xclipReads(QStringLiteral("image/png")) == png);
+        QVERIFY(xclipReads(QStringLiteral("image/tiff")) == png);
+        QCOMPARE(xclipReads(QStringLiteral("TARGETS")).split('\n').first(4),
+                 (QList<QByteArray>{"TARGETS", "TIMESTAMP", "MULTIPLE", "SAVE_TARGETS"}));
+    }
+
+    void readsTextOfAToolkit_data() { toolkits(); }
+    void readsTextOfAToolkit() {
+        QFETCH(QString, toolkit);
+        ClientProcess client(toolkit);
+        QVERIFY(client.isReady());
+        QCOMPARE(client.ask(QStringLiteral("copy-text ") +
+                            QString::fromLatin1(umlauts.toUtf8().toHex())),
+                 QStringLiteral("done"));
+        QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
+        QCOMPARE(_pasteboard->types(), QStringList{NSStringPboardType});
+        QCOMPARE(_pasteboard->stringForType(NSStringPboardType), umlauts);
+    }
+
+    void readsAnImageOfAToolkit_data() { toolkits(); }
+    void readsAnImageOfAToolkit() {
+        QFETCH(QString, toolkit);
+        ClientProcess client(toolkit);
+        QVERIFY(client.isReady());
+        QCOMPARE(client.ask(QStringLiteral("copy-image ") + pngPath()), QStringLiteral("done"));
+        QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
+        // One of the dozen formats that it offers.
+        QCOMPARE(_pasteboard->types(), QStringList{publicPng});
+        const QImage image = QImage::fromData(*_pasteboard->dataForType(publicPng));
+        QVERIFY(image.convertToFormat(QImage::Format_RGB32) == noise());
+    }
+
+    void readsFilesOfAToolkit() {
+        ClientProcess client(QStringLiteral("qt"));
+        QVERIFY(client.isReady());
+        QCOMPARE(client.ask(QStringLiteral("copy-uris file:///a%20b.png file:///%C3%BC.png")),
+                 QStringLiteral("done"));
+        QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
+        const auto names = _pasteboard->propertyListForType(NSFilenamesPboardType);
+        QVERIFY(names);
+        QVERIFY(*names == PropertyList(PropertyList::List{QStringLiteral("/a b.png"),
+                                                          QStringLiteral("/ü.png")}));
+    }
+
+    void readsAUrlOfAToolkit() {
+        ClientProcess client(QStringLiteral("qt"));
+        QVERIFY(client.isReady());
+        QCOMPARE(client.ask(QStringLiteral("copy-uris https://example.org/%C3%BC?a=b")),
+                 QStringLiteral("done"));
+        QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
+        QCOMPARE(_pasteboard->url(), QUrl(QStringLiteral("https://example.org/ü?a=b")));
+    }
+
+    void aToolkitReadsWhatWeOwn_data() { toolkits(); }
+    void aToolkitReadsWhatWeOwn() {
+        QFETCH(QString, toolkit);
+        ClientProcess client(toolkit);
+        QVERIFY(client.isReady());
+        _pasteboard->declareTypes({});
+        _pasteboard->setStringForType(umlauts, NSStringPboardType);
+        _pasteboard->setDataForType(contentsOf(pngPath()), NSTIFFPboardType);
+        _pasteboard->commit();
+        QCOMPARE(client.ask(QStringLiteral("read-text")),
+                 QStringLiteral("text ") + QString::fromLatin1(umlauts.toUtf8().toHex()));
+        const QString path = _folder.filePath(QStringLiteral("read.png"));
+        QFile::remove(path);
+        QCOMPARE(client.ask(QStringLiteral("read-image ") + path), QStringLiteral("done"));
+        QVERIFY(QImage(path).convertToFormat(QImage::Format_RGB32) == noise());
+    }
+
+    // Some file managers paste from the one, some from the other target.
+    void fileManagersGetBothForms_data() { toolkits(); }
+    void fileManagersGetBothForms() {
+        QFETCH(QString, toolkit);
+        ClientProcess client(toolkit);
+        QVERIFY(client.isReady());
+        _pasteboard->declareTypes({});
+        _pasteboard->setPropertyListForType(PropertyList::List{pngPath()}, NSFilenamesPboardType);
+        _pasteboard->commit();
+        const QStringList targets =
+            client.ask(QStringLiteral("read-targets")).split(u' ').sliced(1);
+        QVERIFY(targets.contains(QStringLiteral("text/uri-list")));
+        QVERIFY(targets.contains(QStringLiteral("x-special/gnome-copied-files")));
+        const QByteArray uri = QUrl::fromLocalFile(pngPath()).toEncoded();
+        QCOMPARE(xclipReads(QStringLiteral("text/uri-list")), uri + "\r\n");
+        QCOMPARE(xclipReads(QStringLiteral("x-special/gnome-copied-files")), "copy\n" + uri);
+    }
+
+    void stoppedOwnerIsNotWaitedFor() {
+        QVERIFY(xclipCopies(QStringLiteral("UTF8_STRING"), "x"));
+        QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
+        const auto pid = pid_t(_xclip.processId());
+        // The same owner, stopped, and a display that is asked anew.
+        QCOMPARE(::kill(pid, SIGSTOP), 0);
+        const auto other = makePasteboard(_display);
+        int turns = 0;
+        const auto heartbeat =
+            RunLoop::current().performEvery(RunLoop::Seconds(0.001), [&] { ++turns; });
+        QVERIFY(await([&] { return turns > 20; }));
+        QVERIFY(other->types().isEmpty());
+        ::kill(pid, SIGCONT);
+        QVERIFY(await([&] { return !other->types().isEmpty(); }));
+        _xclip.kill();
+        _xclip.waitForFinished();
+    }
+
+private:
+    QString pngPath() const { return _folder.filePath(QStringLiteral("noise.png")); }
+
+    // Until the next call or the end of the test, xclip owns the clipboard.
+    bool xclipCopies(const QString &target, const QByteArray &data) {
+        _xclip.kill();
+        _xclip.waitForFinished();
+        _xclip.start(QStringLiteral("xclip"),
+                     {QStringLiteral("-quiet"), QStringLiteral("-selection"),
+                      QStringLiteral("clipboard"), QStringLiteral("-t"), target,
+                      QStringLiteral("-i")});
+        if (!_xclip.waitForStarted())
+            return false;
+        _xclip.write(data);
+        _xclip.closeWriteChannel();
+        return true;
+    }
+
+    static QByteArray xclipReads(const QString &target) {
+        QProcess xclip;
+        xclip.start(QStringLiteral("xclip"),
+                    {QStringLiteral("-selection"), QStringLiteral("clipboard"),
+                     QStringLiteral("-t"), target, QStringLiteral("-o")});
+        if (!await([&] { return xclip.state() == QProcess::NotRunning; }))
+            return "(no end)";
+        return xclip.readAllStandardOutput();
+    }
+
+    QtRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    QTemporaryDir _folder;
+    std::shared_ptr<X11Connection> _display;
+    std::unique_ptr<Pasteboard> _pasteboard;
+    QProcess _xclip;
+};
+
+QTEST_GUILESS_MAIN(PasteboardClientsTest)
+#include "tst_x11_pasteboardclients.moc"
