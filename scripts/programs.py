@@ -3,6 +3,7 @@
 """Started programs whose output can be waited for, and the clipboard seen from outside; for the demo
 and the desktop tests."""
 
+import contextlib
 import json
 import queue
 import subprocess
@@ -25,11 +26,13 @@ class Program:
         self.lines = queue.Queue()
         self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                         stderr=log, text=True, bufsize=1)
-        threading.Thread(target=self._read, daemon=True).start()
+        self.reader = threading.Thread(target=self._read, daemon=True)
+        self.reader.start()
 
     def _read(self):
-        for line in self.process.stdout:
-            self.lines.put(line.rstrip("\n"))
+        with self.process.stdout:
+            for line in self.process.stdout:
+                self.lines.put(line.rstrip("\n"))
         self.lines.put(None)
 
     def tell(self, command):
@@ -54,8 +57,13 @@ class Program:
         return self.wait_for(what, lambda line: accepts(json.loads(line)))
 
     def stop(self):
-        self.process.terminate()
-        self.process.wait(timeout=PATIENCE_SECONDS)
+        """Ends the program, if it has not ended, and returns its exit status."""
+        if self.process.poll() is None:
+            self.process.terminate()
+            self.process.wait(timeout=PATIENCE_SECONDS)
+        self.reader.join()
+        with contextlib.suppress(BrokenPipeError):
+            self.process.stdin.close()
         return self.process.returncode
 
 

@@ -8,7 +8,7 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QDBusServiceWatcher>
+#include <QObject>
 
 namespace clipmule {
 
@@ -16,18 +16,21 @@ namespace {
 
 // Keeps the list of names current by itself: asking when the answer is needed would block on the
 // bus.
-class SessionProgramsOnBus final : public SessionPrograms {
+class SessionProgramsOnBus final : public QObject, public SessionPrograms {
+    Q_OBJECT
+
 public:
-    SessionProgramsOnBus() : _bus(QDBusConnection::sessionBus()) {
+    SessionProgramsOnBus()
+        : _bus(QDBusConnection::sessionBus()) {
         if (!_bus.isConnected())
             return;
-        QObject::connect(_bus.interface(), &QDBusConnectionInterface::serviceOwnerChanged, &_guard,
-                         [this](const QString &name, const QString &, const QString &newOwner) {
-                             note(name, !newOwner.isEmpty());
-                         });
+        const QString bus = QStringLiteral("org.freedesktop.DBus");
+        _bus.connect(bus, QStringLiteral("/org/freedesktop/DBus"), bus,
+                     QStringLiteral("NameOwnerChanged"), this,
+                     SLOT(nameOwnerChanged(QString, QString, QString)));
         auto *const watcher = new QDBusPendingCallWatcher(
-            _bus.interface()->asyncCall(QStringLiteral("ListNames")), &_guard);
-        QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &_guard, [this, watcher] {
+            _bus.interface()->asyncCall(QStringLiteral("ListNames")), this);
+        QObject::connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
             const QDBusPendingReply<QStringList> reply = *watcher;
             watcher->deleteLater();
             if (reply.isError())
@@ -51,6 +54,11 @@ public:
         _bus.send(call);
     }
 
+private Q_SLOTS:
+    void nameOwnerChanged(const QString &name, const QString &, const QString &newOwner) {
+        note(name, !newOwner.isEmpty());
+    }
+
 private:
     void note(const QString &name, bool present) {
         // Unique names (":1.42") are connections, not programs.
@@ -64,7 +72,6 @@ private:
 
     QDBusConnection _bus;
     QStringList _names;
-    QObject _guard;
 };
 
 } // namespace
@@ -74,3 +81,5 @@ std::unique_ptr<SessionPrograms> makeSessionPrograms() {
 }
 
 } // namespace clipmule
+
+#include "SessionPrograms_dbus.moc"

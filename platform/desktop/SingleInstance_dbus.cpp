@@ -21,7 +21,8 @@ constexpr uint alreadyOwner = 4;
 
 class SingleInstanceOnBus final : public SingleInstance {
 public:
-    SingleInstanceOnBus() : _bus(QDBusConnection::sessionBus()) {}
+    SingleInstanceOnBus()
+        : _bus(QDBusConnection::sessionBus()) {}
 
     ~SingleInstanceOnBus() override {
         if (!_name.isEmpty())
@@ -30,7 +31,8 @@ public:
 
     void claim(const QString &name, std::function<void(Outcome)> answer) override {
         if (!_bus.isConnected()) {
-            RunLoop::current().performSoon([answer = std::move(answer)] { answer(Outcome::Unknown); });
+            RunLoop::current().performSoon(
+                [answer = std::move(answer)] { answer(Outcome::Unknown); });
             return;
         }
         auto *const watcher = new QDBusPendingCallWatcher(
@@ -41,7 +43,8 @@ public:
                              watcher->deleteLater();
                              if (reply.isError()) {
                                  answer(Outcome::Unknown);
-                             } else if (reply.value() == primaryOwner || reply.value() == alreadyOwner) {
+                             } else if (reply.value() == primaryOwner ||
+                                        reply.value() == alreadyOwner) {
                                  _name = name;
                                  answer(Outcome::First);
                              } else {
