@@ -42,7 +42,7 @@ void ApplicationDefaults::setObjectForKey(const std::optional<PropertyList> &val
 }
 
 void ApplicationDefaults::setBoolForKey(bool value, const QString &key) {
-    setObjectForKey(PropertyList(value), key);
+    setObjectForKey(std::optional<PropertyList>(std::in_place, value), key);
 }
 
 void ApplicationDefaults::removeObjectForKey(const QString &key) {

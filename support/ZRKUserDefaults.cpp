@@ -3,6 +3,7 @@
 
 #include "support/ZRKUserDefaults.h"
 
+#include "platform/foundation/PlatformException.h"
 #include "platform/preferences/PreferencesDatabase.h"
 #include "support/PlatformNotifications.h"
 
@@ -10,6 +11,7 @@
 #include <QUuid>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace clipmule {
@@ -47,7 +49,18 @@ bool hasNumber(const std::optional<PropertyList> &value) {
 float component(const PropertyList *value) {
     if (!value || !(value->isNumber() || value->isString()))
         return 0;
-    return std::clamp(float(value->doubleValue()), 0.0F, 1.0F);
+    const auto number = float(value->doubleValue());
+    return std::isnan(number) ? 0 : std::clamp(number, 0.0F, 1.0F);
+}
+
+// A damaged archive is no value.
+template <typename Value>
+std::optional<Value> unarchived(const QByteArray &archive, Value (*unarchive)(QByteArrayView)) {
+    try {
+        return unarchive(archive);
+    } catch (const PlatformException &) {
+        return std::nullopt;
+    }
 }
 
 } // namespace
@@ -214,15 +227,17 @@ bool ZRKUserDefaults::boolForKey(const QString &key) const {
     return hasNumber(value) && value->boolValue();
 }
 
-std::optional<CalibratedColor> ZRKUserDefaults::colorForKey(const QString &key) const {
+std::optional<ArchivedColor> ZRKUserDefaults::colorForKey(const QString &key) const {
     const auto value = objectForKey(key);
     if (!value)
         return std::nullopt;
+    if (const auto *archive = value->as<QByteArray>())
+        return unarchived<ArchivedColor>(*archive, ColorArchive::unarchivedColor);
     if (const auto *parts = value->as<PropertyList::Dictionary>()) {
-        return CalibratedColor{component(find(*parts, QStringLiteral("Red"))),
-                               component(find(*parts, QStringLiteral("Green"))),
-                               component(find(*parts, QStringLiteral("Blue"))),
-                               component(find(*parts, QStringLiteral("Alpha")))};
+        return ArchivedColor{component(find(*parts, QStringLiteral("Red"))),
+                             component(find(*parts, QStringLiteral("Green"))),
+                             component(find(*parts, QStringLiteral("Blue"))),
+                             component(find(*parts, QStringLiteral("Alpha")))};
     }
     if (const auto *text = value->as<QString>()) {
         const QStringList parts = text->split(u' ');
@@ -232,9 +247,15 @@ std::optional<CalibratedColor> ZRKUserDefaults::colorForKey(const QString &key) 
             const PropertyList number(parts[index]);
             return component(&number);
         };
-        return CalibratedColor{part(0), part(1), part(2), part(3)};
+        return ArchivedColor{part(0), part(1), part(2), part(3)};
     }
     return std::nullopt;
+}
+
+std::optional<ArchivedFont> ZRKUserDefaults::fontForKey(const QString &key) const {
+    const auto value = objectForKey(key);
+    const auto *archive = value ? value->as<QByteArray>() : nullptr;
+    return archive ? unarchived<ArchivedFont>(*archive, FontArchive::unarchivedFont) : std::nullopt;
 }
 
 Selector ZRKUserDefaults::selectorForKey(const QString &key) const {
@@ -272,19 +293,30 @@ void ZRKUserDefaults::removeObjectForKey(const QString &key) {
 }
 
 void ZRKUserDefaults::setIntegerForKey(qint64 value, const QString &key) {
-    setObjectForKey(PropertyList(qint32(quint32(quint64(value)))), key);
+    setObjectForKey(std::optional<PropertyList>(std::in_place, qint32(quint32(quint64(value)))),
+                    key);
 }
 
 void ZRKUserDefaults::setFloatForKey(float value, const QString &key) {
-    setObjectForKey(PropertyList(value), key);
+    setObjectForKey(std::optional<PropertyList>(std::in_place, value), key);
 }
 
 void ZRKUserDefaults::setBoolForKey(bool value, const QString &key) {
-    setObjectForKey(PropertyList(value), key);
+    setObjectForKey(std::optional<PropertyList>(std::in_place, value), key);
+}
+
+void ZRKUserDefaults::setColorForKey(const ArchivedColor &color, const QString &key) {
+    setObjectForKey(std::optional<PropertyList>(std::in_place, ColorArchive::archivedData(color)),
+                    key);
+}
+
+void ZRKUserDefaults::setFontForKey(const ArchivedFont &font, const QString &key) {
+    setObjectForKey(std::optional<PropertyList>(std::in_place, FontArchive::archivedData(font)),
+                    key);
 }
 
 void ZRKUserDefaults::setSelectorForKey(const Selector &selector, const QString &key) {
-    setObjectForKey(PropertyList(selector.name()), key);
+    setObjectForKey(std::optional<PropertyList>(std::in_place, selector.name()), key);
 }
 
 void ZRKUserDefaults::registerDefaults(const PropertyList::Dictionary &defaults) {

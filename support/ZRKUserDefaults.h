@@ -4,9 +4,10 @@
 #pragma once
 
 #include "platform/foundation/Bundle.h"
+#include "platform/foundation/ColorArchive.h"
+#include "platform/foundation/FontArchive.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/preferences/DistributedNotifications.h"
-#include "support/CalibratedColor.h"
 #include "support/ZRKNotificationCenter.h"
 
 namespace clipmule {
@@ -100,9 +101,11 @@ public:
     [[nodiscard]] qint32 integerForKey(const QString &key) const;
     [[nodiscard]] float floatForKey(const QString &key) const;
     [[nodiscard]] bool boolForKey(const QString &key) const;
-    /// Of a dictionary ("Red", "Green", "Blue", "Alpha") or a string of four numbers; nothing for
-    /// anything else.
-    [[nodiscard]] std::optional<CalibratedColor> colorForKey(const QString &key) const;
+    /// Of an old-style archive, a dictionary ("Red", "Green", "Blue", "Alpha") or a string of four
+    /// numbers, these between 0 and 1; nothing for anything else.
+    [[nodiscard]] std::optional<ArchivedColor> colorForKey(const QString &key) const;
+    /// Of an old-style archive; nothing for anything else.
+    [[nodiscard]] std::optional<ArchivedFont> fontForKey(const QString &key) const;
     /// The selector of the stored name, which has no action; an empty one when nothing is stored.
     [[nodiscard]] Selector selectorForKey(const QString &key) const;
 
@@ -114,6 +117,9 @@ public:
     void setIntegerForKey(qint64 value, const QString &key);
     void setFloatForKey(float value, const QString &key);
     void setBoolForKey(bool value, const QString &key);
+    // As old-style archives.
+    void setColorForKey(const ArchivedColor &color, const QString &key);
+    void setFontForKey(const ArchivedFont &font, const QString &key);
     void setSelectorForKey(const Selector &selector, const QString &key);
 
     /// Adds fallback values, replacing those of equal keys.

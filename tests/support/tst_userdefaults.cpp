@@ -109,6 +109,7 @@ private Q_SLOTS:
         QCOMPARE(store->floatForKey(key), 0.0F);
         QCOMPARE(store->boolForKey(key), false);
         QVERIFY(!store->colorForKey(key));
+        QVERIFY(!store->fontForKey(key));
         QVERIFY(!store->selectorForKey(key).isValid());
         QVERIFY(store->selectorForKey(key).name().isEmpty());
     }
@@ -153,6 +154,9 @@ private Q_SLOTS:
             << PropertyList(Dictionary{{QStringLiteral("Red"), 1},
                                        {QStringLiteral("Green"), PropertyList::List{}}})
             << QList<float>{1, 0, 0, 0};
+        QTest::newRow("no number")
+            << PropertyList(QStringLiteral("nan inf 0 1")) << QList<float>{0, 1, 0, 1};
+        QTest::newRow("no archive") << PropertyList(QByteArray("1 0 0 1")) << QList<float>{};
         QTest::newRow("number") << PropertyList(1) << QList<float>{};
         QTest::newRow("list") << PropertyList(PropertyList::List{1, 0, 0, 1}) << QList<float>{};
     }
@@ -164,7 +168,27 @@ private Q_SLOTS:
         const auto found = store->colorForKey(key);
         QCOMPARE(found.has_value(), !color.isEmpty());
         if (found)
-            QCOMPARE(*found, (CalibratedColor{color[0], color[1], color[2], color[3]}));
+            QCOMPARE(*found, (ArchivedColor{color[0], color[1], color[2], color[3]}));
+    }
+
+    void coloursAndFontsAreKeptAsArchives() {
+        const auto store = _agent->open(domain);
+        const ArchivedColor color{0.25F, 0.5F, 1.5F, 0.75F};
+        store->setColorForKey(color, key);
+        QCOMPARE(store->objectForKey(key),
+                 std::optional(PropertyList(ColorArchive::archivedData(color))));
+        QVERIFY(store->colorForKey(key) == color);
+        QVERIFY(!store->fontForKey(key)); // a colour is no font
+        const ArchivedFont font{QStringLiteral("Menlo-Regular"), 11};
+        store->setFontForKey(font, key);
+        QCOMPARE(store->objectForKey(key),
+                 std::optional(PropertyList(FontArchive::archivedData(font))));
+        QVERIFY(store->fontForKey(key) == font);
+        QVERIFY(!store->colorForKey(key));
+        store->setObjectForKey(QByteArray("no archive"), key);
+        QVERIFY(!store->fontForKey(key));
+        store->setObjectForKey(QStringLiteral("Menlo-Regular"), key);
+        QVERIFY(!store->fontForKey(key));
     }
 
     void selectorsAreKeptByName() {
