@@ -1,0 +1,345 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/keyboard/KeyboardEvents_xtest.h"
+#include "platform/keyboard/KeyboardFactory.h"
+#include "platform/keyboard/NullKeyboardEvents.h"
+#include "platform/pasteboard/PasteboardFactory.h"
+#include "tests/kit/ManualRunLoop.h"
+#include "tests/pasteboard/Await.h"
+#include "tests/pasteboard/clients/ClientProcess.h"
+
+#include <QTest>
+
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+#include <xcb/xtest.h>
+
+using namespace clipmule;
+using clipmule::tests::await;
+using clipmule::tests::ClientProcess;
+
+namespace {
+
+constexpr quint16 command = 55;
+constexpr quint16 letterV = 9;
+
+// The order in which the program pastes.
+void paste(KeyboardEvents &keyboard) {
+    keyboard.inhibitLocalEvents(true);
+    keyboard.enableEventStateCombining(false);
+    keyboard.setLocalEventsFilterDuringSuppressionState(7, 0);
+    keyboard.postKeyboardEvent(0, command, true);
+    keyboard.postKeyboardEvent('v', letterV, true);
+    keyboard.postKeyboardEvent('v', letterV, false);
+    keyboard.postKeyboardEvent(0, command, false);
+    keyboard.enableEventStateCombining(true);
+    keyboard.inhibitLocalEvents(false);
+}
+
+// A window that writes down which keys reach it, as symbols of the layout in force.
+class KeyWindow final : public X11Observer {
+public:
+    KeyWindow()
+        : _window(xcb_generate_id(_connection->xcb())) {
+        _connection->addObserver(this);
+        const quint32 values[] = {1, XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE};
+        xcb_create_window(_connection->xcb(), 0, _window, _connection->root(), 0, 0, 10, 10, 0,
+                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT,
+                          XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values);
+        xcb_map_window(_connection->xcb(), _window);
+        xcb_set_input_focus(_connection->xcb(), XCB_INPUT_FOCUS_NONE, _window, XCB_CURRENT_TIME);
+        roundTrip();
+    }
+    ~KeyWindow() override {
+        _connection->removeObserver(this);
+        xcb_destroy_window(_connection->xcb(), _window);
+    }
+
+    void x11Event(const xcb_generic_event_t &event) override {
+        const int kind = event.response_type & 0x7f;
+        if (kind != XCB_KEY_PRESS && kind != XCB_KEY_RELEASE)
+            return;
+        const auto &key = reinterpret_cast<const xcb_key_press_event_t &>(event);
+        strokes.append((kind == XCB_KEY_PRESS ? u'+' : u'-') + QString::number(key.detail));
+        states.append(key.state & 0xff);
+    }
+    void roundTrip() {
+        (void)_connection->reply(xcb_get_input_focus_reply,
+                                 xcb_get_input_focus(_connection->xcb()));
+    }
+    QString symbolOf(xcb_keycode_t key) {
+        const auto map = _connection->reply(xcb_get_keyboard_mapping_reply,
+                                            xcb_get_keyboard_mapping(_connection->xcb(), key, 1));
+        return QString::number(xcb_get_keyboard_mapping_keysyms(map.get())[0], 16);
+    }
+
+    QStringList strokes;
+    QList<int> states;
+
+private:
+    std::shared_ptr<X11Connection> _connection = X11Connection::open();
+    xcb_window_t _window;
+};
+
+} // namespace
+
+class X11KeyboardEventsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void init() {
+        _connection = X11Connection::open();
+        QVERIFY(_connection);
+        QVERIFY(hasXTestSupport(*_connection));
+    }
+    void cleanup() {
+        _connection.reset();
+        setLayout({QStringLiteral("us")});
+    }
+
+    void keysArriveInOrder() {
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection);
+        paste(keyboard);
+        QVERIFY(await([&] { return window.strokes.size() == 4; }));
+        // The us layout: 37 is the left Control key, 55 the letter.
+        QCOMPARE(window.strokes.join(u' '), QStringLiteral("+37 +55 -55 -37"));
+        QCOMPARE(window.states,
+                 (QList<int>{0, XCB_MOD_MASK_CONTROL, XCB_MOD_MASK_CONTROL, XCB_MOD_MASK_CONTROL}));
+    }
+
+    void nothingIsTypedBeforeTheStrokeIsComplete() {
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection);
+        keyboard.inhibitLocalEvents(true);
+        keyboard.postKeyboardEvent('x', 7, true);
+        keyboard.postKeyboardEvent('x', 7, false);
+        roundTrip();
+        window.roundTrip();
+        QCoreApplication::processEvents();
+        QCOMPARE(window.strokes, QStringList());
+        keyboard.inhibitLocalEvents(false);
+        QVERIFY(await([&] { return window.strokes.size() == 2; }));
+        // Nothing is left to make.
+        keyboard.inhibitLocalEvents(false);
+        // Outside of such a pair a key is typed at once.
+        keyboard.postKeyboardEvent('y', 16, true);
+        keyboard.postKeyboardEvent('y', 16, false);
+        QVERIFY(await([&] { return window.strokes.size() == 4; }));
+        QCOMPARE(window.strokes.join(u' '), QStringLiteral("+53 -53 +29 -29"));
+    }
+
+    void unknownKeyIsLeftOut() {
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection);
+        QTest::ignoreMessage(QtWarningMsg, "there is no key for the virtual key 122");
+        keyboard.postKeyboardEvent(0, 122, true);
+        keyboard.postKeyboardEvent('x', 7, true);
+        keyboard.postKeyboardEvent('x', 7, false);
+        QVERIFY(await([&] { return window.strokes.size() == 2; }));
+    }
+
+    void heldModifiersAreOutOfTheWay_data() {
+        QTest::addColumn<int>("key");
+        QTest::newRow("Shift") << 50;
+        QTest::newRow("Control") << 37;
+        QTest::newRow("right Control") << 105;
+        QTest::newRow("Alt") << 64;
+        QTest::newRow("Super") << 133;
+    }
+    void heldModifiersAreOutOfTheWay() {
+        QFETCH(int, key);
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection);
+        fake(true, key);
+        QVERIFY(await([&] { return window.strokes.size() == 1; }));
+        window.strokes.clear();
+        window.states.clear();
+        paste(keyboard);
+        QVERIFY(await([&] { return window.strokes.contains(QStringLiteral("-55")); }));
+        const qsizetype pressed = window.strokes.indexOf(QStringLiteral("+55"));
+        QCOMPARE(window.states.at(pressed), int(XCB_MOD_MASK_CONTROL));
+        QVERIFY(window.strokes.contains(QStringLiteral("-%1").arg(key)));
+        if (key == 64 || key == 133) // alone, these open a menu
+            QVERIFY(window.strokes.indexOf(QStringLiteral("+37")) <
+                    window.strokes.indexOf(QStringLiteral("-%1").arg(key)));
+        fake(false, key);
+    }
+
+    void modifiersTakePartWhereTheyMay() {
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection);
+        fake(true, 50);
+        keyboard.inhibitLocalEvents(true);
+        keyboard.postKeyboardEvent('x', 7, true);
+        keyboard.postKeyboardEvent('x', 7, false);
+        keyboard.inhibitLocalEvents(false);
+        fake(false, 50);
+        QVERIFY(await([&] { return window.strokes.size() == 4; }));
+        QCOMPARE(window.strokes.join(u' '), QStringLiteral("+50 +53 -53 -50"));
+        QCOMPARE(window.states.at(1), int(XCB_MOD_MASK_SHIFT));
+    }
+
+    void locksStay() {
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection);
+        fake(true, 66);
+        fake(false, 66);
+        paste(keyboard);
+        QVERIFY(await([&] { return window.strokes.size() == 6; }));
+        QCOMPARE(window.states.at(3), int(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_LOCK));
+        fake(true, 66);
+        fake(false, 66);
+        QVERIFY(await([&] { return window.strokes.size() == 8; }));
+        QCOMPARE(window.states.last() & XCB_MOD_MASK_LOCK, int(XCB_MOD_MASK_LOCK));
+    }
+
+    void keyIsBorrowedWhereTheLayoutHasNone() {
+        setLayout({QStringLiteral("ru")});
+        kit::ManualRunLoop runLoop;
+        const RunLoop::Installation installation(runLoop);
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection);
+        const auto spare = XTestKeymap(*_connection).unusedKey();
+        QVERIFY(spare);
+        paste(keyboard);
+        paste(keyboard);
+        roundTrip();
+        QCOMPARE(window.symbolOf(*spare), QStringLiteral("76"));
+        runLoop.advance(XTestKeyboardEvents::borrowDelay - RunLoop::Seconds(0.01));
+        QCoreApplication::processEvents();
+        QCOMPARE(window.strokes, QStringList());
+        runLoop.advance(0.01);
+        QVERIFY(await([&] { return window.strokes.size() == 8; }));
+        QCOMPARE(window.strokes.first(4).join(u' '), QStringLiteral("+37 +%1 -%1 -37").arg(*spare));
+        // It stays for a while, used again at once, and goes.
+        runLoop.advance(XTestKeyboardEvents::borrowTime - RunLoop::Seconds(0.01));
+        QCOMPARE(window.symbolOf(*spare), QStringLiteral("76"));
+        paste(keyboard);
+        QVERIFY(await([&] { return window.strokes.size() == 12; }));
+        runLoop.advance(XTestKeyboardEvents::borrowTime - RunLoop::Seconds(0.01));
+        QCOMPARE(window.symbolOf(*spare), QStringLiteral("76"));
+        runLoop.advance(0.01);
+        roundTrip();
+        QCOMPARE(window.symbolOf(*spare), QStringLiteral("0"));
+        QCOMPARE(runLoop.pendingCount(), 0);
+    }
+
+    void borrowedKeyIsGivenBackAtTheEnd() {
+        setLayout({QStringLiteral("ru")});
+        kit::ManualRunLoop runLoop;
+        const RunLoop::Installation installation(runLoop);
+        KeyWindow window;
+        const auto spare = XTestKeymap(*_connection).unusedKey();
+        {
+            XTestKeyboardEvents keyboard(_connection);
+            paste(keyboard);
+            roundTrip();
+            QCOMPARE(window.symbolOf(*spare), QStringLiteral("76"));
+        }
+        roundTrip();
+        QCOMPARE(window.symbolOf(*spare), QStringLiteral("0"));
+    }
+
+    // Two keys that the layout does not have cannot be lent at once.
+    void strokeThatNeedsTwoBorrowedKeysIsLeftOut() {
+        setLayout({QStringLiteral("ru")});
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection);
+        keyboard.inhibitLocalEvents(true);
+        keyboard.postKeyboardEvent('a', 0, true);
+        keyboard.postKeyboardEvent('b', 11, true);
+        QTest::ignoreMessage(QtWarningMsg, "the keyboard layout has no key for this stroke, and "
+                                           "none to spare");
+        keyboard.inhibitLocalEvents(false);
+        QCOMPARE(window.strokes, QStringList());
+    }
+
+    void pastes_data() {
+        QTest::addColumn<QString>("toolkit");
+        QTest::addColumn<QStringList>("layout");
+        QTest::addColumn<int>("group");
+        for (const char *toolkit : {"gtk", "qt"}) {
+            const auto row = [toolkit](const char *name, const QStringList &layout, int group) {
+                QTest::addRow("%s, %s", toolkit, name)
+                    << QString::fromLatin1(toolkit) << layout << group;
+            };
+            row("us", {QStringLiteral("us")}, 0);
+            row("de", {QStringLiteral("de")}, 0);
+            row("dvorak",
+                {QStringLiteral("us"), QStringLiteral("-variant"), QStringLiteral("dvorak")}, 0);
+            row("us and ru, ru active", {QStringLiteral("us,ru")}, 1);
+            row("ru and us, ru active", {QStringLiteral("ru,us")}, 0);
+            row("ru alone", {QStringLiteral("ru")}, 0);
+            row("gr alone", {QStringLiteral("gr")}, 0);
+        }
+    }
+    // What was put on the clipboard a moment before, into another program's window.
+    void pastes() {
+        QFETCH(QString, toolkit);
+        QFETCH(QStringList, layout);
+        QFETCH(int, group);
+        ClientProcess client(toolkit);
+        QVERIFY(client.isReady());
+        setLayout(layout);
+        lockGroup(group);
+        const auto pasteboard = makePasteboard(_connection);
+        const auto keyboard = makeKeyboardEvents(_connection);
+        for (int round = 1; round <= 5; ++round) {
+            const QString text = QStringLiteral("clip %1 €").arg(round);
+            QCOMPARE(client.ask(QStringLiteral("clear")), QStringLiteral("done"));
+            pasteboard->declareTypes({});
+            pasteboard->setStringForType(text, PasteboardType::NSStringPboardType);
+            pasteboard->commit();
+            paste(*keyboard);
+            QVERIFY2(client.shows(text), qPrintable(client.shownText()));
+        }
+    }
+
+    void nullSaysOnce() {
+        NullKeyboardEvents keyboard;
+        QTest::ignoreMessage(QtWarningMsg, "no key strokes can be made in this session: what "
+                                           "arrives stays on the clipboard and is not pasted");
+        paste(keyboard);
+        paste(keyboard);
+        const auto made = makeKeyboardEvents(nullptr);
+        QVERIFY(dynamic_cast<NullKeyboardEvents *>(made.get()));
+    }
+
+private:
+    static void setLayout(const QStringList &layout) {
+        QProcess setxkbmap;
+        setxkbmap.start(
+            QStringLiteral("setxkbmap"),
+            QStringList{QStringLiteral("-option"), QString(), QStringLiteral("-layout")} + layout);
+        QVERIFY(await([&] { return setxkbmap.state() == QProcess::NotRunning; }));
+        QCOMPARE(setxkbmap.exitCode(), 0);
+    }
+    void lockGroup(int group) {
+        xcb_xkb_latch_lock_state(_connection->xcb(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1,
+                                 quint8(group), 0, 0, 0);
+        roundTrip();
+    }
+    void fake(bool isDown, int key) {
+        xcb_test_fake_input(_connection->xcb(), isDown ? XCB_KEY_PRESS : XCB_KEY_RELEASE,
+                            quint8(key), XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        roundTrip();
+    }
+    // What was sent before has been done.
+    void roundTrip() {
+        (void)_connection->reply(xcb_get_input_focus_reply,
+                                 xcb_get_input_focus(_connection->xcb()));
+    }
+
+    QtRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    std::shared_ptr<X11Connection> _connection;
+};
+
+QTEST_GUILESS_MAIN(X11KeyboardEventsTest)
+#include "tst_x11_keyboardevents.moc"
