@@ -1,0 +1,447 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/KeyedArchiver.h"
+#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/foundation/TypedJson.h"
+#include "tests/kit/Vectors.h"
+#include "tools/InspectCommand.h"
+
+#include <QBuffer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+struct Run {
+    int status = -1;
+    QList<QJsonObject> lines;
+    QString messages;
+};
+
+QList<QJsonObject> linesOf(const QByteArray &output) {
+    QList<QJsonObject> lines;
+    for (const QByteArray &line : output.split('\n')) {
+        if (line.isEmpty())
+            continue;
+        const auto document = QJsonDocument::fromJson(line);
+        if (!document.isObject())
+            qFatal("no JSON object: %s", line.constData());
+        lines.append(document.object());
+    }
+    return lines;
+}
+
+/// The real program.
+Run runProgram(const QStringList &arguments, const QByteArray &input = {}) {
+    QProcess program;
+    program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"), arguments);
+    program.write(input);
+    program.closeWriteChannel();
+    if (!program.waitForFinished())
+        qFatal("clipmule-inspect does not end");
+    return {program.exitCode(), linesOf(program.readAllStandardOutput()),
+            QString::fromUtf8(program.readAllStandardError())};
+}
+
+/// The same without the process, over bytes.
+Run runOver(const QByteArray &bytes, const QStringList &options = {},
+            qint64 largest = InspectCommand::largestInput) {
+    QBuffer input;
+    input.setData(bytes);
+    input.open(QIODevice::ReadOnly);
+    QBuffer output;
+    output.open(QIODevice::WriteOnly);
+    QStringList messages;
+    Run result;
+    result.status = InspectCommand::run(options + QStringList{QStringLiteral("-")}, input, output,
+                                        messages, largest);
+    result.lines = linesOf(output.data());
+    result.messages = messages.join(u'\n');
+    return result;
+}
+
+QString vectorPath(const QString &name) {
+    return QStringLiteral(CLIPMULE_TEST_DATA "/vectors/") + name;
+}
+
+QByteArray objectFrame(const QByteArray &payload) {
+    const auto length = quint32(payload.size());
+    QByteArray frame("\x00\x4B\x52\x5A", 4);
+    for (int shift = 0; shift < 32; shift += 8)
+        frame += char(length >> shift);
+    return frame + payload;
+}
+
+const QByteArray ping("\x01\x4B\x52\x5A", 4);
+
+QByteArray textPayload(const char *text) {
+    return PropertyListSerialization::xml(QString::fromLatin1(text));
+}
+
+/// Frames as "object@offset text", one a line.
+QStringList framesOf(const Run &run) {
+    QStringList frames;
+    for (const QJsonObject &line : run.lines) {
+        QString frame =
+            QStringLiteral("%1@%2").arg(line[u"frame"].toString()).arg(line[u"offset"].toInteger());
+        if (line.contains(u"bytes"))
+            frame += QStringLiteral(" %1 bytes").arg(line[u"bytes"].toInteger());
+        if (line.contains(u"value"))
+            frame += u' ' + line[u"value"][u"string"].toString();
+        if (line.contains(u"error"))
+            frame += QStringLiteral(" refused");
+        frames.append(frame);
+    }
+    return frames;
+}
+
+} // namespace
+
+class InspectCommandTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void propertyLists_data() {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("format");
+        const auto row = [](const char *name, const char *format) {
+            QTest::newRow(name) << QString::fromLatin1(name) << QString::fromLatin1(format);
+        };
+        row("binary/valid/all_types_plistlib.bplist", "binary");
+        row("xml/valid/clip_envelope.plist", "xml");
+        row("openstep/valid/basic.plist", "openstep");
+        row("binary/invalid/header_only.bplist", "openstep");
+    }
+    void propertyLists() {
+        QFETCH(QString, name);
+        QFETCH(QString, format);
+        const Run run = runProgram({vectorPath(name)});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.messages, QString());
+        QCOMPARE(run.lines.size(), 1);
+        QCOMPARE(run.lines[0][u"file"].toString(), vectorPath(name));
+        QCOMPARE(run.lines[0][u"kind"].toString(), QStringLiteral("plist"));
+        QCOMPARE(run.lines[0][u"format"].toString(), format);
+        QVERIFY(*propertyListFromTypedJson(run.lines[0][u"value"]) == *kit::expectedValue(name));
+    }
+
+    void refusedFilesGetOneLineEach() {
+        const QString good = vectorPath(QStringLiteral("openstep/valid/basic.plist"));
+        const QString bad = vectorPath(QStringLiteral("openstep/invalid/junk_after.plist"));
+        const QString missing = vectorPath(QStringLiteral("missing"));
+        const Run run = runProgram({bad, good, missing});
+        QCOMPARE(run.status, 1);
+        QCOMPARE(run.lines.size(), 1);
+        QCOMPARE(run.lines[0][u"file"].toString(), good);
+        const QStringList messages = run.messages.split(u'\n', Qt::SkipEmptyParts);
+        QCOMPARE(messages.size(), 2);
+        QVERIFY(messages[0].startsWith(QStringLiteral("clipmule-inspect: %1: ").arg(bad)));
+        QVERIFY(messages[1].startsWith(QStringLiteral("clipmule-inspect: %1: ").arg(missing)));
+    }
+
+    void aFolderIsRefused() {
+        const Run run = runProgram({vectorPath(QStringLiteral("xml"))});
+        QCOMPARE(run.status, 1);
+        QCOMPARE(run.messages.count(u'\n'), 1);
+    }
+
+    void readsStandardInput() {
+        const Run run = runProgram({QStringLiteral("-")}, "( a, <00> )");
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.lines.size(), 1);
+        QCOMPARE(run.lines[0][u"file"].toString(), QStringLiteral("-"));
+        QVERIFY(*propertyListFromTypedJson(run.lines[0][u"value"]) ==
+                PropertyList(PropertyList::List{QStringLiteral("a"), QByteArray("\0", 1)}));
+    }
+
+    void badUse_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("no file") << QStringList();
+        QTest::newRow("unknown kind")
+            << QStringList{QStringLiteral("--as"), QStringLiteral("json"), QStringLiteral("-")};
+        QTest::newRow("kind missing") << QStringList{QStringLiteral("--as")};
+        QTest::newRow("unknown option")
+            << QStringList{QStringLiteral("--colour"), QStringLiteral("-")};
+    }
+    void badUse() {
+        QFETCH(QStringList, arguments);
+        const Run run = runProgram(arguments);
+        QCOMPARE(run.status, 2);
+        QVERIFY(run.lines.isEmpty());
+        QVERIFY(run.messages.startsWith(u"clipmule-inspect: "));
+        QCOMPARE(run.messages.count(u'\n'), 1);
+    }
+
+    void helpAndVersion() {
+        QProcess program;
+        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"), {QStringLiteral("--help")});
+        QVERIFY(program.waitForFinished());
+        QCOMPARE(program.exitCode(), 0);
+        QVERIFY(program.readAllStandardOutput().contains("--as"));
+        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"),
+                      {QStringLiteral("--version")});
+        QVERIFY(program.waitForFinished());
+        QCOMPARE(program.exitCode(), 0);
+        QVERIFY(program.readAllStandardOutput().startsWith("clipmule-inspect "));
+    }
+
+    void inputIsBounded_data() {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<bool>("accepted");
+        QTest::newRow("one below") << 99 << true;
+        QTest::newRow("at the limit") << 100 << true;
+        QTest::newRow("one above") << 101 << false;
+    }
+    void inputIsBounded() {
+        QFETCH(int, size);
+        QFETCH(bool, accepted);
+        const Run run = runOver(QByteArray(size, 'x'), {}, 100);
+        QCOMPARE(run.status, accepted ? 0 : 1);
+        QCOMPARE(run.messages, accepted ? QString() : QStringLiteral("-: more than 100 bytes"));
+    }
+
+    void theProgramsOwnLimitHolds() {
+        const QTemporaryDir folder;
+        QFile file(folder.filePath(QStringLiteral("large")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.resize(InspectCommand::largestInput + 1)); // holds no blocks
+        const Run run = runProgram({file.fileName()});
+        QCOMPARE(run.status, 1);
+        QVERIFY(run.messages.contains(QString::number(InspectCommand::largestInput)));
+    }
+
+    void framesAreOneLineEach() {
+        const Run run = runOver(ping + objectFrame(textPayload("one")) + ping +
+                                objectFrame(textPayload("two")));
+        QCOMPARE(run.status, 0);
+        const auto second = 4 + 8 + textPayload("one").size();
+        QCOMPARE(framesOf(run),
+                 (QStringList{QStringLiteral("ping@0"), QStringLiteral("object@4 one"),
+                              QStringLiteral("ping@%1").arg(second),
+                              QStringLiteral("object@%1 two").arg(second + 4)}));
+        QCOMPARE(run.lines[1][u"kind"].toString(), QStringLiteral("frames"));
+        QCOMPARE(run.lines[1][u"format"].toString(), QStringLiteral("xml"));
+        QCOMPARE(run.lines[1][u"length"].toInteger(), textPayload("one").size());
+    }
+
+    void framesOfAFileThroughTheProgram() {
+        const QTemporaryDir folder;
+        QFile file(folder.filePath(QStringLiteral("captured")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        const QByteArray envelope =
+            kit::vectorBytes(QStringLiteral("xml/valid/clip_envelope.plist"));
+        file.write(objectFrame(envelope));
+        file.close();
+        const Run run = runProgram({file.fileName()});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.lines.size(), 1);
+        QVERIFY(*propertyListFromTypedJson(run.lines[0][u"value"]) ==
+                *kit::expectedValue(QStringLiteral("xml/valid/clip_envelope.plist")));
+    }
+
+    void framesAreFoundAgainInStepsOfFourBytes() {
+        const QStringList asFrames{QStringLiteral("--as"), QStringLiteral("frames")};
+        QCOMPARE(
+            framesOf(runOver("garbage!" + objectFrame(textPayload("one")), asFrames)),
+            (QStringList{QStringLiteral("skipped@0 8 bytes"), QStringLiteral("object@8 one")}));
+        // One byte too many, and nothing lines up again.
+        const QByteArray shifted = "x" + objectFrame(textPayload("one"));
+        const Run lost = runOver(shifted, asFrames);
+        QCOMPARE(lost.status, 1);
+        QCOMPARE(lost.messages, QStringLiteral("-: there is no frame in it"));
+    }
+
+    void anUndecodablePayloadIsToldAndSkipped() {
+        const Run run =
+            runOver(objectFrame("<<<") + objectFrame({}) + objectFrame(textPayload("two")));
+        QCOMPARE(framesOf(run), (QStringList{QStringLiteral("object@0 refused"),
+                                             QStringLiteral("object@11 refused"),
+                                             QStringLiteral("object@19 two")}));
+        QCOMPARE(run.lines[1][u"error"].toString(),
+                 QStringLiteral("Cannot parse a NULL or zero-length data"));
+        QCOMPARE(run.status, 1);
+        QCOMPARE(run.messages, QStringLiteral("-: 2 of 3 frames refused"));
+    }
+
+    void anUnfinishedFrameIsTold() {
+        const QByteArray frame = objectFrame(textPayload("one"));
+        QCOMPARE(framesOf(runOver(ping + frame.chopped(1))),
+                 (QStringList{QStringLiteral("ping@0"),
+                              QStringLiteral("incomplete@4 %1 bytes").arg(frame.size() - 1)}));
+        QCOMPARE(framesOf(runOver(ping + frame.first(7))),
+                 (QStringList{QStringLiteral("ping@0"), QStringLiteral("incomplete@4 7 bytes")}));
+        QCOMPARE(framesOf(runOver(ping + "ab")),
+                 (QStringList{QStringLiteral("ping@0"), QStringLiteral("incomplete@4 2 bytes")}));
+    }
+
+    void aFrameThatWouldCloseTheConnectionEndsTheStream() {
+        // 64 MiB and one byte; 64 MiB would be waited for.
+        const Run above = runOver(QByteArray("\x00\x4B\x52\x5A\x01\x00\x00\x04", 8) + ping);
+        QCOMPARE(framesOf(above), QStringList{QStringLiteral("object@0 refused")});
+        QCOMPARE(above.lines[0][u"error"].toString(), QStringLiteral("too large"));
+        QCOMPARE(above.lines[0][u"length"].toInteger(), 64 * 1024 * 1024 + 1);
+        const Run at = runOver(ping + QByteArray("\x00\x4B\x52\x5A\x00\x00\x00\x04", 8) + ping);
+        QCOMPARE(framesOf(at),
+                 (QStringList{QStringLiteral("ping@0"), QStringLiteral("incomplete@4 12 bytes")}));
+    }
+
+    void txtRecords_data() {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QStringList>("options");
+        QTest::newRow("detected") << QStringLiteral("txt/rfc_example.bin") << QStringList();
+        QTest::newRow("forced") << QStringLiteral("txt/rfc_example.bin")
+                                << QStringList{QStringLiteral("--as"), QStringLiteral("txt")};
+    }
+    void txtRecords() {
+        QFETCH(QString, name);
+        QFETCH(QStringList, options);
+        const Run run = runProgram(options + QStringList{vectorPath(name)});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.lines.size(), 1);
+        QCOMPARE(run.lines[0][u"kind"].toString(), QStringLiteral("txt"));
+        const auto value = propertyListFromTypedJson(run.lines[0][u"value"]);
+        QCOMPARE(value->find(QStringLiteral("txtvers"))->string(), QStringLiteral("1"));
+        QCOMPARE(value->find(QStringLiteral("note"))->string(), QString());
+    }
+
+    void bytesThatNoRecordHasAreRefused() {
+        const QStringList asTxt{QStringLiteral("--as"), QStringLiteral("txt")};
+        QCOMPARE(runOver({}, asTxt).status, 1);
+        QCOMPARE(runOver(QByteArray(65536, '\0'), asTxt).status, 1);
+        QCOMPARE(runOver(QByteArray(65535, '\0'), asTxt).status, 0);
+    }
+
+    void keyedArchivesAreShownAsObjects() {
+        const Run run = runProgram({vectorPath(QStringLiteral("keyed/mac_clip_no_date.bplist"))});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.lines[0][u"kind"].toString(), QStringLiteral("archive"));
+        const auto expected =
+            QJsonDocument::fromJson("{\"root\": "
+                                    "{\"object\": 1, \"class\": \"ZRKClipmuleData\", \"values\": [ "
+                                    "[\"creationDate\", {\"nil\": true}], "
+                                    "[\"items\", {\"object\": 4, \"class\": \"NSMutableArray\", "
+                                    "\"values\": [[\"NS.objects\", {\"array\": []}]]}], "
+                                    "[\"oid\", {\"string\": \"C-ND\"}], "
+                                    "[\"title\", {\"string\": \"T\"}]]}}");
+        QCOMPARE(run.lines[0][u"value"].toObject(), expected.object());
+    }
+
+    void anObjectMetAgainIsAReference() {
+        const PropertyList archive = PropertyList::Dictionary{
+            {QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver")},
+            {QStringLiteral("$top"),
+             PropertyList::Dictionary{{QStringLiteral("root"), PropertyList::Uid{1}}}},
+            {QStringLiteral("$objects"),
+             PropertyList::List{
+                 QStringLiteral("$null"),
+                 PropertyList::Dictionary{{QStringLiteral("self"), PropertyList::Uid{1}},
+                                          {QStringLiteral("$class"), PropertyList::Uid{2}}},
+                 PropertyList::Dictionary{{QStringLiteral("$classname"), QStringLiteral("Any")}}}}};
+        const Run run = runOver(PropertyListSerialization::binary(archive));
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.lines[0][u"value"][u"root"][u"values"].toArray(),
+                 (QJsonArray{QJsonArray{QStringLiteral("self"),
+                                        QJsonObject{{QStringLiteral("reference"), 1}}}}));
+    }
+
+    void archivesAsPropertyLists() {
+        const QString name = QStringLiteral("keyed/mac_item_text.bplist");
+        const Run run =
+            runProgram({QStringLiteral("--as"), QStringLiteral("plist"), vectorPath(name)});
+        QCOMPARE(run.lines[0][u"kind"].toString(), QStringLiteral("plist"));
+        QVERIFY(*propertyListFromTypedJson(run.lines[0][u"value"]) ==
+                *PropertyListSerialization::parse(kit::vectorBytes(name)).value);
+    }
+
+    void malformedArchivesAreRefused_data() {
+        QTest::addColumn<QString>("name");
+        for (const char *name : {"no_objects", "no_top", "uid_out_of_range", "class_missing",
+                                 "classname_missing", "archiver", "not_plist", "truncated"})
+            QTest::newRow(name) << QStringLiteral("keyed/bad_%1.bplist").arg(QLatin1String(name));
+    }
+    void malformedArchivesAreRefused() {
+        QFETCH(QString, name);
+        const Run run =
+            runProgram({QStringLiteral("--as"), QStringLiteral("archive"), vectorPath(name)});
+        QCOMPARE(run.status, 1);
+        QVERIFY(run.lines.isEmpty());
+        QCOMPARE(run.messages.count(u'\n'), 1);
+    }
+
+    void deeplyNestedArchivesAreRefused() {
+        // Each record holds a list of lists around the next record.
+        const auto nested = [](quint32 records) {
+            PropertyList::List objects{QStringLiteral("$null")};
+            for (quint32 number = 1; number <= records; ++number) {
+                PropertyList value = PropertyList::Uid{number == records ? 0 : number + 1};
+                for (int level = 0; level < 48; ++level)
+                    value = PropertyList::List{value};
+                objects.append(PropertyList::Dictionary{
+                    {QStringLiteral("v"), value},
+                    {QStringLiteral("$class"), PropertyList::Uid{records + 1}}});
+            }
+            objects.append(
+                PropertyList::Dictionary{{QStringLiteral("$classname"), QStringLiteral("Any")}});
+            return PropertyListSerialization::binary(PropertyList::Dictionary{
+                {QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver")},
+                {QStringLiteral("$top"),
+                 PropertyList::Dictionary{{QStringLiteral("root"), PropertyList::Uid{1}}}},
+                {QStringLiteral("$objects"), objects}});
+        };
+        // 49 levels a record.
+        static_assert(KeyedArchiver::maximumDepth == 500);
+        QCOMPARE(runOver(nested(10)).status, 0);
+        QCOMPARE(runOver(nested(11)).messages, QStringLiteral("-: objects nested too deeply"));
+    }
+
+    void typedStreams_data() {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("expected");
+        const auto row = [](const char *name, const char *expected) {
+            QTest::newRow(name) << QStringLiteral("typedstream/%1.bin").arg(QLatin1String(name))
+                                << QByteArray(expected);
+        };
+        row("color_red", "{\"color\": {\"red\": {\"real\": \"1\"}, \"green\": {\"real\": \"0\"}, "
+                         "\"blue\": {\"real\": \"0\"}, \"alpha\": {\"real\": \"1\"}}}");
+        row("font_menlo_11", "{\"font\": {\"name\": {\"string\": \"Menlo-Regular\"}, \"size\": "
+                             "{\"real\": \"11\"}}}");
+        row("string", "{\"value\": {\"string\": \"string value\"}}");
+    }
+    void typedStreams() {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, expected);
+        const Run run = runProgram({vectorPath(name)});
+        QCOMPARE(run.status, 0);
+        QJsonObject line = QJsonDocument::fromJson(expected).object();
+        line.insert(QStringLiteral("file"), vectorPath(name));
+        line.insert(QStringLiteral("kind"), QStringLiteral("typedstream"));
+        QCOMPARE(run.lines, QList<QJsonObject>{line});
+    }
+
+    void badTypedStreamsAreRefused_data() {
+        QTest::addColumn<QString>("name");
+        for (const QString &name : kit::vectorsIn(QStringLiteral("typedstream"))) {
+            if (name.contains(u"/bad_"))
+                QTest::newRow(qPrintable(name)) << name;
+        }
+    }
+    void badTypedStreamsAreRefused() {
+        QFETCH(QString, name);
+        const Run run =
+            runProgram({QStringLiteral("--as"), QStringLiteral("typedstream"), vectorPath(name)});
+        QCOMPARE(run.status, 1);
+        QVERIFY(run.lines.isEmpty());
+        QCOMPARE(run.messages.count(u'\n'), 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(InspectCommandTest)
+#include "tst_inspectcommand.moc"

@@ -1,0 +1,136 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tools/ArchiveJson.h"
+
+#include "platform/foundation/KeyedUnarchiver.h"
+#include "platform/foundation/PlatformException.h"
+#include "platform/foundation/TypedJson.h"
+
+#include <QJsonArray>
+
+#include <vector>
+
+namespace clipmule {
+
+namespace {
+
+[[noreturn]] void refuse(const QString &reason) {
+    throw PlatformException(QStringLiteral("InvalidArchive"), reason);
+}
+
+/// Shows each object once, in full where it is met first.
+class ArchiveWalk {
+public:
+    explicit ArchiveWalk(const PropertyList::List &objects)
+        : _objects(objects)
+        , _wasShown(size_t(objects.size())) {}
+
+    QJsonObject value(const PropertyList &value, int depth) {
+        if (depth >= KeyedUnarchiver::maximumDepth)
+            refuse(QStringLiteral("objects nested too deeply"));
+        const auto *reference = value.as<PropertyList::Uid>();
+        if (reference)
+            return object(reference->value, depth);
+        if (const auto *list = value.as<PropertyList::List>()) {
+            QJsonArray elements;
+            for (const PropertyList &element : *list)
+                elements.append(this->value(element, depth + 1));
+            return {{QStringLiteral("array"), elements}};
+        }
+        return typedJson(value);
+    }
+
+private:
+    const PropertyList &at(quint32 number) const {
+        if (number >= quint32(_objects.size()))
+            refuse(QStringLiteral("a reference to no object"));
+        return _objects[number];
+    }
+
+    QJsonObject object(quint32 number, int depth) {
+        const PropertyList &object = at(number);
+        if (number == 0)
+            return {{QStringLiteral("nil"), true}};
+        const auto *record = object.as<PropertyList::Dictionary>();
+        if (!record)
+            return typedJson(object);
+        if (_wasShown[number])
+            return {{QStringLiteral("reference"), qint64(number)}};
+        _wasShown[number] = true;
+        QJsonArray values;
+        for (const auto &[key, element] : record->asKeyValueRange()) {
+            if (key != u"$class")
+                values.append(QJsonArray{key, value(element, depth + 1)});
+        }
+        return {{QStringLiteral("object"), qint64(number)},
+                {QStringLiteral("class"), className(*record)},
+                {QStringLiteral("values"), values}};
+    }
+
+    QString className(const PropertyList::Dictionary &record) const {
+        const auto *value = find(record, QStringLiteral("$class"));
+        const auto *reference = value ? value->as<PropertyList::Uid>() : nullptr;
+        if (!reference)
+            refuse(QStringLiteral("an object without a class"));
+        const auto *described = at(reference->value).as<PropertyList::Dictionary>();
+        const auto *name = described ? find(*described, QStringLiteral("$classname")) : nullptr;
+        if (!name || !name->isString())
+            refuse(QStringLiteral("a class without a name"));
+        return name->string();
+    }
+
+    const PropertyList::List &_objects;
+    std::vector<bool> _wasShown;
+};
+
+} // namespace
+
+bool isKeyedArchive(const PropertyList &value) {
+    const auto *dictionary = value.as<PropertyList::Dictionary>();
+    const auto *archiver = dictionary ? find(*dictionary, QStringLiteral("$archiver")) : nullptr;
+    return archiver && *archiver == PropertyList(QStringLiteral("NSKeyedArchiver"));
+}
+
+QJsonObject archiveJson(const PropertyList &archive) {
+    if (!isKeyedArchive(archive))
+        refuse(QStringLiteral("not a keyed archive"));
+    const auto *objects = archive.find(QStringLiteral("$objects"));
+    const auto *top = archive.find(QStringLiteral("$top"));
+    if (!objects || !objects->isList() || !top || !top->isDictionary())
+        refuse(QStringLiteral("a keyed archive without objects"));
+    ArchiveWalk walk(objects->list());
+    QJsonObject json;
+    for (const auto &[key, value] : top->dictionary().asKeyValueRange())
+        json.insert(key, walk.value(value, 0));
+    return json;
+}
+
+QJsonObject valueJson(const ArchiveValue &value) {
+    switch (value.kind()) {
+    case ArchiveValue::Kind::Nil:
+    case ArchiveValue::Kind::Object:
+        return {{QStringLiteral("nil"), true}};
+    case ArchiveValue::Kind::Null:
+        return {{QStringLiteral("null"), true}};
+    case ArchiveValue::Kind::Leaf:
+        return typedJson(*value.as<PropertyList>());
+    case ArchiveValue::Kind::Url:
+        return {{QStringLiteral("url"), QString::fromLatin1(value.as<QUrl>()->toEncoded())}};
+    case ArchiveValue::Kind::List: {
+        QJsonArray elements;
+        for (const ArchiveValue &element : *value.as<ArchiveValue::List>())
+            elements.append(valueJson(element));
+        return {{QStringLiteral("array"), elements}};
+    }
+    case ArchiveValue::Kind::Dictionary: {
+        QJsonArray entries;
+        for (const auto &[key, element] : value.as<ArchiveValue::Dictionary>()->asKeyValueRange())
+            entries.append(QJsonArray{key, valueJson(element)});
+        return {{QStringLiteral("dict"), entries}};
+    }
+    }
+    Q_UNREACHABLE();
+}
+
+} // namespace clipmule

@@ -1,0 +1,282 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tools/Inspection.h"
+
+#include "net/ServiceDictionary.h"
+#include "net/StreamFrame.h"
+#include "net/ZRKStreamHandler.h"
+#include "platform/foundation/ColorArchive.h"
+#include "platform/foundation/FontArchive.h"
+#include "platform/foundation/PlatformException.h"
+#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/foundation/SequentialUnarchiver.h"
+#include "platform/foundation/TypedJson.h"
+#include "tools/ArchiveJson.h"
+
+#include <array>
+
+namespace clipmule::Inspection {
+
+namespace {
+
+constexpr std::array kindNames{std::pair{Kind::PropertyList, "plist"},
+                               std::pair{Kind::Frames, "frames"}, std::pair{Kind::Txt, "txt"},
+                               std::pair{Kind::Archive, "archive"},
+                               std::pair{Kind::TypedStream, "typedstream"}};
+
+QString nameOfFormat(PropertyListSerialization::Format format) {
+    switch (format) {
+    case PropertyListSerialization::Format::OpenStep:
+        return QStringLiteral("openstep");
+    case PropertyListSerialization::Format::Xml:
+        return QStringLiteral("xml");
+    case PropertyListSerialization::Format::Binary:
+        return QStringLiteral("binary");
+    }
+    Q_UNREACHABLE();
+}
+
+/// Why the bytes are no property list; empty when they are, and shown.
+QString addPropertyList(QByteArrayView bytes, QJsonObject &line) {
+    const auto parsed = PropertyListSerialization::parse(bytes);
+    if (!parsed.value)
+        return parsed.error;
+    line.insert(QStringLiteral("format"), nameOfFormat(parsed.format));
+    line.insert(QStringLiteral("value"), typedJson(*parsed.value));
+    return {};
+}
+
+QString inspectPropertyList(QByteArrayView bytes, const Report &report) {
+    QJsonObject line{{QStringLiteral("kind"), nameOf(Kind::PropertyList)}};
+    const QString refusal = addPropertyList(bytes, line);
+    if (refusal.isEmpty())
+        report(line);
+    return refusal;
+}
+
+QString inspectArchive(QByteArrayView bytes, const Report &report) {
+    const auto parsed = PropertyListSerialization::parse(bytes);
+    if (!parsed.value)
+        return parsed.error;
+    try {
+        report({{QStringLiteral("kind"), nameOf(Kind::Archive)},
+                {QStringLiteral("format"), nameOfFormat(parsed.format)},
+                {QStringLiteral("value"), archiveJson(*parsed.value)}});
+    } catch (const PlatformException &refused) {
+        return refused.reason();
+    }
+    return {};
+}
+
+QString inspectTxt(QByteArrayView bytes, const Report &report) {
+    const auto record = QByteArray::fromRawData(bytes.data(), bytes.size());
+    const auto dictionary = ZRKNetServiceCategory::serviceDictionaryFromTXTData(record);
+    if (!dictionary)
+        return QStringLiteral("no TXT record has %1 bytes").arg(bytes.size());
+    report({{QStringLiteral("kind"), nameOf(Kind::Txt)},
+            {QStringLiteral("value"), typedJson(*dictionary)}});
+    return {};
+}
+
+QJsonObject real(float component) {
+    return typedJson(PropertyList(component));
+}
+
+QString inspectTypedStream(QByteArrayView bytes, const Report &report) {
+    QJsonObject line{{QStringLiteral("kind"), nameOf(Kind::TypedStream)}};
+    // What it is shows in its first class, which each reader checks.
+    try {
+        const ArchivedColor color = ColorArchive::unarchivedColor(bytes);
+        line.insert(QStringLiteral("color"),
+                    QJsonObject{{QStringLiteral("red"), real(color.red)},
+                                {QStringLiteral("green"), real(color.green)},
+                                {QStringLiteral("blue"), real(color.blue)},
+                                {QStringLiteral("alpha"), real(color.alpha)}});
+        report(line);
+        return {};
+    } catch (const PlatformException &) {
+    }
+    try {
+        const ArchivedFont font = FontArchive::unarchivedFont(bytes);
+        line.insert(QStringLiteral("font"),
+                    QJsonObject{{QStringLiteral("name"), typedJson(font.name)},
+                                {QStringLiteral("size"), real(font.size)}});
+        report(line);
+        return {};
+    } catch (const PlatformException &) {
+    }
+    try {
+        line.insert(QStringLiteral("value"),
+                    valueJson(SequentialUnarchiver::unarchivedObject(bytes)));
+        report(line);
+    } catch (const PlatformException &refused) {
+        return refused.reason();
+    }
+    return {};
+}
+
+/// Goes over a stream as the program's own reader of frames does, and says what that would not.
+class FrameInspection {
+public:
+    FrameInspection(QByteArrayView bytes, const Report &report)
+        : _bytes(bytes)
+        , _report(report) {}
+
+    QString run() {
+        while (_at + StreamFrame::kindSize <= _bytes.size() && !_hasEnded) {
+            const quint32 word = StreamFrame::readWord(_bytes.data() + _at);
+            if (word == StreamFrame::objectKind) {
+                readObjectFrame();
+            } else if (word == StreamFrame::pingKind) {
+                tell(QStringLiteral("ping"), StreamFrame::kindSize, {});
+                ++_frames;
+            } else {
+                // Skipped in steps of four bytes, told as one piece.
+                if (_skippedFrom < 0)
+                    _skippedFrom = _at;
+                _at += StreamFrame::kindSize;
+            }
+        }
+        tellSkipped();
+        if (_at < _bytes.size() && !_hasEnded)
+            tell(QStringLiteral("incomplete"), _bytes.size() - _at, {});
+        if (_frames == 0)
+            return QStringLiteral("there is no frame in it");
+        if (_refused > 0)
+            return QStringLiteral("%1 of %2 frames refused").arg(_refused).arg(_frames);
+        return {};
+    }
+
+private:
+    void readObjectFrame() {
+        const qsizetype left = _bytes.size() - _at;
+        const auto length =
+            left < StreamFrame::headerSize
+                ? 0
+                : StreamFrame::readWord(_bytes.data() + _at + StreamFrame::kindSize);
+        const bool isTooLarge = length > ZRKStreamHandler::largestPayload;
+        if (!isTooLarge && left < StreamFrame::headerSize + qsizetype(length)) {
+            tell(QStringLiteral("incomplete"), left, {});
+            _hasEnded = true;
+            return;
+        }
+        ++_frames;
+        QJsonObject details{{QStringLiteral("length"), qint64(length)}};
+        QString refusal;
+        if (isTooLarge) {
+            // The connection would be closed here.
+            refusal = QStringLiteral("too large");
+            _hasEnded = true;
+        } else {
+            refusal =
+                addPropertyList(_bytes.sliced(_at + StreamFrame::headerSize, length), details);
+        }
+        if (!refusal.isEmpty()) {
+            ++_refused;
+            details.insert(QStringLiteral("error"), refusal);
+        }
+        tell(QStringLiteral("object"),
+             isTooLarge ? left : StreamFrame::headerSize + qsizetype(length), details);
+    }
+
+    void tell(const QString &frame, qsizetype size, QJsonObject line) {
+        tellSkipped();
+        line.insert(QStringLiteral("kind"), nameOf(Kind::Frames));
+        line.insert(QStringLiteral("frame"), frame);
+        line.insert(QStringLiteral("offset"), qint64(_at));
+        if (frame == u"incomplete")
+            line.insert(QStringLiteral("bytes"), qint64(size));
+        _report(line);
+        _at += size;
+    }
+
+    void tellSkipped() {
+        if (_skippedFrom < 0)
+            return;
+        _report({{QStringLiteral("kind"), nameOf(Kind::Frames)},
+                 {QStringLiteral("frame"), QStringLiteral("skipped")},
+                 {QStringLiteral("offset"), qint64(_skippedFrom)},
+                 {QStringLiteral("bytes"), qint64(_at - _skippedFrom)}});
+        _skippedFrom = -1;
+    }
+
+    QByteArrayView _bytes;
+    const Report &_report;
+    qsizetype _at = 0;
+    qsizetype _skippedFrom = -1;
+    qint64 _frames = 0;
+    qint64 _refused = 0;
+    bool _hasEnded = false;
+};
+
+bool beginsWithFrame(QByteArrayView bytes) {
+    if (bytes.size() < StreamFrame::kindSize)
+        return false;
+    const quint32 word = StreamFrame::readWord(bytes.data());
+    return word == StreamFrame::objectKind || word == StreamFrame::pingKind;
+}
+
+/// Entries that fill the bytes to the end, at least one of them with a key and a value. A text is
+/// none: its first letter promises more bytes than a line has.
+bool looksLikeTxt(QByteArrayView bytes) {
+    bool hasValue = false;
+    qsizetype at = 0;
+    while (at < bytes.size()) {
+        const auto length = qsizetype(uchar(bytes[at]));
+        if (at + 1 + length > bytes.size())
+            return false;
+        hasValue = hasValue || bytes.sliced(at + 1, length).indexOf('=') > 0;
+        at += 1 + length;
+    }
+    return hasValue;
+}
+
+} // namespace
+
+QString nameOf(Kind kind) {
+    for (const auto &[known, name] : kindNames) {
+        if (known == kind)
+            return QString::fromLatin1(name);
+    }
+    Q_UNREACHABLE();
+}
+
+std::optional<Kind> kindNamed(const QString &name) {
+    for (const auto &[kind, known] : kindNames) {
+        if (name == QLatin1String(known))
+            return kind;
+    }
+    return std::nullopt;
+}
+
+Kind detect(QByteArrayView bytes) {
+    if (bytes.startsWith("\x04\x0bstreamtyped") || bytes.startsWith("\x04\x0btypedstream"))
+        return Kind::TypedStream;
+    if (beginsWithFrame(bytes))
+        return Kind::Frames;
+    const auto parsed = PropertyListSerialization::parse(bytes);
+    if (!parsed.value && looksLikeTxt(bytes))
+        return Kind::Txt;
+    if (parsed.value && isKeyedArchive(*parsed.value))
+        return Kind::Archive;
+    return Kind::PropertyList;
+}
+
+QString inspect(QByteArrayView bytes, Kind kind, const Report &report) {
+    switch (kind) {
+    case Kind::PropertyList:
+        return inspectPropertyList(bytes, report);
+    case Kind::Frames:
+        return FrameInspection(bytes, report).run();
+    case Kind::Txt:
+        return inspectTxt(bytes, report);
+    case Kind::Archive:
+        return inspectArchive(bytes, report);
+    case Kind::TypedStream:
+        return inspectTypedStream(bytes, report);
+    }
+    Q_UNREACHABLE();
+}
+
+} // namespace clipmule::Inspection
