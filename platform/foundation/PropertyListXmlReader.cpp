@@ -72,11 +72,11 @@ std::optional<PropertyList> integerFromXml(std::string_view text) {
     if (read.ec != std::errc() || read.ptr != end)
         return std::nullopt;
     if (!isNegative)
-        return PropertyList(magnitude);
+        return std::make_optional<PropertyList>(magnitude);
     constexpr quint64 lowest = quint64(1) << 63;
     if (magnitude > lowest)
         return std::nullopt;
-    return PropertyList(qint64(0 - magnitude));
+    return std::make_optional<PropertyList>(qint64(0 - magnitude));
 }
 
 /// Decimal digits with a point and an exponent, nothing else: strtod() would take more.
@@ -395,16 +395,21 @@ private:
         const size_t end = _at + text.size();
         _hasSurrogateReference = false;
         while (_at < end) {
-            if (_text[_at] == '&') {
-                out = decodeReference(out);
-            } else if (_text[_at] == '<') {
+            if (_text[_at] == '<') {
                 _at += cdataBegin.size();
                 const size_t cdata = _text.find(cdataEnd, _at);
                 out = decodeCharacters(out, cdata);
                 _at = cdata + cdataEnd.size();
-            } else {
-                const auto run = _text.substr(0, std::min(_text.find('<', _at), end));
-                out = decodeCharacters(out, std::min(run.find('&', _at), run.size()));
+                continue;
+            }
+            // Looked for once, not again after each of many references.
+            const auto untilCdata = _text.substr(0, std::min(_text.find('<', _at), end));
+            while (_at < untilCdata.size()) {
+                if (_text[_at] == '&')
+                    out = decodeReference(out);
+                else
+                    out = decodeCharacters(out,
+                                           std::min(untilCdata.find('&', _at), untilCdata.size()));
             }
         }
         return out;

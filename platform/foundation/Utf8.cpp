@@ -10,25 +10,37 @@ namespace clipmule {
 
 namespace {
 
-// Portable vectors of the compiler: eight UTF-16 units, which are nearly always all plain.
+// Portable vectors of the compiler. Sixteen characters at a time are nearly always all plain: bytes
+// below 0x80, or units that are one byte each and need no escape.
 using Units = quint16 __attribute__((vector_size(16)));
-using Bytes = quint8 __attribute__((vector_size(8)));
-constexpr qsizetype unitsPerBlock = 8;
+using Bytes = quint8 __attribute__((vector_size(16)));
+constexpr qsizetype block = 16;
 
+using Halves = quint64 __attribute__((vector_size(16)));
+
+// From anywhere in memory, and straight into a vector register.
+Bytes loadBytes(const unsigned char *from) {
+    using Unaligned = quint8 __attribute__((vector_size(16), aligned(1), may_alias));
+    return *reinterpret_cast<const Unaligned *>(from);
+}
 Units loadUnits(const char16_t *from) {
-    Units units;
-    std::memcpy(&units, from, sizeof units);
-    return units;
+    using Unaligned = quint16 __attribute__((vector_size(16), aligned(1), may_alias));
+    return *reinterpret_cast<const Unaligned *>(from);
 }
 
 Units all(quint16 unit) {
     return Units{unit, unit, unit, unit, unit, unit, unit, unit};
 }
 
-bool isAnySet(const Units &mask) {
-    quint64 halves[2];
-    std::memcpy(halves, &mask, sizeof halves);
-    return (halves[0] | halves[1]) != 0;
+Bytes allBytes(quint8 byte) {
+    return Bytes{byte, byte, byte, byte, byte, byte, byte, byte,
+                 byte, byte, byte, byte, byte, byte, byte, byte};
+}
+
+template <typename Vector>
+quint64 foldedBits(const Vector &vector) {
+    const auto halves = Halves(vector);
+    return halves[0] | halves[1];
 }
 
 // Masks: all ones in each lane where it holds.
@@ -42,21 +54,34 @@ Units isAngle(const Units &units) {
 Units isAmpersand(const Units &units) {
     return Units(units == all(u'&'));
 }
-/// What takes more than one byte.
-Units isNotPlain(const Units &units) {
-    return isAbove(units, 0x7f) | isAngle(units) | isAmpersand(units);
+/// How many bytes more than one each unit takes.
+Units excess(const Units &units) {
+    return (isAbove(units, 0x7f) & all(1)) + (isAbove(units, 0x7ff) & all(1)) +
+           (isAngle(units) & all(3)) + (isAmpersand(units) & all(4));
 }
 
-constexpr qsizetype bytesPerBlock = 16;
-
-bool isAscii(const char *block) {
-    quint64 halves[2];
-    std::memcpy(halves, block, sizeof halves);
-    return ((halves[0] | halves[1]) & 0x8080808080808080) == 0;
+bool isAscii(const Bytes &bytes) {
+    return (foldedBits(bytes) & 0x8080808080808080) == 0;
 }
 
-bool isContinuation(unsigned char byte) {
-    return (byte & 0xc0) == 0x80;
+void widen(char16_t *out, const Bytes &bytes) {
+    const Bytes zeros{};
+    const Bytes low = __builtin_shufflevector(bytes, zeros, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5,
+                                              21, 6, 22, 7, 23);
+    const Bytes high = __builtin_shufflevector(bytes, zeros, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28,
+                                               13, 29, 14, 30, 15, 31);
+    std::memcpy(out, &low, sizeof low);
+    std::memcpy(out + block / 2, &high, sizeof high);
+}
+
+/// Sixteen units as bytes, when each is one byte and needs no escape; else false.
+bool narrow(Bytes &bytes, const Units &first, const Units &second) {
+    if ((foldedBits(first | second) & 0xff80ff80ff80ff80) != 0)
+        return false;
+    bytes = __builtin_shufflevector(Bytes(first), Bytes(second), 0, 2, 4, 6, 8, 10, 12, 14, 16, 18,
+                                    20, 22, 24, 26, 28, 30);
+    return foldedBits(Bytes((bytes & allBytes(0xfd)) == allBytes('<')) |
+                      Bytes(bytes == allBytes('&'))) == 0;
 }
 
 /// One character outside ASCII; null when it is malformed or reaches beyond the end.
@@ -64,28 +89,29 @@ const unsigned char *decodeCharacter(char16_t *&out, const unsigned char *in,
                                      const unsigned char *end) {
     const unsigned lead = in[0];
     const auto available = end - in;
+    // The six bits that a following byte holds, or more than six when it is none.
+    const auto bits = [in](int index) { return in[index] ^ 0x80u; };
+    constexpr unsigned mostBits = 0x3f;
     if (lead >= 0xe0 && lead < 0xf0) {
-        if (available < 3 || !isContinuation(in[1]) || !isContinuation(in[2]))
+        if (available < 3 || (bits(1) | bits(2)) > mostBits)
             return nullptr;
-        const unsigned character = (lead & 0x0f) << 12 | (in[1] & 0x3fu) << 6 | (in[2] & 0x3fu);
-        if (character < 0x800 || (character & 0xf800) == 0xd800)
+        const unsigned character = (lead & 0x0f) << 12 | bits(1) << 6 | bits(2);
+        if (character < 0x800 || QChar::isSurrogate(character))
             return nullptr;
         *out++ = char16_t(character);
         return in + 3;
     }
     if (lead >= 0xc2 && lead < 0xe0) {
-        if (available < 2 || !isContinuation(in[1]))
+        if (available < 2 || bits(1) > mostBits)
             return nullptr;
-        *out++ = char16_t((lead & 0x1f) << 6 | (in[1] & 0x3fu));
+        *out++ = char16_t((lead & 0x1f) << 6 | bits(1));
         return in + 2;
     }
     if (lead >= 0xf0 && lead < 0xf5) {
-        if (available < 4 || !isContinuation(in[1]) || !isContinuation(in[2]) ||
-            !isContinuation(in[3]))
+        if (available < 4 || (bits(1) | bits(2) | bits(3)) > mostBits)
             return nullptr;
-        const unsigned character =
-            (lead & 0x07) << 18 | (in[1] & 0x3fu) << 12 | (in[2] & 0x3fu) << 6 | (in[3] & 0x3fu);
-        if (character < 0x10000 || character > 0x10ffff)
+        const unsigned character = (lead & 0x07) << 18 | bits(1) << 12 | bits(2) << 6 | bits(3);
+        if (character < 0x10000 || character > QChar::LastValidCodePoint)
             return nullptr;
         *out++ = QChar::highSurrogate(character);
         *out++ = QChar::lowSurrogate(character);
@@ -99,31 +125,35 @@ char *append(char *out, const char *text, size_t size) {
     return out + size;
 }
 
-char *encodeCharacter(char *out, char32_t character) {
-    if (character < 0x800) {
-        *out++ = char(0xc0 | character >> 6);
-    } else {
-        if (character < 0x10000) {
-            *out++ = char(0xe0 | character >> 12);
-        } else {
-            *out++ = char(0xf0 | character >> 18);
-            *out++ = char(0x80 | (character >> 12 & 0x3f));
-        }
-        *out++ = char(0x80 | (character >> 6 & 0x3f));
-    }
-    *out++ = char(0x80 | (character & 0x3f));
-    return out;
+char *encodeThree(char *out, char16_t unit) {
+    out[0] = char(0xe0 | unit >> 12);
+    out[1] = char(0x80 | (unit >> 6 & 0x3f));
+    out[2] = char(0x80 | (unit & 0x3f));
+    return out + 3;
+}
+
+char *encodeFour(char *out, char32_t character) {
+    out[0] = char(0xf0 | character >> 18);
+    out[1] = char(0x80 | (character >> 12 & 0x3f));
+    out[2] = char(0x80 | (character >> 6 & 0x3f));
+    out[3] = char(0x80 | (character & 0x3f));
+    return out + 4;
 }
 
 /// One character, which may be two units.
 char *escapeCharacter(char *out, const char16_t *&in, const char16_t *end) {
     const char16_t unit = *in++;
-    if (unit >= 0x80) {
+    if (unit >= 0x800) {
         if (!QChar::isSurrogate(unit))
-            return encodeCharacter(out, unit);
+            return encodeThree(out, unit);
         if (QChar::isHighSurrogate(unit) && in < end && QChar::isLowSurrogate(*in))
-            return encodeCharacter(out, QChar::surrogateToUcs4(unit, *in++));
-        return encodeCharacter(out, QChar::ReplacementCharacter);
+            return encodeFour(out, QChar::surrogateToUcs4(unit, *in++));
+        return encodeThree(out, QChar::ReplacementCharacter);
+    }
+    if (unit >= 0x80) {
+        out[0] = char(0xc0 | unit >> 6);
+        out[1] = char(0x80 | (unit & 0x3f));
+        return out + 2;
     }
     switch (unit) {
     case u'<':
@@ -145,12 +175,12 @@ char16_t *decodeUtf8(char16_t *out, QByteArrayView bytes) {
     const auto *const end = in + bytes.size();
     while (in < end) {
         const auto *blockEnd = end;
-        if (end - in >= bytesPerBlock) {
-            blockEnd = in + bytesPerBlock;
-            if (isAscii(reinterpret_cast<const char *>(in))) {
-                for (qsizetype index = 0; index < bytesPerBlock; ++index)
-                    out[index] = in[index];
-                out += bytesPerBlock;
+        if (end - in >= block) {
+            blockEnd = in + block;
+            const auto characters = loadBytes(in);
+            if (isAscii(characters)) {
+                widen(out, characters);
+                out += block;
                 in = blockEnd;
                 continue;
             }
@@ -172,17 +202,18 @@ qsizetype escapedUtf8Bound(QStringView text) {
     const char16_t *in = text.utf16();
     const char16_t *const end = in + text.size();
     qsizetype size = text.size();
-    while (end - in >= unitsPerBlock) {
-        // Lanes add at most four a block, and must not overflow 16 bits.
-        constexpr qsizetype mostBlocks = 16000;
+    while (end - in >= block) {
+        // A lane grows by at most eight a block, and must not overflow 16 bits.
+        constexpr qsizetype mostBlocks = 8000;
         Units more{};
-        for (auto blocks = std::min((end - in) / unitsPerBlock, mostBlocks); blocks > 0; --blocks) {
-            const Units units = loadUnits(in);
-            more += (isAbove(units, 0x7f) & all(1)) + (isAbove(units, 0x7ff) & all(1)) +
-                    (isAngle(units) & all(3)) + (isAmpersand(units) & all(4));
-            in += unitsPerBlock;
+        for (auto blocks = std::min((end - in) / block, mostBlocks); blocks > 0; --blocks) {
+            const auto first = loadUnits(in);
+            const auto second = loadUnits(in + block / 2);
+            if (Bytes bytes; !narrow(bytes, first, second))
+                more += excess(first) + excess(second);
+            in += block;
         }
-        for (qsizetype lane = 0; lane < unitsPerBlock; ++lane)
+        for (qsizetype lane = 0; lane < block / 2; ++lane)
             size += more[lane];
     }
     for (; in < end; ++in) {
@@ -201,13 +232,13 @@ char *escapeAsUtf8(char *out, QStringView text) {
     const char16_t *const end = in + text.size();
     while (in < end) {
         const char16_t *blockEnd = end;
-        if (end - in >= unitsPerBlock) {
-            blockEnd = in + unitsPerBlock;
-            const Units units = loadUnits(in);
-            if (!isAnySet(isNotPlain(units))) {
-                const Bytes bytes = __builtin_convertvector(units, Bytes);
+        if (end - in >= block) {
+            blockEnd = in + block;
+            const auto first = loadUnits(in);
+            const auto second = loadUnits(in + block / 2);
+            if (Bytes bytes; narrow(bytes, first, second)) {
                 std::memcpy(out, &bytes, sizeof bytes);
-                out += unitsPerBlock;
+                out += block;
                 in = blockEnd;
                 continue;
             }
