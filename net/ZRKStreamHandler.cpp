@@ -186,8 +186,7 @@ void ZRKStreamHandler::processInput() {
             continue;
         }
         post(ZRKStreamDidReceiveData);
-        if (!_open)
-            return;
+        // An observer that closes the handler leaves nothing to look at.
         const QByteArrayView input = unconsumed();
         if (input.size() < StreamFrame::headerSize)
             break;

@@ -14,8 +14,10 @@ class NetServiceClientTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-    void init() { _fixture.emplace(); }
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _fixture.emplace();
+    }
     void cleanup() { _fixture.reset(); }
 
     void nothingHappensBeforeStart() {

@@ -14,7 +14,7 @@ class OutputObjectTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void theFrameIsHeaderAndDocument() {
         const PropertyList value(QStringLiteral("text"));

@@ -36,8 +36,8 @@ class PeersTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _backend.emplace();
         _backend->connector = [](const dnssd::Resolved &resolved) {
             QList<SocketEndpoint> endpoints;

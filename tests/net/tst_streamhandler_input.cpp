@@ -51,8 +51,10 @@ class StreamHandlerInputTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-    void init() { _fixture.emplace(); }
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _fixture.emplace();
+    }
     void cleanup() { _fixture.reset(); }
 
     void decodesAnObjectFrame() {

@@ -20,8 +20,10 @@ class StreamHandlerLifecycleTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-    void init() { _fixture.emplace(); }
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _fixture.emplace();
+    }
     void cleanup() { _fixture.reset(); }
 
     // Runs first: the generator is seeded by the first handler of the process, with the time of

@@ -33,8 +33,8 @@ class StreamHandlerOutputTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _fixture.emplace();
         kit::settle(_fixture->runLoop);
     }

@@ -16,7 +16,7 @@ class SocketListenerTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void listensOnAPortOfTheSystemsChoice() {
         const auto opened = SocketListener::open();

@@ -167,8 +167,8 @@ class StreamContractTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         QFETCH_GLOBAL(QString, backend);
         _connection = make(backend);
         _installation.emplace(_connection->runLoop());
