@@ -56,6 +56,7 @@ void ZRKClipmuleSyncApp::checkForData() {
         } catch (const PlatformException &exception) {
             qCWarning(logApp).noquote() << "ERROR CREATING DATA" << exception.reason();
         }
+        _services.pasteboard.pasteboard.releaseContents();
         // Also after a refusal, so that the same contents are looked at only once.
         _lastChangeCount = changeCount;
     }

@@ -8,6 +8,7 @@
 namespace clipmule {
 
 void FakePasteboard::copyByAnotherApplication(const PasteboardContents &contents) {
+    _isOwner = false;
     setContents(contents);
     moveChangeCount();
 }
@@ -18,6 +19,7 @@ void FakePasteboard::copyText(const QString &text) {
 }
 
 void FakePasteboard::removeOwner() {
+    _isOwner = false;
     setContents({});
 }
 

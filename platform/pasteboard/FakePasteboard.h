@@ -36,7 +36,11 @@ public:
     [[nodiscard]] bool isPreparedToQuit() const { return _preparedToQuit; }
 
 protected:
-    void publish() override { ++_commitCount; }
+    void publish() override {
+        ++_commitCount;
+        _isOwner = true;
+    }
+    [[nodiscard]] bool ownsContents() const override { return _isOwner; }
     void willRead() const override;
 
 private:
@@ -44,6 +48,7 @@ private:
     QString _commitFailure;
     int _commitCount = 0;
     bool _watching = true;
+    bool _isOwner = false;
     bool _preparedToQuit = false;
     mutable int _readCount = 0;
 };

@@ -15,6 +15,7 @@ public:
 
 protected:
     void publish() override;
+    [[nodiscard]] bool ownsContents() const override { return false; }
     void willRead() const override;
 
 private:

@@ -81,6 +81,9 @@ public:
     /// count still moves with every change, but the contents need not be fetched: they follow after
     /// setWatching(true), which does not move the count.
     virtual void setWatching(bool watching) { Q_UNUSED(watching) }
+    /// What others have copied was read and will not be read again: large contents may be let go.
+    /// Reading answers nothing then, until the next change.
+    virtual void releaseContents() {}
     /// Before the program ends: what we own is handed to the desktop's clipboard manager, if there
     /// is one, for at most half a second. Calls back once, perhaps from inside this call.
     virtual void prepareToQuit(std::function<void()> done) { done(); }

@@ -126,6 +126,14 @@ void PasteboardX11::publish() {
     _owner.own(PasteboardTypes::offers(contents()));
 }
 
+void PasteboardX11::releaseContents() {
+    const bool hadContents = !contents().isEmpty();
+    StagedPasteboard::releaseContents();
+    // Whoever begins to watch later finds them fetched again.
+    if (hadContents && contents().isEmpty())
+        _isStale = true;
+}
+
 void PasteboardX11::prepareToQuit(std::function<void()> done) {
     _owner.handOver(std::move(done));
 }

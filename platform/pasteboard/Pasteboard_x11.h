@@ -33,6 +33,7 @@ public:
     void start();
 
     void setWatching(bool watching) override;
+    void releaseContents() override;
     void prepareToQuit(std::function<void()> done) override;
 
     /// Whether contents are being fetched or are about to be.
@@ -40,6 +41,7 @@ public:
 
 protected:
     void publish() override;
+    [[nodiscard]] bool ownsContents() const override { return _owner.isOwning(); }
 
 private:
     enum class Counting { Counted, Uncounted };

@@ -78,4 +78,13 @@ void StagedPasteboard::commit() {
     publish();
 }
 
+void StagedPasteboard::releaseContents() {
+    constexpr qsizetype largestKept = 1024 * 1024;
+    qsizetype size = 0;
+    for (const PasteboardContents::Representation &representation : _contents.representations())
+        size += representation.data ? representation.data->size() : 0;
+    if (size > largestKept && !ownsContents())
+        setContents({});
+}
+
 } // namespace clipmule

@@ -33,8 +33,13 @@ public:
     void setPropertyListForType(const PropertyList &value, const QString &type) override;
     void writeUrl(const QUrl &url) override;
     void commit() override;
+    /// Of more than a megabyte, for which the memory is worth having. Smaller ones stay, to tell a
+    /// clipboard manager that takes them over from a new copy.
+    void releaseContents() override;
 
 protected:
+    /// Whether the contents are what we committed: others read them from us.
+    [[nodiscard]] virtual bool ownsContents() const = 0;
     /// Makes the committed contents the desktop's clipboard. They are already what reading answers
     /// and the change count has moved.
     virtual void publish() = 0;

@@ -37,6 +37,7 @@ public:
     [[nodiscard]] xcb_window_t window() const { return _window; }
     /// Takes the selection. Transfers under way keep the data they began with.
     void own(QList<PasteboardTypes::Offer> offers);
+    [[nodiscard]] bool isOwning() const { return _isOwning; }
     /// Another owner has the selection.
     void disown();
     /// The server's time of taking it.

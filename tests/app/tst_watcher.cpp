@@ -197,6 +197,29 @@ private Q_SLOTS:
         QCOMPARE(texts(phone->received()), QStringList{u"World"_qs});
     }
 
+    void whatWasReadIsNotKeptWhenItIsLarge() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->pasteboard.copyText(QString(1024 * 1024, u'x'));
+        _agent->advance(0.5);
+        QVERIFY(!_agent->pasteboard.clipboard().isEmpty());
+        _agent->pasteboard.copyText(QString(1024 * 1024 + 1, u'x'));
+        _agent->advance(0.5);
+        QVERIFY(_agent->pasteboard.clipboard().isEmpty());
+        QCOMPARE(texts(phone->received()).size(), 2);
+    }
+
+    void whatAPhoneSentStaysForTheDesk() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const QString large(2 * 1024 * 1024, u'x');
+        phone->send(u"1"_qs,
+                    PropertyList(PropertyList::Dictionary{
+                        {u"items"_qs, PropertyList::List{PropertyList(
+                                          PropertyList::Dictionary{{u"string"_qs, large}})}}}));
+        _agent->settle();
+        _agent->pasteboard.releaseContents();
+        QCOMPARE(_agent->pasteboard.stringForType(PasteboardType::NSStringPboardType), large);
+    }
+
     void thePollEndsWithTheLastConnection() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         _agent->app->disconnect();

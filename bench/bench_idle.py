@@ -1,0 +1,129 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+"""What the agent costs while nothing happens: wake-ups, processor time and memory, with one phone
+connected, before and after a clip of 9.9 MB each way.
+
+Starts itself again in a private desktop. --bin says where the programs are, --json where the
+figures go.
+"""
+
+import argparse
+import json
+import os
+import pathlib
+import sys
+import tempfile
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(ROOT / "scripts"))
+from programs import Program, clipboard, copy, item_of, until  # noqa: E402
+
+INSIDE = "CLIPMULE_BENCH_INSIDE"
+PHONE = "Bench"
+# The clip's native form counts as well, so that a text of this length is a clip of 9.9 MB.
+TEXT_LENGTH = 4_949_000
+SETTLING_SECONDS = 10
+TICKS_A_SECOND = os.sysconf("SC_CLK_TCK")
+
+
+class Process:
+    def __init__(self, pid):
+        self.folder = pathlib.Path(f"/proc/{pid}")
+
+    def status(self, path, key):
+        text = (path / "status").read_text(encoding="ascii")
+        return int(text.split(f"\n{key}:")[1].split()[0])
+
+    def wake_ups(self):
+        """How often any thread went to sleep, which is how often one woke."""
+        return sum(self.status(task, "voluntary_ctxt_switches")
+                   for task in (self.folder / "task").iterdir())
+
+    def processor_seconds(self):
+        fields = (self.folder / "stat").read_text(encoding="ascii").rpartition(")")[2].split()
+        return (int(fields[11]) + int(fields[12])) / TICKS_A_SECOND
+
+    def resident_megabytes(self):
+        return self.status(self.folder, "VmRSS") / 1024
+
+    def anonymous_megabytes(self):
+        return self.status(self.folder, "RssAnon") / 1024
+
+
+def idle(process, case, seconds):
+    start = time.monotonic()
+    wake_ups, processor = process.wake_ups(), process.processor_seconds()
+    time.sleep(seconds)
+    passed = time.monotonic() - start
+    return {
+        "case": case,
+        "side": "agent",
+        "wake-ups a second": round((process.wake_ups() - wake_ups) / passed, 2),
+        "processor ms a second": round((process.processor_seconds() - processor) / passed * 1000, 2),
+        "resident MB": round(process.resident_megabytes(), 1),
+        "of these own MB": round(process.anonymous_megabytes(), 1),
+    }
+
+
+def measure(binaries, seconds, log):
+    phone = Program("phone", [str(binaries / "clipmule-phone"), "--name", PHONE], log)
+    agent = Program("agent", [str(binaries / "clipmule-sync")], log)
+    try:
+        preferences = Program("preferences", [str(binaries / "clipmule-preferences"), "register", PHONE], log)
+        preferences.process.wait()
+        preferences.stop()
+        phone.event("devices", lambda event: event.get("devices"))
+        process = Process(agent.process.pid)
+        time.sleep(SETTLING_SECONDS)
+        rows = [idle(process, "one phone, before a clip", seconds)]
+        text = "x" * TEXT_LENGTH
+        copy("UTF8_STRING", text.encode())
+        phone.event("text", lambda event: len((item_of(event) or {}).get("string", "")) == len(text))
+        time.sleep(SETTLING_SECONDS)
+        rows.append(idle(process, "10 s after a clip of 9.9 MB sent", seconds))
+        with tempfile.NamedTemporaryFile("w", suffix=".plist", encoding="ascii") as file:
+            file.write('{ 1 = { items = ( { createdBy = 1; string = "' + "y" * 9_900_000 + '"; } ); }; }')
+            file.flush()
+            phone.tell(f"plist {file.name}")
+            until("clip", lambda: clipboard("UTF8_STRING")[:1] == b"y")
+        # Given away, so that what is left is what the agent keeps for itself.
+        copy("UTF8_STRING", b"small")
+        time.sleep(SETTLING_SECONDS)
+        rows.append(idle(process, "10 s after a clip of 9.9 MB received", seconds))
+        for row in rows:
+            row["above the start MB"] = round(row["resident MB"] - rows[0]["resident MB"], 1)
+        return rows
+    finally:
+        agent.stop()
+        phone.stop()
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Measures the idle agent in a private desktop.")
+    parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "release" / "bin")
+    parser.add_argument("--json", type=pathlib.Path)
+    parser.add_argument("--seconds", type=int, default=60, help="length of each observation")
+    options = parser.parse_args()
+    if INSIDE not in os.environ:
+        os.environ[INSIDE] = "1"
+        command = [str(ROOT / "scripts" / "private-desktop"), "--network", __file__, "--bin",
+                   str(options.bin.resolve()), "--seconds", str(options.seconds)]
+        if options.json:
+            command += ["--json", str(options.json.resolve())]
+        os.execv(command[0], command)
+    with open(os.devnull, "w", encoding="ascii") as log:
+        rows = measure(options.bin, options.seconds, log)
+    columns = list(rows[0])
+    widths = [max(len(str(row[column])) for row in [dict(zip(columns, columns)), *rows]) for column in columns]
+    for row in [dict(zip(columns, columns)), *rows]:
+        print("  ".join(str(row[column]).ljust(width) for column, width in zip(columns, widths)).rstrip())
+    if options.json:
+        options.json.write_text(json.dumps({"program": "bench_idle", "results": rows}, indent=2) + "\n",
+                                encoding="utf-8")
+
+
+if __name__ == "__main__":
+    main()
