@@ -1,0 +1,32 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/desktop/ActiveApplication.h"
+#include "platform/desktop/ApplicationTable.h"
+#include "platform/desktop/DesktopFiles.h"
+#include "platform/x11/X11Connection.h"
+
+#include <memory>
+
+namespace clipmule {
+
+/// The window that the window manager calls active, and what it says of its program. Three round
+/// trips to the display server a question.
+class ActiveApplicationX11 final : public ActiveApplication {
+public:
+    ActiveApplicationX11(std::shared_ptr<X11Connection> connection, ApplicationTable table,
+                         std::unique_ptr<DesktopFiles> desktopFiles);
+
+    [[nodiscard]] std::optional<QString> identifier() const override;
+
+private:
+    [[nodiscard]] QByteArray property(xcb_window_t window, xcb_atom_t property) const;
+
+    std::shared_ptr<X11Connection> _connection;
+    ApplicationTable _table;
+    std::unique_ptr<DesktopFiles> _desktopFiles;
+};
+
+} // namespace clipmule
