@@ -43,9 +43,8 @@ RunLoop::Identifier QtRunLoop::schedule(Seconds delay, bool repeats, Callback ca
     const auto milliseconds =
         std::chrono::milliseconds(qint64(std::ceil(std::max(delay.count(), 0.0) * 1000.0)));
     // A coarse timer may be off by a twentieth of its interval: half a second on ten seconds, which
-    // would let a resolve give up early. Only the long beats may drift.
-    const bool coarse = milliseconds >= std::chrono::seconds(30);
-    const int timer = startTimer(milliseconds, coarse ? Qt::CoarseTimer : Qt::PreciseTimer);
+    // would let a resolve give up early.
+    const int timer = startTimer(milliseconds, Qt::PreciseTimer);
     const Identifier identifier = _nextIdentifier++;
     _entriesByTimer.emplace(
         timer, Entry{identifier, repeats, std::make_shared<Callback>(std::move(callback))});
