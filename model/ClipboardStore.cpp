@@ -4,16 +4,39 @@
 #include "model/ClipboardStore.h"
 
 #include "model/DataFile.h"
+#include "model/Log.h"
+#include "model/ZRKClipmuleClipboard.h"
+#include "platform/foundation/KeyedArchiver.h"
+#include "platform/foundation/KeyedUnarchiver.h"
+#include "platform/foundation/PlatformException.h"
 
 #include <QDir>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <utility>
 
 namespace clipmule {
 
 namespace {
+
+const QString mainFile = QStringLiteral("Main.clipboard");
+const QString customFile = QStringLiteral("Custom.clipboards");
+
 ClipboardStore *installedStore = nullptr;
+
+// What the archives of the store may hold.
+const CodingClasses &archivedClasses() {
+    static const CodingClasses classes{
+        {QStringLiteral("ZRKClipmuleClipboard"),
+         [] { return std::make_shared<ZRKClipmuleClipboard>(); }},
+        {QStringLiteral("ZRKClipmuleData"), [] { return std::make_shared<ZRKClipmuleData>(); }},
+        {QStringLiteral("ZRKClipmuleDataItem"),
+         [] { return std::make_shared<ZRKClipmuleDataItem>(); }},
+    };
+    return classes;
+}
+
 } // namespace
 
 ClipboardStore::ClipboardStore(QString dataPath)
@@ -29,15 +52,178 @@ ClipboardStore::Installation::~Installation() {
 }
 
 ClipboardStore &ClipboardStore::shared() {
-    if (installedStore)
+    if (installedStore) {
+        installedStore->startSaving();
         return *installedStore;
+    }
     static ClipboardStore ofTheUser(
         QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+    ofTheUser.startSaving();
     return ofTheUser;
+}
+
+void ClipboardStore::startSaving() {
+    if (std::exchange(_isTimerStarted, true))
+        return;
+    _saveTimer = RunLoop::current().performEvery(saveInterval, [this] { saveIfNeeded(); });
 }
 
 QString ClipboardStore::path(const QString &oid, const QString &extension) const {
     return QDir(_dataPath).filePath(DataFile::name(oid, extension));
+}
+
+std::shared_ptr<ZRKClipmuleClipboard> ClipboardStore::mainClipboard() {
+    if (_mainClipboard)
+        return _mainClipboard;
+    (void)load(QDir(_dataPath).filePath(mainFile), [this](const ArchiveValue &root) {
+        _mainClipboard = root.objectOfClass<ZRKClipmuleClipboard>();
+    });
+    if (!_mainClipboard) {
+        _mainClipboard = std::make_shared<ZRKClipmuleClipboard>();
+        _mainClipboard->setOid(ZRKClipmuleClipboard::mainOID);
+    }
+    return _mainClipboard;
+}
+
+const ClipboardStore::Clipboards &ClipboardStore::customClipboards() {
+    if (_customClipboards)
+        return *_customClipboards;
+    (void)load(QDir(_dataPath).filePath(customFile), [this](const ArchiveValue &root) {
+        _customClipboards = root.objectsOfClass<ZRKClipmuleClipboard>();
+    });
+    if (!_customClipboards)
+        _customClipboards.emplace();
+    return *_customClipboards;
+}
+
+std::shared_ptr<ZRKClipmuleClipboard> ClipboardStore::clipboardWithOID(const QString &oid) {
+    if (mainClipboard()->oid() == oid)
+        return _mainClipboard;
+    for (const auto &clipboard : customClipboards()) {
+        if (clipboard->oid() == oid)
+            return clipboard;
+    }
+    return nullptr;
+}
+
+std::shared_ptr<ZRKClipmuleData> ClipboardStore::clipmuleDataWithOID(const QString &oid) {
+    if (auto clip = mainClipboard()->clipmuleDataWithOID(oid))
+        return clip;
+    for (const auto &clipboard : customClipboards()) {
+        if (auto clip = clipboard->clipmuleDataWithOID(oid))
+            return clip;
+    }
+    return nullptr;
+}
+
+void ClipboardStore::insertCustomClipboardAtIndex(
+    const std::shared_ptr<ZRKClipmuleClipboard> &clipboard, qsizetype index) {
+    const auto inserted = clipboard;
+    if (index < 0 || index > customClipboards().size()) {
+        throw PlatformException(QStringLiteral("RangeException"),
+                                QStringLiteral("index %1 is beyond the %2 custom clipboards")
+                                    .arg(index)
+                                    .arg(customClipboards().size()));
+    }
+    _deletedClipboards.removeAll(inserted);
+    _customClipboards->insert(index, inserted);
+    _customIsDirty = true;
+}
+
+void ClipboardStore::removeCustomClipboard(const std::shared_ptr<ZRKClipmuleClipboard> &clipboard) {
+    const auto removed = clipboard;
+    _deletedClipboards.append(removed);
+    (void)customClipboards();
+    _customClipboards->removeIf([&](const auto &other) { return other->isEqual(*removed); });
+    _customIsDirty = true;
+}
+
+void ClipboardStore::moveClipboardAtIndexToIndex(qsizetype from, qsizetype to) {
+    const qsizetype count = customClipboards().size();
+    if (from < 0 || from >= count || to < 0 || to >= count)
+        return;
+    _customClipboards->move(from, to);
+    _customIsDirty = true;
+}
+
+void ClipboardStore::eraseClipLater(const std::shared_ptr<ZRKClipmuleData> &clip) {
+    _deletedDatas.append(clip);
+}
+
+void ClipboardStore::keepClip(const std::shared_ptr<ZRKClipmuleData> &clip) {
+    _deletedDatas.removeAll(clip);
+}
+
+bool ClipboardStore::load(const QString &path,
+                          const std::function<void(const ArchiveValue &root)> &take) {
+    try {
+        const std::optional<QByteArray> bytes = DataFile::read(path);
+        if (!bytes)
+            return false;
+        const ArchiveValue root = KeyedUnarchiver::unarchivedObject(*bytes, archivedClasses());
+        if (root.isNil())
+            return false;
+        take(root);
+        return true;
+    } catch (const PlatformException &exception) {
+        qCWarning(logModel).noquote() << "DECODE FAIL" << exception.reason();
+        _unreadablePaths.insert(path);
+        return false;
+    }
+}
+
+bool ClipboardStore::save(const ArchiveValue &root, const QString &path) {
+    try {
+        const QByteArray bytes = KeyedArchiver::archivedData(root);
+        if (_unreadablePaths.contains(path)) {
+            DataFile::keepUnreadable(path);
+            _unreadablePaths.remove(path);
+        }
+        DataFile::write(path, bytes);
+        return true;
+    } catch (const PlatformException &exception) {
+        qCDebug(logModel).noquote() << "cannot save:" << exception.reason();
+        return false;
+    }
+}
+
+bool ClipboardStore::saveMainClipboard() {
+    const auto clipboard = mainClipboard();
+    if (!clipboard->isDirty())
+        return true;
+    if (save(clipboard, QDir(_dataPath).filePath(mainFile)) && !clipboard->isDirty())
+        return true;
+    clipboard->setDirty(true);
+    return false;
+}
+
+bool ClipboardStore::saveCustomClipboards() {
+    if (!_customClipboards)
+        return true;
+    const auto isDirty = [](const auto &clipboard) { return clipboard->isDirty(); };
+    if (!_customIsDirty)
+        _customIsDirty = std::any_of(_customClipboards->begin(), _customClipboards->end(), isDirty);
+    if (!_customIsDirty)
+        return true;
+    if (!save(*_customClipboards, QDir(_dataPath).filePath(customFile)))
+        return false;
+    _customIsDirty = false;
+    return std::none_of(_customClipboards->begin(), _customClipboards->end(), isDirty);
+}
+
+// A list that could not be written stays dirty and is written at a later beat. Until then its old
+// file still speaks of what was removed, so that must not be erased yet.
+void ClipboardStore::saveIfNeeded() {
+    // What is saved and erased finds its files through the store in use.
+    const Installation installation(*this);
+    const bool isMainSaved = saveMainClipboard();
+    const bool isCustomSaved = saveCustomClipboards();
+    if (!isMainSaved || !isCustomSaved)
+        return;
+    for (const auto &clipboard : std::exchange(_deletedClipboards, {}))
+        clipboard->erase();
+    for (const auto &clip : std::exchange(_deletedDatas, {}))
+        clip->erase();
 }
 
 } // namespace clipmule

@@ -3,14 +3,36 @@
 
 #pragma once
 
+#include "platform/foundation/ArchiveValue.h"
+#include "platform/foundation/Coding.h"
+#include "platform/foundation/RunLoop.h"
+
+#include <QList>
+#include <QSet>
 #include <QString>
+
+#include <functional>
+#include <memory>
+#include <optional>
 
 namespace clipmule {
 
-/// The state that all clipboards share. The program has one, made when it is first asked for, in
-/// the user's documents folder; a test makes its own with a folder of its own.
+class ZRKClipmuleClipboard;
+class ZRKClipmuleData;
+
+/// The state that all clipboards share: the main clipboard, the list of custom ones, what waits to
+/// be erased, and the folder of their files. What changed is saved every 5 seconds.
+///
+/// The program has one, made when it is first asked for, in the user's documents folder; a program
+/// or a test that wants another folder installs its own. Main thread only.
+///
+/// Files are replaced as a whole. One that cannot be read is kept under another name before it is
+/// replaced, and what waits to be erased waits until the archives no longer speak of it.
 class ClipboardStore final {
 public:
+    using Clipboards = QList<std::shared_ptr<ZRKClipmuleClipboard>>;
+    static constexpr RunLoop::Seconds saveInterval{5.0};
+
     explicit ClipboardStore(QString dataPath);
     ~ClipboardStore();
     ClipboardStore(const ClipboardStore &) = delete;
@@ -33,7 +55,7 @@ public:
         ClipboardStore *_previous;
     };
 
-    /// The one in use.
+    /// The one in use. Its timer runs from the first time it is asked for.
     [[nodiscard]] static ClipboardStore &shared();
 
     /// The folder of all files.
@@ -41,8 +63,52 @@ public:
     /// Of the file that belongs to an id.
     [[nodiscard]] QString path(const QString &oid, const QString &extension) const;
 
+    /// Loaded or made when it is first asked for.
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleClipboard> mainClipboard();
+    /// In the user's order; loaded when it is first asked for.
+    [[nodiscard]] const Clipboards &customClipboards();
+    /// The main clipboard or the first custom one with this id; null when there is none.
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleClipboard> clipboardWithOID(const QString &oid);
+    /// In the main clipboard, then in the custom ones; null when there is none.
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clipmuleDataWithOID(const QString &oid);
+    /// A clipboard that was removed and comes back before the next save keeps its files. An index
+    /// beyond the end raises a PlatformException named "RangeException".
+    void insertCustomClipboardAtIndex(const std::shared_ptr<ZRKClipmuleClipboard> &clipboard,
+                                      qsizetype index);
+    /// Its files are erased at the next save.
+    void removeCustomClipboard(const std::shared_ptr<ZRKClipmuleClipboard> &clipboard);
+    /// The destination counts in the list without the clipboard. Nothing happens when either index
+    /// is not that of a clipboard.
+    void moveClipboardAtIndexToIndex(qsizetype from, qsizetype to);
+    /// Writes what changed, then deletes what was removed.
+    void saveIfNeeded();
+
+    /// The files of a clip that was removed from its clipboard go at the next save…
+    void eraseClipLater(const std::shared_ptr<ZRKClipmuleData> &clip);
+    /// …unless it was inserted again.
+    void keepClip(const std::shared_ptr<ZRKClipmuleData> &clip);
+
+    /// Hands the root of a keyed archive to the function, which may raise a PlatformException when
+    /// it is of the wrong kind. False when there is no such file, or, with a line in the log, when
+    /// it cannot be read.
+    bool load(const QString &path, const std::function<void(const ArchiveValue &root)> &take);
+    /// Replaces the file by a keyed archive; false when that fails, and the file stays as it was.
+    [[nodiscard]] bool save(const ArchiveValue &root, const QString &path);
+
 private:
+    void startSaving();
+    [[nodiscard]] bool saveMainClipboard();
+    [[nodiscard]] bool saveCustomClipboards();
+
     QString _dataPath;
+    std::shared_ptr<ZRKClipmuleClipboard> _mainClipboard;
+    std::optional<Clipboards> _customClipboards;
+    bool _customIsDirty = false;
+    Clipboards _deletedClipboards;
+    QList<std::shared_ptr<ZRKClipmuleData>> _deletedDatas;
+    QSet<QString> _unreadablePaths;
+    bool _isTimerStarted = false;
+    RunLoop::Timer _saveTimer;
 };
 
 } // namespace clipmule

@@ -11,6 +11,9 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <filesystem>
+#include <system_error>
+
 namespace clipmule::DataFile {
 
 namespace {
@@ -21,6 +24,9 @@ namespace {
 
 // Of 255 bytes for a file name, room for the extension and for a temporary file's suffix.
 constexpr qsizetype longestPlainName = 200;
+
+// Of one path. Somebody should have looked at them by then.
+constexpr int mostUnreadable = 100;
 
 bool isPlainName(const QString &oid) {
     if (oid.isEmpty() || oid.startsWith(u'.') || oid.contains(u'/') || oid.contains(QChar(u'\0')))
@@ -55,6 +61,23 @@ void write(const QString &path, const QByteArray &bytes) {
         !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) ||
         file.write(bytes) != bytes.size() || !file.commit())
         raise(QStringLiteral("%1: %2").arg(path, file.errorString()));
+}
+
+void keepUnreadable(const QString &path) {
+    for (int number = 1; number <= mostUnreadable; ++number) {
+        QString other = path + QStringLiteral(".unreadable");
+        if (number > 1)
+            other += QString::number(number);
+        std::error_code error;
+        // A name, not a copy: it takes no space, and the file is never without one.
+        std::filesystem::create_hard_link(QFile::encodeName(path).toStdString(),
+                                          QFile::encodeName(other).toStdString(), error);
+        if (!error || error == std::errc::no_such_file_or_directory)
+            return;
+        if (error != std::errc::file_exists && QFile::copy(path, other))
+            return;
+    }
+    raise(QStringLiteral("%1 cannot be kept under another name").arg(path));
 }
 
 void remove(const QString &path) {

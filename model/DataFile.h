@@ -24,6 +24,10 @@ inline constexpr qint64 largest = 256LL * 1024 * 1024;
 /// folder is made when it is missing.
 void write(const QString &path, const QByteArray &bytes);
 
+/// Gives the file a second name beside the first, with ".unreadable" and a number where it must be,
+/// so that replacing it loses nothing. A PlatformException named "FileFailure" when that fails.
+void keepUnreadable(const QString &path);
+
 /// Every error is ignored.
 void remove(const QString &path);
 

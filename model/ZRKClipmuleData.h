@@ -22,7 +22,7 @@ inline const QString ZRKClipmuleDataWasRemoved = QStringLiteral("ZRKClipmuleData
 /// A clip: one clipboard event, an ordered list of items with a title and a creation date.
 ///
 /// Its dictionary form is what travels to and from the phones. Main thread only.
-class ZRKClipmuleData final : public Object {
+class ZRKClipmuleData final : public Object, public Coding {
 public:
     using Items = QList<std::shared_ptr<ZRKClipmuleDataItem>>;
     using NativeDictionary = ZRKClipmuleDataItem::NativeDictionary;
@@ -116,6 +116,9 @@ public:
 
     /// The form that travels. A clip without a creation date raises a PlatformException.
     [[nodiscard]] PropertyList::Dictionary toDictionary() const;
+    [[nodiscard]] QStringList archivedClassNames() const override;
+    void encodeWithCoder(Encoder &coder) override;
+    void initWithCoder(Decoder &coder) override;
     /// The same id, or equal items in the same order.
     [[nodiscard]] bool isEqual(const Object &other) const override;
     /// The sum of the items' hashes.

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "platform/foundation/Coding.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/PropertyList.h"
 
@@ -28,7 +29,7 @@ inline const QString ZRKClipmuleDataImageDataType = QStringLiteral("ZRKClipmuleD
 /// Its dictionary form carries everything and travels to the phones. On disk the two bulky
 /// representations are kept in side files named after the item's id, and are loaded when they are
 /// asked for. Bytes are shared, never copied. Main thread only.
-class ZRKClipmuleDataItem final : public Object {
+class ZRKClipmuleDataItem final : public Object, public Coding {
 public:
     /// Clipboard type name to the bytes of that representation.
     using NativeDictionary = QMap<QString, QByteArray>;
@@ -136,6 +137,10 @@ public:
 
     /// The form that travels: every representation inline.
     [[nodiscard]] PropertyList::Dictionary toDictionary() const;
+    [[nodiscard]] QStringList archivedClassNames() const override;
+    /// Saves the side files first.
+    void encodeWithCoder(Encoder &coder) override;
+    void initWithCoder(Decoder &coder) override;
     /// The same id; or the same text and URL, and images of the same byte sum.
     [[nodiscard]] bool isEqual(const Object &other) const override;
     /// Of image, text and URL. Stable within one run; costs no look at the image.
@@ -157,6 +162,8 @@ private:
 
     void invalidateNativeDictionary();
     void contentDidChange();
+    void saveNativeDictionary();
+    void saveImageData();
     [[nodiscard]] bool imageBeginsWith(QByteArrayView signature) const;
 
     mutable std::optional<QString> _oid;

@@ -29,10 +29,21 @@ std::optional<QByteArray> ZRKClipmuleDataItem::imageData() const {
     return _imageData;
 }
 
+// What is read is not kept: it is asked for once in a while, and may be as large as an image.
 std::optional<ZRKClipmuleDataItem::NativeDictionary> ZRKClipmuleDataItem::nativeDictionary() const {
     if (!_itemFlags.hasNativeDictionary || _itemFlags.clearsNativeDictionary)
         return std::nullopt;
-    return _nativeDictionary;
+    if (_nativeDictionary)
+        return _nativeDictionary;
+    std::optional<NativeDictionary> read;
+    (void)ClipboardStore::shared().load(nativeDictionaryPath(), [&read](const ArchiveValue &root) {
+        NativeDictionary dictionary;
+        const PropertyList value = root.propertyList().value();
+        for (const auto &[type, bytes] : value.dictionary().asKeyValueRange())
+            dictionary.insert(type, bytes.data());
+        read = std::move(dictionary);
+    });
+    return read;
 }
 
 void ZRKClipmuleDataItem::releaseCachedData() {
@@ -44,20 +55,40 @@ void ZRKClipmuleDataItem::releaseCachedData() {
 }
 
 void ZRKClipmuleDataItem::saveExtraData() {
-    if (!_itemFlags.isImageDataDirty)
-        return;
-    const QString path = imageDataPath();
-    if (_imageData) {
-        try {
-            DataFile::write(path, *_imageData);
-        } catch (const PlatformException &) {
-            _itemFlags.hasImageData = false;
-            qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
-        }
-    } else {
-        DataFile::remove(path);
+    if (_itemFlags.clearsNativeDictionary) {
+        DataFile::remove(nativeDictionaryPath());
+        _itemFlags.clearsNativeDictionary = false;
+        _nativeDictionary.reset();
+    } else if (_itemFlags.isNativeDictionaryDirty) {
+        saveNativeDictionary();
     }
+    _itemFlags.isNativeDictionaryDirty = false;
+    if (_itemFlags.isImageDataDirty)
+        saveImageData();
     _itemFlags.isImageDataDirty = false;
+}
+
+void ZRKClipmuleDataItem::saveNativeDictionary() {
+    const QString path = nativeDictionaryPath();
+    const ArchiveValue root = ArchiveValue(_nativeDictionary).immutable();
+    if (ClipboardStore::shared().save(root, path))
+        return;
+    _itemFlags.hasNativeDictionary = false;
+    qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
+}
+
+void ZRKClipmuleDataItem::saveImageData() {
+    const QString path = imageDataPath();
+    if (!_imageData) {
+        DataFile::remove(path);
+        return;
+    }
+    try {
+        DataFile::write(path, *_imageData);
+    } catch (const PlatformException &) {
+        _itemFlags.hasImageData = false;
+        qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
+    }
 }
 
 void ZRKClipmuleDataItem::erase() {

@@ -34,10 +34,10 @@ private Q_SLOTS:
     void clipsLeaveTheirItemsWhenTheyGo();
     void idIsMadeOnceAndDroppedOnDemand();
     void removingAnItem();
-    void settingTheSameTitleChangesNothing();
+    void titleIsSetAndRemoved();
     void anyItemDecides();
     void sizeIsTitleAndItems();
-    void dirtyWhenAnyItemIs();
+    void newClipIsDirtyByItself();
     void dictionaryOfAClip();
     void dictionaryNeedsADate();
     void dictionaryRoundTrip();
@@ -168,7 +168,7 @@ void ClipTest::removingAnItem() {
     QVERIFY(other->firstItem()->data() == other.get());
 }
 
-void ClipTest::settingTheSameTitleChangesNothing() {
+void ClipTest::titleIsSetAndRemoved() {
     ZRKClipmuleData clip;
     clip.setTitle(QStringLiteral("title"));
     QCOMPARE(clip.title(), std::optional(QStringLiteral("title")));
@@ -201,7 +201,7 @@ void ClipTest::sizeIsTitleAndItems() {
     QCOMPARE(clip->size(), quint64(9));
 }
 
-void ClipTest::dirtyWhenAnyItemIs() {
+void ClipTest::newClipIsDirtyByItself() {
     auto clip = ZRKClipmuleData::initWithString(QStringLiteral("one"));
     clip->firstItem()->setDirty(false);
     // Its own fields have not been archived yet.

@@ -4,6 +4,7 @@
 #include "model/ClipboardStore.h"
 #include "model/DataFile.h"
 #include "platform/foundation/PlatformException.h"
+#include "tests/kit/ManualRunLoop.h"
 
 #include <QDir>
 #include <QFile>
@@ -30,6 +31,7 @@ private Q_SLOTS:
     void tooLargeAFileIsRefused();
     void plainIdsAreFileNames();
     void longestPlainId();
+    void unreadableFileKeepsASecondName();
     void usersStoreIsInTheDocumentsFolder();
 };
 
@@ -112,7 +114,34 @@ void DataFileTest::longestPlainId() {
              QString(199, u'a') + QStringLiteral(".x"));
 }
 
+void DataFileTest::unreadableFileKeepsASecondName() {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("file"));
+    const QString kept = path + QStringLiteral(".unreadable");
+    for (const char *bytes : {"one", "two", "three"}) {
+        DataFile::write(path, bytes);
+        DataFile::keepUnreadable(path);
+        QCOMPARE(DataFile::read(path), std::optional(QByteArray(bytes)));
+    }
+    DataFile::write(path, "four");
+    QCOMPARE(DataFile::read(kept), std::optional(QByteArray("one")));
+    QCOMPARE(DataFile::read(kept + u'2'), std::optional(QByteArray("two")));
+    QCOMPARE(DataFile::read(kept + u'3'), std::optional(QByteArray("three")));
+
+    // Gone meanwhile: nothing to keep.
+    DataFile::keepUnreadable(folder.filePath(QStringLiteral("none")));
+    QVERIFY(!QFile::exists(folder.filePath(QStringLiteral("none.unreadable"))));
+
+    // There is an end to it, and then the file stays.
+    for (int number = 4; number <= 100; ++number)
+        DataFile::write(kept + QString::number(number), "");
+    QVERIFY_EXCEPTION_THROWN(DataFile::keepUnreadable(path), PlatformException);
+    QCOMPARE(DataFile::read(path), std::optional(QByteArray("four")));
+}
+
 void DataFileTest::usersStoreIsInTheDocumentsFolder() {
+    kit::ManualRunLoop runLoop;
+    const RunLoop::Installation runLoopInstallation(runLoop);
     QCOMPARE(ClipboardStore::shared().dataPath(),
              QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
     ClipboardStore other(QStringLiteral("/other"));

@@ -1,0 +1,219 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/ZRKClipmuleClipboard.h"
+
+#include "Common/Categories/ZRKNSStringCategory.h"
+#include "model/ClipboardStore.h"
+#include "model/DataFile.h"
+#include "platform/foundation/PlatformException.h"
+#include "support/ZRKNotificationCenter.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+
+namespace clipmule {
+
+ZRKClipmuleClipboard::ZRKClipmuleClipboard() = default;
+
+ZRKClipmuleClipboard::~ZRKClipmuleClipboard() {
+    if (!_items)
+        return;
+    for (const auto &clip : std::as_const(*_items)) {
+        if (clip->clipboard() == this)
+            clip->setClipboard(nullptr);
+    }
+}
+
+QString ZRKClipmuleClipboard::dataPath() {
+    return ClipboardStore::shared().dataPath();
+}
+
+std::shared_ptr<ZRKClipmuleClipboard> ZRKClipmuleClipboard::mainClipboard() {
+    return ClipboardStore::shared().mainClipboard();
+}
+
+ZRKClipmuleClipboard::Clipboards ZRKClipmuleClipboard::customClipboards() {
+    return ClipboardStore::shared().customClipboards();
+}
+
+std::shared_ptr<ZRKClipmuleClipboard> ZRKClipmuleClipboard::clipboardWithOID(const QString &oid) {
+    return ClipboardStore::shared().clipboardWithOID(oid);
+}
+
+std::shared_ptr<ZRKClipmuleData>
+ZRKClipmuleClipboard::storedClipmuleDataWithOID(const QString &oid) {
+    return ClipboardStore::shared().clipmuleDataWithOID(oid);
+}
+
+void ZRKClipmuleClipboard::insertCustomClipboardAtIndex(
+    const std::shared_ptr<ZRKClipmuleClipboard> &clipboard, qsizetype index) {
+    ClipboardStore::shared().insertCustomClipboardAtIndex(clipboard, index);
+}
+
+void ZRKClipmuleClipboard::removeCustomClipboard(
+    const std::shared_ptr<ZRKClipmuleClipboard> &clipboard) {
+    ClipboardStore::shared().removeCustomClipboard(clipboard);
+}
+
+void ZRKClipmuleClipboard::moveClipboardAtIndexToIndex(qsizetype from, qsizetype to) {
+    ClipboardStore::shared().moveClipboardAtIndexToIndex(from, to);
+}
+
+void ZRKClipmuleClipboard::saveIfNeeded() {
+    ClipboardStore::shared().saveIfNeeded();
+}
+
+QString ZRKClipmuleClipboard::oid() const {
+    if (!_oid)
+        _oid = ZRKNSStringCategory::uuid();
+    return *_oid;
+}
+
+QString ZRKClipmuleClipboard::itemsPath() const {
+    return ClipboardStore::shared().path(oid(), QStringLiteral("clipboardItems"));
+}
+
+std::optional<QString> ZRKClipmuleClipboard::title() const {
+    return isMain() ? QCoreApplication::translate("Clipmule", "Clipboard") : _title;
+}
+
+void ZRKClipmuleClipboard::setTitle(const std::optional<QString> &title) {
+    if (_title && title && *_title == *title)
+        return;
+    _title = title;
+    _isDirty = true;
+}
+
+QString ZRKClipmuleClipboard::iconName() const {
+    return isMain() ? QStringLiteral("main") : _iconName.value_or(QStringLiteral("default"));
+}
+
+void ZRKClipmuleClipboard::setIconName(const std::optional<QString> &iconName) {
+    if (_iconName && iconName && *_iconName == *iconName)
+        return;
+    _iconName = iconName;
+    _isDirty = true;
+}
+
+const ZRKClipmuleClipboard::Clips &ZRKClipmuleClipboard::items() const {
+    return loadedItems();
+}
+
+ZRKClipmuleClipboard::Clips &ZRKClipmuleClipboard::loadedItems() const {
+    if (_items)
+        return *_items;
+    Clips clips;
+    const bool isLoaded =
+        ClipboardStore::shared().load(itemsPath(), [&clips](const ArchiveValue &root) {
+            clips = root.objectsOfClass<ZRKClipmuleData>().value_or(Clips());
+        });
+    for (const auto &clip : std::as_const(clips))
+        clip->setClipboard(const_cast<ZRKClipmuleClipboard *>(this));
+    _items = std::move(clips);
+    // The list and this number are in two files; a program that was killed between writing them
+    // left them apart.
+    if (isLoaded)
+        _count = quint64(_items->size());
+    return *_items;
+}
+
+void ZRKClipmuleClipboard::postChange(const QString &name, const QString &clipsName,
+                                      const std::shared_ptr<ZRKClipmuleData> &clip) {
+    auto &center = ZRKNotificationCenter::platformDefault();
+    std::shared_ptr<const Object> self = weak_from_this().lock();
+    if (!self)
+        self = unowned(this);
+    center.postNotification({ZRKClipmuleClipboardDidChange, self, {}, nullptr});
+    center.postNotification({name, self, {}, clip});
+    center.postNotification({clipsName, clip, {}, nullptr});
+}
+
+void ZRKClipmuleClipboard::insertClipmuleDataAtIndex(const std::shared_ptr<ZRKClipmuleData> &clip,
+                                                     qsizetype index) {
+    // The argument may be an element of a list, and observers may drop the clipboard.
+    const auto inserted = clip;
+    const auto self = weak_from_this().lock();
+    Clips &clips = loadedItems();
+    if (index < 0 || index > clips.size()) {
+        throw PlatformException(QStringLiteral("RangeException"),
+                                QStringLiteral("index %1 is beyond the %2 clips of the clipboard")
+                                    .arg(index)
+                                    .arg(clips.size()));
+    }
+    clips.insert(index, inserted);
+    ClipboardStore::shared().keepClip(inserted);
+    _count = quint64(clips.size());
+    inserted->setClipboard(this);
+    _isDirty = true;
+    _itemsDirty = true;
+    postChange(ZRKClipmuleClipboardDidInsert, ZRKClipmuleDataWasAdded, inserted);
+    while (capacity() != 0 && clips.size() > capacity())
+        removeClipmuleData(clips.last());
+}
+
+void ZRKClipmuleClipboard::removeClipmuleData(const std::shared_ptr<ZRKClipmuleData> &clip) {
+    const auto removed = clip;
+    const auto self = weak_from_this().lock();
+    Clips &clips = loadedItems();
+    const qsizetype index = clips.indexOf(removed);
+    if (index < 0)
+        return;
+    ClipboardStore::shared().eraseClipLater(removed);
+    clips.removeAt(index);
+    _count = quint64(clips.size());
+    removed->setClipboard(nullptr);
+    _isDirty = true;
+    _itemsDirty = true;
+    postChange(ZRKClipmuleClipboardDidRemove, ZRKClipmuleDataWasRemoved, removed);
+}
+
+std::shared_ptr<ZRKClipmuleData>
+ZRKClipmuleClipboard::clipmuleDataWithOID(const QString &oid) const {
+    const Clips &clips = items();
+    const auto found = std::find_if(clips.begin(), clips.end(),
+                                    [&](const auto &clip) { return clip->oid() == oid; });
+    return found == clips.end() ? nullptr : *found;
+}
+
+bool ZRKClipmuleClipboard::isAnyLoadedClipDirty() const {
+    return _items && std::any_of(_items->begin(), _items->end(),
+                                 [](const auto &clip) { return clip->isDirty(); });
+}
+
+bool ZRKClipmuleClipboard::isDirty() const {
+    return _isDirty || _itemsDirty || isAnyLoadedClipDirty();
+}
+
+void ZRKClipmuleClipboard::releaseCachedData() {
+    if (!_items)
+        return;
+    for (const auto &clip : std::as_const(*_items))
+        clip->releaseCachedData();
+}
+
+void ZRKClipmuleClipboard::erase() {
+    Clips &clips = loadedItems();
+    for (const auto &clip : std::as_const(clips)) {
+        clip->erase();
+        clip->setClipboard(nullptr);
+    }
+    clips.clear();
+    DataFile::remove(itemsPath());
+}
+
+bool ZRKClipmuleClipboard::isEqual(const Object &other) const {
+    const auto *clipboard = dynamic_cast<const ZRKClipmuleClipboard *>(&other);
+    return clipboard && oid() == clipboard->oid();
+}
+
+size_t ZRKClipmuleClipboard::hash() const {
+    return qHash(oid());
+}
+
+QString ZRKClipmuleClipboard::description() const {
+    return _title.value_or(QStringLiteral("(null)"));
+}
+
+} // namespace clipmule

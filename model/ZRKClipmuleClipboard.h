@@ -1,0 +1,123 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "model/ZRKClipmuleData.h"
+#include "platform/foundation/Coding.h"
+#include "platform/foundation/Object.h"
+
+#include <QList>
+
+#include <memory>
+#include <optional>
+
+namespace clipmule {
+
+// Posted on the platform's default centre with the clipboard as the object. The last two carry the
+// clip as their attachment, which stands for the entry of this key.
+inline const QString ZRKClipmuleClipboardDidChange =
+    QStringLiteral("ZRKClipmuleClipboardDidChange");
+inline const QString ZRKClipmuleClipboardDidInsert =
+    QStringLiteral("ZRKClipmuleClipboardDidInsert");
+inline const QString ZRKClipmuleClipboardDidRemove =
+    QStringLiteral("ZRKClipmuleClipboardDidRemove");
+inline const QString ZRKClipmuleClipboardDataKey = QStringLiteral("ZRKClipmuleClipboardDataKey");
+
+/// A named, ordered list of clips, kept on disk: the main clipboard, which holds the latest 200, or
+/// one that the user made.
+///
+/// What it is called and how many clips it has is known without its clips, which are loaded when
+/// they are asked for. The class operations go to ClipboardStore::shared(). Main thread only.
+class ZRKClipmuleClipboard final : public Object,
+                                   public Coding,
+                                   public std::enable_shared_from_this<ZRKClipmuleClipboard> {
+public:
+    using Clips = QList<std::shared_ptr<ZRKClipmuleData>>;
+    using Clipboards = QList<std::shared_ptr<ZRKClipmuleClipboard>>;
+
+    static inline const QString mainOID = QStringLiteral("Main");
+    static constexpr qsizetype mainCapacity = 200;
+
+    /// Dirty, without clips and without an id yet.
+    ZRKClipmuleClipboard();
+    ~ZRKClipmuleClipboard() override;
+
+    // Class operations, see ClipboardStore.
+    [[nodiscard]] static QString dataPath();
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleClipboard> mainClipboard();
+    [[nodiscard]] static Clipboards customClipboards();
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleClipboard> clipboardWithOID(const QString &oid);
+    /// In any clipboard.
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
+    storedClipmuleDataWithOID(const QString &oid);
+    static void insertCustomClipboardAtIndex(const std::shared_ptr<ZRKClipmuleClipboard> &clipboard,
+                                             qsizetype index);
+    static void removeCustomClipboard(const std::shared_ptr<ZRKClipmuleClipboard> &clipboard);
+    static void moveClipboardAtIndexToIndex(qsizetype from, qsizetype to);
+    static void saveIfNeeded();
+
+    /// Made when it is first asked for.
+    [[nodiscard]] QString oid() const;
+    void setOid(const QString &oid) { _oid = oid; }
+    [[nodiscard]] bool isMain() const { return oid() == mainOID; }
+    /// Of the file that holds the clips.
+    [[nodiscard]] QString itemsPath() const;
+
+    /// In the user's language for the main clipboard.
+    [[nodiscard]] std::optional<QString> title() const;
+    /// A title equal to the stored one changes nothing.
+    void setTitle(const std::optional<QString> &title);
+    /// "main" for the main clipboard, "default" where none was set.
+    [[nodiscard]] QString iconName() const;
+    void setIconName(const std::optional<QString> &iconName);
+    /// How many clips it holds; costs no look at them.
+    [[nodiscard]] quint64 count() const { return _count; }
+    void setCount(quint64 count) { _count = count; }
+    /// How many it can hold; 0 for any number.
+    [[nodiscard]] qsizetype capacity() const { return isMain() ? mainCapacity : 0; }
+
+    /// Loads the clips when they are not loaded yet.
+    [[nodiscard]] const Clips &items() const;
+    /// Clips beyond the capacity are removed from the end. An index beyond the end raises a
+    /// PlatformException named "RangeException".
+    void insertClipmuleDataAtIndex(const std::shared_ptr<ZRKClipmuleData> &clip, qsizetype index);
+    /// Its files are erased at the next save, unless it is inserted again before. A clip that is
+    /// not in this clipboard changes nothing.
+    void removeClipmuleData(const std::shared_ptr<ZRKClipmuleData> &clip);
+    /// Null when there is none.
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clipmuleDataWithOID(const QString &oid) const;
+
+    /// The clipboard itself, its list, or any clip already loaded changed since it was archived.
+    [[nodiscard]] bool isDirty() const;
+    void setDirty(bool dirty) { _isDirty = dirty; }
+    void releaseCachedData();
+    /// Deletes the files of every clip and of the list.
+    void erase();
+
+    [[nodiscard]] QStringList archivedClassNames() const override;
+    /// Writes the file of the clips as well when it needs to be.
+    void encodeWithCoder(Encoder &coder) override;
+    void initWithCoder(Decoder &coder) override;
+
+    /// The same id.
+    [[nodiscard]] bool isEqual(const Object &other) const override;
+    [[nodiscard]] size_t hash() const;
+    [[nodiscard]] QString description() const override;
+
+private:
+    [[nodiscard]] Clips &loadedItems() const;
+    [[nodiscard]] bool isAnyLoadedClipDirty() const;
+    void postChange(const QString &name, const QString &clipsName,
+                    const std::shared_ptr<ZRKClipmuleData> &clip);
+
+    mutable std::optional<QString> _oid;
+    std::optional<QString> _title;
+    std::optional<QString> _iconName;
+    mutable quint64 _count = 0;
+    mutable std::optional<Clips> _items;
+    bool _isDirty = true;
+    bool _itemsDirty = false;
+};
+
+} // namespace clipmule

@@ -1,0 +1,61 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/ZRKClipmuleDataItem.h"
+
+namespace clipmule {
+
+namespace {
+
+// The persistent cache of another version holds values that are derived in other ways.
+constexpr qint64 currentCacheVersion = 2;
+
+const QString oidKey = QStringLiteral("oid");
+const QString imageDataHashKey = QStringLiteral("imageDataHash");
+const QString stringKey = QStringLiteral("string");
+const QString urlKey = QStringLiteral("url");
+const QString hasImageDataKey = QStringLiteral("hasImageData");
+const QString hasNativeDictionaryKey = QStringLiteral("hasNativeDictionary");
+const QString cacheDictionaryKey = QStringLiteral("cacheDictionary");
+const QString cacheVersionKey = QStringLiteral("cacheVersion");
+const QString createdByKey = QStringLiteral("createdBy");
+
+} // namespace
+
+QStringList ZRKClipmuleDataItem::archivedClassNames() const {
+    return {QStringLiteral("ZRKClipmuleDataItem"), QStringLiteral("NSObject")};
+}
+
+void ZRKClipmuleDataItem::encodeWithCoder(Encoder &coder) {
+    saveExtraData();
+    coder.encodeObject(oid(), oidKey);
+    coder.encodeObject(quint32(_imageDataHash), imageDataHashKey);
+    coder.encodeObject(_string, stringKey);
+    coder.encodeObject(_url, urlKey);
+    coder.encodeBool(_itemFlags.hasImageData, hasImageDataKey);
+    coder.encodeBool(_itemFlags.hasNativeDictionary, hasNativeDictionaryKey);
+    if (coder.allowsKeyedCoding())
+        coder.encodeObject(_persistentCacheDictionary, cacheDictionaryKey);
+    coder.encodeInteger(currentCacheVersion, cacheVersionKey);
+    coder.encodeInteger(_createdBy, createdByKey);
+    _itemFlags.isDirty = false;
+}
+
+void ZRKClipmuleDataItem::initWithCoder(Decoder &coder) {
+    _itemFlags = {};
+    _oid = coder.decodeString(oidKey);
+    const std::optional<PropertyList> hash = coder.decodeNumber(imageDataHashKey);
+    _imageDataHash = hash ? hash->unsignedValue() : 0;
+    _string = coder.decodeString(stringKey);
+    _url = coder.decodeUrl(urlKey);
+    _itemFlags.hasImageData = coder.decodeBool(hasImageDataKey);
+    _itemFlags.hasNativeDictionary = coder.decodeBool(hasNativeDictionaryKey);
+    std::optional<PropertyList> cache;
+    if (coder.allowsKeyedCoding())
+        cache = coder.decodePropertyList(cacheDictionaryKey);
+    if (coder.decodeInteger(cacheVersionKey) == currentCacheVersion && cache)
+        _persistentCacheDictionary = cache->dictionary();
+    _createdBy = coder.decodeInteger(createdByKey);
+}
+
+} // namespace clipmule

@@ -1,0 +1,54 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+// Inserts clips into the store of a folder, saves after each, and says so, until it is killed: by
+// itself, so many microseconds after the first save.
+// Usage: store_writer FOLDER FIRST MICROSECONDS, where FIRST is the number of the first clip.
+
+#include "model/ClipboardStore.h"
+#include "model/ZRKClipmuleClipboard.h"
+#include "tests/kit/ManualRunLoop.h"
+
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+
+using namespace clipmule;
+
+namespace {
+
+// As if from outside: the kernel sends it whatever the program is doing then.
+void killLater(long microseconds) {
+    sigevent event{};
+    event.sigev_notify = SIGEV_SIGNAL;
+    event.sigev_signo = SIGKILL;
+    timer_t timer{};
+    itimerspec time{};
+    time.it_value.tv_nsec = 1 + microseconds * 1000;
+    if (::timer_create(CLOCK_MONOTONIC, &event, &timer) != 0 ||
+        ::timer_settime(timer, 0, &time, nullptr) != 0)
+        std::raise(SIGKILL);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc != 4)
+        return 2;
+    kit::ManualRunLoop runLoop;
+    const RunLoop::Installation runLoopInstallation(runLoop);
+    ClipboardStore store(QString::fromLocal8Bit(argv[1]));
+    const ClipboardStore::Installation storeInstallation(store);
+    const int first = QByteArray(argv[2]).toInt();
+    for (int number = first;; ++number) {
+        const auto clip =
+            ZRKClipmuleData::initWithImageData(QByteArray(1000, 'i') + QByteArray::number(number));
+        clip->firstItem()->setString(QString::number(number));
+        ZRKClipmuleClipboard::mainClipboard()->insertClipmuleDataAtIndex(clip, 0);
+        ZRKClipmuleClipboard::saveIfNeeded();
+        std::printf("%d\n", number);
+        std::fflush(stdout);
+        if (number == first)
+            killLater(QByteArray(argv[3]).toLong());
+    }
+}
