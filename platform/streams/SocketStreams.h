@@ -25,7 +25,7 @@ inline constexpr int socketBufferSize = 524288;
 // A peer that vanishes without a word (out of range, battery empty) is given up within a minute of
 // the next write and within two minutes of silence. The kernel ends a silent connection at the
 // first probe that finds the unacknowledged time used up, so the idle time and the probes lie below
-// it: three probes may get lost, and the end comes after 60 s in either case.
+// it: three probes may get lost. The end then comes 55 s after a write and after 60 s of silence.
 
 /// Unacknowledged data ends the connection after this long, in milliseconds.
 inline constexpr int unacknowledgedTimeLimit = 55000;
