@@ -34,24 +34,11 @@ if(CLIPMULE_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
-function(_clipmule_missing sources result) #dev
-    set(${result} FALSE PARENT_SCOPE) #dev
-    foreach(source ${sources}) #dev
-        if(NOT EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${source} AND NOT EXISTS ${source}) #dev
-            message(STATUS "missing ${CMAKE_CURRENT_SOURCE_DIR}/${source}") #dev
-            set(${result} TRUE PARENT_SCOPE) #dev
-        endif() #dev
-    endforeach() #dev
-endfunction() #dev
 
 # clipmule_library(<folder> SOURCES ... [LINK ...] [PRIVATE_LINK ...])
 # Static library clipmule_<folder> with the alias Clipmule::<folder>; includes are from the root.
 function(clipmule_library folder)
     cmake_parse_arguments(arg "" "" "SOURCES;LINK;PRIVATE_LINK" ${ARGN})
-    _clipmule_missing("${arg_SOURCES}" missing) #dev
-    if(missing) #dev
-        return() #dev
-    endif() #dev
     add_library(clipmule_${folder} STATIC ${arg_SOURCES})
     add_library(Clipmule::${folder} ALIAS clipmule_${folder})
     target_include_directories(clipmule_${folder} PUBLIC ${PROJECT_SOURCE_DIR})
@@ -61,10 +48,6 @@ endfunction()
 # clipmule_program(<name> SOURCES ... [LINK ...])
 function(clipmule_program name)
     cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
-    _clipmule_missing("${arg_SOURCES}" missing) #dev
-    if(missing) #dev
-        return() #dev
-    endif() #dev
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE ${arg_LINK})
     target_compile_definitions(${name} PRIVATE CLIPMULE_VERSION="${PROJECT_VERSION}")
@@ -76,10 +59,6 @@ endfunction()
 # network; its exit status 77 counts as skipped.
 function(clipmule_test name)
     cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LINK;WRAPPER;LABELS" ${ARGN})
-    _clipmule_missing("${arg_SOURCES}" missing) #dev
-    if(missing) #dev
-        return() #dev
-    endif() #dev
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE ${arg_LINK} Clipmule::kit Qt6::Test)
     target_compile_definitions(${name} PRIVATE CLIPMULE_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data"
