@@ -59,10 +59,6 @@ struct Offer {
 /// targets, names that no display server takes) are left out.
 [[nodiscard]] QList<Offer> offers(const PasteboardContents &contents);
 
-/// Whether the newer contents carry, in the readings that the program knows, nothing that the older
-/// did not carry as well: a clipboard manager took over what it had read.
-[[nodiscard]] bool isTakeover(const PasteboardContents &newer, const PasteboardContents &older);
-
 /// The MIME type of an image's bytes, by their first ones; empty when they are of no known format.
 [[nodiscard]] QString imageTypeOf(const QByteArray &data);
 

@@ -157,19 +157,6 @@ QList<Offer> offers(const PasteboardContents &contents) {
     return OfferBuilder(contents).build();
 }
 
-bool isTakeover(const PasteboardContents &newer, const PasteboardContents &older) {
-    const QList<Offer> before = offers(older);
-    bool hasReading = false;
-    for (const Offer &offer : offers(newer)) {
-        if (newer.contains(offer.target)) // under its own name: not a reading of ours
-            continue;
-        hasReading = true;
-        if (!before.contains(offer))
-            return false;
-    }
-    return hasReading;
-}
-
 QString imageTypeOf(const QByteArray &data) {
     if (data.startsWith("\x89PNG\r\n\x1a\n"))
         return QStringLiteral("image/png");

@@ -74,7 +74,9 @@ void PasteboardX11::ownerChanged(xcb_window_t owner, xcb_timestamp_t time) {
     _reader.abandon();
     if (owner == XCB_NONE) {
         if (!contents().isEmpty())
-            _leftBehind = contents();
+            _leftBehind = PasteboardFingerprint(contents());
+        else if (!_released.isEmpty())
+            _leftBehind = std::exchange(_released, {});
         setContents({});
         return;
     }
@@ -98,9 +100,11 @@ void PasteboardX11::fetched(const std::optional<PasteboardContents> &fetchedCont
     // Of an owner that hangs nothing is known; the last complete contents stay.
     if (!fetchedContents)
         return;
-    const bool isTakeover =
-        _leftBehind && PasteboardTypes::isTakeover(*fetchedContents, *_leftBehind);
-    _leftBehind.reset();
+    bool isTakeover = false;
+    if (!_leftBehind.isEmpty())
+        isTakeover = PasteboardFingerprint(*fetchedContents).isWithin(_leftBehind);
+    _leftBehind = {};
+    _released = {};
     _isStale = false;
     setContents(*fetchedContents);
     if (counting == Counting::Counted && !isTakeover && !fetchedContents->isEmpty())
@@ -121,17 +125,20 @@ void PasteboardX11::publish() {
     _settle.cancel();
     _reader.abandon();
     _isStale = false;
-    _leftBehind = contents();
+    _released = {};
+    _leftBehind = PasteboardFingerprint(contents());
     ++_ownEventsToCome;
     _owner.own(PasteboardTypes::offers(contents()));
 }
 
 void PasteboardX11::releaseContents() {
-    const bool hadContents = !contents().isEmpty();
+    const PasteboardContents before = contents();
     StagedPasteboard::releaseContents();
+    if (before.isEmpty() || !contents().isEmpty())
+        return;
+    _released = PasteboardFingerprint(before);
     // Whoever begins to watch later finds them fetched again.
-    if (hadContents && contents().isEmpty())
-        _isStale = true;
+    _isStale = true;
 }
 
 void PasteboardX11::prepareToQuit(std::function<void()> done) {
@@ -140,7 +147,8 @@ void PasteboardX11::prepareToQuit(std::function<void()> done) {
 
 void PasteboardX11::x11ConnectionLost() {
     _settle.cancel();
-    _leftBehind.reset();
+    _leftBehind = {};
+    _released = {};
     setContents({});
 }
 

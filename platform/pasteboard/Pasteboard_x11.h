@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/foundation/RunLoop.h"
+#include "platform/pasteboard/PasteboardFingerprint.h"
 #include "platform/pasteboard/StagedPasteboard.h"
 #include "platform/pasteboard/X11SelectionOwner.h"
 #include "platform/pasteboard/X11SelectionReader.h"
@@ -63,7 +64,8 @@ private:
     // Events of our own taking that are still to come: older ones of others say nothing any more.
     int _ownEventsToCome = 0;
     // What a clipboard manager may take over: the contents of an owner that quit, or our own.
-    std::optional<PasteboardContents> _leftBehind;
+    PasteboardFingerprint _leftBehind;
+    PasteboardFingerprint _released; // of the contents that were let go
 };
 
 /// Whether the display tells of changes of the clipboard at all.

@@ -33,8 +33,7 @@ public:
     void setPropertyListForType(const PropertyList &value, const QString &type) override;
     void writeUrl(const QUrl &url) override;
     void commit() override;
-    /// Of more than a megabyte, for which the memory is worth having. Smaller ones stay, to tell a
-    /// clipboard manager that takes them over from a new copy.
+    /// Of more than a megabyte, for which the memory is worth having.
     void releaseContents() override;
 
 protected:

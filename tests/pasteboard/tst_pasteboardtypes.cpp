@@ -248,32 +248,6 @@ private Q_SLOTS:
         QVERIFY(!contents.data(contents.types().first()));
     }
 
-    void takeoverCarriesNothingNew_data() {
-        QTest::addColumn<PasteboardContents>("newer");
-        QTest::addColumn<bool>("isTakeover");
-        using namespace PasteboardType;
-        const auto row =
-            [](const char *name, const QList<PasteboardContents::Representation> &newer,
-               bool isTakeover) { QTest::newRow(name) << PasteboardContents(newer) << isTakeover; };
-        row("the same", {{NSStringPboardType, "x"}, {publicHtml, "<b>"}}, true);
-        row("less", {{NSStringPboardType, "x"}}, true);
-        row("with a mark of its own", {{NSStringPboardType, "x"}, {QStringLiteral("x.mine"), "1"}},
-            true);
-        row("other text", {{NSStringPboardType, "y"}}, false);
-        row("more", {{NSStringPboardType, "x"}, {publicHtml, "<b>"}, {publicPng, "p"}}, false);
-        row("other HTML", {{NSStringPboardType, "x"}, {publicHtml, "<i>"}}, false);
-        row("its image under its own name", {{publicPng, png}}, true);
-        row("nothing that is known", {{QStringLiteral("x.mine"), "1"}}, false);
-        row("nothing", {}, false);
-    }
-    void takeoverCarriesNothingNew() {
-        QFETCH(PasteboardContents, newer);
-        const PasteboardContents older({{PasteboardType::NSStringPboardType, "x"},
-                                        {PasteboardType::publicHtml, "<b>"},
-                                        {PasteboardType::NSTIFFPboardType, png}});
-        QTEST(PasteboardTypes::isTakeover(newer, older), "isTakeover");
-    }
-
     // Writing
 
     void typesBecomeTargets_data() {

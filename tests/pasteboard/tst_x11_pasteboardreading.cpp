@@ -464,6 +464,27 @@ private Q_SLOTS:
         QCOMPARE(desktop.pasteboard->changeCount(), 2);
     }
 
+    void managerThatTakesOverWhatWasLetGoIsNoCopy() {
+        Desktop desktop;
+        X11TestOwner owner;
+        const QByteArray image(2'000'000, 'x');
+        owner.own({{"image/png", image}});
+        QVERIFY(desktop.fetchEnds());
+        desktop.pasteboard->releaseContents();
+        QVERIFY(desktop.pasteboard->types().isEmpty());
+        X11TestOwner manager;
+        owner.quit();
+        manager.own({{"image/png", image}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        QVERIFY(desktop.pasteboard->dataForType(publicPng) == image);
+        // And whoever begins to watch finds the contents again.
+        desktop.pasteboard->releaseContents();
+        desktop.pasteboard->setWatching(true);
+        QVERIFY(await([&] { return !desktop.pasteboard->types().isEmpty(); }));
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+    }
+
     void otherContentsAfterAQuitAreACopy() {
         Desktop desktop;
         X11TestOwner owner;

@@ -1,0 +1,75 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/pasteboard/Pasteboard.h"
+#include "platform/pasteboard/PasteboardFingerprint.h"
+#include "platform/pasteboard/PasteboardReadings.h"
+
+#include <QTest>
+
+using namespace clipmule;
+using namespace clipmule::PasteboardType;
+
+namespace {
+
+const PropertyList oneFile(PropertyList::List{QStringLiteral("/a")});
+
+} // namespace
+
+class PasteboardFingerprintTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void isWithinWhatItWasTakenFrom_data() {
+        QTest::addColumn<PasteboardContents>("newer");
+        QTest::addColumn<bool>("isWithin");
+        const auto row = [](const char *name,
+                            const QList<PasteboardContents::Representation> &newer, bool isWithin) {
+            QTest::newRow(name) << PasteboardContents(newer) << isWithin;
+        };
+        row("the same text and HTML", {{NSStringPboardType, "x"}, {publicHtml, "<b>"}}, true);
+        row("less", {{NSStringPboardType, "x"}}, true);
+        row("with a mark of its own", {{NSStringPboardType, "x"}, {QStringLiteral("x.mine"), "1"}},
+            true);
+        row("other text", {{NSStringPboardType, "y"}}, false);
+        row("longer text", {{NSStringPboardType, "xx"}}, false);
+        row("text that was HTML", {{NSStringPboardType, "<b>"}}, false);
+        row("more", {{NSStringPboardType, "x"}, {NSRTFPboardType, "{"}}, false);
+        row("other HTML", {{NSStringPboardType, "x"}, {publicHtml, "<i>"}}, false);
+        row("its image under another name", {{publicPng, "image"}}, true);
+        row("another image", {{publicPng, "picture"}}, false);
+        row("its files in another form",
+            {{NSFilenamesPboardType, PropertyListSerialization::binary(oneFile)}}, true);
+        row("its URL", {{NSURLPboardType, "http://a.org/"}}, true);
+        row("declared without bytes", {{NSStringPboardType, std::nullopt}}, false);
+        row("nothing that is known", {{QStringLiteral("x.mine"), "1"}}, false);
+        row("nothing", {}, false);
+    }
+    void isWithinWhatItWasTakenFrom() {
+        QFETCH(PasteboardContents, newer);
+        const PasteboardFingerprint older(PasteboardContents(
+            {{NSStringPboardType, "x"},
+             {publicHtml, "<b>"},
+             {NSTIFFPboardType, "image"},
+             {NSFilenamesPboardType, PropertyListSerialization::xml(oneFile)},
+             {NSURLPboardType,
+              PasteboardReadings::urlData(QUrl(QStringLiteral("http://a.org/")))}}));
+        QTEST(PasteboardFingerprint(newer).isWithin(older), "isWithin");
+        QVERIFY(!PasteboardFingerprint(newer).isWithin({}));
+    }
+
+    void urlAloneIsTextToo() {
+        const PasteboardFingerprint url(PasteboardContents({{NSURLPboardType, "http://a.org/"}}));
+        const PasteboardFingerprint text(
+            PasteboardContents({{NSStringPboardType, "http://a.org/"}}));
+        QVERIFY(text.isWithin(url));
+        QVERIFY(!url.isWithin(text));
+        QVERIFY(PasteboardFingerprint().isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(PasteboardFingerprintTest)
+#include "tst_pasteboardfingerprint.moc"
