@@ -3,12 +3,13 @@
 
 #include "net/ZRKNetServiceServer.h"
 #include "platform/dnssd/FakeDnsSd.h"
+#include "tests/kit/LoopbackSockets.h"
 #include "tests/net/Recorder.h"
-#include "tests/streams/LoopbackSockets.h"
 
 #include <QTest>
 
 using namespace clipmule;
+namespace loopback = kit::loopback;
 using kit::objectFrame;
 using kit::text;
 

@@ -6,14 +6,15 @@
 #include "platform/dnssd/FakeDnsSd.h"
 #include "platform/dnssd/NetService.h"
 #include "platform/streams/SocketStreams.h"
+#include "tests/kit/LoopbackSockets.h"
 #include "tests/net/Recorder.h"
-#include "tests/streams/LoopbackSockets.h"
 
 #include <QTest>
 
 #include <poll.h>
 
 using namespace clipmule;
+namespace loopback = kit::loopback;
 using kit::objectFrame;
 using kit::text;
 

@@ -3,8 +3,8 @@
 
 #include "platform/foundation/PlatformException.h"
 #include "platform/streams/SocketStreams.h"
+#include "tests/kit/LoopbackSockets.h"
 #include "tests/net/Recorder.h"
-#include "tests/streams/LoopbackSockets.h"
 
 #include <QTest>
 
@@ -13,6 +13,7 @@
 #include <stdexcept>
 
 using namespace clipmule;
+namespace loopback = kit::loopback;
 using kit::objectFrame;
 using kit::text;
 

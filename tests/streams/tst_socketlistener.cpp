@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/streams/SocketListener.h"
+#include "tests/kit/LoopbackSockets.h"
 #include "tests/kit/ManualRunLoop.h"
-#include "tests/streams/LoopbackSockets.h"
 
 #include <QTest>
 
@@ -11,6 +11,7 @@
 #include <vector>
 
 using namespace clipmule;
+namespace loopback = kit::loopback;
 
 class SocketListenerTest : public QObject {
     Q_OBJECT

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/streams/SocketStreams.h"
+#include "tests/kit/LoopbackSockets.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/Settle.h"
-#include "tests/streams/LoopbackSockets.h"
 
 #include <QTest>
 
@@ -12,6 +12,7 @@
 #include <poll.h>
 
 using namespace clipmule;
+namespace loopback = kit::loopback;
 
 namespace {
 

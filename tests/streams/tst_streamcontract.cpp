@@ -3,15 +3,16 @@
 
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/streams/SocketStreams.h"
+#include "tests/kit/LoopbackSockets.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/MemoryStreams.h"
-#include "tests/streams/LoopbackSockets.h"
 
 #include <QTest>
 
 #include <optional>
 
 using namespace clipmule;
+namespace loopback = kit::loopback;
 
 namespace {
 

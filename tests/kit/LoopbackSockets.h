@@ -14,7 +14,7 @@
 #include <unistd.h>
 
 /// Plain blocking sockets on the loopback interface, for the far end of a test's connection.
-namespace clipmule::loopback {
+namespace clipmule::kit::loopback {
 
 inline sockaddr_in address(quint16 port) {
     sockaddr_in result{};
@@ -104,4 +104,4 @@ inline void reset(FileHandle &socket) {
     socket.close();
 }
 
-} // namespace clipmule::loopback
+} // namespace clipmule::kit::loopback
