@@ -1,0 +1,132 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/desktop/ActiveApplication_x11.h"
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/keyboard/KeyboardEvents_xtest.h"
+#include "platform/pasteboard/NullPasteboard.h"
+#include "platform/pasteboard/PasteboardFactory.h"
+#include "platform/pasteboard/Pasteboard_x11.h"
+#include "platform/x11/X11Display.h"
+#include "tests/pasteboard/Await.h"
+
+#include <QProcess>
+#include <QTest>
+
+using namespace clipmule;
+using namespace clipmule::PasteboardType;
+using clipmule::tests::await;
+
+// A display server of the test's own, which dies.
+class X11DisplayLossTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void init() {
+        _server.start(QStringLiteral("Xvfb"),
+                      {QStringLiteral("-displayfd"), QStringLiteral("1"),
+                       QStringLiteral("-noreset"), QStringLiteral("-nolisten"),
+                       QStringLiteral("tcp"), QStringLiteral("-screen"), QStringLiteral("0"),
+                       QStringLiteral("64x64x24")});
+        QVERIFY(await([this] { return _server.canReadLine(); }));
+        _display = ":" + _server.readLine().trimmed();
+    }
+    void cleanup() {
+        _server.kill();
+        _server.waitForFinished();
+    }
+
+    void everybodyGoesOnWithoutIt() {
+        const auto connection = X11Connection::open(_display);
+        QVERIFY(connection);
+        const auto pasteboard = makePasteboard(connection);
+        QVERIFY(dynamic_cast<PasteboardX11 *>(pasteboard.get()));
+        XTestKeyboardEvents keyboard(connection);
+        const ActiveApplicationX11 application(connection, {},
+                                               std::make_unique<DesktopFiles>(QStringList()));
+        pasteboard->declareTypes({});
+        pasteboard->setStringForType(QStringLiteral("x"), NSStringPboardType);
+        pasteboard->commit();
+        int losses = 0;
+        whenX11DisplayIsLost(connection, [&] { ++losses; });
+
+        QTest::ignoreMessage(QtWarningMsg, "the X11 display server has gone");
+        _server.kill();
+        QVERIFY(await([&] { return losses > 0; }));
+        QCOMPARE(losses, 1);
+        QVERIFY(connection->isLost());
+        QCOMPARE(pasteboard->types(), QStringList());
+        pasteboard->declareTypes({});
+        pasteboard->setStringForType(QStringLiteral("y"), NSStringPboardType);
+        pasteboard->commit();
+        QCOMPARE(pasteboard->types(), QStringList());
+        pasteboard->setWatching(false);
+        pasteboard->setWatching(true);
+        keyboard.postKeyboardEvent('v', 9, true);
+        QCOMPARE(application.identifier(), std::nullopt);
+        bool isDone = false;
+        pasteboard->prepareToQuit([&] { isDone = true; });
+        QVERIFY(isDone);
+    }
+
+    // The death is found out in the middle of a question, not by the run loop.
+    void questionsAfterTheDeathHaveNoAnswer() {
+        const auto connection = X11Connection::open(_display);
+        const ActiveApplicationX11 application(connection, {},
+                                               std::make_unique<DesktopFiles>(QStringList()));
+        XTestKeyboardEvents keyboard(connection);
+        const auto pasteboard = makePasteboard(connection);
+        _server.kill();
+        _server.waitForFinished();
+        QCOMPARE(application.identifier(), std::nullopt);
+        QTest::ignoreMessage(QtWarningMsg, "the keyboard layout has no key for this stroke, and "
+                                           "none to spare");
+        keyboard.postKeyboardEvent('v', 9, true);
+        pasteboard->declareTypes({});
+        pasteboard->setStringForType(QStringLiteral("y"), NSStringPboardType);
+        pasteboard->commit();
+        QTest::ignoreMessage(QtWarningMsg, "the X11 display server has gone");
+        QVERIFY(await([&] { return connection->isLost(); }));
+        QCOMPARE(pasteboard->types(), QStringList());
+    }
+
+    void quittingHandOverEndsWithTheServer() {
+        const auto connection = X11Connection::open(_display);
+        const auto pasteboard = makePasteboard(connection);
+        pasteboard->declareTypes({});
+        pasteboard->setStringForType(QStringLiteral("y"), NSStringPboardType);
+        pasteboard->commit();
+        int calls = 0;
+        pasteboard->prepareToQuit([&] { ++calls; });
+        QTest::ignoreMessage(QtWarningMsg, "the X11 display server has gone");
+        _server.kill();
+        QVERIFY(await([&] { return connection->isLost(); }));
+        QCOMPARE(calls, 1);
+    }
+
+    void missingDisplayIsSaid() {
+        const QByteArray display = qgetenv("DISPLAY");
+        qputenv("DISPLAY", ":54321");
+        QTest::ignoreMessage(QtWarningMsg, "the X11 display \":54321\" cannot be opened");
+        QVERIFY(!openX11Display());
+        qunsetenv("DISPLAY");
+        QTest::ignoreMessage(QtInfoMsg, "there is no X11 display in this session");
+        const auto connection = openX11Display();
+        QVERIFY(!connection);
+        qputenv("DISPLAY", display);
+        const auto pasteboard = makePasteboard(connection);
+        QVERIFY(dynamic_cast<NullPasteboard *>(pasteboard.get()));
+        whenX11DisplayIsLost(connection, [] {});
+    }
+
+private:
+    QtRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    QProcess _server;
+    QByteArray _display;
+};
+
+QTEST_GUILESS_MAIN(X11DisplayLossTest)
+#include "tst_x11_displayloss.moc"
