@@ -14,6 +14,7 @@
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <map>
 #include <string_view>
@@ -43,7 +44,8 @@ constexpr std::array<std::pair<std::string_view, Element>, 11> elements{{
 }};
 
 bool isBlank(char character) {
-    return character == ' ' || character == '\t' || character == '\n' || character == '\r';
+    return static_cast<unsigned char>(character) <= ' ' &&
+           (character == ' ' || character == '\t' || character == '\n' || character == '\r');
 }
 
 bool isDigit(char character) {
@@ -165,7 +167,10 @@ private:
     }
 
     bool atEnd() const { return _at == _text.size(); }
-    bool isAt(std::string_view text) const { return _text.compare(_at, text.size(), text) == 0; }
+    bool isAt(std::string_view text) const {
+        return _text.size() - _at >= text.size() &&
+               std::memcmp(_text.data() + _at, text.data(), text.size()) == 0;
+    }
     bool isAtCloseTag() const { return isAt("</"); }
 
     /// Behind the next occurrence of a text.
@@ -190,10 +195,13 @@ private:
                 refuse(QStringLiteral("the text ends too early"));
             if (_text[_at] != '<')
                 refuse(QStringLiteral("text between elements"));
+            const char next = _at + 1 < _text.size() ? _text[_at + 1] : '\0';
+            if (next != '!' && next != '?')
+                return;
             if (isAt("<!--")) {
                 _at += 4;
                 skipPast("-->", "a comment");
-            } else if (isAt("<?")) {
+            } else if (next == '?') {
                 _at += 2;
                 skipPast("?>", "a processing instruction");
             } else if (isBeforeRoot && isAt("<!DOCTYPE")) {
@@ -217,7 +225,8 @@ private:
         const auto name = inside.substr(
             0, size_t(std::find_if(inside.begin(), inside.end(), isBlank) - inside.begin()));
         for (const auto &[known, element] : elements) {
-            if (name == known) {
+            // Most are told apart by their first letter.
+            if (name.size() == known.size() && name[0] == known[0] && name == known) {
                 _at = end + 1;
                 return {element, name, isEmpty};
             }

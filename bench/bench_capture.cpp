@@ -1,0 +1,186 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "Common/Categories/ZRKNSImageCategory.h"
+#include "bench/Bench.h"
+#include "model/ClipNotice.h"
+#include "model/PasteboardServices.h"
+#include "model/ZRKClipmuleData.h"
+#include "platform/desktop/ActiveApplication.h"
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/images/ImageCodec.h"
+#include "platform/pasteboard/FakePasteboard.h"
+
+#include <QBuffer>
+#include <QGuiApplication>
+#include <QImageWriter>
+#include <QPainter>
+
+#include <cmath>
+#include <limits>
+
+using namespace clipmule;
+using bench::Case;
+using bench::Work;
+
+namespace {
+
+constexpr QSize size{4000, 3000};
+constexpr qsizetype noLimit = std::numeric_limits<qint32>::max();
+
+class Numbers {
+public:
+    quint32 next(quint32 below) {
+        _state = _state * 1664525U + 1013904223U;
+        return (_state >> 8U) % below;
+    }
+
+private:
+    quint32 _state = 1;
+};
+
+// Soft shapes and the noise of a sensor.
+QImage photo() {
+    Numbers numbers;
+    QImage image(size, QImage::Format_RGB32);
+    const auto channel = [&](double value) {
+        return std::clamp(int(value) + int(numbers.next(13)) - 6, 0, 255);
+    };
+    for (int y = 0; y < size.height(); ++y) {
+        auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
+        for (int x = 0; x < size.width(); ++x) {
+            line[x] = qRgb(channel(128 + 100 * std::sin(x / 300.0)),
+                           channel(128 + 90 * std::sin(y / 200.0)),
+                           channel(128 + 80 * std::sin((x + y) / 250.0)));
+        }
+    }
+    return image;
+}
+
+// Windows with title bars, full of text.
+QImage screenshot() {
+    Numbers numbers;
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    painter.setFont(QFont(QStringLiteral("DejaVu Sans"), 11));
+    for (int window = 0; window < 6; ++window) {
+        const QPoint corner(window % 3 * 1330, window / 3 * 1500);
+        QLinearGradient bar(corner, corner + QPoint(1300, 0));
+        bar.setColorAt(0, QColor(60 + window * 20, 80, 120));
+        bar.setColorAt(1, QColor(200, 220, 240));
+        painter.fillRect(QRect(corner, QSize(1300, 60)), bar);
+        for (int line = 0; line < 40; ++line) {
+            QString text;
+            for (int word = 0; word < 14; ++word) {
+                for (quint32 letter = 3 + numbers.next(8); letter > 0; --letter)
+                    text += QChar(u'a' + numbers.next(26));
+                text += u' ';
+            }
+            painter.setPen(QColor(int(numbers.next(90)), int(numbers.next(90)), 60));
+            painter.drawText(corner + QPoint(10, 90 + line * 34), text);
+        }
+    }
+    return image;
+}
+
+QByteArray defaultPng(const QImage &image) {
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter(&buffer, "png").write(image);
+    return buffer.data();
+}
+
+class NoApplication final : public ActiveApplication {
+public:
+    [[nodiscard]] std::optional<QString> identifier() const override { return std::nullopt; }
+};
+
+class NoNotice final : public ClipNotice {
+public:
+    void displayMessage(const QString &) override {}
+};
+
+// A copied image, as applications offer it: one PNG.
+struct Copied {
+    explicit Copied(const QImage &image)
+        : png(ImageCodec::png(image, noLimit).value()) {
+        pasteboard.copyByAnotherApplication(PasteboardContents({{PasteboardType::publicPng, png}}));
+    }
+    QByteArray png;
+    FakePasteboard pasteboard;
+    NoApplication application;
+    NoNotice notice;
+    PasteboardServices services{pasteboard, application, notice, {}};
+    // Of the last capture.
+    QJsonObject figures;
+};
+
+void note(Copied &copied, const QByteArray &full, const QByteArray &reduced) {
+    copied.figures = {{QStringLiteral("copied_mb"), double(copied.png.size()) / 1e6},
+                      {QStringLiteral("full_mb"), double(full.size()) / 1e6},
+                      {QStringLiteral("reduced_mb"), double(reduced.size()) / 1e6}};
+}
+
+void capture(Copied &copied) {
+    const auto clip = ZRKClipmuleData::initFromPasteboard(copied.services);
+    const auto item = clip->firstItem();
+    note(copied, item->nativeDictionary()->value(PasteboardType::NSTIFFPboardType),
+         item->imageData().value());
+    copied.figures.insert(QStringLiteral("clip_mb"), double(clip->size()) / 1e6);
+}
+
+// The same steps one after the other, with a PNG that is finished before it is found too large.
+void captureStepByStep(Copied &copied, const std::function<QByteArray(const QImage &)> &png) {
+    const QImage image = ImageCodec::decode(copied.png).value();
+    QByteArray full = png(image);
+    if (full.size() > ZRKClipmuleData::largestPng)
+        full = ImageCodec::jpeg(image, ZRKClipmuleData::jpegCompressionFactor);
+    const QSize largest(ZRKClipmuleData::reducedSide, ZRKClipmuleData::reducedSide);
+    const QByteArray reduced = ImageCodec::jpeg(ZRKNSImageCategory::copyWithMaxSize(image, largest),
+                                                ZRKClipmuleData::jpegCompressionFactor);
+    note(copied, full, reduced);
+}
+
+void addCases(std::vector<Case> &cases, const QString &name, QImage (*make)()) {
+    // Made at the first need, once for all sides.
+    const auto made = std::make_shared<std::unique_ptr<Copied>>();
+    const auto copied = [made, make]() -> Copied & {
+        if (!*made)
+            *made = std::make_unique<Copied>(make());
+        return **made;
+    };
+    const auto figures = [copied] { return copied().figures; };
+    const auto side = [&](const QString &who, void (*work)(Copied &), bool isSlow) {
+        cases.push_back({name, who,
+                         [copied, work] {
+                             Copied &input = copied();
+                             return Work{[&input, work] { work(input); }, input.png.size()};
+                         },
+                         isSlow, false, figures});
+    };
+    side(QStringLiteral("ours"), capture, false);
+    side(
+        QStringLiteral("whole PNG"),
+        [](Copied &input) {
+            captureStepByStep(
+                input, [](const QImage &image) { return ImageCodec::png(image, noLimit).value(); });
+        },
+        false);
+    side(
+        QStringLiteral("whole PNG, Qt's"),
+        [](Copied &input) { captureStepByStep(input, defaultPng); }, true);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QGuiApplication application(argc, argv);
+    QtRunLoop runLoop;
+    const RunLoop::Installation installation(runLoop);
+    std::vector<Case> cases;
+    addCases(cases, QStringLiteral("capture a photo, 4000 x 3000"), photo);
+    addCases(cases, QStringLiteral("capture a screenshot, 4000 x 3000"), screenshot);
+    return bench::runCases(QStringLiteral("bench_capture"), cases);
+}
