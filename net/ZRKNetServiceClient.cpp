@@ -101,7 +101,6 @@ bool ZRKNetServiceClient::outputObjectForNetService(const OutputObject &object,
                                                     const NetService &service) {
     if (!_running)
         return false;
-    const auto self = shared_from_this();
     ServiceInfo &info = serviceInfoForNetService(service);
     info.outputObjects.append(object);
     if (const auto handler = info.streamHandler)
@@ -228,7 +227,6 @@ void ZRKNetServiceClient::streamHandlerDidOutputObject(ZRKStreamHandler &handler
     const auto service = netServiceForStreamHandler(handler);
     if (!service)
         return;
-    const auto self = shared_from_this();
     serviceInfoForNetService(*service).outputObjects.removeAll(object);
     const auto delegate = _delegate;
     if (delegate->clientServiceDidOutputObject)
@@ -253,12 +251,10 @@ void ZRKNetServiceClient::streamHandlerDidReceiveObject(ZRKStreamHandler &handle
     const auto delegate = _delegate;
     if (!service || !delegate->clientServiceDidReceiveObject)
         return;
-    const auto self = shared_from_this();
     delegate->clientServiceDidReceiveObject(*service, object);
 }
 
 void ZRKNetServiceClient::didRemoveService(const std::shared_ptr<NetService> &removed) {
-    const auto self = shared_from_this();
     const auto listed = listedService(*removed);
     const auto service = listed ? listed : removed;
     closeQuietly(streamHandlerForNetService(*service));
@@ -278,7 +274,6 @@ void ZRKNetServiceClient::netServiceDidUpdateTXTRecordData(NetService &service,
     const auto delegate = _delegate;
     if (!delegate->clientServiceDidUpdateServiceDictionary)
         return;
-    const auto self = shared_from_this();
     delegate->clientServiceDidUpdateServiceDictionary(
         service, ZRKNetServiceCategory::serviceDictionaryFromTXTData(record));
 }

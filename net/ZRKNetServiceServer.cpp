@@ -113,7 +113,6 @@ void ZRKNetServiceServer::acceptNext() {
 void ZRKNetServiceServer::connectionReceived(FileHandle connection) {
     if (!_running)
         return;
-    const auto self = shared_from_this();
     const auto handler = ZRKStreamHandler::initWithFileHandle(std::move(connection));
     if (handler) {
         ZRKStreamHandler::Delegate delegate;
@@ -139,7 +138,6 @@ void ZRKNetServiceServer::connectionReceived(FileHandle connection) {
 
 void ZRKNetServiceServer::streamHandlerDidReceiveObject(ZRKStreamHandler &handler,
                                                         const PropertyList &object) {
-    const auto self = shared_from_this();
     const auto delegate = _delegate;
     if (_running && delegate->serverStreamHandlerDidReceiveObject)
         delegate->serverStreamHandlerDidReceiveObject(handler, object);
@@ -147,7 +145,6 @@ void ZRKNetServiceServer::streamHandlerDidReceiveObject(ZRKStreamHandler &handle
 
 void ZRKNetServiceServer::streamHandlerDidOutputObject(ZRKStreamHandler &handler,
                                                        const OutputObject &object) {
-    const auto self = shared_from_this();
     const auto delegate = _delegate;
     if (_running && delegate->serverStreamHandlerDidOutputObject)
         delegate->serverStreamHandlerDidOutputObject(handler, object);
@@ -156,7 +153,6 @@ void ZRKNetServiceServer::streamHandlerDidOutputObject(ZRKStreamHandler &handler
 void ZRKNetServiceServer::streamHandlerDidClose(ZRKStreamHandler &handler) {
     if (!_running)
         return;
-    const auto self = shared_from_this();
     handler.setDelegate({});
     _clientStreamHandlers.removeIf([&](const auto &listed) { return listed.get() == &handler; });
     const auto delegate = _delegate;

@@ -15,8 +15,9 @@ class Backend;
 
 /// The listening side: takes connections on a port that it publishes as a DNS-SD service, and sends
 /// objects to everybody connected.
-class ZRKNetServiceServer final : public Object,
-                                  public std::enable_shared_from_this<ZRKNetServiceServer> {
+///
+/// A callback may stop the server or let go of it.
+class ZRKNetServiceServer final : public Object {
     struct Private {
         explicit Private() = default;
     };
