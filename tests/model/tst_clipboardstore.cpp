@@ -1,11 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "model/ZRKClipmuleClipboard.h"
 #include "platform/foundation/KeyedArchiver.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
-#include "support/ZRKNotificationCenter.h"
+#include "tests/model/Clipboards.h"
 #include "tests/model/StoreFixture.h"
 
 #include <QRegularExpression>
@@ -14,98 +12,17 @@
 using namespace clipmule;
 using namespace clipmule::test;
 
-namespace {
-
-using Clip = std::shared_ptr<ZRKClipmuleData>;
-using Clipboard = std::shared_ptr<ZRKClipmuleClipboard>;
-
-Clip textClip(const QString &text) {
-    return ZRKClipmuleData::initWithString(text);
-}
-
-Clipboard named(const QString &title) {
-    const auto clipboard = std::make_shared<ZRKClipmuleClipboard>();
-    clipboard->setTitle(title);
-    return clipboard;
-}
-
-QStringList titles() {
-    QStringList list;
-    for (const auto &clipboard : ZRKClipmuleClipboard::customClipboards())
-        list.append(clipboard->title().value_or(QStringLiteral("-")));
-    return list;
-}
-
-QStringList texts(const ZRKClipmuleClipboard &clipboard) {
-    QStringList list;
-    for (const auto &clip : clipboard.items())
-        list.append(clip->firstItem()->string().value_or(QStringLiteral("-")));
-    return list;
-}
-
-void insertCustom(const QStringList &names) {
-    for (const QString &name : names)
-        ZRKClipmuleClipboard::insertCustomClipboardAtIndex(
-            named(name), ZRKClipmuleClipboard::customClipboards().size());
-}
-
-/// Writes down what is posted.
-class Listener final : public Object {
-public:
-    Listener() {
-        for (const QString &name :
-             {ZRKClipmuleClipboardDidChange, ZRKClipmuleClipboardDidInsert,
-              ZRKClipmuleClipboardDidRemove, ZRKClipmuleDataWasAdded, ZRKClipmuleDataWasRemoved})
-            ZRKNotificationCenter::platformDefault().addObserver(
-                this, selector<&Listener::note>("note"), name);
-    }
-    ~Listener() override { ZRKNotificationCenter::platformDefault().removeObserver(this); }
-
-    void note(const Notification &notification) {
-        names.append(notification.name);
-        last = notification;
-        if (react)
-            react(notification);
-    }
-    QStringList names;
-    Notification last;
-    std::function<void(const Notification &)> react;
-};
-
-} // namespace
-
+/// All clipboards together, and their files.
 class ClipboardStoreTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void init();
     void cleanup() { _fixture.reset(); }
-
-    void newClipboard();
-    void names();
     void mainClipboardIsMadeOnce();
     void firstSaveWritesTheMainClipboard();
     void savesEveryFiveSeconds();
     void savesOnlyWhatChanged();
-    void titleOfTheMainClipboard();
-    void settersMakeDirtyOnlyWhenTheyChange();
-    void insertingPostsInOrder();
-    void removingPostsInOrder();
-    void removingAStrangerChangesNothing();
-    void insertingBeyondTheEndIsRefused();
-    void mainClipboardDropsTheOldest();
-    void insertingBeyondTheCapacityRemovesAtOnce();
-    void customClipboardHoldsAnyNumber();
-    void removedClipIsErasedAtTheNextSave();
-    void reinsertedClipKeepsItsFiles();
-    void clipOfAChangedItemIsSaved();
-    void clipsAreLoadedWhenAskedFor();
-    void countWithoutTheClips();
-    void countThatTheArchiveLacks();
-    void releasingFreesTheImages();
-    void clipsLeaveTheirClipboardWhenItGoes();
-    void observerMayDropTheClipboard();
-
     void customClipboardsRoundTrip();
     void defaultIconIsStored();
     void removedClipboardIsErasedAtTheNextSave();
@@ -122,7 +39,6 @@ private Q_SLOTS:
     void unreadableItemsFile();
     void failedWriteIsTriedAgain();
     void nothingIsErasedWhileItIsSpokenOf();
-    void equalityAndDescription();
 
 private:
     void tick() { _fixture->runLoop.advance(5); }
@@ -135,29 +51,6 @@ private:
 void ClipboardStoreTest::init() {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
     _fixture = std::make_unique<StoreFixture>();
-}
-
-void ClipboardStoreTest::newClipboard() {
-    const ZRKClipmuleClipboard clipboard;
-    QVERIFY(clipboard.isDirty());
-    QCOMPARE(clipboard.count(), quint64(0));
-    QCOMPARE(clipboard.oid().size(), 36);
-    QCOMPARE(clipboard.oid(), clipboard.oid());
-    QVERIFY(!clipboard.isMain());
-    QVERIFY(!clipboard.title());
-    QCOMPARE(clipboard.iconName(), QStringLiteral("default"));
-    QCOMPARE(clipboard.capacity(), 0);
-    QVERIFY(clipboard.items().isEmpty());
-    QCOMPARE(clipboard.itemsPath(),
-             _fixture->path(clipboard.oid() + QStringLiteral(".clipboardItems")));
-}
-
-void ClipboardStoreTest::names() {
-    QCOMPARE(ZRKClipmuleClipboardDidChange, QStringLiteral("ZRKClipmuleClipboardDidChange"));
-    QCOMPARE(ZRKClipmuleClipboardDidInsert, QStringLiteral("ZRKClipmuleClipboardDidInsert"));
-    QCOMPARE(ZRKClipmuleClipboardDidRemove, QStringLiteral("ZRKClipmuleClipboardDidRemove"));
-    QCOMPARE(ZRKClipmuleClipboardDataKey, QStringLiteral("ZRKClipmuleClipboardDataKey"));
-    QCOMPARE(ZRKClipmuleClipboard::dataPath(), _fixture->path());
 }
 
 void ClipboardStoreTest::mainClipboardIsMadeOnce() {
@@ -209,268 +102,6 @@ void ClipboardStoreTest::savesOnlyWhatChanged() {
     tick();
     QCOMPARE(_fixture->files(), (QStringList{QStringLiteral("Main.clipboard"),
                                              QStringLiteral("Main.clipboardItems")}));
-}
-
-void ClipboardStoreTest::titleOfTheMainClipboard() {
-    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
-    QCOMPARE(clipboard->title(), std::optional(QStringLiteral("Clipboard")));
-    QCOMPARE(clipboard->iconName(), QStringLiteral("main"));
-    clipboard->setTitle(QStringLiteral("other"));
-    clipboard->setIconName(QStringLiteral("other"));
-    QCOMPARE(clipboard->title(), std::optional(QStringLiteral("Clipboard")));
-    QCOMPARE(clipboard->iconName(), QStringLiteral("main"));
-}
-
-void ClipboardStoreTest::settersMakeDirtyOnlyWhenTheyChange() {
-    ZRKClipmuleClipboard clipboard;
-    clipboard.setTitle(QStringLiteral("title"));
-    clipboard.setIconName(QStringLiteral("star"));
-    clipboard.setDirty(false);
-    clipboard.setTitle(QStringLiteral("title"));
-    clipboard.setIconName(QStringLiteral("star"));
-    QVERIFY(!clipboard.isDirty());
-    clipboard.setTitle(QStringLiteral("other"));
-    QVERIFY(clipboard.isDirty());
-    clipboard.setDirty(false);
-    clipboard.setIconName(QStringLiteral("heart"));
-    QVERIFY(clipboard.isDirty());
-    QCOMPARE(clipboard.iconName(), QStringLiteral("heart"));
-}
-
-void ClipboardStoreTest::insertingPostsInOrder() {
-    Listener listener;
-    const auto clipboard = named(QStringLiteral("a"));
-    const auto clip = textClip(QStringLiteral("one"));
-    listener.react = [&](const Notification &notification) {
-        if (notification.name == ZRKClipmuleClipboardDidChange) {
-            QVERIFY(notification.object == clipboard);
-            QVERIFY(!notification.attachment);
-            QVERIFY(clip->clipboard() == clipboard.get());
-            QCOMPARE(clipboard->count(), quint64(1));
-        } else if (notification.name == ZRKClipmuleClipboardDidInsert) {
-            QVERIFY(notification.object == clipboard);
-            QVERIFY(notification.attachment == clip);
-        } else {
-            QVERIFY(notification.object == clip);
-            QVERIFY(!notification.attachment);
-        }
-    };
-    clipboard->setDirty(false);
-    clipboard->insertClipmuleDataAtIndex(clip, 0);
-    QCOMPARE(listener.names, (QStringList{ZRKClipmuleClipboardDidChange,
-                                          ZRKClipmuleClipboardDidInsert, ZRKClipmuleDataWasAdded}));
-    QVERIFY(clipboard->isDirty());
-    QCOMPARE(clipboard->items().first(), clip);
-}
-
-void ClipboardStoreTest::removingPostsInOrder() {
-    const auto clipboard = named(QStringLiteral("a"));
-    const auto clip = textClip(QStringLiteral("one"));
-    clipboard->insertClipmuleDataAtIndex(clip, 0);
-    Listener listener;
-    listener.react = [&](const Notification &notification) {
-        QCOMPARE(clipboard->count(), quint64(0));
-        QVERIFY(!clip->clipboard());
-        if (notification.name == ZRKClipmuleClipboardDidRemove)
-            QVERIFY(notification.attachment == clip);
-    };
-    clipboard->removeClipmuleData(clipboard->items().first());
-    QCOMPARE(listener.names,
-             (QStringList{ZRKClipmuleClipboardDidChange, ZRKClipmuleClipboardDidRemove,
-                          ZRKClipmuleDataWasRemoved}));
-    QVERIFY(clipboard->items().isEmpty());
-}
-
-void ClipboardStoreTest::removingAStrangerChangesNothing() {
-    const auto clipboard = named(QStringLiteral("a"));
-    clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("one")), 0);
-    clipboard->setDirty(false);
-    Listener listener;
-    // Equal to the one there, but not that one.
-    clipboard->removeClipmuleData(textClip(QStringLiteral("one")));
-    QCOMPARE(clipboard->count(), quint64(1));
-    QVERIFY(listener.names.isEmpty());
-}
-
-void ClipboardStoreTest::insertingBeyondTheEndIsRefused() {
-    const auto clipboard = named(QStringLiteral("a"));
-    clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("one")), 0);
-    clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("two")), 1);
-    QVERIFY_EXCEPTION_THROWN(
-        clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("four")), 3),
-        PlatformException);
-    QVERIFY_EXCEPTION_THROWN(
-        clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("zero")), -1),
-        PlatformException);
-    QCOMPARE(texts(*clipboard), (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
-    QVERIFY_EXCEPTION_THROWN(
-        ZRKClipmuleClipboard::insertCustomClipboardAtIndex(named(QStringLiteral("b")), 1),
-        PlatformException);
-    QVERIFY_EXCEPTION_THROWN(
-        ZRKClipmuleClipboard::insertCustomClipboardAtIndex(named(QStringLiteral("b")), -1),
-        PlatformException);
-}
-
-void ClipboardStoreTest::mainClipboardDropsTheOldest() {
-    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
-    const auto oldest = ZRKClipmuleData::initWithImageData("image");
-    clipboard->insertClipmuleDataAtIndex(oldest, 0);
-    for (int i = 1; i < 200; ++i)
-        clipboard->insertClipmuleDataAtIndex(textClip(QString::number(i)), 0);
-    QCOMPARE(clipboard->count(), quint64(200));
-    tick();
-    const QString imagePath = oldest->firstItem()->imageDataPath();
-    QVERIFY(QFile::exists(imagePath));
-
-    Listener listener;
-    clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("200")), 0);
-    QCOMPARE(clipboard->count(), quint64(200));
-    QVERIFY(!oldest->clipboard());
-    QCOMPARE(texts(*clipboard).first(), QStringLiteral("200"));
-    QCOMPARE(texts(*clipboard).last(), QStringLiteral("1"));
-    QCOMPARE(listener.names,
-             (QStringList{ZRKClipmuleClipboardDidChange, ZRKClipmuleClipboardDidInsert,
-                          ZRKClipmuleDataWasAdded, ZRKClipmuleClipboardDidChange,
-                          ZRKClipmuleClipboardDidRemove, ZRKClipmuleDataWasRemoved}));
-    QVERIFY(QFile::exists(imagePath));
-    tick();
-    QVERIFY(!QFile::exists(imagePath));
-}
-
-void ClipboardStoreTest::insertingBeyondTheCapacityRemovesAtOnce() {
-    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
-    for (int i = 0; i < 200; ++i)
-        clipboard->insertClipmuleDataAtIndex(textClip(QString::number(i)), i);
-    const auto last = textClip(QStringLiteral("last"));
-    clipboard->insertClipmuleDataAtIndex(last, 200);
-    QVERIFY(!last->clipboard());
-    QCOMPARE(clipboard->count(), quint64(200));
-    QCOMPARE(texts(*clipboard).last(), QStringLiteral("199"));
-}
-
-void ClipboardStoreTest::customClipboardHoldsAnyNumber() {
-    const auto clipboard = named(QStringLiteral("a"));
-    for (int i = 0; i < 500; ++i)
-        clipboard->insertClipmuleDataAtIndex(textClip(QString::number(i)), 0);
-    QCOMPARE(clipboard->count(), quint64(500));
-}
-
-void ClipboardStoreTest::removedClipIsErasedAtTheNextSave() {
-    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
-    const auto clip = ZRKClipmuleData::initWithImageData("image");
-    clipboard->insertClipmuleDataAtIndex(clip, 0);
-    tick();
-    const QString path = clip->firstItem()->imageDataPath();
-    clipboard->removeClipmuleData(clip);
-    QVERIFY(QFile::exists(path));
-    tick();
-    QVERIFY(!QFile::exists(path));
-}
-
-void ClipboardStoreTest::reinsertedClipKeepsItsFiles() {
-    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
-    const auto clip = ZRKClipmuleData::initWithImageData("image");
-    clipboard->insertClipmuleDataAtIndex(clip, 0);
-    tick();
-    clipboard->removeClipmuleData(clip);
-    clipboard->insertClipmuleDataAtIndex(clip, 0);
-    tick();
-    QVERIFY(QFile::exists(clip->firstItem()->imageDataPath()));
-    tick();
-    _fixture->restart();
-    QCOMPARE(ZRKClipmuleClipboard::mainClipboard()->items().first()->firstItem()->imageData(),
-             std::optional(QByteArray("image")));
-}
-
-void ClipboardStoreTest::clipOfAChangedItemIsSaved() {
-    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
-    clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("one")), 0);
-    tick();
-    QVERIFY(!clipboard->isDirty());
-    clipboard->items().first()->firstItem()->setString(QStringLiteral("two"));
-    QVERIFY(clipboard->isDirty());
-    tick();
-    _fixture->restart();
-    QCOMPARE(texts(*ZRKClipmuleClipboard::mainClipboard()), QStringList{QStringLiteral("two")});
-}
-
-void ClipboardStoreTest::clipsAreLoadedWhenAskedFor() {
-    insertCustom({QStringLiteral("a")});
-    const auto before = ZRKClipmuleClipboard::customClipboards().first();
-    before->insertClipmuleDataAtIndex(textClip(QStringLiteral("one")), 0);
-    tick();
-    _fixture->restart();
-
-    // With no file of clips at all, all that is known without them is still known.
-    const QString itemsFile = before->oid() + QStringLiteral(".clipboardItems");
-    const QByteArray saved = _fixture->contents(itemsFile);
-    QVERIFY(QFile::remove(_fixture->path(itemsFile)));
-    const auto clipboard = ZRKClipmuleClipboard::customClipboards().first();
-    QCOMPARE(clipboard->title(), std::optional(QStringLiteral("a")));
-    QCOMPARE(clipboard->count(), quint64(1));
-    QVERIFY(!clipboard->isDirty());
-    // And clips that were never loaded are never written.
-    clipboard->setTitle(QStringLiteral("b"));
-    tick();
-    QVERIFY(!exists(itemsFile));
-
-    _fixture->write(itemsFile, saved);
-    QCOMPARE(texts(*clipboard), QStringList{QStringLiteral("one")});
-    QVERIFY(clipboard->items().first()->clipboard() == clipboard.get());
-    QVERIFY(!clipboard->isDirty());
-}
-
-void ClipboardStoreTest::countWithoutTheClips() {
-    _fixture->write(QStringLiteral("Main.clipboard"), KeyedArchiver::archivedData([] {
-                        const auto clipboard = std::make_shared<ZRKClipmuleClipboard>();
-                        clipboard->setOid(QStringLiteral("Main"));
-                        // 32 bits of it are stored.
-                        clipboard->setCount((quint64(1) << 32U) + 7);
-                        return clipboard;
-                    }()));
-    QCOMPARE(ZRKClipmuleClipboard::mainClipboard()->count(), quint64(7));
-}
-
-void ClipboardStoreTest::countThatTheArchiveLacks() {
-    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
-    clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("one")), 0);
-    clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("two")), 0);
-    tick();
-    PropertyList archive = KeyedArchiver::archivedPropertyList(clipboard);
-    PropertyList &record = archive.dictionary()[QStringLiteral("$objects")].list()[1];
-    QCOMPARE(record.dictionary().remove(QStringLiteral("count")), 1);
-    _fixture->write(QStringLiteral("Main.clipboard"), PropertyListSerialization::binary(archive));
-    _fixture->restart();
-    QCOMPARE(ZRKClipmuleClipboard::mainClipboard()->count(), quint64(2));
-    QVERIFY(!ZRKClipmuleClipboard::mainClipboard()->isDirty());
-}
-
-void ClipboardStoreTest::releasingFreesTheImages() {
-    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
-    const auto clip = ZRKClipmuleData::initWithImageData("image");
-    clipboard->insertClipmuleDataAtIndex(clip, 0);
-    tick();
-    clipboard->releaseCachedData();
-    QVERIFY(QFile::remove(clip->firstItem()->imageDataPath()));
-    QCOMPARE(clip->firstItem()->imageData(), std::nullopt);
-}
-
-void ClipboardStoreTest::clipsLeaveTheirClipboardWhenItGoes() {
-    auto clipboard = named(QStringLiteral("a"));
-    const auto clip = textClip(QStringLiteral("one"));
-    clipboard->insertClipmuleDataAtIndex(clip, 0);
-    clipboard.reset();
-    QVERIFY(!clip->clipboard());
-}
-
-void ClipboardStoreTest::observerMayDropTheClipboard() {
-    Listener listener;
-    auto clipboard = named(QStringLiteral("a"));
-    const auto clip = textClip(QStringLiteral("one"));
-    listener.react = [&](const Notification &) { clipboard.reset(); };
-    clipboard->insertClipmuleDataAtIndex(clip, 0);
-    QVERIFY(!clipboard);
-    QCOMPARE(listener.names.size(), 3);
 }
 
 void ClipboardStoreTest::customClipboardsRoundTrip() {
@@ -721,20 +352,6 @@ void ClipboardStoreTest::nothingIsErasedWhileItIsSpokenOf() {
     QVERIFY(QDir().rmdir(items));
     tick();
     QVERIFY(!QFile::exists(path));
-}
-
-void ClipboardStoreTest::equalityAndDescription() {
-    const auto a = named(QStringLiteral("a"));
-    const auto b = named(QStringLiteral("a"));
-    QVERIFY(!a->isEqual(*b));
-    b->setOid(a->oid());
-    b->setTitle(QStringLiteral("b"));
-    QVERIFY(a->isEqual(*b));
-    QCOMPARE(a->hash(), b->hash());
-    QVERIFY(!a->isEqual(Object()));
-    QCOMPARE(a->description(), QStringLiteral("a"));
-    // The stored one, not the one that is shown.
-    QCOMPARE(ZRKClipmuleClipboard::mainClipboard()->description(), QStringLiteral("(null)"));
 }
 
 QTEST_GUILESS_MAIN(ClipboardStoreTest)
