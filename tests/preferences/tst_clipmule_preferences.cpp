@@ -69,7 +69,7 @@ private Q_SLOTS:
         QCOMPARE(_status, 0);
         QCOMPARE(_output, QByteArray("registered Anna’s phone as Anna\n"));
         QCOMPARE(_errors, QByteArray());
-        QTRY_COMPARE(shared.count, 1);
+        QTRY_COMPARE_WITH_TIMEOUT(shared.count, 1, kit::patience);
         const auto phones = sharedDefaults->objectForKey(QStringLiteral("serverServices"));
         QVERIFY(phones);
         const PropertyList expected = PropertyList::List{PropertyList::Dictionary{
@@ -80,7 +80,7 @@ private Q_SLOTS:
 
         run({QStringLiteral("disable")});
         QCOMPARE(_status, 0);
-        QTRY_COMPARE(own.count, 1);
+        QTRY_COMPARE_WITH_TIMEOUT(own.count, 1, kit::patience);
         QCOMPARE(agentDefaults.objectForKey(QStringLiteral("syncEnabled")),
                  std::optional(PropertyList(false)));
         QCOMPARE(shared.count, 1);
@@ -192,7 +192,7 @@ private:
     static void awaitDelivery(DistributedNotifications &notifications) {
         bool done = false;
         notifications.whenDelivered([&](bool) { done = true; });
-        QTRY_VERIFY(done);
+        QTRY_VERIFY_WITH_TIMEOUT(done, kit::patience);
     }
 
     void run(const QStringList &arguments) {
@@ -204,7 +204,7 @@ private:
         program.setProcessEnvironment(environment);
         program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-preferences"), arguments);
         // The run loop goes on meanwhile: this process listens.
-        QTRY_COMPARE_WITH_TIMEOUT(program.state(), QProcess::NotRunning, 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(program.state(), QProcess::NotRunning, kit::patience);
         QCOMPARE(program.exitStatus(), QProcess::NormalExit);
         _status = program.exitCode();
         _output = program.readAllStandardOutput();

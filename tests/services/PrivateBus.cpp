@@ -10,10 +10,6 @@
 
 namespace clipmule::kit {
 
-namespace {
-constexpr int patience = 20000; // milliseconds; the machine may be busy
-} // namespace
-
 std::unique_ptr<QProcess> startProgram(const QString &program, const QStringList &arguments,
                                        const QProcessEnvironment &environment) {
     auto process = std::make_unique<QProcess>();

@@ -10,6 +10,9 @@
 
 namespace clipmule::kit {
 
+/// In milliseconds: how long a test waits for another process, on a machine that is busy.
+inline constexpr int patience = 30000;
+
 /// A message bus of this test's own, with nothing on it: a real bus daemon, which ends with the
 /// test. It can be stopped and started again at the same address.
 class PrivateBus final {

@@ -58,14 +58,14 @@ private Q_SLOTS:
         QVERIFY(connection.open());
         const QString first = connection.connection().baseService();
         _bus.stop();
-        QTRY_COMPARE(lost.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, kit::patience);
         QVERIFY(!connection.isOpen());
         QVERIFY(_bus.start());
         _runLoop.advance(BusConnection::retryInterval);
         QCOMPARE(opened.size(), 1);
         QVERIFY(connection.connection().isConnected());
         _bus.stop();
-        QTRY_COMPARE(lost.size(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 2, kit::patience);
     }
 
     void stopsTryingWhenItIsClosed() {
@@ -98,7 +98,7 @@ private Q_SLOTS:
             answer.reset();
             names.findOwner(name, [&](std::optional<bool> owned) { answer = owned; });
             QVERIFY(!answer);
-            QTRY_VERIFY(answer);
+            QTRY_VERIFY_WITH_TIMEOUT(answer, kit::patience);
         };
         ask();
         QVERIFY(*answer == false);
@@ -113,7 +113,7 @@ private Q_SLOTS:
         names.findOwner(QStringLiteral("com.zendrik.SomeProgram"),
                         [&](std::optional<bool> owned) { answer = owned; });
         QVERIFY(!answer);
-        QTRY_VERIFY(answer);
+        QTRY_VERIFY_WITH_TIMEOUT(answer, kit::patience);
         QVERIFY(*answer == std::nullopt);
     }
 

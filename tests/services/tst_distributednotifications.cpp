@@ -67,12 +67,12 @@ private Q_SLOTS:
         panel->post(name, object, userInfo);
         QCOMPARE(_deliveries.size(), 0);
         settle(*panel);
-        QTRY_COMPARE(_deliveries.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 1, kit::patience);
         QCOMPARE(_deliveries[0].object, object);
         QCOMPARE(_deliveries[0].userInfo, userInfo);
         panel->post(other, QString(), {});
         settle(*panel);
-        QTRY_COMPARE(_deliveries.size(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 2, kit::patience);
         QCOMPARE(_deliveries[1].object, QString());
         QVERIFY(_deliveries[1].userInfo.isEmpty());
     }
@@ -85,7 +85,7 @@ private Q_SLOTS:
         agent->post(name, object, {});
         QCOMPARE(_deliveries.size(), 0); // never from inside post()
         settle(*agent);
-        QTRY_COMPARE(_deliveries.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 1, kit::patience);
     }
 
     void notificationsArriveInOrder_data() { kinds(); }
@@ -97,7 +97,7 @@ private Q_SLOTS:
         for (int i = 0; i < 50; ++i)
             panel->post(name, QString::number(i), {});
         settle(*panel);
-        QTRY_COMPARE(_deliveries.size(), 50);
+        QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 50, kit::patience);
         for (int i = 0; i < 50; ++i)
             QCOMPARE(_deliveries[i].object, QString::number(i));
     }
@@ -119,7 +119,7 @@ private Q_SLOTS:
         settle(*agent);
         panel->post(name, object, {});
         settle(*panel);
-        QTRY_COMPARE(_deliveries.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 1, kit::patience);
     }
 
     void aHandlerMayEndObservations_data() { kinds(); }
@@ -138,7 +138,7 @@ private Q_SLOTS:
         settle(*agent);
         agent->post(name, object, {});
         settle(*agent);
-        QTRY_COMPARE(calls, 1);
+        QTRY_COMPARE_WITH_TIMEOUT(calls, 1, kit::patience);
     }
 
     void anObservationMayOutliveItsEnd_data() { kinds(); }
@@ -161,23 +161,23 @@ private Q_SLOTS:
             QStringLiteral(CLIPMULE_PREFERENCES_PEER),
             {QStringLiteral("post"), name, object, QStringLiteral("key"), QStringLiteral("value")});
         QVERIFY(poster);
-        QTRY_COMPARE(_deliveries.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 1, kit::patience);
         const PropertyList::Dictionary expected{{QStringLiteral("key"), QStringLiteral("value")}};
         QCOMPARE(_deliveries[0].userInfo, expected);
         // It says that everything is delivered, and exits.
-        QTRY_COMPARE(poster->state(), QProcess::NotRunning);
+        QTRY_COMPARE_WITH_TIMEOUT(poster->state(), QProcess::NotRunning, kit::patience);
         QCOMPARE(poster->exitCode(), 0);
 
         auto observer = kit::startProgram(QStringLiteral(CLIPMULE_PREFERENCES_PEER),
                                           {QStringLiteral("observe"), other});
         QVERIFY(observer);
-        QTRY_VERIFY(observer->canReadLine());
+        QTRY_VERIFY_WITH_TIMEOUT(observer->canReadLine(), kit::patience);
         QCOMPARE(observer->readLine(), QByteArray("ready\n"));
         agent->post(other, object, {{QStringLiteral("key"), 7}});
-        QTRY_VERIFY(observer->canReadLine());
+        QTRY_VERIFY_WITH_TIMEOUT(observer->canReadLine(), kit::patience);
         QCOMPARE(observer->readLine(),
                  QByteArray("ZRKUserDefaultsDidChangeNotification {key: 7}\n"));
-        QTRY_COMPARE(observer->state(), QProcess::NotRunning);
+        QTRY_COMPARE_WITH_TIMEOUT(observer->state(), QProcess::NotRunning, kit::patience);
     }
 
     void withoutABusNotificationsStayInTheProcess() {
@@ -206,7 +206,7 @@ private Q_SLOTS:
         // The end of the connection is noticed from the run loop; then there is no bus.
         expectWarning(
             QStringLiteral("^no session bus: changed preferences reach this program only$"));
-        QTRY_COMPARE(_runLoop.pendingCount(), 1); // trying again
+        QTRY_COMPARE_WITH_TIMEOUT(_runLoop.pendingCount(), 1, kit::patience); // trying again
         agent->post(name, object, {});
         _runLoop.runOnce();
         QCOMPARE(_deliveries.size(), 1);
@@ -215,7 +215,7 @@ private Q_SLOTS:
         settle(*agent);
         const auto panel = makeDBusDistributedNotifications();
         panel->post(name, object, {});
-        QTRY_COMPARE(_deliveries.size(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 2, kit::patience);
     }
 
     void userInfoHasALargestSize() {
@@ -237,7 +237,7 @@ private Q_SLOTS:
         expectWarning(QStringLiteral("^notification ZRK.* dropped: more than 8454144 bytes$"));
         agent->post(name, object, userInfo(room + 1));
         agent->post(name, object, {});
-        QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 3, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 3, kit::patience);
         QVERIFY(_deliveries[1].userInfo == userInfo(room));
         QVERIFY(_deliveries[2].userInfo.isEmpty());
     }
@@ -312,7 +312,7 @@ private Q_SLOTS:
         send(arguments);
         // The proper one behind it arrives alone.
         send({name, object, PropertyListSerialization::binary(PropertyList::Dictionary{})});
-        QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 1, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 1, kit::patience);
     }
 
 private:
@@ -339,7 +339,7 @@ private:
         std::optional<bool> delivered;
         end.whenDelivered([&](bool answer) { delivered = answer; });
         _runLoop.runOnce();
-        QTRY_VERIFY(delivered);
+        QTRY_VERIFY_WITH_TIMEOUT(delivered, kit::patience);
         QVERIFY(*delivered);
     }
     /// As another program would.

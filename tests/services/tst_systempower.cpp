@@ -42,7 +42,7 @@ public:
                                       QStringLiteral("logind")});
         if (!_process || !_bus.open())
             return false;
-        return QTest::qWaitFor([this] { return isOnBus(); }, 20000);
+        return QTest::qWaitFor([this] { return isOnBus(); }, kit::patience);
     }
     void stop() { kit::endProgram(_process); }
     ~MockLogind() { stop(); }
@@ -138,10 +138,10 @@ private Q_SLOTS:
         };
         QVERIFY(power->registerForSystemPower(recorder()));
         if (real)
-            QTRY_COMPARE(logind.inhibitors().size(), 1);
+            QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         QCOMPARE(_messages.size(), 0);
         sleepAndWake();
-        QTRY_COMPARE(_messages.size(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 2, kit::patience);
         QCOMPARE(_messages[0].number, 0xE0000280u);
         QCOMPARE(_messages[1].number, 0xE0000300u);
         power->allowPowerChange(_messages[0].argument);
@@ -150,12 +150,14 @@ private Q_SLOTS:
         sleepAndWake();
         QCoreApplication::processEvents();
         QCOMPARE(_messages.size(), 2);
+        if (real)
+            QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 0, kit::patience);
         // And once more from the start.
         QVERIFY(power->registerForSystemPower(recorder()));
         if (real)
-            QTRY_COMPARE(logind.inhibitors().size(), 1);
+            QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         sleepAndWake();
-        QTRY_COMPARE(_messages.size(), 4);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 4, kit::patience);
     }
 
     void holdsADelayLockWhileRegistered() {
@@ -164,14 +166,14 @@ private Q_SLOTS:
         QVERIFY(logind.start());
         const auto power = makeLogindPower();
         QVERIFY(power->registerForSystemPower(recorder()));
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         const Inhibitor lock = logind.inhibitors().constFirst();
         QCOMPARE(lock.what, QStringLiteral("sleep:shutdown"));
         QCOMPARE(lock.who, QStringLiteral("Clipmule Sync"));
         QCOMPARE(lock.mode, QStringLiteral("delay"));
         QVERIFY(!lock.why.isEmpty());
         power->deregisterForSystemPower();
-        QTRY_COMPARE(logind.inhibitors().size(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 0, kit::patience);
     }
 
     void sleepIsHeldBackUntilItIsAllowed() {
@@ -180,28 +182,28 @@ private Q_SLOTS:
         QVERIFY(logind.start());
         const auto power = makeLogindPower();
         QVERIFY(power->registerForSystemPower(recorder()));
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         logind.prepareForSleep(true);
-        QTRY_COMPARE(_messages.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 1, kit::patience);
         QCOMPARE(logind.inhibitors().size(), 1);
         power->allowPowerChange(_messages[0].argument + 1); // not ours
         QCOMPARE(logind.inhibitors().size(), 1);
         power->allowPowerChange(_messages[0].argument);
-        QTRY_COMPARE(logind.inhibitors().size(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 0, kit::patience);
         // After waking the lock is held again, and the acknowledgement of the waking leaves it.
         logind.prepareForSleep(false);
-        QTRY_COMPARE(_messages.size(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 2, kit::patience);
         QCOMPARE(_messages[1].number, 0xE0000300u);
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         power->allowPowerChange(_messages[1].argument);
         power->allowPowerChange(_messages[0].argument);
         QTest::qWait(0);
         QCOMPARE(logind.inhibitors().size(), 1);
         // Another round.
         logind.prepareForSleep(true);
-        QTRY_COMPARE(_messages.size(), 3);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 3, kit::patience);
         power->allowPowerChange(_messages[2].argument);
-        QTRY_COMPARE(logind.inhibitors().size(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 0, kit::patience);
     }
 
     void aMessageMayBeAllowedFromInsideIt() {
@@ -213,12 +215,12 @@ private Q_SLOTS:
             _messages.append({message, argument});
             power->allowPowerChange(argument);
         }));
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         logind.prepareForSleep(true);
-        QTRY_COMPARE(logind.inhibitors().size(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 0, kit::patience);
         logind.prepareForSleep(false);
-        QTRY_COMPARE(_messages.size(), 2);
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 2, kit::patience);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
     }
 
     void shutdownIsPoweringOff() {
@@ -227,15 +229,15 @@ private Q_SLOTS:
         QVERIFY(logind.start());
         const auto power = makeLogindPower();
         QVERIFY(power->registerForSystemPower(recorder()));
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         logind.prepareForShutdown(true);
-        QTRY_COMPARE(_messages.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 1, kit::patience);
         QCOMPARE(_messages[0].number, 0xE0000250u);
         power->allowPowerChange(_messages[0].argument);
-        QTRY_COMPARE(logind.inhibitors().size(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 0, kit::patience);
         // Called off: nothing to tell, but the next one is to be held back again.
         logind.prepareForShutdown(false);
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         QCOMPARE(_messages.size(), 1);
     }
 
@@ -257,12 +259,12 @@ private Q_SLOTS:
         QVERIFY(logind.start());
         const auto power = makeLogindPower();
         QVERIFY(power->registerForSystemPower(recorder()));
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         logind.emitSignal(QStringLiteral("PrepareForShutdownWithMetadata"),
                           {true, QVariantMap{{QStringLiteral("type"), type}}},
                           QStringLiteral("ba{sv}"));
         logind.prepareForShutdown(true);
-        QTRY_COMPARE(_messages.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 1, kit::patience);
         QCOMPARE(_messages[0].number, message);
     }
 
@@ -272,9 +274,9 @@ private Q_SLOTS:
         QVERIFY(power->registerForSystemPower(recorder()));
         MockLogind logind;
         QVERIFY(logind.start());
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         logind.prepareForSleep(true);
-        QTRY_COMPARE(_messages.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 1, kit::patience);
     }
 
     void takesTheLockAgainFromARestartedManager() {
@@ -283,13 +285,13 @@ private Q_SLOTS:
         QVERIFY(logind->start());
         const auto power = makeLogindPower();
         QVERIFY(power->registerForSystemPower(recorder()));
-        QTRY_COMPARE(logind->inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind->inhibitors().size(), 1, kit::patience);
         logind = std::make_unique<MockLogind>();
         QVERIFY(logind->start());
-        QTRY_COMPARE(logind->inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind->inhibitors().size(), 1, kit::patience);
         QCOMPARE(_messages.size(), 0);
         logind->prepareForSleep(true);
-        QTRY_COMPARE(_messages.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 1, kit::patience);
     }
 
     void aManagerThatRestartsDuringSleepDoesNotLeaveUsAsleep() {
@@ -298,15 +300,15 @@ private Q_SLOTS:
         QVERIFY(logind->start());
         const auto power = makeLogindPower();
         QVERIFY(power->registerForSystemPower(recorder()));
-        QTRY_COMPARE(logind->inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind->inhibitors().size(), 1, kit::patience);
         logind->prepareForSleep(true);
-        QTRY_COMPARE(_messages.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 1, kit::patience);
         power->allowPowerChange(_messages[0].argument);
         logind = std::make_unique<MockLogind>();
         QVERIFY(logind->start());
-        QTRY_COMPARE(_messages.size(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 2, kit::patience);
         QCOMPARE(_messages[1].number, 0xE0000300u);
-        QTRY_VERIFY(!logind->inhibitors().isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(!logind->inhibitors().isEmpty(), kit::patience);
     }
 
     void aSystemWithoutABusIsSilent() {
@@ -327,7 +329,7 @@ private Q_SLOTS:
         MockLogind logind;
         QVERIFY(logind.start());
         _runLoop.advance(BusConnection::retryInterval);
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
     }
 
     void othersCannotPretendToBeTheManager() {
@@ -336,7 +338,7 @@ private Q_SLOTS:
         QVERIFY(logind.start());
         const auto power = makeLogindPower();
         QVERIFY(power->registerForSystemPower(recorder()));
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         QDBusMessage forged = QDBusMessage::createSignal(
             QStringLiteral("/org/freedesktop/login1"),
             QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("PrepareForSleep"));
@@ -344,7 +346,7 @@ private Q_SLOTS:
         QVERIFY(logind.bus().send(forged));
         // The manager's own comes after it.
         logind.prepareForShutdown(true);
-        QTRY_COMPARE(_messages.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 1, kit::patience);
         QCOMPARE(_messages[0].number, 0xE0000250u);
     }
 
@@ -358,10 +360,10 @@ private Q_SLOTS:
             power->deregisterForSystemPower();
             power->allowPowerChange(argument);
         }));
-        QTRY_COMPARE(logind.inhibitors().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         logind.prepareForSleep(true);
-        QTRY_COMPARE(_messages.size(), 1);
-        QTRY_COMPARE(logind.inhibitors().size(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(_messages.size(), 1, kit::patience);
+        QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 0, kit::patience);
     }
 
 private:
