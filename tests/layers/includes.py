@@ -70,9 +70,6 @@ def check_one(project, name, folder, path, quoted, widgets, interfaces):
             yield f'{name}: write "{path}" in quotation marks'
         if not path.startswith(folder) and not below(path, table.MAY_INCLUDE[folder]):
             yield f"{name}: {folder} may not include {path}"
-        elif (below(path, table.INTERNAL_SERVICES) and not below(name, ["platform/", "tests/"])
-              and name != "app/main.cpp"):
-            yield f"{name}: {path} is for platform/ and app/main.cpp only"
         return
     if quoted:
         if not path.endswith(".moc"):

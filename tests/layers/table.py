@@ -35,10 +35,13 @@ TESTED_FOLDERS = {
     "tests/foundation/": ["platform/foundation/"],
     "tests/streams/": ["platform/streams/"],
     "tests/dnssd/": ["platform/dnssd/"],
-    "tests/pasteboard/": ["platform/pasteboard/"],
+    # The services that share an X server: what is set is pasted, and all lose it together.
+    "tests/pasteboard/": ["platform/pasteboard/", "platform/keyboard/", "platform/desktop/"],
     "tests/images/": ["platform/images/"],
-    "tests/services/": ["platform/preferences/", "platform/power/", "platform/keyboard/",
-                        "platform/desktop/", "platform/dbus/", "platform/x11/"],
+    "tests/keyboard/": ["platform/keyboard/", "platform/pasteboard/"],
+    "tests/activeapplication/": ["platform/desktop/"],
+    "tests/services/": ["platform/preferences/", "platform/power/", "platform/desktop/",
+                        "platform/dbus/"],
     "tests/categories/": ["Common/"],
     "tests/support/": ["support/"],
     "tests/net/": ["net/"],
@@ -51,18 +54,22 @@ TESTED_FOLDERS = {
     "tests/preferences/": ["preferences/"],
 }
 TEST_TOOLS = ["tests/kit/", "tests/contract/"]
+# Peers and servers that one folder's tests brought along and others use as well.
+SHARED_TEST_TOOLS = ["tests/pasteboard/Await.h", "tests/pasteboard/clients/",
+                     "tests/services/PrivateBus.h", "tests/streams/LoopbackSockets.h"]
 # The kit and the contract suites serve every folder, so they may know only the lowest floors.
 for _folder in TEST_TOOLS:
     MAY_INCLUDE[_folder] = TEST_TOOLS + ["platform/", "Common/", "support/", "net/", "model/", "ui/"]
 for _folder, _tested in TESTED_FOLDERS.items():
-    MAY_INCLUDE[_folder] = TEST_TOOLS + _tested
+    MAY_INCLUDE[_folder] = TEST_TOOLS + SHARED_TEST_TOOLS + _tested
     for _one in _tested:
         MAY_INCLUDE[_folder] += MAY_INCLUDE[_one]
 # These put whole programs together.
 for _folder in ("tests/desktop/", "fuzz/", "bench/"):
     MAY_INCLUDE[_folder] = [""]
 
-# Used by their sister services only; to the rest of the program they do not exist.
+# Their headers may hold what their sister services need of the system; the rest of the program sees
+# only those that do not.
 INTERNAL_SERVICES = ["platform/dbus/", "platform/x11/"]
 
 # What the system offers, as the beginnings of header names, and the folders where a header of that

@@ -156,12 +156,14 @@ class Includes(Tree):
             "model/M.cpp": '#include "platform/pasteboard/Pasteboard.h"\n'}),
                         "platform/x11/Connection.h", "seen outside", "model/M.cpp")
 
-    def test_internal_services_serve_their_sisters_only(self):
-        files = {"platform/x11/Connection.h": "",
-                 "platform/keyboard/K.cpp": '#include "platform/x11/Connection.h"\n'}
+    def test_internal_services_show_the_system_to_their_sisters_only(self):
+        files = {"platform/x11/Connection.h": "#include <xcb/xcb.h>\n",
+                 "platform/keyboard/K.cpp": '#include "platform/x11/Connection.h"\n',
+                 "platform/dbus/Names.h": "#include <memory>\n",
+                 "preferences/P.cpp": '#include "platform/dbus/Names.h"\n'}
         self.assertEqual(self.check(files), [])
         files["app/A.cpp"] = '#include "platform/x11/Connection.h"\n'
-        self.assert_one(self.check(files), "app/A.cpp", "platform/x11/Connection.h is for platform/")
+        self.assert_one(self.check(files), "platform/x11/Connection.h", "seen outside", "app/A.cpp")
 
     def test_widgets_stay_in_the_interface(self):
         self.assert_one(self.check({"model/M.cpp": "#include <QLabel>\n",
