@@ -210,7 +210,7 @@ private Q_SLOTS:
     void aNameIsRequired() {
         HookedCenter hub;
         Listener listener(QStringLiteral("listener"));
-        QVERIFY_EXCEPTION_THROWN(hub.addObserver(&listener, told(), QString()), PlatformException);
+        QVERIFY_THROWS_EXCEPTION(PlatformException, hub.addObserver(&listener, told(), QString()));
         QCOMPARE(hub.hooks, QStringList());
     }
 
@@ -463,7 +463,7 @@ private Q_SLOTS:
         ZRKNotificationCenter hub;
         Token token(1);
         hub.addObserver(&token, told(), copied);
-        QVERIFY_EXCEPTION_THROWN(hub.postNotificationName(copied), std::bad_cast);
+        QVERIFY_THROWS_EXCEPTION(std::bad_cast, hub.postNotificationName(copied));
     }
 };
 

@@ -110,7 +110,7 @@ private Q_SLOTS:
         Listener listener;
         listener.observe(ZRKPowerStatusWillSleep);
         listener.then = [] { throw std::runtime_error("a fault elsewhere"); };
-        QVERIFY_EXCEPTION_THROWN(_power->send(PowerMessage::SystemWillSleep), std::runtime_error);
+        QVERIFY_THROWS_EXCEPTION(std::runtime_error, _power->send(PowerMessage::SystemWillSleep));
         QCOMPARE(_power->allowed().size(), 1);
     }
 
