@@ -23,6 +23,7 @@ private Q_SLOTS:
     void firstSaveWritesTheMainClipboard();
     void savesEveryFiveSeconds();
     void savesOnlyWhatChanged();
+    void anotherClipWritesNoImageAgain();
     void customClipboardsRoundTrip();
     void defaultIconIsStored();
     void removedClipboardIsErasedAtTheNextSave();
@@ -102,6 +103,19 @@ void ClipboardStoreTest::savesOnlyWhatChanged() {
     tick();
     QCOMPARE(_fixture->files(), (QStringList{QStringLiteral("Main.clipboard"),
                                              QStringLiteral("Main.clipboardItems")}));
+}
+
+void ClipboardStoreTest::anotherClipWritesNoImageAgain() {
+    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
+    const auto first = ZRKClipmuleData::initWithImageData("image");
+    clipboard->insertClipmuleDataAtIndex(first, 0);
+    tick();
+    QVERIFY(QFile::remove(first->firstItem()->imageDataPath()));
+    const auto second = ZRKClipmuleData::initWithImageData("other");
+    clipboard->insertClipmuleDataAtIndex(second, 0);
+    tick();
+    QVERIFY(QFile::exists(second->firstItem()->imageDataPath()));
+    QVERIFY(!QFile::exists(first->firstItem()->imageDataPath()));
 }
 
 void ClipboardStoreTest::customClipboardsRoundTrip() {
