@@ -14,11 +14,12 @@ def test_sources(project):
 
 
 def programs_run(build):
-    """Names of the programs in all of ctest's commands."""
+    """Names of all tests, and of the programs in their commands."""
     listing = subprocess.run(["ctest", "--test-dir", build, "--show-only=json-v1"],
                              capture_output=True, text=True, check=True).stdout
+    # A program that is yet to be built leaves its test without a command.
     return {os.path.basename(word) for test in json.loads(listing)["tests"]
-            for word in test.get("command", [])}
+            for word in [test["name"], *test.get("command", [])]}
 
 
 def check(project, build, programs=None):
