@@ -260,6 +260,14 @@ class Built(Tree):
                         "tests/net/tst_a.cpp", "ctest does not run tst_a")
 
 
+    def test_what_ctest_runs_is_asked_of_ctest(self):
+        self.write("build/CTestTestfile.cmake",
+                   'add_test(wrapped "/bin/sh" "/somewhere/tst_a")\nadd_test(tst_b "/not/yet/built")\n')
+        programs = built.programs_run(os.path.join(self.root, "build"))
+        self.assertLessEqual({"tst_a", "tst_b"}, programs)
+        self.assertNotIn("tst_c", programs)
+
+
 class Texts(Tree):
     def check(self, name, text):
         return texts.check(self.tree({name: text}))
