@@ -4,6 +4,7 @@
 """What scripts/private-desktop promises to the tests that run in it."""
 
 import os
+import shutil
 import signal
 import stat
 import subprocess
@@ -138,7 +139,10 @@ class PrivateDesktop(unittest.TestCase):
                 self.assertFalse(os.path.exists(os.path.dirname(home)))
 
     def test_the_servers_do_not_outlive_a_killed_desktop(self):
-        process = start("sh", "-c", "pgrep -P $PPID | xargs; read line")
+        process = start("sh", "-c", 'echo "$HOME"; pgrep -P $PPID | xargs; read line')
+        # Who is killed cannot tidy up.
+        folder = os.path.dirname(process.stdout.readline().strip())
+        self.addCleanup(shutil.rmtree, folder)
         pids = [int(pid) for pid in process.stdout.readline().split()]
         self.assertGreaterEqual(len(pids), 4)  # two servers, a window manager, the command
         process.kill()
