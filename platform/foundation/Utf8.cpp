@@ -18,14 +18,12 @@ constexpr qsizetype block = 16;
 
 using Halves = quint64 __attribute__((vector_size(16)));
 
-// From anywhere in memory, and straight into a vector register.
-Bytes loadBytes(const unsigned char *from) {
-    using Unaligned = quint8 __attribute__((vector_size(16), aligned(1), may_alias));
-    return *reinterpret_cast<const Unaligned *>(from);
-}
-Units loadUnits(const char16_t *from) {
-    using Unaligned = quint16 __attribute__((vector_size(16), aligned(1), may_alias));
-    return *reinterpret_cast<const Unaligned *>(from);
+/// From anywhere in memory.
+template <typename Vector>
+Vector load(const void *from) {
+    Vector vector;
+    std::memcpy(&vector, from, sizeof vector);
+    return vector;
 }
 
 Units all(quint16 unit) {
@@ -177,7 +175,7 @@ char16_t *decodeUtf8(char16_t *out, QByteArrayView bytes) {
         const auto *blockEnd = end;
         if (end - in >= block) {
             blockEnd = in + block;
-            const auto characters = loadBytes(in);
+            const auto characters = load<Bytes>(in);
             if (isAscii(characters)) {
                 widen(out, characters);
                 out += block;
@@ -207,8 +205,8 @@ qsizetype escapedUtf8Bound(QStringView text) {
         constexpr qsizetype mostBlocks = 8000;
         Units more{};
         for (auto blocks = std::min((end - in) / block, mostBlocks); blocks > 0; --blocks) {
-            const auto first = loadUnits(in);
-            const auto second = loadUnits(in + block / 2);
+            const auto first = load<Units>(in);
+            const auto second = load<Units>(in + block / 2);
             if (Bytes bytes; !narrow(bytes, first, second))
                 more += excess(first) + excess(second);
             in += block;
@@ -234,8 +232,8 @@ char *escapeAsUtf8(char *out, QStringView text) {
         const char16_t *blockEnd = end;
         if (end - in >= block) {
             blockEnd = in + block;
-            const auto first = loadUnits(in);
-            const auto second = loadUnits(in + block / 2);
+            const auto first = load<Units>(in);
+            const auto second = load<Units>(in + block / 2);
             if (Bytes bytes; narrow(bytes, first, second)) {
                 std::memcpy(out, &bytes, sizeof bytes);
                 out += block;
