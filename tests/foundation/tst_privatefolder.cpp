@@ -91,9 +91,9 @@ void PrivateFolderTest::makesTheParent() {
     const PrivateFolder folder = make();
     QCOMPARE(modeOf(_place->filePath(QStringLiteral("parent"))), mode_t(0700));
     // But no more than that.
-    QVERIFY_EXCEPTION_THROWN(
-        (void)PrivateFolder::makeEmpty(_place->filePath(QStringLiteral("none/parent")), name),
-        PlatformException);
+    QVERIFY_THROWS_EXCEPTION(
+        PlatformException,
+        (void)PrivateFolder::makeEmpty(_place->filePath(QStringLiteral("none/parent")), name));
 }
 
 void PrivateFolderTest::emptiesWhatWasThere() {
@@ -147,7 +147,7 @@ void PrivateFolderTest::parentThatIsALinkIsRefused() {
     setMode(target, 0700);
     writeFile(target + QStringLiteral("/Clipmule/file"), "kept");
     QVERIFY(QFile::link(target, _place->filePath(QStringLiteral("parent"))));
-    QVERIFY_EXCEPTION_THROWN((void)make(), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)make());
     QCOMPARE(contentsOf(target + QStringLiteral("/Clipmule/file")), QByteArray("kept"));
 }
 
@@ -155,7 +155,7 @@ void PrivateFolderTest::parentThatOthersMayWriteToIsRefused() {
     (void)make();
     for (const mode_t mode : {0720, 0702, 01777}) {
         setMode(_place->filePath(QStringLiteral("parent")), mode);
-        QVERIFY_EXCEPTION_THROWN((void)make(), PlatformException);
+        QVERIFY_THROWS_EXCEPTION(PlatformException, (void)make());
     }
     setMode(_place->filePath(QStringLiteral("parent")), 0755);
     (void)make();
@@ -164,15 +164,15 @@ void PrivateFolderTest::parentThatOthersMayWriteToIsRefused() {
 void PrivateFolderTest::parentOfSomebodyElseIsRefused() {
     if (::geteuid() != 0) {
         // Root's, and nobody else may write to it.
-        QVERIFY_EXCEPTION_THROWN((void)PrivateFolder::makeEmpty(QStringLiteral("/usr"), name),
-                                 PlatformException);
+        QVERIFY_THROWS_EXCEPTION(PlatformException,
+                                 (void)PrivateFolder::makeEmpty(QStringLiteral("/usr"), name));
         return;
     }
     (void)make();
     constexpr uid_t somebody = 12345;
     const QByteArray parent = QFile::encodeName(_place->filePath(QStringLiteral("parent")));
     QCOMPARE(::chown(parent.constData(), somebody, gid_t(-1)), 0);
-    QVERIFY_EXCEPTION_THROWN((void)make(), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)make());
 }
 
 void PrivateFolderTest::nestingIsLimited() {
@@ -183,7 +183,7 @@ void PrivateFolderTest::nestingIsLimited() {
         QVERIFY(QDir(path()).isEmpty());
     }
     QVERIFY(QDir().mkpath(path(QStringLiteral("/d").repeated(65))));
-    QVERIFY_EXCEPTION_THROWN((void)make(), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)make());
 }
 
 void PrivateFolderTest::namesThatLeaveTheFolderAreRefused_data() {
@@ -199,9 +199,9 @@ void PrivateFolderTest::namesThatLeaveTheFolderAreRefused_data() {
 void PrivateFolderTest::namesThatLeaveTheFolderAreRefused() {
     QFETCH(QString, fileName);
     const PrivateFolder folder = make();
-    QVERIFY_EXCEPTION_THROWN(folder.write(fileName, "1"), PlatformException);
-    QVERIFY_EXCEPTION_THROWN((void)PrivateFolder::makeEmpty(_place->path(), fileName),
-                             PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, folder.write(fileName, "1"));
+    QVERIFY_THROWS_EXCEPTION(PlatformException,
+                             (void)PrivateFolder::makeEmpty(_place->path(), fileName));
 }
 
 void PrivateFolderTest::filesAreForTheOwnerOnly() {
@@ -215,10 +215,10 @@ void PrivateFolderTest::filesAreForTheOwnerOnly() {
 void PrivateFolderTest::fileThatIsThereIsNotOverwritten() {
     const PrivateFolder folder = make();
     folder.write(QStringLiteral("file"), "1");
-    QVERIFY_EXCEPTION_THROWN(folder.write(QStringLiteral("file"), "2"), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, folder.write(QStringLiteral("file"), "2"));
     QVERIFY(
         QFile::link(_place->filePath(QStringLiteral("outside")), path(QStringLiteral("/link"))));
-    QVERIFY_EXCEPTION_THROWN(folder.write(QStringLiteral("link"), "2"), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, folder.write(QStringLiteral("link"), "2"));
     QCOMPARE(contentsOf(path(QStringLiteral("/file"))), QByteArray("1"));
     QVERIFY(!QFile::exists(_place->filePath(QStringLiteral("outside"))));
 }

@@ -213,7 +213,7 @@ void ImageCodecTest::imagesThatClaimTooMuchAreRefused_data() {
 
 void ImageCodecTest::imagesThatClaimTooMuchAreRefused() {
     QFETCH(QByteArray, bytes);
-    QVERIFY_EXCEPTION_THROWN((void)ImageCodec::decode(bytes), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::decode(bytes));
 }
 
 // 256 MiB at 4 bytes a pixel are 8192 x 8192. The headers have no pixels behind them: what is
@@ -248,7 +248,7 @@ void ImageCodecTest::damagedImagesAreRefused() {
     // This one's decoder says so itself.
     if (bytes.startsWith("II"))
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Invalid pos")));
-    QVERIFY_EXCEPTION_THROWN((void)ImageCodec::decode(bytes), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::decode(bytes));
 }
 
 void ImageCodecTest::pngKeepsEveryPixel_data() {
@@ -295,10 +295,10 @@ void ImageCodecTest::pngKeepsTheColourSpace() {
 }
 
 void ImageCodecTest::pngOfAnotherFormatIsRefused() {
-    QVERIFY_EXCEPTION_THROWN(
-        (void)ImageCodec::png(colourful({8, 8}, QImage::Format_RGB888), 100'000),
-        PlatformException);
-    QVERIFY_EXCEPTION_THROWN((void)ImageCodec::png(QImage(), 100'000), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(
+        PlatformException,
+        (void)ImageCodec::png(colourful({8, 8}, QImage::Format_RGB888), 100'000));
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::png(QImage(), 100'000));
 }
 
 void ImageCodecTest::jpegOfTheGivenQuality() {
@@ -325,9 +325,9 @@ void ImageCodecTest::jpegIsOnWhite() {
 void ImageCodecTest::jpegOfTooLongAnImageIsRefused() {
     QTest::ignoreMessage(QtWarningMsg,
                          QRegularExpression(QStringLiteral("Maximum supported image dimension")));
-    QVERIFY_EXCEPTION_THROWN((void)ImageCodec::jpeg(QImage(65501, 1, QImage::Format_RGB32), 0.9),
-                             PlatformException);
-    QVERIFY_EXCEPTION_THROWN((void)ImageCodec::jpeg(QImage(), 0.9), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException,
+                             (void)ImageCodec::jpeg(QImage(65501, 1, QImage::Format_RGB32), 0.9));
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::jpeg(QImage(), 0.9));
 }
 
 void ImageCodecTest::signatures() {

@@ -274,8 +274,8 @@ void CaptureTest::titleThatIsNoTextIsNone() {
 void CaptureTest::readFailuresPass() {
     _desktop->pasteboard.copyText(QStringLiteral("text"));
     _desktop->pasteboard.failReadsWith(QStringLiteral("gone"));
-    QVERIFY_EXCEPTION_THROWN((void)ZRKClipmuleData::initFromPasteboard(_desktop->services),
-                             PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException,
+                             (void)ZRKClipmuleData::initFromPasteboard(_desktop->services));
 }
 
 void CaptureTest::smallImageStaysPng() {

@@ -226,7 +226,7 @@ void ClipTest::dictionaryOfAClip() {
 void ClipTest::dictionaryNeedsADate() {
     ZRKClipmuleData clip;
     clip.setCreationDate(std::nullopt);
-    QVERIFY_EXCEPTION_THROWN((void)clip.toDictionary(), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)clip.toDictionary());
 }
 
 void ClipTest::dictionaryRoundTrip() {
@@ -272,7 +272,7 @@ void ClipTest::wrongKindsAreRefused_data() {
 void ClipTest::wrongKindsAreRefused() {
     QFETCH(QString, key);
     QFETCH(PropertyList, value);
-    QVERIFY_EXCEPTION_THROWN(clipOf({{key, value}}), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, clipOf({{key, value}}));
 }
 
 void ClipTest::numberOfReceivedItemsIsLimited() {
@@ -282,7 +282,7 @@ void ClipTest::numberOfReceivedItemsIsLimited() {
     };
     QCOMPARE(clipOfItems(9'999)->itemCount(), 9'999);
     QCOMPARE(clipOfItems(10'000)->itemCount(), 10'000);
-    QVERIFY_EXCEPTION_THROWN(clipOfItems(10'001), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, clipOfItems(10'001));
 }
 
 void ClipTest::equality() {

@@ -454,9 +454,9 @@ void ClipArchiveTest::malformedArchivesAreRefused() {
         {QStringLiteral("$objects"), PropertyList::List{QStringLiteral("$null"), record, 7, list,
                                                         classOf(QStringLiteral("ZRKClipmuleData")),
                                                         classOf(QStringLiteral("NSArray"))}}});
-    QVERIFY_EXCEPTION_THROWN((void)KeyedUnarchiver::unarchivedObject(
-                                 PropertyListSerialization::binary(archive), classes),
-                             PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException,
+                             (void)KeyedUnarchiver::unarchivedObject(
+                                 PropertyListSerialization::binary(archive), classes));
 }
 
 void ClipArchiveTest::orderWithoutKeys() {

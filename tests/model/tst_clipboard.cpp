@@ -191,19 +191,15 @@ void ClipboardTest::insertingBeyondTheEndIsRefused() {
     const auto clipboard = named(QStringLiteral("a"));
     clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("one")), 0);
     clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("two")), 1);
-    QVERIFY_EXCEPTION_THROWN(
-        clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("four")), 3),
-        PlatformException);
-    QVERIFY_EXCEPTION_THROWN(
-        clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("zero")), -1),
-        PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, clipboard->insertClipmuleDataAtIndex(
+                                                    textClip(QStringLiteral("four")), 3));
+    QVERIFY_THROWS_EXCEPTION(PlatformException, clipboard->insertClipmuleDataAtIndex(
+                                                    textClip(QStringLiteral("zero")), -1));
     QCOMPARE(texts(*clipboard), (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
-    QVERIFY_EXCEPTION_THROWN(
-        ZRKClipmuleClipboard::insertCustomClipboardAtIndex(named(QStringLiteral("b")), 1),
-        PlatformException);
-    QVERIFY_EXCEPTION_THROWN(
-        ZRKClipmuleClipboard::insertCustomClipboardAtIndex(named(QStringLiteral("b")), -1),
-        PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, ZRKClipmuleClipboard::insertCustomClipboardAtIndex(
+                                                    named(QStringLiteral("b")), 1));
+    QVERIFY_THROWS_EXCEPTION(PlatformException, ZRKClipmuleClipboard::insertCustomClipboardAtIndex(
+                                                    named(QStringLiteral("b")), -1));
 }
 
 void ClipboardTest::mainClipboardDropsTheOldest() {

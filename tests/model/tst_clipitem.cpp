@@ -500,7 +500,7 @@ void ClipItemTest::wrongKindsAreRefused_data() {
 void ClipItemTest::wrongKindsAreRefused() {
     QFETCH(QString, key);
     QFETCH(PropertyList, value);
-    QVERIFY_EXCEPTION_THROWN(itemOf({{key, value}}), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, itemOf({{key, value}}));
 }
 
 void ClipItemTest::numberOfRepresentationsIsLimited() {
@@ -512,7 +512,7 @@ void ClipItemTest::numberOfRepresentationsIsLimited() {
     };
     QCOMPARE(itemOfTypes(999)->nativeDictionary()->size(), 999);
     QCOMPARE(itemOfTypes(1000)->nativeDictionary()->size(), 1000);
-    QVERIFY_EXCEPTION_THROWN(itemOfTypes(1001), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, itemOfTypes(1001));
 }
 
 void ClipItemTest::equalityById() {

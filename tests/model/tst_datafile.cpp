@@ -62,8 +62,8 @@ void DataFileTest::failedWriteLeavesTheOldFile() {
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("file"));
     DataFile::write(path, "one");
-    QVERIFY_EXCEPTION_THROWN(DataFile::write(path + QStringLiteral("/below"), "two"),
-                             PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException,
+                             DataFile::write(path + QStringLiteral("/below"), "two"));
     QCOMPARE(DataFile::read(path), std::optional(QByteArray("one")));
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("file")});
 }
@@ -75,14 +75,14 @@ void DataFileTest::missingFileIsNothing() {
 
 void DataFileTest::readingAFolderFails() {
     const QTemporaryDir folder;
-    QVERIFY_EXCEPTION_THROWN((void)DataFile::read(folder.path()), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)DataFile::read(folder.path()));
 }
 
 void DataFileTest::readingAPipeDoesNotWait() {
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("pipe"));
     QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
-    QVERIFY_EXCEPTION_THROWN((void)DataFile::read(path), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)DataFile::read(path));
 }
 
 void DataFileTest::tooLargeAFileIsRefused() {
@@ -92,7 +92,7 @@ void DataFileTest::tooLargeAFileIsRefused() {
     QVERIFY(file.open(QIODevice::WriteOnly));
     // A hole: it takes no space.
     QVERIFY(file.resize(DataFile::largest + 1));
-    QVERIFY_EXCEPTION_THROWN((void)DataFile::read(path), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)DataFile::read(path));
 }
 
 void DataFileTest::plainIdsAreFileNames() {
@@ -135,7 +135,7 @@ void DataFileTest::unreadableFileKeepsASecondName() {
     // There is an end to it, and then the file stays.
     for (int number = 4; number <= 100; ++number)
         DataFile::write(kept + QString::number(number), "");
-    QVERIFY_EXCEPTION_THROWN(DataFile::keepUnreadable(path), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, DataFile::keepUnreadable(path));
     QCOMPARE(DataFile::read(path), std::optional(QByteArray("four")));
 }
 

@@ -293,7 +293,7 @@ void OutputTest::oneItemIsNeverMixed() {
 
 void OutputTest::failingClipboard() {
     _desktop->pasteboard.failCommitsWith(QStringLiteral("gone"));
-    QVERIFY_EXCEPTION_THROWN((void)write({phoneText(QStringLiteral("text"))}), PlatformException);
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)write({phoneText(QStringLiteral("text"))}));
     QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("before")));
 }
 
