@@ -389,6 +389,7 @@ private Q_SLOTS:
             QCOMPARE(client().services().size(), where == u"close" ? 0 : 1);
             QCOMPARE(client().isConnected(), where != u"close");
         } else {
+            QVERIFY(!_fixture->client || client().services().isEmpty());
             for (const auto &connection : _fixture->connections)
                 QVERIFY(connection->isClosed());
             QVERIFY(backend().browsedTypes().isEmpty());
