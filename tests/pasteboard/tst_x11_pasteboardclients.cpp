@@ -4,6 +4,7 @@
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/pasteboard/PasteboardFactory.h"
+#include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Display.h"
 #include "tests/pasteboard/Await.h"
 #include "tests/pasteboard/clients/ClientProcess.h"
@@ -103,7 +104,7 @@ private Q_SLOTS:
         _pasteboard->declareTypes({});
         _pasteboard->setStringForType(umlauts, NSStringPboardType);
         _pasteboard->setDataForType(png, NSTIFFPboardType);
-        _pasteboard->commit();
+        commit();
         QCOMPARE(xclipReads(QStringLiteral("UTF8_STRING")), umlauts.toUtf8());
         QCOMPARE(xclipReads(QStringLiteral("text/plain;charset=utf-8")), umlauts.toUtf8());
         QVERIFY(xclipReads(QStringLiteral("image/png")) == png);
@@ -167,7 +168,7 @@ private Q_SLOTS:
         _pasteboard->declareTypes({});
         _pasteboard->setStringForType(umlauts, NSStringPboardType);
         _pasteboard->setDataForType(contentsOf(pngPath()), NSTIFFPboardType);
-        _pasteboard->commit();
+        commit();
         QCOMPARE(client.ask(QStringLiteral("read-text")),
                  QStringLiteral("text ") + QString::fromLatin1(umlauts.toUtf8().toHex()));
         const QString path = _folder.filePath(QStringLiteral("read.png"));
@@ -184,7 +185,7 @@ private Q_SLOTS:
         QVERIFY(client.isReady());
         _pasteboard->declareTypes({});
         _pasteboard->setPropertyListForType(PropertyList::List{pngPath()}, NSFilenamesPboardType);
-        _pasteboard->commit();
+        commit();
         const QStringList targets =
             client.ask(QStringLiteral("read-targets")).split(u' ').sliced(1);
         QVERIFY(targets.contains(QStringLiteral("text/uri-list")));
@@ -214,6 +215,12 @@ private Q_SLOTS:
 
 private:
     QString pngPath() const { return _folder.filePath(QStringLiteral("noise.png")); }
+
+    // On return the server knows; a client on another connection might be ahead of it otherwise.
+    void commit() {
+        _pasteboard->commit();
+        (void)_display->reply(xcb_get_input_focus_reply, xcb_get_input_focus(_display->xcb()));
+    }
 
     // Until the next call or the end of the test, xclip owns the clipboard.
     bool xclipCopies(const QString &target, const QByteArray &data) {
