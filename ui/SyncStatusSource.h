@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace clipmule {
+
+class Bundle;
+
+/// What the status item, its menu and its views ask of the agent, and the few things they tell it.
+/// Changes are announced by "ZRKClipmuleSyncStatusDidChange" on the platform's default centre.
+class SyncStatusSource {
+public:
+    SyncStatusSource() = default;
+    virtual ~SyncStatusSource() = default;
+    SyncStatusSource(const SyncStatusSource &) = delete;
+    SyncStatusSource &operator=(const SyncStatusSource &) = delete;
+
+    [[nodiscard]] virtual bool isEnabled() const = 0;
+    virtual void setEnabled(bool enabled) = 0;
+    /// Whether any phone is connected.
+    [[nodiscard]] virtual bool isConnected() const = 0;
+    [[nodiscard]] virtual QStringList connectedDeviceNames() const = 0;
+    [[nodiscard]] virtual QStringList registeredDeviceNames() const = 0;
+    /// The bundle of the preferences panel, which holds the help book; null when there is none.
+    [[nodiscard]] virtual const Bundle *prefPaneBundle() = 0;
+    /// Whether anything can look for updates.
+    [[nodiscard]] virtual bool hasUpdater() = 0;
+    /// Asks the updater to look now. Nothing where there is none.
+    virtual void checkForUpdates() = 0;
+};
+
+} // namespace clipmule
