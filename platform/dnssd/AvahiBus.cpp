@@ -157,10 +157,16 @@ void AvahiBus::askForOwner() {
                 if (generation != _generation || !_owner.isEmpty())
                     return;
                 const QDBusMessage reply = finished->reply();
-                if (reply.type() == QDBusMessage::ReplyMessage)
+                if (reply.type() == QDBusMessage::ReplyMessage) {
                     setOwner(reply.arguments().value(0).toString());
-                else
-                    lose(QStringLiteral("it is not running"));
+                } else if (reply.errorName() ==
+                           QStringLiteral("org.freedesktop.DBus.Error.NameHasNoOwner")) {
+                    lose(QStringLiteral("it is not running")); // ownerChanged() tells when it is
+                } else {
+                    dropConnection();
+                    lose(errorText(reply));
+                    retryLater();
+                }
             });
 }
 

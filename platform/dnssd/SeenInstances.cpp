@@ -3,6 +3,8 @@
 
 #include "platform/dnssd/SeenInstances.h"
 
+#include "platform/dnssd/Log.h"
+
 namespace clipmule::dnssd {
 
 bool SeenInstances::add(const QString &name, int interface, int protocol) {
@@ -11,8 +13,12 @@ bool SeenInstances::add(const QString &name, int interface, int protocol) {
         known->second.emplace(interface, protocol);
         return false;
     }
-    if (isFull())
+    if (isFull()) {
+        if (!std::exchange(_saidFull, true))
+            qCWarning(logDnsSd, "more than %d services of one type; the others are left out",
+                      maximumInstances);
         return false;
+    }
     _sightings[name].emplace(interface, protocol);
     return true;
 }
@@ -26,6 +32,11 @@ bool SeenInstances::remove(const QString &name, int interface, int protocol) {
         return false;
     _sightings.erase(known);
     return true;
+}
+
+void SeenInstances::clear() {
+    _sightings.clear();
+    _saidFull = false;
 }
 
 } // namespace clipmule::dnssd

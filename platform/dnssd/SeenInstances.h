@@ -19,15 +19,16 @@ public:
     static constexpr int maximumInstances = 1000;
 
     /// True for the first sighting of a name. False, too, for a name above the limit, which is
-    /// forgotten.
+    /// forgotten; the first one is logged.
     bool add(const QString &name, int interface, int protocol);
     /// True when the last sighting of a name is gone.
     bool remove(const QString &name, int interface, int protocol);
-    void clear() { _sightings.clear(); }
+    void clear();
     [[nodiscard]] bool isFull() const { return int(_sightings.size()) >= maximumInstances; }
 
 private:
     std::map<QString, std::set<std::pair<int, int>>> _sightings;
+    bool _saidFull = false;
 };
 
 } // namespace clipmule::dnssd

@@ -1,0 +1,460 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/dnssd/AvahiBus.h"
+#include "platform/dnssd/DnsSdFactory.h"
+#include "tests/dnssd/Observers.h"
+#include "tests/kit/ManualRunLoop.h"
+
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
+#include <QDBusVirtualObject>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace clipmule;
+using namespace clipmule::dnssd;
+using namespace clipmule::dnssd::test;
+
+namespace {
+
+const auto type = QStringLiteral("_clipmule-s2._tcp");
+const auto local = QStringLiteral("local");
+const ServiceName anna{QStringLiteral("Anna"), type, local};
+const auto avahi = QStringLiteral("org.freedesktop.Avahi");
+constexpr int patience = 20000;
+constexpr int starting = 1;
+constexpr int running = 2;
+constexpr int established = 2;
+
+/// Stands on the bus in the daemon's place and does what a test says: it answers each call with the
+/// path of a new object, or with nothing, or as told.
+class FakeDaemon final : public QDBusVirtualObject {
+public:
+    explicit FakeDaemon(const QString &address)
+        : _connection(QDBusConnection::connectToBus(address, QStringLiteral("daemon"))) {
+        _connection.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath);
+    }
+    ~FakeDaemon() override { QDBusConnection::disconnectFromBus(QStringLiteral("daemon")); }
+
+    void appear() { _connection.registerService(avahi); }
+    void vanish() { _connection.unregisterService(avahi); }
+
+    void emitSignal(const QString &path, const QString &kind, const QString &member,
+                    const QVariantList &arguments) {
+        QDBusMessage message = QDBusMessage::createSignal(path, avahi + u'.' + kind, member);
+        message.setArguments(arguments);
+        _connection.send(message);
+    }
+    void setState(int newState) {
+        state = newState;
+        emitSignal(QStringLiteral("/"), QStringLiteral("Server"), QStringLiteral("StateChanged"),
+                   {state, QString()});
+    }
+    void found(const QString &path, const QString &name) {
+        emitSignal(path, QStringLiteral("ServiceBrowser"), QStringLiteral("ItemNew"),
+                   {2, 0, name, type, local, QVariant::fromValue(uint(0))});
+    }
+    void resolved(const QString &path, const QString &address, ushort port) {
+        emitSignal(path, QStringLiteral("ServiceResolver"), QStringLiteral("Found"),
+                   {2, 0, anna.name, type, local, QStringLiteral("phone.local"), 0, address,
+                    QVariant::fromValue(port), QVariant::fromValue(QByteArrayList()),
+                    QVariant::fromValue(uint(0))});
+    }
+    void groupState(const QString &path, int groupState) {
+        emitSignal(path, QStringLiteral("EntryGroup"), QStringLiteral("StateChanged"),
+                   {groupState, QString()});
+    }
+
+    [[nodiscard]] int count(const QString &member) const { return int(calls.count(member)); }
+
+    QString introspect(const QString &) const override { return {}; }
+
+    bool handleMessage(const QDBusMessage &message, const QDBusConnection &) override {
+        if (!message.interface().startsWith(avahi))
+            return false;
+        const QString member = message.member();
+        calls += member;
+        callPaths += message.path();
+        if (member == QStringLiteral("GetState"))
+            return reply(message, {state});
+        const QString error = errors.value(member);
+        if (!error.isEmpty())
+            return _connection.send(message.createErrorReply(avahi + u'.' + error, error));
+        if (member.endsWith(QStringLiteral("Prepare")) ||
+            member == QStringLiteral("EntryGroupNew")) {
+            const QString path = QStringLiteral("/Client0/Object%1").arg(++objects);
+            paths += path;
+            if (beforeReply)
+                beforeReply(member, path);
+            return reply(message, {QVariant::fromValue(QDBusObjectPath(path))});
+        }
+        reply(message, {});
+        if (afterCall)
+            afterCall(member, message.path());
+        return true;
+    }
+
+    int state = running;
+    int objects = 0;
+    QStringList calls;
+    QStringList callPaths;
+    QStringList paths;              // of the objects made
+    QHash<QString, QString> errors; // member, name of the error
+    std::function<void(const QString &member, const QString &path)> beforeReply;
+    std::function<void(const QString &member, const QString &path)> afterCall;
+
+private:
+    bool reply(const QDBusMessage &message, const QVariantList &arguments) {
+        return _connection.send(message.createReply(arguments));
+    }
+
+    QDBusConnection _connection;
+};
+
+} // namespace
+
+// What the daemon says and when, in cases that a real one seldom makes or never; and what others
+// say in its name. On a bus of its own, with a manual run loop.
+class AvahiBusTest : public QObject {
+    Q_OBJECT
+
+    kit::ManualRunLoop _loop;
+    const RunLoop::Installation _installation{_loop};
+    QTemporaryDir _folder;
+    QProcess _bus;
+    QString _address;
+    std::unique_ptr<FakeDaemon> _daemon;
+    std::unique_ptr<WatchedBackend> _backend;
+
+    /// Lets the bus and the run loop work until something is so. No time passes.
+    [[nodiscard]] bool until(const std::function<bool()> &condition) {
+        return QTest::qWaitFor(
+            [&] {
+                _loop.runOnce();
+                return condition();
+            },
+            patience);
+    }
+
+    /// Until the daemon has been asked for something more, after all that was under way.
+    [[nodiscard]] bool roundTrip() {
+        Resolution probe(*_backend);
+        const qsizetype before = _daemon->calls.size();
+        probe.resolver->start({QStringLiteral("Probe"), type, local}, RunLoop::Seconds(1000));
+        return until(
+            [&] { return _daemon->calls.mid(before).count(QStringLiteral("Start")) == 4; });
+    }
+
+    /// The path of the object that was made last.
+    [[nodiscard]] QString lastPath() const { return _daemon->paths.value(_daemon->objects - 1); }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        qDBusRegisterMetaType<QByteArrayList>();
+        QFile configuration(_folder.filePath(QStringLiteral("bus.conf")));
+        QVERIFY(configuration.open(QIODevice::WriteOnly));
+        configuration.write("<!DOCTYPE busconfig PUBLIC "
+                            "\"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
+                            "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">"
+                            "<busconfig><listen>unix:path=" +
+                            _folder.filePath(QStringLiteral("bus")).toUtf8() +
+                            "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+                            "<allow user=\"*\"/><allow own=\"*\"/>"
+                            "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                            "<allow eavesdrop=\"true\"/></policy></busconfig>");
+        configuration.close();
+        _bus.start(QStringLiteral("dbus-daemon"),
+                   {QStringLiteral("--config-file=") + configuration.fileName(),
+                    QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+                    QStringLiteral("--print-address=1")});
+        QTRY_VERIFY_WITH_TIMEOUT(_bus.canReadLine(), patience);
+        _address = QString::fromUtf8(_bus.readLine().trimmed());
+    }
+
+    void cleanupTestCase() {
+        _bus.terminate();
+        _bus.waitForFinished();
+    }
+
+    void init() {
+        _daemon = std::make_unique<FakeDaemon>(_address);
+        _daemon->appear();
+        _backend = makeAvahiBusBackend(_address);
+    }
+
+    void cleanup() {
+        _backend.reset();
+        _daemon.reset();
+    }
+
+    void aSignalBeforeTheAnswerThatNamesItsObjectIsNotLost() {
+        _daemon->beforeReply = [&](const QString &, const QString &path) {
+            _daemon->resolved(path, QStringLiteral("192.0.2.7"), 4711);
+        };
+        Resolution resolution(*_backend);
+        resolution.resolver->start(anna, RunLoop::Seconds(10));
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 4; }));
+        QVERIFY(roundTrip());
+        _loop.advance(1);
+        QVERIFY(resolution.resolved);
+        QCOMPARE(resolution.resolved->endpoints,
+                 (QList<Endpoint>{{QHostAddress(QStringLiteral("192.0.2.7")), 4711}}));
+    }
+
+    void soManySignalsAreKeptForAnObjectToCome_data() {
+        QTest::addColumn<int>("before");
+        QTest::addColumn<bool>("kept");
+        QTest::newRow("one below") << 3998 << true;
+        QTest::newRow("at the limit") << 3999 << true;
+        QTest::newRow("above") << 4000 << false;
+    }
+    void soManySignalsAreKeptForAnObjectToCome() {
+        QFETCH(int, before);
+        QFETCH(bool, kept);
+        static_assert(AvahiBus::maximumHeldSignals == 4000);
+        _daemon->beforeReply = [&](const QString &, const QString &path) {
+            for (int number = 0; number < before; ++number)
+                _daemon->found(path, anna.name);
+            _daemon->emitSignal(path, QStringLiteral("ServiceBrowser"), QStringLiteral("AllForNow"),
+                                {});
+            _daemon->beforeReply = {};
+        };
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+        QVERIFY(roundTrip());
+        QCOMPARE(browse.changes(), QStringList{QStringLiteral("+Anna")});
+        QCOMPARE(browse.events.contains(QStringLiteral(".")), kept);
+    }
+
+    void whatOthersSayInItsNameIsNotHeard() {
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+        const QString path = lastPath();
+        {
+            QDBusConnection stranger =
+                QDBusConnection::connectToBus(_address, QStringLiteral("stranger"));
+            QDBusMessage item = QDBusMessage::createSignal(
+                path, avahi + QStringLiteral(".ServiceBrowser"), QStringLiteral("ItemNew"));
+            item.setArguments(
+                {2, 0, QStringLiteral("Mallory"), type, local, QVariant::fromValue(uint(0))});
+            stranger.send(item);
+            QDBusMessage state =
+                QDBusMessage::createSignal(QStringLiteral("/"), avahi + QStringLiteral(".Server"),
+                                           QStringLiteral("StateChanged"));
+            state.setArguments({4, QString()}); // failed
+            stranger.send(state);
+            // Answered after both have passed the bus.
+            (void)stranger.call(QDBusMessage::createMethodCall(
+                QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId")));
+        }
+        QDBusConnection::disconnectFromBus(QStringLiteral("stranger"));
+        _daemon->found(path, anna.name);
+        QVERIFY(until([&] { return !browse.changes().isEmpty(); }));
+        QCOMPARE(browse.changes(), QStringList{QStringLiteral("+Anna")});
+        QCOMPARE(_backend->availability(), Availability::Running);
+    }
+
+    void signalsOfAnotherFormAreIgnored() {
+        Browse browse(*_backend);
+        Resolution resolution(*_backend);
+        TxtRecords txt(*_backend);
+        browse.browser->start(type);
+        resolution.resolver->start(anna, RunLoop::Seconds(10));
+        txt.watch->start(anna);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 6; }));
+        for (const QString &path : QStringList(_daemon->paths)) {
+            for (const QVariantList &arguments :
+                 {QVariantList{}, QVariantList{1}, QVariantList{QStringLiteral("Mallory")},
+                  QVariantList{2, 0, 7, type, local, QVariant::fromValue(uint(0))}}) {
+                _daemon->emitSignal(path, QStringLiteral("ServiceBrowser"),
+                                    QStringLiteral("ItemNew"), arguments);
+                _daemon->emitSignal(path, QStringLiteral("ServiceResolver"),
+                                    QStringLiteral("Found"), arguments);
+                _daemon->emitSignal(path, QStringLiteral("RecordBrowser"),
+                                    QStringLiteral("ItemNew"), arguments);
+            }
+        }
+        _daemon->found(_daemon->paths[0], anna.name);
+        QVERIFY(until([&] { return !browse.changes().isEmpty(); }));
+        QCOMPARE(browse.changes(), QStringList{QStringLiteral("+Anna")});
+        QCOMPARE(resolution.count, 0);
+        QCOMPARE(txt.records, QList<QByteArray>());
+    }
+
+    void theDaemonsOwnTimeLimitIsNotOurs() {
+        Resolution resolution(*_backend);
+        resolution.resolver->start(anna, RunLoop::Seconds(10));
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 4; }));
+        for (const QString &path : QStringList(_daemon->paths))
+            _daemon->emitSignal(path, QStringLiteral("ServiceResolver"), QStringLiteral("Failure"),
+                                {avahi + QStringLiteral(".TimeoutError")});
+        QVERIFY(roundTrip());
+        QCOMPARE(resolution.count, 0);
+        _daemon->resolved(_daemon->paths[0], QStringLiteral("192.0.2.7"), 4711);
+        QVERIFY(roundTrip());
+        _loop.advance(0.3);
+        QVERIFY(resolution.resolved);
+    }
+
+    void aResolveFailsWhenAllFourQuestionsAreRefused() {
+        _daemon->errors.insert(QStringLiteral("ServiceResolverPrepare"),
+                               QStringLiteral("TooManyObjectsError"));
+        Resolution resolution(*_backend);
+        resolution.resolver->start(anna, RunLoop::Seconds(10));
+        QVERIFY(until([&] { return resolution.count == 1; }));
+        QCOMPARE(resolution.failure, QStringLiteral("TooManyObjectsError"));
+    }
+
+    void aRefusedPublicationIsAnErrorOnce_data() {
+        QTest::addColumn<QString>("member");
+        QTest::newRow("no group") << QStringLiteral("EntryGroupNew");
+        QTest::newRow("no service") << QStringLiteral("AddService");
+        QTest::newRow("no commit") << QStringLiteral("Commit");
+    }
+    void aRefusedPublicationIsAnErrorOnce() {
+        QFETCH(QString, member);
+        _daemon->errors.insert(member, QStringLiteral("NotPermittedError"));
+        Publication publication(*_backend);
+        publication.publisher->start(anna, 1, QByteArray());
+        QVERIFY(until([&] { return !publication.errors.isEmpty(); }));
+        _loop.advance(60);
+        QVERIFY(roundTrip());
+        QCOMPARE(publication.errors, QStringList{QStringLiteral("NotPermittedError")});
+        QCOMPARE(_daemon->count(member), 1);
+    }
+
+    void fiftyNamesAreTried() {
+        _daemon->errors.insert(QStringLiteral("AddService"), QStringLiteral("CollisionError"));
+        Publication publication(*_backend);
+        publication.publisher->start(anna, 1, QByteArray());
+        QVERIFY(until([&] { return !publication.errors.isEmpty(); }));
+        QCOMPARE(publication.errors, QStringList{QStringLiteral("every name is taken")});
+        QCOMPARE(_daemon->count(QStringLiteral("AddService")), 50);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Free")) == 50; }));
+    }
+
+    void aDaemonThatIsStartingBrowsesButDoesNotPublishYet() {
+        _daemon->state = starting;
+        _daemon->afterCall = [&](const QString &member, const QString &path) {
+            if (member == QStringLiteral("Commit"))
+                _daemon->groupState(path, established);
+        };
+        Browse browse(*_backend);
+        Publication publication(*_backend);
+        browse.browser->start(type);
+        publication.publisher->start(anna, 1, QByteArray());
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+        QVERIFY(roundTrip());
+        QCOMPARE(_backend->availability(), Availability::Starting);
+        QCOMPARE(_daemon->count(QStringLiteral("EntryGroupNew")), 0);
+        _daemon->setState(running);
+        QVERIFY(until([&] { return publication.names.size() == 1; }));
+        // Its host name is taken: it looks for another, and what named the host is put up again.
+        const QString group = lastPath();
+        _daemon->setState(starting);
+        QVERIFY(until([&] { return _daemon->calls.last() == QStringLiteral("Free"); }));
+        QCOMPARE(_daemon->callPaths.last(), group);
+        _daemon->setState(running);
+        QVERIFY(until([&] { return publication.names.size() == 2; }));
+        QCOMPARE(browse.changes(), QStringList());
+    }
+
+    void anObjectNotWantedAnyMoreWhenItComesIsFreed() {
+        Browse browse(*_backend);
+        QVERIFY(roundTrip());
+        _daemon->beforeReply = [&](const QString &, const QString &) { browse.browser->stop(); };
+        const qsizetype before = _daemon->paths.size();
+        browse.browser->start(type);
+        QVERIFY(until([&] {
+            return _daemon->paths.size() == before + 1 && _daemon->callPaths.contains(lastPath());
+        }));
+        QCOMPARE(_daemon->callPaths.count(lastPath()), 1);
+        QCOMPARE(_daemon->calls[_daemon->callPaths.indexOf(lastPath())], QStringLiteral("Free"));
+    }
+
+    void afterALossNothingOfTheFormerDaemonIsFreedInTheNext() {
+        Browse browse(*_backend);
+        Publication publication(*_backend);
+        browse.browser->start(type);
+        publication.publisher->start(anna, 1, QByteArray());
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Commit")) == 1; }));
+        _daemon->found(_daemon->paths[0], QStringLiteral("Bert"));
+        QVERIFY(until([&] { return browse.changes().size() == 1; }));
+        _daemon->vanish();
+        QVERIFY(until([&] { return _backend->availability() == Availability::Absent; }));
+        QCOMPARE(browse.changes(), (QStringList{QStringLiteral("+Bert"), QStringLiteral("!")}));
+        QVERIFY2(_backend->description().endsWith(QStringLiteral(": it has ended")),
+                 qPrintable(_backend->description()));
+        // The next one counts its objects from the start.
+        _daemon->objects = 0;
+        _daemon->paths.clear();
+        _daemon->appear();
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Commit")) == 2; }));
+        QVERIFY(roundTrip());
+        QCOMPARE(_daemon->calls.mid(0, _daemon->calls.lastIndexOf(QStringLiteral("Commit")))
+                     .count(QStringLiteral("Free")),
+                 0);
+        browse.events.clear();
+        _daemon->found(_daemon->paths[0], QStringLiteral("Bert"));
+        QVERIFY(until([&] { return browse.changes().size() == 1; }));
+        QCOMPARE(browse.changes(), QStringList{QStringLiteral("+Bert")});
+    }
+
+    void refusedBrowsingIsTriedAgainTenSecondsLater_data() {
+        QTest::addColumn<QString>("member");
+        QTest::newRow("browser") << QStringLiteral("ServiceBrowserPrepare");
+        QTest::newRow("TXT watch") << QStringLiteral("RecordBrowserPrepare");
+    }
+    void refusedBrowsingIsTriedAgainTenSecondsLater() {
+        QFETCH(QString, member);
+        _daemon->errors.insert(member, QStringLiteral("TooManyObjectsError"));
+        Browse browse(*_backend);
+        TxtRecords txt(*_backend);
+        const bool browsing = member == QStringLiteral("ServiceBrowserPrepare");
+        QTest::ignoreMessage(QtWarningMsg,
+                             browsing ? "cannot look for _clipmule-s2._tcp: TooManyObjectsError"
+                                      : "cannot watch a TXT record: TooManyObjectsError");
+        if (browsing)
+            browse.browser->start(type);
+        else
+            txt.watch->start(anna);
+        QVERIFY(until([&] { return _daemon->count(member) == 1; }));
+        QVERIFY(roundTrip());
+        _daemon->errors.clear();
+        _loop.advance(9.9);
+        QVERIFY(roundTrip());
+        QCOMPARE(_daemon->count(member), 1);
+        _loop.advance(0.2);
+        QVERIFY(until([&] { return _daemon->count(member) == 2; }));
+        QVERIFY(until([&] { return lastPath() == _daemon->callPaths.last(); }));
+        QCOMPARE(_daemon->calls.last(), QStringLiteral("Start"));
+    }
+
+    void theFirstRecordIsReportedAndEachChange() {
+        TxtRecords txt(*_backend);
+        txt.watch->start(anna);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+        const auto record = [&](const QByteArray &data, int interface) {
+            _daemon->emitSignal(lastPath(), QStringLiteral("RecordBrowser"),
+                                QStringLiteral("ItemNew"),
+                                {interface, 0, QStringLiteral("Anna._clipmule-s2._tcp.local"),
+                                 QVariant::fromValue(ushort(1)), QVariant::fromValue(ushort(16)),
+                                 data, QVariant::fromValue(uint(0))});
+        };
+        record("\3a=1", 2);
+        record("\3a=1", 3);
+        record("\3a=2", 2);
+        record("\3a=2", 3);
+        QVERIFY(until([&] { return txt.records.size() == 2; }));
+        QVERIFY(until([&] { return true; }));
+        QCOMPARE(txt.records, (QList<QByteArray>{"\3a=1", "\3a=2"}));
+    }
+};
+
+QTEST_GUILESS_MAIN(AvahiBusTest)
+#include "tst_avahibus.moc"
