@@ -132,8 +132,12 @@ void XTestKeyboardEvents::perform(const Stroke &stroke, const XTestKeymap &keyma
     xcb_connection_t *xcb = _connection->xcb();
     xcb_grab_server(xcb);
     QList<XTestKeymap::HeldModifier> held;
-    if (!stroke.first().combines)
-        held = keymap.heldModifiers();
+    for (const XTestKeymap::HeldModifier &modifier : keymap.heldModifiers()) {
+        if (!modifier.isEffective)
+            fake(false, modifier.key);
+        else if (!stroke.first().combines)
+            held.append(modifier);
+    }
     const auto release = [&](auto isMeant) {
         for (const XTestKeymap::HeldModifier &modifier : std::as_const(held)) {
             if (isMeant(modifier.row))

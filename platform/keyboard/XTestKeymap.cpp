@@ -127,6 +127,7 @@ QList<XTestKeymap::HeldModifier> XTestKeymap::heldModifiers() const {
     QList<HeldModifier> held;
     if (!mapping || !keymap)
         return held;
+    const QList<xcb_keycode_t> synthetic = heldOn(_synthetic);
     const xcb_keycode_t *keys = xcb_get_modifier_mapping_keycodes(mapping.get());
     const int perRow = mapping->keycodes_per_modifier;
     for (int index = 0; index < 8 * perRow; ++index) {
@@ -134,34 +135,42 @@ QList<XTestKeymap::HeldModifier> XTestKeymap::heldModifiers() const {
         const bool isKnown =
             std::any_of(held.cbegin(), held.cend(),
                         [key](const HeldModifier &modifier) { return modifier.key == key; });
-        if (key != 0 && index / perRow != lockRow && isDown(keymap->keys, key) && !isKnown)
-            held.append({key, index / perRow});
+        if (key == 0 || index / perRow == lockRow || isKnown)
+            continue;
+        const bool isEffective = isDown(keymap->keys, key);
+        if (isEffective || synthetic.contains(key))
+            held.append({key, index / perRow, isEffective});
     }
     return held;
 }
 
 QList<xcb_keycode_t> XTestKeymap::physicallyHeld() const {
+    QList<xcb_keycode_t> held;
+    for (const quint16 device : _physical)
+        held += heldOn(device);
+    return held;
+}
+
+QList<xcb_keycode_t> XTestKeymap::heldOn(quint16 device) const {
     xcb_connection_t *xcb = _connection.xcb();
     QList<xcb_keycode_t> held;
-    for (const quint16 device : _physical) {
-        // State is told of opened devices only.
-        if (!_connection.reply(xcb_input_open_device_reply,
-                               xcb_input_open_device(xcb, quint8(device))))
+    // State is told of opened devices only.
+    if (device == 0 ||
+        !_connection.reply(xcb_input_open_device_reply, xcb_input_open_device(xcb, quint8(device))))
+        return held;
+    const auto state = _connection.reply(xcb_input_query_device_state_reply,
+                                         xcb_input_query_device_state(xcb, quint8(device)));
+    xcb_input_close_device(xcb, quint8(device));
+    if (!state)
+        return held;
+    for (auto it = xcb_input_query_device_state_classes_iterator(state.get()); it.rem > 0;
+         xcb_input_input_state_next(&it)) {
+        if (it.data->class_id != XCB_INPUT_INPUT_CLASS_KEY)
             continue;
-        const auto state = _connection.reply(xcb_input_query_device_state_reply,
-                                             xcb_input_query_device_state(xcb, quint8(device)));
-        xcb_input_close_device(xcb, quint8(device));
-        if (!state)
-            continue;
-        for (auto it = xcb_input_query_device_state_classes_iterator(state.get()); it.rem > 0;
-             xcb_input_input_state_next(&it)) {
-            if (it.data->class_id != XCB_INPUT_INPUT_CLASS_KEY)
-                continue;
-            const auto *keys = reinterpret_cast<const xcb_input_key_state_t *>(it.data);
-            for (int key = 8; key < 256; ++key) {
-                if (isDown(keys->keys, key))
-                    held.append(xcb_keycode_t(key));
-            }
+        const auto *keys = reinterpret_cast<const xcb_input_key_state_t *>(it.data);
+        for (int key = 8; key < 256; ++key) {
+            if (isDown(keys->keys, key))
+                held.append(xcb_keycode_t(key));
         }
     }
     return held;

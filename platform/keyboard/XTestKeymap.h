@@ -31,16 +31,21 @@ public:
         xcb_keycode_t key;
         /// The row of the modifier map: 0 Shift, 2 Control, 3 to 7 the others. Never 1, the lock.
         int row;
+        /// False for one that only the synthetic keyboard still takes for pressed: it was pressed
+        /// for the user, who let go of it on his own keyboard. It has no effect, but cannot be
+        /// pressed again before it is released.
+        bool isEffective;
     };
     /// The modifier keys that are down, however they came to be.
     [[nodiscard]] QList<HeldModifier> heldModifiers() const;
-    /// Whether the user's fingers are on a key, on any keyboard that is not synthetic.
+    /// The keys that the user's fingers are on, on any keyboard that is not synthetic.
     [[nodiscard]] QList<xcb_keycode_t> physicallyHeld() const;
 
 private:
     void findKeyboards();
     void readMap();
     void readGroup();
+    [[nodiscard]] QList<xcb_keycode_t> heldOn(quint16 device) const;
 
     X11Connection &_connection;
     quint16 _synthetic = 0;
