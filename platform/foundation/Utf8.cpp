@@ -4,6 +4,7 @@
 #include "platform/foundation/Utf8.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace clipmule {
@@ -15,6 +16,7 @@ namespace {
 using Units = quint16 __attribute__((vector_size(16)));
 using Bytes = quint8 __attribute__((vector_size(16)));
 constexpr qsizetype block = 16;
+static_assert(std::endian::native == std::endian::little, "widen() and narrow() count on it");
 
 using Halves = quint64 __attribute__((vector_size(16)));
 

@@ -86,6 +86,15 @@ public:
     }
 };
 
+/// A hub that stays when nobody listens.
+class LastingCenter final : public ZRKNotificationCenter {
+public:
+    [[nodiscard]] static std::shared_ptr<LastingCenter> defaultCenter() {
+        return sharedInstance<LastingCenter>([] { return std::make_shared<LastingCenter>(); });
+    }
+    [[nodiscard]] bool releaseAfterLastObserverIsRemoved() const override { return false; }
+};
+
 Selector told() {
     return selector<&Listener::wasTold>("wasTold");
 }
@@ -424,6 +433,14 @@ private Q_SLOTS:
         QVERIFY(hub == HookedCenter::defaultCenter());
         hub->removeObserver(&other);
         QVERIFY(hub != HookedCenter::defaultCenter());
+    }
+
+    void aClassOfHubMayOutlastItsObservers() {
+        Listener listener(QStringLiteral("listener"));
+        const auto hub = LastingCenter::defaultCenter();
+        hub->addObserver(&listener, told(), copied);
+        hub->removeObserver(&listener);
+        QVERIFY(hub == LastingCenter::defaultCenter());
     }
 
     void aPrivateHubDoesNotDropTheSharedOne() {
