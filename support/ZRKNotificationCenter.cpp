@@ -63,6 +63,8 @@ void ZRKNotificationCenter::addZRKObserver(std::shared_ptr<ZRKObserver> record,
         didAddFirstObserverForName(name);
 }
 
+// Observers and hooks may change or end the table while it is walked: the copies are deliberate.
+// NOLINTBEGIN(performance-unnecessary-copy-initialization)
 void ZRKNotificationCenter::postNotification(const Notification &notification) {
     const auto found = _notificationsDictionary.constFind(notification.name);
     if (found == _notificationsDictionary.constEnd())
@@ -133,5 +135,6 @@ void ZRKNotificationCenter::removeZRKObserver(const std::shared_ptr<ZRKObserver>
     if (own != centers.end())
         centers.erase(own);
 }
+// NOLINTEND(performance-unnecessary-copy-initialization)
 
 } // namespace clipmule

@@ -23,7 +23,7 @@ Date Date::fromDateTime(const QDateTime &dateTime) {
 QDateTime Date::toDateTime() const {
     const double milliseconds = std::floor((secondsSinceReference + unixTimeOfReference) * 1000.0);
     // QDateTime cannot hold the outermost values of its own millisecond count.
-    constexpr double limit = double(std::numeric_limits<qint64>::max() / 2);
+    constexpr double limit = double(std::numeric_limits<qint64>::max()) / 2;
     if (!(std::abs(milliseconds) < limit))
         return {};
     // Converted once more: a zone that happens to be UTC prints as "+00:00", UTC itself as "Z".
