@@ -41,10 +41,9 @@ QString mainBundlePath() {
         return chosen;
     const QString programFolder =
         QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget().section(u'/', 0, -2);
-    const QString installed = programFolder + QStringLiteral("/" CLIPMULE_DATA_FROM_PROGRAMS);
-    if (QFileInfo::exists(installed + QStringLiteral("/Info.plist")))
-        return installed;
-    return QStringLiteral(CLIPMULE_SOURCE_RESOURCES);
+    if ((programFolder + u'/').startsWith(QStringLiteral(CLIPMULE_BUILD_TREE "/")))
+        return QStringLiteral(CLIPMULE_SOURCE_RESOURCES);
+    return programFolder + QStringLiteral("/" CLIPMULE_DATA_FROM_PROGRAMS);
 }
 
 QList<Bundle> &loadedBundles() {

@@ -45,8 +45,8 @@ public:
                          const QString &localisation = QString()) const;
 
     /// The program's own: the folder named by the environment variable CLIPMULE_RESOURCES; else the
-    /// installed data folder beside the executable's; else the source's resources, for a program
-    /// that runs from its build tree.
+    /// source's resources for a program that runs from its build tree; else the installed data
+    /// folder beside the executable's.
     [[nodiscard]] static Bundle mainBundle();
     /// The main bundle, then those that were loaded and are no frameworks, in the order of loading.
     [[nodiscard]] static QList<Bundle> allBundles();
