@@ -241,6 +241,8 @@ bool operator==(const PropertyList &left, const PropertyList &right) {
     }
     if (const auto *real = left.as<double>())
         return sameReal(*real, *right.as<double>());
+    if (const auto *date = left.as<Date>())
+        return sameReal(date->secondsSinceReference, right.as<Date>()->secondsSinceReference);
     return left._value == right._value;
 }
 

@@ -93,6 +93,7 @@ private Q_SLOTS:
         row("float", "22 3f000000", 0.5);
         row("double", "23 3fb999999999999a", 0.1);
         row("date", "33 3ff8000000000000", Date{1.5});
+        row("date that is no number", "33 7ff8000000000000", Date{std::nan("")});
         row("data", "43 00ff80", QByteArray("\x00\xff\x80", 3));
         row("data with an explicit count", "4f 10 02 0102", QByteArray("\x01\x02"));
         row("ASCII", "53 616263", QStringLiteral("abc"));
