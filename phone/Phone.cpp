@@ -41,12 +41,27 @@ Phone::~Phone() {
 }
 
 bool Phone::start() {
+    if (!_options.dataFolder.isEmpty()) {
+        PhoneShelf::Delegate delegate;
+        delegate.print = [this](const QJsonObject &line) { print(line); };
+        delegate.printError = [this](const QString &text) { printError(text); };
+        delegate.send = [this](const PropertyList::Dictionary &clip) {
+            return send(MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip)));
+        };
+        auto shelf = std::make_unique<PhoneShelf>(_options.dataFolder, std::move(delegate));
+        const QString error = shelf->open();
+        if (!error.isEmpty()) {
+            printError(error);
+            return false;
+        }
+        _shelf = std::move(shelf);
+    }
     ZRKNetServiceServer::Delegate delegate;
     delegate.serverStreamHandlerDidOpen = [this](ZRKStreamHandler &handler) {
         connectionDidOpen(handler);
     };
     delegate.serverStreamHandlerDidReceiveObject =
-        [this](ZRKStreamHandler &, const PropertyList &object) { print(_log.received(object)); };
+        [this](ZRKStreamHandler &, const PropertyList &object) { didReceive(object); };
     delegate.serverStreamHandlerDidClose = [this](ZRKStreamHandler &) {
         print({{QStringLiteral("event"), QStringLiteral("closed")}});
     };
@@ -64,6 +79,24 @@ bool Phone::start() {
 void Phone::stop() {
     _server->setDelegate({});
     _server->stop();
+    // What is kept is saved.
+    _shelf.reset();
+}
+
+void Phone::didReceive(const PropertyList &object) {
+    QJsonObject line = _log.received(object);
+    QString error;
+    if (_shelf && line[QStringLiteral("event")] == QStringLiteral("clip")) {
+        try {
+            line.insert(QStringLiteral("number"),
+                        _shelf->keep(MessageEnvelope::payload(object)->dictionary()));
+        } catch (const PlatformException &exception) {
+            error = QStringLiteral("the clip is not kept: %1").arg(exception.reason());
+        }
+    }
+    print(line);
+    if (!error.isEmpty())
+        printError(error);
 }
 
 void Phone::connectionDidOpen(ZRKStreamHandler &handler) {
@@ -91,6 +124,9 @@ void Phone::perform(const QByteArray &line) {
                 printError(what.reason);
             else if constexpr (std::is_same_v<What, PhoneCommand::Quit>)
                 _quit();
+            else if constexpr (requires(PhoneShelf & shelf) { shelf.perform(what); })
+                _shelf ? _shelf->perform(what)
+                       : printError(QStringLiteral("nothing is kept: start with --data DIR"));
             else if constexpr (!std::is_same_v<What, PhoneCommand::Nothing>)
                 perform(what);
         },
@@ -147,9 +183,11 @@ void Phone::sendItems(const PropertyList::List &items, bool forOtherPhones) {
                                PropertyList(clip)));
 }
 
-void Phone::send(const PropertyList &envelope) {
-    if (!_server->outputObject(OutputObject::fixed(envelope)))
+bool Phone::send(const PropertyList &envelope) {
+    const bool isSent = _server->outputObject(OutputObject::fixed(envelope));
+    if (!isSent)
         printError(QStringLiteral("nobody is connected"));
+    return isSent;
 }
 
 std::optional<QByteArray> Phone::contents(const QString &path) {

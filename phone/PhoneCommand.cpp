@@ -3,34 +3,179 @@
 
 #include "phone/PhoneCommand.h"
 
+#include <utility>
+
 namespace clipmule::PhoneCommand {
 
 namespace {
+
+// What a backslash and the character behind it stand for.
+QString escaped(QChar character) {
+    switch (character.unicode()) {
+    case u'n':
+        return QStringLiteral("\n");
+    case u'r':
+        return QStringLiteral("\r");
+    case u'\\':
+        return QStringLiteral("\\");
+    default:
+        return QStringLiteral("\\") + character;
+    }
+}
 
 QString withoutEscapes(QStringView text) {
     QString result;
     result.reserve(text.size());
     for (qsizetype at = 0; at < text.size(); ++at) {
-        if (text[at] != u'\\' || at + 1 == text.size()) {
+        if (text[at] == u'\\' && at + 1 < text.size())
+            result += escaped(text[++at]);
+        else
             result += text[at];
-            continue;
-        }
-        switch (text[++at].unicode()) {
-        case u'n':
-            result += u'\n';
-            break;
-        case u'r':
-            result += u'\r';
-            break;
-        case u'\\':
-            result += u'\\';
-            break;
-        default:
-            result += u'\\';
-            result += text[at];
-        }
     }
     return result;
+}
+
+// Nothing when a quotation mark is not closed.
+std::optional<QStringList> wordsOf(QStringView text) {
+    QStringList words;
+    bool isQuoted = false;
+    bool isInWord = false;
+    for (qsizetype at = 0; at < text.size(); ++at) {
+        const QChar character = text[at];
+        if (!isQuoted && character.isSpace()) {
+            isInWord = false;
+            continue;
+        }
+        if (!std::exchange(isInWord, true))
+            words.append(QString());
+        if (character == u'"')
+            isQuoted = !isQuoted;
+        else if (!isQuoted || character != u'\\' || at + 1 == text.size())
+            words.last() += character;
+        else if (text[++at] == u'"')
+            words.last() += u'"';
+        else
+            words.last() += escaped(text[at]);
+    }
+    if (isQuoted)
+        return std::nullopt;
+    return words;
+}
+
+/// Takes what a command is about from its words.
+class Arguments {
+public:
+    Arguments(QString usage, QStringList words)
+        : _usage(std::move(usage))
+        , _words(std::move(words)) {}
+
+    int number() {
+        bool isNumber = false;
+        const int number = text().toInt(&isNumber);
+        _isValid = _isValid && isNumber && number > 0;
+        return number;
+    }
+    QString text() {
+        if (_next < _words.size())
+            return _words[_next++];
+        _isValid = false;
+        return {};
+    }
+    [[nodiscard]] bool isAtEnd() const { return _next == _words.size(); }
+    QStringList rest() { return _words.sliced(std::exchange(_next, _words.size())); }
+    /// The command, if all its words were there and no more.
+    [[nodiscard]] Command resultingIn(Command command) const {
+        if (_isValid && isAtEnd())
+            return command;
+        return Invalid{QStringLiteral("usage: %1").arg(_usage)};
+    }
+
+private:
+    QString _usage;
+    QStringList _words;
+    qsizetype _next = 0;
+    bool _isValid = true;
+};
+
+QString quotesHint(const char *usage) {
+    return QLatin1String(usage) + QStringLiteral(" (a name with blanks in quotation marks)");
+}
+
+Command parseBoard(QStringList words) {
+    const QString what = words.isEmpty() ? QString() : words.takeFirst();
+    if (what == u"new") {
+        Arguments arguments(quotesHint("board new NAME"), words);
+        const NewBoard command{arguments.text()};
+        return arguments.resultingIn(command);
+    }
+    if (what == u"rename") {
+        Arguments arguments(quotesHint("board rename NAME NEW-NAME"), words);
+        RenameBoard command{arguments.text(), {}};
+        command.newName = arguments.text();
+        return arguments.resultingIn(command);
+    }
+    if (what == u"move") {
+        Arguments arguments(quotesHint("board move NAME POSITION"), words);
+        MoveBoard command{arguments.text(), 0};
+        command.position = arguments.number();
+        return arguments.resultingIn(command);
+    }
+    if (what == u"remove") {
+        Arguments arguments(quotesHint("board remove NAME"), words);
+        const RemoveBoard command{arguments.text()};
+        return arguments.resultingIn(command);
+    }
+    return Invalid{QStringLiteral("usage: board new|rename|move|remove …")};
+}
+
+template <typename OfOneClip>
+Command parseNumber(const char *usage, const QStringList &words) {
+    Arguments arguments(QLatin1String(usage), words);
+    const OfOneClip command{arguments.number()};
+    return arguments.resultingIn(command);
+}
+
+// Nothing when it is none of the commands about what is kept.
+std::optional<Command> parseKept(QStringView name, QStringView rest) {
+    static const QStringList names{
+        QStringLiteral("history"), QStringLiteral("show"),   QStringLiteral("copy"),
+        QStringLiteral("file"),    QStringLiteral("forget"), QStringLiteral("filters"),
+        QStringLiteral("filter"),  QStringLiteral("boards"), QStringLiteral("board")};
+    if (!names.contains(name))
+        return std::nullopt;
+    const std::optional<QStringList> words = wordsOf(rest);
+    if (!words)
+        return Invalid{QStringLiteral("a quotation mark is not closed")};
+    if (name == u"show")
+        return parseNumber<Show>("show N", *words);
+    if (name == u"copy")
+        return parseNumber<Copy>("copy N", *words);
+    if (name == u"forget")
+        return parseNumber<Forget>("forget N", *words);
+    if (name == u"filters")
+        return parseNumber<Filters>("filters N", *words);
+    if (name == u"board")
+        return parseBoard(*words);
+    if (name == u"boards")
+        return Arguments(QStringLiteral("boards"), *words).resultingIn(Boards{});
+    if (name == u"history") {
+        Arguments arguments(quotesHint("history [BOARD]"), *words);
+        History command;
+        if (!arguments.isAtEnd())
+            command.board = arguments.text();
+        return arguments.resultingIn(command);
+    }
+    if (name == u"file") {
+        Arguments arguments(quotesHint("file N BOARD"), *words);
+        File command{arguments.number(), {}};
+        command.board = arguments.text();
+        return arguments.resultingIn(command);
+    }
+    Arguments arguments(quotesHint("filter N TITLE [NAME=VALUE]..."), *words);
+    Filter command{arguments.number(), {}, {}};
+    command.title = arguments.text();
+    command.settings = arguments.rest();
+    return arguments.resultingIn(command);
 }
 
 Command parseClip(QStringView name, QStringView rest, bool forOtherPhones) {
@@ -77,6 +222,8 @@ Command parse(const QString &line) {
         const auto [what, clip] = split(rest);
         return parseClip(what, clip, true);
     }
+    if (const auto command = parseKept(name, rest))
+        return *command;
     return parseClip(name, rest, false);
 }
 

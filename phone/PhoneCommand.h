@@ -7,6 +7,7 @@
 
 #include <QStringList>
 
+#include <optional>
 #include <variant>
 
 namespace clipmule {
@@ -38,12 +39,67 @@ struct Invalid {
     QString reason;
 };
 
-using Command =
-    std::variant<Nothing, SendText, SendUrl, SendImage, SendPropertyList, Quit, Invalid>;
+// What is kept: clips by their number, boards by their name.
+
+/// The clips of a board, or of the history where none is named.
+struct History {
+    std::optional<QString> board;
+};
+struct Show {
+    int number = 0;
+};
+/// Sends it to the desk.
+struct Copy {
+    int number = 0;
+};
+/// Adds a copy to a board.
+struct File {
+    int number = 0;
+    QString board;
+};
+struct Forget {
+    int number = 0;
+};
+/// Which filters apply.
+struct Filters {
+    int number = 0;
+};
+/// Makes a new clip; each setting is NAME=VALUE.
+struct Filter {
+    int number = 0;
+    QString title;
+    QStringList settings;
+};
+struct Boards {};
+struct NewBoard {
+    QString name;
+};
+struct RenameBoard {
+    QString name;
+    QString newName;
+};
+/// The first position is 1.
+struct MoveBoard {
+    QString name;
+    int position = 0;
+};
+struct RemoveBoard {
+    QString name;
+};
+
+using Command = std::variant<Nothing, SendText, SendUrl, SendImage, SendPropertyList, History, Show,
+                             Copy, File, Forget, Filters, Filter, Boards, NewBoard, RenameBoard,
+                             MoveBoard, RemoveBoard, Quit, Invalid>;
 
 /// "text …", "url …", "image FILE", "strings A | B | C", "relay text|url|image|strings …",
-/// "plist FILE", "quit". What follows the command is taken as it stands, with "\\n" for a line
+/// "plist FILE", "quit": what follows the command is taken as it stands, with "\\n" for a line
 /// break, "\\r" for a carriage return and "\\\\" for a backslash in texts.
+///
+/// "history [BOARD]", "show|copy|forget|filters N", "file N BOARD", "filter N TITLE [NAME=VALUE]…",
+/// "boards", "board new NAME", "board rename NAME NAME", "board move NAME POSITION", "board remove
+/// NAME": what follows is words. Quotation marks, anywhere in a word, hold blanks together; a
+/// backslash there means what it means in texts, and makes an ordinary character of a quotation
+/// mark.
 [[nodiscard]] Command parse(const QString &line);
 
 } // namespace PhoneCommand

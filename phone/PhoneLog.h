@@ -23,9 +23,10 @@ public:
 
     /// Of one message envelope; anything else gives an "object" event.
     [[nodiscard]] QJsonObject received(const PropertyList &envelope);
+    /// Of a clip in dictionary form.
+    [[nodiscard]] QJsonObject clip(const PropertyList::Dictionary &clip);
 
 private:
-    [[nodiscard]] QJsonObject clip(const PropertyList::Dictionary &clip);
     [[nodiscard]] QJsonObject item(const PropertyList::Dictionary &item);
     [[nodiscard]] QJsonObject image(const QByteArray &bytes);
 

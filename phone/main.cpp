@@ -31,7 +31,7 @@ Arguments parse(const QCoreApplication &application) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "A phone stand-in: listens as a phone does, prints what it receives as one JSON object a\n"
-        "line, and sends clips.\n\n"
+        "line, and sends clips. With --data it keeps what it receives.\n\n"
         "Commands on standard input:\n"
         "  text TEXT               send a text (\\n for a line break)\n"
         "  url URL                 send a URL\n"
@@ -39,7 +39,21 @@ Arguments parse(const QCoreApplication &application) {
         "  strings A | B | C       send a clip of several texts\n"
         "  relay text|url|…  …     the same, for the other phones\n"
         "  plist FILE              send a message envelope from a property list\n"
-        "  quit"));
+        "  quit\n\n"
+        "With --data also, with names and texts that have blanks in \"quotation marks\":\n"
+        "  history [BOARD]         list the clips, the newest first\n"
+        "  show N                  print clip number N in full\n"
+        "  copy N                  send it to the desk\n"
+        "  file N BOARD            add a copy of it to a board\n"
+        "  forget N                remove it\n"
+        "  filters N               list the text filters that apply to it\n"
+        "  filter N TITLE [NAME=VALUE]...\n"
+        "                          make a new clip with one of them\n"
+        "  boards                  list the boards\n"
+        "  board new NAME          add one behind the others\n"
+        "  board rename NAME NEW-NAME\n"
+        "  board move NAME POSITION\n"
+        "  board remove NAME       remove it and its clips"));
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption name(QStringLiteral("name"),
@@ -48,7 +62,10 @@ Arguments parse(const QCoreApplication &application) {
     const QCommandLineOption save(QStringLiteral("save"),
                                   QStringLiteral("Write received images to a folder."),
                                   QStringLiteral("DIR"));
-    parser.addOptions({name, save});
+    const QCommandLineOption data(QStringLiteral("data"),
+                                  QStringLiteral("Keep received clips in a folder."),
+                                  QStringLiteral("DIR"));
+    parser.addOptions({name, save, data});
     if (!parser.parse(application.arguments())) {
         std::fprintf(stderr, "clipmule-phone: %s\n", qPrintable(parser.errorText()));
         return {std::nullopt, 2};
@@ -71,7 +88,11 @@ Arguments parse(const QCoreApplication &application) {
         std::fprintf(stderr, "clipmule-phone: a name has 1 to %d bytes\n", int(longestName));
         return {std::nullopt, 2};
     }
-    return {Phone::Options{parser.value(name), parser.value(save)}, 0};
+    if (parser.isSet(data) && parser.value(data).isEmpty()) {
+        std::fputs("clipmule-phone: --data needs a folder\n", stderr);
+        return {std::nullopt, 2};
+    }
+    return {Phone::Options{parser.value(name), parser.value(save), parser.value(data)}, 0};
 }
 
 } // namespace

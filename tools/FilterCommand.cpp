@@ -3,6 +3,7 @@
 
 #include "tools/FilterCommand.h"
 
+#include "filters/FilterByName.h"
 #include "filters/ZRKClipmuleTextFilter.h"
 #include "platform/foundation/PlatformException.h"
 
@@ -15,14 +16,6 @@
 namespace clipmule::FilterCommand {
 
 namespace {
-
-std::shared_ptr<ZRKClipmuleTextFilter> filterNamed(const QString &name) {
-    for (const auto &filter : ZRKClipmuleFilter::allFilters()) {
-        if (filter->title().compare(name, Qt::CaseInsensitive) == 0 || filter->className() == name)
-            return std::dynamic_pointer_cast<ZRKClipmuleTextFilter>(filter);
-    }
-    return nullptr;
-}
 
 // "Quote Lines   start=… (Start Quote)  end=… (End Quote)", by title.
 QByteArray listOfFilters() {
@@ -38,22 +31,6 @@ QByteArray listOfFilters() {
         list += line.toUtf8() + '\n';
     }
     return list;
-}
-
-// Sets "name=value"; the name of an option without one is empty. An error text, or nothing.
-QString setOption(ZRKClipmuleFilter &filter, const QString &setting) {
-    const qsizetype equals = setting.indexOf(u'=');
-    if (equals < 0)
-        return QStringLiteral("--option %1: expected NAME=VALUE").arg(setting);
-    const QString name = setting.first(equals);
-    const auto &options = filter.options();
-    const auto found = std::find_if(options.begin(), options.end(), [&name](const auto &option) {
-        return option->name().value_or(QString()) == name;
-    });
-    if (found == options.end())
-        return QStringLiteral("“%1” has no option “%2”").arg(filter.title(), name);
-    (*found)->setValue(PropertyList(setting.sliced(equals + 1)));
-    return {};
 }
 
 void replaceLoneSurrogates(QString &text) {
@@ -133,7 +110,8 @@ int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStri
                             : QStringLiteral("one filter at a time; its title needs quotes"));
         return BadUse;
     }
-    const auto filter = filterNamed(names.constFirst());
+    const auto filter = std::dynamic_pointer_cast<ZRKClipmuleTextFilter>(
+        FilterByName::find(ZRKClipmuleFilter::allFilters(), names.constFirst()));
     if (!filter) {
         messages.append(
             QStringLiteral("no filter “%1”; --list shows them").arg(names.constFirst()));
@@ -141,7 +119,7 @@ int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStri
     }
     filter->resetOptions();
     for (const QString &setting : parser.values(option)) {
-        const QString error = setOption(*filter, setting);
+        const QString error = FilterByName::set(*filter, setting);
         if (!error.isEmpty()) {
             messages.append(error);
             return BadUse;

@@ -18,7 +18,8 @@ import unittest
 import xml.etree.ElementTree as xml
 
 sys.dont_write_bytecode = True
-PROGRAMS = {"clipmule-sync", "clipmule-preferences", "clipmule-phone", "clipmule-inspect"}
+PROGRAMS = {"clipmule-sync", "clipmule-preferences", "clipmule-phone", "clipmule-inspect",
+            "clipmule-filter"}
 
 
 def run(*command, **options):

@@ -47,21 +47,7 @@ private Q_SLOTS:
         _received.clear();
         _quit = false;
         _folder = std::make_unique<QTemporaryDir>();
-        _phone = std::make_unique<Phone>(
-            _backend, Phone::Options{u"Anna"_qs, _folder->filePath(u"images"_qs)},
-            [this](const QByteArray &line) {
-                _lines.append(QJsonDocument::fromJson(line).object());
-            },
-            [this] { _quit = true; });
-        QVERIFY(_phone->start());
-        const auto port = quint16(_lines.constFirst()[u"port"_qs].toInt());
-        _desk = ZRKStreamHandler::initWithInputStreamOutputStream(connectingStreamPair(
-            {{QHostAddress(QHostAddress::LocalHost), port}}, RunLoop::Seconds(10)));
-        ZRKStreamHandler::Delegate delegate;
-        delegate.streamHandlerDidReceiveObject =
-            [this](ZRKStreamHandler &, const PropertyList &object) { _received.append(object); };
-        _desk->setDelegate(std::move(delegate));
-        QTRY_COMPARE(_received.size(), 1);
+        start({u"Anna"_qs, _folder->filePath(u"images"_qs), {}});
     }
 
     void cleanup() {
@@ -198,6 +184,50 @@ private Q_SLOTS:
         QCOMPARE(_lines.constLast()[u"text"_qs].toString(), u"nobody is connected"_qs);
     }
 
+    void keepsNothingWithoutAFolder() {
+        _phone->perform("history");
+        QCOMPARE(_lines.constLast()[u"text"_qs].toString(),
+                 u"nothing is kept: start with --data DIR"_qs);
+    }
+
+    void keepsWhatItReceivesAndSendsItBack() {
+        restartWithData();
+        _desk->outputObject(OutputObject::fixed(envelope(
+            u"1"_qs, {{u"creationDate"_qs, Date{0}},
+                      {u"items"_qs, PropertyList::List{PropertyList(
+                                        PropertyList::Dictionary{{u"string"_qs, u"kept"_qs}})}}})));
+        QCOMPARE(nextLine(u"clip"_qs)[u"number"_qs].toInt(), 1);
+        // A message of another type is not kept.
+        _desk->outputObject(
+            OutputObject::fixed(envelope(u"2"_qs, {{u"items"_qs, PropertyList::List()}})));
+        QVERIFY(!nextLine(u"object"_qs).contains(u"number"_qs));
+        restartWithData();
+        _phone->perform("copy 1");
+        QCOMPARE(nextClip(u"1"_qs)[0].find(u"string"_qs)->string(), u"kept"_qs);
+        QCOMPARE(_lines.constLast()[u"event"_qs].toString(), u"copied"_qs);
+    }
+
+    void saysThatAMalformedClipIsNotKept() {
+        restartWithData();
+        _desk->outputObject(OutputObject::fixed(envelope(u"1"_qs, {{u"items"_qs, u"no list"_qs}})));
+        const QString text = nextLine(u"error"_qs)[u"text"_qs].toString();
+        QVERIFY2(text.startsWith(u"the clip is not kept: "_qs), qPrintable(text));
+        QCOMPARE(_lines[_lines.size() - 2][u"clip"_qs][u"items"_qs].toString(), u"no list"_qs);
+    }
+
+    void doesNotStartWithAFolderThatIsInUse() {
+        restartWithData();
+        QList<QJsonObject> lines;
+        Phone second(
+            _backend, Phone::Options{u"Ben"_qs, {}, _folder->filePath(u"data"_qs)},
+            [&lines](const QByteArray &line) {
+                lines.append(QJsonDocument::fromJson(line).object());
+            },
+            [] {});
+        QVERIFY(!second.start());
+        QVERIFY(lines.constLast()[u"text"_qs].toString().contains(u"in use"_qs));
+    }
+
     void quits() {
         _phone->perform("");
         QVERIFY(!_quit);
@@ -206,6 +236,31 @@ private Q_SLOTS:
     }
 
 private:
+    void start(const Phone::Options &options) {
+        _phone = std::make_unique<Phone>(
+            _backend, options,
+            [this](const QByteArray &line) {
+                _lines.append(QJsonDocument::fromJson(line).object());
+            },
+            [this] { _quit = true; });
+        QVERIFY(_phone->start());
+        const auto port = quint16(_lines.constFirst()[u"port"_qs].toInt());
+        _desk = ZRKStreamHandler::initWithInputStreamOutputStream(connectingStreamPair(
+            {{QHostAddress(QHostAddress::LocalHost), port}}, RunLoop::Seconds(10)));
+        ZRKStreamHandler::Delegate delegate;
+        delegate.streamHandlerDidReceiveObject =
+            [this](ZRKStreamHandler &, const PropertyList &object) { _received.append(object); };
+        _desk->setDelegate(std::move(delegate));
+        QTRY_COMPARE(_received.size(), 1);
+    }
+
+    void restartWithData() {
+        cleanup();
+        _lines.clear();
+        _received.clear();
+        start({u"Anna"_qs, {}, _folder->filePath(u"data"_qs)});
+    }
+
     QString write(const QString &name, const QByteArray &bytes) {
         QFile file(_folder->filePath(name));
         if (!file.open(QIODevice::WriteOnly))

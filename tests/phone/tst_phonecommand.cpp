@@ -21,6 +21,32 @@ QString shown(const PhoneCommand::Command &command) {
         return (image->forOtherPhones ? u"relay image:"_qs : u"image:"_qs) + image->path;
     if (const auto *list = std::get_if<SendPropertyList>(&command))
         return QStringLiteral("plist:") + list->path;
+    if (const auto *history = std::get_if<History>(&command))
+        return QStringLiteral("history:") + history->board.value_or(QStringLiteral("-"));
+    if (const auto *show = std::get_if<Show>(&command))
+        return QStringLiteral("show:%1").arg(show->number);
+    if (const auto *copy = std::get_if<Copy>(&command))
+        return QStringLiteral("copy:%1").arg(copy->number);
+    if (const auto *file = std::get_if<File>(&command))
+        return QStringLiteral("file:%1||%2").arg(file->number).arg(file->board);
+    if (const auto *forget = std::get_if<Forget>(&command))
+        return QStringLiteral("forget:%1").arg(forget->number);
+    if (const auto *filters = std::get_if<Filters>(&command))
+        return QStringLiteral("filters:%1").arg(filters->number);
+    if (const auto *filter = std::get_if<Filter>(&command))
+        return (QStringList{QStringLiteral("filter:%1").arg(filter->number), filter->title} +
+                filter->settings)
+            .join(QStringLiteral("||"));
+    if (std::holds_alternative<Boards>(command))
+        return QStringLiteral("boards");
+    if (const auto *board = std::get_if<NewBoard>(&command))
+        return QStringLiteral("new board:") + board->name;
+    if (const auto *board = std::get_if<RenameBoard>(&command))
+        return QStringLiteral("rename board:%1||%2").arg(board->name, board->newName);
+    if (const auto *board = std::get_if<MoveBoard>(&command))
+        return QStringLiteral("move board:%1||%2").arg(board->name).arg(board->position);
+    if (const auto *board = std::get_if<RemoveBoard>(&command))
+        return QStringLiteral("remove board:") + board->name;
     if (std::holds_alternative<Quit>(command))
         return QStringLiteral("quit");
     if (const auto *invalid = std::get_if<Invalid>(&command))
@@ -60,6 +86,50 @@ private Q_SLOTS:
         row("relay quit", "invalid: unknown command: quit");
         row("plist x.plist", "plist:x.plist");
         row("plist", "invalid: plist needs a file");
+        row("history", "history:-");
+        row("history Work", "history:Work");
+        row("history \"At home\"", "history:At home");
+        row("history At home",
+            "invalid: usage: history [BOARD] (a name with blanks in quotation marks)");
+        row("show 3", "show:3");
+        row("show", "invalid: usage: show N");
+        row("show three", "invalid: usage: show N");
+        row("show 0", "invalid: usage: show N");
+        row("show -1", "invalid: usage: show N");
+        row("show 2147483647", "show:2147483647");
+        row("show 2147483648", "invalid: usage: show N");
+        row("show 1 2", "invalid: usage: show N");
+        row("copy  3 ", "copy:3");
+        row("copy", "invalid: usage: copy N");
+        row("file 3 \"At home\"", "file:3||At home");
+        row("file Work 3", "invalid: usage: file N BOARD (a name with blanks in quotation marks)");
+        row("forget 3", "forget:3");
+        row("forget all", "invalid: usage: forget N");
+        row("filters 3", "filters:3");
+        row("filter 3 \"Quote Lines\" start=\"> \"", "filter:3||Quote Lines||start=> ");
+        row("filter 3 x \"=a \\\"b\\\" \\n\\\\\"", "filter:3||x||=a \"b\" \n\\");
+        row("filter 3 x find=\\d", "filter:3||x||find=\\d");
+        row("filter 3 x find=\"\"", "filter:3||x||find=");
+        row("filter 3", "invalid: usage: filter N TITLE [NAME=VALUE]... (a name with blanks in "
+                        "quotation marks)");
+        row("filter 3 \"Quote Lines", "invalid: a quotation mark is not closed");
+        row("filter 3 \"ends in \\", "invalid: a quotation mark is not closed");
+        row("boards", "boards");
+        row("boards Work", "invalid: usage: boards");
+        row("board new Work", "new board:Work");
+        row("board new", "invalid: usage: board new NAME (a name with blanks in quotation marks)");
+        row("board rename a b", "rename board:a||b");
+        row("board rename a",
+            "invalid: usage: board rename NAME NEW-NAME (a name with blanks in quotation marks)");
+        row("board move a 2", "move board:a||2");
+        row("board move a up",
+            "invalid: usage: board move NAME POSITION (a name with blanks in quotation marks)");
+        row("board remove a", "remove board:a");
+        row("board remove",
+            "invalid: usage: board remove NAME (a name with blanks in quotation marks)");
+        row("board", "invalid: usage: board new|rename|move|remove …");
+        row("board paint a", "invalid: usage: board new|rename|move|remove …");
+        row("relay show 1", "invalid: unknown command: show");
         row("quit", "quit");
         row("quitx", "invalid: unknown command: quitx");
     }

@@ -97,7 +97,7 @@ private Q_SLOTS:
             << QStringList{u"Quote Lines"_qs, u"--option"_qs, u"x=y"_qs}
             << u"“Quote Lines” has no option “x”"_qs;
         QTest::newRow("no value") << QStringList{u"Quote Lines"_qs, u"--option"_qs, u"start"_qs}
-                                  << u"--option start: expected NAME=VALUE"_qs;
+                                  << u"“start”: expected NAME=VALUE"_qs;
     }
     void refusesBadUse() {
         QFETCH(QStringList, arguments);

@@ -1,0 +1,91 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "model/ClipboardStore.h"
+#include "model/ZRKClipmuleClipboard.h"
+#include "phone/PhoneCommand.h"
+
+#include <QHash>
+#include <QJsonObject>
+#include <QLockFile>
+#include <QMap>
+
+#include <functional>
+#include <memory>
+
+namespace clipmule {
+
+/// What the phone stand-in keeps of what it receives: a history of the latest clips and boards of
+/// the user's own, in a folder that one process at a time uses.
+///
+/// Clips are known by numbers that stay the same as long as the program runs, whatever comes or
+/// goes. Answers are JSON objects; bad use is answered by an error and changes nothing.
+class PhoneShelf final {
+public:
+    struct Delegate {
+        std::function<void(const QJsonObject &)> print;
+        std::function<void(const QString &)> printError;
+        /// Sends a clip to the desk; false, after an error was printed, when nobody is connected.
+        std::function<bool(const PropertyList::Dictionary &clip)> send;
+    };
+    /// The beginning of a text that a list shows, in UTF-16 units.
+    static constexpr qsizetype longestPreview = 80;
+
+    PhoneShelf(const QString &folder, Delegate delegate);
+    ~PhoneShelf();
+    PhoneShelf(const PhoneShelf &) = delete;
+    PhoneShelf &operator=(const PhoneShelf &) = delete;
+    PhoneShelf(PhoneShelf &&) = delete;
+    PhoneShelf &operator=(PhoneShelf &&) = delete;
+
+    /// Takes the folder, which is made when it is missing, and its store into use. The reason when
+    /// that is not possible, or an empty text.
+    [[nodiscard]] QString open();
+    /// Keeps a received clip, in dictionary form, as the newest of the history, and returns its
+    /// number. A PlatformException when it is malformed; then nothing has changed.
+    int keep(const PropertyList::Dictionary &dictionary);
+    /// Writes what changed since the last beat of the store; prints an error when that fails.
+    void save();
+
+    void perform(const PhoneCommand::History &command);
+    void perform(const PhoneCommand::Show &command);
+    void perform(const PhoneCommand::Copy &command);
+    void perform(const PhoneCommand::File &command);
+    void perform(const PhoneCommand::Forget &command);
+    void perform(const PhoneCommand::Filters &command);
+    void perform(const PhoneCommand::Filter &command);
+    void perform(const PhoneCommand::Boards &command);
+    void perform(const PhoneCommand::NewBoard &command);
+    void perform(const PhoneCommand::RenameBoard &command);
+    void perform(const PhoneCommand::MoveBoard &command);
+    void perform(const PhoneCommand::RemoveBoard &command);
+
+private:
+    using Clip = std::shared_ptr<ZRKClipmuleData>;
+    using Board = std::shared_ptr<ZRKClipmuleClipboard>;
+
+    int numberOf(const Clip &clip);
+    void numberAll(const ZRKClipmuleClipboard &board);
+    int insert(const Clip &clip, ZRKClipmuleClipboard &board);
+    // Null, after an error was printed, when there is none.
+    [[nodiscard]] Clip clipOfNumber(int number) const;
+    [[nodiscard]] Board boardOfName(const QString &name);
+    [[nodiscard]] Board customBoardOfName(const QString &name);
+    [[nodiscard]] bool isFreeName(const QString &name);
+    [[nodiscard]] QJsonObject entry(const Clip &clip);
+    [[nodiscard]] qsizetype positionOf(const Board &board);
+    void letMemoryGo();
+
+    ClipboardStore _store;
+    Delegate _delegate;
+    QLockFile _lock;
+    std::unique_ptr<ClipboardStore::Installation> _installation;
+    QMap<int, std::weak_ptr<ZRKClipmuleData>> _clips;
+    QHash<const ZRKClipmuleData *, int> _numbers;
+    int _lastNumber = 0;
+    RunLoop::Timer _memoryTimer;
+};
+
+} // namespace clipmule
