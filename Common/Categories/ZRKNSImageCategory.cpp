@@ -3,6 +3,8 @@
 
 #include "Common/Categories/ZRKNSImageCategory.h"
 
+#include "Common/Categories/NinePartImage.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -34,6 +36,11 @@ QImage copyWithMaxSize(const QImage &image, QSize size) {
     if (factor >= 1)
         return image;
     return copyWithSize(image, {scaled(image.width(), factor), scaled(image.height(), factor)});
+}
+
+QImage sizeStretchLeftCapWidthTopCapHeight(const QImage &image, QSize size, int leftCapWidth,
+                                           int topCapHeight) {
+    return NinePartImage(image, leftCapWidth, topCapHeight).image(size);
 }
 
 } // namespace clipmule::ZRKNSImageCategory

@@ -18,6 +18,12 @@ namespace ZRKNSImageCategory {
 /// enlarged. No side becomes less than one pixel.
 [[nodiscard]] QImage copyWithMaxSize(const QImage &image, QSize size);
 
+/// A new image of this size, made of the nine pieces of another with these caps; see NinePartImage.
+/// Here sizes are in points, and the new image has the other's device pixel ratio. Null when the
+/// size is empty or the caps do not fit into the image.
+[[nodiscard]] QImage sizeStretchLeftCapWidthTopCapHeight(const QImage &image, QSize size,
+                                                         int leftCapWidth, int topCapHeight);
+
 } // namespace ZRKNSImageCategory
 
 } // namespace clipmule

@@ -1,0 +1,224 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "ui/ZRKClipmuleDeviceMenuView.h"
+
+#include "support/ZRKNotificationCenter.h"
+#include "support/ZRKUserDefaults.h"
+#include "ui/SyncStatusSource.h"
+#include "ui/ViewCoordinates.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QFontInfo>
+#include <QPainter>
+#include <QStyle>
+
+namespace clipmule {
+
+namespace {
+
+// Posted by the agent.
+const QString statusDidChange = QStringLiteral("ZRKClipmuleSyncStatusDidChange");
+
+// Points, with the origin at the bottom left.
+constexpr QRectF initialLightFrame{74, 11, 19, 19};
+constexpr int topCapHeight = 5;
+constexpr int bottomGap = 4;
+constexpr int textLeft = 22;
+constexpr int textBottom = 3;
+constexpr int fontSize = 14;
+
+const QColor textColor = QColor::fromRgbF(0.627F, 0.627F, 0.627F);
+const QColor shadowColor = QColor::fromRgbF(0.137F, 0.137F, 0.137F);
+
+QFont nameFont() {
+    QFont font(QStringLiteral("Lucida Grande"));
+    // The toolkit would take any other family instead.
+    if (QFontInfo(font).family() != font.family())
+        font = QFont();
+    // A point is a pixel here, as in every other measure of the view.
+    font.setPixelSize(fontSize);
+    font.setBold(true);
+    return font;
+}
+
+QString localized(const char *text) {
+    return QCoreApplication::translate("Clipmule", text);
+}
+
+QString filled(QString text, qsizetype count) {
+    return text.replace(QStringLiteral("%d"), QString::number(count));
+}
+
+} // namespace
+
+// The menu keeps a margin above its first item; the strip lies over it, and clicks go through.
+class ZRKClipmuleDeviceMenuView::TopCap final : public QWidget {
+public:
+    TopCap(QWidget *menu, const ZRKClipmuleDeviceMenuView &view)
+        : QWidget(menu)
+        , _view(&view) {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        setFocusPolicy(Qt::NoFocus);
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override {
+        if (!_view)
+            return;
+        QPainter painter(this);
+        _view->drawTopCap(painter, rect());
+    }
+
+private:
+    QPointer<const ZRKClipmuleDeviceMenuView> _view;
+};
+
+ZRKClipmuleDeviceMenuView::ZRKClipmuleDeviceMenuView(const SyncStatusSource &status,
+                                                     const Bundle &bundle, QWidget *parent)
+    : QWidget(parent)
+    , _status(status)
+    , _background(InterfaceImage::named(bundle, QStringLiteral("device_menu_background")))
+    , _lightOnImage(InterfaceImage::named(bundle, QStringLiteral("led_on")))
+    , _lightOffImage(InterfaceImage::named(bundle, QStringLiteral("led_off")))
+    , _lightOnOpacity(status.isConnected() ? 1 : 0) {
+    setFixedHeight(_background.size().height() - 1);
+    resize(initialWidth, height());
+    setMinimumWidth(initialWidth);
+    setAccessibleName(serverName());
+    auto &center = ZRKNotificationCenter::platformDefault();
+    center.addObserver(this,
+                       selector<&ZRKClipmuleDeviceMenuView::setNeedsDisplay>("setNeedsDisplay"),
+                       ZRKUserDefaultsDidChangeNotification);
+    center.addObserver(
+        this, selector<&ZRKClipmuleDeviceMenuView::connectionDidChange>("connectionDidChange"),
+        statusDidChange);
+}
+
+ZRKClipmuleDeviceMenuView::~ZRKClipmuleDeviceMenuView() {
+    ZRKNotificationCenter::platformDefault().removeObserver(this);
+    removeTopCap();
+}
+
+QString ZRKClipmuleDeviceMenuView::serverName() const {
+    const QStringList connected = _status.connectedDeviceNames();
+    if (connected.size() == 1)
+        return connected.first();
+    if (!connected.isEmpty())
+        return filled(localized("%d Devices Connected."), connected.size());
+    const QStringList registered = _status.registeredDeviceNames();
+    if (registered.isEmpty())
+        return localized("No Device Registered.");
+    if (registered.size() == 1)
+        return registered.first();
+    return filled(localized("%d Devices Registered."), registered.size());
+}
+
+void ZRKClipmuleDeviceMenuView::connectionDidChange() {
+    const qreal from = _lightOnOpacity;
+    const qreal target = _status.isConnected() ? 1 : 0;
+    setNeedsDisplay();
+    _fade.interrupt();
+    if (from == target)
+        return;
+    _fade.start(fadeDuration, [this, from, target](double progress) {
+        _lightOnOpacity = from + (target - from) * progress;
+        update();
+    });
+}
+
+void ZRKClipmuleDeviceMenuView::setNeedsDisplay() {
+    setAccessibleName(serverName());
+    update();
+}
+
+QSize ZRKClipmuleDeviceMenuView::sizeHint() const {
+    return {initialWidth, height()};
+}
+
+QRectF ZRKClipmuleDeviceMenuView::lightFrame(const QSizeF &viewSize) const {
+    const qreal widened = viewSize.width() - initialWidth;
+    return flipped(initialLightFrame.translated(widened, 0), viewSize.height());
+}
+
+void ZRKClipmuleDeviceMenuView::drawRect(QPainter &painter, const QRectF &bounds) const {
+    painter.save();
+    painter.translate(bounds.topLeft());
+    const qreal bodyHeight = _background.size().height() - topCapHeight;
+    // The picture's lower part; its own origin is at the bottom, too.
+    _background.draw(painter, flipped({0, bottomGap, bounds.width(), bodyHeight}, bounds.height()),
+                     flipped({0, 0, 1, bodyHeight}, _background.size().height()));
+
+    const QRectF light = lightFrame(bounds.size());
+    const QRectF text =
+        flipped({textLeft, textBottom, light.x() - textLeft, bodyHeight}, bounds.height());
+    painter.setFont(nameFont());
+    const QString name = painter.fontMetrics().elidedText(serverName().simplified(), Qt::ElideRight,
+                                                          int(text.width()));
+    constexpr int alignment = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine;
+    painter.setPen(shadowColor);
+    painter.drawText(text.translated(0, -1), alignment, name);
+    painter.setPen(textColor);
+    painter.drawText(text, alignment, name);
+
+    _lightOffImage.draw(painter, light.topLeft());
+    painter.setOpacity(_lightOnOpacity);
+    _lightOnImage.draw(painter, light.topLeft());
+    painter.restore();
+}
+
+void ZRKClipmuleDeviceMenuView::drawTopCap(QPainter &painter, const QRectF &contents) const {
+    _background.draw(painter, {contents.x(), contents.y(), contents.width(), topCapHeight},
+                     {0, 0, 1, topCapHeight});
+}
+
+void ZRKClipmuleDeviceMenuView::paintEvent(QPaintEvent *) {
+    QPainter painter(this);
+    drawRect(painter, rect());
+}
+
+void ZRKClipmuleDeviceMenuView::viewWillMoveToWindow(QWidget *window) {
+    if (_menuWindow)
+        _menuWindow->removeEventFilter(this);
+    removeTopCap();
+    _menuWindow = window;
+    if (!window)
+        return;
+    resize(std::max(window->width(), minimumWidth()), height());
+    window->installEventFilter(this);
+    placeTopCap();
+}
+
+void ZRKClipmuleDeviceMenuView::placeTopCap() {
+    const QStyle *const style = _menuWindow->style();
+    const int frame = style->pixelMetric(QStyle::PM_MenuPanelWidth, nullptr, _menuWindow);
+    if (!_topCap)
+        _topCap = new TopCap(_menuWindow, *this);
+    _topCap->setGeometry(frame, frame, _menuWindow->width() - 2 * frame, topCapHeight);
+    _topCap->raise();
+    _topCap->show();
+}
+
+void ZRKClipmuleDeviceMenuView::removeTopCap() {
+    if (!_topCap)
+        return;
+    _topCap->hide();
+    _topCap->deleteLater();
+    _topCap.clear();
+}
+
+bool ZRKClipmuleDeviceMenuView::eventFilter(QObject *object, QEvent *event) {
+    if (object == _menuWindow && (event->type() == QEvent::Resize || event->type() == QEvent::Show))
+        placeTopCap();
+    return QWidget::eventFilter(object, event);
+}
+
+bool ZRKClipmuleDeviceMenuView::event(QEvent *event) {
+    // A menu takes the view in as its child; a window of its own has no cap.
+    if (event->type() == QEvent::ParentChange)
+        viewWillMoveToWindow(parentWidget() ? window() : nullptr);
+    return QWidget::event(event);
+}
+
+} // namespace clipmule

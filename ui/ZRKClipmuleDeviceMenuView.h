@@ -1,0 +1,72 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/Object.h"
+#include "ui/Animation.h"
+#include "ui/InterfaceImage.h"
+
+#include <QPointer>
+#include <QWidget>
+
+namespace clipmule {
+
+class SyncStatusSource;
+
+/// The head of the status menu: on a textured background, which phone the agent is talking to, or
+/// how many, and a green light that is lit while one is connected.
+class ZRKClipmuleDeviceMenuView final : public QWidget, public Object {
+    Q_OBJECT
+
+public:
+    static constexpr int initialWidth = 100;
+    /// Of the light from dark to bright and back.
+    static constexpr RunLoop::Seconds fadeDuration{0.25};
+
+    /// The status is not owned and outlives the view.
+    ZRKClipmuleDeviceMenuView(const SyncStatusSource &status, const Bundle &bundle,
+                              QWidget *parent = nullptr);
+    ~ZRKClipmuleDeviceMenuView() override;
+
+    /// The text shown, in the user's language; a menu that someone else draws shows it as it is.
+    [[nodiscard]] QString serverName() const;
+    /// Widens the view to the window's width. The window is the menu; null when it leaves one.
+    void viewWillMoveToWindow(QWidget *window);
+    /// Fades the light.
+    void connectionDidChange();
+    void setNeedsDisplay();
+
+    /// Draws the view into a rectangle of the painter that is as high as the view.
+    void drawRect(QPainter &painter, const QRectF &bounds) const;
+    /// Draws the background's top strip along the upper edge of the menu's contents.
+    void drawTopCap(QPainter &painter, const QRectF &contents) const;
+
+    /// Of the light that is on, from 0 to 1.
+    [[nodiscard]] qreal lightOnOpacity() const { return _lightOnOpacity; }
+    /// Where the light is in a view of that size; y downwards.
+    [[nodiscard]] QRectF lightFrame(const QSizeF &viewSize) const;
+
+    [[nodiscard]] QSize sizeHint() const override;
+    bool eventFilter(QObject *object, QEvent *event) override;
+
+protected:
+    bool event(QEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    class TopCap;
+    void placeTopCap();
+    void removeTopCap();
+
+    const SyncStatusSource &_status;
+    InterfaceImage _background;
+    InterfaceImage _lightOnImage;
+    InterfaceImage _lightOffImage;
+    qreal _lightOnOpacity = 0;
+    Animation _fade;
+    QPointer<QWidget> _menuWindow;
+    QPointer<QWidget> _topCap;
+};
+
+} // namespace clipmule

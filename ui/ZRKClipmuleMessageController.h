@@ -1,0 +1,74 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/RunLoop.h"
+#include "ui/Animation.h"
+
+#include <QRect>
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace clipmule {
+
+class Bundle;
+class MessagePanel;
+
+/// What the message panel must know of the desktop. Each may be empty.
+struct MessageSurroundings {
+    /// The frame of the status item's window, or the best guess at it, in device-independent
+    /// pixels; nothing while the status item is hidden, and messages are dropped then.
+    std::function<std::optional<QRect>()> statusItemFrame;
+    /// Whether a window of ours can be placed on the screen. Empty: yes.
+    std::function<bool()> canPlaceWindows;
+    /// Shows a message when it cannot.
+    std::function<void(const QString &text)> notifyInstead;
+    /// Whether the desktop blends translucent windows. Empty: yes.
+    std::function<bool()> blendsWindows;
+};
+
+/// Shows a short text in a panel that hangs from the status item, fades in, stays five seconds and
+/// fades out.
+class ZRKClipmuleMessageController final {
+public:
+    static constexpr RunLoop::Seconds shownFor{5.0};
+    static constexpr RunLoop::Seconds fadeDuration{0.125};
+    /// Of the move from one message's frame to the next one's.
+    static constexpr RunLoop::Seconds moveDuration{0.2};
+
+    /// The one of the process, made when it is first asked for, with the main bundle's pictures,
+    /// and never released. It drops messages until it knows its surroundings.
+    [[nodiscard]] static ZRKClipmuleMessageController &sharedController();
+
+    explicit ZRKClipmuleMessageController(const Bundle &bundle);
+    ~ZRKClipmuleMessageController();
+    ZRKClipmuleMessageController(const ZRKClipmuleMessageController &) = delete;
+    ZRKClipmuleMessageController &operator=(const ZRKClipmuleMessageController &) = delete;
+
+    void setSurroundings(MessageSurroundings surroundings);
+    /// Shows the text, which is in the user's language, instead of one that is still shown.
+    void displayMessage(const QString &text);
+    /// Starts the fade-out.
+    void close();
+
+    /// The panel; shown or not, never null.
+    [[nodiscard]] MessagePanel &window() { return *_window; }
+
+private:
+    void show(const QString &text, const QRect &statusItem);
+    void animateFrame(const QRect &frame);
+    void animateOpacity(qreal opacity);
+    void animationDidStop(bool finished);
+
+    MessageSurroundings _surroundings;
+    std::unique_ptr<MessagePanel> _window;
+    Animation _fade;
+    Animation _move;
+    RunLoop::Timer _closeTimer;
+};
+
+} // namespace clipmule
