@@ -235,9 +235,10 @@ ParsedCommandLine parseCommandLine(const QStringList &arguments) {
 
 QString usage() {
     return QStringLiteral(
-        "Usage: clipmule-preferences COMMAND [OPTION…]\n"
+        "Usage: clipmule-preferences [COMMAND [OPTION…]]\n"
         "\n"
-        "Registers phones and changes settings. A running agent follows at once.\n"
+        "Registers phones and changes settings: in a window, or by a command. A running agent\n"
+        "follows at once.\n"
         "\n"
         "  discover [--wait SECONDS] [--json]    show the phones on the network (3 seconds)\n"
         "  register SERVICE [--name DISPLAY]     keep the clipboard in step with a phone\n"

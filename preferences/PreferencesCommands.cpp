@@ -3,10 +3,11 @@
 
 #include "preferences/PreferencesCommands.h"
 
-#include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/preferences/PreferencesDatabase.h"
 #include "preferences/RegisteredPhones.h"
+#include "preferences/SettingsStores.h"
+#include "preferences/ShownText.h"
 #include "support/ApplicationDefaults.h"
 
 #include <QJsonArray>
@@ -23,20 +24,9 @@ using Kind = PreferencesCommand::Kind;
 
 const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
 const QString agentName = QStringLiteral("com.zendrik.ClipmuleSync");
-const QString statisticsIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.stats");
 const QString syncEnabled = QStringLiteral("syncEnabled");
 
-// Phones name themselves; a name is shown on one line, whatever it holds.
-QString shown(const QString &name) {
-    QString result;
-    for (const QChar unit : name) {
-        if (unit < u' ' || (unit >= u'\x7f' && unit < u'\xa0'))
-            result += QStringLiteral("\\x%1").arg(unit.unicode(), 2, 16, QLatin1Char('0'));
-        else
-            result += unit;
-    }
-    return result;
-}
+using ShownText::onOneLine;
 
 // Plain words for plain values, the XML form for the others.
 QString shown(const PropertyList &value) {
@@ -66,15 +56,6 @@ QJsonArray asJson(const QList<RegisteredPhones::Phone> &phones) {
         result.append(QJsonObject{{QStringLiteral("service"), phone.service},
                                   {QStringLiteral("name"), phone.name}});
     return result;
-}
-
-// A file holds dates in whole seconds, and no lone surrogates.
-std::optional<PropertyList> asFilesCarryIt(const PropertyList &value) {
-    try {
-        return PropertyListSerialization::parseXml(PropertyListSerialization::xml(value)).value;
-    } catch (const PlatformException &) {
-        return std::nullopt;
-    }
 }
 
 quint64 counter(const ZRKUserDefaults &statistics, const QString &key) {
@@ -159,8 +140,8 @@ void PreferencesCommands::found(const QString &service) {
         _services.print(compact(
             {{QStringLiteral("service"), service}, {QStringLiteral("registered"), isRegistered}}));
     else
-        _services.print(isRegistered ? shown(service) + QStringLiteral("\tregistered")
-                                     : shown(service));
+        _services.print(isRegistered ? onOneLine(service) + QStringLiteral("\tregistered")
+                                     : onOneLine(service));
 }
 
 void PreferencesCommands::registerPhone() {
@@ -174,7 +155,7 @@ void PreferencesCommands::registerPhone() {
     for (const auto &phone : RegisteredPhones::phones(changed)) {
         if (phone.service == _command.service) {
             write(Domain::Shared, RegisteredPhones::key(), changed,
-                  QStringLiteral("registered %1 as %2").arg(phone.service, shown(phone.name)));
+                  QStringLiteral("registered %1 as %2").arg(phone.service, onOneLine(phone.name)));
             return;
         }
     }
@@ -199,7 +180,7 @@ void PreferencesCommands::list() {
             _services.print(compact({{QStringLiteral("service"), phone.service},
                                      {QStringLiteral("name"), phone.name}}));
         else
-            _services.print(shown(phone.service) + u'\t' + shown(phone.name));
+            _services.print(onOneLine(phone.service) + u'\t' + onOneLine(phone.name));
     }
     _services.finish(0);
 }
@@ -241,7 +222,7 @@ void PreferencesCommands::printStatus(std::optional<bool> agentRuns) {
                                  : QStringLiteral("agent: not running"));
     _services.print(QStringLiteral("registered phones: %1").arg(phones.size()));
     for (const auto &phone : phones)
-        _services.print(u'\t' + shown(phone.service) + u'\t' + shown(phone.name));
+        _services.print(u'\t' + onOneLine(phone.service) + u'\t' + onOneLine(phone.name));
     _services.print(QStringLiteral("sent: %1 bytes, received: %2 bytes")
                         .arg(counter(*statistics, QStringLiteral("dataSent")))
                         .arg(counter(*statistics, QStringLiteral("dataReceived"))));
@@ -275,14 +256,10 @@ std::shared_ptr<ZRKUserDefaults> PreferencesCommands::open(Domain domain) {
         store = ZRKUserDefaults::standardUserDefaults();
         return store;
     }
-    // The fallback values in the bundles are the shared domain's.
-    ZRKUserDefaults::Environment environment = _services.preferences;
-    const Bundle none{QString()};
-    environment.bundles =
-        std::make_shared<ZRKUserDefaults::Bundles>(ZRKUserDefaults::Bundles{none, none, {}, {}});
-    store = ZRKUserDefaults::initWithIdentifier(
-        domain == Domain::Agent ? ApplicationDefaults::identifier() : statisticsIdentifier,
-        environment);
+    store =
+        SettingsStores::openPlain(domain == Domain::Agent ? ApplicationDefaults::identifier()
+                                                          : SettingsStores::statisticsIdentifier(),
+                                  _services.preferences);
     return store;
 }
 
@@ -295,11 +272,8 @@ void PreferencesCommands::write(Domain domain, const QString &key, const Propert
                                 const QString &line) {
     const auto store = open(domain);
     store->setObjectForKey(value, key);
-    // The database only logs a failure: look.
-    const auto written = _services.preferences.database->copyMultiple(store->identifier());
-    const PropertyList *const present = find(written, key);
-    const bool isWritten = present && (*present == value || *present == asFilesCarryIt(value));
-    if (!isWritten || !store->synchronize()) {
+    if (!isWritten(*_services.preferences.database, store->identifier(), key, value) ||
+        !store->synchronize()) {
         fail(QStringLiteral("%1 could not be written").arg(key));
         return;
     }

@@ -67,4 +67,21 @@ PropertyList removed(const std::optional<PropertyList> &stored, const QString &s
     return list;
 }
 
+QList<Entry> entriesOf(const std::optional<PropertyList> &stored, const QString &service) {
+    QList<Entry> result;
+    const PropertyList::List list = entries(stored);
+    for (qsizetype i = 0; i < list.size(); ++i) {
+        if (textUnder(list[i], serviceEntry) == service)
+            result.append({i, list[i]});
+    }
+    return result;
+}
+
+PropertyList restored(const std::optional<PropertyList> &stored, const QList<Entry> &entriesBack) {
+    PropertyList::List list = entries(stored);
+    for (const Entry &entry : entriesBack)
+        list.insert(std::min(entry.index, list.size()), entry.value);
+    return list;
+}
+
 } // namespace clipmule::RegisteredPhones

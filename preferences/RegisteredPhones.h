@@ -35,6 +35,18 @@ struct Phone {
 [[nodiscard]] PropertyList removed(const std::optional<PropertyList> &stored,
                                    const QString &service);
 
+/// An entry and where it stands in the list.
+struct Entry {
+    qsizetype index = 0;
+    PropertyList value;
+};
+/// All of the phone, for putting them back.
+[[nodiscard]] QList<Entry> entriesOf(const std::optional<PropertyList> &stored,
+                                     const QString &service);
+/// With entries put back where they were, or at the end of a list that has become shorter.
+[[nodiscard]] PropertyList restored(const std::optional<PropertyList> &stored,
+                                    const QList<Entry> &entries);
+
 } // namespace RegisteredPhones
 
 } // namespace clipmule

@@ -8,6 +8,7 @@
 #include "platform/foundation/QuitSignals.h"
 #include "platform/preferences/DistributedNotificationsBackends.h"
 #include "platform/preferences/FilePreferencesDatabase.h"
+#include "preferences/PanelProgram.h"
 #include "preferences/PreferencesCommands.h"
 
 #include <QCoreApplication>
@@ -29,10 +30,26 @@ void complain(const QString &line) {
                stderr);
 }
 
+// Without a command there is the window; the toolkit's own options ("-style", "-reverse") have one
+// dash, ours two, or one and a single letter.
+bool wantsWindow(int argc, char **argv) {
+    if (argc < 2)
+        return true;
+    const QByteArrayView first(argv[1]);
+    return first.size() > 2 && first[0] == '-' && first[1] != '-';
+}
+
 } // namespace
 
 int main(int argc, char *argv[]) {
     installLogFormat();
+    if (wantsWindow(argc, argv)) {
+        if (hasDisplay(argc, argv))
+            return runPanel(argc, argv);
+        complain(QStringLiteral("there is no display to open a window on; --help tells what can be "
+                                "done without"));
+        return 1;
+    }
     const QCoreApplication application(argc, argv);
     const ParsedCommandLine parsed = parseCommandLine(application.arguments().sliced(1));
     if (!parsed.command) {

@@ -155,7 +155,6 @@ private Q_SLOTS:
 
     void badArgumentsGiveOneLineAndStatus2_data() {
         QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("none") << QStringList();
         QTest::newRow("unknown command") << QStringList{QStringLiteral("frobnicate")};
         QTest::newRow("missing operand") << QStringList{QStringLiteral("register")};
         QTest::newRow("unknown option")
@@ -174,10 +173,21 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(folder()));
     }
 
+    // Without a command there is a window, where there is a display.
+    void withoutADisplayItTellsSo() {
+        for (const char *variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+            qunsetenv(variable);
+        run({});
+        QCOMPARE(_status, 1);
+        QCOMPARE(_errors, QByteArray("clipmule-preferences: there is no display to open a window "
+                                     "on; --help tells what can be done without\n"));
+        QVERIFY(!QFile::exists(folder()));
+    }
+
     void helpAndVersion() {
         run({QStringLiteral("--help")});
         QCOMPARE(_status, 0);
-        QVERIFY(_output.startsWith("Usage: clipmule-preferences COMMAND"));
+        QVERIFY(_output.startsWith("Usage: clipmule-preferences [COMMAND [OPTION…]]"));
         run({QStringLiteral("--version")});
         QCOMPARE(_status, 0);
         QVERIFY(

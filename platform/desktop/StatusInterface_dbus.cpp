@@ -1,0 +1,266 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/desktop/StatusInterface_dbus.h"
+
+#include "platform/desktop/Log.h"
+
+#include <QDBusAbstractAdaptor>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+
+#include <cmath>
+
+namespace clipmule {
+
+namespace StatusOnBus {
+
+namespace {
+
+const QString stateConnected = QStringLiteral("connected");
+const QString stateSeen = QStringLiteral("seen");
+const QString stateNotSeen = QStringLiteral("not seen");
+
+QString nameOf(AgentStatus::PhoneState state) {
+    switch (state) {
+    case AgentStatus::PhoneState::Connected:
+        return stateConnected;
+    case AgentStatus::PhoneState::Seen:
+        return stateSeen;
+    case AgentStatus::PhoneState::NotSeen:
+        break;
+    }
+    return stateNotSeen;
+}
+
+AgentStatus::PhoneState stateOf(const QString &name) {
+    if (name == stateConnected)
+        return AgentStatus::PhoneState::Connected;
+    return name == stateSeen ? AgentStatus::PhoneState::Seen : AgentStatus::PhoneState::NotSeen;
+}
+
+qint64 toUnixTime(const std::optional<Date> &date) {
+    return date ? qint64(std::floor(date->secondsSinceReference + Date::unixTimeOfReference)) : 0;
+}
+
+std::optional<Date> fromUnixTime(qint64 seconds) {
+    if (seconds <= 0)
+        return std::nullopt;
+    return Date{double(seconds) - Date::unixTimeOfReference};
+}
+
+QString text(const QVariant &value) {
+    return value.metaType() == QMetaType::fromType<QString>() ? value.toString().left(longestText)
+                                                              : QString();
+}
+
+bool truth(const QVariant &value) {
+    return value.metaType() == QMetaType::fromType<bool>() && value.toBool();
+}
+
+// Reading an argument as what it is not would be answered with a warning and rubbish.
+template <typename Type>
+Type structured(const QVariant &value, const char *signature) {
+    if (value.metaType() != QMetaType::fromType<QDBusArgument>())
+        return value.metaType() == QMetaType::fromType<Type>() ? value.value<Type>() : Type();
+    const auto argument = value.value<QDBusArgument>();
+    return argument.currentSignature() == QLatin1String(signature) ? qdbus_cast<Type>(argument)
+                                                                   : Type();
+}
+
+} // namespace
+
+QDBusArgument &operator<<(QDBusArgument &argument, const Phone &phone) {
+    argument.beginStructure();
+    argument << phone.service << phone.name << phone.state << qlonglong(phone.lastSeen)
+             << phone.lastError << qlonglong(phone.lastErrorDate);
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, Phone &phone) {
+    argument.beginStructure();
+    argument >> phone.service >> phone.name >> phone.state >> phone.lastSeen >> phone.lastError >>
+        phone.lastErrorDate;
+    argument.endStructure();
+    return argument;
+}
+
+QDBusArgument &operator<<(QDBusArgument &argument, const RefusedClip &clip) {
+    argument.beginStructure();
+    argument << clip.reason << qlonglong(clip.date);
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, RefusedClip &clip) {
+    argument.beginStructure();
+    argument >> clip.reason >> clip.date;
+    argument.endStructure();
+    return argument;
+}
+
+void registerTypes() {
+    qDBusRegisterMetaType<Phone>();
+    qDBusRegisterMetaType<Phones>();
+    qDBusRegisterMetaType<RefusedClip>();
+}
+
+QVariantMap toProperties(const AgentStatus &status) {
+    Phones phones;
+    for (const auto &phone : status.phones)
+        phones.append({phone.service, phone.name, nameOf(phone.state), toUnixTime(phone.lastSeen),
+                       phone.lastError, toUnixTime(phone.lastErrorDate)});
+    const RefusedClip refused{status.lastRefusedClip, toUnixTime(status.lastRefusedClipDate)};
+    return {{QStringLiteral("Version"), status.version},
+            {QStringLiteral("QtVersion"), status.qtVersion},
+            {QStringLiteral("SyncEnabled"), status.syncEnabled},
+            {QStringLiteral("PasteboardBackend"), status.pasteboardBackend},
+            {QStringLiteral("PasteboardCanRead"), status.pasteboardCanRead},
+            {QStringLiteral("PasteboardCanWrite"), status.pasteboardCanWrite},
+            {QStringLiteral("PasteBackend"), status.pasteBackend},
+            {QStringLiteral("CanPaste"), status.canPaste},
+            {QStringLiteral("TrayKind"), status.trayKind},
+            {QStringLiteral("Discovery"), status.discovery},
+            {QStringLiteral("Phones"), QVariant::fromValue(phones)},
+            {QStringLiteral("LastRefusedClip"), QVariant::fromValue(refused)}};
+}
+
+AgentStatus fromProperties(const QVariantMap &properties) {
+    const auto value = [&properties](const char *name) {
+        return properties.value(QLatin1String(name));
+    };
+    AgentStatus status;
+    status.version = text(value("Version"));
+    status.qtVersion = text(value("QtVersion"));
+    status.syncEnabled = truth(value("SyncEnabled"));
+    status.pasteboardBackend = text(value("PasteboardBackend"));
+    status.pasteboardCanRead = truth(value("PasteboardCanRead"));
+    status.pasteboardCanWrite = truth(value("PasteboardCanWrite"));
+    status.pasteBackend = text(value("PasteBackend"));
+    status.canPaste = truth(value("CanPaste"));
+    status.trayKind = text(value("TrayKind"));
+    status.discovery = text(value("Discovery"));
+    const auto phones = structured<Phones>(value("Phones"), "a(sssxsx)");
+    for (const Phone &phone : phones.first(std::min(phones.size(), mostPhones)))
+        status.phones.append({.service = phone.service.left(longestText),
+                              .name = phone.name.left(longestText),
+                              .state = stateOf(phone.state),
+                              .lastSeen = fromUnixTime(phone.lastSeen),
+                              .lastError = phone.lastError.left(longestText),
+                              .lastErrorDate = fromUnixTime(phone.lastErrorDate)});
+    const auto refused = structured<RefusedClip>(value("LastRefusedClip"), "(sx)");
+    status.lastRefusedClip = refused.reason.left(longestText);
+    status.lastRefusedClipDate = fromUnixTime(refused.date);
+    return status;
+}
+
+} // namespace StatusOnBus
+
+namespace {
+
+// What the bus shows; the names and types of the properties are the interface.
+class StatusAdaptor final : public QDBusAbstractAdaptor {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.zendrik.ClipmuleSync.Status")
+    Q_PROPERTY(QString Version READ version)
+    Q_PROPERTY(QString QtVersion READ qtVersion)
+    Q_PROPERTY(bool SyncEnabled READ syncEnabled)
+    Q_PROPERTY(QString PasteboardBackend READ pasteboardBackend)
+    Q_PROPERTY(bool PasteboardCanRead READ pasteboardCanRead)
+    Q_PROPERTY(bool PasteboardCanWrite READ pasteboardCanWrite)
+    Q_PROPERTY(QString PasteBackend READ pasteBackend)
+    Q_PROPERTY(bool CanPaste READ canPaste)
+    Q_PROPERTY(QString TrayKind READ trayKind)
+    Q_PROPERTY(QString Discovery READ discovery)
+    Q_PROPERTY(clipmule::StatusOnBus::Phones Phones READ phones)
+    Q_PROPERTY(clipmule::StatusOnBus::RefusedClip LastRefusedClip READ lastRefusedClip)
+
+public:
+    explicit StatusAdaptor(QObject *parent)
+        : QDBusAbstractAdaptor(parent) {}
+
+    [[nodiscard]] QString version() const { return _status.version; }
+    [[nodiscard]] QString qtVersion() const { return _status.qtVersion; }
+    [[nodiscard]] bool syncEnabled() const { return _status.syncEnabled; }
+    [[nodiscard]] QString pasteboardBackend() const { return _status.pasteboardBackend; }
+    [[nodiscard]] bool pasteboardCanRead() const { return _status.pasteboardCanRead; }
+    [[nodiscard]] bool pasteboardCanWrite() const { return _status.pasteboardCanWrite; }
+    [[nodiscard]] QString pasteBackend() const { return _status.pasteBackend; }
+    [[nodiscard]] bool canPaste() const { return _status.canPaste; }
+    [[nodiscard]] QString trayKind() const { return _status.trayKind; }
+    [[nodiscard]] QString discovery() const { return _status.discovery; }
+    [[nodiscard]] StatusOnBus::Phones phones() const {
+        return StatusOnBus::toProperties(_status)
+            .value(QStringLiteral("Phones"))
+            .value<StatusOnBus::Phones>();
+    }
+    [[nodiscard]] StatusOnBus::RefusedClip lastRefusedClip() const {
+        return StatusOnBus::toProperties(_status)
+            .value(QStringLiteral("LastRefusedClip"))
+            .value<StatusOnBus::RefusedClip>();
+    }
+
+    AgentStatus _status;
+};
+
+class StatusInterfaceOnBus final : public StatusInterface {
+public:
+    StatusInterfaceOnBus()
+        : _bus(QDBusConnection::sessionBus())
+        , _adaptor(std::make_unique<StatusAdaptor>(&_object)) {}
+
+    ~StatusInterfaceOnBus() override {
+        if (_isShown)
+            _bus.unregisterObject(StatusOnBus::path);
+    }
+
+    bool start() override {
+        if (_isShown)
+            return true;
+        StatusOnBus::registerTypes();
+        _isShown = _bus.isConnected() && _bus.registerObject(StatusOnBus::path, &_object);
+        // Whoever asked too early hears of it.
+        if (_isShown)
+            announce(StatusOnBus::toProperties(_adaptor->_status));
+        return _isShown;
+    }
+
+    void setStatus(const AgentStatus &status) override {
+        if (status == _adaptor->_status)
+            return;
+        const QVariantMap before = StatusOnBus::toProperties(_adaptor->_status);
+        _adaptor->_status = status;
+        QVariantMap changes = StatusOnBus::toProperties(status);
+        changes.removeIf([&before](const std::pair<const QString &, QVariant &> &property) {
+            return before.value(property.first) == property.second;
+        });
+        if (_isShown && !changes.isEmpty())
+            announce(changes);
+    }
+
+private:
+    void announce(const QVariantMap &changes) {
+        QDBusMessage signal =
+            QDBusMessage::createSignal(StatusOnBus::path, StatusOnBus::propertiesInterface,
+                                       QStringLiteral("PropertiesChanged"));
+        signal << StatusOnBus::interface << changes << QStringList();
+        _bus.send(signal);
+    }
+
+    QDBusConnection _bus;
+    QObject _object;
+    std::unique_ptr<StatusAdaptor> _adaptor;
+    bool _isShown = false;
+};
+
+} // namespace
+
+std::unique_ptr<StatusInterface> makeStatusInterface() {
+    return std::make_unique<StatusInterfaceOnBus>();
+}
+
+} // namespace clipmule
+
+#include "StatusInterface_dbus.moc"

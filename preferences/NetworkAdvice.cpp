@@ -1,0 +1,41 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "preferences/NetworkAdvice.h"
+
+#include "preferences/PanelTexts.h"
+
+namespace clipmule {
+
+namespace {
+using Kind = NetworkAdvice::Kind;
+using Multicast = dnssd::NetworkFacts::Multicast;
+} // namespace
+
+NetworkAdvice adviceFor(const dnssd::NetworkFacts &facts) {
+    if (!facts.hasUsableInterface())
+        return {Kind::NoInterface, PanelTexts::tr("This computer is not in a network."),
+                PanelTexts::tr("Connect it to the network that the phone is in.")};
+    if (facts.multicast == Multicast::Refused)
+        return {Kind::MulticastFails,
+                PanelTexts::tr("This computer does not let multicast out (%1).")
+                    .arg(facts.multicastError),
+                PanelTexts::tr("Allow mDNS (UDP port 5353) in the firewall.")};
+    if (!facts.avahiRuns)
+        return {Kind::NoAvahi,
+                PanelTexts::tr("The Avahi daemon, which finds phones, is not "
+                               "running."),
+                PanelTexts::tr("Start it: sudo systemctl enable --now avahi-daemon")};
+    if (facts.multicast == Multicast::NoAnswer)
+        return {Kind::NoAnswer,
+                PanelTexts::tr("Nobody answers multicast questions, not even this computer."),
+                PanelTexts::tr("Allow mDNS (UDP port 5353) in the firewall.")};
+    if (facts.multicast == Multicast::OnlyOwn)
+        return {Kind::NothingWrong, PanelTexts::tr("No other device in the network answers."),
+                PanelTexts::tr("See that the phone is in the same network. Guest networks often "
+                               "keep devices apart.")};
+    return {Kind::NothingWrong, PanelTexts::tr("Other devices answer, but no phone does."),
+            PanelTexts::tr("See that the app is open, and that the phone is in the same network.")};
+}
+
+} // namespace clipmule

@@ -1,0 +1,288 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "preferences/PhoneList.h"
+
+#include "preferences/PanelTexts.h"
+#include "preferences/ShownText.h"
+
+#include <algorithm>
+
+namespace clipmule {
+
+namespace {
+
+const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
+// In the program's own domain: when each registered phone was on the network, by service name.
+const QString phonesSeenKey = QStringLiteral("phonesSeen");
+
+} // namespace
+
+PhoneList::PhoneList(dnssd::Backend &dnssd, PreferencesDatabase &database, SettingsStores stores)
+    : _dnssd(dnssd)
+    , _database(database)
+    , _stores(std::move(stores)) {}
+
+PhoneList::~PhoneList() {
+    ZRKNotificationCenter::platformDefault().removeObserver(this);
+}
+
+void PhoneList::start() {
+    if (const auto memory = _stores.own->objectForKey(phonesSeenKey)) {
+        if (const auto *dates = memory->as<PropertyList::Dictionary>()) {
+            for (const auto &[service, date] : dates->asKeyValueRange()) {
+                if (date.isDate())
+                    _seen.insert(service, date.date());
+            }
+        }
+    }
+    ZRKNotificationCenter::platformDefault().addObserver(
+        this, selector<&PhoneList::settingsDidChange>("settingsDidChange"),
+        ZRKUserDefaultsDidChangeNotification, _stores.shared);
+    _browser = std::make_unique<NetServiceBrowser>(_dnssd);
+    NetServiceBrowser::Delegate delegate;
+    delegate.didFindService = [this](const std::shared_ptr<NetService> &service) {
+        found(service);
+    };
+    delegate.didRemoveService = [this](const std::shared_ptr<NetService> &service) {
+        lost(service->name());
+    };
+    _browser->setDelegate(std::move(delegate));
+    _browser->searchForServicesOfTypeInDomain(phoneType, QStringLiteral("local."));
+    changed();
+}
+
+void PhoneList::stop() {
+    if (!_browser)
+        return;
+    _browser->stop();
+    _browser.reset();
+    for (const auto &[service, netService] : std::exchange(_onNetwork, {})) {
+        netService->setDelegate({});
+        netService->stop();
+        _seen.insert(service, Date::now());
+    }
+    writeMemory();
+    _change.cancel();
+    ZRKNotificationCenter::platformDefault().removeObserver(this);
+}
+
+void PhoneList::setAgentStatus(const std::optional<AgentStatus> &status) {
+    if (_agentStatus == status)
+        return;
+    _agentStatus = status;
+    changed();
+}
+
+void PhoneList::found(const std::shared_ptr<NetService> &service) {
+    const QString name = service->name();
+    if (_onNetwork.contains(name) || _onNetwork.size() == mostOnNetwork)
+        return;
+    _onNetwork.emplace(name, service);
+    NetService::Delegate delegate;
+    delegate.netServiceDidUpdateTXTRecordData = [this](NetService &, const QByteArray &) {
+        changed();
+    };
+    service->setDelegate(std::move(delegate));
+    service->startMonitoring();
+    rememberSeen(name);
+    changed();
+}
+
+void PhoneList::lost(const QString &service) {
+    const auto known = _onNetwork.find(service);
+    if (known == _onNetwork.end())
+        return;
+    known->second->setDelegate({});
+    known->second->stop();
+    _onNetwork.erase(known);
+    rememberSeen(service);
+    changed();
+}
+
+void PhoneList::settingsDidChange() {
+    changed();
+}
+
+void PhoneList::changed() {
+    if (_change.isPending())
+        return;
+    _change = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] {
+        if (const auto tell = onChange)
+            tell();
+    });
+}
+
+std::optional<PropertyList> PhoneList::stored() const {
+    return _stores.shared->objectForKey(RegisteredPhones::key());
+}
+
+QList<PhoneList::Phone> PhoneList::registered() const {
+    QList<Phone> result;
+    QStringList listed;
+    for (const auto &phone : RegisteredPhones::phones(stored())) {
+        // Somebody else's list may name a phone twice; the agent connects once.
+        if (listed.contains(phone.service))
+            continue;
+        listed.append(phone.service);
+        result.append(describe(phone.service, phone.name, true));
+    }
+    return result;
+}
+
+QList<PhoneList::Phone> PhoneList::available() const {
+    QStringList known;
+    for (const auto &phone : RegisteredPhones::phones(stored()))
+        known.append(phone.service);
+    QList<Phone> result;
+    for (const auto &[service, netService] : _onNetwork) {
+        if (!known.contains(service))
+            result.append(describe(service, QString(), false));
+    }
+    std::stable_sort(result.begin(), result.end(), [](const Phone &left, const Phone &right) {
+        return QString::localeAwareCompare(left.name.toCaseFolded(), right.name.toCaseFolded()) < 0;
+    });
+    return result;
+}
+
+PhoneList::Phone PhoneList::describe(const QString &service, const QString &name,
+                                     bool isRegistered) const {
+    Phone phone;
+    phone.service = service;
+    phone.name = ShownText::onOneLine(name.isEmpty() ? service : name);
+    phone.isRegistered = isRegistered;
+    const AgentStatus::Phone *const told = agentPhone(service);
+    const auto known = _onNetwork.find(service);
+    if (told && told->state == AgentStatus::PhoneState::Connected)
+        phone.presence = Presence::Connected;
+    else if (known != _onNetwork.end() || (told && told->state == AgentStatus::PhoneState::Seen))
+        phone.presence = Presence::Seen;
+    phone.lastSeen = rememberedDate(service);
+    if (told && phone.presence == Presence::Seen)
+        phone.lastError = ShownText::onOneLine(told->lastError);
+    if (known != _onNetwork.end())
+        phone.details =
+            ZRKNetServiceCategory::serviceDictionary(*known->second).value_or(ServiceDictionary());
+    return phone;
+}
+
+const AgentStatus::Phone *PhoneList::agentPhone(const QString &service) const {
+    if (!_agentStatus)
+        return nullptr;
+    const auto found =
+        std::find_if(_agentStatus->phones.begin(), _agentStatus->phones.end(),
+                     [&service](const auto &phone) { return phone.service == service; });
+    return found == _agentStatus->phones.end() ? nullptr : &*found;
+}
+
+std::optional<Date> PhoneList::rememberedDate(const QString &service) const {
+    const auto own = _seen.constFind(service);
+    const AgentStatus::Phone *const told = agentPhone(service);
+    const auto agents = told ? told->lastSeen : std::nullopt;
+    if (own == _seen.constEnd())
+        return agents;
+    return agents ? std::max(*own, *agents) : *own;
+}
+
+bool PhoneList::hasEverSeenAny() const {
+    if (!_onNetwork.empty() || !_seen.isEmpty())
+        return true;
+    return _agentStatus && std::any_of(_agentStatus->phones.begin(), _agentStatus->phones.end(),
+                                       [](const auto &phone) { return phone.lastSeen; });
+}
+
+bool PhoneList::write(const PropertyList &list) {
+    if (!RegisteredPhones::isList(stored())) {
+        if (onProblem)
+            onProblem(PanelTexts::tr("The list of phones holds something else. Nothing was "
+                                     "changed."));
+        return false;
+    }
+    _stores.shared->setObjectForKey(list, RegisteredPhones::key());
+    if (isWritten(_database, _stores.shared->identifier(), RegisteredPhones::key(), list))
+        return true;
+    // What is shown is what the file holds.
+    _stores.shared->reset();
+    changed();
+    if (onProblem)
+        onProblem(PanelTexts::tr("The settings could not be written. Is the disk full?"));
+    return false;
+}
+
+bool PhoneList::add(const QString &service) {
+    if (!write(RegisteredPhones::added(stored(), service, std::nullopt)))
+        return false;
+    _removals.removeIf([&service](const Removal &removal) { return removal.service == service; });
+    writeMemory();
+    return true;
+}
+
+bool PhoneList::rename(const QString &service, const QString &name) {
+    const QString plain = name.trimmed();
+    return write(RegisteredPhones::added(stored(), service, plain.isEmpty() ? service : plain));
+}
+
+bool PhoneList::remove(const QString &service) {
+    const auto before = stored();
+    const auto entries = RegisteredPhones::entriesOf(before, service);
+    if (entries.isEmpty())
+        return true;
+    const QString name = registeredName(service);
+    if (!write(RegisteredPhones::removed(before, service)))
+        return false;
+    _removals.append({service, name, entries});
+    changed();
+    return true;
+}
+
+bool PhoneList::undoRemoval() {
+    if (_removals.isEmpty())
+        return true;
+    const Removal removal = _removals.last();
+    const auto now = stored();
+    if (RegisteredPhones::entriesOf(now, removal.service).isEmpty() &&
+        !write(RegisteredPhones::restored(now, removal.entries)))
+        return false;
+    _removals.removeLast();
+    changed();
+    return true;
+}
+
+std::optional<QString> PhoneList::undoableRemoval() const {
+    return _removals.isEmpty() ? std::nullopt : std::optional(_removals.last().name);
+}
+
+void PhoneList::forgetRemovals() {
+    if (_removals.isEmpty())
+        return;
+    _removals.clear();
+    changed();
+}
+
+void PhoneList::rememberSeen(const QString &service) {
+    _seen.insert(service, Date::now());
+    writeMemory();
+}
+
+// Of registered phones only: others in the network are nobody's business.
+void PhoneList::writeMemory() {
+    PropertyList::Dictionary dates;
+    for (const auto &phone : RegisteredPhones::phones(stored())) {
+        const auto seen = _seen.constFind(phone.service);
+        if (seen != _seen.constEnd())
+            dates.insert(phone.service, PropertyList(*seen));
+    }
+    const PropertyList memory(dates);
+    if (_stores.own->objectForKey(phonesSeenKey).value_or(PropertyList()) != memory)
+        _stores.own->setObjectForKey(memory, phonesSeenKey);
+}
+
+QString PhoneList::registeredName(const QString &service) const {
+    for (const auto &phone : RegisteredPhones::phones(stored())) {
+        if (phone.service == service)
+            return ShownText::onOneLine(phone.name.isEmpty() ? service : phone.name);
+    }
+    return ShownText::onOneLine(service);
+}
+
+} // namespace clipmule

@@ -1,0 +1,114 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "net/ServiceDictionary.h"
+#include "platform/desktop/StatusInterface.h"
+#include "platform/dnssd/NetService.h"
+#include "preferences/RegisteredPhones.h"
+#include "preferences/SettingsStores.h"
+
+#include <map>
+
+namespace clipmule {
+
+/// The phones that the window lists: the registered ones, joined with those on the network now and
+/// with what the agent tells of its connections. Adds, renames and removes them.
+///
+/// Construct, set the callbacks, then start(). Everything runs on the main run loop.
+class PhoneList final : public Object {
+public:
+    enum class Presence {
+        NotSeen,   ///< not on the network
+        Seen,      ///< on the network, not connected
+        Connected, ///< the agent has a connection
+    };
+    struct Phone {
+        QString service;
+        /// To be shown; that of the service where no other was given.
+        QString name;
+        bool isRegistered = false;
+        Presence presence = Presence::NotSeen;
+        /// When it was on the network last; missing where nobody remembers it there.
+        std::optional<Date> lastSeen;
+        /// What it tells about itself; empty as long as it told nothing.
+        ServiceDictionary details;
+        /// Why the agent's last attempt failed; empty when it did not, or is connected since.
+        QString lastError;
+        friend bool operator==(const Phone &, const Phone &) = default;
+    };
+
+    /// More are not looked at: the network is playing tricks, and avahi-daemon follows the records
+    /// of at most a thousand for one client.
+    static constexpr int mostOnNetwork = 200;
+
+    /// All of it outlives the list.
+    PhoneList(dnssd::Backend &dnssd, PreferencesDatabase &database, SettingsStores stores);
+    ~PhoneList() override;
+
+    void start();
+    /// Remembers what is on the network now, and stops looking.
+    void stop();
+    /// What the agent tells; nothing while it does not run.
+    void setAgentStatus(const std::optional<AgentStatus> &status);
+
+    /// In the order in which they were registered.
+    [[nodiscard]] QList<Phone> registered() const;
+    /// On the network and not registered, by name.
+    [[nodiscard]] QList<Phone> available() const;
+    /// Whether a phone was ever on the network, as far as anybody remembers.
+    [[nodiscard]] bool hasEverSeenAny() const;
+
+    // False when it could not be written; onProblem tells why, and nothing has changed.
+
+    /// Registers a phone under its service name.
+    bool add(const QString &service);
+    /// An empty name is that of the service.
+    bool rename(const QString &service, const QString &name);
+    bool remove(const QString &service);
+    /// Puts back what was removed last. Nothing happens, and it is forgotten, when the phone was
+    /// registered again meanwhile.
+    bool undoRemoval();
+    /// The name of the phone that undoRemoval() would bring back.
+    [[nodiscard]] std::optional<QString> undoableRemoval() const;
+    void forgetRemovals();
+
+    /// Something is different; gathers a burst, from the run loop.
+    std::function<void()> onChange;
+    /// One line for people.
+    std::function<void(const QString &text)> onProblem;
+
+private:
+    struct Removal {
+        QString service;
+        QString name;
+        QList<RegisteredPhones::Entry> entries;
+    };
+
+    void found(const std::shared_ptr<NetService> &service);
+    void lost(const QString &service);
+    void settingsDidChange();
+    void changed();
+    [[nodiscard]] std::optional<PropertyList> stored() const;
+    bool write(const PropertyList &list);
+    void rememberSeen(const QString &service);
+    void writeMemory();
+    [[nodiscard]] std::optional<Date> rememberedDate(const QString &service) const;
+    [[nodiscard]] const AgentStatus::Phone *agentPhone(const QString &service) const;
+    [[nodiscard]] QString registeredName(const QString &service) const;
+    [[nodiscard]] Phone describe(const QString &service, const QString &name,
+                                 bool isRegistered) const;
+
+    dnssd::Backend &_dnssd;
+    PreferencesDatabase &_database;
+    SettingsStores _stores;
+    std::optional<AgentStatus> _agentStatus;
+    std::unique_ptr<NetServiceBrowser> _browser;
+    std::map<QString, std::shared_ptr<NetService>> _onNetwork;
+    QMap<QString, Date> _seen;
+    QList<Removal> _removals;
+    RunLoop::Timer _change;
+};
+
+} // namespace clipmule

@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "preferences/PhoneList.h"
+
+#include <QAbstractListModel>
+
+namespace clipmule {
+
+/// Some of the phones as rows of a view. A new list moves, adds and removes single rows, so that
+/// what is selected or being edited stays so.
+class PhoneListModel final : public QAbstractListModel {
+    Q_OBJECT
+
+public:
+    enum Role {
+        ServiceRole = Qt::UserRole,
+        /// The line below the name.
+        DescriptionRole,
+        /// PhoneList::Presence as an int; missing for a phone that is not registered.
+        PresenceRole,
+    };
+    /// What the lines depend on beside the phones.
+    struct Circumstances {
+        bool agentRuns = false;
+        bool syncEnabled = true;
+        Date now;
+        friend bool operator==(const Circumstances &, const Circumstances &) = default;
+    };
+
+    using QAbstractListModel::QAbstractListModel;
+
+    void setPhones(const QList<PhoneList::Phone> &phones, const Circumstances &circumstances);
+    [[nodiscard]] QString serviceAt(const QModelIndex &index) const;
+    /// Invalid when it is not listed.
+    [[nodiscard]] QModelIndex indexOf(const QString &service) const;
+    /// Called with a new name; true when it was taken.
+    std::function<bool(const QString &service, const QString &name)> onRename;
+
+    [[nodiscard]] int rowCount(const QModelIndex &parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex &index, int role) const override;
+    [[nodiscard]] Qt::ItemFlags flags(const QModelIndex &index) const override;
+    bool setData(const QModelIndex &index, const QVariant &value, int role) override;
+
+private:
+    void removeMissing(const QList<PhoneList::Phone> &phones);
+    [[nodiscard]] QString description(const PhoneList::Phone &phone) const;
+    [[nodiscard]] QString presenceText(const PhoneList::Phone &phone) const;
+
+    QList<PhoneList::Phone> _phones;
+    Circumstances _circumstances;
+};
+
+} // namespace clipmule

@@ -1,0 +1,415 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "preferences/PreferencesWindow.h"
+
+#include "preferences/NetworkAdvice.h"
+#include "preferences/NoticeBar.h"
+#include "preferences/PanelTexts.h"
+#include "preferences/PhoneDelegate.h"
+#include "preferences/PhoneListModel.h"
+#include "preferences/WindowParts.h"
+
+#include <QCheckBox>
+#include <QEvent>
+#include <QLabel>
+#include <QListView>
+#include <QLocale>
+#include <QPushButton>
+#include <QShortcut>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+#include <QWindow>
+
+namespace clipmule {
+
+namespace {
+
+using Presence = PhoneList::Presence;
+using Switch = SyncSettings::Switch;
+
+} // namespace
+
+PreferencesWindow::PreferencesWindow(Services services)
+    : _services(std::move(services)) {
+    setWindowTitle(PanelTexts::tr("Clipmule Sync Preferences"));
+    setObjectName(QStringLiteral("preferences"));
+    auto *const layout = new QVBoxLayout(this);
+    layout->setContentsMargins(WindowParts::margin, WindowParts::margin, WindowParts::margin,
+                               WindowParts::margin);
+    layout->setSpacing(WindowParts::sectionGap);
+    _problem = new NoticeBar(this);
+    layout->addWidget(_problem);
+    layout->addLayout(makeSyncSection());
+    layout->addLayout(makePairedSection(), 1);
+    layout->addLayout(makeNetworkSection(), 1);
+    layout->addLayout(makeSwitchesSection());
+    layout->addWidget(WindowParts::makeLine(this));
+    layout->addLayout(makeStatisticsSection());
+    makeShortcuts();
+    // By the font, so that it fits on every scale.
+    const int unit = fontMetrics().height();
+    setMinimumWidth(26 * unit);
+    resize(std::max(28 * unit, sizeHint().width()), std::max(36 * unit, sizeHint().height()));
+}
+
+PreferencesWindow::~PreferencesWindow() {
+    _services.phones.onChange = {};
+    _services.phones.onProblem = {};
+    _services.settings.onChange = {};
+    _services.agent.onChange = {};
+}
+
+// Sections.
+
+QLayout *PreferencesWindow::makeSyncSection() {
+    auto *const layout = new QVBoxLayout;
+    layout->setSpacing(WindowParts::lineGap);
+    _sync = makeSwitch(PanelTexts::tr("&Sync the clipboard with the paired phones"),
+                       Switch::SyncEnabled);
+    layout->addWidget(_sync);
+    auto *const row = new QHBoxLayout;
+    _agentState = WindowParts::makeHint(this);
+    _agentState->setObjectName(QStringLiteral("agentState"));
+    _startAgent = new QPushButton(PanelTexts::tr("S&tart"), this);
+    _startAgent->setAccessibleDescription(PanelTexts::tr("Starts Clipmule Sync"));
+    connect(_startAgent, &QPushButton::clicked, this, &PreferencesWindow::startAgent);
+    row->addWidget(_agentState, 1);
+    row->addWidget(_startAgent);
+    layout->addLayout(row);
+    return layout;
+}
+
+QLayout *PreferencesWindow::makePairedSection() {
+    auto *const layout = new QVBoxLayout;
+    layout->setSpacing(WindowParts::lineGap);
+    QLabel *const heading = WindowParts::makeHeading(PanelTexts::tr("&Paired phones"), this);
+    layout->addWidget(heading);
+    _pairedModel = new PhoneListModel(this);
+    _pairedModel->onRename = [this](const QString &service, const QString &name) {
+        return _services.phones.rename(service, name);
+    };
+    _paired = makeList(_pairedModel, heading);
+    _paired->setEditTriggers(QAbstractItemView::EditKeyPressed);
+    connect(_paired, &QListView::activated, this, &PreferencesWindow::renameCurrent);
+    QLabel *const hint = WindowParts::makeHint(this);
+    hint->setText(
+        PanelTexts::tr("No phone is paired yet. Phones that can be paired appear below."));
+    _pairedPages = WindowParts::makePages(_paired, {hint}, this);
+    layout->addWidget(_pairedPages, 1);
+    _removal = new NoticeBar(this);
+    layout->addWidget(_removal);
+    _rename = new QPushButton(PanelTexts::tr("Rena&me"), this);
+    connect(_rename, &QPushButton::clicked, this, &PreferencesWindow::renameCurrent);
+    _remove = new QPushButton(PanelTexts::tr("&Remove"), this);
+    connect(_remove, &QPushButton::clicked, this, &PreferencesWindow::removeCurrent);
+    layout->addLayout(WindowParts::makeButtonRow({_rename, _remove}));
+    return layout;
+}
+
+QLayout *PreferencesWindow::makeNetworkSection() {
+    auto *const layout = new QVBoxLayout;
+    layout->setSpacing(WindowParts::lineGap);
+    QLabel *const heading =
+        WindowParts::makeHeading(PanelTexts::tr("Phones on this &network"), this);
+    layout->addWidget(heading);
+    _networkModel = new PhoneListModel(this);
+    _network = makeList(_networkModel, heading);
+    connect(_network, &QListView::activated, this, &PreferencesWindow::addCurrent);
+    _networkHint = WindowParts::makeHint(this);
+    _advice = WindowParts::makeHint(this);
+    // A command in it can be copied.
+    _advice->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    _advice->setObjectName(QStringLiteral("advice"));
+    _advice->hide();
+    _networkPages = WindowParts::makePages(_network, {_networkHint, _advice}, this);
+    layout->addWidget(_networkPages, 1);
+    _add = new QPushButton(PanelTexts::tr("&Add"), this);
+    _add->setAccessibleDescription(PanelTexts::tr("Pairs the selected phone with this computer"));
+    connect(_add, &QPushButton::clicked, this, &PreferencesWindow::addCurrent);
+    layout->addLayout(WindowParts::makeButtonRow({_add}));
+    return layout;
+}
+
+QLayout *PreferencesWindow::makeSwitchesSection() {
+    auto *const layout = new QVBoxLayout;
+    layout->setSpacing(WindowParts::lineGap);
+    _statusItem = makeSwitch(PanelTexts::tr("Show the status &item"), Switch::ShowStatusItem);
+    _atLogin = new QCheckBox(PanelTexts::tr("Start at &login"), this);
+    connect(_atLogin, &QCheckBox::clicked, this, [this](bool on) {
+        if (!_services.autostart.setEnabled(on))
+            showProblem(PanelTexts::tr("The autostart entry could not be written."));
+        showSwitches();
+    });
+    _updates =
+        makeSwitch(PanelTexts::tr("Check for &updates automatically"), Switch::AutomaticUpdates);
+    for (QCheckBox *box : {_statusItem, _atLogin, _updates})
+        layout->addWidget(box);
+    return layout;
+}
+
+QLayout *PreferencesWindow::makeStatisticsSection() {
+    auto *const layout = new QHBoxLayout;
+    for (const QString &name : {PanelTexts::tr("Sent"), PanelTexts::tr("Received"),
+                                PanelTexts::tr("Texts"), PanelTexts::tr("Pictures")}) {
+        auto *const value = new QLabel(this);
+        _counters.append({value, name});
+        layout->addLayout(WindowParts::makeCounter(value, name, this));
+    }
+    return layout;
+}
+
+QListView *PreferencesWindow::makeList(PhoneListModel *model, QLabel *heading) {
+    auto *const list = new QListView(this);
+    list->setModel(model);
+    list->setItemDelegate(new PhoneDelegate(list));
+    list->setUniformItemSizes(true);
+    list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    list->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    list->setTabKeyNavigation(false);
+    list->setAccessibleName(heading->text().remove(u'&'));
+    heading->setBuddy(list);
+    connect(list->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            &PreferencesWindow::showButtons);
+    return list;
+}
+
+QCheckBox *PreferencesWindow::makeSwitch(const QString &text, Switch which) {
+    auto *const box = new QCheckBox(text, this);
+    connect(box, &QCheckBox::clicked, this,
+            [this, box, which](bool on) { throwSwitch(box, which, on); });
+    return box;
+}
+
+void PreferencesWindow::makeShortcuts() {
+    const auto add = [this](const QKeySequence &keys, auto slot, QWidget *where) {
+        auto *const shortcut = new QShortcut(keys, where);
+        shortcut->setContext(Qt::WidgetWithChildrenShortcut);
+        connect(shortcut, &QShortcut::activated, this, slot);
+    };
+    add(QKeySequence::Undo, &PreferencesWindow::undoRemoval, this);
+    add(QKeySequence::Delete, &PreferencesWindow::removeCurrent, _paired);
+    add(QKeySequence::Close, &PreferencesWindow::close, this);
+    add(QKeySequence::Quit, &PreferencesWindow::close, this);
+    add(QKeySequence::Cancel, &PreferencesWindow::close, this);
+}
+
+// What is shown.
+
+void PreferencesWindow::start() {
+    _services.phones.onChange = [this] { showAll(); };
+    _services.phones.onProblem = [this](const QString &text) { showProblem(text); };
+    _services.settings.onChange = [this] { showAll(); };
+    _services.agent.onChange = [this] {
+        _services.phones.setAgentStatus(_services.agent.status());
+        showAll();
+    };
+    _services.phones.start();
+    _services.settings.start();
+    _services.agent.start();
+    seekAdviceLater(patienceForPhones);
+    showAll();
+}
+
+void PreferencesWindow::comeForward(const QString &activationToken) {
+    // Where the window system wants to see a permission, it looks for it here.
+    if (!activationToken.isEmpty())
+        qputenv("XDG_ACTIVATION_TOKEN", activationToken.toUtf8());
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
+}
+
+bool PreferencesWindow::event(QEvent *event) {
+    if (event->type() == QEvent::WindowActivate && _services.reload) {
+        _services.reload();
+        showAll();
+    }
+    return QWidget::event(event);
+}
+
+void PreferencesWindow::showAll() {
+    showPhones();
+    showAgent();
+    showSwitches();
+    showStatistics();
+    showRemoval();
+    showButtons();
+}
+
+void PreferencesWindow::showPhones() {
+    const PhoneListModel::Circumstances circumstances{
+        agentRuns(), _services.settings.isOn(Switch::SyncEnabled), Date::now()};
+    const auto paired = _services.phones.registered();
+    const auto available = _services.phones.available();
+    _pairedModel->setPhones(paired, circumstances);
+    _networkModel->setPhones(available, circumstances);
+    _pairedPages->setCurrentIndex(paired.isEmpty() ? 1 : 0);
+    _networkPages->setCurrentIndex(available.isEmpty() ? 1 : 0);
+    // What Return and the buttons are for is clear from the start.
+    for (QListView *list : {_paired, _network}) {
+        if (!list->currentIndex().isValid() && list->model()->rowCount() > 0)
+            list->setCurrentIndex(list->model()->index(0, 0));
+    }
+    _networkHint->setText(
+        paired.isEmpty()
+            ? PanelTexts::tr("Open the app on your phone, in the same network as this computer. "
+                             "The phone appears here.")
+            : PanelTexts::tr("To pair another phone, open the app on it, in the same network as "
+                             "this computer."));
+    if (_services.phones.hasEverSeenAny()) {
+        _adviceTimer.cancel();
+        _advice->hide();
+    }
+}
+
+bool PreferencesWindow::agentRuns() const {
+    return _services.agent.agent() == StatusReader::Agent::Running;
+}
+
+QString PreferencesWindow::agentText() const {
+    switch (_services.agent.agent()) {
+    case StatusReader::Agent::Unknown:
+        return _services.agent.hasBus()
+                   ? QString()
+                   : PanelTexts::tr("There is no session bus, through which Clipmule Sync would "
+                                    "tell how things stand.");
+    case StatusReader::Agent::NotRunning:
+        return PanelTexts::tr("Clipmule Sync is not running.");
+    case StatusReader::Agent::Silent:
+        return PanelTexts::tr("Clipmule Sync is running, but tells nothing about itself.");
+    case StatusReader::Agent::Running:
+        break;
+    }
+    const AgentStatus &status = *_services.agent.status();
+    if (!status.pasteboardCanRead || !status.pasteboardCanWrite)
+        return PanelTexts::tr("Clipmule Sync is running, but cannot use the clipboard of this "
+                              "desktop.");
+    if (!_services.settings.isOn(Switch::SyncEnabled))
+        return PanelTexts::tr("Syncing is off.");
+    QStringList connected;
+    for (const auto &phone : _services.phones.registered()) {
+        if (phone.presence == Presence::Connected)
+            connected.append(phone.name);
+    }
+    if (connected.isEmpty())
+        return PanelTexts::tr("No phone is connected.");
+    return PanelTexts::tr("Connected to %1.").arg(QLocale().createSeparatedList(connected));
+}
+
+void PreferencesWindow::showAgent() {
+    _agentState->setText(agentText());
+    _startAgent->setVisible(_services.agent.agent() == StatusReader::Agent::NotRunning);
+}
+
+void PreferencesWindow::showSwitches() {
+    _sync->setChecked(_services.settings.isOn(Switch::SyncEnabled));
+    _statusItem->setChecked(_services.settings.isOn(Switch::ShowStatusItem));
+    _updates->setChecked(_services.settings.isOn(Switch::AutomaticUpdates));
+    _atLogin->setChecked(_services.autostart.isEnabled());
+}
+
+void PreferencesWindow::showStatistics() {
+    const auto statistics = _services.settings.statistics();
+    const QLocale locale;
+    const auto size = [&locale](quint64 bytes) {
+        return locale.formattedDataSize(qint64(bytes), 1, QLocale::DataSizeSIFormat);
+    };
+    const QStringList values{size(statistics.bytesSent), size(statistics.bytesReceived),
+                             locale.toString(statistics.textItems),
+                             locale.toString(statistics.imageItems)};
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        const auto &[label, name] = _counters[i];
+        label->setText(values[i]);
+        label->setAccessibleName(PanelTexts::tr("%1: %2").arg(name, values[i]));
+    }
+}
+
+void PreferencesWindow::showButtons() {
+    const bool isPaired = _paired->currentIndex().isValid();
+    _rename->setEnabled(isPaired);
+    _remove->setEnabled(isPaired);
+    _add->setEnabled(_network->currentIndex().isValid());
+}
+
+void PreferencesWindow::showRemoval() {
+    const auto name = _services.phones.undoableRemoval();
+    if (!name) {
+        _removal->hide();
+        return;
+    }
+    _removal->showNotice(
+        PanelTexts::tr("“%1” was removed.").arg(*name), PanelTexts::tr("Und&o"),
+        [this] { undoRemoval(); }, [this] { _services.phones.forgetRemovals(); });
+}
+
+void PreferencesWindow::showProblem(const QString &text) {
+    _problem->showNotice(text, QString(), {}, [] {});
+}
+
+// What is done.
+
+void PreferencesWindow::throwSwitch(QCheckBox *box, Switch which, bool on) {
+    if (!_services.settings.set(which, on)) {
+        box->setChecked(!on);
+        showProblem(PanelTexts::tr("The settings could not be written. Is the disk full?"));
+    }
+    showAll();
+}
+
+void PreferencesWindow::addCurrent() {
+    const QString service = _networkModel->serviceAt(_network->currentIndex());
+    if (service.isEmpty() || !_services.phones.add(service))
+        return;
+    showAll();
+    _paired->setCurrentIndex(_pairedModel->indexOf(service));
+    // The list that had the focus may be gone.
+    if (!_network->isVisible())
+        _paired->setFocus(Qt::OtherFocusReason);
+}
+
+void PreferencesWindow::renameCurrent() {
+    const QModelIndex current = _paired->currentIndex();
+    if (!current.isValid())
+        return;
+    _paired->setFocus(Qt::OtherFocusReason);
+    _paired->edit(current);
+}
+
+void PreferencesWindow::removeCurrent() {
+    const QString service = _pairedModel->serviceAt(_paired->currentIndex());
+    if (service.isEmpty() || !_services.phones.remove(service))
+        return;
+    showAll();
+}
+
+void PreferencesWindow::undoRemoval() {
+    if (_services.phones.undoRemoval())
+        showAll();
+}
+
+void PreferencesWindow::startAgent() {
+    if (!_services.startAgent || !_services.startAgent())
+        showProblem(PanelTexts::tr("Clipmule Sync could not be started. Is clipmule-sync "
+                                   "installed?"));
+}
+
+void PreferencesWindow::seekAdviceLater(RunLoop::Seconds delay) {
+    _adviceTimer = RunLoop::current().performAfter(delay, [this] { seekAdvice(); });
+}
+
+void PreferencesWindow::seekAdvice() {
+    if (_services.phones.hasEverSeenAny())
+        return;
+    _services.network.look([this](const dnssd::NetworkFacts &facts) {
+        if (_services.phones.hasEverSeenAny())
+            return;
+        const NetworkAdvice advice = adviceFor(facts);
+        _advice->setText(advice.reason + u'\n' + advice.whatToTry);
+        _advice->show();
+        seekAdviceLater(adviceInterval);
+    });
+}
+
+} // namespace clipmule

@@ -1,0 +1,122 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/desktop/StatusInterface.h"
+#include "platform/dnssd/NetworkFacts.h"
+#include "preferences/AutostartEntry.h"
+#include "preferences/PhoneList.h"
+#include "preferences/SyncSettings.h"
+
+#include <QWidget>
+
+class QCheckBox;
+class QLabel;
+class QListView;
+class QPushButton;
+class QStackedWidget;
+class QVBoxLayout;
+
+namespace clipmule {
+
+class NoticeBar;
+class PhoneListModel;
+
+/// The window: pairs phones, shows how things stand, and holds the switches. A change counts at
+/// once; there is nothing to confirm.
+///
+/// Construct, then start(), then show it.
+class PreferencesWindow final : public QWidget {
+    Q_OBJECT
+
+public:
+    /// All of it outlives the window.
+    struct Services {
+        PhoneList &phones;
+        SyncSettings &settings;
+        AutostartEntry &autostart;
+        StatusReader &agent;
+        dnssd::NetworkProbe &network;
+        /// Starts the agent; false when there is no such program.
+        std::function<bool()> startAgent;
+        /// Reads the settings anew, which others may have changed without telling.
+        std::function<void()> reload;
+    };
+
+    /// A phone that is there is found within a second; then it is time to ask why none is.
+    static constexpr RunLoop::Seconds patienceForPhones{3};
+    /// Between questions to the network while none is found.
+    static constexpr RunLoop::Seconds adviceInterval{15};
+
+    explicit PreferencesWindow(Services services);
+    ~PreferencesWindow() override;
+
+    void start();
+    /// Brings it to the front, whatever state it is in.
+    void comeForward(const QString &activationToken);
+
+protected:
+    bool event(QEvent *event) override;
+
+private:
+    QLayout *makeSyncSection();
+    QLayout *makePairedSection();
+    QLayout *makeNetworkSection();
+    QLayout *makeSwitchesSection();
+    QLayout *makeStatisticsSection();
+    QListView *makeList(PhoneListModel *model, QLabel *heading);
+    QCheckBox *makeSwitch(const QString &text, SyncSettings::Switch which);
+    void makeShortcuts();
+
+    void showAll();
+    void showPhones();
+    void showAgent();
+    void showSwitches();
+    void showStatistics();
+    void showButtons();
+    void showRemoval();
+    void showProblem(const QString &text);
+    void throwSwitch(QCheckBox *box, SyncSettings::Switch which, bool on);
+
+    void addCurrent();
+    void renameCurrent();
+    void removeCurrent();
+    void undoRemoval();
+    void startAgent();
+
+    void seekAdviceLater(RunLoop::Seconds delay);
+    void seekAdvice();
+
+    [[nodiscard]] bool agentRuns() const;
+    [[nodiscard]] QString agentText() const;
+
+    Services _services;
+    QCheckBox *_sync = nullptr;
+    QLabel *_agentState = nullptr;
+    QPushButton *_startAgent = nullptr;
+    NoticeBar *_problem = nullptr;
+
+    PhoneListModel *_pairedModel = nullptr;
+    QListView *_paired = nullptr;
+    QStackedWidget *_pairedPages = nullptr;
+    QPushButton *_rename = nullptr;
+    QPushButton *_remove = nullptr;
+    NoticeBar *_removal = nullptr;
+
+    PhoneListModel *_networkModel = nullptr;
+    QListView *_network = nullptr;
+    QStackedWidget *_networkPages = nullptr;
+    QLabel *_networkHint = nullptr;
+    QLabel *_advice = nullptr;
+    QPushButton *_add = nullptr;
+
+    QCheckBox *_statusItem = nullptr;
+    QCheckBox *_updates = nullptr;
+    QCheckBox *_atLogin = nullptr;
+    QList<std::pair<QLabel *, QString>> _counters;
+
+    RunLoop::Timer _adviceTimer;
+};
+
+} // namespace clipmule

@@ -1,0 +1,49 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "preferences/SettingsStores.h"
+
+namespace clipmule {
+
+/// The switches and the counters that the window shows, wherever they are kept, and whoever changes
+/// them.
+class SyncSettings final : public Object {
+public:
+    enum class Switch {
+        SyncEnabled,      ///< whether the agent connects at all
+        ShowStatusItem,   ///< its item in the status bar
+        AutomaticUpdates, ///< whether it looks for updates by itself
+    };
+    struct Statistics {
+        quint64 bytesSent = 0;
+        quint64 bytesReceived = 0;
+        qint32 textItems = 0;
+        qint32 imageItems = 0;
+        friend bool operator==(const Statistics &, const Statistics &) = default;
+    };
+
+    /// The database outlives this.
+    SyncSettings(PreferencesDatabase &database, SettingsStores stores);
+    ~SyncSettings() override;
+
+    /// Hears of changes from now on.
+    void start();
+    [[nodiscard]] bool isOn(Switch which) const;
+    /// False when it could not be written; it is as it was then.
+    bool set(Switch which, bool on);
+    [[nodiscard]] Statistics statistics() const;
+
+    /// Something is different; gathers a burst, from the run loop.
+    std::function<void()> onChange;
+
+private:
+    void settingsDidChange();
+
+    PreferencesDatabase &_database;
+    SettingsStores _stores;
+    RunLoop::Timer _change;
+};
+
+} // namespace clipmule

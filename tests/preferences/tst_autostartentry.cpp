@@ -1,0 +1,147 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "preferences/AutostartEntry.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+const QByteArray installed("[Desktop Entry]\nType=Application\nName=Clipmule Sync\n"
+                           "Exec=clipmule-sync\nX-GNOME-Autostart-enabled=true\n");
+const QString fileName = QStringLiteral("/com.zendrik.ClipmuleSync.desktop");
+} // namespace
+
+class AutostartEntryTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() {
+        _folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(QDir().mkpath(systemFolder()));
+    }
+
+    void withoutAnyEntryItDoesNotStart() {
+        QVERIFY(!entry().isEnabled());
+        QVERIFY(entry().setEnabled(false));
+        QVERIFY(!QFile::exists(userFolder()));
+    }
+
+    void anInstalledEntryStartsIt() {
+        write(systemFolder(), installed);
+        QVERIFY(entry().isEnabled());
+    }
+
+    void anInstalledEntryIsSwitchedOffByOneOfTheUser() {
+        write(systemFolder(), installed);
+        QVERIFY(entry().setEnabled(false));
+        QVERIFY(!entry().isEnabled());
+        QCOMPARE(read(systemFolder()), installed);
+        QVERIFY(read(userFolder()).contains("\nHidden=true\n"));
+        QVERIFY(entry().setEnabled(true));
+        QVERIFY(entry().isEnabled());
+        QVERIFY(!read(userFolder()).contains("Hidden"));
+    }
+
+    void whereNothingIsInstalledAnEntryIsWritten() {
+        QVERIFY(entry().setEnabled(true));
+        QVERIFY(entry().isEnabled());
+        QVERIFY2(read(userFolder()).contains("\nExec=\"/opt/clip mule/clipmule-sync\"\n"),
+                 read(userFolder()).constData());
+        QVERIFY(entry().setEnabled(false));
+        QVERIFY(!entry().isEnabled());
+    }
+
+    void theEntryIsValid() {
+        const QString validator =
+            QStandardPaths::findExecutable(QStringLiteral("desktop-file-validate"));
+        if (validator.isEmpty())
+            QSKIP("desktop-file-validate is not installed");
+        for (const bool enabled : {true, false}) {
+            QVERIFY(entry().setEnabled(enabled));
+            QProcess process;
+            process.start(validator, {userFolder() + fileName});
+            QVERIFY(process.waitForFinished());
+            QCOMPARE(process.exitCode(), 0);
+            QCOMPARE(process.readAllStandardOutput(), QByteArray());
+        }
+    }
+
+    void whatTheUserWroteStays() {
+        const QByteArray own("# mine\n[Desktop Entry]\nType=Application\nName=Mine\nHidden = true\n"
+                             "Exec=clipmule-sync --loud\n[Desktop Action Hidden]\nHidden=true\n");
+        QVERIFY(QDir().mkpath(userFolder()));
+        write(userFolder(), own);
+        QVERIFY(!entry().isEnabled());
+        QVERIFY(entry().setEnabled(true));
+        QByteArray expected = own;
+        expected.replace("Hidden = true\n", "");
+        QCOMPARE(read(userFolder()), expected);
+        QVERIFY(entry().setEnabled(false));
+        expected.replace("[Desktop Entry]\n", "[Desktop Entry]\nHidden=true\n");
+        QCOMPARE(read(userFolder()), expected);
+    }
+
+    void whatADesktopsOwnSettingsWroteCounts() {
+        QVERIFY(QDir().mkpath(userFolder()));
+        QByteArray off = installed;
+        off.replace("enabled=true", "enabled=false");
+        write(userFolder(), off);
+        QVERIFY(!entry().isEnabled());
+        QVERIFY(entry().setEnabled(true));
+        QVERIFY(entry().isEnabled());
+    }
+
+    void aFolderThatCannotBeWrittenIsToldOf() {
+        // A file where the folder should be.
+        QFile file(userFolder());
+        QVERIFY(QDir().mkpath(QFileInfo(userFolder()).path()));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.close();
+        QVERIFY(!entry().setEnabled(true));
+        QVERIFY(!entry().isEnabled());
+    }
+
+    void aFileThatIsTooLargeIsLeftAlone() {
+        QVERIFY(QDir().mkpath(userFolder()));
+        const QByteArray head("[Desktop Entry]\nHidden=true\n#");
+        const auto padded = [&head](qint64 size) {
+            return head + QByteArray(size - head.size(), 'x');
+        };
+        write(userFolder(), padded(AutostartEntry::largestFile + 1));
+        QVERIFY(!entry().setEnabled(true));
+        QCOMPARE(read(userFolder()).size(), AutostartEntry::largestFile + 1);
+        write(userFolder(), padded(AutostartEntry::largestFile));
+        QVERIFY(entry().setEnabled(true));
+        QVERIFY(entry().isEnabled());
+    }
+
+private:
+    QString userFolder() const { return _folder->filePath(QStringLiteral("home/autostart")); }
+    QString systemFolder() const { return _folder->filePath(QStringLiteral("etc/autostart")); }
+    AutostartEntry entry() const {
+        return {userFolder(), {systemFolder()}, QStringLiteral("/opt/clip mule/clipmule-sync")};
+    }
+    static void write(const QString &folder, const QByteArray &bytes) {
+        QFile file(folder + fileName);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(bytes), bytes.size());
+    }
+    static QByteArray read(const QString &folder) {
+        QFile file(folder + fileName);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    std::unique_ptr<QTemporaryDir> _folder;
+};
+
+QTEST_GUILESS_MAIN(AutostartEntryTest)
+#include "tst_autostartentry.moc"

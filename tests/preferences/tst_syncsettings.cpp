@@ -1,0 +1,149 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/preferences/MemoryDistributedNotifications.h"
+#include "platform/preferences/MemoryPreferencesDatabase.h"
+#include "preferences/SyncSettings.h"
+#include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/Settle.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+using Switch = SyncSettings::Switch;
+
+const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
+const QString agentDomain = QStringLiteral("com.zendrik.ClipmuleSync");
+const QString statisticsDomain = QStringLiteral("com.zendrik.ClipmuleSync.stats");
+
+/// Keeps what it has.
+class FullDatabase final : public PreferencesDatabase {
+public:
+    [[nodiscard]] PropertyList::Dictionary copyMultiple(const QString &) override { return {}; }
+    void setValue(const QString &, const QString &, const std::optional<PropertyList> &) override {}
+    bool synchronize(const QString &) override { return true; }
+};
+
+} // namespace
+
+class SyncSettingsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() {
+        _database = std::make_unique<MemoryPreferencesDatabase>();
+        _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
+        _notifications = std::make_unique<MemoryDistributedNotifications>(_hub);
+        _changes = 0;
+    }
+    void cleanup() {
+        _settings.reset();
+        ZRKUserDefaults::setEnvironment({});
+    }
+
+    void withoutAnySettingItSyncs() {
+        start(*_database);
+        QVERIFY(_settings->isOn(Switch::SyncEnabled));
+        QVERIFY(_settings->isOn(Switch::ShowStatusItem));
+        QVERIFY(!_settings->isOn(Switch::AutomaticUpdates));
+        QCOMPARE(_settings->statistics(), SyncSettings::Statistics());
+    }
+
+    void aSwitchIsWrittenWhereTheAgentReadsIt_data() {
+        QTest::addColumn<int>("which");
+        QTest::addColumn<QString>("domain");
+        QTest::addColumn<QString>("key");
+        QTest::newRow("sync") << int(Switch::SyncEnabled) << agentDomain
+                              << QStringLiteral("syncEnabled");
+        QTest::newRow("status item")
+            << int(Switch::ShowStatusItem) << sharedDomain << QStringLiteral("showStatus");
+        QTest::newRow("updates") << int(Switch::AutomaticUpdates) << sharedDomain
+                                 << QStringLiteral("autoUpdateEnabled");
+    }
+    void aSwitchIsWrittenWhereTheAgentReadsIt() {
+        QFETCH(int, which);
+        QFETCH(QString, domain);
+        QFETCH(QString, key);
+        start(*_database);
+        const bool opposite = !_settings->isOn(Switch(which));
+        QVERIFY(_settings->set(Switch(which), opposite));
+        QCOMPARE(_settings->isOn(Switch(which)), opposite);
+        QCOMPARE(_database->copyMultiple(domain).value(key), PropertyList(opposite));
+        QCOMPARE(_notifications->posted().size(), 1);
+    }
+
+    void whatTheAgentCountsIsShownAtOnce() {
+        start(*_database);
+        setElsewhere(statisticsDomain, QStringLiteral("dataSent"), PropertyList(quint64(1500)));
+        setElsewhere(statisticsDomain, QStringLiteral("dataReceived"), PropertyList(quint64(7)));
+        setElsewhere(statisticsDomain, QStringLiteral("textItems"), PropertyList(qint64(3)));
+        setElsewhere(statisticsDomain, QStringLiteral("imageItems"), PropertyList(qint64(2)));
+        QCOMPARE(_settings->statistics(),
+                 (SyncSettings::Statistics{
+                     .bytesSent = 1500, .bytesReceived = 7, .textItems = 3, .imageItems = 2}));
+        QCOMPARE(_changes, 4);
+    }
+
+    void aSwitchThatIsThrownElsewhereIsFollowed() {
+        start(*_database);
+        setElsewhere(agentDomain, QStringLiteral("syncEnabled"), PropertyList(false));
+        QVERIFY(!_settings->isOn(Switch::SyncEnabled));
+        QCOMPARE(_changes, 1);
+    }
+
+    void aSwitchThatCouldNotBeWrittenStaysAsItWas() {
+        FullDatabase full;
+        start(full);
+        QVERIFY(!_settings->set(Switch::SyncEnabled, false));
+        QVERIFY(_settings->isOn(Switch::SyncEnabled));
+        QVERIFY(!_settings->set(Switch::ShowStatusItem, false));
+        QVERIFY(_settings->isOn(Switch::ShowStatusItem));
+        _settings.reset();
+    }
+
+    void aCounterThatIsNoNumberIsZero() {
+        _database->setValue(statisticsDomain, QStringLiteral("dataSent"),
+                            PropertyList(PropertyList::List()));
+        start(*_database);
+        QCOMPARE(_settings->statistics().bytesSent, quint64(0));
+    }
+
+private:
+    void start(PreferencesDatabase &database) {
+        ZRKUserDefaults::Environment environment;
+        environment.database = &database;
+        environment.distributedNotifications = _notifications.get();
+        const auto stores = SettingsStores::open(environment);
+        QVERIFY(stores);
+        _settings = std::make_unique<SyncSettings>(database, *stores);
+        _settings->onChange = [this] { ++_changes; };
+        _settings->start();
+    }
+    void setElsewhere(const QString &domain, const QString &key, const PropertyList &value) {
+        MemoryDistributedNotifications notifications(_hub);
+        ZRKNotificationCenter center;
+        ZRKUserDefaults::Environment environment;
+        environment.database = _database.get();
+        environment.distributedNotifications = &notifications;
+        environment.localCenter = &center;
+        ZRKUserDefaults::initWithIdentifier(domain, environment)->setObjectForKey(value, key);
+        _runLoop.advance(0.06);
+        QVERIFY(kit::settle(_runLoop));
+    }
+
+    kit::ManualRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    std::unique_ptr<MemoryPreferencesDatabase> _database;
+    std::shared_ptr<MemoryDistributedNotifications::Hub> _hub;
+    std::unique_ptr<MemoryDistributedNotifications> _notifications;
+    std::unique_ptr<SyncSettings> _settings;
+    int _changes = 0;
+};
+
+QTEST_GUILESS_MAIN(SyncSettingsTest)
+#include "tst_syncsettings.moc"
