@@ -9,6 +9,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QObject>
+#include <QProcess>
 
 namespace clipmule {
 
@@ -42,12 +43,20 @@ public:
 
     [[nodiscard]] QStringList launchedApplications() const override { return _names; }
 
+    void activate(const QString &identifier, const QString &executable) override {
+        QDBusMessage call = message(identifier, QStringLiteral("Activate"));
+        call << QVariantMap();
+        auto *const watcher = new QDBusPendingCallWatcher(_bus.asyncCall(call), this);
+        QObject::connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher, executable] {
+            const QDBusPendingReply<> reply = *watcher;
+            watcher->deleteLater();
+            if (reply.isError() && isAbsence(reply.error()) && !executable.isEmpty())
+                QProcess::startDetached(executable, {});
+        });
+    }
+
     void quit(const QString &identifier) override {
-        QString path = identifier;
-        path.replace(u'.', u'/').replace(u'-', u'_').prepend(u'/');
-        QDBusMessage call = QDBusMessage::createMethodCall(
-            identifier, path, QStringLiteral("org.freedesktop.Application"),
-            QStringLiteral("ActivateAction"));
+        QDBusMessage call = message(identifier, QStringLiteral("ActivateAction"));
         call << QStringLiteral("quit") << QVariantList() << QVariantMap();
         // A program that is not running is not started in order to quit.
         call.setAutoStartService(false);
@@ -60,6 +69,20 @@ private Q_SLOTS:
     }
 
 private:
+    static QDBusMessage message(const QString &identifier, const QString &method) {
+        QString path = identifier;
+        path.replace(u'.', u'/').replace(u'-', u'_').prepend(u'/');
+        return QDBusMessage::createMethodCall(
+            identifier, path, QStringLiteral("org.freedesktop.Application"), method);
+    }
+
+    // There is no such program on the bus, and nothing that the bus could start.
+    static bool isAbsence(const QDBusError &error) {
+        return error.type() == QDBusError::ServiceUnknown ||
+               error.type() == QDBusError::Disconnected ||
+               error.name().startsWith(u"org.freedesktop.DBus.Error.Spawn.");
+    }
+
     void note(const QString &name, bool present) {
         // Unique names (":1.42") are connections, not programs.
         if (name.startsWith(u':'))

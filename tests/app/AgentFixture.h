@@ -37,8 +37,12 @@ public:
 class FakeSessionPrograms final : public SessionPrograms {
 public:
     [[nodiscard]] QStringList launchedApplications() const override { return launched; }
+    void activate(const QString &identifier, const QString &) override {
+        activated.append(identifier);
+    }
     void quit(const QString &identifier) override { asked.append(identifier); }
     QStringList launched;
+    QStringList activated;
     QStringList asked;
 };
 
