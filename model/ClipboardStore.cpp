@@ -161,8 +161,11 @@ bool ClipboardStore::load(const QString &path,
         if (!bytes)
             return false;
         const ArchiveValue root = KeyedUnarchiver::unarchivedObject(*bytes, archivedClasses());
-        if (root.isNil())
+        if (root.isNil()) {
+            // It says nothing to us, but may to somebody else.
+            _unreadablePaths.insert(path);
             return false;
+        }
         take(root);
         return true;
     } catch (const PlatformException &exception) {

@@ -1,9 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-// Inserts clips into the store of a folder, saves after each, and says so, until it is killed: by
-// itself, so many microseconds after the first save.
-// Usage: store_writer FOLDER FIRST MICROSECONDS, where FIRST is the number of the first clip.
+// Inserts clips into the store of a folder, each into the history and, as a copy, into a custom
+// clipboard that keeps the latest few; saves after each, and says so, until it is killed: by
+// itself, so many microseconds after the first save. Usage: store_writer FOLDER FIRST MICROSECONDS,
+// where FIRST is the number of the first clip.
 
 #include "model/ClipboardStore.h"
 #include "model/ZRKClipmuleClipboard.h"
@@ -16,6 +17,8 @@
 using namespace clipmule;
 
 namespace {
+
+constexpr qsizetype mostInCustom = 20;
 
 // As if from outside: the kernel sends it whatever the program is doing then.
 void killLater(long microseconds) {
@@ -30,6 +33,13 @@ void killLater(long microseconds) {
         std::raise(SIGKILL);
 }
 
+std::shared_ptr<ZRKClipmuleData> clipOf(int number) {
+    const auto clip =
+        ZRKClipmuleData::initWithImageData(QByteArray(1000, 'i') + QByteArray::number(number));
+    clip->firstItem()->setString(QString::number(number));
+    return clip;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -41,10 +51,14 @@ int main(int argc, char **argv) {
     const ClipboardStore::Installation storeInstallation(store);
     const int first = QByteArray(argv[2]).toInt();
     for (int number = first;; ++number) {
-        const auto clip =
-            ZRKClipmuleData::initWithImageData(QByteArray(1000, 'i') + QByteArray::number(number));
-        clip->firstItem()->setString(QString::number(number));
-        ZRKClipmuleClipboard::mainClipboard()->insertClipmuleDataAtIndex(clip, 0);
+        ZRKClipmuleClipboard::mainClipboard()->insertClipmuleDataAtIndex(clipOf(number), 0);
+        if (ZRKClipmuleClipboard::customClipboards().isEmpty())
+            ZRKClipmuleClipboard::insertCustomClipboardAtIndex(
+                std::make_shared<ZRKClipmuleClipboard>(), 0);
+        const auto custom = ZRKClipmuleClipboard::customClipboards().first();
+        custom->insertClipmuleDataAtIndex(clipOf(number), 0);
+        while (custom->items().size() > mostInCustom)
+            custom->removeClipmuleData(custom->items().last());
         ZRKClipmuleClipboard::saveIfNeeded();
         std::printf("%d\n", number);
         std::fflush(stdout);

@@ -3,7 +3,9 @@
 
 #include "platform/foundation/KeyedArchiver.h"
 #include "platform/foundation/PlatformException.h"
+#include "platform/foundation/PropertyListSerialization.h"
 #include "tests/model/Clipboards.h"
+#include "tests/model/FileWatch.h"
 #include "tests/model/StoreFixture.h"
 
 #include <QRegularExpression>
@@ -37,7 +39,9 @@ private Q_SLOTS:
     void clipboardsOfOtherPrograms();
     void unreadableFilesAreKept_data();
     void unreadableFilesAreKept();
+    void archivesWithoutARootAreKept();
     void unreadableItemsFile();
+    void tenThousandClips();
     void failedWriteIsTriedAgain();
     void nothingIsErasedWhileItIsSpokenOf();
 
@@ -308,6 +312,61 @@ void ClipboardStoreTest::unreadableFilesAreKept() {
     ZRKClipmuleClipboard::mainClipboard()->setDirty(true);
     tick();
     QVERIFY(!exists(mainFile + suffix + u'2'));
+}
+
+void ClipboardStoreTest::archivesWithoutARootAreKept() {
+    const QString mainFile = QStringLiteral("Main.clipboard");
+    PropertyList::Dictionary archive =
+        KeyedArchiver::archivedPropertyList(named(QStringLiteral("a"))).dictionary();
+    archive.insert(QStringLiteral("$top"), PropertyList::Dictionary());
+    const QByteArray bytes = PropertyListSerialization::binary(archive);
+    _fixture->write(mainFile, bytes);
+    QVERIFY(ZRKClipmuleClipboard::mainClipboard()->isMain());
+    tick();
+    QVERIFY(_fixture->contents(mainFile) != bytes);
+    QCOMPARE(_fixture->contents(mainFile + QStringLiteral(".unreadable")), bytes);
+}
+
+// What a user's ten thousandth clip costs, in files: the list of clipboards is opened without
+// reading any clip, and one more clip writes one image and the two lists.
+void ClipboardStoreTest::tenThousandClips() {
+    insertCustom({QStringLiteral("a")});
+    const auto before = ZRKClipmuleClipboard::customClipboards().first();
+    for (int number = 0; number < 10'000; ++number)
+        before->insertClipmuleDataAtIndex(
+            number % 100 == 0 ? ZRKClipmuleData::initWithImageData(QByteArray::number(number))
+                              : textClip(QString::number(number)),
+            0);
+    tick();
+    _fixture->restart();
+
+    const QString customFile = QStringLiteral("Custom.clipboards");
+    const QString itemsFile = before->oid() + QStringLiteral(".clipboardItems");
+    FileWatch watch(_fixture->path());
+    const auto clipboard = ZRKClipmuleClipboard::customClipboards().first();
+    QCOMPARE(clipboard->count(), quint64(10'000));
+    QCOMPARE(clipboard->title(), std::optional(QStringLiteral("a")));
+    QCOMPARE(watch.read(), QStringList{customFile});
+
+    QCOMPARE(clipboard->items().size(), 10'000);
+    QCOMPARE(watch.read(), QStringList{itemsFile});
+
+    tick();
+    (void)watch.read();
+    (void)watch.written();
+    const auto clip = ZRKClipmuleData::initWithImageData("one more");
+    clipboard->insertClipmuleDataAtIndex(clip, 0);
+    tick();
+    QStringList expected{customFile, itemsFile,
+                         clip->firstItem()->oid() + QStringLiteral(".imageData")};
+    expected.sort();
+    QCOMPARE(watch.written(), expected);
+    QCOMPARE(watch.read(), QStringList());
+
+    // And to forget it deletes one.
+    clipboard->removeClipmuleData(clip);
+    tick();
+    QVERIFY(watch.deleted().contains(clip->firstItem()->oid() + QStringLiteral(".imageData")));
 }
 
 void ClipboardStoreTest::unreadableItemsFile() {

@@ -12,6 +12,13 @@
 using namespace clipmule;
 using namespace clipmule::test;
 
+namespace {
+
+constexpr int mostInMain = 200;
+constexpr int mostInCustom = 20;
+
+} // namespace
+
 /// A program that saves without a pause is killed at any moment, again and again. Whatever it had
 /// reported as saved must be there, whole, and nothing half written.
 class StoreKillTest : public QObject {
@@ -20,10 +27,33 @@ class StoreKillTest : public QObject {
 private Q_SLOTS:
     void init();
     void whatWasSavedSurvives();
+
+private:
+    static QList<int> numbersIn(const ZRKClipmuleClipboard &clipboard);
+    static QList<int> withNew(QList<int> numbers, int first, int newest, int most);
 };
 
 void StoreKillTest::init() {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+}
+
+// From the newest to the oldest; -1 for one whose parts do not belong together.
+QList<int> StoreKillTest::numbersIn(const ZRKClipmuleClipboard &clipboard) {
+    QList<int> numbers;
+    for (const auto &clip : clipboard.items()) {
+        const auto item = clip->firstItem();
+        const int number = item->string()->toInt();
+        const QByteArray image = QByteArray(1000, 'i') + QByteArray::number(number);
+        numbers.append(item->imageData() == image ? number : -1);
+    }
+    return numbers;
+}
+
+// What must be there when clips from the first to the newest were added to what was there before.
+QList<int> StoreKillTest::withNew(QList<int> numbers, int first, int newest, int most) {
+    for (int number = first; number <= newest; ++number)
+        numbers.prepend(number);
+    return numbers.first(std::min<qsizetype>(numbers.size(), most));
 }
 
 void StoreKillTest::whatWasSavedSurvives() {
@@ -31,6 +61,8 @@ void StoreKillTest::whatWasSavedSurvives() {
     StoreFixture fixture;
     QRandomGenerator random(1);
     int saved = -1;
+    QList<int> known;
+    QList<int> knownInCustom;
     for (int kill = 0; kill < kills; ++kill) {
         QProcess writer;
         // In the midst of one of the saves that follow the first.
@@ -46,22 +78,23 @@ void StoreKillTest::whatWasSavedSurvives() {
         QVERIFY(reported > saved);
 
         fixture.restart();
-        const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
-        QVERIFY(!clipboard->isDirty());
-        const auto &clips = clipboard->items();
-        QVERIFY(!clips.isEmpty());
-        // The one that was being saved may be there or not.
-        const int newest = clips.first()->firstItem()->string()->toInt();
+        const auto main = ZRKClipmuleClipboard::mainClipboard();
+        const auto &boards = ZRKClipmuleClipboard::customClipboards();
+        QCOMPARE(boards.size(), 1);
+        QVERIFY(!main->isDirty() && !boards.first()->isDirty());
+        QList<int> now = numbersIn(*main);
+        QList<int> nowInCustom = numbersIn(*boards.first());
+        QVERIFY(!now.isEmpty() && !nowInCustom.isEmpty());
+        // The one that was being saved may be there or not, and may be in the first list only.
+        const int newest = now.first();
+        const int newestInCustom = nowInCustom.first();
         QVERIFY2(newest == reported || newest == reported + 1,
                  qPrintable(QStringLiteral("%1 %2").arg(newest).arg(reported)));
-        QCOMPARE(clips.size(), std::min<qsizetype>(newest + 1, 200));
-        for (qsizetype i = 0; i < clips.size(); ++i) {
-            const auto item = clips[i]->firstItem();
-            const int number = newest - int(i);
-            QCOMPARE(item->string(), std::optional(QString::number(number)));
-            QCOMPARE(item->imageData(),
-                     std::optional(QByteArray(1000, 'i') + QByteArray::number(number)));
-        }
+        QVERIFY(newestInCustom == reported || newestInCustom == newest);
+        QCOMPARE(now, withNew(known, saved + 1, newest, mostInMain));
+        QCOMPARE(nowInCustom, withNew(knownInCustom, saved + 1, newestInCustom, mostInCustom));
+        known = std::move(now);
+        knownInCustom = std::move(nowInCustom);
         saved = newest;
     }
 }
