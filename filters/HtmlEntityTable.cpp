@@ -18,8 +18,8 @@ HtmlEntityTable loadHtmlEntityTable() {
     for (const auto &[key, value] : entries->asKeyValueRange()) {
         bool isNumber = false;
         const uint code = key.toUInt(&isNumber);
-        if (isNumber && code <= 0xFFFF && value.isString())
-            table.insert(char16_t(code), value.string());
+        if (isNumber && value.isString())
+            table.insert(code, value.string());
     }
     return table;
 }

@@ -8,8 +8,8 @@
 
 namespace clipmule {
 
-/// The named character references of HTML 4: code unit to the whole reference ("&eacute;").
-using HtmlEntityTable = QHash<char16_t, QString>;
+/// The named character references of HTML 4: code to the whole reference ("&eacute;").
+using HtmlEntityTable = QHash<uint, QString>;
 
 /// Reads the resource "ZRKClipmuleHTMLEntities" of the main bundle, anew at each call. Empty when
 /// it is missing; entries that are none are passed over.

@@ -89,7 +89,7 @@ QString ZRKClipmuleDecodeHTMLEntitiesFilter::filterString(const QString &text) {
     for (auto entry = table.begin(); entry != table.end(); ++entry) {
         // Last, so that an escaped reference comes out as its text.
         if (*entry != ampersand)
-            characters.insert(*entry, entry.key());
+            characters.insert(*entry, char16_t(entry.key()));
     }
     QString decoded = withoutNumericReferences(withoutNamedReferences(text, characters));
     return decoded.replace(ampersand, QStringLiteral("&"));

@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "filters/ZRKClipmuleDecodeHTMLEntitiesFilter.h"
+#include "filters/ZRKClipmuleEncodeHTMLEntitiesFilter.h"
+#include "tests/filters/PlainPasses.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+
+using namespace clipmule;
+
+namespace {
+
+// The plain way is quadratic.
+constexpr qsizetype longestForPlainWay = 4'000;
+
+[[noreturn]] void fail(const char *what) {
+    std::cerr << what << '\n';
+    std::abort();
+}
+
+QString encode(const QString &text) {
+    return ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(text, false, false);
+}
+
+QString decode(const QString &text) {
+    return ZRKClipmuleDecodeHTMLEntitiesFilter::filterString(text);
+}
+
+void check(const QString &text) {
+    static const HtmlEntityTable table = loadHtmlEntityTable();
+    const QString decoded = decode(text);
+    if (decoded.size() > text.size())
+        fail("longer than its references");
+    if (text.size() <= longestForPlainWay && decoded != PlainPasses::decode(text, table))
+        fail("other than the plain way");
+    const QString encoded = encode(text);
+    for (const QChar character : encoded) {
+        if (character.unicode() >= 128)
+            fail("not encoded");
+    }
+    if (decode(encoded) != text)
+        fail("changed");
+}
+
+} // namespace
+
+// Any text is decoded as the plain way does it, and comes back after it was encoded: the bytes as
+// UTF-8, and as UTF-16 with all that can be wrong in it.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
+    check(QString::fromUtf8(reinterpret_cast<const char *>(bytes), qsizetype(size)));
+    QString units(qsizetype(size / 2), Qt::Uninitialized);
+    std::memcpy(units.data(), bytes, size / 2 * 2);
+    check(units);
+    return 0;
+}
