@@ -149,6 +149,10 @@ std::shared_ptr<ZRKNetServiceClient> ZRKClipmuleSyncApp::makeClient(const QStrin
     delegate.clientServiceDidReconnect = [this](NetService &service) {
         clientServiceDidReconnect(service);
     };
+    delegate.clientServiceDidChangeConnection = [this](NetService &service,
+                                                       const QString &failure) {
+        clientServiceDidChangeConnection(service, failure);
+    };
     delegate.clientServiceDidReceiveObject = [this](NetService &service,
                                                     const PropertyList &object) {
         clientServiceDidReceiveObject(service, object);
@@ -248,6 +252,7 @@ QStringList ZRKClipmuleSyncApp::registeredDeviceNames() const {
 
 void ZRKClipmuleSyncApp::postStatusDidChange() {
     ZRKNotificationCenter::platformDefault().postNotificationName(ZRKClipmuleSyncStatusDidChange);
+    situationDidChange();
 }
 
 const Bundle *ZRKClipmuleSyncApp::prefPaneBundle() {

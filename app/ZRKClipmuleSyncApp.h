@@ -9,6 +9,7 @@
 #include "net/OutputObject.h"
 #include "net/ZRKNetServiceClient.h"
 #include "platform/desktop/SessionPrograms.h"
+#include "platform/desktop/StatusInterface.h"
 #include "platform/dnssd/NetService.h"
 #include "platform/foundation/Bundle.h"
 #include "platform/foundation/Object.h"
@@ -44,6 +45,9 @@ struct SyncServices {
     std::function<std::unique_ptr<Updater>(const Bundle &)> updaterForBundle;
     /// Runs before the paste key stroke: an open menu of ours holds the keyboard. May be empty.
     std::function<void()> prepareToPaste;
+    /// Runs when what phoneStates(), lastRefusedClip() or isEnabled() answer may have changed. May
+    /// be empty.
+    std::function<void()> situationDidChange = {};
 };
 
 /// Posted on the platform's default centre when the connection picture may have changed.
@@ -99,11 +103,24 @@ public:
     [[nodiscard]] Updater *updater();
     void updaterWillInstallUpdate(Updater &updater);
 
+    /// A clip that was not sent or not pasted.
+    struct RefusedClip {
+        /// In plain English; nothing of the contents.
+        QString reason;
+        Date date;
+    };
+    /// How every registered phone stands, in the order of their registration.
+    [[nodiscard]] QList<AgentStatus::Phone> phoneStates() const;
+    [[nodiscard]] const std::optional<RefusedClip> &lastRefusedClip() const {
+        return _lastRefusedClip;
+    }
+
     // The delegate calls of the clients; the service is the phone's.
     void clientServiceDidOpen(NetService &service);
     void clientServiceDidClose(NetService &service);
     /// A dropped connection is back.
     void clientServiceDidReconnect(NetService &service);
+    void clientServiceDidChangeConnection(NetService &service, const QString &failure);
     void clientServiceDidReceiveObject(NetService &service, const PropertyList &object);
     void clientServiceDidReceiveClipmuleData(NetService &service, const PropertyList &clip);
     void clientServiceDidReceiveClipmuleDataForDevices(NetService &service,
@@ -122,6 +139,8 @@ private:
     void stopClient(ZRKNetServiceClient &client);
     [[nodiscard]] std::shared_ptr<ZRKNetServiceClient> makeClient(const QString &name);
     void postStatusDidChange();
+    void refuseClip(const QString &reason);
+    void situationDidChange();
 
     void startClipboardPoll();
     void scheduleCheck();
@@ -143,6 +162,15 @@ private:
     qint64 _lastChangeCount = 0;
     size_t _lastHash = 0;
     std::shared_ptr<ZRKClipmuleStatusController> _statusController;
+
+    // By service name: what phoneStates() tells beside what the clients know.
+    struct Contact {
+        std::optional<Date> lastSeen;
+        QString lastError;
+        std::optional<Date> lastErrorDate;
+    };
+    QMap<QString, Contact> _contacts;
+    std::optional<RefusedClip> _lastRefusedClip;
 
     std::optional<Bundle> _prefPaneBundle;
     std::unique_ptr<Updater> _updater;

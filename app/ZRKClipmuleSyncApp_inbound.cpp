@@ -46,12 +46,16 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveObject(NetService &service,
     }
 }
 
-void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &,
+void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &service,
                                                              const PropertyList &dictionary) {
     try {
         const auto clip = ZRKClipmuleData::initWithDictionary(dictionary.dictionary());
-        if (!clip->writeToPasteboard(_services.pasteboard))
+        if (!clip->writeToPasteboard(_services.pasteboard)) {
+            refuseClip(QStringLiteral("from %1: its items are of different kinds, which cannot be "
+                                      "pasted together")
+                           .arg(service.name()));
             return;
+        }
         // The watcher must not send it back.
         _lastChangeCount = _services.pasteboard.pasteboard.changeCount();
         _lastHash = clip->hash();
@@ -59,6 +63,7 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &,
         countClip(*clip, QStringLiteral("dataReceived"));
     } catch (const PlatformException &exception) {
         qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.reason();
+        refuseClip(QStringLiteral("from %1: %2").arg(service.name(), exception.reason()));
     }
 }
 
@@ -112,6 +117,7 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveDeviceData(NetService &service,
 }
 
 void ZRKClipmuleSyncApp::clientServiceDidClose(NetService &service) {
+    _contacts[service.name()].lastSeen = Date::now();
     postStatusDidChange();
     _clientsDataDictionary->remove(service.name());
     sendConnectedClients();

@@ -13,7 +13,8 @@
 
 namespace clipmule {
 
-void ZRKClipmuleSyncApp::clientServiceDidOpen(NetService &) {
+void ZRKClipmuleSyncApp::clientServiceDidOpen(NetService &service) {
+    _contacts[service.name()].lastSeen = Date::now();
     startClipboardPoll();
     postStatusDidChange();
 }
@@ -55,6 +56,7 @@ void ZRKClipmuleSyncApp::checkForData() {
                 sendClip(*clip, hash);
         } catch (const PlatformException &exception) {
             qCWarning(logApp).noquote() << "ERROR CREATING DATA" << exception.reason();
+            refuseClip(QStringLiteral("copied here: ") + exception.reason());
         }
         _services.pasteboard.pasteboard.releaseContents();
         // Also after a refusal, so that the same contents are looked at only once.
@@ -68,6 +70,9 @@ void ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip, size_t hash) {
     if (clip.size() > largestClipSent) {
         _services.pasteboard.notice.displayMessage(QCoreApplication::translate(
             "Clipmule", "The item you copied is too large to send to Clipmule."));
+        refuseClip(QStringLiteral("copied here: its size is %1, and at most %2 is sent")
+                       .arg(clip.size())
+                       .arg(largestClipSent));
         return;
     }
     _lastHash = hash;

@@ -6,12 +6,15 @@
 #include "app/ZRKClipmuleSyncApp.h"
 #include "platform/desktop/ActiveApplicationFactory.h"
 #include "platform/desktop/SingleInstance.h"
+#include "platform/desktop/StatusInterface.h"
 #include "platform/dnssd/DnsSdFactory.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PrivateFolder.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
 #include "platform/keyboard/KeyboardFactory.h"
+#include "platform/keyboard/NullKeyboardEvents.h"
+#include "platform/pasteboard/NullPasteboard.h"
 #include "platform/pasteboard/PasteboardFactory.h"
 #include "platform/power/SystemPowerBackends.h"
 #include "platform/preferences/DistributedNotificationsBackends.h"
@@ -83,8 +86,11 @@ public:
                          .agentBundle = _bundle,
                          .makeStatusController = {},
                          .updaterForBundle = {},
-                         .prepareToPaste = {}});
+                         .prepareToPaste = {},
+                         .situationDidChange = [this] { tellStatusSoon(); }});
         _application->finishLaunching();
+        tellStatus();
+        _statusInterface->start();
         return true;
     }
 
@@ -98,6 +104,33 @@ public:
     }
 
 private:
+    // For a burst of changes once.
+    void tellStatusSoon() {
+        if (!_tellStatus.isPending())
+            _tellStatus =
+                RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { tellStatus(); });
+    }
+
+    void tellStatus() {
+        const bool hasPasteboard = !dynamic_cast<const NullPasteboard *>(_pasteboard.get());
+        const bool canPaste = !dynamic_cast<const NullKeyboardEvents *>(_keyboard.get());
+        const auto &refused = _application->lastRefusedClip();
+        _statusInterface->setStatus(
+            {.version = QStringLiteral(CLIPMULE_VERSION),
+             .qtVersion = QString::fromLatin1(qVersion()),
+             .syncEnabled = _application->isEnabled(),
+             .pasteboardBackend = hasPasteboard ? QStringLiteral("x11") : QStringLiteral("none"),
+             .pasteboardCanRead = hasPasteboard,
+             .pasteboardCanWrite = hasPasteboard,
+             .pasteBackend = canPaste ? QStringLiteral("xtest") : QStringLiteral("none"),
+             .canPaste = canPaste,
+             .trayKind = QStringLiteral("none"),
+             .discovery = _dnssd->description(),
+             .phones = _application->phoneStates(),
+             .lastRefusedClip = refused ? refused->reason : QString(),
+             .lastRefusedClipDate = refused ? std::optional(refused->date) : std::nullopt});
+    }
+
     Bundle _bundle = Bundle::mainBundle();
     FilePreferencesDatabase _database{FilePreferencesDatabase::defaultFolder()};
     std::unique_ptr<DistributedNotifications> _notifications;
@@ -111,6 +144,8 @@ private:
     LoggedNotice _notice;
     PasteboardServices _pasteboardServices;
     std::optional<ApplicationDefaults> _applicationDefaults;
+    std::unique_ptr<StatusInterface> _statusInterface = makeStatusInterface();
+    RunLoop::Timer _tellStatus;
     std::unique_ptr<ZRKClipmuleSyncApp> _application;
 };
 

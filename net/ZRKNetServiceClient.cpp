@@ -86,6 +86,13 @@ bool ZRKNetServiceClient::isConnected() const {
     });
 }
 
+bool ZRKNetServiceClient::isEstablished() const {
+    return std::any_of(_services.begin(), _services.end(), [this](const auto &service) {
+        const auto handler = streamHandlerForNetService(*service);
+        return handler && handler->isEstablished();
+    });
+}
+
 bool ZRKNetServiceClient::outputObject(const OutputObject &object) {
     if (!_running)
         return false;
@@ -150,6 +157,7 @@ void ZRKNetServiceClient::netServiceDidResolveAddress(NetService &service) {
     if (!handler) {
         qCWarning(logNet, "FAILED TO GET STREAM");
         info.resolving = false;
+        tellOfConnection(service, QStringLiteral("no connection could be made"));
         return;
     }
     adopt(handler);
@@ -192,12 +200,17 @@ void ZRKNetServiceClient::adopt(const std::shared_ptr<ZRKStreamHandler> &handler
     delegate.streamHandlerDidClose = [this](ZRKStreamHandler &from) {
         streamHandlerDidClose(from);
     };
+    delegate.streamHandlerDidEstablish = [this](ZRKStreamHandler &from) {
+        streamHandlerDidEstablish(from);
+    };
     handler->setDelegate(std::move(delegate));
 }
 
 void ZRKNetServiceClient::netServiceDidNotResolve(NetService &service) {
-    if (listedService(service))
-        serviceInfoForNetService(service).resolving = false;
+    if (!listedService(service))
+        return;
+    serviceInfoForNetService(service).resolving = false;
+    tellOfConnection(service, QStringLiteral("its address could not be found"));
 }
 
 void ZRKNetServiceClient::reconnect() {
@@ -215,9 +228,25 @@ void ZRKNetServiceClient::reconnect() {
 void ZRKNetServiceClient::streamHandlerDidClose(ZRKStreamHandler &handler) {
     if (!_running)
         return;
-    if (const auto service = netServiceForStreamHandler(handler))
+    const auto service = netServiceForStreamHandler(handler);
+    if (service)
         serviceInfoForNetService(*service).streamHandler.reset();
     _delayedReconnect = RunLoop::current().performAfter(reconnectDelay, [this] { reconnect(); });
+    if (service)
+        tellOfConnection(*service, handler.isEstablished()
+                                       ? QStringLiteral("the connection ended")
+                                       : QStringLiteral("no address of it answered"));
+}
+
+void ZRKNetServiceClient::streamHandlerDidEstablish(ZRKStreamHandler &handler) {
+    if (const auto service = netServiceForStreamHandler(handler); _running && service)
+        tellOfConnection(*service, QString());
+}
+
+void ZRKNetServiceClient::tellOfConnection(NetService &service, const QString &failure) {
+    const auto delegate = _delegate;
+    if (delegate->clientServiceDidChangeConnection)
+        delegate->clientServiceDidChangeConnection(service, failure);
 }
 
 void ZRKNetServiceClient::streamHandlerDidOutputObject(ZRKStreamHandler &handler,

@@ -41,6 +41,9 @@ public:
             clientServiceDidUpdateServiceDictionary;
         /// Another connection after the first one; what was queued has been handed to it.
         std::function<void(NetService &)> clientServiceDidReconnect;
+        /// A service was reached (no reason), could not be, or its connection ended. It is tried
+        /// again by itself: for telling people how things stand.
+        std::function<void(NetService &, const QString &failure)> clientServiceDidChangeConnection;
     };
 
     /// A service that does not answer for this long is tried again later.
@@ -70,6 +73,8 @@ public:
     [[nodiscard]] QList<std::shared_ptr<NetService>> services() const { return _services; }
     /// Whether any service has a connection.
     [[nodiscard]] bool isConnected() const;
+    /// Whether any has one that reached it.
+    [[nodiscard]] bool isEstablished() const;
 
     /// Queues the object for every service known. False when there is none or the client does not
     /// run.
@@ -97,6 +102,8 @@ private:
     void streamHandlerDidOutputObject(ZRKStreamHandler &handler, const OutputObject &object);
     void streamHandlerDidDropObject(ZRKStreamHandler &handler, const OutputObject &object);
     void streamHandlerDidClose(ZRKStreamHandler &handler);
+    void streamHandlerDidEstablish(ZRKStreamHandler &handler);
+    void tellOfConnection(NetService &service, const QString &failure);
 
     [[nodiscard]] ServiceInfo &serviceInfoForNetService(const NetService &service);
     [[nodiscard]] std::shared_ptr<ZRKStreamHandler>

@@ -149,12 +149,22 @@ void ZRKStreamHandler::streamHandleEvent(StreamEvent event) {
             close();
             break;
         case StreamEvent::OpenCompleted:
+            establish();
             break;
         }
     } catch (const PlatformException &exception) {
         qCWarning(logNet).noquote()
             << QStringLiteral("HANDLEEVENT EXCEPTION %1").arg(exception.reason());
     }
+}
+
+// Either stream may be the first to know.
+void ZRKStreamHandler::establish() {
+    if (std::exchange(_established, true))
+        return;
+    const auto delegate = _delegate;
+    if (delegate->streamHandlerDidEstablish)
+        delegate->streamHandlerDidEstablish(*this);
 }
 
 void ZRKStreamHandler::readInput() {

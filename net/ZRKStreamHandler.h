@@ -35,6 +35,8 @@ public:
         /// The object could not be written as a property list, and left the queue unsent.
         std::function<void(ZRKStreamHandler &, const OutputObject &)> streamHandlerDidDropObject;
         std::function<void(ZRKStreamHandler &)> streamHandlerDidClose;
+        /// The peer is reached: before, the streams only tried to.
+        std::function<void(ZRKStreamHandler &)> streamHandlerDidEstablish;
     };
 
     /// The largest payload that an object frame may announce. A clip is at most 9,999,999 units;
@@ -67,6 +69,8 @@ public:
     void close(bool notifyDelegate);
 
     [[nodiscard]] bool isOpen() const { return _open; }
+    /// Whether the peer was ever reached.
+    [[nodiscard]] bool isEstablished() const { return _established; }
     /// From 180.0 to 189.9 seconds, the same for the handler's lifetime: many connections do not
     /// ping in step.
     [[nodiscard]] RunLoop::Seconds pingInterval() const { return _pingInterval; }
@@ -77,6 +81,7 @@ private:
     void openStreams();
     void releaseConnection();
     void streamHandleEvent(StreamEvent event);
+    void establish();
     void readInput();
     void processInput();
     void receivePayload(QByteArrayView payload);
@@ -97,6 +102,7 @@ private:
     QByteArray _inputData;
     qsizetype _inputOffset = 0;
     bool _open = true;
+    bool _established = false;
     std::deque<OutputObject> _outputObjects;
     // Of the frame being written, which its object may share with other handlers; taken by the
     // stream up to the offset.

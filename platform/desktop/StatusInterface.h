@@ -20,7 +20,7 @@ struct AgentStatus {
     enum class PhoneState {
         NotSeen,   ///< not on the network
         Seen,      ///< on the network, without a connection
-        Connected, ///< with a connection, or one being made
+        Connected, ///< reached
     };
     struct Phone {
         QString service;

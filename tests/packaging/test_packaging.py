@@ -68,6 +68,23 @@ class Installation(unittest.TestCase):
             self.only("bin/" + entry["Exec"])
             self.only(f"icons/hicolor/scalable/apps/{entry['Icon']}.svg")
 
+    def test_the_preferences_are_started_by_the_bus(self):
+        name = "com.zendrik.ClipmuleSync.Preferences"
+        path = self.only(f"share/applications/{name}.desktop")
+        self.assert_accepts("desktop-file-validate", path)
+        entry = self.entry(path, "Desktop Entry")
+        self.assertEqual(entry["DBusActivatable"], "true")
+        self.only("bin/" + entry["Exec"])
+        service = self.entry(self.only(f"share/dbus-1/services/{name}.service"), "D-BUS Service")
+        self.assertEqual(service["Name"], name)
+        self.assertTrue(service["Exec"].endswith("/bin/" + entry["Exec"]), service["Exec"])
+        self.assertTrue(os.path.isabs(service["Exec"]))
+
+    def test_the_status_interface_is_described(self):
+        path = self.only("share/dbus-1/interfaces/com.zendrik.ClipmuleSync.Status.xml")
+        self.assertEqual(xml.parse(path).getroot().find("interface").get("name"),
+                         "com.zendrik.ClipmuleSync.Status")
+
     def test_software_centre(self):
         path = self.only("metainfo/com.zendrik.ClipmuleSync.metainfo.xml")
         self.assert_accepts("appstreamcli", "validate", "--no-net", path)
