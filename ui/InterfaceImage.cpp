@@ -21,7 +21,7 @@ constexpr qreal largestRatioOfNormal = 1.01;
 QImage read(const Bundle &bundle, const QString &name) {
     const QString path =
         bundle.pathForResource(QStringLiteral("images/") + name, QStringLiteral("png"));
-    QImage image(path);
+    const QImage image = path.isEmpty() ? QImage() : QImage(path);
     if (image.isNull())
         qCWarning(logUi).noquote() << "no picture" << name << "in" << bundle.path();
     return image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
