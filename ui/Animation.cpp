@@ -4,6 +4,7 @@
 #include "ui/Animation.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace clipmule {
@@ -21,8 +22,16 @@ void Animation::start(RunLoop::Seconds duration, Step step, Stopped stopped) {
     _duration = duration;
     _step = std::move(step);
     _stopped = std::move(stopped);
-    _timer = RunLoop::current().performEvery(
-        std::min(RunLoop::Seconds(1 / framesPerSecond), duration), [this] { frame(); });
+    scheduleNextFrame();
+}
+
+void Animation::scheduleNextFrame() {
+    const RunLoop::Seconds elapsed = RunLoop::current().now() - _startedAt;
+    // In step with the start, so that a late frame does not delay the others.
+    const RunLoop::Seconds next{(std::floor(elapsed.count() * framesPerSecond + 0.5) + 1) /
+                                framesPerSecond};
+    _timer = RunLoop::current().performAfter(
+        std::max(std::min(next, _duration) - elapsed, RunLoop::Seconds(0)), [this] { frame(); });
 }
 
 void Animation::interrupt() {
@@ -36,10 +45,10 @@ void Animation::interrupt() {
 void Animation::frame() {
     const RunLoop::Seconds elapsed = RunLoop::current().now() - _startedAt;
     if (elapsed + tolerance < _duration) {
+        scheduleNextFrame();
         _step(elapsed / _duration);
         return;
     }
-    _timer.cancel();
     _step(1);
     const Stopped stopped = std::exchange(_stopped, {});
     if (stopped)

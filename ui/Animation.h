@@ -28,6 +28,7 @@ public:
     [[nodiscard]] bool isRunning() const { return _timer.isPending(); }
 
 private:
+    void scheduleNextFrame();
     void frame();
 
     RunLoop::Timer _timer;

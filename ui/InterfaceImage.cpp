@@ -18,6 +18,11 @@ namespace {
 // Between 1 and 2 pixels a point the larger picture, reduced, is the sharper one.
 constexpr qreal largestRatioOfNormal = 1.01;
 
+// Whether a length of the picture is one point, or is drawn without being scaled.
+bool isExact(qreal source, qreal target, qreal scale) {
+    return source <= 1 || qFuzzyCompare(target * scale, source);
+}
+
 QImage read(const Bundle &bundle, const QString &name) {
     const QString path =
         bundle.pathForResource(QStringLiteral("images/") + name, QStringLiteral("png"));
@@ -46,13 +51,19 @@ const QImage &InterfaceImage::forPixelRatio(qreal ratio) const {
 
 void InterfaceImage::draw(QPainter &painter, const QRectF &target, const QRectF &source) const {
     // The painter may be scaled, by the screen or by whoever paints.
-    const qreal ratio = std::sqrt(std::abs(painter.deviceTransform().determinant()));
+    const QTransform transform = painter.deviceTransform();
+    const qreal ratio = std::sqrt(std::abs(transform.determinant()));
     const QImage &image = forPixelRatio(ratio);
     if (image.isNull())
         return;
     const qreal pixels = image.devicePixelRatio();
+    // Smoothing is inexact even where a pixel becomes a pixel; nor does a single column need it.
+    const qreal scale = ratio / pixels;
+    const bool smooth = transform.type() > QTransform::TxScale ||
+                        !isExact(source.width(), target.width(), scale) ||
+                        !isExact(source.height(), target.height(), scale);
     painter.save();
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform, smooth);
     painter.drawImage(target, image, {source.topLeft() * pixels, source.size() * pixels});
     painter.restore();
 }

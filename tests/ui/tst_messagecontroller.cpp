@@ -1,0 +1,436 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tests/kit/ManualRunLoop.h"
+#include "tests/ui/Pictures.h"
+#include "ui/MessagePanel.h"
+#include "ui/ZRKClipmuleMessageController.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+#include <optional>
+
+using namespace clipmule;
+using clipmule::kit::ManualRunLoop;
+
+namespace {
+
+const QString shortText = QStringLiteral("Short.");
+const QString longText = QStringLiteral(
+    "A message of so many words that it does not find room on one line, nor on two of them, but "
+    "wraps within the width that it has.");
+const QRect item(600, 0, 29, 22);
+
+} // namespace
+
+class MessageControllerTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void nothingIsShownAtFirst();
+    void fadesInStaysFiveSecondsFadesOut();
+    void messageWhileTheItemIsHiddenIsDropped();
+    void droppedMessageLeavesTheOneBefore();
+    void panelHangsFromTheItem();
+    void secondMessageMovesAndResizes();
+    void secondMessageRestartsTheFiveSeconds();
+    void messageDuringTheFadeOutKeepsThePanel();
+    void interruptedFadeOutLeavesThePanel();
+    void closeDuringTheFadeInFadesOutFromThere();
+    void closeOfAHiddenPanelDoesNothing();
+    void sameMessageTwiceDoesNotMove();
+    void movedWhileMoving();
+    void shownAgainAfterItWasHidden();
+    void noTimerOnceItIsHidden();
+
+    void textIsInsideTheMargins();
+    void longTextWraps();
+    void wordWithoutEndIsBroken();
+    void emptyText();
+    void linesBelowEachOther();
+
+    void withoutAPlaceTheDesktopIsAsked();
+    void hiddenItemDropsBeforeTheDesktopIsAsked();
+    void withoutSurroundingsItIsDropped();
+    void outlineWhereNothingIsBlended();
+    void tipPointsToTheItem_data();
+    void tipPointsToTheItem();
+    void takesNeitherKeyboardNorPointer();
+    void accessibleNameIsTheText();
+    void sharedControllerIsOne();
+    void destructionWhileShown();
+
+private:
+    [[nodiscard]] MessagePanel &panel() { return controller->window(); }
+
+    std::optional<ManualRunLoop> loop;
+    std::optional<RunLoop::Installation> installation;
+    std::optional<ZRKClipmuleMessageController> controller;
+    std::optional<QRect> statusItem;
+    bool canPlace = true;
+    bool blends = true;
+    QStringList notified;
+};
+
+void MessageControllerTest::init() {
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    installation.reset();
+    loop.emplace();
+    installation.emplace(*loop);
+    statusItem = item;
+    canPlace = true;
+    blends = true;
+    notified.clear();
+    controller.emplace(ownPictures());
+    MessageSurroundings surroundings;
+    surroundings.statusItemFrame = [this] { return statusItem; };
+    surroundings.canPlaceWindows = [this] { return canPlace; };
+    surroundings.notifyInstead = [this](const QString &text) { notified.append(text); };
+    surroundings.blendsWindows = [this] { return blends; };
+    controller->setSurroundings(surroundings);
+}
+
+void MessageControllerTest::cleanup() {
+    controller.reset();
+    QCOMPARE(loop->pendingCount(), 0);
+}
+
+void MessageControllerTest::nothingIsShownAtFirst() {
+    QVERIFY(!panel().isVisible());
+    QCOMPARE(loop->pendingCount(), 0);
+}
+
+void MessageControllerTest::fadesInStaysFiveSecondsFadesOut() {
+    controller->displayMessage(shortText);
+    QVERIFY(panel().isVisible());
+    QCOMPARE(panel().text(), shortText);
+    QCOMPARE(panel().contentOpacity(), 0.0);
+    loop->advance(0.0625);
+    QVERIFY(panel().contentOpacity() > 0.3 && panel().contentOpacity() < 0.7);
+    loop->advance(0.0625);
+    QCOMPARE(panel().contentOpacity(), 1.0);
+    loop->advance(4.87);
+    QVERIFY(panel().isVisible());
+    QCOMPARE(panel().contentOpacity(), 1.0);
+    loop->advance(0.07);
+    QVERIFY(panel().contentOpacity() < 1);
+    QVERIFY(panel().isVisible());
+    loop->advance(0.06);
+    QVERIFY(!panel().isVisible());
+    QCOMPARE(panel().contentOpacity(), 0.0);
+}
+
+void MessageControllerTest::messageWhileTheItemIsHiddenIsDropped() {
+    statusItem.reset();
+    controller->displayMessage(shortText);
+    QVERIFY(!panel().isVisible());
+    QCOMPARE(loop->pendingCount(), 0);
+    statusItem = item;
+    loop->advance(10);
+    QVERIFY(!panel().isVisible());
+}
+
+void MessageControllerTest::droppedMessageLeavesTheOneBefore() {
+    controller->displayMessage(shortText);
+    loop->advance(2);
+    statusItem.reset();
+    controller->displayMessage(longText);
+    QCOMPARE(panel().text(), shortText);
+    loop->advance(2.9);
+    QVERIFY(panel().isVisible());
+    loop->advance(0.3);
+    QVERIFY(!panel().isVisible());
+}
+
+void MessageControllerTest::panelHangsFromTheItem() {
+    controller->displayMessage(shortText);
+    const QSize size = panel().sizeForText(shortText);
+    QCOMPARE(size.width(), 226);
+    // The item's centre is at 614.5; 614.5 - 113 - 100 = 401.5.
+    QCOMPARE(panel().geometry(), QRect(QPoint(401, 22), size));
+}
+
+void MessageControllerTest::secondMessageMovesAndResizes() {
+    controller->displayMessage(shortText);
+    loop->advance(2);
+    const QRect first = panel().geometry();
+    statusItem = item.translated(100, 0);
+    controller->displayMessage(longText);
+    // Its text is there at once, its frame follows.
+    QCOMPARE(panel().text(), longText);
+    QCOMPARE(panel().geometry(), first);
+    QCOMPARE(panel().contentOpacity(), 1.0);
+    loop->advance(0.1);
+    const QRect between = panel().geometry();
+    QVERIFY(between.x() > first.x() && between.x() < first.x() + 100);
+    QVERIFY(between.height() > first.height());
+    loop->advance(0.1);
+    const QSize size = panel().sizeForText(longText);
+    QVERIFY(size.height() > first.height());
+    QCOMPARE(panel().geometry(), QRect(QPoint(501, 22), size));
+}
+
+void MessageControllerTest::secondMessageRestartsTheFiveSeconds() {
+    controller->displayMessage(shortText);
+    loop->advance(2);
+    controller->displayMessage(longText);
+    loop->advance(4.99);
+    QVERIFY(panel().isVisible());
+    QCOMPARE(panel().contentOpacity(), 1.0);
+    loop->advance(0.15);
+    QVERIFY(!panel().isVisible());
+}
+
+void MessageControllerTest::messageDuringTheFadeOutKeepsThePanel() {
+    controller->displayMessage(shortText);
+    loop->advance(5.06);
+    const qreal faded = panel().contentOpacity();
+    QVERIFY(faded > 0 && faded < 1);
+    controller->displayMessage(longText);
+    // From where it was, not from nothing.
+    QCOMPARE(panel().contentOpacity(), faded);
+    loop->advance(0.2);
+    QVERIFY(panel().isVisible());
+    QCOMPARE(panel().contentOpacity(), 1.0);
+    loop->advance(4.75);
+    QVERIFY(panel().isVisible());
+    loop->advance(0.2);
+    QVERIFY(!panel().isVisible());
+}
+
+// At the last frame before the end: what is interrupted does not hide the panel.
+void MessageControllerTest::interruptedFadeOutLeavesThePanel() {
+    controller->displayMessage(shortText);
+    loop->advance(1);
+    controller->close();
+    loop->advance(0.12);
+    QVERIFY(panel().contentOpacity() < 0.1);
+    controller->displayMessage(shortText);
+    loop->advance(0.01);
+    QVERIFY(panel().isVisible());
+    loop->advance(3);
+    QVERIFY(panel().isVisible());
+}
+
+void MessageControllerTest::closeDuringTheFadeInFadesOutFromThere() {
+    controller->displayMessage(shortText);
+    loop->advance(0.07);
+    const qreal reached = panel().contentOpacity();
+    controller->close();
+    loop->advance(0.03);
+    QVERIFY(panel().contentOpacity() < reached);
+    QVERIFY(panel().isVisible());
+    loop->advance(0.1);
+    QVERIFY(!panel().isVisible());
+    QCOMPARE(loop->pendingCount(), 0);
+}
+
+void MessageControllerTest::closeOfAHiddenPanelDoesNothing() {
+    controller->close();
+    QVERIFY(!panel().isVisible());
+    QCOMPARE(loop->pendingCount(), 0);
+}
+
+void MessageControllerTest::sameMessageTwiceDoesNotMove() {
+    controller->displayMessage(shortText);
+    loop->advance(1);
+    const QRect frame = panel().geometry();
+    controller->displayMessage(shortText);
+    loop->advance(0.1);
+    QCOMPARE(panel().geometry(), frame);
+}
+
+void MessageControllerTest::movedWhileMoving() {
+    controller->displayMessage(shortText);
+    loop->advance(1);
+    controller->displayMessage(longText);
+    loop->advance(0.1);
+    controller->displayMessage(shortText);
+    loop->advance(0.2);
+    QCOMPARE(panel().size(), panel().sizeForText(shortText));
+}
+
+void MessageControllerTest::shownAgainAfterItWasHidden() {
+    controller->displayMessage(shortText);
+    loop->advance(10);
+    QVERIFY(!panel().isVisible());
+    statusItem = item.translated(50, 0);
+    controller->displayMessage(longText);
+    // At its place at once, and dark.
+    QCOMPARE(panel().geometry(), QRect(QPoint(451, 22), panel().sizeForText(longText)));
+    QCOMPARE(panel().contentOpacity(), 0.0);
+    loop->advance(0.2);
+    QCOMPARE(panel().contentOpacity(), 1.0);
+}
+
+void MessageControllerTest::noTimerOnceItIsHidden() {
+    controller->displayMessage(shortText);
+    loop->advance(1);
+    // Only the end of the five seconds is waited for.
+    QCOMPARE(loop->pendingCount(), 1);
+    loop->advance(5);
+    QCOMPARE(loop->pendingCount(), 0);
+}
+
+void MessageControllerTest::textIsInsideTheMargins() {
+    controller->displayMessage(longText);
+    loop->advance(0.2);
+    const QImage image = panel().grab().toImage();
+    const QSize size = image.size();
+    QRect white;
+    // The rim of the background is lighter than its inside, but far from white.
+    for (int y = 0; y < size.height(); ++y) {
+        for (int x = 0; x < size.width(); ++x) {
+            if (qGray(image.pixel(x, y)) > 200 && qAlpha(image.pixel(x, y)) == 255)
+                white |= QRect(x, y, 1, 1);
+        }
+    }
+    QVERIFY(!white.isEmpty());
+    // 18 from the left, the right and below; 28 from above, where the tip is.
+    QVERIFY(QRect(18, 28, size.width() - 36, size.height() - 46).contains(white));
+    // Centred.
+    QVERIFY(std::abs(white.center().x() - size.width() / 2) <= 6);
+}
+
+void MessageControllerTest::longTextWraps() {
+    const QSize one = panel().sizeForText(shortText);
+    const QSize several = panel().sizeForText(longText);
+    QCOMPARE(one.width(), 226);
+    QCOMPARE(several.width(), 226);
+    const int line = one.height() - 46;
+    QVERIFY(line >= 13 && line <= 22);
+    QVERIFY(several.height() >= 46 + 3 * line);
+}
+
+void MessageControllerTest::wordWithoutEndIsBroken() {
+    const int line = panel().sizeForText(shortText).height() - 46;
+    const QSize size = panel().sizeForText(QString(100, u'W'));
+    QCOMPARE(size.width(), 226);
+    QVERIFY(size.height() >= 46 + 5 * line);
+}
+
+void MessageControllerTest::emptyText() {
+    controller->displayMessage({});
+    QVERIFY(panel().isVisible());
+    QVERIFY(panel().height() >= 46);
+    loop->advance(6);
+    QVERIFY(!panel().isVisible());
+}
+
+void MessageControllerTest::linesBelowEachOther() {
+    const int one = panel().sizeForText(QStringLiteral("a")).height();
+    const int two = panel().sizeForText(QStringLiteral("a\nb")).height();
+    QVERIFY(two - one >= 13);
+}
+
+void MessageControllerTest::withoutAPlaceTheDesktopIsAsked() {
+    canPlace = false;
+    controller->displayMessage(shortText);
+    QVERIFY(!panel().isVisible());
+    QCOMPARE(notified, QStringList{shortText});
+    QCOMPARE(loop->pendingCount(), 0);
+}
+
+void MessageControllerTest::hiddenItemDropsBeforeTheDesktopIsAsked() {
+    canPlace = false;
+    statusItem.reset();
+    controller->displayMessage(shortText);
+    QVERIFY(notified.isEmpty());
+}
+
+void MessageControllerTest::withoutSurroundingsItIsDropped() {
+    controller->setSurroundings({});
+    controller->displayMessage(shortText);
+    QVERIFY(!panel().isVisible());
+}
+
+void MessageControllerTest::outlineWhereNothingIsBlended() {
+    controller->displayMessage(shortText);
+    QVERIFY(panel().mask().isEmpty());
+    blends = false;
+    controller->displayMessage(longText);
+    loop->advance(0.2);
+    const QRegion mask = panel().mask();
+    const QSize size = panel().size();
+    // Inside, and the tip; not the margins with their shadow, nor what is beside the tip.
+    QVERIFY(mask.contains(QPoint(size.width() / 2, size.height() / 2)));
+    QVERIFY(mask.contains(QPoint(size.width() - 13, 6)));
+    QVERIFY(!mask.contains(QPoint(1, 1)));
+    QVERIFY(!mask.contains(QPoint(100, 6)));
+    QVERIFY(!mask.contains(QPoint(size.width() / 2, size.height() - 2)));
+    blends = true;
+    controller->displayMessage(shortText);
+    QVERIFY(panel().mask().isEmpty());
+}
+
+void MessageControllerTest::tipPointsToTheItem_data() {
+    QTest::addColumn<QRect>("place");
+    QTest::addColumn<QPoint>("tip"); // from the upper left, or, when negative, from the other side
+    QTest::newRow("upper right") << QRect(700, 0, 24, 24) << QPoint(-13, 4);
+    QTest::newRow("upper left") << QRect(20, 0, 24, 24) << QPoint(12, 4);
+    QTest::newRow("lower right") << QRect(700, 776, 24, 24) << QPoint(-13, -5);
+    QTest::newRow("lower left") << QRect(20, 776, 24, 24) << QPoint(12, -5);
+}
+
+// The screen is 1280 by 800.
+void MessageControllerTest::tipPointsToTheItem() {
+    QFETCH(QRect, place);
+    QFETCH(QPoint, tip);
+    statusItem = place;
+    controller->displayMessage(longText);
+    loop->advance(0.2);
+    const QRect frame = panel().geometry();
+    const QImage image = panel().grab().toImage();
+    QList<QPoint> solid;
+    for (const QPoint corner : {QPoint(12, 4), QPoint(-13, 4), QPoint(12, -5), QPoint(-13, -5)}) {
+        const QPoint at((corner.x() + image.width()) % image.width(),
+                        (corner.y() + image.height()) % image.height());
+        if (qAlpha(image.pixel(at)) > 200)
+            solid.append(corner);
+    }
+    QCOMPARE(solid, QList<QPoint>{tip});
+    // The tip is under or over the middle of the item.
+    const int tipX = frame.left() + (tip.x() + frame.width()) % frame.width();
+    QVERIFY(std::abs(tipX - place.center().x()) <= 1);
+    QCOMPARE(tip.y() > 0 ? frame.top() : frame.bottom() + 1,
+             tip.y() > 0 ? place.bottom() + 1 : place.top());
+}
+
+void MessageControllerTest::takesNeitherKeyboardNorPointer() {
+    const auto flags = panel().windowFlags();
+    QVERIFY(flags.testFlag(Qt::WindowDoesNotAcceptFocus));
+    QVERIFY(flags.testFlag(Qt::WindowTransparentForInput));
+    QVERIFY(flags.testFlag(Qt::WindowStaysOnTopHint));
+    QVERIFY(flags.testFlag(Qt::FramelessWindowHint));
+    QVERIFY(panel().testAttribute(Qt::WA_ShowWithoutActivating));
+    // Hiding it must not end the program.
+    QVERIFY(!panel().testAttribute(Qt::WA_QuitOnClose));
+}
+
+void MessageControllerTest::accessibleNameIsTheText() {
+    controller->displayMessage(shortText);
+    QCOMPARE(panel().accessibleName(), shortText);
+}
+
+void MessageControllerTest::sharedControllerIsOne() {
+    qputenv("CLIPMULE_RESOURCES", CLIPMULE_RESOURCES);
+    auto &shared = ZRKClipmuleMessageController::sharedController();
+    QCOMPARE(&ZRKClipmuleMessageController::sharedController(), &shared);
+    shared.displayMessage(shortText);
+    QVERIFY(!shared.window().isVisible());
+}
+
+void MessageControllerTest::destructionWhileShown() {
+    controller->displayMessage(shortText);
+    loop->advance(0.05);
+    controller.reset();
+    QCOMPARE(loop->pendingCount(), 0);
+    loop->advance(10);
+}
+
+QTEST_MAIN(MessageControllerTest)
+#include "tst_messagecontroller.moc"
