@@ -273,6 +273,11 @@ Updater *ZRKClipmuleSyncApp::updater() {
     return _updater.get();
 }
 
+void ZRKClipmuleSyncApp::checkForUpdates() {
+    if (Updater *const own = updater())
+        own->checkForUpdates();
+}
+
 void ZRKClipmuleSyncApp::updaterWillInstallUpdate(Updater &) {
     // The panel must be closed so that its files can be replaced.
     const QStringList applications = _services.sessionPrograms.launchedApplications();

@@ -17,6 +17,7 @@
 #include "platform/keyboard/KeyboardEvents.h"
 #include "support/ApplicationDefaults.h"
 #include "support/ZRKUserDefaults.h"
+#include "ui/SyncStatusSource.h"
 
 #include <QMap>
 
@@ -58,7 +59,7 @@ inline const QString ZRKClipmuleSyncStatusDidChange =
 /// copied here to the phones and pastes what they send.
 ///
 /// Construct, then finishLaunching(). Everything runs on the main run loop.
-class ZRKClipmuleSyncApp final : public Object {
+class ZRKClipmuleSyncApp final : public Object, public SyncStatusSource {
 public:
     /// Clips larger than this (in the unit of ZRKClipmuleData::size) are not sent.
     static constexpr quint64 largestClipSent = 9'999'999;
@@ -85,22 +86,24 @@ public:
     TerminateReply applicationShouldTerminate();
 
     /// Whether any phone is connected.
-    [[nodiscard]] bool isConnected() const;
-    [[nodiscard]] bool isEnabled() const;
-    void setEnabled(bool enabled);
+    [[nodiscard]] bool isConnected() const override;
+    [[nodiscard]] bool isEnabled() const override;
+    void setEnabled(bool enabled) override;
     /// The list of registered phones as stored; nothing when there is no such list.
     [[nodiscard]] std::optional<PropertyList> serverServices() const;
     /// Names that phones have reported, also of those seen before the last disconnection.
-    [[nodiscard]] QStringList connectedDeviceNames() const;
-    [[nodiscard]] QStringList registeredDeviceNames() const;
+    [[nodiscard]] QStringList connectedDeviceNames() const override;
+    [[nodiscard]] QStringList registeredDeviceNames() const override;
     [[nodiscard]] const std::shared_ptr<ZRKClipmuleStatusController> &statusController() const {
         return _statusController;
     }
 
     /// The bundle of the preferences panel that holds the agent's; null when there is none.
-    [[nodiscard]] const Bundle *prefPaneBundle();
+    [[nodiscard]] const Bundle *prefPaneBundle() override;
     /// Null as long as there is no panel bundle or nothing that updates it.
     [[nodiscard]] Updater *updater();
+    [[nodiscard]] bool hasUpdater() override { return updater() != nullptr; }
+    void checkForUpdates() override;
     void updaterWillInstallUpdate(Updater &updater);
 
     /// A clip that was not sent or not pasted.

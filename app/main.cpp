@@ -3,10 +3,15 @@
 
 #include "app/Log.h"
 #include "app/LoggedNotice.h"
+#include "app/PackageUpdater.h"
 #include "app/ZRKClipmuleSyncApp.h"
 #include "platform/desktop/ActiveApplicationFactory.h"
+#include "platform/desktop/DesktopNotifications.h"
+#include "platform/desktop/HelpManager.h"
 #include "platform/desktop/SingleInstance.h"
 #include "platform/desktop/StatusInterface.h"
+#include "platform/desktop/StatusItem.h"
+#include "platform/desktop/WindowSystem.h"
 #include "platform/dnssd/DnsSdFactory.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PrivateFolder.h"
@@ -22,15 +27,103 @@
 #include "platform/x11/X11Display.h"
 #include "support/PlatformNotifications.h"
 #include "support/ZRKPowerNotificationCenter.h"
+#include "ui/UpdateQuestion.h"
+#include "ui/ZRKClipmuleMessageController.h"
+#include "ui/ZRKClipmuleStatusController.h"
 
+#include <QApplication>
 #include <QCommandLineParser>
-#include <QCoreApplication>
 
 #include <cstdio>
 
 using namespace clipmule;
 
 namespace {
+
+// What the user sees of the agent. Exists where windows can be shown.
+class Face final : public ClipNotice {
+public:
+    Face(Bundle bundle, std::shared_ptr<X11Connection> display, SessionPrograms &programs)
+        : _bundle(std::move(bundle))
+        , _statusBar(makeStatusBar(display))
+        , _windowSystem(makeWindowSystem(std::move(display)))
+        , _sessionPrograms(programs) {}
+    ~Face() override { ZRKClipmuleMessageController::sharedController().setSurroundings({}); }
+
+    std::shared_ptr<ZRKClipmuleStatusController>
+    makeStatusController(ZRKClipmuleSyncApp &application, ZRKUserDefaults &settings,
+                         std::function<void()> statusItemDidChange) {
+        const auto controller = ZRKClipmuleStatusController::init(
+            {.source = application,
+             .bundle = _bundle,
+             .sharedDefaults = settings,
+             .statusBar = *_statusBar,
+             .helpManager = *_helpManager,
+             .sessionPrograms = _sessionPrograms,
+             .preferencesExecutable =
+                 QCoreApplication::applicationDirPath() + QStringLiteral("/clipmule-preferences")});
+        controller->setStatusItemDidChange(std::move(statusItemDidChange));
+        _statusController = controller;
+        ZRKClipmuleMessageController::sharedController().setSurroundings(
+            {.statusItemFrame = [this]() -> std::optional<QRect> {
+                 const auto shown = _statusController.lock();
+                 const StatusItem *const item = shown ? shown->statusItem() : nullptr;
+                 return item ? std::optional(item->place()) : std::nullopt;
+             },
+             .canPlaceWindows = [this] { return _windowSystem->canPlaceWindows(); },
+             .notifyInstead =
+                 [this](const QString &text) {
+                     _notifications->notify(
+                         QCoreApplication::translate("Clipmule", "Clipmule Sync"), text);
+                 },
+             .blendsWindows = [this] { return _windowSystem->blendsWindows(); }});
+        return controller;
+    }
+
+    void displayMessage(const QString &text) override {
+        ZRKClipmuleMessageController::sharedController().displayMessage(text);
+    }
+
+    std::unique_ptr<Updater> updaterForBundle(const Bundle &bundle) {
+        return PackageUpdater::updaterForBundle(
+            bundle, makePackageUpdates(), *this,
+            [this](const QString &version, std::function<void(bool)> answer) {
+                _question.ask(version, std::move(answer));
+            });
+    }
+
+    /// In the words of a bug report.
+    [[nodiscard]] QString trayKind() const {
+        const auto controller = _statusController.lock();
+        const StatusItem *const item = controller ? controller->statusItem() : nullptr;
+        if (!item)
+            return controller ? QStringLiteral("hidden") : QStringLiteral("none");
+        switch (item->host()) {
+        case StatusItem::Host::Tray:
+            return QStringLiteral("xembed");
+        case StatusItem::Host::NotifierHost:
+            return QStringLiteral("statusnotifier");
+        default:
+            return QStringLiteral("none");
+        }
+    }
+
+    /// An open menu holds the keyboard, and keystrokes of ours would go there.
+    void letGoOfKeyboard() {
+        if (const auto controller = _statusController.lock())
+            controller->closeMenu();
+    }
+
+private:
+    Bundle _bundle;
+    std::unique_ptr<StatusBar> _statusBar;
+    std::unique_ptr<WindowSystem> _windowSystem;
+    SessionPrograms &_sessionPrograms;
+    std::unique_ptr<HelpManager> _helpManager = makeHelpManager();
+    std::unique_ptr<DesktopNotifications> _notifications = makeDesktopNotifications();
+    UpdateQuestion _question;
+    std::weak_ptr<ZRKClipmuleStatusController> _statusController;
+};
 
 // Everything that the agent runs on, each service in its real form. Members are destroyed in the
 // opposite order, the application first.
@@ -47,7 +140,8 @@ public:
               _display,
               _bundle.pathForResource(QStringLiteral("applications"), QStringLiteral("plist"))))
         , _sessionPrograms(makeSessionPrograms())
-        , _pasteboardServices{*_pasteboard, *_activeApplication, _notice,
+        , _face(makeFace())
+        , _pasteboardServices{*_pasteboard, *_activeApplication, notice(),
                               PrivateFolder::temporaryPath()} {}
 
     ~Agent() {
@@ -76,18 +170,28 @@ public:
             qCCritical(logApp) << "the display is gone";
             QCoreApplication::exit(1);
         });
-        _application = std::make_unique<ZRKClipmuleSyncApp>(
-            SyncServices{.dnssd = *_dnssd,
-                         .pasteboard = _pasteboardServices,
-                         .keyboard = *_keyboard,
-                         .applicationDefaults = *_applicationDefaults,
-                         .sharedDefaults = *shared,
-                         .sessionPrograms = *_sessionPrograms,
-                         .agentBundle = _bundle,
-                         .makeStatusController = {},
-                         .updaterForBundle = {},
-                         .prepareToPaste = {},
-                         .situationDidChange = [this] { tellStatusSoon(); }});
+        SyncServices services{.dnssd = *_dnssd,
+                              .pasteboard = _pasteboardServices,
+                              .keyboard = *_keyboard,
+                              .applicationDefaults = *_applicationDefaults,
+                              .sharedDefaults = *shared,
+                              .sessionPrograms = *_sessionPrograms,
+                              .agentBundle = agentBundle(),
+                              .makeStatusController = {},
+                              .updaterForBundle = {},
+                              .prepareToPaste = {},
+                              .situationDidChange = [this] { tellStatusSoon(); }};
+        if (_face) {
+            services.makeStatusController = [this, shared](ZRKClipmuleSyncApp &application) {
+                return _face->makeStatusController(application, *shared,
+                                                   [this] { tellStatusSoon(); });
+            };
+            services.updaterForBundle = [this](const Bundle &bundle) {
+                return _face->updaterForBundle(bundle);
+            };
+            services.prepareToPaste = [this] { _face->letGoOfKeyboard(); };
+        }
+        _application = std::make_unique<ZRKClipmuleSyncApp>(std::move(services));
         _application->finishLaunching();
         tellStatus();
         _statusInterface->start();
@@ -104,6 +208,17 @@ public:
     }
 
 private:
+    std::unique_ptr<Face> makeFace() {
+        if (!qobject_cast<QApplication *>(QCoreApplication::instance()))
+            return nullptr;
+        return std::make_unique<Face>(_bundle, _display, *_sessionPrograms);
+    }
+    ClipNotice &notice() { return _face ? static_cast<ClipNotice &>(*_face) : _logged; }
+    // The installation folder is the preferences panel's bundle; the agent has its place in it.
+    [[nodiscard]] Bundle agentBundle() const {
+        return Bundle(_bundle.path() + QStringLiteral("/Contents/Resources/ClipmuleSync"));
+    }
+
     // For a burst of changes once.
     void tellStatusSoon() {
         if (!_tellStatus.isPending())
@@ -124,7 +239,7 @@ private:
              .pasteboardCanWrite = hasPasteboard,
              .pasteBackend = canPaste ? QStringLiteral("xtest") : QStringLiteral("none"),
              .canPaste = canPaste,
-             .trayKind = QStringLiteral("none"),
+             .trayKind = _face ? _face->trayKind() : QStringLiteral("none"),
              .discovery = _dnssd->description(),
              .phones = _application->phoneStates(),
              .lastRefusedClip = refused ? refused->reason : QString(),
@@ -141,7 +256,8 @@ private:
     std::unique_ptr<KeyboardEvents> _keyboard;
     std::unique_ptr<ActiveApplication> _activeApplication;
     std::unique_ptr<SessionPrograms> _sessionPrograms;
-    LoggedNotice _notice;
+    std::unique_ptr<Face> _face;
+    LoggedNotice _logged;
     PasteboardServices _pasteboardServices;
     std::optional<ApplicationDefaults> _applicationDefaults;
     std::unique_ptr<StatusInterface> _statusInterface = makeStatusInterface();
@@ -177,12 +293,25 @@ std::optional<int> answerArguments(const QCoreApplication &application) {
     return std::nullopt;
 }
 
+// With windows where they can be shown: the toolkit ends a process that has windows and no display.
+std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv) {
+    if (!x11DisplayIsThere())
+        return std::make_unique<QCoreApplication>(argc, argv);
+    // Sessions start the agent by its autostart entry, not by what ran when the last one ended.
+    QCoreApplication::setAttribute(Qt::AA_DisableSessionManager);
+    auto application = std::make_unique<QApplication>(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setApplicationDisplayName(QStringLiteral("Clipmule Sync"));
+    QApplication::setDesktopFileName(ApplicationDefaults::identifier());
+    return application;
+}
+
 } // namespace
 
 int main(int argc, char *argv[]) {
     installLogFormat();
-    const QCoreApplication application(argc, argv);
-    if (const auto status = answerArguments(application))
+    const auto application = makeApplication(argc, argv);
+    if (const auto status = answerArguments(*application))
         return *status;
 
     QtRunLoop runLoop;

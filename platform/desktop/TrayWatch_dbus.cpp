@@ -88,12 +88,17 @@ private:
             if (number != _question)
                 return;
             const bool present = !reply.isError() && reply.value().variant().toBool();
-            if (reply.isError() && reply.error().type() == QDBusError::ServiceUnknown)
+            if (reply.isError() && isAbsence(reply.error()))
                 _watcherIsThere = false;
             setPresent(present);
             if (!present && _watcherIsThere && --_questionsLeft > 0)
                 _next = RunLoop::current().performAfter(repetition, [this] { ask(); });
         });
+    }
+
+    static bool isAbsence(const QDBusError &error) {
+        return error.type() == QDBusError::ServiceUnknown ||
+               error.name() == u"org.freedesktop.DBus.Error.NameHasNoOwner";
     }
 
     void setPresent(bool present) {

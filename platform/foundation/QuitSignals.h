@@ -7,6 +7,7 @@
 
 #include <QSocketNotifier>
 
+#include <array>
 #include <csignal>
 #include <functional>
 #include <memory>
@@ -14,8 +15,8 @@
 namespace clipmule {
 
 /// Turns SIGTERM, SIGINT and SIGHUP into one callback from the run loop, so that a program ends the
-/// way it ends otherwise. One per process; make it before any thread starts. Destroying it
-/// restores what was there before.
+/// way it ends otherwise. One per process; it does not matter which threads there are, and programs
+/// started from this one get the signals as usual. Destroying it restores what was there before.
 class QuitSignals final {
 public:
     explicit QuitSignals(std::function<void(int signal)> callback);
@@ -26,11 +27,14 @@ public:
     QuitSignals &operator=(QuitSignals &&) = delete;
 
 private:
+    static constexpr std::array signals{SIGTERM, SIGINT, SIGHUP};
+
     void deliver();
 
     std::function<void(int signal)> _callback;
-    sigset_t _previousMask{};
-    FileHandle _descriptor;
+    std::array<struct sigaction, signals.size()> _previous{};
+    FileHandle _readEnd;
+    FileHandle _writeEnd;
     std::unique_ptr<QSocketNotifier> _notifier;
 };
 

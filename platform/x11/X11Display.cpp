@@ -8,6 +8,15 @@
 
 namespace clipmule {
 
+bool x11DisplayIsThere() {
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        return false;
+    xcb_connection_t *const connection = xcb_connect(nullptr, nullptr);
+    const bool isThere = xcb_connection_has_error(connection) == 0;
+    xcb_disconnect(connection);
+    return isThere;
+}
+
 std::shared_ptr<X11Connection> openX11Display() {
     if (qEnvironmentVariableIsEmpty("DISPLAY")) {
         qCInfo(logX11, "there is no X11 display in this session");

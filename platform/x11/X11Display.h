@@ -10,6 +10,10 @@ namespace clipmule {
 
 class X11Connection;
 
+/// Whether there is a display that lets us in. For deciding what kind of application to be, before
+/// there is one.
+[[nodiscard]] bool x11DisplayIsThere();
+
 /// The connection that the clipboard, the keystrokes and the active application share. They must
 /// share it: a keystroke is then never ahead of the contents that it pastes. Null, with a line in
 /// the log, where there is no display.

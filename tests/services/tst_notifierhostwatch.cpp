@@ -131,6 +131,26 @@ private Q_SLOTS:
         QTRY_COMPARE(watcher.messages.size(), 21);
     }
 
+    void nobodyIsAskedAgainWhereThereIsNoWatcher() {
+        start();
+        // A watcher that comes and goes: by the news of that the first answer has come as well.
+        Peer watcher;
+        watcher.hostIsThere = true;
+        QVERIFY(watcher.start(watcherName));
+        QTRY_VERIFY(_watch->isPresent());
+        watcher.stop();
+        QTRY_VERIFY(!_watch->isPresent());
+        QCOMPARE(_runLoop.pendingCount(), 0);
+        // And one that was never there: its answer comes before that of a question put later.
+        auto second = makeNotifierHostWatch();
+        second->start([] {});
+        BusConnection later{BusConnection::Bus::Session};
+        QVERIFY(later.open());
+        QVERIFY(!later.connection().interface()->isServiceRegistered(watcherName).value());
+        QTest::qWait(0);
+        QCOMPARE(_runLoop.pendingCount(), 0);
+    }
+
     void aHostThatHangsIsNoHost() {
         Peer watcher;
         watcher.silent = true;

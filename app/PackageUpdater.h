@@ -1,0 +1,68 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "app/Updater.h"
+#include "platform/desktop/PackageUpdates.h"
+#include "platform/foundation/RunLoop.h"
+
+#include <memory>
+
+namespace clipmule {
+
+class Bundle;
+class ClipNotice;
+
+/// Keeps the program's package current through the system's package manager, which also knows
+/// where newer versions come from and whether they are genuine.
+///
+/// What the user has asked for is answered in the message panel and may be installed at once, after
+/// a question. What it finds by itself it only tells, once for each version.
+class PackageUpdater final : public Updater {
+public:
+    /// Not while the session is starting.
+    static constexpr RunLoop::Seconds firstAutomaticCheck{120};
+    static constexpr RunLoop::Seconds automaticCheckInterval{24 * 60 * 60};
+
+    /// Asks the user whether that version is to be installed, and passes the answer on, whenever it
+    /// comes.
+    using Question = std::function<void(const QString &version, std::function<void(bool)> answer)>;
+
+    /// Null when the bundle names no package ("PackageName" in its information dictionary). The
+    /// notice outlives the updater.
+    [[nodiscard]] static std::unique_ptr<PackageUpdater>
+    updaterForBundle(const Bundle &bundle, std::unique_ptr<PackageUpdates> packages,
+                     ClipNotice &notice, Question question);
+    PackageUpdater(QString package, std::unique_ptr<PackageUpdates> packages, ClipNotice &notice,
+                   Question question);
+    ~PackageUpdater() override;
+
+    void setDelegate(Delegate delegate) override { _delegate = std::move(delegate); }
+    void setAutomaticallyChecksForUpdates(bool automatically) override;
+    void checkForUpdates() override;
+
+private:
+    void checkByItself();
+    void find(PackageUpdates::Asker asker);
+    void userGotAnswer(const PackageUpdates::Answer &answer);
+    void foundByItself(const PackageUpdates::Answer &answer);
+    void install(const PackageUpdates::Answer &update);
+    void say(const QString &text);
+
+    QString _package;
+    std::unique_ptr<PackageUpdates> _packages;
+    ClipNotice &_notice;
+    Question _question;
+    Delegate _delegate;
+    bool _automatic = false;
+    RunLoop::Timer _nextCheck;
+    enum class State { Idle, Finding, Asking, Installing };
+    State _state = State::Idle;
+    bool _userWaits = false;
+    QString _lastVersionTold;
+    // Expires with this object: questions and answers outlive it.
+    std::shared_ptr<int> _alive = std::make_shared<int>();
+};
+
+} // namespace clipmule

@@ -1,0 +1,268 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "app/PackageUpdater.h"
+#include "model/ClipNotice.h"
+#include "platform/foundation/Bundle.h"
+#include "tests/kit/ManualRunLoop.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace clipmule;
+using Answer = PackageUpdates::Answer;
+using Outcome = PackageUpdates::Answer::Outcome;
+using Asker = PackageUpdates::Asker;
+
+namespace {
+
+class RecordedNotice final : public ClipNotice {
+public:
+    void displayMessage(const QString &text) override { messages.append(text); }
+    QStringList messages;
+};
+
+/// A package manager that answers when the test says so.
+class FakePackageUpdates final : public PackageUpdates {
+public:
+    explicit FakePackageUpdates(QStringList &log)
+        : _log(log) {}
+    void findUpdate(const QString &package, Asker asker, Callback given) override {
+        _log.append(u"find "_qs + package +
+                    (asker == Asker::User ? u" for the user"_qs : u" in the background"_qs));
+        callback = std::move(given);
+    }
+    void installUpdate(const QString &identifier, Callback given) override {
+        _log.append(u"install "_qs + identifier);
+        callback = std::move(given);
+    }
+    void answer(const Answer &answer) {
+        const Callback one = std::exchange(callback, {});
+        one(answer);
+    }
+    Callback callback;
+
+private:
+    QStringList &_log;
+};
+
+Answer answerOf(Outcome outcome, const QString &version = {}, const QString &error = {}) {
+    return {outcome, version, u"clipmule-sync;"_qs + version, error};
+}
+
+} // namespace
+
+class PackageUpdaterTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void init() {
+        _log.clear();
+        _asked.clear();
+        _notice.messages.clear();
+        auto packages = std::make_unique<FakePackageUpdates>(_log);
+        _packages = packages.get();
+        _updater = std::make_unique<PackageUpdater>(
+            u"clipmule-sync"_qs, std::move(packages), _notice,
+            [this](const QString &version, std::function<void(bool)> answer) {
+                _asked.append(version);
+                _answerQuestion = std::move(answer);
+            });
+        _updater->setDelegate({[this](Updater &) { _log.append(u"will install"_qs); }});
+    }
+    void cleanup() {
+        _updater.reset();
+        QCOMPARE(_runLoop.pendingCount(), 0);
+    }
+
+    void theUserIsAnswered_data() {
+        QTest::addColumn<Outcome>("outcome");
+        QTest::addColumn<QString>("error");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("up to date")
+            << Outcome::UpToDate << QString() << u"Clipmule Sync is up to date."_qs;
+        QTest::newRow("no package")
+            << Outcome::NotInstalled << QString()
+            << u"Clipmule Sync was not installed as a package. Update it the way it was "
+               "installed."_qs;
+        QTest::newRow("no PackageKit")
+            << Outcome::NoService << QString()
+            << u"Updates cannot be looked for: PackageKit is not available."_qs;
+        QTest::newRow("failed") << Outcome::Failed << u"no network"_qs
+                                << u"Looking for updates failed: no network"_qs;
+        QTest::newRow("failed, nobody says why")
+            << Outcome::Failed << QString()
+            << u"Looking for updates failed: no reason was given"_qs;
+    }
+    void theUserIsAnswered() {
+        QFETCH(Outcome, outcome);
+        QFETCH(QString, error);
+        QFETCH(QString, message);
+        _updater->checkForUpdates();
+        QCOMPARE(_notice.messages, QStringList(u"Looking for updates…"_qs));
+        QCOMPARE(_log, QStringList(u"find clipmule-sync for the user"_qs));
+        _packages->answer(answerOf(outcome, {}, error));
+        QCOMPARE(_notice.messages, QStringList({u"Looking for updates…"_qs, message}));
+        QCOMPARE(_asked, QStringList());
+    }
+
+    void whatTheUserWantsIsInstalledAndTheOwnerIsToldBefore() {
+        _updater->checkForUpdates();
+        _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
+        QCOMPARE(_asked, QStringList(u"2.0"_qs));
+        QCOMPARE(_log, QStringList(u"find clipmule-sync for the user"_qs));
+        _answerQuestion(true);
+        QCOMPARE(_log, QStringList({u"find clipmule-sync for the user"_qs, u"will install"_qs,
+                                    u"install clipmule-sync;2.0"_qs}));
+        _packages->answer(answerOf(Outcome::Installed, u"2.0"_qs));
+        QCOMPARE(_notice.messages,
+                 QStringList({u"Looking for updates…"_qs, u"Installing Clipmule Sync 2.0…"_qs,
+                              u"Clipmule Sync 2.0 is installed. It is used from the next "
+                              "start."_qs}));
+    }
+
+    void whatTheUserDoesNotWantIsNotInstalled() {
+        _updater->checkForUpdates();
+        _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
+        _answerQuestion(false);
+        QCOMPARE(_log, QStringList(u"find clipmule-sync for the user"_qs));
+        _updater->checkForUpdates();
+        QCOMPARE(_log.size(), 2);
+    }
+
+    void aFailedInstallationIsTold() {
+        _updater->checkForUpdates();
+        _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
+        _answerQuestion(true);
+        _packages->answer(answerOf(Outcome::Failed, {}, u"not allowed"_qs));
+        QCOMPARE(_notice.messages.constLast(),
+                 u"The update could not be installed: not allowed"_qs);
+        _updater->checkForUpdates();
+        QCOMPARE(_log.constLast(), u"find clipmule-sync for the user"_qs);
+    }
+
+    void nothingIsBegunTwice() {
+        _updater->checkForUpdates();
+        _updater->checkForUpdates();
+        QCOMPARE(_log.size(), 1);
+        _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
+        _updater->checkForUpdates();
+        QCOMPARE(_asked.size(), 1);
+        _answerQuestion(true);
+        _updater->checkForUpdates();
+        QCOMPARE(_log.size(), 3);
+        _packages->answer(answerOf(Outcome::Installed, u"2.0"_qs));
+    }
+
+    void itDoesNotLookByItselfUntilItIsTold() {
+        _updater->setAutomaticallyChecksForUpdates(false);
+        QCOMPARE(_runLoop.pendingCount(), 0);
+        _runLoop.advance(1000000);
+        QCOMPARE(_log, QStringList());
+    }
+
+    void itLooksByItselfTwoMinutesAfterTheStartAndEveryDay() {
+        _updater->setAutomaticallyChecksForUpdates(true);
+        _runLoop.advance(119);
+        // Each change of any setting tells it again.
+        _updater->setAutomaticallyChecksForUpdates(true);
+        QCOMPARE(_log, QStringList());
+        _runLoop.advance(1.1);
+        QCOMPARE(_log, QStringList(u"find clipmule-sync in the background"_qs));
+        _packages->answer(answerOf(Outcome::UpToDate));
+        _runLoop.advance(24 * 60 * 60 - 1);
+        QCOMPARE(_log.size(), 1);
+        _runLoop.advance(1);
+        QCOMPARE(_log.size(), 2);
+        _packages->answer(answerOf(Outcome::UpToDate));
+        QCOMPARE(_notice.messages, QStringList());
+    }
+
+    void itStopsWhenItIsTold() {
+        _updater->setAutomaticallyChecksForUpdates(true);
+        _updater->setAutomaticallyChecksForUpdates(false);
+        QCOMPARE(_runLoop.pendingCount(), 0);
+    }
+
+    void whatItFindsByItselfItTellsOncePerVersion() {
+        _updater->setAutomaticallyChecksForUpdates(true);
+        _runLoop.advance(121);
+        _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
+        const QString told = u"Clipmule Sync 2.0 is available. “Check for Updates…” in the menu "
+                             "installs it."_qs;
+        QCOMPARE(_notice.messages, QStringList(told));
+        QCOMPARE(_asked, QStringList());
+        _runLoop.advance(24 * 60 * 60);
+        _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
+        QCOMPARE(_notice.messages.size(), 1);
+        _runLoop.advance(24 * 60 * 60);
+        _packages->answer(answerOf(Outcome::Available, u"2.1"_qs));
+        QCOMPARE(_notice.messages.size(), 2);
+    }
+
+    void aFailureInTheBackgroundIsForTheLogOnly() {
+        _updater->setAutomaticallyChecksForUpdates(true);
+        _runLoop.advance(121);
+        QTest::ignoreMessage(QtInfoMsg, "no answer about updates: no network");
+        _packages->answer(answerOf(Outcome::Failed, {}, u"no network"_qs));
+        QCOMPARE(_notice.messages, QStringList());
+    }
+
+    void aUserWhoAsksMeanwhileGetsTheAnswerOfTheBackground() {
+        _updater->setAutomaticallyChecksForUpdates(true);
+        _runLoop.advance(121);
+        _updater->checkForUpdates();
+        QCOMPARE(_log.size(), 1);
+        _packages->answer(answerOf(Outcome::UpToDate));
+        QCOMPARE(_notice.messages.constLast(), u"Clipmule Sync is up to date."_qs);
+    }
+
+    void answersAfterItsEndAreHarmless() {
+        _updater->checkForUpdates();
+        const auto late = _packages->callback;
+        _updater.reset();
+        late(answerOf(Outcome::UpToDate));
+        QCOMPARE(_notice.messages.size(), 1);
+        init();
+        _updater->checkForUpdates();
+        _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
+        _updater.reset();
+        _answerQuestion(true);
+        QCOMPARE(_log.size(), 1);
+    }
+
+    void onlyABundleThatNamesAPackageHasAnUpdater() {
+        const auto make = [this](const Bundle &bundle) {
+            return PackageUpdater::updaterForBundle(
+                bundle, std::make_unique<FakePackageUpdates>(_log), _notice, {});
+        };
+        QVERIFY(!make(Bundle(u"/none"_qs)));
+        const QTemporaryDir folder;
+        QFile information(folder.filePath(u"Info.plist"_qs));
+        QVERIFY(information.open(QIODevice::WriteOnly));
+        information.write("{PackageName = another;}");
+        information.close();
+        const auto updater = make(Bundle(folder.path()));
+        QVERIFY(updater);
+        updater->checkForUpdates();
+        QCOMPARE(_log, QStringList(u"find another for the user"_qs));
+        QVERIFY(make(Bundle::mainBundle()));
+    }
+
+private:
+    kit::ManualRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    RecordedNotice _notice;
+    QStringList _log;
+    QStringList _asked;
+    std::function<void(bool)> _answerQuestion;
+    FakePackageUpdates *_packages = nullptr;
+    std::unique_ptr<PackageUpdater> _updater;
+};
+
+QTEST_GUILESS_MAIN(PackageUpdaterTest)
+#include "tst_packageupdater.moc"

@@ -1,0 +1,516 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "net/ZRKStreamNotifications.h"
+#include "platform/desktop/HelpManager.h"
+#include "platform/desktop/SessionPrograms.h"
+#include "support/PlatformNotifications.h"
+#include "support/ZRKUserDefaults.h"
+#include "tests/kit/FakeStatusBar.h"
+#include "tests/kit/ManualRunLoop.h"
+#include "ui/SyncStatusSource.h"
+#include "ui/UpdateQuestion.h"
+#include "ui/ZRKClipmuleStatusController.h"
+#include "ui/ZRKClipmuleStatusView.h"
+
+#include <QCoreApplication>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+class FakeSource final : public SyncStatusSource {
+public:
+    [[nodiscard]] bool isEnabled() const override { return enabled; }
+    void setEnabled(bool given) override {
+        enabled = given;
+        ZRKNotificationCenter::platformDefault().postNotificationName(
+            NSUserDefaultsDidChangeNotification);
+    }
+    [[nodiscard]] bool isConnected() const override { return connected; }
+    [[nodiscard]] QStringList connectedDeviceNames() const override { return connectedNames; }
+    [[nodiscard]] QStringList registeredDeviceNames() const override { return registeredNames; }
+    [[nodiscard]] const Bundle *prefPaneBundle() override { return bundle ? &*bundle : nullptr; }
+    [[nodiscard]] bool hasUpdater() override { return updater; }
+    void checkForUpdates() override { ++checks; }
+
+    bool enabled = true;
+    bool connected = true;
+    QStringList connectedNames;
+    QStringList registeredNames;
+    std::optional<Bundle> bundle;
+    bool updater = true;
+    int checks = 0;
+};
+
+class FakeHelpManager final : public HelpManager {
+public:
+    bool registerBooksInBundle(const Bundle &bundle) override {
+        registered.append(bundle.path());
+        return true;
+    }
+    void openHelpAnchorInBook(const QString &anchor, const QString &book) override {
+        opened.append(anchor + u" in "_qs + book);
+    }
+    QStringList registered;
+    QStringList opened;
+};
+
+class FakeSessionPrograms final : public SessionPrograms {
+public:
+    [[nodiscard]] QStringList launchedApplications() const override { return {}; }
+    void activate(const QString &identifier, const QString &executable) override {
+        activated.append(identifier + u" or "_qs + executable);
+    }
+    void quit(const QString &) override {}
+    QStringList activated;
+};
+
+const QString showStatus = QStringLiteral("showStatus");
+const QString separator = QStringLiteral("--");
+
+} // namespace
+
+class StatusControllerTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void init() {
+        ZRKUserDefaults::Environment environment;
+        environment.bundles = std::make_shared<const ZRKUserDefaults::Bundles>(
+            ZRKUserDefaults::Bundles{Bundle(u"/none"_qs), Bundle(u"/none"_qs), {}, {}});
+        _settings = ZRKUserDefaults::initWithIdentifier(u"shared"_qs, environment);
+        _settings->setBoolForKey(true, showStatus);
+        // Until the settings are on the disk.
+        _runLoop.advance(ZRKUserDefaults::synchronizeDelay);
+        _source.emplace();
+        _bar.emplace();
+        _help.emplace();
+        _programs.emplace();
+        _controller = ZRKClipmuleStatusController::init(
+            {.source = *_source,
+             .bundle = Bundle::mainBundle(),
+             .sharedDefaults = *_settings,
+             .statusBar = *_bar,
+             .helpManager = *_help,
+             .sessionPrograms = *_programs,
+             .preferencesExecutable = u"/usr/bin/clipmule-preferences"_qs});
+    }
+    void cleanup() {
+        _controller.reset();
+        _settings.reset();
+        QCOMPARE(_runLoop.pendingCount(), 0);
+    }
+
+    void theItemIs29PointsWideAndHasANameAnIconAndTheMenu() {
+        QCOMPARE(_bar->items.size(), 1);
+        QCOMPARE(item().length, 29);
+        QCOMPARE(item().name, u"Clipmule Sync"_qs);
+        QVERIFY(!item().icon.isNull());
+        QCOMPARE(item().menu.data(), _controller->menu());
+        QCOMPARE(_controller->menu()->accessibleName(), u"Clipmule Sync"_qs);
+    }
+
+    void theMenuFromTopToBottom() {
+        _source->registeredNames = QStringList{u"Anna"_qs};
+        _controller->update();
+        QCOMPARE(titles(),
+                 QStringList({u"Anna"_qs, u"Disable Clipmule Sync"_qs, separator, u"Idle…"_qs,
+                              separator, u"Clipmule Sync Help"_qs, u"Check for Updates…"_qs,
+                              u"Open Clipmule Sync Preferences…"_qs}));
+    }
+
+    void onlyCommandsCanBeChosen() {
+        QList<bool> enabled;
+        for (const QAction *const action : _controller->menu()->actions()) {
+            if (!action->isSeparator())
+                enabled.append(action->isEnabled());
+        }
+        QCOMPARE(enabled, QList<bool>({false, true, false, true, true, true}));
+    }
+
+    void theStatusLineHasAnOrder_data() {
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<bool>("connected");
+        QTest::addColumn<bool>("active");
+        QTest::addColumn<QString>("toggle");
+        QTest::addColumn<QString>("line");
+        const QString on = u"Disable Clipmule Sync"_qs;
+        const QString off = u"Enable Clipmule Sync"_qs;
+        QTest::newRow("disabled") << false << false << false << off << u"Disabled\u2026"_qs;
+        QTest::newRow("disabled while data moves")
+            << false << true << true << off << u"Disabled\u2026"_qs;
+        QTest::newRow("no phone") << true << false << false << on << u"Not Connected\u2026"_qs;
+        QTest::newRow("no phone while data moves")
+            << true << false << true << on << u"Not Connected\u2026"_qs;
+        QTest::newRow("data moves") << true << true << true << on << u"Transfering Data\u2026"_qs;
+        QTest::newRow("nothing moves") << true << true << false << on << u"Idle\u2026"_qs;
+    }
+    void theStatusLineHasAnOrder() {
+        QFETCH(bool, enabled);
+        QFETCH(bool, connected);
+        QFETCH(bool, active);
+        QFETCH(QString, toggle);
+        QFETCH(QString, line);
+        _source->enabled = enabled;
+        _source->connected = connected;
+        if (active)
+            post(ZRKStreamDidSendData);
+        post(u"ZRKClipmuleSyncStatusDidChange"_qs);
+        QCOMPARE(toggleTitle(), toggle);
+        QCOMPARE(statusTitle(), line);
+        QCOMPARE(_controller->statusView()->isNetworkActive(), active);
+        _runLoop.advance(5);
+    }
+
+    void eachNotificationIsHeard_data() {
+        QTest::addColumn<QString>("name");
+        for (const QString &name :
+             {ZRKUserDefaultsDidChangeNotification, NSUserDefaultsDidChangeNotification,
+              QStringLiteral("ZRKClipmuleSyncStatusDidChange")})
+            QTest::newRow(qPrintable(name)) << name;
+    }
+    void eachNotificationIsHeard() {
+        QFETCH(QString, name);
+        _source->connected = false;
+        QCOMPARE(statusTitle(), u"Idle…"_qs);
+        post(name);
+        QCOMPARE(statusTitle(), u"Not Connected…"_qs);
+    }
+
+    void dataInEitherDirectionIsActivity_data() {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("received") << ZRKStreamDidReceiveData;
+        QTest::newRow("sent") << ZRKStreamDidSendData;
+    }
+    void dataInEitherDirectionIsActivity() {
+        QFETCH(QString, name);
+        post(name);
+        QCOMPARE(statusTitle(), u"Transfering Data…"_qs);
+        QVERIFY(_controller->statusView()->isNetworkActive());
+        _runLoop.advance(5);
+    }
+
+    void dataEvery300MillisecondsKeepsTheLineWithoutFlicker() {
+        post(ZRKStreamDidSendData);
+        QAction *const line = _controller->menu()->actions().at(3);
+        QStringList seen;
+        QObject::connect(line, &QAction::changed, line, [&seen, line] { seen << line->text(); });
+        for (int count = 0; count < 20; ++count) {
+            _runLoop.advance(0.3);
+            QCOMPARE(statusTitle(), u"Transfering Data…"_qs);
+            post(ZRKStreamDidSendData);
+        }
+        QCOMPARE(seen, QStringList());
+        _runLoop.advance(5);
+        QCOMPARE(seen, QStringList(u"Idle…"_qs));
+    }
+
+    void itEndsHalfASecondAfterTheLastTransfer() {
+        post(ZRKStreamDidReceiveData);
+        _runLoop.advance(0.3);
+        post(ZRKStreamDidReceiveData);
+        _runLoop.advance(0.49);
+        QCOMPARE(statusTitle(), u"Transfering Data…"_qs);
+        _runLoop.advance(0.02);
+        QCOMPARE(statusTitle(), u"Idle…"_qs);
+        QVERIFY(!_controller->statusView()->isNetworkActive());
+        _runLoop.advance(5);
+    }
+
+    void nothingIsScheduledWhileNothingMoves() {
+        QCOMPARE(_runLoop.pendingCount(), 0);
+        post(ZRKStreamDidReceiveData);
+        QVERIFY(_runLoop.pendingCount() > 0);
+        _runLoop.advance(5);
+        QCOMPARE(_runLoop.pendingCount(), 0);
+    }
+
+    void theSpinnerMovesTheIconTwelveTimesASecond() {
+        post(ZRKStreamDidReceiveData);
+        const int before = item().icons;
+        for (int count = 0; count < 10; ++count) {
+            _runLoop.advance(0.1);
+            post(ZRKStreamDidReceiveData);
+        }
+        QVERIFY2(item().icons - before >= 10, qPrintable(QString::number(item().icons - before)));
+        QVERIFY2(item().icons - before <= 13, qPrintable(QString::number(item().icons - before)));
+        _runLoop.advance(5);
+    }
+
+    // Statistics change with every clip, and each picture goes over the bus.
+    void thePictureIsNotSetAgainWhenItIsTheSame() {
+        const int before = item().icons;
+        post(ZRKUserDefaultsDidChangeNotification);
+        post(NSUserDefaultsDidChangeNotification);
+        QCOMPARE(item().icons, before);
+        _source->connected = false;
+        post(u"ZRKClipmuleSyncStatusDidChange"_qs);
+        QCOMPARE(item().icons, before + 1);
+    }
+
+    void theIconComesInTheSizesOfTrays() {
+        QList<int> sides;
+        for (const QSize &size : item().icon.availableSizes())
+            sides.append(size.width());
+        std::sort(sides.begin(), sides.end());
+        QCOMPARE(sides, QList<int>({16, 22, 24, 32, 44, 48}));
+    }
+
+    void hidingRemovesTheItemAndItsMenu() {
+        const QPointer<QMenu> menu = _controller->menu();
+        setShown(false);
+        QCOMPARE(_bar->items.size(), 0);
+        QVERIFY(!_controller->statusItem());
+        QVERIFY(!_controller->statusView());
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(menu.isNull());
+    }
+
+    void showingAgainMakesANewItemWithFreshTitles() {
+        const QPointer<QMenu> menu = _controller->menu();
+        setShown(false);
+        _source->enabled = false;
+        post(u"ZRKClipmuleSyncStatusDidChange"_qs);
+        setShown(true);
+        QCOMPARE(_bar->made, 2);
+        QCOMPARE(_bar->items.size(), 1);
+        QVERIFY(_controller->menu() != menu.data());
+        QCOMPARE(item().menu.data(), _controller->menu());
+        QCOMPARE(toggleTitle(), u"Enable Clipmule Sync"_qs);
+        QCOMPARE(statusTitle(), u"Disabled…"_qs);
+    }
+
+    void anotherSettingDoesNotMakeAnItem() {
+        _settings->setBoolForKey(true, u"autoUpdateEnabled"_qs);
+        _settings->setBoolForKey(true, showStatus);
+        QCOMPARE(_bar->made, 1);
+    }
+
+    void activityGoesOnWhileTheItemIsHidden() {
+        post(ZRKStreamDidReceiveData);
+        setShown(false);
+        post(ZRKStreamDidReceiveData);
+        setShown(true);
+        QCOMPARE(statusTitle(), u"Transfering Data…"_qs);
+        QVERIFY(_controller->statusView()->isNetworkActive());
+        _runLoop.advance(5);
+        QCOMPARE(statusTitle(), u"Idle…"_qs);
+    }
+
+    void whoWantsToKnowIsToldOfTheItem() {
+        int changes = 0;
+        _controller->setStatusItemDidChange([&changes] { ++changes; });
+        setShown(false);
+        setShown(true);
+        QCOMPARE(changes, 2);
+        item().setHost(StatusItem::Host::NotifierHost);
+        QCOMPARE(changes, 3);
+    }
+
+    void aClickOpensTheMenuAndTheIconIsHighlightedAsLongAsItIsThere() {
+        item().click();
+        QCOMPARE(item().popUps, 1);
+        QVERIFY(_controller->menu()->isVisible());
+        QVERIFY(_controller->statusView()->isHighlighted());
+        QTest::keyClick(_controller->menu(), Qt::Key_Escape);
+        QVERIFY(!_controller->menu()->isVisible());
+        QVERIFY(!_controller->statusView()->isHighlighted());
+    }
+
+    void aMenuThatDoesNotAppearLeavesNoHighlight() {
+        item().showsMenus = false;
+        item().click();
+        QCOMPARE(item().popUps, 1);
+        QVERIFY(!_controller->statusView()->isHighlighted());
+    }
+
+    // It asks for the texts, and shows them in a window of its own.
+    void aMenuThatTheDesktopDrawsDoesNotHighlightButIsUpToDate() {
+        _source->connectedNames = QStringList{u"Ben"_qs};
+        Q_EMIT _controller->menu()->aboutToShow();
+        QVERIFY(!_controller->statusView()->isHighlighted());
+        QCOMPARE(titles().constFirst(), u"Ben"_qs);
+    }
+
+    void aMenuThatTheTrayOpensByItselfHighlightsAsWell() {
+        _controller->menu()->popup({10, 10});
+        QVERIFY(_controller->statusView()->isHighlighted());
+        _controller->menu()->hide();
+        QVERIFY(!_controller->statusView()->isHighlighted());
+    }
+
+    void anOpenMenuCanBeClosed() {
+        item().click();
+        _controller->closeMenu();
+        QVERIFY(!_controller->menu()->isVisible());
+        QVERIFY(!_controller->statusView()->isHighlighted());
+        setShown(false);
+        _controller->closeMenu();
+    }
+
+    void hidingTheItemWhileItsMenuIsOpenClosesIt() {
+        item().click();
+        const QPointer<QMenu> menu = _controller->menu();
+        setShown(false);
+        QVERIFY(!menu || !menu->isVisible());
+    }
+
+    void theHeaderIsAPlainLineWithTheSameText() {
+        _source->connectedNames = QStringList{u"Anna & Ben\n"_qs};
+        _controller->update();
+        // A menu reads "&" as the mark of a shortcut.
+        QCOMPARE(titles().constFirst(), u"Anna && Ben"_qs);
+    }
+
+    void theToggleItemPausesAndResumes() {
+        choose(u"Disable Clipmule Sync"_qs);
+        QCOMPARE(_source->enabled, false);
+        QCOMPARE(toggleTitle(), u"Enable Clipmule Sync"_qs);
+        choose(u"Enable Clipmule Sync"_qs);
+        QCOMPARE(_source->enabled, true);
+    }
+
+    void theMenuCanBeUsedFromTheKeyboard() {
+        item().click();
+        QMenu *const menu = _controller->menu();
+        QTest::keyClick(menu, Qt::Key_Down);
+        QCOMPARE(menu->activeAction()->text(), u"Disable Clipmule Sync"_qs);
+        QTest::keyClick(menu, Qt::Key_Down);
+        QCOMPARE(menu->activeAction()->text(), u"Clipmule Sync Help"_qs);
+        QTest::keyClick(menu, Qt::Key_Up);
+        QTest::keyClick(menu, Qt::Key_Return);
+        QCOMPARE(_source->enabled, false);
+    }
+
+    void theUpdateItemAsksTheAgent() {
+        choose(u"Check for Updates…"_qs);
+        QCOMPARE(_source->checks, 1);
+    }
+
+    void withoutAnUpdaterTheUpdateItemCannotBeChosen() {
+        _source->updater = false;
+        _controller->update();
+        QVERIFY(!action(u"Check for Updates…"_qs)->isEnabled());
+    }
+
+    void helpOpensTheBookAtItsAnchor() {
+        _source->bundle = Bundle::mainBundle();
+        choose(u"Clipmule Sync Help"_qs);
+        QCOMPARE(_help->registered, QStringList(Bundle::mainBundle().path()));
+        QCOMPARE(_help->opened, QStringList(u"help in Clipmule Sync Help"_qs));
+    }
+
+    void withoutABundleOrABookHelpDoesNothing() {
+        choose(u"Clipmule Sync Help"_qs);
+        QCOMPARE(_help->registered, QStringList());
+        const QTemporaryDir empty;
+        _source->bundle = Bundle(empty.path());
+        choose(u"Clipmule Sync Help"_qs);
+        QCOMPARE(_help->opened, QStringList());
+    }
+
+    void preferencesAreBroughtToTheFront() {
+        choose(u"Open Clipmule Sync Preferences…"_qs);
+        QCOMPARE(_programs->activated, QStringList(u"com.zendrik.ClipmuleSync.Preferences or "
+                                                   "/usr/bin/clipmule-preferences"_qs));
+    }
+
+    void afterItsEndNothingIsHeard() {
+        _controller.reset();
+        QCOMPARE(_bar->items.size(), 0);
+        post(ZRKStreamDidReceiveData);
+        post(ZRKUserDefaultsDidChangeNotification);
+        QCOMPARE(_bar->made, 1);
+    }
+
+    void theUpdateQuestionIsAnsweredByItsButtons_data() {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<bool>("wanted");
+        QTest::newRow("yes") << u"Install"_qs << true;
+        QTest::newRow("no") << u"Later"_qs << false;
+        QTest::newRow("window closed") << QString() << false;
+    }
+    void theUpdateQuestionIsAnsweredByItsButtons() {
+        QFETCH(QString, button);
+        QFETCH(bool, wanted);
+        UpdateQuestion question;
+        QList<bool> answers;
+        question.ask(u"<b>2</b>"_qs, [&answers](bool answer) { answers.append(answer); });
+        QVERIFY(question.window()->isVisible());
+        QCOMPARE(question.window()->text(),
+                 u"Clipmule Sync <b>2</b> is available. Do you want to install it?"_qs);
+        QCOMPARE(question.window()->textFormat(), Qt::PlainText);
+        if (button.isEmpty())
+            question.window()->close();
+        for (QAbstractButton *const one :
+             question.window() ? question.window()->buttons() : QList<QAbstractButton *>()) {
+            if (one->text() == button) {
+                one->click();
+                break;
+            }
+        }
+        QCOMPARE(answers, QList<bool>({wanted}));
+        QVERIFY(!question.window());
+    }
+
+    void anUpdateQuestionThatIsStillOpenGoesSilently() {
+        bool answered = false;
+        {
+            UpdateQuestion question;
+            question.ask(u"2"_qs, [&answered](bool) { answered = true; });
+        }
+        QVERIFY(!answered);
+    }
+
+private:
+    [[nodiscard]] kit::FakeStatusBar::Item &item() const { return *_bar->items.constFirst(); }
+
+    void setShown(bool shown) { _settings->setBoolForKey(shown, showStatus); }
+
+    static void post(const QString &name) {
+        ZRKNotificationCenter::platformDefault().postNotificationName(name);
+    }
+
+    [[nodiscard]] QStringList titles() const {
+        QStringList result;
+        for (const QAction *const one : _controller->menu()->actions())
+            result.append(one->isSeparator() ? separator : one->text());
+        return result;
+    }
+    [[nodiscard]] QString toggleTitle() const { return titles().at(1); }
+    [[nodiscard]] QString statusTitle() const { return titles().at(3); }
+
+    [[nodiscard]] QAction *action(const QString &title) const {
+        for (QAction *const one : _controller->menu()->actions()) {
+            if (one->text() == title)
+                return one;
+        }
+        return nullptr;
+    }
+    void choose(const QString &title) const {
+        QAction *const chosen = action(title);
+        QVERIFY2(chosen, qPrintable(title));
+        chosen->trigger();
+    }
+
+    kit::ManualRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    std::shared_ptr<ZRKUserDefaults> _settings;
+    std::optional<FakeSource> _source;
+    std::optional<kit::FakeStatusBar> _bar;
+    std::optional<FakeHelpManager> _help;
+    std::optional<FakeSessionPrograms> _programs;
+    std::shared_ptr<ZRKClipmuleStatusController> _controller;
+};
+
+QTEST_MAIN(StatusControllerTest)
+#include "tst_statuscontroller.moc"

@@ -1,0 +1,47 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "ui/UpdateQuestion.h"
+
+#include <QCoreApplication>
+#include <QMessageBox>
+#include <QPushButton>
+
+#include <utility>
+
+namespace clipmule {
+
+UpdateQuestion::UpdateQuestion() = default;
+
+UpdateQuestion::~UpdateQuestion() {
+    if (_window)
+        _window->disconnect();
+}
+
+void UpdateQuestion::ask(const QString &version, std::function<void(bool wanted)> answer) {
+    if (_window)
+        _window->reject();
+    _window = std::make_unique<QMessageBox>();
+    _window->setIcon(QMessageBox::Question);
+    _window->setWindowTitle(QCoreApplication::translate("Clipmule", "Clipmule Sync"));
+    // From the package manager: no markup.
+    _window->setTextFormat(Qt::PlainText);
+    _window->setText(QCoreApplication::translate(
+                         "Clipmule", "Clipmule Sync %1 is available. Do you want to install it?")
+                         .arg(version));
+    QPushButton *const install = _window->addButton(
+        QCoreApplication::translate("Clipmule", "Install"), QMessageBox::AcceptRole);
+    _window->addButton(QCoreApplication::translate("Clipmule", "Later"), QMessageBox::RejectRole);
+    _window->setDefaultButton(install);
+    QObject::connect(_window.get(), &QMessageBox::finished, _window.get(),
+                     [this, install, answer = std::move(answer)] {
+                         // Kept by the window, which goes.
+                         const auto callback = answer;
+                         const bool wanted = _window->clickedButton() == install;
+                         _window.release()->deleteLater();
+                         callback(wanted);
+                     });
+    _window->open();
+}
+
+} // namespace clipmule

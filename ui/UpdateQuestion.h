@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+class QMessageBox;
+
+namespace clipmule {
+
+/// Asks, in a window that nobody waits for, whether a newer version is to be installed.
+class UpdateQuestion final {
+public:
+    UpdateQuestion();
+    /// A question that is still open goes without an answer.
+    ~UpdateQuestion();
+    UpdateQuestion(const UpdateQuestion &) = delete;
+    UpdateQuestion &operator=(const UpdateQuestion &) = delete;
+
+    /// Instead of a question that is still open, which is answered with no.
+    void ask(const QString &version, std::function<void(bool wanted)> answer);
+    /// Null when there is no question.
+    [[nodiscard]] QMessageBox *window() const { return _window.get(); }
+
+private:
+    std::unique_ptr<QMessageBox> _window;
+};
+
+} // namespace clipmule

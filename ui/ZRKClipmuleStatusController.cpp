@@ -1,0 +1,261 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "ui/ZRKClipmuleStatusController.h"
+
+#include "net/ZRKStreamNotifications.h"
+#include "platform/desktop/HelpManager.h"
+#include "platform/desktop/SessionPrograms.h"
+#include "platform/desktop/StatusItem.h"
+#include "support/PlatformNotifications.h"
+#include "support/ZRKNotificationCenter.h"
+#include "support/ZRKUserDefaults.h"
+#include "ui/SyncStatusSource.h"
+#include "ui/ZRKClipmuleDeviceMenuView.h"
+#include "ui/ZRKClipmuleStatusView.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QIcon>
+#include <QMenu>
+#include <QWidgetAction>
+
+#include <utility>
+
+namespace clipmule {
+
+namespace {
+
+const QString showStatusKey = QStringLiteral("showStatus");
+const QString helpBookNameKey = QStringLiteral("CFBundleHelpBookName");
+const QString helpAnchor = QStringLiteral("help");
+const QString preferencesProgram = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
+// Posted by the agent.
+const QString statusDidChange = QStringLiteral("ZRKClipmuleSyncStatusDidChange");
+
+// In pixels: what status areas ask for, on ordinary and on dense screens.
+constexpr int iconSides[] = {16, 22, 24, 32, 44, 48};
+constexpr int comparedSide = 48;
+
+} // namespace
+
+// A menu that the desktop draws from our texts is about to be shown as well, but never seen here,
+// and not every desktop tells when it has gone: only the window itself says whether it is there.
+class ZRKClipmuleStatusController::MenuWatch final : public QObject {
+public:
+    explicit MenuWatch(ZRKClipmuleStatusController &controller)
+        : _controller(controller) {}
+
+    bool eventFilter(QObject *, QEvent *event) override {
+        if (event->type() == QEvent::Show)
+            _controller.menuVisibilityDidChange(true);
+        else if (event->type() == QEvent::Hide)
+            _controller.menuVisibilityDidChange(false);
+        return false;
+    }
+
+private:
+    ZRKClipmuleStatusController &_controller;
+};
+
+std::shared_ptr<ZRKClipmuleStatusController> ZRKClipmuleStatusController::init(Services services) {
+    using Self = ZRKClipmuleStatusController;
+    auto controller = std::make_shared<Self>(Key{}, std::move(services));
+    Self *const self = controller.get();
+    auto &center = ZRKNotificationCenter::platformDefault();
+    const Selector settingsChanged = selector<&Self::defaultsDidChange>("defaultsDidChange");
+    center.addObserver(self, settingsChanged, ZRKUserDefaultsDidChangeNotification);
+    center.addObserver(self, settingsChanged, NSUserDefaultsDidChangeNotification);
+    center.addObserver(self, selector<&Self::update>("update"), statusDidChange);
+    const Selector dataMoved = selector<&Self::startNetworkActivity>("startNetworkActivity");
+    center.addObserver(self, dataMoved, ZRKStreamDidReceiveData);
+    center.addObserver(self, dataMoved, ZRKStreamDidSendData);
+    self->defaultsDidChange();
+    return controller;
+}
+
+ZRKClipmuleStatusController::ZRKClipmuleStatusController(Key, Services services)
+    : _services(std::move(services)) {}
+
+ZRKClipmuleStatusController::~ZRKClipmuleStatusController() {
+    ZRKNotificationCenter::platformDefault().removeObserver(this);
+    if (!_statusItem)
+        return;
+    _menu->removeEventFilter(_menuWatch.get());
+    _statusItem->setMenu(nullptr);
+}
+
+void ZRKClipmuleStatusController::defaultsDidChange() {
+    const bool show = _services.sharedDefaults.boolForKey(showStatusKey);
+    if (!show && _statusItem)
+        hideStatusItem();
+    else if (show && !_statusItem)
+        showStatusItem();
+    update();
+}
+
+void ZRKClipmuleStatusController::showStatusItem() {
+    _statusItem = _services.statusBar.statusItemWithLength(statusItemLength);
+    _statusView = std::make_unique<ZRKClipmuleStatusView>(_services.source, _services.bundle);
+    _statusView->setAction([this](ZRKClipmuleStatusView &) { popUp(); });
+    _statusView->setNeedsDisplayCallback([this] { redraw(); });
+    _statusView->setNetworkActive(_networkActive);
+    _menu = makeMenu();
+    _statusItem->setDelegate({.clicked = [this] { _statusView->mouseDown(); },
+                              .hostDidChange =
+                                  [this] {
+                                      if (_statusItemDidChange)
+                                          _statusItemDidChange();
+                                  }});
+    _statusItem->setName(QCoreApplication::translate("Clipmule", "Clipmule Sync"));
+    redraw();
+    _statusItem->setMenu(_menu.get());
+    if (_statusItemDidChange)
+        _statusItemDidChange();
+}
+
+void ZRKClipmuleStatusController::hideStatusItem() {
+    _statusItem->setMenu(nullptr);
+    _statusItem.reset();
+    _menu->removeEventFilter(_menuWatch.get());
+    _menu->hide();
+    // One of its own commands may have led here.
+    _menu.release()->deleteLater();
+    _headerItem = _toggleItem = _statusTextItem = _updateItem = nullptr;
+    _header = nullptr;
+    _statusView.reset();
+    _drawn = {};
+    if (_statusItemDidChange)
+        _statusItemDidChange();
+}
+
+std::unique_ptr<QMenu> ZRKClipmuleStatusController::makeMenu() {
+    using Self = ZRKClipmuleStatusController;
+    auto menu = std::make_unique<QMenu>();
+    menu->setAccessibleName(QCoreApplication::translate("Clipmule", "Clipmule Sync"));
+
+    auto *const header = new QWidgetAction(menu.get());
+    _header = new ZRKClipmuleDeviceMenuView(_services.source, _services.bundle);
+    header->setDefaultWidget(_header);
+    // Where the desktop draws the menu, the header is a line that cannot be chosen.
+    header->setEnabled(false);
+    menu->addAction(header);
+    _headerItem = header;
+    _toggleItem = addItem(*menu, {}, &Self::togglePause);
+    menu->addSeparator();
+    _statusTextItem = menu->addAction(QString());
+    _statusTextItem->setEnabled(false);
+    menu->addSeparator();
+    addItem(*menu, QCoreApplication::translate("Clipmule", "Clipmule Sync Help"), &Self::showHelp);
+    _updateItem = menu->addAction(QCoreApplication::translate("Clipmule", "Check for Updates…"));
+    SyncStatusSource &source = _services.source;
+    QObject::connect(_updateItem, &QAction::triggered, menu.get(),
+                     [&source] { source.checkForUpdates(); });
+    addItem(*menu, QCoreApplication::translate("Clipmule", "Open Clipmule Sync Preferences…"),
+            &Self::launchPreferences);
+
+    // The desktop may ask for the texts when it shows the menu itself.
+    QObject::connect(menu.get(), &QMenu::aboutToShow, menu.get(), [this] { update(); });
+    _menuWatch = std::make_unique<MenuWatch>(*this);
+    menu->installEventFilter(_menuWatch.get());
+    return menu;
+}
+
+QAction *ZRKClipmuleStatusController::addItem(QMenu &menu, const QString &title,
+                                              void (ZRKClipmuleStatusController::*action)()) {
+    QAction *const item = menu.addAction(title);
+    QObject::connect(item, &QAction::triggered, &menu, [this, action] { (this->*action)(); });
+    return item;
+}
+
+void ZRKClipmuleStatusController::update() {
+    if (!_statusItem)
+        return;
+    const SyncStatusSource &source = _services.source;
+    const bool enabled = source.isEnabled();
+    // A name from outside may hold the mark of a keyboard shortcut.
+    _headerItem->setText(_header->serverName().simplified().replace(u'&', QStringLiteral("&&")));
+    _toggleItem->setText(enabled ? QCoreApplication::translate("Clipmule", "Disable Clipmule Sync")
+                                 : QCoreApplication::translate("Clipmule", "Enable Clipmule Sync"));
+    QString status;
+    if (!enabled)
+        status = QCoreApplication::translate("Clipmule", "Disabled…");
+    else if (!source.isConnected())
+        status = QCoreApplication::translate("Clipmule", "Not Connected…");
+    else if (_networkActive)
+        status = QCoreApplication::translate("Clipmule", "Transfering Data…");
+    else
+        status = QCoreApplication::translate("Clipmule", "Idle…");
+    _statusTextItem->setText(status);
+    _updateItem->setEnabled(_services.source.hasUpdater());
+    _statusView->setNetworkActive(_networkActive);
+    _statusView->setNeedsDisplay();
+}
+
+void ZRKClipmuleStatusController::redraw() {
+    if (!_statusItem)
+        return;
+    // Settings and statistics change with every clip, the picture seldom does; each one that is set
+    // goes to the desktop.
+    QImage drawn = _statusView->squareImage(comparedSide);
+    if (drawn == _drawn)
+        return;
+    QIcon icon;
+    for (const int side : iconSides)
+        icon.addPixmap(
+            QPixmap::fromImage(side == comparedSide ? drawn : _statusView->squareImage(side)));
+    _drawn = std::move(drawn);
+    _statusItem->setIcon(icon);
+}
+
+void ZRKClipmuleStatusController::popUp() {
+    if (!_statusItem)
+        return;
+    _statusItem->popUpMenu();
+    if (!_menu->isVisible())
+        _statusView->setHighlighted(false);
+}
+
+void ZRKClipmuleStatusController::closeMenu() {
+    if (_statusItem)
+        _statusItem->closeMenu();
+}
+
+void ZRKClipmuleStatusController::menuVisibilityDidChange(bool visible) {
+    if (_statusView)
+        _statusView->setHighlighted(visible);
+}
+
+void ZRKClipmuleStatusController::togglePause() {
+    _services.source.setEnabled(!_services.source.isEnabled());
+}
+
+void ZRKClipmuleStatusController::showHelp() {
+    const Bundle *const bundle = _services.source.prefPaneBundle();
+    if (!bundle)
+        return;
+    _services.helpManager.registerBooksInBundle(*bundle);
+    const PropertyList *const name = find(bundle->infoDictionary(), helpBookNameKey);
+    if (const auto *const book = name ? name->as<QString>() : nullptr)
+        _services.helpManager.openHelpAnchorInBook(helpAnchor, *book);
+}
+
+void ZRKClipmuleStatusController::launchPreferences() {
+    _services.sessionPrograms.activate(preferencesProgram, _services.preferencesExecutable);
+}
+
+void ZRKClipmuleStatusController::startNetworkActivity() {
+    if (!_networkActive) {
+        _networkActive = true;
+        update();
+    }
+    _stopNetworkActivity =
+        RunLoop::current().performAfter(activityDuration, [this] { stopNetworkActivity(); });
+}
+
+void ZRKClipmuleStatusController::stopNetworkActivity() {
+    _networkActive = false;
+    update();
+}
+
+} // namespace clipmule
