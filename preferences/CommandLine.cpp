@@ -47,6 +47,7 @@ const QList<Rule> &rules() {
         {QLatin1String("enable"), Kind::Enable, {}, {}},
         {QLatin1String("disable"), Kind::Disable, {}, {}},
         {QLatin1String("status"), Kind::Status, {}, {jsonOption}},
+        {QLatin1String("doctor"), Kind::Doctor, {}, {waitOption, jsonOption}},
     };
     return all;
 }
@@ -246,6 +247,8 @@ QString usage() {
         "  list [--json]                         show the registered phones\n"
         "  enable, disable                       switch synchronisation on or off\n"
         "  status [--json]                       show what is set, and whether the agent runs\n"
+        "  doctor [--wait SECONDS] [--json]      show what works and what does not, for a bug\n"
+        "                                        report; status 1 when something is broken\n"
         "  get KEY [--domain DOMAIN]             show a setting\n"
         "  set KEY VALUE [--domain DOMAIN]       change a setting\n"
         "      [--string | --plist]\n"

@@ -22,6 +22,7 @@ struct PreferencesCommand {
         Enable,
         Disable,
         Status,
+        Doctor,
         Help,
         Version,
     };

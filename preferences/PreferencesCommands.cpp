@@ -5,6 +5,7 @@
 
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/preferences/PreferencesDatabase.h"
+#include "preferences/Doctor.h"
 #include "preferences/RegisteredPhones.h"
 #include "preferences/SettingsStores.h"
 #include "preferences/ShownText.h"
@@ -69,6 +70,7 @@ PreferencesCommands::PreferencesCommands(Services services)
     : _services(std::move(services)) {}
 
 PreferencesCommands::~PreferencesCommands() {
+    _phones.reset();
     // The shared store stands on the services.
     ZRKUserDefaults::setEnvironment({});
 }
@@ -106,6 +108,9 @@ void PreferencesCommands::perform(const PreferencesCommand &command) {
         return;
     case Kind::Status:
         status();
+        return;
+    case Kind::Doctor:
+        doctor();
         return;
     case Kind::Help:
     case Kind::Version:
@@ -245,6 +250,48 @@ void PreferencesCommands::printStatusAsJson(std::optional<bool> agentRuns) {
                               agentRuns ? QJsonValue(*agentRuns) : QJsonValue(QJsonValue::Null)},
                              {QStringLiteral("phones"), asJson(phones)},
                              {QStringLiteral("statistics"), counters}}));
+}
+
+void PreferencesCommands::doctor() {
+    const auto stores = SettingsStores::open(_services.preferences);
+    if (!stores)
+        return;
+    _phones =
+        std::make_unique<PhoneList>(_services.dnssd(), *_services.preferences.database, *stores);
+    StatusReader &agent = _services.agent();
+    agent.onChange = [this, &agent] { _phones->setAgentStatus(agent.status()); };
+    _phones->start();
+    agent.start();
+    _services.network().look([this](const dnssd::NetworkFacts &facts) { _network = facts; });
+    // What is there is found while the network is asked, which ends first.
+    const RunLoop::Seconds least = dnssd::NetworkProbe::answerTime + RunLoop::Seconds(0.5);
+    _end =
+        RunLoop::current().performAfter(std::max(_command.wait, least), [this] { finishDoctor(); });
+}
+
+void PreferencesCommands::finishDoctor() {
+    StatusReader &agent = _services.agent();
+    agent.onChange = {};
+    Doctor::Facts facts = Doctor::factsOfThisSession();
+    facts.version = _services.version;
+    facts.hasSessionBus = agent.hasBus();
+    facts.agent = agent.agent();
+    facts.status = agent.status();
+    facts.network = _network.value_or(dnssd::NetworkFacts());
+    facts.syncEnabled = isEnabled();
+    facts.listIsReadable =
+        RegisteredPhones::isList(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
+    facts.registered = _phones->registered();
+    facts.available = _phones->available();
+    _phones->stop();
+    const Doctor::Report report = Doctor::examine(facts);
+    if (_command.asJson) {
+        _services.print(compact(report.json));
+    } else {
+        for (const QString &line : report.lines)
+            _services.print(line);
+    }
+    _services.finish(report.problems.isEmpty() ? 0 : 1);
 }
 
 std::shared_ptr<ZRKUserDefaults> PreferencesCommands::open(Domain domain) {

@@ -3,8 +3,11 @@
 
 #pragma once
 
+#include "platform/desktop/StatusInterface.h"
 #include "platform/dnssd/NetService.h"
+#include "platform/dnssd/NetworkFacts.h"
 #include "preferences/CommandLine.h"
+#include "preferences/PhoneList.h"
 #include "support/ZRKUserDefaults.h"
 
 #include <QSet>
@@ -19,6 +22,11 @@ public:
         ZRKUserDefaults::Environment preferences;
         /// Where phones are looked for; not asked for before that.
         std::function<dnssd::Backend &()> dnssd;
+        /// Who tells of the agent, and who of the network; not asked for before that.
+        std::function<StatusReader &()> agent;
+        std::function<dnssd::NetworkProbe &()> network;
+        /// Of this program.
+        QString version;
         /// Whether a program of this session has a name on the session bus; no answer without one.
         std::function<void(const QString &name, std::function<void(std::optional<bool>)>)>
             findOwner;
@@ -52,6 +60,8 @@ private:
     void get();
     void setEnabled(bool enabled);
     void status();
+    void doctor();
+    void finishDoctor();
     void printStatus(std::optional<bool> agentRuns);
     void printStatusAsJson(std::optional<bool> agentRuns);
 
@@ -68,6 +78,8 @@ private:
     PreferencesCommand _command;
     std::map<PreferencesCommand::Domain, std::shared_ptr<ZRKUserDefaults>> _stores;
     std::unique_ptr<NetServiceBrowser> _browser;
+    std::unique_ptr<PhoneList> _phones;
+    std::optional<dnssd::NetworkFacts> _network;
     RunLoop::Timer _end;
     QSet<QString> _found;
 };

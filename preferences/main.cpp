@@ -71,6 +71,8 @@ int main(int argc, char *argv[]) {
     FilePreferencesDatabase database(FilePreferencesDatabase::defaultFolder());
     const auto notifications = makeDBusDistributedNotifications();
     SessionNames names;
+    const auto agent = makeStatusReader();
+    const auto network = dnssd::makeNetworkProbe();
     std::unique_ptr<dnssd::Backend> dnssd;
 
     PreferencesCommands::Services services;
@@ -81,6 +83,9 @@ int main(int argc, char *argv[]) {
             dnssd = dnssd::makeAutoBackend();
         return *dnssd;
     };
+    services.agent = [&agent]() -> StatusReader & { return *agent; };
+    services.network = [&network]() -> dnssd::NetworkProbe & { return *network; };
+    services.version = QStringLiteral(CLIPMULE_VERSION);
     services.findOwner = [&names](const QString &name,
                                   std::function<void(std::optional<bool>)> answer) {
         names.findOwner(name, std::move(answer));

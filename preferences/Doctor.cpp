@@ -1,0 +1,333 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "preferences/Doctor.h"
+
+#include "preferences/ShownText.h"
+
+#include <QJsonArray>
+#include <QSysInfo>
+
+#include <algorithm>
+
+namespace clipmule::Doctor {
+
+namespace {
+
+using Agent = StatusReader::Agent;
+using Multicast = dnssd::NetworkFacts::Multicast;
+using Presence = PhoneList::Presence;
+
+constexpr int labelWidth = 14;
+
+QString line(const QString &label, const QString &value) {
+    return label.leftJustified(labelWidth) + value;
+}
+
+QString yesOrNo(bool value) {
+    return value ? QStringLiteral("yes") : QStringLiteral("no");
+}
+
+QString orNone(const QString &text) {
+    return text.isEmpty() ? QStringLiteral("none") : ShownText::onOneLine(text);
+}
+
+// For reports that travel between languages and time zones.
+QString plainDate(const std::optional<Date> &date) {
+    return date ? date->toDateTime().toString(Qt::ISODate) : QString();
+}
+
+QJsonValue jsonDate(const std::optional<Date> &date) {
+    return date ? QJsonValue(plainDate(date)) : QJsonValue(QJsonValue::Null);
+}
+
+QString nameOf(Agent agent) {
+    switch (agent) {
+    case Agent::Unknown:
+        return QStringLiteral("unknown");
+    case Agent::NotRunning:
+        return QStringLiteral("not running");
+    case Agent::Running:
+        return QStringLiteral("running");
+    case Agent::Silent:
+        break;
+    }
+    return QStringLiteral("silent");
+}
+
+QString nameOf(Presence presence) {
+    switch (presence) {
+    case Presence::Connected:
+        return QStringLiteral("connected");
+    case Presence::Seen:
+        return QStringLiteral("seen");
+    case Presence::NotSeen:
+        break;
+    }
+    return QStringLiteral("not seen");
+}
+
+QString nameOf(Multicast multicast) {
+    switch (multicast) {
+    case Multicast::Untried:
+        return QStringLiteral("untried");
+    case Multicast::Refused:
+        return QStringLiteral("refused");
+    case Multicast::NoAnswer:
+        return QStringLiteral("no answer");
+    case Multicast::OnlyOwn:
+        return QStringLiteral("only this computer answers");
+    case Multicast::OthersAnswer:
+        break;
+    }
+    return QStringLiteral("other devices answer");
+}
+
+QString pasteboardText(const Facts &facts) {
+    if (!facts.status)
+        return QStringLiteral("unknown: only a running agent can tell");
+    return QStringLiteral("%1: reading %2, writing %3")
+        .arg(facts.status->pasteboardBackend, yesOrNo(facts.status->pasteboardCanRead),
+             yesOrNo(facts.status->pasteboardCanWrite));
+}
+
+QString agentText(const Facts &facts) {
+    switch (facts.agent) {
+    case Agent::Unknown:
+        return QStringLiteral("unknown: no session bus to ask");
+    case Agent::NotRunning:
+        return QStringLiteral("not running");
+    case Agent::Silent:
+        return QStringLiteral("running, but tells nothing about itself");
+    case Agent::Running:
+        break;
+    }
+    return QStringLiteral("running, version %1, Qt %2")
+        .arg(facts.status->version, facts.status->qtVersion);
+}
+
+QString phoneText(const PhoneList::Phone &phone) {
+    QString text =
+        QStringLiteral("%1 (%2): %3")
+            .arg(phone.name, ShownText::onOneLine(phone.service), nameOf(phone.presence));
+    if (phone.presence == Presence::NotSeen && phone.lastSeen)
+        text += QStringLiteral(", last seen %1").arg(plainDate(phone.lastSeen));
+    if (!phone.lastError.isEmpty())
+        text += QStringLiteral(", last error: %1").arg(phone.lastError);
+    return text;
+}
+
+QStringList interfaceLines(const dnssd::NetworkFacts &network) {
+    QStringList result;
+    for (const auto &interface : network.interfaces) {
+        if (interface.isLoopback)
+            continue;
+        result.append(
+            QStringLiteral("%1: %2%3, %4")
+                .arg(interface.name, interface.isUp ? QStringLiteral("up") : QStringLiteral("down"),
+                     interface.canMulticast ? QString() : QStringLiteral(", no multicast"),
+                     interface.addresses.isEmpty()
+                         ? QStringLiteral("no address")
+                         : interface.addresses.join(QStringLiteral(", "))));
+    }
+    return result;
+}
+
+// The first value beside the label, the others below it.
+void appendBlock(QStringList &lines, const QString &label, const QStringList &values) {
+    if (values.isEmpty())
+        lines.append(line(label, QStringLiteral("none")));
+    for (qsizetype i = 0; i < values.size(); ++i)
+        lines.append(line(i == 0 ? label : QString(), values[i]));
+}
+
+QStringList problemsOfAgent(const Facts &facts) {
+    if (!facts.hasSessionBus)
+        return {QStringLiteral("There is no session bus: the agent can neither be asked nor told "
+                               "of changed settings.")};
+    if (facts.agent == Agent::NotRunning)
+        return {QStringLiteral("The agent is not running. Start clipmule-sync.")};
+    if (!facts.status)
+        return {QStringLiteral("The agent does not answer. Start clipmule-sync anew.")};
+    QStringList problems;
+    if (!facts.status->pasteboardCanRead)
+        problems.append(QStringLiteral("The clipboard cannot be read: nothing copied here reaches "
+                                       "a phone."));
+    if (!facts.status->pasteboardCanWrite)
+        problems.append(QStringLiteral("The clipboard cannot be written: nothing copied on a phone "
+                                       "arrives."));
+    if (!facts.status->canPaste)
+        problems.append(QStringLiteral("What arrives is not pasted by itself."));
+    return problems;
+}
+
+QStringList problemsOfNetwork(const Facts &facts) {
+    // Whatever the network looks like, it does what it is for.
+    if (std::any_of(facts.registered.begin(), facts.registered.end(),
+                    [](const auto &phone) { return phone.presence == Presence::Connected; }))
+        return {};
+    if (!facts.network.hasUsableInterface())
+        return {QStringLiteral("This computer is not in a network.")};
+    if (facts.network.multicast == Multicast::Refused)
+        return {QStringLiteral("This computer lets no multicast out: %1.")
+                    .arg(facts.network.multicastError)};
+    return {};
+}
+
+QStringList problemsOfPhones(const Facts &facts) {
+    if (!facts.listIsReadable)
+        return {QStringLiteral("The list of registered phones holds something else.")};
+    QStringList problems;
+    if (!facts.syncEnabled || !facts.status)
+        return problems;
+    for (const auto &phone : facts.registered) {
+        if (phone.presence == Presence::Seen && !phone.lastError.isEmpty())
+            problems.append(QStringLiteral("%1 is on the network, but not connected: %2.")
+                                .arg(phone.name, phone.lastError));
+    }
+    return problems;
+}
+
+QJsonArray asJson(const QList<PhoneList::Phone> &phones) {
+    QJsonArray result;
+    for (const auto &phone : phones)
+        result.append(QJsonObject{{QStringLiteral("service"), phone.service},
+                                  {QStringLiteral("name"), phone.name},
+                                  {QStringLiteral("state"), nameOf(phone.presence)},
+                                  {QStringLiteral("lastSeen"), jsonDate(phone.lastSeen)},
+                                  {QStringLiteral("lastError"), phone.lastError}});
+    return result;
+}
+
+QJsonObject asJson(const AgentStatus &status) {
+    const bool hasRefused = !status.lastRefusedClip.isEmpty();
+    const QJsonObject refused{{QStringLiteral("reason"), status.lastRefusedClip},
+                              {QStringLiteral("date"), jsonDate(status.lastRefusedClipDate)}};
+    return {{QStringLiteral("version"), status.version},
+            {QStringLiteral("qtVersion"), status.qtVersion},
+            {QStringLiteral("pasteboardBackend"), status.pasteboardBackend},
+            {QStringLiteral("pasteboardCanRead"), status.pasteboardCanRead},
+            {QStringLiteral("pasteboardCanWrite"), status.pasteboardCanWrite},
+            {QStringLiteral("pasteBackend"), status.pasteBackend},
+            {QStringLiteral("canPaste"), status.canPaste},
+            {QStringLiteral("trayKind"), status.trayKind},
+            {QStringLiteral("discovery"), status.discovery},
+            {QStringLiteral("lastRefusedClip"),
+             hasRefused ? QJsonValue(refused) : QJsonValue(QJsonValue::Null)}};
+}
+
+QJsonObject asJson(const dnssd::NetworkFacts &network) {
+    QJsonArray interfaces;
+    for (const auto &interface : network.interfaces)
+        interfaces.append(QJsonObject{
+            {QStringLiteral("name"), interface.name},
+            {QStringLiteral("up"), interface.isUp},
+            {QStringLiteral("loopback"), interface.isLoopback},
+            {QStringLiteral("multicast"), interface.canMulticast},
+            {QStringLiteral("addresses"), QJsonArray::fromStringList(interface.addresses)}});
+    return {{QStringLiteral("avahiRuns"), network.avahiRuns},
+            {QStringLiteral("avahiVersion"), network.avahiVersion},
+            {QStringLiteral("interfaces"), interfaces},
+            {QStringLiteral("multicast"), nameOf(network.multicast)},
+            {QStringLiteral("multicastError"), network.multicastError}};
+}
+
+QJsonObject asJson(const Facts &facts, const QStringList &problems) {
+    return {
+        {QStringLiteral("version"), facts.version},
+        {QStringLiteral("qtVersion"), facts.qtVersion},
+        {QStringLiteral("system"), facts.system},
+        {QStringLiteral("sessionType"), facts.sessionType},
+        {QStringLiteral("desktop"), facts.desktop},
+        {QStringLiteral("display"), facts.display},
+        {QStringLiteral("waylandDisplay"), facts.waylandDisplay},
+        {QStringLiteral("sessionBus"), facts.hasSessionBus},
+        {QStringLiteral("systemBus"), facts.network.hasSystemBus},
+        {QStringLiteral("agent"), nameOf(facts.agent)},
+        {QStringLiteral("agentStatus"),
+         facts.status ? QJsonValue(asJson(*facts.status)) : QJsonValue(QJsonValue::Null)},
+        {QStringLiteral("network"), asJson(facts.network)},
+        {QStringLiteral("syncEnabled"), facts.syncEnabled},
+        {QStringLiteral("phones"), asJson(facts.registered)},
+        {QStringLiteral("otherPhones"), asJson(facts.available)},
+        {QStringLiteral("problems"), QJsonArray::fromStringList(problems)},
+    };
+}
+
+QStringList asLines(const Facts &facts, const QStringList &problems) {
+    const auto &status = facts.status;
+    const QString unknown = QStringLiteral("unknown");
+    QStringList lines{
+        line(QStringLiteral("version"), QStringLiteral("Clipmule Sync %1, Qt %2, %3")
+                                            .arg(facts.version, facts.qtVersion, facts.system)),
+        line(QStringLiteral("session"),
+             QStringLiteral("%1; desktop: %2; X display: %3; Wayland display: %4")
+                 .arg(orNone(facts.sessionType), orNone(facts.desktop), orNone(facts.display),
+                      orNone(facts.waylandDisplay))),
+        line(QStringLiteral("D-Bus"),
+             QStringLiteral("session bus: %1; system bus: %2")
+                 .arg(yesOrNo(facts.hasSessionBus), yesOrNo(facts.network.hasSystemBus))),
+        line(QStringLiteral("agent"), agentText(facts)),
+        line(QStringLiteral("clipboard"), pasteboardText(facts)),
+        line(QStringLiteral("pasting"), status ? status->pasteBackend : unknown),
+        line(QStringLiteral("tray"), status ? status->trayKind : unknown),
+        line(
+            QStringLiteral("Avahi"),
+            !facts.network.avahiRuns
+                ? QStringLiteral("no daemon; phones are looked for without it")
+                : QStringLiteral("runs, %1").arg(ShownText::onOneLine(facts.network.avahiVersion))),
+    };
+    if (status)
+        lines.append(line(QStringLiteral("discovery"), status->discovery));
+    appendBlock(lines, QStringLiteral("interfaces"), interfaceLines(facts.network));
+    lines.append(line(QStringLiteral("multicast"), facts.network.multicastError.isEmpty()
+                                                       ? nameOf(facts.network.multicast)
+                                                       : nameOf(facts.network.multicast) +
+                                                             QStringLiteral(": ") +
+                                                             facts.network.multicastError));
+    lines.append(line(QStringLiteral("sync"),
+                      facts.syncEnabled ? QStringLiteral("on") : QStringLiteral("off")));
+    QStringList registered;
+    for (const auto &phone : facts.registered)
+        registered.append(phoneText(phone));
+    appendBlock(lines, QStringLiteral("phones"), registered);
+    QStringList others;
+    for (const auto &phone : facts.available)
+        others.append(phone.name);
+    appendBlock(lines, QStringLiteral("other phones"), others);
+    lines.append(
+        line(QStringLiteral("last refused"),
+             !status ? unknown
+             : status->lastRefusedClip.isEmpty()
+                 ? QStringLiteral("none")
+                 : QStringLiteral("%1, %2").arg(plainDate(status->lastRefusedClipDate),
+                                                ShownText::onOneLine(status->lastRefusedClip))));
+    lines.append(QString());
+    appendBlock(lines, QStringLiteral("problems"), problems);
+    return lines;
+}
+
+} // namespace
+
+Report examine(const Facts &facts) {
+    Report report;
+    report.problems = problemsOfAgent(facts) + problemsOfNetwork(facts) + problemsOfPhones(facts);
+    report.lines = asLines(facts, report.problems);
+    report.json = asJson(facts, report.problems);
+    return report;
+}
+
+Facts factsOfThisSession() {
+    Facts facts;
+    facts.qtVersion = QString::fromLatin1(qVersion());
+    facts.system =
+        QStringLiteral("%1, %2 %3")
+            .arg(QSysInfo::prettyProductName(), QSysInfo::kernelType(), QSysInfo::kernelVersion());
+    facts.sessionType = qEnvironmentVariable("XDG_SESSION_TYPE");
+    facts.desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
+    facts.display = qEnvironmentVariable("DISPLAY");
+    facts.waylandDisplay = qEnvironmentVariable("WAYLAND_DISPLAY");
+    return facts;
+}
+
+} // namespace clipmule::Doctor

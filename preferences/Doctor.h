@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/dnssd/NetworkFacts.h"
+#include "preferences/PhoneList.h"
+
+#include <QJsonObject>
+
+namespace clipmule {
+
+/// Looks at all that has to work for the clipboard to be in step with a phone, for a bug report.
+/// In plain English, and without anything of any clip's contents.
+namespace Doctor {
+
+struct Facts {
+    QString version;
+    QString qtVersion;
+    /// Of the distribution, and its kernel.
+    QString system;
+    /// "x11", "wayland", … as the session says; empty where it does not.
+    QString sessionType;
+    /// The desktop's name for itself.
+    QString desktop;
+    /// The X display and the Wayland one; empty where there is none.
+    QString display;
+    QString waylandDisplay;
+    bool hasSessionBus = false;
+    StatusReader::Agent agent = StatusReader::Agent::Unknown;
+    std::optional<AgentStatus> status;
+    dnssd::NetworkFacts network;
+    bool syncEnabled = true;
+    /// Whether the list of registered phones can be read.
+    bool listIsReadable = true;
+    QList<PhoneList::Phone> registered;
+    QList<PhoneList::Phone> available;
+};
+
+struct Report {
+    /// One screen.
+    QStringList lines;
+    /// The same for programs.
+    QJsonObject json;
+    /// What keeps the user from what the program is for, one sentence each; empty when all is well.
+    QStringList problems;
+};
+
+[[nodiscard]] Report examine(const Facts &facts);
+
+/// What the environment and the system tell; the rest is left as it is.
+[[nodiscard]] Facts factsOfThisSession();
+
+} // namespace Doctor
+
+} // namespace clipmule

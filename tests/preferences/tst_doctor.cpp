@@ -1,0 +1,228 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "preferences/Doctor.h"
+
+#include <QJsonArray>
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+using Agent = StatusReader::Agent;
+using Multicast = dnssd::NetworkFacts::Multicast;
+using Presence = PhoneList::Presence;
+
+PhoneList::Phone phone(const QString &name, Presence presence, const QString &error = QString()) {
+    return {.service = name + QStringLiteral("'s Phone"),
+            .name = name,
+            .isRegistered = true,
+            .presence = presence,
+            .lastSeen = Date{0}, // 2001-01-01
+            .details = {},
+            .lastError = error};
+}
+
+/// A computer on which all is well.
+Doctor::Facts healthy() {
+    Doctor::Facts facts;
+    facts.version = QStringLiteral("1.2.3");
+    facts.qtVersion = QStringLiteral("6.4.2");
+    facts.system = QStringLiteral("Debian 12");
+    facts.sessionType = QStringLiteral("x11");
+    facts.display = QStringLiteral(":0");
+    facts.hasSessionBus = true;
+    facts.agent = Agent::Running;
+    facts.status.emplace();
+    facts.status->version = QStringLiteral("1.2.3");
+    facts.status->pasteboardBackend = QStringLiteral("x11");
+    facts.status->pasteboardCanRead = true;
+    facts.status->pasteboardCanWrite = true;
+    facts.status->pasteBackend = QStringLiteral("xtest");
+    facts.status->canPaste = true;
+    facts.status->trayKind = QStringLiteral("notifier");
+    facts.status->discovery = QStringLiteral("Avahi's daemon");
+    facts.network.hasSystemBus = true;
+    facts.network.avahiRuns = true;
+    facts.network.avahiVersion = QStringLiteral("avahi 0.8");
+    facts.network.interfaces.append({.name = QStringLiteral("lo"),
+                                     .addresses = {QStringLiteral("127.0.0.1")},
+                                     .isLoopback = true,
+                                     .isUp = true,
+                                     .canMulticast = false});
+    facts.network.interfaces.append({.name = QStringLiteral("eth0"),
+                                     .addresses = {QStringLiteral("10.0.0.1")},
+                                     .isLoopback = false,
+                                     .isUp = true,
+                                     .canMulticast = true});
+    facts.network.multicast = Multicast::OthersAnswer;
+    facts.registered.append(phone(QStringLiteral("Bert"), Presence::NotSeen));
+    return facts;
+}
+
+QString text(const Doctor::Facts &facts) {
+    return Doctor::examine(facts).lines.join(u'\n');
+}
+
+} // namespace
+
+class DoctorTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void aHealthyComputerHasNoProblem() {
+        const Doctor::Report report = Doctor::examine(healthy());
+        QCOMPARE(report.problems, QStringList());
+        QCOMPARE(report.lines.last(), QStringLiteral("problems      none"));
+        // One screen of a terminal.
+        QVERIFY(report.lines.size() <= 24);
+    }
+
+    void everyFactIsTold() {
+        const QString told = text(healthy());
+        for (const char *fact :
+             {"Clipmule Sync 1.2.3, Qt 6.4.2, Debian 12",
+              "session       x11; desktop: none; X "
+              "display: :0; Wayland display: none",
+              "session bus: yes; system bus: yes", "clipboard     x11: reading yes, writing yes",
+              "pasting       xtest", "tray          notifier", "Avahi         runs, avahi 0.8",
+              "interfaces    eth0: up, 10.0.0.1", "multicast     other devices answer",
+              "phones        Bert (Bert's Phone): not seen, last seen 2001-01-01T00:00:00Z",
+              "last refused  none"})
+            QVERIFY2(told.contains(QLatin1String(fact)), fact);
+        QVERIFY(!told.contains(QStringLiteral("127.0.0.1")));
+    }
+
+    void aProblemIsTold_data() {
+        QTest::addColumn<std::function<void(Doctor::Facts &)>>("change");
+        QTest::addColumn<QString>("problem");
+        using Change = std::function<void(Doctor::Facts &)>;
+        const auto row = [](const char *name, Change change, const char *problem) {
+            QTest::newRow(name) << std::move(change) << QString::fromLatin1(problem);
+        };
+        row(
+            "bus", [](Doctor::Facts &facts) { facts.hasSessionBus = false; }, "no session bus");
+        row(
+            "agent",
+            [](Doctor::Facts &facts) {
+                facts.agent = Agent::NotRunning;
+                facts.status.reset();
+            },
+            "The agent is not running");
+        row(
+            "silent agent",
+            [](Doctor::Facts &facts) {
+                facts.agent = Agent::Silent;
+                facts.status.reset();
+            },
+            "does not answer");
+        row(
+            "reading", [](Doctor::Facts &facts) { facts.status->pasteboardCanRead = false; },
+            "cannot be read");
+        row(
+            "writing", [](Doctor::Facts &facts) { facts.status->pasteboardCanWrite = false; },
+            "cannot be written");
+        row(
+            "pasting", [](Doctor::Facts &facts) { facts.status->canPaste = false; },
+            "not pasted by itself");
+        row(
+            "network", [](Doctor::Facts &facts) { facts.network.interfaces.removeLast(); },
+            "not in a network");
+        row(
+            "cable", [](Doctor::Facts &facts) { facts.network.interfaces.last().isUp = false; },
+            "not in a network");
+        row(
+            "multicast",
+            [](Doctor::Facts &facts) {
+                facts.network.multicast = Multicast::Refused;
+                facts.network.multicastError = QStringLiteral("not permitted");
+            },
+            "no multicast out: not permitted");
+        row(
+            "list", [](Doctor::Facts &facts) { facts.listIsReadable = false; },
+            "holds something else");
+        row(
+            "phone",
+            [](Doctor::Facts &facts) {
+                facts.registered.append(
+                    phone(QStringLiteral("Anna"), Presence::Seen, QStringLiteral("no answer")));
+            },
+            "Anna is on the network, but not connected: no answer.");
+    }
+    void aProblemIsTold() {
+        QFETCH(std::function<void(Doctor::Facts &)>, change);
+        QFETCH(QString, problem);
+        Doctor::Facts facts = healthy();
+        change(facts);
+        const Doctor::Report report = Doctor::examine(facts);
+        QCOMPARE(report.problems.size(), 1);
+        QVERIFY2(report.problems[0].contains(problem), qPrintable(report.problems[0]));
+        QCOMPARE(report.lines.last(), QStringLiteral("problems      ") + report.problems[0]);
+        QCOMPARE(report.json.value(u"problems").toArray().size(), 1);
+    }
+
+    void whatIsNoProblemIsNone_data() {
+        QTest::addColumn<std::function<void(Doctor::Facts &)>>("change");
+        using Change = std::function<void(Doctor::Facts &)>;
+        QTest::newRow("no phone is registered")
+            << Change([](Doctor::Facts &facts) { facts.registered.clear(); });
+        QTest::newRow("no tray") << Change(
+            [](Doctor::Facts &facts) { facts.status->trayKind = QStringLiteral("none"); });
+        QTest::newRow("no daemon") << Change([](Doctor::Facts &facts) {
+            facts.network.avahiRuns = false;
+            facts.network.avahiVersion.clear();
+        });
+        QTest::newRow("nobody else")
+            << Change([](Doctor::Facts &facts) { facts.network.multicast = Multicast::OnlyOwn; });
+        QTest::newRow("switched off, and so not connected") << Change([](Doctor::Facts &facts) {
+            facts.syncEnabled = false;
+            facts.registered.append(
+                phone(QStringLiteral("Anna"), Presence::Seen, QStringLiteral("no answer")));
+        });
+        QTest::newRow("connected on this very computer") << Change([](Doctor::Facts &facts) {
+            facts.network.interfaces.removeLast();
+            facts.registered.append(phone(QStringLiteral("Anna"), Presence::Connected));
+        });
+    }
+    void whatIsNoProblemIsNone() {
+        QFETCH(std::function<void(Doctor::Facts &)>, change);
+        Doctor::Facts facts = healthy();
+        change(facts);
+        QCOMPARE(Doctor::examine(facts).problems, QStringList());
+    }
+
+    void withoutAnAgentTheRestIsTold() {
+        Doctor::Facts facts = healthy();
+        facts.agent = Agent::NotRunning;
+        facts.status.reset();
+        const QString told = text(facts);
+        QVERIFY(told.contains(QStringLiteral("agent         not running")));
+        QVERIFY(told.contains(QStringLiteral("clipboard     unknown")));
+        QVERIFY(told.contains(QStringLiteral("eth0")));
+        const QJsonObject json = Doctor::examine(facts).json;
+        QVERIFY(json.value(u"agentStatus").isNull());
+        QCOMPARE(json.value(u"agent").toString(), QStringLiteral("not running"));
+    }
+
+    void theLastRefusedClipIsTold() {
+        Doctor::Facts facts = healthy();
+        facts.status->lastRefusedClip = QStringLiteral("too\nlarge");
+        facts.status->lastRefusedClipDate = Date{0};
+        QVERIFY(text(facts).contains(
+            QStringLiteral("last refused  2001-01-01T00:00:00Z, too\\x0alarge")));
+        const QJsonObject refused = Doctor::examine(facts)
+                                        .json.value(u"agentStatus")
+                                        .toObject()
+                                        .value(u"lastRefusedClip")
+                                        .toObject();
+        QCOMPARE(refused.value(u"reason").toString(), QStringLiteral("too\nlarge"));
+        QCOMPARE(refused.value(u"date").toString(), QStringLiteral("2001-01-01T00:00:00Z"));
+    }
+};
+
+QTEST_GUILESS_MAIN(DoctorTest)
+#include "tst_doctor.moc"
