@@ -12,6 +12,9 @@
 #include <QGuiApplication>
 #include <QPainter>
 #include <QScreen>
+#include <QTextLayout>
+
+#include <cmath>
 
 namespace clipmule {
 
@@ -22,10 +25,8 @@ constexpr int fontSize = 13;
 constexpr QPoint textOrigin{18, 18};
 constexpr int horizontalMargin = 18;
 constexpr int verticalMargin = 23;
-constexpr int wrapping = Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap | Qt::TextWrapAnywhere;
 // What is less solid than this belongs to the shadow, which needs blending.
 constexpr int solidAlpha = 100;
-constexpr int highestText = 10'000;
 
 QFont messageFont() {
     QFont font(QStringLiteral("Lucida Grande"));
@@ -34,6 +35,26 @@ QFont messageFont() {
         font = QFont();
     font.setPixelSize(fontSize);
     return font;
+}
+
+// Between words where possible, and inside a word that is wider than the panel.
+void layOut(QTextLayout &layout) {
+    QTextOption option(Qt::AlignHCenter);
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    qreal y = 0;
+    layout.beginLayout();
+    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+        line.setLineWidth(MessagePanel::textWidth);
+        line.setPosition({0, y});
+        y += line.height();
+    }
+    layout.endLayout();
+}
+
+// The layout knows this line end only.
+QString withLineSeparators(QString text) {
+    return text.replace(u'\n', QChar::LineSeparator);
 }
 
 qreal pixelRatioAt(const QRect &frame) {
@@ -66,8 +87,19 @@ public:
     }
 
     [[nodiscard]] QSize sizeForText(const QString &text) const {
-        const QRect room(0, 0, textWidth, highestText);
-        return {textWidth, fontMetrics().boundingRect(room, wrapping, text).height()};
+        QTextLayout layout(withLineSeparators(text), font());
+        layOut(layout);
+        return {textWidth, int(std::ceil(layout.boundingRect().height()))};
+    }
+    [[nodiscard]] QStringList lines() const {
+        const QString text = withLineSeparators(_text);
+        QTextLayout layout(text, font());
+        layOut(layout);
+        QStringList lines;
+        for (int at = 0; at < layout.lineCount(); ++at)
+            lines.append(
+                text.sliced(layout.lineAt(at).textStart(), layout.lineAt(at).textLength()));
+        return lines;
     }
     void setText(const QString &text) {
         _text = text;
@@ -79,7 +111,9 @@ protected:
     void paintEvent(QPaintEvent *) override {
         QPainter painter(this);
         painter.setPen(Qt::white);
-        painter.drawText(rect(), wrapping, _text);
+        QTextLayout layout(withLineSeparators(_text), font());
+        layOut(layout);
+        layout.draw(&painter, {0, 0});
     }
 
 private:
@@ -118,6 +152,10 @@ void MessagePanel::setText(const QString &text) {
 
 QString MessagePanel::text() const {
     return _textView->text();
+}
+
+QStringList MessagePanel::lines() const {
+    return _textView->lines();
 }
 
 void MessagePanel::pointTo(const MessagePanelPlace &place) {

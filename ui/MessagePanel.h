@@ -33,6 +33,8 @@ public:
     [[nodiscard]] QSize sizeForText(const QString &text) const;
     void setText(const QString &text);
     [[nodiscard]] QString text() const;
+    /// The text as it is wrapped; what ends a line belongs to it.
+    [[nodiscard]] QStringList lines() const;
     /// Turns the background's tip to where the status item is.
     void pointTo(const MessagePanelPlace &place);
     /// Of everything in the window: 0 to 1. What is transparent shows what is behind where the

@@ -304,6 +304,13 @@ void MessageControllerTest::longTextWraps() {
     const int line = one.height() - 46;
     QVERIFY(line >= 13 && line <= 22);
     QVERIFY(several.height() >= 46 + 3 * line);
+    // Between words, and nothing gets lost.
+    controller->displayMessage(longText);
+    const QStringList lines = panel().lines();
+    QVERIFY(lines.size() >= 3);
+    QCOMPARE(lines.join(QString()), longText);
+    for (const QString &wrapped : lines.first(lines.size() - 1))
+        QVERIFY2(wrapped.endsWith(u' '), qPrintable(wrapped));
 }
 
 void MessageControllerTest::wordWithoutEndIsBroken() {
