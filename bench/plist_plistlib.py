@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 # SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 # SPDX-License-Identifier: MIT
-"""Reads and writes the messages of bench_plist with Python's plistlib.
+"""Reads and writes the property lists of bench_plist and bench_archive with Python's plistlib.
 
 usage: plist_plistlib.py DIRECTORY [--json FILE] [--rounds N]
 
-DIRECTORY holds what `bench_plist --inputs DIRECTORY` wrote there.
+DIRECTORY holds what `bench_plist --inputs DIRECTORY` or `bench_archive --inputs DIRECTORY` wrote
+there: property lists as XML, and binary ones with the suffix .bplist.
 """
 
 import argparse
@@ -23,14 +24,15 @@ def milliseconds(work):
 
 
 def rows(directory, rounds):
-    inputs = {path.stem: path.read_bytes() for path in sorted(directory.glob("*.plist"))}
+    inputs = {path: path.read_bytes() for path in sorted(directory.glob("*.*plist"))}
     times = {}
     for _ in range(rounds):
-        for name, text in inputs.items():
+        for path, text in inputs.items():
             value = plistlib.loads(text)
+            form = plistlib.FMT_BINARY if path.suffix == ".bplist" else plistlib.FMT_XML
             for case, work in (
-                ("read " + name, lambda text=text: plistlib.loads(text)),
-                ("write " + name, lambda value=value: plistlib.dumps(value)),
+                ("read " + path.stem, lambda text=text: plistlib.loads(text)),
+                ("write " + path.stem, lambda value=value, form=form: plistlib.dumps(value, fmt=form)),
             ):
                 times.setdefault((case, len(text)), []).append(milliseconds(work))
     for (case, size), values in times.items():
