@@ -65,6 +65,12 @@ Folded folded(const QString &text) {
     result.text.reserve(text.size());
     result.origin.reserve(size_t(text.size()) + 1);
     for (qsizetype at = 0; at < text.size();) {
+        const char16_t unit = text[at].unicode();
+        if (unit < 0x80) {
+            result.text += QChar(unit >= u'A' && unit <= u'Z' ? char16_t(unit + 0x20) : unit);
+            result.origin.push_back(at++);
+            continue;
+        }
         const bool pair =
             text[at].isHighSurrogate() && at + 1 < text.size() && text[at + 1].isLowSurrogate();
         const int32_t count = pair ? 2 : 1;

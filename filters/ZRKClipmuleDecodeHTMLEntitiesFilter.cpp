@@ -22,20 +22,22 @@ QString withoutNamedReferences(const QString &text, const ReferenceTable &charac
     const QStringView source = text;
     QString decoded;
     decoded.reserve(text.size());
-    for (qsizetype at = 0; at < source.size();) {
-        if (source[at] == u'&') {
-            const qsizetype end =
-                source.sliced(at).first(std::min(longest, source.size() - at)).indexOf(u';');
-            const auto found =
-                end < 0 ? characters.constEnd() : characters.constFind(source.sliced(at, end + 1));
-            if (found != characters.constEnd()) {
-                decoded += QChar(*found);
-                at += end + 1;
-                continue;
-            }
+    qsizetype copied = 0;
+    for (qsizetype at = source.indexOf(u'&'); at >= 0; at = source.indexOf(u'&', at)) {
+        const QStringView rest = source.sliced(at).first(std::min(longest, source.size() - at));
+        const qsizetype end = rest.indexOf(u';');
+        const auto found =
+            end < 0 ? characters.constEnd() : characters.constFind(rest.first(end + 1));
+        if (found == characters.constEnd()) {
+            ++at;
+            continue;
         }
-        decoded += source[at++];
+        decoded += source.sliced(copied, at - copied);
+        decoded += QChar(*found);
+        at += end + 1;
+        copied = at;
     }
+    decoded += source.sliced(copied);
     return decoded;
 }
 

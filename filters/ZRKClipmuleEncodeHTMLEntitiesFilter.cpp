@@ -5,7 +5,26 @@
 
 #include "filters/HtmlEntityTable.h"
 
+#include <array>
+#include <charconv>
+
 namespace clipmule {
+
+namespace {
+
+// Characters below stay as they are when the table does not name them.
+constexpr char16_t firstNumeric = 128;
+
+// Of a text in a script that the table does not know, every character becomes one.
+void appendNumericReference(QString &text, char16_t unit) {
+    std::array<char, 5> digits{};
+    const auto end = std::to_chars(digits.begin(), digits.end(), uint(unit)).ptr;
+    text += QStringLiteral("&#");
+    text += QLatin1String(digits.data(), end - digits.data());
+    text += u';';
+}
+
+} // namespace
 
 QString ZRKClipmuleEncodeHTMLEntitiesFilter::title() const {
     return localised(QT_TRANSLATE_NOOP("Clipmule", "Encode HTML Entities"));
@@ -23,16 +42,22 @@ ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(const std::optional<QString> &
 QString ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(const QString &text, bool numericalOnly,
                                                           bool convertAll) {
     const HtmlEntityTable table = loadHtmlEntityTable();
+    std::array<bool, firstNumeric> isListed{};
+    for (char16_t unit = 0; unit < firstNumeric; ++unit)
+        isListed[unit] = table.contains(unit);
     QString encoded;
     encoded.reserve(text.size());
     for (const QChar character : text) {
         const char16_t unit = character.unicode();
+        // Most of a text, and by far the quickest to tell.
+        if (unit < firstNumeric && !isListed[unit] && !convertAll) {
+            encoded += character;
+            continue;
+        }
         const auto entry = table.constFind(unit);
         const bool listed = entry != table.constEnd();
-        if (!listed && !convertAll && unit < 128)
-            encoded += character;
-        else if (!listed || numericalOnly)
-            encoded += QStringLiteral("&#%1;").arg(uint(unit));
+        if (!listed || numericalOnly)
+            appendNumericReference(encoded, unit);
         else
             encoded += *entry;
     }

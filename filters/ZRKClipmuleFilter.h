@@ -25,7 +25,8 @@ public:
     ZRKClipmuleFilterDelegate(const ZRKClipmuleFilterDelegate &) = delete;
     ZRKClipmuleFilterDelegate &operator=(const ZRKClipmuleFilterDelegate &) = delete;
 
-    virtual void filterDidFinish(ZRKClipmuleFilter &, std::shared_ptr<ZRKClipmuleDataItem>) {}
+    virtual void filterDidFinish(ZRKClipmuleFilter &,
+                                 const std::shared_ptr<ZRKClipmuleDataItem> &) {}
     virtual void filterDidCancel(ZRKClipmuleFilter &) {}
 };
 

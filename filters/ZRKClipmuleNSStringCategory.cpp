@@ -65,7 +65,9 @@ bool isNewline(QChar character) {
 }
 
 bool isWhitespace(QChar character) {
-    return character == u'\t' || character.category() == QChar::Separator_Space;
+    if (character.unicode() < 0x80)
+        return character == u' ' || character == u'\t';
+    return character.category() == QChar::Separator_Space;
 }
 
 bool isWhitespaceOrNewline(QChar character) {

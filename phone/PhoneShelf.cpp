@@ -126,7 +126,7 @@ int PhoneShelf::insert(const Clip &clip, ZRKClipmuleClipboard &board) {
 }
 
 PhoneShelf::Clip PhoneShelf::clipOfNumber(int number) const {
-    const Clip clip = _clips.value(number).lock();
+    Clip clip = _clips.value(number).lock();
     if (clip && clip->clipboard())
         return clip;
     _delegate.printError(QStringLiteral("there is no clip %1; “history” lists them").arg(number));

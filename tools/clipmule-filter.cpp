@@ -21,7 +21,10 @@ int main(int argc, char *argv[]) {
         clipmule::FilterCommand::run(application.arguments().sliced(1), input, output, messages);
     for (const QString &message : std::as_const(messages))
         std::fprintf(stderr, "clipmule-filter: %s\n", qPrintable(message));
-    if (!output.flush())
+    if (!output.flush()) {
+        std::fprintf(stderr, "clipmule-filter: the text cannot be written: %s\n",
+                     qPrintable(output.errorString()));
         status = clipmule::FilterCommand::Failure;
+    }
     return status;
 }

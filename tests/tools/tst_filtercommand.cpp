@@ -136,6 +136,19 @@ private Q_SLOTS:
         QVERIFY(lines.contains("Wrap in HTML Tags\t=… (Enter a Tag)"));
     }
 
+    void saysWhenTheTextCannotBeWritten() {
+        QProcess program;
+        program.setStandardOutputFile(u"/dev/full"_qs);
+        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-filter"),
+                      {u"Convert to Lowercase"_qs});
+        program.write("A");
+        program.closeWriteChannel();
+        QVERIFY(program.waitForFinished());
+        QCOMPARE(program.exitCode(), 1);
+        QVERIFY(program.readAllStandardError().startsWith(
+            "clipmule-filter: the text cannot be written: "));
+    }
+
     void theProgramDoesTheSame() {
         QProcess program;
         program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-filter"),
