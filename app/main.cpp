@@ -301,7 +301,8 @@ std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv) {
     QCoreApplication::setAttribute(Qt::AA_DisableSessionManager);
     auto application = std::make_unique<QApplication>(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
-    QApplication::setApplicationDisplayName(QStringLiteral("Clipmule Sync"));
+    // What a status area calls the item.
+    QApplication::setApplicationName(QStringLiteral("Clipmule Sync"));
     QApplication::setDesktopFileName(ApplicationDefaults::identifier());
     return application;
 }

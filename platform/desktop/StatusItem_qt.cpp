@@ -145,8 +145,11 @@ private:
     void activated(QSystemTrayIcon::ActivationReason reason) {
         // The pointer is where the item is; nobody tells more.
         _click = QCursor::pos();
-        // The menu for the other button is shown by whoever draws the item.
-        if (reason == QSystemTrayIcon::Trigger && _delegate.clicked)
+        // Each click of a double click is one. The menu for the other button is shown by whoever
+        // draws the item.
+        const bool isClick =
+            reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick;
+        if (isClick && _delegate.clicked)
             _delegate.clicked();
     }
 
