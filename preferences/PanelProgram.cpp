@@ -10,7 +10,6 @@
 #include "platform/foundation/QuitSignals.h"
 #include "platform/preferences/DistributedNotificationsBackends.h"
 #include "platform/preferences/FilePreferencesDatabase.h"
-#include "preferences/PanelTexts.h"
 #include "preferences/PreferencesWindow.h"
 #include "support/PlatformNotifications.h"
 
@@ -118,7 +117,6 @@ int runPanel(int argc, char **argv) {
                    stderr);
         return 2;
     }
-    QApplication::setApplicationDisplayName(PanelTexts::tr("Clipmule Sync Preferences"));
     QApplication::setDesktopFileName(identifier);
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("com.zendrik.ClipmuleSync")));
 

@@ -3,12 +3,9 @@
 
 #include "preferences/PhoneDelegate.h"
 
-#include "preferences/CommandLine.h"
-#include "preferences/PanelTexts.h"
 #include "preferences/PhoneListModel.h"
 
 #include <QApplication>
-#include <QLineEdit>
 #include <QPainter>
 #include <QStyle>
 
@@ -165,22 +162,6 @@ QSize PhoneDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIn
     const int text = QFontMetrics(option.font).height() + lineGap +
                      QFontMetrics(descriptionFont(option.font)).height();
     return {10 * iconSize, std::max(text, iconSize) + 2 * padding};
-}
-
-QWidget *PhoneDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem &,
-                                     const QModelIndex &) const {
-    auto *const editor = new QLineEdit(parent);
-    editor->setMaxLength(int(longestDisplayName));
-    editor->setAccessibleName(PanelTexts::tr("Name of the phone"));
-    return editor;
-}
-
-void PhoneDelegate::updateEditorGeometry(QWidget *editor, const QStyleOptionViewItem &option,
-                                         const QModelIndex &) const {
-    const QRect name = placesIn(option).name;
-    const int height = editor->sizeHint().height();
-    editor->setGeometry(option.rect.left() + (name.left() - option.rect.left()) - 4,
-                        option.rect.center().y() - height / 2 + 1, name.width() + 4, height);
 }
 
 } // namespace clipmule

@@ -99,7 +99,6 @@ QVariant PhoneListModel::data(const QModelIndex &index, int role) const {
     const Phone &phone = _phones[index.row()];
     switch (role) {
     case Qt::DisplayRole:
-    case Qt::EditRole:
         return phone.name;
     case ServiceRole:
         return phone.service;
@@ -114,22 +113,6 @@ QVariant PhoneListModel::data(const QModelIndex &index, int role) const {
     default:
         return {};
     }
-}
-
-Qt::ItemFlags PhoneListModel::flags(const QModelIndex &index) const {
-    if (!index.isValid())
-        return Qt::NoItemFlags;
-    Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren;
-    flags.setFlag(Qt::ItemIsEditable, _phones[index.row()].isRegistered);
-    return flags;
-}
-
-bool PhoneListModel::setData(const QModelIndex &index, const QVariant &value, int role) {
-    if (!index.isValid() || role != Qt::EditRole || !onRename)
-        return false;
-    const Phone &phone = _phones[index.row()];
-    const QString name = value.toString();
-    return name == phone.name || onRename(phone.service, name);
 }
 
 QString PhoneListModel::description(const Phone &phone) const {

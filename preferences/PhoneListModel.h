@@ -10,7 +10,7 @@
 namespace clipmule {
 
 /// Some of the phones as rows of a view. A new list moves, adds and removes single rows, so that
-/// what is selected or being edited stays so.
+/// what is selected stays so.
 class PhoneListModel final : public QAbstractListModel {
     Q_OBJECT
 
@@ -36,13 +36,9 @@ public:
     [[nodiscard]] QString serviceAt(const QModelIndex &index) const;
     /// Invalid when it is not listed.
     [[nodiscard]] QModelIndex indexOf(const QString &service) const;
-    /// Called with a new name; true when it was taken.
-    std::function<bool(const QString &service, const QString &name)> onRename;
 
     [[nodiscard]] int rowCount(const QModelIndex &parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex &index, int role) const override;
-    [[nodiscard]] Qt::ItemFlags flags(const QModelIndex &index) const override;
-    bool setData(const QModelIndex &index, const QVariant &value, int role) override;
 
 private:
     void removeMissing(const QList<PhoneList::Phone> &phones);

@@ -3,6 +3,7 @@
 
 #include "preferences/PreferencesWindow.h"
 
+#include "preferences/CommandLine.h"
 #include "preferences/NetworkAdvice.h"
 #include "preferences/NoticeBar.h"
 #include "preferences/PanelTexts.h"
@@ -12,7 +13,9 @@
 
 #include <QCheckBox>
 #include <QEvent>
+#include <QInputDialog>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListView>
 #include <QLocale>
 #include <QPushButton>
@@ -34,7 +37,9 @@ PreferencesWindow::PreferencesWindow(Services services)
     : _services(std::move(services)) {
     setWindowTitle(PanelTexts::tr("Clipmule Sync Preferences"));
     setObjectName(QStringLiteral("preferences"));
-    auto *const layout = new QVBoxLayout(this);
+    auto *const content = new QWidget(this);
+    setCentralWidget(content);
+    auto *const layout = new QVBoxLayout(content);
     layout->setContentsMargins(WindowParts::margin, WindowParts::margin, WindowParts::margin,
                                WindowParts::margin);
     layout->setSpacing(WindowParts::sectionGap);
@@ -47,10 +52,11 @@ PreferencesWindow::PreferencesWindow(Services services)
     layout->addWidget(WindowParts::makeLine(this));
     layout->addLayout(makeStatisticsSection());
     makeShortcuts();
+    _sync->setFocus();
     // By the font, so that it fits on every scale.
     const int unit = fontMetrics().height();
     setMinimumWidth(26 * unit);
-    resize(std::max(28 * unit, sizeHint().width()), std::max(36 * unit, sizeHint().height()));
+    resize(std::max(28 * unit, sizeHint().width()), std::max(42 * unit, sizeHint().height()));
 }
 
 PreferencesWindow::~PreferencesWindow() {
@@ -86,11 +92,7 @@ QLayout *PreferencesWindow::makePairedSection() {
     QLabel *const heading = WindowParts::makeHeading(PanelTexts::tr("&Paired phones"), this);
     layout->addWidget(heading);
     _pairedModel = new PhoneListModel(this);
-    _pairedModel->onRename = [this](const QString &service, const QString &name) {
-        return _services.phones.rename(service, name);
-    };
     _paired = makeList(_pairedModel, heading);
-    _paired->setEditTriggers(QAbstractItemView::EditKeyPressed);
     connect(_paired, &QListView::activated, this, &PreferencesWindow::renameCurrent);
     QLabel *const hint = WindowParts::makeHint(this);
     hint->setText(
@@ -99,7 +101,7 @@ QLayout *PreferencesWindow::makePairedSection() {
     layout->addWidget(_pairedPages, 1);
     _removal = new NoticeBar(this);
     layout->addWidget(_removal);
-    _rename = new QPushButton(PanelTexts::tr("Rena&me"), this);
+    _rename = new QPushButton(PanelTexts::tr("Rena&me…"), this);
     connect(_rename, &QPushButton::clicked, this, &PreferencesWindow::renameCurrent);
     _remove = new QPushButton(PanelTexts::tr("&Remove"), this);
     connect(_remove, &QPushButton::clicked, this, &PreferencesWindow::removeCurrent);
@@ -188,6 +190,7 @@ void PreferencesWindow::makeShortcuts() {
         connect(shortcut, &QShortcut::activated, this, slot);
     };
     add(QKeySequence::Undo, &PreferencesWindow::undoRemoval, this);
+    add(QKeySequence(Qt::Key_F2), &PreferencesWindow::renameCurrent, _paired);
     add(QKeySequence::Delete, &PreferencesWindow::removeCurrent, _paired);
     add(QKeySequence::Close, &PreferencesWindow::close, this);
     add(QKeySequence::Quit, &PreferencesWindow::close, this);
@@ -226,7 +229,7 @@ bool PreferencesWindow::event(QEvent *event) {
         _services.reload();
         showAll();
     }
-    return QWidget::event(event);
+    return QMainWindow::event(event);
 }
 
 void PreferencesWindow::showAll() {
@@ -371,10 +374,21 @@ void PreferencesWindow::addCurrent() {
 
 void PreferencesWindow::renameCurrent() {
     const QModelIndex current = _paired->currentIndex();
-    if (!current.isValid())
+    const QString service = _pairedModel->serviceAt(current);
+    if (service.isEmpty())
         return;
-    _paired->setFocus(Qt::OtherFocusReason);
-    _paired->edit(current);
+    auto *const dialog = new QInputDialog(this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowTitle(PanelTexts::tr("Rename Phone"));
+    dialog->setLabelText(PanelTexts::tr("Name of the phone:"));
+    dialog->setTextValue(current.data().toString());
+    if (auto *const edit = dialog->findChild<QLineEdit *>())
+        edit->setMaxLength(int(longestDisplayName));
+    connect(dialog, &QInputDialog::textValueSelected, this, [this, service](const QString &name) {
+        if (_services.phones.rename(service, name))
+            showAll();
+    });
+    dialog->open();
 }
 
 void PreferencesWindow::removeCurrent() {

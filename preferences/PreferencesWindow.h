@@ -9,7 +9,7 @@
 #include "preferences/PhoneList.h"
 #include "preferences/SyncSettings.h"
 
-#include <QWidget>
+#include <QMainWindow>
 
 class QCheckBox;
 class QLabel;
@@ -27,7 +27,7 @@ class PhoneListModel;
 /// once; there is nothing to confirm.
 ///
 /// Construct, then start(), then show it.
-class PreferencesWindow final : public QWidget {
+class PreferencesWindow final : public QMainWindow {
     Q_OBJECT
 
 public:

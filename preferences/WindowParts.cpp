@@ -54,6 +54,8 @@ QStackedWidget *makePages(QAbstractItemView *view, const QList<QLabel *> &hints,
     pages->addWidget(page);
     // Room for two phones.
     pages->setMinimumHeight(view->fontMetrics().height() * 7);
+    // What a view would like to have is more than most people have phones.
+    pages->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
     return pages;
 }
 
