@@ -17,6 +17,7 @@
 #include "platform/foundation/PrivateFolder.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
+#include "platform/foundation/Translations.h"
 #include "platform/keyboard/KeyboardFactory.h"
 #include "platform/keyboard/NullKeyboardEvents.h"
 #include "platform/pasteboard/NullPasteboard.h"
@@ -315,6 +316,7 @@ int main(int argc, char *argv[]) {
     if (const auto status = answerArguments(*application))
         return *status;
 
+    installTranslations();
     QtRunLoop runLoop;
     const RunLoop::Installation installation(runLoop);
     std::optional<Agent> agent;

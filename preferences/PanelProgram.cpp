@@ -8,6 +8,7 @@
 #include "platform/dnssd/DnsSdFactory.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
+#include "platform/foundation/Translations.h"
 #include "platform/preferences/DistributedNotificationsBackends.h"
 #include "platform/preferences/FilePreferencesDatabase.h"
 #include "preferences/PreferencesWindow.h"
@@ -112,6 +113,7 @@ bool hasDisplay(int argc, char **argv) {
 
 int runPanel(int argc, char **argv) {
     QApplication application(argc, argv);
+    installTranslations();
     if (application.arguments().size() > 1) {
         std::fputs("clipmule-preferences: unexpected argument beside those of the window\n",
                    stderr);

@@ -58,21 +58,19 @@ class ZRKClipmuleDeviceMenuView::TopCap final : public QWidget {
 public:
     TopCap(QWidget *menu, const ZRKClipmuleDeviceMenuView &view)
         : QWidget(menu)
-        , _view(&view) {
+        , _view(view) {
         setAttribute(Qt::WA_TransparentForMouseEvents);
         setFocusPolicy(Qt::NoFocus);
     }
 
 protected:
     void paintEvent(QPaintEvent *) override {
-        if (!_view)
-            return;
         QPainter painter(this);
-        _view->drawTopCap(painter, rect());
+        _view.drawTopCap(painter, rect());
     }
 
 private:
-    QPointer<const ZRKClipmuleDeviceMenuView> _view;
+    const ZRKClipmuleDeviceMenuView &_view;
 };
 
 ZRKClipmuleDeviceMenuView::ZRKClipmuleDeviceMenuView(const SyncStatusSource &status,
@@ -106,13 +104,15 @@ QString ZRKClipmuleDeviceMenuView::serverName() const {
     if (connected.size() == 1)
         return connected.first();
     if (!connected.isEmpty())
-        return filled(localized("%d Devices Connected."), connected.size());
+        return filled(localized(QT_TRANSLATE_NOOP("Clipmule", "%d Devices Connected.")),
+                      connected.size());
     const QStringList registered = _status.registeredDeviceNames();
     if (registered.isEmpty())
-        return localized("No Device Registered.");
+        return localized(QT_TRANSLATE_NOOP("Clipmule", "No Device Registered."));
     if (registered.size() == 1)
         return registered.first();
-    return filled(localized("%d Devices Registered."), registered.size());
+    return filled(localized(QT_TRANSLATE_NOOP("Clipmule", "%d Devices Registered.")),
+                  registered.size());
 }
 
 void ZRKClipmuleDeviceMenuView::connectionDidChange() {
@@ -154,8 +154,8 @@ void ZRKClipmuleDeviceMenuView::drawRect(QPainter &painter, const QRectF &bounds
     const QRectF text =
         flipped({textLeft, textBottom, light.x() - textLeft, bodyHeight}, bounds.height());
     painter.setFont(nameFont());
-    const QString name = painter.fontMetrics().elidedText(serverName().simplified(), Qt::ElideRight,
-                                                          int(text.width()));
+    const QString name =
+        painter.fontMetrics().elidedText(serverName(), Qt::ElideRight, int(text.width()));
     constexpr int alignment = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine;
     painter.setPen(shadowColor);
     painter.drawText(text.translated(0, -1), alignment, name);
@@ -196,13 +196,13 @@ void ZRKClipmuleDeviceMenuView::placeTopCap() {
     if (!_topCap)
         _topCap = new TopCap(_menuWindow, *this);
     _topCap->setGeometry(frame, frame, _menuWindow->width() - 2 * frame, topCapHeight);
-    _topCap->raise();
     _topCap->show();
 }
 
 void ZRKClipmuleDeviceMenuView::removeTopCap() {
     if (!_topCap)
         return;
+    // Hidden, it is not painted any more; the view may be gone by the time it is deleted.
     _topCap->hide();
     _topCap->deleteLater();
     _topCap.clear();

@@ -1,0 +1,414 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de">
+<context>
+    <name>Clipmule</name>
+    <message>
+        <source>Clipmule Sync</source>
+        <translation>Clipmule Sync</translation>
+    </message>
+    <message>
+        <source>no reason was given</source>
+        <translation>ohne Angabe von Gründen</translation>
+    </message>
+    <message>
+        <source>Looking for updates…</source>
+        <translation>Suche nach Aktualisierungen…</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync %1 is available. “Check for Updates…” in the menu installs it.</source>
+        <translation>Clipmule Sync %1 ist verfügbar. „Nach Aktualisierungen suchen…“ im Menü installiert es.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is up to date.</source>
+        <translation>Clipmule Sync ist aktuell.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync was not installed as a package. Update it the way it was installed.</source>
+        <translation>Clipmule Sync wurde nicht als Paket installiert. Aktualisieren Sie es auf dem Weg, auf dem es installiert wurde.</translation>
+    </message>
+    <message>
+        <source>Updates cannot be looked for: PackageKit is not available.</source>
+        <translation>Es kann nicht nach Aktualisierungen gesucht werden: PackageKit ist nicht verfügbar.</translation>
+    </message>
+    <message>
+        <source>Looking for updates failed: %1</source>
+        <translation>Die Suche nach Aktualisierungen ist fehlgeschlagen: %1</translation>
+    </message>
+    <message>
+        <source>Installing Clipmule Sync %1…</source>
+        <translation>Clipmule Sync %1 wird installiert…</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync %1 is installed. It is used from the next start.</source>
+        <translation>Clipmule Sync %1 ist installiert. Es wird ab dem nächsten Start verwendet.</translation>
+    </message>
+    <message>
+        <source>The update could not be installed: %1</source>
+        <translation>Die Aktualisierung konnte nicht installiert werden: %1</translation>
+    </message>
+    <message>
+        <source>The item you copied is too large to send to Clipmule.</source>
+        <translation>Was Sie kopiert haben, ist zu groß, um es an Clipmule zu senden.</translation>
+    </message>
+    <message>
+        <source>Decode HTML Entities</source>
+        <translation>HTML-Entitäten dekodieren</translation>
+    </message>
+    <message>
+        <source>Encode HTML Entities</source>
+        <translation>HTML-Entitäten kodieren</translation>
+    </message>
+    <message>
+        <source>Find</source>
+        <translation>Suchen</translation>
+    </message>
+    <message>
+        <source>Replace</source>
+        <translation>Ersetzen</translation>
+    </message>
+    <message>
+        <source>Find and Replace</source>
+        <translation>Suchen und Ersetzen</translation>
+    </message>
+    <message>
+        <source>Convert to Lowercase</source>
+        <translation>In Kleinbuchstaben umwandeln</translation>
+    </message>
+    <message>
+        <source>Start Quote</source>
+        <translation>Anfangszeichen</translation>
+    </message>
+    <message>
+        <source>End Quote</source>
+        <translation>Schlusszeichen</translation>
+    </message>
+    <message>
+        <source>Quote Lines</source>
+        <translation>Zeilen in Anführungszeichen setzen</translation>
+    </message>
+    <message>
+        <source>Smarten Quotes</source>
+        <translation>Typografische Anführungszeichen</translation>
+    </message>
+    <message>
+        <source>Straighten Quotes</source>
+        <translation>Gerade Anführungszeichen</translation>
+    </message>
+    <message>
+        <source>Convert to Titlecase</source>
+        <translation>Wortanfänge großschreiben</translation>
+    </message>
+    <message>
+        <source>Convert to Uppercase</source>
+        <translation>In Großbuchstaben umwandeln</translation>
+    </message>
+    <message>
+        <source>Enter a Tag</source>
+        <translation>Ein Tag eingeben</translation>
+    </message>
+    <message>
+        <source>Wrap in HTML Tags</source>
+        <translation>Mit HTML-Tags umgeben</translation>
+    </message>
+    <message>
+        <source>Clipboard</source>
+        <translation>Zwischenablage</translation>
+    </message>
+    <message>
+        <source>Pasting of mixed content clips is not supported.</source>
+        <translation>Clips mit gemischtem Inhalt können nicht eingefügt werden.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync %1 is available. Do you want to install it?</source>
+        <translation>Clipmule Sync %1 ist verfügbar. Möchten Sie es installieren?</translation>
+    </message>
+    <message>
+        <source>Install</source>
+        <translation>Installieren</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>Später</translation>
+    </message>
+    <message>
+        <source>%d Devices Connected.</source>
+        <translation>%d Geräte verbunden.</translation>
+    </message>
+    <message>
+        <source>No Device Registered.</source>
+        <translation>Kein Gerät registriert.</translation>
+    </message>
+    <message>
+        <source>%d Devices Registered.</source>
+        <translation>%d Geräte registriert.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync Help</source>
+        <translation>Hilfe zu Clipmule Sync</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>Nach Aktualisierungen suchen…</translation>
+    </message>
+    <message>
+        <source>Open Clipmule Sync Preferences…</source>
+        <translation>Einstellungen von Clipmule Sync öffnen…</translation>
+    </message>
+    <message>
+        <source>Disable Clipmule Sync</source>
+        <translation>Clipmule Sync ausschalten</translation>
+    </message>
+    <message>
+        <source>Enable Clipmule Sync</source>
+        <translation>Clipmule Sync einschalten</translation>
+    </message>
+    <message>
+        <source>Disabled…</source>
+        <translation>Ausgeschaltet…</translation>
+    </message>
+    <message>
+        <source>Not Connected…</source>
+        <translation>Nicht verbunden…</translation>
+    </message>
+    <message>
+        <source>Transfering Data…</source>
+        <translation>Daten werden übertragen…</translation>
+    </message>
+    <message>
+        <source>Idle…</source>
+        <translation>Bereit…</translation>
+    </message>
+</context>
+<context>
+    <name>ClipmuleSync</name>
+    <message>
+        <source>This computer is not in a network.</source>
+        <translation>Dieser Rechner ist in keinem Netzwerk.</translation>
+    </message>
+    <message>
+        <source>Connect it to the network that the phone is in.</source>
+        <translation>Verbinden Sie ihn mit dem Netzwerk, in dem das Telefon ist.</translation>
+    </message>
+    <message>
+        <source>This computer does not let multicast out (%1).</source>
+        <translation>Dieser Rechner lässt Multicast nicht hinaus (%1).</translation>
+    </message>
+    <message>
+        <source>Allow mDNS (UDP port 5353) in the firewall.</source>
+        <translation>Erlauben Sie mDNS (UDP-Port 5353) in der Firewall.</translation>
+    </message>
+    <message>
+        <source>The Avahi daemon, which finds phones, is not running.</source>
+        <translation>Der Avahi-Dienst, der Telefone findet, läuft nicht.</translation>
+    </message>
+    <message>
+        <source>Start it: sudo systemctl enable --now avahi-daemon</source>
+        <translation>Starten Sie ihn: sudo systemctl enable --now avahi-daemon</translation>
+    </message>
+    <message>
+        <source>Nobody answers multicast questions, not even this computer.</source>
+        <translation>Niemand beantwortet Multicast-Anfragen, nicht einmal dieser Rechner.</translation>
+    </message>
+    <message>
+        <source>No other device in the network answers.</source>
+        <translation>Kein anderes Gerät im Netzwerk antwortet.</translation>
+    </message>
+    <message>
+        <source>See that the phone is in the same network. Guest networks often keep devices apart.</source>
+        <translation>Achten Sie darauf, dass das Telefon im selben Netzwerk ist. Gastnetze trennen Geräte oft voneinander.</translation>
+    </message>
+    <message>
+        <source>Other devices answer, but no phone does.</source>
+        <translation>Andere Geräte antworten, aber kein Telefon.</translation>
+    </message>
+    <message>
+        <source>See that the app is open, and that the phone is in the same network.</source>
+        <translation>Achten Sie darauf, dass die App geöffnet und das Telefon im selben Netzwerk ist.</translation>
+    </message>
+    <message>
+        <source>Dismiss</source>
+        <translation>Ausblenden</translation>
+    </message>
+    <message>
+        <source>The list of phones holds something else. Nothing was changed.</source>
+        <translation>In der Liste der Telefone steht etwas anderes. Nichts wurde geändert.</translation>
+    </message>
+    <message>
+        <source>The settings could not be written. Is the disk full?</source>
+        <translation>Die Einstellungen konnten nicht geschrieben werden. Ist die Festplatte voll?</translation>
+    </message>
+    <message>
+        <source>Ready to be paired</source>
+        <translation>Bereit zum Koppeln</translation>
+    </message>
+    <message>
+        <source>Connected</source>
+        <translation>Verbunden</translation>
+    </message>
+    <message>
+        <source>On the network</source>
+        <translation>Im Netzwerk</translation>
+    </message>
+    <message>
+        <source>Not connected: %1</source>
+        <translation>Nicht verbunden: %1</translation>
+    </message>
+    <message>
+        <source>On the network, not connected</source>
+        <translation>Im Netzwerk, nicht verbunden</translation>
+    </message>
+    <message>
+        <source>Not seen yet</source>
+        <translation>Noch nicht gesehen</translation>
+    </message>
+    <message>
+        <source>Not on the network, last seen %1</source>
+        <translation>Nicht im Netzwerk, zuletzt gesehen %1</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync Preferences</source>
+        <translation>Einstellungen von Clipmule Sync</translation>
+    </message>
+    <message>
+        <source>&amp;Sync the clipboard with the paired phones</source>
+        <translation>Zwischenablage mit den gekoppelten Telefonen &amp;synchronisieren</translation>
+    </message>
+    <message>
+        <source>S&amp;tart</source>
+        <translation>S&amp;tarten</translation>
+    </message>
+    <message>
+        <source>Starts Clipmule Sync</source>
+        <translation>Startet Clipmule Sync</translation>
+    </message>
+    <message>
+        <source>&amp;Paired phones</source>
+        <translation>Ge&amp;koppelte Telefone</translation>
+    </message>
+    <message>
+        <source>No phone is paired yet. Phones that can be paired appear below.</source>
+        <translation>Noch ist kein Telefon gekoppelt. Telefone, die gekoppelt werden können, erscheinen unten.</translation>
+    </message>
+    <message>
+        <source>Rena&amp;me…</source>
+        <translation>U&amp;mbenennen…</translation>
+    </message>
+    <message>
+        <source>&amp;Remove</source>
+        <translation>Entfe&amp;rnen</translation>
+    </message>
+    <message>
+        <source>Phones on this &amp;network</source>
+        <translation>Telefone in diesem &amp;Netzwerk</translation>
+    </message>
+    <message>
+        <source>&amp;Add</source>
+        <translation>&amp;Hinzufügen</translation>
+    </message>
+    <message>
+        <source>Pairs the selected phone with this computer</source>
+        <translation>Koppelt das ausgewählte Telefon mit diesem Rechner</translation>
+    </message>
+    <message>
+        <source>Show the status &amp;item</source>
+        <translation>Symbol &amp;in der Statusleiste anzeigen</translation>
+    </message>
+    <message>
+        <source>Start at &amp;login</source>
+        <translation>Bei der Anme&amp;ldung starten</translation>
+    </message>
+    <message>
+        <source>The autostart entry could not be written.</source>
+        <translation>Der Autostart-Eintrag konnte nicht geschrieben werden.</translation>
+    </message>
+    <message>
+        <source>Check for &amp;updates automatically</source>
+        <translation>A&amp;utomatisch nach Aktualisierungen suchen</translation>
+    </message>
+    <message>
+        <source>Sent</source>
+        <translation>Gesendet</translation>
+    </message>
+    <message>
+        <source>Received</source>
+        <translation>Empfangen</translation>
+    </message>
+    <message>
+        <source>Texts</source>
+        <translation>Texte</translation>
+    </message>
+    <message>
+        <source>Pictures</source>
+        <translation>Bilder</translation>
+    </message>
+    <message>
+        <source>Open the app on your phone, in the same network as this computer. The phone appears here.</source>
+        <translation>Öffnen Sie die App auf Ihrem Telefon, im selben Netzwerk wie dieser Rechner. Das Telefon erscheint dann hier.</translation>
+    </message>
+    <message>
+        <source>To pair another phone, open the app on it, in the same network as this computer.</source>
+        <translation>Um ein weiteres Telefon zu koppeln, öffnen Sie darauf die App, im selben Netzwerk wie dieser Rechner.</translation>
+    </message>
+    <message>
+        <source>There is no session bus, through which Clipmule Sync would tell how things stand.</source>
+        <translation>Es gibt keinen Sitzungsbus, über den Clipmule Sync seinen Zustand mitteilen würde.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is not running.</source>
+        <translation>Clipmule Sync läuft nicht.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but tells nothing about itself.</source>
+        <translation>Clipmule Sync läuft, teilt aber nichts über sich mit.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but cannot use the clipboard of this desktop.</source>
+        <translation>Clipmule Sync läuft, kann aber die Zwischenablage dieses Desktops nicht benutzen.</translation>
+    </message>
+    <message>
+        <source>Syncing is off.</source>
+        <translation>Die Synchronisierung ist ausgeschaltet.</translation>
+    </message>
+    <message>
+        <source>No phone is connected.</source>
+        <translation>Kein Telefon ist verbunden.</translation>
+    </message>
+    <message>
+        <source>Connected to %1.</source>
+        <translation>Verbunden mit %1.</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1: %2</translation>
+    </message>
+    <message>
+        <source>“%1” was removed.</source>
+        <translation>„%1“ wurde entfernt.</translation>
+    </message>
+    <message>
+        <source>Und&amp;o</source>
+        <translation>&amp;Rückgängig</translation>
+    </message>
+    <message>
+        <source>Rename Phone</source>
+        <translation>Telefon umbenennen</translation>
+    </message>
+    <message>
+        <source>Name of the phone:</source>
+        <translation>Name des Telefons:</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync could not be started. Is clipmule-sync installed?</source>
+        <translation>Clipmule Sync konnte nicht gestartet werden. Ist clipmule-sync installiert?</translation>
+    </message>
+    <message>
+        <source>today at %1</source>
+        <translation>heute um %1</translation>
+    </message>
+    <message>
+        <source>yesterday at %1</source>
+        <translation>gestern um %1</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,414 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ja">
+<context>
+    <name>Clipmule</name>
+    <message>
+        <source>Clipmule Sync</source>
+        <translation>Clipmule Sync</translation>
+    </message>
+    <message>
+        <source>no reason was given</source>
+        <translation>理由は示されませんでした</translation>
+    </message>
+    <message>
+        <source>Looking for updates…</source>
+        <translation>アップデートを確認中…</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync %1 is available. “Check for Updates…” in the menu installs it.</source>
+        <translation>Clipmule Sync %1 が利用可能です。メニューの「アップデートを確認…」でインストールできます。</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is up to date.</source>
+        <translation>Clipmule Sync は最新です。</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync was not installed as a package. Update it the way it was installed.</source>
+        <translation>Clipmule Sync はパッケージとしてインストールされていません。インストールしたときと同じ方法でアップデートしてください。</translation>
+    </message>
+    <message>
+        <source>Updates cannot be looked for: PackageKit is not available.</source>
+        <translation>アップデートを確認できません: PackageKit が利用できません。</translation>
+    </message>
+    <message>
+        <source>Looking for updates failed: %1</source>
+        <translation>アップデートの確認に失敗しました: %1</translation>
+    </message>
+    <message>
+        <source>Installing Clipmule Sync %1…</source>
+        <translation>Clipmule Sync %1 をインストール中…</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync %1 is installed. It is used from the next start.</source>
+        <translation>Clipmule Sync %1 をインストールしました。次回の起動から使われます。</translation>
+    </message>
+    <message>
+        <source>The update could not be installed: %1</source>
+        <translation>アップデートをインストールできませんでした: %1</translation>
+    </message>
+    <message>
+        <source>The item you copied is too large to send to Clipmule.</source>
+        <translation>コピーした項目は大きすぎるため、Clipmule に送信できません。</translation>
+    </message>
+    <message>
+        <source>Decode HTML Entities</source>
+        <translation>HTML エンティティをデコード</translation>
+    </message>
+    <message>
+        <source>Encode HTML Entities</source>
+        <translation>HTML エンティティにエンコード</translation>
+    </message>
+    <message>
+        <source>Find</source>
+        <translation>検索</translation>
+    </message>
+    <message>
+        <source>Replace</source>
+        <translation>置換</translation>
+    </message>
+    <message>
+        <source>Find and Replace</source>
+        <translation>検索と置換</translation>
+    </message>
+    <message>
+        <source>Convert to Lowercase</source>
+        <translation>小文字に変換</translation>
+    </message>
+    <message>
+        <source>Start Quote</source>
+        <translation>開始引用符</translation>
+    </message>
+    <message>
+        <source>End Quote</source>
+        <translation>終了引用符</translation>
+    </message>
+    <message>
+        <source>Quote Lines</source>
+        <translation>各行を引用符で囲む</translation>
+    </message>
+    <message>
+        <source>Smarten Quotes</source>
+        <translation>引用符を整形</translation>
+    </message>
+    <message>
+        <source>Straighten Quotes</source>
+        <translation>引用符を直線にする</translation>
+    </message>
+    <message>
+        <source>Convert to Titlecase</source>
+        <translation>タイトルケースに変換</translation>
+    </message>
+    <message>
+        <source>Convert to Uppercase</source>
+        <translation>大文字に変換</translation>
+    </message>
+    <message>
+        <source>Enter a Tag</source>
+        <translation>タグを入力</translation>
+    </message>
+    <message>
+        <source>Wrap in HTML Tags</source>
+        <translation>HTML タグで囲む</translation>
+    </message>
+    <message>
+        <source>Clipboard</source>
+        <translation>クリップボード</translation>
+    </message>
+    <message>
+        <source>Pasting of mixed content clips is not supported.</source>
+        <translation>異なる種類の内容が混在するクリップの貼り付けには対応していません。</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync %1 is available. Do you want to install it?</source>
+        <translation>Clipmule Sync %1 が利用可能です。インストールしますか?</translation>
+    </message>
+    <message>
+        <source>Install</source>
+        <translation>インストール</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>後で</translation>
+    </message>
+    <message>
+        <source>%d Devices Connected.</source>
+        <translation>%d 台のデバイスが接続済み</translation>
+    </message>
+    <message>
+        <source>No Device Registered.</source>
+        <translation>登録済みのデバイスはありません</translation>
+    </message>
+    <message>
+        <source>%d Devices Registered.</source>
+        <translation>%d 台のデバイスが登録済み</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync Help</source>
+        <translation>Clipmule Sync ヘルプ</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>アップデートを確認…</translation>
+    </message>
+    <message>
+        <source>Open Clipmule Sync Preferences…</source>
+        <translation>Clipmule Sync の環境設定を開く…</translation>
+    </message>
+    <message>
+        <source>Disable Clipmule Sync</source>
+        <translation>Clipmule Sync を無効にする</translation>
+    </message>
+    <message>
+        <source>Enable Clipmule Sync</source>
+        <translation>Clipmule Sync を有効にする</translation>
+    </message>
+    <message>
+        <source>Disabled…</source>
+        <translation>無効…</translation>
+    </message>
+    <message>
+        <source>Not Connected…</source>
+        <translation>未接続…</translation>
+    </message>
+    <message>
+        <source>Transfering Data…</source>
+        <translation>データを転送中…</translation>
+    </message>
+    <message>
+        <source>Idle…</source>
+        <translation>待機中…</translation>
+    </message>
+</context>
+<context>
+    <name>ClipmuleSync</name>
+    <message>
+        <source>This computer is not in a network.</source>
+        <translation>このコンピュータはネットワークに接続されていません。</translation>
+    </message>
+    <message>
+        <source>Connect it to the network that the phone is in.</source>
+        <translation>スマートフォンと同じネットワークに接続してください。</translation>
+    </message>
+    <message>
+        <source>This computer does not let multicast out (%1).</source>
+        <translation>このコンピュータからマルチキャストを送信できません (%1)。</translation>
+    </message>
+    <message>
+        <source>Allow mDNS (UDP port 5353) in the firewall.</source>
+        <translation>ファイアウォールで mDNS (UDP ポート 5353) を許可してください。</translation>
+    </message>
+    <message>
+        <source>The Avahi daemon, which finds phones, is not running.</source>
+        <translation>スマートフォンを検出する Avahi デーモンが動作していません。</translation>
+    </message>
+    <message>
+        <source>Start it: sudo systemctl enable --now avahi-daemon</source>
+        <translation>次のコマンドで起動できます: sudo systemctl enable --now avahi-daemon</translation>
+    </message>
+    <message>
+        <source>Nobody answers multicast questions, not even this computer.</source>
+        <translation>マルチキャストの問い合わせに、このコンピュータ自身も含めて応答がありません。</translation>
+    </message>
+    <message>
+        <source>No other device in the network answers.</source>
+        <translation>ネットワーク上のほかのデバイスから応答がありません。</translation>
+    </message>
+    <message>
+        <source>See that the phone is in the same network. Guest networks often keep devices apart.</source>
+        <translation>スマートフォンが同じネットワークにあることを確認してください。ゲスト用ネットワークではデバイス同士が通信できないことがよくあります。</translation>
+    </message>
+    <message>
+        <source>Other devices answer, but no phone does.</source>
+        <translation>ほかのデバイスは応答していますが、スマートフォンは見つかりません。</translation>
+    </message>
+    <message>
+        <source>See that the app is open, and that the phone is in the same network.</source>
+        <translation>アプリが開いていること、スマートフォンが同じネットワークにあることを確認してください。</translation>
+    </message>
+    <message>
+        <source>Dismiss</source>
+        <translation>閉じる</translation>
+    </message>
+    <message>
+        <source>The list of phones holds something else. Nothing was changed.</source>
+        <translation>スマートフォンのリストの内容が正しくありません。変更は行われませんでした。</translation>
+    </message>
+    <message>
+        <source>The settings could not be written. Is the disk full?</source>
+        <translation>設定を書き込めませんでした。ディスクに空きはありますか?</translation>
+    </message>
+    <message>
+        <source>Ready to be paired</source>
+        <translation>ペアリング可能</translation>
+    </message>
+    <message>
+        <source>Connected</source>
+        <translation>接続済み</translation>
+    </message>
+    <message>
+        <source>On the network</source>
+        <translation>ネットワーク上</translation>
+    </message>
+    <message>
+        <source>Not connected: %1</source>
+        <translation>未接続: %1</translation>
+    </message>
+    <message>
+        <source>On the network, not connected</source>
+        <translation>ネットワーク上、未接続</translation>
+    </message>
+    <message>
+        <source>Not seen yet</source>
+        <translation>未検出</translation>
+    </message>
+    <message>
+        <source>Not on the network, last seen %1</source>
+        <translation>ネットワーク上にありません。最終確認: %1</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync Preferences</source>
+        <translation>Clipmule Sync 環境設定</translation>
+    </message>
+    <message>
+        <source>&amp;Sync the clipboard with the paired phones</source>
+        <translation>ペアリング済みのスマートフォンとクリップボードを同期する(&amp;S)</translation>
+    </message>
+    <message>
+        <source>S&amp;tart</source>
+        <translation>開始(&amp;T)</translation>
+    </message>
+    <message>
+        <source>Starts Clipmule Sync</source>
+        <translation>Clipmule Sync を開始します</translation>
+    </message>
+    <message>
+        <source>&amp;Paired phones</source>
+        <translation>ペアリング済みのスマートフォン(&amp;P)</translation>
+    </message>
+    <message>
+        <source>No phone is paired yet. Phones that can be paired appear below.</source>
+        <translation>ペアリング済みのスマートフォンはまだありません。ペアリングできるスマートフォンは下に表示されます。</translation>
+    </message>
+    <message>
+        <source>Rena&amp;me…</source>
+        <translation>名前を変更(&amp;M)…</translation>
+    </message>
+    <message>
+        <source>&amp;Remove</source>
+        <translation>削除(&amp;R)</translation>
+    </message>
+    <message>
+        <source>Phones on this &amp;network</source>
+        <translation>このネットワーク上のスマートフォン(&amp;N)</translation>
+    </message>
+    <message>
+        <source>&amp;Add</source>
+        <translation>追加(&amp;A)</translation>
+    </message>
+    <message>
+        <source>Pairs the selected phone with this computer</source>
+        <translation>選択したスマートフォンをこのコンピュータとペアリングします</translation>
+    </message>
+    <message>
+        <source>Show the status &amp;item</source>
+        <translation>ステータス項目を表示する(&amp;I)</translation>
+    </message>
+    <message>
+        <source>Start at &amp;login</source>
+        <translation>ログイン時に開始する(&amp;L)</translation>
+    </message>
+    <message>
+        <source>The autostart entry could not be written.</source>
+        <translation>自動起動の項目を書き込めませんでした。</translation>
+    </message>
+    <message>
+        <source>Check for &amp;updates automatically</source>
+        <translation>アップデートを自動的に確認する(&amp;U)</translation>
+    </message>
+    <message>
+        <source>Sent</source>
+        <translation>送信</translation>
+    </message>
+    <message>
+        <source>Received</source>
+        <translation>受信</translation>
+    </message>
+    <message>
+        <source>Texts</source>
+        <translation>テキスト</translation>
+    </message>
+    <message>
+        <source>Pictures</source>
+        <translation>画像</translation>
+    </message>
+    <message>
+        <source>Open the app on your phone, in the same network as this computer. The phone appears here.</source>
+        <translation>このコンピュータと同じネットワークで、スマートフォンのアプリを開いてください。スマートフォンがここに表示されます。</translation>
+    </message>
+    <message>
+        <source>To pair another phone, open the app on it, in the same network as this computer.</source>
+        <translation>別のスマートフォンをペアリングするには、このコンピュータと同じネットワークで、そのスマートフォンのアプリを開いてください。</translation>
+    </message>
+    <message>
+        <source>There is no session bus, through which Clipmule Sync would tell how things stand.</source>
+        <translation>Clipmule Sync が状態を通知するためのセッションバスがありません。</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is not running.</source>
+        <translation>Clipmule Sync は動作していません。</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but tells nothing about itself.</source>
+        <translation>Clipmule Sync は動作していますが、状態を通知していません。</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but cannot use the clipboard of this desktop.</source>
+        <translation>Clipmule Sync は動作していますが、このデスクトップのクリップボードを使用できません。</translation>
+    </message>
+    <message>
+        <source>Syncing is off.</source>
+        <translation>同期はオフです。</translation>
+    </message>
+    <message>
+        <source>No phone is connected.</source>
+        <translation>接続されているスマートフォンはありません。</translation>
+    </message>
+    <message>
+        <source>Connected to %1.</source>
+        <translation>%1 に接続しています。</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1: %2</translation>
+    </message>
+    <message>
+        <source>“%1” was removed.</source>
+        <translation>“%1”を削除しました。</translation>
+    </message>
+    <message>
+        <source>Und&amp;o</source>
+        <translation>元に戻す(&amp;O)</translation>
+    </message>
+    <message>
+        <source>Rename Phone</source>
+        <translation>スマートフォンの名前を変更</translation>
+    </message>
+    <message>
+        <source>Name of the phone:</source>
+        <translation>スマートフォンの名前:</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync could not be started. Is clipmule-sync installed?</source>
+        <translation>Clipmule Sync を開始できませんでした。clipmule-sync はインストールされていますか?</translation>
+    </message>
+    <message>
+        <source>today at %1</source>
+        <translation>今日の %1</translation>
+    </message>
+    <message>
+        <source>yesterday at %1</source>
+        <translation>昨日の %1</translation>
+    </message>
+</context>
+</TS>
