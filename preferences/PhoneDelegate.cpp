@@ -54,6 +54,26 @@ bool isDark(const QPalette &palette) {
     return palette.color(QPalette::Base).lightness() < 128;
 }
 
+QColor mixed(const QColor &one, const QColor &other, double share) {
+    const auto mix = [share](int from, int to) { return int(from + (to - from) * share); };
+    return {mix(one.red(), other.red()), mix(one.green(), other.green()),
+            mix(one.blue(), other.blue())};
+}
+
+// Two lists have a current phone each; the strong colour is for the one that has the keyboard.
+void soften(QStyleOptionViewItem &item) {
+    if (!item.widget || item.widget->hasFocus())
+        return;
+    for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
+        QPalette &palette = item.palette;
+        palette.setColor(group, QPalette::Highlight,
+                         mixed(palette.color(group, QPalette::Base),
+                               palette.color(group, QPalette::Highlight),
+                               isDark(palette) ? 0.35 : 0.18));
+        palette.setColor(group, QPalette::HighlightedText, palette.color(group, QPalette::Text));
+    }
+}
+
 // Each has a shape of its own: colour is not seen by everybody.
 void paintPresence(QPainter &painter, const QRectF &place, Presence presence, const QColor &text,
                    bool selected, bool dark) {
@@ -110,10 +130,12 @@ void PhoneDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option,
                           const QModelIndex &index) const {
     QStyleOptionViewItem item = option;
     initStyleOption(&item, index);
+    soften(item);
     const QStyle *const style = item.widget ? item.widget->style() : QApplication::style();
     style->drawPrimitive(QStyle::PE_PanelItemViewItem, &item, painter, item.widget);
 
     const bool selected = item.state.testFlag(QStyle::State_Selected);
+    const bool strong = selected && item.widget && item.widget->hasFocus();
     const auto group = !item.state.testFlag(QStyle::State_Enabled) ? QPalette::Disabled
                        : item.state.testFlag(QStyle::State_Active) ? QPalette::Active
                                                                    : QPalette::Inactive;
@@ -125,7 +147,7 @@ void PhoneDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option,
     painter->setRenderHint(QPainter::Antialiasing);
     const QVariant presence = index.data(PhoneListModel::PresenceRole);
     if (presence.isValid())
-        paintPresence(*painter, places.icon, Presence(presence.toInt()), text, selected,
+        paintPresence(*painter, places.icon, Presence(presence.toInt()), text, strong,
                       isDark(item.palette));
     else
         paintPhone(*painter, places.icon, text);

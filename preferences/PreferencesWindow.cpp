@@ -19,6 +19,8 @@
 #include <QListView>
 #include <QLocale>
 #include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
 #include <QShortcut>
 #include <QStackedWidget>
 #include <QVBoxLayout>
@@ -37,8 +39,13 @@ PreferencesWindow::PreferencesWindow(Services services)
     : _services(std::move(services)) {
     setWindowTitle(PanelTexts::tr("Clipmule Sync Preferences"));
     setObjectName(QStringLiteral("preferences"));
-    auto *const content = new QWidget(this);
-    setCentralWidget(content);
+    // Large letters on a small screen do not fit otherwise.
+    auto *const scroller = new QScrollArea(this);
+    scroller->setFrameShape(QFrame::NoFrame);
+    scroller->setWidgetResizable(true);
+    scroller->setFocusPolicy(Qt::NoFocus);
+    setCentralWidget(scroller);
+    auto *const content = new QWidget(scroller);
     auto *const layout = new QVBoxLayout(content);
     layout->setContentsMargins(WindowParts::margin, WindowParts::margin, WindowParts::margin,
                                WindowParts::margin);
@@ -53,10 +60,14 @@ PreferencesWindow::PreferencesWindow(Services services)
     layout->addLayout(makeStatisticsSection());
     makeShortcuts();
     _sync->setFocus();
-    // By the font, so that it fits on every scale.
+    scroller->setWidget(content);
+    scroller->viewport()->setAutoFillBackground(false);
+    content->setAutoFillBackground(false);
+    // By the font; no larger than what the desktop leaves, with room for a title bar.
     const int unit = fontMetrics().height();
-    setMinimumWidth(26 * unit);
-    resize(std::max(28 * unit, sizeHint().width()), std::max(42 * unit, sizeHint().height()));
+    const QSize available = screen()->availableSize() - QSize(0, 3 * unit);
+    setMinimumWidth(std::min(content->minimumSizeHint().width() + 2 * unit, available.width()));
+    resize(QSize(30 * unit, 46 * unit).expandedTo(content->sizeHint()).boundedTo(available));
 }
 
 PreferencesWindow::~PreferencesWindow() {
