@@ -3,7 +3,6 @@
 
 #include "filters/ZRKClipmuleDecodeHTMLEntitiesFilter.h"
 
-#include "filters/HtmlEntityTable.h"
 #include "filters/ZRKClipmuleNSStringCategory.h"
 
 namespace clipmule {
@@ -85,8 +84,12 @@ ZRKClipmuleDecodeHTMLEntitiesFilter::filterString(const std::optional<QString> &
 }
 
 QString ZRKClipmuleDecodeHTMLEntitiesFilter::filterString(const QString &text) {
+    return filterString(text, loadHtmlEntityTable());
+}
+
+QString ZRKClipmuleDecodeHTMLEntitiesFilter::filterString(const QString &text,
+                                                          const HtmlEntityTable &table) {
     const QString ampersand = QStringLiteral("&amp;");
-    const HtmlEntityTable table = loadHtmlEntityTable();
     ReferenceTable characters;
     for (auto entry = table.begin(); entry != table.end(); ++entry) {
         // Last, so that an escaped reference comes out as its text.

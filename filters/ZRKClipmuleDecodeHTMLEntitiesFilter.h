@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "filters/HtmlEntityTable.h"
 #include "filters/ZRKClipmuleTextFilter.h"
 
 namespace clipmule {
@@ -16,6 +17,8 @@ public:
     filterString(const std::optional<QString> &text) const override;
 
     [[nodiscard]] static QString filterString(const QString &text);
+    /// With a table that was read before.
+    [[nodiscard]] static QString filterString(const QString &text, const HtmlEntityTable &table);
 };
 
 } // namespace clipmule

@@ -3,8 +3,6 @@
 
 #include "filters/ZRKClipmuleEncodeHTMLEntitiesFilter.h"
 
-#include "filters/HtmlEntityTable.h"
-
 #include <array>
 #include <charconv>
 
@@ -41,7 +39,12 @@ ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(const std::optional<QString> &
 
 QString ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(const QString &text, bool numericalOnly,
                                                           bool convertAll) {
-    const HtmlEntityTable table = loadHtmlEntityTable();
+    return filterString(text, numericalOnly, convertAll, loadHtmlEntityTable());
+}
+
+QString ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(const QString &text, bool numericalOnly,
+                                                          bool convertAll,
+                                                          const HtmlEntityTable &table) {
     std::array<bool, firstNumeric> isListed{};
     for (char16_t unit = 0; unit < firstNumeric; ++unit)
         isListed[unit] = table.contains(unit);

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "filters/HtmlEntityTable.h"
 #include "filters/ZRKClipmuleTextFilter.h"
 
 namespace clipmule {
@@ -18,6 +19,9 @@ public:
     /// With numericalOnly every reference is a number; with convertAll every character becomes one.
     [[nodiscard]] static QString filterString(const QString &text, bool numericalOnly,
                                               bool convertAll);
+    /// With a table that was read before.
+    [[nodiscard]] static QString filterString(const QString &text, bool numericalOnly,
+                                              bool convertAll, const HtmlEntityTable &table);
 };
 
 } // namespace clipmule
