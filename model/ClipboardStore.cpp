@@ -118,7 +118,8 @@ std::shared_ptr<ZRKClipmuleData> ClipboardStore::clipmuleDataWithOID(const QStri
 
 void ClipboardStore::insertCustomClipboardAtIndex(
     const std::shared_ptr<ZRKClipmuleClipboard> &clipboard, qsizetype index) {
-    const auto inserted = clipboard;
+    // The argument may be an element of a list that changes here.
+    const auto inserted = clipboard; // NOLINT(performance-unnecessary-copy-initialization)
     if (index < 0 || index > customClipboards().size()) {
         throw PlatformException(QStringLiteral("RangeException"),
                                 QStringLiteral("index %1 is beyond the %2 custom clipboards")
