@@ -1,0 +1,107 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+"""What the status item costs: processor time and wake-ups of the agent while nothing moves and while
+data moves all the time, with the spinner turning in a tray; beside it the same traffic with the item
+hidden.
+
+The traffic are short clips that one phone sends for another, five a second: they pass through the
+agent and touch no clipboard. Starts itself again in a private desktop with a tray. --bin says where
+the programs are, --json where the figures go.
+"""
+
+import argparse
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(ROOT / "scripts"))
+sys.path.insert(0, str(ROOT / "bench"))
+from bench_idle import INSIDE, SETTLING_SECONDS, Process  # noqa: E402
+from programs import Program  # noqa: E402
+
+CLIPS_A_SECOND = 5
+
+
+def observe(process, case, seconds, step):
+    start = time.monotonic()
+    wake_ups, processor = process.wake_ups(), process.processor_seconds()
+    beat = 0
+    while time.monotonic() < start + seconds:
+        step(beat)
+        beat += 1
+        time.sleep(max(0.0, start + beat / CLIPS_A_SECOND - time.monotonic()))
+    passed = time.monotonic() - start
+    return {
+        "case": case,
+        "side": "agent",
+        "wake-ups a second": round((process.wake_ups() - wake_ups) / passed, 2),
+        "processor ms a second": round((process.processor_seconds() - processor) / passed * 1000, 2),
+        "resident MB": round(process.resident_megabytes(), 1),
+        "of these own MB": round(process.anonymous_megabytes(), 1),
+    }
+
+
+def measure(binaries, seconds, log):
+    def preferences(*arguments):
+        subprocess.run([str(binaries / "clipmule-preferences"), *arguments], check=True, stdout=log, stderr=log)
+
+    programs = [Program(name, [str(binaries / "clipmule-phone"), "--name", name], log) for name in ("Anna", "Ben")]
+    agent = Program("agent", [str(binaries / "clipmule-sync")], log)
+    programs.append(agent)
+    try:
+        for name in ("Anna", "Ben"):
+            preferences("register", name)
+        for phone in programs[:2]:
+            phone.event("devices", lambda event: len(event.get("devices", {})) == 2)
+        process = Process(agent.process.pid)
+
+        def relay(beat):
+            programs[0].tell(f"relay text {beat}")
+
+        def rest(_beat):
+            pass
+
+        time.sleep(SETTLING_SECONDS)
+        rows = [observe(process, "icon in a tray, idle", seconds, rest),
+                observe(process, "icon in a tray, spinner turns", seconds, relay)]
+        preferences("set", "showStatus", "false")
+        time.sleep(SETTLING_SECONDS)
+        rows.append(observe(process, "no icon, same traffic", seconds, relay))
+        return rows
+    finally:
+        for program in reversed(programs):
+            program.stop()
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Measures the status item in a private desktop.")
+    parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "release" / "bin")
+    parser.add_argument("--json", type=pathlib.Path)
+    parser.add_argument("--seconds", type=int, default=60, help="length of each observation")
+    options = parser.parse_args()
+    if INSIDE not in os.environ:
+        os.environ[INSIDE] = "1"
+        command = [str(ROOT / "scripts" / "private-desktop"), "--network", "--tray", __file__, "--bin",
+                   str(options.bin.resolve()), "--seconds", str(options.seconds)]
+        if options.json:
+            command += ["--json", str(options.json.resolve())]
+        os.execv(command[0], command)
+    with open(os.devnull, "w", encoding="ascii") as log:
+        rows = measure(options.bin, options.seconds, log)
+    columns = list(rows[0])
+    widths = [max(len(str(row[column])) for row in [dict(zip(columns, columns)), *rows]) for column in columns]
+    for row in [dict(zip(columns, columns)), *rows]:
+        print("  ".join(str(row[column]).ljust(width) for column, width in zip(columns, widths)).rstrip())
+    if options.json:
+        options.json.write_text(json.dumps({"program": "bench_tray", "results": rows}, indent=2) + "\n",
+                                encoding="utf-8")
+
+
+if __name__ == "__main__":
+    main()
