@@ -131,7 +131,6 @@ MessagePanel::MessagePanel(const Bundle &bundle)
     , _opacity(new QGraphicsOpacityEffect(_contentView)) {
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
-    setAttribute(Qt::WA_QuitOnClose, false);
     _contentView->setGraphicsEffect(_opacity);
     _opacity->setOpacity(1);
     resize(1, 1);

@@ -105,7 +105,6 @@ void ZRKClipmuleMessageController::close() {
 
 void ZRKClipmuleMessageController::animateOpacity(qreal opacity) {
     const qreal from = _window->contentOpacity();
-    _fade.interrupt();
     _fade.start(
         fadeDuration,
         [this, from, opacity](double progress) {

@@ -65,6 +65,7 @@ private Q_SLOTS:
     void lightFadesIn();
     void lightFadesOut();
     void fadeTurnsRoundWhereItIs();
+    void connectionLostBeforeTheFadeBegan();
     void nothingMovesWithoutAChange();
     void observersAreRemoved();
     void defaultsChangeRedraws();
@@ -311,6 +312,16 @@ void DeviceMenuViewTest::fadeTurnsRoundWhereItIs() {
     QCOMPARE(view->lightOnOpacity(), 0.0);
 }
 
+void DeviceMenuViewTest::connectionLostBeforeTheFadeBegan() {
+    status.connected = QStringList{QStringLiteral("A")};
+    FakeSyncStatus::announce();
+    status.connected.clear();
+    FakeSyncStatus::announce();
+    QCOMPARE(loop->pendingCount(), 0);
+    loop->advance(1);
+    QCOMPARE(view->lightOnOpacity(), 0.0);
+}
+
 void DeviceMenuViewTest::nothingMovesWithoutAChange() {
     FakeSyncStatus::announce();
     QCOMPARE(loop->pendingCount(), 0);
@@ -375,8 +386,11 @@ void DeviceMenuViewTest::viewMayDieBeforeTheMenu() {
     window.resize(200, 50);
     view->viewWillMoveToWindow(&window);
     QCOMPARE(window.findChildren<QWidget *>().size(), 1);
+    const auto *const cap = window.findChild<QWidget *>();
+    QVERIFY(!cap->isHidden());
     view.reset();
-    (void)window.grab();
+    // It is deleted later, and must not be painted until then.
+    QVERIFY(cap->isHidden());
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCOMPARE(window.findChildren<QWidget *>().size(), 0);
 }

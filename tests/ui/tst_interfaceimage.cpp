@@ -23,6 +23,7 @@ private Q_SLOTS:
     void normalPictureServesWhereTheOtherIsMissing();
     void drawsPixelForPixel();
     void drawsAPart();
+    void drawsAPartOfTheDenserPicture();
     void missingPictureIsSaidAndDrawsNothing();
     void everyPictureOfTheInterfaceIsThereTwice_data();
     void everyPictureOfTheInterfaceIsThereTwice();
@@ -105,6 +106,26 @@ void InterfaceImageTest::drawsAPart() {
         image.draw(painter, {0, 0, 10, 2}, {1, 0, 1, 2});
     });
     QCOMPARE(boundsOfOthers(screen, Qt::red), QRect());
+}
+
+void InterfaceImageTest::drawsAPartOfTheDenserPicture() {
+    QImage normal(4, 2, QImage::Format_ARGB32);
+    QImage doubled(8, 4, QImage::Format_ARGB32);
+    for (int y = 0; y < 4; ++y) {
+        for (int x = 0; x < 8; ++x)
+            doubled.setPixelColor(x, y, QColor(10 * x, 10 * y, 0));
+    }
+    const InterfaceImage image(normal, doubled);
+    const QImage screen = painted(
+        {2, 2}, Qt::white,
+        [&](QPainter &painter) {
+            image.draw(painter, {0, 0, 2, 2}, {1, 0, 2, 2});
+        },
+        2);
+    for (int y = 0; y < 4; ++y) {
+        for (int x = 0; x < 4; ++x)
+            QCOMPARE(screen.pixelColor(x, y), QColor(10 * (x + 2), 10 * y, 0));
+    }
 }
 
 void InterfaceImageTest::missingPictureIsSaidAndDrawsNothing() {

@@ -22,6 +22,19 @@ const QString longText = QStringLiteral(
     "wraps within the width that it has.");
 const QRect item(600, 0, 29, 22);
 
+// The rim of the background is lighter than its inside, but far from white.
+QRect boundsOfText(MessagePanel &panel) {
+    const QImage image = panel.grab().toImage();
+    QRect white;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (qGray(image.pixel(x, y)) > 200 && qAlpha(image.pixel(x, y)) == 255)
+                white |= QRect(x, y, 1, 1);
+        }
+    }
+    return white;
+}
+
 } // namespace
 
 class MessageControllerTest : public QObject {
@@ -45,9 +58,12 @@ private Q_SLOTS:
     void sameMessageTwiceDoesNotMove();
     void movedWhileMoving();
     void shownAgainAfterItWasHidden();
+    void shownAgainAfterItWasHiddenWhileMoving();
     void noTimerOnceItIsHidden();
 
     void textIsInsideTheMargins();
+    void textIsCentredBesideTheTip_data();
+    void textIsCentredBesideTheTip();
     void longTextWraps();
     void wordWithoutEndIsBroken();
     void emptyText();
@@ -240,6 +256,8 @@ void MessageControllerTest::sameMessageTwiceDoesNotMove() {
     loop->advance(1);
     const QRect frame = panel().geometry();
     controller->displayMessage(shortText);
+    // The fade and the end of the five seconds.
+    QCOMPARE(loop->pendingCount(), 2);
     loop->advance(0.1);
     QCOMPARE(panel().geometry(), frame);
 }
@@ -267,6 +285,21 @@ void MessageControllerTest::shownAgainAfterItWasHidden() {
     QCOMPARE(panel().contentOpacity(), 1.0);
 }
 
+void MessageControllerTest::shownAgainAfterItWasHiddenWhileMoving() {
+    controller->displayMessage(shortText);
+    loop->advance(1);
+    controller->displayMessage(longText);
+    controller->close();
+    loop->advance(0.13);
+    QVERIFY(!panel().isVisible());
+    statusItem = item.translated(50, 0);
+    controller->displayMessage(shortText);
+    const QRect frame(QPoint(451, 22), panel().sizeForText(shortText));
+    QCOMPARE(panel().geometry(), frame);
+    loop->advance(0.3);
+    QCOMPARE(panel().geometry(), frame);
+}
+
 void MessageControllerTest::noTimerOnceItIsHidden() {
     controller->displayMessage(shortText);
     loop->advance(1);
@@ -279,21 +312,30 @@ void MessageControllerTest::noTimerOnceItIsHidden() {
 void MessageControllerTest::textIsInsideTheMargins() {
     controller->displayMessage(longText);
     loop->advance(0.2);
-    const QImage image = panel().grab().toImage();
-    const QSize size = image.size();
-    QRect white;
-    // The rim of the background is lighter than its inside, but far from white.
-    for (int y = 0; y < size.height(); ++y) {
-        for (int x = 0; x < size.width(); ++x) {
-            if (qGray(image.pixel(x, y)) > 200 && qAlpha(image.pixel(x, y)) == 255)
-                white |= QRect(x, y, 1, 1);
-        }
-    }
+    const QSize size = panel().size();
+    const QRect white = boundsOfText(panel());
     QVERIFY(!white.isEmpty());
     // 18 from the left, the right and below; 28 from above, where the tip is.
     QVERIFY(QRect(18, 28, size.width() - 36, size.height() - 46).contains(white));
-    // Centred.
-    QVERIFY(std::abs(white.center().x() - size.width() / 2) <= 6);
+}
+
+void MessageControllerTest::textIsCentredBesideTheTip_data() {
+    QTest::addColumn<QRect>("place");
+    QTest::addColumn<int>("above"); // what is between the panel's upper edge and the text
+    QTest::newRow("tip above") << QRect(700, 0, 24, 24) << 28;
+    QTest::newRow("tip below") << QRect(700, 776, 24, 24) << 18;
+}
+
+void MessageControllerTest::textIsCentredBesideTheTip() {
+    QFETCH(QRect, place);
+    QFETCH(int, above);
+    statusItem = place;
+    controller->displayMessage(shortText);
+    loop->advance(0.2);
+    const int line = panel().height() - 46;
+    const QRect white = boundsOfText(panel());
+    QVERIFY(std::abs(white.center().x() - panel().width() / 2) <= 2);
+    QVERIFY(std::abs(white.center().y() - (above + line / 2)) <= 3);
 }
 
 void MessageControllerTest::longTextWraps() {

@@ -44,6 +44,9 @@ void MessagePanelPlaceTest::frame_data() {
     // Its centre is at 32; 32 - 113 + 100 = 19.
     QTest::newRow("left corner") << QSize(226, 62) << QRect(20, 0, 24, 24) << QRect(19, 24, 226, 62)
                                  << false << true;
+    // Its centre is at 34.5.
+    QTest::newRow("left corner, rounded up")
+        << QSize(226, 62) << QRect(20, 0, 29, 22) << QRect(22, 22, 226, 62) << false << true;
     QTest::newRow("in the very corner")
         << QSize(226, 62) << QRect(0, 776, 24, 24) << QRect(0, 714, 226, 62) << true << true;
     QTest::newRow("just room on the left")

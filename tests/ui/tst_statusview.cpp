@@ -47,6 +47,7 @@ private Q_SLOTS:
     void denseScreenGetsTheDenserPictures();
 
     void spinnerLiesInItsFrame();
+    void spinnerOfADisabledIconIsSolid();
     void spinnerIsHiddenAtStart();
     void spinnerTurnsClockwiseOnceASecond();
     void spinnerGoesOnWhileActive();
@@ -212,6 +213,13 @@ void StatusViewTest::spinnerLiesInItsFrame() {
     }
     // x 10, y 7 from below, in a view 22 points high.
     QCOMPARE(spinner, QRect(10, 6, 9, 9));
+}
+
+void StatusViewTest::spinnerOfADisabledIconIsSolid() {
+    status.connected.clear();
+    status.enabled = false;
+    view->setNetworkActive(true);
+    QCOMPARE(drawn().pixelColor(14, 10), spinnerColor);
 }
 
 void StatusViewTest::spinnerIsHiddenAtStart() {
@@ -400,8 +408,20 @@ void StatusViewTest::squareImage() {
     view->setNetworkActive(true);
     for (const int any : {16, 22, 24, 32, 48}) {
         const QImage square = view->squareImage(any);
-        const QPoint middle(int(any * 0.48), int(any * 0.48));
-        QVERIFY2(square.pixelColor(middle).blue() > 100, qPrintable(QString::number(any)));
+        QRect whole;
+        QRect spinner;
+        for (int y = 0; y < any; ++y) {
+            for (int x = 0; x < any; ++x) {
+                const QColor color = square.pixelColor(x, y);
+                if (color.alpha() > 128)
+                    whole |= QRect(x, y, 1, 1);
+                if (color.blue() > color.green())
+                    spinner |= QRect(x, y, 1, 1);
+            }
+        }
+        const QPoint distance = whole.center() - spinner.center();
+        QVERIFY2(!spinner.isEmpty() && distance.manhattanLength() <= 1,
+                 qPrintable(QString::number(any)));
     }
 }
 
