@@ -141,7 +141,7 @@ void ViewCategoriesTest::secondShadowReplacesTheFirst() {
     addTitleShadowColorShadowOffset(*button, shadowColor, {0, 3});
     const QColor other(4, 5, 200);
     addTitleShadowColorShadowOffset(*button, other, {0, -3});
-    QCOMPARE(button->findChildren<QStyle *>().size(), 1);
+    QCOMPARE(button->findChildren<QStyle *>(QString(), Qt::FindDirectChildrenOnly).size(), 1);
     QVERIFY(boundsOf(drawn(), shadowColor).isEmpty());
     QVERIFY(boundsOf(drawn(), other).bottom() > boundsOf(drawn(), titleColor).bottom());
 }
