@@ -10,12 +10,29 @@ namespace clipmule {
 namespace {
 using Kind = NetworkAdvice::Kind;
 using Multicast = dnssd::NetworkFacts::Multicast;
+// Where there is no other: its name.
+QString interfaceWithoutMulticast(const dnssd::NetworkFacts &facts) {
+    QString name;
+    for (const auto &interface : facts.interfaces) {
+        if (!interface.isUsable())
+            continue;
+        if (interface.canMulticast)
+            return {};
+        name = interface.name;
+    }
+    return name;
+}
+
 } // namespace
 
 NetworkAdvice adviceFor(const dnssd::NetworkFacts &facts) {
     if (!facts.hasUsableInterface())
         return {Kind::NoInterface, PanelTexts::tr("This computer is not in a network."),
                 PanelTexts::tr("Connect it to the network that the phone is in.")};
+    if (const QString name = interfaceWithoutMulticast(facts); !name.isEmpty())
+        return {Kind::MulticastFails,
+                PanelTexts::tr("The network of this computer (%1) carries no multicast.").arg(name),
+                PanelTexts::tr("Switch it on: sudo ip link set %1 multicast on").arg(name)};
     if (facts.multicast == Multicast::Refused)
         return {Kind::MulticastFails,
                 PanelTexts::tr("This computer does not let multicast out (%1).")
@@ -30,7 +47,7 @@ NetworkAdvice adviceFor(const dnssd::NetworkFacts &facts) {
         return {Kind::NoAnswer,
                 PanelTexts::tr("Nobody answers multicast questions, not even this computer."),
                 PanelTexts::tr("Allow mDNS (UDP port 5353) in the firewall.")};
-    if (facts.multicast == Multicast::OnlyOwn)
+    if (facts.multicast != Multicast::OthersAnswer)
         return {Kind::NothingWrong, PanelTexts::tr("No other device in the network answers."),
                 PanelTexts::tr("See that the phone is in the same network. Guest networks often "
                                "keep devices apart.")};

@@ -410,5 +410,13 @@
         <source>yesterday at %1</source>
         <translation>gestern um %1</translation>
     </message>
+    <message>
+        <source>The network of this computer (%1) carries no multicast.</source>
+        <translation>Das Netz dieses Rechners (%1) überträgt kein Multicast.</translation>
+    </message>
+    <message>
+        <source>Switch it on: sudo ip link set %1 multicast on</source>
+        <translation>Schalten Sie es ein: sudo ip link set %1 multicast on</translation>
+    </message>
 </context>
 </TS>

@@ -410,5 +410,13 @@
         <source>yesterday at %1</source>
         <translation>昨日の %1</translation>
     </message>
+    <message>
+        <source>The network of this computer (%1) carries no multicast.</source>
+        <translation>このコンピューターのネットワーク（%1）はマルチキャストを通しません。</translation>
+    </message>
+    <message>
+        <source>Switch it on: sudo ip link set %1 multicast on</source>
+        <translation>有効にしてください: sudo ip link set %1 multicast on</translation>
+    </message>
 </context>
 </TS>

@@ -78,6 +78,24 @@ private Q_SLOTS:
         QVERIFY(advice.whatToTry.contains(QStringLiteral("5353")));
     }
 
+    void aNetworkWithoutMulticastIsTold() {
+        auto facts = working();
+        facts.interfaces[0].canMulticast = false;
+        facts.multicast = Multicast::Untried;
+        const auto advice = adviceFor(facts);
+        QCOMPARE(advice.kind, Kind::MulticastFails);
+        QVERIFY(advice.whatToTry.contains(QStringLiteral("ip link set eth0 multicast on")));
+        // One that does is enough.
+        facts.interfaces.append(working().interfaces[0]);
+        QCOMPARE(adviceFor(facts).kind, Kind::NothingWrong);
+    }
+
+    void whereNobodyCouldBeAskedNobodyIsSaidToAnswer() {
+        auto facts = working();
+        facts.multicast = Multicast::Untried;
+        QVERIFY(!adviceFor(facts).reason.contains(QStringLiteral("Other devices answer")));
+    }
+
     void silenceIsTold() {
         auto facts = working();
         facts.multicast = Multicast::NoAnswer;
