@@ -412,7 +412,7 @@
     </message>
     <message>
         <source>The network of this computer (%1) carries no multicast.</source>
-        <translation>Das Netz dieses Rechners (%1) überträgt kein Multicast.</translation>
+        <translation>Das Netzwerk dieses Rechners (%1) überträgt kein Multicast.</translation>
     </message>
     <message>
         <source>Switch it on: sudo ip link set %1 multicast on</source>

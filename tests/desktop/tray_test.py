@@ -26,6 +26,10 @@ MENU = ["Anna", "Disable Clipmule Sync", "--", "Idle…", "--", "Clipmule Sync H
 WINDOW = re.compile(r'\s*(0x[0-9a-f]+) .*?: \("clipmule-sync" "[^"]*"\)\s+'
                     r'(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+)')
 MORE_THAN_IS_SENT = 5_000_100
+PICTURES = ROOT / "docs" / "pictures"
+STATES = ("not-connected", "disabled", "connected", "active")
+# Of 1; two of the stored pictures differ by more, what is drawn again by less.
+TOLERANCE = 0.06
 
 
 def run(*command):
@@ -66,6 +70,18 @@ def menu():
 def panel():
     """The message panel: 226 wide, and lower than the menu."""
     return next((window for window in windows() if window.width == 226 and window.height < 200), None)
+
+
+def differences(crop):
+    """How far that part of the screen is from each stored picture of the icon, which is twice as large."""
+    shot = ["import", "-window", "root", "-crop", crop, "+repage", "-filter", "point", "-resize", "200%", "png:-"]
+    shown = subprocess.run(shot, capture_output=True, check=True).stdout
+    result = {}
+    for state in STATES:
+        done = subprocess.run(["compare", "-metric", "RMSE", "png:-", str(PICTURES / f"icon-{state}.png"), "null:"],
+                              input=shown, capture_output=True, check=False)
+        result[state] = float(re.search(rb"\((.*)\)", done.stderr)[1])
+    return result
 
 
 def click(window, button=1):
@@ -188,6 +204,34 @@ class EmbeddedTrayTest(TrayTest):
         until("end of the icon", lambda: not icon())
         self.preferences("set", "showStatus", "true")
         until("menu", lambda: self.open_menu())
+
+    def assert_shows(self, state):
+        seen = {}
+
+        def is_shown():
+            seen.update(differences("26x26+1254+0"))
+            return seen[state] < TOLERANCE and min(seen, key=seen.get) == state
+
+        try:
+            until(f"picture of “{state}”", is_shown)
+        except StepFailed:
+            self.fail(f"{state}: {seen}")
+
+    def test_the_icon_looks_like_its_state(self):
+        self.start_tray()
+        self.start_agent()
+        until("icon", resting_icon)
+        self.assert_shows("not-connected")
+        self.preferences("disable")
+        self.assert_shows("disabled")
+        self.preferences("enable")
+        phone = self.connected_phone("Anna")
+        self.assert_shows("connected")
+        for count in range(5):
+            phone.tell(f"relay text {count}")
+        until("end of the movement", lambda: differences("26x26+1254+0")["connected"] < TOLERANCE)
+        phone.stop()
+        self.assert_shows("not-connected")
 
     def test_the_icon_goes_with_the_agent(self):
         self.start_tray()

@@ -6,8 +6,8 @@
 #include "platform/desktop/SessionPrograms.h"
 #include "support/PlatformNotifications.h"
 #include "support/ZRKUserDefaults.h"
-#include "tests/kit/FakeStatusBar.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/ui/FakeStatusBar.h"
 #include "ui/SyncStatusSource.h"
 #include "ui/UpdateQuestion.h"
 #include "ui/ZRKClipmuleStatusController.h"
@@ -472,7 +472,7 @@ private Q_SLOTS:
     }
 
 private:
-    [[nodiscard]] kit::FakeStatusBar::Item &item() const { return *_bar->items.constFirst(); }
+    [[nodiscard]] FakeStatusBar::Item &item() const { return *_bar->items.constFirst(); }
 
     void setShown(bool shown) { _settings->setBoolForKey(shown, showStatus); }
 
@@ -506,7 +506,7 @@ private:
     RunLoop::Installation _installation{_runLoop};
     std::shared_ptr<ZRKUserDefaults> _settings;
     std::optional<FakeSource> _source;
-    std::optional<kit::FakeStatusBar> _bar;
+    std::optional<FakeStatusBar> _bar;
     std::optional<FakeHelpManager> _help;
     std::optional<FakeSessionPrograms> _programs;
     std::shared_ptr<ZRKClipmuleStatusController> _controller;

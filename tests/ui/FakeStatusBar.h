@@ -11,7 +11,7 @@
 
 #include <QMenu>
 
-namespace clipmule::kit {
+namespace clipmule {
 
 /// A status area that a test looks at and clicks on. The items belong to who made them; the area
 /// knows those that exist.
@@ -81,4 +81,4 @@ public:
     int made = 0;
 };
 
-} // namespace clipmule::kit
+} // namespace clipmule
