@@ -176,7 +176,7 @@ private Q_SLOTS:
     void aMalformedClipIsRefused() {
         PropertyList::Dictionary clip = dictionary(u"one"_qs);
         clip.insert(u"items"_qs, u"no list"_qs);
-        QVERIFY_EXCEPTION_THROWN((void)_shelf->keep(clip), PlatformException);
+        QVERIFY_THROWS_EXCEPTION(PlatformException, (void)_shelf->keep(clip));
         QCOMPARE(shown("history"), QStringList{u"history 0"_qs});
     }
 
