@@ -6,6 +6,7 @@
 #include "app/PackageUpdater.h"
 #include "app/ZRKClipmuleSyncApp.h"
 #include "platform/desktop/ActiveApplicationFactory.h"
+#include "platform/desktop/ApplicationInterface.h"
 #include "platform/desktop/DesktopNotifications.h"
 #include "platform/desktop/HelpManager.h"
 #include "platform/desktop/SingleInstance.h"
@@ -41,6 +42,9 @@ using namespace clipmule;
 
 namespace {
 
+const QString menuIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.Menu");
+const QString menuOption = QStringLiteral("menu");
+
 // What the user sees of the agent. Exists where windows can be shown.
 class Face final : public ClipNotice {
 public:
@@ -65,6 +69,13 @@ public:
                  QCoreApplication::applicationDirPath() + QStringLiteral("/clipmule-preferences")});
         controller->setStatusItemDidChange(std::move(statusItemDidChange));
         _statusController = controller;
+        // Not every status area can be reached from the keyboard: a command opens the menu, too.
+        _menuInterface->onActivate = [this](const QString &) {
+            if (const auto shown = _statusController.lock())
+                shown->openMenu();
+        };
+        if (_menuInterface->start(menuIdentifier))
+            _menuName->claim(menuIdentifier, [](SingleInstance::Outcome) {});
         ZRKClipmuleMessageController::sharedController().setSurroundings(
             {.statusItemFrame = [this]() -> std::optional<QRect> {
                  const auto shown = _statusController.lock();
@@ -123,6 +134,8 @@ private:
     std::unique_ptr<HelpManager> _helpManager = makeHelpManager();
     std::unique_ptr<DesktopNotifications> _notifications = makeDesktopNotifications();
     UpdateQuestion _question;
+    std::unique_ptr<ApplicationInterface> _menuInterface = makeApplicationInterface();
+    std::unique_ptr<SingleInstance> _menuName = makeSingleInstance();
     std::weak_ptr<ZRKClipmuleStatusController> _statusController;
 };
 
@@ -266,32 +279,41 @@ private:
     std::unique_ptr<ZRKClipmuleSyncApp> _application;
 };
 
-// The exit status when there is nothing more to do; none to go on.
-std::optional<int> answerArguments(const QCoreApplication &application) {
+struct Arguments {
+    /// When there is nothing more to do.
+    std::optional<int> exitStatus;
+    /// Open the menu of an agent that is running.
+    bool menu = false;
+};
+
+Arguments answerArguments(const QCoreApplication &application) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Keeps this desktop's clipboard in step with the registered phones of the same network.\n"
         "Phones are registered with clipmule-preferences. Ends on SIGTERM and SIGINT."));
     parser.addHelpOption();
     parser.addVersionOption();
+    parser.addOption(QCommandLineOption(
+        menuOption, QStringLiteral("Opens the menu of the agent that is running, for a key of the "
+                                   "desktop; otherwise starts the agent.")));
     if (!parser.parse(application.arguments())) {
         std::fprintf(stderr, "clipmule-sync: %s\n", qPrintable(parser.errorText()));
-        return 2;
+        return {.exitStatus = 2};
     }
     if (parser.isSet(QStringLiteral("help"))) {
         std::fputs(qPrintable(parser.helpText()), stdout);
-        return 0;
+        return {.exitStatus = 0};
     }
     if (parser.isSet(QStringLiteral("version"))) {
         std::puts("clipmule-sync " CLIPMULE_VERSION);
-        return 0;
+        return {.exitStatus = 0};
     }
     if (!parser.positionalArguments().isEmpty()) {
         std::fprintf(stderr, "clipmule-sync: unexpected argument: %s\n",
                      qPrintable(parser.positionalArguments().constFirst()));
-        return 2;
+        return {.exitStatus = 2};
     }
-    return std::nullopt;
+    return {.exitStatus = {}, .menu = parser.isSet(menuOption)};
 }
 
 // With windows where they can be shown: the toolkit ends a process that has windows and no display.
@@ -313,8 +335,9 @@ std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv) {
 int main(int argc, char *argv[]) {
     installLogFormat();
     const auto application = makeApplication(argc, argv);
-    if (const auto status = answerArguments(*application))
-        return *status;
+    const Arguments arguments = answerArguments(*application);
+    if (arguments.exitStatus)
+        return *arguments.exitStatus;
 
     installTranslations();
     QtRunLoop runLoop;
@@ -327,17 +350,23 @@ int main(int argc, char *argv[]) {
             QCoreApplication::quit();
     });
     const auto instance = makeSingleInstance();
-    instance->claim(ApplicationDefaults::identifier(), [&agent](SingleInstance::Outcome outcome) {
-        if (outcome == SingleInstance::Outcome::AlreadyRunning) {
-            std::puts("Clipmule Sync is already running in this session.");
-            QCoreApplication::quit();
-            return;
-        }
-        if (outcome == SingleInstance::Outcome::Unknown)
-            qCWarning(logApp) << "no session bus: settings changed elsewhere will not reach us";
-        agent.emplace();
-        if (!agent->start())
-            QCoreApplication::exit(1);
-    });
+    instance->claim(
+        ApplicationDefaults::identifier(), [&agent, &arguments](SingleInstance::Outcome outcome) {
+            if (outcome == SingleInstance::Outcome::AlreadyRunning && arguments.menu) {
+                activateApplication(menuIdentifier,
+                                    [](bool reached) { QCoreApplication::exit(reached ? 0 : 1); });
+                return;
+            }
+            if (outcome == SingleInstance::Outcome::AlreadyRunning) {
+                std::puts("Clipmule Sync is already running in this session.");
+                QCoreApplication::quit();
+                return;
+            }
+            if (outcome == SingleInstance::Outcome::Unknown)
+                qCWarning(logApp) << "no session bus: settings changed elsewhere will not reach us";
+            agent.emplace();
+            if (!agent->start())
+                QCoreApplication::exit(1);
+        });
     return QCoreApplication::exec();
 }

@@ -216,6 +216,11 @@ void ZRKClipmuleStatusController::popUp() {
         _statusView->setHighlighted(false);
 }
 
+void ZRKClipmuleStatusController::openMenu() {
+    if (_statusView && !_menu->isVisible())
+        _statusView->mouseDown();
+}
+
 void ZRKClipmuleStatusController::closeMenu() {
     if (_statusItem)
         _statusItem->closeMenu();

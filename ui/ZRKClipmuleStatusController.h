@@ -71,6 +71,9 @@ public:
     void startNetworkActivity();
     void stopNetworkActivity();
 
+    /// Opens the menu as a click does, for those who do not click. Nothing while the item is
+    /// hidden.
+    void openMenu();
     /// Takes an open menu off the screen, so that it holds the keyboard no more.
     void closeMenu();
 

@@ -157,6 +157,17 @@ class EmbeddedTrayTest(TrayTest):
         self.assertEqual(len([one for one in windows() if one.width > 150]), 1)
         key("Escape")
 
+    def test_a_command_opens_the_menu_for_the_keyboard(self):
+        self.start_tray()
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        until("icon", resting_icon)
+        done = subprocess.run([BIN / "clipmule-sync", "--menu"], timeout=PATIENCE_SECONDS, check=False)
+        self.assertEqual(done.returncode, 0)
+        self.assertEqual(until("menu", menu).x + menu().width, 1280)
+        key("Down", "Return")
+        phone.event("end of the connection", lambda event: event.get("event") == "closed")
+
     def test_at_the_lower_edge_the_menu_stands_above_the_icon(self):
         self.start_tray("bottom")
         self.start_agent()
@@ -403,6 +414,8 @@ class NoDisplayTest(agent_test.AgentTest):
         self.wait_until_opened(phone)
         maps = pathlib.Path(f"/proc/{self.agent.process.pid}/maps").read_text(encoding="ascii")
         self.assertNotIn("libqxcb", maps)
+        done = subprocess.run([BIN / "clipmule-sync", "--menu"], timeout=PATIENCE_SECONDS, check=False)
+        self.assertEqual(done.returncode, 1)
         self.assertEqual(self.agent.stop(), 0)
 
 

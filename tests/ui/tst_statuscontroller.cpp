@@ -391,6 +391,16 @@ private Q_SLOTS:
         QCOMPARE(_source->enabled, false);
     }
 
+    void theMenuCanBeOpenedWithoutAClick() {
+        _controller->openMenu();
+        QVERIFY(_controller->menu()->isVisible());
+        QVERIFY(_controller->statusView()->isHighlighted());
+        _controller->openMenu();
+        QCOMPARE(item().popUps, 1);
+        setShown(false);
+        _controller->openMenu();
+    }
+
     void theUpdateItemAsksTheAgent() {
         choose(u"Check for Updates…"_qs);
         QCOMPARE(_source->checks, 1);
