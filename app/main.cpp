@@ -7,12 +7,12 @@
 #include "app/ZRKClipmuleSyncApp.h"
 #include "platform/desktop/ActiveApplicationFactory.h"
 #include "platform/desktop/ApplicationInterface.h"
+#include "platform/desktop/Compositor.h"
 #include "platform/desktop/DesktopNotifications.h"
 #include "platform/desktop/HelpManager.h"
 #include "platform/desktop/SingleInstance.h"
 #include "platform/desktop/StatusInterface.h"
 #include "platform/desktop/StatusItem.h"
-#include "platform/desktop/WindowSystem.h"
 #include "platform/dnssd/DnsSdFactory.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PrivateFolder.h"
@@ -51,7 +51,7 @@ public:
     Face(Bundle bundle, std::shared_ptr<X11Connection> display, SessionPrograms &programs)
         : _bundle(std::move(bundle))
         , _statusBar(makeStatusBar(display))
-        , _windowSystem(makeWindowSystem(std::move(display)))
+        , _compositor(makeCompositor(std::move(display)))
         , _sessionPrograms(programs) {}
     ~Face() override { ZRKClipmuleMessageController::sharedController().setSurroundings({}); }
 
@@ -82,13 +82,15 @@ public:
                  const StatusItem *const item = shown ? shown->statusItem() : nullptr;
                  return item ? std::optional(item->place()) : std::nullopt;
              },
-             .canPlaceWindows = [this] { return _windowSystem->canPlaceWindows(); },
+             // A Wayland compositor keeps the places to itself.
+             .canPlaceWindows =
+                 [] { return !QGuiApplication::platformName().startsWith(u"wayland"); },
              .notifyInstead =
                  [this](const QString &text) {
                      _notifications->notify(
                          QCoreApplication::translate("Clipmule", "Clipmule Sync"), text);
                  },
-             .blendsWindows = [this] { return _windowSystem->blendsWindows(); }});
+             .blendsWindows = [this] { return _compositor->isRunning(); }});
         return controller;
     }
 
@@ -129,7 +131,7 @@ public:
 private:
     Bundle _bundle;
     std::unique_ptr<StatusBar> _statusBar;
-    std::unique_ptr<WindowSystem> _windowSystem;
+    std::unique_ptr<Compositor> _compositor;
     SessionPrograms &_sessionPrograms;
     std::unique_ptr<HelpManager> _helpManager = makeHelpManager();
     std::unique_ptr<DesktopNotifications> _notifications = makeDesktopNotifications();

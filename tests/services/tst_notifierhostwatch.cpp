@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/dbus/BusConnection.h"
+#include "platform/desktop/DesktopNotifications.h"
 #include "platform/desktop/SessionPrograms.h"
 #include "platform/desktop/TrayWatch.h"
 #include "tests/kit/ManualRunLoop.h"
@@ -40,7 +41,9 @@ public:
     [[nodiscard]] QString introspect(const QString &) const override { return {}; }
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &bus) override {
         messages.append(message);
-        if (!silent)
+        if (message.member() == u"Notify")
+            QDBusConnection(bus).send(message.createReply(uint(messages.size() + 6)));
+        else if (!silent)
             QDBusConnection(bus).send(
                 message.createReply(QVariant::fromValue(QDBusVariant(hostIsThere))));
         return true;
@@ -205,6 +208,38 @@ private Q_SLOTS:
         QCOMPARE(call.interface(), QStringLiteral("org.freedesktop.Application"));
         QCOMPARE(call.member(), QStringLiteral("Activate"));
         QCOMPARE(call.signature(), QStringLiteral("a{sv}"));
+    }
+
+    // The arguments are: who, the number of the one to replace, icon, title, text, buttons, hints,
+    // and how long, in milliseconds.
+    void aMessageIsShownByTheDesktopInPlaceOfTheLastOne() {
+        Peer desktop;
+        QVERIFY(desktop.start(QStringLiteral("org.freedesktop.Notifications")));
+        const auto notifications = makeDesktopNotifications();
+        notifications->notify(QStringLiteral("Clipmule Sync"), QStringLiteral("<b> & more"));
+        QTRY_COMPARE(desktop.messages.size(), 1);
+        const QDBusMessage first = desktop.messages.constFirst();
+        QCOMPARE(first.path(), QStringLiteral("/org/freedesktop/Notifications"));
+        QCOMPARE(first.signature(), QStringLiteral("susssasa{sv}i"));
+        QCOMPARE(first.arguments().at(1).toUInt(), 0U);
+        QCOMPARE(first.arguments().at(3).toString(), QStringLiteral("Clipmule Sync"));
+        QCOMPARE(first.arguments().at(4).toString(), QStringLiteral("&lt;b&gt; &amp; more"));
+        QCOMPARE(first.arguments().at(7).toInt(), 5000);
+        // The desktop's answer to the first one, which may take its time.
+        const auto isReplaced = [&notifications, &desktop] {
+            notifications->notify(QStringLiteral("Clipmule Sync"), QStringLiteral("next"));
+            const qsizetype before = desktop.messages.size();
+            return QTest::qWaitFor([&] { return desktop.messages.size() > before; }) &&
+                   desktop.messages.constLast().arguments().at(1).toUInt() >= 7U;
+        };
+        QTRY_VERIFY(isReplaced());
+    }
+
+    void withoutADesktopAMessageIsLost() {
+        const auto notifications = makeDesktopNotifications();
+        notifications->notify(QStringLiteral("Clipmule Sync"), QStringLiteral("nobody reads this"));
+        _bus.stop();
+        makeDesktopNotifications()->notify(QStringLiteral("Clipmule Sync"), QString());
     }
 
     void aProgramThatTheBusDoesNotKnowIsStarted() {
