@@ -21,11 +21,14 @@ void tile(QPainter &painter, const QImage &piece, const QRectF &area) {
     if (piece.isNull() || area.isEmpty())
         return;
     const QSizeF size = points(piece);
-    for (qreal y = area.top(); y < area.bottom(); y += size.height()) {
-        for (qreal x = area.left(); x < area.right(); x += size.width()) {
-            const QSizeF part(std::min(size.width(), area.right() - x),
-                              std::min(size.height(), area.bottom() - y));
-            painter.drawImage({{x, y}, part}, piece, {{0, 0}, part * piece.devicePixelRatio()});
+    const int columns = int(std::ceil(area.width() / size.width()));
+    const int rows = int(std::ceil(area.height() / size.height()));
+    for (int row = 0; row < rows; ++row) {
+        for (int column = 0; column < columns; ++column) {
+            const QPointF at = area.topLeft() + QPointF(column * size.width(), row * size.height());
+            const QSizeF part(std::min(size.width(), area.right() - at.x()),
+                              std::min(size.height(), area.bottom() - at.y()));
+            painter.drawImage({at, part}, piece, {{0, 0}, part * piece.devicePixelRatio()});
         }
     }
 }
