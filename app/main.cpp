@@ -58,7 +58,7 @@ public:
     std::shared_ptr<ZRKClipmuleStatusController>
     makeStatusController(ZRKClipmuleSyncApp &application, ZRKUserDefaults &settings,
                          std::function<void()> statusItemDidChange) {
-        const auto controller = ZRKClipmuleStatusController::init(
+        auto controller = ZRKClipmuleStatusController::init(
             {.source = application,
              .bundle = _bundle,
              .sharedDefaults = settings,
