@@ -181,7 +181,9 @@ std::optional<Date> PhoneList::rememberedDate(const QString &service) const {
     const auto agents = told ? told->lastSeen : std::nullopt;
     if (own == _seen.constEnd())
         return agents;
-    return agents ? std::max(*own, *agents) : *own;
+    return agents && agents->secondsSinceReference > own->secondsSinceReference
+               ? agents
+               : std::optional(*own);
 }
 
 bool PhoneList::hasEverSeenAny() const {

@@ -5,7 +5,6 @@
 
 #include "platform/desktop/Log.h"
 
-#include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusMetaType>
@@ -160,56 +159,11 @@ AgentStatus fromProperties(const QVariantMap &properties) {
 
 namespace {
 
-// What the bus shows; the names and types of the properties are the interface.
-class StatusAdaptor final : public QDBusAbstractAdaptor {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "com.zendrik.ClipmuleSync.Status")
-    Q_PROPERTY(QString Version READ version)
-    Q_PROPERTY(QString QtVersion READ qtVersion)
-    Q_PROPERTY(bool SyncEnabled READ syncEnabled)
-    Q_PROPERTY(QString PasteboardBackend READ pasteboardBackend)
-    Q_PROPERTY(bool PasteboardCanRead READ pasteboardCanRead)
-    Q_PROPERTY(bool PasteboardCanWrite READ pasteboardCanWrite)
-    Q_PROPERTY(QString PasteBackend READ pasteBackend)
-    Q_PROPERTY(bool CanPaste READ canPaste)
-    Q_PROPERTY(QString TrayKind READ trayKind)
-    Q_PROPERTY(QString Discovery READ discovery)
-    Q_PROPERTY(clipmule::StatusOnBus::Phones Phones READ phones)
-    Q_PROPERTY(clipmule::StatusOnBus::RefusedClip LastRefusedClip READ lastRefusedClip)
-
-public:
-    explicit StatusAdaptor(QObject *parent)
-        : QDBusAbstractAdaptor(parent) {}
-
-    [[nodiscard]] QString version() const { return _status.version; }
-    [[nodiscard]] QString qtVersion() const { return _status.qtVersion; }
-    [[nodiscard]] bool syncEnabled() const { return _status.syncEnabled; }
-    [[nodiscard]] QString pasteboardBackend() const { return _status.pasteboardBackend; }
-    [[nodiscard]] bool pasteboardCanRead() const { return _status.pasteboardCanRead; }
-    [[nodiscard]] bool pasteboardCanWrite() const { return _status.pasteboardCanWrite; }
-    [[nodiscard]] QString pasteBackend() const { return _status.pasteBackend; }
-    [[nodiscard]] bool canPaste() const { return _status.canPaste; }
-    [[nodiscard]] QString trayKind() const { return _status.trayKind; }
-    [[nodiscard]] QString discovery() const { return _status.discovery; }
-    [[nodiscard]] StatusOnBus::Phones phones() const {
-        return StatusOnBus::toProperties(_status)
-            .value(QStringLiteral("Phones"))
-            .value<StatusOnBus::Phones>();
-    }
-    [[nodiscard]] StatusOnBus::RefusedClip lastRefusedClip() const {
-        return StatusOnBus::toProperties(_status)
-            .value(QStringLiteral("LastRefusedClip"))
-            .value<StatusOnBus::RefusedClip>();
-    }
-
-    AgentStatus _status;
-};
-
 class StatusInterfaceOnBus final : public StatusInterface {
 public:
     StatusInterfaceOnBus()
         : _bus(QDBusConnection::sessionBus())
-        , _adaptor(std::make_unique<StatusAdaptor>(&_object)) {}
+        , _adaptor(std::make_unique<StatusOnBus::StatusAdaptor>(&_object)) {}
 
     ~StatusInterfaceOnBus() override {
         if (_isShown)
@@ -251,7 +205,7 @@ private:
 
     QDBusConnection _bus;
     QObject _object;
-    std::unique_ptr<StatusAdaptor> _adaptor;
+    std::unique_ptr<StatusOnBus::StatusAdaptor> _adaptor;
     bool _isShown = false;
 };
 
@@ -262,5 +216,3 @@ std::unique_ptr<StatusInterface> makeStatusInterface() {
 }
 
 } // namespace clipmule
-
-#include "StatusInterface_dbus.moc"

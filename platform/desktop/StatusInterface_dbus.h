@@ -5,6 +5,7 @@
 
 #include "platform/desktop/StatusInterface.h"
 
+#include <QDBusAbstractAdaptor>
 #include <QDBusArgument>
 
 /// The form of com.zendrik.ClipmuleSync.Status on the bus, for both its sides.
@@ -53,5 +54,46 @@ void registerTypes();
 inline constexpr qsizetype mostPhones = 1000;
 /// In characters; an error is a line.
 inline constexpr qsizetype longestText = 4096;
+
+/// What the bus shows; the names and types of the properties are the interface.
+class StatusAdaptor final : public QDBusAbstractAdaptor {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.zendrik.ClipmuleSync.Status")
+    Q_PROPERTY(QString Version READ version)
+    Q_PROPERTY(QString QtVersion READ qtVersion)
+    Q_PROPERTY(bool SyncEnabled READ syncEnabled)
+    Q_PROPERTY(QString PasteboardBackend READ pasteboardBackend)
+    Q_PROPERTY(bool PasteboardCanRead READ pasteboardCanRead)
+    Q_PROPERTY(bool PasteboardCanWrite READ pasteboardCanWrite)
+    Q_PROPERTY(QString PasteBackend READ pasteBackend)
+    Q_PROPERTY(bool CanPaste READ canPaste)
+    Q_PROPERTY(QString TrayKind READ trayKind)
+    Q_PROPERTY(QString Discovery READ discovery)
+    Q_PROPERTY(clipmule::StatusOnBus::Phones Phones READ phones)
+    Q_PROPERTY(clipmule::StatusOnBus::RefusedClip LastRefusedClip READ lastRefusedClip)
+
+public:
+    explicit StatusAdaptor(QObject *parent)
+        : QDBusAbstractAdaptor(parent) {}
+
+    [[nodiscard]] QString version() const { return _status.version; }
+    [[nodiscard]] QString qtVersion() const { return _status.qtVersion; }
+    [[nodiscard]] bool syncEnabled() const { return _status.syncEnabled; }
+    [[nodiscard]] QString pasteboardBackend() const { return _status.pasteboardBackend; }
+    [[nodiscard]] bool pasteboardCanRead() const { return _status.pasteboardCanRead; }
+    [[nodiscard]] bool pasteboardCanWrite() const { return _status.pasteboardCanWrite; }
+    [[nodiscard]] QString pasteBackend() const { return _status.pasteBackend; }
+    [[nodiscard]] bool canPaste() const { return _status.canPaste; }
+    [[nodiscard]] QString trayKind() const { return _status.trayKind; }
+    [[nodiscard]] QString discovery() const { return _status.discovery; }
+    [[nodiscard]] Phones phones() const {
+        return toProperties(_status).value(QStringLiteral("Phones")).value<Phones>();
+    }
+    [[nodiscard]] RefusedClip lastRefusedClip() const {
+        return toProperties(_status).value(QStringLiteral("LastRefusedClip")).value<RefusedClip>();
+    }
+
+    AgentStatus _status;
+};
 
 } // namespace clipmule::StatusOnBus

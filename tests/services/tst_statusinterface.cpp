@@ -88,6 +88,7 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
     }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _reader = makeStatusReader();
         _changes = 0;
         _reader->onChange = [this] { ++_changes; };
@@ -144,6 +145,23 @@ private Q_SLOTS:
         QCOMPARE(_changes, before + 1);
     }
 
+    void onlyWhatChangedIsAnnounced() {
+        startAgent();
+        QDBusConnection listener =
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("listener"));
+        QVERIFY(listener.connect(agentName, agentPath,
+                                 QStringLiteral("org.freedesktop.DBus.Properties"),
+                                 QStringLiteral("PropertiesChanged"), this,
+                                 SLOT(note(QString, QVariantMap, QStringList))));
+        _announced.clear();
+        AgentStatus changed = everything();
+        changed.canPaste = false;
+        _interface->setStatus(changed);
+        QTRY_COMPARE_WITH_TIMEOUT(_announced, QStringList{QStringLiteral("CanPaste")},
+                                  kit::patience);
+        QDBusConnection::disconnectFromBus(QStringLiteral("listener"));
+    }
+
     void anAgentWithoutTheInterfaceIsSilent() {
         claimName();
         _reader->start();
@@ -191,8 +209,15 @@ private Q_SLOTS:
                   {QStringLiteral("Phones"), QStringList{QStringLiteral("a")}},
                   {QStringLiteral("LastRefusedClip"), QStringLiteral("b")}});
         QTRY_COMPARE_WITH_TIMEOUT(_reader->status()->version, QString(), kit::patience);
+        // Of a type that is not plain either.
+        announce({{QStringLiteral("QtVersion"), QStringLiteral("again")},
+                  {QStringLiteral("Phones"), QVariantMap{{QStringLiteral("a"), 1}}},
+                  {QStringLiteral("LastRefusedClip"), QVariantMap{{QStringLiteral("b"), 2}}}});
+        QTRY_COMPARE_WITH_TIMEOUT(_reader->status()->qtVersion, QStringLiteral("again"),
+                                  kit::patience);
         AgentStatus left = everything();
         left.version.clear();
+        left.qtVersion = QStringLiteral("again");
         left.syncEnabled = false;
         left.phones.clear();
         left.lastRefusedClip.clear();
@@ -209,6 +234,11 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(_reader->agent(), StatusReader::Agent::Running, kit::patience);
         QCOMPARE(_reader->status()->version.size(), 4096);
         QCOMPARE(_reader->status()->phones.size(), 1000);
+    }
+
+public Q_SLOTS:
+    void note(const QString &, const QVariantMap &changes, const QStringList &) {
+        _announced += changes.keys();
     }
 
 private:
@@ -252,6 +282,7 @@ private:
     std::unique_ptr<StatusInterface> _interface;
     std::unique_ptr<StatusReader> _reader;
     int _changes = 0;
+    QStringList _announced;
 };
 
 QTEST_GUILESS_MAIN(StatusInterfaceTest)
