@@ -58,9 +58,9 @@ class PackageUpdaterTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _log.clear();
         _asked.clear();
         _notice.messages.clear();
@@ -150,11 +150,15 @@ private Q_SLOTS:
         _updater->checkForUpdates();
         QCOMPARE(_log.size(), 1);
         _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
+        // The question is on the screen: there is nothing to say beside it.
+        const auto messages = _notice.messages.size();
         _updater->checkForUpdates();
         QCOMPARE(_asked.size(), 1);
+        QCOMPARE(_notice.messages.size(), messages);
         _answerQuestion(true);
         _updater->checkForUpdates();
         QCOMPARE(_log.size(), 3);
+        QCOMPARE(_notice.messages.size(), messages + 1);
         _packages->answer(answerOf(Outcome::Installed, u"2.0"_qs));
     }
 

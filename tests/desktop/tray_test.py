@@ -185,7 +185,7 @@ class EmbeddedTrayTest(TrayTest):
         self.wait_until_opened(phone)
         self.assert_served(phone, "again")
 
-    def test_help_and_preferences_are_opened(self):
+    def test_help_is_opened_by_the_keyboard(self):
         self.start_tray()
         self.start_agent()
         self.choose(2)

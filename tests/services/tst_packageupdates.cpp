@@ -110,6 +110,7 @@ private Q_SLOTS:
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", _bus.address().toUtf8());
     }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         QVERIFY(_bus.start());
         _daemon = std::make_unique<MockPackageKit>();
         QVERIFY(_daemon->start());
@@ -126,7 +127,7 @@ private Q_SLOTS:
     void findsANewerVersion() {
         _daemon->packages[QStringLiteral("GetUpdates")] = {
             QStringLiteral("clipmule-sync-extras;9.9;amd64;stable"), newer,
-            QStringLiteral("zlib;1.3;amd64;stable")};
+            QStringLiteral("clipmule-sync-doc;9.9;all;stable")};
         find(PackageUpdates::Asker::User);
         QTRY_COMPARE(_answers.size(), 1);
         QCOMPARE(_answers[0].outcome, Outcome::Available);
