@@ -1,0 +1,185 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/dnssd/FakeDnsSd.h"
+#include "platform/preferences/MemoryDistributedNotifications.h"
+#include "platform/preferences/MemoryPreferencesDatabase.h"
+#include "preferences/PreferencesCommands.h"
+#include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/Settle.h"
+
+#include <QHostAddress>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
+
+/// An agent that runs or does not, and tells so a moment after it is asked.
+class FakeStatusReader final : public StatusReader {
+public:
+    void start() override {
+        _answer = RunLoop::current().performAfter(RunLoop::Seconds(0.1), [this] {
+            _told = true;
+            if (onChange)
+                onChange();
+        });
+    }
+    [[nodiscard]] Agent agent() const override {
+        if (!_told)
+            return Agent::Unknown;
+        return runs ? Agent::Running : Agent::NotRunning;
+    }
+    [[nodiscard]] const std::optional<AgentStatus> &status() const override {
+        return _told && runs ? told : _nothing;
+    }
+    [[nodiscard]] bool hasBus() const override { return true; }
+
+    bool runs = true;
+    std::optional<AgentStatus> told;
+
+private:
+    bool _told = false;
+    std::optional<AgentStatus> _nothing;
+    RunLoop::Timer _answer;
+};
+
+class FakeNetworkProbe final : public dnssd::NetworkProbe {
+public:
+    void look(std::function<void(const dnssd::NetworkFacts &)> answer) override {
+        _answer = RunLoop::current().performAfter(answerTime, [this, answer] { answer(facts); });
+    }
+    dnssd::NetworkFacts facts;
+
+private:
+    RunLoop::Timer _answer;
+};
+
+} // namespace
+
+class DoctorCommandTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _database = std::make_unique<MemoryPreferencesDatabase>();
+        _notifications = std::make_unique<MemoryDistributedNotifications>();
+        _dnssd = std::make_unique<dnssd::FakeBackend>();
+        _agent = std::make_unique<FakeStatusReader>();
+        _agent->told.emplace();
+        _agent->told->pasteboardBackend = QStringLiteral("x11");
+        _agent->told->pasteboardCanRead = true;
+        _agent->told->pasteboardCanWrite = true;
+        _agent->told->canPaste = true;
+        _network = std::make_unique<FakeNetworkProbe>();
+        _network->facts.interfaces.append({.name = QStringLiteral("eth0"),
+                                           .addresses = {QStringLiteral("10.0.0.1")},
+                                           .isLoopback = false,
+                                           .isUp = true,
+                                           .canMulticast = true});
+        _status.reset();
+        _printed.clear();
+    }
+    void cleanup() { _commands.reset(); }
+
+    void theCommandLineKnowsIt() {
+        const auto parsed = parseCommandLine({QStringLiteral("doctor"), QStringLiteral("--json"),
+                                              QStringLiteral("--wait"), QStringLiteral("5")});
+        QVERIFY2(parsed.command, qPrintable(parsed.error));
+        QCOMPARE(parsed.command->kind, PreferencesCommand::Kind::Doctor);
+        QVERIFY(parsed.command->asJson);
+        QCOMPARE(parsed.command->wait, RunLoop::Seconds(5));
+        QVERIFY(!parseCommandLine({QStringLiteral("doctor"), QStringLiteral("x")}).command);
+    }
+
+    void whereAllIsWellTheStatusIsZero() {
+        begin(5);
+        _runLoop.advance(4.9);
+        QVERIFY(!_status);
+        _runLoop.advance(0.2);
+        QCOMPARE(_status, std::optional(0));
+        QVERIFY(_printed.first().startsWith(QStringLiteral("version       Clipmule Sync 9.9")));
+        QCOMPARE(_printed.last(), QStringLiteral("problems      none"));
+    }
+
+    void whereSomethingIsBrokenTheStatusIsOne() {
+        _agent->runs = false;
+        begin(5);
+        _runLoop.advance(6);
+        QCOMPARE(_status, std::optional(1));
+        QVERIFY(_printed.last().contains(QStringLiteral("The agent is not running")));
+    }
+
+    // Shorter than the network takes, everything would seem to be missing.
+    void itWaitsForTheNetworkInAnyCase() {
+        begin(0.1);
+        _runLoop.advance(1.9);
+        QVERIFY(!_status);
+        _runLoop.advance(0.2);
+        QCOMPARE(_status, std::optional(0));
+    }
+
+    void phonesAreFoundMeanwhile() {
+        _database->setValue(sharedDomain, QStringLiteral("serverServices"),
+                            PropertyList::List{PropertyList::Dictionary{
+                                {QStringLiteral("serverService"), QStringLiteral("one")},
+                                {QStringLiteral("serverName"), QStringLiteral("First")}}});
+        for (const char *name : {"one", "two"})
+            _dnssd->appear({QString::fromLatin1(name), QStringLiteral("_clipmule-s2._tcp"),
+                            QStringLiteral("local")},
+                           {{QHostAddress(QHostAddress::LocalHost), 7000}});
+        begin(3, true);
+        _runLoop.advance(4);
+        QCOMPARE(_status, std::optional(0));
+        QCOMPARE(_printed.size(), 1);
+        const QJsonObject told = QJsonDocument::fromJson(_printed[0].toUtf8()).object();
+        const QJsonObject phone = told.value(u"phones").toArray().at(0).toObject();
+        QCOMPARE(phone.value(u"name").toString(), QStringLiteral("First"));
+        QCOMPARE(phone.value(u"state").toString(), QStringLiteral("seen"));
+        QCOMPARE(told.value(u"otherPhones").toArray().at(0).toObject().value(u"name").toString(),
+                 QStringLiteral("two"));
+        QCOMPARE(told.value(u"agent").toString(), QStringLiteral("running"));
+        QVERIFY(_dnssd->browsedTypes().isEmpty());
+    }
+
+private:
+    void begin(double seconds, bool asJson = false) {
+        PreferencesCommands::Services services;
+        services.preferences.database = _database.get();
+        services.preferences.distributedNotifications = _notifications.get();
+        services.dnssd = [this]() -> dnssd::Backend & { return *_dnssd; };
+        services.agent = [this]() -> StatusReader & { return *_agent; };
+        services.network = [this]() -> dnssd::NetworkProbe & { return *_network; };
+        services.version = QStringLiteral("9.9");
+        services.print = [this](const QString &line) { _printed.append(line); };
+        services.complain = [](const QString &line) { QFAIL(qPrintable(line)); };
+        services.finish = [this](int status) { _status = status; };
+        _commands = std::make_unique<PreferencesCommands>(std::move(services));
+        PreferencesCommand command;
+        command.kind = PreferencesCommand::Kind::Doctor;
+        command.wait = RunLoop::Seconds(seconds);
+        command.asJson = asJson;
+        _commands->perform(command);
+    }
+
+    kit::ManualRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    std::unique_ptr<MemoryPreferencesDatabase> _database;
+    std::unique_ptr<MemoryDistributedNotifications> _notifications;
+    std::unique_ptr<dnssd::FakeBackend> _dnssd;
+    std::unique_ptr<FakeStatusReader> _agent;
+    std::unique_ptr<FakeNetworkProbe> _network;
+    std::unique_ptr<PreferencesCommands> _commands;
+    std::optional<int> _status;
+    QStringList _printed;
+};
+
+QTEST_GUILESS_MAIN(DoctorCommandTest)
+#include "tst_doctorcommand.moc"
