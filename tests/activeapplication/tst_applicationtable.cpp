@@ -13,6 +13,7 @@ class ApplicationTableTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         QVERIFY(_folder.isValid());

@@ -17,8 +17,8 @@ class DesktopFilesTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _root = std::make_unique<QTemporaryDir>();
         QVERIFY(QDir(_root->path()).mkpath(QStringLiteral("user")));
         QVERIFY(QDir(_root->path()).mkpath(QStringLiteral("system")));

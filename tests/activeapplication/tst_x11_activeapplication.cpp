@@ -63,6 +63,7 @@ class X11ActiveApplicationTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         QVERIFY(_folder.isValid());

@@ -50,8 +50,8 @@ class StatusAreaTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _connection = X11Connection::open();
         QVERIFY(_connection);
         _watch = makeEmbeddingTrayWatch(_connection);

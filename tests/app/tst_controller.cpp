@@ -37,8 +37,10 @@ class ControllerTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-    void init() { _agent = std::make_unique<AgentFixture>(); }
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _agent = std::make_unique<AgentFixture>();
+    }
     void cleanup() { _agent.reset(); }
 
     // Launching

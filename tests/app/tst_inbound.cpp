@@ -39,8 +39,10 @@ class InboundTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-    void init() { _agent = std::make_unique<AgentFixture>(); }
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _agent = std::make_unique<AgentFixture>();
+    }
     void cleanup() { _agent.reset(); }
 
     // A clip for this computer

@@ -12,6 +12,8 @@ class MessageEnvelopeTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
     void hasOneEntry() {
         const PropertyList envelope =
             MessageEnvelope::make(MessageEnvelope::Type::DeviceRecord, PropertyList(5));

@@ -15,8 +15,8 @@ class SituationTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _agent = std::make_unique<AgentFixture>();
         _changes = 0;
     }

@@ -47,9 +47,8 @@ class AutoDnsSdTest : public QObject {
     void comeBack() { _preferred->setAvailability(Availability::Running); }
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _network = std::make_shared<FakeNetwork>();
         _observer = std::make_unique<FakeBackend>(_network, QStringLiteral("observer"));
         _fallbackHost = QStringLiteral("desk");

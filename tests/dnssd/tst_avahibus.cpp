@@ -179,6 +179,7 @@ private Q_SLOTS:
     }
 
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _daemon = std::make_unique<FakeDaemon>(_address);
         _daemon->appear();
         _backend = makeAvahiBusBackend(_address);

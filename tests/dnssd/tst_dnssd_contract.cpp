@@ -57,6 +57,7 @@ private Q_SLOTS:
         qInfo("backend: %s", qPrintable(_kind));
     }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _backend = makeBackend(_kind);
         ++_testCount;
         _type = QStringLiteral("_clipmule-s%1._tcp").arg(_testCount);

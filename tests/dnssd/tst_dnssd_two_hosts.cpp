@@ -112,9 +112,8 @@ class TwoHostsTest : public QObject {
     }
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         ++_testCount;
         _type = QStringLiteral("_clipmule-s%1._tcp").arg(_testCount);
         _announcementType = QStringLiteral("_clipmule-c%1._tcp").arg(_testCount);

@@ -26,7 +26,7 @@ class FakeDnsSdTest : public QObject {
     const RunLoop::Installation _installation{_loop};
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void saysWhatTheProgramDoesWithIt() {
         FakeBackend backend;

@@ -33,7 +33,7 @@ class GatheringTest : public QObject {
     const RunLoop::Installation _installation{_loop};
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void bothKindsOverTheirOwnTransportAreEnough() {
         EndpointGatherer gatherer;

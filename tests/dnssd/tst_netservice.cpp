@@ -51,8 +51,10 @@ class NetServiceTest : public QObject {
     }
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-    void init() { _backend = std::make_unique<dnssd::FakeBackend>(); }
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _backend = std::make_unique<dnssd::FakeBackend>();
+    }
 
     void emptyDomainStandsForLocalAndFinalDotsAreDropped() {
         const auto service = NetService::initWithDomainTypeNamePort(

@@ -29,7 +29,7 @@ class ServiceRulesTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void namesUpTo63BytesAreAllowed() {
         QVERIFY(reasonToRefuse(named(QString(62, u'x'))).isEmpty());

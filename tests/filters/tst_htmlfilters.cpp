@@ -31,6 +31,7 @@ class HtmlFiltersTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _table = loadHtmlEntityTable();

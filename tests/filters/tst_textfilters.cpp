@@ -47,7 +47,7 @@ class TextFiltersTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void convertsCase_data() {
         QTest::addColumn<QString>("filter");

@@ -13,6 +13,8 @@ class TextMeasuresTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
     void countsWords_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<quint64>("count");

@@ -52,8 +52,10 @@ class BundleTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-    void init() { qunsetenv("CLIPMULE_RESOURCES"); }
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        qunsetenv("CLIPMULE_RESOURCES");
+    }
 
     void inTheBuildTreeTheMainBundleIsTheSources() {
         const Bundle bundle = Bundle::mainBundle();

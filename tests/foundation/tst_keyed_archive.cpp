@@ -63,7 +63,7 @@ class KeyedArchiveTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void withoutARootThereIsNothing() {
         auto archive = archiveOf({});

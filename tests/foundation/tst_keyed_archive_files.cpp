@@ -17,7 +17,7 @@ class KeyedArchiveFilesTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void readsTheFilesOfOthers_data() {
         QTest::addColumn<QString>("name");

@@ -60,7 +60,7 @@ class BinaryPropertyListTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void readsTheSmallestFile() {
         const auto parsed = Serialization::parseBinary(hex(smallest));

@@ -20,7 +20,7 @@ class OpenStepPropertyListTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void reads_data() {
         QTest::addColumn<QByteArray>("text");

@@ -24,7 +24,7 @@ class PropertyListXmlDateTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void readsAndWrites_data() {
         QTest::addColumn<QByteArray>("text");

@@ -56,7 +56,7 @@ class PropertyListXmlReaderTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void readsValidVectors_data() {
         QTest::addColumn<QString>("name");

@@ -139,7 +139,7 @@ class PropertyListXmlWriterTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void writesByteForByteAsThePlatform_data() {
         QTest::addColumn<QString>("name");

@@ -18,7 +18,7 @@ class QuitSignalsTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void eachSignalIsOneCallbackFromTheRunLoop_data() {
         QTest::addColumn<int>("number");

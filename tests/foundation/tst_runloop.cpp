@@ -25,7 +25,7 @@ class RunLoopTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void firesInOrderOfTime_data() { backends(); }
     void firesInOrderOfTime() {

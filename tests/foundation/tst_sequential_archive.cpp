@@ -51,7 +51,7 @@ class SequentialArchiveTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void aString() {
         const QByteArray bytes = kit::vectorBytes(QStringLiteral("typedstream/string.bin"));

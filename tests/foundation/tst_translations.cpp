@@ -14,7 +14,7 @@ class TranslationsTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void cleanup() {
         for (QTranslator *const translator : qApp->findChildren<QTranslator *>()) {
             QCoreApplication::removeTranslator(translator);

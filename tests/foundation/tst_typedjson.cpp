@@ -31,7 +31,7 @@ class TypedJsonTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void namesTheKind_data() {
         QTest::addColumn<PropertyList>("value");

@@ -11,7 +11,7 @@ class ClipboardTextTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void becomesUtf8_data() {
         QTest::addColumn<QString>("target");

@@ -21,7 +21,7 @@ class PasteboardFingerprintTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void isWithinWhatItWasTakenFrom_data() {
         QTest::addColumn<PasteboardContents>("newer");

@@ -11,7 +11,7 @@ class RtfTextTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void readsText_data() {
         QTest::addColumn<QByteArray>("rtf");

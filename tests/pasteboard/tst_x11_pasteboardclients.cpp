@@ -71,6 +71,7 @@ private Q_SLOTS:
     }
 
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _display = openX11Display();
         QVERIFY(_display);
         _pasteboard = makePasteboard(_display);

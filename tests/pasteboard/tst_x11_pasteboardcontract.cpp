@@ -77,7 +77,7 @@ class PasteboardContractTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void copyMovesTheCountAndIsRead_data() { backends(); }
     void copyMovesTheCountAndIsRead() {

@@ -60,6 +60,8 @@ class PhoneCommandTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
     void parses_data() {
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("command");

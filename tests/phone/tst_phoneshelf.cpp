@@ -39,9 +39,8 @@ class PhoneShelfTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _folder = std::make_unique<QTemporaryDir>();
         _lines.clear();
         _errors.clear();

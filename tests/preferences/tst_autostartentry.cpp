@@ -23,8 +23,8 @@ class AutostartEntryTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _folder = std::make_unique<QTemporaryDir>();
         QVERIFY(QDir().mkpath(systemFolder()));
     }

@@ -39,6 +39,7 @@ private Q_SLOTS:
         qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
     }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _home = std::make_unique<QTemporaryDir>();
         QVERIFY(_bus.start());
     }

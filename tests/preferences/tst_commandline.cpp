@@ -30,7 +30,7 @@ class CommandLineTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void commandsWithoutOperands_data() {
         QTest::addColumn<int>("kind");

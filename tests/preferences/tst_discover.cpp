@@ -17,7 +17,7 @@ class DiscoverTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void anAnnouncedPhoneIsShown() {
         const auto responder = dnssd::makeAutoBackend();

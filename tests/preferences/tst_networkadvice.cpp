@@ -32,7 +32,7 @@ class NetworkAdviceTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void whereNothingIsWrongThePhoneIsToBeLookedAt() {
         const auto advice = adviceFor(working());

@@ -55,9 +55,8 @@ class PhoneListTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _database = std::make_unique<FailingDatabase>();
         _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
         _notifications = std::make_unique<MemoryDistributedNotifications>(_hub);

@@ -54,9 +54,8 @@ class PreferencesCommandsTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _database = std::make_unique<MemoryPreferencesDatabase>();
         _notifications = std::make_unique<MemoryDistributedNotifications>();
         _dnssd = std::make_unique<dnssd::FakeBackend>();

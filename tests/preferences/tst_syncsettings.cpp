@@ -34,8 +34,8 @@ class SyncSettingsTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _database = std::make_unique<MemoryPreferencesDatabase>();
         _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
         _notifications = std::make_unique<MemoryDistributedNotifications>(_hub);

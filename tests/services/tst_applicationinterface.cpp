@@ -26,6 +26,7 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
     }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         qunsetenv("XDG_ACTIVATION_TOKEN");
         qunsetenv("DESKTOP_STARTUP_ID");
         _tokens.clear();

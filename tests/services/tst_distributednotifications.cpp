@@ -41,6 +41,7 @@ private Q_SLOTS:
         qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
     }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _deliveries.clear();
         _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
     }

@@ -68,6 +68,7 @@ private Q_SLOTS:
         qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
     }
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         QVERIFY(_bus.start());
         _watch = makeNotifierHostWatch();
         _changes = 0;

@@ -53,9 +53,8 @@ class PreferencesDatabaseTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _home = std::make_unique<QTemporaryDir>();
         _folder = _home->filePath(QStringLiteral("config/clipmule-sync"));
     }

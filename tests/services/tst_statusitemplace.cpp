@@ -28,7 +28,7 @@ class StatusItemPlaceTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void aPlaceThatTheTrayTellsIsTaken() {
         const QRect told{1257, 1, 22, 24};

@@ -104,7 +104,10 @@ private Q_SLOTS:
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", _bus.address().toUtf8());
     }
-    void init() { _messages.clear(); }
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _messages.clear();
+    }
     void cleanup() { _bus.stop(); }
 
     // What holds for every power service, here for the one that tests switch and for the real one.

@@ -18,9 +18,8 @@ class ApplicationDefaultsTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _session = std::make_unique<kit::UserSession>();
         _agent = std::make_unique<kit::Process>(*_session);
         _command = std::make_unique<kit::Process>(*_session);

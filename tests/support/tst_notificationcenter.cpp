@@ -105,7 +105,7 @@ class NotificationCenterTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void observersAreToldInOrderOfRegistration() {
         ZRKNotificationCenter hub;

@@ -51,9 +51,8 @@ class PowerNotificationCenterTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _power = std::make_unique<FakeSystemPower>();
         ZRKPowerNotificationCenter::setSystemPower(_power.get());
     }

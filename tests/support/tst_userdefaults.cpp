@@ -31,9 +31,8 @@ class UserDefaultsTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _runLoop.advance(60.0); // what the test before left undone
         _session = std::make_unique<kit::UserSession>();
         _agent = std::make_unique<kit::Process>(*_session);

@@ -24,9 +24,8 @@ class UserDefaultsBundlesTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _home = std::make_unique<QTemporaryDir>();
         _session = std::make_unique<kit::UserSession>();
         _process = std::make_unique<kit::Process>(*_session);

@@ -35,7 +35,7 @@ class FilterCommandTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void filtersAndAddsNothing_data() {
         QTest::addColumn<QStringList>("arguments");

@@ -81,9 +81,8 @@ class StatusControllerTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         ZRKUserDefaults::Environment environment;
         environment.bundles = std::make_shared<const ZRKUserDefaults::Bundles>(
             ZRKUserDefaults::Bundles{Bundle(u"/none"_qs), Bundle(u"/none"_qs), {}, {}});
