@@ -99,7 +99,8 @@ def read(path):
     try:
         with open(path, encoding="utf-8", errors="replace") as file:
             return file.read()
-    except FileNotFoundError:
+    # A process may end between the opening and the reading of what tells about it.
+    except (FileNotFoundError, ProcessLookupError):
         return ""
 
 
