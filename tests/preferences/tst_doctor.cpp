@@ -72,7 +72,7 @@ class DoctorTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void aHealthyComputerHasNoProblem() {
         const Doctor::Report report = Doctor::examine(healthy());
