@@ -83,6 +83,7 @@ private Q_SLOTS:
     void missingFileFallsBack();
     void pipeFallsBack();
     void malformedFileListFallsBack();
+    void textCopiedInAFileManagerIsText();
     void largeImageFileIsReduced();
 
 private:
@@ -480,10 +481,21 @@ void CaptureTest::pipeFallsBack() {
 void CaptureTest::malformedFileListFallsBack() {
     _desktop->application.current = QStringLiteral("com.apple.finder");
     const QByteArray numbers = PropertyListSerialization::xml(PropertyList::List{1, 2});
-    const auto clip = capture({{{NSFilenamesPboardType, numbers}, {NSStringPboardType, "text"}}});
-    QVERIFY(clip);
-    QVERIFY(!clip->hasImageData());
-    QCOMPARE(clip->firstItem()->string(), std::optional(QStringLiteral("text")));
+    const QByteArray nothing = PropertyListSerialization::xml(PropertyList::List());
+    for (const QByteArray &names : {numbers, nothing}) {
+        const auto clip = capture({{{NSFilenamesPboardType, names}, {NSStringPboardType, "text"}}});
+        QVERIFY(clip);
+        QVERIFY(!clip->hasImageData());
+        QCOMPARE(clip->itemCount(), 1);
+        QCOMPARE(clip->firstItem()->string(), std::optional(QStringLiteral("text")));
+    }
+}
+
+void CaptureTest::textCopiedInAFileManagerIsText() {
+    _desktop->application.current = QStringLiteral("com.apple.finder");
+    const auto clip = captureText(QStringLiteral("renamed"));
+    QCOMPARE(clip->itemCount(), 1);
+    QCOMPARE(clip->firstItem()->string(), std::optional(QStringLiteral("renamed")));
 }
 
 void CaptureTest::largeImageFileIsReduced() {
