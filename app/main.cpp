@@ -186,6 +186,31 @@ public:
             qCCritical(logApp) << "the display is gone";
             QCoreApplication::exit(1);
         });
+        shared->listenForChanges();
+        // What another program writes before the bus knows that we listen is announced to nobody:
+        // the settings count as they stand when it does know.
+        _notifications->whenDelivered([this, shared](bool) {
+            if (_isEnding)
+                return;
+            shared->reset();
+            _applicationDefaults->reset();
+            launch(shared);
+        });
+        return true;
+    }
+
+    /// Ends what other programs see of us, then the event loop.
+    void terminate() {
+        _isEnding = true;
+        if (_application)
+            _application->applicationShouldTerminate();
+        ZRKNotificationCenter::platformDefault().postNotificationName(
+            NSApplicationWillTerminateNotification);
+        _pasteboard->prepareToQuit([] { QCoreApplication::quit(); });
+    }
+
+private:
+    void launch(const std::shared_ptr<ZRKUserDefaults> &shared) {
         SyncServices services{.dnssd = *_dnssd,
                               .pasteboard = _pasteboardServices,
                               .keyboard = *_keyboard,
@@ -211,19 +236,8 @@ public:
         _application->finishLaunching();
         tellStatus();
         _statusInterface->start();
-        return true;
     }
 
-    /// Ends what other programs see of us, then the event loop.
-    void terminate() {
-        if (_application)
-            _application->applicationShouldTerminate();
-        ZRKNotificationCenter::platformDefault().postNotificationName(
-            NSApplicationWillTerminateNotification);
-        _pasteboard->prepareToQuit([] { QCoreApplication::quit(); });
-    }
-
-private:
     std::unique_ptr<Face> makeFace() {
         if (!qobject_cast<QApplication *>(QCoreApplication::instance()))
             return nullptr;
@@ -278,6 +292,7 @@ private:
     std::optional<ApplicationDefaults> _applicationDefaults;
     std::unique_ptr<StatusInterface> _statusInterface = makeStatusInterface();
     RunLoop::Timer _tellStatus;
+    bool _isEnding = false;
     std::unique_ptr<ZRKClipmuleSyncApp> _application;
 };
 

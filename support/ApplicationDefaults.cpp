@@ -27,6 +27,11 @@ void ApplicationDefaults::start() {
     _store->listenForChanges();
 }
 
+void ApplicationDefaults::reset() {
+    if (_store)
+        _store->reset();
+}
+
 std::optional<PropertyList> ApplicationDefaults::objectForKey(const QString &key) const {
     return _store ? _store->objectForKey(key) : std::nullopt;
 }

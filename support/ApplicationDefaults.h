@@ -26,6 +26,8 @@ public:
 
     /// Reads the values, and hears other programs' changes from now on. Before it there are none.
     void start();
+    /// Reads the values again, and announces nothing.
+    void reset();
 
     [[nodiscard]] std::optional<PropertyList> objectForKey(const QString &key) const;
     /// False when there is no such value.

@@ -54,6 +54,19 @@ private Q_SLOTS:
         QVERIFY(defaults.synchronize());
     }
 
+    void whatWasWrittenUnheardIsThereAfterReset() {
+        ApplicationDefaults defaults(_agent->environment);
+        defaults.reset();
+        QCOMPARE(_session->database.readCount(), 0); // too early
+        defaults.start();
+        _session->database.setValue(ApplicationDefaults::identifier(), syncEnabled, false);
+        QCOMPARE(defaults.objectForKey(syncEnabled), std::nullopt);
+        defaults.reset();
+        QCOMPARE(defaults.objectForKey(syncEnabled), std::optional(PropertyList(false)));
+        _runLoop.advance(1.0);
+        QCOMPARE(_agent->changes.notifications.size(), 0);
+    }
+
     void aChangeIsAnnouncedOnceAndUnderItsOwnNameAlone() {
         ApplicationDefaults defaults(_agent->environment);
         defaults.start();
