@@ -86,6 +86,7 @@ public:
     virtual void releaseContents() {}
     /// Before the program ends: what we own is handed to the desktop's clipboard manager, if there
     /// is one, for at most half a second. Calls back once, perhaps from inside this call.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): whoever overrides it keeps it.
     virtual void prepareToQuit(std::function<void()> done) { done(); }
 };
 
