@@ -87,7 +87,7 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleDataForDevices(
     try {
         const OutputObject envelope =
             OutputObject::fixed(MessageEnvelope::make(MessageEnvelope::Type::Clip, dictionary));
-        const QString sender = service.name();
+        const QString &sender = service.name();
         const auto clients = _clientsDictionary;
         for (const auto &[name, client] : clients.asKeyValueRange()) {
             if (name != sender && client->isConnected())

@@ -58,7 +58,7 @@ ZRKClipmuleFilter::List ZRKClipmuleFilter::filtersForClipmuleDataItem(ZRKClipmul
 }
 
 ZRKClipmuleFilter::List ZRKClipmuleFilter::filtersForClipmuleData(ZRKClipmuleData &clip) {
-    const auto items = clip.items();
+    const auto &items = clip.items();
     if (items.isEmpty())
         return {};
     List common = filtersForClipmuleDataItem(*items.first());

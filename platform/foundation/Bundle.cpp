@@ -36,7 +36,7 @@ std::optional<PropertyList> readPropertyList(const QString &path) {
 }
 
 QString mainBundlePath() {
-    const QString chosen = qEnvironmentVariable("CLIPMULE_RESOURCES");
+    QString chosen = qEnvironmentVariable("CLIPMULE_RESOURCES");
     if (!chosen.isEmpty())
         return chosen;
     const QString programFolder =
