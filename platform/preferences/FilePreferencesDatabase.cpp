@@ -201,11 +201,14 @@ QString FilePreferencesDatabase::keepAside(const QString &domain) const {
 }
 
 QString FilePreferencesDatabase::makeFolder() const {
-    if (::mkdir(QFile::encodeName(_folder).constData(), ownerOnlyFolder) == 0 || errno == EEXIST)
+    // Another process may make it at the same time.
+    const auto makeOrFind = [name = QFile::encodeName(_folder)] {
+        return ::mkdir(name.constData(), ownerOnlyFolder) == 0 || errno == EEXIST;
+    };
+    if (makeOrFind())
         return {};
     // Its parents are not this program's own, and get the permissions that the user wants.
-    if (errno == ENOENT && QDir().mkpath(QFileInfo(_folder).path()) &&
-        ::mkdir(QFile::encodeName(_folder).constData(), ownerOnlyFolder) == 0)
+    if (errno == ENOENT && QDir().mkpath(QFileInfo(_folder).path()) && makeOrFind())
         return {};
     return lastError(_folder);
 }
