@@ -35,7 +35,12 @@ public:
         : _connection(QDBusConnection::connectToBus(address, QStringLiteral("daemon"))) {
         _connection.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath);
     }
-    ~FakeDaemon() override { QDBusConnection::disconnectFromBus(QStringLiteral("daemon")); }
+    ~FakeDaemon() override {
+        // A call that is still on its way to us refers to the connection, which goes first.
+        _connection.unregisterObject(QStringLiteral("/"), QDBusConnection::UnregisterTree);
+        QCoreApplication::removePostedEvents(this);
+        QDBusConnection::disconnectFromBus(QStringLiteral("daemon"));
+    }
 
     void appear() { _connection.registerService(avahi); }
     void vanish() { _connection.unregisterService(avahi); }
