@@ -15,7 +15,7 @@ inline Clip textClip(const QString &text) {
 }
 
 inline Clipboard named(const QString &title) {
-    const auto clipboard = std::make_shared<ZRKClipmuleClipboard>();
+    auto clipboard = std::make_shared<ZRKClipmuleClipboard>();
     clipboard->setTitle(title);
     return clipboard;
 }
