@@ -177,7 +177,7 @@ QString FilePreferencesDatabase::replace(const QString &domain, const QByteArray
         return lastError(temporary);
     if (!writeAll(file.descriptor(), bytes) ||
         ::rename(temporaryName.constData(), QFile::encodeName(path(domain)).constData()) != 0) {
-        const QString error = lastError(temporary);
+        QString error = lastError(temporary);
         ::unlink(temporaryName.constData());
         return error;
     }
