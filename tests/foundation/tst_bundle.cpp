@@ -138,6 +138,7 @@ private Q_SLOTS:
         const Folder folder;
         folder.write(QStringLiteral("Info.plist"), "{ CFBundleIdentifier = first; }");
         const Bundle bundle(folder.path());
+        // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it is what is tested.
         const Bundle copy = bundle;
         QCOMPARE(bundle.identifier(), QStringLiteral("first"));
         folder.write(QStringLiteral("Info.plist"), "{ CFBundleIdentifier = second; }");

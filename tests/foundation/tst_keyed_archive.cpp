@@ -18,7 +18,7 @@ using List = PropertyList::List;
 const QString objectClass = QStringLiteral("NSObject");
 
 /// One object of a standard class with one key: its record, the class, further objects.
-ArchiveValue unarchiveRecord(const QString &className, Dictionary values, List others = {}) {
+ArchiveValue unarchiveRecord(const QString &className, Dictionary values, const List &others = {}) {
     values.insert(QStringLiteral("$class"), Uid{2});
     return unarchive(archiveOf(List{values, classRecord(className)} + others));
 }

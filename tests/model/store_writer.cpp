@@ -34,7 +34,7 @@ void killLater(long microseconds) {
 }
 
 std::shared_ptr<ZRKClipmuleData> clipOf(int number) {
-    const auto clip =
+    auto clip =
         ZRKClipmuleData::initWithImageData(QByteArray(1000, 'i') + QByteArray::number(number));
     clip->firstItem()->setString(QString::number(number));
     return clip;

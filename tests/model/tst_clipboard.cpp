@@ -313,7 +313,7 @@ void ClipboardTest::clipsAreLoadedWhenAskedFor() {
 
 void ClipboardTest::countWithoutTheClips() {
     _fixture->write(QStringLiteral("Main.clipboard"), KeyedArchiver::archivedData([] {
-                        const auto clipboard = std::make_shared<ZRKClipmuleClipboard>();
+                        auto clipboard = std::make_shared<ZRKClipmuleClipboard>();
                         clipboard->setOid(QStringLiteral("Main"));
                         // 32 bits of it are stored.
                         clipboard->setCount((quint64(1) << 32U) + 7);

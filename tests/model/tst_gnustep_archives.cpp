@@ -87,7 +87,7 @@ std::shared_ptr<ZRKClipmuleData> fullClip() {
     picture->setImageData(QByteArray("\xFF\xD8\xFF\xE0"));
     picture->setURL(QUrl(QStringLiteral("https://example.org/a?b=1&c=%C3%BC")));
     picture->setCreatedBy(ZRKClipmuleDataItem::createdByPhone);
-    const auto clip = ZRKClipmuleData::initWithItems({text, picture});
+    auto clip = ZRKClipmuleData::initWithItems({text, picture});
     clip->setTitle(QStringLiteral("A title"));
     clip->setCreationDate(Date{400'000'000.25});
     return clip;
