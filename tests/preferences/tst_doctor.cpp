@@ -86,8 +86,7 @@ private Q_SLOTS:
         const QString told = text(healthy());
         for (const char *fact :
              {"Clipmule Sync 1.2.3, Qt 6.4.2, Debian 12",
-              "session       x11; desktop: none; X "
-              "display: :0; Wayland display: none",
+              "session       x11; desktop: none; X display: :0", "; Wayland display: none",
               "session bus: yes; system bus: yes", "clipboard     x11: reading yes, writing yes",
               "pasting       xtest", "tray          notifier", "Avahi         runs, avahi 0.8",
               "interfaces    eth0: up, 10.0.0.1", "multicast     other devices answer",
@@ -101,8 +100,8 @@ private Q_SLOTS:
         QTest::addColumn<std::function<void(Doctor::Facts &)>>("change");
         QTest::addColumn<QString>("problem");
         using Change = std::function<void(Doctor::Facts &)>;
-        const auto row = [](const char *name, Change change, const char *problem) {
-            QTest::newRow(name) << std::move(change) << QString::fromLatin1(problem);
+        const auto row = [](const char *name, const Change &change, const char *problem) {
+            QTest::newRow(name) << change << QString::fromLatin1(problem);
         };
         row(
             "bus", [](Doctor::Facts &facts) { facts.hasSessionBus = false; }, "no session bus");
