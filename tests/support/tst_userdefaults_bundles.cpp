@@ -206,7 +206,7 @@ private:
     }
     /// With an identifier of the shared domain and a "Defaults" file, where they are not empty.
     Bundle bundle(QStringView name, QStringView identifier, const QByteArray &defaultsFile) {
-        const Bundle made(_home->filePath(name.toString()));
+        Bundle made(_home->filePath(name.toString()));
         if (!identifier.isEmpty())
             add(made, u"/Info.plist", defaults(u"ZendrikSharedPreferencesIdentifier", identifier));
         if (!defaultsFile.isEmpty())
