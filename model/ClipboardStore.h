@@ -89,8 +89,8 @@ public:
     void keepClip(const std::shared_ptr<ZRKClipmuleData> &clip);
 
     /// Hands the root of a keyed archive to the function, which may raise a PlatformException when
-    /// it is of the wrong kind. False when there is no such file, when it has no root, or, with a line
-    /// in the log, when it cannot be read; of the last two save() keeps the old file.
+    /// it is of the wrong kind. False when there is no such file, when it has no root, or, with a
+    /// line in the log, when it cannot be read; of the last two save() keeps the old file.
     bool load(const QString &path, const std::function<void(const ArchiveValue &root)> &take);
     /// Replaces the file by a keyed archive; false when that fails, and the file stays as it was.
     [[nodiscard]] bool save(const ArchiveValue &root, const QString &path);
