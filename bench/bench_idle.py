@@ -101,29 +101,30 @@ def measure(binaries, seconds, log):
         phone.stop()
 
 
-def main():
-    parser = argparse.ArgumentParser(description="Measures the idle agent in a private desktop.")
+def main(script, description, desktop_options, take_measures):
+    """Runs a script's measures in a private desktop, prints them as a table and writes them as JSON."""
+    parser = argparse.ArgumentParser(description=description)
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "release" / "bin")
     parser.add_argument("--json", type=pathlib.Path)
     parser.add_argument("--seconds", type=int, default=60, help="length of each observation")
     options = parser.parse_args()
     if INSIDE not in os.environ:
         os.environ[INSIDE] = "1"
-        command = [str(ROOT / "scripts" / "private-desktop"), "--network", __file__, "--bin",
+        command = [str(ROOT / "scripts" / "private-desktop"), *desktop_options, script, "--bin",
                    str(options.bin.resolve()), "--seconds", str(options.seconds)]
         if options.json:
             command += ["--json", str(options.json.resolve())]
         os.execv(command[0], command)
     with open(os.devnull, "w", encoding="ascii") as log:
-        rows = measure(options.bin, options.seconds, log)
+        rows = take_measures(options.bin, options.seconds, log)
     columns = list(rows[0])
     widths = [max(len(str(row[column])) for row in [dict(zip(columns, columns)), *rows]) for column in columns]
     for row in [dict(zip(columns, columns)), *rows]:
         print("  ".join(str(row[column]).ljust(width) for column, width in zip(columns, widths)).rstrip())
     if options.json:
-        options.json.write_text(json.dumps({"program": "bench_idle", "results": rows}, indent=2) + "\n",
-                                encoding="utf-8")
+        report = {"program": pathlib.Path(script).stem, "results": rows}
+        options.json.write_text(json.dumps(report, indent=2) + "\n", encoding="utf-8")
 
 
 if __name__ == "__main__":
-    main()
+    main(__file__, "Measures the idle agent in a private desktop.", ["--network"], measure)

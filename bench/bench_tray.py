@@ -10,9 +10,6 @@ agent and touch no clipboard. Starts itself again in a private desktop with a tr
 the programs are, --json where the figures go.
 """
 
-import argparse
-import json
-import os
 import pathlib
 import subprocess
 import sys
@@ -22,7 +19,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(ROOT / "scripts"))
 sys.path.insert(0, str(ROOT / "bench"))
-from bench_idle import INSIDE, SETTLING_SECONDS, Process  # noqa: E402
+from bench_idle import SETTLING_SECONDS, Process, main  # noqa: E402
 from programs import Program  # noqa: E402
 
 CLIPS_A_SECOND = 5
@@ -79,29 +76,5 @@ def measure(binaries, seconds, log):
             program.stop()
 
 
-def main():
-    parser = argparse.ArgumentParser(description="Measures the status item in a private desktop.")
-    parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "release" / "bin")
-    parser.add_argument("--json", type=pathlib.Path)
-    parser.add_argument("--seconds", type=int, default=60, help="length of each observation")
-    options = parser.parse_args()
-    if INSIDE not in os.environ:
-        os.environ[INSIDE] = "1"
-        command = [str(ROOT / "scripts" / "private-desktop"), "--network", "--tray", __file__, "--bin",
-                   str(options.bin.resolve()), "--seconds", str(options.seconds)]
-        if options.json:
-            command += ["--json", str(options.json.resolve())]
-        os.execv(command[0], command)
-    with open(os.devnull, "w", encoding="ascii") as log:
-        rows = measure(options.bin, options.seconds, log)
-    columns = list(rows[0])
-    widths = [max(len(str(row[column])) for row in [dict(zip(columns, columns)), *rows]) for column in columns]
-    for row in [dict(zip(columns, columns)), *rows]:
-        print("  ".join(str(row[column]).ljust(width) for column, width in zip(columns, widths)).rstrip())
-    if options.json:
-        options.json.write_text(json.dumps({"program": "bench_tray", "results": rows}, indent=2) + "\n",
-                                encoding="utf-8")
-
-
 if __name__ == "__main__":
-    main()
+    main(__file__, "Measures the status item in a private desktop.", ["--network", "--tray"], measure)
