@@ -3,6 +3,7 @@
 
 #include "model/ZRKClipmuleDataItem.h"
 
+#include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/PlatformException.h"
 
 namespace clipmule {
@@ -63,7 +64,7 @@ ZRKClipmuleDataItem::initWithDictionary(const PropertyList::Dictionary &dictiona
     const PropertyList *const createdBy = find(dictionary, createdByKey);
     item->_createdBy = createdBy ? createdBy->integerValue() : 0;
     if (const PropertyList *text = find(dictionary, urlKey)) {
-        const QUrl url(text->string(), QUrl::StrictMode);
+        const QUrl url = urlFromForeignText(text->string(), QUrl::StrictMode);
         if (url.isValid())
             item->_url = url;
     }

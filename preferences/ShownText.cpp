@@ -3,6 +3,7 @@
 
 #include "preferences/ShownText.h"
 
+#include "platform/foundation/Log.h"
 #include "preferences/PanelTexts.h"
 
 #include <QLocale>
@@ -10,16 +11,7 @@
 namespace clipmule::ShownText {
 
 QString onOneLine(const QString &text) {
-    QString result;
-    for (const QChar unit : text) {
-        // Line and paragraph separators break lines as well.
-        if (unit < u' ' || (unit >= u'\x7f' && unit < u'\xa0') || unit == u'\x2028' ||
-            unit == u'\x2029')
-            result += QStringLiteral("\\x%1").arg(unit.unicode(), 2, 16, QLatin1Char('0'));
-        else
-            result += unit;
-    }
-    return result;
+    return clipmule::onOneLine(text, shownInLabel);
 }
 
 QString dateAndTime(Date date, Date now) {

@@ -12,7 +12,7 @@ namespace clipmule {
 /// Texts from the network as people get to see them.
 namespace ShownText {
 
-/// A name on one line, whatever it holds: phones name themselves.
+/// A name on one line, whatever it holds and however long it is: phones name themselves.
 [[nodiscard]] QString onOneLine(const QString &text);
 
 /// "today at 13:05", "yesterday at 9:00", or a date and time, in the user's language and zone.

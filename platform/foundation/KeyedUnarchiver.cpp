@@ -4,6 +4,7 @@
 #include "platform/foundation/KeyedUnarchiver.h"
 
 #include "platform/foundation/ExpansionAccount.h"
+#include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/foundation/RegularFile.h"
@@ -282,8 +283,7 @@ ArchiveValue Unarchive::decodeUrl(const PropertyList::Dictionary &record) {
         refuse(QStringLiteral("a URL object without text"));
     const auto *baseReference = find(record, QStringLiteral("NS.base"));
     const auto base = baseReference ? decodeReference(*baseReference).url() : std::nullopt;
-    const QUrl url(*text);
-    return base ? base->resolved(url) : url;
+    return base ? urlFromForeignText(*text, *base) : urlFromForeignText(*text);
 }
 
 } // namespace

@@ -14,8 +14,24 @@ Q_DECLARE_LOGGING_CATEGORY(logFoundation)
 /// "category: text". Every program of this project calls it first.
 void installLogFormat();
 
-/// A text for a log line: at most 64 UTF-16 units, the rest shown as an ellipsis and its length,
-/// line breaks and control characters escaped.
-[[nodiscard]] QString cutForLog(QStringView text);
+/// UTF-16 units of a foreign text that a log line shows: enough for a name.
+inline constexpr qsizetype shownInLog = 64;
+/// The same of a label, a menu line or a command's table; more would not fit on a screen.
+inline constexpr qsizetype shownInLabel = 128;
+
+/// The one way of a foreign text (from a phone, a clipboard's owner, a file, the bus) to a log
+/// line, a terminal or a label: on one line, and with nothing in it that moves a cursor, changes a
+/// terminal or turns the order of what is read. Such characters are written out: "\n", "\x1b",
+/// "\u202e", "\U000e0041". Escaped are control characters (C0, DEL, C1), line and paragraph
+/// separators, every format character (the bidirectional ones among them) and lone surrogates.
+/// Joiners (U+200C, U+200D) stay behind a character outside Latin, where scripts and pictographs
+/// need them. A text of more than `longest` UTF-16 units is cut, at a whole character; an ellipsis
+/// and its length follow.
+[[nodiscard]] QString onOneLine(QStringView text, qsizetype longest);
+
+/// onOneLine() as long as a log line wants it.
+[[nodiscard]] inline QString cutForLog(QStringView text) {
+    return onOneLine(text, shownInLog);
+}
 
 } // namespace clipmule

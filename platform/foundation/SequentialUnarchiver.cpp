@@ -4,6 +4,7 @@
 #include "platform/foundation/SequentialUnarchiver.h"
 
 #include "platform/foundation/ExpansionAccount.h"
+#include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/TypedStream.h"
 
@@ -168,7 +169,7 @@ private:
         const auto text = decodeString({});
         if (!text)
             refuse(QStringLiteral("a URL object without text"));
-        return base ? base->resolved(QUrl(*text)) : QUrl(*text);
+        return base ? urlFromForeignText(*text, *base) : urlFromForeignText(*text);
     }
 
     // A count proves nothing about what follows, so nothing is reserved for it.

@@ -275,6 +275,12 @@ private Q_SLOTS:
         row("URL with a base", QStringLiteral("NSURL"),
             {{QStringLiteral("NS.base"), Uid{5}}, {QStringLiteral("NS.relative"), Uid{3}}},
             QStringLiteral("<http://h/a/x>"));
+        row("URL that would take hours", QStringLiteral("NSURL"),
+            {{QStringLiteral("NS.base"), Uid{0}}, {QStringLiteral("NS.relative"), Uid{8}}},
+            QStringLiteral("<>"));
+        row("URL that would take hours on a base", QStringLiteral("NSURL"),
+            {{QStringLiteral("NS.base"), Uid{5}}, {QStringLiteral("NS.relative"), Uid{8}}},
+            QStringLiteral("<>"));
         row("URL without text", QStringLiteral("NSURL"), {{QStringLiteral("NS.base"), Uid{0}}},
             refused);
         row("URL of nil", QStringLiteral("NSURL"), {{QStringLiteral("NS.relative"), Uid{0}}},
@@ -329,11 +335,15 @@ private Q_SLOTS:
         QFETCH(QString, className);
         QFETCH(PropertyList, values);
         QFETCH(QString, expected);
-        const List others{QStringLiteral("x"), QByteArray("\1"),
+        const List others{QStringLiteral("x"),
+                          QByteArray("\1"),
                           Dictionary{{QStringLiteral("NS.base"), Uid{0}},
                                      {QStringLiteral("NS.relative"), Uid{7}},
                                      {QStringLiteral("$class"), Uid{6}}},
-                          classRecord(QStringLiteral("NSURL")), QStringLiteral("http://h/a/b")};
+                          classRecord(QStringLiteral("NSURL")),
+                          QStringLiteral("http://h/a/b"),
+                          QStringLiteral("http://a") +
+                              QStringLiteral(u"\u0301\u0316").repeated(1'000'000)};
         QString found;
         const QString reason = reasonOf(
             [&] { found = textOf(unarchiveRecord(className, values.dictionary(), others)); });

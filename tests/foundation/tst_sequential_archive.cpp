@@ -274,6 +274,18 @@ private Q_SLOTS:
             },
             refused);
         row(
+            "URL that would take hours", {{"NSURL", 0}, root},
+            [](Writer writer) {
+                writer.writeTypes("c");
+                writer.writeByte(0);
+                writer.writeTypes("@");
+                writer.beginObject({{"NSString", 1}, {"NSObject", 0}});
+                writer.writeTypes("+");
+                writer.writeString("http://a" + QByteArray("\xcc\x81\xcc\x96").repeated(1'000'000));
+                writer.endObject();
+            },
+            QStringLiteral("<>"));
+        row(
             "URL with a base", {{"NSURL", 0}, root},
             [](Writer writer) {
                 const TypedStream::ClassChain string{{"NSString", 1}, {"NSObject", 0}};
