@@ -7,7 +7,8 @@
 
 namespace clipmule {
 
-/// The only way from a text that came from outside (a phone, a clipboard's owner, a file) to a QUrl.
+/// The only way from a text that came from outside (a phone, a clipboard's owner, a file) to a
+/// QUrl.
 ///
 /// QUrl normalises a host before it looks at its length, in a time that grows with the square of a
 /// run of combining marks: 80,000 of them take ten seconds. What could do that is refused here
@@ -29,8 +30,8 @@ inline constexpr int longestRunOfMarks = 16;
 /// passes one of the limits above. A text within them that is no URL gives what QUrl makes of it.
 [[nodiscard]] QUrl urlFromForeignText(const QString &text,
                                       QUrl::ParsingMode mode = QUrl::TolerantMode);
-/// The same of a text that stands relative to another URL of outside, which came this way too. Empty
-/// when the two together are longer than one may be.
+/// The same of a text that stands relative to another URL of outside, which came this way too.
+/// Empty when the two together are longer than one may be.
 [[nodiscard]] QUrl urlFromForeignText(const QString &text, const QUrl &base);
 
 } // namespace clipmule

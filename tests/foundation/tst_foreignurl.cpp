@@ -103,7 +103,8 @@ private Q_SLOTS:
 
     void aRelativeTextStandsOnItsBase() {
         const QUrl base(QStringLiteral("http://h/a/b"));
-        QCOMPARE(urlFromForeignText(QStringLiteral("c"), base), QUrl(QStringLiteral("http://h/a/c")));
+        QCOMPARE(urlFromForeignText(QStringLiteral("c"), base),
+                 QUrl(QStringLiteral("http://h/a/c")));
         QCOMPARE(urlFromForeignText(QString(), base), base);
         QVERIFY(urlFromForeignText(QStringLiteral("//a") + marks(100), base).isEmpty());
         for (const qsizetype size : {65535, 65536})
