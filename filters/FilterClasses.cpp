@@ -10,6 +10,7 @@
 #include "filters/ZRKClipmuleQuoteLinesFilter.h"
 #include "filters/ZRKClipmuleSmartenQuotesFilter.h"
 #include "filters/ZRKClipmuleStraightenQuotesFilter.h"
+#include "filters/ZRKClipmuleTextFilter.h"
 #include "filters/ZRKClipmuleTitlecaseFilter.h"
 #include "filters/ZRKClipmuleUppercaseFilter.h"
 #include "filters/ZRKClipmuleWrapHTMLFilter.h"
@@ -31,6 +32,8 @@ std::shared_ptr<ZRKClipmuleFilter> make() {
 
 std::shared_ptr<ZRKClipmuleFilter> makeFilterOfClass(const QString &className) {
     static const QHash<QString, Maker> makers{
+        {QStringLiteral("ZRKClipmuleFilter"), make<ZRKClipmuleFilter>},
+        {QStringLiteral("ZRKClipmuleTextFilter"), make<ZRKClipmuleTextFilter>},
         {QStringLiteral("ZRKClipmuleQuoteLinesFilter"), make<ZRKClipmuleQuoteLinesFilter>},
         {QStringLiteral("ZRKClipmuleWrapHTMLFilter"), make<ZRKClipmuleWrapHTMLFilter>},
         {QStringLiteral("ZRKClipmuleTitlecaseFilter"), make<ZRKClipmuleTitlecaseFilter>},

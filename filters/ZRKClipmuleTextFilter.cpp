@@ -25,4 +25,13 @@ std::shared_ptr<ZRKClipmuleDataItem> ZRKClipmuleTextFilter::filterClipmuleDataIt
     return filtered;
 }
 
+QString ZRKClipmuleTextFilter::className() const {
+    return QStringLiteral("ZRKClipmuleTextFilter");
+}
+
+std::optional<QString>
+ZRKClipmuleTextFilter::filterString(const std::optional<QString> &text) const {
+    return text;
+}
+
 } // namespace clipmule

@@ -17,9 +17,11 @@ public:
     [[nodiscard]] std::shared_ptr<ZRKClipmuleDataItem>
     filterClipmuleDataItem(const std::shared_ptr<ZRKClipmuleDataItem> &item) const override;
 
-    /// The transformation. A missing text stays missing.
+    [[nodiscard]] QString className() const override;
+
+    /// The transformation; a missing text stays missing. That of this class changes nothing.
     [[nodiscard]] virtual std::optional<QString>
-    filterString(const std::optional<QString> &text) const = 0;
+    filterString(const std::optional<QString> &text) const;
 };
 
 } // namespace clipmule

@@ -6,7 +6,13 @@
 #include "platform/foundation/PlatformException.h"
 #include "tests/kit/ManualRunLoop.h"
 
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QTest>
+#include <QTranslator>
+
+#include <cstdio>
 
 using namespace clipmule;
 
@@ -48,6 +54,8 @@ public:
     }
 };
 
+const QString countArgument = QStringLiteral("--count");
+
 const QStringList sortedTitles{u"Convert to Lowercase"_qs, u"Convert to Titlecase"_qs,
                                u"Convert to Uppercase"_qs, u"Decode HTML Entities"_qs,
                                u"Encode HTML Entities"_qs, u"Find and Replace"_qs,
@@ -76,11 +84,45 @@ private Q_SLOTS:
     }
 
     void namesWithoutAClassArePassedOver() {
-        QCOMPARE(classNames(ZRKClipmuleFilter::filtersOfClasses({u"NoSuchFilter"_qs,
-                                                                 u"ZRKClipmuleLowercaseFilter"_qs,
-                                                                 u"ZRKClipmuleTextFilter"_qs})),
+        QCOMPARE(classNames(ZRKClipmuleFilter::filtersOfClasses(
+                     {u"NoSuchFilter"_qs, u"ZRKClipmuleLowercaseFilter"_qs})),
                  QStringList{u"ZRKClipmuleLowercaseFilter"_qs});
         QVERIFY(ZRKClipmuleFilter::filtersOfClasses({}).isEmpty());
+    }
+
+    void theBaseClassesAreClassesAsWell() {
+        const QStringList names{u"ZRKClipmuleTextFilter"_qs, u"ZRKClipmuleFilter"_qs};
+        const auto filters = ZRKClipmuleFilter::filtersOfClasses(names);
+        QCOMPARE(classNames(filters), names);
+        const auto item = itemWithText(u"a"_qs);
+        QCOMPARE(*filters.first()->filterClipmuleDataItem(item)->string(), u"a"_qs);
+        QVERIFY(!filters.last()->validForClipmuleDataItem(*item));
+    }
+
+    // The list is read once in the life of a process.
+    void withoutAListThereAreNone_data() {
+        QTest::addColumn<QByteArray>("information");
+        QTest::addColumn<QByteArray>("count");
+        QTest::newRow("no key") << QByteArray("{}") << QByteArray("0");
+        QTest::newRow("no list") << QByteArray("{filters = text;}") << QByteArray("0");
+        QTest::newRow("one") << QByteArray("{filters = (ZRKClipmuleLowercaseFilter);}")
+                             << QByteArray("1");
+    }
+    void withoutAListThereAreNone() {
+        QFETCH(QByteArray, information);
+        const QTemporaryDir folder;
+        QFile file(folder.filePath(u"Info.plist"_qs));
+        QVERIFY(file.open(QFile::WriteOnly));
+        file.write(information);
+        file.close();
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"CLIPMULE_RESOURCES"_qs, folder.path());
+        QProcess counter;
+        counter.setProcessEnvironment(environment);
+        counter.start(QCoreApplication::applicationFilePath(), {countArgument});
+        QVERIFY(counter.waitForFinished());
+        QCOMPARE(counter.exitStatus(), QProcess::NormalExit);
+        QTEST(counter.readAllStandardOutput(), "count");
     }
 
     void filtersOfAnItemComeByTitle() {
@@ -160,19 +202,84 @@ private Q_SLOTS:
         QCOMPARE(*quote->filterClipmuleDataItem(item)->string(), u"2a"_qs);
     }
 
+    void titlesAreComparedByCase() {
+        class Titled final : public ZRKClipmuleFilter {
+        public:
+            explicit Titled(QString title)
+                : _title(std::move(title)) {}
+            [[nodiscard]] QString title() const override { return _title; }
+
+        private:
+            QString _title;
+        };
+        // Capital letters stand before all small ones.
+        QVERIFY(Titled(u"B"_qs).compare(Titled(u"a"_qs)) < 0);
+        QVERIFY(Titled(u"a"_qs).compare(Titled(u"B"_qs)) > 0);
+        QCOMPARE(Titled(u"a"_qs).compare(Titled(u"a"_qs)), 0);
+        QVERIFY(Titled(u"a"_qs).compare(Titled(u"A"_qs)) != 0);
+    }
+
+    void titlesAndPlaceholdersAreLookedUp() {
+        class Marker final : public QTranslator {
+        public:
+            [[nodiscard]] bool isEmpty() const override { return false; }
+            [[nodiscard]] QString translate(const char *context, const char *text, const char *,
+                                            int) const override {
+                return QByteArray(context) == "Clipmule" ? u'<' + QString::fromLatin1(text) + u'>'
+                                                         : QString();
+            }
+        };
+        Marker marker;
+        QCoreApplication::installTranslator(&marker);
+        for (const auto &installed : ZRKClipmuleFilter::allFilters()) {
+            const auto filter = makeFilterOfClass(installed->className());
+            QVERIFY2(filter->title().startsWith(u'<'), qPrintable(filter->title()));
+            QCOMPARE(filter->description(), filter->title());
+            for (const auto &option : filter->options())
+                QVERIFY2(option->placeholder().startsWith(u'<'), qPrintable(option->placeholder()));
+        }
+        QCoreApplication::removeTranslator(&marker);
+    }
+
+    void everyOptionIsReset() {
+        for (const auto &filter : ZRKClipmuleFilter::allFilters()) {
+            for (const auto &option : filter->options())
+                option->setValue(PropertyList(u"x"_qs));
+            filter->resetOptions();
+            for (const auto &option : filter->options())
+                QVERIFY(!option->value());
+        }
+    }
+
     void onlyTheTextIsCarriedOver() {
         const auto item = itemWithText(u"Text"_qs);
         item->setURL(QUrl(u"http://example.org"_qs));
+        item->setImageData(QByteArray("image"));
         const auto filtered =
             makeFilterOfClass(u"ZRKClipmuleUppercaseFilter"_qs)->filterClipmuleDataItem(item);
         QVERIFY(filtered != item);
         QCOMPARE(*filtered->string(), u"TEXT"_qs);
         QVERIFY(!filtered->hasURL());
+        QVERIFY(!filtered->hasImageData());
         QCOMPARE(*item->string(), u"Text"_qs);
+    }
+
+    void nativeDataIsNotCarriedOver() {
+        const auto item = ZRKClipmuleDataItem::initWithDictionary(PropertyList::Dictionary{
+            {u"string"_qs, u"Text"_qs},
+            {u"createdBy"_qs, 2},
+            {u"nativeDictionary"_qs, PropertyList::Dictionary{{u"kind"_qs, QByteArray("bytes")}}}});
+        QVERIFY(item && item->hasNativeDictionary());
+        const auto filtered =
+            makeFilterOfClass(u"ZRKClipmuleUppercaseFilter"_qs)->filterClipmuleDataItem(item);
+        QCOMPARE(*filtered->string(), u"TEXT"_qs);
+        QVERIFY(!filtered->hasNativeDictionary());
     }
 
     void aFailureGivesACopyOfTheItem() {
         const auto item = itemWithText(u"Text"_qs);
+        item->setURL(QUrl(u"http://example.org/"_qs));
+        item->setImageData(QByteArray("image"));
         QTest::ignoreMessage(
             QtWarningMsg,
             qPrintable(
@@ -180,6 +287,8 @@ private Q_SLOTS:
         const auto filtered = FailingFilter().filterClipmuleDataItem(item);
         QVERIFY(filtered != item);
         QCOMPARE(*filtered->string(), u"Text"_qs);
+        QCOMPARE(filtered->url(), std::optional(QUrl(u"http://example.org/"_qs)));
+        QCOMPARE(filtered->imageData(), std::optional(QByteArray("image")));
     }
 
     void anotherExceptionPassesOn() {
@@ -210,5 +319,14 @@ private:
     const RunLoop::Installation _installation{_runLoop};
 };
 
-QTEST_GUILESS_MAIN(FilterFrameworkTest)
+int main(int argc, char *argv[]) {
+    const QCoreApplication application(argc, argv);
+    if (QCoreApplication::arguments().contains(countArgument)) {
+        std::printf("%d", int(ZRKClipmuleFilter::allFilters().size()));
+        return 0;
+    }
+    FilterFrameworkTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_filterframework.moc"

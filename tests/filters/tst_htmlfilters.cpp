@@ -5,6 +5,7 @@
 #include "filters/ZRKClipmuleDecodeHTMLEntitiesFilter.h"
 #include "filters/ZRKClipmuleEncodeHTMLEntitiesFilter.h"
 #include "filters/ZRKClipmuleWrapHTMLFilter.h"
+#include "tests/filters/HtmlEntityNames.h"
 #include "tests/filters/PlainPasses.h"
 
 #include <QDir>
@@ -38,12 +39,20 @@ private Q_SLOTS:
     }
 
     void theTableIsThatOfHtml4() {
+        const auto names = namesOfHtml4();
+        QCOMPARE(names.size(), 252);
         QCOMPARE(_table.size(), 252);
-        QCOMPARE(_table.value(38), u"&amp;"_qs);
-        QCOMPARE(_table.value(34), u"&quot;"_qs);
-        QCOMPARE(_table.value(60), u"&lt;"_qs);
-        QCOMPARE(_table.value(62), u"&gt;"_qs);
-        QCOMPARE(_table.value(0x20AC), u"&euro;"_qs);
+        for (const auto &[code, name] : names.asKeyValueRange())
+            QCOMPARE(_table.value(code), u'&' + name + u';');
+    }
+
+    void everyNameIsEncodedAndDecoded() {
+        for (const auto &[code, name] : namesOfHtml4().asKeyValueRange()) {
+            const QString character = QChar(char16_t(code));
+            const QString entity = u'&' + name + u';';
+            QCOMPARE(encode(character), entity);
+            QCOMPARE(decode(entity), character);
+        }
     }
 
     void wraps_data() {
