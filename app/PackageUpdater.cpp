@@ -64,11 +64,15 @@ void PackageUpdater::checkByItself() {
 }
 
 void PackageUpdater::checkForUpdates() {
-    // The question is on the screen, or the installation goes on: there is nothing to look for.
-    if (_state == State::Asking || _state == State::Installing)
+    if (_state == State::Installing)
         return;
+    if (_state == State::Asking) {
+        // It may be behind other windows.
+        _question(_lastVersionTold, {});
+        return;
+    }
     _userWaits = true;
-    say(QCoreApplication::translate("Clipmule", "Looking for updates…"));
+    say(QCoreApplication::translate("Clipmule", "Checking for updates…"));
     if (_state == State::Idle)
         find(PackageUpdates::Asker::User);
 }
@@ -77,11 +81,15 @@ void PackageUpdater::find(PackageUpdates::Asker asker) {
     _state = State::Finding;
     _packages->findUpdate(
         _package, asker,
-        [this, alive = std::weak_ptr(_alive)](const PackageUpdates::Answer &answer) {
+        [this, asker, alive = std::weak_ptr(_alive)](const PackageUpdates::Answer &answer) {
             if (alive.expired())
                 return;
             _state = State::Idle;
-            // The user may have begun to wait for a check that ran by itself.
+            // Who began to wait for a check that ran by itself gets the lists fetched anew as well.
+            if (_userWaits && asker == PackageUpdates::Asker::Nobody) {
+                find(PackageUpdates::Asker::User);
+                return;
+            }
             if (std::exchange(_userWaits, false))
                 userGotAnswer(answer);
             else
@@ -112,8 +120,8 @@ void PackageUpdater::userGotAnswer(const PackageUpdates::Answer &answer) {
             "Clipmule Sync was not installed as a package. Update it the way it was installed."));
         return;
     case Outcome::NoService:
-        say(QCoreApplication::translate(
-            "Clipmule", "Updates cannot be looked for: PackageKit is not available."));
+        say(QCoreApplication::translate("Clipmule",
+                                        "Cannot check for updates: PackageKit is not available."));
         return;
     case Outcome::Available:
         _lastVersionTold = answer.version;
@@ -127,7 +135,7 @@ void PackageUpdater::userGotAnswer(const PackageUpdates::Answer &answer) {
         });
         return;
     default:
-        say(QCoreApplication::translate("Clipmule", "Looking for updates failed: %1")
+        say(QCoreApplication::translate("Clipmule", "Could not check for updates: %1")
                 .arg(reason(answer)));
     }
 }

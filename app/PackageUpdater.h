@@ -18,7 +18,8 @@ class ClipNotice;
 /// where newer versions come from and whether they are genuine.
 ///
 /// What the user has asked for is answered in the message panel and may be installed at once, after
-/// a question. What it finds by itself it only tells, once for each version.
+/// a question. What it finds by itself it only tells, once for each version in the life of the
+/// process.
 class PackageUpdater final : public Updater {
 public:
     /// Not while the session is starting.
@@ -26,7 +27,7 @@ public:
     static constexpr RunLoop::Seconds automaticCheckInterval{24 * 60 * 60};
 
     /// Asks the user whether that version is to be installed, and passes the answer on, whenever it
-    /// comes.
+    /// comes. While that question is open the same one, without a callback, brings it to the front.
     using Question = std::function<void(const QString &version, std::function<void(bool)> answer)>;
 
     /// Null when the bundle names no package ("PackageName" in its information dictionary). The

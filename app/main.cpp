@@ -95,12 +95,7 @@ public:
     }
 
     void displayMessage(const QString &text) override {
-        // The panel hangs from the icon; without one nobody would see it.
-        const auto controller = _statusController.lock();
-        if (controller && controller->statusItem())
-            ZRKClipmuleMessageController::sharedController().displayMessage(text);
-        else
-            _notifications->notify(QCoreApplication::translate("Clipmule", "Clipmule Sync"), text);
+        ZRKClipmuleMessageController::sharedController().displayMessage(text);
     }
 
     std::unique_ptr<Updater> updaterForBundle(const Bundle &bundle) {
@@ -264,7 +259,7 @@ private:
     void tellStatus() {
         const bool hasPasteboard = !dynamic_cast<const NullPasteboard *>(_pasteboard.get());
         const bool canPaste = !dynamic_cast<const NullKeyboardEvents *>(_keyboard.get());
-        const std::optional<Refusal> refused = _application->lastRefusal();
+        const auto &refused = _application->lastRefusedClip();
         _statusInterface->setStatus(
             {.version = QStringLiteral(CLIPMULE_VERSION),
              .qtVersion = QString::fromLatin1(qVersion()),
@@ -277,9 +272,8 @@ private:
              .trayKind = _face ? _face->trayKind() : QStringLiteral("none"),
              .discovery = _dnssd->description(),
              .phones = _application->phoneStates(),
-             .lastRefusedClip = refused ? englishText(*refused) : QString(),
-             .lastRefusedClipDate = refused ? std::optional(refused->date) : std::nullopt,
-             .refusals = _application->refusals()});
+             .lastRefusedClip = refused ? refused->reason : QString(),
+             .lastRefusedClipDate = refused ? std::optional(refused->date) : std::nullopt});
     }
 
     Bundle _bundle = Bundle::mainBundle();

@@ -19,8 +19,13 @@ UpdateQuestion::~UpdateQuestion() {
 }
 
 void UpdateQuestion::ask(const QString &version, std::function<void(bool wanted)> answer) {
+    if (_window && _version == version) {
+        comeForward();
+        return;
+    }
     if (_window)
         _window->reject();
+    _version = version;
     _window = std::make_unique<QMessageBox>();
     _window->setIcon(QMessageBox::Question);
     _window->setWindowTitle(QCoreApplication::translate("Clipmule", "Clipmule Sync"));
@@ -42,6 +47,13 @@ void UpdateQuestion::ask(const QString &version, std::function<void(bool wanted)
                          callback(wanted);
                      });
     _window->open();
+}
+
+void UpdateQuestion::comeForward() {
+    _window->setWindowState(_window->windowState() & ~Qt::WindowMinimized);
+    _window->show();
+    _window->raise();
+    _window->activateWindow();
 }
 
 } // namespace clipmule

@@ -21,13 +21,17 @@ public:
     UpdateQuestion(const UpdateQuestion &) = delete;
     UpdateQuestion &operator=(const UpdateQuestion &) = delete;
 
-    /// Instead of a question that is still open, which is answered with no.
+    /// Instead of a question that is still open, which is answered with no. The question that is
+    /// open, asked again, comes to the front; it keeps the callback of its first time.
     void ask(const QString &version, std::function<void(bool wanted)> answer);
     /// Null when there is no question.
     [[nodiscard]] QMessageBox *window() const { return _window.get(); }
 
 private:
+    void comeForward();
+
     std::unique_ptr<QMessageBox> _window;
+    QString _version;
 };
 
 } // namespace clipmule

@@ -70,7 +70,8 @@ private Q_SLOTS:
             u"clipmule-sync"_qs, std::move(packages), _notice,
             [this](const QString &version, std::function<void(bool)> answer) {
                 _asked.append(version);
-                _answerQuestion = std::move(answer);
+                if (answer)
+                    _answerQuestion = std::move(answer);
             });
         _updater->setDelegate({[this](Updater &) { _log.append(u"will install"_qs); }});
     }
@@ -91,22 +92,22 @@ private Q_SLOTS:
                "installed."_qs;
         QTest::newRow("no PackageKit")
             << Outcome::NoService << QString()
-            << u"Updates cannot be looked for: PackageKit is not available."_qs;
+            << u"Cannot check for updates: PackageKit is not available."_qs;
         QTest::newRow("failed") << Outcome::Failed << u"no network"_qs
-                                << u"Looking for updates failed: no network"_qs;
+                                << u"Could not check for updates: no network"_qs;
         QTest::newRow("failed, nobody says why")
             << Outcome::Failed << QString()
-            << u"Looking for updates failed: no reason was given"_qs;
+            << u"Could not check for updates: no reason was given"_qs;
     }
     void theUserIsAnswered() {
         QFETCH(Outcome, outcome);
         QFETCH(QString, error);
         QFETCH(QString, message);
         _updater->checkForUpdates();
-        QCOMPARE(_notice.messages, QStringList(u"Looking for updates…"_qs));
+        QCOMPARE(_notice.messages, QStringList(u"Checking for updates…"_qs));
         QCOMPARE(_log, QStringList(u"find clipmule-sync for the user"_qs));
         _packages->answer(answerOf(outcome, {}, error));
-        QCOMPARE(_notice.messages, QStringList({u"Looking for updates…"_qs, message}));
+        QCOMPARE(_notice.messages, QStringList({u"Checking for updates…"_qs, message}));
         QCOMPARE(_asked, QStringList());
     }
 
@@ -120,7 +121,7 @@ private Q_SLOTS:
                                     u"install clipmule-sync;2.0"_qs}));
         _packages->answer(answerOf(Outcome::Installed, u"2.0"_qs));
         QCOMPARE(_notice.messages,
-                 QStringList({u"Looking for updates…"_qs, u"Installing Clipmule Sync 2.0…"_qs,
+                 QStringList({u"Checking for updates…"_qs, u"Installing Clipmule Sync 2.0…"_qs,
                               u"Clipmule Sync 2.0 is installed. It is used from the next "
                               "start."_qs}));
     }
@@ -150,10 +151,11 @@ private Q_SLOTS:
         _updater->checkForUpdates();
         QCOMPARE(_log.size(), 1);
         _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
-        // The question is on the screen: there is nothing to say beside it.
+        // The question is on the screen: there is nothing to say beside it, but it comes forward.
         const auto messages = _notice.messages.size();
         _updater->checkForUpdates();
-        QCOMPARE(_asked.size(), 1);
+        QCOMPARE(_asked, QStringList({_asked.constFirst(), _asked.constFirst()}));
+        QCOMPARE(_log.size(), 1);
         QCOMPARE(_notice.messages.size(), messages);
         _answerQuestion(true);
         _updater->checkForUpdates();
@@ -216,12 +218,17 @@ private Q_SLOTS:
         QCOMPARE(_notice.messages, QStringList());
     }
 
-    void aUserWhoAsksMeanwhileGetsTheAnswerOfTheBackground() {
+    // The background's answer is from the lists as they were.
+    void aUserWhoAsksMeanwhileGetsAnAnswerFromFreshLists() {
         _updater->setAutomaticallyChecksForUpdates(true);
         _runLoop.advance(121);
         _updater->checkForUpdates();
         QCOMPARE(_log.size(), 1);
         _packages->answer(answerOf(Outcome::UpToDate));
+        QCOMPARE(_log.constLast(), u"find clipmule-sync for the user"_qs);
+        QCOMPARE(_notice.messages, QStringList(u"Checking for updates…"_qs));
+        _packages->answer(answerOf(Outcome::UpToDate));
+        QCOMPARE(_log.size(), 2);
         QCOMPARE(_notice.messages.constLast(), u"Clipmule Sync is up to date."_qs);
     }
 
