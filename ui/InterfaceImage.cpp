@@ -23,9 +23,12 @@ bool isExact(qreal source, qreal target, qreal scale) {
     return source <= 1 || qFuzzyCompare(target * scale, source);
 }
 
+QString pathOf(const Bundle &bundle, const QString &name) {
+    return bundle.pathForResource(QStringLiteral("images/") + name, QStringLiteral("png"));
+}
+
 QImage read(const Bundle &bundle, const QString &name) {
-    const QString path =
-        bundle.pathForResource(QStringLiteral("images/") + name, QStringLiteral("png"));
+    const QString path = pathOf(bundle, name);
     const QImage image = path.isEmpty() ? QImage() : QImage(path);
     if (image.isNull())
         qCWarning(logUi).noquote() << "no picture" << name << "in" << bundle.path();
@@ -43,6 +46,10 @@ InterfaceImage::InterfaceImage(QImage normal, QImage doubled)
 
 InterfaceImage InterfaceImage::named(const Bundle &bundle, const QString &name) {
     return {read(bundle, name), read(bundle, name + QStringLiteral("@2x"))};
+}
+
+InterfaceImage InterfaceImage::namedIfPresent(const Bundle &bundle, const QString &name) {
+    return pathOf(bundle, name).isEmpty() ? InterfaceImage() : named(bundle, name);
 }
 
 const QImage &InterfaceImage::forPixelRatio(qreal ratio) const {

@@ -23,6 +23,8 @@ public:
     /// "images/NAME.png" and "images/NAME@2x.png" of the bundle. What is missing is said in the
     /// log.
     [[nodiscard]] static InterfaceImage named(const Bundle &bundle, const QString &name);
+    /// The same, for a picture that a bundle may do without.
+    [[nodiscard]] static InterfaceImage namedIfPresent(const Bundle &bundle, const QString &name);
 
     [[nodiscard]] bool isNull() const { return _normal.isNull(); }
     [[nodiscard]] QSize size() const { return _normal.size(); }

@@ -19,6 +19,8 @@ namespace {
 
 // In the status item, whose origin is at the bottom left.
 constexpr QRectF spinnerFrame{10, 7, 9, 9};
+// In the middle of the board of the small pictures; y downwards.
+constexpr QPointF smallSpinnerMiddle{8, 9.5};
 constexpr qreal disabledOpacity = 0.3;
 // A tray's side within this of a whole multiple of the menu bar's height is not worth a blur.
 constexpr double sharpWithin = 0.2;
@@ -36,17 +38,21 @@ ZRKClipmuleStatusView::ZRKClipmuleStatusView(const SyncStatusSource &status, con
                                              QSizeF size)
     : _status(status)
     , _size(size)
-    , _connectedImage(InterfaceImage::named(bundle, QStringLiteral("status_connected")))
-    , _connectedActiveImage(
-          InterfaceImage::named(bundle, QStringLiteral("status_connected_active")))
-    , _spinnerImage(
-          InterfaceImage::named(bundle, QStringLiteral("status_connected_active_spinner")))
-    , _highlightedImage(InterfaceImage::named(bundle, QStringLiteral("status_highlighted")))
-    , _highlightedActiveImage(
-          InterfaceImage::named(bundle, QStringLiteral("status_highlighted_active")))
-    , _highlightedSpinnerImage(
-          InterfaceImage::named(bundle, QStringLiteral("status_highlighted_active_spinner")))
-    , _notConnectedImage(InterfaceImage::named(bundle, QStringLiteral("status_not_connected"))) {}
+    , _pictures(picturesOf(bundle, QString(), InterfaceImage::named))
+    , _smallPictures(picturesOf(bundle, QStringLiteral("_small"), InterfaceImage::namedIfPresent)) {
+}
+
+ZRKClipmuleStatusView::Pictures
+ZRKClipmuleStatusView::picturesOf(const Bundle &bundle, const QString &suffix, Reader read) {
+    const auto named = [&](const QString &name) { return read(bundle, name + suffix); };
+    return {.connected = named(QStringLiteral("status_connected")),
+            .connectedActive = named(QStringLiteral("status_connected_active")),
+            .spinner = named(QStringLiteral("status_connected_active_spinner")),
+            .highlighted = named(QStringLiteral("status_highlighted")),
+            .highlightedActive = named(QStringLiteral("status_highlighted_active")),
+            .highlightedSpinner = named(QStringLiteral("status_highlighted_active_spinner")),
+            .notConnected = named(QStringLiteral("status_not_connected"))};
+}
 
 void ZRKClipmuleStatusView::setNeedsDisplay() {
     if (_needsDisplayCallback)
@@ -124,45 +130,69 @@ void ZRKClipmuleStatusView::setHighlighted(bool highlighted) {
     setNeedsDisplay();
 }
 
-ZRKClipmuleStatusView::Face ZRKClipmuleStatusView::face() const {
+ZRKClipmuleStatusView::Face ZRKClipmuleStatusView::face(const Pictures &pictures) const {
     if (_highlighted)
-        return {_networkActive ? &_highlightedActiveImage : &_highlightedImage, 1};
+        return {_networkActive ? &pictures.highlightedActive : &pictures.highlighted, 1};
     if (_status.isConnected())
-        return {_networkActive ? &_connectedActiveImage : &_connectedImage, 1};
-    return {&_notConnectedImage, _status.isEnabled() ? 1 : disabledOpacity};
+        return {_networkActive ? &pictures.connectedActive : &pictures.connected, 1};
+    return {&pictures.notConnected, _status.isEnabled() ? 1 : disabledOpacity};
+}
+
+void ZRKClipmuleStatusView::drawBackground(QPainter &painter, const QRectF &bounds) const {
+    if (_highlighted)
+        painter.fillRect(bounds,
+                         QGuiApplication::palette().color(QPalette::Active, QPalette::Highlight));
+}
+
+void ZRKClipmuleStatusView::drawSpinner(QPainter &painter, const Pictures &pictures,
+                                        const QPointF &middle) const {
+    if (isSpinnerHidden())
+        return;
+    const InterfaceImage &spinner = _highlighted ? pictures.highlightedSpinner : pictures.spinner;
+    painter.translate(middle);
+    painter.rotate(-spinnerRotation());
+    spinner.draw(painter, -QPointF(spinner.size().width(), spinner.size().height()) / 2);
 }
 
 void ZRKClipmuleStatusView::drawRect(QPainter &painter, const QRectF &bounds) const {
     painter.save();
     painter.translate(bounds.topLeft());
-    if (_highlighted)
-        painter.fillRect(QRectF({0, 0}, bounds.size()),
-                         QGuiApplication::palette().color(QPalette::Active, QPalette::Highlight));
-    const auto [image, opacity] = face();
+    drawBackground(painter, {{0, 0}, bounds.size()});
+    const auto [image, opacity] = face(_pictures);
     const QPointF origin = iconOrigin(bounds.size(), image->size());
     painter.setOpacity(opacity);
     image->draw(painter, flipped({origin, QSizeF(image->size())}, bounds.height()).topLeft());
     painter.setOpacity(1);
-
-    if (!isSpinnerHidden()) {
-        // It belongs to the icon and goes with it where the view is not the status item's size.
-        const QPointF offset = origin - iconOrigin(itemSize, image->size());
-        const QRectF frame = flipped(spinnerFrame.translated(offset), bounds.height());
-        painter.translate(frame.center());
-        painter.rotate(-spinnerRotation());
-        const InterfaceImage &spinner = _highlighted ? _highlightedSpinnerImage : _spinnerImage;
-        spinner.draw(painter, QPointF(-frame.width() / 2, -frame.height() / 2));
-    }
+    // It belongs to the icon and goes with it where the view is not the status item's size.
+    const QPointF offset = origin - iconOrigin(itemSize, image->size());
+    drawSpinner(painter, _pictures,
+                flipped(spinnerFrame.translated(offset), bounds.height()).center());
     painter.restore();
+}
+
+void ZRKClipmuleStatusView::drawSmallSquare(QPainter &painter) const {
+    drawBackground(painter, {0, 0, smallSide, smallSide});
+    const auto [image, opacity] = face(_smallPictures);
+    painter.setOpacity(opacity);
+    image->draw(painter, QPointF(0, 0));
+    painter.setOpacity(1);
+    drawSpinner(painter, _smallPictures, smallSpinnerMiddle);
 }
 
 QImage ZRKClipmuleStatusView::squareImage(int side) const {
     QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
+    QPainter painter(&image);
+    // A whole multiple of the small pictures, but none of the others.
+    const int largestSmall = 2 * smallSide;
+    if (!_smallPictures.connected.isNull() && side <= largestSmall && side % smallSide == 0) {
+        painter.scale(side / smallSide, side / smallSide);
+        drawSmallSquare(painter);
+        return image;
+    }
     double scale = side / itemSize.height();
     if (scale > 1 && scale - std::floor(scale) < sharpWithin)
         scale = std::floor(scale);
-    QPainter painter(&image);
     painter.scale(scale, scale);
     drawRect(painter, {0, 0, side / scale, side / scale});
     return image;

@@ -23,6 +23,8 @@ public:
     /// The status item in points; the menu bar that the pictures were drawn for is 22 points high.
     static constexpr QSizeF itemSize{29, 22};
     static constexpr RunLoop::Seconds turnDuration{1.0};
+    /// In pixels: trays this small get pictures of their own, which fill a square.
+    static constexpr int smallSide = 16;
     /// Each frame is a new picture for the tray, the bus and the panel.
     static constexpr int framesPerTurn = 12;
 
@@ -65,11 +67,28 @@ public:
     [[nodiscard]] double spinnerRotation() const;
 
 private:
+    // The seven pictures of one size of the icon.
+    struct Pictures {
+        InterfaceImage connected;
+        InterfaceImage connectedActive;
+        InterfaceImage spinner;
+        InterfaceImage highlighted;
+        InterfaceImage highlightedActive;
+        InterfaceImage highlightedSpinner;
+        InterfaceImage notConnected;
+    };
+    using Reader = InterfaceImage (*)(const Bundle &bundle, const QString &name);
+    [[nodiscard]] static Pictures picturesOf(const Bundle &bundle, const QString &suffix,
+                                             Reader read);
     struct Face {
         const InterfaceImage *image;
         qreal opacity;
     };
-    [[nodiscard]] Face face() const;
+    [[nodiscard]] Face face(const Pictures &pictures) const;
+    void drawBackground(QPainter &painter, const QRectF &bounds) const;
+    // The spinner's middle in points, y downwards.
+    void drawSpinner(QPainter &painter, const Pictures &pictures, const QPointF &middle) const;
+    void drawSmallSquare(QPainter &painter) const;
     void startTurn();
     void scheduleNextFrame();
     void frame();
@@ -78,13 +97,8 @@ private:
     const SyncStatusSource &_status;
     QSizeF _size;
     bool _highlighted = false;
-    InterfaceImage _connectedImage;
-    InterfaceImage _connectedActiveImage;
-    InterfaceImage _spinnerImage;
-    InterfaceImage _highlightedImage;
-    InterfaceImage _highlightedActiveImage;
-    InterfaceImage _highlightedSpinnerImage;
-    InterfaceImage _notConnectedImage;
+    Pictures _pictures;
+    Pictures _smallPictures;
     bool _networkActive = false;
 
     double _rotation = 0; // at the start of the turn

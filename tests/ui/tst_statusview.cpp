@@ -11,6 +11,8 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <algorithm>
+#include <cmath>
 #include <optional>
 
 using namespace clipmule;
@@ -26,6 +28,21 @@ const QColor highlightedActiveColor(0, 250, 250);
 const QColor highlightedSpinnerColor(250, 0, 250);
 const QColor notConnectedColor(0, 0, 0);
 const QSize item(29, 22);
+
+double luminance(const QColor &color) {
+    const auto linear = [](double part) {
+        return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) +
+           0.0722 * linear(color.blueF());
+}
+
+// As the guidelines for accessible contents define it: from 1 to 21.
+double contrast(const QColor &one, const QColor &other) {
+    const double a = luminance(one) + 0.05;
+    const double b = luminance(other) + 0.05;
+    return std::max(a, b) / std::min(a, b);
+}
 
 } // namespace
 
@@ -68,6 +85,10 @@ private Q_SLOTS:
 
     void squareImage_data();
     void squareImage();
+    void smallTraysGetPicturesOfTheirOwn();
+    void smallPicturesShowTheSameStates();
+    void ownPicturesAreSharp_data();
+    void ownPicturesAreSharp();
     void ownPicturesAreSeenOnLightAndDark_data();
     void ownPicturesAreSeenOnLightAndDark();
 
@@ -425,36 +446,132 @@ void StatusViewTest::squareImage() {
     }
 }
 
-void StatusViewTest::ownPicturesAreSeenOnLightAndDark_data() {
-    QTest::addColumn<QColor>("panel");
-    QTest::newRow("light") << QColor(0xf0, 0xf0, 0xf0);
-    QTest::newRow("dark") << QColor(0x23, 0x26, 0x29);
+void StatusViewTest::smallTraysGetPicturesOfTheirOwn() {
+    // A bundle without them: the larger ones, reduced.
+    QVERIFY(boundsOfOthers(view->squareImage(16), QColor(Qt::transparent)) != QRect(0, 0, 16, 16));
+    PlainPictures both;
+    for (const QString &suffix : {QString(), QStringLiteral("_small")}) {
+        const QSize size = suffix.isEmpty() ? QSize(19, 21) : QSize(16, 16);
+        for (const char *name : {"connected", "connected_active", "highlighted",
+                                 "highlighted_active", "not_connected"})
+            both.add(QStringLiteral("status_") + QString::fromLatin1(name) + suffix, size,
+                     suffix.isEmpty() ? QColor(Qt::red) : QColor(Qt::green));
+        for (const char *name : {"connected", "highlighted"})
+            both.add(QStringLiteral("status_%1_active_spinner").arg(QString::fromLatin1(name)) +
+                         suffix,
+                     {7, 7}, Qt::blue);
+    }
+    view.emplace(status, both.bundle());
+    // Each at its own size, pixel by pixel; the picture for dense screens is darker.
+    const QImage normal = view->squareImage(16);
+    const QImage dense = view->squareImage(32);
+    QCOMPARE(normal.pixelColor(0, 0), QColor(Qt::green));
+    QCOMPARE(normal.pixelColor(15, 15), QColor(Qt::green));
+    QCOMPARE(dense.pixel(0, 0), QColor(Qt::green).darker().rgb());
+    QCOMPARE(dense.pixel(31, 31), QColor(Qt::green).darker().rgb());
+    for (const int side : {22, 24, 44, 48}) {
+        const QColor middle = view->squareImage(side).pixelColor(side / 2, side / 2);
+        QVERIFY2(middle.red() > 0 && middle.green() == 0, qPrintable(QString::number(side)));
+    }
 }
 
-// At least a tenth of the item differs clearly from the panel, whatever the state.
+void StatusViewTest::smallPicturesShowTheSameStates() {
+    view.emplace(status, ownPictures());
+    QList<QImage> seen;
+    const auto take = [&] {
+        seen.append(view->squareImage(16));
+        for (const QImage &before : seen.first(seen.size() - 1))
+            QVERIFY(before != seen.last());
+    };
+    take(); // connected
+    view->setNetworkActive(true);
+    take();
+    loop->advance(0.25);
+    take(); // a quarter of a turn later
+    view->setHighlighted(true);
+    take();
+    view->setNetworkActive(false);
+    take();
+    QCOMPARE(seen.last().pixelColor(0, 15),
+             QGuiApplication::palette().color(QPalette::Active, QPalette::Highlight));
+    view->setHighlighted(false);
+    status.connected.clear();
+    take();
+    const int solid = seen.last().pixelColor(8, 10).alpha();
+    status.enabled = false;
+    take();
+    const double pale = seen.last().pixelColor(8, 10).alpha();
+    QVERIFY2(std::abs(pale - 0.3 * solid) <= 2,
+             qPrintable(QStringLiteral("%1 of %2").arg(pale).arg(solid)));
+    status.enabled = true;
+    loop->advance(2);
+}
+
+void StatusViewTest::ownPicturesAreSharp_data() {
+    QTest::addColumn<int>("side");
+    for (const int side : {16, 22, 32, 44})
+        QTest::addRow("%d", side) << side;
+}
+
+// The board's straight edges and its lines of text fall on whole pixels: in the icon's middle
+// column every pixel is the board's blue, white, or nothing.
+void StatusViewTest::ownPicturesAreSharp() {
+    QFETCH(int, side);
+    view.emplace(status, ownPictures());
+    const QImage image = view->squareImage(side);
+    QStringList mixed;
+    int lines = 0;
+    bool white = false;
+    for (int y = 0; y < side; ++y) {
+        const QColor color = image.pixelColor(side / 2, y);
+        const bool isWhite = color == QColor(Qt::white);
+        lines += isWhite && !white ? 1 : 0;
+        white = isWhite;
+        if (!isWhite && color.alpha() != 0 && color != QColor(0x2f, 0x8f, 0xd8))
+            mixed.append(QStringLiteral("%1: %2").arg(y).arg(color.name(QColor::HexArgb)));
+    }
+    QVERIFY2(mixed.isEmpty(), qPrintable(mixed.join(u' ')));
+    QCOMPARE(lines, 3);
+    // As much room above as below.
+    const QRect bounds = boundsOfOthers(image, QColor(Qt::transparent));
+    QVERIFY(std::abs(bounds.top() - (side - 1 - bounds.bottom())) <= side / 16);
+}
+
+void StatusViewTest::ownPicturesAreSeenOnLightAndDark_data() {
+    QTest::addColumn<QColor>("panel");
+    QTest::newRow("white") << QColor(Qt::white);
+    QTest::newRow("light") << QColor(0xf0, 0xf0, 0xf0);
+    QTest::newRow("grey") << QColor(0xdc, 0xdc, 0xd6);
+    QTest::newRow("blue") << QColor(0x3b, 0x5f, 0x7d);
+    QTest::newRow("dark") << QColor(0x20, 0x23, 0x26);
+}
+
+// At least a tenth of the item stands out, whatever the state; a switched off icon by less.
 void StatusViewTest::ownPicturesAreSeenOnLightAndDark() {
     QFETCH(QColor, panel);
     view.emplace(status, ownPictures());
-    const auto clearlySeen = [&] {
+    const auto pixelsOfContrast = [&](double least) {
         const QImage image = drawn(panel);
         int pixels = 0;
         for (int y = 0; y < image.height(); ++y) {
-            for (int x = 0; x < image.width(); ++x) {
-                const int distance =
-                    std::abs(image.pixelColor(x, y).lightness() - panel.lightness());
-                pixels += distance > 50 ? 1 : 0;
-            }
+            for (int x = 0; x < image.width(); ++x)
+                pixels += contrast(image.pixelColor(x, y), panel) >= least ? 1 : 0;
         }
-        return pixels > item.width() * item.height() / 10;
+        return pixels;
     };
-    QVERIFY(clearlySeen());
+    const int tenth = item.width() * item.height() / 10;
+    QVERIFY(pixelsOfContrast(1.75) > tenth);
     view->setNetworkActive(true);
-    QVERIFY(clearlySeen());
+    QVERIFY(pixelsOfContrast(1.75) > tenth);
     view->setHighlighted(true);
-    QVERIFY(clearlySeen());
+    QVERIFY(pixelsOfContrast(1.75) > tenth);
     view->setHighlighted(false);
     status.connected.clear();
-    QVERIFY(clearlySeen());
+    QVERIFY(pixelsOfContrast(3) > item.width());
+    status.enabled = false;
+    QVERIFY2(pixelsOfContrast(1.6) > item.width(),
+             qPrintable(QString::number(pixelsOfContrast(1.6))));
+    status.enabled = true;
 }
 
 QTEST_MAIN(StatusViewTest)
