@@ -14,6 +14,7 @@
 #include <QScreen>
 #include <QTextLayout>
 
+#include <algorithm>
 #include <cmath>
 
 namespace clipmule {
@@ -64,12 +65,36 @@ qreal pixelRatioAt(const QRect &frame) {
     return screen ? screen->devicePixelRatio() : 1;
 }
 
-QBitmap outline(const QImage &image) {
-    QImage mask(image.size(), QImage::Format_Mono);
+// As the screen will show it.
+QImage drawn(const NinePartImage &pieces, QSize points, qreal ratio) {
+    QImage image(points * ratio, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    pieces.draw(painter, {{0, 0}, QSizeF(points)});
+    return image;
+}
+
+// One point each, since a window is cut at whole points: those of which every pixel is solid, so
+// that on a dense screen nothing half transparent is shown without what is behind it.
+QBitmap outline(const QImage &image, QSize points) {
+    const qreal ratio = image.devicePixelRatio();
+    const auto isSolid = [&](int x, int y) {
+        const int bottom = std::min(int(std::ceil((y + 1) * ratio)), image.height());
+        const int right = std::min(int(std::ceil((x + 1) * ratio)), image.width());
+        for (int row = int(y * ratio); row < bottom; ++row) {
+            for (int at = int(x * ratio); at < right; ++at) {
+                if (qAlpha(image.pixel(at, row)) < solidAlpha)
+                    return false;
+            }
+        }
+        return true;
+    };
+    QImage mask(points, QImage::Format_Mono);
     mask.fill(0);
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            if (qAlpha(image.pixel(x, y)) >= solidAlpha)
+    for (int y = 0; y < points.height(); ++y) {
+        for (int x = 0; x < points.width(); ++x) {
+            if (isSolid(x, y))
                 mask.setPixel(x, y, 1);
         }
     }
@@ -189,10 +214,10 @@ void MessagePanel::placeContents() {
         clearMask();
         return;
     }
-    const NinePartImage pieces(
-        _background.forPixelRatio(1).mirrored(_place.isMirrored, _place.isAbove), leftCapWidth,
-        topCapHeight);
-    setMask(outline(pieces.image(size())));
+    const NinePartImage pieces(_background.forPixelRatio(pixelRatioAt(_place.frame))
+                                   .mirrored(_place.isMirrored, _place.isAbove),
+                               leftCapWidth, topCapHeight);
+    setMask(outline(drawn(pieces, size(), pixelRatioAt(_place.frame)), size()));
 }
 
 void MessagePanel::placeText() {

@@ -3,6 +3,7 @@
 
 #include "ui/ZRKClipmuleDeviceMenuView.h"
 
+#include "platform/foundation/Log.h"
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKUserDefaults.h"
 #include "ui/SyncStatusSource.h"
@@ -11,8 +12,11 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QFontInfo>
+#include <QMenu>
 #include <QPainter>
 #include <QStyle>
+
+#include <algorithm>
 
 namespace clipmule {
 
@@ -53,7 +57,7 @@ QString filled(QString text, qsizetype count) {
 
 } // namespace
 
-// The menu keeps a margin above its first item; the strip lies over it, and clicks go through.
+// The strip lies over the margin that the menu keeps above the header, and clicks go through.
 class ZRKClipmuleDeviceMenuView::TopCap final : public QWidget {
 public:
     TopCap(QWidget *menu, const ZRKClipmuleDeviceMenuView &view)
@@ -84,7 +88,7 @@ ZRKClipmuleDeviceMenuView::ZRKClipmuleDeviceMenuView(const SyncStatusSource &sta
     setFixedHeight(_background.size().height() - 1);
     resize(initialWidth, height());
     setMinimumWidth(initialWidth);
-    setAccessibleName(serverName());
+    tellName();
     auto &center = ZRKNotificationCenter::platformDefault();
     center.addObserver(this,
                        selector<&ZRKClipmuleDeviceMenuView::setNeedsDisplay>("setNeedsDisplay"),
@@ -115,6 +119,10 @@ QString ZRKClipmuleDeviceMenuView::serverName() const {
                   registered.size());
 }
 
+QString ZRKClipmuleDeviceMenuView::shownName() const {
+    return onOneLine(serverName().simplified(), longestShownName);
+}
+
 void ZRKClipmuleDeviceMenuView::connectionDidChange() {
     const qreal from = _lightOnOpacity;
     const qreal target = _status.isConnected() ? 1 : 0;
@@ -129,8 +137,19 @@ void ZRKClipmuleDeviceMenuView::connectionDidChange() {
 }
 
 void ZRKClipmuleDeviceMenuView::setNeedsDisplay() {
-    setAccessibleName(serverName());
+    tellName();
     update();
+    // A phone that goes is announced before it is forgotten, and may be the one still counted here.
+    if (!_tellNameLater.isPending())
+        _tellNameLater = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] {
+            tellName();
+            update();
+        });
+}
+
+void ZRKClipmuleDeviceMenuView::tellName() {
+    if (const QString name = shownName(); name != accessibleName())
+        setAccessibleName(name);
 }
 
 QSize ZRKClipmuleDeviceMenuView::sizeHint() const {
@@ -155,8 +174,11 @@ void ZRKClipmuleDeviceMenuView::drawRect(QPainter &painter, const QRectF &bounds
         flipped({textLeft, textBottom, light.x() - textLeft, bodyHeight}, bounds.height());
     painter.setFont(nameFont());
     const QString name =
-        painter.fontMetrics().elidedText(serverName(), Qt::ElideRight, int(text.width()));
-    constexpr int alignment = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine;
+        painter.fontMetrics().elidedText(shownName(), Qt::ElideRight, int(text.width()));
+    // A name ends, and is cut, where its own script ends; it begins beside the menu's edge.
+    painter.setLayoutDirection(name.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
+    constexpr int alignment =
+        Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter | Qt::TextSingleLine;
     painter.setPen(shadowColor);
     painter.drawText(text.translated(0, -1), alignment, name);
     painter.setPen(textColor);
@@ -187,6 +209,11 @@ void ZRKClipmuleDeviceMenuView::viewWillMoveToWindow(QWidget *window) {
         return;
     resize(std::max(window->width(), minimumWidth()), height());
     window->installEventFilter(this);
+    // Most styles keep less, and the strip would hide the header's upper rows.
+    if (auto *const menu = qobject_cast<QMenu *>(window)) {
+        const int kept = menu->style()->pixelMetric(QStyle::PM_MenuVMargin, nullptr, menu);
+        menu->setContentsMargins(0, std::max(topCapHeight - kept, 0), 0, 0);
+    }
     placeTopCap();
 }
 

@@ -29,8 +29,13 @@ public:
                               QWidget *parent = nullptr);
     ~ZRKClipmuleDeviceMenuView() override;
 
-    /// The text shown, in the user's language; a menu that someone else draws shows it as it is.
+    /// In UTF-16 units. Names come from phones; a menu is not wider than some sixty letters.
+    static constexpr qsizetype longestShownName = 64;
+
+    /// What is told in the user's language; a phone's name is as the phone gave it.
     [[nodiscard]] QString serverName() const;
+    /// The same for every label: on one line, without control characters, cut at the end.
+    [[nodiscard]] QString shownName() const;
     /// Widens the view to the window's width. The window is the menu; null when it leaves one.
     void viewWillMoveToWindow(QWidget *window);
     /// Fades the light.
@@ -56,6 +61,7 @@ protected:
 
 private:
     class TopCap;
+    void tellName();
     void placeTopCap();
     void removeTopCap();
 
@@ -65,6 +71,7 @@ private:
     InterfaceImage _lightOffImage;
     qreal _lightOnOpacity = 0;
     Animation _fade;
+    RunLoop::Timer _tellNameLater;
     QPointer<QWidget> _menuWindow;
     QPointer<QWidget> _topCap;
 };

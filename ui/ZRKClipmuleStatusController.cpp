@@ -37,6 +37,16 @@ const QString statusDidChange = QStringLiteral("ZRKClipmuleSyncStatusDidChange")
 constexpr int iconSides[] = {16, 22, 24, 32, 44, 48};
 constexpr int comparedSide = 48;
 
+// The header is drawn by us where we draw the menu. Elsewhere its text goes over the bus, where an
+// underscore marks the shortcut and a doubled one is itself; on the way the toolkit makes the first
+// "&" such a mark.
+QString forExportedMenu(QString text) {
+    text.replace(u'_', QStringLiteral("__"));
+    if (const qsizetype first = text.indexOf(u'&'); first >= 0)
+        text.insert(first, u'&');
+    return text;
+}
+
 } // namespace
 
 // A menu that the desktop draws from our texts is about to be shown as well, but never seen here,
@@ -173,8 +183,11 @@ void ZRKClipmuleStatusController::update() {
         return;
     const SyncStatusSource &source = _services.source;
     const bool enabled = source.isEnabled();
-    // A name from outside may hold the mark of a keyboard shortcut.
-    _headerItem->setText(_header->serverName().simplified().replace(u'&', QStringLiteral("&&")));
+    updateHeaderItem();
+    // A phone that goes is announced before it is forgotten.
+    if (!_updateHeaderItemLater.isPending())
+        _updateHeaderItemLater =
+            RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { updateHeaderItem(); });
     _toggleItem->setText(enabled ? QCoreApplication::translate("Clipmule", "Disable Clipmule Sync")
                                  : QCoreApplication::translate("Clipmule", "Enable Clipmule Sync"));
     QString status;
@@ -190,6 +203,11 @@ void ZRKClipmuleStatusController::update() {
     _updateItem->setEnabled(_services.source.hasUpdater());
     _statusView->setNetworkActive(_networkActive);
     _statusView->setNeedsDisplay();
+}
+
+void ZRKClipmuleStatusController::updateHeaderItem() {
+    if (_headerItem)
+        _headerItem->setText(forExportedMenu(_header->shownName()));
 }
 
 void ZRKClipmuleStatusController::redraw() {

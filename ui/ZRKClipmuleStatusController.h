@@ -94,6 +94,7 @@ private:
     QAction *addItem(QMenu &menu, const QString &title,
                      void (ZRKClipmuleStatusController::*action)());
     void menuVisibilityDidChange(bool visible);
+    void updateHeaderItem();
     void redraw();
 
     Services _services;
@@ -113,6 +114,7 @@ private:
     QImage _drawn;
     std::function<void()> _statusItemDidChange;
     RunLoop::Timer _stopNetworkActivity;
+    RunLoop::Timer _updateHeaderItemLater;
 };
 
 } // namespace clipmule

@@ -9,6 +9,8 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 
+#include <optional>
+
 namespace clipmule {
 
 namespace {
@@ -21,16 +23,43 @@ public:
     void notify(const QString &title, const QString &text) override {
         if (!_bus.open())
             return;
-        const QString name = QStringLiteral("org.freedesktop.Notifications");
-        QDBusMessage call = QDBusMessage::createMethodCall(
-            name, QStringLiteral("/org/freedesktop/Notifications"), name, QStringLiteral("Notify"));
+        _title = title;
+        _text = text;
+        // The last one of those that come while the server is asked is what is shown.
+        if (_readsMarkup)
+            send();
+        else if (!_asking)
+            askWhetherMarkupIsRead();
+    }
+
+private:
+    void askWhetherMarkupIsRead() {
+        _asking = true;
+        auto *const watcher = new QDBusPendingCallWatcher(
+            _bus.connection().asyncCall(call(QStringLiteral("GetCapabilities"))), &_bus);
+        QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &_bus, [this, watcher] {
+            const QDBusPendingReply<QStringList> reply = *watcher;
+            watcher->deleteLater();
+            _asking = false;
+            // A server that does not answer now may be another one next time.
+            if (reply.isError())
+                return;
+            _readsMarkup = reply.value().contains(QStringLiteral("body-markup"));
+            send();
+        });
+    }
+
+    void send() {
+        QDBusMessage message = call(QStringLiteral("Notify"));
         const QVariantMap hints{
             {QStringLiteral("desktop-entry"), QStringLiteral("com.zendrik.ClipmuleSync")},
             {QStringLiteral("transient"), true}};
-        // The text is plain; the body of a notification may be read as markup.
-        call << title << _last << QStringLiteral("com.zendrik.ClipmuleSync") << title
-             << text.toHtmlEscaped() << QStringList() << hints << shownFor;
-        auto *const watcher = new QDBusPendingCallWatcher(_bus.connection().asyncCall(call), &_bus);
+        // The text is plain; where the body is markup, it must not be read as such.
+        message << _title << _last << QStringLiteral("com.zendrik.ClipmuleSync") << _title
+                << (*_readsMarkup ? _text.toHtmlEscaped() : _text) << QStringList() << hints
+                << shownFor;
+        auto *const watcher =
+            new QDBusPendingCallWatcher(_bus.connection().asyncCall(message), &_bus);
         QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &_bus, [this, watcher] {
             const QDBusPendingReply<uint> reply = *watcher;
             watcher->deleteLater();
@@ -39,7 +68,16 @@ public:
         });
     }
 
-private:
+    [[nodiscard]] static QDBusMessage call(const QString &method) {
+        const QString name = QStringLiteral("org.freedesktop.Notifications");
+        return QDBusMessage::createMethodCall(
+            name, QStringLiteral("/org/freedesktop/Notifications"), name, method);
+    }
+
+    QString _title;
+    QString _text;
+    bool _asking = false;
+    std::optional<bool> _readsMarkup;
     BusConnection _bus{BusConnection::Bus::Session};
     // The number of the one that is replaced; 0 for none.
     uint _last = 0;

@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include "platform/desktop/Refusal.h"
 #include "platform/foundation/Date.h"
 
 #include <QList>
@@ -55,8 +54,6 @@ struct AgentStatus {
     /// was.
     QString lastRefusedClip;
     std::optional<Date> lastRefusedClipDate;
-    /// What was refused while this agent ran, the newest first; a bounded number of them.
-    QList<Refusal> refusals = {};
 
     friend bool operator==(const AgentStatus &, const AgentStatus &) = default;
 };

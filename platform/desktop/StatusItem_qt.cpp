@@ -70,8 +70,10 @@ public:
 
     void setIcon(const QIcon &icon) override {
         _icon = icon;
-        if (_tray)
-            _tray->setIcon(icon);
+        if (!_tray)
+            return;
+        _tray->setIcon(icon);
+        showOnceComplete();
     }
 
     void setMenu(QMenu *menu) override {
@@ -137,9 +139,15 @@ private:
         _tray->setToolTip(_name);
         _tray->setIcon(_icon);
         _tray->setContextMenu(_menu);
-        _tray->show();
+        showOnceComplete();
         if (_delegate.hostDidChange)
             _delegate.hostDidChange();
+    }
+
+    // Whoever makes the item says afterwards what it looks like; the status area asks at once.
+    void showOnceComplete() {
+        if (!_icon.isNull())
+            _tray->show();
     }
 
     void activated(QSystemTrayIcon::ActivationReason reason) {

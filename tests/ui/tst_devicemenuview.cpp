@@ -7,6 +7,7 @@
 #include "ui/ZRKClipmuleDeviceMenuView.h"
 
 #include <QCoreApplication>
+#include <QFontInfo>
 #include <QMenu>
 #include <QRegularExpression>
 #include <QStyle>
@@ -37,6 +38,15 @@ QImage ruler() {
     return image;
 }
 
+QFont headerFont() {
+    QFont font(QStringLiteral("Lucida Grande"));
+    if (QFontInfo(font).family() != font.family())
+        font = QFont();
+    font.setPixelSize(14);
+    font.setBold(true);
+    return font;
+}
+
 } // namespace
 
 class DeviceMenuViewTest : public QObject {
@@ -51,14 +61,20 @@ private Q_SLOTS:
     void serverName();
     void textsAreTranslated();
     void accessibleNameFollows();
+    void phoneThatIsForgottenAfterItWasAnnouncedIsNotShown();
 
     void frame();
     void backgroundIsStretched();
     void topCapIsTheBackgroundsTop();
     void lightLiesInItsFrame();
     void lightStaysSevenPointsFromTheRight();
+    void textLiesInItsRectangle_data();
+    void textLiesInItsRectangle();
     void textGetsTheExtraWidth();
-    void textHasColourAndShadow();
+    void nameOfTheOtherDirectionEndsWhereItsScriptDoes();
+    void theMenusDirectionDoesNotMoveTheName();
+    void endlessNameIsCut_data();
+    void endlessNameIsCut();
     void foreignNameIsOneLine();
 
     void lightIsAsTheConnectionAtStart();
@@ -71,7 +87,8 @@ private Q_SLOTS:
     void defaultsChangeRedraws();
 
     void menuWidensTheView();
-    void topCapLiesOverTheMenusUpperEdge();
+    void headerBeginsBelowTheTopCap();
+    void topCapFollowsTheWindow();
     void viewMayDieBeforeTheMenu();
     void denseScreen();
 
@@ -174,6 +191,19 @@ void DeviceMenuViewTest::accessibleNameFollows() {
     QCOMPARE(view->accessibleName(), QStringLiteral("Anna"));
 }
 
+// The agent says that a connection has ended before it lets go of the phone.
+void DeviceMenuViewTest::phoneThatIsForgottenAfterItWasAnnouncedIsNotShown() {
+    status.registered = QStringList{QStringLiteral("Anna"), QStringLiteral("Ben")};
+    status.connected = QStringList{QStringLiteral("Anna")};
+    FakeSyncStatus::announce();
+    loop->advance(1);
+    QCOMPARE(view->accessibleName(), QStringLiteral("Anna"));
+    FakeSyncStatus::announce();
+    status.connected.clear();
+    loop->advance(0);
+    QCOMPARE(view->accessibleName(), QStringLiteral("2 Devices Registered."));
+}
+
 void DeviceMenuViewTest::frame() {
     QCOMPARE(view->geometry(), QRect(0, 0, 100, backgroundHeight - 1));
 }
@@ -225,40 +255,124 @@ void DeviceMenuViewTest::lightStaysSevenPointsFromTheRight() {
     QCOMPARE(image.pixelColor(273, 18), backgroundColor);
 }
 
+void DeviceMenuViewTest::textLiesInItsRectangle_data() {
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("width");
+    QTest::addColumn<qreal>("ratio");
+    const QString shortName = QStringLiteral("Ag|");
+    const QString longName = QStringLiteral("A telephone with a name of some length, |||");
+    QTest::newRow("short") << shortName << 160 << 1.0;
+    QTest::newRow("short, in the narrowest view") << shortName << 100 << 1.0;
+    QTest::newRow("short, dense screen") << shortName << 160 << 2.0;
+    QTest::newRow("too long") << longName << 160 << 1.0;
+    QTest::newRow("too long, dense screen") << longName << 160 << 2.0;
+    QTest::newRow("too long for the wider one") << longName << 220 << 1.0;
+    QTest::newRow("long, and room for it") << longName << 600 << 1.0;
+    QTest::newRow("Greek") << QStringLiteral("Άννα") << 160 << 1.0;
+}
+
+// Against the same drawn by hand: x 22, y 3 from below in a view 39 high, as wide as from there to
+// the light, 35 high; bold, 14 points; the shadow one point above.
+void DeviceMenuViewTest::textLiesInItsRectangle() {
+    QFETCH(QString, name);
+    QFETCH(int, width);
+    QFETCH(qreal, ratio);
+    status.connected = QStringList{name};
+    remake();
+    const QImage expected = painted(
+        {width, backgroundHeight - 1}, Qt::white,
+        [&](QPainter &painter) {
+            painter.fillRect(0, 0, width, 35,
+                             ratio == 1 ? backgroundColor : backgroundColor.darker());
+            painter.setFont(headerFont());
+            const QRectF text(22, 1, width - 26 - 22, 35);
+            const QString shown =
+                QFontMetrics(headerFont()).elidedText(name, Qt::ElideRight, int(text.width()));
+            painter.setPen(QColor::fromRgbF(0.137F, 0.137F, 0.137F));
+            painter.drawText(text.translated(0, -1), Qt::AlignLeft | Qt::AlignVCenter, shown);
+            painter.setPen(QColor::fromRgbF(0.627F, 0.627F, 0.627F));
+            painter.drawText(text, Qt::AlignLeft | Qt::AlignVCenter, shown);
+            painter.fillRect(width - 26, 9, 19, 19, ratio == 1 ? onColor : onColor.darker());
+        },
+        ratio);
+    const QImage image = drawn(width, ratio);
+    // There is a text at all.
+    const QImage beside = image.copy(0, 0, int((width - 27) * ratio), int(35 * ratio));
+    QVERIFY(
+        boundsOfOthers(beside, ratio == 1 ? backgroundColor : backgroundColor.darker()).width() >
+        5);
+    QCOMPARE(image, expected);
+}
+
 void DeviceMenuViewTest::textGetsTheExtraWidth() {
-    const auto widthOfText = [this](int width) {
-        QImage image = drawn(width);
-        // The light aside.
-        image = image.copy(0, 0, width - 27, 35);
-        return boundsOfOthers(image, backgroundColor);
+    const auto text = [this](int width) {
+        return boundsOfOthers(drawn(width).copy(0, 0, width - 26, 35), backgroundColor);
     };
     status.connected = QStringList{QStringLiteral("A telephone with a name of some length")};
-    const QRect narrow = widthOfText(160);
-    const QRect wide = widthOfText(600);
+    const QRect narrow = text(160);
+    const QRect wide = text(600);
     QVERIFY(narrow.left() >= 22);
+    // Cut before the light, not by it.
     QVERIFY(narrow.right() < 134);
+    QVERIFY(narrow.right() > 100);
     QVERIFY(wide.width() > 2 * narrow.width());
 }
 
-void DeviceMenuViewTest::textHasColourAndShadow() {
-    status.connected = QStringList{QStringLiteral("|||")};
-    const QImage image = drawn(200).copy(0, 0, 173, 35);
-    QRect text;
-    QRect shadow;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            // 0.627 and 0.137 of white.
-            if (image.pixelColor(x, y) == QColor(160, 160, 160))
-                text |= QRect(x, y, 1, 1);
-            if (image.pixelColor(x, y) == QColor(35, 35, 35))
-                shadow |= QRect(x, y, 1, 1);
+// Hebrew runs to the left: what is cut is its left end, and the dots are there.
+void DeviceMenuViewTest::nameOfTheOtherDirectionEndsWhereItsScriptDoes() {
+    const QString name(40, QChar(0x05d5)); // a letter like a thin upright stroke
+    status.connected = QStringList{name};
+    const QImage image = drawn(160).copy(22, 0, 112, 35);
+    const auto heightAt = [&](int from, int to) {
+        QRect bounds;
+        for (int x = from; x < to; ++x) {
+            for (int y = 0; y < image.height(); ++y) {
+                if (image.pixelColor(x, y) != backgroundColor)
+                    bounds |= QRect(x, y, 1, 1);
+            }
         }
-    }
-    QVERIFY(!text.isEmpty());
-    // One point above the text; below that the text covers it.
-    QCOMPARE(shadow.top(), text.top() - 1);
-    // On one line with the light.
-    QVERIFY(std::abs(text.center().y() - 18) <= 2);
+        return bounds.height();
+    };
+    const QRect all = boundsOfOthers(image, backgroundColor);
+    const int leftEnd = heightAt(all.left(), all.left() + 5);
+    const int rightEnd = heightAt(all.right() - 4, all.right() + 1);
+    QVERIFY2(leftEnd < rightEnd, qPrintable(QStringLiteral("%1 %2").arg(leftEnd).arg(rightEnd)));
+}
+
+void DeviceMenuViewTest::theMenusDirectionDoesNotMoveTheName() {
+    status.connected = QStringList{QStringLiteral("Anna")};
+    const QImage image = drawn(200);
+    const QImage reversed = painted({200, backgroundHeight - 1}, Qt::white, [&](QPainter &painter) {
+        painter.setLayoutDirection(Qt::RightToLeft);
+        view->drawRect(painter, {0, 0, 200, backgroundHeight - 1});
+    });
+    QCOMPARE(reversed, image);
+}
+
+void DeviceMenuViewTest::endlessNameIsCut_data() {
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("shown");
+    const auto letters = [](int count) { return QString(count, u'a'); };
+    QTest::newRow("one below") << letters(63) << letters(63);
+    QTest::newRow("as long as may be") << letters(64) << letters(64);
+    QTest::newRow("one more") << letters(65) << letters(64) + QStringLiteral("… (65)");
+    QTest::newRow("of 64 KiB") << letters(65536) << letters(64) + QStringLiteral("… (65536)");
+    QTest::newRow("turns the order") << QStringLiteral("A\u202eB") << QStringLiteral("A\\u202eB");
+    QTest::newRow("a terminal's") << QStringLiteral("A\u009bB") << QStringLiteral("A\\x9bB");
+}
+
+void DeviceMenuViewTest::endlessNameIsCut() {
+    QFETCH(QString, name);
+    QFETCH(QString, shown);
+    status.connected = QStringList{name};
+    FakeSyncStatus::announce();
+    QCOMPARE(view->shownName(), shown);
+    QCOMPARE(view->accessibleName(), shown);
+    QCOMPARE(view->serverName(), name);
+    const QImage image = drawn(1200);
+    status.connected = QStringList{shown};
+    QVERIFY(drawn(1200) == image || name.size() > 64);
+    loop->advance(1);
 }
 
 void DeviceMenuViewTest::foreignNameIsOneLine() {
@@ -317,6 +431,7 @@ void DeviceMenuViewTest::connectionLostBeforeTheFadeBegan() {
     FakeSyncStatus::announce();
     status.connected.clear();
     FakeSyncStatus::announce();
+    loop->advance(0);
     QCOMPARE(loop->pendingCount(), 0);
     loop->advance(1);
     QCOMPARE(view->lightOnOpacity(), 0.0);
@@ -324,6 +439,7 @@ void DeviceMenuViewTest::connectionLostBeforeTheFadeBegan() {
 
 void DeviceMenuViewTest::nothingMovesWithoutAChange() {
     FakeSyncStatus::announce();
+    loop->advance(0);
     QCOMPARE(loop->pendingCount(), 0);
 }
 
@@ -339,6 +455,7 @@ void DeviceMenuViewTest::defaultsChangeRedraws() {
     ZRKNotificationCenter::platformDefault().postNotificationName(
         QStringLiteral("ZRKUserDefaultsDidChangeNotification"));
     QCOMPARE(view->accessibleName(), QStringLiteral("Anna"));
+    loop->advance(0);
     QCOMPARE(loop->pendingCount(), 0);
 }
 
@@ -364,7 +481,9 @@ void DeviceMenuViewTest::menuWidensTheView() {
     QCOMPARE(header->width(), 333);
 }
 
-void DeviceMenuViewTest::topCapLiesOverTheMenusUpperEdge() {
+// In the menu the picture is whole: its five upper rows, and the others right below them.
+void DeviceMenuViewTest::headerBeginsBelowTheTopCap() {
+    ruler().save(pictures.bundle().path() + QStringLiteral("/images/device_menu_background.png"));
     QMenu menu;
     QWidgetAction action(&menu);
     auto *const header = new ZRKClipmuleDeviceMenuView(status, pictures.bundle());
@@ -374,11 +493,39 @@ void DeviceMenuViewTest::topCapLiesOverTheMenusUpperEdge() {
     menu.popup({0, 0});
     const QImage image = menu.grab().toImage();
     menu.hide();
+    pictures.add(QStringLiteral("device_menu_background"), {1, backgroundHeight}, backgroundColor);
     const int frame = menu.style()->pixelMetric(QStyle::PM_MenuPanelWidth, nullptr, &menu);
-    for (const int x : {frame, image.width() / 2, image.width() - 1 - frame}) {
-        for (int y = frame; y < frame + 5; ++y)
-            QCOMPARE(image.pixelColor(x, y), backgroundColor);
+    for (int y = 0; y < 30; ++y)
+        QCOMPARE(image.pixelColor(frame + 8, frame + y), QColor(0, y, 100));
+    for (const int x : {frame, image.width() - 1 - frame}) {
+        for (int y = 0; y < 5; ++y)
+            QCOMPARE(image.pixelColor(x, frame + y), QColor(0, y, 100));
     }
+}
+
+// Also where the header is not the first, and when the window changes its width.
+void DeviceMenuViewTest::topCapFollowsTheWindow() {
+    QWidget window;
+    window.resize(200, 120);
+    auto *const header = new ZRKClipmuleDeviceMenuView(status, pictures.bundle());
+    header->setParent(&window);
+    header->move(0, 60);
+    window.show();
+    const int frame = window.style()->pixelMetric(QStyle::PM_MenuPanelWidth, nullptr, &window);
+    const auto capIn = [&window, frame] {
+        const QImage image = window.grab().toImage();
+        QRect cap;
+        for (int y = 0; y < 30; ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                if (image.pixelColor(x, y) == backgroundColor)
+                    cap |= QRect(x, y, 1, 1);
+            }
+        }
+        return cap.translated(-frame, -frame);
+    };
+    QCOMPARE(capIn(), QRect(0, 0, 200 - 2 * frame, 5));
+    window.resize(350, 120);
+    QCOMPARE(capIn(), QRect(0, 0, 350 - 2 * frame, 5));
 }
 
 void DeviceMenuViewTest::viewMayDieBeforeTheMenu() {

@@ -1,11 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "Common/Categories/NinePartImage.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/ui/Pictures.h"
 #include "ui/MessagePanel.h"
 #include "ui/ZRKClipmuleMessageController.h"
 
+#include <QFontInfo>
+#include <QProcess>
+#include <QProcessEnvironment>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -73,6 +77,12 @@ private Q_SLOTS:
     void hiddenItemDropsBeforeTheDesktopIsAsked();
     void withoutSurroundingsItIsDropped();
     void outlineWhereNothingIsBlended();
+    void outlineHoldsSolidPixelsOnly();
+    void looksAsDrawn_data();
+    void looksAsDrawn();
+    void looksAsDrawnOnADenseScreen_data();
+    void looksAsDrawnOnADenseScreen();
+    void comesToTheFront();
     void tipPointsToTheItem_data();
     void tipPointsToTheItem();
     void takesNeitherKeyboardNorPointer();
@@ -180,7 +190,10 @@ void MessageControllerTest::secondMessageMovesAndResizes() {
     QCOMPARE(panel().text(), longText);
     QCOMPARE(panel().geometry(), first);
     QCOMPARE(panel().contentOpacity(), 1.0);
-    loop->advance(0.1);
+    loop->advance(0.05);
+    // It does not blink.
+    QCOMPARE(panel().contentOpacity(), 1.0);
+    loop->advance(0.05);
     const QRect between = panel().geometry();
     QVERIFY(between.x() > first.x() && between.x() < first.x() + 100);
     QVERIFY(between.height() > first.height());
@@ -414,6 +427,115 @@ void MessageControllerTest::outlineWhereNothingIsBlended() {
     blends = true;
     controller->displayMessage(shortText);
     QVERIFY(panel().mask().isEmpty());
+}
+
+// On dense screens as well, where this runs once more.
+void MessageControllerTest::outlineHoldsSolidPixelsOnly() {
+    blends = false;
+    controller->displayMessage(longText);
+    loop->advance(0.2);
+    const QImage image = panel().grab().toImage();
+    const qreal ratio = image.devicePixelRatio();
+    int pixels = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (!panel().mask().contains(QPoint(int(x / ratio), int(y / ratio))))
+                continue;
+            ++pixels;
+            QVERIFY2(qAlpha(image.pixel(x, y)) >= 100,
+                     qPrintable(QStringLiteral("%1, %2").arg(x).arg(y)));
+        }
+    }
+    // All but the shadow around it.
+    QVERIFY(pixels > 0.7 * image.width() * image.height());
+}
+
+void MessageControllerTest::looksAsDrawn_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QRect>("place");
+    QTest::addColumn<bool>("mirrored");
+    QTest::addColumn<bool>("above");
+    QTest::newRow("short, upper right") << shortText << QRect(700, 0, 24, 24) << false << false;
+    QTest::newRow("long, lower left") << longText << QRect(20, 776, 24, 24) << true << true;
+}
+
+// Against the same drawn by hand: the background with caps of 54 and 25, the text white, not bold,
+// 13 points, centred in 190, 18 from the left and from below, or from above where the tip is below.
+void MessageControllerTest::looksAsDrawn() {
+    QFETCH(QString, text);
+    QFETCH(QRect, place);
+    QFETCH(bool, mirrored);
+    QFETCH(bool, above);
+    const qreal ratio = panel().devicePixelRatioF();
+    // The screen is the smaller, the denser it is.
+    place.moveTo(QPoint(int(place.x() / ratio), int(place.y() / ratio)));
+    statusItem = place;
+    controller->displayMessage(text);
+    loop->advance(0.2);
+    const QSize size = panel().size();
+    QCOMPARE(size, panel().sizeForText(text));
+    const auto background =
+        InterfaceImage::named(ownPictures(), QStringLiteral("message_background"));
+    const NinePartImage pieces(background.forPixelRatio(ratio).mirrored(mirrored, above), 54, 25);
+    const QImage expected = painted(
+        size, Qt::transparent,
+        [&](QPainter &painter) {
+            pieces.draw(painter, {{0, 0}, QSizeF(size)});
+            QFont font(QStringLiteral("Lucida Grande"));
+            if (QFontInfo(font).family() != font.family())
+                font = QFont();
+            font.setPixelSize(13);
+            painter.setFont(font);
+            painter.setPen(Qt::white);
+            const int height = size.height() - 46;
+            painter.drawText(QRect(18, above ? 18 : size.height() - 18 - height, 190, height),
+                             Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap, text);
+        },
+        ratio);
+    QImage image = panel().grab().toImage().convertToFormat(expected.format());
+    QCOMPARE(image.size(), expected.size());
+    QCOMPARE(image.devicePixelRatio(), ratio);
+    QCOMPARE(image, expected);
+}
+
+void MessageControllerTest::looksAsDrawnOnADenseScreen_data() {
+    QTest::addColumn<QString>("scale");
+    for (const char *scale : {"1.5", "2"})
+        QTest::newRow(scale) << QString::fromLatin1(scale);
+}
+
+// A process has one scale.
+void MessageControllerTest::looksAsDrawnOnADenseScreen() {
+    QFETCH(QString, scale);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_SCALE_FACTOR"), scale);
+    QProcess again;
+    again.setProcessEnvironment(environment);
+    again.start(QCoreApplication::applicationFilePath(),
+                {QStringLiteral("looksAsDrawn"), QStringLiteral("outlineHoldsSolidPixelsOnly")});
+    QVERIFY(again.waitForFinished());
+    const QByteArray told = again.readAllStandardOutput();
+    QVERIFY2(again.exitCode() == 0, told.constData());
+    QVERIFY2(told.contains("0 failed, 0 skipped"), told.constData());
+}
+
+// Over other windows that stay on top.
+void MessageControllerTest::comesToTheFront() {
+    class Watch final : public QObject {
+    public:
+        bool eventFilter(QObject *, QEvent *event) override {
+            if (event->type() == QEvent::ZOrderChange || event->type() == QEvent::Show)
+                seen.append(event->type());
+            return false;
+        }
+        QList<QEvent::Type> seen;
+    };
+    Watch watch;
+    panel().installEventFilter(&watch);
+    controller->displayMessage(shortText);
+    QVERIFY(watch.seen.contains(QEvent::Show));
+    QCOMPARE(watch.seen.last(), QEvent::ZOrderChange);
+    panel().removeEventFilter(&watch);
 }
 
 void MessageControllerTest::tipPointsToTheItem_data() {
