@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "app/Refusals.h"
 #include "app/Updater.h"
 #include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
@@ -46,7 +47,7 @@ struct SyncServices {
     std::function<std::unique_ptr<Updater>(const Bundle &)> updaterForBundle;
     /// Runs before the paste key stroke: an open menu of ours holds the keyboard. May be empty.
     std::function<void()> prepareToPaste;
-    /// Runs when what phoneStates(), lastRefusedClip() or isEnabled() answer may have changed. May
+    /// Runs when what phoneStates(), refusals() or isEnabled() answer may have changed. May
     /// be empty.
     std::function<void()> situationDidChange = {};
 };
@@ -106,17 +107,11 @@ public:
     void checkForUpdates() override;
     void updaterWillInstallUpdate(Updater &updater);
 
-    /// A clip that was not sent or not pasted.
-    struct RefusedClip {
-        /// In plain English; nothing of the contents.
-        QString reason;
-        Date date;
-    };
     /// How every registered phone stands, in the order of their registration.
     [[nodiscard]] QList<AgentStatus::Phone> phoneStates() const;
-    [[nodiscard]] const std::optional<RefusedClip> &lastRefusedClip() const {
-        return _lastRefusedClip;
-    }
+    /// What was refused since the start, the newest first.
+    [[nodiscard]] const QList<Refusal> &refusals() const { return _refusals.newestFirst(); }
+    [[nodiscard]] std::optional<Refusal> lastRefusal() const override;
 
     // The delegate calls of the clients; the service is the phone's.
     void clientServiceDidOpen(NetService &service);
@@ -142,13 +137,20 @@ private:
     void stopClient(ZRKNetServiceClient &client);
     [[nodiscard]] std::shared_ptr<ZRKNetServiceClient> makeClient(const QString &name);
     void postStatusDidChange();
-    void refuseClip(const QString &reason);
+    // Enters it in the journal and the log, and tells the user: in the refusal's own words unless a
+    // message is given.
+    void refuse(Refusal refusal, const QString &message = {});
+    // Only the former; whether the user should hear of it.
+    bool enter(Refusal refusal);
+    // What the user calls the phone.
+    [[nodiscard]] QString displayName(const QString &serviceName) const;
     void situationDidChange();
 
     void startClipboardPoll();
     void scheduleCheck();
     void checkForData();
     void sendClip(ZRKClipmuleData &clip, size_t hash);
+    void lookWhyNotSent(const ZRKClipmuleData *clip);
     void sendConnectedClients();
     void sendToAll(const OutputObject &object);
 
@@ -173,7 +175,7 @@ private:
         std::optional<Date> lastErrorDate;
     };
     QMap<QString, Contact> _contacts;
-    std::optional<RefusedClip> _lastRefusedClip;
+    Refusals _refusals;
 
     std::optional<Bundle> _prefPaneBundle;
     std::unique_ptr<Updater> _updater;

@@ -42,18 +42,26 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveObject(NetService &service,
             qCWarning(logApp).noquote() << "COULDN'T HANDLE" << object.description();
         }
     } catch (const PlatformException &exception) {
-        qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.reason();
+        qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.what();
+        refuse({.direction = Refusal::Direction::FromPhone,
+                .reason = Refusal::Reason::Damaged,
+                .phone = displayName(service.name()),
+                .detail = exception.reason()});
     }
 }
 
 void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &service,
                                                              const PropertyList &dictionary) {
+    Refusal refusal{.direction = Refusal::Direction::FromPhone,
+                    .reason = Refusal::Reason::Damaged,
+                    .phone = displayName(service.name())};
     try {
         const auto clip = ZRKClipmuleData::initWithDictionary(dictionary.dictionary());
+        refusal.reason = Refusal::Reason::Failed;
         if (!clip->writeToPasteboard(_services.pasteboard)) {
-            refuseClip(QStringLiteral("from %1: its items are of different kinds, which cannot be "
-                                      "pasted together")
-                           .arg(service.name()));
+            // The clip has told the user.
+            refusal.reason = Refusal::Reason::MixedKinds;
+            enter(refusal);
             return;
         }
         // The watcher must not send it back.
@@ -62,8 +70,9 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &service
         paste();
         countClip(*clip, QStringLiteral("dataReceived"));
     } catch (const PlatformException &exception) {
-        qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.reason();
-        refuseClip(QStringLiteral("from %1: %2").arg(service.name(), exception.reason()));
+        qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.what();
+        refusal.detail = exception.reason();
+        refuse(refusal);
     }
 }
 
@@ -94,23 +103,36 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleDataForDevices(
                 client->outputObject(envelope);
         }
     } catch (const PlatformException &exception) {
-        qCWarning(logApp).noquote() << "ERROR SENDING TO OTHER CLIENT" << exception.reason();
+        qCWarning(logApp).noquote() << "ERROR SENDING TO OTHER CLIENT" << exception.what();
     }
 }
 
 void ZRKClipmuleSyncApp::clientServiceDidReceiveDeviceData(NetService &service,
                                                            const PropertyList &deviceData) {
+    Refusal refusal{.direction = Refusal::Direction::FromPhone,
+                    .reason = Refusal::Reason::Damaged,
+                    .kind = Refusal::Kind::DeviceRecord,
+                    .phone = displayName(service.name())};
     if (!deviceData.isDictionary()) {
-        throw PlatformException(QStringLiteral("InvalidArgument"),
-                                QStringLiteral("a device record is a dictionary, not %1")
-                                    .arg(PropertyList::nameOfKind(deviceData.kind())));
+        const QString kind = PropertyList::nameOfKind(deviceData.kind());
+        qCWarning(logApp).noquote()
+            << "ERROR DECODING DATA a device record is a dictionary, not" << kind;
+        refusal.detail = QStringLiteral("%1 instead of a dictionary").arg(kind);
+        refuse(refusal);
+        return;
     }
     const qsizetype size = PropertyListSerialization::xml(deviceData).size();
     if (size > largestDeviceRecord) {
-        throw PlatformException(QStringLiteral("InvalidArgument"),
-                                QStringLiteral("a device record of %1 bytes; at most %2 are kept")
-                                    .arg(size)
-                                    .arg(largestDeviceRecord));
+        qCWarning(logApp).noquote()
+            << QStringLiteral(
+                   "ERROR DECODING DATA a device record of %1 bytes; at most %2 are kept")
+                   .arg(size)
+                   .arg(largestDeviceRecord);
+        refusal.reason = Refusal::Reason::TooLarge;
+        refusal.size = quint64(size);
+        refusal.limit = quint64(largestDeviceRecord);
+        refuse(refusal);
+        return;
     }
     _clientsDataDictionary->insert(service.name(), deviceData);
     sendConnectedClients();

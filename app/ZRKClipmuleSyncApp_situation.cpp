@@ -1,7 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "app/Log.h"
 #include "app/ZRKClipmuleSyncApp.h"
+#include "model/ClipNotice.h"
+#include "platform/foundation/Log.h"
+#include "support/ZRKNotificationCenter.h"
 
 // How things stand, for people who look into why something does not work.
 
@@ -42,9 +46,32 @@ void ZRKClipmuleSyncApp::clientServiceDidChangeConnection(NetService &service,
     situationDidChange();
 }
 
-void ZRKClipmuleSyncApp::refuseClip(const QString &reason) {
-    _lastRefusedClip = RefusedClip{reason, Date::now()};
+QString ZRKClipmuleSyncApp::displayName(const QString &serviceName) const {
+    for (const RegisteredPhone &phone : registeredPhones()) {
+        if (phone.serverService == serviceName)
+            return phone.serverName.value_or(serviceName);
+    }
+    return serviceName;
+}
+
+void ZRKClipmuleSyncApp::refuse(Refusal refusal, const QString &message) {
+    if (enter(std::move(refusal)))
+        _services.pasteboard.notice.displayMessage(
+            message.isEmpty() ? userText(_refusals.newestFirst().constFirst()) : message);
+}
+
+bool ZRKClipmuleSyncApp::enter(Refusal refusal) {
+    const bool isNews = _refusals.add(std::move(refusal));
+    if (isNews)
+        qCInfo(logApp).noquote() << englishText(_refusals.newestFirst().constFirst());
+    ZRKNotificationCenter::platformDefault().postNotificationName(ZRKClipmuleSyncDidRefuse);
     situationDidChange();
+    return isNews;
+}
+
+std::optional<Refusal> ZRKClipmuleSyncApp::lastRefusal() const {
+    const QList<Refusal> &all = _refusals.newestFirst();
+    return all.isEmpty() ? std::nullopt : std::optional(all.constFirst());
 }
 
 void ZRKClipmuleSyncApp::situationDidChange() {

@@ -54,9 +54,13 @@ void ZRKClipmuleSyncApp::checkForData() {
             const size_t hash = clip ? clip->hash() : 0;
             if (clip && hash != _lastHash)
                 sendClip(*clip, hash);
+            else
+                lookWhyNotSent(clip.get());
         } catch (const PlatformException &exception) {
-            qCWarning(logApp).noquote() << "ERROR CREATING DATA" << exception.reason();
-            refuseClip(QStringLiteral("copied here: ") + exception.reason());
+            qCWarning(logApp).noquote() << "ERROR CREATING DATA" << exception.what();
+            refuse({.direction = Refusal::Direction::CopiedHere,
+                    .reason = Refusal::Reason::Failed,
+                    .detail = exception.reason()});
         }
         _services.pasteboard.pasteboard.releaseContents();
         // Also after a refusal, so that the same contents are looked at only once.
@@ -68,17 +72,31 @@ void ZRKClipmuleSyncApp::checkForData() {
 
 void ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip, size_t hash) {
     if (clip.size() > largestClipSent) {
-        _services.pasteboard.notice.displayMessage(QCoreApplication::translate(
-            "Clipmule", "The item you copied is too large to send to Clipmule."));
-        refuseClip(QStringLiteral("copied here: its size is %1, and at most %2 is sent")
-                       .arg(clip.size())
-                       .arg(largestClipSent));
+        const bool isText = clip.hasString() && !clip.hasImageData();
+        refuse({.direction = Refusal::Direction::CopiedHere,
+                .reason = Refusal::Reason::TooLarge,
+                .kind = isText                ? Refusal::Kind::Text
+                        : clip.hasImageData() ? Refusal::Kind::Image
+                                              : Refusal::Kind::Clip,
+                .size = clip.size(),
+                .limit = largestClipSent},
+               QCoreApplication::translate(
+                   "Clipmule", "The item you copied is too large to send to Clipmule."));
         return;
     }
     _lastHash = hash;
     sendToAll(OutputObject::fixed(
         MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip.toDictionary()))));
     countClip(clip, QStringLiteral("dataSent"));
+}
+
+// A copy that is the last clip again is no refusal. One that gave no clip, or a clip in which a
+// phone would find nothing, is.
+void ZRKClipmuleSyncApp::lookWhyNotSent(const ZRKClipmuleData *clip) {
+    if (!clip && ZRKClipmuleData::isSecret(_services.pasteboard.pasteboard))
+        refuse({.direction = Refusal::Direction::CopiedHere, .reason = Refusal::Reason::Secret});
+    else if (clip && !clip->hasString() && !clip->hasImageData() && !clip->hasURL())
+        refuse({.direction = Refusal::Direction::CopiedHere, .reason = Refusal::Reason::NoContent});
 }
 
 void ZRKClipmuleSyncApp::sendConnectedClients() {

@@ -95,7 +95,12 @@ public:
     }
 
     void displayMessage(const QString &text) override {
-        ZRKClipmuleMessageController::sharedController().displayMessage(text);
+        // The panel hangs from the icon; without one nobody would see it.
+        const auto controller = _statusController.lock();
+        if (controller && controller->statusItem())
+            ZRKClipmuleMessageController::sharedController().displayMessage(text);
+        else
+            _notifications->notify(QCoreApplication::translate("Clipmule", "Clipmule Sync"), text);
     }
 
     std::unique_ptr<Updater> updaterForBundle(const Bundle &bundle) {
@@ -259,7 +264,7 @@ private:
     void tellStatus() {
         const bool hasPasteboard = !dynamic_cast<const NullPasteboard *>(_pasteboard.get());
         const bool canPaste = !dynamic_cast<const NullKeyboardEvents *>(_keyboard.get());
-        const auto &refused = _application->lastRefusedClip();
+        const std::optional<Refusal> refused = _application->lastRefusal();
         _statusInterface->setStatus(
             {.version = QStringLiteral(CLIPMULE_VERSION),
              .qtVersion = QString::fromLatin1(qVersion()),
@@ -272,8 +277,9 @@ private:
              .trayKind = _face ? _face->trayKind() : QStringLiteral("none"),
              .discovery = _dnssd->description(),
              .phones = _application->phoneStates(),
-             .lastRefusedClip = refused ? refused->reason : QString(),
-             .lastRefusedClipDate = refused ? std::optional(refused->date) : std::nullopt});
+             .lastRefusedClip = refused ? englishText(*refused) : QString(),
+             .lastRefusedClipDate = refused ? std::optional(refused->date) : std::nullopt,
+             .refusals = _application->refusals()});
     }
 
     Bundle _bundle = Bundle::mainBundle();

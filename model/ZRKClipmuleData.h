@@ -60,6 +60,9 @@ public:
     /// What is on the desktop's clipboard; null when that is nothing, or nothing to be kept.
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     initFromPasteboard(const PasteboardServices &services);
+    /// Whether the clipboard's owner marked its contents as not to be kept or passed on: then
+    /// initFromPasteboard() answers null.
+    [[nodiscard]] static bool isSecret(const Pasteboard &pasteboard);
     /// Identifier of the application the user works in; nothing when there is none.
     [[nodiscard]] static std::optional<QString> currentAppID(const PasteboardServices &services);
     /// The bytes of an image in a form and size that suits a phone; nothing when they are no image.

@@ -102,6 +102,10 @@ QString nameWithoutExtension(const QString &name) {
 
 } // namespace
 
+bool ZRKClipmuleData::isSecret(const Pasteboard &pasteboard) {
+    return isVetoed(pasteboard, pasteboard.types());
+}
+
 std::optional<QString> ZRKClipmuleData::currentAppID(const PasteboardServices &services) {
     return services.activeApplication.identifier();
 }

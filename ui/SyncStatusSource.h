@@ -3,12 +3,19 @@
 
 #pragma once
 
+#include "platform/desktop/Refusal.h"
+
 #include <QString>
 #include <QStringList>
+
+#include <optional>
 
 namespace clipmule {
 
 class Bundle;
+
+/// Posted on the platform's default centre when lastRefusal() changed.
+inline const QString ZRKClipmuleSyncDidRefuse = QStringLiteral("ZRKClipmuleSyncDidRefuse");
 
 /// What the status item, its menu and its views ask of the agent, and the few things they tell it.
 /// Changes are announced by "ZRKClipmuleSyncStatusDidChange" on the platform's default centre.
@@ -27,6 +34,9 @@ public:
     [[nodiscard]] virtual QStringList registeredDeviceNames() const = 0;
     /// The bundle of the preferences panel, which holds the help book; null when there is none.
     [[nodiscard]] virtual const Bundle *prefPaneBundle() = 0;
+    /// What was refused last, with its time, since the agent runs; nothing when nothing was.
+    /// userText() makes a line of it, which holds a phone's name as it was typed.
+    [[nodiscard]] virtual std::optional<Refusal> lastRefusal() const { return std::nullopt; }
     /// Whether anything can look for updates.
     [[nodiscard]] virtual bool hasUpdater() = 0;
     /// Asks the updater to look now. Nothing where there is none.

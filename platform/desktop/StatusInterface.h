@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "platform/desktop/Refusal.h"
 #include "platform/foundation/Date.h"
 
 #include <QList>
@@ -54,6 +55,8 @@ struct AgentStatus {
     /// was.
     QString lastRefusedClip;
     std::optional<Date> lastRefusedClipDate;
+    /// What was refused while this agent ran, the newest first; a bounded number of them.
+    QList<Refusal> refusals = {};
 
     friend bool operator==(const AgentStatus &, const AgentStatus &) = default;
 };

@@ -100,7 +100,26 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, RefusedClip &clip
     return argument;
 }
 
+QDBusArgument &operator<<(QDBusArgument &argument, const RefusalEntry &entry) {
+    argument.beginStructure();
+    argument << entry.direction << entry.reason << entry.kind << entry.phone
+             << qulonglong(entry.size) << qulonglong(entry.limit) << qlonglong(entry.date)
+             << entry.detail << qulonglong(entry.count);
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, RefusalEntry &entry) {
+    argument.beginStructure();
+    argument >> entry.direction >> entry.reason >> entry.kind >> entry.phone >> entry.size >>
+        entry.limit >> entry.date >> entry.detail >> entry.count;
+    argument.endStructure();
+    return argument;
+}
+
 void registerTypes() {
+    qDBusRegisterMetaType<RefusalEntry>();
+    qDBusRegisterMetaType<RefusalEntries>();
     qDBusRegisterMetaType<Phone>();
     qDBusRegisterMetaType<Phones>();
     qDBusRegisterMetaType<RefusedClip>();
@@ -111,6 +130,10 @@ QVariantMap toProperties(const AgentStatus &status) {
     for (const auto &phone : status.phones)
         phones.append({phone.service, phone.name, nameOf(phone.state), toUnixTime(phone.lastSeen),
                        phone.lastError, toUnixTime(phone.lastErrorDate)});
+    RefusalEntries refusals;
+    for (const Refusal &one : status.refusals)
+        refusals.append({nameOf(one.direction), nameOf(one.reason), nameOf(one.kind), one.phone,
+                         one.size, one.limit, toUnixTime(one.date), one.detail, one.count});
     const RefusedClip refused{status.lastRefusedClip, toUnixTime(status.lastRefusedClipDate)};
     return {{QStringLiteral("Version"), status.version},
             {QStringLiteral("QtVersion"), status.qtVersion},
@@ -123,7 +146,8 @@ QVariantMap toProperties(const AgentStatus &status) {
             {QStringLiteral("TrayKind"), status.trayKind},
             {QStringLiteral("Discovery"), status.discovery},
             {QStringLiteral("Phones"), QVariant::fromValue(phones)},
-            {QStringLiteral("LastRefusedClip"), QVariant::fromValue(refused)}};
+            {QStringLiteral("LastRefusedClip"), QVariant::fromValue(refused)},
+            {QStringLiteral("Refusals"), QVariant::fromValue(refusals)}};
 }
 
 AgentStatus fromProperties(const QVariantMap &properties) {
@@ -152,6 +176,17 @@ AgentStatus fromProperties(const QVariantMap &properties) {
     const auto refused = structured<RefusedClip>(value("LastRefusedClip"), "(sx)");
     status.lastRefusedClip = refused.reason.left(longestText);
     status.lastRefusedClipDate = fromUnixTime(refused.date);
+    const auto refusals = structured<RefusalEntries>(value("Refusals"), "a(ssssttxst)");
+    for (const RefusalEntry &entry : refusals.first(std::min(refusals.size(), mostRefusals)))
+        status.refusals.append({.direction = refusalDirection(entry.direction),
+                                .reason = refusalReason(entry.reason),
+                                .kind = refusalKind(entry.kind),
+                                .phone = entry.phone.left(longestText),
+                                .size = entry.size,
+                                .limit = entry.limit,
+                                .count = entry.count,
+                                .detail = entry.detail.left(longestText),
+                                .date = fromUnixTime(entry.date).value_or(Date())});
     return status;
 }
 

@@ -37,21 +37,43 @@ struct RefusedClip {
     friend bool operator==(const RefusedClip &, const RefusedClip &) = default;
 };
 
+/// (ssssttxst)
+struct RefusalEntry {
+    /// As nameOf() calls them.
+    QString direction;
+    QString reason;
+    QString kind;
+    QString phone;
+    quint64 size = 0;
+    quint64 limit = 0;
+    /// Seconds of the Unix clock.
+    qint64 date = 0;
+    QString detail;
+    quint64 count = 0;
+    friend bool operator==(const RefusalEntry &, const RefusalEntry &) = default;
+};
+using RefusalEntries = QList<RefusalEntry>;
+
 QDBusArgument &operator<<(QDBusArgument &argument, const Phone &phone);
 const QDBusArgument &operator>>(const QDBusArgument &argument, Phone &phone);
 QDBusArgument &operator<<(QDBusArgument &argument, const RefusedClip &clip);
 const QDBusArgument &operator>>(const QDBusArgument &argument, RefusedClip &clip);
+
+QDBusArgument &operator<<(QDBusArgument &argument, const RefusalEntry &entry);
+const QDBusArgument &operator>>(const QDBusArgument &argument, RefusalEntry &entry);
 
 void registerTypes();
 
 /// All properties by their names.
 [[nodiscard]] QVariantMap toProperties(const AgentStatus &status);
 /// What another program sent: values of a wrong type are left out, texts cut, and of the phones no
-/// more than mostPhones kept.
+/// more than mostPhones and of the refusals no more than mostRefusals kept.
 [[nodiscard]] AgentStatus fromProperties(const QVariantMap &properties);
 
 /// More than any user registers.
 inline constexpr qsizetype mostPhones = 1000;
+/// More than any agent keeps.
+inline constexpr qsizetype mostRefusals = 100;
 /// In characters; an error is a line.
 inline constexpr qsizetype longestText = 4096;
 
@@ -71,6 +93,7 @@ class StatusAdaptor final : public QDBusAbstractAdaptor {
     Q_PROPERTY(QString Discovery READ discovery)
     Q_PROPERTY(clipmule::StatusOnBus::Phones Phones READ phones)
     Q_PROPERTY(clipmule::StatusOnBus::RefusedClip LastRefusedClip READ lastRefusedClip)
+    Q_PROPERTY(clipmule::StatusOnBus::RefusalEntries Refusals READ refusals)
 
 public:
     explicit StatusAdaptor(QObject *parent)
@@ -91,6 +114,10 @@ public:
     }
     [[nodiscard]] RefusedClip lastRefusedClip() const {
         return toProperties(_status).value(QStringLiteral("LastRefusedClip")).value<RefusedClip>();
+    }
+
+    [[nodiscard]] RefusalEntries refusals() const {
+        return toProperties(_status).value(QStringLiteral("Refusals")).value<RefusalEntries>();
     }
 
     AgentStatus _status;

@@ -179,6 +179,66 @@
         <source>Idle…</source>
         <translation>Bereit…</translation>
     </message>
+    <message>
+        <source>Not sent: the text you copied is too large. Text counts twice: this one as %2 bytes, and at most %3 are sent.</source>
+        <translation>Nicht gesendet: Der kopierte Text ist zu groß. Text zählt doppelt: dieser als %2 Bytes, und höchstens %3 werden gesendet.</translation>
+    </message>
+    <message>
+        <source>Not sent: what you copied is too large. It has %2 bytes, and at most %3 are sent.</source>
+        <translation>Nicht gesendet: Das Kopierte ist zu groß. Es hat %2 Bytes, und höchstens %3 werden gesendet.</translation>
+    </message>
+    <message>
+        <source>Not sent: what you copied is marked as secret.</source>
+        <translation>Nicht gesendet: Das Kopierte ist als geheim gekennzeichnet.</translation>
+    </message>
+    <message>
+        <source>Not sent: there is no text, link or image in what you copied.</source>
+        <translation>Nicht gesendet: Das Kopierte enthält weder Text noch einen Link oder ein Bild.</translation>
+    </message>
+    <message>
+        <source>Not sent: what you copied could not be read.</source>
+        <translation>Nicht gesendet: Das Kopierte konnte nicht gelesen werden.</translation>
+    </message>
+    <message>
+        <source>Not used: what %1 tells about itself is too large. It has %2 bytes, and at most %3 are kept.</source>
+        <translation>Nicht verwendet: Was %1 über sich mitteilt, ist zu groß. Es hat %2 Bytes, und höchstens %3 werden behalten.</translation>
+    </message>
+    <message>
+        <source>Not used: what %1 tells about itself is damaged.</source>
+        <translation>Nicht verwendet: Was %1 über sich mitteilt, ist beschädigt.</translation>
+    </message>
+    <message>
+        <source>Not pasted: the clip from %1 is too large. It has %2 bytes, and at most %3 are accepted.</source>
+        <translation>Nicht eingefügt: Der Clip von %1 ist zu groß. Er hat %2 Bytes, und höchstens %3 werden angenommen.</translation>
+    </message>
+    <message>
+        <source>Not pasted: the clip from %1 has both text and images, which cannot be pasted together.</source>
+        <translation>Nicht eingefügt: Der Clip von %1 enthält Text und Bilder, die nicht zusammen eingefügt werden können.</translation>
+    </message>
+    <message>
+        <source>Not pasted: a newer clip arrived right after the one from %1.</source>
+        <translation>Nicht eingefügt: Gleich nach dem Clip von %1 kam ein neuerer.</translation>
+    </message>
+    <message>
+        <source>Not pasted: the clip from %1 could not be put on the clipboard.</source>
+        <translation>Nicht eingefügt: Der Clip von %1 konnte nicht in die Zwischenablage gelegt werden.</translation>
+    </message>
+    <message>
+        <source>Not pasted: the clip from %1 is damaged.</source>
+        <translation>Nicht eingefügt: Der Clip von %1 ist beschädigt.</translation>
+    </message>
+    <message>
+        <source>Not sent to %1: it does not take what is sent. %2 bytes are waiting for it, and at most %3 are kept.</source>
+        <translation>Nicht an %1 gesendet: Es nimmt nichts an. %2 Bytes warten darauf, und höchstens %3 werden behalten.</translation>
+    </message>
+    <message>
+        <source>Not sent to %1: the clip could not be written.</source>
+        <translation>Nicht an %1 gesendet: Der Clip konnte nicht geschrieben werden.</translation>
+    </message>
+    <message>
+        <source>(%2 times)</source>
+        <translation>(%2-mal)</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>

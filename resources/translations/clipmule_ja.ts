@@ -179,6 +179,66 @@
         <source>Idle…</source>
         <translation>待機中…</translation>
     </message>
+    <message>
+        <source>Not sent: the text you copied is too large. Text counts twice: this one as %2 bytes, and at most %3 are sent.</source>
+        <translation>送信されませんでした: コピーしたテキストが大きすぎます。テキストは2回数えられ、これは %2 バイトになります。送信できるのは %3 バイトまでです。</translation>
+    </message>
+    <message>
+        <source>Not sent: what you copied is too large. It has %2 bytes, and at most %3 are sent.</source>
+        <translation>送信されませんでした: コピーした内容が大きすぎます。%2 バイトありますが、送信できるのは %3 バイトまでです。</translation>
+    </message>
+    <message>
+        <source>Not sent: what you copied is marked as secret.</source>
+        <translation>送信されませんでした: コピーした内容は秘密とされています。</translation>
+    </message>
+    <message>
+        <source>Not sent: there is no text, link or image in what you copied.</source>
+        <translation>送信されませんでした: コピーした内容にテキスト、リンク、画像がありません。</translation>
+    </message>
+    <message>
+        <source>Not sent: what you copied could not be read.</source>
+        <translation>送信されませんでした: コピーした内容を読み取れませんでした。</translation>
+    </message>
+    <message>
+        <source>Not used: what %1 tells about itself is too large. It has %2 bytes, and at most %3 are kept.</source>
+        <translation>使用されませんでした: %1 が自分について伝えた情報が大きすぎます。%2 バイトありますが、保持できるのは %3 バイトまでです。</translation>
+    </message>
+    <message>
+        <source>Not used: what %1 tells about itself is damaged.</source>
+        <translation>使用されませんでした: %1 が自分について伝えた情報が壊れています。</translation>
+    </message>
+    <message>
+        <source>Not pasted: the clip from %1 is too large. It has %2 bytes, and at most %3 are accepted.</source>
+        <translation>ペーストされませんでした: %1 からのクリップが大きすぎます。%2 バイトありますが、受け取れるのは %3 バイトまでです。</translation>
+    </message>
+    <message>
+        <source>Not pasted: the clip from %1 has both text and images, which cannot be pasted together.</source>
+        <translation>ペーストされませんでした: %1 からのクリップにはテキストと画像の両方があり、一緒にはペーストできません。</translation>
+    </message>
+    <message>
+        <source>Not pasted: a newer clip arrived right after the one from %1.</source>
+        <translation>ペーストされませんでした: %1 からのクリップの直後に新しいクリップが届きました。</translation>
+    </message>
+    <message>
+        <source>Not pasted: the clip from %1 could not be put on the clipboard.</source>
+        <translation>ペーストされませんでした: %1 からのクリップをクリップボードに入れられませんでした。</translation>
+    </message>
+    <message>
+        <source>Not pasted: the clip from %1 is damaged.</source>
+        <translation>ペーストされませんでした: %1 からのクリップが壊れています。</translation>
+    </message>
+    <message>
+        <source>Not sent to %1: it does not take what is sent. %2 bytes are waiting for it, and at most %3 are kept.</source>
+        <translation>%1 に送信されませんでした: 受け取られていません。%2 バイトが待機中で、保持できるのは %3 バイトまでです。</translation>
+    </message>
+    <message>
+        <source>Not sent to %1: the clip could not be written.</source>
+        <translation>%1 に送信されませんでした: クリップを書き出せませんでした。</translation>
+    </message>
+    <message>
+        <source>(%2 times)</source>
+        <translation>（%2 回）</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>

@@ -129,7 +129,7 @@ private Q_SLOTS:
     void aFailingClipboardIsLogged() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         _agent->pasteboard.failCommitsWith(u"clipboard lost"_qs);
-        QTest::ignoreMessage(QtWarningMsg, "ERROR DECODING DATA clipboard lost");
+        QTest::ignoreMessage(QtWarningMsg, "ERROR DECODING DATA PasteboardFailure: clipboard lost");
         phone->send(u"1"_qs, textClip(u"Hello"_qs));
         _agent->settle();
         QVERIFY(_agent->keyboard.calls().isEmpty());
@@ -253,9 +253,9 @@ private Q_SLOTS:
         row("beyond all numbers", PropertyList(Dictionary{{u"4294967297"_qs, 5}}),
             u"COULDN'T HANDLE {4294967297: 5}"_qs);
         row("a string", PropertyList(u"text"_qs),
-            u"ERROR DECODING DATA expected a dictionary, found a string"_qs);
+            u"ERROR DECODING DATA InvalidArgument: expected a dictionary, found a string"_qs);
         row("a clip that is none", PropertyList(Dictionary{{u"1"_qs, u"text"_qs}}),
-            u"ERROR DECODING DATA expected a dictionary, found a string"_qs);
+            u"ERROR DECODING DATA InvalidArgument: expected a dictionary, found a string"_qs);
         row("a record that is none", PropertyList(Dictionary{{u"4"_qs, 5}}),
             u"ERROR DECODING DATA a device record is a dictionary, not an integer"_qs);
     }

@@ -3,6 +3,7 @@
 
 #include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/PlatformException.h"
+#include "support/ZRKNotificationCenter.h"
 #include "tests/app/AgentFixture.h"
 
 #include <QRegularExpression>
@@ -101,30 +102,100 @@ private Q_SLOTS:
         QCOMPARE(state().lastSeen, std::optional(left));
     }
 
-    void aClipThatIsTooLargeIsRemembered() {
+    void aCopyThatIsTooLargeIsRemembered() {
         launch();
         _agent->connectedPhone(u"Anna"_qs);
-        QVERIFY(!_agent->app->lastRefusedClip());
+        QVERIFY(_agent->app->refusals().isEmpty());
+        QVERIFY(!_agent->app->lastRefusal());
         const int before = _changes;
-        _agent->pasteboard.copyText(QString(ZRKClipmuleSyncApp::largestClipSent + 1, u'x'));
+        int posted = 0;
+        auto &center = ZRKNotificationCenter::platformDefault();
+        struct Counter final : Object {
+            void count() { ++times; }
+            int times = 0;
+        } counter;
+        center.addObserver(&counter, selector<&Counter::count>("count"), ZRKClipmuleSyncDidRefuse);
+        _agent->pasteboard.copyText(QString(5'000'000, u'x'));
         _agent->advance(0.5);
-        QVERIFY(_agent->app->lastRefusedClip());
-        QVERIFY2(_agent->app->lastRefusedClip()->reason.startsWith(u"copied here: its size is "),
-                 qPrintable(_agent->app->lastRefusedClip()->reason));
-        QCOMPARE(_agent->app->lastRefusedClip()->date, Date::now());
+        posted = counter.times;
+        center.removeObserver(&counter);
+        QCOMPARE(posted, 1);
         QVERIFY(_changes > before);
+        QCOMPARE(_agent->app->refusals().size(), 1);
+        const Refusal refusal = *_agent->app->lastRefusal();
+        QCOMPARE(refusal, _agent->app->refusals().constFirst());
+        QCOMPARE(refusal.direction, Refusal::Direction::CopiedHere);
+        QCOMPARE(refusal.reason, Refusal::Reason::TooLarge);
+        QCOMPARE(refusal.kind, Refusal::Kind::Text);
+        // The text, its native copy, and the name of that.
+        QCOMPARE(refusal.size, 10'000'018U);
+        QCOMPARE(refusal.limit, 9'999'999U);
+        QCOMPARE(refusal.date, Date::now());
+        QCOMPARE(_agent->notice.messages,
+                 QStringList{u"The item you copied is too large to send to Clipmule."_qs});
     }
 
-    void aClipThatCannotBeReadIsRemembered() {
+    void aDamagedClipIsRememberedWithItsPhone() {
         launch();
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         QTest::ignoreMessage(QtWarningMsg,
-                             QRegularExpression(QStringLiteral("ERROR DECODING DATA .*")));
+                             "ERROR DECODING DATA InvalidArgument: expected a dictionary, found a "
+                             "string");
         phone->send(u"1"_qs, PropertyList(u"no clip"_qs));
         _agent->settle();
-        QVERIFY(_agent->app->lastRefusedClip());
-        QVERIFY2(_agent->app->lastRefusedClip()->reason.startsWith(u"from Anna: "),
-                 qPrintable(_agent->app->lastRefusedClip()->reason));
+        const Refusal refusal = *_agent->app->lastRefusal();
+        QCOMPARE(refusal.direction, Refusal::Direction::FromPhone);
+        QCOMPARE(refusal.reason, Refusal::Reason::Damaged);
+        QCOMPARE(refusal.kind, Refusal::Kind::Clip);
+        QCOMPARE(refusal.phone, u"Anna's name"_qs);
+        QCOMPARE(refusal.detail, u"expected a dictionary, found a string"_qs);
+        QCOMPARE(_agent->notice.messages,
+                 QStringList{u"Not pasted: the clip from Anna's name is damaged."_qs});
+    }
+
+    void everyOtherReasonIsRememberedAsWhatItIs() {
+        launch();
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const auto warn = [](const char *pattern) {
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QString::fromLatin1(pattern)));
+        };
+        using Dictionary = PropertyList::Dictionary;
+        const auto last = [this] {
+            _agent->settle();
+            const Refusal refusal = _agent->app->lastRefusal().value_or(Refusal());
+            return QStringList{nameOf(refusal.reason), nameOf(refusal.kind), refusal.phone};
+        };
+        phone->send(u"1"_qs,
+                    PropertyList(Dictionary{
+                        {u"items"_qs,
+                         PropertyList::List{
+                             PropertyList(Dictionary{{u"string"_qs, u"text"_qs}}),
+                             PropertyList(Dictionary{{u"imageData"_qs, QByteArray("bytes")}})}}}));
+        QCOMPARE(last(), (QStringList{u"mixed kinds"_qs, u"clip"_qs, u"Anna's name"_qs}));
+        // The clip itself tells the user; once is enough.
+        QCOMPARE(_agent->notice.messages,
+                 QStringList{u"Pasting of mixed content clips is not supported."_qs});
+
+        _agent->pasteboard.failCommitsWith(u"clipboard lost"_qs);
+        warn("clipboard lost");
+        phone->send(u"1"_qs, PropertyList(Dictionary{{u"items"_qs, PropertyList::List()}}));
+        QCOMPARE(last(), (QStringList{u"failed"_qs, u"clip"_qs, u"Anna's name"_qs}));
+        _agent->pasteboard.failCommitsWith(QString());
+
+        warn("a device record is a dictionary, not an integer");
+        phone->send(u"4"_qs, PropertyList(5));
+        QCOMPARE(last(), (QStringList{u"damaged"_qs, u"device record"_qs, u"Anna's name"_qs}));
+
+        warn("a device record of \\d+ bytes");
+        phone->send(u"4"_qs, PropertyList(Dictionary{{u"name"_qs, QString(65536, u'x')}}));
+        QCOMPARE(last(), (QStringList{u"too large"_qs, u"device record"_qs, u"Anna's name"_qs}));
+        QCOMPARE(_agent->app->lastRefusal()->limit, 65536U);
+        QVERIFY(_agent->app->lastRefusal()->size > 65536U);
+
+        warn("expected a dictionary");
+        phone->send(PropertyList(u"text"_qs));
+        QCOMPARE(last(), (QStringList{u"damaged"_qs, u"clip"_qs, u"Anna's name"_qs}));
+        QCOMPARE(_agent->notice.messages.size(), 5);
     }
 
 private:

@@ -155,6 +155,34 @@ private Q_SLOTS:
         QCOMPARE(texts(phone->received()), QStringList{u"Hello"_qs});
     }
 
+    void whyNothingIsSentIsTold() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        PasteboardContents secret;
+        secret.set(PasteboardType::NSStringPboardType, "hunter2");
+        secret.set(u"x-kde-passwordManagerHint"_qs, "secret");
+        _agent->pasteboard.copyByAnotherApplication(secret);
+        _agent->advance(0.5);
+        PasteboardContents page;
+        page.set(PasteboardType::publicHtml, "<p>");
+        _agent->pasteboard.copyByAnotherApplication(page);
+        _agent->advance(0.5);
+        QVERIFY(texts(phone->received()).isEmpty());
+        QCOMPARE(
+            _agent->notice.messages,
+            (QStringList{u"Not sent: what you copied is marked as secret."_qs,
+                         u"Not sent: there is no text, link or image in what you copied."_qs}));
+        // Neither an empty clipboard nor the last clip again is a refusal.
+        _agent->pasteboard.copyByAnotherApplication({});
+        _agent->advance(0.5);
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->advance(0.5);
+        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->advance(0.5);
+        QCOMPARE(texts(phone->received()), QStringList{u"Hello"_qs});
+        QCOMPARE(_agent->notice.messages.size(), 2);
+        QCOMPARE(_agent->app->refusals().size(), 2);
+    }
+
     void countsWhatIsSent() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         _agent->pasteboard.copyText(u"Hello"_qs);
@@ -189,7 +217,8 @@ private Q_SLOTS:
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         _agent->pasteboard.copyText(u"Hello"_qs);
         _agent->pasteboard.failReadsWith(u"no clipboard today"_qs);
-        QTest::ignoreMessage(QtWarningMsg, "ERROR CREATING DATA no clipboard today");
+        QTest::ignoreMessage(QtWarningMsg,
+                             "ERROR CREATING DATA PasteboardFailure: no clipboard today");
         _agent->advance(0.5);
         _agent->pasteboard.failReadsWith(QString());
         _agent->advance(0.5);

@@ -52,7 +52,21 @@ AgentStatus everything() {
                         .lastError = QString(),
                         .lastErrorDate = std::nullopt}},
             .lastRefusedClip = QStringLiteral("too large"),
-            .lastRefusedClipDate = Date{800000003}};
+            .lastRefusedClipDate = Date{800000003},
+            .refusals = {{.direction = Refusal::Direction::FromPhone,
+                          .reason = Refusal::Reason::TooLarge,
+                          .kind = Refusal::Kind::Image,
+                          .phone = QStringLiteral("Bert"),
+                          .size = 11,
+                          .limit = 10,
+                          .count = 3,
+                          .detail = QStringLiteral("in plain English"),
+                          .date = Date{800000003}},
+                         {.direction = Refusal::Direction::ForPhone,
+                          .reason = Refusal::Reason::QueueFull,
+                          .kind = Refusal::Kind::Clip,
+                          .phone = QStringLiteral("Anna"),
+                          .date = Date{800000002}}}};
 }
 
 // Name, type and access of every property of the interface.
@@ -184,7 +198,7 @@ private Q_SLOTS:
         QFile file(QStringLiteral(CLIPMULE_STATUS_DESCRIPTION));
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QStringList described = propertiesIn(QString::fromUtf8(file.readAll()));
-        QCOMPARE(described.size(), 12);
+        QCOMPARE(described.size(), 13);
         QCOMPARE(propertiesIn(live), described);
     }
 
@@ -207,7 +221,8 @@ private Q_SLOTS:
         announce({{QStringLiteral("Version"), 7},
                   {QStringLiteral("SyncEnabled"), QStringLiteral("yes")},
                   {QStringLiteral("Phones"), QStringList{QStringLiteral("a")}},
-                  {QStringLiteral("LastRefusedClip"), QStringLiteral("b")}});
+                  {QStringLiteral("LastRefusedClip"), QStringLiteral("b")},
+                  {QStringLiteral("Refusals"), QStringLiteral("c")}});
         QTRY_COMPARE_WITH_TIMEOUT(_reader->status()->version, QString(), kit::patience);
         // Of a type that is not plain either.
         announce({{QStringLiteral("QtVersion"), QStringLiteral("again")},
@@ -222,6 +237,7 @@ private Q_SLOTS:
         left.phones.clear();
         left.lastRefusedClip.clear();
         left.lastRefusedClipDate.reset();
+        left.refusals.clear();
         QCOMPARE(*_reader->status(), left);
     }
 
@@ -229,11 +245,16 @@ private Q_SLOTS:
         AgentStatus long_ = everything();
         long_.version = QString(4097, u'v');
         long_.phones = QList<AgentStatus::Phone>(1001, long_.phones[0]);
+        long_.refusals = QList<Refusal>(101, long_.refusals[0]);
+        long_.refusals[0].phone = long_.refusals[0].detail = QString(4097, u'r');
         startAgent(long_);
         _reader->start();
         QTRY_COMPARE_WITH_TIMEOUT(_reader->agent(), StatusReader::Agent::Running, kit::patience);
         QCOMPARE(_reader->status()->version.size(), 4096);
         QCOMPARE(_reader->status()->phones.size(), 1000);
+        QCOMPARE(_reader->status()->refusals.size(), 100);
+        QCOMPARE(_reader->status()->refusals[0].phone.size(), 4096);
+        QCOMPARE(_reader->status()->refusals[0].detail.size(), 4096);
     }
 
 public Q_SLOTS:
