@@ -19,8 +19,11 @@ Q_LOGGING_CATEGORY(logApp, "clipmule.app")
 
 namespace {
 
+const QString serverServicesKey = QStringLiteral("serverServices");
 const QString serverServiceKey = QStringLiteral("serverService");
 const QString serverNameKey = QStringLiteral("serverName");
+const QString autoUpdateEnabledKey = QStringLiteral("autoUpdateEnabled");
+const QString syncEnabledKey = QStringLiteral("syncEnabled");
 const QString statisticsIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.stats");
 
 // The agent announces itself under each phone's name, so that the phone sees its computer is there.
@@ -84,30 +87,44 @@ void ZRKClipmuleSyncApp::migrateSinglePhoneSettings() {
     ZRKUserDefaults &shared = _services.sharedDefaults;
     const auto service = shared.objectForKey(serverServiceKey);
     const auto name = shared.objectForKey(serverNameKey);
-    if (!service || !name || !service->isString() || !name->isString())
+    if (!service || !name)
         return;
     const PropertyList::Dictionary phone{{serverServiceKey, *service}, {serverNameKey, *name}};
     shared.setObjectForKey(PropertyList(PropertyList::List{PropertyList(phone)}),
-                           RegisteredPhones::key());
+                           serverServicesKey);
     shared.removeObjectForKey(serverServiceKey);
     shared.removeObjectForKey(serverNameKey);
     shared.synchronize();
 }
 
 std::optional<PropertyList> ZRKClipmuleSyncApp::serverServices() const {
-    return _services.sharedDefaults.objectForKey(RegisteredPhones::key());
+    return _services.sharedDefaults.objectForKey(serverServicesKey);
 }
 
-QList<RegisteredPhones::Phone> ZRKClipmuleSyncApp::registeredPhones() const {
-    return RegisteredPhones::phones(serverServices());
+QList<ZRKClipmuleSyncApp::RegisteredPhone> ZRKClipmuleSyncApp::registeredPhones() const {
+    // Another process wrote the list: entries that are not what they should be are passed over.
+    QList<RegisteredPhone> phones;
+    const auto services = serverServices();
+    const auto *list = services ? services->as<PropertyList::List>() : nullptr;
+    if (!list)
+        return phones;
+    for (const PropertyList &entry : *list) {
+        const auto *dictionary = entry.as<PropertyList::Dictionary>();
+        if (!dictionary)
+            continue;
+        const auto service = textUnder(*dictionary, serverServiceKey);
+        if (service && !service->isEmpty())
+            phones.append({*service, textUnder(*dictionary, serverNameKey)});
+    }
+    return phones;
 }
 
 void ZRKClipmuleSyncApp::connect() {
     if (!isEnabled())
         return;
-    const QList<RegisteredPhones::Phone> phones = registeredPhones();
-    for (const RegisteredPhones::Phone &phone : phones) {
-        const QString &name = phone.service;
+    const QList<RegisteredPhone> phones = registeredPhones();
+    for (const RegisteredPhone &phone : phones) {
+        const QString &name = phone.serverService;
         if (!_netServicesDictionary.contains(name)) {
             const auto announcement = NetService::initWithDomainTypeNamePort(
                 _services.dnssd, QString(), announcementType, name, announcementPort);
@@ -165,8 +182,8 @@ void ZRKClipmuleSyncApp::disconnect() {
 void ZRKClipmuleSyncApp::defaultsDidChange() {
     if (isEnabled()) {
         QSet<QString> registered;
-        for (const RegisteredPhones::Phone &phone : registeredPhones())
-            registered.insert(phone.service);
+        for (const RegisteredPhone &phone : registeredPhones())
+            registered.insert(phone.serverService);
         const QStringList announced = _netServicesDictionary.keys();
         for (const QString &name : announced) {
             if (!registered.contains(name))
@@ -184,7 +201,7 @@ void ZRKClipmuleSyncApp::defaultsDidChange() {
     postStatusDidChange();
     if (Updater *const own = updater())
         own->setAutomaticallyChecksForUpdates(
-            Settings::truth(_services.sharedDefaults, Settings::Key::AutoUpdateEnabled));
+            _services.sharedDefaults.boolForKey(autoUpdateEnabledKey));
 }
 
 void ZRKClipmuleSyncApp::willSleep() {
@@ -206,12 +223,12 @@ bool ZRKClipmuleSyncApp::isConnected() const {
 }
 
 bool ZRKClipmuleSyncApp::isEnabled() const {
-    return Settings::truth(_services.applicationDefaults, Settings::Key::SyncEnabled);
+    const auto enabled = _services.applicationDefaults.objectForKey(syncEnabledKey);
+    return !enabled || (!enabled->isList() && !enabled->isDictionary() && enabled->boolValue());
 }
 
 void ZRKClipmuleSyncApp::setEnabled(bool enabled) {
-    _services.applicationDefaults.setBoolForKey(enabled,
-                                                Settings::nameOf(Settings::Key::SyncEnabled));
+    _services.applicationDefaults.setBoolForKey(enabled, syncEnabledKey);
 }
 
 QStringList ZRKClipmuleSyncApp::connectedDeviceNames() const {
@@ -224,7 +241,13 @@ QStringList ZRKClipmuleSyncApp::connectedDeviceNames() const {
 }
 
 QStringList ZRKClipmuleSyncApp::registeredDeviceNames() const {
-    return RegisteredPhones::displayNames(serverServices());
+    QStringList names;
+    const QList<RegisteredPhone> phones = registeredPhones();
+    for (const RegisteredPhone &phone : phones) {
+        if (phone.serverName)
+            names.append(*phone.serverName);
+    }
+    return names;
 }
 
 void ZRKClipmuleSyncApp::postStatusDidChange() {

@@ -17,7 +17,6 @@
 #include "platform/foundation/RunLoop.h"
 #include "platform/keyboard/KeyboardEvents.h"
 #include "support/ApplicationDefaults.h"
-#include "support/RegisteredPhones.h"
 #include "support/ZRKUserDefaults.h"
 #include "ui/SyncStatusSource.h"
 
@@ -127,7 +126,12 @@ public:
     void clientServiceDidReceiveDeviceData(NetService &service, const PropertyList &deviceData);
 
 private:
-    [[nodiscard]] QList<RegisteredPhones::Phone> registeredPhones() const;
+    // One entry of "serverServices".
+    struct RegisteredPhone {
+        QString serverService;
+        std::optional<QString> serverName;
+    };
+    [[nodiscard]] QList<RegisteredPhone> registeredPhones() const;
     void migrateSinglePhoneSettings();
     void stopAnnouncement(NetService &service);
     void stopClient(ZRKNetServiceClient &client);
@@ -151,7 +155,7 @@ private:
     void sendToAll(const OutputObject &object);
 
     void paste();
-    void countClip(ZRKClipmuleData &clip, Settings::Key sizeKey);
+    void countClip(ZRKClipmuleData &clip, const QString &sizeKey);
 
     SyncServices _services;
     QMap<QString, std::shared_ptr<ZRKNetServiceClient>> _clientsDictionary;

@@ -9,6 +9,7 @@ include(CTest)
 option(CLIPMULE_SANITIZE "Build with the address, undefined-behaviour and leak sanitizers" OFF)
 option(CLIPMULE_FUZZ "Build the fuzz targets with libFuzzer (clang only)" OFF)
 option(CLIPMULE_BENCH "Build the benchmarks" OFF)
+option(CLIPMULE_CCACHE "Compile through ccache, where it is installed" OFF)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -18,7 +19,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
 find_program(CCACHE_PROGRAM ccache)
-if(CCACHE_PROGRAM)
+if(CLIPMULE_CCACHE AND CCACHE_PROGRAM)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
 endif()
 

@@ -3,6 +3,7 @@
 
 #include "model/ClipboardStore.h"
 
+#include "model/DataFile.h"
 #include "model/Log.h"
 #include "model/ZRKClipmuleClipboard.h"
 #include "platform/foundation/KeyedArchiver.h"
@@ -38,9 +39,8 @@ const CodingClasses &archivedClasses() {
 
 } // namespace
 
-ClipboardStore::ClipboardStore(QString dataPath, qint64 largestList)
-    : _dataPath(std::move(dataPath))
-    , _largestList(largestList) {}
+ClipboardStore::ClipboardStore(QString dataPath)
+    : _dataPath(std::move(dataPath)) {}
 
 ClipboardStore::~ClipboardStore() = default;
 
@@ -158,27 +158,22 @@ void ClipboardStore::keepClip(const std::shared_ptr<ZRKClipmuleData> &clip) {
 bool ClipboardStore::load(const QString &path,
                           const std::function<void(const ArchiveValue &root)> &take) {
     try {
-        const std::optional<ArchiveValue> root = read(path);
-        if (!root)
+        const std::optional<QByteArray> bytes = DataFile::read(path);
+        if (!bytes)
             return false;
-        if (root->isNil()) {
+        const ArchiveValue root = KeyedUnarchiver::unarchivedObject(*bytes, archivedClasses());
+        if (root.isNil()) {
             // It says nothing to us, but may to somebody else.
             _unreadablePaths.insert(path);
             return false;
         }
-        take(*root);
+        take(root);
         return true;
     } catch (const PlatformException &exception) {
         qCWarning(logModel).noquote() << "DECODE FAIL" << exception.reason();
         _unreadablePaths.insert(path);
         return false;
     }
-}
-
-std::optional<ArchiveValue> ClipboardStore::read(const QString &path) const {
-    const std::optional<QByteArray> bytes = DataFile::read(path, _largestList);
-    return bytes ? std::optional(KeyedUnarchiver::unarchivedObject(*bytes, archivedClasses()))
-                 : std::nullopt;
 }
 
 bool ClipboardStore::save(const ArchiveValue &root, const QString &path) {
@@ -188,10 +183,10 @@ bool ClipboardStore::save(const ArchiveValue &root, const QString &path) {
             DataFile::keepUnreadable(path);
             _unreadablePaths.remove(path);
         }
-        DataFile::write(path, bytes, _largestList);
+        DataFile::write(path, bytes);
         return true;
     } catch (const PlatformException &exception) {
-        noteFailure(exception.reason());
+        qCDebug(logModel).noquote() << "cannot save:" << exception.reason();
         return false;
     }
 }
@@ -200,7 +195,7 @@ bool ClipboardStore::saveMainClipboard() {
     const auto clipboard = mainClipboard();
     if (!clipboard->isDirty())
         return true;
-    if (save(clipboard, QDir(_dataPath).filePath(mainFile)) && !clipboard->isListDirty())
+    if (save(clipboard, QDir(_dataPath).filePath(mainFile)) && !clipboard->isDirty())
         return true;
     clipboard->setDirty(true);
     return false;
@@ -217,26 +212,7 @@ bool ClipboardStore::saveCustomClipboards() {
     if (!save(*_customClipboards, QDir(_dataPath).filePath(customFile)))
         return false;
     _customIsDirty = false;
-    return std::none_of(_customClipboards->begin(), _customClipboards->end(),
-                        [](const auto &clipboard) { return clipboard->isListDirty(); });
-}
-
-void ClipboardStore::setSavingDidChange(std::function<void(const QString &failure)> callback) {
-    _savingDidChange = std::move(callback);
-}
-
-void ClipboardStore::noteFailure(const QString &reason) {
-    qCDebug(logModel).noquote() << "cannot save:" << reason;
-    if (_failure.isEmpty())
-        _failure = reason;
-}
-
-void ClipboardStore::tellOfSaving() {
-    const QString failure = std::exchange(_failure, {});
-    if (std::exchange(_isFailureTold, !failure.isEmpty()) == !failure.isEmpty())
-        return;
-    if (_savingDidChange)
-        _savingDidChange(failure);
+    return std::none_of(_customClipboards->begin(), _customClipboards->end(), isDirty);
 }
 
 // A list that could not be written stays dirty and is written at a later beat. Until then its old
@@ -246,7 +222,6 @@ void ClipboardStore::saveIfNeeded() {
     const Installation installation(*this);
     const bool isMainSaved = saveMainClipboard();
     const bool isCustomSaved = saveCustomClipboards();
-    tellOfSaving();
     if (!isMainSaved || !isCustomSaved)
         return;
     for (const auto &clipboard : std::exchange(_deletedClipboards, {}))

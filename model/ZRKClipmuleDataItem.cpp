@@ -107,17 +107,8 @@ void ZRKClipmuleDataItem::setURL(const std::optional<QUrl> &url) {
     if (isSameObject(_url, url))
         return;
     invalidateNativeDictionary();
-    setUrl(url);
-    contentDidChange();
-}
-
-void ZRKClipmuleDataItem::setUrl(const std::optional<QUrl> &url) {
     _url = url;
-    _urlText.reset();
-}
-
-QString ZRKClipmuleDataItem::urlText() const {
-    return _urlText ? *_urlText : _url ? _url->toString(QUrl::FullyEncoded) : QString();
+    contentDidChange();
 }
 
 void ZRKClipmuleDataItem::setImageData(const std::optional<QByteArray> &data) {
@@ -156,7 +147,6 @@ ZRKClipmuleDataItem::nativePropertyListForType(const QString &type) const {
 void ZRKClipmuleDataItem::setClipmuleDataItem(const ZRKClipmuleDataItem &other) {
     setString(other.string());
     setUrl(other.url());
-    _urlText = other._urlText;
     setImageData(other.imageData());
 }
 
@@ -168,7 +158,8 @@ quint64 ZRKClipmuleDataItem::size() const {
     quint64 size = 0;
     if (_string)
         size += quint64(_string->size());
-    size += quint64(urlText().size());
+    if (_url)
+        size += quint64(_url->toString(QUrl::FullyEncoded).size());
     if (const std::optional<QByteArray> image = imageData())
         size += quint64(image->size());
     if (const std::optional<NativeDictionary> native = nativeDictionary()) {
@@ -241,7 +232,7 @@ size_t ZRKClipmuleDataItem::hash() const {
 }
 
 std::shared_ptr<ZRKClipmuleDataItem> ZRKClipmuleDataItem::copyWithZone() {
-    auto copy = fromDictionary(toDictionary());
+    auto copy = initWithDictionary(toDictionary());
     copy->resetOID();
     saveExtraData();
     releaseCachedData();
@@ -258,7 +249,8 @@ QString ZRKClipmuleDataItem::description() const {
     }
     return QStringLiteral("%1 %2 %3 %4")
         .arg(native ? PropertyList(types).description() : none,
-             _string ? cutForLog(*_string) : none, _url ? cutForLog(urlText()) : none,
+             _string ? cutForLog(*_string) : none,
+             _url ? cutForLog(_url->toString(QUrl::FullyEncoded)) : none,
              QString::number(hasImageData() ? 1 : 0));
 }
 

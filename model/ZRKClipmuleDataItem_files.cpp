@@ -60,49 +60,41 @@ void ZRKClipmuleDataItem::saveExtraData() {
         _itemFlags.clearsNativeDictionary = false;
         _nativeDictionary.reset();
     } else if (_itemFlags.isNativeDictionaryDirty) {
-        _itemFlags.isNativeDictionaryDirty = !saveNativeDictionary();
+        saveNativeDictionary();
     }
+    _itemFlags.isNativeDictionaryDirty = false;
     if (_itemFlags.isImageDataDirty)
-        _itemFlags.isImageDataDirty = !saveImageData();
-    // Also for a save that no archive asked for.
-    if (_itemFlags.isImageDataDirty || _itemFlags.isNativeDictionaryDirty)
-        _itemFlags.isDirty = true;
+        saveImageData();
+    _itemFlags.isImageDataDirty = false;
 }
 
-bool ZRKClipmuleDataItem::saveNativeDictionary() {
+void ZRKClipmuleDataItem::saveNativeDictionary() {
     const QString path = nativeDictionaryPath();
     const ArchiveValue root = ArchiveValue(_nativeDictionary).immutable();
-    const bool isSaved = ClipboardStore::shared().save(root, path);
-    if (!isSaved && !_itemFlags.isNativeDictionaryFailureLogged)
-        qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
-    _itemFlags.isNativeDictionaryFailureLogged = !isSaved;
-    return isSaved;
+    if (ClipboardStore::shared().save(root, path))
+        return;
+    _itemFlags.hasNativeDictionary = false;
+    qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
 }
 
-bool ZRKClipmuleDataItem::saveImageData() {
+void ZRKClipmuleDataItem::saveImageData() {
     const QString path = imageDataPath();
-    bool isSaved = true;
     if (!_imageData) {
         DataFile::remove(path);
-    } else {
-        try {
-            DataFile::write(path, *_imageData);
-        } catch (const PlatformException &exception) {
-            isSaved = false;
-            ClipboardStore::shared().noteFailure(exception.reason());
-            if (!_itemFlags.isImageFailureLogged)
-                qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
-        }
+        return;
     }
-    _itemFlags.isImageFailureLogged = !isSaved;
-    return isSaved;
+    try {
+        DataFile::write(path, *_imageData);
+    } catch (const PlatformException &) {
+        _itemFlags.hasImageData = false;
+        qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
+    }
 }
 
-// What the flags speak of on disk: also what the next save would have deleted.
 void ZRKClipmuleDataItem::erase() {
-    if (_itemFlags.hasNativeDictionary || _itemFlags.clearsNativeDictionary)
+    if (_itemFlags.hasNativeDictionary)
         DataFile::remove(nativeDictionaryPath());
-    if (_itemFlags.hasImageData || _itemFlags.isImageDataDirty)
+    if (_itemFlags.hasImageData)
         DataFile::remove(imageDataPath());
 }
 

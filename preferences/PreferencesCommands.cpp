@@ -6,18 +6,15 @@
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/preferences/PreferencesDatabase.h"
 #include "preferences/Doctor.h"
+#include "preferences/RegisteredPhones.h"
 #include "preferences/SettingsStores.h"
 #include "preferences/ShownText.h"
 #include "support/ApplicationDefaults.h"
-#include "support/RegisteredPhones.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocale>
-
-#include <algorithm>
-#include <limits>
 
 namespace clipmule {
 
@@ -28,6 +25,7 @@ using Kind = PreferencesCommand::Kind;
 
 const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
 const QString agentName = QStringLiteral("com.zendrik.ClipmuleSync");
+const QString syncEnabled = QStringLiteral("syncEnabled");
 
 using ShownText::onOneLine;
 
@@ -61,17 +59,9 @@ QJsonArray asJson(const QList<RegisteredPhones::Phone> &phones) {
     return result;
 }
 
-// JSON has signed numbers only.
-QJsonObject countersAsJson(const ZRKUserDefaults &statistics) {
-    using Settings::Key;
-    constexpr quint64 largest = quint64(std::numeric_limits<qint64>::max());
-    QJsonObject counters;
-    for (const Key key : {Key::DataSent, Key::DataReceived})
-        counters.insert(Settings::nameOf(key),
-                        qint64(std::min(Settings::count(statistics, key), largest)));
-    for (const Key key : {Key::ImageItems, Key::TextItems})
-        counters.insert(Settings::nameOf(key), qint64(quint32(Settings::count32(statistics, key))));
-    return counters;
+quint64 counter(const ZRKUserDefaults &statistics, const QString &key) {
+    const auto value = statistics.objectForKey(key);
+    return value && value->isNumber() ? value->unsignedValue() : 0;
 }
 
 } // namespace
@@ -166,8 +156,7 @@ void PreferencesCommands::registerPhone() {
                  .arg(PropertyList::nameOfKind(stored->kind())));
         return;
     }
-    const PropertyList changed =
-        RegisteredPhones::changed(stored, _command.service, {.name = _command.name});
+    const PropertyList changed = RegisteredPhones::added(stored, _command.service, _command.name);
     for (const auto &phone : RegisteredPhones::phones(changed)) {
         if (phone.service == _command.service) {
             write(Domain::Shared, RegisteredPhones::key(), changed,
@@ -212,7 +201,7 @@ void PreferencesCommands::get() {
 }
 
 void PreferencesCommands::setEnabled(bool enabled) {
-    write(Domain::Agent, Settings::nameOf(Settings::Key::SyncEnabled), enabled,
+    write(Domain::Agent, syncEnabled, enabled,
           enabled ? QStringLiteral("synchronisation is enabled")
                   : QStringLiteral("synchronisation is disabled"));
 }
@@ -240,16 +229,20 @@ void PreferencesCommands::printStatus(std::optional<bool> agentRuns) {
     for (const auto &phone : phones)
         _services.print(u'\t' + onOneLine(phone.service) + u'\t' + onOneLine(phone.name));
     _services.print(QStringLiteral("sent: %1 bytes, received: %2 bytes")
-                        .arg(Settings::count(*statistics, Settings::Key::DataSent))
-                        .arg(Settings::count(*statistics, Settings::Key::DataReceived)));
+                        .arg(counter(*statistics, QStringLiteral("dataSent")))
+                        .arg(counter(*statistics, QStringLiteral("dataReceived"))));
     _services.print(QStringLiteral("clips: %1 text, %2 images")
-                        .arg(quint32(Settings::count32(*statistics, Settings::Key::TextItems)))
-                        .arg(quint32(Settings::count32(*statistics, Settings::Key::ImageItems))));
+                        .arg(counter(*statistics, QStringLiteral("textItems")))
+                        .arg(counter(*statistics, QStringLiteral("imageItems"))));
 }
 
 void PreferencesCommands::printStatusAsJson(std::optional<bool> agentRuns) {
     const auto statistics = open(Domain::Statistics);
-    const QJsonObject counters = countersAsJson(*open(Domain::Statistics));
+    QJsonObject counters;
+    for (const char *key : {"dataSent", "dataReceived", "imageItems", "textItems"}) {
+        const QString name = QString::fromLatin1(key);
+        counters.insert(name, qint64(counter(*statistics, name)));
+    }
     const auto phones =
         RegisteredPhones::phones(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
     _services.print(compact({{QStringLiteral("enabled"), isEnabled()},
@@ -351,7 +344,8 @@ QList<QString> PreferencesCommands::registeredServices() {
 }
 
 bool PreferencesCommands::isEnabled() {
-    return Settings::truth(*open(Domain::Agent), Settings::Key::SyncEnabled);
+    const auto store = open(Domain::Agent);
+    return !store->objectForKey(syncEnabled) || store->boolForKey(syncEnabled);
 }
 
 } // namespace clipmule

@@ -3,24 +3,25 @@
 
 #include "preferences/SyncSettings.h"
 
-#include "support/Settings.h"
-
 namespace clipmule {
 
 namespace {
 
-using Settings::Key;
-
-Key keyOf(SyncSettings::Switch which) {
+QString keyOf(SyncSettings::Switch which) {
     switch (which) {
     case SyncSettings::Switch::SyncEnabled:
-        return Key::SyncEnabled;
+        return QStringLiteral("syncEnabled");
     case SyncSettings::Switch::ShowStatusItem:
-        return Key::ShowStatus;
+        return QStringLiteral("showStatus");
     case SyncSettings::Switch::AutomaticUpdates:
         break;
     }
-    return Key::AutoUpdateEnabled;
+    return QStringLiteral("autoUpdateEnabled");
+}
+
+quint64 counter(const ZRKUserDefaults &store, const QString &key) {
+    const auto value = store.objectForKey(key);
+    return value && value->isNumber() ? value->unsignedValue() : 0;
 }
 
 } // namespace
@@ -49,15 +50,17 @@ void SyncSettings::settingsDidChange() {
 }
 
 bool SyncSettings::isOn(Switch which) const {
-    return Settings::truth(which == Switch::SyncEnabled ? *_stores.agent : *_stores.shared,
-                           keyOf(which));
+    const QString key = keyOf(which);
+    // The agent syncs until it is told not to.
+    if (which == Switch::SyncEnabled)
+        return !_stores.agent->objectForKey(key) || _stores.agent->boolForKey(key);
+    return _stores.shared->boolForKey(key);
 }
 
 bool SyncSettings::set(Switch which, bool on) {
     const auto &store = which == Switch::SyncEnabled ? _stores.agent : _stores.shared;
-    const QString key = Settings::nameOf(keyOf(which));
-    store->setBoolForKey(on, key);
-    if (isWritten(_database, store->identifier(), key, PropertyList(on)))
+    store->setBoolForKey(on, keyOf(which));
+    if (isWritten(_database, store->identifier(), keyOf(which), PropertyList(on)))
         return true;
     store->reset();
     settingsDidChange();
@@ -65,10 +68,10 @@ bool SyncSettings::set(Switch which, bool on) {
 }
 
 SyncSettings::Statistics SyncSettings::statistics() const {
-    return {.bytesSent = Settings::count(*_stores.statistics, Key::DataSent),
-            .bytesReceived = Settings::count(*_stores.statistics, Key::DataReceived),
-            .textItems = Settings::count32(*_stores.statistics, Key::TextItems),
-            .imageItems = Settings::count32(*_stores.statistics, Key::ImageItems)};
+    return {.bytesSent = counter(*_stores.statistics, QStringLiteral("dataSent")),
+            .bytesReceived = counter(*_stores.statistics, QStringLiteral("dataReceived")),
+            .textItems = _stores.statistics->integerForKey(QStringLiteral("textItems")),
+            .imageItems = _stores.statistics->integerForKey(QStringLiteral("imageItems"))};
 }
 
 } // namespace clipmule

@@ -207,7 +207,6 @@ public:
     void start(const QString &type) override {
         stop();
         _type = type;
-        _seen.setWanted(wantedName);
         _started = true;
         _core.begin();
         serverChanged();
@@ -351,11 +350,10 @@ private:
         const auto *question = static_cast<Question *>(self);
         CoreResolver *resolver = question->owner;
         const Endpoint endpoint{hostAddress(*address, interface), port};
-        resolver->_events.post([resolver, kind = question->kind, endpoint,
-                                host = QString::fromUtf8(hostName),
-                                overLoopback = isLoopbackInterface(interface)] {
-            resolver->_gatherer.add(kind, host, endpoint, overLoopback);
-        });
+        resolver->_events.post(
+            [resolver, kind = question->kind, endpoint, host = QString::fromUtf8(hostName)] {
+                resolver->_gatherer.add(kind, host, endpoint);
+            });
     }
 
     void close() {

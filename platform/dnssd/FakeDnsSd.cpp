@@ -203,7 +203,7 @@ public:
     }
 
     void reportAgain(const ServiceName &service) {
-        if (_known.contains(service))
+        if (service.type == _type)
             _events.post([this, service] { callCopyOf(onFound, service); });
     }
 
@@ -221,7 +221,7 @@ private:
     }
 
     void found(const ServiceName &service) {
-        if ((!wantedName || service.name == *wantedName) && _known.insert(service).second)
+        if (_known.insert(service).second)
             callCopyOf(onFound, service);
     }
 

@@ -41,8 +41,6 @@ QString mainBundlePath() {
         return chosen;
     const QString programFolder =
         QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget().section(u'/', 0, -2);
-    if ((programFolder + u'/').startsWith(QStringLiteral(CLIPMULE_BUILD_TREE "/")))
-        return QStringLiteral(CLIPMULE_SOURCE_RESOURCES);
     return programFolder + QStringLiteral("/" CLIPMULE_DATA_FROM_PROGRAMS);
 }
 

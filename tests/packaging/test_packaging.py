@@ -7,10 +7,10 @@ usage: test_packaging.py BUILD_FOLDER
 """
 
 import configparser
-import glob
 import os
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -27,6 +27,103 @@ def run(*command, **options):
                           check=False, **options)
 
 
+UNIT = "systemd/user/clipmule-sync.service"
+APPLICATIONS = "share/applications/com.zendrik.ClipmuleSync"
+SERVICE = "share/dbus-1/services/com.zendrik.ClipmuleSync.Preferences.service"
+AUTOSTART = "xdg/autostart/com.zendrik.ClipmuleSync.desktop"
+
+
+def install(build, prefix, staging=None):
+    """Installs, and returns what cmake said when that went wrong."""
+    done = run("cmake", "--install", build, "--prefix", prefix,
+               env={**os.environ, **({"DESTDIR": staging} if staging else {})})
+    return done.stderr if done.returncode != 0 else ""
+
+
+class Prefixes(unittest.TestCase):
+    """Where things lie, and what they name, for several prefixes of one and the same build."""
+
+    def setUp(self):
+        self.root = tempfile.mkdtemp(prefix="packaging.")
+        self.addCleanup(shutil.rmtree, self.root)
+
+    def install_staged(self, prefix):
+        self.assertEqual(install(self.build, prefix, self.root), "")
+
+    def value(self, path, section, key):
+        parser = configparser.ConfigParser(interpolation=None, strict=False)
+        parser.optionxform = str
+        with open(self.root + path, encoding="utf-8") as file:
+            parser.read_file(file)
+        return parser[section][key]
+
+    def assert_names(self, units, autostart, applications, unit_exec, service_exec, entry_exec,
+                     entry_try):
+        self.assertEqual(self.value(units, "Service", "ExecStart"), unit_exec)
+        below = applications.removesuffix("/applications")
+        self.assertEqual(self.value(f"{below}/{SERVICE.removeprefix('share/')}", "D-BUS Service",
+                                    "Exec"), service_exec)
+        for path in (autostart, f"{applications}/com.zendrik.ClipmuleSync.desktop"):
+            self.assertEqual(self.value(path, "Desktop Entry", "Exec"), entry_exec)
+            self.assertEqual(self.value(path, "Desktop Entry", "TryExec"), entry_try)
+
+    def test_prefixes_of_the_system(self):
+        for prefix in ("/usr", "/usr/local", "/usr/local/"):
+            with self.subTest(prefix):
+                self.install_staged(prefix)
+                prefix = prefix.rstrip("/")
+                self.assert_names(f"{prefix}/lib/{UNIT}", f"/etc/{AUTOSTART}",
+                                  f"{prefix}/share/applications", f"{prefix}/bin/clipmule-sync",
+                                  f"{prefix}/bin/clipmule-preferences", "clipmule-sync",
+                                  "clipmule-sync")
+                self.assertTrue(os.access(f"{self.root}{prefix}/bin/clipmule-sync", os.X_OK))
+                self.assertFalse(os.path.exists(f"{self.root}{prefix}/etc"))
+
+    def test_any_other_prefix(self):
+        self.install_staged("/opt/clipmule")
+        program = "/opt/clipmule/bin/clipmule-sync"
+        self.assert_names(f"/opt/clipmule/share/{UNIT}", f"/opt/clipmule/etc/{AUTOSTART}",
+                          "/opt/clipmule/share/applications", program,
+                          "/opt/clipmule/bin/clipmule-preferences", program, program)
+        self.assertEqual(self.value(f"/opt/clipmule/{APPLICATIONS}.desktop", "Desktop Action menu",
+                                    "Exec"), program + " --menu")
+        self.assertFalse(os.path.exists(self.root + "/etc"))
+
+    def test_a_prefix_with_unusual_characters(self):
+        self.install_staged("/opt/a b/100%")
+        program = "/opt/a b/100%/bin/clipmule-sync"
+        quoted = '"/opt/a b/100%%/bin/clipmule-sync"'
+        self.assert_names(f"/opt/a b/100%/share/{UNIT}", f"/opt/a b/100%/etc/{AUTOSTART}",
+                          "/opt/a b/100%/share/applications", quoted,
+                          '"/opt/a b/100%/bin/clipmule-preferences"', quoted, program)
+
+    def test_a_prefix_that_no_entry_can_name(self):
+        self.assertIn("has a character that start-up files cannot name",
+                      install(self.build, '/opt/a"b', self.root))
+
+    def test_without_staging(self):
+        """Into a folder of one's own, as README tells, and from there."""
+        prefix = os.path.join(self.root, "own")
+        self.assertEqual(install(self.build, prefix), "")
+        program = os.path.join(prefix, "bin/clipmule-sync")
+        self.assertEqual(self.value(f"/own/share/{UNIT}", "Service", "ExecStart"), program)
+        told = run(os.path.join(prefix, "bin/clipmule-preferences"), "--version")
+        self.assertEqual((told.returncode, told.stderr), (0, ""))
+
+    def test_what_was_installed_is_removed_again(self):
+        mine = os.path.join(self.root, "usr/share/applications/mine.desktop")
+        os.makedirs(os.path.dirname(mine))
+        with open(mine, "w", encoding="utf-8"):
+            pass
+        self.install_staged("/usr")
+        done = run("cmake", "-P", os.path.join(self.build, "packaging/uninstall.cmake"),
+                   env={**os.environ, "DESTDIR": self.root})
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        left = [os.path.join(folder, name) for folder, _, names in os.walk(self.root)
+                for name in names]
+        self.assertEqual(left, [mine])
+
+
 class Installation(unittest.TestCase):
     """The installed tree, once for all tests."""
 
@@ -34,16 +131,15 @@ class Installation(unittest.TestCase):
     def setUpClass(cls):
         cls.root = tempfile.mkdtemp(prefix="packaging.")
         cls.addClassCleanup(shutil.rmtree, cls.root)
-        done = run("cmake", "--install", cls.build, "--prefix", "/usr",
-                   env={**os.environ, "DESTDIR": cls.root})
-        if done.returncode != 0:
-            raise AssertionError(done.stderr)
+        problems = install(cls.build, "/usr", cls.root)
+        if problems:
+            raise AssertionError(problems)
 
-    def only(self, pattern):
-        """The one installed file of that pattern; the folders above /usr depend on the machine."""
-        found = glob.glob(self.root + "/**/" + pattern, recursive=True)
-        self.assertEqual(len(found), 1, f"{pattern}: {found}")
-        return found[0]
+    def only(self, path):
+        """That installed file."""
+        found = os.path.join(self.root, "usr", path)
+        self.assertTrue(os.path.isfile(found), path)
+        return found
 
     def entry(self, path, section):
         parser = configparser.ConfigParser(interpolation=None, strict=False)
@@ -60,13 +156,31 @@ class Installation(unittest.TestCase):
             self.assertTrue(os.access(self.only("bin/" + program), os.X_OK), program)
         self.only("share/clipmule-sync/Info.plist")
 
+    def test_no_program_knows_where_it_was_built(self):
+        for program in PROGRAMS:
+            with open(self.only("bin/" + program), "rb") as file:
+                content = file.read()
+            # Debug information, which --strip leaves out, names sources; what the program says to
+            # itself is in UTF-16.
+            self.assertNotIn(os.path.realpath(self.build).encode("utf-16-le"), content, program)
+
     def test_desktop_entries(self):
-        for place in ("share/applications", "xdg/autostart"):
-            path = self.only(place + "/com.zendrik.ClipmuleSync.desktop")
+        for path in (self.only("share/applications/com.zendrik.ClipmuleSync.desktop"),
+                     self.root + "/etc/" + AUTOSTART):
             self.assert_accepts("desktop-file-validate", path)
             entry = self.entry(path, "Desktop Entry")
             self.only("bin/" + entry["Exec"])
-            self.only(f"icons/hicolor/scalable/apps/{entry['Icon']}.svg")
+            self.only(f"share/icons/hicolor/scalable/apps/{entry['Icon']}.svg")
+            self.assert_translated(entry)
+
+    def assert_translated(self, entry):
+        for key in ("GenericName", "Comment", "Keywords"):
+            if key in entry:
+                for language in ("de", "ja"):
+                    self.assertNotEqual(entry[f"{key}[{language}]"], entry[key])
+                if key == "Keywords":
+                    self.assertTrue(all(entry[f"{key}{language}"].endswith(";")
+                                        for language in ("", "[de]", "[ja]")))
 
     def test_the_preferences_are_started_by_the_bus(self):
         name = "com.zendrik.ClipmuleSync.Preferences"
@@ -74,11 +188,12 @@ class Installation(unittest.TestCase):
         self.assert_accepts("desktop-file-validate", path)
         entry = self.entry(path, "Desktop Entry")
         self.assertEqual(entry["DBusActivatable"], "true")
+        # The class by which a desktop knows the window on X11 is the program's name.
+        self.assertEqual(entry["StartupWMClass"], entry["Exec"])
         self.only("bin/" + entry["Exec"])
+        self.assert_translated(entry)
         service = self.entry(self.only(f"share/dbus-1/services/{name}.service"), "D-BUS Service")
         self.assertEqual(service["Name"], name)
-        self.assertTrue(service["Exec"].endswith("/bin/" + entry["Exec"]), service["Exec"])
-        self.assertTrue(os.path.isabs(service["Exec"]))
 
     def test_the_status_interface_is_described(self):
         path = self.only("share/dbus-1/interfaces/com.zendrik.ClipmuleSync.Status.xml")
@@ -86,28 +201,41 @@ class Installation(unittest.TestCase):
                          "com.zendrik.ClipmuleSync.Status")
 
     def test_software_centre(self):
-        path = self.only("metainfo/com.zendrik.ClipmuleSync.metainfo.xml")
+        path = self.only("share/metainfo/com.zendrik.ClipmuleSync.metainfo.xml")
         self.assert_accepts("appstreamcli", "validate", "--no-net", path)
         component = xml.parse(path).getroot()
         self.only("share/applications/" + component.findtext("launchable"))
+        told = run(self.only("bin/clipmule-sync"), "--version").stdout.split()[-1]
+        self.assertEqual(component.find("releases/release").get("version"), told)
         self.assertEqual({binary.text for binary in component.iter("binary")}, PROGRAMS)
 
     def test_login_unit(self):
-        path = self.only("systemd/user/clipmule-sync.service")
+        path = self.only("lib/" + UNIT)
         service = self.entry(path, "Service")
-        self.assertTrue(service["ExecStart"].endswith("/bin/clipmule-sync"), service["ExecStart"])
-        self.assertTrue(os.path.isabs(service["ExecStart"]))
         self.assertEqual(service["Restart"], "on-failure")
+        self.assertEqual((service["Type"], service["BusName"]), ("dbus", "com.zendrik.ClipmuleSync"))
+        with open(path, encoding="utf-8") as file:
+            lines = file.read().splitlines()
+        for variable in ("DISPLAY", "WAYLAND_DISPLAY"):
+            self.assertIn(f"ConditionEnvironment=|{variable}", lines)
 
-    def test_icon_is_a_picture(self):
-        root = xml.parse(self.only("com.zendrik.ClipmuleSync.svg")).getroot()
-        self.assertTrue(root.tag.endswith("}svg"))
-        self.assertEqual(root.get("width"), root.get("height"))
+    def test_icons_are_pictures(self):
+        for name in ("scalable/apps/com.zendrik.ClipmuleSync.svg",
+                     "symbolic/apps/com.zendrik.ClipmuleSync-symbolic.svg"):
+            root = xml.parse(self.only("share/icons/hicolor/" + name)).getroot()
+            self.assertTrue(root.tag.endswith("}svg"))
+            self.assertEqual(root.get("width"), root.get("height"))
+        for size in (16, 22, 24, 32, 48, 64, 128, 256):
+            path = self.only(f"share/icons/hicolor/{size}x{size}/apps/com.zendrik.ClipmuleSync.png")
+            with open(path, "rb") as file:
+                head = file.read(24)
+            self.assertEqual(head[:8], b"\x89PNG\r\n\x1a\n")
+            self.assertEqual(struct.unpack(">II", head[16:]), (size, size))
 
     def test_manual_pages_are_well_formed(self):
         for program in PROGRAMS:
             self.assert_accepts("groff", "-man", "-ww", "-z", "-Tutf8", "-K", "utf8",
-                                self.only(f"man1/{program}.1"))
+                                self.only(f"share/man/man1/{program}.1"))
 
     def test_manual_pages_and_help_tell_of_the_same_options(self):
         for program in PROGRAMS:
@@ -115,7 +243,7 @@ class Installation(unittest.TestCase):
                 told = run(self.only("bin/" + program), "--help",
                            env={**os.environ, "QT_QPA_PLATFORM": "offscreen"})
                 self.assertEqual(told.returncode, 0, told.stderr)
-                with open(self.only(f"man1/{program}.1"), encoding="utf-8") as page:
+                with open(self.only(f"share/man/man1/{program}.1"), encoding="utf-8") as page:
                     documented = options(page.read().replace("\\-", "-"))
                 self.assertEqual(options(told.stdout) - {"--help-all"}, documented)
 
@@ -125,5 +253,5 @@ def options(text):
 
 
 if __name__ == "__main__":
-    Installation.build = sys.argv.pop(1)
+    Installation.build = Prefixes.build = sys.argv.pop(1)
     unittest.main()
