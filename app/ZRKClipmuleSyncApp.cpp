@@ -19,11 +19,8 @@ Q_LOGGING_CATEGORY(logApp, "clipmule.app")
 
 namespace {
 
-const QString serverServicesKey = QStringLiteral("serverServices");
 const QString serverServiceKey = QStringLiteral("serverService");
 const QString serverNameKey = QStringLiteral("serverName");
-const QString autoUpdateEnabledKey = QStringLiteral("autoUpdateEnabled");
-const QString syncEnabledKey = QStringLiteral("syncEnabled");
 const QString statisticsIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.stats");
 
 // The agent announces itself under each phone's name, so that the phone sees its computer is there.
@@ -87,44 +84,30 @@ void ZRKClipmuleSyncApp::migrateSinglePhoneSettings() {
     ZRKUserDefaults &shared = _services.sharedDefaults;
     const auto service = shared.objectForKey(serverServiceKey);
     const auto name = shared.objectForKey(serverNameKey);
-    if (!service || !name)
+    if (!service || !name || !service->isString() || !name->isString())
         return;
     const PropertyList::Dictionary phone{{serverServiceKey, *service}, {serverNameKey, *name}};
     shared.setObjectForKey(PropertyList(PropertyList::List{PropertyList(phone)}),
-                           serverServicesKey);
+                           RegisteredPhones::key());
     shared.removeObjectForKey(serverServiceKey);
     shared.removeObjectForKey(serverNameKey);
     shared.synchronize();
 }
 
 std::optional<PropertyList> ZRKClipmuleSyncApp::serverServices() const {
-    return _services.sharedDefaults.objectForKey(serverServicesKey);
+    return _services.sharedDefaults.objectForKey(RegisteredPhones::key());
 }
 
-QList<ZRKClipmuleSyncApp::RegisteredPhone> ZRKClipmuleSyncApp::registeredPhones() const {
-    // Another process wrote the list: entries that are not what they should be are passed over.
-    QList<RegisteredPhone> phones;
-    const auto services = serverServices();
-    const auto *list = services ? services->as<PropertyList::List>() : nullptr;
-    if (!list)
-        return phones;
-    for (const PropertyList &entry : *list) {
-        const auto *dictionary = entry.as<PropertyList::Dictionary>();
-        if (!dictionary)
-            continue;
-        const auto service = textUnder(*dictionary, serverServiceKey);
-        if (service && !service->isEmpty())
-            phones.append({*service, textUnder(*dictionary, serverNameKey)});
-    }
-    return phones;
+QList<RegisteredPhones::Phone> ZRKClipmuleSyncApp::registeredPhones() const {
+    return RegisteredPhones::phones(serverServices());
 }
 
 void ZRKClipmuleSyncApp::connect() {
     if (!isEnabled())
         return;
-    const QList<RegisteredPhone> phones = registeredPhones();
-    for (const RegisteredPhone &phone : phones) {
-        const QString &name = phone.serverService;
+    const QList<RegisteredPhones::Phone> phones = registeredPhones();
+    for (const RegisteredPhones::Phone &phone : phones) {
+        const QString &name = phone.service;
         if (!_netServicesDictionary.contains(name)) {
             const auto announcement = NetService::initWithDomainTypeNamePort(
                 _services.dnssd, QString(), announcementType, name, announcementPort);
@@ -182,8 +165,8 @@ void ZRKClipmuleSyncApp::disconnect() {
 void ZRKClipmuleSyncApp::defaultsDidChange() {
     if (isEnabled()) {
         QSet<QString> registered;
-        for (const RegisteredPhone &phone : registeredPhones())
-            registered.insert(phone.serverService);
+        for (const RegisteredPhones::Phone &phone : registeredPhones())
+            registered.insert(phone.service);
         const QStringList announced = _netServicesDictionary.keys();
         for (const QString &name : announced) {
             if (!registered.contains(name))
@@ -201,7 +184,7 @@ void ZRKClipmuleSyncApp::defaultsDidChange() {
     postStatusDidChange();
     if (Updater *const own = updater())
         own->setAutomaticallyChecksForUpdates(
-            _services.sharedDefaults.boolForKey(autoUpdateEnabledKey));
+            Settings::truth(_services.sharedDefaults, Settings::Key::AutoUpdateEnabled));
 }
 
 void ZRKClipmuleSyncApp::willSleep() {
@@ -223,12 +206,12 @@ bool ZRKClipmuleSyncApp::isConnected() const {
 }
 
 bool ZRKClipmuleSyncApp::isEnabled() const {
-    const auto enabled = _services.applicationDefaults.objectForKey(syncEnabledKey);
-    return !enabled || (!enabled->isList() && !enabled->isDictionary() && enabled->boolValue());
+    return Settings::truth(_services.applicationDefaults, Settings::Key::SyncEnabled);
 }
 
 void ZRKClipmuleSyncApp::setEnabled(bool enabled) {
-    _services.applicationDefaults.setBoolForKey(enabled, syncEnabledKey);
+    _services.applicationDefaults.setBoolForKey(enabled,
+                                                Settings::nameOf(Settings::Key::SyncEnabled));
 }
 
 QStringList ZRKClipmuleSyncApp::connectedDeviceNames() const {
@@ -241,13 +224,7 @@ QStringList ZRKClipmuleSyncApp::connectedDeviceNames() const {
 }
 
 QStringList ZRKClipmuleSyncApp::registeredDeviceNames() const {
-    QStringList names;
-    const QList<RegisteredPhone> phones = registeredPhones();
-    for (const RegisteredPhone &phone : phones) {
-        if (phone.serverName)
-            names.append(*phone.serverName);
-    }
-    return names;
+    return RegisteredPhones::displayNames(serverServices());
 }
 
 void ZRKClipmuleSyncApp::postStatusDidChange() {

@@ -17,6 +17,7 @@
 #include "platform/foundation/RunLoop.h"
 #include "platform/keyboard/KeyboardEvents.h"
 #include "support/ApplicationDefaults.h"
+#include "support/RegisteredPhones.h"
 #include "support/ZRKUserDefaults.h"
 #include "ui/SyncStatusSource.h"
 
@@ -126,12 +127,7 @@ public:
     void clientServiceDidReceiveDeviceData(NetService &service, const PropertyList &deviceData);
 
 private:
-    // One entry of "serverServices".
-    struct RegisteredPhone {
-        QString serverService;
-        std::optional<QString> serverName;
-    };
-    [[nodiscard]] QList<RegisteredPhone> registeredPhones() const;
+    [[nodiscard]] QList<RegisteredPhones::Phone> registeredPhones() const;
     void migrateSinglePhoneSettings();
     void stopAnnouncement(NetService &service);
     void stopClient(ZRKNetServiceClient &client);
@@ -155,7 +151,7 @@ private:
     void sendToAll(const OutputObject &object);
 
     void paste();
-    void countClip(ZRKClipmuleData &clip, const QString &sizeKey);
+    void countClip(ZRKClipmuleData &clip, Settings::Key sizeKey);
 
     SyncServices _services;
     QMap<QString, std::shared_ptr<ZRKNetServiceClient>> _clientsDictionary;

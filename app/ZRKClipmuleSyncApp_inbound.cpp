@@ -68,7 +68,7 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &service
         _lastChangeCount = _services.pasteboard.pasteboard.changeCount();
         _lastHash = clip->hash();
         paste();
-        countClip(*clip, QStringLiteral("dataReceived"));
+        countClip(*clip, Settings::Key::DataReceived);
     } catch (const PlatformException &exception) {
         qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.what();
         refusal.detail = exception.reason();

@@ -13,15 +13,15 @@ namespace clipmule {
 
 QList<AgentStatus::Phone> ZRKClipmuleSyncApp::phoneStates() const {
     QList<AgentStatus::Phone> states;
-    for (const RegisteredPhone &phone : registeredPhones()) {
-        const Contact contact = _contacts.value(phone.serverService);
-        AgentStatus::Phone state{.service = phone.serverService,
-                                 .name = phone.serverName.value_or(phone.serverService),
+    for (const RegisteredPhones::Phone &phone : registeredPhones()) {
+        const Contact contact = _contacts.value(phone.service);
+        AgentStatus::Phone state{.service = phone.service,
+                                 .name = phone.shownName(),
                                  .state = AgentStatus::PhoneState::NotSeen,
                                  .lastSeen = contact.lastSeen,
                                  .lastError = contact.lastError,
                                  .lastErrorDate = contact.lastErrorDate};
-        if (const auto client = _clientsDictionary.value(phone.serverService)) {
+        if (const auto client = _clientsDictionary.value(phone.service)) {
             if (client->isEstablished())
                 state.state = AgentStatus::PhoneState::Connected;
             else if (!client->services().isEmpty())
@@ -47,11 +47,8 @@ void ZRKClipmuleSyncApp::clientServiceDidChangeConnection(NetService &service,
 }
 
 QString ZRKClipmuleSyncApp::displayName(const QString &serviceName) const {
-    for (const RegisteredPhone &phone : registeredPhones()) {
-        if (phone.serverService == serviceName)
-            return phone.serverName.value_or(serviceName);
-    }
-    return serviceName;
+    const auto phone = RegisteredPhones::phone(serverServices(), serviceName);
+    return phone ? phone->shownName() : serviceName;
 }
 
 void ZRKClipmuleSyncApp::refuse(Refusal refusal, const QString &message) {

@@ -87,7 +87,7 @@ void ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip, size_t hash) {
     _lastHash = hash;
     sendToAll(OutputObject::fixed(
         MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip.toDictionary()))));
-    countClip(clip, QStringLiteral("dataSent"));
+    countClip(clip, Settings::Key::DataSent);
 }
 
 // A copy that is the last clip again is no refusal. One that gave no clip, or a clip in which a
@@ -112,16 +112,16 @@ void ZRKClipmuleSyncApp::sendToAll(const OutputObject &object) {
         client->outputObject(object);
 }
 
-void ZRKClipmuleSyncApp::countClip(ZRKClipmuleData &clip, const QString &sizeKey) {
+void ZRKClipmuleSyncApp::countClip(ZRKClipmuleData &clip, Settings::Key sizeKey) {
     const quint64 size = clip.size();
-    const auto total = _statisticDefaults->objectForKey(sizeKey);
-    _statisticDefaults->setObjectForKey(
-        PropertyList(quint64((total ? total->unsignedValue() : 0) + size)), sizeKey);
-    const QString items =
-        clip.hasImageData() ? QStringLiteral("imageItems") : QStringLiteral("textItems");
+    const quint64 total = Settings::count(*_statisticDefaults, sizeKey);
+    _statisticDefaults->setObjectForKey(PropertyList(quint64(total + size)),
+                                        Settings::nameOf(sizeKey));
+    const Settings::Key items =
+        clip.hasImageData() ? Settings::Key::ImageItems : Settings::Key::TextItems;
     // Through unsigned, where passing the largest number is defined.
-    _statisticDefaults->setIntegerForKey(
-        qint32(quint32(_statisticDefaults->integerForKey(items)) + 1U), items);
+    const quint32 count = quint32(Settings::count32(*_statisticDefaults, items)) + 1U;
+    _statisticDefaults->setIntegerForKey(qint32(count), Settings::nameOf(items));
     trimHeapAfterClip(size);
 }
 

@@ -3,7 +3,6 @@
 
 #include "model/ClipboardStore.h"
 
-#include "model/DataFile.h"
 #include "model/Log.h"
 #include "model/ZRKClipmuleClipboard.h"
 #include "platform/foundation/KeyedArchiver.h"
@@ -39,8 +38,9 @@ const CodingClasses &archivedClasses() {
 
 } // namespace
 
-ClipboardStore::ClipboardStore(QString dataPath)
-    : _dataPath(std::move(dataPath)) {}
+ClipboardStore::ClipboardStore(QString dataPath, qint64 largestList)
+    : _dataPath(std::move(dataPath))
+    , _largestList(largestList) {}
 
 ClipboardStore::~ClipboardStore() = default;
 
@@ -158,22 +158,27 @@ void ClipboardStore::keepClip(const std::shared_ptr<ZRKClipmuleData> &clip) {
 bool ClipboardStore::load(const QString &path,
                           const std::function<void(const ArchiveValue &root)> &take) {
     try {
-        const std::optional<QByteArray> bytes = DataFile::read(path);
-        if (!bytes)
+        const std::optional<ArchiveValue> root = read(path);
+        if (!root)
             return false;
-        const ArchiveValue root = KeyedUnarchiver::unarchivedObject(*bytes, archivedClasses());
-        if (root.isNil()) {
+        if (root->isNil()) {
             // It says nothing to us, but may to somebody else.
             _unreadablePaths.insert(path);
             return false;
         }
-        take(root);
+        take(*root);
         return true;
     } catch (const PlatformException &exception) {
         qCWarning(logModel).noquote() << "DECODE FAIL" << exception.reason();
         _unreadablePaths.insert(path);
         return false;
     }
+}
+
+std::optional<ArchiveValue> ClipboardStore::read(const QString &path) const {
+    const std::optional<QByteArray> bytes = DataFile::read(path, _largestList);
+    return bytes ? std::optional(KeyedUnarchiver::unarchivedObject(*bytes, archivedClasses()))
+                 : std::nullopt;
 }
 
 bool ClipboardStore::save(const ArchiveValue &root, const QString &path) {
@@ -183,10 +188,10 @@ bool ClipboardStore::save(const ArchiveValue &root, const QString &path) {
             DataFile::keepUnreadable(path);
             _unreadablePaths.remove(path);
         }
-        DataFile::write(path, bytes);
+        DataFile::write(path, bytes, _largestList);
         return true;
     } catch (const PlatformException &exception) {
-        qCDebug(logModel).noquote() << "cannot save:" << exception.reason();
+        noteFailure(exception.reason());
         return false;
     }
 }
@@ -195,7 +200,7 @@ bool ClipboardStore::saveMainClipboard() {
     const auto clipboard = mainClipboard();
     if (!clipboard->isDirty())
         return true;
-    if (save(clipboard, QDir(_dataPath).filePath(mainFile)) && !clipboard->isDirty())
+    if (save(clipboard, QDir(_dataPath).filePath(mainFile)) && !clipboard->isListDirty())
         return true;
     clipboard->setDirty(true);
     return false;
@@ -212,7 +217,26 @@ bool ClipboardStore::saveCustomClipboards() {
     if (!save(*_customClipboards, QDir(_dataPath).filePath(customFile)))
         return false;
     _customIsDirty = false;
-    return std::none_of(_customClipboards->begin(), _customClipboards->end(), isDirty);
+    return std::none_of(_customClipboards->begin(), _customClipboards->end(),
+                        [](const auto &clipboard) { return clipboard->isListDirty(); });
+}
+
+void ClipboardStore::setSavingDidChange(std::function<void(const QString &failure)> callback) {
+    _savingDidChange = std::move(callback);
+}
+
+void ClipboardStore::noteFailure(const QString &reason) {
+    qCDebug(logModel).noquote() << "cannot save:" << reason;
+    if (_failure.isEmpty())
+        _failure = reason;
+}
+
+void ClipboardStore::tellOfSaving() {
+    const QString failure = std::exchange(_failure, {});
+    if (std::exchange(_isFailureTold, !failure.isEmpty()) == !failure.isEmpty())
+        return;
+    if (_savingDidChange)
+        _savingDidChange(failure);
 }
 
 // A list that could not be written stays dirty and is written at a later beat. Until then its old
@@ -222,6 +246,7 @@ void ClipboardStore::saveIfNeeded() {
     const Installation installation(*this);
     const bool isMainSaved = saveMainClipboard();
     const bool isCustomSaved = saveCustomClipboards();
+    tellOfSaving();
     if (!isMainSaved || !isCustomSaved)
         return;
     for (const auto &clipboard : std::exchange(_deletedClipboards, {}))

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "model/DataFile.h"
 #include "platform/foundation/ArchiveValue.h"
 #include "platform/foundation/Coding.h"
 #include "platform/foundation/RunLoop.h"
@@ -33,7 +34,8 @@ public:
     using Clipboards = QList<std::shared_ptr<ZRKClipmuleClipboard>>;
     static constexpr RunLoop::Seconds saveInterval{5.0};
 
-    explicit ClipboardStore(QString dataPath);
+    /// A list of clips of more bytes than the limit is neither written nor read.
+    explicit ClipboardStore(QString dataPath, qint64 largestList = DataFile::largest);
     ~ClipboardStore();
     ClipboardStore(const ClipboardStore &) = delete;
     ClipboardStore &operator=(const ClipboardStore &) = delete;
@@ -82,6 +84,14 @@ public:
     void moveClipboardAtIndexToIndex(qsizetype from, qsizetype to);
     /// Writes what changed, then deletes what was removed.
     void saveIfNeeded();
+    /// Called when a save has failed, with the reason, and when one has succeeded again, with an
+    /// empty text; not at every beat in between.
+    void setSavingDidChange(std::function<void(const QString &failure)> callback);
+    /// A file of the current save could not be written.
+    void noteFailure(const QString &reason);
+    /// The files of lists that could not be read since the store was made.
+    [[nodiscard]] const QSet<QString> &unreadablePaths() const { return _unreadablePaths; }
+    [[nodiscard]] qint64 largestList() const { return _largestList; }
 
     /// The files of a clip that was removed from its clipboard go at the next save…
     void eraseClipLater(const std::shared_ptr<ZRKClipmuleData> &clip);
@@ -92,21 +102,30 @@ public:
     /// it is of the wrong kind. False when there is no such file, when it has no root, or, with a
     /// line in the log, when it cannot be read; of the last two save() keeps the old file.
     bool load(const QString &path, const std::function<void(const ArchiveValue &root)> &take);
+    /// The root of a keyed archive; nothing when there is no such file. A PlatformException when it
+    /// cannot be read.
+    [[nodiscard]] std::optional<ArchiveValue> read(const QString &path) const;
     /// Replaces the file by a keyed archive; false when that fails, and the file stays as it was.
     [[nodiscard]] bool save(const ArchiveValue &root, const QString &path);
 
 private:
     void startSaving();
+    void tellOfSaving();
     [[nodiscard]] bool saveMainClipboard();
     [[nodiscard]] bool saveCustomClipboards();
 
     QString _dataPath;
+    qint64 _largestList;
     std::shared_ptr<ZRKClipmuleClipboard> _mainClipboard;
     std::optional<Clipboards> _customClipboards;
     bool _customIsDirty = false;
     Clipboards _deletedClipboards;
     QList<std::shared_ptr<ZRKClipmuleData>> _deletedDatas;
     QSet<QString> _unreadablePaths;
+    std::function<void(const QString &)> _savingDidChange;
+    /// Of the current save, the first one; empty when there is none.
+    QString _failure;
+    bool _isFailureTold = false;
     bool _isTimerStarted = false;
     RunLoop::Timer _saveTimer;
 };

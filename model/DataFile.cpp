@@ -9,10 +9,13 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
+#include <QTemporaryFile>
 
 #include <filesystem>
 #include <system_error>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace clipmule::DataFile {
 
@@ -20,6 +23,10 @@ namespace {
 
 [[noreturn]] void raise(const QString &reason) {
     throw PlatformException(QStringLiteral("FileFailure"), reason);
+}
+
+[[noreturn]] void raiseTooLarge(const QString &path, qint64 limit) {
+    raise(QStringLiteral("%1 is larger than %2 bytes").arg(path).arg(limit));
 }
 
 // Of 255 bytes for a file name, room for the extension and for a temporary file's suffix.
@@ -38,29 +45,48 @@ bool isPlainName(const QString &oid) {
 
 } // namespace
 
-std::optional<QByteArray> read(const QString &path) {
-    const RegularFile::Contents contents = RegularFile::read(path, largest);
+std::optional<QByteArray> read(const QString &path, qint64 limit) {
+    const RegularFile::Contents contents =
+        RegularFile::read(path, limit, RegularFile::Links::Refuse);
     switch (contents.outcome) {
     case RegularFile::Contents::Outcome::Read:
         return contents.bytes;
     case RegularFile::Contents::Outcome::Missing:
         return std::nullopt;
     case RegularFile::Contents::Outcome::TooLarge:
-        raise(QStringLiteral("%1 is larger than %2 bytes").arg(path).arg(largest));
+        raiseTooLarge(path, limit);
     case RegularFile::Contents::Outcome::Failed:
         raise(QStringLiteral("%1 cannot be read").arg(path));
     }
     Q_UNREACHABLE();
 }
 
-void write(const QString &path, const QByteArray &bytes) {
-    if (!QDir().mkpath(QFileInfo(path).path()))
+bool makeFolder(const QString &path) {
+    const QString whole = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+    if (QFileInfo(whole).isDir())
+        return true;
+    const QString parent = QFileInfo(whole).path();
+    return parent != whole && makeFolder(parent) &&
+           (::mkdir(QFile::encodeName(whole).constData(), S_IRWXU) == 0 ||
+            QFileInfo(whole).isDir());
+}
+
+void write(const QString &path, const QByteArray &bytes, qint64 limit) {
+    if (bytes.size() > limit)
+        raiseTooLarge(path, limit);
+    if (!makeFolder(QFileInfo(path).path()))
         raise(QStringLiteral("the folder of %1 cannot be made").arg(path));
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) ||
-        !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) ||
-        file.write(bytes) != bytes.size() || !file.commit())
+    // For the owner alone from the beginning. It replaces a link; a QSaveFile would follow it.
+    QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
+    if (!file.open() || file.write(bytes) != bytes.size() || !file.flush() ||
+        ::fdatasync(file.handle()) != 0)
         raise(QStringLiteral("%1: %2").arg(path, file.errorString()));
+    std::error_code error;
+    std::filesystem::rename(QFile::encodeName(file.fileName()).toStdString(),
+                            QFile::encodeName(path).toStdString(), error);
+    if (error)
+        raise(QStringLiteral("%1: %2").arg(path, QString::fromStdString(error.message())));
+    file.setAutoRemove(false);
 }
 
 void keepUnreadable(const QString &path) {

@@ -10,19 +10,24 @@
 
 namespace clipmule {
 
-/// Files in the data directory. They hold what the user copied, so nobody else may read them.
+/// Files in the data directory. They hold what the user copied, so nobody else may read them. A
+/// symbolic link is none of them: it is not read, and a file takes its place.
 namespace DataFile {
 
-/// Far above what a clip may hold; a larger file is not one of ours.
+/// In bytes. Far above what a clip may hold; a larger file is neither written nor read.
 inline constexpr qint64 largest = 256LL * 1024 * 1024;
 
 /// Nothing, silently, when there is no such file. A PlatformException named "FileFailure" when it
 /// cannot be read.
-[[nodiscard]] std::optional<QByteArray> read(const QString &path);
+[[nodiscard]] std::optional<QByteArray> read(const QString &path, qint64 limit = largest);
 
 /// Replaces the file as a whole or, with a PlatformException named "FileFailure", not at all. Its
 /// folder is made when it is missing.
-void write(const QString &path, const QByteArray &bytes);
+void write(const QString &path, const QByteArray &bytes, qint64 limit = largest);
+
+/// Makes a folder, and those above it, for this user alone; one that is there stays as it is.
+/// False when that is not possible.
+[[nodiscard]] bool makeFolder(const QString &path);
 
 /// Gives the file a second name beside the first, with ".unreadable" and a number where it must be,
 /// so that replacing it loses nothing. A PlatformException named "FileFailure" when that fails.

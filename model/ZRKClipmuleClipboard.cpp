@@ -146,11 +146,11 @@ void ZRKClipmuleClipboard::insertClipmuleDataAtIndex(const std::shared_ptr<ZRKCl
     ClipboardStore::shared().keepClip(inserted);
     _count = quint64(clips.size());
     inserted->setClipboard(this);
-    _isDirty = true;
-    _itemsDirty = true;
     postChange(ZRKClipmuleClipboardDidInsert, ZRKClipmuleDataWasAdded, inserted);
     while (capacity() != 0 && clips.size() > capacity())
         removeClipmuleData(clips.last());
+    _isDirty = true;
+    _itemsDirty = true;
 }
 
 void ZRKClipmuleClipboard::removeClipmuleData(const std::shared_ptr<ZRKClipmuleData> &clip) {
@@ -164,9 +164,9 @@ void ZRKClipmuleClipboard::removeClipmuleData(const std::shared_ptr<ZRKClipmuleD
     clips.removeAt(index);
     _count = quint64(clips.size());
     removed->setClipboard(nullptr);
+    postChange(ZRKClipmuleClipboardDidRemove, ZRKClipmuleDataWasRemoved, removed);
     _isDirty = true;
     _itemsDirty = true;
-    postChange(ZRKClipmuleClipboardDidRemove, ZRKClipmuleDataWasRemoved, removed);
 }
 
 std::shared_ptr<ZRKClipmuleData>

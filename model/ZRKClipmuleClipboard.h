@@ -15,7 +15,8 @@
 namespace clipmule {
 
 // Posted on the platform's default centre with the clipboard as the object. The last two carry the
-// clip as their attachment, which stands for the entry of this key.
+// clip as their attachment, which stands for the entry of this key: what a notification tells other
+// processes holds property-list values only, and an object is none.
 inline const QString ZRKClipmuleClipboardDidChange =
     QStringLiteral("ZRKClipmuleClipboardDidChange");
 inline const QString ZRKClipmuleClipboardDidInsert =
@@ -91,6 +92,9 @@ public:
     /// The clipboard itself, its list, or any clip already loaded changed since it was archived.
     [[nodiscard]] bool isDirty() const;
     void setDirty(bool dirty) { _isDirty = dirty; }
+    /// The clipboard itself or its list changed since they were written. Unlike isDirty() it says
+    /// nothing of a clip whose image could not be written, which its archive does not speak of.
+    [[nodiscard]] bool isListDirty() const { return _isDirty || _itemsDirty; }
     void releaseCachedData();
     /// Deletes the files of every clip and of the list.
     void erase();

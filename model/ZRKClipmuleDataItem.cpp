@@ -107,8 +107,17 @@ void ZRKClipmuleDataItem::setURL(const std::optional<QUrl> &url) {
     if (isSameObject(_url, url))
         return;
     invalidateNativeDictionary();
-    _url = url;
+    setUrl(url);
     contentDidChange();
+}
+
+void ZRKClipmuleDataItem::setUrl(const std::optional<QUrl> &url) {
+    _url = url;
+    _urlText.reset();
+}
+
+QString ZRKClipmuleDataItem::urlText() const {
+    return _urlText ? *_urlText : _url ? _url->toString(QUrl::FullyEncoded) : QString();
 }
 
 void ZRKClipmuleDataItem::setImageData(const std::optional<QByteArray> &data) {
@@ -147,6 +156,7 @@ ZRKClipmuleDataItem::nativePropertyListForType(const QString &type) const {
 void ZRKClipmuleDataItem::setClipmuleDataItem(const ZRKClipmuleDataItem &other) {
     setString(other.string());
     setUrl(other.url());
+    _urlText = other._urlText;
     setImageData(other.imageData());
 }
 
@@ -158,8 +168,7 @@ quint64 ZRKClipmuleDataItem::size() const {
     quint64 size = 0;
     if (_string)
         size += quint64(_string->size());
-    if (_url)
-        size += quint64(_url->toString(QUrl::FullyEncoded).size());
+    size += quint64(urlText().size());
     if (const std::optional<QByteArray> image = imageData())
         size += quint64(image->size());
     if (const std::optional<NativeDictionary> native = nativeDictionary()) {
@@ -232,7 +241,7 @@ size_t ZRKClipmuleDataItem::hash() const {
 }
 
 std::shared_ptr<ZRKClipmuleDataItem> ZRKClipmuleDataItem::copyWithZone() {
-    auto copy = initWithDictionary(toDictionary());
+    auto copy = fromDictionary(toDictionary());
     copy->resetOID();
     saveExtraData();
     releaseCachedData();
@@ -249,8 +258,7 @@ QString ZRKClipmuleDataItem::description() const {
     }
     return QStringLiteral("%1 %2 %3 %4")
         .arg(native ? PropertyList(types).description() : none,
-             _string ? cutForLog(*_string) : none,
-             _url ? cutForLog(_url->toString(QUrl::FullyEncoded)) : none,
+             _string ? cutForLog(*_string) : none, _url ? cutForLog(urlText()) : none,
              QString::number(hasImageData() ? 1 : 0));
 }
 

@@ -69,8 +69,11 @@ public:
     /// The very URL already held changes nothing; one that is merely equal counts as a change.
     void setURL(const std::optional<QUrl> &url);
     /// Stores the value and does nothing else: no flag, no cache, no native dictionary is touched.
-    void setUrl(const std::optional<QUrl> &url) { _url = url; }
+    void setUrl(const std::optional<QUrl> &url);
     [[nodiscard]] bool hasURL() const { return _url.has_value(); }
+    /// The URL's text as it was received or archived; of any other URL the encoded one. Empty
+    /// without a URL.
+    [[nodiscard]] QString urlText() const;
 
     /// The image's bytes, in whatever format. Read from the side file when they are not in memory,
     /// and kept then.
@@ -128,7 +131,8 @@ public:
     [[nodiscard]] bool clearsNativeDictionary() const { return _itemFlags.clearsNativeDictionary; }
     /// Frees the transient cache and what the side files hold as well. What is not saved stays.
     void releaseCachedData();
-    /// Brings the side files up to date.
+    /// Brings the side files up to date. What cannot be written stays in memory and keeps the item
+    /// dirty, so that the next save tries again; the store is told, and the log once for each file.
     void saveExtraData();
     /// Deletes the side files.
     void erase();
@@ -138,7 +142,8 @@ public:
     /// The form that travels: every representation inline.
     [[nodiscard]] PropertyList::Dictionary toDictionary() const;
     [[nodiscard]] QStringList archivedClassNames() const override;
-    /// Saves the side files first.
+    /// Saves the side files first. The archive claims no image and no native dictionary that are
+    /// not in their files.
     void encodeWithCoder(Encoder &coder) override;
     void initWithCoder(Decoder &coder) override;
     /// The same id; or the same text and URL, and images of the same byte sum.
@@ -158,17 +163,25 @@ private:
         bool hasNativeDictionary : 1 = false;
         bool isNativeDictionaryDirty : 1 = false;
         bool clearsNativeDictionary : 1 = false;
+        // Beside the flags of the item: the log knows of the failure.
+        bool isImageFailureLogged : 1 = false;
+        bool isNativeDictionaryFailureLogged : 1 = false;
     };
 
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleDataItem>
+    fromDictionary(const PropertyList::Dictionary &dictionary);
     void invalidateNativeDictionary();
     void contentDidChange();
-    void saveNativeDictionary();
-    void saveImageData();
-    [[nodiscard]] bool imageBeginsWith(QByteArrayView signature) const;
+    // False when that failed.
+    [[nodiscard]] bool saveNativeDictionary();
+    [[nodiscard]] bool saveImageData();
 
     mutable std::optional<QString> _oid;
     std::optional<QString> _string;
     std::optional<QUrl> _url;
+    // Only where it was given as a text. Equality goes by the URL itself: what the desktop's
+    // clipboard gives back is the same URL, though its text may be written in another way.
+    std::optional<QString> _urlText;
     mutable std::optional<QByteArray> _imageData;
     std::optional<NativeDictionary> _nativeDictionary;
     PropertyList::Dictionary _persistentCacheDictionary;

@@ -28,26 +28,36 @@ QStringList ZRKClipmuleDataItem::archivedClassNames() const {
 
 void ZRKClipmuleDataItem::encodeWithCoder(Encoder &coder) {
     saveExtraData();
+    const bool hasSavedImage = _itemFlags.hasImageData && !_itemFlags.isImageDataDirty;
+    const bool hasSavedNativeDictionary =
+        _itemFlags.hasNativeDictionary && !_itemFlags.isNativeDictionaryDirty;
     coder.encodeObject(oid(), oidKey);
-    coder.encodeObject(quint32(_imageDataHash), imageDataHashKey);
+    coder.encodeObject(quint32(hasSavedImage ? _imageDataHash : 0), imageDataHashKey);
     coder.encodeObject(_string, stringKey);
-    coder.encodeObject(_url, urlKey);
-    coder.encodeBool(_itemFlags.hasImageData, hasImageDataKey);
-    coder.encodeBool(_itemFlags.hasNativeDictionary, hasNativeDictionaryKey);
+    coder.encodeObject(_url ? ArchiveValue(*_url, urlText()) : ArchiveValue(), urlKey);
+    coder.encodeBool(hasSavedImage, hasImageDataKey);
+    coder.encodeBool(hasSavedNativeDictionary, hasNativeDictionaryKey);
     if (coder.allowsKeyedCoding())
         coder.encodeObject(_persistentCacheDictionary, cacheDictionaryKey);
     coder.encodeInteger(currentCacheVersion, cacheVersionKey);
     coder.encodeInteger(_createdBy, createdByKey);
-    _itemFlags.isDirty = false;
+    // What could not be written yet is in no archive either.
+    _itemFlags.isDirty = _itemFlags.isImageDataDirty || _itemFlags.isNativeDictionaryDirty;
 }
 
 void ZRKClipmuleDataItem::initWithCoder(Decoder &coder) {
     _itemFlags = {};
     _oid = coder.decodeString(oidKey);
     const std::optional<PropertyList> hash = coder.decodeNumber(imageDataHashKey);
-    _imageDataHash = hash ? hash->unsignedValue() : 0;
+    _imageDataHash = hash ? quint32(hash->unsignedValue()) : 0;
     _string = coder.decodeString(stringKey);
-    _url = coder.decodeUrl(urlKey);
+    const ArchiveValue url = coder.decodeObject(urlKey);
+    _url = url.url();
+    // One that is none any more is no URL.
+    if (_url && !_url->isValid())
+        _url.reset();
+    if (_url)
+        _urlText = url.urlText();
     _itemFlags.hasImageData = coder.decodeBool(hasImageDataKey);
     _itemFlags.hasNativeDictionary = coder.decodeBool(hasNativeDictionaryKey);
     std::optional<PropertyList> cache;

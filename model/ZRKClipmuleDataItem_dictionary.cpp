@@ -19,13 +19,6 @@ const QString imageDataKey = QStringLiteral("imageData");
 
 ZRKClipmuleDataItem::NativeDictionary
 representationsOf(const PropertyList::Dictionary &dictionary) {
-    if (dictionary.size() > ZRKClipmuleDataItem::mostRepresentations) {
-        throw PlatformException(
-            QStringLiteral("InvalidArgument"),
-            QStringLiteral("an item of %1 native representations; at most %2 are accepted")
-                .arg(dictionary.size())
-                .arg(ZRKClipmuleDataItem::mostRepresentations));
-    }
     ZRKClipmuleDataItem::NativeDictionary representations;
     for (const auto &[type, bytes] : dictionary.asKeyValueRange())
         representations.insert(type, bytes.data());
@@ -39,7 +32,7 @@ PropertyList::Dictionary ZRKClipmuleDataItem::toDictionary() const {
     if (_string)
         dictionary.insert(stringKey, *_string);
     if (_url)
-        dictionary.insert(urlKey, _url->toString(QUrl::FullyEncoded));
+        dictionary.insert(urlKey, urlText());
     if (const std::optional<NativeDictionary> native = nativeDictionary()) {
         PropertyList::Dictionary representations;
         for (const auto &[type, bytes] : native->asKeyValueRange())
@@ -53,6 +46,19 @@ PropertyList::Dictionary ZRKClipmuleDataItem::toDictionary() const {
 
 std::shared_ptr<ZRKClipmuleDataItem>
 ZRKClipmuleDataItem::initWithDictionary(const PropertyList::Dictionary &dictionary) {
+    const PropertyList *const native = find(dictionary, nativeDictionaryKey);
+    if (native && native->dictionary().size() > mostRepresentations) {
+        throw PlatformException(
+            QStringLiteral("InvalidArgument"),
+            QStringLiteral("an item of %1 native representations; at most %2 are accepted")
+                .arg(native->dictionary().size())
+                .arg(mostRepresentations));
+    }
+    return fromDictionary(dictionary);
+}
+
+std::shared_ptr<ZRKClipmuleDataItem>
+ZRKClipmuleDataItem::fromDictionary(const PropertyList::Dictionary &dictionary) {
     std::optional<NativeDictionary> native;
     if (const PropertyList *representations = find(dictionary, nativeDictionaryKey))
         native = representationsOf(representations->dictionary());
@@ -65,8 +71,10 @@ ZRKClipmuleDataItem::initWithDictionary(const PropertyList::Dictionary &dictiona
     item->_createdBy = createdBy ? createdBy->integerValue() : 0;
     if (const PropertyList *text = find(dictionary, urlKey)) {
         const QUrl url = urlFromForeignText(text->string(), QUrl::StrictMode);
-        if (url.isValid())
+        if (url.isValid()) {
             item->_url = url;
+            item->_urlText = text->string();
+        }
     }
     const PropertyList *const image = find(dictionary, imageDataKey);
     item->setImageData(image ? std::optional(image->data()) : std::nullopt);

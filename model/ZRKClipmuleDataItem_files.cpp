@@ -60,41 +60,49 @@ void ZRKClipmuleDataItem::saveExtraData() {
         _itemFlags.clearsNativeDictionary = false;
         _nativeDictionary.reset();
     } else if (_itemFlags.isNativeDictionaryDirty) {
-        saveNativeDictionary();
+        _itemFlags.isNativeDictionaryDirty = !saveNativeDictionary();
     }
-    _itemFlags.isNativeDictionaryDirty = false;
     if (_itemFlags.isImageDataDirty)
-        saveImageData();
-    _itemFlags.isImageDataDirty = false;
+        _itemFlags.isImageDataDirty = !saveImageData();
+    // Also for a save that no archive asked for.
+    if (_itemFlags.isImageDataDirty || _itemFlags.isNativeDictionaryDirty)
+        _itemFlags.isDirty = true;
 }
 
-void ZRKClipmuleDataItem::saveNativeDictionary() {
+bool ZRKClipmuleDataItem::saveNativeDictionary() {
     const QString path = nativeDictionaryPath();
     const ArchiveValue root = ArchiveValue(_nativeDictionary).immutable();
-    if (ClipboardStore::shared().save(root, path))
-        return;
-    _itemFlags.hasNativeDictionary = false;
-    qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
+    const bool isSaved = ClipboardStore::shared().save(root, path);
+    if (!isSaved && !_itemFlags.isNativeDictionaryFailureLogged)
+        qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
+    _itemFlags.isNativeDictionaryFailureLogged = !isSaved;
+    return isSaved;
 }
 
-void ZRKClipmuleDataItem::saveImageData() {
+bool ZRKClipmuleDataItem::saveImageData() {
     const QString path = imageDataPath();
+    bool isSaved = true;
     if (!_imageData) {
         DataFile::remove(path);
-        return;
+    } else {
+        try {
+            DataFile::write(path, *_imageData);
+        } catch (const PlatformException &exception) {
+            isSaved = false;
+            ClipboardStore::shared().noteFailure(exception.reason());
+            if (!_itemFlags.isImageFailureLogged)
+                qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
+        }
     }
-    try {
-        DataFile::write(path, *_imageData);
-    } catch (const PlatformException &) {
-        _itemFlags.hasImageData = false;
-        qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
-    }
+    _itemFlags.isImageFailureLogged = !isSaved;
+    return isSaved;
 }
 
+// What the flags speak of on disk: also what the next save would have deleted.
 void ZRKClipmuleDataItem::erase() {
-    if (_itemFlags.hasNativeDictionary)
+    if (_itemFlags.hasNativeDictionary || _itemFlags.clearsNativeDictionary)
         DataFile::remove(nativeDictionaryPath());
-    if (_itemFlags.hasImageData)
+    if (_itemFlags.hasImageData || _itemFlags.isImageDataDirty)
         DataFile::remove(imageDataPath());
 }
 

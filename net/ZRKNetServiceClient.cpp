@@ -50,6 +50,7 @@ void ZRKNetServiceClient::start() {
              [this](const std::shared_ptr<NetService> &service) { didFindService(service); },
          .didRemoveService =
              [this](const std::shared_ptr<NetService> &service) { didRemoveService(service); }});
+    _netServiceBrowser->setWantedName(_name);
     _netServiceBrowser->searchForServicesOfTypeInDomain(_type, QStringLiteral("local."));
     _reconnectTimer = RunLoop::current().performEvery(reconnectInterval, [this] { reconnect(); });
 }

@@ -119,14 +119,8 @@ std::optional<PropertyList> PhoneList::stored() const {
 
 QList<PhoneList::Phone> PhoneList::registered() const {
     QList<Phone> result;
-    QStringList listed;
-    for (const auto &phone : RegisteredPhones::phones(stored())) {
-        // Somebody else's list may name a phone twice; the agent connects once.
-        if (listed.contains(phone.service))
-            continue;
-        listed.append(phone.service);
+    for (const auto &phone : RegisteredPhones::phones(stored()))
         result.append(describe(phone.service, phone.name, true));
-    }
     return result;
 }
 
@@ -212,7 +206,7 @@ bool PhoneList::write(const PropertyList &list) {
 }
 
 bool PhoneList::add(const QString &service) {
-    if (!write(RegisteredPhones::added(stored(), service, std::nullopt)))
+    if (!write(RegisteredPhones::changed(stored(), service, {})))
         return false;
     _removals.removeIf([&service](const Removal &removal) { return removal.service == service; });
     writeMemory();
@@ -221,7 +215,8 @@ bool PhoneList::add(const QString &service) {
 
 bool PhoneList::rename(const QString &service, const QString &name) {
     const QString plain = name.trimmed();
-    return write(RegisteredPhones::added(stored(), service, plain.isEmpty() ? service : plain));
+    return write(
+        RegisteredPhones::changed(stored(), service, {.name = plain.isEmpty() ? service : plain}));
 }
 
 bool PhoneList::remove(const QString &service) {
@@ -280,11 +275,8 @@ void PhoneList::writeMemory() {
 }
 
 QString PhoneList::registeredName(const QString &service) const {
-    for (const auto &phone : RegisteredPhones::phones(stored())) {
-        if (phone.service == service)
-            return ShownText::onOneLine(phone.name.isEmpty() ? service : phone.name);
-    }
-    return ShownText::onOneLine(service);
+    const auto phone = RegisteredPhones::phone(stored(), service);
+    return ShownText::onOneLine(phone ? phone->shownName() : service);
 }
 
 } // namespace clipmule

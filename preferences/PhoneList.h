@@ -6,8 +6,8 @@
 #include "net/ServiceDictionary.h"
 #include "platform/desktop/StatusInterface.h"
 #include "platform/dnssd/NetService.h"
-#include "preferences/RegisteredPhones.h"
 #include "preferences/SettingsStores.h"
+#include "support/RegisteredPhones.h"
 
 #include <map>
 

@@ -6,15 +6,18 @@
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/preferences/PreferencesDatabase.h"
 #include "preferences/Doctor.h"
-#include "preferences/RegisteredPhones.h"
 #include "preferences/SettingsStores.h"
 #include "preferences/ShownText.h"
 #include "support/ApplicationDefaults.h"
+#include "support/RegisteredPhones.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocale>
+
+#include <algorithm>
+#include <limits>
 
 namespace clipmule {
 
@@ -25,7 +28,6 @@ using Kind = PreferencesCommand::Kind;
 
 const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
 const QString agentName = QStringLiteral("com.zendrik.ClipmuleSync");
-const QString syncEnabled = QStringLiteral("syncEnabled");
 
 using ShownText::onOneLine;
 
@@ -59,9 +61,17 @@ QJsonArray asJson(const QList<RegisteredPhones::Phone> &phones) {
     return result;
 }
 
-quint64 counter(const ZRKUserDefaults &statistics, const QString &key) {
-    const auto value = statistics.objectForKey(key);
-    return value && value->isNumber() ? value->unsignedValue() : 0;
+// JSON has signed numbers only.
+QJsonObject countersAsJson(const ZRKUserDefaults &statistics) {
+    using Settings::Key;
+    constexpr quint64 largest = quint64(std::numeric_limits<qint64>::max());
+    QJsonObject counters;
+    for (const Key key : {Key::DataSent, Key::DataReceived})
+        counters.insert(Settings::nameOf(key),
+                        qint64(std::min(Settings::count(statistics, key), largest)));
+    for (const Key key : {Key::ImageItems, Key::TextItems})
+        counters.insert(Settings::nameOf(key), qint64(quint32(Settings::count32(statistics, key))));
+    return counters;
 }
 
 } // namespace
@@ -156,7 +166,8 @@ void PreferencesCommands::registerPhone() {
                  .arg(PropertyList::nameOfKind(stored->kind())));
         return;
     }
-    const PropertyList changed = RegisteredPhones::added(stored, _command.service, _command.name);
+    const PropertyList changed =
+        RegisteredPhones::changed(stored, _command.service, {.name = _command.name});
     for (const auto &phone : RegisteredPhones::phones(changed)) {
         if (phone.service == _command.service) {
             write(Domain::Shared, RegisteredPhones::key(), changed,
@@ -201,7 +212,7 @@ void PreferencesCommands::get() {
 }
 
 void PreferencesCommands::setEnabled(bool enabled) {
-    write(Domain::Agent, syncEnabled, enabled,
+    write(Domain::Agent, Settings::nameOf(Settings::Key::SyncEnabled), enabled,
           enabled ? QStringLiteral("synchronisation is enabled")
                   : QStringLiteral("synchronisation is disabled"));
 }
@@ -229,20 +240,16 @@ void PreferencesCommands::printStatus(std::optional<bool> agentRuns) {
     for (const auto &phone : phones)
         _services.print(u'\t' + onOneLine(phone.service) + u'\t' + onOneLine(phone.name));
     _services.print(QStringLiteral("sent: %1 bytes, received: %2 bytes")
-                        .arg(counter(*statistics, QStringLiteral("dataSent")))
-                        .arg(counter(*statistics, QStringLiteral("dataReceived"))));
+                        .arg(Settings::count(*statistics, Settings::Key::DataSent))
+                        .arg(Settings::count(*statistics, Settings::Key::DataReceived)));
     _services.print(QStringLiteral("clips: %1 text, %2 images")
-                        .arg(counter(*statistics, QStringLiteral("textItems")))
-                        .arg(counter(*statistics, QStringLiteral("imageItems"))));
+                        .arg(quint32(Settings::count32(*statistics, Settings::Key::TextItems)))
+                        .arg(quint32(Settings::count32(*statistics, Settings::Key::ImageItems))));
 }
 
 void PreferencesCommands::printStatusAsJson(std::optional<bool> agentRuns) {
     const auto statistics = open(Domain::Statistics);
-    QJsonObject counters;
-    for (const char *key : {"dataSent", "dataReceived", "imageItems", "textItems"}) {
-        const QString name = QString::fromLatin1(key);
-        counters.insert(name, qint64(counter(*statistics, name)));
-    }
+    const QJsonObject counters = countersAsJson(*open(Domain::Statistics));
     const auto phones =
         RegisteredPhones::phones(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
     _services.print(compact({{QStringLiteral("enabled"), isEnabled()},
@@ -344,8 +351,7 @@ QList<QString> PreferencesCommands::registeredServices() {
 }
 
 bool PreferencesCommands::isEnabled() {
-    const auto store = open(Domain::Agent);
-    return !store->objectForKey(syncEnabled) || store->boolForKey(syncEnabled);
+    return Settings::truth(*open(Domain::Agent), Settings::Key::SyncEnabled);
 }
 
 } // namespace clipmule

@@ -3,25 +3,24 @@
 
 #include "preferences/SyncSettings.h"
 
+#include "support/Settings.h"
+
 namespace clipmule {
 
 namespace {
 
-QString keyOf(SyncSettings::Switch which) {
+using Settings::Key;
+
+Key keyOf(SyncSettings::Switch which) {
     switch (which) {
     case SyncSettings::Switch::SyncEnabled:
-        return QStringLiteral("syncEnabled");
+        return Key::SyncEnabled;
     case SyncSettings::Switch::ShowStatusItem:
-        return QStringLiteral("showStatus");
+        return Key::ShowStatus;
     case SyncSettings::Switch::AutomaticUpdates:
         break;
     }
-    return QStringLiteral("autoUpdateEnabled");
-}
-
-quint64 counter(const ZRKUserDefaults &store, const QString &key) {
-    const auto value = store.objectForKey(key);
-    return value && value->isNumber() ? value->unsignedValue() : 0;
+    return Key::AutoUpdateEnabled;
 }
 
 } // namespace
@@ -50,17 +49,15 @@ void SyncSettings::settingsDidChange() {
 }
 
 bool SyncSettings::isOn(Switch which) const {
-    const QString key = keyOf(which);
-    // The agent syncs until it is told not to.
-    if (which == Switch::SyncEnabled)
-        return !_stores.agent->objectForKey(key) || _stores.agent->boolForKey(key);
-    return _stores.shared->boolForKey(key);
+    return Settings::truth(which == Switch::SyncEnabled ? *_stores.agent : *_stores.shared,
+                           keyOf(which));
 }
 
 bool SyncSettings::set(Switch which, bool on) {
     const auto &store = which == Switch::SyncEnabled ? _stores.agent : _stores.shared;
-    store->setBoolForKey(on, keyOf(which));
-    if (isWritten(_database, store->identifier(), keyOf(which), PropertyList(on)))
+    const QString key = Settings::nameOf(keyOf(which));
+    store->setBoolForKey(on, key);
+    if (isWritten(_database, store->identifier(), key, PropertyList(on)))
         return true;
     store->reset();
     settingsDidChange();
@@ -68,10 +65,10 @@ bool SyncSettings::set(Switch which, bool on) {
 }
 
 SyncSettings::Statistics SyncSettings::statistics() const {
-    return {.bytesSent = counter(*_stores.statistics, QStringLiteral("dataSent")),
-            .bytesReceived = counter(*_stores.statistics, QStringLiteral("dataReceived")),
-            .textItems = _stores.statistics->integerForKey(QStringLiteral("textItems")),
-            .imageItems = _stores.statistics->integerForKey(QStringLiteral("imageItems"))};
+    return {.bytesSent = Settings::count(*_stores.statistics, Key::DataSent),
+            .bytesReceived = Settings::count(*_stores.statistics, Key::DataReceived),
+            .textItems = Settings::count32(*_stores.statistics, Key::TextItems),
+            .imageItems = Settings::count32(*_stores.statistics, Key::ImageItems)};
 }
 
 } // namespace clipmule

@@ -185,6 +185,11 @@ std::optional<PropertyList> ZRKUserDefaults::objectForKey(const QString &key) co
     return value ? std::optional(*value) : std::nullopt;
 }
 
+std::optional<PropertyList> ZRKUserDefaults::registeredObjectForKey(const QString &key) const {
+    const PropertyList *const value = find(_registeredDefaults, key);
+    return value ? std::optional(*value) : std::nullopt;
+}
+
 std::optional<PropertyList> ZRKUserDefaults::stringForKey(const QString &key) const {
     return objectForKey(key);
 }
@@ -207,11 +212,15 @@ std::optional<PropertyList> ZRKUserDefaults::stringArrayForKey(const QString &ke
 
 qint32 ZRKUserDefaults::integerForKey(const QString &key) const {
     const auto value = objectForKey(key);
-    if (!hasNumber(value))
+    return value ? integer32(*value) : 0;
+}
+
+qint32 ZRKUserDefaults::integer32(const PropertyList &value) {
+    if (!value.isNumber() && !value.isString())
         return 0;
-    const qint64 integer = value->integerValue();
+    const qint64 integer = value.integerValue();
     // Integers are cut to their low 32 bits; what has no bits to cut, a text or a real, is bounded.
-    if (value->isString() || value->kind() == PropertyList::Kind::Real)
+    if (value.isString() || value.kind() == PropertyList::Kind::Real)
         return qint32(std::clamp<qint64>(integer, std::numeric_limits<qint32>::min(),
                                          std::numeric_limits<qint32>::max()));
     return qint32(quint32(quint64(integer)));

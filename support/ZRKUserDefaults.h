@@ -91,6 +91,8 @@ public:
 
     /// The domain's value, else the registered one, else nothing.
     [[nodiscard]] std::optional<PropertyList> objectForKey(const QString &key) const;
+    /// The registered value, whatever the domain holds.
+    [[nodiscard]] std::optional<PropertyList> registeredObjectForKey(const QString &key) const;
     // Whatever is there, of whatever kind.
     [[nodiscard]] std::optional<PropertyList> stringForKey(const QString &key) const;
     [[nodiscard]] std::optional<PropertyList> arrayForKey(const QString &key) const;
@@ -99,6 +101,8 @@ public:
     [[nodiscard]] std::optional<PropertyList> stringArrayForKey(const QString &key) const;
     // Of a number or the beginning of a string; 0 or false for anything else and for nothing.
     [[nodiscard]] qint32 integerForKey(const QString &key) const;
+    /// What integerForKey() makes of a value.
+    [[nodiscard]] static qint32 integer32(const PropertyList &value);
     [[nodiscard]] float floatForKey(const QString &key) const;
     [[nodiscard]] bool boolForKey(const QString &key) const;
     /// Of an old-style archive, a dictionary ("Red", "Green", "Blue", "Alpha") or a string of four

@@ -116,7 +116,7 @@ QJsonObject valueJson(const ArchiveValue &value) {
     case ArchiveValue::Kind::Leaf:
         return typedJson(*value.as<PropertyList>());
     case ArchiveValue::Kind::Url:
-        return {{QStringLiteral("url"), QString::fromLatin1(value.as<QUrl>()->toEncoded())}};
+        return {{QStringLiteral("url"), value.urlText()}};
     case ArchiveValue::Kind::List: {
         QJsonArray elements;
         for (const ArchiveValue &element : *value.as<ArchiveValue::List>())

@@ -8,6 +8,7 @@
 #include "platform/desktop/SessionPrograms.h"
 #include "platform/desktop/StatusItem.h"
 #include "support/PlatformNotifications.h"
+#include "support/Settings.h"
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKUserDefaults.h"
 #include "ui/SyncStatusSource.h"
@@ -26,7 +27,6 @@ namespace clipmule {
 
 namespace {
 
-const QString showStatusKey = QStringLiteral("showStatus");
 const QString helpBookNameKey = QStringLiteral("CFBundleHelpBookName");
 const QString helpAnchor = QStringLiteral("help");
 const QString preferencesProgram = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
@@ -96,7 +96,7 @@ ZRKClipmuleStatusController::~ZRKClipmuleStatusController() {
 }
 
 void ZRKClipmuleStatusController::defaultsDidChange() {
-    const bool show = _services.sharedDefaults.boolForKey(showStatusKey);
+    const bool show = Settings::truth(_services.sharedDefaults, Settings::Key::ShowStatus);
     if (!show && _statusItem)
         hideStatusItem();
     else if (show && !_statusItem)

@@ -158,6 +158,7 @@ public:
 private:
     void startInner() {
         _inner = active().makeBrowser();
+        _inner->wantedName = wantedName;
         _inner->onFound = [this](const ServiceName &service) {
             _unconfirmed.erase(service);
             if (_known.insert(service).second)

@@ -211,6 +211,7 @@ public:
     void start(const QString &type) override {
         stop();
         _type = type;
+        _seen.setWanted(wantedName);
         _running = true;
         _bus.begin();
         daemonAnswers();
@@ -365,9 +366,11 @@ private:
         if (message.signature() != QStringLiteral("iissssisqaayu"))
             return;
         QHostAddress address(arguments[7].toString());
+        const int interface = arguments[0].toInt();
         if (address.isLinkLocal() && address.protocol() == QAbstractSocket::IPv6Protocol)
-            address.setScopeId(QNetworkInterface::interfaceNameFromIndex(arguments[0].toInt()));
-        _gatherer.add(question, arguments[5].toString(), {address, quint16(arguments[8].toUInt())});
+            address.setScopeId(QNetworkInterface::interfaceNameFromIndex(interface));
+        _gatherer.add(question, arguments[5].toString(), {address, quint16(arguments[8].toUInt())},
+                      isLoopbackInterface(interface));
     }
 
     EventQueue _events;

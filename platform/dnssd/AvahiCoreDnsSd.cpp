@@ -207,6 +207,7 @@ public:
     void start(const QString &type) override {
         stop();
         _type = type;
+        _seen.setWanted(wantedName);
         _started = true;
         _core.begin();
         serverChanged();
@@ -350,10 +351,11 @@ private:
         const auto *question = static_cast<Question *>(self);
         CoreResolver *resolver = question->owner;
         const Endpoint endpoint{hostAddress(*address, interface), port};
-        resolver->_events.post(
-            [resolver, kind = question->kind, endpoint, host = QString::fromUtf8(hostName)] {
-                resolver->_gatherer.add(kind, host, endpoint);
-            });
+        resolver->_events.post([resolver, kind = question->kind, endpoint,
+                                host = QString::fromUtf8(hostName),
+                                overLoopback = isLoopbackInterface(interface)] {
+            resolver->_gatherer.add(kind, host, endpoint, overLoopback);
+        });
     }
 
     void close() {

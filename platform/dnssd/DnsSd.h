@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 /// DNS service discovery, as far down as this program needs it. What a service *is* for the rest of
 /// the program is NetService; this is the interface that a responder implements for it.
@@ -71,6 +72,9 @@ public:
     Browser &operator=(const Browser &) = delete;
     virtual void start(const QString &type) = 0;
     virtual void stop() = 0;
+    /// Set before start(): only an instance of this name is reported. However many others a host
+    /// announces, they hide it from nobody.
+    std::optional<QString> wantedName;
     std::function<void(const ServiceName &)> onFound;
     std::function<void(const ServiceName &)> onRemoved;
     /// What was there at the start has been reported.

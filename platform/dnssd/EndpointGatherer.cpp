@@ -4,6 +4,7 @@
 #include "platform/dnssd/EndpointGatherer.h"
 
 #include "platform/dnssd/EventQueue.h"
+#include "platform/dnssd/Log.h"
 #include "platform/dnssd/ServiceRules.h"
 
 namespace clipmule::dnssd {
@@ -16,9 +17,14 @@ void EndpointGatherer::clear() {
 }
 
 void EndpointGatherer::add(AddressQuestion question, const QString &hostName,
-                           const Endpoint &endpoint) {
-    if (endpoint.address.isNull() || endpoint.port == 0)
+                           const Endpoint &endpoint, bool overLoopback) {
+    if (endpoint.port == 0)
         return;
+    const QString refusal = reasonToAvoidAnnounced(endpoint.address, overLoopback);
+    if (!refusal.isEmpty()) {
+        qCDebug(logDnsSd).noquote() << "address left out:" << refusal;
+        return;
+    }
     const bool isIpv4 = endpoint.address.protocol() == QAbstractSocket::IPv4Protocol;
     if (!_resolved.endpoints.contains(endpoint)) {
         if (_resolved.endpoints.size() == maximumEndpoints)

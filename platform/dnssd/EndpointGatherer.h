@@ -34,13 +34,12 @@ public:
     /// How long a first IPv6 address waits: the IPv4 one, if there is one, works with more
     /// listeners.
     static constexpr RunLoop::Seconds patienceWithIpv6{1.5};
-    /// A host has a few addresses; more are not worth the time of trying them.
-    static constexpr qsizetype maximumEndpoints = 16;
-
     /// Forgets everything.
     void clear();
-    /// One answer. May call onComplete.
-    void add(AddressQuestion question, const QString &hostName, const Endpoint &endpoint);
+    /// One answer. May call onComplete. Addresses that nobody may connect to are left out; those of
+    /// the loopback network count only when the answer came over the loopback interface.
+    void add(AddressQuestion question, const QString &hostName, const Endpoint &endpoint,
+             bool overLoopback = false);
     /// At most once after clear(). May destroy the gatherer.
     std::function<void(const Resolved &)> onComplete;
 

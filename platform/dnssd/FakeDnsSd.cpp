@@ -203,7 +203,7 @@ public:
     }
 
     void reportAgain(const ServiceName &service) {
-        if (service.type == _type)
+        if (_known.contains(service))
             _events.post([this, service] { callCopyOf(onFound, service); });
     }
 
@@ -221,7 +221,7 @@ private:
     }
 
     void found(const ServiceName &service) {
-        if (_known.insert(service).second)
+        if ((!wantedName || service.name == *wantedName) && _known.insert(service).second)
             callCopyOf(onFound, service);
     }
 

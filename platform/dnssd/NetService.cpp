@@ -134,6 +134,7 @@ void NetServiceBrowser::searchForServicesOfTypeInDomain(const QString &type,
         return;
     }
     _browser = _backend.makeBrowser();
+    _browser->wantedName = _wantedName;
     _browser->onFound = [this](const dnssd::ServiceName &service) {
         if (const auto slot = _delegate.didFindService)
             slot(NetService::initWithDomainTypeNamePort(_backend, service.domain, service.type,

@@ -94,12 +94,15 @@ public:
     NetServiceBrowser &operator=(NetServiceBrowser &&) = delete;
 
     void setDelegate(Delegate delegate) { _delegate = std::move(delegate); }
+    /// Only a service of this name is of interest, any where there is none. Before the search.
+    void setWantedName(const std::optional<QString> &name) { _wantedName = name; }
     void searchForServicesOfTypeInDomain(const QString &type, const QString &domain);
     void stop();
 
 private:
     dnssd::Backend &_backend;
     Delegate _delegate;
+    std::optional<QString> _wantedName;
     std::unique_ptr<dnssd::Browser> _browser;
 };
 

@@ -8,6 +8,8 @@
 namespace clipmule::dnssd {
 
 bool SeenInstances::add(const QString &name, int interface, int protocol) {
+    if (_wanted && name != *_wanted)
+        return false;
     const auto known = _sightings.find(name);
     if (known != _sightings.end()) {
         known->second.emplace(interface, protocol);

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <map>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -18,6 +19,9 @@ public:
     /// Any host on the network can announce as many services as it likes; a home has a handful.
     static constexpr int maximumInstances = 1000;
 
+    /// Only this name matters from now on, all when there is none: another one is never seen, and
+    /// so takes no place.
+    void setWanted(const std::optional<QString> &name) { _wanted = name; }
     /// True for the first sighting of a name. False, too, for a name above the limit, which is
     /// forgotten; the first one is logged.
     bool add(const QString &name, int interface, int protocol);
@@ -28,6 +32,7 @@ public:
 
 private:
     std::map<QString, std::set<std::pair<int, int>>> _sightings;
+    std::optional<QString> _wanted;
     bool _saidFull = false;
 };
 

@@ -3,6 +3,8 @@
 
 #include "platform/dnssd/ServiceRules.h"
 
+#include <QNetworkInterface>
+
 #include <algorithm>
 #include <tuple>
 
@@ -23,6 +25,13 @@ bool isServiceType(const QString &type) {
     const QByteArray protocol = bytes.mid(dot);
     return std::all_of(bytes.begin(), bytes.begin() + dot, isPlain) &&
            (protocol == "._tcp" || protocol == "._udp");
+}
+
+/// An IPv4 address that is written as an IPv6 one, as the IPv4 one that it is.
+QHostAddress unmapped(const QHostAddress &address) {
+    bool isIpv4 = false;
+    const quint32 ipv4 = address.toIPv4Address(&isIpv4);
+    return isIpv4 ? QHostAddress(ipv4) : address;
 }
 
 } // namespace
@@ -101,6 +110,27 @@ QString escapedFullName(const ServiceName &service) {
             label += QStringLiteral("\\%1").arg(quint8(byte), 3, 10, QLatin1Char('0'));
     }
     return label + u'.' + service.type + u'.' + service.domain;
+}
+
+QString reasonToAvoid(const QHostAddress &address) {
+    const QHostAddress plain = unmapped(address);
+    const bool isNobodys = plain.isNull() || plain == QHostAddress(QHostAddress::AnyIPv6) ||
+                           plain.isInSubnet(QHostAddress(QHostAddress::AnyIPv4), 8);
+    if (isNobodys || plain.isMulticast() || plain.isBroadcast())
+        return QStringLiteral("%1 is not the address of one computer").arg(address.toString());
+    return {};
+}
+
+QString reasonToAvoidAnnounced(const QHostAddress &address, bool overLoopback) {
+    if (!overLoopback && unmapped(address).isLoopback())
+        return QStringLiteral("%1 is this computer's own, announced by another")
+            .arg(address.toString());
+    return reasonToAvoid(address);
+}
+
+bool isLoopbackInterface(int index) {
+    return QNetworkInterface::interfaceFromIndex(index).flags().testFlag(
+        QNetworkInterface::IsLoopBack);
 }
 
 void sortEndpoints(QList<Endpoint> &endpoints) {

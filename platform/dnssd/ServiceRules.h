@@ -18,6 +18,9 @@ constexpr qsizetype maximumTxtRecordBytes = 1300;
 /// desktops of one name in a home; there may be a host that claims every name.
 constexpr int maximumNameAttempts = 50;
 
+/// A host has a few addresses; more are not worth the time of trying them.
+constexpr qsizetype maximumEndpoints = 16;
+
 /// The order of names in containers.
 struct ByServiceName {
     [[nodiscard]] bool operator()(const ServiceName &left, const ServiceName &right) const;
@@ -41,6 +44,18 @@ struct ByServiceName {
 /// "Name._type._tcp.local" in the escaped form of DNS names: every byte of the instance name that
 /// is no ASCII letter, digit, "-" or "_" is "\DDD", dots and backslashes have a backslash.
 [[nodiscard]] QString escapedFullName(const ServiceName &service);
+
+/// Why nothing may connect to an address that came from outside; empty when it may. Refused is what
+/// belongs to no single computer: no address, 0.0.0.0 and its network (which this computer takes
+/// for itself), groups and broadcasts.
+[[nodiscard]] QString reasonToAvoid(const QHostAddress &address);
+/// The same of an address that was announced on a network: one of the loopback network counts only
+/// when the announcement came over the loopback interface, from a program of this computer. Another
+/// host that announces it would have us send to a port of our own.
+[[nodiscard]] QString reasonToAvoidAnnounced(const QHostAddress &address, bool overLoopback);
+
+/// Of an interface by the system's number.
+[[nodiscard]] bool isLoopbackInterface(int index);
 
 /// IPv4 first, the order otherwise kept.
 void sortEndpoints(QList<Endpoint> &endpoints);

@@ -90,6 +90,13 @@ std::optional<QUrl> ArchiveValue::url() const {
     return *url;
 }
 
+QString ArchiveValue::urlText() const {
+    const auto *url = std::get_if<Url>(&_value);
+    if (!url)
+        return {};
+    return url->text.isEmpty() ? QString::fromLatin1(url->url.toEncoded()) : url->text;
+}
+
 std::optional<PropertyList> ArchiveValue::propertyList() const {
     const auto convert = [](const ArchiveValue &value, const auto &self) -> PropertyList {
         if (const auto *leaf = value.as<PropertyList>())

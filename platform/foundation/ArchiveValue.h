@@ -42,7 +42,10 @@ public:
         ArchiveValue(const T &value)
         : ArchiveValue(PropertyList(value)) {}
     ArchiveValue(QUrl url)
-        : _value(std::move(url)) {}
+        : _value(Url{std::move(url), {}}) {}
+    /// A URL that keeps the text it was made from.
+    ArchiveValue(QUrl url, QString text)
+        : _value(Url{std::move(url), std::move(text)}) {}
     ArchiveValue(NullObject null)
         : _value(null) {}
     ArchiveValue(List list)
@@ -80,8 +83,15 @@ public:
     /// another kind.
     template <typename T>
     [[nodiscard]] const T *as() const {
-        return std::get_if<T>(&_value);
+        if constexpr (std::same_as<T, QUrl>) {
+            const auto *url = std::get_if<Url>(&_value);
+            return url ? &url->url : nullptr;
+        } else {
+            return std::get_if<T>(&_value);
+        }
     }
+    /// Of a URL: the text it was made from, else its encoded form. Empty for any other kind.
+    [[nodiscard]] QString urlText() const;
 
     /// Lists and dictionaries are mutable unless said otherwise, which shows in the names of their
     /// classes and nowhere else.
@@ -129,12 +139,17 @@ public:
     }
 
 private:
+    struct Url {
+        QUrl url;
+        QString text;
+    };
+
     [[noreturn]] void raiseUnexpected(const QString &expected) const;
     const PropertyList *leafOf(std::initializer_list<PropertyList::Kind> kinds,
                                const QString &expected) const;
 
     // In the order of Kind.
-    std::variant<std::monostate, PropertyList, QUrl, std::shared_ptr<Coding>, List, Dictionary,
+    std::variant<std::monostate, PropertyList, Url, std::shared_ptr<Coding>, List, Dictionary,
                  NullObject>
         _value;
     bool _isMutable = true;

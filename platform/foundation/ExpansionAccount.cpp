@@ -19,9 +19,13 @@ namespace {
 } // namespace
 
 ExpansionAccount::ExpansionAccount(qsizetype archiveSize, int maximumDepth)
-    : _largestWeight(PropertyListSerialization::expandedValuesFloor +
-                     PropertyListSerialization::expandedValuesPerByte * quint64(archiveSize))
+    : _largestWeight(largestWeight(archiveSize))
     , _maximumDepth(maximumDepth) {}
+
+quint64 ExpansionAccount::largestWeight(qsizetype archiveSize) {
+    return PropertyListSerialization::expandedValuesFloor +
+           PropertyListSerialization::expandedValuesPerByte * quint64(archiveSize);
+}
 
 void ExpansionAccount::begin(Measure &object) {
     if (_path.size() >= size_t(_maximumDepth))
@@ -29,25 +33,17 @@ void ExpansionAccount::begin(Measure &object) {
     _path.push_back(&object);
 }
 
-void ExpansionAccount::addUnits(qsizetype units) {
-    add(quint64(units));
-}
-
 void ExpansionAccount::addReference(const Measure &object) {
     if (_path.empty())
         return;
-    add(object.weight);
+    quint64 &total = _path.back()->weight;
+    total += object.weight;
+    if (total > _largestWeight)
+        refuse(QStringLiteral("shared objects expand to too many values"));
     int &height = _path.back()->height;
     height = std::max(height, object.height + 1);
     if (height >= _maximumDepth)
         refuse(QStringLiteral("objects nested too deeply"));
-}
-
-void ExpansionAccount::add(quint64 weight) {
-    quint64 &total = _path.back()->weight;
-    total += weight;
-    if (total > _largestWeight)
-        refuse(QStringLiteral("shared objects expand to too many values"));
 }
 
 } // namespace clipmule

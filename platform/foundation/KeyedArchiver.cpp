@@ -3,6 +3,7 @@
 
 #include "platform/foundation/KeyedArchiver.h"
 
+#include "platform/foundation/ExpansionAccount.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PropertyListSerialization.h"
@@ -10,13 +11,20 @@
 #include <QSaveFile>
 
 #include <bit>
+#include <limits>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace clipmule {
 
 namespace {
 
 constexpr quint32 nilNumber = 0;
+
+// Objects. The largest clip, held by a list a hundred times, is fewer; and they need a few
+// gigabytes while they are written.
+constexpr quint64 mostWrittenOut = quint64(1) << 23U;
 
 PropertyList reference(quint32 number) {
     return PropertyList::Uid{number};
@@ -53,11 +61,45 @@ private:
     PropertyList::Dictionary _record;
 };
 
+quint64 saturatedSum(quint64 left, quint64 right) {
+    return left > std::numeric_limits<quint64>::max() - right ? std::numeric_limits<quint64>::max()
+                                                              : left + right;
+}
+
 /// Numbers objects as they come: an object, then what it holds in the order of encoding, then the
 /// record of its class if that is new.
 class Archive {
 public:
+    enum class Sharing {
+        /// An object of ours is written once.
+        Full,
+        /// It is written wherever it is referred to, unless it refers to itself.
+        LeavesOnly
+    };
+    explicit Archive(Sharing sharing)
+        : _sharing(sharing) {}
+
+    /// The number under which the holder refers to it.
     quint32 add(const ArchiveValue &value) {
+        const quint32 number = addValue(value);
+        _weight = saturatedSum(_weight, _weights[number]);
+        return number;
+    }
+
+    /// Of an object that was added, as the reader's ExpansionAccount sees it.
+    [[nodiscard]] quint64 weight(quint32 number) const { return _weights[number]; }
+
+    PropertyList take(quint32 root) {
+        return PropertyList::Dictionary{
+            {QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver")},
+            {QStringLiteral("$objects"), std::move(_objects)},
+            {QStringLiteral("$top"),
+             PropertyList::Dictionary{{QStringLiteral("root"), reference(root)}}},
+            {QStringLiteral("$version"), 100000}};
+    }
+
+private:
+    quint32 addValue(const ArchiveValue &value) {
         if (_depth >= KeyedArchiver::maximumDepth && !value.isNil())
             throw PlatformException(QStringLiteral("InvalidArgument"),
                                     QStringLiteral("objects nested too deeply to archive"));
@@ -68,9 +110,8 @@ public:
             return addLeaf(*value.as<PropertyList>());
         case ArchiveValue::Kind::Url:
             return addRecord({QStringLiteral("NSURL"), objectClass}, [&](auto &record) {
-                const auto text = QString::fromLatin1(value.as<QUrl>()->toEncoded());
                 record.insert(QStringLiteral("NS.base"), reference(nilNumber));
-                record.insert(QStringLiteral("NS.relative"), reference(add(text)));
+                record.insert(QStringLiteral("NS.relative"), reference(add(value.urlText())));
             });
         case ArchiveValue::Kind::Object:
             return addObject(*value.as<std::shared_ptr<Coding>>());
@@ -88,7 +129,7 @@ public:
                                  const auto &entries = *value.as<ArchiveValue::Dictionary>();
                                  PropertyList::List keys;
                                  for (auto key = entries.keyBegin(); key != entries.keyEnd(); ++key)
-                                     keys.append(reference(addLeaf(*key)));
+                                     keys.append(reference(add(*key)));
                                  PropertyList::List elements;
                                  for (const auto &element : entries)
                                      elements.append(reference(add(element)));
@@ -101,16 +142,6 @@ public:
         Q_UNREACHABLE();
     }
 
-    PropertyList take(quint32 root) {
-        return PropertyList::Dictionary{
-            {QStringLiteral("$archiver"), QStringLiteral("NSKeyedArchiver")},
-            {QStringLiteral("$objects"), std::move(_objects)},
-            {QStringLiteral("$top"),
-             PropertyList::Dictionary{{QStringLiteral("root"), reference(root)}}},
-            {QStringLiteral("$version"), 100000}};
-    }
-
-private:
     static QStringList classNames(const QString &kind, bool isMutable) {
         QStringList names{QStringLiteral("NS") + kind, objectClass};
         if (isMutable)
@@ -120,6 +151,7 @@ private:
 
     quint32 append(const PropertyList &object) {
         _objects.append(object);
+        _weights.push_back(1);
         return quint32(_objects.size() - 1);
     }
 
@@ -163,9 +195,11 @@ private:
 
     quint32 addObject(const std::shared_ptr<Coding> &object) {
         const auto known = _numbersOfObjects.find(object);
-        if (known != _numbersOfObjects.end())
+        const bool isKnown = known != _numbersOfObjects.end();
+        // What is being written weighs nothing yet: it refers to itself.
+        if (isKnown && (_sharing == Sharing::Full || _weights[known->second] == 0))
             return known->second;
-        _numbersOfObjects.emplace(object, quint32(_objects.size()));
+        _numbersOfObjects[object] = quint32(_objects.size());
         return addRecord(object->archivedClassNames(), [&](auto &record) {
             RecordEncoder encoder(*this);
             object->encodeWithCoder(encoder);
@@ -178,7 +212,10 @@ private:
         ++_depth;
         const quint32 number = append(PropertyList());
         PropertyList::Dictionary record;
+        _weights[number] = 0;
+        const quint64 weightOfHolder = std::exchange(_weight, 1);
         fill(record);
+        _weights[number] = std::exchange(_weight, weightOfHolder);
         record.insert(QStringLiteral("$class"), reference(addClass(names)));
         _objects[number] = record;
         --_depth;
@@ -199,7 +236,12 @@ private:
 
     static inline const QString objectClass = QStringLiteral("NSObject");
 
+    const Sharing _sharing;
     PropertyList::List _objects{QStringLiteral("$null")};
+    /// By number: the objects that a walk from there meets; 0 as long as one is being written.
+    std::vector<quint64> _weights{0};
+    /// Of the object that is being written, so far.
+    quint64 _weight = 0;
     QHash<QString, quint32> _strings;
     QHash<QByteArray, quint32> _data;
     QHash<std::pair<int, quint64>, quint32> _numbers;
@@ -216,13 +258,25 @@ void RecordEncoder::encodeObject(const ArchiveValue &value, const QString &key) 
 } // namespace
 
 PropertyList KeyedArchiver::archivedPropertyList(const ArchiveValue &root) {
-    Archive archive;
+    Archive archive(Archive::Sharing::Full);
     const quint32 number = archive.add(root);
     return archive.take(number);
 }
 
 QByteArray KeyedArchiver::archivedData(const ArchiveValue &root) {
-    return PropertyListSerialization::binary(archivedPropertyList(root));
+    Archive archive(Archive::Sharing::Full);
+    quint32 number = archive.add(root);
+    const quint64 weight = archive.weight(number);
+    QByteArray bytes = PropertyListSerialization::binary(archive.take(number));
+    if (weight <= ExpansionAccount::largestWeight(bytes.size()))
+        return bytes;
+    if (weight > mostWrittenOut)
+        throw PlatformException(QStringLiteral("InvalidArgument"),
+                                QStringLiteral("objects are shared too often to be archived"));
+    // The reader would refuse it. Written out, no object stands for more than its own bytes.
+    Archive writtenOut(Archive::Sharing::LeavesOnly);
+    number = writtenOut.add(root);
+    return PropertyListSerialization::binary(writtenOut.take(number));
 }
 
 bool KeyedArchiver::archiveRootObjectToFile(const ArchiveValue &root, const QString &path) {

@@ -16,8 +16,10 @@ public:
     static constexpr int maximumDepth = 500;
 
     /// The archive as a binary property list. Equal strings, numbers and bytes are stored once, as
-    /// is each object of ours. Besides too deep nesting, a key that an object uses twice raises a
-    /// PlatformException named "InvalidArgument"; what encodeWithCoder() raises passes.
+    /// is each object of ours; but where so many places share one that KeyedUnarchiver would refuse
+    /// the archive, each of them gets its own. Besides too deep nesting, a key that an object uses
+    /// twice raises a PlatformException named "InvalidArgument"; what encodeWithCoder() raises
+    /// passes.
     [[nodiscard]] static QByteArray archivedData(const ArchiveValue &root);
     /// The same archive as a value.
     [[nodiscard]] static PropertyList archivedPropertyList(const ArchiveValue &root);

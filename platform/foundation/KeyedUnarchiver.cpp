@@ -140,13 +140,9 @@ ArchiveValue Unarchive::decode(quint32 number) {
         if (const auto *record = object.as<PropertyList::Dictionary>()) {
             entry.value = decodeRecord(*record, entry);
         } else if (const auto *text = object.as<QString>()) {
-            _account.addUnits(text->size());
             if (*text != u"$null")
                 entry.value = object;
-        } else if (const auto *data = object.as<QByteArray>()) {
-            _account.addUnits(data->size());
-            entry.value = object;
-        } else if (object.isNumber() || object.isDate()) {
+        } else if (object.isData() || object.isNumber() || object.isDate()) {
             entry.value = object;
         } else {
             refuse(QStringLiteral("%1 among the objects")
@@ -283,7 +279,9 @@ ArchiveValue Unarchive::decodeUrl(const PropertyList::Dictionary &record) {
         refuse(QStringLiteral("a URL object without text"));
     const auto *baseReference = find(record, QStringLiteral("NS.base"));
     const auto base = baseReference ? decodeReference(*baseReference).url() : std::nullopt;
-    return base ? urlFromForeignText(*text, *base) : urlFromForeignText(*text);
+    if (base)
+        return urlFromForeignText(*text, *base);
+    return {urlFromForeignText(*text), *text};
 }
 
 } // namespace

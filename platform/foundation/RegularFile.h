@@ -26,8 +26,11 @@ struct Contents {
     QByteArray bytes;
 };
 
-/// Symbolic links are followed. A file that grows while it is read is read up to the size it had.
-[[nodiscard]] Contents read(const QString &path, qint64 largest);
+enum class Links { Follow, Refuse };
+
+/// Where links are refused, a path whose last part is a symbolic one fails. A file that grows while
+/// it is read is read up to the size it had.
+[[nodiscard]] Contents read(const QString &path, qint64 largest, Links links = Links::Follow);
 
 } // namespace RegularFile
 

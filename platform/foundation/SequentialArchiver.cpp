@@ -70,7 +70,7 @@ private:
             _writer.beginObject(chain({"NSURL"}));
             _writer.writeTypes("c");
             _writer.writeByte(0); // no base
-            encodeObject(QString::fromLatin1(value.as<QUrl>()->toEncoded()), {});
+            encodeObject(value.urlText(), {});
             break;
         case ArchiveValue::Kind::Object:
             writeObject(*value.as<std::shared_ptr<Coding>>());

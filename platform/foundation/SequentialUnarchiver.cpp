@@ -121,7 +121,6 @@ private:
         const auto text = _reader.readString();
         if (!text)
             refuse(QStringLiteral("a string object without text"));
-        _account.addUnits(text->size());
         return QString::fromUtf8(*text);
     }
 
@@ -158,7 +157,6 @@ private:
         _reader.expectTypes("i");
         const qint32 count = _reader.readInteger();
         _reader.expectTypes('[' + QByteArray::number(count) + "c]");
-        _account.addUnits(std::max(count, 0));
         return _reader.readBytes(count);
     }
 
@@ -169,7 +167,9 @@ private:
         const auto text = decodeString({});
         if (!text)
             refuse(QStringLiteral("a URL object without text"));
-        return base ? urlFromForeignText(*text, *base) : urlFromForeignText(*text);
+        if (base)
+            return urlFromForeignText(*text, *base);
+        return {urlFromForeignText(*text), *text};
     }
 
     // A count proves nothing about what follows, so nothing is reserved for it.

@@ -239,6 +239,18 @@
         <source>(%2 times)</source>
         <translation>(%2-mal)</translation>
     </message>
+    <message>
+        <source>an address has the form HOST:PORT, or [ADDRESS]:PORT for IPv6</source>
+        <translation>eine Adresse hat die Form HOST:PORT, bei IPv6 [ADRESSE]:PORT</translation>
+    </message>
+    <message>
+        <source>the port must be a number from 1 to 65535</source>
+        <translation>der Port muss eine Zahl von 1 bis 65535 sein</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is neither a host name nor an address</source>
+        <translation>„%1“ ist weder ein Rechnername noch eine Adresse</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>

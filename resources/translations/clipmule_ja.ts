@@ -239,6 +239,18 @@
         <source>(%2 times)</source>
         <translation>（%2 回）</translation>
     </message>
+    <message>
+        <source>an address has the form HOST:PORT, or [ADDRESS]:PORT for IPv6</source>
+        <translation>アドレスは HOST:PORT、IPv6 の場合は [アドレス]:PORT の形で指定してください</translation>
+    </message>
+    <message>
+        <source>the port must be a number from 1 to 65535</source>
+        <translation>ポートは 1 から 65535 までの数でなければなりません</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is neither a host name nor an address</source>
+        <translation>「%1」はホスト名でもアドレスでもありません</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>

@@ -71,6 +71,22 @@ private Q_SLOTS:
         QCOMPARE(*_agent->shared->objectForKey(key), PropertyList(u"Anna"_qs));
     }
 
+    // Old settings of another kind name no phone, and replace no list.
+    void migratesNothingThatIsNoText_data() {
+        QTest::addColumn<QString>("damaged");
+        QTest::newRow("service") << u"serverService"_qs;
+        QTest::newRow("name") << u"serverName"_qs;
+    }
+    void migratesNothingThatIsNoText() {
+        QFETCH(QString, damaged);
+        _agent->setRegistered({u"Anna"_qs});
+        _agent->shared->setObjectForKey(PropertyList(u"Old"_qs), u"serverService"_qs);
+        _agent->shared->setObjectForKey(PropertyList(u"Old"_qs), u"serverName"_qs);
+        _agent->shared->setObjectForKey(PropertyList(PropertyList::List()), damaged);
+        _agent->launch();
+        QCOMPARE(_agent->announced(), QStringList{u"Anna"_qs});
+    }
+
     void isEnabledWhenNothingSaysOtherwise() {
         _agent->setRegistered({u"Anna"_qs});
         _agent->launch();
@@ -141,6 +157,9 @@ private Q_SLOTS:
             u"serverServices"_qs);
         _agent->launch();
         QCOMPARE(_agent->announced(), QStringList{u"Anna"_qs});
+        QTest::ignoreMessage(
+            QtWarningMsg, "setting serverServices of the domain \"shared\" holds a string, which "
+                          "is not a list of phones: not used");
         _agent->shared->setObjectForKey(PropertyList(u"no list"_qs), u"serverServices"_qs);
         QVERIFY(_agent->announced().isEmpty());
     }
@@ -203,10 +222,15 @@ private Q_SLOTS:
         QVERIFY(phone->connection().isClosed());
     }
 
-    void aSettingThatIsNoTruthValueDisables() {
+    void aSettingThatIsNoTruthValueIsNone() {
+        QTest::ignoreMessage(QtWarningMsg,
+                             "setting syncEnabled of the domain \"agent\" holds a list, which is "
+                             "not true or false: not used");
         _agent->applicationDefaults->setObjectForKey(PropertyList(PropertyList::List()),
                                                      u"syncEnabled"_qs);
         _agent->launch();
+        QVERIFY(_agent->app->isEnabled());
+        _agent->applicationDefaults->setObjectForKey(PropertyList(u"NO"_qs), u"syncEnabled"_qs);
         QVERIFY(!_agent->app->isEnabled());
         _agent->applicationDefaults->setObjectForKey(PropertyList(u"YES"_qs), u"syncEnabled"_qs);
         QVERIFY(_agent->app->isEnabled());

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/dnssd/DnsSdFactory.h"
+#include "platform/dnssd/FixedAddresses.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "tests/dnssd/Observers.h"
 
@@ -19,7 +20,21 @@ const auto local = QStringLiteral("local");
 // With room for a machine that does other things as well; the usual times are a tenth of it.
 constexpr int patience = 20000;
 
+// Without any address, and so as what is below it.
+struct FixedOverFake final : Backend {
+    std::unique_ptr<FakeBackend> below = makeFakeBackend();
+    FixedAddresses fixed{*below};
+    std::unique_ptr<Publisher> makePublisher() override { return fixed.makePublisher(); }
+    std::unique_ptr<Browser> makeBrowser() override { return fixed.makeBrowser(); }
+    std::unique_ptr<Resolver> makeResolver() override { return fixed.makeResolver(); }
+    std::unique_ptr<TxtWatch> makeTxtWatch() override { return fixed.makeTxtWatch(); }
+    StreamPair connectTo(const Resolved &resolved) override { return fixed.connectTo(resolved); }
+    QString description() const override { return fixed.description(); }
+};
+
 std::unique_ptr<Backend> makeBackend(const QString &kind) {
+    if (kind == u"fixed")
+        return std::make_unique<FixedOverFake>();
     if (kind == u"bus")
         return makeAvahiBusBackend();
     if (kind == u"core")
@@ -31,8 +46,8 @@ std::unique_ptr<Backend> makeBackend(const QString &kind) {
 
 } // namespace
 
-// What every responder does. Which one is chosen by CLIPMULE_DNSSD_BACKEND (fake, bus, core, auto);
-// the real ones on a private network with avahi-daemon.
+// What every responder does. Which one is chosen by CLIPMULE_DNSSD_BACKEND (fake, fixed, bus, core,
+// auto); the real ones on a private network with avahi-daemon.
 class DnsSdContractTest : public QObject {
     Q_OBJECT
 
@@ -47,7 +62,7 @@ class DnsSdContractTest : public QObject {
     QString _type;
     QString _otherType;
 
-    [[nodiscard]] bool isFake() const { return _kind == u"fake"; }
+    [[nodiscard]] bool isFake() const { return _kind == u"fake" || _kind == u"fixed"; }
     [[nodiscard]] ServiceName named(const QString &name) const { return {name, _type, local}; }
 
 private Q_SLOTS:
@@ -123,6 +138,21 @@ private Q_SLOTS:
         other.publisher->start(named(QStringLiteral("Other")), 4711, QByteArray());
         wanted.publisher->start({QStringLiteral("Wanted"), _otherType, local}, 4711, QByteArray());
         QTRY_COMPARE_WITH_TIMEOUT(wanted.names.size() + other.names.size(), 2, patience);
+        QTRY_COMPARE_WITH_TIMEOUT(browse.changes(), QStringList{QStringLiteral("+Wanted")},
+                                  patience);
+    }
+
+    void onlyTheWantedNameIsReported() {
+        Publication wanted(*_backend);
+        Publication other(*_backend);
+        Browse browse(*_backend);
+        browse.browser->wantedName = QStringLiteral("Wanted");
+        browse.browser->start(_type);
+        Browse all(*_backend);
+        all.browser->start(_type);
+        other.publisher->start(named(QStringLiteral("Other")), 4711, QByteArray());
+        wanted.publisher->start(named(QStringLiteral("Wanted")), 4712, QByteArray());
+        QTRY_COMPARE_WITH_TIMEOUT(all.changes().size(), 2, patience);
         QTRY_COMPARE_WITH_TIMEOUT(browse.changes(), QStringList{QStringLiteral("+Wanted")},
                                   patience);
     }

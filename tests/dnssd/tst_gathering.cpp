@@ -114,6 +114,29 @@ private Q_SLOTS:
         QCOMPARE(completed, 0);
     }
 
+    void aLoopbackAddressCountsOnlyOverLoopback() {
+        const Endpoint ours{QHostAddress(QHostAddress::LocalHost), 4711};
+        EndpointGatherer gatherer;
+        std::optional<Resolved> resolved;
+        gatherer.onComplete = [&](const Resolved &r) { resolved = r; };
+        gatherer.add(ipv4OverIpv4, host, ours, false);
+        _loop.advance(5);
+        QVERIFY(!resolved);
+        gatherer.add(ipv4OverIpv4, host, ours, true);
+        _loop.advance(5);
+        QCOMPARE(resolved->endpoints, (QList<Endpoint>{ours}));
+    }
+
+    void nobodysAddressDoesNotHideAGoodOne() {
+        EndpointGatherer gatherer;
+        std::optional<Resolved> resolved;
+        gatherer.onComplete = [&](const Resolved &r) { resolved = r; };
+        gatherer.add(ipv4OverIpv4, host, {QHostAddress(QStringLiteral("224.0.0.1")), 4711}, true);
+        gatherer.add(ipv4OverIpv4, host, four, true);
+        _loop.advance(5);
+        QCOMPARE(resolved->endpoints, (QList<Endpoint>{four}));
+    }
+
     void clearForgetsWhatWasGathered() {
         EndpointGatherer gatherer;
         int completed = 0;
@@ -155,6 +178,19 @@ private Q_SLOTS:
         QVERIFY(!seen.remove(QStringLiteral("1001"), 1, 0));
         QVERIFY(seen.remove(QStringLiteral("7"), 1, 0));
         QVERIFY(seen.add(QStringLiteral("1001"), 1, 0));
+    }
+
+    void aWantedNameIsSeenHoweverManyOthersThereAre() {
+        SeenInstances seen;
+        const auto name = QStringLiteral("Anna");
+        seen.setWanted(name);
+        for (int number = 1; number <= 1001; ++number)
+            QVERIFY(!seen.add(QString::number(number), 1, 0));
+        QVERIFY(!seen.isFull());
+        QVERIFY(seen.add(name, 1, 0));
+        QVERIFY(seen.remove(name, 1, 0));
+        seen.setWanted(std::nullopt);
+        QVERIFY(seen.add(QStringLiteral("1"), 1, 0));
     }
 
     void eventsAreDeliveredLaterInOrder() {

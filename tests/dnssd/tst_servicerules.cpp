@@ -3,6 +3,7 @@
 
 #include "platform/dnssd/ServiceRules.h"
 
+#include <QNetworkInterface>
 #include <QTest>
 
 using namespace clipmule::dnssd;
@@ -113,6 +114,45 @@ private Q_SLOTS:
                  QStringLiteral("Anna-1_b._clipmule-c2._tcp.local"));
         QCOMPARE(escapedFullName(named(QStringLiteral("A. \\é"))),
                  QStringLiteral("A\\.\\032\\\\\\195\\169._clipmule-c2._tcp.local"));
+    }
+
+    void onlyAddressesOfOneComputerAreUsed_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("anywhere");
+        QTest::addColumn<bool>("overLoopback");
+        const auto row = [](const char *text, bool anywhere, bool overLoopback) {
+            QTest::newRow(text) << QString::fromLatin1(text) << anywhere << overLoopback;
+        };
+        for (const char *good :
+             {"192.0.2.7", "10.0.0.1", "1.0.0.0", "126.255.255.255", "128.0.0.1", "223.255.255.255",
+              "169.254.1.1", "2001:db8::7", "fe80::1", "fd00::1", "::2", "::ffff:192.0.2.7"})
+            row(good, true, true);
+        for (const char *ours : {"127.0.0.1", "127.255.255.255", "::1", "::ffff:127.0.0.1"})
+            row(ours, false, true);
+        for (const char *bad :
+             {"", "0.0.0.0", "0.255.255.255", "::", "::ffff:0.0.0.0", "224.0.0.0", "224.0.0.251",
+              "239.255.255.255", "::ffff:224.0.0.1", "255.255.255.255", "ff02::fb"})
+            row(bad, false, false);
+    }
+    void onlyAddressesOfOneComputerAreUsed() {
+        QFETCH(QString, text);
+        QFETCH(bool, anywhere);
+        QFETCH(bool, overLoopback);
+        const QHostAddress address(text);
+        QCOMPARE(reasonToAvoidAnnounced(address, false).isEmpty(), anywhere);
+        QCOMPARE(reasonToAvoidAnnounced(address, true).isEmpty(), overLoopback);
+        // A person may name this computer.
+        QCOMPARE(reasonToAvoid(address).isEmpty(), overLoopback);
+    }
+
+    void theLoopbackInterfaceIsKnown() {
+        QVERIFY(
+            isLoopbackInterface(QNetworkInterface::interfaceIndexFromName(QStringLiteral("lo"))));
+        for (const auto &interface : QNetworkInterface::allInterfaces())
+            QCOMPARE(isLoopbackInterface(interface.index()),
+                     interface.flags().testFlag(QNetworkInterface::IsLoopBack));
+        QVERIFY(!isLoopbackInterface(-1));
+        QVERIFY(!isLoopbackInterface(0));
     }
 
     void ipv4ComesFirst() {

@@ -50,6 +50,23 @@ void decodeProbe(const QByteArray &archive, const std::function<void(Decoder &)>
     (void)KeyedUnarchiver::unarchivedObject(archive, classes);
 }
 
+/// An object that holds a thousand texts.
+ArchiveValue thousandTexts() {
+    return probe([](Encoder &coder) {
+        coder.encodeObject(ArchiveValue::List(1000, QStringLiteral("x")), QStringLiteral("texts"));
+    });
+}
+
+/// How many texts each of such objects in an archive held, as they were decoded.
+QList<qsizetype> textsIn(const QByteArray &archive) {
+    QList<qsizetype> counts;
+    decodeProbe(archive, [&](Decoder &coder) {
+        const ArchiveValue texts = coder.decodeObject(QStringLiteral("texts"));
+        counts.append(texts.as<ArchiveValue::List>()->size());
+    });
+    return counts;
+}
+
 void decodeProbeRecord(Dictionary values, const std::function<void(Decoder &)> &decode,
                        const List &others = {}) {
     values.insert(QStringLiteral("$class"), Uid{2});
@@ -490,51 +507,109 @@ private Q_SLOTS:
     }
     void expansionIsBoundedAtTheLimit() {
         QFETCH(qint64, excess);
-        // A list that holds a text 2000 times and a filler once, as in binary property lists.
-        constexpr qint64 times = 2000;
-        const auto archiveWith = [](qint64 length, qint64 filler) {
+        // A list that holds another one 2001 times and a filler once; the other holds a text.
+        constexpr qint64 times = 2001;
+        const auto archiveWith = [](qint64 texts, qint64 filler) {
             List references(times, Uid{2});
             references.append(Uid{3});
-            return PropertyListSerialization::binary(archiveOf(
-                {record(QStringLiteral("NS.objects"), references, 4), QString(length, u'x'),
-                 QString(filler, u'y'), classRecord(QStringLiteral("NSArray"))}));
+            return PropertyListSerialization::binary(
+                archiveOf({record(QStringLiteral("NS.objects"), references, 5),
+                           record(QStringLiteral("NS.objects"), List(texts, Uid{4}), 5),
+                           QString(filler, u'y'), QStringLiteral("x"),
+                           classRecord(QStringLiteral("NSArray"))}));
         };
-        constexpr qint64 gain = qint64(PropertyListSerialization::expandedValuesPerByte) - 1;
-        const auto over = [&](qint64 length, qint64 filler) {
-            const qint64 weight = 1 + times * (1 + length) + (1 + filler);
-            return weight - excess -
-                   qint64(PropertyListSerialization::expandedValuesFloor +
-                          PropertyListSerialization::expandedValuesPerByte *
-                              quint64(archiveWith(length, filler).size()));
+        constexpr qint64 gain = qint64(PropertyListSerialization::expandedValuesPerByte);
+        const auto over = [&](qint64 texts, qint64 filler) {
+            const qint64 weight = 1 + times * (1 + texts) + 1;
+            return weight - excess - qint64(PropertyListSerialization::expandedValuesFloor) -
+                   gain * archiveWith(texts, filler).size();
         };
-        qint64 length = 1000;
-        while (over(length, 1000) % gain != 0)
-            ++length;
-        const qint64 filler = 1000 + over(length, 1000) / gain;
+        // Each byte of filler allows for one step more; the texts make it come out even.
+        qint64 texts = 1000;
+        while (over(texts, 1000) % gain != 0)
+            ++texts;
+        const qint64 filler = 1000 + over(texts, 1000) / gain;
         QVERIFY(filler > 256 && filler < 65536);
-        QCOMPARE(over(length, filler), 0);
+        QCOMPARE(over(texts, filler), 0);
         QCOMPARE(reasonOf([&] {
-                     (void)KeyedUnarchiver::unarchivedObject(archiveWith(length, filler));
+                     (void)KeyedUnarchiver::unarchivedObject(archiveWith(texts, filler));
                  }).isEmpty(),
                  excess <= 0);
     }
 
     void objectsCountForTheExpansionOfWhatHoldsThem() {
-        // One item with a long text, held many times by a list of its clip: comparing two such
-        // clips would look at the text as often.
-        auto clip = std::make_shared<ArchivedClip>();
-        auto item = std::make_shared<ArchivedItem>();
-        item->string = QString(100'000, u'x');
-        clip->items = QList<std::shared_ptr<ArchivedItem>>(10, item);
-        const auto read = [&] {
-            return reasonOf([&] {
-                (void)KeyedUnarchiver::unarchivedObject(KeyedArchiver::archivedData(clip),
-                                                        archivedClasses());
-            });
+        // An object that holds a thousand texts, held many times by a list: a walk over all of
+        // them is far longer than the archive.
+        const auto read = [](qsizetype times) {
+            const QByteArray bytes = PropertyListSerialization::binary(
+                KeyedArchiver::archivedPropertyList(ArchiveValue::List(times, thousandTexts())));
+            return reasonOf([&] { (void)textsIn(bytes); });
         };
-        QCOMPARE(read(), QString());
-        clip->items = QList<std::shared_ptr<ArchivedItem>>(1000, item);
-        QVERIFY(read().contains(u"expand"));
+        QCOMPARE(read(10), QString());
+        QVERIFY(read(3000).contains(u"expand"));
+    }
+
+    void longLeavesAreShared() {
+        // A history in which one text stands in every clip, and one representation in every item.
+        QList<std::shared_ptr<ArchivedItem>> items;
+        for (int number = 0; number < 200; ++number) {
+            items.append(std::make_shared<ArchivedItem>());
+            items.last()->string = QString(300'000, u'x');
+        }
+        const ArchiveValue texts = items;
+        const ArchiveValue data = ArchiveValue::List(50, ArchiveValue(QByteArray(3'000'000, 'x')));
+        for (const ArchiveValue &value : {texts, data}) {
+            const QByteArray bytes = KeyedArchiver::archivedData(value);
+            QVERIFY(bytes.size() < 4'000'000);
+            const auto back = KeyedUnarchiver::unarchivedObject(bytes, archivedClasses());
+            QCOMPARE(back.as<ArchiveValue::List>()->size(), value.as<ArchiveValue::List>()->size());
+        }
+    }
+
+    // Otherwise it would write what it does not read.
+    void objectsAreWrittenOutWhereSharingThemWouldBeRefused() {
+        const auto few =
+            textsIn(KeyedArchiver::archivedData(ArchiveValue::List(10, thousandTexts())));
+        QCOMPARE(few.size(), 1);
+        const auto many =
+            textsIn(KeyedArchiver::archivedData(ArchiveValue::List(3000, thousandTexts())));
+        QCOMPARE(many, QList<qsizetype>(3000, 1000));
+    }
+
+    void whatRefersToItselfIsSharedAlways() {
+        // An object that holds itself, beside more than may be shared.
+        auto self = std::make_shared<Probe>();
+        self->encode = [&](Encoder &coder) {
+            coder.encodeObject(self, QStringLiteral("self"));
+            coder.encodeObject(ArchiveValue::List(3000, thousandTexts()), QStringLiteral("texts"));
+        };
+        const QByteArray bytes = KeyedArchiver::archivedData(self);
+        self->encode = nullptr;
+        bool isItself = false;
+        decodeProbe(bytes, [&](Decoder &coder) {
+            // The objects among the texts are of this class, too, and hold no such key.
+            if (!coder.containsValueForKey(QStringLiteral("self")))
+                return;
+            const auto held = coder.decodeObjectOfClass<Probe>(QStringLiteral("self"));
+            isItself = coder.decodeObjectOfClass<Probe>(QStringLiteral("self")) == held;
+            (void)coder.decodeObject(QStringLiteral("texts"));
+        });
+        QVERIFY(isItself);
+    }
+
+    void whatIsSharedBeyondMeasureIsNotWritten() {
+        // Each holds the next one twice: 2^40 objects.
+        std::shared_ptr<Coding> object = std::make_shared<ArchivedItem>();
+        for (int level = 0; level < 40; ++level) {
+            auto holder = std::make_shared<Probe>();
+            holder->encode = [held = object](Encoder &coder) {
+                coder.encodeObject(held, QStringLiteral("a"));
+                coder.encodeObject(held, QStringLiteral("b"));
+            };
+            object = holder;
+        }
+        QCOMPARE(reasonOf([&] { (void)KeyedArchiver::archivedData(object); }),
+                 QStringLiteral("InvalidArgument"));
     }
 };
 

@@ -385,15 +385,22 @@ private Q_SLOTS:
     }
 
     void expansionIsBounded() {
-        // One item with a long text, held many times.
-        auto item = std::make_shared<ArchivedItem>();
-        item->string = QString(100'000, u'x');
+        // One clip of many items, held many times; then one long text, which weighs nothing.
+        auto clip = std::make_shared<ArchivedClip>();
+        clip->items.emplace();
+        for (int number = 0; number < 1000; ++number)
+            clip->items->append(std::make_shared<ArchivedItem>());
         const auto read = [&](qsizetype times) {
             return reasonOfReading(SequentialArchiver::archivedData(
-                QList<std::shared_ptr<ArchivedItem>>(times, item)));
+                QList<std::shared_ptr<ArchivedClip>>(times, clip)));
         };
         QCOMPARE(read(10), QString());
-        QVERIFY(read(1000).contains(u"expand"));
+        QVERIFY(read(3000).contains(u"expand"));
+        auto item = std::make_shared<ArchivedItem>();
+        item->string = QString(100'000, u'x');
+        QCOMPARE(reasonOfReading(SequentialArchiver::archivedData(
+                     QList<std::shared_ptr<ArchivedItem>>(1000, item))),
+                 QString());
     }
 };
 

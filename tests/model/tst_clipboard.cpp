@@ -51,13 +51,16 @@ private Q_SLOTS:
     void newClipboard();
     void names();
     void titleOfTheMainClipboard();
+    void mainClipboardArchivesWhatItShows();
     void settersMakeDirtyOnlyWhenTheyChange();
+    void flagsAreSetBehindTheNotifications();
     void insertingPostsInOrder();
     void removingPostsInOrder();
     void removingAStrangerChangesNothing();
     void insertingBeyondTheEndIsRefused();
     void mainClipboardDropsTheOldest();
     void insertingBeyondTheCapacityRemovesAtOnce();
+    void tooLongAListIsCutToTheCapacity();
     void customClipboardHoldsAnyNumber();
     void removedClipIsErasedAtTheNextSave();
     void reinsertedClipKeepsItsFiles();
@@ -66,6 +69,7 @@ private Q_SLOTS:
     void countWithoutTheClips();
     void countThatTheArchiveLacks();
     void releasingFreesTheImages();
+    void releasingLoadsNothing();
     void clipsLeaveTheirClipboardWhenItGoes();
     void observerMayDropTheClipboard();
     void equalityAndDescription();
@@ -116,6 +120,18 @@ void ClipboardTest::titleOfTheMainClipboard() {
     QCOMPARE(clipboard->iconName(), QStringLiteral("main"));
 }
 
+void ClipboardTest::mainClipboardArchivesWhatItShows() {
+    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
+    clipboard->setTitle(QStringLiteral("other"));
+    clipboard->setIconName(QStringLiteral("star"));
+    const auto objects =
+        KeyedArchiver::archivedPropertyList(clipboard).find(QStringLiteral("$objects"))->list();
+    QVERIFY(objects.contains(PropertyList(QStringLiteral("Clipboard"))));
+    QVERIFY(objects.contains(PropertyList(QStringLiteral("main"))));
+    QVERIFY(!objects.contains(PropertyList(QStringLiteral("other"))));
+    QVERIFY(!objects.contains(PropertyList(QStringLiteral("star"))));
+}
+
 void ClipboardTest::settersMakeDirtyOnlyWhenTheyChange() {
     ZRKClipmuleClipboard clipboard;
     clipboard.setTitle(QStringLiteral("title"));
@@ -130,6 +146,29 @@ void ClipboardTest::settersMakeDirtyOnlyWhenTheyChange() {
     clipboard.setIconName(QStringLiteral("heart"));
     QVERIFY(clipboard.isDirty());
     QCOMPARE(clipboard.iconName(), QStringLiteral("heart"));
+    // None never equals the present one, not even where there is none.
+    ZRKClipmuleClipboard bare;
+    bare.setDirty(false);
+    bare.setTitle(std::nullopt);
+    QVERIFY(bare.isDirty());
+    bare.setDirty(false);
+    bare.setIconName(std::nullopt);
+    QVERIFY(bare.isDirty());
+}
+
+void ClipboardTest::flagsAreSetBehindTheNotifications() {
+    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
+    const auto clip = textClip(QStringLiteral("one"));
+    tick();
+    Listener listener;
+    listener.react = [&](const Notification &) { QVERIFY(!clipboard->isListDirty()); };
+    clipboard->insertClipmuleDataAtIndex(clip, 0);
+    QVERIFY(clipboard->isListDirty());
+    tick();
+    QVERIFY(!clipboard->isListDirty());
+    clipboard->removeClipmuleData(clip);
+    QVERIFY(clipboard->isListDirty());
+    QCOMPARE(listener.names.size(), 6);
 }
 
 void ClipboardTest::insertingPostsInOrder() {
@@ -177,14 +216,24 @@ void ClipboardTest::removingPostsInOrder() {
 }
 
 void ClipboardTest::removingAStrangerChangesNothing() {
-    const auto clipboard = named(QStringLiteral("a"));
-    clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("one")), 0);
-    clipboard->setDirty(false);
-    Listener listener;
+    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
+    insertCustom({QStringLiteral("a")});
+    const auto other = ZRKClipmuleClipboard::customClipboards().first();
+    clipboard->insertClipmuleDataAtIndex(ZRKClipmuleData::initWithImageData("image"), 0);
     // Equal to the one there, but not that one.
-    clipboard->removeClipmuleData(textClip(QStringLiteral("one")));
+    const auto stranger = ZRKClipmuleData::initWithImageData("image");
+    other->insertClipmuleDataAtIndex(stranger, 0);
+    tick();
+    QVERIFY(!clipboard->isDirty());
+    Listener listener;
+    clipboard->removeClipmuleData(stranger);
     QCOMPARE(clipboard->count(), quint64(1));
+    QVERIFY(stranger->clipboard() == other.get());
     QVERIFY(listener.names.isEmpty());
+    QVERIFY(!clipboard->isListDirty());
+    QVERIFY(!other->isListDirty());
+    tick();
+    QVERIFY(QFile::exists(stranger->firstItem()->imageDataPath()));
 }
 
 void ClipboardTest::insertingBeyondTheEndIsRefused() {
@@ -237,6 +286,20 @@ void ClipboardTest::insertingBeyondTheCapacityRemovesAtOnce() {
     QVERIFY(!last->clipboard());
     QCOMPARE(clipboard->count(), quint64(200));
     QCOMPARE(texts(*clipboard).last(), QStringLiteral("199"));
+}
+
+// Written by somebody who kept more.
+void ClipboardTest::tooLongAListIsCutToTheCapacity() {
+    QList<Clip> clips;
+    for (int i = 0; i < 205; ++i)
+        clips.append(textClip(QString::number(i)));
+    _fixture->write(QStringLiteral("Main.clipboardItems"), KeyedArchiver::archivedData(clips));
+    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
+    QCOMPARE(clipboard->items().size(), 205);
+    clipboard->insertClipmuleDataAtIndex(textClip(QStringLiteral("new")), 0);
+    QCOMPARE(clipboard->items().size(), 200);
+    QCOMPARE(clipboard->count(), quint64(200));
+    QCOMPARE(texts(*clipboard).last(), QStringLiteral("198"));
 }
 
 void ClipboardTest::customClipboardHoldsAnyNumber() {
@@ -344,6 +407,13 @@ void ClipboardTest::releasingFreesTheImages() {
     clipboard->releaseCachedData();
     QVERIFY(QFile::remove(clip->firstItem()->imageDataPath()));
     QCOMPARE(clip->firstItem()->imageData(), std::nullopt);
+}
+
+void ClipboardTest::releasingLoadsNothing() {
+    const auto clipboard = named(QStringLiteral("a"));
+    // A look at it would be logged.
+    _fixture->write(clipboard->oid() + QStringLiteral(".clipboardItems"), "garbage");
+    clipboard->releaseCachedData();
 }
 
 void ClipboardTest::clipsLeaveTheirClipboardWhenItGoes() {

@@ -25,6 +25,7 @@ private Q_SLOTS:
     void firstSaveWritesTheMainClipboard();
     void savesEveryFiveSeconds();
     void savesOnlyWhatChanged();
+    void savingLoadsNoList();
     void anotherClipWritesNoImageAgain();
     void customClipboardsRoundTrip();
     void defaultIconIsStored();
@@ -44,6 +45,8 @@ private Q_SLOTS:
     void tenThousandClips();
     void failedWriteIsTriedAgain();
     void nothingIsErasedWhileItIsSpokenOf();
+    void failureIsToldOnce();
+    void anImageThatCannotBeWrittenHoldsNothingUp();
 
 private:
     void tick() { _fixture->runLoop.advance(5); }
@@ -107,6 +110,15 @@ void ClipboardStoreTest::savesOnlyWhatChanged() {
     tick();
     QCOMPARE(_fixture->files(), (QStringList{QStringLiteral("Main.clipboard"),
                                              QStringLiteral("Main.clipboardItems")}));
+}
+
+void ClipboardStoreTest::savingLoadsNoList() {
+    // A look at it would be logged.
+    _fixture->write(QStringLiteral("Custom.clipboards"), "garbage");
+    (void)ZRKClipmuleClipboard::dataPath();
+    tick();
+    QVERIFY(exists(QStringLiteral("Main.clipboard")));
+    QCOMPARE(_fixture->contents(QStringLiteral("Custom.clipboards")), QByteArray("garbage"));
 }
 
 void ClipboardStoreTest::anotherClipWritesNoImageAgain() {
@@ -425,6 +437,65 @@ void ClipboardStoreTest::nothingIsErasedWhileItIsSpokenOf() {
     QVERIFY(QDir().rmdir(items));
     tick();
     QVERIFY(!QFile::exists(path));
+}
+
+void ClipboardStoreTest::failureIsToldOnce() {
+    QStringList told;
+    _fixture->store->setSavingDidChange([&](const QString &failure) { told.append(failure); });
+    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
+    QVERIFY(clipboard->items().isEmpty());
+    tick();
+    QVERIFY(told.isEmpty());
+    const QString items = _fixture->path(QStringLiteral("Main.clipboardItems"));
+    QVERIFY(QDir().mkpath(items));
+    for (int beat = 0; beat < 3; ++beat) {
+        clipboard->insertClipmuleDataAtIndex(textClip(QString::number(beat)), 0);
+        tick();
+    }
+    QCOMPARE(told.size(), 1);
+    QVERIFY2(told[0].startsWith(items + QStringLiteral(": ")), qPrintable(told[0]));
+    QVERIFY(QDir().rmdir(items));
+    tick();
+    tick();
+    QCOMPARE(told.size(), 2);
+    QCOMPARE(told[1], QString());
+}
+
+// The picture stays and is written as soon as that works; what was removed goes meanwhile.
+void ClipboardStoreTest::anImageThatCannotBeWrittenHoldsNothingUp() {
+    QStringList told;
+    _fixture->store->setSavingDidChange([&](const QString &failure) { told.append(failure); });
+    insertCustom({QStringLiteral("a")});
+    const auto main = ZRKClipmuleClipboard::mainClipboard();
+    const auto custom = ZRKClipmuleClipboard::customClipboards()[0];
+    for (const auto &clipboard : {main, custom}) {
+        const auto removed = ZRKClipmuleData::initWithImageData("removed");
+        clipboard->insertClipmuleDataAtIndex(removed, 0);
+        tick();
+        const auto clip = ZRKClipmuleData::initWithImageData("image");
+        const QString path = clip->firstItem()->imageDataPath();
+        QVERIFY(QDir().mkpath(path));
+        clipboard->insertClipmuleDataAtIndex(clip, 0);
+        clipboard->removeClipmuleData(removed);
+        QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral("FAILED TO SAVE ") + path));
+        told.clear();
+        tick();
+        tick();
+        QCOMPARE(told.size(), 1);
+        QVERIFY(told[0].contains(path));
+        QVERIFY(clipboard->isDirty());
+        QVERIFY(!clipboard->isListDirty());
+        QVERIFY(!QFile::exists(removed->firstItem()->imageDataPath()));
+        QVERIFY(QDir().rmdir(path));
+        tick();
+        QVERIFY(!clipboard->isDirty());
+        QCOMPARE(told.size(), 2);
+    }
+    _fixture->restart();
+    for (const auto &clipboard :
+         {ZRKClipmuleClipboard::mainClipboard(), ZRKClipmuleClipboard::customClipboards()[0]})
+        QCOMPARE(clipboard->items().first()->firstItem()->imageData(),
+                 std::optional(QByteArray("image")));
 }
 
 QTEST_GUILESS_MAIN(ClipboardStoreTest)

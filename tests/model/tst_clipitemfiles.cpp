@@ -38,8 +38,12 @@ private Q_SLOTS:
     void removedImageIsDeletedFromDisk();
     void missingImageFileIsSilent();
     void unreadableImageFileIsLogged();
-    void imageThatCannotBeWrittenIsGivenUp();
+    void imageThatCannotBeWrittenIsKept();
+    void sizeFetchesTheImageFromDisk();
     void eraseDeletesTheFiles();
+    void eraseLeavesWhatTheItemDoesNotSpeakOf();
+    void eraseDeletesWhatTheNextSaveWould();
+    void copyOfManyRepresentations();
     void copySavesAndReleasesTheSource();
     void copyOfAClip();
 
@@ -177,16 +181,47 @@ void ClipItemFilesTest::unreadableImageFileIsLogged() {
     QCOMPARE(item.imageData(), std::nullopt);
 }
 
-void ClipItemFilesTest::imageThatCannotBeWrittenIsGivenUp() {
+void ClipItemFilesTest::imageThatCannotBeWrittenIsKept() {
+    const QByteArray png = QByteArray::fromHex("89504e47 0d0a");
     ZRKClipmuleDataItem item;
-    item.setImageData(QByteArray("an image"));
+    item.setImageData(png);
+    item.setDirty(false);
     // A folder stands where the file should be.
     QVERIFY(QDir().mkpath(item.imageDataPath()));
-    QTest::ignoreMessage(QtWarningMsg,
-                         qPrintable(QStringLiteral("FAILED TO SAVE ") + item.imageDataPath()));
+    const QString line = QStringLiteral("FAILED TO SAVE ") + item.imageDataPath();
+    QTest::ignoreMessage(QtWarningMsg, qPrintable(line));
     item.saveExtraData();
-    QVERIFY(!item.hasImageData());
+    item.releaseCachedData();
+    QVERIFY(item.isDirty());
+    QVERIFY(item.isImageDataDirty());
+    // It still is an image, whichever way one asks.
+    QVERIFY(item.hasImageData());
+    QVERIFY(item.hasPNG());
+    QCOMPARE(item.bestType(), ZRKClipmuleDataImageDataType);
+    QVERIFY(item.toDictionary().contains(QStringLiteral("imageData")));
+    QCOMPARE(item.imageData(), std::optional(png));
+
+    // The log knows of it already.
+    item.saveExtraData();
+    QVERIFY(QDir().rmdir(item.imageDataPath()));
+    item.saveExtraData();
     QVERIFY(!item.isImageDataDirty());
+    QCOMPARE(contentsOf(item.imageDataPath()), png);
+
+    // Of the next failure it does not.
+    item.setImageData(QByteArray("another"));
+    QVERIFY(QFile::remove(item.imageDataPath()));
+    QVERIFY(QDir().mkpath(item.imageDataPath()));
+    QTest::ignoreMessage(QtWarningMsg, qPrintable(line));
+    item.saveExtraData();
+}
+
+void ClipItemFilesTest::sizeFetchesTheImageFromDisk() {
+    ZRKClipmuleDataItem item;
+    item.setImageData(QByteArray("an image"));
+    item.saveExtraData();
+    item.releaseCachedData();
+    QCOMPARE(item.size(), quint64(8));
 }
 
 void ClipItemFilesTest::eraseDeletesTheFiles() {
@@ -198,6 +233,42 @@ void ClipItemFilesTest::eraseDeletesTheFiles() {
     QVERIFY(item.hasImageData());
     // Nothing there any more; errors do not matter.
     item.erase();
+}
+
+void ClipItemFilesTest::eraseLeavesWhatTheItemDoesNotSpeakOf() {
+    ZRKClipmuleDataItem item;
+    QVERIFY(QDir().mkpath(QFileInfo(item.imageDataPath()).path()));
+    for (const QString &path : {item.imageDataPath(), item.nativeDictionaryPath()}) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+    }
+    item.erase();
+    QVERIFY(QFile::exists(item.imageDataPath()));
+    QVERIFY(QFile::exists(item.nativeDictionaryPath()));
+}
+
+// It goes before the save that would have deleted them.
+void ClipItemFilesTest::eraseDeletesWhatTheNextSaveWould() {
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
+        ZRKClipmuleDataItem::NativeDictionary{{QStringLiteral("type"), "bytes"}});
+    item->setImageData(QByteArray("an image"));
+    item->saveExtraData();
+    item->setString(QStringLiteral("text"));
+    item->setImageData(std::nullopt);
+    QVERIFY(QFile::exists(item->imageDataPath()));
+    QVERIFY(QFile::exists(item->nativeDictionaryPath()));
+    item->erase();
+    QVERIFY(!QFile::exists(item->imageDataPath()));
+    QVERIFY(!QFile::exists(item->nativeDictionaryPath()));
+}
+
+// Only what is received has at most a thousand.
+void ClipItemFilesTest::copyOfManyRepresentations() {
+    ZRKClipmuleDataItem::NativeDictionary native;
+    for (int number = 0; number < 1001; ++number)
+        native.insert(QString::number(number), QByteArray());
+    const auto copy = ZRKClipmuleDataItem::initWithNativeDictionary(native)->copyWithZone();
+    QCOMPARE(copy->nativeDictionary(), std::optional(native));
 }
 
 void ClipItemFilesTest::copySavesAndReleasesTheSource() {

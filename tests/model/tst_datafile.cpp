@@ -24,6 +24,10 @@ private Q_SLOTS:
     void init();
     void writesAndReplaces();
     void makesTheFolder();
+    void tooMuchIsNotWritten_data();
+    void tooMuchIsNotWritten();
+    void aLinkIsReplacedAndNotRead();
+    void nothingIsLeftOfAFailedWrite();
     void failedWriteLeavesTheOldFile();
     void missingFileIsNothing();
     void readingAFolderFails();
@@ -56,6 +60,76 @@ void DataFileTest::makesTheFolder() {
     const QString path = folder.filePath(QStringLiteral("a/b/file"));
     DataFile::write(path, "one");
     QCOMPARE(DataFile::read(path), std::optional(QByteArray("one")));
+    // For this user alone, and what was there stays as it was.
+    const auto permissionsOf = [](const QString &name) { return QFile::permissions(name); };
+    constexpr auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup |
+                            QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
+    for (const char *made : {"a", "a/b", "a/b/file"})
+        QVERIFY(!(permissionsOf(folder.filePath(QString::fromLatin1(made))) & others));
+    const QString open = folder.filePath(QStringLiteral("open"));
+    QVERIFY(QDir().mkdir(open));
+    QVERIFY(QFile::setPermissions(open, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                            QFile::ReadOther | QFile::ExeOther));
+    DataFile::write(open + QStringLiteral("/file"), "one");
+    QVERIFY(permissionsOf(open) & QFile::ReadOther);
+    QVERIFY(!(permissionsOf(open + QStringLiteral("/file")) & others));
+    QVERIFY(DataFile::makeFolder(open));
+    QVERIFY(!DataFile::makeFolder(path));
+    QVERIFY(!DataFile::makeFolder(path + QStringLiteral("/below")));
+}
+
+void DataFileTest::tooMuchIsNotWritten_data() {
+    QTest::addColumn<int>("size");
+    QTest::addColumn<bool>("isWritten");
+    QTest::newRow("one below") << 99 << true;
+    QTest::newRow("at the limit") << 100 << true;
+    QTest::newRow("one above") << 101 << false;
+}
+
+void DataFileTest::tooMuchIsNotWritten() {
+    QFETCH(int, size);
+    QFETCH(bool, isWritten);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("file"));
+    DataFile::write(path, "old");
+    const QByteArray bytes(size, 'x');
+    if (isWritten)
+        DataFile::write(path, bytes, 100);
+    else
+        QVERIFY_THROWS_EXCEPTION(PlatformException, DataFile::write(path, bytes, 100));
+    QCOMPARE(DataFile::read(path, 100), std::optional(isWritten ? bytes : QByteArray("old")));
+    if (isWritten && size == 100)
+        QVERIFY_THROWS_EXCEPTION(PlatformException, (void)DataFile::read(path, 99));
+}
+
+void DataFileTest::aLinkIsReplacedAndNotRead() {
+    const QTemporaryDir folder;
+    const QString victim = folder.filePath(QStringLiteral("victim"));
+    const QString path = folder.filePath(QStringLiteral("file"));
+    QFile file(victim);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("private");
+    file.close();
+    const auto permissions = QFile::permissions(victim);
+    QVERIFY(QFile::link(victim, path));
+    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)DataFile::read(path));
+    DataFile::keepUnreadable(path);
+    DataFile::write(path, "one");
+    QVERIFY(!QFileInfo(path).isSymLink());
+    QCOMPARE(DataFile::read(path), std::optional(QByteArray("one")));
+    QCOMPARE(DataFile::read(victim), std::optional(QByteArray("private")));
+    QCOMPARE(QFile::permissions(victim), permissions);
+    // The link was set aside, not what it leads to.
+    QVERIFY(QFileInfo(path + QStringLiteral(".unreadable")).isSymLink());
+}
+
+void DataFileTest::nothingIsLeftOfAFailedWrite() {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("file"));
+    QVERIFY(QDir().mkpath(path));
+    QVERIFY_THROWS_EXCEPTION(PlatformException, DataFile::write(path, "one"));
+    QCOMPARE(QDir(folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+             QStringList{QStringLiteral("file")});
 }
 
 void DataFileTest::failedWriteLeavesTheOldFile() {

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "model/StoreRecovery.h"
 #include "model/ZRKClipmuleClipboard.h"
 #include "tests/model/StoreFixture.h"
 
@@ -30,6 +31,8 @@ private Q_SLOTS:
 
 private:
     static QList<int> numbersIn(const ZRKClipmuleClipboard &clipboard);
+    static QSet<QString> filesIn(const StoreFixture &fixture);
+    static QSet<QString> filesSpokenOf(const StoreFixture &fixture);
     static QList<int> withNew(QList<int> numbers, int first, int newest, int most);
 };
 
@@ -54,6 +57,25 @@ QList<int> StoreKillTest::withNew(QList<int> numbers, int first, int newest, int
     for (int number = first; number <= newest; ++number)
         numbers.prepend(number);
     return numbers.first(std::min<qsizetype>(numbers.size(), most));
+}
+
+QSet<QString> StoreKillTest::filesIn(const StoreFixture &fixture) {
+    QSet<QString> paths;
+    for (const QString &name : fixture.files())
+        paths.insert(fixture.path(name));
+    return paths;
+}
+
+QSet<QString> StoreKillTest::filesSpokenOf(const StoreFixture &fixture) {
+    QSet<QString> paths{fixture.path(QStringLiteral("Main.clipboard")),
+                        fixture.path(QStringLiteral("Custom.clipboards"))};
+    for (const auto &clipboard : {ZRKClipmuleClipboard::mainClipboard(),
+                                  ZRKClipmuleClipboard::customClipboards().first()}) {
+        paths.insert(clipboard->itemsPath());
+        for (const auto &clip : clipboard->items())
+            paths.insert(clip->firstItem()->imageDataPath());
+    }
+    return paths;
 }
 
 void StoreKillTest::whatWasSavedSurvives() {
@@ -93,6 +115,9 @@ void StoreKillTest::whatWasSavedSurvives() {
         QVERIFY(newestInCustom == reported || newestInCustom == newest);
         QCOMPARE(now, withNew(known, saved + 1, newest, mostInMain));
         QCOMPARE(nowInCustom, withNew(knownInCustom, saved + 1, newestInCustom, mostInCustom));
+        // What the kill left over goes, and nothing else.
+        (void)StoreRecovery::sweep(*fixture.store);
+        QCOMPARE(filesIn(fixture), filesSpokenOf(fixture));
         known = std::move(now);
         knownInCustom = std::move(nowInCustom);
         saved = newest;

@@ -1,0 +1,57 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/ArchivedSize.h"
+
+#include <QSet>
+
+#include <algorithm>
+
+namespace clipmule {
+
+namespace {
+
+// Records, references, numbers and offsets of one object and its entry in the list; generous, and
+// held against real archives by a test.
+constexpr qint64 sizeOfAnObject = 512;
+// Marker and length of a text.
+constexpr qint64 sizeOfAMarker = 16;
+
+/// Adds up the distinct texts.
+class Texts {
+public:
+    void add(const QString &text) {
+        const qsizetype before = _known.size();
+        _known.insert(text);
+        if (_known.size() == before)
+            return;
+        const bool isAscii =
+            std::all_of(text.begin(), text.end(), [](QChar unit) { return unit.unicode() < 0x80; });
+        _size += sizeOfAMarker + text.size() * (isAscii ? 1 : 2);
+    }
+    [[nodiscard]] qint64 size() const { return _size; }
+
+private:
+    QSet<QString> _known;
+    qint64 _size = 0;
+};
+
+} // namespace
+
+qint64 archivedSize(const ZRKClipmuleClipboard::Clips &clips) {
+    Texts texts;
+    qint64 objects = 1;
+    for (const auto &clip : clips) {
+        texts.add(clip->oid());
+        texts.add(clip->title().value_or(QString()));
+        objects += 1 + clip->itemCount();
+        for (const auto &item : clip->items()) {
+            texts.add(item->oid());
+            texts.add(item->string().value_or(QString()));
+            texts.add(item->urlText());
+        }
+    }
+    return objects * sizeOfAnObject + texts.size();
+}
+
+} // namespace clipmule

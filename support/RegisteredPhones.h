@@ -1,0 +1,85 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "support/Settings.h"
+
+namespace clipmule {
+
+/// The phones that the agent keeps in step with, as the value of "serverServices" in the shared
+/// domain: a list of dictionaries. This is the only place that reads or writes such an entry.
+///
+/// Other programs write the list as well. Entries of another shape are passed over, and they, and
+/// what else stands in a phone's dictionary, are left in the list as they are.
+namespace RegisteredPhones {
+
+/// A name on the network is a DNS label, in bytes.
+inline constexpr qsizetype longestService = 63;
+/// Each phone costs a browser, an announcement and a connection. Nobody owns so many; a list that
+/// grew by accident does not take the computer's sockets. Further entries are passed over.
+inline constexpr qsizetype mostPhones = 200;
+
+struct Phone {
+    /// The phone's service name, by which it is found; never empty.
+    QString service;
+    /// Its display name; empty where the entry has none.
+    QString name;
+    /// Its own paste mode; without one that of all phones holds.
+    std::optional<PasteMode> pasteMode = {};
+    /// "HOST:PORT" or "[v6]:PORT", as somebody typed it; empty for a phone that is to be
+    /// discovered.
+    QString address = {};
+
+    /// The display name, or that of the service where there is none.
+    [[nodiscard]] const QString &shownName() const { return name.isEmpty() ? service : name; }
+    friend bool operator==(const Phone &, const Phone &) = default;
+};
+
+/// The name of the setting: "serverServices".
+[[nodiscard]] QString key();
+/// Whether it is a list that can be changed: another value is somebody else's.
+[[nodiscard]] bool isList(const std::optional<PropertyList> &stored);
+/// Each phone once, by its first entry, in the order of the list; at most mostPhones. What is no
+/// list holds none, and is said in the log once.
+[[nodiscard]] QList<Phone> phones(const std::optional<PropertyList> &stored);
+/// Nothing when it is not in the list.
+[[nodiscard]] std::optional<Phone> phone(const std::optional<PropertyList> &stored,
+                                         const QString &service);
+/// The display names of all entries that have one, whatever else they lack, in the list's order.
+[[nodiscard]] QStringList displayNames(const std::optional<PropertyList> &stored);
+
+/// What to change about a phone; what holds nothing stays as it is.
+struct Change {
+    std::optional<QString> name = {};
+    /// An inner nothing takes the phone's own paste mode away.
+    std::optional<std::optional<PasteMode>> pasteMode = {};
+    /// An empty text takes the address away.
+    std::optional<QString> address = {};
+};
+/// With the phone at the end, or in its place if it is there, and the change applied to it. A new
+/// phone without a name is named after its service.
+[[nodiscard]] PropertyList changed(const std::optional<PropertyList> &stored,
+                                   const QString &service, const Change &change);
+/// Without any entry of the phone.
+[[nodiscard]] PropertyList removed(const std::optional<PropertyList> &stored,
+                                   const QString &service);
+/// Why a value is no list of phones, as one sentence for people; empty when it is one. Stricter
+/// than phones(), which takes what it can.
+[[nodiscard]] QString refusal(const PropertyList &value);
+
+/// An entry and where it stands in the list.
+struct Entry {
+    qsizetype index = 0;
+    PropertyList value;
+};
+/// All of the phone, for putting them back.
+[[nodiscard]] QList<Entry> entriesOf(const std::optional<PropertyList> &stored,
+                                     const QString &service);
+/// With entries put back where they were, or at the end of a list that has become shorter.
+[[nodiscard]] PropertyList restored(const std::optional<PropertyList> &stored,
+                                    const QList<Entry> &entries);
+
+} // namespace RegisteredPhones
+
+} // namespace clipmule

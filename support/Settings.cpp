@@ -1,0 +1,257 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "support/Settings.h"
+
+#include "support/ApplicationDefaults.h"
+#include "support/Log.h"
+#include "support/RegisteredPhones.h"
+
+#include <QSet>
+
+#include <algorithm>
+
+namespace clipmule::Settings {
+
+namespace {
+
+const QString pasteWord = QStringLiteral("paste");
+const QString clipboardWord = QStringLiteral("clipboard");
+
+// A text converts when it begins with what is wanted; more may follow, as on the platform.
+bool beginsWithNumber(const QString &text) {
+    const QString trimmed = text.trimmed();
+    const qsizetype first = trimmed.startsWith(u'-') || trimmed.startsWith(u'+') ? 1 : 0;
+    return trimmed.size() > first && trimmed[first] >= u'0' && trimmed[first] <= u'9';
+}
+
+std::optional<bool> truthIn(const PropertyList &value) {
+    if (value.isNumber())
+        return value.boolValue();
+    const QString *const text = value.as<QString>();
+    if (!text)
+        return std::nullopt;
+    const QString trimmed = text->trimmed();
+    if (trimmed.startsWith(u'n', Qt::CaseInsensitive) ||
+        trimmed.startsWith(u'f', Qt::CaseInsensitive))
+        return false;
+    const bool saysYes = trimmed.startsWith(u'y', Qt::CaseInsensitive) ||
+                         trimmed.startsWith(u't', Qt::CaseInsensitive);
+    return saysYes || beginsWithNumber(trimmed) ? std::optional(value.boolValue()) : std::nullopt;
+}
+
+// Negative numbers and such as are too large for the platform's own are damage.
+std::optional<quint64> countIn(const PropertyList &value) {
+    if (const double *const real = value.as<double>()) {
+        constexpr double tooLarge = 9223372036854775808.0;
+        return *real >= 0 && *real < tooLarge ? std::optional(quint64(*real)) : std::nullopt;
+    }
+    if (value.kind() == PropertyList::Kind::UnsignedInteger)
+        return value.unsignedValue();
+    const QString *const text = value.as<QString>();
+    if (!value.isNumber() && !(text && beginsWithNumber(*text)))
+        return std::nullopt;
+    const qint64 number = value.integerValue();
+    return number >= 0 ? std::optional(quint64(number)) : std::nullopt;
+}
+
+std::optional<qint32> count32In(const PropertyList &value) {
+    const QString *const text = value.as<QString>();
+    if (!value.isNumber() && !(text && beginsWithNumber(*text)))
+        return std::nullopt;
+    return ZRKUserDefaults::integer32(value);
+}
+
+// What the store holds, else what is registered, else the table's.
+template <typename Value, typename Convert>
+Value read(const Setting &setting, const std::optional<PropertyList> &stored,
+           const std::optional<PropertyList> &registered, Convert convert) {
+    const std::optional<Value> value = stored ? convert(*stored) : std::nullopt;
+    reportKind(setting, stored, !stored || value);
+    if (value)
+        return *value;
+    if (const std::optional<Value> other = registered ? convert(*registered) : std::nullopt)
+        return *other;
+    return *convert(*setting.fallback);
+}
+
+template <typename Value, typename Convert>
+Value read(const ZRKUserDefaults &store, Key key, Convert convert) {
+    const Setting &wanted = setting(key);
+    return read<Value>(wanted, store.objectForKey(wanted.name),
+                       store.registeredObjectForKey(wanted.name), convert);
+}
+
+} // namespace
+
+const QList<Setting> &all() {
+    static const QList<Setting> table{
+        {Key::SyncEnabled, QStringLiteral("syncEnabled"), Domain::Agent, Kind::Truth, true, {}},
+        {Key::ServerServices,
+         QStringLiteral("serverServices"),
+         Domain::Shared,
+         Kind::PhoneList,
+         std::nullopt,
+         {}},
+        {Key::AutoUpdateEnabled,
+         QStringLiteral("autoUpdateEnabled"),
+         Domain::Shared,
+         Kind::Truth,
+         false,
+         {}},
+        {Key::ShowStatus, QStringLiteral("showStatus"), Domain::Shared, Kind::Truth, false, {}},
+        {Key::PasteMode,
+         QStringLiteral("pasteMode"),
+         Domain::Shared,
+         Kind::Choice,
+         pasteWord,
+         {pasteWord, clipboardWord}},
+        {Key::DataSent, QStringLiteral("dataSent"), Domain::Statistics, Kind::Count, 0, {}},
+        {Key::DataReceived, QStringLiteral("dataReceived"), Domain::Statistics, Kind::Count, 0, {}},
+        {Key::ImageItems, QStringLiteral("imageItems"), Domain::Statistics, Kind::Count32, 0, {}},
+        {Key::TextItems, QStringLiteral("textItems"), Domain::Statistics, Kind::Count32, 0, {}},
+    };
+    return table;
+}
+
+const Setting &setting(Key key) {
+    return *std::find_if(all().begin(), all().end(),
+                         [key](const Setting &each) { return each.key == key; });
+}
+
+const Setting *find(const QString &name) {
+    const auto found = std::find_if(all().begin(), all().end(),
+                                    [&name](const Setting &each) { return each.name == name; });
+    return found == all().end() ? nullptr : &*found;
+}
+
+QString nameOf(Key key) {
+    return setting(key).name;
+}
+
+QString nameOf(Domain domain) {
+    switch (domain) {
+    case Domain::Shared:
+        return QStringLiteral("shared");
+    case Domain::Agent:
+        return QStringLiteral("agent");
+    case Domain::Statistics:
+        break;
+    }
+    return QStringLiteral("stats");
+}
+
+bool truth(const ZRKUserDefaults &store, Key key) {
+    return read<bool>(store, key, truthIn);
+}
+
+bool truth(const ApplicationDefaults &store, Key key) {
+    const Setting &wanted = setting(key);
+    return read<bool>(wanted, store.objectForKey(wanted.name), std::nullopt, truthIn);
+}
+
+quint64 count(const ZRKUserDefaults &store, Key key) {
+    return read<quint64>(store, key, countIn);
+}
+
+qint32 count32(const ZRKUserDefaults &store, Key key) {
+    return read<qint32>(store, key, count32In);
+}
+
+void reportKind(const Setting &setting, const std::optional<PropertyList> &stored, bool isRight) {
+    // Main thread only, as all settings are.
+    static QSet<Key> reported;
+    if (isRight) {
+        reported.remove(setting.key);
+        return;
+    }
+    if (reported.contains(setting.key))
+        return;
+    reported.insert(setting.key);
+    qCWarning(logSupport).noquote()
+        << QStringLiteral("setting %1 of the domain \"%2\" holds %3, which is not %4: not used")
+               .arg(setting.name, nameOf(setting.domain),
+                    PropertyList::nameOfKind(stored->kind()), describeKind(setting));
+}
+
+PasteMode pasteMode(const ZRKUserDefaults &store) {
+    return read<PasteMode>(store, Key::PasteMode, pasteModeFrom);
+}
+
+QString wordFor(PasteMode mode) {
+    return mode == PasteMode::Paste ? pasteWord : clipboardWord;
+}
+
+std::optional<PasteMode> pasteModeFrom(const PropertyList &value) {
+    const QString *const word = value.as<QString>();
+    if (!word)
+        return std::nullopt;
+    if (*word == pasteWord)
+        return PasteMode::Paste;
+    return *word == clipboardWord ? std::optional(PasteMode::Clipboard) : std::nullopt;
+}
+
+QString describeKind(const Setting &setting) {
+    switch (setting.kind) {
+    case Kind::Truth:
+        return QStringLiteral("true or false");
+    case Kind::Choice:
+        return setting.words.join(QStringLiteral(" or "));
+    case Kind::Count:
+        return QStringLiteral("a whole number, 0 or more");
+    case Kind::Count32:
+        return QStringLiteral("a whole number of at most 32 bits");
+    case Kind::PhoneList:
+        break;
+    }
+    return QStringLiteral("a list of phones");
+}
+
+QString refusal(const Setting &setting, const PropertyList &value) {
+    bool fits = false;
+    switch (setting.kind) {
+    case Kind::Truth:
+        fits = value.as<bool>() != nullptr;
+        break;
+    case Kind::Choice:
+        fits = value.isString() && setting.words.contains(value.string());
+        break;
+    case Kind::Count:
+        fits = value.kind() == PropertyList::Kind::UnsignedInteger ||
+               (value.as<qint64>() && *value.as<qint64>() >= 0);
+        break;
+    case Kind::Count32:
+        fits = value.as<qint64>() && *value.as<qint64>() == qint32(*value.as<qint64>());
+        break;
+    case Kind::PhoneList:
+        return RegisteredPhones::refusal(value);
+    }
+    return fits ? QString()
+                : QStringLiteral("%1 is %2").arg(setting.name, describeKind(setting));
+}
+
+std::optional<PropertyList> valueFromWord(const Setting &setting, const QString &word) {
+    static const QStringList truths{QStringLiteral("true"), QStringLiteral("yes"),
+                                    QStringLiteral("on"), QStringLiteral("1")};
+    static const QStringList falsehoods{QStringLiteral("false"), QStringLiteral("no"),
+                                        QStringLiteral("off"), QStringLiteral("0")};
+    const QString lower = word.toLower();
+    if (setting.kind == Kind::Truth && truths.contains(lower))
+        return true;
+    if (setting.kind == Kind::Truth && falsehoods.contains(lower))
+        return false;
+    if (setting.kind == Kind::Choice)
+        return PropertyList(lower);
+    bool isNumber = false;
+    if (setting.kind == Kind::Count) {
+        const quint64 number = word.toULongLong(&isNumber);
+        return isNumber ? std::optional<PropertyList>(number) : std::nullopt;
+    }
+    if (setting.kind == Kind::Count32) {
+        const qint64 number = word.toLongLong(&isNumber);
+        return isNumber ? std::optional<PropertyList>(number) : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+} // namespace clipmule::Settings

@@ -1,0 +1,28 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "model/ZRKClipmuleClipboard.h"
+#include "platform/foundation/KeyedArchiver.h"
+#include "platform/foundation/KeyedUnarchiver.h"
+
+namespace clipmule::test {
+
+template <typename T>
+std::function<std::shared_ptr<Coding>()> make() {
+    return [] { return std::make_shared<T>(); };
+}
+
+inline const CodingClasses classes{
+    {QStringLiteral("ZRKClipmuleClipboard"), make<ZRKClipmuleClipboard>()},
+    {QStringLiteral("ZRKClipmuleData"), make<ZRKClipmuleData>()},
+    {QStringLiteral("ZRKClipmuleDataItem"), make<ZRKClipmuleDataItem>()}};
+
+template <typename T>
+std::shared_ptr<T> archivedAndBack(const std::shared_ptr<T> &object) {
+    return KeyedUnarchiver::unarchivedObject(KeyedArchiver::archivedData(object), classes)
+        .template objectOfClass<T>();
+}
+
+} // namespace clipmule::test

@@ -1,0 +1,224 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "support/RegisteredPhones.h"
+#include "tests/kit/EveryKind.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace clipmule;
+using RegisteredPhones::Phone;
+using Dictionary = PropertyList::Dictionary;
+using List = PropertyList::List;
+
+namespace {
+
+const QString service = QStringLiteral("serverService");
+const QString name = QStringLiteral("serverName");
+
+PropertyList entry(const QString &phone) {
+    return Dictionary{{service, phone}, {name, phone + u"'s"_qs}};
+}
+
+QString changedBy(const char *key, PropertyList value) {
+    Dictionary entry{{service, QStringLiteral("Anna")}};
+    entry.insert(QString::fromLatin1(key), std::move(value));
+    return RegisteredPhones::refusal(List{entry});
+}
+
+} // namespace
+
+// The one reader and writer of the list of registered phones.
+class RegisteredPhonesTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        Settings::reportKind(Settings::setting(Settings::Key::ServerServices), std::nullopt, true);
+    }
+
+    void readsAllThatAnEntryMayHold() {
+        const PropertyList stored = List{
+            Dictionary{{service, u"Anna"_qs},
+                       {name, u"Anna's"_qs},
+                       {u"pasteMode"_qs, u"clipboard"_qs},
+                       {u"address"_qs, u"[fe80::1]:7"_qs}},
+            Dictionary{{service, u"Bert"_qs}, {u"pasteMode"_qs, u"paste"_qs}},
+        };
+        const QList<Phone> expected{{.service = u"Anna"_qs,
+                                     .name = u"Anna's"_qs,
+                                     .pasteMode = PasteMode::Clipboard,
+                                     .address = u"[fe80::1]:7"_qs},
+                                    {.service = u"Bert"_qs, .name = {}, .pasteMode = PasteMode::Paste}};
+        QCOMPARE(RegisteredPhones::phones(stored), expected);
+        QCOMPARE(RegisteredPhones::phone(stored, u"Bert"_qs), expected[1]);
+        QCOMPARE(RegisteredPhones::phone(stored, u"Carl"_qs), std::nullopt);
+        QCOMPARE(expected[0].shownName(), u"Anna's"_qs);
+        QCOMPARE(expected[1].shownName(), u"Bert"_qs);
+    }
+
+    void whatIsNoListHoldsNoPhones_data() {
+        QTest::addColumn<QString>("kind");
+        for (const kit::NamedValue &each : kit::everyKind())
+            QTest::newRow(each.name) << PropertyList::nameOfKind(each.value.kind());
+    }
+    void whatIsNoListHoldsNoPhones() {
+        QFETCH(QString, kind);
+        PropertyList value;
+        for (const kit::NamedValue &each : kit::everyKind()) {
+            if (qstrcmp(each.name, QTest::currentDataTag()) == 0)
+                value = each.value;
+        }
+        if (!value.isList()) {
+            const QString line = u"setting serverServices of the domain \"shared\" holds %1, which "
+                                 "is not a list of phones: not used"_qs.arg(kind);
+            QTest::ignoreMessage(QtWarningMsg, line.toUtf8().constData());
+        }
+        QCOMPARE(RegisteredPhones::isList(value), value.isList());
+        QCOMPARE(RegisteredPhones::phones(value), QList<Phone>());
+        QCOMPARE(RegisteredPhones::phones(value), QList<Phone>()); // said once
+        QCOMPARE(RegisteredPhones::displayNames(value), QStringList());
+        // The value alone, and as the one entry of a list.
+        QVERIFY(RegisteredPhones::refusal(value).isEmpty() == (value == PropertyList(List())));
+        QVERIFY(!RegisteredPhones::refusal(List{value}).isEmpty());
+    }
+
+    // Each kind as an entry, and under each key of an entry.
+    void everyKindInAnEntryIsPassedOver() {
+        for (const kit::NamedValue &each : kit::everyKind()) {
+            const PropertyList stored = List{each.value, Dictionary{{service, each.value}},
+                                             entry(u"Anna"_qs)};
+            const bool isName = each.value.isString() && !each.value.string().isEmpty();
+            QCOMPARE(RegisteredPhones::phones(stored).size(), isName ? 2 : 1);
+            QCOMPARE(RegisteredPhones::phones(stored).constLast().service, u"Anna"_qs);
+            const PropertyList fields = List{Dictionary{{service, u"Anna"_qs},
+                                                        {name, each.value},
+                                                        {u"pasteMode"_qs, each.value},
+                                                        {u"address"_qs, each.value}}};
+            const QString text = each.value.isString() ? each.value.string() : QString();
+            const QList<Phone> expected{
+                {.service = u"Anna"_qs, .name = text, .pasteMode = {}, .address = text}};
+            QCOMPARE(RegisteredPhones::phones(fields), expected);
+            // And stays where it is when something else changes.
+            const PropertyList changed =
+                RegisteredPhones::changed(stored, u"Carl"_qs, {.name = u"C"_qs});
+            QCOMPARE(changed.list().size(), 4);
+            QCOMPARE(changed.list().first(3), stored.list());
+        }
+        QCOMPARE(RegisteredPhones::phones(std::nullopt), QList<Phone>());
+    }
+
+    void aPhoneNamedTwiceCountsOnceByItsFirstEntry() {
+        const PropertyList stored =
+            List{entry(u"Anna"_qs), Dictionary{{service, u"Anna"_qs}, {name, u"other"_qs}}};
+        const QList<Phone> expected{{.service = u"Anna"_qs, .name = u"Anna's"_qs}};
+        QCOMPARE(RegisteredPhones::phones(stored), expected);
+        // A change meets the entry that counts.
+        const auto changed = RegisteredPhones::changed(stored, u"Anna"_qs, {.name = u"new"_qs});
+        QCOMPARE(RegisteredPhones::phones(changed).constFirst().name, u"new"_qs);
+        QCOMPARE(changed.list()[1], stored.list()[1]);
+    }
+
+    void thePhonesAreBounded_data() {
+        QTest::addColumn<qsizetype>("count");
+        QTest::newRow("one below") << RegisteredPhones::mostPhones - 1;
+        QTest::newRow("at") << RegisteredPhones::mostPhones;
+        QTest::newRow("one above") << RegisteredPhones::mostPhones + 1;
+    }
+    void thePhonesAreBounded() {
+        QFETCH(qsizetype, count);
+        List list;
+        for (qsizetype i = 0; i < count; ++i)
+            list.append(entry(QString::number(i)));
+        const qsizetype expected = std::min(count, RegisteredPhones::mostPhones);
+        QCOMPARE(RegisteredPhones::phones(list).size(), expected);
+        QCOMPARE(RegisteredPhones::displayNames(list).size(), expected);
+        QCOMPARE(RegisteredPhones::refusal(list).isEmpty(), count == expected);
+    }
+
+    void displayNamesAreThoseOfAllEntries() {
+        const PropertyList stored =
+            List{entry(u"Anna"_qs), Dictionary{{name, u"Nobody's"_qs}}, Dictionary{{service, u"B"_qs}},
+                 Dictionary{{service, u"C"_qs}, {name, 7}}, 5, entry(u"Anna"_qs)};
+        const QStringList expected{u"Anna's"_qs, u"Nobody's"_qs, u"Anna's"_qs};
+        QCOMPARE(RegisteredPhones::displayNames(stored), expected);
+    }
+
+    void aNewPhoneGoesToTheEnd() {
+        const auto first = RegisteredPhones::changed(std::nullopt, u"Anna"_qs, {});
+        QCOMPARE(first, PropertyList(List{Dictionary{{service, u"Anna"_qs}, {name, u"Anna"_qs}}}));
+        const auto second = RegisteredPhones::changed(first, u"Bert"_qs,
+                                                      {.name = u"B"_qs,
+                                                       .pasteMode = {{PasteMode::Clipboard}},
+                                                       .address = u"host:1"_qs});
+        QCOMPARE(second.list()[0], first.list()[0]);
+        const PropertyList expected = Dictionary{{service, u"Bert"_qs},
+                                                 {name, u"B"_qs},
+                                                 {u"pasteMode"_qs, u"clipboard"_qs},
+                                                 {u"address"_qs, u"host:1"_qs}};
+        QCOMPARE(second.list()[1], expected);
+    }
+
+    void aChangeKeepsWhatItDoesNotName() {
+        const PropertyList anna = Dictionary{{service, u"Anna"_qs},
+                                             {name, u"Anna's"_qs},
+                                             {u"pasteMode"_qs, u"paste"_qs},
+                                             {u"address"_qs, u"host:1"_qs},
+                                             {u"colour"_qs, List{1, 2}}};
+        const PropertyList stored = List{5, anna, entry(u"Bert"_qs)};
+        QCOMPARE(RegisteredPhones::changed(stored, u"Anna"_qs, {}), stored);
+        const auto with = [&](const QString &key, std::optional<PropertyList> value) {
+            PropertyList::List list = stored.list();
+            if (value)
+                list[1].dictionary().insert(key, *value);
+            else
+                list[1].dictionary().remove(key);
+            return PropertyList(list);
+        };
+        const auto change = [&](const RegisteredPhones::Change &wanted) {
+            return RegisteredPhones::changed(stored, u"Anna"_qs, wanted);
+        };
+        QCOMPARE(change({.name = u"A"_qs}), with(name, u"A"_qs));
+        QCOMPARE(change({.pasteMode = {{PasteMode::Clipboard}}}),
+                 with(u"pasteMode"_qs, u"clipboard"_qs));
+        QCOMPARE(change({.pasteMode = std::optional<PasteMode>()}),
+                 with(u"pasteMode"_qs, std::nullopt));
+        QCOMPARE(change({.address = u"[::1]:2"_qs}), with(u"address"_qs, u"[::1]:2"_qs));
+        QCOMPARE(change({.address = QString()}), with(u"address"_qs, std::nullopt));
+    }
+
+    void removingTakesAllEntriesOfThePhone() {
+        const PropertyList stored =
+            List{5, entry(u"Anna"_qs), entry(u"Bert"_qs), entry(u"Anna"_qs)};
+        const PropertyList rest = List{5, entry(u"Bert"_qs)};
+        QCOMPARE(RegisteredPhones::removed(stored, u"Anna"_qs), rest);
+        const auto entries = RegisteredPhones::entriesOf(stored, u"Anna"_qs);
+        QCOMPARE(entries.size(), 2);
+        QCOMPARE(entries[1].index, 3);
+        QCOMPARE(RegisteredPhones::restored(rest, entries), stored);
+        // A list that has become shorter takes them at its end.
+        QCOMPARE(RegisteredPhones::restored(List{}, entries),
+                 PropertyList(List{entry(u"Anna"_qs), entry(u"Anna"_qs)}));
+    }
+
+    void refusalsNameWhatIsWrong() {
+        QVERIFY(RegisteredPhones::refusal(List{}).isEmpty());
+        QVERIFY(RegisteredPhones::refusal(List{entry(u"Anna"_qs)}).isEmpty());
+        QCOMPARE(RegisteredPhones::refusal(7),
+                 u"serverServices is a list of phones; \"register\" adds one"_qs);
+        QCOMPARE(RegisteredPhones::refusal(List{entry(QString())}),
+                 u"an entry of serverServices is a dictionary with a text under \"serverService\""_qs);
+        QCOMPARE(changedBy("serverName", 7), u"\"serverName\" of an entry of serverServices is a text"_qs);
+        QCOMPARE(changedBy("address", 7), u"\"address\" of an entry of serverServices is a text"_qs);
+        QCOMPARE(changedBy("pasteMode", u"glue"_qs),
+                 u"\"pasteMode\" of an entry of serverServices is paste or clipboard"_qs);
+        QVERIFY(changedBy("pasteMode", u"clipboard"_qs).isEmpty());
+        QVERIFY(changedBy("colour", 7).isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(RegisteredPhonesTest)
+
+#include "tst_registeredphones.moc"
