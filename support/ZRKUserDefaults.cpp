@@ -357,7 +357,8 @@ void ZRKUserDefaults::_defaultDidChange(const PropertyList::Dictionary &userInfo
     const PropertyList *const key = find(userInfo, gUserDefaultsKey);
     if (!key || !key->isString())
         return;
-    if (const PropertyList *const value = find(userInfo, gUserDefaultsValue))
+    const PropertyList::Dictionary change = asStored(userInfo, key->string());
+    if (const PropertyList *const value = find(change, gUserDefaultsValue))
         _defaults.insert(key->string(), *value);
     else
         _defaults.remove(key->string());
@@ -365,7 +366,23 @@ void ZRKUserDefaults::_defaultDidChange(const PropertyList::Dictionary &userInfo
     // value itself is in the database already.
     _pendingSynchronize.cancel();
     _pendingNotification = RunLoop::current().performAfter(
-        remoteChangeDelay, [this, userInfo] { _postLocalNotification(userInfo); });
+        remoteChangeDelay, [this, change] { _postLocalNotification(change); });
+}
+
+// Every program of the session can post, and only the user's files say what is set. Who changes a
+// setting writes it first, so it is there by now, or a later value is.
+PropertyList::Dictionary ZRKUserDefaults::asStored(PropertyList::Dictionary userInfo,
+                                                   const QString &key) const {
+    if (!_environment.database)
+        return userInfo;
+    const auto values = _environment.database->copyMultiple(_identifier);
+    if (const PropertyList *const value = find(values, key)) {
+        userInfo.insert(gUserDefaultsValue, *value);
+    } else {
+        userInfo.remove(gUserDefaultsValue);
+        userInfo.remove(gUUIDDefaultsKey);
+    }
+    return userInfo;
 }
 
 void ZRKUserDefaults::_postLocalNotification(const PropertyList::Dictionary &userInfo) {

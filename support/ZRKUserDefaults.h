@@ -143,6 +143,9 @@ private:
     void addDefaultsOf(const Bundle &bundle, const QString &localisation);
     void _synchronizeIfNeeded();
     void _defaultDidChange(const PropertyList::Dictionary &userInfo);
+    /// A change's user info with the value that the database holds.
+    [[nodiscard]] PropertyList::Dictionary asStored(PropertyList::Dictionary userInfo,
+                                                    const QString &key) const;
     void _postLocalNotification(const PropertyList::Dictionary &userInfo);
 
     QString _uuid;

@@ -261,14 +261,17 @@ private Q_SLOTS:
     void theLocalObserverSeesTheNewValueBeforeOthersAreTold() {
         const auto store = _agent->open(domain);
         std::optional<PropertyList> seen;
+        PropertyList::Dictionary inDatabase;
         qsizetype postedBefore = -1;
         _agent->changes.then = [&] {
             seen = store->objectForKey(key);
+            inDatabase = _session->database.copyMultiple(domain);
             postedBefore = _agent->distributed.posted().size();
         };
         store->setObjectForKey(true, key);
         QCOMPARE(seen, std::optional(PropertyList(true)));
-        QCOMPARE(_session->database.copyMultiple(domain).value(key), PropertyList(true));
+        // Who hears of it may read it there at once.
+        QCOMPARE(inDatabase.value(key), PropertyList(true));
         QCOMPARE(postedBefore, 0);
         QCOMPARE(_agent->distributed.posted().size(), 1);
     }
@@ -384,7 +387,7 @@ private Q_SLOTS:
         QCOMPARE(_agent->changes.notifications.size(), 1);
     }
 
-    void aReceiverReadsAndWritesNothing() {
+    void aReceiverReadsTheDatabaseAndWritesNothing() {
         const auto agent = _agent->open(domain);
         agent->listenForChanges();
         const auto panel = _panel->open(domain);
@@ -392,8 +395,66 @@ private Q_SLOTS:
         panel->setObjectForKey(true, key);
         _runLoop.advance(1.0);
         QCOMPARE(_agent->changes.notifications.size(), 1);
-        QCOMPARE(_session->database.readCount(), reads);
+        QCOMPARE(_session->database.readCount(), reads + 1);
         QCOMPARE(_agent->distributed.posted().size(), 0);
+    }
+
+    // Any program of the session can post; only what the user's files hold is set.
+    void whatNoFileHoldsIsNotSet() {
+        const auto agent = _agent->open(domain);
+        agent->listenForChanges();
+        _panel->distributed.post(
+            distributedName, ZRKUserDefaultsDidChangeNotification,
+            {{keyEntry, key}, {valueEntry, 1}, {idEntry, QStringLiteral("X")}});
+        _runLoop.advance(1.0);
+        QCOMPARE(agent->objectForKey(key), std::nullopt);
+        // It is told as what it is: a key that is not set.
+        QCOMPARE(_agent->changes.notifications.size(), 1);
+        QCOMPARE(_agent->changes.notifications[0].userInfo,
+                 (PropertyList::Dictionary{{keyEntry, key}}));
+    }
+
+    void whatAFileHoldsIsSetWhateverTheSignalSays_data() {
+        QTest::addColumn<bool>("hasValue");
+        QTest::newRow("another value") << true;
+        QTest::newRow("a removal") << false;
+    }
+    void whatAFileHoldsIsSetWhateverTheSignalSays() {
+        QFETCH(bool, hasValue);
+        const auto agent = _agent->open(domain);
+        agent->listenForChanges();
+        _session->database.setValue(domain, key, 2);
+        PropertyList::Dictionary userInfo{{keyEntry, key}};
+        if (hasValue)
+            userInfo.insert(valueEntry, 1);
+        _panel->distributed.post(distributedName, ZRKUserDefaultsDidChangeNotification, userInfo);
+        _runLoop.advance(1.0);
+        QCOMPARE(agent->objectForKey(key), std::optional(PropertyList(2)));
+        QCOMPARE(_agent->changes.notifications[0].userInfo,
+                 (PropertyList::Dictionary{{keyEntry, key}, {valueEntry, 2}}));
+    }
+
+    // Both end with what the database holds.
+    void aRemovalFollowedByAWriteKeepsTheWrite() {
+        const auto agent = _agent->open(domain);
+        agent->listenForChanges();
+        agent->setObjectForKey(1, key);
+        agent->removeObjectForKey(key);
+        agent->setObjectForKey(2, key);
+        _runLoop.advance(1.0);
+        QCOMPARE(agent->objectForKey(key), std::optional(PropertyList(2)));
+    }
+
+    void crossingWritesEndAlike() {
+        const auto agent = _agent->open(domain);
+        const auto panel = _panel->open(domain);
+        agent->listenForChanges();
+        panel->listenForChanges();
+        agent->setObjectForKey(1, key);
+        panel->setObjectForKey(2, key);
+        _runLoop.advance(1.0);
+        QCOMPARE(agent->objectForKey(key), std::optional(PropertyList(2)));
+        QCOMPARE(panel->objectForKey(key), std::optional(PropertyList(2)));
     }
 
     void aRemovalReachesTheWriterASecondTime() {
@@ -512,6 +573,7 @@ private Q_SLOTS:
         QFETCH(int, notifications);
         const auto agent = _agent->open(domain);
         agent->listenForChanges();
+        _session->database.setValue(domain, key, 1);
         _panel->distributed.post(distributedName, QString(), userInfo.dictionary());
         _runLoop.advance(1.0);
         QCOMPARE(_agent->changes.notifications.size(), notifications);

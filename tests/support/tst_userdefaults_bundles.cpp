@@ -94,8 +94,11 @@ private Q_SLOTS:
         QCOMPARE(_process->changes.notifications.size(), 0);
         store->registerDefaults({{key, QStringLiteral("again")}});
         QCOMPARE(text(*store), QStringLiteral("again"));
+        store->registerDefaults({{QStringLiteral("only registered"), 1}});
         store->reset();
         QCOMPARE(text(*store), QStringLiteral("file"));
+        // Also what no file names.
+        QCOMPARE(store->objectForKey(QStringLiteral("only registered")), std::nullopt);
     }
 
     void theRepresentationLaysTheDomainOverTheDefaults() {
