@@ -16,9 +16,9 @@ bool Refusals::add(Refusal refusal) {
     const auto same = std::find_if(_newestFirst.begin(), _newestFirst.end(),
                                    [&](const Refusal &one) { return sourceOf(one) == source; });
     // Each copy is a matter of its own, unless nothing else happened in between.
-    const bool repeats = same != _newestFirst.end() &&
-                         (refusal.direction != Refusal::Direction::CopiedHere ||
-                          same == _newestFirst.begin());
+    const bool repeats =
+        same != _newestFirst.end() &&
+        (refusal.direction != Refusal::Direction::CopiedHere || same == _newestFirst.begin());
     if (repeats) {
         refusal.count += same->count;
         _newestFirst.erase(same);

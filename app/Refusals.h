@@ -19,11 +19,12 @@ class Refusals {
 public:
     /// More than anybody reads; the oldest go first.
     static constexpr qsizetype mostKept = 20;
-    /// A phone can have a refusal a millisecond; the user is told of the same one once in this time.
+    /// A phone can have a refusal a millisecond; the user is told of the same one once in this
+    /// time.
     static constexpr RunLoop::Seconds noticeInterval{10};
 
-    /// Dated now. Whether the user is to be told: always of what was copied here, since each copy is
-    /// an act of the user's, and of the same from or for a phone once in noticeInterval.
+    /// Dated now. Whether the user is to be told: always of what was copied here, since each copy
+    /// is an act of the user's, and of the same from or for a phone once in noticeInterval.
     [[nodiscard]] bool add(Refusal refusal);
     [[nodiscard]] const QList<Refusal> &newestFirst() const { return _newestFirst; }
 

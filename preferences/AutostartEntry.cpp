@@ -4,6 +4,7 @@
 #include "preferences/AutostartEntry.h"
 
 #include "platform/foundation/RegularFile.h"
+#include "platform/preferences/FilePreferencesDatabase.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -97,6 +98,9 @@ AutostartEntry::AutostartEntry(QString userFolder, QStringList systemFolders, QS
 
 AutostartEntry AutostartEntry::standard() {
     QStringList folders = QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation);
+    // The first is the user's own.
+    folders[0] = QFileInfo(FilePreferencesDatabase::defaultFolder()).path();
+    folders.removeIf([](const QString &folder) { return QDir::isRelativePath(folder); });
     for (QString &folder : folders)
         folder += QStringLiteral("/autostart");
     const QString own = folders.takeFirst();

@@ -41,9 +41,8 @@ Phone phoneOf(const PropertyList &entry) {
 }
 
 auto isOf(const QString &service) {
-    return [&service](const PropertyList &entry) {
-        return textUnder(entry, serviceEntry) == service;
-    };
+    return
+        [&service](const PropertyList &entry) { return textUnder(entry, serviceEntry) == service; };
 }
 
 void apply(const Change &change, PropertyList::Dictionary &entry) {

@@ -170,8 +170,8 @@ void reportKind(const Setting &setting, const std::optional<PropertyList> &store
     reported.insert(setting.key);
     qCWarning(logSupport).noquote()
         << QStringLiteral("setting %1 of the domain \"%2\" holds %3, which is not %4: not used")
-               .arg(setting.name, nameOf(setting.domain),
-                    PropertyList::nameOfKind(stored->kind()), describeKind(setting));
+               .arg(setting.name, nameOf(setting.domain), PropertyList::nameOfKind(stored->kind()),
+                    describeKind(setting));
 }
 
 PasteMode pasteMode(const ZRKUserDefaults &store) {
@@ -226,8 +226,7 @@ QString refusal(const Setting &setting, const PropertyList &value) {
     case Kind::PhoneList:
         return RegisteredPhones::refusal(value);
     }
-    return fits ? QString()
-                : QStringLiteral("%1 is %2").arg(setting.name, describeKind(setting));
+    return fits ? QString() : QStringLiteral("%1 is %2").arg(setting.name, describeKind(setting));
 }
 
 std::optional<PropertyList> valueFromWord(const Setting &setting, const QString &word) {

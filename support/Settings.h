@@ -83,8 +83,8 @@ struct Setting {
 [[nodiscard]] qint32 count32(const ZRKUserDefaults &store, Key key);
 [[nodiscard]] PasteMode pasteMode(const ZRKUserDefaults &store);
 
-/// For a reader of its own, RegisteredPhones: says in the log that what is stored is of no use, once
-/// until it is right again. What is stored may be missing only when it is right.
+/// For a reader of its own, RegisteredPhones: says in the log that what is stored is of no use,
+/// once until it is right again. What is stored may be missing only when it is right.
 void reportKind(const Setting &setting, const std::optional<PropertyList> &stored, bool isRight);
 
 /// The words "paste" and "clipboard".

@@ -92,11 +92,11 @@ const char *sentenceOnReceived(Reason reason) {
             "Clipmule", "Not pasted: the clip from %1 has both text and images, which cannot be "
                         "pasted together.");
     case Reason::Overtaken:
-        return QT_TRANSLATE_NOOP(
-            "Clipmule", "Not pasted: a newer clip arrived right after the one from %1.");
+        return QT_TRANSLATE_NOOP("Clipmule",
+                                 "Not pasted: a newer clip arrived right after the one from %1.");
     case Reason::Failed:
-        return QT_TRANSLATE_NOOP(
-            "Clipmule", "Not pasted: the clip from %1 could not be put on the clipboard.");
+        return QT_TRANSLATE_NOOP("Clipmule",
+                                 "Not pasted: the clip from %1 could not be put on the clipboard.");
     default:
         return QT_TRANSLATE_NOOP("Clipmule", "Not pasted: the clip from %1 is damaged.");
     }

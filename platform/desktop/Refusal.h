@@ -9,8 +9,8 @@
 
 namespace clipmule {
 
-/// Something that the agent did not pass on, and why. Holds nothing of a clip's contents, so that it
-/// may be shown, logged and told to other programs.
+/// Something that the agent did not pass on, and why. Holds nothing of a clip's contents, so that
+/// it may be shown, logged and told to other programs.
 struct Refusal {
     enum class Direction {
         CopiedHere, ///< copied on this desk, for the phones

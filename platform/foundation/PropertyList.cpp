@@ -7,7 +7,9 @@
 #include "platform/foundation/PlatformException.h"
 
 #include <QHashFunctions>
+#include <QLocale>
 
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -62,8 +64,18 @@ qint64 integerFromText(QStringView text) {
     return negative ? -qint64(value) : qint64(value);
 }
 
+// With a full stop in every language: strtod() would want what the user's locale writes.
 double realFromText(const QString &text) {
-    return std::strtod(text.toLatin1().constData(), nullptr);
+    const QByteArray latin = text.trimmed().toLatin1();
+    const char *begin = latin.constData();
+    if (*begin == '+' && begin[1] != '-')
+        ++begin;
+    double value = 0;
+    const auto [end, error] = std::from_chars(begin, latin.constEnd(), value);
+    // Out of range, nothing is stored: the exponent tells which end it is.
+    if (error == std::errc::result_out_of_range)
+        return QLocale::c().toDouble(QLatin1String(begin, end));
+    return value;
 }
 
 bool truthFromText(const QString &text) {

@@ -68,7 +68,11 @@ FilePreferencesDatabase::FilePreferencesDatabase(const QString &folder)
     : _folder(folder) {}
 
 QString FilePreferencesDatabase::defaultFolder() {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+    // A relative path is to be ignored, says the base directory specification: it would mean
+    // another folder for each program.
+    const bool isUsable = QDir::isAbsolutePath(qEnvironmentVariable("XDG_CONFIG_HOME"));
+    return (isUsable ? QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
+                     : QDir::homePath() + QStringLiteral("/.config")) +
            QStringLiteral("/clipmule-sync");
 }
 
@@ -110,6 +114,13 @@ bool FilePreferencesDatabase::synchronize(const QString &domain) {
 
 QString FilePreferencesDatabase::path(const QString &domain) const {
     return QStringLiteral("%1/%2.plist").arg(_folder, domain);
+}
+
+// Where people keep their settings elsewhere and link them, the link stays and its target changes.
+QString FilePreferencesDatabase::linkedPath(const QString &domain) const {
+    const QFileInfo file(path(domain));
+    const QString target = file.isSymLink() ? file.canonicalFilePath() : QString();
+    return target.isEmpty() ? file.filePath() : target;
 }
 
 FilePreferencesDatabase::Contents FilePreferencesDatabase::read(const QString &domain) const {
@@ -168,15 +179,19 @@ QString FilePreferencesDatabase::merge(const QString &domain, const QString &key
 
 QString FilePreferencesDatabase::replace(const QString &domain, const QByteArray &bytes) {
     // Under the lock nobody else writes this name; what lies there was left by a crash.
-    const QString temporary = QStringLiteral("%1/.%2.plist.new").arg(_folder, domain);
+    const QString path = linkedPath(domain);
+    const QString temporary =
+        QStringLiteral("%1/.%2.plist.new").arg(QFileInfo(path).path(), domain);
     const QByteArray temporaryName = QFile::encodeName(temporary);
     ::unlink(temporaryName.constData());
     const FileHandle file =
         openFile(temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, ownerOnlyFile);
     if (!file.isOpen())
         return lastError(temporary);
-    if (!writeAll(file.descriptor(), bytes) ||
-        ::rename(temporaryName.constData(), QFile::encodeName(path(domain)).constData()) != 0) {
+    // On disk before it takes the file's place: after a power failure there is the old one or the
+    // new one, and never an empty one.
+    if (!writeAll(file.descriptor(), bytes) || ::fdatasync(file.descriptor()) != 0 ||
+        ::rename(temporaryName.constData(), QFile::encodeName(path).constData()) != 0) {
         QString error = lastError(temporary);
         ::unlink(temporaryName.constData());
         return error;

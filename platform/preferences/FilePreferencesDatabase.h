@@ -16,7 +16,7 @@ namespace clipmule {
 ///
 /// A file that is no property list or cannot be read counts as empty; before it is replaced it is
 /// kept as "<domain>.plist.damaged-1" (or -2 …). What cannot be written is logged, and the file
-/// stays as it was.
+/// stays as it was. Of a linked file the target changes.
 class FilePreferencesDatabase final : public PreferencesDatabase {
 public:
     /// Preferences are some kilobytes; the room is for a panel that keeps pictures in them. Every
@@ -31,7 +31,8 @@ public:
     /// The folder is made, with its parents, when something is written first.
     explicit FilePreferencesDatabase(const QString &folder);
 
-    /// "clipmule-sync" in the user's folder for configuration ($XDG_CONFIG_HOME).
+    /// "clipmule-sync" in the user's folder for configuration ($XDG_CONFIG_HOME, if that is an
+    /// absolute path).
     [[nodiscard]] static QString defaultFolder();
     /// Letters, digits, '.', '-' and '_', the first no full stop; at most longestDomain.
     [[nodiscard]] static bool isValidDomain(const QString &domain);
@@ -46,6 +47,8 @@ private:
     struct Contents;
 
     [[nodiscard]] QString path(const QString &domain) const;
+    /// Where a linked file really is; path() for any other.
+    [[nodiscard]] QString linkedPath(const QString &domain) const;
     [[nodiscard]] Contents read(const QString &domain) const;
     /// Both return an error text, empty when they succeeded.
     [[nodiscard]] QString merge(const QString &domain, const QString &key,

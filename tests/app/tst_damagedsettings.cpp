@@ -111,10 +111,10 @@ private:
         // A clip each way is counted, and neither is told as refused.
         _agent->pasteboard.copyText(u"Hello"_qs);
         _agent->advance(0.5);
-        phone->send(u"1"_qs, PropertyList(PropertyList::Dictionary{
-                                 {u"items"_qs,
-                                  PropertyList::List{PropertyList::Dictionary{
-                                      {u"createdBy"_qs, 1}, {u"string"_qs, u"World"_qs}}}}}));
+        phone->send(u"1"_qs,
+                    PropertyList(PropertyList::Dictionary{
+                        {u"items"_qs, PropertyList::List{PropertyList::Dictionary{
+                                          {u"createdBy"_qs, 1}, {u"string"_qs, u"World"_qs}}}}}));
         _agent->settle();
         QVERIFY(!app.lastRefusal());
         QCOMPARE(_agent->pasteboard.stringForType(PasteboardType::NSStringPboardType), u"World"_qs);

@@ -6,8 +6,26 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <dlfcn.h>
+#include <ifaddrs.h>
+
 using namespace clipmule;
 using namespace clipmule::ZRKNSHostCategory;
+
+namespace {
+
+bool canListInterfaces = true;
+int timesListed = 0;
+
+} // namespace
+
+// The system's function as the program sees it.
+extern "C" int getifaddrs(ifaddrs **first) {
+    using Function = int (*)(ifaddrs **);
+    static const auto own = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "getifaddrs"));
+    ++timesListed;
+    return canListInterfaces ? own(first) : -1;
+}
 
 namespace {
 
@@ -72,11 +90,20 @@ void HostCategoryTest::emptyWithoutAnInterface() {
 }
 
 void HostCategoryTest::answerForThisMachine() {
+    // What could not be found out is not kept.
+    canListInterfaces = false;
+    QCOMPARE(currentHostMAC(), std::nullopt);
+    canListInterfaces = true;
     const std::optional<QString> address = currentHostMAC();
     QVERIFY(address);
     const QRegularExpression form(QStringLiteral("^([0-9a-f]{2}(:[0-9a-f]{2}){5})?$"));
     QVERIFY2(form.match(*address).hasMatch(), qPrintable(*address));
+    // A second time the system is not asked.
+    canListInterfaces = false;
+    const int times = timesListed;
     QCOMPARE(currentHostMAC(), address);
+    QCOMPARE(timesListed, times);
+    canListInterfaces = true;
 }
 
 QTEST_GUILESS_MAIN(HostCategoryTest)

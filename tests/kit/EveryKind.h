@@ -49,11 +49,10 @@ inline QList<NamedValue> everyKind() {
         {"list", List{7, QStringLiteral("text"), List(), Dictionary()}},
         {"empty dictionary", Dictionary()},
         {"dictionary", Dictionary{{QStringLiteral("serverService"), 7}}},
-        {"list of broken phones",
-         List{Dictionary{{QStringLiteral("serverService"), List()}},
-              Dictionary{{QStringLiteral("serverName"), Dictionary()},
-                         {QStringLiteral("pasteMode"), 3},
-                         {QStringLiteral("address"), false}}}},
+        {"list of broken phones", List{Dictionary{{QStringLiteral("serverService"), List()}},
+                                       Dictionary{{QStringLiteral("serverName"), Dictionary()},
+                                                  {QStringLiteral("pasteMode"), 3},
+                                                  {QStringLiteral("address"), false}}}},
         {"reference", PropertyList::Uid{3}},
     };
 }

@@ -35,6 +35,33 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(userFolder()));
     }
 
+    // A folder by a relative name would be another one for each program.
+    void relativeFoldersAreIgnored() {
+        const QByteArray home = qgetenv("HOME");
+        const QByteArray user = qgetenv("XDG_CONFIG_HOME");
+        const QByteArray system = qgetenv("XDG_CONFIG_DIRS");
+        const QTemporaryDir folder;
+        QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("relative/autostart")));
+        write(folder.filePath(QStringLiteral("relative/autostart")), "[Desktop Entry]\n");
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(folder.path()));
+        qputenv("HOME", QFile::encodeName(folder.path()));
+        qputenv("XDG_CONFIG_HOME", "relative");
+        qputenv("XDG_CONFIG_DIRS", "relative");
+        AutostartEntry entry = AutostartEntry::standard();
+        const bool wasEnabled = entry.isEnabled();
+        const bool isWritten = entry.setEnabled(true);
+        qputenv("HOME", home);
+        qputenv("XDG_CONFIG_HOME", user);
+        qputenv("XDG_CONFIG_DIRS", system);
+        QVERIFY(QDir::setCurrent(before));
+        QVERIFY(!wasEnabled);
+        QVERIFY(isWritten);
+        QVERIFY(QDir(folder.filePath(QStringLiteral(".config/autostart")))
+                    .entryList(QDir::Files)
+                    .size() == 1);
+    }
+
     void anInstalledEntryStartsIt() {
         write(systemFolder(), installed);
         QVERIFY(entry().isEnabled());

@@ -121,7 +121,7 @@ private Q_SLOTS:
     void aNameOfSeveralLinesIsShownOnOne() {
         start();
         appear(QStringLiteral("two\nlines"));
-        QCOMPARE(_list->available()[0].name, QStringLiteral("two\\x0alines"));
+        QCOMPARE(_list->available()[0].name, QStringLiteral("two\\nlines"));
         QCOMPARE(_list->available()[0].service, QStringLiteral("two\nlines"));
     }
 

@@ -13,7 +13,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <cerrno>
 #include <csignal>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/resource.h>
@@ -21,6 +23,20 @@
 #include <unistd.h>
 
 using namespace clipmule;
+
+namespace {
+
+// What happens where the program brings a file to the disk; nothing for the system's own.
+std::function<int(int)> onFlush;
+
+} // namespace
+
+// The system's function as the program sees it.
+extern "C" int fdatasync(int descriptor) {
+    using Function = int (*)(int);
+    static const auto own = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "fdatasync"));
+    return onFlush ? onFlush(descriptor) : own(descriptor);
+}
 
 namespace {
 
@@ -125,6 +141,78 @@ private Q_SLOTS:
         const QString folder = FilePreferencesDatabase::defaultFolder();
         qputenv("XDG_CONFIG_HOME", before);
         QCOMPARE(folder, _home->path() + QStringLiteral("/clipmule-sync"));
+    }
+
+    void aRelativeFolderIsIgnored_data() {
+        QTest::addColumn<QByteArray>("folder");
+        QTest::newRow("relative") << QByteArray("relative");
+        QTest::newRow("dotted") << QByteArray("./here");
+        QTest::newRow("empty") << QByteArray("");
+    }
+    void aRelativeFolderIsIgnored() {
+        QFETCH(QByteArray, folder);
+        const QByteArray before = qgetenv("XDG_CONFIG_HOME");
+        qputenv("XDG_CONFIG_HOME", folder);
+        const QString found = FilePreferencesDatabase::defaultFolder();
+        qputenv("XDG_CONFIG_HOME", before);
+        QCOMPARE(found, QDir::homePath() + QStringLiteral("/.config/clipmule-sync"));
+    }
+
+    // A power failure finds the old file or the whole new one.
+    void aNewFileIsOnDiskBeforeItTakesItsPlace() {
+        FilePreferencesDatabase database(_folder);
+        database.setValue(domain, key, 1);
+        const QByteArray before = contents(file());
+        QByteArray flushed;
+        QByteArray inPlace;
+        onFlush = [&](int descriptor) {
+            flushed =
+                contents(QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(descriptor)));
+            inPlace = contents(file());
+            return 0;
+        };
+        database.setValue(domain, key, 2);
+        onFlush = nullptr;
+        QCOMPARE(inPlace, before);
+        QVERIFY(flushed != before);
+        QCOMPARE(flushed, contents(file()));
+    }
+
+    void aDiskThatTakesNothingLeavesTheFileAsItWas() {
+        FilePreferencesDatabase database(_folder);
+        database.setValue(domain, key, 1);
+        const QByteArray before = contents(file());
+        onFlush = [](int) {
+            errno = EIO;
+            return -1;
+        };
+        expectWarning(
+            QStringLiteral("^preference showStatus of com\\.zendrik\\.Test not written: "));
+        database.setValue(domain, key, 2);
+        onFlush = nullptr;
+        QCOMPARE(contents(file()), before);
+        QCOMPARE(QDir(_folder).entryList(QDir::Files | QDir::Hidden),
+                 QStringList({QStringLiteral(".lock"), QStringLiteral("com.zendrik.Test.plist")}));
+    }
+
+    // Settings that are kept elsewhere, and linked.
+    void aLinkStaysAndItsTargetChanges() {
+        QVERIFY(QDir().mkpath(_folder));
+        const QString kept = _home->filePath(QStringLiteral("dotfiles.plist"));
+        FilePreferencesDatabase database(_folder);
+        database.setValue(domain, key, 1);
+        QVERIFY(QFile::rename(file(), kept));
+        QVERIFY(QFile::link(kept, file()));
+        database.setValue(domain, key, 2);
+        QCOMPARE(QFile::symLinkTarget(file()), kept);
+        QCOMPARE(database.copyMultiple(domain).value(key), PropertyList(2));
+        QVERIFY(contents(kept).contains("<integer>2</integer>"));
+        QCOMPARE(permissions(kept), mode_t(0600));
+        // A link that leads nowhere is replaced.
+        QVERIFY(QFile::remove(kept));
+        database.setValue(domain, key, 3);
+        QCOMPARE(database.copyMultiple(domain).value(key), PropertyList(3));
+        QVERIFY(!QFile::exists(kept));
     }
 
     void aDomainIsOneFileForItsOwnerOnly() {

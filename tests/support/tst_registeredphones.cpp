@@ -47,11 +47,12 @@ private Q_SLOTS:
                        {u"address"_qs, u"[fe80::1]:7"_qs}},
             Dictionary{{service, u"Bert"_qs}, {u"pasteMode"_qs, u"paste"_qs}},
         };
-        const QList<Phone> expected{{.service = u"Anna"_qs,
-                                     .name = u"Anna's"_qs,
-                                     .pasteMode = PasteMode::Clipboard,
-                                     .address = u"[fe80::1]:7"_qs},
-                                    {.service = u"Bert"_qs, .name = {}, .pasteMode = PasteMode::Paste}};
+        const QList<Phone> expected{
+            {.service = u"Anna"_qs,
+             .name = u"Anna's"_qs,
+             .pasteMode = PasteMode::Clipboard,
+             .address = u"[fe80::1]:7"_qs},
+            {.service = u"Bert"_qs, .name = {}, .pasteMode = PasteMode::Paste}};
         QCOMPARE(RegisteredPhones::phones(stored), expected);
         QCOMPARE(RegisteredPhones::phone(stored, u"Bert"_qs), expected[1]);
         QCOMPARE(RegisteredPhones::phone(stored, u"Carl"_qs), std::nullopt);
@@ -88,8 +89,8 @@ private Q_SLOTS:
     // Each kind as an entry, and under each key of an entry.
     void everyKindInAnEntryIsPassedOver() {
         for (const kit::NamedValue &each : kit::everyKind()) {
-            const PropertyList stored = List{each.value, Dictionary{{service, each.value}},
-                                             entry(u"Anna"_qs)};
+            const PropertyList stored =
+                List{each.value, Dictionary{{service, each.value}}, entry(u"Anna"_qs)};
             const bool isName = each.value.isString() && !each.value.string().isEmpty();
             QCOMPARE(RegisteredPhones::phones(stored).size(), isName ? 2 : 1);
             QCOMPARE(RegisteredPhones::phones(stored).constLast().service, u"Anna"_qs);
@@ -139,9 +140,12 @@ private Q_SLOTS:
     }
 
     void displayNamesAreThoseOfAllEntries() {
-        const PropertyList stored =
-            List{entry(u"Anna"_qs), Dictionary{{name, u"Nobody's"_qs}}, Dictionary{{service, u"B"_qs}},
-                 Dictionary{{service, u"C"_qs}, {name, 7}}, 5, entry(u"Anna"_qs)};
+        const PropertyList stored = List{entry(u"Anna"_qs),
+                                         Dictionary{{name, u"Nobody's"_qs}},
+                                         Dictionary{{service, u"B"_qs}},
+                                         Dictionary{{service, u"C"_qs}, {name, 7}},
+                                         5,
+                                         entry(u"Anna"_qs)};
         const QStringList expected{u"Anna's"_qs, u"Nobody's"_qs, u"Anna's"_qs};
         QCOMPARE(RegisteredPhones::displayNames(stored), expected);
     }
@@ -149,10 +153,9 @@ private Q_SLOTS:
     void aNewPhoneGoesToTheEnd() {
         const auto first = RegisteredPhones::changed(std::nullopt, u"Anna"_qs, {});
         QCOMPARE(first, PropertyList(List{Dictionary{{service, u"Anna"_qs}, {name, u"Anna"_qs}}}));
-        const auto second = RegisteredPhones::changed(first, u"Bert"_qs,
-                                                      {.name = u"B"_qs,
-                                                       .pasteMode = {{PasteMode::Clipboard}},
-                                                       .address = u"host:1"_qs});
+        const auto second = RegisteredPhones::changed(
+            first, u"Bert"_qs,
+            {.name = u"B"_qs, .pasteMode = {{PasteMode::Clipboard}}, .address = u"host:1"_qs});
         QCOMPARE(second.list()[0], first.list()[0]);
         const PropertyList expected = Dictionary{{service, u"Bert"_qs},
                                                  {name, u"B"_qs},
@@ -208,10 +211,13 @@ private Q_SLOTS:
         QVERIFY(RegisteredPhones::refusal(List{entry(u"Anna"_qs)}).isEmpty());
         QCOMPARE(RegisteredPhones::refusal(7),
                  u"serverServices is a list of phones; \"register\" adds one"_qs);
-        QCOMPARE(RegisteredPhones::refusal(List{entry(QString())}),
-                 u"an entry of serverServices is a dictionary with a text under \"serverService\""_qs);
-        QCOMPARE(changedBy("serverName", 7), u"\"serverName\" of an entry of serverServices is a text"_qs);
-        QCOMPARE(changedBy("address", 7), u"\"address\" of an entry of serverServices is a text"_qs);
+        QCOMPARE(
+            RegisteredPhones::refusal(List{entry(QString())}),
+            u"an entry of serverServices is a dictionary with a text under \"serverService\""_qs);
+        QCOMPARE(changedBy("serverName", 7),
+                 u"\"serverName\" of an entry of serverServices is a text"_qs);
+        QCOMPARE(changedBy("address", 7),
+                 u"\"address\" of an entry of serverServices is a text"_qs);
         QCOMPARE(changedBy("pasteMode", u"glue"_qs),
                  u"\"pasteMode\" of an entry of serverServices is paste or clipboard"_qs);
         QVERIFY(changedBy("pasteMode", u"clipboard"_qs).isEmpty());

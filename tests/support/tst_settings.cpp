@@ -21,11 +21,20 @@ const QString domain = QStringLiteral("com.zendrik.Test");
 
 // What a truth reads as: nothing for damage.
 std::optional<bool> expectedTruth(const QString &name) {
-    static const QSet<QString> right{
-        u"true"_qs,          u"one"_qs,           u"negative"_qs, u"smallest integer"_qs,
-        u"largest integer"_qs, u"largest unsigned"_qs, u"real"_qs,     u"negative real"_qs,
-        u"huge real"_qs,     u"infinity"_qs,      u"negative infinity"_qs,
-        u"no number"_qs,     u"text of digits"_qs, u"text of yes"_qs};
+    static const QSet<QString> right{u"true"_qs,
+                                     u"one"_qs,
+                                     u"negative"_qs,
+                                     u"smallest integer"_qs,
+                                     u"largest integer"_qs,
+                                     u"largest unsigned"_qs,
+                                     u"real"_qs,
+                                     u"negative real"_qs,
+                                     u"huge real"_qs,
+                                     u"infinity"_qs,
+                                     u"negative infinity"_qs,
+                                     u"no number"_qs,
+                                     u"text of digits"_qs,
+                                     u"text of yes"_qs};
     static const QSet<QString> wrong{u"false"_qs, u"zero"_qs, u"text of no"_qs};
     if (right.contains(name))
         return true;
@@ -49,15 +58,21 @@ std::optional<quint64> expectedCount(const QString &name) {
 std::optional<qint32> expectedCount32(const QString &name) {
     constexpr qint32 least = std::numeric_limits<qint32>::min();
     constexpr qint32 most = std::numeric_limits<qint32>::max();
-    static const QMap<QString, qint32> counts{
-        {u"true"_qs, 1},          {u"false"_qs, 0},
-        {u"zero"_qs, 0},          {u"one"_qs, 1},
-        {u"negative"_qs, -5},     {u"smallest integer"_qs, 0},
-        {u"largest integer"_qs, -1}, {u"largest unsigned"_qs, -1},
-        {u"real"_qs, 1},          {u"negative real"_qs, 0},
-        {u"huge real"_qs, most},  {u"infinity"_qs, most},
-        {u"negative infinity"_qs, least}, {u"no number"_qs, 0},
-        {u"text of digits"_qs, 12}};
+    static const QMap<QString, qint32> counts{{u"true"_qs, 1},
+                                              {u"false"_qs, 0},
+                                              {u"zero"_qs, 0},
+                                              {u"one"_qs, 1},
+                                              {u"negative"_qs, -5},
+                                              {u"smallest integer"_qs, 0},
+                                              {u"largest integer"_qs, -1},
+                                              {u"largest unsigned"_qs, -1},
+                                              {u"real"_qs, 1},
+                                              {u"negative real"_qs, 0},
+                                              {u"huge real"_qs, most},
+                                              {u"infinity"_qs, most},
+                                              {u"negative infinity"_qs, least},
+                                              {u"no number"_qs, 0},
+                                              {u"text of digits"_qs, 12}};
     const auto found = counts.constFind(name);
     return found == counts.constEnd() ? std::nullopt : std::optional(*found);
 }
@@ -95,11 +110,10 @@ private Q_SLOTS:
             QCOMPARE(Settings::nameOf(each.key), each.name);
         }
         QCOMPARE(keys.size(), size_t(names.size()));
-        const QStringList expected{u"agent/syncEnabled"_qs,        u"shared/serverServices"_qs,
-                                   u"shared/autoUpdateEnabled"_qs, u"shared/showStatus"_qs,
-                                   u"shared/pasteMode"_qs,         u"stats/dataSent"_qs,
-                                   u"stats/dataReceived"_qs,       u"stats/imageItems"_qs,
-                                   u"stats/textItems"_qs};
+        const QStringList expected{
+            u"agent/syncEnabled"_qs,  u"shared/serverServices"_qs, u"shared/autoUpdateEnabled"_qs,
+            u"shared/showStatus"_qs,  u"shared/pasteMode"_qs,      u"stats/dataSent"_qs,
+            u"stats/dataReceived"_qs, u"stats/imageItems"_qs,      u"stats/textItems"_qs};
         QCOMPARE(names, expected);
         QCOMPARE(Settings::find(u"nonsense"_qs), nullptr);
     }
@@ -283,8 +297,7 @@ private:
         const QString line =
             u"setting %1 of the domain \"%2\" holds %3, which is not %4: not used"_qs.arg(
                 setting.name, Settings::nameOf(setting.domain),
-                PropertyList::nameOfKind(valueNamed(name).kind()),
-                Settings::describeKind(setting));
+                PropertyList::nameOfKind(valueNamed(name).kind()), Settings::describeKind(setting));
         QTest::ignoreMessage(QtWarningMsg, line.toUtf8().constData());
     }
     void store(Key key, const QString &name, bool isRight) {
