@@ -39,7 +39,8 @@ QString nameOfFormat(PropertyListSerialization::Format format) {
 
 /// Why the bytes are no property list; empty when they are, and shown.
 QString addPropertyList(QByteArrayView bytes, QJsonObject &line) {
-    const auto parsed = PropertyListSerialization::parse(bytes);
+    const auto parsed =
+        PropertyListSerialization::parse(bytes, PropertyListSerialization::memoryPerByteOfFile);
     if (!parsed.value)
         return parsed.error;
     line.insert(QStringLiteral("format"), nameOfFormat(parsed.format));
@@ -56,7 +57,8 @@ QString inspectPropertyList(QByteArrayView bytes, const Report &report) {
 }
 
 QString inspectArchive(QByteArrayView bytes, const Report &report) {
-    const auto parsed = PropertyListSerialization::parse(bytes);
+    const auto parsed =
+        PropertyListSerialization::parse(bytes, PropertyListSerialization::memoryPerByteOfFile);
     if (!parsed.value)
         return parsed.error;
     try {
@@ -255,7 +257,8 @@ Kind detect(QByteArrayView bytes) {
         return Kind::TypedStream;
     if (beginsWithFrame(bytes))
         return Kind::Frames;
-    const auto parsed = PropertyListSerialization::parse(bytes);
+    const auto parsed =
+        PropertyListSerialization::parse(bytes, PropertyListSerialization::memoryPerByteOfFile);
     if (!parsed.value && looksLikeTxt(bytes))
         return Kind::Txt;
     if (parsed.value && isKeyedArchive(*parsed.value))

@@ -135,12 +135,12 @@ public:
             _events.post([this, place, address] { answer(place, {address}, {}); });
             return;
         }
-        _backend._lookUp(place.host, [this, place, question = std::weak_ptr(_question)](
-                                         const QList<QHostAddress> &addresses,
-                                         const QString &error) {
-            if (!question.expired())
-                answer(place, addresses, error);
-        });
+        _backend._lookUp(place.host,
+                         [this, place, question = std::weak_ptr(_question)](
+                             const QList<QHostAddress> &addresses, const QString &error) {
+                             if (!question.expired())
+                                 answer(place, addresses, error);
+                         });
     }
 
     void stop() override {

@@ -88,12 +88,12 @@ ParsedHostAndPort parseHostAndPort(const QString &text) {
         host = host.sliced(1, host.size() - 2);
     const auto port = portOf(QStringView(trimmed).sliced(colon + 1));
     if (!port)
-        return refusal(QCoreApplication::translate("Clipmule",
-                                                   "the port must be a number from 1 to 65535"));
+        return refusal(
+            QCoreApplication::translate("Clipmule", "the port must be a number from 1 to 65535"));
     if (isBracketed ? !isIpv6(host) : !isHostName(host))
-        return refusal(QCoreApplication::translate("Clipmule",
-                                                   "\"%1\" is neither a host name nor an address")
-                           .arg(onOneLine(host, shownInLabel)));
+        return refusal(
+            QCoreApplication::translate("Clipmule", "\"%1\" is neither a host name nor an address")
+                .arg(onOneLine(host, shownInLabel)));
     return {HostAndPort{host, *port}, {}};
 }
 

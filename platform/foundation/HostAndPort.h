@@ -9,8 +9,8 @@
 
 namespace clipmule {
 
-/// Where a person says that a phone is reached: a host name, an IPv4 address or an IPv6 address, the
-/// last with or without the scope that a link-local one needs.
+/// Where a person says that a phone is reached: a host name, an IPv4 address or an IPv6 address,
+/// the last with or without the scope that a link-local one needs.
 struct HostAndPort {
     /// Without brackets; "fe80::1%eth0" with a scope.
     QString host;
@@ -32,8 +32,8 @@ inline constexpr qsizetype longestHostAndPort = 277;
 /// The name of a network interface.
 inline constexpr qsizetype longestScope = 15;
 
-/// Reads "HOST:PORT" or "[IPV6]:PORT"; spaces around it do not count. The port is a number from 1 to
-/// 65535. Nothing is looked up.
+/// Reads "HOST:PORT" or "[IPV6]:PORT"; spaces around it do not count. The port is a number from 1
+/// to 65535. Nothing is looked up.
 [[nodiscard]] ParsedHostAndPort parseHostAndPort(const QString &text);
 
 } // namespace clipmule

@@ -288,7 +288,8 @@ ArchiveValue Unarchive::decodeUrl(const PropertyList::Dictionary &record) {
 
 ArchiveValue KeyedUnarchiver::unarchivedObject(QByteArrayView archive,
                                                const CodingClasses &classes) {
-    const auto parsed = PropertyListSerialization::parse(archive);
+    const auto parsed =
+        PropertyListSerialization::parse(archive, PropertyListSerialization::memoryPerByteOfFile);
     if (!parsed.value)
         refuse(parsed.error);
     const auto *file = parsed.value->as<PropertyList::Dictionary>();

@@ -1,12 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/foundation/ParseMemory.h"
 #include "platform/foundation/PropertyListSerialization.h"
 
 #include <QtEndian>
 
 #include <algorithm>
 #include <bit>
+#include <deque>
 #include <limits>
 #include <vector>
 
@@ -63,15 +65,16 @@ private:
 /// memory follows the size of the file and not that of the value as a tree.
 class BinaryReader {
 public:
-    explicit BinaryReader(QByteArrayView bytes)
+    BinaryReader(QByteArrayView bytes, quint64 perByte)
         : _bytes(reinterpret_cast<const uchar *>(bytes.data()))
         , _size(bytes.size())
         , _largestWeight(PropertyListSerialization::expandedValuesFloor +
-                         PropertyListSerialization::expandedValuesPerByte * quint64(bytes.size())) {
-    }
+                         PropertyListSerialization::expandedValuesPerByte * quint64(bytes.size()))
+        , _memory(bytes.size(), perByte, PropertyListSerialization::memoryFloor) {}
 
     PropertyList read() {
         const quint64 root = readTrailer();
+        afford(_memory.spend(_objectCount * sizeof(quint32)));
         _states.assign(size_t(_objectCount), untouched);
         return std::move(_decoded[decode(root, 0)].value);
     }
@@ -85,9 +88,18 @@ private:
         int height = 0;
     };
 
+    /// With the allocator's own: the nodes of a deque hold ten.
+    static constexpr quint64 memoryOfDecoded = sizeof(Decoded) + 8;
+
     static constexpr quint32 untouched = 0;
     static constexpr quint32 beingDecoded = 1;
     static constexpr quint32 firstDecoded = 2;
+
+    /// Takes the answer of _memory.
+    static void afford(bool isAffordable) {
+        if (!isAffordable)
+            refuse(QStringLiteral("too many values for the size"));
+    }
 
     quint64 readTrailer() {
         if (_size < headerSize + 1 + trailerSize)
@@ -132,6 +144,7 @@ private:
         if (state >= firstDecoded)
             return state - firstDecoded;
         state = beingDecoded;
+        afford(_memory.spend(memoryOfDecoded));
         const quint64 offset = offsetOf(object);
         if (offset < quint64(headerSize))
             refuse(QStringLiteral("an object inside the header"));
@@ -164,17 +177,20 @@ private:
         case 0x4: {
             const quint64 count = readCount(body, low);
             const auto *data = reinterpret_cast<const char *>(body.take(count));
+            afford(_memory.spendData(count));
             return leaf(body, PropertyList(QByteArray(data, qsizetype(count))), count);
         }
         case 0x5: {
             // Bytes above 7F are read as Latin-1, the only reading that loses nothing.
             const quint64 count = readCount(body, low);
             const auto *text = reinterpret_cast<const char *>(body.take(count));
+            afford(_memory.spendText(count));
             return leaf(body, PropertyList(QString::fromLatin1(text, qsizetype(count))), count);
         }
         case 0x6: {
             const quint64 count = readCount(body, low);
             const uchar *units = body.take(count, 2);
+            afford(_memory.spendText(count));
             QString text(qsizetype(count), Qt::Uninitialized);
             qFromBigEndian<char16_t>(units, qsizetype(count), text.data());
             return leaf(body, PropertyList(std::move(text)), count);
@@ -254,6 +270,7 @@ private:
         const uchar *references = beginContainer(body, count, depth);
         Decoded result{PropertyList(), 1, 1};
         PropertyList::List elements;
+        afford(_memory.spend(ParseMemory::head + count * ParseMemory::element));
         elements.reserve(qsizetype(count));
         for (quint64 i = 0; i < count; ++i) {
             const Decoded &element = child(result, references, i, depth);
@@ -269,6 +286,7 @@ private:
             refuse(QStringLiteral("an object reaches into the offset table"));
         const uchar *references = beginContainer(body, 2 * count, depth);
         Decoded result{PropertyList(), 1, 1};
+        afford(_memory.spend(ParseMemory::head + count * ParseMemory::entry));
         PropertyList::Dictionary entries;
         for (quint64 i = 0; i < count; ++i) {
             const Decoded &decodedKey = child(result, references, i, depth);
@@ -330,19 +348,22 @@ private:
     quint64 _spent = 0;
     /// By object number: one of the constants, or the place in _decoded + firstDecoded.
     std::vector<quint32> _states;
-    std::vector<Decoded> _decoded;
+    /// Grows without moving.
+    std::deque<Decoded> _decoded;
+    ParseMemory _memory;
 };
 
 } // namespace
 
-PropertyListSerialization::Parsed PropertyListSerialization::parseBinary(QByteArrayView bytes) {
+PropertyListSerialization::Parsed PropertyListSerialization::parseBinary(QByteArrayView bytes,
+                                                                         quint64 perByte) {
     Parsed parsed;
     parsed.format = Format::Binary;
     try {
         // The platform reads any version character after "bplist0".
         if (!bytes.startsWith("bplist0") || bytes.size() < headerSize)
             refuse(QStringLiteral("not a binary property list"));
-        parsed.value = BinaryReader(bytes).read();
+        parsed.value = BinaryReader(bytes, perByte).read();
     } catch (const Refused &refused) {
         parsed.error = QStringLiteral("binary property list: %1").arg(refused.reason);
     }

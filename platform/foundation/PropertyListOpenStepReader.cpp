@@ -2,9 +2,12 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/NextStepCharacters.h"
+#include "platform/foundation/ParseMemory.h"
 #include "platform/foundation/PropertyListSerialization.h"
 
 #include <QStringConverter>
+
+#include <algorithm>
 
 namespace clipmule {
 
@@ -49,8 +52,9 @@ int hexadecimalDigit(QChar character) {
 
 class OpenStepReader {
 public:
-    explicit OpenStepReader(QStringView text)
-        : _text(text) {}
+    OpenStepReader(QStringView text, ParseMemory memory)
+        : _text(text)
+        , _memory(memory) {}
 
     PropertyList read() {
         skipBlanks();
@@ -70,7 +74,13 @@ public:
 private:
     [[noreturn]] void refuse(const QString &reason) const {
         const auto line = _text.first(_at).count(u'\n') + 1;
-        throw Refused{QStringLiteral("%1 in line %2").arg(reason).arg(line)};
+        throw Refused{reason + QStringLiteral(" in line %1").arg(line)};
+    }
+
+    /// Takes the answer of _memory.
+    void afford(bool isAffordable) const {
+        if (!isAffordable)
+            refuse(QStringLiteral("too many values for the size"));
     }
 
     bool atEnd() const { return _at == _text.size(); }
@@ -122,6 +132,7 @@ private:
 
     PropertyList readEntries(bool hasBraces, int depth) {
         checkDepth(depth);
+        afford(_memory.spend(ParseMemory::head));
         PropertyList::Dictionary entries;
         while (true) {
             skipBlanks();
@@ -134,6 +145,7 @@ private:
                 ++_at;
                 return entries;
             }
+            afford(_memory.spend(ParseMemory::entry));
             const QString key = readString();
             skipBlanks();
             PropertyList value(key);
@@ -153,6 +165,7 @@ private:
 
     PropertyList readElements(int depth) {
         checkDepth(depth);
+        afford(_memory.spend(ParseMemory::head));
         PropertyList::List elements;
         while (true) {
             skipBlanks();
@@ -160,6 +173,7 @@ private:
                 ++_at;
                 return elements;
             }
+            afford(_memory.spend(ParseMemory::growingElement));
             elements.append(readValue(depth));
             skipBlanks();
             if (isAt(u','))
@@ -171,6 +185,11 @@ private:
 
     PropertyList readData() {
         QByteArray bytes;
+        const qsizetype end = _text.indexOf(u'>', _at);
+        if (end < 0)
+            refuse(QStringLiteral("data without an end"));
+        afford(_memory.spendData(quint64(end - _at) / 2));
+        bytes.reserve((end - _at) / 2);
         while (true) {
             while (!atEnd() && isBlank(current()))
                 ++_at;
@@ -196,13 +215,25 @@ private:
         if (_at == begin)
             refuse(QStringLiteral("unexpected character U+%1")
                        .arg(current().unicode(), 4, 16, QLatin1Char('0')));
+        afford(_memory.spendText(quint64(_at - begin)));
         return _text.sliced(begin, _at - begin).toString();
+    }
+
+    /// Units up to the closing quote, escapes as they are written; up to the end without one.
+    qsizetype quotedSize(QChar quote) const {
+        qsizetype at = _at;
+        while (at < _text.size() && _text[at] != quote)
+            at += _text[at] == u'\\' ? 2 : 1;
+        return std::min(at, _text.size()) - _at;
     }
 
     QString readQuotedString() {
         const QChar quote = current();
         ++_at;
+        const qsizetype size = quotedSize(quote);
+        afford(_memory.spendText(quint64(size)));
         QString text;
+        text.reserve(size);
         auto begin = _at;
         while (!atEnd()) {
             if (current() == quote) {
@@ -273,6 +304,7 @@ private:
     }
 
     QStringView _text;
+    ParseMemory _memory;
     qsizetype _at = 0;
 };
 
@@ -288,12 +320,16 @@ QString decodeText(QByteArrayView bytes) {
 
 } // namespace
 
-PropertyListSerialization::Parsed PropertyListSerialization::parseOpenStep(QByteArrayView bytes) {
+PropertyListSerialization::Parsed PropertyListSerialization::parseOpenStep(QByteArrayView bytes,
+                                                                           quint64 perByte) {
     Parsed parsed;
     parsed.format = Format::OpenStep;
     try {
+        ParseMemory memory(bytes.size(), perByte, memoryFloor);
         const QString text = decodeText(bytes);
-        parsed.value = OpenStepReader(text).read();
+        if (!memory.spendText(quint64(text.size())))
+            throw Refused{QStringLiteral("too large in its encoding")};
+        parsed.value = OpenStepReader(text, memory).read();
     } catch (const Refused &refused) {
         parsed.error = QStringLiteral("text property list: %1").arg(refused.reason);
     }

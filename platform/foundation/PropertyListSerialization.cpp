@@ -18,7 +18,8 @@ bool startsAsMarkup(QByteArrayView bytes) {
 
 } // namespace
 
-PropertyListSerialization::Parsed PropertyListSerialization::parse(QByteArrayView bytes) {
+PropertyListSerialization::Parsed PropertyListSerialization::parse(QByteArrayView bytes,
+                                                                   quint64 perByte) {
     if (bytes.isEmpty()) {
         Parsed refused;
         refused.error = QStringLiteral("Cannot parse a NULL or zero-length data");
@@ -30,14 +31,14 @@ PropertyListSerialization::Parsed PropertyListSerialization::parse(QByteArrayVie
     Parsed binary;
     const bool hasBinaryMagic = bytes.startsWith("bplist0");
     if (hasBinaryMagic) {
-        binary = parseBinary(bytes);
+        binary = parseBinary(bytes, perByte);
         if (binary.value)
             return binary;
     }
-    Parsed xml = parseXml(bytes);
+    Parsed xml = parseXml(bytes, perByte);
     if (xml.value)
         return xml;
-    Parsed openStep = parseOpenStep(bytes);
+    Parsed openStep = parseOpenStep(bytes, perByte);
     if (openStep.value)
         return openStep;
     if (hasBinaryMagic)

@@ -12,8 +12,8 @@ namespace clipmule {
 /// Property lists as bytes: the XML, binary and OpenStep forms.
 ///
 /// Reading foreign bytes never throws and never recurses without bound: a refused input gives an
-/// error text, in English, for the log. Costs are linear in the input, and memory is a small
-/// multiple of it.
+/// error text, in English, for the log. Time is in proportion to the input, and what is allocated
+/// stays within memoryPerByte times its size, and memoryFloor, at every moment.
 class PropertyListSerialization {
 public:
     enum class Format { OpenStep, Xml, Binary };
@@ -40,6 +40,16 @@ public:
     static constexpr quint64 expandedValuesPerByte = 16;
     static constexpr quint64 expandedValuesFloor = 1 << 20;
 
+    /// Bytes on the heap that reading may take for each byte of a message, beside the message
+    /// itself, and for any message, however small. A text of ASCII letters takes two, at worst four
+    /// while it is decoded; a list of booleans would take thirty-two for each of its references.
+    static constexpr quint64 memoryPerByte = 4;
+    static constexpr quint64 memoryFloor = 8 << 20;
+    /// The same for a file that a program of ours may have written: an archive consists of short
+    /// references, of which an entry of a dictionary takes two, and nothing that was written may be
+    /// unreadable.
+    static constexpr quint64 memoryPerByteOfFile = 64;
+
     /// Each line of XML is indented by its depth, and shared values are written as often as they
     /// are referred to, so that a small hostile value can stand for gigabytes of text. The largest
     /// clip, ten million ampersands, takes a tenth of this.
@@ -47,10 +57,11 @@ public:
 
     /// The form is detected: binary by its magic, then XML, then OpenStep text. Of a bare word
     /// that is a string; of white space alone an empty dictionary; of no bytes an error.
-    [[nodiscard]] static Parsed parse(QByteArrayView bytes);
-    [[nodiscard]] static Parsed parseXml(QByteArrayView bytes);
-    [[nodiscard]] static Parsed parseBinary(QByteArrayView bytes);
-    [[nodiscard]] static Parsed parseOpenStep(QByteArrayView bytes);
+    [[nodiscard]] static Parsed parse(QByteArrayView bytes, quint64 perByte = memoryPerByte);
+    [[nodiscard]] static Parsed parseXml(QByteArrayView bytes, quint64 perByte = memoryPerByte);
+    [[nodiscard]] static Parsed parseBinary(QByteArrayView bytes, quint64 perByte = memoryPerByte);
+    [[nodiscard]] static Parsed parseOpenStep(QByteArrayView bytes,
+                                              quint64 perByte = memoryPerByte);
 
     /// The XML document, byte for byte as the platform writes it, after `headroom` bytes whose
     /// contents are the caller's to fill in (a frame header, which must not cost a copy).

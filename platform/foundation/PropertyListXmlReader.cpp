@@ -3,6 +3,7 @@
 
 #include "platform/foundation/Base64.h"
 #include "platform/foundation/Log.h"
+#include "platform/foundation/ParseMemory.h"
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/foundation/PropertyListXmlDate.h"
 #include "platform/foundation/PropertyListXmlText.h"
@@ -133,8 +134,9 @@ std::optional<double> realFromXml(std::string_view text) {
 /// character of a string is changed, and what XML forbids in a text is taken as it is.
 class XmlReader {
 public:
-    explicit XmlReader(QByteArrayView text)
-        : _text(text.data(), size_t(text.size())) {}
+    XmlReader(QByteArrayView text, ParseMemory memory)
+        : _text(text.data(), size_t(text.size()))
+        , _memory(memory) {}
 
     PropertyList read() {
         skipToTag(true);
@@ -163,7 +165,13 @@ private:
 
     [[noreturn]] void refuse(const QString &reason) const {
         const auto line = std::count(_text.begin(), _text.begin() + ptrdiff_t(_at), '\n') + 1;
-        throw Refused{QStringLiteral("%1 in line %2").arg(reason).arg(line)};
+        throw Refused{reason + QStringLiteral(" in line %1").arg(line)};
+    }
+
+    /// Takes the answer of _memory.
+    void afford(bool isAffordable) const {
+        if (!isAffordable)
+            refuse(QStringLiteral("too many values for the size"));
     }
 
     bool atEnd() const { return _at == _text.size(); }
@@ -291,10 +299,12 @@ private:
         PropertyList::List list;
         if (tag.isEmpty)
             return list;
+        afford(_memory.spend(ParseMemory::head));
         for (;;) {
             skipToTag();
             if (isAtCloseTag())
                 break;
+            afford(_memory.spend(ParseMemory::growingElement));
             list.append(readValue(readTag(), depth));
         }
         readCloseTag(tag);
@@ -305,6 +315,7 @@ private:
         checkDepth(depth);
         if (tag.isEmpty)
             return PropertyList::Dictionary();
+        afford(_memory.spend(ParseMemory::head));
         std::map<QString, PropertyList> entries;
         for (;;) {
             skipToTag();
@@ -313,6 +324,7 @@ private:
             const Tag keyTag = readTag();
             if (keyTag.element != Element::Key)
                 refuse(QStringLiteral("a value without a key"));
+            afford(_memory.spend(ParseMemory::entry));
             QString key = readString(keyTag);
             skipToTag();
             if (isAtCloseTag())
@@ -351,6 +363,7 @@ private:
             refuse(QStringLiteral("<data> is empty"));
         const size_t end = std::min(_text.find('<', _at), _text.size());
         const QByteArrayView text(_text.data() + _at, qsizetype(end - _at));
+        afford(_memory.spendData(quint64(Base64::decodedBound(text.size()))));
         QByteArray data(Base64::decodedBound(text.size()), Qt::Uninitialized);
         const auto size = Base64::decode(data.data(), text);
         if (!size)
@@ -369,6 +382,7 @@ private:
         const auto text = _text.substr(_at, end - _at);
         // Most strings are short, or have one unit a byte; either way no space is lost.
         constexpr size_t shortSize = 512;
+        afford(_memory.spendText(text.size()));
         QString string;
         if (text.size() <= shortSize) {
             std::array<char16_t, shortSize> units;
@@ -500,13 +514,15 @@ private:
     static constexpr std::string_view cdataEnd = "]]>";
 
     std::string_view _text;
+    ParseMemory _memory;
     size_t _at = 0;
     bool _hasSurrogateReference = false;
 };
 
 } // namespace
 
-PropertyListSerialization::Parsed PropertyListSerialization::parseXml(QByteArrayView bytes) {
+PropertyListSerialization::Parsed PropertyListSerialization::parseXml(QByteArrayView bytes,
+                                                                      quint64 perByte) {
     Parsed parsed;
     parsed.format = Format::Xml;
     const PropertyListXmlText document = decodePropertyListXml(bytes);
@@ -515,7 +531,10 @@ PropertyListSerialization::Parsed PropertyListSerialization::parseXml(QByteArray
         return parsed;
     }
     try {
-        parsed.value = XmlReader(document.text).read();
+        ParseMemory memory(bytes.size(), perByte, memoryFloor);
+        if (!memory.spendData(quint64(document.converted.size())))
+            throw Refused{QStringLiteral("too large in its encoding")};
+        parsed.value = XmlReader(document.text, memory).read();
     } catch (const Refused &refused) {
         parsed.error = refused.reason;
     }

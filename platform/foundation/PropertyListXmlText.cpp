@@ -18,9 +18,21 @@ PropertyListXmlText refused(const QString &error) {
     return {{}, {}, error};
 }
 
-PropertyListXmlText asUtf8(const QString &text) {
+qsizetype utf8Size(QStringView text) {
+    qsizetype size = 0;
+    for (const QChar unit : text)
+        size += unit < u'\x80' ? 1 : unit < u'\x800' || unit.isSurrogate() ? 2 : 3;
+    return size;
+}
+
+// In pieces and at its size: QString::toUtf8() takes three bytes for every unit.
+PropertyListXmlText asUtf8(QStringView text) {
+    constexpr qsizetype piece = 65536;
     PropertyListXmlText result;
-    result.converted = text.toUtf8();
+    result.converted.reserve(utf8Size(text));
+    QStringEncoder encoder(QStringConverter::Utf8);
+    for (qsizetype at = 0; at < text.size(); at += piece)
+        result.converted += QByteArray(encoder(text.sliced(at, std::min(piece, text.size() - at))));
     result.text = result.converted;
     return result;
 }

@@ -75,9 +75,8 @@ private Q_SLOTS:
         _loop.advance(0);
         _below.vanish(bert);
         _loop.advance(0);
-        QCOMPARE(browse.changes(),
-                 (QStringList{QStringLiteral("+Anna"), QStringLiteral("+Bert"),
-                              QStringLiteral("-Bert")}));
+        QCOMPARE(browse.changes(), (QStringList{QStringLiteral("+Anna"), QStringLiteral("+Bert"),
+                                                QStringLiteral("-Bert")}));
         QVERIFY(browse.events.contains(QStringLiteral(".")));
     }
 
@@ -265,8 +264,7 @@ private Q_SLOTS:
                  (QList<Endpoint>{{QHostAddress(QHostAddress::LocalHost), 4711}}));
         resolution.resolver->start(bert, RunLoop::Seconds(10));
         _loop.advance(0);
-        QCOMPARE(resolution.failure,
-                 QStringLiteral("0.0.0.0 is not the address of one computer"));
+        QCOMPARE(resolution.failure, QStringLiteral("0.0.0.0 is not the address of one computer"));
     }
 
     void sixteenAddressesAreEnough() {

@@ -1,0 +1,47 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/PropertyList.h"
+
+#include <map>
+
+namespace clipmule {
+
+/// What the reading of a property list may still allocate. A few bytes of a hostile list can stand
+/// for a value of some hundred; the readers spend here, before they allocate, what each value takes
+/// on the heap at its worst moment.
+class ParseMemory {
+public:
+    // In bytes, upper bounds of what the containers allocate.
+    /// A list that is made at its final size, for each element.
+    static constexpr quint64 element = sizeof(PropertyList);
+    /// A list that grows: at the moment when it moves, it is there one and a half times again.
+    static constexpr quint64 growingElement = 3 * element;
+    /// A node of a tree: key, value, links and the allocator's own.
+    static constexpr quint64 entry =
+        sizeof(std::pair<QString, PropertyList>) + 4 * sizeof(void *) + 16;
+    /// Any list or dictionary, and the head of any text or data that is not empty.
+    static constexpr quint64 head = 64;
+
+    ParseMemory(qsizetype inputSize, quint64 perByte, quint64 floor)
+        : _left(floor + perByte * quint64(inputSize)) {}
+
+    /// False, and nothing spent, when it is more than is left.
+    [[nodiscard]] bool spend(quint64 bytes) {
+        if (bytes > _left)
+            return false;
+        _left -= bytes;
+        return true;
+    }
+    [[nodiscard]] bool spendText(quint64 units) {
+        return units == 0 || spend(head + units * sizeof(char16_t));
+    }
+    [[nodiscard]] bool spendData(quint64 bytes) { return bytes == 0 || spend(head + bytes); }
+
+private:
+    quint64 _left;
+};
+
+} // namespace clipmule
