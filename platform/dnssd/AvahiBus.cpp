@@ -5,6 +5,7 @@
 
 #include "platform/dnssd/EventQueue.h"
 #include "platform/dnssd/Log.h"
+#include "platform/foundation/Log.h"
 
 #include <QDBusError>
 #include <QDBusObjectPath>
@@ -37,7 +38,7 @@ bool isWithoutAnswer(const QDBusMessage &reply) {
 
 QString errorText(const QDBusMessage &reply) {
     const QString message = reply.errorMessage();
-    return message.isEmpty() ? reply.errorName() : message;
+    return onOneLine(message.isEmpty() ? reply.errorName() : message, shownInLabel);
 }
 
 bool isCollision(const QDBusMessage &reply) {

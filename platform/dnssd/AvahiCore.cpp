@@ -4,6 +4,7 @@
 #include "platform/dnssd/AvahiCore.h"
 
 #include "platform/dnssd/Log.h"
+#include "platform/foundation/Log.h"
 
 #include <avahi-common/alternative.h>
 #include <avahi-common/error.h>
@@ -18,12 +19,17 @@ namespace clipmule::dnssd {
 
 namespace {
 
+/// The library's own lines are shorter.
+constexpr qsizetype longestLine = 512;
+
 void logFromLibrary(AvahiLogLevel level, const char *text) {
     // That avahi-daemon may start beside us is what we expect; the library calls it unreliable.
+    // It quotes names and addresses from the network.
+    const QString line = onOneLine(QString::fromUtf8(text), longestLine);
     if (level <= AVAHI_LOG_WARN && !std::strstr(text, "another IPv"))
-        qCInfo(logDnsSd, "%s", text);
+        qCInfo(logDnsSd).noquote() << line;
     else
-        qCDebug(logDnsSd, "%s", text);
+        qCDebug(logDnsSd).noquote() << line;
 }
 
 } // namespace

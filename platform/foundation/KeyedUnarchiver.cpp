@@ -5,6 +5,7 @@
 
 #include "platform/foundation/ExpansionAccount.h"
 #include "platform/foundation/ForeignUrl.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/foundation/RegularFile.h"
@@ -114,7 +115,8 @@ private:
         return stored;
     }
     static QString unexpected(const QString &key, const PropertyList &found) {
-        return QStringLiteral("%1 under \"%2\"").arg(PropertyList::nameOfKind(found.kind()), key);
+        return QStringLiteral("%1 under \"%2\"")
+            .arg(PropertyList::nameOfKind(found.kind()), cutForLog(key));
     }
 
     Unarchive &_archive;
@@ -199,7 +201,7 @@ ArchiveValue Unarchive::decodeRecord(const PropertyList::Dictionary &record, Ent
         return decodeNumber(record);
     if (name == u"NSNull")
         return ArchiveValue::NullObject();
-    refuse(QStringLiteral("unknown class %1").arg(name));
+    refuse(QStringLiteral("unknown class %1").arg(cutForLog(name)));
 }
 
 const PropertyList::List &referencesUnder(const PropertyList::Dictionary &record,
@@ -320,7 +322,7 @@ ArchiveValue KeyedUnarchiver::unarchivedObjectOfFile(const QString &path,
     case RegularFile::Contents::Outcome::TooLarge:
         refuse(QStringLiteral("a file of more than %1 bytes").arg(largestFile));
     case RegularFile::Contents::Outcome::Failed:
-        refuse(QStringLiteral("%1 cannot be read").arg(path));
+        refuse(QStringLiteral("%1 cannot be read").arg(onOneLine(path, shownInLabel)));
     }
     Q_UNREACHABLE();
 }

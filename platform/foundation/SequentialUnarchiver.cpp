@@ -5,6 +5,7 @@
 
 #include "platform/foundation/ExpansionAccount.h"
 #include "platform/foundation/ForeignUrl.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/TypedStream.h"
 
@@ -19,6 +20,10 @@ using Head = TypedStream::Reader::ObjectHead;
 [[noreturn]] void refuse(const QString &reason) {
     throw PlatformException(QStringLiteral("InvalidArchive"),
                             QStringLiteral("old archive: ") + reason);
+}
+
+[[noreturn]] void refuseVersion(const QString &className, qint32 version) {
+    refuse(QStringLiteral("%1 of version %2").arg(cutForLog(className), QString::number(version)));
 }
 
 class SequentialDecoder final : public Decoder {
@@ -79,14 +84,14 @@ private:
         const qint32 version = head.classes.first().version;
         if (const auto known = _classes.constFind(name); known != _classes.constEnd()) {
             if (version != 0)
-                refuse(QStringLiteral("%1 of version %2").arg(name).arg(version));
+                refuseVersion(name, version);
             const auto object = (*known)();
             entry.value = object;
             object->initWithCoder(*this);
             return;
         }
         if (version != (name == u"NSString" || name == u"NSMutableString" ? 1 : 0))
-            refuse(QStringLiteral("%1 of version %2").arg(name).arg(version));
+            refuseVersion(name, version);
         entry.value = readStandardObject(name);
     }
 
@@ -113,7 +118,7 @@ private:
             return readDictionary().immutable();
         if (name == u"NSNull")
             return ArchiveValue::NullObject();
-        refuse(QStringLiteral("unknown class %1").arg(name));
+        refuse(QStringLiteral("unknown class %1").arg(cutForLog(name)));
     }
 
     ArchiveValue readString() {
@@ -149,8 +154,7 @@ private:
             return _reader.readFloat();
         if (type == "d")
             return _reader.readDouble();
-        refuse(QStringLiteral("a number of type \"%1\"")
-                   .arg(QString::fromLatin1(type.first(std::min<qsizetype>(type.size(), 32)))));
+        refuse(QStringLiteral("a number of type \"%1\"").arg(cutForLog(QString::fromLatin1(type))));
     }
 
     QByteArray readBytes() {

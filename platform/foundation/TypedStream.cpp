@@ -3,6 +3,7 @@
 
 #include "platform/foundation/TypedStream.h"
 
+#include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 
 #include <algorithm>
@@ -260,8 +261,7 @@ void Reader::expectTypes(const QByteArray &types) {
     const QByteArray found = readTypes();
     if (found != types)
         refuse(QStringLiteral("types \"%1\" instead of \"%2\"")
-                   .arg(QString::fromLatin1(found.first(std::min<qsizetype>(found.size(), 32))),
-                        QString::fromLatin1(types)));
+                   .arg(cutForLog(QString::fromLatin1(found)), QString::fromLatin1(types)));
 }
 
 quint32 Reader::add(Entry::Kind kind) {

@@ -3,6 +3,7 @@
 
 #include "platform/pasteboard/X11SelectionReader.h"
 
+#include "platform/foundation/Log.h"
 #include "platform/pasteboard/Log.h"
 
 #include <algorithm>
@@ -272,7 +273,7 @@ void X11SelectionReader::targetTooLarge() {
     _fetches.pop_front();
     const QString &target = fetch.request.targets.at(fetch.candidate);
     qCWarning(logPasteboard, "the clipboard's %s is larger than %lld bytes and is left out",
-              qUtf8Printable(target), byteLimit);
+              qUtf8Printable(cutForLog(target)), byteLimit);
     _answers.insert(fetch.position, {fetch.request.meaning, target, std::nullopt});
     fetchNext();
 }

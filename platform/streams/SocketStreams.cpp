@@ -3,14 +3,17 @@
 
 #include "platform/streams/SocketStreams.h"
 
+#include "platform/streams/Log.h"
 #include "platform/streams/SocketConnector.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 namespace clipmule {
@@ -26,8 +29,9 @@ class SocketEnd;
 /// The connection under both directions: the descriptor, or the attempt to get one.
 class SocketChannel : public std::enable_shared_from_this<SocketChannel> {
 public:
-    explicit SocketChannel(int connected)
-        : _descriptor(connected) {}
+    SocketChannel(int connected, PeerFactsSource source)
+        : _descriptor(connected)
+        , _facts(source) {}
     SocketChannel(const QList<SocketEndpoint> &endpoints, RunLoop::Seconds timeout)
         : _connector(std::make_unique<SocketConnector>(
               endpoints, timeout, [this](FileHandle socket) { connectEnded(std::move(socket)); })) {
@@ -35,6 +39,7 @@ public:
 
     /// -1 as long as it is not connected.
     [[nodiscard]] int descriptor() const { return _descriptor; }
+    [[nodiscard]] PeerFacts facts() const { return _facts(_descriptor); }
     void attach(SocketEnd *end);
     void detach(SocketEnd *end);
     void open(SocketEnd &end);
@@ -44,6 +49,7 @@ private:
     void tell(SocketEnd *end);
 
     int _descriptor = -1;
+    PeerFactsSource _facts = peerFacts;
     // Empty where the descriptor is somebody else's.
     FileHandle _owned;
     std::unique_ptr<SocketConnector> _connector;
@@ -114,6 +120,7 @@ protected:
     [[nodiscard]] bool hasEnded() const { return _state == State::Ended; }
     [[nodiscard]] bool hasFailed() const { return _failed; }
     [[nodiscard]] int descriptor() const { return _channel->descriptor(); }
+    [[nodiscard]] PeerFacts facts() const { return _channel->facts(); }
     virtual void watch() = 0;
 
     void setNotifier(std::unique_ptr<SocketNotifier> notifier) { _notifier = std::move(notifier); }
@@ -226,7 +233,10 @@ public:
 
     void setEventHandler(EventHandler handler) override { setHandler(std::move(handler)); }
     void open() override { openEnd(); }
-    void close() override { closeEnd(); }
+    void close() override {
+        _silenceCheck.cancel();
+        closeEnd();
+    }
 
     bool hasSpaceAvailable() override {
         if (!isOpen() || _waiting)
@@ -248,6 +258,7 @@ public:
             const ssize_t written =
                 ::send(descriptor(), bytes, size_t(count), MSG_NOSIGNAL | MSG_DONTWAIT);
             if (written >= 0) {
+                checkForSilenceLater();
                 if (written < count)
                     waitForSpace();
                 return written;
@@ -270,6 +281,24 @@ private:
         _waiting = true;
     }
 
+    void checkForSilenceLater() {
+        if (!_silenceCheck.isPending())
+            _silenceCheck = RunLoop::current().performAfter(silenceCheckInterval,
+                                                            [this] { checkForSilence(); });
+    }
+
+    void checkForSilence() {
+        if (!isOpen())
+            return;
+        const PeerFacts peer = facts();
+        if (isGone(peer)) {
+            qCDebug(logStreams, "nothing heard of the peer for %u ms", peer.silence);
+            end(StreamEvent::ErrorOccurred);
+        } else if (peer.isWaiting) {
+            checkForSilenceLater();
+        }
+    }
+
     // Watched only while somebody waits: a socket is writable nearly always.
     void waitForSpace() {
         if (!std::exchange(_waiting, true))
@@ -283,6 +312,7 @@ private:
     }
 
     bool _waiting = false;
+    RunLoop::Timer _silenceCheck;
 };
 
 StreamPair pairOver(const std::shared_ptr<SocketChannel> &channel) {
@@ -292,12 +322,28 @@ StreamPair pairOver(const std::shared_ptr<SocketChannel> &channel) {
 
 } // namespace
 
+PeerFacts peerFacts(int descriptor) {
+    tcp_info info{};
+    socklen_t length = sizeof info;
+    int unsent = 0;
+    if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &length) != 0 ||
+        ::ioctl(descriptor, SIOCOUTQ, &unsent) != 0)
+        return {};
+    return {.isWaiting = unsent > 0,
+            .attempts = std::max<int>(info.tcpi_retransmits, info.tcpi_probes),
+            .silence = std::min(info.tcpi_last_ack_recv, info.tcpi_last_data_recv)};
+}
+
+bool isGone(const PeerFacts &facts) {
+    return facts.isWaiting && facts.attempts >= unansweredAttempts &&
+           facts.silence >= silentTimeLimit;
+}
+
 bool noticeVanishedPeer(int descriptor) {
     return setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, 1) &&
            setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, keepAliveIdleTime) &&
            setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, keepAliveInterval) &&
-           setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, keepAliveProbes) &&
-           setOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, unacknowledgedTimeLimit);
+           setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, keepAliveProbes);
 }
 
 void setAcceptedSocketOptions(int descriptor) {
@@ -307,14 +353,14 @@ void setAcceptedSocketOptions(int descriptor) {
     noticeVanishedPeer(descriptor);
 }
 
-StreamPair streamPairForSocket(int descriptor) {
+StreamPair streamPairForSocket(int descriptor, PeerFactsSource facts) {
     int type = 0;
     socklen_t length = sizeof type;
     if (::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) != 0 || type != SOCK_STREAM)
         return {};
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
     ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-    return pairOver(std::make_shared<SocketChannel>(descriptor));
+    return pairOver(std::make_shared<SocketChannel>(descriptor, facts));
 }
 
 StreamPair connectingStreamPair(const QList<SocketEndpoint> &endpoints, RunLoop::Seconds timeout) {

@@ -22,21 +22,44 @@ struct SocketEndpoint {
 /// kernel may grant less.
 inline constexpr int socketBufferSize = 524288;
 
-// A peer that vanishes without a word (out of range, battery empty) is given up within a minute of
-// the next write and within two minutes of silence. The kernel ends a silent connection at the
-// first probe that finds the unacknowledged time used up, so the idle time and the probes lie below
-// it: three probes may get lost. The end then comes 55 s after a write and after 60 s of silence.
+// A peer that vanishes without a word (out of range, battery empty) is given up about a minute
+// after the last word of its computer. A program that does not read is another matter: its computer
+// goes on answering, and the connection stays for as long as it likes. The kernel's own limit for
+// unacknowledged data (TCP_USER_TIMEOUT) does not tell the two apart, so it is not used: keep-alive
+// watches a silent connection, and silentTimeLimit one with data on the way, on which the kernel
+// sends no keep-alive.
 
-/// Unacknowledged data ends the connection after this long, in milliseconds.
-inline constexpr int unacknowledgedTimeLimit = 55000;
 /// Silence after which the kernel asks whether the peer is there, in seconds.
 inline constexpr int keepAliveIdleTime = 30;
 /// Time between its questions, in seconds.
 inline constexpr int keepAliveInterval = 10;
-/// Questions without an answer that end the connection; the limit above comes first.
-inline constexpr int keepAliveProbes = 6;
+/// Questions without an answer that end the connection: a minute after the last word in all.
+inline constexpr int keepAliveProbes = 3;
 
-/// Turns on keep-alive and the limits above. False when the descriptor is no TCP socket.
+/// With data on the way, so long without any word of the peer's computer ends the connection, in
+/// milliseconds, when so many of our attempts to reach it had no answer. The kernel makes them at
+/// growing intervals, so that a long silence alone says nothing.
+inline constexpr quint32 silentTimeLimit = 55000;
+inline constexpr int unansweredAttempts = 3;
+/// How often that is looked at, while data is on the way.
+inline constexpr RunLoop::Seconds silenceCheckInterval{10.0};
+
+/// What the kernel knows of a connection.
+struct PeerFacts {
+    /// Whether data that was written has not arrived yet.
+    bool isWaiting = false;
+    /// Attempts in a row, to send or to ask for room, that were not answered.
+    int attempts = 0;
+    /// Milliseconds since the peer's computer said anything.
+    quint32 silence = 0;
+};
+using PeerFactsSource = PeerFacts (*)(int descriptor);
+/// From the kernel; all zero for what is no TCP connection.
+[[nodiscard]] PeerFacts peerFacts(int descriptor);
+/// Whether the peer's computer has gone.
+[[nodiscard]] bool isGone(const PeerFacts &facts);
+
+/// Turns on keep-alive with the times above. False when the descriptor is no TCP socket.
 bool noticeVanishedPeer(int descriptor);
 
 /// What an accepted connection gets: both buffers, keep-alive, and noticeVanishedPeer.
@@ -44,7 +67,8 @@ void setAcceptedSocketOptions(int descriptor);
 
 /// Both directions of a connected socket. The streams do not own the descriptor, which must stay
 /// open until they are closed; it is made non-blocking. No streams when it is not an open socket.
-[[nodiscard]] StreamPair streamPairForSocket(int descriptor);
+/// The output stream reports ErrorOccurred when the peer's computer has gone.
+[[nodiscard]] StreamPair streamPairForSocket(int descriptor, PeerFactsSource facts = peerFacts);
 
 /// Streams that connect when the first of them is opened. The addresses are tried in the order
 /// given, each with an equal share of the time that is left, all of them within the one time limit;

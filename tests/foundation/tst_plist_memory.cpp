@@ -161,8 +161,8 @@ private Q_SLOTS:
             true);
         row("XML: booleans", xml(repeated("<array>", "<true/>", "</array>")), false);
         row("XML: lists", xml(repeated("<array>", "<array/>", "</array>")), false);
-        row("XML: lists in lists",
-            xml(repeated("<array>", "<array><true/></array>", "</array>")), false);
+        row("XML: lists in lists", xml(repeated("<array>", "<array><true/></array>", "</array>")),
+            false);
         row("XML: texts", xml(repeated("<array>", "<string>x</string>", "</array>")), false);
         row("XML: data", xml(repeated("<array>", "<data>eA==</data>", "</array>")), false);
         row("XML: keys", xml(numberedKeys(large)), false);
@@ -201,10 +201,9 @@ private Q_SLOTS:
         const auto taken = quint64(peak - before);
         const quint64 share =
             Serialization::memoryPerByte * quint64(message.size()) + Serialization::memoryFloor;
-        QVERIFY2(taken <= share, qPrintable(QStringLiteral("%1 of %2, %3")
-                                                .arg(taken)
-                                                .arg(share)
-                                                .arg(parsed.error)));
+        QVERIFY2(
+            taken <= share,
+            qPrintable(QStringLiteral("%1 of %2, %3").arg(taken).arg(share).arg(parsed.error)));
         QVERIFY2(bool(parsed.value) == isRead, qPrintable(parsed.error));
     }
 
@@ -217,8 +216,8 @@ private Q_SLOTS:
                      qPrintable(Serialization::parse(message).error));
     }
 
-    // 8 MiB and 4 (n + 59) hold n elements of 32 bytes, a head of 64, two numbers of 4 bytes and two
-    // objects of 56: n is 299,595.
+    // 8 MiB and 4 (n + 59) hold n elements of 32 bytes, a head of 64, two numbers of 4 bytes and
+    // two objects of 56: n is 299,595.
     void theShareIsExact() {
         const qsizetype most = 299'595;
         QCOMPARE(references(most, "\x09").size(), most + 59);
