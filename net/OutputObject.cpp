@@ -8,6 +8,7 @@
 #include "platform/foundation/PropertyListSerialization.h"
 
 #include <limits>
+#include <optional>
 
 namespace clipmule {
 
@@ -15,11 +16,34 @@ struct OutputObject::State {
     PropertyList fixedValue;
     // Empty for a fixed one.
     std::function<PropertyList()> liveValue;
+    bool isRelay = false;
+    // Of a fixed one, once somebody has asked.
+    std::optional<qsizetype> weight;
+    std::optional<size_t> hash;
     // Of a fixed one, once somebody has needed it.
     QByteArray frame;
 };
 
 namespace {
+
+// Of a value itself, and of whatever holds it.
+constexpr qsizetype weightOfAnything = 64;
+
+qsizetype weightOf(const PropertyList &value) {
+    qsizetype weight = weightOfAnything;
+    if (const auto *const text = value.as<QString>()) {
+        weight += text->size() * qsizetype(sizeof(QChar));
+    } else if (const auto *const bytes = value.as<QByteArray>()) {
+        weight += bytes->size();
+    } else if (const auto *const list = value.as<PropertyList::List>()) {
+        for (const PropertyList &element : *list)
+            weight += weightOf(element);
+    } else if (const auto *const dictionary = value.as<PropertyList::Dictionary>()) {
+        for (const auto &[key, element] : dictionary->asKeyValueRange())
+            weight += weightOfAnything + key.size() * qsizetype(sizeof(QChar)) + weightOf(element);
+    }
+    return weight;
+}
 
 QByteArray frameOf(const PropertyList &value) {
     QByteArray frame = PropertyListSerialization::xml(value, StreamFrame::headerSize);
@@ -40,6 +64,12 @@ OutputObject OutputObject::fixed(PropertyList value) {
     return OutputObject(std::move(state));
 }
 
+OutputObject OutputObject::relay(PropertyList value) {
+    OutputObject object = fixed(std::move(value));
+    object._state->isRelay = true;
+    return object;
+}
+
 OutputObject OutputObject::live(std::function<PropertyList()> value) {
     auto state = std::make_shared<State>();
     state->liveValue = std::move(value);
@@ -48,6 +78,34 @@ OutputObject OutputObject::live(std::function<PropertyList()> value) {
 
 PropertyList OutputObject::value() const {
     return _state->liveValue ? _state->liveValue() : _state->fixedValue;
+}
+
+bool OutputObject::isRelay() const {
+    return _state->isRelay;
+}
+
+qsizetype OutputObject::weight() const {
+    if (_state->liveValue)
+        return weightOfAnything;
+    if (!_state->weight)
+        _state->weight = weightOf(_state->fixedValue);
+    return *_state->weight;
+}
+
+bool OutputObject::standsFor(const OutputObject &other) const {
+    if (isSameAs(other))
+        return true;
+    if (bool(_state->liveValue) != bool(other._state->liveValue))
+        return false;
+    if (_state->liveValue)
+        return value() == other.value();
+    const auto hashOf = [](State &state) {
+        if (!state.hash)
+            state.hash = state.fixedValue.hash();
+        return *state.hash;
+    };
+    return hashOf(*_state) == hashOf(*other._state) &&
+           _state->fixedValue == other._state->fixedValue;
 }
 
 QByteArray OutputObject::frame() const {

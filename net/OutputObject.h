@@ -19,6 +19,9 @@ class OutputObject {
 public:
     /// Of a value that stays as it is.
     static OutputObject fixed(PropertyList value);
+    /// Fixed as well: what another peer sent, passed on. Where too much waits for a peer it gives
+    /// way before anything else.
+    static OutputObject relay(PropertyList value);
     /// Of a value that is read anew each time; the function is called on the main thread and must
     /// stay callable as long as a copy lives.
     static OutputObject live(std::function<PropertyList()> value);
@@ -28,6 +31,14 @@ public:
     /// The whole object frame, header and payload, as it stands now. Bytes of a fixed object are
     /// shared among all that hold them. A value that cannot be written raises a PlatformException.
     [[nodiscard]] QByteArray frame() const;
+    [[nodiscard]] bool isRelay() const;
+    /// About how many bytes of memory the value takes; of a live one, which is not kept, a fixed
+    /// small number. Found once.
+    [[nodiscard]] qsizetype weight() const;
+    /// Whether the two take each other's place in a queue: fixed ones that are equal, or live ones
+    /// whose values are equal now. As operator==, but for a fixed and a live one, which only happen
+    /// to look alike, and without comparing values that cannot be equal.
+    [[nodiscard]] bool standsFor(const OutputObject &other) const;
     /// Both stand for the same object; implies equality.
     [[nodiscard]] bool isSameAs(const OutputObject &other) const { return _state == other._state; }
 

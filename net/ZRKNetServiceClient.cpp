@@ -109,11 +109,58 @@ bool ZRKNetServiceClient::outputObjectForNetService(const OutputObject &object,
                                                     const NetService &service) {
     if (!_running)
         return false;
+    const auto self = shared_from_this();
+    const auto listed = listedService(service);
+    if (listed && (!makeRoom(listed, object) || !isUsing(*listed)))
+        return false;
     ServiceInfo &info = serviceInfoForNetService(service);
     info.outputObjects.append(object);
+    info.weight += object.weight();
     if (const auto handler = info.streamHandler)
         handler->outputObject(object);
     return true;
+}
+
+void ZRKNetServiceClient::removeFrom(ServiceInfo &info, qsizetype index) {
+    info.weight -= info.outputObjects[index].weight();
+    info.outputObjects.removeAt(index);
+}
+
+// What gives way is told of once the queue is in order again. What is being written does not.
+bool ZRKNetServiceClient::makeRoom(const std::shared_ptr<NetService> &service,
+                                   const OutputObject &object) {
+    ServiceInfo &info = serviceInfoForNetService(*service);
+    const qsizetype waiting = info.weight + object.weight();
+    // Of what is being written nothing can be taken back, and it will not stay: it does not count.
+    qsizetype beingWritten = 0;
+    const auto hasRoom = [&] {
+        return info.weight - beingWritten + object.weight() <= largestQueue &&
+               info.outputObjects.size() < mostQueuedObjects;
+    };
+    QList<OutputObject> refused;
+    for (const bool relays : {true, false}) {
+        for (qsizetype i = 0; i < info.outputObjects.size() && !hasRoom();) {
+            const OutputObject candidate = info.outputObjects[i];
+            if (candidate.isRelay() != relays) {
+                ++i;
+            } else if (info.streamHandler && !info.streamHandler->withdrawObject(candidate)) {
+                beingWritten = candidate.weight();
+                ++i;
+            } else {
+                refused.append(candidate);
+                removeFrom(info, i);
+            }
+        }
+    }
+    const bool fits = hasRoom();
+    if (!fits)
+        refused.append(object);
+    const auto delegate = _delegate;
+    for (const OutputObject &one : refused) {
+        if (delegate->clientServiceDidRefuseObject)
+            delegate->clientServiceDidRefuseObject(*service, one, waiting);
+    }
+    return fits;
 }
 
 void ZRKNetServiceClient::didFindService(const std::shared_ptr<NetService> &service) {
@@ -257,7 +304,12 @@ void ZRKNetServiceClient::streamHandlerDidOutputObject(ZRKStreamHandler &handler
     const auto service = netServiceForStreamHandler(handler);
     if (!service)
         return;
-    serviceInfoForNetService(*service).outputObjects.removeAll(object);
+    // By equality: what is equal says the same, and need not be said again.
+    ServiceInfo &info = serviceInfoForNetService(*service);
+    for (qsizetype i = info.outputObjects.size(); i-- > 0;) {
+        if (info.outputObjects[i].standsFor(object))
+            removeFrom(info, i);
+    }
     const auto delegate = _delegate;
     if (delegate->clientServiceDidOutputObject)
         delegate->clientServiceDidOutputObject(*service, object);
@@ -269,8 +321,11 @@ void ZRKNetServiceClient::streamHandlerDidDropObject(ZRKStreamHandler &handler,
     const auto service = netServiceForStreamHandler(handler);
     if (!_running || !service)
         return;
-    serviceInfoForNetService(*service).outputObjects.removeIf(
-        [&](const OutputObject &queued) { return queued.isSameAs(object); });
+    ServiceInfo &info = serviceInfoForNetService(*service);
+    for (qsizetype i = info.outputObjects.size(); i-- > 0;) {
+        if (info.outputObjects[i].isSameAs(object))
+            removeFrom(info, i);
+    }
 }
 
 void ZRKNetServiceClient::streamHandlerDidReceiveObject(ZRKStreamHandler &handler,

@@ -39,6 +39,10 @@ public:
         /// The service's TXT record changed; nothing where it has none any more.
         std::function<void(NetService &, const std::optional<ServiceDictionary> &)>
             clientServiceDidUpdateServiceDictionary;
+        /// Too much waits for the service: the object has left the queue unsent. So many bytes,
+        /// about, would have waited.
+        std::function<void(NetService &, const OutputObject &, qsizetype waiting)>
+            clientServiceDidRefuseObject;
         /// Another connection after the first one; what was queued has been handed to it.
         std::function<void(NetService &)> clientServiceDidReconnect;
         /// A service was reached (no reason), could not be, or its connection ended. It is tried
@@ -50,6 +54,13 @@ public:
     static constexpr RunLoop::Seconds resolveTimeout{10.0};
     static constexpr RunLoop::Seconds reconnectInterval{60.0};
     static constexpr RunLoop::Seconds reconnectDelay{5.0};
+
+    /// What may wait for one service, in bytes of memory, about, and in objects: several of the
+    /// largest clips, or the largest frame that a peer may send. A phone that does not read must
+    /// not fill this computer's memory with what others send it; the oldest relays go first, then
+    /// the oldest of the rest.
+    static constexpr qsizetype largestQueue = 64 * 1024 * 1024;
+    static constexpr qsizetype mostQueuedObjects = 10'000;
 
     /// With a name only services of exactly that name are used. The backend must outlive the
     /// client.
@@ -76,10 +87,11 @@ public:
     /// Whether any has one that reached it.
     [[nodiscard]] bool isEstablished() const;
 
-    /// Queues the object for every service known. False when there is none or the client does not
-    /// run.
+    /// Queues the object for every service known. False when there is none, the client does not
+    /// run, or a queue has no room for it.
     bool outputObject(const OutputObject &object);
-    /// Queues the object for one service. False when the client does not run.
+    /// Queues the object for one service. False when the client does not run or the queue has no
+    /// room for it.
     bool outputObjectForNetService(const OutputObject &object, const NetService &service);
 
     void setDelegate(Delegate delegate);
@@ -89,10 +101,15 @@ private:
         std::shared_ptr<ZRKStreamHandler> streamHandler;
         /// Not yet reported as written, oldest first.
         QList<OutputObject> outputObjects;
+        /// The sum of their weights.
+        qsizetype weight = 0;
         bool resolving = false;
         bool firstTime = false;
     };
 
+    [[nodiscard]] bool makeRoom(const std::shared_ptr<NetService> &service,
+                                const OutputObject &object);
+    static void removeFrom(ServiceInfo &info, qsizetype index);
     void didFindService(const std::shared_ptr<NetService> &service);
     void didRemoveService(const std::shared_ptr<NetService> &service);
     void netServiceDidResolveAddress(NetService &service);

@@ -14,6 +14,7 @@
 #include <QScopeGuard>
 #include <QScopedValueRollback>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -90,6 +91,19 @@ bool ZRKStreamHandler::outputObject(const OutputObject &object) {
     return true;
 }
 
+bool ZRKStreamHandler::withdrawObject(const OutputObject &object) {
+    // The head is taken once its frame was made, even before the stream took any of it.
+    const auto first =
+        _outputObjects.begin() + (_outputBuffer.isEmpty() || _outputObjects.empty() ? 0 : 1);
+    const auto found = std::find_if(first, _outputObjects.end(), [&](const OutputObject &queued) {
+        return queued.isSameAs(object);
+    });
+    if (found == _outputObjects.end())
+        return false;
+    _outputObjects.erase(found);
+    return true;
+}
+
 void ZRKStreamHandler::ping() {
     if (!_open)
         return;
@@ -117,6 +131,7 @@ void ZRKStreamHandler::close(bool notifyDelegate) {
 
 void ZRKStreamHandler::releaseConnection() {
     _pingTimer.cancel();
+    _nextInput.cancel();
     for (Stream *stream :
          {static_cast<Stream *>(_inputStream.get()), static_cast<Stream *>(_outputStream.get())}) {
         stream->setEventHandler(nullptr);
@@ -146,7 +161,7 @@ void ZRKStreamHandler::streamHandleEvent(StreamEvent event) {
             break;
         case StreamEvent::ErrorOccurred:
         case StreamEvent::EndEncountered:
-            close();
+            closeAfterInput();
             break;
         case StreamEvent::OpenCompleted:
             establish();
@@ -168,6 +183,9 @@ void ZRKStreamHandler::establish() {
 }
 
 void ZRKStreamHandler::readInput() {
+    // The stream tells again as long as there is something to read.
+    if (_nextInput.isPending())
+        return;
     const qsizetype size = _inputData.size();
     qint64 count = 0;
     // Inside a large frame the bytes go straight to their place.
@@ -190,7 +208,13 @@ void ZRKStreamHandler::processInput() {
         return;
     const QScopedValueRollback<bool> processing(_processingInput, true);
     qsizetype expected = 0;
+    bool handedOver = false;
     while (_open && unconsumed().size() >= StreamFrame::kindSize) {
+        if (handedOver) {
+            _nextInput =
+                RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { continueInput(); });
+            return;
+        }
         if (StreamFrame::readWord(unconsumed().data()) != StreamFrame::objectKind) {
             consume(StreamFrame::kindSize);
             continue;
@@ -211,9 +235,31 @@ void ZRKStreamHandler::processInput() {
             break;
         }
         receivePayload(input.sliced(StreamFrame::headerSize, length));
+        handedOver = true;
     }
-    if (_open)
-        compactInput(expected);
+    if (!_open)
+        return;
+    compactInput(expected);
+    if (_ending)
+        close();
+}
+
+void ZRKStreamHandler::continueInput() {
+    const auto self = shared_from_this();
+    try {
+        processInput();
+    } catch (const PlatformException &exception) {
+        qCWarning(logNet).noquote()
+            << QStringLiteral("HANDLEEVENT EXCEPTION %1").arg(exception.reason());
+    }
+}
+
+// Also from inside a callback that one of the frames was handed to.
+void ZRKStreamHandler::closeAfterInput() {
+    if (_nextInput.isPending() || _processingInput)
+        _ending = true;
+    else
+        close();
 }
 
 void ZRKStreamHandler::receivePayload(QByteArrayView payload) {
@@ -267,10 +313,10 @@ void ZRKStreamHandler::compactInput(qsizetype expected) {
 
 void ZRKStreamHandler::sendOutput() {
     // What a callback queues is written by the loop that called it.
-    if (_sendingOutput)
+    if (_sendingOutput || _ending)
         return;
     const QScopedValueRollback<bool> sending(_sendingOutput, true);
-    while (_open && (!_outputObjects.empty() || _needsPing)) {
+    while (_open && !_ending && (!_outputObjects.empty() || _needsPing)) {
         if (!_outputStream->hasSpaceAvailable())
             return;
         // Object data is proof of life enough.
@@ -285,7 +331,7 @@ void ZRKStreamHandler::sendOutput() {
 void ZRKStreamHandler::writePing() {
     const auto frame = StreamFrame::pingFrame();
     if (_outputStream->write(frame.data(), frame.size()) < 0)
-        close();
+        closeAfterInput();
 }
 
 bool ZRKStreamHandler::fillOutputBuffer() {
@@ -323,7 +369,7 @@ void ZRKStreamHandler::writeOutputBuffer() {
     const qint64 written = _outputStream->write(_outputBuffer.constData() + _outputOffset,
                                                 _outputBuffer.size() - _outputOffset);
     if (written < 0) {
-        close();
+        closeAfterInput();
         return;
     }
     _outputOffset += written;

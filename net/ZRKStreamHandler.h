@@ -17,6 +17,9 @@ namespace clipmule {
 /// decodes them and hands them to its delegate; queues what is to be sent and writes it as frames;
 /// keeps an idle connection alive with pings.
 ///
+/// Hands over one object a turn of the run loop, so that a peer that sends many at once holds
+/// nothing else up; meanwhile nothing more is read from it.
+///
 /// Open from creation until the first close; there is no reopening. Every callback may call back
 /// into the handler, close it or let go of it.
 class ZRKStreamHandler final : public Object,
@@ -62,6 +65,9 @@ public:
     /// Queues an object. False, and nothing done, when the handler is closed; true says that it was
     /// queued, not that it was sent.
     bool outputObject(const OutputObject &object);
+    /// Takes back an object that no byte was written of: it will not be sent. False when it is
+    /// being written or is not queued.
+    bool withdrawObject(const OutputObject &object);
     /// Sends a ping, unless object data goes out instead.
     void ping();
     /// Closes and tells the delegate.
@@ -84,6 +90,8 @@ private:
     void establish();
     void readInput();
     void processInput();
+    void continueInput();
+    void closeAfterInput();
     void receivePayload(QByteArrayView payload);
     [[nodiscard]] QByteArrayView unconsumed() const;
     void consume(qsizetype count);
@@ -116,6 +124,10 @@ private:
     RunLoop::Seconds _pingInterval;
     bool _sendingOutput = false;
     bool _processingInput = false;
+    // Set while frames that were read wait for their turns.
+    RunLoop::Timer _nextInput;
+    // The connection has ended; what was read before is still handed over.
+    bool _ending = false;
 };
 
 } // namespace clipmule

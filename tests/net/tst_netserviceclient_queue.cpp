@@ -181,7 +181,7 @@ private Q_SLOTS:
         QCOMPARE(_fixture->connection().written(), objectFrame(text("now")));
     }
 
-    void theQueueHasNoLimit() {
+    void manyObjectsMayWait() {
         _fixture->connectOne();
         _fixture->connection().end();
         kit::settle(_fixture->runLoop);
@@ -194,6 +194,89 @@ private Q_SLOTS:
         _fixture->runLoop.advance(ZRKNetServiceClient::reconnectDelay);
         kit::settle(_fixture->runLoop);
         QVERIFY(_fixture->connection().written() == expected);
+    }
+
+    // Bounds of the queue. Nothing is read at the other end.
+
+    void theQueueIsBoundedInBytes_data() {
+        QTest::addColumn<int>("difference");
+        QTest::addColumn<QStringList>("refused");
+        QTest::newRow("one below") << -1 << QStringList();
+        QTest::newRow("at the limit") << 0 << QStringList();
+        QTest::newRow("one above") << 1 << QStringList{u"first"_qs};
+    }
+    void theQueueIsBoundedInBytes() {
+        QFETCH(int, difference);
+        QFETCH(QStringList, refused);
+        waitForReconnection();
+        QVERIFY(queue(relay(u"first"_qs, 1000)));
+        QVERIFY(queue(relay(u"second"_qs, 1000)));
+        const qsizetype used = 2 * relay(u"first"_qs, 1000).weight();
+        const qsizetype rest =
+            ZRKNetServiceClient::largestQueue - used - relay(u"third"_qs, 0).weight() + difference;
+        QCOMPARE(relay(u"first"_qs, 1000).weight(), relay(u"third"_qs, 1000).weight());
+        QVERIFY(queue(relay(u"third"_qs, rest)));
+        QCOMPARE(_refused, refused);
+        if (!refused.isEmpty())
+            QCOMPARE(_waiting, ZRKNetServiceClient::largestQueue + difference);
+    }
+
+    void theQueueIsBoundedInObjects() {
+        waitForReconnection();
+        for (qsizetype i = 0; i < ZRKNetServiceClient::mostQueuedObjects; ++i)
+            QVERIFY(queue(relay(QString::number(i), 0)));
+        QVERIFY(_refused.isEmpty());
+        QVERIFY(queue(relay(u"one more"_qs, 0)));
+        QCOMPARE(_refused, QStringList{u"0"_qs});
+    }
+
+    void relaysGiveWayBeforeClipsOfThisDesk() {
+        waitForReconnection();
+        const qsizetype third = ZRKNetServiceClient::largestQueue / 3;
+        QVERIFY(queue(OutputObject::fixed(named(u"own"_qs, third))));
+        QVERIFY(queue(relay(u"old"_qs, third)));
+        QVERIFY(queue(relay(u"new"_qs, third / 2)));
+        QVERIFY(queue(OutputObject::fixed(named(u"own too"_qs, third))));
+        QCOMPARE(_refused, QStringList{u"old"_qs});
+        // Where no relay is left the oldest of the rest goes.
+        QVERIFY(queue(OutputObject::fixed(named(u"own three"_qs, 2 * third - 1000))));
+        QCOMPARE(_refused, (QStringList{u"old"_qs, u"new"_qs, u"own"_qs}));
+        _fixture->runLoop.advance(ZRKNetServiceClient::reconnectDelay);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(_fixture->events.filter(u"got"_qs),
+                 (QStringList{u"A Phone got own too"_qs, u"A Phone got own three"_qs}));
+    }
+
+    void whatIsTooLargeForAnEmptyQueueIsRefused() {
+        waitForReconnection();
+        QVERIFY(queue(relay(u"small"_qs, 0)));
+        QVERIFY(!queue(relay(u"huge"_qs, ZRKNetServiceClient::largestQueue)));
+        QCOMPARE(_refused, (QStringList{u"small"_qs, u"huge"_qs}));
+        // Nothing of it is counted any more.
+        QVERIFY(queue(relay(u"next"_qs, ZRKNetServiceClient::largestQueue - 1000)));
+        QCOMPARE(_refused.size(), 2);
+    }
+
+    void whatIsBeingWrittenStaysWhole() {
+        recordRefusals();
+        _fixture->connectOne();
+        _fixture->connection().setRoom(10);
+        const qsizetype half = ZRKNetServiceClient::largestQueue / 2 - 1000;
+        QVERIFY(queue(relay(u"begun"_qs, half)));
+        QVERIFY(queue(relay(u"waits"_qs, half)));
+        QVERIFY(queue(relay(u"comes"_qs, half)));
+        QCOMPARE(_refused, QStringList());
+        QVERIFY(queue(relay(u"comes too"_qs, half)));
+        QCOMPARE(_refused, QStringList{u"waits"_qs});
+        _fixture->connection().setRoom(kit::MemoryConnection::unlimited);
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(_fixture->events, (QStringList{u"A Phone got begun"_qs, u"A Phone got comes"_qs,
+                                                u"A Phone got comes too"_qs}));
+        // What was written is counted no more.
+        _fixture->connection().end();
+        kit::settle(_fixture->runLoop);
+        QVERIFY(queue(relay(u"after"_qs, ZRKNetServiceClient::largestQueue - 1000)));
+        QCOMPARE(_refused.size(), 1);
     }
 
     void removalDropsTheQueue() {
@@ -258,6 +341,40 @@ private Q_SLOTS:
     }
 
 private:
+    static PropertyList named(const QString &name, qsizetype size) {
+        return PropertyList(PropertyList::Dictionary{{u"name"_qs, name.leftJustified(9)},
+                                                     {u"data"_qs, QByteArray(size, 'x')}});
+    }
+    static OutputObject relay(const QString &name, qsizetype size) {
+        return OutputObject::relay(named(name, size));
+    }
+    static QString nameOf(const OutputObject &object) {
+        return object.value().find(u"name"_qs)->string().trimmed();
+    }
+    bool queue(const OutputObject &object) { return _fixture->client->outputObject(object); }
+    void recordRefusals() {
+        _refused.clear();
+        auto delegate = _fixture->recordingDelegate();
+        delegate.clientServiceDidOutputObject = [this](NetService &service,
+                                                       const OutputObject &object) {
+            _fixture->events += service.name() + u" got "_qs + nameOf(object);
+        };
+        delegate.clientServiceDidRefuseObject = [this](NetService &, const OutputObject &object,
+                                                       qsizetype waiting) {
+            _refused += nameOf(object);
+            _waiting = waiting;
+        };
+        _fixture->client->setDelegate(delegate);
+    }
+    void waitForReconnection() {
+        recordRefusals();
+        _fixture->connectOne();
+        _fixture->connection().end();
+        kit::settle(_fixture->runLoop);
+    }
+
+    QStringList _refused;
+    qsizetype _waiting = 0;
     inline static const QString phone = ClientFixture::phone;
 
     ZRKNetServiceClient &client() { return *_fixture->client; }

@@ -54,6 +54,46 @@ private Q_SLOTS:
         QVERIFY(live == live);
     }
 
+    void aRelayIsAFixedOneThatSaysSo() {
+        const OutputObject relay = OutputObject::relay(PropertyList(QStringLiteral("a")));
+        QVERIFY(relay.isRelay());
+        QVERIFY(!OutputObject::fixed(PropertyList(QStringLiteral("a"))).isRelay());
+        QVERIFY(relay == OutputObject::fixed(PropertyList(QStringLiteral("a"))));
+    }
+
+    void theWeightIsAboutTheMemory() {
+        const auto weight = [](const PropertyList &value) {
+            return OutputObject::fixed(value).weight();
+        };
+        QCOMPARE(weight(PropertyList(1)), 64);
+        QCOMPARE(weight(PropertyList(QStringLiteral("abc"))), 64 + 6);
+        QCOMPARE(weight(PropertyList(QByteArray("abc"))), 64 + 3);
+        QCOMPARE(weight(PropertyList(PropertyList::List{PropertyList(1), PropertyList(2)})),
+                 3 * 64);
+        QCOMPARE(weight(PropertyList(PropertyList::Dictionary{{QStringLiteral("key"), 1}})),
+                 3 * 64 + 6);
+        QCOMPARE(OutputObject::live([] { return PropertyList(QString(1000, u'x')); }).weight(), 64);
+    }
+
+    void whatStandsForAnother() {
+        const auto fixed = [](const char *text) {
+            return OutputObject::fixed(PropertyList(QString::fromUtf8(text)));
+        };
+        const auto live = [](const char *text) {
+            return OutputObject::live([text] { return PropertyList(QString::fromUtf8(text)); });
+        };
+        QVERIFY(fixed("a").standsFor(fixed("a")));
+        QVERIFY(!fixed("a").standsFor(fixed("b")));
+        QVERIFY(live("a").standsFor(live("a")));
+        QVERIFY(!live("a").standsFor(live("b")));
+        QVERIFY(!live("a").standsFor(fixed("a")));
+        QVERIFY(!fixed("a").standsFor(live("a")));
+        // One that is not even equal to itself, by value.
+        int reads = 0;
+        const OutputObject counter = OutputObject::live([&] { return PropertyList(++reads); });
+        QVERIFY(counter.standsFor(counter));
+    }
+
     void aValueThatIsTooDeepRaises() {
         PropertyList value;
         for (int level = 0; level <= PropertyListSerialization::maximumDepth; ++level)

@@ -106,6 +106,76 @@ private Q_SLOTS:
         QCOMPARE(_fixture->notifications.received, 2);
     }
 
+    // Between two objects the run loop turns
+
+    void oneObjectATurn() {
+        _fixture->connection.feed(objectFrame(text("1")) + pingFrame + objectFrame(text("2")) +
+                                  objectFrame(QByteArrayLiteral("<<<")) + objectFrame(text("3")));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("DECODING DATA")));
+        for (int turn = 0; turn < 8; ++turn) {
+            const qsizetype before = events().size();
+            _fixture->runLoop.runOnce();
+            QVERIFY(events().size() - before <= 1);
+        }
+        QCOMPARE(events(), (QStringList{QStringLiteral("received 1"), QStringLiteral("received 2"),
+                                        QStringLiteral("received 3")}));
+    }
+
+    void whileObjectsWaitNothingMoreIsRead() {
+        _fixture->connection.feedInParts(
+            {objectFrame(text("1")) + objectFrame(text("2")) + objectFrame(text("3")),
+             objectFrame(text("4"))});
+        while (events().size() < 2) {
+            _fixture->runLoop.runOnce();
+            QCOMPARE(_fixture->connection.requests().size(), events().isEmpty() ? 0 : 1);
+        }
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events().size(), 4);
+        QCOMPARE(_fixture->connection.requests().size(), 2);
+    }
+
+    void whatWasReadBeforeTheEndIsHandedOver_data() {
+        QTest::addColumn<bool>("failure");
+        QTest::newRow("end") << false;
+        QTest::newRow("error") << true;
+    }
+    void whatWasReadBeforeTheEndIsHandedOver() {
+        QFETCH(bool, failure);
+        _fixture->connection.feed(objectFrame(text("1")) + objectFrame(text("2")) +
+                                  objectFrame(text("3")));
+        while (events().isEmpty())
+            _fixture->runLoop.runOnce();
+        failure ? _fixture->connection.fail() : _fixture->connection.end();
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events(), (QStringList{QStringLiteral("received 1"), QStringLiteral("received 2"),
+                                        QStringLiteral("received 3"), QStringLiteral("closed")}));
+        QVERIFY(_fixture->connection.isClosed());
+    }
+
+    void afterTheEndNothingIsWritten() {
+        _fixture->connection.feed(objectFrame(text("1")) + objectFrame(text("2")) +
+                                  objectFrame(text("3")));
+        while (events().isEmpty())
+            _fixture->runLoop.runOnce();
+        _fixture->connection.breakOutput();
+        _fixture->handler->outputObject(OutputObject::fixed(text("out")));
+        _fixture->handler->outputObject(OutputObject::fixed(text("out again")));
+        QCOMPARE(_fixture->connection.offers().size(), 1);
+        QVERIFY(_fixture->handler->isOpen());
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events().size(), 4);
+        QCOMPARE(events().constLast(), QStringLiteral("closed"));
+    }
+
+    void closingEndsWhatWaits() {
+        _fixture->connection.feed(objectFrame(text("1")) + objectFrame(text("2")));
+        while (events().isEmpty())
+            _fixture->runLoop.runOnce();
+        _fixture->handler->close();
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(events(), (QStringList{QStringLiteral("received 1"), QStringLiteral("closed")}));
+    }
+
     void aPingBeforeAnObjectLeavesNoTrace() {
         receive(pingFrame + hiFrame);
         QCOMPARE(events(), QStringList{QStringLiteral("received hi")});
