@@ -4,6 +4,7 @@
 #include "app/ZRKClipmuleSyncApp.h"
 
 #include "app/Log.h"
+#include "platform/pasteboard/Pasteboard.h"
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKPowerNotificationCenter.h"
 
@@ -43,12 +44,19 @@ ZRKClipmuleSyncApp::ZRKClipmuleSyncApp(SyncServices services)
     : _services(std::move(services)) {}
 
 ZRKClipmuleSyncApp::~ZRKClipmuleSyncApp() {
-    ZRKNotificationCenter::platformDefault().removeObserver(this);
-    ZRKPowerNotificationCenter::defaultCenter()->removeObserver(this);
+    _waitingClips.clear();
+    stopObserving();
     disconnect();
 }
 
+void ZRKClipmuleSyncApp::stopObserving() {
+    ZRKNotificationCenter::platformDefault().removeObserver(this);
+    ZRKPowerNotificationCenter::defaultCenter()->removeObserver(this);
+}
+
 void ZRKClipmuleSyncApp::finishLaunching() {
+    // Nobody is asked for what is copied until a phone is there to get it.
+    _services.pasteboard.pasteboard.setWatching(false);
     migrateSinglePhoneSettings();
     _clientsDictionary.clear();
     _netServicesDictionary.clear();
@@ -140,6 +148,10 @@ std::shared_ptr<ZRKNetServiceClient> ZRKClipmuleSyncApp::makeClient(const QStrin
                                                     const PropertyList &object) {
         clientServiceDidReceiveObject(service, object);
     };
+    delegate.clientServiceDidRefuseObject = [this](NetService &service, const OutputObject &object,
+                                                   qsizetype waiting) {
+        clientServiceDidRefuseObject(service, object, waiting);
+    };
     client->setDelegate(std::move(delegate));
     return client;
 }
@@ -160,6 +172,8 @@ void ZRKClipmuleSyncApp::disconnect() {
         stopAnnouncement(*service);
     for (const auto &client : std::exchange(_clientsDictionary, {}))
         stopClient(*client);
+    while (!_waitingClips.empty())
+        forgetWaitingClips(_waitingClips.front().phone);
 }
 
 void ZRKClipmuleSyncApp::defaultsDidChange() {
@@ -174,8 +188,10 @@ void ZRKClipmuleSyncApp::defaultsDidChange() {
         }
         const QStringList connected = _clientsDictionary.keys();
         for (const QString &name : connected) {
-            if (!registered.contains(name))
-                stopClient(*_clientsDictionary.take(name));
+            if (registered.contains(name))
+                continue;
+            stopClient(*_clientsDictionary.take(name));
+            forgetWaitingClips(name);
         }
         connect();
     } else {
@@ -188,14 +204,20 @@ void ZRKClipmuleSyncApp::defaultsDidChange() {
 }
 
 void ZRKClipmuleSyncApp::willSleep() {
+    qCDebug(logApp, "the computer goes to sleep");
     disconnect();
+    situationDidChange();
 }
 
 void ZRKClipmuleSyncApp::didWake() {
+    qCDebug(logApp, "the computer woke up");
     connect();
+    situationDidChange();
 }
 
 ZRKClipmuleSyncApp::TerminateReply ZRKClipmuleSyncApp::applicationShouldTerminate() {
+    // The clipboard may be handed over for half a second yet: nothing connects again meanwhile.
+    stopObserving();
     disconnect();
     return TerminateReply::Now;
 }

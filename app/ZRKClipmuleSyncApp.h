@@ -23,6 +23,7 @@
 
 #include <QMap>
 
+#include <deque>
 #include <memory>
 #include <vector>
 
@@ -69,6 +70,15 @@ public:
     /// A phone's description of itself is a handful of short entries. It is kept and sent on to all
     /// phones again and again, so a larger one is refused; in bytes of its XML form.
     static constexpr qsizetype largestDeviceRecord = 64 * 1024;
+
+    /// Between two pastes. The window in front fetches a clip only when its key stroke has arrived,
+    /// and by then the next must not have taken its place; and a phone that sends without end must
+    /// leave the user time to do something about it.
+    static constexpr RunLoop::Seconds pasteInterval{0.25};
+    /// Received clips that may wait for their turn, and how large they may be together (in the unit
+    /// of ZRKClipmuleData::size): of more the newest stay. A person sends them one by one.
+    static constexpr size_t mostWaitingClips = 8;
+    static constexpr quint64 largestWaitingClips = 64 * 1024 * 1024;
 
     enum class TerminateReply { Now };
 
@@ -125,10 +135,14 @@ public:
     void clientServiceDidReceiveClipmuleDataForDevices(NetService &service,
                                                        const PropertyList &clip);
     void clientServiceDidReceiveDeviceData(NetService &service, const PropertyList &deviceData);
+    /// What was queued for the phone has left the queue unsent; about so many bytes would wait.
+    void clientServiceDidRefuseObject(NetService &service, const OutputObject &object,
+                                      qsizetype waiting);
 
 private:
     [[nodiscard]] QList<RegisteredPhones::Phone> registeredPhones() const;
     void migrateSinglePhoneSettings();
+    void stopObserving();
     void stopAnnouncement(NetService &service);
     void stopClient(ZRKNetServiceClient &client);
     [[nodiscard]] std::shared_ptr<ZRKNetServiceClient> makeClient(const QString &name);
@@ -150,8 +164,19 @@ private:
     void sendConnectedClients();
     void sendToAll(const OutputObject &object);
 
+    struct ReceivedClip {
+        QString phone; // its service's name
+        std::shared_ptr<ZRKClipmuleData> clip;
+    };
+    void waitForPaste(ReceivedClip received);
+    void applyNextClip();
+    void applyClip(const ReceivedClip &received);
+    void forgetWaitingClips(const QString &phone);
     void paste();
     void countClip(ZRKClipmuleData &clip, Settings::Key sizeKey);
+    [[nodiscard]] static Refusal::Kind kindOf(const ZRKClipmuleData &clip);
+    // Kind and size, for a log line; nothing of the contents.
+    [[nodiscard]] static QString descriptionForLog(const ZRKClipmuleData &clip);
 
     SyncServices _services;
     QMap<QString, std::shared_ptr<ZRKNetServiceClient>> _clientsDictionary;
@@ -171,6 +196,9 @@ private:
         std::optional<Date> lastErrorDate;
     };
     QMap<QString, Contact> _contacts;
+    // Oldest first. Without any the timer may run: too soon for another paste.
+    std::deque<ReceivedClip> _waitingClips;
+    RunLoop::Timer _nextPaste;
     Refusals _refusals;
 
     std::optional<Bundle> _prefPaneBundle;

@@ -4,9 +4,13 @@
 #include "app/Log.h"
 #include "app/ZRKClipmuleSyncApp.h"
 #include "model/MessageEnvelope.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/Pasteboard.h"
+
+#include <algorithm>
+#include <numeric>
 
 namespace clipmule {
 
@@ -21,6 +25,17 @@ constexpr quint16 keyThatTypesV = 9;
 constexpr quint32 permitAllEvents = 7;
 // …during the suppression interval.
 constexpr quint32 suppressionInterval = 0;
+
+// Without writing more of it than may be kept.
+bool isSmallEnough(const PropertyList &deviceData) {
+    try {
+        (void)PropertyListSerialization::xml(deviceData, 0,
+                                             ZRKClipmuleSyncApp::largestDeviceRecord);
+        return true;
+    } catch (const PlatformException &) {
+        return false;
+    }
+}
 
 } // namespace
 
@@ -52,28 +67,86 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveObject(NetService &service,
 
 void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &service,
                                                              const PropertyList &dictionary) {
-    Refusal refusal{.direction = Refusal::Direction::FromPhone,
-                    .reason = Refusal::Reason::Damaged,
-                    .phone = displayName(service.name())};
     try {
         const auto clip = ZRKClipmuleData::initWithDictionary(dictionary.dictionary());
-        refusal.reason = Refusal::Reason::Failed;
-        if (!clip->writeToPasteboard(_services.pasteboard)) {
+        qCDebug(logApp).noquote() << "received" << descriptionForLog(*clip) << "from"
+                                  << cutForLog(service.name());
+        waitForPaste({service.name(), clip});
+    } catch (const PlatformException &exception) {
+        qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.what();
+        refuse({.direction = Refusal::Direction::FromPhone,
+                .reason = Refusal::Reason::Damaged,
+                .phone = displayName(service.name()),
+                .detail = exception.reason()});
+    }
+}
+
+// A clip that comes alone is pasted at once.
+void ZRKClipmuleSyncApp::waitForPaste(ReceivedClip received) {
+    if (!_nextPaste.isPending()) {
+        applyClip(received);
+        return;
+    }
+    _waitingClips.push_back(std::move(received));
+    const auto size = [this] {
+        return std::accumulate(
+            _waitingClips.begin(), _waitingClips.end(), quint64(0),
+            [](quint64 sum, const ReceivedClip &one) { return sum + one.clip->size(); });
+    };
+    while (_waitingClips.size() > mostWaitingClips ||
+           (_waitingClips.size() > 1 && size() > largestWaitingClips)) {
+        const QString phone = _waitingClips.front().phone;
+        _waitingClips.pop_front();
+        refuse({.direction = Refusal::Direction::FromPhone,
+                .reason = Refusal::Reason::Overtaken,
+                .phone = displayName(phone)});
+    }
+}
+
+void ZRKClipmuleSyncApp::applyNextClip() {
+    if (_waitingClips.empty())
+        return;
+    const ReceivedClip received = std::move(_waitingClips.front());
+    _waitingClips.pop_front();
+    applyClip(received);
+}
+
+void ZRKClipmuleSyncApp::forgetWaitingClips(const QString &phone) {
+    const size_t count = std::erase_if(
+        _waitingClips, [&](const ReceivedClip &received) { return received.phone == phone; });
+    if (count > 0)
+        enter({.direction = Refusal::Direction::FromPhone,
+               .reason = Refusal::Reason::Disconnected,
+               .phone = displayName(phone),
+               .count = count});
+}
+
+void ZRKClipmuleSyncApp::applyClip(const ReceivedClip &received) {
+    ZRKClipmuleData &clip = *received.clip;
+    Refusal refusal{.direction = Refusal::Direction::FromPhone,
+                    .reason = Refusal::Reason::Failed,
+                    .kind = kindOf(clip),
+                    .phone = displayName(received.phone)};
+    try {
+        if (!clip.writeToPasteboard(_services.pasteboard)) {
             // The clip has told the user.
             refusal.reason = Refusal::Reason::MixedKinds;
+            refusal.kind = Refusal::Kind::Clip;
             enter(refusal);
             return;
         }
         // The watcher must not send it back.
         _lastChangeCount = _services.pasteboard.pasteboard.changeCount();
-        _lastHash = clip->hash();
+        _lastHash = clip.hash();
         paste();
-        countClip(*clip, Settings::Key::DataReceived);
+        countClip(clip, Settings::Key::DataReceived);
     } catch (const PlatformException &exception) {
         qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.what();
         refusal.detail = exception.reason();
         refuse(refusal);
     }
+    // From here, not from when it came: an image takes its time.
+    _nextPaste = RunLoop::current().performAfter(pasteInterval, [this] { applyNextClip(); });
 }
 
 void ZRKClipmuleSyncApp::paste() {
@@ -95,16 +168,31 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleDataForDevices(
     NetService &service, const PropertyList &dictionary) {
     try {
         const OutputObject envelope =
-            OutputObject::fixed(MessageEnvelope::make(MessageEnvelope::Type::Clip, dictionary));
+            OutputObject::relay(MessageEnvelope::make(MessageEnvelope::Type::Clip, dictionary));
         const QString &sender = service.name();
         const auto clients = _clientsDictionary;
         for (const auto &[name, client] : clients.asKeyValueRange()) {
-            if (name != sender && client->isConnected())
-                client->outputObject(envelope);
+            if (name == sender || !client->isConnected())
+                continue;
+            qCDebug(logApp).noquote()
+                << "passing a clip from" << cutForLog(sender) << "on to" << cutForLog(name);
+            client->outputObject(envelope);
         }
     } catch (const PlatformException &exception) {
         qCWarning(logApp).noquote() << "ERROR SENDING TO OTHER CLIENT" << exception.what();
     }
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidRefuseObject(NetService &service,
+                                                      const OutputObject &object,
+                                                      qsizetype waiting) {
+    refuse({.direction = Refusal::Direction::ForPhone,
+            .reason = Refusal::Reason::QueueFull,
+            .phone = displayName(service.name()),
+            .size = quint64(waiting),
+            .limit = quint64(ZRKNetServiceClient::largestQueue),
+            .detail = object.isRelay() ? QStringLiteral("sent by another phone")
+                                       : QStringLiteral("copied here")});
 }
 
 void ZRKClipmuleSyncApp::clientServiceDidReceiveDeviceData(NetService &service,
@@ -121,19 +209,16 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveDeviceData(NetService &service,
         refuse(refusal);
         return;
     }
-    const qsizetype size = PropertyListSerialization::xml(deviceData).size();
-    if (size > largestDeviceRecord) {
+    if (!isSmallEnough(deviceData)) {
         qCWarning(logApp).noquote()
-            << QStringLiteral(
-                   "ERROR DECODING DATA a device record of %1 bytes; at most %2 are kept")
-                   .arg(size)
+            << QStringLiteral("ERROR DECODING DATA a device record of more than %1 bytes")
                    .arg(largestDeviceRecord);
         refusal.reason = Refusal::Reason::TooLarge;
-        refusal.size = quint64(size);
         refusal.limit = quint64(largestDeviceRecord);
         refuse(refusal);
         return;
     }
+    qCDebug(logApp).noquote() << "received the device record of" << cutForLog(service.name());
     _clientsDataDictionary->insert(service.name(), deviceData);
     sendConnectedClients();
 }

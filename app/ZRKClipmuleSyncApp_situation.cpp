@@ -51,6 +51,16 @@ QString ZRKClipmuleSyncApp::displayName(const QString &serviceName) const {
     return phone ? phone->shownName() : serviceName;
 }
 
+Refusal::Kind ZRKClipmuleSyncApp::kindOf(const ZRKClipmuleData &clip) {
+    if (clip.hasImageData())
+        return Refusal::Kind::Image;
+    return clip.hasString() ? Refusal::Kind::Text : Refusal::Kind::Clip;
+}
+
+QString ZRKClipmuleSyncApp::descriptionForLog(const ZRKClipmuleData &clip) {
+    return QStringLiteral("%1 of %2 bytes").arg(nameOf(kindOf(clip))).arg(clip.size());
+}
+
 void ZRKClipmuleSyncApp::refuse(Refusal refusal, const QString &message) {
     if (enter(std::move(refusal)))
         _services.pasteboard.notice.displayMessage(

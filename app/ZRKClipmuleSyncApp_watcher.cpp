@@ -72,12 +72,9 @@ void ZRKClipmuleSyncApp::checkForData() {
 
 void ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip, size_t hash) {
     if (clip.size() > largestClipSent) {
-        const bool isText = clip.hasString() && !clip.hasImageData();
         refuse({.direction = Refusal::Direction::CopiedHere,
                 .reason = Refusal::Reason::TooLarge,
-                .kind = isText                ? Refusal::Kind::Text
-                        : clip.hasImageData() ? Refusal::Kind::Image
-                                              : Refusal::Kind::Clip,
+                .kind = kindOf(clip),
                 .size = clip.size(),
                 .limit = largestClipSent},
                QCoreApplication::translate(
@@ -85,6 +82,8 @@ void ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip, size_t hash) {
         return;
     }
     _lastHash = hash;
+    qCDebug(logApp).noquote() << "sending" << descriptionForLog(clip) << "to"
+                              << _clientsDictionary.size() << "phones";
     sendToAll(OutputObject::fixed(
         MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip.toDictionary()))));
     countClip(clip, Settings::Key::DataSent);
@@ -112,6 +111,7 @@ void ZRKClipmuleSyncApp::sendToAll(const OutputObject &object) {
         client->outputObject(object);
 }
 
+// The clip is sent or pasted by now: whatever is stored, this raises nothing.
 void ZRKClipmuleSyncApp::countClip(ZRKClipmuleData &clip, Settings::Key sizeKey) {
     const quint64 size = clip.size();
     const quint64 total = Settings::count(*_statisticDefaults, sizeKey);

@@ -35,7 +35,7 @@ public:
     /// The bundle of the preferences panel, which holds the help book; null when there is none.
     [[nodiscard]] virtual const Bundle *prefPaneBundle() = 0;
     /// What was refused last, with its time, since the agent runs; nothing when nothing was.
-    /// userText() makes a line of it, which holds a phone's name as it was typed.
+    /// userText() makes a line of it.
     [[nodiscard]] virtual std::optional<Refusal> lastRefusal() const { return std::nullopt; }
     /// Whether anything can look for updates.
     [[nodiscard]] virtual bool hasUpdater() = 0;

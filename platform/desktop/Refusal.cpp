@@ -3,6 +3,8 @@
 
 #include "platform/desktop/Refusal.h"
 
+#include "platform/foundation/Log.h"
+
 #include <QCoreApplication>
 #include <QLocale>
 
@@ -24,13 +26,14 @@ using Names = std::array<std::pair<Value, const char *>, count>;
 constexpr Names<Direction, 3> directionNames{{{Direction::CopiedHere, "copied here"},
                                               {Direction::FromPhone, "from phone"},
                                               {Direction::ForPhone, "for phone"}}};
-constexpr Names<Reason, 8> reasonNames{{{Reason::TooLarge, "too large"},
+constexpr Names<Reason, 9> reasonNames{{{Reason::TooLarge, "too large"},
                                         {Reason::MixedKinds, "mixed kinds"},
                                         {Reason::Secret, "secret"},
                                         {Reason::NoContent, "no content"},
                                         {Reason::Damaged, "damaged"},
                                         {Reason::QueueFull, "queue full"},
                                         {Reason::Overtaken, "overtaken"},
+                                        {Reason::Disconnected, "disconnected"},
                                         {Reason::Failed, "failed"}}};
 constexpr Names<Kind, 4> kindNames{{{Kind::Clip, "clip"},
                                     {Kind::Text, "text"},
@@ -76,8 +79,8 @@ const char *sentenceOnCopies(Reason reason, Kind kind) {
 const char *sentenceOnRecords(Reason reason) {
     return reason == Reason::TooLarge
                ? QT_TRANSLATE_NOOP("Clipmule",
-                                   "Not used: what %1 tells about itself is too large. It has %2 "
-                                   "bytes, and at most %3 are kept.")
+                                   "Not used: what %1 tells about itself is too large: at most "
+                                   "%3 bytes are kept.")
                : QT_TRANSLATE_NOOP("Clipmule", "Not used: what %1 tells about itself is damaged.");
 }
 
@@ -94,6 +97,9 @@ const char *sentenceOnReceived(Reason reason) {
     case Reason::Overtaken:
         return QT_TRANSLATE_NOOP("Clipmule",
                                  "Not pasted: a newer clip arrived right after the one from %1.");
+    case Reason::Disconnected:
+        return QT_TRANSLATE_NOOP(
+            "Clipmule", "Not pasted: the sync ended before it was the turn of the clip from %1.");
     case Reason::Failed:
         return QT_TRANSLATE_NOOP("Clipmule",
                                  "Not pasted: the clip from %1 could not be put on the clipboard.");
@@ -125,7 +131,7 @@ QString filledIn(const QString &sentence, const Refusal &refusal, const QLocale 
     for (qsizetype i = 0; i < sentence.size(); ++i) {
         const QStringView rest = QStringView(sentence).sliced(i);
         if (rest.startsWith(u"%1"))
-            text += refusal.phone;
+            text += onOneLine(refusal.phone, shownInLabel);
         else if (rest.startsWith(u"%2"))
             text += locale.toString(refusal.size);
         else if (rest.startsWith(u"%3"))
@@ -138,6 +144,9 @@ QString filledIn(const QString &sentence, const Refusal &refusal, const QLocale 
     }
     return text;
 }
+
+// In UTF-16 units: a line of a log.
+constexpr qsizetype longestDetail = 256;
 
 const char *const repeated = QT_TRANSLATE_NOOP("Clipmule", "(%2 times)");
 
@@ -160,7 +169,7 @@ QString englishText(const Refusal &refusal) {
         text += u' ' + QString::fromLatin1(repeated).replace(QStringLiteral("%2"),
                                                              locale.toString(refusal.count));
     if (!refusal.detail.isEmpty())
-        text += QStringLiteral(" [") + refusal.detail + u']';
+        text += QStringLiteral(" [") + onOneLine(refusal.detail, longestDetail) + u']';
     return text;
 }
 

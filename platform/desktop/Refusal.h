@@ -18,14 +18,15 @@ struct Refusal {
         ForPhone,   ///< waited to be written to a phone
     };
     enum class Reason {
-        TooLarge,   ///< `size` is above `limit`
-        MixedKinds, ///< texts and images in one clip cannot be pasted together
-        Secret,     ///< its owner marked it as not to be kept
-        NoContent,  ///< no text, link or image in it
-        Damaged,    ///< it is not what it should be; `detail` says what is wrong
-        QueueFull,  ///< `size` waited already, and `limit` is the most that may
-        Overtaken,  ///< a newer clip arrived before it was its turn
-        Failed,     ///< this desk's clipboard failed; `detail` says how
+        TooLarge,     ///< `size` is above `limit`
+        MixedKinds,   ///< texts and images in one clip cannot be pasted together
+        Secret,       ///< its owner marked it as not to be kept
+        NoContent,    ///< no text, link or image in it
+        Damaged,      ///< it is not what it should be; `detail` says what is wrong
+        QueueFull,    ///< `size` waited already, and `limit` is the most that may
+        Overtaken,    ///< a newer clip arrived before it was its turn
+        Disconnected, ///< the sync with its phone ended before it was its turn
+        Failed,       ///< this desk's clipboard failed; `detail` says how
     };
     enum class Kind {
         Clip, ///< of any kind, or not known
@@ -51,8 +52,8 @@ struct Refusal {
     friend bool operator==(const Refusal &, const Refusal &) = default;
 };
 
-/// One or two sentences in the user's language, without the detail. The phone's name in it is as a
-/// person typed it: for a terminal or a label it is to be made harmless like any foreign text.
+/// One or two sentences in the user's language, without the detail. Fit for a label or a terminal:
+/// the phone's name went through onOneLine().
 [[nodiscard]] QString userText(const Refusal &refusal);
 /// The same in plain English with the detail, for the log and for bug reports.
 [[nodiscard]] QString englishText(const Refusal &refusal);

@@ -200,10 +200,6 @@
         <translation>Nicht gesendet: Das Kopierte konnte nicht gelesen werden.</translation>
     </message>
     <message>
-        <source>Not used: what %1 tells about itself is too large. It has %2 bytes, and at most %3 are kept.</source>
-        <translation>Nicht verwendet: Was %1 über sich mitteilt, ist zu groß. Es hat %2 Bytes, und höchstens %3 werden behalten.</translation>
-    </message>
-    <message>
         <source>Not used: what %1 tells about itself is damaged.</source>
         <translation>Nicht verwendet: Was %1 über sich mitteilt, ist beschädigt.</translation>
     </message>
@@ -250,6 +246,14 @@
     <message>
         <source>&quot;%1&quot; is neither a host name nor an address</source>
         <translation>„%1“ ist weder ein Rechnername noch eine Adresse</translation>
+    </message>
+    <message>
+        <source>Not used: what %1 tells about itself is too large: at most %3 bytes are kept.</source>
+        <translation>Nicht verwendet: Was %1 über sich mitteilt, ist zu groß: Höchstens %3 Bytes werden behalten.</translation>
+    </message>
+    <message>
+        <source>Not pasted: the sync ended before it was the turn of the clip from %1.</source>
+        <translation>Nicht eingefügt: Die Synchronisierung endete, bevor der Clip von %1 an der Reihe war.</translation>
     </message>
 </context>
 <context>

@@ -200,10 +200,6 @@
         <translation>送信されませんでした: コピーした内容を読み取れませんでした。</translation>
     </message>
     <message>
-        <source>Not used: what %1 tells about itself is too large. It has %2 bytes, and at most %3 are kept.</source>
-        <translation>使用されませんでした: %1 が自分について伝えた情報が大きすぎます。%2 バイトありますが、保持できるのは %3 バイトまでです。</translation>
-    </message>
-    <message>
         <source>Not used: what %1 tells about itself is damaged.</source>
         <translation>使用されませんでした: %1 が自分について伝えた情報が壊れています。</translation>
     </message>
@@ -250,6 +246,14 @@
     <message>
         <source>&quot;%1&quot; is neither a host name nor an address</source>
         <translation>「%1」はホスト名でもアドレスでもありません</translation>
+    </message>
+    <message>
+        <source>Not used: what %1 tells about itself is too large: at most %3 bytes are kept.</source>
+        <translation>使用されませんでした: %1 が自分について伝えた情報が大きすぎます。保持できるのは %3 バイトまでです。</translation>
+    </message>
+    <message>
+        <source>Not pasted: the sync ended before it was the turn of the clip from %1.</source>
+        <translation>ペーストされませんでした: %1 からのクリップの順番が来る前に同期が終わりました。</translation>
     </message>
 </context>
 <context>

@@ -27,6 +27,69 @@ public:
     Notification last;
 };
 
+// The fake network, with somebody who watches announcements end.
+class AnnouncementWatch final : public dnssd::Backend {
+public:
+    explicit AnnouncementWatch(AgentFixture &agent)
+        : _agent(agent) {}
+    [[nodiscard]] SyncServices services() {
+        const SyncServices given = _agent.services();
+        return {.dnssd = *this,
+                .pasteboard = given.pasteboard,
+                .keyboard = given.keyboard,
+                .applicationDefaults = given.applicationDefaults,
+                .sharedDefaults = given.sharedDefaults,
+                .sessionPrograms = given.sessionPrograms,
+                .agentBundle = given.agentBundle,
+                .makeStatusController = {},
+                .updaterForBundle = {},
+                .prepareToPaste = {}};
+    }
+    std::function<void()> onStop;
+    QList<bool> connectedAtStop;
+
+    [[nodiscard]] std::unique_ptr<dnssd::Publisher> makePublisher() override {
+        return std::make_unique<Watched>(*this, _agent.backend.makePublisher());
+    }
+    [[nodiscard]] std::unique_ptr<dnssd::Browser> makeBrowser() override {
+        return _agent.backend.makeBrowser();
+    }
+    [[nodiscard]] std::unique_ptr<dnssd::Resolver> makeResolver() override {
+        return _agent.backend.makeResolver();
+    }
+    [[nodiscard]] std::unique_ptr<dnssd::TxtWatch> makeTxtWatch() override {
+        return _agent.backend.makeTxtWatch();
+    }
+    [[nodiscard]] StreamPair connectTo(const dnssd::Resolved &resolved) override {
+        return _agent.backend.connectTo(resolved);
+    }
+    [[nodiscard]] QString description() const override { return _agent.backend.description(); }
+
+private:
+    class Watched final : public dnssd::Publisher {
+    public:
+        Watched(AnnouncementWatch &watch, std::unique_ptr<dnssd::Publisher> real)
+            : _watch(watch)
+            , _real(std::move(real)) {}
+        void start(const dnssd::ServiceName &service, quint16 port,
+                   const QByteArray &txtRecord) override {
+            _real->start(service, port, txtRecord);
+        }
+        void setTxtRecord(const QByteArray &txtRecord) override { _real->setTxtRecord(txtRecord); }
+        void stop() override {
+            if (_watch.onStop)
+                _watch.onStop();
+            _real->stop();
+        }
+
+    private:
+        AnnouncementWatch &_watch;
+        std::unique_ptr<dnssd::Publisher> _real;
+    };
+
+    AgentFixture &_agent;
+};
+
 PropertyList::Dictionary phoneEntry(const QString &service, const QString &name) {
     return {{u"serverService"_qs, service}, {u"serverName"_qs, name}};
 }
@@ -103,6 +166,82 @@ private Q_SLOTS:
         QVERIFY(_agent->announced().isEmpty());
         _agent->app->connect();
         QVERIFY(_agent->backend.browsedTypes().isEmpty());
+    }
+
+    // By then the settings are listened to and the counters there; nothing is observed or
+    // connected.
+    void theStatusControllerComesBetweenSettingsAndConnections() {
+        _agent->setRegistered({u"Anna"_qs});
+        SyncServices services = _agent->services();
+        QStringList seen;
+        services.makeStatusController = [&](ZRKClipmuleSyncApp &app) {
+            ZRKNotificationCenter::platformDefault().postNotificationName(
+                ZRKUserDefaultsDidChangeNotification);
+            _agent->power.send(PowerMessage::SystemHasPoweredOn);
+            seen = _agent->announced();
+            seen += app.statusController() ? u"early"_qs : u"made"_qs;
+            // Another process unregisters her: who listens already will hear of it.
+            ZRKUserDefaults::Environment environment;
+            environment.database = &_agent->database;
+            environment.distributedNotifications = &_agent->notifications;
+            ZRKNotificationCenter otherCenter;
+            environment.localCenter = &otherCenter;
+            const auto panel = ZRKUserDefaults::initWithIdentifier(sharedDomain, environment);
+            panel->setObjectForKey(PropertyList(PropertyList::List()), u"serverServices"_qs);
+            return std::shared_ptr<ZRKClipmuleStatusController>();
+        };
+        _agent->app = std::make_unique<ZRKClipmuleSyncApp>(services);
+        _agent->app->finishLaunching();
+        QCOMPARE(seen, QStringList{u"made"_qs});
+        _agent->settle();
+        QCOMPARE(_agent->announced(), QStringList{u"Anna"_qs});
+        _agent->advance(0.05);
+        QVERIFY(_agent->announced().isEmpty());
+    }
+
+    void announcementsEndBeforeConnections() {
+        _agent->connectedPhone(u"Anna"_qs);
+        AnnouncementWatch watch(*_agent);
+        _agent->app = std::make_unique<ZRKClipmuleSyncApp>(watch.services());
+        _agent->app->finishLaunching();
+        _agent->settle();
+        const auto phone = _agent->phones.constFirst();
+        watch.onStop = [&] { watch.connectedAtStop += phone->connection().isOpen(); };
+        _agent->setRegistered({});
+        _agent->settle();
+        QCOMPARE(watch.connectedAtStop, QList<bool>{true});
+        QVERIFY(phone->connection().isClosed());
+        _agent->setRegistered({u"Anna"_qs});
+        _agent->settle();
+        QVERIFY(phone->connection().isOpen());
+        _agent->app->disconnect();
+        QCOMPARE(watch.connectedAtStop, (QList<bool>{true, true}));
+        QVERIFY(phone->connection().isClosed());
+        _agent->app.reset();
+    }
+
+    void whatChangesWhileItQuitsConnectsNobody() {
+        _agent->connectedPhone(u"Anna"_qs);
+        _agent->app->applicationShouldTerminate();
+        _agent->setRegistered({u"Anna"_qs, u"Ben"_qs});
+        _agent->applicationDefaults->setBoolForKey(true, u"syncEnabled"_qs);
+        _agent->power.send(PowerMessage::SystemHasPoweredOn);
+        _agent->settle();
+        QVERIFY(_agent->announced().isEmpty());
+        QVERIFY(_agent->backend.browsedTypes().isEmpty());
+    }
+
+    void aNameIsListedEvenWithoutAService() {
+        _agent->shared->setObjectForKey(
+            PropertyList(PropertyList::List{
+                PropertyList(phoneEntry(u"Anna"_qs, u"A"_qs)),
+                PropertyList(PropertyList::Dictionary{{u"serverName"_qs, u"B"_qs}}),
+                PropertyList(phoneEntry(QString(), u"C"_qs)), PropertyList(5),
+                PropertyList(PropertyList::Dictionary{{u"serverName"_qs, 5}})}),
+            u"serverServices"_qs);
+        _agent->launch();
+        QCOMPARE(_agent->app->registeredDeviceNames(), (QStringList{u"A"_qs, u"B"_qs, u"C"_qs}));
+        QCOMPARE(_agent->announced(), QStringList{u"Anna"_qs});
     }
 
     void listensForSharedSettings() {

@@ -1,8 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "net/ZRKStreamNotifications.h"
+#include "platform/foundation/PlatformException.h"
 #include "tests/app/AgentFixture.h"
 
+#include <QBuffer>
+#include <QImage>
 #include <QTest>
 
 using namespace clipmule;
@@ -73,6 +77,75 @@ private Q_SLOTS:
         QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
     }
 
+    // Read back it has other bytes: nothing but the change count tells that it is the phone's.
+    void aWrittenImageIsNotSentBack() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        QImage image(4, 4, QImage::Format_RGB32);
+        image.fill(Qt::blue);
+        QByteArray jpeg;
+        QBuffer buffer(&jpeg);
+        QVERIFY(image.save(&buffer, "JPG"));
+        phone->send(u"1"_qs,
+                    clip({PropertyList(PropertyList::Dictionary{{u"imageData"_qs, jpeg}})}));
+        _agent->settle();
+        QCOMPARE(_agent->pasteboard.commitCount(), 1);
+        const int reads = _agent->pasteboard.readCount();
+        _agent->advance(2);
+        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+        QCOMPARE(_agent->pasteboard.readCount(), reads);
+    }
+
+    // As the phone asks: its clipboard is empty, and so is the desk's.
+    void aClipWithoutItemsEmptiesTheClipboard() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->pasteboard.copyText(u"before"_qs);
+        phone->send(u"1"_qs, PropertyList(PropertyList::Dictionary()));
+        _agent->settle();
+        QVERIFY(_agent->pasteboard.types().isEmpty());
+        QVERIFY(!_agent->keyboard.calls().isEmpty());
+        QCOMPARE(_agent->statistic(u"textItems"_qs), PropertyList(1));
+        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(0));
+    }
+
+    // The clip is there; what a broken file counts is no reason to call it refused.
+    void aDamagedCounterStartsAgain_data() {
+        QTest::addColumn<PropertyList>("stored");
+        QTest::addColumn<int>("sum");
+        QTest::newRow("list") << PropertyList(PropertyList::List()) << 5;
+        QTest::newRow("dictionary") << PropertyList(PropertyList::Dictionary()) << 5;
+        QTest::newRow("data") << PropertyList(QByteArray("7")) << 5;
+        QTest::newRow("date") << PropertyList(Date{7}) << 5;
+        QTest::newRow("text") << PropertyList(u"seven"_qs) << 5;
+        QTest::newRow("digits") << PropertyList(u"7"_qs) << 12;
+        QTest::newRow("number") << PropertyList(7) << 12;
+    }
+    void aDamagedCounterStartsAgain() {
+        QFETCH(PropertyList, stored);
+        QFETCH(int, sum);
+        for (const QString &key :
+             {u"dataReceived"_qs, u"textItems"_qs, u"dataSent"_qs}) {
+            _agent->database.setValue(statisticsDomain, key, stored);
+            if (sum == 5)
+                QTest::ignoreMessage(
+                    QtWarningMsg, QRegularExpression(u"setting %1 .* not used"_qs.arg(key)));
+        }
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        _agent->settle();
+        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(sum));
+        _agent->advance(0.5);
+        _agent->pasteboard.copyText(u"from here"_qs);
+        _agent->advance(0.5);
+        QCOMPARE(payloads(phone->received(), u"1"_qs).size(), 1);
+        QVERIFY(_agent->app->refusals().isEmpty());
+        QVERIFY(_agent->notice.messages.isEmpty());
+        // Counted on from there, without another word.
+        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        _agent->pasteboard.copyText(u"and on"_qs);
+        _agent->advance(0.5);
+        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(sum + 5));
+    }
+
     void whatHeldTheKeyboardLetsGoBeforeThePaste() {
         SyncServices services = _agent->services();
         QStringList order;
@@ -95,6 +168,7 @@ private Q_SLOTS:
         _agent->settle();
         QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(5));
         QCOMPARE(_agent->statistic(u"textItems"_qs), PropertyList(1));
+        _agent->advance(1);
         phone->send(
             u"1"_qs,
             clip({PropertyList(PropertyList::Dictionary{
@@ -157,6 +231,72 @@ private Q_SLOTS:
         QVERIFY(payloads(cleo->received(), u"1"_qs).isEmpty());
     }
 
+    void nothingIsQueuedForAPhoneWhoseConnectionDropped() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        ben->connection().end();
+        _agent->settle();
+        anna->send(u"2"_qs, textClip(u"for whoever is there"_qs));
+        _agent->advance(5);
+        QCOMPARE(ben->connections.size(), 2);
+        QVERIFY(payloads(ben->received(), u"1"_qs).isEmpty());
+        // What this desk copies waits for him.
+        ben->connection().end();
+        _agent->settle();
+        _agent->pasteboard.copyText(u"for all"_qs);
+        _agent->advance(5);
+        QCOMPARE(ben->connections.size(), 3);
+        QCOMPARE(payloads(ben->received(), u"1"_qs).size(), 1);
+    }
+
+    void aFailureWhilePassingOnIsLogged() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        struct Failing final : Object {
+            void fail() { throw PlatformException(u"Trouble"_qs, u"observer failed"_qs); }
+        } failing;
+        auto &center = ZRKNotificationCenter::platformDefault();
+        center.addObserver(&failing, selector<&Failing::fail>("fail"), ZRKStreamDidSendData);
+        QTest::ignoreMessage(QtWarningMsg,
+                             "ERROR SENDING TO OTHER CLIENT Trouble: observer failed");
+        anna->send(u"2"_qs, textClip(u"for the others"_qs));
+        _agent->settle();
+        center.removeObserver(&failing);
+        QVERIFY(_agent->app->isConnected());
+    }
+
+    void aPhoneThatDoesNotReadLosesTheOldestRelays() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        ben->connection().setRoom(0);
+        const auto send = [&](const QString &id) {
+            anna->send(u"2"_qs,
+                       PropertyList(PropertyList::Dictionary{
+                           {u"oid"_qs, id}, {u"data"_qs, QByteArray(20 * 1024 * 1024, 'x')}}));
+            _agent->settle();
+        };
+        send(u"1"_qs);
+        send(u"2"_qs);
+        send(u"3"_qs);
+        QVERIFY(_agent->app->refusals().isEmpty());
+        send(u"4"_qs);
+        QCOMPARE(_agent->app->refusals().size(), 1);
+        const Refusal refusal = *_agent->app->lastRefusal();
+        QCOMPARE(refusal.direction, Refusal::Direction::ForPhone);
+        QCOMPARE(refusal.reason, Refusal::Reason::QueueFull);
+        QCOMPARE(refusal.phone, u"Ben's name"_qs);
+        QVERIFY(refusal.size > 80U * 1024 * 1024);
+        QCOMPARE(refusal.limit, quint64(ZRKNetServiceClient::largestQueue));
+        QCOMPARE(refusal.detail, u"sent by another phone"_qs);
+        QCOMPARE(_agent->notice.messages.size(), 1);
+        ben->connection().setRoom(kit::MemoryConnection::unlimited);
+        _agent->settle();
+        QStringList arrived;
+        for (const PropertyList &one : payloads(ben->received(), u"1"_qs))
+            arrived += one.find(u"oid"_qs)->string();
+        QCOMPARE(arrived, (QStringList{u"2"_qs, u"3"_qs, u"4"_qs}));
+    }
+
     // Device records
 
     void everyRecordGoesToEveryPhone() {
@@ -205,6 +345,26 @@ private Q_SLOTS:
                      PropertyList(PropertyList::Dictionary{{u"Anna"_qs, record(u"A"_qs)}})});
     }
 
+    void whoLeavesIsStillKnownWhenTheStatusChanges() {
+        struct Observer final : Object {
+            void look() { names.append(app->connectedDeviceNames()); }
+            ZRKClipmuleSyncApp *app = nullptr;
+            QList<QStringList> names;
+        } observer;
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        anna->send(u"4"_qs, record(u"A"_qs));
+        _agent->settle();
+        observer.app = _agent->app.get();
+        auto &center = ZRKNotificationCenter::platformDefault();
+        center.addObserver(&observer, selector<&Observer::look>("look"),
+                           ZRKClipmuleSyncStatusDidChange);
+        _agent->backend.vanish(anna->service);
+        _agent->settle();
+        center.removeObserver(&observer);
+        QCOMPARE(observer.names, QList<QStringList>{QStringList{u"A"_qs}});
+        QVERIFY(_agent->app->connectedDeviceNames().isEmpty());
+    }
+
     void aDroppedConnectionKeepsTheRecord() {
         const auto anna = _agent->connectedPhone(u"Anna"_qs);
         anna->send(u"4"_qs, record(u"A"_qs));
@@ -228,9 +388,8 @@ private Q_SLOTS:
         const qsizetype around = PropertyListSerialization::xml(record(QString())).size();
         const QString name(size - around, u'x');
         if (!kept)
-            QTest::ignoreMessage(
-                QtWarningMsg,
-                "ERROR DECODING DATA a device record of 65537 bytes; at most 65536 are kept");
+            QTest::ignoreMessage(QtWarningMsg,
+                                 "ERROR DECODING DATA a device record of more than 65536 bytes");
         phone->send(u"4"_qs, record(name));
         _agent->settle();
         QCOMPARE(_agent->app->connectedDeviceNames(), kept ? QStringList{name} : QStringList());

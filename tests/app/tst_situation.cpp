@@ -102,6 +102,22 @@ private Q_SLOTS:
         QCOMPARE(state().lastSeen, std::optional(left));
     }
 
+    void duringSleepNoPhoneIsConnected() {
+        launch();
+        _agent->connectedPhone(u"Anna"_qs);
+        QCOMPARE(state().state, AgentStatus::PhoneState::Connected);
+        int before = _changes;
+        _agent->power.send(PowerMessage::SystemWillSleep);
+        _agent->settle();
+        QCOMPARE(state().state, AgentStatus::PhoneState::NotSeen);
+        QVERIFY(_changes > before);
+        before = _changes;
+        _agent->power.send(PowerMessage::SystemHasPoweredOn);
+        QVERIFY(_changes > before);
+        _agent->settle();
+        QCOMPARE(state().state, AgentStatus::PhoneState::Connected);
+    }
+
     void aCopyThatIsTooLargeIsRemembered() {
         launch();
         _agent->connectedPhone(u"Anna"_qs);
@@ -186,11 +202,10 @@ private Q_SLOTS:
         phone->send(u"4"_qs, PropertyList(5));
         QCOMPARE(last(), (QStringList{u"damaged"_qs, u"device record"_qs, u"Anna's name"_qs}));
 
-        warn("a device record of \\d+ bytes");
+        warn("a device record of more than 65536 bytes");
         phone->send(u"4"_qs, PropertyList(Dictionary{{u"name"_qs, QString(65536, u'x')}}));
         QCOMPARE(last(), (QStringList{u"too large"_qs, u"device record"_qs, u"Anna's name"_qs}));
         QCOMPARE(_agent->app->lastRefusal()->limit, 65536U);
-        QVERIFY(_agent->app->lastRefusal()->size > 65536U);
 
         warn("expected a dictionary");
         phone->send(PropertyList(u"text"_qs));

@@ -267,6 +267,33 @@ private Q_SLOTS:
         QCOMPARE(texts(phone->received()), QStringList{u"seen"_qs});
     }
 
+    void nobodyIsAskedBeforeAPhoneIsThere() {
+        QVERIFY(_agent->pasteboard.isWatching());
+        _agent->setRegistered({u"Anna"_qs});
+        _agent->launch();
+        QVERIFY(!_agent->pasteboard.isWatching());
+        _agent->pasteboard.copyText(u"unseen"_qs);
+        _agent->advance(5);
+        QCOMPARE(_agent->pasteboard.readCount(), 0);
+        const auto phone = _agent->appear(u"Anna"_qs);
+        QVERIFY(_agent->pasteboard.isWatching());
+        _agent->applicationDefaults->setBoolForKey(false, u"syncEnabled"_qs);
+        _agent->advance(0.5);
+        QVERIFY(!_agent->pasteboard.isWatching());
+        _agent->applicationDefaults->setBoolForKey(true, u"syncEnabled"_qs);
+        _agent->advance(3);
+        QCOMPARE(phone->connections.size(), 2);
+        QVERIFY(_agent->pasteboard.isWatching());
+    }
+
+    void nobodyIsAskedWhileTheSyncIsOff() {
+        _agent->applicationDefaults->setBoolForKey(false, u"syncEnabled"_qs);
+        _agent->setRegistered({u"Anna"_qs});
+        _agent->launch();
+        _agent->appear(u"Anna"_qs);
+        QVERIFY(!_agent->pasteboard.isWatching());
+    }
+
     void aReconnectionRestartsADeadPoll() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         phone->connection().end();
@@ -298,7 +325,11 @@ private Q_SLOTS:
         _agent->connectedPhone(u"Anna"_qs);
         _agent->advance(0.2);
         const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        // The settings that the fixture wrote are on the disk.
+        const int both = _agent->runLoop.pendingCount() - 1;
         _agent->advance(10);
+        // The other one was cancelled by the first look.
+        QCOMPARE(_agent->runLoop.pendingCount(), both - 1);
         // One look a poll: a clip copied now is looked at half a second later at the latest, once.
         _agent->pasteboard.copyText(u"Hello"_qs);
         const int before = _agent->pasteboard.readCount();

@@ -38,8 +38,8 @@ private Q_SLOTS:
         row(Direction::CopiedHere, Reason::Failed, Kind::Clip,
             "Not sent: what you copied could not be read.");
         row(Direction::FromPhone, Reason::TooLarge, Kind::DeviceRecord,
-            "Not used: what Anna %3 tells about itself is too large. It has 10,000,018 bytes, and "
-            "at most 9,999,999 are kept.");
+            "Not used: what Anna %3 tells about itself is too large: at most 9,999,999 "
+            "bytes are kept.");
         row(Direction::FromPhone, Reason::Damaged, Kind::DeviceRecord,
             "Not used: what Anna %3 tells about itself is damaged.");
         row(Direction::FromPhone, Reason::TooLarge, Kind::Image,
@@ -50,6 +50,8 @@ private Q_SLOTS:
             "together.");
         row(Direction::FromPhone, Reason::Overtaken, Kind::Clip,
             "Not pasted: a newer clip arrived right after the one from Anna %3.");
+        row(Direction::FromPhone, Reason::Disconnected, Kind::Clip,
+            "Not pasted: the sync ended before it was the turn of the clip from Anna %3.");
         row(Direction::FromPhone, Reason::Failed, Kind::Clip,
             "Not pasted: the clip from Anna %3 could not be put on the clipboard.");
         row(Direction::FromPhone, Reason::Damaged, Kind::Clip,
@@ -81,6 +83,17 @@ private Q_SLOTS:
         refusal.detail = u"a list instead of %1"_qs;
         QCOMPARE(userText(refusal), text + u" (1,234 times)"_qs);
         QCOMPARE(englishText(refusal), text + u" (1,234 times) [a list instead of %1]"_qs);
+    }
+
+    void foreignTextsAreMadeHarmless() {
+        const Refusal refusal{.direction = Direction::FromPhone,
+                              .reason = Reason::Damaged,
+                              .phone = u"A\n\u202eB"_qs + QString(200, u'x'),
+                              .detail = u"\x1b[31m"_qs + QString(300, u'y')};
+        QVERIFY(userText(refusal).contains(u"A\\n\\u202eBxxx"_qs));
+        QVERIFY(!userText(refusal).contains(QString(128, u'x')));
+        QVERIFY(englishText(refusal).contains(u"[\\x1b[31myyy"_qs));
+        QVERIFY(!englishText(refusal).contains(QString(256, u'y')));
     }
 
     void numbersFollowTheUsersLocale() {
