@@ -82,8 +82,8 @@ void ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip, size_t hash) {
         return;
     }
     _lastHash = hash;
-    qCDebug(logApp).noquote() << "sending" << descriptionForLog(clip) << "to"
-                              << _clientsDictionary.size() << "phones";
+    qCDebug(logApp).noquote() << "sending" << descriptionForLog(clip)
+                              << "to phones:" << _clientsDictionary.size();
     sendToAll(OutputObject::fixed(
         MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip.toDictionary()))));
     countClip(clip, Settings::Key::DataSent);

@@ -141,6 +141,7 @@ private Q_SLOTS:
         QVERIFY(_agent->notice.messages.isEmpty());
         // Counted on from there, without another word.
         phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        _agent->settle();
         _agent->pasteboard.copyText(u"and on"_qs);
         _agent->advance(0.5);
         QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(sum + 5));
