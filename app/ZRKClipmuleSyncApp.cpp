@@ -4,6 +4,7 @@
 #include "app/ZRKClipmuleSyncApp.h"
 
 #include "app/Log.h"
+#include "platform/foundation/Log.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKPowerNotificationCenter.h"
@@ -16,7 +17,7 @@
 
 namespace clipmule {
 
-Q_LOGGING_CATEGORY(logApp, "clipmule.app")
+Q_LOGGING_CATEGORY(logApp, "clipmule.app", QtInfoMsg)
 
 namespace {
 
@@ -114,6 +115,7 @@ void ZRKClipmuleSyncApp::connect() {
     if (!isEnabled())
         return;
     const QList<RegisteredPhones::Phone> phones = registeredPhones();
+    tellAddresses(phones);
     for (const RegisteredPhones::Phone &phone : phones) {
         const QString &name = phone.service;
         if (!_netServicesDictionary.contains(name)) {
@@ -128,6 +130,30 @@ void ZRKClipmuleSyncApp::connect() {
             client->start();
         }
     }
+}
+
+void ZRKClipmuleSyncApp::tellAddresses(const QList<RegisteredPhones::Phone> &phones) {
+    if (!_services.fixedAddresses)
+        return;
+    std::map<dnssd::ServiceName, HostAndPort, dnssd::ByServiceName> addresses;
+    for (const RegisteredPhones::Phone &phone : phones) {
+        if (phone.address.isEmpty())
+            continue;
+        const ParsedHostAndPort parsed = parseHostAndPort(phone.address);
+        if (parsed.value)
+            addresses.emplace(dnssd::ServiceName{phone.service, phoneType, QStringLiteral("local")},
+                              *parsed.value);
+        else
+            qCDebug(logApp).noquote()
+                << "no address of" << cutForLog(phone.service) << "is" << cutForLog(phone.address);
+    }
+    _services.fixedAddresses->setAddresses(std::move(addresses));
+}
+
+PasteMode ZRKClipmuleSyncApp::pasteModeOf(const QString &serviceName) const {
+    const auto phone = RegisteredPhones::phone(serverServices(), serviceName);
+    return phone && phone->pasteMode ? *phone->pasteMode
+                                     : Settings::pasteMode(_services.sharedDefaults);
 }
 
 std::shared_ptr<ZRKNetServiceClient> ZRKClipmuleSyncApp::makeClient(const QString &name) {

@@ -11,6 +11,7 @@
 #include "net/ZRKNetServiceClient.h"
 #include "platform/desktop/SessionPrograms.h"
 #include "platform/desktop/StatusInterface.h"
+#include "platform/dnssd/FixedAddresses.h"
 #include "platform/dnssd/NetService.h"
 #include "platform/foundation/Bundle.h"
 #include "platform/foundation/Object.h"
@@ -42,6 +43,9 @@ struct SyncServices {
     SessionPrograms &sessionPrograms;
     /// The bundle that holds the agent.
     Bundle agentBundle;
+    /// The part of `dnssd` that finds phones at addresses that the user entered; null where nothing
+    /// does. It is told the addresses of the registered phones.
+    dnssd::FixedAddresses *fixedAddresses = nullptr;
     /// Makes the status item; empty where there is none.
     std::function<std::shared_ptr<ZRKClipmuleStatusController>(ZRKClipmuleSyncApp &)>
         makeStatusController;
@@ -146,6 +150,8 @@ private:
     void stopAnnouncement(NetService &service);
     void stopClient(ZRKNetServiceClient &client);
     [[nodiscard]] std::shared_ptr<ZRKNetServiceClient> makeClient(const QString &name);
+    void tellAddresses(const QList<RegisteredPhones::Phone> &phones);
+    [[nodiscard]] PasteMode pasteModeOf(const QString &serviceName) const;
     void postStatusDidChange();
     // Enters it in the journal and the log, and tells the user: in the refusal's own words unless a
     // message is given.

@@ -138,7 +138,10 @@ void ZRKClipmuleSyncApp::applyClip(const ReceivedClip &received) {
         // The watcher must not send it back.
         _lastChangeCount = _services.pasteboard.pasteboard.changeCount();
         _lastHash = clip.hash();
-        paste();
+        if (pasteModeOf(received.phone) == PasteMode::Paste)
+            paste();
+        else
+            qCDebug(logApp, "put on the clipboard, not pasted: so the settings say");
         countClip(clip, Settings::Key::DataReceived);
     } catch (const PlatformException &exception) {
         qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.what();
@@ -162,6 +165,7 @@ void ZRKClipmuleSyncApp::paste() {
     keyboard.postKeyboardEvent(noCharacter, commandKey, false);
     keyboard.enableEventStateCombining(true);
     keyboard.inhibitLocalEvents(false);
+    qCDebug(logApp, "pasted");
 }
 
 void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleDataForDevices(

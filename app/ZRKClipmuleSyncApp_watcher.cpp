@@ -96,6 +96,8 @@ void ZRKClipmuleSyncApp::lookWhyNotSent(const ZRKClipmuleData *clip) {
         refuse({.direction = Refusal::Direction::CopiedHere, .reason = Refusal::Reason::Secret});
     else if (clip && !clip->hasString() && !clip->hasImageData() && !clip->hasURL())
         refuse({.direction = Refusal::Direction::CopiedHere, .reason = Refusal::Reason::NoContent});
+    else if (clip)
+        qCDebug(logApp, "copied here: the last clip again, which is not sent twice");
 }
 
 void ZRKClipmuleSyncApp::sendConnectedClients() {

@@ -35,6 +35,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QProcess>
 
 #include <cstdio>
 
@@ -43,7 +44,15 @@ using namespace clipmule;
 namespace {
 
 const QString menuIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.Menu");
+const QString preferencesIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
 const QString menuOption = QStringLiteral("menu");
+const QString showOption = QStringLiteral("show");
+const QString verboseOption = QStringLiteral("verbose");
+const QString helpOption = QStringLiteral("help");
+
+QString preferencesExecutable() {
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/clipmule-preferences");
+}
 
 // What the user sees of the agent. Exists where windows can be shown.
 class Face final : public ClipNotice {
@@ -58,15 +67,14 @@ public:
     std::shared_ptr<ZRKClipmuleStatusController>
     makeStatusController(ZRKClipmuleSyncApp &application, ZRKUserDefaults &settings,
                          std::function<void()> statusItemDidChange) {
-        auto controller = ZRKClipmuleStatusController::init(
-            {.source = application,
-             .bundle = _bundle,
-             .sharedDefaults = settings,
-             .statusBar = *_statusBar,
-             .helpManager = *_helpManager,
-             .sessionPrograms = _sessionPrograms,
-             .preferencesExecutable =
-                 QCoreApplication::applicationDirPath() + QStringLiteral("/clipmule-preferences")});
+        auto controller =
+            ZRKClipmuleStatusController::init({.source = application,
+                                               .bundle = _bundle,
+                                               .sharedDefaults = settings,
+                                               .statusBar = *_statusBar,
+                                               .helpManager = *_helpManager,
+                                               .sessionPrograms = _sessionPrograms,
+                                               .preferencesExecutable = preferencesExecutable()});
         controller->setStatusItemDidChange(std::move(statusItemDidChange));
         _statusController = controller;
         // Not every status area can be reached from the keyboard: a command opens the menu, too.
@@ -150,8 +158,10 @@ private:
 // opposite order, the application first.
 class Agent {
 public:
-    Agent()
-        : _notifications(makeDBusDistributedNotifications())
+    /// Where the user started it: the preferences open when there is no phone yet.
+    explicit Agent(bool userStartedIt)
+        : _userStartedIt(userStartedIt)
+        , _notifications(makeDBusDistributedNotifications())
         , _power(makeLogindPower())
         , _dnssd(dnssd::makeAutoBackend())
         , _display(openX11Display())
@@ -216,13 +226,14 @@ public:
 
 private:
     void launch(const std::shared_ptr<ZRKUserDefaults> &shared) {
-        SyncServices services{.dnssd = *_dnssd,
+        SyncServices services{.dnssd = _phones,
                               .pasteboard = _pasteboardServices,
                               .keyboard = *_keyboard,
                               .applicationDefaults = *_applicationDefaults,
                               .sharedDefaults = *shared,
                               .sessionPrograms = *_sessionPrograms,
                               .agentBundle = agentBundle(),
+                              .fixedAddresses = &_phones,
                               .makeStatusController = {},
                               .updaterForBundle = {},
                               .prepareToPaste = {},
@@ -241,6 +252,12 @@ private:
         _application->finishLaunching();
         tellStatus();
         _statusInterface->start();
+        _watchDiscovery = RunLoop::current().performEvery(discoveryInterval, [this] {
+            if (_dnssd->description() != _discoveryTold)
+                tellStatus();
+        });
+        if (_userStartedIt && _face && _application->registeredDeviceNames().isEmpty())
+            _sessionPrograms->activate(preferencesIdentifier, preferencesExecutable());
     }
 
     std::unique_ptr<Face> makeFace() {
@@ -262,6 +279,7 @@ private:
     }
 
     void tellStatus() {
+        _discoveryTold = _dnssd->description();
         const bool hasPasteboard = !dynamic_cast<const NullPasteboard *>(_pasteboard.get());
         const bool canPaste = !dynamic_cast<const NullKeyboardEvents *>(_keyboard.get());
         const std::optional<Refusal> refused = _application->lastRefusal();
@@ -269,24 +287,30 @@ private:
             {.version = QStringLiteral(CLIPMULE_VERSION),
              .qtVersion = QString::fromLatin1(qVersion()),
              .syncEnabled = _application->isEnabled(),
+             .hasDisplay = bool(_face),
              .pasteboardBackend = hasPasteboard ? QStringLiteral("x11") : QStringLiteral("none"),
              .pasteboardCanRead = hasPasteboard,
              .pasteboardCanWrite = hasPasteboard,
              .pasteBackend = canPaste ? QStringLiteral("xtest") : QStringLiteral("none"),
              .canPaste = canPaste,
              .trayKind = _face ? _face->trayKind() : QStringLiteral("none"),
-             .discovery = _dnssd->description(),
+             .discovery = _discoveryTold,
              .phones = _application->phoneStates(),
              .lastRefusedClip = refused ? englishText(*refused) : QString(),
              .lastRefusedClipDate = refused ? std::optional(refused->date) : std::nullopt,
              .refusals = _application->refusals()});
     }
 
+    // The responder in use changes without a word, and seldom.
+    static constexpr RunLoop::Seconds discoveryInterval{5};
+
+    const bool _userStartedIt;
     Bundle _bundle = Bundle::mainBundle();
     FilePreferencesDatabase _database{FilePreferencesDatabase::defaultFolder()};
     std::unique_ptr<DistributedNotifications> _notifications;
     std::unique_ptr<SystemPower> _power;
     std::unique_ptr<dnssd::Backend> _dnssd;
+    dnssd::FixedAddresses _phones{*_dnssd};
     std::shared_ptr<X11Connection> _display;
     std::unique_ptr<Pasteboard> _pasteboard;
     std::unique_ptr<KeyboardEvents> _keyboard;
@@ -298,6 +322,8 @@ private:
     std::optional<ApplicationDefaults> _applicationDefaults;
     std::unique_ptr<StatusInterface> _statusInterface = makeStatusInterface();
     RunLoop::Timer _tellStatus;
+    RunLoop::Timer _watchDiscovery;
+    QString _discoveryTold;
     bool _isEnding = false;
     std::unique_ptr<ZRKClipmuleSyncApp> _application;
 };
@@ -307,6 +333,8 @@ struct Arguments {
     std::optional<int> exitStatus;
     /// Open the menu of an agent that is running.
     bool menu = false;
+    /// A person started it, and wants to see something.
+    bool show = false;
 };
 
 Arguments answerArguments(const QCoreApplication &application) {
@@ -314,16 +342,24 @@ Arguments answerArguments(const QCoreApplication &application) {
     parser.setApplicationDescription(QStringLiteral(
         "Keeps this desktop's clipboard in step with the registered phones of the same network.\n"
         "Phones are registered with clipmule-preferences. Ends on SIGTERM and SIGINT."));
-    parser.addHelpOption();
+    // Not the parser's own, which brings an option along that nobody answers.
+    parser.addOption(
+        QCommandLineOption({QStringLiteral("h"), helpOption}, QStringLiteral("Shows this help.")));
     parser.addVersionOption();
     parser.addOption(QCommandLineOption(
         menuOption, QStringLiteral("Opens the menu of the agent that is running, for a key of the "
                                    "desktop; otherwise starts the agent.")));
+    parser.addOption(QCommandLineOption(
+        showOption, QStringLiteral("Starts the agent, and opens the preferences when it runs "
+                                   "already or no phone is registered yet.")));
+    parser.addOption(QCommandLineOption(
+        verboseOption, QStringLiteral("Writes a line to standard error for each thing that "
+                                      "happens. Never what a clip contains.")));
     if (!parser.parse(application.arguments())) {
         std::fprintf(stderr, "clipmule-sync: %s\n", qPrintable(parser.errorText()));
         return {.exitStatus = 2};
     }
-    if (parser.isSet(QStringLiteral("help"))) {
+    if (parser.isSet(helpOption)) {
         std::fputs(qPrintable(parser.helpText()), stdout);
         return {.exitStatus = 0};
     }
@@ -336,7 +372,27 @@ Arguments answerArguments(const QCoreApplication &application) {
                      qPrintable(parser.positionalArguments().constFirst()));
         return {.exitStatus = 2};
     }
-    return {.exitStatus = {}, .menu = parser.isSet(menuOption)};
+    if (parser.isSet(verboseOption))
+        QLoggingCategory::setFilterRules(QStringLiteral("clipmule.*.debug=true"));
+    return {.exitStatus = {}, .menu = parser.isSet(menuOption), .show = parser.isSet(showOption)};
+}
+
+void openMenuOfRunningAgent() {
+    activateApplication(menuIdentifier, [](bool reached) {
+        if (!reached)
+            std::fputs(
+                "clipmule-sync: the agent that is running has no menu: it was started without "
+                "a display. Start clipmule-sync on the desktop, and it takes over.\n",
+                stderr);
+        QCoreApplication::exit(reached ? 0 : 1);
+    });
+}
+
+void openPreferences() {
+    activateApplication(preferencesIdentifier, [](bool reached) {
+        const bool opened = reached || QProcess::startDetached(preferencesExecutable(), {});
+        QCoreApplication::exit(opened ? 0 : 1);
+    });
 }
 
 // With windows where they can be shown: the toolkit ends a process that has windows and no display.
@@ -373,23 +429,31 @@ int main(int argc, char *argv[]) {
             QCoreApplication::quit();
     });
     const auto instance = makeSingleInstance();
-    instance->claim(
-        ApplicationDefaults::identifier(), [&agent, &arguments](SingleInstance::Outcome outcome) {
-            if (outcome == SingleInstance::Outcome::AlreadyRunning && arguments.menu) {
-                activateApplication(menuIdentifier,
-                                    [](bool reached) { QCoreApplication::exit(reached ? 0 : 1); });
-                return;
-            }
-            if (outcome == SingleInstance::Outcome::AlreadyRunning) {
+    instance->onReplaced = [&agent] {
+        qCInfo(logApp) << "another agent was started on the desktop and takes over";
+        agent ? agent->terminate() : QCoreApplication::quit();
+    };
+    const auto claimed = [&agent, &arguments](SingleInstance::Outcome outcome) {
+        if (outcome == SingleInstance::Outcome::AlreadyRunning) {
+            if (arguments.menu)
+                openMenuOfRunningAgent();
+            else
                 std::puts("Clipmule Sync is already running in this session.");
+            if (arguments.show)
+                openPreferences();
+            else if (!arguments.menu)
                 QCoreApplication::quit();
-                return;
-            }
-            if (outcome == SingleInstance::Outcome::Unknown)
-                qCWarning(logApp) << "no session bus: settings changed elsewhere will not reach us";
-            agent.emplace();
-            if (!agent->start())
-                QCoreApplication::exit(1);
-        });
+            return;
+        }
+        if (outcome == SingleInstance::Outcome::Unknown)
+            qCWarning(logApp) << "no session bus: settings changed elsewhere will not reach us";
+        agent.emplace(arguments.show);
+        if (!agent->start())
+            QCoreApplication::exit(1);
+    };
+    const bool hasDisplay = qobject_cast<QApplication *>(application.get());
+    instance->claim(ApplicationDefaults::identifier(), claimed,
+                    hasDisplay ? SingleInstance::Standing::Whole
+                               : SingleInstance::Standing::Makeshift);
     return QCoreApplication::exec();
 }

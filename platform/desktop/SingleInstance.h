@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "platform/foundation/RunLoop.h"
+
 #include <QString>
 
 #include <functional>
@@ -21,14 +23,27 @@ public:
         /// There is no bus to ask; nothing is known about others.
         Unknown,
     };
+    /// What this instance can do.
+    enum class Standing {
+        /// Everything: it takes the name from a makeshift one, which then leaves.
+        Whole,
+        /// Less than it should, as without a display: a whole one may have the name.
+        Makeshift,
+    };
+    /// A makeshift instance that was told to leave and has not done so by then hangs.
+    static constexpr RunLoop::Seconds patienceWithPredecessor{5};
 
     SingleInstance() = default;
     virtual ~SingleInstance() = default;
     SingleInstance(const SingleInstance &) = delete;
     SingleInstance &operator=(const SingleInstance &) = delete;
 
-    /// Asks for the name; the answer comes once, from the run loop.
-    virtual void claim(const QString &name, std::function<void(Outcome)> answer) = 0;
+    /// Asks for the name; the answer comes once, from the run loop. Where the name was taken from
+    /// another instance, not before that one has left the bus: the two never work side by side.
+    virtual void claim(const QString &name, std::function<void(Outcome)> answer,
+                       Standing standing = Standing::Whole) = 0;
+    /// A whole instance has taken the name, and waits for this one to end.
+    std::function<void()> onReplaced;
 };
 
 [[nodiscard]] std::unique_ptr<SingleInstance> makeSingleInstance();

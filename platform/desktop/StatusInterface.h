@@ -39,6 +39,9 @@ struct AgentStatus {
     /// Of the Qt library that it runs on.
     QString qtVersion;
     bool syncEnabled = false;
+    /// Whether it was started where there is a display. Without one it only passes clips on from
+    /// phone to phone, and leaves as soon as another is started on the desktop.
+    bool hasDisplay = false;
     /// "x11", or "none" without a clipboard.
     QString pasteboardBackend;
     bool pasteboardCanRead = false;

@@ -138,6 +138,7 @@ QVariantMap toProperties(const AgentStatus &status) {
     return {{QStringLiteral("Version"), status.version},
             {QStringLiteral("QtVersion"), status.qtVersion},
             {QStringLiteral("SyncEnabled"), status.syncEnabled},
+            {QStringLiteral("HasDisplay"), status.hasDisplay},
             {QStringLiteral("PasteboardBackend"), status.pasteboardBackend},
             {QStringLiteral("PasteboardCanRead"), status.pasteboardCanRead},
             {QStringLiteral("PasteboardCanWrite"), status.pasteboardCanWrite},
@@ -158,6 +159,7 @@ AgentStatus fromProperties(const QVariantMap &properties) {
     status.version = text(value("Version"));
     status.qtVersion = text(value("QtVersion"));
     status.syncEnabled = truth(value("SyncEnabled"));
+    status.hasDisplay = truth(value("HasDisplay"));
     status.pasteboardBackend = text(value("PasteboardBackend"));
     status.pasteboardCanRead = truth(value("PasteboardCanRead"));
     status.pasteboardCanWrite = truth(value("PasteboardCanWrite"));

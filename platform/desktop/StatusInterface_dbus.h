@@ -84,6 +84,7 @@ class StatusAdaptor final : public QDBusAbstractAdaptor {
     Q_PROPERTY(QString Version READ version)
     Q_PROPERTY(QString QtVersion READ qtVersion)
     Q_PROPERTY(bool SyncEnabled READ syncEnabled)
+    Q_PROPERTY(bool HasDisplay READ hasDisplay)
     Q_PROPERTY(QString PasteboardBackend READ pasteboardBackend)
     Q_PROPERTY(bool PasteboardCanRead READ pasteboardCanRead)
     Q_PROPERTY(bool PasteboardCanWrite READ pasteboardCanWrite)
@@ -102,6 +103,7 @@ public:
     [[nodiscard]] QString version() const { return _status.version; }
     [[nodiscard]] QString qtVersion() const { return _status.qtVersion; }
     [[nodiscard]] bool syncEnabled() const { return _status.syncEnabled; }
+    [[nodiscard]] bool hasDisplay() const { return _status.hasDisplay; }
     [[nodiscard]] QString pasteboardBackend() const { return _status.pasteboardBackend; }
     [[nodiscard]] bool pasteboardCanRead() const { return _status.pasteboardCanRead; }
     [[nodiscard]] bool pasteboardCanWrite() const { return _status.pasteboardCanWrite; }

@@ -272,6 +272,44 @@ private Q_SLOTS:
         QCOMPARE(int(publication.port), 1);
     }
 
+    void aPhoneWithAnAddressNeedsNoDiscovery() {
+        dnssd::FixedAddresses fixed(_agent->backend, {});
+        SyncServices given = _agent->services();
+        const auto phone = std::make_shared<FakePhone>();
+        phone->port = 4711;
+        _agent->phones.append(phone);
+        PropertyList::Dictionary entry = phoneEntry(u"Anna"_qs, u"A"_qs);
+        entry.insert(u"address"_qs, u"192.0.2.7:4711"_qs);
+        PropertyList::Dictionary wrong = phoneEntry(u"Ben"_qs, u"B"_qs);
+        wrong.insert(u"address"_qs, u"nowhere"_qs);
+        const auto registerPhone = [this](const PropertyList::List &entries) {
+            _agent->shared->setObjectForKey(PropertyList(entries), u"serverServices"_qs);
+            _agent->settle();
+        };
+        registerPhone({PropertyList(entry), PropertyList(wrong)});
+        _agent->app = std::make_unique<ZRKClipmuleSyncApp>(
+            SyncServices{.dnssd = fixed,
+                         .pasteboard = given.pasteboard,
+                         .keyboard = given.keyboard,
+                         .applicationDefaults = given.applicationDefaults,
+                         .sharedDefaults = given.sharedDefaults,
+                         .sessionPrograms = given.sessionPrograms,
+                         .agentBundle = given.agentBundle,
+                         .fixedAddresses = &fixed,
+                         .makeStatusController = {},
+                         .updaterForBundle = {},
+                         .prepareToPaste = {}});
+        _agent->app->finishLaunching();
+        _agent->settle();
+        QCOMPARE(phone->connections.size(), 1);
+        QVERIFY(phone->connection().isOpen());
+        // Without its address it is to be found like any other.
+        entry.remove(u"address"_qs);
+        registerPhone({PropertyList(entry)});
+        QVERIFY(phone->connection().isClosed());
+        _agent->app.reset();
+    }
+
     void connectsOnceHoweverOftenItIsAsked() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         _agent->app->connect();

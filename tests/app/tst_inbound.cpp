@@ -66,6 +66,45 @@ private Q_SLOTS:
                      u"enableEventStateCombining(true)"_qs, u"inhibitLocalEvents(false)"_qs}));
     }
 
+    void theUserMayPasteByHand_data() {
+        QTest::addColumn<QString>("all");
+        QTest::addColumn<QString>("own");
+        QTest::addColumn<bool>("pastes");
+        QTest::newRow("by itself") << QString() << QString() << true;
+        QTest::newRow("all: paste") << u"paste"_qs << QString() << true;
+        QTest::newRow("all: clipboard") << u"clipboard"_qs << QString() << false;
+        QTest::newRow("this one: clipboard") << QString() << u"clipboard"_qs << false;
+        QTest::newRow("this one: clipboard, all: paste") << u"paste"_qs << u"clipboard"_qs << false;
+        QTest::newRow("this one: paste, all: clipboard") << u"clipboard"_qs << u"paste"_qs << true;
+    }
+    void theUserMayPasteByHand() {
+        QFETCH(QString, all);
+        QFETCH(QString, own);
+        QFETCH(bool, pastes);
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        PropertyList::Dictionary entry{{u"serverService"_qs, u"Anna"_qs}};
+        if (!own.isEmpty())
+            entry.insert(u"pasteMode"_qs, own);
+        // Whatever holds for another phone.
+        const PropertyList::Dictionary other{
+            {u"serverService"_qs, u"Ben"_qs},
+            {u"pasteMode"_qs, pastes ? u"clipboard"_qs : u"paste"_qs}};
+        _agent->shared->setObjectForKey(
+            PropertyList(PropertyList::List{PropertyList(other), PropertyList(entry)}),
+            u"serverServices"_qs);
+        if (!all.isEmpty())
+            _agent->shared->setObjectForKey(PropertyList(all), u"pasteMode"_qs);
+        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        _agent->settle();
+        QCOMPARE(!_agent->keyboard.calls().isEmpty(), pastes);
+        // On the clipboard, counted and not sent back in any case; and no refusal.
+        QCOMPARE(_agent->pasteboard.stringForType(PasteboardType::NSStringPboardType), u"Hello"_qs);
+        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(5));
+        _agent->advance(1);
+        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+        QVERIFY(_agent->app->refusals().isEmpty());
+    }
+
     void aWrittenClipIsNotSentBack() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         phone->send(u"1"_qs, textClip(u"Hello"_qs));
@@ -122,12 +161,11 @@ private Q_SLOTS:
     void aDamagedCounterStartsAgain() {
         QFETCH(PropertyList, stored);
         QFETCH(int, sum);
-        for (const QString &key :
-             {u"dataReceived"_qs, u"textItems"_qs, u"dataSent"_qs}) {
+        for (const QString &key : {u"dataReceived"_qs, u"textItems"_qs, u"dataSent"_qs}) {
             _agent->database.setValue(statisticsDomain, key, stored);
             if (sum == 5)
-                QTest::ignoreMessage(
-                    QtWarningMsg, QRegularExpression(u"setting %1 .* not used"_qs.arg(key)));
+                QTest::ignoreMessage(QtWarningMsg,
+                                     QRegularExpression(u"setting %1 .* not used"_qs.arg(key)));
         }
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         phone->send(u"1"_qs, textClip(u"Hello"_qs));

@@ -109,8 +109,8 @@ class AgentTest(unittest.TestCase):
         self.addCleanup(program.stop)
         return program
 
-    def start_agent(self):
-        self.agent = self.start("agent", BIN / "clipmule-sync")
+    def start_agent(self, *options):
+        self.agent = self.start("agent", BIN / "clipmule-sync", *options)
         until("agent on the bus", lambda: self.owner_of("com.zendrik.ClipmuleSync"))
         return self.agent
 
@@ -162,9 +162,12 @@ class AgentTest(unittest.TestCase):
     def assert_on_clipboard(self, text):
         until(f"“{text}” on the clipboard", lambda: clipboard("UTF8_STRING").decode() == text)
 
-    def logged(self, text):
+    def times_logged(self, text):
         self.log.flush()
-        return text in pathlib.Path(self.log.name).read_text(encoding="utf-8")
+        return pathlib.Path(self.log.name).read_text(encoding="utf-8").count(text)
+
+    def logged(self, text):
+        return self.times_logged(text) > 0
 
     def announced(self):
         done = subprocess.run(["avahi-browse", "-ptk", "_clipmule-c2._tcp"], capture_output=True,
@@ -179,16 +182,22 @@ class MainJobTest(AgentTest):
         self.assert_served(phone, "from the desk")
         phone.tell("text from the phone")
         self.assert_on_clipboard("from the phone")
-        # The next clip that arrives is the next one copied: the phone's own was not sent back.
+        # The counters are saved five seconds after a clip, and by then the agent has looked at the
+        # clipboard ten times. The next clip that arrives is the next one copied: the phone's own
+        # was not sent back.
+        counters = self.folder / "config/clipmule-sync/com.zendrik.ClipmuleSync.stats.plist"
+        until("saved counters", lambda: counters.exists()
+              and "dataReceived" in plistlib.loads(counters.read_bytes()))
         copy("UTF8_STRING", b"and on")
         clip = phone.event("clip", item_of)
         self.assertEqual(clip["string"], "and on")
 
     def test_copying_the_same_text_twice_sends_it_once(self):
-        self.start_agent()
+        self.start_agent("--verbose")
         phone = self.connected_phone("Anna")
         self.assert_served(phone, "once")
         copy("UTF8_STRING", b"once")
+        until("look at the second copy", lambda: self.logged("the last clip again"))
         copy("UTF8_STRING", b"twice")
         clip = phone.event("clip", item_of)
         self.assertEqual(clip["string"], "twice")
@@ -196,9 +205,13 @@ class MainJobTest(AgentTest):
     def test_a_transient_copy_is_not_sent(self):
         self.start_agent()
         phone = self.connected_phone("Anna")
-        copy("org.nspasteboard.TransientType", b"secret")
-        copy("x-kde-passwordManagerHint", b"secret")
-        self.assert_served(phone, "harmless")
+        for count, target in enumerate(("org.nspasteboard.TransientType",
+                                        "x-kde-passwordManagerHint"), start=1):
+            copy(target, b"secret")
+            until("look at the copy", lambda count=count: self.times_logged("marked as secret") == count)
+        copy("UTF8_STRING", b"harmless")
+        clip = phone.event("clip", item_of)
+        self.assertEqual(clip["string"], "harmless")
 
     def test_relays_to_the_other_phones_only(self):
         self.start_agent()
@@ -276,6 +289,36 @@ class LifeTest(AgentTest):
                                 timeout=PATIENCE_SECONDS, check=False)
         self.assertEqual(second.returncode, 0)
         self.assertIn("already running", second.stdout + second.stderr)
+
+    def test_an_agent_without_a_display_gives_way_to_one_with_it(self):
+        without = ["env", "-u", "DISPLAY", BIN / "clipmule-sync"]
+        first = self.start("first", *without)
+        until("agent on the bus", lambda: self.owner_of("com.zendrik.ClipmuleSync"))
+        second = subprocess.run(without, capture_output=True, text=True, timeout=PATIENCE_SECONDS,
+                                check=False)
+        self.assertEqual(second.returncode, 0)
+        self.assertIn("already running", second.stdout)
+        menu = subprocess.run([*without, "--menu"], capture_output=True, text=True,
+                              timeout=PATIENCE_SECONDS, check=False)
+        self.assertEqual(menu.returncode, 1)
+        self.assertIn("without a display", menu.stderr)
+        phone = self.connected_phone("Anna")
+        self.start_agent()
+        self.assertEqual(first.process.wait(timeout=PATIENCE_SECONDS), 0)
+        phone.event("end of the connection", lambda event: event.get("event") == "closed")
+        self.wait_until_opened(phone)
+        self.assert_served(phone, "from the desktop")
+
+    def test_the_log_tells_what_happens_and_not_what_is_in_it(self):
+        self.start_agent("--verbose")
+        phone = self.connected_phone("Anna")
+        self.assert_served(phone, "hunter2")
+        phone.tell("text Sesame")
+        self.assert_on_clipboard("Sesame")
+        for line in ("sending text of", "received text of 6 bytes from Anna", "pasted"):
+            until(f"“{line}” in the log", lambda line=line: self.logged(line))
+        self.assertFalse(self.logged("hunter2"))
+        self.assertFalse(self.logged("Sesame"))
 
     def test_ends_cleanly_and_leaves_no_announcement(self):
         self.start_agent()

@@ -169,7 +169,7 @@ class Installation(unittest.TestCase):
                      self.root + "/etc/" + AUTOSTART):
             self.assert_accepts("desktop-file-validate", path)
             entry = self.entry(path, "Desktop Entry")
-            self.only("bin/" + entry["Exec"])
+            self.only("bin/" + entry["Exec"].split()[0])
             self.only(f"share/icons/hicolor/scalable/apps/{entry['Icon']}.svg")
             self.assert_translated(entry)
 

@@ -26,6 +26,7 @@ AgentStatus everything() {
     return {.version = QStringLiteral("1.2.3"),
             .qtVersion = QStringLiteral("6.4.2"),
             .syncEnabled = true,
+            .hasDisplay = true,
             .pasteboardBackend = QStringLiteral("x11"),
             .pasteboardCanRead = true,
             .pasteboardCanWrite = true,
@@ -198,7 +199,7 @@ private Q_SLOTS:
         QFile file(QStringLiteral(CLIPMULE_STATUS_DESCRIPTION));
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QStringList described = propertiesIn(QString::fromUtf8(file.readAll()));
-        QCOMPARE(described.size(), 13);
+        QCOMPARE(described.size(), 14);
         QCOMPARE(propertiesIn(live), described);
     }
 
@@ -220,6 +221,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(_reader->agent(), StatusReader::Agent::Running, kit::patience);
         announce({{QStringLiteral("Version"), 7},
                   {QStringLiteral("SyncEnabled"), QStringLiteral("yes")},
+                  {QStringLiteral("HasDisplay"), 1},
                   {QStringLiteral("Phones"), QStringList{QStringLiteral("a")}},
                   {QStringLiteral("LastRefusedClip"), QStringLiteral("b")},
                   {QStringLiteral("Refusals"), QStringLiteral("c")}});
@@ -234,6 +236,7 @@ private Q_SLOTS:
         left.version.clear();
         left.qtVersion = QStringLiteral("again");
         left.syncEnabled = false;
+        left.hasDisplay = false;
         left.phones.clear();
         left.lastRefusedClip.clear();
         left.lastRefusedClipDate.reset();
