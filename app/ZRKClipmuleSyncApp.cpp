@@ -178,6 +178,13 @@ std::shared_ptr<ZRKNetServiceClient> ZRKClipmuleSyncApp::makeClient(const QStrin
                                                    qsizetype waiting) {
         clientServiceDidRefuseObject(service, object, waiting);
     };
+    delegate.clientServiceDidDropObject = [this](NetService &service, const OutputObject &object) {
+        clientServiceDidDropObject(service, object);
+    };
+    delegate.clientServiceDidRefuseInput = [this](NetService &service,
+                                                  const ZRKStreamHandler::RefusedInput &input) {
+        clientServiceDidRefuseInput(service, input);
+    };
     client->setDelegate(std::move(delegate));
     return client;
 }

@@ -142,6 +142,11 @@ public:
     /// What was queued for the phone has left the queue unsent; about so many bytes would wait.
     void clientServiceDidRefuseObject(NetService &service, const OutputObject &object,
                                       qsizetype waiting);
+    /// What was queued for the phone could not be written.
+    void clientServiceDidDropObject(NetService &service, const OutputObject &object);
+    /// What the phone sent was not taken.
+    void clientServiceDidRefuseInput(NetService &service,
+                                     const ZRKStreamHandler::RefusedInput &input);
 
 private:
     [[nodiscard]] QList<RegisteredPhones::Phone> registeredPhones() const;

@@ -26,6 +26,11 @@ constexpr quint32 permitAllEvents = 7;
 // …during the suppression interval.
 constexpr quint32 suppressionInterval = 0;
 
+QString originOf(const OutputObject &object) {
+    return object.isRelay() ? QStringLiteral("sent by another phone")
+                            : QStringLiteral("from this desk");
+}
+
 // Without writing more of it than may be kept.
 bool isSmallEnough(const PropertyList &deviceData) {
     try {
@@ -187,6 +192,24 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleDataForDevices(
     }
 }
 
+void ZRKClipmuleSyncApp::clientServiceDidRefuseInput(NetService &service,
+                                                     const ZRKStreamHandler::RefusedInput &input) {
+    refuse({.direction = Refusal::Direction::FromPhone,
+            .reason = input.limit > 0 ? Refusal::Reason::TooLarge : Refusal::Reason::Damaged,
+            .phone = displayName(service.name()),
+            .size = input.size,
+            .limit = input.limit,
+            .detail = input.error});
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidDropObject(NetService &service,
+                                                    const OutputObject &object) {
+    refuse({.direction = Refusal::Direction::ForPhone,
+            .reason = Refusal::Reason::Damaged,
+            .phone = displayName(service.name()),
+            .detail = originOf(object)});
+}
+
 void ZRKClipmuleSyncApp::clientServiceDidRefuseObject(NetService &service,
                                                       const OutputObject &object,
                                                       qsizetype waiting) {
@@ -195,8 +218,7 @@ void ZRKClipmuleSyncApp::clientServiceDidRefuseObject(NetService &service,
             .phone = displayName(service.name()),
             .size = quint64(waiting),
             .limit = quint64(ZRKNetServiceClient::largestQueue),
-            .detail = object.isRelay() ? QStringLiteral("sent by another phone")
-                                       : QStringLiteral("copied here")});
+            .detail = originOf(object)});
 }
 
 void ZRKClipmuleSyncApp::clientServiceDidReceiveDeviceData(NetService &service,

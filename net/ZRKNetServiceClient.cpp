@@ -245,6 +245,13 @@ void ZRKNetServiceClient::adopt(const std::shared_ptr<ZRKStreamHandler> &handler
                                                  const OutputObject &object) {
         streamHandlerDidDropObject(from, object);
     };
+    delegate.streamHandlerDidRefuseInput = [this](ZRKStreamHandler &from,
+                                                  const ZRKStreamHandler::RefusedInput &input) {
+        const auto service = netServiceForStreamHandler(from);
+        const auto told = _delegate;
+        if (_running && service && told->clientServiceDidRefuseInput)
+            told->clientServiceDidRefuseInput(*service, input);
+    };
     delegate.streamHandlerDidClose = [this](ZRKStreamHandler &from) {
         streamHandlerDidClose(from);
     };
@@ -326,6 +333,9 @@ void ZRKNetServiceClient::streamHandlerDidDropObject(ZRKStreamHandler &handler,
         if (info.outputObjects[i].isSameAs(object))
             removeFrom(info, i);
     }
+    const auto delegate = _delegate;
+    if (delegate->clientServiceDidDropObject)
+        delegate->clientServiceDidDropObject(*service, object);
 }
 
 void ZRKNetServiceClient::streamHandlerDidReceiveObject(ZRKStreamHandler &handler,

@@ -43,6 +43,11 @@ public:
         /// about, would have waited.
         std::function<void(NetService &, const OutputObject &, qsizetype waiting)>
             clientServiceDidRefuseObject;
+        /// The object cannot be written as a property list, and has left the queue unsent.
+        std::function<void(NetService &, const OutputObject &)> clientServiceDidDropObject;
+        /// Something that the service sent was not taken.
+        std::function<void(NetService &, const ZRKStreamHandler::RefusedInput &)>
+            clientServiceDidRefuseInput;
         /// Another connection after the first one; what was queued has been handed to it.
         std::function<void(NetService &)> clientServiceDidReconnect;
         /// A service was reached (no reason), could not be, or its connection ended. It is tried

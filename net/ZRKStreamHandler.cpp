@@ -227,6 +227,7 @@ void ZRKStreamHandler::processInput() {
         const quint32 length = StreamFrame::readWord(input.data() + StreamFrame::kindSize);
         if (length > largestPayload) {
             qCWarning(logNet).noquote() << QStringLiteral("FRAME TOO LARGE %1").arg(length);
+            refuseInput({.size = length, .limit = largestPayload, .error = {}});
             close();
             return;
         }
@@ -274,16 +275,24 @@ void ZRKStreamHandler::receivePayload(QByteArrayView payload) {
         const auto parsed = PropertyListSerialization::parse(payload);
         consumed.dismiss();
         consume(StreamFrame::headerSize + payload.size());
-        if (parsed.value)
+        if (parsed.value) {
             delegate->streamHandlerDidReceiveObject(*this, *parsed.value);
-        else
+        } else {
             qCWarning(logNet).noquote()
                 << QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE ERROR DECODING DATA %1")
                        .arg(parsed.error);
+            refuseInput({.error = parsed.error});
+        }
     } catch (const PlatformException &exception) {
         qCWarning(logNet).noquote() << QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE EXCEPTION %1")
                                            .arg(exception.reason());
     }
+}
+
+void ZRKStreamHandler::refuseInput(const RefusedInput &input) {
+    const auto delegate = _delegate;
+    if (delegate->streamHandlerDidRefuseInput)
+        delegate->streamHandlerDidRefuseInput(*this, input);
 }
 
 QByteArrayView ZRKStreamHandler::unconsumed() const {

@@ -29,6 +29,16 @@ class ZRKStreamHandler final : public Object,
     };
 
 public:
+    /// Why something that the peer sent was not taken.
+    struct RefusedInput {
+        /// The length that a frame announced, in bytes, and the most that is accepted: the
+        /// connection closes. Both 0 for a payload that is no property list.
+        quint64 size = 0;
+        quint64 limit = 0;
+        /// In plain English; empty for a frame that is too large.
+        QString error;
+    };
+
     /// Not owned by the handler in spirit: whoever set it clears it before closing the handler, and
     /// then hears nothing of that close.
     struct Delegate {
@@ -37,6 +47,7 @@ public:
         std::function<void(ZRKStreamHandler &, const OutputObject &)> streamHandlerDidOutputObject;
         /// The object could not be written as a property list, and left the queue unsent.
         std::function<void(ZRKStreamHandler &, const OutputObject &)> streamHandlerDidDropObject;
+        std::function<void(ZRKStreamHandler &, const RefusedInput &)> streamHandlerDidRefuseInput;
         std::function<void(ZRKStreamHandler &)> streamHandlerDidClose;
         /// The peer is reached: before, the streams only tried to.
         std::function<void(ZRKStreamHandler &)> streamHandlerDidEstablish;
@@ -93,6 +104,7 @@ private:
     void continueInput();
     void closeAfterInput();
     void receivePayload(QByteArrayView payload);
+    void refuseInput(const RefusedInput &input);
     [[nodiscard]] QByteArrayView unconsumed() const;
     void consume(qsizetype count);
     void compactInput(qsizetype expected);

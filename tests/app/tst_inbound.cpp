@@ -336,6 +336,44 @@ private Q_SLOTS:
         QCOMPARE(arrived, (QStringList{u"2"_qs, u"3"_qs, u"4"_qs}));
     }
 
+    void aClipThatCannotBeWrittenIsTold() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        PropertyList deep(u"text"_qs);
+        // As deep as a message may be, and the envelope around it.
+        for (int level = 0; level < PropertyListSerialization::maximumDepth; ++level)
+            deep = PropertyList(PropertyList::List{deep});
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"ERROR ENCODING DATA"_qs));
+        const auto service = NetService::initWithDomainTypeNamePort(
+            _agent->backend, QString(), u"_clipmule-s2._tcp"_qs, u"Anna"_qs, 1);
+        _agent->app->clientServiceDidReceiveClipmuleDataForDevices(*service, deep);
+        const Refusal refusal = *_agent->app->lastRefusal();
+        QCOMPARE(refusal.direction, Refusal::Direction::ForPhone);
+        QCOMPARE(refusal.reason, Refusal::Reason::Damaged);
+        QCOMPARE(refusal.phone, u"Ben's name"_qs);
+        QCOMPARE(_agent->app->refusals().size(), 1);
+    }
+
+    void whatThePhoneSendsIsRefusedAloud() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"ERROR DECODING DATA"_qs));
+        phone->connection().feed(QByteArray("\x00KRZ\x03\x00\x00\x00<<<", 11));
+        _agent->settle();
+        Refusal refusal = *_agent->app->lastRefusal();
+        QCOMPARE(refusal.direction, Refusal::Direction::FromPhone);
+        QCOMPARE(refusal.reason, Refusal::Reason::Damaged);
+        QCOMPARE(refusal.phone, u"Anna's name"_qs);
+        QVERIFY(!refusal.detail.isEmpty());
+        QTest::ignoreMessage(QtWarningMsg, "FRAME TOO LARGE 67108865");
+        phone->connection().feed(QByteArray("\x00KRZ\x01\x00\x00\x04", 8));
+        _agent->settle();
+        refusal = *_agent->app->lastRefusal();
+        QCOMPARE(refusal.reason, Refusal::Reason::TooLarge);
+        QCOMPARE(refusal.size, 67108865U);
+        QCOMPARE(refusal.limit, 67108864U);
+        QCOMPARE(_agent->notice.messages.size(), 2);
+    }
+
     // Device records
 
     void everyRecordGoesToEveryPhone() {
