@@ -27,6 +27,7 @@ def run(*command, **options):
                           check=False, **options)
 
 
+README = os.path.join(os.path.dirname(os.path.realpath(__file__)), "..", "..", "README.md")
 UNIT = "systemd/user/clipmule-sync.service"
 APPLICATIONS = "share/applications/com.zendrik.ClipmuleSync"
 SERVICE = "share/dbus-1/services/com.zendrik.ClipmuleSync.Preferences.service"
@@ -63,8 +64,10 @@ class Prefixes(unittest.TestCase):
         below = applications.removesuffix("/applications")
         self.assertEqual(self.value(f"{below}/{SERVICE.removeprefix('share/')}", "D-BUS Service",
                                     "Exec"), service_exec)
-        for path in (autostart, f"{applications}/com.zendrik.ClipmuleSync.desktop"):
-            self.assertEqual(self.value(path, "Desktop Entry", "Exec"), entry_exec)
+        # Whoever starts it from a menu wants to see something.
+        for path, rest in ((autostart, ""),
+                           (f"{applications}/com.zendrik.ClipmuleSync.desktop", " --show")):
+            self.assertEqual(self.value(path, "Desktop Entry", "Exec"), entry_exec + rest)
             self.assertEqual(self.value(path, "Desktop Entry", "TryExec"), entry_try)
 
     def test_prefixes_of_the_system(self):
@@ -248,10 +251,49 @@ class Installation(unittest.TestCase):
                 self.assertEqual(options(told.stdout) - {"--help-all"}, documented)
 
 
+class Readme(unittest.TestCase):
+    """README's lists, which age unseen."""
+
+    @classmethod
+    def setUpClass(cls):
+        with open(README, encoding="utf-8") as file:
+            # Without what stands between two fences.
+            cls.text = re.sub(r"^```.*?^```", "", file.read(), flags=re.MULTILINE | re.DOTALL)
+        cls.programs = os.path.join(cls.build, "bin")
+
+    def test_every_command_is_listed(self):
+        told = run(os.path.join(self.programs, "clipmule-preferences"), "--help")
+        # "  enable, disable    what they do"
+        commands = {word for line in re.findall(r"^  ([a-z]+(?:, [a-z]+)*) ", told.stdout,
+                                                re.MULTILINE) for word in line.split(", ")}
+        self.assertLessEqual({"discover", "doctor", "enable", "disable"}, commands)
+        listed = {word for quoted in re.findall(r"`([^`\n]+)`", self.text)
+                  for word in quoted.removeprefix("clipmule-preferences ").split()[:1]}
+        self.assertLessEqual(commands, listed)
+
+    @unittest.skipUnless(shutil.which("dpkg-query") and os.path.exists("/etc/debian_version"),
+                         "names of Debian's packages")
+    def test_every_library_is_in_the_list_of_packages(self):
+        row = next(line for line in self.text.splitlines() if line.startswith("| Debian"))
+        to_run = set(re.findall(r"`([^`]+)`", row)[1].split())
+        # Whatever was compiled needs these, and Qt's widgets bring their foundations along.
+        to_run |= {"libc6", "libstdc++6", "libgcc-s1", "libqt6core6", "libqt6gui6"}
+        needed = set()
+        for program in PROGRAMS:
+            told = run("objdump", "-p", os.path.join(self.programs, program))
+            self.assertEqual((told.returncode, told.stderr), (0, ""))
+            needed |= {line.split()[-1] for line in told.stdout.splitlines()
+                       if "NEEDED" in line and "ld-linux" not in line}
+        for library in sorted(needed):
+            owners = run("dpkg-query", "--search", "*/" + library).stdout.splitlines()
+            packages = {line.split(":")[0] for line in owners}
+            self.assertTrue(packages & to_run, f"{library}: {packages}")
+
+
 def options(text):
     return set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", text))
 
 
 if __name__ == "__main__":
-    Installation.build = Prefixes.build = sys.argv.pop(1)
+    Installation.build = Prefixes.build = Readme.build = sys.argv.pop(1)
     unittest.main()
