@@ -5,13 +5,17 @@
 
 #include "platform/foundation/RegularFile.h"
 #include "platform/preferences/FilePreferencesDatabase.h"
+#include "preferences/PanelTexts.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
 #include <QStandardPaths>
 
+#include <cerrno>
+#include <cstring>
 #include <optional>
 
 namespace clipmule {
@@ -23,6 +27,16 @@ const QByteArray group = QByteArrayLiteral("[Desktop Entry]");
 const QByteArray hidden = QByteArrayLiteral("Hidden");
 // What some desktops write instead, when the user switches a program off in their settings.
 const QByteArray switchedOn = QByteArrayLiteral("X-GNOME-Autostart-enabled");
+
+const QByteArray exec = QByteArrayLiteral("Exec");
+const QByteArray tryExec = QByteArrayLiteral("TryExec");
+
+// Against an entry of the system, which comes back when this file goes.
+const QByteArray switchedOff = QByteArrayLiteral("[Desktop Entry]\n"
+                                                 "Type=Application\n"
+                                                 "Name=Clipmule Sync\n"
+                                                 "Exec=clipmule-sync\n"
+                                                 "Hidden=true\n");
 
 using Outcome = RegularFile::Contents::Outcome;
 
@@ -48,10 +62,51 @@ std::optional<QByteArray> valueOf(const QByteArrayList &lines, const QByteArray 
     return line.mid(line.indexOf('=') + 1).trimmed();
 }
 
-// An entry that says nothing about it counts.
+// A value as the file's format means it: "\\\\" is a backslash, "\\s" a blank.
+QString valueAsMeant(const QByteArray &written) {
+    QString value;
+    const QString text = QString::fromUtf8(written);
+    for (qsizetype at = 0; at < text.size(); ++at) {
+        if (text[at] == u'\\' && at + 1 < text.size())
+            value += text[++at] == u's' ? u' ' : text[at];
+        else
+            value += text[at];
+    }
+    return value;
+}
+
+// The program of an Exec line: up to the first blank, or what is between the first quotes.
+QString programOf(const QByteArray &written) {
+    const QString line = valueAsMeant(written);
+    const bool isQuoted = line.startsWith(u'"');
+    QString program;
+    for (qsizetype at = isQuoted ? 1 : 0; at < line.size(); ++at) {
+        if (isQuoted ? line[at] == u'"' : line[at].isSpace())
+            break;
+        const bool isEscape =
+            (isQuoted && line[at] == u'\\') || QStringView(line).sliced(at).startsWith(u"%%");
+        if (isEscape && at + 1 < line.size())
+            ++at;
+        program += line[at];
+    }
+    return program;
+}
+
+// A name without a path is looked up where the session starts programs, which may be elsewhere.
+bool isThere(const QString &program) {
+    return !QDir::isAbsolutePath(program) || QFileInfo(program).isExecutable();
+}
+
+bool programIsThere(const QByteArrayList &lines) {
+    return isThere(valueAsMeant(valueOf(lines, tryExec).value_or(QByteArray()))) &&
+           isThere(programOf(valueOf(lines, exec).value_or(QByteArray())));
+}
+
+// An entry that says nothing about it counts. One whose program is gone starts nothing.
 bool counts(const QByteArray &entry) {
     const QByteArrayList lines = entry.split('\n');
-    return valueOf(lines, hidden) != "true" && valueOf(lines, switchedOn) != "false";
+    return valueOf(lines, hidden) != "true" && valueOf(lines, switchedOn) != "false" &&
+           programIsThere(lines);
 }
 
 QByteArray withCounting(const QByteArray &entry, bool counting) {
@@ -122,23 +177,58 @@ bool AutostartEntry::isEnabled() const {
     return false;
 }
 
+bool AutostartEntry::systemStartsIt() const {
+    for (const QString &folder : _systemFolders) {
+        const auto file = RegularFile::read(folder + u'/' + fileName, largestFile);
+        if (file.outcome == Outcome::Read)
+            return counts(file.bytes);
+    }
+    return false;
+}
+
 bool AutostartEntry::setEnabled(bool enabled) {
+    _lastError.clear();
     if (isEnabled() == enabled)
         return true;
     const auto present = RegularFile::read(userFile(), largestFile);
-    if (present.outcome != Outcome::Read && present.outcome != Outcome::Missing)
+    if (present.outcome != Outcome::Read && present.outcome != Outcome::Missing) {
+        // The reader does not keep why.
+        QFile file(userFile());
+        _lastError = file.open(QIODevice::ReadOnly) ? PanelTexts::tr("The file is too large.")
+                                                    : file.errorString();
         return false;
-    const QByteArray entry =
-        present.outcome == Outcome::Read ? present.bytes : completeEntry().toUtf8();
-    if (!QDir().mkpath(_userFolder))
+    }
+    const bool isOwn = present.outcome == Outcome::Read;
+    if (enabled && isOwn && present.bytes == switchedOff && systemStartsIt()) {
+        QFile file(userFile());
+        if (file.remove())
+            return true;
+        _lastError = file.errorString();
         return false;
+    }
+    if (!enabled && !isOwn)
+        return write(switchedOff);
+    // What starts nothing is of no use, whoever wrote it.
+    if (!isOwn || (enabled && !programIsThere(present.bytes.split('\n'))))
+        return write(completeEntry().toUtf8());
+    return write(withCounting(present.bytes, enabled));
+}
+
+bool AutostartEntry::write(const QByteArray &entry) {
+    if (!QDir().mkpath(_userFolder)) {
+        _lastError = QString::fromLocal8Bit(std::strerror(errno));
+        return false;
+    }
     // Through a link to wherever the user keeps the file.
     QSaveFile file(QFileInfo(userFile()).isSymLink() ? QFileInfo(userFile()).canonicalFilePath()
                                                      : userFile());
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    file.write(withCounting(entry, enabled));
-    return file.commit();
+    if (file.open(QIODevice::WriteOnly)) {
+        file.write(entry);
+        if (file.commit())
+            return true;
+    }
+    _lastError = file.errorString();
+    return false;
 }
 
 QString AutostartEntry::completeEntry() const {
@@ -147,10 +237,11 @@ QString AutostartEntry::completeEntry() const {
                           "Name=Clipmule Sync\n"
                           "Comment=Keeps the clipboard in step with phones on the same network\n"
                           "Exec=%1\n"
+                          "TryExec=%2\n"
                           "Icon=com.zendrik.ClipmuleSync\n"
                           "Terminal=false\n"
                           "NoDisplay=true\n")
-        .arg(quoted(_program));
+        .arg(quoted(_program), QString(_program).replace(u'\\', QStringLiteral("\\\\")));
 }
 
 } // namespace clipmule

@@ -23,17 +23,23 @@ public:
     /// By the environment variables, with the agent beside this program.
     [[nodiscard]] static AutostartEntry standard();
 
+    /// Whether an entry counts that starts a program which is there.
     [[nodiscard]] bool isEnabled() const;
     /// False when it could not be written; nothing has changed then.
     bool setEnabled(bool enabled);
+    /// Why the last setEnabled() failed, in the words of the system.
+    [[nodiscard]] const QString &lastError() const { return _lastError; }
 
 private:
     [[nodiscard]] QString userFile() const;
     [[nodiscard]] QString completeEntry() const;
+    [[nodiscard]] bool systemStartsIt() const;
+    bool write(const QByteArray &entry);
 
     QString _userFolder;
     QStringList _systemFolders;
     QString _program;
+    QString _lastError;
 };
 
 } // namespace clipmule

@@ -27,32 +27,35 @@ QString interfaceWithoutMulticast(const dnssd::NetworkFacts &facts) {
 
 NetworkAdvice adviceFor(const dnssd::NetworkFacts &facts) {
     if (!facts.hasUsableInterface())
-        return {Kind::NoInterface, PanelTexts::tr("This computer is not in a network."),
-                PanelTexts::tr("Connect it to the network that the phone is in.")};
+        return {Kind::NoInterface, PanelTexts::tr("This computer is not on a network."),
+                PanelTexts::tr("Connect it to the network that the phone is on.")};
     if (const QString name = interfaceWithoutMulticast(facts); !name.isEmpty())
-        return {Kind::MulticastFails,
-                PanelTexts::tr("The network of this computer (%1) carries no multicast.").arg(name),
-                PanelTexts::tr("Switch it on: sudo ip link set %1 multicast on").arg(name)};
+        return {
+            Kind::MulticastFails,
+            PanelTexts::tr("Multicast is switched off on this computer’s network interface (%1).")
+                .arg(name),
+            PanelTexts::tr("Switch it on: sudo ip link set %1 multicast on").arg(name)};
     if (facts.multicast == Multicast::Refused)
         return {Kind::MulticastFails,
                 PanelTexts::tr("This computer does not let multicast out (%1).")
                     .arg(facts.multicastError),
                 PanelTexts::tr("Allow mDNS (UDP port 5353) in the firewall.")};
     if (!facts.avahiRuns)
-        return {Kind::NoAvahi,
-                PanelTexts::tr("The Avahi daemon, which finds phones, is not "
-                               "running."),
-                PanelTexts::tr("Start it: sudo systemctl enable --now avahi-daemon")};
+        return {
+            Kind::NoAvahi,
+            PanelTexts::tr("The Avahi daemon is not running. Phones are searched for without it."),
+            PanelTexts::tr("If none appears, start it: sudo systemctl enable --now avahi-daemon")};
     if (facts.multicast == Multicast::NoAnswer)
         return {Kind::NoAnswer,
-                PanelTexts::tr("Nobody answers multicast questions, not even this computer."),
+                PanelTexts::tr("Multicast queries get no answer, not even from this computer."),
                 PanelTexts::tr("Allow mDNS (UDP port 5353) in the firewall.")};
     if (facts.multicast != Multicast::OthersAnswer)
-        return {Kind::NothingWrong, PanelTexts::tr("No other device in the network answers."),
-                PanelTexts::tr("See that the phone is in the same network. Guest networks often "
-                               "keep devices apart.")};
+        return {Kind::NothingWrong, PanelTexts::tr("No other device on the network answers."),
+                PanelTexts::tr("Make sure that the phone is on the same network. Guest networks "
+                               "often keep devices apart.")};
     return {Kind::NothingWrong, PanelTexts::tr("Other devices answer, but no phone does."),
-            PanelTexts::tr("See that the app is open, and that the phone is in the same network.")};
+            PanelTexts::tr(
+                "Make sure that the app is open and that the phone is on the same network.")};
 }
 
 } // namespace clipmule

@@ -4,13 +4,16 @@
 #include "preferences/PanelProgram.h"
 
 #include "platform/desktop/ApplicationInterface.h"
+#include "platform/desktop/HelpManager.h"
 #include "platform/desktop/SingleInstance.h"
 #include "platform/dnssd/DnsSdFactory.h"
+#include "platform/foundation/Bundle.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
 #include "platform/foundation/Translations.h"
 #include "platform/preferences/DistributedNotificationsBackends.h"
 #include "platform/preferences/FilePreferencesDatabase.h"
+#include "platform/x11/X11Display.h"
 #include "preferences/PreferencesWindow.h"
 #include "support/PlatformNotifications.h"
 
@@ -51,6 +54,7 @@ public:
                                         .agent = *_agent,
                                         .network = *_network,
                                         .startAgent = &Panel::startAgent,
+                                        .showHelp = [this] { showHelp(); },
                                         .reload = [this] { _stores.reload(); }});
         _window->start();
         return true;
@@ -88,11 +92,21 @@ private:
                                        {});
     }
 
+    void showHelp() {
+        const Bundle bundle = Bundle::mainBundle();
+        _help->registerBooksInBundle(bundle);
+        const PropertyList *const name =
+            find(bundle.infoDictionary(), QStringLiteral("CFBundleHelpBookName"));
+        if (const auto *const book = name ? name->as<QString>() : nullptr)
+            _help->openHelpAnchorInBook(QStringLiteral("help"), *book);
+    }
+
     FilePreferencesDatabase _database{FilePreferencesDatabase::defaultFolder()};
     std::unique_ptr<DistributedNotifications> _notifications = makeDBusDistributedNotifications();
     std::unique_ptr<dnssd::Backend> _dnssd = dnssd::makeAutoBackend();
     std::unique_ptr<dnssd::NetworkProbe> _network = dnssd::makeNetworkProbe();
     std::unique_ptr<StatusReader> _agent = makeStatusReader();
+    std::unique_ptr<HelpManager> _help = makeHelpManager();
     AutostartEntry _autostart = AutostartEntry::standard();
     SettingsStores _stores;
     std::unique_ptr<PhoneList> _phones;
@@ -106,9 +120,11 @@ bool hasDisplay(int argc, char **argv) {
     const bool named = std::any_of(argv, argv + argc, [](const char *argument) {
         return std::strcmp(argument, "-platform") == 0 || std::strcmp(argument, "-display") == 0;
     });
-    return named || qEnvironmentVariableIsSet("DISPLAY") ||
-           qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ||
-           qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+    if (named || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
+        !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        return true;
+    // The toolkit aborts where nobody answers.
+    return !qEnvironmentVariableIsEmpty("DISPLAY") && x11DisplayIsThere();
 }
 
 int runPanel(int argc, char **argv) {

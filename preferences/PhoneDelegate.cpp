@@ -9,6 +9,9 @@
 #include <QPainter>
 #include <QStyle>
 
+#include <algorithm>
+#include <cmath>
+
 namespace clipmule {
 
 namespace {
@@ -19,6 +22,8 @@ using Presence = PhoneList::Presence;
 constexpr int padding = 8;
 constexpr int iconSize = 20;
 constexpr int lineGap = 2;
+// What the guidelines for accessible contents want of small text.
+constexpr double leastContrast = 4.5;
 
 struct Places {
     QRect icon;
@@ -60,12 +65,49 @@ QColor mixed(const QColor &one, const QColor &other, double share) {
             mix(one.blue(), other.blue())};
 }
 
+double luminance(const QColor &color) {
+    const auto linear = [](double part) {
+        return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) +
+           0.0722 * linear(color.blueF());
+}
+
+double contrast(const QColor &one, const QColor &other) {
+    const double a = luminance(one) + 0.05;
+    const double b = luminance(other) + 0.05;
+    return std::max(a, b) / std::min(a, b);
+}
+
+// The ground as near to what the theme wants as the text on it can be read.
+QColor readableGround(QColor ground, const QColor &text) {
+    const QColor away = luminance(text) > luminance(ground) ? Qt::black : Qt::white;
+    for (int step = 0; step < 20 && contrast(ground, text) < leastContrast; ++step)
+        ground = mixed(ground, away, 0.05);
+    return ground;
+}
+
+// Paler than the text, as long as it can be read.
+QColor muted(const QColor &text, const QColor &ground) {
+    for (const double share : {0.3, 0.2, 0.1}) {
+        const QColor paler = mixed(text, ground, share);
+        if (contrast(paler, ground) >= leastContrast)
+            return paler;
+    }
+    return text;
+}
+
 // Two lists have a current phone each; the strong colour is for the one that has the keyboard.
 void soften(QStyleOptionViewItem &item) {
-    if (!item.widget || item.widget->hasFocus())
-        return;
+    const bool strong = !item.widget || item.widget->hasFocus();
     for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
         QPalette &palette = item.palette;
+        if (strong) {
+            palette.setColor(group, QPalette::Highlight,
+                             readableGround(palette.color(group, QPalette::Highlight),
+                                            palette.color(group, QPalette::HighlightedText)));
+            continue;
+        }
         palette.setColor(group, QPalette::Highlight,
                          mixed(palette.color(group, QPalette::Base),
                                palette.color(group, QPalette::Highlight),
@@ -112,6 +154,18 @@ void paintPresence(QPainter &painter, const QRectF &place, Presence presence, co
     painter.drawEllipse(circle);
 }
 
+// At the side where the rows begin; cut where the text, whatever its direction, ends.
+void drawLine(QPainter &painter, const QStyleOptionViewItem &item, const QFont &font,
+              const QRect &place, const QString &text) {
+    const auto alignment =
+        int(QStyle::visualAlignment(item.direction, Qt::AlignLeft | Qt::AlignVCenter)) |
+        Qt::AlignAbsolute | Qt::TextSingleLine;
+    painter.setLayoutDirection(text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
+    painter.setFont(font);
+    painter.drawText(place, alignment,
+                     QFontMetrics(font).elidedText(text, Qt::ElideRight, place.width()));
+}
+
 void paintPhone(QPainter &painter, const QRectF &place, const QColor &color) {
     QColor muted = color;
     muted.setAlphaF(0.75F);
@@ -152,22 +206,14 @@ void PhoneDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option,
     else
         paintPhone(*painter, places.icon, text);
 
-    const auto alignment =
-        int(QStyle::visualAlignment(item.direction, Qt::AlignLeft | Qt::AlignVCenter)) |
-        Qt::TextSingleLine;
-    painter->setPen(text);
-    painter->setFont(item.font);
-    painter->drawText(places.name, alignment,
-                      item.fontMetrics.elidedText(item.text, Qt::ElideRight, places.name.width()));
-    QColor muted = text;
-    muted.setAlphaF(0.78F);
-    painter->setPen(muted);
+    const QColor ground =
+        item.palette.color(group, selected ? QPalette::Highlight : QPalette::Base);
     const QFont smaller = descriptionFont(item.font);
-    painter->setFont(smaller);
-    painter->drawText(
-        places.description, alignment,
-        QFontMetrics(smaller).elidedText(index.data(PhoneListModel::DescriptionRole).toString(),
-                                         Qt::ElideRight, places.description.width()));
+    painter->setPen(text);
+    drawLine(*painter, item, item.font, places.name, item.text);
+    painter->setPen(muted(text, ground));
+    drawLine(*painter, item, smaller, places.description,
+             index.data(PhoneListModel::DescriptionRole).toString());
     painter->restore();
 
     if (item.state.testFlag(QStyle::State_HasFocus)) {

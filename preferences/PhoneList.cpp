@@ -119,8 +119,12 @@ std::optional<PropertyList> PhoneList::stored() const {
 
 QList<PhoneList::Phone> PhoneList::registered() const {
     QList<Phone> result;
-    for (const auto &phone : RegisteredPhones::phones(stored()))
-        result.append(describe(phone.service, phone.name, true));
+    for (const auto &phone : RegisteredPhones::phones(stored())) {
+        Phone shown = describe(phone.service, phone.name, true);
+        shown.pasteMode = phone.pasteMode;
+        shown.address = ShownText::onOneLine(phone.address);
+        result.append(shown);
+    }
     return result;
 }
 
@@ -190,7 +194,7 @@ bool PhoneList::hasEverSeenAny() const {
 bool PhoneList::write(const PropertyList &list) {
     if (!RegisteredPhones::isList(stored())) {
         if (onProblem)
-            onProblem(PanelTexts::tr("The list of phones holds something else. Nothing was "
+            onProblem(PanelTexts::tr("The stored list of phones is damaged. Nothing was "
                                      "changed."));
         return false;
     }
@@ -206,7 +210,19 @@ bool PhoneList::write(const PropertyList &list) {
 }
 
 bool PhoneList::add(const QString &service) {
-    if (!write(RegisteredPhones::changed(stored(), service, {})))
+    return addChanged(service, {});
+}
+
+bool PhoneList::addAt(const QString &service, const QString &address) {
+    return addChanged(service, {.address = address});
+}
+
+bool PhoneList::setPasteMode(const QString &service, std::optional<PasteMode> mode) {
+    return write(RegisteredPhones::changed(stored(), service, {.pasteMode = mode}));
+}
+
+bool PhoneList::addChanged(const QString &service, const RegisteredPhones::Change &change) {
+    if (!write(RegisteredPhones::changed(stored(), service, change)))
         return false;
     _removals.removeIf([&service](const Removal &removal) { return removal.service == service; });
     writeMemory();

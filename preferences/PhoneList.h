@@ -36,6 +36,10 @@ public:
         ServiceDictionary details;
         /// Why the agent's last attempt failed; empty when it did not, or is connected since.
         QString lastError;
+        /// Its own paste mode, if it has one.
+        std::optional<PasteMode> pasteMode = {};
+        /// Where it is reached without discovery; empty for a phone that is to be found.
+        QString address = {};
         friend bool operator==(const Phone &, const Phone &) = default;
     };
 
@@ -64,6 +68,10 @@ public:
 
     /// Registers a phone under its service name.
     bool add(const QString &service);
+    /// Registers a phone, or changes the one of that name, to be reached at "HOST:PORT".
+    bool addAt(const QString &service, const QString &address);
+    /// Without a mode that of all phones holds.
+    bool setPasteMode(const QString &service, std::optional<PasteMode> mode);
     /// An empty name is that of the service.
     bool rename(const QString &service, const QString &name);
     bool remove(const QString &service);
@@ -99,6 +107,7 @@ private:
     [[nodiscard]] QString registeredName(const QString &service) const;
     [[nodiscard]] Phone describe(const QString &service, const QString &name,
                                  bool isRegistered) const;
+    bool addChanged(const QString &service, const RegisteredPhones::Change &change);
 
     dnssd::Backend &_dnssd;
     PreferencesDatabase &_database;

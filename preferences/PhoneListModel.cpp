@@ -121,6 +121,8 @@ QString PhoneListModel::description(const Phone &phone) const {
         parts.append(presenceText(phone));
     if (phone.name != ShownText::onOneLine(phone.service))
         parts.append(ShownText::onOneLine(phone.service));
+    if (!phone.address.isEmpty())
+        parts.append(PanelTexts::tr("by hand at %1").arg(phone.address));
     parts.append(details(phone));
     if (parts.isEmpty())
         parts.append(PanelTexts::tr("Ready to be paired"));

@@ -6,12 +6,15 @@
 #include "preferences/CommandLine.h"
 #include "preferences/NetworkAdvice.h"
 #include "preferences/NoticeBar.h"
+#include "preferences/PairByAddressDialog.h"
 #include "preferences/PanelTexts.h"
 #include "preferences/PhoneDelegate.h"
 #include "preferences/PhoneListModel.h"
 #include "preferences/WindowParts.h"
 
+#include <QAccessible>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QEvent>
 #include <QInputDialog>
 #include <QLabel>
@@ -32,6 +35,19 @@ namespace {
 
 using Presence = PhoneList::Presence;
 using Switch = SyncSettings::Switch;
+
+// In units of the font's height: a line is read with ease.
+constexpr int widestContent = 44;
+// UTF-16 units of a name in a line beside buttons.
+constexpr qsizetype longestNameInLine = 24;
+
+QString shortened(const QString &name) {
+    return name.size() > longestNameInLine ? name.first(longestNameInLine - 1) + u'…' : name;
+}
+
+// The choices of a phone, in the order of its box.
+const QList<std::optional<PasteMode>> pasteChoices{std::nullopt, PasteMode::Paste,
+                                                   PasteMode::Clipboard};
 
 } // namespace
 
@@ -58,8 +74,11 @@ PreferencesWindow::PreferencesWindow(Services services)
     layout->addLayout(makeSwitchesSection());
     layout->addWidget(WindowParts::makeLine(this));
     layout->addLayout(makeStatisticsSection());
+    layout->addLayout(makeFooter());
     makeShortcuts();
     _sync->setFocus();
+    content->setMaximumWidth(widestContent * fontMetrics().height());
+    scroller->setAlignment(Qt::AlignHCenter);
     scroller->setWidget(content);
     scroller->viewport()->setAutoFillBackground(false);
     content->setAutoFillBackground(false);
@@ -67,7 +86,7 @@ PreferencesWindow::PreferencesWindow(Services services)
     const int unit = fontMetrics().height();
     const QSize available = screen()->availableSize() - QSize(0, 3 * unit);
     setMinimumWidth(std::min(content->minimumSizeHint().width() + 2 * unit, available.width()));
-    resize(QSize(30 * unit, 46 * unit).expandedTo(content->sizeHint()).boundedTo(available));
+    resize(QSize(32 * unit, 52 * unit).expandedTo(content->sizeHint()).boundedTo(available));
 }
 
 PreferencesWindow::~PreferencesWindow() {
@@ -88,8 +107,7 @@ QLayout *PreferencesWindow::makeSyncSection() {
     auto *const row = new QHBoxLayout;
     _agentState = WindowParts::makeHint(this);
     _agentState->setObjectName(QStringLiteral("agentState"));
-    _startAgent = new QPushButton(PanelTexts::tr("S&tart"), this);
-    _startAgent->setAccessibleDescription(PanelTexts::tr("Starts Clipmule Sync"));
+    _startAgent = new QPushButton(PanelTexts::tr("S&tart Clipmule Sync"), this);
     connect(_startAgent, &QPushButton::clicked, this, &PreferencesWindow::startAgent);
     row->addWidget(_agentState, 1);
     row->addWidget(_startAgent);
@@ -110,14 +128,47 @@ QLayout *PreferencesWindow::makePairedSection() {
         PanelTexts::tr("No phone is paired yet. Phones that can be paired appear below."));
     _pairedPages = WindowParts::makePages(_paired, {hint}, this);
     layout->addWidget(_pairedPages, 1);
-    _removal = new NoticeBar(this);
-    layout->addWidget(_removal);
+    layout->addLayout(makePasteRow());
+    layout->addLayout(makeRemovalRow());
+    return layout;
+}
+
+QLayout *PreferencesWindow::makePasteRow() {
+    auto *const row = new QHBoxLayout;
+    _pasteHint = new QLabel(PanelTexts::tr("&What this phone sends:"), this);
+    _pasteMode = new QComboBox(this);
+    _pasteMode->setObjectName(QStringLiteral("pasteMode"));
+    for (qsizetype i = 0; i < pasteChoices.size(); ++i)
+        _pasteMode->addItem(QString());
+    _pasteMode->setItemText(1, PanelTexts::tr("Paste it"));
+    _pasteMode->setItemText(2, PanelTexts::tr("Only put it on the clipboard"));
+    _pasteHint->setBuddy(_pasteMode);
+    _pasteMode->setAccessibleName(_pasteHint->text().remove(u'&'));
+    connect(_pasteMode, &QComboBox::activated, this, &PreferencesWindow::choosePasteMode);
+    row->addWidget(_pasteHint);
+    row->addWidget(_pasteMode, 1);
+    return row;
+}
+
+QLayout *PreferencesWindow::makeRemovalRow() {
+    _removal = WindowParts::makeHint(this);
+    _removal->setWordWrap(false);
+    _removal->setObjectName(QStringLiteral("removal"));
+    _undo = new QPushButton(PanelTexts::tr("Und&o"), this);
+    connect(_undo, &QPushButton::clicked, this, &PreferencesWindow::undoRemoval);
+    _removal->hide();
+    _undo->hide();
     _rename = new QPushButton(PanelTexts::tr("Rena&me…"), this);
     connect(_rename, &QPushButton::clicked, this, &PreferencesWindow::renameCurrent);
-    _remove = new QPushButton(PanelTexts::tr("&Remove"), this);
+    _remove = new QPushButton(PanelTexts::tr("Unpai&r"), this);
     connect(_remove, &QPushButton::clicked, this, &PreferencesWindow::removeCurrent);
-    layout->addLayout(WindowParts::makeButtonRow({_rename, _remove}));
-    return layout;
+    auto *const row = new QHBoxLayout;
+    row->addWidget(_removal);
+    row->addWidget(_undo);
+    row->addStretch();
+    row->addWidget(_rename);
+    row->addWidget(_remove);
+    return row;
 }
 
 QLayout *PreferencesWindow::makeNetworkSection() {
@@ -137,26 +188,37 @@ QLayout *PreferencesWindow::makeNetworkSection() {
     _advice->hide();
     _networkPages = WindowParts::makePages(_network, {_networkHint, _advice}, this);
     layout->addWidget(_networkPages, 1);
-    _add = new QPushButton(PanelTexts::tr("&Add"), this);
+    _network->installEventFilter(this);
+    _addByHand = new QPushButton(PanelTexts::tr("Pair by a&ddress…"), this);
+    _addByHand->setAccessibleDescription(
+        PanelTexts::tr("Pairs a phone that this network does not show"));
+    connect(_addByHand, &QPushButton::clicked, this, &PreferencesWindow::addByHand);
+    _add = new QPushButton(PanelTexts::tr("P&air"), this);
     _add->setAccessibleDescription(PanelTexts::tr("Pairs the selected phone with this computer"));
     connect(_add, &QPushButton::clicked, this, &PreferencesWindow::addCurrent);
-    layout->addLayout(WindowParts::makeButtonRow({_add}));
+    layout->addLayout(WindowParts::makeButtonRow({_addByHand, _add}));
     return layout;
 }
 
 QLayout *PreferencesWindow::makeSwitchesSection() {
     auto *const layout = new QVBoxLayout;
     layout->setSpacing(WindowParts::lineGap);
-    _statusItem = makeSwitch(PanelTexts::tr("Show the status &item"), Switch::ShowStatusItem);
+    _paste = new QCheckBox(PanelTexts::tr("Paste what a phone s&ends"), this);
+    _paste->setToolTip(PanelTexts::tr("Into the window in front. Otherwise it is only put on the "
+                                      "clipboard."));
+    connect(_paste, &QCheckBox::clicked, this, &PreferencesWindow::throwPasteSwitch);
+    _statusItem =
+        makeSwitch(PanelTexts::tr("Show the &icon in the system tray"), Switch::ShowStatusItem);
     _atLogin = new QCheckBox(PanelTexts::tr("Start at &login"), this);
     connect(_atLogin, &QCheckBox::clicked, this, [this](bool on) {
         if (!_services.autostart.setEnabled(on))
-            showProblem(PanelTexts::tr("The autostart entry could not be written."));
+            showProblem(PanelTexts::tr("The autostart entry could not be written: %1")
+                            .arg(_services.autostart.lastError()));
         showSwitches();
     });
     _updates =
         makeSwitch(PanelTexts::tr("Check for &updates automatically"), Switch::AutomaticUpdates);
-    for (QCheckBox *box : {_statusItem, _atLogin, _updates})
+    for (QCheckBox *box : {_paste, _statusItem, _atLogin, _updates})
         layout->addWidget(box);
     return layout;
 }
@@ -172,6 +234,23 @@ QLayout *PreferencesWindow::makeStatisticsSection() {
     return layout;
 }
 
+QLayout *PreferencesWindow::makeFooter() {
+    auto *const row = new QHBoxLayout;
+    QLabel *const version = WindowParts::makeHint(this);
+    version->setText(PanelTexts::tr("Version %1").arg(QStringLiteral(CLIPMULE_VERSION)));
+    version->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    auto *const help = new QPushButton(PanelTexts::tr("&Help"), this);
+    connect(help, &QPushButton::clicked, this, [this] {
+        if (_services.showHelp)
+            _services.showHelp();
+    });
+    auto *const key = new QShortcut(QKeySequence::HelpContents, this);
+    connect(key, &QShortcut::activated, help, &QPushButton::click);
+    row->addWidget(version, 1);
+    row->addWidget(help);
+    return row;
+}
+
 QListView *PreferencesWindow::makeList(PhoneListModel *model, QLabel *heading) {
     auto *const list = new QListView(this);
     list->setModel(model);
@@ -184,6 +263,8 @@ QListView *PreferencesWindow::makeList(PhoneListModel *model, QLabel *heading) {
     heading->setBuddy(list);
     connect(list->selectionModel(), &QItemSelectionModel::currentChanged, this,
             &PreferencesWindow::showButtons);
+    connect(list->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            &PreferencesWindow::showPasteMode);
     return list;
 }
 
@@ -243,8 +324,15 @@ bool PreferencesWindow::event(QEvent *event) {
     return QMainWindow::event(event);
 }
 
+bool PreferencesWindow::eventFilter(QObject *object, QEvent *event) {
+    if (object == _network && event->type() == QEvent::FocusIn)
+        _networkWasVisited = true;
+    return QMainWindow::eventFilter(object, event);
+}
+
 void PreferencesWindow::showAll() {
     showPhones();
+    showPasteMode();
     showAgent();
     showSwitches();
     showStatistics();
@@ -266,11 +354,13 @@ void PreferencesWindow::showPhones() {
         if (!list->currentIndex().isValid() && list->model()->rowCount() > 0)
             list->setCurrentIndex(list->model()->index(0, 0));
     }
+    if (!_networkWasVisited && !available.isEmpty())
+        _network->setCurrentIndex(_networkModel->index(0, 0));
     _networkHint->setText(
         paired.isEmpty()
-            ? PanelTexts::tr("Open the app on your phone, in the same network as this computer. "
+            ? PanelTexts::tr("Open the app on your phone, on the same network as this computer. "
                              "The phone appears here.")
-            : PanelTexts::tr("To pair another phone, open the app on it, in the same network as "
+            : PanelTexts::tr("To pair another phone, open the app on it, on the same network as "
                              "this computer."));
     if (_services.phones.hasEverSeenAny()) {
         _adviceTimer.cancel();
@@ -287,19 +377,23 @@ QString PreferencesWindow::agentText() const {
     case StatusReader::Agent::Unknown:
         return _services.agent.hasBus()
                    ? QString()
-                   : PanelTexts::tr("There is no session bus, through which Clipmule Sync would "
-                                    "tell how things stand.");
+                   : PanelTexts::tr("Whether Clipmule Sync is running cannot be seen: there is no "
+                                    "session bus.");
     case StatusReader::Agent::NotRunning:
         return PanelTexts::tr("Clipmule Sync is not running.");
     case StatusReader::Agent::Silent:
-        return PanelTexts::tr("Clipmule Sync is running, but tells nothing about itself.");
+        return PanelTexts::tr("Clipmule Sync is running, but does not answer.");
     case StatusReader::Agent::Running:
         break;
     }
     const AgentStatus &status = *_services.agent.status();
     if (!status.pasteboardCanRead || !status.pasteboardCanWrite)
-        return PanelTexts::tr("Clipmule Sync is running, but cannot use the clipboard of this "
-                              "desktop.");
+        return status.pasteboardBackend == u"none"
+                   ? PanelTexts::tr("Clipmule Sync is running, but has no access to this "
+                                    "desktop’s clipboard. It was started without a display; "
+                                    "restart it here.")
+                   : PanelTexts::tr("Clipmule Sync is running, but cannot use this desktop’s "
+                                    "clipboard.");
     if (!_services.settings.isOn(Switch::SyncEnabled))
         return PanelTexts::tr("Syncing is off.");
     QStringList connected;
@@ -318,6 +412,7 @@ void PreferencesWindow::showAgent() {
 }
 
 void PreferencesWindow::showSwitches() {
+    _paste->setChecked(_services.settings.pasteMode() == PasteMode::Paste);
     _sync->setChecked(_services.settings.isOn(Switch::SyncEnabled));
     _statusItem->setChecked(_services.settings.isOn(Switch::ShowStatusItem));
     _updates->setChecked(_services.settings.isOn(Switch::AutomaticUpdates));
@@ -349,13 +444,34 @@ void PreferencesWindow::showButtons() {
 
 void PreferencesWindow::showRemoval() {
     const auto name = _services.phones.undoableRemoval();
-    if (!name) {
-        _removal->hide();
+    _removal->setVisible(name.has_value());
+    _undo->setVisible(name.has_value());
+    if (name == _removalShown)
         return;
+    _removalShown = name;
+    _undoTimer.cancel();
+    if (!name)
+        return;
+    _removal->setText(PanelTexts::tr("“%1” was unpaired.").arg(shortened(*name)));
+    _removal->setToolTip(name->toHtmlEscaped());
+    QAccessibleEvent event(_removal, QAccessible::Alert);
+    QAccessible::updateAccessibility(&event);
+    _undoTimer =
+        RunLoop::current().performAfter(undoOffered, [this] { _services.phones.forgetRemovals(); });
+}
+
+void PreferencesWindow::showPasteMode() {
+    const auto mode = _services.settings.pasteMode();
+    _pasteMode->setItemText(0, mode == PasteMode::Paste
+                                   ? PanelTexts::tr("As with all phones: paste it")
+                                   : PanelTexts::tr("As with all phones: only put it on the "
+                                                    "clipboard"));
+    const QString service = _pairedModel->serviceAt(_paired->currentIndex());
+    _pasteMode->setEnabled(!service.isEmpty());
+    for (const auto &phone : _services.phones.registered()) {
+        if (phone.service == service)
+            _pasteMode->setCurrentIndex(int(pasteChoices.indexOf(phone.pasteMode)));
     }
-    _removal->showNotice(
-        PanelTexts::tr("“%1” was removed.").arg(*name), PanelTexts::tr("Und&o"),
-        [this] { undoRemoval(); }, [this] { _services.phones.forgetRemovals(); });
 }
 
 void PreferencesWindow::showProblem(const QString &text) {
@@ -370,6 +486,32 @@ void PreferencesWindow::throwSwitch(QCheckBox *box, Switch which, bool on) {
         showProblem(PanelTexts::tr("The settings could not be written. Is the disk full?"));
     }
     showAll();
+}
+
+void PreferencesWindow::throwPasteSwitch(bool on) {
+    if (!_services.settings.setPasteMode(on ? PasteMode::Paste : PasteMode::Clipboard))
+        showProblem(PanelTexts::tr("The settings could not be written. Is the disk full?"));
+    showAll();
+}
+
+void PreferencesWindow::choosePasteMode() {
+    const QString service = _pairedModel->serviceAt(_paired->currentIndex());
+    if (!service.isEmpty())
+        _services.phones.setPasteMode(service, pasteChoices[_pasteMode->currentIndex()]);
+    showAll();
+}
+
+void PreferencesWindow::addByHand() {
+    auto *const dialog = new PairByAddressDialog(this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QDialog::accepted, this, [this, dialog] {
+        const QString service = dialog->phoneName();
+        if (!_services.phones.addAt(service, dialog->address()))
+            return;
+        showAll();
+        _paired->setCurrentIndex(_pairedModel->indexOf(service));
+    });
+    dialog->open();
 }
 
 void PreferencesWindow::addCurrent() {
@@ -393,6 +535,8 @@ void PreferencesWindow::renameCurrent() {
     dialog->setWindowTitle(PanelTexts::tr("Rename Phone"));
     dialog->setLabelText(PanelTexts::tr("Name of the phone:"));
     dialog->setTextValue(current.data().toString());
+    dialog->setOkButtonText(PanelTexts::tr("Rename"));
+    dialog->resize(24 * fontMetrics().height(), dialog->sizeHint().height());
     if (auto *const edit = dialog->findChild<QLineEdit *>())
         edit->setMaxLength(int(longestDisplayName));
     connect(dialog, &QInputDialog::textValueSelected, this, [this, service](const QString &name) {

@@ -12,6 +12,7 @@
 #include <QMainWindow>
 
 class QCheckBox;
+class QComboBox;
 class QLabel;
 class QListView;
 class QPushButton;
@@ -40,6 +41,8 @@ public:
         dnssd::NetworkProbe &network;
         /// Starts the agent; false when there is no such program.
         std::function<bool()> startAgent;
+        /// Opens the help book.
+        std::function<void()> showHelp;
         /// Reads the settings anew, which others may have changed without telling.
         std::function<void()> reload;
     };
@@ -48,6 +51,8 @@ public:
     static constexpr RunLoop::Seconds patienceForPhones{3};
     /// Between questions to the network while none is found.
     static constexpr RunLoop::Seconds adviceInterval{15};
+    /// How long the offer to undo is on the screen.
+    static constexpr RunLoop::Seconds undoOffered{20};
 
     explicit PreferencesWindow(Services services);
     ~PreferencesWindow() override;
@@ -58,6 +63,7 @@ public:
 
 protected:
     bool event(QEvent *event) override;
+    bool eventFilter(QObject *object, QEvent *event) override;
 
 private:
     QLayout *makeSyncSection();
@@ -65,6 +71,9 @@ private:
     QLayout *makeNetworkSection();
     QLayout *makeSwitchesSection();
     QLayout *makeStatisticsSection();
+    QLayout *makeFooter();
+    QLayout *makePasteRow();
+    QLayout *makeRemovalRow();
     QListView *makeList(PhoneListModel *model, QLabel *heading);
     QCheckBox *makeSwitch(const QString &text, SyncSettings::Switch which);
     void makeShortcuts();
@@ -76,10 +85,14 @@ private:
     void showStatistics();
     void showButtons();
     void showRemoval();
+    void showPasteMode();
     void showProblem(const QString &text);
     void throwSwitch(QCheckBox *box, SyncSettings::Switch which, bool on);
 
+    void throwPasteSwitch(bool on);
+    void choosePasteMode();
     void addCurrent();
+    void addByHand();
     void renameCurrent();
     void removeCurrent();
     void undoRemoval();
@@ -102,7 +115,10 @@ private:
     QStackedWidget *_pairedPages = nullptr;
     QPushButton *_rename = nullptr;
     QPushButton *_remove = nullptr;
-    NoticeBar *_removal = nullptr;
+    QLabel *_removal = nullptr;
+    QPushButton *_undo = nullptr;
+    QLabel *_pasteHint = nullptr;
+    QComboBox *_pasteMode = nullptr;
 
     PhoneListModel *_networkModel = nullptr;
     QListView *_network = nullptr;
@@ -110,13 +126,19 @@ private:
     QLabel *_networkHint = nullptr;
     QLabel *_advice = nullptr;
     QPushButton *_add = nullptr;
+    QPushButton *_addByHand = nullptr;
+    // The user has been in the list: which phone is the current one is the user's choice.
+    bool _networkWasVisited = false;
 
+    QCheckBox *_paste = nullptr;
     QCheckBox *_statusItem = nullptr;
     QCheckBox *_updates = nullptr;
     QCheckBox *_atLogin = nullptr;
     QList<std::pair<QLabel *, QString>> _counters;
 
     RunLoop::Timer _adviceTimer;
+    RunLoop::Timer _undoTimer;
+    std::optional<QString> _removalShown;
 };
 
 } // namespace clipmule

@@ -7,6 +7,7 @@
 #include "preferences/PanelTexts.h"
 
 #include <QLocale>
+#include <QRegularExpression>
 
 namespace clipmule::ShownText {
 
@@ -18,12 +19,15 @@ QString dateAndTime(Date date, Date now) {
     const QDateTime local = date.toDateTime().toLocalTime();
     const qint64 daysAgo = local.date().daysTo(now.toDateTime().toLocalTime().date());
     const QLocale locale;
-    const QString time = locale.toString(local.time(), QLocale::ShortFormat);
+    // Some locales' short form has seconds, which nobody needs to know here.
+    static const QRegularExpression seconds(QStringLiteral("[:.]?ss?(?=[^a-z]|$)"));
+    const QString time =
+        locale.toString(local.time(), locale.timeFormat(QLocale::ShortFormat).remove(seconds));
     if (daysAgo == 0)
         return PanelTexts::tr("today at %1").arg(time);
     if (daysAgo == 1)
         return PanelTexts::tr("yesterday at %1").arg(time);
-    return locale.toString(local, QLocale::ShortFormat);
+    return locale.toString(local.date(), QLocale::ShortFormat);
 }
 
 } // namespace clipmule::ShownText

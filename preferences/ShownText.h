@@ -15,7 +15,7 @@ namespace ShownText {
 /// A name on one line, whatever it holds and however long it is: phones name themselves.
 [[nodiscard]] QString onOneLine(const QString &text);
 
-/// "today at 13:05", "yesterday at 9:00", or a date and time, in the user's language and zone.
+/// "today at 13:05", "yesterday at 9:00", or a date, in the user's language and zone.
 [[nodiscard]] QString dateAndTime(Date date, Date now);
 
 } // namespace ShownText

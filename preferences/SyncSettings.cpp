@@ -54,10 +54,23 @@ bool SyncSettings::isOn(Switch which) const {
 }
 
 bool SyncSettings::set(Switch which, bool on) {
-    const auto &store = which == Switch::SyncEnabled ? _stores.agent : _stores.shared;
-    const QString key = Settings::nameOf(keyOf(which));
-    store->setBoolForKey(on, key);
-    if (isWritten(_database, store->identifier(), key, PropertyList(on)))
+    return write(which == Switch::SyncEnabled ? _stores.agent : _stores.shared,
+                 Settings::nameOf(keyOf(which)), PropertyList(on));
+}
+
+PasteMode SyncSettings::pasteMode() const {
+    return Settings::pasteMode(*_stores.shared);
+}
+
+bool SyncSettings::setPasteMode(PasteMode mode) {
+    return write(_stores.shared, Settings::nameOf(Key::PasteMode),
+                 PropertyList(Settings::wordFor(mode)));
+}
+
+bool SyncSettings::write(const std::shared_ptr<ZRKUserDefaults> &store, const QString &key,
+                         const PropertyList &value) {
+    store->setObjectForKey(value, key);
+    if (isWritten(_database, store->identifier(), key, value))
         return true;
     store->reset();
     settingsDidChange();

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "preferences/SettingsStores.h"
+#include "support/Settings.h"
 
 namespace clipmule {
 
@@ -33,6 +34,10 @@ public:
     [[nodiscard]] bool isOn(Switch which) const;
     /// False when it could not be written; it is as it was then.
     bool set(Switch which, bool on);
+    /// Of all phones that have none of their own.
+    [[nodiscard]] PasteMode pasteMode() const;
+    /// False when it could not be written; it is as it was then.
+    bool setPasteMode(PasteMode mode);
     [[nodiscard]] Statistics statistics() const;
 
     /// Something is different; gathers a burst, from the run loop.
@@ -40,6 +45,8 @@ public:
 
 private:
     void settingsDidChange();
+    bool write(const std::shared_ptr<ZRKUserDefaults> &store, const QString &key,
+               const PropertyList &value);
 
     PreferencesDatabase &_database;
     SettingsStores _stores;

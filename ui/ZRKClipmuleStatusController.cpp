@@ -7,6 +7,7 @@
 #include "platform/desktop/HelpManager.h"
 #include "platform/desktop/SessionPrograms.h"
 #include "platform/desktop/StatusItem.h"
+#include "platform/foundation/Log.h"
 #include "support/PlatformNotifications.h"
 #include "support/Settings.h"
 #include "support/ZRKNotificationCenter.h"
@@ -18,7 +19,9 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QIcon>
+#include <QLocale>
 #include <QMenu>
+#include <QRegularExpression>
 #include <QWidgetAction>
 
 #include <utility>
@@ -36,6 +39,12 @@ const QString statusDidChange = QStringLiteral("ZRKClipmuleSyncStatusDidChange")
 // In pixels: what status areas ask for, on ordinary and on dense screens.
 constexpr int iconSides[] = {16, 22, 24, 32, 44, 48};
 constexpr int comparedSide = 48;
+
+QString firstSentence(const QString &text) {
+    static const QRegularExpression end(QStringLiteral("\\.(?= )|。"));
+    const auto found = end.match(text);
+    return found.hasMatch() ? text.first(found.capturedEnd()) : text;
+}
 
 // The header is drawn by us where we draw the menu. Elsewhere its text goes over the bus, where an
 // underscore marks the shortcut and a doubled one is itself; on the way the toolkit makes the first
@@ -77,6 +86,7 @@ std::shared_ptr<ZRKClipmuleStatusController> ZRKClipmuleStatusController::init(S
     center.addObserver(self, settingsChanged, ZRKUserDefaultsDidChangeNotification);
     center.addObserver(self, settingsChanged, NSUserDefaultsDidChangeNotification);
     center.addObserver(self, selector<&Self::update>("update"), statusDidChange);
+    center.addObserver(self, selector<&Self::update>("update"), ZRKClipmuleSyncDidRefuse);
     const Selector dataMoved = selector<&Self::startNetworkActivity>("startNetworkActivity");
     center.addObserver(self, dataMoved, ZRKStreamDidReceiveData);
     center.addObserver(self, dataMoved, ZRKStreamDidSendData);
@@ -132,6 +142,7 @@ void ZRKClipmuleStatusController::hideStatusItem() {
     // One of its own commands may have led here.
     _menu.release()->deleteLater();
     _headerItem = _toggleItem = _statusTextItem = _updateItem = nullptr;
+    _pasteItem = _refusalItem = nullptr;
     _header = nullptr;
     _statusView.reset();
     _drawn = {};
@@ -152,9 +163,14 @@ std::unique_ptr<QMenu> ZRKClipmuleStatusController::makeMenu() {
     menu->addAction(header);
     _headerItem = header;
     _toggleItem = addItem(*menu, {}, &Self::togglePause);
+    _pasteItem = addItem(*menu, QCoreApplication::translate("Clipmule", "Paste What a Phone Sends"),
+                         &Self::togglePaste);
+    _pasteItem->setCheckable(true);
     menu->addSeparator();
     _statusTextItem = menu->addAction(QString());
     _statusTextItem->setEnabled(false);
+    _refusalItem = menu->addAction(QString());
+    _refusalItem->setEnabled(false);
     menu->addSeparator();
     addItem(*menu, QCoreApplication::translate("Clipmule", "Clipmule Sync Help"), &Self::showHelp);
     _updateItem = menu->addAction(QCoreApplication::translate("Clipmule", "Check for Updates…"));
@@ -200,6 +216,8 @@ void ZRKClipmuleStatusController::update() {
     else
         status = QCoreApplication::translate("Clipmule", "Idle…");
     _statusTextItem->setText(status);
+    updatePasteItem();
+    updateRefusalItem();
     _updateItem->setEnabled(_services.source.hasUpdater());
     _statusView->setNetworkActive(_networkActive);
     _statusView->setNeedsDisplay();
@@ -208,6 +226,29 @@ void ZRKClipmuleStatusController::update() {
 void ZRKClipmuleStatusController::updateHeaderItem() {
     if (_headerItem)
         _headerItem->setText(forExportedMenu(_header->shownName()));
+}
+
+void ZRKClipmuleStatusController::updatePasteItem() {
+    _pasteItem->setChecked(Settings::pasteMode(_services.sharedDefaults) == PasteMode::Paste);
+}
+
+void ZRKClipmuleStatusController::updateRefusalItem() {
+    const std::optional<Refusal> refusal = _services.source.lastRefusal();
+    _refusalItem->setVisible(refusal.has_value());
+    if (!refusal)
+        return;
+    // The menu says what, and when; how large it was stands in the message.
+    const QString sentence = firstSentence(onOneLine(userText(*refusal), shownInLabel));
+    const QString time =
+        QLocale().toString(refusal->date.toDateTime().toLocalTime().time(), QLocale::ShortFormat);
+    _refusalItem->setText(forMenu(time + u' ' + sentence));
+}
+
+// A text that holds a name, in a menu that we draw, or that the desktop draws.
+QString ZRKClipmuleStatusController::forMenu(const QString &text) const {
+    if (_statusItem->host() == StatusItem::Host::NotifierHost)
+        return forExportedMenu(text);
+    return QString(text).replace(u'&', QStringLiteral("&&"));
 }
 
 void ZRKClipmuleStatusController::redraw() {
@@ -251,6 +292,14 @@ void ZRKClipmuleStatusController::menuVisibilityDidChange(bool visible) {
 
 void ZRKClipmuleStatusController::togglePause() {
     _services.source.setEnabled(!_services.source.isEnabled());
+}
+
+void ZRKClipmuleStatusController::togglePaste() {
+    const bool pastes = Settings::pasteMode(_services.sharedDefaults) == PasteMode::Paste;
+    _services.sharedDefaults.setObjectForKey(
+        PropertyList(Settings::wordFor(pastes ? PasteMode::Clipboard : PasteMode::Paste)),
+        Settings::nameOf(Settings::Key::PasteMode));
+    update();
 }
 
 void ZRKClipmuleStatusController::showHelp() {

@@ -66,6 +66,8 @@ public:
     /// Pops the menu up under the item; returns at once.
     void popUp();
     void togglePause();
+    /// Whether what a phone sends is pasted, or only put on the clipboard.
+    void togglePaste();
     void showHelp();
     void launchPreferences();
     void startNetworkActivity();
@@ -95,6 +97,9 @@ private:
                      void (ZRKClipmuleStatusController::*action)());
     void menuVisibilityDidChange(bool visible);
     void updateHeaderItem();
+    void updatePasteItem();
+    void updateRefusalItem();
+    [[nodiscard]] QString forMenu(const QString &text) const;
     void redraw();
 
     Services _services;
@@ -107,6 +112,8 @@ private:
     bool _networkActive = false;
 
     QAction *_headerItem = nullptr;
+    QAction *_pasteItem = nullptr;
+    QAction *_refusalItem = nullptr;
     QAction *_updateItem = nullptr;
     ZRKClipmuleDeviceMenuView *_header = nullptr;
     std::unique_ptr<MenuWatch> _menuWatch;

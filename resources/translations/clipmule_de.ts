@@ -255,17 +255,13 @@
         <source>Not pasted: the sync ended before it was the turn of the clip from %1.</source>
         <translation>Nicht eingefügt: Die Synchronisierung endete, bevor der Clip von %1 an der Reihe war.</translation>
     </message>
+    <message>
+        <source>Paste What a Phone Sends</source>
+        <translation>Einfügen, was ein Telefon sendet</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>
-    <message>
-        <source>This computer is not in a network.</source>
-        <translation>Dieser Rechner ist in keinem Netzwerk.</translation>
-    </message>
-    <message>
-        <source>Connect it to the network that the phone is in.</source>
-        <translation>Verbinden Sie ihn mit dem Netzwerk, in dem das Telefon ist.</translation>
-    </message>
     <message>
         <source>This computer does not let multicast out (%1).</source>
         <translation>Dieser Rechner lässt Multicast nicht hinaus (%1).</translation>
@@ -275,40 +271,12 @@
         <translation>Erlauben Sie mDNS (UDP-Port 5353) in der Firewall.</translation>
     </message>
     <message>
-        <source>The Avahi daemon, which finds phones, is not running.</source>
-        <translation>Der Avahi-Dienst, der Telefone findet, läuft nicht.</translation>
-    </message>
-    <message>
-        <source>Start it: sudo systemctl enable --now avahi-daemon</source>
-        <translation>Starten Sie ihn: sudo systemctl enable --now avahi-daemon</translation>
-    </message>
-    <message>
-        <source>Nobody answers multicast questions, not even this computer.</source>
-        <translation>Niemand beantwortet Multicast-Anfragen, nicht einmal dieser Rechner.</translation>
-    </message>
-    <message>
-        <source>No other device in the network answers.</source>
-        <translation>Kein anderes Gerät im Netzwerk antwortet.</translation>
-    </message>
-    <message>
-        <source>See that the phone is in the same network. Guest networks often keep devices apart.</source>
-        <translation>Achten Sie darauf, dass das Telefon im selben Netzwerk ist. Gastnetze trennen Geräte oft voneinander.</translation>
-    </message>
-    <message>
         <source>Other devices answer, but no phone does.</source>
         <translation>Andere Geräte antworten, aber kein Telefon.</translation>
     </message>
     <message>
-        <source>See that the app is open, and that the phone is in the same network.</source>
-        <translation>Achten Sie darauf, dass die App geöffnet und das Telefon im selben Netzwerk ist.</translation>
-    </message>
-    <message>
         <source>Dismiss</source>
         <translation>Ausblenden</translation>
-    </message>
-    <message>
-        <source>The list of phones holds something else. Nothing was changed.</source>
-        <translation>In der Liste der Telefone steht etwas anderes. Nichts wurde geändert.</translation>
     </message>
     <message>
         <source>The settings could not be written. Is the disk full?</source>
@@ -351,14 +319,6 @@
         <translation>Zwischenablage mit den gekoppelten Telefonen &amp;synchronisieren</translation>
     </message>
     <message>
-        <source>S&amp;tart</source>
-        <translation>S&amp;tarten</translation>
-    </message>
-    <message>
-        <source>Starts Clipmule Sync</source>
-        <translation>Startet Clipmule Sync</translation>
-    </message>
-    <message>
         <source>&amp;Paired phones</source>
         <translation>Ge&amp;koppelte Telefone</translation>
     </message>
@@ -371,32 +331,16 @@
         <translation>U&amp;mbenennen…</translation>
     </message>
     <message>
-        <source>&amp;Remove</source>
-        <translation>Entfe&amp;rnen</translation>
-    </message>
-    <message>
         <source>Phones on this &amp;network</source>
         <translation>Telefone in diesem &amp;Netzwerk</translation>
-    </message>
-    <message>
-        <source>&amp;Add</source>
-        <translation>&amp;Hinzufügen</translation>
     </message>
     <message>
         <source>Pairs the selected phone with this computer</source>
         <translation>Koppelt das ausgewählte Telefon mit diesem Rechner</translation>
     </message>
     <message>
-        <source>Show the status &amp;item</source>
-        <translation>Symbol &amp;in der Statusleiste anzeigen</translation>
-    </message>
-    <message>
         <source>Start at &amp;login</source>
         <translation>Bei der Anme&amp;ldung starten</translation>
-    </message>
-    <message>
-        <source>The autostart entry could not be written.</source>
-        <translation>Der Autostart-Eintrag konnte nicht geschrieben werden.</translation>
     </message>
     <message>
         <source>Check for &amp;updates automatically</source>
@@ -419,28 +363,8 @@
         <translation>Bilder</translation>
     </message>
     <message>
-        <source>Open the app on your phone, in the same network as this computer. The phone appears here.</source>
-        <translation>Öffnen Sie die App auf Ihrem Telefon, im selben Netzwerk wie dieser Rechner. Das Telefon erscheint dann hier.</translation>
-    </message>
-    <message>
-        <source>To pair another phone, open the app on it, in the same network as this computer.</source>
-        <translation>Um ein weiteres Telefon zu koppeln, öffnen Sie darauf die App, im selben Netzwerk wie dieser Rechner.</translation>
-    </message>
-    <message>
-        <source>There is no session bus, through which Clipmule Sync would tell how things stand.</source>
-        <translation>Es gibt keinen Sitzungsbus, über den Clipmule Sync seinen Zustand mitteilen würde.</translation>
-    </message>
-    <message>
         <source>Clipmule Sync is not running.</source>
         <translation>Clipmule Sync läuft nicht.</translation>
-    </message>
-    <message>
-        <source>Clipmule Sync is running, but tells nothing about itself.</source>
-        <translation>Clipmule Sync läuft, teilt aber nichts über sich mit.</translation>
-    </message>
-    <message>
-        <source>Clipmule Sync is running, but cannot use the clipboard of this desktop.</source>
-        <translation>Clipmule Sync läuft, kann aber die Zwischenablage dieses Desktops nicht benutzen.</translation>
     </message>
     <message>
         <source>Syncing is off.</source>
@@ -459,12 +383,8 @@
         <translation>%1: %2</translation>
     </message>
     <message>
-        <source>“%1” was removed.</source>
-        <translation>„%1“ wurde entfernt.</translation>
-    </message>
-    <message>
         <source>Und&amp;o</source>
-        <translation>&amp;Rückgängig</translation>
+        <translation>Rückgän&amp;gig</translation>
     </message>
     <message>
         <source>Rename Phone</source>
@@ -487,12 +407,172 @@
         <translation>gestern um %1</translation>
     </message>
     <message>
-        <source>The network of this computer (%1) carries no multicast.</source>
-        <translation>Das Netzwerk dieses Rechners (%1) überträgt kein Multicast.</translation>
-    </message>
-    <message>
         <source>Switch it on: sudo ip link set %1 multicast on</source>
         <translation>Schalten Sie es ein: sudo ip link set %1 multicast on</translation>
+    </message>
+    <message>
+        <source>The file is too large.</source>
+        <translation>Die Datei ist zu groß.</translation>
+    </message>
+    <message>
+        <source>This computer is not on a network.</source>
+        <translation>Dieser Rechner ist in keinem Netzwerk.</translation>
+    </message>
+    <message>
+        <source>Connect it to the network that the phone is on.</source>
+        <translation>Verbinden Sie ihn mit dem Netzwerk des Telefons.</translation>
+    </message>
+    <message>
+        <source>Multicast is switched off on this computer’s network interface (%1).</source>
+        <translation>Auf der Netzwerkschnittstelle dieses Rechners (%1) ist Multicast ausgeschaltet.</translation>
+    </message>
+    <message>
+        <source>The Avahi daemon is not running. Phones are searched for without it.</source>
+        <translation>Der Avahi-Dienst läuft nicht. Telefone werden ohne ihn gesucht.</translation>
+    </message>
+    <message>
+        <source>If none appears, start it: sudo systemctl enable --now avahi-daemon</source>
+        <translation>Erscheint keines, starten Sie ihn: sudo systemctl enable --now avahi-daemon</translation>
+    </message>
+    <message>
+        <source>Multicast queries get no answer, not even from this computer.</source>
+        <translation>Auf Multicast-Anfragen kommt keine Antwort, nicht einmal von diesem Rechner.</translation>
+    </message>
+    <message>
+        <source>No other device on the network answers.</source>
+        <translation>Kein anderes Gerät im Netzwerk antwortet.</translation>
+    </message>
+    <message>
+        <source>Make sure that the phone is on the same network. Guest networks often keep devices apart.</source>
+        <translation>Achten Sie darauf, dass das Telefon im selben Netzwerk ist. Gastnetze trennen Geräte oft voneinander.</translation>
+    </message>
+    <message>
+        <source>Make sure that the app is open and that the phone is on the same network.</source>
+        <translation>Achten Sie darauf, dass die App geöffnet und das Telefon im selben Netzwerk ist.</translation>
+    </message>
+    <message>
+        <source>Pair by Address</source>
+        <translation>Über Adresse koppeln</translation>
+    </message>
+    <message>
+        <source>Name, as the phone shows it:</source>
+        <translation>Name, wie ihn das Telefon zeigt:</translation>
+    </message>
+    <message>
+        <source>Address and port:</source>
+        <translation>Adresse und Port:</translation>
+    </message>
+    <message>
+        <source>Pair</source>
+        <translation>Koppeln</translation>
+    </message>
+    <message>
+        <source>The name is too long.</source>
+        <translation>Der Name ist zu lang.</translation>
+    </message>
+    <message>
+        <source>The stored list of phones is damaged. Nothing was changed.</source>
+        <translation>Die gespeicherte Telefonliste ist beschädigt. Nichts wurde geändert.</translation>
+    </message>
+    <message>
+        <source>by hand at %1</source>
+        <translation>von Hand unter %1</translation>
+    </message>
+    <message>
+        <source>S&amp;tart Clipmule Sync</source>
+        <translation>Clipmule Sync s&amp;tarten</translation>
+    </message>
+    <message>
+        <source>&amp;What this phone sends:</source>
+        <translation>&amp;Was dieses Telefon sendet:</translation>
+    </message>
+    <message>
+        <source>Paste it</source>
+        <translation>Einfügen</translation>
+    </message>
+    <message>
+        <source>Only put it on the clipboard</source>
+        <translation>Nur in die Zwischenablage legen</translation>
+    </message>
+    <message>
+        <source>Unpai&amp;r</source>
+        <translation>Entko&amp;ppeln</translation>
+    </message>
+    <message>
+        <source>Pair by a&amp;ddress…</source>
+        <translation>Über A&amp;dresse koppeln…</translation>
+    </message>
+    <message>
+        <source>Pairs a phone that this network does not show</source>
+        <translation>Koppelt ein Telefon, das dieses Netzwerk nicht zeigt</translation>
+    </message>
+    <message>
+        <source>P&amp;air</source>
+        <translation>K&amp;oppeln</translation>
+    </message>
+    <message>
+        <source>Paste what a phone s&amp;ends</source>
+        <translation>&amp;Einfügen, was ein Telefon sendet</translation>
+    </message>
+    <message>
+        <source>Into the window in front. Otherwise it is only put on the clipboard.</source>
+        <translation>In das vorderste Fenster. Sonst wird es nur in die Zwischenablage gelegt.</translation>
+    </message>
+    <message>
+        <source>Show the &amp;icon in the system tray</source>
+        <translation>Symbol &amp;im Infobereich anzeigen</translation>
+    </message>
+    <message>
+        <source>The autostart entry could not be written: %1</source>
+        <translation>Der Autostart-Eintrag konnte nicht geschrieben werden: %1</translation>
+    </message>
+    <message>
+        <source>Version %1</source>
+        <translation>Version %1</translation>
+    </message>
+    <message>
+        <source>&amp;Help</source>
+        <translation>&amp;Hilfe</translation>
+    </message>
+    <message>
+        <source>Open the app on your phone, on the same network as this computer. The phone appears here.</source>
+        <translation>Öffnen Sie die App auf dem Telefon, im selben Netzwerk wie dieser Rechner. Das Telefon erscheint dann hier.</translation>
+    </message>
+    <message>
+        <source>To pair another phone, open the app on it, on the same network as this computer.</source>
+        <translation>Um ein weiteres Telefon zu koppeln, öffnen Sie dort die App, im selben Netzwerk wie dieser Rechner.</translation>
+    </message>
+    <message>
+        <source>Whether Clipmule Sync is running cannot be seen: there is no session bus.</source>
+        <translation>Ob Clipmule Sync läuft, ist nicht zu sehen: Es gibt keinen Sitzungsbus.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but does not answer.</source>
+        <translation>Clipmule Sync läuft, antwortet aber nicht.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but has no access to this desktop’s clipboard. It was started without a display; restart it here.</source>
+        <translation>Clipmule Sync läuft, hat aber keinen Zugang zur Zwischenablage dieses Desktops. Es wurde ohne Bildschirm gestartet; starten Sie es hier neu.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but cannot use this desktop’s clipboard.</source>
+        <translation>Clipmule Sync läuft, kann aber die Zwischenablage dieses Desktops nicht verwenden.</translation>
+    </message>
+    <message>
+        <source>“%1” was unpaired.</source>
+        <translation>„%1“ wurde entkoppelt.</translation>
+    </message>
+    <message>
+        <source>As with all phones: paste it</source>
+        <translation>Wie bei allen Telefonen: einfügen</translation>
+    </message>
+    <message>
+        <source>As with all phones: only put it on the clipboard</source>
+        <translation>Wie bei allen Telefonen: nur in die Zwischenablage legen</translation>
+    </message>
+    <message>
+        <source>Rename</source>
+        <translation>Umbenennen</translation>
     </message>
 </context>
 </TS>

@@ -255,17 +255,13 @@
         <source>Not pasted: the sync ended before it was the turn of the clip from %1.</source>
         <translation>ペーストされませんでした: %1 からのクリップの順番が来る前に同期が終わりました。</translation>
     </message>
+    <message>
+        <source>Paste What a Phone Sends</source>
+        <translation>電話から届いたものを貼り付ける</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>
-    <message>
-        <source>This computer is not in a network.</source>
-        <translation>このコンピュータはネットワークに接続されていません。</translation>
-    </message>
-    <message>
-        <source>Connect it to the network that the phone is in.</source>
-        <translation>スマートフォンと同じネットワークに接続してください。</translation>
-    </message>
     <message>
         <source>This computer does not let multicast out (%1).</source>
         <translation>このコンピュータからマルチキャストを送信できません (%1)。</translation>
@@ -275,40 +271,12 @@
         <translation>ファイアウォールで mDNS (UDP ポート 5353) を許可してください。</translation>
     </message>
     <message>
-        <source>The Avahi daemon, which finds phones, is not running.</source>
-        <translation>スマートフォンを検出する Avahi デーモンが動作していません。</translation>
-    </message>
-    <message>
-        <source>Start it: sudo systemctl enable --now avahi-daemon</source>
-        <translation>次のコマンドで起動できます: sudo systemctl enable --now avahi-daemon</translation>
-    </message>
-    <message>
-        <source>Nobody answers multicast questions, not even this computer.</source>
-        <translation>マルチキャストの問い合わせに、このコンピュータ自身も含めて応答がありません。</translation>
-    </message>
-    <message>
-        <source>No other device in the network answers.</source>
-        <translation>ネットワーク上のほかのデバイスから応答がありません。</translation>
-    </message>
-    <message>
-        <source>See that the phone is in the same network. Guest networks often keep devices apart.</source>
-        <translation>スマートフォンが同じネットワークにあることを確認してください。ゲスト用ネットワークではデバイス同士が通信できないことがよくあります。</translation>
-    </message>
-    <message>
         <source>Other devices answer, but no phone does.</source>
         <translation>ほかのデバイスは応答していますが、スマートフォンは見つかりません。</translation>
     </message>
     <message>
-        <source>See that the app is open, and that the phone is in the same network.</source>
-        <translation>アプリが開いていること、スマートフォンが同じネットワークにあることを確認してください。</translation>
-    </message>
-    <message>
         <source>Dismiss</source>
         <translation>閉じる</translation>
-    </message>
-    <message>
-        <source>The list of phones holds something else. Nothing was changed.</source>
-        <translation>スマートフォンのリストの内容が正しくありません。変更は行われませんでした。</translation>
     </message>
     <message>
         <source>The settings could not be written. Is the disk full?</source>
@@ -351,14 +319,6 @@
         <translation>ペアリング済みのスマートフォンとクリップボードを同期する(&amp;S)</translation>
     </message>
     <message>
-        <source>S&amp;tart</source>
-        <translation>開始(&amp;T)</translation>
-    </message>
-    <message>
-        <source>Starts Clipmule Sync</source>
-        <translation>Clipmule Sync を開始します</translation>
-    </message>
-    <message>
         <source>&amp;Paired phones</source>
         <translation>ペアリング済みのスマートフォン(&amp;P)</translation>
     </message>
@@ -371,32 +331,16 @@
         <translation>名前を変更(&amp;M)…</translation>
     </message>
     <message>
-        <source>&amp;Remove</source>
-        <translation>削除(&amp;R)</translation>
-    </message>
-    <message>
         <source>Phones on this &amp;network</source>
         <translation>このネットワーク上のスマートフォン(&amp;N)</translation>
-    </message>
-    <message>
-        <source>&amp;Add</source>
-        <translation>追加(&amp;A)</translation>
     </message>
     <message>
         <source>Pairs the selected phone with this computer</source>
         <translation>選択したスマートフォンをこのコンピュータとペアリングします</translation>
     </message>
     <message>
-        <source>Show the status &amp;item</source>
-        <translation>ステータス項目を表示する(&amp;I)</translation>
-    </message>
-    <message>
         <source>Start at &amp;login</source>
         <translation>ログイン時に開始する(&amp;L)</translation>
-    </message>
-    <message>
-        <source>The autostart entry could not be written.</source>
-        <translation>自動起動の項目を書き込めませんでした。</translation>
     </message>
     <message>
         <source>Check for &amp;updates automatically</source>
@@ -419,28 +363,8 @@
         <translation>画像</translation>
     </message>
     <message>
-        <source>Open the app on your phone, in the same network as this computer. The phone appears here.</source>
-        <translation>このコンピュータと同じネットワークで、スマートフォンのアプリを開いてください。スマートフォンがここに表示されます。</translation>
-    </message>
-    <message>
-        <source>To pair another phone, open the app on it, in the same network as this computer.</source>
-        <translation>別のスマートフォンをペアリングするには、このコンピュータと同じネットワークで、そのスマートフォンのアプリを開いてください。</translation>
-    </message>
-    <message>
-        <source>There is no session bus, through which Clipmule Sync would tell how things stand.</source>
-        <translation>Clipmule Sync が状態を通知するためのセッションバスがありません。</translation>
-    </message>
-    <message>
         <source>Clipmule Sync is not running.</source>
         <translation>Clipmule Sync は動作していません。</translation>
-    </message>
-    <message>
-        <source>Clipmule Sync is running, but tells nothing about itself.</source>
-        <translation>Clipmule Sync は動作していますが、状態を通知していません。</translation>
-    </message>
-    <message>
-        <source>Clipmule Sync is running, but cannot use the clipboard of this desktop.</source>
-        <translation>Clipmule Sync は動作していますが、このデスクトップのクリップボードを使用できません。</translation>
     </message>
     <message>
         <source>Syncing is off.</source>
@@ -457,10 +381,6 @@
     <message>
         <source>%1: %2</source>
         <translation>%1: %2</translation>
-    </message>
-    <message>
-        <source>“%1” was removed.</source>
-        <translation>“%1”を削除しました。</translation>
     </message>
     <message>
         <source>Und&amp;o</source>
@@ -487,12 +407,172 @@
         <translation>昨日の %1</translation>
     </message>
     <message>
-        <source>The network of this computer (%1) carries no multicast.</source>
-        <translation>このコンピューターのネットワーク（%1）はマルチキャストを通しません。</translation>
-    </message>
-    <message>
         <source>Switch it on: sudo ip link set %1 multicast on</source>
         <translation>有効にしてください: sudo ip link set %1 multicast on</translation>
+    </message>
+    <message>
+        <source>The file is too large.</source>
+        <translation>ファイルが大きすぎます。</translation>
+    </message>
+    <message>
+        <source>This computer is not on a network.</source>
+        <translation>このコンピュータはネットワークに接続されていません。</translation>
+    </message>
+    <message>
+        <source>Connect it to the network that the phone is on.</source>
+        <translation>電話と同じネットワークに接続してください。</translation>
+    </message>
+    <message>
+        <source>Multicast is switched off on this computer’s network interface (%1).</source>
+        <translation>このコンピュータのネットワークインターフェース (%1) ではマルチキャストがオフになっています。</translation>
+    </message>
+    <message>
+        <source>The Avahi daemon is not running. Phones are searched for without it.</source>
+        <translation>Avahi デーモンが動作していません。電話はデーモンなしで検索されます。</translation>
+    </message>
+    <message>
+        <source>If none appears, start it: sudo systemctl enable --now avahi-daemon</source>
+        <translation>電話が表示されない場合は起動してください: sudo systemctl enable --now avahi-daemon</translation>
+    </message>
+    <message>
+        <source>Multicast queries get no answer, not even from this computer.</source>
+        <translation>マルチキャストの問い合わせに応答がありません。このコンピュータ自身の応答もありません。</translation>
+    </message>
+    <message>
+        <source>No other device on the network answers.</source>
+        <translation>ネットワーク上の他の機器から応答がありません。</translation>
+    </message>
+    <message>
+        <source>Make sure that the phone is on the same network. Guest networks often keep devices apart.</source>
+        <translation>電話が同じネットワークに接続されていることを確認してください。ゲスト用ネットワークでは機器同士が通信できないことがよくあります。</translation>
+    </message>
+    <message>
+        <source>Make sure that the app is open and that the phone is on the same network.</source>
+        <translation>アプリが開いていて、電話が同じネットワークに接続されていることを確認してください。</translation>
+    </message>
+    <message>
+        <source>Pair by Address</source>
+        <translation>アドレスでペアリング</translation>
+    </message>
+    <message>
+        <source>Name, as the phone shows it:</source>
+        <translation>電話に表示されている名前:</translation>
+    </message>
+    <message>
+        <source>Address and port:</source>
+        <translation>アドレスとポート:</translation>
+    </message>
+    <message>
+        <source>Pair</source>
+        <translation>ペアリング</translation>
+    </message>
+    <message>
+        <source>The name is too long.</source>
+        <translation>名前が長すぎます。</translation>
+    </message>
+    <message>
+        <source>The stored list of phones is damaged. Nothing was changed.</source>
+        <translation>保存されている電話のリストが壊れています。変更はされていません。</translation>
+    </message>
+    <message>
+        <source>by hand at %1</source>
+        <translation>手動設定 (%1)</translation>
+    </message>
+    <message>
+        <source>S&amp;tart Clipmule Sync</source>
+        <translation>Clipmule Sync を起動(&amp;T)</translation>
+    </message>
+    <message>
+        <source>&amp;What this phone sends:</source>
+        <translation>この電話から届いたもの(&amp;W):</translation>
+    </message>
+    <message>
+        <source>Paste it</source>
+        <translation>貼り付ける</translation>
+    </message>
+    <message>
+        <source>Only put it on the clipboard</source>
+        <translation>クリップボードに入れるだけ</translation>
+    </message>
+    <message>
+        <source>Unpai&amp;r</source>
+        <translation>ペアリング解除(&amp;R)</translation>
+    </message>
+    <message>
+        <source>Pair by a&amp;ddress…</source>
+        <translation>アドレスでペアリング(&amp;D)…</translation>
+    </message>
+    <message>
+        <source>Pairs a phone that this network does not show</source>
+        <translation>このネットワークに表示されない電話とペアリングします</translation>
+    </message>
+    <message>
+        <source>P&amp;air</source>
+        <translation>ペアリング(&amp;A)</translation>
+    </message>
+    <message>
+        <source>Paste what a phone s&amp;ends</source>
+        <translation>電話から届いたものを貼り付ける(&amp;E)</translation>
+    </message>
+    <message>
+        <source>Into the window in front. Otherwise it is only put on the clipboard.</source>
+        <translation>手前のウィンドウに貼り付けます。オフの場合はクリップボードに入れるだけです。</translation>
+    </message>
+    <message>
+        <source>Show the &amp;icon in the system tray</source>
+        <translation>システムトレイにアイコンを表示(&amp;I)</translation>
+    </message>
+    <message>
+        <source>The autostart entry could not be written: %1</source>
+        <translation>自動起動の設定を書き込めませんでした: %1</translation>
+    </message>
+    <message>
+        <source>Version %1</source>
+        <translation>バージョン %1</translation>
+    </message>
+    <message>
+        <source>&amp;Help</source>
+        <translation>ヘルプ(&amp;H)</translation>
+    </message>
+    <message>
+        <source>Open the app on your phone, on the same network as this computer. The phone appears here.</source>
+        <translation>このコンピュータと同じネットワークにある電話でアプリを開いてください。電話がここに表示されます。</translation>
+    </message>
+    <message>
+        <source>To pair another phone, open the app on it, on the same network as this computer.</source>
+        <translation>別の電話とペアリングするには、このコンピュータと同じネットワークにあるその電話でアプリを開いてください。</translation>
+    </message>
+    <message>
+        <source>Whether Clipmule Sync is running cannot be seen: there is no session bus.</source>
+        <translation>セッションバスがないため、Clipmule Sync が動作しているか確認できません。</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but does not answer.</source>
+        <translation>Clipmule Sync は動作していますが、応答がありません。</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but has no access to this desktop’s clipboard. It was started without a display; restart it here.</source>
+        <translation>Clipmule Sync は動作していますが、このデスクトップのクリップボードを使用できません。ディスプレイなしで起動されました。ここで再起動してください。</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but cannot use this desktop’s clipboard.</source>
+        <translation>Clipmule Sync は動作していますが、このデスクトップのクリップボードを使用できません。</translation>
+    </message>
+    <message>
+        <source>“%1” was unpaired.</source>
+        <translation>「%1」のペアリングを解除しました。</translation>
+    </message>
+    <message>
+        <source>As with all phones: paste it</source>
+        <translation>すべての電話と同じ: 貼り付ける</translation>
+    </message>
+    <message>
+        <source>As with all phones: only put it on the clipboard</source>
+        <translation>すべての電話と同じ: クリップボードに入れるだけ</translation>
+    </message>
+    <message>
+        <source>Rename</source>
+        <translation>名前を変更</translation>
     </message>
 </context>
 </TS>

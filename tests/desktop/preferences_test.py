@@ -140,7 +140,7 @@ class PreferencesTest(AgentTest):
 
     def focused(self):
         """The name of what has the focus; of a list, that of the current item."""
-        for role in ("check box", "push button", "list"):
+        for role in ("check box", "push button", "list", "combo box"):
             for node in self.nodes(role):
                 if role == "list":
                     # Its current item calls itself focused whether or not the list is.
@@ -173,7 +173,7 @@ class PairingTest(PreferencesTest):
         self.wait_until_opened(anna)
         self.wait_for_paired("Anna's Phone, Connected")
         self.wait_for_text("Connected to Anna's Phone.")
-        self.click("push button", "Add")
+        self.click("push button", "Pair")
         self.wait_until_opened(bert)
         self.wait_for_paired("Bert's Phone, Connected")
         self.assertEqual([phone["service"] for phone in self.registered()],
@@ -215,14 +215,14 @@ class PairingTest(PreferencesTest):
         self.focus_list("p", "Paired phones")
         press("Delete")
         phone.event("end of the connection", lambda event: event.get("event") == "closed")
-        self.wait_for_text("“Anna's Phone” was removed.")
+        self.wait_for_text("“Anna's Phone” was unpaired.")
         self.assertEqual(self.registered(), [])
         # It is still there, and could be paired anew.
         self.wait_for_phone("Phones on this network", "Anna's Phone")
         press("ctrl+z")
         self.wait_until_opened(phone)
         self.wait_for_paired("Anna's Phone, Connected")
-        self.click("push button", "Remove")
+        self.click("push button", "Unpair")
         phone.event("end of the connection", lambda event: event.get("event") == "closed")
         self.click("push button", "Undo")
         self.wait_until_opened(phone)
@@ -272,7 +272,7 @@ class ChangesTest(PreferencesTest):
 
     def test_the_switches(self):
         self.open_window()
-        for mnemonic, name, domain_key in (("i", "Show the status item", "showStatus"),
+        for mnemonic, name, domain_key in (("i", "Show the icon in the system tray", "showStatus"),
                                            ("u", "Check for updates automatically",
                                             "autoUpdateEnabled")):
             before = self.is_checked(name)
@@ -287,17 +287,20 @@ class ChangesTest(PreferencesTest):
         until("check mark", lambda: self.is_checked("Start at login"))
         press("alt+l")
         until("end of it", lambda: "Hidden=true" in entry.read_text(encoding="utf-8"))
+        self.assertTrue(self.is_checked("Paste what a phone sends"))
+        press("alt+e")
+        until("paste mode", lambda: self.preferences("get", "pasteMode") == "clipboard")
 
 
 class LifeTest(PreferencesTest):
     def test_an_agent_that_does_not_run_is_started(self):
         self.open_window()
         self.wait_for_text("Clipmule Sync is not running.")
-        self.click("push button", "Start")
+        self.click("push button", "Start Clipmule Sync")
         until("agent on the bus", lambda: self.owner_of("com.zendrik.ClipmuleSync"))
         self.addCleanup(self.end_owner, "com.zendrik.ClipmuleSync")
         self.wait_for_text("No phone is connected.")
-        until("end of the button", lambda: not self.nodes("push button", "Start"))
+        until("end of the button", lambda: not self.nodes("push button", "Start Clipmule Sync"))
 
     @staticmethod
     def end_owner(name):
@@ -353,9 +356,11 @@ class LifeTest(PreferencesTest):
             reached.append(name)
             press("Tab")
         shortened = [name.split(",")[0] for name in reached]
-        self.assertEqual(shortened, ["Sync the clipboard with the paired phones", "Anna", "Rename…",
-                                     "Remove", "Bert", "Add", "Show the status item",
-                                     "Start at login", "Check for updates automatically"])
+        self.assertEqual(shortened, ["Sync the clipboard with the paired phones", "Anna",
+                                     "What this phone sends:", "Rename…", "Unpair", "Bert",
+                                     "Pair by address…", "Pair", "Paste what a phone sends",
+                                     "Show the icon in the system tray", "Start at login",
+                                     "Check for updates automatically", "Help"])
 
     def test_the_doctor_tells_what_works(self):
         broken = json.loads(self.preferences("doctor", "--json", status=1))
@@ -380,7 +385,7 @@ class WithoutDaemonTest(PreferencesTest):
                         "wire0", "link set wire0 up", "link set wire1 up"):
             subprocess.run(["ip", *command.split()], check=True)
         self.open_window()
-        self.wait_for_text("The Avahi daemon, which finds phones, is not running.")
+        self.wait_for_text("The Avahi daemon is not running. Phones are searched for without it.")
         self.wait_for_text("sudo systemctl enable --now avahi-daemon")
         self.start_phone("Anna")
         self.wait_for_phone("Phones on this network", "Anna")

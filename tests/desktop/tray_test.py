@@ -12,6 +12,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import threading
 import unittest
 
 sys.dont_write_bytecode = True
@@ -20,13 +21,14 @@ import agent_test  # noqa: E402
 from agent_test import BIN, ROOT  # noqa: E402
 from programs import PATIENCE_SECONDS, StepFailed, copy, item_of, until  # noqa: E402
 
-MENU = ["Anna", "Disable Clipmule Sync", "--", "Idle…", "--", "Clipmule Sync Help", "Check for Updates…",
+MENU = ["Anna", "Disable Clipmule Sync", "Paste What a Phone Sends", "--", "Idle…", "--", "Clipmule Sync Help", "Check for Updates…",
         "Open Clipmule Sync Preferences…"]
 # Of the agent's own kind of window.
 WINDOW = re.compile(r'\s*(0x[0-9a-f]+) .*?: \("clipmule-sync" "[^"]*"\)\s+'
                     r'(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+)')
 MORE_THAN_IS_SENT = 5_000_100
-PICTURES = ROOT / "docs" / "pictures"
+# Of the icon in its tray, pixel by pixel; scripts/screenshots takes them.
+PICTURES = ROOT / "tests" / "data" / "pictures"
 STATES = ("not-connected", "disabled", "connected", "active")
 # Of 1; two of the stored pictures differ by more, what is drawn again by less.
 TOLERANCE = 0.06
@@ -73,12 +75,12 @@ def panel():
 
 
 def differences(crop):
-    """How far that part of the screen is from each stored picture of the icon, which is twice as large."""
-    shot = ["import", "-window", "root", "-crop", crop, "+repage", "-filter", "point", "-resize", "200%", "png:-"]
+    """How far that part of the screen is from each stored picture of the icon."""
+    shot = ["import", "-window", "root", "-crop", crop, "+repage", "png:-"]
     shown = subprocess.run(shot, capture_output=True, check=True).stdout
     result = {}
     for state in STATES:
-        done = subprocess.run(["compare", "-metric", "RMSE", "png:-", str(PICTURES / f"icon-{state}.png"), "null:"],
+        done = subprocess.run(["compare", "-metric", "RMSE", "png:-", str(PICTURES / f"tray-{state}.png"), "null:"],
                               input=shown, capture_output=True, check=False)
         result[state] = float(re.search(rb"\((.*)\)", done.stderr)[1])
     return result
@@ -188,7 +190,7 @@ class EmbeddedTrayTest(TrayTest):
     def test_help_is_opened_by_the_keyboard(self):
         self.start_tray()
         self.start_agent()
-        self.choose(2)
+        self.choose(3)
         self.assert_help_was_opened()
 
     def test_a_tray_that_comes_later_gets_the_icon(self):
@@ -238,11 +240,23 @@ class EmbeddedTrayTest(TrayTest):
         self.preferences("enable")
         phone = self.connected_phone("Anna")
         self.assert_shows("connected")
-        for count in range(5):
-            phone.tell(f"relay text {count}")
+        # Each of them keeps the spinner for half a second; which way it points is another matter.
+        moving = threading.Event()
+        teller = threading.Thread(target=self.keep_telling, args=(phone, moving))
+        teller.start()
+        try:
+            self.assert_shows("active")
+        finally:
+            moving.set()
+            teller.join()
         until("end of the movement", lambda: differences("26x26+1254+0")["connected"] < TOLERANCE)
         phone.stop()
         self.assert_shows("not-connected")
+
+    @staticmethod
+    def keep_telling(phone, done):
+        while not done.wait(0.1):
+            phone.tell("relay text moving")
 
     def test_the_icon_goes_with_the_agent(self):
         self.start_tray()
@@ -268,7 +282,7 @@ class EmbeddedTrayTest(TrayTest):
     def test_without_packagekit_a_message_says_so(self):
         self.start_tray()
         self.start_agent()
-        self.choose(3)
+        self.choose(4)
         until("message", panel)
 
     def test_what_comes_while_the_menu_is_open_is_pasted_all_the_same(self):
@@ -300,6 +314,19 @@ class Host:
         if "error" in line:
             raise StepFailed(line["error"])
         return line["answer"]
+
+    def icons(self):
+        """How many new pictures have come since the host was asked something last."""
+        count = 0
+
+        def is_answer(line):
+            nonlocal count
+            count += line.get("event") == "icon"
+            return "event" not in line
+
+        self.program.tell("properties")
+        self.program.event("properties", is_answer)
+        return count
 
     def titles(self):
         return ["--" if separator else label for _, label, _, separator in self.ask("menu")]
@@ -333,14 +360,14 @@ class NotifierHostTest(TrayTest):
         until("menu", lambda: host.titles() == MENU)
         enabled = [label for _, label, can_be_chosen, separator in host.ask("menu")
                    if can_be_chosen and not separator]
-        self.assertEqual(enabled, [MENU[1], *MENU[5:]])
+        self.assertEqual(enabled, [MENU[1], MENU[2], *MENU[6:]])
 
     def test_the_hosts_menu_stops_and_starts_the_sync(self):
         host = self.item_in_host()
         phone = self.connected_phone("Anna")
         host.choose("Disable Clipmule Sync")
         phone.event("end of the connection", lambda event: event.get("event") == "closed")
-        until("status line", lambda: host.titles()[3] == "Disabled…")
+        until("status line", lambda: host.titles()[4] == "Disabled…")
         host.choose("Enable Clipmule Sync")
         self.wait_until_opened(phone)
         until("status line", lambda: host.titles() == MENU)
@@ -349,15 +376,16 @@ class NotifierHostTest(TrayTest):
         host = self.item_in_host()
         phone = self.connected_phone("Anna")
         phone.stop()
-        until("status line", lambda: host.titles()[3] == "Not Connected…")
+        until("status line", lambda: host.titles()[4] == "Not Connected…")
 
     def test_the_icon_moves_while_data_moves_and_rests_afterwards(self):
         host = self.item_in_host()
         phone = self.connected_phone("Anna")
+        until("end of the movement of connecting", lambda: host.icons() == 0 and host.titles()[4] == "Idle…" and host.icons() == 0)
         copy("UTF8_STRING", b"moving")
-        host.event("icon")
-        until("status line", lambda: host.titles()[3] == "Idle…")
         phone.event("clip", item_of)
+        until("movement", lambda: host.icons() > 0)
+        until("end of the movement", lambda: host.icons() == 0 and host.titles()[4] == "Idle…" and host.icons() == 0)
 
     def test_a_click_opens_our_own_menu_at_the_pointer(self):
         host = self.item_in_host()
@@ -402,6 +430,16 @@ class NotifierHostTest(TrayTest):
         shown = until("message", panel)
         self.assertEqual(shown.y, 0)
         self.assertGreater(shown.x, 640)
+
+
+    def test_a_hidden_item_that_comes_back_has_its_picture_at_once(self):
+        host = self.item_in_host()
+        self.preferences("set", "showStatus", "false")
+        self.preferences("set", "showStatus", "true")
+        host.event("registered")
+        self.assertTrue(host.ask("properties")["IconPixmap"])
+        # What the toolkit says of an item that is shown before it has one.
+        self.assertFalse(self.logged("No Icon set"))
 
 
 class NoDisplayTest(agent_test.AgentTest):

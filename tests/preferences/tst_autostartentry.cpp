@@ -27,6 +27,7 @@ private Q_SLOTS:
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _folder = std::make_unique<QTemporaryDir>();
         QVERIFY(QDir().mkpath(systemFolder()));
+        makeProgram(program());
     }
 
     void withoutAnyEntryItDoesNotStart() {
@@ -73,15 +74,57 @@ private Q_SLOTS:
         QVERIFY(!entry().isEnabled());
         QCOMPARE(read(systemFolder()), installed);
         QVERIFY(read(userFolder()).contains("\nHidden=true\n"));
+        // The system's entry counts again.
         QVERIFY(entry().setEnabled(true));
         QVERIFY(entry().isEnabled());
-        QVERIFY(!read(userFolder()).contains("Hidden"));
+        QVERIFY(!QFile::exists(userFolder() + fileName));
+    }
+
+    void anEntryOfAProgramThatIsGoneDoesNotCount_data() {
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<bool>("counts");
+        const auto row = [](const char *name, const char *line, bool counts) {
+            QTest::newRow(name) << QByteArray(line) << counts;
+        };
+        row("there", "Exec=/bin/sh", true);
+        row("there, with arguments", "Exec=/bin/sh -c true", true);
+        row("there, in quotes", "Exec=\"/bin/sh\" -c true", true);
+        row("gone", "Exec=/none/clipmule-sync", false);
+        row("gone, in quotes", "Exec=\"/none/clip mule/clipmule-sync\"", false);
+        row("gone, with arguments", "Exec=/none/sh -c /bin/sh", false);
+        row("no program", "Exec=/etc", true); // a folder is executable, and says so
+        row("a name is looked up by the session", "Exec=clipmule-sync", true);
+        row("what is tried is gone", "Exec=/bin/sh\nTryExec=/none/sh", false);
+        row("what is tried is there", "Exec=/bin/sh\nTryExec=/bin/sh", true);
+    }
+    void anEntryOfAProgramThatIsGoneDoesNotCount() {
+        QFETCH(QByteArray, line);
+        QVERIFY(QDir().mkpath(userFolder()));
+        write(userFolder(), "[Desktop Entry]\nType=Application\nName=A\n" + line + "\n");
+        QTEST(entry().isEnabled(), "counts");
+        if (entry().isEnabled())
+            return;
+        // Switching it on names the program that is there.
+        QVERIFY(entry().setEnabled(true));
+        QVERIFY(entry().isEnabled());
+        QVERIFY(read(userFolder()).contains("Exec=\"" + program().toUtf8() + "\"\n"));
+        QVERIFY(read(userFolder()).contains("TryExec=" + program().toUtf8() + "\n"));
+    }
+
+    void anEntryGoesWithItsProgram() {
+        const QString odd = _folder->filePath(QStringLiteral("100% \"odd\" $HOME\\sync"));
+        makeProgram(odd);
+        AutostartEntry own(userFolder(), {systemFolder()}, odd);
+        QVERIFY(own.setEnabled(true));
+        QVERIFY(own.isEnabled());
+        QVERIFY(QFile::remove(odd));
+        QVERIFY(!own.isEnabled());
     }
 
     void whereNothingIsInstalledAnEntryIsWritten() {
         QVERIFY(entry().setEnabled(true));
         QVERIFY(entry().isEnabled());
-        QVERIFY2(read(userFolder()).contains("\nExec=\"/opt/clip mule/clipmule-sync\"\n"),
+        QVERIFY2(read(userFolder()).contains("\nExec=\"" + program().toUtf8() + "\"\n"),
                  read(userFolder()).constData());
         QVERIFY(entry().setEnabled(false));
         QVERIFY(!entry().isEnabled());
@@ -133,8 +176,10 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(QFileInfo(userFolder()).path()));
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.close();
-        QVERIFY(!entry().setEnabled(true));
-        QVERIFY(!entry().isEnabled());
+        AutostartEntry own = entry();
+        QVERIFY(!own.setEnabled(true));
+        QVERIFY(!own.lastError().isEmpty());
+        QVERIFY(!own.isEnabled());
     }
 
     void aFileThatIsTooLargeIsLeftAlone() {
@@ -144,7 +189,9 @@ private Q_SLOTS:
             return head + QByteArray(size - head.size(), 'x');
         };
         write(userFolder(), padded(AutostartEntry::largestFile + 1));
-        QVERIFY(!entry().setEnabled(true));
+        AutostartEntry own = entry();
+        QVERIFY(!own.setEnabled(true));
+        QCOMPARE(own.lastError(), QStringLiteral("The file is too large."));
         QCOMPARE(read(userFolder()).size(), AutostartEntry::largestFile + 1);
         write(userFolder(), padded(AutostartEntry::largestFile));
         QVERIFY(entry().setEnabled(true));
@@ -154,8 +201,13 @@ private Q_SLOTS:
 private:
     QString userFolder() const { return _folder->filePath(QStringLiteral("home/autostart")); }
     QString systemFolder() const { return _folder->filePath(QStringLiteral("etc/autostart")); }
-    AutostartEntry entry() const {
-        return {userFolder(), {systemFolder()}, QStringLiteral("/opt/clip mule/clipmule-sync")};
+    AutostartEntry entry() const { return {userFolder(), {systemFolder()}, program()}; }
+    QString program() const { return _folder->filePath(QStringLiteral("clip mule/clipmule-sync")); }
+    static void makeProgram(const QString &path) {
+        QVERIFY(QDir().mkpath(QFileInfo(path).path()));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     }
     static void write(const QString &folder, const QByteArray &bytes) {
         QFile file(folder + fileName);

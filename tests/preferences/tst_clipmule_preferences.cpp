@@ -175,9 +175,18 @@ private Q_SLOTS:
     }
 
     // Without a command there is a window, where there is a display.
+    void withoutADisplayItTellsSo_data() {
+        QTest::addColumn<QByteArray>("display");
+        QTest::newRow("none") << QByteArray();
+        QTest::newRow("named, and empty") << QByteArray("");
+        QTest::newRow("nobody answers") << QByteArray(":7654");
+    }
     void withoutADisplayItTellsSo() {
+        QFETCH(QByteArray, display);
         for (const char *variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
             qunsetenv(variable);
+        if (!display.isNull())
+            qputenv("DISPLAY", display);
         run({});
         QCOMPARE(_status, 1);
         QCOMPARE(_errors, QByteArray("clipmule-preferences: there is no display to open a window "

@@ -94,8 +94,7 @@ private Q_SLOTS:
         QTest::newRow("switched off") << failing << true << false << u"On the network"_qs;
         QTest::newRow("never seen") << gone << true << true << u"Not seen yet"_qs;
         gone.lastSeen = now;
-        const QString time =
-            QLocale().toString(now.toDateTime().toLocalTime().time(), QLocale::ShortFormat);
+        const QString time = now.toDateTime().toLocalTime().toString(u"HH:mm"_qs);
         QTest::newRow("gone") << gone << true << true
                               << u"Not on the network, last seen today at "_qs + time;
         gone.lastSeen = Date{now.secondsSinceReference - 24 * 60 * 60};
@@ -132,14 +131,13 @@ private Q_SLOTS:
                          {u"secret"_qs, PropertyList(QByteArray("\xff"))},
                          {u"text"_qs, PropertyList(QString(100, u'x'))}};
         show({phone});
-        QCOMPARE(description(),
-                 u"flag · model: Zeta\\x0a<b> · text: "_qs + QString(58, u'x') + u'…');
+        QCOMPARE(description(), u"flag · model: Zeta\\n<b> · text: "_qs + QString(58, u'x') + u'…');
         // A name is no markup.
         phone.service = u"<i>"_qs;
         show({phone});
         const QString toolTip = _model->data(_model->index(0), Qt::ToolTipRole).toString();
         QVERIFY2(toolTip.startsWith(u"<qt>&lt;i&gt;<br/>"), qPrintable(toolTip));
-        QVERIFY2(toolTip.contains(u"Zeta\\x0a&lt;b&gt;<br/>"), qPrintable(toolTip));
+        QVERIFY2(toolTip.contains(u"Zeta\\n&lt;b&gt;<br/>"), qPrintable(toolTip));
     }
 
 private:

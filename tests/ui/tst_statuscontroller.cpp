@@ -37,6 +37,7 @@ public:
     [[nodiscard]] QStringList connectedDeviceNames() const override { return connectedNames; }
     [[nodiscard]] QStringList registeredDeviceNames() const override { return registeredNames; }
     [[nodiscard]] const Bundle *prefPaneBundle() override { return bundle ? &*bundle : nullptr; }
+    [[nodiscard]] std::optional<Refusal> lastRefusal() const override { return refusal; }
     [[nodiscard]] bool hasUpdater() override { return updater; }
     void checkForUpdates() override { ++checks; }
 
@@ -45,6 +46,7 @@ public:
     QStringList connectedNames;
     QStringList registeredNames;
     std::optional<Bundle> bundle;
+    std::optional<Refusal> refusal;
     bool updater = true;
     int checks = 0;
 };
@@ -123,19 +125,20 @@ private Q_SLOTS:
     void theMenuFromTopToBottom() {
         _source->registeredNames = QStringList{u"Anna"_qs};
         _controller->update();
-        QCOMPARE(titles(),
-                 QStringList({u"Anna"_qs, u"Disable Clipmule Sync"_qs, separator, u"Idle…"_qs,
-                              separator, u"Clipmule Sync Help"_qs, u"Check for Updates…"_qs,
-                              u"Open Clipmule Sync Preferences…"_qs}));
+        QCOMPARE(
+            titles(),
+            QStringList({u"Anna"_qs, u"Disable Clipmule Sync"_qs, u"Paste What a Phone Sends"_qs,
+                         separator, u"Idle…"_qs, separator, u"Clipmule Sync Help"_qs,
+                         u"Check for Updates…"_qs, u"Open Clipmule Sync Preferences…"_qs}));
     }
 
     void onlyCommandsCanBeChosen() {
         QList<bool> enabled;
         for (const QAction *const action : _controller->menu()->actions()) {
-            if (!action->isSeparator())
+            if (!action->isSeparator() && action->isVisible())
                 enabled.append(action->isEnabled());
         }
-        QCOMPARE(enabled, QList<bool>({false, true, false, true, true, true}));
+        QCOMPARE(enabled, QList<bool>({false, true, true, false, true, true, true}));
     }
 
     void theStatusLineHasAnOrder_data() {
@@ -202,7 +205,7 @@ private Q_SLOTS:
 
     void dataEvery300MillisecondsKeepsTheLineWithoutFlicker() {
         post(ZRKStreamDidSendData);
-        QAction *const line = _controller->menu()->actions().at(3);
+        QAction *const line = action(u"Transfering Data…"_qs);
         QStringList seen;
         QObject::connect(line, &QAction::changed, line, [&seen, line] { seen << line->text(); });
         for (int count = 0; count < 20; ++count) {
@@ -415,13 +418,59 @@ private Q_SLOTS:
         QCOMPARE(_source->enabled, true);
     }
 
+    void thePasteItemChangesTheSettingAndFollowsIt() {
+        QAction *const paste = action(u"Paste What a Phone Sends"_qs);
+        QVERIFY(paste->isCheckable() && paste->isChecked());
+        choose(paste->text());
+        QCOMPARE(_settings->stringForKey(u"pasteMode"_qs), std::optional(u"clipboard"_qs));
+        QVERIFY(!paste->isChecked());
+        choose(paste->text());
+        QCOMPARE(_settings->stringForKey(u"pasteMode"_qs), std::optional(u"paste"_qs));
+        QVERIFY(paste->isChecked());
+        // Somebody else changes it.
+        _settings->setObjectForKey(PropertyList(u"clipboard"_qs), u"pasteMode"_qs);
+        QVERIFY(!paste->isChecked());
+        _settings->removeObjectForKey(u"pasteMode"_qs);
+        QVERIFY(paste->isChecked());
+        _runLoop.advance(ZRKUserDefaults::synchronizeDelay);
+    }
+
+    void theRefusalLineTellsTheLastOne() {
+        const QStringList before = titles();
+        const Date date{770000000};
+        const QString time =
+            QLocale().toString(date.toDateTime().toLocalTime().time(), QLocale::ShortFormat);
+        _source->refusal = Refusal{.direction = Refusal::Direction::FromPhone,
+                                   .reason = Refusal::Reason::TooLarge,
+                                   .phone = u"A_1 & Co\u202e"_qs,
+                                   .size = 20,
+                                   .limit = 10,
+                                   .date = date};
+        post(ZRKClipmuleSyncDidRefuse);
+        QCOMPARE(titles().at(5),
+                 time + u" Not pasted: the clip from A_1 && Co\\u202e is too large."_qs);
+        QVERIFY(!_controller->menu()->actions().at(5)->isEnabled());
+        QCOMPARE(titles().size(), before.size() + 1);
+        // Where the desktop draws the menu, other marks count.
+        item().setHost(StatusItem::Host::NotifierHost);
+        _controller->update();
+        QCOMPARE(titles().at(5),
+                 time + u" Not pasted: the clip from A__1 && Co\\u202e is too large."_qs);
+        _source->refusal.reset();
+        post(ZRKClipmuleSyncDidRefuse);
+        QCOMPARE(titles(), before);
+    }
+
     void theMenuCanBeUsedFromTheKeyboard() {
         item().click();
         QMenu *const menu = _controller->menu();
         QTest::keyClick(menu, Qt::Key_Down);
         QCOMPARE(menu->activeAction()->text(), u"Disable Clipmule Sync"_qs);
         QTest::keyClick(menu, Qt::Key_Down);
+        QCOMPARE(menu->activeAction()->text(), u"Paste What a Phone Sends"_qs);
+        QTest::keyClick(menu, Qt::Key_Down);
         QCOMPARE(menu->activeAction()->text(), u"Clipmule Sync Help"_qs);
+        QTest::keyClick(menu, Qt::Key_Up);
         QTest::keyClick(menu, Qt::Key_Up);
         QTest::keyClick(menu, Qt::Key_Return);
         QCOMPARE(_source->enabled, false);
@@ -558,12 +607,14 @@ private:
 
     [[nodiscard]] QStringList titles() const {
         QStringList result;
-        for (const QAction *const one : _controller->menu()->actions())
-            result.append(one->isSeparator() ? separator : one->text());
+        for (const QAction *const one : _controller->menu()->actions()) {
+            if (one->isVisible())
+                result.append(one->isSeparator() ? separator : one->text());
+        }
         return result;
     }
     [[nodiscard]] QString toggleTitle() const { return titles().at(1); }
-    [[nodiscard]] QString statusTitle() const { return titles().at(3); }
+    [[nodiscard]] QString statusTitle() const { return titles().at(4); }
 
     [[nodiscard]] QAction *action(const QString &title) const {
         for (QAction *const one : _controller->menu()->actions()) {

@@ -1,0 +1,375 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/dnssd/FakeDnsSd.h"
+#include "platform/preferences/MemoryDistributedNotifications.h"
+#include "platform/preferences/MemoryPreferencesDatabase.h"
+#include "preferences/PreferencesWindow.h"
+#include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/Settle.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QHostAddress>
+#include <QInputDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
+const QString anna = QStringLiteral("Anna's Phone");
+const QString bert = QStringLiteral("Bert's Phone");
+
+class FakeReader final : public StatusReader {
+public:
+    void start() override {}
+    [[nodiscard]] Agent agent() const override { return is; }
+    [[nodiscard]] const std::optional<AgentStatus> &status() const override { return told; }
+    [[nodiscard]] bool hasBus() const override { return bus; }
+    Agent is = Agent::NotRunning;
+    std::optional<AgentStatus> told;
+    bool bus = true;
+};
+
+class FakeProbe final : public dnssd::NetworkProbe {
+public:
+    void look(std::function<void(const dnssd::NetworkFacts &)> answer) override {
+        ++looks;
+        answer(facts);
+    }
+    dnssd::NetworkFacts facts;
+    int looks = 0;
+};
+
+} // namespace
+
+class PreferencesWindowTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
+        _notifications.emplace(_hub);
+        _database.emplace();
+        _dnssd.emplace();
+        _reader.emplace();
+        _probe.emplace();
+        _folder.emplace();
+        _autostart.emplace(_folder->filePath(u"autostart"_qs), QStringList(), u"/bin/sh"_qs);
+        _helps = 0;
+    }
+    void cleanup() {
+        _window.reset();
+        _settings.reset();
+        _phones.reset();
+        ZRKUserDefaults::setEnvironment({});
+    }
+
+    void theFirstPhoneShownIsTheOneThatReturnPairs() {
+        start();
+        appear(bert);
+        appear(anna);
+        // Sorted by name; nobody has chosen yet.
+        QCOMPARE(current(network()), anna);
+        button(u"Pair"_qs)->click();
+        settle();
+        QCOMPARE(services(), QStringList{anna});
+    }
+
+    void aPhoneThatWasChosenStaysTheCurrentOne() {
+        start();
+        appear(bert);
+        _window->show();
+        QApplication::setActiveWindow(&*_window);
+        network()->setFocus();
+        appear(anna);
+        QCOMPARE(current(network()), bert);
+    }
+
+    void whatPhonesSendIsPastedOrNot() {
+        start();
+        auto *const box = check(u"Paste what a phone sends"_qs);
+        QVERIFY(box->isChecked());
+        box->click();
+        QCOMPARE(stored(u"pasteMode"_qs), std::optional(PropertyList(u"clipboard"_qs)));
+        box->click();
+        QCOMPARE(stored(u"pasteMode"_qs), std::optional(PropertyList(u"paste"_qs)));
+        _database->setValue(sharedDomain, u"pasteMode"_qs, PropertyList(u"clipboard"_qs));
+        _stores->reload();
+        settle();
+        QVERIFY(!box->isChecked());
+    }
+
+    void aPhoneMayHaveAPasteModeOfItsOwn() {
+        start();
+        auto *const box = _window->findChild<QComboBox *>(u"pasteMode"_qs);
+        QVERIFY(!box->isEnabled());
+        appear(anna);
+        appear(bert);
+        button(u"Pair"_qs)->click();
+        settle();
+        button(u"Pair"_qs)->click();
+        settle();
+        QVERIFY(box->isEnabled());
+        QCOMPARE(current(paired()), bert);
+        QCOMPARE(box->currentIndex(), 0);
+        QCOMPARE(box->itemText(0), u"As with all phones: paste it"_qs);
+        choose(box, 2);
+        QCOMPARE(_phones->registered()[1].pasteMode, std::optional(PasteMode::Clipboard));
+        QCOMPARE(_phones->registered()[0].pasteMode, std::nullopt);
+        // The box follows the phone that is current.
+        paired()->setCurrentIndex(paired()->model()->index(0, 0));
+        QCOMPARE(box->currentIndex(), 0);
+        choose(box, 1);
+        QCOMPARE(_phones->registered()[0].pasteMode, std::optional(PasteMode::Paste));
+        paired()->setCurrentIndex(paired()->model()->index(1, 0));
+        QCOMPARE(box->currentIndex(), 2);
+        choose(box, 0);
+        QCOMPARE(_phones->registered()[1].pasteMode, std::nullopt);
+        check(u"Paste what a phone sends"_qs)->click();
+        QCOMPARE(box->itemText(0), u"As with all phones: only put it on the clipboard"_qs);
+    }
+
+    void anUnpairedPhoneCanBeBroughtBackForAWhile() {
+        start();
+        appear(anna);
+        button(u"Pair"_qs)->click();
+        settle();
+        const int height = paired()->parentWidget()->height();
+        button(u"Unpair"_qs)->click();
+        settle();
+        auto *const told = _window->findChild<QLabel *>(u"removal"_qs);
+        QVERIFY(!told->isHidden());
+        QCOMPARE(told->text(), u"“Anna's Phone” was unpaired."_qs);
+        // Nothing is pushed away by it.
+        QCOMPARE(paired()->parentWidget()->height(), height);
+        button(u"Undo"_qs)->click();
+        settle();
+        QCOMPARE(services(), QStringList{anna});
+        QVERIFY(told->isHidden());
+
+        button(u"Unpair"_qs)->click();
+        settle();
+        _runLoop.advance(PreferencesWindow::undoOffered - RunLoop::Seconds(1));
+        QVERIFY(!told->isHidden());
+        _runLoop.advance(RunLoop::Seconds(1.5));
+        settle();
+        QVERIFY(told->isHidden());
+        QVERIFY(!_phones->undoableRemoval());
+    }
+
+    void aLongNameDoesNotPushTheButtonsAway() {
+        start();
+        const QString name(60, u'w');
+        appear(name);
+        button(u"Pair"_qs)->click();
+        settle();
+        button(u"Unpair"_qs)->click();
+        settle();
+        auto *const told = _window->findChild<QLabel *>(u"removal"_qs);
+        QCOMPARE(told->text(), u"“"_qs + QString(23, u'w') + u"…” was unpaired."_qs);
+        QVERIFY(told->toolTip().contains(name));
+    }
+
+    void aPhoneIsPairedByItsAddress() {
+        start();
+        button(u"Pair by address…"_qs)->click();
+        auto *const dialog = _window->findChild<QDialog *>();
+        QVERIFY(dialog && dialog->isVisible());
+        auto *const name = dialog->findChild<QLineEdit *>(u"phoneName"_qs);
+        auto *const address = dialog->findChild<QLineEdit *>(u"phoneAddress"_qs);
+        QPushButton *pair = nullptr;
+        for (auto *one : dialog->findChildren<QPushButton *>()) {
+            if (one->text() == u"Pair")
+                pair = one;
+        }
+        QVERIFY(pair && !pair->isEnabled());
+        name->setText(u" "_qs + anna + u' ');
+        QVERIFY(!pair->isEnabled());
+        address->setText(u"192.168.1.20"_qs);
+        QVERIFY(!pair->isEnabled());
+        QVERIFY(!dialog->findChild<QLabel *>(u"problem"_qs)->text().isEmpty());
+        address->setText(u" 192.168.1.20:5000 "_qs);
+        QVERIFY(pair->isEnabled());
+        QVERIFY(dialog->findChild<QLabel *>(u"problem"_qs)->text().isEmpty());
+        // In bytes, as names on the network are.
+        name->setText(QString(40, u'ä'));
+        QVERIFY(!pair->isEnabled());
+        name->setText(u"  "_qs);
+        QVERIFY(!pair->isEnabled());
+        name->setText(anna);
+        pair->click();
+        settle();
+        QCOMPARE(_phones->registered().size(), 1);
+        QCOMPARE(_phones->registered()[0].service, anna);
+        QCOMPARE(_phones->registered()[0].address, u"192.168.1.20:5000"_qs);
+        QVERIFY(paired()->model()->index(0, 0).data(Qt::AccessibleTextRole).toString().contains(
+            u"by hand at 192.168.1.20:5000"_qs));
+    }
+
+    void theRenameDialogHasRoomAndSaysWhatItDoes() {
+        start();
+        appear(anna);
+        button(u"Pair"_qs)->click();
+        settle();
+        button(u"Rename…"_qs)->click();
+        auto *const dialog = _window->findChild<QInputDialog *>();
+        QVERIFY(dialog);
+        QVERIFY(dialog->width() >= 20 * _window->fontMetrics().height());
+        QCOMPARE(dialog->okButtonText(), u"Rename"_qs);
+        dialog->setTextValue(u"Anna"_qs);
+        dialog->accept();
+        settle();
+        QCOMPARE(_phones->registered()[0].name, u"Anna"_qs);
+    }
+
+    void helpIsOpenedByTheButtonAndByF1() {
+        start();
+        _window->show();
+        QApplication::setActiveWindow(&*_window);
+        button(u"Help"_qs)->click();
+        QCOMPARE(_helps, 1);
+        QTest::keyClick(&*_window, Qt::Key_F1);
+        QCOMPARE(_helps, 2);
+        QVERIFY(labels().contains(u"Version "_qs + QStringLiteral(CLIPMULE_VERSION)));
+    }
+
+    void whyTheClipboardCannotBeUsed_data() {
+        QTest::addColumn<QString>("backend");
+        QTest::addColumn<QString>("said");
+        QTest::newRow("no display") << u"none"_qs << u"without a display; restart it"_qs;
+        QTest::newRow("another reason") << u"x11"_qs << u"cannot use this desktop’s clipboard"_qs;
+    }
+    void whyTheClipboardCannotBeUsed() {
+        QFETCH(QString, backend);
+        QFETCH(QString, said);
+        start();
+        _reader->is = StatusReader::Agent::Running;
+        _reader->told = AgentStatus{.syncEnabled = true, .pasteboardBackend = backend};
+        _reader->onChange();
+        const QString text = _window->findChild<QLabel *>(u"agentState"_qs)->text();
+        QVERIFY2(text.contains(said), qPrintable(text));
+    }
+
+    void aLoginEntryThatCannotBeWrittenSaysWhy() {
+        // A file where the folder should be.
+        QFile file(_folder->filePath(u"autostart"_qs));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.close();
+        start();
+        check(u"Start at login"_qs)->click();
+        QVERIFY(!check(u"Start at login"_qs)->isChecked());
+        const auto texts = labels().filter(u"The autostart entry could not be written: "_qs);
+        QCOMPARE(texts.size(), 1);
+        QVERIFY(!texts[0].endsWith(u": "));
+    }
+
+    // On a wide screen a line is no longer than can be read with ease.
+    void wideWindowsKeepTheirLinesShort() {
+        start();
+        _window->resize(3000, 900);
+        _window->show();
+        QVERIFY(paired()->width() < 60 * _window->fontMetrics().height());
+    }
+
+private:
+    void start() {
+        ZRKUserDefaults::Environment environment;
+        environment.database = &*_database;
+        environment.distributedNotifications = &*_notifications;
+        _stores = SettingsStores::open(environment);
+        QVERIFY(_stores);
+        _phones.emplace(*_dnssd, *_database, *_stores);
+        _settings.emplace(*_database, *_stores);
+        _window.emplace(PreferencesWindow::Services{.phones = *_phones,
+                                                    .settings = *_settings,
+                                                    .autostart = *_autostart,
+                                                    .agent = *_reader,
+                                                    .network = *_probe,
+                                                    .startAgent = [] { return true; },
+                                                    .showHelp = [this] { ++_helps; },
+                                                    .reload = {}});
+        _window->start();
+        settle();
+    }
+    void settle() { QVERIFY(kit::settle(_runLoop)); }
+    void appear(const QString &name) {
+        _dnssd->appear({name, u"_clipmule-s2._tcp"_qs, u"local"_qs},
+                       {{QHostAddress(u"10.0.0.1"_qs), 7000}}, QByteArray(1, '\0'));
+        settle();
+    }
+    [[nodiscard]] QListView *list(const QString &name) const {
+        for (auto *view : _window->findChildren<QListView *>()) {
+            if (view->accessibleName() == name)
+                return view;
+        }
+        return nullptr;
+    }
+    [[nodiscard]] QListView *paired() const { return list(u"Paired phones"_qs); }
+    [[nodiscard]] QListView *network() const { return list(u"Phones on this network"_qs); }
+    [[nodiscard]] static QString current(const QListView *view) {
+        return view->currentIndex().data().toString();
+    }
+    template <typename Button>
+    [[nodiscard]] Button *named(const QString &text) const {
+        for (auto *one : _window->findChildren<Button *>()) {
+            if (QString(one->text()).remove(u'&') == text)
+                return one;
+        }
+        return nullptr;
+    }
+    [[nodiscard]] QPushButton *button(const QString &text) const {
+        return named<QPushButton>(text);
+    }
+    [[nodiscard]] QCheckBox *check(const QString &text) const { return named<QCheckBox>(text); }
+    [[nodiscard]] QStringList labels() const {
+        QStringList texts;
+        for (const auto *one : _window->findChildren<QLabel *>())
+            texts.append(one->text());
+        return texts;
+    }
+    void choose(QComboBox *box, int index) {
+        box->setCurrentIndex(index);
+        Q_EMIT box->activated(index);
+        settle();
+    }
+    [[nodiscard]] QStringList services() const {
+        QStringList result;
+        for (const auto &phone : _phones->registered())
+            result.append(phone.service);
+        return result;
+    }
+    [[nodiscard]] std::optional<PropertyList> stored(const QString &key) {
+        const auto all = _database->copyMultiple(sharedDomain);
+        return all.contains(key) ? std::optional(all.value(key)) : std::nullopt;
+    }
+
+    kit::ManualRunLoop _runLoop;
+    const RunLoop::Installation _installation{_runLoop};
+    std::shared_ptr<MemoryDistributedNotifications::Hub> _hub;
+    std::optional<MemoryDistributedNotifications> _notifications;
+    std::optional<MemoryPreferencesDatabase> _database;
+    std::optional<dnssd::FakeBackend> _dnssd;
+    std::optional<FakeReader> _reader;
+    std::optional<FakeProbe> _probe;
+    std::optional<QTemporaryDir> _folder;
+    std::optional<AutostartEntry> _autostart;
+    std::optional<SettingsStores> _stores;
+    std::optional<PhoneList> _phones;
+    std::optional<SyncSettings> _settings;
+    std::optional<PreferencesWindow> _window;
+    int _helps = 0;
+};
+
+QTEST_MAIN(PreferencesWindowTest)
+#include "tst_preferenceswindow.moc"
