@@ -1,0 +1,101 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+"""./run, ./test and bench/run: what they build, and what they say of what is not there."""
+
+import contextlib
+import importlib.util
+import importlib.machinery
+import io
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+sys.dont_write_bytecode = True
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+# Each writes down how it was called.
+NOTES = '#!/bin/sh\necho "$(basename "$0")" "$@" >>"$NOTES"\n'
+
+
+class Entrances(unittest.TestCase):
+    def setUp(self):
+        self.root = pathlib.Path(tempfile.mkdtemp(prefix="entrances."))
+        self.addCleanup(shutil.rmtree, self.root)
+        (self.root / "scripts").mkdir()
+        for name in ("scripts/install-packages", "scripts/build", "scripts/demo", "bin/ctest",
+                     "build/release/bin/clipmule-sync"):
+            path = self.root / name
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_text(NOTES)
+            path.chmod(0o755)
+        for name in ("run", "test"):
+            shutil.copy(ROOT / name, self.root / name)
+
+    def calls(self, name, *arguments, **environment):
+        """What the script called, without the processors' number."""
+        notes = self.root / "notes"
+        notes.unlink(missing_ok=True)
+        inherited = {name: value for name, value in os.environ.items()
+                     if name not in ("DISPLAY", "WAYLAND_DISPLAY", "CLIPMULE_PRESET")}
+        subprocess.run([self.root / name, *arguments], check=True, stderr=subprocess.DEVNULL,
+                       env={**inherited, "NOTES": str(notes), **environment,
+                            "PATH": f"{self.root}/bin:{os.environ['PATH']}"})
+        return notes.read_text().splitlines()
+
+    def test_the_demo_builds_what_it_shows_and_no_test(self):
+        for arguments, environment in ((["--demo"], {"DISPLAY": ":1"}), ([], {})):
+            self.assertEqual(self.calls("run", *arguments, **environment), [
+                "install-packages build run desktop",
+                "build release clipmule-sync clipmule-preferences clipmule-phone", "demo"])
+
+    def test_the_agent_is_built_and_started(self):
+        self.assertEqual(self.calls("run", "--", "--verbose", DISPLAY=":1"), [
+            "install-packages build run", "build release clipmule-sync clipmule-preferences",
+            "clipmule-sync --verbose"])
+
+    def test_every_test_is_built_and_run(self):
+        calls = self.calls("test", "-R", "net")
+        self.assertEqual(calls[:2], ["install-packages build run desktop test", "build release"])
+        self.assertRegex(calls[2], r"^ctest --preset release --parallel [0-9]+ -R net$")
+        self.assertEqual(self.calls("test", CLIPMULE_PRESET="asan")[1], "build asan")
+
+
+class Benchmarks(unittest.TestCase):
+    def setUp(self):
+        loader = importlib.machinery.SourceFileLoader("bench_run", str(ROOT / "bench/run"))
+        self.bench = importlib.util.module_from_spec(
+            importlib.util.spec_from_loader("bench_run", loader))
+        loader.exec_module(self.bench)
+        self.bench.ROOT = pathlib.Path(tempfile.mkdtemp(prefix="entrances."))
+        self.addCleanup(shutil.rmtree, self.bench.ROOT)
+        (self.bench.ROOT / "bench").mkdir()
+        for name in ("bench_one.cpp", "bench_two.cpp", "Helper.cpp"):
+            (self.bench.ROOT / "bench" / name).touch()
+
+    def said(self, built, only):
+        with contextlib.redirect_stdout(io.StringIO()) as said:
+            self.bench.say_what_is_missing([pathlib.Path(name) for name in built], only)
+        return said.getvalue()
+
+    def test_what_is_left_out_is_said(self):
+        self.bench.shutil = type("Found", (), {"which": staticmethod(lambda name: name)})
+        self.assertEqual(self.said(["bench_one", "bench_two", "bench_idle.py"], None), "")
+        self.assertEqual(self.said(["bench_one"], ["bench_one"]), "")
+        missing = ("left out, since a library is missing: bench_two\n"
+                   "scripts/install-packages build bench installs what is missing\n")
+        self.assertEqual(self.said(["bench_one"], None), missing)
+        self.assertEqual(self.said([], ["bench_two"]), missing)
+
+    def test_a_missing_valgrind_is_said(self):
+        self.bench.shutil = type("Missing", (), {"which": staticmethod(lambda name: None)})
+        self.assertEqual(self.said(["bench_one", "bench_two"], None),
+                         "no instruction counts, since valgrind is missing\n"
+                         "scripts/install-packages build bench installs what is missing\n")
+
+
+if __name__ == "__main__":
+    unittest.main()
