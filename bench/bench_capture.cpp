@@ -109,6 +109,7 @@ struct Copied {
     }
     QByteArray png;
     FakePasteboard pasteboard;
+    pasteboard.setWatching(true);
     NoApplication application;
     NoNotice notice;
     PasteboardServices services{pasteboard, application, notice, {}};

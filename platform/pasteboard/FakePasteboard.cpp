@@ -9,7 +9,7 @@ namespace clipmule {
 
 void FakePasteboard::copyByAnotherApplication(const PasteboardContents &contents) {
     _isOwner = false;
-    setContents(contents);
+    setContents(_watching ? contents : PasteboardContents());
     moveChangeCount();
 }
 
@@ -21,6 +21,12 @@ void FakePasteboard::copyText(const QString &text) {
 void FakePasteboard::removeOwner() {
     _isOwner = false;
     setContents({});
+}
+
+void FakePasteboard::setWatching(bool watching) {
+    _watching = watching;
+    if (!watching && !_isOwner)
+        setContents({});
 }
 
 void FakePasteboard::commit() {

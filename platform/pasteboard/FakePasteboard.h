@@ -10,8 +10,8 @@ namespace clipmule {
 /// A clipboard in memory, which a test scripts: other applications copy to it, vanish, or fail.
 class FakePasteboard final : public StagedPasteboard {
 public:
-    /// Another application copies: the contents are replaced and the change count moves. Types are
-    /// named as the program names them (PasteboardType).
+    /// Another application copies: the change count moves and the contents are replaced, by nothing
+    /// while nobody watches. Types are named as the program names them (PasteboardType).
     void copyByAnotherApplication(const PasteboardContents &contents);
     /// Text, for short.
     void copyText(const QString &text);
@@ -31,7 +31,7 @@ public:
     [[nodiscard]] bool isWatching() const { return _watching; }
 
     void commit() override;
-    void setWatching(bool watching) override { _watching = watching; }
+    void setWatching(bool watching) override;
     void prepareToQuit(std::function<void()> done) override;
     [[nodiscard]] bool isPreparedToQuit() const { return _preparedToQuit; }
 
@@ -47,7 +47,7 @@ private:
     QString _readFailure;
     QString _commitFailure;
     int _commitCount = 0;
-    bool _watching = true;
+    bool _watching = false;
     bool _isOwner = false;
     bool _preparedToQuit = false;
     mutable int _readCount = 0;

@@ -35,6 +35,17 @@ inline const QString applePict = QStringLiteral("com.apple.pict");
 inline const QString applePng = QStringLiteral("Apple PNG pasteboard type");
 } // namespace PasteboardType
 
+/// Types by which a program says of its contents that they are not to be kept or passed on. A
+/// backend finds them however many others there are.
+namespace PasteboardMarker {
+inline const QString generator = QStringLiteral("Pasteboard generator type");
+inline const QString clipping = QStringLiteral("com.typeit4me.clipping");
+inline const QString transient = QStringLiteral("org.nspasteboard.TransientType");
+/// Of password managers. It has a value, and one of its values says so.
+inline const QString passwordHint = QStringLiteral("x-kde-passwordManagerHint");
+inline const QStringList all{generator, clipping, transient, passwordHint};
+} // namespace PasteboardMarker
+
 /// The general pasteboard: the desktop's clipboard.
 ///
 /// Reading is synchronous and touches nobody: it answers from the last complete snapshot, which a
@@ -77,13 +88,17 @@ public:
     /// before it nothing happens.
     virtual void commit() = 0;
 
-    /// Whether anybody will read what others copy; true at first. While nobody will, the change
-    /// count still moves with every change, but the contents need not be fetched: they follow after
-    /// setWatching(true), which does not move the count.
+    /// Whether anybody will read what others copy; nobody at first. While nobody will, no owner is
+    /// asked for anything: the change count still moves with every change, but reading answers
+    /// nothing, unless the contents are our own. It answers from the first change after
+    /// setWatching(true).
     virtual void setWatching(bool watching) { Q_UNUSED(watching) }
     /// What others have copied was read and will not be read again: large contents may be let go.
     /// Reading answers nothing then, until the next change.
     virtual void releaseContents() {}
+    /// Offers what we own as what is selected, too, for a window that pastes that. Nothing when the
+    /// contents are not ours or the desktop knows no such thing.
+    virtual void offerAsSelection() {}
     /// Before the program ends: what we own is handed to the desktop's clipboard manager, if there
     /// is one, for at most half a second. Calls back once, perhaps from inside this call.
     // NOLINTNEXTLINE(performance-unnecessary-value-param): whoever overrides it keeps it.

@@ -3,14 +3,14 @@
 
 #include "platform/pasteboard/PasteboardContents.h"
 
-#include <algorithm>
-
 namespace clipmule {
 
 PasteboardContents::PasteboardContents(const QList<Representation> &representations) {
     for (const Representation &representation : representations) {
-        if (!contains(representation.type))
-            _representations.append(representation);
+        if (contains(representation.type))
+            continue;
+        declare(representation.type);
+        _representations.last().data = representation.data;
     }
 }
 
@@ -22,39 +22,31 @@ QStringList PasteboardContents::types() const {
 }
 
 bool PasteboardContents::contains(const QString &type) const {
-    return std::any_of(
-        _representations.begin(), _representations.end(),
-        [&](const Representation &representation) { return representation.type == type; });
+    return _places.contains(type);
 }
 
 std::optional<QByteArray> PasteboardContents::data(const QString &type) const {
-    for (const Representation &representation : _representations) {
-        if (representation.type == type)
-            return representation.data;
-    }
-    return std::nullopt;
+    const auto place = _places.constFind(type);
+    return place == _places.cend() ? std::nullopt : _representations.at(*place).data;
 }
 
 void PasteboardContents::declare(const QString &type) {
-    if (!contains(type))
-        _representations.append({type, std::nullopt});
+    if (contains(type))
+        return;
+    _places.insert(type, _representations.size());
+    _representations.append({type, std::nullopt});
 }
 
 void PasteboardContents::set(const QString &type, const QByteArray &data) {
-    for (Representation &representation : _representations) {
-        if (representation.type == type) {
-            representation.data = data;
-            return;
-        }
-    }
-    _representations.append({type, data});
+    declare(type);
+    _representations[_places.value(type)].data = data;
 }
 
 PasteboardContents PasteboardContents::withoutEmptyDeclarations() const {
     PasteboardContents result;
     for (const Representation &representation : _representations) {
         if (representation.data)
-            result._representations.append(representation);
+            result.set(representation.type, *representation.data);
     }
     return result;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -42,6 +43,8 @@ public:
     friend bool operator==(const PasteboardContents &, const PasteboardContents &) = default;
 
 private:
+    // By type: a phone may send any number of them.
+    QHash<QString, qsizetype> _places;
     QList<Representation> _representations;
 };
 

@@ -3,6 +3,7 @@
 
 #include "platform/pasteboard/PasteboardReadings.h"
 
+#include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/RtfText.h"
@@ -83,7 +84,7 @@ std::optional<QUrl> url(const QByteArray &data) {
         text = list->first().string();
     else
         text = QString::fromUtf8(data).trimmed();
-    const QUrl url(text, QUrl::TolerantMode);
+    const QUrl url = urlFromForeignText(text);
     if (!url.isValid() || url.scheme().isEmpty())
         return std::nullopt;
     return url;

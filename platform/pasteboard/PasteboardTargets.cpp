@@ -62,6 +62,23 @@ bool isBoundToItsSession(const QString &target) {
     return names.contains(target);
 }
 
+bool namesFiles(const QString &target) {
+    // "text/uri-list", "application/x-kde4-urilist", "x-special/gnome-copied-files",
+    // "x-special/nautilus-clipboard", "application/x-kde-cutselection", "text/x-moz-url-data",
+    // "application/x-moz-file", "_NETSCAPE_URL", "FILE_NAME"
+    static const QStringList parts{
+        QStringLiteral("uri-list"),     QStringLiteral("urilist"),
+        QStringLiteral("copied-files"), QStringLiteral("x-special/"),
+        QStringLiteral("cutselection"), QStringLiteral("moz-url"),
+        QStringLiteral("moz-file"),     QStringLiteral("netscape"),
+        QStringLiteral("file_name"),    QStringLiteral("file-list"),
+        QStringLiteral("filenames"),    QStringLiteral("file-url"),
+    };
+    const QString lower = target.toLower();
+    return std::any_of(parts.begin(), parts.end(),
+                       [&](const QString &part) { return lower.contains(part); });
+}
+
 bool isValidName(const QString &target) {
     return !target.isEmpty() && target.size() <= maximumNameLength &&
            std::all_of(target.begin(), target.end(),

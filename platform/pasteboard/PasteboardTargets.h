@@ -15,6 +15,9 @@ namespace clipmule::PasteboardTargets {
 /// file transfers, a toolkit's placeholder. Useless elsewhere, and harmful when offered again.
 [[nodiscard]] bool isBoundToItsSession(const QString &target);
 
+/// Lists of files and links under any of the names that file managers and browsers know them by.
+[[nodiscard]] bool namesFiles(const QString &target);
+
 /// Whether a name can be a target: printable ASCII, of a length that a display server takes.
 [[nodiscard]] bool isValidName(const QString &target);
 

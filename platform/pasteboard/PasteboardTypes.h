@@ -52,11 +52,17 @@ struct Offer {
     QString target;
     QString type;
     QByteArray data;
+    /// The target's name is not one of ours: it came with the contents.
+    bool isForeign = false;
     friend bool operator==(const Offer &, const Offer &) = default;
 };
 
 /// What clipboard owners get from us, no target twice. Names that are not ours to offer (protocol
 /// targets, names that no display server takes) are left out.
+///
+/// The contents came from another machine, and file managers act on what is pasted. Files are those
+/// of NSFilenamesPboardType and no others: stored lists of them under the desktop's own names are
+/// left out, and a URL goes out as a list only when it is one of the web and names no program.
 [[nodiscard]] QList<Offer> offers(const PasteboardContents &contents);
 
 /// The MIME type of an image's bytes, by their first ones; empty when they are of no known format.

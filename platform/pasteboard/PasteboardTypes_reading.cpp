@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/PasteboardReadings.h"
@@ -158,7 +159,7 @@ private:
         PropertyList::List paths;
         std::optional<QUrl> web;
         for (const QByteArray &line : lines) {
-            QUrl url = QUrl::fromEncoded(line, QUrl::TolerantMode);
+            QUrl url = urlFromForeignText(QString::fromUtf8(line));
             if (url.isLocalFile() && isThisHost(url.host())) {
                 url.setHost(QString());
                 paths.append(url.toLocalFile());
@@ -181,7 +182,7 @@ private:
         while (text.endsWith(QChar(0)))
             text.chop(1);
         const QStringList lines = text.split(u'\n');
-        const QUrl url(lines.first().trimmed(), QUrl::TolerantMode);
+        const QUrl url = urlFromForeignText(lines.first().trimmed());
         if (!isWebUrl(url))
             return false;
         setOnce(PasteboardType::NSURLPboardType, PasteboardReadings::urlData(url));

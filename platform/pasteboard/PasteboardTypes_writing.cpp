@@ -6,6 +6,7 @@
 #include "platform/pasteboard/PasteboardTargets.h"
 #include "platform/pasteboard/PasteboardTypes.h"
 
+#include <QSet>
 #include <QStringEncoder>
 
 #include <algorithm>
@@ -16,6 +17,31 @@ namespace {
 
 bool isLatin1(const QString &text) {
     return std::all_of(text.begin(), text.end(), [](QChar unit) { return unit.unicode() < 0x100; });
+}
+
+bool isOfTheWeb(const QUrl &url) {
+    return !url.host().isEmpty() && (url.scheme() == u"http" || url.scheme() == u"https");
+}
+
+// A file manager that is pasted a list makes files of its entries, and these run when they are
+// opened, or point to what does.
+bool namesAProgram(const QUrl &url) {
+    static const QSet<QString> endings{
+        QStringLiteral("appimage"), QStringLiteral("bash"),       QStringLiteral("bat"),
+        QStringLiteral("bin"),      QStringLiteral("cmd"),        QStringLiteral("com"),
+        QStringLiteral("deb"),      QStringLiteral("desktop"),    QStringLiteral("directory"),
+        QStringLiteral("exe"),      QStringLiteral("flatpakref"), QStringLiteral("flatpakrepo"),
+        QStringLiteral("jar"),      QStringLiteral("js"),         QStringLiteral("lnk"),
+        QStringLiteral("msi"),      QStringLiteral("pl"),         QStringLiteral("ps1"),
+        QStringLiteral("py"),       QStringLiteral("rb"),         QStringLiteral("rpm"),
+        QStringLiteral("run"),      QStringLiteral("scr"),        QStringLiteral("sh"),
+        QStringLiteral("snap"),     QStringLiteral("url"),        QStringLiteral("vbs"),
+        QStringLiteral("webloc"),   QStringLiteral("wsf"),        QStringLiteral("zsh"),
+    };
+    QString name = url.fileName(QUrl::FullyDecoded).toLower();
+    while (name.endsWith(u'.') || name.endsWith(u' '))
+        name.chop(1);
+    return endings.contains(name.section(u'.', -1));
 }
 
 class OfferBuilder {
@@ -38,7 +64,7 @@ public:
             offer(target, data);
         // A name of our own making goes before one that was stored under the same name.
         for (const auto &[target, data] : _others)
-            offer(target, data);
+            offer(target, data, {}, true);
         return std::move(_offers);
     }
 
@@ -59,7 +85,7 @@ private:
         else if (type == PasteboardType::NSURLPboardType)
             addUrl();
         else if (type != PasteboardType::publicUrlName && _others.size() < maximumTargets &&
-                 isPassedOn(type, data))
+                 isPassedOn(type))
             _others.append({type, data});
     }
 
@@ -111,32 +137,32 @@ private:
             return;
         const QByteArray encoded = _url->toEncoded();
         const QString text = QString::fromLatin1(encoded);
-        if (_files.isEmpty())
+        if (_files.isEmpty() && isOfTheWeb(*_url) && !namesAProgram(*_url))
             offer(QStringLiteral("text/uri-list"), encoded + "\r\n");
-        QString title = text;
-        if (const auto name = _contents.data(PasteboardType::publicUrlName))
-            title = QString::fromUtf8(*name).simplified();
-        QStringEncoder utf16(QStringEncoder::Utf16LE);
-        offer(QStringLiteral("text/x-moz-url"), utf16(text + u'\n' + title));
+        if (!_url->isLocalFile()) {
+            QString title = text;
+            if (const auto name = _contents.data(PasteboardType::publicUrlName))
+                title = QString::fromUtf8(*name).simplified();
+            QStringEncoder utf16(QStringEncoder::Utf16LE);
+            offer(QStringLiteral("text/x-moz-url"), utf16(text + u'\n' + title));
+        }
         if (!_contents.data(PasteboardType::NSStringPboardType))
             addText(text);
     }
 
-    [[nodiscard]] bool isPassedOn(const QString &target, const QByteArray &data) const {
-        // Files that were cut once must not be moved by a later paste.
-        if (target == u"application/x-kde-cutselection" ||
-            (target == u"x-special/gnome-copied-files" && !data.startsWith("copy")))
-            return false;
+    [[nodiscard]] static bool isPassedOn(const QString &target) {
         return PasteboardTargets::isValidName(target) && !PasteboardTargets::isProtocol(target) &&
-               !PasteboardTargets::isBoundToItsSession(target);
+               !PasteboardTargets::isBoundToItsSession(target) &&
+               !PasteboardTargets::namesFiles(target);
     }
 
-    void offer(const QString &target, const QByteArray &data, const QString &type = {}) {
+    void offer(const QString &target, const QByteArray &data, const QString &type = {},
+               bool isForeign = false) {
         const bool isOffered =
             std::any_of(_offers.cbegin(), _offers.cend(),
                         [&](const Offer &offered) { return offered.target == target; });
         if (!isOffered && _offers.size() < maximumTargets)
-            _offers.append({target, type.isEmpty() ? target : type, data});
+            _offers.append({target, type.isEmpty() ? target : type, data, isForeign});
     }
 
     struct Named {

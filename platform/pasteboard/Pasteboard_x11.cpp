@@ -5,6 +5,8 @@
 
 #include "platform/pasteboard/PasteboardTypes.h"
 
+#include <algorithm>
+
 #include <xcb/xfixes.h>
 
 namespace clipmule {
@@ -24,6 +26,7 @@ PasteboardX11::PasteboardX11(std::shared_ptr<X11Connection> connection)
     , _reader(_connection)
     , _owner(_connection)
     , _clipboard(_connection->atom("CLIPBOARD"))
+    , _clipboardManager(_connection->atom("CLIPBOARD_MANAGER"))
     , _selectionEvent(
           quint8(xcb_get_extension_data(_connection->xcb(), &xcb_xfixes_id)->first_event +
                  XCB_XFIXES_SELECTION_NOTIFY)) {}
@@ -38,12 +41,7 @@ void PasteboardX11::start() {
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
-    const auto cookie = xcb_get_selection_owner(_connection->xcb(), _clipboard);
-    _connection->awaitReply(cookie.sequence, this, [this](const void *memory) {
-        const auto *reply = static_cast<const xcb_get_selection_owner_reply_t *>(memory);
-        if (reply && reply->owner != XCB_NONE && reply->owner != _owner.window() && !isFetching())
-            fetch(XCB_CURRENT_TIME, Counting::Uncounted);
-    });
+    _connection->flush();
 }
 
 bool PasteboardX11::isFetching() const {
@@ -63,58 +61,120 @@ void PasteboardX11::x11Event(const xcb_generic_event_t &event) {
 
 void PasteboardX11::ownerChanged(xcb_window_t owner, xcb_timestamp_t time) {
     if (owner == _owner.window()) {
-        --_ownEventsToCome;
+        // Anybody may name our window as the owner, at any time.
+        _ownEventsToCome = std::max(0, _ownEventsToCome - 1);
         _owner.setTime(time);
         return;
     }
     if (_ownEventsToCome > 0)
         return;
+    ++_changes;
+    if (owner == XCB_NONE)
+        ownerEnded();
+    else
+        ownerTook(owner, time);
+}
+
+void PasteboardX11::ownerEnded() {
+    // A copy that nobody had the time to read may still be had from a manager.
+    _taking = {.isCopy = _taking.isCopy || (isFetching() && !_taking.mayBeTakeover())};
+    stopFetching();
+    forgetContents();
     _owner.disown();
+    _ended = RunLoop::current().now();
+}
+
+void PasteboardX11::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
+    const RunLoop::Seconds now = RunLoop::current().now();
+    Taking taking{.isCopy = _taking.isCopy,
+                  .followsAnEnd = _ended && now - *_ended < takeoverTime,
+                  .hasReadUs = _taken && now - *_taken < reowningTime && _owner.wasReadBy(owner)};
+    // After a while without contents they are nobody's to take over.
+    if (_ended && !taking.followsAnEnd)
+        _last.reset();
+    _ended.reset();
+    if (isFetching()) {
+        taking.isCopy = !_taking.mayBeTakeover();
+        taking.hasReadUs = taking.hasReadUs || _taking.hasReadUs;
+    }
+    _taking = taking;
+    stopFetching();
+    if (!contents().isEmpty())
+        _last = PasteboardFingerprint(contents());
+    _owner.disown();
+    if (!_watching) {
+        setContents({});
+        _last.reset();
+        moveChangeCount();
+        return;
+    }
+    askForTheManager(owner);
+    _settle = RunLoop::current().performAfter(settleTime, [this, time] { fetch(time); });
+}
+
+// The answer is there before anything that the owner is asked for.
+void PasteboardX11::askForTheManager(xcb_window_t owner) {
+    const auto cookie = xcb_get_selection_owner(_connection->xcb(), _clipboardManager);
+    _connection->awaitReply(
+        cookie.sequence, this, [this, owner, change = _changes](const void *memory) {
+            const auto *reply = static_cast<const xcb_get_selection_owner_reply_t *>(memory);
+            if (change == _changes && reply && reply->owner != XCB_NONE)
+                _taking.isTheManagers =
+                    _connection->clientOf(reply->owner) == _connection->clientOf(owner);
+        });
+}
+
+void PasteboardX11::fetch(xcb_timestamp_t time) {
+    _reader.start(time,
+                  [this](const std::optional<PasteboardContents> &contents) { fetched(contents); });
+}
+
+void PasteboardX11::fetched(const std::optional<PasteboardContents> &fetchedContents) {
+    // Of an owner that hangs nothing is known; the last complete contents stay.
+    if (fetchedContents) {
+        const bool isCopy = !fetchedContents->isEmpty() && !isTakeover(*fetchedContents);
+        setContents(*fetchedContents);
+        _last.reset();
+        if (isCopy)
+            moveChangeCount();
+    }
+    _taking = {};
+}
+
+bool PasteboardX11::isTakeover(const PasteboardContents &fetched) const {
+    if (!_taking.mayBeTakeover())
+        return false;
+    // What a program had that quit before anybody read it is known to nobody but the manager.
+    if (!_last)
+        return _taking.followsAnEnd;
+    return PasteboardFingerprint(fetched).isWithin(*_last);
+}
+
+void PasteboardX11::stopFetching() {
     _settle.cancel();
     _reader.abandon();
-    if (owner == XCB_NONE) {
-        if (!contents().isEmpty())
-            _leftBehind = PasteboardFingerprint(contents());
-        else if (!_released.isEmpty())
-            _leftBehind = std::exchange(_released, {});
-        setContents({});
-        return;
-    }
-    if (!_watching) {
-        _isStale = true;
-        moveChangeCount();
-        return;
-    }
-    _settle = RunLoop::current().performAfter(settleTime,
-                                              [this, time] { fetch(time, Counting::Counted); });
 }
 
-void PasteboardX11::fetch(xcb_timestamp_t time, Counting counting) {
-    _reader.start(time, [this, counting](const std::optional<PasteboardContents> &contents) {
-        fetched(contents, counting);
-    });
-}
-
-void PasteboardX11::fetched(const std::optional<PasteboardContents> &fetchedContents,
-                            Counting counting) {
-    // Of an owner that hangs nothing is known; the last complete contents stay.
-    if (!fetchedContents)
-        return;
-    bool isTakeover = false;
-    if (!_leftBehind.isEmpty())
-        isTakeover = PasteboardFingerprint(*fetchedContents).isWithin(_leftBehind);
-    _leftBehind = {};
-    _released = {};
-    _isStale = false;
-    setContents(*fetchedContents);
-    if (counting == Counting::Counted && !isTakeover && !fetchedContents->isEmpty())
-        moveChangeCount();
+// Their fingerprint stays.
+void PasteboardX11::forgetContents() {
+    if (!contents().isEmpty())
+        _last = PasteboardFingerprint(contents());
+    setContents({});
 }
 
 void PasteboardX11::setWatching(bool watching) {
     _watching = watching;
-    if (watching && _isStale && !_connection->isLost())
-        fetch(XCB_CURRENT_TIME, Counting::Uncounted);
+    if (watching)
+        return;
+    if (isFetching()) {
+        stopFetching();
+        setContents({});
+        _last.reset();
+        _taking = {};
+        moveChangeCount();
+    } else if (!ownsContents()) {
+        forgetContents();
+    }
 }
 
 void PasteboardX11::publish() {
@@ -122,11 +182,11 @@ void PasteboardX11::publish() {
         setContents({});
         return;
     }
-    _settle.cancel();
-    _reader.abandon();
-    _isStale = false;
-    _released = {};
-    _leftBehind = PasteboardFingerprint(contents());
+    stopFetching();
+    _ended.reset();
+    _taken = RunLoop::current().now();
+    _taking = {};
+    _last.reset();
     ++_ownEventsToCome;
     _owner.own(PasteboardTypes::offers(contents()));
 }
@@ -134,11 +194,8 @@ void PasteboardX11::publish() {
 void PasteboardX11::releaseContents() {
     const PasteboardContents before = contents();
     StagedPasteboard::releaseContents();
-    if (before.isEmpty() || !contents().isEmpty())
-        return;
-    _released = PasteboardFingerprint(before);
-    // Whoever begins to watch later finds them fetched again.
-    _isStale = true;
+    if (!before.isEmpty() && contents().isEmpty())
+        _last = PasteboardFingerprint(before);
 }
 
 void PasteboardX11::prepareToQuit(std::function<void()> done) {
@@ -147,8 +204,6 @@ void PasteboardX11::prepareToQuit(std::function<void()> done) {
 
 void PasteboardX11::x11ConnectionLost() {
     _settle.cancel();
-    _leftBehind = {};
-    _released = {};
     setContents({});
 }
 

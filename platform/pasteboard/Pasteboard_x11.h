@@ -10,13 +10,22 @@
 #include "platform/pasteboard/X11SelectionReader.h"
 #include "platform/x11/X11Connection.h"
 
+#include <optional>
+
 namespace clipmule {
 
 /// The CLIPBOARD selection of an X11 display.
 ///
-/// What others copy is fetched on its own, in pieces, and counted when it is complete. Two changes
-/// are no copies and do not move the count: the owner quits (there are no contents then), and a
-/// clipboard manager takes over what a quitting owner or we had offered.
+/// While watched, what others copy is fetched on its own, in pieces, and counted when it is
+/// complete. Two changes are no copies and do not move the count: the owner quits (there are no
+/// contents then), and a clipboard manager takes over what a quitting owner or we had offered.
+///
+/// A manager that takes over is known by what it does as well as by the contents, so that a person
+/// may copy the same again, or a part of it: it follows the end of the owner at once, or it has
+/// just read the contents from us, or it is the client that the desktop names its clipboard
+/// manager.
+///
+/// While nobody watches, no owner is asked for anything; every new owner moves the count.
 ///
 /// What we commit is served to other clients from the run loop; the reading calls answer from it
 /// without asking the display.
@@ -25,16 +34,23 @@ public:
     /// A burst of owners (one quits, a manager follows) is one change; the poll looks twice a
     /// second.
     static constexpr RunLoop::Seconds settleTime{0.02};
+    /// How long after the end of an owner a manager may take over. It is told of the end and needs
+    /// some milliseconds; nobody quits one program and copies in another in so short a time.
+    static constexpr RunLoop::Seconds takeoverTime{0.3};
+    /// How long after we took the clipboard a program that has read it may take it over. Managers
+    /// that own everything anew do it as soon as they have read it.
+    static constexpr RunLoop::Seconds reowningTime{1.0};
 
     /// The connection must have the XFixes extension: hasX11PasteboardSupport().
     explicit PasteboardX11(std::shared_ptr<X11Connection> connection);
     ~PasteboardX11() override;
 
-    /// Begins to follow the selection and fetches what is there already, uncounted.
+    /// Begins to follow the selection.
     void start();
 
     void setWatching(bool watching) override;
     void releaseContents() override;
+    void offerAsSelection() override { _owner.ownSelection(); }
     void prepareToQuit(std::function<void()> done) override;
 
     /// Whether contents are being fetched or are about to be.
@@ -45,27 +61,47 @@ protected:
     [[nodiscard]] bool ownsContents() const override { return _owner.isOwning(); }
 
 private:
-    enum class Counting { Counted, Uncounted };
+    // What is known of the newest owner: whether its contents may be those that were there before.
+    struct Taking {
+        bool isCopy = false; // certainly: something new has come in between
+        bool followsAnEnd = false;
+        bool hasReadUs = false;
+        bool isTheManagers = false;
+
+        [[nodiscard]] bool mayBeTakeover() const {
+            return !isCopy && (followsAnEnd || hasReadUs || isTheManagers);
+        }
+    };
 
     void x11Event(const xcb_generic_event_t &event) override;
     void x11ConnectionLost() override;
     void ownerChanged(xcb_window_t owner, xcb_timestamp_t time);
-    void fetch(xcb_timestamp_t time, Counting counting);
-    void fetched(const std::optional<PasteboardContents> &contents, Counting counting);
+    void ownerEnded();
+    void ownerTook(xcb_window_t owner, xcb_timestamp_t time);
+    void askForTheManager(xcb_window_t owner);
+    void fetch(xcb_timestamp_t time);
+    void fetched(const std::optional<PasteboardContents> &contents);
+    [[nodiscard]] bool isTakeover(const PasteboardContents &fetched) const;
+    void stopFetching();
+    void forgetContents();
 
     std::shared_ptr<X11Connection> _connection;
     X11SelectionReader _reader;
     X11SelectionOwner _owner;
     xcb_atom_t _clipboard;
+    xcb_atom_t _clipboardManager;
     quint8 _selectionEvent; // its number on this connection
     RunLoop::Timer _settle;
-    bool _watching = true;
-    bool _isStale = false; // changed while nobody was watching
+    bool _watching = false;
     // Events of our own taking that are still to come: older ones of others say nothing any more.
     int _ownEventsToCome = 0;
-    // What a clipboard manager may take over: the contents of an owner that quit, or our own.
-    PasteboardFingerprint _leftBehind;
-    PasteboardFingerprint _released; // of the contents that were let go
+    quint64 _changes = 0; // of the owner
+    Taking _taking;
+    // What was on the clipboard last, where it is not among the contents any more; nothing when it
+    // was never read.
+    std::optional<PasteboardFingerprint> _last;
+    std::optional<RunLoop::Seconds> _ended; // when the owner did, while there is no other
+    std::optional<RunLoop::Seconds> _taken; // when we took the clipboard
 };
 
 /// Whether the display tells of changes of the clipboard at all.

@@ -28,12 +28,24 @@ X11SelectionOwner::~X11SelectionOwner() {
 
 void X11SelectionOwner::own(QList<PasteboardTypes::Offer> offers) {
     QList<QByteArray> names;
-    for (const PasteboardTypes::Offer &offer : std::as_const(offers))
-        names << offer.target.toLatin1() << offer.type.toLatin1();
-    const QList<xcb_atom_t> atoms = _connection->atoms(names);
+    QList<QByteArray> foreignNames;
+    for (const PasteboardTypes::Offer &offer : std::as_const(offers)) {
+        if (offer.isForeign)
+            foreignNames << offer.target.toLatin1();
+        else
+            names << offer.target.toLatin1() << offer.type.toLatin1();
+    }
+    QList<xcb_atom_t> atoms = _connection->atoms(names);
+    QList<xcb_atom_t> foreignAtoms = _connection->foreignAtoms(foreignNames);
     _offers.clear();
-    for (qsizetype index = 0; index < offers.size(); ++index)
-        _offers.append({atoms.at(2 * index), atoms.at(2 * index + 1), offers.at(index).data});
+    _readers.clear();
+    for (const PasteboardTypes::Offer &offer : std::as_const(offers)) {
+        QList<xcb_atom_t> &named = offer.isForeign ? foreignAtoms : atoms;
+        const xcb_atom_t target = named.takeFirst();
+        const xcb_atom_t type = offer.isForeign ? target : named.takeFirst();
+        if (target != XCB_ATOM_NONE)
+            _offers.append({target, type, offer.data});
+    }
     _isOwning = true;
     // The server tells the time of taking it in an event, which is served before any request.
     _time = XCB_CURRENT_TIME;
@@ -41,9 +53,18 @@ void X11SelectionOwner::own(QList<PasteboardTypes::Offer> offers) {
     _connection->flush();
 }
 
+void X11SelectionOwner::ownSelection() {
+    if (!_isOwning || _connection->isLost())
+        return;
+    _isOwningSelection = true;
+    xcb_set_selection_owner(_connection->xcb(), _window, XCB_ATOM_PRIMARY, XCB_CURRENT_TIME);
+    _connection->flush();
+}
+
 void X11SelectionOwner::disown() {
     _isOwning = false;
     _offers.clear();
+    _readers.clear();
     endHandOver();
 }
 
@@ -69,6 +90,13 @@ void X11SelectionOwner::x11Event(const xcb_generic_event_t &event) {
         const auto &notified = reinterpret_cast<const xcb_destroy_notify_event_t &>(event);
         _transfers.remove_if(
             [&](const Transfer &transfer) { return transfer.requestor == notified.window; });
+        _readers.remove(notified.window);
+        break;
+    }
+    case XCB_SELECTION_CLEAR: {
+        const auto &cleared = reinterpret_cast<const xcb_selection_clear_event_t &>(event);
+        if (cleared.owner == _window && cleared.selection == XCB_ATOM_PRIMARY)
+            _isOwningSelection = false;
         break;
     }
     case XCB_SELECTION_NOTIFY: {
@@ -88,8 +116,9 @@ void X11SelectionOwner::requested(const xcb_selection_request_event_t &request) 
     // Clients of old leave the choice of the property to the owner.
     const xcb_atom_t property =
         request.property == XCB_ATOM_NONE ? request.target : request.property;
-    const bool isForUs =
-        _isOwning && request.owner == _window && request.selection == _atoms.clipboard;
+    const bool isForUs = _isOwning && request.owner == _window &&
+                         (request.selection == _atoms.clipboard ||
+                          (request.selection == XCB_ATOM_PRIMARY && _isOwningSelection));
     // The time of the request is not looked at: toolkits ask with the time of the last event they
     // saw, which may be from before we took the clipboard, and mean what is there now.
     // Anybody may name a window of ours as the requestor; its events are ours to choose.
@@ -151,7 +180,30 @@ bool X11SelectionOwner::convert(xcb_window_t requestor, xcb_atom_t target, xcb_a
     const auto offer =
         std::find_if(_offers.cbegin(), _offers.cend(),
                      [target](const OwnedOffer &candidate) { return candidate.target == target; });
-    return offer != _offers.cend() && convertData(requestor, property, *offer);
+    if (offer == _offers.cend() || !convertData(requestor, property, *offer))
+        return false;
+    remember(requestor);
+    return true;
+}
+
+void X11SelectionOwner::remember(xcb_window_t reader) {
+    if (_readers.size() >= mostReaders)
+        return;
+    _readers.insert(reader);
+    const bool isTransferring =
+        std::any_of(_transfers.cbegin(), _transfers.cend(),
+                    [reader](const Transfer &transfer) { return transfer.requestor == reader; });
+    // A transfer asks for this and for more.
+    if (isTransferring)
+        return;
+    const quint32 mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(_connection->xcb(), reader, XCB_CW_EVENT_MASK, &mask);
+}
+
+bool X11SelectionOwner::wasReadBy(xcb_window_t window) const {
+    return std::any_of(_readers.cbegin(), _readers.cend(), [&](xcb_window_t reader) {
+        return _connection->clientOf(reader) == _connection->clientOf(window);
+    });
 }
 
 bool X11SelectionOwner::convertData(xcb_window_t requestor, xcb_atom_t property,
@@ -210,8 +262,10 @@ void X11SelectionOwner::endTransfer(Transfers::iterator transfer) {
         std::none_of(_transfers.cbegin(), _transfers.cend(),
                      [requestor](const Transfer &other) { return other.requestor == requestor; });
     if (isLast) {
-        const quint32 nothing = XCB_EVENT_MASK_NO_EVENT;
-        xcb_change_window_attributes(_connection->xcb(), requestor, XCB_CW_EVENT_MASK, &nothing);
+        // Its end is still worth knowing while it counts as a reader.
+        const quint32 mask =
+            _readers.contains(requestor) ? quint32(XCB_EVENT_MASK_STRUCTURE_NOTIFY) : 0;
+        xcb_change_window_attributes(_connection->xcb(), requestor, XCB_CW_EVENT_MASK, &mask);
         _connection->flush();
     }
 }

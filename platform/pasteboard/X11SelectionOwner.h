@@ -7,6 +7,8 @@
 #include "platform/pasteboard/PasteboardTypes.h"
 #include "platform/x11/X11Connection.h"
 
+#include <QSet>
+
 #include <functional>
 #include <list>
 #include <map>
@@ -26,6 +28,8 @@ public:
     static constexpr RunLoop::Seconds stallLimit{10.0};
     /// Transfers in pieces that may be under way at once. A paste is one; more are refused.
     static constexpr size_t maximumTransfers = 64;
+    /// Windows that are remembered as having read. A desktop has a handful of programs that do.
+    static constexpr qsizetype mostReaders = 256;
     /// Pairs of one MULTIPLE request; the rest is refused.
     static constexpr int maximumPairs = 256;
     /// How long the clipboard manager may take before the program ends without it.
@@ -37,9 +41,16 @@ public:
     [[nodiscard]] xcb_window_t window() const { return _window; }
     /// Takes the selection. Transfers under way keep the data they began with.
     void own(QList<PasteboardTypes::Offer> offers);
+    /// Takes the PRIMARY selection too, while the other is ours: the same is offered there, and
+    /// what comes after it, until somebody selects something.
+    void ownSelection();
     [[nodiscard]] bool isOwning() const { return _isOwning; }
     /// Another owner has the selection.
     void disown();
+    /// Whether the client of this window has been given any of the data since we own, and still
+    /// has the window that it asked with: the number of a client that has gone is given to the
+    /// next.
+    [[nodiscard]] bool wasReadBy(xcb_window_t window) const;
     /// The server's time of taking it.
     void setTime(xcb_timestamp_t time) { _time = time; }
     /// Asks the clipboard manager to keep what we offer. Calls back once.
@@ -75,6 +86,7 @@ private:
     void notify(const xcb_selection_request_event_t &request, xcb_atom_t property);
     void replace(xcb_window_t window, xcb_atom_t property, xcb_atom_t type, quint8 format,
                  quint32 count, const void *data);
+    void remember(xcb_window_t reader);
     void endHandOver();
 
     std::shared_ptr<X11Connection> _connection;
@@ -84,7 +96,9 @@ private:
             incr, handOver;
     } _atoms{};
     QList<OwnedOffer> _offers;
+    QSet<xcb_window_t> _readers;
     bool _isOwning = false;
+    bool _isOwningSelection = false;
     xcb_timestamp_t _time = XCB_CURRENT_TIME;
     Transfers _transfers;
     std::function<void()> _handedOver;

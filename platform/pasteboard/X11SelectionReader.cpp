@@ -5,6 +5,7 @@
 
 #include "platform/foundation/Log.h"
 #include "platform/pasteboard/Log.h"
+#include "platform/pasteboard/Pasteboard.h"
 
 #include <algorithm>
 
@@ -17,7 +18,8 @@ constexpr int propertyCount = 64;
 // Names of atoms that are remembered.
 constexpr qsizetype rememberedNames = 4096;
 
-const QString passwordHint = QStringLiteral("x-kde-passwordManagerHint");
+// No real target's name is longer, and a server takes names of 64 KiB.
+constexpr int longestName = 255;
 
 // What decides comes first, so that an owner that gets stuck later has told the essential.
 int priority(const PasteboardTypes::Request &request) {
@@ -36,7 +38,7 @@ int priority(const PasteboardTypes::Request &request) {
     case Meaning::Image:
         return 6;
     case Meaning::Other:
-        return request.targets.first() == passwordHint ? 0 : 7;
+        return request.targets.first() == PasteboardMarker::passwordHint ? 0 : 7;
     }
     return 7;
 }
@@ -53,6 +55,8 @@ X11SelectionReader::X11SelectionReader(std::shared_ptr<X11Connection> connection
     QList<QByteArray> names{"CLIPBOARD", "INCR", "TARGETS", "UTF8_STRING", "COMPOUND_TEXT"};
     for (int index = 0; index < propertyCount; ++index)
         names.append("_CLIPMULE_READ_" + QByteArray::number(index));
+    for (const QString &marker : PasteboardMarker::all)
+        names.append(marker.toLatin1());
     const QList<xcb_atom_t> atoms = _connection->atoms(names);
     _clipboard = atoms.at(0);
     _incr = atoms.at(1);
@@ -60,7 +64,9 @@ X11SelectionReader::X11SelectionReader(std::shared_ptr<X11Connection> connection
     _utf8String = atoms.at(3);
     _compoundText = atoms.at(4);
     forgetNames();
-    _properties = atoms.sliced(5);
+    _properties = atoms.sliced(5, propertyCount);
+    for (const xcb_atom_t marker : atoms.sliced(5 + propertyCount))
+        _markers.insert(marker);
     _connection->addObserver(this);
 }
 
@@ -76,7 +82,8 @@ void X11SelectionReader::start(xcb_timestamp_t time, Completion completion) {
     _completion = std::move(completion);
     _time = time;
     _bytes = 0;
-    _totalTimer = RunLoop::current().performAfter(totalLimit, [this] { timedOut(); });
+    _isMute = false;
+    _totalTimer = RunLoop::current().performAfter(totalLimit, [this] { totalTimedOut(); });
     _isReadingTargets = true;
     convert(_targetsAtom);
 }
@@ -113,7 +120,7 @@ void X11SelectionReader::convert(xcb_atom_t target) {
 }
 
 void X11SelectionReader::waitForStep() {
-    _stepTimer = RunLoop::current().performAfter(stepLimit, [this] { timedOut(); });
+    _stepTimer = RunLoop::current().performAfter(stepLimit, [this] { stepTimedOut(); });
 }
 
 void X11SelectionReader::x11Event(const xcb_generic_event_t &event) {
@@ -180,7 +187,7 @@ void X11SelectionReader::propertyArrived(const xcb_get_property_reply_t *reply, 
         const auto *value = static_cast<const quint32 *>(xcb_get_property_value(reply));
         const qint64 atLeast = size >= 4 && reply->format == 32 ? qint64(*value) : 0;
         _step = Step::Increment;
-        if (_bytes + atLeast > byteLimit) {
+        if (atLeast > spaceLeft()) {
             targetTooLarge();
             return;
         }
@@ -190,7 +197,7 @@ void X11SelectionReader::propertyArrived(const xcb_get_property_reply_t *reply, 
     }
     const bool isEnd = _step == Step::Increment && offset == 0 && size == 0;
     if (!isEnd && _step == Step::Property && offset == 0 &&
-        _bytes + size + qint64(reply->bytes_after) <= byteLimit)
+        size + qint64(reply->bytes_after) <= spaceLeft())
         _data.reserve(size + qsizetype(reply->bytes_after));
     if (!append(*reply)) {
         targetTooLarge();
@@ -205,9 +212,13 @@ void X11SelectionReader::propertyArrived(const xcb_get_property_reply_t *reply, 
         targetDone();
 }
 
+qint64 X11SelectionReader::spaceLeft() const {
+    return _isReadingTargets ? targetListBytes - _targetBytes : byteLimit - _bytes - _targetBytes;
+}
+
 bool X11SelectionReader::append(const xcb_get_property_reply_t &reply) {
     const int size = xcb_get_property_value_length(&reply);
-    if (_bytes + _targetBytes + size > byteLimit)
+    if (size > spaceLeft())
         return false;
     _targetBytes += size;
     const QByteArrayView bytes(static_cast<const char *>(xcb_get_property_value(&reply)), size);
@@ -257,8 +268,7 @@ void X11SelectionReader::targetRefused() {
         fetchCandidate();
         return;
     }
-    _answers.insert(fetch.position,
-                    {fetch.request.meaning, fetch.request.targets.first(), std::nullopt});
+    leaveOut(fetch);
     _fetches.pop_front();
     fetchNext();
 }
@@ -266,15 +276,16 @@ void X11SelectionReader::targetRefused() {
 void X11SelectionReader::targetTooLarge() {
     drain(_property);
     if (_isReadingTargets) {
+        qCWarning(logPasteboard, "the clipboard's owner offers more than %lld targets",
+                  targetListBytes / qint64(sizeof(xcb_atom_t)));
         finish(false);
         return;
     }
     const Fetch fetch = std::move(_fetches.front());
     _fetches.pop_front();
-    const QString &target = fetch.request.targets.at(fetch.candidate);
     qCWarning(logPasteboard, "the clipboard's %s is larger than %lld bytes and is left out",
-              qUtf8Printable(cutForLog(target)), byteLimit);
-    _answers.insert(fetch.position, {fetch.request.meaning, target, std::nullopt});
+              qUtf8Printable(cutForLog(fetch.request.targets.at(fetch.candidate))), byteLimit);
+    leaveOut(fetch);
     fetchNext();
 }
 
@@ -284,7 +295,14 @@ void X11SelectionReader::targetsArrived(const QList<xcb_atom_t> &atoms) {
     _isReadingTargets = false;
     _step = Step::Idle;
     _stepTimer.cancel();
-    _atoms = atoms.first(std::min<qsizetype>(atoms.size(), PasteboardTypes::maximumTargets));
+    const qsizetype looked = std::min<qsizetype>(atoms.size(), PasteboardTypes::maximumTargets);
+    // A marker counts wherever it is.
+    QSet<xcb_atom_t> hidden;
+    for (qsizetype index = looked; index < atoms.size(); ++index) {
+        if (_markers.contains(atoms.at(index)))
+            hidden.insert(atoms.at(index));
+    }
+    _atoms = hidden.values() + atoms.first(looked);
     if (_names.size() > rememberedNames)
         forgetNames();
     _namesToCome = 0;
@@ -296,9 +314,12 @@ void X11SelectionReader::targetsArrived(const QList<xcb_atom_t> &atoms) {
         _connection->awaitReply(
             cookie.sequence, this, [this, atom, reading = _reading](const void *memory) {
                 const auto *reply = static_cast<const xcb_get_atom_name_reply_t *>(memory);
-                if (reply)
-                    _names.insert(atom, QString::fromLatin1(xcb_get_atom_name_name(reply),
-                                                            xcb_get_atom_name_name_length(reply)));
+                if (reply) {
+                    const int length = xcb_get_atom_name_name_length(reply);
+                    const char *name = xcb_get_atom_name_name(reply);
+                    _names.insert(atom, length > longestName ? QString()
+                                                             : QString::fromLatin1(name, length));
+                }
                 if (reading == _reading && _completion && --_namesToCome == 0)
                     namesArrived();
             });
@@ -338,22 +359,53 @@ void X11SelectionReader::fetchCandidate() {
     convert(_names.key(fetch.request.targets.at(fetch.candidate)));
 }
 
-void X11SelectionReader::timedOut() {
-    if (_fetches.empty() || isEssential(_fetches.front().request)) {
+// One target that is never answered takes nothing from the others.
+void X11SelectionReader::stepTimedOut() {
+    if (_isReadingTargets || _fetches.empty()) {
         qCWarning(logPasteboard, "the clipboard's owner does not answer");
         finish(false);
         return;
     }
+    if (_step == Step::Property || _step == Step::Increment)
+        drain(_property);
+    _step = Step::Idle;
+    const Fetch fetch = std::move(_fetches.front());
+    _fetches.pop_front();
+    leaveOut(fetch);
+    if (isEssential(fetch.request)) {
+        _isMute = true;
+        qCWarning(logPasteboard, "the clipboard's owner does not answer for its %s",
+                  qUtf8Printable(cutForLog(fetch.request.targets.at(fetch.candidate))));
+    } else {
+        // What has no meaning to us is not waited for twice.
+        for (const Fetch &other : _fetches)
+            leaveOut(other);
+        _fetches.clear();
+    }
+    fetchNext();
+}
+
+void X11SelectionReader::totalTimedOut() {
+    qCWarning(logPasteboard, "the clipboard's owner takes too long; what has arrived is taken");
+    _isMute = true;
     for (const Fetch &fetch : _fetches)
-        _answers.insert(fetch.position,
-                        {fetch.request.meaning, fetch.request.targets.first(), std::nullopt});
-    finish(true);
+        leaveOut(fetch);
+    finish(!_isReadingTargets);
+}
+
+void X11SelectionReader::leaveOut(const Fetch &fetch) {
+    _answers.insert(fetch.position,
+                    {fetch.request.meaning, fetch.request.targets.first(), std::nullopt});
 }
 
 void X11SelectionReader::finish(bool complete) {
     const Completion completion = std::move(_completion);
     std::optional<PasteboardContents> contents;
-    if (complete)
+    const bool hasArrived = !_isMute || std::any_of(_answers.cbegin(), _answers.cend(),
+                                                    [](const PasteboardTypes::Answer &answer) {
+                                                        return answer.data.has_value();
+                                                    });
+    if (complete && hasArrived)
         contents = PasteboardTypes::contents(_answers.values());
     abandon();
     completion(std::move(contents));

@@ -8,6 +8,8 @@
 #include "platform/pasteboard/PasteboardTypes.h"
 #include "platform/x11/X11Connection.h"
 
+#include <QSet>
+
 #include <deque>
 #include <functional>
 #include <memory>
@@ -20,11 +22,15 @@ namespace clipmule {
 /// size its limit, and nothing is waited for on the spot.
 class X11SelectionReader final : public X11Observer {
 public:
-    /// An owner that has not answered for so long is taken as hung. Rendering a large image for
-    /// one request takes some seconds in an image editor; the waiting itself costs nothing.
+    /// A target that has not been answered for so long is given up, and the next one is asked for.
+    /// Rendering a large image for one request takes some seconds in an image editor; the waiting
+    /// itself costs nothing.
     static constexpr RunLoop::Seconds stepLimit{5.0};
-    /// All steps together: an owner that always answers at the last moment does not get further.
+    /// All steps together. What has arrived by then is what was copied.
     static constexpr RunLoop::Seconds totalLimit{20.0};
+    /// An owner that lists more targets than fit in here (four bytes each) is not asked for any:
+    /// of a list that is cut off nobody knows whether the contents are marked as secret.
+    static constexpr qint64 targetListBytes = 256 * 1024;
     /// All targets together: an image of 64 MiB with its text and markup beside it. The largest
     /// clip that travels has 10 MB; the full-size image of a reduced one stays on this computer.
     static constexpr qint64 byteLimit = 96 * 1024 * 1024;
@@ -35,7 +41,7 @@ public:
     /// comes to the end: a gigabyte from most toolkits. One that never ends is left to wait.
     static constexpr int drainedPieces = 4096;
 
-    /// Nothing: the owner hung or vanished in the middle.
+    /// Nothing: the owner did not answer at all.
     using Completion = std::function<void(std::optional<PasteboardContents>)>;
 
     explicit X11SelectionReader(std::shared_ptr<X11Connection> connection);
@@ -58,7 +64,6 @@ private:
         int candidate = 0; // which of the request's targets is asked for
     };
 
-    void askForTargets();
     void targetsArrived(const QList<xcb_atom_t> &atoms);
     void forgetNames();
     void namesArrived();
@@ -75,8 +80,11 @@ private:
     void targetDone();
     void targetRefused();
     void targetTooLarge();
-    void timedOut();
+    void stepTimedOut();
+    void totalTimedOut();
+    void leaveOut(const Fetch &fetch);
     void finish(bool complete);
+    [[nodiscard]] qint64 spaceLeft() const;
     void drain(xcb_atom_t property);
     void waitForStep();
 
@@ -87,6 +95,7 @@ private:
     xcb_atom_t _targetsAtom;
     xcb_atom_t _utf8String;
     xcb_atom_t _compoundText;
+    QSet<xcb_atom_t> _markers;
     QHash<xcb_atom_t, QString> _names;
 
     Completion _completion;
@@ -112,7 +121,8 @@ private:
     qsizetype _namesToCome = 0;
     std::deque<Fetch> _fetches;
     QMap<int, PasteboardTypes::Answer> _answers;
-    qint64 _bytes = 0; // of the answers so far
+    bool _isMute = false; // for some target
+    qint64 _bytes = 0;    // of the answers so far
 
     qint64 _targetBytes = 0; // of the target that is arriving
     QByteArray _data;

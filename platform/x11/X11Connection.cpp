@@ -77,6 +77,32 @@ QList<xcb_atom_t> X11Connection::atoms(const QList<QByteArray> &names) {
     return atoms;
 }
 
+QList<xcb_atom_t> X11Connection::foreignAtoms(const QList<QByteArray> &names) {
+    const auto ask = [this](const QByteArray &name, bool onlyIfKnown) {
+        return xcb_intern_atom(_connection, onlyIfKnown, quint16(name.size()), name.constData());
+    };
+    QList<xcb_intern_atom_cookie_t> asked;
+    for (const QByteArray &name : names)
+        asked.append(ask(name, true));
+    QList<xcb_atom_t> atoms;
+    for (const xcb_intern_atom_cookie_t cookie : std::as_const(asked)) {
+        const auto known = reply(xcb_intern_atom_reply, cookie);
+        atoms.append(known ? known->atom : xcb_atom_t(XCB_ATOM_NONE));
+    }
+    for (qsizetype index = 0; index < names.size() && _newNames < mostNewNames; ++index) {
+        if (atoms.at(index) != XCB_ATOM_NONE)
+            continue;
+        if (const auto made = reply(xcb_intern_atom_reply, ask(names.at(index), false)))
+            atoms[index] = made->atom;
+        if (++_newNames == mostNewNames)
+            qCWarning(logX11,
+                      "phones have named %d kinds of contents that this desktop does not "
+                      "know; further ones are left out",
+                      mostNewNames);
+    }
+    return atoms;
+}
+
 xcb_window_t X11Connection::createWindow() {
     const xcb_window_t window = xcb_generate_id(_connection);
     const quint32 mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
@@ -86,8 +112,11 @@ xcb_window_t X11Connection::createWindow() {
 }
 
 bool X11Connection::isOurs(xcb_window_t window) const {
-    const xcb_setup_t *setup = xcb_get_setup(_connection);
-    return (window & ~setup->resource_id_mask) == setup->resource_id_base;
+    return clientOf(window) == xcb_get_setup(_connection)->resource_id_base;
+}
+
+quint32 X11Connection::clientOf(xcb_window_t window) const {
+    return window & ~xcb_get_setup(_connection)->resource_id_mask;
 }
 
 void X11Connection::awaitReply(unsigned sequence, X11Observer *observer,

@@ -63,6 +63,8 @@ public:
     [[nodiscard]] xcb_window_t root() const { return _root; }
     /// Whether a window was made by this connection.
     [[nodiscard]] bool isOurs(xcb_window_t window) const;
+    /// Which client made a window, ours or another's: the same number for all of one client's.
+    [[nodiscard]] quint32 clientOf(xcb_window_t window) const;
     [[nodiscard]] bool isLost() const { return _lost; }
     void whenLost(std::function<void()> callback) { _whenLost.push_back(std::move(callback)); }
 
@@ -73,6 +75,12 @@ public:
     /// The atoms of names, in their order. One round trip for all that were not known yet.
     [[nodiscard]] QList<xcb_atom_t> atoms(const QList<QByteArray> &names);
     [[nodiscard]] xcb_atom_t atom(const QByteArray &name) { return atoms({name}).first(); }
+
+    /// The same for names that come from elsewhere, from phones for one. The server never forgets a
+    /// name, so of those that it does not know yet only mostNewNames are made known to it in the
+    /// life of the connection; XCB_ATOM_NONE for the rest. Nothing is remembered here.
+    [[nodiscard]] QList<xcb_atom_t> foreignAtoms(const QList<QByteArray> &names);
+    static constexpr int mostNewNames = 256;
 
     /// An unmapped window of ours that is told of changes of its properties.
     [[nodiscard]] xcb_window_t createWindow();
@@ -116,6 +124,7 @@ private:
     QList<X11Observer *> _observers;
     std::deque<AwaitedReply> _awaited;
     QHash<QByteArray, xcb_atom_t> _atoms;
+    int _newNames = 0;
     std::vector<std::function<void()>> _whenLost;
     bool _lost = false;
     bool _processingIsQueued = false;

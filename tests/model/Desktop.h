@@ -41,6 +41,8 @@ struct Desktop {
     PasteboardServices services{pasteboard, application, notice,
                                 folder.filePath(QStringLiteral("temporary"))};
 
+    Desktop() { pasteboard.setWatching(true); }
+
     [[nodiscard]] QString imageFolder() const {
         return folder.filePath(QStringLiteral("temporary/Clipmule"));
     }

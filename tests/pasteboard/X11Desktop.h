@@ -21,6 +21,7 @@ struct X11Desktop {
             qFatal("this display server has no XFixes");
         pasteboard = std::make_unique<PasteboardX11>(connection);
         pasteboard->start();
+        pasteboard->setWatching(true);
         settle();
     }
 
@@ -46,5 +47,14 @@ struct X11Desktop {
         return fetchBegins() && await([this] { return !pasteboard->isFetching(); });
     }
 };
+
+/// Puts these contents on the clipboard, as the program does.
+inline void write(Pasteboard &pasteboard,
+                  const QList<PasteboardContents::Representation> &contents) {
+    pasteboard.declareTypes({});
+    for (const auto &representation : contents)
+        pasteboard.setDataForType(*representation.data, representation.type);
+    pasteboard.commit();
+}
 
 } // namespace clipmule::tests

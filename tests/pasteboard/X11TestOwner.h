@@ -53,6 +53,7 @@ public:
     [[nodiscard]] bool isTransferring() const { return _isTransferring; }
     [[nodiscard]] xcb_window_t window() const { return _window; }
     [[nodiscard]] X11Connection &connection() { return *_connection; }
+    [[nodiscard]] const std::shared_ptr<X11Connection> &sharedConnection() { return _connection; }
 
     void x11Event(const xcb_generic_event_t &event) override;
 

@@ -6,7 +6,10 @@
 namespace clipmule::tests {
 
 X11TestRequestor::X11TestRequestor()
-    : _connection(X11Connection::open())
+    : X11TestRequestor(X11Connection::open()) {}
+
+X11TestRequestor::X11TestRequestor(std::shared_ptr<X11Connection> connection)
+    : _connection(std::move(connection))
     , _window(_connection->createWindow()) {
     _connection->addObserver(this);
 }
@@ -36,7 +39,7 @@ void X11TestRequestor::ask(xcb_atom_t target, xcb_timestamp_t time) {
     _state = State::Waiting;
     _pieces = 0;
     _data.clear();
-    xcb_convert_selection(_connection->xcb(), _window, _connection->atom("CLIPBOARD"), target,
+    xcb_convert_selection(_connection->xcb(), _window, _connection->atom(_selection), target,
                           _connection->atom("ANSWER"), time);
     _connection->flush();
 }
@@ -110,6 +113,11 @@ QStringList X11TestRequestor::names() {
     for (qsizetype index = 0; index < _data.size() / 4; ++index)
         names.append(QString::fromLatin1(nameOf(atoms[index])));
     return names;
+}
+
+std::optional<QByteArray> X11TestRequestor::takePiece(const QByteArray &name) {
+    const QByteArray piece = take(_connection->atom(name), true);
+    return _type == XCB_ATOM_NONE ? std::nullopt : std::optional(piece);
 }
 
 QByteArray X11TestRequestor::property(const QByteArray &name) {

@@ -4,9 +4,12 @@
 #pragma once
 
 #include "platform/x11/X11Connection.h"
+#include "tests/pasteboard/Await.h"
 
 #include <QByteArray>
 #include <QStringList>
+
+#include <optional>
 
 namespace clipmule::tests {
 
@@ -14,12 +17,16 @@ namespace clipmule::tests {
 class X11TestRequestor final : public X11Observer {
 public:
     X11TestRequestor();
+    /// As a part of another application, over its connection.
+    explicit X11TestRequestor(std::shared_ptr<X11Connection> connection);
     ~X11TestRequestor() override;
 
     /// Asks for a target. Pieces are taken up to the given number, then no more; -1 takes all.
     void request(const QByteArray &target, int pieces = -1);
     /// The same at an earlier time of the server.
     void requestAt(const QByteArray &target, xcb_timestamp_t time);
+    /// From here on asks the owner of another selection.
+    void setSelection(const QByteArray &selection) { _selection = selection; }
     /// Asks for several at once: pairs of a target and the property for it.
     void requestMultiple(const QList<QByteArray> &pairs);
     /// Dies: the window goes, with what was under way.
@@ -37,6 +44,8 @@ public:
     [[nodiscard]] QStringList names();
     /// What is in a property of the window.
     [[nodiscard]] QByteArray property(const QByteArray &name);
+    /// Takes the next piece of what is announced in a property; nothing until it is there.
+    [[nodiscard]] std::optional<QByteArray> takePiece(const QByteArray &name);
 
     void x11Event(const xcb_generic_event_t &event) override;
 
@@ -49,6 +58,7 @@ private:
 
     std::shared_ptr<X11Connection> _connection;
     xcb_window_t _window;
+    QByteArray _selection = "CLIPBOARD";
     State _state = State::Waiting;
     int _piecesWanted = -1;
     int _pieces = 0;
@@ -56,5 +66,10 @@ private:
     int _format = 0;
     QByteArray _data;
 };
+
+/// Waits for the answer; one in pieces is whole.
+inline bool answered(const X11TestRequestor &requestor) {
+    return await([&] { return requestor.isDone() || requestor.isRefused(); });
+}
 
 } // namespace clipmule::tests

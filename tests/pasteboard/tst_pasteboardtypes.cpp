@@ -310,9 +310,18 @@ private Q_SLOTS:
             {{QStringLiteral("x-special/gnome-copied-files"), "cut\nfile:///a"},
              {QStringLiteral("application/x-kde-cutselection"), "1"}},
             "");
-        row("files that were copied",
-            {{QStringLiteral("x-special/gnome-copied-files"), "copy\nfile:///a"}},
-            "x-special/gnome-copied-files");
+        // Whatever made them, the paste would be made by a file manager of this desktop.
+        row("stored lists of files",
+            {{QStringLiteral("x-special/gnome-copied-files"), "copy\nfile:///a"},
+             {QStringLiteral("x-special/mate-copied-files"), "copy\nfile:///a"},
+             {QStringLiteral("text/uri-list"), "file:///a"},
+             {QStringLiteral("text/uri-list;charset=utf-8"), "file:///a"},
+             {QStringLiteral("application/x-kde4-urilist"), "file:///a"},
+             {QStringLiteral("text/x-moz-url"), "f\0i\0l\0e\0"},
+             {QStringLiteral("text/x-moz-url-data"), "file:///a"},
+             {QStringLiteral("_NETSCAPE_URL"), "file:///a"},
+             {QStringLiteral("public.file-url"), "file:///a"}},
+            "");
     }
     void typesBecomeTargets() {
         QFETCH(PasteboardContents, contents);
@@ -345,6 +354,74 @@ private Q_SLOTS:
                  QByteArray("file:///tmp/a%20b%231%25.png\r\nfile:///%C3%BC\r\n"));
         QCOMPARE(offered(contents, "x-special/gnome-copied-files"),
                  QByteArray("copy\nfile:///tmp/a%20b%231%25.png\nfile:///%C3%BC"));
+    }
+
+    void linksThatAreOfferedAsLists_data() {
+        QTest::addColumn<QString>("link");
+        QTest::addColumn<bool>("isList");
+        QTest::addColumn<bool>("isLink");
+        const auto row = [](const char *link, bool isList, bool isLink) {
+            QTest::newRow(link) << QString::fromLatin1(link) << isList << isLink;
+        };
+        row("http://a.org/", true, true);
+        row("https://a.org/page.html?x=y.desktop", true, true);
+        row("https://a.org/my.desktop/", true, true);
+        row("http://a.org/evil.desktop", false, true);
+        row("http://a.org/evil.DeskTop?x#y", false, true);
+        row("http://a.org/evil%2Edesktop", false, true);
+        row("http://a.org/evil.desktop.", false, true);
+        row("http://a.org/evil.desktop%20", false, true);
+        row("http://a.org/run.sh", false, true);
+        row("http://a.org/x.AppImage", false, true);
+        row("smb://a.org/share/x", false, true);
+        row("mailto:a@b.org", false, true);
+        row("file:///etc/passwd", false, false);
+        row("file://a.org/share/x", false, false);
+    }
+    void linksThatAreOfferedAsLists() {
+        QFETCH(QString, link);
+        const PasteboardContents contents(
+            {{PasteboardType::NSURLPboardType, urlBytes(link.toLatin1().constData())}});
+        const QStringList targets = targetsOf(PasteboardTypes::offers(contents));
+        QTEST(targets.contains(QStringLiteral("text/uri-list")), "isList");
+        QTEST(targets.contains(QStringLiteral("text/x-moz-url")), "isLink");
+        // As a text it goes out in any case.
+        QVERIFY(targets.contains(QStringLiteral("UTF8_STRING")));
+    }
+
+    // An owner's, a phone's: of a length or a form that would hold the run loop for minutes.
+    void linksWithoutMeasureAreNone() {
+        const QString marks = QStringLiteral("\u0301\u0316").repeated(500'000);
+        const QString link = QStringLiteral("http://a") + marks + u'/';
+        const QByteArray utf8 = link.toUtf8().first(PasteboardTypes::maximumUriListBytes);
+        QStringEncoder utf16(QStringEncoder::Utf16LE);
+        const QByteArray wide = QByteArray(utf16(link)).first(utf8.size());
+        QCOMPARE(
+            PasteboardTypes::contents({{Meaning::UriList, QStringLiteral("text/uri-list"), utf8}})
+                .types(),
+            QStringList{QStringLiteral("text/uri-list")});
+        QCOMPARE(PasteboardTypes::contents(
+                     {{Meaning::MozillaUrl, QStringLiteral("text/x-moz-url"), wide}})
+                     .types(),
+                 QStringList{QStringLiteral("text/x-moz-url")});
+        QVERIFY(!PasteboardReadings::url(link.toUtf8()));
+        QVERIFY(!PasteboardReadings::url(
+            PropertyListSerialization::binary(PropertyList::List{link, QString()})));
+        const PasteboardContents contents({{PasteboardType::NSURLPboardType, link.toUtf8()}});
+        QVERIFY(PasteboardTypes::offers(contents).isEmpty());
+    }
+
+    // A phone's native dictionary may have so many types; looked up one by one they took minutes.
+    void anyNumberOfTypesTakesItsTime() {
+        constexpr int count = 300'000;
+        PasteboardContents contents;
+        for (int index = 0; index < count; ++index)
+            contents.set(QStringLiteral("x.%1").arg(index), "x");
+        QCOMPARE(contents.types().size(), count);
+        QCOMPARE(contents.data(QStringLiteral("x.299999")), QByteArray("x"));
+        QCOMPARE(contents.withoutEmptyDeclarations(), contents);
+        QCOMPARE(PasteboardTypes::offers(contents).size(), PasteboardTypes::maximumTargets);
+        QVERIFY(PasteboardTypes::offers(contents).first().isForeign);
     }
 
     void freshFilesWinOverStoredOnes() {

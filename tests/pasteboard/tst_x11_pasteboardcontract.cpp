@@ -27,11 +27,14 @@ public:
     virtual Pasteboard &pasteboard() = 0;
     /// The other application copies a text; on return it is known to the backend.
     virtual void copy(const QByteArray &utf8) = 0;
+    /// The same while nobody watches.
+    virtual void copyUnwatched(const QByteArray &utf8) { copy(utf8); }
     virtual void quitOther() = 0;
 };
 
 class FakeBackend final : public Backend {
 public:
+    FakeBackend() { _pasteboard.setWatching(true); }
     Pasteboard &pasteboard() override { return _pasteboard; }
     void copy(const QByteArray &utf8) override { _pasteboard.copyText(QString::fromUtf8(utf8)); }
     void quitOther() override { _pasteboard.removeOwner(); }
@@ -47,6 +50,12 @@ public:
         _other.own({{"UTF8_STRING", utf8}});
         if (!_desktop.fetchEnds())
             qWarning("the copied text did not arrive");
+    }
+    void copyUnwatched(const QByteArray &utf8) override {
+        const qint64 before = _desktop.pasteboard->changeCount();
+        _other.own({{"UTF8_STRING", utf8}});
+        if (!tests::await([&] { return _desktop.pasteboard->changeCount() > before; }))
+            qWarning("the copied text is not known of");
     }
     void quitOther() override {
         _other.quit();
@@ -94,6 +103,31 @@ private Q_SLOTS:
         QVERIFY(!pasteboard.stringForType(NSTIFFPboardType));
         QVERIFY(!pasteboard.propertyListForType(publicUrlName));
         QVERIFY(!pasteboard.url());
+    }
+
+    void nobodyWatchesAtFirst_data() { backends(); }
+    void nobodyWatchesAtFirst() {
+        QFETCH(QString, backend);
+        const auto desktop = makeBackend(backend);
+        Pasteboard &pasteboard = desktop->pasteboard();
+        desktop->copy("watched");
+        pasteboard.setWatching(false);
+        QCOMPARE(pasteboard.types(), QStringList());
+        const qint64 before = pasteboard.changeCount();
+        desktop->copyUnwatched("unwatched");
+        QCOMPARE(pasteboard.changeCount(), before + 1);
+        QCOMPARE(pasteboard.types(), QStringList());
+        pasteboard.setWatching(true);
+        QCOMPARE(pasteboard.changeCount(), before + 1);
+        desktop->copy("watched again");
+        QCOMPARE(pasteboard.changeCount(), before + 2);
+        QCOMPARE(pasteboard.stringForType(NSStringPboardType), QStringLiteral("watched again"));
+        // What is ours is read by others, watched or not.
+        pasteboard.declareTypes({});
+        pasteboard.setStringForType(QStringLiteral("ours"), NSStringPboardType);
+        pasteboard.commit();
+        pasteboard.setWatching(false);
+        QCOMPARE(pasteboard.stringForType(NSStringPboardType), QStringLiteral("ours"));
     }
 
     void ownerThatQuitsLeavesNothing_data() { backends(); }
@@ -302,6 +336,7 @@ private Q_SLOTS:
 
     void fakeFailsWhenItIsTold() {
         FakePasteboard pasteboard;
+        pasteboard.setWatching(true);
         pasteboard.copyText(QStringLiteral("x"));
         pasteboard.failReadsWith(QStringLiteral("broken"));
         QVERIFY_EXCEPTION_THROWN((void)pasteboard.types(), PlatformException);

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 // A Qt application with a text field, for tests: copies on command, shows what is pasted. The
-// commands and answers are those of gtk_client.py, and copy-uris.
+// commands and answers are those of gtk_client.py, copy-uris and copy-data.
 
 #include <QApplication>
 #include <QClipboard>
@@ -65,6 +65,14 @@ private:
             say("done");
         } else if (name == "copy-image") {
             clipboard->setImage(QImage(QString::fromUtf8(words.at(1))));
+            say("done");
+        } else if (name == "copy-data") {
+            // Pairs of a target and its bytes, in hexadecimal.
+            auto *data = new QMimeData;
+            for (qsizetype index = 1; index + 1 < words.size(); index += 2)
+                data->setData(QString::fromLatin1(words.at(index)),
+                              QByteArray::fromHex(words.at(index + 1)));
+            clipboard->setMimeData(data);
             say("done");
         } else if (name == "copy-uris") {
             auto mime = std::make_unique<QMimeData>();
