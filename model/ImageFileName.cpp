@@ -3,6 +3,8 @@
 
 #include "model/ImageFileName.h"
 
+#include "platform/foundation/Characters.h"
+
 #include <QLocale>
 
 namespace clipmule::ImageFileName {
@@ -12,17 +14,34 @@ namespace {
 // Of every file system in use.
 constexpr qsizetype longestName = 255;
 
-bool canStandInName(QChar unit) {
-    return unit != u'/' && unit.unicode() >= 0x20 && unit.unicode() != 0x7f;
+// What nobody sees but everything after it obeys is as good as a slash: a name that is shown from
+// right to left looks as if it had another extension.
+bool canStandInName(char32_t character) {
+    constexpr char32_t nonJoiner = 0x200c; // these two belong to the spelling of some scripts
+    constexpr char32_t joiner = 0x200d;
+    switch (QChar::category(character)) {
+    case QChar::Other_Control:
+    case QChar::Separator_Line:
+    case QChar::Separator_Paragraph:
+        return false;
+    case QChar::Other_Format:
+        return character == nonJoiner || character == joiner;
+    default:
+        return character != u'/';
+    }
 }
 
 QString safe(const QString &title) {
     // Half a surrogate pair has no bytes of its own; it becomes a question mark here and
     // not on the way to the file system, where nobody sees the name again.
-    QString name = QString::fromUtf8(title.toUtf8());
-    for (QChar &unit : name) {
-        if (!canStandInName(unit))
-            unit = u'-';
+    const QString whole = QString::fromUtf8(title.toUtf8());
+    QString name;
+    for (qsizetype position = 0; position < whole.size();) {
+        const qsizetype start = position;
+        if (canStandInName(nextCharacter(whole, position)))
+            name += QStringView(whole).sliced(start, position - start);
+        else
+            name += u'-';
     }
     if (name == u"." || name == u"..")
         name.fill(u'-');
@@ -46,7 +65,7 @@ QString cut(const QString &name, qsizetype bytes) {
 QString make(const std::optional<QString> &title, const QDateTime &localTime,
              std::optional<qsizetype> counter, const QString &extension) {
     const QString base =
-        title && !title->isEmpty()
+        title && !title->trimmed().isEmpty()
             ? safe(*title)
             : QStringLiteral("Clipmule ") +
                   QLocale::c().toString(localTime, QStringLiteral("yyyy-MM-dd HH.mm.ss AP"));

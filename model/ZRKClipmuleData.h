@@ -39,6 +39,12 @@ public:
     static constexpr int reducedSide = 1600;
     /// Files copied in a file manager are captured as images up to this many bytes in all.
     static constexpr qint64 largestFileSet = 31'457'280;
+    /// And up to this many files: a photo of a thirtieth of a megabyte is a small one.
+    static constexpr qsizetype mostFiles = 1000;
+    /// The images of a written clip that are offered as files take up to this many bytes together,
+    /// the first ones going first. The folder is often in memory, and one image can stand in a clip
+    /// many times.
+    static constexpr qint64 largestWrittenSet = largestFileSet;
 
     /// Dirty, not saved, dated now, without items and without an id yet.
     ZRKClipmuleData();
@@ -78,6 +84,8 @@ public:
     /// Writes the clip's images to temporary files and adds their paths to the pasteboard's staged
     /// contents. Those of an earlier clip are deleted.
     void addImageFilenames(const PasteboardServices &services) const;
+    /// Deletes the files of the last clip that was written. Failures are logged.
+    static void deleteImageFiles(const PasteboardServices &services);
     /// The entry for data that a clipboard would ask for later. The clip sets all its data when it
     /// declares it, so this does nothing.
     static void pasteboardProvideDataForType(Pasteboard &pasteboard, const QString &type);

@@ -21,22 +21,26 @@ namespace {
 
 // Contents that are not meant to be kept or passed on: of programs that use the clipboard to type,
 // of password managers, and of whatever says so itself.
-const QStringList vetoTypes{
-    QStringLiteral("Pasteboard generator type"),
-    QStringLiteral("com.typeit4me.clipping"),
-    QStringLiteral("org.nspasteboard.TransientType"),
-};
-// This one has a value, and only one value of it is a veto.
-const QString passwordHintType = QStringLiteral("x-kde-passwordManagerHint");
-const QByteArray passwordHintOfSecrets = "secret";
+const QStringList vetoTypes{PasteboardMarker::generator, PasteboardMarker::clipping,
+                            PasteboardMarker::transient};
+
+// Programs end it as they end their other texts. One that names the hint and does not tell it may
+// mean either, and only one of the two can be made good.
+bool isHintOfSecrets(const std::optional<QByteArray> &hint) {
+    if (!hint)
+        return true;
+    QByteArray value = *hint;
+    value.replace('\0', ' ');
+    return value.trimmed().toLower() == "secret";
+}
 
 const QString fileManagerID = QStringLiteral("com.apple.finder");
 const QString photoManagerID = QStringLiteral("com.apple.iPhoto");
 
 bool isVetoed(const Pasteboard &pasteboard, const QStringList &types) {
     const auto isVeto = [&](const QString &type) {
-        return vetoTypes.contains(type) ||
-               (type == passwordHintType && pasteboard.dataForType(type) == passwordHintOfSecrets);
+        return vetoTypes.contains(type) || (type == PasteboardMarker::passwordHint &&
+                                            isHintOfSecrets(pasteboard.dataForType(type)));
     };
     return std::any_of(types.begin(), types.end(), isVeto);
 }
@@ -149,6 +153,9 @@ bool ZRKClipmuleData::loadFromFiles(const PasteboardServices &services,
         const std::optional<PropertyList> names =
             services.pasteboard.propertyListForType(PasteboardType::NSFilenamesPboardType);
         if (!names || names->list().isEmpty())
+            return false;
+        // Each is looked at, and may lie on a slow file system.
+        if (names->list().size() > mostFiles)
             return false;
         qint64 total = 0;
         for (const PropertyList &name : names->list()) {

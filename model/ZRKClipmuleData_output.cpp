@@ -6,13 +6,13 @@
 #include "model/Log.h"
 #include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PrivateFolder.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/pasteboard/Pasteboard.h"
 
 #include <QCoreApplication>
-#include <QFileInfo>
 
 #include <algorithm>
 
@@ -39,21 +39,21 @@ bool allHaveImages(const ZRKClipmuleData::Items &items) {
                        [](const auto &item) { return item->hasImageData(); });
 }
 
-// Whether the files that the clip was copied from are still there is worth a line when a paste is
-// looked into; the images are written out anew in any case.
-void lookForOriginalFiles(const ZRKClipmuleDataItem &item) {
-    // A look may take long on a network share, and the list comes from another machine.
+const QString imageFolder = QStringLiteral("Clipmule");
+
+// The files that the clip was copied from are worth a line when a paste is looked into; the images
+// are written out anew in any case. Nobody looks whether they exist: the paths come from another
+// machine, and a look at one may take long, or mount what it names.
+void tellOriginalFiles(const ZRKClipmuleDataItem &item) {
     constexpr qsizetype mostLooks = 100;
     try {
         const std::optional<PropertyList> names =
             item.nativePropertyListForType(PasteboardType::NSFilenamesPboardType);
         if (!names)
             return;
-        qsizetype present = 0;
         for (const PropertyList &name :
              names->list().first(std::min<qsizetype>(names->list().size(), mostLooks)))
-            present += QFileInfo::exists(name.string()) ? 1 : 0;
-        qCDebug(logModel) << present << "of" << names->list().size() << "copied files exist";
+            qCDebug(logModel).noquote() << "copied from the file" << cutForLog(name.string());
     } catch (const PlatformException &exception) {
         qCWarning(logModel).noquote() << "ERROR GETTING FILE DATA" << exception.reason();
     }
@@ -63,7 +63,6 @@ void writeByNativeTypes(const ZRKClipmuleDataItem &item,
                         const ZRKClipmuleDataItem::NativeDictionary &native,
                         Pasteboard &pasteboard) {
     using namespace PasteboardType;
-    // The paths of the files just written win over those that were captured.
     const QStringList present = pasteboard.types();
     for (const auto &[type, stored] : native.asKeyValueRange()) {
         std::optional<QByteArray> bytes = stored;
@@ -72,7 +71,9 @@ void writeByNativeTypes(const ZRKClipmuleDataItem &item,
             bytes = native.value(NSTIFFPboardType);
             if (bytes->isEmpty())
                 bytes = item.imageData();
-        } else if (present.contains(type)) {
+        } else if (type == NSFilenamesPboardType || present.contains(type)) {
+            // Stored paths are another machine's, or were named by somebody who wants a file of
+            // this one: only files just written are offered.
             continue;
         }
         if (!bytes)
@@ -140,22 +141,31 @@ bool ZRKClipmuleData::writeToPasteboard(const PasteboardServices &services) cons
 void ZRKClipmuleData::addImageFilenames(const PasteboardServices &services) const {
     if (_items.isEmpty() || !allHaveImages(_items))
         return;
-    lookForOriginalFiles(*_items.first());
+    tellOriginalFiles(*_items.first());
     try {
         const PrivateFolder folder =
-            PrivateFolder::makeEmpty(services.temporaryFolder, QStringLiteral("Clipmule"));
+            PrivateFolder::makeEmpty(services.temporaryFolder, imageFolder);
         const QDateTime localTime = Date::now().toDateTime().toLocalTime();
         PropertyList::List paths;
+        qint64 total = 0;
         for (qsizetype i = 0; i < _items.size(); ++i) {
             const ZRKClipmuleDataItem &item = *_items[i];
             const std::optional<QByteArray> image = item.imageData();
             if (!image)
                 continue;
+            total += image->size();
+            if (total > largestWrittenSet) {
+                qCWarning(logModel) << "the images of the clip are too large together;" << i << "of"
+                                    << _items.size() << "are written to files";
+                break;
+            }
             const auto counter = _items.size() >= 2 ? std::optional(i + 1) : std::nullopt;
             const QString name = ImageFileName::make(_title, localTime, counter, extensionOf(item));
             folder.write(name, *image);
             paths.append(folder.path() + u'/' + name);
         }
+        if (paths.isEmpty())
+            return;
         services.pasteboard.addTypes({PasteboardType::NSFilenamesPboardType});
         services.pasteboard.setPropertyListForType(paths, PasteboardType::NSFilenamesPboardType);
     } catch (const PlatformException &exception) {
@@ -163,6 +173,14 @@ void ZRKClipmuleData::addImageFilenames(const PasteboardServices &services) cons
         return;
     }
     RunLoop::current().pause(pauseAfterWriting);
+}
+
+void ZRKClipmuleData::deleteImageFiles(const PasteboardServices &services) {
+    try {
+        (void)PrivateFolder::makeEmpty(services.temporaryFolder, imageFolder);
+    } catch (const PlatformException &exception) {
+        qCWarning(logModel).noquote() << "cannot delete the image files:" << exception.reason();
+    }
 }
 
 void ZRKClipmuleData::pasteboardProvideDataForType(Pasteboard &, const QString &) {}

@@ -52,6 +52,7 @@ private Q_SLOTS:
     void emptyClipboardIsNoClip();
     void vetoes_data();
     void vetoes();
+    void hintThatIsNotToldIsAVeto();
     void nativeDictionaryHoldsEveryType();
     void textOfTheFirstReadingThatExists();
     void lineEndings_data();
@@ -71,6 +72,8 @@ private Q_SLOTS:
     void largerImageIsReduced();
     void largerNoisyImageIsKeptAsJpeg();
     void manyPixelsInASmallSquareAreNotScaled();
+    void pixelsCountWhateverTheResolution();
+    void theFirstOfSeveralRepresentationsCounts();
     void withoutANativeDictionary();
 
     void currentApplication();
@@ -79,6 +82,7 @@ private Q_SLOTS:
     void filesOfThePhotoManager();
     void filesOfOtherApplicationsAreNotLoaded();
     void largestFileSet();
+    void mostFiles();
     void fileThatIsNoImageFallsBack();
     void missingFileFallsBack();
     void pipeFallsBack();
@@ -145,6 +149,11 @@ void CaptureTest::vetoes_data() {
     QTest::newRow("text expansion")
         << QStringLiteral("com.typeit4me.clipping") << QByteArray() << false;
     QTest::newRow("password") << hint << QByteArray("secret") << false;
+    QTest::newRow("password, line end") << hint << QByteArray("secret\n") << false;
+    QTest::newRow("password, NUL") << hint << QByteArray("secret\0", 7) << false;
+    QTest::newRow("password, both") << hint << QByteArray(" Secret\r\n\0", 10) << false;
+    QTest::newRow("hint of something else") << hint << QByteArray("secretary") << true;
+    QTest::newRow("hint that begins so") << hint << QByteArray("secret no") << true;
     QTest::newRow("hint that it is none") << hint << QByteArray("public") << true;
     QTest::newRow("hint without a value") << hint << QByteArray() << true;
     QTest::newRow("any other type") << QStringLiteral("org.example.any") << QByteArray() << true;
@@ -156,6 +165,12 @@ void CaptureTest::vetoes() {
     QFETCH(bool, captured);
     const auto clip = capture({{{NSStringPboardType, "text"}, {type, value}}});
     QCOMPARE(clip != nullptr, captured);
+}
+
+void CaptureTest::hintThatIsNotToldIsAVeto() {
+    QVERIFY(!capture({{{NSStringPboardType, "text"},
+                       {QStringLiteral("x-kde-passwordManagerHint"), std::nullopt}}}));
+    QVERIFY(ZRKClipmuleData::isSecret(_desktop->pasteboard));
 }
 
 void CaptureTest::nativeDictionaryHoldsEveryType() {
@@ -364,6 +379,38 @@ void CaptureTest::manyPixelsInASmallSquareAreNotScaled() {
     QCOMPARE(sizeOf(*image), QSize(1500, 1500));
 }
 
+// 144 dots an inch: half the size in points, and no pixel fewer.
+void CaptureTest::pixelsCountWhateverTheResolution() {
+    const auto sizeOfCaptured = [](QSize size) {
+        QImage image = plain(size);
+        image.setDotsPerMeterX(5669);
+        image.setDotsPerMeterY(5669);
+        return sizeOf(ZRKClipmuleData::portableImageData(encoded(image, "png"), nullptr).value());
+    };
+    QCOMPARE(sizeOfCaptured({1000, 1000}), QSize(1000, 1000));
+    QCOMPARE(sizeOfCaptured({1600, 1200}), QSize(1600, 1200));
+    QCOMPARE(sizeOfCaptured({2000, 1000}), QSize(1600, 800));
+}
+
+void CaptureTest::theFirstOfSeveralRepresentationsCounts() {
+    // Two pages of grey, a byte a pixel: 3 x 2 pixels of 40, and 5 x 4 of c0.
+    const QByteArray tiff = QByteArray::fromHex(
+        "49492a0008000000"
+        "0900 000103000100000003000000 010103000100000002000000 020103000100000008000000"
+        "     030103000100000001000000 060103000100000001000000 11010400010000007a000000"
+        "     150103000100000001000000 160103000100000002000000 170104000100000006000000 80000000"
+        "404040404040"
+        "0900 000103000100000005000000 010103000100000004000000 020103000100000008000000"
+        "     030103000100000001000000 060103000100000001000000 1101040001000000f2000000"
+        "     150103000100000001000000 160103000100000004000000 170104000100000014000000 00000000"
+        "c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0");
+    QCOMPARE(tiff.size(), 262);
+    const auto image = ZRKClipmuleData::portableImageData(tiff, nullptr);
+    QVERIFY(image);
+    QCOMPARE(sizeOf(*image), QSize(3, 2));
+    QCOMPARE(QImage::fromData(*image).pixelColor(0, 0), QColor(0x40, 0x40, 0x40));
+}
+
 void CaptureTest::withoutANativeDictionary() {
     QVERIFY(!ZRKClipmuleData::portableImageData(std::nullopt, nullptr));
     QVERIFY(!ZRKClipmuleData::portableImageData(QByteArray(), nullptr));
@@ -453,6 +500,17 @@ void CaptureTest::largestFileSet() {
     QCOMPARE(clip->itemCount(), 1);
     QCOMPARE(clip->firstItem()->string(), std::optional(image + u'\n' + filler));
     QVERIFY(!clip->title());
+}
+
+void CaptureTest::mostFiles() {
+    const QString image = path(QStringLiteral("a.png"));
+    writeFile(image, encoded(plain({1, 1}), "png"));
+    for (const auto &[count, isLoaded] :
+         {std::pair(999, true), std::pair(1000, true), std::pair(1001, false)}) {
+        const auto clip = captureFiles(QStringList(count, image));
+        QCOMPARE(clip->itemCount(), isLoaded ? count : 1);
+        QCOMPARE(clip->hasImageData(), isLoaded);
+    }
 }
 
 void CaptureTest::fileThatIsNoImageFallsBack() {

@@ -69,6 +69,20 @@ void ImageFileNameTest::unsafeTitles_data() {
                          << QStringLiteral("a-b.png");
     QTest::newRow("line break") << QStringLiteral("a\r\nb") << QStringLiteral("a--b.png");
     QTest::newRow("delete") << QStringLiteral("a\u007f") << QStringLiteral("a-.png");
+    QTest::newRow("C1 control") << QStringLiteral("a\u009bb") << QStringLiteral("a-b.png");
+    QTest::newRow("right to left")
+        << QStringLiteral("\u202egnp.exe") << QStringLiteral("-gnp.exe.png");
+    QTest::newRow("isolate and mark")
+        << QStringLiteral("a\u2067b\u200fc") << QStringLiteral("a-b-c.png");
+    QTest::newRow("line separator")
+        << QStringLiteral("a\u2028b\u2029c") << QStringLiteral("a-b-c.png");
+    QTest::newRow("byte order mark") << QStringLiteral("a\ufeffb") << QStringLiteral("a-b.png");
+    QTest::newRow("tag") << QString::fromUcs4(U"a\U000e0041b") << QStringLiteral("a-b.png");
+    QTest::newRow("joiners") << QStringLiteral("\u0646\u200c\u0646\u200d")
+                             << QStringLiteral("\u0646\u200c\u0646\u200d.png");
+    QTest::newRow("blanks") << QStringLiteral("  \t\u3000")
+                            << QStringLiteral("Clipmule 2026-01-31 15.04.05 PM.png");
+    QTest::newRow("blanks around") << QStringLiteral(" a ") << QStringLiteral(" a .png");
     QTest::newRow("half a character")
         << QString(QChar(u'\xD800')) + u'a' << QStringLiteral("?a.png");
 }

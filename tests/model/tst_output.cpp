@@ -63,6 +63,10 @@ private Q_SLOTS:
     void fullSizeImageComesBack();
     void typesWithoutBytesAreSkipped();
     void freshFilesWinOverStoredOnes();
+    void largestWrittenSet_data();
+    void largestWrittenSet();
+    void imageThatIsTooLargeForAFileIsPastedAsAnImage();
+    void filesAreDeletedWhenTheyAreTold();
     void nativeItemOfAPhoneIsNotNative();
     void nativeItemWithoutDictionaryIsWrittenByReadings();
     void severalTextsBecomeOne();
@@ -203,10 +207,55 @@ void OutputTest::freshFilesWinOverStoredOnes() {
     QVERIFY(offeredFiles().first().startsWith(_desktop->imageFolder()));
     QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("text")));
 
-    // Without an image there are no fresh ones.
+    // Without an image there are no fresh ones, and the stored ones are not ours to offer.
     item->setImageData(std::nullopt);
     QVERIFY(write({item}));
-    QCOMPARE(offeredFiles(), QStringList{QStringLiteral("/old/file.png")});
+    QCOMPARE(types(), QStringList{NSStringPboardType});
+    QVERIFY(offeredFiles().isEmpty());
+}
+
+void OutputTest::largestWrittenSet_data() {
+    QTest::addColumn<qint64>("above");
+    QTest::addColumn<int>("files");
+    QTest::newRow("one below") << qint64(-1) << 3;
+    QTest::newRow("at the limit") << qint64(0) << 3;
+    QTest::newRow("one above") << qint64(1) << 2;
+}
+
+void OutputTest::largestWrittenSet() {
+    QFETCH(qint64, above);
+    QFETCH(int, files);
+    const QByteArray half = pngBytes + QByteArray(15'000'000 - pngBytes.size(), 'x');
+    const QByteArray rest = pngBytes + QByteArray(1'457'280 - pngBytes.size() + above, 'x');
+    if (above > 0)
+        QTest::ignoreMessage(QtWarningMsg, "the images of the clip are too large together; 2 of 3 "
+                                           "are written to files");
+    QVERIFY(write({phoneImage(half), phoneImage(half), phoneImage(rest)}));
+    QCOMPARE(offeredFiles().size(), files);
+    QCOMPARE(_desktop->imageFiles().size(), files);
+    QCOMPARE(contentsOf(offeredFiles().last()), files == 3 ? rest : half);
+}
+
+void OutputTest::imageThatIsTooLargeForAFileIsPastedAsAnImage() {
+    QVERIFY(write({phoneImage(pngBytes)}));
+    const QByteArray large = pngBytes + QByteArray(31'457'281 - pngBytes.size(), 'x');
+    QTest::ignoreMessage(QtWarningMsg, "the images of the clip are too large together; 0 of 1 are "
+                                       "written to files");
+    QVERIFY(write({phoneImage(large)}));
+    QCOMPARE(types(), QStringList{NSTIFFPboardType});
+    QCOMPARE(bytes(NSTIFFPboardType), std::optional(large));
+    QVERIFY(_desktop->imageFiles().isEmpty());
+}
+
+void OutputTest::filesAreDeletedWhenTheyAreTold() {
+    QVERIFY(write({phoneImage(pngBytes)}));
+    QCOMPARE(_desktop->imageFiles().size(), 1);
+    ZRKClipmuleData::deleteImageFiles(_desktop->services);
+    QVERIFY(_desktop->imageFiles().isEmpty());
+    _desktop->services.temporaryFolder = _desktop->folder.filePath(QStringLiteral("none/here"));
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(QStringLiteral("^cannot delete the image files: ")));
+    ZRKClipmuleData::deleteImageFiles(_desktop->services);
 }
 
 void OutputTest::nativeItemOfAPhoneIsNotNative() {
