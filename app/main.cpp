@@ -166,10 +166,11 @@ public:
         , _dnssd(dnssd::makeAutoBackend())
         , _display(openX11Display())
         , _pasteboard(makePasteboard(_display))
-        , _keyboard(makeKeyboardEvents(_display))
+        , _keyboard(makeKeyboardEvents(_display, [this] { return pasteKeys(); }))
         , _activeApplication(makeActiveApplication(
               _display,
-              _bundle.pathForResource(QStringLiteral("applications"), QStringLiteral("plist"))))
+              _bundle.pathForResource(QStringLiteral("applications"), QStringLiteral("plist")),
+              FilePreferencesDatabase::defaultFolder() + QStringLiteral("/applications.plist")))
         , _sessionPrograms(makeSessionPrograms())
         , _face(makeFace())
         , _pasteboardServices{*_pasteboard, *_activeApplication, notice(),
@@ -258,6 +259,15 @@ private:
         });
         if (_userStartedIt && _face && _application->registeredDeviceNames().isEmpty())
             _sessionPrograms->activate(preferencesIdentifier, preferencesExecutable());
+    }
+
+    // Of the window that is in front; where it pastes what is selected, the clip is offered as
+    // that.
+    [[nodiscard]] std::optional<QString> pasteKeys() const {
+        const ActiveApplication::Pasting pasting = _activeApplication->pasting();
+        if (pasting.isFromSelection)
+            _pasteboard->offerAsSelection();
+        return pasting.keys;
     }
 
     std::unique_ptr<Face> makeFace() {

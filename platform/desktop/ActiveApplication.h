@@ -21,6 +21,18 @@ public:
     /// managers answer "com.apple.finder" and photo managers "com.apple.iPhoto", the names by which
     /// the capture knows them. Nothing when no application is active or the desktop does not tell.
     [[nodiscard]] virtual std::optional<QString> identifier() const = 0;
+
+    /// How a clip gets into the active window.
+    struct Pasting {
+        /// The keys, as the table of applications writes them ("Ctrl+Shift+V"); nothing where the
+        /// usual ones do, as in every window of which nothing is known.
+        std::optional<QString> keys;
+        /// They take what is selected, not what was copied.
+        bool isFromSelection = false;
+
+        friend bool operator==(const Pasting &, const Pasting &) = default;
+    };
+    [[nodiscard]] virtual Pasting pasting() const { return {}; }
 };
 
 } // namespace clipmule

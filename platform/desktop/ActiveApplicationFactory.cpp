@@ -20,11 +20,15 @@ public:
 } // namespace
 
 std::unique_ptr<ActiveApplication>
-makeActiveApplication(const std::shared_ptr<X11Connection> &connection, const QString &tablePath) {
+makeActiveApplication(const std::shared_ptr<X11Connection> &connection, const QString &tablePath,
+                      const QString &userTablePath) {
     if (!connection)
         return std::make_unique<NullActiveApplication>();
+    ApplicationTable table = ApplicationTable::read(tablePath);
+    if (!userTablePath.isEmpty())
+        table.addUsersOwn(userTablePath);
     return std::make_unique<ActiveApplicationX11>(
-        connection, ApplicationTable::read(tablePath),
+        connection, std::move(table),
         std::make_unique<DesktopFiles>(DesktopFiles::standardFolders()));
 }
 

@@ -13,6 +13,8 @@ namespace {
 constexpr quint32 maximumPropertyUnits = 256;
 
 const QString fileManager = QStringLiteral("com.apple.finder");
+// Of a terminal that is in no table: "v" with Control alone is for the program that runs in it.
+const QString terminalKeys = QStringLiteral("Ctrl+Shift+V");
 
 } // namespace
 
@@ -33,46 +35,73 @@ QByteArray ActiveApplicationX11::property(xcb_window_t window, xcb_atom_t proper
                       xcb_get_property_value_length(reply.get()));
 }
 
-std::optional<QString> ActiveApplicationX11::identifier() const {
+QStringList ActiveApplicationX11::Names::said() const {
+    QStringList names{toolkitIdentifier, windowClass, instance};
+    names.removeAll(QString());
+    return names;
+}
+
+ActiveApplicationX11::Names ActiveApplicationX11::namesOfTheActiveWindow() const {
     if (_connection->isLost())
-        return std::nullopt;
+        return {};
     const QByteArray active =
         property(_connection->root(), _connection->atom("_NET_ACTIVE_WINDOW"));
     xcb_window_t window = XCB_NONE;
     if (active.size() >= qsizetype(sizeof window))
         std::memcpy(&window, active.constData(), sizeof window);
     if (window == XCB_NONE)
-        return std::nullopt;
-
-    const QString toolkitIdentifier =
-        QString::fromUtf8(property(window, _connection->atom("_GTK_APPLICATION_ID")));
+        return {};
     // The instance's name and the class, each ended by NUL.
     const QList<QByteArray> classParts = property(window, XCB_ATOM_WM_CLASS).split('\0');
-    const QString instance = QString::fromUtf8(classParts.value(0));
-    const QString windowClass = QString::fromUtf8(classParts.value(1));
+    return {.toolkitIdentifier =
+                QString::fromUtf8(property(window, _connection->atom("_GTK_APPLICATION_ID"))),
+            .windowClass = QString::fromUtf8(classParts.value(1)),
+            .instance = QString::fromUtf8(classParts.value(0))};
+}
 
-    std::optional<DesktopFiles::Program> program;
-    for (const QString &name : {toolkitIdentifier, windowClass, instance}) {
-        if (name.isEmpty())
-            continue;
+std::optional<DesktopFiles::Program> ActiveApplicationX11::programOf(const Names &names) const {
+    for (const QString &name : names.said()) {
+        if (const auto program = _desktopFiles->find(name))
+            return program;
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> ActiveApplicationX11::identifier() const {
+    const Names names = namesOfTheActiveWindow();
+    for (const QString &name : names.said()) {
         if (const auto part = _table.partOf(name))
             return part;
-        if (!program)
-            program = _desktopFiles->find(name);
     }
+    const auto program = programOf(names);
     if (program) {
         if (const auto part = _table.partOf(program->identifier))
             return part;
         if (program->isFileManager)
             return fileManager;
     }
-    if (!toolkitIdentifier.isEmpty())
-        return toolkitIdentifier;
+    if (!names.toolkitIdentifier.isEmpty())
+        return names.toolkitIdentifier;
     if (program)
         return program->identifier;
-    if (!windowClass.isEmpty())
-        return windowClass.toLower();
+    if (!names.windowClass.isEmpty())
+        return names.windowClass.toLower();
     return std::nullopt;
+}
+
+ActiveApplication::Pasting ActiveApplicationX11::pasting() const {
+    const Names names = namesOfTheActiveWindow();
+    const auto program = programOf(names);
+    QStringList known = names.said();
+    if (program)
+        known.append(program->identifier);
+    for (const QString &name : std::as_const(known)) {
+        if (const auto keys = _table.pasteKeysOf(name))
+            return {.keys = keys, .isFromSelection = _table.pastesFromSelection(name)};
+    }
+    if (program && program->isTerminal)
+        return {.keys = terminalKeys};
+    return {};
 }
 
 } // namespace clipmule

@@ -8,6 +8,8 @@
 #include "platform/desktop/DesktopFiles.h"
 #include "platform/x11/X11Connection.h"
 
+#include <QStringList>
+
 #include <memory>
 
 namespace clipmule {
@@ -20,8 +22,19 @@ public:
                          std::unique_ptr<DesktopFiles> desktopFiles);
 
     [[nodiscard]] std::optional<QString> identifier() const override;
+    [[nodiscard]] Pasting pasting() const override;
 
 private:
+    // What a window says of itself, best first; what it does not say is empty.
+    struct Names {
+        QString toolkitIdentifier;
+        QString windowClass;
+        QString instance;
+
+        [[nodiscard]] QStringList said() const;
+    };
+    [[nodiscard]] Names namesOfTheActiveWindow() const;
+    [[nodiscard]] std::optional<DesktopFiles::Program> programOf(const Names &names) const;
     [[nodiscard]] QByteArray property(xcb_window_t window, xcb_atom_t property) const;
 
     std::shared_ptr<X11Connection> _connection;

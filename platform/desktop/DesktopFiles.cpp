@@ -62,7 +62,7 @@ void DesktopFiles::readFile(const QString &path, const QString &identifier) cons
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return;
-    Program program{identifier, false};
+    Program program{identifier};
     QString windowClass;
     bool isInEntry = false;
     for (const QByteArray &raw : file.readAll().split('\n')) {
@@ -74,10 +74,13 @@ void DesktopFiles::readFile(const QString &path, const QString &identifier) cons
             continue;
         const QByteArray key = line.first(equals).trimmed();
         const QByteArray value = line.sliced(equals + 1).trimmed();
-        if (key == "StartupWMClass")
+        if (key == "StartupWMClass") {
             windowClass = QString::fromUtf8(value).toLower();
-        else if (key == "Categories")
-            program.isFileManager = value.split(';').contains("FileManager");
+        } else if (key == "Categories") {
+            const QByteArrayList categories = value.split(';');
+            program.isFileManager = categories.contains("FileManager");
+            program.isTerminal = categories.contains("TerminalEmulator");
+        }
     }
     _byIdentifier.insert(identifier.toLower(), program);
     if (!windowClass.isEmpty() && !_byClass.contains(windowClass))

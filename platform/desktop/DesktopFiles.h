@@ -24,6 +24,7 @@ public:
         /// The file's name without ".desktop".
         QString identifier;
         bool isFileManager = false;
+        bool isTerminal = false;
     };
 
     /// Folders in the order of their precedence.

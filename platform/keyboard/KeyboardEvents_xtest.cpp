@@ -3,6 +3,8 @@
 
 #include "platform/keyboard/KeyboardEvents_xtest.h"
 
+#include "platform/foundation/Log.h"
+#include "platform/keyboard/KeyNames.h"
 #include "platform/keyboard/Log.h"
 
 #include <QSet>
@@ -57,8 +59,10 @@ bool hasXTestSupport(X11Connection &connection) {
     return xkb && xkb->supported && input && input->major_version >= 2;
 }
 
-XTestKeyboardEvents::XTestKeyboardEvents(std::shared_ptr<X11Connection> connection)
-    : _connection(std::move(connection)) {}
+XTestKeyboardEvents::XTestKeyboardEvents(std::shared_ptr<X11Connection> connection,
+                                         PasteKeys pasteKeys)
+    : _connection(std::move(connection))
+    , _pasteKeys(std::move(pasteKeys)) {}
 
 XTestKeyboardEvents::~XTestKeyboardEvents() {
     giveBack();
@@ -68,8 +72,41 @@ void XTestKeyboardEvents::inhibitLocalEvents(bool inhibit) {
     _isGathering = inhibit;
     if (inhibit || _stroke.isEmpty())
         return;
-    _pending.push_back(std::exchange(_stroke, {}));
+    const Stroke stroke = fittingTheWindow(std::exchange(_stroke, {}));
+    if (stroke.isEmpty())
+        return;
+    _pending.push_back(stroke);
     performPending();
+}
+
+bool XTestKeyboardEvents::isPaste(const Stroke &stroke) {
+    const auto is = [&](qsizetype index, xcb_keysym_t symbol, bool isDown) {
+        return stroke.at(index).symbol == symbol && stroke.at(index).isDown == isDown;
+    };
+    return stroke.size() == 4 && is(0, symbolControl, true) && is(1, symbolV, true) &&
+           is(2, symbolV, false) && is(3, symbolControl, false);
+}
+
+XTestKeyboardEvents::Stroke XTestKeyboardEvents::fittingTheWindow(const Stroke &stroke) {
+    if (!_pasteKeys || !isPaste(stroke) || _connection->isLost())
+        return stroke;
+    const std::optional<QString> name = _pasteKeys();
+    if (!name)
+        return stroke;
+    const std::optional<QList<quint32>> keys = keysOfName(*name);
+    if (!keys) {
+        if (!_unknownNames.contains(*name)) {
+            _unknownNames.insert(*name);
+            qCWarning(logKeyboard).noquote() << "no key stroke has this name:" << cutForLog(*name);
+        }
+        return stroke;
+    }
+    Stroke fitting;
+    for (const quint32 key : *keys)
+        fitting.append({key, true, stroke.first().combines});
+    for (auto key = keys->crbegin(); key != keys->crend(); ++key)
+        fitting.append({*key, false, stroke.first().combines});
+    return fitting;
 }
 
 void XTestKeyboardEvents::postKeyboardEvent(quint16 character, quint16 virtualKey, bool keyDown) {

@@ -8,7 +8,11 @@
 #include "platform/keyboard/XTestKeymap.h"
 #include "platform/x11/X11Connection.h"
 
+#include <QSet>
+#include <QString>
+
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -22,6 +26,9 @@ namespace clipmule {
 /// short. Modifiers that he holds are released for the stroke, unless states may combine, and
 /// pressed again afterwards if he still holds them. Caps Lock and Num Lock stay.
 ///
+/// The stroke that pastes, Command with "v" and nothing else, is made with the keys that the active
+/// window takes for it; with Control and the key that types "v" where nothing else is known of it.
+///
 /// A layout that cannot type the character lends an unused key for it for a moment; the stroke is
 /// then made after borrowDelay. Strokes keep their order.
 class XTestKeyboardEvents final : public KeyboardEvents {
@@ -31,7 +38,13 @@ public:
     /// How long it stays afterwards: a program looks up what it means when it handles the press.
     static constexpr RunLoop::Seconds borrowTime{0.3};
 
-    explicit XTestKeyboardEvents(std::shared_ptr<X11Connection> connection);
+    /// Which keys paste in the active window, by name (KeyNames.h); nothing where the usual ones
+    /// do.
+    using PasteKeys = std::function<std::optional<QString>()>;
+
+    /// Without `pasteKeys`, the usual ones do everywhere.
+    explicit XTestKeyboardEvents(std::shared_ptr<X11Connection> connection,
+                                 PasteKeys pasteKeys = {});
     ~XTestKeyboardEvents() override;
 
     void inhibitLocalEvents(bool inhibit) override;
@@ -39,6 +52,7 @@ public:
     /// Without an effect: everything of the user's always passes.
     void setLocalEventsFilterDuringSuppressionState(quint32, quint32) override {}
     void postKeyboardEvent(quint16 character, quint16 virtualKey, bool keyDown) override;
+    [[nodiscard]] bool isStrokePending() const override { return !_pending.empty(); }
 
 private:
     struct Event {
@@ -49,6 +63,8 @@ private:
     };
     using Stroke = QList<Event>;
 
+    [[nodiscard]] static bool isPaste(const Stroke &stroke);
+    [[nodiscard]] Stroke fittingTheWindow(const Stroke &stroke);
     void performPending();
     void perform(const Stroke &stroke, const XTestKeymap &keymap);
     [[nodiscard]] std::optional<xcb_keycode_t> keyFor(xcb_keysym_t symbol,
@@ -63,6 +79,8 @@ private:
         bool isKnown = false; // to the programs
     };
     std::shared_ptr<X11Connection> _connection;
+    PasteKeys _pasteKeys;
+    QSet<QString> _unknownNames; // said already
     bool _isGathering = false;
     bool _isCombining = true;
     Stroke _stroke;

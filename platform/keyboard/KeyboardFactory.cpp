@@ -9,10 +9,11 @@
 namespace clipmule {
 
 std::unique_ptr<KeyboardEvents>
-makeKeyboardEvents(const std::shared_ptr<X11Connection> &connection) {
+makeKeyboardEvents(const std::shared_ptr<X11Connection> &connection,
+                   std::function<std::optional<QString>()> pasteKeys) {
     if (!connection || !hasXTestSupport(*connection))
         return std::make_unique<NullKeyboardEvents>();
-    return std::make_unique<XTestKeyboardEvents>(connection);
+    return std::make_unique<XTestKeyboardEvents>(connection, std::move(pasteKeys));
 }
 
 } // namespace clipmule

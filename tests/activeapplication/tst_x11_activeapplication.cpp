@@ -68,7 +68,14 @@ private Q_SLOTS:
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         QVERIFY(_folder.isValid());
         write("table.plist", "{ com.apple.finder = (thunar, org.gnome.nautilus, org.table.id);"
-                             "  com.apple.iPhoto = (shotwell); }");
+                             "  com.apple.iPhoto = (shotwell);"
+                             "  pasteKeys = { \"Ctrl+Y\" = (emacs); None = (org.quiet.id);"
+                             "                \"Shift+Insert\" = (xterm, org.plain.term); };"
+                             "  pasteFromSelection = (xterm); }");
+        write("org.example.Term.desktop", "[Desktop Entry]\nStartupWMClass=ExampleTerm\n"
+                                          "Categories=System;TerminalEmulator;\n");
+        write("org.quiet.id.desktop",
+              "[Desktop Entry]\nStartupWMClass=Quiet\nCategories=TerminalEmulator;\n");
         write("org.example.Files.desktop",
               "[Desktop Entry]\nStartupWMClass=ExampleFiles\nCategories=FileManager;\n");
         write("org.example.Editor.desktop", "[Desktop Entry]\nStartupWMClass=EditorWindow\n");
@@ -113,6 +120,36 @@ private Q_SLOTS:
         QTEST(_application->identifier().value_or(QStringLiteral("(none)")), "identifier");
     }
 
+    void pastesByItsKeys_data() {
+        QTest::addColumn<QByteArray>("windowClass");
+        QTest::addColumn<QByteArray>("toolkitIdentifier");
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<bool>("isFromSelection");
+        const auto row = [](const char *name, const QByteArray &windowClass,
+                            const char *toolkitIdentifier, const char *keys, bool isFromSelection) {
+            QTest::newRow(name) << windowClass << QByteArray(toolkitIdentifier)
+                                << QString::fromLatin1(keys) << isFromSelection;
+        };
+        row("by its class", QByteArray("x\0XTerm\0", 8), "", "Shift+Insert", true);
+        row("by its instance", QByteArray("emacs\0X\0", 8), "", "Ctrl+Y", false);
+        row("by its identifier", QByteArray("x\0X\0", 4), "org.Plain.term", "Shift+Insert", false);
+        row("by its desktop file's name", QByteArray("x\0Quiet\0", 8), "", "None", false);
+        row("by its category", QByteArray("x\0ExampleTerm\0", 14), "", "Ctrl+Shift+V", false);
+        row("usual", QByteArray("x\0EditorWindow\0", 15), "", "(usual)", false);
+        row("of a file manager", QByteArray("thunar\0Thunar\0", 14), "", "(usual)", false);
+        row("unknown", QByteArray("x\0Unknown\0", 10), "", "(usual)", false);
+        row("nameless", {}, "", "(usual)", false);
+    }
+    void pastesByItsKeys() {
+        QFETCH(QByteArray, windowClass);
+        QFETCH(QByteArray, toolkitIdentifier);
+        OtherWindow window(windowClass, toolkitIdentifier);
+        QVERIFY(await([&] { return window.isActive(); }));
+        const ActiveApplication::Pasting pasting = _application->pasting();
+        QTEST(pasting.keys.value_or(QStringLiteral("(usual)")), "keys");
+        QTEST(pasting.isFromSelection, "isFromSelection");
+    }
+
     void namelessWindowIsNone() {
         OtherWindow window({}, {});
         QVERIFY(await([&] { return window.isActive(); }));
@@ -128,7 +165,20 @@ private Q_SLOTS:
     }
 
     void withoutADisplayIsNone() {
-        QCOMPARE(makeActiveApplication(nullptr, {})->identifier(), std::nullopt);
+        const auto none = makeActiveApplication(nullptr, {});
+        QCOMPARE(none->identifier(), std::nullopt);
+        QVERIFY(none->pasting() == ActiveApplication::Pasting());
+    }
+
+    void theUsersOwnTableIsRead() {
+        write("own.plist", "{ pasteKeys = { \"Ctrl+Y\" = (thunar); }; }");
+        const auto application = makeActiveApplication(
+            X11Connection::open(), _folder.filePath(QStringLiteral("table.plist")),
+            _folder.filePath(QStringLiteral("own.plist")));
+        OtherWindow window(QByteArray("thunar\0Thunar\0", 14), {});
+        QVERIFY(await([&] { return window.isActive(); }));
+        QCOMPARE(application->pasting().keys, QStringLiteral("Ctrl+Y"));
+        QCOMPARE(application->identifier(), QStringLiteral("com.apple.finder"));
     }
 
 private:

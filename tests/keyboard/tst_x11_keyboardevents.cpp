@@ -50,6 +50,95 @@ private Q_SLOTS:
                  (QList<int>{0, XCB_MOD_MASK_CONTROL, XCB_MOD_MASK_CONTROL, XCB_MOD_MASK_CONTROL}));
     }
 
+    // The us layout: 37 is the left Control key, 50 Shift, 64 Alt, 55 the "v", 29 the "y", 118
+    // Insert.
+    void pasteFitsTheWindow_data() {
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<QString>("strokes");
+        QTest::newRow("of a terminal")
+            << QStringLiteral("Ctrl+Shift+V") << QStringLiteral("+37 +50 +55 -55 -50 -37");
+        QTest::newRow("of an old terminal")
+            << QStringLiteral("Shift+Insert") << QStringLiteral("+50 +118 -118 -50");
+        QTest::newRow("of an editor")
+            << QStringLiteral("ctrl+y") << QStringLiteral("+37 +29 -29 -37");
+        QTest::newRow("with everything") << QStringLiteral("Ctrl+Shift+Alt+V")
+                                         << QStringLiteral("+37 +50 +64 +55 -55 -64 -50 -37");
+        QTest::newRow("usual") << QString() << QStringLiteral("+37 +55 -55 -37");
+    }
+    void pasteFitsTheWindow() {
+        QFETCH(QString, keys);
+        QFETCH(QString, strokes);
+        KeyWindow window;
+        int asked = 0;
+        XTestKeyboardEvents keyboard(_connection, [&]() -> std::optional<QString> {
+            ++asked;
+            return keys.isEmpty() ? std::nullopt : std::optional(keys);
+        });
+        paste(keyboard);
+        QVERIFY(!keyboard.isStrokePending());
+        const qsizetype count = strokes.count(u' ') + 1;
+        QVERIFY(await([&] { return window.strokes.size() >= count; }));
+        window.roundTrip();
+        QCoreApplication::processEvents();
+        QCOMPARE(window.strokes.join(u' '), strokes);
+        QCOMPARE(asked, 1);
+    }
+
+    void onlyAPasteIsMadeToFit() {
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection, []() -> std::optional<QString> {
+            qWarning("asked");
+            return QStringLiteral("None");
+        });
+        for (const bool withControl : {true, false}) {
+            window.strokes.clear();
+            keyboard.inhibitLocalEvents(true);
+            if (withControl)
+                keyboard.postKeyboardEvent(0, 55, true);
+            keyboard.postKeyboardEvent(withControl ? 'x' : 'v', withControl ? 7 : 9, true);
+            keyboard.postKeyboardEvent(withControl ? 'x' : 'v', withControl ? 7 : 9, false);
+            if (withControl)
+                keyboard.postKeyboardEvent(0, 55, false);
+            keyboard.inhibitLocalEvents(false);
+            QVERIFY(await([&] { return window.strokes.size() == (withControl ? 4 : 2); }));
+        }
+    }
+
+    void windowThatTakesNoStrokeGetsNone() {
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection, [] { return QStringLiteral("none"); });
+        paste(keyboard);
+        keyboard.postKeyboardEvent('x', 7, true);
+        keyboard.postKeyboardEvent('x', 7, false);
+        QVERIFY(await([&] { return window.strokes.size() == 2; }));
+        QCOMPARE(window.strokes.join(u' '), QStringLiteral("+53 -53"));
+    }
+
+    void strokeWithoutMeaningIsTheUsualOneAndSaidOnce() {
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection, [] { return QStringLiteral("Ctrl+\nV"); });
+        QTest::ignoreMessage(QtWarningMsg, "no key stroke has this name: Ctrl+\\nV");
+        paste(keyboard);
+        paste(keyboard);
+        QVERIFY(await([&] { return window.strokes.size() == 8; }));
+        QCOMPARE(window.strokes.first(4).join(u' '), QStringLiteral("+37 +55 -55 -37"));
+    }
+
+    // Shift is held by the user and part of the stroke.
+    void heldModifierThatIsPartOfTheStroke() {
+        KeyWindow window;
+        XTestKeyboardEvents keyboard(_connection, [] { return QStringLiteral("Ctrl+Shift+V"); });
+        fake(true, 50);
+        QVERIFY(await([&] { return window.strokes.size() == 1; }));
+        window.strokes.clear();
+        window.states.clear();
+        paste(keyboard);
+        QVERIFY(await([&] { return window.strokes.contains(QStringLiteral("-37")); }));
+        const qsizetype pressed = window.strokes.indexOf(QStringLiteral("+55"));
+        QCOMPARE(window.states.at(pressed), int(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT));
+        fake(false, 50);
+    }
+
     void nothingIsTypedBeforeTheStrokeIsComplete() {
         KeyWindow window;
         XTestKeyboardEvents keyboard(_connection);
