@@ -58,6 +58,8 @@ void ZRKClipmuleSyncApp::stopObserving() {
 void ZRKClipmuleSyncApp::finishLaunching() {
     // Nobody is asked for what is copied until a phone is there to get it.
     _services.pasteboard.pasteboard.setWatching(false);
+    // Of an agent that was killed.
+    ZRKClipmuleData::deleteImageFiles(_services.pasteboard);
     migrateSinglePhoneSettings();
     _clientsDictionary.clear();
     _netServicesDictionary.clear();
@@ -252,6 +254,7 @@ ZRKClipmuleSyncApp::TerminateReply ZRKClipmuleSyncApp::applicationShouldTerminat
     // The clipboard may be handed over for half a second yet: nothing connects again meanwhile.
     stopObserving();
     disconnect();
+    ZRKClipmuleData::deleteImageFiles(_services.pasteboard);
     return TerminateReply::Now;
 }
 

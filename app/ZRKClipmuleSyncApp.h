@@ -6,6 +6,7 @@
 #include "app/Refusals.h"
 #include "app/Updater.h"
 #include "model/PasteboardServices.h"
+#include "model/PictureEcho.h"
 #include "model/ZRKClipmuleData.h"
 #include "net/OutputObject.h"
 #include "net/ZRKNetServiceClient.h"
@@ -198,6 +199,7 @@ private:
     std::shared_ptr<ZRKUserDefaults> _statisticDefaults;
     qint64 _lastChangeCount = 0;
     size_t _lastHash = 0;
+    PictureEcho _lastPicture; // that was received
     std::shared_ptr<ZRKClipmuleStatusController> _statusController;
 
     // By service name: what phoneStates() tells beside what the clients know.

@@ -143,6 +143,7 @@ void ZRKClipmuleSyncApp::applyClip(const ReceivedClip &received) {
         // The watcher must not send it back.
         _lastChangeCount = _services.pasteboard.pasteboard.changeCount();
         _lastHash = clip.hash();
+        _lastPicture = PictureEcho(clip);
         if (pasteModeOf(received.phone) == PasteMode::Paste)
             paste();
         else

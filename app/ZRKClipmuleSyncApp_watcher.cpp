@@ -52,7 +52,8 @@ void ZRKClipmuleSyncApp::checkForData() {
         try {
             const auto clip = ZRKClipmuleData::initFromPasteboard(_services.pasteboard);
             const size_t hash = clip ? clip->hash() : 0;
-            if (clip && hash != _lastHash)
+            const bool isLast = clip && (hash == _lastHash || _lastPicture.isIn(*clip));
+            if (clip && !isLast)
                 sendClip(*clip, hash);
             else
                 lookWhyNotSent(clip.get());
@@ -84,6 +85,7 @@ void ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip, size_t hash) {
     _lastHash = hash;
     qCDebug(logApp).noquote() << "sending" << descriptionForLog(clip)
                               << "to phones:" << _clientsDictionary.size();
+    _lastPicture = PictureEcho();
     sendToAll(OutputObject::fixed(
         MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip.toDictionary()))));
     countClip(clip, Settings::Key::DataSent);

@@ -6,6 +6,7 @@
 #include "tests/app/AgentFixture.h"
 
 #include <QBuffer>
+#include <QDir>
 #include <QImage>
 #include <QTest>
 
@@ -21,6 +22,11 @@ PropertyList clip(const PropertyList::List &items) {
 PropertyList textClip(const QString &text) {
     return clip({PropertyList(PropertyList::Dictionary{
         {u"oid"_qs, u"I-1"_qs}, {u"createdBy"_qs, 1}, {u"string"_qs, text}})});
+}
+
+PropertyList imageClip(const QByteArray &image) {
+    return clip({PropertyList(PropertyList::Dictionary{
+        {u"oid"_qs, u"I-1"_qs}, {u"createdBy"_qs, 1}, {u"imageData"_qs, image}})});
 }
 
 PropertyList record(const QString &name) {
@@ -183,6 +189,56 @@ private Q_SLOTS:
         _agent->pasteboard.copyText(u"and on"_qs);
         _agent->advance(0.5);
         QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(sum + 5));
+    }
+
+    // In the encoding that it likes best, and later again.
+    void aPictureThatAManagerOwnsAnewIsNotSentBack() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        QImage image(40, 30, QImage::Format_RGB32);
+        image.fill(Qt::darkCyan);
+        const auto encoded = [](const QImage &image, const char *format) {
+            QBuffer buffer;
+            buffer.open(QIODevice::WriteOnly);
+            image.save(&buffer, format);
+            return buffer.data();
+        };
+        const QByteArray jpeg = encoded(image, "jpeg");
+        const QByteArray png = encoded(QImage::fromData(jpeg), "png");
+        anna->send(u"1"_qs, imageClip(jpeg));
+        _agent->advance(2);
+        for (const auto &contents : {PasteboardContents({{PasteboardType::NSTIFFPboardType, jpeg}}),
+                                     PasteboardContents({{PasteboardType::publicPng, png}}),
+                                     PasteboardContents({{PasteboardType::publicPng, png}})}) {
+            _agent->pasteboard.copyByAnotherApplication(contents);
+            _agent->advance(0.5);
+            QVERIFY(payloads(anna->received(), u"1"_qs).isEmpty());
+            QVERIFY(payloads(ben->received(), u"1"_qs).isEmpty());
+        }
+        // After another clip a person may copy it and means it.
+        _agent->pasteboard.copyText(u"between"_qs);
+        _agent->advance(0.5);
+        _agent->pasteboard.copyByAnotherApplication(
+            PasteboardContents({{PasteboardType::publicPng, png}}));
+        _agent->advance(0.5);
+        QCOMPARE(payloads(ben->received(), u"1"_qs).size(), 2);
+    }
+
+    void picturesForPastingGoWithTheAgent() {
+        const auto files = [this] {
+            return QDir(_agent->folder.filePath(u"Clipmule"_qs)).entryList(QDir::Files);
+        };
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        phone->send(u"1"_qs, imageClip("\x89PNG"));
+        _agent->settle();
+        QCOMPARE(files().size(), 1);
+        _agent->app->applicationShouldTerminate();
+        QCOMPARE(files(), QStringList());
+        // One that was killed leaves them to the next.
+        QFile left(_agent->folder.filePath(u"Clipmule/left.png"_qs));
+        QVERIFY(left.open(QIODevice::WriteOnly));
+        _agent->launch();
+        QCOMPARE(files(), QStringList());
     }
 
     void whatHeldTheKeyboardLetsGoBeforeThePaste() {
