@@ -56,6 +56,21 @@ class Program:
         """Waits for a JSON line that the function accepts."""
         return self.wait_for(what, lambda line: accepts(json.loads(line)))
 
+    def no_event(self, what, rejects, seconds):
+        """Fails when a JSON line that the function rejects comes within so many seconds. What does
+        not come is told by nothing but time: it takes at least as long as what it would follow
+        from, and a machine that is too slow makes it pass."""
+        deadline = time.monotonic() + seconds
+        while True:
+            try:
+                line = self.lines.get(timeout=max(0.0, deadline - time.monotonic()))
+            except queue.Empty:
+                return
+            if line is None:
+                raise StepFailed(f"{self.name} ended")
+            if rejects(json.loads(line)):
+                raise StepFailed(f"{self.name}: {what}: {line[:500]}")
+
     def stop(self):
         """Ends the program, if it has not ended, and returns its exit status."""
         if self.process.poll() is None:

@@ -153,7 +153,21 @@ class AgentTest(unittest.TestCase):
         return phone
 
     def assert_receives(self, phone, text):
-        phone.event(f"text {text}", lambda event: (item_of(event) or {}).get("string") == text)
+        """This is the next clip; one that should not have come fails here."""
+        self.assertEqual(phone.event(f"text {text}", item_of).get("string"), text)
+
+    @staticmethod
+    def assert_receives_nothing(phone):
+        """The agent looks at the clipboard twice a second."""
+        phone.no_event("a clip that should not have come", item_of, seconds=1.5)
+
+    def start_window(self, name):
+        """A window of a program of this name, in front, with the keyboard."""
+        program = self.folder / name
+        program.symlink_to(BIN.parent / "tests" / "clipmule_qt_client")
+        window = self.start(name, program)
+        window.wait_for("focus", lambda line: line == "ready")
+        return window
 
     def assert_served(self, phone, text):
         copy("UTF8_STRING", text.encode())
@@ -188,9 +202,7 @@ class MainJobTest(AgentTest):
         counters = self.folder / "config/clipmule-sync/com.zendrik.ClipmuleSync.stats.plist"
         until("saved counters", lambda: counters.exists()
               and "dataReceived" in plistlib.loads(counters.read_bytes()))
-        copy("UTF8_STRING", b"and on")
-        clip = phone.event("clip", item_of)
-        self.assertEqual(clip["string"], "and on")
+        self.assert_served(phone, "and on")
 
     def test_copying_the_same_text_twice_sends_it_once(self):
         self.start_agent("--verbose")
@@ -198,20 +210,21 @@ class MainJobTest(AgentTest):
         self.assert_served(phone, "once")
         copy("UTF8_STRING", b"once")
         until("look at the second copy", lambda: self.logged("the last clip again"))
-        copy("UTF8_STRING", b"twice")
-        clip = phone.event("clip", item_of)
-        self.assertEqual(clip["string"], "twice")
+        self.assert_served(phone, "twice")
 
     def test_a_transient_copy_is_not_sent(self):
         self.start_agent()
         phone = self.connected_phone("Anna")
-        for count, target in enumerate(("org.nspasteboard.TransientType",
-                                        "x-kde-passwordManagerHint"), start=1):
-            copy(target, b"secret")
+        window = self.start_window("vault")
+        text = f"text/plain {b'a password'.hex()}"
+        for count, marker in enumerate(("org.nspasteboard.TransientType 31",
+                                        f"x-kde-passwordManagerHint {b'secret'.hex()}0a"), start=1):
+            window.tell(f"copy-data {text} {marker}")
             until("look at the copy", lambda count=count: self.times_logged("marked as secret") == count)
-        copy("UTF8_STRING", b"harmless")
-        clip = phone.event("clip", item_of)
-        self.assertEqual(clip["string"], "harmless")
+            # The same with nothing that speaks against it, so that it is the marker that counted.
+            window.tell(f"copy-data {text} {marker.split()[0]}x 31")
+            self.assert_receives(phone, "a password")
+            self.assert_served(phone, "harmless")
 
     def test_relays_to_the_other_phones_only(self):
         self.start_agent()
@@ -251,6 +264,84 @@ class MainJobTest(AgentTest):
         copy("image/jpeg", photo.read_bytes())
         image = phone.event("image clip", item_of)["imageData"]
         self.assertEqual((image["format"], image["width"], image["height"]), ("jpeg", 1600, 800))
+
+
+    def test_a_picture_copied_in_a_file_manager_is_sent_as_one(self):
+        picture = self.folder / "my photo.png"
+        subprocess.run(["convert", "-size", "30x20", "xc:teal", str(picture)], check=True)
+        letter = self.folder / "letter.txt"
+        letter.write_text("no picture", encoding="utf-8")
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        window = self.start_window("thunar")
+        window.tell(f"copy-uris {picture.as_uri()}")
+        event = phone.event("clip", lambda event: event if item_of(event) else None)
+        self.assertEqual(event["clip"]["title"], "my photo")
+        self.assertEqual(item_of(event)["string"], "my photo.png")
+        image = item_of(event)["imageData"]
+        self.assertEqual((image["format"], image["width"], image["height"]), ("png", 30, 20))
+        # Not all of them are pictures, so they are what any program copies.
+        window.tell(f"copy-uris {picture.as_uri()} {letter.as_uri()}")
+        item = phone.event("clip", item_of)
+        self.assertNotIn("imageData", item)
+        self.assertIn("letter.txt", item["string"])
+
+    def test_the_paste_fits_the_window(self):
+        table = self.folder / "config" / "clipmule-sync" / "applications.plist"
+        table.parent.mkdir(parents=True)
+        table.write_text("{ pasteKeys = { x = (oddity); }; }", encoding="utf-8")
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        odd = self.start_window("oddity")
+        phone.tell("text from the phone")
+        self.assertEqual(odd.wait_for("text", lambda line: line), "text " + b"x".hex())
+        usual = self.start_window("usual")
+        phone.tell("text once more")
+        self.assertEqual(usual.wait_for("text", lambda line: line), "text " + b"once more".hex())
+
+    def test_what_is_selected_is_not_sent(self):
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        subprocess.run(["xclip", "-selection", "primary", "-i"], input=b"selected", check=True,
+                       timeout=PATIENCE_SECONDS, stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL)
+        self.assert_receives_nothing(phone)
+        self.assert_served(phone, "copied")
+
+    def test_what_a_program_left_behind_can_be_copied_again(self):
+        owner = self.start("owner", "xclip", "-quiet", "-selection", "clipboard", "-i")
+        owner.process.stdin.write("foo")
+        owner.process.stdin.close()
+        self.assert_on_clipboard("foo")
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        owner.process.terminate()
+        owner.process.wait()
+        # Longer than a clipboard manager takes.
+        self.assert_receives_nothing(phone)
+        self.assert_served(phone, "foo")
+
+    def test_a_part_of_what_came_is_sent_when_it_is_copied(self):
+        self.start_agent()
+        anna = self.connected_phone("Anna")
+        ben = self.connected_phone("Ben")
+        anna.tell("url http://example.org/a")
+        self.assert_on_clipboard("http://example.org/a")
+        copy("UTF8_STRING", b"http://example.org/a")
+        self.assert_receives(ben, "http://example.org/a")
+
+    def test_a_picture_that_a_clipboard_manager_owns_anew_does_not_come_back(self):
+        photo = self.folder / "photo.jpg"
+        subprocess.run(["convert", "-size", "64x48", "plasma:", str(photo)], check=True)
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        phone.tell(f"image {photo}")
+        until("picture on the clipboard", lambda: clipboard("image/jpeg") == photo.read_bytes())
+        decoded = subprocess.run(["convert", str(photo), "png:-"], capture_output=True, check=True)
+        for _ in range(2):
+            copy("image/png", decoded.stdout)
+            self.assert_receives_nothing(phone)
+        self.assert_served(phone, "and on")
 
 
 class SettingsTest(AgentTest):
