@@ -268,7 +268,7 @@ private Q_SLOTS:
     }
 
     void nobodyIsAskedBeforeAPhoneIsThere() {
-        QVERIFY(_agent->pasteboard.isWatching());
+        _agent->pasteboard.setWatching(true);
         _agent->setRegistered({u"Anna"_qs});
         _agent->launch();
         QVERIFY(!_agent->pasteboard.isWatching());
