@@ -39,32 +39,64 @@ std::optional<char16_t> characterOfWord(const QByteArray &word) {
     return found == characters.end() ? std::nullopt : std::optional<char16_t>(*found);
 }
 
-// Bytes of a code page as text; Latin-1 where this system does not know the code page.
-QString decoded(const QByteArray &bytes, const QByteArray &codePage) {
-    const iconv_t converter = iconv_open("UTF-16LE", codePage.constData());
-    if (converter == iconv_t(-1))
-        return QString::fromLatin1(bytes);
-    QString text(bytes.size(), Qt::Uninitialized);
-    QByteArray input = bytes;
-    char *from = input.data();
-    size_t fromLeft = size_t(input.size());
-    char *to = reinterpret_cast<char *>(text.data());
-    size_t toLeft = size_t(text.size()) * sizeof(QChar);
-    while (fromLeft > 0 && iconv(converter, &from, &fromLeft, &to, &toLeft) == size_t(-1)) {
-        if (toLeft < sizeof(QChar) || fromLeft == 0)
-            break;
-        // Not a character of this code page.
-        const char16_t replacement = QChar::ReplacementCharacter;
-        memcpy(to, &replacement, sizeof replacement);
-        to += sizeof replacement;
-        toLeft -= sizeof replacement;
-        ++from;
-        --fromLeft;
+// A code page, opened once for all the runs of bytes in it: a document may have one for each
+// character.
+class CodePage {
+public:
+    CodePage() = default;
+    ~CodePage() { close(); }
+    CodePage(const CodePage &) = delete;
+    CodePage &operator=(const CodePage &) = delete;
+
+    void select(const QByteArray &name) {
+        if (name == _name)
+            return;
+        close();
+        _name = name;
     }
-    text.truncate(text.size() - qsizetype(toLeft / sizeof(QChar)));
-    iconv_close(converter);
-    return text;
-}
+
+    // As text; Latin-1 where this system does not know the code page.
+    [[nodiscard]] QString decoded(const QByteArray &bytes) {
+        if (!_isOpen) {
+            _converter = iconv_open("UTF-16LE", _name.constData());
+            _isOpen = true;
+        }
+        if (_converter == none())
+            return QString::fromLatin1(bytes);
+        iconv(_converter, nullptr, nullptr, nullptr, nullptr);
+        QString text(bytes.size(), Qt::Uninitialized);
+        QByteArray input = bytes;
+        char *from = input.data();
+        size_t fromLeft = size_t(input.size());
+        char *to = reinterpret_cast<char *>(text.data());
+        size_t toLeft = size_t(text.size()) * sizeof(QChar);
+        while (fromLeft > 0 && iconv(_converter, &from, &fromLeft, &to, &toLeft) == size_t(-1)) {
+            if (toLeft < sizeof(QChar) || fromLeft == 0)
+                break;
+            // Not a character of this code page.
+            const char16_t replacement = QChar::ReplacementCharacter;
+            memcpy(to, &replacement, sizeof replacement);
+            to += sizeof replacement;
+            toLeft -= sizeof replacement;
+            ++from;
+            --fromLeft;
+        }
+        text.truncate(text.size() - qsizetype(toLeft / sizeof(QChar)));
+        return text;
+    }
+
+private:
+    static iconv_t none() { return iconv_t(-1); }
+    void close() {
+        if (_isOpen && _converter != none())
+            iconv_close(_converter);
+        _isOpen = false;
+    }
+
+    QByteArray _name = "CP1252";
+    bool _isOpen = false;
+    iconv_t _converter = none();
+};
 
 class RtfReader {
 public:
@@ -173,14 +205,22 @@ private:
         } else if (word == "bin" && hasNumber && number > 0) {
             _at += qMin(qsizetype(number), _rtf.size() - _at);
         } else if (word == "ansicpg" && hasNumber) {
-            _codePage = "CP" + QByteArray::number(number);
+            select("CP" + QByteArray::number(number));
         } else if (word == "mac") {
-            _codePage = "MACINTOSH";
+            select("MACINTOSH");
         } else if (isHiddenDestination(word)) {
             _group.hidden = true;
         } else if (const std::optional<char16_t> character = characterOfWord(word)) {
             appendCharacter(*character);
         }
+    }
+
+    void select(const QByteArray &codePage) {
+        if (_selections >= mostRtfCodePages)
+            return;
+        ++_selections;
+        flushBytes();
+        _codePage.select(codePage);
     }
 
     static bool isLetter(char byte) {
@@ -210,7 +250,7 @@ private:
     void flushBytes() {
         if (_bytes.isEmpty())
             return;
-        _text.append(decoded(_bytes, _codePage));
+        _text.append(_codePage.decoded(_bytes));
         _bytes.clear();
     }
 
@@ -218,7 +258,8 @@ private:
     qsizetype _at = 0;
     Group _group;
     QList<Group> _groups;
-    QByteArray _codePage = "CP1252";
+    CodePage _codePage;
+    int _selections = 0;
     QByteArray _bytes;
     QString _text;
 };
@@ -226,6 +267,8 @@ private:
 } // namespace
 
 std::optional<QString> textOfRtf(const QByteArray &rtf) {
+    if (rtf.size() > maximumRtfBytes)
+        return std::nullopt;
     return RtfReader(rtf).read();
 }
 

@@ -33,6 +33,12 @@ private Q_SLOTS:
         row("Western bytes", R"({\rtf1\ansi\ansicpg1252 caf\'e9 \'80})", u"café €");
         row("Cyrillic bytes", R"({\rtf1\ansi\ansicpg1251 \'ef\'f0\'e8})", u"при");
         row("two-byte characters", R"({\rtf1\ansi\ansicpg932 \'93\'fa\'96\'7b})", u"日本");
+        row("another code page on the way",
+            R"({\rtf1\ansicpg1251 \'ef\ansicpg1252 \'ef\ansicpg1252 \'e9})", u"пïé");
+        row("half a character before another code page",
+            R"({\rtf1\ansicpg932 \'93\ansicpg1252 \'e9})", u"\ufffdé");
+        row("bytes after half a character", R"({\rtf1\ansicpg932 \'93\u8364?\'93\'fa})",
+            u"\ufffd€日");
         row("unknown code page", R"({\rtf1\ansi\ansicpg99999 \'e9})", u"é");
         row("Unicode with a fallback", R"({\rtf1\uc1 \u8364?5})", u"€5");
         row("negative Unicode", R"({\rtf1\uc1\u-10179?\u-8704?})", u"😀");
@@ -55,6 +61,28 @@ private Q_SLOTS:
         QVERIFY(!textOfRtf("Hello"));
         QVERIFY(!textOfRtf(""));
         QVERIFY(!textOfRtf("{\\html}"));
+    }
+
+    void codePagesAreBounded() {
+        const auto text = [](int changes) {
+            QByteArray rtf = "{\\rtf1";
+            for (int change = 1; change < changes; ++change)
+                rtf += "\\ansicpg1252";
+            return textOfRtf(rtf + "\\ansicpg1251 \\'ef}");
+        };
+        QCOMPARE(text(mostRtfCodePages - 1), QStringLiteral("п"));
+        QCOMPARE(text(mostRtfCodePages), QStringLiteral("п"));
+        QCOMPARE(text(mostRtfCodePages + 1), QStringLiteral("ï"));
+    }
+
+    void sizeIsBounded() {
+        const auto ofSize = [](qsizetype size) {
+            const QByteArray start = "{\\rtf1 x\\bin99999999 ";
+            return start + QByteArray(size - start.size() - 1, 'y') + '}';
+        };
+        QCOMPARE(textOfRtf(ofSize(maximumRtfBytes - 1)), QStringLiteral("x"));
+        QCOMPARE(textOfRtf(ofSize(maximumRtfBytes)), QStringLiteral("x"));
+        QVERIFY(!textOfRtf(ofSize(maximumRtfBytes + 1)));
     }
 
     void nestingIsBounded() {
