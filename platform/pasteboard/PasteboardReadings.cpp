@@ -51,19 +51,26 @@ std::optional<QString> string(const QString &type, const QByteArray &data) {
 }
 
 std::optional<PropertyList> propertyList(const QString &type, const QByteArray &data) {
+    const bool isFileList = type == PasteboardType::NSFilenamesPboardType;
+    if (data.size() > longestFileList && isFileList)
+        return std::nullopt;
     if (type == PasteboardType::publicUrlName) {
+        if (data.size() > longestLink)
+            return std::nullopt;
         if (const std::optional<QString> title = utf8(data))
             return PropertyList(*title);
         return std::nullopt;
     }
     std::optional<PropertyList> value = PropertyListSerialization::parse(data).value;
-    if (type == PasteboardType::NSFilenamesPboardType && value && !value->isList())
+    if (isFileList && value && !value->isList())
         return std::nullopt;
     return value;
 }
 
 QStringList fileNames(const QByteArray &data) {
     QStringList names;
+    if (data.size() > longestFileList)
+        return names;
     const auto value = PropertyListSerialization::parse(data).value;
     const auto *list = value ? value->as<PropertyList::List>() : nullptr;
     if (!list)
@@ -77,6 +84,8 @@ QStringList fileNames(const QByteArray &data) {
 }
 
 std::optional<QUrl> url(const QByteArray &data) {
+    if (data.size() > longestLink)
+        return std::nullopt;
     QString text;
     const auto value = PropertyListSerialization::parse(data).value;
     const auto *list = value ? value->as<PropertyList::List>() : nullptr;

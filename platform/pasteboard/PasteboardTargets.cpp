@@ -33,6 +33,8 @@ bool isProtocol(const QString &target) {
         QStringLiteral("COLUMN_NUMBER"),
         QStringLiteral("FOREGROUND"),
         QStringLiteral("HOST_NAME"),
+        QStringLiteral("HOSTNAME"),
+        QStringLiteral("IP_ADDRESS"),
         QStringLiteral("LENGTH"),
         QStringLiteral("LINE_NUMBER"),
         QStringLiteral("LIST_LENGTH"),
@@ -58,8 +60,15 @@ bool isBoundToItsSession(const QString &target) {
         QStringLiteral("application/vnd.portal.files"),
         QStringLiteral("application/vnd.portal.filetransfer"),
         QStringLiteral("application/x-qt-image"),
+        // Where the contents were copied from: addresses with what was asked there, paths, keys.
+        QStringLiteral("application/x-openoffice-link"),
+        QStringLiteral("application/x-openoffice-objectdescriptor"),
+        QStringLiteral("chromium/x-internal-source-rfh-token"),
+        QStringLiteral("chromium/x-source-url"),
+        QStringLiteral("text/x-moz-url-priv"),
     };
-    return names.contains(target);
+    // Some add what the contents are called, after a semicolon.
+    return names.contains(target.section(u';', 0, 0));
 }
 
 bool namesFiles(const QString &target) {

@@ -12,7 +12,8 @@ namespace clipmule::PasteboardTargets {
 [[nodiscard]] bool isProtocol(const QString &target);
 
 /// Contents that mean something only while their owner lives or inside it: pointers, keys of
-/// file transfers, a toolkit's placeholder. Useless elsewhere, and harmful when offered again.
+/// file transfers, a toolkit's placeholder, the place that they were copied from. Useless
+/// elsewhere, harmful when offered again, and nobody's business.
 [[nodiscard]] bool isBoundToItsSession(const QString &target);
 
 /// Lists of files and links under any of the names that file managers and browsers know them by.

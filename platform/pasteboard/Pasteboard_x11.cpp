@@ -142,6 +142,10 @@ void PasteboardX11::fetched(const std::optional<PasteboardContents> &fetchedCont
 }
 
 bool PasteboardX11::isTakeover(const PasteboardContents &fetched) const {
+    // A manager that fills an empty clipboard from its history may say so.
+    static const QString replacement = QStringLiteral("application/x-kde-onlyReplaceEmpty");
+    if (fetched.contains(replacement))
+        return true;
     if (!_taking.mayBeTakeover())
         return false;
     // What a program had that quit before anybody read it is known to nobody but the manager.

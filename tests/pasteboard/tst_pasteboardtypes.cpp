@@ -411,6 +411,45 @@ private Q_SLOTS:
         QVERIFY(PasteboardTypes::offers(contents).isEmpty());
     }
 
+    void lengthsThatAreRead() {
+        using namespace PasteboardReadings;
+        const auto link = [](qsizetype size) {
+            return "http://a.org/" + QByteArray(size - 13, ' ');
+        };
+        QVERIFY(url(link(longestLink - 1)));
+        QVERIFY(url(link(longestLink)));
+        QVERIFY(!url(link(longestLink + 1)));
+        const auto title = [](qsizetype size) {
+            return propertyList(PasteboardType::publicUrlName, QByteArray(size, 'x')).has_value();
+        };
+        QVERIFY(title(longestLink - 1));
+        QVERIFY(title(longestLink));
+        QVERIFY(!title(longestLink + 1));
+        const auto files = [](qsizetype size) {
+            const QByteArray list = fileList({QStringLiteral("/a")});
+            return list + QByteArray(size - list.size(), '\n');
+        };
+        for (const auto &[size, isRead] :
+             {std::pair(longestFileList - 1, true), std::pair(longestFileList, true),
+              std::pair(longestFileList + 1, false)}) {
+            QCOMPARE(fileNames(files(size)).size(), isRead ? 1 : 0);
+            QCOMPARE(propertyList(PasteboardType::NSFilenamesPboardType, files(size)).has_value(),
+                     isRead);
+        }
+    }
+
+    void whereContentsWereCopiedFromIsNotAskedFor() {
+        const QStringList targets{
+            QStringLiteral("text/x-moz-url-priv"),
+            QStringLiteral("chromium/x-source-url"),
+            QStringLiteral("chromium/x-internal-source-rfh-token"),
+            QStringLiteral("application/x-openoffice-link;windows_formatname=\"Link\""),
+            QStringLiteral("HOSTNAME"),
+            QStringLiteral("IP_ADDRESS")};
+        for (const QString &target : targets)
+            QVERIFY2(PasteboardTypes::requests({target}).isEmpty(), qPrintable(target));
+    }
+
     // A phone's native dictionary may have so many types; looked up one by one they took minutes.
     void anyNumberOfTypesTakesItsTime() {
         constexpr int count = 300'000;

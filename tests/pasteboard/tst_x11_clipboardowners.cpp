@@ -263,6 +263,19 @@ private Q_SLOTS:
         QCOMPARE(desktop.pasteboard->changeCount(), 2);
     }
 
+    // After a secret or a picture some managers bring back an older text.
+    void whatAManagerBringsBackIsNoCopy() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own(text("x"));
+        QVERIFY(desktop.fetchEnds());
+        X11TestOwner manager;
+        manager.own({{"UTF8_STRING", "older"}, {"application/x-kde-onlyReplaceEmpty", "1"}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("older"));
+    }
+
     void whatNobodyReadIsTakenOverWithoutBeingACopy() {
         Desktop desktop;
         desktop.pasteboard->setWatching(false);
