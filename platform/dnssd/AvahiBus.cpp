@@ -125,7 +125,7 @@ void AvahiBus::subscribe() {
 
 void AvahiBus::dropConnection() {
     ++_generation;
-    _creations = 0;
+    forgetCalls();
     _heldSignals.clear();
     _objects.clear();
     _owner.clear();
@@ -180,7 +180,7 @@ void AvahiBus::setOwner(const QString &owner) {
     if (owner == _owner)
         return;
     ++_generation;
-    _creations = 0;
+    forgetCalls();
     _heldSignals.clear();
     _objects.clear();
     _owner = owner;
@@ -262,20 +262,41 @@ void AvahiBus::call(const QString &path, const QString &interface, const QString
         return;
     QDBusMessage message = QDBusMessage::createMethodCall(_owner, path, interface, member);
     message.setArguments(arguments);
-    auto *watcher =
-        new QDBusPendingCallWatcher(_bus->asyncCall(message, callTimeoutMilliseconds), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this,
-            [this, generation = _generation,
-             reply = std::move(reply)](QDBusPendingCallWatcher *finished) {
-                finished->deleteLater();
-                if (generation != _generation)
-                    return;
-                const QDBusMessage answer = finished->reply();
-                if (isWithoutAnswer(answer))
-                    daemonHangs();
-                else
-                    reply(answer);
-            });
+    _waitingCalls.push_back({message, std::move(reply)});
+    sendCalls();
+}
+
+void AvahiBus::sendCalls() {
+    while (_bus && _openCalls < maximumOpenCalls && !_waitingCalls.empty()) {
+        Call next = std::move(_waitingCalls.front());
+        _waitingCalls.pop_front();
+        ++_openCalls;
+        auto *watcher = new QDBusPendingCallWatcher(
+            _bus->asyncCall(next.message, callTimeoutMilliseconds), this);
+        connect(watcher, &QDBusPendingCallWatcher::finished, this,
+                [this, generation = _generation,
+                 reply = std::move(next.reply)](QDBusPendingCallWatcher *finished) {
+                    finished->deleteLater();
+                    if (generation == _generation)
+                        callEnds(finished->reply(), reply);
+                });
+    }
+}
+
+void AvahiBus::callEnds(const QDBusMessage &answer, const Reply &reply) {
+    --_openCalls;
+    if (isWithoutAnswer(answer)) {
+        daemonHangs();
+        return;
+    }
+    sendCalls();
+    reply(answer);
+}
+
+void AvahiBus::forgetCalls() {
+    _waitingCalls.clear();
+    _openCalls = 0;
+    _creations = 0;
 }
 
 void AvahiBus::send(const QString &path, const QString &interface, const QString &member) {

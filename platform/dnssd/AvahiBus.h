@@ -11,6 +11,7 @@
 #include <QHash>
 #include <QObject>
 
+#include <deque>
 #include <optional>
 #include <vector>
 
@@ -50,6 +51,11 @@ public:
     /// are as many as there are services in the network.
     static constexpr qsizetype maximumHeldSignals = 4000;
 
+    /// Calls that wait for their answers at once; the others wait for their turn. A bus refuses
+    /// calls of a client that has too many open (128 on the system bus as it is delivered), and
+    /// fifty phones ask for some four hundred objects when the program starts.
+    static constexpr int maximumOpenCalls = 32;
+
     /// An empty address stands for the system bus.
     explicit AvahiBus(const QString &address);
     ~AvahiBus() override;
@@ -66,7 +72,8 @@ public:
 
     /// Changes with everything that makes the daemon forget us.
     [[nodiscard]] quint64 generation() const { return _generation; }
-    /// Calls the daemon. The reply may be an error; there is none when the daemon is lost before.
+    /// Calls the daemon, in the order of the calls. The reply may be an error; there is none when
+    /// the daemon is lost before.
     void call(const QString &path, const QString &interface, const QString &member,
               const QVariantList &arguments, Reply reply);
     /// As above, the answer is of no interest.
@@ -87,8 +94,16 @@ private Q_SLOTS:
     void disconnectedFromBus();
 
 private:
+    struct Call {
+        QDBusMessage message;
+        Reply reply;
+    };
+
     void connectToBus();
     void subscribe();
+    void sendCalls();
+    void callEnds(const QDBusMessage &answer, const Reply &reply);
+    void forgetCalls();
     void dropConnection();
     void retryLater();
     void askForOwner();
@@ -111,6 +126,8 @@ private:
     Date _lossDate;
     RunLoop::Timer _retry;
     std::vector<Listener *> _listeners;
+    std::deque<Call> _waitingCalls;
+    int _openCalls = 0;
     QHash<QString, AvahiBusObject *> _objects;
     int _creations = 0;
     QList<QDBusMessage> _heldSignals;

@@ -10,6 +10,7 @@
 #include "platform/dnssd/Log.h"
 #include "platform/dnssd/SeenInstances.h"
 #include "platform/dnssd/ServiceRules.h"
+#include "platform/foundation/Log.h"
 
 #include <QDBusMetaType>
 #include <QNetworkInterface>
@@ -30,7 +31,7 @@ constexpr ushort classInternet = 1;
 constexpr ushort typeTxt = 16;
 enum GroupState { Uncommitted = 0, Registering = 1, Established = 2, Collision = 3, Failed = 4 };
 
-/// When the daemon refuses to browse or to watch, for its limit of objects for example.
+/// When the daemon refuses to publish, to browse or to watch, for its limit of objects for example.
 constexpr RunLoop::Seconds refusalRetryInterval{10.0};
 
 const auto local = QStringLiteral("local");
@@ -87,12 +88,15 @@ public:
 
     void stop() override {
         _events.clear();
+        _retry.cancel();
         _group.reset();
         _established = false;
         _running = false;
+        _hasReported = false;
     }
 
     void daemonLost() override {
+        _retry.cancel();
         _group.reset();
         _established = false;
         _attempt = 1;
@@ -105,7 +109,7 @@ public:
             // It is looking for another host name; what is published goes with the old one.
             _group.reset();
             _established = false;
-        } else if (!_group) {
+        } else if (!_group && !_retry.isPending()) {
             announce();
         }
     }
@@ -115,13 +119,25 @@ private:
         _events.post([this, reason] { callCopyOf(onError, reason); });
     }
 
+    /// Said once, tried again until it succeeds: the daemon may have had too much to do.
+    void tryLater(const QString &reason) {
+        if (!std::exchange(_hasReported, true))
+            report(reason);
+        _group.reset();
+        _established = false;
+        _retry = RunLoop::current().performAfter(refusalRetryInterval, [this] {
+            _attempt = 1;
+            daemonAnswers();
+        });
+    }
+
     [[nodiscard]] QString name() const { return nameForAttempt(_service.name, _attempt); }
 
     void announce() {
         _established = false;
         _group = std::make_unique<AvahiBusObject>(_bus, QStringLiteral("EntryGroup"));
         _group->onCreated = [this] { addService(); };
-        _group->onError = [this](const QString &error) { report(error); };
+        _group->onError = [this](const QString &error) { tryLater(error); };
         _group->onSignal = [this](const QDBusMessage &message) {
             if (message.signature() == QStringLiteral("is"))
                 groupStateChanged(message.arguments().value(0).toInt(),
@@ -146,7 +162,7 @@ private:
             if (isCollision(reply))
                 changeName();
             else if (reply.type() != QDBusMessage::ReplyMessage)
-                report(errorText(reply));
+                tryLater(errorText(reply));
             else
                 commit();
         });
@@ -155,7 +171,7 @@ private:
     void commit() {
         _group->call(QStringLiteral("Commit"), {}, [this](const QDBusMessage &reply) {
             if (reply.type() != QDBusMessage::ReplyMessage)
-                report(errorText(reply));
+                tryLater(errorText(reply));
         });
     }
 
@@ -163,9 +179,10 @@ private:
         if (state == Collision) {
             changeName();
         } else if (state == Failed) {
-            report(error);
+            tryLater(onOneLine(error, shownInLabel));
         } else if (state == Established) {
             _established = true;
+            _hasReported = false;
             if (_txtRecord != _publishedTxtRecord)
                 updateTxtRecord();
             callCopyOf(onPublished, name());
@@ -200,8 +217,10 @@ private:
     QByteArray _txtRecord;
     QByteArray _publishedTxtRecord;
     int _attempt = 1;
+    RunLoop::Timer _retry;
     bool _running = false;
     bool _established = false;
+    bool _hasReported = false;
 };
 
 class BusBrowser final : public Browser, public Listening {

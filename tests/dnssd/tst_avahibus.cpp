@@ -83,6 +83,15 @@ public:
         callPaths += message.path();
         if (member == QStringLiteral("GetState"))
             return reply(message, {state});
+        if (holds) {
+            held += message;
+            return true;
+        }
+        return answer(message);
+    }
+
+    bool answer(const QDBusMessage &message) {
+        const QString member = message.member();
         const QString error = errors.value(member);
         if (!error.isEmpty())
             return _connection.send(message.createErrorReply(avahi + u'.' + error, error));
@@ -100,8 +109,16 @@ public:
         return true;
     }
 
+    /// Answers what it has kept waiting.
+    void release(qsizetype count) {
+        for (; count > 0; --count)
+            answer(held.takeFirst());
+    }
+
     int state = running;
     int objects = 0;
+    bool holds = false;
+    QList<QDBusMessage> held;
     QStringList calls;
     QStringList callPaths;
     QStringList paths;              // of the objects made
@@ -168,7 +185,10 @@ private Q_SLOTS:
                             "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
                             "<allow user=\"*\"/><allow own=\"*\"/>"
                             "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
-                            "<allow eavesdrop=\"true\"/></policy></busconfig>");
+                            "<allow eavesdrop=\"true\"/></policy>"
+                            "<limit name=\"max_replies_per_connection\">" +
+                            QByteArray::number(AvahiBus::maximumOpenCalls) +
+                            "</limit></busconfig>");
         configuration.close();
         _bus.start(QStringLiteral("dbus-daemon"),
                    {QStringLiteral("--config-file=") + configuration.fileName(),
@@ -331,7 +351,97 @@ private Q_SLOTS:
         _loop.advance(60);
         QVERIFY(roundTrip());
         QCOMPARE(publication.errors, QStringList{QStringLiteral("NotPermittedError")});
+    }
+
+    void aRefusedPublicationIsTriedAgainTenSecondsLater_data() {
+        aRefusedPublicationIsAnErrorOnce_data();
+    }
+    void aRefusedPublicationIsTriedAgainTenSecondsLater() {
+        QFETCH(QString, member);
+        _daemon->errors.insert(member, QStringLiteral("NotPermittedError"));
+        Publication publication(*_backend);
+        publication.publisher->start(anna, 1, QByteArray());
+        QVERIFY(until([&] { return !publication.errors.isEmpty(); }));
+        _daemon->errors.clear();
+        _daemon->afterCall = [&](const QString &called, const QString &path) {
+            if (called == QStringLiteral("Commit"))
+                _daemon->groupState(path, established);
+        };
+        _loop.advance(9.9);
+        QVERIFY(roundTrip());
         QCOMPARE(_daemon->count(member), 1);
+        _loop.advance(0.2);
+        QVERIFY(until([&] { return !publication.names.isEmpty(); }));
+        QCOMPARE(_daemon->count(member), 2);
+        // What fails after a success is said again.
+        _daemon->errors.insert(QStringLiteral("EntryGroupNew"), QStringLiteral("OtherError"));
+        _daemon->groupState(
+            _daemon->callPaths.at(_daemon->calls.lastIndexOf(QStringLiteral("Commit"))), 4);
+        QVERIFY(until([&] { return publication.errors.size() == 2; }));
+    }
+
+    void aStoppedPublicationIsNotTriedAgain() {
+        _daemon->errors.insert(QStringLiteral("AddService"), QStringLiteral("NotPermittedError"));
+        Publication publication(*_backend);
+        publication.publisher->start(anna, 1, QByteArray());
+        QVERIFY(until([&] { return !publication.errors.isEmpty(); }));
+        publication.publisher->stop();
+        _loop.advance(60);
+        QVERIFY(roundTrip());
+        QCOMPARE(_daemon->count(QStringLiteral("AddService")), 1);
+    }
+
+    // The bus of this test refuses one more.
+    void noMoreThanThirtyTwoCallsAreOpenAtOnce() {
+        QCOMPARE(AvahiBus::maximumOpenCalls, 32);
+        _daemon->holds = true;
+        std::vector<std::unique_ptr<Publication>> publications;
+        for (int number = 0; number < 50; ++number) {
+            publications.push_back(std::make_unique<Publication>(*_backend));
+            publications.back()->publisher->start({QString::number(number), type, local}, 1,
+                                                  QByteArray());
+        }
+        QVERIFY(until([&] { return _daemon->held.size() == 32; }));
+        // Each answer lets one of those that wait go.
+        _daemon->release(5);
+        QVERIFY(until([&] { return _daemon->held.size() == 32; }));
+        QCOMPARE(_daemon->count(QStringLiteral("EntryGroupNew")), 37);
+        _daemon->afterCall = [&](const QString &called, const QString &path) {
+            if (called == QStringLiteral("Commit"))
+                _daemon->groupState(path, established);
+        };
+        _daemon->holds = false;
+        _daemon->release(32);
+        QVERIFY(until([&] {
+            return std::all_of(publications.begin(), publications.end(), [](const auto &each) {
+                return each->names.size() + each->errors.size() == 1;
+            });
+        }));
+        for (int number = 0; number < 50; ++number) {
+            QCOMPARE(publications[size_t(number)]->errors, QStringList());
+            QCOMPARE(publications[size_t(number)]->names, QStringList{QString::number(number)});
+        }
+    }
+
+    void whatWaitsForItsTurnEndsWithTheDaemon() {
+        _daemon->holds = true;
+        std::vector<std::unique_ptr<Publication>> publications;
+        for (int number = 0; number < 40; ++number) {
+            publications.push_back(std::make_unique<Publication>(*_backend));
+            publications.back()->publisher->start({QString::number(number), type, local}, 1,
+                                                  QByteArray());
+        }
+        QVERIFY(until([&] { return _daemon->held.size() == 32; }));
+        _daemon->vanish();
+        QVERIFY(until([&] { return _backend->availability() == Availability::Absent; }));
+        _daemon->holds = false;
+        // The bus waits for answers of this process, which has not ended, and nobody else does.
+        _daemon->release(32);
+        _daemon->calls.clear();
+        _daemon->callPaths.clear();
+        _daemon->appear();
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Commit")) == 40; }));
+        QCOMPARE(_daemon->count(QStringLiteral("EntryGroupNew")), 40);
     }
 
     void fiftyNamesAreTried() {

@@ -67,13 +67,15 @@ private Q_SLOTS:
             old + QStringLiteral("unknown class ") + shownName);
         row("version of an old archive", ofSequential({{name.toUtf8(), 3}}),
             old + shownName + QStringLiteral(" of version 3"));
-        row("number of an old archive", ofSequential({{"NSNumber", 0}},
-                                                     [](Writer &writer) {
-                                                         writer.writeTypes("*");
-                                                         writer.writeCString(bytes);
-                                                         writer.writeTypes(bytes);
-                                                     }),
-            old + QStringLiteral("a number of type \"%1\"").replace(QStringLiteral("%1"), shownBytes));
+        row("number of an old archive",
+            ofSequential({{"NSNumber", 0}},
+                         [](Writer &writer) {
+                             writer.writeTypes("*");
+                             writer.writeCString(bytes);
+                             writer.writeTypes(bytes);
+                         }),
+            old + QStringLiteral("a number of type \"%1\"")
+                      .replace(QStringLiteral("%1"), shownBytes));
         row("types of an old archive",
             ofSequential({{"NSDate", 0}}, [](Writer &writer) { writer.writeTypes(bytes); }),
             old + QStringLiteral("types \"") + shownBytes + QStringLiteral("\" instead of \"d\""));
@@ -81,10 +83,10 @@ private Q_SLOTS:
             return PropertyListSerialization::parseXml(text).error;
         };
         const QByteArray utf8 = name.toUtf8().replace('\r', "").replace('\n', "");
-        const QString shownInXml = QString(shownName)
-                                       .replace(QStringLiteral("\\x0d\\n"), QString())
-                                       .replace(QStringLiteral(u"\u2026 (115)"),
-                                                QStringLiteral(u"yy\u2026 (113)"));
+        const QString shownInXml =
+            QString(shownName)
+                .replace(QStringLiteral("\\x0d\\n"), QString())
+                .replace(QStringLiteral(u"\u2026 (115)"), QStringLiteral(u"yy\u2026 (113)"));
         row("element of XML", xml('<' + utf8 + '>'),
             QStringLiteral("unknown element <") + shownInXml + QStringLiteral("> in line 1"));
         row("number of XML", xml("<integer>" + utf8 + "</integer>"),
