@@ -51,7 +51,17 @@ void NetService::publish() {
         qCWarning(logDnsSd).noquote()
             << QStringLiteral("cannot publish %1: %2").arg(description(), reason);
     };
-    _publisher->start(_service, _port, _txtRecord.value_or(dnssd::emptyTxtRecord()));
+    _publisher->start(_service, _port, publishableTxtRecord());
+}
+
+QByteArray NetService::publishableTxtRecord() const {
+    const QByteArray record = _txtRecord.value_or(dnssd::emptyTxtRecord());
+    const QString refusal = dnssd::reasonToRefuseTxtRecord(record);
+    if (refusal.isEmpty())
+        return record;
+    qCWarning(logDnsSd).noquote()
+        << QStringLiteral("%1 is published without its TXT record: %2").arg(description(), refusal);
+    return dnssd::emptyTxtRecord();
 }
 
 void NetService::resolveWithTimeout(RunLoop::Seconds timeout) {

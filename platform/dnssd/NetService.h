@@ -43,7 +43,9 @@ public:
 
     void setDelegate(Delegate delegate) { _delegate = std::move(delegate); }
 
-    /// Announces the service with its port and TXT record. Errors are only logged.
+    /// Announces the service with its port and TXT record. Errors are only logged. A record that
+    /// the network does not carry costs the record, not the service: it is announced with an empty
+    /// one.
     void publish();
     /// Looks the address up afresh; nothing known from before is used. Answers the delegate once,
     /// with netServiceDidNotResolve when the time is over.
@@ -66,6 +68,8 @@ public:
     [[nodiscard]] QString description() const override;
 
 private:
+    [[nodiscard]] QByteArray publishableTxtRecord() const;
+
     dnssd::Backend &_backend;
     dnssd::ServiceName _service;
     quint16 _port;

@@ -3,6 +3,7 @@
 
 #include "platform/dnssd/FakeDnsSd.h"
 #include "platform/dnssd/NetService.h"
+#include "tests/dnssd/Observers.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <QTest>
@@ -99,6 +100,25 @@ private Q_SLOTS:
         announcement->setTXTRecordData("\3a=2");
         _loop.runOnce();
         QCOMPARE(_backend->published()[0].txtRecord, QByteArray("\3a=2"));
+    }
+
+    void aRecordThatIsTooLongDoesNotCostTheService() {
+        for (const qsizetype size : {1299, 1300, 1301}) {
+            const auto announcement = service(1);
+            const QByteArray record = dnssd::test::txtRecordOfSize(size);
+            announcement->setTXTRecordData(record);
+            const bool fits = size <= 1300;
+            if (!fits)
+                QTest::ignoreMessage(QtWarningMsg,
+                                     qPrintable(announcement->description() +
+                                                QStringLiteral(" is published without its TXT "
+                                                               "record: the TXT record has 1301 "
+                                                               "bytes, more than 1300")));
+            announcement->publish();
+            _loop.runOnce();
+            QCOMPARE(_backend->published().size(), 1);
+            QCOMPARE(_backend->published()[0].txtRecord, fits ? record : QByteArray("\0", 1));
+        }
     }
 
     void stopAndDestructionWithdrawThePublication() {
