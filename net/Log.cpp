@@ -5,6 +5,6 @@
 
 namespace clipmule {
 
-Q_LOGGING_CATEGORY(logNet, "clipmule.net")
+Q_LOGGING_CATEGORY(logNet, "clipmule.net", QtInfoMsg)
 
 } // namespace clipmule

@@ -5,6 +5,7 @@
 
 #include "net/Log.h"
 #include "platform/dnssd/NetService.h"
+#include "platform/foundation/Log.h"
 
 #include <algorithm>
 
@@ -187,7 +188,14 @@ void ZRKNetServiceClient::didFindService(const std::shared_ptr<NetService> &serv
              }});
     if (_delegate->clientServiceDidUpdateServiceDictionary)
         service->startMonitoring();
+    tellLog(*service, "found");
     service->resolveWithTimeout(resolveTimeout);
+}
+
+// One for each thing that happens, with the phone's name first.
+void ZRKNetServiceClient::tellLog(const NetService &service, const char *what) {
+    qCDebug(logNet).noquote()
+        << QStringLiteral("\"%1\": %2").arg(cutForLog(service.name()), QLatin1String(what));
 }
 
 void ZRKNetServiceClient::netServiceDidResolveAddress(NetService &service) {
@@ -208,6 +216,7 @@ void ZRKNetServiceClient::netServiceDidResolveAddress(NetService &service) {
         tellOfConnection(service, QStringLiteral("no connection could be made"));
         return;
     }
+    handler->setPeerName(service.name());
     adopt(handler);
     info.streamHandler = handler;
     const bool isFirst = info.firstTime;
@@ -294,8 +303,11 @@ void ZRKNetServiceClient::streamHandlerDidClose(ZRKStreamHandler &handler) {
 }
 
 void ZRKNetServiceClient::streamHandlerDidEstablish(ZRKStreamHandler &handler) {
-    if (const auto service = netServiceForStreamHandler(handler); _running && service)
-        tellOfConnection(*service, QString());
+    const auto service = netServiceForStreamHandler(handler);
+    if (!_running || !service)
+        return;
+    tellLog(*service, "connected");
+    tellOfConnection(*service, QString());
 }
 
 void ZRKNetServiceClient::tellOfConnection(NetService &service, const QString &failure) {
@@ -352,6 +364,7 @@ void ZRKNetServiceClient::streamHandlerDidReceiveObject(ZRKStreamHandler &handle
 void ZRKNetServiceClient::didRemoveService(const std::shared_ptr<NetService> &removed) {
     const auto listed = listedService(*removed);
     const auto service = listed ? listed : removed;
+    tellLog(*service, "gone");
     closeQuietly(streamHandlerForNetService(*service));
     service->setDelegate({});
     service->stop();

@@ -117,6 +117,7 @@ private:
     static void removeFrom(ServiceInfo &info, qsizetype index);
     void didFindService(const std::shared_ptr<NetService> &service);
     void didRemoveService(const std::shared_ptr<NetService> &service);
+    static void tellLog(const NetService &service, const char *what);
     void netServiceDidResolveAddress(NetService &service);
     void netServiceDidNotResolve(NetService &service);
     void netServiceDidUpdateTXTRecordData(NetService &service, const QByteArray &record);

@@ -6,6 +6,7 @@
 #include "net/Log.h"
 #include "net/StreamFrame.h"
 #include "net/ZRKStreamNotifications.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/streams/SocketStreams.h"
@@ -33,6 +34,15 @@ RunLoop::Seconds randomPingInterval() {
     }();
     Q_UNUSED(seeded)
     return RunLoop::Seconds((std::rand() % 100) / 10.0 + 180.0);
+}
+
+/// "message of type 1", for the log: a message is a dictionary whose one key is its type. Never
+/// what is in it.
+QString kindOfMessage(const PropertyList &object) {
+    const auto *message = object.as<PropertyList::Dictionary>();
+    if (!message || message->size() != 1)
+        return QStringLiteral("no message");
+    return QStringLiteral("message of type ") + onOneLine(message->firstKey(), 8);
 }
 
 } // namespace
@@ -64,7 +74,11 @@ ZRKStreamHandler::ZRKStreamHandler(Private, FileHandle connection, StreamPair st
     , _inputStream(std::move(streams.input))
     , _outputStream(std::move(streams.output))
     , _readBuffer(std::make_unique_for_overwrite<char[]>(readBufferSize))
-    , _pingInterval(randomPingInterval()) {}
+    , _pingInterval(randomPingInterval())
+    , _warnings([this](int leftOut) {
+        qCWarning(logNet).noquote()
+            << QStringLiteral("%1 more lines about %2 were left out").arg(leftOut).arg(_peer);
+    }) {}
 
 ZRKStreamHandler::~ZRKStreamHandler() {
     close(false);
@@ -76,6 +90,15 @@ void ZRKStreamHandler::openStreams() {
     _outputStream->setEventHandler([this](StreamEvent event) { streamHandleEvent(event); });
     _outputStream->open();
     _pingTimer = RunLoop::current().performEvery(_pingInterval, [this] { ping(); });
+}
+
+void ZRKStreamHandler::setPeerName(const QString &name) {
+    _peer = u'"' + cutForLog(name) + u'"';
+}
+
+void ZRKStreamHandler::warn(const QString &line) {
+    if (_warnings.allows())
+        qCWarning(logNet).noquote() << line;
 }
 
 void ZRKStreamHandler::setDelegate(Delegate delegate) {
@@ -115,6 +138,8 @@ void ZRKStreamHandler::ping() {
 void ZRKStreamHandler::close(bool notifyDelegate) {
     if (!std::exchange(_open, false))
         return;
+    qCDebug(logNet).noquote()
+        << QStringLiteral("%1: closed, %2").arg(_peer, QLatin1String(_closeReason));
     // Whatever the delegate does or raises, the connection is let go.
     const auto release = qScopeGuard([this] { releaseConnection(); });
     if (!notifyDelegate)
@@ -160,7 +185,11 @@ void ZRKStreamHandler::streamHandleEvent(StreamEvent event) {
             sendOutput();
             break;
         case StreamEvent::ErrorOccurred:
+            _closeReason = _established ? "the connection failed" : "no address answered";
+            closeAfterInput();
+            break;
         case StreamEvent::EndEncountered:
+            _closeReason = "by the peer";
             closeAfterInput();
             break;
         case StreamEvent::OpenCompleted:
@@ -168,8 +197,7 @@ void ZRKStreamHandler::streamHandleEvent(StreamEvent event) {
             break;
         }
     } catch (const PlatformException &exception) {
-        qCWarning(logNet).noquote()
-            << QStringLiteral("HANDLEEVENT EXCEPTION %1").arg(exception.reason());
+        warn(QStringLiteral("HANDLEEVENT EXCEPTION %1").arg(exception.reason()));
     }
 }
 
@@ -228,6 +256,7 @@ void ZRKStreamHandler::processInput() {
         if (length > largestPayload) {
             qCWarning(logNet).noquote() << QStringLiteral("FRAME TOO LARGE %1").arg(length);
             refuseInput({.size = length, .limit = largestPayload, .error = {}});
+            _closeReason = "a frame is too large";
             close();
             return;
         }
@@ -250,8 +279,7 @@ void ZRKStreamHandler::continueInput() {
     try {
         processInput();
     } catch (const PlatformException &exception) {
-        qCWarning(logNet).noquote()
-            << QStringLiteral("HANDLEEVENT EXCEPTION %1").arg(exception.reason());
+        warn(QStringLiteral("HANDLEEVENT EXCEPTION %1").arg(exception.reason()));
     }
 }
 
@@ -272,20 +300,22 @@ void ZRKStreamHandler::receivePayload(QByteArrayView payload) {
     if (!delegate->streamHandlerDidReceiveObject)
         return;
     try {
+        const qsizetype size = payload.size();
         const auto parsed = PropertyListSerialization::parse(payload);
         consumed.dismiss();
         consume(StreamFrame::headerSize + payload.size());
         if (parsed.value) {
+            qCDebug(logNet).noquote()
+                << QStringLiteral("%1: received %2 bytes, %3")
+                       .arg(_peer, QString::number(size), kindOfMessage(*parsed.value));
             delegate->streamHandlerDidReceiveObject(*this, *parsed.value);
         } else {
-            qCWarning(logNet).noquote()
-                << QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE ERROR DECODING DATA %1")
-                       .arg(parsed.error);
+            warn(QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE ERROR DECODING DATA %1")
+                     .arg(parsed.error));
             refuseInput({.error = parsed.error});
         }
     } catch (const PlatformException &exception) {
-        qCWarning(logNet).noquote() << QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE EXCEPTION %1")
-                                           .arg(exception.reason());
+        warn(QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE EXCEPTION %1").arg(exception.reason()));
     }
 }
 
@@ -386,10 +416,13 @@ void ZRKStreamHandler::writeOutputBuffer() {
         post(ZRKStreamDidSendData);
         return;
     }
-    _outputBuffer = QByteArray();
-    _outputOffset = 0;
+    qCDebug(logNet).noquote()
+        << QStringLiteral("%1: sent %2 bytes").arg(_peer, QString::number(_outputBuffer.size()));
     // Its bytes are out: it leaves the queue whatever the observers and the delegate do or raise.
+    // Until then it is the one that is being written, which nobody can withdraw.
     const auto removed = qScopeGuard([this] {
+        _outputBuffer = QByteArray();
+        _outputOffset = 0;
         if (_open)
             _outputObjects.pop_front();
     });

@@ -5,6 +5,7 @@
 
 #include "net/OutputObject.h"
 #include "platform/foundation/FileHandle.h"
+#include "platform/foundation/LogLimit.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/streams/Stream.h"
@@ -73,6 +74,8 @@ public:
     void setDelegate(Delegate delegate);
     [[nodiscard]] const Delegate &delegate() const { return *_delegate; }
 
+    /// What log lines call the peer; "a peer" without it.
+    void setPeerName(const QString &name);
     /// Queues an object. False, and nothing done, when the handler is closed; true says that it was
     /// queued, not that it was sent.
     bool outputObject(const OutputObject &object);
@@ -114,6 +117,7 @@ private:
     void dropHeadObject(const OutputObject &object, const QString &reason);
     void writeOutputBuffer();
     void post(const QString &name);
+    void warn(const QString &line);
 
     FileHandle _fileHandle;
     std::unique_ptr<InputStream> _inputStream;
@@ -134,6 +138,11 @@ private:
     bool _needsPing = false;
     RunLoop::Timer _pingTimer;
     RunLoop::Seconds _pingInterval;
+    /// On one line, in quotes.
+    QString _peer = QStringLiteral("a peer");
+    const char *_closeReason = "from here";
+    // What a peer sends can cause one each.
+    LogLimit _warnings;
     bool _sendingOutput = false;
     bool _processingInput = false;
     // Set while frames that were read wait for their turns.

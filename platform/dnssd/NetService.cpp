@@ -5,6 +5,7 @@
 
 #include "platform/dnssd/Log.h"
 #include "platform/dnssd/ServiceRules.h"
+#include "platform/foundation/HostAndPort.h"
 #include "platform/foundation/Log.h"
 
 namespace clipmule {
@@ -17,6 +18,15 @@ QString withoutFinalDot(const QString &name) {
 
 QString defaultDomain() {
     return QStringLiteral("local");
+}
+
+// In the order in which they are tried.
+QString placesOf(const dnssd::Resolved &resolved) {
+    QStringList places;
+    for (const dnssd::Endpoint &endpoint : resolved.endpoints)
+        places += HostAndPort{endpoint.address.toString(), endpoint.port}.text();
+    return cutForLog(resolved.hostName) + QStringLiteral(" at ") +
+           places.join(QStringLiteral(", "));
 }
 
 } // namespace
@@ -71,6 +81,8 @@ void NetService::resolveWithTimeout(RunLoop::Seconds timeout) {
         const auto self = shared_from_this();
         _resolver.reset();
         _resolved = resolved;
+        qCDebug(logDnsSd).noquote() << QStringLiteral("\"%1\": resolved, %2")
+                                           .arg(cutForLog(_service.name), placesOf(resolved));
         if (const auto slot = _delegate.netServiceDidResolveAddress)
             slot(*this);
     };
@@ -107,6 +119,8 @@ void NetService::stop() {
 std::optional<StreamPair> NetService::streams() {
     if (!_resolved)
         return {};
+    qCDebug(logDnsSd).noquote() << QStringLiteral("\"%1\": connecting to %2")
+                                       .arg(cutForLog(_service.name), placesOf(*_resolved));
     StreamPair pair = _backend.connectTo(*_resolved);
     if (!pair.input || !pair.output)
         return {};

@@ -5,6 +5,6 @@
 
 namespace clipmule {
 
-Q_LOGGING_CATEGORY(logStreams, "clipmule.streams")
+Q_LOGGING_CATEGORY(logStreams, "clipmule.streams", QtInfoMsg)
 
 } // namespace clipmule

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/Log.h"
+#include "platform/foundation/LogLimit.h"
+#include "tests/kit/ManualRunLoop.h"
 
 #include <QTest>
 
@@ -96,6 +98,33 @@ private Q_SLOTS:
         QCOMPARE(onOneLine(five, 0), QStringLiteral(u"\u2026 (5)"));
         QCOMPARE(cutForLog(QString(64, u'a')), QString(64, u'a'));
         QCOMPARE(cutForLog(QString(65, u'a')), QString(64, u'a') + QStringLiteral(u"\u2026 (65)"));
+    }
+
+    void tenLinesAMinuteAreWrittenAndTheOthersCounted() {
+        kit::ManualRunLoop loop;
+        const RunLoop::Installation installation(loop);
+        QList<int> sums;
+        {
+            LogLimit limit([&](int leftOut) { sums += leftOut; });
+            for (int line = 1; line <= 10; ++line)
+                QVERIFY(limit.allows());
+            loop.advance(59.9);
+            QVERIFY(!limit.allows());
+            QVERIFY(!limit.allows());
+            QCOMPARE(sums, QList<int>());
+            loop.advance(0.2);
+            QCOMPARE(sums, QList<int>{2});
+            // Ten are within the limit: nothing is said of them.
+            for (int line = 1; line <= 10; ++line)
+                QVERIFY(limit.allows());
+            loop.advance(120);
+            QCOMPARE(sums, QList<int>{2});
+            for (int line = 1; line <= 11; ++line)
+                QCOMPARE(limit.allows(), line <= 10);
+        }
+        QCOMPARE(sums, (QList<int>{2, 1}));
+        loop.advance(120);
+        QCOMPARE(sums, (QList<int>{2, 1}));
     }
 
     void aCharacterIsNotCutInTwo() {

@@ -1,8 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "net/StreamFrame.h"
 #include "tests/net/ClientFixture.h"
 
+#include <QLoggingCategory>
+#include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTest>
 
 using namespace clipmule;
@@ -394,6 +398,79 @@ private Q_SLOTS:
                 QVERIFY(connection->isClosed());
             QVERIFY(backend().browsedTypes().isEmpty());
         }
+    }
+
+    // Also where somebody else still holds it.
+    void aRemovedServiceIsStopped() {
+        auto delegate = _fixture->recordingDelegate();
+        delegate.clientServiceDidUpdateServiceDictionary =
+            [](NetService &, const std::optional<ServiceDictionary> &) {};
+        client().setDelegate(delegate);
+        client().start();
+        _fixture->appear(phone);
+        const auto kept = client().services()[0];
+        QCOMPARE(backend().watchedTxtRecords().size(), 1);
+        _fixture->vanish(phone);
+        QCOMPARE(backend().watchedTxtRecords().size(), 0);
+    }
+
+    void onlyTheNamedServiceIsLookedFor() {
+        _fixture.emplace(QString(phone));
+        client().start();
+        for (int number = 0; number < 1001; ++number)
+            backend().appear(ClientFixture::service(QString::number(number)), {});
+        _fixture->appear(phone);
+        QCOMPARE(events(), QStringList{QStringLiteral("open A Phone")});
+    }
+
+    // With the phone's name, and nothing of what is in a message.
+    void whatHappensIsToldOnRequest() {
+        static QStringList lines;
+        lines.clear();
+        QLoggingCategory::setFilterRules(QStringLiteral("clipmule.*.debug=true"));
+        const auto before = qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext &, const QString &line) { lines += line; });
+        const auto restore = qScopeGuard([&] {
+            qInstallMessageHandler(before);
+            QLoggingCategory::setFilterRules({});
+        });
+        const QString name = QStringLiteral("A\nPhone");
+        client().setDelegate({});
+        client().start();
+        _fixture->appear(name);
+        const QByteArray frame = kit::objectFrame(
+            PropertyList(PropertyList::Dictionary{{QStringLiteral("1"), text("secret")}}));
+        _fixture->connection().feed(frame);
+        kit::settle(_fixture->runLoop);
+        _fixture->connection().feed(kit::objectFrame(text("secret")));
+        kit::settle(_fixture->runLoop);
+        QVERIFY(_fixture->send("secret"));
+        const qsizetype sent = kit::objectFrame(text("secret")).size();
+        _fixture->dropAndReconnect();
+        _fixture->vanish(name);
+        const QString phoneName = QStringLiteral("\"A\\nPhone\": ");
+        const QString place = QStringLiteral(".local at 127.0.0.1:4711");
+        QStringList told;
+        for (const QString &line : lines) {
+            QVERIFY2(line.startsWith(phoneName), qPrintable(line));
+            QVERIFY2(!line.contains(u"secret"), qPrintable(line));
+            told += line.mid(phoneName.size())
+                        .remove(QRegularExpression(QStringLiteral("\\S+(?=\\.local at)")));
+        }
+        const auto received = [](qsizetype size, const char *what) {
+            return QStringLiteral("received %1 bytes, %2")
+                .arg(size - StreamFrame::headerSize)
+                .arg(QLatin1String(what));
+        };
+        QCOMPARE(told,
+                 (QStringList{
+                     QStringLiteral("found"), QStringLiteral("resolved, ") + place,
+                     QStringLiteral("connecting to ") + place, QStringLiteral("connected"),
+                     received(frame.size(), "message of type 1"), received(sent, "no message"),
+                     QStringLiteral("sent %1 bytes").arg(sent),
+                     QStringLiteral("closed, by the peer"), QStringLiteral("resolved, ") + place,
+                     QStringLiteral("connecting to ") + place, QStringLiteral("connected"),
+                     QStringLiteral("gone"), QStringLiteral("closed, from here")}));
     }
 
 private:

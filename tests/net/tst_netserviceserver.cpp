@@ -148,6 +148,61 @@ private Q_SLOTS:
         QCOMPARE(loopback::receive(client), objectFrame(text("welcome")));
     }
 
+    void aNewConnectionIsListedWhenTheDelegateIsTold() {
+        bool hadClients = false;
+        auto delegate = recordingDelegate();
+        delegate.serverStreamHandlerDidOpen = [&](ZRKStreamHandler &) {
+            hadClients = _server->hasClients();
+            _events += QStringLiteral("opened");
+        };
+        _server->setDelegate(delegate);
+        QVERIFY(_server->start());
+        const FileHandle client = loopback::connectTo(_server->port());
+        QVERIFY(runUntil([&] { return !_events.isEmpty(); }));
+        QVERIFY(hadClients);
+    }
+
+    // A delegate that lets the run loop turn holds up nobody who waits for a connection.
+    void theNextConnectionIsAwaitedWhenTheDelegateIsTold() {
+        int opened = 0;
+        int openedMeanwhile = 0;
+        auto delegate = recordingDelegate();
+        delegate.serverStreamHandlerDidOpen = [&](ZRKStreamHandler &) {
+            if (++opened > 1)
+                return;
+            QVERIFY(runUntil([&] { return opened == 2; }));
+            openedMeanwhile = opened;
+        };
+        _server->setDelegate(delegate);
+        QVERIFY(_server->start());
+        const FileHandle first = loopback::connectTo(_server->port());
+        const FileHandle second = loopback::connectTo(_server->port());
+        QVERIFY(runUntil([&] { return opened == 2; }));
+        QCOMPARE(openedMeanwhile, 2);
+    }
+
+    void aClosedConnectionLosesItsDelegate() {
+        std::shared_ptr<ZRKStreamHandler> kept;
+        auto delegate = recordingDelegate();
+        delegate.serverStreamHandlerDidOpen = [&](ZRKStreamHandler &handler) {
+            kept = std::static_pointer_cast<ZRKStreamHandler>(handler.shared_from_this());
+        };
+        bool hadDelegate = true;
+        delegate.serverStreamHandlerDidClose = [&](ZRKStreamHandler &handler) {
+            hadDelegate = bool(handler.delegate().streamHandlerDidReceiveObject);
+            _events += QStringLiteral("closed");
+        };
+        _server->setDelegate(delegate);
+        QVERIFY(_server->start());
+        FileHandle client = loopback::connectTo(_server->port());
+        QVERIFY(runUntil([&] { return bool(kept); }));
+        QVERIFY(kept->delegate().streamHandlerDidReceiveObject);
+        client.close();
+        QVERIFY(runUntil([&] { return !_events.isEmpty(); }));
+        QVERIFY(!hadDelegate);
+        kept.reset();
+    }
+
     // Everybody is asked, also after one has refused, and the one that refuses makes it false.
     void oneThatRefusesMakesItFalse() {
         QVERIFY(_server->start());

@@ -6,6 +6,7 @@
 
 #include <QTest>
 
+#include <malloc.h>
 #include <stdexcept>
 
 using namespace clipmule;
@@ -446,6 +447,39 @@ private Q_SLOTS:
                                                "DATA .+")));
         receive(objectFrame(payload) + hiFrame);
         QCOMPARE(events(), QStringList{QStringLiteral("received hi")});
+    }
+
+    void aFloodOfDamagedFramesMakesTenLinesAMinute() {
+        _fixture->handler->setPeerName(QStringLiteral("A\x1bPhone"));
+        for (int line = 0; line < 10; ++line)
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral(
+                                                   "^NSSTREAMEVENTHASBYTESAVAILABLE ERROR .+")));
+        receive(objectFrame(QByteArrayLiteral("<<<")).repeated(500) + hiFrame);
+        QCOMPARE(events(), QStringList{QStringLiteral("received hi")});
+        QTest::ignoreMessage(QtWarningMsg, "490 more lines about \"A\\x1bPhone\" were left out");
+        _fixture->runLoop.advance(61);
+    }
+
+    // By the blocks that the allocator gets from the system, as large ones are; where it is
+    // another allocator there is nothing to see.
+    void theMemoryOfALargeFrameIsGivenBack() {
+        qsizetype received = 0;
+        auto delegate = _fixture->recordingDelegate();
+        delegate.streamHandlerDidReceiveObject = [&](ZRKStreamHandler &,
+                                                     const PropertyList &object) {
+            received += object.isData() ? object.data().size() : 0;
+        };
+        _fixture->handler->setDelegate(delegate);
+        constexpr qsizetype large = 24 << 20;
+        QByteArray frame = objectFrame(PropertyList(QByteArray(large, 'x')));
+        const size_t before = mallinfo2().hblkhd;
+        receive(frame);
+        QCOMPARE(received, large);
+        // What the connection in memory keeps is not the handler's.
+        _fixture->connection.feed(hiFrame);
+        kit::settle(_fixture->runLoop);
+        QVERIFY2(mallinfo2().hblkhd < before + (1 << 20),
+                 qPrintable(QString::number(mallinfo2().hblkhd - before)));
     }
 
     void aFloodOfGarbageIsSkipped() {

@@ -43,6 +43,32 @@ private Q_SLOTS:
         QCOMPARE(second.handler->pingInterval().count(), expected);
     }
 
+    void theInputIsOpenedFirst() {
+        struct Input final : InputStream {
+            explicit Input(QStringList &opened)
+                : order(opened) {}
+            void setEventHandler(EventHandler) override {}
+            void open() override { order += QStringLiteral("input"); }
+            void close() override {}
+            qint64 read(char *, qint64) override { return -1; }
+            QStringList &order;
+        };
+        struct Output final : OutputStream {
+            explicit Output(QStringList &opened)
+                : order(opened) {}
+            void setEventHandler(EventHandler) override {}
+            void open() override { order += QStringLiteral("output"); }
+            void close() override {}
+            bool hasSpaceAvailable() override { return false; }
+            qint64 write(const char *, qint64) override { return 0; }
+            QStringList &order;
+        };
+        QStringList order;
+        const auto handler = ZRKStreamHandler::initWithInputStreamOutputStream(
+            {std::make_unique<Input>(order), std::make_unique<Output>(order)});
+        QCOMPARE(order, (QStringList{QStringLiteral("input"), QStringLiteral("output")}));
+    }
+
     void pingIntervalsSpreadInSteps() {
         std::set<int> tenths;
         for (int i = 0; i < 200; ++i) {

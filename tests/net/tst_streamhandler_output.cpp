@@ -327,6 +327,27 @@ private Q_SLOTS:
         QCOMPARE(events(), QStringList{QStringLiteral("closed")});
     }
 
+    // The one whose last byte has just gone is not waiting any more, though it is there until the
+    // delegate has been told.
+    void whatWasWrittenCannotBeWithdrawn() {
+        const auto first = OutputObject::fixed(text("one"));
+        bool withdrawn = true;
+        auto delegate = _fixture->recordingDelegate();
+        delegate.streamHandlerDidOutputObject = [&](ZRKStreamHandler &handler,
+                                                    const OutputObject &object) {
+            withdrawn = object.isSameAs(first) ? handler.withdrawObject(first) : withdrawn;
+            _fixture->events += object.value().string();
+        };
+        _fixture->handler->setDelegate(delegate);
+        _fixture->connection.setRoom(0);
+        _fixture->handler->outputObject(first);
+        _fixture->handler->outputObject(OutputObject::fixed(text("two")));
+        _fixture->connection.setRoom(100000);
+        kit::settle(_fixture->runLoop);
+        QVERIFY(!withdrawn);
+        QCOMPARE(_fixture->events, (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
+    }
+
 private:
     ZRKStreamHandler &handler() { return *_fixture->handler; }
     kit::MemoryConnection &connection() { return _fixture->connection; }
