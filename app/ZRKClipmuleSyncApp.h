@@ -76,10 +76,12 @@ public:
     /// phones again and again, so a larger one is refused; in bytes of its XML form.
     static constexpr qsizetype largestDeviceRecord = 64 * 1024;
 
-    /// Between two pastes. The window in front fetches a clip only when its key stroke has arrived,
-    /// and by then the next must not have taken its place; and a phone that sends without end must
-    /// leave the user time to do something about it.
+    /// Between two pastes: the window in front fetches a clip only when its key stroke has arrived,
+    /// and by then the next must not have taken its place.
     static constexpr RunLoop::Seconds pasteInterval{0.25};
+    /// The same while clips are passed over: a paste closes our menu, and a phone that sends
+    /// without end must leave the user time to switch it off there.
+    static constexpr RunLoop::Seconds pasteIntervalInFlood{3};
     /// Received clips that may wait for their turn, and how large they may be together (in the unit
     /// of ZRKClipmuleData::size): of more the newest stay. A person sends them one by one.
     static constexpr size_t mostWaitingClips = 8;
@@ -212,6 +214,8 @@ private:
     // Oldest first. Without any the timer may run: too soon for another paste.
     std::deque<ReceivedClip> _waitingClips;
     RunLoop::Timer _nextPaste;
+    // A clip was passed over since the last paste.
+    bool _clipsOvertaken = false;
     Refusals _refusals;
 
     std::optional<Bundle> _prefPaneBundle;

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace clipmule {
 
@@ -102,6 +103,7 @@ void ZRKClipmuleSyncApp::waitForPaste(ReceivedClip received) {
            (_waitingClips.size() > 1 && size() > largestWaitingClips)) {
         const QString phone = _waitingClips.front().phone;
         _waitingClips.pop_front();
+        _clipsOvertaken = true;
         refuse({.direction = Refusal::Direction::FromPhone,
                 .reason = Refusal::Reason::Overtaken,
                 .phone = displayName(phone)});
@@ -155,7 +157,9 @@ void ZRKClipmuleSyncApp::applyClip(const ReceivedClip &received) {
         refuse(refusal);
     }
     // From here, not from when it came: an image takes its time.
-    _nextPaste = RunLoop::current().performAfter(pasteInterval, [this] { applyNextClip(); });
+    const bool isFlood = std::exchange(_clipsOvertaken, false);
+    _nextPaste = RunLoop::current().performAfter(isFlood ? pasteIntervalInFlood : pasteInterval,
+                                                 [this] { applyNextClip(); });
 }
 
 void ZRKClipmuleSyncApp::paste() {
