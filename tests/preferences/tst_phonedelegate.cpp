@@ -143,8 +143,10 @@ private Q_SLOTS:
             bounds = columns(0);
             return columns(bounds.right() - 5).height();
         };
-        QVERIFY2(heightOfRightEnd(plain, 34) <= 3, qPrintable(QString::number(heightOfRightEnd(plain, 34))));
-        QVERIFY2(heightOfRightEnd(reversed, 0) <= 3, qPrintable(QString::number(heightOfRightEnd(reversed, 0))));
+        QVERIFY2(heightOfRightEnd(plain, 34) <= 3,
+                 qPrintable(QString::number(heightOfRightEnd(plain, 34))));
+        QVERIFY2(heightOfRightEnd(reversed, 0) <= 3,
+                 qPrintable(QString::number(heightOfRightEnd(reversed, 0))));
     }
 
 private:

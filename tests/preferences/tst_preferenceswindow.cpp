@@ -213,8 +213,12 @@ private Q_SLOTS:
         QCOMPARE(_phones->registered().size(), 1);
         QCOMPARE(_phones->registered()[0].service, anna);
         QCOMPARE(_phones->registered()[0].address, u"192.168.1.20:5000"_qs);
-        QVERIFY(paired()->model()->index(0, 0).data(Qt::AccessibleTextRole).toString().contains(
-            u"by hand at 192.168.1.20:5000"_qs));
+        QVERIFY(paired()
+                    ->model()
+                    ->index(0, 0)
+                    .data(Qt::AccessibleTextRole)
+                    .toString()
+                    .contains(u"by hand at 192.168.1.20:5000"_qs));
     }
 
     void theRenameDialogHasRoomAndSaysWhatItDoes() {
