@@ -68,7 +68,6 @@ void PasteboardX11::ownerChanged(xcb_window_t owner, xcb_timestamp_t time) {
     }
     if (_ownEventsToCome > 0)
         return;
-    ++_changes;
     if (owner == XCB_NONE)
         ownerEnded();
     else
@@ -112,16 +111,15 @@ void PasteboardX11::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
     _settle = RunLoop::current().performAfter(settleTime, [this, time] { fetch(time); });
 }
 
-// The answer is there before anything that the owner is asked for.
+// The answer is there before anything that the owner is asked for, and before the one about the
+// next owner.
 void PasteboardX11::askForTheManager(xcb_window_t owner) {
     const auto cookie = xcb_get_selection_owner(_connection->xcb(), _clipboardManager);
-    _connection->awaitReply(
-        cookie.sequence, this, [this, owner, change = _changes](const void *memory) {
-            const auto *reply = static_cast<const xcb_get_selection_owner_reply_t *>(memory);
-            if (change == _changes && reply && reply->owner != XCB_NONE)
-                _taking.isTheManagers =
-                    _connection->clientOf(reply->owner) == _connection->clientOf(owner);
-        });
+    _connection->awaitReply(cookie.sequence, this, [this, owner](const void *memory) {
+        const auto *reply = static_cast<const xcb_get_selection_owner_reply_t *>(memory);
+        _taking.isTheManagers = reply && reply->owner != XCB_NONE &&
+                                _connection->clientOf(reply->owner) == _connection->clientOf(owner);
+    });
 }
 
 void PasteboardX11::fetch(xcb_timestamp_t time) {

@@ -95,7 +95,6 @@ private:
     bool _watching = false;
     // Events of our own taking that are still to come: older ones of others say nothing any more.
     int _ownEventsToCome = 0;
-    quint64 _changes = 0; // of the owner
     Taking _taking;
     // What was on the clipboard last, where it is not among the contents any more; nothing when it
     // was never read.

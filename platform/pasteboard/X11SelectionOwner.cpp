@@ -56,7 +56,6 @@ void X11SelectionOwner::own(QList<PasteboardTypes::Offer> offers) {
 void X11SelectionOwner::ownSelection() {
     if (!_isOwning || _connection->isLost())
         return;
-    _isOwningSelection = true;
     xcb_set_selection_owner(_connection->xcb(), _window, XCB_ATOM_PRIMARY, XCB_CURRENT_TIME);
     _connection->flush();
 }
@@ -93,12 +92,6 @@ void X11SelectionOwner::x11Event(const xcb_generic_event_t &event) {
         _readers.remove(notified.window);
         break;
     }
-    case XCB_SELECTION_CLEAR: {
-        const auto &cleared = reinterpret_cast<const xcb_selection_clear_event_t &>(event);
-        if (cleared.owner == _window && cleared.selection == XCB_ATOM_PRIMARY)
-            _isOwningSelection = false;
-        break;
-    }
     case XCB_SELECTION_NOTIFY: {
         const auto &notified = reinterpret_cast<const xcb_selection_notify_event_t &>(event);
         if (notified.requestor == _window && notified.selection == _atoms.clipboardManager)
@@ -116,9 +109,9 @@ void X11SelectionOwner::requested(const xcb_selection_request_event_t &request) 
     // Clients of old leave the choice of the property to the owner.
     const xcb_atom_t property =
         request.property == XCB_ATOM_NONE ? request.target : request.property;
-    const bool isForUs = _isOwning && request.owner == _window &&
-                         (request.selection == _atoms.clipboard ||
-                          (request.selection == XCB_ATOM_PRIMARY && _isOwningSelection));
+    const bool isForUs =
+        _isOwning && request.owner == _window &&
+        (request.selection == _atoms.clipboard || request.selection == XCB_ATOM_PRIMARY);
     // The time of the request is not looked at: toolkits ask with the time of the last event they
     // saw, which may be from before we took the clipboard, and mean what is there now.
     // Anybody may name a window of ours as the requestor; its events are ours to choose.

@@ -98,7 +98,6 @@ private:
     QList<OwnedOffer> _offers;
     QSet<xcb_window_t> _readers;
     bool _isOwning = false;
-    bool _isOwningSelection = false;
     xcb_timestamp_t _time = XCB_CURRENT_TIME;
     Transfers _transfers;
     std::function<void()> _handedOver;

@@ -145,6 +145,49 @@ private Q_SLOTS:
         QCOMPARE(desktop.pasteboard->changeCount(), changeCount);
     }
 
+    // From its history, say, when there has been nothing for a while, or something not known to us.
+    void whatIsTakenFromTheManagerLaterIsACopy_data() {
+        QTest::addColumn<bool>("isRead");
+        QTest::newRow("after its owner's end") << true;
+        QTest::newRow("what nobody has read") << false;
+    }
+    void whatIsTakenFromTheManagerLaterIsACopy() {
+        QFETCH(bool, isRead);
+        Desktop desktop;
+        X11TestOwner manager;
+        xcb_set_selection_owner(manager.connection().xcb(), manager.window(),
+                                manager.connection().atom("CLIPBOARD_MANAGER"), XCB_CURRENT_TIME);
+        manager.connection().flush();
+        desktop.pasteboard->setWatching(isRead);
+        X11TestOwner owner;
+        owner.own(text("x"));
+        if (isRead) {
+            QVERIFY(desktop.fetchEnds());
+            owner.quit();
+            QVERIFY(await([&] { return desktop.pasteboard->types().isEmpty(); }));
+            desktop.runLoop.advance(1.0);
+        } else {
+            QTRY_COMPARE(desktop.pasteboard->changeCount(), 1);
+            desktop.pasteboard->setWatching(true);
+        }
+        manager.own(text("x"));
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 2);
+    }
+
+    void otherContentsAfterWhatWasLetGoAreACopy() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{"image/png", QByteArray(2'000'000, 'x')}});
+        QVERIFY(desktop.fetchEnds());
+        desktop.pasteboard->releaseContents();
+        X11TestOwner other;
+        owner.quit();
+        other.own(text("x"));
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 2);
+    }
+
     void aManagerDoesNotHideACopyMadeJustBefore() {
         Desktop desktop;
         X11TestOwner owner;
