@@ -53,11 +53,11 @@ TESTED_FOLDERS = {
     "tests/tools/": ["tools/"],
     "tests/preferences/": ["preferences/"],
 }
-TEST_TOOLS = ["tests/kit/", "tests/contract/"]
+TEST_TOOLS = ["tests/kit/"]
 # Peers and servers that one folder's tests brought along and others use as well.
 SHARED_TEST_TOOLS = ["tests/pasteboard/Await.h", "tests/pasteboard/clients/",
-                     "tests/services/PrivateBus.h", "tests/streams/LoopbackSockets.h"]
-# The kit and the contract suites serve every folder, so they may know only the lowest floors.
+                     "tests/services/PrivateBus.h"]
+# The kit serves every folder, so it may know only the lowest floors.
 for _folder in TEST_TOOLS:
     MAY_INCLUDE[_folder] = TEST_TOOLS + ["platform/", "Common/", "support/", "net/", "model/", "ui/"]
 for _folder, _tested in TESTED_FOLDERS.items():
