@@ -15,6 +15,7 @@
 #include "platform/dnssd/FixedAddresses.h"
 #include "platform/dnssd/NetService.h"
 #include "platform/foundation/Bundle.h"
+#include "platform/foundation/LogLimit.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/keyboard/KeyboardEvents.h"
@@ -26,6 +27,7 @@
 #include <QMap>
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -182,6 +184,8 @@ private:
         QString phone; // its service's name
         std::shared_ptr<ZRKClipmuleData> clip;
     };
+    // A line about what a phone sent; so many in a while, however much it sends.
+    void warnAbout(const NetService &service, const QString &line);
     void waitForPaste(ReceivedClip received);
     void applyNextClip();
     void applyClip(const ReceivedClip &received);
@@ -211,6 +215,8 @@ private:
         std::optional<Date> lastErrorDate;
     };
     QMap<QString, Contact> _contacts;
+    // By service name.
+    std::map<QString, LogLimit> _warnings;
     // Oldest first. Without any the timer may run: too soon for another paste.
     std::deque<ReceivedClip> _waitingClips;
     RunLoop::Timer _nextPaste;

@@ -60,15 +60,26 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveObject(NetService &service,
             clientServiceDidReceiveDeviceData(service, *payload);
             return;
         default:
-            qCWarning(logApp).noquote() << "COULDN'T HANDLE" << object.description();
+            warnAbout(service, QStringLiteral("COULDN'T HANDLE ") + object.description());
         }
     } catch (const PlatformException &exception) {
-        qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.what();
+        warnAbout(service,
+                  QStringLiteral("ERROR DECODING DATA ") + QString::fromUtf8(exception.what()));
         refuse({.direction = Refusal::Direction::FromPhone,
                 .reason = Refusal::Reason::Damaged,
                 .phone = displayName(service.name()),
                 .detail = exception.reason()});
     }
+}
+
+void ZRKClipmuleSyncApp::warnAbout(const NetService &service, const QString &line) {
+    const QString name = service.name();
+    const auto limit = _warnings.try_emplace(name, [name](int leftOut) {
+        qCWarning(logApp).noquote() << QStringLiteral("%1 more lines about \"%2\" were left out")
+                                           .arg(QString::number(leftOut), cutForLog(name));
+    });
+    if (limit.first->second.allows())
+        qCWarning(logApp).noquote() << line;
 }
 
 void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &service,
@@ -79,7 +90,8 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &service
                                   << cutForLog(service.name());
         waitForPaste({service.name(), clip});
     } catch (const PlatformException &exception) {
-        qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.what();
+        warnAbout(service,
+                  QStringLiteral("ERROR DECODING DATA ") + QString::fromUtf8(exception.what()));
         refuse({.direction = Refusal::Direction::FromPhone,
                 .reason = Refusal::Reason::Damaged,
                 .phone = displayName(service.name()),
@@ -193,7 +205,8 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleDataForDevices(
             client->outputObject(envelope);
         }
     } catch (const PlatformException &exception) {
-        qCWarning(logApp).noquote() << "ERROR SENDING TO OTHER CLIENT" << exception.what();
+        warnAbout(service, QStringLiteral("ERROR SENDING TO OTHER CLIENT ") +
+                               QString::fromUtf8(exception.what()));
     }
 }
 
@@ -234,16 +247,17 @@ void ZRKClipmuleSyncApp::clientServiceDidReceiveDeviceData(NetService &service,
                     .phone = displayName(service.name())};
     if (!deviceData.isDictionary()) {
         const QString kind = PropertyList::nameOfKind(deviceData.kind());
-        qCWarning(logApp).noquote()
-            << "ERROR DECODING DATA a device record is a dictionary, not" << kind;
+        warnAbout(service,
+                  QStringLiteral("ERROR DECODING DATA a device record is a dictionary, not ") +
+                      kind);
         refusal.detail = QStringLiteral("%1 instead of a dictionary").arg(kind);
         refuse(refusal);
         return;
     }
     if (!isSmallEnough(deviceData)) {
-        qCWarning(logApp).noquote()
-            << QStringLiteral("ERROR DECODING DATA a device record of more than %1 bytes")
-                   .arg(largestDeviceRecord);
+        warnAbout(service,
+                  QStringLiteral("ERROR DECODING DATA a device record of more than %1 bytes")
+                      .arg(largestDeviceRecord));
         refusal.reason = Refusal::Reason::TooLarge;
         refusal.limit = quint64(largestDeviceRecord);
         refuse(refusal);

@@ -114,9 +114,13 @@ private Q_SLOTS:
     void aWrittenClipIsNotSentBack() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        _agent->settle();
+        const int reads = _agent->pasteboard.readCount();
         _agent->advance(2);
         QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
-        // Not even when a clipboard manager takes it over.
+        // It is not even looked at.
+        QCOMPARE(_agent->pasteboard.readCount(), reads);
+        // Nor is it when a clipboard manager takes it over.
         _agent->pasteboard.copyText(u"Hello"_qs);
         _agent->advance(0.5);
         QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
@@ -134,10 +138,8 @@ private Q_SLOTS:
                     clip({PropertyList(PropertyList::Dictionary{{u"imageData"_qs, jpeg}})}));
         _agent->settle();
         QCOMPARE(_agent->pasteboard.commitCount(), 1);
-        const int reads = _agent->pasteboard.readCount();
         _agent->advance(2);
         QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
-        QCOMPARE(_agent->pasteboard.readCount(), reads);
     }
 
     // As the phone asks: its clipboard is empty, and so is the desk's.
@@ -408,6 +410,25 @@ private Q_SLOTS:
         QCOMPARE(refusal.reason, Refusal::Reason::Damaged);
         QCOMPARE(refusal.phone, u"Ben's name"_qs);
         QCOMPARE(_agent->app->refusals().size(), 1);
+    }
+
+    void aPhoneCannotFloodTheLog() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        for (int i = 0; i < LogLimit::linesPerInterval; ++i)
+            QTest::ignoreMessage(QtWarningMsg, "COULDN'T HANDLE {99: 5}");
+        const PropertyList unknown(PropertyList::Dictionary{{u"99"_qs, 5}});
+        for (int i = 0; i < LogLimit::linesPerInterval + 7; ++i)
+            anna->send(unknown);
+        _agent->settle();
+        QTest::ignoreMessage(QtWarningMsg, "COULDN'T HANDLE {99: 6}");
+        ben->send(PropertyList(PropertyList::Dictionary{{u"99"_qs, 6}}));
+        _agent->settle();
+        QTest::ignoreMessage(QtWarningMsg, "7 more lines about \"Anna\" were left out");
+        _agent->advance(LogLimit::interval.count());
+        QTest::ignoreMessage(QtWarningMsg, "COULDN'T HANDLE {99: 5}");
+        anna->send(unknown);
+        _agent->settle();
     }
 
     void whatThePhoneSendsIsRefusedAloud() {
