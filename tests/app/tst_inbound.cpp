@@ -126,7 +126,7 @@ private Q_SLOTS:
         QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
     }
 
-    // Read back it has other bytes: nothing but the change count tells that it is the phone's.
+    // Read back it has other bytes, and so another hash.
     void aWrittenImageIsNotSentBack() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         QImage image(4, 4, QImage::Format_RGB32);
