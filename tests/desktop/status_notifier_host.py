@@ -103,6 +103,8 @@ class Watcher(dbus.service.Object):
         entries = []
         for entry in root[2]:
             values = entry[1]
+            if not values.get("visible", True):
+                continue
             entries.append([int(entry[0]), str(values.get("label", "")), bool(values.get("enabled", True)),
                             values.get("type", "") == "separator"])
         return entries
