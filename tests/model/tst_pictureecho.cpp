@@ -111,6 +111,7 @@ private Q_SLOTS:
         QVERIFY(
             !PictureEcho(*ZRKClipmuleData::initWithString(QStringLiteral("text"))).isIn(*captured));
         PictureEcho damaged(*receivedImage("no picture"));
+        QVERIFY(!damaged.isIn(*ZRKClipmuleData::initWithImageData("no picture")));
         QVERIFY(!damaged.isIn(*captured));
         QVERIFY(!damaged.isIn(*capture({{{NSTIFFPboardType, "no picture"}}})));
         QVERIFY(!damaged.isIn(*ZRKClipmuleData::initWithItems({})));
