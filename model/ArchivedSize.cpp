@@ -36,10 +36,19 @@ private:
     qint64 _size = 0;
 };
 
-} // namespace
+/// Adds up their lengths, each as often as it is met.
+class Lengths {
+public:
+    void add(const QString &text) { _size += sizeOfAMarker + 2 * text.size(); }
+    [[nodiscard]] qint64 size() const { return _size; }
 
-qint64 archivedSize(const ZRKClipmuleClipboard::Clips &clips) {
-    Texts texts;
+private:
+    qint64 _size = 0;
+};
+
+template <typename Sum>
+qint64 sizeBy(const ZRKClipmuleClipboard::Clips &clips) {
+    Sum texts;
     qint64 objects = 1;
     for (const auto &clip : clips) {
         texts.add(clip->oid());
@@ -52,6 +61,16 @@ qint64 archivedSize(const ZRKClipmuleClipboard::Clips &clips) {
         }
     }
     return objects * sizeOfAnObject + texts.size();
+}
+
+} // namespace
+
+qint64 archivedSize(const ZRKClipmuleClipboard::Clips &clips) {
+    return sizeBy<Texts>(clips);
+}
+
+bool archiveFits(const ZRKClipmuleClipboard::Clips &clips, qint64 limit) {
+    return sizeBy<Lengths>(clips) <= limit || archivedSize(clips) <= limit;
 }
 
 } // namespace clipmule

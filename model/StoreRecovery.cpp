@@ -70,7 +70,8 @@ public:
     }
 
     Outcome putBack(const QString &name) {
-        Outcome outcome{.file = name};
+        Outcome outcome;
+        outcome.file = name;
         try {
             const QRegularExpressionMatch match = setAsideName().match(name);
             const auto root = _store.read(QDir(_store.dataPath()).filePath(name));
@@ -140,7 +141,7 @@ private:
     }
 
     [[nodiscard]] bool canHold(const ZRKClipmuleClipboard &clipboard, const Clips &more) const {
-        return archivedSize(clipboard.items() + more) <= _store.largestList();
+        return archiveFits(clipboard.items() + more, _store.largestList());
     }
 
     void append(const Clipboard &clipboard, const Clips &clips) {

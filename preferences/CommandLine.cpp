@@ -257,8 +257,8 @@ QString usage() {
         "\"false\", of digits or of a decimal fraction is kept as such, any other as a text; with\n"
         "--string it is always a text, with --plist it is read as a property list.\n"
         "\n"
-        "  -h, --help       show this\n"
-        "  -v, --version    show the version\n"
+        "  -h, --help       Show this help.\n"
+        "  -v, --version    Show the version.\n"
         "\n"
         "The exit status is 0, 1 when it could not be done, or 2 when the arguments are wrong.\n");
 }

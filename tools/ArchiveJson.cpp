@@ -22,8 +22,9 @@ namespace {
 /// Shows each object once, in full where it is met first.
 class ArchiveWalk {
 public:
-    explicit ArchiveWalk(const PropertyList::List &objects)
+    ArchiveWalk(const PropertyList::List &objects, JsonBudget &budget)
         : _objects(objects)
+        , _budget(budget)
         , _wasShown(size_t(objects.size())) {}
 
     QJsonObject value(const PropertyList &value, int depth) {
@@ -33,11 +34,13 @@ public:
         if (reference)
             return object(reference->value, depth);
         if (const auto *list = value.as<PropertyList::List>()) {
+            _budget.take(0);
             QJsonArray elements;
             for (const PropertyList &element : *list)
                 elements.append(this->value(element, depth + 1));
             return {{QStringLiteral("array"), elements}};
         }
+        _budget.take(value);
         return typedJson(value);
     }
 
@@ -50,18 +53,23 @@ private:
 
     QJsonObject object(quint32 number, int depth) {
         const PropertyList &object = at(number);
+        const auto *record = object.as<PropertyList::Dictionary>();
+        if (number != 0 && !record) {
+            _budget.take(object);
+            return typedJson(object);
+        }
+        _budget.take(0);
         if (number == 0)
             return {{QStringLiteral("nil"), true}};
-        const auto *record = object.as<PropertyList::Dictionary>();
-        if (!record)
-            return typedJson(object);
         if (_wasShown[number])
             return {{QStringLiteral("reference"), qint64(number)}};
         _wasShown[number] = true;
         QJsonArray values;
         for (const auto &[key, element] : record->asKeyValueRange()) {
-            if (key != u"$class")
-                values.append(QJsonArray{key, value(element, depth + 1)});
+            if (key == u"$class")
+                continue;
+            _budget.take(key.size());
+            values.append(QJsonArray{key, value(element, depth + 1)});
         }
         return {{QStringLiteral("object"), qint64(number)},
                 {QStringLiteral("class"), className(*record)},
@@ -81,6 +89,7 @@ private:
     }
 
     const PropertyList::List &_objects;
+    JsonBudget &_budget;
     std::vector<bool> _wasShown;
 };
 
@@ -92,21 +101,25 @@ bool isKeyedArchive(const PropertyList &value) {
     return archiver && *archiver == PropertyList(QStringLiteral("NSKeyedArchiver"));
 }
 
-QJsonObject archiveJson(const PropertyList &archive) {
+QJsonObject archiveJson(const PropertyList &archive, JsonBudget budget) {
     if (!isKeyedArchive(archive))
         refuse(QStringLiteral("not a keyed archive"));
     const auto *objects = archive.find(QStringLiteral("$objects"));
     const auto *top = archive.find(QStringLiteral("$top"));
     if (!objects || !objects->isList() || !top || !top->isDictionary())
         refuse(QStringLiteral("a keyed archive without objects"));
-    ArchiveWalk walk(objects->list());
+    ArchiveWalk walk(objects->list(), budget);
     QJsonObject json;
     for (const auto &[key, value] : top->dictionary().asKeyValueRange())
         json.insert(key, walk.value(value, 0));
     return json;
 }
 
-QJsonObject valueJson(const ArchiveValue &value) {
+QJsonObject valueJson(const ArchiveValue &value, JsonBudget &budget) {
+    if (const auto *leaf = value.as<PropertyList>())
+        budget.take(*leaf);
+    else
+        budget.take(value.urlText().size());
     switch (value.kind()) {
     case ArchiveValue::Kind::Nil:
     case ArchiveValue::Kind::Object:
@@ -120,13 +133,15 @@ QJsonObject valueJson(const ArchiveValue &value) {
     case ArchiveValue::Kind::List: {
         QJsonArray elements;
         for (const ArchiveValue &element : *value.as<ArchiveValue::List>())
-            elements.append(valueJson(element));
+            elements.append(valueJson(element, budget));
         return {{QStringLiteral("array"), elements}};
     }
     case ArchiveValue::Kind::Dictionary: {
         QJsonArray entries;
-        for (const auto &[key, element] : value.as<ArchiveValue::Dictionary>()->asKeyValueRange())
-            entries.append(QJsonArray{key, valueJson(element)});
+        for (const auto &[key, element] : value.as<ArchiveValue::Dictionary>()->asKeyValueRange()) {
+            budget.take(key.size());
+            entries.append(QJsonArray{key, valueJson(element, budget)});
+        }
         return {{QStringLiteral("dict"), entries}};
     }
     }

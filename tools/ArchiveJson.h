@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/foundation/ArchiveValue.h"
+#include "platform/foundation/JsonBudget.h"
 
 #include <QJsonObject>
 
@@ -19,10 +20,11 @@ namespace clipmule {
 [[nodiscard]] bool isKeyedArchive(const PropertyList &value);
 
 /// The objects of a keyed archive from its root, of whatever classes. A PlatformException named
-/// "InvalidArchive" when it is no such archive or one of the objects is malformed.
-[[nodiscard]] QJsonObject archiveJson(const PropertyList &archive);
+/// "InvalidArchive" when it is no such archive or one of the objects is malformed; what the budget
+/// raises passes.
+[[nodiscard]] QJsonObject archiveJson(const PropertyList &archive, JsonBudget budget);
 
-/// A decoded value without objects of ours.
-[[nodiscard]] QJsonObject valueJson(const ArchiveValue &value);
+/// A decoded value without objects of ours. What the budget raises passes.
+[[nodiscard]] QJsonObject valueJson(const ArchiveValue &value, JsonBudget &budget);
 
 } // namespace clipmule

@@ -5,6 +5,7 @@
 
 #include "filters/FilterByName.h"
 #include "filters/ZRKClipmuleTextFilter.h"
+#include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/PlatformException.h"
 
 #include <QCommandLineParser>
@@ -72,10 +73,7 @@ int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStri
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Runs one of the text filters over standard input, which is UTF-8 text."));
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this help."));
-    const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
-                                     QStringLiteral("Show the version."));
+    CommandOptions::addHelpAndVersion(parser);
     const QCommandLineOption list(QStringLiteral("list"),
                                   QStringLiteral("List the filters and their options."));
     const QCommandLineOption option(
@@ -83,7 +81,7 @@ int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStri
         QStringLiteral(
             "Set an option of the filter; the name of an option without one is empty: =p."),
         QStringLiteral("NAME=VALUE"));
-    parser.addOptions({help, version, list, option});
+    parser.addOptions({list, option});
     parser.addPositionalArgument(QStringLiteral("FILTER"),
                                  QStringLiteral("Title of the filter, as --list shows it."));
     // The parser takes the first one for the program's name.
@@ -91,11 +89,11 @@ int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStri
         messages.append(parser.errorText());
         return BadUse;
     }
-    if (parser.isSet(help)) {
-        output.write(parser.helpText().toUtf8());
+    if (parser.isSet(QStringLiteral("help"))) {
+        output.write(CommandOptions::helpText(parser, QStringLiteral("clipmule-filter")).toUtf8());
         return Success;
     }
-    if (parser.isSet(version)) {
+    if (parser.isSet(QStringLiteral("version"))) {
         output.write("clipmule-filter " CLIPMULE_VERSION "\n");
         return Success;
     }

@@ -3,11 +3,12 @@
 
 #include "tools/InspectCommand.h"
 
+#include "platform/foundation/CommandOptions.h"
+#include "platform/foundation/JsonLine.h"
 #include "tools/Inspection.h"
 
 #include <QCommandLineParser>
 #include <QFile>
-#include <QJsonDocument>
 
 namespace clipmule::InspectCommand {
 
@@ -50,7 +51,7 @@ QString inspectFile(const QString &name, std::optional<Inspection::Kind> forced,
     QString writeError;
     const QString refusal = Inspection::inspect(file.bytes, kind, [&](QJsonObject line) {
         line.insert(QStringLiteral("file"), name);
-        const QByteArray text = QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
+        const QByteArray text = jsonLine(line) + '\n';
         if (output.write(text) != text.size())
             writeError = output.errorString();
     });
@@ -65,15 +66,12 @@ int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStri
     parser.setApplicationDescription(QStringLiteral(
         "Says what files are (property lists, archives, captured streams, TXT records) and shows\n"
         "them as JSON, one line a file; of a captured stream one line a frame."));
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this help."));
-    const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
-                                     QStringLiteral("Show the version."));
+    CommandOptions::addHelpAndVersion(parser);
     const QCommandLineOption as(
         QStringLiteral("as"),
         QStringLiteral("Take the files for this: plist, frames, txt, archive, typedstream."),
         QStringLiteral("KIND"));
-    parser.addOptions({help, version, as});
+    parser.addOption(as);
     parser.addPositionalArgument(QStringLiteral("FILE"),
                                  QStringLiteral("Files to show; - is standard input."),
                                  QStringLiteral("FILE..."));
@@ -82,11 +80,11 @@ int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStri
         messages.append(parser.errorText());
         return BadUse;
     }
-    if (parser.isSet(help)) {
-        output.write(parser.helpText().toUtf8());
+    if (parser.isSet(QStringLiteral("help"))) {
+        output.write(CommandOptions::helpText(parser, QStringLiteral("clipmule-inspect")).toUtf8());
         return Success;
     }
-    if (parser.isSet(version)) {
+    if (parser.isSet(QStringLiteral("version"))) {
         output.write("clipmule-inspect " CLIPMULE_VERSION "\n");
         return Success;
     }

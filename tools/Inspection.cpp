@@ -37,38 +37,58 @@ QString nameOfFormat(PropertyListSerialization::Format format) {
     Q_UNREACHABLE();
 }
 
-/// Why the bytes are no property list; empty when they are, and shown.
-QString addPropertyList(QByteArrayView bytes, QJsonObject &line) {
-    const auto parsed =
-        PropertyListSerialization::parse(bytes, PropertyListSerialization::memoryPerByteOfFile);
+/// Why the value is not shown; empty when it is.
+QString addValue(const PropertyListSerialization::Parsed &parsed, qint64 size, QJsonObject &line) {
     if (!parsed.value)
         return parsed.error;
+    try {
+        JsonBudget::forInput(size).take(*parsed.value);
+    } catch (const PlatformException &refused) {
+        return refused.reason();
+    }
     line.insert(QStringLiteral("format"), nameOfFormat(parsed.format));
     line.insert(QStringLiteral("value"), typedJson(*parsed.value));
     return {};
 }
 
+/// Of a whole file. One that says it is binary is taken at its word, or the beginning of one would
+/// be shown as a bare word of the old text form.
+PropertyListSerialization::Parsed parseFile(QByteArrayView bytes) {
+    constexpr auto memory = PropertyListSerialization::memoryPerByteOfFile;
+    return bytes.startsWith("bplist") ? PropertyListSerialization::parseBinary(bytes, memory)
+                                      : PropertyListSerialization::parse(bytes, memory);
+}
+
 QString inspectPropertyList(QByteArrayView bytes, const Report &report) {
     QJsonObject line{{QStringLiteral("kind"), nameOf(Kind::PropertyList)}};
-    const QString refusal = addPropertyList(bytes, line);
+    const QString refusal = addValue(parseFile(bytes), bytes.size(), line);
     if (refusal.isEmpty())
         report(line);
     return refusal;
 }
 
 QString inspectArchive(QByteArrayView bytes, const Report &report) {
-    const auto parsed =
-        PropertyListSerialization::parse(bytes, PropertyListSerialization::memoryPerByteOfFile);
+    const auto parsed = parseFile(bytes);
     if (!parsed.value)
         return parsed.error;
     try {
         report({{QStringLiteral("kind"), nameOf(Kind::Archive)},
                 {QStringLiteral("format"), nameOfFormat(parsed.format)},
-                {QStringLiteral("value"), archiveJson(*parsed.value)}});
+                {QStringLiteral("value"),
+                 archiveJson(*parsed.value, JsonBudget::forInput(bytes.size()))}});
     } catch (const PlatformException &refused) {
         return refused.reason();
     }
     return {};
+}
+
+/// The first entry that runs beyond the end; -1 when there is none.
+qsizetype brokenTxtEntry(QByteArrayView bytes) {
+    for (qsizetype at = 0; at < bytes.size(); at += 1 + qsizetype(uchar(bytes[at]))) {
+        if (at + 1 + qsizetype(uchar(bytes[at])) > bytes.size())
+            return at;
+    }
+    return -1;
 }
 
 QString inspectTxt(QByteArrayView bytes, const Report &report) {
@@ -76,6 +96,13 @@ QString inspectTxt(QByteArrayView bytes, const Report &report) {
     const auto dictionary = ZRKNetServiceCategory::serviceDictionaryFromTXTData(record);
     if (!dictionary)
         return QStringLiteral("no TXT record has %1 bytes").arg(bytes.size());
+    // The program reads such a record as empty, which would say nothing of what is in the file.
+    if (const qsizetype at = brokenTxtEntry(bytes); at >= 0) {
+        return QStringLiteral("no TXT record: the entry at byte %1 has %2 bytes, and %3 follow")
+            .arg(at)
+            .arg(uchar(bytes[at]))
+            .arg(bytes.size() - at - 1);
+    }
     report({{QStringLiteral("kind"), nameOf(Kind::Txt)},
             {QStringLiteral("value"), typedJson(*dictionary)}});
     return {};
@@ -109,8 +136,9 @@ QString inspectTypedStream(QByteArrayView bytes, const Report &report) {
     } catch (const PlatformException &) {
     }
     try {
+        JsonBudget budget = JsonBudget::forInput(bytes.size());
         line.insert(QStringLiteral("value"),
-                    valueJson(SequentialUnarchiver::unarchivedObject(bytes)));
+                    valueJson(SequentialUnarchiver::unarchivedObject(bytes), budget));
         report(line);
     } catch (const PlatformException &refused) {
         return refused.reason();
@@ -171,8 +199,10 @@ private:
             refusal = QStringLiteral("too large");
             _hasEnded = true;
         } else {
-            refusal =
-                addPropertyList(_bytes.sliced(_at + StreamFrame::headerSize, length), details);
+            // As the program's own reader takes it.
+            refusal = addValue(PropertyListSerialization::parse(
+                                   _bytes.sliced(_at + StreamFrame::headerSize, length)),
+                               length, details);
         }
         if (!refusal.isEmpty()) {
             ++_refused;
@@ -257,8 +287,7 @@ Kind detect(QByteArrayView bytes) {
         return Kind::TypedStream;
     if (beginsWithFrame(bytes))
         return Kind::Frames;
-    const auto parsed =
-        PropertyListSerialization::parse(bytes, PropertyListSerialization::memoryPerByteOfFile);
+    const auto parsed = parseFile(bytes);
     if (!parsed.value && looksLikeTxt(bytes))
         return Kind::Txt;
     if (parsed.value && isKeyedArchive(*parsed.value))
@@ -267,6 +296,8 @@ Kind detect(QByteArrayView bytes) {
 }
 
 QString inspect(QByteArrayView bytes, Kind kind, const Report &report) {
+    if (bytes.isEmpty())
+        return QStringLiteral("there is nothing in it");
     switch (kind) {
     case Kind::PropertyList:
         return inspectPropertyList(bytes, report);

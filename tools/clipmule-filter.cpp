@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/Log.h"
 #include "tools/FilterCommand.h"
 
@@ -20,7 +21,9 @@ int main(int argc, char *argv[]) {
     int status =
         clipmule::FilterCommand::run(application.arguments().sliced(1), input, output, messages);
     for (const QString &message : std::as_const(messages))
-        std::fprintf(stderr, "clipmule-filter: %s\n", qPrintable(message));
+        std::fprintf(
+            stderr, "clipmule-filter: %s\n",
+            qPrintable(clipmule::onOneLine(message, clipmule::CommandOptions::longestMessage)));
     if (!output.flush()) {
         std::fprintf(stderr, "clipmule-filter: the text cannot be written: %s\n",
                      qPrintable(output.errorString()));

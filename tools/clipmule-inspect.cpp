@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/Log.h"
 #include "tools/InspectCommand.h"
 
@@ -20,7 +21,9 @@ int main(int argc, char *argv[]) {
     int status =
         clipmule::InspectCommand::run(application.arguments().sliced(1), input, output, messages);
     for (const QString &message : std::as_const(messages))
-        std::fprintf(stderr, "clipmule-inspect: %s\n", qPrintable(message));
+        std::fprintf(
+            stderr, "clipmule-inspect: %s\n",
+            qPrintable(clipmule::onOneLine(message, clipmule::CommandOptions::longestMessage)));
     if (!output.flush())
         status = clipmule::InspectCommand::Refused;
     return status;

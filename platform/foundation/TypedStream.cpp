@@ -163,8 +163,11 @@ void Writer::writeReference(quint32 number) {
 
 Reader::Reader(QByteArrayView bytes)
     : _bytes(bytes) {
-    if (readByte() != streamVersion)
-        refuse(QStringLiteral("not of version 4"));
+    const quint8 version = readByte();
+    if (version != streamVersion)
+        refuse(QStringLiteral("version %1, where only %2 can be read")
+                   .arg(version)
+                   .arg(streamVersion));
     const auto signature = readString();
     if (signature == bigEndianSignature)
         _isBigEndian = true;
@@ -261,7 +264,8 @@ void Reader::expectTypes(const QByteArray &types) {
     const QByteArray found = readTypes();
     if (found != types)
         refuse(QStringLiteral("types \"%1\" instead of \"%2\"")
-                   .arg(cutForLog(QString::fromLatin1(found)), QString::fromLatin1(types)));
+                   .arg(cutForLog(QString::fromLatin1(found)),
+                        cutForLog(QString::fromLatin1(types))));
 }
 
 quint32 Reader::add(Entry::Kind kind) {

@@ -57,6 +57,17 @@ QImage onWhite(const QImage &image) {
 
 } // namespace
 
+std::optional<Description> describe(const QByteArray &bytes) {
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer);
+    const QByteArray format = reader.format();
+    if (!isKnownFormat(format))
+        return std::nullopt;
+    return Description{format, reader.size()};
+}
+
 std::optional<QImage> decode(const QByteArray &bytes) {
     // Process-wide, and for formats that do not tell their size beforehand.
     constexpr qint64 mebibyte = 1024 * 1024;

@@ -18,6 +18,16 @@ namespace ImageCodec {
 /// desktop has.
 inline constexpr qint64 largestDecoded = 256LL * 1024 * 1024;
 
+struct Description {
+    /// "png", "jpeg", …
+    QByteArray format;
+    /// In pixels; invalid when the format tells it only with the picture.
+    QSize size;
+};
+/// What the bytes are, by their header alone. Nothing when they are no raster image of a format
+/// known here.
+[[nodiscard]] std::optional<Description> describe(const QByteArray &bytes);
+
 /// The first image in the bytes, upright, in a 32-bit format: RGB32 when it is opaque, else ARGB32.
 /// Nothing when the bytes are no raster image of a format known here. A PlatformException named
 /// "InvalidImage" when they are, and are too large or damaged.

@@ -118,7 +118,6 @@ private Q_SLOTS:
         row("binary/valid/all_types_plistlib.bplist", "binary");
         row("xml/valid/clip_envelope.plist", "xml");
         row("openstep/valid/basic.plist", "openstep");
-        row("binary/invalid/header_only.bplist", "openstep");
     }
     void propertyLists() {
         QFETCH(QString, name);
@@ -185,7 +184,16 @@ private Q_SLOTS:
         program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"), {QStringLiteral("--help")});
         QVERIFY(program.waitForFinished());
         QCOMPARE(program.exitCode(), 0);
-        QVERIFY(program.readAllStandardOutput().contains("--as"));
+        const QByteArray help = program.readAllStandardOutput();
+        QVERIFY(help.contains("--as"));
+        // By its name, however it was started.
+        QVERIFY(help.startsWith("Usage: clipmule-inspect [options] FILE...\n"));
+        QVERIFY(help.contains("Show this help."));
+        QVERIFY(!help.contains("--help-all"));
+        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"),
+                      {QStringLiteral("--help-all")});
+        QVERIFY(program.waitForFinished());
+        QCOMPARE(program.exitCode(), 2);
         program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"),
                       {QStringLiteral("--version")});
         QVERIFY(program.waitForFinished());
@@ -317,6 +325,113 @@ private Q_SLOTS:
         QCOMPARE(runOver({}, asTxt).status, 1);
         QCOMPARE(runOver(QByteArray(65536, '\0'), asTxt).status, 1);
         QCOMPARE(runOver(QByteArray(65535, '\0'), asTxt).status, 0);
+        // An entry that runs beyond the end: the program takes it for an empty record.
+        QCOMPARE(runOver("\x03"
+                         "a=b",
+                         asTxt)
+                     .status,
+                 0);
+        const Run run = runOver("\x03"
+                                "a=b"
+                                "\x04"
+                                "a=b",
+                                asTxt);
+        QCOMPARE(run.status, 1);
+        QVERIFY(run.lines.isEmpty());
+        QCOMPARE(run.messages,
+                 QStringLiteral("-: no TXT record: the entry at byte 4 has 4 bytes, and 3 follow"));
+        QCOMPARE(runOver("<?xml version=\"1.0\"?><plist><true/></plist>", asTxt).status, 1);
+    }
+
+    void nothingIsRefused_data() {
+        QTest::addColumn<QString>("kind");
+        for (const char *kind : {"", "plist", "frames", "txt", "archive", "typedstream"})
+            QTest::newRow(kind) << QString::fromLatin1(kind);
+    }
+    void nothingIsRefused() {
+        QFETCH(QString, kind);
+        const Run run =
+            runOver({}, kind.isEmpty() ? QStringList() : QStringList{QStringLiteral("--as"), kind});
+        QCOMPARE(run.status, 1);
+        QCOMPARE(run.messages, QStringLiteral("-: there is nothing in it"));
+    }
+
+    void theBeginningOfABinaryListIsNoWord() {
+        // Although that is what the reader of what a phone sends makes of it.
+        for (const QByteArray &bytes : {QByteArray("bplist"), QByteArray("bplist00")}) {
+            const Run run = runOver(bytes);
+            QCOMPARE(run.status, 1);
+            QVERIFY(run.lines.isEmpty());
+        }
+        QCOMPARE(runOver("bpl").lines.value(0)[u"format"].toString(), QStringLiteral("openstep"));
+    }
+
+    void otherVersionsAreNamed() {
+        const Run run = runOver(QByteArray("\x03\x0bstreamtyped\x81\xe8\x03", 16),
+                                {QStringLiteral("--as"), QStringLiteral("typedstream")});
+        QCOMPARE(run.messages,
+                 QStringLiteral("-: old archive: version 3, where only 4 can be read"));
+    }
+
+    void whatGrowsIsRefused_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        using List = PropertyList::List;
+        const PropertyList texts(List(1'000, PropertyList(QString(100'000, u'x'))));
+        QTest::newRow("archive") << KeyedArchiver::archivedData(ArchiveValue(texts));
+        const PropertyList numbers(List(3'000'000, PropertyList(1)));
+        QTest::newRow("many small values") << PropertyListSerialization::xml(numbers);
+        // Its reader refuses this one already.
+        QTest::newRow("list") << PropertyListSerialization::binary(texts);
+    }
+    void whatGrowsIsRefused() {
+        QFETCH(QByteArray, bytes);
+        const Run run = runOver(bytes);
+        QCOMPARE(run.status, 1);
+        QVERIFY(run.lines.isEmpty());
+        if (qstrcmp(QTest::currentDataTag(), "list") != 0)
+            QCOMPARE(run.messages,
+                     QStringLiteral("-: too large to be shown with all that it refers to"));
+    }
+
+    // A history as the program writes it: one text in every clip.
+    void anOrdinaryAmountOfSharingIsShown() {
+        const PropertyList shared(PropertyList::List(200, PropertyList(QString(50'000, u'x'))));
+        const Run run = runOver(KeyedArchiver::archivedData(ArchiveValue(shared)));
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.lines.size(), 1);
+    }
+
+    void nothingForeignReachesTheTerminal() {
+        // A class whose name clears the screen, in an archive and on its own line.
+        const QByteArray evil("\xc2\x9b"
+                              "2J\x1b]0;x\x07\r\nforged \xe2\x80\xae",
+                              21);
+        QByteArray archive("\x04\x0bstreamtyped\x81\xe8\x03\x84\x01@\x84\x84\x84", 22);
+        archive += char(evil.size()) + evil + QByteArray("\x00\x85\x86", 3);
+        QTemporaryDir folder;
+        QFile file(folder.filePath(QString::fromUtf8("\xc2\x9b") + QStringLiteral("file\n")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(archive);
+        file.close();
+        QProcess program;
+        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"),
+                      {QStringLiteral("--as"), QStringLiteral("typedstream"), file.fileName()});
+        QVERIFY(program.waitForFinished());
+        QCOMPARE(program.exitCode(), 1);
+        const QByteArray message = program.readAllStandardError();
+        QCOMPARE(message.count('\n'), 1);
+        QVERIFY2(message.contains("unknown class"), message.constData());
+        for (const char *raw : {"\x1b", "\r", "\x07", "\xc2\x9b", "\xe2\x80\xae"})
+            QVERIFY2(!message.contains(raw), message.constData());
+        QVERIFY(message.contains("\\x9b"));
+        // The same in what is shown.
+        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"), {QStringLiteral("-")});
+        program.write(
+            PropertyListSerialization::xml(PropertyList(QString::fromUtf8("\xc2\x9b"
+                                                                          "\xe2\x80\xae"))));
+        program.closeWriteChannel();
+        QVERIFY(program.waitForFinished());
+        QVERIFY(program.readAllStandardOutput().contains("\\u009b\\u202e"));
     }
 
     void keyedArchivesAreShownAsObjects() {
