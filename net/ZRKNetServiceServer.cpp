@@ -39,6 +39,13 @@ bool ZRKNetServiceServer::start() {
                                                          _name, _serverSocket->port());
     if (_serviceDictionary)
         ZRKNetServiceCategory::setServiceDictionary(*_netService, *_serviceDictionary);
+    NetService::Delegate serviceDelegate;
+    serviceDelegate.netServiceDidPublish = [this](NetService &, const QString &name) {
+        const auto delegate = _delegate;
+        if (_running && delegate->serverDidPublish)
+            delegate->serverDidPublish(name);
+    };
+    _netService->setDelegate(std::move(serviceDelegate));
     _running = true;
     _netService->publish();
     return true;

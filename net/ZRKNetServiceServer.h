@@ -26,6 +26,8 @@ public:
     /// Called only while the server runs. Any slot may be empty.
     struct Delegate {
         std::function<void(ZRKStreamHandler &)> serverStreamHandlerDidOpen;
+        /// The service is announced, under this name.
+        std::function<void(const QString &)> serverDidPublish;
         std::function<void(ZRKStreamHandler &, const PropertyList &)>
             serverStreamHandlerDidReceiveObject;
         std::function<void(ZRKStreamHandler &, const OutputObject &)>

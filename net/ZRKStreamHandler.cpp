@@ -71,6 +71,7 @@ ZRKStreamHandler::initWithInputStreamOutputStream(StreamPair streams) {
 
 ZRKStreamHandler::ZRKStreamHandler(Private, FileHandle connection, StreamPair streams)
     : _fileHandle(std::move(connection))
+    , _peerAddress(_fileHandle.isOpen() ? peerOfSocket(_fileHandle.descriptor()) : QString())
     , _inputStream(std::move(streams.input))
     , _outputStream(std::move(streams.output))
     , _readBuffer(std::make_unique_for_overwrite<char[]>(readBufferSize))

@@ -91,6 +91,8 @@ public:
     [[nodiscard]] bool isOpen() const { return _open; }
     /// Whether the peer was ever reached.
     [[nodiscard]] bool isEstablished() const { return _established; }
+    /// The address of the peer on an accepted connection; empty for one that was made from here.
+    [[nodiscard]] const QString &peerAddress() const { return _peerAddress; }
     /// From 180.0 to 189.9 seconds, the same for the handler's lifetime: many connections do not
     /// ping in step.
     [[nodiscard]] RunLoop::Seconds pingInterval() const { return _pingInterval; }
@@ -120,6 +122,7 @@ private:
     void warn(const QString &line);
 
     FileHandle _fileHandle;
+    QString _peerAddress;
     std::unique_ptr<InputStream> _inputStream;
     std::unique_ptr<OutputStream> _outputStream;
     // Consumed up to the offset.

@@ -4,14 +4,19 @@
 #include "phone/Phone.h"
 
 #include "Common/Categories/ZRKNSStringCategory.h"
+#include "model/DataFile.h"
 #include "model/MessageEnvelope.h"
+#include "platform/foundation/ForeignUrl.h"
+#include "platform/foundation/JsonLine.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PropertyListSerialization.h"
+#include "platform/images/ImageCodec.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonDocument>
-#include <QUrl>
+#include <QJsonArray>
+
+#include <algorithm>
 
 namespace clipmule {
 
@@ -41,12 +46,19 @@ Phone::~Phone() {
 }
 
 bool Phone::start() {
+    // Better now than with the first image.
+    if (!_options.saveFolder.isEmpty() && (!DataFile::makeFolder(_options.saveFolder) ||
+                                           !QFileInfo(_options.saveFolder).isWritable())) {
+        printError(QStringLiteral("%1: the folder cannot be written to").arg(_options.saveFolder));
+        return false;
+    }
     if (!_options.dataFolder.isEmpty()) {
         PhoneShelf::Delegate delegate;
         delegate.print = [this](const QJsonObject &line) { print(line); };
         delegate.printError = [this](const QString &text) { printError(text); };
         delegate.send = [this](const PropertyList::Dictionary &clip) {
-            return send(MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip)));
+            return send(MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip)),
+                        {{QStringLiteral("what"), QStringLiteral("clip")}});
         };
         auto shelf = std::make_unique<PhoneShelf>(_options.dataFolder, std::move(delegate));
         const QString error = shelf->open();
@@ -62,8 +74,19 @@ bool Phone::start() {
     };
     delegate.serverStreamHandlerDidReceiveObject =
         [this](ZRKStreamHandler &, const PropertyList &object) { didReceive(object); };
-    delegate.serverStreamHandlerDidClose = [this](ZRKStreamHandler &) {
-        print({{QStringLiteral("event"), QStringLiteral("closed")}});
+    delegate.serverStreamHandlerDidOutputObject = [this](ZRKStreamHandler &handler,
+                                                         const OutputObject &object) {
+        didOutput(handler, object);
+    };
+    delegate.serverStreamHandlerDidClose = [this](ZRKStreamHandler &handler) {
+        connectionDidClose(handler);
+    };
+    delegate.serverDidPublish = [this](const QString &name) {
+        QJsonObject line{{QStringLiteral("event"), QStringLiteral("published")},
+                         {QStringLiteral("name"), name}};
+        if (name != _options.name)
+            line.insert(QStringLiteral("taken"), _options.name);
+        print(line);
     };
     _server->setDelegate(std::move(delegate));
     if (!_server->start()) {
@@ -73,6 +96,8 @@ bool Phone::start() {
     print({{QStringLiteral("event"), QStringLiteral("listening")},
            {QStringLiteral("name"), _options.name},
            {QStringLiteral("port"), _server->port()}});
+    if (_shelf)
+        _shelf->recover();
     return true;
 }
 
@@ -100,15 +125,39 @@ void Phone::didReceive(const PropertyList &object) {
 }
 
 void Phone::connectionDidOpen(ZRKStreamHandler &handler) {
-    print({{QStringLiteral("event"), QStringLiteral("opened")}});
+    _desks.insert(&handler, handler.peerAddress());
+    print({{QStringLiteral("event"), QStringLiteral("opened")},
+           {QStringLiteral("desk"), handler.peerAddress()}});
     const PropertyList::Dictionary record{{QStringLiteral("name"), _options.name},
                                           {QStringLiteral("model"), QStringLiteral("Linux")}};
     handler.outputObject(OutputObject::fixed(
         MessageEnvelope::make(MessageEnvelope::Type::DeviceRecord, PropertyList(record))));
 }
 
+void Phone::connectionDidClose(ZRKStreamHandler &handler) {
+    print({{QStringLiteral("event"), QStringLiteral("closed")},
+           {QStringLiteral("desk"), _desks.take(&handler)}});
+    // What was on the way to this one will not be told of.
+    if (_desks.isEmpty())
+        _sending.clear();
+}
+
+void Phone::didOutput(ZRKStreamHandler &handler, const OutputObject &object) {
+    const auto sending = std::find_if(_sending.begin(), _sending.end(), [&](const auto &candidate) {
+        return candidate.object.isSameAs(object);
+    });
+    if (sending == _sending.end())
+        return;
+    QJsonObject line = sending->what;
+    line.insert(QStringLiteral("event"), QStringLiteral("sent"));
+    line.insert(QStringLiteral("desk"), _desks.value(&handler));
+    if (--sending->desks <= 0)
+        _sending.erase(sending);
+    print(line);
+}
+
 void Phone::print(const QJsonObject &object) {
-    _print(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    _print(jsonLine(object));
 }
 
 void Phone::printError(const QString &text) {
@@ -133,34 +182,63 @@ void Phone::perform(const QByteArray &line) {
         command);
 }
 
+void Phone::perform(const PhoneCommand::Help &) {
+    QJsonArray commands;
+    for (const PhoneCommand::Usage &usage : PhoneCommand::usages()) {
+        if (usage.needsFolder && !_shelf)
+            continue;
+        if (_options.isForPerson)
+            _print(usage.form.leftJustified(32).toUtf8() + usage.purpose.toUtf8());
+        commands.append(QJsonObject{{QStringLiteral("command"), usage.form},
+                                    {QStringLiteral("purpose"), usage.purpose}});
+    }
+    if (!_options.isForPerson)
+        print({{QStringLiteral("event"), QStringLiteral("help")},
+               {QStringLiteral("commands"), commands}});
+}
+
 void Phone::perform(const PhoneCommand::SendText &command) {
     PropertyList::List items;
+    qsizetype units = 0;
     for (const QString &string : command.strings) {
         PropertyList::Dictionary item = newItem();
         item.insert(QStringLiteral("string"), string);
         items.append(PropertyList(item));
+        units += string.size();
     }
-    sendItems(items, command.forOtherPhones);
+    sendItems(items,
+              {{QStringLiteral("what"), QStringLiteral("text")}, {QStringLiteral("units"), units}},
+              command.forOtherPhones);
 }
 
 void Phone::perform(const PhoneCommand::SendUrl &command) {
-    const QUrl url(command.url, QUrl::StrictMode);
+    const QUrl url = urlFromForeignText(command.url, QUrl::StrictMode);
     if (!url.isValid() || url.isRelative()) {
         printError(QStringLiteral("not a URL: %1").arg(command.url));
         return;
     }
     PropertyList::Dictionary item = newItem();
     item.insert(QStringLiteral("url"), QString::fromLatin1(url.toEncoded()));
-    sendItems({PropertyList(item)}, command.forOtherPhones);
+    sendItems({PropertyList(item)}, {{QStringLiteral("what"), QStringLiteral("url")}},
+              command.forOtherPhones);
 }
 
 void Phone::perform(const PhoneCommand::SendImage &command) {
     const auto bytes = contents(command.path);
     if (!bytes)
         return;
+    const auto image = ImageCodec::describe(*bytes);
+    if (!image) {
+        printError(QStringLiteral("%1: no image of a known format").arg(command.path));
+        return;
+    }
     PropertyList::Dictionary item = newItem();
     item.insert(QStringLiteral("imageData"), *bytes);
-    sendItems({PropertyList(item)}, command.forOtherPhones);
+    sendItems({PropertyList(item)},
+              {{QStringLiteral("what"), QStringLiteral("image")},
+               {QStringLiteral("format"), QString::fromLatin1(image->format)},
+               {QStringLiteral("bytes"), bytes->size()}},
+              command.forOtherPhones);
 }
 
 void Phone::perform(const PhoneCommand::SendPropertyList &command) {
@@ -171,20 +249,28 @@ void Phone::perform(const PhoneCommand::SendPropertyList &command) {
     if (!parsed.value)
         printError(QStringLiteral("%1: %2").arg(command.path, parsed.error));
     else
-        send(*parsed.value);
+        send(*parsed.value, {{QStringLiteral("what"), QStringLiteral("plist")}});
 }
 
-void Phone::sendItems(const PropertyList::List &items, bool forOtherPhones) {
+void Phone::sendItems(const PropertyList::List &items, QJsonObject what, bool forOtherPhones) {
+    if (forOtherPhones)
+        what.insert(QStringLiteral("for"), QStringLiteral("other phones"));
     const PropertyList::Dictionary clip{{QStringLiteral("oid"), ZRKNSStringCategory::uuid()},
                                         {QStringLiteral("creationDate"), Date::now()},
                                         {QStringLiteral("items"), items}};
     send(MessageEnvelope::make(forOtherPhones ? MessageEnvelope::Type::ClipForDevices
                                               : MessageEnvelope::Type::Clip,
-                               PropertyList(clip)));
+                               PropertyList(clip)),
+         std::move(what));
 }
 
-bool Phone::send(const PropertyList &envelope) {
-    const bool isSent = _server->outputObject(OutputObject::fixed(envelope));
+bool Phone::send(const PropertyList &envelope, QJsonObject what) {
+    const OutputObject object = OutputObject::fixed(envelope);
+    // Before it is handed over: a short one is on its way at once.
+    _sending.append({object, std::move(what), _desks.size()});
+    const bool isSent = _server->outputObject(object);
+    if (!isSent)
+        _sending.removeIf([&](const auto &sending) { return sending.object.isSameAs(object); });
     if (!isSent)
         printError(QStringLiteral("nobody is connected"));
     return isSent;

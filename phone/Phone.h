@@ -9,6 +9,7 @@
 #include "phone/PhoneShelf.h"
 #include "platform/foundation/Object.h"
 
+#include <QHash>
 #include <QJsonObject>
 
 #include <functional>
@@ -27,11 +28,13 @@ public:
         QString saveFolder;
         /// Where received clips are kept; empty for nowhere.
         QString dataFolder;
+        /// Somebody reads along: help comes as text, not as JSON.
+        bool isForPerson = false;
     };
     /// Files to send are read whole; a larger one is refused. No receiver takes a frame of more.
     static constexpr qint64 largestFile = qint64(48) * 1024 * 1024;
 
-    /// Each line is one JSON object, without a line end.
+    /// Each line is one JSON object, without a line end, and may go to a terminal.
     Phone(dnssd::Backend &backend, Options options, std::function<void(const QByteArray &)> print,
           std::function<void()> quit);
     ~Phone();
@@ -40,7 +43,7 @@ public:
     Phone(Phone &&) = delete;
     Phone &operator=(Phone &&) = delete;
 
-    /// False, after an error was printed, when it could not listen or take its folder into use.
+    /// False, after an error was printed, when it could not listen or take its folders into use.
     bool start();
     void stop();
     void perform(const QByteArray &line);
@@ -50,16 +53,30 @@ private:
     void printError(const QString &text);
     void didReceive(const PropertyList &object);
     void connectionDidOpen(ZRKStreamHandler &handler);
+    void connectionDidClose(ZRKStreamHandler &handler);
+    void didOutput(ZRKStreamHandler &handler, const OutputObject &object);
+    void perform(const PhoneCommand::Help &command);
     void perform(const PhoneCommand::SendText &command);
     void perform(const PhoneCommand::SendUrl &command);
     void perform(const PhoneCommand::SendImage &command);
     void perform(const PhoneCommand::SendPropertyList &command);
-    void sendItems(const PropertyList::List &items, bool forOtherPhones);
-    bool send(const PropertyList &envelope);
+    void sendItems(const PropertyList::List &items, QJsonObject what, bool forOtherPhones);
+    // What is told of it once it is on its way.
+    bool send(const PropertyList &envelope, QJsonObject what);
     [[nodiscard]] std::optional<QByteArray> contents(const QString &path);
+
+    /// Handed over, and not on its way to everybody yet.
+    struct Sending {
+        OutputObject object;
+        QJsonObject what;
+        qsizetype desks;
+    };
 
     Options _options;
     PhoneLog _log;
+    // The addresses of the desks that are connected.
+    QHash<const ZRKStreamHandler *, QString> _desks;
+    QList<Sending> _sending;
     std::function<void(const QByteArray &)> _print;
     std::function<void()> _quit;
     std::shared_ptr<ZRKNetServiceServer> _server;

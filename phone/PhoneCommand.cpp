@@ -3,6 +3,8 @@
 
 #include "phone/PhoneCommand.h"
 
+#include <QDir>
+
 #include <utility>
 
 namespace clipmule::PhoneCommand {
@@ -137,10 +139,11 @@ Command parseNumber(const char *usage, const QStringList &words) {
 
 // Nothing when it is none of the commands about what is kept.
 std::optional<Command> parseKept(QStringView name, QStringView rest) {
-    static const QStringList names{
-        QStringLiteral("history"), QStringLiteral("show"),   QStringLiteral("copy"),
-        QStringLiteral("file"),    QStringLiteral("forget"), QStringLiteral("filters"),
-        QStringLiteral("filter"),  QStringLiteral("boards"), QStringLiteral("board")};
+    static const QStringList names{QStringLiteral("history"), QStringLiteral("show"),
+                                   QStringLiteral("copy"),    QStringLiteral("file"),
+                                   QStringLiteral("forget"),  QStringLiteral("filters"),
+                                   QStringLiteral("filter"),  QStringLiteral("boards"),
+                                   QStringLiteral("board"),   QStringLiteral("restore")};
     if (!names.contains(name))
         return std::nullopt;
     const std::optional<QStringList> words = wordsOf(rest);
@@ -158,6 +161,8 @@ std::optional<Command> parseKept(QStringView name, QStringView rest) {
         return parseBoard(*words);
     if (name == u"boards")
         return Arguments(QStringLiteral("boards"), *words).resultingIn(Boards{});
+    if (name == u"restore")
+        return Arguments(QStringLiteral("restore"), *words).resultingIn(Restore{});
     if (name == u"history") {
         Arguments arguments(quotesHint("history [BOARD]"), *words);
         History command;
@@ -178,7 +183,15 @@ std::optional<Command> parseKept(QStringView name, QStringView rest) {
     return arguments.resultingIn(command);
 }
 
+// A shell would have done it; a line typed here goes through none.
+QString withHome(const QString &path) {
+    return path == u"~" || path.startsWith(u"~/") ? QDir::homePath() + path.sliced(1) : path;
+}
+
 Command parseClip(QStringView name, QStringView rest, bool forOtherPhones) {
+    // An empty text would empty the desk's clipboard.
+    if ((name == u"text" || name == u"strings") && rest.isEmpty())
+        return Invalid{QStringLiteral("%1 needs a text").arg(name)};
     if (name == u"text")
         return SendText{{withoutEscapes(rest)}, forOtherPhones};
     if (name == u"strings") {
@@ -189,12 +202,13 @@ Command parseClip(QStringView name, QStringView rest, bool forOtherPhones) {
     }
     const QString argument = rest.trimmed().toString();
     if (name != u"url" && name != u"image")
-        return Invalid{QStringLiteral("unknown command: %1").arg(name)};
+        return Invalid{name.isEmpty() ? QStringLiteral("relay needs a command")
+                                      : QStringLiteral("unknown command: %1").arg(name)};
     if (argument.isEmpty())
         return Invalid{QStringLiteral("%1 needs an argument").arg(name)};
     if (name == u"url")
         return SendUrl{argument, forOtherPhones};
-    return SendImage{argument, forOtherPhones};
+    return SendImage{withHome(argument), forOtherPhones};
 }
 
 // The first word, and what follows the one blank behind it.
@@ -207,16 +221,56 @@ std::pair<QStringView, QStringView> split(QStringView line) {
 
 } // namespace
 
-Command parse(const QString &line) {
-    if (line.trimmed().isEmpty())
+const QList<Usage> &usages() {
+    static const QList<Usage> list{
+        {QStringLiteral("text TEXT"), QStringLiteral("send a text (\\n for a line break)")},
+        {QStringLiteral("url URL"), QStringLiteral("send a URL")},
+        {QStringLiteral("image FILE"), QStringLiteral("send an image")},
+        {QStringLiteral("strings A | B | C"), QStringLiteral("send a clip of several texts")},
+        {QStringLiteral("relay text|url|…  …"), QStringLiteral("the same, for the other phones")},
+        {QStringLiteral("plist FILE"),
+         QStringLiteral("send a message envelope from a property list")},
+        {QStringLiteral("help"), QStringLiteral("list the commands; ? does it, too")},
+        {QStringLiteral("quit"), QStringLiteral("end; exit does it, too")},
+        {QStringLiteral("history [BOARD]"), QStringLiteral("list the clips, the newest first"),
+         true},
+        {QStringLiteral("show N"), QStringLiteral("print clip number N in full"), true},
+        {QStringLiteral("copy N"), QStringLiteral("send it to the desk"), true},
+        {QStringLiteral("file N BOARD"), QStringLiteral("add a copy of it to a board"), true},
+        {QStringLiteral("forget N"), QStringLiteral("remove it"), true},
+        {QStringLiteral("filters N"), QStringLiteral("list the text filters that apply to it"),
+         true},
+        {QStringLiteral("filter N TITLE [NAME=VALUE]..."),
+         QStringLiteral("make a new clip with one of them"), true},
+        {QStringLiteral("boards"), QStringLiteral("list the boards"), true},
+        {QStringLiteral("board new NAME"), QStringLiteral("add one behind the others"), true},
+        {QStringLiteral("board rename NAME NEW-NAME"), QStringLiteral("give it another name"),
+         true},
+        {QStringLiteral("board move NAME POSITION"),
+         QStringLiteral("move it; the first position is 1"), true},
+        {QStringLiteral("board remove NAME"), QStringLiteral("remove it and its clips"), true},
+        {QStringLiteral("restore"), QStringLiteral("put back lists that could not be read before"),
+         true}};
+    return list;
+}
+
+Command parse(const QString &typed) {
+    // What follows a text is part of it, but nothing before the command is.
+    qsizetype begin = 0;
+    while (begin < typed.size() && typed[begin].isSpace())
+        ++begin;
+    const QStringView line = QStringView(typed).sliced(begin);
+    if (line.isEmpty())
         return Nothing{};
     const auto [name, rest] = split(line);
-    if (name == u"quit")
+    if (name == u"quit" || name == u"exit")
         return Quit{};
+    if (name == u"help" || name == u"?")
+        return Help{};
     if (name == u"plist") {
         if (rest.trimmed().isEmpty())
             return Invalid{QStringLiteral("plist needs a file")};
-        return SendPropertyList{rest.trimmed().toString()};
+        return SendPropertyList{withHome(rest.trimmed().toString())};
     }
     if (name == u"relay") {
         const auto [what, clip] = split(rest);

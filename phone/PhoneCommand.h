@@ -33,6 +33,8 @@ struct SendPropertyList {
     QString path;
 };
 struct Quit {};
+/// Tells the commands.
+struct Help {};
 /// A line without a command: nothing to do.
 struct Nothing {};
 struct Invalid {
@@ -86,20 +88,32 @@ struct MoveBoard {
 struct RemoveBoard {
     QString name;
 };
+/// Puts back what was set aside because it could not be read.
+struct Restore {};
 
 using Command = std::variant<Nothing, SendText, SendUrl, SendImage, SendPropertyList, History, Show,
                              Copy, File, Forget, Filters, Filter, Boards, NewBoard, RenameBoard,
-                             MoveBoard, RemoveBoard, Quit, Invalid>;
+                             MoveBoard, RemoveBoard, Restore, Help, Quit, Invalid>;
+
+/// A line of help: how a command is typed, and what it does.
+struct Usage {
+    QString form;
+    QString purpose;
+    /// It is about what is kept in a folder.
+    bool needsFolder = false;
+};
+[[nodiscard]] const QList<Usage> &usages();
 
 /// "text …", "url …", "image FILE", "strings A | B | C", "relay text|url|image|strings …",
-/// "plist FILE", "quit": what follows the command is taken as it stands, with "\\n" for a line
-/// break, "\\r" for a carriage return and "\\\\" for a backslash in texts.
+/// "plist FILE", "help" or "?", "quit" or "exit": what follows the command is taken as it stands,
+/// with "\\n" for a line break, "\\r" for a carriage return and "\\\\" for a backslash in texts,
+/// and "~/" for the home folder in names of files. Blanks before a command count for nothing.
 ///
 /// "history [BOARD]", "show|copy|forget|filters N", "file N BOARD", "filter N TITLE [NAME=VALUE]…",
 /// "boards", "board new NAME", "board rename NAME NAME", "board move NAME POSITION", "board remove
-/// NAME": what follows is words. Quotation marks, anywhere in a word, hold blanks together; a
-/// backslash there means what it means in texts, and makes an ordinary character of a quotation
-/// mark.
+/// NAME", "restore": what follows is words. Quotation marks, anywhere in a word, hold blanks
+/// together; a backslash there means what it means in texts, and makes an ordinary character of a
+/// quotation mark.
 [[nodiscard]] Command parse(const QString &line);
 
 } // namespace PhoneCommand

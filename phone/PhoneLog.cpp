@@ -3,14 +3,15 @@
 
 #include "phone/PhoneLog.h"
 
+#include "model/DataFile.h"
 #include "model/MessageEnvelope.h"
+#include "platform/foundation/JsonBudget.h"
+#include "platform/foundation/PlatformException.h"
+#include "platform/images/ImageCodec.h"
 
-#include <QBuffer>
 #include <QCryptographicHash>
 #include <QDir>
-#include <QImageReader>
 #include <QJsonArray>
-#include <QSaveFile>
 
 namespace clipmule {
 
@@ -66,6 +67,19 @@ QJsonValue plain(const PropertyList &value) {
 
 QJsonObject PhoneLog::received(const PropertyList &envelope) {
     const auto *entries = envelope.as<PropertyList::Dictionary>();
+    try {
+        JsonBudget(mostUnits, mostValues).take(envelope);
+    } catch (const PlatformException &exception) {
+        const bool isClip = entries && entries->size() == 1 &&
+                            MessageEnvelope::type(envelope) == MessageEnvelope::Type::Clip &&
+                            MessageEnvelope::payload(envelope)->isDictionary();
+        QJsonObject line{
+            {QStringLiteral("event"), isClip ? QStringLiteral("clip") : QStringLiteral("object")},
+            {QStringLiteral("refused"), exception.reason()}};
+        if (isClip)
+            line.insert(QStringLiteral("type"), entries->firstKey());
+        return line;
+    }
     if (!entries || entries->size() != 1)
         return {{QStringLiteral("event"), QStringLiteral("object")},
                 {QStringLiteral("object"), plain(envelope)}};
@@ -115,19 +129,14 @@ QJsonObject PhoneLog::item(const PropertyList::Dictionary &item) {
 
 QJsonObject PhoneLog::image(const QByteArray &bytes) {
     QJsonObject object = described(bytes);
-    QBuffer buffer;
-    buffer.setData(bytes);
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
-    reader.setDecideFormatFromContent(true);
-    const QString format = QString::fromLatin1(reader.format());
+    const auto image = ImageCodec::describe(bytes).value_or(ImageCodec::Description());
+    const QString format = QString::fromLatin1(image.format);
     object.insert(QStringLiteral("format"), format);
-    object.insert(QStringLiteral("width"), reader.size().width());
-    object.insert(QStringLiteral("height"), reader.size().height());
+    object.insert(QStringLiteral("width"), image.size.width());
+    object.insert(QStringLiteral("height"), image.size.height());
     if (_saveFolder.isEmpty())
         return object;
     const QDir folder(_saveFolder);
-    folder.mkpath(QStringLiteral("."));
     const QString extension = format.isEmpty() ? QStringLiteral("bin") : format;
     QString name;
     // What an earlier run has saved stays.
@@ -136,11 +145,13 @@ QJsonObject PhoneLog::image(const QByteArray &bytes) {
                    .arg(++_savedImages, 4, 10, QLatin1Char('0'))
                    .arg(extension);
     } while (folder.exists(name));
-    QSaveFile file(folder.filePath(name));
-    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit())
-        object.insert(QStringLiteral("file"), file.fileName());
-    else
-        object.insert(QStringLiteral("error"), file.errorString());
+    const QString path = folder.filePath(name);
+    try {
+        DataFile::write(path, bytes);
+        object.insert(QStringLiteral("file"), path);
+    } catch (const PlatformException &exception) {
+        object.insert(QStringLiteral("error"), exception.reason());
+    }
     return object;
 }
 

@@ -13,15 +13,22 @@ namespace clipmule {
 /// What the phone stand-in prints about what it received: one JSON object a message.
 ///
 /// A clip's images are described (format, size in bytes and pixels, SHA-256) and, where a folder
-/// is given, written there; other bytes are described by their number and digest. Everything else
-/// is printed in full.
+/// is given, written there for this user alone; other bytes are described by their number and
+/// digest. Everything else is printed in full, unless that would be far more than was received: a
+/// small message may refer to one text from many places.
 class PhoneLog {
 public:
+    // Of one message: values, and UTF-16 units of its texts with two for each byte of its data. A
+    // clip of ten thousand items has some eighty thousand values; the largest frame's bytes fit.
+    static constexpr qint64 mostValues = 250'000;
+    static constexpr qint64 mostUnits = qint64(192) * 1024 * 1024;
+
     /// An empty folder saves nothing. The folder is made when the first image comes.
     explicit PhoneLog(QString saveFolder)
         : _saveFolder(std::move(saveFolder)) {}
 
-    /// Of one message envelope; anything else gives an "object" event.
+    /// Of one message envelope; anything else gives an "object" event. What is too much to be shown
+    /// is told as "refused", and no image of it is written.
     [[nodiscard]] QJsonObject received(const PropertyList &envelope);
     /// Of a clip in dictionary form.
     [[nodiscard]] QJsonObject clip(const PropertyList::Dictionary &clip);

@@ -4,6 +4,7 @@
 #include "phone/PhoneShelf.h"
 
 #include "filters/FilterByName.h"
+#include "model/ArchivedSize.h"
 #include "phone/PhoneLog.h"
 #include "platform/foundation/PlatformException.h"
 
@@ -16,9 +17,6 @@
 namespace clipmule {
 
 namespace {
-
-constexpr auto folderPermissions =
-    QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
 
 QString nameOf(const ZRKClipmuleClipboard &board) {
     return board.title().value_or(QString());
@@ -44,8 +42,8 @@ QJsonArray optionsOf(const ZRKClipmuleFilter &filter) {
 
 } // namespace
 
-PhoneShelf::PhoneShelf(const QString &folder, Delegate delegate)
-    : _store(QDir(folder).absolutePath())
+PhoneShelf::PhoneShelf(const QString &folder, Delegate delegate, qint64 largestList)
+    : _store(QDir(folder).absolutePath(), largestList)
     , _delegate(std::move(delegate))
     , _lock(QDir(folder).absoluteFilePath(QStringLiteral("clipmule-phone.lock"))) {
     // Only the end of the process that holds it frees the folder, however long that takes.
@@ -53,20 +51,25 @@ PhoneShelf::PhoneShelf(const QString &folder, Delegate delegate)
 }
 
 PhoneShelf::~PhoneShelf() {
-    if (_installation)
-        save();
+    if (!_installation)
+        return;
+    save();
+    if (isAnythingUnsaved())
+        _delegate.printError(QStringLiteral("%1: what changed could not be saved and is lost")
+                                 .arg(_store.dataPath()));
+    _store.setSavingDidChange({});
 }
 
 QString PhoneShelf::open() {
     const QString folder = _store.dataPath();
-    if (!QFileInfo(folder).isDir() &&
-        (!QDir().mkpath(folder) || !QFile::setPermissions(folder, folderPermissions)))
+    if (!DataFile::makeFolder(folder))
         return QStringLiteral("%1: the folder cannot be made").arg(folder);
     if (!_lock.tryLock())
         return _lock.error() == QLockFile::LockFailedError
                    ? QStringLiteral("%1: in use by another clipmule-phone").arg(folder)
                    : QStringLiteral("%1: the folder cannot be written to").arg(folder);
     _installation = std::make_unique<ClipboardStore::Installation>(_store);
+    _store.setSavingDidChange([this](const QString &failure) { savingDidChange(failure); });
     numberAll(*ZRKClipmuleClipboard::mainClipboard());
     return {};
 }
@@ -79,6 +82,7 @@ int PhoneShelf::keep(const PropertyList::Dictionary &dictionary) {
     if (!clip->creationDate())
         clip->setCreationDate(Date::now());
     const int number = insert(clip, *ZRKClipmuleClipboard::mainClipboard());
+    makeRoomInHistory();
     letMemoryGo();
     return number;
 }
@@ -95,11 +99,67 @@ void PhoneShelf::letMemoryGo() {
 
 void PhoneShelf::save() {
     _store.saveIfNeeded();
+}
+
+bool PhoneShelf::isAnythingUnsaved() {
     const auto isDirty = [](const Board &board) { return board->isDirty(); };
     const auto &boards = _store.customClipboards();
-    if (isDirty(_store.mainClipboard()) || std::any_of(boards.begin(), boards.end(), isDirty))
+    return isDirty(_store.mainClipboard()) || std::any_of(boards.begin(), boards.end(), isDirty);
+}
+
+void PhoneShelf::savingDidChange(const QString &failure) {
+    if (failure.isEmpty())
+        _delegate.print({{QStringLiteral("event"), QStringLiteral("saved")}});
+    else
         _delegate.printError(
-            QStringLiteral("%1: what changed could not be saved").arg(_store.dataPath()));
+            QStringLiteral("%1: what changed could not be saved, and is tried again: %2")
+                .arg(_store.dataPath(), failure));
+}
+
+// What is kept must be read again at the next start, so there is an end to it.
+void PhoneShelf::makeRoomInHistory() {
+    const Board main = ZRKClipmuleClipboard::mainClipboard();
+    qsizetype dropped = 0;
+    while (main->items().size() > 1 && !archiveFits(main->items(), _store.largestList())) {
+        main->removeClipmuleData(main->items().last());
+        ++dropped;
+    }
+    if (dropped > 0)
+        _delegate.print({{QStringLiteral("event"), QStringLiteral("dropped")},
+                         {QStringLiteral("clips"), dropped},
+                         {QStringLiteral("limit"), _store.largestList()}});
+}
+
+void PhoneShelf::recover() {
+    (void)putBack(StoreRecovery::putBack(_store, restoredBoard));
+    (void)StoreRecovery::sweep(_store);
+}
+
+qsizetype PhoneShelf::putBack(const QList<StoreRecovery::Outcome> &outcomes) {
+    qsizetype count = 0;
+    for (const StoreRecovery::Outcome &outcome : outcomes) {
+        QJsonObject line{{QStringLiteral("file"), outcome.file}};
+        if (outcome.reason.isEmpty()) {
+            line.insert(QStringLiteral("event"), QStringLiteral("restored"));
+            line.insert(QStringLiteral("clips"), outcome.clips);
+            line.insert(QStringLiteral("boards"), outcome.boards);
+            ++count;
+        } else {
+            line.insert(QStringLiteral("event"), QStringLiteral("set aside"));
+            line.insert(QStringLiteral("reason"), outcome.reason);
+        }
+        _delegate.print(line);
+    }
+    return count;
+}
+
+void PhoneShelf::perform(const PhoneCommand::Restore &) {
+    const auto outcomes = StoreRecovery::putBack(_store, restoredBoard);
+    const qsizetype restored = putBack(outcomes);
+    letMemoryGo();
+    _delegate.print({{QStringLiteral("event"), QStringLiteral("restore")},
+                     {QStringLiteral("files"), outcomes.size()},
+                     {QStringLiteral("restored"), restored}});
 }
 
 int PhoneShelf::numberOf(const Clip &clip) {
@@ -234,9 +294,18 @@ void PhoneShelf::perform(const PhoneCommand::File &command) {
     const Board board = clip ? boardOfName(command.board) : nullptr;
     if (!board)
         return;
+    if (!board->isMain() &&
+        !archiveFits(board->items() + ZRKClipmuleClipboard::Clips{clip}, _store.largestList())) {
+        _delegate.printError(QStringLiteral("“%1” is full: with this clip it would take more than "
+                                            "%2 bytes on disk")
+                                 .arg(command.board)
+                                 .arg(_store.largestList()));
+        return;
+    }
     const Clip copy = clip->copyWithZone();
     copy->setCreationDate(clip->creationDate());
     const int number = insert(copy, *board);
+    makeRoomInHistory();
     letMemoryGo();
     _delegate.print({{QStringLiteral("event"), QStringLiteral("filed")},
                      {QStringLiteral("number"), number},
@@ -296,6 +365,7 @@ void PhoneShelf::perform(const PhoneCommand::Filter &command) {
     }
     const Clip filtered = ZRKClipmuleData::initWithItems(items);
     (void)insert(filtered, *ZRKClipmuleClipboard::mainClipboard());
+    makeRoomInHistory();
     letMemoryGo();
     QJsonObject line = entry(filtered);
     line.insert(QStringLiteral("event"), QStringLiteral("filtered"));

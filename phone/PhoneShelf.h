@@ -4,6 +4,7 @@
 #pragma once
 
 #include "model/ClipboardStore.h"
+#include "model/StoreRecovery.h"
 #include "model/ZRKClipmuleClipboard.h"
 #include "phone/PhoneCommand.h"
 
@@ -33,7 +34,11 @@ public:
     /// The beginning of a text that a list shows, in UTF-16 units.
     static constexpr qsizetype longestPreview = 80;
 
-    PhoneShelf(const QString &folder, Delegate delegate);
+    /// Where clips go that come back and have no room in their board.
+    static inline const QString restoredBoard = QStringLiteral("Restored");
+
+    /// A history or a board does not grow beyond the limit, in bytes on disk.
+    PhoneShelf(const QString &folder, Delegate delegate, qint64 largestList = DataFile::largest);
     ~PhoneShelf();
     PhoneShelf(const PhoneShelf &) = delete;
     PhoneShelf &operator=(const PhoneShelf &) = delete;
@@ -43,10 +48,15 @@ public:
     /// Takes the folder, which is made when it is missing, and its store into use. The reason when
     /// that is not possible, or an empty text.
     [[nodiscard]] QString open();
+    /// Puts back what was set aside and can be read now, and deletes what a killed program left
+    /// over; prints what came of it.
+    void recover();
     /// Keeps a received clip, in dictionary form, as the newest of the history, and returns its
-    /// number. A PlatformException when it is malformed; then nothing has changed.
+    /// number. A PlatformException when it is malformed; then nothing has changed. The oldest clips
+    /// go where it makes the history too large to be saved, which is printed.
     int keep(const PropertyList::Dictionary &dictionary);
-    /// Writes what changed since the last beat of the store; prints an error when that fails.
+    /// Writes what changed since the last beat of the store. That saving fails is printed once, and
+    /// that it works again.
     void save();
 
     void perform(const PhoneCommand::History &command);
@@ -61,6 +71,7 @@ public:
     void perform(const PhoneCommand::RenameBoard &command);
     void perform(const PhoneCommand::MoveBoard &command);
     void perform(const PhoneCommand::RemoveBoard &command);
+    void perform(const PhoneCommand::Restore &command);
 
 private:
     using Clip = std::shared_ptr<ZRKClipmuleData>;
@@ -77,6 +88,11 @@ private:
     [[nodiscard]] QJsonObject entry(const Clip &clip);
     [[nodiscard]] qsizetype positionOf(const Board &board);
     void letMemoryGo();
+    void makeRoomInHistory();
+    void savingDidChange(const QString &failure);
+    [[nodiscard]] bool isAnythingUnsaved();
+    // How many files were put back.
+    qsizetype putBack(const QList<StoreRecovery::Outcome> &outcomes);
 
     ClipboardStore _store;
     Delegate _delegate;

@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "phone/LineEditor.h"
 #include "phone/Phone.h"
 #include "platform/dnssd/DnsSdFactory.h"
+#include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/LineReader.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/QtRunLoop.h"
@@ -22,6 +24,31 @@ namespace {
 // A service name is a DNS label.
 constexpr qsizetype longestName = 63;
 
+QString usages(bool needsFolder) {
+    constexpr int width = 26;
+    QString lines;
+    for (const PhoneCommand::Usage &usage : PhoneCommand::usages()) {
+        if (usage.needsFolder != needsFolder)
+            continue;
+        lines += QStringLiteral("  ") + usage.form;
+        lines += usage.form.size() < width - 3 ? QString(width - 2 - usage.form.size(), u' ')
+                                               : QStringLiteral("\n") + QString(width, u' ');
+        lines += usage.purpose + u'\n';
+    }
+    return lines;
+}
+
+void complain(const QString &message) {
+    std::fprintf(stderr, "clipmule-phone: %s\n",
+                 qPrintable(onOneLine(message, CommandOptions::longestMessage)));
+}
+
+void printLine(const QByteArray &line) {
+    std::fwrite(line.constData(), 1, size_t(line.size()), stdout);
+    std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
 struct Arguments {
     std::optional<Phone::Options> options;
     int exitStatus = 0;
@@ -29,33 +56,14 @@ struct Arguments {
 
 Arguments parse(const QCoreApplication &application) {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "A phone stand-in: listens as a phone does, prints what it receives as one JSON object a\n"
-        "line, and sends clips. With --data it keeps what it receives.\n\n"
-        "Commands on standard input:\n"
-        "  text TEXT               send a text (\\n for a line break)\n"
-        "  url URL                 send a URL\n"
-        "  image FILE              send an image\n"
-        "  strings A | B | C       send a clip of several texts\n"
-        "  relay text|url|…  …     the same, for the other phones\n"
-        "  plist FILE              send a message envelope from a property list\n"
-        "  quit\n\n"
-        "With --data also, with names and texts that have blanks in \"quotation marks\":\n"
-        "  history [BOARD]         list the clips, the newest first\n"
-        "  show N                  print clip number N in full\n"
-        "  copy N                  send it to the desk\n"
-        "  file N BOARD            add a copy of it to a board\n"
-        "  forget N                remove it\n"
-        "  filters N               list the text filters that apply to it\n"
-        "  filter N TITLE [NAME=VALUE]...\n"
-        "                          make a new clip with one of them\n"
-        "  boards                  list the boards\n"
-        "  board new NAME          add one behind the others\n"
-        "  board rename NAME NEW-NAME\n"
-        "  board move NAME POSITION\n"
-        "  board remove NAME       remove it and its clips"));
-    parser.addHelpOption();
-    parser.addVersionOption();
+    parser.setApplicationDescription(
+        QStringLiteral(
+            "A phone stand-in: listens as a phone does, prints what it receives as one JSON object "
+            "a\nline, and sends clips. With --data it keeps what it receives.\n\n"
+            "Commands on standard input:\n%1\n"
+            "With --data also, with names and texts that have blanks in \"quotation marks\":\n%2")
+            .arg(usages(false), usages(true).chopped(1)));
+    CommandOptions::addHelpAndVersion(parser);
     const QCommandLineOption name(QStringLiteral("name"),
                                   QStringLiteral("Service name, at most 63 bytes."),
                                   QStringLiteral("NAME"), QStringLiteral("Clipmule Phone"));
@@ -67,11 +75,12 @@ Arguments parse(const QCoreApplication &application) {
                                   QStringLiteral("DIR"));
     parser.addOptions({name, save, data});
     if (!parser.parse(application.arguments())) {
-        std::fprintf(stderr, "clipmule-phone: %s\n", qPrintable(parser.errorText()));
+        complain(parser.errorText());
         return {std::nullopt, 2};
     }
     if (parser.isSet(QStringLiteral("help"))) {
-        std::fputs(qPrintable(parser.helpText()), stdout);
+        std::fputs(qPrintable(CommandOptions::helpText(parser, QStringLiteral("clipmule-phone"))),
+                   stdout);
         return {};
     }
     if (parser.isSet(QStringLiteral("version"))) {
@@ -79,8 +88,8 @@ Arguments parse(const QCoreApplication &application) {
         return {};
     }
     if (!parser.positionalArguments().isEmpty()) {
-        std::fprintf(stderr, "clipmule-phone: unexpected argument: %s\n",
-                     qPrintable(parser.positionalArguments().constFirst()));
+        complain(QStringLiteral("unexpected argument: %1")
+                     .arg(parser.positionalArguments().constFirst()));
         return {std::nullopt, 2};
     }
     const qsizetype length = parser.value(name).toUtf8().size();
@@ -88,11 +97,17 @@ Arguments parse(const QCoreApplication &application) {
         std::fprintf(stderr, "clipmule-phone: a name has 1 to %d bytes\n", int(longestName));
         return {std::nullopt, 2};
     }
-    if (parser.isSet(data) && parser.value(data).isEmpty()) {
-        std::fputs("clipmule-phone: --data needs a folder\n", stderr);
-        return {std::nullopt, 2};
+    for (const QCommandLineOption &folder : {data, save}) {
+        if (parser.isSet(folder) && parser.value(folder).isEmpty()) {
+            complain(QStringLiteral("--%1 needs a folder").arg(folder.names().constFirst()));
+            return {std::nullopt, 2};
+        }
     }
-    return {Phone::Options{parser.value(name), parser.value(save), parser.value(data)}, 0};
+    Phone::Options options;
+    options.name = parser.value(name);
+    options.saveFolder = parser.value(save);
+    options.dataFolder = parser.value(data);
+    return {options, 0};
 }
 
 } // namespace
@@ -108,22 +123,36 @@ int main(int argc, char *argv[]) {
     const RunLoop::Installation installation(runLoop);
     const QuitSignals signals([](int) { QCoreApplication::quit(); });
     const auto backend = dnssd::makeAutoBackend();
-    Phone phone(
-        *backend, *arguments.options,
-        [](const QByteArray &line) {
-            std::fwrite(line.constData(), 1, size_t(line.size()), stdout);
-            std::fputc('\n', stdout);
-            std::fflush(stdout);
+    // It shows what the phone has to say to the last.
+    std::unique_ptr<LineEditor> editor;
+    std::unique_ptr<Phone> phone;
+    // At a terminal somebody types; in a pipe a script does, and nothing but JSON comes out.
+    LineEditor::Delegate typed;
+    typed.line = [&phone](const QByteArray &line) { phone->perform(line); };
+    typed.end = [] { QCoreApplication::quit(); };
+    editor = LineEditor::make(STDIN_FILENO, STDOUT_FILENO, "phone> ", std::move(typed));
+    Phone::Options options = *arguments.options;
+    options.isForPerson = editor != nullptr;
+    phone = std::make_unique<Phone>(
+        *backend, options,
+        [&editor](const QByteArray &line) {
+            if (editor)
+                editor->print(line);
+            else
+                printLine(line);
         },
         [] { QCoreApplication::quit(); });
-    if (!phone.start())
+    if (!phone->start())
         return 1;
+    if (editor) {
+        editor->print("Type help for the commands, Ctrl-D to end.");
+        editor->start();
+        return QCoreApplication::exec();
+    }
 
     LineReader::Delegate input;
-    input.line = [&phone](const QByteArray &line) { phone.perform(line); };
-    input.error = [](const QString &text) {
-        std::fprintf(stderr, "clipmule-phone: %s\n", qPrintable(text));
-    };
+    input.line = [&phone](const QByteArray &line) { phone->perform(line); };
+    input.error = complain;
     // Without standard input it goes on listening, as it does in the background.
     input.end = [] {};
     LineReader reader(STDIN_FILENO, std::move(input));

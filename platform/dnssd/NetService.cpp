@@ -56,6 +56,8 @@ void NetService::publish() {
             qCInfo(logDnsSd).noquote()
                 << QStringLiteral("published %1 as \"%2\": the name is taken")
                        .arg(description(), cutForLog(actualName));
+        if (const auto slot = _delegate.netServiceDidPublish)
+            slot(*this, actualName);
     };
     _publisher->onError = [this](const QString &reason) {
         qCWarning(logDnsSd).noquote()

@@ -23,6 +23,8 @@ class NetService final : public Object, public std::enable_shared_from_this<NetS
 
 public:
     struct Delegate {
+        /// Under this name, which differs from the wanted one when that was taken.
+        std::function<void(NetService &, const QString &)> netServiceDidPublish = {};
         std::function<void(NetService &)> netServiceDidResolveAddress = {};
         std::function<void(NetService &)> netServiceDidNotResolve = {};
         std::function<void(NetService &, const QByteArray &)> netServiceDidUpdateTXTRecordData = {};

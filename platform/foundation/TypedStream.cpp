@@ -263,9 +263,9 @@ QByteArray Reader::readTypes() {
 void Reader::expectTypes(const QByteArray &types) {
     const QByteArray found = readTypes();
     if (found != types)
-        refuse(QStringLiteral("types \"%1\" instead of \"%2\"")
-                   .arg(cutForLog(QString::fromLatin1(found)),
-                        cutForLog(QString::fromLatin1(types))));
+        refuse(
+            QStringLiteral("types \"%1\" instead of \"%2\"")
+                .arg(cutForLog(QString::fromLatin1(found)), cutForLog(QString::fromLatin1(types))));
 }
 
 quint32 Reader::add(Entry::Kind kind) {

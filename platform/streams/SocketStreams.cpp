@@ -346,6 +346,14 @@ bool noticeVanishedPeer(int descriptor) {
            setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, keepAliveProbes);
 }
 
+QString peerOfSocket(int descriptor) {
+    sockaddr_storage address{};
+    socklen_t size = sizeof address;
+    if (::getpeername(descriptor, reinterpret_cast<sockaddr *>(&address), &size) != 0)
+        return {};
+    return QHostAddress(reinterpret_cast<const sockaddr *>(&address)).toString();
+}
+
 void setAcceptedSocketOptions(int descriptor) {
     setOption(descriptor, SOL_SOCKET, SO_SNDBUF, socketBufferSize);
     setOption(descriptor, SOL_SOCKET, SO_RCVBUF, socketBufferSize);

@@ -65,6 +65,9 @@ bool noticeVanishedPeer(int descriptor);
 /// What an accepted connection gets: both buffers, keep-alive, and noticeVanishedPeer.
 void setAcceptedSocketOptions(int descriptor);
 
+/// The address of the other end of a connected socket, without its port; empty when there is none.
+[[nodiscard]] QString peerOfSocket(int descriptor);
+
 /// Both directions of a connected socket. The streams do not own the descriptor, which must stay
 /// open until they are closed; it is made non-blocking. No streams when it is not an open socket.
 /// The output stream reports ErrorOccurred when the peer's computer has gone.

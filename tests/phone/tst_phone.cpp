@@ -46,7 +46,10 @@ private Q_SLOTS:
         _received.clear();
         _quit = false;
         _folder = std::make_unique<QTemporaryDir>();
-        start({u"Anna"_qs, _folder->filePath(u"images"_qs), {}});
+        Phone::Options options;
+        options.name = u"Anna"_qs;
+        options.saveFolder = _folder->filePath(u"images"_qs);
+        start(options);
     }
 
     void cleanup() {
@@ -66,6 +69,111 @@ private Q_SLOTS:
         QCOMPARE(_received.constFirst(),
                  envelope(u"4"_qs, {{u"name"_qs, u"Anna"_qs}, {u"model"_qs, u"Linux"_qs}}));
         QCOMPARE(_lines.constLast()[u"event"_qs].toString(), u"opened"_qs);
+        QCOMPARE(_lines.constLast()[u"desk"_qs].toString(), u"127.0.0.1"_qs);
+    }
+
+    void tellsUnderWhichNameItIsFound() {
+        QTRY_VERIFY(!linesOf(u"published"_qs).isEmpty());
+        QCOMPARE(linesOf(u"published"_qs).constFirst(),
+                 (QJsonObject{{u"event"_qs, u"published"_qs}, {u"name"_qs, u"Anna"_qs}}));
+        QList<QJsonObject> lines;
+        Phone second(
+            _backend, optionsWith({}, {}, u"Anna"_qs),
+            [&lines](const QByteArray &line) {
+                lines.append(QJsonDocument::fromJson(line).object());
+            },
+            [] {});
+        QVERIFY(second.start());
+        QTRY_COMPARE(lines.constLast(), (QJsonObject{{u"event"_qs, u"published"_qs},
+                                                     {u"name"_qs, u"Anna (2)"_qs},
+                                                     {u"taken"_qs, u"Anna"_qs}}));
+    }
+
+    void tellsWhatWasSentAndToWhom() {
+        const auto sent = [this] { return linesOf(u"sent"_qs); };
+        _phone->perform("text 😀");
+        QCOMPARE(sent().constLast(), (QJsonObject{{u"event"_qs, u"sent"_qs},
+                                                  {u"what"_qs, u"text"_qs},
+                                                  {u"units"_qs, 2},
+                                                  {u"desk"_qs, u"127.0.0.1"_qs}}));
+        _phone->perform("relay url http://a/");
+        QCOMPARE(sent().constLast(), (QJsonObject{{u"event"_qs, u"sent"_qs},
+                                                  {u"what"_qs, u"url"_qs},
+                                                  {u"for"_qs, u"other phones"_qs},
+                                                  {u"desk"_qs, u"127.0.0.1"_qs}}));
+        const QByteArray bytes = png();
+        _phone->perform("image " + write(u"a.png"_qs, bytes).toUtf8());
+        QCOMPARE(sent().constLast()[u"what"_qs].toString(), u"image"_qs);
+        QCOMPARE(sent().constLast()[u"format"_qs].toString(), u"png"_qs);
+        QCOMPARE(sent().constLast()[u"bytes"_qs].toInt(), int(bytes.size()));
+        QCOMPARE(sent().size(), 3);
+        // What the stand-in tells of itself is not the user's doing.
+        _desk->setDelegate({});
+        _desk->close(false);
+        QTRY_COMPARE(_lines.constLast()[u"event"_qs].toString(), u"closed"_qs);
+        QCOMPARE(_lines.constLast()[u"desk"_qs].toString(), u"127.0.0.1"_qs);
+        _phone->perform("text into the void");
+        QCOMPARE(sent().size(), 3);
+    }
+
+    void refusesWhatIsNoImage() {
+        const QString path = write(u"letter"_qs, "Dear Anna");
+        _phone->perform("image " + path.toUtf8());
+        QCOMPARE(_lines.constLast()[u"text"_qs].toString(),
+                 path + u": no image of a known format"_qs);
+        // A drawing can be shown, but is none of the formats that travel.
+        const QString drawing = write(u"a.svg"_qs, "<svg xmlns=\"http://www.w3.org/2000/svg\"/>");
+        _phone->perform("image " + drawing.toUtf8());
+        QCOMPARE(_lines.constLast()[u"text"_qs].toString(),
+                 drawing + u": no image of a known format"_qs);
+    }
+
+    void helps() {
+        _phone->perform("help");
+        const QJsonArray commands = _lines.constLast()[u"commands"_qs].toArray();
+        QCOMPARE(commands.size(), 8);
+        QCOMPARE(commands[0],
+                 (QJsonObject{{u"command"_qs, u"text TEXT"_qs},
+                              {u"purpose"_qs, u"send a text (\\n for a line break)"_qs}}));
+        restartWithData();
+        _phone->perform("?");
+        QCOMPARE(_lines.constLast()[u"commands"_qs].toArray().size(), 21);
+        QStringList text;
+        Phone::Options options = optionsWith({}, {});
+        options.isForPerson = true;
+        Phone other(
+            _backend, options,
+            [&text](const QByteArray &line) { text.append(QString::fromUtf8(line)); }, [] {});
+        other.perform("help");
+        QCOMPARE(text.size(), 8);
+        QCOMPARE(text[2], u"image FILE                      send an image"_qs);
+    }
+
+    void nothingForeignReachesTheTerminal() {
+        QByteArray last;
+        Phone other(
+            _backend, optionsWith({}, {}), [&last](const QByteArray &line) { last = line; }, [] {});
+        other.perform("\xc2\x9b"
+                      "31m \xe2\x80\xae");
+        QCOMPARE(last, QByteArray("{\"event\":\"error\",\"text\":\"unknown command: "
+                                  "\\u009b31m\"}"));
+    }
+
+    void theFolderForImagesIsLookedAtFirst() {
+        QFile file(write(u"file"_qs, {}));
+        QList<QJsonObject> lines;
+        Phone second(
+            _backend, optionsWith(file.fileName(), {}),
+            [&lines](const QByteArray &line) {
+                lines.append(QJsonDocument::fromJson(line).object());
+            },
+            [] {});
+        QVERIFY(!second.start());
+        QCOMPARE(lines.constFirst()[u"text"_qs].toString(),
+                 file.fileName() + u": the folder cannot be written to"_qs);
+        // It was made at the start, for this user alone.
+        QVERIFY(!(QFile::permissions(_folder->filePath(u"images"_qs)) &
+                  (QFile::ReadGroup | QFile::ReadOther | QFile::ExeGroup | QFile::ExeOther)));
     }
 
     void sendsTexts() {
@@ -142,10 +250,50 @@ private Q_SLOTS:
         QFile saved(image[u"file"_qs].toString());
         QVERIFY(saved.open(QIODevice::ReadOnly));
         QCOMPARE(saved.readAll(), bytes);
+        QVERIFY(!(saved.permissions() & (QFile::ReadGroup | QFile::ReadOther)));
+    }
+
+    void printsOfUnknownImagesHowLargeTheyAre() {
+        _desk->outputObject(OutputObject::fixed(envelope(
+            u"1"_qs,
+            {{u"items"_qs, PropertyList::List{PropertyList(PropertyList::Dictionary{
+                               {u"imageData"_qs, QByteArray("<svg xmlns='http://www.w3.org/2000/"
+                                                            "svg' width='9' height='9'/>")}})}}})));
+        const QJsonObject image =
+            nextLine(u"clip"_qs)[u"clip"_qs][u"items"_qs][0][u"imageData"_qs].toObject();
+        QCOMPARE(image[u"format"_qs].toString(), QString());
+        QCOMPARE(image[u"width"_qs].toInt(), -1);
+        QVERIFY(image[u"bytes"_qs].toInt() > 50);
+    }
+
+    // A small message may refer to one value from many places.
+    void refusesToPrintWhatGrows() {
+        PhoneLog log(_folder->filePath(u"images"_qs));
+        const auto clipOf = [](qsizetype count, const PropertyList &item) {
+            return envelope(u"1"_qs, {{u"items"_qs, PropertyList::List(count, item)}});
+        };
+        const auto least = [](qsizetype count) {
+            return PropertyList(PropertyList::List(count, PropertyList(1)));
+        };
+        // The envelope, the clip, their keys and the list.
+        const qint64 others = 5;
+        QVERIFY(!log.received(clipOf(PhoneLog::mostValues - others, PropertyList(1)))
+                     .contains(u"refused"_qs));
+        const QJsonObject line = log.received(clipOf(PhoneLog::mostValues - others + 1, 1));
+        QCOMPARE(line[u"event"_qs].toString(), u"clip"_qs);
+        QCOMPARE(line[u"type"_qs].toString(), u"1"_qs);
+        QVERIFY(line.contains(u"refused"_qs));
+        QVERIFY(!line.contains(u"clip"_qs));
+        QVERIFY(!log.received(least(PhoneLog::mostValues - 1)).contains(u"refused"_qs));
+        QCOMPARE(log.received(least(PhoneLog::mostValues))[u"event"_qs].toString(), u"object"_qs);
+        QVERIFY(log.received(least(PhoneLog::mostValues)).contains(u"refused"_qs));
+        // One picture in very many items: none of them is written.
+        const PropertyList::Dictionary item{{u"imageData"_qs, QByteArray(1'000'000, 'x')}};
+        QVERIFY(log.received(clipOf(200, PropertyList(item))).contains(u"refused"_qs));
+        QVERIFY(QDir(_folder->filePath(u"images"_qs)).isEmpty());
     }
 
     void keepsWhatAnEarlierRunSaved() {
-        QVERIFY(QDir(_folder->path()).mkdir(u"images"_qs));
         const QString earlier = write(u"images/image-0001.png"_qs, "earlier");
         _desk->outputObject(OutputObject::fixed(envelope(
             u"1"_qs, {{u"items"_qs, PropertyList::List{PropertyList(
@@ -218,7 +366,7 @@ private Q_SLOTS:
         restartWithData();
         QList<QJsonObject> lines;
         Phone second(
-            _backend, Phone::Options{u"Ben"_qs, {}, _folder->filePath(u"data"_qs)},
+            _backend, optionsWith({}, _folder->filePath(u"data"_qs)),
             [&lines](const QByteArray &line) {
                 lines.append(QJsonDocument::fromJson(line).object());
             },
@@ -235,6 +383,24 @@ private Q_SLOTS:
     }
 
 private:
+    static Phone::Options optionsWith(const QString &saveFolder, const QString &dataFolder,
+                                      const QString &name = QStringLiteral("Ben")) {
+        Phone::Options options;
+        options.name = name;
+        options.saveFolder = saveFolder;
+        options.dataFolder = dataFolder;
+        return options;
+    }
+
+    QList<QJsonObject> linesOf(const QString &event) const {
+        QList<QJsonObject> lines;
+        for (const QJsonObject &line : _lines) {
+            if (line[u"event"_qs].toString() == event)
+                lines.append(line);
+        }
+        return lines;
+    }
+
     void start(const Phone::Options &options) {
         _phone = std::make_unique<Phone>(
             _backend, options,
@@ -257,7 +423,10 @@ private:
         cleanup();
         _lines.clear();
         _received.clear();
-        start({u"Anna"_qs, {}, _folder->filePath(u"data"_qs)});
+        Phone::Options options;
+        options.name = u"Anna"_qs;
+        options.dataFolder = _folder->filePath(u"data"_qs);
+        start(options);
     }
 
     QString write(const QString &name, const QByteArray &bytes) {

@@ -3,6 +3,7 @@
 
 #include "phone/PhoneCommand.h"
 
+#include <QDir>
 #include <QTest>
 
 using namespace clipmule;
@@ -47,6 +48,10 @@ QString shown(const PhoneCommand::Command &command) {
         return QStringLiteral("move board:%1||%2").arg(board->name).arg(board->position);
     if (const auto *board = std::get_if<RemoveBoard>(&command))
         return QStringLiteral("remove board:") + board->name;
+    if (std::holds_alternative<Help>(command))
+        return QStringLiteral("help");
+    if (std::holds_alternative<Restore>(command))
+        return QStringLiteral("restore");
     if (std::holds_alternative<Quit>(command))
         return QStringLiteral("quit");
     if (const auto *invalid = std::get_if<Invalid>(&command))
@@ -72,7 +77,26 @@ private Q_SLOTS:
         row("   ", "nothing");
         row("text Hello, world", "text:Hello, world");
         row("text  two blanks ", "text: two blanks ");
-        row("text", "text:");
+        row("text", "invalid: text needs a text");
+        row("text ", "invalid: text needs a text");
+        row("text  ", "text: ");
+        row("  text a ", "text:a ");
+        row("\ttext  a", "text: a");
+        row("strings", "invalid: strings needs a text");
+        row("relay text", "invalid: text needs a text");
+        row("image ~/a b.png",
+            qPrintable(QStringLiteral("image:") + QDir::homePath() + QStringLiteral("/a b.png")));
+        row("image ~", qPrintable(QStringLiteral("image:") + QDir::homePath()));
+        row("image ~anna/a", "image:~anna/a");
+        row("image a~/b", "image:a~/b");
+        row("plist ~/x",
+            qPrintable(QStringLiteral("plist:") + QDir::homePath() + QStringLiteral("/x")));
+        row("help", "help");
+        row("?", "help");
+        row("  help", "help");
+        row("exit", "quit");
+        row("restore", "restore");
+        row("restore all", "invalid: usage: restore");
         row("text a\\nb\\rc\\\\n\\q", "text:a\nb\rc\\n\\q");
         row("text ends in \\", "text:ends in \\");
         row("strings A | B | C", "text:A||B||C");
@@ -84,7 +108,7 @@ private Q_SLOTS:
         row("relay text for you", "relay text:for you");
         row("relay image x.png", "relay image:x.png");
         row("relay url http://x", "relay url:http://x");
-        row("relay", "invalid: unknown command: ");
+        row("relay", "invalid: relay needs a command");
         row("relay quit", "invalid: unknown command: quit");
         row("plist x.plist", "plist:x.plist");
         row("plist", "invalid: plist needs a file");
@@ -139,6 +163,22 @@ private Q_SLOTS:
         QFETCH(QString, line);
         QFETCH(QString, command);
         QCOMPARE(shown(PhoneCommand::parse(line)), command);
+    }
+
+    // What help shows is what can be typed.
+    void everyUsageIsACommand() {
+        QCOMPARE(PhoneCommand::usages().size(), 21);
+        for (const PhoneCommand::Usage &usage : PhoneCommand::usages()) {
+            QString line = usage.form;
+            line.replace(QStringLiteral(" POSITION"), QStringLiteral(" 1"));
+            line.replace(QRegularExpression(QStringLiteral(" N\\b(?!A|E)")), QStringLiteral(" 1"));
+            line.remove(QStringLiteral(" [BOARD]"));
+            line.remove(QStringLiteral(" [NAME=VALUE]..."));
+            line.replace(QStringLiteral("text|url|…  …"), QStringLiteral("text a"));
+            const QString command = shown(PhoneCommand::parse(line));
+            QVERIFY2(!command.startsWith(QStringLiteral("invalid")), qPrintable(command));
+            QVERIFY(!usage.purpose.isEmpty());
+        }
     }
 };
 

@@ -46,6 +46,7 @@ private Q_SLOTS:
         _errors.clear();
         _sent.clear();
         _isConnected = true;
+        _limit = DataFile::largest;
         start();
     }
     void cleanup() { _shelf.reset(); }
@@ -342,8 +343,102 @@ private Q_SLOTS:
         // A folder stands where the file should be.
         QVERIFY(QDir().mkpath(path(u"Main.clipboard"_qs)));
         _shelf->save();
-        QCOMPARE(_errors, QStringList{path() + u": what changed could not be saved"_qs});
+        _shelf->save();
+        QCOMPARE(_errors.size(), 1);
+        QVERIFY2(_errors[0].startsWith(path() + u": what changed could not be saved"_qs),
+                 qPrintable(_errors[0]));
         QVERIFY(QDir().rmdir(path(u"Main.clipboard"_qs)));
+        _lines.clear();
+        _shelf->save();
+        _shelf->save();
+        QCOMPARE(_lines, (QList<QJsonObject>{QJsonObject{{u"event"_qs, u"saved"_qs}}}));
+    }
+
+    void saysWhatIsLostAtTheEnd() {
+        keepAll({u"one"_qs});
+        QVERIFY(QDir().mkpath(path(u"Main.clipboard"_qs)));
+        _shelf.reset();
+        QCOMPARE(_errors.size(), 2);
+        QVERIFY(_errors[1].endsWith(u"is lost"_qs));
+    }
+
+    void putsBackWhatWasSetAside() {
+        keepAll({u"one"_qs, u"two"_qs});
+        _shelf.reset();
+        const QString items = path(u"Main.clipboardItems"_qs);
+        QVERIFY(QFile::rename(items, items + u".unreadable"_qs));
+        const QString garbage = path(u"Custom.clipboards.unreadable"_qs);
+        QVERIFY(QFile(garbage).open(QIODevice::WriteOnly));
+        start();
+        QVERIFY(_lines.isEmpty());
+        _shelf->recover();
+        QCOMPARE(_lines.size(), 2);
+        QCOMPARE(_lines[0][u"event"_qs].toString(), u"set aside"_qs);
+        QCOMPARE(_lines[0][u"file"_qs].toString(), u"Custom.clipboards.unreadable"_qs);
+        QVERIFY(!_lines[0][u"reason"_qs].toString().isEmpty());
+        QCOMPARE(_lines[1], (QJsonObject{{u"event"_qs, u"restored"_qs},
+                                         {u"file"_qs, u"Main.clipboardItems.unreadable"_qs},
+                                         {u"clips"_qs, 2},
+                                         {u"boards"_qs, 0}}));
+        QCOMPARE(shown("history").size(), 3);
+        // By hand, when the file can be read.
+        type("restore");
+        QCOMPARE(
+            _lines.constLast(),
+            (QJsonObject{{u"event"_qs, u"restore"_qs}, {u"files"_qs, 1}, {u"restored"_qs, 0}}));
+        QVERIFY(QFile::remove(garbage));
+        type("board new Work");
+        _shelf->save();
+        QVERIFY(QFile::copy(path(u"Custom.clipboards"_qs), garbage));
+        type("board remove Work");
+        type("restore");
+        QCOMPARE(_lines.constLast()[u"restored"_qs].toInt(), 1);
+        QCOMPARE(boardNames(), (QStringList{u"0 Clipboard 2"_qs, u"1 Work 0"_qs}));
+    }
+
+    void sweepsTheFolder() {
+        type("board new Work");
+        _shelf->save();
+        const QString orphan = path(u"01234567-89AB-4DEF-8123-456789ABCDEF.imageData"_qs);
+        QVERIFY(QFile(orphan).open(QIODevice::WriteOnly));
+        _shelf->recover();
+        QVERIFY(!QFile::exists(orphan));
+    }
+
+    void theHistoryStaysSmallEnoughToBeSaved() {
+        restartWithLimit(100'000);
+        const auto keepText = [this](const QString &text) { _shelf->keep(dictionary(text)); };
+        for (int number = 0; number < 20; ++number)
+            keepText(QString(30'000, QChar(u'a' + number % 2)));
+        // Two texts, however often they are there.
+        QCOMPARE(shown("history").size(), 21);
+        _lines.clear();
+        keepText(QString(50'000, u'x'));
+        QCOMPARE(_lines.size(), 1);
+        QCOMPARE(_lines[0][u"event"_qs].toString(), u"dropped"_qs);
+        const int dropped = _lines[0][u"clips"_qs].toInt();
+        QVERIFY(dropped > 0 && dropped < 20);
+        QCOMPARE(shown("history").size(), 22 - dropped);
+        _shelf->save();
+        QCOMPARE(_errors, QStringList());
+        restartWithLimit(100'000);
+        QCOMPARE(shown("history").size(), 22 - dropped);
+        // The one that has just come stays in any case.
+        keepText(QString(200'000, u'x'));
+        QCOMPARE(shown("history").size(), 2);
+        QVERIFY(QDir().exists(path()));
+        type("forget " + QByteArray::number(lastNumber()));
+    }
+
+    void aFullBoardTakesNoMore() {
+        restartWithLimit(100'000);
+        type("board new Work");
+        _shelf->keep(dictionary(QString(60'000, u'x')));
+        type("file 1 Work");
+        QCOMPARE(_shelf->keep(dictionary(QString(60'000, u'y'))), 3);
+        QCOMPARE(error("file 3 Work"), u"“Work” is full: with this clip it would take more than "
+                                       u"100000 bytes on disk"_qs);
+        QCOMPARE(shown("history Work").size(), 2);
     }
 
 private:
@@ -361,8 +456,17 @@ private:
                 _sent.append(clip);
             return _isConnected;
         };
-        _shelf = std::make_unique<PhoneShelf>(path(), std::move(delegate));
+        _shelf = std::make_unique<PhoneShelf>(path(), std::move(delegate), _limit);
         QCOMPARE(_shelf->open(), QString());
+    }
+    void restartWithLimit(qint64 limit) {
+        _shelf.reset();
+        _limit = limit;
+        start();
+    }
+    int lastNumber() {
+        type("history");
+        return _lines.constFirst()[u"number"_qs].toInt();
     }
     void restart() {
         _shelf.reset();
@@ -425,6 +529,7 @@ private:
     QStringList _errors;
     QList<PropertyList::Dictionary> _sent;
     bool _isConnected = true;
+    qint64 _limit = DataFile::largest;
 };
 
 QTEST_GUILESS_MAIN(PhoneShelfTest)
