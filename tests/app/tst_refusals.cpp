@@ -4,6 +4,7 @@
 #include "app/Refusals.h"
 #include "tests/kit/ManualRunLoop.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -27,6 +28,7 @@ class RefusalsTest : public QObject {
 
 private Q_SLOTS:
     void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _runLoop = std::make_unique<kit::ManualRunLoop>();
         _installation = std::make_unique<RunLoop::Installation>(*_runLoop);
     }

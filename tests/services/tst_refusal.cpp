@@ -4,6 +4,7 @@
 #include "platform/desktop/Refusal.h"
 
 #include <QLocale>
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -16,6 +17,8 @@ class RefusalTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
     void theWords_data() {
         QTest::addColumn<int>("direction");
         QTest::addColumn<int>("reason");

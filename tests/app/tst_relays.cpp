@@ -1,0 +1,192 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "net/ZRKStreamNotifications.h"
+#include "platform/foundation/PlatformException.h"
+#include "tests/app/AgentFixture.h"
+
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+PropertyList textClip(const QString &text) {
+    return PropertyList(PropertyList::Dictionary{
+        {u"items"_qs,
+         PropertyList::List{PropertyList(PropertyList::Dictionary{{u"string"_qs, text}})}}});
+}
+
+// The messages among what a phone received that are of one type.
+QList<PropertyList> payloads(const QList<PropertyList> &objects, const QString &type) {
+    QList<PropertyList> found;
+    for (const PropertyList &object : objects) {
+        if (const PropertyList *payload = object.find(type))
+            found.append(*payload);
+    }
+    return found;
+}
+
+} // namespace
+
+// What one phone sends for the others, and what of a phone's messages is not taken.
+class RelaysTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _agent = std::make_unique<AgentFixture>();
+    }
+    void cleanup() { _agent.reset(); }
+
+    // A clip for the other phones
+
+    void relaysToTheOtherConnectedPhones() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        _agent->setRegistered({u"Anna"_qs, u"Ben"_qs, u"Cleo"_qs});
+        const PropertyList sent = textClip(u"for the others"_qs);
+        anna->send(u"2"_qs, sent);
+        _agent->settle();
+        QCOMPARE(payloads(ben->received(), u"1"_qs), QList<PropertyList>{sent});
+        QVERIFY(payloads(anna->received(), u"1"_qs).isEmpty());
+        QVERIFY(_agent->pasteboard.types().isEmpty());
+        QVERIFY(_agent->keyboard.calls().isEmpty());
+        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(u"missing"_qs));
+        // Cleo was not there; nothing waits for her.
+        const auto cleo = _agent->appear(u"Cleo"_qs);
+        cleo->connection().end();
+        _agent->advance(5);
+        QVERIFY(payloads(cleo->received(), u"1"_qs).isEmpty());
+    }
+
+    void nothingIsQueuedForAPhoneWhoseConnectionDropped() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        ben->connection().end();
+        _agent->settle();
+        anna->send(u"2"_qs, textClip(u"for whoever is there"_qs));
+        _agent->advance(5);
+        QCOMPARE(ben->connections.size(), 2);
+        QVERIFY(payloads(ben->received(), u"1"_qs).isEmpty());
+        // What this desk copies waits for him.
+        ben->connection().end();
+        _agent->settle();
+        _agent->pasteboard.copyText(u"for all"_qs);
+        _agent->advance(5);
+        QCOMPARE(ben->connections.size(), 3);
+        QCOMPARE(payloads(ben->received(), u"1"_qs).size(), 1);
+    }
+
+    void aFailureWhilePassingOnIsLogged() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        struct Failing final : Object {
+            void fail() { throw PlatformException(u"Trouble"_qs, u"observer failed"_qs); }
+        } failing;
+        auto &center = ZRKNotificationCenter::platformDefault();
+        center.addObserver(&failing, selector<&Failing::fail>("fail"), ZRKStreamDidSendData);
+        QTest::ignoreMessage(QtWarningMsg,
+                             "ERROR SENDING TO OTHER CLIENT Trouble: observer failed");
+        anna->send(u"2"_qs, textClip(u"for the others"_qs));
+        _agent->settle();
+        center.removeObserver(&failing);
+        QVERIFY(_agent->app->isConnected());
+    }
+
+    void aPhoneThatDoesNotReadLosesTheOldestRelays() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        ben->connection().setRoom(0);
+        const auto send = [&](const QString &id) {
+            anna->send(u"2"_qs,
+                       PropertyList(PropertyList::Dictionary{
+                           {u"oid"_qs, id}, {u"data"_qs, QByteArray(20 * 1024 * 1024, 'x')}}));
+            _agent->settle();
+        };
+        send(u"1"_qs);
+        send(u"2"_qs);
+        send(u"3"_qs);
+        QVERIFY(_agent->app->refusals().isEmpty());
+        send(u"4"_qs);
+        QCOMPARE(_agent->app->refusals().size(), 1);
+        const Refusal refusal = *_agent->app->lastRefusal();
+        QCOMPARE(refusal.direction, Refusal::Direction::ForPhone);
+        QCOMPARE(refusal.reason, Refusal::Reason::QueueFull);
+        QCOMPARE(refusal.phone, u"Ben's name"_qs);
+        QVERIFY(refusal.size > 80U * 1024 * 1024);
+        QCOMPARE(refusal.limit, quint64(ZRKNetServiceClient::largestQueue));
+        QCOMPARE(refusal.detail, u"sent by another phone"_qs);
+        QCOMPARE(_agent->notice.messages.size(), 1);
+        ben->connection().setRoom(kit::MemoryConnection::unlimited);
+        _agent->settle();
+        QStringList arrived;
+        for (const PropertyList &one : payloads(ben->received(), u"1"_qs))
+            arrived += one.find(u"oid"_qs)->string();
+        QCOMPARE(arrived, (QStringList{u"2"_qs, u"3"_qs, u"4"_qs}));
+    }
+
+    void aClipThatCannotBeWrittenIsTold() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        PropertyList deep(u"text"_qs);
+        // As deep as a message may be, and the envelope around it.
+        for (int level = 0; level < PropertyListSerialization::maximumDepth; ++level)
+            deep = PropertyList(PropertyList::List{deep});
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"ERROR ENCODING DATA"_qs));
+        const auto service = NetService::initWithDomainTypeNamePort(
+            _agent->backend, QString(), u"_clipmule-s2._tcp"_qs, u"Anna"_qs, 1);
+        _agent->app->clientServiceDidReceiveClipmuleDataForDevices(*service, deep);
+        const Refusal refusal = *_agent->app->lastRefusal();
+        QCOMPARE(refusal.direction, Refusal::Direction::ForPhone);
+        QCOMPARE(refusal.reason, Refusal::Reason::Damaged);
+        QCOMPARE(refusal.phone, u"Ben's name"_qs);
+        QCOMPARE(_agent->app->refusals().size(), 1);
+    }
+
+    void aPhoneCannotFloodTheLog() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        for (int i = 0; i < LogLimit::linesPerInterval; ++i)
+            QTest::ignoreMessage(QtWarningMsg, "COULDN'T HANDLE {99: 5}");
+        const PropertyList unknown(PropertyList::Dictionary{{u"99"_qs, 5}});
+        for (int i = 0; i < LogLimit::linesPerInterval + 7; ++i)
+            anna->send(unknown);
+        _agent->settle();
+        QTest::ignoreMessage(QtWarningMsg, "COULDN'T HANDLE {99: 6}");
+        ben->send(PropertyList(PropertyList::Dictionary{{u"99"_qs, 6}}));
+        _agent->settle();
+        QTest::ignoreMessage(QtWarningMsg, "7 more lines about \"Anna\" were left out");
+        _agent->advance(LogLimit::interval.count());
+        QTest::ignoreMessage(QtWarningMsg, "COULDN'T HANDLE {99: 5}");
+        anna->send(unknown);
+        _agent->settle();
+    }
+
+    void whatThePhoneSendsIsRefusedAloud() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"ERROR DECODING DATA"_qs));
+        phone->connection().feed(QByteArray("\x00KRZ\x03\x00\x00\x00<<<", 11));
+        _agent->settle();
+        Refusal refusal = *_agent->app->lastRefusal();
+        QCOMPARE(refusal.direction, Refusal::Direction::FromPhone);
+        QCOMPARE(refusal.reason, Refusal::Reason::Damaged);
+        QCOMPARE(refusal.phone, u"Anna's name"_qs);
+        QVERIFY(!refusal.detail.isEmpty());
+        QTest::ignoreMessage(QtWarningMsg, "FRAME TOO LARGE 67108865");
+        phone->connection().feed(QByteArray("\x00KRZ\x01\x00\x00\x04", 8));
+        _agent->settle();
+        refusal = *_agent->app->lastRefusal();
+        QCOMPARE(refusal.reason, Refusal::Reason::TooLarge);
+        QCOMPARE(refusal.size, 67108865U);
+        QCOMPARE(refusal.limit, 67108864U);
+        QCOMPARE(_agent->notice.messages.size(), 2);
+    }
+
+private:
+    std::unique_ptr<AgentFixture> _agent;
+};
+
+QTEST_GUILESS_MAIN(RelaysTest)
+#include "tst_relays.moc"
