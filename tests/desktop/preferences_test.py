@@ -357,7 +357,7 @@ class LifeTest(PreferencesTest):
             press("Tab")
         shortened = [name.split(",")[0] for name in reached]
         self.assertEqual(shortened, ["Sync the clipboard with the paired phones", "Anna",
-                                     "What this phone sends:", "Rename…", "Unpair", "Bert",
+                                     "As with all phones: paste it", "Rename…", "Unpair", "Bert",
                                      "Pair by address…", "Pair", "Paste what a phone sends",
                                      "Show the icon in the system tray", "Start at login",
                                      "Check for updates automatically", "Help"])
