@@ -354,7 +354,7 @@ Arguments answerArguments(const QCoreApplication &application) {
         "Phones are registered with clipmule-preferences. Ends on SIGTERM and SIGINT."));
     // Not the parser's own, which brings an option along that nobody answers.
     parser.addOption(
-        QCommandLineOption({QStringLiteral("h"), helpOption}, QStringLiteral("Shows this help.")));
+        QCommandLineOption({QStringLiteral("h"), helpOption}, QStringLiteral("Show this help.")));
     parser.addVersionOption();
     parser.addOption(QCommandLineOption(
         menuOption, QStringLiteral("Opens the menu of the agent that is running, for a key of the "

@@ -58,4 +58,31 @@ inline QString reasonOf(const std::function<void()> &act) {
     return {};
 }
 
+/// Calls every operation of a coder.
+struct Probe final : Coding {
+    std::function<void(Encoder &)> encode;
+    std::function<void(Decoder &)> decode;
+    [[nodiscard]] QStringList archivedClassNames() const override {
+        return {QStringLiteral("Probe"), QStringLiteral("NSObject")};
+    }
+    void encodeWithCoder(Encoder &coder) override { encode(coder); }
+    void initWithCoder(Decoder &coder) override { decode(coder); }
+};
+
+inline ArchiveValue probe(const std::function<void(Encoder &)> &encode) {
+    auto object = std::make_shared<Probe>();
+    object->encode = encode;
+    return object;
+}
+
+/// Gives the decoder of the archive's root, a Probe, to a function.
+inline void decodeProbe(const QByteArray &archive, const std::function<void(Decoder &)> &decode) {
+    const CodingClasses classes{{QStringLiteral("Probe"), [&] {
+                                     auto object = std::make_shared<Probe>();
+                                     object->decode = decode;
+                                     return object;
+                                 }}};
+    (void)KeyedUnarchiver::unarchivedObject(archive, classes);
+}
+
 } // namespace clipmule::test

@@ -23,50 +23,6 @@ ArchiveValue unarchiveRecord(const QString &className, Dictionary values, const 
     return unarchive(archiveOf(List{values, classRecord(className)} + others));
 }
 
-/// Calls every operation of a coder.
-struct Probe final : Coding {
-    std::function<void(Encoder &)> encode;
-    std::function<void(Decoder &)> decode;
-    [[nodiscard]] QStringList archivedClassNames() const override {
-        return {QStringLiteral("Probe"), objectClass};
-    }
-    void encodeWithCoder(Encoder &coder) override { encode(coder); }
-    void initWithCoder(Decoder &coder) override { decode(coder); }
-};
-
-ArchiveValue probe(const std::function<void(Encoder &)> &encode) {
-    auto object = std::make_shared<Probe>();
-    object->encode = encode;
-    return object;
-}
-
-/// Gives the decoder of the archive's root, a Probe, to a function.
-void decodeProbe(const QByteArray &archive, const std::function<void(Decoder &)> &decode) {
-    const CodingClasses classes{{QStringLiteral("Probe"), [&] {
-                                     auto object = std::make_shared<Probe>();
-                                     object->decode = decode;
-                                     return object;
-                                 }}};
-    (void)KeyedUnarchiver::unarchivedObject(archive, classes);
-}
-
-/// An object that holds a thousand texts.
-ArchiveValue thousandTexts() {
-    return probe([](Encoder &coder) {
-        coder.encodeObject(ArchiveValue::List(1000, QStringLiteral("x")), QStringLiteral("texts"));
-    });
-}
-
-/// How many texts each of such objects in an archive held, as they were decoded.
-QList<qsizetype> textsIn(const QByteArray &archive) {
-    QList<qsizetype> counts;
-    decodeProbe(archive, [&](Decoder &coder) {
-        const ArchiveValue texts = coder.decodeObject(QStringLiteral("texts"));
-        counts.append(texts.as<ArchiveValue::List>()->size());
-    });
-    return counts;
-}
-
 void decodeProbeRecord(Dictionary values, const std::function<void(Decoder &)> &decode,
                        const List &others = {}) {
     values.insert(QStringLiteral("$class"), Uid{2});
@@ -535,81 +491,6 @@ private Q_SLOTS:
                      (void)KeyedUnarchiver::unarchivedObject(archiveWith(texts, filler));
                  }).isEmpty(),
                  excess <= 0);
-    }
-
-    void objectsCountForTheExpansionOfWhatHoldsThem() {
-        // An object that holds a thousand texts, held many times by a list: a walk over all of
-        // them is far longer than the archive.
-        const auto read = [](qsizetype times) {
-            const QByteArray bytes = PropertyListSerialization::binary(
-                KeyedArchiver::archivedPropertyList(ArchiveValue::List(times, thousandTexts())));
-            return reasonOf([&] { (void)textsIn(bytes); });
-        };
-        QCOMPARE(read(10), QString());
-        QVERIFY(read(3000).contains(u"expand"));
-    }
-
-    void longLeavesAreShared() {
-        // A history in which one text stands in every clip, and one representation in every item.
-        QList<std::shared_ptr<ArchivedItem>> items;
-        for (int number = 0; number < 200; ++number) {
-            items.append(std::make_shared<ArchivedItem>());
-            items.last()->string = QString(300'000, u'x');
-        }
-        const ArchiveValue texts = items;
-        const ArchiveValue data = ArchiveValue::List(50, ArchiveValue(QByteArray(3'000'000, 'x')));
-        for (const ArchiveValue &value : {texts, data}) {
-            const QByteArray bytes = KeyedArchiver::archivedData(value);
-            QVERIFY(bytes.size() < 4'000'000);
-            const auto back = KeyedUnarchiver::unarchivedObject(bytes, archivedClasses());
-            QCOMPARE(back.as<ArchiveValue::List>()->size(), value.as<ArchiveValue::List>()->size());
-        }
-    }
-
-    // Otherwise it would write what it does not read.
-    void objectsAreWrittenOutWhereSharingThemWouldBeRefused() {
-        const auto few =
-            textsIn(KeyedArchiver::archivedData(ArchiveValue::List(10, thousandTexts())));
-        QCOMPARE(few.size(), 1);
-        const auto many =
-            textsIn(KeyedArchiver::archivedData(ArchiveValue::List(3000, thousandTexts())));
-        QCOMPARE(many, QList<qsizetype>(3000, 1000));
-    }
-
-    void whatRefersToItselfIsSharedAlways() {
-        // An object that holds itself, beside more than may be shared.
-        auto self = std::make_shared<Probe>();
-        self->encode = [&](Encoder &coder) {
-            coder.encodeObject(self, QStringLiteral("self"));
-            coder.encodeObject(ArchiveValue::List(3000, thousandTexts()), QStringLiteral("texts"));
-        };
-        const QByteArray bytes = KeyedArchiver::archivedData(self);
-        self->encode = nullptr;
-        bool isItself = false;
-        decodeProbe(bytes, [&](Decoder &coder) {
-            // The objects among the texts are of this class, too, and hold no such key.
-            if (!coder.containsValueForKey(QStringLiteral("self")))
-                return;
-            const auto held = coder.decodeObjectOfClass<Probe>(QStringLiteral("self"));
-            isItself = coder.decodeObjectOfClass<Probe>(QStringLiteral("self")) == held;
-            (void)coder.decodeObject(QStringLiteral("texts"));
-        });
-        QVERIFY(isItself);
-    }
-
-    void whatIsSharedBeyondMeasureIsNotWritten() {
-        // Each holds the next one twice: 2^40 objects.
-        std::shared_ptr<Coding> object = std::make_shared<ArchivedItem>();
-        for (int level = 0; level < 40; ++level) {
-            auto holder = std::make_shared<Probe>();
-            holder->encode = [held = object](Encoder &coder) {
-                coder.encodeObject(held, QStringLiteral("a"));
-                coder.encodeObject(held, QStringLiteral("b"));
-            };
-            object = holder;
-        }
-        QCOMPARE(reasonOf([&] { (void)KeyedArchiver::archivedData(object); }),
-                 QStringLiteral("InvalidArgument"));
     }
 };
 
