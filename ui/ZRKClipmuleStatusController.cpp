@@ -276,7 +276,9 @@ void ZRKClipmuleStatusController::popUp() {
 }
 
 void ZRKClipmuleStatusController::openMenu() {
-    if (_statusView && !_menu->isVisible())
+    if (!_statusView)
+        launchPreferences();
+    else if (!_menu->isVisible())
         _statusView->mouseDown();
 }
 

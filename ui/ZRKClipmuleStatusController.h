@@ -73,8 +73,8 @@ public:
     void startNetworkActivity();
     void stopNetworkActivity();
 
-    /// Opens the menu as a click does, for those who do not click. Nothing while the item is
-    /// hidden.
+    /// Opens the menu as a click does, for those who do not click; while the item is hidden, the
+    /// preferences, which can show it again.
     void openMenu();
     /// Takes an open menu off the screen, so that it holds the keyboard no more.
     void closeMenu();

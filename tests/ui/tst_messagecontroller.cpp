@@ -468,7 +468,6 @@ void MessageControllerTest::looksAsDrawn() {
     controller->displayMessage(text);
     loop->advance(0.2);
     const QSize size = panel().size();
-    QCOMPARE(size, panel().sizeForText(text));
     const auto background =
         InterfaceImage::named(ownPictures(), QStringLiteral("message_background"));
     const NinePartImage pieces(background.forPixelRatio(ratio).mirrored(mirrored, above), 54, 25);

@@ -481,6 +481,7 @@ private Q_SLOTS:
         QCOMPARE(item().popUps, 1);
         setShown(false);
         _controller->openMenu();
+        QCOMPARE(_programs->activated.size(), 1);
     }
 
     void theUpdateItemAsksTheAgent() {
