@@ -72,7 +72,7 @@ def measure(binaries, seconds, log):
     phone = Program("phone", [str(binaries / "clipmule-phone"), "--name", PHONE], log)
     agent = Program("agent", [str(binaries / "clipmule-sync")], log)
     try:
-        preferences = Program("preferences", [str(binaries / "clipmule-preferences"), "register", PHONE], log)
+        preferences = Program("preferences", [str(binaries / "clipmule-preferences"), "pair", PHONE, "--wait", "0"], log)
         preferences.process.wait()
         preferences.stop()
         phone.event("devices", lambda event: event.get("devices"))

@@ -53,7 +53,7 @@ def measure(binaries, seconds, log):
     programs.append(agent)
     try:
         for name in ("Anna", "Ben"):
-            preferences("register", name)
+            preferences("pair", name, "--wait", "0")
         for phone in programs[:2]:
             phone.event("devices", lambda event: len(event.get("devices", {})) == 2)
         process = Process(agent.process.pid)

@@ -3,6 +3,7 @@
 
 #include "preferences/CommandLine.h"
 
+#include "platform/foundation/HostAndPort.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PropertyListSerialization.h"
 
@@ -32,28 +33,39 @@ const QString nameOption = QStringLiteral("--name");
 const QString domainOption = QStringLiteral("--domain");
 const QString stringOption = QStringLiteral("--string");
 const QString plistOption = QStringLiteral("--plist");
+const QString addressOption = QStringLiteral("--address");
+const QString pasteModeOption = QStringLiteral("--paste-mode");
+const QString watchOption = QStringLiteral("--watch");
 
 const QList<Rule> &rules() {
     static const QString service = QStringLiteral("SERVICE");
     static const QString key = QStringLiteral("KEY");
     static const QString value = QStringLiteral("VALUE");
+    static const QString name = QStringLiteral("NAME");
+    static const QStringList phoneOptions{nameOption, addressOption, pasteModeOption, waitOption};
     static const QList<Rule> all{
         {QLatin1String("discover"), Kind::Discover, {}, {waitOption, jsonOption}},
-        {QLatin1String("register"), Kind::Register, {service}, {nameOption}},
+        {QLatin1String("pair"), Kind::Register, {service}, phoneOptions},
+        {QLatin1String("register"), Kind::Register, {service}, phoneOptions},
+        {QLatin1String("unpair"), Kind::Unregister, {service}, {}},
         {QLatin1String("unregister"), Kind::Unregister, {service}, {}},
+        {QLatin1String("rename"), Kind::Rename, {service, name}, {}},
         {QLatin1String("list"), Kind::List, {}, {jsonOption}},
-        {QLatin1String("get"), Kind::Get, {key}, {domainOption}},
+        {QLatin1String("get"), Kind::Get, {key}, {domainOption, jsonOption}},
         {QLatin1String("set"), Kind::Set, {key, value}, {domainOption, stringOption, plistOption}},
+        {QLatin1String("unset"), Kind::Unset, {key}, {domainOption}},
         {QLatin1String("enable"), Kind::Enable, {}, {}},
         {QLatin1String("disable"), Kind::Disable, {}, {}},
-        {QLatin1String("status"), Kind::Status, {}, {jsonOption}},
+        {QLatin1String("status"), Kind::Status, {}, {jsonOption, watchOption}},
         {QLatin1String("doctor"), Kind::Doctor, {}, {waitOption, jsonOption}},
     };
     return all;
 }
 
 bool takesValue(const QString &option) {
-    return option == waitOption || option == nameOption || option == domainOption;
+    static const QStringList with{waitOption, nameOption, domainOption, addressOption,
+                                  pasteModeOption};
+    return with.contains(option);
 }
 
 bool hasControlCharacter(const QString &text) {
@@ -61,17 +73,26 @@ bool hasControlCharacter(const QString &text) {
                        [](QChar unit) { return unit < u' ' || unit == u'\x7f'; });
 }
 
-// An error text; empty when there is none.
+// These return an error text; empty when there is none.
+
 QString checkName(const QString &what, const QString &text, qsizetype size, qsizetype longest,
                   const QString &unit) {
     if (text.isEmpty() || size > longest)
         return QStringLiteral("%1 has 1 to %2 %3").arg(what).arg(longest).arg(unit);
+    if (text.trimmed().isEmpty())
+        return QStringLiteral("%1 is not blank").arg(what);
     if (hasControlCharacter(text))
         return QStringLiteral("%1 has no control characters").arg(what);
     return {};
 }
 
-QString readValue(const QString &text, const QMap<QString, QString> &options, PropertyList &value) {
+QString checkDisplayName(const QString &name) {
+    return checkName(QStringLiteral("a display name"), name, name.size(), longestDisplayName,
+                     QStringLiteral("characters"));
+}
+
+QString readValue(const QString &text, const QMap<QString, QString> &options,
+                  const Settings::Setting *setting, PropertyList &value) {
     if (options.contains(stringOption) && options.contains(plistOption))
         return QStringLiteral("--string and --plist exclude each other");
     if (options.contains(stringOption)) {
@@ -82,7 +103,50 @@ QString readValue(const QString &text, const QMap<QString, QString> &options, Pr
             return QStringLiteral("the value is no property list: %1").arg(cutForLog(parsed.error));
         value = std::move(*parsed.value);
     } else {
-        value = valueFromText(text);
+        // What a setting does not know is refused as what it looks like.
+        const auto known = setting ? Settings::valueFromWord(*setting, text) : std::nullopt;
+        value = known ? *known : valueFromText(text);
+    }
+    return setting ? Settings::refusal(*setting, value) : QString();
+}
+
+QString readKey(const QString &key, const QMap<QString, QString> &options,
+                PreferencesCommand &command) {
+    command.key = key;
+    if (QString error = checkName(QStringLiteral("a key"), key, key.size(), longestKey,
+                                  QStringLiteral("characters"));
+        !error.isEmpty())
+        return error;
+    const Settings::Setting *const setting = Settings::find(key);
+    if (!setting)
+        return {};
+    if (options.contains(domainOption) && command.domain != setting->domain)
+        return QStringLiteral("%1 belongs to the domain \"%2\"")
+            .arg(key, Settings::nameOf(setting->domain));
+    command.domain = setting->domain;
+    return {};
+}
+
+QString readPhoneOptions(const QMap<QString, QString> &options, PreferencesCommand &command) {
+    if (options.contains(nameOption)) {
+        const QString name = options.value(nameOption);
+        if (QString error = checkDisplayName(name); !error.isEmpty())
+            return error;
+        command.name = name;
+    }
+    if (options.contains(addressOption)) {
+        const QString address = options.value(addressOption);
+        const ParsedHostAndPort parsed = parseHostAndPort(address);
+        if (!address.isEmpty() && !parsed.value)
+            return parsed.error;
+        command.address = parsed.value ? parsed.value->text() : QString();
+    }
+    if (options.contains(pasteModeOption)) {
+        const QString word = options.value(pasteModeOption);
+        const auto mode = Settings::pasteModeFrom(word);
+        if (!mode && word != u"default")
+            return QStringLiteral("--paste-mode is paste, clipboard or default");
+        command.pasteMode.emplace(mode);
     }
     return {};
 }
@@ -92,19 +156,14 @@ QString readOptions(const QMap<QString, QString> &options, PreferencesCommand &c
     if (options.contains(waitOption)) {
         bool isNumber = false;
         const double seconds = options.value(waitOption).toDouble(&isNumber);
-        if (!isNumber || !(seconds > 0) || seconds > longestWait.count())
+        // Only who pairs a phone need not look for it.
+        const bool needNotWait = command.kind == Kind::Register && seconds == 0;
+        if (!isNumber || !(seconds > 0 || needNotWait) || seconds > longestWait.count())
             return QStringLiteral("--wait takes seconds, more than 0 and at most %1")
                 .arg(longestWait.count());
         command.wait = RunLoop::Seconds(seconds);
     }
-    if (options.contains(nameOption)) {
-        const QString name = options.value(nameOption);
-        if (QString error = checkName(QStringLiteral("a display name"), name, name.size(),
-                                      longestDisplayName, QStringLiteral("characters"));
-            !error.isEmpty())
-            return error;
-        command.name = name;
-    }
+    command.watches = options.contains(watchOption);
     if (options.contains(domainOption)) {
         const QString domain = options.value(domainOption);
         if (domain == u"shared")
@@ -116,7 +175,7 @@ QString readOptions(const QMap<QString, QString> &options, PreferencesCommand &c
         else
             return QStringLiteral("--domain is shared, agent or stats");
     }
-    return {};
+    return readPhoneOptions(options, command);
 }
 
 QString readOperands(const QStringList &operands, const QMap<QString, QString> &options,
@@ -131,15 +190,17 @@ QString readOperands(const QStringList &operands, const QMap<QString, QString> &
         return checkName(QStringLiteral("a service name"), command.service,
                          command.service.toUtf8().size(), longestServiceName,
                          QStringLiteral("bytes"));
+    case Kind::Rename:
+        command.service = operands[0];
+        command.name = operands[1];
+        return checkDisplayName(operands[1]);
     case Kind::Get:
+    case Kind::Unset:
+        return readKey(operands[0], options, command);
     case Kind::Set:
-        command.key = operands[0];
-        if (QString error = checkName(QStringLiteral("a key"), command.key, command.key.size(),
-                                      longestKey, QStringLiteral("characters"));
-            !error.isEmpty())
+        if (QString error = readKey(operands[0], options, command); !error.isEmpty())
             return error;
-        return command.kind == Kind::Set ? readValue(operands[1], options, command.value)
-                                         : QString();
+        return readValue(operands[1], options, Settings::find(command.key), command.value);
     default:
         return {};
     }
@@ -205,6 +266,9 @@ ParsedCommandLine parseCommandLine(const QStringList &arguments) {
             options.insert(option, equals < 0 ? QString() : argument.sliced(equals + 1));
         }
     }
+    if (words.isEmpty() && !options.isEmpty())
+        return {std::nullopt,
+                QStringLiteral("unknown option: %1").arg(cutForLog(options.firstKey()))};
     if (words.isEmpty())
         return {std::nullopt, QStringLiteral("no command; --help tells which there are")};
     const QString word = words.takeFirst();
@@ -238,29 +302,40 @@ QString usage() {
     return QStringLiteral(
         "Usage: clipmule-preferences [COMMAND [OPTION…]]\n"
         "\n"
-        "Registers phones and changes settings: in a window, or by a command. A running agent\n"
+        "Pairs phones and changes settings: in a window, or by a command. A running agent\n"
         "follows at once.\n"
         "\n"
         "  discover [--wait SECONDS] [--json]    show the phones on the network (3 seconds)\n"
-        "  register SERVICE [--name DISPLAY]     keep the clipboard in step with a phone\n"
-        "  unregister SERVICE                    stop that\n"
-        "  list [--json]                         show the registered phones\n"
-        "  enable, disable                       switch synchronisation on or off\n"
-        "  status [--json]                       show what is set, and whether the agent runs\n"
+        "  pair SERVICE [--name NAME]            keep the clipboard in step with a phone\n"
+        "      [--address HOST:PORT]             reached there, without discovery\n"
+        "      [--paste-mode MODE]               paste, clipboard or default\n"
+        "      [--wait SECONDS]                  how long to look whether it is there (1)\n"
+        "  unpair SERVICE                        end that\n"
+        "  rename SERVICE NAME                   give a paired phone another name\n"
+        "  list [--json]                         show the paired phones\n"
+        "  enable, disable                       switch syncing on or off\n"
+        "  status [--json] [--watch]             show what is set, and the state of each phone\n"
         "  doctor [--wait SECONDS] [--json]      show what works and what does not, for a bug\n"
         "                                        report; status 1 when something is broken\n"
-        "  get KEY [--domain DOMAIN]             show a setting\n"
+        "  get KEY [--domain DOMAIN] [--json]    show a setting\n"
         "  set KEY VALUE [--domain DOMAIN]       change a setting\n"
         "      [--string | --plist]\n"
+        "  unset KEY [--domain DOMAIN]           go back to its default\n"
         "\n"
-        "DOMAIN is shared (which is meant without it), agent or stats. A VALUE of \"true\" or\n"
-        "\"false\", of digits or of a decimal fraction is kept as such, any other as a text; with\n"
-        "--string it is always a text, with --plist it is read as a property list.\n"
+        "\"register\" and \"unregister\" are other words for pair and unpair. An empty --address\n"
+        "takes the address away; --paste-mode default is that of all phones.\n"
+        "\n"
+        "DOMAIN is shared, agent or stats; without it that of the key. A setting takes only what\n"
+        "it can hold. Any other key takes a VALUE of \"true\" or \"false\", of digits or of a "
+        "decimal\n"
+        "fraction as such, and the rest as text; with --string it is always text, with --plist it\n"
+        "is read as a property list.\n"
         "\n"
         "  -h, --help       Show this help.\n"
         "  -v, --version    Show the version.\n"
         "\n"
-        "The exit status is 0, 1 when it could not be done, or 2 when the arguments are wrong.\n");
+        "With --json the answer is JSON, one object a line. The exit status is 0, 1 when it could\n"
+        "not be done, or 2 when the arguments are wrong.\n");
 }
 
 } // namespace clipmule

@@ -5,6 +5,7 @@
 
 #include "platform/foundation/PropertyList.h"
 #include "platform/foundation/RunLoop.h"
+#include "support/RegisteredPhones.h"
 
 #include <QStringList>
 
@@ -16,9 +17,11 @@ struct PreferencesCommand {
         Discover,
         Register,
         Unregister,
+        Rename,
         List,
         Get,
         Set,
+        Unset,
         Enable,
         Disable,
         Status,
@@ -26,23 +29,26 @@ struct PreferencesCommand {
         Help,
         Version,
     };
-    enum class Domain {
-        Shared,     ///< what the agent and the preferences share
-        Agent,      ///< the agent's own
-        Statistics, ///< its counters
-    };
+    using Domain = Settings::Domain;
 
     Kind kind = Kind::Help;
     /// The phone's service name; to register it, 1 to 63 bytes and no control characters.
     QString service;
     /// The phone's display name; nothing to take the service name, or to leave the present one.
     std::optional<QString> name;
+    /// Its own paste mode; an inner nothing is that of all phones.
+    std::optional<std::optional<PasteMode>> pasteMode;
+    /// Where it is to be reached, checked; an empty text is wherever it is discovered.
+    std::optional<QString> address;
     QString key;
     PropertyList value;
+    /// That of the key; the shared one for a key that is no setting.
     Domain domain = Domain::Shared;
-    /// How long to look for phones.
-    RunLoop::Seconds wait{3};
+    /// How long to look for phones; nothing for what is usual with the command.
+    std::optional<RunLoop::Seconds> wait;
     bool asJson = false;
+    /// Goes on until it is interrupted.
+    bool watches = false;
 };
 
 struct ParsedCommandLine {
@@ -52,8 +58,7 @@ struct ParsedCommandLine {
     QString error;
 };
 
-/// A service name is a DNS label.
-inline constexpr qsizetype longestServiceName = 63;
+inline constexpr qsizetype longestServiceName = RegisteredPhones::longestService;
 /// In characters: what a menu can show, and more.
 inline constexpr qsizetype longestDisplayName = 255;
 /// In characters. Keys are words; this keeps an accident out of the file.

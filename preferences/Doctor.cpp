@@ -3,7 +3,9 @@
 
 #include "preferences/Doctor.h"
 
+#include "preferences/NetworkAdvice.h"
 #include "preferences/ShownText.h"
+#include "preferences/StatusReport.h"
 
 #include <QJsonArray>
 #include <QSysInfo>
@@ -17,8 +19,12 @@ namespace {
 using Agent = StatusReader::Agent;
 using Multicast = dnssd::NetworkFacts::Multicast;
 using Presence = PhoneList::Presence;
+using StatusReport::jsonDate;
+using StatusReport::plainDate;
 
 constexpr int labelWidth = 14;
+// More are in the JSON form.
+constexpr qsizetype mostRefusalsShown = 3;
 
 QString line(const QString &label, const QString &value) {
     return label.leftJustified(labelWidth) + value;
@@ -30,15 +36,6 @@ QString yesOrNo(bool value) {
 
 QString orNone(const QString &text) {
     return text.isEmpty() ? QStringLiteral("none") : ShownText::onOneLine(text);
-}
-
-// For reports that travel between languages and time zones.
-QString plainDate(const std::optional<Date> &date) {
-    return date ? date->toDateTime().toString(Qt::ISODate) : QString();
-}
-
-QJsonValue jsonDate(const std::optional<Date> &date) {
-    return date ? QJsonValue(plainDate(date)) : QJsonValue(QJsonValue::Null);
 }
 
 QString nameOf(Agent agent) {
@@ -98,7 +95,7 @@ QString agentText(const Facts &facts) {
     case Agent::NotRunning:
         return QStringLiteral("not running");
     case Agent::Silent:
-        return QStringLiteral("running, but tells nothing about itself");
+        return QStringLiteral("running, but it does not answer");
     case Agent::Running:
         break;
     }
@@ -148,7 +145,10 @@ QStringList problemsOfAgent(const Facts &facts) {
     if (facts.agent == Agent::NotRunning)
         return {QStringLiteral("The agent is not running. Start clipmule-sync.")};
     if (!facts.status)
-        return {QStringLiteral("The agent does not answer. Start clipmule-sync anew.")};
+        return {QStringLiteral("The agent does not answer. Restart clipmule-sync.")};
+    if (facts.status->pasteboardBackend == u"none")
+        return {QStringLiteral("The agent was started without a display, so it has no clipboard. "
+                               "Start clipmule-sync on the desktop: it takes over.")};
     QStringList problems;
     if (!facts.status->pasteboardCanRead)
         problems.append(QStringLiteral("The clipboard cannot be read: nothing copied here reaches "
@@ -157,35 +157,78 @@ QStringList problemsOfAgent(const Facts &facts) {
         problems.append(QStringLiteral("The clipboard cannot be written: nothing copied on a phone "
                                        "arrives."));
     if (!facts.status->canPaste)
-        problems.append(QStringLiteral("What arrives is not pasted by itself."));
+        problems.append(
+            QStringLiteral("What arrives is put on the clipboard, but cannot be pasted."));
     return problems;
 }
 
+bool isSeen(const PhoneList::Phone &phone) {
+    return phone.presence != Presence::NotSeen;
+}
+
+// In the words of the window.
 QStringList problemsOfNetwork(const Facts &facts) {
-    // Whatever the network looks like, it does what it is for.
-    if (std::any_of(facts.registered.begin(), facts.registered.end(),
-                    [](const auto &phone) { return phone.presence == Presence::Connected; }))
+    // Whatever the network looks like, phones are found in it.
+    if (std::any_of(facts.registered.begin(), facts.registered.end(), isSeen) ||
+        !facts.available.isEmpty())
         return {};
-    if (!facts.network.hasUsableInterface())
-        return {QStringLiteral("This computer is not in a network.")};
-    if (facts.network.multicast == Multicast::Refused)
-        return {QStringLiteral("This computer lets no multicast out: %1.")
-                    .arg(facts.network.multicastError)};
-    return {};
+    const NetworkAdvice advice = adviceFor(facts.network);
+    // Where no phone is expected, only what would keep every phone away is a problem.
+    const bool isHarmless = advice.kind == NetworkAdvice::Kind::NothingWrong ||
+                            advice.kind == NetworkAdvice::Kind::NoAvahi;
+    if (facts.registered.isEmpty() && isHarmless)
+        return {};
+    return {advice.reason + u' ' + advice.whatToTry};
+}
+
+QString problemOf(const PhoneList::Phone &phone) {
+    switch (phone.presence) {
+    case Presence::Connected:
+        return {};
+    case Presence::Seen:
+        return phone.lastError.isEmpty()
+                   ? QStringLiteral("%1 is on the network, but not connected.").arg(phone.name)
+                   : QStringLiteral("%1 is on the network, but not connected: %2.")
+                         .arg(phone.name, phone.lastError);
+    case Presence::NotSeen:
+        break;
+    }
+    return phone.lastSeen
+               ? QStringLiteral("%1 is not on the network. It was last seen on %2.")
+                     .arg(phone.name, plainDate(phone.lastSeen))
+               : QStringLiteral("%1 has not been seen on the network yet.").arg(phone.name);
 }
 
 QStringList problemsOfPhones(const Facts &facts) {
     if (!facts.listIsReadable)
-        return {QStringLiteral("The list of registered phones holds something else.")};
+        return {QStringLiteral("The stored list of phones is damaged. Remove it, and pair the "
+                               "phones again: clipmule-preferences unset serverServices")};
+    if (facts.registered.isEmpty())
+        return {QStringLiteral("No phone is paired. Pair one in the preferences window, or with: "
+                               "clipmule-preferences pair SERVICE")};
+    if (!facts.syncEnabled)
+        return {QStringLiteral("Sync is off, so no phone is connected. Turn it on: "
+                               "clipmule-preferences enable")};
     QStringList problems;
-    if (!facts.syncEnabled || !facts.status)
-        return problems;
     for (const auto &phone : facts.registered) {
-        if (phone.presence == Presence::Seen && !phone.lastError.isEmpty())
-            problems.append(QStringLiteral("%1 is on the network, but not connected: %2.")
-                                .arg(phone.name, phone.lastError));
+        // Without an agent nothing is connected, which is told already.
+        const QString problem = !facts.status && isSeen(phone) ? QString() : problemOf(phone);
+        if (!problem.isEmpty())
+            problems.append(problem);
     }
     return problems;
+}
+
+QStringList refusalLines(const AgentStatus &status) {
+    QStringList result;
+    for (const Refusal &refusal :
+         status.refusals.first(std::min(status.refusals.size(), mostRefusalsShown)))
+        result.append(StatusReport::line(refusal));
+    // An agent of an earlier version tells the last one only.
+    if (result.isEmpty() && !status.lastRefusedClip.isEmpty())
+        result.append(QStringLiteral("%1, %2").arg(plainDate(status.lastRefusedClipDate),
+                                                   ShownText::onOneLine(status.lastRefusedClip)));
+    return result;
 }
 
 QJsonArray asJson(const QList<PhoneList::Phone> &phones) {
@@ -201,6 +244,9 @@ QJsonArray asJson(const QList<PhoneList::Phone> &phones) {
 
 QJsonObject asJson(const AgentStatus &status) {
     const bool hasRefused = !status.lastRefusedClip.isEmpty();
+    QJsonArray refusals;
+    for (const Refusal &refusal : status.refusals)
+        refusals.append(StatusReport::json(refusal));
     const QJsonObject refused{{QStringLiteral("reason"), status.lastRefusedClip},
                               {QStringLiteral("date"), jsonDate(status.lastRefusedClipDate)}};
     return {{QStringLiteral("version"), status.version},
@@ -212,6 +258,7 @@ QJsonObject asJson(const AgentStatus &status) {
             {QStringLiteral("canPaste"), status.canPaste},
             {QStringLiteral("trayKind"), status.trayKind},
             {QStringLiteral("discovery"), status.discovery},
+            {QStringLiteral("refusals"), refusals},
             {QStringLiteral("lastRefusedClip"),
              hasRefused ? QJsonValue(refused) : QJsonValue(QJsonValue::Null)}};
 }
@@ -295,13 +342,10 @@ QStringList asLines(const Facts &facts, const QStringList &problems) {
     for (const auto &phone : facts.available)
         others.append(phone.name);
     appendBlock(lines, QStringLiteral("other phones"), others);
-    lines.append(
-        line(QStringLiteral("last refused"),
-             !status ? unknown
-             : status->lastRefusedClip.isEmpty()
-                 ? QStringLiteral("none")
-                 : QStringLiteral("%1, %2").arg(plainDate(status->lastRefusedClipDate),
-                                                ShownText::onOneLine(status->lastRefusedClip))));
+    if (status)
+        appendBlock(lines, QStringLiteral("last refused"), refusalLines(*status));
+    else
+        lines.append(line(QStringLiteral("last refused"), unknown));
     lines.append(QString());
     appendBlock(lines, QStringLiteral("problems"), problems);
     return lines;

@@ -3,21 +3,16 @@
 
 #include "preferences/PreferencesCommands.h"
 
+#include "platform/foundation/Log.h"
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/preferences/PreferencesDatabase.h"
-#include "preferences/Doctor.h"
+#include "preferences/NearestName.h"
 #include "preferences/SettingsStores.h"
-#include "preferences/ShownText.h"
 #include "support/ApplicationDefaults.h"
-#include "support/RegisteredPhones.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QLocale>
-
-#include <algorithm>
-#include <limits>
 
 namespace clipmule {
 
@@ -25,11 +20,6 @@ namespace {
 
 using Domain = PreferencesCommand::Domain;
 using Kind = PreferencesCommand::Kind;
-
-const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
-const QString agentName = QStringLiteral("com.zendrik.ClipmuleSync");
-
-using ShownText::onOneLine;
 
 // Plain words for plain values, the XML form for the others.
 QString shown(const PropertyList &value) {
@@ -49,29 +39,60 @@ QString shown(const PropertyList &value) {
     }
 }
 
-QString compact(const QJsonObject &object) {
-    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+// What JSON has no kind for is a text: a date by ISO, bytes by Base64.
+QJsonValue asJson(const PropertyList &value) {
+    switch (value.kind()) {
+    case PropertyList::Kind::Boolean:
+        return value.boolean();
+    case PropertyList::Kind::Integer:
+        return value.integerValue();
+    case PropertyList::Kind::UnsignedInteger:
+    case PropertyList::Kind::Real:
+        return value.doubleValue();
+    case PropertyList::Kind::Date:
+        return value.date().toDateTime().toString(Qt::ISODate);
+    case PropertyList::Kind::Data:
+        return QString::fromLatin1(value.data().toBase64());
+    case PropertyList::Kind::List: {
+        QJsonArray list;
+        for (const PropertyList &element : value.list())
+            list.append(asJson(element));
+        return list;
+    }
+    case PropertyList::Kind::Dictionary: {
+        QJsonObject object;
+        for (const auto &[key, element] : value.dictionary().asKeyValueRange())
+            object.insert(key, asJson(element));
+        return object;
+    }
+    default:
+        return shown(value);
+    }
 }
 
-QJsonArray asJson(const QList<RegisteredPhones::Phone> &phones) {
-    QJsonArray result;
-    for (const auto &phone : phones)
-        result.append(QJsonObject{{QStringLiteral("service"), phone.service},
-                                  {QStringLiteral("name"), phone.name}});
-    return result;
+QStringList namesOfSettings() {
+    QStringList names;
+    for (const Settings::Setting &setting : Settings::all())
+        names.append(setting.name);
+    return names;
 }
 
-// JSON has signed numbers only.
-QJsonObject countersAsJson(const ZRKUserDefaults &statistics) {
-    using Settings::Key;
-    constexpr quint64 largest = quint64(std::numeric_limits<qint64>::max());
-    QJsonObject counters;
-    for (const Key key : {Key::DataSent, Key::DataReceived})
-        counters.insert(Settings::nameOf(key),
-                        qint64(std::min(Settings::count(statistics, key), largest)));
-    for (const Key key : {Key::ImageItems, Key::TextItems})
-        counters.insert(Settings::nameOf(key), qint64(quint32(Settings::count32(statistics, key))));
-    return counters;
+// Whatever is stored, the value that the programs go by.
+std::optional<PropertyList> inEffect(const ZRKUserDefaults &store,
+                                     const Settings::Setting &setting) {
+    switch (setting.kind) {
+    case Settings::Kind::Truth:
+        return Settings::truth(store, setting.key);
+    case Settings::Kind::Choice:
+        return Settings::wordFor(Settings::pasteMode(store));
+    case Settings::Kind::Count:
+        return Settings::count(store, setting.key);
+    case Settings::Kind::Count32:
+        return Settings::count32(store, setting.key);
+    case Settings::Kind::PhoneList:
+        break;
+    }
+    return store.objectForKey(setting.name);
 }
 
 } // namespace
@@ -80,6 +101,7 @@ PreferencesCommands::PreferencesCommands(Services services)
     : _services(std::move(services)) {}
 
 PreferencesCommands::~PreferencesCommands() {
+    ZRKNotificationCenter::platformDefault().removeObserver(this);
     _phones.reset();
     // The shared store stands on the services.
     ZRKUserDefaults::setEnvironment({});
@@ -93,212 +115,80 @@ void PreferencesCommands::perform(const PreferencesCommand &command) {
     }
     switch (command.kind) {
     case Kind::Discover:
-        discover();
-        return;
+        return discover();
     case Kind::Register:
-        registerPhone();
-        return;
+        return registerPhone();
     case Kind::Unregister:
-        unregisterPhone();
-        return;
+        return unregisterPhone();
+    case Kind::Rename:
+        return renamePhone();
     case Kind::List:
-        list();
-        return;
+        return list();
     case Kind::Get:
-        get();
-        return;
+        return get();
     case Kind::Set:
-        write(command.domain, command.key, command.value, QString());
-        return;
+        return set();
+    case Kind::Unset:
+        return unset();
     case Kind::Enable:
-        setEnabled(true);
-        return;
+        return setEnabled(true);
     case Kind::Disable:
-        setEnabled(false);
-        return;
+        return setEnabled(false);
     case Kind::Status:
-        status();
-        return;
+        return status();
     case Kind::Doctor:
-        doctor();
-        return;
+        return doctor();
     case Kind::Help:
     case Kind::Version:
-        _services.finish(0);
-        return;
+        return _services.finish(0);
     }
-}
-
-void PreferencesCommands::discover() {
-    _browser = std::make_unique<NetServiceBrowser>(_services.dnssd());
-    NetServiceBrowser::Delegate delegate;
-    delegate.didFindService = [this](const std::shared_ptr<NetService> &service) {
-        found(service->name());
-    };
-    _browser->setDelegate(std::move(delegate));
-    _end = RunLoop::current().performAfter(_command.wait, [this] {
-        _browser->stop();
-        if (_found.isEmpty())
-            _services.complain(
-                QStringLiteral("no phone was seen in %1 seconds").arg(_command.wait.count()));
-        _services.finish(0);
-    });
-    _browser->searchForServicesOfTypeInDomain(phoneType, QStringLiteral("local."));
-}
-
-void PreferencesCommands::found(const QString &service) {
-    if (_found.contains(service) || _found.size() == mostDiscovered)
-        return;
-    _found.insert(service);
-    const bool isRegistered = registeredServices().contains(service);
-    if (_command.asJson)
-        _services.print(compact(
-            {{QStringLiteral("service"), service}, {QStringLiteral("registered"), isRegistered}}));
-    else
-        _services.print(isRegistered ? onOneLine(service) + QStringLiteral("\tregistered")
-                                     : onOneLine(service));
-}
-
-void PreferencesCommands::registerPhone() {
-    const auto stored = open(Domain::Shared)->objectForKey(RegisteredPhones::key());
-    if (!RegisteredPhones::isList(stored)) {
-        fail(QStringLiteral("\"serverServices\" holds %1 instead of a list; nothing was changed")
-                 .arg(PropertyList::nameOfKind(stored->kind())));
-        return;
-    }
-    const PropertyList changed =
-        RegisteredPhones::changed(stored, _command.service, {.name = _command.name});
-    for (const auto &phone : RegisteredPhones::phones(changed)) {
-        if (phone.service == _command.service) {
-            write(Domain::Shared, RegisteredPhones::key(), changed,
-                  QStringLiteral("registered %1 as %2").arg(phone.service, onOneLine(phone.name)));
-            return;
-        }
-    }
-}
-
-void PreferencesCommands::unregisterPhone() {
-    const auto stored = open(Domain::Shared)->objectForKey(RegisteredPhones::key());
-    if (!registeredServices().contains(_command.service)) {
-        fail(QStringLiteral("%1 is not registered").arg(_command.service));
-        return;
-    }
-    write(Domain::Shared, RegisteredPhones::key(),
-          RegisteredPhones::removed(stored, _command.service),
-          QStringLiteral("unregistered %1").arg(_command.service));
-}
-
-void PreferencesCommands::list() {
-    const auto phones =
-        RegisteredPhones::phones(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
-    for (const auto &phone : phones) {
-        if (_command.asJson)
-            _services.print(compact({{QStringLiteral("service"), phone.service},
-                                     {QStringLiteral("name"), phone.name}}));
-        else
-            _services.print(onOneLine(phone.service) + u'\t' + onOneLine(phone.name));
-    }
-    _services.finish(0);
 }
 
 void PreferencesCommands::get() {
-    const auto value = open(_command.domain)->objectForKey(_command.key);
+    const auto store = open(_command.domain);
+    const Settings::Setting *const setting = Settings::find(_command.key);
+    const auto value = setting ? inEffect(*store, *setting) : store->objectForKey(_command.key);
+    const bool isSet =
+        _services.preferences.database->copyMultiple(store->identifier()).contains(_command.key);
+    if (_command.asJson) {
+        printJson({{QStringLiteral("key"), _command.key},
+                   {QStringLiteral("domain"), Settings::nameOf(_command.domain)},
+                   {QStringLiteral("value"), value ? asJson(*value) : QJsonValue()},
+                   {QStringLiteral("isSet"), isSet}});
+        _services.finish(value ? 0 : 1);
+        return;
+    }
     if (!value) {
-        fail(QStringLiteral("%1 is not set").arg(_command.key));
+        fail(QStringLiteral("%1 is not set").arg(cutForLog(_command.key)));
         return;
     }
     _services.print(shown(*value));
+    if (!isSet)
+        _services.complain(
+            QStringLiteral("%1 is not set; this is its default").arg(cutForLog(_command.key)));
     _services.finish(0);
+}
+
+void PreferencesCommands::set() {
+    write(_command.domain, _command.key, _command.value, QString(), [this] {
+        if (!Settings::find(_command.key)) {
+            const auto meant = nearestName(_command.key, namesOfSettings());
+            _services.complain(
+                QStringLiteral("%1 is no setting of Clipmule Sync, but is kept all the same%2")
+                    .arg(cutForLog(_command.key),
+                         meant ? QStringLiteral("; did you mean %1?").arg(*meant) : QString()));
+        }
+        _services.finish(0);
+    });
+}
+
+void PreferencesCommands::unset() {
+    write(_command.domain, _command.key, std::nullopt, QString());
 }
 
 void PreferencesCommands::setEnabled(bool enabled) {
     write(Domain::Agent, Settings::nameOf(Settings::Key::SyncEnabled), enabled,
-          enabled ? QStringLiteral("synchronisation is enabled")
-                  : QStringLiteral("synchronisation is disabled"));
-}
-
-void PreferencesCommands::status() {
-    _services.findOwner(agentName, [this](std::optional<bool> agentRuns) {
-        if (_command.asJson)
-            printStatusAsJson(agentRuns);
-        else
-            printStatus(agentRuns);
-        _services.finish(0);
-    });
-}
-
-void PreferencesCommands::printStatus(std::optional<bool> agentRuns) {
-    const auto phones =
-        RegisteredPhones::phones(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
-    const auto statistics = open(Domain::Statistics);
-    _services.print(isEnabled() ? QStringLiteral("synchronisation: enabled")
-                                : QStringLiteral("synchronisation: disabled"));
-    _services.print(!agentRuns   ? QStringLiteral("agent: unknown (no session bus)")
-                    : *agentRuns ? QStringLiteral("agent: running")
-                                 : QStringLiteral("agent: not running"));
-    _services.print(QStringLiteral("registered phones: %1").arg(phones.size()));
-    for (const auto &phone : phones)
-        _services.print(u'\t' + onOneLine(phone.service) + u'\t' + onOneLine(phone.name));
-    _services.print(QStringLiteral("sent: %1 bytes, received: %2 bytes")
-                        .arg(Settings::count(*statistics, Settings::Key::DataSent))
-                        .arg(Settings::count(*statistics, Settings::Key::DataReceived)));
-    _services.print(QStringLiteral("clips: %1 text, %2 images")
-                        .arg(quint32(Settings::count32(*statistics, Settings::Key::TextItems)))
-                        .arg(quint32(Settings::count32(*statistics, Settings::Key::ImageItems))));
-}
-
-void PreferencesCommands::printStatusAsJson(std::optional<bool> agentRuns) {
-    const auto statistics = open(Domain::Statistics);
-    const QJsonObject counters = countersAsJson(*open(Domain::Statistics));
-    const auto phones =
-        RegisteredPhones::phones(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
-    _services.print(compact({{QStringLiteral("enabled"), isEnabled()},
-                             {QStringLiteral("agentRuns"),
-                              agentRuns ? QJsonValue(*agentRuns) : QJsonValue(QJsonValue::Null)},
-                             {QStringLiteral("phones"), asJson(phones)},
-                             {QStringLiteral("statistics"), counters}}));
-}
-
-void PreferencesCommands::doctor() {
-    const auto stores = SettingsStores::open(_services.preferences);
-    if (!stores)
-        return;
-    _phones =
-        std::make_unique<PhoneList>(_services.dnssd(), *_services.preferences.database, *stores);
-    StatusReader &agent = _services.agent();
-    agent.onChange = [this, &agent] { _phones->setAgentStatus(agent.status()); };
-    _phones->start();
-    agent.start();
-    _services.network().look([this](const dnssd::NetworkFacts &facts) { _network = facts; });
-    // What is there is found while the network is asked, which ends first.
-    const RunLoop::Seconds least = dnssd::NetworkProbe::answerTime + RunLoop::Seconds(0.5);
-    _end =
-        RunLoop::current().performAfter(std::max(_command.wait, least), [this] { finishDoctor(); });
-}
-
-void PreferencesCommands::finishDoctor() {
-    StatusReader &agent = _services.agent();
-    agent.onChange = {};
-    Doctor::Facts facts = Doctor::factsOfThisSession();
-    facts.version = _services.version;
-    facts.hasSessionBus = agent.hasBus();
-    facts.agent = agent.agent();
-    facts.status = agent.status();
-    facts.network = _network.value_or(dnssd::NetworkFacts());
-    facts.syncEnabled = isEnabled();
-    facts.listIsReadable =
-        RegisteredPhones::isList(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
-    facts.registered = _phones->registered();
-    facts.available = _phones->available();
-    _phones->stop();
-    const Doctor::Report report = Doctor::examine(facts);
-    if (_command.asJson) {
-        _services.print(compact(report.json));
-    } else {
-        for (const QString &line : report.lines)
-            _services.print(line);
-    }
-    _services.finish(report.problems.isEmpty() ? 0 : 1);
+          enabled ? QStringLiteral("sync is on") : QStringLiteral("sync is off"));
 }
 
 std::shared_ptr<ZRKUserDefaults> PreferencesCommands::open(Domain domain) {
@@ -322,32 +212,32 @@ void PreferencesCommands::fail(const QString &complaint) {
     _services.finish(1);
 }
 
-void PreferencesCommands::write(Domain domain, const QString &key, const PropertyList &value,
-                                const QString &line) {
+void PreferencesCommands::write(Domain domain, const QString &key,
+                                const std::optional<PropertyList> &value, const QString &line,
+                                std::function<void()> then) {
     const auto store = open(domain);
     store->setObjectForKey(value, key);
     if (!isWritten(*_services.preferences.database, store->identifier(), key, value) ||
         !store->synchronize()) {
-        fail(QStringLiteral("%1 could not be written").arg(key));
+        fail(QStringLiteral("%1 could not be written").arg(cutForLog(key)));
         return;
     }
-    _services.preferences.distributedNotifications->whenDelivered([this, line](bool delivered) {
-        if (!line.isEmpty())
-            _services.print(line);
-        if (!delivered)
-            _services.complain(
-                QStringLiteral("saved, but without a session bus a running agent is not told"));
-        _services.finish(0);
-    });
+    _services.preferences.distributedNotifications->whenDelivered(
+        [this, line, then = std::move(then)](bool delivered) {
+            if (!line.isEmpty())
+                _services.print(line);
+            if (!delivered)
+                _services.complain(
+                    QStringLiteral("saved, but without a session bus a running agent is not told"));
+            if (then)
+                then();
+            else
+                _services.finish(0);
+        });
 }
 
-QList<QString> PreferencesCommands::registeredServices() {
-    QList<QString> services;
-    const auto phones =
-        RegisteredPhones::phones(open(Domain::Shared)->objectForKey(RegisteredPhones::key()));
-    for (const auto &phone : phones)
-        services.append(phone.service);
-    return services;
+void PreferencesCommands::printJson(const QJsonObject &object) {
+    _services.print(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
 }
 
 bool PreferencesCommands::isEnabled() {

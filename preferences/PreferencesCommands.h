@@ -10,12 +10,13 @@
 #include "preferences/PhoneList.h"
 #include "support/ZRKUserDefaults.h"
 
+#include <QJsonObject>
 #include <QSet>
 
 namespace clipmule {
 
 /// Carries out one command of clipmule-preferences.
-class PreferencesCommands final {
+class PreferencesCommands final : public Object {
 public:
     struct Services {
         /// Database and distributed notifications are required.
@@ -27,9 +28,6 @@ public:
         std::function<dnssd::NetworkProbe &()> network;
         /// Of this program.
         QString version;
-        /// Whether a program of this session has a name on the session bus; no answer without one.
-        std::function<void(const QString &name, std::function<void(std::optional<bool>)>)>
-            findOwner;
         /// One line of the result.
         std::function<void(const QString &line)> print;
         /// One line about what went wrong.
@@ -42,36 +40,64 @@ public:
     static constexpr int mostDiscovered = 1000;
 
     explicit PreferencesCommands(Services services);
-    ~PreferencesCommands();
+    ~PreferencesCommands() override;
     PreferencesCommands(const PreferencesCommands &) = delete;
     PreferencesCommands &operator=(const PreferencesCommands &) = delete;
     PreferencesCommands(PreferencesCommands &&) = delete;
     PreferencesCommands &operator=(PreferencesCommands &&) = delete;
 
+    /// How long to look for phones where the user did not say.
+    static constexpr RunLoop::Seconds usualWait{3};
+    /// The same for a phone that was just paired: long enough for one that is there to answer.
+    static constexpr RunLoop::Seconds waitForPaired{1};
+    /// An agent that does not answer in this time is not waited for.
+    static constexpr RunLoop::Seconds patienceWithAgent{5};
+
     /// Any command but help and version.
     void perform(const PreferencesCommand &command);
 
 private:
+    // Phones.
     void discover();
     void found(const QString &service);
+    void finishDiscovery();
     void registerPhone();
+    void lookForPaired();
+    void finishLooking(bool isThere);
     void unregisterPhone();
+    void renamePhone();
     void list();
+    void browse(std::function<void(const QString &service)> found);
+    // Both finish with a complaint otherwise.
+    [[nodiscard]] bool canChangePhones();
+    [[nodiscard]] bool isPaired();
+
+    // Settings.
     void get();
+    void set();
+    void unset();
     void setEnabled(bool enabled);
+
+    // How things stand.
     void status();
+    void printStatus();
+    void statusMayDiffer();
     void doctor();
     void finishDoctor();
-    void printStatus(std::optional<bool> agentRuns);
-    void printStatusAsJson(std::optional<bool> agentRuns);
 
     [[nodiscard]] std::shared_ptr<ZRKUserDefaults> open(PreferencesCommand::Domain domain);
     /// Finishes with a complaint.
     void fail(const QString &complaint);
-    /// Writes one value, and finishes when the others have been told of it; prints the line then.
-    void write(PreferencesCommand::Domain domain, const QString &key, const PropertyList &value,
-               const QString &line);
-    [[nodiscard]] QList<QString> registeredServices();
+    /// Writes one value, or removes the key; prints the line when the others have been told of it,
+    /// and goes on, or finishes.
+    void write(PreferencesCommand::Domain domain, const QString &key,
+               const std::optional<PropertyList> &value, const QString &line,
+               std::function<void()> then = {});
+    void writePhones(const PropertyList &list, const QString &line,
+                     std::function<void()> then = {});
+    [[nodiscard]] std::optional<PropertyList> storedPhones();
+    void printJson(const QJsonObject &object);
+    [[nodiscard]] QStringList registeredServices();
     [[nodiscard]] bool isEnabled();
 
     Services _services;
@@ -81,6 +107,8 @@ private:
     std::unique_ptr<PhoneList> _phones;
     std::optional<dnssd::NetworkFacts> _network;
     RunLoop::Timer _end;
+    RunLoop::Timer _statusChange;
+    std::optional<QJsonObject> _lastStatus;
     QSet<QString> _found;
 };
 

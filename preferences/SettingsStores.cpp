@@ -54,10 +54,12 @@ void SettingsStores::reload() const {
 }
 
 bool isWritten(PreferencesDatabase &database, const QString &domain, const QString &key,
-               const PropertyList &value) {
+               const std::optional<PropertyList> &value) {
     const auto written = database.copyMultiple(domain);
     const PropertyList *const present = find(written, key);
-    return present && (*present == value || *present == asFilesCarryIt(value));
+    if (!present || !value)
+        return !present && !value;
+    return *present == *value || *present == asFilesCarryIt(*value);
 }
 
 } // namespace clipmule

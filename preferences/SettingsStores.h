@@ -37,8 +37,9 @@ struct SettingsStores {
     void reload() const;
 };
 
-/// Whether a value that was set is in the database now, which only logs a failure.
+/// Whether a value that was set is in the database now, or a key that was removed is gone; the
+/// database itself only logs a failure.
 [[nodiscard]] bool isWritten(PreferencesDatabase &database, const QString &domain,
-                             const QString &key, const PropertyList &value);
+                             const QString &key, const std::optional<PropertyList> &value);
 
 } // namespace clipmule

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dbus/SessionNames.h"
 #include "platform/dnssd/DnsSdFactory.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/QtRunLoop.h"
@@ -67,10 +66,12 @@ int main(int argc, char *argv[]) {
 
     QtRunLoop runLoop;
     const RunLoop::Installation installation(runLoop);
-    const QuitSignals signals([](int signal) { QCoreApplication::exit(128 + signal); });
+    // To be interrupted is the way in which a watch ends.
+    const bool watches = parsed.command->watches;
+    const QuitSignals signals(
+        [watches](int signal) { QCoreApplication::exit(watches ? 0 : 128 + signal); });
     FilePreferencesDatabase database(FilePreferencesDatabase::defaultFolder());
     const auto notifications = makeDBusDistributedNotifications();
-    SessionNames names;
     const auto agent = makeStatusReader();
     const auto network = dnssd::makeNetworkProbe();
     std::unique_ptr<dnssd::Backend> dnssd;
@@ -86,10 +87,6 @@ int main(int argc, char *argv[]) {
     services.agent = [&agent]() -> StatusReader & { return *agent; };
     services.network = [&network]() -> dnssd::NetworkProbe & { return *network; };
     services.version = QStringLiteral(CLIPMULE_VERSION);
-    services.findOwner = [&names](const QString &name,
-                                  std::function<void(std::optional<bool>)> answer) {
-        names.findOwner(name, std::move(answer));
-    };
     services.print = say;
     services.complain = complain;
     services.finish = [](int exitStatus) { QCoreApplication::exit(exitStatus); };

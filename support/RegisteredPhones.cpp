@@ -125,7 +125,7 @@ PropertyList removed(const std::optional<PropertyList> &stored, const QString &s
 QString refusal(const PropertyList &value) {
     const auto *const list = value.as<PropertyList::List>();
     if (!list)
-        return QStringLiteral("%1 is a list of phones; \"register\" adds one").arg(key());
+        return QStringLiteral("%1 is a list of phones; \"pair\" adds one").arg(key());
     if (list->size() > mostPhones)
         return QStringLiteral("%1 holds at most %2 phones").arg(key()).arg(mostPhones);
     for (const PropertyList &entry : *list) {

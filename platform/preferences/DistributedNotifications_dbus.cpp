@@ -124,7 +124,8 @@ private:
     bool openBus() {
         if (_bus.open())
             return true;
-        if (!std::exchange(_hasSaidThatThereIsNoBus, true))
+        // Who only posts asks whenDelivered().
+        if (!_table.names().isEmpty() && !std::exchange(_hasSaidThatThereIsNoBus, true))
             qCWarning(logPreferences)
                 << "no session bus: changed preferences reach this program only";
         return false;

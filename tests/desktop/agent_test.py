@@ -148,7 +148,7 @@ class AgentTest(unittest.TestCase):
 
     def connected_phone(self, name):
         phone = self.start_phone(name)
-        self.preferences("register", name)
+        self.preferences("pair", name, "--wait", "0")
         self.wait_until_opened(phone)
         return phone
 
@@ -462,7 +462,7 @@ class LifeTest(AgentTest):
 
     def test_a_dropped_connection_comes_back_and_goes_on(self):
         phone = self.start_raw_phone("Anna")
-        self.preferences("register", "Anna")
+        self.preferences("pair", "Anna", "--wait", "0")
         self.start_agent()
         first = phone.accept()
         first.sendall(message(4, {"name": "Anna"}))
@@ -484,7 +484,7 @@ class MisbehavingPhoneTest(AgentTest):
     def setUp(self):
         super().setUp()
         self.bad = self.start_raw_phone("Mallory")
-        self.preferences("register", "Mallory")
+        self.preferences("pair", "Mallory", "--wait", "0")
         self.start_agent()
         self.good = self.connected_phone("Anna")
         self.connection = self.bad.accept()

@@ -260,7 +260,7 @@ class ChangesTest(PreferencesTest):
 
     def test_when_a_phone_was_seen_is_remembered(self):
         phone = self.start_phone("Anna")
-        self.preferences("register", "Anna")
+        self.preferences("pair", "Anna", "--wait", "0")
         self.open_window()
         self.wait_for_paired("Anna, On the network")
         press("ctrl+w")

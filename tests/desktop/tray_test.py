@@ -448,7 +448,7 @@ class NoDisplayTest(agent_test.AgentTest):
         self.addCleanup(os.environ.update, {"DISPLAY": before})
         self.start_agent()
         phone = self.start_phone("Anna")
-        self.preferences("register", "Anna")
+        self.preferences("pair", "Anna", "--wait", "0")
         self.wait_until_opened(phone)
         maps = pathlib.Path(f"/proc/{self.agent.process.pid}/maps").read_text(encoding="ascii")
         self.assertNotIn("libqxcb", maps)

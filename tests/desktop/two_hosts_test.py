@@ -35,7 +35,7 @@ class TwoHostsTest(unittest.TestCase):
         self.addCleanup(self.log.close)
         self.phone = self.start("phone", "on", "b", BIN / "clipmule-phone", "--name", "Ännä 📱. 2")
         self.phone.event("listening port", lambda event: event.get("event") == "listening")
-        subprocess.run([BIN / "clipmule-preferences", "register", "Ännä 📱. 2"], check=True,
+        subprocess.run([BIN / "clipmule-preferences", "pair", "Ännä 📱. 2", "--wait", "0"], check=True,
                        timeout=PATIENCE_SECONDS, stdout=subprocess.DEVNULL)
         self.agent = self.start("agent", "on", "a", BIN / "clipmule-sync")
         self.phone.event("list of devices", lambda event: event.get("event") == "devices")

@@ -14,6 +14,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
+
 using namespace clipmule;
 
 namespace {
@@ -66,9 +68,9 @@ private Q_SLOTS:
         awaitDelivery(*notifications); // both observe now
 
         run({QStringLiteral("register"), QStringLiteral("Anna’s phone"), QStringLiteral("--name"),
-             QStringLiteral("Anna")});
+             QStringLiteral("Anna"), QStringLiteral("--wait=0")});
         QCOMPARE(_status, 0);
-        QCOMPARE(_output, QByteArray("registered Anna’s phone as Anna\n"));
+        QCOMPARE(_output, QByteArray("paired Anna’s phone as Anna\n"));
         QCOMPARE(_errors, QByteArray());
         QTRY_COMPARE_WITH_TIMEOUT(shared.count, 1, kit::patience);
         const auto phones = sharedDefaults->objectForKey(QStringLiteral("serverServices"));
@@ -116,19 +118,45 @@ private Q_SLOTS:
         QVERIFY(QDBusConnection(agent.connection())
                     .registerService(QStringLiteral("com.zendrik.ClipmuleSync")));
         run({QStringLiteral("status")});
-        QVERIFY(_output.contains("\nagent: running\n"));
+        // It has the name, and tells nothing.
+        QVERIFY(_output.contains("\nagent: running, but it does not answer\n"));
+    }
+
+    // A watch ends well when it is interrupted.
+    void aWatchEndsWhenItIsInterrupted_data() {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("interrupted") << SIGINT;
+        QTest::newRow("terminated") << SIGTERM;
+    }
+    void aWatchEndsWhenItIsInterrupted() {
+        QFETCH(int, signal);
+        QProcess program;
+        program.setProcessEnvironment(environment());
+        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-preferences"),
+                      {QStringLiteral("status"), QStringLiteral("--watch")});
+        QTRY_VERIFY_WITH_TIMEOUT(program.canReadLine(), kit::patience);
+        QVERIFY(program.readLine().startsWith("{\"agentRuns\":false,\"enabled\":true,"));
+        run({QStringLiteral("disable")});
+        QTRY_VERIFY_WITH_TIMEOUT(program.canReadLine(), kit::patience);
+        QVERIFY(program.readLine().startsWith("{\"agentRuns\":false,\"enabled\":false,"));
+        QCOMPARE(::kill(pid_t(program.processId()), signal), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(program.state(), QProcess::NotRunning, kit::patience);
+        QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.exitCode(), 0);
+        QCOMPARE(program.readAllStandardError(), QByteArray());
     }
 
     void withoutABusSettingsAreSavedAllTheSame() {
         _bus.stop();
         run({QStringLiteral("disable")});
         QCOMPARE(_status, 0);
-        QCOMPARE(_output, QByteArray("synchronisation is disabled\n"));
-        QVERIFY(_errors.contains("clipmule-preferences: saved, but without a session bus a "
-                                 "running agent is not told\n"));
+        QCOMPARE(_output, QByteArray("sync is off\n"));
+        // That, and nothing else.
+        QCOMPARE(_errors, QByteArray("clipmule-preferences: saved, but without a session bus a "
+                                     "running agent is not told\n"));
         run({QStringLiteral("status")});
         QCOMPARE(_status, 0);
-        QVERIFY(_output.contains("synchronisation: disabled\nagent: unknown (no session bus)\n"));
+        QVERIFY(_output.startsWith("sync: off\nagent: unknown (no session bus)\n"));
     }
 
     void aFolderThatCannotBeWrittenIsAFailure() {
@@ -145,7 +173,7 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("half a <");
         file.close();
-        run({QStringLiteral("register"), QStringLiteral("one")});
+        run({QStringLiteral("register"), QStringLiteral("one"), QStringLiteral("--wait=0")});
         QCOMPARE(_status, 0);
         QFile aside(file.fileName() + QStringLiteral(".damaged-1"));
         QVERIFY(aside.open(QIODevice::ReadOnly));
@@ -158,6 +186,7 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("arguments");
         QTest::newRow("unknown command") << QStringList{QStringLiteral("frobnicate")};
         QTest::newRow("missing operand") << QStringList{QStringLiteral("register")};
+        QTest::newRow("unknown option alone") << QStringList{QStringLiteral("--nonsense")};
         QTest::newRow("unknown option")
             << QStringList{QStringLiteral("list"), QStringLiteral("--colour")};
         QTest::newRow("line break")
@@ -215,13 +244,16 @@ private:
         QTRY_VERIFY_WITH_TIMEOUT(done, kit::patience);
     }
 
+    [[nodiscard]] QProcessEnvironment environment() const {
+        QProcessEnvironment result = QProcessEnvironment::systemEnvironment();
+        result.insert(QStringLiteral("HOME"), _home->path());
+        result.insert(QStringLiteral("XDG_CONFIG_HOME"), _home->path());
+        result.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+        return result;
+    }
     void run(const QStringList &arguments) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("HOME"), _home->path());
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), _home->path());
-        environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
         QProcess program;
-        program.setProcessEnvironment(environment);
+        program.setProcessEnvironment(environment());
         program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-preferences"), arguments);
         // The run loop goes on meanwhile: this process listens.
         QTRY_COMPARE_WITH_TIMEOUT(program.state(), QProcess::NotRunning, kit::patience);

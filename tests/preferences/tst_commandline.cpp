@@ -1,7 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/foundation/PlatformException.h"
+#include "platform/foundation/PropertyListSerialization.h"
 #include "preferences/CommandLine.h"
+#include "tests/kit/EveryKind.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -49,7 +52,8 @@ private Q_SLOTS:
         const PreferencesCommand command = parsed({QString::fromLatin1(QTest::currentDataTag())});
         QCOMPARE(int(command.kind), kind);
         QVERIFY(!command.asJson);
-        QCOMPARE(command.wait, RunLoop::Seconds(3));
+        QCOMPARE(command.wait, std::nullopt);
+        QVERIFY(!command.watches);
     }
 
     void helpIsThereInEveryCommand() {
@@ -71,6 +75,79 @@ private Q_SLOTS:
                  std::optional(QStringLiteral("An=na")));
         QCOMPARE(int(parsed(words("unregister service")).kind), int(Kind::Unregister));
         QCOMPARE(parsed(words("unregister service")).service, QStringLiteral("service"));
+    }
+
+    void pairAndRegisterAreOne() {
+        QCOMPARE(int(parsed(words("pair service")).kind), int(Kind::Register));
+        QCOMPARE(int(parsed(words("unpair service")).kind), int(Kind::Unregister));
+        const PreferencesCommand rename = parsed(words("rename service Name"));
+        QCOMPARE(int(rename.kind), int(Kind::Rename));
+        QCOMPARE(rename.service, QStringLiteral("service"));
+        QCOMPARE(rename.name, std::optional(QStringLiteral("Name")));
+    }
+
+    void aPhonesOwnSettingsAreRead() {
+        const PreferencesCommand plain = parsed(words("pair service"));
+        QVERIFY(!plain.pasteMode && !plain.address && !plain.wait);
+        const PreferencesCommand both =
+            parsed(words("pair service --address [::1]:80 --paste-mode clipboard --wait 0"));
+        QCOMPARE(both.address, std::optional(QStringLiteral("[::1]:80")));
+        QVERIFY(both.pasteMode == std::optional(std::optional(PasteMode::Clipboard)));
+        QCOMPARE(both.wait, std::optional(RunLoop::Seconds(0)));
+        QVERIFY(parsed(words("pair service --paste-mode paste")).pasteMode ==
+                std::optional(std::optional(PasteMode::Paste)));
+        const PreferencesCommand neither =
+            parsed(words("pair service --address= --paste-mode default"));
+        QCOMPARE(neither.address, std::optional(QString()));
+        QVERIFY(neither.pasteMode && !*neither.pasteMode);
+    }
+
+    // A setting is known by its key: where it is kept, and what it holds.
+    void settingsChooseTheirDomain() {
+        for (const Settings::Setting &setting : Settings::all()) {
+            for (const char *command : {"get", "unset"}) {
+                const QStringList plain{QString::fromLatin1(command), setting.name};
+                QCOMPARE(int(parsed(plain).domain), int(setting.domain));
+                for (const Domain domain : {Domain::Shared, Domain::Agent, Domain::Statistics}) {
+                    const auto line = parseCommandLine(
+                        plain + QStringList{QStringLiteral("--domain"), Settings::nameOf(domain)});
+                    QCOMPARE(line.command.has_value(), domain == setting.domain);
+                }
+            }
+        }
+    }
+
+    void whatASettingCannotHoldIsRefused() {
+        // Every kind of value, as a property list and as a word.
+        for (const Settings::Setting &setting : Settings::all()) {
+            for (const kit::NamedValue &each : kit::everyKind()) {
+                QByteArray xml;
+                try {
+                    xml = PropertyListSerialization::xml(each.value);
+                } catch (const PlatformException &) {
+                    continue; // no file can hold it
+                }
+                const auto value = PropertyListSerialization::parse(xml).value;
+                if (!value)
+                    continue;
+                const auto line =
+                    parseCommandLine({QStringLiteral("set"), setting.name,
+                                      QStringLiteral("--plist"), QString::fromUtf8(xml)});
+                const QString refusal = Settings::refusal(setting, *value);
+                QCOMPARE(line.error, refusal);
+                QCOMPARE(line.command.has_value(), refusal.isEmpty());
+            }
+        }
+    }
+
+    void settingsTakeTheirWords() {
+        QCOMPARE(parsed(words("set showStatus yes")).value, PropertyList(true));
+        QCOMPARE(parsed(words("set syncEnabled 0")).value, PropertyList(false));
+        QCOMPARE(int(parsed(words("set syncEnabled 0")).domain), int(Domain::Agent));
+        QCOMPARE(parsed(words("set pasteMode Clipboard")).value,
+                 PropertyList(QStringLiteral("clipboard")));
+        QCOMPARE(parsed(words("set textItems 5")).value, PropertyList(5));
+        QVERIFY(!parseCommandLine(words("set showStatus true --string")).command);
     }
 
     void settingsHaveADomain() {
@@ -201,6 +278,26 @@ private Q_SLOTS:
         QTest::newRow("nothing") << QStringList()
                                  << QStringLiteral("no command; --help tells which there are");
         row("frobnicate", "no such command: frobnicate");
+        row("--nonsense", "unknown option: --nonsense");
+        row("--json", "unknown option: --json");
+        row("pair", "pair needs SERVICE");
+        row("rename one", "rename needs NAME");
+        row("pair one --address host",
+            "an address has the form HOST:PORT, or [ADDRESS]:PORT for IPv6");
+        row("pair one --paste-mode glue", "--paste-mode is paste, clipboard or default");
+        row("pair one --wait -1", "--wait takes seconds, more than 0 and at most 600");
+        row("set showStatus maybe", "showStatus is true or false");
+        row("set serverServices hello", "serverServices is a list of phones; \"pair\" adds one");
+        row("set syncEnabled false --domain shared", "syncEnabled belongs to the domain \"agent\"");
+        row("set pasteMode glue", "pasteMode is paste or clipboard");
+        row("get key --watch", "get has no option --watch");
+        QTest::newRow("blank name") << QStringList{QStringLiteral("pair"), QStringLiteral("one"),
+                                                   QStringLiteral("--name"), QStringLiteral("  ")}
+                                    << QStringLiteral("a display name is not blank");
+        QTest::newRow("blank new name")
+            << QStringList{QStringLiteral("rename"), QStringLiteral("one"),
+                           QStringLiteral("\u00a0")}
+            << QStringLiteral("a display name is not blank");
         row("register", "register needs SERVICE");
         row("set", "set needs KEY");
         row("set key", "set needs VALUE");
@@ -253,8 +350,10 @@ private Q_SLOTS:
     }
 
     void theUsageNamesEveryCommand() {
-        for (const char *word : {"discover", "register", "unregister", "list", "get", "set",
-                                 "enable", "disable", "status", "--help", "--version"})
+        for (const char *word :
+             {"discover", "pair", "unpair", "rename", "register", "unregister", "list", "get",
+              "set", "unset", "--watch", "--address", "--paste-mode", "enable", "disable", "status",
+              "--help", "--version"})
             QVERIFY2(usage().contains(QString::fromLatin1(word)), word);
     }
 };

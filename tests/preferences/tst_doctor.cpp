@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "preferences/Doctor.h"
+#include "preferences/NetworkAdvice.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>
@@ -58,7 +59,7 @@ Doctor::Facts healthy() {
                                      .isUp = true,
                                      .canMulticast = true});
     facts.network.multicast = Multicast::OthersAnswer;
-    facts.registered.append(phone(QStringLiteral("Bert"), Presence::NotSeen));
+    facts.registered.append(phone(QStringLiteral("Bert"), Presence::Connected));
     return facts;
 }
 
@@ -90,8 +91,7 @@ private Q_SLOTS:
               "session bus: yes; system bus: yes", "clipboard     x11: reading yes, writing yes",
               "pasting       xtest", "tray          notifier", "Avahi         runs, avahi 0.8",
               "interfaces    eth0: up, 10.0.0.1", "multicast     other devices answer",
-              "phones        Bert (Bert's Phone): not seen, last seen 2001-01-01T00:00:00Z",
-              "last refused  none"})
+              "phones        Bert (Bert's Phone): connected", "last refused  none"})
             QVERIFY2(told.contains(QLatin1String(fact)), fact);
         QVERIFY(!told.contains(QStringLiteral("127.0.0.1")));
     }
@@ -127,23 +127,49 @@ private Q_SLOTS:
             "cannot be written");
         row(
             "pasting", [](Doctor::Facts &facts) { facts.status->canPaste = false; },
-            "not pasted by itself");
+            "cannot be pasted");
         row(
-            "network", [](Doctor::Facts &facts) { facts.network.interfaces.removeLast(); },
-            "not in a network");
-        row(
-            "cable", [](Doctor::Facts &facts) { facts.network.interfaces.last().isUp = false; },
-            "not in a network");
-        row(
-            "multicast",
+            "no display",
             [](Doctor::Facts &facts) {
-                facts.network.multicast = Multicast::Refused;
-                facts.network.multicastError = QStringLiteral("not permitted");
+                facts.status->pasteboardBackend = QStringLiteral("none");
+                facts.status->pasteboardCanRead = false;
+                facts.status->pasteboardCanWrite = false;
+                facts.status->canPaste = false;
             },
-            "no multicast out: not permitted");
+            "started without a display");
         row(
             "list", [](Doctor::Facts &facts) { facts.listIsReadable = false; },
-            "holds something else");
+            "unset serverServices");
+        row(
+            "no phone", [](Doctor::Facts &facts) { facts.registered.clear(); },
+            "No phone is paired.");
+        row(
+            "switched off",
+            [](Doctor::Facts &facts) {
+                facts.syncEnabled = false;
+                facts.registered[0].presence = Presence::Seen;
+            },
+            "Sync is off");
+        row(
+            "phone without an error",
+            [](Doctor::Facts &facts) {
+                facts.registered.append(phone(QStringLiteral("Anna"), Presence::Seen));
+            },
+            "Anna is on the network, but not connected.");
+        row(
+            "absent phone beside another",
+            [](Doctor::Facts &facts) {
+                facts.registered.append(phone(QStringLiteral("Anna"), Presence::NotSeen));
+            },
+            "Anna is not on the network. It was last seen on 2001-01-01T00:00:00Z.");
+        row(
+            "absent phone beside somebody's",
+            [](Doctor::Facts &facts) {
+                facts.available.append(phone(QStringLiteral("Carl"), Presence::Seen));
+                facts.registered[0].presence = Presence::NotSeen;
+                facts.registered[0].lastSeen.reset();
+            },
+            "Bert has not been seen on the network yet.");
         row(
             "phone",
             [](Doctor::Facts &facts) {
@@ -167,8 +193,6 @@ private Q_SLOTS:
     void whatIsNoProblemIsNone_data() {
         QTest::addColumn<std::function<void(Doctor::Facts &)>>("change");
         using Change = std::function<void(Doctor::Facts &)>;
-        QTest::newRow("no phone is registered")
-            << Change([](Doctor::Facts &facts) { facts.registered.clear(); });
         QTest::newRow("no tray") << Change(
             [](Doctor::Facts &facts) { facts.status->trayKind = QStringLiteral("none"); });
         QTest::newRow("no daemon") << Change([](Doctor::Facts &facts) {
@@ -177,14 +201,9 @@ private Q_SLOTS:
         });
         QTest::newRow("nobody else")
             << Change([](Doctor::Facts &facts) { facts.network.multicast = Multicast::OnlyOwn; });
-        QTest::newRow("switched off, and so not connected") << Change([](Doctor::Facts &facts) {
-            facts.syncEnabled = false;
-            facts.registered.append(
-                phone(QStringLiteral("Anna"), Presence::Seen, QStringLiteral("no answer")));
-        });
         QTest::newRow("connected on this very computer") << Change([](Doctor::Facts &facts) {
             facts.network.interfaces.removeLast();
-            facts.registered.append(phone(QStringLiteral("Anna"), Presence::Connected));
+            facts.network.multicast = Multicast::NoAnswer;
         });
     }
     void whatIsNoProblemIsNone() {
@@ -192,6 +211,70 @@ private Q_SLOTS:
         Doctor::Facts facts = healthy();
         change(facts);
         QCOMPARE(Doctor::examine(facts).problems, QStringList());
+    }
+
+    // In the words of the window, whenever no phone is seen.
+    void theNetworkIsToldOfWhereNoPhoneIsSeen_data() {
+        QTest::addColumn<std::function<void(dnssd::NetworkFacts &)>>("change");
+        QTest::addColumn<bool>("keepsEveryPhoneAway");
+        using Change = std::function<void(dnssd::NetworkFacts &)>;
+        QTest::newRow("no interface")
+            << Change([](auto &network) { network.interfaces.removeLast(); }) << true;
+        QTest::newRow("cable") << Change([](auto &network) {
+            network.interfaces.last().isUp = false;
+        }) << true;
+        QTest::newRow("refused") << Change([](auto &network) {
+            network.multicast = Multicast::Refused;
+            network.multicastError = QStringLiteral("not permitted");
+        }) << true;
+        QTest::newRow("no answer")
+            << Change([](auto &network) { network.multicast = Multicast::NoAnswer; }) << true;
+        QTest::newRow("no daemon")
+            << Change([](auto &network) { network.avahiRuns = false; }) << false;
+        QTest::newRow("no system bus") << Change([](auto &network) {
+            network.hasSystemBus = false;
+            network.avahiRuns = false;
+        }) << false;
+        QTest::newRow("only own") << Change([](auto &network) {
+            network.multicast = Multicast::OnlyOwn;
+        }) << false;
+        QTest::newRow("nothing wrong") << Change([](auto &) {}) << false;
+    }
+    void theNetworkIsToldOfWhereNoPhoneIsSeen() {
+        QFETCH(std::function<void(dnssd::NetworkFacts &)>, change);
+        QFETCH(bool, keepsEveryPhoneAway);
+        Doctor::Facts facts = healthy();
+        change(facts.network);
+        const NetworkAdvice advice = adviceFor(facts.network);
+        const QString problem = advice.reason + u' ' + advice.whatToTry;
+        facts.registered[0].presence = Presence::NotSeen;
+        const QStringList both{problem, QStringLiteral("Bert is not on the network. It was last "
+                                                       "seen on 2001-01-01T00:00:00Z.")};
+        QCOMPARE(Doctor::examine(facts).problems, both);
+        // Without a phone that is waited for, only what concerns them all.
+        facts.registered.clear();
+        QCOMPARE(Doctor::examine(facts).problems.contains(problem), keepsEveryPhoneAway);
+        // Where somebody's phone is seen, it is not the network.
+        facts = healthy();
+        change(facts.network);
+        facts.registered[0].presence = Presence::NotSeen;
+        facts.available.append(phone(QStringLiteral("Carl"), Presence::Seen));
+        QVERIFY(!Doctor::examine(facts).problems.contains(problem));
+    }
+
+    void whatWasRefusedIsTold() {
+        Doctor::Facts facts = healthy();
+        Refusal refusal{
+            .reason = Refusal::Reason::TooLarge, .size = 20, .limit = 10, .date = Date(0)};
+        facts.status->refusals = {refusal, refusal, refusal, refusal};
+        facts.status->refusals[0].count = 2;
+        const Doctor::Report report = Doctor::examine(facts);
+        const qsizetype first = report.lines.indexOf(QRegularExpression(
+            QStringLiteral("^last refused  2001-01-01T00:00:00Z, .* \\(2 times\\)$")));
+        QVERIFY2(first > 0, qPrintable(report.lines.join(u'\n')));
+        QCOMPARE(report.lines.filter(englishText(refusal)).size(), 3);
+        QCOMPARE(report.json.value(u"agentStatus").toObject().value(u"refusals").toArray().size(),
+                 4);
     }
 
     void withoutAnAgentTheRestIsTold() {
@@ -212,7 +295,7 @@ private Q_SLOTS:
         facts.status->lastRefusedClip = QStringLiteral("too\nlarge");
         facts.status->lastRefusedClipDate = Date{0};
         QVERIFY(text(facts).contains(
-            QStringLiteral("last refused  2001-01-01T00:00:00Z, too\\x0alarge")));
+            QStringLiteral("last refused  2001-01-01T00:00:00Z, too\\nlarge")));
         const QJsonObject refused = Doctor::examine(facts)
                                         .json.value(u"agentStatus")
                                         .toObject()

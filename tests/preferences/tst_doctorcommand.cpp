@@ -7,6 +7,7 @@
 #include "preferences/PreferencesCommands.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/Settle.h"
+#include "tests/preferences/FakeAgent.h"
 
 #include <QHostAddress>
 #include <QJsonArray>
@@ -20,46 +21,6 @@ using namespace clipmule;
 namespace {
 
 const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
-
-/// An agent that runs or does not, and tells so a moment after it is asked.
-class FakeStatusReader final : public StatusReader {
-public:
-    void start() override {
-        _answer = RunLoop::current().performAfter(RunLoop::Seconds(0.1), [this] {
-            _told = true;
-            if (onChange)
-                onChange();
-        });
-    }
-    [[nodiscard]] Agent agent() const override {
-        if (!_told)
-            return Agent::Unknown;
-        return runs ? Agent::Running : Agent::NotRunning;
-    }
-    [[nodiscard]] const std::optional<AgentStatus> &status() const override {
-        return _told && runs ? told : _nothing;
-    }
-    [[nodiscard]] bool hasBus() const override { return true; }
-
-    bool runs = true;
-    std::optional<AgentStatus> told;
-
-private:
-    bool _told = false;
-    std::optional<AgentStatus> _nothing;
-    RunLoop::Timer _answer;
-};
-
-class FakeNetworkProbe final : public dnssd::NetworkProbe {
-public:
-    void look(std::function<void(const dnssd::NetworkFacts &)> answer) override {
-        _answer = RunLoop::current().performAfter(answerTime, [this, answer] { answer(facts); });
-    }
-    dnssd::NetworkFacts facts;
-
-private:
-    RunLoop::Timer _answer;
-};
 
 } // namespace
 
@@ -84,6 +45,15 @@ private Q_SLOTS:
                                            .isLoopback = false,
                                            .isUp = true,
                                            .canMulticast = true});
+        _database->setValue(sharedDomain, QStringLiteral("serverServices"),
+                            PropertyList::List{PropertyList::Dictionary{
+                                {QStringLiteral("serverService"), QStringLiteral("one")}}});
+        _agent->told->phones.append({.service = QStringLiteral("one"),
+                                     .name = QStringLiteral("one"),
+                                     .state = AgentStatus::PhoneState::Connected,
+                                     .lastSeen = {},
+                                     .lastError = {},
+                                     .lastErrorDate = {}});
         _status.reset();
         _printed.clear();
     }
@@ -114,7 +84,7 @@ private Q_SLOTS:
         begin(5);
         _runLoop.advance(6);
         QCOMPARE(_status, std::optional(1));
-        QVERIFY(_printed.last().contains(QStringLiteral("The agent is not running")));
+        QCOMPARE(_printed.filter(QStringLiteral("The agent is not running")).size(), 1);
     }
 
     // Shorter than the network takes, everything would seem to be missing.
@@ -135,9 +105,10 @@ private Q_SLOTS:
             _dnssd->appear({QString::fromLatin1(name), QStringLiteral("_clipmule-s2._tcp"),
                             QStringLiteral("local")},
                            {{QHostAddress(QHostAddress::LocalHost), 7000}});
+        _agent->told->phones.clear();
         begin(3, true);
         _runLoop.advance(4);
-        QCOMPARE(_status, std::optional(0));
+        QCOMPARE(_status, std::optional(1)); // seen, and not connected
         QCOMPARE(_printed.size(), 1);
         const QJsonObject told = QJsonDocument::fromJson(_printed[0].toUtf8()).object();
         const QJsonObject phone = told.value(u"phones").toArray().at(0).toObject();

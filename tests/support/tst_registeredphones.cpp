@@ -210,7 +210,7 @@ private Q_SLOTS:
         QVERIFY(RegisteredPhones::refusal(List{}).isEmpty());
         QVERIFY(RegisteredPhones::refusal(List{entry(u"Anna"_qs)}).isEmpty());
         QCOMPARE(RegisteredPhones::refusal(7),
-                 u"serverServices is a list of phones; \"register\" adds one"_qs);
+                 u"serverServices is a list of phones; \"pair\" adds one"_qs);
         QCOMPARE(
             RegisteredPhones::refusal(List{entry(QString())}),
             u"an entry of serverServices is a dictionary with a text under \"serverService\""_qs);

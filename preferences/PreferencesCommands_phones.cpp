@@ -1,0 +1,206 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "preferences/PreferencesCommands.h"
+
+#include "platform/foundation/Log.h"
+#include "preferences/NearestName.h"
+#include "preferences/NetworkAdvice.h"
+
+// The commands about phones.
+
+namespace clipmule {
+
+namespace {
+
+using Domain = PreferencesCommand::Domain;
+
+const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
+
+QString shownName(const QString &name) {
+    return onOneLine(name, shownInLabel);
+}
+
+QString secondsText(RunLoop::Seconds seconds) {
+    return seconds.count() == 1 ? QStringLiteral("1 second")
+                                : QStringLiteral("%1 seconds").arg(seconds.count());
+}
+
+QJsonObject asJson(const RegisteredPhones::Phone &phone) {
+    QJsonObject result{{QStringLiteral("service"), phone.service},
+                       {QStringLiteral("name"), phone.shownName()}};
+    if (!phone.address.isEmpty())
+        result.insert(QStringLiteral("address"), phone.address);
+    if (phone.pasteMode)
+        result.insert(QStringLiteral("pasteMode"), Settings::wordFor(*phone.pasteMode));
+    return result;
+}
+
+} // namespace
+
+void PreferencesCommands::browse(std::function<void(const QString &service)> found) {
+    _browser = std::make_unique<NetServiceBrowser>(_services.dnssd());
+    NetServiceBrowser::Delegate delegate;
+    delegate.didFindService = [found = std::move(found)](
+                                  const std::shared_ptr<NetService> &service) {
+        found(service->name());
+    };
+    _browser->setDelegate(std::move(delegate));
+    _browser->searchForServicesOfTypeInDomain(phoneType, QStringLiteral("local."));
+}
+
+void PreferencesCommands::discover() {
+    const RunLoop::Seconds wait = _command.wait.value_or(usualWait);
+    _end = RunLoop::current().performAfter(wait, [this] { finishDiscovery(); });
+    browse([this](const QString &service) { found(service); });
+}
+
+void PreferencesCommands::found(const QString &service) {
+    if (_found.contains(service) || _found.size() == mostDiscovered)
+        return;
+    _found.insert(service);
+    const bool isPaired = registeredServices().contains(service);
+    if (_command.asJson)
+        printJson({{QStringLiteral("service"), service}, {QStringLiteral("registered"), isPaired}});
+    else
+        _services.print(isPaired ? shownName(service) + QStringLiteral("\tpaired")
+                                 : shownName(service));
+}
+
+void PreferencesCommands::finishDiscovery() {
+    _browser->stop();
+    if (!_found.isEmpty()) {
+        _services.finish(0);
+        return;
+    }
+    _services.complain(QStringLiteral("no phone was seen in %1")
+                           .arg(secondsText(_command.wait.value_or(usualWait))));
+    _services.network().look([this](const dnssd::NetworkFacts &facts) {
+        const NetworkAdvice advice = adviceFor(facts);
+        _services.complain(advice.reason + u' ' + advice.whatToTry);
+        _services.finish(0);
+    });
+}
+
+std::optional<PropertyList> PreferencesCommands::storedPhones() {
+    return open(Domain::Shared)->objectForKey(RegisteredPhones::key());
+}
+
+bool PreferencesCommands::canChangePhones() {
+    const auto stored = storedPhones();
+    if (RegisteredPhones::isList(stored))
+        return true;
+    fail(QStringLiteral("\"%1\" holds %2 instead of a list, so nothing was changed; \"unset %1\" "
+                        "removes it")
+             .arg(RegisteredPhones::key(), PropertyList::nameOfKind(stored->kind())));
+    return false;
+}
+
+void PreferencesCommands::writePhones(const PropertyList &list, const QString &line,
+                                      std::function<void()> then) {
+    write(Domain::Shared, RegisteredPhones::key(), list, line, std::move(then));
+}
+
+void PreferencesCommands::registerPhone() {
+    if (!canChangePhones())
+        return;
+    const auto stored = storedPhones();
+    const QStringList services = registeredServices();
+    if (services.size() >= RegisteredPhones::mostPhones && !services.contains(_command.service)) {
+        fail(QStringLiteral("%1 phones are paired already; \"unpair\" takes one out")
+                 .arg(services.size()));
+        return;
+    }
+    const PropertyList list = RegisteredPhones::changed(
+        stored, _command.service,
+        {.name = _command.name, .pasteMode = _command.pasteMode, .address = _command.address});
+    const auto phone = RegisteredPhones::phone(list, _command.service);
+    QString line = QStringLiteral("paired %1 as %2")
+                       .arg(shownName(_command.service), shownName(phone->shownName()));
+    if (!phone->address.isEmpty())
+        line += QStringLiteral(", at %1").arg(shownName(phone->address));
+    // Where a phone is reached by hand it need not be seen.
+    const bool looks = phone->address.isEmpty() && _command.wait.value_or(waitForPaired) > RunLoop::Seconds(0);
+    writePhones(list, line, looks ? [this] { lookForPaired(); } : std::function<void()>());
+}
+
+void PreferencesCommands::lookForPaired() {
+    _end = RunLoop::current().performAfter(_command.wait.value_or(waitForPaired),
+                                           [this] { finishLooking(false); });
+    browse([this](const QString &service) {
+        if (_found.size() < mostDiscovered)
+            _found.insert(service);
+        if (service != _command.service)
+            return;
+        // From the run loop: the browser is still at work.
+        _end = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { finishLooking(true); });
+    });
+}
+
+void PreferencesCommands::finishLooking(bool isThere) {
+    _browser->stop();
+    if (!isThere) {
+        QStringList others(_found.begin(), _found.end());
+        others.sort();
+        const auto meant = nearestName(_command.service, others);
+        _services.complain(
+            QStringLiteral("no phone on the network is called %1 now%2")
+                .arg(shownName(_command.service),
+                     meant ? QStringLiteral("; did you mean %1?").arg(shownName(*meant))
+                           : QStringLiteral("; it connects when it is there")));
+    }
+    _services.finish(0);
+}
+
+bool PreferencesCommands::isPaired() {
+    const QStringList services = registeredServices();
+    if (services.contains(_command.service))
+        return true;
+    const auto meant = nearestName(_command.service, services);
+    fail(QStringLiteral("%1 is not paired%2")
+             .arg(shownName(_command.service),
+                  meant ? QStringLiteral("; did you mean %1?").arg(shownName(*meant))
+                        : QString()));
+    return false;
+}
+
+void PreferencesCommands::unregisterPhone() {
+    if (!isPaired())
+        return;
+    writePhones(RegisteredPhones::removed(storedPhones(), _command.service),
+                QStringLiteral("unpaired %1").arg(shownName(_command.service)));
+}
+
+void PreferencesCommands::renamePhone() {
+    if (!isPaired())
+        return;
+    writePhones(RegisteredPhones::changed(storedPhones(), _command.service,
+                                          {.name = _command.name}),
+                QStringLiteral("%1 is called %2 now")
+                    .arg(shownName(_command.service), shownName(*_command.name)));
+}
+
+void PreferencesCommands::list() {
+    for (const auto &phone : RegisteredPhones::phones(storedPhones())) {
+        if (_command.asJson) {
+            printJson(asJson(phone));
+            continue;
+        }
+        QString line = shownName(phone.service) + u'\t' + shownName(phone.shownName());
+        if (!phone.address.isEmpty())
+            line += QStringLiteral("\tat ") + shownName(phone.address);
+        if (phone.pasteMode)
+            line += QStringLiteral("\tpaste mode ") + Settings::wordFor(*phone.pasteMode);
+        _services.print(line);
+    }
+    _services.finish(0);
+}
+
+QStringList PreferencesCommands::registeredServices() {
+    QStringList services;
+    for (const auto &phone : RegisteredPhones::phones(storedPhones()))
+        services.append(phone.service);
+    return services;
+}
+
+} // namespace clipmule

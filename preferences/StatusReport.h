@@ -1,0 +1,46 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/desktop/StatusInterface.h"
+#include "support/RegisteredPhones.h"
+
+#include <QJsonObject>
+
+namespace clipmule {
+
+/// What "status" tells: the settings, the counters, and what a running agent says of each phone. In
+/// plain English, with dates that every language and time zone reads alike.
+namespace StatusReport {
+
+struct Facts {
+    bool syncEnabled = true;
+    PasteMode pasteMode = PasteMode::Paste;
+    StatusReader::Agent agent = StatusReader::Agent::Unknown;
+    /// Of a running agent.
+    std::optional<AgentStatus> status = {};
+    QList<RegisteredPhones::Phone> phones = {};
+    quint64 bytesSent = 0;
+    quint64 bytesReceived = 0;
+    quint32 texts = 0;
+    quint32 images = 0;
+};
+
+[[nodiscard]] QStringList lines(const Facts &facts);
+[[nodiscard]] QJsonObject json(const Facts &facts);
+
+// Shared with the doctor.
+
+/// "connected", "seen" or "not seen".
+[[nodiscard]] QString nameOf(AgentStatus::PhoneState state);
+/// Nothing is an empty text.
+[[nodiscard]] QString plainDate(const std::optional<Date> &date);
+[[nodiscard]] QJsonValue jsonDate(const std::optional<Date> &date);
+/// On one line: when, what and why.
+[[nodiscard]] QString line(const Refusal &refusal);
+[[nodiscard]] QJsonObject json(const Refusal &refusal);
+
+} // namespace StatusReport
+
+} // namespace clipmule
