@@ -146,7 +146,7 @@ QStringList problemsOfAgent(const Facts &facts) {
         return {QStringLiteral("The agent is not running. Start clipmule-sync.")};
     if (!facts.status)
         return {QStringLiteral("The agent does not answer. Restart clipmule-sync.")};
-    if (facts.status->pasteboardBackend == u"none")
+    if (!facts.status->hasDisplay)
         return {QStringLiteral("The agent was started without a display, so it has no clipboard. "
                                "Start clipmule-sync on the desktop: it takes over.")};
     QStringList problems;
@@ -258,6 +258,7 @@ QJsonObject asJson(const AgentStatus &status) {
             {QStringLiteral("canPaste"), status.canPaste},
             {QStringLiteral("trayKind"), status.trayKind},
             {QStringLiteral("discovery"), status.discovery},
+            {QStringLiteral("hasDisplay"), status.hasDisplay},
             {QStringLiteral("refusals"), refusals},
             {QStringLiteral("lastRefusedClip"),
              hasRefused ? QJsonValue(refused) : QJsonValue(QJsonValue::Null)}};

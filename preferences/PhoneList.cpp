@@ -184,11 +184,14 @@ std::optional<Date> PhoneList::rememberedDate(const QString &service) const {
                : std::optional(*own);
 }
 
-bool PhoneList::hasEverSeenAny() const {
-    if (!_onNetwork.empty() || !_seen.isEmpty())
-        return true;
-    return _agentStatus && std::any_of(_agentStatus->phones.begin(), _agentStatus->phones.end(),
-                                       [](const auto &phone) { return phone.lastSeen; });
+bool PhoneList::missesPhones() const {
+    const QList<Phone> paired = registered();
+    const bool seesPaired = std::any_of(paired.begin(), paired.end(), [](const Phone &phone) {
+        return phone.presence != Presence::NotSeen;
+    });
+    if (!_onNetwork.empty() || seesPaired)
+        return false;
+    return !paired.isEmpty() || _seen.isEmpty();
 }
 
 bool PhoneList::write(const PropertyList &list) {

@@ -61,8 +61,9 @@ public:
     [[nodiscard]] QList<Phone> registered() const;
     /// On the network and not registered, by name.
     [[nodiscard]] QList<Phone> available() const;
-    /// Whether a phone was ever on the network, as far as anybody remembers.
-    [[nodiscard]] bool hasEverSeenAny() const;
+    /// Whether to tell why no phone is found: none is on the network now, and one that is paired
+    /// is missed, or none was ever seen.
+    [[nodiscard]] bool missesPhones() const;
 
     // False when it could not be written; onProblem tells why, and nothing has changed.
 

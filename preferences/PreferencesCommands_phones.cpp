@@ -41,8 +41,8 @@ QJsonObject asJson(const RegisteredPhones::Phone &phone) {
 void PreferencesCommands::browse(std::function<void(const QString &service)> found) {
     _browser = std::make_unique<NetServiceBrowser>(_services.dnssd());
     NetServiceBrowser::Delegate delegate;
-    delegate.didFindService = [found = std::move(found)](
-                                  const std::shared_ptr<NetService> &service) {
+    delegate.didFindService = [found =
+                                   std::move(found)](const std::shared_ptr<NetService> &service) {
         found(service->name());
     };
     _browser->setDelegate(std::move(delegate));
@@ -120,7 +120,8 @@ void PreferencesCommands::registerPhone() {
     if (!phone->address.isEmpty())
         line += QStringLiteral(", at %1").arg(shownName(phone->address));
     // Where a phone is reached by hand it need not be seen.
-    const bool looks = phone->address.isEmpty() && _command.wait.value_or(waitForPaired) > RunLoop::Seconds(0);
+    const bool looks =
+        phone->address.isEmpty() && _command.wait.value_or(waitForPaired) > RunLoop::Seconds(0);
     writePhones(list, line, looks ? [this] { lookForPaired(); } : std::function<void()>());
 }
 
@@ -133,7 +134,8 @@ void PreferencesCommands::lookForPaired() {
         if (service != _command.service)
             return;
         // From the run loop: the browser is still at work.
-        _end = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { finishLooking(true); });
+        _end =
+            RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { finishLooking(true); });
     });
 }
 
@@ -159,8 +161,7 @@ bool PreferencesCommands::isPaired() {
     const auto meant = nearestName(_command.service, services);
     fail(QStringLiteral("%1 is not paired%2")
              .arg(shownName(_command.service),
-                  meant ? QStringLiteral("; did you mean %1?").arg(shownName(*meant))
-                        : QString()));
+                  meant ? QStringLiteral("; did you mean %1?").arg(shownName(*meant)) : QString()));
     return false;
 }
 
@@ -174,10 +175,10 @@ void PreferencesCommands::unregisterPhone() {
 void PreferencesCommands::renamePhone() {
     if (!isPaired())
         return;
-    writePhones(RegisteredPhones::changed(storedPhones(), _command.service,
-                                          {.name = _command.name}),
-                QStringLiteral("%1 is called %2 now")
-                    .arg(shownName(_command.service), shownName(*_command.name)));
+    writePhones(
+        RegisteredPhones::changed(storedPhones(), _command.service, {.name = _command.name}),
+        QStringLiteral("%1 is called %2 now")
+            .arg(shownName(_command.service), shownName(*_command.name)));
 }
 
 void PreferencesCommands::list() {

@@ -28,8 +28,8 @@ void PreferencesCommands::status() {
     agent.onChange = [this] { statusMayDiffer(); };
     agent.start();
     // Whoever does not answer is told of as such.
-    _end = RunLoop::current().performAfter(
-        agent.hasBus() ? patienceWithAgent : RunLoop::Seconds(0), [this] { printStatus(); });
+    _end = RunLoop::current().performAfter(agent.hasBus() ? patienceWithAgent : RunLoop::Seconds(0),
+                                           [this] { printStatus(); });
 }
 
 void PreferencesCommands::statusMayDiffer() {
@@ -85,8 +85,8 @@ void PreferencesCommands::doctor() {
     _services.network().look([this](const dnssd::NetworkFacts &facts) { _network = facts; });
     // What is there is found while the network is asked, which ends first.
     const RunLoop::Seconds least = dnssd::NetworkProbe::answerTime + RunLoop::Seconds(0.5);
-    _end =
-        RunLoop::current().performAfter(std::max(_command.wait.value_or(usualWait), least), [this] { finishDoctor(); });
+    _end = RunLoop::current().performAfter(std::max(_command.wait.value_or(usualWait), least),
+                                           [this] { finishDoctor(); });
 }
 
 void PreferencesCommands::finishDoctor() {
@@ -99,8 +99,7 @@ void PreferencesCommands::finishDoctor() {
     facts.status = agent.status();
     facts.network = _network.value_or(dnssd::NetworkFacts());
     facts.syncEnabled = isEnabled();
-    facts.listIsReadable =
-        RegisteredPhones::isList(storedPhones());
+    facts.listIsReadable = RegisteredPhones::isList(storedPhones());
     facts.registered = _phones->registered();
     facts.available = _phones->available();
     _phones->stop();

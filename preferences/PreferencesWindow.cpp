@@ -362,9 +362,12 @@ void PreferencesWindow::showPhones() {
                              "The phone appears here.")
             : PanelTexts::tr("To pair another phone, open the app on it, on the same network as "
                              "this computer."));
-    if (_services.phones.hasEverSeenAny()) {
+    if (!_services.phones.missesPhones()) {
         _adviceTimer.cancel();
         _advice->hide();
+    } else if (!_adviceTimer.isPending()) {
+        // One has left.
+        seekAdviceLater(patienceForPhones);
     }
 }
 
@@ -569,10 +572,10 @@ void PreferencesWindow::seekAdviceLater(RunLoop::Seconds delay) {
 }
 
 void PreferencesWindow::seekAdvice() {
-    if (_services.phones.hasEverSeenAny())
+    if (!_services.phones.missesPhones())
         return;
     _services.network.look([this](const dnssd::NetworkFacts &facts) {
-        if (_services.phones.hasEverSeenAny())
+        if (!_services.phones.missesPhones())
             return;
         const NetworkAdvice advice = adviceFor(facts);
         _advice->setText(advice.reason + u'\n' + advice.whatToTry);

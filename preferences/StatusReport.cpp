@@ -55,8 +55,8 @@ QString phoneLine(const Facts &facts, const RegisteredPhones::Phone &phone) {
         if (known->lastSeen && known->state == AgentStatus::PhoneState::NotSeen)
             text += QStringLiteral(", last seen %1").arg(plainDate(known->lastSeen));
         if (!known->lastError.isEmpty())
-            text += QStringLiteral(", last error: %1")
-                        .arg(onOneLine(known->lastError, shownInLabel));
+            text +=
+                QStringLiteral(", last error: %1").arg(onOneLine(known->lastError, shownInLabel));
     }
     if (!phone.address.isEmpty())
         text += QStringLiteral(", at %1").arg(onOneLine(phone.address, shownInLabel));
@@ -126,18 +126,16 @@ QJsonObject json(const Refusal &refusal) {
 }
 
 QStringList lines(const Facts &facts) {
-    QStringList result{
-        facts.syncEnabled ? QStringLiteral("sync: on") : QStringLiteral("sync: off"),
-        QStringLiteral("agent: %1").arg(agentText(facts.agent)),
-        QStringLiteral("paste mode: %1").arg(Settings::wordFor(facts.pasteMode)),
-        QStringLiteral("paired phones: %1").arg(facts.phones.size())};
+    QStringList result{facts.syncEnabled ? QStringLiteral("sync: on") : QStringLiteral("sync: off"),
+                       QStringLiteral("agent: %1").arg(agentText(facts.agent)),
+                       QStringLiteral("paste mode: %1").arg(Settings::wordFor(facts.pasteMode)),
+                       QStringLiteral("paired phones: %1").arg(facts.phones.size())};
     for (const auto &phone : facts.phones)
         result.append(phoneLine(facts, phone));
     result.append(QStringLiteral("sent: %1 bytes, received: %2 bytes")
                       .arg(facts.bytesSent)
                       .arg(facts.bytesReceived));
-    result.append(
-        QStringLiteral("clips: %1 text, %2 images").arg(facts.texts).arg(facts.images));
+    result.append(QStringLiteral("clips: %1 text, %2 images").arg(facts.texts).arg(facts.images));
     const QList<Refusal> refusals = facts.status ? facts.status->refusals : QList<Refusal>();
     for (const Refusal &refusal : refusals.first(std::min(refusals.size(), mostRefusalsShown)))
         result.append(QStringLiteral("refused: %1").arg(line(refusal)));
@@ -151,15 +149,14 @@ QJsonObject json(const Facts &facts) {
     QJsonArray refusals;
     for (const Refusal &refusal : facts.status ? facts.status->refusals : QList<Refusal>())
         refusals.append(json(refusal));
-    const QJsonObject counters{
-        {QStringLiteral("dataSent"), jsonNumber(facts.bytesSent)},
-        {QStringLiteral("dataReceived"), jsonNumber(facts.bytesReceived)},
-        {QStringLiteral("textItems"), jsonNumber(facts.texts)},
-        {QStringLiteral("imageItems"), jsonNumber(facts.images)}};
+    const QJsonObject counters{{QStringLiteral("dataSent"), jsonNumber(facts.bytesSent)},
+                               {QStringLiteral("dataReceived"), jsonNumber(facts.bytesReceived)},
+                               {QStringLiteral("textItems"), jsonNumber(facts.texts)},
+                               {QStringLiteral("imageItems"), jsonNumber(facts.images)}};
     const bool isKnown = facts.agent != Agent::Unknown;
     return {{QStringLiteral("enabled"), facts.syncEnabled},
-            {QStringLiteral("agentRuns"), isKnown ? QJsonValue(facts.agent != Agent::NotRunning)
-                                                  : QJsonValue(QJsonValue::Null)},
+            {QStringLiteral("agentRuns"),
+             isKnown ? QJsonValue(facts.agent != Agent::NotRunning) : QJsonValue(QJsonValue::Null)},
             {QStringLiteral("pasteMode"), Settings::wordFor(facts.pasteMode)},
             {QStringLiteral("phones"), phones},
             {QStringLiteral("refusals"), refusals},

@@ -6,6 +6,8 @@
 #include "platform/foundation/Characters.h"
 
 #include <algorithm>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace clipmule {
 
@@ -45,8 +47,39 @@ QString escaped(char32_t character) {
 
 } // namespace
 
+namespace {
+
+enum class LogTarget { Journal, File, Other };
+
+LogTarget logTarget() {
+    struct stat status {};
+    if (::fstat(STDERR_FILENO, &status) != 0)
+        return LogTarget::Other;
+    // What the service manager connected says so: "device:inode".
+    const QString journal = QStringLiteral("%1:%2").arg(status.st_dev).arg(status.st_ino);
+    if (qEnvironmentVariable("JOURNAL_STREAM") == journal)
+        return LogTarget::Journal;
+    return S_ISREG(status.st_mode) ? LogTarget::File : LogTarget::Other;
+}
+
+QString prefixFor(LogTarget target) {
+    switch (target) {
+    case LogTarget::Journal: // as it reads the priority of a line
+        return QStringLiteral("%{if-debug}<7>%{endif}%{if-info}<6>%{endif}%{if-warning}<4>%{endif}"
+                              "%{if-critical}<3>%{endif}%{if-fatal}<2>%{endif}");
+    case LogTarget::File: // a session's log, in which everything writes
+        return QStringLiteral("%{time yyyy-MM-ddTHH:mm:ss} %{type} ");
+    case LogTarget::Other:
+        break;
+    }
+    return {};
+}
+
+} // namespace
+
 void installLogFormat() {
-    qSetMessagePattern(QStringLiteral("%{category}: %{message}"));
+    qSetMessagePattern(prefixFor(logTarget()) + QStringLiteral("%{category}: %{message}"));
+    QLoggingCategory::setFilterRules(QStringLiteral("clipmule.*.debug=false"));
 }
 
 QString onOneLine(QStringView text, qsizetype longest) {

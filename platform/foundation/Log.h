@@ -10,8 +10,9 @@ namespace clipmule {
 // One category a folder. The upper-case lines are the system's own and stand letter for letter.
 Q_DECLARE_LOGGING_CATEGORY(logFoundation)
 
-/// Sends log lines to the journal when stderr is the journal's, else to stderr, one line each:
-/// "category: text". Every program of this project calls it first.
+/// Log lines are "category: text" from now on, with their priority in front for the journal, and
+/// with time and kind in a file. Debug lines are left out unless QT_LOGGING_RULES or a later rule
+/// asks for them. Every program of this project calls it first.
 void installLogFormat();
 
 /// UTF-16 units of a foreign text that a log line shows: enough for a name.

@@ -15,6 +15,7 @@
 #include <QTest>
 
 #include <csignal>
+#include <sys/stat.h>
 
 using namespace clipmule;
 
@@ -180,6 +181,43 @@ private Q_SLOTS:
         QCOMPARE(aside.readAll(), QByteArray("half a <"));
         run({QStringLiteral("list")});
         QCOMPARE(_output, QByteArray("one\tone\n"));
+    }
+
+    // In a file with time and kind, for the journal with the number that it sorts by.
+    void logLinesCarryTheirPriority() {
+        QVERIFY(QDir().mkpath(folder()));
+        QFile damaged(folder() + QStringLiteral("/com.zendrik.ClipmuleSync.shared.plist"));
+        QVERIFY(damaged.open(QIODevice::WriteOnly));
+        damaged.write("half a <");
+        damaged.close();
+        QFile log(_home->filePath(QStringLiteral("log")));
+        QVERIFY(log.open(QIODevice::ReadWrite));
+        struct stat status {};
+        QCOMPARE(::fstat(log.handle(), &status), 0);
+        QProcessEnvironment forJournal = environment();
+        forJournal.insert(QStringLiteral("JOURNAL_STREAM"),
+                          QStringLiteral("%1:%2").arg(status.st_dev).arg(status.st_ino));
+        const auto firstLine = [&](const QProcessEnvironment &variables) {
+            QProcess program;
+            program.setProcessEnvironment(variables);
+            program.setStandardErrorFile(log.fileName(), QIODevice::Append);
+            program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-preferences"),
+                          {QStringLiteral("list")});
+            const bool hasEnded = program.waitForFinished();
+            const QByteArray line = log.readLine();
+            log.readAll();
+            return hasEnded ? QString::fromUtf8(line) : QString();
+        };
+        const QString inFile = firstLine(environment());
+        QVERIFY2(
+            QRegularExpression(QStringLiteral("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d warning "
+                                              "clipmule\\.preferences: preferences not read"))
+                .match(inFile)
+                .hasMatch(),
+            qPrintable(inFile));
+        const QString inJournal = firstLine(forJournal);
+        QVERIFY2(inJournal.startsWith(u"<4>clipmule.preferences: preferences not read"),
+                 qPrintable(inJournal));
     }
 
     void badArgumentsGiveOneLineAndStatus2_data() {

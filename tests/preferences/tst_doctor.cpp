@@ -38,6 +38,7 @@ Doctor::Facts healthy() {
     facts.agent = Agent::Running;
     facts.status.emplace();
     facts.status->version = QStringLiteral("1.2.3");
+    facts.status->hasDisplay = true;
     facts.status->pasteboardBackend = QStringLiteral("x11");
     facts.status->pasteboardCanRead = true;
     facts.status->pasteboardCanWrite = true;
@@ -131,7 +132,7 @@ private Q_SLOTS:
         row(
             "no display",
             [](Doctor::Facts &facts) {
-                facts.status->pasteboardBackend = QStringLiteral("none");
+                facts.status->hasDisplay = false;
                 facts.status->pasteboardCanRead = false;
                 facts.status->pasteboardCanWrite = false;
                 facts.status->canPaste = false;

@@ -35,6 +35,7 @@ private Q_SLOTS:
         _dnssd = std::make_unique<dnssd::FakeBackend>();
         _agent = std::make_unique<FakeStatusReader>();
         _agent->told.emplace();
+        _agent->told->hasDisplay = true;
         _agent->told->pasteboardBackend = QStringLiteral("x11");
         _agent->told->pasteboardCanRead = true;
         _agent->told->pasteboardCanWrite = true;

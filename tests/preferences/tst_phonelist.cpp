@@ -176,10 +176,12 @@ private Q_SLOTS:
         store({entry(anna, QStringLiteral("Anna"))});
         start();
         QCOMPARE(_list->registered()[0].lastSeen, std::nullopt);
-        QVERIFY(!_list->hasEverSeenAny());
+        QVERIFY(_list->missesPhones());
         appear(anna);
+        QVERIFY(!_list->missesPhones());
         _runLoop.advance(60);
         vanish(anna);
+        QVERIFY(_list->missesPhones());
         const Date left = Date::now();
         _runLoop.advance(60);
         QCOMPARE(_list->registered()[0].presence, Presence::NotSeen);
@@ -187,7 +189,36 @@ private Q_SLOTS:
 
         restart();
         QCOMPARE(_list->registered()[0].lastSeen, std::optional(left));
-        QVERIFY(_list->hasEverSeenAny());
+        // Seen yesterday, and missed today.
+        QVERIFY(_list->missesPhones());
+    }
+
+    void phonesAreMissedWhereNoneIsSeen() {
+        start();
+        QVERIFY(_list->missesPhones());
+        appear(anna);
+        QVERIFY(!_list->missesPhones());
+        vanish(anna);
+        // Nobody is waited for.
+        QVERIFY(!_list->missesPhones());
+        store({entry(anna, QStringLiteral("Anna"))});
+        restart();
+        QVERIFY(_list->missesPhones());
+        // One that the agent reaches is there, however it is found.
+        AgentStatus status;
+        status.phones.append({.service = anna,
+                              .name = anna,
+                              .state = AgentStatus::PhoneState::Seen,
+                              .lastSeen = {},
+                              .lastError = {},
+                              .lastErrorDate = {}});
+        _list->setAgentStatus(status);
+        QVERIFY(!_list->missesPhones());
+        _list->setAgentStatus(std::nullopt);
+        QVERIFY(_list->missesPhones());
+        // Where somebody's phone is seen, phones are found.
+        appear(QStringLiteral("Carl"));
+        QVERIFY(!_list->missesPhones());
     }
 
     void aPhoneThatIsThereAtTheEndWasSeenThen() {

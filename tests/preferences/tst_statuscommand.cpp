@@ -71,16 +71,15 @@ private Q_SLOTS:
         begin({u"status"_qs});
         _runLoop.advance(0.2);
         QCOMPARE(_status, std::optional(0));
-        QCOMPARE(
-            _printed,
-            QStringList({u"sync: off"_qs, u"agent: running"_qs, u"paste mode: clipboard"_qs,
-                         u"paired phones: 4"_qs, u"\tone\tFirst\tconnected"_qs,
-                         u"\ttwo\ttwo\tseen, last error: no\\nanswer"_qs,
-                         u"\tthree\tthree\tnot seen, last seen 2001-01-01T00:00:00Z, at host:80, "
-                         "paste mode paste"_qs,
-                         u"\tfour\tfour\tunknown"_qs,
-                         u"sent: 5000000000 bytes, received: 2 bytes"_qs,
-                         u"clips: 3 text, 4 images"_qs}));
+        QCOMPARE(_printed,
+                 QStringList(
+                     {u"sync: off"_qs, u"agent: running"_qs, u"paste mode: clipboard"_qs,
+                      u"paired phones: 4"_qs, u"\tone\tFirst\tconnected"_qs,
+                      u"\ttwo\ttwo\tseen, last error: no\\nanswer"_qs,
+                      u"\tthree\tthree\tnot seen, last seen 2001-01-01T00:00:00Z, at host:80, "
+                      "paste mode paste"_qs,
+                      u"\tfour\tfour\tunknown"_qs, u"sent: 5000000000 bytes, received: 2 bytes"_qs,
+                      u"clips: 3 text, 4 images"_qs}));
     }
 
     void everyPhonesStateAsJson() {
@@ -96,7 +95,8 @@ private Q_SLOTS:
             "{\"lastError\":\"no\\nanswer\",\"lastSeen\":\"2001-01-01T00:00:00Z\",\"name\":\"two\","
             "\"service\":\"two\",\"state\":\"seen\"},"
             "{\"address\":\"host:80\",\"lastError\":\"\",\"lastSeen\":\"2001-01-01T00:00:00Z\","
-            "\"name\":\"three\",\"pasteMode\":\"paste\",\"service\":\"three\",\"state\":\"not seen\"},"
+            "\"name\":\"three\",\"pasteMode\":\"paste\",\"service\":\"three\",\"state\":\"not "
+            "seen\"},"
             "{\"lastError\":\"\",\"lastSeen\":null,\"name\":\"four\",\"service\":\"four\","
             "\"state\":\"unknown\"}],\"refusals\":[],\"statistics\":{\"dataReceived\":2,"
             "\"dataSent\":5000000000,\"imageItems\":4,\"textItems\":3}}"_qs);
@@ -114,8 +114,7 @@ private Q_SLOTS:
         _agent->told->refusals[1].count = 3;
         begin({u"status"_qs});
         _runLoop.advance(0.2);
-        const QString text =
-            u"refused: 2001-01-01T00:00:00Z, "_qs + englishText(refusal);
+        const QString text = u"refused: 2001-01-01T00:00:00Z, "_qs + englishText(refusal);
         // The newest five.
         QCOMPARE(_printed.filter(u"refused: "_qs).size(), 5);
         QCOMPARE(_printed[6], text);
@@ -212,7 +211,7 @@ private Q_SLOTS:
         environment.distributedNotifications = &notifications;
         environment.localCenter = &center;
         const auto other = ZRKUserDefaults::initWithIdentifier(domain, environment);
-        other->setObjectForKey(key == u"pasteMode" ? PropertyList(u"clipboard"_qs)
+        other->setObjectForKey(key == u"pasteMode"   ? PropertyList(u"clipboard"_qs)
                                : key == u"textItems" ? PropertyList(7)
                                                      : PropertyList(false),
                                key);
@@ -246,19 +245,17 @@ private:
         PropertyList third = phone(u"three"_qs);
         third.dictionary().insert(u"address"_qs, u"host:80"_qs);
         third.dictionary().insert(u"pasteMode"_qs, u"paste"_qs);
-        _database->setValue(
-            sharedDomain, u"serverServices"_qs,
-            PropertyList::List{first, phone(u"two"_qs), third, phone(u"four"_qs)});
+        _database->setValue(sharedDomain, u"serverServices"_qs,
+                            PropertyList::List{first, phone(u"two"_qs), third, phone(u"four"_qs)});
         _database->setValue(sharedDomain, u"pasteMode"_qs, u"clipboard"_qs);
         _database->setValue(agentDomain, u"syncEnabled"_qs, false);
         _database->setValue(statisticsDomain, u"dataSent"_qs, quint64(5000000000));
         _database->setValue(statisticsDomain, u"dataReceived"_qs, 2);
         _database->setValue(statisticsDomain, u"textItems"_qs, 3);
         _database->setValue(statisticsDomain, u"imageItems"_qs, 4);
-        _agent->told->phones = {
-            told(u"one"_qs, AgentStatus::PhoneState::Connected),
-            told(u"two"_qs, AgentStatus::PhoneState::Seen, u"no\nanswer"_qs),
-            told(u"three"_qs, AgentStatus::PhoneState::NotSeen)};
+        _agent->told->phones = {told(u"one"_qs, AgentStatus::PhoneState::Connected),
+                                told(u"two"_qs, AgentStatus::PhoneState::Seen, u"no\nanswer"_qs),
+                                told(u"three"_qs, AgentStatus::PhoneState::NotSeen)};
     }
     void begin(const QStringList &arguments) {
         _commands.reset();
