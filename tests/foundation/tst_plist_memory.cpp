@@ -128,6 +128,13 @@ QByteArray numberedKeys(qsizetype size) {
     return dictionary + "</dict>";
 }
 
+QByteArray numberedWords(qsizetype size) {
+    QByteArray words;
+    for (int number = 0; words.size() < size; ++number)
+        words += QByteArray::number(number, 36) + "=1;";
+    return words;
+}
+
 QByteArray utf16(const QByteArray &ascii) {
     QByteArray bytes("\xff\xfe");
     for (const char byte : ascii)
@@ -187,6 +194,8 @@ private Q_SLOTS:
         row("text: one text of escapes", repeated("\"", "\\\\", "\""), true);
         row("text: one word", repeated("", "x", ""), true);
         row("text: one data", repeated("<", "00", ">"), true);
+        row("text: keys", "{" + numberedWords(large) + "}", false);
+        row("text: one data of blanks", repeated("<", " ", ">"), true);
         row("text: no property list", repeated("(", "a", ""), false);
         row("text: never closed", repeated("(", "\"", ""), false);
         row("text: escapes that never end", repeated("\"", "\\", ""), false);
@@ -225,6 +234,34 @@ private Q_SLOTS:
             QVERIFY(Serialization::parse(references(count, "\x09")).value);
         QCOMPARE(Serialization::parse(references(most + 1, "\x09")).error,
                  QStringLiteral("binary property list: too many values for the size"));
+    }
+
+    // What is large is paid for as well as what is many: a smaller share is enough for one of the
+    // two values, not for both.
+    void largeValuesAreSpentToo_data() {
+        QTest::addColumn<quint64>("share");
+        QTest::addColumn<QByteArray>("message");
+        const qsizetype half = 24 << 20;
+        const QByteArray quoted = repeated("\"", "x", "\"", half);
+        QTest::newRow("binary data")
+            << quint64(1)
+            << binaryList({QByteArray("\xa2\x01\x02", 3),
+                           '\x4f' + longCount(quint64(half)) + QByteArray(half, 'x'),
+                           '\x5f' + longCount(quint64(half)) + QByteArray(half, 'x')},
+                          1);
+        QTest::newRow("XML data") << quint64(1)
+                                  << xml("<array>" + repeated("<data>", "QUJD", "</data>", half) +
+                                         repeated("<string>", "x", "</string>", half) + "</array>");
+        QTest::newRow("text data")
+            << quint64(3) << "(" + repeated("<", "00", ">", half) + "," + quoted + ")";
+        QTest::newRow("two texts") << quint64(3) << "(" + quoted + "," + quoted + ")";
+    }
+    void largeValuesAreSpentToo() {
+        QFETCH(QByteArray, message);
+        QFETCH(quint64, share);
+        QVERIFY(!Serialization::parse(message, share).value);
+        const auto all = Serialization::parse(message);
+        QVERIFY2(all.value, qPrintable(all.error));
     }
 
     void aFileMayTakeMore() {
