@@ -68,8 +68,7 @@ FilePreferencesDatabase::FilePreferencesDatabase(const QString &folder)
     : _folder(folder) {}
 
 QString FilePreferencesDatabase::defaultFolder() {
-    // A relative path is to be ignored, says the base directory specification: it would mean
-    // another folder for each program.
+    // A relative path would mean another folder for each program.
     const bool isUsable = QDir::isAbsolutePath(qEnvironmentVariable("XDG_CONFIG_HOME"));
     return (isUsable ? QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
                      : QDir::homePath() + QStringLiteral("/.config")) +

@@ -10,6 +10,7 @@
 #include "tests/kit/EveryKind.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/Settle.h"
+#include "tests/preferences/BrokenServices.h"
 #include "tests/preferences/FakeAgent.h"
 
 #include <QHostAddress>
@@ -29,27 +30,6 @@ PropertyList phone(const QString &service, const QString &name) {
     return PropertyList::Dictionary{{QStringLiteral("serverService"), service},
                                     {QStringLiteral("serverName"), name}};
 }
-
-/// A database whose disk is full.
-class FullDatabase final : public PreferencesDatabase {
-public:
-    [[nodiscard]] PropertyList::Dictionary copyMultiple(const QString &) override { return values; }
-    void setValue(const QString &, const QString &, const std::optional<PropertyList> &) override {}
-    bool synchronize(const QString &) override { return true; }
-    PropertyList::Dictionary values;
-};
-
-/// A session without a bus.
-class LonelyNotifications final : public DistributedNotifications {
-public:
-    void post(const QString &, const QString &, const PropertyList::Dictionary &) override {}
-    [[nodiscard]] std::unique_ptr<Observation> observe(const QString &, Handler) override {
-        return std::make_unique<Observation>();
-    }
-    void whenDelivered(std::function<void(bool)> callback) override {
-        RunLoop::current().performSoon([callback = std::move(callback)] { callback(false); });
-    }
-};
 
 } // namespace
 

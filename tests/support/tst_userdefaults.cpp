@@ -399,7 +399,6 @@ private Q_SLOTS:
         QCOMPARE(_agent->distributed.posted().size(), 0);
     }
 
-    // Any program of the session can post; only what the user's files hold is set.
     void whatNoFileHoldsIsNotSet() {
         const auto agent = _agent->open(domain);
         agent->listenForChanges();
@@ -408,7 +407,6 @@ private Q_SLOTS:
             {{keyEntry, key}, {valueEntry, 1}, {idEntry, QStringLiteral("X")}});
         _runLoop.advance(1.0);
         QCOMPARE(agent->objectForKey(key), std::nullopt);
-        // It is told as what it is: a key that is not set.
         QCOMPARE(_agent->changes.notifications.size(), 1);
         QCOMPARE(_agent->changes.notifications[0].userInfo,
                  (PropertyList::Dictionary{{keyEntry, key}}));
@@ -434,7 +432,6 @@ private Q_SLOTS:
                  (PropertyList::Dictionary{{keyEntry, key}, {valueEntry, 2}}));
     }
 
-    // Both end with what the database holds.
     void aRemovalFollowedByAWriteKeepsTheWrite() {
         const auto agent = _agent->open(domain);
         agent->listenForChanges();
