@@ -577,16 +577,6 @@ private Q_SLOTS:
         QCOMPARE(agent->dictionaryRepresentation().size(), notifications);
     }
 
-    void storesDescribeThemselves() {
-        const auto store = _agent->open(domain);
-        store->setObjectForKey(true, key);
-        store->registerDefaults({{otherKey, QStringLiteral("none")}});
-        QCOMPARE(store->description(),
-                 store->Object::description() +
-                     QStringLiteral(" com.zendrik.Test defaults = {showStatus: true}, "
-                                    "registeredDefaults = {serverServices: \"none\"}"));
-    }
-
 private:
     kit::ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};

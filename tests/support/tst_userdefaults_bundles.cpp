@@ -186,6 +186,18 @@ private Q_SLOTS:
         QVERIFY(shared.expired());
     }
 
+    // For the log.
+
+    void storesDescribeThemselves() {
+        const auto store = _process->open(domain);
+        store->setObjectForKey(true, key);
+        store->registerDefaults({{QStringLiteral("serverServices"), QStringLiteral("none")}});
+        QCOMPARE(store->description(),
+                 store->Object::description() +
+                     QStringLiteral(" com.zendrik.Test defaults = {showStatus: true}, "
+                                    "registeredDefaults = {serverServices: \"none\"}"));
+    }
+
 private:
     QString text(const ZRKUserDefaults &store) const {
         const auto value = store.objectForKey(key);
