@@ -253,10 +253,7 @@ private:
         _application->finishLaunching();
         tellStatus();
         _statusInterface->start();
-        _watchDiscovery = RunLoop::current().performEvery(discoveryInterval, [this] {
-            if (_dnssd->description() != _discoveryTold)
-                tellStatus();
-        });
+        _dnssd->onDescriptionChange = [this] { tellStatusSoon(); };
         if (_userStartedIt && _face && _application->registeredDeviceNames().isEmpty())
             _sessionPrograms->activate(preferencesIdentifier, preferencesExecutable());
     }
@@ -289,7 +286,6 @@ private:
     }
 
     void tellStatus() {
-        _discoveryTold = _dnssd->description();
         const bool hasPasteboard = !dynamic_cast<const NullPasteboard *>(_pasteboard.get());
         const bool canPaste = !dynamic_cast<const NullKeyboardEvents *>(_keyboard.get());
         const std::optional<Refusal> refused = _application->lastRefusal();
@@ -304,15 +300,12 @@ private:
              .pasteBackend = canPaste ? QStringLiteral("xtest") : QStringLiteral("none"),
              .canPaste = canPaste,
              .trayKind = _face ? _face->trayKind() : QStringLiteral("none"),
-             .discovery = _discoveryTold,
+             .discovery = _dnssd->description(),
              .phones = _application->phoneStates(),
              .lastRefusedClip = refused ? englishText(*refused) : QString(),
              .lastRefusedClipDate = refused ? std::optional(refused->date) : std::nullopt,
              .refusals = _application->refusals()});
     }
-
-    // The responder in use changes without a word, and seldom.
-    static constexpr RunLoop::Seconds discoveryInterval{5};
 
     const bool _userStartedIt;
     Bundle _bundle = Bundle::mainBundle();
@@ -332,8 +325,6 @@ private:
     std::optional<ApplicationDefaults> _applicationDefaults;
     std::unique_ptr<StatusInterface> _statusInterface = makeStatusInterface();
     RunLoop::Timer _tellStatus;
-    RunLoop::Timer _watchDiscovery;
-    QString _discoveryTold;
     bool _isEnding = false;
     std::unique_ptr<ZRKClipmuleSyncApp> _application;
 };

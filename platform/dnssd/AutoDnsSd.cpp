@@ -7,6 +7,8 @@
 #include "platform/dnssd/Log.h"
 #include "platform/dnssd/ServiceRules.h"
 
+#include <QScopeGuard>
+
 #include <optional>
 #include <set>
 
@@ -317,6 +319,7 @@ void AutoBackend::begin() {
 }
 
 void AutoBackend::availabilityChanged(Availability availability) {
+    const auto tell = qScopeGuard([this] { descriptionChanged(); });
     switch (availability) {
     case Availability::Unknown:
         break;
@@ -353,6 +356,12 @@ void AutoBackend::useFallback() {
     qCInfo(logDnsSd).noquote() << QStringLiteral("using %1").arg(_fallback->description());
     for (AutoObject *object : _objects)
         object->move(false);
+    descriptionChanged();
+}
+
+void AutoBackend::descriptionChanged() {
+    if (onDescriptionChange)
+        onDescriptionChange();
 }
 
 void AutoBackend::usePreferred() {

@@ -47,6 +47,7 @@ private:
     void availabilityChanged(Availability availability);
     void useFallback();
     void usePreferred();
+    void descriptionChanged();
 
     std::unique_ptr<WatchedBackend> _preferred;
     const MakeBackend _makeFallback;

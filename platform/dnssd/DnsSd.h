@@ -124,6 +124,8 @@ public:
     [[nodiscard]] virtual StreamPair connectTo(const Resolved &resolved) = 0;
     /// One line for people: which responder is in use, and since when not.
     [[nodiscard]] virtual QString description() const = 0;
+    /// description() may answer another text now. May be empty.
+    std::function<void()> onDescriptionChange;
 };
 
 } // namespace clipmule::dnssd

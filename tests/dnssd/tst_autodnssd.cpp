@@ -366,6 +366,40 @@ private Q_SLOTS:
                                                                         _preferred->description()));
     }
 
+    void tellsWhenItUsesAnotherOne() {
+        QStringList told;
+        _backend->onDescriptionChange = [&] { told += _backend->description(); };
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        _loop.advance(1);
+        QVERIFY(!told.isEmpty());
+        QCOMPARE(told.constLast(), _preferred->description());
+        told.clear();
+        lose();
+        _loop.advance(longTime);
+        QVERIFY(!told.isEmpty());
+        QCOMPARE(told.constLast(), _backend->description());
+        QVERIFY(told.constLast() != _preferred->description());
+        told.clear();
+        comeBack();
+        _loop.advance(longTime);
+        QVERIFY(!told.isEmpty());
+        QCOMPARE(told.constLast(), _preferred->description());
+    }
+
+    // The daemon does not come back, and nobody reports that again.
+    void tellsWhenItHasGivenUpWaiting() {
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        _loop.advance(1);
+        lose();
+        _loop.advance(0.1);
+        int told = 0;
+        _backend->onDescriptionChange = [&] { ++told; };
+        _loop.advance(longTime);
+        QCOMPARE(told, 1);
+    }
+
     void connectsThroughTheOneInUse() {
         Browse browse(*_backend);
         browse.browser->start(type);
