@@ -27,9 +27,6 @@ public:
     /// which state (0: the suppression interval).
     virtual void setLocalEventsFilterDuringSuppressionState(quint32 filter, quint32 state) = 0;
     virtual void postKeyboardEvent(quint16 character, quint16 virtualKey, bool keyDown) = 0;
-    /// Whether a stroke that was posted has not been made yet: what it is to paste must stay where
-    /// it is until then.
-    [[nodiscard]] virtual bool isStrokePending() const { return false; }
 };
 
 } // namespace clipmule

@@ -52,7 +52,6 @@ public:
     /// Without an effect: everything of the user's always passes.
     void setLocalEventsFilterDuringSuppressionState(quint32, quint32) override {}
     void postKeyboardEvent(quint16 character, quint16 virtualKey, bool keyDown) override;
-    [[nodiscard]] bool isStrokePending() const override { return !_pending.empty(); }
 
 private:
     struct Event {
