@@ -92,6 +92,8 @@ class Finder:
                 self.macros.append(self.range_of(cursor))
             elif not cursor.kind.is_preprocessing():
                 self.visit(cursor, None, None, None)
+        # A body that is made by a macro or by the compiler has no braces of its own here.
+        self.blocks = {block for block in self.blocks if self.source[block:block + 1] == b"{"}
         self.found = sorted({mutant for mutant in self.found if not self.in_macro(mutant)},
                             key=lambda mutant: (mutant.start, mutant.end, mutant.text))
 

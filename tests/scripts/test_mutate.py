@@ -67,6 +67,21 @@ int main()
 """
 
 
+# Neither function has braces here.
+MADE = """#define MADE int made() { return 1; }
+MADE
+struct Box {
+    ~Box();
+    int width = 2;
+};
+Box::~Box() = default;
+int width()
+{
+    return Box().width;
+}
+"""
+
+
 class Mutate(unittest.TestCase):
     def setUp(self):
         self.root = tempfile.mkdtemp(prefix="mutate.")
@@ -131,6 +146,10 @@ class Mutate(unittest.TestCase):
         fates = self.results("--only", "product/Rules.cpp:4", "product/Rules.cpp")
         self.assertEqual(fates["if ((10 < value))"], "equal")
         self.assertEqual(fates["if ((5 < value))"], "killed")
+
+    def test_functions_without_braces_of_their_own(self):
+        self.write("product/Other.cpp", MADE)
+        self.assertEqual(self.results("product/Other.cpp")["int width = 3;"], "unreached")
 
     def test_the_same_number_chooses_the_same_changes(self):
         listed = [self.mutate("--list", "--count", "3", "--seed", seed, "product").stdout
