@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QFontInfo>
 #include <QMenu>
+#include <QProxyStyle>
 #include <QRegularExpression>
 #include <QStyle>
 #include <QTest>
@@ -89,6 +90,7 @@ private Q_SLOTS:
     void menuWidensTheView();
     void headerBeginsBelowTheTopCap();
     void topCapFollowsTheWindow();
+    void viewMayComeBackToTheMenuAtOnce();
     void viewMayDieBeforeTheMenu();
     void denseScreen();
 
@@ -505,14 +507,23 @@ void DeviceMenuViewTest::headerBeginsBelowTheTopCap() {
 
 // Also where the header is not the first, and when the window changes its width.
 void DeviceMenuViewTest::topCapFollowsTheWindow() {
+    class FramedStyle final : public QProxyStyle {
+    public:
+        int pixelMetric(PixelMetric metric, const QStyleOption *option,
+                        const QWidget *widget) const override {
+            return metric == PM_MenuPanelWidth ? 3
+                                               : QProxyStyle::pixelMetric(metric, option, widget);
+        }
+    };
+    FramedStyle style;
     QWidget window;
+    window.setStyle(&style);
     window.resize(200, 120);
     auto *const header = new ZRKClipmuleDeviceMenuView(status, pictures.bundle());
     header->setParent(&window);
     header->move(0, 60);
     window.show();
-    const int frame = window.style()->pixelMetric(QStyle::PM_MenuPanelWidth, nullptr, &window);
-    const auto capIn = [&window, frame] {
+    const auto capIn = [&window] {
         const QImage image = window.grab().toImage();
         QRect cap;
         for (int y = 0; y < 30; ++y) {
@@ -521,11 +532,24 @@ void DeviceMenuViewTest::topCapFollowsTheWindow() {
                     cap |= QRect(x, y, 1, 1);
             }
         }
-        return cap.translated(-frame, -frame);
+        return cap;
     };
-    QCOMPARE(capIn(), QRect(0, 0, 200 - 2 * frame, 5));
+    QCOMPARE(capIn(), QRect(3, 3, 194, 5));
     window.resize(350, 120);
-    QCOMPARE(capIn(), QRect(0, 0, 350 - 2 * frame, 5));
+    QCOMPARE(capIn(), QRect(3, 3, 344, 5));
+}
+
+// The cap that it had before is not yet deleted.
+void DeviceMenuViewTest::viewMayComeBackToTheMenuAtOnce() {
+    QWidget window;
+    window.resize(200, 50);
+    view->viewWillMoveToWindow(&window);
+    view->viewWillMoveToWindow(nullptr);
+    view->viewWillMoveToWindow(&window);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    const auto caps = window.findChildren<QWidget *>();
+    QCOMPARE(caps.size(), 1);
+    QVERIFY(!caps.first()->isHidden());
 }
 
 void DeviceMenuViewTest::viewMayDieBeforeTheMenu() {

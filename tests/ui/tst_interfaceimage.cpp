@@ -24,6 +24,8 @@ private Q_SLOTS:
     void drawsPixelForPixel();
     void drawsAPart();
     void drawsAPartOfTheDenserPicture();
+    void isSmoothWhereNoPixelBecomesAPixel_data();
+    void isSmoothWhereNoPixelBecomesAPixel();
     void missingPictureIsSaidAndDrawsNothing();
     void everyPictureOfTheInterfaceIsThereTwice_data();
     void everyPictureOfTheInterfaceIsThereTwice();
@@ -126,6 +128,41 @@ void InterfaceImageTest::drawsAPartOfTheDenserPicture() {
         for (int x = 0; x < 4; ++x)
             QCOMPARE(screen.pixelColor(x, y), QColor(10 * (x + 2), 10 * y, 0));
     }
+}
+
+void InterfaceImageTest::isSmoothWhereNoPixelBecomesAPixel_data() {
+    QTest::addColumn<QSizeF>("drawn");
+    QTest::addColumn<int>("degrees");
+    QTest::addColumn<bool>("smooth");
+    QTest::newRow("as it is") << QSizeF(4, 4) << 0 << false;
+    QTest::newRow("wider") << QSizeF(7, 4) << 0 << true;
+    QTest::newRow("higher") << QSizeF(4, 7) << 0 << true;
+    QTest::newRow("turned") << QSizeF(4, 4) << 30 << true;
+}
+
+void InterfaceImageTest::isSmoothWhereNoPixelBecomesAPixel() {
+    QFETCH(QSizeF, drawn);
+    QFETCH(int, degrees);
+    QFETCH(bool, smooth);
+    QImage checks(4, 4, QImage::Format_ARGB32);
+    for (int y = 0; y < 4; ++y) {
+        for (int x = 0; x < 4; ++x)
+            checks.setPixelColor(x, y, (x + y) % 2 == 0 ? Qt::red : Qt::blue);
+    }
+    const InterfaceImage image(checks, QImage());
+    const QImage screen = painted({16, 16}, Qt::transparent, [&](QPainter &painter) {
+        painter.translate(8, 8);
+        painter.rotate(degrees);
+        image.draw(painter, {{0, 0}, drawn}, {0, 0, 4, 4});
+    });
+    bool isMixed = false;
+    for (int y = 0; y < screen.height(); ++y) {
+        for (int x = 0; x < screen.width(); ++x) {
+            const QRgb pixel = screen.pixel(x, y);
+            isMixed = isMixed || (qRed(pixel) > 0 && qBlue(pixel) > 0);
+        }
+    }
+    QCOMPARE(isMixed, smooth);
 }
 
 void InterfaceImageTest::missingPictureIsSaidAndDrawsNothing() {
