@@ -51,9 +51,11 @@ def clang_arguments(command):
     """A compiler command as libclang takes it: without the compiler, its output and the source. A
     precompiled header is of another compiler; every source includes what it needs."""
     kept = []
-    words = iter(command[1:])
-    if os.path.basename(command[0]) in ("ccache", "sccache"):
-        next(words)
+    words = iter(command)
+    # The compiler itself, its cache and what is set for that.
+    for word in words:
+        if os.path.basename(word) not in ("env", "ccache", "sccache") and "=" not in word:
+            break
     for word in words:
         if word in ("-o", "-MF", "-MT", "-MQ", "-c"):
             next(words)

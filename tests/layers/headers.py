@@ -44,6 +44,13 @@ def nearest_source(project, header, compiled):
     return next((source for source in sorted(compiled) if header in project.closure([source])), None)
 
 
+def without_cache(arguments):
+    """The command without the compiler's cache and what is set for it."""
+    start = next(index for index, word in enumerate(arguments)
+                 if os.path.basename(word) not in ("env", "ccache", "sccache") and "=" not in word)
+    return arguments[start:]
+
+
 def syntax_check(arguments):
     """The arguments without what concerns the output; the compiler without its cache."""
     kept = []
@@ -55,9 +62,7 @@ def syntax_check(arguments):
             skip = True
         elif argument not in ("-c", "-MD", "-MMD") and not argument.startswith(("-fsanitize", "-O")):
             kept.append(argument)
-    if os.path.basename(kept[0]) in ("ccache", "sccache"):
-        kept = kept[1:]
-    return kept + ["-fsyntax-only", "-x", "c++", "-"]
+    return without_cache(kept) + ["-fsyntax-only", "-x", "c++", "-"]
 
 
 def fingerprint(project, header, arguments):

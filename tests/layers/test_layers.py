@@ -233,6 +233,9 @@ class Headers(Tree):
             headers.syntax_check(["/usr/bin/ccache", "/usr/bin/c++", "-DX=1", "-O2", "-MD", "-MT",
                                   "a.o", "-fsanitize=address", "-Wall", "-o", "a.o", "-c", "a.cpp"]),
             ["/usr/bin/c++", "-DX=1", "-Wall", "-fsyntax-only", "-x", "c++", "-"])
+        self.assertEqual(
+            headers.syntax_check(["env", "CCACHE_SLOPPINESS=a,b", "ccache", "g++", "-DX=1", "a.cpp"]),
+            ["g++", "-DX=1", "-fsyntax-only", "-x", "c++", "-"])
 
 
 class Built(Tree):

@@ -7,6 +7,7 @@ usage: test_packaging.py BUILD_FOLDER
 """
 
 import configparser
+import json
 import os
 import re
 import shutil
@@ -27,7 +28,8 @@ def run(*command, **options):
                           check=False, **options)
 
 
-README = os.path.join(os.path.dirname(os.path.realpath(__file__)), "..", "..", "README.md")
+SOURCES = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+README = os.path.join(SOURCES, "README.md")
 UNIT = "systemd/user/clipmule-sync.service"
 APPLICATIONS = "share/applications/com.zendrik.ClipmuleSync"
 SERVICE = "share/dbus-1/services/com.zendrik.ClipmuleSync.Preferences.service"
@@ -249,6 +251,41 @@ class Installation(unittest.TestCase):
                 with open(self.only(f"share/man/man1/{program}.1"), encoding="utf-8") as page:
                     documented = options(page.read().replace("\\-", "-"))
                 self.assertEqual(options(told.stdout), documented)
+
+
+class InstallPreset(unittest.TestCase):
+    """The flags of the preset "install", on a small program."""
+
+    PROGRAM = """#include <cstdio>
+    #include <cstring>
+    int main(int, char **arguments)
+    {
+        char copy[16];
+        std::strcpy(copy, arguments[0]);
+        std::puts(copy);
+        std::puts(__FILE__);
+    }
+    """
+
+    def test_programs_are_hardened_and_do_not_name_their_sources(self):
+        with open(os.path.join(SOURCES, "CMakePresets.json"), encoding="utf-8") as file:
+            presets = json.load(file)["configurePresets"]
+        values = next(each for each in presets if each["name"] == "install")["cacheVariables"]
+        self.assertEqual(values["BUILD_TESTING"], "OFF")
+        with tempfile.TemporaryDirectory() as folder:
+            source, program = os.path.join(folder, "small.cpp"), os.path.join(folder, "small")
+            with open(source, "w", encoding="utf-8") as file:
+                file.write(self.PROGRAM)
+            flags = values["CMAKE_CXX_FLAGS_RELEASE"].replace("${sourceDir}", folder).split()
+            linking = values["CMAKE_EXE_LINKER_FLAGS"].split()
+            built = run("g++", *flags, source, "-o", program, *linking)
+            self.assertEqual((built.returncode, built.stderr), (0, ""))
+            told = run("readelf", "--wide", "--file-header", "--dynamic", "--dyn-syms",
+                       program).stdout
+            with open(program, "rb") as file:
+                self.assertNotIn(os.fsencode(folder), file.read())
+        for sign in ("Position-Independent Executable", "NOW", "__stack_chk_fail", "__strcpy_chk"):
+            self.assertIn(sign, told)
 
 
 class Readme(unittest.TestCase):
