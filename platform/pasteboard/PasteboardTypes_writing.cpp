@@ -137,9 +137,10 @@ private:
             return;
         const QByteArray encoded = _url->toEncoded();
         const QString text = QString::fromLatin1(encoded);
-        if (_files.isEmpty() && isOfTheWeb(*_url) && !namesAProgram(*_url))
-            offer(QStringLiteral("text/uri-list"), encoded + "\r\n");
-        if (!_url->isLocalFile()) {
+        // Programs that are made with Qt, file managers among them, take both for a list of files.
+        if (isOfTheWeb(*_url) && !namesAProgram(*_url)) {
+            if (_files.isEmpty())
+                offer(QStringLiteral("text/uri-list"), encoded + "\r\n");
             QString title = text;
             if (const auto name = _contents.data(PasteboardType::publicUrlName))
                 title = QString::fromUtf8(*name).simplified();
