@@ -3,6 +3,7 @@
 
 #include "preferences/PreferencesCommands.h"
 
+#include "platform/foundation/JsonLine.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/preferences/PreferencesDatabase.h"
@@ -11,7 +12,6 @@
 #include "support/ApplicationDefaults.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QLocale>
 
 namespace clipmule {
@@ -22,7 +22,7 @@ using Domain = PreferencesCommand::Domain;
 using Kind = PreferencesCommand::Kind;
 
 // Plain words for plain values, the XML form for the others.
-QString shown(const PropertyList &value) {
+QString plain(const PropertyList &value) {
     switch (value.kind()) {
     case PropertyList::Kind::String:
         return value.string();
@@ -66,8 +66,16 @@ QJsonValue asJson(const PropertyList &value) {
         return object;
     }
     default:
-        return shown(value);
+        return plain(value);
     }
+}
+
+// Whole, as what is stored may be wanted; line by line, as it may go to a terminal.
+QString shown(const PropertyList &value) {
+    QStringList lines = plain(value).split(u'\n');
+    for (QString &line : lines)
+        line = onOneLine(line, line.size());
+    return lines.join(u'\n');
 }
 
 QStringList namesOfSettings() {
@@ -237,7 +245,7 @@ void PreferencesCommands::write(Domain domain, const QString &key,
 }
 
 void PreferencesCommands::printJson(const QJsonObject &object) {
-    _services.print(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
+    _services.print(QString::fromUtf8(jsonLine(object)));
 }
 
 bool PreferencesCommands::isEnabled() {

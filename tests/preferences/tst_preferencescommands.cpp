@@ -359,6 +359,26 @@ private Q_SLOTS:
         QCOMPARE(_complaints, QStringList());
     }
 
+    // A phone gives itself its name, and whoever pairs it stores that.
+    void whatIsShownMovesNoCursor() {
+        const QString foreign = QStringLiteral("a\u202e\x1b[31mb\u009b");
+        _database->setValue(sharedDomain, QStringLiteral("key"), foreign);
+        _database->setValue(sharedDomain, QStringLiteral("keys"), PropertyList::List{foreign, 1});
+        run({QStringLiteral("get"), QStringLiteral("key")});
+        QCOMPARE(_printed, QStringList{QStringLiteral("a\\u202e\\x1b[31mb\\x9b")});
+        run({QStringLiteral("get"), QStringLiteral("keys")});
+        QVERIFY(_printed[0].contains(u"<string>a\\u202e\\x1b[31mb\\x9b</string>\n"));
+        run({QStringLiteral("get"), QStringLiteral("key"), QStringLiteral("--json")});
+        QVERIFY(_printed[0].contains(u"\"a\\u202e\\u001b[31mb\\u009b\""));
+    }
+
+    void aLongTextIsShownWhole() {
+        const QString lines = QString(5000, u'x') + u'\n' + QString(5000, u'y');
+        _database->setValue(sharedDomain, QStringLiteral("key"), lines);
+        run({QStringLiteral("get"), QStringLiteral("key")});
+        QCOMPARE(_printed, QStringList{lines});
+    }
+
     void aSettingAsJson() {
         run({QStringLiteral("get"), QStringLiteral("syncEnabled"), QStringLiteral("--json")});
         QCOMPARE(_status, 0);
