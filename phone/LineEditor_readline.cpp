@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include <unistd.h>
@@ -46,10 +47,13 @@ public:
     ~ReadlineEditor() override {
         if (_current != this)
             return;
+        // The next prompt of the shell begins its own line, and none of ours stays in front of it.
+        const bool isBlank = !_isPerforming && !_hasEnded && rl_end == 0;
+        if (isBlank)
+            rl_clear_visible_line();
         rl_callback_handler_remove();
         _current = nullptr;
-        // The next prompt of the shell begins its own line.
-        if (!_isPerforming)
+        if (!isBlank && !_isPerforming && !(_hasEnded && endsItsLine()))
             std::fputc('\n', _output.get());
         rl_instream = stdin;
         rl_outstream = stdout;
@@ -98,6 +102,8 @@ private:
         ReadlineEditor &editor = *_current;
         if (!line) {
             editor._hasEnded = true;
+            // Otherwise it shows the prompt once more.
+            rl_callback_handler_remove();
             return;
         }
         if (*line)
@@ -105,6 +111,13 @@ private:
         const bool wasPerforming = std::exchange(editor._isPerforming, true);
         editor._delegate.line(QByteArray(line.get()));
         editor._isPerforming = wasPerforming;
+    }
+
+    // At the end of the input the library begins a line only where it leaves the terminal's mode
+    // for pasted text.
+    static bool endsItsLine() {
+        const char *const mode = rl_variable_value("enable-bracketed-paste");
+        return mode && std::strcmp(mode, "on") == 0;
     }
 
     // The library knows one terminal, and calls back without a word of whose it is.

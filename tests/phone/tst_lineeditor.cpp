@@ -4,6 +4,7 @@
 #include "phone/LineEditor.h"
 
 #include <QTest>
+#include <QTimer>
 
 #include <fcntl.h>
 #include <pty.h>
@@ -27,6 +28,7 @@ private Q_SLOTS:
         _lines.clear();
         _shown.clear();
         _hasEnded = false;
+        _endsByLine = false;
         QCOMPARE(::openpty(&_master, &_slave, nullptr, nullptr, nullptr), 0);
         QCOMPARE(::fcntl(_master, F_SETFL, O_NONBLOCK), 0);
         LineEditor::Delegate delegate;
@@ -34,6 +36,9 @@ private Q_SLOTS:
             _lines.append(line);
             if (_answer)
                 _editor->print(*_answer);
+            // As a program does: not before its event loop runs again.
+            if (_endsByLine)
+                QTimer::singleShot(0, qApp, [this] { _editor.reset(); });
         };
         delegate.end = [this] {
             _hasEnded = true;
@@ -85,10 +90,26 @@ private Q_SLOTS:
         QTRY_COMPARE(_lines.value(2), QByteArray("one!"));
     }
 
+    // Before the next one: the library remembers for good that an input has ended.
+    void endsByALine() {
+        _endsByLine = true;
+        press("quit\r");
+        QTRY_VERIFY(!_editor);
+        QCOMPARE(_lines, QByteArrayList{"quit"});
+        // The prompt that came behind the line is gone again.
+        QCOMPARE(::write(_slave, "shell", 5), 5);
+        QVERIFY(shows("shell"));
+        const QByteArray last = _shown.sliced(_shown.lastIndexOf("phone> "));
+        QVERIFY(last.contains("\r\x1b[K"));
+        QVERIFY(last.endsWith("\rshell"));
+        QVERIFY(!last.contains('\n'));
+    }
+
     void endsByCtrlD() {
         press("\x04");
         QTRY_VERIFY(_hasEnded);
         QVERIFY(_lines.isEmpty());
+        QVERIFY(isFollowedByTheShell());
     }
 
     void printsAboveWhatIsBeingTyped() {
@@ -114,6 +135,11 @@ private Q_SLOTS:
     }
 
 private:
+    // No second prompt, and what comes next has a line of its own.
+    bool isFollowedByTheShell() {
+        return ::write(_slave, "shell", 5) == 5 && shows("shell") && _shown.count("phone> ") == 1 &&
+               _shown.endsWith("\r\nshell") && !_shown.endsWith("\n\r\nshell");
+    }
     void press(const QByteArray &keys) const {
         QCOMPARE(::write(_master, keys.constData(), size_t(keys.size())), ssize_t(keys.size()));
     }
@@ -137,6 +163,7 @@ private:
     QByteArray _shown;
     std::optional<QByteArray> _answer;
     bool _hasEnded = false;
+    bool _endsByLine = false;
 };
 
 QTEST_GUILESS_MAIN(LineEditorTest)
