@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 
 #include "app/Log.h"
-#include "app/LoggedNotice.h"
 #include "app/PackageUpdater.h"
 #include "app/ZRKClipmuleSyncApp.h"
+#include "model/ClipNotice.h"
 #include "platform/desktop/ActiveApplicationFactory.h"
 #include "platform/desktop/ApplicationInterface.h"
 #include "platform/desktop/Compositor.h"
@@ -14,6 +14,7 @@
 #include "platform/desktop/StatusInterface.h"
 #include "platform/desktop/StatusItem.h"
 #include "platform/dnssd/DnsSdFactory.h"
+#include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PrivateFolder.h"
 #include "platform/foundation/QtRunLoop.h"
@@ -154,6 +155,12 @@ private:
     std::weak_ptr<ZRKClipmuleStatusController> _statusController;
 };
 
+// Without a display. The log has it all: each refusal stands there in any case.
+class UnseenNotice final : public ClipNotice {
+public:
+    void displayMessage(const QString & /*text*/) override {}
+};
+
 // Everything that the agent runs on, each service in its real form. Members are destroyed in the
 // opposite order, the application first.
 class Agent {
@@ -272,7 +279,7 @@ private:
             return nullptr;
         return std::make_unique<Face>(_bundle, _display, *_sessionPrograms);
     }
-    ClipNotice &notice() { return _face ? static_cast<ClipNotice &>(*_face) : _logged; }
+    ClipNotice &notice() { return _face ? static_cast<ClipNotice &>(*_face) : _unseen; }
     // The installation folder is the preferences panel's bundle; the agent has its place in it.
     [[nodiscard]] Bundle agentBundle() const {
         return Bundle(_bundle.path() + QStringLiteral("/Contents/Resources/ClipmuleSync"));
@@ -320,7 +327,7 @@ private:
     std::unique_ptr<ActiveApplication> _activeApplication;
     std::unique_ptr<SessionPrograms> _sessionPrograms;
     std::unique_ptr<Face> _face;
-    LoggedNotice _logged;
+    UnseenNotice _unseen;
     PasteboardServices _pasteboardServices;
     std::optional<ApplicationDefaults> _applicationDefaults;
     std::unique_ptr<StatusInterface> _statusInterface = makeStatusInterface();
@@ -337,6 +344,11 @@ struct Arguments {
     /// A person started it, and wants to see something.
     bool show = false;
 };
+
+void complain(const QString &message) {
+    std::fprintf(stderr, "clipmule-sync: %s\n",
+                 qPrintable(onOneLine(message, CommandOptions::longestMessage)));
+}
 
 Arguments answerArguments(const QCoreApplication &application) {
     QCommandLineParser parser;
@@ -357,7 +369,7 @@ Arguments answerArguments(const QCoreApplication &application) {
         verboseOption, QStringLiteral("Writes a line to standard error for each thing that "
                                       "happens. Never what a clip contains.")));
     if (!parser.parse(application.arguments())) {
-        std::fprintf(stderr, "clipmule-sync: %s\n", qPrintable(parser.errorText()));
+        complain(parser.errorText());
         return {.exitStatus = 2};
     }
     if (parser.isSet(helpOption)) {
@@ -369,8 +381,8 @@ Arguments answerArguments(const QCoreApplication &application) {
         return {.exitStatus = 0};
     }
     if (!parser.positionalArguments().isEmpty()) {
-        std::fprintf(stderr, "clipmule-sync: unexpected argument: %s\n",
-                     qPrintable(parser.positionalArguments().constFirst()));
+        complain(QStringLiteral("unexpected argument: %1")
+                     .arg(parser.positionalArguments().constFirst()));
         return {.exitStatus = 2};
     }
     if (parser.isSet(verboseOption))

@@ -7,8 +7,9 @@
 
 namespace clipmule {
 
-/// The pasteboard of a session without a clipboard that we can reach: always empty, and what is
-/// written is gone. Says so once, at the first use.
+/// The pasteboard of a session without a clipboard that we can reach: always empty. Says so
+/// once, at the first use; and as what is written would be gone, commit() throws, so that whoever
+/// sent it is not told that it was pasted.
 class NullPasteboard final : public StagedPasteboard {
 public:
     void commit() override;

@@ -85,7 +85,7 @@ public:
     /// Writes the URL in the desktop's own form.
     virtual void writeUrl(const QUrl &url) = 0;
     /// Makes the staged contents the clipboard and moves the change count. Without a declareTypes()
-    /// before it nothing happens.
+    /// before it nothing happens. Throws PlatformException where there is no clipboard.
     virtual void commit() = 0;
 
     /// Whether anybody will read what others copy; nobody at first. While nobody will, no owner is

@@ -3,6 +3,7 @@
 
 #include "platform/pasteboard/NullPasteboard.h"
 
+#include "platform/foundation/PlatformException.h"
 #include "platform/pasteboard/Log.h"
 
 namespace clipmule {
@@ -10,6 +11,8 @@ namespace clipmule {
 void NullPasteboard::commit() {
     sayOnce();
     StagedPasteboard::commit();
+    throw PlatformException(QStringLiteral("PasteboardFailure"),
+                            QStringLiteral("there is no clipboard in this session"));
 }
 
 void NullPasteboard::publish() {

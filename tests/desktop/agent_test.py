@@ -381,6 +381,16 @@ class LifeTest(AgentTest):
         self.assertEqual(second.returncode, 0)
         self.assertIn("already running", second.stdout + second.stderr)
 
+    def test_wrong_arguments_are_told_without_control_characters(self):
+        for name in ("clipmule-sync", "clipmule-phone", "clipmule-preferences", "clipmule-inspect",
+                     "clipmule-filter"):
+            for argument in ("--none\x1b[31m\u202e", "none\x1b[31m\u202e"):
+                done = subprocess.run([BIN / name, argument], capture_output=True, text=True,
+                                      stdin=subprocess.DEVNULL, timeout=PATIENCE_SECONDS, check=False)
+                self.assertNotEqual(done.returncode, 0)
+                self.assertIn("none\\x1b[31m\\u202e", done.stderr)
+                self.assertNotIn("\x1b", done.stdout + done.stderr)
+
     def test_a_start_from_the_menu_shows_something(self):
         preferences = "com.zendrik.ClipmuleSync.Preferences"
 
@@ -423,6 +433,12 @@ class LifeTest(AgentTest):
         self.assertEqual(menu.returncode, 1)
         self.assertIn("without a display", menu.stderr)
         phone = self.connected_phone("Anna")
+        # There is nothing that it could be put on, which is told once, and not as a success.
+        phone.tell("text for nobody")
+        refused = "the clip from Anna could not be put on the clipboard"
+        until("refused clip", lambda: refused in self.preferences("status"))
+        self.assertIn("received: 0 bytes", self.preferences("status"))
+        self.assertEqual(self.times_logged(refused), 1)
         self.start_agent()
         self.assertEqual(first.process.wait(timeout=PATIENCE_SECONDS), 0)
         phone.event("end of the connection", lambda event: event.get("event") == "closed")

@@ -326,7 +326,7 @@ private Q_SLOTS:
         pasteboard.declareTypes({});
         pasteboard.setStringForType(QStringLiteral("x"), NSStringPboardType);
         QCOMPARE(pasteboard.types(), QStringList{NSStringPboardType});
-        pasteboard.commit();
+        QVERIFY_EXCEPTION_THROWN(pasteboard.commit(), PlatformException);
         QCOMPARE(pasteboard.types(), QStringList());
         QVERIFY(!pasteboard.stringForType(NSStringPboardType));
         bool isDone = false;
