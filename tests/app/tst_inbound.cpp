@@ -197,10 +197,10 @@ private Q_SLOTS:
         const auto ben = _agent->connectedPhone(u"Ben"_qs);
         QImage image(40, 30, QImage::Format_RGB32);
         image.fill(Qt::darkCyan);
-        const auto encoded = [](const QImage &image, const char *format) {
+        const auto encoded = [](const QImage &picture, const char *format) {
             QBuffer buffer;
             buffer.open(QIODevice::WriteOnly);
-            image.save(&buffer, format);
+            picture.save(&buffer, format);
             return buffer.data();
         };
         const QByteArray jpeg = encoded(image, "jpeg");

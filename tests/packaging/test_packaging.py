@@ -241,6 +241,8 @@ class Installation(unittest.TestCase):
         for program in PROGRAMS:
             self.assert_accepts("groff", "-man", "-ww", "-z", "-Tutf8", "-K", "utf8",
                                 self.only(f"share/man/man1/{program}.1"))
+            with open(self.only(f"share/man/man1/{program}.1"), encoding="utf-8") as page:
+                self.assertRegex(page.read(), r'(?m)^\.TH \S+ 1 [0-9]{4}-[0-9]{2}-[0-9]{2} "')
 
     def test_manual_pages_and_help_tell_of_the_same_options(self):
         for program in PROGRAMS:

@@ -68,11 +68,11 @@ private:
             say("done");
         } else if (name == "copy-data") {
             // Pairs of a target and its bytes, in hexadecimal.
-            auto *data = new QMimeData;
+            auto *offer = new QMimeData;
             for (qsizetype index = 1; index + 1 < words.size(); index += 2)
-                data->setData(QString::fromLatin1(words.at(index)),
-                              QByteArray::fromHex(words.at(index + 1)));
-            clipboard->setMimeData(data);
+                offer->setData(QString::fromLatin1(words.at(index)),
+                               QByteArray::fromHex(words.at(index + 1)));
+            clipboard->setMimeData(offer);
             say("done");
         } else if (name == "copy-uris") {
             auto mime = std::make_unique<QMimeData>();
