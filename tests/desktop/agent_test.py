@@ -174,7 +174,7 @@ class AgentTest(unittest.TestCase):
         self.assert_receives(phone, text)
 
     def assert_on_clipboard(self, text):
-        until(f"“{text}” on the clipboard", lambda: clipboard("UTF8_STRING").decode() == text)
+        until(f"“{text}” on the clipboard", lambda: clipboard("UTF8_STRING") == text.encode())
 
     def times_logged(self, text):
         self.log.flush()

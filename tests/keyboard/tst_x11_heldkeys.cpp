@@ -60,7 +60,9 @@ private Q_SLOTS:
         const auto connection = X11Connection::open(_display);
         QVERIFY(hasXTestSupport(*connection));
         XTestKeyboardEvents keyboard(connection);
-        // The window manager outside has to give the keys to the inner server first.
+        // The window manager outside has to give the keys to the inner server first: a key that
+        // went down before is no news to anybody afterwards.
+        QVERIFY(await([this] { return activeWindowOutside() != XCB_NONE; }));
         QVERIFY(await([&] {
             type(key, true);
             window.roundTrip();
@@ -103,6 +105,20 @@ private:
         xcb_test_fake_input(_outer->xcb(), isDown ? XCB_KEY_PRESS : XCB_KEY_RELEASE, quint8(key),
                             XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
         (void)_outer->reply(xcb_get_input_focus_reply, xcb_get_input_focus(_outer->xcb()));
+    }
+
+    [[nodiscard]] xcb_window_t activeWindowOutside() const {
+        constexpr std::string_view name = "_NET_ACTIVE_WINDOW";
+        const auto atom =
+            _outer->reply(xcb_intern_atom_reply,
+                          xcb_intern_atom(_outer->xcb(), 0, uint16_t(name.size()), name.data()));
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(_outer->xcb())).data->root;
+        const auto property = _outer->reply(
+            xcb_get_property_reply,
+            xcb_get_property(_outer->xcb(), 0, root, atom->atom, XCB_ATOM_WINDOW, 0, 1));
+        if (!property || xcb_get_property_value_length(property.get()) < int(sizeof(xcb_window_t)))
+            return XCB_NONE;
+        return *static_cast<const xcb_window_t *>(xcb_get_property_value(property.get()));
     }
 
     QtRunLoop _runLoop;

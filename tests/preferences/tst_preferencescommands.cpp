@@ -12,26 +12,14 @@
 #include "tests/kit/Settle.h"
 #include "tests/preferences/BrokenServices.h"
 #include "tests/preferences/FakeAgent.h"
+#include "tests/preferences/StoredSettings.h"
 
 #include <QHostAddress>
 #include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
-
-namespace {
-
-const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
-const QString agentDomain = QStringLiteral("com.zendrik.ClipmuleSync");
-const QString statisticsDomain = QStringLiteral("com.zendrik.ClipmuleSync.stats");
-const QString serverServices = QStringLiteral("serverServices");
-
-PropertyList phone(const QString &service, const QString &name) {
-    return PropertyList::Dictionary{{QStringLiteral("serverService"), service},
-                                    {QStringLiteral("serverName"), name}};
-}
-
-} // namespace
+using namespace clipmule::tests;
 
 class PreferencesCommandsTest : public QObject {
     Q_OBJECT
@@ -47,8 +35,6 @@ private Q_SLOTS:
         _environment.distributedNotifications = _notifications.get();
     }
     void cleanup() { _commands.reset(); }
-
-    // Phones.
 
     void aPhoneIsRegisteredAtTheEnd() {
         _database->setValue(sharedDomain, serverServices,
