@@ -41,10 +41,9 @@ private:
             const QDBusPendingReply<QStringList> reply = *watcher;
             watcher->deleteLater();
             _asking = false;
-            // A server that does not answer now may be another one next time.
-            if (reply.isError())
-                return;
-            _readsMarkup = reply.value().contains(QStringLiteral("body-markup"));
+            // A server that does not answer now may be another one next time, and is asked again.
+            if (!reply.isError())
+                _readsMarkup = reply.value().contains(QStringLiteral("body-markup"));
             send();
         });
     }
@@ -56,8 +55,8 @@ private:
             {QStringLiteral("transient"), true}};
         // The text is plain; where the body is markup, it must not be read as such.
         message << _title << _last << QStringLiteral("com.zendrik.ClipmuleSync") << _title
-                << (*_readsMarkup ? _text.toHtmlEscaped() : _text) << QStringList() << hints
-                << shownFor;
+                << (_readsMarkup.value_or(true) ? _text.toHtmlEscaped() : _text) << QStringList()
+                << hints << shownFor;
         auto *const watcher =
             new QDBusPendingCallWatcher(_bus.connection().asyncCall(message), &_bus);
         QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &_bus, [this, watcher] {

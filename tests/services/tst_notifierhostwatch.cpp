@@ -40,6 +40,13 @@ public:
 
     [[nodiscard]] QString introspect(const QString &) const override { return {}; }
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &bus) override {
+        if (message.member() == u"GetCapabilities") {
+            ++timesAsked;
+            QDBusConnection(bus).send(
+                knowsItself ? message.createReply(capabilities)
+                            : message.createErrorReply(QDBusError::UnknownMethod, QString()));
+            return true;
+        }
         messages.append(message);
         if (message.member() == u"Notify")
             QDBusConnection(bus).send(message.createReply(uint(messages.size() + 6)));
@@ -52,6 +59,10 @@ public:
     bool hostIsThere = false;
     bool silent = false;
     QList<QDBusMessage> messages;
+    // Of a server of notifications; without them it does not know the question.
+    QStringList capabilities;
+    bool knowsItself = true;
+    int timesAsked = 0;
 
 private:
     BusConnection _bus{BusConnection::Bus::Session};
@@ -215,6 +226,7 @@ private Q_SLOTS:
     // and how long, in milliseconds.
     void aMessageIsShownByTheDesktopInPlaceOfTheLastOne() {
         Peer desktop;
+        desktop.capabilities = {QStringLiteral("body"), QStringLiteral("body-markup")};
         QVERIFY(desktop.start(QStringLiteral("org.freedesktop.Notifications")));
         const auto notifications = makeDesktopNotifications();
         notifications->notify(QStringLiteral("Clipmule Sync"), QStringLiteral("<b> & more"));
@@ -234,6 +246,32 @@ private Q_SLOTS:
                    desktop.messages.constLast().arguments().at(1).toUInt() >= 7U;
         };
         QTRY_VERIFY(isReplaced());
+        QCOMPARE(desktop.timesAsked, 1);
+    }
+
+    void aDesktopWithoutMarkupGetsTheTextAsItIs() {
+        Peer desktop;
+        desktop.capabilities = {QStringLiteral("body")};
+        QVERIFY(desktop.start(QStringLiteral("org.freedesktop.Notifications")));
+        const auto notifications = makeDesktopNotifications();
+        notifications->notify(QStringLiteral("Clipmule Sync"), QStringLiteral("<b> & more"));
+        QTRY_COMPARE(desktop.messages.size(), 1);
+        QCOMPARE(desktop.messages.constFirst().arguments().at(4).toString(),
+                 QStringLiteral("<b> & more"));
+    }
+
+    void aDesktopThatDoesNotTellWhatItCanGetsTheMessageToo() {
+        Peer desktop;
+        desktop.knowsItself = false;
+        QVERIFY(desktop.start(QStringLiteral("org.freedesktop.Notifications")));
+        const auto notifications = makeDesktopNotifications();
+        notifications->notify(QStringLiteral("Clipmule Sync"), QStringLiteral("<b>"));
+        QTRY_COMPARE(desktop.messages.size(), 1);
+        QCOMPARE(desktop.messages.constFirst().arguments().at(4).toString(),
+                 QStringLiteral("&lt;b&gt;"));
+        notifications->notify(QStringLiteral("Clipmule Sync"), QStringLiteral("more"));
+        QTRY_COMPARE(desktop.messages.size(), 2);
+        QCOMPARE(desktop.timesAsked, 2);
     }
 
     void withoutADesktopAMessageIsLost() {
