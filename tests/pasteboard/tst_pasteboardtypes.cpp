@@ -188,6 +188,9 @@ private Q_SLOTS:
             {{NSURLPboardType, urlBytes("http://a.org/")}, {publicUrlName, "A"}});
         row("web URL that is its own title", Meaning::MozillaUrl, "text/x-moz-url",
             utf16(u"http://a.org/\nhttp://a.org/"), {{NSURLPboardType, urlBytes("http://a.org/")}});
+        row("web URL, ended by NUL", Meaning::MozillaUrl, "text/x-moz-url",
+            utf16(u"http://a.org/\nAb") + QByteArray(4, '\0'),
+            {{NSURLPboardType, urlBytes("http://a.org/")}, {publicUrlName, "Ab"}});
         row("script in place of a URL", Meaning::MozillaUrl, "text/x-moz-url",
             utf16(u"javascript:x\nX"),
             {{QStringLiteral("text/x-moz-url"), utf16(u"javascript:x\nX")}});
@@ -409,6 +412,34 @@ private Q_SLOTS:
             PropertyListSerialization::binary(PropertyList::List{link, QString()})));
         const PasteboardContents contents({{PasteboardType::NSURLPboardType, link.toUtf8()}});
         QVERIFY(PasteboardTypes::offers(contents).isEmpty());
+    }
+
+    void onlyListsOfPathsAreFiles() {
+        using namespace PasteboardReadings;
+        const auto files = [](const PropertyList &value) {
+            return propertyList(PasteboardType::NSFilenamesPboardType,
+                                PropertyListSerialization::xml(value));
+        };
+        const PropertyList text(QStringLiteral("/a"));
+        QVERIFY(files(PropertyList::List{text}));
+        QVERIFY(!files(text));
+        QVERIFY(!propertyList(PasteboardType::NSFilenamesPboardType, QByteArray()));
+        // Of other types any value may be.
+        QVERIFY(propertyList(QStringLiteral("com.example.thing"),
+                             PropertyListSerialization::xml(text)) == text);
+        QCOMPARE(fileNames(PropertyListSerialization::xml(
+                     PropertyList::List{7, QStringLiteral("b"), text, QString()})),
+                 QStringList(QStringLiteral("/a")));
+    }
+
+    void addressesThatAreNone_data() {
+        QTest::addColumn<QByteArray>("data");
+        for (const char *text : {"", "a.org/b", "//a.org/", "http://[", "http://a:x/", "%%%:"})
+            QTest::newRow(text) << QByteArray(text);
+    }
+    void addressesThatAreNone() {
+        QFETCH(QByteArray, data);
+        QVERIFY(!PasteboardReadings::url(data));
     }
 
     void lengthsThatAreRead() {
