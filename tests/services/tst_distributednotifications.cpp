@@ -198,6 +198,16 @@ private Q_SLOTS:
         QVERIFY(delivered == false);
     }
 
+    // It asks whether anybody got it.
+    void whoOnlyPostsIsNotWarnedOfTheMissingBus() {
+        const auto poster = makeDBusDistributedNotifications();
+        poster->post(name, object, {});
+        std::optional<bool> delivered;
+        poster->whenDelivered([&](bool answer) { delivered = answer; });
+        _runLoop.runOnce();
+        QVERIFY(delivered == false);
+    }
+
     void theBusMayComeBack() {
         QVERIFY(_bus.start());
         const auto agent = makeDBusDistributedNotifications();
