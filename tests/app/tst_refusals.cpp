@@ -127,6 +127,14 @@ private Q_SLOTS:
         QVERIFY(!refusals.add(damaged(u"Anna"_qs)));
     }
 
+    void whatIsNoLongerListedIsToldOfAgain() {
+        Refusals refusals;
+        (void)refusals.add(damaged(u"Anna"_qs));
+        for (int i = 0; i < Refusals::mostKept; ++i)
+            (void)refusals.add(damaged(QString::number(i)));
+        QVERIFY(refusals.add(damaged(u"Anna"_qs)));
+    }
+
     void everyCopyIsToldOf() {
         Refusals refusals;
         QVERIFY(refusals.add(copied()));

@@ -216,10 +216,17 @@ private Q_SLOTS:
 
     void withoutStreamsItIsTriedAgain() {
         _fixture->noStreams = true;
+        auto delegate = _fixture->recordingDelegate();
+        QString failure;
+        delegate.clientServiceDidChangeConnection = [&](NetService &, const QString &told) {
+            failure = told;
+        };
+        client().setDelegate(delegate);
         client().start();
         QTest::ignoreMessage(QtWarningMsg, "FAILED TO GET STREAM");
         _fixture->appear(phone);
         QCOMPARE(events(), QStringList());
+        QCOMPARE(failure, QStringLiteral("no connection could be made"));
         QVERIFY(!client().isConnected());
         _fixture->noStreams = false;
         _fixture->runLoop.advance(ZRKNetServiceClient::reconnectInterval);
@@ -471,6 +478,43 @@ private Q_SLOTS:
                      QStringLiteral("closed, by the peer"), QStringLiteral("resolved, ") + place,
                      QStringLiteral("connecting to ") + place, QStringLiteral("connected"),
                      QStringLiteral("gone"), QStringLiteral("closed, from here")}));
+    }
+
+    void whyAConnectionEndedIsToldOnRequest() {
+        static QStringList reasons;
+        reasons.clear();
+        QLoggingCategory::setFilterRules(QStringLiteral("clipmule.net.debug=true"));
+        const auto before =
+            qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &line) {
+                if (line.contains(u"closed"))
+                    reasons += line;
+            });
+        const auto restore = qScopeGuard([&] {
+            qInstallMessageHandler(before);
+            QLoggingCategory::setFilterRules({});
+        });
+        const auto reconnect = [this] {
+            _fixture->runLoop.advance(ZRKNetServiceClient::reconnectDelay);
+            kit::settle(_fixture->runLoop);
+        };
+        _fixture->holdConnections = true;
+        client().start();
+        _fixture->appear(phone);
+        _fixture->connection().fail();
+        kit::settle(_fixture->runLoop);
+        _fixture->holdConnections = false;
+        reconnect();
+        _fixture->connection().fail();
+        kit::settle(_fixture->runLoop);
+        reconnect();
+        QByteArray header(StreamFrame::headerSize, '\0');
+        StreamFrame::writeObjectHeader(header.data(), ZRKStreamHandler::largestPayload + 1);
+        _fixture->connection().feed(header);
+        kit::settle(_fixture->runLoop);
+        const QString closed = QStringLiteral("\"A Phone\": closed, ");
+        QCOMPARE(reasons, (QStringList{closed + QStringLiteral("no address answered"),
+                                       closed + QStringLiteral("the connection failed"),
+                                       closed + QStringLiteral("a frame is too large")}));
     }
 
 private:
