@@ -27,7 +27,8 @@ private Q_SLOTS:
 
     void aFixedFrameIsMadeOnce() {
         const OutputObject object = OutputObject::fixed(PropertyList(QStringLiteral("text")));
-        const OutputObject copy = object;
+        const QList<OutputObject> copies{object};
+        const OutputObject &copy = copies.constFirst();
         QVERIFY(copy.isSameAs(object));
         // QCOMPARE would compare what is at the two addresses.
         const QByteArray first = object.frame();
