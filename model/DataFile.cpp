@@ -77,7 +77,7 @@ void write(const QString &path, const QByteArray &bytes, qint64 limit) {
     if (!makeFolder(QFileInfo(path).path()))
         raise(QStringLiteral("the folder of %1 cannot be made").arg(path));
     // For the owner alone from the beginning. It replaces a link; a QSaveFile would follow it.
-    QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
+    QTemporaryFile file(path + QStringLiteral(".part-XXXXXX"));
     if (!file.open() || file.write(bytes) != bytes.size() || !file.flush() ||
         ::fdatasync(file.handle()) != 0)
         raise(QStringLiteral("%1: %2").arg(path, file.errorString()));

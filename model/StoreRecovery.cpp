@@ -32,11 +32,12 @@ const QRegularExpression &setAsideName() {
     return name;
 }
 
-// As QTemporaryFile makes them. Without a capital it might be somebody's ".backup".
+// What a write that was cut short leaves. Earlier versions wrote no "part-" before the random
+// letters; without a capital among those it might be somebody's ".backup".
 const QRegularExpression &temporaryName() {
     static const QRegularExpression name(
         QStringLiteral("^(Main\\.clipboard|Custom\\.clipboards|(Main|%1)\\.clipboardItems|"
-                       "%1\\.(imageData|nativeDictionary))\\.(?=[a-z]*[A-Z])[A-Za-z]{6}$")
+                       "%1\\.(imageData|nativeDictionary))\\.(part-|(?=[a-z]*[A-Z]))[A-Za-z]{6}$")
             .arg(uuid));
     return name;
 }

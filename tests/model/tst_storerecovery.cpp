@@ -221,11 +221,14 @@ private Q_SLOTS:
                                   QStringLiteral("Main.clipboard.VtwPdb"),
                                   QStringLiteral("Custom.clipboards.aaaaaB"),
                                   QStringLiteral("Main.clipboardItems.ABCDEF"),
-                                  id + QStringLiteral(".imageData.abcDef")};
+                                  id + QStringLiteral(".imageData.abcDef"),
+                                  id + QStringLiteral(".imageData.part-abcdef")};
         const QStringList strangers{QStringLiteral("holiday.imageData"),
                                     id.toLower() + QStringLiteral(".imageData"),
                                     id + QStringLiteral(".imageData.backup"),
-                                    id + QStringLiteral(".png"), QStringLiteral("letter.txt")};
+                                    id + QStringLiteral(".imageData.part-1"),
+                                    id + QStringLiteral(".png"),
+                                    QStringLiteral("letter.txt")};
         for (const QString &name : orphans + strangers)
             _fixture->write(name, "x");
         QVERIFY(QFile::link(QStringLiteral("letter.txt"),
