@@ -5,6 +5,7 @@
 
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/PasteboardReadings.h"
+#include "platform/pasteboard/PasteboardTypes.h"
 
 namespace clipmule {
 
@@ -29,15 +30,18 @@ PasteboardFingerprint::PasteboardFingerprint(const PasteboardContents &contents)
             add(Reading::Url, url->toEncoded());
             if (!contents.data(NSStringPboardType))
                 _urlAsText = markOf(url->toEncoded());
+            if (const auto html = PasteboardTypes::anchor(contents))
+                _urlAsHtml = markOf(*html);
         }
     }
 }
 
 bool PasteboardFingerprint::isWithin(const PasteboardFingerprint &other) const {
     for (auto reading = _readings.cbegin(); reading != _readings.cend(); ++reading) {
-        const bool isUrlAsText =
-            reading.key() == Reading::Text && reading.value() == other._urlAsText;
-        if (!isUrlAsText && !other._readings.contains(reading.key(), reading.value()))
+        const bool isUrl =
+            (reading.key() == Reading::Text && reading.value() == other._urlAsText) ||
+            (reading.key() == Reading::Html && reading.value() == other._urlAsHtml);
+        if (!isUrl && !other._readings.contains(reading.key(), reading.value()))
             return false;
     }
     return !_readings.isEmpty();

@@ -33,8 +33,9 @@ private:
 
     // One reading may have several forms: an image as PNG and as TIFF.
     QMultiHash<Reading, Mark> _readings;
-    // A URL alone is offered as text too.
+    // A URL alone is offered as text and as a link in HTML, too.
     std::optional<Mark> _urlAsText;
+    std::optional<Mark> _urlAsHtml;
 };
 
 } // namespace clipmule

@@ -5,16 +5,36 @@
 
 #include <QString>
 
+/// What each name of clipboard contents on this desktop is to the program: the table that
+/// everything else asks. It stands at the top of PasteboardTargets.cpp.
 namespace clipmule::PasteboardTargets {
 
-/// Targets of the selection protocol itself and those that tell about the owner or name its
-/// resources in the display server: never contents.
-[[nodiscard]] bool isProtocol(const QString &target);
+/// What contents are, whatever their owner calls them. All raster images are one meaning, all names
+/// of plain text another.
+enum class Meaning { Text, Html, Rtf, Image, UriList, MozillaUrl, Other };
 
-/// Contents that mean something only while their owner lives or inside it: pointers, keys of
-/// file transfers, a toolkit's placeholder, the place that they were copied from. Useless
-/// elsewhere, harmful when offered again, and nobody's business.
-[[nodiscard]] bool isBoundToItsSession(const QString &target);
+/// What is done with a target that an owner offers.
+enum class Role {
+    Reading,   ///< fetched for its meaning, unless a better name for that was answered
+    Native,    ///< fetched, and kept under its own name
+    Protocol,  ///< the selection protocol, the owner or its resources: never contents
+    Session,   ///< useful only while the owner lives, or inside it: keys, pointers, placeholders
+    Origin,    ///< where the contents were copied from: addresses, paths, tokens
+    Duplicate, ///< what another target of the same owner says as well, in a form that is read
+    Picture,   ///< a bulky picture of contents that travel as what they are
+};
+
+struct Target {
+    Role role = Role::Native;
+    Meaning meaning = Meaning::Other;
+    /// Among the names of one meaning; the lowest is the best and asked for first.
+    int rank = 0;
+};
+[[nodiscard]] Target find(const QString &target);
+
+/// Whether it is not to be asked for, nor offered again when a phone sends it: Protocol, Session
+/// and Origin.
+[[nodiscard]] bool isNobodysBusiness(const QString &target);
 
 /// Lists of files and links under any of the names that file managers and browsers know them by.
 [[nodiscard]] bool namesFiles(const QString &target);

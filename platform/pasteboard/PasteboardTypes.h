@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/pasteboard/PasteboardContents.h"
+#include "platform/pasteboard/PasteboardTargets.h"
 
 namespace clipmule {
 
@@ -19,7 +20,7 @@ constexpr int maximumTargets = 256;
 constexpr qsizetype maximumUriListBytes = 1024 * 1024;
 constexpr int maximumUriListLines = 4096;
 
-enum class Meaning { Text, Html, Rtf, Image, UriList, MozillaUrl, Other };
+using PasteboardTargets::Meaning;
 
 /// One thing to ask the owner for: the targets that carry the same, best first. The next one is
 /// asked for only when the one before it was refused.
@@ -29,10 +30,12 @@ struct Request {
     friend bool operator==(const Request &, const Request &) = default;
 };
 
-/// What to ask for, in the owner's order: all text under one request, all raster images under one,
-/// nothing for protocol targets, duplicates, and what has a meaning inside its own process or
-/// session only.
+/// What to ask for, in the owner's order: one request for each meaning, one for each target without
+/// any, and nothing for what the table of targets leaves with its owner.
 [[nodiscard]] QList<Request> requests(const QStringList &targets);
+/// Contents that are not asked for all the same, in the owner's order, no name twice. An owner that
+/// has nothing else has something, though nothing that travels.
+[[nodiscard]] QStringList leftOut(const QStringList &targets);
 
 /// What an owner answered. Text and HTML are UTF-8 already (ClipboardText.h). Without bytes, a
 /// target that is only known to be offered.
@@ -62,8 +65,13 @@ struct Offer {
 ///
 /// The contents came from another machine, and file managers act on what is pasted. Files are those
 /// of NSFilenamesPboardType and no others: stored lists of them under the desktop's own names are
-/// left out, and a URL goes out as a list only when it is one of the web and names no program.
+/// left out, and a URL goes out as a link and as text only.
 [[nodiscard]] QList<Offer> offers(const PasteboardContents &contents);
+
+/// The URL of the contents as a link in HTML, which is offered where they have no HTML of their
+/// own. Nothing without a URL, for one whose scheme may start a program, and where the contents'
+/// text has more lines than the link's. ASCII.
+[[nodiscard]] std::optional<QByteArray> anchor(const PasteboardContents &contents);
 
 /// The MIME type of an image's bytes, by their first ones; empty when they are of no known format.
 [[nodiscard]] QString imageTypeOf(const QByteArray &data);

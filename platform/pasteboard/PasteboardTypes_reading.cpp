@@ -17,70 +17,6 @@ namespace clipmule::PasteboardTypes {
 
 namespace {
 
-// Lower is better; -1 is no text. Owners that offer several of them mean the same by each, but the
-// later ones lose characters, and GTK makes CR LF of line ends in all that are MIME types.
-int textRank(const QString &target) {
-    if (target == u"UTF8_STRING")
-        return 0;
-    if (target == u"STRING")
-        return 5;
-    if (target == u"TEXT")
-        return 6;
-    if (target == u"COMPOUND_TEXT")
-        return 7;
-    if (target == u"text/unicode")
-        return 2;
-    const QString lower = target.toLower();
-    if (lower == u"text/plain")
-        return 4;
-    if (!lower.startsWith(u"text/plain;"))
-        return -1;
-    if (lower.contains(u"charset=utf-8") || lower.contains(u"charset=\"utf-8\""))
-        return 1;
-    return 3;
-}
-
-// Lossless and wide-spread first: the one that is fetched.
-int imageRank(const QString &target) {
-    static const QStringList best{QStringLiteral("image/png"),  QStringLiteral("image/tiff"),
-                                  QStringLiteral("image/jpeg"), QStringLiteral("image/webp"),
-                                  QStringLiteral("image/gif"),  QStringLiteral("image/bmp")};
-    // Names of old for one that is an image as well.
-    const bool isIcon = target == u"application/ico" || target == u"text/ico";
-    if (!isIcon && (!target.startsWith(u"image/") || target.startsWith(u"image/svg")))
-        return -1;
-    const qsizetype rank = best.indexOf(target);
-    return int(rank < 0 ? best.size() : rank);
-}
-
-Meaning meaningOf(const QString &target) {
-    if (textRank(target) >= 0)
-        return Meaning::Text;
-    if (target == u"text/html" || target.startsWith(u"text/html;"))
-        return Meaning::Html;
-    if (target == u"text/rtf" || target == u"application/rtf")
-        return Meaning::Rtf;
-    if (imageRank(target) >= 0)
-        return Meaning::Image;
-    if (target == u"text/uri-list")
-        return Meaning::UriList;
-    if (target == u"text/x-moz-url")
-        return Meaning::MozillaUrl;
-    return Meaning::Other;
-}
-
-void sortByRank(Request &request) {
-    const auto by = [&](int (*rank)(const QString &)) {
-        std::stable_sort(
-            request.targets.begin(), request.targets.end(),
-            [rank](const QString &left, const QString &right) { return rank(left) < rank(right); });
-    };
-    if (request.meaning == Meaning::Text)
-        by(textRank);
-    else if (request.meaning == Meaning::Image)
-        by(imageRank);
-}
-
 bool isThisHost(const QString &host) {
     return host.isEmpty() || host == u"localhost" ||
            host.compare(QSysInfo::machineHostName(), Qt::CaseInsensitive) == 0;
@@ -127,9 +63,7 @@ private:
             setOnce(PasteboardType::NSRTFPboardType, data);
             break;
         case Meaning::Image:
-            setOnce(target == u"image/png" ? PasteboardType::publicPng
-                                           : PasteboardType::NSTIFFPboardType,
-                    data);
+            setOnce(PasteboardType::NSTIFFPboardType, data);
             break;
         case Meaning::UriList:
             if (!addUriList(data))
@@ -198,26 +132,43 @@ private:
 } // namespace
 
 QList<Request> requests(const QStringList &targets) {
+    using PasteboardTargets::Role;
     QList<Request> requests;
     for (const QString &target :
          targets.first(std::min<qsizetype>(targets.size(), maximumTargets))) {
-        if (target.isEmpty() || PasteboardTargets::isProtocol(target) ||
-            PasteboardTargets::isBoundToItsSession(target))
+        const auto [role, meaning, rank] = PasteboardTargets::find(target);
+        if (target.isEmpty() || (role != Role::Reading && role != Role::Native))
             continue;
-        const Meaning meaning = meaningOf(target);
-        const auto same =
-            std::find_if(requests.begin(), requests.end(), [&](const Request &request) {
-                return meaning == Meaning::Other ? request.targets.first() == target
-                                                 : request.meaning == meaning;
+        const auto same = std::find_if(
+            requests.begin(), requests.end(), [&, &sought = meaning](const Request &one) {
+                return sought == Meaning::Other ? one.targets.first() == target
+                                                : one.meaning == sought;
             });
         if (same == requests.end())
             requests.append({meaning, {target}});
         else if (!same->targets.contains(target))
             same->targets.append(target);
     }
-    for (Request &request : requests)
-        sortByRank(request);
+    for (Request &request : requests) {
+        std::stable_sort(request.targets.begin(), request.targets.end(),
+                         [](const QString &left, const QString &right) {
+                             return PasteboardTargets::find(left).rank <
+                                    PasteboardTargets::find(right).rank;
+                         });
+    }
     return requests;
+}
+
+QStringList leftOut(const QStringList &targets) {
+    using PasteboardTargets::Role;
+    QStringList names;
+    for (const QString &target :
+         targets.first(std::min<qsizetype>(targets.size(), maximumTargets))) {
+        const Role role = PasteboardTargets::find(target).role;
+        if ((role == Role::Duplicate || role == Role::Picture) && !names.contains(target))
+            names.append(target);
+    }
+    return names;
 }
 
 PasteboardContents contents(const QList<Answer> &answers) {

@@ -44,14 +44,60 @@ bool namesAProgram(const QUrl &url) {
     return endings.contains(name.section(u'.', -1));
 }
 
+// Schemes that a pasted link may have: those that only show something or begin a letter or a call.
+bool isForAnchors(const QUrl &url) {
+    static const QStringList schemes{QStringLiteral("http"), QStringLiteral("https"),
+                                     QStringLiteral("mailto"), QStringLiteral("tel")};
+    return schemes.contains(url.scheme());
+}
+
+// Without a word on the encoding, which readers of HTML guess differently: all of it is ASCII.
+QString escapedHtml(const QString &text) {
+    QString html;
+    for (const char32_t character : text.toHtmlEscaped().toUcs4()) {
+        if (character < 0x80)
+            html += QChar(char16_t(character));
+        else
+            html += QStringLiteral("&#%1;").arg(uint(character));
+    }
+    return html;
+}
+
+struct Link {
+    QUrl url;
+    QString address;
+    QString text;  // on one line
+    QString title; // on one line
+    bool isPartOfText = false;
+};
+
+std::optional<Link> linkIn(const PasteboardContents &contents) {
+    const auto data = contents.data(PasteboardType::NSURLPboardType);
+    const auto url = data ? PasteboardReadings::url(*data) : std::nullopt;
+    if (!url)
+        return std::nullopt;
+    Link link{*url, QString::fromLatin1(url->toEncoded()), {}, {}};
+    if (const auto string = contents.data(PasteboardType::NSStringPboardType)) {
+        const QString text = QString::fromUtf8(*string).trimmed();
+        // A link in place of several lines would lose them.
+        link.isPartOfText = text.contains(u'\n') || text.contains(u'\r');
+        link.text = text;
+    }
+    if (const auto name = contents.data(PasteboardType::publicUrlName))
+        link.title = QString::fromUtf8(*name).simplified();
+    if (link.title.isEmpty())
+        link.title = link.text.isEmpty() ? link.address : link.text;
+    if (link.text.isEmpty())
+        link.text = link.title;
+    return link;
+}
+
 class OfferBuilder {
 public:
     explicit OfferBuilder(const PasteboardContents &contents)
         : _contents(contents) {
         if (const auto data = contents.data(PasteboardType::NSFilenamesPboardType))
             _files = PasteboardReadings::fileNames(*data);
-        if (const auto data = contents.data(PasteboardType::NSURLPboardType))
-            _url = PasteboardReadings::url(*data);
     }
 
     QList<Offer> build() {
@@ -132,28 +178,26 @@ private:
         offer(QStringLiteral("x-special/gnome-copied-files"), copied);
     }
 
+    // Never as text/uri-list, though that is the name of URLs among MIME types: rich text fields
+    // see a file in it, text documents link themselves to the address, file managers fetch it.
     void addUrl() {
-        if (!_url)
+        const std::optional<Link> link = linkIn(_contents);
+        if (!link)
             return;
-        const QByteArray encoded = _url->toEncoded();
-        const QString text = QString::fromLatin1(encoded);
-        // Programs that are made with Qt, file managers among them, take both for a list of files.
-        if (isOfTheWeb(*_url) && !namesAProgram(*_url)) {
-            if (_files.isEmpty())
-                offer(QStringLiteral("text/uri-list"), encoded + "\r\n");
-            QString title = text;
-            if (const auto name = _contents.data(PasteboardType::publicUrlName))
-                title = QString::fromUtf8(*name).simplified();
+        // Programs that are made with Qt, file managers among them, take it for a list of files.
+        if (!link->isPartOfText && isOfTheWeb(link->url) && !namesAProgram(link->url)) {
             QStringEncoder utf16(QStringEncoder::Utf16LE);
-            offer(QStringLiteral("text/x-moz-url"), utf16(text + u'\n' + title));
+            offer(QStringLiteral("text/x-moz-url"), utf16(link->address + u'\n' + link->title));
         }
+        if (const auto html = anchor(_contents))
+            offer(QStringLiteral("text/html"), *html);
         if (!_contents.data(PasteboardType::NSStringPboardType))
-            addText(text);
+            addText(link->address);
     }
 
     [[nodiscard]] static bool isPassedOn(const QString &target) {
-        return PasteboardTargets::isValidName(target) && !PasteboardTargets::isProtocol(target) &&
-               !PasteboardTargets::isBoundToItsSession(target) &&
+        return PasteboardTargets::isValidName(target) &&
+               !PasteboardTargets::isNobodysBusiness(target) &&
                !PasteboardTargets::namesFiles(target);
     }
 
@@ -172,7 +216,6 @@ private:
     };
     const PasteboardContents &_contents;
     QStringList _files;
-    std::optional<QUrl> _url;
     QList<Named> _images;
     QList<Named> _others;
     QList<Offer> _offers;
@@ -182,6 +225,15 @@ private:
 
 QList<Offer> offers(const PasteboardContents &contents) {
     return OfferBuilder(contents).build();
+}
+
+std::optional<QByteArray> anchor(const PasteboardContents &contents) {
+    const std::optional<Link> link = linkIn(contents);
+    if (!link || link->isPartOfText || !isForAnchors(link->url) ||
+        contents.data(PasteboardType::publicHtml))
+        return std::nullopt;
+    return "<a href=\"" + escapedHtml(link->address).toLatin1() + "\">" +
+           escapedHtml(link->text).toLatin1() + "</a>";
 }
 
 QString imageTypeOf(const QByteArray &data) {

@@ -43,6 +43,10 @@ int priority(const PasteboardTypes::Request &request) {
     return 7;
 }
 
+bool isNative(const PasteboardTypes::Request &request) {
+    return request.meaning == PasteboardTypes::Meaning::Other;
+}
+
 bool isEssential(const PasteboardTypes::Request &request) {
     return priority(request) < 7;
 }
@@ -82,6 +86,7 @@ void X11SelectionReader::start(xcb_timestamp_t time, Completion completion) {
     _completion = std::move(completion);
     _time = time;
     _bytes = 0;
+    _nativeBytes = 0;
     _isMute = false;
     _totalTimer = RunLoop::current().performAfter(totalLimit, [this] { totalTimedOut(); });
     _isReadingTargets = true;
@@ -213,7 +218,12 @@ void X11SelectionReader::propertyArrived(const xcb_get_property_reply_t *reply, 
 }
 
 qint64 X11SelectionReader::spaceLeft() const {
-    return _isReadingTargets ? targetListBytes - _targetBytes : byteLimit - _bytes - _targetBytes;
+    if (_isReadingTargets)
+        return targetListBytes - _targetBytes;
+    const qint64 left = byteLimit - _bytes;
+    return (isNative(_fetches.front().request) ? std::min(left, nativeByteLimit - _nativeBytes)
+                                               : left) -
+           _targetBytes;
 }
 
 bool X11SelectionReader::append(const xcb_get_property_reply_t &reply) {
@@ -252,6 +262,8 @@ void X11SelectionReader::targetDone() {
     if (data.isNull())
         data = QByteArray("");
     _bytes += _targetBytes;
+    if (isNative(fetch.request))
+        _nativeBytes += _targetBytes;
     _answers.insert(fetch.position,
                     {fetch.request.meaning, fetch.request.targets.at(fetch.candidate), data});
     fetchNext();
@@ -283,8 +295,12 @@ void X11SelectionReader::targetTooLarge() {
     }
     const Fetch fetch = std::move(_fetches.front());
     _fetches.pop_front();
-    qCWarning(logPasteboard, "the clipboard's %s is larger than %lld bytes and is left out",
-              qUtf8Printable(cutForLog(fetch.request.targets.at(fetch.candidate))), byteLimit);
+    const QString name = cutForLog(fetch.request.targets.at(fetch.candidate));
+    if (isNative(fetch.request))
+        qCDebug(logPasteboard).noquote() << "the clipboard's" << name << "is too large for a clip";
+    else
+        qCWarning(logPasteboard, "the clipboard's %s is larger than %lld bytes and is left out",
+                  qUtf8Printable(name), byteLimit);
     leaveOut(fetch);
     fetchNext();
 }
@@ -341,6 +357,8 @@ void X11SelectionReader::namesArrived() {
     int position = 0;
     for (PasteboardTypes::Request &request : PasteboardTypes::requests(targets))
         _fetches.push_back({std::move(request), position++});
+    for (const QString &target : PasteboardTypes::leftOut(targets))
+        _answers.insert(position++, {PasteboardTypes::Meaning::Other, target, std::nullopt});
     std::stable_sort(_fetches.begin(), _fetches.end(), [](const Fetch &left, const Fetch &right) {
         return priority(left.request) < priority(right.request);
     });

@@ -32,8 +32,10 @@ public:
     /// of a list that is cut off nobody knows whether the contents are marked as secret.
     static constexpr qint64 targetListBytes = 256 * 1024;
     /// All targets together: an image of 64 MiB with its text and markup beside it. The largest
-    /// clip that travels has 10 MB; the full-size image of a reduced one stays on this computer.
+    /// clip that travels has 10 MB, but a photo is fetched whole to be reduced.
     static constexpr qint64 byteLimit = 96 * 1024 * 1024;
+    /// Of these, the targets that only desktops read: no more than the largest clip that travels.
+    static constexpr qint64 nativeByteLimit = 10'000'000;
     /// One request for a part of a property. What is in memory at once on top of the contents, and
     /// what one turn of the run loop copies.
     static constexpr quint32 chunkBytes = 256 * 1024;
@@ -121,8 +123,9 @@ private:
     qsizetype _namesToCome = 0;
     std::deque<Fetch> _fetches;
     QMap<int, PasteboardTypes::Answer> _answers;
-    bool _isMute = false; // for some target
-    qint64 _bytes = 0;    // of the answers so far
+    bool _isMute = false;    // for some target
+    qint64 _bytes = 0;       // of the answers so far
+    qint64 _nativeBytes = 0; // of these, of targets without a meaning
 
     qint64 _targetBytes = 0; // of the target that is arriving
     QByteArray _data;

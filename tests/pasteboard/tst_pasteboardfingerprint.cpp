@@ -69,6 +69,16 @@ private Q_SLOTS:
         QVERIFY(!url.isWithin(text));
         QVERIFY(PasteboardFingerprint().isEmpty());
     }
+
+    void urlIsALinkInHtmlToo() {
+        const PasteboardFingerprint url(PasteboardContents({{NSURLPboardType, "http://a.org/"}}));
+        const QByteArray link = "<a href=\"http://a.org/\">http://a.org/</a>";
+        const PasteboardFingerprint taken(
+            PasteboardContents({{NSStringPboardType, "http://a.org/"}, {publicHtml, link}}));
+        QVERIFY(taken.isWithin(url));
+        const PasteboardFingerprint other(PasteboardContents({{publicHtml, link + "!"}}));
+        QVERIFY(!other.isWithin(url));
+    }
 };
 
 QTEST_GUILESS_MAIN(PasteboardFingerprintTest)

@@ -21,10 +21,6 @@ const QByteArray png = QByteArray::fromHex("89504e470d0a1a0a0000000d49484452");
 const QByteArray jpeg = QByteArray::fromHex("ffd8ffe000104a464946");
 const QByteArray tiff = QByteArray::fromHex("49492a0008000000");
 
-QStringList names(const char *spaced) {
-    return QString::fromLatin1(spaced).split(u' ', Qt::SkipEmptyParts);
-}
-
 QByteArray utf16(const char16_t *text) {
     QStringEncoder encoder(QStringEncoder::Utf16LE);
     return encoder(QStringView(text));
@@ -39,15 +35,6 @@ QByteArray fileList(const QStringList &paths) {
 
 QByteArray urlBytes(const char *url) {
     return PasteboardReadings::urlData(QUrl(QString::fromLatin1(url)));
-}
-
-// The targets of an owner's first request of that kind, the one asked for first in front.
-QStringList askedFor(const QStringList &targets, Meaning meaning) {
-    for (const PasteboardTypes::Request &request : PasteboardTypes::requests(targets)) {
-        if (request.meaning == meaning)
-            return request.targets;
-    }
-    return {};
 }
 
 QStringList targetsOf(const QList<Offer> &offers) {
@@ -75,68 +62,6 @@ private Q_SLOTS:
 
     // Reading
 
-    void asksForTheBestTargetFirst_data() {
-        QTest::addColumn<QString>("offered");
-        QTest::addColumn<Meaning>("meaning");
-        QTest::addColumn<QString>("asked");
-        const auto row = [](const char *name, const char *offered, Meaning meaning,
-                            const char *asked) {
-            QTest::newRow(name) << QString::fromLatin1(offered) << meaning
-                                << QString::fromLatin1(asked);
-        };
-        row("text of every name",
-            "TEXT STRING text/plain COMPOUND_TEXT UTF8_STRING "
-            "text/plain;charset=utf-8 text/plain;charset=utf-16",
-            Meaning::Text,
-            "UTF8_STRING text/plain;charset=utf-8 text/plain;charset=utf-16 text/plain STRING TEXT "
-            "COMPOUND_TEXT");
-        row("upper-case charset", "text/plain text/plain;charset=UTF-8", Meaning::Text,
-            "text/plain;charset=UTF-8 text/plain");
-        row("PNG before all", "image/bmp image/jpeg image/x-icon text/ico image/tiff image/png",
-            Meaning::Image, "image/png image/tiff image/jpeg image/bmp image/x-icon text/ico");
-        row("no PNG", "image/x-MS-bmp image/jpeg", Meaning::Image, "image/jpeg image/x-MS-bmp");
-        row("a drawing is no raster image", "image/svg+xml", Meaning::Image, "");
-        row("RTF under two names", "text/rtf application/rtf", Meaning::Rtf,
-            "text/rtf application/rtf");
-    }
-    void asksForTheBestTargetFirst() {
-        QFETCH(QString, offered);
-        QFETCH(Meaning, meaning);
-        QFETCH(QString, asked);
-        QCOMPARE(askedFor(offered.split(u' '), meaning).join(u' '), asked);
-    }
-
-    void protocolTargetsAndDuplicatesAreNotAskedFor() {
-        const auto requests = PasteboardTypes::requests(
-            names("TIMESTAMP TARGETS MULTIPLE SAVE_TARGETS DELETE INSERT_SELECTION PIXMAP "
-                  "GTK_TEXT_BUFFER_CONTENTS application/vnd.portal.filetransfer "
-                  "application/x-qt-image org.example TIMESTAMP org.example"));
-        QCOMPARE(requests, (QList<PasteboardTypes::Request>{
-                               {Meaning::Other, {QStringLiteral("org.example")}}}));
-    }
-
-    void requestsFollowTheOwnersOrder() {
-        QList<Meaning> meanings;
-        for (const auto &request : PasteboardTypes::requests(
-                 names("image/png text/html x.private STRING image/tiff UTF8_STRING")))
-            meanings.append(request.meaning);
-        QCOMPARE(meanings,
-                 (QList<Meaning>{Meaning::Image, Meaning::Html, Meaning::Other, Meaning::Text}));
-    }
-
-    void onlySoManyTargetsAreLookedAt() {
-        const auto requestsFor = [](int count) {
-            QStringList targets;
-            for (int index = 0; index < count; ++index)
-                targets.append(QStringLiteral("x.%1").arg(index));
-            return PasteboardTypes::requests(targets).size();
-        };
-        QCOMPARE(requestsFor(PasteboardTypes::maximumTargets - 1),
-                 PasteboardTypes::maximumTargets - 1);
-        QCOMPARE(requestsFor(PasteboardTypes::maximumTargets), PasteboardTypes::maximumTargets);
-        QCOMPARE(requestsFor(PasteboardTypes::maximumTargets + 1), PasteboardTypes::maximumTargets);
-    }
-
     void targetsBecomeTypes_data() {
         QTest::addColumn<Meaning>("meaning");
         QTest::addColumn<QString>("target");
@@ -152,7 +77,7 @@ private Q_SLOTS:
         row("text", Meaning::Text, "UTF8_STRING", "x", {{NSStringPboardType, "x"}});
         row("HTML", Meaning::Html, "text/html", "<b>", {{publicHtml, "<b>"}});
         row("RTF", Meaning::Rtf, "text/rtf", "{\\rtf1}", {{NSRTFPboardType, "{\\rtf1}"}});
-        row("PNG", Meaning::Image, "image/png", png, {{publicPng, png}});
+        row("PNG", Meaning::Image, "image/png", png, {{NSTIFFPboardType, png}});
         row("TIFF", Meaning::Image, "image/tiff", tiff, {{NSTIFFPboardType, tiff}});
         row("another raster image as it is", Meaning::Image, "image/jpeg", jpeg,
             {{NSTIFFPboardType, jpeg}});
@@ -281,18 +206,28 @@ private Q_SLOTS:
         row("no files", {{NSFilenamesPboardType, fileList({})}}, "");
         row("files that are none", {{NSFilenamesPboardType, "\xff\xff"}}, "");
         row("URL", {{NSURLPboardType, urlBytes("http://a.org/")}},
-            "text/uri-list text/x-moz-url text/plain;charset=utf-8 UTF8_STRING text/plain STRING "
-            "TEXT");
+            "text/x-moz-url text/html text/plain;charset=utf-8 UTF8_STRING text/plain STRING TEXT");
         row("URL and text",
             {{NSURLPboardType, urlBytes("http://a.org/")}, {NSStringPboardType, "x"}},
-            "text/uri-list text/x-moz-url text/plain;charset=utf-8 UTF8_STRING text/plain STRING "
-            "TEXT");
+            "text/x-moz-url text/html text/plain;charset=utf-8 UTF8_STRING text/plain STRING TEXT");
         row("URL and files",
             {{NSURLPboardType, urlBytes("http://a.org/")},
              {NSStringPboardType, "x"},
              {NSFilenamesPboardType, files}},
-            "text/x-moz-url text/plain;charset=utf-8 UTF8_STRING text/plain STRING TEXT "
+            "text/x-moz-url text/html text/plain;charset=utf-8 UTF8_STRING text/plain STRING TEXT "
             "text/uri-list x-special/gnome-copied-files");
+        row("URL and several lines",
+            {{NSURLPboardType, urlBytes("http://a.org/")}, {NSStringPboardType, "x\ny"}},
+            "text/plain;charset=utf-8 UTF8_STRING text/plain STRING TEXT");
+        row("URL and several old lines",
+            {{NSURLPboardType, urlBytes("http://a.org/")}, {NSStringPboardType, "x\ry"}},
+            "text/plain;charset=utf-8 UTF8_STRING text/plain STRING TEXT");
+        row("URL and HTML",
+            {{NSURLPboardType, urlBytes("http://a.org/")},
+             {NSStringPboardType, "x"},
+             {publicHtml, "<b>"}},
+            "text/x-moz-url text/plain;charset=utf-8 UTF8_STRING text/plain STRING TEXT "
+            "text/html");
         row("URL that is none", {{NSURLPboardType, "\xff"}}, "");
         row("title alone", {{publicUrlName, "A"}}, "");
         row("any other", {{QStringLiteral("com.zendrik.native.rtfd"), "x"}},
@@ -359,37 +294,88 @@ private Q_SLOTS:
                  QByteArray("copy\nfile:///tmp/a%20b%231%25.png\nfile:///%C3%BC"));
     }
 
-    void linksThatAreOfferedAsLists_data() {
+    void linksAreNeverLists_data() {
         QTest::addColumn<QString>("link");
-        QTest::addColumn<bool>("isList");
-        const auto row = [](const char *link, bool isList) {
-            QTest::newRow(link) << QString::fromLatin1(link) << isList;
+        QTest::addColumn<bool>("isBrowserLink");
+        QTest::addColumn<bool>("isAnchor");
+        const auto row = [](const char *link, bool isBrowserLink, bool isAnchor) {
+            QTest::newRow(link) << QString::fromLatin1(link) << isBrowserLink << isAnchor;
         };
-        row("http://a.org/", true);
-        row("https://a.org/page.html?x=y.desktop", true);
-        row("https://a.org/my.desktop/", true);
-        row("http://a.org/evil.desktop", false);
-        row("http://a.org/evil.DeskTop?x#y", false);
-        row("http://a.org/evil%2Edesktop", false);
-        row("http://a.org/evil.desktop.", false);
-        row("http://a.org/evil.desktop%20", false);
-        row("http://a.org/run.sh", false);
-        row("http://a.org/x.AppImage", false);
-        row("smb://a.org/share/x", false);
-        row("mailto:a@b.org", false);
-        row("file:///etc/passwd", false);
-        row("file://a.org/share/x", false);
+        row("http://a.org/", true, true);
+        row("https://a.org/page.html?x=y.desktop", true, true);
+        row("https://a.org/my.desktop/", true, true);
+        row("http://a.org/evil.desktop", false, true);
+        row("http://a.org/evil.DeskTop?x#y", false, true);
+        row("http://a.org/evil%2Edesktop", false, true);
+        row("http://a.org/evil.desktop.", false, true);
+        row("http://a.org/evil.desktop%20", false, true);
+        row("http://a.org/run.sh", false, true);
+        row("http://a.org/x.AppImage", false, true);
+        row("mailto:a@b.org", false, true);
+        row("tel:+4912345", false, true);
+        row("smb://a.org/share/x", false, false);
+        row("ftp://a.org/x", false, false);
+        row("javascript:alert(1)", false, false);
+        row("data:text/html,x", false, false);
+        row("file:///etc/passwd", false, false);
+        row("file://a.org/share/x", false, false);
     }
-    void linksThatAreOfferedAsLists() {
+    void linksAreNeverLists() {
         QFETCH(QString, link);
         const PasteboardContents contents(
             {{PasteboardType::NSURLPboardType, urlBytes(link.toLatin1().constData())}});
         const QStringList targets = targetsOf(PasteboardTypes::offers(contents));
-        QTEST(targets.contains(QStringLiteral("text/uri-list")), "isList");
+        QVERIFY(!targets.contains(QStringLiteral("text/uri-list")));
+        QVERIFY(!targets.contains(QStringLiteral("x-special/gnome-copied-files")));
         // To a program that is made with Qt this is such a list, too.
-        QTEST(targets.contains(QStringLiteral("text/x-moz-url")), "isList");
+        QTEST(targets.contains(QStringLiteral("text/x-moz-url")), "isBrowserLink");
+        QTEST(targets.contains(QStringLiteral("text/html")), "isAnchor");
         // As a text it goes out in any case.
         QVERIFY(targets.contains(QStringLiteral("UTF8_STRING")));
+    }
+
+    void linkIsEscapedInHtml_data() {
+        QTest::addColumn<QByteArray>("link");
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QByteArray>("title");
+        QTest::addColumn<QByteArray>("html");
+        const auto row = [](const char *name, const char *link, const char *text, const char *title,
+                            const char *html) {
+            QTest::newRow(name) << QByteArray(link) << QByteArray(text) << QByteArray(title)
+                                << QByteArray(html);
+        };
+        row("address", "http://a.org/?a=1&b='2'", nullptr, nullptr,
+            "<a href=\"http://a.org/?a=1&amp;b='2'\">http://a.org/?a=1&amp;b='2'</a>");
+        row("title", "http://a.org/", nullptr, "A \"<b>\" &amp;",
+            "<a href=\"http://a.org/\">A &quot;&lt;b&gt;&quot; &amp;amp;</a>");
+        row("text goes before the title", "http://a.org/", " text\n", "title",
+            "<a href=\"http://a.org/\">text</a>");
+        row("empty text", "http://a.org/", "", nullptr,
+            "<a href=\"http://a.org/\">http://a.org/</a>");
+        // ü, U+20AC, and one above the basic plane.
+        row("other letters", "http://a.org/%C3%BC", "\xc3\xbc\xe2\x82\xac\xf0\x9f\x98\x80", nullptr,
+            "<a href=\"http://a.org/%C3%BC\">&#252;&#8364;&#128512;</a>");
+    }
+    void linkIsEscapedInHtml() {
+        QFETCH(QByteArray, link);
+        QFETCH(QByteArray, text);
+        QFETCH(QByteArray, title);
+        QFETCH(QByteArray, html);
+        PasteboardContents contents(
+            {{PasteboardType::NSURLPboardType, urlBytes(link.constData())}});
+        if (!text.isNull())
+            contents.set(PasteboardType::NSStringPboardType, text);
+        if (!title.isNull())
+            contents.set(PasteboardType::publicUrlName, title);
+        QCOMPARE(offered(contents, "text/html"), html);
+    }
+
+    void theContentsOwnHtmlIsOffered() {
+        // The order of a stored dictionary.
+        const PasteboardContents contents(
+            {{PasteboardType::NSURLPboardType, urlBytes("http://a.org/")},
+             {PasteboardType::publicHtml, "<b>own</b>"}});
+        QCOMPARE(offered(contents, "text/html"), QByteArray("<b>own</b>"));
     }
 
     // An owner's, a phone's: of a length or a form that would hold the run loop for minutes.
@@ -469,18 +455,6 @@ private Q_SLOTS:
         }
     }
 
-    void whereContentsWereCopiedFromIsNotAskedFor() {
-        const QStringList targets{
-            QStringLiteral("text/x-moz-url-priv"),
-            QStringLiteral("chromium/x-source-url"),
-            QStringLiteral("chromium/x-internal-source-rfh-token"),
-            QStringLiteral("application/x-openoffice-link;windows_formatname=\"Link\""),
-            QStringLiteral("HOSTNAME"),
-            QStringLiteral("IP_ADDRESS")};
-        for (const QString &target : targets)
-            QVERIFY2(PasteboardTypes::requests({target}).isEmpty(), qPrintable(target));
-    }
-
     // A phone's native dictionary may have so many types; looked up one by one they took minutes.
     void anyNumberOfTypesTakesItsTime() {
         constexpr int count = 300'000;
@@ -508,9 +482,16 @@ private Q_SLOTS:
         const PasteboardContents contents(
             {{PasteboardType::NSURLPboardType, urlBytes("http://a.org/%C3%BC")},
              {PasteboardType::publicUrlName, "T\xc3\xaftle\nof it"}});
-        QCOMPARE(offered(contents, "text/uri-list"), QByteArray("http://a.org/%C3%BC\r\n"));
         QCOMPARE(offered(contents, "text/x-moz-url"), utf16(u"http://a.org/%C3%BC\nTïtle of it"));
         QCOMPARE(offered(contents, "UTF8_STRING"), QByteArray("http://a.org/%C3%BC"));
+        const QByteArray link = urlBytes("http://a.org/");
+        QCOMPARE(offered(PasteboardContents({{PasteboardType::NSURLPboardType, link}}),
+                         "text/x-moz-url"),
+                 utf16(u"http://a.org/\nhttp://a.org/"));
+        QCOMPARE(offered(PasteboardContents({{PasteboardType::NSURLPboardType, link},
+                                             {PasteboardType::NSStringPboardType, "text\n"}}),
+                         "text/x-moz-url"),
+                 utf16(u"http://a.org/\ntext"));
     }
 
     void theImageThatIsAPngWinsOverOneStoredAsTiff() {

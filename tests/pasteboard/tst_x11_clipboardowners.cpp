@@ -213,7 +213,7 @@ private Q_SLOTS:
         QVERIFY(desktop.fetchEnds());
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
         QCOMPARE(desktop.pasteboard->types(),
-                 (QStringList{publicPng, QStringLiteral("application/x-manager")}));
+                 (QStringList{NSTIFFPboardType, QStringLiteral("application/x-manager")}));
     }
 
     // A person copies what has just arrived, or a part of it.
@@ -355,7 +355,7 @@ private Q_SLOTS:
         manager.own({{"image/png", image}});
         QVERIFY(desktop.fetchEnds());
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
-        QVERIFY(desktop.pasteboard->dataForType(publicPng) == image);
+        QVERIFY(desktop.pasteboard->dataForType(NSTIFFPboardType) == image);
         // Nobody has asked for them again.
         desktop.pasteboard->releaseContents();
         desktop.pasteboard->setWatching(true);

@@ -96,7 +96,7 @@ private Q_SLOTS:
         const QByteArray png = contentsOf(pngPath());
         QVERIFY(xclipCopies(QStringLiteral("image/png"), png));
         QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
-        QVERIFY(_pasteboard->dataForType(publicPng) == png);
+        QVERIFY(_pasteboard->dataForType(NSTIFFPboardType) == png);
         _xclip.kill();
         _xclip.waitForFinished();
     }
@@ -136,8 +136,8 @@ private Q_SLOTS:
         QCOMPARE(client.ask(QStringLiteral("copy-image ") + pngPath()), QStringLiteral("done"));
         QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
         // One of the dozen formats that it offers.
-        QCOMPARE(_pasteboard->types(), QStringList{publicPng});
-        const QImage image = QImage::fromData(*_pasteboard->dataForType(publicPng));
+        QCOMPARE(_pasteboard->types(), QStringList{NSTIFFPboardType});
+        const QImage image = QImage::fromData(*_pasteboard->dataForType(NSTIFFPboardType));
         QVERIFY(image.convertToFormat(QImage::Format_RGB32) == noise());
     }
 

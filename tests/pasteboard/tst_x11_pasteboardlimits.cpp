@@ -1,0 +1,147 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tests/pasteboard/X11Desktop.h"
+#include "tests/pasteboard/X11TestOwner.h"
+
+#include <QTest>
+
+#include <ctime>
+
+using namespace clipmule;
+using clipmule::tests::await;
+using Desktop = clipmule::tests::X11Desktop;
+using clipmule::tests::X11TestOwner;
+using namespace clipmule::PasteboardType;
+
+namespace {
+
+double threadSeconds() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
+}
+
+} // namespace
+
+class X11PasteboardLimitsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void announcedSizeAboveTheLimitIsRefused_data() {
+        QTest::addColumn<qint64>("announced");
+        QTest::addColumn<bool>("isTaken");
+        QTest::newRow("one below") << X11SelectionReader::byteLimit - 1 << true;
+        QTest::newRow("at the limit") << X11SelectionReader::byteLimit << true;
+        QTest::newRow("one above") << X11SelectionReader::byteLimit + 1 << false;
+        QTest::newRow("far above") << qint64(0xffffffff) << false;
+    }
+    void announcedSizeAboveTheLimitIsRefused() {
+        QFETCH(qint64, announced);
+        QFETCH(bool, isTaken);
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own({{.target = "image/png",
+                    .data = "png",
+                    .pieceBytes = 100,
+                    .announced = announced - 4}, // the text's bytes count as well
+                   {"UTF8_STRING", "text"}});
+        if (!isTaken)
+            QTest::ignoreMessage(QtWarningMsg, "the clipboard's image/png is larger than 100663296 "
+                                               "bytes and is left out");
+        if (announced == 0xffffffff)
+            owner.own(
+                {{.target = "image/png", .data = "png", .pieceBytes = 100, .announced = announced},
+                 {"UTF8_STRING", "text"}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->types().contains(NSTIFFPboardType), isTaken);
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("text"));
+        // The owner is not left waiting.
+        QVERIFY(await([&] { return !owner.isTransferring(); }));
+    }
+
+    void ownerThatSendsMoreThanItAnnouncedIsCutOff() {
+        Desktop desktop;
+        X11TestOwner owner;
+        const qsizetype size = X11SelectionReader::byteLimit + 1;
+        owner.own({{.target = "image/png",
+                    .data = QByteArray(size, 'x'),
+                    .pieceBytes = 8 * 1024 * 1024,
+                    .announced = 1}});
+        QTest::ignoreMessage(QtWarningMsg, "the clipboard's image/png is larger than 100663296 "
+                                           "bytes and is left out");
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 0);
+    }
+
+    void whatIsExactlyAtTheLimitIsTaken() {
+        Desktop desktop;
+        X11TestOwner owner;
+        const qsizetype size = X11SelectionReader::byteLimit;
+        owner.own({{.target = "image/png",
+                    .data = QByteArray(size, 'x'),
+                    .pieceBytes = 8 * 1024 * 1024}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->dataForType(NSTIFFPboardType)->size(), size);
+    }
+
+    void nativeContentsAreLimitedMore_data() {
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<bool>("isTaken");
+        QTest::newRow("one below") << X11SelectionReader::nativeByteLimit - 1 << true;
+        QTest::newRow("at the limit") << X11SelectionReader::nativeByteLimit << true;
+        QTest::newRow("one above") << X11SelectionReader::nativeByteLimit + 1 << false;
+    }
+    void nativeContentsAreLimitedMore() {
+        QFETCH(qint64, size);
+        QFETCH(bool, isTaken);
+        Desktop desktop;
+        X11TestOwner owner;
+        const auto piece = 4 * 1024 * 1024;
+        owner.own({{.target = "x.first", .data = "123", .pieceBytes = 2},
+                   {.target = "x.second", .data = QByteArray(size - 3, 'x'), .pieceBytes = piece},
+                   {.target = "image/png", .data = QByteArray(size + 1, 'x'), .pieceBytes = piece},
+                   {"UTF8_STRING", "text"}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->dataForType(QStringLiteral("x.first")), "123");
+        QCOMPARE(desktop.pasteboard->dataForType(QStringLiteral("x.second")).has_value(), isTaken);
+        QCOMPARE(desktop.pasteboard->dataForType(NSTIFFPboardType)->size(), size + 1);
+        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("text"));
+        // The next copy has the whole of it again.
+        owner.own({{.target = "x.second", .data = QByteArray(size - 3, 'x'), .pieceBytes = piece}});
+        QVERIFY(desktop.fetchEnds());
+        QVERIFY(desktop.pasteboard->dataForType(QStringLiteral("x.second")));
+    }
+
+    // The run loop's own heartbeat: the longest that one turn of it kept the thread busy, owner's
+    // work included, since it runs on the same loop.
+    void noTurnOfTheRunLoopIsLong() {
+        Desktop desktop;
+        X11TestOwner owner;
+        const QByteArray data(64 * 1024 * 1024, 'x');
+        owner.own({{.target = "image/png", .data = data, .pieceBytes = 256 * 1024},
+                   {.target = "UTF8_STRING",
+                    .data = data.first(16 * 1024 * 1024),
+                    .pieceBytes = 256 * 1024}});
+        QVERIFY(await([&] { return desktop.pasteboard->isFetching(); }));
+        desktop.runLoop.advance(PasteboardX11::settleTime);
+        double longest = 0;
+        int turns = 0;
+        while (desktop.pasteboard->isFetching()) {
+            const double before = threadSeconds();
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+            longest = std::max(longest, threadSeconds() - before);
+            ++turns;
+        }
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        QCOMPARE(desktop.pasteboard->dataForType(NSTIFFPboardType)->size(), data.size());
+        qInfo("%d turns, the longest %.1f ms of processor time", turns, longest * 1000);
+        QVERIFY(turns > 100);
+        QVERIFY2(longest < 0.05, qPrintable(QString::number(longest)));
+    }
+};
+
+QTEST_GUILESS_MAIN(X11PasteboardLimitsTest)
+#include "tst_x11_pasteboardlimits.moc"
