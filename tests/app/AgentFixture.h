@@ -52,9 +52,10 @@ public:
     void setAutomaticallyChecksForUpdates(bool automatically) override {
         automatic.append(automatically);
     }
-    void checkForUpdates() override {}
+    void checkForUpdates() override { ++checks; }
     Delegate delegate;
     QList<bool> automatic;
+    int checks = 0;
 };
 
 /// One phone of the fake network: its service, and the connections the agent made to it.

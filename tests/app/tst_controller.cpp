@@ -538,6 +538,10 @@ private Q_SLOTS:
         _agent->shared->removeObjectForKey(u"autoUpdateEnabled"_qs);
         QCOMPARE(updater->automatic.constLast(), false);
 
+        QCOMPARE(updater->checks, 0);
+        _agent->app->checkForUpdates();
+        QCOMPARE(updater->checks, 1);
+
         _agent->programs.launched = {u"org.example.Editor"_qs,
                                      u"com.zendrik.ClipmuleSync.Preferences"_qs};
         updater->delegate.updaterWillInstallUpdate(*updater);
@@ -553,6 +557,9 @@ private Q_SLOTS:
         };
         ZRKClipmuleSyncApp app(services);
         QVERIFY(!app.updater());
+        QVERIFY(!asked);
+        // Asked for updates, it has nobody to ask.
+        app.checkForUpdates();
         QVERIFY(!asked);
     }
 

@@ -126,6 +126,14 @@ private Q_SLOTS:
                               "start."_qs}));
     }
 
+    void itInstallsForAnOwnerThatWantsToHearNothing() {
+        _updater->setDelegate({});
+        _updater->checkForUpdates();
+        _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
+        _answerQuestion(true);
+        QCOMPARE(_log.constLast(), u"install clipmule-sync;2.0"_qs);
+    }
+
     void whatTheUserDoesNotWantIsNotInstalled() {
         _updater->checkForUpdates();
         _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
