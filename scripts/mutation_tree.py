@@ -13,6 +13,9 @@ import time
 
 # What a hanging test and its helpers get between SIGTERM and SIGKILL.
 GRACE_SECONDS = 5
+# How often the output of a running test is looked at, and what says there that it has failed.
+LOOK_SECONDS = 0.5
+FAILURE = b"\nFAIL!  : "
 
 PROBE = """#pragma once
 #include <fcntl.h>
@@ -152,16 +155,20 @@ class Tree:
                                        env={**os.environ, **test.environment},
                                        stdin=subprocess.DEVNULL, stdout=output,
                                        stderr=subprocess.STDOUT, start_new_session=True)
-            hung = False
-            try:
-                process.wait(timeout=seconds)
-            except subprocess.TimeoutExpired:
-                hung = True
+            # A test that awaits what never comes tells of its first failure long before it ends.
+            hung = failed = False
+            while process.poll() is None and not failed and not hung:
+                with contextlib.suppress(subprocess.TimeoutExpired):
+                    process.wait(timeout=LOOK_SECONDS)
+                failed = FAILURE in read(output.name)
+                late = time.monotonic() - started > seconds
+                hung = late and not failed and process.poll() is None
             end_group(process)
-            output.seek(0)
-            text = output.read().decode(errors="replace")
-        passed = not hung and process.returncode in (0, test.skipped)
-        return Outcome(passed, hung, time.monotonic() - started, text)
+            text = read(output.name)
+        passed = (not hung and FAILURE not in text
+                  and process.returncode in (0, test.skipped))
+        return Outcome(passed, hung, time.monotonic() - started,
+                       text.decode(errors="replace"))
 
 
 def end_group(process):

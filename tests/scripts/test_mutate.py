@@ -68,6 +68,21 @@ int main()
 """
 
 
+# A test, and what it does when a sum is wrong.
+OTHERWISE = """#include "product/Rules.h"
+#include <cstdio>
+#include <unistd.h>
+int main()
+{
+    if (sum(1, 2) == 3)
+        return 0;
+    %s
+}
+"""
+SAYS_SO_AND_WAITS = r"""std::puts("\nFAIL!  : sum"); std::fflush(stdout); for (;;) pause();"""
+WAITS_ONCE = """if (access("waited", F_OK) == 0) return 0;
+    std::fclose(std::fopen("waited", "w")); for (;;) pause();"""
+
 # Neither function has braces here.
 MADE = """#define MADE int made() { return 1; }
 MADE
@@ -120,7 +135,7 @@ class Mutate(unittest.TestCase):
         return fates
 
     def test_what_is_held_what_passes_and_what_hangs(self):
-        fates = self.results("--timeout", "2", "product/Rules.cpp")
+        fates = self.results("--timeout", "1", "product/Rules.cpp")
         self.assertEqual(fates["if (!(value > 10))"], "killed")
         self.assertEqual(fates["if (false)"], "killed")
         self.assertEqual(fates["{ return {};"], "killed")
@@ -141,6 +156,29 @@ class Mutate(unittest.TestCase):
         self.assertEqual(fates, {"return {};": "killed", "return 4;": "killed",
                                  "return 2;": "killed"})
         self.assertEqual(self.status, 0)
+
+    def test_a_test_that_says_it_failed_is_not_awaited(self):
+        self.write("tests/tst_rules.cpp", OTHERWISE % SAYS_SO_AND_WAITS)
+        fates = self.results("--timeout", "600", "--only", "product/Rules.cpp:10", "product")
+        self.assertEqual(set(fates.values()), {"killed"})
+
+    def test_a_test_that_only_took_long_once_did_not_hang(self):
+        self.write("tests/tst_rules.cpp", OTHERWISE % WAITS_ONCE)
+        fates = self.results("--timeout", "1", "--only", "product/Rules.cpp:10", "product")
+        self.assertEqual(set(fates.values()), {"survived"})
+
+    def test_what_is_left_out(self):
+        listed = self.mutate("--list", "--without", "product/Rules.cpp", "product").stdout
+        self.assertIn("product/Other.cpp:1", listed)
+        self.assertNotIn("product/Rules.cpp", listed)
+        done = subprocess.run([MUTATE, "--without", "product/Rules.h", "product"], cwd=self.root,
+                              capture_output=True, text=True, check=False)
+        self.assertIn("mutate: --without product/Rules.h: not among", done.stderr)
+
+    def test_tests_chosen_by_name(self):
+        for expression, fate in (("^rul|nothing", "killed"), ("^elsewhere$", "unreached")):
+            fates = self.results("--tests", expression, "--only", "product/Rules.cpp:5", "product")
+            self.assertEqual(fates["return 11;"], fate)
 
     def test_a_change_that_changes_no_machine_code_is_none(self):
         self.write("product/Rules.cpp", RULES.replace("value > 10", "10 < value && 5 < value"))
