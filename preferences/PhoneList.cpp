@@ -3,6 +3,7 @@
 
 #include "preferences/PhoneList.h"
 
+#include "platform/preferences/PreferencesDatabase.h"
 #include "preferences/PanelTexts.h"
 #include "preferences/ShownText.h"
 
@@ -204,11 +205,12 @@ bool PhoneList::write(const PropertyList &list) {
     _stores.shared->setObjectForKey(list, RegisteredPhones::key());
     if (isWritten(_database, _stores.shared->identifier(), RegisteredPhones::key(), list))
         return true;
+    const QString reason = _database.failure();
     // What is shown is what the file holds.
     _stores.shared->reset();
     changed();
     if (onProblem)
-        onProblem(PanelTexts::tr("The settings could not be written. Is the disk full?"));
+        onProblem(PanelTexts::settingsNotWritten(reason));
     return false;
 }
 

@@ -227,7 +227,9 @@ void PreferencesCommands::write(Domain domain, const QString &key,
     store->setObjectForKey(value, key);
     if (!isWritten(*_services.preferences.database, store->identifier(), key, value) ||
         !store->synchronize()) {
-        fail(QStringLiteral("%1 could not be written").arg(cutForLog(key)));
+        const QString reason = _services.preferences.database->failure();
+        fail(QStringLiteral("%1 could not be written").arg(cutForLog(key)) +
+             (reason.isEmpty() ? QString() : QStringLiteral(": ") + reason));
         return;
     }
     _services.preferences.distributedNotifications->whenDelivered(

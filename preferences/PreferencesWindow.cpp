@@ -486,14 +486,14 @@ void PreferencesWindow::showProblem(const QString &text) {
 void PreferencesWindow::throwSwitch(QCheckBox *box, Switch which, bool on) {
     if (!_services.settings.set(which, on)) {
         box->setChecked(!on);
-        showProblem(PanelTexts::tr("The settings could not be written. Is the disk full?"));
+        showProblem(PanelTexts::settingsNotWritten(_services.settings.failure()));
     }
     showAll();
 }
 
 void PreferencesWindow::throwPasteSwitch(bool on) {
     if (!_services.settings.setPasteMode(on ? PasteMode::Paste : PasteMode::Clipboard))
-        showProblem(PanelTexts::tr("The settings could not be written. Is the disk full?"));
+        showProblem(PanelTexts::settingsNotWritten(_services.settings.failure()));
     showAll();
 }
 

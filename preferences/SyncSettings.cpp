@@ -3,6 +3,7 @@
 
 #include "preferences/SyncSettings.h"
 
+#include "platform/preferences/PreferencesDatabase.h"
 #include "support/Settings.h"
 
 namespace clipmule {
@@ -72,6 +73,7 @@ bool SyncSettings::write(const std::shared_ptr<ZRKUserDefaults> &store, const QS
     store->setObjectForKey(value, key);
     if (isWritten(_database, store->identifier(), key, value))
         return true;
+    _failure = _database.failure();
     store->reset();
     settingsDidChange();
     return false;

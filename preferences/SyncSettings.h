@@ -38,6 +38,8 @@ public:
     [[nodiscard]] PasteMode pasteMode() const;
     /// False when it could not be written; it is as it was then.
     bool setPasteMode(PasteMode mode);
+    /// Why the last of these could not be written, for the user; empty when that is not known.
+    [[nodiscard]] QString failure() const { return _failure; }
     [[nodiscard]] Statistics statistics() const;
 
     /// Something is different; gathers a burst, from the run loop.
@@ -50,6 +52,7 @@ private:
 
     PreferencesDatabase &_database;
     SettingsStores _stores;
+    QString _failure;
     RunLoop::Timer _change;
 };
 

@@ -98,17 +98,22 @@ PropertyList::Dictionary FilePreferencesDatabase::copyMultiple(const QString &do
 
 void FilePreferencesDatabase::setValue(const QString &domain, const QString &key,
                                        const std::optional<PropertyList> &value) {
-    const QString error = isValidDomain(domain)
-                              ? merge(domain, key, value)
-                              : QStringLiteral("no name for a preferences domain");
-    if (!error.isEmpty())
+    _failure = isValidDomain(domain) ? merge(domain, key, value)
+                                     : QStringLiteral("no name for a preferences domain");
+    if (!_failure.isEmpty())
         qCWarning(logPreferences).noquote() << "preference" << cutForLog(key) << "of"
-                                            << cutForLog(domain) << "not written:" << error;
+                                            << cutForLog(domain) << "not written:" << _failure;
 }
 
 bool FilePreferencesDatabase::synchronize(const QString &domain) {
-    return isValidDomain(domain) && synchronizeFile(path(domain), O_NONBLOCK) &&
-           synchronizeFile(_folder, O_DIRECTORY);
+    _failure.clear();
+    if (!isValidDomain(domain))
+        return false;
+    const QString name = path(domain);
+    if (synchronizeFile(name, O_NONBLOCK) && synchronizeFile(_folder, O_DIRECTORY))
+        return true;
+    _failure = lastError(name);
+    return false;
 }
 
 QString FilePreferencesDatabase::path(const QString &domain) const {

@@ -42,6 +42,7 @@ public:
                   const std::optional<PropertyList> &value) override;
     /// Waits for the disk.
     bool synchronize(const QString &domain) override;
+    [[nodiscard]] QString failure() const override { return _failure; }
 
 private:
     struct Contents;
@@ -60,6 +61,7 @@ private:
     [[nodiscard]] FileHandle lock(QString &error) const;
 
     QString _folder;
+    QString _failure;
 };
 
 } // namespace clipmule

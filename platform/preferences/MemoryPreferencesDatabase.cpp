@@ -12,6 +12,8 @@ PropertyList::Dictionary MemoryPreferencesDatabase::copyMultiple(const QString &
 
 void MemoryPreferencesDatabase::setValue(const QString &domain, const QString &key,
                                          const std::optional<PropertyList> &value) {
+    if (!_failure.isEmpty())
+        return;
     if (value)
         _domains[domain].insert(key, *value);
     else

@@ -22,12 +22,17 @@ public:
     [[nodiscard]] const QStringList &synchronized() const { return _synchronized; }
     /// Makes the synchronisations to come fail.
     void setFailsToSynchronize(bool fails) { _failsToSynchronize = fails; }
+    /// Makes the writes to come change nothing, for this reason; with an empty one they succeed
+    /// again.
+    void setFailsToWrite(const QString &reason) { _failure = reason; }
+    [[nodiscard]] QString failure() const override { return _failure; }
     /// How often a domain was read as a whole.
     [[nodiscard]] int readCount() const { return _readCount; }
 
 private:
     QMap<QString, PropertyList::Dictionary> _domains;
     QStringList _synchronized;
+    QString _failure;
     int _readCount = 0;
     bool _failsToSynchronize = false;
 };

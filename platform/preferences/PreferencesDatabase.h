@@ -23,6 +23,9 @@ public:
                           const std::optional<PropertyList> &value) = 0;
     /// Makes what was written to the domain survive a power failure. False when it could not.
     virtual bool synchronize(const QString &domain) = 0;
+    /// Why the last setValue() or synchronize() failed, for the user; empty when it succeeded or
+    /// the reason is not known.
+    [[nodiscard]] virtual QString failure() const { return {}; }
 };
 
 } // namespace clipmule

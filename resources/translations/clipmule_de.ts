@@ -279,10 +279,6 @@
         <translation>Ausblenden</translation>
     </message>
     <message>
-        <source>The settings could not be written. Is the disk full?</source>
-        <translation>Die Einstellungen konnten nicht geschrieben werden. Ist die Festplatte voll?</translation>
-    </message>
-    <message>
         <source>Ready to be paired</source>
         <translation>Bereit zum Koppeln</translation>
     </message>
@@ -573,6 +569,14 @@
     <message>
         <source>Rename</source>
         <translation>Umbenennen</translation>
+    </message>
+    <message>
+        <source>The settings could not be written.</source>
+        <translation>Die Einstellungen konnten nicht geschrieben werden.</translation>
+    </message>
+    <message>
+        <source>The settings could not be written: %1</source>
+        <translation>Die Einstellungen konnten nicht geschrieben werden: %1</translation>
     </message>
 </context>
 </TS>

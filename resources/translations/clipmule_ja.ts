@@ -279,10 +279,6 @@
         <translation>閉じる</translation>
     </message>
     <message>
-        <source>The settings could not be written. Is the disk full?</source>
-        <translation>設定を書き込めませんでした。ディスクに空きはありますか?</translation>
-    </message>
-    <message>
         <source>Ready to be paired</source>
         <translation>ペアリング可能</translation>
     </message>
@@ -573,6 +569,14 @@
     <message>
         <source>Rename</source>
         <translation>名前を変更</translation>
+    </message>
+    <message>
+        <source>The settings could not be written.</source>
+        <translation>設定を書き込めませんでした。</translation>
+    </message>
+    <message>
+        <source>The settings could not be written: %1</source>
+        <translation>設定を書き込めませんでした: %1</translation>
     </message>
 </context>
 </TS>

@@ -15,6 +15,7 @@ public:
     [[nodiscard]] PropertyList::Dictionary copyMultiple(const QString &) override { return values; }
     void setValue(const QString &, const QString &, const std::optional<PropertyList> &) override {}
     bool synchronize(const QString &) override { return true; }
+    [[nodiscard]] QString failure() const override { return QStringLiteral("no space"); }
     PropertyList::Dictionary values;
 };
 

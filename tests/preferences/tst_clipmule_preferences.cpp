@@ -165,7 +165,9 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly)); // a file where the folder should be
         run({QStringLiteral("set"), QStringLiteral("key"), QStringLiteral("7")});
         QCOMPARE(_status, 1);
-        QVERIFY(_errors.contains("clipmule-preferences: key could not be written\n"));
+        const QByteArray reason = _home->filePath(QStringLiteral("clipmule-sync")).toUtf8();
+        QVERIFY(_errors.contains("clipmule-preferences: key could not be written: " + reason +
+                                 "/.lock: Not a directory\n"));
     }
 
     void aDamagedFileIsKeptAside() {

@@ -33,22 +33,6 @@ dnssd::ServiceName phone(const QString &name) {
     return {name, QStringLiteral("_clipmule-s2._tcp"), QStringLiteral("local")};
 }
 
-/// A database that loses what is written from a moment on.
-class FailingDatabase final : public PreferencesDatabase {
-public:
-    [[nodiscard]] PropertyList::Dictionary copyMultiple(const QString &domain) override {
-        return inner.copyMultiple(domain);
-    }
-    void setValue(const QString &domain, const QString &key,
-                  const std::optional<PropertyList> &value) override {
-        if (!fails)
-            inner.setValue(domain, key, value);
-    }
-    bool synchronize(const QString &domain) override { return inner.synchronize(domain); }
-    MemoryPreferencesDatabase inner;
-    bool fails = false;
-};
-
 } // namespace
 
 class PhoneListTest : public QObject {
@@ -57,7 +41,7 @@ class PhoneListTest : public QObject {
 private Q_SLOTS:
     void init() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _database = std::make_unique<FailingDatabase>();
+        _database = std::make_unique<MemoryPreferencesDatabase>();
         _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
         _notifications = std::make_unique<MemoryDistributedNotifications>(_hub);
         _dnssd = std::make_unique<dnssd::FakeBackend>();
@@ -352,9 +336,10 @@ private Q_SLOTS:
     void whatCouldNotBeWrittenIsNotShown() {
         store({entry(anna, QStringLiteral("Anna"))});
         start();
-        _database->fails = true;
+        _database->setFailsToWrite(QStringLiteral("no space"));
         QVERIFY(!_list->remove(anna));
-        QCOMPARE(_problems.size(), 1);
+        QCOMPARE(_problems,
+                 QStringList{QStringLiteral("The settings could not be written: no space")});
         QCOMPARE(names(_list->registered()), QStringList{QStringLiteral("Anna")});
         QCOMPARE(_list->undoableRemoval(), std::nullopt);
         QVERIFY(!_list->add(bert));
@@ -367,15 +352,15 @@ private Q_SLOTS:
         store({entry(anna, QStringLiteral("Anna"))});
         start();
         QVERIFY(_list->remove(anna));
-        _database->fails = true;
+        _database->setFailsToWrite(QStringLiteral("no space"));
         QVERIFY(!_list->undoRemoval());
-        _database->fails = false;
+        _database->setFailsToWrite({});
         QVERIFY(_list->undoRemoval());
         QCOMPARE(names(_list->registered()), QStringList{QStringLiteral("Anna")});
     }
 
     void aListThatIsNoneIsNotOverwritten() {
-        _database->inner.setValue(sharedDomain, serverServices, QStringLiteral("something else"));
+        _database->setValue(sharedDomain, serverServices, QStringLiteral("something else"));
         start();
         QVERIFY(!_list->add(anna));
         QCOMPARE(_problems.size(), 1);
@@ -385,7 +370,7 @@ private Q_SLOTS:
 
 private:
     void store(const PropertyList::List &list) {
-        _database->inner.setValue(sharedDomain, serverServices, list);
+        _database->setValue(sharedDomain, serverServices, list);
     }
     PropertyList::List stored() {
         return _database->copyMultiple(sharedDomain).value(serverServices).list();
@@ -448,7 +433,7 @@ private:
 
     kit::ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
-    std::unique_ptr<FailingDatabase> _database;
+    std::unique_ptr<MemoryPreferencesDatabase> _database;
     std::shared_ptr<MemoryDistributedNotifications::Hub> _hub;
     std::unique_ptr<MemoryDistributedNotifications> _notifications;
     std::unique_ptr<dnssd::FakeBackend> _dnssd;

@@ -431,7 +431,7 @@ private Q_SLOTS:
         _environment.database = &full;
         run({QStringLiteral("unset"), QStringLiteral("key")});
         QCOMPARE(_status, 1);
-        QCOMPARE(_complaints, QStringList{QStringLiteral("key could not be written")});
+        QCOMPARE(_complaints, QStringList{QStringLiteral("key could not be written: no space")});
         _commands.reset();
     }
 
@@ -505,7 +505,7 @@ private Q_SLOTS:
         _environment.database = &full;
         run({QStringLiteral("set"), QStringLiteral("key"), QStringLiteral("7")});
         QCOMPARE(_status, 1);
-        QCOMPARE(_complaints, QStringList{QStringLiteral("key could not be written")});
+        QCOMPARE(_complaints, QStringList{QStringLiteral("key could not be written: no space")});
         _commands.reset();
     }
 

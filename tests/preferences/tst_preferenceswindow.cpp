@@ -110,6 +110,23 @@ private Q_SLOTS:
         QVERIFY(!box->isChecked());
     }
 
+    void aSwitchThatCannotBeWrittenSaysWhy_data() {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("icon") << u"Show the icon in the system tray"_qs;
+        QTest::newRow("paste") << u"Paste what a phone sends"_qs;
+    }
+    void aSwitchThatCannotBeWrittenSaysWhy() {
+        QFETCH(QString, name);
+        start();
+        _database->setFailsToWrite(u"no space"_qs);
+        const QString said = u"The settings could not be written: no space"_qs;
+        QVERIFY(check(name)->isChecked());
+        QVERIFY(!labels().contains(said));
+        check(name)->click();
+        QVERIFY(check(name)->isChecked());
+        QVERIFY(labels().contains(said));
+    }
+
     void aPhoneMayHaveAPasteModeOfItsOwn() {
         start();
         auto *const box = _window->findChild<QComboBox *>(u"pasteMode"_qs);

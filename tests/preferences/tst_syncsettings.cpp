@@ -20,14 +20,6 @@ const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
 const QString agentDomain = QStringLiteral("com.zendrik.ClipmuleSync");
 const QString statisticsDomain = QStringLiteral("com.zendrik.ClipmuleSync.stats");
 
-/// Keeps what it has.
-class FullDatabase final : public PreferencesDatabase {
-public:
-    [[nodiscard]] PropertyList::Dictionary copyMultiple(const QString &) override { return {}; }
-    void setValue(const QString &, const QString &, const std::optional<PropertyList> &) override {}
-    bool synchronize(const QString &) override { return true; }
-};
-
 } // namespace
 
 class SyncSettingsTest : public QObject {
@@ -97,13 +89,15 @@ private Q_SLOTS:
     }
 
     void aSwitchThatCouldNotBeWrittenStaysAsItWas() {
-        FullDatabase full;
-        start(full);
+        start(*_database);
+        _database->setFailsToWrite(QStringLiteral("no space"));
         QVERIFY(!_settings->set(Switch::SyncEnabled, false));
         QVERIFY(_settings->isOn(Switch::SyncEnabled));
         QVERIFY(!_settings->set(Switch::ShowStatusItem, false));
         QVERIFY(_settings->isOn(Switch::ShowStatusItem));
-        _settings.reset();
+        QVERIFY(!_settings->setPasteMode(PasteMode::Clipboard));
+        QCOMPARE(_settings->pasteMode(), PasteMode::Paste);
+        QCOMPARE(_settings->failure(), QStringLiteral("no space"));
     }
 
     void aCounterThatIsNoNumberIsZero() {

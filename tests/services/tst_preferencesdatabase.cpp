@@ -434,7 +434,12 @@ private Q_SLOTS:
         FilePreferencesDatabase database(_folder);
         expectWarning(QStringLiteral("^preference showStatus of com\\.zendrik\\.Test not written"));
         database.setValue(domain, key, true);
+        QVERIFY(database.failure().startsWith(_folder));
+        QVERIFY(database.failure().endsWith(u": Not a directory"));
         QVERIFY(!database.synchronize(domain));
+        QVERIFY(QFile::remove(_home->filePath(QStringLiteral("config"))));
+        database.setValue(domain, key, true);
+        QCOMPARE(database.failure(), QString());
     }
 
     void synchronizingFailsWhereTheFileCannotBeOpened() {
@@ -445,6 +450,11 @@ private Q_SLOTS:
         QVERIFY(QFile::remove(file()));
         QVERIFY(QFile::link(file(), file()));
         QVERIFY(!database.synchronize(domain));
+        QCOMPARE(database.failure(),
+                 file() + QStringLiteral(": Too many levels of symbolic links"));
+        QVERIFY(QFile::remove(file()));
+        QVERIFY(database.synchronize(domain));
+        QCOMPARE(database.failure(), QString());
     }
 
     void domainsAreFileNames_data() {
