@@ -15,7 +15,7 @@ PasteboardFingerprint::PasteboardFingerprint(const PasteboardContents &contents)
         if (!data)
             continue;
         if (type == NSStringPboardType)
-            add(Reading::Text, *data);
+            insert(Reading::Text, markOfText(*data));
         else if (type == publicHtml)
             add(Reading::Html, *data);
         else if (type == NSRTFPboardType)
@@ -51,8 +51,14 @@ PasteboardFingerprint::Mark PasteboardFingerprint::markOf(const QByteArray &data
     return {data.size(), qHashBits(data.constData(), size_t(data.size()), QHashSeed::globalSeed())};
 }
 
+PasteboardFingerprint::Mark PasteboardFingerprint::markOfText(QByteArray text) {
+    if (text.contains('\r'))
+        text.replace("\r\n", "\n").replace('\r', '\n');
+    return markOf(text);
+}
+
 void PasteboardFingerprint::add(Reading reading, const QByteArray &data) {
-    _readings.insert(reading, markOf(data));
+    insert(reading, markOf(data));
 }
 
 } // namespace clipmule

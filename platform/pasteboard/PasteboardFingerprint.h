@@ -10,7 +10,8 @@
 namespace clipmule {
 
 /// What contents say in the readings that the program knows (text, HTML, RTF, image, files, URL),
-/// without their bytes: enough to know them again within this run of the program.
+/// without their bytes: enough to know them again within this run of the program. Line ends in text
+/// count as the same, whatever they are: clipboard managers change them.
 class PasteboardFingerprint {
 public:
     PasteboardFingerprint() = default;
@@ -29,6 +30,8 @@ private:
         friend bool operator==(const Mark &, const Mark &) = default;
     };
     [[nodiscard]] static Mark markOf(const QByteArray &data);
+    [[nodiscard]] static Mark markOfText(QByteArray text);
+    void insert(Reading reading, const Mark &mark) { _readings.insert(reading, mark); }
     void add(Reading reading, const QByteArray &data);
 
     // One reading may have several forms: an image as PNG and as TIFF.

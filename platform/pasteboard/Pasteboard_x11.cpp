@@ -41,7 +41,28 @@ void PasteboardX11::start() {
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    findTheOwner();
     _connection->flush();
+}
+
+// A manager may own the clipboard since before our start.
+void PasteboardX11::findTheOwner() {
+    const auto cookie = xcb_get_selection_owner(_connection->xcb(), _clipboard);
+    _connection->awaitReply(cookie.sequence, this, [this](const void *memory) {
+        const auto *reply = static_cast<const xcb_get_selection_owner_reply_t *>(memory);
+        if (reply && reply->owner != XCB_NONE)
+            rememberOwner(reply->owner);
+    });
+}
+
+void PasteboardX11::rememberOwner(xcb_window_t owner) {
+    _currentOwner = owner;
+    if (_earlierOwners.contains(owner) || _earlierOwners.size() >= mostEarlierOwners)
+        return;
+    _earlierOwners.insert(owner);
+    // The number of a window that has gone is given to another.
+    const quint32 mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(_connection->xcb(), owner, XCB_CW_EVENT_MASK, &mask);
 }
 
 bool PasteboardX11::isFetching() const {
@@ -49,7 +70,10 @@ bool PasteboardX11::isFetching() const {
 }
 
 void PasteboardX11::x11Event(const xcb_generic_event_t &event) {
-    if ((event.response_type & 0x7f) != _selectionEvent)
+    const int type = event.response_type & 0x7f;
+    if (type == XCB_DESTROY_NOTIFY)
+        _earlierOwners.remove(reinterpret_cast<const xcb_destroy_notify_event_t &>(event).window);
+    if (type != _selectionEvent)
         return;
     const auto &notified = reinterpret_cast<const xcb_xfixes_selection_notify_event_t &>(event);
     if (notified.selection == _clipboard)
@@ -87,6 +111,9 @@ void PasteboardX11::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
     const RunLoop::Seconds now = RunLoop::current().now();
     Taking taking{.isCopy = _taking.isCopy,
                   .followsAnEnd = _ended && now - *_ended < takeoverTime,
+                  .isAnotherThanEnded =
+                      _connection->clientOf(owner) != _connection->clientOf(_currentOwner),
+                  .hasOwnedBefore = _earlierOwners.contains(owner),
                   .hasReadUs = _taken && now - *_taken < reowningTime && _owner.wasReadBy(owner)};
     // After a while without contents they are nobody's to take over.
     if (_ended && !taking.followsAnEnd)
@@ -97,6 +124,7 @@ void PasteboardX11::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
         taking.hasReadUs = taking.hasReadUs || _taking.hasReadUs;
     }
     _taking = taking;
+    rememberOwner(owner);
     stopFetching();
     if (!contents().isEmpty())
         _last = PasteboardFingerprint(contents());
@@ -132,6 +160,7 @@ void PasteboardX11::fetched(const std::optional<PasteboardContents> &fetchedCont
     if (fetchedContents) {
         const bool isCopy = !fetchedContents->isEmpty() && !isTakeover(*fetchedContents);
         setContents(*fetchedContents);
+        remember(*fetchedContents);
         _last.reset();
         if (isCopy)
             moveChangeCount();
@@ -149,7 +178,24 @@ bool PasteboardX11::isTakeover(const PasteboardContents &fetched) const {
     // What a program had that quit before anybody read it is known to nobody but the manager.
     if (!_last)
         return _taking.followsAnEnd;
-    return PasteboardFingerprint(fetched).isWithin(*_last);
+    const PasteboardFingerprint fingerprint(fetched);
+    if (fingerprint.isWithin(*_last))
+        return true;
+    // Managers that keep texts only put the newest of them in the place of a picture or a secret.
+    return _taking.fillsAGap() &&
+           (_taking.isTheManagers || _taking.hasOwnedBefore || hasBeenHere(fingerprint));
+}
+
+void PasteboardX11::remember(const PasteboardContents &contents) {
+    _history.emplace_back(contents);
+    if (_history.size() > mostRemembered)
+        _history.pop_front();
+}
+
+bool PasteboardX11::hasBeenHere(const PasteboardFingerprint &contents) const {
+    return std::any_of(_history.cbegin(), _history.cend(), [&](const PasteboardFingerprint &older) {
+        return contents.isWithin(older);
+    });
 }
 
 void PasteboardX11::stopFetching() {
@@ -190,6 +236,8 @@ void PasteboardX11::publish() {
     _taking = {};
     _last.reset();
     ++_ownEventsToCome;
+    _currentOwner = _owner.window();
+    remember(contents());
     _owner.own(PasteboardTypes::offers(contents()));
 }
 

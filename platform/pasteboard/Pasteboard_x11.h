@@ -10,6 +10,9 @@
 #include "platform/pasteboard/X11SelectionReader.h"
 #include "platform/x11/X11Connection.h"
 
+#include <QSet>
+
+#include <deque>
 #include <optional>
 
 namespace clipmule {
@@ -18,12 +21,14 @@ namespace clipmule {
 ///
 /// While watched, what others copy is fetched on its own, in pieces, and counted when it is
 /// complete. Two changes are no copies and do not move the count: the owner quits (there are no
-/// contents then), and a clipboard manager takes over what a quitting owner or we had offered.
+/// contents then), and a clipboard manager takes over what a quitting owner or we had offered, or
+/// fills the gap that the owner has left with something older.
 ///
 /// A manager that takes over is known by what it does as well as by the contents, so that a person
 /// may copy the same again, or a part of it: it follows the end of the owner at once, or it has
 /// just read the contents from us, or it is the client that the desktop names its clipboard
-/// manager.
+/// manager. What fills a gap is older when it has been on the clipboard before, or when it is
+/// offered by a window that had owned the clipboard before.
 ///
 /// While nobody watches, no owner is asked for anything; every new owner moves the count.
 ///
@@ -34,12 +39,18 @@ public:
     /// A burst of owners (one quits, a manager follows) is one change; the poll looks twice a
     /// second.
     static constexpr RunLoop::Seconds settleTime{0.02};
-    /// How long after the end of an owner a manager may take over. It is told of the end and needs
-    /// some milliseconds; nobody quits one program and copies in another in so short a time.
-    static constexpr RunLoop::Seconds takeoverTime{0.3};
+    /// How long after the end of an owner a manager may take over. Some are told of the end and
+    /// need milliseconds, others look twice a second; nobody quits one program and copies in
+    /// another in so short a time.
+    static constexpr RunLoop::Seconds takeoverTime{0.75};
     /// How long after we took the clipboard a program that has read it may take it over. Managers
     /// that own everything anew do it as soon as they have read it.
     static constexpr RunLoop::Seconds reowningTime{1.0};
+    /// Contents whose fingerprints are remembered. What managers bring back is the newest entry of
+    /// their kind in histories of 10 to 25.
+    static constexpr size_t mostRemembered = 64;
+    /// Windows that are remembered as having owned the clipboard. A desktop has some tens.
+    static constexpr qsizetype mostEarlierOwners = 256;
 
     /// The connection must have the XFixes extension: hasX11PasteboardSupport().
     explicit PasteboardX11(std::shared_ptr<X11Connection> connection);
@@ -65,12 +76,15 @@ private:
     struct Taking {
         bool isCopy = false; // certainly: something new has come in between
         bool followsAnEnd = false;
+        bool isAnotherThanEnded = false;
+        bool hasOwnedBefore = false;
         bool hasReadUs = false;
         bool isTheManagers = false;
 
         [[nodiscard]] bool mayBeTakeover() const {
             return !isCopy && (followsAnEnd || hasReadUs || isTheManagers);
         }
+        [[nodiscard]] bool fillsAGap() const { return followsAnEnd && isAnotherThanEnded; }
     };
 
     void x11Event(const xcb_generic_event_t &event) override;
@@ -78,10 +92,14 @@ private:
     void ownerChanged(xcb_window_t owner, xcb_timestamp_t time);
     void ownerEnded();
     void ownerTook(xcb_window_t owner, xcb_timestamp_t time);
+    void findTheOwner();
+    void rememberOwner(xcb_window_t owner);
     void askForTheManager(xcb_window_t owner);
     void fetch(xcb_timestamp_t time);
     void fetched(const std::optional<PasteboardContents> &contents);
     [[nodiscard]] bool isTakeover(const PasteboardContents &fetched) const;
+    void remember(const PasteboardContents &contents);
+    [[nodiscard]] bool hasBeenHere(const PasteboardFingerprint &contents) const;
     void stopFetching();
     void forgetContents();
 
@@ -99,8 +117,11 @@ private:
     // What was on the clipboard last, where it is not among the contents any more; nothing when it
     // was never read.
     std::optional<PasteboardFingerprint> _last;
-    std::optional<RunLoop::Seconds> _ended; // when the owner did, while there is no other
-    std::optional<RunLoop::Seconds> _taken; // when we took the clipboard
+    std::deque<PasteboardFingerprint> _history; // the newest last
+    xcb_window_t _currentOwner = XCB_NONE;      // or, while there is none, the one before
+    QSet<xcb_window_t> _earlierOwners;          // that still exist
+    std::optional<RunLoop::Seconds> _ended;     // when the owner did, while there is no other
+    std::optional<RunLoop::Seconds> _taken;     // when we took the clipboard
 };
 
 /// Whether the display tells of changes of the clipboard at all.

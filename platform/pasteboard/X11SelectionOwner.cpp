@@ -255,9 +255,8 @@ void X11SelectionOwner::endTransfer(Transfers::iterator transfer) {
         std::none_of(_transfers.cbegin(), _transfers.cend(),
                      [requestor](const Transfer &other) { return other.requestor == requestor; });
     if (isLast) {
-        // Its end is still worth knowing while it counts as a reader.
-        const quint32 mask =
-            _readers.contains(requestor) ? quint32(XCB_EVENT_MASK_STRUCTURE_NOTIFY) : 0;
+        // Its end is still worth knowing: it counts as a reader, or it owned the clipboard once.
+        const quint32 mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
         xcb_change_window_attributes(_connection->xcb(), requestor, XCB_CW_EVENT_MASK, &mask);
         _connection->flush();
     }

@@ -17,10 +17,10 @@ X11TestOwner::~X11TestOwner() {
     _connection->removeObserver(this);
 }
 
-void X11TestOwner::own(const QList<Answer> &answers) {
+void X11TestOwner::own(const QList<Answer> &answers, xcb_window_t window) {
     _answers = answers;
-    xcb_set_selection_owner(_connection->xcb(), _window, _connection->atom("CLIPBOARD"),
-                            XCB_CURRENT_TIME);
+    xcb_set_selection_owner(_connection->xcb(), window == XCB_NONE ? _window : window,
+                            _connection->atom("CLIPBOARD"), XCB_CURRENT_TIME);
     roundTrip();
 }
 

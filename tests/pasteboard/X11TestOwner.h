@@ -35,8 +35,9 @@ public:
     X11TestOwner();
     ~X11TestOwner() override;
 
-    /// Takes the clipboard with these contents; the server knows it on return.
-    void own(const QList<Answer> &answers);
+    /// Takes the clipboard with these contents; the server knows it on return. Another window of
+    /// the same client may be the owner.
+    void own(const QList<Answer> &answers, xcb_window_t window = XCB_NONE);
     /// Falls silent altogether, TARGETS included, or comes back.
     void setMute(bool mute) { _isMute = mute; }
     void refuseTargets() { _refusesTargets = true; }

@@ -32,6 +32,7 @@ public:
     /// Dies: the window goes, with what was under way.
     void die();
 
+    [[nodiscard]] xcb_window_t window() const { return _window; }
     /// Answered, completely.
     [[nodiscard]] bool isDone() const { return _state == State::Done; }
     [[nodiscard]] bool isRefused() const { return _state == State::Refused; }

@@ -61,6 +61,35 @@ private Q_SLOTS:
         QVERIFY(!PasteboardFingerprint(newer).isWithin({}));
     }
 
+    void lineEndsOfTextAreAllTheSame_data() {
+        QTest::addColumn<QByteArray>("newer");
+        QTest::addColumn<bool>("isWithin");
+        QTest::newRow("LF") << QByteArray("a\nb\n\nc") << true;
+        QTest::newRow("CR LF") << QByteArray("a\r\nb\r\n\r\nc") << true;
+        QTest::newRow("CR") << QByteArray("a\rb\r\rc") << true;
+        QTest::newRow("mixed") << QByteArray("a\rb\n\r\nc") << true;
+        QTest::newRow("one fewer") << QByteArray("a\nb\nc") << false;
+        QTest::newRow("one more") << QByteArray("a\nb\n\n\nc") << false;
+        QTest::newRow("LF CR is two") << QByteArray("a\nb\n\rc") << true;
+        QTest::newRow("none") << QByteArray("abc") << false;
+    }
+    void lineEndsOfTextAreAllTheSame() {
+        QFETCH(QByteArray, newer);
+        for (const QByteArray older : {"a\nb\n\nc", "a\r\nb\r\n\r\nc", "a\rb\r\rc"})
+            QTEST(PasteboardFingerprint(PasteboardContents({{NSStringPboardType, newer}}))
+                      .isWithin(
+                          PasteboardFingerprint(PasteboardContents({{NSStringPboardType, older}}))),
+                  "isWithin");
+    }
+
+    // Bytes of other kinds are what they are.
+    void lineEndsOfNothingElseAre() {
+        for (const QString &type : {publicHtml, NSRTFPboardType, publicPng}) {
+            const PasteboardFingerprint older(PasteboardContents({{type, "a\r\nb"}}));
+            QVERIFY(!PasteboardFingerprint(PasteboardContents({{type, "a\nb"}})).isWithin(older));
+        }
+    }
+
     void urlAloneIsTextToo() {
         const PasteboardFingerprint url(PasteboardContents({{NSURLPboardType, "http://a.org/"}}));
         const PasteboardFingerprint text(

@@ -63,8 +63,8 @@ private Q_SLOTS:
     void sameContentsLaterAreACopy_data() {
         QTest::addColumn<double>("afterSeconds");
         QTest::addColumn<int>("changeCount");
-        QTest::newRow("at the last moment of a manager") << 0.299 << 1;
-        QTest::newRow("later") << 0.301 << 2;
+        QTest::newRow("at the last moment of a manager") << 0.749 << 1;
+        QTest::newRow("later") << 0.751 << 2;
     }
     void sameContentsLaterAreACopy() {
         QFETCH(double, afterSeconds);
