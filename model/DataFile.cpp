@@ -11,6 +11,7 @@
 #include <QFileInfo>
 #include <QTemporaryFile>
 
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
@@ -78,9 +79,11 @@ void write(const QString &path, const QByteArray &bytes, qint64 limit) {
         raise(QStringLiteral("the folder of %1 cannot be made").arg(path));
     // For the owner alone from the beginning. It replaces a link; a QSaveFile would follow it.
     QTemporaryFile file(path + QStringLiteral(".part-XXXXXX"));
-    if (!file.open() || file.write(bytes) != bytes.size() || !file.flush() ||
-        ::fdatasync(file.handle()) != 0)
+    if (!file.open())
         raise(QStringLiteral("%1: %2").arg(path, file.errorString()));
+    // What the toolkit says of a write that fails later is often "Unknown error".
+    if (file.write(bytes) != bytes.size() || !file.flush() || ::fdatasync(file.handle()) != 0)
+        raise(QStringLiteral("%1: %2").arg(path, qt_error_string(errno)));
     std::error_code error;
     std::filesystem::rename(QFile::encodeName(file.fileName()).toStdString(),
                             QFile::encodeName(path).toStdString(), error);

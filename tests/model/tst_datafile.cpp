@@ -4,6 +4,7 @@
 #include "model/ClipboardStore.h"
 #include "model/DataFile.h"
 #include "platform/foundation/PlatformException.h"
+#include "tests/kit/FullDisk.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <QDir>
@@ -29,6 +30,7 @@ private Q_SLOTS:
     void aLinkIsReplacedAndNotRead();
     void nothingIsLeftOfAFailedWrite();
     void failedWriteLeavesTheOldFile();
+    void fullDiskLeavesTheOldFileAndSaysSo();
     void missingFileIsNothing();
     void readingAFolderFails();
     void readingAPipeDoesNotWait();
@@ -140,6 +142,25 @@ void DataFileTest::failedWriteLeavesTheOldFile() {
                              DataFile::write(path + QStringLiteral("/below"), "two"));
     QCOMPARE(DataFile::read(path), std::optional(QByteArray("one")));
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("file")});
+}
+
+void DataFileTest::fullDiskLeavesTheOldFileAndSaysSo() {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("file"));
+    DataFile::write(path, "old", 10000);
+    // Less than what is gathered before it is written, and more.
+    for (const qsizetype size : {5000, 100000}) {
+        QString reason;
+        try {
+            const kit::FullDisk disk(1000);
+            DataFile::write(path, QByteArray(size, 'x'), 100000);
+        } catch (const PlatformException &exception) {
+            reason = exception.reason();
+        }
+        QCOMPARE(reason, path + QStringLiteral(": File too large"));
+        QCOMPARE(DataFile::read(path, 10000), QByteArray("old"));
+        QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+    }
 }
 
 void DataFileTest::missingFileIsNothing() {

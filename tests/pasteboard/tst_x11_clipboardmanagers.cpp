@@ -27,8 +27,10 @@ const QByteArray picture = "\x89PNG\r\n\x1a\n...";
 // What managers offer when they have taken over, as recorded.
 
 Answers asParcellite(const QByteArray &text) {
-    return {{"UTF8_STRING", text}, {"TEXT", text},
-            {"STRING", text},      {"text/plain;charset=utf-8", text},
+    return {{"UTF8_STRING", text},
+            {"TEXT", text},
+            {"STRING", text},
+            {"text/plain;charset=utf-8", text},
             {"text/plain", text}};
 }
 

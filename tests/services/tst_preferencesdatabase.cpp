@@ -4,6 +4,7 @@
 #include "platform/foundation/FileHandle.h"
 #include "platform/preferences/FilePreferencesDatabase.h"
 #include "platform/preferences/MemoryPreferencesDatabase.h"
+#include "tests/kit/FullDisk.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/services/PrivateBus.h"
 
@@ -14,11 +15,9 @@
 #include <QTest>
 
 #include <cerrno>
-#include <csignal>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -387,16 +386,14 @@ private Q_SLOTS:
         FilePreferencesDatabase database(_folder);
         database.setValue(domain, key, true);
         const QByteArray before = contents(file());
-        // No file may grow beyond 1000 bytes: a write fails as on a full disk.
-        struct rlimit unlimited {};
-        QCOMPARE(::getrlimit(RLIMIT_FSIZE, &unlimited), 0);
-        const auto handler = ::signal(SIGXFSZ, SIG_IGN);
-        const struct rlimit limited { 1000, unlimited.rlim_max };
-        QCOMPARE(::setrlimit(RLIMIT_FSIZE, &limited), 0);
-        expectWarning(QStringLiteral("^preference large of com\\.zendrik\\.Test not written: "));
-        database.setValue(domain, QStringLiteral("large"), QString(5000, u'x'));
-        QCOMPARE(::setrlimit(RLIMIT_FSIZE, &unlimited), 0);
-        ::signal(SIGXFSZ, handler);
+        {
+            const kit::FullDisk disk(1000);
+            expectWarning(
+                QStringLiteral("^preference large of com\\.zendrik\\.Test not written: "));
+            database.setValue(domain, QStringLiteral("large"), QString(5000, u'x'));
+        }
+        QCOMPARE(database.failure(),
+                 _folder + QStringLiteral("/.com.zendrik.Test.plist.new: File too large"));
         QCOMPARE(contents(file()), before);
         QCOMPARE(QDir(_folder).entryList(QDir::Files | QDir::Hidden),
                  QStringList({QStringLiteral(".lock"), QStringLiteral("com.zendrik.Test.plist")}));
