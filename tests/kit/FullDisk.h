@@ -8,16 +8,14 @@
 
 namespace clipmule::kit {
 
-/// As long as it lives, no file of this process may grow beyond so many bytes: writing fails as on a
-/// full disk, with "File too large".
+/// As long as it lives, no file of this process may grow beyond so many bytes: writing fails as on
+/// a full disk, with "File too large".
 class FullDisk {
 public:
     explicit FullDisk(rlim_t largestFile)
         : _handler(std::signal(SIGXFSZ, SIG_IGN)) {
         ::getrlimit(RLIMIT_FSIZE, &_before);
-        const struct rlimit limited {
-            largestFile, _before.rlim_max
-        };
+        const struct rlimit limited { largestFile, _before.rlim_max };
         ::setrlimit(RLIMIT_FSIZE, &limited);
     }
     ~FullDisk() {
