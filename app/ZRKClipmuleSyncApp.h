@@ -176,7 +176,7 @@ private:
     void scheduleCheck();
     void checkForData();
     void sendClip(ZRKClipmuleData &clip, size_t hash);
-    void lookWhyNotSent(const ZRKClipmuleData *clip);
+    void lookWhyNotSent(const ZRKClipmuleData *clip, size_t hash);
     void sendConnectedClients();
     void sendToAll(const OutputObject &object);
 

@@ -156,7 +156,7 @@ void ZRKClipmuleSyncApp::applyClip(const ReceivedClip &received) {
         }
         // The watcher must not send it back.
         _lastChangeCount = _services.pasteboard.pasteboard.changeCount();
-        _lastHash = clip.hash();
+        _lastHash = clip.contentHash();
         _lastPicture = PictureEcho(clip);
         if (pasteModeOf(received.phone) == PasteMode::Paste)
             paste();

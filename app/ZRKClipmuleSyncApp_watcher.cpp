@@ -13,6 +13,19 @@
 
 namespace clipmule {
 
+static_assert(ZRKClipmuleSyncApp::largestClipSent == ZRKClipmuleData::largestTravelling);
+
+namespace {
+
+quint64 sizeOf(const Pasteboard &pasteboard) {
+    quint64 size = 0;
+    for (const QString &type : pasteboard.types())
+        size += quint64(pasteboard.dataForType(type).value_or(QByteArray()).size());
+    return size;
+}
+
+} // namespace
+
 void ZRKClipmuleSyncApp::clientServiceDidOpen(NetService &service) {
     _contacts[service.name()].lastSeen = Date::now();
     startClipboardPoll();
@@ -49,14 +62,16 @@ void ZRKClipmuleSyncApp::checkForData() {
     }
     const qint64 changeCount = _services.pasteboard.pasteboard.changeCount();
     if (changeCount != _lastChangeCount) {
+        quint64 sizeRead = 0;
         try {
+            sizeRead = sizeOf(_services.pasteboard.pasteboard);
             const auto clip = ZRKClipmuleData::initFromPasteboard(_services.pasteboard);
-            const size_t hash = clip ? clip->hash() : 0;
-            const bool isLast = clip && (hash == _lastHash || _lastPicture.isIn(*clip));
-            if (clip && !isLast)
+            const size_t hash = clip ? clip->contentHash() : 0;
+            const bool isNews = hash != 0 && hash != _lastHash && !_lastPicture.isIn(*clip);
+            if (isNews)
                 sendClip(*clip, hash);
             else
-                lookWhyNotSent(clip.get());
+                lookWhyNotSent(clip.get(), hash);
         } catch (const PlatformException &exception) {
             qCWarning(logApp).noquote() << "ERROR CREATING DATA" << exception.what();
             refuse({.direction = Refusal::Direction::CopiedHere,
@@ -64,6 +79,8 @@ void ZRKClipmuleSyncApp::checkForData() {
                     .detail = exception.reason()});
         }
         _services.pasteboard.pasteboard.releaseContents();
+        // Whatever became of it: it was in memory, with what was made of it.
+        trimHeapAfterClip(sizeRead);
         // Also after a refusal, so that the same contents are looked at only once.
         _lastChangeCount = changeCount;
     }
@@ -91,12 +108,12 @@ void ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip, size_t hash) {
     countClip(clip, Settings::Key::DataSent);
 }
 
-// A copy that is the last clip again is no refusal. One that gave no clip, or a clip in which a
-// phone would find nothing, is.
-void ZRKClipmuleSyncApp::lookWhyNotSent(const ZRKClipmuleData *clip) {
+// A copy that is the last clip again is no refusal. One that gave no clip, or a clip that holds
+// nothing, is.
+void ZRKClipmuleSyncApp::lookWhyNotSent(const ZRKClipmuleData *clip, size_t hash) {
     if (!clip && ZRKClipmuleData::isSecret(_services.pasteboard.pasteboard))
         refuse({.direction = Refusal::Direction::CopiedHere, .reason = Refusal::Reason::Secret});
-    else if (clip && !clip->hasString() && !clip->hasImageData() && !clip->hasURL())
+    else if (clip && hash == 0)
         refuse({.direction = Refusal::Direction::CopiedHere, .reason = Refusal::Reason::NoContent});
     else if (clip)
         qCDebug(logApp, "copied here: the last clip again, which is not sent twice");

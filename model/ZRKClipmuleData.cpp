@@ -192,6 +192,24 @@ size_t ZRKClipmuleData::hash() const {
     return ZRKNSArrayCategory::deepHash(_items);
 }
 
+size_t ZRKClipmuleData::contentHash() const {
+    const size_t portable = hash();
+    if (portable != 0)
+        return portable;
+    size_t native = 0;
+    bool isEmpty = true;
+    for (const auto &item : _items) {
+        const auto dictionary = item->nativeDictionary();
+        if (!dictionary)
+            continue;
+        for (const auto &[type, bytes] : dictionary->asKeyValueRange()) {
+            native += qHashMulti(size_t(0), type, bytes);
+            isEmpty = false;
+        }
+    }
+    return native == 0 && !isEmpty ? 1 : native;
+}
+
 std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::copyWithZone() {
     Items copies;
     copies.reserve(_items.size());

@@ -46,6 +46,15 @@ public:
     /// many times.
     static constexpr qint64 largestWrittenSet = largestFileSet;
 
+    /// A clip of a greater size does not travel; see size().
+    static constexpr quint64 largestTravelling = 9'999'999;
+    /// What a captured clip carries for desktops only may make it so many times as large as what
+    /// the phones read of it…
+    static constexpr quint64 mostTimesItsReadings = 4;
+    /// …or so large: a tenth of the largest clip, which costs a wireless network no tenth of a
+    /// second.
+    static constexpr quint64 smallClip = 1'000'000;
+
     /// Dirty, not saved, dated now, without items and without an id yet.
     ZRKClipmuleData();
     ~ZRKClipmuleData() override;
@@ -63,7 +72,9 @@ public:
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     initWithDictionary(const PropertyList::Dictionary &dictionary);
 
-    /// What is on the desktop's clipboard; null when that is nothing, or nothing to be kept.
+    /// What is on the desktop's clipboard; null when that is nothing, or nothing to be kept. Of the
+    /// native representations the bulkiest are left out until the clip is as small as the limits
+    /// above ask for; its text, URL, title and list of files stay.
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     initFromPasteboard(const PasteboardServices &services);
     /// Whether the clipboard's owner marked its contents as not to be kept or passed on: then
@@ -134,6 +145,10 @@ public:
     [[nodiscard]] bool isEqual(const Object &other) const override;
     /// The sum of the items' hashes.
     [[nodiscard]] size_t hash() const;
+    /// The hash, or, where that is 0 because there is neither text nor URL nor image, one of the
+    /// native representations: clips that only desktops can read are told apart, too. 0 only for a
+    /// clip that holds nothing at all.
+    [[nodiscard]] size_t contentHash() const;
     /// A new clip of copied items, with the same title, dated now and in no clipboard.
     [[nodiscard]] std::shared_ptr<ZRKClipmuleData> copyWithZone();
     [[nodiscard]] QString description() const override;
@@ -141,7 +156,7 @@ public:
 private:
     void append(const std::shared_ptr<ZRKClipmuleDataItem> &item);
     [[nodiscard]] bool loadFromFiles(const PasteboardServices &services,
-                                     const NativeDictionary &nativeDictionary);
+                                     NativeDictionary nativeDictionary);
     void loadFromReadings(const PasteboardServices &services, NativeDictionary nativeDictionary);
 
     mutable std::optional<QString> _oid;

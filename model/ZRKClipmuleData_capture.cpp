@@ -15,6 +15,8 @@
 
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace clipmule {
 
 namespace {
@@ -83,19 +85,86 @@ std::optional<QByteArray> imageOf(const Pasteboard &pasteboard) {
     return std::nullopt;
 }
 
+// Some file managers copy files without any text: their names, then, one on each line.
+std::optional<QString> namesOfFiles(const Pasteboard &pasteboard) {
+    const std::optional<PropertyList> paths =
+        pasteboard.propertyListForType(PasteboardType::NSFilenamesPboardType);
+    if (!paths || !paths->isList())
+        return std::nullopt;
+    QStringList names;
+    for (const PropertyList &entry : paths->list()) {
+        const auto *path = entry.as<QString>();
+        // A folder's path may end with a slash; the root has no other name.
+        const QString name =
+            path ? path->section(u'/', -1, -1, QString::SectionSkipEmpty) : QString();
+        if (path && !path->isEmpty())
+            names.append(name.isEmpty() ? *path : name);
+    }
+    if (names.isEmpty())
+        return std::nullopt;
+    return names.join(u'\n');
+}
+
 // Null when the file is no image, or cannot be read.
-std::shared_ptr<ZRKClipmuleDataItem>
-itemOfImageFile(const QString &path, ZRKClipmuleDataItem::NativeDictionary nativeDictionary) {
+std::shared_ptr<ZRKClipmuleDataItem> itemOfImageFile(const QString &path) {
     const RegularFile::Contents file = RegularFile::read(path, ZRKClipmuleData::largestFileSet);
     if (file.outcome != RegularFile::Contents::Outcome::Read)
         return nullptr;
     const std::optional<QByteArray> image = ZRKClipmuleData::portableImageData(file.bytes, nullptr);
     if (!image)
         return nullptr;
-    auto item = ZRKClipmuleDataItem::initWithNativeDictionary(std::move(nativeDictionary));
+    auto item =
+        ZRKClipmuleDataItem::initWithNativeDictionary(ZRKClipmuleDataItem::NativeDictionary());
     item->setImageData(image);
     item->setString(QFileInfo(path).fileName());
     return item;
+}
+
+bool isRasterImage(const QString &type) {
+    using namespace PasteboardType;
+    return QStringList{NSTIFFPboardType, publicTiff, publicPng, applePng}.contains(type);
+}
+
+// What the phones read, in the form that desktops read it back from.
+bool isReading(const QString &type) {
+    using namespace PasteboardType;
+    return QStringList{NSStringPboardType, NSURLPboardType, publicUrlName, NSFilenamesPboardType}
+        .contains(type);
+}
+
+quint64 sizeOf(const ZRKClipmuleDataItem::NativeDictionary &dictionary) {
+    quint64 size = 0;
+    for (const auto &[type, bytes] : dictionary.asKeyValueRange())
+        size += quint64(type.size()) + quint64(bytes.size());
+    return size;
+}
+
+// Leaves out the bulkiest representations until the clip, whose portable readings are so large,
+// is as small as it should be.
+void reduce(ZRKClipmuleDataItem::NativeDictionary &dictionary, quint64 portable, bool hasImage) {
+    using namespace PasteboardType;
+    // Alone it is all that there is.
+    const quint64 most = portable == 0
+                             ? ZRKClipmuleData::largestTravelling
+                             : std::min(ZRKClipmuleData::largestTravelling,
+                                        std::max(ZRKClipmuleData::smallClip,
+                                                 portable * ZRKClipmuleData::mostTimesItsReadings));
+    while (portable + sizeOf(dictionary) > most) {
+        QString bulkiest;
+        qsizetype size = 0;
+        for (const auto &[type, bytes] : dictionary.asKeyValueRange()) {
+            if (bytes.size() > size && !isReading(type)) {
+                bulkiest = type;
+                size = bytes.size();
+            }
+        }
+        if (bulkiest.isEmpty())
+            return;
+        dictionary.remove(bulkiest);
+        // The clip's own image stands for it.
+        if (isRasterImage(bulkiest) && hasImage)
+            dictionary.insert(NSTIFFPboardType, QByteArray(""));
+    }
 }
 
 QString nameWithoutExtension(const QString &name) {
@@ -133,19 +202,31 @@ void ZRKClipmuleData::loadFromReadings(const PasteboardServices &services,
     const Pasteboard &pasteboard = services.pasteboard;
     const std::optional<QByteArray> image =
         portableImageData(imageOf(pasteboard), &nativeDictionary);
-    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(std::move(nativeDictionary));
-    item->setString(textOf(pasteboard));
-    item->setImageData(image);
-    item->setURL(pasteboard.url());
+    const std::optional<QUrl> url = pasteboard.url();
+    std::optional<QString> text = textOf(pasteboard);
+    if (!text && !image && !url)
+        text = namesOfFiles(pasteboard);
     const std::optional<PropertyList> title =
         pasteboard.propertyListForType(PasteboardType::publicUrlName);
     if (title && title->isString())
         _title = title->string();
+
+    const auto fill = [&](ZRKClipmuleDataItem &item) {
+        item.setString(text);
+        item.setImageData(image);
+        item.setURL(url);
+    };
+    ZRKClipmuleDataItem readings;
+    fill(readings);
+    // Without items, the title's.
+    reduce(nativeDictionary, readings.size() + size(), image.has_value());
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(std::move(nativeDictionary));
+    fill(*item);
     append(item);
 }
 
 bool ZRKClipmuleData::loadFromFiles(const PasteboardServices &services,
-                                    const NativeDictionary &nativeDictionary) {
+                                    NativeDictionary nativeDictionary) {
     try {
         const std::optional<QString> application = currentAppID(services);
         if (application != fileManagerID && application != photoManagerID)
@@ -164,13 +245,20 @@ bool ZRKClipmuleData::loadFromFiles(const PasteboardServices &services,
                 return false;
         }
         Items items;
+        quint64 portable = 0;
         for (const PropertyList &name : names->list()) {
-            const auto item = itemOfImageFile(name.string(), items.isEmpty() ? nativeDictionary
-                                                                             : NativeDictionary());
+            const auto item = itemOfImageFile(name.string());
             if (!item)
                 return false;
+            portable += item->size();
             items.append(item);
         }
+        // The clipboard's own representations go with the first.
+        reduce(nativeDictionary, portable, true);
+        const auto first =
+            ZRKClipmuleDataItem::initWithNativeDictionary(std::move(nativeDictionary));
+        first->setClipmuleDataItem(*items.first());
+        items.first() = first;
         if (items.size() == 1)
             _title = nameWithoutExtension(*items.first()->string());
         for (const auto &item : items)

@@ -162,9 +162,10 @@ private Q_SLOTS:
         secret.set(u"x-kde-passwordManagerHint"_qs, "secret");
         _agent->pasteboard.copyByAnotherApplication(secret);
         _agent->advance(0.5);
-        PasteboardContents page;
-        page.set(PasteboardType::publicHtml, "<p>");
-        _agent->pasteboard.copyByAnotherApplication(page);
+        // A metafile, say, which is not fetched.
+        PasteboardContents drawing;
+        drawing.declare(u"image/x-emf"_qs);
+        _agent->pasteboard.copyByAnotherApplication(drawing);
         _agent->advance(0.5);
         QVERIFY(texts(phone->received()).isEmpty());
         QCOMPARE(
@@ -181,6 +182,45 @@ private Q_SLOTS:
         QCOMPARE(texts(phone->received()), QStringList{u"Hello"_qs});
         QCOMPARE(_agent->notice.messages.size(), 2);
         QCOMPARE(_agent->app->refusals().size(), 2);
+    }
+
+    void copiesThatOnlyDesktopsReadAreToldApart() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const auto sent = [&](const QByteArray &html) {
+            PasteboardContents page;
+            page.set(PasteboardType::publicHtml, html);
+            _agent->pasteboard.copyByAnotherApplication(page);
+            _agent->advance(0.5);
+            return phone->received().size();
+        };
+        QCOMPARE(sent("<p>1"), 1);
+        QCOMPARE(sent("<p>2"), 1);
+        QCOMPARE(sent("<p>2"), 0);
+        QCOMPARE(sent("<p>1"), 1);
+        QCOMPARE(_agent->notice.messages, QStringList());
+    }
+
+    void theMemoryOfARefusedClipIsGivenBack_data() {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<bool>("isTrimmed");
+        // What was read counts: nothing else of this clip is in it.
+        QTest::newRow("small") << 1'000'000 << false;
+        QTest::newRow("large") << 1'000'001 << true;
+    }
+    void theMemoryOfARefusedClipIsGivenBack() {
+        QFETCH(int, size);
+        QFETCH(bool, isTrimmed);
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        PasteboardContents secret;
+        secret.set(PasteboardType::NSStringPboardType, QByteArray(size - 6, 'x'));
+        secret.set(u"x-kde-passwordManagerHint"_qs, "secret");
+        _agent->pasteboard.copyByAnotherApplication(secret);
+        const int before = _agent->runLoop.pendingCount();
+        QTest::ignoreMessage(QtInfoMsg, "Not sent: what you copied is marked as secret.");
+        _agent->advance(0.5);
+        QCOMPARE(_agent->runLoop.pendingCount() - before, isTrimmed ? 1 : 0);
+        _agent->advance(3);
+        QCOMPARE(_agent->runLoop.pendingCount(), before);
     }
 
     void countsWhatIsSent() {

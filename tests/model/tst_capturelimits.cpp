@@ -1,0 +1,242 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/ZRKClipmuleData.h"
+#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/images/ImageCodec.h"
+#include "tests/model/Desktop.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace clipmule;
+using namespace clipmule::test;
+using namespace clipmule::PasteboardType;
+
+namespace {
+
+using Native = ZRKClipmuleData::NativeDictionary;
+
+QByteArray fileNames(const QStringList &paths) {
+    PropertyList::List list;
+    for (const QString &path : paths)
+        list.append(path);
+    return PropertyListSerialization::xml(list);
+}
+
+} // namespace
+
+// What a captured clip carries for desktops, beside what the phones read.
+class CaptureLimitsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _desktop = std::make_unique<Desktop>();
+    }
+    void cleanup() { _desktop.reset(); }
+
+    void bulkyFormsAreLeftOut_data() {
+        QTest::addColumn<int>("text");
+        QTest::addColumn<int>("html");
+        QTest::addColumn<bool>("isKept");
+        // The text itself is in the clip twice, as string and in its native form, each form with
+        // the length of its name.
+        const int names = int(NSStringPboardType.size() + publicHtml.size());
+        const auto rows = [&](const char *name, int text, int most) {
+            const int html = most - 2 * text - names;
+            QTest::addRow("%s, one below", name) << text << html - 1 << true;
+            QTest::addRow("%s, at the limit", name) << text << html << true;
+            QTest::addRow("%s, one above", name) << text << html + 1 << false;
+        };
+        rows("small", 1000, 1'000'000);
+        rows("where four times the text is small", 250'000, 1'000'000);
+        rows("four times the text", 300'000, 1'200'000);
+        rows("the largest clip", 4'000'000, 9'999'999);
+    }
+    void bulkyFormsAreLeftOut() {
+        QFETCH(int, text);
+        QFETCH(int, html);
+        QFETCH(bool, isKept);
+        const auto clip = capture(
+            {{{publicHtml, QByteArray(html, 'h')}, {NSStringPboardType, QByteArray(text, 't')}}});
+        QCOMPARE(clip->firstItem()->string()->size(), text);
+        const QStringList kept =
+            isKept ? QStringList{NSStringPboardType, publicHtml} : QStringList{NSStringPboardType};
+        QCOMPARE(native(*clip).keys(), kept);
+        QCOMPARE(native(*clip).value(NSStringPboardType).size(), text);
+    }
+
+    void theBulkiestGoesFirst() {
+        const QString small = QStringLiteral("x.small");
+        const auto clip = capture({{{small, QByteArray(400'000, 's')},
+                                    {publicHtml, QByteArray(600'000, 'h')},
+                                    {NSRTFPboardType, QByteArray(599'900, 'r')},
+                                    {NSStringPboardType, "text"}}});
+        // 1.6 MB: without the largest one it is small enough.
+        QCOMPARE(native(*clip).keys(), (QStringList{NSRTFPboardType, NSStringPboardType, small}));
+    }
+
+    void theReadingsStay() {
+        // One more than the largest clip: text that is too large is refused, not changed.
+        const QByteArray files = fileNames({QString(3'000'000, u'/')});
+        const auto clip = capture({{{NSStringPboardType, QByteArray(3'600'000, 't')},
+                                    {NSURLPboardType, "http://a.org/"},
+                                    {publicUrlName, "title"},
+                                    {NSFilenamesPboardType, files},
+                                    {publicHtml, "<b>"}}});
+        QCOMPARE(native(*clip).keys(), (QStringList{NSFilenamesPboardType, NSStringPboardType,
+                                                    NSURLPboardType, publicUrlName}));
+        QVERIFY(clip->size() > ZRKClipmuleData::largestTravelling);
+    }
+
+    void theTitleCounts() {
+        constexpr int title = 260'000;
+        const int most = 4 * title - 2 * title - int(publicUrlName.size() + publicHtml.size());
+        const auto formsWith = [&](int html) {
+            return native(*capture({{{publicUrlName, QByteArray(title, 'x')},
+                                     {publicHtml, QByteArray(html, 'h')}}}))
+                .keys();
+        };
+        QCOMPARE(formsWith(most), (QStringList{publicHtml, publicUrlName}));
+        QCOMPARE(formsWith(most + 1), QStringList{publicUrlName});
+    }
+
+    void nativeFormsAloneAreTheClip_data() {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<bool>("isKept");
+        QTest::newRow("one below") << 9'999'998 << true;
+        QTest::newRow("at the limit") << 9'999'999 << true;
+        QTest::newRow("one above") << 10'000'000 << false;
+    }
+    void nativeFormsAloneAreTheClip() {
+        QFETCH(int, size);
+        QFETCH(bool, isKept);
+        const QString type = QStringLiteral("x.drawing");
+        const auto clip = capture({{{type, QByteArray(size - type.size(), 'x')}}});
+        QCOMPARE(native(*clip).contains(type), isKept);
+        QCOMPARE(clip->contentHash() != 0, isKept);
+    }
+
+    void photoTravelsOnce_data() {
+        QTest::addColumn<QString>("type");
+        QTest::newRow("of this desktop") << NSTIFFPboardType;
+        QTest::newRow("under its own name") << publicPng;
+        QTest::newRow("under its old name") << applePng;
+    }
+    void photoTravelsOnce() {
+        QFETCH(QString, type);
+        static const QByteArray photo = encoded(noise({3000, 2000}), "png");
+        const auto clip = capture({{{type, photo}, {NSStringPboardType, "photo"}}});
+        const auto item = clip->firstItem();
+        QVERIFY(item->hasJPEG());
+        const QByteArray image = *item->imageData();
+        QCOMPARE(QImage::fromData(image).size(), QSize(1600, 1067));
+        // The placeholder: here the image comes back as the clip's own.
+        QCOMPARE(native(*clip), (Native{{NSTIFFPboardType, ""}, {NSStringPboardType, "photo"}}));
+        QVERIFY(clip->size() < quint64(image.size()) + 100);
+    }
+
+    void damagedImageLeavesNoPlaceholder() {
+        const QByteArray garbage(9'999'999, 'x');
+        const auto clip = capture({{{publicPng, garbage}, {NSStringPboardType, "text"}}});
+        QCOMPARE(native(*clip), (Native{{NSStringPboardType, "text"}}));
+    }
+
+    void formsBesideImageFilesAreLeftOut() {
+        const QByteArray image = encoded(noise({500, 200}), "png");
+        const QStringList paths{write(QStringLiteral("a.png"), image),
+                                write(QStringLiteral("b.png"), image)};
+        _desktop->application.current = QStringLiteral("com.apple.finder");
+        const auto formsWith = [&](int html) {
+            const auto clip = capture(
+                {{{NSFilenamesPboardType, fileNames(paths)}, {publicHtml, QByteArray(html, 'h')}}});
+            return clip->itemCount() == 2 ? native(*clip).keys() : QStringList();
+        };
+        const auto clip = capture({{{NSFilenamesPboardType, fileNames(paths)}}});
+        // What the phones read: two images and their names.
+        const quint64 portable = 2 * quint64(clip->firstItem()->imageData()->size() + 5);
+        const int left = int(4 * portable - clip->size() - quint64(publicHtml.size()));
+        QCOMPARE(formsWith(left), (QStringList{NSFilenamesPboardType, publicHtml}));
+        QCOMPARE(formsWith(left + 1), QStringList{NSFilenamesPboardType});
+    }
+
+    void filesWithoutTextAreTheirNames_data() {
+        QTest::addColumn<QByteArray>("files");
+        QTest::addColumn<std::optional<QString>>("text");
+        const auto row = [](const char *name, const QByteArray &files,
+                            const std::optional<QString> &text) {
+            QTest::newRow(name) << files << text;
+        };
+        row("one", fileNames({QStringLiteral("/home/a/one letter.txt")}),
+            QStringLiteral("one letter.txt"));
+        row("several, a folder among them",
+            fileNames(
+                {QStringLiteral("/a/x.png"), QStringLiteral("/b/folder/"), QStringLiteral("/c")}),
+            QStringLiteral("x.png\nfolder\nc"));
+        row("the root", fileNames({QStringLiteral("/")}), QStringLiteral("/"));
+        row("none", fileNames({}), std::nullopt);
+        row("no names",
+            PropertyListSerialization::xml(PropertyList::List{1, QString(QStringLiteral(""))}),
+            std::nullopt);
+        row("no list", PropertyListSerialization::xml(PropertyList(QStringLiteral("/a"))),
+            std::nullopt);
+    }
+    void filesWithoutTextAreTheirNames() {
+        QFETCH(QByteArray, files);
+        QFETCH(std::optional<QString>, text);
+        // Two of the file managers offer neither text nor image.
+        QCOMPARE(capture({{{NSFilenamesPboardType, files}}})->firstItem()->string(), text);
+        const std::optional<QString> own(QStringLiteral("own"));
+        QCOMPARE(capture({{{NSFilenamesPboardType, files}, {NSStringPboardType, "own"}}})
+                     ->firstItem()
+                     ->string(),
+                 own);
+        const QByteArray png = encoded(plain({4, 4}), "png");
+        QVERIFY(!capture({{{NSFilenamesPboardType, files}, {NSTIFFPboardType, png}}})
+                     ->firstItem()
+                     ->hasString());
+        QVERIFY(!capture({{{NSFilenamesPboardType, files}, {NSURLPboardType, "http://a.org/"}}})
+                     ->firstItem()
+                     ->hasString());
+    }
+
+    void clipsWithoutReadingsAreToldApart() {
+        const auto hashOf = [&](const QList<PasteboardContents::Representation> &contents) {
+            return capture(contents)->contentHash();
+        };
+        const QString type = QStringLiteral("x.drawing");
+        const size_t hash = hashOf({{type, "a"}});
+        QVERIFY(hash != 0);
+        QCOMPARE(hashOf({{type, "a"}}), hash);
+        QVERIFY(hashOf({{type, "b"}}) != hash);
+        QVERIFY(hashOf({{QStringLiteral("x.another"), "a"}}) != hash);
+        QVERIFY(hashOf({{type, ""}}) != 0);
+        QCOMPARE(hashOf({{type, std::nullopt}}), size_t(0));
+        // What the phones read decides, where there is any.
+        const auto text = capture({{{NSStringPboardType, "text"}, {type, "a"}}});
+        QCOMPARE(text->contentHash(), text->hash());
+        QCOMPARE(hashOf({{NSStringPboardType, "text"}, {type, "b"}}), text->hash());
+        QCOMPARE(ZRKClipmuleData().contentHash(), size_t(0));
+    }
+
+private:
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> capture(const PasteboardContents &contents) {
+        _desktop->pasteboard.copyByAnotherApplication(contents);
+        return ZRKClipmuleData::initFromPasteboard(_desktop->services);
+    }
+    [[nodiscard]] static Native native(const ZRKClipmuleData &clip) {
+        return clip.firstItem()->nativeDictionary().value();
+    }
+    [[nodiscard]] QString write(const QString &name, const QByteArray &bytes) const {
+        QFile file(_desktop->folder.filePath(name));
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+            qFatal("cannot write %s", qPrintable(name));
+        return file.fileName();
+    }
+    std::unique_ptr<Desktop> _desktop;
+};
+
+QTEST_MAIN(CaptureLimitsTest)
+#include "tst_capturelimits.moc"
