@@ -139,9 +139,13 @@ quint64 sizeOf(const ZRKClipmuleDataItem::NativeDictionary &dictionary) {
     return size;
 }
 
-// Leaves out the bulkiest representations until the clip, whose portable readings are so large,
-// is as small as it should be.
-void reduce(ZRKClipmuleDataItem::NativeDictionary &dictionary, quint64 portable, bool hasImage) {
+using OptionalDictionary = std::optional<ZRKClipmuleDataItem::NativeDictionary>;
+
+// Leaves out the bulkiest representations until the clip, whose portable readings are so large, is
+// as small as it should be. Where even the readings' own forms are too much there is none: such a
+// clip is read as one from a phone is.
+OptionalDictionary reduced(ZRKClipmuleDataItem::NativeDictionary dictionary, quint64 portable,
+                           bool hasImage) {
     using namespace PasteboardType;
     // Alone it is all that there is.
     const quint64 most = portable == 0
@@ -159,12 +163,15 @@ void reduce(ZRKClipmuleDataItem::NativeDictionary &dictionary, quint64 portable,
             }
         }
         if (bulkiest.isEmpty())
-            return;
+            break;
         dictionary.remove(bulkiest);
         // The clip's own image stands for it.
         if (isRasterImage(bulkiest) && hasImage)
             dictionary.insert(NSTIFFPboardType, QByteArray(""));
     }
+    if (portable > 0 && portable + sizeOf(dictionary) > ZRKClipmuleData::largestTravelling)
+        return std::nullopt;
+    return dictionary;
 }
 
 QString nameWithoutExtension(const QString &name) {
@@ -219,8 +226,8 @@ void ZRKClipmuleData::loadFromReadings(const PasteboardServices &services,
     ZRKClipmuleDataItem readings;
     fill(readings);
     // Without items, the title's.
-    reduce(nativeDictionary, readings.size() + size(), image.has_value());
-    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(std::move(nativeDictionary));
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
+        reduced(std::move(nativeDictionary), readings.size() + size(), image.has_value()));
     fill(*item);
     append(item);
 }
@@ -254,9 +261,8 @@ bool ZRKClipmuleData::loadFromFiles(const PasteboardServices &services,
             items.append(item);
         }
         // The clipboard's own representations go with the first.
-        reduce(nativeDictionary, portable, true);
-        const auto first =
-            ZRKClipmuleDataItem::initWithNativeDictionary(std::move(nativeDictionary));
+        const auto first = ZRKClipmuleDataItem::initWithNativeDictionary(
+            reduced(std::move(nativeDictionary), portable, true));
         first->setClipmuleDataItem(*items.first());
         items.first() = first;
         if (items.size() == 1)

@@ -79,16 +79,39 @@ private Q_SLOTS:
     }
 
     void theReadingsStay() {
-        // One more than the largest clip: text that is too large is refused, not changed.
         const QByteArray files = fileNames({QString(3'000'000, u'/')});
-        const auto clip = capture({{{NSStringPboardType, QByteArray(3'600'000, 't')},
+        const auto clip = capture({{{NSStringPboardType, QByteArray(3'000'000, 't')},
                                     {NSURLPboardType, "http://a.org/"},
                                     {publicUrlName, "title"},
                                     {NSFilenamesPboardType, files},
-                                    {publicHtml, "<b>"}}});
+                                    {publicHtml, QByteArray(1'000'000, 'h')}}});
         QCOMPARE(native(*clip).keys(), (QStringList{NSFilenamesPboardType, NSStringPboardType,
                                                     NSURLPboardType, publicUrlName}));
-        QVERIFY(clip->size() > ZRKClipmuleData::largestTravelling);
+    }
+
+    void largeReadingsTravelOnce_data() {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<bool>("isNativeToo");
+        const int name = int(NSStringPboardType.size());
+        // One character is two bytes of the native form.
+        QTest::newRow("at the limit") << (9'999'999 - name - 1) / 2 << true;
+        QTest::newRow("one above") << (9'999'999 - name + 1) / 2 << false;
+        QTest::newRow("the largest text") << 9'999'999 << false;
+    }
+    void largeReadingsTravelOnce() {
+        QFETCH(int, size);
+        QFETCH(bool, isNativeToo);
+        const QString text = QString(size - 1, u't') + QChar(0xe9);
+        const auto clip = capture({{{NSStringPboardType, text.toUtf8()}, {publicHtml, "<b>"}}});
+        QCOMPARE(clip->firstItem()->string(), text);
+        const Native ofText{{NSStringPboardType, text.toUtf8()}};
+        QCOMPARE(clip->firstItem()->nativeDictionary(),
+                 isNativeToo ? std::optional(ofText) : std::nullopt);
+        QVERIFY(clip->size() <= ZRKClipmuleData::largestTravelling);
+        // It comes back here like a text from a phone.
+        _desktop->pasteboard.copyByAnotherApplication({});
+        QVERIFY(clip->writeToPasteboard(_desktop->services));
+        QCOMPARE(_desktop->pasteboard.stringForType(NSStringPboardType), text);
     }
 
     void theTitleCounts() {
