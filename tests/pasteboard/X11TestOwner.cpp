@@ -17,10 +17,10 @@ X11TestOwner::~X11TestOwner() {
     _connection->removeObserver(this);
 }
 
-void X11TestOwner::own(const QList<Answer> &answers, xcb_window_t window) {
+void X11TestOwner::own(const QList<Answer> &answers, xcb_window_t window, xcb_timestamp_t time) {
     _answers = answers;
     xcb_set_selection_owner(_connection->xcb(), window == XCB_NONE ? _window : window,
-                            _connection->atom("CLIPBOARD"), XCB_CURRENT_TIME);
+                            _connection->atom("CLIPBOARD"), time);
     roundTrip();
 }
 
@@ -43,6 +43,7 @@ void X11TestOwner::answerLate() {
 void X11TestOwner::x11Event(const xcb_generic_event_t &event) {
     if ((event.response_type & 0x7f) == XCB_SELECTION_REQUEST) {
         const auto &request = reinterpret_cast<const xcb_selection_request_event_t &>(event);
+        _timeAsked = request.time;
         if (_isMute)
             _unanswered.append(request);
         else

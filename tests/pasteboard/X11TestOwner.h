@@ -37,7 +37,8 @@ public:
 
     /// Takes the clipboard with these contents; the server knows it on return. Another window of
     /// the same client may be the owner.
-    void own(const QList<Answer> &answers, xcb_window_t window = XCB_NONE);
+    void own(const QList<Answer> &answers, xcb_window_t window = XCB_NONE,
+             xcb_timestamp_t time = XCB_CURRENT_TIME);
     /// Falls silent altogether, TARGETS included, or comes back.
     void setMute(bool mute) { _isMute = mute; }
     void refuseTargets() { _refusesTargets = true; }
@@ -50,6 +51,8 @@ public:
     [[nodiscard]] int requestCount(const QByteArray &target) const {
         return _requests.value(target);
     }
+    /// The time for which it was last asked.
+    [[nodiscard]] xcb_timestamp_t timeAsked() const { return _timeAsked; }
     [[nodiscard]] int piecesSent() const { return _piecesSent; }
     [[nodiscard]] bool isTransferring() const { return _isTransferring; }
     [[nodiscard]] xcb_window_t window() const { return _window; }
@@ -70,6 +73,7 @@ private:
     bool _isMute = false;
     bool _refusesTargets = false;
     QHash<QByteArray, int> _requests;
+    xcb_timestamp_t _timeAsked = XCB_CURRENT_TIME;
     QList<xcb_selection_request_event_t> _unanswered;
 
     bool _isTransferring = false;

@@ -44,6 +44,10 @@ private Q_SLOTS:
         row("negative Unicode", R"({\rtf1\uc1\u-10179?\u-8704?})", u"😀");
         row("no fallback", R"({\rtf1\uc0\u8364 5})", u"€5");
         row("fallback in hexadecimal", R"({\rtf1\uc2\u8364\'80\'81x})", u"€x");
+        row("fewer than no fallback", R"({\rtf1\uc-1\u8364 5})", u"€5");
+        row("a long fallback", R"({\rtf1\uc15\u8364 0123456789abcdefgh})", u"€fgh");
+        row("the longest fallback", R"({\rtf1\uc16\u8364 0123456789abcdefgh})", u"€gh");
+        row("no longer fallback than that", R"({\rtf1\uc17\u8364 0123456789abcdefgh})", u"€gh");
         row("symbols", R"({\rtf1\ldblquote a\rdblquote\~\emdash})", u"“a”\u00a0—");
         row("binary bytes are jumped over", "{\\rtf1 a\\bin3 {{{b}", u"ab");
         row("binary longer than the document", "{\\rtf1 a\\bin99999 b}", u"a");

@@ -122,6 +122,8 @@ private Q_SLOTS:
         desktop->copy("watched again");
         QCOMPARE(pasteboard.changeCount(), before + 2);
         QCOMPARE(pasteboard.stringForType(NSStringPboardType), QStringLiteral("watched again"));
+        pasteboard.setWatching(true);
+        QCOMPARE(pasteboard.stringForType(NSStringPboardType), QStringLiteral("watched again"));
         // What is ours is read by others, watched or not.
         pasteboard.declareTypes({});
         pasteboard.setStringForType(QStringLiteral("ours"), NSStringPboardType);

@@ -59,6 +59,19 @@ private Q_SLOTS:
         }
     }
 
+    // Who has taken the clipboard since is not taken for the owner of that copy.
+    void theOwnerIsAskedForTheTimeOfTheCopy() {
+        Desktop desktop;
+        X11TestOwner owner;
+        owner.own(text("x"));
+        QVERIFY(desktop.fetchEnds());
+        const xcb_timestamp_t time = owner.timeAsked();
+        QVERIFY(time != XCB_CURRENT_TIME);
+        owner.own(text("y"), XCB_NONE, time);
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(owner.timeAsked(), time);
+    }
+
     void oneImageIsFetchedNotAll() {
         Desktop desktop;
         X11TestOwner owner;

@@ -27,14 +27,21 @@ namespace {
 
 // What happens where the program brings a file to the disk; nothing for the system's own.
 std::function<int(int)> onFlush;
+// What happens where a file gets another name, likewise.
+std::function<int(const QString &from, const QString &to)> onRename;
 
 } // namespace
 
-// The system's function as the program sees it.
+// The system's functions as the program sees it.
 extern "C" int fdatasync(int descriptor) {
     using Function = int (*)(int);
     static const auto own = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "fdatasync"));
     return onFlush ? onFlush(descriptor) : own(descriptor);
+}
+extern "C" int rename(const char *from, const char *to) noexcept {
+    using Function = int (*)(const char *, const char *);
+    static const auto own = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "rename"));
+    return onRename ? onRename(QFile::decodeName(from), QFile::decodeName(to)) : own(from, to);
 }
 
 namespace {
@@ -307,6 +314,39 @@ private Q_SLOTS:
         const PropertyList::Dictionary values{{key, true}};
         QCOMPARE(database.copyMultiple(domain), values);
         QCOMPARE(contents(file() + QStringLiteral(".damaged-1")), bytes);
+    }
+
+    void whatCannotBeKeptAsideStays() {
+        QVERIFY(QDir().mkpath(_folder));
+        fill(file(), "damage <");
+        FilePreferencesDatabase database(_folder);
+        const auto reset = qScopeGuard([] { onRename = nullptr; });
+        QString aside;
+        onRename = [&](const QString &, const QString &to) {
+            aside = to;
+            errno = EACCES;
+            return -1;
+        };
+        expectWarning(QStringLiteral("not written: .*\\.plist\\.damaged-1: Permission denied$"));
+        database.setValue(domain, key, 1);
+        QCOMPARE(aside, file() + QStringLiteral(".damaged-1"));
+        QCOMPARE(contents(file()), QByteArray("damage <"));
+    }
+
+    void aFileThatCannotTakeItsPlaceLeavesTheOldOne() {
+        FilePreferencesDatabase database(_folder);
+        database.setValue(domain, key, 1);
+        const QByteArray before = contents(file());
+        const auto reset = qScopeGuard([] { onRename = nullptr; });
+        onRename = [](const QString &, const QString &) {
+            errno = EBUSY;
+            return -1;
+        };
+        expectWarning(QStringLiteral("not written: .*: Device or resource busy$"));
+        database.setValue(domain, key, 2);
+        QCOMPARE(contents(file()), before);
+        QCOMPARE(QDir(_folder).entryList(QDir::Files | QDir::Hidden),
+                 QStringList({QStringLiteral(".lock"), QStringLiteral("com.zendrik.Test.plist")}));
     }
 
     void whatWasKeptAsideIsNotReplaced() {

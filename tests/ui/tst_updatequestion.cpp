@@ -33,6 +33,7 @@ private Q_SLOTS:
         QCOMPARE(question.window()->text(),
                  u"Clipmule Sync <b>2</b> is available. Do you want to install it?"_qs);
         QCOMPARE(question.window()->textFormat(), Qt::PlainText);
+        QCOMPARE(question.window()->icon(), QMessageBox::Question);
         if (button.isEmpty())
             question.window()->close();
         for (QAbstractButton *const one :
