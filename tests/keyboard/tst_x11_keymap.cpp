@@ -1,0 +1,181 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/keyboard/KeyboardEvents_xtest.h"
+#include "platform/keyboard/XTestKeymap.h"
+#include "tests/pasteboard/Await.h"
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <xcb/xinput.h>
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+#include <xcb/xtest.h>
+
+#include <array>
+
+using namespace clipmule;
+using clipmule::tests::await;
+
+namespace {
+
+// The us layout: 37 is the left Control key, 50 Shift, 66 the lock, 36 Return, 55 the "v".
+// In dvorak the "v" is on the key of the full stop.
+constexpr xcb_keycode_t letterV = 55;
+constexpr xcb_keycode_t letterVInDvorak = 60;
+constexpr xcb_keysym_t symbolV = 'v';
+constexpr xcb_keysym_t symbolReturn = 0xff0d;
+constexpr xcb_keysym_t cyrillicM = 0x6cd;
+
+} // namespace
+
+class X11KeymapTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _connection = X11Connection::open();
+        QVERIFY(_connection);
+        QVERIFY(hasXTestSupport(*_connection));
+    }
+    void cleanup() {
+        lockGroup(0);
+        _connection.reset();
+        setLayout({QStringLiteral("-layout"), QStringLiteral("us")});
+    }
+
+    void theLayoutInForceCounts() {
+        setLayout({QStringLiteral("-layout"), QStringLiteral("us,us"), QStringLiteral("-variant"),
+                   QStringLiteral(",dvorak")});
+        lockGroup(0);
+        QCOMPARE(XTestKeymap(*_connection).keyFor(symbolV), letterV);
+        QCOMPARE(XTestKeymap(*_connection).keyFor(symbolReturn), xcb_keycode_t(36));
+        lockGroup(1);
+        QCOMPARE(XTestKeymap(*_connection).keyFor(symbolV), letterVInDvorak);
+        // Keys that are the same in both have one symbol for both.
+        QCOMPARE(XTestKeymap(*_connection).keyFor(symbolReturn), xcb_keycode_t(36));
+    }
+
+    void anotherLayoutServesWhereThatHasNone() {
+        setLayout({QStringLiteral("-layout"), QStringLiteral("us,ru")});
+        lockGroup(0);
+        QCOMPARE(XTestKeymap(*_connection).keyFor(cyrillicM), letterV);
+        lockGroup(1);
+        QCOMPARE(XTestKeymap(*_connection).keyFor(symbolV), letterV);
+        // What takes a modifier to type is on no key.
+        QCOMPARE(XTestKeymap(*_connection).keyFor('V'), std::nullopt);
+        QCOMPARE(XTestKeymap(*_connection).keyFor('@'), std::nullopt);
+    }
+
+    void everyModifierThatIsHeldIsTold() {
+        const auto held = [this] {
+            QStringList keys;
+            const auto modifiers = XTestKeymap(*_connection).heldModifiers();
+            for (const auto &modifier : modifiers)
+                keys.append(QStringLiteral("%1 in row %2%3")
+                                .arg(modifier.key)
+                                .arg(modifier.row)
+                                .arg(modifier.isEffective ? QString() : QStringLiteral(", idle")));
+            return keys;
+        };
+        QCOMPARE(held(), QStringList());
+        for (const int key : {37, 50, 66, 38})
+            fake(true, key);
+        const QStringList expected{QStringLiteral("50 in row 0"), QStringLiteral("37 in row 2")};
+        const QStringList found = held();
+        for (const int key : {37, 50, 66, 38})
+            fake(false, key);
+        // Once more, so that the lock is off again.
+        fake(true, 66);
+        fake(false, 66);
+        QCOMPARE(found, expected);
+        QCOMPARE(held(), QStringList());
+    }
+
+    // As where two people sit at one display: each pointer has a keyboard of its own.
+    void theKeyboardThatGoesWithOurPointerCounts() {
+        const QList<quint16> before = devices(XCB_INPUT_DEVICE_TYPE_MASTER_POINTER);
+        const QList<quint16> keyboards = devices(XCB_INPUT_DEVICE_TYPE_SLAVE_KEYBOARD);
+        addPointerAndKeyboard({"second"});
+        const quint16 pointer = added(before, devices(XCB_INPUT_DEVICE_TYPE_MASTER_POINTER));
+        const quint16 keyboard = added(keyboards, devices(XCB_INPUT_DEVICE_TYPE_SLAVE_KEYBOARD));
+        QVERIFY(pointer && keyboard);
+        setLayout({QStringLiteral("-device"), QString::number(keyboard), QStringLiteral("-layout"),
+                   QStringLiteral("us"), QStringLiteral("-variant"), QStringLiteral("dvorak")});
+        QCOMPARE(XTestKeymap(*_connection).keyFor(symbolV), letterV);
+        setPointer(pointer);
+        QCOMPARE(XTestKeymap(*_connection).keyFor(symbolV), letterVInDvorak);
+        setPointer(before.constFirst());
+        QCOMPARE(XTestKeymap(*_connection).keyFor(symbolV), letterV);
+    }
+
+private:
+    static void setLayout(const QStringList &arguments) {
+        QProcess setxkbmap;
+        setxkbmap.start(QStringLiteral("setxkbmap"),
+                        QStringList{QStringLiteral("-option"), QString()} + arguments);
+        QVERIFY(await([&] { return setxkbmap.state() == QProcess::NotRunning; }));
+        QCOMPARE(setxkbmap.exitCode(), 0);
+    }
+    void lockGroup(int group) {
+        xcb_xkb_latch_lock_state(_connection->xcb(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1,
+                                 quint8(group), 0, 0, 0);
+        roundTrip();
+    }
+    void fake(bool isDown, int key) {
+        xcb_test_fake_input(_connection->xcb(), isDown ? XCB_KEY_PRESS : XCB_KEY_RELEASE,
+                            quint8(key), XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        roundTrip();
+    }
+    // What was sent before has been done.
+    void roundTrip() {
+        (void)_connection->reply(xcb_get_input_focus_reply,
+                                 xcb_get_input_focus(_connection->xcb()));
+    }
+
+    [[nodiscard]] QList<quint16> devices(int type) const {
+        const auto reply =
+            _connection->reply(xcb_input_xi_query_device_reply,
+                               xcb_input_xi_query_device(_connection->xcb(), XCB_INPUT_DEVICE_ALL));
+        QList<quint16> found;
+        for (auto it = xcb_input_xi_query_device_infos_iterator(reply.get()); it.rem > 0;
+             xcb_input_xi_device_info_next(&it)) {
+            if (it.data->type == type)
+                found.append(it.data->deviceid);
+        }
+        return found;
+    }
+    static quint16 added(const QList<quint16> &before, const QList<quint16> &after) {
+        for (const quint16 device : after) {
+            if (!before.contains(device))
+                return device;
+        }
+        return 0;
+    }
+    void addPointerAndKeyboard(const std::array<char, 8> &name) {
+        struct {
+            xcb_input_add_master_t head;
+            std::array<char, 8> name;
+        } change{{XCB_INPUT_HIERARCHY_CHANGE_TYPE_ADD_MASTER, 4, 6, 1, 1}, name};
+        static_assert(sizeof(change) == 16);
+        xcb_input_xi_change_hierarchy(
+            _connection->xcb(), 1, reinterpret_cast<const xcb_input_hierarchy_change_t *>(&change));
+        roundTrip();
+    }
+    void setPointer(quint16 pointer) {
+        xcb_input_xi_set_client_pointer(_connection->xcb(), XCB_NONE, pointer);
+        roundTrip();
+    }
+
+    QtRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    std::shared_ptr<X11Connection> _connection;
+};
+
+QTEST_GUILESS_MAIN(X11KeymapTest)
+#include "tst_x11_keymap.moc"
