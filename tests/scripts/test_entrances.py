@@ -26,7 +26,8 @@ class Entrances(unittest.TestCase):
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="entrances."))
         self.addCleanup(shutil.rmtree, self.root)
         (self.root / "scripts").mkdir()
-        for name in ("scripts/install-packages", "scripts/build", "scripts/demo", "bin/ctest",
+        for name in ("scripts/install-packages", "scripts/build", "scripts/demo",
+                     "scripts/try-programs", "bin/ctest",
                      "build/release/bin/clipmule-sync"):
             path = self.root / name
             path.parent.mkdir(parents=True, exist_ok=True)
@@ -61,10 +62,15 @@ class Entrances(unittest.TestCase):
         calls = self.calls("test", "-R", "net")
         self.assertEqual(calls[:2], ["install-packages build run desktop test", "build release"])
         processors = len(os.sched_getaffinity(0))
-        self.assertEqual(calls[2], f"ctest --preset release --parallel {2 * processors} -R net")
+        self.assertEqual(calls[2], f"ctest --preset release --parallel {3 * processors} -R net")
         # There the tests compute more than they wait.
         self.assertEqual(self.calls("test", CLIPMULE_PRESET="asan")[1:],
                          ["build asan", f"ctest --preset asan --parallel {processors}"])
+
+
+    def test_real_programs_are_tried_only_when_that_is_asked_for(self):
+        self.assertEqual(self.calls("test", "--programs", "Kate", "--no-install"),
+                         ["try-programs Kate --no-install"])
 
 
 class Benchmarks(unittest.TestCase):

@@ -1,0 +1,248 @@
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+"""Clipboard managers: what they keep, and that nothing comes back to the phone."""
+
+import dataclasses
+import pathlib
+import sys
+import time
+
+from programs import Program
+
+from . import record, screen
+from .desk import SETTLES_SECONDS
+from .screen import NotDriven, need, wait
+from .verdicts import NOTHING, NOT_DRIVEN, OTHER, RIGHT, described
+
+GTK_OWNER = pathlib.Path(__file__).resolve().parent / "gtk_owner.py"
+# Until a manager has taken over what an owner left behind.
+KEEPS_SECONDS = 3
+# Some look at the clipboard twice a second only.
+READS_SECONDS = 1.5
+# For a program to start and read the clipboard; also those with a window to draw first.
+STARTS_SECONDS = 15
+
+
+@dataclasses.dataclass
+class Manager:
+    command: tuple
+    packages: tuple
+    environment: dict = dataclasses.field(default_factory=dict)
+
+
+MANAGERS = {
+    "no manager": Manager((), ("xvfb",)),
+    "clipman": Manager(("xfce4-clipman",), ("xfce4-clipman",)),
+    "Parcellite": Manager(("parcellite", "--daemon"), ("parcellite",)),
+    "CopyQ": Manager(("copyq",), ("copyq",)),
+    "Klipper": Manager(("klipper",), ("plasma-workspace",)),
+    "GPaste": Manager(("/usr/libexec/gpaste/gpaste-daemon",), ("gpaste-2",)),
+    # The desktop's own keeper is a part of its window manager, which takes over from ours.
+    "GNOME": Manager(("mutter", "--x11", "--replace", "--sm-disable"), ("mutter",)),
+}
+
+
+class Managers:
+    """One manager, and what becomes of copies beside it."""
+
+    def __init__(self, desk, material, name, recorder):
+        self.desk = desk
+        self.material = material
+        self.name = name
+        self.recorder = recorder
+
+    def run(self):
+        """Each case with its result."""
+        manager = MANAGERS[self.name]
+        process = None
+        if manager.command:
+            process = self.desk.launch(*manager.command, **manager.environment)
+            self.wait_until_it_reads(process)
+        for case, what in CASES.items():
+            try:
+                yield what, getattr(self, case)()
+            except NotDriven as reason:
+                yield what, {"verdict": NOT_DRIVEN, "what": str(reason)}
+        if process:
+            self.desk.end_program(process)
+
+    def wait_until_it_reads(self, process):
+        """There is no mark of readiness that all of them share."""
+        owner = self.owner({"UTF8_STRING": b"a first copy"})
+        wait(lambda: record.requests(owner) or process.poll() is not None, STARTS_SECONDS)
+        if process.poll() is not None:
+            raise NotDriven(f"{self.name} ended with {process.returncode}")
+        self.kill(owner)
+        wait(lambda: False, SETTLES_SECONDS)
+
+    # Owners
+
+    def owner(self, offers):
+        return record.start_owner(self.desk.folder, offers, self.desk.log)
+
+    @staticmethod
+    def kill(owner):
+        """Ends without a word to anybody."""
+        owner.process.kill()
+        owner.process.wait()
+
+    def unique(self, text):
+        return f"{text} of {self.name} {time.monotonic():.3f}".encode()
+
+    def copy_and_end(self, case, offers):
+        mark = self.desk.mark()
+        owner = self.owner(offers)
+        need("copy at the phone", lambda: self.desk.clips_since(mark), 10)
+        wait(lambda: False, READS_SECONDS)
+        asked = record.requests(owner)
+        self.kill(owner)
+        wait(screen.targets, KEEPS_SECONDS)
+        self.recorder.took_over(case, list(offers), asked)
+        return mark
+
+    def leave_older_text(self):
+        self.copy_and_end("", {"UTF8_STRING": self.unique("older text")})
+        wait(lambda: False, SETTLES_SECONDS)
+
+    def from_the_phone(self, command):
+        self.desk.send(command)
+        wait(lambda: False, SETTLES_SECONDS)
+
+    # What has come of it
+
+    def settled(self, mark, expected, is_kept):
+        """Waits until what could come back has."""
+        wait(lambda: False, SETTLES_SECONDS)
+        clips = self.desk.clips_since(mark)
+        what = f"{len(clips)} to the phone"
+        if len(clips) > expected:
+            what += ": " + "; ".join(described(clip) for clip in clips)
+        verdict = RIGHT if len(clips) == expected else OTHER if len(clips) > expected else NOTHING
+        return {"verdict": verdict, "what": f"{what}; {'kept' if is_kept() else 'lost'}"}
+
+    @staticmethod
+    def text_kept(text):
+        """Line ends may differ."""
+        return lambda: text.split() == screen.contents("UTF8_STRING").split()
+
+    @staticmethod
+    def image_kept():
+        return any(target.startswith("image/") for target in screen.targets())
+
+    # Cases
+
+    def phone_sends(self):
+        mark = self.desk.mark()
+        for command in (f"text {self.unique('sent').decode()}", "url https://example.org/mill?a=1",
+                        "strings bread | cheese | apples", f"image {self.material.sent_png}",
+                        f"image {self.material.sent_jpeg}"):
+            self.from_the_phone(command)
+        clips = self.desk.clips_since(mark)
+        return {"verdict": OTHER if clips else RIGHT, "what": f"{len(clips)} came back"
+                + ("; ".join(": " + described(clip) for clip in clips))}
+
+    def text_ends(self):
+        text = self.unique("two\r\nlines")
+        mark = self.copy_and_end("text", {"UTF8_STRING": text, "text/plain": text})
+        return self.settled(mark, 1, self.text_kept(text))
+
+    def styled_ends(self):
+        text = self.unique("styled")
+        mark = self.copy_and_end("styled", {"text/html": b"<b>" + text + b"</b>",
+                                            "UTF8_STRING": text})
+        return self.settled(mark, 1, self.text_kept(text))
+
+    def image_ends(self):
+        self.leave_older_text()
+        mark = self.copy_and_end("image", {"image/png": self.material.sent_png.read_bytes()})
+        return self.settled(mark, 1, self.image_kept)
+
+    def image_ends_after_phone(self):
+        self.from_the_phone(f"text {self.unique('from the phone').decode()}")
+        mark = self.copy_and_end("", {"image/png": self.material.png.read_bytes()})
+        return self.settled(mark, 1, self.image_kept)
+
+    def gtk(self, kind, what, is_kept):
+        self.leave_older_text()
+        mark = self.desk.mark()
+        program = Program("gtk", [sys.executable, str(GTK_OWNER), kind, what], self.desk.log)
+        try:
+            program.wait_for("ready", lambda line: line == "ready")
+            need("copy at the phone", lambda: self.desk.clips_since(mark), 10)
+            wait(lambda: False, READS_SECONDS)
+            program.tell("quit")
+            need("end of the program", lambda: program.process.poll() is not None, 20)
+        finally:
+            program.stop()
+        return self.settled(mark, 1, is_kept)
+
+    def gtk_text_quits(self):
+        text = self.unique("two\nlines")
+        return self.gtk("text", text.decode(), self.text_kept(text))
+
+    def gtk_image_quits(self):
+        return self.gtk("image", str(self.material.sent_jpeg), self.image_kept)
+
+    def secret_ends(self):
+        self.from_the_phone(f"text {self.unique('from the phone').decode()}")
+        mark = self.desk.mark()
+        owner = self.owner({"UTF8_STRING": b"hunter2", "x-kde-passwordManagerHint": b"secret"})
+        wait(lambda: False, SETTLES_SECONDS)
+        self.kill(owner)
+        wait(screen.targets, KEEPS_SECONDS)
+        return self.settled(mark, 0, lambda: b"hunter2" in screen.contents("UTF8_STRING"))
+
+    def agent_quits(self, case, command, is_kept):
+        self.from_the_phone(command)
+        offers = [target for target in screen.targets() if target not in record.PROTOCOL]
+        seconds = self.desk.stop_agent()
+        wait(screen.targets, KEEPS_SECONDS)
+        self.recorder.took_over(case, offers, [])
+        kept_then = is_kept()
+        mark = self.desk.mark()
+        self.desk.start_agent()
+        result = self.settled(mark, 0, is_kept)
+        result["what"] += f"; {'kept' if kept_then else 'lost'} at the end, after {seconds:.1f} s"
+        return result
+
+    def agent_quits_text(self):
+        text = self.unique("from the phone, the last")
+        return self.agent_quits("ours, text", f"text {text.decode()}", self.text_kept(text))
+
+    def agent_quits_image(self):
+        return self.agent_quits("ours, image", f"image {self.material.sent_png}", self.image_kept)
+
+
+CASES = {
+    "phone_sends": "the phone sends five clips",
+    "text_ends": "a text, its owner ends",
+    "styled_ends": "a styled text, its owner ends",
+    "image_ends": "an image, its owner ends",
+    "image_ends_after_phone": "an image after a text of the phone, its owner ends",
+    "gtk_text_quits": "a text, its owner hands over and quits",
+    "gtk_image_quits": "an image, its owner hands over and quits",
+    "secret_ends": "a secret after a text of the phone, its owner ends",
+    "agent_quits_text": "a text of the phone, the agent is ended and started",
+    "agent_quits_image": "an image of the phone, the agent is ended and started",
+}
+
+
+class Recorder:
+    """Keeps what a manager asks an owner for, and what it offers when the owner has gone."""
+
+    def __init__(self, name, folder, desk_folder, version):
+        self.name = name
+        self.folder = folder
+        self.desk_folder = desk_folder
+        self.found = {"manager": name, "version": version, "takeovers": {}}
+
+    def took_over(self, case, offered, asked):
+        if self.folder and case:
+            self.found["takeovers"][case] = {
+                "offered": offered, "asked": asked,
+                "afterwards": record.offered(self.desk_folder)}
+
+    def write(self):
+        if not self.folder or not self.found["takeovers"]:
+            return
+        record.write(self.folder, f"manager {self.name}", self.found)
