@@ -22,8 +22,4 @@ std::unique_ptr<Backend> makeAvahiCoreBackend() {
     return std::make_unique<AvahiCoreBackend>();
 }
 
-std::unique_ptr<FakeBackend> makeFakeBackend() {
-    return std::make_unique<FakeBackend>();
-}
-
 } // namespace clipmule::dnssd

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/dnssd/FakeDnsSd.h"
+#include "platform/dnssd/WatchedBackend.h"
 
 /// The responders by name. Making one reaches nothing; the first start() of something it made does.
 namespace clipmule::dnssd {
@@ -14,7 +14,5 @@ namespace clipmule::dnssd {
 [[nodiscard]] std::unique_ptr<WatchedBackend> makeAvahiBusBackend(const QString &busAddress = {});
 /// The responder in this process only.
 [[nodiscard]] std::unique_ptr<Backend> makeAvahiCoreBackend();
-/// Services in memory, for tests.
-[[nodiscard]] std::unique_ptr<FakeBackend> makeFakeBackend();
 
 } // namespace clipmule::dnssd

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/dnssd/AutoDnsSd.h"
-#include "platform/dnssd/FakeDnsSd.h"
 #include "tests/dnssd/Observers.h"
+#include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <QTest>

@@ -5,6 +5,7 @@
 #include "platform/dnssd/FixedAddresses.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "tests/dnssd/Observers.h"
+#include "tests/kit/FakeDnsSd.h"
 
 #include <QTcpServer>
 #include <QTest>
@@ -22,7 +23,7 @@ constexpr int patience = 20000;
 
 // Without any address, and so as what is below it.
 struct FixedOverFake final : Backend {
-    std::unique_ptr<FakeBackend> below = makeFakeBackend();
+    std::unique_ptr<FakeBackend> below = std::make_unique<FakeBackend>();
     FixedAddresses fixed{*below};
     std::unique_ptr<Publisher> makePublisher() override { return fixed.makePublisher(); }
     std::unique_ptr<Browser> makeBrowser() override { return fixed.makeBrowser(); }
@@ -41,7 +42,7 @@ std::unique_ptr<Backend> makeBackend(const QString &kind) {
         return makeAvahiCoreBackend();
     if (kind == u"auto")
         return makeAutoBackend();
-    return makeFakeBackend();
+    return std::make_unique<FakeBackend>();
 }
 
 } // namespace

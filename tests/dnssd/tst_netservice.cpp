@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/FakeDnsSd.h"
 #include "platform/dnssd/NetService.h"
 #include "tests/dnssd/Observers.h"
+#include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <QTest>

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "net/ZRKNetServiceClient.h"
-#include "platform/dnssd/FakeDnsSd.h"
 #include "platform/dnssd/NetService.h"
+#include "tests/kit/FakeDnsSd.h"
 #include "tests/net/Recorder.h"
 
 namespace clipmule::kit {

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "net/ZRKNetServiceServer.h"
-#include "platform/dnssd/FakeDnsSd.h"
+#include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/LoopbackSockets.h"
 #include "tests/net/Recorder.h"
 

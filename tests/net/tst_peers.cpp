@@ -3,9 +3,9 @@
 
 #include "net/ZRKNetServiceClient.h"
 #include "net/ZRKNetServiceServer.h"
-#include "platform/dnssd/FakeDnsSd.h"
 #include "platform/dnssd/NetService.h"
 #include "platform/streams/SocketStreams.h"
+#include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/LoopbackSockets.h"
 #include "tests/net/Recorder.h"
 

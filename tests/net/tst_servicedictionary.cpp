@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "net/ServiceDictionary.h"
-#include "platform/dnssd/FakeDnsSd.h"
 #include "platform/dnssd/NetService.h"
+#include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/Settle.h"
 #include "tests/kit/Vectors.h"

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 
 #include "phone/Phone.h"
-#include "platform/dnssd/FakeDnsSd.h"
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/streams/SocketStreams.h"
+#include "tests/kit/FakeDnsSd.h"
 
 #include <QBuffer>
 #include <QDir>

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/FakeDnsSd.h"
 #include "platform/preferences/MemoryDistributedNotifications.h"
 #include "platform/preferences/MemoryPreferencesDatabase.h"
 #include "preferences/PreferencesWindow.h"
+#include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/Settle.h"
 
