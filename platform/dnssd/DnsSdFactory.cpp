@@ -3,9 +3,9 @@
 
 #include "platform/dnssd/DnsSdFactory.h"
 
-#include "platform/dnssd/AutoDnsSd.h"
-#include "platform/dnssd/AvahiBusDnsSd.h"
-#include "platform/dnssd/AvahiCoreDnsSd.h"
+#include "platform/dnssd/Discovery.h"
+#include "platform/dnssd/backends/bus/AvahiBusResponder.h"
+#include "platform/dnssd/backends/core/AvahiCoreResponder.h"
 
 namespace clipmule::dnssd {
 

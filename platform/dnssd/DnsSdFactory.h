@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/dnssd/WatchedBackend.h"
+#include "platform/dnssd/Responder.h"
 
 /// The responders by name. Making one reaches nothing; the first start() of something it made does.
 namespace clipmule::dnssd {

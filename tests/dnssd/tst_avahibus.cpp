@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/AvahiBus.h"
 #include "platform/dnssd/DnsSdFactory.h"
+#include "platform/dnssd/backends/bus/AvahiBus.h"
 #include "tests/dnssd/Observers.h"
 #include "tests/kit/ManualRunLoop.h"
 

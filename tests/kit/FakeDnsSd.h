@@ -3,8 +3,8 @@
 
 #pragma once
 
+#include "platform/dnssd/Responder.h"
 #include "platform/dnssd/ServiceRules.h"
-#include "platform/dnssd/WatchedBackend.h"
 
 #include <QStringList>
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/AvahiPollAdapter.h"
+#include "platform/dnssd/backends/core/AvahiPollAdapter.h"
 
 #include "platform/foundation/RunLoop.h"
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/dnssd/WatchedBackend.h"
+#include "platform/dnssd/Responder.h"
 
 namespace clipmule::dnssd {
 

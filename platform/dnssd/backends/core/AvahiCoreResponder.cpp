@@ -1,14 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/AvahiCoreDnsSd.h"
+#include "platform/dnssd/backends/core/AvahiCoreResponder.h"
 
-#include "platform/dnssd/AvahiCore.h"
 #include "platform/dnssd/Connecting.h"
 #include "platform/dnssd/EndpointGatherer.h"
 #include "platform/dnssd/Log.h"
 #include "platform/dnssd/SeenInstances.h"
 #include "platform/dnssd/ServiceRules.h"
+#include "platform/dnssd/backends/core/AvahiCore.h"
 
 #include <QNetworkInterface>
 #include <QtEndian>

@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "platform/dnssd/AvahiPollAdapter.h"
 #include "platform/dnssd/EventQueue.h"
+#include "platform/dnssd/backends/core/AvahiPollAdapter.h"
 
 #include <QString>
 

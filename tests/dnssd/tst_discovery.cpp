@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/AutoDnsSd.h"
+#include "platform/dnssd/Discovery.h"
 #include "tests/dnssd/Observers.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
@@ -27,7 +27,7 @@ constexpr double longTime = 60;
 } // namespace
 
 // Two fakes of one host stand for the daemon and for the responder in the process.
-class AutoDnsSdTest : public QObject {
+class DiscoveryTest : public QObject {
     Q_OBJECT
 
     kit::ManualRunLoop _loop;
@@ -414,5 +414,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(AutoDnsSdTest)
-#include "tst_autodnssd.moc"
+QTEST_GUILESS_MAIN(DiscoveryTest)
+#include "tst_discovery.moc"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/AvahiCore.h"
+#include "platform/dnssd/backends/core/AvahiCore.h"
 
 #include "platform/dnssd/Log.h"
 #include "platform/foundation/Log.h"

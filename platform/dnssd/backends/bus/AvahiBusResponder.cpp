@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/AvahiBusDnsSd.h"
+#include "platform/dnssd/backends/bus/AvahiBusResponder.h"
 
-#include "platform/dnssd/AvahiBus.h"
 #include "platform/dnssd/Connecting.h"
 #include "platform/dnssd/EndpointGatherer.h"
 #include "platform/dnssd/EventQueue.h"
 #include "platform/dnssd/Log.h"
 #include "platform/dnssd/SeenInstances.h"
 #include "platform/dnssd/ServiceRules.h"
+#include "platform/dnssd/backends/bus/AvahiBus.h"
 #include "platform/foundation/Log.h"
 
 #include <QDBusMetaType>

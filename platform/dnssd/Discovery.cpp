@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/AutoDnsSd.h"
+#include "platform/dnssd/Discovery.h"
 
 #include "platform/dnssd/EventQueue.h"
 #include "platform/dnssd/Log.h"
