@@ -97,7 +97,7 @@ class Managers:
         asked = record.requests(owner)
         self.kill(owner)
         wait(screen.targets, KEEPS_SECONDS)
-        self.recorder.took_over(case, list(offers), asked)
+        self.recorder.took_over(case, self.recorder.kept(offers), asked)
         return mark
 
     def leave_older_text(self):
@@ -194,7 +194,7 @@ class Managers:
 
     def agent_quits(self, case, command, is_kept):
         self.from_the_phone(command)
-        offers = [target for target in screen.targets() if target not in record.PROTOCOL]
+        offers = record.offered(self.desk.folder.parent)
         seconds = self.desk.stop_agent()
         wait(screen.targets, KEEPS_SECONDS)
         self.recorder.took_over(case, offers, [])
@@ -235,6 +235,9 @@ class Recorder:
         self.folder = folder
         self.desk_folder = desk_folder
         self.found = {"manager": name, "version": version, "takeovers": {}}
+
+    def kept(self, offers):
+        return [record.kept(target, data, self.desk_folder) for target, data in offers.items()]
 
     def took_over(self, case, offered, asked):
         if self.folder and case:

@@ -12,8 +12,9 @@ from programs import Program as Started
 from . import screen
 from .screen import NotDriven, wait
 
-# What is longer is kept by its size, pictures also by their format and their pixels.
+# What is longer is kept by its size and its beginning, pictures by their format and their pixels.
 KEPT_BYTES = 12_000
+BEGINNING = 100
 # A program that pastes asks for everything within this time.
 ASKS_SECONDS = 3
 # Answered by every owner in the same way, or not to be asked for out of curiosity.
@@ -33,19 +34,18 @@ def kept(target, data, folder):
     name, too."""
     entry = {"target": target.replace(str(folder), "$FOLDER"), "bytes": len(data)}
     local = data.replace(str(folder).encode(), b"$FOLDER")
-    if len(local) > KEPT_BYTES:
-        if target.startswith("image/") or "bitmap" in target:
-            entry["picture"] = picture_of(data)
-        return entry
+    is_long = len(local) > KEPT_BYTES
+    if is_long and (target.startswith("image/") or "bitmap" in target):
+        return {**entry, "picture": picture_of(data)}
     try:
-        text = local.decode("utf-8")
+        text = local.decode("utf-8", errors="ignore" if is_long else "strict")
     except UnicodeDecodeError:
         text = "\0"
+    if is_long:
+        return {**entry, "begins": text[:BEGINNING]}
     if "\0" in text:
-        entry["base64"] = base64.b64encode(local).decode()
-    else:
-        entry["text"] = text
-    return entry
+        return {**entry, "base64": base64.b64encode(local).decode()}
+    return {**entry, "text": text}
 
 
 def offered(folder):

@@ -1,0 +1,256 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/ClipNotice.h"
+#include "model/PasteboardServices.h"
+#include "model/ZRKClipmuleData.h"
+#include "tests/desktop/RecordedPrograms.h"
+#include "tests/kit/FakeActiveApplication.h"
+#include "tests/pasteboard/X11Desktop.h"
+
+#include <QDir>
+#include <QImage>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrl>
+
+using namespace clipmule;
+using namespace clipmule::tests;
+using namespace clipmule::PasteboardType;
+
+namespace {
+
+class RecordedNotice final : public ClipNotice {
+public:
+    void displayMessage(const QString &text) override { texts.append(text); }
+    QStringList texts;
+};
+
+struct Desk : X11Desktop {
+    kit::FakeActiveApplication application;
+    RecordedNotice notice;
+    QTemporaryDir folder;
+    PasteboardServices services{*pasteboard, application, notice,
+                                folder.filePath(QStringLiteral("temporary"))};
+};
+
+// What programs offer that must stay on the desk: where it was copied from, and tokens.
+bool isPrivate(const QString &target) {
+    static const QRegularExpression names(QStringLiteral(
+        "^(chromium/x-internal-|chromium/x-source-url|text/x-moz-url-priv|text/_moz_html|"
+        "application/x-openoffice-(link|objectdescriptor)|HOSTNAME|IP_ADDRESS|FILE_NAME)"));
+    return names.match(target).hasMatch();
+}
+
+// Bitmaps and drawings for one family of programs.
+bool isBulk(const QString &target) {
+    static const QRegularExpression names(
+        QStringLiteral("x-openoffice-(bitmap|gdimetafile|emf|wmf|sylk|dif)|image/.*bmp|"
+                       "x-libreoffice-(tsvc|internal)"));
+    return names.match(target).hasMatch();
+}
+
+// The files that the list names, as they were on the other desk.
+void makeFiles(const Offers &offers) {
+    for (const X11TestOwner::Answer &offer : offers) {
+        if (offer.target != "text/uri-list")
+            continue;
+        // Some end the list as they end their texts.
+        const QByteArray list = QByteArray(offer.data).replace('\0', "");
+        for (const QByteArray &line : list.split('\n')) {
+            const QString path = QUrl(QString::fromUtf8(line.trimmed())).toLocalFile();
+            if (path.isEmpty())
+                continue;
+            QVERIFY(QDir().mkpath(QFileInfo(path).path()));
+            if (path.endsWith(u".png")) {
+                QImage image(640, 480, QImage::Format_RGB32);
+                image.fill(Qt::blue);
+                QVERIFY(image.save(path));
+            } else {
+                QFile file(path);
+                QVERIFY(file.open(QIODevice::WriteOnly) && file.write("text\n") == 5);
+            }
+        }
+    }
+}
+
+// The text of a copy as the phone must have it; empty where there is none.
+QString expectedText(const RecordedCopy &copy) {
+    static const QString text = QStringLiteral("Meet me at the mill, 7 o’clock – 3 € ü 東京 😀");
+    static const QString line = QStringLiteral("Meet me at the mill");
+    static const QHash<QString, QString> ofPrograms{
+        {QStringLiteral("Evince"), line},
+        {QStringLiteral("Okular"), line},
+        {QStringLiteral("xterm"), line + u'\n'},
+        {QStringLiteral("Xfce Terminal"), line + u'\n'},
+        {QStringLiteral("Kate"), text + QStringLiteral("\nand more\n")},
+        {QStringLiteral("Mousepad"), text + QStringLiteral("\nand more\n")},
+        {QStringLiteral("gedit"), text + QStringLiteral("\nand more")}};
+    static const QHash<QString, QString> ofKinds{
+        {QStringLiteral("styled"), QStringLiteral("bold and italic")},
+        {QStringLiteral("link"), QStringLiteral("https://example.org/mill?a=1&b=%C3%BC")},
+        {QStringLiteral("cells"), QStringLiteral("mill\triver\t7\noak\tash\t12\na\tb\t99\n")}};
+    return copy.kind == u"text" ? ofPrograms.value(copy.program, text) : ofKinds.value(copy.kind);
+}
+
+// What they have on the clipboard is what most programs read first.
+const X11TestOwner::Answer *find(const Offers &offers, const QByteArray &target) {
+    const auto found = std::find_if(offers.cbegin(), offers.cend(), [&](const auto &offer) {
+        return offer.target == target && !offer.isRefused;
+    });
+    return found == offers.cend() ? nullptr : &*found;
+}
+
+bool isFileManager(const QString &program) {
+    static const QStringList names{QStringLiteral("Nautilus"), QStringLiteral("Dolphin"),
+                                   QStringLiteral("Thunar"), QStringLiteral("PCManFM")};
+    return names.contains(program);
+}
+
+} // namespace
+
+// Real programs, played from what was recorded of them: nobody needs them to keep this working.
+class RecordedProgramsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        _copies = recordedCopies(_folder.path());
+        QVERIFY(!_copies.isEmpty());
+        for (const RecordedCopy &copy : std::as_const(_copies))
+            makeFiles(copy.offers);
+    }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void aCopyArrives_data() { copyRows(); }
+    void aCopyArrives() {
+        QFETCH(int, index);
+        const RecordedCopy &copy = _copies.at(index);
+        Desk desk;
+        X11TestOwner owner;
+        const std::shared_ptr<ZRKClipmuleData> clip = captured(copy, desk, owner);
+        if (copy.kind == u"password") {
+            QVERIFY(!clip);
+            return;
+        }
+        QVERIFY(clip);
+        QCOMPARE(clip->itemCount(), 1);
+        const ZRKClipmuleDataItem &item = *clip->firstItem();
+        if (const QString text = expectedText(copy); !text.isEmpty())
+            QCOMPARE(item.string(), text);
+        if (copy.kind.endsWith(u"rows"))
+            QCOMPARE(item.string()->toUtf8(), find(copy.offers, "UTF8_STRING")->data);
+        if (copy.kind == u"file")
+            QVERIFY2(item.string()->endsWith(u"letter.txt"), qPrintable(*item.string()));
+        if (copy.kind == u"picture file")
+            QCOMPARE(item.string(), QStringLiteral("picture.png"));
+        static const QHash<QString, QSize> sizes{{QStringLiteral("image"), QSize(640, 480)},
+                                                 {QStringLiteral("picture file"), QSize(640, 480)},
+                                                 {QStringLiteral("photo"), QSize(1600, 1067)}};
+        if (const QSize size = sizes.value(copy.kind);
+            size.isValid() && copy.program != u"Inkscape")
+            QCOMPARE(QImage::fromData(item.imageData().value_or(QByteArray())).size(), size);
+        // Styles stay where another desktop may want them, and other kinds of a copy have none.
+        if (copy.kind == u"styled" || copy.kind == u"cells")
+            QVERIFY(item.nativeDictionary()->contains(publicHtml));
+        QVERIFY(desk.notice.texts.isEmpty());
+    }
+
+    void whatTravelsIsNearTheSizeOfWhatIsRead_data() { copyRows(); }
+    void whatTravelsIsNearTheSizeOfWhatIsRead() {
+        QFETCH(int, index);
+        Desk desk;
+        X11TestOwner owner;
+        const auto clip = captured(_copies.at(index), desk, owner);
+        if (!clip)
+            return;
+        const ZRKClipmuleDataItem &item = *clip->firstItem();
+        const quint64 readings = quint64(item.string().value_or(QString()).size()) +
+                                 quint64(item.imageData().value_or(QByteArray()).size());
+        QVERIFY(clip->size() <= ZRKClipmuleData::largestTravelling);
+        QVERIFY2(clip->size() <= std::max(ZRKClipmuleData::mostTimesItsReadings * readings,
+                                          ZRKClipmuleData::smallClip),
+                 qPrintable(QString::number(clip->size())));
+    }
+
+    void whereItWasCopiedFromStaysHere_data() { copyRows(); }
+    void whereItWasCopiedFromStaysHere() {
+        QFETCH(int, index);
+        const RecordedCopy &copy = _copies.at(index);
+        Desk desk;
+        X11TestOwner owner;
+        const auto clip = captured(copy, desk, owner);
+        for (const X11TestOwner::Answer &offer : copy.offers) {
+            if (isPrivate(QString::fromUtf8(offer.target)))
+                QCOMPARE(owner.requestCount(offer.target), 0);
+        }
+        if (!clip)
+            return;
+        // Where the files are that somebody has copied is what other desktops ask for.
+        const bool isPathWanted = isFileManager(copy.program);
+        const auto native = *clip->firstItem()->nativeDictionary();
+        for (auto entry = native.begin(); entry != native.end(); ++entry) {
+            QVERIFY2(!isPrivate(entry.key()), qPrintable(entry.key()));
+            QVERIFY2(isPathWanted || !entry.key().contains(_folder.path()),
+                     qPrintable(entry.key()));
+            QVERIFY2(isPathWanted || !entry->contains(_folder.path().toUtf8()),
+                     qPrintable(entry.key()));
+        }
+    }
+
+    void oneMeaningIsFetchedOnce_data() { copyRows(); }
+    void oneMeaningIsFetchedOnce() {
+        QFETCH(int, index);
+        const RecordedCopy &copy = _copies.at(index);
+        Desk desk;
+        X11TestOwner owner;
+        (void)captured(copy, desk, owner);
+        QSet<QString> texts;
+        QSet<QString> pictures;
+        QSet<QString> styledTexts;
+        for (const X11TestOwner::Answer &offer : copy.offers) {
+            const int count = owner.requestCount(offer.target);
+            QVERIFY2(count <= 1, offer.target.constData());
+            if (count == 0 || offer.isRefused)
+                continue;
+            const QString name = QString::fromUtf8(offer.target);
+            if (name == u"UTF8_STRING" || name == u"STRING" || name == u"TEXT" ||
+                name == u"COMPOUND_TEXT" || name.startsWith(u"text/plain"))
+                texts.insert(name);
+            if (name.startsWith(u"image/") && !name.startsWith(u"image/svg"))
+                pictures.insert(name);
+            if (name.contains(u"rtf") || name == u"text/richtext")
+                styledTexts.insert(name);
+            QVERIFY2(!isBulk(name), offer.target.constData());
+        }
+        QVERIFY2(texts.size() <= 1, qPrintable(texts.values().join(u' ')));
+        QVERIFY2(pictures.size() <= 1, qPrintable(pictures.values().join(u' ')));
+        QVERIFY2(styledTexts.size() <= 1, qPrintable(styledTexts.values().join(u' ')));
+    }
+
+private:
+    void copyRows() const {
+        QTest::addColumn<int>("index");
+        for (int index = 0; index < _copies.size(); ++index)
+            QTest::addRow("%s, %s", qPrintable(_copies.at(index).program),
+                          qPrintable(_copies.at(index).kind))
+                << index;
+    }
+
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
+    captured(const RecordedCopy &copy, Desk &desk, X11TestOwner &owner) {
+        if (isFileManager(copy.program))
+            desk.application.current = QStringLiteral("com.apple.finder");
+        owner.own(copy.offers);
+        if (!desk.fetchEnds())
+            qFatal("%s: nothing was fetched", qPrintable(copy.program));
+        return ZRKClipmuleData::initFromPasteboard(desk.services);
+    }
+
+    QTemporaryDir _folder;
+    QList<RecordedCopy> _copies;
+};
+
+QTEST_GUILESS_MAIN(RecordedProgramsTest)
+#include "tst_recordedprograms.moc"
