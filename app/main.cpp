@@ -172,7 +172,7 @@ public:
         , _power(makeLogindPower())
         , _dnssd(dnssd::makeAutoBackend())
         , _display(openX11Display())
-        , _pasteboard(makePasteboard(_display))
+        , _pasteboard(makePasteboard(_display, [this] { return mayBeFileManager(); }))
         , _keyboard(makeKeyboardEvents(_display, [this] { return pasteKeys(); }))
         , _activeApplication(makeActiveApplication(
               _display,
@@ -272,6 +272,13 @@ private:
         if (pasting.isFromSelection)
             _pasteboard->offerAsSelection();
         return pasting.keys;
+    }
+
+    // Nothing is in front where the desktop itself is, on which file managers show files.
+    [[nodiscard]] bool mayBeFileManager() const {
+        const std::optional<QString> application = _activeApplication->identifier();
+        return !application || application == u"com.apple.finder" ||
+               application == u"com.apple.iPhoto";
     }
 
     std::unique_ptr<Face> makeFace() {

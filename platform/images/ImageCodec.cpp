@@ -55,6 +55,15 @@ QImage onWhite(const QImage &image) {
     return opaque;
 }
 
+// For formats that do not tell their size beforehand. Process-wide, and so set by one thread only.
+void limitAllocations() {
+    [[maybe_unused]] static const bool isSet = [] {
+        constexpr qint64 mebibyte = 1024 * 1024;
+        QImageReader::setAllocationLimit(int(largestDecoded / mebibyte));
+        return true;
+    }();
+}
+
 } // namespace
 
 std::optional<Description> describe(const QByteArray &bytes) {
@@ -69,10 +78,7 @@ std::optional<Description> describe(const QByteArray &bytes) {
 }
 
 std::optional<QImage> decode(const QByteArray &bytes) {
-    // Process-wide, and for formats that do not tell their size beforehand.
-    constexpr qint64 mebibyte = 1024 * 1024;
-    QImageReader::setAllocationLimit(int(largestDecoded / mebibyte));
-
+    limitAllocations();
     QBuffer buffer;
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
@@ -105,12 +111,14 @@ std::optional<QImage> decode(const QByteArray &bytes) {
     return image;
 }
 
-std::optional<QByteArray> png(const QImage &image, qsizetype largest) {
-    PngEncoder encoder(largest);
+std::optional<QByteArray> png(const QImage &image, qsizetype largest,
+                              const std::atomic_bool *isAbandoned) {
+    PngEncoder encoder(largest, isAbandoned);
     switch (encoder.encode(image)) {
     case PngEncoder::Outcome::Complete:
         return encoder.takeBytes();
     case PngEncoder::Outcome::TooLarge:
+    case PngEncoder::Outcome::Abandoned:
         return std::nullopt;
     case PngEncoder::Outcome::Failed:
         raise(QStringLiteral("the image cannot be written as PNG"));

@@ -6,11 +6,13 @@
 #include <QByteArray>
 #include <QImage>
 
+#include <atomic>
 #include <optional>
 
 namespace clipmule {
 
 /// Raster images as bytes. The bytes are foreign: what they claim is checked before it is believed.
+/// Any thread may call.
 namespace ImageCodec {
 
 /// An image whose pixels would take more bytes of memory than this is refused before it is decoded:
@@ -35,8 +37,10 @@ struct Description {
 
 /// The image as PNG; nothing, as soon as that is known, when that takes more than so many bytes.
 /// The image is in one of decode()'s formats. A PlatformException named "InvalidImage" when it
-/// cannot be written.
-[[nodiscard]] std::optional<QByteArray> png(const QImage &image, qsizetype largest);
+/// cannot be written. Another thread may say meanwhile that nobody wants it any more: then nothing,
+/// soon.
+[[nodiscard]] std::optional<QByteArray> png(const QImage &image, qsizetype largest,
+                                            const std::atomic_bool *isAbandoned = nullptr);
 
 /// The image as JPEG, on white where it is transparent; the factor is between 0 (smallest) and 1
 /// (best). A PlatformException named "InvalidImage" when it cannot be written: no side may be

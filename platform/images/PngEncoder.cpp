@@ -38,7 +38,7 @@ struct PngEncoder::Library {
     }
 
     static bool writeAll(png_structp png, png_infop info, const QImage &image,
-                         const QByteArray &colorProfile) {
+                         const QByteArray &colorProfile, const PngEncoder &encoder) {
         if (setjmp(png_jmpbuf(png)))
             return false;
         const bool hasAlpha = image.hasAlphaChannel();
@@ -63,8 +63,11 @@ struct PngEncoder::Library {
                            std::endian::native == std::endian::little ? PNG_FILLER_AFTER
                                                                       : PNG_FILLER_BEFORE);
         }
-        for (int y = 0; y < image.height(); ++y)
+        for (int y = 0; y < image.height(); ++y) {
+            if (encoder.isAbandoned())
+                return false;
             png_write_row(png, image.constScanLine(y));
+        }
         png_write_end(png, info);
         return true;
     }
@@ -86,12 +89,14 @@ PngEncoder::Outcome PngEncoder::encode(const QImage &image) {
         const QColorSpace space = image.colorSpace();
         const bool needsProfile = space.isValid() && space != QColorSpace(QColorSpace::SRgb);
         const QByteArray profile = needsProfile ? space.iccProfile() : QByteArray();
-        complete = Library::writeAll(png, info, image, profile);
+        complete = Library::writeAll(png, info, image, profile, *this);
     }
     png_destroy_write_struct(&png, &info);
     if (complete)
         return Outcome::Complete;
-    return _isFull ? Outcome::TooLarge : Outcome::Failed;
+    if (_isFull)
+        return Outcome::TooLarge;
+    return isAbandoned() ? Outcome::Abandoned : Outcome::Failed;
 }
 
 QByteArray PngEncoder::takeBytes() {

@@ -8,10 +8,11 @@
 
 namespace clipmule {
 
-std::unique_ptr<Pasteboard> makePasteboard(const std::shared_ptr<X11Connection> &connection) {
+std::unique_ptr<Pasteboard> makePasteboard(const std::shared_ptr<X11Connection> &connection,
+                                           std::function<bool()> mayBeFileManager) {
     if (!connection || !hasX11PasteboardSupport(*connection))
         return std::make_unique<NullPasteboard>();
-    auto pasteboard = std::make_unique<PasteboardX11>(connection);
+    auto pasteboard = std::make_unique<PasteboardX11>(connection, std::move(mayBeFileManager));
     pasteboard->start();
     return pasteboard;
 }

@@ -57,11 +57,20 @@ struct Offer {
     QByteArray data;
     /// The target's name is not one of ours: it came with the contents.
     bool isForeign = false;
+    /// What is offered is the PNG of the image in the bytes, which is made when somebody asks.
+    bool isConverted = false;
+    /// Names files of ours, which go when the program ends.
+    bool isOfFiles = false;
+    /// Files of an image that is offered, too. Others than file managers take the file where they
+    /// would take the image, or write down its path.
+    bool isForFileManagers = false;
     friend bool operator==(const Offer &, const Offer &) = default;
 };
 
 /// What clipboard owners get from us, no target twice. Names that are not ours to offer (protocol
 /// targets, names that no display server takes) are left out.
+///
+/// An image is offered under the name of what it is, and as PNG, which every program takes.
 ///
 /// The contents came from another machine, and file managers act on what is pasted. Files are those
 /// of NSFilenamesPboardType and no others: stored lists of them under the desktop's own names are

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/images/ImageCodec.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/PasteboardReadings.h"
 #include "platform/pasteboard/PasteboardTargets.h"
@@ -14,6 +15,8 @@
 namespace clipmule::PasteboardTypes {
 
 namespace {
+
+const QString pngTarget = QStringLiteral("image/png");
 
 bool isLatin1(const QString &text) {
     return std::all_of(text.begin(), text.end(), [](QChar unit) { return unit.unicode() < 0x100; });
@@ -106,8 +109,7 @@ public:
             if (representation.data)
                 add(representation.type, *representation.data);
         }
-        for (const auto &[target, data] : _images)
-            offer(target, data);
+        addImages();
         // A name of our own making goes before one that was stored under the same name.
         for (const auto &[target, data] : _others)
             offer(target, data, {}, true);
@@ -122,10 +124,8 @@ private:
             offer(QStringLiteral("text/html"), data);
         else if (type == PasteboardType::NSRTFPboardType)
             addRtf(data);
-        else if (type == PasteboardType::publicPng || type == PasteboardType::applePng)
-            offer(QStringLiteral("image/png"), data);
-        else if (type == PasteboardType::NSTIFFPboardType || type == PasteboardType::publicTiff)
-            addImage(data);
+        else if (isImage(type))
+            _images.insert(isTiff(type) ? _images.size() : 0, data);
         else if (type == PasteboardType::NSFilenamesPboardType)
             addFiles();
         else if (type == PasteboardType::NSURLPboardType)
@@ -154,13 +154,30 @@ private:
         offer(QStringLiteral("application/rtf"), data);
     }
 
-    // Under what it is and under what it was put there as; after the other images, which are what
-    // their names say.
-    void addImage(const QByteArray &data) {
-        const QString real = imageTypeOf(data);
-        if (!real.isEmpty())
-            _images.append({real, data});
-        _images.append({QStringLiteral("image/tiff"), data});
+    static bool isTiff(const QString &type) {
+        return type == PasteboardType::NSTIFFPboardType || type == PasteboardType::publicTiff;
+    }
+    static bool isImage(const QString &type) {
+        return isTiff(type) || type == PasteboardType::publicPng ||
+               type == PasteboardType::applePng;
+    }
+
+    // Under the names of what they are: what their types are called says nothing about their
+    // bytes. Many programs paste PNG and nothing else.
+    void addImages() {
+        for (const QByteArray &data : std::as_const(_images)) {
+            const QString type = imageTypeOf(data);
+            if (!type.isEmpty())
+                offer(type, data);
+        }
+        if (isOffered(pngTarget))
+            return;
+        const auto image =
+            std::find_if(_images.cbegin(), _images.cend(), [](const QByteArray &data) {
+                return !imageTypeOf(data).isEmpty() || ImageCodec::describe(data);
+            });
+        if (image != _images.cend())
+            append({.target = pngTarget, .type = pngTarget, .data = *image, .isConverted = true});
     }
 
     // Some file managers take only the one, some only the other.
@@ -174,8 +191,18 @@ private:
             list += uri + "\r\n";
             copied += '\n' + uri;
         }
-        offer(QStringLiteral("text/uri-list"), list);
-        offer(QStringLiteral("x-special/gnome-copied-files"), copied);
+        const bool hasImage =
+            std::any_of(_contents.representations().cbegin(), _contents.representations().cend(),
+                        [](const auto &one) { return isImage(one.type); });
+        const QString target = QStringLiteral("text/uri-list");
+        append({.target = target,
+                .type = target,
+                .data = list,
+                .isOfFiles = true,
+                .isForFileManagers = hasImage});
+        const QString ofFileManagers = QStringLiteral("x-special/gnome-copied-files");
+        append(
+            {.target = ofFileManagers, .type = ofFileManagers, .data = copied, .isOfFiles = true});
     }
 
     // Never as text/uri-list, though that is the name of URLs among MIME types: rich text fields
@@ -203,11 +230,17 @@ private:
 
     void offer(const QString &target, const QByteArray &data, const QString &type = {},
                bool isForeign = false) {
-        const bool isOffered =
-            std::any_of(_offers.cbegin(), _offers.cend(),
-                        [&](const Offer &offered) { return offered.target == target; });
-        if (!isOffered && _offers.size() < maximumTargets)
-            _offers.append({target, type.isEmpty() ? target : type, data, isForeign});
+        append({target, type.isEmpty() ? target : type, data, isForeign});
+    }
+
+    void append(const Offer &offer) {
+        if (!isOffered(offer.target) && _offers.size() < maximumTargets)
+            _offers.append(offer);
+    }
+
+    [[nodiscard]] bool isOffered(const QString &target) const {
+        return std::any_of(_offers.cbegin(), _offers.cend(),
+                           [&](const Offer &offered) { return offered.target == target; });
     }
 
     struct Named {
@@ -216,7 +249,7 @@ private:
     };
     const PasteboardContents &_contents;
     QStringList _files;
-    QList<Named> _images;
+    QList<QByteArray> _images;
     QList<Named> _others;
     QList<Offer> _offers;
 };
@@ -238,7 +271,7 @@ std::optional<QByteArray> anchor(const PasteboardContents &contents) {
 
 QString imageTypeOf(const QByteArray &data) {
     if (data.startsWith("\x89PNG\r\n\x1a\n"))
-        return QStringLiteral("image/png");
+        return pngTarget;
     if (data.startsWith("\xff\xd8\xff"))
         return QStringLiteral("image/jpeg");
     if (data.startsWith(QByteArrayView("II*\0", 4)) || data.startsWith(QByteArrayView("MM\0*", 4)))

@@ -21,10 +21,11 @@ bool hasX11PasteboardSupport(X11Connection &connection) {
                                  xcb_xfixes_query_version(connection.xcb(), 1, 0)));
 }
 
-PasteboardX11::PasteboardX11(std::shared_ptr<X11Connection> connection)
+PasteboardX11::PasteboardX11(std::shared_ptr<X11Connection> connection,
+                             X11SelectionOwner::MayBeFileManager mayBeFileManager)
     : _connection(std::move(connection))
     , _reader(_connection)
-    , _owner(_connection)
+    , _owner(_connection, std::move(mayBeFileManager))
     , _clipboard(_connection->atom("CLIPBOARD"))
     , _clipboardManager(_connection->atom("CLIPBOARD_MANAGER"))
     , _selectionEvent(

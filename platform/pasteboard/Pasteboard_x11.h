@@ -53,7 +53,8 @@ public:
     static constexpr qsizetype mostEarlierOwners = 256;
 
     /// The connection must have the XFixes extension: hasX11PasteboardSupport().
-    explicit PasteboardX11(std::shared_ptr<X11Connection> connection);
+    explicit PasteboardX11(std::shared_ptr<X11Connection> connection,
+                           X11SelectionOwner::MayBeFileManager mayBeFileManager = {});
     ~PasteboardX11() override;
 
     /// Begins to follow the selection.

@@ -3,14 +3,17 @@
 
 #include "platform/pasteboard/X11SelectionOwner.h"
 
+#include "platform/foundation/Memory.h"
 #include "platform/pasteboard/Log.h"
 
 #include <algorithm>
 
 namespace clipmule {
 
-X11SelectionOwner::X11SelectionOwner(std::shared_ptr<X11Connection> connection)
+X11SelectionOwner::X11SelectionOwner(std::shared_ptr<X11Connection> connection,
+                                     MayBeFileManager mayBeFileManager)
     : _connection(std::move(connection))
+    , _mayBeFileManager(std::move(mayBeFileManager))
     , _window(_connection->createWindow()) {
     const QList<xcb_atom_t> atoms =
         _connection->atoms({"CLIPBOARD", "CLIPBOARD_MANAGER", "TARGETS", "MULTIPLE", "TIMESTAMP",
@@ -37,6 +40,7 @@ void X11SelectionOwner::own(QList<PasteboardTypes::Offer> offers) {
     }
     QList<xcb_atom_t> atoms = _connection->atoms(names);
     QList<xcb_atom_t> foreignAtoms = _connection->foreignAtoms(foreignNames);
+    refuseWaiting();
     _offers.clear();
     _readers.clear();
     for (const PasteboardTypes::Offer &offer : std::as_const(offers)) {
@@ -44,7 +48,8 @@ void X11SelectionOwner::own(QList<PasteboardTypes::Offer> offers) {
         const xcb_atom_t target = named.takeFirst();
         const xcb_atom_t type = offer.isForeign ? target : named.takeFirst();
         if (target != XCB_ATOM_NONE)
-            _offers.append({target, type, offer.data});
+            _offers.append({target, type, offer.data, offer.isConverted, offer.isOfFiles,
+                            offer.isForFileManagers});
     }
     _isOwning = true;
     // The server tells the time of taking it in an event, which is served before any request.
@@ -62,6 +67,7 @@ void X11SelectionOwner::ownSelection() {
 
 void X11SelectionOwner::disown() {
     _isOwning = false;
+    refuseWaiting();
     _offers.clear();
     _readers.clear();
     endHandOver();
@@ -89,6 +95,9 @@ void X11SelectionOwner::x11Event(const xcb_generic_event_t &event) {
         const auto &notified = reinterpret_cast<const xcb_destroy_notify_event_t &>(event);
         _transfers.remove_if(
             [&](const Transfer &transfer) { return transfer.requestor == notified.window; });
+        _waiting.removeIf([&](const xcb_selection_request_event_t &request) {
+            return request.requestor == notified.window;
+        });
         _readers.remove(notified.window);
         break;
     }
@@ -119,6 +128,8 @@ void X11SelectionOwner::requested(const xcb_selection_request_event_t &request) 
         notify(request, XCB_ATOM_NONE);
     else if (request.target == _atoms.multiple && request.property != XCB_ATOM_NONE)
         requestedMultiple(request, property);
+    else if (waitsForConversion(request, {request.target}))
+        return;
     else if (convert(request.requestor, request.target, property))
         notify(request, property);
     else
@@ -138,26 +149,84 @@ void X11SelectionOwner::requestedMultiple(const xcb_selection_request_event_t &r
             return;
         }
         const auto *first = static_cast<const xcb_atom_t *>(xcb_get_property_value(reply));
-        QList<xcb_atom_t> pairs(first, first + (reply->value_len & ~1U));
-        for (qsizetype index = 0; index < pairs.size(); index += 2) {
-            const xcb_atom_t target = pairs.at(index);
-            const xcb_atom_t into = pairs.at(index + 1);
-            if (into == XCB_ATOM_NONE || into == property || target == _atoms.multiple ||
-                !convert(request.requestor, target, into))
-                pairs[index] = XCB_ATOM_NONE;
-        }
-        replace(request.requestor, property, _atoms.atomPair, 32, quint32(pairs.size()),
-                pairs.constData());
-        notify(request, property);
+        const QList<xcb_atom_t> pairs(first, first + (reply->value_len & ~1U));
+        if (!waitsForConversion(request, pairs))
+            answerPairs(request, property, pairs);
     });
+}
+
+void X11SelectionOwner::answerPairs(const xcb_selection_request_event_t &request,
+                                    xcb_atom_t property, QList<xcb_atom_t> pairs) {
+    for (qsizetype index = 0; index < pairs.size(); index += 2) {
+        const xcb_atom_t target = pairs.at(index);
+        const xcb_atom_t into = pairs.at(index + 1);
+        if (into == XCB_ATOM_NONE || into == property || target == _atoms.multiple ||
+            !convert(request.requestor, target, into))
+            pairs[index] = XCB_ATOM_NONE;
+    }
+    replace(request.requestor, property, _atoms.atomPair, 32, quint32(pairs.size()),
+            pairs.constData());
+    notify(request, property);
+}
+
+// What a conversion is under way for is asked for anew when it is there.
+bool X11SelectionOwner::waitsForConversion(const xcb_selection_request_event_t &request,
+                                           const QList<xcb_atom_t> &targets) {
+    const auto offer =
+        std::find_if(_offers.cbegin(), _offers.cend(), [&](const OwnedOffer &candidate) {
+            return candidate.isConverted && targets.contains(candidate.target);
+        });
+    if (offer == _offers.cend() || _waiting.size() >= mostWaiting)
+        return false;
+    _waiting.append(request);
+    watch(request.requestor);
+    if (!_conversion.isRunning())
+        _conversion.start(offer->data,
+                          [this](const std::optional<QByteArray> &png) { converted(png); });
+    return true;
+}
+
+void X11SelectionOwner::converted(const std::optional<QByteArray> &png) {
+    const auto offer = std::find_if(_offers.begin(), _offers.end(),
+                                    [](const OwnedOffer &one) { return one.isConverted; });
+    if (png) {
+        offer->data = *png;
+        offer->isConverted = false;
+        trimHeapAfterClip(quint64(png->size()));
+    } else {
+        qCDebug(logPasteboard, "an image cannot be made into a PNG");
+        _offers.erase(offer);
+    }
+    for (const xcb_selection_request_event_t &request : std::exchange(_waiting, {}))
+        requested(request);
+}
+
+// What they asked for is not there any more.
+void X11SelectionOwner::refuseWaiting() {
+    _conversion.abandon();
+    for (const xcb_selection_request_event_t &request : std::exchange(_waiting, {}))
+        notify(request, XCB_ATOM_NONE);
+}
+
+// At the end of the program the files go, and nobody waits for a conversion.
+QList<xcb_atom_t> X11SelectionOwner::listedTargets() const {
+    const bool isEnd = bool(_handedOver);
+    QList<xcb_atom_t> targets;
+    for (const OwnedOffer &offer : std::as_const(_offers)) {
+        const bool isListed =
+            isEnd ? !offer.isOfFiles && !offer.isConverted
+                  : !offer.isForFileManagers || !_mayBeFileManager || _mayBeFileManager();
+        if (isListed)
+            targets.append(offer.target);
+    }
+    return targets;
 }
 
 bool X11SelectionOwner::convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property) {
     if (target == _atoms.targets) {
-        QList<xcb_atom_t> targets{_atoms.targets, _atoms.timestamp, _atoms.multiple,
-                                  _atoms.saveTargets};
-        for (const OwnedOffer &offer : std::as_const(_offers))
-            targets.append(offer.target);
+        const QList<xcb_atom_t> targets =
+            QList{_atoms.targets, _atoms.timestamp, _atoms.multiple, _atoms.saveTargets} +
+            listedTargets();
         replace(requestor, property, XCB_ATOM_ATOM, 32, quint32(targets.size()),
                 targets.constData());
         return true;
@@ -173,7 +242,7 @@ bool X11SelectionOwner::convert(xcb_window_t requestor, xcb_atom_t target, xcb_a
     const auto offer =
         std::find_if(_offers.cbegin(), _offers.cend(),
                      [target](const OwnedOffer &candidate) { return candidate.target == target; });
-    if (offer == _offers.cend() || !convertData(requestor, property, *offer))
+    if (offer == _offers.cend() || offer->isConverted || !convertData(requestor, property, *offer))
         return false;
     remember(requestor);
     return true;
@@ -183,14 +252,19 @@ void X11SelectionOwner::remember(xcb_window_t reader) {
     if (_readers.size() >= mostReaders)
         return;
     _readers.insert(reader);
+    watch(reader);
+}
+
+// Its end is told to us.
+void X11SelectionOwner::watch(xcb_window_t requestor) {
     const bool isTransferring =
         std::any_of(_transfers.cbegin(), _transfers.cend(),
-                    [reader](const Transfer &transfer) { return transfer.requestor == reader; });
+                    [&](const Transfer &transfer) { return transfer.requestor == requestor; });
     // A transfer asks for this and for more.
     if (isTransferring)
         return;
     const quint32 mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-    xcb_change_window_attributes(_connection->xcb(), reader, XCB_CW_EVENT_MASK, &mask);
+    xcb_change_window_attributes(_connection->xcb(), requestor, XCB_CW_EVENT_MASK, &mask);
 }
 
 bool X11SelectionOwner::wasReadBy(xcb_window_t window) const {
@@ -303,9 +377,7 @@ void X11SelectionOwner::handOver(std::function<void()> done) {
             endHandOver();
             return;
         }
-        QList<xcb_atom_t> targets;
-        for (const OwnedOffer &offer : std::as_const(_offers))
-            targets.append(offer.target);
+        const QList<xcb_atom_t> targets = listedTargets();
         replace(_window, _atoms.handOver, XCB_ATOM_ATOM, 32, quint32(targets.size()),
                 targets.constData());
         xcb_convert_selection(_connection->xcb(), _window, _atoms.clipboardManager,
@@ -322,6 +394,8 @@ void X11SelectionOwner::endHandOver() {
 
 void X11SelectionOwner::x11ConnectionLost() {
     _isOwning = false;
+    _conversion.abandon();
+    _waiting.clear();
     _offers.clear();
     _transfers.clear();
     endHandOver();

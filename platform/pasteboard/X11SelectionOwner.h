@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/foundation/RunLoop.h"
+#include "platform/images/PngConversion.h"
 #include "platform/pasteboard/PasteboardTypes.h"
 #include "platform/x11/X11Connection.h"
 
@@ -18,7 +19,7 @@ namespace clipmule {
 
 /// Owns the CLIPBOARD selection and hands out what we offer, to many requestors at once. Large data
 /// goes in pieces, each when the one before it was taken; a requestor that dies or stalls in the
-/// middle disturbs nobody else.
+/// middle disturbs nobody else. What has to be converted first is answered when it is done.
 class X11SelectionOwner final : public X11Observer {
 public:
     /// Data above this goes in pieces of this size: what one turn of the run loop writes, and what
@@ -35,7 +36,15 @@ public:
     /// How long the clipboard manager may take before the program ends without it.
     static constexpr RunLoop::Seconds handOverLimit{0.5};
 
-    explicit X11SelectionOwner(std::shared_ptr<X11Connection> connection);
+    /// Requests that may wait for a conversion at once; more are refused.
+    static constexpr qsizetype mostWaiting = 64;
+
+    /// Whether the one who asks for a list of what there is may be a file manager. Asked only while
+    /// something is offered to these alone; without it everybody may.
+    using MayBeFileManager = std::function<bool()>;
+
+    explicit X11SelectionOwner(std::shared_ptr<X11Connection> connection,
+                               MayBeFileManager mayBeFileManager = {});
     ~X11SelectionOwner() override;
 
     [[nodiscard]] xcb_window_t window() const { return _window; }
@@ -64,6 +73,9 @@ private:
         xcb_atom_t target;
         xcb_atom_t type;
         QByteArray data;
+        bool isConverted; // the data are what it is made of
+        bool isOfFiles;
+        bool isForFileManagers;
     };
     struct Transfer {
         xcb_window_t requestor;
@@ -77,6 +89,13 @@ private:
 
     void requested(const xcb_selection_request_event_t &request);
     void requestedMultiple(const xcb_selection_request_event_t &request, xcb_atom_t property);
+    void answerPairs(const xcb_selection_request_event_t &request, xcb_atom_t property,
+                     QList<xcb_atom_t> pairs);
+    [[nodiscard]] QList<xcb_atom_t> listedTargets() const;
+    bool waitsForConversion(const xcb_selection_request_event_t &request,
+                            const QList<xcb_atom_t> &targets);
+    void converted(const std::optional<QByteArray> &png);
+    void refuseWaiting();
     bool convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property);
     bool convertData(xcb_window_t requestor, xcb_atom_t property, const OwnedOffer &offer);
     void beginTransfer(xcb_window_t requestor, xcb_atom_t property, const OwnedOffer &offer);
@@ -87,9 +106,11 @@ private:
     void replace(xcb_window_t window, xcb_atom_t property, xcb_atom_t type, quint8 format,
                  quint32 count, const void *data);
     void remember(xcb_window_t reader);
+    void watch(xcb_window_t requestor);
     void endHandOver();
 
     std::shared_ptr<X11Connection> _connection;
+    MayBeFileManager _mayBeFileManager;
     xcb_window_t _window;
     struct {
         xcb_atom_t clipboard, clipboardManager, targets, multiple, timestamp, saveTargets, atomPair,
@@ -100,6 +121,8 @@ private:
     bool _isOwning = false;
     xcb_timestamp_t _time = XCB_CURRENT_TIME;
     Transfers _transfers;
+    PngConversion _conversion;
+    QList<xcb_selection_request_event_t> _waiting; // for the conversion
     std::function<void()> _handedOver;
     RunLoop::Timer _handOverTimer;
 };

@@ -266,6 +266,23 @@ class MainJobTest(AgentTest):
         self.assertEqual((image["format"], image["width"], image["height"]), ("jpeg", 1600, 800))
 
 
+    def test_a_picture_is_a_file_for_file_managers_only(self):
+        photo = self.folder / "photo.jpg"
+        subprocess.run(["convert", "-size", "60x40", "plasma:", str(photo)], check=True)
+        self.start_agent()
+        phone = self.connected_phone("Anna")
+        self.start_window("some-editor")
+        phone.tell(f"image {photo}")
+        until("picture on the clipboard", lambda: clipboard("image/jpeg") == photo.read_bytes())
+        targets = clipboard("TARGETS").decode().split()
+        self.assertIn("image/png", targets)
+        self.assertNotIn("text/uri-list", targets)
+        self.assertTrue(clipboard("image/png").startswith(b"\x89PNG"))
+        for file_manager in ("thunar", "org.kde.gwenview"):
+            self.start_window(file_manager)
+            until("list with files",
+                  lambda: "text/uri-list" in clipboard("TARGETS").decode().split())
+
     def test_a_picture_copied_in_a_file_manager_is_sent_as_one(self):
         picture = self.folder / "my photo.png"
         subprocess.run(["convert", "-size", "30x20", "xc:teal", str(picture)], check=True)

@@ -22,7 +22,7 @@ MAY_INCLUDE = {
     "platform/x11/": ["platform/foundation/"],
     "platform/streams/": ["platform/foundation/"],
     "platform/dnssd/": ["platform/foundation/", "platform/streams/", "platform/dbus/"],
-    "platform/pasteboard/": ["platform/foundation/", "platform/x11/"],
+    "platform/pasteboard/": ["platform/foundation/", "platform/images/", "platform/x11/"],
     "platform/keyboard/": ["platform/foundation/", "platform/x11/"],
     "platform/desktop/": ["platform/foundation/", "platform/x11/", "platform/dbus/"],
     "platform/images/": ["platform/foundation/"],

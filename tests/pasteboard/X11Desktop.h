@@ -16,10 +16,10 @@ struct X11Desktop {
     std::shared_ptr<X11Connection> connection = X11Connection::open();
     std::unique_ptr<PasteboardX11> pasteboard;
 
-    X11Desktop() {
+    explicit X11Desktop(X11SelectionOwner::MayBeFileManager mayBeFileManager = {}) {
         if (!hasX11PasteboardSupport(*connection))
             qFatal("this display server has no XFixes");
-        pasteboard = std::make_unique<PasteboardX11>(connection);
+        pasteboard = std::make_unique<PasteboardX11>(connection, std::move(mayBeFileManager));
         pasteboard->start();
         pasteboard->setWatching(true);
         settle();

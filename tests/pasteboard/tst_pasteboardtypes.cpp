@@ -20,6 +20,9 @@ namespace {
 const QByteArray png = QByteArray::fromHex("89504e470d0a1a0a0000000d49484452");
 const QByteArray jpeg = QByteArray::fromHex("ffd8ffe000104a464946");
 const QByteArray tiff = QByteArray::fromHex("49492a0008000000");
+const QByteArray icon = QByteArray::fromHex(
+    "000001000100010100000100200030000000160000002800000001000000020000000100200000000000"
+    "0400000000000000000000000000000000000000ff0000ff00000000");
 
 QByteArray utf16(const char16_t *text) {
     QStringEncoder encoder(QStringEncoder::Utf16LE);
@@ -195,12 +198,19 @@ private Q_SLOTS:
         row("HTML", {{publicHtml, "<b>"}}, "text/html");
         row("RTF", {{NSRTFPboardType, "{\\rtf1}"}}, "text/rtf application/rtf");
         row("PNG", {{publicPng, png}}, "image/png");
-        row("PNG as TIFF", {{NSTIFFPboardType, png}}, "image/png image/tiff");
-        row("JPEG as TIFF", {{NSTIFFPboardType, jpeg}}, "image/jpeg image/tiff");
+        row("PNG as TIFF", {{NSTIFFPboardType, png}}, "image/png");
+        row("PNG under its old name", {{applePng, png}}, "image/png");
+        row("JPEG as TIFF", {{NSTIFFPboardType, jpeg}}, "image/jpeg image/png");
+        row("JPEG as PNG", {{publicPng, jpeg}}, "image/jpeg image/png");
         row("JPEG as TIFF under both names", {{publicTiff, jpeg}, {NSTIFFPboardType, jpeg}},
-            "image/jpeg image/tiff");
-        row("TIFF", {{NSTIFFPboardType, tiff}}, "image/tiff");
-        row("unknown image as TIFF", {{NSTIFFPboardType, "?"}}, "image/tiff");
+            "image/jpeg image/png");
+        row("JPEG and PNG", {{NSTIFFPboardType, jpeg}, {publicPng, png}}, "image/png image/jpeg");
+        row("TIFF", {{NSTIFFPboardType, tiff}}, "image/tiff image/png");
+        row("image without a name of its own here", {{NSTIFFPboardType, icon}}, "image/png");
+        row("no image", {{NSTIFFPboardType, "?"}}, "");
+        row("no image as PNG", {{publicPng, "?"}}, "");
+        row("image and file", {{NSTIFFPboardType, png}, {NSFilenamesPboardType, files}},
+            "text/uri-list x-special/gnome-copied-files image/png");
         row("files", {{NSFilenamesPboardType, files}},
             "text/uri-list x-special/gnome-copied-files");
         row("no files", {{NSFilenamesPboardType, fileList({})}}, "");
@@ -494,12 +504,50 @@ private Q_SLOTS:
                  utf16(u"http://a.org/\ntext"));
     }
 
-    void theImageThatIsAPngWinsOverOneStoredAsTiff() {
+    void thePngWinsOverOneStoredAsTiff() {
+        using namespace PasteboardType;
         const QByteArray other = png + "other";
-        const PasteboardContents contents(
-            {{PasteboardType::NSTIFFPboardType, other}, {PasteboardType::publicPng, png}});
-        QCOMPARE(offered(contents, "image/png"), png);
-        QCOMPARE(offered(contents, "image/tiff"), other);
+        for (const QString &type : {NSTIFFPboardType, publicTiff}) {
+            QCOMPARE(offered({{{type, other}, {publicPng, png}}}, "image/png"), png);
+            QCOMPARE(offered({{{publicPng, png}, {type, other}}}, "image/png"), png);
+        }
+    }
+
+    // A PNG is what it is; the others are made into one when somebody asks.
+    void otherImagesAreConverted() {
+        using namespace PasteboardType;
+        const Offer made{.target = QStringLiteral("image/png"),
+                         .type = QStringLiteral("image/png"),
+                         .data = jpeg,
+                         .isConverted = true};
+        QCOMPARE(PasteboardTypes::offers({{{NSTIFFPboardType, jpeg}}}).last(), made);
+        QCOMPARE(PasteboardTypes::offers({{{publicTiff, "?"}, {NSTIFFPboardType, jpeg}}}).last(),
+                 made);
+        for (const Offer &offer :
+             PasteboardTypes::offers({{{NSTIFFPboardType, jpeg}, {publicPng, png}}}))
+            QVERIFY(!offer.isConverted);
+    }
+
+    void filesOfImagesAreForFileManagers_data() {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<bool>("isImage");
+        using namespace PasteboardType;
+        QTest::newRow("image") << NSTIFFPboardType << true;
+        QTest::newRow("image under another name") << publicTiff << true;
+        QTest::newRow("PNG") << publicPng << true;
+        QTest::newRow("PNG under its old name") << applePng << true;
+        QTest::newRow("text") << NSStringPboardType << false;
+    }
+    void filesOfImagesAreForFileManagers() {
+        QFETCH(QString, type);
+        QFETCH(bool, isImage);
+        const QByteArray files = fileList({QStringLiteral("/a.png")});
+        for (const Offer &offer : PasteboardTypes::offers(
+                 {{{PasteboardType::NSFilenamesPboardType, files}, {type, png}}})) {
+            QCOMPARE(offer.isForFileManagers, isImage && offer.target == u"text/uri-list");
+            QCOMPARE(offer.isOfFiles, offer.target == u"text/uri-list" ||
+                                          offer.target == u"x-special/gnome-copied-files");
+        }
     }
 
     void onlySoManyTargetsAreOffered() {

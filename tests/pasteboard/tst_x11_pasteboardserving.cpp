@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/foundation/PropertyListSerialization.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 #include "tests/pasteboard/X11TestRequestor.h"
@@ -23,6 +24,11 @@ QByteArray numbered(qsizetype size) {
     for (qsizetype index = 0; index < size; ++index)
         data[index] = char(index * 31 + index / 977);
     return data;
+}
+
+// So many bytes that begin as a PNG does.
+QByteArray picture(qsizetype size) {
+    return numbered(size).replace(0, 8, "\x89PNG\r\n\x1a\n");
 }
 
 } // namespace
@@ -260,7 +266,7 @@ private Q_SLOTS:
     void largeDataGoesInPieces() {
         QFETCH(qsizetype, size);
         QFETCH(int, pieces);
-        const QByteArray data = numbered(size);
+        const QByteArray data = picture(size);
         Desktop desktop;
         write(*desktop.pasteboard, {{publicPng, data}});
         X11TestRequestor requestor;
@@ -274,7 +280,7 @@ private Q_SLOTS:
     }
 
     void manyAreServedAtOnce() {
-        const QByteArray data = numbered(1'000'000);
+        const QByteArray data = picture(1'000'000);
         Desktop desktop;
         write(*desktop.pasteboard, {{publicPng, data}});
         std::vector<std::unique_ptr<X11TestRequestor>> requestors;
@@ -303,7 +309,7 @@ private Q_SLOTS:
     }
 
     void dyingRequestorDisturbsNobody() {
-        const QByteArray data = numbered(2'000'000);
+        const QByteArray data = picture(2'000'000);
         Desktop desktop;
         write(*desktop.pasteboard, {{publicPng, data}});
         X11TestRequestor dying;
@@ -320,7 +326,7 @@ private Q_SLOTS:
 
     void requestorThatDiedBeforeItsAnswerDisturbsNobody() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{publicPng, numbered(1'000'000)}, {NSStringPboardType, "x"}});
+        write(*desktop.pasteboard, {{publicPng, picture(1'000'000)}, {NSStringPboardType, "x"}});
         X11TestRequestor dying;
         for (const char *target : {"UTF8_STRING", "image/png", "MULTIPLE", "TARGETS"})
             dying.request(target);
@@ -335,7 +341,7 @@ private Q_SLOTS:
 
     void stalledRequestorIsGivenUp() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{publicPng, numbered(1'000'000)}});
+        write(*desktop.pasteboard, {{publicPng, picture(1'000'000)}});
         X11TestRequestor requestor;
         requestor.request("image/png", 2);
         QVERIFY(await([&] { return requestor.piecesTaken() == 2; }));
@@ -347,7 +353,7 @@ private Q_SLOTS:
     }
 
     void transferKeepsTheDataItBeganWith() {
-        const QByteArray data = numbered(1'000'000);
+        const QByteArray data = picture(1'000'000);
         Desktop desktop;
         write(*desktop.pasteboard, {{publicPng, data}});
         X11TestRequestor requestor;
@@ -361,7 +367,7 @@ private Q_SLOTS:
     // Anybody may name any window as the one that asks.
     void ourOwnWindowsAreNotServed() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{publicPng, numbered(1'000'000)}});
+        write(*desktop.pasteboard, {{publicPng, picture(1'000'000)}});
         desktop.settle();
         const xcb_window_t reader = desktop.connection->createWindow();
         xcb_connection_t *xcb = desktop.connection->xcb();
@@ -426,6 +432,25 @@ private Q_SLOTS:
         manager.answer();
         QVERIFY(await([&] { return isDone; }));
         QCOMPARE(desktop.runLoop.pendingCount(), 0);
+    }
+
+    // The files go with us, and no manager waits for a PNG.
+    void quitHandsOverWhatStays() {
+        Desktop desktop;
+        const QByteArray files =
+            PropertyListSerialization::xml(PropertyList::List{QStringLiteral("/tmp/a.jpg")});
+        write(*desktop.pasteboard, {{NSFilenamesPboardType, files},
+                                    {NSTIFFPboardType, "\xff\xd8\xff\xe0"},
+                                    {publicHtml, "<b>"}});
+        Manager manager;
+        desktop.pasteboard->prepareToQuit([] {});
+        QVERIFY(await([&] { return manager.wasAsked; }));
+        QCOMPARE(manager.savedTargets(), (QList<QByteArray>{"text/html", "image/jpeg"}));
+        X11TestRequestor requestor;
+        requestor.request("TARGETS");
+        QVERIFY(answered(requestor));
+        QCOMPARE(requestor.names().sliced(4),
+                 (QStringList{QStringLiteral("text/html"), QStringLiteral("image/jpeg")}));
     }
 
     void quitDoesNotWaitLongForAManager() {

@@ -1,0 +1,226 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/images/ImageCodec.h"
+#include "tests/pasteboard/X11Desktop.h"
+#include "tests/pasteboard/X11TestOwner.h"
+#include "tests/pasteboard/X11TestRequestor.h"
+
+#include <QTest>
+
+using namespace clipmule;
+using namespace clipmule::PasteboardType;
+using clipmule::tests::answered;
+using clipmule::tests::await;
+using clipmule::tests::write;
+using clipmule::tests::X11TestOwner;
+using clipmule::tests::X11TestRequestor;
+using Desktop = clipmule::tests::X11Desktop;
+
+namespace {
+
+QByteArray jpegOf(const QSize &size) {
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(0xff336699);
+    return ImageCodec::jpeg(image, 0.9);
+}
+
+QByteArray jpegOfNoise(int side) {
+    QImage image(side, side, QImage::Format_RGB32);
+    quint32 random = 1;
+    for (int y = 0; y < side; ++y) {
+        for (int x = 0; x < side; ++x)
+            image.setPixel(x, y, random = random * 1664525 + 1013904223);
+    }
+    return ImageCodec::jpeg(image, 0.9);
+}
+
+QByteArray fileList() {
+    return PropertyListSerialization::xml(PropertyList::List{QStringLiteral("/tmp/a.jpg")});
+}
+
+QStringList targetsOfOurs() {
+    X11TestRequestor requestor;
+    requestor.request("TARGETS");
+    if (!answered(requestor))
+        return {};
+    // After those of the protocol.
+    return requestor.names().sliced(4);
+}
+
+} // namespace
+
+// Images on the clipboard, as other applications get them from us.
+class X11PasteboardImagesTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void aJpegIsPastedAsPng() {
+        Desktop desktop;
+        const QByteArray jpeg = jpegOf({40, 30});
+        write(*desktop.pasteboard, {{NSTIFFPboardType, jpeg}});
+        QCOMPARE(targetsOfOurs(),
+                 (QStringList{QStringLiteral("image/jpeg"), QStringLiteral("image/png")}));
+        X11TestRequestor first;
+        X11TestRequestor second;
+        first.request("image/png");
+        second.request("image/png");
+        QVERIFY(answered(first));
+        QVERIFY(answered(second));
+        QCOMPARE(first.type(), QByteArray("image/png"));
+        QVERIFY(first.data().startsWith("\x89PNG"));
+        QCOMPARE(QImage::fromData(first.data()).size(), QSize(40, 30));
+        QCOMPARE(second.data(), first.data());
+        // It is kept, and the other is what it was.
+        first.request("image/png");
+        second.request("image/jpeg");
+        QVERIFY(answered(first));
+        QVERIFY(answered(second));
+        QVERIFY(first.data().startsWith("\x89PNG"));
+        QCOMPARE(second.data(), jpeg);
+    }
+
+    // Toolkits ask for all of it in one request, and for what is there meanwhile.
+    void severalTargetsWaitForTheirPng() {
+        Desktop desktop;
+        const QByteArray jpeg = jpegOf({40, 30});
+        write(*desktop.pasteboard, {{NSTIFFPboardType, jpeg}, {NSStringPboardType, "text"}});
+        X11TestRequestor several;
+        X11TestRequestor text;
+        several.requestMultiple({"image/png", "A", "UTF8_STRING", "B"});
+        text.request("UTF8_STRING");
+        QVERIFY(answered(text));
+        QCOMPARE(text.data(), QByteArray("text"));
+        QVERIFY(answered(several));
+        QVERIFY(several.property("A").startsWith("\x89PNG"));
+        QCOMPARE(several.property("B"), QByteArray("text"));
+    }
+
+    void aDamagedImageIsRefused() {
+        Desktop desktop;
+        write(*desktop.pasteboard, {{NSTIFFPboardType, QByteArray("GIF89a").append(100, '\xff')}});
+        QVERIFY(targetsOfOurs().contains(QStringLiteral("image/png")));
+        X11TestRequestor requestor;
+        requestor.request("image/png");
+        QVERIFY(answered(requestor));
+        QVERIFY(requestor.isRefused());
+        // What it is stays; what it cannot be is not offered any more.
+        QCOMPARE(targetsOfOurs(), QStringList{QStringLiteral("image/gif")});
+    }
+
+    void whatComesInBetweenRefusesWhoWaits_data() {
+        QTest::addColumn<bool>("isOurs");
+        QTest::newRow("another clip of ours") << true;
+        QTest::newRow("a copy") << false;
+    }
+    void whatComesInBetweenRefusesWhoWaits() {
+        QFETCH(bool, isOurs);
+        Desktop desktop;
+        X11TestOwner other;
+        write(*desktop.pasteboard, {{NSTIFFPboardType, jpegOf({3000, 2000})}});
+        // The server serves the request before the change that follows it.
+        X11TestRequestor requestor;
+        requestor.request("image/png");
+        desktop.settle();
+        if (isOurs)
+            write(*desktop.pasteboard, {{NSTIFFPboardType, jpegOf({3, 2})}});
+        else
+            other.own({{"UTF8_STRING", "theirs"}});
+        QVERIFY(answered(requestor));
+        QVERIFY(requestor.isRefused());
+        if (!isOurs)
+            return;
+        requestor.request("image/png");
+        QVERIFY(answered(requestor));
+        QCOMPARE(QImage::fromData(requestor.data()).size(), QSize(3, 2));
+    }
+
+    void onlySoManyWait_data() {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("refused");
+        const int most = int(X11SelectionOwner::mostWaiting);
+        QTest::newRow("one below") << most - 1 << 0;
+        QTest::newRow("at the limit") << most << 0;
+        QTest::newRow("one above") << most + 1 << 1;
+    }
+    void onlySoManyWait() {
+        QFETCH(int, count);
+        QFETCH(int, refused);
+        Desktop desktop;
+        write(*desktop.pasteboard, {{NSTIFFPboardType, jpegOf({1000, 1000})}});
+        std::vector<std::unique_ptr<X11TestRequestor>> requestors;
+        for (int index = 0; index < count; ++index) {
+            requestors.push_back(std::make_unique<X11TestRequestor>());
+            requestors.back()->request("image/png");
+        }
+        for (const auto &requestor : requestors)
+            QVERIFY(answered(*requestor));
+        QCOMPARE(int(std::count_if(requestors.begin(), requestors.end(),
+                                   [](const auto &one) { return one->isRefused(); })),
+                 refused);
+    }
+
+    void whoDiesWhileWaitingDisturbsNobody() {
+        Desktop desktop;
+        write(*desktop.pasteboard, {{NSTIFFPboardType, jpegOf({1000, 1000})}});
+        X11TestRequestor dying;
+        X11TestRequestor living;
+        dying.request("image/png");
+        living.request("image/png");
+        desktop.settle();
+        dying.die();
+        QVERIFY(answered(living));
+        QVERIFY(living.isDone());
+    }
+
+    void theMemoryOfALargePngIsGivenBack_data() {
+        QTest::addColumn<int>("side");
+        QTest::addColumn<bool>("isLarge");
+        QTest::newRow("small") << 100 << false;
+        QTest::newRow("large") << 1000 << true;
+    }
+    void theMemoryOfALargePngIsGivenBack() {
+        QFETCH(int, side);
+        QFETCH(bool, isLarge);
+        Desktop desktop;
+        write(*desktop.pasteboard, {{NSTIFFPboardType, jpegOfNoise(side)}});
+        X11TestRequestor requestor;
+        requestor.request("image/png");
+        QVERIFY(answered(requestor));
+        QCOMPARE(requestor.data().size() > 1'000'000, isLarge);
+        QCOMPARE(desktop.runLoop.pendingCount(), isLarge ? 1 : 0);
+        desktop.runLoop.advance(3);
+        QCOMPARE(desktop.runLoop.pendingCount(), 0);
+    }
+
+    void filesOfImagesAreListedForFileManagers() {
+        bool mayBeFileManager = false;
+        Desktop desktop([&] { return mayBeFileManager; });
+        write(*desktop.pasteboard,
+              {{NSFilenamesPboardType, fileList()}, {NSTIFFPboardType, jpegOf({3, 2})}});
+        const QStringList others{QStringLiteral("x-special/gnome-copied-files"),
+                                 QStringLiteral("image/jpeg"), QStringLiteral("image/png")};
+        QCOMPARE(targetsOfOurs(), others);
+        mayBeFileManager = true;
+        QCOMPARE(targetsOfOurs(), QStringList{QStringLiteral("text/uri-list")} + others);
+        // Who asks for it knows what to do with it.
+        mayBeFileManager = false;
+        X11TestRequestor requestor;
+        requestor.request("text/uri-list");
+        QVERIFY(answered(requestor));
+        QCOMPARE(requestor.data(), QByteArray("file:///tmp/a.jpg\r\n"));
+    }
+
+    void everybodyMayBeAFileManagerWhereNobodyKnows() {
+        Desktop desktop;
+        write(*desktop.pasteboard,
+              {{NSFilenamesPboardType, fileList()}, {NSTIFFPboardType, jpegOf({3, 2})}});
+        QVERIFY(targetsOfOurs().contains(QStringLiteral("text/uri-list")));
+    }
+};
+
+QTEST_GUILESS_MAIN(X11PasteboardImagesTest)
+#include "tst_x11_pasteboardimages.moc"
