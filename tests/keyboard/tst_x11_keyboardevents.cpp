@@ -255,6 +255,16 @@ private Q_SLOTS:
         QCOMPARE(runLoop.pendingCount(), 0);
     }
 
+    void borrowedKeyTypesTheSameWhateverIsInForce() {
+        setLayout({QStringLiteral("ru,ua,bg,gr")});
+        XTestKeyboardEvents keyboard(_connection);
+        const auto spare = XTestKeymap(*_connection).unusedKey();
+        QVERIFY(spare);
+        paste(keyboard);
+        roundTrip();
+        QCOMPARE(symbolsOf(*spare), QStringList(8, QStringLiteral("76")));
+    }
+
     void borrowedKeyIsGivenBackAtTheEnd() {
         setLayout({QStringLiteral("ru")});
         kit::ManualRunLoop runLoop;
@@ -344,6 +354,24 @@ private:
             QStringList{QStringLiteral("-option"), QString(), QStringLiteral("-layout")} + layout);
         QVERIFY(await([&] { return setxkbmap.state() == QProcess::NotRunning; }));
         QCOMPARE(setxkbmap.exitCode(), 0);
+    }
+    // In each of four groups, without and with Shift.
+    [[nodiscard]] QStringList symbolsOf(xcb_keycode_t key) const {
+        QStringList found;
+        const auto map = _connection->reply(
+            xcb_xkb_get_map_reply, xcb_xkb_get_map(_connection->xcb(), XCB_XKB_ID_USE_CORE_KBD, 0,
+                                                   XCB_XKB_MAP_PART_KEY_SYMS, 0, 0, key, 1, 0, 0, 0,
+                                                   0, 0, 0, 0, 0, 0, 0, 0));
+        const auto *symbols =
+            static_cast<const xcb_xkb_key_sym_map_t *>(xcb_xkb_get_map_map(map.get()));
+        const int groups = symbols->groupInfo & 0x0f;
+        for (int index = 0; groups > 0 && index < 8; ++index) {
+            const int level = std::min(index % 2, symbols->width - 1);
+            const xcb_keysym_t symbol =
+                xcb_xkb_key_sym_map_syms(symbols)[index / 2 % groups * symbols->width + level];
+            found.append(QString::number(symbol, 16));
+        }
+        return found;
     }
     void lockGroup(int group) {
         xcb_xkb_latch_lock_state(_connection->xcb(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1,
