@@ -40,10 +40,11 @@ std::optional<QString> string(const QString &type, const QByteArray &data) {
     if (type == PasteboardType::NSRTFPboardType || type == PasteboardType::NSRTFDPboardType) {
         if (const std::optional<QString> text = textOfRtf(data))
             return text;
-        // Text that somebody set for the type without markup; a rich-text folder is not text.
-        if (type == PasteboardType::NSRTFPboardType || !data.startsWith("rtfd"))
-            return utf8(data);
-        return std::nullopt;
+        // Text that somebody set for the type without markup. Markup that cannot be read is no
+        // text, nor is a rich-text folder.
+        const bool isMarkup = QByteArrayView(data).trimmed().startsWith("{\\");
+        const bool isFolder = type == PasteboardType::NSRTFDPboardType && data.startsWith("rtfd");
+        return isMarkup || isFolder ? std::nullopt : utf8(data);
     }
     if (isTextType(type))
         return utf8(data);

@@ -104,7 +104,9 @@ public:
         : _rtf(rtf) {}
 
     std::optional<QString> read() {
-        if (!_rtf.startsWith("{\\rtf"))
+        while (_at < _rtf.size() && isspace(static_cast<unsigned char>(_rtf.at(_at))))
+            ++_at;
+        if (!QByteArrayView(_rtf).sliced(_at).startsWith("{\\rtf"))
             return std::nullopt;
         while (_at < _rtf.size()) {
             const char byte = _rtf.at(_at++);

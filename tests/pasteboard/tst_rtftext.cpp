@@ -52,6 +52,8 @@ private Q_SLOTS:
         row("binary bytes are jumped over", "{\\rtf1 a\\bin3 {{{b}", u"ab");
         row("binary longer than the document", "{\\rtf1 a\\bin99999 b}", u"a");
         row("what follows the document", R"({\rtf1 a}b)", u"a");
+        row("after white space", "\r\n\t {\\rtf1 a}", u"a");
+        row("white space alone", "\n ", u"(refused)");
         row("unfinished", R"({\rtf1 a{\b b)", u"ab");
         row("ends in a backslash", "{\\rtf1 a\\", u"a");
         row("empty", R"({\rtf1})", u"");

@@ -5,6 +5,7 @@
 #include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/FakePasteboard.h"
 #include "platform/pasteboard/NullPasteboard.h"
+#include "platform/pasteboard/RtfText.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 
@@ -286,6 +287,19 @@ private Q_SLOTS:
         }
         pasteboard.setDataForType("{\\rtf1\\b x}", NSRTFPboardType);
         QCOMPARE(pasteboard.stringForType(NSRTFPboardType), QStringLiteral("x"));
+        // Markup is never taken for text.
+        for (const QString &type : {NSRTFPboardType, NSRTFDPboardType}) {
+            pasteboard.setDataForType("{\\rtf1 unfinished", type);
+            QCOMPARE(pasteboard.stringForType(type), QStringLiteral("unfinished"));
+            pasteboard.setDataForType("{\\rtf1" + QByteArray(maximumRtfDepth, '{'), type);
+            QVERIFY(!pasteboard.stringForType(type));
+            pasteboard.setDataForType("\n {\\rt", type);
+            QVERIFY(!pasteboard.stringForType(type));
+            pasteboard.setDataForType("{text", type);
+            QCOMPARE(pasteboard.stringForType(type), QStringLiteral("{text"));
+        }
+        pasteboard.setDataForType("rtfd", NSRTFPboardType);
+        QCOMPARE(pasteboard.stringForType(NSRTFPboardType), QStringLiteral("rtfd"));
         pasteboard.setDataForType(QByteArray("rtfd\0\0\0\0", 8), NSRTFDPboardType);
         QVERIFY(!pasteboard.stringForType(NSRTFDPboardType));
         pasteboard.setDataForType("text", publicPng);
