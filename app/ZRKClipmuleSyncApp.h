@@ -176,6 +176,7 @@ private:
     void scheduleCheck();
     void checkForData();
     void sendClip(ZRKClipmuleData &clip, size_t hash);
+    void lookForUnanswered();
     void lookWhyNotSent(const ZRKClipmuleData *clip, size_t hash);
     void sendConnectedClients();
     void sendToAll(const OutputObject &object);
@@ -204,6 +205,7 @@ private:
         std::make_shared<PropertyList::Dictionary>();
     std::shared_ptr<ZRKUserDefaults> _statisticDefaults;
     qint64 _lastChangeCount = 0;
+    qint64 _lastUnansweredCount = 0;
     size_t _lastHash = 0;
     PictureEcho _lastPicture; // that was received
     std::shared_ptr<ZRKClipmuleStatusController> _statusController;

@@ -11,6 +11,8 @@
 
 #include <QCoreApplication>
 
+#include <utility>
+
 namespace clipmule {
 
 static_assert(ZRKClipmuleSyncApp::largestClipSent == ZRKClipmuleData::largestTravelling);
@@ -36,6 +38,7 @@ void ZRKClipmuleSyncApp::clientServiceDidOpen(NetService &service) {
 void ZRKClipmuleSyncApp::startClipboardPoll() {
     _services.pasteboard.pasteboard.setWatching(true);
     _lastChangeCount = _services.pasteboard.pasteboard.changeCount();
+    _lastUnansweredCount = _services.pasteboard.pasteboard.unansweredCount();
     scheduleCheck();
 }
 
@@ -60,6 +63,7 @@ void ZRKClipmuleSyncApp::checkForData() {
         _services.pasteboard.pasteboard.setWatching(false);
         return;
     }
+    lookForUnanswered();
     const qint64 changeCount = _services.pasteboard.pasteboard.changeCount();
     if (changeCount != _lastChangeCount) {
         quint64 sizeRead = 0;
@@ -86,6 +90,15 @@ void ZRKClipmuleSyncApp::checkForData() {
     }
     _pendingChecks.clear();
     scheduleCheck();
+}
+
+// Told in the journal only: a program that hangs may have copied long ago.
+void ZRKClipmuleSyncApp::lookForUnanswered() {
+    const qint64 count = _services.pasteboard.pasteboard.unansweredCount();
+    if (std::exchange(_lastUnansweredCount, count) != count)
+        enter({.direction = Refusal::Direction::CopiedHere,
+               .reason = Refusal::Reason::Failed,
+               .detail = QStringLiteral("the program that copied it does not answer")});
 }
 
 void ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip, size_t hash) {

@@ -61,8 +61,8 @@ const char *sentenceOnCopies(Reason reason, Kind kind) {
     case Reason::TooLarge:
         return kind == Kind::Text
                    ? QT_TRANSLATE_NOOP("Clipmule",
-                                       "Not sent: the text you copied is too large. Text counts "
-                                       "twice: this one as %2 bytes, and at most %3 are sent.")
+                                       "Not sent: the text you copied is too large. It has %2 "
+                                       "characters, and at most %3 are sent.")
                    : QT_TRANSLATE_NOOP("Clipmule",
                                        "Not sent: what you copied is too large. It has %2 bytes, "
                                        "and at most %3 are sent.");

@@ -65,6 +65,8 @@ public:
 
     /// Moves with every complete change of the contents, by others and by us. Cheap: a number.
     [[nodiscard]] virtual qint64 changeCount() const = 0;
+    /// Moves when somebody has copied and then does not tell what, so that it is never read.
+    [[nodiscard]] virtual qint64 unansweredCount() const { return 0; }
     /// In the owner's order, no type twice; empty when there is nothing.
     [[nodiscard]] virtual QStringList types() const = 0;
     [[nodiscard]] virtual std::optional<QByteArray> dataForType(const QString &type) const = 0;

@@ -165,6 +165,8 @@ void PasteboardX11::fetched(const std::optional<PasteboardContents> &fetchedCont
         _last.reset();
         if (isCopy)
             moveChangeCount();
+    } else {
+        moveUnansweredCount();
     }
     _taking = {};
 }

@@ -19,6 +19,7 @@ namespace clipmule {
 class StagedPasteboard : public Pasteboard {
 public:
     [[nodiscard]] qint64 changeCount() const override { return _changeCount; }
+    [[nodiscard]] qint64 unansweredCount() const override { return _unansweredCount; }
     [[nodiscard]] QStringList types() const override;
     [[nodiscard]] std::optional<QByteArray> dataForType(const QString &type) const override;
     [[nodiscard]] std::optional<QString> stringForType(const QString &type) const override;
@@ -49,12 +50,14 @@ protected:
     [[nodiscard]] const PasteboardContents &contents() const { return _contents; }
     void setContents(PasteboardContents contents) { _contents = std::move(contents); }
     void moveChangeCount() { ++_changeCount; }
+    void moveUnansweredCount() { ++_unansweredCount; }
 
 private:
     [[nodiscard]] const PasteboardContents &readable() const;
     PasteboardContents _contents;
     std::optional<PasteboardContents> _staged;
     qint64 _changeCount = 0;
+    qint64 _unansweredCount = 0;
 };
 
 } // namespace clipmule

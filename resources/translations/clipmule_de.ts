@@ -180,8 +180,8 @@
         <translation>Bereit…</translation>
     </message>
     <message>
-        <source>Not sent: the text you copied is too large. Text counts twice: this one as %2 bytes, and at most %3 are sent.</source>
-        <translation>Nicht gesendet: Der kopierte Text ist zu groß. Text zählt doppelt: dieser als %2 Bytes, und höchstens %3 werden gesendet.</translation>
+        <source>Not sent: the text you copied is too large. It has %2 characters, and at most %3 are sent.</source>
+        <translation>Nicht gesendet: Der kopierte Text ist zu groß. Er hat %2 Zeichen; höchstens %3 werden gesendet.</translation>
     </message>
     <message>
         <source>Not sent: what you copied is too large. It has %2 bytes, and at most %3 are sent.</source>

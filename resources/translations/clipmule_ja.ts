@@ -180,8 +180,8 @@
         <translation>待機中…</translation>
     </message>
     <message>
-        <source>Not sent: the text you copied is too large. Text counts twice: this one as %2 bytes, and at most %3 are sent.</source>
-        <translation>送信されませんでした: コピーしたテキストが大きすぎます。テキストは2回数えられ、これは %2 バイトになります。送信できるのは %3 バイトまでです。</translation>
+        <source>Not sent: the text you copied is too large. It has %2 characters, and at most %3 are sent.</source>
+        <translation>送信されませんでした: コピーしたテキストが大きすぎます。%2 文字ありますが、送信できるのは %3 文字までです。</translation>
     </message>
     <message>
         <source>Not sent: what you copied is too large. It has %2 bytes, and at most %3 are sent.</source>

@@ -175,6 +175,24 @@ private Q_SLOTS:
         QCOMPARE(_agent->app->refusals().size(), 2);
     }
 
+    void aProgramThatDoesNotAnswerIsInTheJournal() {
+        _agent->pasteboard.copyWithoutAnswer();
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        _agent->advance(0.5);
+        // Before any phone was there.
+        QCOMPARE(_agent->app->refusals().size(), 0);
+        _agent->pasteboard.copyWithoutAnswer();
+        QTest::ignoreMessage(QtInfoMsg, "Not sent: what you copied could not be read. [the program "
+                                        "that copied it does not answer]");
+        _agent->advance(0.5);
+        _agent->advance(5);
+        QCOMPARE(_agent->app->refusals().size(), 1);
+        QCOMPARE(_agent->app->refusals().first().count, 1U);
+        // It may have hung for long: nobody is interrupted.
+        QCOMPARE(_agent->notice.messages, QStringList());
+        QVERIFY(phone->received().isEmpty());
+    }
+
     void copiesThatOnlyDesktopsReadAreToldApart() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         const auto sent = [&](const QByteArray &html) {

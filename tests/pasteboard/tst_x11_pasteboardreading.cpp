@@ -175,9 +175,11 @@ private Q_SLOTS:
         desktop.settle();
         desktop.runLoop.advance(X11SelectionReader::stepLimit - RunLoop::Seconds(0.1));
         QVERIFY(desktop.pasteboard->isFetching());
+        QCOMPARE(desktop.pasteboard->unansweredCount(), 0);
         QTest::ignoreMessage(QtWarningMsg, "the clipboard's owner does not answer");
         desktop.runLoop.advance(0.1);
         QVERIFY(!desktop.pasteboard->isFetching());
+        QCOMPARE(desktop.pasteboard->unansweredCount(), 1);
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
         QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("kept"));
     }

@@ -29,8 +29,8 @@ private Q_SLOTS:
                 << int(direction) << int(reason) << int(kind) << QString::fromUtf8(text);
         };
         row(Direction::CopiedHere, Reason::TooLarge, Kind::Text,
-            "Not sent: the text you copied is too large. Text counts twice: this one as 10,000,018 "
-            "bytes, and at most 9,999,999 are sent.");
+            "Not sent: the text you copied is too large. It has 10,000,018 characters, and at most "
+            "9,999,999 are sent.");
         row(Direction::CopiedHere, Reason::TooLarge, Kind::Image,
             "Not sent: what you copied is too large. It has 10,000,018 bytes, and at most "
             "9,999,999 are sent.");
