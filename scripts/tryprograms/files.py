@@ -22,7 +22,7 @@ class FileManager(Program):
         self.process = self.desk.launch(*self.command, folder)
         self.window = self.desk.window(self.kind, folder.name)
         # What is in the folder is listed after the window has come.
-        wait(lambda: False, 2.0)
+        self.screen.still(self.window)
         self.screen.click_middle(self.window)
         wait(lambda: False, 0.3)
 
@@ -30,7 +30,7 @@ class FileManager(Program):
         self.show(self.stuff.folder_with(name, *files))
         self.screen.key("ctrl+a")
         wait(lambda: False, 0.3)
-        self.screen.key("ctrl+c")
+        self.screen.copy("ctrl+c")
 
     def copy_file(self):
         self.copy_all(f"one-{self.kind}", self.stuff.text_file("letter.txt"))

@@ -19,6 +19,8 @@ GTK_OWNER = pathlib.Path(__file__).resolve().parent / "gtk_owner.py"
 KEEPS_SECONDS = 3
 # Some look at the clipboard twice a second only.
 READS_SECONDS = 1.5
+# A program gives its manager ten seconds, twice.
+STORES_SECONDS = 30
 # For a program to start and read the clipboard; also those with a window to draw first.
 STARTS_SECONDS = 15
 
@@ -171,7 +173,7 @@ class Managers:
             need("copy at the phone", lambda: self.desk.clips_since(mark), 10)
             wait(lambda: False, READS_SECONDS)
             program.tell("quit")
-            need("end of the program", lambda: program.process.poll() is not None, 20)
+            need("end of the program", lambda: program.process.poll() is not None, STORES_SECONDS)
         finally:
             program.stop()
         return self.settled(mark, 1, is_kept)
@@ -186,10 +188,13 @@ class Managers:
     def secret_ends(self):
         self.from_the_phone(f"text {self.unique('from the phone').decode()}")
         mark = self.desk.mark()
-        owner = self.owner({"UTF8_STRING": b"hunter2", "x-kde-passwordManagerHint": b"secret"})
+        offers = {"UTF8_STRING": b"hunter2", "x-kde-passwordManagerHint": b"secret"}
+        owner = self.owner(offers)
         wait(lambda: False, SETTLES_SECONDS)
+        asked = record.requests(owner)
         self.kill(owner)
         wait(screen.targets, KEEPS_SECONDS)
+        self.recorder.took_over("secret", self.recorder.kept(offers), asked)
         return self.settled(mark, 0, lambda: b"hunter2" in screen.contents("UTF8_STRING"))
 
     def agent_quits(self, case, command, is_kept):
@@ -212,6 +217,9 @@ class Managers:
     def agent_quits_image(self):
         return self.agent_quits("ours, image", f"image {self.material.sent_png}", self.image_kept)
 
+    def agent_quits_photo(self):
+        return self.agent_quits("", f"image {self.material.photo}", self.image_kept)
+
 
 CASES = {
     "phone_sends": "the phone sends five clips",
@@ -224,6 +232,7 @@ CASES = {
     "secret_ends": "a secret after a text of the phone, its owner ends",
     "agent_quits_text": "a text of the phone, the agent is ended and started",
     "agent_quits_image": "an image of the phone, the agent is ended and started",
+    "agent_quits_photo": "a photo of the phone, the agent is ended and started",
 }
 
 

@@ -161,14 +161,22 @@ class Calc(Office):
 
     def paste_strings(self, text):
         """Several lines are a question of how to part them, as in any spreadsheet."""
-        seen = super().paste_strings(text)
+        return self.after_its_question(super().paste_strings(text))
+
+    def paste_url(self, text):
+        """Whatever has HTML is a question of its language, as of what a browser copies."""
+        return self.after_its_question(super().paste_url(text))
+
+    def after_its_question(self, seen):
+        asked = []
 
         def answered():
             if self.dialog() and "import" in self.dialog().title.lower():
+                asked.append(self.dialog().title)
                 self.screen.key("Return")
                 need("end of the question", lambda: not self.dialog(), 5)
-                return wait(seen, 4, 0.5) and "as text, after “Text Import”"
-            return seen()
+            what = seen()
+            return f"{what}, after “{asked[-1]}”" if what and asked else what
         return answered
 
 

@@ -4,6 +4,7 @@
 
 import base64
 import json
+import os
 import pathlib
 import sys
 
@@ -29,11 +30,16 @@ def picture_of(data):
     return said.split("\n")[0]
 
 
+def without_paths(text, folder):
+    """The folder of this run becomes $FOLDER, that of the private desktop $DESKTOP."""
+    desktop = os.path.dirname(os.environ["XDG_RUNTIME_DIR"])
+    return text.replace(str(folder), "$FOLDER").replace(desktop, "$DESKTOP")
+
+
 def kept(target, data, folder):
-    """One target of an owner, as it is stored. Paths of this run become $FOLDER; they may be in the
-    name, too."""
-    entry = {"target": target.replace(str(folder), "$FOLDER"), "bytes": len(data)}
-    local = data.replace(str(folder).encode(), b"$FOLDER")
+    """One target of an owner, as it is stored. Paths may be in its name, too."""
+    entry = {"target": without_paths(target, folder), "bytes": len(data)}
+    local = without_paths(data.decode("latin-1"), folder).encode("latin-1")
     is_long = len(local) > KEPT_BYTES
     if is_long and (target.startswith("image/") or "bitmap" in target):
         return {**entry, "picture": picture_of(data)}

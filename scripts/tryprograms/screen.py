@@ -13,6 +13,8 @@ from Xlib import X, error
 from Xlib.display import Display
 
 TICK_SECONDS = 0.1
+# Longer than a step of any animation.
+STILL_SECONDS = 1.0
 # A tool that is asked one thing.
 TOOL_SECONDS = 10
 
@@ -107,6 +109,34 @@ class Screen:
     def activate(self, window):
         run("xdotool", "windowactivate", str(window.number))
         need(f"focus of {window.kind}", lambda: self.active() == window.number, 5)
+
+    def copy(self, *keys):
+        """The keys, until another program owns the clipboard."""
+        clipboard = self._atom("CLIPBOARD")
+        before = self.display.get_selection_owner(clipboard)
+        for _ in range(3):
+            self.key(*keys)
+            if wait(lambda: self.display.get_selection_owner(clipboard) != before, 3):
+                return
+        raise NotDriven("nothing was copied")
+
+    def still(self, window, seconds=15):
+        """Waits until nothing moves in a window any more: what it loads is there. At most so many
+        seconds, since some things never rest."""
+        resource = self.display.create_resource_object("window", window.number)
+        last, since = None, 0
+
+        def rests():
+            nonlocal last, since
+            picture = None
+            with contextlib.suppress(error.XError):
+                size = resource.get_geometry()
+                picture = resource.get_image(0, 0, size.width, size.height, X.ZPixmap,
+                                             0xffffffff).data
+            if picture is None or picture != last:
+                last, since = picture, time.monotonic()
+            return time.monotonic() - since >= STILL_SECONDS
+        wait(rests, seconds, tick=0.3)
 
     def click_middle(self, window, button=1):
         resource = self.display.create_resource_object("window", window.number)

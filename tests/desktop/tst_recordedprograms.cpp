@@ -4,10 +4,13 @@
 #include "model/ClipNotice.h"
 #include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
+#include "platform/pasteboard/PasteboardTypes.h"
 #include "tests/desktop/RecordedPrograms.h"
 #include "tests/kit/FakeActiveApplication.h"
 #include "tests/pasteboard/X11Desktop.h"
+#include "tests/pasteboard/X11TestRequestor.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QImage>
 #include <QRegularExpression>
@@ -28,6 +31,11 @@ public:
 };
 
 struct Desk : X11Desktop {
+    explicit Desk(bool isFileManagerInFront = false)
+        : X11Desktop([isFileManagerInFront] { return isFileManagerInFront; }) {
+        if (isFileManagerInFront)
+            application.current = QStringLiteral("com.apple.finder");
+    }
     kit::FakeActiveApplication application;
     RecordedNotice notice;
     QTemporaryDir folder;
@@ -102,6 +110,76 @@ const X11TestOwner::Answer *find(const Offers &offers, const QByteArray &target)
     return found == offers.cend() ? nullptr : &*found;
 }
 
+// What a phone has sent, and what of it must be found where it is pasted.
+class Sent {
+public:
+    explicit Sent(const QString &kind)
+        : _kind(kind) {
+        if (kind == u"png")
+            _image = encoded({120, 90}, "png");
+        if (kind == u"jpeg")
+            _image = encoded({160, 110}, "jpeg");
+    }
+
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clip() const {
+        QList<PropertyList::Dictionary> dictionaries;
+        if (_kind == u"url")
+            dictionaries.append({{QStringLiteral("url"), _url}});
+        else if (!_image.isEmpty())
+            dictionaries.append({{QStringLiteral("imageData"), _image}});
+        else
+            for (const QString &text : texts())
+                dictionaries.append({{QStringLiteral("string"), text}});
+        ZRKClipmuleData::Items items;
+        for (PropertyList::Dictionary &dictionary : dictionaries) {
+            dictionary.insert(QStringLiteral("createdBy"), 1);
+            items.append(ZRKClipmuleDataItem::initWithDictionary(dictionary));
+        }
+        return ZRKClipmuleData::initWithItems(items);
+    }
+
+    [[nodiscard]] bool isIn(const QString &target, const QByteArray &data) const {
+        if (target.startsWith(u"image/"))
+            return PasteboardTypes::imageTypeOf(data) == target &&
+                   QImage::fromData(data).size() == QImage::fromData(_image).size();
+        if (target == u"text/uri-list" || target == u"x-special/gnome-copied-files")
+            return !_image.isEmpty() && contentsOfFileIn(data) == _image;
+        if (target == u"text/x-moz-url") {
+            const QString text(reinterpret_cast<const QChar *>(data.constData()), data.size() / 2);
+            return text.section(u'\n', 0, 0) == _url;
+        }
+        if (_kind == u"url")
+            return QString::fromUtf8(data)
+                .replace(QStringLiteral("&amp;"), QStringLiteral("&"))
+                .contains(_url);
+        return QString::fromUtf8(data) == texts().join(QStringLiteral("\n\n"));
+    }
+
+private:
+    [[nodiscard]] QStringList texts() const {
+        if (_kind == u"strings")
+            return {QStringLiteral("bread"), QStringLiteral("cheese"), QStringLiteral("ü €")};
+        return {QStringLiteral("text ü €")};
+    }
+    [[nodiscard]] static QByteArray encoded(QSize size, const char *format) {
+        QImage image(size, QImage::Format_RGB32);
+        image.fill(Qt::red);
+        QBuffer buffer;
+        buffer.open(QIODevice::WriteOnly);
+        return image.save(&buffer, format) ? buffer.data() : QByteArray();
+    }
+    [[nodiscard]] static QByteArray contentsOfFileIn(const QByteArray &list) {
+        const qsizetype begin = list.indexOf("file://");
+        const QByteArray line = list.mid(begin).split('\n').constFirst().trimmed();
+        QFile file(QUrl(QString::fromUtf8(line)).toLocalFile());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    QString _kind;
+    QString _url = QStringLiteral("https://example.org/river/mill?c=2&d=3");
+    QByteArray _image;
+};
+
 bool isFileManager(const QString &program) {
     static const QStringList names{QStringLiteral("Nautilus"), QStringLiteral("Dolphin"),
                                    QStringLiteral("Thunar"), QStringLiteral("PCManFM")};
@@ -117,7 +195,9 @@ class RecordedProgramsTest : public QObject {
 private Q_SLOTS:
     void initTestCase() {
         _copies = recordedCopies(_folder.path());
-        QVERIFY(!_copies.isEmpty());
+        _pastes = recordedPastes();
+        _takeovers = recordedTakeovers();
+        QVERIFY(!_copies.isEmpty() && !_pastes.isEmpty() && !_takeovers.isEmpty());
         for (const RecordedCopy &copy : std::as_const(_copies))
             makeFiles(copy.offers);
     }
@@ -127,7 +207,7 @@ private Q_SLOTS:
     void aCopyArrives() {
         QFETCH(int, index);
         const RecordedCopy &copy = _copies.at(index);
-        Desk desk;
+        Desk desk(isFileManager(copy.program));
         X11TestOwner owner;
         const std::shared_ptr<ZRKClipmuleData> clip = captured(copy, desk, owner);
         if (copy.kind == u"password") {
@@ -160,7 +240,7 @@ private Q_SLOTS:
     void whatTravelsIsNearTheSizeOfWhatIsRead_data() { copyRows(); }
     void whatTravelsIsNearTheSizeOfWhatIsRead() {
         QFETCH(int, index);
-        Desk desk;
+        Desk desk(isFileManager(_copies.at(index).program));
         X11TestOwner owner;
         const auto clip = captured(_copies.at(index), desk, owner);
         if (!clip)
@@ -178,7 +258,7 @@ private Q_SLOTS:
     void whereItWasCopiedFromStaysHere() {
         QFETCH(int, index);
         const RecordedCopy &copy = _copies.at(index);
-        Desk desk;
+        Desk desk(isFileManager(copy.program));
         X11TestOwner owner;
         const auto clip = captured(copy, desk, owner);
         for (const X11TestOwner::Answer &offer : copy.offers) {
@@ -203,7 +283,7 @@ private Q_SLOTS:
     void oneMeaningIsFetchedOnce() {
         QFETCH(int, index);
         const RecordedCopy &copy = _copies.at(index);
-        Desk desk;
+        Desk desk(isFileManager(copy.program));
         X11TestOwner owner;
         (void)captured(copy, desk, owner);
         QSet<QString> texts;
@@ -229,7 +309,140 @@ private Q_SLOTS:
         QVERIFY2(styledTexts.size() <= 1, qPrintable(styledTexts.values().join(u' ')));
     }
 
+    // A manager reads what is copied, and offers it when the owner has ended: all of it, a part, or
+    // what it had from somebody else before.
+    void aTakeoverIsNoCopy_data() {
+        QTest::addColumn<int>("index");
+        QTest::addColumn<bool>("isOlderFromPhone");
+        for (int index = 0; index < _takeovers.size(); ++index) {
+            const RecordedTakeover &takeover = _takeovers.at(index);
+            if (isOurs(takeover) || takeover.afterwards.isEmpty())
+                continue;
+            const QByteArray name =
+                (takeover.manager + QStringLiteral(", ") + takeover.what).toUtf8();
+            QTest::newRow(name.constData()) << index << false;
+            if (!olderText(takeover).isEmpty())
+                QTest::newRow((name + ", after a phone's text").constData()) << index << true;
+        }
+    }
+    void aTakeoverIsNoCopy() {
+        QFETCH(int, index);
+        QFETCH(bool, isOlderFromPhone);
+        const RecordedTakeover &takeover = _takeovers.at(index);
+        Desk desk;
+        X11TestOwner other;
+        if (const QByteArray older = olderText(takeover); isOlderFromPhone) {
+            write(*desk.pasteboard, {{NSStringPboardType, older}});
+            desk.settle();
+        } else if (!older.isEmpty()) {
+            other.own({{"UTF8_STRING", older}});
+            QVERIFY(desk.fetchEnds());
+        }
+        X11TestOwner manager;
+        X11TestOwner owner;
+        owner.own(takeover.offered);
+        QVERIFY(desk.fetchEnds());
+        ask(manager, takeover.asked);
+        const qint64 count = desk.pasteboard->changeCount();
+        owner.quit();
+        QVERIFY(await([&] { return desk.pasteboard->types().isEmpty(); }));
+        manager.own(takeover.afterwards);
+        QVERIFY(desk.fetchEnds());
+        QVERIFY(!desk.pasteboard->types().isEmpty());
+        QCOMPARE(desk.pasteboard->changeCount(), count);
+        // What somebody copies then is one again.
+        other.own({{"UTF8_STRING", "new"}});
+        QVERIFY(desk.fetchEnds());
+        QCOMPARE(desk.pasteboard->changeCount(), count + 1);
+    }
+
+    // What a phone sent, and a manager has kept beyond our end, does not go back when we start
+    // again.
+    void whatWasKeptForUsIsNoCopy_data() {
+        QTest::addColumn<int>("index");
+        for (int index = 0; index < _takeovers.size(); ++index) {
+            const RecordedTakeover &takeover = _takeovers.at(index);
+            if (isOurs(takeover) && !takeover.afterwards.isEmpty())
+                QTest::addRow("%s, %s", qPrintable(takeover.manager), qPrintable(takeover.what))
+                    << index;
+        }
+    }
+    void whatWasKeptForUsIsNoCopy() {
+        QFETCH(int, index);
+        const RecordedTakeover &takeover = _takeovers.at(index);
+        X11TestOwner manager;
+        manager.own(takeover.afterwards);
+        Desk desk;
+        QVERIFY(!desk.pasteboard->isFetching());
+        QCOMPARE(desk.pasteboard->changeCount(), 0);
+        // Nor when the manager offers it anew in the place of something else.
+        X11TestOwner owner;
+        owner.own({{"image/png", "\x89PNG\r\n\x1a\n"}});
+        QVERIFY(desk.fetchEnds());
+        QCOMPARE(desk.pasteboard->changeCount(), 1);
+        owner.quit();
+        QVERIFY(await([&] { return desk.pasteboard->types().isEmpty(); }));
+        manager.own(takeover.afterwards);
+        QVERIFY(desk.fetchEnds());
+        QCOMPARE(desk.pasteboard->changeCount(), 1);
+    }
+
+    // What a program asks for when it pastes is there, and is what a phone has sent.
+    void aPasteFindsWhatItAsksFor_data() {
+        QTest::addColumn<int>("index");
+        for (int index = 0; index < _pastes.size(); ++index)
+            QTest::addRow("%s, %s", qPrintable(_pastes.at(index).program),
+                          qPrintable(_pastes.at(index).kind))
+                << index;
+    }
+    void aPasteFindsWhatItAsksFor() {
+        QFETCH(int, index);
+        const RecordedPaste &paste = _pastes.at(index);
+        Desk desk(isFileManager(paste.program));
+        const Sent sent(paste.kind);
+        QVERIFY(sent.clip()->writeToPasteboard(desk.services));
+        desk.settle();
+        X11TestRequestor targets;
+        targets.request("TARGETS");
+        QVERIFY(answered(targets));
+        for (const QString &target : paste.asked) {
+            if (!paste.offered.contains(target))
+                continue;
+            QVERIFY2(targets.names().contains(target), qPrintable(target));
+            X11TestRequestor requestor;
+            requestor.request(target.toUtf8());
+            QVERIFY2(answered(requestor) && requestor.isDone(), qPrintable(target));
+            QVERIFY2(sent.isIn(target, requestor.data()), qPrintable(target));
+        }
+    }
+
 private:
+    [[nodiscard]] static bool isOurs(const RecordedTakeover &takeover) {
+        return takeover.what.startsWith(u"ours");
+    }
+
+    [[nodiscard]] static QByteArray textOf(const Offers &offers) {
+        for (const char *target : {"UTF8_STRING", "text/plain;charset=utf-8", "text/plain"}) {
+            if (const X11TestOwner::Answer *text = find(offers, target))
+                return QByteArray(text->data).replace("\r\n", "\n");
+        }
+        return {};
+    }
+
+    // The text that a manager has put back without having it from the last owner.
+    [[nodiscard]] static QByteArray olderText(const RecordedTakeover &takeover) {
+        const QByteArray text = textOf(takeover.afterwards);
+        return text == textOf(takeover.offered) ? QByteArray() : text;
+    }
+
+    static void ask(X11TestOwner &manager, const QStringList &targets) {
+        for (const QString &target : targets) {
+            X11TestRequestor requestor(manager.sharedConnection());
+            requestor.request(target.toUtf8());
+            QVERIFY2(answered(requestor), qPrintable(target));
+        }
+    }
+
     void copyRows() const {
         QTest::addColumn<int>("index");
         for (int index = 0; index < _copies.size(); ++index)
@@ -240,8 +453,6 @@ private:
 
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     captured(const RecordedCopy &copy, Desk &desk, X11TestOwner &owner) {
-        if (isFileManager(copy.program))
-            desk.application.current = QStringLiteral("com.apple.finder");
         owner.own(copy.offers);
         if (!desk.fetchEnds())
             qFatal("%s: nothing was fetched", qPrintable(copy.program));
@@ -250,6 +461,8 @@ private:
 
     QTemporaryDir _folder;
     QList<RecordedCopy> _copies;
+    QList<RecordedPaste> _pastes;
+    QList<RecordedTakeover> _takeovers;
 };
 
 QTEST_GUILESS_MAIN(RecordedProgramsTest)
