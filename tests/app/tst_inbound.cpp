@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/foundation/Memory.h"
 #include "tests/app/AgentFixture.h"
 
 #include <QBuffer>
@@ -9,6 +10,18 @@
 #include <QTest>
 
 using namespace clipmule;
+
+namespace {
+
+int trims = 0;
+
+} // namespace
+
+// The allocator's function as the program sees it.
+extern "C" int malloc_trim(size_t) noexcept {
+    ++trims;
+    return 1;
+}
 
 namespace {
 
@@ -271,6 +284,19 @@ private Q_SLOTS:
         _agent->settle();
         QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(5 + 19));
         QCOMPARE(_agent->statistic(u"imageItems"_qs), PropertyList(1));
+    }
+
+    void theMemoryOfALargeClipIsGivenBack() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const auto trimsAfter = [&](int size) {
+            trims = 0;
+            phone->send(u"1"_qs, textClip(QString(size, u'x')));
+            _agent->settle();
+            _agent->advance(HeapTrimmer::delay.count());
+            return trims;
+        };
+        QCOMPARE(trimsAfter(HeapTrimmer::largestUntrimmed), 0);
+        QCOMPARE(trimsAfter(HeapTrimmer::largestUntrimmed + 1), 1);
     }
 
     void aRefusedClipChangesNothing() {

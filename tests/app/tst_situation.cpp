@@ -196,6 +196,12 @@ private Q_SLOTS:
         warn("clipboard lost");
         phone->send(u"1"_qs, PropertyList(Dictionary{{u"items"_qs, PropertyList::List()}}));
         QCOMPARE(last(), (QStringList{u"failed"_qs, u"clip"_qs, u"Anna's name"_qs}));
+        _agent->advance(1);
+        warn("clipboard lost");
+        phone->send(u"1"_qs, PropertyList(Dictionary{
+                                 {u"items"_qs, PropertyList::List{PropertyList(Dictionary{
+                                                   {u"imageData"_qs, QByteArray("\x89PNG")}})}}}));
+        QCOMPARE(last(), (QStringList{u"failed"_qs, u"image"_qs, u"Anna's name"_qs}));
         _agent->pasteboard.failCommitsWith(QString());
 
         warn("a device record is a dictionary, not an integer");
@@ -210,7 +216,7 @@ private Q_SLOTS:
         warn("expected a dictionary");
         phone->send(PropertyList(u"text"_qs));
         QCOMPARE(last(), (QStringList{u"damaged"_qs, u"clip"_qs, u"Anna's name"_qs}));
-        QCOMPARE(_agent->notice.messages.size(), 5);
+        QCOMPARE(_agent->notice.messages.size(), 6);
     }
 
 private:
