@@ -172,7 +172,7 @@ public:
         , _power(makeLogindPower())
         , _dnssd(dnssd::makeAutoBackend())
         , _display(openX11Display())
-        , _pasteboard(makePasteboard(_display, [this] { return mayBeFileManager(); }))
+        , _pasteboard(makePasteboard(_display, [this] { return audience(); }))
         , _keyboard(makeKeyboardEvents(_display, [this] { return pasteKeys(); }))
         , _activeApplication(makeActiveApplication(
               _display,
@@ -275,10 +275,14 @@ private:
     }
 
     // Nothing is in front where the desktop itself is, on which file managers show files.
-    [[nodiscard]] bool mayBeFileManager() const {
+    [[nodiscard]] PasteboardAudience audience() const {
         const std::optional<QString> application = _activeApplication->identifier();
-        return !application || application == u"com.apple.finder" ||
-               application == u"com.apple.iPhoto";
+        if (!application)
+            return PasteboardAudience::Unknown;
+        if (application == u"com.apple.finder" || application == u"com.apple.iPhoto")
+            return PasteboardAudience::FileManager;
+        return application == u"com.apple.iWork.Numbers" ? PasteboardAudience::Spreadsheet
+                                                         : PasteboardAudience::Other;
     }
 
     std::unique_ptr<Face> makeFace() {

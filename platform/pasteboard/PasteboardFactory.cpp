@@ -9,10 +9,10 @@
 namespace clipmule {
 
 std::unique_ptr<Pasteboard> makePasteboard(const std::shared_ptr<X11Connection> &connection,
-                                           std::function<bool()> mayBeFileManager) {
+                                           FindPasteboardAudience audience) {
     if (!connection || !hasX11PasteboardSupport(*connection))
         return std::make_unique<NullPasteboard>();
-    auto pasteboard = std::make_unique<PasteboardX11>(connection, std::move(mayBeFileManager));
+    auto pasteboard = std::make_unique<PasteboardX11>(connection, std::move(audience));
     pasteboard->start();
     return pasteboard;
 }

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "platform/pasteboard/PasteboardAudience.h"
 #include "platform/pasteboard/PasteboardContents.h"
 #include "platform/pasteboard/PasteboardTargets.h"
 
@@ -61,9 +62,8 @@ struct Offer {
     bool isConverted = false;
     /// Names files of ours, which go when the program ends.
     bool isOfFiles = false;
-    /// Files of an image that is offered, too. Others than file managers take the file where they
-    /// would take the image, or write down its path.
-    bool isForFileManagers = false;
+    /// To whom it is not listed.
+    QList<PasteboardAudience> notFor = {};
     friend bool operator==(const Offer &, const Offer &) = default;
 };
 

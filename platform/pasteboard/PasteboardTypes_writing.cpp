@@ -191,15 +191,16 @@ private:
             list += uri + "\r\n";
             copied += '\n' + uri;
         }
+        using enum PasteboardAudience;
+        // Where the image itself is pasted, a file does harm: a spreadsheet pastes nothing, an
+        // editor writes down the path.
         const bool hasImage =
             std::any_of(_contents.representations().cbegin(), _contents.representations().cend(),
                         [](const auto &one) { return isImage(one.type); });
+        const auto notFor = hasImage ? QList{Spreadsheet, Other} : QList<PasteboardAudience>();
         const QString target = QStringLiteral("text/uri-list");
-        append({.target = target,
-                .type = target,
-                .data = list,
-                .isOfFiles = true,
-                .isForFileManagers = hasImage});
+        append(
+            {.target = target, .type = target, .data = list, .isOfFiles = true, .notFor = notFor});
         const QString ofFileManagers = QStringLiteral("x-special/gnome-copied-files");
         append(
             {.target = ofFileManagers, .type = ofFileManagers, .data = copied, .isOfFiles = true});
@@ -217,9 +218,18 @@ private:
             offer(QStringLiteral("text/x-moz-url"), utf16(link->address + u'\n' + link->title));
         }
         if (const auto html = anchor(_contents))
-            offer(QStringLiteral("text/html"), *html);
+            addLinkInHtml(*html);
         if (!_contents.data(PasteboardType::NSStringPboardType))
             addText(link->address);
+    }
+
+    // A spreadsheet asks in which language HTML is to be read.
+    void addLinkInHtml(const QByteArray &html) {
+        const QString target = QStringLiteral("text/html");
+        append({.target = target,
+                .type = target,
+                .data = html,
+                .notFor = {PasteboardAudience::Spreadsheet}});
     }
 
     [[nodiscard]] static bool isPassedOn(const QString &target) {

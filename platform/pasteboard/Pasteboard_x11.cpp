@@ -22,10 +22,10 @@ bool hasX11PasteboardSupport(X11Connection &connection) {
 }
 
 PasteboardX11::PasteboardX11(std::shared_ptr<X11Connection> connection,
-                             X11SelectionOwner::MayBeFileManager mayBeFileManager)
+                             FindPasteboardAudience audience)
     : _connection(std::move(connection))
     , _reader(_connection)
-    , _owner(_connection, std::move(mayBeFileManager))
+    , _owner(_connection, std::move(audience))
     , _clipboard(_connection->atom("CLIPBOARD"))
     , _clipboardManager(_connection->atom("CLIPBOARD_MANAGER"))
     , _selectionEvent(

@@ -54,7 +54,7 @@ public:
 
     /// The connection must have the XFixes extension: hasX11PasteboardSupport().
     explicit PasteboardX11(std::shared_ptr<X11Connection> connection,
-                           X11SelectionOwner::MayBeFileManager mayBeFileManager = {});
+                           FindPasteboardAudience audience = {});
     ~PasteboardX11() override;
 
     /// Begins to follow the selection.

@@ -11,9 +11,9 @@
 namespace clipmule {
 
 X11SelectionOwner::X11SelectionOwner(std::shared_ptr<X11Connection> connection,
-                                     MayBeFileManager mayBeFileManager)
+                                     FindPasteboardAudience audience)
     : _connection(std::move(connection))
-    , _mayBeFileManager(std::move(mayBeFileManager))
+    , _audience(std::move(audience))
     , _window(_connection->createWindow()) {
     const QList<xcb_atom_t> atoms =
         _connection->atoms({"CLIPBOARD", "CLIPBOARD_MANAGER", "TARGETS", "MULTIPLE", "TIMESTAMP",
@@ -48,8 +48,8 @@ void X11SelectionOwner::own(QList<PasteboardTypes::Offer> offers) {
         const xcb_atom_t target = named.takeFirst();
         const xcb_atom_t type = offer.isForeign ? target : named.takeFirst();
         if (target != XCB_ATOM_NONE)
-            _offers.append({target, type, offer.data, offer.isConverted, offer.isOfFiles,
-                            offer.isForFileManagers});
+            _offers.append(
+                {target, type, offer.data, offer.isConverted, offer.isOfFiles, offer.notFor});
     }
     _isOwning = true;
     // The server tells the time of taking it in an event, which is served before any request.
@@ -215,7 +215,7 @@ QList<xcb_atom_t> X11SelectionOwner::listedTargets() const {
     for (const OwnedOffer &offer : std::as_const(_offers)) {
         const bool isListed =
             isEnd ? !offer.isOfFiles && !offer.isConverted
-                  : !offer.isForFileManagers || !_mayBeFileManager || _mayBeFileManager();
+                  : offer.notFor.isEmpty() || !_audience || !offer.notFor.contains(_audience());
         if (isListed)
             targets.append(offer.target);
     }

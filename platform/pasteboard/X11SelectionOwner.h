@@ -39,12 +39,9 @@ public:
     /// Requests that may wait for a conversion at once; more are refused.
     static constexpr qsizetype mostWaiting = 64;
 
-    /// Whether the one who asks for a list of what there is may be a file manager. Asked only while
-    /// something is offered to these alone; without it everybody may.
-    using MayBeFileManager = std::function<bool()>;
-
+    /// Without the function the audience is unknown.
     explicit X11SelectionOwner(std::shared_ptr<X11Connection> connection,
-                               MayBeFileManager mayBeFileManager = {});
+                               FindPasteboardAudience audience = {});
     ~X11SelectionOwner() override;
 
     [[nodiscard]] xcb_window_t window() const { return _window; }
@@ -75,7 +72,7 @@ private:
         QByteArray data;
         bool isConverted; // the data are what it is made of
         bool isOfFiles;
-        bool isForFileManagers;
+        QList<PasteboardAudience> notFor;
     };
     struct Transfer {
         xcb_window_t requestor;
@@ -110,7 +107,7 @@ private:
     void endHandOver();
 
     std::shared_ptr<X11Connection> _connection;
-    MayBeFileManager _mayBeFileManager;
+    FindPasteboardAudience _audience;
     xcb_window_t _window;
     struct {
         xcb_atom_t clipboard, clipboardManager, targets, multiple, timestamp, saveTargets, atomPair,

@@ -27,6 +27,9 @@ private Q_SLOTS:
             QCOMPARE(table.partOf(QString::fromLatin1(manager)),
                      QStringLiteral("com.apple.finder"));
         QCOMPARE(table.partOf(QStringLiteral("Shotwell")), QStringLiteral("com.apple.iPhoto"));
+        QCOMPARE(table.partOf(QStringLiteral("libreoffice-calc")),
+                 QStringLiteral("com.apple.iWork.Numbers"));
+        QVERIFY(!table.partOf(QStringLiteral("libreoffice-writer")));
         QVERIFY(!table.partOf(QStringLiteral("XTerm")));
         for (const char *terminal : {"Gnome-terminal", "org.gnome.Terminal", "konsole", "kitty",
                                      "Xfce4-terminal", "Lxterminal", "Alacritty"}) {

@@ -16,10 +16,10 @@ struct X11Desktop {
     std::shared_ptr<X11Connection> connection = X11Connection::open();
     std::unique_ptr<PasteboardX11> pasteboard;
 
-    explicit X11Desktop(X11SelectionOwner::MayBeFileManager mayBeFileManager = {}) {
+    explicit X11Desktop(FindPasteboardAudience audience = {}) {
         if (!hasX11PasteboardSupport(*connection))
             qFatal("this display server has no XFixes");
-        pasteboard = std::make_unique<PasteboardX11>(connection, std::move(mayBeFileManager));
+        pasteboard = std::make_unique<PasteboardX11>(connection, std::move(audience));
         pasteboard->start();
         pasteboard->setWatching(true);
         settle();

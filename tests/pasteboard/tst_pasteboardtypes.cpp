@@ -1,43 +1,23 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/PropertyListSerialization.h"
-#include "platform/pasteboard/Pasteboard.h"
-#include "platform/pasteboard/PasteboardReadings.h"
-#include "platform/pasteboard/PasteboardTypes.h"
+#include "tests/pasteboard/SampleContents.h"
 
 #include <QStringEncoder>
 #include <QSysInfo>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::tests;
 using PasteboardTypes::Answer;
 using PasteboardTypes::Meaning;
 using PasteboardTypes::Offer;
 
 namespace {
 
-const QByteArray png = QByteArray::fromHex("89504e470d0a1a0a0000000d49484452");
-const QByteArray jpeg = QByteArray::fromHex("ffd8ffe000104a464946");
-const QByteArray tiff = QByteArray::fromHex("49492a0008000000");
-const QByteArray icon = QByteArray::fromHex(
-    "000001000100010100000100200030000000160000002800000001000000020000000100200000000000"
-    "0400000000000000000000000000000000000000ff0000ff00000000");
-
 QByteArray utf16(const char16_t *text) {
     QStringEncoder encoder(QStringEncoder::Utf16LE);
     return encoder(QStringView(text));
-}
-
-QByteArray fileList(const QStringList &paths) {
-    PropertyList::List list;
-    for (const QString &path : paths)
-        list.append(path);
-    return PropertyListSerialization::xml(list);
-}
-
-QByteArray urlBytes(const char *url) {
-    return PasteboardReadings::urlData(QUrl(QString::fromLatin1(url)));
 }
 
 QStringList targetsOf(const QList<Offer> &offers) {
@@ -45,14 +25,6 @@ QStringList targetsOf(const QList<Offer> &offers) {
     for (const Offer &offer : offers)
         targets.append(offer.target);
     return targets;
-}
-
-QByteArray offered(const PasteboardContents &contents, const char *target) {
-    for (const Offer &offer : PasteboardTypes::offers(contents)) {
-        if (offer.target == QLatin1String(target))
-            return offer.data;
-    }
-    return "(not offered)";
 }
 
 } // namespace
@@ -504,52 +476,6 @@ private Q_SLOTS:
                  utf16(u"http://a.org/\ntext"));
     }
 
-    void thePngWinsOverOneStoredAsTiff() {
-        using namespace PasteboardType;
-        const QByteArray other = png + "other";
-        for (const QString &type : {NSTIFFPboardType, publicTiff}) {
-            QCOMPARE(offered({{{type, other}, {publicPng, png}}}, "image/png"), png);
-            QCOMPARE(offered({{{publicPng, png}, {type, other}}}, "image/png"), png);
-        }
-    }
-
-    // A PNG is what it is; the others are made into one when somebody asks.
-    void otherImagesAreConverted() {
-        using namespace PasteboardType;
-        const Offer made{.target = QStringLiteral("image/png"),
-                         .type = QStringLiteral("image/png"),
-                         .data = jpeg,
-                         .isConverted = true};
-        QCOMPARE(PasteboardTypes::offers({{{NSTIFFPboardType, jpeg}}}).last(), made);
-        QCOMPARE(PasteboardTypes::offers({{{publicTiff, "?"}, {NSTIFFPboardType, jpeg}}}).last(),
-                 made);
-        for (const Offer &offer :
-             PasteboardTypes::offers({{{NSTIFFPboardType, jpeg}, {publicPng, png}}}))
-            QVERIFY(!offer.isConverted);
-    }
-
-    void filesOfImagesAreForFileManagers_data() {
-        QTest::addColumn<QString>("type");
-        QTest::addColumn<bool>("isImage");
-        using namespace PasteboardType;
-        QTest::newRow("image") << NSTIFFPboardType << true;
-        QTest::newRow("image under another name") << publicTiff << true;
-        QTest::newRow("PNG") << publicPng << true;
-        QTest::newRow("PNG under its old name") << applePng << true;
-        QTest::newRow("text") << NSStringPboardType << false;
-    }
-    void filesOfImagesAreForFileManagers() {
-        QFETCH(QString, type);
-        QFETCH(bool, isImage);
-        const QByteArray files = fileList({QStringLiteral("/a.png")});
-        for (const Offer &offer : PasteboardTypes::offers(
-                 {{{PasteboardType::NSFilenamesPboardType, files}, {type, png}}})) {
-            QCOMPARE(offer.isForFileManagers, isImage && offer.target == u"text/uri-list");
-            QCOMPARE(offer.isOfFiles, offer.target == u"text/uri-list" ||
-                                          offer.target == u"x-special/gnome-copied-files");
-        }
-    }
-
     void onlySoManyTargetsAreOffered() {
         const auto offersOf = [](int count) {
             PasteboardContents contents;
@@ -566,25 +492,6 @@ private Q_SLOTS:
     void longestNameIsOffered() {
         const PasteboardContents contents({{QString(255, u'a'), "x"}});
         QCOMPARE(PasteboardTypes::offers(contents).size(), 1);
-    }
-
-    void imagesAreKnownByTheirFirstBytes_data() {
-        QTest::addColumn<QByteArray>("data");
-        QTest::addColumn<QString>("type");
-        QTest::newRow("PNG") << png << QStringLiteral("image/png");
-        QTest::newRow("JPEG") << jpeg << QStringLiteral("image/jpeg");
-        QTest::newRow("TIFF, little end first") << tiff << QStringLiteral("image/tiff");
-        QTest::newRow("TIFF, big end first")
-            << QByteArray("MM\0*\0\0\0\10", 8) << QStringLiteral("image/tiff");
-        QTest::newRow("GIF") << QByteArray("GIF89a") << QStringLiteral("image/gif");
-        QTest::newRow("WebP") << QByteArray("RIFF\1\2\3\4WEBPVP8 ") << QStringLiteral("image/webp");
-        QTest::newRow("BMP") << QByteArray("BM6") << QStringLiteral("image/bmp");
-        QTest::newRow("cut short") << png.first(7) << QString();
-        QTest::newRow("nothing") << QByteArray() << QString();
-    }
-    void imagesAreKnownByTheirFirstBytes() {
-        QFETCH(QByteArray, data);
-        QTEST(PasteboardTypes::imageTypeOf(data), "type");
     }
 };
 

@@ -196,25 +196,46 @@ private Q_SLOTS:
         QCOMPARE(desktop.runLoop.pendingCount(), 0);
     }
 
+    void filesOfImagesAreListedForFileManagers_data() {
+        QTest::addColumn<int>("audience");
+        QTest::addColumn<bool>("isListed");
+        QTest::newRow("file manager") << int(PasteboardAudience::FileManager) << true;
+        QTest::newRow("nobody knows") << int(PasteboardAudience::Unknown) << true;
+        QTest::newRow("spreadsheet") << int(PasteboardAudience::Spreadsheet) << false;
+        QTest::newRow("another") << int(PasteboardAudience::Other) << false;
+    }
     void filesOfImagesAreListedForFileManagers() {
-        bool mayBeFileManager = false;
-        Desktop desktop([&] { return mayBeFileManager; });
+        QFETCH(int, audience);
+        QFETCH(bool, isListed);
+        Desktop desktop([&] { return PasteboardAudience(audience); });
         write(*desktop.pasteboard,
               {{NSFilenamesPboardType, fileList()}, {NSTIFFPboardType, jpegOf({3, 2})}});
         const QStringList others{QStringLiteral("x-special/gnome-copied-files"),
                                  QStringLiteral("image/jpeg"), QStringLiteral("image/png")};
-        QCOMPARE(targetsOfOurs(), others);
-        mayBeFileManager = true;
-        QCOMPARE(targetsOfOurs(), QStringList{QStringLiteral("text/uri-list")} + others);
+        QCOMPARE(targetsOfOurs(),
+                 isListed ? QStringList{QStringLiteral("text/uri-list")} + others : others);
         // Who asks for it knows what to do with it.
-        mayBeFileManager = false;
         X11TestRequestor requestor;
         requestor.request("text/uri-list");
         QVERIFY(answered(requestor));
         QCOMPARE(requestor.data(), QByteArray("file:///tmp/a.jpg\r\n"));
     }
 
-    void everybodyMayBeAFileManagerWhereNobodyKnows() {
+    // Each list is made for who is in front then.
+    void theListFollowsTheWindowInFront() {
+        PasteboardAudience audience = PasteboardAudience::Other;
+        Desktop desktop([&] { return audience; });
+        write(*desktop.pasteboard, {{NSURLPboardType, "http://a.org/"}});
+        const QString html = QStringLiteral("text/html");
+        QVERIFY(targetsOfOurs().contains(html));
+        audience = PasteboardAudience::Spreadsheet;
+        QVERIFY(!targetsOfOurs().contains(html));
+        QVERIFY(targetsOfOurs().contains(QStringLiteral("text/x-moz-url")));
+        audience = PasteboardAudience::FileManager;
+        QVERIFY(targetsOfOurs().contains(html));
+    }
+
+    void everybodyIsOfferedEverythingWithoutAnAudience() {
         Desktop desktop;
         write(*desktop.pasteboard,
               {{NSFilenamesPboardType, fileList()}, {NSTIFFPboardType, jpegOf({3, 2})}});
