@@ -32,7 +32,10 @@ public:
 
 struct Desk : X11Desktop {
     explicit Desk(bool isFileManagerInFront = false)
-        : X11Desktop([isFileManagerInFront] { return isFileManagerInFront; }) {
+        : X11Desktop([isFileManagerInFront] {
+            return isFileManagerInFront ? PasteboardAudience::FileManager
+                                        : PasteboardAudience::Other;
+        }) {
         if (isFileManagerInFront)
             application.current = QStringLiteral("com.apple.finder");
     }
