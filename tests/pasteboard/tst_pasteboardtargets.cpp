@@ -110,7 +110,10 @@ private Q_SLOTS:
         rows(Role::Duplicate,
              "application/x-libreoffice-tsvc text/x-moz-url-data text/x-moz-url-desc "
              "_NETSCAPE_URL application/x-moz-nativehtml image/x-inkscape-svg "
-             "image/x-inkscape-svg-compressed image/svg+xml-compressed "
+             "image/x-inkscape-svg-compressed image/svg+xml-compressed application/tar "
+             "application/x-xcf application/x-zip image/dxf image/hpgl image/sif "
+             "image/x-e-postscript image/x-postscript text/x-povray-script text/x-tex "
+             "text/xml+fxg text/xml+xaml "
              "application/x-openoffice-sylk;windows_formatname=\"Sylk\" "
              "application/x-openoffice-dif;windows_formatname=\"DIF\"");
         rows(Role::Picture,
