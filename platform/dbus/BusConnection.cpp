@@ -28,8 +28,9 @@ QString freshConnectionName() {
 
 } // namespace
 
-BusConnection::BusConnection(Bus bus)
-    : _bus(bus) {}
+BusConnection::BusConnection(Bus bus, RunLoop::Seconds interval)
+    : _bus(bus)
+    , _interval(interval) {}
 
 BusConnection::~BusConnection() {
     close();
@@ -91,7 +92,7 @@ void BusConnection::busWentAway() {
 }
 
 void BusConnection::retryLater() {
-    _retry = RunLoop::current().performAfter(retryInterval, [this] {
+    _retry = RunLoop::current().performAfter(_interval, [this] {
         if (connectToBus())
             Q_EMIT opened();
         else

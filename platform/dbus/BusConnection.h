@@ -13,7 +13,7 @@
 namespace clipmule {
 
 /// A connection of its own to a message bus, for the backends that speak over one. When there is no
-/// bus, or it goes away, it tries again every retryInterval.
+/// bus, or it goes away, it tries again at an interval.
 ///
 /// Calls over it are made asynchronously (QDBusConnection::asyncCall); a call that waits for its
 /// reply would hold up the whole program.
@@ -26,7 +26,7 @@ public:
     /// Seldom enough to cost nothing on a computer without a bus.
     static constexpr RunLoop::Seconds retryInterval{30};
 
-    explicit BusConnection(Bus bus);
+    explicit BusConnection(Bus bus, RunLoop::Seconds interval = retryInterval);
     ~BusConnection() override;
 
     /// Connects. False when there is no bus now; asked again, it does not try before its time.
@@ -53,7 +53,8 @@ private:
     void dropConnection();
     void retryLater();
 
-    Bus _bus;
+    const Bus _bus;
+    const RunLoop::Seconds _interval;
     std::optional<QDBusConnection> _connection;
     RunLoop::Timer _retry;
 };

@@ -51,6 +51,17 @@ private Q_SLOTS:
         QCOMPARE(_runLoop.pendingCount(), 0);
     }
 
+    void triesAgainAtItsOwnIntervalWhenItHasOne() {
+        BusConnection connection(BusConnection::Bus::Session, RunLoop::Seconds(1));
+        QSignalSpy opened(&connection, &BusConnection::opened);
+        QVERIFY(!connection.open());
+        QVERIFY(_bus.start());
+        _runLoop.advance(0.9);
+        QCOMPARE(opened.size(), 0);
+        _runLoop.advance(0.2);
+        QCOMPARE(opened.size(), 1);
+    }
+
     void comesBackAfterTheBusWentAway() {
         QVERIFY(_bus.start());
         BusConnection connection(BusConnection::Bus::Session);
