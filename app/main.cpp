@@ -13,7 +13,7 @@
 #include "platform/desktop/SingleInstance.h"
 #include "platform/desktop/StatusInterface.h"
 #include "platform/desktop/StatusItem.h"
-#include "platform/dnssd/DnsSdFactory.h"
+#include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PrivateFolder.h"
@@ -170,7 +170,7 @@ public:
         : _userStartedIt(userStartedIt)
         , _notifications(makeDBusDistributedNotifications())
         , _power(makeLogindPower())
-        , _dnssd(dnssd::makeAutoBackend())
+        , _dnssd(dnssd::makeBackend())
         , _display(openX11Display())
         , _pasteboard(makePasteboard(_display, [this] { return audience(); }))
         , _keyboard(makeKeyboardEvents(_display, [this] { return pasteKeys(); }))

@@ -3,7 +3,7 @@
 
 #include "phone/LineEditor.h"
 #include "phone/Phone.h"
-#include "platform/dnssd/DnsSdFactory.h"
+#include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/LineReader.h"
 #include "platform/foundation/Log.h"
@@ -122,7 +122,7 @@ int main(int argc, char *argv[]) {
     QtRunLoop runLoop;
     const RunLoop::Installation installation(runLoop);
     const QuitSignals signals([](int) { QCoreApplication::quit(); });
-    const auto backend = dnssd::makeAutoBackend();
+    const auto backend = dnssd::makeBackend();
     // It shows what the phone has to say to the last.
     std::unique_ptr<LineEditor> editor;
     std::unique_ptr<Phone> phone;

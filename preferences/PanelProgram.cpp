@@ -6,7 +6,7 @@
 #include "platform/desktop/ApplicationInterface.h"
 #include "platform/desktop/HelpManager.h"
 #include "platform/desktop/SingleInstance.h"
-#include "platform/dnssd/DnsSdFactory.h"
+#include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/Bundle.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
@@ -103,7 +103,7 @@ private:
 
     FilePreferencesDatabase _database{FilePreferencesDatabase::defaultFolder()};
     std::unique_ptr<DistributedNotifications> _notifications = makeDBusDistributedNotifications();
-    std::unique_ptr<dnssd::Backend> _dnssd = dnssd::makeAutoBackend();
+    std::unique_ptr<dnssd::Backend> _dnssd = dnssd::makeBackend();
     std::unique_ptr<dnssd::NetworkProbe> _network = dnssd::makeNetworkProbe();
     std::unique_ptr<StatusReader> _agent = makeStatusReader();
     std::unique_ptr<HelpManager> _help = makeHelpManager();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/DnsSdFactory.h"
+#include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
@@ -81,7 +81,7 @@ int main(int argc, char *argv[]) {
     services.preferences.distributedNotifications = notifications.get();
     services.dnssd = [&dnssd]() -> dnssd::Backend & {
         if (!dnssd)
-            dnssd = dnssd::makeAutoBackend();
+            dnssd = dnssd::makeBackend();
         return *dnssd;
     };
     services.agent = [&agent]() -> StatusReader & { return *agent; };

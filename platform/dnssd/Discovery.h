@@ -9,14 +9,14 @@
 
 namespace clipmule::dnssd {
 
-class AutoObject;
+class DiscoveryObject;
 
-/// The switch between a responder that may come and go, which is preferred, and one that is made
-/// when the first is not there. Its clients notice nothing of a switch: found services stay found
-/// unless they are really gone, announcements go on, a resolve that is running is asked again.
-class AutoBackend final : public Backend {
+/// Discovery by a responder that may come and go, and by another one that is made when the first is
+/// not there. Its clients notice nothing of a loss or a switch: found services stay found unless
+/// they are really gone, announcements go on, a resolve that is running is asked again.
+class Discovery final : public Backend {
 public:
-    using MakeBackend = std::function<std::unique_ptr<Backend>()>;
+    using MakeResponder = std::function<std::unique_ptr<Responder>()>;
 
     /// A responder that ran before gets this long to come back: a restart takes about a second.
     static constexpr RunLoop::Seconds patienceWithLoss{3.0};
@@ -24,13 +24,18 @@ public:
     static constexpr RunLoop::Seconds announcementOverlap{4.0};
     /// After the announcements of the fallback have ended and their goodbyes are sent.
     static constexpr RunLoop::Seconds fallbackRelease{6.0};
-    /// Services not seen again so long after the first answers of another responder are gone.
+    /// Services not seen again so long after the first answers of a responder that came, or came
+    /// back, are gone.
     static constexpr RunLoop::Seconds patienceAfterFirstAnswers{5.0};
     /// The same when the end of the first answers is not reported.
     static constexpr RunLoop::Seconds patienceWithoutFirstAnswers{9.0};
+    /// For all endpoints of a service together: a host that left without a word would otherwise
+    /// keep a connection attempt for the system's limit of about two minutes.
+    static constexpr RunLoop::Seconds connectTimeout{10.0};
 
-    AutoBackend(std::unique_ptr<WatchedBackend> preferred, MakeBackend makeFallback);
-    ~AutoBackend() override;
+    /// Without a fallback there is nothing to do but wait for the preferred one.
+    explicit Discovery(std::unique_ptr<Responder> preferred, MakeResponder makeFallback = {});
+    ~Discovery() override;
 
     [[nodiscard]] std::unique_ptr<Publisher> makePublisher() override;
     [[nodiscard]] std::unique_ptr<Browser> makeBrowser() override;
@@ -40,23 +45,25 @@ public:
     [[nodiscard]] QString description() const override;
 
 private:
-    friend class AutoObject;
+    friend class DiscoveryObject;
 
-    void begin();
-    [[nodiscard]] Backend &active() const;
-    void availabilityChanged(Availability availability);
+    [[nodiscard]] Responder &active() const;
+    Responder &begin();
+    void changed(const Responder &responder);
+    void choose();
     void useFallback();
     void usePreferred();
-    void descriptionChanged();
+    void endOverlap();
 
-    std::unique_ptr<WatchedBackend> _preferred;
-    const MakeBackend _makeFallback;
-    std::unique_ptr<Backend> _fallback;
-    std::vector<AutoObject *> _objects;
+    std::unique_ptr<Responder> _preferred;
+    const MakeResponder _makeFallback;
+    std::unique_ptr<Responder> _fallback;
+    std::vector<DiscoveryObject *> _objects;
     bool _begun = false;
     bool _onFallback = false;
     bool _hasAnswered = false; // the preferred one, ever
     RunLoop::Timer _loss;
+    RunLoop::Timer _overlap;
     RunLoop::Timer _release;
 };
 

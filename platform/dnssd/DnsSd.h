@@ -16,7 +16,7 @@
 #include <optional>
 
 /// DNS service discovery, as far down as this program needs it. What a service *is* for the rest of
-/// the program is NetService; this is the interface that a responder implements for it.
+/// the program is NetService; this is what it stands on.
 ///
 /// Rules that hold for all of it: no callback from inside start(); none after stop() or
 /// destruction; a callback may destroy its sender. Everything runs on the main run loop.
@@ -79,9 +79,6 @@ public:
     std::function<void(const ServiceName &)> onRemoved;
     /// What was there at the start has been reported.
     std::function<void()> onAllForNow;
-    /// The responder went away; the names reported so far may be stale. Only between a backend and
-    /// the switch in front of it.
-    std::function<void()> onLost;
 };
 
 /// Asks once where a service is.
@@ -127,5 +124,9 @@ public:
     /// description() may answer another text now. May be empty.
     std::function<void()> onDescriptionChange;
 };
+
+/// What programs use: avahi-daemon, and a responder of our own while there is none. Making it
+/// reaches nothing; the first start() of something it made does.
+[[nodiscard]] std::unique_ptr<Backend> makeBackend();
 
 } // namespace clipmule::dnssd

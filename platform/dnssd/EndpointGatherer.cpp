@@ -9,8 +9,17 @@
 
 namespace clipmule::dnssd {
 
+namespace {
+
+size_t number(AddressQuestion question) {
+    return size_t(question.overIpv6) * 2 + size_t(question.forIpv6);
+}
+
+} // namespace
+
 void EndpointGatherer::clear() {
     _resolved = {};
+    _closed.reset();
     _ipv4OverIpv4 = false;
     _ipv6OverIpv6 = false;
     _wait.cancel();
@@ -36,10 +45,21 @@ void EndpointGatherer::add(AddressQuestion question, const QString &hostName,
         _ipv4OverIpv4 = true;
     if (!isIpv4 && question.overIpv6)
         _ipv6OverIpv6 = true;
-    if (_ipv4OverIpv4 && _ipv6OverIpv6)
+    _closed.set(number(question));
+    if ((_ipv4OverIpv4 && _ipv6OverIpv6) || _closed.all())
         complete();
     else
         waitAtMost(isIpv4 ? patienceWithIpv4 : patienceWithIpv6);
+}
+
+void EndpointGatherer::refused(AddressQuestion question, const QString &reason) {
+    _closed.set(number(question));
+    if (!_closed.all())
+        return;
+    if (!_resolved.endpoints.isEmpty())
+        return complete();
+    clear();
+    callCopyOf(onFailed, reason);
 }
 
 void EndpointGatherer::waitAtMost(RunLoop::Seconds patience) {

@@ -3,19 +3,15 @@
 
 #pragma once
 
-#include "platform/dnssd/DnsSd.h"
+#include "platform/dnssd/Responder.h"
 
 #include <array>
+#include <bitset>
 
 namespace clipmule::dnssd {
 
-/// The transport that a question goes over, and the kind of address that it asks for. One question
-/// of a responder answers with one address, from whichever network answers first; a service may be
-/// reachable by another one only. So four questions are asked.
-struct AddressQuestion {
-    bool overIpv6;
-    bool forIpv6;
-};
+/// One question of a responder answers with one address, from whichever network answers first; a
+/// service may be reachable by another one only. So four questions are asked.
 inline constexpr std::array<AddressQuestion, 4> addressQuestions{{
     {false, false},
     {true, true},
@@ -24,8 +20,8 @@ inline constexpr std::array<AddressQuestion, 4> addressQuestions{{
 }};
 
 /// Puts the answers to the four questions together, and decides when there are enough of them:
-/// at once when each transport has told its own kind of address, else a short while after the
-/// first one.
+/// at once when each transport has told its own kind of address, or when no question is open, else
+/// a short while after the first one.
 class EndpointGatherer {
 public:
     /// How long a first IPv4 address waits for company: an answer from the same host is about
@@ -40,8 +36,12 @@ public:
     /// the loopback network count only when the answer came over the loopback interface.
     void add(AddressQuestion question, const QString &hostName, const Endpoint &endpoint,
              bool overLoopback = false);
-    /// At most once after clear(). May destroy the gatherer.
+    /// No answer comes to this question; one transport may be switched off. May call back.
+    void refused(AddressQuestion question, const QString &reason);
+    // One of them at most once after clear(). May destroy the gatherer.
     std::function<void(const Resolved &)> onComplete;
+    /// All four were refused.
+    std::function<void(const QString &reason)> onFailed;
 
 private:
     void waitAtMost(RunLoop::Seconds patience);
@@ -50,6 +50,7 @@ private:
     Resolved _resolved;
     bool _ipv4OverIpv4 = false;
     bool _ipv6OverIpv6 = false;
+    std::bitset<addressQuestions.size()> _closed; // answered or refused
     RunLoop::Seconds _deadline{0};
     RunLoop::Timer _wait;
 };

@@ -27,6 +27,7 @@ public:
     bool add(const QString &name, int interface, int protocol);
     /// True when the last sighting of a name is gone.
     bool remove(const QString &name, int interface, int protocol);
+    [[nodiscard]] bool contains(const QString &name) const { return _sightings.count(name) > 0; }
     void clear();
     [[nodiscard]] bool isFull() const { return int(_sightings.size()) >= maximumInstances; }
 

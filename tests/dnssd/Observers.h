@@ -24,7 +24,7 @@ struct Publication {
     QStringList errors;
 };
 
-/// "+name" and "-name" in the order of the reports, "." for all for now, "!" for a loss.
+/// "+name" and "-name" in the order of the reports, "." for all for now.
 struct Browse {
     explicit Browse(Backend &backend)
         : browser(backend.makeBrowser()) {
@@ -37,7 +37,6 @@ struct Browse {
             last = service;
         };
         browser->onAllForNow = [this] { events += QStringLiteral("."); };
-        browser->onLost = [this] { events += QStringLiteral("!"); };
     }
     /// Without the end of the first answers, whose place among them depends on the cache.
     [[nodiscard]] QStringList changes() const {

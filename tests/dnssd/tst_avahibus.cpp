@@ -1,14 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/DnsSdFactory.h"
+#include "platform/dnssd/Discovery.h"
 #include "platform/dnssd/backends/bus/AvahiBus.h"
+#include "platform/dnssd/backends/bus/AvahiBusResponder.h"
+#include "tests/dnssd/FakeAvahiDaemon.h"
 #include "tests/dnssd/Observers.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <QDBusMetaType>
-#include <QDBusObjectPath>
-#include <QDBusVirtualObject>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -18,121 +18,7 @@ using namespace clipmule::dnssd::test;
 
 namespace {
 
-const auto type = QStringLiteral("_clipmule-s2._tcp");
-const auto local = QStringLiteral("local");
-const ServiceName anna{QStringLiteral("Anna"), type, local};
-const auto avahi = QStringLiteral("org.freedesktop.Avahi");
 constexpr int patience = 20000;
-constexpr int starting = 1;
-constexpr int running = 2;
-constexpr int established = 2;
-
-/// Stands on the bus in the daemon's place and does what a test says: it answers each call with the
-/// path of a new object, or with nothing, or as told.
-class FakeDaemon final : public QDBusVirtualObject {
-public:
-    explicit FakeDaemon(const QString &address)
-        : _connection(QDBusConnection::connectToBus(address, QStringLiteral("daemon"))) {
-        _connection.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath);
-    }
-    ~FakeDaemon() override {
-        // A call that is still on its way to us refers to the connection, which goes first.
-        _connection.unregisterObject(QStringLiteral("/"), QDBusConnection::UnregisterTree);
-        QCoreApplication::removePostedEvents(this);
-        QDBusConnection::disconnectFromBus(QStringLiteral("daemon"));
-    }
-
-    void appear() { _connection.registerService(avahi); }
-    void vanish() { _connection.unregisterService(avahi); }
-
-    void emitSignal(const QString &path, const QString &kind, const QString &member,
-                    const QVariantList &arguments) {
-        QDBusMessage message = QDBusMessage::createSignal(path, avahi + u'.' + kind, member);
-        message.setArguments(arguments);
-        _connection.send(message);
-    }
-    void setState(int newState) {
-        state = newState;
-        emitSignal(QStringLiteral("/"), QStringLiteral("Server"), QStringLiteral("StateChanged"),
-                   {state, QString()});
-    }
-    void found(const QString &path, const QString &name) {
-        emitSignal(path, QStringLiteral("ServiceBrowser"), QStringLiteral("ItemNew"),
-                   {2, 0, name, type, local, QVariant::fromValue(uint(0))});
-    }
-    void resolved(const QString &path, const QString &address, ushort port) {
-        emitSignal(path, QStringLiteral("ServiceResolver"), QStringLiteral("Found"),
-                   {2, 0, anna.name, type, local, QStringLiteral("phone.local"), 0, address,
-                    QVariant::fromValue(port), QVariant::fromValue(QByteArrayList()),
-                    QVariant::fromValue(uint(0))});
-    }
-    void groupState(const QString &path, int groupState) {
-        emitSignal(path, QStringLiteral("EntryGroup"), QStringLiteral("StateChanged"),
-                   {groupState, QString()});
-    }
-
-    [[nodiscard]] int count(const QString &member) const { return int(calls.count(member)); }
-
-    QString introspect(const QString &) const override { return {}; }
-
-    bool handleMessage(const QDBusMessage &message, const QDBusConnection &) override {
-        if (!message.interface().startsWith(avahi))
-            return false;
-        const QString member = message.member();
-        calls += member;
-        callPaths += message.path();
-        if (member == QStringLiteral("GetState"))
-            return reply(message, {state});
-        if (holds) {
-            held += message;
-            return true;
-        }
-        return answer(message);
-    }
-
-    bool answer(const QDBusMessage &message) {
-        const QString member = message.member();
-        const QString error = errors.value(member);
-        if (!error.isEmpty())
-            return _connection.send(message.createErrorReply(avahi + u'.' + error, error));
-        if (member.endsWith(QStringLiteral("Prepare")) ||
-            member == QStringLiteral("EntryGroupNew")) {
-            const QString path = QStringLiteral("/Client0/Object%1").arg(++objects);
-            paths += path;
-            if (beforeReply)
-                beforeReply(member, path);
-            return reply(message, {QVariant::fromValue(QDBusObjectPath(path))});
-        }
-        reply(message, {});
-        if (afterCall)
-            afterCall(member, message.path());
-        return true;
-    }
-
-    /// Answers what it has kept waiting.
-    void release(qsizetype count) {
-        for (; count > 0; --count)
-            answer(held.takeFirst());
-    }
-
-    int state = running;
-    int objects = 0;
-    bool holds = false;
-    QList<QDBusMessage> held;
-    QStringList calls;
-    QStringList callPaths;
-    QStringList paths;              // of the objects made
-    QHash<QString, QString> errors; // member, name of the error
-    std::function<void(const QString &member, const QString &path)> beforeReply;
-    std::function<void(const QString &member, const QString &path)> afterCall;
-
-private:
-    bool reply(const QDBusMessage &message, const QVariantList &arguments) {
-        return _connection.send(message.createReply(arguments));
-    }
-
-    QDBusConnection _connection;
-};
 
 } // namespace
 
@@ -144,10 +30,13 @@ class AvahiBusTest : public QObject {
     kit::ManualRunLoop _loop;
     const RunLoop::Installation _installation{_loop};
     QTemporaryDir _folder;
+    const QString _configuration = _folder.filePath(QStringLiteral("bus.conf"));
     QProcess _bus;
-    QString _address;
-    std::unique_ptr<FakeDaemon> _daemon;
-    std::unique_ptr<WatchedBackend> _backend;
+    // Without the identity that each bus gives itself.
+    const QString _address = QStringLiteral("unix:path=") + _folder.filePath(QStringLiteral("bus"));
+    std::unique_ptr<FakeAvahiDaemon> _daemon;
+    AvahiBusResponder *_responder = nullptr;
+    std::unique_ptr<Discovery> _backend;
 
     /// Lets the bus and the run loop work until something is so. No time passes.
     [[nodiscard]] bool until(const std::function<bool()> &condition) {
@@ -168,6 +57,12 @@ class AvahiBusTest : public QObject {
             [&] { return _daemon->calls.mid(before).count(QStringLiteral("Start")) == 4; });
     }
 
+    void startBus() {
+        _bus.start(QStringLiteral("dbus-daemon"),
+                   {QStringLiteral("--config-file=") + _configuration, QStringLiteral("--nofork"),
+                    QStringLiteral("--nopidfile"), QStringLiteral("--print-address=1")});
+    }
+
     /// The path of the object that was made last.
     [[nodiscard]] QString lastPath() const { return _daemon->paths.value(_daemon->objects - 1); }
 
@@ -175,13 +70,13 @@ private Q_SLOTS:
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         qDBusRegisterMetaType<QByteArrayList>();
-        QFile configuration(_folder.filePath(QStringLiteral("bus.conf")));
+        QFile configuration(_configuration);
         QVERIFY(configuration.open(QIODevice::WriteOnly));
         configuration.write("<!DOCTYPE busconfig PUBLIC "
                             "\"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
                             "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">"
-                            "<busconfig><listen>unix:path=" +
-                            _folder.filePath(QStringLiteral("bus")).toUtf8() +
+                            "<busconfig><listen>" +
+                            _address.toUtf8() +
                             "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
                             "<allow user=\"*\"/><allow own=\"*\"/>"
                             "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
@@ -190,12 +85,9 @@ private Q_SLOTS:
                             QByteArray::number(AvahiBus::maximumOpenCalls) +
                             "</limit></busconfig>");
         configuration.close();
-        _bus.start(QStringLiteral("dbus-daemon"),
-                   {QStringLiteral("--config-file=") + configuration.fileName(),
-                    QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
-                    QStringLiteral("--print-address=1")});
+        startBus();
         QTRY_VERIFY_WITH_TIMEOUT(_bus.canReadLine(), patience);
-        _address = QString::fromUtf8(_bus.readLine().trimmed());
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", _address.toUtf8());
     }
 
     void cleanupTestCase() {
@@ -205,9 +97,11 @@ private Q_SLOTS:
 
     void init() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _daemon = std::make_unique<FakeDaemon>(_address);
+        _daemon = std::make_unique<FakeAvahiDaemon>(_address);
         _daemon->appear();
-        _backend = makeAvahiBusBackend(_address);
+        auto responder = std::make_unique<AvahiBusResponder>();
+        _responder = responder.get();
+        _backend = std::make_unique<Discovery>(std::move(responder));
     }
 
     void cleanup() {
@@ -282,7 +176,7 @@ private Q_SLOTS:
         _daemon->found(path, anna.name);
         QVERIFY(until([&] { return !browse.changes().isEmpty(); }));
         QCOMPARE(browse.changes(), QStringList{QStringLiteral("+Anna")});
-        QCOMPARE(_backend->availability(), Availability::Running);
+        QCOMPARE(_responder->availability(), Availability::Running);
     }
 
     void signalsOfAnotherFormAreIgnored() {
@@ -433,7 +327,7 @@ private Q_SLOTS:
         }
         QVERIFY(until([&] { return _daemon->held.size() == 32; }));
         _daemon->vanish();
-        QVERIFY(until([&] { return _backend->availability() == Availability::Absent; }));
+        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
         _daemon->holds = false;
         // The bus waits for answers of this process, which has not ended, and nobody else does.
         _daemon->release(32);
@@ -466,7 +360,7 @@ private Q_SLOTS:
         publication.publisher->start(anna, 1, QByteArray());
         QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
         QVERIFY(roundTrip());
-        QCOMPARE(_backend->availability(), Availability::Starting);
+        QCOMPARE(_responder->availability(), Availability::Starting);
         QCOMPARE(_daemon->count(QStringLiteral("EntryGroupNew")), 0);
         _daemon->setState(running);
         QVERIFY(until([&] { return publication.names.size() == 1; }));
@@ -476,7 +370,9 @@ private Q_SLOTS:
         QVERIFY(until([&] { return _daemon->calls.last() == QStringLiteral("Free"); }));
         QCOMPARE(_daemon->callPaths.last(), group);
         _daemon->setState(running);
-        QVERIFY(until([&] { return publication.names.size() == 2; }));
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Commit")) == 2; }));
+        QVERIFY(roundTrip());
+        QCOMPARE(publication.names, QStringList{anna.name});
         QCOMPARE(browse.changes(), QStringList());
     }
 
@@ -502,8 +398,8 @@ private Q_SLOTS:
         _daemon->found(_daemon->paths[0], QStringLiteral("Bert"));
         QVERIFY(until([&] { return browse.changes().size() == 1; }));
         _daemon->vanish();
-        QVERIFY(until([&] { return _backend->availability() == Availability::Absent; }));
-        QCOMPARE(browse.changes(), (QStringList{QStringLiteral("+Bert"), QStringLiteral("!")}));
+        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
+        QCOMPARE(browse.changes(), QStringList{QStringLiteral("+Bert")});
         QVERIFY2(_backend->description().endsWith(QStringLiteral(": it has ended")),
                  qPrintable(_backend->description()));
         // The next one counts its objects from the start.
@@ -515,10 +411,57 @@ private Q_SLOTS:
         QCOMPARE(_daemon->calls.mid(0, _daemon->calls.lastIndexOf(QStringLiteral("Commit")))
                      .count(QStringLiteral("Free")),
                  0);
-        browse.events.clear();
         _daemon->found(_daemon->paths[0], QStringLiteral("Bert"));
-        QVERIFY(until([&] { return browse.changes().size() == 1; }));
-        QCOMPARE(browse.changes(), QStringList{QStringLiteral("+Bert")});
+        _daemon->found(_daemon->paths[0], QStringLiteral("Carl"));
+        QVERIFY(until([&] { return browse.changes().size() == 2; }));
+        QCOMPARE(browse.changes(), (QStringList{QStringLiteral("+Bert"), QStringLiteral("+Carl")}));
+    }
+
+    void aDaemonThatIsNotThereIsNoticedWhenItComes() {
+        _daemon->vanish();
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        QCOMPARE(_responder->availability(), Availability::Unknown);
+        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
+        QVERIFY2(_backend->description().endsWith(QStringLiteral(": it is not running")),
+                 qPrintable(_backend->description()));
+        _daemon->appear();
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+        QCOMPARE(_responder->availability(), Availability::Running);
+    }
+
+    void oneThatEndsBeforeItHasAnsweredIsNotThere() {
+        _daemon->isMute = true;
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("GetState")) == 1; }));
+        _daemon->vanish();
+        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
+        _daemon->isMute = false;
+        _daemon->appear();
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+    }
+
+    void aBusThatComesBackIsUsedASecondLater() {
+        QVERIFY(roundTrip());
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 5; }));
+        _bus.terminate();
+        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
+        QVERIFY2(_backend->description().endsWith(QStringLiteral(": the system bus is gone")),
+                 qPrintable(_backend->description()));
+        QVERIFY(until([&] { return _bus.state() == QProcess::NotRunning; }));
+        _daemon.reset();
+        (void)_bus.readAll();
+        startBus();
+        QVERIFY(until([&] { return _bus.canReadLine(); }));
+        _daemon = std::make_unique<FakeAvahiDaemon>(_address);
+        _daemon->appear();
+        _loop.advance(0.9);
+        QCOMPARE(_daemon->calls, QStringList());
+        _loop.advance(0.2);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
     }
 
     void refusedBrowsingIsTriedAgainTenSecondsLater_data() {

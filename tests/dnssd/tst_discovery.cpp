@@ -35,13 +35,13 @@ class DiscoveryTest : public QObject {
     std::shared_ptr<FakeNetwork> _network;
     std::unique_ptr<FakeBackend> _observer; // another host
     QString _fallbackHost;
-    FakeBackend *_preferred = nullptr;
-    FakeBackend *_fallback = nullptr; // the one made last
+    FakeResponder *_preferred = nullptr;
+    FakeResponder *_fallback = nullptr; // the one made last
     int _made = 0;
-    std::unique_ptr<AutoBackend> _backend;
+    std::unique_ptr<Discovery> _backend;
 
-    /// What is left of the fallback beside the test, the observer and the preferred one.
-    [[nodiscard]] bool fallbackIsAlive() const { return _network.use_count() == 4; }
+    /// Beside the preferred one and that of the observer.
+    [[nodiscard]] bool fallbackIsAlive() const { return _network->responders.size() == 3; }
 
     void lose() { _preferred->setAvailability(Availability::Absent); }
     void comeBack() { _preferred->setAvailability(Availability::Running); }
@@ -53,10 +53,10 @@ private Q_SLOTS:
         _observer = std::make_unique<FakeBackend>(_network, QStringLiteral("observer"));
         _fallbackHost = QStringLiteral("desk");
         _made = 0;
-        auto preferred = std::make_unique<FakeBackend>(_network, QStringLiteral("desk"));
+        auto preferred = std::make_unique<FakeResponder>(_network, QStringLiteral("desk"));
         _preferred = preferred.get();
-        _backend = std::make_unique<AutoBackend>(std::move(preferred), [this] {
-            auto fallback = std::make_unique<FakeBackend>(_network, _fallbackHost);
+        _backend = std::make_unique<Discovery>(std::move(preferred), [this] {
+            auto fallback = std::make_unique<FakeResponder>(_network, _fallbackHost);
             _fallback = fallback.get();
             ++_made;
             return fallback;
@@ -70,7 +70,7 @@ private Q_SLOTS:
 
     void looksForNothingUntilItIsUsed() {
         _loop.advance(longTime);
-        QVERIFY(!_preferred->isWatched());
+        QVERIFY(!_preferred->isBegun());
         QCOMPARE(_made, 0);
     }
 
@@ -267,7 +267,7 @@ private Q_SLOTS:
 
     void aRunningResolveIsAskedAgainWithinItsTime() {
         _observer->appear(anna, {address});
-        _preferred->setAnswer(anna, FakeBackend::Answer::Never);
+        _preferred->setAnswer(anna, FakeResponder::Answer::Never);
         Resolution resolution(*_backend);
         resolution.resolver->start(anna, RunLoop::Seconds(10));
         _loop.advance(2);
@@ -310,6 +310,7 @@ private Q_SLOTS:
         lose();
         _loop.advance(longTime);
         QCOMPARE(_made, 1);
+        QVERIFY(!_fallback->isBegun());
         QCOMPARE(_fallback->browsedTypes(), QStringList());
         QCOMPARE(_fallback->published().size(), 0);
         QCOMPARE(_fallback->resolving(), QList<ServiceName>());
@@ -394,23 +395,87 @@ private Q_SLOTS:
         _loop.advance(1);
         lose();
         _loop.advance(0.1);
-        int told = 0;
-        _backend->onDescriptionChange = [&] { ++told; };
+        QStringList told;
+        _backend->onDescriptionChange = [&] { told += _backend->description(); };
+        _loop.advance(2.8);
+        QCOMPARE(told, QStringList());
         _loop.advance(longTime);
-        QCOMPARE(told, 1);
+        QVERIFY(!told.isEmpty());
+        QVERIFY(told.constFirst().startsWith(_fallback->description()));
     }
 
-    void connectsThroughTheOneInUse() {
-        Browse browse(*_backend);
-        browse.browser->start(type);
-        _loop.advance(1);
-        const Resolved resolved{QStringLiteral("phone.local"), {address}};
-        (void)_backend->connectTo(resolved);
-        QCOMPARE(_preferred->connections().size(), 1);
+    void aRestartOfTheFallbackIsNotNoticed() {
         lose();
+        _observer->appear(anna, {address});
+        _observer->appear(bert, {address});
+        Browse browse(*_backend);
+        Publication publication(*_backend);
+        browse.browser->start(type);
+        publication.publisher->start(desk, 1, QByteArray());
+        _loop.advance(1);
+        _fallback->setAvailability(Availability::Absent);
+        QCOMPARE(_fallback->published().size(), 0);
+        _observer->vanish(bert);
+        _loop.advance(longTime); // nobody knows who is there
+        QCOMPARE(browse.changes().size(), 2);
+        _fallback->setAvailability(Availability::Running);
         _loop.advance(longTime);
-        (void)_backend->connectTo(resolved);
-        QCOMPARE(_fallback->connections().size(), 1);
+        QCOMPARE(_made, 1);
+        QCOMPARE(_fallback->published().size(), 1);
+        QCOMPARE(browse.changes().sliced(2), QStringList{QStringLiteral("-Bert")});
+        QCOMPARE(publication.names, QStringList{QStringLiteral("Desk")});
+    }
+
+    void aStoppedAnnouncementDoesNotGoOnInTheOverlap() {
+        lose();
+        Publication publication(*_backend);
+        publication.publisher->start(desk, 1, QByteArray());
+        _loop.advance(1);
+        comeBack();
+        _loop.advance(1);
+        QCOMPARE(_fallback->published().size(), 1);
+        publication.publisher->stop();
+        QCOMPARE(_fallback->published().size(), 0);
+        QCOMPARE(_preferred->published().size(), 0);
+    }
+
+    void theFormerOnesTroublesConcernNobody() {
+        lose();
+        Publication publication(*_backend);
+        publication.publisher->start(desk, 1, QByteArray());
+        _loop.advance(1);
+        comeBack();
+        _loop.advance(1);
+        _fallback->failAll(QStringLiteral("too late"));
+        _loop.advance(1);
+        QCOMPARE(_preferred->published().size(), 1);
+        QCOMPARE(publication.errors, QStringList());
+    }
+
+    void theOverlapEndsWithTheFormerOne() {
+        lose();
+        Publication publication(*_backend);
+        publication.publisher->start(desk, 1, QByteArray());
+        _loop.advance(1);
+        comeBack();
+        _loop.advance(1);
+        _fallback->setAvailability(Availability::Starting);
+        QCOMPARE(_fallback->published().size(), 0);
+        QCOMPARE(_preferred->published().size(), 1);
+    }
+
+    void lostAtOnceWhileGoingBackItIsAnnouncedOnce() {
+        lose();
+        Publication publication(*_backend);
+        publication.publisher->start(desk, 1, QByteArray());
+        _loop.advance(1);
+        comeBack();
+        _loop.advance(0.5);
+        lose();
+        QCOMPARE(_fallback->published().size(), 1);
+        _loop.advance(3.1);
+        QCOMPARE(_fallback->published().size(), 1);
+        QCOMPARE(_fallback->published()[0].service, desk);
     }
 };
 

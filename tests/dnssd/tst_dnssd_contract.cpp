@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/DnsSdFactory.h"
+#include "platform/dnssd/Discovery.h"
 #include "platform/dnssd/FixedAddresses.h"
+#include "platform/dnssd/backends/bus/AvahiBusResponder.h"
+#include "platform/dnssd/backends/core/AvahiCoreResponder.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "tests/dnssd/Observers.h"
 #include "tests/kit/FakeDnsSd.h"
@@ -23,8 +25,8 @@ constexpr int patience = 20000;
 
 // Without any address, and so as what is below it.
 struct FixedOverFake final : Backend {
-    std::unique_ptr<FakeBackend> below = std::make_unique<FakeBackend>();
-    FixedAddresses fixed{*below};
+    FakeBackend below;
+    FixedAddresses fixed{below};
     std::unique_ptr<Publisher> makePublisher() override { return fixed.makePublisher(); }
     std::unique_ptr<Browser> makeBrowser() override { return fixed.makeBrowser(); }
     std::unique_ptr<Resolver> makeResolver() override { return fixed.makeResolver(); }
@@ -37,11 +39,11 @@ std::unique_ptr<Backend> makeBackend(const QString &kind) {
     if (kind == u"fixed")
         return std::make_unique<FixedOverFake>();
     if (kind == u"bus")
-        return makeAvahiBusBackend();
+        return std::make_unique<Discovery>(std::make_unique<AvahiBusResponder>());
     if (kind == u"core")
-        return makeAvahiCoreBackend();
+        return std::make_unique<Discovery>(std::make_unique<AvahiCoreResponder>());
     if (kind == u"auto")
-        return makeAutoBackend();
+        return dnssd::makeBackend();
     return std::make_unique<FakeBackend>();
 }
 

@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/dnssd/Discovery.h"
-#include "platform/dnssd/DnsSdFactory.h"
+#include "platform/dnssd/backends/bus/AvahiBusResponder.h"
+#include "platform/dnssd/backends/core/AvahiCoreResponder.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "tests/dnssd/Observers.h"
 #include "tests/dnssd/Peer.h"
@@ -29,10 +30,10 @@ constexpr int stallMilliseconds = 2500;
 
 std::unique_ptr<Backend> makeBackend(const QString &kind) {
     if (kind == u"bus")
-        return makeAvahiBusBackend();
+        return std::make_unique<Discovery>(std::make_unique<AvahiBusResponder>());
     if (kind == u"core")
-        return makeAvahiCoreBackend();
-    return makeAutoBackend();
+        return std::make_unique<Discovery>(std::make_unique<AvahiCoreResponder>());
+    return dnssd::makeBackend();
 }
 
 } // namespace
@@ -90,7 +91,7 @@ class TwoHostsTest : public QObject {
     void settle() {
         Resolution nobody(*_backend);
         nobody.resolver->start(named(QStringLiteral("Nobody")),
-                               AutoBackend::patienceWithoutFirstAnswers + RunLoop::Seconds(1));
+                               Discovery::patienceWithoutFirstAnswers + RunLoop::Seconds(1));
         QTRY_VERIFY_WITH_TIMEOUT(nobody.failure, patience);
     }
 
@@ -117,7 +118,7 @@ private Q_SLOTS:
         ++_testCount;
         _type = QStringLiteral("_clipmule-s%1._tcp").arg(_testCount);
         _announcementType = QStringLiteral("_clipmule-c%1._tcp").arg(_testCount);
-        _backend = makeAutoBackend();
+        _backend = dnssd::makeBackend();
         _phone = std::make_unique<Peer>(QStringLiteral("bus"));
     }
 
@@ -360,7 +361,7 @@ private Q_SLOTS:
 
     void withoutABusTheBuiltInResponderStartsAndTheDaemonTakesOverLater() {
         QVERIFY(run({QStringLiteral("bus"), hostA, QStringLiteral("stop")}));
-        _backend = makeAutoBackend();
+        _backend = dnssd::makeBackend();
         publishOnB(QStringLiteral("Anna"), 4711);
         Browse browse(*_backend);
         Publication publication(*_backend);

@@ -114,6 +114,45 @@ private Q_SLOTS:
         QCOMPARE(completed, 0);
     }
 
+    void whenNoQuestionIsOpenNothingIsWaitedFor_data() {
+        QTest::addColumn<int>("answerAt");
+        for (int place = 0; place < 4; ++place)
+            QTest::addRow("answer at place %d", place + 1) << place;
+    }
+    void whenNoQuestionIsOpenNothingIsWaitedFor() {
+        QFETCH(int, answerAt);
+        EndpointGatherer gatherer;
+        std::optional<Resolved> resolved;
+        gatherer.onComplete = [&](const Resolved &r) { resolved = r; };
+        gatherer.onFailed = [&](const QString &reason) { QFAIL(qPrintable(reason)); };
+        for (int place = 0; place < 4; ++place) {
+            QVERIFY(!resolved);
+            const AddressQuestion question = addressQuestions[size_t(place)];
+            if (place == answerAt)
+                gatherer.add(question, host, question.forIpv6 ? six : four);
+            else
+                gatherer.refused(question, QStringLiteral("switched off"));
+        }
+        QVERIFY(resolved);
+        QCOMPARE(resolved->endpoints.size(), 1);
+    }
+
+    void failsWhenAllFourQuestionsAreRefused() {
+        EndpointGatherer gatherer;
+        QStringList failures;
+        gatherer.onFailed = [&](const QString &reason) { failures += reason; };
+        for (int round = 1; round <= 2; ++round) {
+            for (const AddressQuestion &question : addressQuestions) {
+                QCOMPARE(failures.size(), round - 1);
+                gatherer.refused(question, QStringLiteral("busy"));
+                if (!question.forIpv6)
+                    gatherer.refused(question, QStringLiteral("still busy")); // counts once
+            }
+            QCOMPARE(failures.size(), round);
+            gatherer.clear();
+        }
+    }
+
     void aLoopbackAddressCountsOnlyOverLoopback() {
         const Endpoint ours{QHostAddress(QHostAddress::LocalHost), 4711};
         EndpointGatherer gatherer;
@@ -162,6 +201,16 @@ private Q_SLOTS:
         QVERIFY(seen.remove(name, 2, 1));
         QVERIFY(!seen.remove(name, 2, 1)); // it is not there any more
         QVERIFY(seen.add(name, 2, 1));
+    }
+
+    void containsWhatIsSeen() {
+        SeenInstances seen;
+        const auto name = QStringLiteral("Anna");
+        QVERIFY(!seen.contains(name));
+        QVERIFY(seen.add(name, 2, 0));
+        QVERIFY(seen.contains(name));
+        seen.clear();
+        QVERIFY(!seen.contains(name));
     }
 
     void noMoreThanAThousandNames() {

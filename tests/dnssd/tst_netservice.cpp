@@ -151,7 +151,8 @@ private Q_SLOTS:
         _backend->appear(phone, {address});
         const auto announcement = service(1);
         announcement->publish();
-        _loop.runOnce();
+        _loop.advance(0.1);
+        QCOMPARE(_backend->published().size(), 1);
         QCOMPARE(_backend->published()[0].service.name, QStringLiteral("Anna's phone (2)"));
         QCOMPARE(announcement->name(), phone.name);
     }

@@ -5,479 +5,440 @@
 
 #include "platform/dnssd/EventQueue.h"
 
-#include <algorithm>
-#include <optional>
-#include <set>
-
 namespace clipmule::dnssd {
 
-/// What the four kinds have in common: a place in the network, and events on a later turn.
-class FakeObject {
-public:
-    explicit FakeObject(FakeBackend &backend)
-        : _backend(backend)
-        , _network(*backend._network) {
-        _network._objects.push_back(this);
-    }
-    virtual ~FakeObject() { std::erase(_network._objects, this); }
-    FakeObject(const FakeObject &) = delete;
-    FakeObject &operator=(const FakeObject &) = delete;
+using Change = FakeNetwork::Change;
 
-    [[nodiscard]] FakeBackend &backend() const { return _backend; }
-    /// Neither appeared nor vanished: something else about it changed.
-    virtual void serviceChanged(const ServiceName &service, bool appeared, bool vanished) = 0;
-    virtual void responderChanged(bool wasAnswering) = 0;
+/// What the four kinds have in common: a place in the responder, and events on a later turn.
+class FakeOperation {
+public:
+    explicit FakeOperation(FakeResponder &responder)
+        : _responder(responder)
+        , _network(*responder._network)
+        , _hostName(responder._hostName) {
+        _responder._operations.push_back(this);
+    }
+    virtual ~FakeOperation() { std::erase(_responder._operations, this); }
+    FakeOperation(const FakeOperation &) = delete;
+    FakeOperation &operator=(const FakeOperation &) = delete;
+
+    /// As soon as it is made.
+    virtual void begin() = 0;
+    virtual void serviceChanged(const ServiceName &service, Change change) = 0;
+    virtual void fail(const QString &reason) = 0;
 
 protected:
-    FakeBackend &_backend;
+    FakeResponder &_responder;
     FakeNetwork &_network;
+    const QString _hostName;
     EventQueue _events;
 };
 
-FakeNetwork::FakeNetwork() = default;
-FakeNetwork::~FakeNetwork() = default;
+namespace {
 
-void FakeNetwork::changed(const ServiceName &service, bool appeared, bool vanished) {
-    for (FakeObject *object : _objects)
-        object->serviceChanged(service, appeared, vanished);
-}
+// The only interface of the network.
+constexpr int interface = 1;
+constexpr int protocol = 0;
 
-class FakePublisher final : public Publisher, public FakeObject {
+template <typename Kind>
+class FakeKind : public Kind, public FakeOperation {
 public:
-    using FakeObject::FakeObject;
-    ~FakePublisher() override { end(); }
+    using FakeOperation::FakeOperation;
+    void fail(const QString &reason) override {
+        _events.clear();
+        _events.post([this, reason] { callCopyOf(this->onFailed, reason); });
+    }
+};
 
-    void start(const ServiceName &service, quint16 port, const QByteArray &txtRecord) override {
-        end();
-        QString refusal = reasonToRefuse(service);
-        if (refusal.isEmpty())
-            refusal = reasonToRefuseTxtRecord(txtRecord);
-        if (!refusal.isEmpty()) {
-            _events.post([this, refusal] { callCopyOf(onError, refusal); });
+} // namespace
+
+class FakeBrowse final : public FakeKind<Responder::Browse> {
+public:
+    FakeBrowse(FakeResponder &responder, const QString &browsedType)
+        : FakeKind(responder)
+        , type(browsedType) {}
+
+    void begin() override {
+        _events.post([this] {
+            for (const auto &[service, record] : _network.records)
+                serviceChanged(service, Change::Appeared);
+            if (_responder._tellsAllForNow)
+                _events.post([this] { callCopyOf(onAllForNow); });
+        });
+    }
+
+    void serviceChanged(const ServiceName &service, Change change) override {
+        if (service.type != type || change == Change::Other)
             return;
+        _events.post([this, name = service.name, change] {
+            callCopyOf(change == Change::Appeared ? onSeen : onGone, name, interface, protocol);
+        });
+    }
+
+    const QString type;
+};
+
+class FakeQuestion final : public FakeKind<Responder::Question> {
+public:
+    FakeQuestion(FakeResponder &responder, const ServiceName &resolved, AddressQuestion question)
+        : FakeKind(responder)
+        , service(resolved)
+        , kind(question) {
+        if (isFirst())
+            ++responder._resolveCounts[service];
+    }
+
+    /// Of the four that make one resolve.
+    [[nodiscard]] bool isFirst() const { return !kind.overIpv6 && !kind.forIpv6; }
+
+    void begin() override {
+        _events.post([this] { answer(); });
+    }
+
+    void serviceChanged(const ServiceName &changed, Change) override {
+        if (changed == service)
+            begin();
+    }
+
+    const ServiceName service;
+    const AddressQuestion kind;
+
+private:
+    /// The network has IPv4 only, over which one also learns of IPv6 addresses.
+    void answer() {
+        const auto behaviour = _responder._answers.find(service);
+        if (behaviour != _responder._answers.end()) {
+            if (behaviour->second == FakeResponder::Answer::Failure)
+                return callCopyOf(onFailed, QStringLiteral("the responder refused"));
+            if (behaviour->second == FakeResponder::Answer::Never)
+                return;
         }
-        _backend.watch();
-        _asked = service;
-        _port = port;
-        _txtRecord = txtRecord.isEmpty() ? emptyTxtRecord() : txtRecord;
-        _attempt = 1;
+        const FakeNetwork::Record *record = _network.record(service);
+        if (!record || record->endpoints.isEmpty())
+            return;
+        bool answered = false;
+        const std::weak_ptr<bool> alive = _alive;
+        const QString hostName = record->host + QStringLiteral(".local");
+        const QList<Endpoint> endpoints = record->endpoints;
+        for (const Endpoint &endpoint : endpoints) {
+            const bool isIpv6 = endpoint.address.protocol() == QAbstractSocket::IPv6Protocol;
+            if (!kind.overIpv6 && kind.forIpv6 == isIpv6) {
+                answered = true;
+                callCopyOf(onAnswer, hostName, endpoint, true);
+                if (alive.expired())
+                    return;
+            }
+        }
+        if (!answered)
+            callCopyOf(onFailed, QStringLiteral("no address of this kind"));
+    }
+
+    std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
+};
+
+namespace {
+
+class FakeRecordWatch final : public FakeKind<Responder::RecordWatch> {
+public:
+    FakeRecordWatch(FakeResponder &responder, const ServiceName &watched)
+        : FakeKind(responder)
+        , service(watched) {}
+
+    void begin() override {
+        _events.post([this] {
+            if (const FakeNetwork::Record *record = _network.record(service))
+                callCopyOf(onRecord, QByteArray(record->txtRecord));
+        });
+    }
+
+    void serviceChanged(const ServiceName &changed, Change) override {
+        if (changed == service)
+            begin();
+    }
+
+    const ServiceName service;
+};
+
+class FakeEntryGroup final : public FakeKind<Responder::EntryGroup> {
+public:
+    FakeEntryGroup(FakeResponder &responder, const ServiceName &service, quint16 port,
+                   const QByteArray &txtRecord)
+        : FakeKind(responder)
+        , publication{service, port, txtRecord.isEmpty() ? emptyTxtRecord() : txtRecord} {}
+    ~FakeEntryGroup() override { withdraw(); }
+
+    void begin() override {
         _events.post([this] { announce(); });
     }
 
     void setTxtRecord(const QByteArray &txtRecord) override {
-        if (!_asked)
-            return;
-        const QString refusal = reasonToRefuseTxtRecord(txtRecord);
-        if (!refusal.isEmpty()) {
-            _events.post([this, refusal] { callCopyOf(onError, refusal); });
-            return;
-        }
-        _txtRecord = txtRecord;
-        if (FakeNetwork::Record *record = heldRecord()) {
+        publication.txtRecord = txtRecord;
+        if (FakeNetwork::Record *record = ownRecord()) {
             record->txtRecord = txtRecord;
-            _network.changed(*_held, false, false);
+            _network.changed(publication.service, Change::Other);
         }
     }
 
-    void stop() override { end(); }
-
-    void serviceChanged(const ServiceName &service, bool appeared, bool) override {
-        if (!appeared || !_held || *_held != service || heldRecord())
-            return;
+    void serviceChanged(const ServiceName &service, Change change) override {
         // Another host claims the name and wins.
-        _held.reset();
-        ++_attempt;
-        _events.post([this] { announce(); });
+        if (isHeld && change == Change::Appeared && service == publication.service && !ownRecord())
+            collide();
     }
 
-    void responderChanged(bool) override {
-        if (!_asked)
-            return;
-        if (!_backend.isPublishing()) {
-            withdraw();
-        } else if (!_held) {
-            _attempt = 1;
-            _events.post([this] { announce(); });
-        }
+    void fail(const QString &reason) override {
+        withdraw();
+        FakeKind::fail(reason);
     }
 
-    [[nodiscard]] std::optional<FakeBackend::Publication> publication() const {
-        if (!_held)
-            return {};
-        return FakeBackend::Publication{*_held, _port, _txtRecord};
-    }
+    FakeResponder::Publication publication;
+    bool isHeld = false;
 
 private:
-    void end() {
-        _events.clear();
-        withdraw();
-        _asked.reset();
-    }
-
-    [[nodiscard]] FakeNetwork::Record *heldRecord() const {
-        const auto found = _held ? _network._records.find(*_held) : _network._records.end();
-        const bool ours = found != _network._records.end() &&
-                          found->second.host == _backend._hostName && found->second.port == _port;
-        return ours ? &found->second : nullptr;
+    /// The one that this host announces under the name.
+    [[nodiscard]] FakeNetwork::Record *ownRecord() const {
+        FakeNetwork::Record *record = _network.record(publication.service);
+        const bool isOurs = record && record->host == _hostName && record->port == publication.port;
+        return isOurs ? record : nullptr;
     }
 
     void announce() {
-        if (!_asked || _held || !_backend.isPublishing())
-            return;
-        for (; _attempt <= maximumNameAttempts; ++_attempt) {
-            const ServiceName service{nameForAttempt(_asked->name, _attempt), _asked->type,
-                                      _asked->domain};
-            const auto found = _network._records.find(service);
-            if (found == _network._records.end()) {
-                const Endpoint endpoint{QHostAddress(QHostAddress::LocalHost), _port};
-                _network._records.emplace(
-                    service,
-                    FakeNetwork::Record{_backend._hostName, _port, {endpoint}, _txtRecord});
-                _held = service;
-                _network.changed(service, true, false);
-                break;
-            }
-            if (found->second.host == _backend._hostName && found->second.port == _port) {
-                ++found->second.holders;
-                _held = service;
-                break;
-            }
+        if (FakeNetwork::Record *record = ownRecord()) {
+            ++record->holders;
+        } else if (_network.record(publication.service)) {
+            return callCopyOf(onCollision);
+        } else {
+            const Endpoint endpoint{QHostAddress(QHostAddress::LocalHost), publication.port};
+            _network.records.emplace(
+                publication.service,
+                FakeNetwork::Record{
+                    _hostName, publication.port, {endpoint}, publication.txtRecord});
+            _network.changed(publication.service, Change::Appeared);
         }
-        if (_held)
-            callCopyOf(onPublished, QString(_held->name));
-        else
-            callCopyOf(onError, QStringLiteral("every name is taken"));
+        isHeld = true;
+        callCopyOf(onEstablished);
+    }
+
+    void collide() {
+        isHeld = false;
+        _events.post([this] { callCopyOf(onCollision); });
     }
 
     void withdraw() {
-        FakeNetwork::Record *record = heldRecord();
-        const auto service = std::exchange(_held, std::nullopt);
+        FakeNetwork::Record *record = isHeld ? ownRecord() : nullptr;
+        isHeld = false;
         if (!record || --record->holders > 0)
             return;
-        _network._records.erase(*service);
-        _network.changed(*service, false, true);
+        _network.records.erase(publication.service);
+        _network.changed(publication.service, Change::Vanished);
     }
-
-    std::optional<ServiceName> _asked;
-    std::optional<ServiceName> _held;
-    quint16 _port = 0;
-    QByteArray _txtRecord;
-    int _attempt = 1;
 };
 
-class FakeBrowser final : public Browser, public FakeObject {
+const auto otherHost = QStringLiteral("other-host");
+
+} // namespace
+
+void FakeNetwork::appear(const ServiceName &service, const QList<Endpoint> &endpoints,
+                         const QByteArray &txtRecord) {
+    const Record *known = record(service);
+    const bool isNew = !known || known->host != otherHost;
+    const quint16 port = endpoints.isEmpty() ? quint16(0) : endpoints.first().port;
+    records[service] = {otherHost, port, endpoints, txtRecord};
+    changed(service, isNew ? Change::Appeared : Change::Other);
+}
+
+void FakeNetwork::vanish(const ServiceName &service) {
+    if (records.erase(service) > 0)
+        changed(service, Change::Vanished);
+}
+
+void FakeNetwork::changeTxtRecord(const ServiceName &service, const QByteArray &txtRecord) {
+    if (Record *known = record(service)) {
+        known->txtRecord = txtRecord;
+        changed(service, Change::Other);
+    }
+}
+
+void FakeNetwork::changed(const ServiceName &service, Change change) {
+    for (const FakeResponder *responder : responders) {
+        for (FakeOperation *operation : responder->_operations)
+            operation->serviceChanged(service, change);
+    }
+}
+
+FakeNetwork::Record *FakeNetwork::record(const ServiceName &service) {
+    const auto found = records.find(service);
+    return found == records.end() ? nullptr : &found->second;
+}
+
+FakeResponder::FakeResponder(std::shared_ptr<FakeNetwork> network, const QString &hostName)
+    : _network(std::move(network))
+    , _hostName(hostName) {
+    _network->responders.push_back(this);
+}
+
+FakeResponder::~FakeResponder() {
+    std::erase(_network->responders, this);
+}
+
+void FakeResponder::setAnswer(const ServiceName &service, Answer answer) {
+    _answers[service] = answer;
+    _network->changed(service, Change::Other);
+}
+
+void FakeResponder::setAvailability(Availability availability) {
+    if (std::exchange(_availability, availability) != availability && _begun)
+        callCopyOf(onAvailability);
+}
+
+void FakeResponder::failAll(const QString &reason) {
+    for (FakeOperation *operation : _operations)
+        operation->fail(reason);
+}
+
+void FakeResponder::begin() {
+    if (!std::exchange(_begun, true))
+        _report = RunLoop::current().performAfter(RunLoop::Seconds(0),
+                                                  [this] { callCopyOf(onAvailability); });
+}
+
+Availability FakeResponder::availability() const {
+    return _begun ? _availability : Availability::Unknown;
+}
+
+QString FakeResponder::description() const {
+    return QStringLiteral("a responder in memory, on %1").arg(_hostName);
+}
+
+template <typename Kind, typename... Arguments>
+std::unique_ptr<Kind> FakeResponder::make(const Arguments &...arguments) {
+    ++_operationCount;
+    auto operation = std::make_unique<Kind>(*this, arguments...);
+    if (_refusal.isEmpty())
+        operation->begin();
+    else
+        operation->fail(_refusal);
+    return operation;
+}
+
+std::unique_ptr<Responder::Browse> FakeResponder::browse(const QString &type) {
+    return make<FakeBrowse>(type);
+}
+
+std::unique_ptr<Responder::Question> FakeResponder::resolve(const ServiceName &service,
+                                                            AddressQuestion question) {
+    return make<FakeQuestion>(service, question);
+}
+
+std::unique_ptr<Responder::RecordWatch> FakeResponder::watchTxtRecord(const ServiceName &service) {
+    return make<FakeRecordWatch>(service);
+}
+
+std::unique_ptr<Responder::EntryGroup>
+FakeResponder::publish(const ServiceName &service, quint16 port, const QByteArray &txtRecord) {
+    return make<FakeEntryGroup>(service, port, txtRecord);
+}
+
+template <typename Kind>
+std::vector<const Kind *> FakeResponder::operations() const {
+    std::vector<const Kind *> result;
+    for (const FakeOperation *operation : _operations) {
+        if (const auto *kind = dynamic_cast<const Kind *>(operation))
+            result.push_back(kind);
+    }
+    return result;
+}
+
+QList<FakeResponder::Publication> FakeResponder::published() const {
+    QList<Publication> result;
+    for (const FakeEntryGroup *group : operations<FakeEntryGroup>()) {
+        if (group->isHeld)
+            result.append(group->publication);
+    }
+    return result;
+}
+
+QStringList FakeResponder::browsedTypes() const {
+    QStringList result;
+    for (const FakeBrowse *browse : operations<FakeBrowse>())
+        result.append(browse->type);
+    return result;
+}
+
+QList<ServiceName> FakeResponder::resolving() const {
+    QList<ServiceName> result;
+    for (const FakeQuestion *question : operations<FakeQuestion>()) {
+        if (question->isFirst())
+            result.append(question->service);
+    }
+    return result;
+}
+
+QList<ServiceName> FakeResponder::watchedTxtRecords() const {
+    QList<ServiceName> result;
+    for (const FakeRecordWatch *watch : operations<FakeRecordWatch>())
+        result.append(watch->service);
+    return result;
+}
+
+int FakeResponder::resolveCount(const ServiceName &service) const {
+    const auto found = _resolveCounts.find(service);
+    return found == _resolveCounts.end() ? 0 : found->second;
+}
+
+/// Lets a test report what the one below has reported already.
+class FakeBrowser final : public Browser {
 public:
-    using FakeObject::FakeObject;
+    explicit FakeBrowser(FakeBackend &backend)
+        : _backend(backend)
+        , _below(backend._discovery.makeBrowser()) {
+        _backend._browsers.push_back(this);
+        _below->onFound = [this](const ServiceName &service) { callCopyOf(onFound, service); };
+        _below->onRemoved = [this](const ServiceName &service) { callCopyOf(onRemoved, service); };
+        _below->onAllForNow = [this] { callCopyOf(onAllForNow); };
+    }
+    ~FakeBrowser() override { std::erase(_backend._browsers, this); }
 
     void start(const QString &type) override {
-        stop();
-        _backend.watch();
-        _type = type;
-        _events.post([this] { begin(); });
+        _below->wantedName = wantedName;
+        _below->start(type);
     }
-
     void stop() override {
         _events.clear();
-        _known.clear();
-        _type.clear();
+        _below->stop();
     }
-
-    void serviceChanged(const ServiceName &service, bool appeared, bool vanished) override {
-        if (_type.isEmpty() || service.type != _type || !_backend.isAnswering())
-            return;
-        if (appeared)
-            _events.post([this, service] { found(service); });
-        if (vanished)
-            _events.post([this, service] { removed(service); });
-    }
-
-    void responderChanged(bool wasAnswering) override {
-        if (_type.isEmpty() || wasAnswering == _backend.isAnswering())
-            return;
-        if (!wasAnswering)
-            return _events.post([this] { begin(); });
-        _events.post([this] {
-            _known.clear();
-            callCopyOf(onLost);
-        });
-    }
-
     void reportAgain(const ServiceName &service) {
-        if (_known.contains(service))
-            _events.post([this, service] { callCopyOf(onFound, service); });
+        _events.post([this, service] { callCopyOf(onFound, service); });
     }
-
-    [[nodiscard]] const QString &type() const { return _type; }
 
 private:
-    void begin() {
-        if (!_backend.isAnswering())
-            return;
-        for (const auto &[service, record] : _network._records) {
-            if (service.type == _type)
-                _events.post([this, service = service] { found(service); });
-        }
-        _events.post([this] { callCopyOf(onAllForNow); });
-    }
-
-    void found(const ServiceName &service) {
-        if ((!wantedName || service.name == *wantedName) && _known.insert(service).second)
-            callCopyOf(onFound, service);
-    }
-
-    void removed(const ServiceName &service) {
-        if (_known.erase(service) > 0)
-            callCopyOf(onRemoved, service);
-    }
-
-    QString _type;
-    std::set<ServiceName, ByServiceName> _known;
-};
-
-class FakeResolver final : public Resolver, public FakeObject {
-public:
-    using FakeObject::FakeObject;
-
-    void start(const ServiceName &service, RunLoop::Seconds timeout) override {
-        stop();
-        _backend.watch();
-        _service = service;
-        ++_backend._resolveCounts[service];
-        _timeout =
-            RunLoop::current().performAfter(timeout, [this] { fail(QStringLiteral("timed out")); });
-        _events.post([this] { answer(); });
-    }
-
-    void stop() override {
-        _events.clear();
-        _timeout.cancel();
-        _service.reset();
-    }
-
-    void serviceChanged(const ServiceName &service, bool, bool) override {
-        if (_service && *_service == service)
-            _events.post([this] { answer(); });
-    }
-
-    void responderChanged(bool) override {
-        if (_service)
-            _events.post([this] { answer(); });
-    }
-
-    [[nodiscard]] const std::optional<ServiceName> &service() const { return _service; }
-
-private:
-    void answer() {
-        if (!_service || !_backend.isAnswering())
-            return;
-        const QString refusal = reasonToRefuse(*_service);
-        if (!refusal.isEmpty())
-            return fail(refusal);
-        const auto behaviour = _backend._answers.find(*_service);
-        if (behaviour != _backend._answers.end()) {
-            if (behaviour->second == FakeBackend::Answer::Failure)
-                return fail(QStringLiteral("the responder refused"));
-            if (behaviour->second == FakeBackend::Answer::Never)
-                return;
-        }
-        const auto record = _network._records.find(*_service);
-        if (record == _network._records.end() || record->second.endpoints.isEmpty())
-            return;
-        Resolved resolved{record->second.host + QStringLiteral(".local"), record->second.endpoints};
-        sortEndpoints(resolved.endpoints);
-        stop();
-        callCopyOf(onResolved, resolved);
-    }
-
-    void fail(const QString &reason) {
-        stop();
-        callCopyOf(onFailed, reason);
-    }
-
-    std::optional<ServiceName> _service;
-    RunLoop::Timer _timeout;
-};
-
-class FakeTxtWatch final : public TxtWatch, public FakeObject {
-public:
-    using FakeObject::FakeObject;
-
-    void start(const ServiceName &service) override {
-        stop();
-        _backend.watch();
-        _service = service;
-        _events.post([this] { report(); });
-    }
-
-    void stop() override {
-        _events.clear();
-        _service.reset();
-        _last.reset();
-    }
-
-    void serviceChanged(const ServiceName &service, bool, bool) override {
-        if (_service && *_service == service)
-            _events.post([this] { report(); });
-    }
-
-    void responderChanged(bool) override {
-        if (_service)
-            _events.post([this] { report(); });
-    }
-
-    [[nodiscard]] const std::optional<ServiceName> &service() const { return _service; }
-
-private:
-    void report() {
-        if (!_service || !_backend.isAnswering())
-            return;
-        const auto record = _network._records.find(*_service);
-        if (record == _network._records.end())
-            return;
-        const QByteArray txtRecord = record->second.txtRecord;
-        if (_last == txtRecord)
-            return;
-        _last = txtRecord;
-        callCopyOf(onTxtRecord, txtRecord);
-    }
-
-    std::optional<ServiceName> _service;
-    std::optional<QByteArray> _last;
+    FakeBackend &_backend;
+    std::unique_ptr<Browser> _below;
+    EventQueue _events;
 };
 
 FakeBackend::FakeBackend()
     : FakeBackend(std::make_shared<FakeNetwork>(), QStringLiteral("this-host")) {}
 
 FakeBackend::FakeBackend(std::shared_ptr<FakeNetwork> network, const QString &hostName)
+    : FakeBackend(network, std::make_unique<FakeResponder>(network, hostName)) {}
+
+FakeBackend::FakeBackend(std::shared_ptr<FakeNetwork> network,
+                         std::unique_ptr<FakeResponder> responder)
     : _network(std::move(network))
-    , _hostName(hostName) {}
+    , _responder(responder.get())
+    , _discovery(std::move(responder)) {
+    _discovery.onDescriptionChange = [this] { callCopyOf(onDescriptionChange); };
+}
 
 FakeBackend::~FakeBackend() = default;
 
-void FakeBackend::appear(const ServiceName &service, const QList<Endpoint> &endpoints,
-                         const QByteArray &txtRecord) {
-    const auto found = _network->_records.find(service);
-    const bool isNew =
-        found == _network->_records.end() || found->second.host != QStringLiteral("other-host");
-    const quint16 port = endpoints.isEmpty() ? quint16(0) : endpoints.first().port;
-    _network->_records[service] = {QStringLiteral("other-host"), port, endpoints, txtRecord};
-    _network->changed(service, isNew, false);
-}
-
-void FakeBackend::vanish(const ServiceName &service) {
-    if (_network->_records.erase(service) > 0)
-        _network->changed(service, false, true);
-}
-
-void FakeBackend::changeTxtRecord(const ServiceName &service, const QByteArray &txtRecord) {
-    const auto found = _network->_records.find(service);
-    if (found == _network->_records.end())
-        return;
-    found->second.txtRecord = txtRecord;
-    _network->changed(service, false, false);
-}
-
 void FakeBackend::reportAgain(const ServiceName &service) {
-    for (FakeObject *object : _network->_objects) {
-        auto *browser = dynamic_cast<FakeBrowser *>(object);
-        if (browser && &browser->backend() == this)
-            browser->reportAgain(service);
-    }
-}
-
-void FakeBackend::setAnswer(const ServiceName &service, Answer answer) {
-    _answers[service] = answer;
-    _network->changed(service, false, false);
-}
-
-bool FakeBackend::isAnswering() const {
-    return _availability == Availability::Starting || _availability == Availability::Running;
-}
-
-void FakeBackend::setAvailability(Availability availability) {
-    if (_availability == availability)
-        return;
-    const bool wasAnswering = isAnswering();
-    _availability = availability;
-    for (FakeObject *object : _network->_objects) {
-        if (&object->backend() == this)
-            object->responderChanged(wasAnswering);
-    }
-    reportAvailability();
-}
-
-void FakeBackend::watch() {
-    if (std::exchange(_watched, true))
-        return;
-    reportAvailability();
-}
-
-void FakeBackend::reportAvailability() {
-    if (!_watched)
-        return;
-    // Taken when it is reported: the browsers' onLost are on their way before it.
-    _report = RunLoop::current().performAfter(
-        RunLoop::Seconds(0), [this] { callCopyOf(onAvailability, Availability(_availability)); });
-}
-
-Availability FakeBackend::availability() const {
-    return _watched ? _availability : Availability::Unknown;
-}
-
-template <typename Kind>
-std::vector<const Kind *> FakeBackend::objects() const {
-    std::vector<const Kind *> result;
-    for (const FakeObject *object : _network->_objects) {
-        const auto *kind = dynamic_cast<const Kind *>(object);
-        if (kind && &kind->backend() == this)
-            result.push_back(kind);
-    }
-    return result;
-}
-
-QList<FakeBackend::Publication> FakeBackend::published() const {
-    QList<Publication> result;
-    for (const FakePublisher *publisher : objects<FakePublisher>()) {
-        if (const auto publication = publisher->publication())
-            result.append(*publication);
-    }
-    return result;
-}
-
-QStringList FakeBackend::browsedTypes() const {
-    QStringList result;
-    for (const FakeBrowser *browser : objects<FakeBrowser>()) {
-        if (!browser->type().isEmpty())
-            result.append(browser->type());
-    }
-    return result;
-}
-
-QList<ServiceName> FakeBackend::resolving() const {
-    QList<ServiceName> result;
-    for (const FakeResolver *resolver : objects<FakeResolver>()) {
-        if (resolver->service())
-            result.append(*resolver->service());
-    }
-    return result;
-}
-
-QList<ServiceName> FakeBackend::watchedTxtRecords() const {
-    QList<ServiceName> result;
-    for (const FakeTxtWatch *watch : objects<FakeTxtWatch>()) {
-        if (watch->service())
-            result.append(*watch->service());
-    }
-    return result;
-}
-
-int FakeBackend::resolveCount(const ServiceName &service) const {
-    const auto found = _resolveCounts.find(service);
-    return found == _resolveCounts.end() ? 0 : found->second;
+    for (FakeBrowser *browser : _browsers)
+        browser->reportAgain(service);
 }
 
 std::unique_ptr<Publisher> FakeBackend::makePublisher() {
-    return std::make_unique<FakePublisher>(*this);
+    return _discovery.makePublisher();
 }
 
 std::unique_ptr<Browser> FakeBackend::makeBrowser() {
@@ -485,11 +446,11 @@ std::unique_ptr<Browser> FakeBackend::makeBrowser() {
 }
 
 std::unique_ptr<Resolver> FakeBackend::makeResolver() {
-    return std::make_unique<FakeResolver>(*this);
+    return _discovery.makeResolver();
 }
 
 std::unique_ptr<TxtWatch> FakeBackend::makeTxtWatch() {
-    return std::make_unique<FakeTxtWatch>(*this);
+    return _discovery.makeTxtWatch();
 }
 
 StreamPair FakeBackend::connectTo(const Resolved &resolved) {
@@ -498,7 +459,7 @@ StreamPair FakeBackend::connectTo(const Resolved &resolved) {
 }
 
 QString FakeBackend::description() const {
-    return QStringLiteral("a responder in memory, on %1").arg(_hostName);
+    return _discovery.description();
 }
 
 } // namespace clipmule::dnssd

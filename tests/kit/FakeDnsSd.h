@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/dnssd/Responder.h"
+#include "platform/dnssd/Discovery.h"
 #include "platform/dnssd/ServiceRules.h"
 
 #include <QStringList>
@@ -13,26 +13,14 @@
 
 namespace clipmule::dnssd {
 
-class FakeObject;
+class FakeBrowser;
+class FakeOperation;
+class FakeResponder;
 
-/// The network that fake backends stand in: what every host on it would hear. Backends of one
-/// network find what the others publish, and take names away from each other unless they say that
-/// they are the same host.
+/// The network that fake responders stand in: what every host on it would hear. They find what the
+/// others publish, and take names away from each other unless they say that they are the same host.
 class FakeNetwork final {
 public:
-    FakeNetwork();
-    ~FakeNetwork();
-    FakeNetwork(const FakeNetwork &) = delete;
-    FakeNetwork &operator=(const FakeNetwork &) = delete;
-
-private:
-    friend class FakeBackend;
-    friend class FakeObject;
-    friend class FakePublisher;
-    friend class FakeBrowser;
-    friend class FakeResolver;
-    friend class FakeTxtWatch;
-
     struct Record {
         QString host; // who announces it
         quint16 port = 0;
@@ -40,16 +28,32 @@ private:
         QByteArray txtRecord;
         int holders = 1; // announcements of the same service by the same host
     };
-    /// Tells every object of every backend, on a later turn.
-    void changed(const ServiceName &service, bool appeared, bool vanished);
+    enum class Change { Appeared, Vanished, Other };
 
-    std::map<ServiceName, Record, ByServiceName> _records;
-    std::vector<FakeObject *> _objects;
+    // What hosts without a responder of ours do.
+
+    /// A service comes up, or, when it is there, moves to other endpoints without a word. No
+    /// endpoints: it is found but cannot be resolved.
+    void appear(const ServiceName &service, const QList<Endpoint> &endpoints,
+                const QByteArray &txtRecord);
+    /// A service says goodbye.
+    void vanish(const ServiceName &service);
+    void changeTxtRecord(const ServiceName &service, const QByteArray &txtRecord);
+
+    // For the responders.
+
+    /// Tells every operation of every responder, on a later turn.
+    void changed(const ServiceName &service, Change change);
+    /// Null when nobody announces it.
+    [[nodiscard]] Record *record(const ServiceName &service);
+
+    std::map<ServiceName, Record, ByServiceName> records;
+    std::vector<FakeResponder *> responders;
 };
 
-/// A whole responder in memory, which a test scripts. Everything it reports comes from the next
-/// turn of RunLoop::current(): advance a manual run loop by 0 to see it.
-class FakeBackend final : public WatchedBackend {
+/// A responder in memory, which a test scripts. Everything it reports comes from the next turn of
+/// RunLoop::current(): advance a manual run loop by 0 to see it.
+class FakeResponder final : public Responder {
 public:
     enum class Answer {
         Normal, ///< with the endpoints, when the service is there
@@ -62,32 +66,20 @@ public:
         QByteArray txtRecord;
     };
 
-    /// A host alone on a network of its own, its responder running.
-    FakeBackend();
-    /// Backends with the same host name share their names, as two responders of one machine do.
-    FakeBackend(std::shared_ptr<FakeNetwork> network, const QString &hostName);
-    ~FakeBackend() override;
-
-    // What other hosts do.
-
-    /// A service comes up, or, when it is there, moves to other endpoints without a word. No
-    /// endpoints: it is found but cannot be resolved.
-    void appear(const ServiceName &service, const QList<Endpoint> &endpoints,
-                const QByteArray &txtRecord = QByteArray(1, '\0'));
-    /// A service says goodbye.
-    void vanish(const ServiceName &service);
-    void changeTxtRecord(const ServiceName &service, const QByteArray &txtRecord);
-    /// The browsers hear of a service once more that they have reported already.
-    void reportAgain(const ServiceName &service);
-
-    // How this host's responder behaves.
+    /// Responders with the same host name share their names, as two of one machine do. Running.
+    FakeResponder(std::shared_ptr<FakeNetwork> network, const QString &hostName);
+    ~FakeResponder() override;
 
     /// Also changes what becomes of the resolves that are running.
     void setAnswer(const ServiceName &service, Answer answer);
     /// As the responder's process ends, starts, and runs.
     void setAvailability(Availability availability);
-    /// Makes the streams for connectTo(); none without it.
-    std::function<StreamPair(const Resolved &)> connector;
+    /// What is asked for from now on is refused, for this reason; an empty one ends it.
+    void refuse(const QString &reason) { _refusal = reason; }
+    /// Browsers hear nothing of the end of what is known at the start.
+    void setTellsAllForNow(bool tells) { _tellsAllForNow = tells; }
+    /// What is under way fails.
+    void failAll(const QString &reason);
 
     // What the program does with it.
 
@@ -97,9 +89,89 @@ public:
     [[nodiscard]] QList<ServiceName> watchedTxtRecords() const;
     /// How often a resolve of that service was begun.
     [[nodiscard]] int resolveCount(const ServiceName &service) const;
+    /// How often anything was asked for.
+    [[nodiscard]] int operationCount() const { return _operationCount; }
+    [[nodiscard]] bool isBegun() const { return _begun; }
+
+    void begin() override;
+    [[nodiscard]] Availability availability() const override;
+    [[nodiscard]] QString description() const override;
+    [[nodiscard]] std::unique_ptr<Browse> browse(const QString &type) override;
+    [[nodiscard]] std::unique_ptr<Question> resolve(const ServiceName &service,
+                                                    AddressQuestion question) override;
+    [[nodiscard]] std::unique_ptr<RecordWatch> watchTxtRecord(const ServiceName &service) override;
+    [[nodiscard]] std::unique_ptr<EntryGroup> publish(const ServiceName &service, quint16 port,
+                                                      const QByteArray &txtRecord) override;
+
+private:
+    friend class FakeNetwork;
+    friend class FakeBrowse;
+    friend class FakeOperation;
+    friend class FakeQuestion;
+
+    template <typename Kind, typename... Arguments>
+    std::unique_ptr<Kind> make(const Arguments &...arguments);
+    template <typename Kind>
+    [[nodiscard]] std::vector<const Kind *> operations() const;
+
+    std::shared_ptr<FakeNetwork> _network;
+    QString _hostName;
+    Availability _availability = Availability::Running;
+    bool _begun = false;
+    bool _tellsAllForNow = true;
+    QString _refusal;
+    int _operationCount = 0;
+    std::map<ServiceName, Answer, ByServiceName> _answers;
+    std::map<ServiceName, int, ByServiceName> _resolveCounts;
+    std::vector<FakeOperation *> _operations;
+    RunLoop::Timer _report;
+};
+
+/// Discovery by a fake responder, and streams that are the test's own.
+class FakeBackend final : public Backend {
+public:
+    using Answer = FakeResponder::Answer;
+    using Publication = FakeResponder::Publication;
+
+    /// A host alone on a network of its own, its responder running.
+    FakeBackend();
+    FakeBackend(std::shared_ptr<FakeNetwork> network, const QString &hostName);
+    ~FakeBackend() override;
+
+    [[nodiscard]] FakeResponder &responder() { return *_responder; }
+
+    // As of the network.
+    void appear(const ServiceName &service, const QList<Endpoint> &endpoints,
+                const QByteArray &txtRecord = QByteArray(1, '\0')) {
+        _network->appear(service, endpoints, txtRecord);
+    }
+    void vanish(const ServiceName &service) { _network->vanish(service); }
+    void changeTxtRecord(const ServiceName &service, const QByteArray &txtRecord) {
+        _network->changeTxtRecord(service, txtRecord);
+    }
+    /// The browsers report a service once more, as they promise not to.
+    void reportAgain(const ServiceName &service);
+    /// Makes the streams for connectTo(); none without it.
+    std::function<StreamPair(const Resolved &)> connector;
+
+    // As of the responder.
+    void setAnswer(const ServiceName &service, Answer answer) {
+        _responder->setAnswer(service, answer);
+    }
+    void setAvailability(Availability availability) { _responder->setAvailability(availability); }
+    [[nodiscard]] QList<Publication> published() const { return _responder->published(); }
+    [[nodiscard]] QStringList browsedTypes() const { return _responder->browsedTypes(); }
+    [[nodiscard]] QList<ServiceName> resolving() const { return _responder->resolving(); }
+    [[nodiscard]] QList<ServiceName> watchedTxtRecords() const {
+        return _responder->watchedTxtRecords();
+    }
+    [[nodiscard]] int resolveCount(const ServiceName &service) const {
+        return _responder->resolveCount(service);
+    }
+    [[nodiscard]] bool isWatched() const { return _responder->isBegun(); }
+
     /// What connectTo() was asked for.
     [[nodiscard]] const QList<Resolved> &connections() const { return _connections; }
-    [[nodiscard]] bool isWatched() const { return _watched; }
 
     [[nodiscard]] std::unique_ptr<Publisher> makePublisher() override;
     [[nodiscard]] std::unique_ptr<Browser> makeBrowser() override;
@@ -107,30 +179,17 @@ public:
     [[nodiscard]] std::unique_ptr<TxtWatch> makeTxtWatch() override;
     [[nodiscard]] StreamPair connectTo(const Resolved &resolved) override;
     [[nodiscard]] QString description() const override;
-    void watch() override;
-    [[nodiscard]] Availability availability() const override;
 
 private:
-    friend class FakeObject;
-    friend class FakePublisher;
     friend class FakeBrowser;
-    friend class FakeResolver;
-    friend class FakeTxtWatch;
 
-    [[nodiscard]] bool isAnswering() const;
-    [[nodiscard]] bool isPublishing() const { return _availability == Availability::Running; }
-    template <typename Kind>
-    [[nodiscard]] std::vector<const Kind *> objects() const;
-    void reportAvailability();
+    FakeBackend(std::shared_ptr<FakeNetwork> network, std::unique_ptr<FakeResponder> responder);
 
     std::shared_ptr<FakeNetwork> _network;
-    QString _hostName;
-    Availability _availability = Availability::Running;
-    bool _watched = false;
-    std::map<ServiceName, Answer, ByServiceName> _answers;
-    std::map<ServiceName, int, ByServiceName> _resolveCounts;
+    FakeResponder *_responder;
+    Discovery _discovery;
+    std::vector<FakeBrowser *> _browsers;
     QList<Resolved> _connections;
-    RunLoop::Timer _report;
 };
 
 } // namespace clipmule::dnssd

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/DnsSdFactory.h"
+#include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/QtRunLoop.h"
 
 #include <QProcess>
@@ -20,7 +20,7 @@ private Q_SLOTS:
     void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
     void anAnnouncedPhoneIsShown() {
-        const auto responder = dnssd::makeAutoBackend();
+        const auto responder = dnssd::makeBackend();
         const auto phone = responder->makePublisher();
         QString published;
         phone->onPublished = [&](const QString &name) { published = name; };

@@ -21,7 +21,6 @@ const auto avahiService = QStringLiteral("org.freedesktop.Avahi");
 const auto serverInterface = QStringLiteral("org.freedesktop.Avahi.Server");
 const auto serverPath = QStringLiteral("/");
 const auto busService = QStringLiteral("org.freedesktop.DBus");
-const auto busPath = QStringLiteral("/org/freedesktop/DBus");
 
 // The states of the daemon's server, as numbers on the bus.
 enum ServerState { Invalid = 0, Registering = 1, Running = 2, Collision = 3, Failed = 4 };
@@ -34,6 +33,11 @@ bool isWithoutAnswer(const QDBusMessage &reply) {
            type == QDBusError::TimedOut;
 }
 
+bool isWithoutReceiver(const QDBusMessage &reply) {
+    return reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.NameHasNoOwner") ||
+           reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.ServiceUnknown");
+}
+
 } // namespace
 
 QString errorText(const QDBusMessage &reply) {
@@ -41,25 +45,15 @@ QString errorText(const QDBusMessage &reply) {
     return onOneLine(message.isEmpty() ? reply.errorName() : message, shownInLabel);
 }
 
-bool isCollision(const QDBusMessage &reply) {
-    return reply.errorName() == QStringLiteral("org.freedesktop.Avahi.CollisionError");
-}
-
-AvahiBus::AvahiBus(const QString &address)
-    : _address(address) {}
-
-AvahiBus::~AvahiBus() {
-    dropConnection();
+AvahiBus::AvahiBus() {
+    connect(&_bus, &BusConnection::opened, this, &AvahiBus::subscribe);
+    connect(&_bus, &BusConnection::lost, this,
+            [this] { lose(QStringLiteral("the system bus is gone")); });
 }
 
 void AvahiBus::begin() {
-    if (std::exchange(_begun, true))
-        return;
-    _retry = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { connectToBus(); });
-}
-
-bool AvahiBus::isAnswering() const {
-    return _availability == Availability::Starting || _availability == Availability::Running;
+    if (!std::exchange(_begun, true))
+        _look = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { look(); });
 }
 
 QString AvahiBus::description() const {
@@ -78,36 +72,23 @@ QString AvahiBus::description() const {
              _lossReason);
 }
 
-void AvahiBus::connectToBus() {
-    // A connection of our own, so that dropping it concerns nobody else. Its name is used once: a
-    // dropped connection lives on until its last reference is gone.
-    static int count = 0;
-    _connectionName = QStringLiteral("clipmule-dnssd-%1").arg(++count);
-    _bus = _address.isEmpty()
-               ? QDBusConnection::connectToBus(QDBusConnection::SystemBus, _connectionName)
-               : QDBusConnection::connectToBus(_address, _connectionName);
-    if (!_bus->isConnected()) {
-        dropConnection();
-        lose(QStringLiteral("there is no system bus"));
-        retryLater();
-        return;
-    }
-    subscribe();
-    askForOwner();
+void AvahiBus::look() {
+    if (_bus.open())
+        subscribe();
+    else
+        lose(QStringLiteral("there is no system bus")); // it is told when there is one
 }
 
 void AvahiBus::subscribe() {
-    _bus->connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
-                  QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"),
-                  this, SLOT(disconnectedFromBus()));
-    _bus->connect(busService, busPath, busService, QStringLiteral("NameOwnerChanged"),
-                  {avahiService}, QStringLiteral("sss"), this,
-                  SLOT(ownerChanged(QString, QString, QString)));
+    QDBusConnection bus = _bus.connection();
+    bus.connect(busService, QStringLiteral("/org/freedesktop/DBus"), busService,
+                QStringLiteral("NameOwnerChanged"), {avahiService}, QStringLiteral("sss"), this,
+                SLOT(ownerChanged(QString, QString, QString)));
     // From any sender and any path. A sender by name would cost a blocking question for its
     // owner; whether it is the daemon is seen from the message. And the daemon sends an object's
     // first signals together with the answer that names its path, too early to subscribe to it.
-    _bus->connect(QString(), serverPath, serverInterface, QStringLiteral("StateChanged"), this,
-                  SLOT(serverStateChanged(QDBusMessage)));
+    bus.connect(QString(), serverPath, serverInterface, QStringLiteral("StateChanged"), this,
+                SLOT(serverStateChanged(QDBusMessage)));
     const std::pair<QString, QStringList> signalsOfObjects[] = {
         {QStringLiteral("EntryGroup"), {QStringLiteral("StateChanged")}},
         {QStringLiteral("ServiceBrowser"),
@@ -118,87 +99,36 @@ void AvahiBus::subscribe() {
     };
     for (const auto &[kind, members] : signalsOfObjects) {
         for (const QString &member : members)
-            _bus->connect(QString(), QString(), avahiService + u'.' + kind, member, this,
-                          SLOT(objectSignal(QDBusMessage)));
+            bus.connect(QString(), QString(), avahiService + u'.' + kind, member, this,
+                        SLOT(objectSignal(QDBusMessage)));
     }
-}
-
-void AvahiBus::dropConnection() {
-    ++_generation;
-    forgetCalls();
-    _heldSignals.clear();
-    _objects.clear();
-    _owner.clear();
-    _bus.reset();
-    if (!_connectionName.isEmpty())
-        QDBusConnection::disconnectFromBus(_connectionName);
-    _connectionName.clear();
-}
-
-void AvahiBus::retryLater() {
-    _retry = RunLoop::current().performAfter(retryInterval, [this] { connectToBus(); });
-}
-
-void AvahiBus::disconnectedFromBus() {
-    dropConnection();
-    lose(QStringLiteral("the system bus is gone"));
-    retryLater();
-}
-
-void AvahiBus::askForOwner() {
-    QDBusMessage message = QDBusMessage::createMethodCall(busService, busPath, busService,
-                                                          QStringLiteral("GetNameOwner"));
-    message.setArguments({avahiService});
-    // Qt wants the watcher to have a parent or a deleter.
-    auto *watcher =
-        new QDBusPendingCallWatcher(_bus->asyncCall(message, callTimeoutMilliseconds), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this,
-            [this, generation = _generation](QDBusPendingCallWatcher *finished) {
-                finished->deleteLater();
-                if (generation != _generation || !_owner.isEmpty())
-                    return;
-                const QDBusMessage reply = finished->reply();
-                if (reply.type() == QDBusMessage::ReplyMessage) {
-                    setOwner(reply.arguments().value(0).toString());
-                } else if (reply.errorName() ==
-                           QStringLiteral("org.freedesktop.DBus.Error.NameHasNoOwner")) {
-                    lose(QStringLiteral("it is not running")); // ownerChanged() tells when it is
-                } else {
-                    dropConnection();
-                    lose(errorText(reply));
-                    retryLater();
-                }
-            });
+    askForState();
 }
 
 void AvahiBus::ownerChanged(const QString &name, const QString &, const QString &newOwner) {
-    if (name == avahiService)
-        setOwner(newOwner);
-}
-
-void AvahiBus::setOwner(const QString &owner) {
-    if (owner == _owner)
+    if (name != avahiService)
         return;
-    ++_generation;
-    forgetCalls();
-    _heldSignals.clear();
-    _objects.clear();
-    _owner = owner;
-    if (isAnswering() || owner.isEmpty())
+    forget();
+    if (newOwner.isEmpty() || isAnswering(_availability))
         lose(QStringLiteral("it has ended"));
-    // A listener's client may do anything, but not change the owner: that comes from the bus.
-    if (!_owner.isEmpty())
+    if (!newOwner.isEmpty())
         askForState();
 }
 
 void AvahiBus::askForState() {
-    call(serverPath, serverInterface, QStringLiteral("GetState"), {},
-         [this](const QDBusMessage &reply) {
-             if (reply.type() == QDBusMessage::ReplyMessage)
-                 setServerState(reply.arguments().value(0).toInt());
-             else
-                 lose(errorText(reply));
-         });
+    // By its name, which is not to start a daemon that is switched off: who answers is the daemon
+    // from then on.
+    QDBusMessage message = QDBusMessage::createMethodCall(avahiService, serverPath, serverInterface,
+                                                          QStringLiteral("GetState"));
+    message.setAutoStartService(false);
+    enqueue(message, [this](const QDBusMessage &reply) {
+        if (isWithoutReceiver(reply))
+            return lose(QStringLiteral("it is not running")); // ownerChanged() tells when it is
+        if (reply.type() != QDBusMessage::ReplyMessage)
+            return lose(errorText(reply));
+        _owner = reply.service();
+        setServerState(reply.arguments().value(0).toInt());
+    });
 }
 
 void AvahiBus::serverStateChanged(const QDBusMessage &message) {
@@ -207,72 +137,59 @@ void AvahiBus::serverStateChanged(const QDBusMessage &message) {
 }
 
 void AvahiBus::setServerState(int state) {
-    if (state == Failed) {
+    if (state == Failed)
         lose(QStringLiteral("it has failed"));
-        return;
-    }
-    setAvailability(state == Running ? Availability::Running : Availability::Starting);
+    else
+        setAvailability(state == Running ? Availability::Running : Availability::Starting);
 }
 
-void AvahiBus::daemonHangs() {
-    dropConnection();
-    lose(QStringLiteral("it does not answer"));
-    retryLater();
+void AvahiBus::forget() {
+    ++_generation;
+    _owner.clear();
+    _waitingCalls.clear();
+    _openCalls = 0;
+    _creations = 0;
+    _heldSignals.clear();
+    _objects.clear();
 }
 
 void AvahiBus::lose(const QString &reason) {
-    const bool wasAnswering = isAnswering();
-    if (wasAnswering || _availability == Availability::Unknown) {
+    forget();
+    if (_availability != Availability::Absent) {
         _lossDate = Date::now();
         qCInfo(logDnsSd).noquote() << QStringLiteral("no Avahi daemon: %1").arg(reason);
     }
     _lossReason = reason;
-    if (wasAnswering) {
-        // Until all have let go of what the daemon kept for them, none may ask for more.
-        _availability = Availability::Absent;
-        callListeners(&Listener::daemonLost);
-        callListeners(&Listener::afterDaemonLost);
-        callCopyOf(onAvailability, Availability::Absent);
-        return;
-    }
     setAvailability(Availability::Absent);
 }
 
 void AvahiBus::setAvailability(Availability availability) {
-    if (_availability == availability)
-        return;
-    _availability = availability;
-    if (isAnswering())
-        callListeners(&Listener::daemonAnswers);
-    callCopyOf(onAvailability, availability);
-}
-
-void AvahiBus::callListeners(void (Listener::*notice)()) {
-    // A listener's client may destroy any of them.
-    const std::vector<Listener *> listeners = _listeners;
-    for (Listener *listener : listeners) {
-        if (std::find(_listeners.begin(), _listeners.end(), listener) != _listeners.end())
-            (listener->*notice)();
-    }
+    if (std::exchange(_availability, availability) != availability)
+        callCopyOf(onAvailability);
 }
 
 void AvahiBus::call(const QString &path, const QString &interface, const QString &member,
                     const QVariantList &arguments, Reply reply) {
-    if (!_bus || _owner.isEmpty())
+    if (_owner.isEmpty())
         return;
     QDBusMessage message = QDBusMessage::createMethodCall(_owner, path, interface, member);
     message.setArguments(arguments);
+    enqueue(message, std::move(reply));
+}
+
+void AvahiBus::enqueue(const QDBusMessage &message, Reply reply) {
     _waitingCalls.push_back({message, std::move(reply)});
     sendCalls();
 }
 
 void AvahiBus::sendCalls() {
-    while (_bus && _openCalls < maximumOpenCalls && !_waitingCalls.empty()) {
+    while (_bus.isOpen() && _openCalls < maximumOpenCalls && !_waitingCalls.empty()) {
         Call next = std::move(_waitingCalls.front());
         _waitingCalls.pop_front();
         ++_openCalls;
+        // Qt wants the watcher to have a parent or a deleter.
         auto *watcher = new QDBusPendingCallWatcher(
-            _bus->asyncCall(next.message, callTimeoutMilliseconds), this);
+            _bus.connection().asyncCall(next.message, callTimeoutMilliseconds), this);
         connect(watcher, &QDBusPendingCallWatcher::finished, this,
                 [this, generation = _generation,
                  reply = std::move(next.reply)](QDBusPendingCallWatcher *finished) {
@@ -286,29 +203,26 @@ void AvahiBus::sendCalls() {
 void AvahiBus::callEnds(const QDBusMessage &answer, const Reply &reply) {
     --_openCalls;
     if (isWithoutAnswer(answer)) {
-        daemonHangs();
+        _bus.close();
+        lose(QStringLiteral("it does not answer"));
+        _look = RunLoop::current().performAfter(retryInterval, [this] { look(); });
         return;
     }
     sendCalls();
     reply(answer);
 }
 
-void AvahiBus::forgetCalls() {
-    _waitingCalls.clear();
-    _openCalls = 0;
-    _creations = 0;
-}
-
 void AvahiBus::send(const QString &path, const QString &interface, const QString &member) {
-    if (_bus && !_owner.isEmpty())
-        _bus->send(QDBusMessage::createMethodCall(_owner, path, interface, member));
+    if (_bus.isOpen() && !_owner.isEmpty())
+        (void)_bus.connection().send(
+            QDBusMessage::createMethodCall(_owner, path, interface, member));
 }
 
 void AvahiBus::objectSignal(const QDBusMessage &message) {
     if (message.service() != _owner)
         return;
     if (AvahiBusObject *object = _objects.value(message.path()))
-        callCopyOf(object->onSignal, message);
+        object->receive(message);
     else if (_creations > 0 && _heldSignals.size() < maximumHeldSignals)
         _heldSignals.append(message);
 }
@@ -320,7 +234,7 @@ void AvahiBus::deliverHeldSignals(const QString &path) {
     _heldSignals.removeIf(isForPath);
     for (const QDBusMessage &message : messages) {
         if (AvahiBusObject *object = _objects.value(path))
-            callCopyOf(object->onSignal, message);
+            object->receive(message);
     }
 }
 
@@ -349,7 +263,7 @@ void AvahiBusObject::create(const QString &interface, const QString &member,
               [&bus = _bus, kind = _interface, generation = _generation,
                weak = std::weak_ptr(_self)](const QDBusMessage &reply) {
                   if (const auto self = weak.lock()) {
-                      (*self)->created(reply);
+                      (*self)->answered(reply);
                   } else if (reply.type() == QDBusMessage::ReplyMessage) {
                       const auto path = reply.arguments().value(0).value<QDBusObjectPath>();
                       bus.send(path.path(), kind, QStringLiteral("Free"));
@@ -359,33 +273,27 @@ void AvahiBusObject::create(const QString &interface, const QString &member,
               });
 }
 
-void AvahiBusObject::created(const QDBusMessage &reply) {
+void AvahiBusObject::answered(const QDBusMessage &reply) {
     const QString path = reply.arguments().value(0).value<QDBusObjectPath>().path();
-    if (reply.type() != QDBusMessage::ReplyMessage || path.isEmpty()) {
-        callCopyOf(onError, errorText(reply));
-        return;
-    }
+    if (reply.type() != QDBusMessage::ReplyMessage || path.isEmpty())
+        return refused(reply);
     _path = path;
     AvahiBus &bus = _bus;
     bus.route(path, *this);
-    callCopyOf(onCreated);
+    created();
     bus.deliverHeldSignals(path);
 }
 
 void AvahiBusObject::call(const QString &member, const QVariantList &arguments,
-                          AvahiBus::Reply reply) {
+                          std::function<void()> done) {
     _bus.call(_path, _interface, member, arguments,
-              [weak = std::weak_ptr(_self), reply = std::move(reply)](const QDBusMessage &answer) {
-                  if (!weak.expired())
-                      reply(answer);
+              [weak = std::weak_ptr(_self), done = std::move(done)](const QDBusMessage &reply) {
+                  const auto self = weak.lock();
+                  if (self && reply.type() != QDBusMessage::ReplyMessage)
+                      (*self)->refused(reply);
+                  else if (self && done)
+                      done();
               });
-}
-
-void AvahiBusObject::start() {
-    call(QStringLiteral("Start"), {}, [this](const QDBusMessage &answer) {
-        if (answer.type() != QDBusMessage::ReplyMessage)
-            callCopyOf(onError, errorText(answer));
-    });
 }
 
 } // namespace clipmule::dnssd

@@ -9,22 +9,22 @@ namespace clipmule::dnssd {
 
 class AvahiBus;
 
-/// Discovery by avahi-daemon, spoken to over the system bus. What arrives from the network is
-/// parsed in the daemon, which runs confined; its cache answers a late browser at once.
-class AvahiBusBackend final : public WatchedBackend {
+/// avahi-daemon on the system bus. It comes and goes with the daemon and with the bus.
+class AvahiBusResponder final : public Responder {
 public:
-    /// An empty address stands for the system bus.
-    explicit AvahiBusBackend(const QString &busAddress = {});
-    ~AvahiBusBackend() override;
+    AvahiBusResponder();
+    ~AvahiBusResponder() override;
 
-    [[nodiscard]] std::unique_ptr<Publisher> makePublisher() override;
-    [[nodiscard]] std::unique_ptr<Browser> makeBrowser() override;
-    [[nodiscard]] std::unique_ptr<Resolver> makeResolver() override;
-    [[nodiscard]] std::unique_ptr<TxtWatch> makeTxtWatch() override;
-    [[nodiscard]] StreamPair connectTo(const Resolved &resolved) override;
-    [[nodiscard]] QString description() const override;
-    void watch() override;
+    void begin() override;
     [[nodiscard]] Availability availability() const override;
+    [[nodiscard]] QString description() const override;
+
+    [[nodiscard]] std::unique_ptr<Browse> browse(const QString &type) override;
+    [[nodiscard]] std::unique_ptr<Question> resolve(const ServiceName &service,
+                                                    AddressQuestion question) override;
+    [[nodiscard]] std::unique_ptr<RecordWatch> watchTxtRecord(const ServiceName &service) override;
+    [[nodiscard]] std::unique_ptr<EntryGroup> publish(const ServiceName &service, quint16 port,
+                                                      const QByteArray &txtRecord) override;
 
 private:
     std::unique_ptr<AvahiBus> _bus;

@@ -3,31 +3,46 @@
 
 #include "platform/dnssd/backends/core/AvahiCoreResponder.h"
 
-#include "platform/dnssd/Connecting.h"
-#include "platform/dnssd/EndpointGatherer.h"
 #include "platform/dnssd/Log.h"
-#include "platform/dnssd/SeenInstances.h"
 #include "platform/dnssd/ServiceRules.h"
-#include "platform/dnssd/backends/core/AvahiCore.h"
+#include "platform/foundation/Log.h"
 
 #include <QNetworkInterface>
 #include <QtEndian>
 
+#include <avahi-common/alternative.h>
 #include <avahi-common/error.h>
+#include <avahi-common/malloc.h>
+#include <avahi-core/log.h>
 #include <avahi-core/lookup.h>
 #include <avahi-core/publish.h>
+#include <cstring>
 #include <limits>
-#include <optional>
 
 namespace clipmule::dnssd {
 
 namespace {
 
-const auto local = QStringLiteral("local");
 constexpr auto noLookupFlags = AvahiLookupFlags(0);
 constexpr auto noPublishFlags = AvahiPublishFlags(0);
 /// What a record's data can have at most, by the width of its length field.
 constexpr qsizetype maximumRecordBytes = std::numeric_limits<quint16>::max();
+/// The library's own lines are shorter.
+constexpr qsizetype longestLine = 512;
+
+void logFromLibrary(AvahiLogLevel level, const char *text) {
+    // That avahi-daemon may start beside us is what we expect; the library calls it unreliable.
+    // It quotes names and addresses from the network.
+    const QString line = onOneLine(QString::fromUtf8(text), longestLine);
+    if (level <= AVAHI_LOG_WARN && !std::strstr(text, "another IPv"))
+        qCInfo(logDnsSd).noquote() << line;
+    else
+        qCDebug(logDnsSd).noquote() << line;
+}
+
+QString errorText(AvahiServer *server) {
+    return QString::fromUtf8(avahi_strerror(avahi_server_errno(server)));
+}
 
 AvahiProtocol protocolNumber(bool ipv6) {
     return ipv6 ? AVAHI_PROTO_INET6 : AVAHI_PROTO_INET;
@@ -54,293 +69,71 @@ StringList stringList(const QByteArray &txtRecord) {
     return {list, avahi_string_list_free};
 }
 
-class Listening : public AvahiCore::Listener {
-public:
-    explicit Listening(AvahiCore &core)
-        : _core(core) {
-        _core.addListener(*this);
-    }
-    ~Listening() override { _core.removeListener(*this); }
-
+/// An operation and the library's object for it, which Free frees.
+template <typename Kind, typename Object, auto Free>
+class CoreOperation : public Kind {
 protected:
-    AvahiCore &_core;
+    explicit CoreOperation(AvahiServer *server)
+        : _server(server) {}
+
+    /// Null when the library refuses; that is reported like everything else.
+    void hold(Object *object) {
+        _object.reset(object);
+        if (!object)
+            fail(errorText(_server));
+    }
+    void fail(const QString &reason) {
+        _events.post([this, reason] { callCopyOf(this->onFailed, reason); });
+    }
+
+    struct Freeing {
+        void operator()(Object *object) const { Free(object); }
+    };
+    AvahiServer *_server;
     /// What the library reports.
     EventQueue _events;
+    std::unique_ptr<Object, Freeing> _object;
 };
 
-class CorePublisher final : public Publisher, public Listening {
+class CoreBrowse final
+    : public CoreOperation<Responder::Browse, AvahiSServiceBrowser, avahi_s_service_browser_free> {
 public:
-    using Listening::Listening;
-    ~CorePublisher() override { withdraw(); }
-
-    void start(const ServiceName &service, quint16 port, const QByteArray &txtRecord) override {
-        stop();
-        const QString refusal = reasonToRefuse(service);
-        const QString txtRefusal = reasonToRefuseTxtRecord(txtRecord);
-        if (!refusal.isEmpty() || !txtRefusal.isEmpty()) {
-            report(refusal.isEmpty() ? txtRefusal : refusal);
-            return;
-        }
-        _service = service;
-        _port = port;
-        _txtRecord = txtRecord;
-        _attempt = 1;
-        _started = true;
-        _core.begin();
-        serverChanged();
-    }
-
-    void setTxtRecord(const QByteArray &txtRecord) override {
-        if (!_started)
-            return;
-        const QString refusal = reasonToRefuseTxtRecord(txtRecord);
-        if (!refusal.isEmpty())
-            return report(refusal);
-        _txtRecord = txtRecord;
-        if (!_group)
-            return;
-        const StringList list = stringList(txtRecord);
-        if (avahi_server_update_service_txt_strlst(
-                _core.server(), _group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, noPublishFlags,
-                name().toUtf8().constData(), _service.type.toUtf8().constData(), nullptr,
-                list.get()) < 0)
-            report(_core.errorText());
-    }
-
-    void stop() override {
-        withdraw();
-        _reports.clear();
-        _started = false;
-    }
-
-    void serverEnds() override {
-        withdraw();
-        _attempt = 1;
-    }
-
-    void serverChanged() override {
-        if (!_started)
-            return;
-        if (!_core.isRunning())
-            withdraw(); // the records name the host
-        else if (!_group)
-            announce();
-    }
-
-private:
-    void report(const QString &reason) {
-        _reports.post([this, reason] { callCopyOf(onError, reason); });
-    }
-
-    [[nodiscard]] QString name() const { return nameForAttempt(_service.name, _attempt); }
-
-    /// Says goodbye.
-    void withdraw() {
-        _events.clear();
-        if (_group)
-            avahi_s_entry_group_free(std::exchange(_group, nullptr));
-    }
-
-    void announce() {
-        for (; _attempt <= maximumNameAttempts; ++_attempt) {
-            const int error = tryToAnnounce();
-            if (error == AVAHI_OK)
-                return;
-            withdraw();
-            if (error != AVAHI_ERR_COLLISION)
-                return report(QString::fromUtf8(avahi_strerror(error)));
-        }
-        report(QStringLiteral("every name is taken"));
-    }
-
-    [[nodiscard]] int tryToAnnounce() {
-        _group = avahi_s_entry_group_new(
-            _core.server(),
-            [](AvahiServer *, AvahiSEntryGroup *, AvahiEntryGroupState state, void *self) {
-                auto *publisher = static_cast<CorePublisher *>(self);
-                publisher->_events.post([publisher, state] { publisher->stateChanged(state); });
-            },
-            this);
-        if (!_group)
-            return avahi_server_errno(_core.server());
-        const StringList list = stringList(_txtRecord);
-        const int error = avahi_server_add_service_strlst(
-            _core.server(), _group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, noPublishFlags,
-            name().toUtf8().constData(), _service.type.toUtf8().constData(), nullptr, nullptr,
-            _port, list.get());
-        return error < 0 ? error : avahi_s_entry_group_commit(_group);
-    }
-
-    void stateChanged(AvahiEntryGroupState state) {
-        switch (state) {
-        case AVAHI_ENTRY_GROUP_UNCOMMITED:
-        case AVAHI_ENTRY_GROUP_REGISTERING:
-            break;
-        case AVAHI_ENTRY_GROUP_ESTABLISHED:
-            callCopyOf(onPublished, name());
-            break;
-        case AVAHI_ENTRY_GROUP_COLLISION:
-            withdraw();
-            ++_attempt;
-            announce();
-            break;
-        case AVAHI_ENTRY_GROUP_FAILURE:
-            report(_core.errorText());
-            break;
-        }
-    }
-
-    AvahiSEntryGroup *_group = nullptr;
-    EventQueue _reports;
-    ServiceName _service;
-    quint16 _port = 0;
-    QByteArray _txtRecord;
-    int _attempt = 1;
-    bool _started = false;
-};
-
-class CoreBrowser final : public Browser, public Listening {
-public:
-    using Listening::Listening;
-    ~CoreBrowser() override { close(); }
-
-    void start(const QString &type) override {
-        stop();
-        _type = type;
-        _seen.setWanted(wantedName);
-        _started = true;
-        _core.begin();
-        serverChanged();
-    }
-
-    void stop() override {
-        close();
-        _reports.clear();
-        _started = false;
-    }
-
-    void serverEnds() override {
-        if (!_browser)
-            return;
-        close();
-        _reports.post([this] { callCopyOf(onLost); });
-    }
-
-    void serverChanged() override {
-        if (!_started || _browser || !_core.server())
-            return;
-        _browser = avahi_s_service_browser_new(_core.server(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC,
-                                               _type.toUtf8().constData(), "local", noLookupFlags,
-                                               report, this);
-        if (!_browser)
-            qCWarning(logDnsSd).noquote()
-                << QStringLiteral("cannot look for %1: %2").arg(_type, _core.errorText());
+    CoreBrowse(AvahiServer *server, const QString &type)
+        : CoreOperation(server) {
+        hold(avahi_s_service_browser_new(server, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC,
+                                         type.toUtf8().constData(), "local", noLookupFlags, report,
+                                         this));
     }
 
 private:
     static void report(AvahiSServiceBrowser *, AvahiIfIndex interface, AvahiProtocol protocol,
                        AvahiBrowserEvent event, const char *name, const char *, const char *,
                        AvahiLookupResultFlags, void *self) {
-        auto *browser = static_cast<CoreBrowser *>(self);
-        browser->_events.post([=, text = QString::fromUtf8(name)] {
-            browser->receive(event, text, interface, protocol);
+        auto *browse = static_cast<CoreBrowse *>(self);
+        browse->_events.post([=, text = QString::fromUtf8(name)] {
+            if (event == AVAHI_BROWSER_NEW)
+                callCopyOf(browse->onSeen, text, interface, protocol);
+            else if (event == AVAHI_BROWSER_REMOVE)
+                callCopyOf(browse->onGone, text, interface, protocol);
+            else if (event == AVAHI_BROWSER_ALL_FOR_NOW)
+                callCopyOf(browse->onAllForNow);
         });
     }
-
-    void receive(AvahiBrowserEvent event, const QString &name, int interface, int protocol) {
-        const ServiceName service{name, _type, local};
-        switch (event) {
-        case AVAHI_BROWSER_NEW:
-            if (_seen.add(name, interface, protocol))
-                callCopyOf(onFound, service);
-            break;
-        case AVAHI_BROWSER_REMOVE:
-            if (_seen.remove(name, interface, protocol))
-                callCopyOf(onRemoved, service);
-            break;
-        case AVAHI_BROWSER_ALL_FOR_NOW:
-            callCopyOf(onAllForNow);
-            break;
-        case AVAHI_BROWSER_CACHE_EXHAUSTED:
-        case AVAHI_BROWSER_FAILURE:
-            break;
-        }
-    }
-
-    void close() {
-        _events.clear();
-        _seen.clear();
-        if (_browser)
-            avahi_s_service_browser_free(std::exchange(_browser, nullptr));
-    }
-
-    AvahiSServiceBrowser *_browser = nullptr;
-    EventQueue _reports;
-    SeenInstances _seen;
-    QString _type;
-    bool _started = false;
 };
 
-class CoreResolver final : public Resolver, public Listening {
+class CoreQuestion final : public CoreOperation<Responder::Question, AvahiSServiceResolver,
+                                                avahi_s_service_resolver_free> {
 public:
-    explicit CoreResolver(AvahiCore &core)
-        : Listening(core) {
-        for (size_t number = 0; number < addressQuestions.size(); ++number)
-            _questions[number] = {this, addressQuestions[number], nullptr};
-        _gatherer.onComplete = [this](const Resolved &resolved) {
-            stop();
-            callCopyOf(onResolved, resolved);
-        };
-    }
-    ~CoreResolver() override { close(); }
-
-    void start(const ServiceName &service, RunLoop::Seconds timeout) override {
-        stop();
-        const QString refusal = reasonToRefuse(service);
-        if (!refusal.isEmpty()) {
-            _events.post([this, refusal] { callCopyOf(onFailed, refusal); });
-            return;
-        }
-        _service = service;
-        _started = true;
-        _timeout = RunLoop::current().performAfter(timeout, [this] {
-            stop();
-            callCopyOf(onFailed, QStringLiteral("timed out"));
-        });
-        _core.begin();
-        serverChanged();
-    }
-
-    void stop() override {
-        close();
-        _gatherer.clear();
-        _timeout.cancel();
-        _started = false;
-    }
-
-    void serverEnds() override { close(); }
-
-    void serverChanged() override {
-        if (!_started || !_core.server())
-            return;
-        for (Question &question : _questions) {
-            if (question.resolver)
-                continue;
-            question.resolver = avahi_s_service_resolver_new(
-                _core.server(), AVAHI_IF_UNSPEC, protocolNumber(question.kind.overIpv6),
-                _service.name.toUtf8().constData(), _service.type.toUtf8().constData(),
-                _service.domain.toUtf8().constData(), protocolNumber(question.kind.forIpv6),
-                AVAHI_LOOKUP_NO_TXT, report, &question);
-        }
+    CoreQuestion(AvahiServer *server, const ServiceName &service, AddressQuestion question)
+        : CoreOperation(server) {
+        hold(avahi_s_service_resolver_new(
+            server, AVAHI_IF_UNSPEC, protocolNumber(question.overIpv6),
+            service.name.toUtf8().constData(), service.type.toUtf8().constData(),
+            service.domain.toUtf8().constData(), protocolNumber(question.forIpv6),
+            AVAHI_LOOKUP_NO_TXT, report, this));
     }
 
 private:
-    struct Question {
-        CoreResolver *owner = nullptr;
-        AddressQuestion kind{};
-        AvahiSServiceResolver *resolver = nullptr;
-    };
-
     static void report(AvahiSServiceResolver *, AvahiIfIndex interface, AvahiProtocol,
                        AvahiResolverEvent event, const char *, const char *, const char *,
                        const char *hostName, const AvahiAddress *address, uint16_t port,
@@ -348,135 +141,214 @@ private:
         // A failure is the library's own time limit, which is shorter; it goes on asking.
         if (event != AVAHI_RESOLVER_FOUND || !address)
             return;
-        const auto *question = static_cast<Question *>(self);
-        CoreResolver *resolver = question->owner;
+        auto *question = static_cast<CoreQuestion *>(self);
         const Endpoint endpoint{hostAddress(*address, interface), port};
-        resolver->_events.post([resolver, kind = question->kind, endpoint,
-                                host = QString::fromUtf8(hostName),
-                                overLoopback = isLoopbackInterface(interface)] {
-            resolver->_gatherer.add(kind, host, endpoint, overLoopback);
-        });
+        question->_events.post(
+            [=, host = QString::fromUtf8(hostName), overLoopback = isLoopbackInterface(interface)] {
+                callCopyOf(question->onAnswer, host, endpoint, overLoopback);
+            });
     }
-
-    void close() {
-        _events.clear();
-        for (Question &question : _questions) {
-            if (question.resolver)
-                avahi_s_service_resolver_free(std::exchange(question.resolver, nullptr));
-        }
-    }
-
-    std::array<Question, addressQuestions.size()> _questions;
-    EndpointGatherer _gatherer;
-    ServiceName _service;
-    RunLoop::Timer _timeout;
-    bool _started = false;
 };
 
-class CoreTxtWatch final : public TxtWatch, public Listening {
+class CoreRecordWatch final : public CoreOperation<Responder::RecordWatch, AvahiSRecordBrowser,
+                                                   avahi_s_record_browser_free> {
 public:
-    using Listening::Listening;
-    ~CoreTxtWatch() override { close(); }
-
-    void start(const ServiceName &service) override {
-        stop();
-        const QString refusal = reasonToRefuse(service);
-        if (!refusal.isEmpty()) {
-            qCWarning(logDnsSd).noquote()
-                << QStringLiteral("cannot watch a TXT record: %1").arg(refusal);
-            return;
-        }
-        _service = service;
-        _started = true;
-        _core.begin();
-        serverChanged();
-    }
-
-    void stop() override {
-        close();
-        _last.reset();
-        _started = false;
-    }
-
-    void serverEnds() override { close(); }
-
-    void serverChanged() override {
-        if (!_started || _browser || !_core.server())
-            return;
-        AvahiKey *key = avahi_key_new(escapedFullName(_service).toUtf8().constData(),
-                                      AVAHI_DNS_CLASS_IN, AVAHI_DNS_TYPE_TXT);
-        if (key) {
-            _browser =
-                avahi_s_record_browser_new(_core.server(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, key,
-                                           AVAHI_LOOKUP_USE_MULTICAST, report, this);
-            avahi_key_unref(key);
-        }
-        if (!_browser)
-            qCWarning(logDnsSd).noquote()
-                << QStringLiteral("cannot watch a TXT record: %1").arg(_core.errorText());
+    CoreRecordWatch(AvahiServer *server, const ServiceName &service)
+        : CoreOperation(server) {
+        const std::unique_ptr<AvahiKey, decltype(&avahi_key_unref)> key(
+            avahi_key_new(escapedFullName(service).toUtf8().constData(), AVAHI_DNS_CLASS_IN,
+                          AVAHI_DNS_TYPE_TXT),
+            avahi_key_unref);
+        hold(!key
+                 ? nullptr
+                 : avahi_s_record_browser_new(server, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC,
+                                              key.get(), AVAHI_LOOKUP_USE_MULTICAST, report, this));
     }
 
 private:
     static void report(AvahiSRecordBrowser *, AvahiIfIndex, AvahiProtocol, AvahiBrowserEvent event,
                        AvahiRecord *record, AvahiLookupResultFlags, void *self) {
-        // A new record is reported before the old one is removed, and once for each interface: the
-        // latest counts.
         if (event != AVAHI_BROWSER_NEW || !record)
             return;
         QByteArray data(maximumRecordBytes, Qt::Uninitialized);
         data.truncate(qsizetype(avahi_rdata_serialize(record, data.data(), size_t(data.size()))));
-        auto *watch = static_cast<CoreTxtWatch *>(self);
-        watch->_events.post([watch, data] { watch->receive(data); });
+        auto *watch = static_cast<CoreRecordWatch *>(self);
+        watch->_events.post([watch, data] { callCopyOf(watch->onRecord, data); });
     }
+};
 
-    void receive(const QByteArray &txtRecord) {
-        if (_last == txtRecord)
+class CoreEntryGroup final
+    : public CoreOperation<Responder::EntryGroup, AvahiSEntryGroup, avahi_s_entry_group_free> {
+public:
+    CoreEntryGroup(AvahiServer *server, const ServiceName &service, quint16 port,
+                   const QByteArray &txtRecord)
+        : CoreOperation(server)
+        , _name(service.name.toUtf8())
+        , _type(service.type.toUtf8()) {
+        hold(avahi_s_entry_group_new(server, report, this));
+        if (!_object)
             return;
-        _last = txtRecord;
-        callCopyOf(onTxtRecord, txtRecord);
+        const StringList list = stringList(txtRecord);
+        int error = avahi_server_add_service_strlst(
+            server, _object.get(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, noPublishFlags,
+            _name.constData(), _type.constData(), nullptr, nullptr, port, list.get());
+        if (error == AVAHI_OK)
+            error = avahi_s_entry_group_commit(_object.get());
+        if (error == AVAHI_ERR_COLLISION)
+            _events.post([this] { callCopyOf(onCollision); });
+        else if (error != AVAHI_OK)
+            fail(QString::fromUtf8(avahi_strerror(error)));
     }
 
-    void close() {
-        _events.clear();
-        if (_browser)
-            avahi_s_record_browser_free(std::exchange(_browser, nullptr));
+    void setTxtRecord(const QByteArray &txtRecord) override {
+        const StringList list = stringList(txtRecord);
+        if (_object &&
+            avahi_server_update_service_txt_strlst(
+                _server, _object.get(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, noPublishFlags,
+                _name.constData(), _type.constData(), nullptr, list.get()) != AVAHI_OK)
+            fail(errorText(_server));
     }
 
-    AvahiSRecordBrowser *_browser = nullptr;
-    ServiceName _service;
-    std::optional<QByteArray> _last;
-    bool _started = false;
+private:
+    static void report(AvahiServer *server, AvahiSEntryGroup *, AvahiEntryGroupState state,
+                       void *self) {
+        auto *group = static_cast<CoreEntryGroup *>(self);
+        if (state == AVAHI_ENTRY_GROUP_FAILURE)
+            return group->fail(errorText(server));
+        group->_events.post([group, state] {
+            if (state == AVAHI_ENTRY_GROUP_ESTABLISHED)
+                callCopyOf(group->onEstablished);
+            else if (state == AVAHI_ENTRY_GROUP_COLLISION)
+                callCopyOf(group->onCollision);
+        });
+    }
+
+    const QByteArray _name;
+    const QByteArray _type;
 };
 
 } // namespace
 
-AvahiCoreBackend::AvahiCoreBackend()
-    : _core(std::make_unique<AvahiCore>()) {}
-
-AvahiCoreBackend::~AvahiCoreBackend() = default;
-
-std::unique_ptr<Publisher> AvahiCoreBackend::makePublisher() {
-    return std::make_unique<CorePublisher>(*_core);
+AvahiCoreResponder::~AvahiCoreResponder() {
+    if (_server)
+        avahi_server_free(_server);
 }
 
-std::unique_ptr<Browser> AvahiCoreBackend::makeBrowser() {
-    return std::make_unique<CoreBrowser>(*_core);
+void AvahiCoreResponder::begin() {
+    if (std::exchange(_begun, true))
+        return;
+    _retry = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { makeServer(); });
 }
 
-std::unique_ptr<Resolver> AvahiCoreBackend::makeResolver() {
-    return std::make_unique<CoreResolver>(*_core);
+QString AvahiCoreResponder::description() const {
+    if (!_server && !_failure.isEmpty())
+        return QStringLiteral("the built-in responder, which cannot start: %1").arg(_failure);
+    if (_server && !_withHostName)
+        return QStringLiteral("the built-in responder, without a host name of its own");
+    return QStringLiteral("the built-in responder");
 }
 
-std::unique_ptr<TxtWatch> AvahiCoreBackend::makeTxtWatch() {
-    return std::make_unique<CoreTxtWatch>(*_core);
+void AvahiCoreResponder::makeServer() {
+    avahi_set_log_function(logFromLibrary);
+    AvahiServerConfig config;
+    avahi_server_config_init(&config);
+    // No host name of our choice: avahi-daemon takes the same from the system, and two names for
+    // one address exclude each other.
+    config.publish_addresses = _withHostName ? 1 : 0;
+    config.publish_hinfo = 0;
+    config.publish_workstation = 0;
+    config.publish_domain = 0;
+    config.enable_wide_area = 0;
+    int error = 0;
+    _server = avahi_server_new(
+        _poll.api(), &config,
+        [](AvahiServer *, AvahiServerState state, void *self) {
+            auto *responder = static_cast<AvahiCoreResponder *>(self);
+            responder->_events.post([responder, state] { responder->stateChanged(state); });
+        },
+        this, &error);
+    avahi_server_config_free(&config);
+    if (!_server) {
+        _events.clear();
+        retryLater(QString::fromUtf8(avahi_strerror(error)));
+        return;
+    }
+    _failure.clear();
+    // Browsing and resolving need not wait for the host name.
+    setAvailability(Availability::Starting);
 }
 
-StreamPair AvahiCoreBackend::connectTo(const Resolved &resolved) {
-    return connectToEndpoints(resolved);
+void AvahiCoreResponder::endServer() {
+    _events.clear();
+    // All let go of their operations at that, which must be freed before the server.
+    setAvailability(Availability::Absent);
+    avahi_server_free(std::exchange(_server, nullptr));
 }
 
-QString AvahiCoreBackend::description() const {
-    return _core->description();
+void AvahiCoreResponder::stateChanged(AvahiServerState state) {
+    if (state == AVAHI_SERVER_FAILURE) {
+        const QString reason = errorText(_server);
+        endServer();
+        retryLater(reason);
+        return;
+    }
+    setAvailability(state == AVAHI_SERVER_RUNNING ? Availability::Running : Availability::Starting);
+    if (state == AVAHI_SERVER_COLLISION)
+        hostNameIsTaken();
+}
+
+void AvahiCoreResponder::hostNameIsTaken() {
+    const RunLoop::Seconds now = RunLoop::current().now();
+    if (now - _lastCollision > collisionInterval)
+        _collisions = 0;
+    _lastCollision = now;
+    if (++_collisions >= maximumHostNameCollisions) {
+        qCInfo(logDnsSd, "the built-in responder leaves the host name to another one");
+        endServer();
+        _withHostName = false;
+        makeServer();
+        return;
+    }
+    const std::unique_ptr<char, decltype(&avahi_free)> name(
+        avahi_alternative_host_name(avahi_server_get_host_name(_server)), avahi_free);
+    if (avahi_server_set_host_name(_server, name.get()) < 0) {
+        const QString reason = errorText(_server);
+        endServer();
+        retryLater(reason);
+    }
+}
+
+void AvahiCoreResponder::retryLater(const QString &reason) {
+    if (_failure.isEmpty())
+        qCWarning(logDnsSd).noquote()
+            << QStringLiteral("the built-in responder cannot start: %1").arg(reason);
+    _failure = reason;
+    _retry = RunLoop::current().performAfter(retryInterval, [this] { makeServer(); });
+    setAvailability(Availability::Absent);
+}
+
+void AvahiCoreResponder::setAvailability(Availability availability) {
+    if (std::exchange(_availability, availability) != availability)
+        callCopyOf(onAvailability);
+}
+
+std::unique_ptr<Responder::Browse> AvahiCoreResponder::browse(const QString &type) {
+    return std::make_unique<CoreBrowse>(_server, type);
+}
+
+std::unique_ptr<Responder::Question> AvahiCoreResponder::resolve(const ServiceName &service,
+                                                                 AddressQuestion question) {
+    return std::make_unique<CoreQuestion>(_server, service, question);
+}
+
+std::unique_ptr<Responder::RecordWatch>
+AvahiCoreResponder::watchTxtRecord(const ServiceName &service) {
+    return std::make_unique<CoreRecordWatch>(_server, service);
+}
+
+std::unique_ptr<Responder::EntryGroup>
+AvahiCoreResponder::publish(const ServiceName &service, quint16 port, const QByteArray &txtRecord) {
+    return std::make_unique<CoreEntryGroup>(_server, service, port, txtRecord);
 }
 
 } // namespace clipmule::dnssd

@@ -1,0 +1,147 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/dnssd/DiscoveryObject.h"
+#include "platform/dnssd/EventQueue.h"
+#include "platform/dnssd/ServiceRules.h"
+
+namespace clipmule::dnssd {
+
+namespace {
+
+class DiscoveryPublisher final : public Publisher, public DiscoveryObject {
+public:
+    using DiscoveryObject::DiscoveryObject;
+
+    void start(const ServiceName &service, quint16 port, const QByteArray &txtRecord) override {
+        stop();
+        QString refusal = reasonToRefuse(service);
+        if (refusal.isEmpty())
+            refusal = reasonToRefuseTxtRecord(txtRecord);
+        if (!refusal.isEmpty())
+            return report(refusal);
+        _service = service;
+        _port = port;
+        _txtRecord = txtRecord;
+        _running = true;
+        ask();
+    }
+
+    void setTxtRecord(const QByteArray &txtRecord) override {
+        if (!_running)
+            return;
+        const QString refusal = reasonToRefuseTxtRecord(txtRecord);
+        if (!refusal.isEmpty())
+            return report(refusal);
+        _txtRecord = txtRecord;
+        if (_group)
+            _group->setTxtRecord(txtRecord);
+        if (_former)
+            _former->setTxtRecord(txtRecord);
+    }
+
+    void stop() override {
+        _running = false;
+        _events.clear();
+        forget();
+        _former.reset();
+        _reported.reset();
+        _hasComplained = false;
+    }
+
+    void ask() override {
+        Responder *const responder = _running ? this->responder() : nullptr;
+        if (!responder)
+            return;
+        if (responder->availability() != Availability::Running)
+            return forget(); // it looks for another host name, and the records name the host
+        if (!_group)
+            announce(*responder);
+    }
+
+    void forget() override {
+        stopWaiting();
+        _group.reset();
+        _published.reset();
+        _attempt = 1;
+    }
+
+    void move(bool formerServes) override {
+        if (formerServes && _group) {
+            _former = std::move(_group);
+            _former->onEstablished = {};
+            _former->onCollision = {};
+            _former->onFailed = {};
+            _formerName = _published;
+        }
+        DiscoveryObject::move(formerServes);
+    }
+
+    void endOverlap() override {
+        // The two are one host, and share a name; should they not agree about the host's name,
+        // the new one has given way to the other. Now there is no need to.
+        const bool gaveWay = _former && _published && _formerName && *_published != *_formerName;
+        _former.reset();
+        if (gaveWay)
+            DiscoveryObject::move(false);
+    }
+
+private:
+    void report(const QString &reason) {
+        _events.post([this, reason] { callCopyOf(onError, reason); });
+    }
+
+    [[nodiscard]] QString name() const { return nameForAttempt(_service.name, _attempt); }
+
+    void announce(Responder &responder) {
+        _group = responder.publish({name(), _service.type, _service.domain}, _port, _txtRecord);
+        _group->onEstablished = [this] { established(); };
+        _group->onCollision = [this] { changeName(); };
+        _group->onFailed = [this](const QString &reason) { refused(reason); };
+    }
+
+    void established() {
+        const QString name = this->name();
+        _hasComplained = false;
+        _published = name;
+        if (std::exchange(_reported, name) != name)
+            callCopyOf(onPublished, name);
+    }
+
+    void changeName() {
+        _group.reset();
+        if (_attempt == maximumNameAttempts)
+            return report(QStringLiteral("every name is taken"));
+        ++_attempt;
+        ask();
+    }
+
+    /// Said once, tried again until it succeeds: the responder may have had too much to do.
+    void refused(const QString &reason) {
+        if (!std::exchange(_hasComplained, true))
+            report(reason);
+        forget();
+        askLater();
+    }
+
+    ServiceName _service;
+    quint16 _port = 0;
+    QByteArray _txtRecord;
+    bool _running = false;
+    bool _hasComplained = false;
+    int _attempt = 1;
+    std::unique_ptr<Responder::EntryGroup> _group;
+    std::optional<QString> _published; // by the group
+    std::unique_ptr<Responder::EntryGroup> _former;
+    std::optional<QString> _formerName;
+    std::optional<QString> _reported;
+    EventQueue _events;
+};
+
+} // namespace
+
+std::unique_ptr<Publisher> makeDiscoveryPublisher(Discovery &discovery) {
+    return std::make_unique<DiscoveryPublisher>(discovery);
+}
+
+} // namespace clipmule::dnssd
