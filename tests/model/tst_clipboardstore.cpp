@@ -27,6 +27,7 @@ private Q_SLOTS:
     void savesOnlyWhatChanged();
     void savingLoadsNoList();
     void anotherClipWritesNoImageAgain();
+    void theNumberOfClipsIsThatOfTheListOnceItIsRead();
     void customClipboardsRoundTrip();
     void defaultIconIsStored();
     void removedClipboardIsErasedAtTheNextSave();
@@ -119,6 +120,24 @@ void ClipboardStoreTest::savingLoadsNoList() {
     tick();
     QVERIFY(exists(QStringLiteral("Main.clipboard")));
     QCOMPARE(_fixture->contents(QStringLiteral("Custom.clipboards")), QByteArray("garbage"));
+}
+
+// They are in two files; a program that was killed between writing them left them apart.
+void ClipboardStoreTest::theNumberOfClipsIsThatOfTheListOnceItIsRead() {
+    const QString list = QStringLiteral("Main.clipboardItems");
+    ZRKClipmuleClipboard::mainClipboard()->insertClipmuleDataAtIndex(
+        textClip(QStringLiteral("one")), 0);
+    tick();
+    const QByteArray ofOne = _fixture->contents(list);
+    ZRKClipmuleClipboard::mainClipboard()->insertClipmuleDataAtIndex(
+        textClip(QStringLiteral("two")), 0);
+    tick();
+    _fixture->write(list, ofOne);
+    _fixture->restart();
+    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
+    QCOMPARE(clipboard->count(), 2U);
+    QCOMPARE(clipboard->items().size(), 1);
+    QCOMPARE(clipboard->count(), 1U);
 }
 
 void ClipboardStoreTest::anotherClipWritesNoImageAgain() {
