@@ -111,9 +111,9 @@ std::optional<QImage> decode(const QByteArray &bytes) {
     return image;
 }
 
-std::optional<QByteArray> png(const QImage &image, qsizetype largest,
-                              const std::atomic_bool *isAbandoned) {
-    PngEncoder encoder(largest, isAbandoned);
+namespace {
+
+std::optional<QByteArray> encoded(PngEncoder encoder, const QImage &image) {
     switch (encoder.encode(image)) {
     case PngEncoder::Outcome::Complete:
         return encoder.takeBytes();
@@ -124,6 +124,17 @@ std::optional<QByteArray> png(const QImage &image, qsizetype largest,
         raise(QStringLiteral("the image cannot be written as PNG"));
     }
     Q_UNREACHABLE();
+}
+
+} // namespace
+
+std::optional<QByteArray> png(const QImage &image, qsizetype largest) {
+    return encoded(PngEncoder(largest), image);
+}
+
+std::optional<QByteArray> quickPng(const QImage &image, qsizetype largest,
+                                   const std::atomic_bool &isAbandoned) {
+    return encoded(PngEncoder(largest, &isAbandoned), image);
 }
 
 QByteArray jpeg(const QImage &image, double compressionFactor) {

@@ -16,7 +16,7 @@ std::optional<QByteArray> pngOf(const QByteArray &image, const std::atomic_bool 
     try {
         const std::optional<QImage> decoded =
             isAbandoned ? std::nullopt : ImageCodec::decode(image);
-        return decoded ? ImageCodec::png(*decoded, PngConversion::largestPng, &isAbandoned)
+        return decoded ? ImageCodec::quickPng(*decoded, PngConversion::largestPng, isAbandoned)
                        : std::nullopt;
     } catch (const PlatformException &) {
         return std::nullopt;

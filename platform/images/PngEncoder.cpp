@@ -18,6 +18,8 @@ namespace {
 // smallest screenshots, and take three quarters of the time of the default filters at this level
 // and a third of the default level's.
 constexpr int compressionLevel = 3;
+// Of a photo of 24 million pixels: 0.9 s instead of 1.75, 36.7 MB instead of 35.3.
+constexpr int compressionLevelInHaste = 1;
 constexpr int filters = PNG_FILTER_NONE | PNG_FILTER_SUB;
 
 } // namespace
@@ -50,7 +52,8 @@ struct PngEncoder::Library {
                          reinterpret_cast<png_const_bytep>(colorProfile.constData()),
                          png_uint_32(colorProfile.size()));
         }
-        png_set_compression_level(png, compressionLevel);
+        png_set_compression_level(png, encoder._isAbandoned ? compressionLevelInHaste
+                                                            : compressionLevel);
         png_set_filter(png, PNG_FILTER_TYPE_BASE, filters);
         png_write_info(png, info);
         // A pixel is a number of the machine, alpha in its highest byte.

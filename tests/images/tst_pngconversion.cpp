@@ -104,12 +104,31 @@ private Q_SLOTS:
         QVERIFY(!isHeardOf);
     }
 
+    void hasteCostsSize() {
+        // Grain, which the compression has to work on.
+        QImage image(200, 200, QImage::Format_RGB32);
+        quint32 random = 1;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x)
+                image.setPixel(x, y, (random = random * 1664525 + 1013904223) & 0x00070707);
+        }
+        const std::atomic_bool isAbandoned = false;
+        const auto quick = ImageCodec::quickPng(image, 1'000'000, isAbandoned);
+        const auto small = ImageCodec::png(image, 1'000'000);
+        QVERIFY(quick && small);
+        QVERIFY(quick->size() > small->size());
+        QCOMPARE(ImageCodec::decode(*quick), ImageCodec::decode(*small));
+    }
+
     void encodingStopsWhenNobodyWantsIt() {
         std::atomic_bool isAbandoned = false;
         const QImage image = coloured({40, 30}, 0xff336699);
-        QVERIFY(ImageCodec::png(image, 1'000'000, &isAbandoned));
+        const auto png = ImageCodec::quickPng(image, 1'000'000, isAbandoned);
+        QVERIFY(png);
+        QCOMPARE(ImageCodec::quickPng(image, png->size(), isAbandoned), png);
+        QVERIFY(!ImageCodec::quickPng(image, png->size() - 1, isAbandoned));
         isAbandoned = true;
-        QVERIFY(!ImageCodec::png(image, 1'000'000, &isAbandoned));
+        QVERIFY(!ImageCodec::quickPng(image, 1'000'000, isAbandoned));
     }
 };
 

@@ -161,6 +161,13 @@ private Q_SLOTS:
         QVERIFY(clip->size() < quint64(image.size()) + 100);
     }
 
+    void aPhotoOf24MegapixelsArrives() {
+        const QByteArray photo = encoded(plain({6000, 4000}), "jpeg");
+        const auto clip = capture({{{NSTIFFPboardType, photo}}});
+        QCOMPARE(QImage::fromData(*clip->firstItem()->imageData()).size(), QSize(1600, 1067));
+        QVERIFY(clip->size() <= ZRKClipmuleData::largestTravelling);
+    }
+
     void damagedImageLeavesNoPlaceholder() {
         const QByteArray garbage(9'999'999, 'x');
         const auto clip = capture({{{publicPng, garbage}, {NSStringPboardType, "text"}}});
