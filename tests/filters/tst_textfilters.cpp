@@ -181,7 +181,11 @@ private Q_SLOTS:
                                  "EncodeHTMLEntities", "DecodeHTMLEntities"}) {
             const auto filter = makeFilterOfClass(
                 QStringLiteral("ZRKClipmule%1Filter").arg(QLatin1StringView(name)));
-            QVERIFY(!dynamic_cast<ZRKClipmuleTextFilter &>(*filter).filterString(std::nullopt));
+            const auto &ofText = dynamic_cast<ZRKClipmuleTextFilter &>(*filter);
+            QVERIFY(!ofText.filterString(std::nullopt));
+            for (const auto &option : filter->options())
+                option->setValue(PropertyList(u"x"_qs));
+            QVERIFY(!ofText.filterString(std::nullopt));
         }
     }
 };
