@@ -212,10 +212,15 @@ private:
         const std::optional<Link> link = linkIn(_contents);
         if (!link)
             return;
-        // Programs that are made with Qt, file managers among them, take it for a list of files.
+        // Programs that are made with Qt take it for a list of files, and the file managers among
+        // them download what it leads to.
         if (!link->isPartOfText && isOfTheWeb(link->url) && !namesAProgram(link->url)) {
             QStringEncoder utf16(QStringEncoder::Utf16LE);
-            offer(QStringLiteral("text/x-moz-url"), utf16(link->address + u'\n' + link->title));
+            const QString target = QStringLiteral("text/x-moz-url");
+            append({.target = target,
+                    .type = target,
+                    .data = utf16(link->address + u'\n' + link->title),
+                    .notFor = {PasteboardAudience::FileManager}});
         }
         if (const auto html = anchor(_contents))
             addLinkInHtml(*html);

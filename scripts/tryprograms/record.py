@@ -30,16 +30,20 @@ def picture_of(data):
     return said.split("\n")[0]
 
 
-def without_paths(text, folder):
+def without_paths(data, folder):
     """The folder of this run becomes $FOLDER, that of the private desktop $DESKTOP."""
     desktop = os.path.dirname(os.environ["XDG_RUNTIME_DIR"])
-    return text.replace(str(folder), "$FOLDER").replace(desktop, "$DESKTOP")
+    for path, name in ((str(folder), "$FOLDER"), (desktop, "$DESKTOP")):
+        for encoding in ("utf-8", "utf-16-le"):
+            data = data.replace(path.encode(encoding), name.encode(encoding))
+    return data
 
 
 def kept(target, data, folder):
     """One target of an owner, as it is stored. Paths may be in its name, too."""
-    entry = {"target": without_paths(target, folder), "bytes": len(data)}
-    local = without_paths(data.decode("latin-1"), folder).encode("latin-1")
+    name = without_paths(target.encode(), folder).decode()
+    entry = {"target": name, "bytes": len(data)}
+    local = without_paths(data, folder)
     is_long = len(local) > KEPT_BYTES
     if is_long and (target.startswith("image/") or "bitmap" in target):
         return {**entry, "picture": picture_of(data)}

@@ -120,7 +120,7 @@ class Screen:
                 return
         raise NotDriven("nothing was copied")
 
-    def still(self, window, seconds=15):
+    def still(self, window, seconds=45):
         """Waits until nothing moves in a window any more: what it loads is there. At most so many
         seconds, since some things never rest."""
         resource = self.display.create_resource_object("window", window.number)

@@ -53,15 +53,23 @@ QByteArray picture(const QString &description, qsizetype bytes) {
     return buffer.data();
 }
 
-X11TestOwner::Answer answer(const QJsonObject &entry, const QByteArray &folder) {
+// The folder's name is in texts of either encoding.
+QByteArray at(const QString &folder, QByteArray data) {
+    const auto utf16 = [](const QString &text) {
+        return QByteArray(reinterpret_cast<const char *>(text.data()), 2 * text.size());
+    };
+    const QString name = QStringLiteral("$FOLDER");
+    return data.replace(name.toUtf8(), folder.toUtf8()).replace(utf16(name), utf16(folder));
+}
+
+X11TestOwner::Answer answer(const QJsonObject &entry, const QString &folder) {
     const auto bytes = qsizetype(entry[u"bytes"].toInteger());
-    QByteArray name = entry[u"target"].toString().toUtf8().replace("$FOLDER", folder);
+    const QByteArray name = at(folder, entry[u"target"].toString().toUtf8());
     QByteArray data;
     if (entry.contains(u"text"))
-        data = entry[u"text"].toString().toUtf8().replace("$FOLDER", folder);
+        data = at(folder, entry[u"text"].toString().toUtf8());
     else if (entry.contains(u"base64"))
-        data = QByteArray::fromBase64(entry[u"base64"].toString().toLatin1())
-                   .replace("$FOLDER", folder);
+        data = at(folder, QByteArray::fromBase64(entry[u"base64"].toString().toLatin1()));
     else if (entry.contains(u"picture") && !entry[u"picture"].toString().isEmpty())
         data = picture(entry[u"picture"].toString(), bytes);
     else
@@ -77,7 +85,7 @@ X11TestOwner::Answer answer(const QJsonObject &entry, const QByteArray &folder) 
 Offers offersIn(const QJsonValue &list, const QString &folder) {
     Offers offers;
     for (const QJsonValue &entry : list.toArray())
-        offers.append(answer(entry.toObject(), folder.toUtf8()));
+        offers.append(answer(entry.toObject(), folder));
     return offers;
 }
 

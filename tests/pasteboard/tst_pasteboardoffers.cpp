@@ -40,17 +40,18 @@ private Q_SLOTS:
             QVERIFY(!offer.isConverted);
     }
 
-    void linksInHtmlAreNotForSpreadsheets() {
+    void linksAreNotForEverybody() {
         using namespace PasteboardType;
         const QByteArray link = urlBytes("http://a.org/");
+        const QHash<QString, QList<PasteboardAudience>> notFor{
+            {QStringLiteral("text/html"), {PasteboardAudience::Spreadsheet}},
+            {QStringLiteral("text/x-moz-url"), {PasteboardAudience::FileManager}}};
         for (const Offer &offer : PasteboardTypes::offers({{{NSURLPboardType, link}}}))
-            QCOMPARE(offer.notFor, offer.target == u"text/html"
-                                       ? QList{PasteboardAudience::Spreadsheet}
-                                       : QList<PasteboardAudience>());
+            QCOMPARE(offer.notFor, notFor.value(offer.target));
         // What is styled text of the clip's own is for everybody.
         for (const Offer &offer :
              PasteboardTypes::offers({{{NSURLPboardType, link}, {publicHtml, "<b>"}}}))
-            QVERIFY(offer.notFor.isEmpty());
+            QVERIFY(offer.target == u"text/x-moz-url" || offer.notFor.isEmpty());
     }
 
     void filesOfImagesAreForFileManagers_data() {

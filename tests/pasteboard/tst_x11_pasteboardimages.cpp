@@ -230,9 +230,11 @@ private Q_SLOTS:
         QVERIFY(targetsOfOurs().contains(html));
         audience = PasteboardAudience::Spreadsheet;
         QVERIFY(!targetsOfOurs().contains(html));
-        QVERIFY(targetsOfOurs().contains(QStringLiteral("text/x-moz-url")));
+        const QString link = QStringLiteral("text/x-moz-url");
+        QVERIFY(targetsOfOurs().contains(link));
         audience = PasteboardAudience::FileManager;
         QVERIFY(targetsOfOurs().contains(html));
+        QVERIFY(!targetsOfOurs().contains(link));
     }
 
     void everybodyIsOfferedEverythingWithoutAnAudience() {
