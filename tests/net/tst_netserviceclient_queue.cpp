@@ -51,6 +51,24 @@ private Q_SLOTS:
         QCOMPARE(_fixture->connections[1]->written(), objectFrame(text("to all")));
     }
 
+    // Whoever is told that an older clip gave way may let go of the phone.
+    void itIsFalseWhenOneOfThemGetsNothing() {
+        auto delegate = _fixture->recordingDelegate();
+        delegate.clientServiceDidRefuseObject = [this](NetService &, const OutputObject &,
+                                                       qsizetype) { _fixture->vanish(phone); };
+        client().setDelegate(delegate);
+        client().start();
+        _fixture->appear(phone);
+        _fixture->connection().end();
+        kit::settle(_fixture->runLoop);
+        const qsizetype most = ZRKNetServiceClient::largestQueue / 2;
+        QVERIFY(queue(relay(u"old"_qs, most)));
+        _fixture->appear(QStringLiteral("B"));
+        QVERIFY(!queue(relay(u"new"_qs, most)));
+        QCOMPARE(client().services().size(), 1);
+        QVERIFY(!_fixture->connection().written().isEmpty());
+    }
+
     void oneServiceCanBeChosen() {
         client().start();
         _fixture->appear(phone);

@@ -141,6 +141,15 @@ private Q_SLOTS:
         QCOMPARE(listener.told, QStringList{QStringLiteral("ZRKPowerStatusWillSleep")});
     }
 
+    void theServiceMayGoInsideTheNotification() {
+        Listener listener;
+        listener.observe(ZRKPowerStatusWillSleep);
+        listener.then = [] { ZRKPowerNotificationCenter::setSystemPower(nullptr); };
+        _power->send(PowerMessage::SystemWillSleep);
+        QCOMPARE(listener.told.size(), 1);
+        QCOMPARE(_power->allowed(), QList<quint64>());
+    }
+
     void theLastObserverMayLeaveInsideTheNotification() {
         Listener listener;
         listener.observe(ZRKPowerStatusDidChange);

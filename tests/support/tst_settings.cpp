@@ -129,6 +129,23 @@ private Q_SLOTS:
         QCOMPARE(Settings::count32(*_store, Key::TextItems), 0);
     }
 
+    // A text that is none counts as nothing stored, which for this setting is true.
+    void aTextThatBeginsWithANumberIsATruth() {
+        const auto truthOf = [this](const QString &text) {
+            _store->setObjectForKey(PropertyList(text), u"syncEnabled"_qs);
+            return Settings::truth(*_store, Key::SyncEnabled);
+        };
+        for (const QString &no : {u"0"_qs, u"+0"_qs, u"-0"_qs, u" 0 apples"_qs, u"no"_qs})
+            QVERIFY2(!truthOf(no), qUtf8Printable(no));
+        for (const QString &yes : {u"1"_qs, u"+9"_qs, u"-1"_qs, u" 2 apples"_qs, u"yes"_qs})
+            QVERIFY2(truthOf(yes), qUtf8Printable(yes));
+        for (const QString &neither : {u"+"_qs, u"/"_qs, u":"_qs, u"apples"_qs}) {
+            expectWarning(Key::SyncEnabled, u"text of digits"_qs, false);
+            QVERIFY2(truthOf(neither), qUtf8Printable(neither));
+            QVERIFY(!truthOf(u"0"_qs));
+        }
+    }
+
     void everyKindUnderATruth_data() { addEveryKind(); }
     void everyKindUnderATruth() {
         QFETCH(QString, name);
