@@ -122,7 +122,7 @@ std::shared_ptr<ZRKClipmuleDataItem> itemOfImageFile(const QString &path) {
 
 bool isRasterImage(const QString &type) {
     using namespace PasteboardType;
-    return QStringList{NSTIFFPboardType, publicTiff, publicPng, applePng}.contains(type);
+    return QStringList{NSTIFFPboardType, publicPng, applePng}.contains(type);
 }
 
 // What the phones read, in the form that desktops read it back from.

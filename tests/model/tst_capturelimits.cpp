@@ -89,6 +89,22 @@ private Q_SLOTS:
                                                     NSURLPboardType, publicUrlName}));
     }
 
+    void whatCostsNothingStays() {
+        // The list of files is more than four times the text.
+        const QString marker = QStringLiteral("x.marker");
+        const auto clip = capture({{{NSStringPboardType, QByteArray(300'000, 't')},
+                                    {NSFilenamesPboardType, fileNames({QString(3'000'000, u'/')})},
+                                    {marker, ""}}});
+        QCOMPARE(native(*clip).keys(),
+                 (QStringList{NSFilenamesPboardType, NSStringPboardType, marker}));
+    }
+
+    void whatIsNoReadingThoughItShouldBeIsTooLarge() {
+        const auto clip = capture({{{NSFilenamesPboardType, QByteArray(10'000'000, 'x')}}});
+        QVERIFY(clip->size() > ZRKClipmuleData::largestTravelling);
+        QVERIFY(clip->contentHash() != 0);
+    }
+
     void largeReadingsTravelOnce_data() {
         QTest::addColumn<int>("size");
         QTest::addColumn<bool>("isNativeToo");
@@ -190,6 +206,16 @@ private Q_SLOTS:
         const int left = int(4 * portable - clip->size() - quint64(publicHtml.size()));
         QCOMPARE(formsWith(left), (QStringList{NSFilenamesPboardType, publicHtml}));
         QCOMPARE(formsWith(left + 1), QStringList{NSFilenamesPboardType});
+    }
+
+    void imageBesideImageFilesLeavesItsPlaceholder() {
+        const QByteArray image = encoded(plain({50, 20}), "png");
+        const QStringList paths{write(QStringLiteral("a.png"), image)};
+        _desktop->application.current = QStringLiteral("com.apple.finder");
+        const auto clip = capture(
+            {{{NSFilenamesPboardType, fileNames(paths)}, {publicPng, QByteArray(1'000'000, 'x')}}});
+        QCOMPARE(native(*clip).keys(), (QStringList{NSFilenamesPboardType, NSTIFFPboardType}));
+        QCOMPARE(native(*clip).value(NSTIFFPboardType), QByteArray(""));
     }
 
     void filesWithoutTextAreTheirNames_data() {
