@@ -230,6 +230,18 @@ private Q_SLOTS:
         QVERIFY(wasLast);
     }
 
+    void aServerThatTellsNobodyServesTheSame() {
+        _server->setDelegate({});
+        QVERIFY(_server->start());
+        FileHandle client = loopback::connectTo(_server->port());
+        QVERIFY(runUntil([&] { return _server->hasClients(); }));
+        loopback::send(client, objectFrame(text("from the phone")));
+        QVERIFY(_server->outputObject(OutputObject::fixed(text("to the phone"))));
+        kit::settle(_runLoop);
+        client.close();
+        QVERIFY(runUntil([&] { return !_server->hasClients(); }));
+    }
+
     void theOthersStayConnected() {
         QVERIFY(_server->start());
         FileHandle first = connectClient();
