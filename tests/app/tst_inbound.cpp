@@ -137,6 +137,21 @@ private Q_SLOTS:
         QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
     }
 
+    // Another desk's, which phones only pass on.
+    void aClipThatOnlyDesktopsReadIsNotSentBack() {
+        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const PropertyList::Dictionary native{{PasteboardType::publicHtml, QByteArray("<b>")}};
+        phone->send(u"1"_qs, clip({PropertyList(PropertyList::Dictionary{
+                                 {u"createdBy"_qs, 2}, {u"nativeDictionary"_qs, native}})}));
+        _agent->settle();
+        QCOMPARE(_agent->pasteboard.commitCount(), 1);
+        const PasteboardContents contents({{PasteboardType::publicHtml, "<b>"}});
+        QCOMPARE(_agent->pasteboard.clipboard(), contents);
+        _agent->pasteboard.copyByAnotherApplication(contents);
+        _agent->advance(0.5);
+        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+    }
+
     // Read back it has other bytes, and so another hash.
     void aWrittenImageIsNotSentBack() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
