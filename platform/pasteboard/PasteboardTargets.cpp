@@ -118,16 +118,26 @@ constexpr Row table[] = {
     {"text/_moz_htmlinfo", Origin},
     {"text/x-moz-url-priv", Origin},
     {"FILE_NAME", Origin},
+    // Of programs that were made for another system: the document, and the place in it.
+    {"Link Source", Origin},
+    {"Link Source Descriptor", Origin},
+    {"OBJECTLINK", Origin},
+    {"OWNERLINK", Origin},
+    {"Object Descriptor", Origin},
+    {"ObjectLink", Origin},
+    {"OwnerLink", Origin},
 
     // What only its own program or session can use.
     {"GTK_TEXT_BUFFER_CONTENTS", Session},
     {"application/vnd.portal.files", Session},
     {"application/vnd.portal.filetransfer", Session},
     {"application/x-gtk-text-buffer-rich-text", Session},
+    {"application/x-kde-ark-dndextract-*", Session}, // addresses on the session's bus
     {"application/x-libreoffice-internal-id-*", Session},
     {"application/x-openoffice-internal-id-*", Session},
     {"application/x-moz-file*", Session},
     {"application/x-moz-nativeimage", Session},
+    {"application/x-qabstractitemmodeldatalist", Session},
     {"application/x-qt-image", Session},
     {"chromium/x-renderer-taint", Session},
 

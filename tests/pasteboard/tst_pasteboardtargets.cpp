@@ -100,13 +100,18 @@ private Q_SLOTS:
              "application/vnd.portal.files application/x-qt-image chromium/x-renderer-taint "
              "application/x-libreoffice-internal-id-4711 application/x-openoffice-internal-id-1 "
              "application/x-gtk-text-buffer-rich-text;format=x application/x-moz-file "
-             "application/x-moz-file-promise-url application/x-moz-nativeimage");
+             "application/x-moz-file-promise-url application/x-moz-nativeimage "
+             "application/x-kde-ark-dndextract-service application/x-kde-ark-dndextract-path "
+             "application/x-qabstractitemmodeldatalist");
         rows(Role::Origin,
              "text/x-moz-url-priv chromium/x-source-url chromium/x-internal-source-rfh-token "
-             "text/_moz_htmlcontext text/_moz_htmlinfo FILE_NAME "
+             "text/_moz_htmlcontext text/_moz_htmlinfo FILE_NAME OBJECTLINK OWNERLINK ObjectLink "
+             "OwnerLink "
              "application/x-openoffice-link;windows_formatname=\"Link\" "
              "application/x-openoffice-objectdescriptor "
              "application/x-openoffice-objectdescriptor-xml;displayname=\"file:///a\"");
+        for (const char *name : {"Link Source", "Link Source Descriptor", "Object Descriptor"})
+            QTest::newRow(name) << QString::fromLatin1(name) << Role::Origin;
         rows(Role::Duplicate,
              "application/x-libreoffice-tsvc text/x-moz-url-data text/x-moz-url-desc "
              "_NETSCAPE_URL application/x-moz-nativehtml image/x-inkscape-svg "
