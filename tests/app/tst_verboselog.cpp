@@ -1,0 +1,98 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tests/app/AgentFixture.h"
+
+#include <QLoggingCategory>
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+QStringList lines;
+QtMessageHandler before = nullptr;
+
+void record(QtMsgType type, const QMessageLogContext &context, const QString &line) {
+    if (QLatin1StringView(context.category) == QLatin1StringView("clipmule.app"))
+        lines += line;
+    if (type != QtDebugMsg)
+        before(type, context, line);
+}
+
+PropertyList clip(const QString &text) {
+    return PropertyList(PropertyList::Dictionary{
+        {u"items"_qs,
+         PropertyList::List{PropertyList(PropertyList::Dictionary{{u"string"_qs, text}})}}});
+}
+
+} // namespace
+
+// One line for each thing that happens, for people who ask for it, and never a clip's text.
+class VerboseLogTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _agent = std::make_unique<AgentFixture>();
+        QLoggingCategory::setFilterRules(u"clipmule.app.debug=true"_qs);
+        before = qInstallMessageHandler(record);
+    }
+    void cleanup() {
+        _agent.reset();
+        qInstallMessageHandler(before);
+        QLoggingCategory::setFilterRules({});
+        lines.clear();
+    }
+
+    void whatIsCopiedHere() {
+        _agent->connectedPhone(u"Anna"_qs);
+        _agent->connectedPhone(u"Ben"_qs);
+        for (int copy = 0; copy < 2; ++copy) {
+            _agent->pasteboard.copyText(u"a secret"_qs);
+            _agent->advance(0.5);
+        }
+        QCOMPARE(told(), (QStringList{u"sending text of 34 bytes to phones: 2"_qs,
+                                      u"copied here: the last clip again, which is not sent "
+                                      u"twice"_qs}));
+    }
+
+    void whatPhonesSend() {
+        const auto anna = _agent->connectedPhone(u"Anna"_qs);
+        _agent->connectedPhone(u"Ben"_qs);
+        anna->send(u"1"_qs, clip(u"a secret"_qs));
+        _agent->settle();
+        QCOMPARE(told(), (QStringList{u"received text of 8 bytes from Anna"_qs, u"pasted"_qs}));
+        _agent->advance(1);
+        _agent->shared->setObjectForKey(PropertyList(u"clipboard"_qs), u"pasteMode"_qs);
+        anna->send(u"1"_qs, clip(u"a secret"_qs));
+        _agent->settle();
+        QCOMPARE(told(),
+                 (QStringList{u"received text of 8 bytes from Anna"_qs,
+                              u"put on the clipboard, not pasted: so the settings say"_qs}));
+        anna->send(u"2"_qs, clip(u"a secret"_qs));
+        _agent->settle();
+        QCOMPARE(told(), QStringList{u"passing a clip from Anna on to Ben"_qs});
+        anna->send(u"4"_qs, PropertyList(PropertyList::Dictionary{{u"name"_qs, u"A"_qs}}));
+        _agent->settle();
+        QCOMPARE(told(), QStringList{u"received the device record of Anna"_qs});
+    }
+
+    void sleep() {
+        _agent->connectedPhone(u"Anna"_qs);
+        _agent->power.send(PowerMessage::SystemWillSleep);
+        QCOMPARE(told(), QStringList{u"the computer goes to sleep"_qs});
+        _agent->power.send(PowerMessage::SystemHasPoweredOn);
+        QCOMPARE(told(), QStringList{u"the computer woke up"_qs});
+    }
+
+private:
+    // Since the last look.
+    static QStringList told() { return std::exchange(lines, {}); }
+
+    std::unique_ptr<AgentFixture> _agent;
+};
+
+QTEST_GUILESS_MAIN(VerboseLogTest)
+#include "tst_verboselog.moc"
