@@ -21,8 +21,11 @@ KEEPS_SECONDS = 3
 READS_SECONDS = 1.5
 # A program gives its manager ten seconds, twice.
 STORES_SECONDS = 30
-# For a program to start and read the clipboard; also those with a window to draw first.
-STARTS_SECONDS = 15
+# For a manager to start, and how often it is then looked whether it reads what is copied.
+READY_SECONDS = 4
+STARTS_TRIES = 5
+# For one to read a photo in all the forms that it is offered in.
+READS_PHOTO_SECONDS = 8
 
 
 @dataclasses.dataclass
@@ -53,14 +56,14 @@ class Managers:
         self.name = name
         self.recorder = recorder
 
-    def run(self):
-        """Each case with its result."""
+    def run(self, cases):
+        """Each of these cases, {name: description}, with its result."""
         manager = MANAGERS[self.name]
         process = None
         if manager.command:
             process = self.desk.launch(*manager.command, **manager.environment)
             self.wait_until_it_reads(process)
-        for case, what in CASES.items():
+        for case, what in cases.items():
             try:
                 yield what, getattr(self, case)()
             except NotDriven as reason:
@@ -69,13 +72,20 @@ class Managers:
             self.desk.end_program(process)
 
     def wait_until_it_reads(self, process):
-        """There is no mark of readiness that all of them share."""
-        owner = self.owner({"UTF8_STRING": b"a first copy"})
-        wait(lambda: record.requests(owner) or process.poll() is not None, STARTS_SECONDS)
-        if process.poll() is not None:
-            raise NotDriven(f"{self.name} ended with {process.returncode}")
-        self.kill(owner)
-        wait(lambda: False, SETTLES_SECONDS)
+        """There is no mark of readiness that all of them share. Nothing is on the clipboard while it
+        starts: clipman does not work otherwise."""
+        wait(lambda: process.poll() is not None, READY_SECONDS)
+        for _ in range(STARTS_TRIES):
+            if process.poll() is not None:
+                raise NotDriven(f"{self.name} ended with {process.returncode}")
+            owner = self.owner({"UTF8_STRING": self.unique("a first copy")})
+            has_read = wait(lambda: record.requests(owner), READY_SECONDS)
+            wait(lambda: False, READS_SECONDS)
+            self.kill(owner)
+            wait(lambda: False, SETTLES_SECONDS)
+            if has_read:
+                return
+        raise NotDriven(f"{self.name} does not read what is copied")
 
     # Owners
 
@@ -197,8 +207,9 @@ class Managers:
         self.recorder.took_over("secret", self.recorder.kept(offers), asked)
         return self.settled(mark, 0, lambda: b"hunter2" in screen.contents("UTF8_STRING"))
 
-    def agent_quits(self, case, command, is_kept):
+    def agent_quits(self, case, command, is_kept, patience=0):
         self.from_the_phone(command)
+        wait(lambda: False, patience)
         offers = record.offered(self.desk.folder.parent)
         seconds = self.desk.stop_agent()
         wait(screen.targets, KEEPS_SECONDS)
@@ -207,6 +218,8 @@ class Managers:
         mark = self.desk.mark()
         self.desk.start_agent()
         result = self.settled(mark, 0, is_kept)
+        if result["verdict"] == RIGHT and not kept_then:
+            result["verdict"] = NOTHING
         result["what"] += f"; {'kept' if kept_then else 'lost'} at the end, after {seconds:.1f} s"
         return result
 
@@ -218,7 +231,8 @@ class Managers:
         return self.agent_quits("ours, image", f"image {self.material.sent_png}", self.image_kept)
 
     def agent_quits_photo(self):
-        return self.agent_quits("", f"image {self.material.photo}", self.image_kept)
+        return self.agent_quits("", f"image {self.material.photo}", self.image_kept,
+                                READS_PHOTO_SECONDS)
 
 
 CASES = {

@@ -106,10 +106,12 @@ class Run:
         installed = version(managers.MANAGERS[name].packages)
         self.results.begin(name, installed)
         recorder = managers.Recorder(name, self.options.record, self.keep, installed)
-        left = list(managers.CASES.values())
+        cases = {case: what for case, what in managers.CASES.items()
+                 if self.wanted(name, f"manager {what}")}
+        left = list(cases.values())
         try:
             desk.start()
-            for case, result in managers.Managers(desk, self.material, name, recorder).run():
+            for case, result in managers.Managers(desk, self.material, name, recorder).run(cases):
                 self.note(name, "manager", case, result)
                 left.remove(case)
         except (NotDriven, StepFailed) as reason:
