@@ -162,6 +162,8 @@ void PasteboardX11::fetched(const std::optional<PasteboardContents> &fetchedCont
         const bool isCopy = !fetchedContents->isEmpty() && !isTakeover(*fetchedContents);
         setContents(*fetchedContents);
         remember(*fetchedContents);
+        if (fetchedContents->contains(PasteboardMarker::passwordHint))
+            append(PasteboardFingerprint(*fetchedContents), _secrets);
         _last.reset();
         if (isCopy)
             moveChangeCount();
@@ -174,7 +176,7 @@ void PasteboardX11::fetched(const std::optional<PasteboardContents> &fetchedCont
 bool PasteboardX11::isTakeover(const PasteboardContents &fetched) const {
     // A manager that fills an empty clipboard from its history may say so.
     static const QString replacement = QStringLiteral("application/x-kde-onlyReplaceEmpty");
-    if (fetched.contains(replacement))
+    if (fetched.contains(replacement) || isSecretWithoutItsMark(fetched))
         return true;
     if (!_taking.mayBeTakeover())
         return false;
@@ -186,19 +188,30 @@ bool PasteboardX11::isTakeover(const PasteboardContents &fetched) const {
         return true;
     // Managers that keep texts only put the newest of them in the place of a picture or a secret.
     return _taking.fillsAGap() &&
-           (_taking.isTheManagers || _taking.hasOwnedBefore || hasBeenHere(fingerprint));
+           (_taking.isTheManagers || _taking.hasOwnedBefore || isWithinAny(fingerprint, _history));
+}
+
+// Managers that put a password back leave out what marked it as one, and need not be quick.
+bool PasteboardX11::isSecretWithoutItsMark(const PasteboardContents &contents) const {
+    return !_secrets.empty() && !contents.contains(PasteboardMarker::passwordHint) &&
+           isWithinAny(PasteboardFingerprint(contents), _secrets);
 }
 
 void PasteboardX11::remember(const PasteboardContents &contents) {
-    _history.emplace_back(contents);
-    if (_history.size() > mostRemembered)
-        _history.pop_front();
+    append(PasteboardFingerprint(contents), _history);
 }
 
-bool PasteboardX11::hasBeenHere(const PasteboardFingerprint &contents) const {
-    return std::any_of(_history.cbegin(), _history.cend(), [&](const PasteboardFingerprint &older) {
-        return contents.isWithin(older);
-    });
+void PasteboardX11::append(const PasteboardFingerprint &contents, Fingerprints &fingerprints) {
+    fingerprints.push_back(contents);
+    if (fingerprints.size() > mostRemembered)
+        fingerprints.pop_front();
+}
+
+bool PasteboardX11::isWithinAny(const PasteboardFingerprint &contents,
+                                const Fingerprints &fingerprints) {
+    return std::any_of(
+        fingerprints.cbegin(), fingerprints.cend(),
+        [&](const PasteboardFingerprint &older) { return contents.isWithin(older); });
 }
 
 void PasteboardX11::stopFetching() {

@@ -28,7 +28,8 @@ namespace clipmule {
 /// may copy the same again, or a part of it: it follows the end of the owner at once, or it has
 /// just read the contents from us, or it is the client that the desktop names its clipboard
 /// manager. What fills a gap is older when it has been on the clipboard before, or when it is
-/// offered by a window that had owned the clipboard before.
+/// offered by a window that had owned the clipboard before. Of what a password manager has marked
+/// nothing is a copy when it comes back without the mark, whoever offers it and when.
 ///
 /// While nobody watches, no owner is asked for anything; every new owner moves the count.
 ///
@@ -46,8 +47,8 @@ public:
     /// How long after we took the clipboard a program that has read it may take it over. Managers
     /// that own everything anew do it as soon as they have read it.
     static constexpr RunLoop::Seconds reowningTime{1.0};
-    /// Contents whose fingerprints are remembered. What managers bring back is the newest entry of
-    /// their kind in histories of 10 to 25.
+    /// Contents whose fingerprints are remembered, and as many of secrets. What managers bring back
+    /// is the newest entry of their kind in histories of 10 to 25.
     static constexpr size_t mostRemembered = 64;
     /// Windows that are remembered as having owned the clipboard. A desktop has some tens.
     static constexpr qsizetype mostEarlierOwners = 256;
@@ -74,6 +75,8 @@ protected:
 
 private:
     // What is known of the newest owner: whether its contents may be those that were there before.
+    using Fingerprints = std::deque<PasteboardFingerprint>; // the newest last
+
     struct Taking {
         bool isCopy = false; // certainly: something new has come in between
         bool followsAnEnd = false;
@@ -99,8 +102,11 @@ private:
     void fetch(xcb_timestamp_t time);
     void fetched(const std::optional<PasteboardContents> &contents);
     [[nodiscard]] bool isTakeover(const PasteboardContents &fetched) const;
+    [[nodiscard]] bool isSecretWithoutItsMark(const PasteboardContents &contents) const;
     void remember(const PasteboardContents &contents);
-    [[nodiscard]] bool hasBeenHere(const PasteboardFingerprint &contents) const;
+    static void append(const PasteboardFingerprint &contents, Fingerprints &fingerprints);
+    [[nodiscard]] static bool isWithinAny(const PasteboardFingerprint &contents,
+                                          const Fingerprints &fingerprints);
     void stopFetching();
     void forgetContents();
 
@@ -118,11 +124,12 @@ private:
     // What was on the clipboard last, where it is not among the contents any more; nothing when it
     // was never read.
     std::optional<PasteboardFingerprint> _last;
-    std::deque<PasteboardFingerprint> _history; // the newest last
-    xcb_window_t _currentOwner = XCB_NONE;      // or, while there is none, the one before
-    QSet<xcb_window_t> _earlierOwners;          // that still exist
-    std::optional<RunLoop::Seconds> _ended;     // when the owner did, while there is no other
-    std::optional<RunLoop::Seconds> _taken;     // when we took the clipboard
+    Fingerprints _history;
+    Fingerprints _secrets;
+    xcb_window_t _currentOwner = XCB_NONE;  // or, while there is none, the one before
+    QSet<xcb_window_t> _earlierOwners;      // that still exist
+    std::optional<RunLoop::Seconds> _ended; // when the owner did, while there is no other
+    std::optional<RunLoop::Seconds> _taken; // when we took the clipboard
 };
 
 /// Whether the display tells of changes of the clipboard at all.
