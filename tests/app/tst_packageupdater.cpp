@@ -111,6 +111,19 @@ private Q_SLOTS:
         QCOMPARE(_asked, QStringList());
     }
 
+    void whatWasToldOnceIsFollowedBySilence() {
+        _updater->setAutomaticallyChecksForUpdates(true);
+        _runLoop.advance(PackageUpdater::firstAutomaticCheck);
+        _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
+        QCOMPARE(_notice.messages.size(), 1);
+        for (const Outcome outcome : {Outcome::UpToDate, Outcome::NoService}) {
+            _runLoop.advance(PackageUpdater::automaticCheckInterval);
+            _packages->answer(answerOf(outcome));
+            QCOMPARE(_notice.messages.size(), 1);
+        }
+        _updater->setAutomaticallyChecksForUpdates(false);
+    }
+
     void whatTheUserWantsIsInstalledAndTheOwnerIsToldBefore() {
         _updater->checkForUpdates();
         _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));

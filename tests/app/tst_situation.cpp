@@ -44,6 +44,19 @@ private Q_SLOTS:
         QVERIFY(_changes > before);
     }
 
+    void aChangeOfSettingsIsTold() {
+        launch();
+        _agent->settle();
+        int before = _changes;
+        _agent->applicationDefaults->setBoolForKey(false, u"syncEnabled"_qs);
+        _agent->settle();
+        QVERIFY(_changes > before);
+        before = _changes;
+        _agent->setRegistered({u"Ben"_qs});
+        _agent->settle();
+        QVERIFY(_changes > before);
+    }
+
     void aConnectionThatEndsIsTold() {
         launch();
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
