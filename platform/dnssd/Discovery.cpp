@@ -80,7 +80,7 @@ void Discovery::useFallback() {
     _onFallback = true;
     qCInfo(logDnsSd).noquote() << QStringLiteral("using %1").arg(_fallback->description());
     for (DiscoveryObject *object : _objects)
-        object->move(false);
+        object->move();
     callCopyOf(onDescriptionChange);
 }
 
@@ -88,7 +88,7 @@ void Discovery::usePreferred() {
     _onFallback = false;
     qCInfo(logDnsSd).noquote() << QStringLiteral("using %1").arg(_preferred->description());
     for (DiscoveryObject *object : _objects)
-        object->move(true);
+        object->move();
     RunLoop &runLoop = RunLoop::current();
     _overlap = runLoop.performAfter(announcementOverlap, [this] { endOverlap(); });
     _release = runLoop.performAfter(fallbackRelease, [this] { _fallback.reset(); });
@@ -138,14 +138,14 @@ DiscoveryObject::~DiscoveryObject() {
     std::erase(_discovery._objects, this);
 }
 
-void DiscoveryObject::move(bool) {
+void DiscoveryObject::move() {
     forget();
     ask();
 }
 
 Responder *DiscoveryObject::responder() {
     Responder &active = _discovery.begin();
-    return isAnswering(active.availability()) && !_retry.isPending() ? &active : nullptr;
+    return isAnswering(active.availability()) ? &active : nullptr;
 }
 
 void DiscoveryObject::askLater() {

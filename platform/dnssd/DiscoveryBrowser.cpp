@@ -6,8 +6,6 @@
 #include "platform/dnssd/Log.h"
 #include "platform/dnssd/SeenInstances.h"
 
-#include <algorithm>
-
 namespace clipmule::dnssd {
 
 namespace {
@@ -32,12 +30,8 @@ public:
     }
 
     void ask() override {
-        Responder *const responder = _running ? this->responder() : nullptr;
+        Responder *const responder = _running && !_browse ? this->responder() : nullptr;
         if (!responder)
-            return;
-        if (hasUnseen())
-            settleWithin(Discovery::patienceWithoutFirstAnswers);
-        if (_browse)
             return;
         _browse = responder->browse(_type);
         _browse->onSeen = [this](const QString &name, int interface, int protocol) {
@@ -50,25 +44,20 @@ public:
         };
         _browse->onAllForNow = [this] { allForNow(); };
         _browse->onFailed = [this](const QString &reason) { refused(reason); };
+        if (!_reported.empty())
+            settleIn(Discovery::patienceWithoutFirstAnswers);
     }
 
     void forget() override {
         stopWaiting();
         _browse.reset();
         _seen.clear();
-        _events.clear();
         _settling.cancel();
     }
 
 private:
     [[nodiscard]] ServiceName named(const QString &name) const {
         return {name, _type, QStringLiteral("local")};
-    }
-
-    /// Whether something reported before a loss or a switch has not been seen again yet.
-    [[nodiscard]] bool hasUnseen() const {
-        return std::any_of(_reported.begin(), _reported.end(),
-                           [this](const QString &name) { return !_seen.contains(name); });
     }
 
     void remove(const QString &name) {
@@ -78,7 +67,7 @@ private:
 
     void allForNow() {
         if (_settling.isPending())
-            settleWithin(Discovery::patienceAfterFirstAnswers);
+            settleIn(Discovery::patienceAfterFirstAnswers);
         if (!std::exchange(_toldAllForNow, true))
             callCopyOf(onAllForNow);
     }
@@ -90,23 +79,16 @@ private:
         askLater();
     }
 
-    void settleWithin(RunLoop::Seconds patience) {
-        RunLoop &runLoop = RunLoop::current();
-        const RunLoop::Seconds end = runLoop.now() + patience;
-        if (_settling.isPending() && _settlingEnd <= end)
-            return;
-        _settlingEnd = end;
-        _settling = runLoop.performAfter(patience, [this] { settle(); });
+    void settleIn(RunLoop::Seconds patience) {
+        _settling = RunLoop::current().performAfter(patience, [this] { settle(); });
     }
 
+    /// What was reported before a loss or a switch, and has not been seen again, is gone.
     void settle() {
         // One at a time: the client may stop or destroy this at each.
         for (const QString &name : _reported) {
             if (!_seen.contains(name))
-                _events.post([this, name] {
-                    if (!_seen.contains(name))
-                        remove(name);
-                });
+                _events.post([this, name] { remove(name); });
         }
     }
 
@@ -117,7 +99,6 @@ private:
     std::set<QString> _reported;
     EventQueue _events;
     RunLoop::Timer _settling;
-    RunLoop::Seconds _settlingEnd{0};
     bool _toldAllForNow = false;
 };
 

@@ -23,13 +23,12 @@ public:
     /// What the responder in use did for this is gone.
     virtual void forget() = 0;
     /// Another responder is in use. The one so far may still serve for a while.
-    virtual void move(bool formerServes);
+    virtual void move();
     /// The one before serves no longer.
     virtual void endOverlap() {}
 
 protected:
-    /// The responder in use, looked for from now on; null unless it answers, and while askLater()
-    /// has its effect.
+    /// The responder in use, looked for from now on; null unless it answers.
     [[nodiscard]] Responder *responder();
     /// After a refusal, for the responder's limit of objects for example: asks again in a while.
     void askLater();

@@ -62,28 +62,27 @@ public:
     void forget() override {
         stopWaiting();
         _group.reset();
-        _published.reset();
         _attempt = 1;
     }
 
-    void move(bool formerServes) override {
-        if (formerServes && _group) {
+    void move() override {
+        if (_group) {
             _former = std::move(_group);
             _former->onEstablished = {};
             _former->onCollision = {};
             _former->onFailed = {};
-            _formerName = _published;
+            _formerAttempt = _attempt;
         }
-        DiscoveryObject::move(formerServes);
+        DiscoveryObject::move();
     }
 
     void endOverlap() override {
         // The two are one host, and share a name; should they not agree about the host's name,
         // the new one has given way to the other. Now there is no need to.
-        const bool gaveWay = _former && _published && _formerName && *_published != *_formerName;
+        const bool gaveWay = _former && _attempt > _formerAttempt;
         _former.reset();
         if (gaveWay)
-            DiscoveryObject::move(false);
+            DiscoveryObject::move();
     }
 
 private:
@@ -103,7 +102,6 @@ private:
     void established() {
         const QString name = this->name();
         _hasComplained = false;
-        _published = name;
         if (std::exchange(_reported, name) != name)
             callCopyOf(onPublished, name);
     }
@@ -131,9 +129,8 @@ private:
     bool _hasComplained = false;
     int _attempt = 1;
     std::unique_ptr<Responder::EntryGroup> _group;
-    std::optional<QString> _published; // by the group
     std::unique_ptr<Responder::EntryGroup> _former;
-    std::optional<QString> _formerName;
+    int _formerAttempt = 1;
     std::optional<QString> _reported;
     EventQueue _events;
 };

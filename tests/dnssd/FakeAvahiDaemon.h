@@ -8,6 +8,7 @@
 #include <QByteArrayList>
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusVirtualObject>
@@ -32,18 +33,24 @@ inline constexpr int established = 2;
 /// path of a new object, or with nothing, or as told.
 class FakeAvahiDaemon final : public QDBusVirtualObject {
 public:
-    explicit FakeAvahiDaemon(const QString &address)
-        : _connection(QDBusConnection::connectToBus(address, QStringLiteral("daemon"))) {
+    explicit FakeAvahiDaemon(const QString &address, const QString &name = QStringLiteral("daemon"))
+        : _name(name)
+        , _connection(QDBusConnection::connectToBus(address, name)) {
         _connection.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath);
     }
     ~FakeAvahiDaemon() override {
         // A call that is still on its way to us refers to the connection, which goes first.
         _connection.unregisterObject(QStringLiteral("/"), QDBusConnection::UnregisterTree);
         QCoreApplication::removePostedEvents(this);
-        QDBusConnection::disconnectFromBus(QStringLiteral("daemon"));
+        QDBusConnection::disconnectFromBus(_name);
     }
 
-    void appear() { _connection.registerService(avahi); }
+    /// Also when another one is there.
+    void appear() {
+        _connection.interface()->registerService(avahi,
+                                                 QDBusConnectionInterface::ReplaceExistingService,
+                                                 QDBusConnectionInterface::AllowReplacement);
+    }
     void vanish() { _connection.unregisterService(avahi); }
 
     void emitSignal(const QString &path, const QString &kind, const QString &member,
@@ -82,8 +89,11 @@ public:
         const QString member = message.member();
         calls += member;
         callPaths += message.path();
-        if (member == QStringLiteral("GetState"))
-            return isMute || reply(message, {state});
+        callArguments += message.arguments();
+        if (member == QStringLiteral("GetState")) {
+            stateAsked = message;
+            return isMute || tellState();
+        }
         if (holds) {
             held += message;
             return true;
@@ -116,13 +126,17 @@ public:
             answer(held.takeFirst());
     }
 
+    bool tellState() { return reply(stateAsked, {state}); }
+
     int state = running;
     int objects = 0;
     bool holds = false;
     bool isMute = false; // about its state
+    QDBusMessage stateAsked;
     QList<QDBusMessage> held;
     QStringList calls;
     QStringList callPaths;
+    QList<QVariantList> callArguments;
     QStringList paths;              // of the objects made
     QHash<QString, QString> errors; // member, name of the error
     std::function<void(const QString &member, const QString &path)> beforeReply;
@@ -133,6 +147,7 @@ private:
         return _connection.send(message.createReply(arguments));
     }
 
+    const QString _name;
     QDBusConnection _connection;
 };
 

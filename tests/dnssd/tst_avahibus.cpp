@@ -1,113 +1,25 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/Discovery.h"
-#include "platform/dnssd/backends/bus/AvahiBus.h"
-#include "platform/dnssd/backends/bus/AvahiBusResponder.h"
-#include "tests/dnssd/FakeAvahiDaemon.h"
-#include "tests/dnssd/Observers.h"
-#include "tests/kit/ManualRunLoop.h"
-
-#include <QDBusMetaType>
-#include <QTemporaryDir>
-#include <QTest>
+#include "tests/dnssd/AvahiBusFixture.h"
 
 using namespace clipmule;
 using namespace clipmule::dnssd;
 using namespace clipmule::dnssd::test;
 
-namespace {
-
-constexpr int patience = 20000;
-
-} // namespace
-
 // What the daemon says and when, in cases that a real one seldom makes or never; and what others
-// say in its name. On a bus of its own, with a manual run loop.
-class AvahiBusTest : public QObject {
+// say in its name.
+class AvahiBusTest : public QObject, AvahiBusFixture {
     Q_OBJECT
 
-    kit::ManualRunLoop _loop;
-    const RunLoop::Installation _installation{_loop};
-    QTemporaryDir _folder;
-    const QString _configuration = _folder.filePath(QStringLiteral("bus.conf"));
-    QProcess _bus;
-    // Without the identity that each bus gives itself.
-    const QString _address = QStringLiteral("unix:path=") + _folder.filePath(QStringLiteral("bus"));
-    std::unique_ptr<FakeAvahiDaemon> _daemon;
-    AvahiBusResponder *_responder = nullptr;
-    std::unique_ptr<Discovery> _backend;
-
-    /// Lets the bus and the run loop work until something is so. No time passes.
-    [[nodiscard]] bool until(const std::function<bool()> &condition) {
-        return QTest::qWaitFor(
-            [&] {
-                _loop.runOnce();
-                return condition();
-            },
-            patience);
-    }
-
-    /// Until the daemon has been asked for something more, after all that was under way.
-    [[nodiscard]] bool roundTrip() {
-        Resolution probe(*_backend);
-        const qsizetype before = _daemon->calls.size();
-        probe.resolver->start({QStringLiteral("Probe"), type, local}, RunLoop::Seconds(1000));
-        return until(
-            [&] { return _daemon->calls.mid(before).count(QStringLiteral("Start")) == 4; });
-    }
-
-    void startBus() {
-        _bus.start(QStringLiteral("dbus-daemon"),
-                   {QStringLiteral("--config-file=") + _configuration, QStringLiteral("--nofork"),
-                    QStringLiteral("--nopidfile"), QStringLiteral("--print-address=1")});
-    }
-
-    /// The path of the object that was made last.
-    [[nodiscard]] QString lastPath() const { return _daemon->paths.value(_daemon->objects - 1); }
-
 private Q_SLOTS:
-    void initTestCase() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        qDBusRegisterMetaType<QByteArrayList>();
-        QFile configuration(_configuration);
-        QVERIFY(configuration.open(QIODevice::WriteOnly));
-        configuration.write("<!DOCTYPE busconfig PUBLIC "
-                            "\"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
-                            "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">"
-                            "<busconfig><listen>" +
-                            _address.toUtf8() +
-                            "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-                            "<allow user=\"*\"/><allow own=\"*\"/>"
-                            "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
-                            "<allow eavesdrop=\"true\"/></policy>"
-                            "<limit name=\"max_replies_per_connection\">" +
-                            QByteArray::number(AvahiBus::maximumOpenCalls) +
-                            "</limit></busconfig>");
-        configuration.close();
-        startBus();
-        QTRY_VERIFY_WITH_TIMEOUT(_bus.canReadLine(), patience);
-        qputenv("DBUS_SYSTEM_BUS_ADDRESS", _address.toUtf8());
-    }
-
-    void cleanupTestCase() {
-        _bus.terminate();
-        _bus.waitForFinished();
-    }
-
+    void initTestCase() { QVERIFY(setUpBus()); }
+    void cleanupTestCase() { endBus(); }
     void init() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _daemon = std::make_unique<FakeAvahiDaemon>(_address);
-        _daemon->appear();
-        auto responder = std::make_unique<AvahiBusResponder>();
-        _responder = responder.get();
-        _backend = std::make_unique<Discovery>(std::move(responder));
+        begin();
     }
-
-    void cleanup() {
-        _backend.reset();
-        _daemon.reset();
-    }
+    void cleanup() { end(); }
 
     void aSignalBeforeTheAnswerThatNamesItsObjectIsNotLost() {
         _daemon->beforeReply = [&](const QString &, const QString &path) {
@@ -221,6 +133,32 @@ private Q_SLOTS:
         QVERIFY(resolution.resolved);
     }
 
+    void eachTransportIsAskedForEachKindOfAddress() {
+        Resolution resolution(*_backend);
+        resolution.resolver->start(anna, RunLoop::Seconds(10));
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 4; }));
+        QStringList asked;
+        for (qsizetype call = 0; call < _daemon->calls.size(); ++call) {
+            const QVariantList &arguments = _daemon->callArguments[call];
+            if (_daemon->calls[call] == QStringLiteral("ServiceResolverPrepare"))
+                asked += arguments[1].toString() + u'>' + arguments[5].toString();
+        }
+        asked.sort();
+        QCOMPARE(asked, (QStringList{QStringLiteral("0>0"), QStringLiteral("0>1"),
+                                     QStringLiteral("1>0"), QStringLiteral("1>1")}));
+    }
+
+    void aStoppedResolveForgetsWhatItHas() {
+        Resolution resolution(*_backend);
+        resolution.resolver->start(anna, RunLoop::Seconds(10));
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 4; }));
+        _daemon->resolved(_daemon->paths[0], QStringLiteral("192.0.2.7"), 4711);
+        QVERIFY(roundTrip());
+        resolution.resolver->stop();
+        _loop.advance(20);
+        QCOMPARE(resolution.count, 0);
+    }
+
     void aResolveFailsWhenAllFourQuestionsAreRefused() {
         _daemon->errors.insert(QStringLiteral("ServiceResolverPrepare"),
                                QStringLiteral("TooManyObjectsError"));
@@ -317,25 +255,29 @@ private Q_SLOTS:
         }
     }
 
-    void whatWaitsForItsTurnEndsWithTheDaemon() {
-        _daemon->holds = true;
-        std::vector<std::unique_ptr<Publication>> publications;
-        for (int number = 0; number < 40; ++number) {
-            publications.push_back(std::make_unique<Publication>(*_backend));
-            publications.back()->publisher->start({QString::number(number), type, local}, 1,
-                                                  QByteArray());
-        }
-        QVERIFY(until([&] { return _daemon->held.size() == 32; }));
-        _daemon->vanish();
-        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
-        _daemon->holds = false;
-        // The bus waits for answers of this process, which has not ended, and nobody else does.
-        _daemon->release(32);
-        _daemon->calls.clear();
-        _daemon->callPaths.clear();
-        _daemon->appear();
-        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Commit")) == 40; }));
-        QCOMPARE(_daemon->count(QStringLiteral("EntryGroupNew")), 40);
+    void aNameThatIsTakenLaterIsNumbered() {
+        Publication publication(*_backend);
+        publication.publisher->start(anna, 1, QByteArray());
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Commit")) == 1; }));
+        _daemon->groupState(lastPath(), established);
+        _daemon->groupState(lastPath(), 3); // a collision
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Commit")) == 2; }));
+        _daemon->groupState(lastPath(), established);
+        QVERIFY(until([&] { return publication.names.size() == 2; }));
+        QCOMPARE(publication.names, (QStringList{anna.name, anna.name + QStringLiteral(" (2)")}));
+    }
+
+    void aRecordIsChangedOnceItsServiceIsOut() {
+        Publication publication(*_backend);
+        publication.publisher->start(anna, 1, "\3a=1");
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Commit")) == 1; }));
+        publication.publisher->setTxtRecord("\3a=2");
+        QVERIFY(roundTrip());
+        QCOMPARE(_daemon->count(QStringLiteral("UpdateServiceTxt")), 0);
+        _daemon->groupState(_daemon->paths[0], established);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("UpdateServiceTxt")) == 1; }));
+        publication.publisher->setTxtRecord("\3a=3");
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("UpdateServiceTxt")) == 2; }));
     }
 
     void fiftyNamesAreTried() {
@@ -346,34 +288,6 @@ private Q_SLOTS:
         QCOMPARE(publication.errors, QStringList{QStringLiteral("every name is taken")});
         QCOMPARE(_daemon->count(QStringLiteral("AddService")), 50);
         QVERIFY(until([&] { return _daemon->count(QStringLiteral("Free")) == 50; }));
-    }
-
-    void aDaemonThatIsStartingBrowsesButDoesNotPublishYet() {
-        _daemon->state = starting;
-        _daemon->afterCall = [&](const QString &member, const QString &path) {
-            if (member == QStringLiteral("Commit"))
-                _daemon->groupState(path, established);
-        };
-        Browse browse(*_backend);
-        Publication publication(*_backend);
-        browse.browser->start(type);
-        publication.publisher->start(anna, 1, QByteArray());
-        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
-        QVERIFY(roundTrip());
-        QCOMPARE(_responder->availability(), Availability::Starting);
-        QCOMPARE(_daemon->count(QStringLiteral("EntryGroupNew")), 0);
-        _daemon->setState(running);
-        QVERIFY(until([&] { return publication.names.size() == 1; }));
-        // Its host name is taken: it looks for another, and what named the host is put up again.
-        const QString group = lastPath();
-        _daemon->setState(starting);
-        QVERIFY(until([&] { return _daemon->calls.last() == QStringLiteral("Free"); }));
-        QCOMPARE(_daemon->callPaths.last(), group);
-        _daemon->setState(running);
-        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Commit")) == 2; }));
-        QVERIFY(roundTrip());
-        QCOMPARE(publication.names, QStringList{anna.name});
-        QCOMPARE(browse.changes(), QStringList());
     }
 
     void anObjectNotWantedAnyMoreWhenItComesIsFreed() {
@@ -389,81 +303,6 @@ private Q_SLOTS:
         QCOMPARE(_daemon->calls[_daemon->callPaths.indexOf(lastPath())], QStringLiteral("Free"));
     }
 
-    void afterALossNothingOfTheFormerDaemonIsFreedInTheNext() {
-        Browse browse(*_backend);
-        Publication publication(*_backend);
-        browse.browser->start(type);
-        publication.publisher->start(anna, 1, QByteArray());
-        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Commit")) == 1; }));
-        _daemon->found(_daemon->paths[0], QStringLiteral("Bert"));
-        QVERIFY(until([&] { return browse.changes().size() == 1; }));
-        _daemon->vanish();
-        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
-        QCOMPARE(browse.changes(), QStringList{QStringLiteral("+Bert")});
-        QVERIFY2(_backend->description().endsWith(QStringLiteral(": it has ended")),
-                 qPrintable(_backend->description()));
-        // The next one counts its objects from the start.
-        _daemon->objects = 0;
-        _daemon->paths.clear();
-        _daemon->appear();
-        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Commit")) == 2; }));
-        QVERIFY(roundTrip());
-        QCOMPARE(_daemon->calls.mid(0, _daemon->calls.lastIndexOf(QStringLiteral("Commit")))
-                     .count(QStringLiteral("Free")),
-                 0);
-        _daemon->found(_daemon->paths[0], QStringLiteral("Bert"));
-        _daemon->found(_daemon->paths[0], QStringLiteral("Carl"));
-        QVERIFY(until([&] { return browse.changes().size() == 2; }));
-        QCOMPARE(browse.changes(), (QStringList{QStringLiteral("+Bert"), QStringLiteral("+Carl")}));
-    }
-
-    void aDaemonThatIsNotThereIsNoticedWhenItComes() {
-        _daemon->vanish();
-        Browse browse(*_backend);
-        browse.browser->start(type);
-        QCOMPARE(_responder->availability(), Availability::Unknown);
-        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
-        QVERIFY2(_backend->description().endsWith(QStringLiteral(": it is not running")),
-                 qPrintable(_backend->description()));
-        _daemon->appear();
-        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
-        QCOMPARE(_responder->availability(), Availability::Running);
-    }
-
-    void oneThatEndsBeforeItHasAnsweredIsNotThere() {
-        _daemon->isMute = true;
-        Browse browse(*_backend);
-        browse.browser->start(type);
-        QVERIFY(until([&] { return _daemon->count(QStringLiteral("GetState")) == 1; }));
-        _daemon->vanish();
-        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
-        _daemon->isMute = false;
-        _daemon->appear();
-        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
-    }
-
-    void aBusThatComesBackIsUsedASecondLater() {
-        QVERIFY(roundTrip());
-        Browse browse(*_backend);
-        browse.browser->start(type);
-        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 5; }));
-        _bus.terminate();
-        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
-        QVERIFY2(_backend->description().endsWith(QStringLiteral(": the system bus is gone")),
-                 qPrintable(_backend->description()));
-        QVERIFY(until([&] { return _bus.state() == QProcess::NotRunning; }));
-        _daemon.reset();
-        (void)_bus.readAll();
-        startBus();
-        QVERIFY(until([&] { return _bus.canReadLine(); }));
-        _daemon = std::make_unique<FakeAvahiDaemon>(_address);
-        _daemon->appear();
-        _loop.advance(0.9);
-        QCOMPARE(_daemon->calls, QStringList());
-        _loop.advance(0.2);
-        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
-    }
-
     void refusedBrowsingIsTriedAgainTenSecondsLater_data() {
         QTest::addColumn<QString>("member");
         QTest::newRow("browser") << QStringLiteral("ServiceBrowserPrepare");
@@ -471,6 +310,7 @@ private Q_SLOTS:
     }
     void refusedBrowsingIsTriedAgainTenSecondsLater() {
         QFETCH(QString, member);
+        const auto kind = member.chopped(7); // without "Prepare"
         _daemon->errors.insert(member, QStringLiteral("TooManyObjectsError"));
         Browse browse(*_backend);
         TxtRecords txt(*_backend);
@@ -492,6 +332,14 @@ private Q_SLOTS:
         QVERIFY(until([&] { return _daemon->count(member) == 2; }));
         QVERIFY(until([&] { return lastPath() == _daemon->callPaths.last(); }));
         QCOMPARE(_daemon->calls.last(), QStringLiteral("Start"));
+        // The daemon may give up later as well.
+        const QByteArray warning = browsing ? "cannot look for _clipmule-s2._tcp: gone"
+                                            : "cannot watch a TXT record: gone";
+        QTest::ignoreMessage(QtWarningMsg, warning.constData());
+        _daemon->emitSignal(lastPath(), kind, QStringLiteral("Failure"), {QStringLiteral("gone")});
+        QVERIFY(until([&] { return _daemon->calls.last() == QStringLiteral("Free"); }));
+        _loop.advance(10.1);
+        QVERIFY(until([&] { return _daemon->count(member) == 3; }));
     }
 
     void theFirstRecordIsReportedAndEachChange() {

@@ -101,6 +101,13 @@ private Q_SLOTS:
         QVERIFY(resolution.resolved);
         QCOMPARE(txt.records, QList<QByteArray>{"\3a=1"});
         QCOMPARE(_preferred->browsedTypes(), QStringList());
+        // What is asked for once is not asked again without a reason.
+        const int asked = _fallback->operationCount();
+        _loop.advance(longTime);
+        _preferred->setAvailability(Availability::Starting);
+        lose();
+        _loop.advance(longTime);
+        QCOMPARE(_fallback->operationCount(), asked);
     }
 
     void oneThatSaysNothingIsWaitedFor() {
@@ -393,6 +400,7 @@ private Q_SLOTS:
         Browse browse(*_backend);
         browse.browser->start(type);
         _loop.advance(1);
+        browse.browser->stop();
         lose();
         _loop.advance(0.1);
         QStringList told;
@@ -400,7 +408,7 @@ private Q_SLOTS:
         _loop.advance(2.8);
         QCOMPARE(told, QStringList());
         _loop.advance(longTime);
-        QVERIFY(!told.isEmpty());
+        QCOMPARE(told, QStringList{_backend->description()});
         QVERIFY(told.constFirst().startsWith(_fallback->description()));
     }
 
@@ -450,6 +458,19 @@ private Q_SLOTS:
         _loop.advance(1);
         QCOMPARE(_preferred->published().size(), 1);
         QCOMPARE(publication.errors, QStringList());
+    }
+
+    void aNameTakenInTheOverlapIsChangedOnce() {
+        lose();
+        Publication publication(*_backend);
+        publication.publisher->start(desk, 1, QByteArray());
+        _loop.advance(1);
+        comeBack();
+        _loop.advance(1);
+        _observer->appear(desk, {address});
+        _loop.advance(0.1);
+        QCOMPARE(_preferred->published().size(), 1);
+        QCOMPARE(_preferred->published()[0].service.name, QStringLiteral("Desk (2)"));
     }
 
     void theOverlapEndsWithTheFormerOne() {

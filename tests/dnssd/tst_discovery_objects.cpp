@@ -201,12 +201,34 @@ private Q_SLOTS:
         start();
         _loop.advance(1);
         QCOMPARE(_responder->operationCount(), 5);
+        QCOMPARE(publication.errors.size(), kind == u"publisher" ? 4 : 0);
         publication.publisher->stop();
         browse.browser->stop();
         txt.watch->stop();
         _loop.advance(longTime);
         QCOMPARE(_responder->operationCount(), 5);
         QCOMPARE(browse.changes(), QStringList());
+    }
+
+    void aBrowserStartedAgainBeginsAnew() {
+        _observer->appear(anna, {address});
+        Browse browse(*_backend);
+        for (int round = 0; round < 2; ++round) {
+            browse.browser->start(type);
+            _loop.advance(1);
+        }
+        QCOMPARE(browse.events, (QStringList{QStringLiteral("+Anna"), QStringLiteral("."),
+                                             QStringLiteral("+Anna"), QStringLiteral(".")}));
+    }
+
+    void aTxtWatchStartedAgainBeginsAnew() {
+        _observer->appear(anna, {address}, "\3a=1");
+        TxtRecords txt(*_backend);
+        for (int round = 0; round < 2; ++round) {
+            txt.watch->start(anna);
+            _loop.advance(1);
+        }
+        QCOMPARE(txt.records, (QList<QByteArray>{"\3a=1", "\3a=1"}));
     }
 
     void aBrowserThatFailedConfirmsWhatItHadFound() {

@@ -331,13 +331,16 @@ private Q_SLOTS:
         Browse browse(*_backend);
         Browse stoppedBrowse(*_backend);
         Resolution resolution(*_backend);
+        Resolution impossible(*_backend);
         TxtRecords txt(*_backend);
         stoppedBrowse.browser->start(_type);
+        impossible.resolver->start(named(QString(64, u'x')), RunLoop::Seconds(10));
         resolution.resolver->start(named(QStringLiteral("Anna")), RunLoop::Seconds(0.1));
         txt.watch->start(named(QStringLiteral("Anna")));
         stopped.publisher->start(named(QString(64, u'x')), 1, QByteArray());
         stoppedBrowse.browser->stop();
         resolution.resolver->stop();
+        impossible.resolver->stop();
         txt.watch->stop();
         stopped.publisher->stop();
         browse.browser->start(_type);
@@ -346,6 +349,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(publication.names.size(), 1, patience);
         QCOMPARE(stoppedBrowse.events, QStringList());
         QCOMPARE(resolution.count, 0);
+        QCOMPARE(impossible.count, 0);
         QCOMPARE(txt.records, QList<QByteArray>());
         QCOMPARE(stopped.errors, QStringList());
     }
