@@ -27,6 +27,7 @@ const pieces = {
  link: ['<a href="LINK">a link</a>'],
  image: ['<img src="/picture.png">'],
  photo: ['<img src="/photo.jpg">'],
+ large: ['<img src="/large.jpg">'],
  input: ['<textarea></textarea>', 'focus'],
  rich: ['<div contenteditable></div>', 'focus'],
 };
@@ -64,7 +65,8 @@ class Page:
         page = PAGE.replace("TEXT", material.TEXT).replace("LINK", material.LINK).encode()
         commands = self.commands = queue.Queue()
         told = self.told = []
-        files = {"/picture.png": stuff.png, "/photo.jpg": stuff.photo}
+        files = {"/picture.png": stuff.png, "/photo.jpg": stuff.photo,
+                 "/large.jpg": stuff.large_photo}
 
         class Handler(BaseHTTPRequestHandler):
             def answer(self, data, kind="text/html; charset=utf-8"):
@@ -163,6 +165,11 @@ class Browser(Program):
 
     def copy_photo(self):
         self.show("photo")
+        self.screen.menu_key(self.window, self.image_key)
+        return lambda item: "imageData" in item
+
+    def copy_large_photo(self):
+        self.show("large")
         self.screen.menu_key(self.window, self.image_key)
         return lambda item: "imageData" in item
 

@@ -12,7 +12,7 @@ from programs import Program
 from . import record, screen
 from .desk import SETTLES_SECONDS
 from .screen import NotDriven, need, wait
-from .verdicts import NOTHING, NOT_DRIVEN, OTHER, RIGHT, described
+from .verdicts import CASES, NOTHING, NOT_DRIVEN, OTHER, RIGHT, described
 
 GTK_OWNER = pathlib.Path(__file__).resolve().parent / "gtk_owner.py"
 # Until a manager has taken over what an owner left behind.
@@ -233,21 +233,6 @@ class Managers:
     def agent_quits_photo(self):
         return self.agent_quits("", f"image {self.material.photo}", self.image_kept,
                                 READS_PHOTO_SECONDS)
-
-
-CASES = {
-    "phone_sends": "the phone sends five clips",
-    "text_ends": "a text, its owner ends",
-    "styled_ends": "a styled text, its owner ends",
-    "image_ends": "an image, its owner ends",
-    "image_ends_after_phone": "an image after a text of the phone, its owner ends",
-    "gtk_text_quits": "a text, its owner hands over and quits",
-    "gtk_image_quits": "an image, its owner hands over and quits",
-    "secret_ends": "a secret after a text of the phone, its owner ends",
-    "agent_quits_text": "a text of the phone, the agent is ended and started",
-    "agent_quits_image": "an image of the phone, the agent is ended and started",
-    "agent_quits_photo": "a photo of the phone, the agent is ended and started",
-}
 
 
 class Recorder:

@@ -15,6 +15,7 @@ CELLS = [["mill", "river", "7"], ["oak", "ash", "12"], ["a", "b", "99"]]
 SOME_ROWS, MANY_ROWS, COLUMNS = 200, 3000, 15
 PICTURE_SIZE = (640, 480)
 PHOTO_SIZE = (3000, 2000)
+LARGE_PHOTO_SIZE = (6000, 4000)
 
 
 def convert(*arguments):
@@ -27,14 +28,16 @@ class Material:
         folder.mkdir(parents=True, exist_ok=True)
         self.png = folder / "picture.png"
         self.photo = folder / "photo.jpg"
+        self.large_photo = folder / "large.jpg"
         self.sent_png = folder / "sent.png"
         self.sent_jpeg = folder / "sent.jpg"
         size = "x".join(map(str, PICTURE_SIZE))
         convert("-size", size, "gradient:orange-midnightblue", "-fill", "gold", "-draw",
                 "circle 320,300 320,220", self.png)
-        # Noise of a camera's kind: a photo is large as a PNG.
-        convert("-seed", "7", "-size", "x".join(map(str, PHOTO_SIZE)), "plasma:", "-attenuate",
-                "0.3", "+noise", "Gaussian", "-quality", "88", self.photo)
+        for path, pixels in ((self.photo, PHOTO_SIZE), (self.large_photo, LARGE_PHOTO_SIZE)):
+            # Noise of a camera's kind: a photo is large as a PNG.
+            convert("-seed", "7", "-size", "x".join(map(str, pixels)), "plasma:", "-attenuate",
+                    "0.3", "+noise", "Gaussian", "-quality", "88", path)
         convert("-size", "120x90", "gradient:red-blue", self.sent_png)
         convert("-seed", "3", "-size", "160x110", "plasma:", self.sent_jpeg)
 

@@ -21,7 +21,8 @@ what travels: texts and bytes, without the frame around them.
 """
 INTRODUCTIONS = {
     "copy": "What a phone finds in the clip, and how much travelled in all. Rows have 15 "
-            "columns, “photo” has 3000 × 2000 pixels.",
+            "columns, a photo has 3000 × 2000 and a large one "
+            "6000 × 4000 pixels.",
     "paste": "What became of it in the window in front.",
     "manager": "Each runs beside the agent while programs copy and quit in some way. “1 to the phone” "
                "is the copy itself; what comes more than once, or comes back, is told. Last comes "

@@ -13,7 +13,7 @@ from .material import Material
 from .record import Recorder
 from .screen import NotDriven, name_the_authority
 from .trial import try_copy, try_paste
-from .verdicts import COPIES, NOT_DRIVEN, PASTES, RIGHT
+from .verdicts import CASES, COPIES, NOT_DRIVEN, PASTES, RIGHT
 
 PROGRAMS = (
     browsers.Firefox, browsers.Chromium, office.Writer, office.Calc,
@@ -106,7 +106,7 @@ class Run:
         installed = version(managers.MANAGERS[name].packages)
         self.results.begin(name, installed)
         recorder = managers.Recorder(name, self.options.record, self.keep, installed)
-        cases = {case: what for case, what in managers.CASES.items()
+        cases = {case: what for case, what in CASES.items()
                  if self.wanted(name, f"manager {what}")}
         left = list(cases.values())
         try:

@@ -6,11 +6,25 @@ RIGHT, OTHER, NOTHING, NOT_DRIVEN = "right", "other", "nothing", "not driven"
 
 COPIES = {
     "text": "text", "styled": "styled text", "link": "link", "image": "image", "photo": "photo",
-    "cells": "cells", "some rows": "200 rows", "rows": "3,000 rows", "file": "file", "picture file": "picture file",
-    "password": "password",
+    "large photo": "large photo", "cells": "cells", "some rows": "200 rows", "rows": "3,000 rows",
+    "file": "file", "picture file": "picture file", "password": "password",
 }
 PASTES = {
     "text": "text", "url": "URL", "strings": "several texts", "png": "PNG", "jpeg": "JPEG",
+}
+# Of clipboard managers, by the method that tries each.
+CASES = {
+    "phone_sends": "the phone sends five clips",
+    "text_ends": "a text, its owner ends",
+    "styled_ends": "a styled text, its owner ends",
+    "image_ends": "an image, its owner ends",
+    "image_ends_after_phone": "an image after a text of the phone, its owner ends",
+    "gtk_text_quits": "a text, its owner hands over and quits",
+    "gtk_image_quits": "an image, its owner hands over and quits",
+    "secret_ends": "a secret after a text of the phone, its owner ends",
+    "agent_quits_text": "a text of the phone, the agent is ended and started",
+    "agent_quits_image": "an image of the phone, the agent is ended and started",
+    "agent_quits_photo": "a photo of the phone, the agent is ended and started",
 }
 
 

@@ -127,6 +127,10 @@ class Gimp(Program):
         self.copy_picture(self.stuff.photo)
         return lambda item: "imageData" in item
 
+    def copy_large_photo(self):
+        self.copy_picture(self.stuff.large_photo)
+        return lambda item: "imageData" in item
+
     def into(self, picture):
         self.open(self.stuff.png)
         self.screen.click_middle(self.window)
