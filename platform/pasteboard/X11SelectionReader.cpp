@@ -121,11 +121,13 @@ void X11SelectionReader::convert(xcb_atom_t target) {
     xcb_delete_property(_connection->xcb(), _window, _property);
     xcb_convert_selection(_connection->xcb(), _window, _clipboard, _target, _property, _time);
     _connection->flush();
-    waitForStep();
+    const bool isOfImage =
+        !_isReadingTargets && _fetches.front().request.meaning == PasteboardTypes::Meaning::Image;
+    waitForStep(isOfImage ? imageStepLimit : stepLimit);
 }
 
-void X11SelectionReader::waitForStep() {
-    _stepTimer = RunLoop::current().performAfter(stepLimit, [this] { stepTimedOut(); });
+void X11SelectionReader::waitForStep(RunLoop::Seconds limit) {
+    _stepTimer = RunLoop::current().performAfter(limit, [this] { stepTimedOut(); });
 }
 
 void X11SelectionReader::x11Event(const xcb_generic_event_t &event) {

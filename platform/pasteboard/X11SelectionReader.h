@@ -23,11 +23,12 @@ namespace clipmule {
 class X11SelectionReader final : public X11Observer {
 public:
     /// A target that has not been answered for so long is given up, and the next one is asked for.
-    /// Rendering a large image for one request takes some seconds in an image editor; the waiting
-    /// itself costs nothing.
     static constexpr RunLoop::Seconds stepLimit{5.0};
+    /// The same for an image: an image editor makes a PNG of a photo of 24 million pixels for the
+    /// one request, in three to eight seconds. The waiting itself costs nothing.
+    static constexpr RunLoop::Seconds imageStepLimit{12.0};
     /// All steps together. What has arrived by then is what was copied.
-    static constexpr RunLoop::Seconds totalLimit{20.0};
+    static constexpr RunLoop::Seconds totalLimit{25.0};
     /// An owner that lists more targets than fit in here (four bytes each) is not asked for any:
     /// of a list that is cut off nobody knows whether the contents are marked as secret.
     static constexpr qint64 targetListBytes = 256 * 1024;
@@ -88,7 +89,7 @@ private:
     void finish(bool complete);
     [[nodiscard]] qint64 spaceLeft() const;
     void drain(xcb_atom_t property);
-    void waitForStep();
+    void waitForStep(RunLoop::Seconds limit = stepLimit);
 
     std::shared_ptr<X11Connection> _connection;
     xcb_window_t _window;
