@@ -3,9 +3,9 @@
 
 #include "app/PackageUpdater.h"
 
-#include "app/Log.h"
 #include "model/ClipNotice.h"
-#include "platform/foundation/Bundle.h"
+#include "platform/bundle/Bundle.h"
+#include "platform/foundation/Log.h"
 
 #include <QCoreApplication>
 

@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "platform/desktop/Refusal.h"
 #include "platform/foundation/RunLoop.h"
+#include "platform/session/Refusal.h"
 
 #include <QList>
 

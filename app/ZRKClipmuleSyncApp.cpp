@@ -3,7 +3,6 @@
 
 #include "app/ZRKClipmuleSyncApp.h"
 
-#include "app/Log.h"
 #include "platform/foundation/Log.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "support/ZRKNotificationCenter.h"
@@ -16,8 +15,6 @@
 #include <utility>
 
 namespace clipmule {
-
-Q_LOGGING_CATEGORY(logApp, "clipmule.app", QtInfoMsg)
 
 namespace {
 

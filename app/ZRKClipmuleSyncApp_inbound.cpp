@@ -1,13 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "app/Log.h"
 #include "app/ZRKClipmuleSyncApp.h"
 #include "model/MessageEnvelope.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/Pasteboard.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <algorithm>
 #include <numeric>

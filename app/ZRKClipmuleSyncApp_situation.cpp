@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "app/Log.h"
 #include "app/ZRKClipmuleSyncApp.h"
 #include "model/ClipNotice.h"
 #include "platform/foundation/Log.h"

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "app/Log.h"
 #include "app/ZRKClipmuleSyncApp.h"
 #include "model/ClipNotice.h"
 #include "model/MessageEnvelope.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/Memory.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/pasteboard/Pasteboard.h"

@@ -1,33 +1,30 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "app/Log.h"
 #include "app/PackageUpdater.h"
 #include "app/ZRKClipmuleSyncApp.h"
 #include "model/ClipNotice.h"
-#include "platform/desktop/ActiveApplicationFactory.h"
-#include "platform/desktop/ApplicationInterface.h"
-#include "platform/desktop/Compositor.h"
+#include "platform/bundle/Translations.h"
 #include "platform/desktop/DesktopNotifications.h"
 #include "platform/desktop/HelpManager.h"
-#include "platform/desktop/SingleInstance.h"
-#include "platform/desktop/StatusInterface.h"
-#include "platform/desktop/StatusItem.h"
 #include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PrivateFolder.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
-#include "platform/foundation/Translations.h"
-#include "platform/keyboard/KeyboardFactory.h"
-#include "platform/keyboard/NullKeyboardEvents.h"
-#include "platform/pasteboard/NullPasteboard.h"
-#include "platform/pasteboard/PasteboardFactory.h"
-#include "platform/power/SystemPowerBackends.h"
-#include "platform/preferences/DistributedNotificationsBackends.h"
-#include "platform/preferences/FilePreferencesDatabase.h"
-#include "platform/x11/X11Display.h"
+#include "platform/keyboard/KeyboardEvents.h"
+#include "platform/pasteboard/Pasteboard.h"
+#include "platform/power/SystemPower.h"
+#include "platform/preferences/DistributedNotifications.h"
+#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
+#include "platform/session/ApplicationInterface.h"
+#include "platform/session/Session.h"
+#include "platform/session/SingleInstance.h"
+#include "platform/session/StatusInterface.h"
+#include "platform/tray/StatusItem.h"
+#include "platform/windows/ActiveApplication.h"
+#include "platform/windows/Compositor.h"
 #include "support/PlatformNotifications.h"
 #include "support/ZRKPowerNotificationCenter.h"
 #include "ui/UpdateQuestion.h"
@@ -58,10 +55,10 @@ QString preferencesExecutable() {
 // What the user sees of the agent. Exists where windows can be shown.
 class Face final : public ClipNotice {
 public:
-    Face(Bundle bundle, std::shared_ptr<X11Connection> display, SessionPrograms &programs)
+    Face(Bundle bundle, const Session &session, SessionPrograms &programs)
         : _bundle(std::move(bundle))
-        , _statusBar(makeStatusBar(display))
-        , _compositor(makeCompositor(std::move(display)))
+        , _statusBar(makeStatusBar(session))
+        , _compositor(makeCompositor(session))
         , _sessionPrograms(programs) {}
     ~Face() override { ZRKClipmuleMessageController::sharedController().setSurroundings({}); }
 
@@ -168,14 +165,14 @@ public:
     /// Where the user started it: the preferences open when there is no phone yet.
     explicit Agent(bool userStartedIt)
         : _userStartedIt(userStartedIt)
-        , _notifications(makeDBusDistributedNotifications())
-        , _power(makeLogindPower())
+        , _notifications(makeDistributedNotifications())
+        , _power(makeSystemPower())
         , _dnssd(dnssd::makeBackend())
-        , _display(openX11Display())
-        , _pasteboard(makePasteboard(_display, [this] { return audience(); }))
-        , _keyboard(makeKeyboardEvents(_display, [this] { return pasteKeys(); }))
+        , _session(openSession())
+        , _pasteboard(makePasteboard(_session, [this] { return audience(); }))
+        , _keyboard(makeKeyboardEvents(_session, [this] { return pasteKeys(); }))
         , _activeApplication(makeActiveApplication(
-              _display,
+              _session,
               _bundle.pathForResource(QStringLiteral("applications"), QStringLiteral("plist")),
               FilePreferencesDatabase::defaultFolder() + QStringLiteral("/applications.plist")))
         , _sessionPrograms(makeSessionPrograms())
@@ -205,7 +202,7 @@ public:
         }
         _applicationDefaults.emplace(environment);
         _applicationDefaults->start();
-        whenX11DisplayIsLost(_display, [] {
+        whenDisplayIsLost(_session, [] {
             qCCritical(logApp) << "the display is gone";
             QCoreApplication::exit(1);
         });
@@ -288,7 +285,7 @@ private:
     std::unique_ptr<Face> makeFace() {
         if (!qobject_cast<QApplication *>(QCoreApplication::instance()))
             return nullptr;
-        return std::make_unique<Face>(_bundle, _display, *_sessionPrograms);
+        return std::make_unique<Face>(_bundle, _session, *_sessionPrograms);
     }
     ClipNotice &notice() { return _face ? static_cast<ClipNotice &>(*_face) : _unseen; }
     // The installation folder is the preferences panel's bundle; the agent has its place in it.
@@ -304,20 +301,21 @@ private:
     }
 
     void tellStatus() {
-        const bool hasPasteboard = !dynamic_cast<const NullPasteboard *>(_pasteboard.get());
-        const bool canPaste = !dynamic_cast<const NullKeyboardEvents *>(_keyboard.get());
+        const QString none = QStringLiteral("none");
+        const QString pasteboard = _pasteboard->description();
+        const QString keyboard = _keyboard->description();
         const std::optional<Refusal> refused = _application->lastRefusal();
         _statusInterface->setStatus(
             {.version = QStringLiteral(CLIPMULE_VERSION),
              .qtVersion = QString::fromLatin1(qVersion()),
              .syncEnabled = _application->isEnabled(),
              .hasDisplay = bool(_face),
-             .pasteboardBackend = hasPasteboard ? QStringLiteral("x11") : QStringLiteral("none"),
-             .pasteboardCanRead = hasPasteboard,
-             .pasteboardCanWrite = hasPasteboard,
-             .pasteBackend = canPaste ? QStringLiteral("xtest") : QStringLiteral("none"),
-             .canPaste = canPaste,
-             .trayKind = _face ? _face->trayKind() : QStringLiteral("none"),
+             .pasteboardBackend = pasteboard,
+             .pasteboardCanRead = pasteboard != none,
+             .pasteboardCanWrite = pasteboard != none,
+             .pasteBackend = keyboard,
+             .canPaste = keyboard != none,
+             .trayKind = _face ? _face->trayKind() : none,
              .discovery = _dnssd->description(),
              .phones = _application->phoneStates(),
              .lastRefusedClip = refused ? englishText(*refused) : QString(),
@@ -332,7 +330,7 @@ private:
     std::unique_ptr<SystemPower> _power;
     std::unique_ptr<dnssd::Backend> _dnssd;
     dnssd::FixedAddresses _phones{*_dnssd};
-    std::shared_ptr<X11Connection> _display;
+    Session _session;
     std::unique_ptr<Pasteboard> _pasteboard;
     std::unique_ptr<KeyboardEvents> _keyboard;
     std::unique_ptr<ActiveApplication> _activeApplication;
@@ -421,7 +419,7 @@ void openPreferences() {
 
 // With windows where they can be shown: the toolkit ends a process that has windows and no display.
 std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv) {
-    if (!x11DisplayIsThere())
+    if (!hasDisplay())
         return std::make_unique<QCoreApplication>(argc, argv);
     // Sessions start the agent by its autostart entry, not by what ran when the last one ended.
     QCoreApplication::setAttribute(Qt::AA_DisableSessionManager);

@@ -3,8 +3,8 @@
 
 #include "bench/Bench.h"
 #include "model/ZRKClipmuleClipboard.h"
-#include "platform/foundation/KeyedArchiver.h"
-#include "platform/foundation/KeyedUnarchiver.h"
+#include "platform/archive/KeyedArchiver.h"
+#include "platform/archive/KeyedUnarchiver.h"
 #include "platform/foundation/QtRunLoop.h"
 
 #include <QCoreApplication>

@@ -6,10 +6,10 @@
 #include "model/ClipNotice.h"
 #include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
-#include "platform/desktop/ActiveApplication.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/images/ImageCodec.h"
-#include "platform/pasteboard/FakePasteboard.h"
+#include "platform/windows/ActiveApplication.h"
+#include "tests/kit/FakePasteboard.h"
 
 #include <QBuffer>
 #include <QGuiApplication>

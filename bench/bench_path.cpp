@@ -6,8 +6,8 @@
 #include "bench/PlistInputs.h"
 #include "net/StreamFrame.h"
 #include "net/ZRKStreamHandler.h"
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/foundation/QtRunLoop.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/streams/SocketStreams.h"
 
 #include <QCoreApplication>

@@ -3,7 +3,7 @@
 
 #include "bench/Bench.h"
 #include "bench/PlistInputs.h"
-#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QCoreApplication>
 #include <QDir>

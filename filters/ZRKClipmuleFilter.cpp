@@ -4,7 +4,7 @@
 #include "filters/ZRKClipmuleFilter.h"
 
 #include "filters/FilterClasses.h"
-#include "platform/foundation/Bundle.h"
+#include "platform/bundle/Bundle.h"
 
 #include <QCoreApplication>
 

@@ -3,7 +3,7 @@
 
 #include "filters/ZRKClipmuleTextFilter.h"
 
-#include "filters/Log.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 
 namespace clipmule {

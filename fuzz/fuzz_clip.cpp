@@ -5,7 +5,7 @@
 #include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <algorithm>

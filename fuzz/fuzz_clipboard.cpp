@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/PasteboardFingerprint.h"
 #include "platform/pasteboard/PasteboardReadings.h"
 #include "platform/pasteboard/PasteboardTargets.h"
 #include "platform/pasteboard/PasteboardTypes.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <cstdlib>
 #include <ctime>

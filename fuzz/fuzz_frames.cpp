@@ -3,7 +3,7 @@
 
 #include "net/StreamFrame.h"
 #include "net/ZRKStreamHandler.h"
-#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/kit/MemoryStreams.h"
 #include "tests/kit/Settle.h"
 

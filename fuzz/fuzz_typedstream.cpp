@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/ColorArchive.h"
-#include "platform/foundation/FontArchive.h"
+#include "platform/archive/ColorArchive.h"
+#include "platform/archive/FontArchive.h"
+#include "platform/archive/SequentialArchiver.h"
+#include "platform/archive/SequentialUnarchiver.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/SequentialArchiver.h"
-#include "platform/foundation/SequentialUnarchiver.h"
 
 #include <cstdlib>
 #include <iostream>

@@ -3,10 +3,10 @@
 
 #include "model/ClipboardStore.h"
 
-#include "model/Log.h"
 #include "model/ZRKClipmuleClipboard.h"
-#include "platform/foundation/KeyedArchiver.h"
-#include "platform/foundation/KeyedUnarchiver.h"
+#include "platform/archive/KeyedArchiver.h"
+#include "platform/archive/KeyedUnarchiver.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 
 #include <QDir>

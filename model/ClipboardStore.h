@@ -4,8 +4,8 @@
 #pragma once
 
 #include "model/DataFile.h"
-#include "platform/foundation/ArchiveValue.h"
-#include "platform/foundation/Coding.h"
+#include "platform/archive/ArchiveValue.h"
+#include "platform/archive/Coding.h"
 #include "platform/foundation/RunLoop.h"
 
 #include <QList>

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "model/ZRKClipmuleData.h"
-#include "platform/foundation/Coding.h"
+#include "platform/archive/Coding.h"
 #include "platform/foundation/Object.h"
 
 #include <QList>

@@ -5,8 +5,8 @@
 
 #include "Common/Categories/ZRKNSStringCategory.h"
 #include "platform/foundation/Log.h"
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/images/ImageSignature.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 namespace clipmule {
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/foundation/Coding.h"
+#include "platform/archive/Coding.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/PropertyList.h"
 

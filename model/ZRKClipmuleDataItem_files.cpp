@@ -3,8 +3,8 @@
 
 #include "model/ClipboardStore.h"
 #include "model/DataFile.h"
-#include "model/Log.h"
 #include "model/ZRKClipmuleDataItem.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 
 namespace clipmule {

@@ -1,17 +1,17 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "model/Log.h"
 #include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
+#include "platform/foundation/Log.h"
 
 #include "Common/Categories/ZRKNSImageCategory.h"
 #include "Common/Categories/ZRKNSStringCategory.h"
-#include "platform/desktop/ActiveApplication.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/RegularFile.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/pasteboard/Pasteboard.h"
+#include "platform/windows/ActiveApplication.h"
 
 #include <QFileInfo>
 

@@ -3,7 +3,6 @@
 
 #include "model/ClipNotice.h"
 #include "model/ImageFileName.h"
-#include "model/Log.h"
 #include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/Log.h"

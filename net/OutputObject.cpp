@@ -5,7 +5,7 @@
 
 #include "net/StreamFrame.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <limits>
 #include <optional>

@@ -3,7 +3,6 @@
 
 #include "net/ServiceDictionary.h"
 
-#include "net/Log.h"
 #include "platform/dnssd/NetService.h"
 #include "platform/foundation/Log.h"
 

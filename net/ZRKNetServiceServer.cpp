@@ -3,8 +3,8 @@
 
 #include "net/ZRKNetServiceServer.h"
 
-#include "net/Log.h"
 #include "platform/dnssd/NetService.h"
+#include "platform/foundation/Log.h"
 
 namespace clipmule {
 

@@ -3,12 +3,11 @@
 
 #include "net/ZRKStreamHandler.h"
 
-#include "net/Log.h"
 #include "net/StreamFrame.h"
 #include "net/ZRKStreamNotifications.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/streams/SocketStreams.h"
 #include "support/ZRKNotificationCenter.h"
 

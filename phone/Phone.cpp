@@ -9,8 +9,8 @@
 #include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/JsonLine.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/images/ImageCodec.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -5,9 +5,9 @@
 
 #include "model/DataFile.h"
 #include "model/MessageEnvelope.h"
-#include "platform/foundation/JsonBudget.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/images/ImageCodec.h"
+#include "platform/propertylist/JsonBudget.h"
 
 #include <QCryptographicHash>
 #include <QDir>

@@ -4,7 +4,7 @@
 #include "preferences/AutostartEntry.h"
 
 #include "platform/foundation/RegularFile.h"
-#include "platform/preferences/FilePreferencesDatabase.h"
+#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
 #include "preferences/PanelTexts.h"
 
 #include <QCoreApplication>

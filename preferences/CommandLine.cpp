@@ -5,7 +5,7 @@
 
 #include "platform/foundation/HostAndPort.h"
 #include "platform/foundation/Log.h"
-#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QRegularExpression>
 

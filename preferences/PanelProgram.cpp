@@ -3,17 +3,17 @@
 
 #include "preferences/PanelProgram.h"
 
-#include "platform/desktop/ApplicationInterface.h"
+#include "platform/bundle/Bundle.h"
+#include "platform/bundle/Translations.h"
 #include "platform/desktop/HelpManager.h"
-#include "platform/desktop/SingleInstance.h"
 #include "platform/dnssd/DnsSd.h"
-#include "platform/foundation/Bundle.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
-#include "platform/foundation/Translations.h"
-#include "platform/preferences/DistributedNotificationsBackends.h"
-#include "platform/preferences/FilePreferencesDatabase.h"
-#include "platform/x11/X11Display.h"
+#include "platform/preferences/DistributedNotifications.h"
+#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
+#include "platform/session/ApplicationInterface.h"
+#include "platform/session/Session.h"
+#include "platform/session/SingleInstance.h"
 #include "preferences/PreferencesWindow.h"
 #include "support/PlatformNotifications.h"
 
@@ -102,7 +102,7 @@ private:
     }
 
     FilePreferencesDatabase _database{FilePreferencesDatabase::defaultFolder()};
-    std::unique_ptr<DistributedNotifications> _notifications = makeDBusDistributedNotifications();
+    std::unique_ptr<DistributedNotifications> _notifications = makeDistributedNotifications();
     std::unique_ptr<dnssd::Backend> _dnssd = dnssd::makeBackend();
     std::unique_ptr<dnssd::NetworkProbe> _network = dnssd::makeNetworkProbe();
     std::unique_ptr<StatusReader> _agent = makeStatusReader();
@@ -124,7 +124,7 @@ bool hasDisplay(int argc, char **argv) {
         !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         return true;
     // The toolkit aborts where nobody answers.
-    return !qEnvironmentVariableIsEmpty("DISPLAY") && x11DisplayIsThere();
+    return hasDisplay();
 }
 
 int runPanel(int argc, char **argv) {

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "net/ServiceDictionary.h"
-#include "platform/desktop/StatusInterface.h"
 #include "platform/dnssd/NetService.h"
+#include "platform/session/StatusInterface.h"
 #include "preferences/SettingsStores.h"
 #include "support/RegisteredPhones.h"
 

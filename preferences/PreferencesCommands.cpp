@@ -5,8 +5,8 @@
 
 #include "platform/foundation/JsonLine.h"
 #include "platform/foundation/Log.h"
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/preferences/PreferencesDatabase.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "preferences/NearestName.h"
 #include "preferences/SettingsStores.h"
 #include "support/ApplicationDefaults.h"

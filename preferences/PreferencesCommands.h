@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "platform/desktop/StatusInterface.h"
 #include "platform/dnssd/NetService.h"
 #include "platform/dnssd/NetworkFacts.h"
+#include "platform/session/StatusInterface.h"
 #include "preferences/CommandLine.h"
 #include "preferences/PhoneList.h"
 #include "support/ZRKUserDefaults.h"

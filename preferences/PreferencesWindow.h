@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "platform/desktop/StatusInterface.h"
 #include "platform/dnssd/NetworkFacts.h"
+#include "platform/session/StatusInterface.h"
 #include "preferences/AutostartEntry.h"
 #include "preferences/PhoneList.h"
 #include "preferences/SyncSettings.h"

@@ -4,8 +4,8 @@
 #include "preferences/SettingsStores.h"
 
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/preferences/PreferencesDatabase.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "support/ApplicationDefaults.h"
 
 namespace clipmule {

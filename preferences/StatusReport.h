@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/desktop/StatusInterface.h"
+#include "platform/session/StatusInterface.h"
 #include "support/RegisteredPhones.h"
 
 #include <QJsonObject>

@@ -5,8 +5,8 @@
 #include "platform/foundation/Log.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
-#include "platform/preferences/DistributedNotificationsBackends.h"
-#include "platform/preferences/FilePreferencesDatabase.h"
+#include "platform/preferences/DistributedNotifications.h"
+#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
 #include "preferences/PanelProgram.h"
 #include "preferences/PreferencesCommands.h"
 
@@ -71,7 +71,7 @@ int main(int argc, char *argv[]) {
     const QuitSignals signals(
         [watches](int signal) { QCoreApplication::exit(watches ? 0 : 128 + signal); });
     FilePreferencesDatabase database(FilePreferencesDatabase::defaultFolder());
-    const auto notifications = makeDBusDistributedNotifications();
+    const auto notifications = makeDistributedNotifications();
     const auto agent = makeStatusReader();
     const auto network = dnssd::makeNetworkProbe();
     std::unique_ptr<dnssd::Backend> dnssd;

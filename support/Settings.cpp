@@ -3,8 +3,8 @@
 
 #include "support/Settings.h"
 
+#include "platform/foundation/Log.h"
 #include "support/ApplicationDefaults.h"
-#include "support/Log.h"
 #include "support/RegisteredPhones.h"
 
 #include <QSet>

@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "platform/foundation/Bundle.h"
-#include "platform/foundation/ColorArchive.h"
-#include "platform/foundation/FontArchive.h"
+#include "platform/archive/ColorArchive.h"
+#include "platform/archive/FontArchive.h"
+#include "platform/bundle/Bundle.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/preferences/DistributedNotifications.h"
 #include "support/ZRKNotificationCenter.h"

@@ -3,9 +3,9 @@
 
 #include "tools/ArchiveJson.h"
 
-#include "platform/foundation/KeyedUnarchiver.h"
+#include "platform/archive/KeyedUnarchiver.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/TypedJson.h"
+#include "platform/propertylist/TypedJson.h"
 
 #include <QJsonArray>
 

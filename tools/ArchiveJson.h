@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "platform/foundation/ArchiveValue.h"
-#include "platform/foundation/JsonBudget.h"
+#include "platform/archive/ArchiveValue.h"
+#include "platform/propertylist/JsonBudget.h"
 
 #include <QJsonObject>
 

@@ -6,12 +6,12 @@
 #include "net/ServiceDictionary.h"
 #include "net/StreamFrame.h"
 #include "net/ZRKStreamHandler.h"
-#include "platform/foundation/ColorArchive.h"
-#include "platform/foundation/FontArchive.h"
+#include "platform/archive/ColorArchive.h"
+#include "platform/archive/FontArchive.h"
+#include "platform/archive/SequentialUnarchiver.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
-#include "platform/foundation/SequentialUnarchiver.h"
-#include "platform/foundation/TypedJson.h"
+#include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/propertylist/TypedJson.h"
 #include "tools/ArchiveJson.h"
 
 #include <array>

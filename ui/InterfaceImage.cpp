@@ -3,8 +3,8 @@
 
 #include "ui/InterfaceImage.h"
 
-#include "platform/foundation/Bundle.h"
-#include "ui/Log.h"
+#include "platform/bundle/Bundle.h"
+#include "platform/foundation/Log.h"
 
 #include <QPainter>
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/desktop/Refusal.h"
+#include "platform/session/Refusal.h"
 
 #include <QString>
 #include <QStringList>

@@ -3,7 +3,7 @@
 
 #include "ui/ZRKClipmuleMessageController.h"
 
-#include "platform/foundation/Bundle.h"
+#include "platform/bundle/Bundle.h"
 #include "ui/MessagePanel.h"
 
 #include <QAccessible>

@@ -5,9 +5,9 @@
 
 #include "net/ZRKStreamNotifications.h"
 #include "platform/desktop/HelpManager.h"
-#include "platform/desktop/SessionPrograms.h"
-#include "platform/desktop/StatusItem.h"
 #include "platform/foundation/Log.h"
+#include "platform/session/SessionPrograms.h"
+#include "platform/tray/StatusItem.h"
 #include "support/PlatformNotifications.h"
 #include "support/Settings.h"
 #include "support/ZRKNotificationCenter.h"

@@ -3,14 +3,12 @@
 
 #include "platform/dbus/BusConnection.h"
 
-#include "platform/dbus/Log.h"
+#include "platform/foundation/Log.h"
 
 #include <QDBusError>
 #include <QFile>
 
 namespace clipmule {
-
-Q_LOGGING_CATEGORY(logDBus, "clipmule.dbus")
 
 namespace {
 

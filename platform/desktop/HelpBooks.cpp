@@ -3,7 +3,7 @@
 
 #include "platform/desktop/HelpBooks.h"
 
-#include "platform/foundation/Bundle.h"
+#include "platform/bundle/Bundle.h"
 
 namespace clipmule {
 

@@ -11,7 +11,20 @@
 
 namespace clipmule {
 
+Q_LOGGING_CATEGORY(logApp, "clipmule.app", QtInfoMsg)
+Q_LOGGING_CATEGORY(logDBus, "clipmule.dbus")
+Q_LOGGING_CATEGORY(logDesktop, "clipmule.desktop")
+Q_LOGGING_CATEGORY(logFilters, "clipmule.filters")
 Q_LOGGING_CATEGORY(logFoundation, "clipmule.foundation")
+Q_LOGGING_CATEGORY(logKeyboard, "clipmule.keyboard")
+Q_LOGGING_CATEGORY(logModel, "clipmule.model")
+Q_LOGGING_CATEGORY(logNet, "clipmule.net", QtInfoMsg)
+Q_LOGGING_CATEGORY(logPower, "clipmule.power")
+Q_LOGGING_CATEGORY(logPreferences, "clipmule.preferences")
+Q_LOGGING_CATEGORY(logStreams, "clipmule.streams", QtInfoMsg)
+Q_LOGGING_CATEGORY(logSupport, "clipmule.support")
+Q_LOGGING_CATEGORY(logUi, "clipmule.ui")
+Q_LOGGING_CATEGORY(logX11, "clipmule.x11")
 
 namespace {
 

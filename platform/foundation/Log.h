@@ -7,8 +7,22 @@
 
 namespace clipmule {
 
-// One category a folder. The upper-case lines are the system's own and stand letter for letter.
+// A category for each floor and service. The upper-case lines are the system's own and stand letter
+// for letter.
+Q_DECLARE_LOGGING_CATEGORY(logApp)
+Q_DECLARE_LOGGING_CATEGORY(logDBus)
+Q_DECLARE_LOGGING_CATEGORY(logDesktop)
+Q_DECLARE_LOGGING_CATEGORY(logFilters)
 Q_DECLARE_LOGGING_CATEGORY(logFoundation)
+Q_DECLARE_LOGGING_CATEGORY(logKeyboard)
+Q_DECLARE_LOGGING_CATEGORY(logModel)
+Q_DECLARE_LOGGING_CATEGORY(logNet)
+Q_DECLARE_LOGGING_CATEGORY(logPower)
+Q_DECLARE_LOGGING_CATEGORY(logPreferences)
+Q_DECLARE_LOGGING_CATEGORY(logStreams)
+Q_DECLARE_LOGGING_CATEGORY(logSupport)
+Q_DECLARE_LOGGING_CATEGORY(logUi)
+Q_DECLARE_LOGGING_CATEGORY(logX11)
 
 /// Log lines are "category: text" from now on, with their priority in front for the journal, and
 /// with time and kind in a file. Debug lines are left out unless QT_LOGGING_RULES or a later rule

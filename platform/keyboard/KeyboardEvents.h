@@ -3,9 +3,15 @@
 
 #pragma once
 
-#include <QtGlobal>
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <optional>
 
 namespace clipmule {
+
+struct Session;
 
 /// Posts key strokes as if the user had typed them, in the platform's vocabulary: character codes,
 /// and virtual key codes by position (55 is Command, 9 is the key that types "v").
@@ -27,6 +33,18 @@ public:
     /// which state (0: the suppression interval).
     virtual void setLocalEventsFilterDuringSuppressionState(quint32 filter, quint32 state) = 0;
     virtual void postKeyboardEvent(quint16 character, quint16 virtualKey, bool keyDown) = 0;
+
+    /// How it makes key strokes, for the status: "xtest". "none" where it makes none.
+    [[nodiscard]] virtual QString description() const = 0;
 };
+
+/// Key strokes for the session's display, in order after whatever else was sent to it; a backend
+/// that makes none where there is no display or where it takes no synthesised keys. Needs an
+/// installed run loop. Never null.
+///
+/// `pasteKeys` is asked at each paste which keys the active window takes for it
+/// (ActiveApplication.h); may be empty.
+[[nodiscard]] std::unique_ptr<KeyboardEvents>
+makeKeyboardEvents(const Session &session, std::function<std::optional<QString>()> pasteKeys = {});
 
 } // namespace clipmule

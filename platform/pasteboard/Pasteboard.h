@@ -4,14 +4,18 @@
 #pragma once
 
 #include "platform/foundation/PropertyList.h"
+#include "platform/pasteboard/PasteboardAudience.h"
 
 #include <QStringList>
 #include <QUrl>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace clipmule {
+
+struct Session;
 
 /// Names of representations as the program uses them. What the desktop calls them is known to the
 /// backends only (PasteboardTypes.h).
@@ -105,6 +109,15 @@ public:
     /// is one, for at most half a second. Calls back once, perhaps from inside this call.
     // NOLINTNEXTLINE(performance-unnecessary-value-param): whoever overrides it keeps it.
     virtual void prepareToQuit(std::function<void()> done) { done(); }
+
+    /// Which clipboard it is, for the status: "x11". "none" where there is none.
+    [[nodiscard]] virtual QString description() const = 0;
 };
+
+/// The clipboard of the session's display, followed from now on; the null backend where there is
+/// none or where it does not tell of changes. Needs an installed run loop. Never null. What is
+/// listed follows the audience; without the function that is unknown.
+[[nodiscard]] std::unique_ptr<Pasteboard> makePasteboard(const Session &session,
+                                                         FindPasteboardAudience audience = {});
 
 } // namespace clipmule

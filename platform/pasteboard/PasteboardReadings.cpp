@@ -4,9 +4,9 @@
 #include "platform/pasteboard/PasteboardReadings.h"
 
 #include "platform/foundation/ForeignUrl.h"
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/RtfText.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QStringDecoder>
 

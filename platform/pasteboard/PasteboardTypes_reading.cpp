@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/ForeignUrl.h"
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/PasteboardReadings.h"
 #include "platform/pasteboard/PasteboardTargets.h"
 #include "platform/pasteboard/PasteboardTypes.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QStringDecoder>
 #include <QSysInfo>

@@ -62,6 +62,7 @@ public:
     void start();
 
     void setWatching(bool watching) override;
+    [[nodiscard]] QString description() const override { return QStringLiteral("x11"); }
     void releaseContents() override;
     void offerAsSelection() override { _owner.ownSelection(); }
     void prepareToQuit(std::function<void()> done) override;

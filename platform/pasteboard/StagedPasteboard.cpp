@@ -3,8 +3,8 @@
 
 #include "platform/pasteboard/StagedPasteboard.h"
 
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/PasteboardReadings.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 namespace clipmule {
 

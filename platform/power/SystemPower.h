@@ -6,6 +6,7 @@
 #include <QtGlobal>
 
 #include <functional>
+#include <memory>
 
 namespace clipmule {
 
@@ -36,5 +37,13 @@ public:
     /// Lets the system go on with what the message announced.
     virtual void allowPowerChange(quint64 argument) = 0;
 };
+
+/// The login manager (logind) of the system bus. While registered it holds a delay lock on sleep
+/// and shutdown; acknowledging a message lets the lock go, and it is taken again after waking.
+/// Sleep is never refused, only put off until the acknowledgement or the manager's own limit of a
+/// few seconds.
+///
+/// Without a system bus or a login manager it stays silent and is ready for when they come.
+[[nodiscard]] std::unique_ptr<SystemPower> makeSystemPower();
 
 } // namespace clipmule

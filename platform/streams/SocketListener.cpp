@@ -3,7 +3,7 @@
 
 #include "platform/streams/SocketListener.h"
 
-#include "platform/streams/Log.h"
+#include "platform/foundation/Log.h"
 #include "platform/streams/SocketNotifier.h"
 
 #include <cerrno>

@@ -3,7 +3,7 @@
 
 #include "platform/streams/SocketStreams.h"
 
-#include "platform/streams/Log.h"
+#include "platform/foundation/Log.h"
 #include "platform/streams/SocketConnector.h"
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 
 #include "platform/x11/X11Connection.h"
 
-#include "platform/x11/Log.h"
+#include "platform/foundation/Log.h"
 
 #include <QPointer>
 #include <QSocketNotifier>

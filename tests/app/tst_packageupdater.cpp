@@ -3,7 +3,7 @@
 
 #include "app/PackageUpdater.h"
 #include "model/ClipNotice.h"
-#include "platform/foundation/Bundle.h"
+#include "platform/bundle/Bundle.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <QFile>

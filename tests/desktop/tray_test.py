@@ -26,7 +26,7 @@ MENU = ["Anna", "Disable Clipmule Sync", "Paste What a Phone Sends", "--", "Idle
 # Of the agent's own kind of window.
 WINDOW = re.compile(r'\s*(0x[0-9a-f]+) .*?: \("clipmule-sync" "[^"]*"\)\s+'
                     r'(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+)')
-MORE_THAN_IS_SENT = 5_000_100
+MORE_THAN_IS_SENT = 10_000_100
 # Of the icon in its tray, pixel by pixel; scripts/screenshots takes them.
 PICTURES = ROOT / "tests" / "data" / "pictures"
 STATES = ("not-connected", "disabled", "connected", "active")

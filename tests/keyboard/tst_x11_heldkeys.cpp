@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/QtRunLoop.h"
-#include "platform/keyboard/KeyboardEvents_xtest.h"
+#include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 #include "tests/keyboard/KeyWindow.h"
 #include "tests/pasteboard/Await.h"
 

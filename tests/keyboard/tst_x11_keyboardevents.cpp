@@ -2,10 +2,11 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/QtRunLoop.h"
-#include "platform/keyboard/KeyboardEvents_xtest.h"
-#include "platform/keyboard/KeyboardFactory.h"
-#include "platform/keyboard/NullKeyboardEvents.h"
-#include "platform/pasteboard/PasteboardFactory.h"
+#include "platform/keyboard/KeyboardEvents.h"
+#include "platform/keyboard/backends/null/NullKeyboardEvents.h"
+#include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
+#include "platform/pasteboard/Pasteboard.h"
+#include "platform/session/Session.h"
 #include "tests/keyboard/KeyWindow.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/pasteboard/Await.h"
@@ -323,8 +324,8 @@ private Q_SLOTS:
         QVERIFY(client.isReady());
         setLayout(layout);
         lockGroup(group);
-        const auto pasteboard = makePasteboard(_connection);
-        const auto keyboard = makeKeyboardEvents(_connection);
+        const auto pasteboard = makePasteboard({_connection});
+        const auto keyboard = makeKeyboardEvents({_connection});
         for (int round = 1; round <= 5; ++round) {
             const QString text = QStringLiteral("clip %1 €").arg(round);
             QCOMPARE(client.ask(QStringLiteral("clear")), QStringLiteral("done"));
@@ -334,6 +335,7 @@ private Q_SLOTS:
             paste(*keyboard);
             QVERIFY2(client.shows(text), qPrintable(client.shownText()));
         }
+        QCOMPARE(keyboard->description(), QStringLiteral("xtest"));
     }
 
     void nullSaysOnce() {
@@ -342,8 +344,8 @@ private Q_SLOTS:
                                            "arrives stays on the clipboard and is not pasted");
         paste(keyboard);
         paste(keyboard);
-        const auto made = makeKeyboardEvents(nullptr);
-        QVERIFY(dynamic_cast<NullKeyboardEvents *>(made.get()));
+        const auto made = makeKeyboardEvents({});
+        QCOMPARE(made->description(), QStringLiteral("none"));
     }
 
 private:

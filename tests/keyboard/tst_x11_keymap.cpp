@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/QtRunLoop.h"
-#include "platform/keyboard/KeyboardEvents_xtest.h"
-#include "platform/keyboard/XTestKeymap.h"
+#include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
+#include "platform/keyboard/backends/xtest/XTestKeymap.h"
 #include "tests/pasteboard/Await.h"
 
 #include <QProcess>

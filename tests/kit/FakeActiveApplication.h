@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/desktop/ActiveApplication.h"
+#include "platform/windows/ActiveApplication.h"
 
 namespace clipmule::kit {
 

@@ -19,6 +19,7 @@ public:
     void enableEventStateCombining(bool combine) override;
     void setLocalEventsFilterDuringSuppressionState(quint32 filter, quint32 state) override;
     void postKeyboardEvent(quint16 character, quint16 virtualKey, bool keyDown) override;
+    [[nodiscard]] QString description() const override { return QStringLiteral("recording"); }
 
 private:
     QStringList _calls;

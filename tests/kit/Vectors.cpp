@@ -3,7 +3,7 @@
 
 #include "tests/kit/Vectors.h"
 
-#include "platform/foundation/TypedJson.h"
+#include "platform/propertylist/TypedJson.h"
 
 #include <QDir>
 #include <QJsonDocument>

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "model/ZRKClipmuleClipboard.h"
-#include "platform/foundation/KeyedArchiver.h"
-#include "platform/foundation/KeyedUnarchiver.h"
+#include "platform/archive/KeyedArchiver.h"
+#include "platform/archive/KeyedUnarchiver.h"
 
 namespace clipmule::test {
 

@@ -5,8 +5,8 @@
 
 #include "model/ClipNotice.h"
 #include "model/PasteboardServices.h"
-#include "platform/desktop/ActiveApplication.h"
-#include "platform/pasteboard/FakePasteboard.h"
+#include "platform/windows/ActiveApplication.h"
+#include "tests/kit/FakePasteboard.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <QBuffer>

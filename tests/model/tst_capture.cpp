@@ -4,9 +4,9 @@
 #include "Common/Categories/ZRKNSImageCategory.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/images/ImageSignature.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/model/Desktop.h"
 
 #include <QRegularExpression>

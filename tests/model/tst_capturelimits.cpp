@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "model/ZRKClipmuleData.h"
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/images/ImageCodec.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/model/Desktop.h"
 
 #include <QRegularExpression>

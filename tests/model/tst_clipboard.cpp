@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/KeyedArchiver.h"
+#include "platform/archive/KeyedArchiver.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "support/ZRKNotificationCenter.h"
 #include "tests/model/Clipboards.h"
 #include "tests/model/StoreFixture.h"

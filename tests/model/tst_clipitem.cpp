@@ -3,7 +3,7 @@
 
 #include "model/ZRKClipmuleDataItem.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QRegularExpression>
 #include <QTest>

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/PropertyListSerialization.h"
-#include "platform/foundation/SequentialArchiver.h"
-#include "platform/foundation/SequentialUnarchiver.h"
+#include "platform/archive/SequentialArchiver.h"
+#include "platform/archive/SequentialUnarchiver.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/model/Archives.h"
 #include "tests/model/StoreFixture.h"
 

@@ -3,8 +3,8 @@
 
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/PasteboardReadings.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/model/Desktop.h"
 
 #include <QRegularExpression>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "model/ArchivedSize.h"
-#include "platform/foundation/KeyedArchiver.h"
+#include "platform/archive/KeyedArchiver.h"
 #include "platform/foundation/PlatformException.h"
 #include "tests/model/Clipboards.h"
 #include "tests/model/StoreFixture.h"

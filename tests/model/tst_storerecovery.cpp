@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "model/StoreRecovery.h"
-#include "platform/foundation/KeyedArchiver.h"
+#include "platform/archive/KeyedArchiver.h"
 #include "tests/model/Clipboards.h"
 #include "tests/model/StoreFixture.h"
 

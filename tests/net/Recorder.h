@@ -6,7 +6,7 @@
 #include "net/StreamFrame.h"
 #include "net/ZRKStreamHandler.h"
 #include "net/ZRKStreamNotifications.h"
-#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "support/ZRKNotificationCenter.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/MemoryStreams.h"

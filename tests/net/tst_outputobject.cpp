@@ -4,7 +4,7 @@
 #include "net/OutputObject.h"
 #include "net/StreamFrame.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QTest>
 

@@ -3,10 +3,10 @@
 
 #pragma once
 
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/PasteboardReadings.h"
 #include "platform/pasteboard/PasteboardTypes.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 namespace clipmule::tests {
 

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/PasteboardFingerprint.h"
 #include "platform/pasteboard/PasteboardReadings.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QTest>
 

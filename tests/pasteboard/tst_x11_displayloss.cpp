@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/desktop/ActiveApplication_x11.h"
 #include "platform/foundation/QtRunLoop.h"
-#include "platform/keyboard/KeyboardEvents_xtest.h"
-#include "platform/pasteboard/NullPasteboard.h"
-#include "platform/pasteboard/PasteboardFactory.h"
+#include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
+#include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/Pasteboard_x11.h"
-#include "platform/x11/X11Display.h"
+#include "platform/pasteboard/backends/null/NullPasteboard.h"
+#include "platform/session/Session.h"
+#include "platform/windows/backends/x11/X11ActiveApplication.h"
 #include "tests/pasteboard/Await.h"
 
 #include <QProcess>
@@ -40,16 +40,16 @@ private Q_SLOTS:
     void everybodyGoesOnWithoutIt() {
         const auto connection = X11Connection::open(_display);
         QVERIFY(connection);
-        const auto pasteboard = makePasteboard(connection);
+        const auto pasteboard = makePasteboard({connection});
         QVERIFY(dynamic_cast<PasteboardX11 *>(pasteboard.get()));
         XTestKeyboardEvents keyboard(connection);
-        const ActiveApplicationX11 application(connection, {},
+        const X11ActiveApplication application(connection, {},
                                                std::make_unique<DesktopFiles>(QStringList()));
         pasteboard->declareTypes({});
         pasteboard->setStringForType(QStringLiteral("x"), NSStringPboardType);
         pasteboard->commit();
         int losses = 0;
-        whenX11DisplayIsLost(connection, [&] { ++losses; });
+        whenDisplayIsLost({connection}, [&] { ++losses; });
 
         QTest::ignoreMessage(QtWarningMsg, "the X11 display server has gone");
         _server.kill();
@@ -73,10 +73,10 @@ private Q_SLOTS:
     // The death is found out in the middle of a question, not by the run loop.
     void questionsAfterTheDeathHaveNoAnswer() {
         const auto connection = X11Connection::open(_display);
-        const ActiveApplicationX11 application(connection, {},
+        const X11ActiveApplication application(connection, {},
                                                std::make_unique<DesktopFiles>(QStringList()));
         XTestKeyboardEvents keyboard(connection);
-        const auto pasteboard = makePasteboard(connection);
+        const auto pasteboard = makePasteboard({connection});
         _server.kill();
         _server.waitForFinished();
         QCOMPARE(application.identifier(), std::nullopt);
@@ -93,7 +93,7 @@ private Q_SLOTS:
 
     void quittingHandOverEndsWithTheServer() {
         const auto connection = X11Connection::open(_display);
-        const auto pasteboard = makePasteboard(connection);
+        const auto pasteboard = makePasteboard({connection});
         pasteboard->declareTypes({});
         pasteboard->setStringForType(QStringLiteral("y"), NSStringPboardType);
         pasteboard->commit();
@@ -109,15 +109,15 @@ private Q_SLOTS:
         const QByteArray display = qgetenv("DISPLAY");
         qputenv("DISPLAY", ":54321");
         QTest::ignoreMessage(QtWarningMsg, "the X11 display \":54321\" cannot be opened");
-        QVERIFY(!openX11Display());
+        QVERIFY(!openSession().x11);
         qunsetenv("DISPLAY");
         QTest::ignoreMessage(QtInfoMsg, "there is no X11 display in this session");
-        const auto connection = openX11Display();
+        const auto connection = openSession().x11;
         QVERIFY(!connection);
         qputenv("DISPLAY", display);
-        const auto pasteboard = makePasteboard(connection);
+        const auto pasteboard = makePasteboard({connection});
         QVERIFY(dynamic_cast<NullPasteboard *>(pasteboard.get()));
-        whenX11DisplayIsLost(connection, [] {});
+        whenDisplayIsLost({connection}, [] {});
     }
 
 private:

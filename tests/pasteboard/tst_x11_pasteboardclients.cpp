@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/foundation/QtRunLoop.h"
-#include "platform/pasteboard/PasteboardFactory.h"
+#include "platform/pasteboard/Pasteboard.h"
+#include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/session/Session.h"
 #include "platform/x11/X11Connection.h"
-#include "platform/x11/X11Display.h"
 #include "tests/pasteboard/Await.h"
 #include "tests/pasteboard/clients/ClientProcess.h"
 
@@ -72,9 +72,9 @@ private Q_SLOTS:
 
     void init() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _display = openX11Display();
+        _display = openSession().x11;
         QVERIFY(_display);
-        _pasteboard = makePasteboard(_display);
+        _pasteboard = makePasteboard({_display});
         _pasteboard->setWatching(true);
     }
     void cleanup() {

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
-#include "platform/pasteboard/FakePasteboard.h"
-#include "platform/pasteboard/NullPasteboard.h"
 #include "platform/pasteboard/RtfText.h"
+#include "platform/pasteboard/backends/null/NullPasteboard.h"
+#include "platform/propertylist/PropertyListSerialization.h"
+#include "tests/kit/FakePasteboard.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/PropertyListSerialization.h"
 #include "platform/images/ImageCodec.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 #include "tests/pasteboard/X11TestRequestor.h"

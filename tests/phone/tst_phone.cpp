@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: MIT
 
 #include "phone/Phone.h"
-#include "platform/foundation/PropertyListSerialization.h"
+
 #include "platform/foundation/QtRunLoop.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/streams/SocketStreams.h"
 #include "tests/kit/FakeDnsSd.h"
 

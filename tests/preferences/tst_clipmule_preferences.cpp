@@ -3,8 +3,8 @@
 
 #include "platform/dbus/BusConnection.h"
 #include "platform/foundation/QtRunLoop.h"
-#include "platform/preferences/DistributedNotificationsBackends.h"
-#include "platform/preferences/FilePreferencesDatabase.h"
+#include "platform/preferences/DistributedNotifications.h"
+#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
 #include "support/ApplicationDefaults.h"
 #include "tests/services/PrivateBus.h"
 
@@ -50,7 +50,7 @@ private Q_SLOTS:
 
     void aRunningAgentFollowsAtOnce() {
         FilePreferencesDatabase database(folder());
-        const auto notifications = makeDBusDistributedNotifications();
+        const auto notifications = makeDistributedNotifications();
         ZRKUserDefaults::Environment environment;
         environment.database = &database;
         environment.distributedNotifications = notifications.get();

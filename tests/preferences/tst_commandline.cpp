@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "preferences/CommandLine.h"
 #include "tests/kit/EveryKind.h"
 

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/preferences/MemoryDistributedNotifications.h"
-#include "platform/preferences/MemoryPreferencesDatabase.h"
 #include "preferences/PreferencesWindow.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/MemoryDistributedNotifications.h"
+#include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/Settle.h"
 
 #include <QApplication>

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/preferences/MemoryDistributedNotifications.h"
-#include "platform/preferences/MemoryPreferencesDatabase.h"
 #include "preferences/PreferencesCommands.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/MemoryDistributedNotifications.h"
+#include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/Settle.h"
 #include "tests/preferences/FakeAgent.h"
 

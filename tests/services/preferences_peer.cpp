@@ -4,8 +4,8 @@
 // The other process of the preferences tests.
 
 #include "platform/foundation/QtRunLoop.h"
-#include "platform/preferences/DistributedNotificationsBackends.h"
-#include "platform/preferences/FilePreferencesDatabase.h"
+#include "platform/preferences/DistributedNotifications.h"
+#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
 
 #include <QCoreApplication>
 
@@ -35,7 +35,7 @@ int write(const QStringList &arguments) {
 
 // post NAME OBJECT KEY VALUE
 int post(QCoreApplication &application, const QStringList &arguments) {
-    const auto notifications = makeDBusDistributedNotifications();
+    const auto notifications = makeDistributedNotifications();
     notifications->post(arguments.value(2), arguments.value(3),
                         {{arguments.value(4), arguments.value(5)}});
     notifications->whenDelivered([&](bool delivered) { application.exit(delivered ? 0 : 1); });
@@ -44,7 +44,7 @@ int post(QCoreApplication &application, const QStringList &arguments) {
 
 // observe NAME: says "ready", then what arrives first.
 int observe(QCoreApplication &application, const QStringList &arguments) {
-    const auto notifications = makeDBusDistributedNotifications();
+    const auto notifications = makeDistributedNotifications();
     const auto observation = notifications->observe(
         arguments.value(2), [&](const QString &object, const PropertyList::Dictionary &userInfo) {
             say(object + u' ' + PropertyList(userInfo).description());

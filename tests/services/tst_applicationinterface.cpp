@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/desktop/ApplicationInterface.h"
-#include "platform/desktop/SessionPrograms.h"
-#include "platform/desktop/SingleInstance.h"
 #include "platform/foundation/QtRunLoop.h"
+#include "platform/session/ApplicationInterface.h"
+#include "platform/session/SessionPrograms.h"
+#include "platform/session/SingleInstance.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QRegularExpression>

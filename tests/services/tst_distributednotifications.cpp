@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/dbus/BusConnection.h"
-#include "platform/foundation/PropertyListSerialization.h"
-#include "platform/preferences/DistributedNotificationsBackends.h"
-#include "platform/preferences/MemoryDistributedNotifications.h"
+#include "platform/preferences/DistributedNotifications.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/MemoryDistributedNotifications.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDBusConnection>
@@ -155,7 +155,7 @@ private Q_SLOTS:
 
     void twoProcessesHearEachOther() {
         QVERIFY(_bus.start());
-        const auto agent = makeDBusDistributedNotifications();
+        const auto agent = makeDistributedNotifications();
         const auto observation = agent->observe(name, recorder());
         settle(*agent);
         auto poster = kit::startProgram(
@@ -182,7 +182,7 @@ private Q_SLOTS:
     }
 
     void withoutABusNotificationsStayInTheProcess() {
-        const auto agent = makeDBusDistributedNotifications();
+        const auto agent = makeDistributedNotifications();
         expectWarning(
             QStringLiteral("^no session bus: changed preferences reach this program only$"));
         const auto observation = agent->observe(name, recorder());
@@ -200,7 +200,7 @@ private Q_SLOTS:
 
     // It asks whether anybody got it.
     void whoOnlyPostsIsNotWarnedOfTheMissingBus() {
-        const auto poster = makeDBusDistributedNotifications();
+        const auto poster = makeDistributedNotifications();
         poster->post(name, object, {});
         std::optional<bool> delivered;
         poster->whenDelivered([&](bool answer) { delivered = answer; });
@@ -210,7 +210,7 @@ private Q_SLOTS:
 
     void theBusMayComeBack() {
         QVERIFY(_bus.start());
-        const auto agent = makeDBusDistributedNotifications();
+        const auto agent = makeDistributedNotifications();
         const auto observation = agent->observe(name, recorder());
         settle(*agent);
         _bus.stop();
@@ -224,14 +224,14 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
         _runLoop.advance(BusConnection::retryInterval);
         settle(*agent);
-        const auto panel = makeDBusDistributedNotifications();
+        const auto panel = makeDistributedNotifications();
         panel->post(name, object, {});
         QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 2, kit::patience);
     }
 
     void userInfoHasALargestSize() {
         QVERIFY(_bus.start());
-        const auto agent = makeDBusDistributedNotifications();
+        const auto agent = makeDistributedNotifications();
         const auto observation = agent->observe(name, recorder());
         settle(*agent);
         // The list around bytes of about this size takes as many as this one.
@@ -255,7 +255,7 @@ private Q_SLOTS:
 
     void whatCannotBePostedIsDropped() {
         QVERIFY(_bus.start());
-        const auto agent = makeDBusDistributedNotifications();
+        const auto agent = makeDistributedNotifications();
         PropertyList deep = PropertyList::List();
         for (int level = 0; level < 600; ++level)
             deep = PropertyList::List{deep};
@@ -279,7 +279,7 @@ private Q_SLOTS:
         QFETCH(QString, text);
         QFETCH(bool, valid);
         QVERIFY(_bus.start());
-        const auto agent = makeDBusDistributedNotifications();
+        const auto agent = makeDistributedNotifications();
         if (!valid) {
             expectWarning(QStringLiteral("^notification .*dropped: no name for a notification$"));
             expectWarning(QStringLiteral("^notification .*dropped: no name for a notification$"));
@@ -315,7 +315,7 @@ private Q_SLOTS:
         QFETCH(QVariantList, arguments);
         QFETCH(QString, warning);
         QVERIFY(_bus.start());
-        const auto agent = makeDBusDistributedNotifications();
+        const auto agent = makeDistributedNotifications();
         const auto observation = agent->observe(name, recorder());
         settle(*agent);
         if (!warning.isEmpty())
@@ -338,7 +338,7 @@ private:
             return std::make_unique<MemoryDistributedNotifications>(_hub);
         if (!_bus.isRunning() && !_bus.start())
             QTest::qFail("no bus", __FILE__, __LINE__);
-        return makeDBusDistributedNotifications();
+        return makeDistributedNotifications();
     }
     DistributedNotifications::Handler recorder() {
         return [this](const QString &sender, const PropertyList::Dictionary &userInfo) {

@@ -3,8 +3,9 @@
 
 #include "platform/dbus/BusConnection.h"
 #include "platform/desktop/DesktopNotifications.h"
-#include "platform/desktop/SessionPrograms.h"
-#include "platform/desktop/TrayWatch.h"
+#include "platform/session/Session.h"
+#include "platform/session/SessionPrograms.h"
+#include "platform/tray/TrayWatch.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/services/PrivateBus.h"
 
@@ -207,7 +208,7 @@ private Q_SLOTS:
         QTRY_VERIFY(_watch->isPresent());
     }
 
-    void noConnectionIsNoWatch() { QVERIFY(!makeEmbeddingTrayWatch(nullptr)); }
+    void noConnectionIsNoWatch() { QVERIFY(!makeEmbeddingTrayWatch({})); }
 
     void aProgramIsActivatedByItsName() {
         const auto programs = makeSessionPrograms();

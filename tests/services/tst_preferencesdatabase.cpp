@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/FileHandle.h"
-#include "platform/preferences/FilePreferencesDatabase.h"
-#include "platform/preferences/MemoryPreferencesDatabase.h"
+#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
 #include "tests/kit/FullDisk.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDir>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/desktop/Refusal.h"
+#include "platform/session/Refusal.h"
 
 #include <QLocale>
 #include <QRegularExpression>

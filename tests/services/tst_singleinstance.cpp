@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/desktop/SingleInstance.h"
 #include "platform/foundation/QtRunLoop.h"
+#include "platform/session/SingleInstance.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/services/PrivateBus.h"
 

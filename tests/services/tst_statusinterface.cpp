@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/desktop/SingleInstance.h"
-#include "platform/desktop/StatusInterface.h"
 #include "platform/foundation/QtRunLoop.h"
+#include "platform/session/SingleInstance.h"
+#include "platform/session/StatusInterface.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDBusConnection>

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/bundle/Bundle.h"
 #include "platform/desktop/HelpBooks.h"
-#include "platform/desktop/StatusItem.h"
-#include "platform/desktop/StatusItemPlace.h"
-#include "platform/foundation/Bundle.h"
+#include "platform/tray/StatusItem.h"
+#include "platform/tray/StatusItemPlace.h"
 
 #include <QDir>
 #include <QFile>
@@ -76,16 +76,6 @@ private Q_SLOTS:
     void aMenuDoesNotLeaveTheScreenAtItsSide() {
         QCOMPARE(placeOfMenu({1257, 0, 22, 26}, {200, 150}, screen), QPoint(1080, 26));
         QCOMPARE(placeOfMenu({0, 0, 22, 26}, {2000, 150}, screen), QPoint(0, 26));
-    }
-
-    void nothingAppearsInTheNullStatusBar() {
-        const auto bar = makeNullStatusBar();
-        const auto item = bar->statusItemWithLength(length);
-        item->setName(QStringLiteral("name"));
-        item->popUpMenu();
-        item->closeMenu();
-        QCOMPARE(item->host(), StatusItem::Host::None);
-        QCOMPARE(item->place(), QRect());
     }
 
     void theHelpBookOfABundleIsFound() {

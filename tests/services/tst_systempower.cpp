@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/dbus/BusConnection.h"
-#include "platform/power/FakeSystemPower.h"
-#include "platform/power/SystemPowerBackends.h"
+#include "platform/power/SystemPower.h"
+#include "tests/kit/FakeSystemPower.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/services/PrivateBus.h"
 
@@ -124,7 +124,7 @@ private Q_SLOTS:
         if (real) {
             QVERIFY(_bus.start());
             QVERIFY(logind.start());
-            power = makeLogindPower();
+            power = makeSystemPower();
         } else {
             auto made = std::make_unique<FakeSystemPower>();
             fake = made.get();
@@ -167,7 +167,7 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
         MockLogind logind;
         QVERIFY(logind.start());
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower(recorder()));
         QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         const Inhibitor lock = logind.inhibitors().constFirst();
@@ -183,7 +183,7 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
         MockLogind logind;
         QVERIFY(logind.start());
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower(recorder()));
         QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         logind.prepareForSleep(true);
@@ -213,7 +213,7 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
         MockLogind logind;
         QVERIFY(logind.start());
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower([&](quint32 message, quint64 argument) {
             _messages.append({message, argument});
             power->allowPowerChange(argument);
@@ -230,7 +230,7 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
         MockLogind logind;
         QVERIFY(logind.start());
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower(recorder()));
         QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         logind.prepareForShutdown(true);
@@ -260,7 +260,7 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
         MockLogind logind;
         QVERIFY(logind.start());
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower(recorder()));
         QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         logind.emitSignal(QStringLiteral("PrepareForShutdownWithMetadata"),
@@ -273,7 +273,7 @@ private Q_SLOTS:
 
     void waitsForAManagerThatIsNotThereYet() {
         QVERIFY(_bus.start());
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower(recorder()));
         MockLogind logind;
         QVERIFY(logind.start());
@@ -286,7 +286,7 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
         auto logind = std::make_unique<MockLogind>();
         QVERIFY(logind->start());
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower(recorder()));
         QTRY_COMPARE_WITH_TIMEOUT(logind->inhibitors().size(), 1, kit::patience);
         logind = std::make_unique<MockLogind>();
@@ -301,7 +301,7 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
         auto logind = std::make_unique<MockLogind>();
         QVERIFY(logind->start());
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower(recorder()));
         QTRY_COMPARE_WITH_TIMEOUT(logind->inhibitors().size(), 1, kit::patience);
         logind->prepareForSleep(true);
@@ -315,7 +315,7 @@ private Q_SLOTS:
     }
 
     void aSystemWithoutABusIsSilent() {
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower(recorder()));
         power->allowPowerChange(0);
         power->allowPowerChange(1);
@@ -326,7 +326,7 @@ private Q_SLOTS:
     }
 
     void comesToLifeWhenTheBusDoes() {
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower(recorder()));
         QVERIFY(_bus.start());
         MockLogind logind;
@@ -339,7 +339,7 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
         MockLogind logind;
         QVERIFY(logind.start());
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower(recorder()));
         QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         QDBusMessage forged = QDBusMessage::createSignal(
@@ -357,7 +357,7 @@ private Q_SLOTS:
         QVERIFY(_bus.start());
         MockLogind logind;
         QVERIFY(logind.start());
-        const auto power = makeLogindPower();
+        const auto power = makeSystemPower();
         QVERIFY(power->registerForSystemPower([&](quint32 message, quint64 argument) {
             _messages.append({message, argument});
             power->deregisterForSystemPower();

@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "platform/preferences/MemoryDistributedNotifications.h"
-#include "platform/preferences/MemoryPreferencesDatabase.h"
 #include "support/ZRKUserDefaults.h"
+#include "tests/kit/MemoryDistributedNotifications.h"
+#include "tests/kit/MemoryPreferencesDatabase.h"
 
 namespace clipmule::kit {
 

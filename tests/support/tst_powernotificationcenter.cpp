@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/power/FakeSystemPower.h"
-#include "platform/power/SystemPowerBackends.h"
+#include "platform/power/SystemPower.h"
 #include "support/UnsignedNumber.h"
 #include "support/ZRKPowerNotificationCenter.h"
+#include "tests/kit/FakeSystemPower.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -183,10 +183,6 @@ private Q_SLOTS:
         Listener listener;
         listener.observeAll();
         QCOMPARE(listener.told, QStringList());
-        const auto null = makeNullPower();
-        QVERIFY(!null->registerForSystemPower([](quint32, quint64) {}));
-        null->allowPowerChange(1);
-        null->deregisterForSystemPower();
     }
 
     void aServiceThatIsTakenAwayIsDeregisteredFrom() {

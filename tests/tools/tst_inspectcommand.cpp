@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/KeyedArchiver.h"
-#include "platform/foundation/PropertyListSerialization.h"
-#include "platform/foundation/TypedJson.h"
+#include "platform/archive/KeyedArchiver.h"
+#include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/propertylist/TypedJson.h"
 #include "tests/kit/Vectors.h"
 #include "tools/InspectCommand.h"
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/desktop/StatusItem.h"
+#include "platform/tray/StatusItem.h"
 
 #include <QIcon>
 #include <QList>

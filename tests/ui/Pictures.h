@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/foundation/Bundle.h"
+#include "platform/bundle/Bundle.h"
 
 #include <QColor>
 #include <QDir>

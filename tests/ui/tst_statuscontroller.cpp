@@ -3,7 +3,7 @@
 
 #include "net/ZRKStreamNotifications.h"
 #include "platform/desktop/HelpManager.h"
-#include "platform/desktop/SessionPrograms.h"
+#include "platform/session/SessionPrograms.h"
 #include "support/PlatformNotifications.h"
 #include "support/ZRKUserDefaults.h"
 #include "tests/kit/ManualRunLoop.h"

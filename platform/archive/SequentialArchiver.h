@@ -1,0 +1,22 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/archive/Coding.h"
+
+namespace clipmule {
+
+/// Writes old archives without keys: the values of an object in the order of encoding.
+class SequentialArchiver {
+public:
+    /// Objects nested deeper raise a PlatformException.
+    static constexpr int maximumDepth = 500;
+
+    /// Each object of ours is stored once; strings, numbers, lists and so on each time. Integers
+    /// of more than 32 bits, for which the format has no word, raise a PlatformException named
+    /// "InvalidArgument"; what encodeWithCoder() raises passes.
+    [[nodiscard]] static QByteArray archivedData(const ArchiveValue &root);
+};
+
+} // namespace clipmule

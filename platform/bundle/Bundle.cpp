@@ -1,0 +1,136 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/bundle/Bundle.h"
+
+#include "platform/foundation/Log.h"
+#include "platform/foundation/RegularFile.h"
+#include "platform/propertylist/PropertyListSerialization.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace clipmule {
+
+struct Bundle::Contents {
+    QString path;
+    std::optional<PropertyList::Dictionary> info;
+};
+
+namespace {
+
+/// Missing when the file is; a damaged file is said in the log, since it is part of the
+/// installation and nobody else would notice.
+std::optional<PropertyList> readPropertyList(const QString &path) {
+    const auto file = RegularFile::read(path, Bundle::largestPropertyListFile);
+    if (file.outcome == RegularFile::Contents::Outcome::Missing)
+        return std::nullopt;
+    if (file.outcome != RegularFile::Contents::Outcome::Read) {
+        qCWarning(logFoundation).noquote() << path + QStringLiteral(": cannot be read");
+        return std::nullopt;
+    }
+    auto parsed = PropertyListSerialization::parse(file.bytes);
+    if (!parsed.value)
+        qCWarning(logFoundation).noquote() << path + QStringLiteral(": ") + parsed.error;
+    return std::move(parsed.value);
+}
+
+QString mainBundlePath() {
+    QString chosen = qEnvironmentVariable("CLIPMULE_RESOURCES");
+    if (!chosen.isEmpty())
+        return chosen;
+    const QString programFolder =
+        QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget().section(u'/', 0, -2);
+    return programFolder + QStringLiteral("/" CLIPMULE_DATA_FROM_PROGRAMS);
+}
+
+QList<Bundle> &loadedBundles() {
+    static QList<Bundle> bundles;
+    return bundles;
+}
+
+bool isFramework(const Bundle &bundle) {
+    return bundle.path().endsWith(u".framework");
+}
+
+} // namespace
+
+Bundle::Bundle(const QString &path)
+    : _contents(std::make_shared<Contents>()) {
+    _contents->path = QDir::cleanPath(QDir(path).absolutePath());
+}
+
+QString Bundle::path() const {
+    return _contents->path;
+}
+
+const PropertyList::Dictionary &Bundle::infoDictionary() const {
+    if (!_contents->info) {
+        const auto info = readPropertyList(_contents->path + QStringLiteral("/Info.plist"));
+        const auto *dictionary = info ? info->as<PropertyList::Dictionary>() : nullptr;
+        _contents->info = dictionary ? *dictionary : PropertyList::Dictionary();
+    }
+    return *_contents->info;
+}
+
+QString Bundle::identifier() const {
+    const auto *value = find(infoDictionary(), QStringLiteral("CFBundleIdentifier"));
+    const auto *text = value ? value->as<QString>() : nullptr;
+    return text ? *text : QString();
+}
+
+QString Bundle::pathForResource(const QString &name, const QString &type,
+                                const QString &localisation) const {
+    QString path = _contents->path + u'/';
+    if (!localisation.isEmpty())
+        path += localisation + QStringLiteral(".lproj/");
+    path += name;
+    if (!type.isEmpty())
+        path += u'.' + type;
+    return QFileInfo(path).isFile() ? path : QString();
+}
+
+std::optional<PropertyList> Bundle::propertyListResource(const QString &name, const QString &type,
+                                                         const QString &localisation) const {
+    const QString path = pathForResource(name, type, localisation);
+    return path.isEmpty() ? std::nullopt : readPropertyList(path);
+}
+
+Bundle Bundle::mainBundle() {
+    // Kept, so that its information dictionary is read once; found anew when the environment names
+    // another folder.
+    static std::optional<Bundle> known;
+    const Bundle found(mainBundlePath());
+    if (!known || !(*known == found))
+        known = found;
+    return *known;
+}
+
+QList<Bundle> Bundle::allBundles() {
+    QList<Bundle> bundles{mainBundle()};
+    for (const Bundle &bundle : std::as_const(loadedBundles())) {
+        if (!isFramework(bundle) && !bundles.contains(bundle))
+            bundles.append(bundle);
+    }
+    return bundles;
+}
+
+QList<Bundle> Bundle::allFrameworks() {
+    QList<Bundle> frameworks;
+    for (const Bundle &bundle : std::as_const(loadedBundles())) {
+        if (isFramework(bundle))
+            frameworks.append(bundle);
+    }
+    return frameworks;
+}
+
+void Bundle::load(const Bundle &bundle) {
+    if (!loadedBundles().contains(bundle))
+        loadedBundles().append(bundle);
+}
+
+void Bundle::unload(const Bundle &bundle) {
+    loadedBundles().removeAll(bundle);
+}
+
+} // namespace clipmule

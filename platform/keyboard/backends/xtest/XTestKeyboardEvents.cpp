@@ -1,0 +1,240 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
+
+#include "platform/foundation/Log.h"
+#include "platform/keyboard/KeyNames.h"
+
+#include <QSet>
+
+#include <algorithm>
+#include <array>
+
+#include <xcb/xinput.h>
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+#include <xcb/xtest.h>
+
+namespace clipmule {
+
+namespace {
+
+constexpr quint16 virtualKeyCommand = 55;
+constexpr quint16 virtualKeyV = 9;
+
+constexpr xcb_keysym_t symbolControl = 0xffe3; // the left one
+constexpr xcb_keysym_t symbolV = 'v';
+
+constexpr int rowShift = 0;
+constexpr int rowControl = 2;
+
+std::optional<xcb_keysym_t> symbolOf(quint16 character, quint16 virtualKey) {
+    if (virtualKey == virtualKeyCommand)
+        return symbolControl;
+    if (virtualKey == virtualKeyV)
+        return symbolV;
+    if (character < ' ')
+        return std::nullopt;
+    // Latin-1 characters are their own symbols, the others have an offset.
+    return character < 0x100 ? character : 0x01000000U + character;
+}
+
+} // namespace
+
+bool hasXTestSupport(X11Connection &connection) {
+    xcb_connection_t *xcb = connection.xcb();
+    for (xcb_extension_t *extension : {&xcb_test_id, &xcb_xkb_id, &xcb_input_id}) {
+        const xcb_query_extension_reply_t *data = xcb_get_extension_data(xcb, extension);
+        if (!data || !data->present)
+            return false;
+    }
+    // A client has to tell which version it speaks before it may use any.
+    const auto xkbCookie = xcb_xkb_use_extension(xcb, 1, 0);
+    const auto inputCookie = xcb_input_xi_query_version(xcb, 2, 0);
+    const auto xkb = connection.reply(xcb_xkb_use_extension_reply, xkbCookie);
+    const auto input = connection.reply(xcb_input_xi_query_version_reply, inputCookie);
+    return xkb && xkb->supported && input && input->major_version >= 2;
+}
+
+XTestKeyboardEvents::XTestKeyboardEvents(std::shared_ptr<X11Connection> connection,
+                                         PasteKeys pasteKeys)
+    : _connection(std::move(connection))
+    , _pasteKeys(std::move(pasteKeys)) {}
+
+XTestKeyboardEvents::~XTestKeyboardEvents() {
+    giveBack();
+}
+
+void XTestKeyboardEvents::inhibitLocalEvents(bool inhibit) {
+    _isGathering = inhibit;
+    if (inhibit || _stroke.isEmpty())
+        return;
+    const Stroke stroke = fittingTheWindow(std::exchange(_stroke, {}));
+    if (stroke.isEmpty())
+        return;
+    _pending.push_back(stroke);
+    performPending();
+}
+
+bool XTestKeyboardEvents::isPaste(const Stroke &stroke) {
+    const auto is = [&](qsizetype index, xcb_keysym_t symbol, bool isDown) {
+        return stroke.at(index).symbol == symbol && stroke.at(index).isDown == isDown;
+    };
+    return stroke.size() == 4 && is(0, symbolControl, true) && is(1, symbolV, true) &&
+           is(2, symbolV, false) && is(3, symbolControl, false);
+}
+
+XTestKeyboardEvents::Stroke XTestKeyboardEvents::fittingTheWindow(const Stroke &stroke) {
+    if (!_pasteKeys || !isPaste(stroke) || _connection->isLost())
+        return stroke;
+    const std::optional<QString> name = _pasteKeys();
+    if (!name)
+        return stroke;
+    const std::optional<QList<quint32>> keys = keysOfName(*name);
+    if (!keys) {
+        if (!_unknownNames.contains(*name)) {
+            _unknownNames.insert(*name);
+            qCWarning(logKeyboard).noquote() << "no key stroke has this name:" << cutForLog(*name);
+        }
+        return stroke;
+    }
+    Stroke fitting;
+    for (const quint32 key : *keys)
+        fitting.append({key, true, stroke.first().combines});
+    for (auto key = keys->crbegin(); key != keys->crend(); ++key)
+        fitting.append({*key, false, stroke.first().combines});
+    return fitting;
+}
+
+void XTestKeyboardEvents::postKeyboardEvent(quint16 character, quint16 virtualKey, bool keyDown) {
+    const std::optional<xcb_keysym_t> symbol = symbolOf(character, virtualKey);
+    if (!symbol) {
+        qCWarning(logKeyboard, "there is no key for the virtual key %u", virtualKey);
+        return;
+    }
+    _stroke.append({*symbol, keyDown, _isCombining});
+    if (!_isGathering) {
+        _pending.push_back(std::exchange(_stroke, {}));
+        performPending();
+    }
+}
+
+void XTestKeyboardEvents::performPending() {
+    while (!_pending.empty()) {
+        if (_connection->isLost()) {
+            _pending.clear();
+            return;
+        }
+        if (_borrowed && !_borrowed->isKnown)
+            return;
+        const XTestKeymap keymap(*_connection);
+        const Stroke &stroke = _pending.front();
+        QSet<xcb_keysym_t> missing;
+        for (const Event &event : stroke) {
+            if (!keyFor(event.symbol, keymap))
+                missing.insert(event.symbol);
+        }
+        // A key is lent for one symbol at a time.
+        const bool isBorrowedNeeded =
+            _borrowed && std::any_of(stroke.cbegin(), stroke.cend(), [this](const Event &event) {
+                return event.symbol == _borrowed->symbol;
+            });
+        if (missing.size() > (isBorrowedNeeded ? 0 : 1) ||
+            (!missing.isEmpty() && !borrow(*missing.cbegin(), keymap))) {
+            qCWarning(logKeyboard, "the keyboard layout has no key for this stroke, and none to "
+                                   "spare");
+            _pending.pop_front();
+            continue;
+        }
+        if (!missing.isEmpty())
+            continue;
+        perform(stroke, keymap);
+        _pending.pop_front();
+        if (_borrowed)
+            _timer = RunLoop::current().performAfter(borrowTime, [this] { giveBack(); });
+    }
+}
+
+std::optional<xcb_keycode_t> XTestKeyboardEvents::keyFor(xcb_keysym_t symbol,
+                                                         const XTestKeymap &keymap) const {
+    if (_borrowed && _borrowed->symbol == symbol)
+        return _borrowed->key;
+    return keymap.keyFor(symbol);
+}
+
+void XTestKeyboardEvents::perform(const Stroke &stroke, const XTestKeymap &keymap) {
+    xcb_connection_t *xcb = _connection->xcb();
+    xcb_grab_server(xcb);
+    QList<XTestKeymap::HeldModifier> held;
+    for (const XTestKeymap::HeldModifier &modifier : keymap.heldModifiers()) {
+        if (!modifier.isEffective)
+            fake(false, modifier.key);
+        else if (!stroke.first().combines)
+            held.append(modifier);
+    }
+    const auto release = [&](auto isMeant) {
+        for (const XTestKeymap::HeldModifier &modifier : std::as_const(held)) {
+            if (isMeant(modifier.row))
+                fake(false, modifier.key);
+        }
+    };
+    // Alt or Super that goes down and up alone opens a menu: those go up after Control went down.
+    const auto isHarmless = [](int row) { return row == rowShift || row == rowControl; };
+    release(isHarmless);
+    bool isFirst = true;
+    for (const Event &event : stroke) {
+        if (const auto key = keyFor(event.symbol, keymap))
+            fake(event.isDown, *key);
+        if (std::exchange(isFirst, false))
+            release([&](int row) { return !isHarmless(row); });
+    }
+    if (!held.isEmpty()) {
+        const QList<xcb_keycode_t> fingers = keymap.physicallyHeld();
+        for (const XTestKeymap::HeldModifier &modifier : std::as_const(held)) {
+            if (fingers.contains(modifier.key))
+                fake(true, modifier.key);
+        }
+    }
+    xcb_ungrab_server(xcb);
+    _connection->flush();
+}
+
+void XTestKeyboardEvents::fake(bool isDown, xcb_keycode_t key) {
+    xcb_test_fake_input(_connection->xcb(), isDown ? XCB_KEY_PRESS : XCB_KEY_RELEASE, key,
+                        XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+}
+
+// Keys that the layout does not have
+
+bool XTestKeyboardEvents::borrow(xcb_keysym_t symbol, const XTestKeymap &keymap) {
+    giveBack();
+    const std::optional<xcb_keycode_t> key = keymap.unusedKey();
+    if (!key)
+        return false;
+    // Both levels of all four groups.
+    std::array<xcb_keysym_t, 8> symbols{};
+    symbols.fill(symbol);
+    xcb_change_keyboard_mapping(_connection->xcb(), 1, *key, quint8(symbols.size()),
+                                symbols.data());
+    _connection->flush();
+    _borrowed = Borrowed{*key, symbol};
+    _timer = RunLoop::current().performAfter(borrowDelay, [this] {
+        _borrowed->isKnown = true;
+        performPending();
+    });
+    return true;
+}
+
+void XTestKeyboardEvents::giveBack() {
+    _timer.cancel();
+    if (!_borrowed)
+        return;
+    const xcb_keysym_t nothing = XCB_NO_SYMBOL;
+    xcb_change_keyboard_mapping(_connection->xcb(), 1, _borrowed->key, 1, &nothing);
+    _connection->flush();
+    _borrowed.reset();
+}
+
+} // namespace clipmule

@@ -1,0 +1,95 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/RunLoop.h"
+#include "platform/keyboard/KeyboardEvents.h"
+#include "platform/keyboard/backends/xtest/XTestKeymap.h"
+#include "platform/x11/X11Connection.h"
+
+#include <QSet>
+#include <QString>
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace clipmule {
+
+/// Key strokes through the XTEST extension: Command is Control, virtual key 9 is the key that types
+/// "v", any other key is the one that types its character.
+///
+/// A stroke is gathered between inhibitLocalEvents(true) and (false) and made in one go, other
+/// clients held off meanwhile. The user's own devices cannot be held off; the few milliseconds are
+/// short. Modifiers that he holds are released for the stroke, unless states may combine, and
+/// pressed again afterwards if he still holds them. Caps Lock and Num Lock stay.
+///
+/// The stroke that pastes, Command with "v" and nothing else, is made with the keys that the active
+/// window takes for it; with Control and the key that types "v" where nothing else is known of it.
+///
+/// A layout that cannot type the character lends an unused key for it for a moment; the stroke is
+/// then made after borrowDelay. Strokes keep their order.
+class XTestKeyboardEvents final : public KeyboardEvents {
+public:
+    /// How long the programs get to learn of a borrowed key before it is pressed.
+    static constexpr RunLoop::Seconds borrowDelay{0.1};
+    /// How long it stays afterwards: a program looks up what it means when it handles the press.
+    static constexpr RunLoop::Seconds borrowTime{0.3};
+
+    /// Which keys paste in the active window, by name (KeyNames.h); nothing where the usual ones
+    /// do.
+    using PasteKeys = std::function<std::optional<QString>()>;
+
+    /// Without `pasteKeys`, the usual ones do everywhere.
+    explicit XTestKeyboardEvents(std::shared_ptr<X11Connection> connection,
+                                 PasteKeys pasteKeys = {});
+    ~XTestKeyboardEvents() override;
+
+    void inhibitLocalEvents(bool inhibit) override;
+    void enableEventStateCombining(bool combine) override { _isCombining = combine; }
+    /// Without an effect: everything of the user's always passes.
+    void setLocalEventsFilterDuringSuppressionState(quint32, quint32) override {}
+    void postKeyboardEvent(quint16 character, quint16 virtualKey, bool keyDown) override;
+    [[nodiscard]] QString description() const override { return QStringLiteral("xtest"); }
+
+private:
+    struct Event {
+        xcb_keysym_t symbol;
+        bool isDown;
+        // Whether the user's modifiers may take part.
+        bool combines;
+    };
+    using Stroke = QList<Event>;
+
+    [[nodiscard]] static bool isPaste(const Stroke &stroke);
+    [[nodiscard]] Stroke fittingTheWindow(const Stroke &stroke);
+    void performPending();
+    void perform(const Stroke &stroke, const XTestKeymap &keymap);
+    [[nodiscard]] std::optional<xcb_keycode_t> keyFor(xcb_keysym_t symbol,
+                                                      const XTestKeymap &keymap) const;
+    bool borrow(xcb_keysym_t symbol, const XTestKeymap &keymap);
+    void giveBack();
+    void fake(bool isDown, xcb_keycode_t key);
+
+    struct Borrowed {
+        xcb_keycode_t key;
+        xcb_keysym_t symbol;
+        bool isKnown = false; // to the programs
+    };
+    std::shared_ptr<X11Connection> _connection;
+    PasteKeys _pasteKeys;
+    QSet<QString> _unknownNames; // said already
+    bool _isGathering = false;
+    bool _isCombining = true;
+    Stroke _stroke;
+    std::deque<Stroke> _pending;
+    std::optional<Borrowed> _borrowed;
+    RunLoop::Timer _timer;
+};
+
+/// Whether the display takes synthesised keys and tells of its keyboards.
+[[nodiscard]] bool hasXTestSupport(X11Connection &connection);
+
+} // namespace clipmule

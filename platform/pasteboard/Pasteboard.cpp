@@ -1,0 +1,23 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/pasteboard/Pasteboard.h"
+
+#include "platform/pasteboard/Pasteboard_x11.h"
+#include "platform/pasteboard/backends/null/NullPasteboard.h"
+#include "platform/session/Session.h"
+
+#include <utility>
+
+namespace clipmule {
+
+std::unique_ptr<Pasteboard> makePasteboard(const Session &session,
+                                           FindPasteboardAudience audience) {
+    if (!session.x11 || !hasX11PasteboardSupport(*session.x11))
+        return std::make_unique<NullPasteboard>();
+    auto pasteboard = std::make_unique<PasteboardX11>(session.x11, std::move(audience));
+    pasteboard->start();
+    return pasteboard;
+}
+
+} // namespace clipmule

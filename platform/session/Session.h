@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <functional>
+#include <memory>
+
+namespace clipmule {
+
+class X11Connection;
+
+/// What the program reaches of the desktop session it runs in. Opened once and handed to every
+/// make… function, which chooses its backend by what is there; copies share the connections.
+struct Session {
+    /// The connection that the clipboard, the key strokes and the active application share. They
+    /// must share it: a key stroke is then never ahead of the contents that it pastes. Null where
+    /// there is no X11 display.
+    std::shared_ptr<X11Connection> x11 = {};
+};
+
+/// The session of this process, as its environment names it. What cannot be reached is missing,
+/// with a line in the log.
+[[nodiscard]] Session openSession();
+
+/// Whether there is a display that lets us in. For deciding what kind of application to be, before
+/// there is one.
+[[nodiscard]] bool hasDisplay();
+
+/// Calls back once, from the run loop, when the display server has gone. The backends act as null
+/// backends from then on. Nothing happens in a session without a display.
+void whenDisplayIsLost(const Session &session, std::function<void()> callback);
+
+} // namespace clipmule

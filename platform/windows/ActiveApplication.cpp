@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/windows/ActiveApplication.h"
+
+#include "platform/session/Session.h"
+#include "platform/windows/ApplicationTable.h"
+#include "platform/windows/DesktopFiles.h"
+#include "platform/windows/backends/x11/X11ActiveApplication.h"
+
+namespace clipmule {
+
+namespace {
+
+// Where the desktop does not tell.
+class NullActiveApplication final : public ActiveApplication {
+public:
+    [[nodiscard]] std::optional<QString> identifier() const override { return std::nullopt; }
+};
+
+} // namespace
+
+std::unique_ptr<ActiveApplication> makeActiveApplication(const Session &session,
+                                                         const QString &tablePath,
+                                                         const QString &userTablePath) {
+    if (!session.x11)
+        return std::make_unique<NullActiveApplication>();
+    ApplicationTable table = ApplicationTable::read(tablePath);
+    if (!userTablePath.isEmpty())
+        table.addUsersOwn(userTablePath);
+    return std::make_unique<X11ActiveApplication>(
+        session.x11, std::move(table),
+        std::make_unique<DesktopFiles>(DesktopFiles::standardFolders()));
+}
+
+} // namespace clipmule

@@ -1,0 +1,45 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/windows/ActiveApplication.h"
+#include "platform/windows/ApplicationTable.h"
+#include "platform/windows/DesktopFiles.h"
+#include "platform/x11/X11Connection.h"
+
+#include <QStringList>
+
+#include <memory>
+
+namespace clipmule {
+
+/// The window that the window manager calls active, and what it says of its program. Three round
+/// trips to the display server a question.
+class X11ActiveApplication final : public ActiveApplication {
+public:
+    X11ActiveApplication(std::shared_ptr<X11Connection> connection, ApplicationTable table,
+                         std::unique_ptr<DesktopFiles> desktopFiles);
+
+    [[nodiscard]] std::optional<QString> identifier() const override;
+    [[nodiscard]] Pasting pasting() const override;
+
+private:
+    // What a window says of itself, best first; what it does not say is empty.
+    struct Names {
+        QString toolkitIdentifier;
+        QString windowClass;
+        QString instance;
+
+        [[nodiscard]] QStringList said() const;
+    };
+    [[nodiscard]] Names namesOfTheActiveWindow() const;
+    [[nodiscard]] std::optional<DesktopFiles::Program> programOf(const Names &names) const;
+    [[nodiscard]] QByteArray property(xcb_window_t window, xcb_atom_t property) const;
+
+    std::shared_ptr<X11Connection> _connection;
+    ApplicationTable _table;
+    std::unique_ptr<DesktopFiles> _desktopFiles;
+};
+
+} // namespace clipmule

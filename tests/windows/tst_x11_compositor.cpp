@@ -1,0 +1,48 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/session/Session.h"
+#include "platform/windows/Compositor.h"
+#include "platform/x11/X11Connection.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace clipmule;
+
+class CompositorTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void runsWhileTheSelectionHasAnOwner();
+    void isTakenToRunWithoutADisplay();
+};
+
+void CompositorTest::runsWhileTheSelectionHasAnOwner() {
+    const auto ours = X11Connection::open();
+    QVERIFY(ours);
+    const auto compositor = makeCompositor({ours});
+    QVERIFY(!compositor->isRunning());
+
+    // Another program takes the selection, as a compositor does when it starts.
+    const auto theirs = X11Connection::open();
+    const xcb_atom_t selection = theirs->atom("_NET_WM_CM_S0");
+    const xcb_window_t window = theirs->createWindow();
+    const auto own = [&](xcb_window_t owner) {
+        xcb_set_selection_owner(theirs->xcb(), owner, selection, XCB_CURRENT_TIME);
+        // The server has seen it when it answers.
+        (void)theirs->reply(xcb_get_input_focus_reply, xcb_get_input_focus(theirs->xcb()));
+    };
+    own(window);
+    QVERIFY(compositor->isRunning());
+    own(XCB_NONE);
+    QVERIFY(!compositor->isRunning());
+}
+
+void CompositorTest::isTakenToRunWithoutADisplay() {
+    QVERIFY(makeCompositor({})->isRunning());
+}
+
+QTEST_GUILESS_MAIN(CompositorTest)
+#include "tst_x11_compositor.moc"
