@@ -163,7 +163,7 @@ void PasteboardX11::fetched(const std::optional<PasteboardContents> &fetchedCont
         setContents(*fetchedContents);
         remember(*fetchedContents);
         if (fetchedContents->contains(PasteboardMarker::passwordHint))
-            append(PasteboardFingerprint(*fetchedContents), _secrets);
+            rememberSecret(*fetchedContents);
         _last.reset();
         if (isCopy)
             moveChangeCount();
@@ -188,30 +188,36 @@ bool PasteboardX11::isTakeover(const PasteboardContents &fetched) const {
         return true;
     // Managers that keep texts only put the newest of them in the place of a picture or a secret.
     return _taking.fillsAGap() &&
-           (_taking.isTheManagers || _taking.hasOwnedBefore || isWithinAny(fingerprint, _history));
+           (_taking.isTheManagers || _taking.hasOwnedBefore || hasBeenHere(fingerprint));
 }
 
-// Managers that put a password back leave out what marked it as one, and need not be quick.
+// Managers that put a password back leave out what marked it as one, and need not be quick. The
+// program that marked it knows what it does.
 bool PasteboardX11::isSecretWithoutItsMark(const PasteboardContents &contents) const {
-    return !_secrets.empty() && !contents.contains(PasteboardMarker::passwordHint) &&
-           isWithinAny(PasteboardFingerprint(contents), _secrets);
+    if (_secrets.empty() || contents.contains(PasteboardMarker::passwordHint))
+        return false;
+    const PasteboardFingerprint fingerprint(contents);
+    return std::any_of(_secrets.cbegin(), _secrets.cend(), [&](const Secret &secret) {
+        return secret.owner != _currentOwner && fingerprint.isWithin(secret.fingerprint);
+    });
 }
 
 void PasteboardX11::remember(const PasteboardContents &contents) {
-    append(PasteboardFingerprint(contents), _history);
+    _history.emplace_back(contents);
+    if (_history.size() > mostRemembered)
+        _history.pop_front();
 }
 
-void PasteboardX11::append(const PasteboardFingerprint &contents, Fingerprints &fingerprints) {
-    fingerprints.push_back(contents);
-    if (fingerprints.size() > mostRemembered)
-        fingerprints.pop_front();
+void PasteboardX11::rememberSecret(const PasteboardContents &contents) {
+    _secrets.push_back({PasteboardFingerprint(contents), _currentOwner});
+    if (_secrets.size() > mostRemembered)
+        _secrets.pop_front();
 }
 
-bool PasteboardX11::isWithinAny(const PasteboardFingerprint &contents,
-                                const Fingerprints &fingerprints) {
-    return std::any_of(
-        fingerprints.cbegin(), fingerprints.cend(),
-        [&](const PasteboardFingerprint &older) { return contents.isWithin(older); });
+bool PasteboardX11::hasBeenHere(const PasteboardFingerprint &contents) const {
+    return std::any_of(_history.cbegin(), _history.cend(), [&](const PasteboardFingerprint &older) {
+        return contents.isWithin(older);
+    });
 }
 
 void PasteboardX11::stopFetching() {

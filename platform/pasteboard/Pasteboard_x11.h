@@ -29,7 +29,7 @@ namespace clipmule {
 /// just read the contents from us, or it is the client that the desktop names its clipboard
 /// manager. What fills a gap is older when it has been on the clipboard before, or when it is
 /// offered by a window that had owned the clipboard before. Of what a password manager has marked
-/// nothing is a copy when it comes back without the mark, whoever offers it and when.
+/// nothing is a copy when another program offers it without the mark, whenever that is.
 ///
 /// While nobody watches, no owner is asked for anything; every new owner moves the count.
 ///
@@ -76,8 +76,6 @@ protected:
 
 private:
     // What is known of the newest owner: whether its contents may be those that were there before.
-    using Fingerprints = std::deque<PasteboardFingerprint>; // the newest last
-
     struct Taking {
         bool isCopy = false; // certainly: something new has come in between
         bool followsAnEnd = false;
@@ -105,9 +103,8 @@ private:
     [[nodiscard]] bool isTakeover(const PasteboardContents &fetched) const;
     [[nodiscard]] bool isSecretWithoutItsMark(const PasteboardContents &contents) const;
     void remember(const PasteboardContents &contents);
-    static void append(const PasteboardFingerprint &contents, Fingerprints &fingerprints);
-    [[nodiscard]] static bool isWithinAny(const PasteboardFingerprint &contents,
-                                          const Fingerprints &fingerprints);
+    void rememberSecret(const PasteboardContents &contents);
+    [[nodiscard]] bool hasBeenHere(const PasteboardFingerprint &contents) const;
     void stopFetching();
     void forgetContents();
 
@@ -125,12 +122,16 @@ private:
     // What was on the clipboard last, where it is not among the contents any more; nothing when it
     // was never read.
     std::optional<PasteboardFingerprint> _last;
-    Fingerprints _history;
-    Fingerprints _secrets;
-    xcb_window_t _currentOwner = XCB_NONE;  // or, while there is none, the one before
-    QSet<xcb_window_t> _earlierOwners;      // that still exist
-    std::optional<RunLoop::Seconds> _ended; // when the owner did, while there is no other
-    std::optional<RunLoop::Seconds> _taken; // when we took the clipboard
+    struct Secret {
+        PasteboardFingerprint fingerprint;
+        xcb_window_t owner; // that marked it
+    };
+    std::deque<PasteboardFingerprint> _history; // the newest last
+    std::deque<Secret> _secrets;                // the newest last
+    xcb_window_t _currentOwner = XCB_NONE;      // or, while there is none, the one before
+    QSet<xcb_window_t> _earlierOwners;          // that still exist
+    std::optional<RunLoop::Seconds> _ended;     // when the owner did, while there is no other
+    std::optional<RunLoop::Seconds> _taken;     // when we took the clipboard
 };
 
 /// Whether the display tells of changes of the clipboard at all.

@@ -81,6 +81,12 @@ def panel():
     return next((window for window in windows() if window.width == 226 and window.height < 200), None)
 
 
+def placed_panel():
+    """The same once it is where it belongs: before it is shown, it is listed in the corner."""
+    found = panel()
+    return found if found and (found.x, found.y) != (0, 0) else None
+
+
 def differences(crop):
     """How far that part of the screen is from each stored picture of the icon."""
     shot = ["import", "-window", "root", "-crop", crop, "+repage", "png:-"]
@@ -278,8 +284,8 @@ class EmbeddedTrayTest(TrayTest):
         phone = self.connected_phone("Anna")
         before = self.active_window()
         copy("UTF8_STRING", b"x" * MORE_THAN_IS_SENT)
-        shown = until("message", panel)
         item = icon()
+        shown = until("message", placed_panel)
         self.assertEqual(shown.y, item.y + item.height)
         self.assertLessEqual(shown.x + shown.width, 1280)
         self.assertEqual(self.active_window(), before)
@@ -434,10 +440,9 @@ class NotifierHostTest(TrayTest):
         self.item_in_host()
         self.connected_phone("Anna")
         copy("UTF8_STRING", b"x" * MORE_THAN_IS_SENT)
-        shown = until("message", panel)
+        shown = until("message", placed_panel)
         self.assertEqual(shown.y, 0)
         self.assertGreater(shown.x, 640)
-
 
     def test_a_hidden_item_that_comes_back_has_its_picture_at_once(self):
         host = self.item_in_host()

@@ -296,6 +296,14 @@ private Q_SLOTS:
         QCOMPARE(desktop.pasteboard->changeCount(), isCopy ? 3 : 2);
     }
 
+    void theProgramThatMarkedASecretMayCopyItOpenly() {
+        Desktop desktop;
+        X11TestOwner vault;
+        give(vault, {{"UTF8_STRING", "hunter2"}, {"x-kde-passwordManagerHint", "secret"}}, desktop);
+        give(vault, asParcellite("hunter2"), desktop);
+        QCOMPARE(desktop.pasteboard->changeCount(), 2);
+    }
+
     void soManySecretsAreRemembered_data() { soMuchIsRemembered_data(); }
     void soManySecretsAreRemembered() {
         QFETCH(size_t, copiesSince);
