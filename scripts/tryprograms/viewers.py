@@ -10,7 +10,7 @@ import subprocess
 from . import material
 from .browsers import is_picture
 from .desk import free_folder
-from .screen import NotDriven, need, wait
+from .screen import need, wait
 from .trial import Program
 
 TEXT = "Meet me at the mill"
@@ -86,15 +86,17 @@ class Gimp(Program):
 
     title = "GIMP"
     packages = ("gimp",)
-    PORT = 10008
+    # Another one for each start: the last one may still be taken.
+    port = 10008
 
     def open(self, picture):
         self.stop()
+        self.port += 1
         home = free_folder(self.desk.folder / "gimp")
         log = self.desk.folder / "script-fu.log"
         self.process = self.desk.launch(
             "gimp", "--no-splash", "--new-instance", "-b",
-            f'(plug-in-script-fu-server 1 "127.0.0.1" {self.PORT} "{log}")', picture,
+            f'(plug-in-script-fu-server 1 "127.0.0.1" {self.port} "{log}")', picture,
             GIMP2_DIRECTORY=str(home))
         self.window = self.desk.window("gimp", picture.stem)
         need("GIMP's script server", lambda: self.ask("(gimp-image-list)"), 60)
@@ -105,7 +107,7 @@ class Gimp(Program):
 
     def ask(self, expression):
         try:
-            with socket.create_connection(("127.0.0.1", self.PORT), timeout=5) as connection:
+            with socket.create_connection(("127.0.0.1", self.port), timeout=5) as connection:
                 text = expression.encode()
                 connection.sendall(b"G" + struct.pack(">H", len(text)) + text)
                 head = connection.recv(4, socket.MSG_WAITALL)
@@ -134,9 +136,8 @@ class Gimp(Program):
     def into(self, picture):
         self.open(self.stuff.png)
         self.screen.click_middle(self.window)
-        image = re.search(r"#\((\d+)", self.ask("(gimp-image-list)"))
-        if not image:
-            raise NotDriven("no answer of GIMP's script server")
+        image = need("image in GIMP", lambda: re.search(r"#\((\d+)", self.ask("(gimp-image-list)")),
+                     30)
 
         def seen():
             answer = self.ask("(let ((l (car (gimp-image-get-floating-sel "
