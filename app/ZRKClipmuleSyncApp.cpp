@@ -3,69 +3,81 @@
 
 #include "app/ZRKClipmuleSyncApp.h"
 
+#include "model/MessageEnvelope.h"
+#include "model/ZRKClipmuleData.h"
 #include "platform/foundation/Log.h"
-#include "platform/pasteboard/Pasteboard.h"
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKPowerNotificationCenter.h"
 
+#include <QCoreApplication>
 #include <QDir>
-#include <QSet>
 
-#include <algorithm>
 #include <utility>
 
 namespace clipmule {
+
+static_assert(ZRKClipmuleSyncApp::largestClipSent == ZRKClipmuleData::largestTravelling);
 
 namespace {
 
 const QString serverServiceKey = QStringLiteral("serverService");
 const QString serverNameKey = QStringLiteral("serverName");
-const QString statisticsIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.stats");
-
-// The agent announces itself under each phone's name, so that the phone sees its computer is there.
-const QString announcementType = QStringLiteral("_clipmule-c2._tcp");
-// Nothing listens behind the announcement: a record needs a port, and this one is nobody's.
-constexpr quint16 announcementPort = 1;
 const QString preferencesProgram = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
-
-const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
-
-std::optional<QString> textUnder(const PropertyList::Dictionary &dictionary, const QString &key) {
-    const PropertyList *value = find(dictionary, key);
-    const auto *text = value ? value->as<QString>() : nullptr;
-    return text ? std::optional(*text) : std::nullopt;
-}
 
 } // namespace
 
 ZRKClipmuleSyncApp::ZRKClipmuleSyncApp(SyncServices services)
-    : _services(std::move(services)) {}
+    : _services(std::move(services))
+    , _journal(_services.pasteboard.notice, _services.sharedDefaults)
+    , _links(_services.dnssd, _services.fixedAddresses)
+    , _watch(_services.pasteboard, _journal)
+    , _inbound(_services.pasteboard, _services.keyboard, _journal)
+    , _messages(_links, _inbound, _journal) {
+    _journal.onChange = [this] { situationDidChange(); };
+    _watch.isNeeded = [this] { return isConnected(); };
+    _watch.onCopy = [this](ZRKClipmuleData &clip) { return sendClip(clip); };
+    _inbound.pasteModeOf = [this](const QString &phone) { return pasteModeOf(phone); };
+    _inbound.onPrepareToPaste = _services.prepareToPaste;
+    // The watch must not send it back.
+    _inbound.onWritten = [this](ZRKClipmuleData &clip) { _watch.noteWritten(clip); };
+    listenToClients();
+}
 
 ZRKClipmuleSyncApp::~ZRKClipmuleSyncApp() {
-    _waitingClips.clear();
     stopObserving();
-    disconnect();
 }
 
-void ZRKClipmuleSyncApp::stopObserving() {
-    ZRKNotificationCenter::platformDefault().removeObserver(this);
-    ZRKPowerNotificationCenter::defaultCenter()->removeObserver(this);
+void ZRKClipmuleSyncApp::listenToClients() {
+    ZRKNetServiceClient::Delegate &delegate = _links.delegate;
+    delegate.clientServiceDidOpen = [this](NetService &service) { clientServiceDidOpen(service); };
+    delegate.clientServiceDidClose = [this](NetService &service) {
+        clientServiceDidClose(service);
+    };
+    delegate.clientServiceDidReconnect = [this](NetService &service) {
+        clientServiceDidReconnect(service);
+    };
+    delegate.clientServiceDidReceiveObject = [this](NetService &service,
+                                                    const PropertyList &object) {
+        clientServiceDidReceiveObject(service, object);
+    };
+    delegate.clientServiceDidChangeConnection = [this](NetService &service,
+                                                       const QString &failure) {
+        _journal.noteConnection(service.name(), failure);
+    };
+    delegate.clientServiceDidRefuseObject = [this](NetService &service, const OutputObject &object,
+                                                   qsizetype waiting) {
+        _messages.refused(service.name(), object, waiting);
+    };
+    delegate.clientServiceDidDropObject = [this](NetService &service, const OutputObject &object) {
+        _messages.dropped(service.name(), object);
+    };
+    delegate.clientServiceDidRefuseInput = [this](NetService &service,
+                                                  const ZRKStreamHandler::RefusedInput &input) {
+        _messages.refusedInput(service.name(), input);
+    };
 }
 
-void ZRKClipmuleSyncApp::finishLaunching() {
-    // Nobody is asked for what is copied until a phone is there to get it.
-    _services.pasteboard.pasteboard.setWatching(false);
-    // Of an agent that was killed.
-    ZRKClipmuleData::deleteImageFiles(_services.pasteboard);
-    migrateSinglePhoneSettings();
-    _clientsDictionary.clear();
-    _netServicesDictionary.clear();
-    _clientsDataDictionary->clear();
-    _services.sharedDefaults.listenForChanges();
-    _statisticDefaults = ZRKUserDefaults::initWithIdentifier(statisticsIdentifier);
-    if (_services.makeStatusController)
-        _statusController = _services.makeStatusController(*this);
-
+void ZRKClipmuleSyncApp::observe() {
     auto &center = ZRKNotificationCenter::platformDefault();
     const Selector settingsChanged =
         selector<&ZRKClipmuleSyncApp::defaultsDidChange>("defaultsDidChange");
@@ -76,7 +88,23 @@ void ZRKClipmuleSyncApp::finishLaunching() {
                        ZRKPowerStatusWillSleep);
     power->addObserver(this, selector<&ZRKClipmuleSyncApp::didWake>("didWake"),
                        ZRKPowerStatusDidWake);
+}
 
+void ZRKClipmuleSyncApp::stopObserving() {
+    ZRKNotificationCenter::platformDefault().removeObserver(this);
+    ZRKPowerNotificationCenter::defaultCenter()->removeObserver(this);
+}
+
+void ZRKClipmuleSyncApp::finishLaunching() {
+    // Nobody is asked for what is copied until a phone is there to get it.
+    _watch.pause();
+    // Of an agent that was killed.
+    ZRKClipmuleData::deleteImageFiles(_services.pasteboard);
+    migrateSinglePhoneSettings();
+    _services.sharedDefaults.listenForChanges();
+    if (_services.makeStatusController)
+        _statusController = _services.makeStatusController(*this);
+    observe();
     defaultsDidChange();
     if (Updater *const own = updater()) {
         Updater::Delegate delegate;
@@ -110,121 +138,27 @@ QList<RegisteredPhones::Phone> ZRKClipmuleSyncApp::registeredPhones() const {
     return RegisteredPhones::phones(serverServices());
 }
 
-void ZRKClipmuleSyncApp::connect() {
-    if (!isEnabled())
-        return;
-    const QList<RegisteredPhones::Phone> phones = registeredPhones();
-    tellAddresses(phones);
-    for (const RegisteredPhones::Phone &phone : phones) {
-        const QString &name = phone.service;
-        if (!_netServicesDictionary.contains(name)) {
-            const auto announcement = NetService::initWithDomainTypeNamePort(
-                _services.dnssd, QString(), announcementType, name, announcementPort);
-            _netServicesDictionary.insert(name, announcement);
-            announcement->publish();
-        }
-        if (!_clientsDictionary.contains(name)) {
-            const auto client = makeClient(name);
-            _clientsDictionary.insert(name, client);
-            client->start();
-        }
-    }
-}
-
-void ZRKClipmuleSyncApp::tellAddresses(const QList<RegisteredPhones::Phone> &phones) {
-    if (!_services.fixedAddresses)
-        return;
-    std::map<dnssd::ServiceName, HostAndPort, dnssd::ByServiceName> addresses;
-    for (const RegisteredPhones::Phone &phone : phones) {
-        if (phone.address.isEmpty())
-            continue;
-        const ParsedHostAndPort parsed = parseHostAndPort(phone.address);
-        if (parsed.value)
-            addresses.emplace(dnssd::ServiceName{phone.service, phoneType, QStringLiteral("local")},
-                              *parsed.value);
-        else
-            qCDebug(logApp).noquote()
-                << "no address of" << cutForLog(phone.service) << "is" << cutForLog(phone.address);
-    }
-    _services.fixedAddresses->setAddresses(std::move(addresses));
-}
-
 PasteMode ZRKClipmuleSyncApp::pasteModeOf(const QString &serviceName) const {
     const auto phone = RegisteredPhones::phone(serverServices(), serviceName);
     return phone && phone->pasteMode ? *phone->pasteMode
                                      : Settings::pasteMode(_services.sharedDefaults);
 }
 
-std::shared_ptr<ZRKNetServiceClient> ZRKClipmuleSyncApp::makeClient(const QString &name) {
-    auto client = ZRKNetServiceClient::initWithTypeName(_services.dnssd, phoneType, name);
-    ZRKNetServiceClient::Delegate delegate;
-    delegate.clientServiceDidOpen = [this](NetService &service) { clientServiceDidOpen(service); };
-    delegate.clientServiceDidClose = [this](NetService &service) {
-        clientServiceDidClose(service);
-    };
-    delegate.clientServiceDidReconnect = [this](NetService &service) {
-        clientServiceDidReconnect(service);
-    };
-    delegate.clientServiceDidChangeConnection = [this](NetService &service,
-                                                       const QString &failure) {
-        clientServiceDidChangeConnection(service, failure);
-    };
-    delegate.clientServiceDidReceiveObject = [this](NetService &service,
-                                                    const PropertyList &object) {
-        clientServiceDidReceiveObject(service, object);
-    };
-    delegate.clientServiceDidRefuseObject = [this](NetService &service, const OutputObject &object,
-                                                   qsizetype waiting) {
-        clientServiceDidRefuseObject(service, object, waiting);
-    };
-    delegate.clientServiceDidDropObject = [this](NetService &service, const OutputObject &object) {
-        clientServiceDidDropObject(service, object);
-    };
-    delegate.clientServiceDidRefuseInput = [this](NetService &service,
-                                                  const ZRKStreamHandler::RefusedInput &input) {
-        clientServiceDidRefuseInput(service, input);
-    };
-    client->setDelegate(std::move(delegate));
-    return client;
-}
-
-// The delegate goes first, so that a shutdown of our own produces no callback.
-void ZRKClipmuleSyncApp::stopAnnouncement(NetService &service) {
-    service.setDelegate({});
-    service.stop();
-}
-
-void ZRKClipmuleSyncApp::stopClient(ZRKNetServiceClient &client) {
-    client.setDelegate({});
-    client.stop();
+void ZRKClipmuleSyncApp::connect() {
+    if (isEnabled())
+        _links.connect(registeredPhones());
 }
 
 void ZRKClipmuleSyncApp::disconnect() {
-    for (const auto &service : std::exchange(_netServicesDictionary, {}))
-        stopAnnouncement(*service);
-    for (const auto &client : std::exchange(_clientsDictionary, {}))
-        stopClient(*client);
-    while (!_waitingClips.empty())
-        forgetWaitingClips(_waitingClips.front().phone);
+    _links.disconnect();
+    _inbound.forgetAll();
 }
 
 void ZRKClipmuleSyncApp::defaultsDidChange() {
     if (isEnabled()) {
-        QSet<QString> registered;
-        for (const RegisteredPhones::Phone &phone : registeredPhones())
-            registered.insert(phone.service);
-        const QStringList announced = _netServicesDictionary.keys();
-        for (const QString &name : announced) {
-            if (!registered.contains(name))
-                stopAnnouncement(*_netServicesDictionary.take(name));
-        }
-        const QStringList connected = _clientsDictionary.keys();
-        for (const QString &name : connected) {
-            if (registered.contains(name))
-                continue;
-            stopClient(*_clientsDictionary.take(name));
-            forgetWaitingClips(name);
-        }
+        const QStringList stopped = _links.keepOnly(registeredPhones());
+        for (const QString &phone : stopped)
+            _inbound.forget(phone);
         connect();
     } else {
         disconnect();
@@ -255,9 +189,63 @@ ZRKClipmuleSyncApp::TerminateReply ZRKClipmuleSyncApp::applicationShouldTerminat
     return TerminateReply::Now;
 }
 
-bool ZRKClipmuleSyncApp::isConnected() const {
-    return std::any_of(_clientsDictionary.begin(), _clientsDictionary.end(),
-                       [](const auto &client) { return client->isConnected(); });
+bool ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip) {
+    if (clip.size() > largestClipSent) {
+        _journal.refuse({.direction = Refusal::Direction::CopiedHere,
+                         .reason = Refusal::Reason::TooLarge,
+                         .kind = kindOf(clip),
+                         .size = clip.size(),
+                         .limit = largestClipSent},
+                        QCoreApplication::translate(
+                            "Clipmule", "The item you copied is too large to send to Clipmule."));
+        return false;
+    }
+    qCDebug(logApp).noquote() << "sending" << descriptionForLog(clip)
+                              << "to phones:" << _links.count();
+    _links.sendToAll(OutputObject::fixed(
+        MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip.toDictionary()))));
+    _journal.count(clip, Settings::Key::DataSent);
+    return true;
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidOpen(NetService &service) {
+    _journal.noteSeen(service.name());
+    // What was copied while no phone was connected is not sent.
+    _watch.start();
+    postStatusDidChange();
+}
+
+// The watch ends when nothing is connected, and only a phone's first connection starts it. A phone
+// that lost its connection and came back would get nothing more.
+void ZRKClipmuleSyncApp::clientServiceDidReconnect(NetService & /*service*/) {
+    _watch.startAgain();
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidClose(NetService &service) {
+    _journal.noteSeen(service.name());
+    postStatusDidChange();
+    _links.removeRecord(service.name());
+    _links.sendRecords();
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidReceiveObject(NetService &service,
+                                                       const PropertyList &object) {
+    _messages.receive(service.name(), object);
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &service,
+                                                             const PropertyList &clip) {
+    _messages.receiveClip(service.name(), clip);
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleDataForDevices(NetService &service,
+                                                                       const PropertyList &clip) {
+    _messages.receiveClipForDevices(service.name(), clip);
+}
+
+void ZRKClipmuleSyncApp::clientServiceDidReceiveDeviceData(NetService &service,
+                                                           const PropertyList &deviceData) {
+    _messages.receiveDeviceRecord(service.name(), deviceData);
 }
 
 bool ZRKClipmuleSyncApp::isEnabled() const {
@@ -270,21 +258,39 @@ void ZRKClipmuleSyncApp::setEnabled(bool enabled) {
 }
 
 QStringList ZRKClipmuleSyncApp::connectedDeviceNames() const {
-    QStringList names;
-    for (const PropertyList &record : std::as_const(*_clientsDataDictionary)) {
-        if (const auto name = textUnder(record.dictionary(), QStringLiteral("name")))
-            names.append(*name);
-    }
-    return names;
+    return _links.namesInRecords();
 }
 
 QStringList ZRKClipmuleSyncApp::registeredDeviceNames() const {
     return RegisteredPhones::displayNames(serverServices());
 }
 
+QList<AgentStatus::Phone> ZRKClipmuleSyncApp::phoneStates() const {
+    QList<AgentStatus::Phone> states;
+    for (const RegisteredPhones::Phone &phone : registeredPhones()) {
+        const SyncJournal::Contact contact = _journal.contact(phone.service);
+        states.append({.service = phone.service,
+                       .name = phone.shownName(),
+                       .state = _links.state(phone.service),
+                       .lastSeen = contact.lastSeen,
+                       .lastError = contact.lastError,
+                       .lastErrorDate = contact.lastErrorDate});
+    }
+    return states;
+}
+
+std::optional<Refusal> ZRKClipmuleSyncApp::lastRefusal() const {
+    return refusals().isEmpty() ? std::nullopt : std::optional(refusals().constFirst());
+}
+
 void ZRKClipmuleSyncApp::postStatusDidChange() {
     ZRKNotificationCenter::platformDefault().postNotificationName(ZRKClipmuleSyncStatusDidChange);
     situationDidChange();
+}
+
+void ZRKClipmuleSyncApp::situationDidChange() {
+    if (_services.situationDidChange)
+        _services.situationDidChange();
 }
 
 const Bundle *ZRKClipmuleSyncApp::prefPaneBundle() {
@@ -310,7 +316,7 @@ void ZRKClipmuleSyncApp::checkForUpdates() {
         own->checkForUpdates();
 }
 
-void ZRKClipmuleSyncApp::updaterWillInstallUpdate(Updater &) {
+void ZRKClipmuleSyncApp::updaterWillInstallUpdate(Updater & /*updater*/) {
     // The panel must be closed so that its files can be replaced.
     const QStringList applications = _services.sessionPrograms.launchedApplications();
     for (const QString &identifier : applications) {

@@ -9,8 +9,8 @@ using namespace clipmule;
 
 namespace {
 
-constexpr double interval = ZRKClipmuleSyncApp::pasteInterval.count();
-const int mostWaiting = int(ZRKClipmuleSyncApp::mostWaitingClips);
+constexpr double interval = InboundClips::pasteInterval.count();
+const int mostWaiting = int(InboundClips::mostWaiting);
 // Of the keyboard, for one paste.
 constexpr int callsOfAPaste = 9;
 
@@ -20,6 +20,13 @@ PropertyList clipOf(const PropertyList::Dictionary &item) {
 }
 PropertyList textClip(const QString &text) {
     return clipOf({{u"string"_qs, text}});
+}
+PropertyList mixedClip() {
+    return PropertyList(PropertyList::Dictionary{
+        {u"items"_qs,
+         PropertyList::List{
+             PropertyList(PropertyList::Dictionary{{u"string"_qs, u"text"_qs}}),
+             PropertyList(PropertyList::Dictionary{{u"imageData"_qs, QByteArray("bytes")}})}}});
 }
 PropertyList imageClip() {
     return clipOf({{u"imageData"_qs, QByteArray("no image, but bytes")}});
@@ -125,7 +132,7 @@ private Q_SLOTS:
     }
 
     void aPhoneThatSendsWithoutEndLeavesTimeForTheMenu() {
-        const double inFlood = ZRKClipmuleSyncApp::pasteIntervalInFlood.count();
+        const double inFlood = InboundClips::pasteIntervalInFlood.count();
         for (int i = 0; i < 300; ++i) {
             send(textClip(QString::number(i)));
             _agent->advance(0.1);
@@ -154,7 +161,7 @@ private Q_SLOTS:
     void largeClipsDoNotPileUp_data() {
         QTest::addColumn<quint64>("second");
         QTest::addColumn<int>("pastes");
-        const quint64 limit = ZRKClipmuleSyncApp::largestWaitingClips;
+        const quint64 limit = InboundClips::largestWaiting;
         QTest::newRow("one below") << limit - 1001 << 3;
         QTest::newRow("at the limit") << limit - 1000 << 3;
         QTest::newRow("one above") << limit - 999 << 2;
@@ -228,14 +235,18 @@ private Q_SLOTS:
         QCOMPARE(_agent->app->lastRefusal()->count, 1U);
     }
 
+    // Texts and images in one clip are refused; what comes or waits behind it is none the worse.
     void aRefusedClipHoldsNothingUp() {
-        send(PropertyList(PropertyList::Dictionary{
-            {u"items"_qs,
-             PropertyList::List{PropertyList(PropertyList::Dictionary{{u"string"_qs, u"text"_qs}}),
-                                PropertyList(PropertyList::Dictionary{
-                                    {u"imageData"_qs, QByteArray("bytes")}})}}}));
+        send(mixedClip());
         send(textClip(u"one"_qs));
         QCOMPARE(pastes(), 1);
+        send(mixedClip());
+        send(textClip(u"two"_qs));
+        _agent->advance(interval);
+        QCOMPARE(text(), u"two"_qs);
+        QCOMPARE(pastes(), 2);
+        QCOMPARE(_agent->app->lastRefusal()->reason, Refusal::Reason::MixedKinds);
+        QCOMPARE(_agent->app->lastRefusal()->count, 2U);
     }
 
 private:

@@ -426,9 +426,9 @@ private Q_SLOTS:
     void aRecordHasAMeasure_data() {
         QTest::addColumn<int>("size");
         QTest::addColumn<bool>("kept");
-        QTest::newRow("one below") << int(ZRKClipmuleSyncApp::largestDeviceRecord) - 1 << true;
-        QTest::newRow("at the limit") << int(ZRKClipmuleSyncApp::largestDeviceRecord) << true;
-        QTest::newRow("one above") << int(ZRKClipmuleSyncApp::largestDeviceRecord) + 1 << false;
+        QTest::newRow("one below") << int(PhoneMessages::largestDeviceRecord) - 1 << true;
+        QTest::newRow("at the limit") << int(PhoneMessages::largestDeviceRecord) << true;
+        QTest::newRow("one above") << int(PhoneMessages::largestDeviceRecord) + 1 << false;
     }
     void aRecordHasAMeasure() {
         QFETCH(int, size);

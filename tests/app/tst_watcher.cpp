@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "model/ZRKClipmuleData.h"
 #include "tests/app/AgentFixture.h"
 
 #include <QBuffer>

@@ -1,0 +1,126 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "app/ClipboardWatch.h"
+
+#include "app/SyncJournal.h"
+#include "model/ZRKClipmuleData.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/Memory.h"
+#include "platform/foundation/PlatformException.h"
+#include "platform/pasteboard/Pasteboard.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace clipmule {
+
+namespace {
+
+quint64 sizeOf(const Pasteboard &pasteboard) {
+    quint64 size = 0;
+    for (const QString &type : pasteboard.types())
+        size += quint64(pasteboard.dataForType(type).value_or(QByteArray()).size());
+    return size;
+}
+
+} // namespace
+
+ClipboardWatch::ClipboardWatch(const PasteboardServices &pasteboard, SyncJournal &journal)
+    : _pasteboard(pasteboard)
+    , _journal(journal) {}
+
+void ClipboardWatch::start() {
+    _pasteboard.pasteboard.setWatching(true);
+    _lastChangeCount = _pasteboard.pasteboard.changeCount();
+    _lastUnansweredCount = _pasteboard.pasteboard.unansweredCount();
+    scheduleCheck();
+}
+
+void ClipboardWatch::startAgain() {
+    const bool looks = std::any_of(_pendingChecks.begin(), _pendingChecks.end(),
+                                   [](const RunLoop::Timer &check) { return check.isPending(); });
+    if (!looks)
+        start();
+}
+
+void ClipboardWatch::pause() {
+    _pasteboard.pasteboard.setWatching(false);
+}
+
+void ClipboardWatch::scheduleCheck() {
+    std::erase_if(_pendingChecks, [](const RunLoop::Timer &check) { return !check.isPending(); });
+    _pendingChecks.push_back(
+        RunLoop::current().performAfter(pollInterval, [this] { checkForData(); }));
+}
+
+void ClipboardWatch::checkForData() {
+    if (!isNeeded()) {
+        // Nobody will read what is copied from here on.
+        pause();
+        return;
+    }
+    lookForUnanswered();
+    const qint64 changeCount = _pasteboard.pasteboard.changeCount();
+    if (changeCount != _lastChangeCount) {
+        look();
+        // Also after a refusal, so that the same contents are looked at only once.
+        _lastChangeCount = changeCount;
+    }
+    _pendingChecks.clear();
+    scheduleCheck();
+}
+
+void ClipboardWatch::look() {
+    quint64 sizeRead = 0;
+    try {
+        sizeRead = sizeOf(_pasteboard.pasteboard);
+        const auto clip = ZRKClipmuleData::initFromPasteboard(_pasteboard);
+        const size_t hash = clip ? clip->contentHash() : 0;
+        const bool isNews = hash != 0 && hash != _lastHash && !_lastPicture.isIn(*clip);
+        if (!isNews) {
+            lookWhyNotSent(clip.get(), hash);
+        } else if (onCopy(*clip)) {
+            _lastHash = hash;
+            _lastPicture = PictureEcho();
+        }
+    } catch (const PlatformException &exception) {
+        qCWarning(logApp).noquote() << "ERROR CREATING DATA" << exception.what();
+        _journal.refuse({.direction = Refusal::Direction::CopiedHere,
+                         .reason = Refusal::Reason::Failed,
+                         .detail = exception.reason()});
+    }
+    _pasteboard.pasteboard.releaseContents();
+    // Whatever became of it: it was in memory, with what was made of it.
+    trimHeapAfterClip(sizeRead);
+}
+
+// Told in the journal only: a program that hangs may have copied long ago.
+void ClipboardWatch::lookForUnanswered() {
+    const qint64 count = _pasteboard.pasteboard.unansweredCount();
+    if (std::exchange(_lastUnansweredCount, count) != count)
+        _journal.enter({.direction = Refusal::Direction::CopiedHere,
+                        .reason = Refusal::Reason::Failed,
+                        .detail = QStringLiteral("the program that copied it does not answer")});
+}
+
+// A copy that is the last clip again is no refusal. One that gave no clip, or a clip that holds
+// nothing, is.
+void ClipboardWatch::lookWhyNotSent(const ZRKClipmuleData *clip, size_t hash) {
+    if (!clip && ZRKClipmuleData::isSecret(_pasteboard.pasteboard))
+        _journal.refuse(
+            {.direction = Refusal::Direction::CopiedHere, .reason = Refusal::Reason::Secret});
+    else if (clip && hash == 0)
+        _journal.refuse(
+            {.direction = Refusal::Direction::CopiedHere, .reason = Refusal::Reason::NoContent});
+    else if (clip)
+        qCDebug(logApp, "copied here: the last clip again, which is not sent twice");
+}
+
+void ClipboardWatch::noteWritten(ZRKClipmuleData &clip) {
+    _lastChangeCount = _pasteboard.pasteboard.changeCount();
+    _lastHash = clip.contentHash();
+    _lastPicture = PictureEcho(clip);
+}
+
+} // namespace clipmule

@@ -1,0 +1,136 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "app/InboundClips.h"
+
+#include "app/SyncJournal.h"
+#include "model/ZRKClipmuleData.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/PlatformException.h"
+#include "platform/keyboard/KeyboardEvents.h"
+
+#include <numeric>
+#include <utility>
+
+namespace clipmule {
+
+namespace {
+
+// The platform's codes: a character, and a key by its place on the keyboard.
+constexpr quint16 noCharacter = 0;
+constexpr quint16 letterV = 118;
+constexpr quint16 commandKey = 55;
+constexpr quint16 keyThatTypesV = 9;
+// Local mouse, local keyboard and system-defined events all pass…
+constexpr quint32 permitAllEvents = 7;
+// …during the suppression interval.
+constexpr quint32 suppressionInterval = 0;
+
+} // namespace
+
+InboundClips::InboundClips(const PasteboardServices &pasteboard, KeyboardEvents &keyboard,
+                           SyncJournal &journal)
+    : _pasteboard(pasteboard)
+    , _keyboard(keyboard)
+    , _journal(journal) {}
+
+void InboundClips::receive(const QString &phone, std::shared_ptr<ZRKClipmuleData> clip) {
+    if (!_nextPaste.isPending()) {
+        apply({phone, std::move(clip)});
+        return;
+    }
+    _waiting.push_back({phone, std::move(clip)});
+    while (tooManyWait()) {
+        const QString overtaken = _waiting.front().phone;
+        _waiting.pop_front();
+        _clipsOvertaken = true;
+        _journal.refuse({.direction = Refusal::Direction::FromPhone,
+                         .reason = Refusal::Reason::Overtaken,
+                         .phone = overtaken});
+    }
+}
+
+bool InboundClips::tooManyWait() const {
+    if (_waiting.size() > mostWaiting)
+        return true;
+    const quint64 size = std::accumulate(
+        _waiting.begin(), _waiting.end(), quint64(0),
+        [](quint64 sum, const ReceivedClip &one) { return sum + one.clip->size(); });
+    return _waiting.size() > 1 && size > largestWaiting;
+}
+
+void InboundClips::forget(const QString &phone) {
+    const size_t count = std::erase_if(
+        _waiting, [&](const ReceivedClip &received) { return received.phone == phone; });
+    if (count > 0)
+        _journal.enter({.direction = Refusal::Direction::FromPhone,
+                        .reason = Refusal::Reason::Disconnected,
+                        .phone = phone,
+                        .count = count});
+}
+
+void InboundClips::forgetAll() {
+    while (!_waiting.empty())
+        forget(QString(_waiting.front().phone));
+}
+
+void InboundClips::applyNext() {
+    if (_waiting.empty())
+        return;
+    const ReceivedClip received = std::move(_waiting.front());
+    _waiting.pop_front();
+    apply(received);
+}
+
+void InboundClips::apply(const ReceivedClip &received) {
+    try {
+        if (!received.clip->writeToPasteboard(_pasteboard)) {
+            // The clip has told the user.
+            _journal.enter({.direction = Refusal::Direction::FromPhone,
+                            .reason = Refusal::Reason::MixedKinds,
+                            .kind = Refusal::Kind::Clip,
+                            .phone = received.phone});
+            applyNext();
+            return;
+        }
+        finish(received);
+    } catch (const PlatformException &exception) {
+        qCWarning(logApp).noquote() << "ERROR DECODING DATA" << exception.what();
+        _journal.refuse({.direction = Refusal::Direction::FromPhone,
+                         .reason = Refusal::Reason::Failed,
+                         .kind = kindOf(*received.clip),
+                         .phone = received.phone,
+                         .detail = exception.reason()});
+    }
+    // From here, not from when it came: an image takes its time.
+    const bool isFlood = std::exchange(_clipsOvertaken, false);
+    _nextPaste = RunLoop::current().performAfter(isFlood ? pasteIntervalInFlood : pasteInterval,
+                                                 [this] { applyNext(); });
+}
+
+// What follows when a clip is on the clipboard.
+void InboundClips::finish(const ReceivedClip &received) {
+    onWritten(*received.clip);
+    if (pasteModeOf(received.phone) == PasteMode::Paste)
+        paste();
+    else
+        qCDebug(logApp, "put on the clipboard, not pasted: so the settings say");
+    _journal.count(*received.clip, Settings::Key::DataReceived);
+}
+
+void InboundClips::paste() {
+    if (onPrepareToPaste)
+        onPrepareToPaste();
+    _keyboard.inhibitLocalEvents(true);
+    _keyboard.enableEventStateCombining(false);
+    _keyboard.setLocalEventsFilterDuringSuppressionState(permitAllEvents, suppressionInterval);
+    _keyboard.postKeyboardEvent(noCharacter, commandKey, true);
+    _keyboard.postKeyboardEvent(letterV, keyThatTypesV, true);
+    _keyboard.postKeyboardEvent(letterV, keyThatTypesV, false);
+    _keyboard.postKeyboardEvent(noCharacter, commandKey, false);
+    _keyboard.enableEventStateCombining(true);
+    _keyboard.inhibitLocalEvents(false);
+    qCDebug(logApp, "pasted");
+}
+
+} // namespace clipmule

@@ -1,0 +1,76 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "model/PasteboardServices.h"
+#include "platform/foundation/RunLoop.h"
+#include "support/Settings.h"
+
+#include <QString>
+
+#include <deque>
+#include <functional>
+#include <memory>
+
+namespace clipmule {
+
+class KeyboardEvents;
+class SyncJournal;
+class ZRKClipmuleData;
+
+/// The clips that phones send for this desk: puts one after the other on the clipboard and pastes
+/// it. A clip that comes alone is pasted at once; of those that come faster than they can be pasted
+/// the newest wait.
+class InboundClips {
+public:
+    /// Between two pastes: the window in front fetches a clip only when its key stroke has arrived,
+    /// and by then the next must not have taken its place.
+    static constexpr RunLoop::Seconds pasteInterval{0.25};
+    /// The same while clips are passed over: a paste closes our menu, and a phone that sends
+    /// without end must leave the user time to switch it off there.
+    static constexpr RunLoop::Seconds pasteIntervalInFlood{3};
+    /// Received clips that may wait for their turn, and how large they may be together (in the unit
+    /// of ZRKClipmuleData::size): of more the newest stay. A person sends them one by one.
+    static constexpr size_t mostWaiting = 8;
+    static constexpr quint64 largestWaiting = 64 * 1024 * 1024;
+
+    InboundClips(const PasteboardServices &pasteboard, KeyboardEvents &keyboard,
+                 SyncJournal &journal);
+
+    /// Whether what the phone sends is pasted, or only put on the clipboard.
+    std::function<PasteMode(const QString &phone)> pasteModeOf;
+    /// Before the key stroke; may be empty.
+    std::function<void()> onPrepareToPaste;
+    /// The clip is on the clipboard.
+    std::function<void(ZRKClipmuleData &clip)> onWritten;
+
+    /// The phone is named by its service.
+    void receive(const QString &phone, std::shared_ptr<ZRKClipmuleData> clip);
+    /// What waits of a phone that is gone is not pasted, which the journal tells.
+    void forget(const QString &phone);
+    void forgetAll();
+    /// The paste key stroke, for the window in front.
+    void paste();
+
+private:
+    struct ReceivedClip {
+        QString phone;
+        std::shared_ptr<ZRKClipmuleData> clip;
+    };
+    [[nodiscard]] bool tooManyWait() const;
+    void applyNext();
+    void apply(const ReceivedClip &received);
+    void finish(const ReceivedClip &received);
+
+    PasteboardServices _pasteboard;
+    KeyboardEvents &_keyboard;
+    SyncJournal &_journal;
+    // Oldest first. Without any the timer may run: too soon for another paste.
+    std::deque<ReceivedClip> _waiting;
+    RunLoop::Timer _nextPaste;
+    // A clip was passed over since the last paste.
+    bool _clipsOvertaken = false;
+};
+
+} // namespace clipmule

@@ -1,0 +1,71 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "net/OutputObject.h"
+#include "net/ZRKNetServiceClient.h"
+#include "platform/dnssd/FixedAddresses.h"
+#include "platform/dnssd/NetService.h"
+#include "platform/session/StatusInterface.h"
+#include "support/RegisteredPhones.h"
+
+#include <QMap>
+
+#include <memory>
+
+namespace clipmule {
+
+/// The way to the registered phones. Each has a client, which finds it and stays connected, and an
+/// announcement under its name, by which the phone sees that its computer is there. Knows also what
+/// the phones tell about themselves, which all others are told.
+class PhoneLinks {
+public:
+    /// The fixed addresses are the part of the backend that finds phones where the user entered an
+    /// address; null where nothing does. Both outlive the links.
+    PhoneLinks(dnssd::Backend &dnssd, dnssd::FixedAddresses *fixedAddresses);
+    ~PhoneLinks();
+    PhoneLinks(const PhoneLinks &) = delete;
+    PhoneLinks &operator=(const PhoneLinks &) = delete;
+
+    /// What every client tells. To be set before the first connect().
+    ZRKNetServiceClient::Delegate delegate;
+
+    /// Connects to each phone that is not connected to yet.
+    void connect(const QList<RegisteredPhones::Phone> &phones);
+    /// Stops what belongs to any other phone; names those that had a client.
+    QStringList keepOnly(const QList<RegisteredPhones::Phone> &phones);
+    /// Stops every client and every announcement. What the phones told of themselves stays.
+    void disconnect();
+
+    /// Whether any phone is connected.
+    [[nodiscard]] bool isConnected() const;
+    [[nodiscard]] AgentStatus::PhoneState state(const QString &phone) const;
+    /// How many phones are kept in touch with, connected or not.
+    [[nodiscard]] qsizetype count() const { return _clientsDictionary.size(); }
+
+    void sendToAll(const OutputObject &object);
+    /// To every connected phone but the one it came from.
+    void relay(const QString &sender, const OutputObject &object);
+
+    void setRecord(const QString &phone, const PropertyList &record);
+    void removeRecord(const QString &phone) { _clientsDataDictionary->remove(phone); }
+    void forgetRecords() { _clientsDataDictionary->clear(); }
+    /// Tells all phones which are there.
+    void sendRecords();
+    /// The names in the records, also of phones seen before the last disconnection.
+    [[nodiscard]] QStringList namesInRecords() const;
+
+private:
+    void tellAddresses(const QList<RegisteredPhones::Phone> &phones);
+
+    dnssd::Backend &_dnssd;
+    dnssd::FixedAddresses *_fixedAddresses;
+    QMap<QString, std::shared_ptr<ZRKNetServiceClient>> _clientsDictionary;
+    QMap<QString, std::shared_ptr<NetService>> _netServicesDictionary;
+    // Shared with the messages about it that wait to be written: they go out as it stands then.
+    std::shared_ptr<PropertyList::Dictionary> _clientsDataDictionary =
+        std::make_shared<PropertyList::Dictionary>();
+};
+
+} // namespace clipmule

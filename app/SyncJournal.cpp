@@ -1,0 +1,94 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "app/SyncJournal.h"
+
+#include "model/ClipNotice.h"
+#include "model/ZRKClipmuleData.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/Memory.h"
+#include "support/RegisteredPhones.h"
+#include "support/ZRKNotificationCenter.h"
+#include "ui/SyncStatusSource.h"
+
+#include <utility>
+
+namespace clipmule {
+
+namespace {
+
+const QString statisticsIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.stats");
+
+} // namespace
+
+SyncJournal::SyncJournal(ClipNotice &notice, ZRKUserDefaults &sharedDefaults)
+    : _notice(notice)
+    , _sharedDefaults(sharedDefaults)
+    , _statistics(ZRKUserDefaults::initWithIdentifier(statisticsIdentifier)) {}
+
+void SyncJournal::refuse(Refusal refusal, const QString &message) {
+    if (enter(std::move(refusal)))
+        _notice.displayMessage(message.isEmpty() ? userText(refusals().constFirst()) : message);
+}
+
+bool SyncJournal::enter(Refusal refusal) {
+    if (!refusal.phone.isEmpty()) {
+        const auto phone = RegisteredPhones::phone(
+            _sharedDefaults.objectForKey(RegisteredPhones::key()), refusal.phone);
+        if (phone)
+            refusal.phone = phone->shownName();
+    }
+    const bool isNews = _refusals.add(std::move(refusal));
+    if (isNews)
+        qCInfo(logApp).noquote() << englishText(refusals().constFirst());
+    ZRKNotificationCenter::platformDefault().postNotificationName(ZRKClipmuleSyncDidRefuse);
+    if (onChange)
+        onChange();
+    return isNews;
+}
+
+void SyncJournal::noteConnection(const QString &phone, const QString &failure) {
+    Contact &contact = _contacts[phone];
+    contact.lastError = failure;
+    if (failure.isEmpty()) {
+        contact.lastSeen = Date::now();
+        contact.lastErrorDate.reset();
+    } else {
+        contact.lastErrorDate = Date::now();
+    }
+    if (onChange)
+        onChange();
+}
+
+void SyncJournal::count(ZRKClipmuleData &clip, Settings::Key sizeKey) {
+    const quint64 size = clip.size();
+    const quint64 total = Settings::count(*_statistics, sizeKey);
+    _statistics->setObjectForKey(PropertyList(quint64(total + size)), Settings::nameOf(sizeKey));
+    const Settings::Key items =
+        clip.hasImageData() ? Settings::Key::ImageItems : Settings::Key::TextItems;
+    // Through unsigned, where passing the largest number is defined.
+    const quint32 count = quint32(Settings::count32(*_statistics, items)) + 1U;
+    _statistics->setIntegerForKey(qint32(count), Settings::nameOf(items));
+    trimHeapAfterClip(size);
+}
+
+void SyncJournal::warnAbout(const QString &phone, const QString &line) {
+    const auto limit = _warnings.try_emplace(phone, [phone](int leftOut) {
+        qCWarning(logApp).noquote() << QStringLiteral("%1 more lines about \"%2\" were left out")
+                                           .arg(QString::number(leftOut), cutForLog(phone));
+    });
+    if (limit.first->second.allows())
+        qCWarning(logApp).noquote() << line;
+}
+
+Refusal::Kind kindOf(const ZRKClipmuleData &clip) {
+    if (clip.hasImageData())
+        return Refusal::Kind::Image;
+    return clip.hasString() ? Refusal::Kind::Text : Refusal::Kind::Clip;
+}
+
+QString descriptionForLog(const ZRKClipmuleData &clip) {
+    return QStringLiteral("%1 of %2 bytes").arg(nameOf(kindOf(clip))).arg(clip.size());
+}
+
+} // namespace clipmule

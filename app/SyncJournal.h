@@ -1,0 +1,75 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "app/Refusals.h"
+#include "platform/foundation/LogLimit.h"
+#include "support/Settings.h"
+#include "support/ZRKUserDefaults.h"
+
+#include <QMap>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+
+namespace clipmule {
+
+class ClipNotice;
+class ZRKClipmuleData;
+
+/// What the agent writes down of its work: what was refused, when each phone was there and why it
+/// was not, and how much went to and fro. Phones are named by their services.
+class SyncJournal {
+public:
+    struct Contact {
+        /// When the phone was on the network last, while this agent ran.
+        std::optional<Date> lastSeen = {};
+        /// Why it could not be reached, or its connection ended; empty since it was reached.
+        QString lastError = {};
+        std::optional<Date> lastErrorDate = {};
+    };
+
+    /// The shared settings hold what the user calls the phones. Both outlive the journal.
+    SyncJournal(ClipNotice &notice, ZRKUserDefaults &sharedDefaults);
+
+    /// After a refusal or another contact. May be empty.
+    std::function<void()> onChange;
+
+    /// Enters it, with the name that the user gave the phone, and tells the user: in the refusal's
+    /// own words unless a message is given.
+    void refuse(Refusal refusal, const QString &message = {});
+    /// Only the former. Whether the user should hear of it.
+    bool enter(Refusal refusal);
+    [[nodiscard]] const QList<Refusal> &refusals() const { return _refusals.newestFirst(); }
+
+    /// The phone is, or was a moment ago, on the network.
+    void noteSeen(const QString &phone) { _contacts[phone].lastSeen = Date::now(); }
+    /// It was reached (no failure), could not be, or its connection ended.
+    void noteConnection(const QString &phone, const QString &failure);
+    [[nodiscard]] Contact contact(const QString &phone) const { return _contacts.value(phone); }
+
+    /// Counts a clip that was sent or pasted, its size under the given key. Raises nothing,
+    /// whatever is stored there.
+    void count(ZRKClipmuleData &clip, Settings::Key sizeKey);
+
+    /// A log line about what a phone sent; so many in a while, however much it sends.
+    void warnAbout(const QString &phone, const QString &line);
+
+private:
+    ClipNotice &_notice;
+    ZRKUserDefaults &_sharedDefaults;
+    std::shared_ptr<ZRKUserDefaults> _statistics;
+    Refusals _refusals;
+    QMap<QString, Contact> _contacts;
+    std::map<QString, LogLimit> _warnings;
+};
+
+/// What kind of clip it is, for a refusal.
+[[nodiscard]] Refusal::Kind kindOf(const ZRKClipmuleData &clip);
+/// Kind and size, for a log line; nothing of the contents.
+[[nodiscard]] QString descriptionForLog(const ZRKClipmuleData &clip);
+
+} // namespace clipmule

@@ -1,0 +1,122 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/ZRKClipmuleData.h"
+#include "tests/app/AgentFixture.h"
+
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+std::shared_ptr<ZRKClipmuleData> textClip(const QString &text) {
+    return ZRKClipmuleData::initWithDictionary(
+        {{u"items"_qs,
+          PropertyList::List{PropertyList(PropertyList::Dictionary{{u"string"_qs, text}})}}});
+}
+
+} // namespace
+
+// Without a phone, a network or a watch.
+class InboundClipsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _desk = std::make_unique<AgentFixture>();
+        _journal = std::make_unique<SyncJournal>(_desk->notice, *_desk->shared);
+        _inbound =
+            std::make_unique<InboundClips>(_desk->pasteboardServices, _desk->keyboard, *_journal);
+        _mode = PasteMode::Paste;
+        _events.clear();
+        _inbound->pasteModeOf = [this](const QString &phone) {
+            _events += u"mode of "_qs + phone;
+            return _mode;
+        };
+        _inbound->onWritten = [this](ZRKClipmuleData &) { _events += u"written"_qs; };
+        _inbound->onPrepareToPaste = [this] {
+            _events += u"keys so far: %1"_qs.arg(_desk->keyboard.calls().size());
+        };
+    }
+    void cleanup() {
+        _inbound.reset();
+        _journal.reset();
+        _desk.reset();
+    }
+
+    void aClipIsWrittenThenPasted() {
+        _inbound->receive(u"Anna"_qs, textClip(u"hello"_qs));
+        QCOMPARE(text(), u"hello"_qs);
+        QCOMPARE(_events, (QStringList{u"written"_qs, u"mode of Anna"_qs, u"keys so far: 0"_qs}));
+        QVERIFY(_desk->keyboard.calls().contains(u"postKeyboardEvent(118, 9, true)"_qs));
+        QCOMPARE(_desk->statistic(u"dataReceived"_qs), PropertyList(quint64(5)));
+    }
+
+    void whereNothingIsPastedTheKeyboardRests() {
+        _mode = PasteMode::Clipboard;
+        _inbound->receive(u"Anna"_qs, textClip(u"hello"_qs));
+        QCOMPARE(text(), u"hello"_qs);
+        QCOMPARE(_events, (QStringList{u"written"_qs, u"mode of Anna"_qs}));
+        QVERIFY(_desk->keyboard.calls().isEmpty());
+        QCOMPARE(_desk->statistic(u"dataReceived"_qs), PropertyList(quint64(5)));
+    }
+
+    void aClipboardThatFailsIsTold() {
+        _desk->pasteboard.failCommitsWith(u"no clipboard"_qs);
+        QTest::ignoreMessage(QtWarningMsg, "ERROR DECODING DATA PasteboardFailure: no clipboard");
+        _inbound->receive(u"Anna"_qs, textClip(u"hello"_qs));
+        QVERIFY(_events.isEmpty());
+        QCOMPARE(_journal->refusals().size(), 1);
+        QCOMPARE(_journal->refusals().constFirst().detail, u"no clipboard"_qs);
+        QCOMPARE(_desk->notice.messages.size(), 1);
+        // It took its time all the same.
+        _desk->pasteboard.failCommitsWith({});
+        _inbound->receive(u"Anna"_qs, textClip(u"next"_qs));
+        QVERIFY(_events.isEmpty());
+        _desk->advance(InboundClips::pasteInterval.count());
+        QCOMPARE(text(), u"next"_qs);
+    }
+
+    void onlyWhatWaitsOfThatPhoneIsForgotten() {
+        _inbound->receive(u"Anna"_qs, textClip(u"one"_qs));
+        _inbound->receive(u"Ben"_qs, textClip(u"Ben's"_qs));
+        _inbound->receive(u"Anna"_qs, textClip(u"two"_qs));
+        _inbound->forget(u"Carl"_qs);
+        QVERIFY(_journal->refusals().isEmpty());
+        _inbound->forget(u"Anna"_qs);
+        QCOMPARE(_journal->refusals().constFirst().phone, u"Anna"_qs);
+        QCOMPARE(_journal->refusals().constFirst().reason, Refusal::Reason::Disconnected);
+        _desk->advance(5);
+        QCOMPARE(text(), u"Ben's"_qs);
+    }
+
+    void allThatWaitsIsForgottenPhoneByPhone() {
+        _inbound->receive(u"Anna"_qs, textClip(u"one"_qs));
+        _inbound->receive(u"Ben"_qs, textClip(u"Ben's"_qs));
+        _inbound->receive(u"Anna"_qs, textClip(u"two"_qs));
+        _inbound->forgetAll();
+        QCOMPARE(_journal->refusals().size(), 2);
+        _desk->advance(5);
+        QCOMPARE(text(), u"one"_qs);
+        // And the next is not told of what waited once.
+        _inbound->receive(u"Ben"_qs, textClip(u"later"_qs));
+        QCOMPARE(text(), u"later"_qs);
+    }
+
+private:
+    [[nodiscard]] QString text() const {
+        return _desk->pasteboard.stringForType(PasteboardType::NSStringPboardType)
+            .value_or(QString());
+    }
+
+    std::unique_ptr<AgentFixture> _desk;
+    std::unique_ptr<SyncJournal> _journal;
+    std::unique_ptr<InboundClips> _inbound;
+    PasteMode _mode = PasteMode::Paste;
+    QStringList _events;
+};
+
+QTEST_GUILESS_MAIN(InboundClipsTest)
+#include "tst_inboundclips.moc"

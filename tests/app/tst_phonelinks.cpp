@@ -1,0 +1,112 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tests/app/AgentFixture.h"
+
+#include <QTest>
+
+using namespace clipmule;
+
+// The agent's network without the agent.
+class PhoneLinksTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _desk = std::make_unique<AgentFixture>();
+        _links = std::make_unique<PhoneLinks>(_desk->backend, nullptr);
+        _opened.clear();
+        _links->delegate.clientServiceDidOpen = [this](NetService &service) {
+            _opened += service.name();
+        };
+    }
+    void cleanup() {
+        _links.reset();
+        _desk.reset();
+    }
+
+    void aPhoneIsAnnouncedToAndConnectedToOnce() {
+        _links->connect(phones({u"Anna"_qs}));
+        _links->connect(phones({u"Anna"_qs, u"Ben"_qs}));
+        _desk->settle();
+        QCOMPARE(_desk->announced(), (QStringList{u"Anna"_qs, u"Ben"_qs}));
+        QCOMPARE(_links->count(), 2);
+        QVERIFY(!_links->isConnected());
+        QCOMPARE(_links->state(u"Anna"_qs), AgentStatus::PhoneState::NotSeen);
+        const auto anna = _desk->appear(u"Anna"_qs);
+        QCOMPARE(_opened, QStringList{u"Anna"_qs});
+        QCOMPARE(anna->connections.size(), 1);
+        QVERIFY(_links->isConnected());
+    }
+
+    void onlyWhatBelongsToOthersIsStopped() {
+        _links->connect(phones({u"Anna"_qs, u"Ben"_qs}));
+        const auto anna = _desk->appear(u"Anna"_qs);
+        const auto ben = _desk->appear(u"Ben"_qs);
+        QCOMPARE(_links->keepOnly(phones({u"Ben"_qs, u"Carl"_qs})), QStringList{u"Anna"_qs});
+        _desk->settle();
+        QCOMPARE(_desk->announced(), QStringList{u"Ben"_qs});
+        QCOMPARE(_links->count(), 1);
+        _links->sendToAll(object());
+        _desk->settle();
+        QCOMPARE(ben->received().size(), 1);
+        QVERIFY(_links->keepOnly(phones({u"Ben"_qs})).isEmpty());
+    }
+
+    void aRelayPassesItsSenderBy() {
+        _links->connect(phones({u"Anna"_qs, u"Ben"_qs, u"Carl"_qs}));
+        const auto anna = _desk->appear(u"Anna"_qs);
+        const auto ben = _desk->appear(u"Ben"_qs);
+        _links->relay(u"Anna"_qs, object());
+        _desk->settle();
+        QVERIFY(anna->received().isEmpty());
+        QCOMPARE(ben->received().size(), 1);
+        // Nothing waits for a phone that is not there.
+        QVERIFY(_desk->appear(u"Carl"_qs)->received().isEmpty());
+    }
+
+    void recordsOutliveADisconnection() {
+        _links->connect(phones({u"Anna"_qs}));
+        _links->setRecord(u"Anna"_qs, record(u"Anna's phone"_qs));
+        _links->setRecord(u"Ben"_qs, PropertyList(PropertyList::Dictionary{{u"name"_qs, 1}}));
+        _links->disconnect();
+        QCOMPARE(_links->count(), 0);
+        QCOMPARE(_links->namesInRecords(), QStringList{u"Anna's phone"_qs});
+        _links->removeRecord(u"Anna"_qs);
+        QVERIFY(_links->namesInRecords().isEmpty());
+    }
+
+    void allPhonesHearOfAllRecords() {
+        _links->connect(phones({u"Anna"_qs, u"Ben"_qs}));
+        const auto anna = _desk->appear(u"Anna"_qs);
+        const auto ben = _desk->appear(u"Ben"_qs);
+        _links->setRecord(u"Anna"_qs, record(u"Anna's phone"_qs));
+        _links->sendRecords();
+        _desk->settle();
+        const PropertyList told(PropertyList::Dictionary{{u"Anna"_qs, record(u"Anna's phone"_qs)}});
+        QCOMPARE(*anna->received().constFirst().find(u"3"_qs), told);
+        QCOMPARE(*ben->received().constFirst().find(u"3"_qs), told);
+    }
+
+private:
+    static QList<RegisteredPhones::Phone> phones(const QStringList &names) {
+        QList<RegisteredPhones::Phone> list;
+        for (const QString &name : names)
+            list.append({.service = name, .name = name});
+        return list;
+    }
+    static PropertyList record(const QString &name) {
+        return PropertyList(PropertyList::Dictionary{{u"name"_qs, name}});
+    }
+    static OutputObject object() {
+        return OutputObject::fixed(PropertyList(PropertyList::Dictionary{{u"1"_qs, u"x"_qs}}));
+    }
+
+    std::unique_ptr<AgentFixture> _desk;
+    std::unique_ptr<PhoneLinks> _links;
+    QStringList _opened;
+};
+
+QTEST_GUILESS_MAIN(PhoneLinksTest)
+#include "tst_phonelinks.moc"
