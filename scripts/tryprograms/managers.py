@@ -36,7 +36,7 @@ class Manager:
 
 
 MANAGERS = {
-    "no manager": Manager((), ("xvfb",)),
+    "no manager": Manager((), ()),
     "clipman": Manager(("xfce4-clipman",), ("xfce4-clipman",)),
     "Parcellite": Manager(("parcellite", "--daemon"), ("parcellite",)),
     "CopyQ": Manager(("copyq",), ("copyq",)),

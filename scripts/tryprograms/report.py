@@ -5,7 +5,7 @@
 import json
 
 from .reasons import REASONS
-from .verdicts import COPIES, NOT_DRIVEN, NOTHING, OTHER, PASTES, RIGHT
+from .verdicts import CASES, COPIES, NOT_DRIVEN, NOTHING, OTHER, PASTES, RIGHT
 
 LABELS = {**COPIES, **PASTES}
 MARKS = {RIGHT: "✓", OTHER: "≠", NOTHING: "✗", NOT_DRIVEN: "?"}
@@ -69,13 +69,15 @@ def cell(program, direction, kind):
 
 
 def merged(desktops, direction):
-    """Programs and their kinds in the order of the first desktop that has them."""
+    """Programs in the order of the first desktop that has them, and their kinds."""
+    order = [*COPIES, *PASTES, *CASES.values()]
     found = {}
     for programs in desktops.values():
         for title, program in programs.items():
             if direction in program:
                 kinds = found.setdefault(title, [])
                 kinds += [kind for kind in program[direction] if kind not in kinds]
+                kinds.sort(key=order.index)
     return found
 
 
@@ -106,7 +108,7 @@ def versions(desktops):
     yield "\n## Versions\n"
     for name, programs in desktops.items():
         listed = [f"{title} {program['version'] or '(not installed)'}"
-                  for title, program in programs.items()]
+                  for title, program in programs.items() if program["version"] != "–"]
         yield f"{name}: {', '.join(listed)}."
 
 

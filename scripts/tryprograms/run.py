@@ -25,7 +25,9 @@ DESKTOP = "X11, openbox"
 
 
 def version(packages):
-    """Of the first package, as Debian counts; nothing where there is no Debian."""
+    """Of the first package, as Debian counts; nothing where there is no Debian, and "–" of nothing."""
+    if not packages:
+        return "–"
     with contextlib.suppress(OSError):
         said = subprocess.run(["dpkg-query", "-W", "-f", "${Version}", packages[0]],
                               capture_output=True, text=True, check=False).stdout

@@ -71,10 +71,10 @@ class Table(unittest.TestCase):
                                     "| Kate | text | ✓ text 4 B | ✗ a \\| b |"])
 
     def test_what_was_not_tried_again_stays(self):
-        self.add(self.results("X11"), verdicts.RIGHT, "before")
-        self.add(self.results("X11"), verdicts.OTHER, "now", "cells")
+        self.add(self.results("X11"), verdicts.RIGHT, "before", "cells")
+        self.add(self.results("X11"), verdicts.OTHER, "now")
         rows, _ = self.rows()
-        self.assertEqual(rows[2:4], ["| Kate | text | ✓ before |", "|  | cells | ≠ now |"])
+        self.assertEqual(rows[2:4], ["| Kate | text | ≠ now |", "|  | cells | ✓ before |"])
 
     def test_a_program_that_is_not_there_is_told(self):
         results = self.results("X11")
@@ -97,6 +97,10 @@ class Table(unittest.TestCase):
         rows, text = self.rows()
         self.assertEqual(rows[2], "| Kate | cells | ✓ cells |")
         self.assertNotIn("It has none.", text)
+
+    def test_the_table_in_the_documents_is_made_from_their_results(self):
+        shutil.copy(ROOT / "docs/programs.json", self.path)
+        self.assertEqual(self.rows()[1], (ROOT / "docs/programs.md").read_text(encoding="utf-8"))
 
     def test_the_table_alone_needs_no_program(self):
         self.path.write_text(json.dumps({"X11": {}}), encoding="utf-8")
