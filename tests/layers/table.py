@@ -93,7 +93,7 @@ INTERNAL_SERVICES = ["platform/dbus/", "platform/x11/"]
 SYSTEM_HEADERS = {
     "X11": (["X11/", "xcb/", "xkbcommon/", "GL/"],
             ["platform/x11/", "platform/session/", "platform/pasteboard/backends/x11/",
-             "platform/pasteboard/", "platform/keyboard/backends/xtest/",
+             "platform/keyboard/backends/xtest/",
              "platform/windows/backends/x11/", "platform/tray/backends/"]),
     "Wayland": (["wayland-", "wlr-", "ext-data-control", "virtual-keyboard-"],
                 ["platform/wayland/"]),

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/pasteboard/Pasteboard_x11.h"
+#include "platform/pasteboard/backends/x11/X11Pasteboard.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/pasteboard/Await.h"
 
@@ -14,12 +14,12 @@ struct X11Desktop {
     kit::ManualRunLoop runLoop;
     RunLoop::Installation installation{runLoop};
     std::shared_ptr<X11Connection> connection = X11Connection::open();
-    std::unique_ptr<PasteboardX11> pasteboard;
+    std::unique_ptr<X11Pasteboard> pasteboard;
 
     explicit X11Desktop(FindPasteboardAudience audience = {}) {
         if (!hasX11PasteboardSupport(*connection))
             qFatal("this display server has no XFixes");
-        pasteboard = std::make_unique<PasteboardX11>(connection, std::move(audience));
+        pasteboard = std::make_unique<X11Pasteboard>(connection, std::move(audience));
         pasteboard->start();
         pasteboard->setWatching(true);
         settle();
@@ -38,7 +38,7 @@ struct X11Desktop {
     bool fetchBegins() {
         if (!await([this] { return pasteboard->isFetching(); }))
             return false;
-        runLoop.advance(PasteboardX11::settleTime);
+        runLoop.advance(X11Pasteboard::settleTime);
         return true;
     }
 

@@ -323,8 +323,8 @@ private Q_SLOTS:
     void soMuchIsRemembered_data() {
         QTest::addColumn<size_t>("copiesSince");
         QTest::addColumn<bool>("isRemembered");
-        QTest::newRow("just") << PasteboardX11::mostRemembered - 1 << true;
-        QTest::newRow("no more") << PasteboardX11::mostRemembered << false;
+        QTest::newRow("just") << X11Pasteboard::mostRemembered - 1 << true;
+        QTest::newRow("no more") << X11Pasteboard::mostRemembered << false;
     }
     void soMuchIsRemembered() {
         QFETCH(size_t, copiesSince);
@@ -347,8 +347,8 @@ private Q_SLOTS:
     void soManyOwnersAreRemembered_data() {
         QTest::addColumn<qsizetype>("others");
         QTest::addColumn<bool>("isRemembered");
-        QTest::newRow("just") << PasteboardX11::mostEarlierOwners - 1 << true;
-        QTest::newRow("no more") << PasteboardX11::mostEarlierOwners << false;
+        QTest::newRow("just") << X11Pasteboard::mostEarlierOwners - 1 << true;
+        QTest::newRow("no more") << X11Pasteboard::mostEarlierOwners << false;
     }
     void soManyOwnersAreRemembered() {
         QFETCH(qsizetype, others);

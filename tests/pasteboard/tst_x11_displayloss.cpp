@@ -4,8 +4,8 @@
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 #include "platform/pasteboard/Pasteboard.h"
-#include "platform/pasteboard/Pasteboard_x11.h"
 #include "platform/pasteboard/backends/null/NullPasteboard.h"
+#include "platform/pasteboard/backends/x11/X11Pasteboard.h"
 #include "platform/session/Session.h"
 #include "platform/windows/backends/x11/X11ActiveApplication.h"
 #include "tests/pasteboard/Await.h"
@@ -41,7 +41,7 @@ private Q_SLOTS:
         const auto connection = X11Connection::open(_display);
         QVERIFY(connection);
         const auto pasteboard = makePasteboard({connection});
-        QVERIFY(dynamic_cast<PasteboardX11 *>(pasteboard.get()));
+        QVERIFY(dynamic_cast<X11Pasteboard *>(pasteboard.get()));
         XTestKeyboardEvents keyboard(connection);
         const X11ActiveApplication application(connection, {},
                                                std::make_unique<DesktopFiles>(QStringList()));

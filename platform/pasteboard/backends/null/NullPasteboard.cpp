@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/pasteboard/backends/null/NullPasteboard.h"
+#include "platform/pasteboard/Log.h"
 
 #include "platform/foundation/PlatformException.h"
-#include "platform/pasteboard/Log.h"
 
 namespace clipmule {
 

@@ -1,10 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/pasteboard/X11SelectionReader.h"
-
-#include "platform/foundation/Log.h"
+#include "platform/pasteboard/backends/x11/X11SelectionReader.h"
 #include "platform/pasteboard/Log.h"
+
 #include "platform/pasteboard/Pasteboard.h"
 
 #include <algorithm>

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/pasteboard/X11SelectionOwner.h"
+#include "platform/pasteboard/backends/x11/X11SelectionOwner.h"
+#include "platform/pasteboard/Log.h"
 
 #include "platform/foundation/Memory.h"
-#include "platform/pasteboard/Log.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/pasteboard/Pasteboard_x11.h"
+#include "platform/pasteboard/backends/x11/X11Pasteboard.h"
 
 #include "platform/pasteboard/PasteboardTypes.h"
 
@@ -21,7 +21,7 @@ bool hasX11PasteboardSupport(X11Connection &connection) {
                                  xcb_xfixes_query_version(connection.xcb(), 1, 0)));
 }
 
-PasteboardX11::PasteboardX11(std::shared_ptr<X11Connection> connection,
+X11Pasteboard::X11Pasteboard(std::shared_ptr<X11Connection> connection,
                              FindPasteboardAudience audience)
     : _connection(std::move(connection))
     , _reader(_connection)
@@ -32,11 +32,11 @@ PasteboardX11::PasteboardX11(std::shared_ptr<X11Connection> connection,
           quint8(xcb_get_extension_data(_connection->xcb(), &xcb_xfixes_id)->first_event +
                  XCB_XFIXES_SELECTION_NOTIFY)) {}
 
-PasteboardX11::~PasteboardX11() {
+X11Pasteboard::~X11Pasteboard() {
     _connection->removeObserver(this);
 }
 
-void PasteboardX11::start() {
+void X11Pasteboard::start() {
     _connection->addObserver(this);
     xcb_xfixes_select_selection_input(_connection->xcb(), _owner.window(), _clipboard,
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
@@ -47,7 +47,7 @@ void PasteboardX11::start() {
 }
 
 // A manager may own the clipboard since before our start.
-void PasteboardX11::findTheOwner() {
+void X11Pasteboard::findTheOwner() {
     const auto cookie = xcb_get_selection_owner(_connection->xcb(), _clipboard);
     _connection->awaitReply(cookie.sequence, this, [this](const void *memory) {
         const auto *reply = static_cast<const xcb_get_selection_owner_reply_t *>(memory);
@@ -56,7 +56,7 @@ void PasteboardX11::findTheOwner() {
     });
 }
 
-void PasteboardX11::rememberOwner(xcb_window_t owner) {
+void X11Pasteboard::rememberOwner(xcb_window_t owner) {
     _currentOwner = owner;
     if (_earlierOwners.contains(owner) || _earlierOwners.size() >= mostEarlierOwners)
         return;
@@ -66,11 +66,11 @@ void PasteboardX11::rememberOwner(xcb_window_t owner) {
     xcb_change_window_attributes(_connection->xcb(), owner, XCB_CW_EVENT_MASK, &mask);
 }
 
-bool PasteboardX11::isFetching() const {
+bool X11Pasteboard::isFetching() const {
     return _settle.isPending() || _reader.isReading();
 }
 
-void PasteboardX11::x11Event(const xcb_generic_event_t &event) {
+void X11Pasteboard::x11Event(const xcb_generic_event_t &event) {
     const int type = event.response_type & 0x7f;
     if (type == XCB_DESTROY_NOTIFY)
         _earlierOwners.remove(reinterpret_cast<const xcb_destroy_notify_event_t &>(event).window);
@@ -84,7 +84,7 @@ void PasteboardX11::x11Event(const xcb_generic_event_t &event) {
                      notified.selection_timestamp);
 }
 
-void PasteboardX11::ownerChanged(xcb_window_t owner, xcb_timestamp_t time) {
+void X11Pasteboard::ownerChanged(xcb_window_t owner, xcb_timestamp_t time) {
     if (owner == _owner.window()) {
         // Anybody may name our window as the owner, at any time.
         _ownEventsToCome = std::max(0, _ownEventsToCome - 1);
@@ -99,7 +99,7 @@ void PasteboardX11::ownerChanged(xcb_window_t owner, xcb_timestamp_t time) {
         ownerTook(owner, time);
 }
 
-void PasteboardX11::ownerEnded() {
+void X11Pasteboard::ownerEnded() {
     // A copy that nobody had the time to read may still be had from a manager.
     _taking = {.isCopy = _taking.isCopy || (isFetching() && !_taking.mayBeTakeover())};
     stopFetching();
@@ -108,7 +108,7 @@ void PasteboardX11::ownerEnded() {
     _ended = RunLoop::current().now();
 }
 
-void PasteboardX11::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
+void X11Pasteboard::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
     const RunLoop::Seconds now = RunLoop::current().now();
     Taking taking{.isCopy = _taking.isCopy,
                   .followsAnEnd = _ended && now - *_ended < takeoverTime,
@@ -142,7 +142,7 @@ void PasteboardX11::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
 
 // The answer is there before anything that the owner is asked for, and before the one about the
 // next owner.
-void PasteboardX11::askForTheManager(xcb_window_t owner) {
+void X11Pasteboard::askForTheManager(xcb_window_t owner) {
     const auto cookie = xcb_get_selection_owner(_connection->xcb(), _clipboardManager);
     _connection->awaitReply(cookie.sequence, this, [this, owner](const void *memory) {
         const auto *reply = static_cast<const xcb_get_selection_owner_reply_t *>(memory);
@@ -151,12 +151,12 @@ void PasteboardX11::askForTheManager(xcb_window_t owner) {
     });
 }
 
-void PasteboardX11::fetch(xcb_timestamp_t time) {
+void X11Pasteboard::fetch(xcb_timestamp_t time) {
     _reader.start(time,
                   [this](const std::optional<PasteboardContents> &contents) { fetched(contents); });
 }
 
-void PasteboardX11::fetched(const std::optional<PasteboardContents> &fetchedContents) {
+void X11Pasteboard::fetched(const std::optional<PasteboardContents> &fetchedContents) {
     // Of an owner that hangs nothing is known; the last complete contents stay.
     if (fetchedContents) {
         const bool isCopy = !fetchedContents->isEmpty() && !isTakeover(*fetchedContents);
@@ -173,7 +173,7 @@ void PasteboardX11::fetched(const std::optional<PasteboardContents> &fetchedCont
     _taking = {};
 }
 
-bool PasteboardX11::isTakeover(const PasteboardContents &fetched) const {
+bool X11Pasteboard::isTakeover(const PasteboardContents &fetched) const {
     // A manager that fills an empty clipboard from its history may say so.
     static const QString replacement = QStringLiteral("application/x-kde-onlyReplaceEmpty");
     if (fetched.contains(replacement) || isSecretWithoutItsMark(fetched))
@@ -193,7 +193,7 @@ bool PasteboardX11::isTakeover(const PasteboardContents &fetched) const {
 
 // Managers that put a password back leave out what marked it as one, and need not be quick. The
 // program that marked it knows what it does.
-bool PasteboardX11::isSecretWithoutItsMark(const PasteboardContents &contents) const {
+bool X11Pasteboard::isSecretWithoutItsMark(const PasteboardContents &contents) const {
     if (_secrets.empty() || contents.contains(PasteboardMarker::passwordHint))
         return false;
     const PasteboardFingerprint fingerprint(contents);
@@ -202,37 +202,37 @@ bool PasteboardX11::isSecretWithoutItsMark(const PasteboardContents &contents) c
     });
 }
 
-void PasteboardX11::remember(const PasteboardContents &contents) {
+void X11Pasteboard::remember(const PasteboardContents &contents) {
     _history.emplace_back(contents);
     if (_history.size() > mostRemembered)
         _history.pop_front();
 }
 
-void PasteboardX11::rememberSecret(const PasteboardContents &contents) {
+void X11Pasteboard::rememberSecret(const PasteboardContents &contents) {
     _secrets.push_back({PasteboardFingerprint(contents), _currentOwner});
     if (_secrets.size() > mostRemembered)
         _secrets.pop_front();
 }
 
-bool PasteboardX11::hasBeenHere(const PasteboardFingerprint &contents) const {
+bool X11Pasteboard::hasBeenHere(const PasteboardFingerprint &contents) const {
     return std::any_of(_history.cbegin(), _history.cend(), [&](const PasteboardFingerprint &older) {
         return contents.isWithin(older);
     });
 }
 
-void PasteboardX11::stopFetching() {
+void X11Pasteboard::stopFetching() {
     _settle.cancel();
     _reader.abandon();
 }
 
 // Their fingerprint stays.
-void PasteboardX11::forgetContents() {
+void X11Pasteboard::forgetContents() {
     if (!contents().isEmpty())
         _last = PasteboardFingerprint(contents());
     setContents({});
 }
 
-void PasteboardX11::setWatching(bool watching) {
+void X11Pasteboard::setWatching(bool watching) {
     _watching = watching;
     if (watching)
         return;
@@ -247,7 +247,7 @@ void PasteboardX11::setWatching(bool watching) {
     }
 }
 
-void PasteboardX11::publish() {
+void X11Pasteboard::publish() {
     if (_connection->isLost()) {
         setContents({});
         return;
@@ -263,18 +263,18 @@ void PasteboardX11::publish() {
     _owner.own(PasteboardTypes::offers(contents()));
 }
 
-void PasteboardX11::releaseContents() {
+void X11Pasteboard::releaseContents() {
     const PasteboardContents before = contents();
     StagedPasteboard::releaseContents();
     if (!before.isEmpty() && contents().isEmpty())
         _last = PasteboardFingerprint(before);
 }
 
-void PasteboardX11::prepareToQuit(std::function<void()> done) {
+void X11Pasteboard::prepareToQuit(std::function<void()> done) {
     _owner.handOver(std::move(done));
 }
 
-void PasteboardX11::x11ConnectionLost() {
+void X11Pasteboard::x11ConnectionLost() {
     _settle.cancel();
     setContents({});
 }

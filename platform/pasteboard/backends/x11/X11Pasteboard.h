@@ -6,8 +6,8 @@
 #include "platform/foundation/RunLoop.h"
 #include "platform/pasteboard/PasteboardFingerprint.h"
 #include "platform/pasteboard/StagedPasteboard.h"
-#include "platform/pasteboard/X11SelectionOwner.h"
-#include "platform/pasteboard/X11SelectionReader.h"
+#include "platform/pasteboard/backends/x11/X11SelectionOwner.h"
+#include "platform/pasteboard/backends/x11/X11SelectionReader.h"
 #include "platform/x11/X11Connection.h"
 
 #include <QSet>
@@ -35,7 +35,7 @@ namespace clipmule {
 ///
 /// What we commit is served to other clients from the run loop; the reading calls answer from it
 /// without asking the display.
-class PasteboardX11 final : public StagedPasteboard, private X11Observer {
+class X11Pasteboard final : public StagedPasteboard, private X11Observer {
 public:
     /// A burst of owners (one quits, a manager follows) is one change; the poll looks twice a
     /// second.
@@ -54,9 +54,9 @@ public:
     static constexpr qsizetype mostEarlierOwners = 256;
 
     /// The connection must have the XFixes extension: hasX11PasteboardSupport().
-    explicit PasteboardX11(std::shared_ptr<X11Connection> connection,
+    explicit X11Pasteboard(std::shared_ptr<X11Connection> connection,
                            FindPasteboardAudience audience = {});
-    ~PasteboardX11() override;
+    ~X11Pasteboard() override;
 
     /// Begins to follow the selection.
     void start();
