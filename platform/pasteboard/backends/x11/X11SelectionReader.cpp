@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/pasteboard/backends/x11/X11SelectionReader.h"
+#include "platform/foundation/Log.h"
 #include "platform/pasteboard/Log.h"
 
 #include "platform/pasteboard/Pasteboard.h"
