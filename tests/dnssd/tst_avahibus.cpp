@@ -61,6 +61,35 @@ private Q_SLOTS:
         QCOMPARE(browse.events.contains(QStringLiteral(".")), kept);
     }
 
+    void whatIsKeptForAnObjectToComeIsNotForLaterOnes() {
+        const auto later = QStringLiteral("/Client0/Object2");
+        _daemon->beforeReply = [&](const QString &, const QString &) {
+            _daemon->found(later, QStringLiteral("Early"));
+            _daemon->beforeReply = {};
+        };
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+        Browse other(*_backend);
+        other.browser->start(type);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 2; }));
+        QCOMPARE(lastPath(), later);
+        _daemon->found(later, anna.name);
+        QVERIFY(until([&] { return !other.changes().isEmpty(); }));
+        QCOMPARE(other.changes(), QStringList{QStringLiteral("+Anna")});
+    }
+
+    void whatIsSaidAfterTheEndReachesNobody() {
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+        const QString path = lastPath();
+        browse.browser->stop();
+        _daemon->found(path, anna.name);
+        QVERIFY(roundTrip());
+        QCOMPARE(browse.events, QStringList());
+    }
+
     void whatOthersSayInItsNameIsNotHeard() {
         Browse browse(*_backend);
         browse.browser->start(type);

@@ -157,6 +157,18 @@ private Q_SLOTS:
         QVERIFY(_daemon->stateAsked.service() != us); // it keeps nothing for us
     }
 
+    void aDaemonThatFailedIsUsedWhenItRunsAgain() {
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+        _daemon->setState(4); // failed
+        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
+        QVERIFY2(_backend->description().endsWith(QStringLiteral(": it has failed")),
+                 qPrintable(_backend->description()));
+        _daemon->setState(running);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 2; }));
+    }
+
     void oneDaemonMayTakeTheOthersPlace() {
         Browse browse(*_backend);
         browse.browser->start(type);

@@ -473,6 +473,21 @@ private Q_SLOTS:
         QCOMPARE(_preferred->published()[0].service.name, QStringLiteral("Desk (2)"));
     }
 
+    void aNumberedNameStaysThroughASwitch() {
+        _observer->appear(desk, {address});
+        lose();
+        Publication publication(*_backend);
+        publication.publisher->start(desk, 1, QByteArray());
+        _loop.advance(1);
+        comeBack();
+        _loop.advance(1);
+        const int asked = _preferred->operationCount();
+        _loop.advance(longTime);
+        QCOMPARE(publication.names, QStringList{QStringLiteral("Desk (2)")});
+        QCOMPARE(_preferred->operationCount(), asked);
+        QCOMPARE(_preferred->published().size(), 1);
+    }
+
     void theOverlapEndsWithTheFormerOne() {
         lose();
         Publication publication(*_backend);

@@ -210,6 +210,13 @@ private Q_SLOTS:
         QCOMPARE(browse.changes(), QStringList());
     }
 
+    void aRecordForNothingIsNoError() {
+        Publication publication(*_backend);
+        publication.publisher->setTxtRecord(txtRecordOfSize(1301));
+        _loop.advance(1);
+        QCOMPARE(publication.errors, QStringList());
+    }
+
     void aBrowserStartedAgainBeginsAnew() {
         _observer->appear(anna, {address});
         Browse browse(*_backend);

@@ -97,7 +97,7 @@ SYSTEM_HEADERS = {
              "platform/windows/backends/x11/", "platform/tray/backends/"]),
     "Wayland": (["wayland-", "wlr-", "ext-data-control", "virtual-keyboard-"],
                 ["platform/wayland/"]),
-    "Avahi": (["avahi-"], ["platform/dnssd/"]),
+    "Avahi": (["avahi-"], ["platform/dnssd/backends/core/"]),
     "D-Bus": (["QDBus", "QtDBus", "dbus/"],
               ["platform/dbus/", "platform/dnssd/", "platform/session/backends/dbus/",
                "platform/tray/backends/dbus/", "platform/desktop/backends/",

@@ -47,8 +47,10 @@ QString errorText(const QDBusMessage &reply) {
 
 AvahiBus::AvahiBus() {
     connect(&_bus, &BusConnection::opened, this, &AvahiBus::subscribe);
-    connect(&_bus, &BusConnection::lost, this,
-            [this] { lose(QStringLiteral("the system bus is gone")); });
+    connect(&_bus, &BusConnection::lost, this, [this] {
+        _owner.clear();
+        lose(QStringLiteral("the system bus is gone"));
+    });
 }
 
 void AvahiBus::begin() {
@@ -108,6 +110,7 @@ void AvahiBus::subscribe() {
 void AvahiBus::ownerChanged(const QString &name, const QString &, const QString &newOwner) {
     if (name != avahiService)
         return;
+    _owner.clear();
     forget();
     if (newOwner.isEmpty() || isAnswering(_availability))
         lose(QStringLiteral("it has ended"));
@@ -138,19 +141,17 @@ void AvahiBus::serverStateChanged(const QDBusMessage &message) {
 
 void AvahiBus::setServerState(int state) {
     if (state == Failed)
-        lose(QStringLiteral("it has failed"));
+        lose(QStringLiteral("it has failed")); // it tells when it runs again
     else
         setAvailability(state == Running ? Availability::Running : Availability::Starting);
 }
 
 void AvahiBus::forget() {
     ++_generation;
-    _owner.clear();
     _waitingCalls.clear();
     _openCalls = 0;
     _creations = 0;
     _heldSignals.clear();
-    _objects.clear();
 }
 
 void AvahiBus::lose(const QString &reason) {
@@ -204,6 +205,7 @@ void AvahiBus::callEnds(const QDBusMessage &answer, const Reply &reply) {
     --_openCalls;
     if (isWithoutAnswer(answer)) {
         _bus.close();
+        _owner.clear();
         lose(QStringLiteral("it does not answer"));
         _look = RunLoop::current().performAfter(retryInterval, [this] { look(); });
         return;
@@ -245,12 +247,10 @@ void AvahiBus::creationEnds() {
 
 AvahiBusObject::AvahiBusObject(AvahiBus &bus, const QString &kind)
     : _bus(bus)
-    , _interface(avahiService + u'.' + kind)
-    , _generation(bus.generation()) {}
+    , _interface(avahiService + u'.' + kind) {}
 
 AvahiBusObject::~AvahiBusObject() {
-    // A daemon started since then gives the same paths to other objects.
-    if (_path.isEmpty() || _generation != _bus.generation())
+    if (_path.isEmpty())
         return;
     _bus.unroute(_path);
     _bus.send(_path, _interface, QStringLiteral("Free"));
@@ -259,18 +259,17 @@ AvahiBusObject::~AvahiBusObject() {
 void AvahiBusObject::create(const QString &interface, const QString &member,
                             const QVariantList &arguments) {
     _bus.creationBegins();
-    _bus.call(serverPath, avahiService + u'.' + interface, member, arguments,
-              [&bus = _bus, kind = _interface, generation = _generation,
-               weak = std::weak_ptr(_self)](const QDBusMessage &reply) {
-                  if (const auto self = weak.lock()) {
-                      (*self)->answered(reply);
-                  } else if (reply.type() == QDBusMessage::ReplyMessage) {
-                      const auto path = reply.arguments().value(0).value<QDBusObjectPath>();
-                      bus.send(path.path(), kind, QStringLiteral("Free"));
-                  }
-                  if (generation == bus.generation())
-                      bus.creationEnds();
-              });
+    _bus.call(
+        serverPath, avahiService + u'.' + interface, member, arguments,
+        [&bus = _bus, kind = _interface, weak = std::weak_ptr(_self)](const QDBusMessage &reply) {
+            if (const auto self = weak.lock()) {
+                (*self)->answered(reply);
+            } else if (reply.type() == QDBusMessage::ReplyMessage) {
+                const auto path = reply.arguments().value(0).value<QDBusObjectPath>();
+                bus.send(path.path(), kind, QStringLiteral("Free"));
+            }
+            bus.creationEnds();
+        });
 }
 
 void AvahiBusObject::answered(const QDBusMessage &reply) {

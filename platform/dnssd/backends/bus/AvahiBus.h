@@ -47,13 +47,11 @@ public:
     std::function<void()> onAvailability;
     [[nodiscard]] QString description() const;
 
-    /// Changes with everything that makes the daemon forget us.
-    [[nodiscard]] quint64 generation() const { return _generation; }
     /// Calls the daemon, in the order of the calls. The reply may be an error; there is none when
     /// the daemon is lost before.
     void call(const QString &path, const QString &interface, const QString &member,
               const QVariantList &arguments, Reply reply);
-    /// As above, the answer is of no interest.
+    /// As above, the answer is of no interest. Nothing is sent once the daemon is lost.
     void send(const QString &path, const QString &interface, const QString &member);
 
     // For AvahiBusObject.
@@ -87,8 +85,8 @@ private:
     void setAvailability(Availability availability);
 
     BusConnection _bus{BusConnection::Bus::System, retryInterval};
-    QString _owner; // the daemon's unique name; empty until it has answered
-    quint64 _generation = 1;
+    QString _owner;          // the daemon's unique name; empty until it has answered
+    quint64 _generation = 1; // changes with everything that makes the daemon forget us
     bool _begun = false;
     Availability _availability = Availability::Unknown;
     QString _lossReason;
@@ -102,7 +100,8 @@ private:
 };
 
 /// One object that the daemon keeps for us, freed with this. Made by a call that answers with its
-/// path; useless once the daemon is lost.
+/// path; to be
+/// destroyed when the daemon is lost.
 class AvahiBusObject {
 public:
     /// The kind is the last part of the interface's name, like "EntryGroup".
@@ -132,7 +131,6 @@ private:
 
     AvahiBus &_bus;
     const QString _interface;
-    const quint64 _generation;
     QString _path;
     std::shared_ptr<AvahiBusObject *> _self = std::make_shared<AvahiBusObject *>(this);
 };
