@@ -119,6 +119,8 @@ class Page:
 
 
 class Browser(Program):
+    """Shows our page, which selects what is copied and has the fields that are pasted into."""
+
     kind = ""
     link_key = image_key = ""
 

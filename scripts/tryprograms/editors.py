@@ -13,6 +13,8 @@ from .trial import Program
 
 
 class Editor(Program):
+    """Opens a file; what was pasted is read from it once it has been saved."""
+
     kind = ""
     command = ()
 

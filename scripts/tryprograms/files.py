@@ -11,6 +11,8 @@ from .verdicts import amount
 
 
 class FileManager(Program):
+    """Shows a folder of its own for each copy and paste."""
+
     kind = ""
     command = ()
 

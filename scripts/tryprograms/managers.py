@@ -12,7 +12,7 @@ from programs import Program
 from . import record, screen
 from .desk import SETTLES_SECONDS
 from .screen import NotDriven, need, wait
-from .verdicts import CASES, NOTHING, NOT_DRIVEN, OTHER, RIGHT, described
+from .verdicts import NOTHING, NOT_DRIVEN, OTHER, RIGHT, described
 
 GTK_OWNER = pathlib.Path(__file__).resolve().parent / "gtk_owner.py"
 # Until a manager has taken over what an owner left behind.

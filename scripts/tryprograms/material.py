@@ -19,10 +19,13 @@ LARGE_PHOTO_SIZE = (6000, 4000)
 
 
 def convert(*arguments):
+    """ImageMagick."""
     subprocess.run(["convert", *map(str, arguments)], check=True)
 
 
 class Material:
+    """Files in a folder: pictures that are copied, and others that the phone sends."""
+
     def __init__(self, folder):
         self.folder = folder
         folder.mkdir(parents=True, exist_ok=True)
@@ -40,9 +43,6 @@ class Material:
                     "0.3", "+noise", "Gaussian", "-quality", "88", path)
         convert("-size", "120x90", "gradient:red-blue", self.sent_png)
         convert("-seed", "3", "-size", "160x110", "plasma:", self.sent_jpeg)
-
-    def __getitem__(self, name):
-        return {"png": self.sent_png, "jpeg": self.sent_jpeg, "photo": self.png}[name]
 
     def text_file(self, name, text=TEXT + "\n"):
         path = self.folder / name

@@ -47,6 +47,8 @@ def sheet(rows):
 
 
 class Office(Program):
+    """Opens a document of its own for each copy and paste."""
+
     kind = ""
     ending = ""
 

@@ -34,6 +34,7 @@ def wait(condition, seconds, tick=TICK_SECONDS):
 
 
 def need(what, condition, seconds):
+    """As wait(), but the program counts as not driven when there is no answer."""
     answer = wait(condition, seconds)
     if not answer:
         raise NotDriven(f"no {what} within {seconds} s")
@@ -57,6 +58,8 @@ def name_the_authority():
 
 
 class Window:
+    """One that the window manager manages: its number, class and title."""
+
     def __init__(self, number, kind, title):
         self.number = number
         self.kind = kind
@@ -64,6 +67,8 @@ class Window:
 
 
 class Screen:
+    """What a person sees and does at an X server; another display server would have another."""
+
     def __init__(self):
         self.display = Display()
         self.root = self.display.screen().root
@@ -166,6 +171,7 @@ class Screen:
 
 
 def run(*command, seconds=TOOL_SECONDS, data=None):
+    """What a tool prints, whatever its exit status."""
     try:
         done = subprocess.run(command, capture_output=True, timeout=seconds, check=False, input=data)
     except subprocess.TimeoutExpired:

@@ -51,6 +51,7 @@ def nothing_came(is_wanted, why):
 
 
 def try_copy(program, kind, recorder):
+    """Has the program copy, and tells what came to the phone."""
     desk = program.desk
     try:
         log_mark = desk.log_size()
@@ -79,6 +80,7 @@ def command_for(kind, stuff):
 
 
 def try_paste(program, kind, recorder):
+    """Has the phone send, and tells what became of it in the program."""
     desk = program.desk
     try:
         command, text = command_for(kind, program.stuff)
