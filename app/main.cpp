@@ -1,35 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "app/PackageUpdater.h"
-#include "app/ZRKClipmuleSyncApp.h"
-#include "model/ClipNotice.h"
+#include "app/Agent.h"
 #include "platform/bundle/Translations.h"
-#include "platform/desktop/DesktopNotifications.h"
-#include "platform/desktop/HelpManager.h"
-#include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/Log.h"
-#include "platform/foundation/PrivateFolder.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
-#include "platform/keyboard/KeyboardEvents.h"
-#include "platform/pasteboard/Pasteboard.h"
-#include "platform/power/SystemPower.h"
-#include "platform/preferences/DistributedNotifications.h"
-#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
-#include "platform/session/ApplicationInterface.h"
-#include "platform/session/Session.h"
-#include "platform/session/SingleInstance.h"
-#include "platform/session/StatusInterface.h"
-#include "platform/tray/StatusItem.h"
-#include "platform/windows/ActiveApplication.h"
-#include "platform/windows/Compositor.h"
-#include "support/PlatformNotifications.h"
-#include "support/ZRKPowerNotificationCenter.h"
-#include "ui/UpdateQuestion.h"
-#include "ui/ZRKClipmuleMessageController.h"
-#include "ui/ZRKClipmuleStatusController.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -41,309 +18,11 @@ using namespace clipmule;
 
 namespace {
 
-const QString menuIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.Menu");
 const QString preferencesIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
 const QString menuOption = QStringLiteral("menu");
 const QString showOption = QStringLiteral("show");
 const QString verboseOption = QStringLiteral("verbose");
 const QString helpOption = QStringLiteral("help");
-
-QString preferencesExecutable() {
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/clipmule-preferences");
-}
-
-// What the user sees of the agent. Exists where windows can be shown.
-class Face final : public ClipNotice {
-public:
-    Face(Bundle bundle, const Session &session, SessionPrograms &programs)
-        : _bundle(std::move(bundle))
-        , _statusBar(makeStatusBar(session))
-        , _compositor(makeCompositor(session))
-        , _sessionPrograms(programs) {}
-    ~Face() override { ZRKClipmuleMessageController::sharedController().setSurroundings({}); }
-
-    std::shared_ptr<ZRKClipmuleStatusController>
-    makeStatusController(ZRKClipmuleSyncApp &application, ZRKUserDefaults &settings,
-                         std::function<void()> statusItemDidChange) {
-        auto controller =
-            ZRKClipmuleStatusController::init({.source = application,
-                                               .bundle = _bundle,
-                                               .sharedDefaults = settings,
-                                               .statusBar = *_statusBar,
-                                               .helpManager = *_helpManager,
-                                               .sessionPrograms = _sessionPrograms,
-                                               .preferencesExecutable = preferencesExecutable()});
-        controller->setStatusItemDidChange(std::move(statusItemDidChange));
-        _statusController = controller;
-        // Not every status area can be reached from the keyboard: a command opens the menu, too.
-        _menuInterface->onActivate = [this](const QString &) {
-            if (const auto shown = _statusController.lock())
-                shown->openMenu();
-        };
-        if (_menuInterface->start(menuIdentifier))
-            _menuName->claim(menuIdentifier, [](SingleInstance::Outcome) {});
-        ZRKClipmuleMessageController::sharedController().setSurroundings(
-            {.statusItemFrame = [this]() -> std::optional<QRect> {
-                 const auto shown = _statusController.lock();
-                 const StatusItem *const item = shown ? shown->statusItem() : nullptr;
-                 return item ? std::optional(item->place()) : std::nullopt;
-             },
-             // A Wayland compositor keeps the places to itself.
-             .canPlaceWindows =
-                 [] { return !QGuiApplication::platformName().startsWith(u"wayland"); },
-             .notifyInstead =
-                 [this](const QString &text) {
-                     _notifications->notify(
-                         QCoreApplication::translate("Clipmule", "Clipmule Sync"), text);
-                 },
-             .blendsWindows = [this] { return _compositor->isRunning(); }});
-        return controller;
-    }
-
-    void displayMessage(const QString &text) override {
-        // The panel hangs from the icon; without one nobody would see it.
-        const auto controller = _statusController.lock();
-        if (controller && controller->statusItem())
-            ZRKClipmuleMessageController::sharedController().displayMessage(text);
-        else
-            _notifications->notify(QCoreApplication::translate("Clipmule", "Clipmule Sync"), text);
-    }
-
-    std::unique_ptr<Updater> updaterForBundle(const Bundle &bundle) {
-        return PackageUpdater::updaterForBundle(
-            bundle, makePackageUpdates(), *this,
-            [this](const QString &version, std::function<void(bool)> answer) {
-                _question.ask(version, std::move(answer));
-            });
-    }
-
-    /// In the words of a bug report.
-    [[nodiscard]] QString trayKind() const {
-        const auto controller = _statusController.lock();
-        const StatusItem *const item = controller ? controller->statusItem() : nullptr;
-        if (!item)
-            return controller ? QStringLiteral("hidden") : QStringLiteral("none");
-        switch (item->host()) {
-        case StatusItem::Host::Tray:
-            return QStringLiteral("xembed");
-        case StatusItem::Host::NotifierHost:
-            return QStringLiteral("statusnotifier");
-        default:
-            return QStringLiteral("none");
-        }
-    }
-
-    /// An open menu holds the keyboard, and keystrokes of ours would go there.
-    void letGoOfKeyboard() {
-        if (const auto controller = _statusController.lock())
-            controller->closeMenu();
-    }
-
-private:
-    Bundle _bundle;
-    std::unique_ptr<StatusBar> _statusBar;
-    std::unique_ptr<Compositor> _compositor;
-    SessionPrograms &_sessionPrograms;
-    std::unique_ptr<HelpManager> _helpManager = makeHelpManager();
-    std::unique_ptr<DesktopNotifications> _notifications = makeDesktopNotifications();
-    UpdateQuestion _question;
-    std::unique_ptr<ApplicationInterface> _menuInterface = makeApplicationInterface();
-    std::unique_ptr<SingleInstance> _menuName = makeSingleInstance();
-    std::weak_ptr<ZRKClipmuleStatusController> _statusController;
-};
-
-// Without a display. The log has it all: each refusal stands there in any case.
-class UnseenNotice final : public ClipNotice {
-public:
-    void displayMessage(const QString & /*text*/) override {}
-};
-
-// Everything that the agent runs on, each service in its real form. Members are destroyed in the
-// opposite order, the application first.
-class Agent {
-public:
-    /// Where the user started it: the preferences open when there is no phone yet.
-    explicit Agent(bool userStartedIt)
-        : _userStartedIt(userStartedIt)
-        , _notifications(makeDistributedNotifications())
-        , _power(makeSystemPower())
-        , _dnssd(dnssd::makeBackend())
-        , _session(openSession())
-        , _pasteboard(makePasteboard(_session, [this] { return audience(); }))
-        , _keyboard(makeKeyboardEvents(_session, [this] { return pasteKeys(); }))
-        , _activeApplication(makeActiveApplication(
-              _session,
-              _bundle.pathForResource(QStringLiteral("applications"), QStringLiteral("plist")),
-              FilePreferencesDatabase::defaultFolder() + QStringLiteral("/applications.plist")))
-        , _sessionPrograms(makeSessionPrograms())
-        , _face(makeFace())
-        , _pasteboardServices{*_pasteboard, *_activeApplication, notice(),
-                              PrivateFolder::temporaryPath()} {}
-
-    ~Agent() {
-        _application.reset();
-        ZRKPowerNotificationCenter::setSystemPower(nullptr);
-        ZRKUserDefaults::setEnvironment({});
-    }
-    Agent(const Agent &) = delete;
-    Agent &operator=(const Agent &) = delete;
-
-    /// False when the installation lacks what it needs.
-    bool start() {
-        ZRKPowerNotificationCenter::setSystemPower(_power.get());
-        ZRKUserDefaults::Environment environment;
-        environment.database = &_database;
-        environment.distributedNotifications = _notifications.get();
-        ZRKUserDefaults::setEnvironment(environment);
-        const auto shared = ZRKUserDefaults::standardUserDefaults();
-        if (!shared) {
-            qCCritical(logApp) << "no identifier of the shared settings in" << _bundle.path();
-            return false;
-        }
-        _applicationDefaults.emplace(environment);
-        _applicationDefaults->start();
-        whenDisplayIsLost(_session, [] {
-            qCCritical(logApp) << "the display is gone";
-            QCoreApplication::exit(1);
-        });
-        shared->listenForChanges();
-        // What another program writes before the bus knows that we listen is announced to nobody:
-        // the settings count as they stand when it does know.
-        _notifications->whenDelivered([this, shared](bool) {
-            if (_isEnding)
-                return;
-            shared->reset();
-            _applicationDefaults->reset();
-            launch(shared);
-        });
-        return true;
-    }
-
-    /// Ends what other programs see of us, then the event loop.
-    void terminate() {
-        _isEnding = true;
-        if (_application)
-            _application->applicationShouldTerminate();
-        ZRKNotificationCenter::platformDefault().postNotificationName(
-            NSApplicationWillTerminateNotification);
-        _pasteboard->prepareToQuit([] { QCoreApplication::quit(); });
-    }
-
-private:
-    void launch(const std::shared_ptr<ZRKUserDefaults> &shared) {
-        SyncServices services{.dnssd = _phones,
-                              .pasteboard = _pasteboardServices,
-                              .keyboard = *_keyboard,
-                              .applicationDefaults = *_applicationDefaults,
-                              .sharedDefaults = *shared,
-                              .sessionPrograms = *_sessionPrograms,
-                              .agentBundle = agentBundle(),
-                              .fixedAddresses = &_phones,
-                              .makeStatusController = {},
-                              .updaterForBundle = {},
-                              .prepareToPaste = {},
-                              .situationDidChange = [this] { tellStatusSoon(); }};
-        if (_face) {
-            services.makeStatusController = [this, shared](ZRKClipmuleSyncApp &application) {
-                return _face->makeStatusController(application, *shared,
-                                                   [this] { tellStatusSoon(); });
-            };
-            services.updaterForBundle = [this](const Bundle &bundle) {
-                return _face->updaterForBundle(bundle);
-            };
-            services.prepareToPaste = [this] { _face->letGoOfKeyboard(); };
-        }
-        _application = std::make_unique<ZRKClipmuleSyncApp>(std::move(services));
-        _application->finishLaunching();
-        tellStatus();
-        _statusInterface->start();
-        _dnssd->onDescriptionChange = [this] { tellStatusSoon(); };
-        if (_userStartedIt && _face && _application->registeredDeviceNames().isEmpty())
-            _sessionPrograms->activate(preferencesIdentifier, preferencesExecutable());
-    }
-
-    // Of the window that is in front; where it pastes what is selected, the clip is offered as
-    // that.
-    [[nodiscard]] std::optional<QString> pasteKeys() const {
-        const ActiveApplication::Pasting pasting = _activeApplication->pasting();
-        if (pasting.isFromSelection)
-            _pasteboard->offerAsSelection();
-        return pasting.keys;
-    }
-
-    // Nothing is in front where the desktop itself is, on which file managers show files.
-    [[nodiscard]] PasteboardAudience audience() const {
-        const std::optional<QString> application = _activeApplication->identifier();
-        if (!application)
-            return PasteboardAudience::Unknown;
-        if (application == u"com.apple.finder" || application == u"com.apple.iPhoto")
-            return PasteboardAudience::FileManager;
-        return application == u"com.apple.iWork.Numbers" ? PasteboardAudience::Spreadsheet
-                                                         : PasteboardAudience::Other;
-    }
-
-    std::unique_ptr<Face> makeFace() {
-        if (!qobject_cast<QApplication *>(QCoreApplication::instance()))
-            return nullptr;
-        return std::make_unique<Face>(_bundle, _session, *_sessionPrograms);
-    }
-    ClipNotice &notice() { return _face ? static_cast<ClipNotice &>(*_face) : _unseen; }
-    // The installation folder is the preferences panel's bundle; the agent has its place in it.
-    [[nodiscard]] Bundle agentBundle() const {
-        return Bundle(_bundle.path() + QStringLiteral("/Contents/Resources/ClipmuleSync"));
-    }
-
-    // For a burst of changes once.
-    void tellStatusSoon() {
-        if (!_tellStatus.isPending())
-            _tellStatus =
-                RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { tellStatus(); });
-    }
-
-    void tellStatus() {
-        const QString none = QStringLiteral("none");
-        const QString pasteboard = _pasteboard->description();
-        const QString keyboard = _keyboard->description();
-        const std::optional<Refusal> refused = _application->lastRefusal();
-        _statusInterface->setStatus(
-            {.version = QStringLiteral(CLIPMULE_VERSION),
-             .qtVersion = QString::fromLatin1(qVersion()),
-             .syncEnabled = _application->isEnabled(),
-             .hasDisplay = bool(_face),
-             .pasteboardBackend = pasteboard,
-             .pasteboardCanRead = pasteboard != none,
-             .pasteboardCanWrite = pasteboard != none,
-             .pasteBackend = keyboard,
-             .canPaste = keyboard != none,
-             .trayKind = _face ? _face->trayKind() : none,
-             .discovery = _dnssd->description(),
-             .phones = _application->phoneStates(),
-             .lastRefusedClip = refused ? englishText(*refused) : QString(),
-             .lastRefusedClipDate = refused ? std::optional(refused->date) : std::nullopt,
-             .refusals = _application->refusals()});
-    }
-
-    const bool _userStartedIt;
-    Bundle _bundle = Bundle::mainBundle();
-    FilePreferencesDatabase _database{FilePreferencesDatabase::defaultFolder()};
-    std::unique_ptr<DistributedNotifications> _notifications;
-    std::unique_ptr<SystemPower> _power;
-    std::unique_ptr<dnssd::Backend> _dnssd;
-    dnssd::FixedAddresses _phones{*_dnssd};
-    Session _session;
-    std::unique_ptr<Pasteboard> _pasteboard;
-    std::unique_ptr<KeyboardEvents> _keyboard;
-    std::unique_ptr<ActiveApplication> _activeApplication;
-    std::unique_ptr<SessionPrograms> _sessionPrograms;
-    std::unique_ptr<Face> _face;
-    UnseenNotice _unseen;
-    PasteboardServices _pasteboardServices;
-    std::optional<ApplicationDefaults> _applicationDefaults;
-    std::unique_ptr<StatusInterface> _statusInterface = makeStatusInterface();
-    RunLoop::Timer _tellStatus;
-    bool _isEnding = false;
-    std::unique_ptr<ZRKClipmuleSyncApp> _application;
-};
 
 struct Arguments {
     /// When there is nothing more to do.
@@ -400,7 +79,7 @@ Arguments answerArguments(const QCoreApplication &application) {
 }
 
 void openMenuOfRunningAgent() {
-    activateApplication(menuIdentifier, [](bool reached) {
+    activateApplication(Face::menuIdentifier(), [](bool reached) {
         if (!reached)
             std::fputs(
                 "clipmule-sync: the agent that is running has no menu: it was started without "
@@ -412,7 +91,7 @@ void openMenuOfRunningAgent() {
 
 void openPreferences() {
     activateApplication(preferencesIdentifier, [](bool reached) {
-        const bool opened = reached || QProcess::startDetached(preferencesExecutable(), {});
+        const bool opened = reached || QProcess::startDetached(Face::preferencesExecutable(), {});
         QCoreApplication::exit(opened ? 0 : 1);
     });
 }
@@ -429,6 +108,17 @@ std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv) {
     QApplication::setApplicationName(QStringLiteral("Clipmule Sync"));
     QApplication::setDesktopFileName(ApplicationDefaults::identifier());
     return application;
+}
+
+// The face where the application can have windows.
+void makeAgent(std::optional<Agent> &agent, bool userStartedIt) {
+    const Bundle bundle = Bundle::mainBundle();
+    AgentBackends backends = makeAgentBackends(bundle);
+    std::unique_ptr<Face> face;
+    if (qobject_cast<QApplication *>(QCoreApplication::instance()))
+        face = std::make_unique<Face>(bundle, backends.session, *backends.sessionPrograms);
+    agent.emplace(bundle, std::move(backends), std::move(face),
+                  userStartedIt ? Agent::Started::ByUser : Agent::Started::BySession);
 }
 
 } // namespace
@@ -469,7 +159,7 @@ int main(int argc, char *argv[]) {
         }
         if (outcome == SingleInstance::Outcome::Unknown)
             qCWarning(logApp) << "no session bus: settings changed elsewhere will not reach us";
-        agent.emplace(arguments.show);
+        makeAgent(agent, arguments.show);
         if (!agent->start())
             QCoreApplication::exit(1);
     };

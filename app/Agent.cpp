@@ -1,0 +1,150 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "app/Agent.h"
+
+#include "platform/foundation/Log.h"
+#include "support/PlatformNotifications.h"
+#include "support/ZRKNotificationCenter.h"
+#include "support/ZRKPowerNotificationCenter.h"
+
+#include <QCoreApplication>
+
+#include <utility>
+
+namespace clipmule {
+
+namespace {
+
+const QString preferencesIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
+
+// Without a display. The log has it all: each refusal stands there in any case.
+class UnseenNotice final : public ClipNotice {
+public:
+    void displayMessage(const QString & /*text*/) override {}
+};
+
+} // namespace
+
+Agent::Agent(Bundle bundle, AgentBackends backends, std::unique_ptr<Face> face, Started started)
+    : _started(started)
+    , _bundle(std::move(bundle))
+    , _backends(std::move(backends))
+    , _face(std::move(face))
+    , _unseen(std::make_unique<UnseenNotice>())
+    , _pasteboardServices{*_backends.pasteboard, *_backends.activeApplication,
+                          _face ? static_cast<ClipNotice &>(*_face) : *_unseen,
+                          _backends.temporaryFolder} {}
+
+Agent::~Agent() {
+    _application.reset();
+    ZRKPowerNotificationCenter::setSystemPower(nullptr);
+    ZRKUserDefaults::setEnvironment({});
+}
+
+bool Agent::start() {
+    ZRKPowerNotificationCenter::setSystemPower(_backends.power.get());
+    ZRKUserDefaults::Environment environment;
+    environment.database = _backends.database.get();
+    environment.distributedNotifications = _backends.notifications.get();
+    ZRKUserDefaults::setEnvironment(environment);
+    const auto shared = ZRKUserDefaults::standardUserDefaults();
+    if (!shared) {
+        qCCritical(logApp) << "no identifier of the shared settings in" << _bundle.path();
+        return false;
+    }
+    _applicationDefaults.emplace(environment);
+    _applicationDefaults->start();
+    whenDisplayIsLost(_backends.session, [] {
+        qCCritical(logApp) << "the display is gone";
+        QCoreApplication::exit(1);
+    });
+    shared->listenForChanges();
+    // What another program writes before the bus knows that we listen is announced to nobody: the
+    // settings count as they stand when it does know.
+    _backends.notifications->whenDelivered([this, shared](bool) {
+        if (_isEnding)
+            return;
+        shared->reset();
+        _applicationDefaults->reset();
+        launch(shared);
+    });
+    return true;
+}
+
+void Agent::launch(const std::shared_ptr<ZRKUserDefaults> &shared) {
+    SyncServices services{
+        .dnssd = _phones,
+        .pasteboard = _pasteboardServices,
+        .keyboard = *_backends.keyboard,
+        .applicationDefaults = *_applicationDefaults,
+        .sharedDefaults = *shared,
+        .sessionPrograms = *_backends.sessionPrograms,
+        // The installation folder is the preferences panel's bundle; the agent has its place in it.
+        .agentBundle = Bundle(_bundle.path() + QStringLiteral("/Contents/Resources/ClipmuleSync")),
+        .fixedAddresses = &_phones,
+        .makeStatusController = {},
+        .updaterForBundle = {},
+        .prepareToPaste = {},
+        .situationDidChange = [this] { tellStatusSoon(); }};
+    if (_face)
+        showFaceTo(services, shared);
+    _application = std::make_unique<ZRKClipmuleSyncApp>(std::move(services));
+    _application->finishLaunching();
+    tellStatus();
+    _backends.statusInterface->start();
+    _backends.dnssd->onDescriptionChange = [this] { tellStatusSoon(); };
+    if (_started == Started::ByUser && _face && _application->registeredDeviceNames().isEmpty())
+        _backends.sessionPrograms->activate(preferencesIdentifier, Face::preferencesExecutable());
+}
+
+void Agent::showFaceTo(SyncServices &services, const std::shared_ptr<ZRKUserDefaults> &shared) {
+    services.makeStatusController = [this, shared](ZRKClipmuleSyncApp &application) {
+        return _face->makeStatusController(application, *shared, [this] { tellStatusSoon(); });
+    };
+    services.updaterForBundle = [this](const Bundle &bundle) {
+        return _face->updaterForBundle(bundle);
+    };
+    services.prepareToPaste = [this] { _face->letGoOfKeyboard(); };
+}
+
+void Agent::terminate() {
+    _isEnding = true;
+    if (_application)
+        _application->applicationShouldTerminate();
+    ZRKNotificationCenter::platformDefault().postNotificationName(
+        NSApplicationWillTerminateNotification);
+    _backends.pasteboard->prepareToQuit([] { QCoreApplication::quit(); });
+}
+
+// A burst of changes is told once.
+void Agent::tellStatusSoon() {
+    if (!_tellStatus.isPending())
+        _tellStatus =
+            RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { tellStatus(); });
+}
+
+void Agent::tellStatus() {
+    const QString none = QStringLiteral("none");
+    const QString pasteboard = _backends.pasteboard->description();
+    const QString keyboard = _backends.keyboard->description();
+    const std::optional<Refusal> refused = _application->lastRefusal();
+    _backends.statusInterface->setStatus(
+        {.version = QStringLiteral(CLIPMULE_VERSION),
+         .qtVersion = QString::fromLatin1(qVersion()),
+         .syncEnabled = _application->isEnabled(),
+         .hasDisplay = bool(_face),
+         .pasteboardBackend = pasteboard,
+         .pasteboardCanRead = pasteboard != none,
+         .pasteboardCanWrite = pasteboard != none,
+         .pasteBackend = keyboard,
+         .canPaste = keyboard != none,
+         .trayKind = _face ? _face->trayKind() : none,
+         .discovery = _backends.dnssd->description(),
+         .phones = _application->phoneStates(),
+         .lastRefusedClip = refused ? englishText(*refused) : QString(),
+         .lastRefusedClipDate = refused ? std::optional(refused->date) : std::nullopt,
+         .refusals = _application->refusals()});
+}
+
+} // namespace clipmule

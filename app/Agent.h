@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "app/AgentBackends.h"
+#include "app/Face.h"
+#include "app/ZRKClipmuleSyncApp.h"
+#include "platform/dnssd/FixedAddresses.h"
+
+#include <memory>
+#include <optional>
+
+namespace clipmule {
+
+/// The whole agent on its backends: settings, application, face and status.
+class Agent {
+public:
+    enum class Started {
+        BySession, ///< silent
+        ByUser,    ///< opens the preferences when there is no phone yet
+    };
+
+    /// The installation's bundle; without a display there is no face.
+    Agent(Bundle bundle, AgentBackends backends, std::unique_ptr<Face> face, Started started);
+    ~Agent();
+    Agent(const Agent &) = delete;
+    Agent &operator=(const Agent &) = delete;
+
+    /// Ends the event loop when the display is gone. False when the installation lacks what it
+    /// needs.
+    bool start();
+    /// Ends what other programs see of us, then the event loop.
+    void terminate();
+
+private:
+    void launch(const std::shared_ptr<ZRKUserDefaults> &shared);
+    void showFaceTo(SyncServices &services, const std::shared_ptr<ZRKUserDefaults> &shared);
+    void tellStatusSoon();
+    void tellStatus();
+
+    const Started _started;
+    const Bundle _bundle;
+    // Destroyed in the opposite order, the application first.
+    AgentBackends _backends;
+    dnssd::FixedAddresses _phones{*_backends.dnssd};
+    std::unique_ptr<Face> _face;
+    std::unique_ptr<ClipNotice> _unseen;
+    PasteboardServices _pasteboardServices;
+    std::optional<ApplicationDefaults> _applicationDefaults;
+    RunLoop::Timer _tellStatus;
+    bool _isEnding = false;
+    std::unique_ptr<ZRKClipmuleSyncApp> _application;
+};
+
+} // namespace clipmule

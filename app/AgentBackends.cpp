@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "app/AgentBackends.h"
+
+#include "platform/foundation/PrivateFolder.h"
+#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
+
+namespace clipmule {
+
+namespace {
+
+PasteboardAudience audience(const ActiveApplication &inFront) {
+    const std::optional<QString> application = inFront.identifier();
+    if (!application)
+        return PasteboardAudience::Unknown;
+    if (application == u"com.apple.finder" || application == u"com.apple.iPhoto")
+        return PasteboardAudience::FileManager;
+    return application == u"com.apple.iWork.Numbers" ? PasteboardAudience::Spreadsheet
+                                                     : PasteboardAudience::Other;
+}
+
+// Of the window that is in front; where it pastes what is selected, the clip is offered as that.
+std::optional<QString> pasteKeys(const ActiveApplication &inFront, Pasteboard &pasteboard) {
+    const ActiveApplication::Pasting pasting = inFront.pasting();
+    if (pasting.isFromSelection)
+        pasteboard.offerAsSelection();
+    return pasting.keys;
+}
+
+} // namespace
+
+AgentBackends makeAgentBackends(const Bundle &bundle) {
+    AgentBackends made;
+    const QString settings = FilePreferencesDatabase::defaultFolder();
+    made.session = openSession();
+    made.database = std::make_unique<FilePreferencesDatabase>(settings);
+    made.notifications = makeDistributedNotifications();
+    made.power = makeSystemPower();
+    made.dnssd = dnssd::makeBackend();
+    made.activeApplication = makeActiveApplication(
+        made.session,
+        bundle.pathForResource(QStringLiteral("applications"), QStringLiteral("plist")),
+        settings + QStringLiteral("/applications.plist"));
+    const std::shared_ptr<ActiveApplication> inFront = made.activeApplication;
+    made.pasteboard = makePasteboard(made.session, [inFront] { return audience(*inFront); });
+    Pasteboard &pasteboard = *made.pasteboard;
+    made.keyboard = makeKeyboardEvents(
+        made.session, [inFront, &pasteboard] { return pasteKeys(*inFront, pasteboard); });
+    made.sessionPrograms = makeSessionPrograms();
+    made.statusInterface = makeStatusInterface();
+    made.temporaryFolder = PrivateFolder::temporaryPath();
+    return made;
+}
+
+} // namespace clipmule

@@ -1,0 +1,43 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/bundle/Bundle.h"
+#include "platform/dnssd/DnsSd.h"
+#include "platform/keyboard/KeyboardEvents.h"
+#include "platform/pasteboard/Pasteboard.h"
+#include "platform/power/SystemPower.h"
+#include "platform/preferences/DistributedNotifications.h"
+#include "platform/preferences/PreferencesDatabase.h"
+#include "platform/session/Session.h"
+#include "platform/session/SessionPrograms.h"
+#include "platform/session/StatusInterface.h"
+#include "platform/windows/ActiveApplication.h"
+
+#include <QString>
+
+#include <memory>
+
+namespace clipmule {
+
+/// Everything that the agent runs on. Nothing is null.
+struct AgentBackends {
+    Session session = {};
+    std::unique_ptr<PreferencesDatabase> database;
+    std::unique_ptr<DistributedNotifications> notifications;
+    std::unique_ptr<SystemPower> power;
+    std::unique_ptr<dnssd::Backend> dnssd;
+    std::shared_ptr<ActiveApplication> activeApplication;
+    std::unique_ptr<Pasteboard> pasteboard;
+    std::unique_ptr<KeyboardEvents> keyboard;
+    std::unique_ptr<SessionPrograms> sessionPrograms;
+    std::unique_ptr<StatusInterface> statusInterface;
+    /// PasteboardServices::temporaryFolder.
+    QString temporaryFolder;
+};
+
+/// Those of the session that this process runs in. The bundle holds the table of applications.
+[[nodiscard]] AgentBackends makeAgentBackends(const Bundle &bundle);
+
+} // namespace clipmule

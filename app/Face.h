@@ -1,0 +1,67 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "app/Updater.h"
+#include "model/ClipNotice.h"
+#include "platform/bundle/Bundle.h"
+#include "platform/desktop/DesktopNotifications.h"
+#include "platform/desktop/HelpManager.h"
+#include "platform/session/ApplicationInterface.h"
+#include "platform/session/SessionPrograms.h"
+#include "platform/session/SingleInstance.h"
+#include "platform/tray/StatusItem.h"
+#include "platform/windows/Compositor.h"
+#include "ui/UpdateQuestion.h"
+
+#include <functional>
+#include <memory>
+
+namespace clipmule {
+
+struct Session;
+class ZRKClipmuleStatusController;
+class ZRKClipmuleSyncApp;
+class ZRKUserDefaults;
+
+/// What the user sees of the agent: the item in the status area with its menu, and messages. Exists
+/// where windows can be shown.
+class Face final : public ClipNotice {
+public:
+    /// By this name a key of the desktop opens the menu.
+    static QString menuIdentifier();
+    static QString preferencesExecutable();
+
+    Face(Bundle bundle, const Session &session, SessionPrograms &programs);
+    ~Face() override;
+
+    /// Makes the status item. The callback runs when trayKind() may answer something else.
+    std::shared_ptr<ZRKClipmuleStatusController>
+    makeStatusController(ZRKClipmuleSyncApp &application, ZRKUserDefaults &settings,
+                         std::function<void()> statusItemDidChange);
+    /// At the icon, or as one of the desktop's notifications where there is none.
+    void displayMessage(const QString &text) override;
+    [[nodiscard]] std::unique_ptr<Updater> updaterForBundle(const Bundle &bundle);
+    /// What the item is in, in the words of a bug report.
+    [[nodiscard]] QString trayKind() const;
+    /// An open menu holds the keyboard, and key strokes of ours would go there.
+    void letGoOfKeyboard();
+
+private:
+    void openMenuOnRequest();
+    void surroundMessages();
+
+    Bundle _bundle;
+    std::unique_ptr<StatusBar> _statusBar;
+    std::unique_ptr<Compositor> _compositor;
+    SessionPrograms &_sessionPrograms;
+    std::unique_ptr<HelpManager> _helpManager = makeHelpManager();
+    std::unique_ptr<DesktopNotifications> _notifications = makeDesktopNotifications();
+    UpdateQuestion _question;
+    std::unique_ptr<ApplicationInterface> _menuInterface = makeApplicationInterface();
+    std::unique_ptr<SingleInstance> _menuName = makeSingleInstance();
+    std::weak_ptr<ZRKClipmuleStatusController> _statusController;
+};
+
+} // namespace clipmule

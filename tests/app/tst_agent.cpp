@@ -1,0 +1,160 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "app/Agent.h"
+#include "platform/keyboard/backends/null/NullKeyboardEvents.h"
+#include "platform/pasteboard/backends/null/NullPasteboard.h"
+#include "tests/app/AgentFixture.h"
+
+#include <QTest>
+
+using namespace clipmule;
+
+namespace {
+
+class RecordedStatus final : public StatusInterface {
+public:
+    explicit RecordedStatus(QList<AgentStatus> &told)
+        : _told(told) {}
+    bool start() override { return true; }
+    void setStatus(const AgentStatus &status) override { _told.append(status); }
+
+private:
+    QList<AgentStatus> &_told;
+};
+
+} // namespace
+
+// The whole of it on stand-ins, as in a session without a display: without a face.
+class AgentTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _runLoop = std::make_unique<kit::ManualRunLoop>();
+        _installation = std::make_unique<RunLoop::Installation>(*_runLoop);
+        _told.clear();
+        _backends = AgentBackends();
+        _backends.database = std::make_unique<MemoryPreferencesDatabase>();
+        _backends.notifications = std::make_unique<MemoryDistributedNotifications>();
+        _backends.power = std::make_unique<FakeSystemPower>();
+        _backends.dnssd = std::make_unique<dnssd::FakeBackend>();
+        _backends.activeApplication = std::make_shared<kit::FakeActiveApplication>();
+        _backends.pasteboard = std::make_unique<FakePasteboard>();
+        _backends.keyboard = std::make_unique<kit::RecordingKeyboard>();
+        _backends.sessionPrograms = std::make_unique<FakeSessionPrograms>();
+        _backends.statusInterface = std::make_unique<RecordedStatus>(_told);
+        _backends.temporaryFolder = _folder.path();
+        _database = static_cast<MemoryPreferencesDatabase *>(_backends.database.get());
+        _network = static_cast<dnssd::FakeBackend *>(_backends.dnssd.get());
+    }
+    void cleanup() {
+        _agent.reset();
+        _backends = AgentBackends();
+        _installation.reset();
+        _runLoop.reset();
+    }
+
+    void theStatusNamesTheBackends() {
+        start();
+        const AgentStatus &status = _told.constFirst();
+        QCOMPARE(status.version, QStringLiteral(CLIPMULE_VERSION));
+        QVERIFY(status.syncEnabled);
+        QVERIFY(!status.hasDisplay);
+        QCOMPARE(status.pasteboardBackend, u"fake"_qs);
+        QVERIFY(status.pasteboardCanRead && status.pasteboardCanWrite);
+        QCOMPARE(status.pasteBackend, u"recording"_qs);
+        QVERIFY(status.canPaste);
+        QCOMPARE(status.trayKind, u"none"_qs);
+        QCOMPARE(status.discovery, _network->description());
+    }
+
+    void whatDoesNotWorkIsNotClaimed() {
+        _backends.pasteboard = std::make_unique<NullPasteboard>();
+        _backends.keyboard = std::make_unique<NullKeyboardEvents>();
+        start();
+        const AgentStatus &status = _told.constFirst();
+        QCOMPARE(status.pasteboardBackend, u"none"_qs);
+        QVERIFY(!status.pasteboardCanRead && !status.pasteboardCanWrite);
+        QCOMPARE(status.pasteBackend, u"none"_qs);
+        QVERIFY(!status.canPaste);
+    }
+
+    void aBurstOfChangesIsToldOnce() {
+        registerPhone();
+        start();
+        QCOMPARE(_told.constLast().phones.constFirst().state, AgentStatus::PhoneState::NotSeen);
+        const auto connection = std::make_shared<kit::MemoryConnection>();
+        _network->connector = [&](const dnssd::Resolved &) { return connection->takeStreams(); };
+        _network->appear({u"Anna"_qs, u"_clipmule-s2._tcp"_qs, u"local"_qs},
+                         {{QHostAddress(QHostAddress::LocalHost), 4000}});
+        kit::settle(*_runLoop);
+        QCOMPARE(_told.constLast().phones.constFirst().state, AgentStatus::PhoneState::Connected);
+        const qsizetype before = _told.size();
+        _network->onDescriptionChange();
+        _network->onDescriptionChange();
+        QCOMPARE(_told.size(), before);
+        kit::settle(*_runLoop);
+        QCOMPARE(_told.size(), before + 1);
+    }
+
+    // Nobody announces what is written before the bus knows that we listen.
+    void settingsCountAsTheyStandWhenTheBusKnowsOfUs() {
+        makeAgent();
+        QVERIFY(_agent->start());
+        registerPhone();
+        kit::settle(*_runLoop);
+        QCOMPARE(_told.constFirst().phones.size(), 1);
+    }
+
+    void theUserEndsItWhileItStarts() {
+        registerPhone();
+        makeAgent();
+        QVERIFY(_agent->start());
+        _agent->terminate();
+        kit::settle(*_runLoop);
+        QVERIFY(_told.isEmpty());
+        QVERIFY(_network->published().isEmpty());
+    }
+
+    void atTheEndThePhonesAndTheClipboardAreLetGo() {
+        registerPhone();
+        const auto *const pasteboard = static_cast<FakePasteboard *>(_backends.pasteboard.get());
+        start();
+        QVERIFY(!_network->published().isEmpty());
+        QVERIFY(!pasteboard->isPreparedToQuit());
+        _agent->terminate();
+        kit::settle(*_runLoop);
+        QVERIFY(_network->published().isEmpty());
+        QVERIFY(pasteboard->isPreparedToQuit());
+    }
+
+private:
+    void makeAgent() {
+        _agent.emplace(Bundle::mainBundle(), std::move(_backends), nullptr, Agent::Started::ByUser);
+    }
+    void start() {
+        makeAgent();
+        QVERIFY(_agent->start());
+        kit::settle(*_runLoop);
+    }
+    void registerPhone() {
+        _database->setValue(
+            sharedDomain, u"serverServices"_qs,
+            PropertyList(PropertyList::List{PropertyList(PropertyList::Dictionary{
+                {u"serverService"_qs, u"Anna"_qs}, {u"serverName"_qs, u"Anna's name"_qs}})}));
+    }
+
+    QTemporaryDir _folder;
+    std::unique_ptr<kit::ManualRunLoop> _runLoop;
+    std::unique_ptr<RunLoop::Installation> _installation;
+    QList<AgentStatus> _told;
+    AgentBackends _backends;
+    MemoryPreferencesDatabase *_database = nullptr;
+    dnssd::FakeBackend *_network = nullptr;
+    std::optional<Agent> _agent;
+};
+
+QTEST_GUILESS_MAIN(AgentTest)
+#include "tst_agent.moc"
