@@ -18,7 +18,7 @@ namespace {
 
 const QString preferencesIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
 
-// Without a display. The log has it all: each refusal stands there in any case.
+// The notice of an agent without a display shows nothing: the log has each refusal in any case.
 class UnseenNotice final : public ClipNotice {
 public:
     void displayMessage(const QString & /*text*/) override {}
@@ -60,8 +60,8 @@ bool Agent::start() {
         QCoreApplication::exit(1);
     });
     shared->listenForChanges();
-    // What another program writes before the bus knows that we listen is announced to nobody: the
-    // settings count as they stand when it does know.
+    // A change that another program writes before the bus knows that we listen is not told to us.
+    // So the settings are read again once the bus does know.
     _backends.notifications->whenDelivered([this, shared](bool) {
         if (_isEnding)
             return;

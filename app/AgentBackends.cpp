@@ -20,7 +20,8 @@ PasteboardAudience audience(const ActiveApplication &inFront) {
                                                      : PasteboardAudience::Other;
 }
 
-// Of the window that is in front; where it pastes what is selected, the clip is offered as that.
+// The keys that paste in the window in front. Where they paste the selection, the clip is offered
+// as the selection, too.
 std::optional<QString> pasteKeys(const ActiveApplication &inFront, Pasteboard &pasteboard) {
     const ActiveApplication::Pasting pasting = inFront.pasting();
     if (pasting.isFromSelection)

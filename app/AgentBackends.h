@@ -33,11 +33,12 @@ struct AgentBackends {
     std::unique_ptr<KeyboardEvents> keyboard;
     std::unique_ptr<SessionPrograms> sessionPrograms;
     std::unique_ptr<StatusInterface> statusInterface;
-    /// PasteboardServices::temporaryFolder.
+    /// See PasteboardServices::temporaryFolder.
     QString temporaryFolder;
 };
 
-/// Those of the session that this process runs in. The bundle holds the table of applications.
+/// The backends of the session that this process runs in. The bundle holds the table of
+/// applications.
 [[nodiscard]] AgentBackends makeAgentBackends(const Bundle &bundle);
 
 } // namespace clipmule

@@ -56,7 +56,7 @@ void ClipboardWatch::scheduleCheck() {
 
 void ClipboardWatch::checkForData() {
     if (!isNeeded()) {
-        // Nobody will read what is copied from here on.
+        // Nobody reads from here on what is copied.
         pause();
         return;
     }
@@ -64,7 +64,8 @@ void ClipboardWatch::checkForData() {
     const qint64 changeCount = _pasteboard.pasteboard.changeCount();
     if (changeCount != _lastChangeCount) {
         look();
-        // Also after a refusal, so that the same contents are looked at only once.
+        // The count is kept after a refusal, too, so that the same contents are looked at only
+        // once.
         _lastChangeCount = changeCount;
     }
     _pendingChecks.clear();
@@ -91,11 +92,12 @@ void ClipboardWatch::look() {
                          .detail = exception.reason()});
     }
     _pasteboard.pasteboard.releaseContents();
-    // Whatever became of it: it was in memory, with what was made of it.
+    // Sent or refused, the clip was in memory, with what was made of it.
     trimHeapAfterClip(sizeRead);
 }
 
-// Told in the journal only: a program that hangs may have copied long ago.
+// A copy that its owner does not hand over is told in the journal only: a program that hangs may
+// have copied long ago.
 void ClipboardWatch::lookForUnanswered() {
     const qint64 count = _pasteboard.pasteboard.unansweredCount();
     if (std::exchange(_lastUnansweredCount, count) != count)

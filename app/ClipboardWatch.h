@@ -16,7 +16,7 @@ class SyncJournal;
 class ZRKClipmuleData;
 
 /// Looks at the clipboard again and again while phones are connected, and tells of each copy that
-/// they have not got yet. Asks nobody for what is copied while none is.
+/// they have not got yet. While no phone is connected, no program is asked for what it copied.
 class ClipboardWatch {
 public:
     static constexpr RunLoop::Seconds pollInterval{0.5};
@@ -30,14 +30,14 @@ public:
 
     /// Starts to look. What was copied before counts as known: it is not sent.
     void start();
-    /// The same, unless it looks already.
+    /// Does what start() does, unless it looks already.
     void startAgain();
     /// Nobody is asked for what is copied until start().
     void pause();
 
     /// One look; the next follows by itself as long as it is needed.
     void checkForData();
-    /// The clip was put on the clipboard by us, and is not to be told of.
+    /// Notes a clip that we put on the clipboard ourselves and that is not to be told of.
     void noteWritten(ZRKClipmuleData &clip);
 
 private:
@@ -51,7 +51,7 @@ private:
     qint64 _lastChangeCount = 0;
     qint64 _lastUnansweredCount = 0;
     size_t _lastHash = 0;
-    PictureEcho _lastPicture; // that was received
+    PictureEcho _lastPicture; // the one received last
     // More than one for a moment after a second phone has opened; the next check cancels the rest.
     std::vector<RunLoop::Timer> _pendingChecks;
 };

@@ -29,23 +29,23 @@ class ZRKUserDefaults;
 /// where windows can be shown.
 class Face final : public ClipNotice {
 public:
-    /// By this name a key of the desktop opens the menu.
+    /// The name under which a key of the desktop opens the menu.
     static QString menuIdentifier();
     static QString preferencesExecutable();
 
     Face(Bundle bundle, const Session &session, SessionPrograms &programs);
     ~Face() override;
 
-    /// Makes the status item. The callback runs when trayKind() may answer something else.
+    /// Makes the status item. The callback runs when the answer of trayKind() may have changed.
     std::shared_ptr<ZRKClipmuleStatusController>
     makeStatusController(ZRKClipmuleSyncApp &application, ZRKUserDefaults &settings,
                          std::function<void()> statusItemDidChange);
-    /// At the icon, or as one of the desktop's notifications where there is none.
+    /// Shows the text at the icon, or as one of the desktop's notifications where there is no icon.
     void displayMessage(const QString &text) override;
     [[nodiscard]] std::unique_ptr<Updater> updaterForBundle(const Bundle &bundle);
-    /// What the item is in, in the words of a bug report.
+    /// What kind of status area the item is in, as a bug report names it.
     [[nodiscard]] QString trayKind() const;
-    /// An open menu holds the keyboard, and key strokes of ours would go there.
+    /// Closes an open menu, which holds the keyboard and would get our key strokes.
     void letGoOfKeyboard();
 
 private:

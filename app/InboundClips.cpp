@@ -21,9 +21,9 @@ constexpr quint16 noCharacter = 0;
 constexpr quint16 letterV = 118;
 constexpr quint16 commandKey = 55;
 constexpr quint16 keyThatTypesV = 9;
-// Local mouse, local keyboard and system-defined events all pass…
+// The filter lets local mouse, local keyboard and system-defined events pass.
 constexpr quint32 permitAllEvents = 7;
-// …during the suppression interval.
+// The state that the filter holds for: the suppression interval.
 constexpr quint32 suppressionInterval = 0;
 
 } // namespace
@@ -85,7 +85,7 @@ void InboundClips::applyNext() {
 void InboundClips::apply(const ReceivedClip &received) {
     try {
         if (!received.clip->writeToPasteboard(_pasteboard)) {
-            // The clip has told the user.
+            // The clip itself has told the user.
             _journal.enter({.direction = Refusal::Direction::FromPhone,
                             .reason = Refusal::Reason::MixedKinds,
                             .kind = Refusal::Kind::Clip,
@@ -102,7 +102,8 @@ void InboundClips::apply(const ReceivedClip &received) {
                          .phone = received.phone,
                          .detail = exception.reason()});
     }
-    // From here, not from when it came: an image takes its time.
+    // The interval begins now, not when the clip came: putting an image on the clipboard takes a
+    // while.
     const bool isFlood = std::exchange(_clipsOvertaken, false);
     _nextPaste = RunLoop::current().performAfter(isFlood ? pasteIntervalInFlood : pasteInterval,
                                                  [this] { applyNext(); });

@@ -24,14 +24,15 @@ class ZRKClipmuleData;
 /// the newest wait.
 class InboundClips {
 public:
-    /// Between two pastes: the window in front fetches a clip only when its key stroke has arrived,
-    /// and by then the next must not have taken its place.
+    /// The time between two pastes: the window in front fetches a clip only when its key stroke has
+    /// arrived, and by then the next clip must not have taken its place.
     static constexpr RunLoop::Seconds pasteInterval{0.25};
-    /// The same while clips are passed over: a paste closes our menu, and a phone that sends
-    /// without end must leave the user time to switch it off there.
+    /// The time between two pastes while clips are passed over: a paste closes our menu, and a
+    /// phone that sends without end must leave the user time to switch it off there.
     static constexpr RunLoop::Seconds pasteIntervalInFlood{3};
-    /// Received clips that may wait for their turn, and how large they may be together (in the unit
-    /// of ZRKClipmuleData::size): of more the newest stay. A person sends them one by one.
+    /// The number of received clips that may wait for their turn; together they may be as large as
+    /// the next constant says (in the unit of ZRKClipmuleData::size). Of more the newest stay. A
+    /// person sends clips one by one.
     static constexpr size_t mostWaiting = 8;
     static constexpr quint64 largestWaiting = 64 * 1024 * 1024;
 
@@ -40,12 +41,12 @@ public:
 
     /// Whether what the phone sends is pasted, or only put on the clipboard.
     std::function<PasteMode(const QString &phone)> pasteModeOf;
-    /// Before the key stroke; may be empty.
+    /// Called before the key stroke; may be empty.
     std::function<void()> onPrepareToPaste;
-    /// The clip is on the clipboard.
+    /// Called when the clip is on the clipboard.
     std::function<void(ZRKClipmuleData &clip)> onWritten;
 
-    /// The phone is named by its service.
+    /// Takes a clip from a phone, which is named by its service.
     void receive(const QString &phone, std::shared_ptr<ZRKClipmuleData> clip);
     /// What waits of a phone that is gone is not pasted, which the journal tells.
     void forget(const QString &phone);
@@ -66,7 +67,8 @@ private:
     PasteboardServices _pasteboard;
     KeyboardEvents &_keyboard;
     SyncJournal &_journal;
-    // Oldest first. Without any the timer may run: too soon for another paste.
+    // The clips that wait, oldest first. The timer may run while none does: it is then too soon for
+    // another paste.
     std::deque<ReceivedClip> _waiting;
     RunLoop::Timer _nextPaste;
     // A clip was passed over since the last paste.

@@ -85,7 +85,7 @@ void PackageUpdater::find(PackageUpdates::Asker asker) {
             if (alive.expired())
                 return;
             _state = State::Idle;
-            // Who began to wait for a check that ran by itself gets the lists fetched anew as well.
+            // The user asked while an automatic check ran, and gets freshly fetched lists as well.
             if (_userWaits && asker == PackageUpdates::Asker::Nobody) {
                 find(PackageUpdates::Asker::User);
                 return;

@@ -22,7 +22,7 @@ class ClipNotice;
 /// process.
 class PackageUpdater final : public Updater {
 public:
-    /// Not while the session is starting.
+    /// When the first check by itself is made: not while the session is starting.
     static constexpr RunLoop::Seconds firstAutomaticCheck{120};
     static constexpr RunLoop::Seconds automaticCheckInterval{24 * 60 * 60};
 

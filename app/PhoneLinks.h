@@ -28,12 +28,13 @@ public:
     PhoneLinks(const PhoneLinks &) = delete;
     PhoneLinks &operator=(const PhoneLinks &) = delete;
 
-    /// What every client tells. To be set before the first connect().
+    /// What the clients report to. To be set before the first connect().
     ZRKNetServiceClient::Delegate delegate;
 
     /// Connects to each phone that is not connected to yet.
     void connect(const QList<RegisteredPhones::Phone> &phones);
-    /// Stops what belongs to any other phone; names those that had a client.
+    /// Stops the clients and announcements of all other phones; returns the names of those that had
+    /// a client.
     QStringList keepOnly(const QList<RegisteredPhones::Phone> &phones);
     /// Stops every client and every announcement. What the phones told of themselves stays.
     void disconnect();
@@ -45,13 +46,13 @@ public:
     [[nodiscard]] qsizetype count() const { return _clientsDictionary.size(); }
 
     void sendToAll(const OutputObject &object);
-    /// To every connected phone but the one it came from.
+    /// Sends the object to every connected phone but the one it came from.
     void relay(const QString &sender, const OutputObject &object);
 
     void setRecord(const QString &phone, const PropertyList &record);
     void removeRecord(const QString &phone) { _clientsDataDictionary->remove(phone); }
     void forgetRecords() { _clientsDataDictionary->clear(); }
-    /// Tells all phones which are there.
+    /// Tells all phones which phones are there.
     void sendRecords();
     /// The names in the records, also of phones seen before the last disconnection.
     [[nodiscard]] QStringList namesInRecords() const;
@@ -63,7 +64,8 @@ private:
     dnssd::FixedAddresses *_fixedAddresses;
     QMap<QString, std::shared_ptr<ZRKNetServiceClient>> _clientsDictionary;
     QMap<QString, std::shared_ptr<NetService>> _netServicesDictionary;
-    // Shared with the messages about it that wait to be written: they go out as it stands then.
+    // The records are shared with the messages that wait to be written, which go out as the records
+    // stand then.
     std::shared_ptr<PropertyList::Dictionary> _clientsDataDictionary =
         std::make_shared<PropertyList::Dictionary>();
 };

@@ -23,7 +23,7 @@ QString originOf(const OutputObject &object) {
                             : QStringLiteral("from this desk");
 }
 
-// Without writing more of it than may be kept.
+// Tells whether a record is small enough to keep, without writing out more of it than that.
 bool isSmallEnough(const PropertyList &record) {
     try {
         (void)PropertyListSerialization::xml(record, 0, PhoneMessages::largestDeviceRecord);

@@ -25,23 +25,24 @@ public:
     /// phones again and again, so a larger one is refused; in bytes of its XML form.
     static constexpr qsizetype largestDeviceRecord = 64 * 1024;
 
-    /// All outlive it.
+    /// The arguments outlive this object.
     PhoneMessages(PhoneLinks &links, InboundClips &inbound, SyncJournal &journal);
 
-    /// Any message, in its envelope.
+    /// Takes any message, in its envelope.
     void receive(const QString &phone, const PropertyList &object);
-    /// A clip for this desk.
+    /// Takes a clip for this desk.
     void receiveClip(const QString &phone, const PropertyList &clip);
-    /// A clip for the other phones, which the desk's clipboard does not see.
+    /// Takes a clip for the other phones, which the desk's clipboard does not see.
     void receiveClipForDevices(const QString &phone, const PropertyList &clip);
-    /// What the phone tells of itself; all phones hear of it.
+    /// Takes what the phone tells of itself; all phones hear of it.
     void receiveDeviceRecord(const QString &phone, const PropertyList &record);
 
-    /// What the phone sent was not taken by its connection.
+    /// Notes that the connection refused something that the phone sent.
     void refusedInput(const QString &phone, const ZRKStreamHandler::RefusedInput &input);
-    /// What was queued for the phone could not be written.
+    /// Notes that an object queued for the phone could not be written.
     void dropped(const QString &phone, const OutputObject &object);
-    /// It has left the queue unsent; about so many bytes would wait.
+    /// Notes that an object has left the phone's queue unsent; about `waiting` bytes would have
+    /// waited.
     void refused(const QString &phone, const OutputObject &object, qsizetype waiting);
 
 private:

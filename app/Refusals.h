@@ -17,14 +17,15 @@ namespace clipmule {
 /// nothing else out: the same again counts up the entry that it repeats.
 class Refusals {
 public:
-    /// More than anybody reads; the oldest go first.
+    /// How many refusals are kept: more than anybody reads. The oldest go first.
     static constexpr qsizetype mostKept = 20;
     /// A phone can have a refusal a millisecond; the user is told of the same one once in this
     /// time.
     static constexpr RunLoop::Seconds noticeInterval{10};
 
-    /// Dated now. Whether the user is to be told: always of what was copied here, since each copy
-    /// is an act of the user's, and of the same from or for a phone once in noticeInterval.
+    /// Adds a refusal, dated now. Tells whether the user is to hear of it: always of what was
+    /// copied here, since each copy is an act of the user's, and of the same from or for a phone
+    /// once in noticeInterval.
     [[nodiscard]] bool add(Refusal refusal);
     [[nodiscard]] const QList<Refusal> &newestFirst() const { return _newestFirst; }
 

@@ -66,7 +66,7 @@ void SyncJournal::count(ZRKClipmuleData &clip, Settings::Key sizeKey) {
     _statistics->setObjectForKey(PropertyList(quint64(total + size)), Settings::nameOf(sizeKey));
     const Settings::Key items =
         clip.hasImageData() ? Settings::Key::ImageItems : Settings::Key::TextItems;
-    // Through unsigned, where passing the largest number is defined.
+    // The sum is made unsigned, where passing the largest number is defined.
     const quint32 count = quint32(Settings::count32(*_statistics, items)) + 1U;
     _statistics->setIntegerForKey(qint32(count), Settings::nameOf(items));
     trimHeapAfterClip(size);

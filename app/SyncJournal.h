@@ -35,19 +35,19 @@ public:
     /// The shared settings hold what the user calls the phones. Both outlive the journal.
     SyncJournal(ClipNotice &notice, ZRKUserDefaults &sharedDefaults);
 
-    /// After a refusal or another contact. May be empty.
+    /// Called after a refusal or another contact. May be empty.
     std::function<void()> onChange;
 
     /// Enters it, with the name that the user gave the phone, and tells the user: in the refusal's
     /// own words unless a message is given.
     void refuse(Refusal refusal, const QString &message = {});
-    /// Only the former. Whether the user should hear of it.
+    /// Enters the refusal without telling the user. Returns whether the user should hear of it.
     bool enter(Refusal refusal);
     [[nodiscard]] const QList<Refusal> &refusals() const { return _refusals.newestFirst(); }
 
     /// The phone is, or was a moment ago, on the network.
     void noteSeen(const QString &phone) { _contacts[phone].lastSeen = Date::now(); }
-    /// It was reached (no failure), could not be, or its connection ended.
+    /// Notes that the phone was reached (no failure), could not be reached, or lost its connection.
     void noteConnection(const QString &phone, const QString &failure);
     [[nodiscard]] Contact contact(const QString &phone) const { return _contacts.value(phone); }
 
@@ -55,7 +55,8 @@ public:
     /// whatever is stored there.
     void count(ZRKClipmuleData &clip, Settings::Key sizeKey);
 
-    /// A log line about what a phone sent; so many in a while, however much it sends.
+    /// Writes a log line about what a phone sent; only so many in a while, however much the phone
+    /// sends.
     void warnAbout(const QString &phone, const QString &line);
 
 private:

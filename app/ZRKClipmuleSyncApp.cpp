@@ -38,7 +38,7 @@ ZRKClipmuleSyncApp::ZRKClipmuleSyncApp(SyncServices services)
     _watch.onCopy = [this](ZRKClipmuleData &clip) { return sendClip(clip); };
     _inbound.pasteModeOf = [this](const QString &phone) { return pasteModeOf(phone); };
     _inbound.onPrepareToPaste = _services.prepareToPaste;
-    // The watch must not send it back.
+    // The watch must not send the clip back.
     _inbound.onWritten = [this](ZRKClipmuleData &clip) { _watch.noteWritten(clip); };
     listenToClients();
 }
@@ -98,7 +98,7 @@ void ZRKClipmuleSyncApp::stopObserving() {
 void ZRKClipmuleSyncApp::finishLaunching() {
     // Nobody is asked for what is copied until a phone is there to get it.
     _watch.pause();
-    // Of an agent that was killed.
+    // An agent that was killed may have left the files of its last clip.
     ZRKClipmuleData::deleteImageFiles(_services.pasteboard);
     migrateSinglePhoneSettings();
     _services.sharedDefaults.listenForChanges();

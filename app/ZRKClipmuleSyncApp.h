@@ -106,7 +106,7 @@ public:
     [[nodiscard]] const QList<Refusal> &refusals() const { return _journal.refusals(); }
     [[nodiscard]] std::optional<Refusal> lastRefusal() const override;
 
-    // What the clients tell; the service is the phone's.
+    // The callbacks of the clients; the service is the phone's.
     void clientServiceDidOpen(NetService &service);
     void clientServiceDidClose(NetService &service);
     /// A dropped connection is back.

@@ -25,7 +25,7 @@ const QString verboseOption = QStringLiteral("verbose");
 const QString helpOption = QStringLiteral("help");
 
 struct Arguments {
-    /// When there is nothing more to do.
+    /// The status to exit with when there is nothing more to do.
     std::optional<int> exitStatus;
     /// Open the menu of an agent that is running.
     bool menu = false;
@@ -43,7 +43,7 @@ Arguments answerArguments(const QCoreApplication &application) {
     parser.setApplicationDescription(QStringLiteral(
         "Keeps this desktop's clipboard in step with the registered phones of the same network.\n"
         "Phones are registered with clipmule-preferences. Ends on SIGTERM and SIGINT."));
-    // Not the parser's own, which brings an option along that nobody answers.
+    // The parser's own help option would bring along another one that nobody answers.
     parser.addOption(
         QCommandLineOption({QStringLiteral("h"), helpOption}, QStringLiteral("Show this help.")));
     parser.addVersionOption();
@@ -96,7 +96,8 @@ void openPreferences() {
     });
 }
 
-// With windows where they can be shown: the toolkit ends a process that has windows and no display.
+// Makes an application that can have windows only where there is a display: the toolkit ends a
+// process that has windows and no display.
 std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv) {
     if (!hasDisplay())
         return std::make_unique<QCoreApplication>(argc, argv);
@@ -110,7 +111,7 @@ std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv) {
     return application;
 }
 
-// The face where the application can have windows.
+// Makes the agent, with a face where the application can have windows.
 void makeAgent(std::optional<Agent> &agent, bool userStartedIt) {
     const Bundle bundle = Bundle::mainBundle();
     AgentBackends backends = makeAgentBackends(bundle);

@@ -14,7 +14,7 @@ namespace clipmule::CaseMapping {
 
 namespace {
 
-// No language's own rules (Turkish i, Lithuanian dots).
+// The locale without any language's own rules (Turkish i, Lithuanian dots).
 constexpr const char *rootLocale = "";
 
 const UChar *units(const QString &text) {

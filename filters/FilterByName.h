@@ -14,8 +14,8 @@ namespace FilterByName {
 [[nodiscard]] std::shared_ptr<ZRKClipmuleFilter> find(const ZRKClipmuleFilter::List &filters,
                                                       const QString &name);
 
-/// Sets an option from "name=value"; the name of an option without one is empty. An error text, or
-/// nothing; after an error no option has changed.
+/// Sets an option from "name=value"; the name of an option without one is empty. Returns an error
+/// text, or nothing; after an error no option has changed.
 [[nodiscard]] QString set(ZRKClipmuleFilter &filter, const QString &setting);
 
 } // namespace FilterByName

@@ -40,7 +40,8 @@ QString withoutNamedReferences(const QString &text, const ReferenceTable &charac
     return decoded;
 }
 
-// A reference ends before the next one begins: "&#65&#66;" is one of 66 behind a text.
+// A reference ends before the next one begins: "&#65&#66;" is the text "&#65" and a reference to
+// 66.
 QString withoutNumericReferences(const QString &text) {
     const QStringView source = text;
     const QString mark = QStringLiteral("&#");

@@ -17,7 +17,7 @@ public:
     filterString(const std::optional<QString> &text) const override;
 
     [[nodiscard]] static QString filterString(const QString &text);
-    /// With a table that was read before.
+    /// The same with a table that was read before.
     [[nodiscard]] static QString filterString(const QString &text, const HtmlEntityTable &table);
 };
 

@@ -13,7 +13,7 @@ namespace {
 // Characters below stay as they are when the table does not name them.
 constexpr char16_t firstNumeric = 128;
 
-// Of a text in a script that the table does not know, every character becomes one.
+// In a script that the table does not know, every character of a text becomes such a reference.
 void appendNumericReference(QString &text, char16_t unit) {
     std::array<char, 5> digits{};
     const auto end = std::to_chars(digits.begin(), digits.end(), uint(unit)).ptr;
@@ -52,7 +52,7 @@ QString ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(const QString &text, b
     encoded.reserve(text.size());
     for (const QChar character : text) {
         const char16_t unit = character.unicode();
-        // Most of a text, and by far the quickest to tell.
+        // Most characters of a text are plain, and this is by far the quickest test.
         if (unit < firstNumeric && !isListed[unit] && !convertAll) {
             encoded += character;
             continue;

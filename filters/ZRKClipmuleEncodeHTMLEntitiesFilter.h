@@ -19,7 +19,7 @@ public:
     /// With numericalOnly every reference is a number; with convertAll every character becomes one.
     [[nodiscard]] static QString filterString(const QString &text, bool numericalOnly,
                                               bool convertAll);
-    /// With a table that was read before.
+    /// The same with a table that was read before.
     [[nodiscard]] static QString filterString(const QString &text, bool numericalOnly,
                                               bool convertAll, const HtmlEntityTable &table);
 };

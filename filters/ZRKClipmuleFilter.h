@@ -42,16 +42,17 @@ public:
     [[nodiscard]] static const List &allFilters();
     /// The filters of those class names, in that order.
     [[nodiscard]] static List filtersOfClasses(const QStringList &classNames);
-    /// Those that apply to the item, by title.
+    /// The filters that apply to the item, sorted by title.
     [[nodiscard]] static List filtersForClipmuleDataItem(ZRKClipmuleDataItem &item);
-    /// Those that apply to every item of the clip, by title; none for a clip without items.
+    /// The filters that apply to every item of the clip, sorted by title; none for a clip without
+    /// items.
     [[nodiscard]] static List filtersForClipmuleData(ZRKClipmuleData &clip);
 
     [[nodiscard]] virtual bool validForClipmuleDataItem(ZRKClipmuleDataItem &item) const;
-    /// The base class returns the very item.
+    /// Returns the filtered item. The base class returns the very item it was given.
     [[nodiscard]] virtual std::shared_ptr<ZRKClipmuleDataItem>
     filterClipmuleDataItem(const std::shared_ptr<ZRKClipmuleDataItem> &item) const;
-    /// In the user's language.
+    /// The title in the user's language.
     [[nodiscard]] virtual QString title() const;
     /// The name of the class, by which the list of installed filters knows it.
     [[nodiscard]] virtual QString className() const;
@@ -62,7 +63,7 @@ public:
     void resetOptions();
 
     [[nodiscard]] ZRKClipmuleFilterDelegate *delegate() const { return _delegate; }
-    /// Not owned.
+    /// The delegate is not owned.
     void setDelegate(ZRKClipmuleFilterDelegate *delegate) { _delegate = delegate; }
     [[nodiscard]] virtual bool asynchronous() const { return false; }
     [[nodiscard]] virtual QString asynchronousMessage() const { return {}; }
@@ -76,7 +77,7 @@ public:
 protected:
     /// Adds a text field. The placeholder is looked up in the string table.
     void addTextOption(const std::optional<QString> &name, const char *placeholder);
-    /// Of the option of that name; empty where there is none or it has no value.
+    /// The text of the option of that name; empty where there is no such option or it has no value.
     [[nodiscard]] QString textOfOption(const QString &name) const;
     /// The user's language's text for an English one.
     [[nodiscard]] static QString localised(const char *text);

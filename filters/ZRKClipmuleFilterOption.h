@@ -17,7 +17,7 @@ public:
     /// A one-line text field: the only kind of entry that the built-in filters use.
     static constexpr quint64 textFieldType = 2;
 
-    /// By which the filter finds the option; an option may have none.
+    /// The name by which the filter finds the option; an option may have none.
     [[nodiscard]] const std::optional<QString> &name() const { return _name; }
     void setName(const std::optional<QString> &name) { _name = name; }
     /// What the user entered; missing until something was.
@@ -36,7 +36,7 @@ public:
     [[nodiscard]] quint64 type() const { return _type; }
     void setType(quint64 type) { _type = type; }
 
-    /// The value is the default value again.
+    /// Sets the value to the default value again.
     void reset() { _value = _defaultValue; }
     /// The value where it is text; empty where it is missing. A value of another kind raises a
     /// PlatformException.

@@ -9,7 +9,7 @@ namespace clipmule::ZRKClipmuleNSStringCategory {
 
 namespace {
 
-// What ends a line: fewer characters than count as newlines.
+// Whether a character ends a line; fewer characters do than count as newlines.
 bool isTerminator(QChar character) {
     switch (character.unicode()) {
     case u'\n':
@@ -49,7 +49,7 @@ std::optional<quint64> readDigits(QStringView digits, quint64 base) {
     return number;
 }
 
-// What follows the prefix, in either case and with or without a zero before it.
+// The text after the prefix, which is the letter in either case, with or without a zero before it.
 std::optional<QStringView> afterPrefix(QStringView text, QChar letter) {
     if (text.startsWith(u'0'))
         text = text.sliced(1);

@@ -17,9 +17,10 @@ namespace ZRKClipmuleNSStringCategory {
 
 using CharacterSet = std::function<bool(QChar)>;
 
-/// Line feed, vertical tab, form feed, carriage return, next line, line and paragraph separator.
+/// Whether it is a line feed, vertical tab, form feed, carriage return, next line, line separator
+/// or paragraph separator.
 [[nodiscard]] bool isNewline(QChar character);
-/// Blanks and tabs, no line breaks.
+/// Whether it is a blank or a tab; line breaks are neither.
 [[nodiscard]] bool isWhitespace(QChar character);
 [[nodiscard]] bool isWhitespaceOrNewline(QChar character);
 
@@ -27,7 +28,7 @@ using CharacterSet = std::function<bool(QChar)>;
 /// Each newline character separates two lines, so the pair CR LF counts for two and an empty text
 /// is one line.
 [[nodiscard]] quint64 lineCount(const QString &text);
-/// Location and length.
+/// The location and the length of the whole text.
 [[nodiscard]] std::pair<qsizetype, qsizetype> fullRange(const QString &text);
 
 /// The lines without their terminators (LF, CR, CR LF, next line, line or paragraph separator),
@@ -40,8 +41,9 @@ using CharacterSet = std::function<bool(QChar)>;
 /// further block.
 [[nodiscard]] QStringList splitIntoCharacterSetBlocks(const QString &text, const CharacterSet &set,
                                                       QStringList *separators = nullptr);
-/// Decimal digits, or a hexadecimal number after "x" or "0x", or an octal one after "o" or "0o", in
-/// either case of letters; the largest number where it does not fit. Nothing for anything else.
+/// Reads decimal digits, or a hexadecimal number after "x" or "0x", or an octal one after "o" or
+/// "0o", in either case of letters; the largest number where it does not fit. Nothing for anything
+/// else.
 [[nodiscard]] std::optional<quint64> convertToNumber(QStringView text);
 
 /// One line of a text: where its contents and its terminator end.
@@ -49,7 +51,7 @@ struct LineRange {
     qsizetype contentsEnd;
     qsizetype end;
 };
-/// Of the line that begins at a position within the text.
+/// The range of the line that begins at a position within the text.
 [[nodiscard]] LineRange lineRangeFrom(QStringView text, qsizetype start);
 
 } // namespace ZRKClipmuleNSStringCategory

@@ -10,16 +10,16 @@ namespace clipmule {
 /// A filter that rewrites an item's text. What else the item holds is not carried over.
 class ZRKClipmuleTextFilter : public ZRKClipmuleFilter {
 public:
-    /// Of an item with text and without an image.
+    /// Valid for an item with text and without an image.
     [[nodiscard]] bool validForClipmuleDataItem(ZRKClipmuleDataItem &item) const override;
-    /// A new item. When the transformation raises a PlatformException, which is logged, it is a
-    /// copy of the argument.
+    /// Returns a new item. When the transformation raises a PlatformException, which is logged, the
+    /// new item is a copy of the argument.
     [[nodiscard]] std::shared_ptr<ZRKClipmuleDataItem>
     filterClipmuleDataItem(const std::shared_ptr<ZRKClipmuleDataItem> &item) const override;
 
     [[nodiscard]] QString className() const override;
 
-    /// The transformation; a missing text stays missing. That of this class changes nothing.
+    /// The transformation; a missing text stays missing. The base class changes nothing.
     [[nodiscard]] virtual std::optional<QString>
     filterString(const std::optional<QString> &text) const;
 };

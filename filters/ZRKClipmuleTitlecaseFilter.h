@@ -7,8 +7,8 @@
 
 namespace clipmule {
 
-/// Converts to lower case: the words are not capitalised, whatever the title says. Clips that were
-/// filtered this way look so, and go on to.
+/// Converts to lower case and capitalises nothing, whatever the title says: the result is the same
+/// as that of earlier versions.
 class ZRKClipmuleTitlecaseFilter final : public ZRKClipmuleTextFilter {
 public:
     [[nodiscard]] QString title() const override;

@@ -11,10 +11,10 @@ namespace clipmule {
 
 namespace {
 
-// Records, references, numbers and offsets of one object and its entry in the list; generous, and
-// held against real archives by a test.
+// Bytes of one object's records, references, numbers and offsets and of its entry in the list. The
+// figure is generous, and a test holds it against real archives.
 constexpr qint64 sizeOfAnObject = 512;
-// Marker and length of a text.
+// Bytes of a text's marker and length.
 constexpr qint64 sizeOfAMarker = 16;
 
 /// Adds up the distinct texts.

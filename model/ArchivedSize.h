@@ -12,8 +12,8 @@ namespace clipmule {
 /// than a few numbers, are not looked at.
 [[nodiscard]] qint64 archivedSize(const ZRKClipmuleClipboard::Clips &clips);
 
-/// Whether that is within the limit; looks at the texts themselves only where their lengths alone
-/// do not tell.
+/// Whether the file's size is within the limit; looks at the texts themselves only where their
+/// lengths alone do not tell.
 [[nodiscard]] bool archiveFits(const ZRKClipmuleClipboard::Clips &clips, qint64 limit);
 
 } // namespace clipmule

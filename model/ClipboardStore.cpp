@@ -162,7 +162,8 @@ bool ClipboardStore::load(const QString &path,
         if (!root)
             return false;
         if (root->isNil()) {
-            // It says nothing to us, but may to somebody else.
+            // An archive without a root holds nothing for us, but may for another program, so the
+            // file is kept.
             _unreadablePaths.insert(path);
             return false;
         }

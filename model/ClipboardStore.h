@@ -57,27 +57,28 @@ public:
         ClipboardStore *_previous;
     };
 
-    /// The one in use. Its timer runs from the first time it is asked for.
+    /// The store in use. Its timer runs from the first time the store is asked for.
     [[nodiscard]] static ClipboardStore &shared();
 
     /// The folder of all files.
     [[nodiscard]] const QString &dataPath() const { return _dataPath; }
-    /// Of the file that belongs to an id.
+    /// The path of the file that belongs to an id.
     [[nodiscard]] QString path(const QString &oid, const QString &extension) const;
 
-    /// Loaded or made when it is first asked for.
+    /// The main clipboard, loaded or made when it is first asked for.
     [[nodiscard]] std::shared_ptr<ZRKClipmuleClipboard> mainClipboard();
-    /// In the user's order; loaded when it is first asked for.
+    /// The custom clipboards in the user's order, loaded when they are first asked for.
     [[nodiscard]] const Clipboards &customClipboards();
     /// The main clipboard or the first custom one with this id; null when there is none.
     [[nodiscard]] std::shared_ptr<ZRKClipmuleClipboard> clipboardWithOID(const QString &oid);
-    /// In the main clipboard, then in the custom ones; null when there is none.
+    /// The clip with this id, looked for in the main clipboard, then in the custom ones; null when
+    /// there is none.
     [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clipmuleDataWithOID(const QString &oid);
     /// A clipboard that was removed and comes back before the next save keeps its files. An index
     /// beyond the end raises a PlatformException named "RangeException".
     void insertCustomClipboardAtIndex(const std::shared_ptr<ZRKClipmuleClipboard> &clipboard,
                                       qsizetype index);
-    /// Its files are erased at the next save.
+    /// Removes a clipboard. Its files are erased at the next save.
     void removeCustomClipboard(const std::shared_ptr<ZRKClipmuleClipboard> &clipboard);
     /// The destination counts in the list without the clipboard. Nothing happens when either index
     /// is not that of a clipboard.
@@ -87,15 +88,15 @@ public:
     /// Called when a save has failed, with the reason, and when one has succeeded again, with an
     /// empty text; not at every beat in between.
     void setSavingDidChange(std::function<void(const QString &failure)> callback);
-    /// A file of the current save could not be written.
+    /// Notes that a file of the current save could not be written.
     void noteFailure(const QString &reason);
     /// The files of lists that could not be read since the store was made.
     [[nodiscard]] const QSet<QString> &unreadablePaths() const { return _unreadablePaths; }
     [[nodiscard]] qint64 largestList() const { return _largestList; }
 
-    /// The files of a clip that was removed from its clipboard go at the next save…
+    /// Erases the files of a clip that was removed from its clipboard at the next save.
     void eraseClipLater(const std::shared_ptr<ZRKClipmuleData> &clip);
-    /// …unless it was inserted again.
+    /// Keeps the files of a clip that was removed and is inserted again before the next save.
     void keepClip(const std::shared_ptr<ZRKClipmuleData> &clip);
 
     /// Hands the root of a keyed archive to the function, which may raise a PlatformException when
@@ -123,7 +124,7 @@ private:
     QList<std::shared_ptr<ZRKClipmuleData>> _deletedDatas;
     QSet<QString> _unreadablePaths;
     std::function<void(const QString &)> _savingDidChange;
-    /// Of the current save, the first one; empty when there is none.
+    /// The first failure of the current save; empty when there is none.
     QString _failure;
     bool _isFailureTold = false;
     bool _isTimerStarted = false;

@@ -30,10 +30,11 @@ namespace {
     raise(QStringLiteral("%1 is larger than %2 bytes").arg(path).arg(limit));
 }
 
-// Of 255 bytes for a file name, room for the extension and for a temporary file's suffix.
+// A file name has at most 255 bytes; this leaves room for the extension and for a temporary file's
+// suffix.
 constexpr qsizetype longestPlainName = 200;
 
-// Of one path. Somebody should have looked at them by then.
+// How many unreadable files are kept for one path. A user with so many should have looked at them.
 constexpr int mostUnreadable = 100;
 
 bool isPlainName(const QString &oid) {
@@ -77,7 +78,8 @@ void write(const QString &path, const QByteArray &bytes, qint64 limit) {
         raiseTooLarge(path, limit);
     if (!makeFolder(QFileInfo(path).path()))
         raise(QStringLiteral("the folder of %1 cannot be made").arg(path));
-    // For the owner alone from the beginning. It replaces a link; a QSaveFile would follow it.
+    // A temporary file is its owner's alone from the beginning, and replaces a link, which a
+    // QSaveFile would follow.
     QTemporaryFile file(path + QStringLiteral(".part-XXXXXX"));
     if (!file.open())
         raise(QStringLiteral("%1: %2").arg(path, file.errorString()));
@@ -98,7 +100,7 @@ void keepUnreadable(const QString &path) {
         if (number > 1)
             other += QString::number(number);
         std::error_code error;
-        // A name, not a copy: it takes no space, and the file is never without one.
+        // A second name, not a copy: it takes no space, and the file is never without a name.
         std::filesystem::create_hard_link(QFile::encodeName(path).toStdString(),
                                           QFile::encodeName(other).toStdString(), error);
         if (!error || error == std::errc::no_such_file_or_directory)

@@ -17,8 +17,8 @@ namespace DataFile {
 /// In bytes. Far above what a clip may hold; a larger file is neither written nor read.
 inline constexpr qint64 largest = 256LL * 1024 * 1024;
 
-/// Nothing, silently, when there is no such file. A PlatformException named "FileFailure" when it
-/// cannot be read.
+/// The bytes of the file; nothing, silently, when there is no such file. A PlatformException named
+/// "FileFailure" when it cannot be read.
 [[nodiscard]] std::optional<QByteArray> read(const QString &path, qint64 limit = largest);
 
 /// Replaces the file as a whole or, with a PlatformException named "FileFailure", not at all. Its
@@ -33,7 +33,7 @@ void write(const QString &path, const QByteArray &bytes, qint64 limit = largest)
 /// so that replacing it loses nothing. A PlatformException named "FileFailure" when that fails.
 void keepUnreadable(const QString &path);
 
-/// Every error is ignored.
+/// Deletes the file; every error is ignored.
 void remove(const QString &path);
 
 /// The name of the file that belongs to an id. Ids come from other machines: one that is no plain

@@ -11,11 +11,11 @@ namespace clipmule::ImageFileName {
 
 namespace {
 
-// Of every file system in use.
+// Bytes of a file name, on every file system in use.
 constexpr qsizetype longestName = 255;
 
-// What nobody sees but everything after it obeys is as good as a slash: a name that is shown from
-// right to left looks as if it had another extension.
+// Whether a character may stand in a file name. Invisible characters that change how the rest is
+// shown are as bad as a slash: a name shown from right to left seems to have another extension.
 bool canStandInName(char32_t character) {
     constexpr char32_t nonJoiner = 0x200c; // these two belong to the spelling of some scripts
     constexpr char32_t joiner = 0x200d;
@@ -52,7 +52,7 @@ QString cut(const QString &name, qsizetype bytes) {
     QByteArray utf8 = name.toUtf8();
     if (utf8.size() <= bytes)
         return name;
-    // Back to the first byte of a character.
+    // Goes back to the first byte of a character.
     qsizetype end = bytes;
     while (end > 0 && (quint8(utf8[end]) & 0xc0U) == 0x80)
         --end;

@@ -16,7 +16,7 @@ Type type(const PropertyList &envelope) {
     if (entries.isEmpty())
         return Type(0);
     const qint64 number = PropertyList(entries.lastKey()).integerValue();
-    // A C integer: what does not fit is none of the types.
+    // A type is a C integer: a number that does not fit is none of the types.
     if (number < 0 || number > std::numeric_limits<qint32>::max())
         return Type(0);
     return Type(int(number));

@@ -13,7 +13,8 @@ namespace clipmule {
 
 namespace {
 
-// The same for the same pixels, however they were encoded; empty when the bytes are no image.
+// A mark that is the same for the same pixels, however they were encoded; empty when the bytes are
+// no image.
 QByteArray markOf(const std::optional<QByteArray> &bytes) {
     if (!bytes)
         return {};

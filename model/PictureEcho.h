@@ -18,9 +18,9 @@ class ZRKClipmuleData;
 /// finds in any case, so the bytes are never those that were received. The pixels are.
 class PictureEcho {
 public:
-    /// Of no picture.
+    /// The echo of no picture.
     PictureEcho() = default;
-    /// Of a written clip; of no picture when its first item has none.
+    /// The echo of a written clip; the echo of no picture when the clip's first item has none.
     explicit PictureEcho(const ZRKClipmuleData &written);
 
     /// Whether a captured clip is that picture again, with or without the text and the URL that it
@@ -29,7 +29,8 @@ public:
     [[nodiscard]] bool isIn(const ZRKClipmuleData &captured);
 
 private:
-    // Until the first comparison; then its pixels' mark is enough.
+    // The bytes are kept until the first comparison; from then on the mark of their pixels is
+    // enough.
     std::optional<QByteArray> _image;
     QByteArray _mark;
     std::optional<QString> _string;

@@ -25,15 +25,16 @@ using Clips = ZRKClipmuleClipboard::Clips;
 const QString customFile = QStringLiteral("Custom.clipboards");
 const QString uuid = QStringLiteral("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
 
-/// Of a list: the first group is the list's own file, the second the clipboard's id.
+/// Matches the name of a list that was set aside: the first group is the list's own file, the
+/// second the clipboard's id.
 const QRegularExpression &setAsideName() {
     static const QRegularExpression name(QStringLiteral(
         "^(Main\\.clipboard|Custom\\.clipboards|(.+)\\.clipboardItems)\\.unreadable[0-9]*$"));
     return name;
 }
 
-// What a write that was cut short leaves. Earlier versions wrote no "part-" before the random
-// letters; without a capital among those it might be somebody's ".backup".
+// Matches the name of a file left by a write that was cut short. Earlier versions wrote no "part-"
+// before the random letters; without a capital among those it might be somebody's ".backup".
 const QRegularExpression &temporaryName() {
     static const QRegularExpression name(
         QStringLiteral("^(Main\\.clipboard|Custom\\.clipboards|(Main|%1)\\.clipboardItems|"
@@ -82,7 +83,7 @@ public:
                 putBackClipboards(*root, outcome);
             else if (!match.captured(2).isEmpty())
                 putBackClips(*root, match.captured(2), outcome);
-            else // It says what the history is called, and nothing that is not known.
+            else // The main clipboard's own archive holds nothing that is not known.
                 (void)root->objectOfClass<ZRKClipmuleClipboard>();
         } catch (const PlatformException &exception) {
             outcome.reason = exception.reason();
@@ -169,7 +170,7 @@ private:
 
     ClipboardStore &_store;
     QString _title;
-    /// Of every clip and item in the store.
+    /// The ids of every clip and item in the store.
     QSet<QString> _knownIds;
 };
 
@@ -185,7 +186,7 @@ public:
             const QString path = clipboard->itemsPath();
             _paths.insert(path);
             try {
-                // Not through the clipboard, which would keep all of it in memory.
+                // The list is not read through the clipboard, which would keep all of it in memory.
                 const auto root = _store.read(path);
                 if (!root && clipboard->count() != 0)
                     return false;

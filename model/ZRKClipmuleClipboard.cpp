@@ -112,8 +112,8 @@ ZRKClipmuleClipboard::Clips &ZRKClipmuleClipboard::loadedItems() const {
     for (const auto &clip : std::as_const(clips))
         clip->setClipboard(const_cast<ZRKClipmuleClipboard *>(this));
     _items = std::move(clips);
-    // The list and this number are in two files; a program that was killed between writing them
-    // left them apart.
+    // The list and its count are in two files. They differ when the program was killed between
+    // writing one and the other.
     if (isLoaded)
         _count = quint64(_items->size());
     return *_items;

@@ -40,7 +40,7 @@ public:
     static inline const QString mainOID = QStringLiteral("Main");
     static constexpr qsizetype mainCapacity = 200;
 
-    /// Dirty, without clips and without an id yet.
+    /// A new clipboard is dirty, without clips and without an id yet.
     ZRKClipmuleClipboard();
     ~ZRKClipmuleClipboard() override;
 
@@ -49,7 +49,7 @@ public:
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleClipboard> mainClipboard();
     [[nodiscard]] static Clipboards customClipboards();
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleClipboard> clipboardWithOID(const QString &oid);
-    /// In any clipboard.
+    /// Looks in every clipboard.
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     storedClipmuleDataWithOID(const QString &oid);
     static void insertCustomClipboardAtIndex(const std::shared_ptr<ZRKClipmuleClipboard> &clipboard,
@@ -58,18 +58,18 @@ public:
     static void moveClipboardAtIndexToIndex(qsizetype from, qsizetype to);
     static void saveIfNeeded();
 
-    /// Made when it is first asked for.
+    /// The id, made when it is first asked for.
     [[nodiscard]] QString oid() const;
     void setOid(const QString &oid) { _oid = oid; }
     [[nodiscard]] bool isMain() const { return oid() == mainOID; }
-    /// Of the file that holds the clips.
+    /// The path of the file that holds the clips.
     [[nodiscard]] QString itemsPath() const;
 
-    /// In the user's language for the main clipboard.
+    /// The title, in the user's language for the main clipboard.
     [[nodiscard]] std::optional<QString> title() const;
     /// A title equal to the stored one changes nothing.
     void setTitle(const std::optional<QString> &title);
-    /// "main" for the main clipboard, "default" where none was set.
+    /// The name of the icon: "main" for the main clipboard, "default" where none was set.
     [[nodiscard]] QString iconName() const;
     void setIconName(const std::optional<QString> &iconName);
     /// How many clips it holds; costs no look at them.
@@ -83,10 +83,10 @@ public:
     /// Clips beyond the capacity are removed from the end. An index beyond the end raises a
     /// PlatformException named "RangeException".
     void insertClipmuleDataAtIndex(const std::shared_ptr<ZRKClipmuleData> &clip, qsizetype index);
-    /// Its files are erased at the next save, unless it is inserted again before. A clip that is
-    /// not in this clipboard changes nothing.
+    /// Removes the clip. Its files are erased at the next save, unless it is inserted again before.
+    /// A clip that is not in this clipboard changes nothing.
     void removeClipmuleData(const std::shared_ptr<ZRKClipmuleData> &clip);
-    /// Null when there is none.
+    /// The clip with this id; null when there is none.
     [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clipmuleDataWithOID(const QString &oid) const;
 
     /// The clipboard itself, its list, or any clip already loaded changed since it was archived.
@@ -104,7 +104,7 @@ public:
     void encodeWithCoder(Encoder &coder) override;
     void initWithCoder(Decoder &coder) override;
 
-    /// The same id.
+    /// Whether the ids are the same.
     [[nodiscard]] bool isEqual(const Object &other) const override;
     [[nodiscard]] size_t hash() const;
     [[nodiscard]] QString description() const override;

@@ -33,13 +33,14 @@ public:
     /// A captured image whose PNG is larger than this many bytes becomes JPEG.
     static constexpr qsizetype largestPng = 1'500'000;
     static constexpr double jpegCompressionFactor = 0.9;
-    /// A captured image of more pixels is reduced…
+    /// A captured image of more pixels is reduced to fit into a square of `reducedSide`.
     static constexpr qint64 mostPixels = 1'920'000;
-    /// …to fit into a square of this side.
+    /// The side, in pixels, of the square that a reduced image fits into.
     static constexpr int reducedSide = 1600;
     /// Files copied in a file manager are captured as images up to this many bytes in all.
     static constexpr qint64 largestFileSet = 31'457'280;
-    /// And up to this many files: a photo of a thirtieth of a megabyte is a small one.
+    /// Files copied in a file manager are captured up to this many, at which the largest set has 31
+    /// kB for each: a small photo.
     static constexpr qsizetype mostFiles = 1000;
     /// The images of a written clip that are offered as files take up to this many bytes together,
     /// the first ones going first. The folder is often in memory, and one image can stand in a clip
@@ -48,18 +49,18 @@ public:
 
     /// A clip of a greater size does not travel; see size().
     static constexpr quint64 largestTravelling = 9'999'999;
-    /// What a captured clip carries for desktops only may make it so many times as large as what
-    /// the phones read of it…
+    /// What a captured clip carries for desktops only may make it at most so many times as large as
+    /// what the phones read of it, or as large as smallClip if that is more.
     static constexpr quint64 mostTimesItsReadings = 4;
-    /// …or so large: a tenth of the largest clip, which costs a wireless network no tenth of a
-    /// second.
+    /// A clip up to this size may carry anything for desktops: a tenth of the largest clip, which
+    /// takes a wireless network less than a tenth of a second.
     static constexpr quint64 smallClip = 1'000'000;
 
-    /// Dirty, not saved, dated now, without items and without an id yet.
+    /// A new clip is dirty, not saved, dated now, without items and without an id yet.
     ZRKClipmuleData();
     ~ZRKClipmuleData() override;
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData> initWithItems(const Items &items);
-    /// One item each.
+    /// Clips of one item each.
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     initWithStrings(const QStringList &strings);
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData> initWithString(const QString &string);
@@ -67,8 +68,8 @@ public:
     initWithImageDatas(const QList<QByteArray> &imageDatas);
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     initWithImageData(const QByteArray &imageData);
-    /// From the dictionary form. It comes from another machine: a value of the wrong kind, and too
-    /// many items, raise a PlatformException named "InvalidArgument".
+    /// Makes a clip from its dictionary form, which comes from another machine: a value of the
+    /// wrong kind, and too many items, raise a PlatformException named "InvalidArgument".
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     initWithDictionary(const PropertyList::Dictionary &dictionary);
 
@@ -97,11 +98,11 @@ public:
     void addImageFilenames(const PasteboardServices &services) const;
     /// Deletes the files of the last clip that was written. Failures are logged.
     static void deleteImageFiles(const PasteboardServices &services);
-    /// The entry for data that a clipboard would ask for later. The clip sets all its data when it
+    /// The entry for data that a clipboard asks for later. The clip sets all its data when it
     /// declares it, so this does nothing.
     static void pasteboardProvideDataForType(Pasteboard &pasteboard, const QString &type);
 
-    /// Made when it is first asked for.
+    /// The id, made when it is first asked for.
     [[nodiscard]] QString oid() const;
     void setOid(const QString &oid) { _oid = oid; }
     void resetOID() { _oid.reset(); }
@@ -116,32 +117,33 @@ public:
 
     [[nodiscard]] const Items &items() const { return _items; }
     [[nodiscard]] qsizetype itemCount() const { return _items.size(); }
-    /// Null when there is none.
+    /// The first item; null when there is none.
     [[nodiscard]] std::shared_ptr<ZRKClipmuleDataItem> firstItem() const;
-    /// Every item that is equal to this one.
+    /// Removes every item that is equal to this one.
     void removeItem(const std::shared_ptr<ZRKClipmuleDataItem> &item);
 
-    // Whether any item has it.
+    // Whether any item has an image, text or a URL.
     [[nodiscard]] bool hasImageData() const;
     [[nodiscard]] bool hasString() const;
     [[nodiscard]] bool hasURL() const;
-    /// UTF-16 units of the title and the sizes of the items.
+    /// The UTF-16 units of the title and the sizes of the items, added up.
     [[nodiscard]] quint64 size() const;
 
-    /// The clip itself or any item changed since it was last archived.
+    /// Whether the clip itself or any item changed since it was last archived.
     [[nodiscard]] bool isDirty() const;
-    /// It has been archived, or comes from an archive.
+    /// Whether it has been archived, or comes from an archive.
     [[nodiscard]] bool isSaved() const { return _isSaved; }
     void releaseCachedData();
     /// Deletes the items' side files.
     void erase();
 
-    /// The form that travels. A clip without a creation date raises a PlatformException.
+    /// The dictionary form, which travels. A clip without a creation date raises a
+    /// PlatformException.
     [[nodiscard]] PropertyList::Dictionary toDictionary() const;
     [[nodiscard]] QStringList archivedClassNames() const override;
     void encodeWithCoder(Encoder &coder) override;
     void initWithCoder(Decoder &coder) override;
-    /// The same id, or equal items in the same order.
+    /// Whether the ids are the same, or the items are equal and in the same order.
     [[nodiscard]] bool isEqual(const Object &other) const override;
     /// The sum of the items' hashes.
     [[nodiscard]] size_t hash() const;

@@ -41,19 +41,20 @@ public:
     /// A received item with more native representations is refused. Clipboards offer a few dozen.
     static constexpr qsizetype mostRepresentations = 1'000;
 
-    /// Dirty, of the desktop, without representations and without an id yet.
+    /// A new item is dirty, of the desktop, without representations and without an id yet.
     ZRKClipmuleDataItem();
     ~ZRKClipmuleDataItem() override;
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleDataItem>
     initWithNativeDictionary(std::optional<NativeDictionary> dictionary);
-    /// From the dictionary form. It comes from another machine: a value of the wrong kind, and too
-    /// many native representations, raise a PlatformException named "InvalidArgument".
+    /// Makes an item from its dictionary form, which comes from another machine: a value of the
+    /// wrong kind, and too many native representations, raise a PlatformException named
+    /// "InvalidArgument".
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleDataItem>
     initWithDictionary(const PropertyList::Dictionary &dictionary);
 
-    /// Made when it is first asked for.
+    /// The id, made when it is first asked for.
     [[nodiscard]] QString oid() const;
-    /// The next question for the id makes a new one.
+    /// Drops the id; the next question for it makes a new one.
     void resetOID() { _oid.reset(); }
 
     /// The clip that holds this item; not owned, set and cleared by the clip.
@@ -87,7 +88,7 @@ public:
     /// The sum of the image's bytes, which wraps; 0 without an image.
     [[nodiscard]] size_t imageDataHash() const { return _imageDataHash; }
 
-    /// Read from the side file, every time, when it is not in memory.
+    /// The native dictionary, read from the side file, every time, when it is not in memory.
     [[nodiscard]] std::optional<NativeDictionary> nativeDictionary() const;
     [[nodiscard]] bool hasNativeDictionary() const { return _itemFlags.hasNativeDictionary; }
     /// The bytes of a native type parsed as a property list; nothing when there are none or they
@@ -100,12 +101,12 @@ public:
     /// The image type where there is an image, else the string type.
     [[nodiscard]] QString bestType() const;
     [[nodiscard]] qint64 createdBy() const { return _createdBy; }
-    /// For archives that noted the origin elsewhere.
+    /// Sets the origin, for archives that noted it elsewhere.
     void setCreatedBy(qint64 createdBy) { _createdBy = createdBy; }
-    /// Made by this program from the desktop's clipboard.
+    /// Whether this program made the item from the desktop's clipboard.
     [[nodiscard]] bool isNative() const { return _createdBy == createdByDesktop; }
-    /// UTF-16 units of text, URL and native type names, and bytes of the image and the native
-    /// representations. Fetches the image from disk when it must.
+    /// The UTF-16 units of text, URL and native type names, and the bytes of the image and of the
+    /// native representations. Fetches the image from disk when it must.
     [[nodiscard]] quint64 size() const;
 
     // Derived values under a caller's key, dropped whenever the content changes. The persistent
@@ -120,7 +121,7 @@ public:
     void removeTransientCacheValueForKey(const QString &key);
     void clearTransientCache();
 
-    /// Changed since it was last archived.
+    /// Whether the item changed since it was last archived.
     [[nodiscard]] bool isDirty() const { return _itemFlags.isDirty; }
     /// Becoming dirty drops both caches.
     void setDirty(bool dirty);
@@ -139,16 +140,17 @@ public:
     [[nodiscard]] QString imageDataPath() const;
     [[nodiscard]] QString nativeDictionaryPath() const;
 
-    /// The form that travels: every representation inline.
+    /// The dictionary form, which travels, with every representation inline.
     [[nodiscard]] PropertyList::Dictionary toDictionary() const;
     [[nodiscard]] QStringList archivedClassNames() const override;
     /// Saves the side files first. The archive claims no image and no native dictionary that are
     /// not in their files.
     void encodeWithCoder(Encoder &coder) override;
     void initWithCoder(Decoder &coder) override;
-    /// The same id; or the same text and URL, and images of the same byte sum.
+    /// Whether the ids are the same, or text and URL are the same and the images have the same byte
+    /// sum.
     [[nodiscard]] bool isEqual(const Object &other) const override;
-    /// Of image, text and URL. Stable within one run; costs no look at the image.
+    /// A hash of image, text and URL, stable within one run; costs no look at the image.
     [[nodiscard]] size_t hash() const;
     /// A new item of the same content with an id of its own. This item saves its side files and
     /// frees what it held in memory.
@@ -163,7 +165,7 @@ private:
         bool hasNativeDictionary : 1 = false;
         bool isNativeDictionaryDirty : 1 = false;
         bool clearsNativeDictionary : 1 = false;
-        // Beside the flags of the item: the log knows of the failure.
+        // Whether the failure is in the log already; not one of the item's own flags.
         bool isImageFailureLogged : 1 = false;
         bool isNativeDictionaryFailureLogged : 1 = false;
     };
@@ -172,15 +174,16 @@ private:
     fromDictionary(const PropertyList::Dictionary &dictionary);
     void invalidateNativeDictionary();
     void contentDidChange();
-    // False when that failed.
+    // Writes the side file of the native dictionary; false when that failed.
     [[nodiscard]] bool saveNativeDictionary();
     [[nodiscard]] bool saveImageData();
 
     mutable std::optional<QString> _oid;
     std::optional<QString> _string;
     std::optional<QUrl> _url;
-    // Only where it was given as a text. Equality goes by the URL itself: what the desktop's
-    // clipboard gives back is the same URL, though its text may be written in another way.
+    // The URL's text, only where it was given as a text. Equality goes by the URL itself: what the
+    // desktop's clipboard gives back is the same URL, though its text may be written in another
+    // way.
     std::optional<QString> _urlText;
     mutable std::optional<QByteArray> _imageData;
     std::optional<NativeDictionary> _nativeDictionary;

@@ -53,7 +53,7 @@ void ZRKClipmuleDataItem::initWithCoder(Decoder &coder) {
     _string = coder.decodeString(stringKey);
     const ArchiveValue url = coder.decodeObject(urlKey);
     _url = url.url();
-    // One that is none any more is no URL.
+    // A stored URL that is not valid any more counts as none.
     if (_url && !_url->isValid())
         _url.reset();
     if (_url)

@@ -64,7 +64,7 @@ void ZRKClipmuleDataItem::saveExtraData() {
     }
     if (_itemFlags.isImageDataDirty)
         _itemFlags.isImageDataDirty = !saveImageData();
-    // Also for a save that no archive asked for.
+    // The item stays dirty after a save that was not made for an archive, too.
     if (_itemFlags.isImageDataDirty || _itemFlags.isNativeDictionaryDirty)
         _itemFlags.isDirty = true;
 }
@@ -98,7 +98,8 @@ bool ZRKClipmuleDataItem::saveImageData() {
     return isSaved;
 }
 
-// What the flags speak of on disk: also what the next save would have deleted.
+// Removes every file that the flags say may be on disk, the ones that the next save would delete
+// included.
 void ZRKClipmuleDataItem::erase() {
     if (_itemFlags.hasNativeDictionary || _itemFlags.clearsNativeDictionary)
         DataFile::remove(nativeDictionaryPath());

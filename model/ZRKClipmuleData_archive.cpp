@@ -11,7 +11,7 @@ const QString oidKey = QStringLiteral("oid");
 const QString creationDateKey = QStringLiteral("creationDate");
 const QString titleKey = QStringLiteral("title");
 const QString itemsKey = QStringLiteral("items");
-// Where the origin was noted before it became the items' own.
+// The key of the origin in archives that note it for the clip instead of for each item.
 const QString createdByKey = QStringLiteral("createdBy");
 
 } // namespace

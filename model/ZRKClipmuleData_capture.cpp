@@ -21,13 +21,14 @@ namespace clipmule {
 
 namespace {
 
-// Contents that are not meant to be kept or passed on: of programs that use the clipboard to type,
-// of password managers, and of whatever says so itself.
+// Types that mark contents as not to be kept or passed on: those of programs that use the clipboard
+// to type, of password managers, and of any other owner that says so.
 const QStringList vetoTypes{PasteboardMarker::generator, PasteboardMarker::clipping,
                             PasteboardMarker::transient};
 
-// Programs end it as they end their other texts. One that names the hint and does not tell it may
-// mean either, and only one of the two can be made good.
+// Whether the hint marks a secret; its value may end in NULs, as other texts of programs do. A hint
+// that is named without a value counts as one: a copy that was held back can be made again, a
+// secret that was sent cannot be taken back.
 bool isHintOfSecrets(const std::optional<QByteArray> &hint) {
     if (!hint)
         return true;
@@ -125,7 +126,7 @@ bool isRasterImage(const QString &type) {
     return QStringList{NSTIFFPboardType, publicPng, applePng}.contains(type);
 }
 
-// What the phones read, in the form that desktops read it back from.
+// Whether a type holds what the phones read, in the form that desktops read it back from.
 bool isReading(const QString &type) {
     using namespace PasteboardType;
     return QStringList{NSStringPboardType, NSURLPboardType, publicUrlName, NSFilenamesPboardType}
@@ -147,7 +148,7 @@ using OptionalDictionary = std::optional<ZRKClipmuleDataItem::NativeDictionary>;
 OptionalDictionary reduced(ZRKClipmuleDataItem::NativeDictionary dictionary, quint64 portable,
                            bool hasImage) {
     using namespace PasteboardType;
-    // Alone it is all that there is.
+    // Without portable readings the dictionary is all that there is.
     const quint64 most = portable == 0
                              ? ZRKClipmuleData::largestTravelling
                              : std::min(ZRKClipmuleData::largestTravelling,
@@ -176,7 +177,7 @@ OptionalDictionary reduced(ZRKClipmuleDataItem::NativeDictionary dictionary, qui
 
 QString nameWithoutExtension(const QString &name) {
     const QString base = QFileInfo(name).completeBaseName();
-    // Of a name like ".png", the whole is the name.
+    // A name like ".png" is the whole name.
     return base.isEmpty() ? name : base;
 }
 
@@ -225,7 +226,7 @@ void ZRKClipmuleData::loadFromReadings(const PasteboardServices &services,
     };
     ZRKClipmuleDataItem readings;
     fill(readings);
-    // Without items, the title's.
+    // The size of a clip that has no items yet is that of its title.
     const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
         reduced(std::move(nativeDictionary), readings.size() + size(), image.has_value()));
     fill(*item);
@@ -242,7 +243,7 @@ bool ZRKClipmuleData::loadFromFiles(const PasteboardServices &services,
             services.pasteboard.propertyListForType(PasteboardType::NSFilenamesPboardType);
         if (!names || names->list().isEmpty())
             return false;
-        // Each is looked at, and may lie on a slow file system.
+        // Each file is looked at, and may lie on a slow file system.
         if (names->list().size() > mostFiles)
             return false;
         qint64 total = 0;
@@ -260,7 +261,7 @@ bool ZRKClipmuleData::loadFromFiles(const PasteboardServices &services,
             portable += item->size();
             items.append(item);
         }
-        // The clipboard's own representations go with the first.
+        // The clipboard's own representations go with the first item.
         const auto first = ZRKClipmuleDataItem::initWithNativeDictionary(
             reduced(std::move(nativeDictionary), portable, true));
         first->setClipmuleDataItem(*items.first());
@@ -289,8 +290,8 @@ ZRKClipmuleData::portableImageData(const std::optional<QByteArray> &imageData,
             bytes = ImageCodec::jpeg(*image, jpegCompressionFactor);
         if (qint64(image->width()) * image->height() <= mostPixels)
             return bytes;
-        // The type is meant, though the bytes are PNG or JPEG: it is the one that the output gives
-        // an image under, and so the full image comes back on this desktop.
+        // The type says TIFF although the bytes are PNG or JPEG: the output offers an image under
+        // this type, and so the full image comes back on this desktop.
         if (nativeDictionary)
             nativeDictionary->insert(PasteboardType::NSTIFFPboardType, *bytes);
         return ImageCodec::jpeg(

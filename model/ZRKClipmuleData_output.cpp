@@ -19,7 +19,8 @@ namespace clipmule {
 
 namespace {
 
-// Before the paths are offered, so that whoever watches the clipboard finds finished files.
+// The pause before the paths are offered, so that whoever watches the clipboard finds finished
+// files.
 constexpr RunLoop::Seconds pauseAfterWriting{0.66};
 
 QString extensionOf(const ZRKClipmuleDataItem &item) {

@@ -14,19 +14,19 @@ namespace clipmule {
 
 struct OutputObject::State {
     PropertyList fixedValue;
-    // Empty for a fixed one.
+    // Reads the value of a live object; empty for a fixed one.
     std::function<PropertyList()> liveValue;
     bool isRelay = false;
-    // Of a fixed one, once somebody has asked.
+    // The weight of a fixed object, once somebody has asked for it.
     std::optional<qsizetype> weight;
     std::optional<size_t> hash;
-    // Of a fixed one, once somebody has needed it.
+    // The frame of a fixed object, once somebody has needed it.
     QByteArray frame;
 };
 
 namespace {
 
-// Of a value itself, and of whatever holds it.
+// Bytes that any value takes, by itself and in whatever holds it.
 constexpr qsizetype weightOfAnything = 64;
 
 qsizetype weightOf(const PropertyList &value) {

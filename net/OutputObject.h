@@ -17,23 +17,23 @@ namespace clipmule {
 /// goes out as it stands then. Copies are cheap and stand for the same object.
 class OutputObject {
 public:
-    /// Of a value that stays as it is.
+    /// An object whose value stays as it is.
     static OutputObject fixed(PropertyList value);
-    /// Fixed as well: what another peer sent, passed on. Where too much waits for a peer it gives
-    /// way before anything else.
+    /// A fixed object that another peer sent and that is passed on. Where too much waits for a peer
+    /// it gives way before anything else.
     static OutputObject relay(PropertyList value);
-    /// Of a value that is read anew each time; the function is called on the main thread and must
-    /// stay callable as long as a copy lives.
+    /// An object whose value is read anew each time. The function is called on the main thread and
+    /// must stay callable as long as a copy lives.
     static OutputObject live(std::function<PropertyList()> value);
 
-    /// As it stands now.
+    /// The value as it stands now.
     [[nodiscard]] PropertyList value() const;
     /// The whole object frame, header and payload, as it stands now. Bytes of a fixed object are
     /// shared among all that hold them. A value that cannot be written raises a PlatformException.
     [[nodiscard]] QByteArray frame() const;
     [[nodiscard]] bool isRelay() const;
-    /// About how many bytes of memory the value takes; of a live one, which is not kept, a fixed
-    /// small number. Found once.
+    /// About how many bytes of memory the value takes; for a live object, whose value is not kept,
+    /// a small fixed number. Found once.
     [[nodiscard]] qsizetype weight() const;
     /// Whether the two take each other's place in a queue: fixed ones that are equal, or live ones
     /// whose values are equal now. As operator==, but for a fixed and a live one, which only happen
@@ -42,7 +42,7 @@ public:
     /// Both stand for the same object; implies equality.
     [[nodiscard]] bool isSameAs(const OutputObject &other) const { return _state == other._state; }
 
-    /// By value, as it stands now.
+    /// Compares the values as they stand now.
     friend bool operator==(const OutputObject &left, const OutputObject &right);
 
 private:

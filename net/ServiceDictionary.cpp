@@ -15,9 +15,9 @@ namespace clipmule::ZRKNetServiceCategory {
 
 namespace {
 
-// What the length of a resource record can say.
+// The most bytes that the length of a resource record can say.
 constexpr qsizetype largestRecord = 65535;
-// What the length byte of an entry can say.
+// The most bytes that the length byte of an entry can say.
 constexpr qsizetype largestEntry = 255;
 
 bool isKeyCharacter(char character) {

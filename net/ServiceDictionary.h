@@ -30,7 +30,7 @@ serviceDictionaryFromTXTData(const std::optional<QByteArray> &record);
 [[nodiscard]] std::optional<QByteArray>
 txtDataFromServiceDictionary(const ServiceDictionary &dictionary);
 
-/// Of the service's current TXT record.
+/// The dictionary of the service's current TXT record.
 [[nodiscard]] std::optional<ServiceDictionary> serviceDictionary(const NetService &service);
 /// Sets the service's TXT record. A dictionary that cannot be written is logged and changes
 /// nothing.

@@ -131,7 +131,7 @@ bool ZRKNetServiceClient::makeRoom(const std::shared_ptr<NetService> &service,
                                    const OutputObject &object) {
     ServiceInfo &info = serviceInfoForNetService(*service);
     const qsizetype waiting = info.weight + object.weight();
-    // Of what is being written nothing can be taken back, and it will not stay: it does not count.
+    // What is being written cannot be taken back and will not stay, so it does not count.
     qsizetype beingWritten = 0;
     const auto hasRoom = [&] {
         return info.weight - beingWritten + object.weight() <= largestQueue &&
@@ -191,7 +191,7 @@ void ZRKNetServiceClient::didFindService(const std::shared_ptr<NetService> &serv
     service->resolveWithTimeout(resolveTimeout);
 }
 
-// One for each thing that happens, with the phone's name first.
+// Writes one line for each thing that happens, with the phone's name first.
 void ZRKNetServiceClient::tellLog(const NetService &service, const char *what) {
     qCDebug(logNet).noquote()
         << QStringLiteral("\"%1\": %2").arg(cutForLog(service.name()), QLatin1String(what));
@@ -333,7 +333,7 @@ void ZRKNetServiceClient::streamHandlerDidOutputObject(ZRKStreamHandler &handler
         delegate->clientServiceDidOutputObject(*service, object);
 }
 
-// Nobody will ever be able to write it: kept, it would be tried on every connection.
+// The object can never be written: if it were kept, it would be tried on every connection.
 void ZRKNetServiceClient::streamHandlerDidDropObject(ZRKStreamHandler &handler,
                                                      const OutputObject &object) {
     const auto service = netServiceForStreamHandler(handler);

@@ -27,7 +27,7 @@ class ZRKNetServiceClient final : public Object,
 public:
     /// Any slot may be empty. A callback may stop the client or let go of it.
     struct Delegate {
-        /// False ignores the service.
+        /// Whether to connect to the service; false ignores it.
         std::function<bool(NetService &)> clientShouldResolve;
         /// The first connection to a service that was found.
         std::function<void(NetService &)> clientServiceDidOpen;
@@ -89,7 +89,7 @@ public:
     [[nodiscard]] QList<std::shared_ptr<NetService>> services() const { return _services; }
     /// Whether any service has a connection.
     [[nodiscard]] bool isConnected() const;
-    /// Whether any has one that reached it.
+    /// Whether any service has a connection that reached it.
     [[nodiscard]] bool isEstablished() const;
 
     /// Queues the object for every service known. False when there is none, the client does not
@@ -104,9 +104,9 @@ public:
 private:
     struct ServiceInfo {
         std::shared_ptr<ZRKStreamHandler> streamHandler;
-        /// Not yet reported as written, oldest first.
+        /// The objects that are not yet reported as written, oldest first.
         QList<OutputObject> outputObjects;
-        /// The sum of their weights.
+        /// The sum of the objects' weights.
         qsizetype weight = 0;
         bool resolving = false;
         bool firstTime = false;
@@ -145,7 +145,7 @@ private:
     bool _running = false;
     std::unique_ptr<NetServiceBrowser> _netServiceBrowser;
     QList<std::shared_ptr<NetService>> _services;
-    // By instance name: services of the same name share one.
+    // The services by instance name: those of the same name share one entry.
     std::map<QString, ServiceInfo> _servicesInfo;
     std::shared_ptr<const Delegate> _delegate = std::make_shared<const Delegate>();
     RunLoop::Timer _reconnectTimer;

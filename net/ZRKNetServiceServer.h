@@ -57,7 +57,7 @@ public:
     /// Queues the object for everybody. True when there is somebody and all of them took it.
     bool outputObject(const OutputObject &object);
     [[nodiscard]] bool hasClients() const { return !_clientStreamHandlers.empty(); }
-    /// Where it listens; 0 when it does not.
+    /// The port that it listens on; 0 when it does not listen.
     [[nodiscard]] quint16 port() const;
 
     [[nodiscard]] const std::optional<ServiceDictionary> &serviceDictionary() const {

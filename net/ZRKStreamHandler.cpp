@@ -283,7 +283,7 @@ void ZRKStreamHandler::continueInput() {
     }
 }
 
-// Also from inside a callback that one of the frames was handed to.
+// May also be called from inside a callback that one of the frames was handed to.
 void ZRKStreamHandler::closeAfterInput() {
     if (_nextInput.isPending() || _processingInput)
         _ending = true;
@@ -389,7 +389,7 @@ bool ZRKStreamHandler::fillOutputBuffer() {
     }
 }
 
-// It would never get any better: kept at the head, it would hold up the rest for ever.
+// The object can never be written: if it stayed at the head, it would hold up the rest for ever.
 void ZRKStreamHandler::dropHeadObject(const OutputObject &object, const QString &reason) {
     qCWarning(logNet).noquote() << QStringLiteral("ERROR ENCODING DATA %1").arg(reason);
     if (!_open)

@@ -40,8 +40,8 @@ public:
         QString error;
     };
 
-    /// Not owned by the handler in spirit: whoever set it clears it before closing the handler, and
-    /// then hears nothing of that close.
+    /// The callbacks to the handler's owner. Whoever sets them clears them before closing the
+    /// handler, and then hears nothing of that close.
     struct Delegate {
         std::function<void(ZRKStreamHandler &, const PropertyList &)> streamHandlerDidReceiveObject;
         /// The last byte of the object's frame has been taken by the stream.
@@ -61,11 +61,11 @@ public:
     /// At most this much is read at a time, in bytes.
     static constexpr qsizetype readBufferSize = 524288;
 
-    /// Around a connected socket, whose options it sets; null when there is none. The descriptor
-    /// is closed with the handler.
+    /// Makes a handler for a connected socket, whose options it sets; null when there is none. The
+    /// descriptor is closed with the handler.
     [[nodiscard]] static std::shared_ptr<ZRKStreamHandler>
     initWithFileHandle(FileHandle connection);
-    /// Around a pair of streams, which it opens; null when one is missing.
+    /// Makes a handler for a pair of streams, which it opens; null when one is missing.
     [[nodiscard]] static std::shared_ptr<ZRKStreamHandler>
     initWithInputStreamOutputStream(StreamPair streams);
     ZRKStreamHandler(Private, FileHandle connection, StreamPair streams);
@@ -125,13 +125,13 @@ private:
     QString _peerAddress;
     std::unique_ptr<InputStream> _inputStream;
     std::unique_ptr<OutputStream> _outputStream;
-    // Consumed up to the offset.
+    // The bytes received; consumed up to the offset.
     QByteArray _inputData;
     qsizetype _inputOffset = 0;
     bool _open = true;
     bool _established = false;
     std::deque<OutputObject> _outputObjects;
-    // Of the frame being written, which its object may share with other handlers; taken by the
+    // The frame being written, whose bytes its object may share with other handlers; taken by the
     // stream up to the offset.
     QByteArray _outputBuffer;
     qsizetype _outputOffset = 0;
@@ -141,10 +141,10 @@ private:
     bool _needsPing = false;
     RunLoop::Timer _pingTimer;
     RunLoop::Seconds _pingInterval;
-    /// On one line, in quotes.
+    /// The peer's name on one line, in quotes.
     QString _peer = QStringLiteral("a peer");
     const char *_closeReason = "from here";
-    // What a peer sends can cause one each.
+    // Limits the warnings, of which everything that a peer sends can cause one.
     LogLimit _warnings;
     bool _sendingOutput = false;
     bool _processingInput = false;

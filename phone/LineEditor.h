@@ -15,9 +15,10 @@ namespace clipmule {
 class LineEditor {
 public:
     struct Delegate {
-        /// Without its line end; blank ones as well.
+        /// Called with each line, without its line end; with blank lines as well.
         std::function<void(const QByteArray &)> line;
-        /// Ctrl-D on an empty line, or the terminal is gone. Nothing comes behind it.
+        /// Called after Ctrl-D on an empty line, or when the terminal is gone. No line comes after
+        /// it.
         std::function<void()> end;
     };
 

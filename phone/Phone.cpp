@@ -46,7 +46,7 @@ Phone::~Phone() {
 }
 
 bool Phone::start() {
-    // Better now than with the first image.
+    // A folder that cannot be used is better reported now than with the first image.
     if (!_options.saveFolder.isEmpty() && (!DataFile::makeFolder(_options.saveFolder) ||
                                            !QFileInfo(_options.saveFolder).isWritable())) {
         printError(QStringLiteral("%1: the folder cannot be written to").arg(_options.saveFolder));
@@ -104,7 +104,7 @@ bool Phone::start() {
 void Phone::stop() {
     _server->setDelegate({});
     _server->stop();
-    // What is kept is saved.
+    // Saves what is kept.
     _shelf.reset();
 }
 
@@ -137,7 +137,7 @@ void Phone::connectionDidOpen(ZRKStreamHandler &handler) {
 void Phone::connectionDidClose(ZRKStreamHandler &handler) {
     print({{QStringLiteral("event"), QStringLiteral("closed")},
            {QStringLiteral("desk"), _desks.take(&handler)}});
-    // What was on the way to this one will not be told of.
+    // With the last desk gone, what was on its way there is not reported as sent.
     if (_desks.isEmpty())
         _sending.clear();
 }

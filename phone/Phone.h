@@ -28,7 +28,7 @@ public:
         QString saveFolder;
         /// Where received clips are kept; empty for nowhere.
         QString dataFolder;
-        /// Somebody reads along: help comes as text, not as JSON.
+        /// Whether a person reads along: help comes as text, not as JSON.
         bool isForPerson = false;
     };
     /// Files to send are read whole; a larger one is refused. No receiver takes a frame of more.
@@ -61,11 +61,11 @@ private:
     void perform(const PhoneCommand::SendImage &command);
     void perform(const PhoneCommand::SendPropertyList &command);
     void sendItems(const PropertyList::List &items, QJsonObject what, bool forOtherPhones);
-    // What is told of it once it is on its way.
+    // Sends an envelope; `what` is printed once the envelope is on its way.
     bool send(const PropertyList &envelope, QJsonObject what);
     [[nodiscard]] std::optional<QByteArray> contents(const QString &path);
 
-    /// Handed over, and not on its way to everybody yet.
+    /// An object that was handed over and is not on its way to every desk yet.
     struct Sending {
         OutputObject object;
         QJsonObject what;

@@ -183,7 +183,7 @@ std::optional<Command> parseKept(QStringView name, QStringView rest) {
     return arguments.resultingIn(command);
 }
 
-// A shell would have done it; a line typed here goes through none.
+// Replaces "~/" by the home folder, as a shell would; a line typed here goes through none.
 QString withHome(const QString &path) {
     return path == u"~" || path.startsWith(u"~/") ? QDir::homePath() + path.sliced(1) : path;
 }

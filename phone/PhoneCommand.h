@@ -50,11 +50,11 @@ struct History {
 struct Show {
     int number = 0;
 };
-/// Sends it to the desk.
+/// Sends a kept clip to the desk.
 struct Copy {
     int number = 0;
 };
-/// Adds a copy to a board.
+/// Adds a copy of a kept clip to a board.
 struct File {
     int number = 0;
     QString board;
@@ -62,11 +62,11 @@ struct File {
 struct Forget {
     int number = 0;
 };
-/// Which filters apply.
+/// Lists the filters that apply to a kept clip.
 struct Filters {
     int number = 0;
 };
-/// Makes a new clip; each setting is NAME=VALUE.
+/// Makes a new clip by a filter; each setting is NAME=VALUE.
 struct Filter {
     int number = 0;
     QString title;
@@ -99,7 +99,7 @@ using Command = std::variant<Nothing, SendText, SendUrl, SendImage, SendProperty
 struct Usage {
     QString form;
     QString purpose;
-    /// It is about what is kept in a folder.
+    /// Whether it is about what is kept in a folder.
     bool needsFolder = false;
 };
 [[nodiscard]] const QList<Usage> &usages();

@@ -18,8 +18,9 @@ namespace clipmule {
 /// small message may refer to one text from many places.
 class PhoneLog {
 public:
-    // Of one message: values, and UTF-16 units of its texts with two for each byte of its data. A
-    // clip of ten thousand items has some eighty thousand values; the largest frame's bytes fit.
+    // Limits for one message: values, and UTF-16 units of its texts with two for each byte of its
+    // data. A clip of ten thousand items has some eighty thousand values; the largest frame's bytes
+    // fit.
     static constexpr qint64 mostValues = 250'000;
     static constexpr qint64 mostUnits = qint64(192) * 1024 * 1024;
 
@@ -27,10 +28,10 @@ public:
     explicit PhoneLog(QString saveFolder)
         : _saveFolder(std::move(saveFolder)) {}
 
-    /// Of one message envelope; anything else gives an "object" event. What is too much to be shown
-    /// is told as "refused", and no image of it is written.
+    /// The event for one message envelope; anything else gives an "object" event. What is too much
+    /// to be shown is told as "refused", and no image of it is written.
     [[nodiscard]] QJsonObject received(const PropertyList &envelope);
-    /// Of a clip in dictionary form.
+    /// The description of a clip in dictionary form.
     [[nodiscard]] QJsonObject clip(const PropertyList::Dictionary &clip);
 
 private:

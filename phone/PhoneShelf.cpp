@@ -172,7 +172,7 @@ int PhoneShelf::numberOf(const Clip &clip) {
     return _lastNumber;
 }
 
-// In the order in which they came.
+// Numbers the clips in the order in which they came.
 void PhoneShelf::numberAll(const ZRKClipmuleClipboard &board) {
     const auto &clips = board.items();
     for (auto clip = clips.rbegin(); clip != clips.rend(); ++clip)
@@ -228,7 +228,7 @@ qsizetype PhoneShelf::positionOf(const Board &board) {
     return _store.customClipboards().indexOf(board) + 1;
 }
 
-// Without a look at any image.
+// Describes a clip without a look at any image.
 QJsonObject PhoneShelf::entry(const Clip &clip) {
     QJsonObject entry{{QStringLiteral("number"), numberOf(clip)},
                       {QStringLiteral("items"), clip->itemCount()}};

@@ -38,7 +38,7 @@ template <typename Element>
     return QList<Element>(list.crbegin(), list.crend());
 }
 
-/// Nothing when the list is empty.
+/// The first element; nothing when the list is empty.
 template <typename Element>
 [[nodiscard]] std::optional<Element> firstObject(const QList<Element> &list) {
     if (list.isEmpty())
@@ -46,7 +46,6 @@ template <typename Element>
     return list.first();
 }
 
-/// In place.
 template <typename Element>
 void reverseArray(QList<Element> &list) {
     std::reverse(list.begin(), list.end());

@@ -15,7 +15,7 @@ namespace clipmule::ZRKNSHostCategory {
 
 namespace {
 
-// 0 is best.
+// How well an interface suits as the main one; 0 is best.
 int rank(const LinkInterface &interface) {
     if (interface.name.startsWith(u"en") || interface.name.startsWith(u"eth"))
         return 0;
