@@ -52,13 +52,13 @@ public:
         : _value(std::move(list)) {}
     ArchiveValue(Dictionary dictionary)
         : _value(std::move(dictionary)) {}
-    /// Null is nil.
+    /// A null pointer is nil.
     template <std::derived_from<Coding> T>
     ArchiveValue(const std::shared_ptr<T> &object) {
         if (object)
             _value = std::shared_ptr<Coding>(object);
     }
-    /// Nothing is nil.
+    /// An empty optional is nil.
     template <typename T>
     ArchiveValue(const std::optional<T> &value) {
         if (value)
@@ -90,7 +90,7 @@ public:
             return std::get_if<T>(&_value);
         }
     }
-    /// Of a URL: the text it was made from, else its encoded form. Empty for any other kind.
+    /// The text that a URL was made from, else its encoded form. Empty for any other kind.
     [[nodiscard]] QString urlText() const;
 
     /// Lists and dictionaries are mutable unless said otherwise, which shows in the names of their
@@ -148,7 +148,7 @@ private:
     const PropertyList *leafOf(std::initializer_list<PropertyList::Kind> kinds,
                                const QString &expected) const;
 
-    // In the order of Kind.
+    // The alternatives are in the order of Kind.
     std::variant<std::monostate, PropertyList, Url, std::shared_ptr<Coding>, List, Dictionary,
                  NullObject>
         _value;

@@ -86,7 +86,7 @@ public:
     [[nodiscard]] std::optional<PropertyList> decodeNumber(const QString &key);
     /// Lists and dictionaries of property-list values.
     [[nodiscard]] std::optional<PropertyList> decodePropertyList(const QString &key);
-    /// Null for nil.
+    /// An object of the class; null for nil.
     template <typename T>
     [[nodiscard]] std::shared_ptr<T> decodeObjectOfClass(const QString &key) {
         return decodeObject(key).template objectOfClass<T>();

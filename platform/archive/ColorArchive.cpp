@@ -51,7 +51,7 @@ void skipString(TypedStream::Reader &reader) {
     reader.readObjectEnd();
 }
 
-// A stand-in colour is no named one again.
+// The stand-in that comes with a named colour is not a named colour itself.
 ArchivedColor readColor(TypedStream::Reader &reader, bool mayBeNamed) {
     const auto head = reader.readObjectHead();
     if (head.kind != ObjectKind::New || head.classes != colorClass)

@@ -12,7 +12,7 @@ namespace clipmule {
 struct ArchivedFont {
     /// The font's own (PostScript) name, for example "Menlo-Regular".
     QString name;
-    /// In points.
+    /// The size in points.
     float size = 0;
     friend bool operator==(const ArchivedFont &, const ArchivedFont &) = default;
 };

@@ -22,8 +22,8 @@ namespace {
 
 constexpr quint32 nilNumber = 0;
 
-// Objects. The largest clip, held by a list a hundred times, is fewer; and they need a few
-// gigabytes while they are written.
+// The most objects that are written out. The largest clip, held by a list a hundred times, has
+// fewer, and this many need a few gigabytes while they are written.
 constexpr quint64 mostWrittenOut = quint64(1) << 23U;
 
 PropertyList reference(quint32 number) {
@@ -86,7 +86,7 @@ public:
         return number;
     }
 
-    /// Of an object that was added, as the reader's ExpansionAccount sees it.
+    /// The weight of an object that was added, as the reader's ExpansionAccount sees it.
     [[nodiscard]] quint64 weight(quint32 number) const { return _weights[number]; }
 
     PropertyList take(quint32 root) {
@@ -196,7 +196,7 @@ private:
     quint32 addObject(const std::shared_ptr<Coding> &object) {
         const auto known = _numbersOfObjects.find(object);
         const bool isKnown = known != _numbersOfObjects.end();
-        // What is being written weighs nothing yet: it refers to itself.
+        // An object that is being written weighs nothing yet: it refers to itself.
         if (isKnown && (_sharing == Sharing::Full || _weights[known->second] == 0))
             return known->second;
         _numbersOfObjects[object] = quint32(_objects.size());
@@ -238,9 +238,10 @@ private:
 
     const Sharing _sharing;
     PropertyList::List _objects{QStringLiteral("$null")};
-    /// By number: the objects that a walk from there meets; 0 as long as one is being written.
+    /// The weights by number: how many objects a walk from there meets; 0 as long as one is being
+    /// written.
     std::vector<quint64> _weights{0};
-    /// Of the object that is being written, so far.
+    /// The weight, so far, of the object that is being written.
     quint64 _weight = 0;
     QHash<QString, quint32> _strings;
     QHash<QByteArray, quint32> _data;

@@ -76,9 +76,9 @@ public:
     struct ObjectHead {
         enum class Kind { Nil, Reference, New };
         Kind kind = Kind::Nil;
-        /// Of the object that is referred to, or that follows until readObjectEnd().
+        /// The number of the object that is referred to, or that follows until readObjectEnd().
         quint32 number = 0;
-        /// Of a new object.
+        /// The classes of a new object.
         ClassChain classes;
     };
 
@@ -86,7 +86,7 @@ public:
     explicit Reader(QByteArrayView bytes);
 
     [[nodiscard]] QByteArray readTypes();
-    /// Refuses other types.
+    /// Raises the exception when the types are others.
     void expectTypes(const QByteArray &types);
     [[nodiscard]] quint8 readByte();
     [[nodiscard]] qint32 readInteger();
@@ -102,9 +102,9 @@ private:
     struct Entry {
         enum class Kind { Class, Object, CString };
         Kind kind = Kind::Object;
-        /// Of a C string, or a class's name.
+        /// The text of a C string, or the name of a class.
         QByteArray text;
-        // Of a class.
+        // The version of a class.
         qint32 version = 0;
         std::optional<quint32> superclass;
         /// 1 for a root class; 0 while the superclasses are read.

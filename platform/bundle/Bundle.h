@@ -44,13 +44,13 @@ public:
     propertyListResource(const QString &name, const QString &type,
                          const QString &localisation = QString()) const;
 
-    /// The program's own: the folder named by the environment variable CLIPMULE_RESOURCES; else the
-    /// source's resources for a program that runs from its build tree; else the installed data
-    /// folder beside the executable's.
+    /// The program's own bundle: the folder named by the environment variable CLIPMULE_RESOURCES;
+    /// else the source's resources for a program that runs from its build tree; else the installed
+    /// data folder beside the executable's.
     [[nodiscard]] static Bundle mainBundle();
     /// The main bundle, then those that were loaded and are no frameworks, in the order of loading.
     [[nodiscard]] static QList<Bundle> allBundles();
-    /// The loaded ones whose path has the extension "framework", in the order of loading.
+    /// The loaded bundles whose path has the extension "framework", in the order of loading.
     [[nodiscard]] static QList<Bundle> allFrameworks();
     /// Adds a bundle to the loaded ones, once.
     static void load(const Bundle &bundle);

@@ -23,7 +23,7 @@ class BusConnection final : public QObject {
 public:
     enum class Bus { Session, System };
 
-    /// Seldom enough to cost nothing on a computer without a bus.
+    /// The time between two attempts, long enough to cost nothing on a computer without a bus.
     static constexpr RunLoop::Seconds retryInterval{30};
 
     explicit BusConnection(Bus bus, RunLoop::Seconds interval = retryInterval);
@@ -39,10 +39,10 @@ public:
     [[nodiscard]] const QDBusConnection &connection() const { return *_connection; }
 
 Q_SIGNALS:
-    /// The bus came, or came back, some time after open(): subscriptions and names are to be made
-    /// anew.
+    /// Emitted when the bus came, or came back, some time after open(): subscriptions and names are
+    /// to be made anew.
     void opened();
-    /// The bus went away, and with it every subscription and name.
+    /// Emitted when the bus went away, and with it every subscription and name.
     void lost();
 
 private Q_SLOTS:

@@ -21,7 +21,7 @@ public:
     virtual void notify(const QString &title, const QString &text) = 0;
 };
 
-/// org.freedesktop.Notifications, on the session bus.
+/// Shows messages through org.freedesktop.Notifications on the session bus.
 [[nodiscard]] std::unique_ptr<DesktopNotifications> makeDesktopNotifications();
 
 } // namespace clipmule

@@ -26,7 +26,7 @@ public:
     virtual void openHelpAnchorInBook(const QString &anchor, const QString &book) = 0;
 };
 
-/// In the user's browser.
+/// Shows help books in the user's browser.
 [[nodiscard]] std::unique_ptr<HelpManager> makeHelpManager();
 
 } // namespace clipmule

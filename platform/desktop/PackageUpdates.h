@@ -28,9 +28,9 @@ public:
             Failed,
         };
         Outcome outcome = Outcome::Failed;
-        /// Of what is available.
+        /// The version that is available.
         QString version;
-        /// By which installUpdate() knows it.
+        /// The text by which installUpdate() knows the version.
         QString identifier;
         /// Why it failed, in the words of the package manager; may be empty.
         QString error;
@@ -48,7 +48,7 @@ public:
     virtual void installUpdate(const QString &identifier, Callback callback) = 0;
 };
 
-/// PackageKit, over the system bus.
+/// Speaks to PackageKit over the system bus.
 [[nodiscard]] std::unique_ptr<PackageUpdates> makePackageUpdates();
 
 } // namespace clipmule

@@ -23,7 +23,7 @@ Responder &Discovery::active() const {
 }
 
 Responder &Discovery::begin() {
-    // One that says nothing at all is not waited for longer than one that was lost.
+    // A responder that says nothing at all is waited for no longer than one that was lost.
     if (!std::exchange(_begun, true) && _makeFallback)
         _loss = RunLoop::current().performAfter(patienceWithLoss, [this] { useFallback(); });
     active().begin();
@@ -62,7 +62,7 @@ void Discovery::choose() {
     case Availability::Starting:
     case Availability::Running:
         _loss.cancel();
-        // One that starts cannot announce yet.
+        // A responder that is starting cannot announce yet.
         if (_onFallback && _preferred->availability() == Availability::Running)
             usePreferred();
         break;

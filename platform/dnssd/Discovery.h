@@ -22,15 +22,16 @@ public:
     static constexpr RunLoop::Seconds patienceWithLoss{3.0};
     /// Both announce for this long, so that the network sees no gap: the new one needs a second.
     static constexpr RunLoop::Seconds announcementOverlap{4.0};
-    /// After the announcements of the fallback have ended and their goodbyes are sent.
+    /// How long the fallback is kept after a switch: by then its announcements have ended and their
+    /// goodbyes are sent.
     static constexpr RunLoop::Seconds fallbackRelease{6.0};
     /// Services not seen again so long after the first answers of a responder that came, or came
     /// back, are gone.
     static constexpr RunLoop::Seconds patienceAfterFirstAnswers{5.0};
     /// The same when the end of the first answers is not reported.
     static constexpr RunLoop::Seconds patienceWithoutFirstAnswers{9.0};
-    /// For all endpoints of a service together: a host that left without a word would otherwise
-    /// keep a connection attempt for the system's limit of about two minutes.
+    /// The time for connecting to all endpoints of a service together: a host that left without a
+    /// word would otherwise keep a connection attempt for the system's limit of about two minutes.
     static constexpr RunLoop::Seconds connectTimeout{10.0};
 
     /// Without a fallback there is nothing to do but wait for the preferred one.

@@ -85,7 +85,7 @@ private:
 
     /// What was reported before a loss or a switch, and has not been seen again, is gone.
     void settle() {
-        // One at a time: the client may stop or destroy this at each.
+        // One name at a time: the client may stop or destroy this at each.
         for (const QString &name : _reported) {
             if (!_seen.contains(name))
                 _events.post([this, name] { remove(name); });

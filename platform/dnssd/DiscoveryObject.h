@@ -24,13 +24,13 @@ public:
     virtual void forget() = 0;
     /// Another responder is in use. The one so far may still serve for a while.
     virtual void move();
-    /// The one before serves no longer.
+    /// The responder used before serves no longer.
     virtual void endOverlap() {}
 
 protected:
     /// The responder in use, looked for from now on; null unless it answers.
     [[nodiscard]] Responder *responder();
-    /// After a refusal, for the responder's limit of objects for example: asks again in a while.
+    /// Asks again in a while, after a refusal: the responder may have reached its limit of objects.
     void askLater();
     void stopWaiting() { _retry.cancel(); }
 
@@ -41,7 +41,7 @@ private:
     RunLoop::Timer _retry;
 };
 
-// What the four kinds are made of is nobody else's concern.
+// Make the four kinds of objects, whose classes nobody else needs to know.
 [[nodiscard]] std::unique_ptr<Publisher> makeDiscoveryPublisher(Discovery &discovery);
 [[nodiscard]] std::unique_ptr<Browser> makeDiscoveryBrowser(Discovery &discovery);
 [[nodiscard]] std::unique_ptr<Resolver> makeDiscoveryResolver(Discovery &discovery);

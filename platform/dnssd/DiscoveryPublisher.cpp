@@ -77,8 +77,8 @@ public:
     }
 
     void endOverlap() override {
-        // The two are one host, and share a name; should they not agree about the host's name,
-        // the new one has given way to the other. Now there is no need to.
+        // The two responders are one host and share a name. If they disagreed about the host's
+        // name, the new one has given way to the other. It need not any more.
         const bool gaveWay = _former && _attempt > _formerAttempt;
         _former.reset();
         if (gaveWay)
@@ -114,7 +114,8 @@ private:
         ask();
     }
 
-    /// Said once, tried again until it succeeds: the responder may have had too much to do.
+    /// Logs the refusal once and tries again until it succeeds: the responder may have had too much
+    /// to do.
     void refused(const QString &reason) {
         if (!std::exchange(_hasComplained, true))
             report(reason);

@@ -106,7 +106,7 @@ public:
     std::function<void(const QByteArray &txtRecord)> onTxtRecord;
 };
 
-/// Makes the four of them. Outlives what it made.
+/// Makes publishers, browsers, resolvers and TXT watches. Outlives what it made.
 class Backend {
 public:
     Backend() = default;

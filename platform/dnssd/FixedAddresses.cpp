@@ -48,7 +48,7 @@ public:
         _reported.clear();
     }
 
-    /// The services whose address is another one than before are given.
+    /// Reports the services whose address has changed.
     void addressesChanged(const std::vector<ServiceName> &moved) {
         if (_type.isEmpty())
             return;

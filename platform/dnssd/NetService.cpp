@@ -20,7 +20,7 @@ QString defaultDomain() {
     return QStringLiteral("local");
 }
 
-// In the order in which they are tried.
+// The endpoints in the order in which they are tried.
 QString placesOf(const dnssd::Resolved &resolved) {
     QStringList places;
     for (const dnssd::Endpoint &endpoint : resolved.endpoints)

@@ -13,8 +13,8 @@ namespace clipmule {
 /// One DNS-SD service: found by a browser and to be resolved and connected to, or to be published.
 /// Two are equal when name, type and domain are.
 ///
-/// Held by std::shared_ptr; the delegate's slots are not owned by it in spirit: whoever sets one
-/// clears it before letting the service go.
+/// Held by std::shared_ptr. Whoever sets a slot of the delegate clears it before letting the
+/// service go.
 class NetService final : public Object, public std::enable_shared_from_this<NetService> {
     /// Keeps the constructor for the factory.
     struct Key {
@@ -23,7 +23,8 @@ class NetService final : public Object, public std::enable_shared_from_this<NetS
 
 public:
     struct Delegate {
-        /// Under this name, which differs from the wanted one when that was taken.
+        /// The service is announced under this name, which differs from the wanted one when that
+        /// was taken.
         std::function<void(NetService &, const QString &)> netServiceDidPublish = {};
         std::function<void(NetService &)> netServiceDidResolveAddress = {};
         std::function<void(NetService &)> netServiceDidNotResolve = {};
@@ -88,7 +89,7 @@ class NetServiceBrowser final {
 public:
     struct Delegate {
         std::function<void(std::shared_ptr<NetService>)> didFindService = {};
-        /// An equal service, not the same object.
+        /// Gets an equal service, not the same object.
         std::function<void(std::shared_ptr<NetService>)> didRemoveService = {};
     };
 
@@ -100,7 +101,8 @@ public:
     NetServiceBrowser &operator=(NetServiceBrowser &&) = delete;
 
     void setDelegate(Delegate delegate) { _delegate = std::move(delegate); }
-    /// Only a service of this name is of interest, any where there is none. Before the search.
+    /// Only services of this name are reported, all of them when there is none. To be set before
+    /// the search.
     void setWantedName(const std::optional<QString> &name) { _wantedName = name; }
     void searchForServicesOfTypeInDomain(const QString &type, const QString &domain);
     void stop();

@@ -24,7 +24,7 @@ constexpr quint16 multicastDnsPort = 5353;
 constexpr int busTimeoutInMilliseconds = 1000;
 // A machine with many containers has many interfaces; more questions tell nothing new.
 constexpr size_t mostQuestions = 16;
-// Within one look; nobody needs a thousand answers to know that there are some.
+// The most answers that one look counts; nobody needs a thousand to know that there are some.
 constexpr int mostAnswers = 256;
 
 void appendName(QByteArray &packet, const QByteArrayList &labels) {
@@ -38,7 +38,7 @@ void appendQuestion(QByteArray &packet, const QByteArrayList &labels) {
     packet += QByteArray::fromHex("000c0001"); // PTR, Internet
 }
 
-// Who is there, and: who has our address? This computer's own responder knows that one.
+// Asks who is there and who has our address. This computer's own responder knows the latter.
 QByteArray question(const QHostAddress &own) {
     QByteArray packet = QByteArray::fromHex("4b5200000002000000000000");
     appendQuestion(packet, {"_services", "_dns-sd", "_udp", "local"});
@@ -48,7 +48,7 @@ QByteArray question(const QHostAddress &own) {
     return packet;
 }
 
-// The response bit, and at least one answer.
+// Whether a packet has the response bit and at least one answer.
 bool isAnswer(const QByteArray &packet) {
     constexpr qsizetype headerSize = 12;
     return packet.size() >= headerSize && (quint8(packet[2]) & 0x80U) != 0 &&

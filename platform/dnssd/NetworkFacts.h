@@ -36,18 +36,18 @@ struct NetworkFacts {
 
     bool hasSystemBus = false;
     bool avahiRuns = false;
-    /// As the daemon tells it; empty unless it runs and answers.
+    /// The version as the daemon tells it; empty unless it runs and answers.
     QString avahiVersion;
     QList<Interface> interfaces;
     Multicast multicast = Multicast::Untried;
-    /// Of a refusal, in the system's words.
+    /// The reason of a refusal, in the system's words.
     QString multicastError;
 
     [[nodiscard]] bool hasUsableInterface() const;
     friend bool operator==(const NetworkFacts &, const NetworkFacts &) = default;
 };
 
-/// Finds them out.
+/// Finds out the facts about the network.
 class NetworkProbe {
 public:
     /// A device that wants to answer does so within half a second.

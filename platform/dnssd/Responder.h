@@ -67,7 +67,7 @@ public:
     /// The announcement of one service. Says goodbye when it is destroyed.
     class EntryGroup : public Operation {
     public:
-        /// Also before it is established.
+        /// Sets the TXT record, also before the group is established.
         virtual void setTxtRecord(const QByteArray &txtRecord) = 0;
         std::function<void()> onEstablished;
         /// The name is taken, perhaps later on: nothing is announced any more.
@@ -88,14 +88,14 @@ public:
     /// One line for people: who it is, and since when not.
     [[nodiscard]] virtual QString description() const = 0;
 
-    // Only while it answers.
+    // To be called only while it answers.
 
     [[nodiscard]] virtual std::unique_ptr<Browse> browse(const QString &type) = 0;
     [[nodiscard]] virtual std::unique_ptr<Question> resolve(const ServiceName &service,
                                                             AddressQuestion question) = 0;
     [[nodiscard]] virtual std::unique_ptr<RecordWatch>
     watchTxtRecord(const ServiceName &service) = 0;
-    /// Only while it runs.
+    /// To be called only while it runs.
     [[nodiscard]] virtual std::unique_ptr<EntryGroup>
     publish(const ServiceName &service, quint16 port, const QByteArray &txtRecord) = 0;
 };

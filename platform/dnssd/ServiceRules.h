@@ -54,10 +54,10 @@ struct ByServiceName {
 /// host that announces it would have us send to a port of our own.
 [[nodiscard]] QString reasonToAvoidAnnounced(const QHostAddress &address, bool overLoopback);
 
-/// Of an interface by the system's number.
+/// Whether the system's number of an interface is that of a loopback interface.
 [[nodiscard]] bool isLoopbackInterface(int index);
 
-/// IPv4 first, the order otherwise kept.
+/// Puts IPv4 endpoints first; the order is otherwise kept.
 void sortEndpoints(QList<Endpoint> &endpoints);
 
 } // namespace clipmule::dnssd

@@ -17,7 +17,7 @@ QString helpText(const QCommandLineParser &parser, const QString &program) {
     QString text = parser.helpText();
     const QString path = QCoreApplication::arguments().value(0);
     const qsizetype at = path.isEmpty() ? -1 : text.indexOf(path);
-    // On the first line, and not in the description below it.
+    // The path is replaced on the first line only, not in the description below it.
     if (at >= 0 && at < text.indexOf(u'\n'))
         text.replace(at, path.size(), program);
     return text;

@@ -12,7 +12,7 @@ namespace clipmule {
 /// Where a person says that a phone is reached: a host name, an IPv4 address or an IPv6 address,
 /// the last with or without the scope that a link-local one needs.
 struct HostAndPort {
-    /// Without brackets; "fe80::1%eth0" with a scope.
+    /// The host without brackets; an IPv6 address with a scope is like "fe80::1%eth0".
     QString host;
     quint16 port = 0;
 
@@ -23,13 +23,14 @@ struct HostAndPort {
 
 struct ParsedHostAndPort {
     std::optional<HostAndPort> value;
-    /// In the user's language, one sentence without its full stop; empty when there is a value.
+    /// What is wrong, as one sentence in the user's language without its full stop; empty when
+    /// there is a value.
     QString error;
 };
 
 /// A host name of the DNS has 253 characters, a scope 15 and what surrounds them 9.
 inline constexpr qsizetype longestHostAndPort = 277;
-/// The name of a network interface.
+/// A scope is the name of a network interface.
 inline constexpr qsizetype longestScope = 15;
 
 /// Reads "HOST:PORT" or "[IPV6]:PORT"; spaces around it do not count. The port is a number from 1

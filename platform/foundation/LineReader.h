@@ -19,10 +19,11 @@ public:
     static constexpr qsizetype longestLine = 1024 * 1024;
 
     struct Delegate {
-        /// Without its line end.
+        /// Called with each line, without its line end.
         std::function<void(const QByteArray &)> line;
         std::function<void(const QString &)> error;
-        /// No more will come. The last line may have lacked its line end and was delivered.
+        /// Called when no more lines come. The last line may have lacked its line end and was
+        /// delivered.
         std::function<void()> end;
     };
 

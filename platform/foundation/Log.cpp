@@ -97,7 +97,7 @@ void installLogFormat() {
 
 QString onOneLine(QStringView text, qsizetype longest) {
     QStringView shown = text.first(std::min(text.size(), longest));
-    // Half a character is none.
+    // Half of a surrogate pair is not shown.
     if (shown.size() < text.size() && !shown.isEmpty() && shown.back().isHighSurrogate() &&
         text[shown.size()].isLowSurrogate())
         shown.chop(1);

@@ -13,15 +13,15 @@ namespace clipmule {
 /// allocator would keep some forty megabytes of it otherwise, for a program that idles all day.
 class HeapTrimmer final {
 public:
-    /// Smaller clips leave too little behind.
+    /// The size, in bytes, of the largest clip that leaves too little behind to be worth a trim.
     static constexpr quint64 largestUntrimmed = 1'000'000;
-    /// By then the clip has left the queues.
+    /// How long after a clip the heap is trimmed: by then the clip has left the queues.
     static constexpr RunLoop::Seconds delay{3.0};
 
     explicit HeapTrimmer(std::function<void()> trim)
         : _trim(std::move(trim)) {}
 
-    /// After a clip of this size, in bytes, was sent or received.
+    /// To be called after a clip of this size, in bytes, was sent or received.
     void clipPassed(quint64 size);
 
 private:
@@ -29,7 +29,7 @@ private:
     RunLoop::Timer _pending;
 };
 
-/// The same for this process's heap.
+/// Does for this process's heap what clipPassed() does.
 void trimHeapAfterClip(quint64 size);
 
 } // namespace clipmule

@@ -44,7 +44,7 @@ qint64 integerFromReal(double real) {
     return qint64(real);
 }
 
-// White space, a sign, digits; whatever follows is ignored; saturates.
+// Reads white space, a sign and digits; whatever follows is ignored; saturates.
 qint64 integerFromText(QStringView text) {
     qsizetype at = 0;
     while (at < text.size() && text[at].isSpace())
@@ -64,7 +64,8 @@ qint64 integerFromText(QStringView text) {
     return negative ? -qint64(value) : qint64(value);
 }
 
-// With a full stop in every language: strtod() would want what the user's locale writes.
+// The decimal point is a full stop in every language: strtod() would want what the user's locale
+// writes.
 double realFromText(const QString &text) {
     const QByteArray latin = text.trimmed().toLatin1();
     const char *begin = latin.constData();

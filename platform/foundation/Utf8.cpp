@@ -20,7 +20,7 @@ static_assert(std::endian::native == std::endian::little, "widen() and narrow() 
 
 using Halves = quint64 __attribute__((vector_size(16)));
 
-/// From anywhere in memory.
+/// Loads a vector from anywhere in memory.
 template <typename Vector>
 Vector load(const void *from) {
     Vector vector;
@@ -43,7 +43,7 @@ quint64 foldedBits(const Vector &vector) {
     return halves[0] | halves[1];
 }
 
-// Masks: all ones in each lane where it holds.
+// These functions give masks: all ones in each lane where the condition holds.
 Units isAbove(const Units &units, quint16 limit) {
     return Units(units > all(limit));
 }

@@ -34,7 +34,7 @@ public:
     /// when the bytes are no image, a damaged one, or one that is too large. One under way is
     /// abandoned.
     void start(const QByteArray &image, Completion completion);
-    /// Is not heard of again.
+    /// Abandons the conversion under way, which calls back no more.
     void abandon();
     [[nodiscard]] bool isRunning() const { return bool(_job); }
 

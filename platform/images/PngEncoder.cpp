@@ -18,7 +18,7 @@ namespace {
 // smallest screenshots, and take three quarters of the time of the default filters at this level
 // and a third of the default level's.
 constexpr int compressionLevel = 3;
-// Of a photo of 24 million pixels: 0.9 s instead of 1.75, 36.7 MB instead of 35.3.
+// In haste, a photo of 24 million pixels takes 0.9 s instead of 1.75, and 36.7 MB instead of 35.3.
 constexpr int compressionLevelInHaste = 1;
 constexpr int filters = PNG_FILTER_NONE | PNG_FILTER_SUB;
 

@@ -25,7 +25,7 @@ public:
 
     /// The image is in the format RGB32 or ARGB32; others fail.
     [[nodiscard]] Outcome encode(const QImage &image);
-    /// After a complete encoding.
+    /// The PNG; to be called after a complete encoding.
     [[nodiscard]] QByteArray takeBytes();
 
 private:

@@ -11,7 +11,7 @@ namespace clipmule {
 namespace {
 
 std::optional<quint32> modifierOfName(const QString &name) {
-    // The left ones of each pair.
+    // The left key of each pair.
     static const QHash<QString, quint32> modifiers{
         {QStringLiteral("ctrl"), 0xffe3},
         {QStringLiteral("shift"), 0xffe1},

@@ -27,7 +27,7 @@ public:
 
 private:
     enum class Encoding { Unicode, Latin1, Compound };
-    // Where the reader of compound text stands.
+    // How far the reader of compound text has come.
     enum class Compound { Text, Utf8, Escape, Utf8Escape };
 
     void appendCompound(QByteArrayView bytes);

@@ -45,7 +45,8 @@ namespace PasteboardMarker {
 inline const QString generator = QStringLiteral("Pasteboard generator type");
 inline const QString clipping = QStringLiteral("com.typeit4me.clipping");
 inline const QString transient = QStringLiteral("org.nspasteboard.TransientType");
-/// Of password managers. It has a value, and one of its values says so.
+/// The mark that password managers set. It has a value; one of its values says that the contents
+/// are secret.
 inline const QString passwordHint = QStringLiteral("x-kde-passwordManagerHint");
 inline const QStringList all{generator, clipping, transient, passwordHint};
 } // namespace PasteboardMarker
@@ -71,7 +72,7 @@ public:
     [[nodiscard]] virtual qint64 changeCount() const = 0;
     /// Moves when somebody has copied and then does not tell what, so that it is never read.
     [[nodiscard]] virtual qint64 unansweredCount() const { return 0; }
-    /// In the owner's order, no type twice; empty when there is nothing.
+    /// The types in the owner's order, none twice; empty when there is nothing.
     [[nodiscard]] virtual QStringList types() const = 0;
     [[nodiscard]] virtual std::optional<QByteArray> dataForType(const QString &type) const = 0;
     /// The bytes of a type as text, where the type is text or holds text.
@@ -102,8 +103,8 @@ public:
     /// What others have copied was read and will not be read again: large contents may be let go.
     /// Reading answers nothing then, until the next change.
     virtual void releaseContents() {}
-    /// Offers what we own as what is selected, too, for a window that pastes that. Nothing when the
-    /// contents are not ours or the desktop knows no such thing.
+    /// Offers what we own as the selection, too, for a window that pastes the selection. Does
+    /// nothing when the contents are not ours or the desktop knows no such thing.
     virtual void offerAsSelection() {}
     /// Before the program ends: what we own is handed to the desktop's clipboard manager, if there
     /// is one, for at most half a second. Calls back once, perhaps from inside this call.

@@ -40,8 +40,8 @@ std::optional<QString> string(const QString &type, const QByteArray &data) {
     if (type == PasteboardType::NSRTFPboardType || type == PasteboardType::NSRTFDPboardType) {
         if (const std::optional<QString> text = textOfRtf(data))
             return text;
-        // Text that somebody set for the type without markup. Markup that cannot be read is no
-        // text, nor is a rich-text folder.
+        // Bytes without markup are a text that somebody set for the type. Markup that cannot be
+        // read is no text, nor is a rich-text folder.
         const bool isMarkup = QByteArrayView(data).trimmed().startsWith("{\\");
         const bool isFolder = type == PasteboardType::NSRTFDPboardType && data.startsWith("rtfd");
         return isMarkup || isFolder ? std::nullopt : utf8(data);

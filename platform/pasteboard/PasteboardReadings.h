@@ -15,9 +15,9 @@ namespace clipmule {
 /// read is no reading.
 namespace PasteboardReadings {
 
-/// Longer bytes are no URL, and no title: a link with its title has some hundred. In bytes.
+/// The most bytes of a URL, or of a title: a link with its title has some hundred.
 inline constexpr qsizetype longestLink = 256 * 1024;
-/// Longer bytes are no list of files: a thousand of the longest paths that a system takes.
+/// The most bytes of a list of files: a thousand of the longest paths that a system takes.
 inline constexpr qsizetype longestFileList = 4 * 1024 * 1024;
 
 /// The text of a type that is text or holds text: UTF-8 types as they are, RTF without its markup.

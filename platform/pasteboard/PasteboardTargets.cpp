@@ -118,7 +118,7 @@ constexpr Row table[] = {
     {"text/_moz_htmlinfo", Origin},
     {"text/x-moz-url-priv", Origin},
     {"FILE_NAME", Origin},
-    // Of programs that were made for another system: the document, and the place in it.
+    // Names from programs that were made for another system: the document, and the place in it.
     {"Link Source", Origin},
     {"Link Source Descriptor", Origin},
     {"OBJECTLINK", Origin},
@@ -202,7 +202,7 @@ public:
             if (name.startsWith(beginning))
                 return target;
         }
-        // Some add what the contents are called, after a semicolon.
+        // Some owners add the name of the contents after a semicolon.
         return _names.value(name.section(u';', 0, 0));
     }
 

@@ -27,7 +27,7 @@ enum class Role {
 struct Target {
     Role role = Role::Native;
     Meaning meaning = Meaning::Other;
-    /// Among the names of one meaning; the lowest is the best and asked for first.
+    /// The rank among the names of one meaning; the lowest is the best and asked for first.
     int rank = 0;
 };
 [[nodiscard]] Target find(const QString &target);
@@ -36,7 +36,8 @@ struct Target {
 /// and Origin.
 [[nodiscard]] bool isNobodysBusiness(const QString &target);
 
-/// Lists of files and links under any of the names that file managers and browsers know them by.
+/// Whether a target is a list of files or links, under any of the names that file managers and
+/// browsers know them by.
 [[nodiscard]] bool namesFiles(const QString &target);
 
 /// Whether a name can be a target: printable ASCII, of a length that a display server takes.

@@ -13,8 +13,8 @@ namespace clipmule {
 /// in both directions. Nothing here talks to anybody.
 namespace PasteboardTypes {
 
-/// Of more targets than this the rest is not looked at, nor offered: an office suite offers some
-/// thirty, and each is a request to its owner and a name that the display server never forgets.
+/// Targets beyond this number are not looked at, nor offered: an office suite offers some thirty,
+/// and each is a request to its owner and a name that the display server never forgets.
 constexpr int maximumTargets = 256;
 /// A longer list of URIs, in bytes or in lines, keeps its own name: reading it would hold the run
 /// loop, and no such list is a clip (its files are at most 30 MiB together).
@@ -34,12 +34,12 @@ struct Request {
 /// What to ask for, in the owner's order: one request for each meaning, one for each target without
 /// any, and nothing for what the table of targets leaves with its owner.
 [[nodiscard]] QList<Request> requests(const QStringList &targets);
-/// Contents that are not asked for all the same, in the owner's order, no name twice. An owner that
-/// has nothing else has something, though nothing that travels.
+/// The targets that hold contents but are not asked for, in the owner's order, no name twice. They
+/// show that an owner which has nothing else has something, though nothing that travels.
 [[nodiscard]] QStringList leftOut(const QStringList &targets);
 
-/// What an owner answered. Text and HTML are UTF-8 already (ClipboardText.h). Without bytes, a
-/// target that is only known to be offered.
+/// An owner's answer for a target. Text and HTML are UTF-8 already (ClipboardText.h). An answer
+/// without bytes stands for a target that is only known to be offered.
 struct Answer {
     Meaning meaning = Meaning::Other;
     QString target;
@@ -60,9 +60,9 @@ struct Offer {
     bool isForeign = false;
     /// What is offered is the PNG of the image in the bytes, which is made when somebody asks.
     bool isConverted = false;
-    /// Names files of ours, which go when the program ends.
+    /// The target names files of ours, which go when the program ends.
     bool isOfFiles = false;
-    /// To whom it is not listed.
+    /// The audiences to whom the target is not listed.
     QList<PasteboardAudience> notFor = {};
     friend bool operator==(const Offer &, const Offer &) = default;
 };

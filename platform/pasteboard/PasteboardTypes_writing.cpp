@@ -54,7 +54,7 @@ bool isForAnchors(const QUrl &url) {
     return schemes.contains(url.scheme());
 }
 
-// Without a word on the encoding, which readers of HTML guess differently: all of it is ASCII.
+// The HTML is all ASCII and says nothing of its encoding, which readers would guess differently.
 QString escapedHtml(const QString &text) {
     QString html;
     for (const char32_t character : text.toHtmlEscaped().toUcs4()) {
@@ -162,8 +162,8 @@ private:
                type == PasteboardType::applePng;
     }
 
-    // Under the names of what they are: what their types are called says nothing about their
-    // bytes. Many programs paste PNG and nothing else.
+    // Images are offered under the names of what they are: their types' names say nothing about
+    // their bytes. Many programs paste PNG and nothing else.
     void addImages() {
         for (const QByteArray &data : std::as_const(_images)) {
             const QString type = imageTypeOf(data);
@@ -180,7 +180,7 @@ private:
             append({.target = pngTarget, .type = pngTarget, .data = *image, .isConverted = true});
     }
 
-    // Some file managers take only the one, some only the other.
+    // Files are offered in two forms: some file managers take only the one, some only the other.
     void addFiles() {
         if (_files.isEmpty())
             return;
@@ -206,14 +206,15 @@ private:
             {.target = ofFileManagers, .type = ofFileManagers, .data = copied, .isOfFiles = true});
     }
 
-    // Never as text/uri-list, though that is the name of URLs among MIME types: rich text fields
-    // see a file in it, text documents link themselves to the address, file managers fetch it.
+    // A URL is never offered as text/uri-list, though that is the name of URLs among MIME types:
+    // rich text fields see a file in it, text documents link themselves to the address, file
+    // managers fetch it.
     void addUrl() {
         const std::optional<Link> link = linkIn(_contents);
         if (!link)
             return;
-        // Programs that are made with Qt take it for a list of files, and the file managers among
-        // them download what it leads to.
+        // Programs that are made with Qt take this target for a list of files, and the file
+        // managers among them download what it leads to.
         if (!link->isPartOfText && isOfTheWeb(link->url) && !namesAProgram(link->url)) {
             QStringEncoder utf16(QStringEncoder::Utf16LE);
             const QString target = QStringLiteral("text/x-moz-url");
@@ -228,7 +229,7 @@ private:
             addText(link->address);
     }
 
-    // A spreadsheet asks in which language HTML is to be read.
+    // Spreadsheets get no HTML: they would ask the user in which language it is to be read.
     void addLinkInHtml(const QByteArray &html) {
         const QString target = QStringLiteral("text/html");
         append({.target = target,

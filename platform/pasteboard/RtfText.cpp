@@ -55,7 +55,7 @@ public:
         _name = name;
     }
 
-    // As text; Latin-1 where this system does not know the code page.
+    // The bytes as text; Latin-1 where this system does not know the code page.
     [[nodiscard]] QString decoded(const QByteArray &bytes) {
         if (!_isOpen) {
             _converter = iconv_open("UTF-16LE", _name.constData());

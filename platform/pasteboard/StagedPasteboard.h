@@ -34,7 +34,7 @@ public:
     void setPropertyListForType(const PropertyList &value, const QString &type) override;
     void writeUrl(const QUrl &url) override;
     void commit() override;
-    /// Of more than a megabyte, for which the memory is worth having.
+    /// Lets go of contents of more than a megabyte; less is not worth it.
     void releaseContents() override;
 
 protected:

@@ -10,7 +10,7 @@
 
 namespace clipmule {
 
-/// The user info of a notification, as bytes; what is larger is neither posted nor taken. Holds
+/// The most bytes of a notification's user info; a larger one is neither posted nor taken. Holds
 /// every value that FilePreferencesDatabase takes, and the names around it.
 inline constexpr qsizetype largestUserInfo = 8 * 1024 * 1024 + 64 * 1024;
 

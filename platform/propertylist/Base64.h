@@ -13,7 +13,7 @@ namespace clipmule::Base64 {
 struct Lines {
     /// Characters of a full line, without tabs and line feed; a positive multiple of four.
     int length = 76;
-    /// At most eight.
+    /// Tabs before each line, at most eight.
     int tabs = 0;
 };
 

@@ -17,7 +17,7 @@ namespace clipmule {
 /// it in memory, too, and a history in which one long text stands in every clip is an ordinary one.
 class ExpansionAccount {
 public:
-    /// Of one object, to be kept as long as the object may be referred to.
+    /// The measure of one object, to be kept as long as the object may be referred to.
     struct Measure {
         /// Objects that a walk meets.
         quint64 weight = 1;
@@ -26,14 +26,14 @@ public:
     };
 
     ExpansionAccount(qsizetype archiveSize, int maximumDepth);
-    /// Of an archive of so many bytes, in objects.
+    /// The largest weight, in objects, that an archive of so many bytes may have.
     [[nodiscard]] static quint64 largestWeight(qsizetype archiveSize);
 
     // Raise a PlatformException named "InvalidArchive" when a limit is passed.
     /// The object's contents follow, until the matching end().
     void begin(Measure &object);
     void end() { _path.pop_back(); }
-    /// The object that was begun last refers to this one. Nothing outside of any object.
+    /// The object that was begun last refers to this one. Does nothing outside of any object.
     void addReference(const Measure &object);
 
 private:

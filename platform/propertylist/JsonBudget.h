@@ -15,8 +15,8 @@ public:
     /// Values that are shown at once: some 600 MB of memory. A clip of ten thousand items, whole,
     /// has a hundred thousand.
     static constexpr qint64 mostValues = qint64(1) << 21;
-    /// Beyond what the input itself holds: a history in which one long text stands in every clip
-    /// is shown as well.
+    /// UTF-16 units that may be shown beyond what the input itself holds: a history in which one
+    /// long text stands in every clip is shown as well.
     static constexpr qint64 mostSharedUnits = qint64(32) << 20;
 
     /// `units` are UTF-16 units of texts and hexadecimal digits of bytes, in all.
@@ -30,7 +30,7 @@ public:
 
     // Both raise a PlatformException named "TooLarge" once the budget is used up.
     void take(qint64 units);
-    /// With everything in it, each time that it is met.
+    /// Takes what the value needs with everything in it, each time that it is met.
     void take(const PropertyList &value);
 
 private:

@@ -14,15 +14,16 @@ namespace clipmule {
 /// on the heap at its worst moment.
 class ParseMemory {
 public:
-    // In bytes, upper bounds of what the containers allocate.
-    /// A list that is made at its final size, for each element.
+    // These are in bytes, upper bounds of what the containers allocate.
+    /// For each element of a list that is made at its final size.
     static constexpr quint64 element = sizeof(PropertyList);
-    /// A list that grows: at the moment when it moves, it is there one and a half times again.
+    /// For each element of a list that grows: when it moves, it is there one and a half times
+    /// again.
     static constexpr quint64 growingElement = 3 * element;
-    /// A node of a tree: key, value, links and the allocator's own.
+    /// For a node of a tree: key, value, links and the allocator's own.
     static constexpr quint64 entry =
         sizeof(std::pair<QString, PropertyList>) + 4 * sizeof(void *) + 16;
-    /// Any list or dictionary, and the head of any text or data that is not empty.
+    /// For any list or dictionary, and the head of any text or data that is not empty.
     static constexpr quint64 head = 64;
 
     ParseMemory(qsizetype inputSize, quint64 perByte, quint64 floor)

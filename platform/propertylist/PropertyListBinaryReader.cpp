@@ -88,14 +88,14 @@ private:
         int height = 0;
     };
 
-    /// With the allocator's own: the nodes of a deque hold ten.
+    /// Bytes of a decoded object with the allocator's share: the nodes of a deque hold ten.
     static constexpr quint64 memoryOfDecoded = sizeof(Decoded) + 8;
 
     static constexpr quint32 untouched = 0;
     static constexpr quint32 beingDecoded = 1;
     static constexpr quint32 firstDecoded = 2;
 
-    /// Takes the answer of _memory.
+    /// Refuses the list when _memory has answered that a value cannot be paid for.
     static void afford(bool isAffordable) {
         if (!isAffordable)
             refuse(QStringLiteral("too many values for the size"));
@@ -136,7 +136,8 @@ private:
         return bigEndian(_bytes + _tableOffset + object * quint64(_offsetWidth), _offsetWidth);
     }
 
-    /// The place in _decoded. `depth` is the number of containers around the object.
+    /// Decodes an object and returns its place in _decoded. `depth` is the number of containers
+    /// around the object.
     size_t decode(quint64 object, int depth) {
         quint32 &state = _states[size_t(object)];
         if (state == beingDecoded)
@@ -348,7 +349,7 @@ private:
     quint64 _spent = 0;
     /// By object number: one of the constants, or the place in _decoded + firstDecoded.
     std::vector<quint32> _states;
-    /// Grows without moving.
+    /// The decoded objects; a deque grows without moving them.
     std::deque<Decoded> _decoded;
     ParseMemory _memory;
 };

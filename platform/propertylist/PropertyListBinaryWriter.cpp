@@ -38,7 +38,7 @@ bool isAscii(const QString &text) {
     return std::all_of(text.begin(), text.end(), [](QChar unit) { return unit.unicode() < 0x80; });
 }
 
-/// Marker, and the count object of 15 and more.
+/// Bytes of a marker and, for counts of 15 and more, of the count object.
 quint64 markerSize(qsizetype count) {
     return count < 15 ? 1 : 2 + quint64(widthAbove(quint64(count)));
 }
@@ -253,7 +253,7 @@ private:
     QHash<QString, quint32> _strings;
     QHash<QByteArray, quint32> _data;
     QHash<std::pair<int, quint64>, quint32> _numbers;
-    /// Of all objects, without the references.
+    /// Bytes of all objects, without the references.
     quint64 _size = 0;
     int _referenceWidth = 0;
     QByteArray _bytes;

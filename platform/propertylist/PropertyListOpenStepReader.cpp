@@ -77,7 +77,7 @@ private:
         throw Refused{reason + QStringLiteral(" in line %1").arg(line)};
     }
 
-    /// Takes the answer of _memory.
+    /// Refuses the list when _memory has answered that a value cannot be paid for.
     void afford(bool isAffordable) const {
         if (!isAffordable)
             refuse(QStringLiteral("too many values for the size"));

@@ -21,7 +21,7 @@ public:
     struct Parsed {
         /// Missing when the input was refused.
         std::optional<PropertyList> value;
-        /// Of the form that was recognised.
+        /// The form that was recognised.
         Format format = Format::OpenStep;
         /// Empty when there is a value.
         QString error;
@@ -55,8 +55,8 @@ public:
     /// clip, ten million ampersands, takes a tenth of this.
     static constexpr qsizetype maximumXmlSize = 512 << 20;
 
-    /// The form is detected: binary by its magic, then XML, then OpenStep text. Of a bare word
-    /// that is a string; of white space alone an empty dictionary; of no bytes an error.
+    /// The form is detected: binary by its magic, then XML, then OpenStep text. A bare word is a
+    /// string, white space alone an empty dictionary, no bytes at all an error.
     [[nodiscard]] static Parsed parse(QByteArrayView bytes, quint64 perByte = memoryPerByte);
     [[nodiscard]] static Parsed parseXml(QByteArrayView bytes, quint64 perByte = memoryPerByte);
     [[nodiscard]] static Parsed parseBinary(QByteArrayView bytes, quint64 perByte = memoryPerByte);

@@ -57,7 +57,7 @@ QString shown(std::string_view text) {
     return cutForLog(QString::fromUtf8(text.data(), qsizetype(std::min<size_t>(text.size(), 256))));
 }
 
-/// White space, a sign, white space, then decimal digits, or hexadecimal ones after "0x".
+/// Reads white space, a sign, white space, then decimal digits, or hexadecimal ones after "0x".
 std::optional<PropertyList> integerFromXml(std::string_view text) {
     const char *at = text.data();
     const char *const end = at + text.size();
@@ -168,7 +168,7 @@ private:
         throw Refused{reason + QStringLiteral(" in line %1").arg(line)};
     }
 
-    /// Takes the answer of _memory.
+    /// Refuses the list when _memory has answered that a value cannot be paid for.
     void afford(bool isAffordable) const {
         if (!isAffordable)
             refuse(QStringLiteral("too many values for the size"));
@@ -181,7 +181,7 @@ private:
     }
     bool isAtCloseTag() const { return isAt("</"); }
 
-    /// Behind the next occurrence of a text.
+    /// Moves behind the next occurrence of a text.
     void skipPast(std::string_view text, const char *what) {
         const size_t found = _text.find(text, _at);
         if (found == _text.npos)
@@ -194,8 +194,8 @@ private:
             ++_at;
     }
 
-    /// Over white space, comments and processing instructions, and before the root over document
-    /// types, to the "<" of a tag.
+    /// Moves over white space, comments and processing instructions, and before the root over
+    /// document types, to the "<" of a tag.
     void skipToTag(bool isBeforeRoot = false) {
         for (;;) {
             skipBlanks();
@@ -438,7 +438,7 @@ private:
         return out;
     }
 
-    /// Up to the given place.
+    /// Decodes the characters up to the given place.
     char16_t *decodeCharacters(char16_t *out, size_t end) {
         out = decodeUtf8(out, QByteArrayView(_text.data() + _at, qsizetype(end - _at)));
         if (!out)
@@ -466,7 +466,8 @@ private:
         return out;
     }
 
-    /// Of "&" and what follows it up to the semicolon.
+    /// The character that a reference stands for, given as "&" and what follows it up to the
+    /// semicolon.
     static std::optional<char32_t> characterOfReference(std::string_view name) {
         if (name == "&lt")
             return U'<';
@@ -503,7 +504,8 @@ private:
         }
     }
 
-    /// After a bound that was too high by far, as for data that was mostly white space.
+    /// Gives memory back after a bound that was far too high, as for data that was mostly white
+    /// space.
     template <typename Array>
     static void releaseExcess(Array &array) {
         if (array.size() < array.capacity() - array.capacity() / 4)

@@ -41,7 +41,7 @@ PropertyListXmlText fromUtf16(QByteArrayView bytes, QStringDecoder::Encoding enc
     const QString error = QStringLiteral("the text is not valid UTF-16");
     if (bytes.size() % 2 != 0)
         return refused(error);
-    // A mark, if there was one, is gone; another is a character.
+    // The first byte-order mark, if there was one, is gone; a second is a character.
     QStringDecoder decoder(encoding, QStringDecoder::Flag::ConvertInitialBom);
     const QString text = decoder(bytes);
     if (!text.isValidUtf16())
@@ -99,7 +99,7 @@ PropertyListXmlText fromDeclared(QByteArrayView bytes, const QByteArray &name) {
     }
     if (name == "iso-8859-1" || name == "iso_8859-1" || name == "latin1")
         return asUtf8(QString::fromLatin1(bytes));
-    // Could the declaration be read byte by byte, then the text is not UTF-16.
+    // A declaration that can be read byte by byte is not in UTF-16.
     if (name.startsWith("utf-16"))
         return refused(QStringLiteral("the text is not UTF-16 as declared"));
     return refused(

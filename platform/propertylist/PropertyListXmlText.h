@@ -11,7 +11,7 @@ namespace clipmule {
 
 /// The text of an XML property list as UTF-8.
 struct PropertyListXmlText {
-    /// Without byte-order mark; into the bytes that were given, or into `converted`.
+    /// The text without byte-order mark; a view of the bytes that were given, or of `converted`.
     QByteArrayView text;
     QByteArray converted;
     /// Why the bytes were refused; empty when they were not. Bytes that are said to be UTF-8 are

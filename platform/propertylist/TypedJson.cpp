@@ -25,7 +25,7 @@ QString textOfReal(double real) {
     return QString::fromLatin1(text.begin(), end - text.begin());
 }
 
-/// Of a text that is the number and nothing else.
+/// The number that a text consists of; nothing when the text has anything else in it.
 template <typename Number>
 std::optional<Number> numberOfText(const QJsonValue &json) {
     const QByteArray text = json.toString().toLatin1();

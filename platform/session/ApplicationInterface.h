@@ -19,13 +19,14 @@ public:
     ApplicationInterface(const ApplicationInterface &) = delete;
     ApplicationInterface &operator=(const ApplicationInterface &) = delete;
 
-    /// Answers under the identifier's path from now on; to be called before the name is claimed, so
-    /// that who asks the name is answered. False without a session bus.
+    /// Answers under the identifier's path from now on. To be called before the name is claimed, so
+    /// that programs which call the name get an answer. False without a session bus.
     virtual bool start(const QString &identifier) = 0;
 
-    /// Show yourself. The token lets a window come to the front; empty where there is none.
+    /// The program is to show itself. The token lets a window come to the front; empty where there
+    /// is none.
     std::function<void(const QString &activationToken)> onActivate;
-    /// Do what the desktop entry names as an action.
+    /// The program is to do what the desktop entry names as an action.
     std::function<void(const QString &action)> onAction;
 };
 

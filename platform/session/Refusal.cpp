@@ -145,7 +145,7 @@ QString filledIn(const QString &sentence, const Refusal &refusal, const QLocale 
     return text;
 }
 
-// In UTF-16 units: a line of a log.
+// UTF-16 units of a detail: a line of a log.
 constexpr qsizetype longestDetail = 256;
 
 const char *const repeated = QT_TRANSLATE_NOOP("Clipmule", "(%2 times)");

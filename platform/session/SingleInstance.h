@@ -30,7 +30,7 @@ public:
         /// Less than it should, as without a display: a whole one may have the name.
         Makeshift,
     };
-    /// A makeshift instance that was told to leave and has not done so by then hangs.
+    /// How long a makeshift instance that was told to leave may take; one that takes longer hangs.
     static constexpr RunLoop::Seconds patienceWithPredecessor{5};
 
     SingleInstance() = default;

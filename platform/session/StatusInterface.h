@@ -36,7 +36,7 @@ struct AgentStatus {
     };
 
     QString version;
-    /// Of the Qt library that it runs on.
+    /// The version of the Qt library that the agent runs on.
     QString qtVersion;
     bool syncEnabled = false;
     /// Whether it was started where there is a display. Without one it only passes clips on from
@@ -101,7 +101,7 @@ public:
     [[nodiscard]] virtual const std::optional<AgentStatus> &status() const = 0;
     /// Whether there is a session bus to ask.
     [[nodiscard]] virtual bool hasBus() const = 0;
-    /// Any of it changed.
+    /// Called when any of it changed.
     std::function<void()> onChange;
 };
 

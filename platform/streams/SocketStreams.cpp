@@ -54,7 +54,7 @@ private:
     FileHandle _owned;
     std::unique_ptr<SocketConnector> _connector;
     bool _connecting = false;
-    // Not closed yet.
+    // The ends that are not closed yet.
     QList<SocketEnd *> _ends;
 };
 

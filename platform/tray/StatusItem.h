@@ -29,7 +29,7 @@ public:
     StatusItem(const StatusItem &) = delete;
     StatusItem &operator=(const StatusItem &) = delete;
 
-    /// What the item is in.
+    /// The kind of status area that the item is in.
     enum class Host {
         None,         ///< no status area so far
         Tray,         ///< a tray that embeds a window of ours and tells where it is
@@ -38,15 +38,15 @@ public:
     struct Delegate {
         /// The user activated the item, by a click or from the keyboard.
         std::function<void()> clicked;
-        /// The host is another one.
+        /// The item is in another kind of status area.
         std::function<void()> hostDidChange;
     };
 
     virtual void setDelegate(Delegate delegate) = 0;
-    /// Shown beside the pointer, and read out.
+    /// Sets the name that is shown beside the pointer and read out.
     virtual void setName(const QString &name) = 0;
     virtual void setIcon(const QIcon &icon) = 0;
-    /// Not owned. It must be taken away, by null, before it is destroyed.
+    /// Sets the menu, which is not owned and must be taken away, by null, before it is destroyed.
     virtual void setMenu(QMenu *menu) = 0;
     /// Shows the menu under the item and returns at once.
     virtual void popUpMenu() = 0;
@@ -71,8 +71,9 @@ public:
     [[nodiscard]] virtual std::unique_ptr<StatusItem> statusItemWithLength(int length) = 0;
 };
 
-/// The desktop's, through the toolkit; it needs an application with widgets. The display tells of
-/// trays that embed windows; without one only hosts on the session bus are looked for.
+/// The status area of the desktop, through the toolkit; it needs an application with widgets. The
+/// display tells of trays that embed windows; without one only hosts on the session bus are looked
+/// for.
 [[nodiscard]] std::unique_ptr<StatusBar> makeStatusBar(const Session &session);
 
 } // namespace clipmule

@@ -11,7 +11,7 @@ namespace clipmule {
 
 /// What is known of where a status item is.
 struct StatusItemWhereabouts {
-    /// As the tray tells it; empty when it does not.
+    /// The item's place as the tray tells it; empty when it does not.
     QRect geometry;
     /// Where the item was clicked last.
     std::optional<QPoint> click;

@@ -12,7 +12,7 @@ namespace clipmule {
 
 namespace {
 
-// Where the desktop does not tell.
+// Stands in where the desktop does not tell which application is active.
 class NullActiveApplication final : public ActiveApplication {
 public:
     [[nodiscard]] std::optional<QString> identifier() const override { return std::nullopt; }

@@ -30,7 +30,7 @@ public:
         /// The keys, as the table of applications writes them ("Ctrl+Shift+V"); nothing where the
         /// usual ones do, as in every window of which nothing is known.
         std::optional<QString> keys;
-        /// They take what is selected, not what was copied.
+        /// Whether the keys paste what is selected, not what was copied.
         bool isFromSelection = false;
 
         friend bool operator==(const Pasting &, const Pasting &) = default;
@@ -38,10 +38,10 @@ public:
     [[nodiscard]] virtual Pasting pasting() const { return {}; }
 };
 
-/// The one of the session's display; one that never knows where there is none. The table says which
-/// programs are file and photo managers and in which windows other keys paste (ApplicationTable.h);
-/// without it, desktop files alone tell. What the user's own table says goes before it; there may
-/// be none. Never null.
+/// The backend of the session's display; one that never knows where there is none. The table says
+/// which programs are file and photo managers and in which windows other keys paste
+/// (ApplicationTable.h); without it, desktop files alone tell. What the user's own table says goes
+/// before it; there may be none. Never null.
 [[nodiscard]] std::unique_ptr<ActiveApplication>
 makeActiveApplication(const Session &session, const QString &tablePath,
                       const QString &userTablePath = {});

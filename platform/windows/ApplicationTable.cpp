@@ -100,7 +100,7 @@ QString ApplicationTable::add(const PropertyList::Dictionary &entries) {
     _parts.insert(*partsByName);
     for (const auto &[name, keys] : pasteKeys->asKeyValueRange()) {
         _pasteKeys.insert(name, keys);
-        // Who changes the keys says anew where they paste from.
+        // An entry that changes the keys says anew where they paste from.
         _pasteFromSelection.remove(name);
     }
     for (const QString &name : *fromSelection)

@@ -23,14 +23,14 @@ namespace clipmule {
 /// Names are compared without regard to case.
 class ApplicationTable {
 public:
-    /// A larger file is none: the program's own has some hundred names.
+    /// A larger file is not read: the program's own has some hundred names.
     static constexpr qint64 maximumFileBytes = 256 * 1024;
 
     /// A table with nothing in it, and a line in the log, when the file cannot be read.
     [[nodiscard]] static ApplicationTable read(const QString &path);
-    /// Adds a file of the same form, whose entries replace those that are there. None at all is in
-    /// order; of one that is too large, damaged or of another form nothing is added, and a line in
-    /// the log says so.
+    /// Adds a file of the same form, whose entries replace those that are there. A missing file is
+    /// in order. Of a file that is too large, damaged or of another form nothing is added, and a
+    /// line in the log says so.
     void addUsersOwn(const QString &path);
 
     /// The part that a program plays, by any of its names.

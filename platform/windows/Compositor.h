@@ -17,12 +17,12 @@ public:
     Compositor(const Compositor &) = delete;
     Compositor &operator=(const Compositor &) = delete;
 
-    /// At this moment: users turn it on and off.
+    /// Whether it runs at this moment: users turn it on and off.
     [[nodiscard]] virtual bool isRunning() const = 0;
 };
 
-/// The display's, asked in one round trip to the server. Without a display, and after its loss, it
-/// is taken to run: displays of other kinds always blend.
+/// The compositor of the display, asked in one round trip to the server. Without a display, and
+/// after its loss, it is taken to run: displays of other kinds always blend.
 [[nodiscard]] std::unique_ptr<Compositor> makeCompositor(const Session &session);
 
 } // namespace clipmule

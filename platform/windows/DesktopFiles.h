@@ -15,7 +15,7 @@ namespace clipmule {
 /// when a folder has changed.
 class DesktopFiles {
 public:
-    /// Files that are larger are none: the longest, with all their translations, have some 50 KB.
+    /// Larger files are not read: the longest, with all their translations, have some 50 KB.
     static constexpr qint64 maximumFileBytes = 1024 * 1024;
     /// More are not read: a desktop with everything installed has a thousand.
     static constexpr int maximumFiles = 4096;
@@ -32,8 +32,8 @@ public:
     /// The applications folders of the user and of the system.
     [[nodiscard]] static QStringList standardFolders();
 
-    /// By identifier, by the window class that the file names, or by the last part of the
-    /// identifier ("dolphin" of "org.kde.dolphin"), in this order and whatever the case.
+    /// Finds a program by identifier, by the window class that the file names, or by the last part
+    /// of the identifier ("dolphin" of "org.kde.dolphin"), in this order and whatever the case.
     [[nodiscard]] std::optional<Program> find(const QString &name) const;
 
 private:

@@ -13,7 +13,7 @@
 namespace clipmule {
 
 namespace {
-// Each costs some ten microseconds, the largest (a quarter of a megabyte of a property) some
+// Each event costs some ten microseconds, the largest (a quarter of a megabyte of a property) some
 // hundred: far below the 50 ms that nobody may hold the run loop for.
 constexpr int eventsPerTurn = 32;
 } // namespace

@@ -50,9 +50,9 @@ class X11Connection final {
     };
 
 public:
-    /// Null when there is no such display. Empty: the one of $DISPLAY.
+    /// Null when there is no such display. An empty name stands for the one of $DISPLAY.
     [[nodiscard]] static std::shared_ptr<X11Connection> open(const QByteArray &display = {});
-    /// For open().
+    /// Used by open().
     explicit X11Connection(const Opened &opened);
     ~X11Connection();
     X11Connection(const X11Connection &) = delete;

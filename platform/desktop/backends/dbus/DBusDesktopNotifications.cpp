@@ -15,7 +15,7 @@ namespace clipmule {
 
 namespace {
 
-// In milliseconds, as long as the message panel stays.
+// How long a message is shown, in milliseconds: as long as the message panel stays.
 constexpr int shownFor = 5000;
 
 class DBusDesktopNotifications final : public DesktopNotifications {
@@ -25,7 +25,7 @@ public:
             return;
         _title = title;
         _text = text;
-        // The last one of those that come while the server is asked is what is shown.
+        // Of several messages that come while the server is being asked, only the last is shown.
         if (_readsMarkup)
             send();
         else if (!_asking)
@@ -41,7 +41,7 @@ private:
             const QDBusPendingReply<QStringList> reply = *watcher;
             watcher->deleteLater();
             _asking = false;
-            // A server that does not answer now may be another one next time, and is asked again.
+            // A server that does not answer is asked again: it may be another one next time.
             if (!reply.isError())
                 _readsMarkup = reply.value().contains(QStringLiteral("body-markup"));
             send();
@@ -78,7 +78,7 @@ private:
     bool _asking = false;
     std::optional<bool> _readsMarkup;
     BusConnection _bus{BusConnection::Bus::Session};
-    // The number of the one that is replaced; 0 for none.
+    // The number of the notification that is replaced; 0 for none.
     uint _last = 0;
 };
 

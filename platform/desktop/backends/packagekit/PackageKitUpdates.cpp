@@ -24,7 +24,7 @@ const QString service = QStringLiteral("org.freedesktop.PackageKit");
 const QString path = QStringLiteral("/org/freedesktop/PackageKit");
 const QString transactionInterface = QStringLiteral("org.freedesktop.PackageKit.Transaction");
 
-// Of the interface: bits of a filter, of the flags of a transaction, and how one ended.
+// Numbers of the interface: bits of a filter, flags of a transaction, and how one ended.
 constexpr quint64 noFilter = 1U << 1;
 constexpr quint64 installedOnly = 1U << 2;
 constexpr quint64 trustedOnly = 1U << 1;
@@ -33,9 +33,9 @@ constexpr uint succeeded = 1;
 // Fetching lists over a slow network takes minutes, installing may wait for a password.
 constexpr RunLoop::Seconds findWithin{300};
 constexpr RunLoop::Seconds installWithin{3600};
-// In milliseconds; the daemon may have to be started first.
+// How long a reply may take, in milliseconds; the daemon may have to be started first.
 constexpr int replyWithin = 25000;
-// Whatever is shown to the user fits into a panel.
+// UTF-16 units of a version: whatever is shown to the user fits into a panel.
 constexpr qsizetype longestVersion = 64;
 constexpr qsizetype longestError = 200;
 // "name;version;architecture;origin"
@@ -147,7 +147,7 @@ private:
     void end(const QString &error) {
         _deadline.cancel();
         _result.error = error;
-        // Who asked may release this object.
+        // The callback may release this object.
         if (const Callback callback = std::exchange(_callback, {}))
             callback(_result);
     }

@@ -86,9 +86,10 @@ void AvahiBus::subscribe() {
     bus.connect(busService, QStringLiteral("/org/freedesktop/DBus"), busService,
                 QStringLiteral("NameOwnerChanged"), {avahiService}, QStringLiteral("sss"), this,
                 SLOT(ownerChanged(QString, QString, QString)));
-    // From any sender and any path. A sender by name would cost a blocking question for its
-    // owner; whether it is the daemon is seen from the message. And the daemon sends an object's
-    // first signals together with the answer that names its path, too early to subscribe to it.
+    // Signals of any sender and any path are received. A sender by name would cost a blocking
+    // question for its owner; whether it is the daemon is seen from the message. And the daemon
+    // sends an object's first signals together with the answer that names its path, too early to
+    // subscribe to it.
     bus.connect(QString(), serverPath, serverInterface, QStringLiteral("StateChanged"), this,
                 SLOT(serverStateChanged(QDBusMessage)));
     const std::pair<QString, QStringList> signalsOfObjects[] = {

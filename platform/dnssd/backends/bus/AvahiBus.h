@@ -54,7 +54,7 @@ public:
     /// As above, the answer is of no interest. Nothing is sent once the daemon is lost.
     void send(const QString &path, const QString &interface, const QString &member);
 
-    // For AvahiBusObject.
+    // Called by AvahiBusObject.
     void creationBegins() { ++_creations; }
     void creationEnds();
     void route(const QString &path, AvahiBusObject &object) { _objects.insert(path, &object); }
@@ -99,9 +99,8 @@ private:
     QList<QDBusMessage> _heldSignals;
 };
 
-/// One object that the daemon keeps for us, freed with this. Made by a call that answers with its
-/// path; to be
-/// destroyed when the daemon is lost.
+/// One object that the daemon keeps for us, freed with this. It is made by a call that answers with
+/// its path, and is to be destroyed when the daemon is lost.
 class AvahiBusObject {
 public:
     /// The kind is the last part of the interface's name, like "EntryGroup".
@@ -112,15 +111,15 @@ public:
 
     // Each may destroy the object.
 
-    /// It is there.
+    /// The daemon has made the object.
     virtual void created() = 0;
     virtual void receive(const QDBusMessage &signal) = 0;
-    /// It could not be made, or a call ended with an error.
+    /// The object could not be made, or a call ended with an error.
     virtual void refused(const QDBusMessage &error) = 0;
 
 protected:
-    /// Only once. The member belongs to the server's interface: "Server" or, for the objects that
-    /// are started, "Server2".
+    /// Asks the daemon for the object; to be called once. The member belongs to the server's
+    /// interface: "Server" or, for the objects that are started, "Server2".
     void create(const QString &serverInterface, const QString &member,
                 const QVariantList &arguments);
     void call(const QString &member, const QVariantList &arguments,

@@ -83,7 +83,7 @@ public:
     void receive(const QDBusMessage &signal) override {
         const QVariantList arguments = signal.arguments();
         if (signal.member() == QStringLiteral("Failure")) {
-            // After five seconds, for the daemon's own limit; an answer may still come.
+            // The daemon reports this at its own limit of five seconds; an answer may still come.
             const QString error = arguments.value(0).toString();
             if (!error.endsWith(QStringLiteral("TimeoutError")))
                 fail(error);
@@ -142,7 +142,7 @@ public:
 
     void created() override {
         _publishedTxtRecord = _txtRecord;
-        // The daemon's domain and host.
+        // Empty texts stand for the daemon's own domain and host.
         call(QStringLiteral("AddService"),
              {anyInterface, anyProtocol, noFlags, _service.name, _service.type, QString(),
               QString(), QVariant::fromValue(_port), entries(_txtRecord)},

@@ -27,7 +27,7 @@ constexpr auto noLookupFlags = AvahiLookupFlags(0);
 constexpr auto noPublishFlags = AvahiPublishFlags(0);
 /// What a record's data can have at most, by the width of its length field.
 constexpr qsizetype maximumRecordBytes = std::numeric_limits<quint16>::max();
-/// The library's own lines are shorter.
+/// UTF-16 units of a log line; the library's own lines are shorter.
 constexpr qsizetype longestLine = 512;
 
 void logFromLibrary(AvahiLogLevel level, const char *text) {
@@ -280,7 +280,7 @@ void AvahiCoreResponder::makeServer() {
 
 void AvahiCoreResponder::endServer() {
     _events.clear();
-    // All let go of their operations at that, which must be freed before the server.
+    // At this, all clients let go of their operations, which must be freed before the server.
     setAvailability(Availability::Absent);
     avahi_server_free(std::exchange(_server, nullptr));
 }

@@ -23,8 +23,8 @@ namespace clipmule {
 ///
 /// A stroke is gathered between inhibitLocalEvents(true) and (false) and made in one go, other
 /// clients held off meanwhile. The user's own devices cannot be held off; the few milliseconds are
-/// short. Modifiers that he holds are released for the stroke, unless states may combine, and
-/// pressed again afterwards if he still holds them. Caps Lock and Num Lock stay.
+/// short. Modifiers that the user holds are released for the stroke, unless states may combine, and
+/// pressed again afterwards if they are still held. Caps Lock and Num Lock stay.
 ///
 /// The stroke that pastes, Command with "v" and nothing else, is made with the keys that the active
 /// window takes for it; with Control and the key that types "v" where nothing else is known of it.
@@ -42,14 +42,14 @@ public:
     /// do.
     using PasteKeys = std::function<std::optional<QString>()>;
 
-    /// Without `pasteKeys`, the usual ones do everywhere.
+    /// Without `pasteKeys`, the usual keys paste everywhere.
     explicit XTestKeyboardEvents(std::shared_ptr<X11Connection> connection,
                                  PasteKeys pasteKeys = {});
     ~XTestKeyboardEvents() override;
 
     void inhibitLocalEvents(bool inhibit) override;
     void enableEventStateCombining(bool combine) override { _isCombining = combine; }
-    /// Without an effect: everything of the user's always passes.
+    /// Has no effect: everything of the user's always passes.
     void setLocalEventsFilterDuringSuppressionState(quint32, quint32) override {}
     void postKeyboardEvent(quint16 character, quint16 virtualKey, bool keyDown) override;
     [[nodiscard]] QString description() const override { return QStringLiteral("xtest"); }

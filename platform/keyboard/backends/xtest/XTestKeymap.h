@@ -31,9 +31,9 @@ public:
         xcb_keycode_t key;
         /// The row of the modifier map: 0 Shift, 2 Control, 3 to 7 the others. Never 1, the lock.
         int row;
-        /// False for one that only the synthetic keyboard still takes for pressed: it was pressed
-        /// for the user, who let go of it on his own keyboard. It has no effect, but cannot be
-        /// pressed again before it is released.
+        /// False for a key that only the synthetic keyboard still takes for pressed: it was pressed
+        /// on the user's behalf, and the user has let go of it on the real keyboard. It has no
+        /// effect, but cannot be pressed again before it is released.
         bool isEffective;
     };
     /// The modifier keys that are down, however they came to be.

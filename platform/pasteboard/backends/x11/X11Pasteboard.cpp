@@ -46,7 +46,7 @@ void X11Pasteboard::start() {
     _connection->flush();
 }
 
-// A manager may own the clipboard since before our start.
+// Looks for an owner at the start: a manager may own the clipboard since before.
 void X11Pasteboard::findTheOwner() {
     const auto cookie = xcb_get_selection_owner(_connection->xcb(), _clipboard);
     _connection->awaitReply(cookie.sequence, this, [this](const void *memory) {
@@ -116,7 +116,7 @@ void X11Pasteboard::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
                       _connection->clientOf(owner) != _connection->clientOf(_currentOwner),
                   .hasOwnedBefore = _earlierOwners.contains(owner),
                   .hasReadUs = _taken && now - *_taken < reowningTime && _owner.wasReadBy(owner)};
-    // After a while without contents they are nobody's to take over.
+    // After a while without an owner nobody takes over what was there before.
     if (_ended && !taking.followsAnEnd)
         _last.reset();
     _ended.reset();
@@ -140,8 +140,8 @@ void X11Pasteboard::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
     _settle = RunLoop::current().performAfter(settleTime, [this, time] { fetch(time); });
 }
 
-// The answer is there before anything that the owner is asked for, and before the one about the
-// next owner.
+// The reply comes before anything that the owner is asked for, and before the one about the next
+// owner.
 void X11Pasteboard::askForTheManager(xcb_window_t owner) {
     const auto cookie = xcb_get_selection_owner(_connection->xcb(), _clipboardManager);
     _connection->awaitReply(cookie.sequence, this, [this, owner](const void *memory) {
@@ -157,7 +157,7 @@ void X11Pasteboard::fetch(xcb_timestamp_t time) {
 }
 
 void X11Pasteboard::fetched(const std::optional<PasteboardContents> &fetchedContents) {
-    // Of an owner that hangs nothing is known; the last complete contents stay.
+    // Nothing is known of an owner that hangs; the last complete contents stay.
     if (fetchedContents) {
         const bool isCopy = !fetchedContents->isEmpty() && !isTakeover(*fetchedContents);
         setContents(*fetchedContents);
@@ -180,7 +180,7 @@ bool X11Pasteboard::isTakeover(const PasteboardContents &fetched) const {
         return true;
     if (!_taking.mayBeTakeover())
         return false;
-    // What a program had that quit before anybody read it is known to nobody but the manager.
+    // Only the manager knows what a program had that quit before anybody read it.
     if (!_last)
         return _taking.followsAnEnd;
     const PasteboardFingerprint fingerprint(fetched);
@@ -225,7 +225,7 @@ void X11Pasteboard::stopFetching() {
     _reader.abandon();
 }
 
-// Their fingerprint stays.
+// Drops the contents and keeps their fingerprint.
 void X11Pasteboard::forgetContents() {
     if (!contents().isEmpty())
         _last = PasteboardFingerprint(contents());

@@ -28,8 +28,8 @@ namespace clipmule {
 /// may copy the same again, or a part of it: it follows the end of the owner at once, or it has
 /// just read the contents from us, or it is the client that the desktop names its clipboard
 /// manager. What fills a gap is older when it has been on the clipboard before, or when it is
-/// offered by a window that had owned the clipboard before. Of what a password manager has marked
-/// nothing is a copy when another program offers it without the mark, whenever that is.
+/// offered by a window that had owned the clipboard before. What a password manager has marked is
+/// never a copy when another program offers it without the mark, however much later.
 ///
 /// While nobody watches, no owner is asked for anything; every new owner moves the count.
 ///
@@ -116,11 +116,12 @@ private:
     quint8 _selectionEvent; // its number on this connection
     RunLoop::Timer _settle;
     bool _watching = false;
-    // Events of our own taking that are still to come: older ones of others say nothing any more.
+    // How many events of our own taking are still to come: until then, those about others are out
+    // of date.
     int _ownEventsToCome = 0;
     Taking _taking;
-    // What was on the clipboard last, where it is not among the contents any more; nothing when it
-    // was never read.
+    // The fingerprint of what was on the clipboard last, where it is not among the contents any
+    // more; nothing when it was never read.
     std::optional<PasteboardFingerprint> _last;
     struct Secret {
         PasteboardFingerprint fingerprint;

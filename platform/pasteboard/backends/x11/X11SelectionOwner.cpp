@@ -115,7 +115,7 @@ void X11SelectionOwner::x11Event(const xcb_generic_event_t &event) {
 // Requests
 
 void X11SelectionOwner::requested(const xcb_selection_request_event_t &request) {
-    // Clients of old leave the choice of the property to the owner.
+    // Old clients leave the choice of the property to the owner.
     const xcb_atom_t property =
         request.property == XCB_ATOM_NONE ? request.target : request.property;
     const bool isForUs =
@@ -169,7 +169,7 @@ void X11SelectionOwner::answerPairs(const xcb_selection_request_event_t &request
     notify(request, property);
 }
 
-// What a conversion is under way for is asked for anew when it is there.
+// Keeps a request whose data is being converted, to be served when the conversion is done.
 bool X11SelectionOwner::waitsForConversion(const xcb_selection_request_event_t &request,
                                            const QList<xcb_atom_t> &targets) {
     const auto offer =
@@ -201,14 +201,15 @@ void X11SelectionOwner::converted(const std::optional<QByteArray> &png) {
         requested(request);
 }
 
-// What they asked for is not there any more.
+// Refuses the requests that wait: what they asked for is not there any more.
 void X11SelectionOwner::refuseWaiting() {
     _conversion.abandon();
     for (const xcb_selection_request_event_t &request : std::exchange(_waiting, {}))
         notify(request, XCB_ATOM_NONE);
 }
 
-// At the end of the program the files go, and nobody waits for a conversion.
+// At the end of the program, files of ours and conversions are not listed: the files go, and nobody
+// waits for a conversion.
 QList<xcb_atom_t> X11SelectionOwner::listedTargets() const {
     const bool isEnd = bool(_handedOver);
     QList<xcb_atom_t> targets;
@@ -255,12 +256,12 @@ void X11SelectionOwner::remember(xcb_window_t reader) {
     watch(reader);
 }
 
-// Its end is told to us.
+// Asks the server to tell when the requestor's window goes.
 void X11SelectionOwner::watch(xcb_window_t requestor) {
     const bool isTransferring =
         std::any_of(_transfers.cbegin(), _transfers.cend(),
                     [&](const Transfer &transfer) { return transfer.requestor == requestor; });
-    // A transfer asks for this and for more.
+    // A transfer has asked for this and for more.
     if (isTransferring)
         return;
     const quint32 mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;

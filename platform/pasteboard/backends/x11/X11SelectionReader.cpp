@@ -18,7 +18,7 @@ constexpr int propertyCount = 64;
 // Names of atoms that are remembered.
 constexpr qsizetype rememberedNames = 4096;
 
-// No real target's name is longer, and a server takes names of 64 KiB.
+// Bytes of a target's name: no real one is longer, and a server takes names of 64 KiB.
 constexpr int longestName = 255;
 
 // What decides comes first, so that an owner that gets stuck later has told the essential.
@@ -273,7 +273,7 @@ void X11SelectionReader::targetDone() {
 
 void X11SelectionReader::targetRefused() {
     if (_isReadingTargets) {
-        // An owner that does not know what it has, has text.
+        // An owner that does not tell its targets is asked for text.
         targetsArrived({_utf8String, XCB_ATOM_STRING});
         return;
     }
@@ -397,7 +397,7 @@ void X11SelectionReader::stepTimedOut() {
         qCWarning(logPasteboard, "the clipboard's owner does not answer for its %s",
                   qUtf8Printable(cutForLog(fetch.request.targets.at(fetch.candidate))));
     } else {
-        // What has no meaning to us is not waited for twice.
+        // After one target without a meaning that is not answered, the others are not waited for.
         for (const Fetch &other : _fetches)
             leaveOut(other);
         _fetches.clear();

@@ -27,24 +27,24 @@ public:
     /// The same for an image: an image editor makes a PNG of a photo of 24 million pixels for the
     /// one request, in three to eight seconds. The waiting itself costs nothing.
     static constexpr RunLoop::Seconds imageStepLimit{12.0};
-    /// All steps together. What has arrived by then is what was copied.
+    /// The time for all steps together. What has arrived by then is what was copied.
     static constexpr RunLoop::Seconds totalLimit{25.0};
     /// An owner that lists more targets than fit in here (four bytes each) is not asked for any:
     /// of a list that is cut off nobody knows whether the contents are marked as secret.
     static constexpr qint64 targetListBytes = 256 * 1024;
-    /// All targets together: an image of 64 MiB with its text and markup beside it. The largest
-    /// clip that travels has 10 MB, but a photo is fetched whole to be reduced.
+    /// Bytes of all targets together: an image of 64 MiB with its text and markup beside it. The
+    /// largest clip that travels has 10 MB, but a photo is fetched whole to be reduced.
     static constexpr qint64 byteLimit = 96 * 1024 * 1024;
-    /// Of these, the targets that only desktops read: no more than the largest clip that travels.
+    /// Bytes of the targets that only desktops read: no more than the largest clip that travels.
     static constexpr qint64 nativeByteLimit = 10'000'000;
-    /// One request for a part of a property. What is in memory at once on top of the contents, and
-    /// what one turn of the run loop copies.
+    /// Bytes of one request for a part of a property: what is in memory at once on top of the
+    /// contents, and what one turn of the run loop copies.
     static constexpr quint32 chunkBytes = 256 * 1024;
     /// An abandoned transfer is followed for so many pieces more, thrown away, so that its owner
     /// comes to the end: a gigabyte from most toolkits. One that never ends is left to wait.
     static constexpr int drainedPieces = 4096;
 
-    /// Nothing: the owner did not answer at all.
+    /// Gets the contents; nothing when the owner did not answer at all.
     using Completion = std::function<void(std::optional<PasteboardContents>)>;
 
     explicit X11SelectionReader(std::shared_ptr<X11Connection> connection);

@@ -93,8 +93,8 @@ private Q_SLOTS:
 private:
     void begin() {
         QDBusConnection bus = _bus.connection();
-        // From any sender, and looked at on arrival: naming the sender would make the library ask
-        // the bus for it, and wait.
+        // Signals of any sender are received, and looked at on arrival: naming the sender would
+        // make the library ask the bus for it, and wait.
         bus.connect(QString(), managerPath, managerInterface, QStringLiteral("PrepareForSleep"),
                     this, SLOT(prepareForSleep(bool, QDBusMessage)));
         bus.connect(QString(), managerPath, managerInterface, QStringLiteral("PrepareForShutdown"),
@@ -135,7 +135,8 @@ private:
         if (owner.isEmpty())
             return;
         takeLock();
-        // The one who would have told of the waking is gone; if he is back, so are we.
+        // The login manager that would have told of the waking is gone. A new one runs, so we are
+        // awake.
         if (_isAsleep)
             wake();
     }

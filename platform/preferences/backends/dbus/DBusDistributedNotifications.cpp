@@ -20,7 +20,7 @@ namespace {
 const QString signalPath = QStringLiteral("/com/zendrik/DistributedNotifications");
 const QString signalInterface = QStringLiteral("com.zendrik.DistributedNotifications");
 const QString signalMember = QStringLiteral("Posted");
-// Name, object, user info.
+// The signal's arguments: name, object, user info.
 const QString signalSignature = QStringLiteral("ssay");
 constexpr qsizetype longestName = 255;
 constexpr int timeoutInMilliseconds = 2000;
@@ -123,7 +123,7 @@ private:
     bool openBus() {
         if (_bus.open())
             return true;
-        // Who only posts asks whenDelivered().
+        // A program that only posts asks whenDelivered().
         if (!_table.names().isEmpty() && !std::exchange(_hasSaidThatThereIsNoBus, true))
             qCWarning(logPreferences)
                 << "no session bus: changed preferences reach this program only";

@@ -51,7 +51,7 @@ bool writeAll(int descriptor, const QByteArray &bytes) {
 
 bool synchronizeFile(const QString &path, int flags) {
     const FileHandle file = openFile(path, O_RDONLY | flags);
-    // What does not exist has nothing to lose.
+    // A file or folder that does not exist has nothing to lose.
     return file.isOpen() ? ::fsync(file.descriptor()) == 0 : errno == ENOENT;
 }
 

@@ -22,10 +22,11 @@ public:
     /// Preferences are some kilobytes; the room is for a panel that keeps pictures in them. Every
     /// write writes the whole file, and every program reads it at its start.
     static constexpr qint64 largestFile = 8 * 1024 * 1024;
-    /// In bytes, so that every name derived from it stays within the file system's 255.
+    /// The most bytes of a domain, so that every name derived from it stays within the file
+    /// system's 255.
     static constexpr qsizetype longestDomain = 200;
-    /// Longer than any write takes. Only a program that was stopped in the middle of one holds the
-    /// lock longer.
+    /// How long a write waits for the lock: longer than any write takes. Only a program that was
+    /// stopped in the middle of one holds the lock longer.
     static constexpr RunLoop::Seconds lockPatience{1};
 
     /// The folder is made, with its parents, when something is written first.
@@ -40,7 +41,7 @@ public:
     [[nodiscard]] PropertyList::Dictionary copyMultiple(const QString &domain) override;
     void setValue(const QString &domain, const QString &key,
                   const std::optional<PropertyList> &value) override;
-    /// Waits for the disk.
+    /// Waits until the file is on the disk.
     bool synchronize(const QString &domain) override;
     [[nodiscard]] QString failure() const override { return _failure; }
 

@@ -16,7 +16,7 @@ namespace clipmule {
 
 namespace {
 
-// Of the bus protocol.
+// Flags and answers of the bus's RequestName.
 constexpr uint allowReplacement = 1;
 constexpr uint replaceExisting = 2;
 constexpr uint doNotQueue = 4;
@@ -47,8 +47,8 @@ public:
         }
         _bus.connect(busName, busPath, busName, QStringLiteral("NameLost"), {name}, QString(), this,
                      SLOT(nameLost(QString)));
-        // Answered in this order, and the bus does both without anything in between: whose name it
-        // was when we got it.
+        // The bus answers these two calls in order, with nothing in between: the first tells whose
+        // name it was when we got it.
         await(_bus.interface()->asyncCall(QStringLiteral("GetNameOwner"), name),
               [this](const QDBusPendingReply<QString> &owner) {
                   _predecessor = owner.isError() ? QString() : owner.value();

@@ -212,7 +212,7 @@ public:
             return true;
         StatusOnBus::registerTypes();
         _isShown = _bus.isConnected() && _bus.registerObject(StatusOnBus::path, &_object);
-        // Whoever asked too early hears of it.
+        // A program that asked too early hears of it now.
         if (_isShown)
             announce(StatusOnBus::toProperties(_adaptor->_status));
         return _isShown;

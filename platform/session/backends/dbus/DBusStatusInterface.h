@@ -74,7 +74,7 @@ void registerTypes();
 inline constexpr qsizetype mostPhones = 1000;
 /// More than any agent keeps.
 inline constexpr qsizetype mostRefusals = 100;
-/// In characters; an error is a line.
+/// UTF-16 units of a text; an error is a line.
 inline constexpr qsizetype longestText = 4096;
 
 /// What the bus shows; the names and types of the properties are the interface.

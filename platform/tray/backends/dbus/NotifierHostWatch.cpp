@@ -21,7 +21,8 @@ const QString watcherPath = QStringLiteral("/StatusNotifierWatcher");
 // asked again a few times.
 constexpr RunLoop::Seconds repetition{0.25};
 constexpr int repetitions = 20;
-// In milliseconds. Who does not answer a short question in this time is not relied on.
+// How long an answer may take, in milliseconds. A host that takes longer for a short question is
+// not relied on.
 constexpr int answerWithin = 2000;
 
 class NotifierHostWatch final : public QObject, public TrayWatch {

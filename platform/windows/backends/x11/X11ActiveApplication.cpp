@@ -9,11 +9,12 @@ namespace clipmule {
 
 namespace {
 
-// In units of four bytes; no class or identifier is longer, and the rest of one is not looked at.
+// How much of a property is read, in units of four bytes; no class or identifier is longer.
 constexpr quint32 maximumPropertyUnits = 256;
 
 const QString fileManager = QStringLiteral("com.apple.finder");
-// Of a terminal that is in no table: "v" with Control alone is for the program that runs in it.
+// The keys of a terminal that is in no table: "v" with Control alone is for the program that runs
+// in it.
 const QString terminalKeys = QStringLiteral("Ctrl+Shift+V");
 
 } // namespace
