@@ -25,13 +25,13 @@ namespace {
 const QString fileName = QStringLiteral("com.zendrik.ClipmuleSync.desktop");
 const QByteArray group = QByteArrayLiteral("[Desktop Entry]");
 const QByteArray hidden = QByteArrayLiteral("Hidden");
-// What some desktops write instead, when the user switches a program off in their settings.
+// The key that some desktops write instead, when the user switches a program off in their settings.
 const QByteArray switchedOn = QByteArrayLiteral("X-GNOME-Autostart-enabled");
 
 const QByteArray exec = QByteArrayLiteral("Exec");
 const QByteArray tryExec = QByteArrayLiteral("TryExec");
 
-// Against an entry of the system, which comes back when this file goes.
+// Overrides an entry of the system, which counts again when this file goes.
 const QByteArray switchedOff = QByteArrayLiteral("[Desktop Entry]\n"
                                                  "Type=Application\n"
                                                  "Name=Clipmule Sync\n"
@@ -102,7 +102,8 @@ bool programIsThere(const QByteArrayList &lines) {
            isThere(programOf(valueOf(lines, exec).value_or(QByteArray())));
 }
 
-// An entry that says nothing about it counts. One whose program is gone starts nothing.
+// Whether an entry counts. One that says nothing about it does; one whose program is gone starts
+// nothing.
 bool counts(const QByteArray &entry) {
     const QByteArrayList lines = entry.split('\n');
     return valueOf(lines, hidden) != "true" && valueOf(lines, switchedOn) != "false" &&
@@ -129,7 +130,7 @@ QByteArray withCounting(const QByteArray &entry, bool counting) {
     return lines.join('\n');
 }
 
-// As the Exec key wants a path that has spaces or other special characters.
+// Quotes a path as the Exec key wants it, with spaces or other special characters.
 QString quoted(const QString &program) {
     QString result;
     for (const QChar unit : program) {
@@ -153,7 +154,7 @@ AutostartEntry::AutostartEntry(QString userFolder, QStringList systemFolders, QS
 
 AutostartEntry AutostartEntry::standard() {
     QStringList folders = QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation);
-    // The first is the user's own.
+    // The first folder is the user's own.
     folders[0] = QFileInfo(FilePreferencesDatabase::defaultFolder()).path();
     folders.removeIf([](const QString &folder) { return QDir::isRelativePath(folder); });
     for (QString &folder : folders)
@@ -192,7 +193,7 @@ bool AutostartEntry::setEnabled(bool enabled) {
         return true;
     const auto present = RegularFile::read(userFile(), largestFile);
     if (present.outcome != Outcome::Read && present.outcome != Outcome::Missing) {
-        // The reader does not keep why.
+        // The reader does not keep the reason of a failure.
         QFile file(userFile());
         _lastError = file.open(QIODevice::ReadOnly) ? PanelTexts::tr("The file is too large.")
                                                     : file.errorString();
@@ -208,7 +209,7 @@ bool AutostartEntry::setEnabled(bool enabled) {
     }
     if (!enabled && !isOwn)
         return write(switchedOff);
-    // What starts nothing is of no use, whoever wrote it.
+    // An entry that starts nothing is of no use, whoever wrote it.
     if (!isOwn || (enabled && !programIsThere(present.bytes.split('\n'))))
         return write(completeEntry().toUtf8());
     return write(withCounting(present.bytes, enabled));
@@ -219,7 +220,7 @@ bool AutostartEntry::write(const QByteArray &entry) {
         _lastError = QString::fromLocal8Bit(std::strerror(errno));
         return false;
     }
-    // Through a link to wherever the user keeps the file.
+    // The file is written through a link to wherever the user keeps it.
     QSaveFile file(QFileInfo(userFile()).isSymLink() ? QFileInfo(userFile()).canonicalFilePath()
                                                      : userFile());
     if (file.open(QIODevice::WriteOnly)) {

@@ -20,12 +20,12 @@ public:
     /// The user's folder, those of the system in the order of their precedence, and the program to
     /// start where no entry is installed: an absolute path, or a name.
     AutostartEntry(QString userFolder, QStringList systemFolders, QString program);
-    /// By the environment variables, with the agent beside this program.
+    /// The entry in the folders that the environment names, with the agent beside this program.
     [[nodiscard]] static AutostartEntry standard();
 
     /// Whether an entry counts that starts a program which is there.
     [[nodiscard]] bool isEnabled() const;
-    /// False when it could not be written; nothing has changed then.
+    /// Switches the entry on or off. False when it could not be written; nothing has changed then.
     bool setEnabled(bool enabled);
     /// Why the last setEnabled() failed, in the words of the system.
     [[nodiscard]] const QString &lastError() const { return _lastError; }

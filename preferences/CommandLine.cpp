@@ -103,7 +103,7 @@ QString readValue(const QString &text, const QMap<QString, QString> &options,
             return QStringLiteral("the value is no property list: %1").arg(cutForLog(parsed.error));
         value = std::move(*parsed.value);
     } else {
-        // What a setting does not know is refused as what it looks like.
+        // A word that the setting does not know is read by its looks, and refused as that.
         const auto known = setting ? Settings::valueFromWord(*setting, text) : std::nullopt;
         value = known ? *known : valueFromText(text);
     }
@@ -156,7 +156,7 @@ QString readOptions(const QMap<QString, QString> &options, PreferencesCommand &c
     if (options.contains(waitOption)) {
         bool isNumber = false;
         const double seconds = options.value(waitOption).toDouble(&isNumber);
-        // Only who pairs a phone need not look for it.
+        // Only for pairing may the phone not be looked for at all.
         const bool needNotWait = command.kind == Kind::Register && seconds == 0;
         if (!isNumber || !(seconds > 0 || needNotWait) || seconds > longestWait.count())
             return QStringLiteral("--wait takes seconds, more than 0 and at most %1")

@@ -36,25 +36,25 @@ struct PreferencesCommand {
     QString service;
     /// The phone's display name; nothing to take the service name, or to leave the present one.
     std::optional<QString> name;
-    /// Its own paste mode; an inner nothing is that of all phones.
+    /// The phone's own paste mode; an inner nothing is that of all phones.
     std::optional<std::optional<PasteMode>> pasteMode;
-    /// Where it is to be reached, checked; an empty text is wherever it is discovered.
+    /// Where the phone is to be reached, checked; an empty text is wherever it is discovered.
     std::optional<QString> address;
     QString key;
     PropertyList value;
-    /// That of the key; the shared one for a key that is no setting.
+    /// The domain of the key; the shared one for a key that is no setting.
     Domain domain = Domain::Shared;
     /// How long to look for phones; nothing for what is usual with the command.
     std::optional<RunLoop::Seconds> wait;
     bool asJson = false;
-    /// Goes on until it is interrupted.
+    /// Whether the command goes on until it is interrupted.
     bool watches = false;
 };
 
 struct ParsedCommandLine {
     /// Missing when the arguments make no sense.
     std::optional<PreferencesCommand> command;
-    /// One line for people, in that case.
+    /// One line for people when there is no command.
     QString error;
 };
 

@@ -23,7 +23,7 @@ using StatusReport::jsonDate;
 using StatusReport::plainDate;
 
 constexpr int labelWidth = 14;
-// More are in the JSON form.
+// More refusals are in the JSON form.
 constexpr qsizetype mostRefusalsShown = 3;
 
 QString line(const QString &label, const QString &value) {
@@ -130,7 +130,7 @@ QStringList interfaceLines(const dnssd::NetworkFacts &network) {
     return result;
 }
 
-// The first value beside the label, the others below it.
+// Puts the first value beside the label, the others below it.
 void appendBlock(QStringList &lines, const QString &label, const QStringList &values) {
     if (values.isEmpty())
         lines.append(line(label, QStringLiteral("none")));
@@ -166,9 +166,9 @@ bool isSeen(const PhoneList::Phone &phone) {
     return phone.presence != Presence::NotSeen;
 }
 
-// In the words of the window.
+// The network's problems, in the words of the window.
 QStringList problemsOfNetwork(const Facts &facts) {
-    // Whatever the network looks like, phones are found in it.
+    // Phones that are seen are found, whatever the network looks like.
     if (std::any_of(facts.registered.begin(), facts.registered.end(), isSeen) ||
         !facts.available.isEmpty())
         return {};

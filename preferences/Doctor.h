@@ -17,7 +17,7 @@ namespace Doctor {
 struct Facts {
     QString version;
     QString qtVersion;
-    /// Of the distribution, and its kernel.
+    /// The distribution and its kernel.
     QString system;
     /// "x11", "wayland", … as the session says; empty where it does not.
     QString sessionType;
@@ -38,7 +38,7 @@ struct Facts {
 };
 
 struct Report {
-    /// One screen.
+    /// The report for people: one screen.
     QStringList lines;
     /// The same for programs.
     QJsonObject json;
@@ -48,7 +48,7 @@ struct Report {
 
 [[nodiscard]] Report examine(const Facts &facts);
 
-/// What the environment and the system tell; the rest is left as it is.
+/// The facts that the environment and the system tell; the others are left as they are.
 [[nodiscard]] Facts factsOfThisSession();
 
 } // namespace Doctor

@@ -26,7 +26,7 @@ QString plain(const QString &name) {
     return result.left(longestCompared);
 }
 
-// Characters to be put in, taken out or replaced.
+// How many characters must be put in, taken out or replaced.
 qsizetype distance(const QString &left, const QString &right) {
     std::vector<qsizetype> row(size_t(right.size()) + 1);
     std::iota(row.begin(), row.end(), qsizetype(0));

@@ -10,7 +10,7 @@ namespace clipmule {
 namespace {
 using Kind = NetworkAdvice::Kind;
 using Multicast = dnssd::NetworkFacts::Multicast;
-// Where there is no other: its name.
+// The name of an interface without multicast where there is no other; else empty.
 QString interfaceWithoutMulticast(const dnssd::NetworkFacts &facts) {
     QString name;
     for (const auto &interface : facts.interfaces) {

@@ -22,7 +22,7 @@ struct NetworkAdvice {
     QString whatToTry;
 };
 
-/// The first that keeps phones from being found.
+/// Advice on the first thing that keeps phones from being found.
 [[nodiscard]] NetworkAdvice adviceFor(const dnssd::NetworkFacts &facts);
 
 } // namespace clipmule

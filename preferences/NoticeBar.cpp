@@ -69,7 +69,7 @@ void NoticeBar::showNotice(const QString &text, const QString &buttonLabel,
 
 void NoticeBar::changeEvent(QEvent *event) {
     QFrame::changeEvent(event);
-    // Not for our own palette, which is what tint() sets.
+    // Changes of our own palette do not count: tint() makes them.
     if (event->type() == QEvent::ApplicationPaletteChange)
         tint();
 }

@@ -19,7 +19,7 @@ namespace clipmule {
 
 namespace {
 
-// In units of the font's height.
+// The dialog's width in units of the font's height.
 constexpr int dialogWidth = 28;
 
 } // namespace

@@ -19,9 +19,9 @@ class PairByAddressDialog final : public QDialog {
 public:
     explicit PairByAddressDialog(QWidget *parent = nullptr);
 
-    /// Without blanks around it.
+    /// The phone's name, without blanks around it.
     [[nodiscard]] QString phoneName() const;
-    /// As HostAndPort writes it.
+    /// The phone's address, as HostAndPort writes it.
     [[nodiscard]] QString address() const;
 
 private:

@@ -123,7 +123,7 @@ bool hasDisplay(int argc, char **argv) {
     if (named || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
         !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         return true;
-    // The toolkit aborts where nobody answers.
+    // The toolkit aborts where no display answers.
     return hasDisplay();
 }
 
@@ -148,7 +148,7 @@ int runPanel(int argc, char **argv) {
     });
 
     const auto interface = makeApplicationInterface();
-    // Who asks before the window is there gets it anyway.
+    // A request that comes before the window is there needs no answer: the window comes anyway.
     interface->onActivate = [&panel](const QString &token) {
         if (panel)
             panel->comeForward(token);

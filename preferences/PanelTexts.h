@@ -12,7 +12,7 @@ class PanelTexts final {
     Q_DECLARE_TR_FUNCTIONS(ClipmuleSync)
 
 public:
-    /// What a failed write is told as; the reason may be unknown, and empty.
+    /// The text about a failed write; the reason may be unknown, and empty.
     [[nodiscard]] static QString settingsNotWritten(const QString &reason) {
         return reason.isEmpty() ? tr("The settings could not be written.")
                                 : tr("The settings could not be written: %1").arg(reason);

@@ -22,7 +22,7 @@ using Presence = PhoneList::Presence;
 constexpr int padding = 8;
 constexpr int iconSize = 20;
 constexpr int lineGap = 2;
-// What the guidelines for accessible contents want of small text.
+// The contrast that the guidelines for accessible contents want of small text.
 constexpr double leastContrast = 4.5;
 
 struct Places {
@@ -116,7 +116,7 @@ void soften(QStyleOptionViewItem &item) {
     }
 }
 
-// Each has a shape of its own: colour is not seen by everybody.
+// Each state has a shape of its own: colour is not seen by everybody.
 void paintPresence(QPainter &painter, const QRectF &place, Presence presence, const QColor &text,
                    bool selected, bool dark) {
     const QRectF circle = place.adjusted(2.5, 2.5, -2.5, -2.5);
@@ -154,7 +154,8 @@ void paintPresence(QPainter &painter, const QRectF &place, Presence presence, co
     painter.drawEllipse(circle);
 }
 
-// At the side where the rows begin; cut where the text, whatever its direction, ends.
+// Draws a line at the side where the rows begin; it is cut where the text, whatever its direction,
+// ends.
 void drawLine(QPainter &painter, const QStyleOptionViewItem &item, const QFont &font,
               const QRect &place, const QString &text) {
     const auto alignment =

@@ -14,7 +14,8 @@ namespace clipmule {
 namespace {
 
 const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
-// In the program's own domain: when each registered phone was on the network, by service name.
+// The key, in the program's own domain, for when each registered phone was on the network, by
+// service name.
 const QString phonesSeenKey = QStringLiteral("phonesSeen");
 
 } // namespace
@@ -282,7 +283,7 @@ void PhoneList::rememberSeen(const QString &service) {
     writeMemory();
 }
 
-// Of registered phones only: others in the network are nobody's business.
+// Only registered phones are remembered: others in the network are nobody's business.
 void PhoneList::writeMemory() {
     PropertyList::Dictionary dates;
     for (const auto &phone : RegisteredPhones::phones(stored())) {

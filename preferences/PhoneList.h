@@ -26,7 +26,7 @@ public:
     };
     struct Phone {
         QString service;
-        /// To be shown; that of the service where no other was given.
+        /// The name to be shown; that of the service where no other was given.
         QString name;
         bool isRegistered = false;
         Presence presence = Presence::NotSeen;
@@ -43,11 +43,11 @@ public:
         friend bool operator==(const Phone &, const Phone &) = default;
     };
 
-    /// More are not looked at: the network is playing tricks, and avahi-daemon follows the records
-    /// of at most a thousand for one client.
+    /// More phones are not looked at: the network is playing tricks, and avahi-daemon follows the
+    /// records of at most a thousand for one client.
     static constexpr int mostOnNetwork = 200;
 
-    /// All of it outlives the list.
+    /// All arguments outlive the list.
     PhoneList(dnssd::Backend &dnssd, PreferencesDatabase &database, SettingsStores stores);
     ~PhoneList() override;
 
@@ -57,23 +57,24 @@ public:
     /// What the agent tells; nothing while it does not run.
     void setAgentStatus(const std::optional<AgentStatus> &status);
 
-    /// In the order in which they were registered.
+    /// The registered phones, in the order in which they were registered.
     [[nodiscard]] QList<Phone> registered() const;
-    /// On the network and not registered, by name.
+    /// The phones on the network that are not registered, by name.
     [[nodiscard]] QList<Phone> available() const;
     /// Whether to tell why no phone is found: none is on the network now, and one that is paired
     /// is missed, or none was ever seen.
     [[nodiscard]] bool missesPhones() const;
 
-    // False when it could not be written; onProblem tells why, and nothing has changed.
+    // These return false when the list could not be written; onProblem tells why, and nothing has
+    // changed.
 
     /// Registers a phone under its service name.
     bool add(const QString &service);
     /// Registers a phone, or changes the one of that name, to be reached at "HOST:PORT".
     bool addAt(const QString &service, const QString &address);
-    /// Without a mode that of all phones holds.
+    /// Sets the phone's own paste mode; without one, that of all phones holds.
     bool setPasteMode(const QString &service, std::optional<PasteMode> mode);
-    /// An empty name is that of the service.
+    /// Names a phone; an empty name is that of the service.
     bool rename(const QString &service, const QString &name);
     bool remove(const QString &service);
     /// Puts back what was removed last. Nothing happens, and it is forgotten, when the phone was
@@ -83,9 +84,9 @@ public:
     [[nodiscard]] std::optional<QString> undoableRemoval() const;
     void forgetRemovals();
 
-    /// Something is different; gathers a burst, from the run loop.
+    /// Called from the run loop when something is different, once for a burst of changes.
     std::function<void()> onChange;
-    /// One line for people.
+    /// Called with one line for people.
     std::function<void(const QString &text)> onProblem;
 
 private:

@@ -15,7 +15,7 @@ namespace {
 using Phone = PhoneList::Phone;
 using Presence = PhoneList::Presence;
 
-// In characters, of one entry of what a phone tells about itself.
+// UTF-16 units that are shown of one entry of what a phone tells about itself.
 constexpr qsizetype longestDetail = 64;
 
 auto isNamed(const QString &service) {
@@ -25,7 +25,7 @@ auto isNamed(const QString &service) {
 QStringList details(const Phone &phone) {
     QStringList result;
     for (const auto &[key, value] : phone.details.asKeyValueRange()) {
-        // Bytes are for programs.
+        // Values that are bytes are for programs.
         const auto *text = value.as<QString>();
         if (!text)
             continue;
@@ -36,7 +36,7 @@ QStringList details(const Phone &phone) {
     return result;
 }
 
-// As markup, in which a name is none.
+// The tool tip as markup. What the phone says in it is escaped.
 QString toolTip(const Phone &phone) {
     QString text = ShownText::onOneLine(phone.service).toHtmlEscaped();
     for (const QString &detail : details(phone))

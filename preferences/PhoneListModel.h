@@ -34,7 +34,7 @@ public:
 
     void setPhones(const QList<PhoneList::Phone> &phones, const Circumstances &circumstances);
     [[nodiscard]] QString serviceAt(const QModelIndex &index) const;
-    /// Invalid when it is not listed.
+    /// The index of a phone's row; invalid when it is not listed.
     [[nodiscard]] QModelIndex indexOf(const QString &service) const;
 
     [[nodiscard]] int rowCount(const QModelIndex &parent = {}) const override;

@@ -21,7 +21,7 @@ namespace {
 using Domain = PreferencesCommand::Domain;
 using Kind = PreferencesCommand::Kind;
 
-// Plain words for plain values, the XML form for the others.
+// Writes plain words for plain values, the XML form for the others.
 QString plain(const PropertyList &value) {
     switch (value.kind()) {
     case PropertyList::Kind::String:
@@ -70,7 +70,7 @@ QJsonValue asJson(const PropertyList &value) {
     }
 }
 
-// Whole, as what is stored may be wanted; line by line, as it may go to a terminal.
+// The whole value, as what is stored may be wanted; each line is made fit for a terminal.
 QString shown(const PropertyList &value) {
     QStringList lines = plain(value).split(u'\n');
     for (QString &line : lines)
@@ -111,7 +111,7 @@ PreferencesCommands::PreferencesCommands(Services services)
 PreferencesCommands::~PreferencesCommands() {
     ZRKNotificationCenter::platformDefault().removeObserver(this);
     _phones.reset();
-    // The shared store stands on the services.
+    // The shared store uses the services, which may go now.
     ZRKUserDefaults::setEnvironment({});
 }
 

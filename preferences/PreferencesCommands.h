@@ -21,18 +21,20 @@ public:
     struct Services {
         /// Database and distributed notifications are required.
         ZRKUserDefaults::Environment preferences;
-        /// Where phones are looked for; not asked for before that.
+        /// Gives the backend that looks for phones; not called before that is needed.
         std::function<dnssd::Backend &()> dnssd;
-        /// Who tells of the agent, and who of the network; not asked for before that.
+        /// Give the readers of the agent's status and of the network; not called before that is
+        /// needed.
         std::function<StatusReader &()> agent;
         std::function<dnssd::NetworkProbe &()> network;
-        /// Of this program.
+        /// The version of this program.
         QString version;
-        /// One line of the result.
+        /// Called with one line of the result.
         std::function<void(const QString &line)> print;
-        /// One line about what went wrong.
+        /// Called with one line about what went wrong.
         std::function<void(const QString &line)> complain;
-        /// It is done, with the program's exit status; called once, perhaps from inside perform().
+        /// Called once when the command is done, with the program's exit status; perhaps from
+        /// inside perform().
         std::function<void(int exitStatus)> finish;
     };
 
@@ -53,7 +55,7 @@ public:
     /// An agent that does not answer in this time is not waited for.
     static constexpr RunLoop::Seconds patienceWithAgent{5};
 
-    /// Any command but help and version.
+    /// Carries out any command but help and version.
     void perform(const PreferencesCommand &command);
 
 private:
@@ -68,7 +70,7 @@ private:
     void renamePhone();
     void list();
     void browse(std::function<void(const QString &service)> found);
-    // Both finish with a complaint otherwise.
+    // Both finish with a complaint when they return false.
     [[nodiscard]] bool canChangePhones();
     [[nodiscard]] bool isPaired();
 

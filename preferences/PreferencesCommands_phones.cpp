@@ -133,7 +133,7 @@ void PreferencesCommands::lookForPaired() {
             _found.insert(service);
         if (service != _command.service)
             return;
-        // From the run loop: the browser is still at work.
+        // Ends from the run loop: the browser is still at work.
         _end =
             RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { finishLooking(true); });
     });

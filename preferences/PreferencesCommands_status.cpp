@@ -27,7 +27,7 @@ void PreferencesCommands::status() {
     StatusReader &agent = _services.agent();
     agent.onChange = [this] { statusMayDiffer(); };
     agent.start();
-    // Whoever does not answer is told of as such.
+    // An agent that does not answer is reported as such.
     _end = RunLoop::current().performAfter(agent.hasBus() ? patienceWithAgent : RunLoop::Seconds(0),
                                            [this] { printStatus(); });
 }

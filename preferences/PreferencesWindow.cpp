@@ -36,7 +36,7 @@ namespace {
 using Presence = PhoneList::Presence;
 using Switch = SyncSettings::Switch;
 
-// In units of the font's height: a line is read with ease.
+// The content's width in units of the font's height: a line is read with ease.
 constexpr int widestContent = 44;
 // UTF-16 units of a name in a line beside buttons.
 constexpr qsizetype longestNameInLine = 24;
@@ -82,7 +82,8 @@ PreferencesWindow::PreferencesWindow(Services services)
     scroller->setWidget(content);
     scroller->viewport()->setAutoFillBackground(false);
     content->setAutoFillBackground(false);
-    // By the font; no larger than what the desktop leaves, with room for a title bar.
+    // The size follows the font, but is no larger than what the desktop leaves, with room for a
+    // title bar.
     const int unit = fontMetrics().height();
     const QSize available = screen()->availableSize() - QSize(0, 3 * unit);
     setMinimumWidth(std::min(content->minimumSizeHint().width() + 2 * unit, available.width()));
@@ -366,7 +367,7 @@ void PreferencesWindow::showPhones() {
         _adviceTimer.cancel();
         _advice->hide();
     } else if (!_adviceTimer.isPending()) {
-        // One has left.
+        // A phone has left.
         seekAdviceLater(patienceForPhones);
     }
 }

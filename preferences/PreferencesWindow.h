@@ -32,7 +32,7 @@ class PreferencesWindow final : public QMainWindow {
     Q_OBJECT
 
 public:
-    /// All of it outlives the window.
+    /// Everything in it outlives the window.
     struct Services {
         PhoneList &phones;
         SyncSettings &settings;
@@ -49,7 +49,7 @@ public:
 
     /// A phone that is there is found within a second; then it is time to ask why none is.
     static constexpr RunLoop::Seconds patienceForPhones{3};
-    /// Between questions to the network while none is found.
+    /// The time between questions to the network while no phone is found.
     static constexpr RunLoop::Seconds adviceInterval{15};
     /// How long the offer to undo is on the screen.
     static constexpr RunLoop::Seconds undoOffered{20};

@@ -13,7 +13,7 @@ struct SettingsStores {
     std::shared_ptr<ZRKUserDefaults> shared;
     /// The agent's own.
     std::shared_ptr<ZRKUserDefaults> agent;
-    /// Its counters.
+    /// The agent's counters.
     std::shared_ptr<ZRKUserDefaults> statistics;
     /// What the preferences program keeps for itself.
     std::shared_ptr<ZRKUserDefaults> own;

@@ -16,7 +16,7 @@ namespace {
 
 using Agent = StatusReader::Agent;
 
-// More are in the JSON form.
+// More refusals are in the JSON form.
 constexpr qsizetype mostRefusalsShown = 5;
 
 const AgentStatus::Phone *told(const Facts &facts, const QString &service) {
@@ -108,7 +108,7 @@ QJsonValue jsonDate(const std::optional<Date> &date) {
 }
 
 QString line(const Refusal &refusal) {
-    // A sentence or two of our own, with a name and a detail in it.
+    // The text is a sentence or two of our own, with a name and a detail in it.
     return plainDate(refusal.date) + QStringLiteral(", ") +
            onOneLine(englishText(refusal), 4 * shownInLabel);
 }

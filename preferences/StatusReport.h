@@ -18,7 +18,7 @@ struct Facts {
     bool syncEnabled = true;
     PasteMode pasteMode = PasteMode::Paste;
     StatusReader::Agent agent = StatusReader::Agent::Unknown;
-    /// Of a running agent.
+    /// What a running agent tells.
     std::optional<AgentStatus> status = {};
     QList<RegisteredPhones::Phone> phones = {};
     quint64 bytesSent = 0;
@@ -34,10 +34,10 @@ struct Facts {
 
 /// "connected", "seen" or "not seen".
 [[nodiscard]] QString nameOf(AgentStatus::PhoneState state);
-/// Nothing is an empty text.
+/// The date as text; an empty text for no date.
 [[nodiscard]] QString plainDate(const std::optional<Date> &date);
 [[nodiscard]] QJsonValue jsonDate(const std::optional<Date> &date);
-/// On one line: when, what and why.
+/// A refusal on one line: when, what and why.
 [[nodiscard]] QString line(const Refusal &refusal);
 [[nodiscard]] QJsonObject json(const Refusal &refusal);
 

@@ -32,17 +32,18 @@ public:
     /// Hears of changes from now on.
     void start();
     [[nodiscard]] bool isOn(Switch which) const;
-    /// False when it could not be written; it is as it was then.
+    /// False when the switch could not be written; it is as it was then.
     bool set(Switch which, bool on);
-    /// Of all phones that have none of their own.
+    /// The paste mode of all phones that have none of their own.
     [[nodiscard]] PasteMode pasteMode() const;
-    /// False when it could not be written; it is as it was then.
+    /// False when the mode could not be written; it is as it was then.
     bool setPasteMode(PasteMode mode);
-    /// Why the last of these could not be written, for the user; empty when that is not known.
+    /// Why the last switch or mode could not be written, for the user; empty when that is not
+    /// known.
     [[nodiscard]] QString failure() const { return _failure; }
     [[nodiscard]] Statistics statistics() const;
 
-    /// Something is different; gathers a burst, from the run loop.
+    /// Called from the run loop when something is different, once for a burst of changes.
     std::function<void()> onChange;
 
 private:

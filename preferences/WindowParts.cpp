@@ -37,7 +37,7 @@ QWidget *makeLine(QWidget *parent) {
 QStackedWidget *makePages(QAbstractItemView *view, const QList<QLabel *> &hints, QWidget *parent) {
     auto *const pages = new QStackedWidget(parent);
     pages->addWidget(view);
-    // Looks like the view it stands for.
+    // The page looks like the view it stands for.
     auto *const page = new QFrame(pages);
     page->setFrameStyle(view->frameStyle());
     page->setBackgroundRole(QPalette::Base);

@@ -19,19 +19,19 @@ namespace clipmule {
 /// parent.
 namespace WindowParts {
 
-// In device-independent pixels.
+// Distances in device-independent pixels.
 inline constexpr int margin = 18;
 inline constexpr int sectionGap = 16;
 inline constexpr int lineGap = 6;
 
-/// Above a section; its mnemonic leads to its buddy.
+/// A heading above a section; its mnemonic leads to its buddy.
 QLabel *makeHeading(const QString &text, QWidget *parent);
-/// Smaller words beside something.
+/// A label for smaller words beside something.
 QLabel *makeHint(QWidget *parent);
 QWidget *makeLine(QWidget *parent);
 /// The view on the first page; on the second, in its stead, the hints.
 QStackedWidget *makePages(QAbstractItemView *view, const QList<QLabel *> &hints, QWidget *parent);
-/// At the end of the line.
+/// Puts the buttons at the end of the line.
 QLayout *makeButtonRow(const QList<QPushButton *> &buttons);
 /// A value with its name below.
 QLayout *makeCounter(QLabel *value, const QString &name, QWidget *parent);

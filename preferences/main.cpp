@@ -91,7 +91,7 @@ int main(int argc, char *argv[]) {
     services.complain = complain;
     services.finish = [](int exitStatus) { QCoreApplication::exit(exitStatus); };
     PreferencesCommands commands(std::move(services));
-    // From inside the run loop, which is to be ended by it.
+    // The command starts inside the run loop, which it ends.
     runLoop.performSoon([&] { commands.perform(*parsed.command); });
     return QCoreApplication::exec();
 }

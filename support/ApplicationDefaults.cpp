@@ -17,7 +17,7 @@ void ApplicationDefaults::start() {
         return;
     ZRKUserDefaults::Environment own = _environment;
     own.localCenter = _center.get();
-    // The "Defaults" files of the bundles are the shared domain's.
+    // The "Defaults" files of the bundles belong to the shared domain.
     const Bundle none{QString()};
     own.bundles =
         std::make_shared<ZRKUserDefaults::Bundles>(ZRKUserDefaults::Bundles{none, none, {}, {}});

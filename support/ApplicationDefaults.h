@@ -20,11 +20,13 @@ public:
     /// The domain.
     static QString identifier() { return QStringLiteral("com.zendrik.ClipmuleSync"); }
 
-    /// In the given environment; its centre (or the platform's) is where changes are announced.
+    /// Works in the given environment; its centre (or the platform's) is where changes are
+    /// announced.
     explicit ApplicationDefaults(ZRKUserDefaults::Environment environment);
     ~ApplicationDefaults() override;
 
-    /// Reads the values, and hears other programs' changes from now on. Before it there are none.
+    /// Reads the values, and hears other programs' changes from now on. Before it there are no
+    /// values.
     void start();
     /// Reads the values again, and announces nothing.
     void reset();

@@ -14,7 +14,7 @@ namespace clipmule {
 /// what else stands in a phone's dictionary, are left in the list as they are.
 namespace RegisteredPhones {
 
-/// A name on the network is a DNS label, in bytes.
+/// Bytes of a service name: on the network it is a DNS label.
 inline constexpr qsizetype longestService = 63;
 /// Each phone costs a browser, an announcement and a connection. Nobody owns so many; a list that
 /// grew by accident does not take the computer's sockets. Further entries are passed over.
@@ -38,18 +38,18 @@ struct Phone {
 
 /// The name of the setting: "serverServices".
 [[nodiscard]] QString key();
-/// Whether it is a list that can be changed: another value is somebody else's.
+/// Whether the value is a list that can be changed: another value is somebody else's.
 [[nodiscard]] bool isList(const std::optional<PropertyList> &stored);
-/// Each phone once, by its first entry, in the order of the list; at most mostPhones. What is no
-/// list holds none, and is said in the log once.
+/// Each phone once, by its first entry, in the order of the list; at most mostPhones. A value that
+/// is no list holds none, which is said in the log once.
 [[nodiscard]] QList<Phone> phones(const std::optional<PropertyList> &stored);
-/// Nothing when it is not in the list.
+/// The phone of that service; nothing when it is not in the list.
 [[nodiscard]] std::optional<Phone> phone(const std::optional<PropertyList> &stored,
                                          const QString &service);
 /// The display names of all entries that have one, whatever else they lack, in the list's order.
 [[nodiscard]] QStringList displayNames(const std::optional<PropertyList> &stored);
 
-/// What to change about a phone; what holds nothing stays as it is.
+/// What to change about a phone; a member that holds nothing leaves its part as it is.
 struct Change {
     std::optional<QString> name = {};
     /// An inner nothing takes the phone's own paste mode away.
@@ -57,11 +57,11 @@ struct Change {
     /// An empty text takes the address away.
     std::optional<QString> address = {};
 };
-/// With the phone at the end, or in its place if it is there, and the change applied to it. A new
-/// phone without a name is named after its service.
+/// The list with the phone at the end, or in its place if it is there, and the change applied to
+/// it. A new phone without a name is named after its service.
 [[nodiscard]] PropertyList changed(const std::optional<PropertyList> &stored,
                                    const QString &service, const Change &change);
-/// Without any entry of the phone.
+/// The list without any entry of the phone.
 [[nodiscard]] PropertyList removed(const std::optional<PropertyList> &stored,
                                    const QString &service);
 /// Why a value is no list of phones, as one sentence for people; empty when it is one. Stricter
@@ -73,10 +73,10 @@ struct Entry {
     qsizetype index = 0;
     PropertyList value;
 };
-/// All of the phone, for putting them back.
+/// All entries of the phone, for putting them back.
 [[nodiscard]] QList<Entry> entriesOf(const std::optional<PropertyList> &stored,
                                      const QString &service);
-/// With entries put back where they were, or at the end of a list that has become shorter.
+/// The list with entries put back where they were, or at the end when it has become shorter.
 [[nodiscard]] PropertyList restored(const std::optional<PropertyList> &stored,
                                     const QList<Entry> &entries);
 

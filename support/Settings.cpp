@@ -62,7 +62,7 @@ std::optional<qint32> count32In(const PropertyList &value) {
     return ZRKUserDefaults::integer32(value);
 }
 
-// What the store holds, else what is registered, else the table's.
+// The value that the store holds, else the registered one, else the table's.
 template <typename Value, typename Convert>
 Value read(const Setting &setting, const std::optional<PropertyList> &stored,
            const std::optional<PropertyList> &registered, Convert convert) {

@@ -57,8 +57,8 @@ struct Setting {
     QString name;
     Domain domain = Domain::Shared;
     Kind kind = Kind::Truth;
-    /// When neither the domain nor its registered defaults hold it; nothing when it then has no
-    /// value.
+    /// The value when neither the domain nor its registered defaults hold one; nothing when the
+    /// setting then has no value.
     std::optional<PropertyList> fallback;
     /// The words of a choice; empty for every other kind.
     QStringList words;
@@ -66,7 +66,7 @@ struct Setting {
 
 [[nodiscard]] const QList<Setting> &all();
 [[nodiscard]] const Setting &setting(Key key);
-/// Null when there is no such setting.
+/// The setting of that name; null when there is no such setting.
 [[nodiscard]] const Setting *find(const QString &name);
 [[nodiscard]] QString nameOf(Key key);
 /// "shared", "agent" or "stats".
@@ -77,19 +77,19 @@ struct Setting {
 
 [[nodiscard]] bool truth(const ZRKUserDefaults &store, Key key);
 [[nodiscard]] bool truth(const ApplicationDefaults &store, Key key);
-/// Of a Count; damage is 0.
+/// The value of a Count; damage is 0.
 [[nodiscard]] quint64 count(const ZRKUserDefaults &store, Key key);
-/// Of a Count32: its low 32 bits, which wrap to negative numbers; damage is 0.
+/// The value of a Count32: its low 32 bits, which wrap to negative numbers; damage is 0.
 [[nodiscard]] qint32 count32(const ZRKUserDefaults &store, Key key);
 [[nodiscard]] PasteMode pasteMode(const ZRKUserDefaults &store);
 
-/// For a reader of its own, RegisteredPhones: says in the log that what is stored is of no use,
-/// once until it is right again. What is stored may be missing only when it is right.
+/// For RegisteredPhones, which reads its setting itself: says in the log that what is stored is of
+/// no use, once until it is right again. What is stored may be missing only when it is right.
 void reportKind(const Setting &setting, const std::optional<PropertyList> &stored, bool isRight);
 
 /// The words "paste" and "clipboard".
 [[nodiscard]] QString wordFor(PasteMode mode);
-/// Nothing for any other value.
+/// The mode of a stored word; nothing for any other value.
 [[nodiscard]] std::optional<PasteMode> pasteModeFrom(const PropertyList &value);
 
 // Writing, for values that somebody typed.

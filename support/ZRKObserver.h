@@ -12,7 +12,7 @@ namespace clipmule {
 class ZRKObserver final : public Object {
 public:
     /// The observer is not owned and must leave the hub before it is destroyed. A null object
-    /// stands for any sender; another is kept alive by the record.
+    /// stands for any sender; any other is kept alive by the record.
     ZRKObserver(Object *observer, Selector selector, std::shared_ptr<const Object> object);
 
     [[nodiscard]] Object *observer() const { return _observer; }

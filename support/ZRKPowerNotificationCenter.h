@@ -12,7 +12,7 @@ class SystemPower;
 /// Every power message, before the one below; its object is the message's number, an
 /// UnsignedNumber.
 inline const QString ZRKPowerStatusDidChange = QStringLiteral("ZRKPowerStatusDidChange");
-// No object.
+// These are posted without an object.
 inline const QString ZRKPowerStatusWillPowerOff = QStringLiteral("ZRKPowerStatusWillPowerOff");
 inline const QString ZRKPowerStatusWillSleep = QStringLiteral("ZRKPowerStatusWillSleep");
 inline const QString ZRKPowerStatusDidWake = QStringLiteral("ZRKPowerStatusDidWake");

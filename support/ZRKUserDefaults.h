@@ -27,25 +27,26 @@ inline const QString ZRKUserDefaultsDidChangeNotification =
 /// No errors are reported: a value that cannot be written is logged by the database and still
 /// counts in this process.
 class ZRKUserDefaults final : public Object, public std::enable_shared_from_this<ZRKUserDefaults> {
-    // Who can make one can call the constructor: the factories alone.
+    // Only the factories can make a key, so only they can call the public constructor.
     struct Key {};
 
 public:
     /// Where the identifier of the shared domain and the fallback values are looked for.
     struct Bundles {
-        /// The one that this class is part of.
+        /// The bundle that this class is part of.
         Bundle containingClass;
-        /// The application's.
+        /// The application's bundle.
         Bundle main;
-        /// All that are loaded, in order.
+        /// All loaded bundles, in order.
         QList<Bundle> all;
         QList<Bundle> frameworks;
     };
-    /// What stores stand on; all of it is owned by the composition root and outlives the stores.
+    /// The services that stores use; all of them are owned by the composition root and outlive the
+    /// stores.
     struct Environment {
-        /// None: a store that forgets.
+        /// Without a database a store forgets.
         PreferencesDatabase *database = nullptr;
-        /// None: other processes are neither told nor heard.
+        /// Without it other processes are neither told nor heard.
         DistributedNotifications *distributedNotifications = nullptr;
         /// Where changes are announced in this process; none for the platform's default centre.
         ZRKNotificationCenter *localCenter = nullptr;
@@ -53,16 +54,16 @@ public:
         /// the stores write to disk; none for anybody's. Kept by every store: where the
         /// application owns stores, unowned(&application).
         std::shared_ptr<const Object> application;
-        /// None for the bundles of the process.
+        /// Null for the bundles of the process.
         std::shared_ptr<const Bundles> bundles;
     };
 
-    /// From the last write to the disk.
+    /// How long after the last write it is flushed to the disk.
     static constexpr RunLoop::Seconds synchronizeDelay{5};
-    /// Gathers a burst of other processes' changes.
+    /// How long other processes' changes are gathered.
     static constexpr RunLoop::Seconds remoteChangeDelay{0.05};
 
-    /// For stores made from now on. The shared stores made so far are dropped.
+    /// Sets the environment of stores made from now on. The shared stores made so far are dropped.
     static void setEnvironment(Environment environment);
 
     /// The store of the domain that a bundle names under "ZendrikSharedPreferencesIdentifier": the
@@ -93,22 +94,23 @@ public:
     [[nodiscard]] std::optional<PropertyList> objectForKey(const QString &key) const;
     /// The registered value, whatever the domain holds.
     [[nodiscard]] std::optional<PropertyList> registeredObjectForKey(const QString &key) const;
-    // Whatever is there, of whatever kind.
+    // The value that is there, of whatever kind.
     [[nodiscard]] std::optional<PropertyList> stringForKey(const QString &key) const;
     [[nodiscard]] std::optional<PropertyList> arrayForKey(const QString &key) const;
     [[nodiscard]] std::optional<PropertyList> dictionaryForKey(const QString &key) const;
     [[nodiscard]] std::optional<PropertyList> dataForKey(const QString &key) const;
     [[nodiscard]] std::optional<PropertyList> stringArrayForKey(const QString &key) const;
-    // Of a number or the beginning of a string; 0 or false for anything else and for nothing.
+    // The value of a number or of the beginning of a string; 0 or false for anything else and for
+    // nothing.
     [[nodiscard]] qint32 integerForKey(const QString &key) const;
     /// What integerForKey() makes of a value.
     [[nodiscard]] static qint32 integer32(const PropertyList &value);
     [[nodiscard]] float floatForKey(const QString &key) const;
     [[nodiscard]] bool boolForKey(const QString &key) const;
-    /// Of an old-style archive, a dictionary ("Red", "Green", "Blue", "Alpha") or a string of four
-    /// numbers, these between 0 and 1; nothing for anything else.
+    /// The colour in an old-style archive, a dictionary ("Red", "Green", "Blue", "Alpha") or a
+    /// string of four numbers, these between 0 and 1; nothing for anything else.
     [[nodiscard]] std::optional<ArchivedColor> colorForKey(const QString &key) const;
-    /// Of an old-style archive; nothing for anything else.
+    /// The font in an old-style archive; nothing for anything else.
     [[nodiscard]] std::optional<ArchivedFont> fontForKey(const QString &key) const;
     /// The selector of the stored name, which has no action; an empty one when nothing is stored.
     [[nodiscard]] Selector selectorForKey(const QString &key) const;
@@ -117,11 +119,11 @@ public:
     /// the key.
     void setObjectForKey(const std::optional<PropertyList> &value, const QString &key);
     void removeObjectForKey(const QString &key);
-    /// Kept as a signed number of 32 bits; wider values are cut.
+    /// Keeps the value as a signed number of 32 bits; wider values are cut.
     void setIntegerForKey(qint64 value, const QString &key);
     void setFloatForKey(float value, const QString &key);
     void setBoolForKey(bool value, const QString &key);
-    // As old-style archives.
+    // These store old-style archives.
     void setColorForKey(const ArchivedColor &color, const QString &key);
     void setFontForKey(const ArchivedFont &font, const QString &key);
     void setSelectorForKey(const Selector &selector, const QString &key);

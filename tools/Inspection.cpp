@@ -51,8 +51,8 @@ QString addValue(const PropertyListSerialization::Parsed &parsed, qint64 size, Q
     return {};
 }
 
-/// Of a whole file. One that says it is binary is taken at its word, or the beginning of one would
-/// be shown as a bare word of the old text form.
+/// Parses a whole file. One that says it is binary is taken at its word, or the beginning of one
+/// would be shown as a bare word of the old text form.
 PropertyListSerialization::Parsed parseFile(QByteArrayView bytes) {
     constexpr auto memory = PropertyListSerialization::memoryPerByteOfFile;
     return bytes.startsWith("bplist") ? PropertyListSerialization::parseBinary(bytes, memory)
@@ -199,7 +199,7 @@ private:
             refusal = QStringLiteral("too large");
             _hasEnded = true;
         } else {
-            // As the program's own reader takes it.
+            // Parsed as the program's own reader does it.
             refusal = addValue(PropertyListSerialization::parse(
                                    _bytes.sliced(_at + StreamFrame::headerSize, length)),
                                length, details);

@@ -38,7 +38,7 @@ QFont messageFont() {
     return font;
 }
 
-// Between words where possible, and inside a word that is wider than the panel.
+// Breaks lines between words where possible, and inside a word that is wider than the panel.
 void layOut(QTextLayout &layout) {
     QTextOption option(Qt::AlignHCenter);
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
@@ -53,7 +53,7 @@ void layOut(QTextLayout &layout) {
     layout.endLayout();
 }
 
-// The layout knows this line end only.
+// The layout knows no other line end.
 QString withLineSeparators(QString text) {
     return text.replace(u'\n', QChar::LineSeparator);
 }
@@ -65,7 +65,7 @@ qreal pixelRatioAt(const QRect &frame) {
     return screen ? screen->devicePixelRatio() : 1;
 }
 
-// As the screen will show it.
+// The picture as the screen will show it.
 QImage drawn(const NinePartImage &pieces, QSize points, qreal ratio) {
     QImage image(points * ratio, QImage::Format_ARGB32_Premultiplied);
     image.setDevicePixelRatio(ratio);
@@ -75,8 +75,8 @@ QImage drawn(const NinePartImage &pieces, QSize points, qreal ratio) {
     return image;
 }
 
-// One point each, since a window is cut at whole points: those of which every pixel is solid, so
-// that on a dense screen nothing half transparent is shown without what is behind it.
+// The points of which every pixel is solid, as a mask: a window is cut at whole points, and on a
+// dense screen nothing half transparent may be shown without what is behind it.
 QBitmap outline(const QImage &image, QSize points) {
     const qreal ratio = image.devicePixelRatio();
     const auto isSolid = [&](int x, int y) {
@@ -145,7 +145,7 @@ private:
     QString _text;
 };
 
-// Neither taskbar nor window list shows it, and the window manager leaves it where it is.
+// No taskbar and no window list shows the panel, and the window manager leaves it where it is.
 MessagePanel::MessagePanel(const Bundle &bundle)
     : QWidget(nullptr, Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::Tool |
                            Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput |

@@ -25,7 +25,7 @@ public:
     static constexpr int topCapHeight = 25;
     static constexpr int textWidth = 190;
 
-    /// The background is read here.
+    /// Reads the background from the bundle.
     explicit MessagePanel(const Bundle &bundle);
     ~MessagePanel() override;
 
@@ -33,12 +33,12 @@ public:
     [[nodiscard]] QSize sizeForText(const QString &text) const;
     void setText(const QString &text);
     [[nodiscard]] QString text() const;
-    /// The text as it is wrapped; what ends a line belongs to it.
+    /// The lines of the text as it is wrapped; what ends a line belongs to it.
     [[nodiscard]] QStringList lines() const;
     /// Turns the background's tip to where the status item is.
     void pointTo(const MessagePanelPlace &place);
-    /// Of everything in the window: 0 to 1. What is transparent shows what is behind where the
-    /// desktop blends windows, and is cut out or black where it does not.
+    /// Sets the opacity of everything in the window, from 0 to 1. What is transparent shows what is
+    /// behind where the desktop blends windows, and is cut out or black where it does not.
     void setContentOpacity(qreal opacity);
     [[nodiscard]] qreal contentOpacity() const;
     /// Whether the desktop blends windows; otherwise the window gets the background's outline.

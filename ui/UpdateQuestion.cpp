@@ -29,7 +29,7 @@ void UpdateQuestion::ask(const QString &version, std::function<void(bool wanted)
     _window = std::make_unique<QMessageBox>();
     _window->setIcon(QMessageBox::Question);
     _window->setWindowTitle(QCoreApplication::translate("Clipmule", "Clipmule Sync"));
-    // From the package manager: no markup.
+    // The version comes from the package manager and holds no markup.
     _window->setTextFormat(Qt::PlainText);
     _window->setText(QCoreApplication::translate(
                          "Clipmule", "Clipmule Sync %1 is available. Do you want to install it?")
@@ -40,7 +40,7 @@ void UpdateQuestion::ask(const QString &version, std::function<void(bool wanted)
     _window->setDefaultButton(install);
     QObject::connect(_window.get(), &QMessageBox::finished, _window.get(),
                      [this, install, answer = std::move(answer)] {
-                         // Kept by the window, which goes.
+                         // The callback is a copy: the window that keeps the original goes.
                          const auto callback = answer;
                          const bool wanted = _window->clickedButton() == install;
                          _window.release()->deleteLater();

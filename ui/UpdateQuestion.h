@@ -21,8 +21,8 @@ public:
     UpdateQuestion(const UpdateQuestion &) = delete;
     UpdateQuestion &operator=(const UpdateQuestion &) = delete;
 
-    /// Instead of a question that is still open, which is answered with no. The question that is
-    /// open, asked again, comes to the front; it keeps the callback of its first time.
+    /// Asks about a version. A question about another version that is still open is answered with
+    /// no; one about the same version comes to the front and keeps the callback of its first time.
     void ask(const QString &version, std::function<void(bool wanted)> answer);
     /// Null when there is no question.
     [[nodiscard]] QMessageBox *window() const { return _window.get(); }

@@ -21,7 +21,7 @@ class ZRKClipmuleDeviceMenuView final : public QWidget, public Object {
 
 public:
     static constexpr int initialWidth = 100;
-    /// Of the light from dark to bright and back.
+    /// How long the light takes from dark to bright, and back.
     static constexpr RunLoop::Seconds fadeDuration{0.25};
 
     /// The status is not owned and outlives the view.
@@ -29,10 +29,10 @@ public:
                               QWidget *parent = nullptr);
     ~ZRKClipmuleDeviceMenuView() override;
 
-    /// In UTF-16 units. Names come from phones; a menu is not wider than some sixty letters.
+    /// UTF-16 units of a name. Names come from phones; a menu is not wider than some sixty letters.
     static constexpr qsizetype longestShownName = 64;
 
-    /// What is told in the user's language; a phone's name is as the phone gave it.
+    /// The header's text, in the user's language; a phone's name is as the phone gave it.
     [[nodiscard]] QString serverName() const;
     /// The same for every label: on one line, without control characters, cut at the end.
     [[nodiscard]] QString shownName() const;
@@ -47,7 +47,7 @@ public:
     /// Draws the background's top strip along the upper edge of the menu's contents.
     void drawTopCap(QPainter &painter, const QRectF &contents) const;
 
-    /// Of the light that is on, from 0 to 1.
+    /// The opacity of the light that is on, from 0 to 1.
     [[nodiscard]] qreal lightOnOpacity() const { return _lightOnOpacity; }
     /// Where the light is in a view of that size; y downwards.
     [[nodiscard]] QRectF lightFrame(const QSizeF &viewSize) const;

@@ -37,11 +37,11 @@ class ZRKClipmuleMessageController final {
 public:
     static constexpr RunLoop::Seconds shownFor{5.0};
     static constexpr RunLoop::Seconds fadeDuration{0.125};
-    /// Of the move from one message's frame to the next one's.
+    /// How long the move from one message's frame to the next one's takes.
     static constexpr RunLoop::Seconds moveDuration{0.2};
 
-    /// The one of the process, made when it is first asked for, with the main bundle's pictures,
-    /// and never released. It drops messages until it knows its surroundings.
+    /// The controller of the process, made when it is first asked for, with the main bundle's
+    /// pictures, and never released. It drops messages until it knows its surroundings.
     [[nodiscard]] static ZRKClipmuleMessageController &sharedController();
 
     explicit ZRKClipmuleMessageController(const Bundle &bundle);

@@ -244,7 +244,7 @@ void ZRKClipmuleStatusController::updateRefusalItem() {
     _refusalItem->setText(forMenu(time + u' ' + sentence));
 }
 
-// A text that holds a name, in a menu that we draw, or that the desktop draws.
+// Prepares a text that holds a name, for a menu that we draw or that the desktop draws.
 QString ZRKClipmuleStatusController::forMenu(const QString &text) const {
     if (_statusItem->host() == StatusItem::Host::NotifierHost)
         return forExportedMenu(text);

@@ -33,7 +33,7 @@ class ZRKUserDefaults;
 ///
 /// Needs an application with widgets. Main thread.
 class ZRKClipmuleStatusController final : public Object {
-    // Who can make one can call the constructor: the factory alone.
+    // Only the factory can make a key, so only it can call the public constructor.
     struct Key {};
 
 public:
@@ -42,7 +42,7 @@ public:
     /// How long after the last transfer the icon shows that data moves.
     static constexpr RunLoop::Seconds activityDuration{0.5};
 
-    /// All of it outlives the controller.
+    /// Everything in it outlives the controller.
     struct Services {
         SyncStatusSource &source;
         /// Holds the pictures.
@@ -66,7 +66,7 @@ public:
     /// Pops the menu up under the item; returns at once.
     void popUp();
     void togglePause();
-    /// Whether what a phone sends is pasted, or only put on the clipboard.
+    /// Switches whether what a phone sends is pasted, or only put on the clipboard.
     void togglePaste();
     void showHelp();
     void launchPreferences();
@@ -104,7 +104,7 @@ private:
 
     Services _services;
     std::unique_ptr<StatusItem> _statusItem;
-    // The item has let go of it before it goes.
+    // The item has let go of the menu before the menu goes.
     std::unique_ptr<QMenu> _menu;
     QAction *_statusTextItem = nullptr;
     QAction *_toggleItem = nullptr;

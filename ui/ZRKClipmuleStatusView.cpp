@@ -17,9 +17,9 @@ namespace clipmule {
 
 namespace {
 
-// In the status item, whose origin is at the bottom left.
+// The spinner's frame in the status item, whose origin is at the bottom left.
 constexpr QRectF spinnerFrame{10, 7, 9, 9};
-// In the middle of the board of the small pictures; y downwards.
+// The spinner's middle on the small pictures, which is the middle of their board; y downwards.
 constexpr QPointF smallSpinnerMiddle{8, 9.5};
 constexpr qreal disabledOpacity = 0.3;
 // A tray's side within this of a whole multiple of the menu bar's height is not worth a blur.
@@ -163,7 +163,8 @@ void ZRKClipmuleStatusView::drawRect(QPainter &painter, const QRectF &bounds) co
     painter.setOpacity(opacity);
     image->draw(painter, flipped({origin, QSizeF(image->size())}, bounds.height()).topLeft());
     painter.setOpacity(1);
-    // It belongs to the icon and goes with it where the view is not the status item's size.
+    // The spinner belongs to the icon and goes with it where the view is not the status item's
+    // size.
     const QPointF offset = origin - iconOrigin(itemSize, image->size());
     drawSpinner(painter, _pictures,
                 flipped(spinnerFrame.translated(offset), bounds.height()).center());

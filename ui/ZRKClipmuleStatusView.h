@@ -23,7 +23,7 @@ public:
     /// The status item in points; the menu bar that the pictures were drawn for is 22 points high.
     static constexpr QSizeF itemSize{29, 22};
     static constexpr RunLoop::Seconds turnDuration{1.0};
-    /// In pixels: trays this small get pictures of their own, which fill a square.
+    /// The side, in pixels, of small trays: they get pictures of their own, which fill a square.
     static constexpr int smallSide = 16;
     /// Each frame is a new picture for the tray, the bus and the panel.
     static constexpr int framesPerTurn = 12;
