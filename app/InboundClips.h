@@ -48,7 +48,7 @@ public:
 
     /// Takes a clip from a phone, which is named by its service.
     void receive(const QString &phone, std::shared_ptr<ZRKClipmuleData> clip);
-    /// What waits of a phone that is gone is not pasted, which the journal tells.
+    /// Drops what waits of a phone that is gone, which the journal tells.
     void forget(const QString &phone);
     void forgetAll();
     /// The paste key stroke, for the window in front.

@@ -67,7 +67,7 @@ void PackageUpdater::checkForUpdates() {
     if (_state == State::Installing)
         return;
     if (_state == State::Asking) {
-        // It may be behind other windows.
+        // The open question may be behind other windows.
         _question(_lastVersionTold, {});
         return;
     }

@@ -16,7 +16,8 @@ public:
     [[nodiscard]] std::optional<QString>
     filterString(const std::optional<QString> &text) const override;
 
-    /// With numericalOnly every reference is a number; with convertAll every character becomes one.
+    /// If numericalOnly, every reference is a number; if convertAll, every character becomes a
+    /// reference.
     [[nodiscard]] static QString filterString(const QString &text, bool numericalOnly,
                                               bool convertAll);
     /// The same with a table that was read before.

@@ -181,7 +181,7 @@ quint64 ZRKClipmuleDataItem::size() const {
 void ZRKClipmuleDataItem::setPersistentCacheValueForKey(const std::optional<PropertyList> &value,
                                                         const QString &key) {
     setCacheValue(_persistentCacheDictionary, value, key);
-    // Not through setDirty(), which would drop what was just stored.
+    // The flag is set directly: setDirty() would drop what was just stored.
     _itemFlags.isDirty = true;
 }
 

@@ -41,7 +41,7 @@ void ZRKClipmuleDataItem::encodeWithCoder(Encoder &coder) {
         coder.encodeObject(_persistentCacheDictionary, cacheDictionaryKey);
     coder.encodeInteger(currentCacheVersion, cacheVersionKey);
     coder.encodeInteger(_createdBy, createdByKey);
-    // What could not be written yet is in no archive either.
+    // The archive claims no side file that could not be written yet, so the item stays dirty.
     _itemFlags.isDirty = _itemFlags.isImageDataDirty || _itemFlags.isNativeDictionaryDirty;
 }
 

@@ -126,7 +126,8 @@ void ZRKNetServiceClient::removeFrom(ServiceInfo &info, qsizetype index) {
     info.outputObjects.removeAt(index);
 }
 
-// What gives way is told of once the queue is in order again. What is being written does not.
+// The delegate is told what gives way once the queue is in order again. What is being written does
+// not give way.
 bool ZRKNetServiceClient::makeRoom(const std::shared_ptr<NetService> &service,
                                    const OutputObject &object) {
     ServiceInfo &info = serviceInfoForNetService(*service);
@@ -322,7 +323,7 @@ void ZRKNetServiceClient::streamHandlerDidOutputObject(ZRKStreamHandler &handler
     const auto service = netServiceForStreamHandler(handler);
     if (!service)
         return;
-    // By equality: what is equal says the same, and need not be said again.
+    // Objects that are equal say the same, and need not be said again.
     ServiceInfo &info = serviceInfoForNetService(*service);
     for (qsizetype i = info.outputObjects.size(); i-- > 0;) {
         if (info.outputObjects[i].standsFor(object))

@@ -164,7 +164,7 @@ void ZRKStreamHandler::releaseConnection() {
     }
     _inputStream.reset();
     _outputStream.reset();
-    // Only now: the streams watch its descriptor.
+    // The descriptor is closed last: the streams watch it.
     _fileHandle.close();
     _inputData = QByteArray();
     _inputOffset = 0;

@@ -36,7 +36,7 @@ public:
         /// connection closes. Both 0 for a payload that is no property list.
         quint64 size = 0;
         quint64 limit = 0;
-        /// In plain English; empty for a frame that is too large.
+        /// The error in plain English; empty for a frame that is too large.
         QString error;
     };
 
@@ -58,7 +58,7 @@ public:
     /// written as XML with every one of them escaped that is just under 50 MB. What announces more
     /// is no clip, and would make the program hold up to 4 GiB for a peer that need not send them.
     static constexpr quint32 largestPayload = 64 * 1024 * 1024;
-    /// At most this much is read at a time, in bytes.
+    /// At most so many bytes are read at a time.
     static constexpr qsizetype readBufferSize = 524288;
 
     /// Makes a handler for a connected socket, whose options it sets; null when there is none. The

@@ -9,9 +9,9 @@ namespace clipmule {
 
 // Posted on the platform's default notification centre with the stream handler as the object.
 
-/// Each time a pass over the received bytes finds the header of an object frame.
+/// Posted each time a pass over the received bytes finds the header of an object frame.
 inline const QString ZRKStreamDidReceiveData = QStringLiteral("ZRKStreamDidReceiveData");
-/// After every write that carries part of an object frame.
+/// Posted after every write that carries part of an object frame.
 inline const QString ZRKStreamDidSendData = QStringLiteral("ZRKStreamDidSendData");
 
 } // namespace clipmule

@@ -5,7 +5,7 @@
 
 namespace clipmule {
 
-// Without a library the terminal itself is editor enough.
+// Without a library there is no editor: the terminal's own editing is enough.
 std::unique_ptr<LineEditor> LineEditor::make(int, int, const QByteArray &, Delegate) {
     return nullptr;
 }

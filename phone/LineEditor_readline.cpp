@@ -12,7 +12,7 @@
 
 #include <unistd.h>
 
-// In this order: it needs what cstdio declares.
+// This header comes after <cstdio>, whose declarations it needs.
 #include <readline/history.h>
 #include <readline/readline.h>
 
@@ -88,7 +88,7 @@ public:
 private:
     void takeKey() {
         rl_callback_read_char();
-        // Not from within the call: whoever hears of it may destroy the editor.
+        // The delegate is not told from within the library's call: it may destroy the editor.
         if (!_hasEnded)
             return;
         _notifier.setEnabled(false);

@@ -266,7 +266,7 @@ void Phone::sendItems(const PropertyList::List &items, QJsonObject what, bool fo
 
 bool Phone::send(const PropertyList &envelope, QJsonObject what) {
     const OutputObject object = OutputObject::fixed(envelope);
-    // Before it is handed over: a short one is on its way at once.
+    // The entry is made before the object is handed over: a short one is on its way at once.
     _sending.append({object, std::move(what), _desks.size()});
     const bool isSent = _server->outputObject(object);
     if (!isSent)

@@ -255,7 +255,7 @@ const QList<Usage> &usages() {
 }
 
 Command parse(const QString &typed) {
-    // What follows a text is part of it, but nothing before the command is.
+    // Blanks behind a text are part of it; blanks before the command are not.
     qsizetype begin = 0;
     while (begin < typed.size() && typed[begin].isSpace())
         ++begin;

@@ -139,7 +139,7 @@ QJsonObject PhoneLog::image(const QByteArray &bytes) {
     const QDir folder(_saveFolder);
     const QString extension = format.isEmpty() ? QStringLiteral("bin") : format;
     QString name;
-    // What an earlier run has saved stays.
+    // Files that an earlier run has saved stay.
     do {
         name = QStringLiteral("image-%1.%2")
                    .arg(++_savedImages, 4, 10, QLatin1Char('0'))

@@ -123,7 +123,7 @@ int main(int argc, char *argv[]) {
     const RunLoop::Installation installation(runLoop);
     const QuitSignals signals([](int) { QCoreApplication::quit(); });
     const auto backend = dnssd::makeBackend();
-    // It shows what the phone has to say to the last.
+    // The editor outlives the phone and shows what it has to say to the last.
     std::unique_ptr<LineEditor> editor;
     std::unique_ptr<Phone> phone;
     // At a terminal somebody types; in a pipe a script does, and nothing but JSON comes out.

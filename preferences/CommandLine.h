@@ -59,9 +59,9 @@ struct ParsedCommandLine {
 };
 
 inline constexpr qsizetype longestServiceName = RegisteredPhones::longestService;
-/// In characters: what a menu can show, and more.
+/// UTF-16 units of a display name: what a menu can show, and more.
 inline constexpr qsizetype longestDisplayName = 255;
-/// In characters. Keys are words; this keeps an accident out of the file.
+/// UTF-16 units of a key. Keys are words; this keeps an accident out of the file.
 inline constexpr qsizetype longestKey = 255;
 inline constexpr RunLoop::Seconds longestWait{600};
 

@@ -17,7 +17,7 @@ struct NetworkAdvice {
         NothingWrong,   ///< the phone is to be looked at
     };
     Kind kind = Kind::NothingWrong;
-    /// In the user's language, one sentence each.
+    /// The reason and the remedy in the user's language, one sentence each.
     QString reason;
     QString whatToTry;
 };

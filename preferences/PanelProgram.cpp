@@ -65,7 +65,7 @@ public:
             _window->comeForward(activationToken);
     }
 
-    /// Before the event loop's end: what is to be kept is written.
+    /// Writes what is to be kept, before the event loop ends.
     void close() {
         if (_phones)
             _phones->stop();

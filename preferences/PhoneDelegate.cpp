@@ -18,7 +18,7 @@ namespace {
 
 using Presence = PhoneList::Presence;
 
-// In device-independent pixels.
+// Distances in device-independent pixels.
 constexpr int padding = 8;
 constexpr int iconSize = 20;
 constexpr int lineGap = 2;

@@ -55,7 +55,8 @@ void PreferencesCommands::printStatus() {
         .texts = quint32(Settings::count32(*statistics, Key::TextItems)),
         .images = quint32(Settings::count32(*statistics, Key::ImageItems))};
     if (_command.watches) {
-        // Not everything that the agent tells is part of it.
+        // A change is printed only if the report shows it: not everything that the agent tells is
+        // part of it.
         if (const QJsonObject object = StatusReport::json(facts); object != _lastStatus) {
             printJson(object);
             _lastStatus = object;

@@ -350,7 +350,8 @@ void PreferencesWindow::showPhones() {
     _networkModel->setPhones(available, circumstances);
     _pairedPages->setCurrentIndex(paired.isEmpty() ? 1 : 0);
     _networkPages->setCurrentIndex(available.isEmpty() ? 1 : 0);
-    // What Return and the buttons are for is clear from the start.
+    // Each list has a current phone from the start, so that it is clear what Return and the buttons
+    // are for.
     for (QListView *list : {_paired, _network}) {
         if (!list->currentIndex().isValid() && list->model()->rowCount() > 0)
             list->setCurrentIndex(list->model()->index(0, 0));

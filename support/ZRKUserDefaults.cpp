@@ -275,7 +275,7 @@ Selector ZRKUserDefaults::selectorForKey(const QString &key) const {
 
 void ZRKUserDefaults::setObjectForKey(const std::optional<PropertyList> &value,
                                       const QString &key) {
-    // Who is told may let go of this store.
+    // An observer may let go of this store.
     const auto self = weak_from_this().lock();
     if (_environment.database)
         _environment.database->setValue(_identifier, key, value);

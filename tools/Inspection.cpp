@@ -114,7 +114,7 @@ QJsonObject real(float component) {
 
 QString inspectTypedStream(QByteArrayView bytes, const Report &report) {
     QJsonObject line{{QStringLiteral("kind"), nameOf(Kind::TypedStream)}};
-    // What it is shows in its first class, which each reader checks.
+    // The archive's first class tells what it is, and each reader checks that.
     try {
         const ArchivedColor color = ColorArchive::unarchivedColor(bytes);
         line.insert(QStringLiteral("color"),

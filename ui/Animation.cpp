@@ -27,7 +27,7 @@ void Animation::start(RunLoop::Seconds duration, Step step, Stopped stopped) {
 
 void Animation::scheduleNextFrame() {
     const RunLoop::Seconds elapsed = RunLoop::current().now() - _startedAt;
-    // In step with the start, so that a late frame does not delay the others.
+    // Frames are counted from the start, so that a late one does not delay the others.
     const RunLoop::Seconds next{(std::floor(elapsed.count() * framesPerSecond + 0.5) + 1) /
                                 framesPerSecond};
     _timer = RunLoop::current().performAfter(

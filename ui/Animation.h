@@ -16,7 +16,7 @@ public:
     /// What a moving thing on a screen needs to look smooth.
     static constexpr double framesPerSecond = 60;
 
-    /// From 0 to 1; the last call is with exactly 1.
+    /// Called with the progress from 0 to 1; the last call is with exactly 1.
     using Step = std::function<void(double progress)>;
     /// True when the end was reached, false when it was interrupted.
     using Stopped = std::function<void(bool finished)>;

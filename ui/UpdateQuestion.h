@@ -24,7 +24,7 @@ public:
     /// Asks about a version. A question about another version that is still open is answered with
     /// no; one about the same version comes to the front and keeps the callback of its first time.
     void ask(const QString &version, std::function<void(bool wanted)> answer);
-    /// Null when there is no question.
+    /// The question's window; null when there is no question.
     [[nodiscard]] QMessageBox *window() const { return _window.get(); }
 
 private:

@@ -36,7 +36,7 @@ const QString preferencesProgram = QStringLiteral("com.zendrik.ClipmuleSync.Pref
 // Posted by the agent.
 const QString statusDidChange = QStringLiteral("ZRKClipmuleSyncStatusDidChange");
 
-// In pixels: what status areas ask for, on ordinary and on dense screens.
+// Sides of the icon in pixels: what status areas ask for, on ordinary and on dense screens.
 constexpr int iconSides[] = {16, 22, 24, 32, 44, 48};
 constexpr int comparedSide = 48;
 

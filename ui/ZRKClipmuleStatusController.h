@@ -79,7 +79,7 @@ public:
     /// Takes an open menu off the screen, so that it holds the keyboard no more.
     void closeMenu();
 
-    /// Null while the item is hidden.
+    /// The item's view; null while the item is hidden.
     [[nodiscard]] ZRKClipmuleStatusView *statusView() const { return _statusView.get(); }
     [[nodiscard]] StatusItem *statusItem() const { return _statusItem.get(); }
     [[nodiscard]] QMenu *menu() const { return _menu.get(); }

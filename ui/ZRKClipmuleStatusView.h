@@ -63,7 +63,7 @@ public:
     [[nodiscard]] QSizeF size() const { return _size; }
     /// Hidden while no data moves.
     [[nodiscard]] bool isSpinnerHidden() const { return !_networkActive; }
-    /// In degrees, counterclockwise; each turn takes 360 away.
+    /// The angle in degrees, counterclockwise; each turn takes 360 away.
     [[nodiscard]] double spinnerRotation() const;
 
 private:

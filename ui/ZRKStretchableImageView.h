@@ -16,7 +16,7 @@ class ZRKStretchableImageView final : public QWidget {
 public:
     explicit ZRKStretchableImageView(QWidget *parent = nullptr);
 
-    /// Its device pixel ratio counts. What is shown stays until the next stretch.
+    /// Sets the image, whose device pixel ratio counts. What is shown stays until the next stretch.
     void setImage(const QImage &image) { _image = image; }
     [[nodiscard]] const QImage &image() const { return _image; }
     /// Cuts the image into its nine pieces and redraws; the caps are in points.

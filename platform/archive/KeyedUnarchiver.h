@@ -27,7 +27,7 @@ public:
     /// PropertyListSerialization allows for its size. What initWithCoder() raises passes.
     [[nodiscard]] static ArchiveValue unarchivedObject(QByteArrayView archive,
                                                        const CodingClasses &classes = {});
-    /// As above; nil when there is no such file.
+    /// Reads a file like an archive's bytes; nil when there is no such file.
     [[nodiscard]] static ArchiveValue unarchivedObjectOfFile(const QString &path,
                                                              const CodingClasses &classes = {});
 };

@@ -206,7 +206,7 @@ private:
     TypedStream::Reader _reader;
     const CodingClasses &_classes;
     ExpansionAccount _account;
-    /// By number; the map keeps its elements where they are.
+    /// The objects by number; the map keeps its elements where they are.
     std::unordered_map<quint32, Entry> _entries;
 };
 

@@ -28,7 +28,7 @@ public:
 
     /// Absolute, without a slash at the end.
     [[nodiscard]] QString path() const;
-    /// Empty when the file is missing, or (with a log line) damaged.
+    /// The contents of "Info.plist"; empty when the file is missing, or (with a log line) damaged.
     [[nodiscard]] const PropertyList::Dictionary &infoDictionary() const;
     /// "CFBundleIdentifier" of the information dictionary; empty without one.
     [[nodiscard]] QString identifier() const;

@@ -35,7 +35,7 @@ public:
     /// Drops the connection and stops trying. Emits nothing.
     void close();
     [[nodiscard]] bool isOpen() const;
-    /// Only while it is open. Copies of it do not survive the bus.
+    /// To be called only while it is open. Copies of the connection do not survive the bus.
     [[nodiscard]] const QDBusConnection &connection() const { return *_connection; }
 
 Q_SIGNALS:

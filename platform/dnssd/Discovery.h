@@ -34,7 +34,7 @@ public:
     /// word would otherwise keep a connection attempt for the system's limit of about two minutes.
     static constexpr RunLoop::Seconds connectTimeout{10.0};
 
-    /// Without a fallback there is nothing to do but wait for the preferred one.
+    /// Without a fallback it can only wait for the preferred responder.
     explicit Discovery(std::unique_ptr<Responder> preferred, MakeResponder makeFallback = {});
     ~Discovery() override;
 

@@ -16,11 +16,11 @@ public:
     DiscoveryObject(const DiscoveryObject &) = delete;
     DiscoveryObject &operator=(const DiscoveryObject &) = delete;
 
-    // None of them may call the client.
+    // These must not call the client.
 
     /// Asks for what is not under way yet, if there is somebody to ask.
     virtual void ask() = 0;
-    /// What the responder in use did for this is gone.
+    /// Forgets what the responder in use did for this: it is gone.
     virtual void forget() = 0;
     /// Another responder is in use. The one so far may still serve for a while.
     virtual void move();

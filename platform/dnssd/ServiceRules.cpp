@@ -91,7 +91,7 @@ QString nameForAttempt(const QString &name, int attempt) {
     QByteArray base = name.toUtf8();
     qsizetype room = maximumNameBytes - suffix.size();
     if (base.size() > room) {
-        // Not inside a character: its further bytes are 10xxxxxx.
+        // A character is not cut in the middle: its further bytes are 10xxxxxx.
         while (room > 0 && (quint8(base[room]) & 0xC0U) == 0x80U)
             --room;
         base.truncate(room);

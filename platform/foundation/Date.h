@@ -20,7 +20,7 @@ struct Date {
     /// The wall clock of the current run loop (RunLoop::current()).
     [[nodiscard]] static Date now();
     [[nodiscard]] static Date fromDateTime(const QDateTime &dateTime);
-    /// In UTC, cut to milliseconds; invalid outside QDateTime's range.
+    /// The date in UTC, cut to milliseconds; invalid outside QDateTime's range.
     [[nodiscard]] QDateTime toDateTime() const;
 
     friend bool operator==(const Date &, const Date &) = default;

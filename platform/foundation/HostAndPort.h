@@ -16,7 +16,7 @@ struct HostAndPort {
     QString host;
     quint16 port = 0;
 
-    /// As a person writes it: "HOST:PORT", "[IPV6]:PORT".
+    /// The text as a person writes it: "HOST:PORT", "[IPV6]:PORT".
     [[nodiscard]] QString text() const;
     friend bool operator==(const HostAndPort &, const HostAndPort &) = default;
 };

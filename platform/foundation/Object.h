@@ -20,7 +20,7 @@ public:
 
     /// Equality by value where a class has one; identity otherwise.
     [[nodiscard]] virtual bool isEqual(const Object &other) const { return this == &other; }
-    /// For log lines and bug reports; never the whole contents of a clip.
+    /// A text for log lines and bug reports; never the whole contents of a clip.
     [[nodiscard]] virtual QString description() const;
 };
 

@@ -125,7 +125,7 @@ public:
     friend bool operator==(const PropertyList &left, const PropertyList &right);
 
 private:
-    // In the order of Kind.
+    // The alternatives are in the order of Kind.
     using Value = std::variant<QString, bool, qint64, quint64, double, clipmule::Date, QByteArray,
                                List, Dictionary, Uid>;
     static Value fromUnsigned(quint64 integer);

@@ -16,7 +16,7 @@ namespace clipmule {
 
 namespace {
 
-// Where the handler writes to; it can reach nothing else.
+// The descriptor that the handler writes to: a global, since the handler can reach nothing else.
 std::atomic<int> handlersDescriptor = -1;
 
 // Runs in whatever thread the signal finds, in the middle of anything.

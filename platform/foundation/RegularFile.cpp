@@ -17,7 +17,7 @@ namespace clipmule::RegularFile {
 
 Contents read(const QString &path, qint64 largest, Links links) {
     using Outcome = Contents::Outcome;
-    // Without waiting for the other end of a pipe; for regular files it makes no difference.
+    // Opening does not wait for the other end of a pipe; for regular files it makes no difference.
     const int ofLinks = links == Links::Refuse ? O_NOFOLLOW : 0;
     const FileHandle file(
         ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | ofLinks));

@@ -22,7 +22,7 @@ struct Contents {
         Failed,
     };
     Outcome outcome = Outcome::Failed;
-    /// Empty unless read.
+    /// The contents; empty unless the file was read.
     QByteArray bytes;
 };
 

@@ -73,8 +73,8 @@ public:
     /// Calls back every so often (more than 0) until the handle is cancelled or destroyed. Late
     /// beats are skipped, not made up for.
     [[nodiscard]] Timer performEvery(Seconds interval, Callback callback);
-    /// As performAfter with no delay, for work that must outlive its requester: no handle.
-    /// For releasing objects after a callback has returned.
+    /// Does what performAfter does with no delay, without a handle: for work that must outlive its
+    /// requester, like releasing objects after a callback has returned.
     void performSoon(Callback callback);
 
     /// Monotonic time since an arbitrary origin.

@@ -23,7 +23,7 @@ inline constexpr qint64 largestDecoded = 256LL * 1024 * 1024;
 struct Description {
     /// "png", "jpeg", …
     QByteArray format;
-    /// In pixels; invalid when the format tells it only with the picture.
+    /// The size in pixels; invalid when the format tells it only with the picture.
     QSize size;
 };
 /// What the bytes are, by their header alone. Nothing when they are no raster image of a format

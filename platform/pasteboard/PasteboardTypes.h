@@ -67,8 +67,8 @@ struct Offer {
     friend bool operator==(const Offer &, const Offer &) = default;
 };
 
-/// What clipboard owners get from us, no target twice. Names that are not ours to offer (protocol
-/// targets, names that no display server takes) are left out.
+/// What we offer as the clipboard's owner, no target twice. Names that are not ours to offer
+/// (protocol targets, names that no display server takes) are left out.
 ///
 /// An image is offered under the name of what it is, and as PNG, which every program takes.
 ///

@@ -73,7 +73,7 @@ public:
         while (fromLeft > 0 && iconv(_converter, &from, &fromLeft, &to, &toLeft) == size_t(-1)) {
             if (toLeft < sizeof(QChar) || fromLeft == 0)
                 break;
-            // Not a character of this code page.
+            // Stands for bytes that are no character of this code page.
             const char16_t replacement = QChar::ReplacementCharacter;
             memcpy(to, &replacement, sizeof replacement);
             to += sizeof replacement;

@@ -347,7 +347,8 @@ private:
     quint64 _objectCount = 0;
     quint64 _tableOffset = 0;
     quint64 _spent = 0;
-    /// By object number: one of the constants, or the place in _decoded + firstDecoded.
+    /// The state of each object, by number: one of the constants, or the place in _decoded +
+    /// firstDecoded.
     std::vector<quint32> _states;
     /// The decoded objects; a deque grows without moving them.
     std::deque<Decoded> _decoded;

@@ -23,7 +23,7 @@ public:
         std::optional<PropertyList> value;
         /// The form that was recognised.
         Format format = Format::OpenStep;
-        /// Empty when there is a value.
+        /// Why the input was refused; empty when there is a value.
         QString error;
     };
 

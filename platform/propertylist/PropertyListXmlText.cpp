@@ -25,7 +25,7 @@ qsizetype utf8Size(QStringView text) {
     return size;
 }
 
-// In pieces and at its size: QString::toUtf8() takes three bytes for every unit.
+// Converts in pieces and at the right size: QString::toUtf8() takes three bytes for every unit.
 PropertyListXmlText asUtf8(QStringView text) {
     constexpr qsizetype piece = 65536;
     PropertyListXmlText result;

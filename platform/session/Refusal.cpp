@@ -125,7 +125,7 @@ const char *sentenceOn(const Refusal &refusal) {
                                               : sentenceOnReceived(refusal.reason);
 }
 
-// In one pass: a phone may be called "%2".
+// The places are filled in one pass: a phone may be called "%2".
 QString filledIn(const QString &sentence, const Refusal &refusal, const QLocale &locale) {
     QString text;
     for (qsizetype i = 0; i < sentence.size(); ++i) {

@@ -40,12 +40,12 @@ struct Refusal {
     Kind kind = Kind::Clip;
     /// The name that the user gave the phone; empty for what was copied here.
     QString phone = {};
-    /// In bytes, as clips are measured; both 0 where size is not the reason.
+    /// The size in bytes, as clips are measured; both 0 where size is not the reason.
     quint64 size = 0;
     quint64 limit = 0;
     /// How often the same happened in a row; `size` and `date` are those of the last time.
     quint64 count = 1;
-    /// In plain English, for the log and bug reports; may be empty.
+    /// The detail in plain English, for the log and bug reports; may be empty.
     QString detail = {};
     Date date = {};
 

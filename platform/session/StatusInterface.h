@@ -97,7 +97,7 @@ public:
     /// Begins to look; the first answer comes from the run loop.
     virtual void start() = 0;
     [[nodiscard]] virtual Agent agent() const = 0;
-    /// Only while it runs.
+    /// What the agent told; present only while the agent runs.
     [[nodiscard]] virtual const std::optional<AgentStatus> &status() const = 0;
     /// Whether there is a session bus to ask.
     [[nodiscard]] virtual bool hasBus() const = 0;

@@ -34,7 +34,7 @@ private:
     RunLoop::Seconds _deadline{};
     qsizetype _next = 0;
     FileHandle _socket;
-    // After the socket it watches, so that it goes first.
+    // The notifier stands after the socket it watches, so that it is destroyed first.
     std::unique_ptr<SocketNotifier> _notifier;
     RunLoop::Timer _timer;
 };

@@ -71,7 +71,7 @@ private:
     FileHandle _socket;
     quint16 _port;
     std::function<void(FileHandle)> _handler;
-    // After the socket it watches, so that it goes first.
+    // The notifier stands after the socket it watches, so that it is destroyed first.
     std::unique_ptr<SocketNotifier> _notifier;
     RunLoop::Timer _pause;
     bool _exhausted = false;

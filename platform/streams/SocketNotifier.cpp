@@ -12,7 +12,8 @@ SocketNotifier::SocketNotifier(int descriptor, QSocketNotifier::Type type,
                      std::move(callback));
 }
 
-// It may be in the middle of its signal; what it watches is let go at once all the same.
+// The notifier may be in the middle of its signal, so it is deleted later; it lets go of the
+// descriptor at once.
 void SocketNotifier::Release::operator()(QSocketNotifier *notifier) const {
     notifier->setEnabled(false);
     notifier->disconnect();

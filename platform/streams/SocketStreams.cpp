@@ -50,7 +50,7 @@ private:
 
     int _descriptor = -1;
     PeerFactsSource _facts = peerFacts;
-    // Empty where the descriptor is somebody else's.
+    // The descriptor that this channel owns; empty where it is somebody else's.
     FileHandle _owned;
     std::unique_ptr<SocketConnector> _connector;
     bool _connecting = false;
@@ -73,7 +73,7 @@ public:
     SocketEnd &operator=(SocketEnd &&) = delete;
 
     [[nodiscard]] bool isOpening() const { return _state == State::Opening; }
-    /// On a turn of its own.
+    /// Starts on a turn of its own.
     void startSoon() {
         _soon = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { start(); });
     }

@@ -16,7 +16,7 @@ namespace {
 const QString pasteKeysEntry = QStringLiteral("pasteKeys");
 const QString pasteFromSelectionEntry = QStringLiteral("pasteFromSelection");
 
-// In lower case; nothing unless it is a list of names and nothing else.
+// The names in lower case; nothing unless the value is a list of names and nothing else.
 std::optional<QStringList> namesIn(const PropertyList &value) {
     const auto *list = value.as<PropertyList::List>();
     if (!list)
@@ -80,7 +80,7 @@ void ApplicationTable::readFile(const QString &path, Missing missing) {
                                         << onOneLine(problem, shownInLabel);
 }
 
-// What is wrong with the entries; then none is added.
+// Adds the entries. Returns what is wrong with them; then none is added.
 QString ApplicationTable::add(const PropertyList::Dictionary &entries) {
     PropertyList::Dictionary parts = entries;
     const PropertyList strokes = parts.value(pasteKeysEntry, PropertyList::Dictionary());

@@ -22,7 +22,7 @@ public:
     FakeOperation(const FakeOperation &) = delete;
     FakeOperation &operator=(const FakeOperation &) = delete;
 
-    /// As soon as it is made.
+    /// Called as soon as the operation is made.
     virtual void begin() = 0;
     virtual void serviceChanged(const ServiceName &service, Change change) = 0;
     virtual void fail(const QString &reason) = 0;
@@ -88,7 +88,7 @@ public:
             ++responder._resolveCounts[service];
     }
 
-    /// Of the four that make one resolve.
+    /// Whether this is the first of the four questions that make one resolve.
     [[nodiscard]] bool isFirst() const { return !kind.overIpv6 && !kind.forIpv6; }
 
     void begin() override {

@@ -40,11 +40,11 @@ public:
     void vanish(const ServiceName &service);
     void changeTxtRecord(const ServiceName &service, const QByteArray &txtRecord);
 
-    // For the responders.
+    // The responders use these.
 
     /// Tells every operation of every responder, on a later turn.
     void changed(const ServiceName &service, Change change);
-    /// Null when nobody announces it.
+    /// The record of a service; null when nobody announces it.
     [[nodiscard]] Record *record(const ServiceName &service);
 
     std::map<ServiceName, Record, ByServiceName> records;
@@ -72,7 +72,7 @@ public:
 
     /// Also changes what becomes of the resolves that are running.
     void setAnswer(const ServiceName &service, Answer answer);
-    /// As the responder's process ends, starts, and runs.
+    /// Plays that the responder's process ends, starts, or runs.
     void setAvailability(Availability availability);
     /// What is asked for from now on is refused, for this reason; an empty one ends it.
     void refuse(const QString &reason) { _refusal = reason; }
@@ -140,7 +140,7 @@ public:
 
     [[nodiscard]] FakeResponder &responder() { return *_responder; }
 
-    // As of the network.
+    // These are passed on to the network.
     void appear(const ServiceName &service, const QList<Endpoint> &endpoints,
                 const QByteArray &txtRecord = QByteArray(1, '\0')) {
         _network->appear(service, endpoints, txtRecord);
@@ -154,7 +154,7 @@ public:
     /// Makes the streams for connectTo(); none without it.
     std::function<StreamPair(const Resolved &)> connector;
 
-    // As of the responder.
+    // These are passed on to the responder.
     void setAnswer(const ServiceName &service, Answer answer) {
         _responder->setAnswer(service, answer);
     }

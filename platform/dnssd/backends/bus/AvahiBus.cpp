@@ -120,8 +120,8 @@ void AvahiBus::ownerChanged(const QString &name, const QString &, const QString 
 }
 
 void AvahiBus::askForState() {
-    // By its name, which is not to start a daemon that is switched off: who answers is the daemon
-    // from then on.
+    // The daemon is called by its name, which must not start one that is switched off. Whoever
+    // answers is the daemon from then on.
     QDBusMessage message = QDBusMessage::createMethodCall(avahiService, serverPath, serverInterface,
                                                           QStringLiteral("GetState"));
     message.setAutoStartService(false);

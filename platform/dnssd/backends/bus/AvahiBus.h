@@ -51,7 +51,7 @@ public:
     /// the daemon is lost before.
     void call(const QString &path, const QString &interface, const QString &member,
               const QVariantList &arguments, Reply reply);
-    /// As above, the answer is of no interest. Nothing is sent once the daemon is lost.
+    /// The same for a call whose answer is of no interest. Nothing is sent once the daemon is lost.
     void send(const QString &path, const QString &interface, const QString &member);
 
     // Called by AvahiBusObject.

@@ -76,7 +76,8 @@ protected:
     explicit CoreOperation(AvahiServer *server)
         : _server(server) {}
 
-    /// Null when the library refuses; that is reported like everything else.
+    /// Takes the library's object; null when the library refused, which is reported like everything
+    /// else.
     void hold(Object *object) {
         _object.reset(object);
         if (!object)
@@ -90,7 +91,7 @@ protected:
         void operator()(Object *object) const { Free(object); }
     };
     AvahiServer *_server;
-    /// What the library reports.
+    /// Holds back what the library reports.
     EventQueue _events;
     std::unique_ptr<Object, Freeing> _object;
 };

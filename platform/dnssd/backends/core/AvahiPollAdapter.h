@@ -18,7 +18,7 @@ public:
     AvahiPollAdapter(const AvahiPollAdapter &) = delete;
     AvahiPollAdapter &operator=(const AvahiPollAdapter &) = delete;
 
-    /// What the library wants; outlived by this.
+    /// The interface that the library wants; it lives as long as this object.
     [[nodiscard]] const AvahiPoll *api() const { return &_api; }
 
 private:

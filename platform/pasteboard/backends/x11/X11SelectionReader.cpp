@@ -260,7 +260,7 @@ void X11SelectionReader::targetDone() {
     const bool isText = fetch.request.meaning == PasteboardTypes::Meaning::Text ||
                         fetch.request.meaning == PasteboardTypes::Meaning::Html;
     QByteArray data = isText ? (_text ? _text->take() : QByteArray()) : std::move(_data);
-    // What is there but empty is not the same as nothing.
+    // Contents that are there but empty are not the same as none.
     if (data.isNull())
         data = QByteArray("");
     _bytes += _targetBytes;

@@ -124,7 +124,7 @@ private:
         if (!_watcher)
             return;
         _watcher->disconnect(this);
-        // It may be on the stack.
+        // The watcher may be on the stack.
         std::exchange(_watcher, nullptr)->deleteLater();
     }
 

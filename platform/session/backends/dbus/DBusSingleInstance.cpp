@@ -107,7 +107,7 @@ private:
         });
         _bus.connect(busName, busPath, busName, QStringLiteral("NameOwnerChanged"), {_predecessor},
                      QString(), this, SLOT(ownerChanged(QString, QString, QString)));
-        // It may have left before we listened.
+        // The predecessor may have left before we listened.
         await(_bus.interface()->asyncCall(QStringLiteral("NameHasOwner"), _predecessor),
               [this](const QDBusPendingReply<bool> &present) {
                   if (!present.isError() && !present.value())

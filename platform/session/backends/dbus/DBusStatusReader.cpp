@@ -12,7 +12,7 @@ namespace clipmule {
 
 namespace {
 
-// It answers from memory; after this long it is stuck.
+// The agent answers from memory; after this long it is stuck.
 constexpr int timeoutInMilliseconds = 2000;
 
 class DBusStatusReader final : public QObject, public StatusReader {

@@ -145,7 +145,8 @@ private:
             _delegate.hostDidChange();
     }
 
-    // Whoever makes the item says afterwards what it looks like; the status area asks at once.
+    // The item is shown once it has an icon, which its maker sets afterwards: the status area asks
+    // for it at once.
     void showOnceComplete() {
         if (!_icon.isNull())
             _tray->show();
