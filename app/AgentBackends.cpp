@@ -4,7 +4,6 @@
 #include "app/AgentBackends.h"
 
 #include "platform/foundation/PrivateFolder.h"
-#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
 
 namespace clipmule {
 
@@ -33,16 +32,15 @@ std::optional<QString> pasteKeys(const ActiveApplication &inFront, Pasteboard &p
 
 AgentBackends makeAgentBackends(const Bundle &bundle) {
     AgentBackends made;
-    const QString settings = FilePreferencesDatabase::defaultFolder();
     made.session = openSession();
-    made.database = std::make_unique<FilePreferencesDatabase>(settings);
+    made.database = makePreferencesDatabase();
     made.notifications = makeDistributedNotifications();
     made.power = makeSystemPower();
     made.dnssd = dnssd::makeBackend();
     made.activeApplication = makeActiveApplication(
         made.session,
         bundle.pathForResource(QStringLiteral("applications"), QStringLiteral("plist")),
-        settings + QStringLiteral("/applications.plist"));
+        preferencesFolder() + QStringLiteral("/applications.plist"));
     const std::shared_ptr<ActiveApplication> inFront = made.activeApplication;
     made.pasteboard = makePasteboard(made.session, [inFront] { return audience(*inFront); });
     Pasteboard &pasteboard = *made.pasteboard;

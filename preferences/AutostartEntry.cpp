@@ -4,7 +4,7 @@
 #include "preferences/AutostartEntry.h"
 
 #include "platform/foundation/RegularFile.h"
-#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
+#include "platform/preferences/PreferencesDatabase.h"
 #include "preferences/PanelTexts.h"
 
 #include <QCoreApplication>
@@ -155,7 +155,7 @@ AutostartEntry::AutostartEntry(QString userFolder, QStringList systemFolders, QS
 AutostartEntry AutostartEntry::standard() {
     QStringList folders = QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation);
     // The first folder is the user's own.
-    folders[0] = QFileInfo(FilePreferencesDatabase::defaultFolder()).path();
+    folders[0] = QFileInfo(preferencesFolder()).path();
     folders.removeIf([](const QString &folder) { return QDir::isRelativePath(folder); });
     for (QString &folder : folders)
         folder += QStringLiteral("/autostart");

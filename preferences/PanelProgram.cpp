@@ -10,7 +10,7 @@
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
 #include "platform/preferences/DistributedNotifications.h"
-#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
+#include "platform/preferences/PreferencesDatabase.h"
 #include "platform/session/ApplicationInterface.h"
 #include "platform/session/Session.h"
 #include "platform/session/SingleInstance.h"
@@ -39,14 +39,14 @@ public:
     /// False when the installation lacks what it needs.
     bool open() {
         ZRKUserDefaults::Environment environment;
-        environment.database = &_database;
+        environment.database = _database.get();
         environment.distributedNotifications = _notifications.get();
         const auto stores = SettingsStores::open(environment);
         if (!stores)
             return false;
         _stores = *stores;
-        _phones = std::make_unique<PhoneList>(*_dnssd, _database, _stores);
-        _settings = std::make_unique<SyncSettings>(_database, _stores);
+        _phones = std::make_unique<PhoneList>(*_dnssd, *_database, _stores);
+        _settings = std::make_unique<SyncSettings>(*_database, _stores);
         _window = std::make_unique<PreferencesWindow>(
             PreferencesWindow::Services{.phones = *_phones,
                                         .settings = *_settings,
@@ -101,7 +101,7 @@ private:
             _help->openHelpAnchorInBook(QStringLiteral("help"), *book);
     }
 
-    FilePreferencesDatabase _database{FilePreferencesDatabase::defaultFolder()};
+    std::unique_ptr<PreferencesDatabase> _database = makePreferencesDatabase();
     std::unique_ptr<DistributedNotifications> _notifications = makeDistributedNotifications();
     std::unique_ptr<dnssd::Backend> _dnssd = dnssd::makeBackend();
     std::unique_ptr<dnssd::NetworkProbe> _network = dnssd::makeNetworkProbe();

@@ -6,7 +6,7 @@
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
 #include "platform/preferences/DistributedNotifications.h"
-#include "platform/preferences/backends/file/FilePreferencesDatabase.h"
+#include "platform/preferences/PreferencesDatabase.h"
 #include "preferences/PanelProgram.h"
 #include "preferences/PreferencesCommands.h"
 
@@ -70,14 +70,14 @@ int main(int argc, char *argv[]) {
     const bool watches = parsed.command->watches;
     const QuitSignals signals(
         [watches](int signal) { QCoreApplication::exit(watches ? 0 : 128 + signal); });
-    FilePreferencesDatabase database(FilePreferencesDatabase::defaultFolder());
+    const auto database = makePreferencesDatabase();
     const auto notifications = makeDistributedNotifications();
     const auto agent = makeStatusReader();
     const auto network = dnssd::makeNetworkProbe();
     std::unique_ptr<dnssd::Backend> dnssd;
 
     PreferencesCommands::Services services;
-    services.preferences.database = &database;
+    services.preferences.database = database.get();
     services.preferences.distributedNotifications = notifications.get();
     services.dnssd = [&dnssd]() -> dnssd::Backend & {
         if (!dnssd)

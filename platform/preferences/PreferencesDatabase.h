@@ -5,6 +5,8 @@
 
 #include "platform/foundation/PropertyList.h"
 
+#include <memory>
+
 namespace clipmule {
 
 /// The preferences of the current user: a dictionary of property-list values for each application
@@ -27,5 +29,12 @@ public:
     /// the reason is not known.
     [[nodiscard]] virtual QString failure() const { return {}; }
 };
+
+/// The user's own, in preferencesFolder().
+[[nodiscard]] std::unique_ptr<PreferencesDatabase> makePreferencesDatabase();
+
+/// "clipmule-sync" in the user's folder for configuration ($XDG_CONFIG_HOME, if that is an absolute
+/// path).
+[[nodiscard]] QString preferencesFolder();
 
 } // namespace clipmule

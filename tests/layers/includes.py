@@ -4,6 +4,7 @@
 
 import glob
 import os
+import re
 
 import table
 from project import below
@@ -64,12 +65,22 @@ def check(project, widgets=None):
     return problems
 
 
+def may_name_backend(name, path):
+    """A backend is known to itself, to the source that makes it, and to tests."""
+    backend = re.match(r"(platform/\w+/)backends/\w+/", path)
+    if backend is None or name.startswith(backend[0]) or below(name, table.ANY_SYSTEM_HEADER):
+        return True
+    return name.endswith(".cpp") and os.path.dirname(name) + "/" == backend[1]
+
+
 def check_one(project, name, folder, path, quoted, widgets, interfaces):
     if path in project:
         if not quoted:
             yield f'{name}: write "{path}" in quotation marks'
         if not path.startswith(folder) and not below(path, table.MAY_INCLUDE[folder]):
             yield f"{name}: {folder} may not include {path}"
+        elif not may_name_backend(name, path):
+            yield f"{name}: {path} is a backend, which {folder_of(path)} alone chooses"
         return
     if quoted:
         if not path.endswith(".moc"):

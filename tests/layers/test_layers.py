@@ -142,11 +142,11 @@ class Includes(Tree):
                         "<ifaddrs.h>")
 
     def test_an_interface_header_holds_no_system_header(self):
-        header = "platform/pasteboard/backends/x11/X11Pasteboard.h"
+        header = "platform/session/Session.h"
         files = {header: "#include <xcb/xcb.h>\n"}
         self.assertEqual(self.check(files), [])
-        files["model/M.cpp"] = f'#include "{header}"\n'
-        self.assert_one(self.check(files), header, "seen outside", "model/M.cpp")
+        files["app/A.cpp"] = f'#include "{header}"\n'
+        self.assert_one(self.check(files), header, "seen outside", "app/A.cpp")
 
     def test_an_interface_header_leads_to_no_system_header(self):
         self.assert_one(self.check({
@@ -164,6 +164,20 @@ class Includes(Tree):
         self.assertEqual(self.check(files), [])
         files["app/A.cpp"] = '#include "platform/x11/Connection.h"\n'
         self.assert_one(self.check(files), "platform/x11/Connection.h", "seen outside", "app/A.cpp")
+
+    def test_a_backend_is_named_where_it_is_chosen_only(self):
+        backend = "platform/keyboard/backends/xtest/XTestKeys.h"
+        files = {backend: "", "platform/keyboard/Keys.h": "",
+                 "platform/keyboard/Keys.cpp": f'#include "{backend}"\n',
+                 "platform/keyboard/backends/xtest/XTestKeys.cpp": f'#include "{backend}"\n',
+                 "tests/keyboard/tst_keys.cpp": f'#include "{backend}"\n'}
+        self.assertEqual(self.check(files), [])
+        for name in ("platform/keyboard/More.h", "platform/keyboard/backends/null/NullKeys.cpp",
+                     "app/A.cpp"):
+            with self.subTest(name):
+                self.assert_one(self.check({**files, name: f'#include "{backend}"\n'}), name,
+                                "is a backend, which platform/keyboard/ alone chooses")
+                os.remove(os.path.join(self.root, name))
 
     def test_widgets_stay_in_the_interface(self):
         self.assert_one(self.check({"model/M.cpp": "#include <QLabel>\n",

@@ -144,7 +144,7 @@ private Q_SLOTS:
     void theFolderIsTheUsersOwn() {
         const QByteArray before = qgetenv("XDG_CONFIG_HOME");
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(_home->path()));
-        const QString folder = FilePreferencesDatabase::defaultFolder();
+        const QString folder = preferencesFolder();
         qputenv("XDG_CONFIG_HOME", before);
         QCOMPARE(folder, _home->path() + QStringLiteral("/clipmule-sync"));
     }
@@ -159,7 +159,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, folder);
         const QByteArray before = qgetenv("XDG_CONFIG_HOME");
         qputenv("XDG_CONFIG_HOME", folder);
-        const QString found = FilePreferencesDatabase::defaultFolder();
+        const QString found = preferencesFolder();
         qputenv("XDG_CONFIG_HOME", before);
         QCOMPARE(found, QDir::homePath() + QStringLiteral("/.config/clipmule-sync"));
     }

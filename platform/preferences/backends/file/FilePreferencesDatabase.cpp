@@ -11,7 +11,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QStandardPaths>
 
 #include <algorithm>
 #include <cerrno>
@@ -65,14 +64,6 @@ struct FilePreferencesDatabase::Contents {
 
 FilePreferencesDatabase::FilePreferencesDatabase(const QString &folder)
     : _folder(folder) {}
-
-QString FilePreferencesDatabase::defaultFolder() {
-    // A relative path would mean another folder for each program.
-    const bool isUsable = QDir::isAbsolutePath(qEnvironmentVariable("XDG_CONFIG_HOME"));
-    return (isUsable ? QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-                     : QDir::homePath() + QStringLiteral("/.config")) +
-           QStringLiteral("/clipmule-sync");
-}
 
 bool FilePreferencesDatabase::isValidDomain(const QString &domain) {
     return !domain.isEmpty() && domain.size() <= longestDomain && domain[0] != u'.' &&

@@ -32,9 +32,6 @@ public:
     /// The folder is made, with its parents, when something is written first.
     explicit FilePreferencesDatabase(const QString &folder);
 
-    /// "clipmule-sync" in the user's folder for configuration ($XDG_CONFIG_HOME, if that is an
-    /// absolute path).
-    [[nodiscard]] static QString defaultFolder();
     /// Letters, digits, '.', '-' and '_', the first no full stop; at most longestDomain.
     [[nodiscard]] static bool isValidDomain(const QString &domain);
 
