@@ -37,7 +37,7 @@ private Q_SLOTS:
         QList<Png> results;
         const QByteArray jpeg = jpegOf({40, 30}, 0xff336699);
         conversion.start(jpeg, [&](const Png &png) {
-            QCOMPARE(QThread::currentThread(), qApp->thread());
+            QCOMPARE(QThread::currentThread(), QCoreApplication::instance()->thread());
             QVERIFY(!conversion.isRunning());
             results.append(png);
         });
