@@ -48,6 +48,8 @@ private Q_SLOTS:
     void cleanup() {
         _instance.reset();
         leave();
+        // The bus hears of it when it gets to it.
+        QTRY_VERIFY_WITH_TIMEOUT(owner().isEmpty(), kit::patience);
     }
 
     void theFirstOneHasTheName_data() { standings(); }
