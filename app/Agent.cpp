@@ -16,8 +16,6 @@ namespace clipmule {
 
 namespace {
 
-const QString preferencesIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
-
 // The notice of an agent without a display shows nothing: the log has each refusal in any case.
 class UnseenNotice final : public ClipNotice {
 public:
@@ -95,7 +93,7 @@ void Agent::launch(const std::shared_ptr<ZRKUserDefaults> &shared) {
     _backends.statusInterface->start();
     _backends.dnssd->onDescriptionChange = [this] { tellStatusSoon(); };
     if (_started == Started::ByUser && _face && _application->registeredDeviceNames().isEmpty())
-        _backends.sessionPrograms->activate(preferencesIdentifier, Face::preferencesExecutable());
+        _backends.sessionPrograms->activate(preferencesProgram(), Face::preferencesExecutable());
 }
 
 void Agent::showFaceTo(SyncServices &services, const std::shared_ptr<ZRKUserDefaults> &shared) {

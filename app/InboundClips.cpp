@@ -6,6 +6,7 @@
 #include "app/SyncJournal.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/Log.h"
+#include "platform/foundation/Memory.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/keyboard/KeyboardEvents.h"
 
@@ -102,6 +103,7 @@ void InboundClips::apply(const ReceivedClip &received) {
                          .phone = received.phone,
                          .detail = exception.reason()});
     }
+    trimHeapAfterClip(received.clip->size());
     // The interval begins now, not when the clip came: putting an image on the clipboard takes a
     // while.
     const bool isFlood = std::exchange(_clipsOvertaken, false);

@@ -6,7 +6,6 @@
 #include "model/ClipNotice.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/Log.h"
-#include "platform/foundation/Memory.h"
 #include "support/RegisteredPhones.h"
 #include "support/ZRKNotificationCenter.h"
 #include "ui/SyncStatusSource.h"
@@ -69,7 +68,6 @@ void SyncJournal::count(ZRKClipmuleData &clip, Settings::Key sizeKey) {
     // The sum is made unsigned, where passing the largest number is defined.
     const quint32 count = quint32(Settings::count32(*_statistics, items)) + 1U;
     _statistics->setIntegerForKey(qint32(count), Settings::nameOf(items));
-    trimHeapAfterClip(size);
 }
 
 void SyncJournal::warnAbout(const QString &phone, const QString &line) {

@@ -22,7 +22,6 @@ namespace {
 
 const QString serverServiceKey = QStringLiteral("serverService");
 const QString serverNameKey = QStringLiteral("serverName");
-const QString preferencesProgram = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
 
 } // namespace
 
@@ -156,10 +155,11 @@ void ZRKClipmuleSyncApp::disconnect() {
 
 void ZRKClipmuleSyncApp::defaultsDidChange() {
     if (isEnabled()) {
-        const QStringList stopped = _links.keepOnly(registeredPhones());
+        const QList<RegisteredPhones::Phone> phones = registeredPhones();
+        const QStringList stopped = _links.keepOnly(phones);
         for (const QString &phone : stopped)
             _inbound.forget(phone);
-        connect();
+        _links.connect(phones);
     } else {
         disconnect();
     }
@@ -320,7 +320,7 @@ void ZRKClipmuleSyncApp::updaterWillInstallUpdate(Updater & /*updater*/) {
     // The panel must be closed so that its files can be replaced.
     const QStringList applications = _services.sessionPrograms.launchedApplications();
     for (const QString &identifier : applications) {
-        if (identifier == preferencesProgram)
+        if (identifier == preferencesProgram())
             _services.sessionPrograms.quit(identifier);
     }
 }

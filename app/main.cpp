@@ -18,7 +18,6 @@ using namespace clipmule;
 
 namespace {
 
-const QString preferencesIdentifier = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
 const QString menuOption = QStringLiteral("menu");
 const QString showOption = QStringLiteral("show");
 const QString verboseOption = QStringLiteral("verbose");
@@ -90,7 +89,7 @@ void openMenuOfRunningAgent() {
 }
 
 void openPreferences() {
-    activateApplication(preferencesIdentifier, [](bool reached) {
+    activateApplication(preferencesProgram(), [](bool reached) {
         const bool opened = reached || QProcess::startDetached(Face::preferencesExecutable(), {});
         QCoreApplication::exit(opened ? 0 : 1);
     });

@@ -13,6 +13,7 @@
 #include "platform/preferences/PreferencesDatabase.h"
 #include "platform/session/ApplicationInterface.h"
 #include "platform/session/Session.h"
+#include "platform/session/SessionPrograms.h"
 #include "platform/session/SingleInstance.h"
 #include "preferences/PreferencesWindow.h"
 #include "support/PlatformNotifications.h"
@@ -29,8 +30,6 @@
 namespace clipmule {
 
 namespace {
-
-const QString identifier = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
 
 // Everything that the window stands on. Members are destroyed in the opposite order, the window
 // first.
@@ -135,7 +134,7 @@ int runPanel(int argc, char **argv) {
                    stderr);
         return 2;
     }
-    QApplication::setDesktopFileName(identifier);
+    QApplication::setDesktopFileName(preferencesProgram());
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("com.zendrik.ClipmuleSync")));
 
     QtRunLoop runLoop;
@@ -157,11 +156,11 @@ int runPanel(int argc, char **argv) {
         if (action == u"quit")
             QCoreApplication::quit();
     };
-    interface->start(identifier);
+    interface->start(preferencesProgram());
     const auto instance = makeSingleInstance();
-    instance->claim(identifier, [&panel](SingleInstance::Outcome outcome) {
+    instance->claim(preferencesProgram(), [&panel](SingleInstance::Outcome outcome) {
         if (outcome == SingleInstance::Outcome::AlreadyRunning) {
-            activateApplication(identifier,
+            activateApplication(preferencesProgram(),
                                 [](bool reached) { QCoreApplication::exit(reached ? 0 : 1); });
             return;
         }

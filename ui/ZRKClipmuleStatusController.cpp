@@ -32,7 +32,6 @@ namespace {
 
 const QString helpBookNameKey = QStringLiteral("CFBundleHelpBookName");
 const QString helpAnchor = QStringLiteral("help");
-const QString preferencesProgram = QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
 // Posted by the agent.
 const QString statusDidChange = QStringLiteral("ZRKClipmuleSyncStatusDidChange");
 
@@ -315,7 +314,7 @@ void ZRKClipmuleStatusController::showHelp() {
 }
 
 void ZRKClipmuleStatusController::launchPreferences() {
-    _services.sessionPrograms.activate(preferencesProgram, _services.preferencesExecutable);
+    _services.sessionPrograms.activate(preferencesProgram(), _services.preferencesExecutable);
 }
 
 void ZRKClipmuleStatusController::startNetworkActivity() {

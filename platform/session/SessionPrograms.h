@@ -9,6 +9,11 @@
 
 namespace clipmule {
 
+/// The preferences program's name on the session bus.
+inline QString preferencesProgram() {
+    return QStringLiteral("com.zendrik.ClipmuleSync.Preferences");
+}
+
 /// The programs that run in this session, by the identifier (desktop-file id) under which each can
 /// be spoken to.
 class SessionPrograms {

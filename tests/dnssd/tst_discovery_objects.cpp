@@ -3,6 +3,7 @@
 
 #include "platform/dnssd/Discovery.h"
 #include "tests/dnssd/Observers.h"
+#include "tests/dnssd/SampleServices.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
 
@@ -13,13 +14,6 @@ using namespace clipmule::dnssd;
 using namespace clipmule::dnssd::test;
 
 namespace {
-
-const auto type = QStringLiteral("_clipmule-s2._tcp");
-const auto local = QStringLiteral("local");
-const ServiceName anna{QStringLiteral("Anna"), type, local};
-const ServiceName bert{QStringLiteral("Bert"), type, local};
-const ServiceName desk{QStringLiteral("Desk"), QStringLiteral("_clipmule-c2._tcp"), local};
-const Endpoint address{QHostAddress(QStringLiteral("192.0.2.7")), 4711};
 
 // Longer than any wait.
 constexpr double longTime = 60;

@@ -8,18 +8,15 @@
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/session/Session.h"
 #include "tests/keyboard/KeyWindow.h"
+#include "tests/keyboard/UserKeyboard.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/pasteboard/Await.h"
 #include "tests/pasteboard/clients/ClientProcess.h"
 
 #include <QTest>
 
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
-#include <xcb/xtest.h>
-
 using namespace clipmule;
+using namespace clipmule::tests;
 using clipmule::tests::await;
 using clipmule::tests::ClientProcess;
 using clipmule::tests::KeyWindow;
@@ -128,7 +125,7 @@ private Q_SLOTS:
     void heldModifierThatIsPartOfTheStroke() {
         KeyWindow window;
         XTestKeyboardEvents keyboard(_connection, [] { return QStringLiteral("Ctrl+Shift+V"); });
-        fake(true, 50);
+        fakeKey(*_connection, true, 50);
         QVERIFY(await([&] { return window.strokes.size() == 1; }));
         window.strokes.clear();
         window.states.clear();
@@ -136,7 +133,7 @@ private Q_SLOTS:
         QVERIFY(await([&] { return window.strokes.contains(QStringLiteral("-37")); }));
         const qsizetype pressed = window.strokes.indexOf(QStringLiteral("+55"));
         QCOMPARE(window.states.at(pressed), int(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT));
-        fake(false, 50);
+        fakeKey(*_connection, false, 50);
     }
 
     void nothingIsTypedBeforeTheStrokeIsComplete() {
@@ -145,7 +142,7 @@ private Q_SLOTS:
         keyboard.inhibitLocalEvents(true);
         keyboard.postKeyboardEvent('x', 7, true);
         keyboard.postKeyboardEvent('x', 7, false);
-        roundTrip();
+        roundTrip(*_connection);
         window.roundTrip();
         QCoreApplication::processEvents();
         QCOMPARE(window.strokes, QStringList());
@@ -182,7 +179,7 @@ private Q_SLOTS:
         QFETCH(int, key);
         KeyWindow window;
         XTestKeyboardEvents keyboard(_connection);
-        fake(true, key);
+        fakeKey(*_connection, true, key);
         QVERIFY(await([&] { return window.strokes.size() == 1; }));
         window.strokes.clear();
         window.states.clear();
@@ -194,18 +191,18 @@ private Q_SLOTS:
         if (key == 64 || key == 133) // alone, these open a menu
             QVERIFY(window.strokes.indexOf(QStringLiteral("+37")) <
                     window.strokes.indexOf(QStringLiteral("-%1").arg(key)));
-        fake(false, key);
+        fakeKey(*_connection, false, key);
     }
 
     void modifiersTakePartWhereTheyMay() {
         KeyWindow window;
         XTestKeyboardEvents keyboard(_connection);
-        fake(true, 50);
+        fakeKey(*_connection, true, 50);
         keyboard.inhibitLocalEvents(true);
         keyboard.postKeyboardEvent('x', 7, true);
         keyboard.postKeyboardEvent('x', 7, false);
         keyboard.inhibitLocalEvents(false);
-        fake(false, 50);
+        fakeKey(*_connection, false, 50);
         QVERIFY(await([&] { return window.strokes.size() == 4; }));
         QCOMPARE(window.strokes.join(u' '), QStringLiteral("+50 +53 -53 -50"));
         QCOMPARE(window.states.at(1), int(XCB_MOD_MASK_SHIFT));
@@ -214,13 +211,13 @@ private Q_SLOTS:
     void locksStay() {
         KeyWindow window;
         XTestKeyboardEvents keyboard(_connection);
-        fake(true, 66);
-        fake(false, 66);
+        fakeKey(*_connection, true, 66);
+        fakeKey(*_connection, false, 66);
         paste(keyboard);
         QVERIFY(await([&] { return window.strokes.size() == 6; }));
         QCOMPARE(window.states.at(3), int(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_LOCK));
-        fake(true, 66);
-        fake(false, 66);
+        fakeKey(*_connection, true, 66);
+        fakeKey(*_connection, false, 66);
         QVERIFY(await([&] { return window.strokes.size() == 8; }));
         QCOMPARE(window.states.last() & XCB_MOD_MASK_LOCK, int(XCB_MOD_MASK_LOCK));
     }
@@ -235,7 +232,7 @@ private Q_SLOTS:
         QVERIFY(spare);
         paste(keyboard);
         paste(keyboard);
-        roundTrip();
+        roundTrip(*_connection);
         QCOMPARE(window.symbolOf(*spare), QStringLiteral("76"));
         runLoop.advance(XTestKeyboardEvents::borrowDelay - RunLoop::Seconds(0.01));
         QCoreApplication::processEvents();
@@ -251,7 +248,7 @@ private Q_SLOTS:
         runLoop.advance(XTestKeyboardEvents::borrowTime - RunLoop::Seconds(0.01));
         QCOMPARE(window.symbolOf(*spare), QStringLiteral("76"));
         runLoop.advance(0.01);
-        roundTrip();
+        roundTrip(*_connection);
         QCOMPARE(window.symbolOf(*spare), QStringLiteral("0"));
         QCOMPARE(runLoop.pendingCount(), 0);
     }
@@ -262,7 +259,7 @@ private Q_SLOTS:
         const auto spare = XTestKeymap(*_connection).unusedKey();
         QVERIFY(spare);
         paste(keyboard);
-        roundTrip();
+        roundTrip(*_connection);
         QCOMPARE(symbolsOf(*spare), QStringList(8, QStringLiteral("76")));
     }
 
@@ -275,10 +272,10 @@ private Q_SLOTS:
         {
             XTestKeyboardEvents keyboard(_connection);
             paste(keyboard);
-            roundTrip();
+            roundTrip(*_connection);
             QCOMPARE(window.symbolOf(*spare), QStringLiteral("76"));
         }
-        roundTrip();
+        roundTrip(*_connection);
         QCOMPARE(window.symbolOf(*spare), QStringLiteral("0"));
     }
 
@@ -323,7 +320,7 @@ private Q_SLOTS:
         ClientProcess client(toolkit);
         QVERIFY(client.isReady());
         setLayout(layout);
-        lockGroup(group);
+        lockGroup(*_connection, group);
         const auto pasteboard = makePasteboard({_connection});
         const auto keyboard = makeKeyboardEvents({_connection});
         for (int round = 1; round <= 5; ++round) {
@@ -374,21 +371,6 @@ private:
             found.append(QString::number(symbol, 16));
         }
         return found;
-    }
-    void lockGroup(int group) {
-        xcb_xkb_latch_lock_state(_connection->xcb(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1,
-                                 quint8(group), 0, 0, 0);
-        roundTrip();
-    }
-    void fake(bool isDown, int key) {
-        xcb_test_fake_input(_connection->xcb(), isDown ? XCB_KEY_PRESS : XCB_KEY_RELEASE,
-                            quint8(key), XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-        roundTrip();
-    }
-    // What was sent before has been done.
-    void roundTrip() {
-        (void)_connection->reply(xcb_get_input_focus_reply,
-                                 xcb_get_input_focus(_connection->xcb()));
     }
 
     QtRunLoop _runLoop;

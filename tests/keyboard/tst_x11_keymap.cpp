@@ -4,6 +4,7 @@
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 #include "platform/keyboard/backends/xtest/XTestKeymap.h"
+#include "tests/keyboard/UserKeyboard.h"
 #include "tests/pasteboard/Await.h"
 
 #include <QProcess>
@@ -11,14 +12,11 @@
 #include <QTest>
 
 #include <xcb/xinput.h>
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
-#include <xcb/xtest.h>
 
 #include <array>
 
 using namespace clipmule;
+using namespace clipmule::tests;
 using clipmule::tests::await;
 
 namespace {
@@ -44,7 +42,7 @@ private Q_SLOTS:
         QVERIFY(hasXTestSupport(*_connection));
     }
     void cleanup() {
-        lockGroup(0);
+        lockGroup(*_connection, 0);
         _connection.reset();
         setLayout({QStringLiteral("-layout"), QStringLiteral("us")});
     }
@@ -52,10 +50,10 @@ private Q_SLOTS:
     void theLayoutInForceCounts() {
         setLayout({QStringLiteral("-layout"), QStringLiteral("us,us"), QStringLiteral("-variant"),
                    QStringLiteral(",dvorak")});
-        lockGroup(0);
+        lockGroup(*_connection, 0);
         QCOMPARE(XTestKeymap(*_connection).keyFor(symbolV), letterV);
         QCOMPARE(XTestKeymap(*_connection).keyFor(symbolReturn), xcb_keycode_t(36));
-        lockGroup(1);
+        lockGroup(*_connection, 1);
         QCOMPARE(XTestKeymap(*_connection).keyFor(symbolV), letterVInDvorak);
         // Keys that are the same in both have one symbol for both.
         QCOMPARE(XTestKeymap(*_connection).keyFor(symbolReturn), xcb_keycode_t(36));
@@ -63,9 +61,9 @@ private Q_SLOTS:
 
     void anotherLayoutServesWhereThatHasNone() {
         setLayout({QStringLiteral("-layout"), QStringLiteral("us,ru")});
-        lockGroup(0);
+        lockGroup(*_connection, 0);
         QCOMPARE(XTestKeymap(*_connection).keyFor(cyrillicM), letterV);
-        lockGroup(1);
+        lockGroup(*_connection, 1);
         QCOMPARE(XTestKeymap(*_connection).keyFor(symbolV), letterV);
         // What takes a modifier to type is on no key.
         QCOMPARE(XTestKeymap(*_connection).keyFor('V'), std::nullopt);
@@ -77,9 +75,9 @@ private Q_SLOTS:
         const auto key = XTestKeymap(*_connection).unusedKey();
         QVERIFY(key && *key > letterV);
         setOnlySymbol(*key, symbolV);
-        lockGroup(0);
+        lockGroup(*_connection, 0);
         QCOMPARE(XTestKeymap(*_connection).keyFor(symbolV), letterV);
-        lockGroup(1);
+        lockGroup(*_connection, 1);
         QCOMPARE(XTestKeymap(*_connection).keyFor(symbolV), key);
     }
 
@@ -105,23 +103,23 @@ private Q_SLOTS:
         };
         QCOMPARE(held(), QStringList());
         for (const int key : {37, 50, 66, 38})
-            fake(true, key);
+            fakeKey(*_connection, true, key);
         const QStringList expected{QStringLiteral("50 in row 0"), QStringLiteral("37 in row 2")};
         const QStringList found = held();
         for (const int key : {37, 50, 66, 38})
-            fake(false, key);
+            fakeKey(*_connection, false, key);
         // Once more, so that the lock is off again.
-        fake(true, 66);
-        fake(false, 66);
+        fakeKey(*_connection, true, 66);
+        fakeKey(*_connection, false, 66);
         QCOMPARE(found, expected);
         QCOMPARE(held(), QStringList());
     }
 
     void aModifierInTwoRowsIsToldOnce() {
         setModifiers(37, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_3);
-        fake(true, 37);
+        fakeKey(*_connection, true, 37);
         const auto held = XTestKeymap(*_connection).heldModifiers();
-        fake(false, 37);
+        fakeKey(*_connection, false, 37);
         QCOMPARE(held.size(), 1);
         QCOMPARE(held.constFirst().key, xcb_keycode_t(37));
     }
@@ -163,7 +161,7 @@ private:
         xcb_xkb_set_map(_connection->xcb(), XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_MAP_PART_KEY_SYMS, 0,
                         setup->min_keycode, setup->max_keycode, 0, 0, key, 1, 1, 0, 0, 0, 0, 0, 0,
                         0, 0, 0, 0, 0, 0, 0, 0, 0, 0, &map);
-        roundTrip();
+        roundTrip(*_connection);
     }
     void setModifiers(xcb_keycode_t key, int modifiers) {
         // Twice the same, since a request is as long as a number of 32-bit words.
@@ -172,22 +170,7 @@ private:
         xcb_xkb_set_map(_connection->xcb(), XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_MAP_PART_MODIFIER_MAP,
                         0, setup->min_keycode, setup->max_keycode, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                         0, 0, 0, key, 1, 2, 0, 0, 0, 0, map.data());
-        roundTrip();
-    }
-    void lockGroup(int group) {
-        xcb_xkb_latch_lock_state(_connection->xcb(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1,
-                                 quint8(group), 0, 0, 0);
-        roundTrip();
-    }
-    void fake(bool isDown, int key) {
-        xcb_test_fake_input(_connection->xcb(), isDown ? XCB_KEY_PRESS : XCB_KEY_RELEASE,
-                            quint8(key), XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-        roundTrip();
-    }
-    // What was sent before has been done.
-    void roundTrip() {
-        (void)_connection->reply(xcb_get_input_focus_reply,
-                                 xcb_get_input_focus(_connection->xcb()));
+        roundTrip(*_connection);
     }
 
     [[nodiscard]] QList<quint16> devices(int type) const {
@@ -217,11 +200,11 @@ private:
         static_assert(sizeof(change) == 16);
         xcb_input_xi_change_hierarchy(
             _connection->xcb(), 1, reinterpret_cast<const xcb_input_hierarchy_change_t *>(&change));
-        roundTrip();
+        roundTrip(*_connection);
     }
     void setPointer(quint16 pointer) {
         xcb_input_xi_set_client_pointer(_connection->xcb(), XCB_NONE, pointer);
-        roundTrip();
+        roundTrip(*_connection);
     }
 
     QtRunLoop _runLoop;

@@ -304,6 +304,24 @@ private Q_SLOTS:
         QCOMPARE(desktop.pasteboard->changeCount(), 2);
     }
 
+    // The number of its window is given to another's, who may be a manager.
+    void theNextOwnerOfItsNumberMayNot() {
+        Desktop desktop;
+        auto vault = std::make_unique<X11TestOwner>();
+        const xcb_window_t window = vault->window();
+        give(*vault, {{"UTF8_STRING", "hunter2"}, {"x-kde-passwordManagerHint", "secret"}},
+             desktop);
+        X11TestOwner program;
+        give(program, {{"UTF8_STRING", "x"}}, desktop);
+        QCOMPARE(desktop.pasteboard->changeCount(), 2);
+        vault.reset();
+        std::unique_ptr<X11TestOwner> next;
+        QTRY_VERIFY((next = std::make_unique<X11TestOwner>())->window() == window);
+        desktop.settle();
+        give(*next, asParcellite("hunter2"), desktop);
+        QCOMPARE(desktop.pasteboard->changeCount(), 2);
+    }
+
     void soManySecretsAreRemembered_data() { soMuchIsRemembered_data(); }
     void soManySecretsAreRemembered() {
         QFETCH(size_t, copiesSince);

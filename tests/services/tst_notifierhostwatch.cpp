@@ -163,7 +163,7 @@ private Q_SLOTS:
         BusConnection later{BusConnection::Bus::Session};
         QVERIFY(later.open());
         QVERIFY(!later.connection().interface()->isServiceRegistered(watcherName).value());
-        QTest::qWait(0);
+        QCoreApplication::processEvents();
         QCOMPARE(_runLoop.pendingCount(), 0);
     }
 

@@ -200,7 +200,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(logind.inhibitors().size(), 1, kit::patience);
         power->allowPowerChange(_messages[1].argument);
         power->allowPowerChange(_messages[0].argument);
-        QTest::qWait(0);
+        QCoreApplication::processEvents();
         QCOMPARE(logind.inhibitors().size(), 1);
         // Another round.
         logind.prepareForSleep(true);

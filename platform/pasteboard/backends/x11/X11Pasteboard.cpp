@@ -66,6 +66,14 @@ void X11Pasteboard::rememberOwner(xcb_window_t owner) {
     xcb_change_window_attributes(_connection->xcb(), owner, XCB_CW_EVENT_MASK, &mask);
 }
 
+void X11Pasteboard::forgetOwner(xcb_window_t owner) {
+    _earlierOwners.remove(owner);
+    for (Secret &secret : _secrets) {
+        if (secret.owner == owner)
+            secret.owner = XCB_NONE;
+    }
+}
+
 bool X11Pasteboard::isFetching() const {
     return _settle.isPending() || _reader.isReading();
 }
@@ -73,7 +81,7 @@ bool X11Pasteboard::isFetching() const {
 void X11Pasteboard::x11Event(const xcb_generic_event_t &event) {
     const int type = event.response_type & 0x7f;
     if (type == XCB_DESTROY_NOTIFY)
-        _earlierOwners.remove(reinterpret_cast<const xcb_destroy_notify_event_t &>(event).window);
+        forgetOwner(reinterpret_cast<const xcb_destroy_notify_event_t &>(event).window);
     if (type != _selectionEvent)
         return;
     const auto &notified = reinterpret_cast<const xcb_xfixes_selection_notify_event_t &>(event);

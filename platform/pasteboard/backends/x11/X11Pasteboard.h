@@ -97,6 +97,7 @@ private:
     void ownerTook(xcb_window_t owner, xcb_timestamp_t time);
     void findTheOwner();
     void rememberOwner(xcb_window_t owner);
+    void forgetOwner(xcb_window_t owner);
     void askForTheManager(xcb_window_t owner);
     void fetch(xcb_timestamp_t time);
     void fetched(const std::optional<PasteboardContents> &contents);
@@ -125,7 +126,7 @@ private:
     std::optional<PasteboardFingerprint> _last;
     struct Secret {
         PasteboardFingerprint fingerprint;
-        xcb_window_t owner; // that marked it
+        xcb_window_t owner; // that marked it; none once that has gone
     };
     std::deque<PasteboardFingerprint> _history; // the newest last
     std::deque<Secret> _secrets;                // the newest last
