@@ -105,11 +105,11 @@ public:
 struct Copied {
     explicit Copied(const QImage &image)
         : png(ImageCodec::png(image, noLimit).value()) {
+        pasteboard.setWatching(true);
         pasteboard.copyByAnotherApplication(PasteboardContents({{PasteboardType::publicPng, png}}));
     }
     QByteArray png;
     FakePasteboard pasteboard;
-    pasteboard.setWatching(true);
     NoApplication application;
     NoNotice notice;
     PasteboardServices services{pasteboard, application, notice, {}};
