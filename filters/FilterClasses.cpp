@@ -3,7 +3,7 @@
 
 #include "filters/FilterClasses.h"
 
-#include "filters/ZRKClipmuleDecodeHTMLEntitiesFilter.h"
+#include "filters/HtmlFilters.h"
 #include "filters/ZRKClipmuleEncodeHTMLEntitiesFilter.h"
 #include "filters/ZRKClipmuleFindReplaceFilter.h"
 #include "filters/ZRKClipmuleLowercaseFilter.h"

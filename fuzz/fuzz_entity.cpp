@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "filters/ZRKClipmuleDecodeHTMLEntitiesFilter.h"
+#include "filters/HtmlFilters.h"
 #include "filters/ZRKClipmuleEncodeHTMLEntitiesFilter.h"
 #include "tests/filters/PlainPasses.h"
 

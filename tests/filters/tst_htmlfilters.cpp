@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "filters/HtmlEntityTable.h"
-#include "filters/ZRKClipmuleDecodeHTMLEntitiesFilter.h"
+#include "filters/HtmlFilters.h"
 #include "filters/ZRKClipmuleEncodeHTMLEntitiesFilter.h"
 #include "filters/ZRKClipmuleWrapHTMLFilter.h"
 #include "tests/filters/HtmlEntityNames.h"
