@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "bench/Bench.h"
-#include "filters/FilterByName.h"
-#include "filters/ZRKClipmuleEncodeHTMLEntitiesFilter.h"
-#include "filters/ZRKClipmuleTextFilter.h"
+#include "filters/FilterClasses.h"
+#include "filters/HtmlFilters.h"
 #include "tests/filters/PlainPasses.h"
 
 #include <QCoreApplication>

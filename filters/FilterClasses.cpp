@@ -3,23 +3,156 @@
 
 #include "filters/FilterClasses.h"
 
+#include "filters/CaseMapping.h"
 #include "filters/HtmlFilters.h"
-#include "filters/ZRKClipmuleEncodeHTMLEntitiesFilter.h"
-#include "filters/ZRKClipmuleFindReplaceFilter.h"
-#include "filters/ZRKClipmuleLowercaseFilter.h"
-#include "filters/ZRKClipmuleQuoteLinesFilter.h"
-#include "filters/ZRKClipmuleSmartenQuotesFilter.h"
-#include "filters/ZRKClipmuleStraightenQuotesFilter.h"
-#include "filters/ZRKClipmuleTextFilter.h"
-#include "filters/ZRKClipmuleTitlecaseFilter.h"
-#include "filters/ZRKClipmuleUppercaseFilter.h"
-#include "filters/ZRKClipmuleWrapHTMLFilter.h"
+#include "filters/ZRKClipmuleNSStringCategory.h"
 
+#include <QCoreApplication>
 #include <QHash>
+
+#include <algorithm>
+
+// The filters that are a few lines each, and the table of all. A new one is its class here, or in a
+// file of its own, and its row in rows().
 
 namespace clipmule {
 
 namespace {
+
+/// Puts a text before and another after every line.
+class ZRKClipmuleQuoteLinesFilter final : public ZRKClipmuleTextFilter {
+public:
+    ZRKClipmuleQuoteLinesFilter()
+        : ZRKClipmuleTextFilter("ZRKClipmuleQuoteLinesFilter",
+                                QT_TRANSLATE_NOOP("Clipmule", "Quote Lines")) {
+        addTextOption(startOption, QT_TRANSLATE_NOOP("Clipmule", "Start Quote"));
+        addTextOption(endOption, QT_TRANSLATE_NOOP("Clipmule", "End Quote"));
+    }
+
+protected:
+    [[nodiscard]] QString filtered(const QString &text) const override {
+        const QString start = textOfOption(startOption);
+        const QString end = textOfOption(endOption);
+        QStringList endings;
+        const QStringList lines =
+            ZRKClipmuleNSStringCategory::splitIntoLinesWithLineEndings(text, &endings);
+        QString quoted;
+        quoted.reserve(text.size() + lines.size() * (start.size() + end.size()));
+        for (qsizetype index = 0; index < lines.size(); ++index)
+            quoted += start + lines[index] + end + endings[index];
+        return quoted;
+    }
+
+private:
+    inline static const QString startOption = QStringLiteral("start");
+    inline static const QString endOption = QStringLiteral("end");
+};
+
+/// Replaces every occurrence of a text by another, without regard to letter case.
+class ZRKClipmuleFindReplaceFilter final : public ZRKClipmuleTextFilter {
+public:
+    ZRKClipmuleFindReplaceFilter()
+        : ZRKClipmuleTextFilter("ZRKClipmuleFindReplaceFilter",
+                                QT_TRANSLATE_NOOP("Clipmule", "Find and Replace")) {
+        addTextOption(findOption, QT_TRANSLATE_NOOP("Clipmule", "Find"));
+        addTextOption(replaceOption, QT_TRANSLATE_NOOP("Clipmule", "Replace"));
+    }
+
+protected:
+    [[nodiscard]] QString filtered(const QString &text) const override {
+        const QString wanted = textOfOption(findOption);
+        return wanted.isEmpty()
+                   ? text
+                   : CaseMapping::replaceIgnoringCase(text, wanted, textOfOption(replaceOption));
+    }
+
+private:
+    inline static const QString findOption = QStringLiteral("find");
+    inline static const QString replaceOption = QStringLiteral("replace");
+};
+
+class ZRKClipmuleLowercaseFilter final : public ZRKClipmuleTextFilter {
+public:
+    ZRKClipmuleLowercaseFilter()
+        : ZRKClipmuleTextFilter("ZRKClipmuleLowercaseFilter",
+                                QT_TRANSLATE_NOOP("Clipmule", "Convert to Lowercase")) {}
+
+protected:
+    [[nodiscard]] QString filtered(const QString &text) const override {
+        return CaseMapping::lowerCase(text);
+    }
+};
+
+class ZRKClipmuleUppercaseFilter final : public ZRKClipmuleTextFilter {
+public:
+    ZRKClipmuleUppercaseFilter()
+        : ZRKClipmuleTextFilter("ZRKClipmuleUppercaseFilter",
+                                QT_TRANSLATE_NOOP("Clipmule", "Convert to Uppercase")) {}
+
+protected:
+    [[nodiscard]] QString filtered(const QString &text) const override {
+        return CaseMapping::upperCase(text);
+    }
+};
+
+/// Converts to lower case and capitalises nothing, whatever the title says: the result is the same
+/// as that of earlier versions.
+class ZRKClipmuleTitlecaseFilter final : public ZRKClipmuleTextFilter {
+public:
+    ZRKClipmuleTitlecaseFilter()
+        : ZRKClipmuleTextFilter("ZRKClipmuleTitlecaseFilter",
+                                QT_TRANSLATE_NOOP("Clipmule", "Convert to Titlecase")) {}
+
+protected:
+    [[nodiscard]] QString filtered(const QString &text) const override {
+        return CaseMapping::lowerCase(text);
+    }
+};
+
+/// Turns typographic quotation marks into straight ones.
+class ZRKClipmuleStraightenQuotesFilter final : public ZRKClipmuleTextFilter {
+public:
+    ZRKClipmuleStraightenQuotesFilter()
+        : ZRKClipmuleTextFilter("ZRKClipmuleStraightenQuotesFilter",
+                                QT_TRANSLATE_NOOP("Clipmule", "Straighten Quotes")) {}
+
+protected:
+    [[nodiscard]] QString filtered(const QString &text) const override {
+        QString straight = text;
+        // One character for another, none of which is looked for later: one pass does for four.
+        for (QChar &character : straight) {
+            if (character == u'\u2018' || character == u'\u2019')
+                character = u'\'';
+            else if (character == u'\u201C' || character == u'\u201D')
+                character = u'"';
+        }
+        return straight;
+    }
+};
+
+/// Turns straight quotation marks into typographic ones: opening after white space and at the
+/// start, closing elsewhere.
+class ZRKClipmuleSmartenQuotesFilter final : public ZRKClipmuleTextFilter {
+public:
+    ZRKClipmuleSmartenQuotesFilter()
+        : ZRKClipmuleTextFilter("ZRKClipmuleSmartenQuotesFilter",
+                                QT_TRANSLATE_NOOP("Clipmule", "Smarten Quotes")) {}
+
+protected:
+    [[nodiscard]] QString filtered(const QString &text) const override {
+        QString smart = text;
+        bool afterSpace = true;
+        for (QChar &character : smart) {
+            const QChar read = character;
+            if (read == u'"')
+                character = afterSpace ? u'\u201C' : u'\u201D';
+            else if (read == u'\'')
+                character = afterSpace ? u'\u2018' : u'\u2019';
+            afterSpace = ZRKClipmuleNSStringCategory::isWhitespaceOrNewline(read);
+        }
+        return smart;
+    }
+};
 
 using Maker = std::shared_ptr<ZRKClipmuleFilter> (*)();
 
@@ -28,28 +161,60 @@ std::shared_ptr<ZRKClipmuleFilter> make() {
     return std::make_shared<Filter>();
 }
 
+// The filters in the order of the list in Info.plist. A class says its own name.
+const QList<Maker> &rows() {
+    static const QList<Maker> rows{
+        make<ZRKClipmuleQuoteLinesFilter>,         make<ZRKClipmuleWrapHTMLFilter>,
+        make<ZRKClipmuleTitlecaseFilter>,          make<ZRKClipmuleStraightenQuotesFilter>,
+        make<ZRKClipmuleFindReplaceFilter>,        make<ZRKClipmuleLowercaseFilter>,
+        make<ZRKClipmuleUppercaseFilter>,          make<ZRKClipmuleSmartenQuotesFilter>,
+        make<ZRKClipmuleDecodeHTMLEntitiesFilter>, make<ZRKClipmuleEncodeHTMLEntitiesFilter>,
+    };
+    return rows;
+}
+
 } // namespace
 
+QStringList filterClassNames() {
+    QStringList names;
+    for (const Maker maker : rows())
+        names.append(maker()->className());
+    return names;
+}
+
 std::shared_ptr<ZRKClipmuleFilter> makeFilterOfClass(const QString &className) {
-    static const QHash<QString, Maker> makers{
-        {QStringLiteral("ZRKClipmuleFilter"), make<ZRKClipmuleFilter>},
-        {QStringLiteral("ZRKClipmuleTextFilter"), make<ZRKClipmuleTextFilter>},
-        {QStringLiteral("ZRKClipmuleQuoteLinesFilter"), make<ZRKClipmuleQuoteLinesFilter>},
-        {QStringLiteral("ZRKClipmuleWrapHTMLFilter"), make<ZRKClipmuleWrapHTMLFilter>},
-        {QStringLiteral("ZRKClipmuleTitlecaseFilter"), make<ZRKClipmuleTitlecaseFilter>},
-        {QStringLiteral("ZRKClipmuleStraightenQuotesFilter"),
-         make<ZRKClipmuleStraightenQuotesFilter>},
-        {QStringLiteral("ZRKClipmuleFindReplaceFilter"), make<ZRKClipmuleFindReplaceFilter>},
-        {QStringLiteral("ZRKClipmuleLowercaseFilter"), make<ZRKClipmuleLowercaseFilter>},
-        {QStringLiteral("ZRKClipmuleUppercaseFilter"), make<ZRKClipmuleUppercaseFilter>},
-        {QStringLiteral("ZRKClipmuleSmartenQuotesFilter"), make<ZRKClipmuleSmartenQuotesFilter>},
-        {QStringLiteral("ZRKClipmuleDecodeHTMLEntitiesFilter"),
-         make<ZRKClipmuleDecodeHTMLEntitiesFilter>},
-        {QStringLiteral("ZRKClipmuleEncodeHTMLEntitiesFilter"),
-         make<ZRKClipmuleEncodeHTMLEntitiesFilter>},
-    };
+    static const QHash<QString, Maker> makers = [] {
+        QHash<QString, Maker> byName;
+        const QList<Maker> bases{make<ZRKClipmuleFilter>, make<ZRKClipmuleTextFilter>};
+        for (const Maker maker : rows() + bases)
+            byName.insert(maker()->className(), maker);
+        return byName;
+    }();
     const Maker maker = makers.value(className);
     return maker ? maker() : nullptr;
+}
+
+std::shared_ptr<ZRKClipmuleFilter> FilterByName::find(const ZRKClipmuleFilter::List &filters,
+                                                      const QString &name) {
+    const auto found = std::find_if(filters.begin(), filters.end(), [&name](const auto &filter) {
+        return filter->title().compare(name, Qt::CaseInsensitive) == 0 ||
+               filter->className() == name;
+    });
+    return found == filters.end() ? nullptr : *found;
+}
+
+Result<void> FilterByName::set(ZRKClipmuleFilter &filter, const QString &setting) {
+    const qsizetype equals = setting.indexOf(u'=');
+    if (equals < 0)
+        return failure(QStringLiteral("“%1”: expected NAME=VALUE").arg(setting));
+    const QString name = setting.first(equals);
+    for (const auto &option : filter.options()) {
+        if (option->name().value_or(QString()) == name) {
+            option->setValue(PropertyList(setting.sliced(equals + 1)));
+            return {};
+        }
+    }
+    return failure(QStringLiteral("“%1” has no option “%2”").arg(filter.title(), name));
 }
 
 } // namespace clipmule

@@ -4,6 +4,12 @@
 #include "filters/HtmlFilters.h"
 
 #include "filters/ZRKClipmuleNSStringCategory.h"
+#include "platform/bundle/Bundle.h"
+
+#include <QCoreApplication>
+
+#include <array>
+#include <charconv>
 
 namespace clipmule {
 
@@ -69,19 +75,51 @@ QString withoutNumericReferences(const QString &text) {
     return decoded;
 }
 
+// Characters below stay as they are when the table does not name them.
+constexpr char16_t firstNumeric = 128;
+
+// In a script that the table does not know, every character of a text becomes such a reference.
+void appendNumericReference(QString &text, char16_t unit) {
+    std::array<char, 5> digits{};
+    const auto end = std::to_chars(digits.begin(), digits.end(), uint(unit)).ptr;
+    text += QStringLiteral("&#");
+    text += QLatin1String(digits.data(), end - digits.data());
+    text += u';';
+}
+
+QStringView trimmedBlanks(QStringView text) {
+    while (!text.isEmpty() && ZRKClipmuleNSStringCategory::isWhitespace(text.front()))
+        text = text.sliced(1);
+    while (!text.isEmpty() && ZRKClipmuleNSStringCategory::isWhitespace(text.back()))
+        text.chop(1);
+    return text;
+}
+
 } // namespace
 
-QString ZRKClipmuleDecodeHTMLEntitiesFilter::title() const {
-    return localised(QT_TRANSLATE_NOOP("Clipmule", "Decode HTML Entities"));
+HtmlEntityTable loadHtmlEntityTable() {
+    HtmlEntityTable table;
+    const auto resource = Bundle::mainBundle().propertyListResource(
+        QStringLiteral("ZRKClipmuleHTMLEntities"), QStringLiteral("plist"));
+    const auto *const entries = resource ? resource->as<PropertyList::Dictionary>() : nullptr;
+    if (!entries)
+        return table;
+    table.reserve(entries->size());
+    for (const auto &[key, value] : entries->asKeyValueRange()) {
+        bool isNumber = false;
+        const uint code = key.toUInt(&isNumber);
+        if (isNumber && value.isString())
+            table.insert(code, value.string());
+    }
+    return table;
 }
 
-QString ZRKClipmuleDecodeHTMLEntitiesFilter::className() const {
-    return QStringLiteral("ZRKClipmuleDecodeHTMLEntitiesFilter");
-}
+ZRKClipmuleDecodeHTMLEntitiesFilter::ZRKClipmuleDecodeHTMLEntitiesFilter()
+    : ZRKClipmuleTextFilter("ZRKClipmuleDecodeHTMLEntitiesFilter",
+                            QT_TRANSLATE_NOOP("Clipmule", "Decode HTML Entities")) {}
 
-std::optional<QString>
-ZRKClipmuleDecodeHTMLEntitiesFilter::filterString(const std::optional<QString> &text) const {
-    return text ? std::optional(filterString(*text)) : std::nullopt;
+QString ZRKClipmuleDecodeHTMLEntitiesFilter::filtered(const QString &text) const {
+    return filterString(text);
 }
 
 QString ZRKClipmuleDecodeHTMLEntitiesFilter::filterString(const QString &text) {
@@ -99,6 +137,75 @@ QString ZRKClipmuleDecodeHTMLEntitiesFilter::filterString(const QString &text,
     }
     QString decoded = withoutNumericReferences(withoutNamedReferences(text, characters));
     return decoded.replace(ampersand, QStringLiteral("&"));
+}
+
+ZRKClipmuleEncodeHTMLEntitiesFilter::ZRKClipmuleEncodeHTMLEntitiesFilter()
+    : ZRKClipmuleTextFilter("ZRKClipmuleEncodeHTMLEntitiesFilter",
+                            QT_TRANSLATE_NOOP("Clipmule", "Encode HTML Entities")) {}
+
+QString ZRKClipmuleEncodeHTMLEntitiesFilter::filtered(const QString &text) const {
+    return filterString(text, false, false);
+}
+
+QString ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(const QString &text, bool numericalOnly,
+                                                          bool convertAll) {
+    return filterString(text, numericalOnly, convertAll, loadHtmlEntityTable());
+}
+
+QString ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(const QString &text, bool numericalOnly,
+                                                          bool convertAll,
+                                                          const HtmlEntityTable &table) {
+    std::array<bool, firstNumeric> isListed{};
+    for (char16_t unit = 0; unit < firstNumeric; ++unit)
+        isListed[unit] = table.contains(unit);
+    QString encoded;
+    encoded.reserve(text.size());
+    for (const QChar character : text) {
+        const char16_t unit = character.unicode();
+        // Most characters of a text are plain, and this is by far the quickest test.
+        if (unit < firstNumeric && !isListed[unit] && !convertAll) {
+            encoded += character;
+            continue;
+        }
+        const auto entry = table.constFind(unit);
+        const bool listed = entry != table.constEnd();
+        if (!listed || numericalOnly)
+            appendNumericReference(encoded, unit);
+        else
+            encoded += *entry;
+    }
+    return encoded;
+}
+
+ZRKClipmuleWrapHTMLFilter::ZRKClipmuleWrapHTMLFilter()
+    : ZRKClipmuleTextFilter("ZRKClipmuleWrapHTMLFilter",
+                            QT_TRANSLATE_NOOP("Clipmule", "Wrap in HTML Tags")) {
+    addTextOption(std::nullopt, QT_TRANSLATE_NOOP("Clipmule", "Enter a Tag"));
+}
+
+QString ZRKClipmuleWrapHTMLFilter::filtered(const QString &text) const {
+    const QString value = options().last()->text();
+    const QStringView tag = trimmedBlanks(value);
+    if (tag.isEmpty())
+        return text;
+    // Attributes belong to the opening tag only.
+    const QString opening = u'<' + tag.toString() + u'>';
+    const QString closing =
+        QStringLiteral("</") +
+        tag.first(tag.indexOf(u' ') < 0 ? tag.size() : tag.indexOf(u' ')).toString() + u'>';
+    const QStringView source = text;
+    QString wrapped;
+    for (qsizetype at = 0; at < source.size();) {
+        const auto line = ZRKClipmuleNSStringCategory::lineRangeFrom(source, at);
+        if (line.contentsEnd > at) {
+            wrapped += opening;
+            wrapped += source.sliced(at, line.contentsEnd - at);
+            wrapped += closing;
+        }
+        wrapped += source.sliced(line.contentsEnd, line.end - line.contentsEnd);
+        at = line.end;
+    }
+    return wrapped;
 }
 
 } // namespace clipmule

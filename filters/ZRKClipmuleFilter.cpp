@@ -5,6 +5,8 @@
 
 #include "filters/FilterClasses.h"
 #include "platform/bundle/Bundle.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/PlatformException.h"
 
 #include <QCoreApplication>
 
@@ -13,6 +15,10 @@
 namespace clipmule {
 
 namespace {
+
+QString localised(const char *text) {
+    return QCoreApplication::translate("Clipmule", text);
+}
 
 void sortByTitle(ZRKClipmuleFilter::List &filters) {
     std::stable_sort(filters.begin(), filters.end(),
@@ -79,11 +85,7 @@ ZRKClipmuleFilter::filterClipmuleDataItem(const std::shared_ptr<ZRKClipmuleDataI
 }
 
 QString ZRKClipmuleFilter::title() const {
-    return {};
-}
-
-QString ZRKClipmuleFilter::className() const {
-    return QStringLiteral("ZRKClipmuleFilter");
+    return _title ? localised(_title) : QString();
 }
 
 std::shared_ptr<ZRKClipmuleFilterOption> ZRKClipmuleFilter::optionNamed(const QString &name) const {
@@ -115,8 +117,26 @@ QString ZRKClipmuleFilter::textOfOption(const QString &name) const {
     return option ? option->text() : QString();
 }
 
-QString ZRKClipmuleFilter::localised(const char *text) {
-    return QCoreApplication::translate("Clipmule", text);
+bool ZRKClipmuleTextFilter::validForClipmuleDataItem(ZRKClipmuleDataItem &item) const {
+    return item.hasString() && !item.hasImageData();
+}
+
+std::shared_ptr<ZRKClipmuleDataItem> ZRKClipmuleTextFilter::filterClipmuleDataItem(
+    const std::shared_ptr<ZRKClipmuleDataItem> &item) const {
+    auto result = std::make_shared<ZRKClipmuleDataItem>();
+    try {
+        result->setString(filterString(item->string()));
+    } catch (const PlatformException &exception) {
+        qCWarning(logFilters).noquote()
+            << "EXCEPTION FILTERING" << item->description() << exception.reason();
+        result->setClipmuleDataItem(*item);
+    }
+    return result;
+}
+
+std::optional<QString>
+ZRKClipmuleTextFilter::filterString(const std::optional<QString> &text) const {
+    return text ? std::optional(filtered(*text)) : std::nullopt;
 }
 
 } // namespace clipmule

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "filters/HtmlFilters.h"
-#include "filters/ZRKClipmuleEncodeHTMLEntitiesFilter.h"
 #include "tests/filters/PlainPasses.h"
 
 #include <cstdlib>

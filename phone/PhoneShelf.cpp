@@ -3,7 +3,7 @@
 
 #include "phone/PhoneShelf.h"
 
-#include "filters/FilterByName.h"
+#include "filters/FilterClasses.h"
 #include "model/ArchivedSize.h"
 #include "phone/PhoneLog.h"
 #include "platform/foundation/PlatformException.h"
@@ -352,9 +352,8 @@ void PhoneShelf::perform(const PhoneCommand::Filter &command) {
     }
     filter->resetOptions();
     for (const QString &setting : command.settings) {
-        const QString error = FilterByName::set(*filter, setting);
-        if (!error.isEmpty()) {
-            _delegate.printError(error);
+        if (const auto set = FilterByName::set(*filter, setting); !set) {
+            _delegate.printError(set.error().reason);
             return;
         }
     }

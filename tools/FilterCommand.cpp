@@ -3,8 +3,7 @@
 
 #include "tools/FilterCommand.h"
 
-#include "filters/FilterByName.h"
-#include "filters/ZRKClipmuleTextFilter.h"
+#include "filters/FilterClasses.h"
 #include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/PlatformException.h"
 
@@ -43,28 +42,35 @@ void replaceLoneSurrogates(QString &text) {
     }
 }
 
-struct Input {
-    QString text;
-    QString error;
-};
-
-Input readInput(QIODevice &device) {
-    QByteArray bytes;
-    // A pipe tells no size and gives what is there.
-    for (;;) {
-        const QByteArray part = device.read(largestInput + 1 - bytes.size());
-        if (part.isEmpty())
-            break;
-        bytes += part;
-        if (bytes.size() > largestInput)
-            return {{}, QStringLiteral("the input has more than %1 bytes").arg(largestInput)};
-    }
+Result<QString> readText(QIODevice &device) {
+    const Result<QByteArray> bytes = Tool::readAll(device, largestInput);
+    if (!bytes)
+        return failure(QStringLiteral("the input has %1").arg(bytes.error().reason));
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless |
                                                      QStringDecoder::Flag::ConvertInitialBom);
-    QString text = decoder.decode(bytes);
+    QString text = decoder.decode(*bytes);
     if (decoder.hasError())
-        return {{}, QStringLiteral("the input is not UTF-8 text")};
-    return {std::move(text), {}};
+        return failure(QStringLiteral("the input is not UTF-8 text"));
+    return text;
+}
+
+// The filter that the positional arguments name, with its options set.
+Result<std::shared_ptr<ZRKClipmuleTextFilter>> filterFor(const QStringList &names,
+                                                         const QStringList &settings) {
+    if (names.size() != 1)
+        return failure(names.isEmpty()
+                           ? QStringLiteral("name a filter; --list shows them")
+                           : QStringLiteral("one filter at a time; its title needs quotes"));
+    const auto filter = std::dynamic_pointer_cast<ZRKClipmuleTextFilter>(
+        FilterByName::find(ZRKClipmuleFilter::allFilters(), names.constFirst()));
+    if (!filter)
+        return failure(QStringLiteral("no filter “%1”; --list shows them").arg(names.constFirst()));
+    filter->resetOptions();
+    for (const QString &setting : settings) {
+        if (const auto set = FilterByName::set(*filter, setting); !set)
+            return failure(set.error().reason);
+    }
+    return filter;
 }
 
 } // namespace
@@ -84,67 +90,36 @@ int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStri
     parser.addOptions({list, option});
     parser.addPositionalArgument(QStringLiteral("FILTER"),
                                  QStringLiteral("Title of the filter, as --list shows it."));
-    // The parser takes the first one for the program's name.
-    if (!parser.parse(QStringList{QStringLiteral("clipmule-filter")} + arguments)) {
-        messages.append(parser.errorText());
-        return BadUse;
-    }
-    if (parser.isSet(QStringLiteral("help"))) {
-        output.write(CommandOptions::helpText(parser, QStringLiteral("clipmule-filter")).toUtf8());
-        return Success;
-    }
-    if (parser.isSet(QStringLiteral("version"))) {
-        output.write("clipmule-filter " CLIPMULE_VERSION "\n");
-        return Success;
-    }
+    if (const auto status = Tool::parse(parser, "clipmule-filter", arguments, output, messages))
+        return *status;
     if (parser.isSet(list)) {
         output.write(listOfFilters());
-        return Success;
+        return Tool::Success;
     }
-    const QStringList names = parser.positionalArguments();
-    if (names.size() != 1) {
-        messages.append(names.isEmpty()
-                            ? QStringLiteral("name a filter; --list shows them")
-                            : QStringLiteral("one filter at a time; its title needs quotes"));
-        return BadUse;
-    }
-    const auto filter = std::dynamic_pointer_cast<ZRKClipmuleTextFilter>(
-        FilterByName::find(ZRKClipmuleFilter::allFilters(), names.constFirst()));
+    const auto filter = filterFor(parser.positionalArguments(), parser.values(option));
     if (!filter) {
-        messages.append(
-            QStringLiteral("no filter “%1”; --list shows them").arg(names.constFirst()));
-        return BadUse;
+        messages.append(filter.error().reason);
+        return Tool::BadUse;
     }
-    filter->resetOptions();
-    for (const QString &setting : parser.values(option)) {
-        const QString error = FilterByName::set(*filter, setting);
-        if (!error.isEmpty()) {
-            messages.append(error);
-            return BadUse;
-        }
-    }
-
-    const Input text = readInput(input);
-    if (!text.error.isEmpty()) {
-        messages.append(text.error);
-        return Failure;
+    const Result<QString> text = readText(input);
+    if (!text) {
+        messages.append(text.error().reason);
+        return Tool::Refused;
     }
     try {
-        QString filtered = filter->filterString(text.text).value_or(QString());
+        QString filtered = (*filter)->filterString(*text).value_or(QString());
         if (!filtered.isValidUtf16()) {
             messages.append(QStringLiteral("half a character cannot be written and became U+FFFD"));
             replaceLoneSurrogates(filtered);
         }
         const QByteArray bytes = filtered.toUtf8();
-        if (output.write(bytes) != bytes.size()) {
-            messages.append(output.errorString());
-            return Failure;
-        }
+        if (output.write(bytes) == bytes.size())
+            return Tool::Success;
+        messages.append(output.errorString());
     } catch (const PlatformException &exception) {
         messages.append(exception.reason());
-        return Failure;
     }
-    return Success;
+    return Tool::Refused;
 }
 
 } // namespace clipmule::FilterCommand

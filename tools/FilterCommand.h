@@ -3,10 +3,7 @@
 
 #pragma once
 
-#include <QByteArray>
-#include <QStringList>
-
-class QIODevice;
+#include "tools/Tool.h"
 
 namespace clipmule {
 
@@ -14,14 +11,12 @@ namespace clipmule {
 /// input to an output.
 namespace FilterCommand {
 
-enum ExitStatus { Success = 0, Failure = 1, BadUse = 2 };
-
 /// Texts are held in memory twice, as UTF-16 and filtered; this is far above any clip and far below
 /// any machine's memory. In bytes of UTF-8.
 inline constexpr qint64 largestInput = qint64(256) * 1024 * 1024;
 
-/// Runs with the program's arguments, without its name. The output gets the filtered text and
-/// nothing else, and nothing at all after an error; messages are lines of text without a line end.
+/// A Tool::Run. The output gets the filtered text and nothing else, and nothing at all after an
+/// error.
 [[nodiscard]] int run(const QStringList &arguments, QIODevice &input, QIODevice &output,
                       QStringList &messages);
 

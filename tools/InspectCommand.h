@@ -3,10 +3,7 @@
 
 #pragma once
 
-#include <QByteArray>
-#include <QStringList>
-
-class QIODevice;
+#include "tools/Tool.h"
 
 namespace clipmule {
 
@@ -14,16 +11,17 @@ namespace clipmule {
 /// them as JSON, one line a file, or a frame.
 namespace InspectCommand {
 
-enum ExitStatus { Success = 0, Refused = 1, BadUse = 2 };
-
 /// A file is held in memory, and several times as large as JSON. A captured stream of a few of the
 /// largest frames passes.
 inline constexpr qint64 largestInput = qint64(256) * 1024 * 1024;
 
-/// Runs with the program's arguments, without its name. The file "-" is the input. Messages are
-/// lines of text without a line end; every file is looked at, and each refused one has a message.
+/// A Tool::Run. The file "-" is the input; every file is looked at, and each refused one has a
+/// message.
 [[nodiscard]] int run(const QStringList &arguments, QIODevice &input, QIODevice &output,
-                      QStringList &messages, qint64 largest = largestInput);
+                      QStringList &messages);
+/// The same with another limit.
+[[nodiscard]] int run(const QStringList &arguments, QIODevice &input, QIODevice &output,
+                      QStringList &messages, qint64 largest);
 
 } // namespace InspectCommand
 

@@ -6,15 +6,20 @@
 #include "net/ServiceDictionary.h"
 #include "net/StreamFrame.h"
 #include "net/ZRKStreamHandler.h"
+#include "platform/archive/ArchiveValue.h"
 #include "platform/archive/ColorArchive.h"
 #include "platform/archive/FontArchive.h"
+#include "platform/archive/KeyedUnarchiver.h"
 #include "platform/archive/SequentialUnarchiver.h"
 #include "platform/foundation/PlatformException.h"
+#include "platform/propertylist/JsonBudget.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/propertylist/TypedJson.h"
-#include "tools/ArchiveJson.h"
+
+#include <QJsonArray>
 
 #include <array>
+#include <vector>
 
 namespace clipmule::Inspection {
 
@@ -24,6 +29,146 @@ constexpr std::array kindNames{std::pair{Kind::PropertyList, "plist"},
                                std::pair{Kind::Frames, "frames"}, std::pair{Kind::Txt, "txt"},
                                std::pair{Kind::Archive, "archive"},
                                std::pair{Kind::TypedStream, "typedstream"}};
+
+// Archives as JSON, in the form of typedJson() with what archives have besides:
+//
+//   {"nil": true}  {"null": true}  {"url": "text"}
+//   {"object": 7, "class": "name", "values": [[key, value], …]}, and where object 7 is met again
+//   {"reference": 7}
+
+[[noreturn]] void refuse(const QString &reason) {
+    throw PlatformException(QStringLiteral("InvalidArchive"), reason);
+}
+
+/// Shows each object once, in full where it is met first.
+class ArchiveWalk {
+public:
+    ArchiveWalk(const PropertyList::List &objects, JsonBudget &budget)
+        : _objects(objects)
+        , _budget(budget)
+        , _wasShown(size_t(objects.size())) {}
+
+    QJsonObject value(const PropertyList &value, int depth) {
+        if (depth >= KeyedUnarchiver::maximumDepth)
+            refuse(QStringLiteral("objects nested too deeply"));
+        const auto *reference = value.as<PropertyList::Uid>();
+        if (reference)
+            return object(reference->value, depth);
+        if (const auto *list = value.as<PropertyList::List>()) {
+            _budget.take(0);
+            QJsonArray elements;
+            for (const PropertyList &element : *list)
+                elements.append(this->value(element, depth + 1));
+            return {{QStringLiteral("array"), elements}};
+        }
+        _budget.take(value);
+        return typedJson(value);
+    }
+
+private:
+    const PropertyList &at(quint32 number) const {
+        if (number >= quint32(_objects.size()))
+            refuse(QStringLiteral("a reference to no object"));
+        return _objects[number];
+    }
+
+    QJsonObject object(quint32 number, int depth) {
+        const PropertyList &object = at(number);
+        const auto *record = object.as<PropertyList::Dictionary>();
+        if (number != 0 && !record) {
+            _budget.take(object);
+            return typedJson(object);
+        }
+        _budget.take(0);
+        if (number == 0)
+            return {{QStringLiteral("nil"), true}};
+        if (_wasShown[number])
+            return {{QStringLiteral("reference"), qint64(number)}};
+        _wasShown[number] = true;
+        QJsonArray values;
+        for (const auto &[key, element] : record->asKeyValueRange()) {
+            if (key == u"$class")
+                continue;
+            _budget.take(key.size());
+            values.append(QJsonArray{key, value(element, depth + 1)});
+        }
+        return {{QStringLiteral("object"), qint64(number)},
+                {QStringLiteral("class"), className(*record)},
+                {QStringLiteral("values"), values}};
+    }
+
+    QString className(const PropertyList::Dictionary &record) const {
+        const auto *value = find(record, QStringLiteral("$class"));
+        const auto *reference = value ? value->as<PropertyList::Uid>() : nullptr;
+        if (!reference)
+            refuse(QStringLiteral("an object without a class"));
+        const auto *described = at(reference->value).as<PropertyList::Dictionary>();
+        const auto *name = described ? find(*described, QStringLiteral("$classname")) : nullptr;
+        if (!name || !name->isString())
+            refuse(QStringLiteral("a class without a name"));
+        return name->string();
+    }
+
+    const PropertyList::List &_objects;
+    JsonBudget &_budget;
+    std::vector<bool> _wasShown;
+};
+
+bool isKeyedArchive(const PropertyList &value) {
+    const auto *dictionary = value.as<PropertyList::Dictionary>();
+    const auto *archiver = dictionary ? find(*dictionary, QStringLiteral("$archiver")) : nullptr;
+    return archiver && *archiver == PropertyList(QStringLiteral("NSKeyedArchiver"));
+}
+
+// The objects of a keyed archive from its root, of whatever classes. Raises a PlatformException
+// when it is no such archive or one of the objects is malformed; what the budget raises passes.
+QJsonObject archiveJson(const PropertyList &archive, JsonBudget budget) {
+    if (!isKeyedArchive(archive))
+        refuse(QStringLiteral("not a keyed archive"));
+    const auto *objects = archive.find(QStringLiteral("$objects"));
+    const auto *top = archive.find(QStringLiteral("$top"));
+    if (!objects || !objects->isList() || !top || !top->isDictionary())
+        refuse(QStringLiteral("a keyed archive without objects"));
+    ArchiveWalk walk(objects->list(), budget);
+    QJsonObject json;
+    for (const auto &[key, value] : top->dictionary().asKeyValueRange())
+        json.insert(key, walk.value(value, 0));
+    return json;
+}
+
+// A decoded value without objects of ours.
+QJsonObject valueJson(const ArchiveValue &value, JsonBudget &budget) {
+    if (const auto *leaf = value.as<PropertyList>())
+        budget.take(*leaf);
+    else
+        budget.take(value.urlText().size());
+    switch (value.kind()) {
+    case ArchiveValue::Kind::Nil:
+    case ArchiveValue::Kind::Object:
+        return {{QStringLiteral("nil"), true}};
+    case ArchiveValue::Kind::Null:
+        return {{QStringLiteral("null"), true}};
+    case ArchiveValue::Kind::Leaf:
+        return typedJson(*value.as<PropertyList>());
+    case ArchiveValue::Kind::Url:
+        return {{QStringLiteral("url"), value.urlText()}};
+    case ArchiveValue::Kind::List: {
+        QJsonArray elements;
+        for (const ArchiveValue &element : *value.as<ArchiveValue::List>())
+            elements.append(valueJson(element, budget));
+        return {{QStringLiteral("array"), elements}};
+    }
+    case ArchiveValue::Kind::Dictionary: {
+        QJsonArray entries;
+        for (const auto &[key, element] : value.as<ArchiveValue::Dictionary>()->asKeyValueRange()) {
+            budget.take(key.size());
+            entries.append(QJsonArray{key, valueJson(element, budget)});
+        }
+        return {{QStringLiteral("dict"), entries}};
+    }
+    }
+    Q_UNREACHABLE();
+}
 
 QString nameOfFormat(PropertyListSerialization::Format format) {
     switch (format) {
@@ -37,14 +182,14 @@ QString nameOfFormat(PropertyListSerialization::Format format) {
     Q_UNREACHABLE();
 }
 
-/// Why the value is not shown; empty when it is.
-QString addValue(const PropertyListSerialization::Parsed &parsed, qint64 size, QJsonObject &line) {
+Result<void> addValue(const PropertyListSerialization::Parsed &parsed, qint64 size,
+                      QJsonObject &line) {
     if (!parsed.value)
-        return parsed.error;
+        return failure(parsed.error);
     try {
         JsonBudget::forInput(size).take(*parsed.value);
     } catch (const PlatformException &refused) {
-        return refused.reason();
+        return failure(refused.reason());
     }
     line.insert(QStringLiteral("format"), nameOfFormat(parsed.format));
     line.insert(QStringLiteral("value"), typedJson(*parsed.value));
@@ -59,25 +204,25 @@ PropertyListSerialization::Parsed parseFile(QByteArrayView bytes) {
                                       : PropertyListSerialization::parse(bytes, memory);
 }
 
-QString inspectPropertyList(QByteArrayView bytes, const Report &report) {
+Result<void> inspectPropertyList(QByteArrayView bytes, const Report &report) {
     QJsonObject line{{QStringLiteral("kind"), nameOf(Kind::PropertyList)}};
-    const QString refusal = addValue(parseFile(bytes), bytes.size(), line);
-    if (refusal.isEmpty())
+    const auto added = addValue(parseFile(bytes), bytes.size(), line);
+    if (added)
         report(line);
-    return refusal;
+    return added;
 }
 
-QString inspectArchive(QByteArrayView bytes, const Report &report) {
+Result<void> inspectArchive(QByteArrayView bytes, const Report &report) {
     const auto parsed = parseFile(bytes);
     if (!parsed.value)
-        return parsed.error;
+        return failure(parsed.error);
     try {
         report({{QStringLiteral("kind"), nameOf(Kind::Archive)},
                 {QStringLiteral("format"), nameOfFormat(parsed.format)},
                 {QStringLiteral("value"),
                  archiveJson(*parsed.value, JsonBudget::forInput(bytes.size()))}});
     } catch (const PlatformException &refused) {
-        return refused.reason();
+        return failure(refused.reason());
     }
     return {};
 }
@@ -91,17 +236,18 @@ qsizetype brokenTxtEntry(QByteArrayView bytes) {
     return -1;
 }
 
-QString inspectTxt(QByteArrayView bytes, const Report &report) {
+Result<void> inspectTxt(QByteArrayView bytes, const Report &report) {
     const auto record = QByteArray::fromRawData(bytes.data(), bytes.size());
     const auto dictionary = ZRKNetServiceCategory::serviceDictionaryFromTXTData(record);
     if (!dictionary)
-        return QStringLiteral("no TXT record has %1 bytes").arg(bytes.size());
+        return failure(QStringLiteral("no TXT record has %1 bytes").arg(bytes.size()));
     // The program reads such a record as empty, which would say nothing of what is in the file.
     if (const qsizetype at = brokenTxtEntry(bytes); at >= 0) {
-        return QStringLiteral("no TXT record: the entry at byte %1 has %2 bytes, and %3 follow")
-            .arg(at)
-            .arg(uchar(bytes[at]))
-            .arg(bytes.size() - at - 1);
+        return failure(
+            QStringLiteral("no TXT record: the entry at byte %1 has %2 bytes, and %3 follow")
+                .arg(at)
+                .arg(uchar(bytes[at]))
+                .arg(bytes.size() - at - 1));
     }
     report({{QStringLiteral("kind"), nameOf(Kind::Txt)},
             {QStringLiteral("value"), typedJson(*dictionary)}});
@@ -112,7 +258,7 @@ QJsonObject real(float component) {
     return typedJson(PropertyList(component));
 }
 
-QString inspectTypedStream(QByteArrayView bytes, const Report &report) {
+Result<void> inspectTypedStream(QByteArrayView bytes, const Report &report) {
     QJsonObject line{{QStringLiteral("kind"), nameOf(Kind::TypedStream)}};
     // The archive's first class tells what it is, and each reader checks that.
     try {
@@ -141,7 +287,7 @@ QString inspectTypedStream(QByteArrayView bytes, const Report &report) {
                     valueJson(SequentialUnarchiver::unarchivedObject(bytes), budget));
         report(line);
     } catch (const PlatformException &refused) {
-        return refused.reason();
+        return failure(refused.reason());
     }
     return {};
 }
@@ -153,7 +299,7 @@ public:
         : _bytes(bytes)
         , _report(report) {}
 
-    QString run() {
+    Result<void> run() {
         while (_at + StreamFrame::kindSize <= _bytes.size() && !_hasEnded) {
             const quint32 word = StreamFrame::readWord(_bytes.data() + _at);
             if (word == StreamFrame::objectKind) {
@@ -172,9 +318,9 @@ public:
         if (_at < _bytes.size() && !_hasEnded)
             tell(QStringLiteral("incomplete"), _bytes.size() - _at, {});
         if (_frames == 0)
-            return QStringLiteral("there is no frame in it");
+            return failure(QStringLiteral("there is no frame in it"));
         if (_refused > 0)
-            return QStringLiteral("%1 of %2 frames refused").arg(_refused).arg(_frames);
+            return failure(QStringLiteral("%1 of %2 frames refused").arg(_refused).arg(_frames));
         return {};
     }
 
@@ -193,20 +339,17 @@ private:
         }
         ++_frames;
         QJsonObject details{{QStringLiteral("length"), qint64(length)}};
-        QString refusal;
-        if (isTooLarge) {
-            // The connection would be closed here.
-            refusal = QStringLiteral("too large");
-            _hasEnded = true;
-        } else {
-            // Parsed as the program's own reader does it.
-            refusal = addValue(PropertyListSerialization::parse(
-                                   _bytes.sliced(_at + StreamFrame::headerSize, length)),
-                               length, details);
-        }
-        if (!refusal.isEmpty()) {
+        // The connection would be closed at one that is too large; any other is parsed as the
+        // program's own reader does it.
+        const Result<void> taken =
+            isTooLarge ? failure(QStringLiteral("too large"))
+                       : addValue(PropertyListSerialization::parse(
+                                      _bytes.sliced(_at + StreamFrame::headerSize, length)),
+                                  length, details);
+        _hasEnded = isTooLarge;
+        if (!taken) {
             ++_refused;
-            details.insert(QStringLiteral("error"), refusal);
+            details.insert(QStringLiteral("error"), taken.error().reason);
         }
         tell(QStringLiteral("object"),
              isTooLarge ? left : StreamFrame::headerSize + qsizetype(length), details);
@@ -295,9 +438,9 @@ Kind detect(QByteArrayView bytes) {
     return Kind::PropertyList;
 }
 
-QString inspect(QByteArrayView bytes, Kind kind, const Report &report) {
+Result<void> inspect(QByteArrayView bytes, Kind kind, const Report &report) {
     if (bytes.isEmpty())
-        return QStringLiteral("there is nothing in it");
+        return failure(QStringLiteral("there is nothing in it"));
     switch (kind) {
     case Kind::PropertyList:
         return inspectPropertyList(bytes, report);

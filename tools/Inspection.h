@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "platform/foundation/Result.h"
+
 #include <QByteArrayView>
 #include <QJsonObject>
 #include <QString>
@@ -35,10 +37,10 @@ enum class Kind {
 /// What the bytes seem to be; a property list when they seem to be nothing else.
 [[nodiscard]] Kind detect(QByteArrayView bytes);
 
-/// Gives the lines of an inspection as they come: one, and of frames one each. The answer is empty,
-/// or why the bytes were refused, wholly or (of frames) in part.
+/// Gives the lines of an inspection as they come: one, and of frames one each. The failure says why
+/// the bytes were refused, wholly or (of frames) in part.
 using Report = std::function<void(const QJsonObject &)>;
-[[nodiscard]] QString inspect(QByteArrayView bytes, Kind kind, const Report &report);
+[[nodiscard]] Result<void> inspect(QByteArrayView bytes, Kind kind, const Report &report);
 
 } // namespace Inspection
 

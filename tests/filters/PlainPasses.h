@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "filters/HtmlEntityTable.h"
+#include "filters/HtmlFilters.h"
 #include "filters/ZRKClipmuleNSStringCategory.h"
 
 namespace clipmule {

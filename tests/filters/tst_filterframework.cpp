@@ -2,12 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 #include "filters/FilterClasses.h"
-#include "filters/ZRKClipmuleTextFilter.h"
+#include "platform/bundle/Bundle.h"
 #include "platform/foundation/PlatformException.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTranslator>
@@ -70,17 +71,40 @@ class FilterFrameworkTest : public QObject {
 private Q_SLOTS:
     void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
 
-    void installedFiltersComeInTheOrderOfTheList() {
-        QCOMPARE(
-            classNames(ZRKClipmuleFilter::allFilters()),
-            (QStringList{u"ZRKClipmuleQuoteLinesFilter"_qs, u"ZRKClipmuleWrapHTMLFilter"_qs,
-                         u"ZRKClipmuleTitlecaseFilter"_qs, u"ZRKClipmuleStraightenQuotesFilter"_qs,
-                         u"ZRKClipmuleFindReplaceFilter"_qs, u"ZRKClipmuleLowercaseFilter"_qs,
-                         u"ZRKClipmuleUppercaseFilter"_qs, u"ZRKClipmuleSmartenQuotesFilter"_qs,
-                         u"ZRKClipmuleDecodeHTMLEntitiesFilter"_qs,
-                         u"ZRKClipmuleEncodeHTMLEntitiesFilter"_qs}));
+    // Info.plist says which filters are installed and in which order, the table which there are.
+    void theInstalledFiltersAreThoseOfTheTable() {
+        QCOMPARE(classNames(ZRKClipmuleFilter::allFilters()), filterClassNames());
+        QCOMPARE(filterClassNames().size(), 10);
         QCOMPARE(ZRKClipmuleFilter::allFilters().constFirst(),
                  ZRKClipmuleFilter::allFilters().constFirst());
+    }
+
+    // A name in Info.plist that no class has would be passed over without a word.
+    void everyInstalledNameHasAClass() {
+        const auto information = Bundle::mainBundle().infoDictionary();
+        QStringList names;
+        for (const PropertyList &name : information.value(u"filters"_qs).list())
+            names.append(name.string());
+        QCOMPARE(names, filterClassNames());
+    }
+
+    void theManualNamesEachFilter() {
+        QFile manual(QStringLiteral(CLIPMULE_TEST_DATA "/../../packaging/man/clipmule-filter.1"));
+        QVERIFY(manual.open(QFile::ReadOnly));
+        const QString text = QString::fromUtf8(manual.readAll());
+        const QString chapter = text.section(u".SH FILTERS\n"_qs, 1).section(u"\n.SH "_qs, 0, 0);
+        // ".B One Name", or ".BR "One" ", " "Another"".
+        static const QRegularExpression heading(u"^\\.TP\n\\.BR? (.*)$"_qs,
+                                                QRegularExpression::MultilineOption);
+        QStringList named;
+        for (const auto &match : heading.globalMatch(chapter)) {
+            for (const QString &name : match.captured(1).split(u'"', Qt::SkipEmptyParts)) {
+                if (name.trimmed() != u"," && !name.trimmed().isEmpty())
+                    named.append(name);
+            }
+        }
+        named.sort();
+        QCOMPARE(named, sortedTitles);
     }
 
     void namesWithoutAClassArePassedOver() {

@@ -1,10 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "filters/HtmlEntityTable.h"
 #include "filters/HtmlFilters.h"
-#include "filters/ZRKClipmuleEncodeHTMLEntitiesFilter.h"
-#include "filters/ZRKClipmuleWrapHTMLFilter.h"
 #include "tests/filters/HtmlEntityNames.h"
 #include "tests/filters/PlainPasses.h"
 

@@ -3,7 +3,6 @@
 
 #include "filters/CaseMapping.h"
 #include "filters/FilterClasses.h"
-#include "filters/ZRKClipmuleTextFilter.h"
 
 #include <QRandomGenerator>
 #include <QTest>
