@@ -4,7 +4,11 @@
 #include "model/ZRKClipmuleDataItem.h"
 
 #include "Common/Categories/ZRKNSStringCategory.h"
+#include "model/ClipboardStore.h"
+#include "model/DataFile.h"
+#include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/Log.h"
+#include "platform/foundation/PlatformException.h"
 #include "platform/images/ImageSignature.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 
@@ -56,6 +60,30 @@ std::optional<PropertyList> cacheValue(const PropertyList::Dictionary &cache, co
     const PropertyList *const value = find(cache, key);
     return value ? std::optional(*value) : std::nullopt;
 }
+
+const QString oidKey = QStringLiteral("oid");
+const QString stringKey = QStringLiteral("string");
+const QString urlKey = QStringLiteral("url");
+const QString createdByKey = QStringLiteral("createdBy");
+const QString nativeDictionaryKey = QStringLiteral("nativeDictionary");
+const QString imageDataKey = QStringLiteral("imageData");
+
+ZRKClipmuleDataItem::NativeDictionary
+representationsOf(const PropertyList::Dictionary &dictionary) {
+    ZRKClipmuleDataItem::NativeDictionary representations;
+    for (const auto &[type, bytes] : dictionary.asKeyValueRange())
+        representations.insert(type, bytes.data());
+    return representations;
+}
+
+// The persistent cache of another version holds values that are derived in other ways.
+constexpr qint64 currentCacheVersion = 2;
+
+const QString imageDataHashKey = QStringLiteral("imageDataHash");
+const QString hasImageDataKey = QStringLiteral("hasImageData");
+const QString hasNativeDictionaryKey = QStringLiteral("hasNativeDictionary");
+const QString cacheDictionaryKey = QStringLiteral("cacheDictionary");
+const QString cacheVersionKey = QStringLiteral("cacheVersion");
 
 } // namespace
 
@@ -260,6 +288,204 @@ QString ZRKClipmuleDataItem::description() const {
         .arg(native ? PropertyList(types).description() : none,
              _string ? cutForLog(*_string) : none, _url ? cutForLog(urlText()) : none,
              QString::number(hasImageData() ? 1 : 0));
+}
+
+QString ZRKClipmuleDataItem::imageDataPath() const {
+    return ClipboardStore::shared().path(oid(), QStringLiteral("imageData"));
+}
+
+QString ZRKClipmuleDataItem::nativeDictionaryPath() const {
+    return ClipboardStore::shared().path(oid(), QStringLiteral("nativeDictionary"));
+}
+
+std::optional<QByteArray> ZRKClipmuleDataItem::imageData() const {
+    if (_imageData || !_itemFlags.hasImageData)
+        return _imageData;
+    const QString path = imageDataPath();
+    try {
+        _imageData = DataFile::read(path);
+    } catch (const PlatformException &) {
+        qCWarning(logModel).noquote() << "FAILED TO READ" << path;
+    }
+    return _imageData;
+}
+
+// What is read is not kept: it is asked for once in a while, and may be as large as an image.
+std::optional<ZRKClipmuleDataItem::NativeDictionary> ZRKClipmuleDataItem::nativeDictionary() const {
+    if (!_itemFlags.hasNativeDictionary || _itemFlags.clearsNativeDictionary)
+        return std::nullopt;
+    if (_nativeDictionary)
+        return _nativeDictionary;
+    std::optional<NativeDictionary> read;
+    (void)ClipboardStore::shared().load(nativeDictionaryPath(), [&read](const ArchiveValue &root) {
+        NativeDictionary dictionary;
+        const PropertyList value = root.propertyList().value();
+        for (const auto &[type, bytes] : value.dictionary().asKeyValueRange())
+            dictionary.insert(type, bytes.data());
+        read = std::move(dictionary);
+    });
+    return read;
+}
+
+void ZRKClipmuleDataItem::releaseCachedData() {
+    clearTransientCache();
+    if (!_itemFlags.isNativeDictionaryDirty)
+        _nativeDictionary.reset();
+    if (!_itemFlags.isImageDataDirty)
+        _imageData.reset();
+}
+
+void ZRKClipmuleDataItem::saveExtraData() {
+    if (_itemFlags.clearsNativeDictionary) {
+        DataFile::remove(nativeDictionaryPath());
+        _itemFlags.clearsNativeDictionary = false;
+        _nativeDictionary.reset();
+    } else if (_itemFlags.isNativeDictionaryDirty) {
+        _itemFlags.isNativeDictionaryDirty = !saveNativeDictionary();
+    }
+    if (_itemFlags.isImageDataDirty)
+        _itemFlags.isImageDataDirty = !saveImageData();
+    // The item stays dirty after a save that was not made for an archive, too.
+    if (_itemFlags.isImageDataDirty || _itemFlags.isNativeDictionaryDirty)
+        _itemFlags.isDirty = true;
+}
+
+bool ZRKClipmuleDataItem::saveNativeDictionary() {
+    const QString path = nativeDictionaryPath();
+    const ArchiveValue root = ArchiveValue(_nativeDictionary).immutable();
+    const bool isSaved = ClipboardStore::shared().save(root, path);
+    if (!isSaved && !_itemFlags.isNativeDictionaryFailureLogged)
+        qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
+    _itemFlags.isNativeDictionaryFailureLogged = !isSaved;
+    return isSaved;
+}
+
+bool ZRKClipmuleDataItem::saveImageData() {
+    const QString path = imageDataPath();
+    bool isSaved = true;
+    if (!_imageData) {
+        DataFile::remove(path);
+    } else {
+        try {
+            DataFile::write(path, *_imageData);
+        } catch (const PlatformException &exception) {
+            isSaved = false;
+            ClipboardStore::shared().noteFailure(exception.reason());
+            if (!_itemFlags.isImageFailureLogged)
+                qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
+        }
+    }
+    _itemFlags.isImageFailureLogged = !isSaved;
+    return isSaved;
+}
+
+// Removes every file that the flags say may be on disk, the ones that the next save would delete
+// included.
+void ZRKClipmuleDataItem::erase() {
+    if (_itemFlags.hasNativeDictionary || _itemFlags.clearsNativeDictionary)
+        DataFile::remove(nativeDictionaryPath());
+    if (_itemFlags.hasImageData || _itemFlags.isImageDataDirty)
+        DataFile::remove(imageDataPath());
+}
+
+PropertyList::Dictionary ZRKClipmuleDataItem::toDictionary() const {
+    PropertyList::Dictionary dictionary{{oidKey, oid()}, {createdByKey, createdBy()}};
+    if (_string)
+        dictionary.insert(stringKey, *_string);
+    if (_url)
+        dictionary.insert(urlKey, urlText());
+    if (const std::optional<NativeDictionary> native = nativeDictionary()) {
+        PropertyList::Dictionary representations;
+        for (const auto &[type, bytes] : native->asKeyValueRange())
+            representations.insert(type, bytes);
+        dictionary.insert(nativeDictionaryKey, representations);
+    }
+    if (const std::optional<QByteArray> image = imageData())
+        dictionary.insert(imageDataKey, *image);
+    return dictionary;
+}
+
+std::shared_ptr<ZRKClipmuleDataItem>
+ZRKClipmuleDataItem::initWithDictionary(const PropertyList::Dictionary &dictionary) {
+    const PropertyList *const native = find(dictionary, nativeDictionaryKey);
+    if (native && native->dictionary().size() > mostRepresentations) {
+        throw PlatformException(
+            QStringLiteral("InvalidArgument"),
+            QStringLiteral("an item of %1 native representations; at most %2 are accepted")
+                .arg(native->dictionary().size())
+                .arg(mostRepresentations));
+    }
+    return fromDictionary(dictionary);
+}
+
+std::shared_ptr<ZRKClipmuleDataItem>
+ZRKClipmuleDataItem::fromDictionary(const PropertyList::Dictionary &dictionary) {
+    std::optional<NativeDictionary> native;
+    if (const PropertyList *representations = find(dictionary, nativeDictionaryKey))
+        native = representationsOf(representations->dictionary());
+    auto item = initWithNativeDictionary(std::move(native));
+    if (const PropertyList *oid = find(dictionary, oidKey))
+        item->_oid = oid->string();
+    if (const PropertyList *string = find(dictionary, stringKey))
+        item->_string = string->string();
+    const PropertyList *const createdBy = find(dictionary, createdByKey);
+    item->_createdBy = createdBy ? createdBy->integerValue() : 0;
+    if (const PropertyList *text = find(dictionary, urlKey)) {
+        const QUrl url = urlFromForeignText(text->string(), QUrl::StrictMode);
+        if (url.isValid()) {
+            item->_url = url;
+            item->_urlText = text->string();
+        }
+    }
+    const PropertyList *const image = find(dictionary, imageDataKey);
+    item->setImageData(image ? std::optional(image->data()) : std::nullopt);
+    return item;
+}
+
+QStringList ZRKClipmuleDataItem::archivedClassNames() const {
+    return {QStringLiteral("ZRKClipmuleDataItem"), QStringLiteral("NSObject")};
+}
+
+void ZRKClipmuleDataItem::encodeWithCoder(Encoder &coder) {
+    saveExtraData();
+    const bool hasSavedImage = _itemFlags.hasImageData && !_itemFlags.isImageDataDirty;
+    const bool hasSavedNativeDictionary =
+        _itemFlags.hasNativeDictionary && !_itemFlags.isNativeDictionaryDirty;
+    coder.encodeObject(oid(), oidKey);
+    coder.encodeObject(quint32(hasSavedImage ? _imageDataHash : 0), imageDataHashKey);
+    coder.encodeObject(_string, stringKey);
+    coder.encodeObject(_url ? ArchiveValue(*_url, urlText()) : ArchiveValue(), urlKey);
+    coder.encodeBool(hasSavedImage, hasImageDataKey);
+    coder.encodeBool(hasSavedNativeDictionary, hasNativeDictionaryKey);
+    if (coder.allowsKeyedCoding())
+        coder.encodeObject(_persistentCacheDictionary, cacheDictionaryKey);
+    coder.encodeInteger(currentCacheVersion, cacheVersionKey);
+    coder.encodeInteger(_createdBy, createdByKey);
+    // The archive claims no side file that could not be written yet, so the item stays dirty.
+    _itemFlags.isDirty = _itemFlags.isImageDataDirty || _itemFlags.isNativeDictionaryDirty;
+}
+
+void ZRKClipmuleDataItem::initWithCoder(Decoder &coder) {
+    _itemFlags = {};
+    _oid = coder.decodeString(oidKey);
+    const std::optional<PropertyList> hash = coder.decodeNumber(imageDataHashKey);
+    _imageDataHash = hash ? quint32(hash->unsignedValue()) : 0;
+    _string = coder.decodeString(stringKey);
+    const ArchiveValue url = coder.decodeObject(urlKey);
+    _url = url.url();
+    // A stored URL that is not valid any more counts as none.
+    if (_url && !_url->isValid())
+        _url.reset();
+    if (_url)
+        _urlText = url.urlText();
+    _itemFlags.hasImageData = coder.decodeBool(hasImageDataKey);
+    _itemFlags.hasNativeDictionary = coder.decodeBool(hasNativeDictionaryKey);
+    std::optional<PropertyList> cache;
+    if (coder.allowsKeyedCoding())
+        cache = coder.decodePropertyList(cacheDictionaryKey);
+    if (coder.decodeInteger(cacheVersionKey) == currentCacheVersion && cache)
+        _persistentCacheDictionary = cache->dictionary();
+    _createdBy = coder.decodeInteger(createdByKey);
 }
 
 } // namespace clipmule
