@@ -40,13 +40,12 @@ double residentMegabytes() {
 struct Saved {
     explicit Saved(qsizetype count)
         : path(folder.filePath(QStringLiteral("data"))) {
-        ClipboardStore store(path);
-        const ClipboardStore::Installation installation(store);
+        const auto store = ClipboardStore::make(path);
         const auto clipboard = std::make_shared<ZRKClipmuleClipboard>();
-        ZRKClipmuleClipboard::insertCustomClipboardAtIndex(clipboard, 0);
+        store->insertCustomClipboardAtIndex(clipboard, 0);
         for (qsizetype number = 0; number < count; ++number)
             clipboard->insertClipmuleDataAtIndex(clip(number, number % 10 == 0), 0);
-        store.saveIfNeeded();
+        store->saveIfNeeded();
     }
     QTemporaryDir folder;
     QString path;
@@ -55,18 +54,16 @@ struct Saved {
 /// A store of its own on those files, as after a start of the program.
 struct Opened {
     explicit Opened(const QString &path)
-        : store(path) {}
-    ClipboardStore store;
-    [[nodiscard]] ZRKClipmuleClipboard &clipboard() { return *store.customClipboards().first(); }
+        : store(ClipboardStore::make(path)) {}
+    std::shared_ptr<ClipboardStore> store;
+    [[nodiscard]] ZRKClipmuleClipboard &clipboard() const {
+        return *store->customClipboards().first();
+    }
 };
 
 /// With one of them in use while it runs.
 Work with(const std::shared_ptr<Opened> &opened, std::function<void(Opened &)> run) {
-    return {[opened, run = std::move(run)] {
-                const ClipboardStore::Installation installation(opened->store);
-                run(*opened);
-            },
-            0};
+    return {[opened, run = std::move(run)] { run(*opened); }, 0};
 }
 
 void addCases(std::vector<Case> &cases, qsizetype count) {
@@ -82,16 +79,11 @@ void addCases(std::vector<Case> &cases, qsizetype count) {
     const QString ours = QStringLiteral("ours");
     cases.push_back({name("open the list of clipboards"), ours, [saved] {
                          const QString path = saved().path;
-                         return Work{[path] { (void)Opened(path).store.customClipboards(); }, 0};
+                         return Work{[path] { (void)Opened(path).store->customClipboards(); }, 0};
                      }});
     cases.push_back({name("load the clips"), ours, [saved] {
                          const QString path = saved().path;
-                         return Work{[path] {
-                                         Opened opened(path);
-                                         const ClipboardStore::Installation in(opened.store);
-                                         (void)opened.clipboard().items();
-                                     },
-                                     0};
+                         return Work{[path] { (void)Opened(path).clipboard().items(); }, 0};
                      }});
     // The insertion itself is nothing beside the save that follows it.
     cases.push_back({name("insert one and save"), ours, [saved, count] {
@@ -99,7 +91,7 @@ void addCases(std::vector<Case> &cases, qsizetype count) {
                          return with(opened, [count](Opened &in) {
                              const auto added = clip(count, true);
                              in.clipboard().insertClipmuleDataAtIndex(added, 0);
-                             in.store.saveIfNeeded();
+                             in.store->saveIfNeeded();
                              in.clipboard().removeClipmuleData(added);
                          });
                      }});

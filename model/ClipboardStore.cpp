@@ -22,50 +22,39 @@ namespace {
 const QString mainFile = QStringLiteral("Main.clipboard");
 const QString customFile = QStringLiteral("Custom.clipboards");
 
-ClipboardStore *installedStore = nullptr;
-
-// What the archives of the store may hold.
-const CodingClasses &archivedClasses() {
-    static const CodingClasses classes{
-        {QStringLiteral("ZRKClipmuleClipboard"),
-         [] { return std::make_shared<ZRKClipmuleClipboard>(); }},
-        {QStringLiteral("ZRKClipmuleData"), [] { return std::make_shared<ZRKClipmuleData>(); }},
-        {QStringLiteral("ZRKClipmuleDataItem"),
-         [] { return std::make_shared<ZRKClipmuleDataItem>(); }},
+// What the archives of the store may hold, all of it kept there.
+CodingClasses classesOf(const std::shared_ptr<ClipboardStore> &store) {
+    const auto making = [&store]<typename T>(std::in_place_type_t<T>) {
+        return [store] {
+            const auto object = std::make_shared<T>();
+            object->setStore(store);
+            return object;
+        };
     };
-    return classes;
+    return {
+        {QStringLiteral("ZRKClipmuleClipboard"), making(std::in_place_type<ZRKClipmuleClipboard>)},
+        {QStringLiteral("ZRKClipmuleData"), [] { return std::make_shared<ZRKClipmuleData>(); }},
+        {QStringLiteral("ZRKClipmuleDataItem"), making(std::in_place_type<ZRKClipmuleDataItem>)}};
 }
 
 } // namespace
 
-ClipboardStore::ClipboardStore(QString dataPath, qint64 largestList)
+ClipboardStore::ClipboardStore(Private, QString dataPath, qint64 largestList)
     : _dataPath(std::move(dataPath))
     , _largestList(largestList) {}
 
 ClipboardStore::~ClipboardStore() = default;
 
-ClipboardStore::Installation::Installation(ClipboardStore &store)
-    : _previous(std::exchange(installedStore, &store)) {}
-
-ClipboardStore::Installation::~Installation() {
-    installedStore = _previous;
+std::shared_ptr<ClipboardStore> ClipboardStore::make(const QString &dataPath, qint64 largestList) {
+    return std::make_shared<ClipboardStore>(Private(), dataPath, largestList);
 }
 
-ClipboardStore &ClipboardStore::shared() {
-    if (installedStore) {
-        installedStore->startSaving();
-        return *installedStore;
-    }
-    static ClipboardStore ofTheUser(
-        QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
-    ofTheUser.startSaving();
-    return ofTheUser;
-}
-
-void ClipboardStore::startSaving() {
-    if (std::exchange(_isTimerStarted, true))
-        return;
+void ClipboardStore::start() {
     _saveTimer = RunLoop::current().performEvery(saveInterval, [this] { saveIfNeeded(); });
+}
+
+QString ClipboardStore::userPath() {
+    return QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
 }
 
 QString ClipboardStore::path(const QString &oid, const QString &extension) const {
@@ -81,6 +70,7 @@ std::shared_ptr<ZRKClipmuleClipboard> ClipboardStore::mainClipboard() {
     if (!_mainClipboard) {
         _mainClipboard = std::make_shared<ZRKClipmuleClipboard>();
         _mainClipboard->setOid(ZRKClipmuleClipboard::mainOID);
+        _mainClipboard->setStore(shared_from_this());
     }
     return _mainClipboard;
 }
@@ -127,6 +117,7 @@ void ClipboardStore::insertCustomClipboardAtIndex(
                                     .arg(customClipboards().size()));
     }
     _deletedClipboards.removeAll(inserted);
+    inserted->setStore(shared_from_this());
     _customClipboards->insert(index, inserted);
     _customIsDirty = true;
 }
@@ -176,9 +167,10 @@ bool ClipboardStore::load(const QString &path,
     }
 }
 
-std::optional<ArchiveValue> ClipboardStore::read(const QString &path) const {
+std::optional<ArchiveValue> ClipboardStore::read(const QString &path) {
     const std::optional<QByteArray> bytes = DataFile::read(path, _largestList);
-    return bytes ? std::optional(KeyedUnarchiver::unarchivedObject(*bytes, archivedClasses()))
+    return bytes ? std::optional(
+                       KeyedUnarchiver::unarchivedObject(*bytes, classesOf(shared_from_this())))
                  : std::nullopt;
 }
 
@@ -243,8 +235,6 @@ void ClipboardStore::tellOfSaving() {
 // A list that could not be written stays dirty and is written at a later beat. Until then its old
 // file still speaks of what was removed, so that must not be erased yet.
 void ClipboardStore::saveIfNeeded() {
-    // What is saved and erased finds its files through the store in use.
-    const Installation installation(*this);
     const bool isMainSaved = saveMainClipboard();
     const bool isCustomSaved = saveCustomClipboards();
     tellOfSaving();

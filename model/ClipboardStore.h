@@ -5,7 +5,6 @@
 
 #include "model/DataFile.h"
 #include "platform/archive/ArchiveValue.h"
-#include "platform/archive/Coding.h"
 #include "platform/foundation/RunLoop.h"
 
 #include <QList>
@@ -24,41 +23,33 @@ class ZRKClipmuleData;
 /// The state that all clipboards share: the main clipboard, the list of custom ones, what waits to
 /// be erased, and the folder of their files. What changed is saved every 5 seconds.
 ///
-/// The program has one, made when it is first asked for, in the user's documents folder; a program
-/// or a test that wants another folder installs its own. Main thread only.
+/// Clipboards, clips and items that are kept know their store, whose lifetime they do not prolong:
+/// without it they have no files. There may be several at once. Main thread only.
 ///
 /// Files are replaced as a whole. One that cannot be read is kept under another name before it is
 /// replaced, and what waits to be erased waits until the archives no longer speak of it.
-class ClipboardStore final {
+class ClipboardStore final : public std::enable_shared_from_this<ClipboardStore> {
+    struct Private {};
+
 public:
     using Clipboards = QList<std::shared_ptr<ZRKClipmuleClipboard>>;
     static constexpr RunLoop::Seconds saveInterval{5.0};
 
     /// A list of clips of more bytes than the limit is neither written nor read.
-    explicit ClipboardStore(QString dataPath, qint64 largestList = DataFile::largest);
+    [[nodiscard]] static std::shared_ptr<ClipboardStore>
+    make(const QString &dataPath, qint64 largestList = DataFile::largest);
+    /// See make().
+    ClipboardStore(Private, QString dataPath, qint64 largestList);
     ~ClipboardStore();
     ClipboardStore(const ClipboardStore &) = delete;
     ClipboardStore &operator=(const ClipboardStore &) = delete;
     ClipboardStore(ClipboardStore &&) = delete;
     ClipboardStore &operator=(ClipboardStore &&) = delete;
 
-    /// Makes a store the one in use for its own lifetime, then restores the previous one. The store
-    /// is not owned.
-    class Installation {
-    public:
-        explicit Installation(ClipboardStore &store);
-        ~Installation();
-        Installation(const Installation &) = delete;
-        Installation &operator=(const Installation &) = delete;
-        Installation(Installation &&) = delete;
-        Installation &operator=(Installation &&) = delete;
-
-    private:
-        ClipboardStore *_previous;
-    };
-
-    /// The store in use. Its timer runs from the first time the store is asked for.
-    [[nodiscard]] static ClipboardStore &shared();
+    /// Saves what changed every 5 seconds from now on.
+    void start();
+    /// The folder of the user's own store.
+    [[nodiscard]] static QString userPath();
 
     /// The folder of all files.
     [[nodiscard]] const QString &dataPath() const { return _dataPath; }
@@ -105,12 +96,11 @@ public:
     bool load(const QString &path, const std::function<void(const ArchiveValue &root)> &take);
     /// The root of a keyed archive; nothing when there is no such file. A PlatformException when it
     /// cannot be read.
-    [[nodiscard]] std::optional<ArchiveValue> read(const QString &path) const;
+    [[nodiscard]] std::optional<ArchiveValue> read(const QString &path);
     /// Replaces the file by a keyed archive; false when that fails, and the file stays as it was.
     [[nodiscard]] bool save(const ArchiveValue &root, const QString &path);
 
 private:
-    void startSaving();
     void tellOfSaving();
     [[nodiscard]] bool saveMainClipboard();
     [[nodiscard]] bool saveCustomClipboards();
@@ -127,7 +117,6 @@ private:
     /// The first failure of the current save; empty when there is none.
     QString _failure;
     bool _isFailureTold = false;
-    bool _isTimerStarted = false;
     RunLoop::Timer _saveTimer;
 };
 

@@ -142,7 +142,7 @@ private:
         outcome.clips += missing.size();
     }
 
-    [[nodiscard]] bool canHold(const ZRKClipmuleClipboard &clipboard, const Clips &more) const {
+    [[nodiscard]] bool canHold(ZRKClipmuleClipboard &clipboard, const Clips &more) const {
         return archiveFits(clipboard.items() + more, _store.largestList());
     }
 
@@ -247,7 +247,6 @@ QList<Outcome> putBack(ClipboardStore &store, const QString &title) {
 }
 
 qsizetype sweep(ClipboardStore &store) {
-    const ClipboardStore::Installation installation(store);
     const QDir folder(store.dataPath());
     QStringList doomed = filesOf(store, temporaryName());
     QStringList candidates = filesOf(store, sweepableName());

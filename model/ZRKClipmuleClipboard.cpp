@@ -35,43 +35,12 @@ ZRKClipmuleClipboard::~ZRKClipmuleClipboard() {
     }
 }
 
-QString ZRKClipmuleClipboard::dataPath() {
-    return ClipboardStore::shared().dataPath();
-}
-
-std::shared_ptr<ZRKClipmuleClipboard> ZRKClipmuleClipboard::mainClipboard() {
-    return ClipboardStore::shared().mainClipboard();
-}
-
-ZRKClipmuleClipboard::Clipboards ZRKClipmuleClipboard::customClipboards() {
-    return ClipboardStore::shared().customClipboards();
-}
-
-std::shared_ptr<ZRKClipmuleClipboard> ZRKClipmuleClipboard::clipboardWithOID(const QString &oid) {
-    return ClipboardStore::shared().clipboardWithOID(oid);
-}
-
-std::shared_ptr<ZRKClipmuleData>
-ZRKClipmuleClipboard::storedClipmuleDataWithOID(const QString &oid) {
-    return ClipboardStore::shared().clipmuleDataWithOID(oid);
-}
-
-void ZRKClipmuleClipboard::insertCustomClipboardAtIndex(
-    const std::shared_ptr<ZRKClipmuleClipboard> &clipboard, qsizetype index) {
-    ClipboardStore::shared().insertCustomClipboardAtIndex(clipboard, index);
-}
-
-void ZRKClipmuleClipboard::removeCustomClipboard(
-    const std::shared_ptr<ZRKClipmuleClipboard> &clipboard) {
-    ClipboardStore::shared().removeCustomClipboard(clipboard);
-}
-
-void ZRKClipmuleClipboard::moveClipboardAtIndexToIndex(qsizetype from, qsizetype to) {
-    ClipboardStore::shared().moveClipboardAtIndexToIndex(from, to);
-}
-
-void ZRKClipmuleClipboard::saveIfNeeded() {
-    ClipboardStore::shared().saveIfNeeded();
+void ZRKClipmuleClipboard::setStore(const std::shared_ptr<ClipboardStore> &store) {
+    _store = store;
+    if (!_items)
+        return;
+    for (const auto &clip : std::as_const(*_items))
+        clip->setStore(store);
 }
 
 QString ZRKClipmuleClipboard::oid() const {
@@ -81,7 +50,8 @@ QString ZRKClipmuleClipboard::oid() const {
 }
 
 QString ZRKClipmuleClipboard::itemsPath() const {
-    return ClipboardStore::shared().path(oid(), QStringLiteral("clipboardItems"));
+    const auto store = _store.lock();
+    return store ? store->path(oid(), QStringLiteral("clipboardItems")) : QString();
 }
 
 std::optional<QString> ZRKClipmuleClipboard::title() const {
@@ -106,20 +76,20 @@ void ZRKClipmuleClipboard::setIconName(const std::optional<QString> &iconName) {
     _isDirty = true;
 }
 
-const ZRKClipmuleClipboard::Clips &ZRKClipmuleClipboard::items() const {
+const ZRKClipmuleClipboard::Clips &ZRKClipmuleClipboard::items() {
     return loadedItems();
 }
 
-ZRKClipmuleClipboard::Clips &ZRKClipmuleClipboard::loadedItems() const {
+ZRKClipmuleClipboard::Clips &ZRKClipmuleClipboard::loadedItems() {
     if (_items)
         return *_items;
     Clips clips;
-    const bool isLoaded =
-        ClipboardStore::shared().load(itemsPath(), [&clips](const ArchiveValue &root) {
-            clips = root.objectsOfClass<ZRKClipmuleData>().value_or(Clips());
-        });
+    const auto store = _store.lock();
+    const bool isLoaded = store && store->load(itemsPath(), [&clips](const ArchiveValue &root) {
+        clips = root.objectsOfClass<ZRKClipmuleData>().value_or(Clips());
+    });
     for (const auto &clip : std::as_const(clips))
-        clip->setClipboard(const_cast<ZRKClipmuleClipboard *>(this));
+        clip->setClipboard(this);
     _items = std::move(clips);
     // The list and its count are in two files. They differ when the program was killed between
     // writing one and the other.
@@ -152,7 +122,10 @@ void ZRKClipmuleClipboard::insertClipmuleDataAtIndex(const std::shared_ptr<ZRKCl
                                     .arg(clips.size()));
     }
     clips.insert(index, inserted);
-    ClipboardStore::shared().keepClip(inserted);
+    if (const auto store = _store.lock()) {
+        inserted->setStore(store);
+        store->keepClip(inserted);
+    }
     _count = quint64(clips.size());
     inserted->setClipboard(this);
     postChange(ZRKClipmuleClipboardDidInsert, ZRKClipmuleDataWasAdded, inserted);
@@ -169,7 +142,8 @@ void ZRKClipmuleClipboard::removeClipmuleData(const std::shared_ptr<ZRKClipmuleD
     const qsizetype index = clips.indexOf(removed);
     if (index < 0)
         return;
-    ClipboardStore::shared().eraseClipLater(removed);
+    if (const auto store = _store.lock())
+        store->eraseClipLater(removed);
     clips.removeAt(index);
     _count = quint64(clips.size());
     removed->setClipboard(nullptr);
@@ -178,8 +152,7 @@ void ZRKClipmuleClipboard::removeClipmuleData(const std::shared_ptr<ZRKClipmuleD
     _itemsDirty = true;
 }
 
-std::shared_ptr<ZRKClipmuleData>
-ZRKClipmuleClipboard::clipmuleDataWithOID(const QString &oid) const {
+std::shared_ptr<ZRKClipmuleData> ZRKClipmuleClipboard::clipmuleDataWithOID(const QString &oid) {
     const Clips &clips = items();
     const auto found = std::find_if(clips.begin(), clips.end(),
                                     [&](const auto &clip) { return clip->oid() == oid; });
@@ -209,7 +182,8 @@ void ZRKClipmuleClipboard::erase() {
         clip->setClipboard(nullptr);
     }
     clips.clear();
-    DataFile::remove(itemsPath());
+    if (!_store.expired())
+        DataFile::remove(itemsPath());
 }
 
 bool ZRKClipmuleClipboard::isEqual(const Object &other) const {
@@ -238,8 +212,9 @@ void ZRKClipmuleClipboard::encodeWithCoder(Encoder &coder) {
     coder.encodeObject(iconName(), iconNameKey);
     coder.encodeObject(quint32(_count), countKey);
     // Clips that were never loaded are in their file as they are.
+    const auto store = _store.lock();
     const bool areClipsSaved = !_items || !(_itemsDirty || isAnyLoadedClipDirty()) ||
-                               ClipboardStore::shared().save(*_items, itemsPath());
+                               (store && store->save(*_items, itemsPath()));
     _isDirty = false;
     _itemsDirty = !areClipsSaved;
 }

@@ -14,6 +14,8 @@
 
 namespace clipmule {
 
+class ClipboardStore;
+
 // Posted on the platform's default centre with the clipboard as the object. The last two carry the
 // clip as their attachment, which stands for the entry of this key: what a notification tells other
 // processes holds property-list values only, and an object is none.
@@ -29,7 +31,7 @@ inline const QString ZRKClipmuleClipboardDataKey = QStringLiteral("ZRKClipmuleCl
 /// one that the user made.
 ///
 /// What it is called and how many clips it has is known without its clips, which are loaded when
-/// they are asked for. The class operations go to ClipboardStore::shared(). Main thread only.
+/// they are asked for, from the files of its store. Main thread only.
 class ZRKClipmuleClipboard final : public Object,
                                    public Coding,
                                    public std::enable_shared_from_this<ZRKClipmuleClipboard> {
@@ -44,7 +46,9 @@ public:
     ZRKClipmuleClipboard();
     ~ZRKClipmuleClipboard() override;
 
-    // Class operations, see ClipboardStore.
+    // Class operations, see ClipboardStore. They go to the store that the program has handed over;
+    // without one they raise a PlatformException. Nothing here uses them.
+    static void handOver(const std::shared_ptr<ClipboardStore> &store);
     [[nodiscard]] static QString dataPath();
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleClipboard> mainClipboard();
     [[nodiscard]] static Clipboards customClipboards();
@@ -58,11 +62,13 @@ public:
     static void moveClipboardAtIndexToIndex(qsizetype from, qsizetype to);
     static void saveIfNeeded();
 
+    /// The store that keeps it, which calls this; its clips are kept there, too.
+    void setStore(const std::shared_ptr<ClipboardStore> &store);
     /// The id, made when it is first asked for.
     [[nodiscard]] QString oid() const;
     void setOid(const QString &oid) { _oid = oid; }
     [[nodiscard]] bool isMain() const { return oid() == mainOID; }
-    /// The path of the file that holds the clips.
+    /// The path of the file that holds the clips; empty without a store.
     [[nodiscard]] QString itemsPath() const;
 
     /// The title, in the user's language for the main clipboard.
@@ -79,7 +85,7 @@ public:
     [[nodiscard]] qsizetype capacity() const { return isMain() ? mainCapacity : 0; }
 
     /// Loads the clips when they are not loaded yet.
-    [[nodiscard]] const Clips &items() const;
+    [[nodiscard]] const Clips &items();
     /// Clips beyond the capacity are removed from the end. An index beyond the end raises a
     /// PlatformException named "RangeException".
     void insertClipmuleDataAtIndex(const std::shared_ptr<ZRKClipmuleData> &clip, qsizetype index);
@@ -87,7 +93,7 @@ public:
     /// A clip that is not in this clipboard changes nothing.
     void removeClipmuleData(const std::shared_ptr<ZRKClipmuleData> &clip);
     /// The clip with this id; null when there is none.
-    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clipmuleDataWithOID(const QString &oid) const;
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clipmuleDataWithOID(const QString &oid);
 
     /// The clipboard itself, its list, or any clip already loaded changed since it was archived.
     [[nodiscard]] bool isDirty() const;
@@ -110,16 +116,17 @@ public:
     [[nodiscard]] QString description() const override;
 
 private:
-    [[nodiscard]] Clips &loadedItems() const;
+    [[nodiscard]] Clips &loadedItems();
     [[nodiscard]] bool isAnyLoadedClipDirty() const;
     void postChange(const QString &name, const QString &clipsName,
                     const std::shared_ptr<ZRKClipmuleData> &clip);
 
+    std::weak_ptr<ClipboardStore> _store;
     mutable std::optional<QString> _oid;
     std::optional<QString> _title;
     std::optional<QString> _iconName;
-    mutable quint64 _count = 0;
-    mutable std::optional<Clips> _items;
+    quint64 _count = 0;
+    std::optional<Clips> _items;
     bool _isDirty = true;
     bool _itemsDirty = false;
 };

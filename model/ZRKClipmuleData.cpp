@@ -154,6 +154,11 @@ bool ZRKClipmuleData::isDirty() const {
                                    [](const auto &item) { return item->isDirty(); });
 }
 
+void ZRKClipmuleData::setStore(const std::shared_ptr<ClipboardStore> &store) {
+    for (const auto &item : _items)
+        item->setStore(store);
+}
+
 void ZRKClipmuleData::releaseCachedData() {
     for (const auto &item : _items)
         item->releaseCachedData();

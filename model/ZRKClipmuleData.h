@@ -115,6 +115,9 @@ public:
     [[nodiscard]] ZRKClipmuleClipboard *clipboard() const { return _clipboard; }
     void setClipboard(ZRKClipmuleClipboard *clipboard) { _clipboard = clipboard; }
 
+    /// Keeps the items in the files of a store.
+    void setStore(const std::shared_ptr<ClipboardStore> &store);
+
     [[nodiscard]] const Items &items() const { return _items; }
     [[nodiscard]] qsizetype itemCount() const { return _items.size(); }
     /// The first item; null when there is none.

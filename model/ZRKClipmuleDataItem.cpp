@@ -290,16 +290,31 @@ QString ZRKClipmuleDataItem::description() const {
              QString::number(hasImageData() ? 1 : 0));
 }
 
+void ZRKClipmuleDataItem::setStore(const std::shared_ptr<ClipboardStore> &store) {
+    const auto previous = _store.lock();
+    if (previous && previous != store) {
+        _nativeDictionary = nativeDictionary();
+        _itemFlags.isNativeDictionaryDirty = _nativeDictionary.has_value();
+        _itemFlags.isImageDataDirty = imageData().has_value();
+    }
+    _store = store;
+}
+
+QString ZRKClipmuleDataItem::pathOf(const QString &extension) const {
+    const auto store = _store.lock();
+    return store ? store->path(oid(), extension) : QString();
+}
+
 QString ZRKClipmuleDataItem::imageDataPath() const {
-    return ClipboardStore::shared().path(oid(), QStringLiteral("imageData"));
+    return pathOf(QStringLiteral("imageData"));
 }
 
 QString ZRKClipmuleDataItem::nativeDictionaryPath() const {
-    return ClipboardStore::shared().path(oid(), QStringLiteral("nativeDictionary"));
+    return pathOf(QStringLiteral("nativeDictionary"));
 }
 
 std::optional<QByteArray> ZRKClipmuleDataItem::imageData() const {
-    if (_imageData || !_itemFlags.hasImageData)
+    if (_imageData || !_itemFlags.hasImageData || _store.expired())
         return _imageData;
     const QString path = imageDataPath();
     try {
@@ -314,10 +329,11 @@ std::optional<QByteArray> ZRKClipmuleDataItem::imageData() const {
 std::optional<ZRKClipmuleDataItem::NativeDictionary> ZRKClipmuleDataItem::nativeDictionary() const {
     if (!_itemFlags.hasNativeDictionary || _itemFlags.clearsNativeDictionary)
         return std::nullopt;
-    if (_nativeDictionary)
+    const auto store = _store.lock();
+    if (_nativeDictionary || !store)
         return _nativeDictionary;
     std::optional<NativeDictionary> read;
-    (void)ClipboardStore::shared().load(nativeDictionaryPath(), [&read](const ArchiveValue &root) {
+    (void)store->load(nativeDictionaryPath(), [&read](const ArchiveValue &root) {
         NativeDictionary dictionary;
         const PropertyList value = root.propertyList().value();
         for (const auto &[type, bytes] : value.dictionary().asKeyValueRange())
@@ -336,31 +352,34 @@ void ZRKClipmuleDataItem::releaseCachedData() {
 }
 
 void ZRKClipmuleDataItem::saveExtraData() {
+    const auto store = _store.lock();
+    if (!store)
+        return;
     if (_itemFlags.clearsNativeDictionary) {
         DataFile::remove(nativeDictionaryPath());
         _itemFlags.clearsNativeDictionary = false;
         _nativeDictionary.reset();
     } else if (_itemFlags.isNativeDictionaryDirty) {
-        _itemFlags.isNativeDictionaryDirty = !saveNativeDictionary();
+        _itemFlags.isNativeDictionaryDirty = !saveNativeDictionary(*store);
     }
     if (_itemFlags.isImageDataDirty)
-        _itemFlags.isImageDataDirty = !saveImageData();
+        _itemFlags.isImageDataDirty = !saveImageData(*store);
     // The item stays dirty after a save that was not made for an archive, too.
     if (_itemFlags.isImageDataDirty || _itemFlags.isNativeDictionaryDirty)
         _itemFlags.isDirty = true;
 }
 
-bool ZRKClipmuleDataItem::saveNativeDictionary() {
+bool ZRKClipmuleDataItem::saveNativeDictionary(ClipboardStore &store) {
     const QString path = nativeDictionaryPath();
     const ArchiveValue root = ArchiveValue(_nativeDictionary).immutable();
-    const bool isSaved = ClipboardStore::shared().save(root, path);
+    const bool isSaved = store.save(root, path);
     if (!isSaved && !_itemFlags.isNativeDictionaryFailureLogged)
         qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
     _itemFlags.isNativeDictionaryFailureLogged = !isSaved;
     return isSaved;
 }
 
-bool ZRKClipmuleDataItem::saveImageData() {
+bool ZRKClipmuleDataItem::saveImageData(ClipboardStore &store) {
     const QString path = imageDataPath();
     bool isSaved = true;
     if (!_imageData) {
@@ -370,7 +389,7 @@ bool ZRKClipmuleDataItem::saveImageData() {
             DataFile::write(path, *_imageData);
         } catch (const PlatformException &exception) {
             isSaved = false;
-            ClipboardStore::shared().noteFailure(exception.reason());
+            store.noteFailure(exception.reason());
             if (!_itemFlags.isImageFailureLogged)
                 qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
         }
@@ -382,6 +401,8 @@ bool ZRKClipmuleDataItem::saveImageData() {
 // Removes every file that the flags say may be on disk, the ones that the next save would delete
 // included.
 void ZRKClipmuleDataItem::erase() {
+    if (_store.expired())
+        return;
     if (_itemFlags.hasNativeDictionary || _itemFlags.clearsNativeDictionary)
         DataFile::remove(nativeDictionaryPath());
     if (_itemFlags.hasImageData || _itemFlags.isImageDataDirty)

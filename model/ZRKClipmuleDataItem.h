@@ -16,6 +16,7 @@
 
 namespace clipmule {
 
+class ClipboardStore;
 class ZRKClipmuleData;
 
 // The kinds of representation; each constant's value is its own name.
@@ -26,9 +27,10 @@ inline const QString ZRKClipmuleDataImageDataType = QStringLiteral("ZRKClipmuleD
 /// One thing that was on the clipboard, in up to four representations at once: text, a URL, the
 /// bytes of an image, and the clipboard's own representations (the native dictionary).
 ///
-/// Its dictionary form carries everything and travels to the phones. On disk the two bulky
+/// Its dictionary form carries everything and travels to the phones. In a store the two bulky
 /// representations are kept in side files named after the item's id, and are loaded when they are
-/// asked for. Bytes are shared, never copied. Main thread only.
+/// asked for; an item that no store keeps has everything in memory. Bytes are shared, never copied.
+/// Main thread only.
 class ZRKClipmuleDataItem final : public Object, public Coding {
 public:
     /// Clipboard type name to the bytes of that representation.
@@ -60,6 +62,9 @@ public:
     /// The clip that holds this item; not owned, set and cleared by the clip.
     [[nodiscard]] ZRKClipmuleData *data() const { return _data; }
     void setData(ZRKClipmuleData *data) { _data = data; }
+
+    /// Keeps the item in the files of a store; what it has in those of another comes along.
+    void setStore(const std::shared_ptr<ClipboardStore> &store);
 
     [[nodiscard]] const std::optional<QString> &string() const { return _string; }
     /// A string equal to the present one changes nothing.
@@ -137,6 +142,7 @@ public:
     void saveExtraData();
     /// Deletes the side files.
     void erase();
+    // The paths of the side files; empty without a store.
     [[nodiscard]] QString imageDataPath() const;
     [[nodiscard]] QString nativeDictionaryPath() const;
 
@@ -175,8 +181,9 @@ private:
     void invalidateNativeDictionary();
     void contentDidChange();
     // Writes the side file of the native dictionary; false when that failed.
-    [[nodiscard]] bool saveNativeDictionary();
-    [[nodiscard]] bool saveImageData();
+    [[nodiscard]] bool saveNativeDictionary(ClipboardStore &store);
+    [[nodiscard]] bool saveImageData(ClipboardStore &store);
+    [[nodiscard]] QString pathOf(const QString &extension) const;
 
     mutable std::optional<QString> _oid;
     std::optional<QString> _string;
@@ -193,6 +200,7 @@ private:
     qint64 _createdBy = createdByDesktop;
     ItemFlags _itemFlags;
     ZRKClipmuleData *_data = nullptr;
+    std::weak_ptr<ClipboardStore> _store;
 };
 
 } // namespace clipmule

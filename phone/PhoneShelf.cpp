@@ -43,7 +43,7 @@ QJsonArray optionsOf(const ZRKClipmuleFilter &filter) {
 } // namespace
 
 PhoneShelf::PhoneShelf(const QString &folder, Delegate delegate, qint64 largestList)
-    : _store(QDir(folder).absolutePath(), largestList)
+    : _store(ClipboardStore::make(QDir(folder).absolutePath(), largestList))
     , _delegate(std::move(delegate))
     , _lock(QDir(folder).absoluteFilePath(QStringLiteral("clipmule-phone.lock"))) {
     // Only the end of the process that holds it frees the folder, however long that takes.
@@ -51,26 +51,27 @@ PhoneShelf::PhoneShelf(const QString &folder, Delegate delegate, qint64 largestL
 }
 
 PhoneShelf::~PhoneShelf() {
-    if (!_installation)
+    if (!_isOpen)
         return;
     save();
     if (isAnythingUnsaved())
         _delegate.printError(QStringLiteral("%1: what changed could not be saved and is lost")
-                                 .arg(_store.dataPath()));
-    _store.setSavingDidChange({});
+                                 .arg(_store->dataPath()));
+    _store->setSavingDidChange({});
 }
 
 QString PhoneShelf::open() {
-    const QString folder = _store.dataPath();
+    const QString folder = _store->dataPath();
     if (!DataFile::makeFolder(folder))
         return QStringLiteral("%1: the folder cannot be made").arg(folder);
     if (!_lock.tryLock())
         return _lock.error() == QLockFile::LockFailedError
                    ? QStringLiteral("%1: in use by another clipmule-phone").arg(folder)
                    : QStringLiteral("%1: the folder cannot be written to").arg(folder);
-    _installation = std::make_unique<ClipboardStore::Installation>(_store);
-    _store.setSavingDidChange([this](const QString &failure) { savingDidChange(failure); });
-    numberAll(*ZRKClipmuleClipboard::mainClipboard());
+    _isOpen = true;
+    _store->start();
+    _store->setSavingDidChange([this](const QString &failure) { savingDidChange(failure); });
+    numberAll(*_store->mainClipboard());
     return {};
 }
 
@@ -81,7 +82,7 @@ int PhoneShelf::keep(const PropertyList::Dictionary &dictionary) {
         item->resetOID();
     if (!clip->creationDate())
         clip->setCreationDate(Date::now());
-    const int number = insert(clip, *ZRKClipmuleClipboard::mainClipboard());
+    const int number = insert(clip, *_store->mainClipboard());
     makeRoomInHistory();
     letMemoryGo();
     return number;
@@ -91,20 +92,20 @@ int PhoneShelf::keep(const PropertyList::Dictionary &dictionary) {
 void PhoneShelf::letMemoryGo() {
     _memoryTimer = RunLoop::current().performAfter(2 * ClipboardStore::saveInterval, [this] {
         save();
-        ZRKClipmuleClipboard::mainClipboard()->releaseCachedData();
-        for (const Board &board : _store.customClipboards())
+        _store->mainClipboard()->releaseCachedData();
+        for (const Board &board : _store->customClipboards())
             board->releaseCachedData();
     });
 }
 
 void PhoneShelf::save() {
-    _store.saveIfNeeded();
+    _store->saveIfNeeded();
 }
 
 bool PhoneShelf::isAnythingUnsaved() {
     const auto isDirty = [](const Board &board) { return board->isDirty(); };
-    const auto &boards = _store.customClipboards();
-    return isDirty(_store.mainClipboard()) || std::any_of(boards.begin(), boards.end(), isDirty);
+    const auto &boards = _store->customClipboards();
+    return isDirty(_store->mainClipboard()) || std::any_of(boards.begin(), boards.end(), isDirty);
 }
 
 void PhoneShelf::savingDidChange(const QString &failure) {
@@ -113,26 +114,26 @@ void PhoneShelf::savingDidChange(const QString &failure) {
     else
         _delegate.printError(
             QStringLiteral("%1: what changed could not be saved, and is tried again: %2")
-                .arg(_store.dataPath(), failure));
+                .arg(_store->dataPath(), failure));
 }
 
 // What is kept must be read again at the next start, so there is an end to it.
 void PhoneShelf::makeRoomInHistory() {
-    const Board main = ZRKClipmuleClipboard::mainClipboard();
+    const Board main = _store->mainClipboard();
     qsizetype dropped = 0;
-    while (main->items().size() > 1 && !archiveFits(main->items(), _store.largestList())) {
+    while (main->items().size() > 1 && !archiveFits(main->items(), _store->largestList())) {
         main->removeClipmuleData(main->items().last());
         ++dropped;
     }
     if (dropped > 0)
         _delegate.print({{QStringLiteral("event"), QStringLiteral("dropped")},
                          {QStringLiteral("clips"), dropped},
-                         {QStringLiteral("limit"), _store.largestList()}});
+                         {QStringLiteral("limit"), _store->largestList()}});
 }
 
 void PhoneShelf::recover() {
-    (void)putBack(StoreRecovery::putBack(_store, restoredBoard));
-    (void)StoreRecovery::sweep(_store);
+    (void)putBack(StoreRecovery::putBack(*_store, restoredBoard));
+    (void)StoreRecovery::sweep(*_store);
 }
 
 qsizetype PhoneShelf::putBack(const QList<StoreRecovery::Outcome> &outcomes) {
@@ -154,7 +155,7 @@ qsizetype PhoneShelf::putBack(const QList<StoreRecovery::Outcome> &outcomes) {
 }
 
 void PhoneShelf::perform(const PhoneCommand::Restore &) {
-    const auto outcomes = StoreRecovery::putBack(_store, restoredBoard);
+    const auto outcomes = StoreRecovery::putBack(*_store, restoredBoard);
     const qsizetype restored = putBack(outcomes);
     letMemoryGo();
     _delegate.print({{QStringLiteral("event"), QStringLiteral("restore")},
@@ -173,7 +174,7 @@ int PhoneShelf::numberOf(const Clip &clip) {
 }
 
 // Numbers the clips in the order in which they came.
-void PhoneShelf::numberAll(const ZRKClipmuleClipboard &board) {
+void PhoneShelf::numberAll(ZRKClipmuleClipboard &board) {
     const auto &clips = board.items();
     for (auto clip = clips.rbegin(); clip != clips.rend(); ++clip)
         (void)numberOf(*clip);
@@ -194,17 +195,17 @@ PhoneShelf::Clip PhoneShelf::clipOfNumber(int number) const {
 }
 
 PhoneShelf::Board PhoneShelf::boardOfName(const QString &name) {
-    const Board main = ZRKClipmuleClipboard::mainClipboard();
+    const Board main = _store->mainClipboard();
     return name == nameOf(*main) ? main : customBoardOfName(name);
 }
 
 PhoneShelf::Board PhoneShelf::customBoardOfName(const QString &name) {
-    for (const Board &board : _store.customClipboards()) {
+    for (const Board &board : _store->customClipboards()) {
         if (nameOf(*board) == name)
             return board;
     }
     _delegate.printError(
-        name == nameOf(*ZRKClipmuleClipboard::mainClipboard())
+        name == nameOf(*_store->mainClipboard())
             ? QStringLiteral("“%1” is the history and stays as it is").arg(name)
             : QStringLiteral("there is no board “%1”; “boards” lists them").arg(name));
     return nullptr;
@@ -215,8 +216,8 @@ bool PhoneShelf::isFreeName(const QString &name) {
         _delegate.printError(QStringLiteral("a board needs a name"));
         return false;
     }
-    const auto &boards = _store.customClipboards();
-    if (name != nameOf(*ZRKClipmuleClipboard::mainClipboard()) &&
+    const auto &boards = _store->customClipboards();
+    if (name != nameOf(*_store->mainClipboard()) &&
         std::none_of(boards.begin(), boards.end(),
                      [&](const Board &board) { return nameOf(*board) == name; }))
         return true;
@@ -225,7 +226,7 @@ bool PhoneShelf::isFreeName(const QString &name) {
 }
 
 qsizetype PhoneShelf::positionOf(const Board &board) {
-    return _store.customClipboards().indexOf(board) + 1;
+    return _store->customClipboards().indexOf(board) + 1;
 }
 
 // Describes a clip without a look at any image.
@@ -251,8 +252,7 @@ QJsonObject PhoneShelf::entry(const Clip &clip) {
 }
 
 void PhoneShelf::perform(const PhoneCommand::History &command) {
-    const Board board =
-        command.board ? boardOfName(*command.board) : ZRKClipmuleClipboard::mainClipboard();
+    const Board board = command.board ? boardOfName(*command.board) : _store->mainClipboard();
     if (!board)
         return;
     numberAll(*board);
@@ -295,11 +295,11 @@ void PhoneShelf::perform(const PhoneCommand::File &command) {
     if (!board)
         return;
     if (!board->isMain() &&
-        !archiveFits(board->items() + ZRKClipmuleClipboard::Clips{clip}, _store.largestList())) {
+        !archiveFits(board->items() + ZRKClipmuleClipboard::Clips{clip}, _store->largestList())) {
         _delegate.printError(QStringLiteral("“%1” is full: with this clip it would take more than "
                                             "%2 bytes on disk")
                                  .arg(command.board)
-                                 .arg(_store.largestList()));
+                                 .arg(_store->largestList()));
         return;
     }
     const Clip copy = clip->copyWithZone();
@@ -363,7 +363,7 @@ void PhoneShelf::perform(const PhoneCommand::Filter &command) {
         items.last()->setCreatedBy(ZRKClipmuleDataItem::createdByPhone);
     }
     const Clip filtered = ZRKClipmuleData::initWithItems(items);
-    (void)insert(filtered, *ZRKClipmuleClipboard::mainClipboard());
+    (void)insert(filtered, *_store->mainClipboard());
     makeRoomInHistory();
     letMemoryGo();
     QJsonObject line = entry(filtered);
@@ -380,11 +380,11 @@ void PhoneShelf::perform(const PhoneCommand::Boards &) {
                          {QStringLiteral("name"), nameOf(board)},
                          {QStringLiteral("clips"), qint64(board.count())}});
     };
-    print(*ZRKClipmuleClipboard::mainClipboard(), 0);
-    for (const Board &board : _store.customClipboards())
+    print(*_store->mainClipboard(), 0);
+    for (const Board &board : _store->customClipboards())
         print(*board, positionOf(board));
     _delegate.print({{QStringLiteral("event"), QStringLiteral("boards")},
-                     {QStringLiteral("boards"), _store.customClipboards().size()}});
+                     {QStringLiteral("boards"), _store->customClipboards().size()}});
 }
 
 void PhoneShelf::perform(const PhoneCommand::NewBoard &command) {
@@ -392,7 +392,7 @@ void PhoneShelf::perform(const PhoneCommand::NewBoard &command) {
         return;
     const Board board = std::make_shared<ZRKClipmuleClipboard>();
     board->setTitle(command.name);
-    _store.insertCustomClipboardAtIndex(board, _store.customClipboards().size());
+    _store->insertCustomClipboardAtIndex(board, _store->customClipboards().size());
     _delegate.print({{QStringLiteral("event"), QStringLiteral("board added")},
                      {QStringLiteral("name"), command.name},
                      {QStringLiteral("position"), positionOf(board)}});
@@ -412,12 +412,12 @@ void PhoneShelf::perform(const PhoneCommand::MoveBoard &command) {
     const Board board = customBoardOfName(command.name);
     if (!board)
         return;
-    const qsizetype count = _store.customClipboards().size();
+    const qsizetype count = _store->customClipboards().size();
     if (command.position > count) {
         _delegate.printError(QStringLiteral("positions go from 1 to %1").arg(count));
         return;
     }
-    _store.moveClipboardAtIndexToIndex(positionOf(board) - 1, command.position - 1);
+    _store->moveClipboardAtIndexToIndex(positionOf(board) - 1, command.position - 1);
     _delegate.print({{QStringLiteral("event"), QStringLiteral("board moved")},
                      {QStringLiteral("name"), command.name},
                      {QStringLiteral("position"), positionOf(board)}});
@@ -430,7 +430,7 @@ void PhoneShelf::perform(const PhoneCommand::RemoveBoard &command) {
     // Their files stay until the next save, but nobody should find them any more.
     for (const Clip &clip : board->items())
         _clips.remove(_numbers.take(clip.get()));
-    _store.removeCustomClipboard(board);
+    _store->removeCustomClipboard(board);
     _delegate.print({{QStringLiteral("event"), QStringLiteral("board removed")},
                      {QStringLiteral("name"), command.name},
                      {QStringLiteral("clips"), board->items().size()}});

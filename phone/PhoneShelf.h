@@ -78,7 +78,7 @@ private:
     using Board = std::shared_ptr<ZRKClipmuleClipboard>;
 
     int numberOf(const Clip &clip);
-    void numberAll(const ZRKClipmuleClipboard &board);
+    void numberAll(ZRKClipmuleClipboard &board);
     int insert(const Clip &clip, ZRKClipmuleClipboard &board);
     // Null, after an error was printed, when there is none.
     [[nodiscard]] Clip clipOfNumber(int number) const;
@@ -94,10 +94,10 @@ private:
     // How many files were put back.
     qsizetype putBack(const QList<StoreRecovery::Outcome> &outcomes);
 
-    ClipboardStore _store;
+    std::shared_ptr<ClipboardStore> _store;
     Delegate _delegate;
     QLockFile _lock;
-    std::unique_ptr<ClipboardStore::Installation> _installation;
+    bool _isOpen = false;
     QMap<int, std::weak_ptr<ZRKClipmuleData>> _clips;
     QHash<const ZRKClipmuleData *, int> _numbers;
     int _lastNumber = 0;

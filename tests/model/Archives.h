@@ -19,10 +19,15 @@ inline const CodingClasses classes{
     {QStringLiteral("ZRKClipmuleData"), make<ZRKClipmuleData>()},
     {QStringLiteral("ZRKClipmuleDataItem"), make<ZRKClipmuleDataItem>()}};
 
+/// What comes back is kept by the store, where one is given.
 template <typename T>
-std::shared_ptr<T> archivedAndBack(const std::shared_ptr<T> &object) {
-    return KeyedUnarchiver::unarchivedObject(KeyedArchiver::archivedData(object), classes)
-        .template objectOfClass<T>();
+std::shared_ptr<T> archivedAndBack(const std::shared_ptr<T> &object,
+                                   const std::shared_ptr<ClipboardStore> &store = nullptr) {
+    const auto back =
+        KeyedUnarchiver::unarchivedObject(KeyedArchiver::archivedData(object), classes)
+            .template objectOfClass<T>();
+    back->setStore(store);
+    return back;
 }
 
 } // namespace clipmule::test

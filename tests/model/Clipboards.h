@@ -27,7 +27,7 @@ inline QStringList titles() {
     return list;
 }
 
-inline QStringList texts(const ZRKClipmuleClipboard &clipboard) {
+inline QStringList texts(ZRKClipmuleClipboard &clipboard) {
     QStringList list;
     for (const auto &clip : clipboard.items())
         list.append(clip->firstItem()->string().value_or(QStringLiteral("-")));

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "model/ClipboardStore.h"
+#include "model/ZRKClipmuleClipboard.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <QDir>
@@ -19,16 +20,21 @@ struct StoreFixture {
     kit::ManualRunLoop runLoop;
     RunLoop::Installation runLoopInstallation{runLoop};
     QTemporaryDir folder;
-    std::unique_ptr<ClipboardStore> store;
-    std::unique_ptr<ClipboardStore::Installation> installation;
+    std::shared_ptr<ClipboardStore> store;
 
     StoreFixture() { restart(); }
 
     /// The program ends without a word and is started again.
-    void restart() {
-        installation.reset();
-        store = std::make_unique<ClipboardStore>(path());
-        installation = std::make_unique<ClipboardStore::Installation>(*store);
+    void restart(qint64 largestList = DataFile::largest) {
+        store = ClipboardStore::make(path(), largestList);
+        store->start();
+        ZRKClipmuleClipboard::handOver(store);
+    }
+    /// What is kept there, as if it were in a clipboard.
+    template <typename T>
+    std::shared_ptr<T> kept(std::shared_ptr<T> object) const {
+        object->setStore(store);
+        return object;
     }
     [[nodiscard]] QString path(const QString &name = {}) const {
         const QString data = folder.filePath(QStringLiteral("data"));

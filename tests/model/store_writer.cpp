@@ -47,19 +47,17 @@ int main(int argc, char **argv) {
         return 2;
     kit::ManualRunLoop runLoop;
     const RunLoop::Installation runLoopInstallation(runLoop);
-    ClipboardStore store(QString::fromLocal8Bit(argv[1]));
-    const ClipboardStore::Installation storeInstallation(store);
+    const auto store = ClipboardStore::make(QString::fromLocal8Bit(argv[1]));
     const int first = QByteArray(argv[2]).toInt();
     for (int number = first;; ++number) {
-        ZRKClipmuleClipboard::mainClipboard()->insertClipmuleDataAtIndex(clipOf(number), 0);
-        if (ZRKClipmuleClipboard::customClipboards().isEmpty())
-            ZRKClipmuleClipboard::insertCustomClipboardAtIndex(
-                std::make_shared<ZRKClipmuleClipboard>(), 0);
-        const auto custom = ZRKClipmuleClipboard::customClipboards().first();
+        store->mainClipboard()->insertClipmuleDataAtIndex(clipOf(number), 0);
+        if (store->customClipboards().isEmpty())
+            store->insertCustomClipboardAtIndex(std::make_shared<ZRKClipmuleClipboard>(), 0);
+        const auto custom = store->customClipboards().first();
         custom->insertClipmuleDataAtIndex(clipOf(number), 0);
         while (custom->items().size() > mostInCustom)
             custom->removeClipmuleData(custom->items().last());
-        ZRKClipmuleClipboard::saveIfNeeded();
+        store->saveIfNeeded();
         std::printf("%d\n", number);
         std::fflush(stdout);
         if (number == first)

@@ -105,12 +105,12 @@ void ClipArchiveTest::init() {
 }
 
 void ClipArchiveTest::itemRoundTrip() {
-    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+    const auto item = _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native));
     item->setString(QStringLiteral("text"));
     item->setURL(QUrl(QStringLiteral("https://example.com/a?b=c")));
     item->setImageData(QByteArray("image"));
     item->setCreatedBy(7);
-    const auto back = archivedAndBack(item);
+    const auto back = archivedAndBack(item, _fixture->store);
     QCOMPARE(back->oid(), item->oid());
     QCOMPARE(back->string(), item->string());
     QCOMPARE(back->url(), item->url());
@@ -123,7 +123,7 @@ void ClipArchiveTest::itemRoundTrip() {
     QCOMPARE(back->nativeDictionary(), std::optional(native));
     QCOMPARE(_fixture->files().size(), 2);
 
-    const auto empty = archivedAndBack(std::make_shared<ZRKClipmuleDataItem>());
+    const auto empty = archivedAndBack(std::make_shared<ZRKClipmuleDataItem>(), _fixture->store);
     QVERIFY(!empty->hasString());
     QVERIFY(!empty->hasURL());
     QVERIFY(!empty->hasImageData());
@@ -131,9 +131,9 @@ void ClipArchiveTest::itemRoundTrip() {
 }
 
 void ClipArchiveTest::decodedItemIsClean() {
-    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+    const auto item = _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native));
     item->setImageData(QByteArray("image"));
-    const auto back = archivedAndBack(item);
+    const auto back = archivedAndBack(item, _fixture->store);
     QVERIFY(!item->isDirty());
     for (const auto &each : {item, back}) {
         QVERIFY(!each->isDirty());
@@ -159,10 +159,10 @@ void ClipArchiveTest::cacheOfAnotherVersionIsEmptied() {
 }
 
 void ClipArchiveTest::persistentCacheTravels() {
-    const auto item = std::make_shared<ZRKClipmuleDataItem>();
+    const auto item = _fixture->kept(std::make_shared<ZRKClipmuleDataItem>());
     item->setPersistentCacheValueForKey(PropertyList(3), QStringLiteral("words"));
     item->setTransientCacheValueForKey(PropertyList(4), QStringLiteral("lines"));
-    const auto back = archivedAndBack(item);
+    const auto back = archivedAndBack(item, _fixture->store);
     QCOMPARE(back->persistentCacheValueForKey(QStringLiteral("words")),
              std::optional(PropertyList(3)));
     QVERIFY(!back->transientCacheValueForKey(QStringLiteral("lines")));
@@ -177,7 +177,7 @@ void ClipArchiveTest::savedNativeDictionaryIsLostWhenTheTextChanges() {
         [](auto &item) { item.setURL(QUrl(QStringLiteral("http://a/"))); },
         [](auto &item) { item.setImageData(QByteArray("image")); }};
     for (const auto &change : changes) {
-        const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+        const auto item = _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native));
         (void)KeyedArchiver::archivedData(item);
         QVERIFY(QFile::exists(item->nativeDictionaryPath()));
         change(*item);
@@ -186,7 +186,7 @@ void ClipArchiveTest::savedNativeDictionaryIsLostWhenTheTextChanges() {
         // Although it is still in memory.
         QCOMPARE(item->nativeDictionary(), std::nullopt);
         QVERIFY(QFile::exists(item->nativeDictionaryPath()));
-        const auto back = archivedAndBack(item);
+        const auto back = archivedAndBack(item, _fixture->store);
         QVERIFY(!back->hasNativeDictionary());
         QVERIFY(!item->clearsNativeDictionary());
         QVERIFY(!QFile::exists(item->nativeDictionaryPath()));
@@ -194,15 +194,16 @@ void ClipArchiveTest::savedNativeDictionaryIsLostWhenTheTextChanges() {
 }
 
 void ClipArchiveTest::newNativeDictionarySurvivesChanges() {
-    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+    const auto item = _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native));
     item->setString(QStringLiteral("text"));
     item->setImageData(QByteArray("image"));
-    const auto back = archivedAndBack(item);
+    const auto back = archivedAndBack(item, _fixture->store);
     QCOMPARE(back->nativeDictionary(), std::optional(native));
 }
 
 void ClipArchiveTest::nativeDictionaryIsReadEachTime() {
-    const auto item = archivedAndBack(ZRKClipmuleDataItem::initWithNativeDictionary(native));
+    const auto item = archivedAndBack(
+        _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native)), _fixture->store);
     QCOMPARE(item->nativeDictionary(), std::optional(native));
     // "public.html" and 8 bytes; "org.example.empty" and none.
     QCOMPARE(item->size(), quint64(11 + 8 + 17));
@@ -211,7 +212,8 @@ void ClipArchiveTest::nativeDictionaryIsReadEachTime() {
 }
 
 void ClipArchiveTest::nativeDictionaryOfAnotherProgram() {
-    const auto item = archivedAndBack(ZRKClipmuleDataItem::initWithNativeDictionary(native));
+    const auto item = archivedAndBack(
+        _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native)), _fixture->store);
     QVERIFY(QFile::remove(item->nativeDictionaryPath()));
     QVERIFY(QFile::copy(
         QStringLiteral(CLIPMULE_TEST_DATA "/vectors/keyed/mac_native_dictionary.bplist"),
@@ -225,7 +227,7 @@ void ClipArchiveTest::nativeDictionaryOfAnotherProgram() {
 }
 
 void ClipArchiveTest::missingNativeFileIsSilent() {
-    const auto item = itemVector("gs_item_url_image.bplist");
+    const auto item = _fixture->kept(itemVector("gs_item_url_image.bplist"));
     QVERIFY(item->hasNativeDictionary());
     QVERIFY(item->hasImageData());
     QCOMPARE(item->nativeDictionary(), std::nullopt);
@@ -243,7 +245,7 @@ void ClipArchiveTest::damagedNativeFileIsLogged_data() {
 
 void ClipArchiveTest::damagedNativeFileIsLogged() {
     QFETCH(QByteArray, bytes);
-    const auto item = itemVector("gs_item_url_image.bplist");
+    const auto item = _fixture->kept(itemVector("gs_item_url_image.bplist"));
     _fixture->write(item->oid() + QStringLiteral(".nativeDictionary"), bytes);
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^DECODE FAIL .")));
     QCOMPARE(item->nativeDictionary(), std::nullopt);
@@ -251,7 +253,7 @@ void ClipArchiveTest::damagedNativeFileIsLogged() {
 }
 
 void ClipArchiveTest::unsavedNativeDictionaryIsNotReleased() {
-    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+    const auto item = _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native));
     item->releaseCachedData();
     QCOMPARE(item->nativeDictionary(), std::optional(native));
     item->saveExtraData();
@@ -262,7 +264,7 @@ void ClipArchiveTest::unsavedNativeDictionaryIsNotReleased() {
 }
 
 void ClipArchiveTest::eraseDeletesTheNativeFile() {
-    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+    const auto item = _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native));
     item->saveExtraData();
     QCOMPARE(_fixture->files().size(), 1);
     item->erase();
@@ -271,7 +273,7 @@ void ClipArchiveTest::eraseDeletesTheNativeFile() {
 }
 
 void ClipArchiveTest::copySavesTheNativeDictionary() {
-    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+    const auto item = _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native));
     const auto copy = item->copyWithZone();
     QVERIFY(QFile::exists(item->nativeDictionaryPath()));
     QVERIFY(!QFile::exists(copy->nativeDictionaryPath()));
@@ -322,7 +324,7 @@ void ClipArchiveTest::clipRoundTrip() {
         ZRKClipmuleData::initWithStrings({QStringLiteral("one"), QStringLiteral("two")});
     clip->setTitle(QStringLiteral("title"));
     clip->setCreationDate(Date{400000000.25});
-    const auto back = archivedAndBack(clip);
+    const auto back = archivedAndBack(clip, _fixture->store);
     QCOMPARE(back->oid(), clip->oid());
     QCOMPARE(back->title(), clip->title());
     QCOMPARE(back->creationDate(), clip->creationDate());
@@ -449,7 +451,7 @@ void ClipArchiveTest::malformedArchivesAreRefused() {
 }
 
 void ClipArchiveTest::orderWithoutKeys() {
-    const auto item = std::make_shared<ZRKClipmuleDataItem>();
+    const auto item = _fixture->kept(std::make_shared<ZRKClipmuleDataItem>());
     item->setString(QStringLiteral("text"));
     item->setURL(QUrl(QStringLiteral("http://a/")));
     item->setImageData(QByteArray::fromHex("0102"));

@@ -88,7 +88,7 @@ void ClipboardTest::init() {
 }
 
 void ClipboardTest::newClipboard() {
-    const ZRKClipmuleClipboard clipboard;
+    ZRKClipmuleClipboard clipboard;
     QVERIFY(clipboard.isDirty());
     QCOMPARE(clipboard.count(), quint64(0));
     QCOMPARE(clipboard.oid().size(), 36);
@@ -98,6 +98,8 @@ void ClipboardTest::newClipboard() {
     QCOMPARE(clipboard.iconName(), QStringLiteral("default"));
     QCOMPARE(clipboard.capacity(), 0);
     QVERIFY(clipboard.items().isEmpty());
+    QCOMPARE(clipboard.itemsPath(), QString());
+    clipboard.setStore(_fixture->store);
     QCOMPARE(clipboard.itemsPath(),
              _fixture->path(clipboard.oid() + QStringLiteral(".clipboardItems")));
 }
@@ -410,7 +412,7 @@ void ClipboardTest::releasingFreesTheImages() {
 }
 
 void ClipboardTest::releasingLoadsNothing() {
-    const auto clipboard = named(QStringLiteral("a"));
+    const auto clipboard = _fixture->kept(named(QStringLiteral("a")));
     // A look at it would be logged.
     _fixture->write(clipboard->oid() + QStringLiteral(".clipboardItems"), "garbage");
     clipboard->releaseCachedData();

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/archive/KeyedArchiver.h"
-#include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/model/Clipboards.h"
 #include "tests/model/FileWatch.h"
@@ -73,8 +72,6 @@ void ClipboardStoreTest::mainClipboardIsMadeOnce() {
 
 void ClipboardStoreTest::firstSaveWritesTheMainClipboard() {
     QVERIFY(!QDir(_fixture->path()).exists());
-    // Whoever uses the class first starts the timer.
-    (void)ZRKClipmuleClipboard::dataPath();
     _fixture->runLoop.advance(4.9);
     QCOMPARE(_fixture->files(), QStringList());
     _fixture->runLoop.advance(0.1);
@@ -116,7 +113,6 @@ void ClipboardStoreTest::savesOnlyWhatChanged() {
 void ClipboardStoreTest::savingLoadsNoList() {
     // A look at it would be logged.
     _fixture->write(QStringLiteral("Custom.clipboards"), "garbage");
-    (void)ZRKClipmuleClipboard::dataPath();
     tick();
     QVERIFY(exists(QStringLiteral("Main.clipboard")));
     QCOMPARE(_fixture->contents(QStringLiteral("Custom.clipboards")), QByteArray("garbage"));
@@ -443,7 +439,7 @@ void ClipboardStoreTest::failedWriteIsTriedAgain() {
 
 void ClipboardStoreTest::nothingIsErasedWhileItIsSpokenOf() {
     const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
-    const auto clip = ZRKClipmuleData::initWithImageData("image");
+    const auto clip = _fixture->kept(ZRKClipmuleData::initWithImageData("image"));
     const QString path = clip->firstItem()->imageDataPath();
     clipboard->insertClipmuleDataAtIndex(clip, 0);
     tick();
@@ -491,7 +487,7 @@ void ClipboardStoreTest::anImageThatCannotBeWrittenHoldsNothingUp() {
         const auto removed = ZRKClipmuleData::initWithImageData("removed");
         clipboard->insertClipmuleDataAtIndex(removed, 0);
         tick();
-        const auto clip = ZRKClipmuleData::initWithImageData("image");
+        const auto clip = _fixture->kept(ZRKClipmuleData::initWithImageData("image"));
         const QString path = clip->firstItem()->imageDataPath();
         QVERIFY(QDir().mkpath(path));
         clipboard->insertClipmuleDataAtIndex(clip, 0);

@@ -51,8 +51,7 @@ private:
     std::unique_ptr<QTemporaryDir> _folder;
     std::unique_ptr<kit::ManualRunLoop> _runLoop;
     std::unique_ptr<RunLoop::Installation> _runLoopInstallation;
-    std::unique_ptr<ClipboardStore> _store;
-    std::unique_ptr<ClipboardStore::Installation> _storeInstallation;
+    std::shared_ptr<ClipboardStore> _store;
 };
 
 void ClipItemFilesTest::init() {
@@ -60,12 +59,10 @@ void ClipItemFilesTest::init() {
     _folder = std::make_unique<QTemporaryDir>();
     _runLoop = std::make_unique<kit::ManualRunLoop>();
     _runLoopInstallation = std::make_unique<RunLoop::Installation>(*_runLoop);
-    _store = std::make_unique<ClipboardStore>(_folder->filePath(QStringLiteral("data")));
-    _storeInstallation = std::make_unique<ClipboardStore::Installation>(*_store);
+    _store = ClipboardStore::make(_folder->filePath(QStringLiteral("data")));
 }
 
 void ClipItemFilesTest::cleanup() {
-    _storeInstallation.reset();
     _store.reset();
     _runLoopInstallation.reset();
     _runLoop.reset();
@@ -73,7 +70,8 @@ void ClipItemFilesTest::cleanup() {
 }
 
 void ClipItemFilesTest::pathsAreNamedAfterTheId() {
-    const ZRKClipmuleDataItem item;
+    ZRKClipmuleDataItem item;
+    item.setStore(_store);
     const QString folder = _folder->filePath(QStringLiteral("data/"));
     QCOMPARE(item.imageDataPath(), folder + item.oid() + QStringLiteral(".imageData"));
     QCOMPARE(item.nativeDictionaryPath(),
@@ -96,6 +94,7 @@ void ClipItemFilesTest::idsThatAreNoFileNamesStayInTheFolder() {
     QFETCH(QString, oid);
     const auto item = ZRKClipmuleDataItem::initWithDictionary(
         {{QStringLiteral("oid"), oid}, {QStringLiteral("imageData"), QByteArray("image")}});
+    item->setStore(_store);
     QCOMPARE(item->oid(), oid);
     const QFileInfo file(item->imageDataPath());
     QCOMPARE(file.path(), _folder->filePath(QStringLiteral("data")));
@@ -108,6 +107,7 @@ void ClipItemFilesTest::idsThatAreNoFileNamesStayInTheFolder() {
 void ClipItemFilesTest::imageIsWrittenAndReadBack() {
     const QByteArray image("an image");
     ZRKClipmuleDataItem item;
+    item.setStore(_store);
     item.setImageData(image);
     item.saveExtraData();
     QVERIFY(!item.isImageDataDirty());
@@ -132,6 +132,7 @@ void ClipItemFilesTest::imageIsWrittenAndReadBack() {
 void ClipItemFilesTest::unsavedImageIsNotReleased() {
     const QByteArray image("an image");
     ZRKClipmuleDataItem item;
+    item.setStore(_store);
     item.setImageData(image);
     item.setTransientCacheValueForKey(PropertyList(1), QStringLiteral("key"));
     item.releaseCachedData();
@@ -141,6 +142,7 @@ void ClipItemFilesTest::unsavedImageIsNotReleased() {
 
 void ClipItemFilesTest::removedImageIsDeletedFromDisk() {
     ZRKClipmuleDataItem item;
+    item.setStore(_store);
     item.setImageData(QByteArray("an image"));
     item.saveExtraData();
     item.releaseCachedData();
@@ -158,6 +160,7 @@ void ClipItemFilesTest::removedImageIsDeletedFromDisk() {
 
 void ClipItemFilesTest::missingImageFileIsSilent() {
     ZRKClipmuleDataItem item;
+    item.setStore(_store);
     item.setImageData(QByteArray("an image"));
     item.saveExtraData();
     item.releaseCachedData();
@@ -171,6 +174,7 @@ void ClipItemFilesTest::missingImageFileIsSilent() {
 
 void ClipItemFilesTest::unreadableImageFileIsLogged() {
     ZRKClipmuleDataItem item;
+    item.setStore(_store);
     item.setImageData(QByteArray("an image"));
     item.saveExtraData();
     item.releaseCachedData();
@@ -184,6 +188,7 @@ void ClipItemFilesTest::unreadableImageFileIsLogged() {
 void ClipItemFilesTest::imageThatCannotBeWrittenIsKept() {
     const QByteArray png = QByteArray::fromHex("89504e47 0d0a");
     ZRKClipmuleDataItem item;
+    item.setStore(_store);
     item.setImageData(png);
     item.setDirty(false);
     // A folder stands where the file should be.
@@ -218,6 +223,7 @@ void ClipItemFilesTest::imageThatCannotBeWrittenIsKept() {
 
 void ClipItemFilesTest::sizeFetchesTheImageFromDisk() {
     ZRKClipmuleDataItem item;
+    item.setStore(_store);
     item.setImageData(QByteArray("an image"));
     item.saveExtraData();
     item.releaseCachedData();
@@ -226,6 +232,7 @@ void ClipItemFilesTest::sizeFetchesTheImageFromDisk() {
 
 void ClipItemFilesTest::eraseDeletesTheFiles() {
     ZRKClipmuleDataItem item;
+    item.setStore(_store);
     item.setImageData(QByteArray("an image"));
     item.saveExtraData();
     item.erase();
@@ -237,6 +244,7 @@ void ClipItemFilesTest::eraseDeletesTheFiles() {
 
 void ClipItemFilesTest::eraseLeavesWhatTheItemDoesNotSpeakOf() {
     ZRKClipmuleDataItem item;
+    item.setStore(_store);
     QVERIFY(QDir().mkpath(QFileInfo(item.imageDataPath()).path()));
     for (const QString &path : {item.imageDataPath(), item.nativeDictionaryPath()}) {
         QFile file(path);
@@ -251,6 +259,7 @@ void ClipItemFilesTest::eraseLeavesWhatTheItemDoesNotSpeakOf() {
 void ClipItemFilesTest::eraseDeletesWhatTheNextSaveWould() {
     const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
         ZRKClipmuleDataItem::NativeDictionary{{QStringLiteral("type"), "bytes"}});
+    item->setStore(_store);
     item->setImageData(QByteArray("an image"));
     item->saveExtraData();
     item->setString(QStringLiteral("text"));
@@ -274,6 +283,7 @@ void ClipItemFilesTest::copyOfManyRepresentations() {
 void ClipItemFilesTest::copySavesAndReleasesTheSource() {
     const QByteArray image("an image");
     ZRKClipmuleDataItem item;
+    item.setStore(_store);
     item.setString(QStringLiteral("text"));
     item.setImageData(image);
     const auto copy = item.copyWithZone();

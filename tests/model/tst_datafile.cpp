@@ -235,18 +235,11 @@ void DataFileTest::unreadableFileKeepsASecondName() {
 }
 
 void DataFileTest::usersStoreIsInTheDocumentsFolder() {
-    kit::ManualRunLoop runLoop;
-    const RunLoop::Installation runLoopInstallation(runLoop);
-    QCOMPARE(ClipboardStore::shared().dataPath(),
+    QCOMPARE(ClipboardStore::userPath(),
              QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
-    ClipboardStore other(QStringLiteral("/other"));
-    {
-        const ClipboardStore::Installation installation(other);
-        QCOMPARE(ClipboardStore::shared().dataPath(), QStringLiteral("/other"));
-        QCOMPARE(ClipboardStore::shared().path(QStringLiteral("X"), QStringLiteral("y")),
-                 QStringLiteral("/other/X.y"));
-    }
-    QVERIFY(&ClipboardStore::shared() != &other);
+    const auto other = ClipboardStore::make(QStringLiteral("/other"));
+    QCOMPARE(other->dataPath(), QStringLiteral("/other"));
+    QCOMPARE(other->path(QStringLiteral("X"), QStringLiteral("y")), QStringLiteral("/other/X.y"));
 }
 
 QTEST_GUILESS_MAIN(DataFileTest)

@@ -223,10 +223,10 @@ void GnustepArchivesTest::theyReadTheFilesOfTheStore() {
 
 void GnustepArchivesTest::theStoreReadsTheirFiles() {
     QVERIFY(QDir().mkpath(_fixture->path()));
-    const auto clipboard = std::make_shared<ZRKClipmuleClipboard>();
+    const auto clipboard = _fixture->kept(std::make_shared<ZRKClipmuleClipboard>());
     clipboard->setOid(ZRKClipmuleClipboard::mainOID);
     clipboard->setCount(1);
-    const auto clip = fullClip();
+    const auto clip = _fixture->kept(fullClip());
     QVERIFY(writeByThem(described(clipboard), _fixture->path(QStringLiteral("Main.clipboard"))));
     QVERIFY(writeByThem(described(QList{clip}), clipboard->itemsPath()));
     QVERIFY(writeByThem(PropertyList::Dictionary{{QStringLiteral("type"), QByteArray("bytes")}},

@@ -47,11 +47,12 @@ void ItemArchiveTest::init() {
 
 void ItemArchiveTest::imageHashIsArchivedInItsLowBits() {
     // Its bytes add up to more than 32 bits.
-    const auto item = std::make_shared<ZRKClipmuleDataItem>();
+    const auto item = _fixture->kept(std::make_shared<ZRKClipmuleDataItem>());
     item->setImageData(QByteArray(17'000'000, char(0xff)));
     const quint64 sum = quint64(17'000'000) * 0xff;
     QCOMPARE(quint64(item->imageDataHash()), sum);
-    QCOMPARE(quint64(archivedAndBack(item)->imageDataHash()), sum - (quint64(1) << 32U));
+    QCOMPARE(quint64(archivedAndBack(item, _fixture->store)->imageDataHash()),
+             sum - (quint64(1) << 32U));
     const PropertyList archive = KeyedArchiver::archivedPropertyList(item);
     QVERIFY(archive.find(QStringLiteral("$objects"))
                 ->list()
@@ -75,14 +76,14 @@ void ItemArchiveTest::imageHashIsArchivedInItsLowBits() {
 
 void ItemArchiveTest::urlTextIsKept() {
     const QString text = QStringLiteral("HTTP://Example.COM/a%7eb");
-    const auto back =
-        archivedAndBack(ZRKClipmuleDataItem::initWithDictionary({{QStringLiteral("url"), text}}));
+    const auto back = archivedAndBack(
+        ZRKClipmuleDataItem::initWithDictionary({{QStringLiteral("url"), text}}), _fixture->store);
     QCOMPARE(back->urlText(), text);
     QCOMPARE(back->url(), std::optional(QUrl(text)));
 }
 
 void ItemArchiveTest::urlThatIsNoneIsLeftOut() {
-    const auto item = std::make_shared<ZRKClipmuleDataItem>();
+    const auto item = _fixture->kept(std::make_shared<ZRKClipmuleDataItem>());
     item->setURL(QUrl(QStringLiteral("http://a/")));
     PropertyList archive = KeyedArchiver::archivedPropertyList(item);
     for (PropertyList &object : archive.dictionary()[QStringLiteral("$objects")].list()) {
@@ -98,7 +99,7 @@ void ItemArchiveTest::urlThatIsNoneIsLeftOut() {
 }
 
 void ItemArchiveTest::roundTripWithoutKeys() {
-    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+    const auto item = _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native));
     item->setString(QStringLiteral("text"));
     item->setURL(QUrl(QStringLiteral("http://a/")));
     item->setImageData(QByteArray("image"));
@@ -110,6 +111,7 @@ void ItemArchiveTest::roundTripWithoutKeys() {
     const auto clipback =
         SequentialUnarchiver::unarchivedObject(SequentialArchiver::archivedData(clip), classes)
             .objectOfClass<ZRKClipmuleData>();
+    clipback->setStore(_fixture->store);
     QCOMPARE(clipback->oid(), clip->oid());
     QCOMPARE(clipback->title(), clip->title());
     QCOMPARE(clipback->creationDate(), std::optional(Date{1000}));
@@ -142,32 +144,32 @@ void ItemArchiveTest::roundTripWithoutKeys() {
 }
 
 void ItemArchiveTest::archiveClaimsNoFileThatWasNotWritten() {
-    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+    const auto item = _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native));
     item->setString(QStringLiteral("text"));
     item->setImageData(QByteArray("image"));
     for (const QString &path : {item->imageDataPath(), item->nativeDictionaryPath()}) {
         QVERIFY(QDir().mkpath(path));
         QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral("FAILED TO SAVE ") + path));
     }
-    auto back = archivedAndBack(item);
+    auto back = archivedAndBack(item, _fixture->store);
     QVERIFY(!back->hasImageData());
     QVERIFY(!back->hasNativeDictionary());
     QCOMPARE(back->imageDataHash(), size_t(0));
     QVERIFY(item->isDirty());
     QVERIFY(QDir().rmdir(item->imageDataPath()));
-    back = archivedAndBack(item);
+    back = archivedAndBack(item, _fixture->store);
     QVERIFY(back->hasImageData());
     QCOMPARE(back->imageDataHash(), item->imageDataHash());
     QVERIFY(!back->hasNativeDictionary());
     QVERIFY(item->isDirty());
     QVERIFY(QDir().rmdir(item->nativeDictionaryPath()));
-    back = archivedAndBack(item);
+    back = archivedAndBack(item, _fixture->store);
     QVERIFY(back->hasNativeDictionary());
     QVERIFY(!item->isDirty());
 }
 
 void ItemArchiveTest::nativeDictionaryThatCannotBeWrittenIsKept() {
-    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+    const auto item = _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native));
     item->setDirty(false);
     QVERIFY(QDir().mkpath(item->nativeDictionaryPath()));
     const QString line = QStringLiteral("FAILED TO SAVE ") + item->nativeDictionaryPath();
@@ -187,7 +189,7 @@ void ItemArchiveTest::nativeDictionaryThatCannotBeWrittenIsKept() {
     QCOMPARE(item->nativeDictionary(), std::optional(native));
     QVERIFY(QFile::exists(item->nativeDictionaryPath()));
     // The next failure is news again.
-    const auto other = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+    const auto other = _fixture->kept(ZRKClipmuleDataItem::initWithNativeDictionary(native));
     QVERIFY(QDir().mkpath(other->nativeDictionaryPath()));
     QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral("FAILED TO SAVE ") +
                                                   other->nativeDictionaryPath()));

@@ -30,7 +30,7 @@ private Q_SLOTS:
     void whatWasSavedSurvives();
 
 private:
-    static QList<int> numbersIn(const ZRKClipmuleClipboard &clipboard);
+    static QList<int> numbersIn(ZRKClipmuleClipboard &clipboard);
     static QSet<QString> filesIn(const StoreFixture &fixture);
     static QSet<QString> filesSpokenOf(const StoreFixture &fixture);
     static QList<int> withNew(QList<int> numbers, int first, int newest, int most);
@@ -41,7 +41,7 @@ void StoreKillTest::init() {
 }
 
 // From the newest to the oldest; -1 for one whose parts do not belong together.
-QList<int> StoreKillTest::numbersIn(const ZRKClipmuleClipboard &clipboard) {
+QList<int> StoreKillTest::numbersIn(ZRKClipmuleClipboard &clipboard) {
     QList<int> numbers;
     for (const auto &clip : clipboard.items()) {
         const auto item = clip->firstItem();

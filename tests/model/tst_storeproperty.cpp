@@ -79,7 +79,7 @@ private:
 };
 
 /// All that a clipboard holds, item by item.
-QStringList contentsOf(const ZRKClipmuleClipboard &clipboard) {
+QStringList contentsOf(ZRKClipmuleClipboard &clipboard) {
     QStringList contents{clipboard.oid(), clipboard.title().value_or(QStringLiteral("-")),
                          QString::number(clipboard.count())};
     for (const auto &clip : clipboard.items()) {
@@ -178,10 +178,8 @@ private Q_SLOTS:
         const auto clip = textClip(QString(5'000, u'x'));
         main()->insertClipmuleDataAtIndex(clip, 0);
         const qint64 size = KeyedArchiver::archivedData(main()->items()).size();
-        _fixture->installation.reset();
         const Clipboard before = _fixture->store->mainClipboard();
-        _fixture->store = std::make_unique<ClipboardStore>(_fixture->path(), size - excess);
-        _fixture->installation = std::make_unique<ClipboardStore::Installation>(*_fixture->store);
+        _fixture->restart(size - excess);
         QStringList told;
         _fixture->store->setSavingDidChange([&](const QString &failure) { told.append(failure); });
         const auto older = textClip(QStringLiteral("older"));
@@ -196,8 +194,7 @@ private Q_SLOTS:
         QCOMPARE(main()->isDirty(), excess > 0);
         if (excess > 0)
             QVERIFY(told[0].contains(QStringLiteral("is larger than")));
-        const auto saved = std::make_unique<ClipboardStore>(_fixture->path(), size - excess);
-        const ClipboardStore::Installation installation(*saved);
+        const auto saved = ClipboardStore::make(_fixture->path(), size - excess);
         QCOMPARE(texts(*saved->mainClipboard()), excess > 0 ? QStringList{QStringLiteral("older")}
                                                             : QStringList{QString(5'000, u'x')});
     }

@@ -191,9 +191,7 @@ private Q_SLOTS:
     }
 
     void aListThatWouldGrowTooLargeStaysSetAside() {
-        _fixture->store = std::make_unique<ClipboardStore>(_fixture->path(), 100'000);
-        _fixture->installation = nullptr;
-        _fixture->installation = std::make_unique<ClipboardStore::Installation>(*_fixture->store);
+        _fixture->restart(100'000);
         main()->insertClipmuleDataAtIndex(textClip(QString(60'000, u'x')), 0);
         setAsideClips(setAside, {textClip(QString(60'000, u'y'))});
         auto outcomes = StoreRecovery::putBack(*_fixture->store, refuge);
@@ -272,6 +270,8 @@ private Q_SLOTS:
         const auto clip = imageClip("image");
         board->insertClipmuleDataAtIndex(clip, 0);
         tick();
+        const QString image = clip->firstItem()->imageDataPath();
+        QVERIFY(QFile::exists(image));
         if (name == u"of the board")
             name = board->oid() + QStringLiteral(".clipboardItems");
         const QString orphan = QStringLiteral("01234567-89AB-4DEF-8123-456789ABCDEF.imageData");
@@ -285,7 +285,7 @@ private Q_SLOTS:
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^DECODE FAIL ")));
         QCOMPARE(StoreRecovery::sweep(*_fixture->store), 0);
         QVERIFY(exists(orphan));
-        QVERIFY(QFile::exists(clip->firstItem()->imageDataPath()));
+        QVERIFY(QFile::exists(image));
     }
 
 private:
