@@ -42,20 +42,22 @@ PhoneMessages::PhoneMessages(PhoneLinks &links, InboundClips &inbound, SyncJourn
 
 void PhoneMessages::receive(const QString &phone, const PropertyList &object) {
     try {
+        using Type = MessageEnvelope::Type;
+        const std::optional<Type> type = MessageEnvelope::type(object);
         const PropertyList *const payload = MessageEnvelope::payload(object);
-        switch (MessageEnvelope::type(object)) {
-        case MessageEnvelope::Type::Clip:
-            receiveClip(phone, *payload);
-            return;
-        case MessageEnvelope::Type::ClipForDevices:
-            receiveClipForDevices(phone, *payload);
-            return;
-        case MessageEnvelope::Type::DeviceRecord:
-            receiveDeviceRecord(phone, *payload);
-            return;
-        default:
-            _journal.warnAbout(phone, QStringLiteral("COULDN'T HANDLE ") + object.description());
+        if (type) {
+            switch (*type) {
+            case Type::Clip:
+                return receiveClip(phone, *payload);
+            case Type::ClipForDevices:
+                return receiveClipForDevices(phone, *payload);
+            case Type::DeviceRecord:
+                return receiveDeviceRecord(phone, *payload);
+            case Type::ConnectedDevices: // goes to phones only
+                break;
+            }
         }
+        _journal.warnAbout(phone, QStringLiteral("COULDN'T HANDLE ") + object.description());
     } catch (const PlatformException &exception) {
         refuseDamaged(phone, exception);
     }

@@ -11,15 +11,22 @@ PropertyList make(Type type, PropertyList payload) {
     return PropertyList(PropertyList::Dictionary{{QString::number(int(type)), std::move(payload)}});
 }
 
-Type type(const PropertyList &envelope) {
+std::optional<Type> type(const PropertyList &envelope) {
     const PropertyList::Dictionary &entries = envelope.dictionary();
     if (entries.isEmpty())
-        return Type(0);
+        return std::nullopt;
     const qint64 number = PropertyList(entries.lastKey()).integerValue();
     // A type is a C integer: a number that does not fit is none of the types.
     if (number < 0 || number > std::numeric_limits<qint32>::max())
-        return Type(0);
-    return Type(int(number));
+        return std::nullopt;
+    switch (const auto type = Type(int(number))) {
+    case Type::Clip:
+    case Type::ClipForDevices:
+    case Type::ConnectedDevices:
+    case Type::DeviceRecord:
+        return type;
+    }
+    return std::nullopt;
 }
 
 const PropertyList *payload(const PropertyList &envelope) {

@@ -5,12 +5,15 @@
 
 #include "platform/foundation/PropertyList.h"
 
+#include <optional>
+
 namespace clipmule {
 
 /// What agent and phones exchange: a dictionary of one entry, whose key is the type of the message
 /// as a decimal number and whose value is its payload.
 namespace MessageEnvelope {
 
+/// Whoever switches over it has no `default`, so that the compiler tells where one more is missing.
 enum class Type : int {
     /// Agent to phone and back: a clip in dictionary form.
     Clip = 1,
@@ -23,9 +26,9 @@ enum class Type : int {
 };
 
 [[nodiscard]] PropertyList make(Type type, PropertyList payload);
-/// The number that the last key begins with; 0, which is no type, without keys or digits. A value
-/// that is no dictionary raises a PlatformException.
-[[nodiscard]] Type type(const PropertyList &envelope);
+/// The type whose number the last key begins with; nothing for any other key, and without one. A
+/// value that is no dictionary raises a PlatformException.
+[[nodiscard]] std::optional<Type> type(const PropertyList &envelope);
 /// The value under the last key; null without keys.
 [[nodiscard]] const PropertyList *payload(const PropertyList &envelope);
 

@@ -17,6 +17,8 @@ namespace clipmule {
 
 namespace {
 
+const QString clipEvent = QStringLiteral("clip");
+
 QJsonValue plain(const PropertyList &value);
 
 QJsonObject described(const QByteArray &bytes) {
@@ -63,40 +65,50 @@ QJsonValue plain(const PropertyList &value) {
     Q_UNREACHABLE();
 }
 
+// The event of a message, which is also the key under which its payload is shown.
+QString eventOf(const PropertyList &envelope) {
+    using Type = MessageEnvelope::Type;
+    const QString object = QStringLiteral("object");
+    const auto *entries = envelope.as<PropertyList::Dictionary>();
+    if (!entries || entries->size() != 1 || !entries->first().isDictionary())
+        return object;
+    const std::optional<Type> type = MessageEnvelope::type(envelope);
+    if (!type)
+        return object;
+    switch (*type) {
+    case Type::Clip:
+        return clipEvent;
+    case Type::ConnectedDevices:
+        return QStringLiteral("devices");
+    case Type::ClipForDevices:
+    case Type::DeviceRecord: // are for the desk only
+        return object;
+    }
+    Q_UNREACHABLE();
+}
+
 } // namespace
 
 QJsonObject PhoneLog::received(const PropertyList &envelope) {
+    const QString event = eventOf(envelope);
+    const bool isClip = event == clipEvent;
     const auto *entries = envelope.as<PropertyList::Dictionary>();
+    const bool isMessage = entries && entries->size() == 1;
+    QJsonObject line;
     try {
         JsonBudget(mostUnits, mostValues).take(envelope);
     } catch (const PlatformException &exception) {
-        const bool isClip = entries && entries->size() == 1 &&
-                            MessageEnvelope::type(envelope) == MessageEnvelope::Type::Clip &&
-                            MessageEnvelope::payload(envelope)->isDictionary();
-        QJsonObject line{
-            {QStringLiteral("event"), isClip ? QStringLiteral("clip") : QStringLiteral("object")},
-            {QStringLiteral("refused"), exception.reason()}};
+        line.insert(QStringLiteral("event"), isClip ? event : QStringLiteral("object"));
+        line.insert(QStringLiteral("refused"), exception.reason());
         if (isClip)
             line.insert(QStringLiteral("type"), entries->firstKey());
         return line;
     }
-    if (!entries || entries->size() != 1)
-        return {{QStringLiteral("event"), QStringLiteral("object")},
-                {QStringLiteral("object"), plain(envelope)}};
-    const PropertyList &payload = *MessageEnvelope::payload(envelope);
-    QJsonObject line{{QStringLiteral("type"), entries->firstKey()}};
-    const auto *content = payload.as<PropertyList::Dictionary>();
-    if (content && MessageEnvelope::type(envelope) == MessageEnvelope::Type::Clip) {
-        line.insert(QStringLiteral("event"), QStringLiteral("clip"));
-        line.insert(QStringLiteral("clip"), clip(*content));
-    } else if (content &&
-               MessageEnvelope::type(envelope) == MessageEnvelope::Type::ConnectedDevices) {
-        line.insert(QStringLiteral("event"), QStringLiteral("devices"));
-        line.insert(QStringLiteral("devices"), plain(*content));
-    } else {
-        line.insert(QStringLiteral("event"), QStringLiteral("object"));
-        line.insert(QStringLiteral("object"), plain(payload));
-    }
+    if (isMessage)
+        line.insert(QStringLiteral("type"), entries->firstKey());
+    const PropertyList &payload = isMessage ? entries->first() : envelope;
+    line.insert(QStringLiteral("event"), event);
+    line.insert(event, isClip ? QJsonValue(clip(payload.dictionary())) : plain(payload));
     return line;
 }
 

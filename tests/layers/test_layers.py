@@ -15,6 +15,7 @@ sys.dont_write_bytecode = True
 import built
 import headers
 import includes
+import messages
 import table
 import texts
 from project import Project
@@ -43,7 +44,7 @@ class Tree(unittest.TestCase):
         os.makedirs(os.path.join(self.root, "build"), exist_ok=True)
         self.write("build/compile_commands.json", json.dumps([
             {"directory": self.root, "file": os.path.join(self.root, source),
-             "command": f"g++ -std=c++20 -Wall -I{self.root} -o {source}.o -c {source}"}
+             "command": f"g++ -std=c++20 -Wall -Werror -I{self.root} -o {source}.o -c {source}"}
             for source in sources]))
         return os.path.join(self.root, "build")
 
@@ -185,6 +186,40 @@ class Includes(Tree):
                         "model/M.cpp", "<QLabel> is a widget")
         self.assertIn("QLabel", includes.Widgets())
         self.assertNotIn("QString", includes.Widgets())
+
+
+class Messages(Tree):
+    HEADER = """#pragma once
+namespace MessageEnvelope {
+enum class Type : int {
+    Clip = 1,
+};
+Type type(int number);
+}
+"""
+    ASKING = """#include "model/MessageEnvelope.h"
+int shown() {
+    switch (MessageEnvelope::type(1)) {
+    case MessageEnvelope::Type::Clip:
+        return 1;
+    %s
+    }
+    return 0;
+}
+"""
+
+    def check(self, *rests):
+        names = [f"app/A{number}.cpp" for number in range(len(rests))]
+        project = self.tree({"model/MessageEnvelope.h": self.HEADER} |
+                            {name: self.ASKING % rest for name, rest in zip(names, rests)})
+        return messages.check(project, self.build_commands(*names))
+
+    def test_every_source_that_asks_must_know_every_type(self):
+        self.assertEqual(self.check("", "", ""), [])
+        self.assert_one(self.check("", "default:;", ""), "app/A1.cpp: compiles though")
+
+    def test_fewer_than_must_ask(self):
+        self.assert_one(self.check("", ""), "only 2 sources")
 
 
 class Headers(Tree):

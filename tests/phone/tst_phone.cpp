@@ -288,6 +288,10 @@ private Q_SLOTS:
         QVERIFY(!log.received(least(PhoneLog::mostValues - 1)).contains(u"refused"_qs));
         QCOMPARE(log.received(least(PhoneLog::mostValues))[u"event"_qs].toString(), u"object"_qs);
         QVERIFY(log.received(least(PhoneLog::mostValues)).contains(u"refused"_qs));
+        const QJsonObject devices =
+            log.received(envelope(u"3"_qs, {{u"Anna"_qs, least(PhoneLog::mostValues)}}));
+        QCOMPARE(devices.keys(), (QStringList{u"event"_qs, u"refused"_qs}));
+        QCOMPARE(devices[u"event"_qs].toString(), u"object"_qs);
         // One picture in very many items: none of them is written.
         const PropertyList::Dictionary item{{u"imageData"_qs, QByteArray(1'000'000, 'x')}};
         QVERIFY(log.received(clipOf(200, PropertyList(item))).contains(u"refused"_qs));
