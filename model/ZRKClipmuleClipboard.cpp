@@ -6,6 +6,7 @@
 #include "Common/Categories/ZRKNSStringCategory.h"
 #include "model/ClipboardStore.h"
 #include "model/DataFile.h"
+#include "model/RecordFields.h"
 #include "platform/foundation/PlatformException.h"
 #include "support/ZRKNotificationCenter.h"
 
@@ -14,15 +15,6 @@
 #include <algorithm>
 
 namespace clipmule {
-
-namespace {
-
-const QString oidKey = QStringLiteral("oid");
-const QString titleKey = QStringLiteral("title");
-const QString iconNameKey = QStringLiteral("iconName");
-const QString countKey = QStringLiteral("count");
-
-} // namespace
 
 ZRKClipmuleClipboard::ZRKClipmuleClipboard() = default;
 
@@ -203,16 +195,45 @@ QStringList ZRKClipmuleClipboard::archivedClassNames() const {
     return {QStringLiteral("ZRKClipmuleClipboard"), QStringLiteral("NSObject")};
 }
 
+const RecordFields<ZRKClipmuleClipboard> &ZRKClipmuleClipboard::fields() {
+    using Board = ZRKClipmuleClipboard;
+    static const RecordFields<Board> list{
+        {.key = QStringLiteral("oid"),
+         .encode =
+             [](Board &board, Encoder &coder, const QString &key) {
+                 // An archive without keys has no id for a board that nobody has asked for one.
+                 if (coder.allowsKeyedCoding())
+                     (void)board.oid();
+                 coder.encodeObject(board._oid, key);
+             },
+         .decode = [](Board &board, Decoder &coder,
+                      const QString &key) { board._oid = coder.decodeString(key); }},
+        {.key = QStringLiteral("title"),
+         .encode = [](Board &board, Encoder &coder,
+                      const QString &key) { coder.encodeObject(board.title(), key); },
+         .decode = [](Board &board, Decoder &coder,
+                      const QString &key) { board._title = coder.decodeString(key); }},
+        {.key = QStringLiteral("iconName"),
+         .encode = [](Board &board, Encoder &coder,
+                      const QString &key) { coder.encodeObject(board.iconName(), key); },
+         .decode = [](Board &board, Decoder &coder,
+                      const QString &key) { board._iconName = coder.decodeString(key); }},
+        {.key = QStringLiteral("count"),
+         .encode = [](Board &board, Encoder &coder,
+                      const QString &key) { coder.encodeObject(quint32(board._count), key); },
+         .decode =
+             [](Board &board, Decoder &coder, const QString &key) {
+                 const std::optional<PropertyList> count = coder.decodeNumber(key);
+                 board._count =
+                     count ? quint32(count->unsignedValue()) : quint64(board.items().size());
+             }}};
+    return list;
+}
+
 void ZRKClipmuleClipboard::encodeWithCoder(Encoder &coder) {
-    if (coder.allowsKeyedCoding())
-        coder.encodeObject(oid(), oidKey);
-    else
-        coder.encodeObject(_oid, oidKey);
-    coder.encodeObject(title(), titleKey);
-    coder.encodeObject(iconName(), iconNameKey);
-    coder.encodeObject(quint32(_count), countKey);
-    // Clips that were never loaded are in their file as they are.
+    encodeFields(fields(), *this, coder);
     const auto store = _store.lock();
+    // Clips that were never loaded are in their file as they are.
     const bool areClipsSaved = !_items || !(_itemsDirty || isAnyLoadedClipDirty()) ||
                                (store && store->save(*_items, itemsPath()));
     _isDirty = false;
@@ -221,11 +242,7 @@ void ZRKClipmuleClipboard::encodeWithCoder(Encoder &coder) {
 
 void ZRKClipmuleClipboard::initWithCoder(Decoder &coder) {
     _isDirty = false;
-    _oid = coder.decodeString(oidKey);
-    _title = coder.decodeString(titleKey);
-    _iconName = coder.decodeString(iconNameKey);
-    const std::optional<PropertyList> count = coder.decodeNumber(countKey);
-    _count = count ? quint32(count->unsignedValue()) : quint64(items().size());
+    decodeFields(fields(), *this, coder);
 }
 
 } // namespace clipmule

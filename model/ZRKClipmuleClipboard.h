@@ -105,6 +105,8 @@ public:
     /// Deletes the files of every clip and of the list.
     void erase();
 
+    /// All that the archive of a clipboard holds.
+    [[nodiscard]] static const QList<RecordField<ZRKClipmuleClipboard>> &fields();
     [[nodiscard]] QStringList archivedClassNames() const override;
     /// Writes the file of the clips as well when it needs to be.
     void encodeWithCoder(Encoder &coder) override;

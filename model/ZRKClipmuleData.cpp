@@ -5,22 +5,12 @@
 
 #include "Common/Categories/ZRKNSArrayCategory.h"
 #include "Common/Categories/ZRKNSStringCategory.h"
+#include "model/RecordFields.h"
 #include "platform/foundation/PlatformException.h"
 
 #include <algorithm>
 
 namespace clipmule {
-
-namespace {
-
-const QString oidKey = QStringLiteral("oid");
-const QString creationDateKey = QStringLiteral("creationDate");
-const QString titleKey = QStringLiteral("title");
-const QString itemsKey = QStringLiteral("items");
-// The key of the origin in archives that note it for the clip instead of for each item.
-const QString createdByKey = QStringLiteral("createdBy");
-
-} // namespace
 
 ZRKClipmuleData::ZRKClipmuleData()
     : _creationDate(Date::now()) {}
@@ -73,26 +63,86 @@ std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::initWithImageData(const QByteA
     return initWithImageDatas({imageData});
 }
 
+const RecordFields<ZRKClipmuleData> &ZRKClipmuleData::fields() {
+    using Clip = ZRKClipmuleData;
+    using Field = RecordField<Clip>;
+    static const RecordFields<Clip> list{
+        Field::ofText<&Clip::_oid>(QStringLiteral("oid")),
+        {.key = QStringLiteral("creationDate"),
+         .encode = [](Clip &clip, Encoder &coder,
+                      const QString &key) { coder.encodeObject(clip._creationDate, key); },
+         .decode =
+             [](Clip &clip, Decoder &coder, const QString &key) {
+                 clip._creationDate = coder.decodeDate(key);
+                 if (!clip._creationDate)
+                     clip._creationDate = Date::now();
+             },
+         .write =
+             [](const Clip &clip) {
+                 if (!clip._creationDate)
+                     throw PlatformException(QStringLiteral("InvalidArgument"),
+                                             QStringLiteral("the clip has no creation date"));
+                 return std::optional(PropertyList(*clip._creationDate));
+             },
+         .read =
+             [](Clip &clip, const PropertyList *date) {
+                 clip._creationDate = date ? std::optional(date->date()) : std::nullopt;
+             }},
+        Field::ofText<&Clip::_title>(QStringLiteral("title")),
+        {.key = QStringLiteral("items"),
+         .encode = [](Clip &clip, Encoder &coder,
+                      const QString &key) { coder.encodeObject(clip._items, key); },
+         .decode =
+             [](Clip &clip, Decoder &coder, const QString &key) {
+                 for (const auto &item :
+                      coder.decodeObjectsOfClass<ZRKClipmuleDataItem>(key).value_or(Items()))
+                     clip.append(item);
+             },
+         .write =
+             [](const Clip &clip) {
+                 PropertyList::List items;
+                 items.reserve(clip._items.size());
+                 for (const auto &item : clip._items)
+                     items.append(item->toDictionary());
+                 return std::optional(PropertyList(items));
+             },
+         .read = [](Clip &clip, const PropertyList *items) { clip.takeItems(items); }},
+        // Archives of earlier programs note the origin for the clip instead of for each item.
+        {.key = QStringLiteral("createdBy"),
+         .decode = [](Clip &clip, Decoder &coder, const QString &key) {
+             if (!coder.containsValueForKey(key))
+                 return;
+             const bool isOfDesktop = coder.decodeInteger(key) != 0;
+             for (const auto &item : clip._items)
+                 item->setCreatedBy(isOfDesktop ? ZRKClipmuleDataItem::createdByDesktop
+                                                : ZRKClipmuleDataItem::createdByPhone);
+         }}};
+    return list;
+}
+
+void ZRKClipmuleData::takeItems(const PropertyList *items) {
+    if (!items)
+        return;
+    const PropertyList::List &list = items->list();
+    if (list.size() > mostItems)
+        throw PlatformException(QStringLiteral("InvalidArgument"),
+                                QStringLiteral("a clip of %1 items; at most %2 are accepted")
+                                    .arg(list.size())
+                                    .arg(mostItems));
+    for (const PropertyList &item : list)
+        append(ZRKClipmuleDataItem::initWithDictionary(item.dictionary()));
+}
+
 std::shared_ptr<ZRKClipmuleData>
 ZRKClipmuleData::initWithDictionary(const PropertyList::Dictionary &dictionary) {
     auto clip = std::make_shared<ZRKClipmuleData>();
-    if (const PropertyList *oid = find(dictionary, oidKey))
-        clip->_oid = oid->string();
-    const PropertyList *const date = find(dictionary, creationDateKey);
-    clip->_creationDate = date ? std::optional(date->date()) : std::nullopt;
-    if (const PropertyList *title = find(dictionary, titleKey))
-        clip->_title = title->string();
-    if (const PropertyList *items = find(dictionary, itemsKey)) {
-        if (items->list().size() > mostItems) {
-            throw PlatformException(QStringLiteral("InvalidArgument"),
-                                    QStringLiteral("a clip of %1 items; at most %2 are accepted")
-                                        .arg(items->list().size())
-                                        .arg(mostItems));
-        }
-        for (const PropertyList &item : items->list())
-            clip->append(ZRKClipmuleDataItem::initWithDictionary(item.dictionary()));
-    }
+    readFields(fields(), *clip, dictionary);
     return clip;
+}
+
+PropertyList::Dictionary ZRKClipmuleData::toDictionary() const {
+    (void)oid();
+    return dictionaryOf(fields(), *this);
 }
 
 QString ZRKClipmuleData::oid() const {
@@ -169,22 +219,6 @@ void ZRKClipmuleData::erase() {
         item->erase();
 }
 
-PropertyList::Dictionary ZRKClipmuleData::toDictionary() const {
-    if (!_creationDate) {
-        throw PlatformException(QStringLiteral("InvalidArgument"),
-                                QStringLiteral("the clip has no creation date"));
-    }
-    PropertyList::List items;
-    items.reserve(_items.size());
-    for (const auto &item : _items)
-        items.append(item->toDictionary());
-    PropertyList::Dictionary dictionary{
-        {oidKey, oid()}, {creationDateKey, *_creationDate}, {itemsKey, items}};
-    if (_title)
-        dictionary.insert(titleKey, *_title);
-    return dictionary;
-}
-
 bool ZRKClipmuleData::isEqual(const Object &other) const {
     const auto *clip = dynamic_cast<const ZRKClipmuleData *>(&other);
     if (!clip)
@@ -239,31 +273,15 @@ QStringList ZRKClipmuleData::archivedClassNames() const {
 }
 
 void ZRKClipmuleData::encodeWithCoder(Encoder &coder) {
-    coder.encodeObject(oid(), oidKey);
-    coder.encodeObject(_creationDate, creationDateKey);
-    coder.encodeObject(_title, titleKey);
-    coder.encodeObject(_items, itemsKey);
+    (void)oid();
+    encodeFields(fields(), *this, coder);
     _isDirty = false;
     _isSaved = true;
 }
 
 void ZRKClipmuleData::initWithCoder(Decoder &coder) {
+    decodeFields(fields(), *this, coder);
     _isDirty = false;
-    _oid = coder.decodeString(oidKey);
-    _creationDate = coder.decodeDate(creationDateKey);
-    _title = coder.decodeString(titleKey);
-    const Items items = coder.decodeObjectsOfClass<ZRKClipmuleDataItem>(itemsKey).value_or(Items());
-    for (const auto &item : items)
-        append(item);
-    if (coder.containsValueForKey(createdByKey)) {
-        const bool isOfDesktop = coder.decodeInteger(createdByKey) != 0;
-        for (const auto &item : items) {
-            item->setCreatedBy(isOfDesktop ? ZRKClipmuleDataItem::createdByDesktop
-                                           : ZRKClipmuleDataItem::createdByPhone);
-        }
-    }
-    if (!_creationDate)
-        _creationDate = Date::now();
     _isSaved = true;
 }
 

@@ -140,6 +140,8 @@ public:
     /// Deletes the items' side files.
     void erase();
 
+    /// All that the forms of a clip hold.
+    [[nodiscard]] static const QList<RecordField<ZRKClipmuleData>> &fields();
     /// The dictionary form, which travels. A clip without a creation date raises a
     /// PlatformException.
     [[nodiscard]] PropertyList::Dictionary toDictionary() const;
@@ -159,6 +161,7 @@ public:
     [[nodiscard]] QString description() const override;
 
 private:
+    void takeItems(const PropertyList *items);
     void append(const std::shared_ptr<ZRKClipmuleDataItem> &item);
     [[nodiscard]] bool loadFromFiles(const PasteboardServices &services,
                                      NativeDictionary nativeDictionary);

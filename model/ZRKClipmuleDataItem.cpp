@@ -6,6 +6,7 @@
 #include "Common/Categories/ZRKNSStringCategory.h"
 #include "model/ClipboardStore.h"
 #include "model/DataFile.h"
+#include "model/RecordFields.h"
 #include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
@@ -61,12 +62,8 @@ std::optional<PropertyList> cacheValue(const PropertyList::Dictionary &cache, co
     return value ? std::optional(*value) : std::nullopt;
 }
 
-const QString oidKey = QStringLiteral("oid");
-const QString stringKey = QStringLiteral("string");
-const QString urlKey = QStringLiteral("url");
-const QString createdByKey = QStringLiteral("createdBy");
+// The key of the representations, whose number is looked at before they are read.
 const QString nativeDictionaryKey = QStringLiteral("nativeDictionary");
-const QString imageDataKey = QStringLiteral("imageData");
 
 ZRKClipmuleDataItem::NativeDictionary
 representationsOf(const PropertyList::Dictionary &dictionary) {
@@ -78,12 +75,6 @@ representationsOf(const PropertyList::Dictionary &dictionary) {
 
 // The persistent cache of another version holds values that are derived in other ways.
 constexpr qint64 currentCacheVersion = 2;
-
-const QString imageDataHashKey = QStringLiteral("imageDataHash");
-const QString hasImageDataKey = QStringLiteral("hasImageData");
-const QString hasNativeDictionaryKey = QStringLiteral("hasNativeDictionary");
-const QString cacheDictionaryKey = QStringLiteral("cacheDictionary");
-const QString cacheVersionKey = QStringLiteral("cacheVersion");
 
 } // namespace
 
@@ -409,21 +400,125 @@ void ZRKClipmuleDataItem::erase() {
         DataFile::remove(imageDataPath());
 }
 
+const RecordFields<ZRKClipmuleDataItem> &ZRKClipmuleDataItem::fields() {
+    using Item = ZRKClipmuleDataItem;
+    using Field = RecordField<Item>;
+    static const RecordFields<Item> list{
+        Field::ofText<&Item::_oid>(QStringLiteral("oid")),
+        {.key = QStringLiteral("imageDataHash"),
+         .encode =
+             [](Item &item, Encoder &coder, const QString &key) {
+                 coder.encodeObject(quint32(item.hasSavedImage() ? item._imageDataHash : 0), key);
+             },
+         .decode =
+             [](Item &item, Decoder &coder, const QString &key) {
+                 const std::optional<PropertyList> hash = coder.decodeNumber(key);
+                 item._imageDataHash = hash ? quint32(hash->unsignedValue()) : 0;
+             }},
+        Field::ofText<&Item::_string>(QStringLiteral("string")),
+        {.key = QStringLiteral("url"),
+         .encode =
+             [](Item &item, Encoder &coder, const QString &key) {
+                 coder.encodeObject(
+                     item._url ? ArchiveValue(*item._url, item.urlText()) : ArchiveValue(), key);
+             },
+         .decode =
+             [](Item &item, Decoder &coder, const QString &key) {
+                 const ArchiveValue url = coder.decodeObject(key);
+                 item.takeUrl(url.url(), url.urlText());
+             },
+         .write =
+             [](const Item &item) {
+                 return item._url ? std::optional(PropertyList(item.urlText())) : std::nullopt;
+             },
+         .read =
+             [](Item &item, const PropertyList *text) {
+                 if (text)
+                     item.takeUrl(urlFromForeignText(text->string(), QUrl::StrictMode),
+                                  text->string());
+             }},
+        {.key = QStringLiteral("hasImageData"),
+         .encode = [](Item &item, Encoder &coder,
+                      const QString &key) { coder.encodeBool(item.hasSavedImage(), key); },
+         .decode =
+             [](Item &item, Decoder &coder, const QString &key) {
+                 item._itemFlags.hasImageData = coder.decodeBool(key);
+             }},
+        {.key = QStringLiteral("hasNativeDictionary"),
+         .encode =
+             [](Item &item, Encoder &coder, const QString &key) {
+                 coder.encodeBool(item.hasNativeDictionary() && !item.isNativeDictionaryDirty(),
+                                  key);
+             },
+         .decode =
+             [](Item &item, Decoder &coder, const QString &key) {
+                 item._itemFlags.hasNativeDictionary = coder.decodeBool(key);
+             }},
+        {.key = QStringLiteral("cacheDictionary"),
+         .encode =
+             [](Item &item, Encoder &coder, const QString &key) {
+                 if (coder.allowsKeyedCoding())
+                     coder.encodeObject(item._persistentCacheDictionary, key);
+             },
+         .decode =
+             [](Item &item, Decoder &coder, const QString &key) {
+                 if (!coder.allowsKeyedCoding())
+                     return;
+                 const std::optional<PropertyList> cache = coder.decodePropertyList(key);
+                 item._persistentCacheDictionary =
+                     cache ? cache->dictionary() : PropertyList::Dictionary();
+             }},
+        {.key = QStringLiteral("cacheVersion"),
+         .encode = [](Item &, Encoder &coder,
+                      const QString &key) { coder.encodeInteger(currentCacheVersion, key); },
+         .decode =
+             [](Item &item, Decoder &coder, const QString &key) {
+                 if (coder.decodeInteger(key) != currentCacheVersion)
+                     item._persistentCacheDictionary.clear();
+             }},
+        {.key = QStringLiteral("createdBy"),
+         .encode = [](Item &item, Encoder &coder,
+                      const QString &key) { coder.encodeInteger(item._createdBy, key); },
+         .decode = [](Item &item, Decoder &coder,
+                      const QString &key) { item._createdBy = coder.decodeInteger(key); },
+         .write = [](const Item &item) { return std::optional(PropertyList(item._createdBy)); },
+         .read =
+             [](Item &item, const PropertyList *value) {
+                 item._createdBy = value ? value->integerValue() : 0;
+             }},
+        {.key = nativeDictionaryKey,
+         .write = [](const Item &item) -> std::optional<PropertyList> {
+             const std::optional<NativeDictionary> native = item.nativeDictionary();
+             if (!native)
+                 return std::nullopt;
+             PropertyList::Dictionary representations;
+             for (const auto &[type, bytes] : native->asKeyValueRange())
+                 representations.insert(type, bytes);
+             return PropertyList(representations);
+         },
+         .read =
+             [](Item &item, const PropertyList *value) {
+                 if (value)
+                     item._nativeDictionary = representationsOf(value->dictionary());
+                 item._itemFlags.hasNativeDictionary = value;
+                 item._itemFlags.isNativeDictionaryDirty = value;
+             }},
+        // After the representations, which belong to it.
+        {.key = QStringLiteral("imageData"),
+         .write = [](const Item &item) -> std::optional<PropertyList> {
+             const std::optional<QByteArray> image = item.imageData();
+             return image ? std::optional(PropertyList(*image)) : std::nullopt;
+         },
+         .read =
+             [](Item &item, const PropertyList *value) {
+                 item.setImageData(value ? std::optional(value->data()) : std::nullopt);
+             }}};
+    return list;
+}
+
 PropertyList::Dictionary ZRKClipmuleDataItem::toDictionary() const {
-    PropertyList::Dictionary dictionary{{oidKey, oid()}, {createdByKey, createdBy()}};
-    if (_string)
-        dictionary.insert(stringKey, *_string);
-    if (_url)
-        dictionary.insert(urlKey, urlText());
-    if (const std::optional<NativeDictionary> native = nativeDictionary()) {
-        PropertyList::Dictionary representations;
-        for (const auto &[type, bytes] : native->asKeyValueRange())
-            representations.insert(type, bytes);
-        dictionary.insert(nativeDictionaryKey, representations);
-    }
-    if (const std::optional<QByteArray> image = imageData())
-        dictionary.insert(imageDataKey, *image);
-    return dictionary;
+    (void)oid();
+    return dictionaryOf(fields(), *this);
 }
 
 std::shared_ptr<ZRKClipmuleDataItem>
@@ -441,26 +536,16 @@ ZRKClipmuleDataItem::initWithDictionary(const PropertyList::Dictionary &dictiona
 
 std::shared_ptr<ZRKClipmuleDataItem>
 ZRKClipmuleDataItem::fromDictionary(const PropertyList::Dictionary &dictionary) {
-    std::optional<NativeDictionary> native;
-    if (const PropertyList *representations = find(dictionary, nativeDictionaryKey))
-        native = representationsOf(representations->dictionary());
-    auto item = initWithNativeDictionary(std::move(native));
-    if (const PropertyList *oid = find(dictionary, oidKey))
-        item->_oid = oid->string();
-    if (const PropertyList *string = find(dictionary, stringKey))
-        item->_string = string->string();
-    const PropertyList *const createdBy = find(dictionary, createdByKey);
-    item->_createdBy = createdBy ? createdBy->integerValue() : 0;
-    if (const PropertyList *text = find(dictionary, urlKey)) {
-        const QUrl url = urlFromForeignText(text->string(), QUrl::StrictMode);
-        if (url.isValid()) {
-            item->_url = url;
-            item->_urlText = text->string();
-        }
-    }
-    const PropertyList *const image = find(dictionary, imageDataKey);
-    item->setImageData(image ? std::optional(image->data()) : std::nullopt);
+    auto item = std::make_shared<ZRKClipmuleDataItem>();
+    readFields(fields(), *item, dictionary);
     return item;
+}
+
+// A URL that is not valid, or not any more, counts as none.
+void ZRKClipmuleDataItem::takeUrl(const std::optional<QUrl> &url, const QString &text) {
+    const bool isUsable = url && url->isValid();
+    _url = isUsable ? url : std::nullopt;
+    _urlText = isUsable ? std::optional(text) : std::nullopt;
 }
 
 QStringList ZRKClipmuleDataItem::archivedClassNames() const {
@@ -469,44 +554,15 @@ QStringList ZRKClipmuleDataItem::archivedClassNames() const {
 
 void ZRKClipmuleDataItem::encodeWithCoder(Encoder &coder) {
     saveExtraData();
-    const bool hasSavedImage = _itemFlags.hasImageData && !_itemFlags.isImageDataDirty;
-    const bool hasSavedNativeDictionary =
-        _itemFlags.hasNativeDictionary && !_itemFlags.isNativeDictionaryDirty;
-    coder.encodeObject(oid(), oidKey);
-    coder.encodeObject(quint32(hasSavedImage ? _imageDataHash : 0), imageDataHashKey);
-    coder.encodeObject(_string, stringKey);
-    coder.encodeObject(_url ? ArchiveValue(*_url, urlText()) : ArchiveValue(), urlKey);
-    coder.encodeBool(hasSavedImage, hasImageDataKey);
-    coder.encodeBool(hasSavedNativeDictionary, hasNativeDictionaryKey);
-    if (coder.allowsKeyedCoding())
-        coder.encodeObject(_persistentCacheDictionary, cacheDictionaryKey);
-    coder.encodeInteger(currentCacheVersion, cacheVersionKey);
-    coder.encodeInteger(_createdBy, createdByKey);
+    (void)oid();
+    encodeFields(fields(), *this, coder);
     // The archive claims no side file that could not be written yet, so the item stays dirty.
     _itemFlags.isDirty = _itemFlags.isImageDataDirty || _itemFlags.isNativeDictionaryDirty;
 }
 
 void ZRKClipmuleDataItem::initWithCoder(Decoder &coder) {
     _itemFlags = {};
-    _oid = coder.decodeString(oidKey);
-    const std::optional<PropertyList> hash = coder.decodeNumber(imageDataHashKey);
-    _imageDataHash = hash ? quint32(hash->unsignedValue()) : 0;
-    _string = coder.decodeString(stringKey);
-    const ArchiveValue url = coder.decodeObject(urlKey);
-    _url = url.url();
-    // A stored URL that is not valid any more counts as none.
-    if (_url && !_url->isValid())
-        _url.reset();
-    if (_url)
-        _urlText = url.urlText();
-    _itemFlags.hasImageData = coder.decodeBool(hasImageDataKey);
-    _itemFlags.hasNativeDictionary = coder.decodeBool(hasNativeDictionaryKey);
-    std::optional<PropertyList> cache;
-    if (coder.allowsKeyedCoding())
-        cache = coder.decodePropertyList(cacheDictionaryKey);
-    if (coder.decodeInteger(cacheVersionKey) == currentCacheVersion && cache)
-        _persistentCacheDictionary = cache->dictionary();
-    _createdBy = coder.decodeInteger(createdByKey);
+    decodeFields(fields(), *this, coder);
 }
 
 } // namespace clipmule

@@ -18,6 +18,8 @@ namespace clipmule {
 
 class ClipboardStore;
 class ZRKClipmuleData;
+template <typename Record>
+struct RecordField;
 
 // The kinds of representation; each constant's value is its own name.
 inline const QString ZRKClipmuleDataStringType = QStringLiteral("ZRKClipmuleDataStringType");
@@ -146,6 +148,8 @@ public:
     [[nodiscard]] QString imageDataPath() const;
     [[nodiscard]] QString nativeDictionaryPath() const;
 
+    /// All that the forms of an item hold.
+    [[nodiscard]] static const QList<RecordField<ZRKClipmuleDataItem>> &fields();
     /// The dictionary form, which travels, with every representation inline.
     [[nodiscard]] PropertyList::Dictionary toDictionary() const;
     [[nodiscard]] QStringList archivedClassNames() const override;
@@ -176,6 +180,8 @@ private:
         bool isNativeDictionaryFailureLogged : 1 = false;
     };
 
+    void takeUrl(const std::optional<QUrl> &url, const QString &text);
+    [[nodiscard]] bool hasSavedImage() const { return hasImageData() && !isImageDataDirty(); }
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleDataItem>
     fromDictionary(const PropertyList::Dictionary &dictionary);
     void invalidateNativeDictionary();
