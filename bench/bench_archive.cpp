@@ -4,7 +4,6 @@
 #include "bench/Bench.h"
 #include "model/ZRKClipmuleClipboard.h"
 #include "platform/archive/KeyedArchiver.h"
-#include "platform/archive/KeyedUnarchiver.h"
 #include "platform/foundation/QtRunLoop.h"
 
 #include <QCoreApplication>

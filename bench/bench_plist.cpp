@@ -48,9 +48,9 @@ void libplistWrite(const Plist &plist) {
 
 PropertyList ourRead(const QByteArray &xml) {
     auto parsed = PropertyListSerialization::parseXml(xml);
-    if (!parsed.value)
-        fail(parsed.error);
-    return *std::move(parsed.value);
+    if (!parsed)
+        fail(parsed.error().reason);
+    return *std::move(parsed);
 }
 
 void addCases(std::vector<Case> &cases, const bench::PlistInput &input) {

@@ -55,7 +55,7 @@ void readText(const QString &text) {
 void readMessage(QByteArrayView view) {
     readText(QString::fromUtf8(view));
     const auto parsed = PropertyListSerialization::parse(view);
-    const auto *dictionary = parsed.value ? parsed.value->as<PropertyList::Dictionary>() : nullptr;
+    const auto *dictionary = parsed ? parsed->as<PropertyList::Dictionary>() : nullptr;
     if (!dictionary)
         return;
     try {

@@ -84,7 +84,7 @@ void readTargets(const QByteArray &bytes) {
 
 // What a phone's clip restores on the clipboard.
 void writeNativeDictionary(const QByteArray &bytes) {
-    const auto value = PropertyListSerialization::parse(bytes).value;
+    const auto value = PropertyListSerialization::parse(bytes);
     const auto *dictionary = value ? value->as<PropertyList::Dictionary>() : nullptr;
     if (!dictionary)
         return;

@@ -46,8 +46,8 @@ Outcome expected(QByteArrayView bytes) {
         if (bytes.size() < qsizetype(length))
             break;
         const auto parsed = PropertyListSerialization::parse(bytes.first(length));
-        if (parsed.value)
-            outcome.objects += PropertyListSerialization::binary(*parsed.value);
+        if (parsed)
+            outcome.objects += PropertyListSerialization::binary(*parsed);
         bytes = bytes.sliced(length);
     }
     return outcome;

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/archive/KeyedArchiver.h"
-#include "platform/archive/KeyedUnarchiver.h"
 #include "platform/foundation/PlatformException.h"
 
 #include <cstdlib>

@@ -23,28 +23,30 @@ namespace {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     const QByteArrayView input(bytes, qsizetype(size));
     const auto parsed = PropertyListSerialization::parseBinary(input);
-    const auto detected = PropertyListSerialization::parse(input);
-    if (!parsed.value) {
-        if (parsed.error.isEmpty())
+    auto form = PropertyListSerialization::Format::Xml;
+    const auto detected =
+        PropertyListSerialization::parse(input, PropertyListSerialization::memoryPerByte, &form);
+    if (!parsed) {
+        if (parsed.error().reason.isEmpty())
             fail(QStringLiteral("refused without a text"));
-        if (detected.value && detected.format == PropertyListSerialization::Format::Binary)
+        if (detected && form == PropertyListSerialization::Format::Binary)
             fail(QStringLiteral("refused and detected"));
         return 0;
     }
-    if (!parsed.error.isEmpty())
-        fail(QStringLiteral("a value and an error: ") + parsed.error);
     // Values are compared as they are written: a date that is not a number equals no other.
-    const QByteArray written = PropertyListSerialization::binary(*parsed.value);
-    if (!detected.value || PropertyListSerialization::binary(*detected.value) != written)
-        fail(QStringLiteral("not detected: ") + detected.error);
-    (void)parsed.value->hash();
+    const QByteArray written = PropertyListSerialization::binary(*parsed);
+    if (!detected)
+        fail(QStringLiteral("not detected: ") + detected.error().reason);
+    if (PropertyListSerialization::binary(*detected) != written)
+        fail(QStringLiteral("detected as another value"));
+    (void)parsed->hash();
     const auto again = PropertyListSerialization::parseBinary(written);
     // Our file may be smaller, and is then allowed to expand to less.
-    if (!again.value && written.size() < input.size() && again.error.contains(u"expand"))
+    if (!again && written.size() < input.size() && again.error().reason.contains(u"expand"))
         return 0;
-    if (!again.value)
-        fail(QStringLiteral("own output refused: ") + again.error);
-    if (PropertyListSerialization::binary(*again.value) != written)
-        fail(QStringLiteral("changed: ") + parsed.value->description());
+    if (!again)
+        fail(QStringLiteral("own output refused: ") + again.error().reason);
+    if (PropertyListSerialization::binary(*again) != written)
+        fail(QStringLiteral("changed: ") + parsed->description());
     return 0;
 }

@@ -1,10 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/archive/ColorArchive.h"
-#include "platform/archive/FontArchive.h"
+#include "platform/archive/ArchivedLook.h"
 #include "platform/archive/SequentialArchiver.h"
-#include "platform/archive/SequentialUnarchiver.h"
 #include "platform/foundation/PlatformException.h"
 
 #include <cstdlib>

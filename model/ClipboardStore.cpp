@@ -5,7 +5,6 @@
 
 #include "model/ZRKClipmuleClipboard.h"
 #include "platform/archive/KeyedArchiver.h"
-#include "platform/archive/KeyedUnarchiver.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 

@@ -169,7 +169,8 @@ ZRKClipmuleDataItem::nativePropertyListForType(const QString &type) const {
     const auto found = dictionary->constFind(type);
     if (found == dictionary->constEnd())
         return std::nullopt;
-    return PropertyListSerialization::parse(*found).value;
+    const auto parsed = PropertyListSerialization::parse(*found);
+    return parsed ? std::optional(*parsed) : std::nullopt;
 }
 
 void ZRKClipmuleDataItem::setClipmuleDataItem(const ZRKClipmuleDataItem &other) {

@@ -304,15 +304,15 @@ void ZRKStreamHandler::receivePayload(QByteArrayView payload) {
         const auto parsed = PropertyListSerialization::parse(payload);
         consumed.dismiss();
         consume(StreamFrame::headerSize + payload.size());
-        if (parsed.value) {
+        if (parsed) {
             qCDebug(logNet).noquote()
                 << QStringLiteral("%1: received %2 bytes, %3")
-                       .arg(_peer, QString::number(size), kindOfMessage(*parsed.value));
-            delegate->streamHandlerDidReceiveObject(*this, *parsed.value);
+                       .arg(_peer, QString::number(size), kindOfMessage(*parsed));
+            delegate->streamHandlerDidReceiveObject(*this, *parsed);
         } else {
-            warn(QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE ERROR DECODING DATA %1")
-                     .arg(parsed.error));
-            refuseInput({.error = parsed.error});
+            const QString &reason = parsed.error().reason;
+            warn(QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE ERROR DECODING DATA ") + reason);
+            refuseInput({.error = reason});
         }
     } catch (const PlatformException &exception) {
         warn(QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE EXCEPTION %1").arg(exception.reason()));

@@ -246,10 +246,10 @@ void Phone::perform(const PhoneCommand::SendPropertyList &command) {
     if (!bytes)
         return;
     const auto parsed = PropertyListSerialization::parse(*bytes);
-    if (!parsed.value)
-        printError(QStringLiteral("%1: %2").arg(command.path, parsed.error));
+    if (!parsed)
+        printError(QStringLiteral("%1: %2").arg(command.path, parsed.error().reason));
     else
-        send(*parsed.value, {{QStringLiteral("what"), QStringLiteral("plist")}});
+        send(*parsed, {{QStringLiteral("what"), QStringLiteral("plist")}});
 }
 
 void Phone::sendItems(const PropertyList::List &items, QJsonObject what, bool forOtherPhones) {

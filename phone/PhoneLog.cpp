@@ -7,7 +7,7 @@
 #include "model/MessageEnvelope.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/images/ImageCodec.h"
-#include "platform/propertylist/JsonBudget.h"
+#include "platform/propertylist/TypedJson.h"
 
 #include <QCryptographicHash>
 #include <QDir>

@@ -99,9 +99,10 @@ QString readValue(const QString &text, const QMap<QString, QString> &options,
         value = text;
     } else if (options.contains(plistOption)) {
         auto parsed = PropertyListSerialization::parse(text.toUtf8());
-        if (!parsed.value)
-            return QStringLiteral("the value is no property list: %1").arg(cutForLog(parsed.error));
-        value = std::move(*parsed.value);
+        if (!parsed)
+            return QStringLiteral("the value is no property list: %1")
+                .arg(cutForLog(parsed.error().reason));
+        value = std::move(*parsed);
     } else {
         // A word that the setting does not know is read by its looks, and refused as that.
         const auto known = setting ? Settings::valueFromWord(*setting, text) : std::nullopt;

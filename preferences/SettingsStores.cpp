@@ -15,7 +15,9 @@ namespace {
 // A file holds dates in whole seconds, and no lone surrogates.
 std::optional<PropertyList> asFilesCarryIt(const PropertyList &value) {
     try {
-        return PropertyListSerialization::parseXml(PropertyListSerialization::xml(value)).value;
+        const auto read =
+            PropertyListSerialization::parseXml(PropertyListSerialization::xml(value));
+        return read ? std::optional(*read) : std::nullopt;
     } catch (const PlatformException &) {
         return std::nullopt;
     }

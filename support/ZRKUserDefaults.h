@@ -3,8 +3,7 @@
 
 #pragma once
 
-#include "platform/archive/ColorArchive.h"
-#include "platform/archive/FontArchive.h"
+#include "platform/archive/ArchivedLook.h"
 #include "platform/bundle/Bundle.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/preferences/DistributedNotifications.h"

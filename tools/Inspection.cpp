@@ -7,12 +7,10 @@
 #include "net/StreamFrame.h"
 #include "net/ZRKStreamHandler.h"
 #include "platform/archive/ArchiveValue.h"
-#include "platform/archive/ColorArchive.h"
-#include "platform/archive/FontArchive.h"
-#include "platform/archive/KeyedUnarchiver.h"
-#include "platform/archive/SequentialUnarchiver.h"
+#include "platform/archive/ArchivedLook.h"
+#include "platform/archive/KeyedArchiver.h"
+#include "platform/archive/SequentialArchiver.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/propertylist/JsonBudget.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/propertylist/TypedJson.h"
 
@@ -182,26 +180,41 @@ QString nameOfFormat(PropertyListSerialization::Format format) {
     Q_UNREACHABLE();
 }
 
-Result<void> addValue(const PropertyListSerialization::Parsed &parsed, qint64 size,
-                      QJsonObject &line) {
-    if (!parsed.value)
-        return failure(parsed.error);
+struct Parsed {
+    PropertyList value;
+    PropertyListSerialization::Format format = PropertyListSerialization::Format::Binary;
+};
+
+Result<Parsed> parse(QByteArrayView bytes, quint64 memory) {
+    Parsed parsed;
+    return PropertyListSerialization::parse(bytes, memory, &parsed.format)
+        .map([&](const PropertyList &value) {
+            return Parsed{value, parsed.format};
+        });
+}
+
+Result<void> addValue(const Result<Parsed> &parsed, qint64 size, QJsonObject &line) {
+    if (!parsed)
+        return failure(parsed.error().reason);
     try {
-        JsonBudget::forInput(size).take(*parsed.value);
+        JsonBudget::forInput(size).take(parsed->value);
     } catch (const PlatformException &refused) {
         return failure(refused.reason());
     }
-    line.insert(QStringLiteral("format"), nameOfFormat(parsed.format));
-    line.insert(QStringLiteral("value"), typedJson(*parsed.value));
+    line.insert(QStringLiteral("format"), nameOfFormat(parsed->format));
+    line.insert(QStringLiteral("value"), typedJson(parsed->value));
     return {};
 }
 
 /// Parses a whole file. One that says it is binary is taken at its word, or the beginning of one
 /// would be shown as a bare word of the old text form.
-PropertyListSerialization::Parsed parseFile(QByteArrayView bytes) {
+Result<Parsed> parseFile(QByteArrayView bytes) {
     constexpr auto memory = PropertyListSerialization::memoryPerByteOfFile;
-    return bytes.startsWith("bplist") ? PropertyListSerialization::parseBinary(bytes, memory)
-                                      : PropertyListSerialization::parse(bytes, memory);
+    if (!bytes.startsWith("bplist"))
+        return parse(bytes, memory);
+    return PropertyListSerialization::parseBinary(bytes, memory).map([](const PropertyList &value) {
+        return Parsed{value};
+    });
 }
 
 Result<void> inspectPropertyList(QByteArrayView bytes, const Report &report) {
@@ -214,13 +227,13 @@ Result<void> inspectPropertyList(QByteArrayView bytes, const Report &report) {
 
 Result<void> inspectArchive(QByteArrayView bytes, const Report &report) {
     const auto parsed = parseFile(bytes);
-    if (!parsed.value)
-        return failure(parsed.error);
+    if (!parsed)
+        return failure(parsed.error().reason);
     try {
         report({{QStringLiteral("kind"), nameOf(Kind::Archive)},
-                {QStringLiteral("format"), nameOfFormat(parsed.format)},
+                {QStringLiteral("format"), nameOfFormat(parsed->format)},
                 {QStringLiteral("value"),
-                 archiveJson(*parsed.value, JsonBudget::forInput(bytes.size()))}});
+                 archiveJson(parsed->value, JsonBudget::forInput(bytes.size()))}});
     } catch (const PlatformException &refused) {
         return failure(refused.reason());
     }
@@ -343,8 +356,8 @@ private:
         // program's own reader does it.
         const Result<void> taken =
             isTooLarge ? failure(QStringLiteral("too large"))
-                       : addValue(PropertyListSerialization::parse(
-                                      _bytes.sliced(_at + StreamFrame::headerSize, length)),
+                       : addValue(parse(_bytes.sliced(_at + StreamFrame::headerSize, length),
+                                        PropertyListSerialization::memoryPerByte),
                                   length, details);
         _hasEnded = isTooLarge;
         if (!taken) {
@@ -431,9 +444,9 @@ Kind detect(QByteArrayView bytes) {
     if (beginsWithFrame(bytes))
         return Kind::Frames;
     const auto parsed = parseFile(bytes);
-    if (!parsed.value && looksLikeTxt(bytes))
+    if (!parsed && looksLikeTxt(bytes))
         return Kind::Txt;
-    if (parsed.value && isKeyedArchive(*parsed.value))
+    if (parsed && isKeyedArchive(parsed->value))
         return Kind::Archive;
     return Kind::PropertyList;
 }

@@ -4,7 +4,7 @@
 #include "platform/archive/ArchiveValue.h"
 
 #include "platform/archive/Coding.h"
-#include "platform/foundation/PlatformException.h"
+#include "platform/archive/ExpansionAccount.h"
 
 #include <algorithm>
 
@@ -43,9 +43,7 @@ void ArchiveValue::raiseUnexpected(const QString &expected) const {
         }
         Q_UNREACHABLE();
     };
-    throw PlatformException(
-        QStringLiteral("InvalidArchive"),
-        QStringLiteral("the archive holds %1 instead of %2").arg(found(), expected));
+    refuseArchive(QStringLiteral("the archive holds %1 instead of %2").arg(found(), expected));
 }
 
 const PropertyList *ArchiveValue::leafOf(std::initializer_list<PropertyList::Kind> kinds,

@@ -18,10 +18,7 @@ class Coding {
 public:
     Coding() = default;
     virtual ~Coding() = default;
-    Coding(const Coding &) = delete;
-    Coding &operator=(const Coding &) = delete;
-    Coding(Coding &&) = delete;
-    Coding &operator=(Coding &&) = delete;
+    Q_DISABLE_COPY_MOVE(Coding)
 
     /// The name of the class in archives, then those of its superclasses, "NSObject" the last.
     [[nodiscard]] virtual QStringList archivedClassNames() const = 0;
@@ -42,10 +39,7 @@ class Encoder {
 public:
     Encoder() = default;
     virtual ~Encoder() = default;
-    Encoder(const Encoder &) = delete;
-    Encoder &operator=(const Encoder &) = delete;
-    Encoder(Encoder &&) = delete;
-    Encoder &operator=(Encoder &&) = delete;
+    Q_DISABLE_COPY_MOVE(Encoder)
 
     [[nodiscard]] virtual bool allowsKeyedCoding() const = 0;
     virtual void encodeObject(const ArchiveValue &value, const QString &key) = 0;
@@ -62,10 +56,7 @@ class Decoder {
 public:
     Decoder() = default;
     virtual ~Decoder() = default;
-    Decoder(const Decoder &) = delete;
-    Decoder &operator=(const Decoder &) = delete;
-    Decoder(Decoder &&) = delete;
-    Decoder &operator=(Decoder &&) = delete;
+    Q_DISABLE_COPY_MOVE(Decoder)
 
     [[nodiscard]] virtual bool allowsKeyedCoding() const = 0;
     /// Also true for a value that is nil. Always false in an archive without keys.
@@ -78,14 +69,26 @@ public:
     [[nodiscard]] virtual QByteArray decodeBytes(const QString &key) = 0;
 
     // decodeObject() for one kind; nothing for nil.
-    [[nodiscard]] std::optional<QString> decodeString(const QString &key);
-    [[nodiscard]] std::optional<QUrl> decodeUrl(const QString &key);
-    [[nodiscard]] std::optional<Date> decodeDate(const QString &key);
-    [[nodiscard]] std::optional<QByteArray> decodeData(const QString &key);
+    [[nodiscard]] std::optional<QString> decodeString(const QString &key) {
+        return decodeObject(key).string();
+    }
+    [[nodiscard]] std::optional<QUrl> decodeUrl(const QString &key) {
+        return decodeObject(key).url();
+    }
+    [[nodiscard]] std::optional<Date> decodeDate(const QString &key) {
+        return decodeObject(key).date();
+    }
+    [[nodiscard]] std::optional<QByteArray> decodeData(const QString &key) {
+        return decodeObject(key).data();
+    }
     /// A number object: an integer, a real or a boolean.
-    [[nodiscard]] std::optional<PropertyList> decodeNumber(const QString &key);
+    [[nodiscard]] std::optional<PropertyList> decodeNumber(const QString &key) {
+        return decodeObject(key).number();
+    }
     /// Lists and dictionaries of property-list values.
-    [[nodiscard]] std::optional<PropertyList> decodePropertyList(const QString &key);
+    [[nodiscard]] std::optional<PropertyList> decodePropertyList(const QString &key) {
+        return decodeObject(key).propertyList();
+    }
     /// An object of the class; null for nil.
     template <typename T>
     [[nodiscard]] std::shared_ptr<T> decodeObjectOfClass(const QString &key) {

@@ -5,6 +5,8 @@
 
 #include "platform/archive/Coding.h"
 
+#include <QByteArrayView>
+
 namespace clipmule {
 
 /// Writes keyed archives: property lists in which every object is stored once and referred to by
@@ -23,9 +25,23 @@ public:
     [[nodiscard]] static QByteArray archivedData(const ArchiveValue &root);
     /// The same archive as a value.
     [[nodiscard]] static PropertyList archivedPropertyList(const ArchiveValue &root);
-    /// Replaces the file in one step; false, with a log line, when it cannot be written, and the
-    /// old file stays. Raises what archivedData() does.
-    static bool archiveRootObjectToFile(const ArchiveValue &root, const QString &path);
+};
+
+/// Reads keyed archives, as binary or XML property lists, of this program and of others that use
+/// the format. Each object is decoded once; memory and time stay within a small multiple of the
+/// archive's size.
+class KeyedUnarchiver {
+public:
+    /// Objects nested deeper are refused, so that they can be destroyed recursively.
+    static constexpr int maximumDepth = 500;
+
+    /// The root object; nil when the archive has none. Raises a PlatformException named
+    /// "InvalidArchive" when the bytes are no such archive, when anything in it is malformed, when
+    /// a class is neither a standard one nor among the given ones, when a list or dictionary
+    /// contains itself, and when objects that are referred to often expand to more than
+    /// PropertyListSerialization allows for its size. What initWithCoder() raises passes.
+    [[nodiscard]] static ArchiveValue unarchivedObject(QByteArrayView archive,
+                                                       const CodingClasses &classes = {});
 };
 
 } // namespace clipmule

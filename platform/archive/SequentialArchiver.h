@@ -5,6 +5,8 @@
 
 #include "platform/archive/Coding.h"
 
+#include <QByteArrayView>
+
 namespace clipmule {
 
 /// Writes old archives without keys: the values of an object in the order of encoding.
@@ -17,6 +19,19 @@ public:
     /// of more than 32 bits, for which the format has no word, raise a PlatformException named
     /// "InvalidArgument"; what encodeWithCoder() raises passes.
     [[nodiscard]] static QByteArray archivedData(const ArchiveValue &root);
+};
+
+/// Reads old archives without keys. Each object is decoded once; memory and time stay within a
+/// small multiple of the archive's size.
+class SequentialUnarchiver {
+public:
+    /// Objects nested deeper are refused.
+    static constexpr int maximumDepth = 500;
+
+    /// The root object. Raises a PlatformException named "InvalidArchive" as KeyedUnarchiver does,
+    /// and when an object consists of other values than its class reads.
+    [[nodiscard]] static ArchiveValue unarchivedObject(QByteArrayView archive,
+                                                       const CodingClasses &classes = {});
 };
 
 } // namespace clipmule

@@ -3,8 +3,8 @@
 
 #include "platform/archive/TypedStream.h"
 
+#include "platform/archive/ExpansionAccount.h"
 #include "platform/foundation/Log.h"
-#include "platform/foundation/PlatformException.h"
 
 #include <algorithm>
 #include <bit>
@@ -33,8 +33,7 @@ constexpr quint8 lastWord = 0x91;
 constexpr qint32 firstReference = -110;
 
 [[noreturn]] void refuse(const QString &reason) {
-    throw PlatformException(QStringLiteral("InvalidArchive"),
-                            QStringLiteral("old archive: ") + reason);
+    refuseArchive(QStringLiteral("old archive: ") + reason);
 }
 
 } // namespace

@@ -30,9 +30,10 @@ std::optional<PropertyList> readPropertyList(const QString &path) {
         return std::nullopt;
     }
     auto parsed = PropertyListSerialization::parse(file.bytes);
-    if (!parsed.value)
-        qCWarning(logFoundation).noquote() << path + QStringLiteral(": ") + parsed.error;
-    return std::move(parsed.value);
+    if (parsed)
+        return std::move(*parsed);
+    qCWarning(logFoundation).noquote() << path + QStringLiteral(": ") + parsed.error().reason;
+    return std::nullopt;
 }
 
 QString mainBundlePath() {

@@ -62,17 +62,17 @@ std::optional<PropertyList> propertyList(const QString &type, const QByteArray &
             return PropertyList(*title);
         return std::nullopt;
     }
-    std::optional<PropertyList> value = PropertyListSerialization::parse(data).value;
-    if (isFileList && value && !value->isList())
+    const auto value = PropertyListSerialization::parse(data);
+    if (!value || (isFileList && !value->isList()))
         return std::nullopt;
-    return value;
+    return *value;
 }
 
 QStringList fileNames(const QByteArray &data) {
     QStringList names;
     if (data.size() > longestFileList)
         return names;
-    const auto value = PropertyListSerialization::parse(data).value;
+    const auto value = PropertyListSerialization::parse(data);
     const auto *list = value ? value->as<PropertyList::List>() : nullptr;
     if (!list)
         return names;
@@ -88,7 +88,7 @@ std::optional<QUrl> url(const QByteArray &data) {
     if (data.size() > longestLink)
         return std::nullopt;
     QString text;
-    const auto value = PropertyListSerialization::parse(data).value;
+    const auto value = PropertyListSerialization::parse(data);
     const auto *list = value ? value->as<PropertyList::List>() : nullptr;
     if (list && !list->isEmpty() && list->first().isString())
         text = list->first().string();

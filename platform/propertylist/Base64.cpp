@@ -3,8 +3,6 @@
 
 #include "platform/propertylist/Base64.h"
 
-#include "platform/propertylist/Base64Kernel.h"
-
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -113,6 +111,12 @@ Group decodeGroup(Decoding &decoding) {
 }
 
 } // namespace
+
+#ifndef CLIPMULE_BASE64_VECTORS
+const Kernel *vectorKernel() {
+    return nullptr;
+}
+#endif
 
 qsizetype encodedSize(qsizetype size, Lines lines) {
     const qsizetype characters = (size + 2) / 3 * 4;

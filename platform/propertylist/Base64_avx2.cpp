@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/propertylist/Base64Kernel.h"
+#include "platform/propertylist/Base64.h"
 
 #include <bit>
 #include <cstring>

@@ -9,6 +9,11 @@
 
 namespace clipmule {
 
+/// Thrown by the readers of property lists, and caught where they are called.
+struct Refused {
+    QString reason;
+};
+
 /// What the reading of a property list may still allocate. A few bytes of a hostile list can stand
 /// for a value of some hundred; the readers spend here, before they allocate, what each value takes
 /// on the heap at its worst moment.
@@ -29,17 +34,17 @@ public:
     ParseMemory(qsizetype inputSize, quint64 perByte, quint64 floor)
         : _left(floor + perByte * quint64(inputSize)) {}
 
-    /// False, and nothing spent, when it is more than is left.
-    [[nodiscard]] bool spend(quint64 bytes) {
+    // Each throws Refused when it is more than is left.
+    void spend(quint64 bytes) {
         if (bytes > _left)
-            return false;
+            throw Refused{QStringLiteral("too many values for the size")};
         _left -= bytes;
-        return true;
     }
-    [[nodiscard]] bool spendText(quint64 units) {
-        return units == 0 || spend(head + units * sizeof(char16_t));
+    void spendText(quint64 units) { spendData(units * sizeof(char16_t)); }
+    void spendData(quint64 bytes) {
+        if (bytes > 0)
+            spend(head + bytes);
     }
-    [[nodiscard]] bool spendData(quint64 bytes) { return bytes == 0 || spend(head + bytes); }
 
 private:
     quint64 _left;

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/propertylist/NextStepCharacters.h"
 #include "platform/propertylist/ParseMemory.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListText.h"
 
 #include <QStringConverter>
 
@@ -13,9 +13,9 @@ namespace clipmule {
 
 namespace {
 
-struct Refused {
-    QString reason;
-};
+[[noreturn]] void refuse(const QString &reason) {
+    throw Refused{reason};
+}
 
 bool isBlank(QChar character) {
     const char16_t unit = character.unicode();
@@ -52,11 +52,22 @@ int hexadecimalDigit(QChar character) {
 
 class OpenStepReader {
 public:
-    OpenStepReader(QStringView text, ParseMemory memory)
+    OpenStepReader(QStringView text, ParseMemory &memory)
         : _text(text)
         , _memory(memory) {}
 
+    /// Throws Refused, with the line.
     PropertyList read() {
+        try {
+            return readDocument();
+        } catch (Refused &refused) {
+            refused.reason += QStringLiteral(" in line %1").arg(_text.first(_at).count(u'\n') + 1);
+            throw;
+        }
+    }
+
+private:
+    PropertyList readDocument() {
         skipBlanks();
         if (atEnd())
             return PropertyList::Dictionary();
@@ -69,18 +80,6 @@ public:
         // A strings file: the contents of a dictionary, without the braces.
         _at = 0;
         return readEntries(false, 1);
-    }
-
-private:
-    [[noreturn]] void refuse(const QString &reason) const {
-        const auto line = _text.first(_at).count(u'\n') + 1;
-        throw Refused{reason + QStringLiteral(" in line %1").arg(line)};
-    }
-
-    /// Refuses the list when _memory has answered that a value cannot be paid for.
-    void afford(bool isAffordable) const {
-        if (!isAffordable)
-            refuse(QStringLiteral("too many values for the size"));
     }
 
     bool atEnd() const { return _at == _text.size(); }
@@ -125,14 +124,14 @@ private:
         }
     }
 
-    void checkDepth(int depth) const {
+    static void checkDepth(int depth) {
         if (depth > PropertyListSerialization::maximumDepth)
             refuse(QStringLiteral("nested too deeply"));
     }
 
     PropertyList readEntries(bool hasBraces, int depth) {
         checkDepth(depth);
-        afford(_memory.spend(ParseMemory::head));
+        _memory.spend(ParseMemory::head);
         PropertyList::Dictionary entries;
         while (true) {
             skipBlanks();
@@ -145,7 +144,7 @@ private:
                 ++_at;
                 return entries;
             }
-            afford(_memory.spend(ParseMemory::entry));
+            _memory.spend(ParseMemory::entry);
             const QString key = readString();
             skipBlanks();
             PropertyList value(key);
@@ -165,7 +164,7 @@ private:
 
     PropertyList readElements(int depth) {
         checkDepth(depth);
-        afford(_memory.spend(ParseMemory::head));
+        _memory.spend(ParseMemory::head);
         PropertyList::List elements;
         while (true) {
             skipBlanks();
@@ -173,7 +172,7 @@ private:
                 ++_at;
                 return elements;
             }
-            afford(_memory.spend(ParseMemory::growingElement));
+            _memory.spend(ParseMemory::growingElement);
             elements.append(readValue(depth));
             skipBlanks();
             if (isAt(u','))
@@ -188,7 +187,7 @@ private:
         const qsizetype end = _text.indexOf(u'>', _at);
         if (end < 0)
             refuse(QStringLiteral("data without an end"));
-        afford(_memory.spendData(quint64(end - _at) / 2));
+        _memory.spendData(quint64(end - _at) / 2);
         bytes.reserve((end - _at) / 2);
         while (true) {
             while (!atEnd() && isBlank(current()))
@@ -215,7 +214,7 @@ private:
         if (_at == begin)
             refuse(QStringLiteral("unexpected character U+%1")
                        .arg(current().unicode(), 4, 16, QLatin1Char('0')));
-        afford(_memory.spendText(quint64(_at - begin)));
+        _memory.spendText(quint64(_at - begin));
         return _text.sliced(begin, _at - begin).toString();
     }
 
@@ -231,7 +230,7 @@ private:
         const QChar quote = current();
         ++_at;
         const qsizetype size = quotedSize(quote);
-        afford(_memory.spendText(quint64(size)));
+        _memory.spendText(quint64(size));
         QString text;
         text.reserve(size);
         auto begin = _at;
@@ -304,7 +303,7 @@ private:
     }
 
     QStringView _text;
-    ParseMemory _memory;
+    ParseMemory &_memory;
     qsizetype _at = 0;
 };
 
@@ -314,26 +313,22 @@ QString decodeText(QByteArrayView bytes) {
                            QStringConverter::Flag::Stateless);
     QString text = decoder.decode(bytes);
     if (decoder.hasError())
-        throw Refused{QStringLiteral("not in the encoding that it begins with")};
+        refuse(QStringLiteral("not in the encoding that it begins with"));
     return text;
 }
 
 } // namespace
 
-PropertyListSerialization::Parsed PropertyListSerialization::parseOpenStep(QByteArrayView bytes,
-                                                                           quint64 perByte) {
-    Parsed parsed;
-    parsed.format = Format::OpenStep;
+Result<PropertyList> PropertyListSerialization::parseOpenStep(QByteArrayView bytes,
+                                                              quint64 perByte) {
     try {
         ParseMemory memory(bytes.size(), perByte, memoryFloor);
         const QString text = decodeText(bytes);
-        if (!memory.spendText(quint64(text.size())))
-            throw Refused{QStringLiteral("too large in its encoding")};
-        parsed.value = OpenStepReader(text, memory).read();
+        memory.spendText(quint64(text.size()));
+        return OpenStepReader(text, memory).read();
     } catch (const Refused &refused) {
-        parsed.error = QStringLiteral("text property list: %1").arg(refused.reason);
+        return failure(QStringLiteral("text property list: ") + refused.reason);
     }
-    return parsed;
 }
 
 } // namespace clipmule

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/foundation/PropertyList.h"
+#include "platform/foundation/Result.h"
 
 #include <QByteArrayView>
 
@@ -11,21 +12,12 @@ namespace clipmule {
 
 /// Property lists as bytes: the XML, binary and OpenStep forms.
 ///
-/// Reading foreign bytes never throws and never recurses without bound: a refused input gives an
-/// error text, in English, for the log. Time is in proportion to the input, and what is allocated
+/// Reading foreign bytes never throws and never recurses without bound. The reason of a refusal is
+/// in English, for the log. Time is in proportion to the input, and what is allocated
 /// stays within memoryPerByte times its size, and memoryFloor, at every moment.
 class PropertyListSerialization {
 public:
     enum class Format { OpenStep, Xml, Binary };
-
-    struct Parsed {
-        /// Missing when the input was refused.
-        std::optional<PropertyList> value;
-        /// The form that was recognised.
-        Format format = Format::OpenStep;
-        /// Why the input was refused; empty when there is a value.
-        QString error;
-    };
 
     /// Containers nested deeper are refused: the platform's limit, and far above the six levels
     /// of a clip, so that a value can always be walked and destroyed recursively.
@@ -56,12 +48,16 @@ public:
     static constexpr qsizetype maximumXmlSize = 512 << 20;
 
     /// The form is detected: binary by its magic, then XML, then OpenStep text. A bare word is a
-    /// string, white space alone an empty dictionary, no bytes at all an error.
-    [[nodiscard]] static Parsed parse(QByteArrayView bytes, quint64 perByte = memoryPerByte);
-    [[nodiscard]] static Parsed parseXml(QByteArrayView bytes, quint64 perByte = memoryPerByte);
-    [[nodiscard]] static Parsed parseBinary(QByteArrayView bytes, quint64 perByte = memoryPerByte);
-    [[nodiscard]] static Parsed parseOpenStep(QByteArrayView bytes,
-                                              quint64 perByte = memoryPerByte);
+    /// string, white space alone an empty dictionary, no bytes at all a failure. Whoever wants to
+    /// know gets the form of what was read.
+    [[nodiscard]] static Result<PropertyList>
+    parse(QByteArrayView bytes, quint64 perByte = memoryPerByte, Format *form = nullptr);
+    [[nodiscard]] static Result<PropertyList> parseXml(QByteArrayView bytes,
+                                                       quint64 perByte = memoryPerByte);
+    [[nodiscard]] static Result<PropertyList> parseBinary(QByteArrayView bytes,
+                                                          quint64 perByte = memoryPerByte);
+    [[nodiscard]] static Result<PropertyList> parseOpenStep(QByteArrayView bytes,
+                                                            quint64 perByte = memoryPerByte);
 
     /// The XML document, byte for byte as the platform writes it, after `headroom` bytes whose
     /// contents are the caller's to fill in (a frame header, which must not cost a copy).

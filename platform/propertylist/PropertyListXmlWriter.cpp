@@ -5,7 +5,7 @@
 #include "platform/foundation/Utf8.h"
 #include "platform/propertylist/Base64.h"
 #include "platform/propertylist/PropertyListSerialization.h"
-#include "platform/propertylist/PropertyListXmlDate.h"
+#include "platform/propertylist/PropertyListText.h"
 
 #include <algorithm>
 #include <array>

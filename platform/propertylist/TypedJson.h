@@ -20,8 +20,35 @@ namespace clipmule {
 
 [[nodiscard]] QJsonObject typedJson(const PropertyList &value);
 
-/// Nothing when the JSON is not of this form, or nested deeper than
-/// PropertyListSerialization::maximumDepth.
-[[nodiscard]] std::optional<PropertyList> propertyListFromTypedJson(const QJsonValue &json);
+/// What may be written out as JSON. A small foreign file may refer to one long text, or to one
+/// list, from many places; as JSON each of them is there in full, and each value takes some three
+/// hundred bytes of memory until it is printed.
+class JsonBudget final {
+public:
+    /// Values that are shown at once: some 600 MB of memory. A clip of ten thousand items, whole,
+    /// has a hundred thousand.
+    static constexpr qint64 mostValues = qint64(1) << 21;
+    /// UTF-16 units that may be shown beyond what the input itself holds: a history in which one
+    /// long text stands in every clip is shown as well.
+    static constexpr qint64 mostSharedUnits = qint64(32) << 20;
+
+    /// `units` are UTF-16 units of texts and hexadecimal digits of bytes, in all.
+    explicit JsonBudget(qint64 units, qint64 values = mostValues)
+        : _units(units)
+        , _values(values) {}
+    /// For an input of so many bytes: base64 and hexadecimal digits take the most room.
+    [[nodiscard]] static JsonBudget forInput(qint64 bytes) {
+        return JsonBudget(mostSharedUnits + 4 * bytes);
+    }
+
+    // Both raise a PlatformException named "TooLarge" once the budget is used up.
+    void take(qint64 units);
+    /// Takes what the value needs with everything in it, each time that it is met.
+    void take(const PropertyList &value);
+
+private:
+    qint64 _units;
+    qint64 _values;
+};
 
 } // namespace clipmule

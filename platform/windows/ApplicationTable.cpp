@@ -62,13 +62,12 @@ void ApplicationTable::readFile(const QString &path, Missing missing) {
         return;
     QString problem;
     if (file.outcome == Outcome::Read) {
-        const PropertyListSerialization::Parsed parsed =
-            PropertyListSerialization::parse(file.bytes);
-        const auto *entries = parsed.value ? parsed.value->as<PropertyList::Dictionary>() : nullptr;
+        const auto parsed = PropertyListSerialization::parse(file.bytes);
+        const auto *entries = parsed ? parsed->as<PropertyList::Dictionary>() : nullptr;
         if (entries)
             problem = add(*entries);
         else
-            problem = parsed.value ? QStringLiteral("it is no dictionary") : parsed.error;
+            problem = parsed ? QStringLiteral("it is no dictionary") : parsed.error().reason;
     } else if (file.outcome == Outcome::TooLarge) {
         problem = QStringLiteral("it is larger than %1 bytes").arg(maximumFileBytes);
     } else {

@@ -71,8 +71,7 @@ struct FakePhone {
         QByteArrayView bytes = taken = connection().takeWritten();
         while (bytes.size() >= 8) {
             const auto length = qFromLittleEndian<quint32>(bytes.data() + 4);
-            objects.append(
-                *PropertyListSerialization::parse(bytes.sliced(8, qsizetype(length))).value);
+            objects.append(*PropertyListSerialization::parse(bytes.sliced(8, qsizetype(length))));
             bytes = bytes.sliced(8 + qsizetype(length));
         }
         return objects;

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/archive/KeyedUnarchiver.h"
+#include "platform/archive/KeyedArchiver.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/archive/ArchivedClips.h"

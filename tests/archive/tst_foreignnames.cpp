@@ -1,10 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/archive/SequentialUnarchiver.h"
+#include "platform/archive/SequentialArchiver.h"
 #include "platform/archive/TypedStream.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/archive/KeyedArchives.h"
+#include "tests/kit/Results.h"
 
 #include <QTest>
 
@@ -80,7 +81,7 @@ private Q_SLOTS:
             ofSequential({{"NSDate", 0}}, [](Writer &writer) { writer.writeTypes(bytes); }),
             old + QStringLiteral("types \"") + shownBytes + QStringLiteral("\" instead of \"d\""));
         const auto xml = [](const QByteArray &text) {
-            return PropertyListSerialization::parseXml(text).error;
+            return kit::reasonOf(PropertyListSerialization::parseXml(text));
         };
         const QByteArray utf8 = name.toUtf8().replace('\r', "").replace('\n', "");
         const QString shownInXml =
@@ -95,7 +96,8 @@ private Q_SLOTS:
             QStringLiteral("unknown reference \"&\\x1b%1\" in line 1"));
         row("encoding of XML", xml("<?xml encoding='\x1b%1'?>"),
             QStringLiteral("unknown encoding \"\\x1b%1\""));
-        row("character of a text list", PropertyListSerialization::parseOpenStep("(\x1b)").error,
+        row("character of a text list",
+            kit::reasonOf(PropertyListSerialization::parseOpenStep("(\x1b)")),
             QStringLiteral("text property list: unexpected character U+001b in line 1"));
         row("a value's description",
             PropertyList(PropertyList::Dictionary{{name, PropertyList::List{name}}}).description(),

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/archive/SequentialArchiver.h"
-#include "platform/archive/SequentialUnarchiver.h"
 #include "platform/archive/TypedStream.h"
 #include "platform/foundation/PlatformException.h"
 #include "tests/archive/KeyedArchives.h"

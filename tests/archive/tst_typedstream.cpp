@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/archive/ColorArchive.h"
-#include "platform/archive/FontArchive.h"
+#include "platform/archive/ArchivedLook.h"
 #include "platform/archive/TypedStream.h"
 #include "platform/foundation/PlatformException.h"
 #include "tests/kit/Vectors.h"

@@ -4,6 +4,7 @@
 #include "platform/bundle/Bundle.h"
 
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "tests/kit/Results.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -152,7 +153,7 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("contents");
         QTest::addColumn<QString>("message");
         QTest::newRow("no property list")
-            << QByteArray("<plist>") << PropertyListSerialization::parse("<plist>").error;
+            << QByteArray("<plist>") << kit::reasonOf(PropertyListSerialization::parse("<plist>"));
         QTest::newRow("empty") << QByteArray()
                                << QStringLiteral("Cannot parse a NULL or zero-length data");
     }

@@ -3,8 +3,6 @@
 
 #include "tests/kit/Vectors.h"
 
-#include "platform/propertylist/TypedJson.h"
-
 #include <QDir>
 #include <QJsonDocument>
 
@@ -43,15 +41,9 @@ QStringList vectorsIn(const QString &folder) {
     return names;
 }
 
-std::optional<PropertyList> expectedValue(const QString &name) {
+QJsonObject expectedValue(const QString &name) {
     static const QJsonObject expected = readExpected();
-    const auto entry = expected.constFind(name);
-    if (entry == expected.constEnd())
-        return std::nullopt;
-    const auto value = propertyListFromTypedJson(entry->toObject()[u"value"]);
-    if (!value)
-        qFatal("expected.json: malformed value for %s", qPrintable(name));
-    return value;
+    return expected[name][u"value"].toObject();
 }
 
 } // namespace clipmule::kit

@@ -3,8 +3,7 @@
 
 #pragma once
 
-#include "platform/foundation/PropertyList.h"
-
+#include <QJsonObject>
 #include <QStringList>
 
 namespace clipmule::kit {
@@ -17,7 +16,7 @@ namespace clipmule::kit {
 /// The names of the files in a folder of it, sorted.
 [[nodiscard]] QStringList vectorsIn(const QString &folder);
 
-/// The value that expected.json has for a file; nothing when it has none.
-[[nodiscard]] std::optional<PropertyList> expectedValue(const QString &name);
+/// The value that expected.json has for a file, in the form of typedJson(); empty when it has none.
+[[nodiscard]] QJsonObject expectedValue(const QString &name);
 
 } // namespace clipmule::kit

@@ -5,7 +5,6 @@
 
 #include "model/ZRKClipmuleClipboard.h"
 #include "platform/archive/KeyedArchiver.h"
-#include "platform/archive/KeyedUnarchiver.h"
 
 namespace clipmule::test {
 

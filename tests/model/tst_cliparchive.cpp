@@ -3,6 +3,7 @@
 
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "tests/kit/Vectors.h"
 #include "tests/model/Archives.h"
 #include "tests/model/StoreFixture.h"
 
@@ -20,8 +21,8 @@ const NativeDictionary native{{QStringLiteral("public.html"), "<b>a</b>"},
                               {QStringLiteral("org.example.empty"), ""}};
 
 ArchiveValue vector(const QString &name) {
-    return KeyedUnarchiver::unarchivedObjectOfFile(
-        QStringLiteral(CLIPMULE_TEST_DATA "/vectors/keyed/") + name, classes);
+    return KeyedUnarchiver::unarchivedObject(kit::vectorBytes(QStringLiteral("keyed/") + name),
+                                             classes);
 }
 
 std::shared_ptr<ZRKClipmuleDataItem> itemVector(const char *name) {
@@ -148,7 +149,7 @@ void ClipArchiveTest::archiveOfAnItemHasItsExactForm() {
     QFile file(QStringLiteral(CLIPMULE_TEST_DATA "/vectors/keyed/mac_item_text.bplist"));
     QVERIFY(file.open(QIODevice::ReadOnly));
     const auto expected = PropertyListSerialization::parseBinary(file.readAll());
-    QCOMPARE(KeyedArchiver::archivedPropertyList(item), expected.value.value());
+    QCOMPARE(KeyedArchiver::archivedPropertyList(item), *expected);
 }
 
 void ClipArchiveTest::cacheOfAnotherVersionIsEmptied() {

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/archive/SequentialArchiver.h"
-#include "platform/archive/SequentialUnarchiver.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/model/Archives.h"
 #include "tests/model/StoreFixture.h"

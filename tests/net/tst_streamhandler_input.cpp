@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/PlatformException.h"
+#include "tests/kit/Results.h"
 #include "tests/net/Recorder.h"
 
 #include <QTest>
@@ -219,9 +220,9 @@ private Q_SLOTS:
     void anUndecodablePayloadIsLoggedAndTheNextFrameDecoded() {
         const QByteArray payload = QByteArrayLiteral("<<<");
         const auto parsed = PropertyListSerialization::parse(payload);
-        QVERIFY(!parsed.error.isEmpty());
+        QVERIFY(!kit::reasonOf(parsed).isEmpty());
         const QString line = QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE ERROR DECODING DATA %1")
-                                 .arg(parsed.error);
+                                 .arg(kit::reasonOf(parsed));
         QTest::ignoreMessage(QtWarningMsg, qPrintable(line));
         receive(objectFrame(payload) + hiFrame);
         QCOMPARE(events(), QStringList{QStringLiteral("received hi")});

@@ -127,7 +127,7 @@ private Q_SLOTS:
                 } catch (const PlatformException &) {
                     continue; // no file can hold it
                 }
-                const auto value = PropertyListSerialization::parse(xml).value;
+                const auto value = PropertyListSerialization::parse(xml);
                 if (!value)
                     continue;
                 const auto line =

@@ -3,8 +3,6 @@
 
 #include "platform/propertylist/Base64.h"
 
-#include "platform/propertylist/Base64Kernel.h"
-
 #include <QFile>
 #include <QTest>
 

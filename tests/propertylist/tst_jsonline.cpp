@@ -3,7 +3,7 @@
 
 #include "platform/foundation/JsonLine.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/propertylist/JsonBudget.h"
+#include "platform/propertylist/TypedJson.h"
 
 #include <QJsonDocument>
 #include <QTest>

@@ -3,6 +3,7 @@
 
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "tests/kit/Results.h"
 #include "tests/propertylist/BinaryListBuilder.h"
 
 #include <QTest>
@@ -64,9 +65,8 @@ private Q_SLOTS:
 
     void readsTheSmallestFile() {
         const auto parsed = Serialization::parseBinary(hex(smallest));
-        QCOMPARE(parsed.error, QString());
-        QCOMPARE(parsed.format, Serialization::Format::Binary);
-        QVERIFY(*parsed.value == PropertyList(PropertyList::List{QStringLiteral("a")}));
+        QCOMPARE(kit::reasonOf(parsed), QString());
+        QVERIFY(*parsed == PropertyList(PropertyList::List{QStringLiteral("a")}));
     }
 
     void writesTheSmallestFile() {
@@ -114,8 +114,8 @@ private Q_SLOTS:
         QFETCH(PropertyList, expected);
         const auto parsed =
             Serialization::parseBinary(BinaryListBuilder{.objects = {object}}.bytes());
-        QCOMPARE(parsed.error, QString());
-        QVERIFY2(*parsed.value == expected, qPrintable(parsed.value->description()));
+        QCOMPARE(kit::reasonOf(parsed), QString());
+        QVERIFY2(*parsed == expected, qPrintable(parsed->description()));
     }
 
     void refusesOneObject_data() {
@@ -160,14 +160,14 @@ private Q_SLOTS:
         QFETCH(QByteArray, object);
         const auto parsed =
             Serialization::parseBinary(BinaryListBuilder{.objects = {object}}.bytes());
-        QVERIFY(!parsed.value);
-        QVERIFY(!parsed.error.isEmpty());
+        QVERIFY(!parsed);
+        QVERIFY(!kit::reasonOf(parsed).isEmpty());
     }
 
     void refusesWrongOutlines_data() {
         QTest::addColumn<QByteArray>("file");
         const BinaryListBuilder good{.objects = {hex("a1 01"), hex("51 61")}};
-        QVERIFY(Serialization::parseBinary(good.bytes()).value);
+        QVERIFY(Serialization::parseBinary(good.bytes()));
         const auto row = [&](const char *name, auto change) {
             // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): seen without the change.
             BinaryListBuilder changed = good;
@@ -218,15 +218,15 @@ private Q_SLOTS:
     void refusesWrongOutlines() {
         QFETCH(QByteArray, file);
         const auto parsed = Serialization::parseBinary(file);
-        QVERIFY(!parsed.value);
-        QVERIFY(!parsed.error.isEmpty());
+        QVERIFY(!parsed);
+        QVERIFY(!kit::reasonOf(parsed).isEmpty());
     }
 
     void everyTruncationIsRefused() {
         const QByteArray file = Serialization::binary(PropertyList::Dictionary{
             {QStringLiteral("k"), PropertyList::List{1, QStringLiteral("é"), QByteArray("x")}}});
         for (qsizetype size = 0; size < file.size(); ++size)
-            QVERIFY(!Serialization::parseBinary(QByteArrayView(file).first(size)).value);
+            QVERIFY(!Serialization::parseBinary(QByteArrayView(file).first(size)));
     }
 
     void referenceWidthMustReachTheCount_data() {
@@ -241,7 +241,7 @@ private Q_SLOTS:
         QFETCH(bool, accepted);
         BinaryListBuilder file{.offsetWidth = 2, .referenceWidth = 1};
         file.objects.fill(hex("09"), objects);
-        QCOMPARE(Serialization::parseBinary(file.bytes()).value.has_value(), accepted);
+        QCOMPARE(Serialization::parseBinary(file.bytes()).has_value(), accepted);
     }
 
     void offsetWidthMustReachTheTable_data() {
@@ -258,14 +258,14 @@ private Q_SLOTS:
         const int length = tableOffset - 11;
         const BinaryListBuilder file{
             .objects = {hex("5f10") + char(length) + QByteArray(length, 'x')}};
-        QCOMPARE(Serialization::parseBinary(file.bytes()).value.has_value(), accepted);
+        QCOMPARE(Serialization::parseBinary(file.bytes()).has_value(), accepted);
     }
 
     void theFirstOfEqualKeysIsKept() {
         const BinaryListBuilder file{
             .objects = {hex("d2 01 01 02 03"), hex("51 6b"), hex("10 01"), hex("10 02")}};
         const auto parsed = Serialization::parseBinary(file.bytes());
-        QVERIFY(*parsed.value == PropertyList(PropertyList::Dictionary{{QStringLiteral("k"), 1}}));
+        QVERIFY(*parsed == PropertyList(PropertyList::Dictionary{{QStringLiteral("k"), 1}}));
     }
 
     void deepNestingIsRefused_data() {
@@ -279,7 +279,7 @@ private Q_SLOTS:
     void deepNestingIsRefused() {
         QFETCH(int, depth);
         QFETCH(bool, accepted);
-        QCOMPARE(Serialization::parseBinary(nestedLists(depth)).value.has_value(), accepted);
+        QCOMPARE(Serialization::parseBinary(nestedLists(depth)).has_value(), accepted);
     }
 
     void deepNestingIsRefusedBehindASharedObject() {
@@ -295,15 +295,15 @@ private Q_SLOTS:
                 file.objects.append(hex("a1") + bigEndian(301 + quint64(i), 2));
             file.objects.append(hex("a1") + bigEndian(1, 2));
             const bool fits = 1 + second + 300 <= Serialization::maximumDepth;
-            QCOMPARE(Serialization::parseBinary(file.bytes()).value.has_value(), fits);
+            QCOMPARE(Serialization::parseBinary(file.bytes()).has_value(), fits);
         }
     }
 
     void sharedObjectsAreDecodedOnce() {
         // 2^15 leaves from 16 objects: a small value, since what is shared is held once.
         const auto parsed = Serialization::parseBinary(sharedList(15, hex("51 61")));
-        QCOMPARE(parsed.error, QString());
-        const PropertyList *level = &*parsed.value;
+        QCOMPARE(kit::reasonOf(parsed), QString());
+        const PropertyList *level = &*parsed;
         for (int i = 0; i < 14; ++i) {
             const auto &list = level->list();
             QCOMPARE(list.size(), 2);
@@ -320,8 +320,8 @@ private Q_SLOTS:
     void sharedObjectsThatExpandWithoutBoundAreRefused() {
         QFETCH(int, levels);
         const auto parsed = Serialization::parseBinary(sharedList(levels, hex("51 61")));
-        QVERIFY(!parsed.value);
-        QVERIFY2(parsed.error.contains(u"expand"), qPrintable(parsed.error));
+        QVERIFY(!parsed);
+        QVERIFY2(kit::reasonOf(parsed).contains(u"expand"), qPrintable(kit::reasonOf(parsed)));
     }
 
     void expansionIsBoundedByTheSize_data() {
@@ -359,7 +359,7 @@ private Q_SLOTS:
                         hex("5f11") + bigEndian(quint64(length), 2) + QByteArray(length, 'x'),
                         hex("5f11") + bigEndian(quint64(filler), 2) + QByteArray(filler, 'y')};
         QCOMPARE(qint64(file.bytes().size()), sizeWith());
-        QCOMPARE(Serialization::parseBinary(file.bytes()).value.has_value(), excess <= 0);
+        QCOMPARE(Serialization::parseBinary(file.bytes()).has_value(), excess <= 0);
     }
 
     void keysCountForTheExpansionToo() {
@@ -373,20 +373,20 @@ private Q_SLOTS:
                             key, hex("09")};
             return Serialization::parseBinary(file.bytes());
         };
-        QVERIFY(withKeys(16).value);
-        QVERIFY(!withKeys(20).value);
-        QVERIFY(!withKeys(100'000).value);
+        QVERIFY(withKeys(16));
+        QVERIFY(!withKeys(20));
+        QVERIFY(!withKeys(100'000));
     }
 
     void overlappingObjectsAreRefused() {
         // Object 2 lies inside the data of object 1; a chain of such would be decoded in the square
         // of the file's size.
         BinaryListBuilder file{.objects = {hex("a2 01 02"), hex("44 53 616263"), hex("09")}};
-        QVERIFY(Serialization::parseBinary(file.bytes()).value);
+        QVERIFY(Serialization::parseBinary(file.bytes()));
         file.offsets = {8, 11, 12};
         const auto parsed = Serialization::parseBinary(file.bytes());
-        QVERIFY(!parsed.value);
-        QVERIFY2(parsed.error.contains(u"overlap"), qPrintable(parsed.error));
+        QVERIFY(!parsed);
+        QVERIFY2(kit::reasonOf(parsed).contains(u"overlap"), qPrintable(kit::reasonOf(parsed)));
     }
 
     void writesTheNarrowestForms_data() {
@@ -482,21 +482,21 @@ private Q_SLOTS:
         const QByteArray trailer = file.last(32);
         QCOMPARE(int(trailer[6]), offsetWidth);
         QCOMPARE(int(trailer[7]), referenceWidth);
-        QVERIFY(*Serialization::parseBinary(file).value == value);
+        QVERIFY(*Serialization::parseBinary(file) == value);
     }
 
     void refusesToWriteTooDeepValues() {
         PropertyList value = PropertyList::List();
         for (int depth = 1; depth < Serialization::maximumDepth; ++depth)
             value = PropertyList::List{value};
-        QVERIFY(*Serialization::parseBinary(Serialization::binary(value)).value == value);
+        QVERIFY(*Serialization::parseBinary(Serialization::binary(value)) == value);
         value = PropertyList::List{value};
         QVERIFY_EXCEPTION_THROWN(Serialization::binary(value), PlatformException);
         // A leaf or a dictionary at the bottom is no different.
         PropertyList mixed = PropertyList::Dictionary{{QStringLiteral("k"), 1}};
         for (int depth = 1; depth < Serialization::maximumDepth; ++depth)
             mixed = PropertyList::Dictionary{{QStringLiteral("k"), mixed}};
-        QVERIFY(*Serialization::parseBinary(Serialization::binary(mixed)).value == mixed);
+        QVERIFY(*Serialization::parseBinary(Serialization::binary(mixed)) == mixed);
     }
 };
 

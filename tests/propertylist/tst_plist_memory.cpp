@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "tests/kit/Results.h"
 
 #include <QTest>
 
@@ -212,8 +213,9 @@ private Q_SLOTS:
             Serialization::memoryPerByte * quint64(message.size()) + Serialization::memoryFloor;
         QVERIFY2(
             taken <= share,
-            qPrintable(QStringLiteral("%1 of %2, %3").arg(taken).arg(share).arg(parsed.error)));
-        QVERIFY2(bool(parsed.value) == isRead, qPrintable(parsed.error));
+            qPrintable(
+                QStringLiteral("%1 of %2, %3").arg(taken).arg(share).arg(kit::reasonOf(parsed))));
+        QVERIFY2(bool(parsed) == isRead, qPrintable(kit::reasonOf(parsed)));
     }
 
     void smallListsOfAnyShapeAreRead() {
@@ -221,8 +223,8 @@ private Q_SLOTS:
              {references(100'000, "\x09"), smallObjects(50'000),
               xml(repeated("<array>", "<true/>", "</array>", 400'000)), xml(numberedKeys(400'000)),
               repeated("(", "a,", ")", 80'000)})
-            QVERIFY2(Serialization::parse(message).value,
-                     qPrintable(Serialization::parse(message).error));
+            QVERIFY2(Serialization::parse(message),
+                     qPrintable(kit::reasonOf(Serialization::parse(message))));
     }
 
     // 8 MiB and 4 (n + 59) hold n elements of 32 bytes, a head of 64, two numbers of 4 bytes and
@@ -231,8 +233,8 @@ private Q_SLOTS:
         const qsizetype most = 299'595;
         QCOMPARE(references(most, "\x09").size(), most + 59);
         for (const qsizetype count : {most - 1, most})
-            QVERIFY(Serialization::parse(references(count, "\x09")).value);
-        QCOMPARE(Serialization::parse(references(most + 1, "\x09")).error,
+            QVERIFY(Serialization::parse(references(count, "\x09")));
+        QCOMPARE(kit::reasonOf(Serialization::parse(references(most + 1, "\x09"))),
                  QStringLiteral("binary property list: too many values for the size"));
     }
 
@@ -259,15 +261,15 @@ private Q_SLOTS:
     void largeValuesAreSpentToo() {
         QFETCH(QByteArray, message);
         QFETCH(quint64, share);
-        QVERIFY(!Serialization::parse(message, share).value);
+        QVERIFY(!Serialization::parse(message, share));
         const auto all = Serialization::parse(message);
-        QVERIFY2(all.value, qPrintable(all.error));
+        QVERIFY2(all, qPrintable(kit::reasonOf(all)));
     }
 
     void aFileMayTakeMore() {
         const QByteArray list = references(1'000'000, "\x09");
-        QVERIFY(!Serialization::parse(list).value);
-        QVERIFY(Serialization::parse(list, Serialization::memoryPerByteOfFile).value);
+        QVERIFY(!Serialization::parse(list));
+        QVERIFY(Serialization::parse(list, Serialization::memoryPerByteOfFile));
     }
 };
 

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/propertylist/NextStepCharacters.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListText.h"
+#include "tests/kit/Results.h"
 
 #include <QTest>
 
@@ -90,9 +91,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, text);
         QFETCH(PropertyList, expected);
         const auto parsed = Serialization::parseOpenStep(text);
-        QCOMPARE(parsed.error, QString());
-        QCOMPARE(parsed.format, Serialization::Format::OpenStep);
-        QVERIFY2(*parsed.value == expected, qPrintable(parsed.value->description()));
+        QCOMPARE(kit::reasonOf(parsed), QString());
+        QVERIFY2(*parsed == expected, qPrintable(parsed->description()));
     }
 
     void refuses_data() {
@@ -138,12 +138,12 @@ private Q_SLOTS:
     void refuses() {
         QFETCH(QByteArray, text);
         const auto parsed = Serialization::parseOpenStep(text);
-        QVERIFY2(!parsed.value, qPrintable(parsed.value ? parsed.value->description() : QString()));
-        QVERIFY(!parsed.error.isEmpty());
+        QVERIFY2(!parsed, qPrintable(parsed ? parsed->description() : QString()));
+        QVERIFY(!kit::reasonOf(parsed).isEmpty());
     }
 
     void errorsNameTheLine() {
-        QCOMPARE(Serialization::parseOpenStep("{\n a = b;\n c = d\n}").error,
+        QCOMPARE(kit::reasonOf(Serialization::parseOpenStep("{\n a = b;\n c = d\n}")),
                  QStringLiteral("text property list: missing ; after an entry in line 4"));
     }
 
@@ -168,7 +168,7 @@ private Q_SLOTS:
         const QByteArray leaf = "x";
         const auto parsed =
             Serialization::parseOpenStep(open.repeated(depth) + leaf + close.repeated(depth));
-        QCOMPARE(parsed.value.has_value(), accepted);
+        QCOMPARE(parsed.has_value(), accepted);
     }
 
     void stringsFilesCountAsOneLevel() {
@@ -176,8 +176,8 @@ private Q_SLOTS:
         const auto nested = [](int depth) {
             return QByteArray("a=") + QByteArray(depth, '(') + QByteArray(depth, ')') + ";";
         };
-        QVERIFY(Serialization::parseOpenStep(nested(limit - 1)).value);
-        QVERIFY(!Serialization::parseOpenStep(nested(limit)).value);
+        QVERIFY(Serialization::parseOpenStep(nested(limit - 1)));
+        QVERIFY(!Serialization::parseOpenStep(nested(limit)));
     }
 
     void nextStepCharacters() {

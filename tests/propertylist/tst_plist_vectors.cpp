@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/propertylist/TypedJson.h"
+#include "tests/kit/Results.h"
 #include "tests/kit/Vectors.h"
 
 #include <QTest>
@@ -44,17 +46,17 @@ private Q_SLOTS:
     }
     void valid() {
         QFETCH(QString, name);
-        const auto parsed = Serialization::parse(kit::vectorBytes(name));
+        auto form = Format::Xml;
+        const auto parsed =
+            Serialization::parse(kit::vectorBytes(name), Serialization::memoryPerByte, &form);
         if (refusedHere.contains(name)) {
-            QVERIFY(!parsed.value);
-            QVERIFY(!parsed.error.isEmpty());
+            QVERIFY(!parsed);
+            QVERIFY(!kit::reasonOf(parsed).isEmpty());
             return;
         }
-        QCOMPARE(parsed.error, QString());
-        QCOMPARE(parsed.format, name.startsWith(u"binary") ? Format::Binary : Format::OpenStep);
-        const auto expected = kit::expectedValue(name);
-        QVERIFY(expected);
-        QVERIFY2(*parsed.value == *expected, qPrintable(parsed.value->description()));
+        QCOMPARE(kit::reasonOf(parsed), QString());
+        QCOMPARE(form, name.startsWith(u"binary") ? Format::Binary : Format::OpenStep);
+        QCOMPARE(typedJson(*parsed), kit::expectedValue(name));
     }
 
     void invalid_data() {
@@ -64,29 +66,31 @@ private Q_SLOTS:
     }
     void invalid() {
         QFETCH(QString, name);
-        const auto parsed = Serialization::parse(kit::vectorBytes(name));
+        auto form = Format::Xml;
+        const auto parsed =
+            Serialization::parse(kit::vectorBytes(name), Serialization::memoryPerByte, &form);
         if (name == u"binary/invalid/header_only.bplist") {
             // As text it is a word.
-            QCOMPARE(parsed.format, Format::OpenStep);
-            QVERIFY(*parsed.value == *kit::expectedValue(name));
+            QCOMPARE(form, Format::OpenStep);
+            QCOMPARE(typedJson(*parsed), kit::expectedValue(name));
             return;
         }
-        QVERIFY(!parsed.value);
-        QVERIFY(!parsed.error.isEmpty());
-        QVERIFY(!Serialization::parseBinary(kit::vectorBytes(name)).value);
+        QVERIFY(!parsed);
+        QVERIFY(!kit::reasonOf(parsed).isEmpty());
+        QVERIFY(!Serialization::parseBinary(kit::vectorBytes(name)));
     }
 
     void writtenFilesReadBack_data() { valid_data(); }
     void writtenFilesReadBack() {
         QFETCH(QString, name);
         const auto parsed = Serialization::parse(kit::vectorBytes(name));
-        if (!parsed.value)
+        if (!parsed)
             return; // see above
-        const QByteArray written = Serialization::binary(*parsed.value);
+        const QByteArray written = Serialization::binary(*parsed);
         const auto again = Serialization::parseBinary(written);
-        QCOMPARE(again.error, QString());
-        QVERIFY(*again.value == *parsed.value);
-        QCOMPARE(Serialization::binary(*again.value), written);
+        QCOMPARE(kit::reasonOf(again), QString());
+        QVERIFY(*again == *parsed);
+        QCOMPARE(Serialization::binary(*again), written);
     }
 
     void writesAsThePlatformDoes_data() {
@@ -101,10 +105,10 @@ private Q_SLOTS:
     void writesAsThePlatformDoes() {
         QFETCH(QString, input);
         QFETCH(QString, output);
-        const auto value = Serialization::parseBinary(kit::vectorBytes(input)).value;
+        const auto value = Serialization::parseBinary(kit::vectorBytes(input));
         const QByteArray theirs = kit::vectorBytes(output);
         QVERIFY(value);
-        QVERIFY(*value == *Serialization::parseBinary(theirs).value);
+        QVERIFY(*value == *Serialization::parseBinary(theirs));
         // The order of dictionaries differs; objects, widths and trailer do not.
         const QByteArray ours = Serialization::binary(*value);
         QCOMPARE(ours.size(), theirs.size());
@@ -125,7 +129,7 @@ private Q_SLOTS:
     void writesTheSameBytesAsAnotherWriter() {
         QFETCH(QString, name);
         const QByteArray theirs = kit::vectorBytes(name);
-        QCOMPARE(Serialization::binary(*Serialization::parseBinary(theirs).value).toHex(),
+        QCOMPARE(Serialization::binary(*Serialization::parseBinary(theirs)).toHex(),
                  theirs.toHex());
     }
 
@@ -150,21 +154,23 @@ private Q_SLOTS:
         QFETCH(QByteArray, bytes);
         QFETCH(Format, format);
         QFETCH(PropertyList, expected);
-        const auto parsed = Serialization::parse(bytes);
-        QCOMPARE(parsed.error, QString());
-        QCOMPARE(parsed.format, format);
-        QVERIFY(*parsed.value == expected);
+        std::optional<Format> form;
+        const auto parsed =
+            Serialization::parse(bytes, Serialization::memoryPerByte, &form.emplace());
+        QCOMPARE(kit::reasonOf(parsed), QString());
+        QCOMPARE(form, format);
+        QVERIFY(*parsed == expected);
     }
 
     void parseTellsTheErrorOfTheFormThatWasMeant() {
-        QCOMPARE(Serialization::parse({}).error,
+        QCOMPARE(kit::reasonOf(Serialization::parse({})),
                  QStringLiteral("Cannot parse a NULL or zero-length data"));
-        QCOMPARE(Serialization::parse("bplist00 and more").error,
-                 Serialization::parseBinary("bplist00 and more").error);
-        QCOMPARE(Serialization::parse(" <plist><x/>").error,
-                 Serialization::parseXml(" <plist><x/>").error);
-        QCOMPARE(Serialization::parse("not a plist").error,
-                 Serialization::parseOpenStep("not a plist").error);
+        QCOMPARE(kit::reasonOf(Serialization::parse("bplist00 and more")),
+                 kit::reasonOf(Serialization::parseBinary("bplist00 and more")));
+        QCOMPARE(kit::reasonOf(Serialization::parse(" <plist><x/>")),
+                 kit::reasonOf(Serialization::parseXml(" <plist><x/>")));
+        QCOMPARE(kit::reasonOf(Serialization::parse("not a plist")),
+                 kit::reasonOf(Serialization::parseOpenStep("not a plist")));
     }
 };
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/propertylist/PropertyListXmlDate.h"
+#include "platform/propertylist/PropertyListText.h"
 
 #include <QTest>
 

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/propertylist/TypedJson.h"
 
 #include <QJsonArray>
@@ -16,10 +15,6 @@ using namespace clipmule;
 Q_DECLARE_METATYPE(clipmule::PropertyList)
 
 namespace {
-
-QJsonValue jsonOf(const QByteArray &text) {
-    return QJsonDocument::fromJson(text).object();
-}
 
 QByteArray textOf(const PropertyList &value) {
     return QJsonDocument(typedJson(value)).toJson(QJsonDocument::Compact);
@@ -64,57 +59,11 @@ private Q_SLOTS:
         QFETCH(PropertyList, value);
         QFETCH(QByteArray, json);
         QCOMPARE(textOf(value), json);
-        QCOMPARE(propertyListFromTypedJson(jsonOf(json)), value);
     }
 
     void keepsALoneSurrogate() {
         const PropertyList value(QString(QChar(0xd83d)) + u'a');
         QCOMPARE(textOf(value), QByteArray(R"({"string":"\ud83da"})"));
-        QCOMPARE(propertyListFromTypedJson(typedJson(value)), value);
-    }
-
-    void refusesOtherJson_data() {
-        QTest::addColumn<QByteArray>("json");
-        for (const char *json : {R"([])",
-                                 R"({})",
-                                 R"({"string":"a","bool":true})",
-                                 R"({"text":"a"})",
-                                 R"({"string":1})",
-                                 R"({"bool":"true"})",
-                                 R"({"integer":1})",
-                                 R"({"integer":"1.5"})",
-                                 R"({"integer":""})",
-                                 R"({"integer":"18446744073709551616"})",
-                                 R"({"real":"1x"})",
-                                 R"({"date":""})",
-                                 R"({"data":"0"})",
-                                 R"({"data":"0g"})",
-                                 R"({"array":"a"})",
-                                 R"({"array":[1]})",
-                                 R"({"dict":[["a"]]})",
-                                 R"({"dict":[[1,{"bool":true}]]})",
-                                 R"({"dict":[["a",1]]})",
-                                 R"({"uid":-1})",
-                                 R"({"uid":4294967296})",
-                                 R"({"uid":0.5})",
-                                 R"({"uid":"1"})"}) {
-            QTest::newRow(json) << QByteArray(json);
-        }
-    }
-    void refusesOtherJson() {
-        QFETCH(QByteArray, json);
-        QCOMPARE(propertyListFromTypedJson(jsonOf(json)), std::nullopt);
-    }
-
-    void readsDownToTheDeepestLevel() {
-        QJsonObject json{{QStringLiteral("bool"), true}};
-        for (int depth = 0; depth < PropertyListSerialization::maximumDepth; ++depth) {
-            QVERIFY(propertyListFromTypedJson(json));
-            json = QJsonObject{{QStringLiteral("array"), QJsonArray{json}}};
-        }
-        QVERIFY(propertyListFromTypedJson(json));
-        json = QJsonObject{{QStringLiteral("array"), QJsonArray{json}}};
-        QVERIFY(!propertyListFromTypedJson(json));
     }
 };
 

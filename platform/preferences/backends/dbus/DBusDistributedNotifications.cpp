@@ -105,13 +105,12 @@ private Q_SLOTS:
             refuse(name, QStringLiteral("more than %1 bytes").arg(largestUserInfo));
             return;
         }
-        const PropertyListSerialization::Parsed parsed =
-            PropertyListSerialization::parseBinary(bytes);
-        if (!parsed.value) {
-            refuse(name, parsed.error);
+        const auto parsed = PropertyListSerialization::parseBinary(bytes);
+        if (!parsed) {
+            refuse(name, parsed.error().reason);
             return;
         }
-        const auto *userInfo = parsed.value->as<PropertyList::Dictionary>();
+        const auto *userInfo = parsed->as<PropertyList::Dictionary>();
         if (!userInfo) {
             refuse(name, QStringLiteral("the user info is no dictionary"));
             return;

@@ -130,14 +130,14 @@ FilePreferencesDatabase::Contents FilePreferencesDatabase::read(const QString &d
     case RegularFile::Contents::Outcome::Failed:
         return {{}, QStringLiteral("%1: not a file that can be read").arg(name)};
     }
-    PropertyListSerialization::Parsed parsed = PropertyListSerialization::parse(file.bytes);
-    if (!parsed.value)
-        return {{}, QStringLiteral("%1: %2").arg(name, parsed.error)};
-    if (!parsed.value->isDictionary())
+    auto parsed = PropertyListSerialization::parse(file.bytes);
+    if (!parsed)
+        return {{}, QStringLiteral("%1: %2").arg(name, parsed.error().reason)};
+    if (!parsed->isDictionary())
         return {{},
                 QStringLiteral("%1: %2 instead of a dictionary")
-                    .arg(name, PropertyList::nameOfKind(parsed.value->kind()))};
-    return {std::move(parsed.value->dictionary()), {}};
+                    .arg(name, PropertyList::nameOfKind(parsed->kind()))};
+    return {std::move(parsed->dictionary()), {}};
 }
 
 QString FilePreferencesDatabase::merge(const QString &domain, const QString &key,

@@ -1,15 +1,18 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/ParseMemory.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 
+#include <QHash>
 #include <QtEndian>
 
 #include <algorithm>
 #include <bit>
 #include <deque>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace clipmule {
@@ -18,10 +21,6 @@ namespace {
 
 constexpr qsizetype headerSize = 8;
 constexpr qsizetype trailerSize = 32;
-
-struct Refused {
-    QString reason;
-};
 
 [[noreturn]] void refuse(const QString &reason) {
     throw Refused{reason};
@@ -74,7 +73,7 @@ public:
 
     PropertyList read() {
         const quint64 root = readTrailer();
-        afford(_memory.spend(_objectCount * sizeof(quint32)));
+        _memory.spend(_objectCount * sizeof(quint32));
         _states.assign(size_t(_objectCount), untouched);
         return std::move(_decoded[decode(root, 0)].value);
     }
@@ -94,12 +93,6 @@ private:
     static constexpr quint32 untouched = 0;
     static constexpr quint32 beingDecoded = 1;
     static constexpr quint32 firstDecoded = 2;
-
-    /// Refuses the list when _memory has answered that a value cannot be paid for.
-    static void afford(bool isAffordable) {
-        if (!isAffordable)
-            refuse(QStringLiteral("too many values for the size"));
-    }
 
     quint64 readTrailer() {
         if (_size < headerSize + 1 + trailerSize)
@@ -145,7 +138,7 @@ private:
         if (state >= firstDecoded)
             return state - firstDecoded;
         state = beingDecoded;
-        afford(_memory.spend(memoryOfDecoded));
+        _memory.spend(memoryOfDecoded);
         const quint64 offset = offsetOf(object);
         if (offset < quint64(headerSize))
             refuse(QStringLiteral("an object inside the header"));
@@ -167,7 +160,7 @@ private:
             return leaf(body, integer(body, low));
         case 0x2:
             if (low == 2)
-                return scalar(body, single(body));
+                return scalar(body, std::bit_cast<float>(qFromBigEndian<quint32>(body.take(4))));
             if (low == 3)
                 return scalar(body, real(body));
             break;
@@ -178,20 +171,20 @@ private:
         case 0x4: {
             const quint64 count = readCount(body, low);
             const auto *data = reinterpret_cast<const char *>(body.take(count));
-            afford(_memory.spendData(count));
+            _memory.spendData(count);
             return leaf(body, PropertyList(QByteArray(data, qsizetype(count))), count);
         }
         case 0x5: {
             // Bytes above 7F are read as Latin-1, the only reading that loses nothing.
             const quint64 count = readCount(body, low);
             const auto *text = reinterpret_cast<const char *>(body.take(count));
-            afford(_memory.spendText(count));
+            _memory.spendText(count);
             return leaf(body, PropertyList(QString::fromLatin1(text, qsizetype(count))), count);
         }
         case 0x6: {
             const quint64 count = readCount(body, low);
             const uchar *units = body.take(count, 2);
-            afford(_memory.spendText(count));
+            _memory.spendText(count);
             QString text(qsizetype(count), Qt::Uninitialized);
             qFromBigEndian<char16_t>(units, qsizetype(count), text.data());
             return leaf(body, PropertyList(std::move(text)), count);
@@ -202,8 +195,6 @@ private:
             return list(body, low, depth + 1);
         case 0xD:
             return dictionary(body, low, depth + 1);
-        default:
-            break;
         }
         refuse(QStringLiteral("unknown object type %1").arg(marker, 2, 16, QLatin1Char('0')));
     }
@@ -232,10 +223,6 @@ private:
         return bigEndian(bytes, width);
     }
 
-    static double single(Body &body) {
-        return double(std::bit_cast<float>(qFromBigEndian<quint32>(body.take(4))));
-    }
-
     static double real(Body &body) {
         return std::bit_cast<double>(qFromBigEndian<quint64>(body.take(8)));
     }
@@ -259,11 +246,9 @@ private:
         if (marker >> 4 != 1)
             refuse(QStringLiteral("a count that is no integer"));
         const PropertyList count = integer(body, marker & 0x0F);
-        if (const auto *large = count.as<quint64>())
-            return *large; // more than any file holds, as the caller will find
-        if (*count.as<qint64>() < 0)
+        if (count.kind() == PropertyList::Kind::Integer && count.integerValue() < 0)
             refuse(QStringLiteral("a negative count"));
-        return quint64(*count.as<qint64>());
+        return count.unsignedValue(); // may be more than any file holds, as the caller will find
     }
 
     Decoded list(Body &body, int low, int depth) {
@@ -271,7 +256,7 @@ private:
         const uchar *references = beginContainer(body, count, depth);
         Decoded result{PropertyList(), 1, 1};
         PropertyList::List elements;
-        afford(_memory.spend(ParseMemory::head + count * ParseMemory::element));
+        _memory.spend(ParseMemory::head + count * ParseMemory::element);
         elements.reserve(qsizetype(count));
         for (quint64 i = 0; i < count; ++i) {
             const Decoded &element = child(result, references, i, depth);
@@ -287,7 +272,7 @@ private:
             refuse(QStringLiteral("an object reaches into the offset table"));
         const uchar *references = beginContainer(body, 2 * count, depth);
         Decoded result{PropertyList(), 1, 1};
-        afford(_memory.spend(ParseMemory::head + count * ParseMemory::entry));
+        _memory.spend(ParseMemory::head + count * ParseMemory::entry);
         PropertyList::Dictionary entries;
         for (quint64 i = 0; i < count; ++i) {
             const Decoded &decodedKey = child(result, references, i, depth);
@@ -355,21 +340,256 @@ private:
     ParseMemory _memory;
 };
 
+/// The smallest of the widths 1, 2, 4 and 8 whose numbers reach beyond the given one.
+int widthAbove(quint64 number) {
+    return fits(number, 1) ? 1 : fits(number, 2) ? 2 : fits(number, 4) ? 4 : 8;
+}
+
+int integerWidth(const PropertyList &value) {
+    const auto *number = value.as<qint64>(); // else a large unsigned one
+    return !number ? 16 : *number < 0 ? 8 : widthAbove(quint64(*number));
+}
+
+bool isAscii(const QString &text) {
+    return std::all_of(text.begin(), text.end(), [](QChar unit) { return unit.unicode() < 0x80; });
+}
+
+/// Bytes of a marker and, for counts of 15 and more, of the count object.
+quint64 markerSize(qsizetype count) {
+    return count < 15 ? 1 : 2 + quint64(widthAbove(quint64(count)));
+}
+
+/// First numbers every object, depth first, a dictionary's keys before its values; then writes them
+/// in that order, when the widths of references and offsets are known.
+class BinaryWriter {
+public:
+    QByteArray write(const PropertyList &root) {
+        number(root, 0);
+        _referenceWidth = widthAbove(_objects.size());
+        const quint64 tableOffset =
+            quint64(headerSize) + _size + _references.size() * quint64(_referenceWidth);
+        const int offsetWidth = widthAbove(tableOffset);
+
+        _bytes.reserve(qsizetype(tableOffset + _objects.size() * quint64(offsetWidth) + 32));
+        _bytes += "bplist00";
+        std::vector<quint64> offsets;
+        offsets.reserve(_objects.size());
+        for (const Object &object : _objects) {
+            offsets.push_back(quint64(_bytes.size()));
+            writeObject(object);
+        }
+        for (const quint64 offset : offsets)
+            writeNumber(offset, offsetWidth);
+        _bytes.append(6, '\0'); // five unused bytes and the sort version
+        writeNumber(quint64(offsetWidth), 1);
+        writeNumber(quint64(_referenceWidth), 1);
+        writeNumber(_objects.size(), 8);
+        writeNumber(0, 8); // the root
+        writeNumber(tableOffset, 8);
+        return std::move(_bytes);
+    }
+
+private:
+    using Kind = PropertyList::Kind;
+
+    /// A string (which may be a key), or any other value. A container's references begin at its
+    /// place in _references.
+    struct Object {
+        const QString *string = nullptr;
+        const PropertyList *value = nullptr;
+        size_t firstReference = 0;
+    };
+
+    quint32 add(const Object &object, quint64 size) {
+        if (_objects.size() >= std::numeric_limits<quint32>::max())
+            throw PlatformException(QStringLiteral("InvalidArgument"),
+                                    QStringLiteral("too many values for a binary property list"));
+        _objects.push_back(object);
+        _size += size;
+        return quint32(_objects.size() - 1);
+    }
+
+    template <typename Key>
+    quint32 addOnce(QHash<Key, quint32> &known, const Key &key, const Object &object,
+                    quint64 size) {
+        const auto found = known.constFind(key);
+        if (found != known.constEnd())
+            return *found;
+        const quint32 result = add(object, size);
+        known.insert(key, result);
+        return result;
+    }
+
+    // Equal strings, numbers, dates and data are stored once. Numbers are told apart by their bits,
+    // so that -0.0 keeps its sign and 1 does not become 1.0.
+    quint32 numberString(const QString &text) {
+        const quint64 units = quint64(text.size()) * (isAscii(text) ? 1 : 2);
+        return addOnce(_strings, text, {&text}, markerSize(text.size()) + units);
+    }
+
+    quint32 numberBits(const PropertyList &value, quint64 bits, quint64 size) {
+        return addOnce(_numbers, {int(value.kind()), bits}, {nullptr, &value}, size);
+    }
+
+    quint32 number(const PropertyList &value, int depth) {
+        switch (value.kind()) {
+        case Kind::String:
+            return numberString(value.string());
+        case Kind::Boolean:
+            return add({nullptr, &value}, 1);
+        case Kind::Integer:
+        case Kind::UnsignedInteger:
+            return numberBits(value, value.unsignedValue(), 1 + quint64(integerWidth(value)));
+        case Kind::Real:
+            return numberBits(value, std::bit_cast<quint64>(value.real()), 9);
+        case Kind::Date:
+            return numberBits(value, std::bit_cast<quint64>(value.date().secondsSinceReference), 9);
+        case Kind::Data:
+            return addOnce(_data, value.data(), {nullptr, &value},
+                           markerSize(value.data().size()) + quint64(value.data().size()));
+        case Kind::Uid:
+            return add({nullptr, &value}, 1 + quint64(widthAbove(value.uid().value)));
+        case Kind::List: {
+            const auto &elements = value.list();
+            const auto [result, place] =
+                beginContainer(value, elements.size(), elements.size(), depth);
+            for (qsizetype i = 0; i < elements.size(); ++i)
+                _references[place + size_t(i)] = number(elements[i], depth + 1);
+            return result;
+        }
+        case Kind::Dictionary: {
+            const auto &entries = value.dictionary();
+            const auto [result, begin] =
+                beginContainer(value, entries.size(), 2 * entries.size(), depth);
+            size_t place = begin;
+            for (auto entry = entries.keyBegin(); entry != entries.keyEnd(); ++entry)
+                _references[place++] = numberString(*entry);
+            for (const PropertyList &element : entries)
+                _references[place++] = number(element, depth + 1);
+            return result;
+        }
+        }
+        Q_UNREACHABLE();
+    }
+
+    std::pair<quint32, size_t> beginContainer(const PropertyList &value, qsizetype count,
+                                              qsizetype references, int depth) {
+        if (depth >= PropertyListSerialization::maximumDepth)
+            throw PlatformException(QStringLiteral("InvalidArgument"),
+                                    QStringLiteral("a property list nested too deeply to write"));
+        const size_t place = _references.size();
+        _references.resize(place + size_t(references));
+        return {add({nullptr, &value, place}, markerSize(count)), place};
+    }
+
+    void writeNumber(quint64 number, int width) {
+        for (int shift = 8 * (width - 1); shift >= 0; shift -= 8)
+            _bytes += char(number >> shift);
+    }
+
+    void writeMarker(int type, qsizetype count) {
+        if (count < 15) {
+            _bytes += char(type | int(count));
+            return;
+        }
+        const int width = widthAbove(quint64(count));
+        _bytes += char(type | 15);
+        _bytes += char(0x10 | std::countr_zero(unsigned(width)));
+        writeNumber(quint64(count), width);
+    }
+
+    void writeString(const QString &text) {
+        if (isAscii(text)) {
+            writeMarker(0x50, text.size());
+            _bytes += text.toLatin1();
+            return;
+        }
+        writeMarker(0x60, text.size());
+        for (const QChar unit : text)
+            writeNumber(unit.unicode(), 2);
+    }
+
+    void writeReferences(size_t first, qsizetype count) {
+        for (qsizetype i = 0; i < count; ++i)
+            writeNumber(_references[first + size_t(i)], _referenceWidth);
+    }
+
+    void writeObject(const Object &object) {
+        if (object.string) {
+            writeString(*object.string);
+            return;
+        }
+        const PropertyList &value = *object.value;
+        switch (value.kind()) {
+        case Kind::String:
+            Q_UNREACHABLE();
+        case Kind::Boolean:
+            _bytes += value.boolean() ? '\x09' : '\x08';
+            return;
+        case Kind::Integer:
+        case Kind::UnsignedInteger: {
+            const int width = integerWidth(value);
+            _bytes += char(0x10 | std::countr_zero(unsigned(width)));
+            if (width == 16)
+                writeNumber(0, 8);
+            writeNumber(value.unsignedValue(), std::min(width, 8));
+            return;
+        }
+        case Kind::Real:
+            _bytes += '\x23';
+            writeNumber(std::bit_cast<quint64>(value.real()), 8);
+            return;
+        case Kind::Date:
+            _bytes += '\x33';
+            writeNumber(std::bit_cast<quint64>(value.date().secondsSinceReference), 8);
+            return;
+        case Kind::Data:
+            writeMarker(0x40, value.data().size());
+            _bytes += value.data();
+            return;
+        case Kind::Uid: {
+            const int width = widthAbove(value.uid().value);
+            _bytes += char(0x80 | (width - 1));
+            writeNumber(value.uid().value, width);
+            return;
+        }
+        case Kind::List:
+            writeMarker(0xA0, value.list().size());
+            writeReferences(object.firstReference, value.list().size());
+            return;
+        case Kind::Dictionary:
+            writeMarker(0xD0, value.dictionary().size());
+            writeReferences(object.firstReference, 2 * value.dictionary().size());
+            return;
+        }
+    }
+
+    std::vector<Object> _objects;
+    std::vector<quint32> _references;
+    QHash<QString, quint32> _strings;
+    QHash<QByteArray, quint32> _data;
+    QHash<std::pair<int, quint64>, quint32> _numbers;
+    /// Bytes of all objects, without the references.
+    quint64 _size = 0;
+    int _referenceWidth = 0;
+    QByteArray _bytes;
+};
+
 } // namespace
 
-PropertyListSerialization::Parsed PropertyListSerialization::parseBinary(QByteArrayView bytes,
-                                                                         quint64 perByte) {
-    Parsed parsed;
-    parsed.format = Format::Binary;
+Result<PropertyList> PropertyListSerialization::parseBinary(QByteArrayView bytes, quint64 perByte) {
     try {
         // The platform reads any version character after "bplist0".
         if (!bytes.startsWith("bplist0") || bytes.size() < headerSize)
             refuse(QStringLiteral("not a binary property list"));
-        parsed.value = BinaryReader(bytes, perByte).read();
+        return BinaryReader(bytes, perByte).read();
     } catch (const Refused &refused) {
-        parsed.error = QStringLiteral("binary property list: %1").arg(refused.reason);
+        return failure(QStringLiteral("binary property list: ") + refused.reason);
     }
-    return parsed;
+}
+
+QByteArray PropertyListSerialization::binary(const PropertyList &value) {
+    return BinaryWriter().write(value);
 }
 
 } // namespace clipmule

@@ -8,6 +8,27 @@
 
 namespace clipmule {
 
+// Colours and fonts as preferences store them: old archives without keys.
+
+/// A calibrated RGB colour as preferences store it: components of single precision, 0 to 1 for what
+/// a screen shows, but not limited to that.
+struct ArchivedColor {
+    float red = 0;
+    float green = 0;
+    float blue = 0;
+    float alpha = 1;
+    friend bool operator==(const ArchivedColor &, const ArchivedColor &) = default;
+};
+
+namespace ColorArchive {
+
+[[nodiscard]] QByteArray archivedData(const ArchivedColor &color);
+/// Device RGB, white and CMYK colours are converted; of a named colour the stand-in that comes with
+/// it is taken. Anything else raises a PlatformException named "InvalidArchive".
+[[nodiscard]] ArchivedColor unarchivedColor(QByteArrayView archive);
+
+} // namespace ColorArchive
+
 /// A font as preferences store it.
 struct ArchivedFont {
     /// The font's own (PostScript) name, for example "Menlo-Regular".
@@ -17,7 +38,6 @@ struct ArchivedFont {
     friend bool operator==(const ArchivedFont &, const ArchivedFont &) = default;
 };
 
-/// Fonts as old archives without keys.
 namespace FontArchive {
 
 [[nodiscard]] QByteArray archivedData(const ArchivedFont &font);

@@ -3,11 +3,18 @@
 
 #pragma once
 
-#include <QtGlobal>
+#include "platform/foundation/PlatformException.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace clipmule {
+
+/// Raises the exception of everything that reads archives.
+[[noreturn]] inline void refuseArchive(const QString &reason) {
+    throw PlatformException(QStringLiteral("InvalidArchive"), reason);
+}
 
 /// Measures what the objects of an archive would be as a tree. An archive stores an object once,
 /// however often it is referred to; comparing, hashing or destroying what was decoded follows every
@@ -25,18 +32,40 @@ public:
         int height = 0;
     };
 
-    ExpansionAccount(qsizetype archiveSize, int maximumDepth);
+    ExpansionAccount(qsizetype archiveSize, int maximumDepth)
+        : _largestWeight(largestWeight(archiveSize))
+        , _maximumDepth(maximumDepth) {}
     /// The largest weight, in objects, that an archive of so many bytes may have.
-    [[nodiscard]] static quint64 largestWeight(qsizetype archiveSize);
+    [[nodiscard]] static quint64 largestWeight(qsizetype archiveSize) {
+        return PropertyListSerialization::expandedValuesFloor +
+               PropertyListSerialization::expandedValuesPerByte * quint64(archiveSize);
+    }
 
     // Raise a PlatformException named "InvalidArchive" when a limit is passed.
     /// The object's contents follow, until the matching end().
-    void begin(Measure &object);
+    void begin(Measure &object) {
+        refuseAbove(int(_path.size()) + 1);
+        _path.push_back(&object);
+    }
     void end() { _path.pop_back(); }
     /// The object that was begun last refers to this one. Does nothing outside of any object.
-    void addReference(const Measure &object);
+    void addReference(const Measure &object) {
+        if (_path.empty())
+            return;
+        Measure &holder = *_path.back();
+        holder.weight += object.weight;
+        if (holder.weight > _largestWeight)
+            refuseArchive(QStringLiteral("shared objects expand to too many values"));
+        holder.height = std::max(holder.height, object.height + 1);
+        refuseAbove(holder.height + 1);
+    }
 
 private:
+    void refuseAbove(int depth) const {
+        if (depth > _maximumDepth)
+            refuseArchive(QStringLiteral("objects nested too deeply"));
+    }
+
     quint64 _largestWeight;
     int _maximumDepth;
     /// The objects that were begun, the innermost last.

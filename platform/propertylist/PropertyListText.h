@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/Date.h"
+
+#include <QByteArray>
+
+#include <optional>
+
+namespace clipmule {
+
+class ParseMemory;
+
+// What the text forms of property lists are made of: encodings, characters and dates.
+
+/// The text of an XML property list as UTF-8, without byte-order mark: the bytes that were given,
+/// not copied, or converted ones. Finds the encoding by the byte-order mark; else it is UTF-16 when
+/// one of the first two bytes is zero; else what the XML declaration says (UTF-8, US-ASCII,
+/// ISO-8859-1, UTF-16); else UTF-8. Throws Refused for bytes that are not in the encoding; those
+/// that are said to be UTF-8 are not looked at here.
+[[nodiscard]] QByteArray utf8FromXml(QByteArrayView bytes, ParseMemory &memory);
+
+/// The character of a byte in the NeXTSTEP 8-bit set, which old text property lists and old font
+/// archives still use. ASCII below 80; U+FFFD for FE and FF, which are not assigned.
+[[nodiscard]] char16_t characterFromNextStep(quint8 byte);
+
+// Dates as XML property lists carry them: "2013-09-04T15:06:40Z", always UTC, whole seconds, in the
+// Gregorian calendar without a beginning or an end; a year before 0000 has a minus sign.
+
+/// Years beyond are refused when read and written as this one: within, a double holds every second.
+constexpr qint64 outermostXmlYear = 99'999'999;
+
+/// Refused when it is not exactly of this form. The fields are not held to their ranges: the 32nd
+/// of January is the first of February.
+[[nodiscard]] std::optional<Date> dateFromXml(QByteArrayView text);
+
+/// The fraction is dropped towards the past; not a number counts as 2001-01-01.
+[[nodiscard]] QByteArray xmlFromDate(Date date);
+
+} // namespace clipmule
