@@ -4,7 +4,7 @@
 #include "app/Agent.h"
 
 #include "platform/foundation/Log.h"
-#include "support/PlatformNotifications.h"
+#include "support/Settings.h"
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKPowerNotificationCenter.h"
 
@@ -51,8 +51,7 @@ bool Agent::start() {
         qCCritical(logApp) << "no identifier of the shared settings in" << _bundle.path();
         return false;
     }
-    _applicationDefaults.emplace(environment);
-    _applicationDefaults->start();
+    _applicationDefaults = Settings::openForAgent(environment);
     whenDisplayIsLost(_backends.session, [] {
         qCCritical(logApp) << "the display is gone";
         QCoreApplication::exit(1);

@@ -47,7 +47,7 @@ private:
     std::unique_ptr<Face> _face;
     std::unique_ptr<ClipNotice> _unseen;
     PasteboardServices _pasteboardServices;
-    std::optional<ApplicationDefaults> _applicationDefaults;
+    std::shared_ptr<ZRKUserDefaults> _applicationDefaults;
     RunLoop::Timer _tellStatus;
     bool _isEnding = false;
     std::unique_ptr<ZRKClipmuleSyncApp> _application;

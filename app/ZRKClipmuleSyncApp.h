@@ -12,7 +12,7 @@
 #include "platform/bundle/Bundle.h"
 #include "platform/foundation/Object.h"
 #include "platform/session/SessionPrograms.h"
-#include "support/ApplicationDefaults.h"
+#include "support/ZRKUserDefaults.h"
 #include "ui/SyncStatusSource.h"
 
 #include <functional>
@@ -29,7 +29,7 @@ struct SyncServices {
     dnssd::Backend &dnssd;
     PasteboardServices &pasteboard;
     KeyboardEvents &keyboard;
-    ApplicationDefaults &applicationDefaults;
+    ZRKUserDefaults &applicationDefaults;
     ZRKUserDefaults &sharedDefaults;
     SessionPrograms &sessionPrograms;
     /// The bundle that holds the agent.

@@ -7,6 +7,7 @@
 #include "platform/foundation/Log.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
+#include "support/Settings.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -106,7 +107,7 @@ std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     // What a status area calls the item.
     QApplication::setApplicationName(QStringLiteral("Clipmule Sync"));
-    QApplication::setDesktopFileName(ApplicationDefaults::identifier());
+    QApplication::setDesktopFileName(applicationIdentifier);
     return application;
 }
 
@@ -164,7 +165,7 @@ int main(int argc, char *argv[]) {
             QCoreApplication::exit(1);
     };
     const bool hasDisplay = qobject_cast<QApplication *>(application.get());
-    instance->claim(ApplicationDefaults::identifier(), claimed,
+    instance->claim(applicationIdentifier, claimed,
                     hasDisplay ? SingleInstance::Standing::Whole
                                : SingleInstance::Standing::Makeshift);
     return QCoreApplication::exec();

@@ -17,7 +17,7 @@ namespace clipmule {
 namespace {
 
 using Kind = PreferencesCommand::Kind;
-using Domain = PreferencesCommand::Domain;
+using Options = QMap<QString, QString>;
 
 // A command, how many words follow it, and which options it takes.
 struct Rule {
@@ -68,124 +68,124 @@ bool takesValue(const QString &option) {
     return with.contains(option);
 }
 
+// What may stand in any command line, and is all that is done then.
+const QMap<QString, Kind> &informing() {
+    static const QMap<QString, Kind> options{{QStringLiteral("--help"), Kind::Help},
+                                             {QStringLiteral("-h"), Kind::Help},
+                                             {QStringLiteral("--version"), Kind::Version},
+                                             {QStringLiteral("-v"), Kind::Version}};
+    return options;
+}
+
 bool hasControlCharacter(const QString &text) {
     return std::any_of(text.begin(), text.end(),
                        [](QChar unit) { return unit < u' ' || unit == u'\x7f'; });
 }
 
-// These return an error text; empty when there is none.
-
-QString checkName(const QString &what, const QString &text, qsizetype size, qsizetype longest,
-                  const QString &unit) {
+Result<void> checkName(const QString &what, const QString &text, qsizetype size, qsizetype longest,
+                       const QString &unit) {
     if (text.isEmpty() || size > longest)
-        return QStringLiteral("%1 has 1 to %2 %3").arg(what).arg(longest).arg(unit);
+        return failure(QStringLiteral("%1 has 1 to %2 %3").arg(what).arg(longest).arg(unit));
     if (text.trimmed().isEmpty())
-        return QStringLiteral("%1 is not blank").arg(what);
+        return failure(QStringLiteral("%1 is not blank").arg(what));
     if (hasControlCharacter(text))
-        return QStringLiteral("%1 has no control characters").arg(what);
+        return failure(QStringLiteral("%1 has no control characters").arg(what));
     return {};
 }
 
-QString checkDisplayName(const QString &name) {
+Result<void> checkDisplayName(const QString &name) {
     return checkName(QStringLiteral("a display name"), name, name.size(), longestDisplayName,
                      QStringLiteral("characters"));
 }
 
-QString readValue(const QString &text, const QMap<QString, QString> &options,
-                  const Settings::Setting *setting, PropertyList &value) {
+Result<PropertyList> readValue(const QString &text, const Options &options,
+                               const Settings::Setting *setting) {
     if (options.contains(stringOption) && options.contains(plistOption))
-        return QStringLiteral("--string and --plist exclude each other");
-    if (options.contains(stringOption)) {
-        value = text;
-    } else if (options.contains(plistOption)) {
+        return failure(QStringLiteral("--string and --plist exclude each other"));
+    if (options.contains(stringOption))
+        return text;
+    if (options.contains(plistOption)) {
         auto parsed = PropertyListSerialization::parse(text.toUtf8());
         if (!parsed)
-            return QStringLiteral("the value is no property list: %1")
-                .arg(cutForLog(parsed.error().reason));
-        value = std::move(*parsed);
-    } else {
-        // A word that the setting does not know is read by its looks, and refused as that.
-        const auto known = setting ? Settings::valueFromWord(*setting, text) : std::nullopt;
-        value = known ? *known : valueFromText(text);
+            return failure(QStringLiteral("the value is no property list: %1")
+                               .arg(cutForLog(parsed.error().reason)));
+        return parsed;
     }
-    return setting ? Settings::refusal(*setting, value) : QString();
+    // A word that the setting does not know is read by its looks, and refused as that.
+    const auto known = setting ? Settings::valueFromWord(*setting, text) : std::nullopt;
+    return known ? *known : valueFromText(text);
 }
 
-QString readKey(const QString &key, const QMap<QString, QString> &options,
-                PreferencesCommand &command) {
+Result<void> readKey(const QString &key, const Options &options, PreferencesCommand &command) {
     command.key = key;
-    if (QString error = checkName(QStringLiteral("a key"), key, key.size(), longestKey,
-                                  QStringLiteral("characters"));
-        !error.isEmpty())
-        return error;
+    if (auto checked = checkName(QStringLiteral("a key"), key, key.size(), longestKey,
+                                 QStringLiteral("characters"));
+        !checked)
+        return checked;
     const Settings::Setting *const setting = Settings::find(key);
     if (!setting)
         return {};
     if (options.contains(domainOption) && command.domain != setting->domain)
-        return QStringLiteral("%1 belongs to the domain \"%2\"")
-            .arg(key, Settings::nameOf(setting->domain));
+        return failure(QStringLiteral("%1 belongs to the domain \"%2\"")
+                           .arg(key, Settings::nameOf(setting->domain)));
     command.domain = setting->domain;
     return {};
 }
 
-QString readPhoneOptions(const QMap<QString, QString> &options, PreferencesCommand &command) {
+Result<void> readPhoneOptions(const Options &options, PreferencesCommand &command) {
     if (options.contains(nameOption)) {
-        const QString name = options.value(nameOption);
-        if (QString error = checkDisplayName(name); !error.isEmpty())
-            return error;
-        command.name = name;
+        command.name = options.value(nameOption);
+        if (auto checked = checkDisplayName(*command.name); !checked)
+            return checked;
     }
     if (options.contains(addressOption)) {
         const QString address = options.value(addressOption);
         const ParsedHostAndPort parsed = parseHostAndPort(address);
         if (!address.isEmpty() && !parsed.value)
-            return parsed.error;
+            return failure(parsed.error);
         command.address = parsed.value ? parsed.value->text() : QString();
     }
     if (options.contains(pasteModeOption)) {
         const QString word = options.value(pasteModeOption);
         const auto mode = Settings::pasteModeFrom(word);
         if (!mode && word != u"default")
-            return QStringLiteral("--paste-mode is paste, clipboard or default");
+            return failure(QStringLiteral("--paste-mode is paste, clipboard or default"));
         command.pasteMode.emplace(mode);
     }
     return {};
 }
 
-QString readOptions(const QMap<QString, QString> &options, PreferencesCommand &command) {
+Result<void> readOptions(const Options &options, PreferencesCommand &command) {
     command.asJson = options.contains(jsonOption);
+    command.watches = options.contains(watchOption);
     if (options.contains(waitOption)) {
         bool isNumber = false;
         const double seconds = options.value(waitOption).toDouble(&isNumber);
         // Only for pairing may the phone not be looked for at all.
         const bool needNotWait = command.kind == Kind::Register && seconds == 0;
         if (!isNumber || !(seconds > 0 || needNotWait) || seconds > longestWait.count())
-            return QStringLiteral("--wait takes seconds, more than 0 and at most %1")
-                .arg(longestWait.count());
+            return failure(QStringLiteral("--wait takes seconds, more than 0 and at most %1")
+                               .arg(longestWait.count()));
         command.wait = RunLoop::Seconds(seconds);
     }
-    command.watches = options.contains(watchOption);
     if (options.contains(domainOption)) {
-        const QString domain = options.value(domainOption);
-        if (domain == u"shared")
-            command.domain = Domain::Shared;
-        else if (domain == u"agent")
-            command.domain = Domain::Agent;
-        else if (domain == u"stats")
-            command.domain = Domain::Statistics;
-        else
-            return QStringLiteral("--domain is shared, agent or stats");
+        const auto domain = Settings::domainNamed(options.value(domainOption));
+        if (!domain)
+            return failure(QStringLiteral("--domain is shared, agent or stats"));
+        command.domain = *domain;
     }
     return readPhoneOptions(options, command);
 }
 
-QString readOperands(const QStringList &operands, const QMap<QString, QString> &options,
-                     PreferencesCommand &command) {
+Result<void> readOperands(const QStringList &operands, const Options &options,
+                          PreferencesCommand &command) {
     switch (command.kind) {
     case Kind::Unregister:
         // Whatever is registered can be taken out again.
         command.service = operands[0];
-        return command.service.isEmpty() ? QStringLiteral("the service name is empty") : QString();
+        if (command.service.isEmpty())
+            return failure(QStringLiteral("the service name is empty"));
+        return {};
     case Kind::Register:
         command.service = operands[0];
         return checkName(QStringLiteral("a service name"), command.service,
@@ -198,13 +198,56 @@ QString readOperands(const QStringList &operands, const QMap<QString, QString> &
     case Kind::Get:
     case Kind::Unset:
         return readKey(operands[0], options, command);
-    case Kind::Set:
-        if (QString error = readKey(operands[0], options, command); !error.isEmpty())
-            return error;
-        return readValue(operands[1], options, Settings::find(command.key), command.value);
+    case Kind::Set: {
+        if (auto read = readKey(operands[0], options, command); !read)
+            return read;
+        const Settings::Setting *const setting = Settings::find(command.key);
+        const auto value = readValue(operands[1], options, setting);
+        if (!value)
+            return tl::unexpected(value.error());
+        command.value = *value;
+        return setting ? Settings::check(*setting, *value) : Result<void>();
+    }
     default:
         return {};
     }
+}
+
+struct Arguments {
+    QStringList words;
+    Options options;
+};
+
+// The words and the options of a command line, or the first of them that asks for help or the
+// version. By hand, since the toolkit's parser takes the -5 of "set KEY -5" for an option.
+Result<Arguments> sorted(const QStringList &arguments) {
+    Arguments result;
+    bool onlyWords = false;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments[i];
+        if (argument == u"--" && !onlyWords) {
+            onlyWords = true;
+            continue;
+        }
+        if (!onlyWords && informing().contains(argument))
+            return Arguments{{}, {{argument, {}}}};
+        if (onlyWords || !argument.startsWith(u"--")) {
+            result.words.append(argument);
+            continue;
+        }
+        const qsizetype equals = argument.indexOf(u'=');
+        const QString option = argument.first(equals < 0 ? argument.size() : equals);
+        if (result.options.contains(option))
+            return failure(QStringLiteral("%1 is given twice").arg(cutForLog(option)));
+        if (!takesValue(option) && equals >= 0)
+            return failure(QStringLiteral("%1 takes no value").arg(cutForLog(option)));
+        if (takesValue(option) && equals < 0 && ++i == arguments.size())
+            return failure(QStringLiteral("%1 needs a value").arg(option));
+        result.options.insert(option, equals >= 0          ? argument.sliced(equals + 1)
+                                      : takesValue(option) ? arguments[i]
+                                                           : QString());
+    }
+    return result;
 }
 
 } // namespace
@@ -232,71 +275,40 @@ PropertyList valueFromText(const QString &text) {
     return text;
 }
 
-ParsedCommandLine parseCommandLine(const QStringList &arguments) {
-    QStringList words;
-    QMap<QString, QString> options;
-    bool onlyWords = false;
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        const QString &argument = arguments[i];
-        if (onlyWords || !(argument.startsWith(u"--") || argument == u"-h" || argument == u"-v")) {
-            words.append(argument);
-            continue;
-        }
-        if (argument == u"--") {
-            onlyWords = true;
-            continue;
-        }
-        if (argument == u"--help" || argument == u"-h")
-            return {PreferencesCommand{}, {}};
-        if (argument == u"--version" || argument == u"-v") {
-            PreferencesCommand command;
-            command.kind = Kind::Version;
-            return {command, {}};
-        }
-        const qsizetype equals = argument.indexOf(u'=');
-        const QString option = argument.first(equals < 0 ? argument.size() : equals);
-        if (options.contains(option))
-            return {std::nullopt, QStringLiteral("%1 is given twice").arg(cutForLog(option))};
-        if (!takesValue(option) && equals >= 0)
-            return {std::nullopt, QStringLiteral("%1 takes no value").arg(cutForLog(option))};
-        if (takesValue(option) && equals < 0) {
-            if (++i == arguments.size())
-                return {std::nullopt, QStringLiteral("%1 needs a value").arg(option)};
-            options.insert(option, arguments[i]);
-        } else {
-            options.insert(option, equals < 0 ? QString() : argument.sliced(equals + 1));
-        }
+Result<PreferencesCommand> parseCommandLine(const QStringList &arguments) {
+    Result<Arguments> given = sorted(arguments);
+    if (!given)
+        return tl::unexpected(given.error());
+    auto &[words, options] = *given;
+    PreferencesCommand command;
+    if (words.isEmpty() && !options.isEmpty()) {
+        const QString option = options.firstKey();
+        const auto kind = informing().constFind(option);
+        if (kind == informing().constEnd())
+            return failure(QStringLiteral("unknown option: %1").arg(cutForLog(option)));
+        command.kind = *kind;
+        return command;
     }
-    if (words.isEmpty() && !options.isEmpty())
-        return {std::nullopt,
-                QStringLiteral("unknown option: %1").arg(cutForLog(options.firstKey()))};
     if (words.isEmpty())
-        return {std::nullopt, QStringLiteral("no command; --help tells which there are")};
+        return failure(QStringLiteral("no command; --help tells which there are"));
     const QString word = words.takeFirst();
     const auto rule = std::find_if(rules().begin(), rules().end(),
                                    [&word](const Rule &each) { return word == each.word; });
     if (rule == rules().end())
-        return {std::nullopt, QStringLiteral("no such command: %1").arg(cutForLog(word))};
+        return failure(QStringLiteral("no such command: %1").arg(cutForLog(word)));
     for (const QString &option : options.keys()) {
         if (!rule->options.contains(option))
-            return {std::nullopt,
-                    QStringLiteral("%1 has no option %2").arg(word, cutForLog(option))};
+            return failure(QStringLiteral("%1 has no option %2").arg(word, cutForLog(option)));
     }
-    if (words.size() < rule->operands.size())
-        return {std::nullopt,
-                QStringLiteral("%1 needs %2").arg(word, rule->operands[words.size()])};
-    if (words.size() > rule->operands.size())
-        return {
-            std::nullopt,
-            QStringLiteral("unexpected argument: %1").arg(cutForLog(words[rule->operands.size()]))};
-    PreferencesCommand command;
+    const qsizetype wanted = rule->operands.size();
+    if (words.size() < wanted)
+        return failure(QStringLiteral("%1 needs %2").arg(word, rule->operands[words.size()]));
+    if (words.size() > wanted)
+        return failure(QStringLiteral("unexpected argument: %1").arg(cutForLog(words[wanted])));
     command.kind = rule->kind;
-    QString error = readOptions(options, command);
-    if (error.isEmpty())
-        error = readOperands(words, options, command);
-    if (!error.isEmpty())
-        return {std::nullopt, error};
-    return {command, {}};
+    return readOptions(options, command)
+        .and_then([&] { return readOperands(words, options, command); })
+        .map([&] { return command; });
 }
 
 QString usage() {

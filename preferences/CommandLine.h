@@ -51,13 +51,6 @@ struct PreferencesCommand {
     bool watches = false;
 };
 
-struct ParsedCommandLine {
-    /// Missing when the arguments make no sense.
-    std::optional<PreferencesCommand> command;
-    /// One line for people when there is no command.
-    QString error;
-};
-
 inline constexpr qsizetype longestServiceName = RegisteredPhones::longestService;
 /// UTF-16 units of a display name: what a menu can show, and more.
 inline constexpr qsizetype longestDisplayName = 255;
@@ -65,8 +58,8 @@ inline constexpr qsizetype longestDisplayName = 255;
 inline constexpr qsizetype longestKey = 255;
 inline constexpr RunLoop::Seconds longestWait{600};
 
-/// The arguments without the program's name.
-[[nodiscard]] ParsedCommandLine parseCommandLine(const QStringList &arguments);
+/// The arguments without the program's name. The failure is one line for people.
+[[nodiscard]] Result<PreferencesCommand> parseCommandLine(const QStringList &arguments);
 /// "true" and "false" are booleans, digits integers, decimal fractions reals; all else is a text.
 [[nodiscard]] PropertyList valueFromText(const QString &text);
 /// How to use the program.

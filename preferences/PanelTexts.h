@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "platform/foundation/Result.h"
+
 #include <QCoreApplication>
 
 namespace clipmule {
@@ -12,10 +14,8 @@ class PanelTexts final {
     Q_DECLARE_TR_FUNCTIONS(ClipmuleSync)
 
 public:
-    /// The text about a failed write; the reason may be unknown, and empty.
-    [[nodiscard]] static QString settingsNotWritten(const QString &reason) {
-        return reason.isEmpty() ? tr("The settings could not be written.")
-                                : tr("The settings could not be written: %1").arg(reason);
+    [[nodiscard]] static QString settingsNotWritten(const Failure &failure) {
+        return tr("The settings could not be written: %1").arg(failure.reason);
     }
 };
 

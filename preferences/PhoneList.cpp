@@ -3,7 +3,6 @@
 
 #include "preferences/PhoneList.h"
 
-#include "platform/preferences/PreferencesDatabase.h"
 #include "preferences/PanelTexts.h"
 #include "preferences/ShownText.h"
 
@@ -20,17 +19,16 @@ const QString phonesSeenKey = QStringLiteral("phonesSeen");
 
 } // namespace
 
-PhoneList::PhoneList(dnssd::Backend &dnssd, PreferencesDatabase &database, SettingsStores stores)
+PhoneList::PhoneList(dnssd::Backend &dnssd, SettingsStores &stores)
     : _dnssd(dnssd)
-    , _database(database)
-    , _stores(std::move(stores)) {}
+    , _stores(stores) {}
 
 PhoneList::~PhoneList() {
     ZRKNotificationCenter::platformDefault().removeObserver(this);
 }
 
 void PhoneList::start() {
-    if (const auto memory = _stores.own->objectForKey(phonesSeenKey)) {
+    if (const auto memory = _stores.own().objectForKey(phonesSeenKey)) {
         if (const auto *dates = memory->as<PropertyList::Dictionary>()) {
             for (const auto &[service, date] : dates->asKeyValueRange()) {
                 if (date.isDate())
@@ -39,8 +37,8 @@ void PhoneList::start() {
         }
     }
     ZRKNotificationCenter::platformDefault().addObserver(
-        this, selector<&PhoneList::settingsDidChange>("settingsDidChange"),
-        ZRKUserDefaultsDidChangeNotification, _stores.shared);
+        this, selector<&PhoneList::changed>("changed"), ZRKUserDefaultsDidChangeNotification,
+        unowned(&_stores.of(Settings::Domain::Shared)));
     _browser = std::make_unique<NetServiceBrowser>(_dnssd);
     NetServiceBrowser::Delegate delegate;
     delegate.didFindService = [this](const std::shared_ptr<NetService> &service) {
@@ -102,10 +100,6 @@ void PhoneList::lost(const QString &service) {
     changed();
 }
 
-void PhoneList::settingsDidChange() {
-    changed();
-}
-
 void PhoneList::changed() {
     if (_change.isPending())
         return;
@@ -116,7 +110,7 @@ void PhoneList::changed() {
 }
 
 std::optional<PropertyList> PhoneList::stored() const {
-    return _stores.shared->objectForKey(RegisteredPhones::key());
+    return _stores.value(Settings::Key::ServerServices);
 }
 
 QList<PhoneList::Phone> PhoneList::registered() const {
@@ -196,75 +190,67 @@ bool PhoneList::missesPhones() const {
     return !paired.isEmpty() || _seen.isEmpty();
 }
 
-bool PhoneList::write(const PropertyList &list) {
-    if (!RegisteredPhones::isList(stored())) {
-        if (onProblem)
-            onProblem(PanelTexts::tr("The stored list of phones is damaged. Nothing was "
-                                     "changed."));
-        return false;
-    }
-    _stores.shared->setObjectForKey(list, RegisteredPhones::key());
-    if (isWritten(_database, _stores.shared->identifier(), RegisteredPhones::key(), list))
-        return true;
-    const QString reason = _database.failure();
-    // What is shown is what the file holds.
-    _stores.shared->reset();
-    changed();
-    if (onProblem)
-        onProblem(PanelTexts::settingsNotWritten(reason));
-    return false;
+Result<void> PhoneList::write(const PropertyList &list) {
+    if (!RegisteredPhones::isList(stored()))
+        return failure(PanelTexts::tr("The stored list of phones is damaged. Nothing was "
+                                      "changed."));
+    const auto written = _stores.set(Settings::Key::ServerServices, list);
+    if (written)
+        return {};
+    return failure(PanelTexts::settingsNotWritten(written.error()));
 }
 
-bool PhoneList::add(const QString &service) {
+Result<void> PhoneList::add(const QString &service) {
     return addChanged(service, {});
 }
 
-bool PhoneList::addAt(const QString &service, const QString &address) {
+Result<void> PhoneList::addAt(const QString &service, const QString &address) {
     return addChanged(service, {.address = address});
 }
 
-bool PhoneList::setPasteMode(const QString &service, std::optional<PasteMode> mode) {
+Result<void> PhoneList::setPasteMode(const QString &service, std::optional<PasteMode> mode) {
     return write(RegisteredPhones::changed(stored(), service, {.pasteMode = mode}));
 }
 
-bool PhoneList::addChanged(const QString &service, const RegisteredPhones::Change &change) {
-    if (!write(RegisteredPhones::changed(stored(), service, change)))
-        return false;
+Result<void> PhoneList::addChanged(const QString &service, const RegisteredPhones::Change &change) {
+    if (auto written = write(RegisteredPhones::changed(stored(), service, change)); !written)
+        return written;
     _removals.removeIf([&service](const Removal &removal) { return removal.service == service; });
     writeMemory();
-    return true;
+    return {};
 }
 
-bool PhoneList::rename(const QString &service, const QString &name) {
+Result<void> PhoneList::rename(const QString &service, const QString &name) {
     const QString plain = name.trimmed();
     return write(
         RegisteredPhones::changed(stored(), service, {.name = plain.isEmpty() ? service : plain}));
 }
 
-bool PhoneList::remove(const QString &service) {
+Result<void> PhoneList::remove(const QString &service) {
     const auto before = stored();
     const auto entries = RegisteredPhones::entriesOf(before, service);
     if (entries.isEmpty())
-        return true;
+        return {};
     const QString name = registeredName(service);
-    if (!write(RegisteredPhones::removed(before, service)))
-        return false;
+    if (auto written = write(RegisteredPhones::removed(before, service)); !written)
+        return written;
     _removals.append({service, name, entries});
     changed();
-    return true;
+    return {};
 }
 
-bool PhoneList::undoRemoval() {
+Result<void> PhoneList::undoRemoval() {
     if (_removals.isEmpty())
-        return true;
+        return {};
     const Removal removal = _removals.last();
     const auto now = stored();
-    if (RegisteredPhones::entriesOf(now, removal.service).isEmpty() &&
-        !write(RegisteredPhones::restored(now, removal.entries)))
-        return false;
+    if (RegisteredPhones::entriesOf(now, removal.service).isEmpty()) {
+        if (auto written = write(RegisteredPhones::restored(now, removal.entries)); !written)
+            return written;
+    }
     _removals.removeLast();
     changed();
-    return true;
+    return {};
 }
 
 std::optional<QString> PhoneList::undoableRemoval() const {
@@ -292,8 +278,8 @@ void PhoneList::writeMemory() {
             dates.insert(phone.service, PropertyList(*seen));
     }
     const PropertyList memory(dates);
-    if (_stores.own->objectForKey(phonesSeenKey).value_or(PropertyList()) != memory)
-        _stores.own->setObjectForKey(memory, phonesSeenKey);
+    if (_stores.own().objectForKey(phonesSeenKey).value_or(PropertyList()) != memory)
+        _stores.own().setObjectForKey(memory, phonesSeenKey);
 }
 
 QString PhoneList::registeredName(const QString &service) const {

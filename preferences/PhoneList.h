@@ -6,7 +6,6 @@
 #include "net/ServiceDictionary.h"
 #include "platform/dnssd/NetService.h"
 #include "platform/session/StatusInterface.h"
-#include "preferences/SettingsStores.h"
 #include "support/RegisteredPhones.h"
 
 #include <map>
@@ -16,7 +15,7 @@ namespace clipmule {
 /// The phones that the window lists: the registered ones, joined with those on the network now and
 /// with what the agent tells of its connections. Adds, renames and removes them.
 ///
-/// Construct, set the callbacks, then start(). Everything runs on the main run loop.
+/// Construct, set the callback, then start(). Everything runs on the main run loop.
 class PhoneList final : public Object {
 public:
     enum class Presence {
@@ -48,7 +47,7 @@ public:
     static constexpr int mostOnNetwork = 200;
 
     /// All arguments outlive the list.
-    PhoneList(dnssd::Backend &dnssd, PreferencesDatabase &database, SettingsStores stores);
+    PhoneList(dnssd::Backend &dnssd, SettingsStores &stores);
     ~PhoneList() override;
 
     void start();
@@ -65,29 +64,26 @@ public:
     /// is missed, or none was ever seen.
     [[nodiscard]] bool missesPhones() const;
 
-    // These return false when the list could not be written; onProblem tells why, and nothing has
-    // changed.
+    // The failures are sentences for the user; after one nothing has changed.
 
     /// Registers a phone under its service name.
-    bool add(const QString &service);
+    [[nodiscard]] Result<void> add(const QString &service);
     /// Registers a phone, or changes the one of that name, to be reached at "HOST:PORT".
-    bool addAt(const QString &service, const QString &address);
+    [[nodiscard]] Result<void> addAt(const QString &service, const QString &address);
     /// Sets the phone's own paste mode; without one, that of all phones holds.
-    bool setPasteMode(const QString &service, std::optional<PasteMode> mode);
+    [[nodiscard]] Result<void> setPasteMode(const QString &service, std::optional<PasteMode> mode);
     /// Names a phone; an empty name is that of the service.
-    bool rename(const QString &service, const QString &name);
-    bool remove(const QString &service);
+    [[nodiscard]] Result<void> rename(const QString &service, const QString &name);
+    [[nodiscard]] Result<void> remove(const QString &service);
     /// Puts back what was removed last. Nothing happens, and it is forgotten, when the phone was
     /// registered again meanwhile.
-    bool undoRemoval();
+    [[nodiscard]] Result<void> undoRemoval();
     /// The name of the phone that undoRemoval() would bring back.
     [[nodiscard]] std::optional<QString> undoableRemoval() const;
     void forgetRemovals();
 
     /// Called from the run loop when something is different, once for a burst of changes.
     std::function<void()> onChange;
-    /// Called with one line for people.
-    std::function<void(const QString &text)> onProblem;
 
 private:
     struct Removal {
@@ -98,10 +94,9 @@ private:
 
     void found(const std::shared_ptr<NetService> &service);
     void lost(const QString &service);
-    void settingsDidChange();
     void changed();
     [[nodiscard]] std::optional<PropertyList> stored() const;
-    bool write(const PropertyList &list);
+    [[nodiscard]] Result<void> write(const PropertyList &list);
     void rememberSeen(const QString &service);
     void writeMemory();
     [[nodiscard]] std::optional<Date> rememberedDate(const QString &service) const;
@@ -109,11 +104,11 @@ private:
     [[nodiscard]] QString registeredName(const QString &service) const;
     [[nodiscard]] Phone describe(const QString &service, const QString &name,
                                  bool isRegistered) const;
-    bool addChanged(const QString &service, const RegisteredPhones::Change &change);
+    [[nodiscard]] Result<void> addChanged(const QString &service,
+                                          const RegisteredPhones::Change &change);
 
     dnssd::Backend &_dnssd;
-    PreferencesDatabase &_database;
-    SettingsStores _stores;
+    SettingsStores &_stores;
     std::optional<AgentStatus> _agentStatus;
     std::unique_ptr<NetServiceBrowser> _browser;
     std::map<QString, std::shared_ptr<NetService>> _onNetwork;

@@ -8,8 +8,6 @@
 #include "platform/preferences/PreferencesDatabase.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "preferences/NearestName.h"
-#include "preferences/SettingsStores.h"
-#include "support/ApplicationDefaults.h"
 
 #include <QJsonArray>
 #include <QLocale>
@@ -108,17 +106,11 @@ std::optional<PropertyList> inEffect(const ZRKUserDefaults &store,
 PreferencesCommands::PreferencesCommands(Services services)
     : _services(std::move(services)) {}
 
-PreferencesCommands::~PreferencesCommands() {
-    ZRKNotificationCenter::platformDefault().removeObserver(this);
-    _phones.reset();
-    // The shared store uses the services, which may go now.
-    ZRKUserDefaults::setEnvironment({});
-}
-
 void PreferencesCommands::perform(const PreferencesCommand &command) {
     _command = command;
-    if (!open(Domain::Shared)) {
-        fail(QStringLiteral("the installation is incomplete: Info.plist names no shared domain"));
+    _settings = SettingsStores::open(_services.preferences);
+    if (!_settings) {
+        fail(installationIsIncomplete);
         return;
     }
     switch (command.kind) {
@@ -153,11 +145,11 @@ void PreferencesCommands::perform(const PreferencesCommand &command) {
 }
 
 void PreferencesCommands::get() {
-    const auto store = open(_command.domain);
+    const ZRKUserDefaults &store = _settings->of(_command.domain);
     const Settings::Setting *const setting = Settings::find(_command.key);
-    const auto value = setting ? inEffect(*store, *setting) : store->objectForKey(_command.key);
+    const auto value = setting ? inEffect(store, *setting) : store.objectForKey(_command.key);
     const bool isSet =
-        _services.preferences.database->copyMultiple(store->identifier()).contains(_command.key);
+        _services.preferences.database->copyMultiple(store.identifier()).contains(_command.key);
     if (_command.asJson) {
         printJson({{QStringLiteral("key"), _command.key},
                    {QStringLiteral("domain"), Settings::nameOf(_command.domain)},
@@ -199,22 +191,6 @@ void PreferencesCommands::setEnabled(bool enabled) {
           enabled ? QStringLiteral("sync is on") : QStringLiteral("sync is off"));
 }
 
-std::shared_ptr<ZRKUserDefaults> PreferencesCommands::open(Domain domain) {
-    std::shared_ptr<ZRKUserDefaults> &store = _stores[domain];
-    if (store)
-        return store;
-    if (domain == Domain::Shared) {
-        ZRKUserDefaults::setEnvironment(_services.preferences);
-        store = ZRKUserDefaults::standardUserDefaults();
-        return store;
-    }
-    store =
-        SettingsStores::openPlain(domain == Domain::Agent ? ApplicationDefaults::identifier()
-                                                          : SettingsStores::statisticsIdentifier(),
-                                  _services.preferences);
-    return store;
-}
-
 void PreferencesCommands::fail(const QString &complaint) {
     _services.complain(complaint);
     _services.finish(1);
@@ -223,13 +199,12 @@ void PreferencesCommands::fail(const QString &complaint) {
 void PreferencesCommands::write(Domain domain, const QString &key,
                                 const std::optional<PropertyList> &value, const QString &line,
                                 std::function<void()> then) {
-    const auto store = open(domain);
-    store->setObjectForKey(value, key);
-    if (!isWritten(*_services.preferences.database, store->identifier(), key, value) ||
-        !store->synchronize()) {
-        const QString reason = _services.preferences.database->failure();
-        fail(QStringLiteral("%1 could not be written").arg(cutForLog(key)) +
-             (reason.isEmpty() ? QString() : QStringLiteral(": ") + reason));
+    ZRKUserDefaults &store = _settings->of(domain);
+    const auto written =
+        store.setObjectForKey(value, key).and_then([&store] { return store.synchronize(); });
+    if (!written) {
+        fail(QStringLiteral("%1 could not be written: %2")
+                 .arg(cutForLog(key), written.error().reason));
         return;
     }
     _services.preferences.distributedNotifications->whenDelivered(
@@ -248,10 +223,6 @@ void PreferencesCommands::write(Domain domain, const QString &key,
 
 void PreferencesCommands::printJson(const QJsonObject &object) {
     _services.print(QString::fromUtf8(jsonLine(object)));
-}
-
-bool PreferencesCommands::isEnabled() {
-    return Settings::truth(*open(Domain::Agent), Settings::Key::SyncEnabled);
 }
 
 } // namespace clipmule

@@ -15,8 +15,11 @@
 
 namespace clipmule {
 
+inline const QString installationIsIncomplete =
+    QStringLiteral("the installation is incomplete: Info.plist names no shared domain");
+
 /// Carries out one command of clipmule-preferences.
-class PreferencesCommands final : public Object {
+class PreferencesCommands final {
 public:
     struct Services {
         /// Database and distributed notifications are required.
@@ -42,11 +45,6 @@ public:
     static constexpr int mostDiscovered = 1000;
 
     explicit PreferencesCommands(Services services);
-    ~PreferencesCommands() override;
-    PreferencesCommands(const PreferencesCommands &) = delete;
-    PreferencesCommands &operator=(const PreferencesCommands &) = delete;
-    PreferencesCommands(PreferencesCommands &&) = delete;
-    PreferencesCommands &operator=(PreferencesCommands &&) = delete;
 
     /// How long to look for phones where the user did not say.
     static constexpr RunLoop::Seconds usualWait{3};
@@ -87,7 +85,6 @@ private:
     void doctor();
     void finishDoctor();
 
-    [[nodiscard]] std::shared_ptr<ZRKUserDefaults> open(PreferencesCommand::Domain domain);
     /// Finishes with a complaint.
     void fail(const QString &complaint);
     /// Writes one value, or removes the key; prints the line when the others have been told of it,
@@ -97,14 +94,13 @@ private:
                std::function<void()> then = {});
     void writePhones(const PropertyList &list, const QString &line,
                      std::function<void()> then = {});
-    [[nodiscard]] std::optional<PropertyList> storedPhones();
+    [[nodiscard]] std::optional<PropertyList> storedPhones() const;
     void printJson(const QJsonObject &object);
-    [[nodiscard]] QStringList registeredServices();
-    [[nodiscard]] bool isEnabled();
+    [[nodiscard]] QStringList registeredServices() const;
 
     Services _services;
     PreferencesCommand _command;
-    std::map<PreferencesCommand::Domain, std::shared_ptr<ZRKUserDefaults>> _stores;
+    std::unique_ptr<SettingsStores> _settings;
     std::unique_ptr<NetServiceBrowser> _browser;
     std::unique_ptr<PhoneList> _phones;
     std::optional<dnssd::NetworkFacts> _network;

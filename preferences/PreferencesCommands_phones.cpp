@@ -13,8 +13,6 @@ namespace clipmule {
 
 namespace {
 
-using Domain = PreferencesCommand::Domain;
-
 const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
 
 QString shownName(const QString &name) {
@@ -82,8 +80,8 @@ void PreferencesCommands::finishDiscovery() {
     });
 }
 
-std::optional<PropertyList> PreferencesCommands::storedPhones() {
-    return open(Domain::Shared)->objectForKey(RegisteredPhones::key());
+std::optional<PropertyList> PreferencesCommands::storedPhones() const {
+    return _settings->value(Settings::Key::ServerServices);
 }
 
 bool PreferencesCommands::canChangePhones() {
@@ -98,7 +96,7 @@ bool PreferencesCommands::canChangePhones() {
 
 void PreferencesCommands::writePhones(const PropertyList &list, const QString &line,
                                       std::function<void()> then) {
-    write(Domain::Shared, RegisteredPhones::key(), list, line, std::move(then));
+    write(Settings::Domain::Shared, RegisteredPhones::key(), list, line, std::move(then));
 }
 
 void PreferencesCommands::registerPhone() {
@@ -197,7 +195,7 @@ void PreferencesCommands::list() {
     _services.finish(0);
 }
 
-QStringList PreferencesCommands::registeredServices() {
+QStringList PreferencesCommands::registeredServices() const {
     QStringList services;
     for (const auto &phone : RegisteredPhones::phones(storedPhones()))
         services.append(phone.service);

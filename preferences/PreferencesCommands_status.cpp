@@ -10,19 +10,10 @@
 
 namespace clipmule {
 
-namespace {
-
-using Domain = PreferencesCommand::Domain;
-
-} // namespace
-
 void PreferencesCommands::status() {
     if (_command.watches) {
-        for (const Domain domain : {Domain::Shared, Domain::Agent, Domain::Statistics})
-            open(domain)->listenForChanges();
-        ZRKNotificationCenter::platformDefault().addObserver(
-            this, selector<&PreferencesCommands::statusMayDiffer>("statusMayDiffer"),
-            ZRKUserDefaultsDidChangeNotification);
+        _settings->onChange = [this] { statusMayDiffer(); };
+        _settings->start();
     }
     StatusReader &agent = _services.agent();
     agent.onChange = [this] { statusMayDiffer(); };
@@ -41,19 +32,12 @@ void PreferencesCommands::statusMayDiffer() {
 void PreferencesCommands::printStatus() {
     _end.cancel();
     const StatusReader &agent = _services.agent();
-    const auto shared = open(Domain::Shared);
-    const auto statistics = open(Domain::Statistics);
-    using Settings::Key;
-    const StatusReport::Facts facts{
-        .syncEnabled = isEnabled(),
-        .pasteMode = Settings::pasteMode(*shared),
-        .agent = agent.agent(),
-        .status = agent.status(),
-        .phones = RegisteredPhones::phones(storedPhones()),
-        .bytesSent = Settings::count(*statistics, Key::DataSent),
-        .bytesReceived = Settings::count(*statistics, Key::DataReceived),
-        .texts = quint32(Settings::count32(*statistics, Key::TextItems)),
-        .images = quint32(Settings::count32(*statistics, Key::ImageItems))};
+    const StatusReport::Facts facts{.syncEnabled = _settings->isOn(Settings::Key::SyncEnabled),
+                                    .pasteMode = _settings->pasteMode(),
+                                    .agent = agent.agent(),
+                                    .status = agent.status(),
+                                    .phones = RegisteredPhones::phones(storedPhones()),
+                                    .statistics = _settings->statistics()};
     if (_command.watches) {
         // A change is printed only if the report shows it: not everything that the agent tells is
         // part of it.
@@ -74,11 +58,8 @@ void PreferencesCommands::printStatus() {
 }
 
 void PreferencesCommands::doctor() {
-    const auto stores = SettingsStores::open(_services.preferences);
-    if (!stores)
-        return;
-    _phones =
-        std::make_unique<PhoneList>(_services.dnssd(), *_services.preferences.database, *stores);
+    _settings->start();
+    _phones = std::make_unique<PhoneList>(_services.dnssd(), *_settings);
     StatusReader &agent = _services.agent();
     agent.onChange = [this, &agent] { _phones->setAgentStatus(agent.status()); };
     _phones->start();
@@ -99,7 +80,7 @@ void PreferencesCommands::finishDoctor() {
     facts.agent = agent.agent();
     facts.status = agent.status();
     facts.network = _network.value_or(dnssd::NetworkFacts());
-    facts.syncEnabled = isEnabled();
+    facts.syncEnabled = _settings->isOn(Settings::Key::SyncEnabled);
     facts.listIsReadable = RegisteredPhones::isList(storedPhones());
     facts.registered = _phones->registered();
     facts.available = _phones->available();

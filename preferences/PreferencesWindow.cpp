@@ -34,7 +34,7 @@ namespace clipmule {
 namespace {
 
 using Presence = PhoneList::Presence;
-using Switch = SyncSettings::Switch;
+using Settings::Key;
 
 // The content's width in units of the font's height: a line is read with ease.
 constexpr int widestContent = 44;
@@ -92,7 +92,6 @@ PreferencesWindow::PreferencesWindow(Services services)
 
 PreferencesWindow::~PreferencesWindow() {
     _services.phones.onChange = {};
-    _services.phones.onProblem = {};
     _services.settings.onChange = {};
     _services.agent.onChange = {};
 }
@@ -102,8 +101,8 @@ PreferencesWindow::~PreferencesWindow() {
 QLayout *PreferencesWindow::makeSyncSection() {
     auto *const layout = new QVBoxLayout;
     layout->setSpacing(WindowParts::lineGap);
-    _sync = makeSwitch(PanelTexts::tr("&Sync the clipboard with the paired phones"),
-                       Switch::SyncEnabled);
+    _sync =
+        makeSwitch(PanelTexts::tr("&Sync the clipboard with the paired phones"), Key::SyncEnabled);
     layout->addWidget(_sync);
     auto *const row = new QHBoxLayout;
     _agentState = WindowParts::makeHint(this);
@@ -207,9 +206,10 @@ QLayout *PreferencesWindow::makeSwitchesSection() {
     _paste = new QCheckBox(PanelTexts::tr("Paste what a phone s&ends"), this);
     _paste->setToolTip(PanelTexts::tr("Into the window in front. Otherwise it is only put on the "
                                       "clipboard."));
-    connect(_paste, &QCheckBox::clicked, this, &PreferencesWindow::throwPasteSwitch);
-    _statusItem =
-        makeSwitch(PanelTexts::tr("Show the &icon in the system tray"), Switch::ShowStatusItem);
+    connect(_paste, &QCheckBox::clicked, this, [this](bool on) {
+        change(Key::PasteMode, Settings::wordFor(on ? PasteMode::Paste : PasteMode::Clipboard));
+    });
+    _statusItem = makeSwitch(PanelTexts::tr("Show the &icon in the system tray"), Key::ShowStatus);
     _atLogin = new QCheckBox(PanelTexts::tr("Start at &login"), this);
     connect(_atLogin, &QCheckBox::clicked, this, [this](bool on) {
         if (!_services.autostart.setEnabled(on))
@@ -218,7 +218,7 @@ QLayout *PreferencesWindow::makeSwitchesSection() {
         showSwitches();
     });
     _updates =
-        makeSwitch(PanelTexts::tr("Check for &updates automatically"), Switch::AutomaticUpdates);
+        makeSwitch(PanelTexts::tr("Check for &updates automatically"), Key::AutoUpdateEnabled);
     for (QCheckBox *box : {_paste, _statusItem, _atLogin, _updates})
         layout->addWidget(box);
     return layout;
@@ -269,10 +269,9 @@ QListView *PreferencesWindow::makeList(PhoneListModel *model, QLabel *heading) {
     return list;
 }
 
-QCheckBox *PreferencesWindow::makeSwitch(const QString &text, Switch which) {
+QCheckBox *PreferencesWindow::makeSwitch(const QString &text, Key which) {
     auto *const box = new QCheckBox(text, this);
-    connect(box, &QCheckBox::clicked, this,
-            [this, box, which](bool on) { throwSwitch(box, which, on); });
+    connect(box, &QCheckBox::clicked, this, [this, which](bool on) { change(which, on); });
     return box;
 }
 
@@ -294,7 +293,6 @@ void PreferencesWindow::makeShortcuts() {
 
 void PreferencesWindow::start() {
     _services.phones.onChange = [this] { showAll(); };
-    _services.phones.onProblem = [this](const QString &text) { showProblem(text); };
     _services.settings.onChange = [this] { showAll(); };
     _services.agent.onChange = [this] {
         _services.phones.setAgentStatus(_services.agent.status());
@@ -318,8 +316,9 @@ void PreferencesWindow::comeForward(const QString &activationToken) {
 }
 
 bool PreferencesWindow::event(QEvent *event) {
-    if (event->type() == QEvent::WindowActivate && _services.reload) {
-        _services.reload();
+    if (event->type() == QEvent::WindowActivate) {
+        // Others may have changed settings without telling.
+        _services.settings.reload();
         showAll();
     }
     return QMainWindow::event(event);
@@ -343,7 +342,7 @@ void PreferencesWindow::showAll() {
 
 void PreferencesWindow::showPhones() {
     const PhoneListModel::Circumstances circumstances{
-        agentRuns(), _services.settings.isOn(Switch::SyncEnabled), Date::now()};
+        agentRuns(), _services.settings.isOn(Key::SyncEnabled), Date::now()};
     const auto paired = _services.phones.registered();
     const auto available = _services.phones.available();
     _pairedModel->setPhones(paired, circumstances);
@@ -399,7 +398,7 @@ QString PreferencesWindow::agentText() const {
                                     "restart it here.")
                    : PanelTexts::tr("Clipmule Sync is running, but cannot use this desktop’s "
                                     "clipboard.");
-    if (!_services.settings.isOn(Switch::SyncEnabled))
+    if (!_services.settings.isOn(Key::SyncEnabled))
         return PanelTexts::tr("Syncing is off.");
     QStringList connected;
     for (const auto &phone : _services.phones.registered()) {
@@ -418,9 +417,9 @@ void PreferencesWindow::showAgent() {
 
 void PreferencesWindow::showSwitches() {
     _paste->setChecked(_services.settings.pasteMode() == PasteMode::Paste);
-    _sync->setChecked(_services.settings.isOn(Switch::SyncEnabled));
-    _statusItem->setChecked(_services.settings.isOn(Switch::ShowStatusItem));
-    _updates->setChecked(_services.settings.isOn(Switch::AutomaticUpdates));
+    _sync->setChecked(_services.settings.isOn(Key::SyncEnabled));
+    _statusItem->setChecked(_services.settings.isOn(Key::ShowStatus));
+    _updates->setChecked(_services.settings.isOn(Key::AutoUpdateEnabled));
     _atLogin->setChecked(_services.autostart.isEnabled());
 }
 
@@ -485,24 +484,23 @@ void PreferencesWindow::showProblem(const QString &text) {
 
 // What is done.
 
-void PreferencesWindow::throwSwitch(QCheckBox *box, Switch which, bool on) {
-    if (!_services.settings.set(which, on)) {
-        box->setChecked(!on);
-        showProblem(PanelTexts::settingsNotWritten(_services.settings.failure()));
-    }
-    showAll();
+bool PreferencesWindow::succeeded(const Result<void> &change) {
+    if (!change)
+        showProblem(change.error().reason);
+    return bool(change);
 }
 
-void PreferencesWindow::throwPasteSwitch(bool on) {
-    if (!_services.settings.setPasteMode(on ? PasteMode::Paste : PasteMode::Clipboard))
-        showProblem(PanelTexts::settingsNotWritten(_services.settings.failure()));
+void PreferencesWindow::change(Key setting, const PropertyList &value) {
+    if (const auto written = _services.settings.set(setting, value); !written)
+        showProblem(PanelTexts::settingsNotWritten(written.error()));
+    // Also the box, which was clicked in vain.
     showAll();
 }
 
 void PreferencesWindow::choosePasteMode() {
     const QString service = _pairedModel->serviceAt(_paired->currentIndex());
     if (!service.isEmpty())
-        _services.phones.setPasteMode(service, pasteChoices[_pasteMode->currentIndex()]);
+        succeeded(_services.phones.setPasteMode(service, pasteChoices[_pasteMode->currentIndex()]));
     showAll();
 }
 
@@ -511,7 +509,7 @@ void PreferencesWindow::addByHand() {
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &QDialog::accepted, this, [this, dialog] {
         const QString service = dialog->phoneName();
-        if (!_services.phones.addAt(service, dialog->address()))
+        if (!succeeded(_services.phones.addAt(service, dialog->address())))
             return;
         showAll();
         _paired->setCurrentIndex(_pairedModel->indexOf(service));
@@ -521,7 +519,7 @@ void PreferencesWindow::addByHand() {
 
 void PreferencesWindow::addCurrent() {
     const QString service = _networkModel->serviceAt(_network->currentIndex());
-    if (service.isEmpty() || !_services.phones.add(service))
+    if (service.isEmpty() || !succeeded(_services.phones.add(service)))
         return;
     showAll();
     _paired->setCurrentIndex(_pairedModel->indexOf(service));
@@ -545,7 +543,7 @@ void PreferencesWindow::renameCurrent() {
     if (auto *const edit = dialog->findChild<QLineEdit *>())
         edit->setMaxLength(int(longestDisplayName));
     connect(dialog, &QInputDialog::textValueSelected, this, [this, service](const QString &name) {
-        if (_services.phones.rename(service, name))
+        if (succeeded(_services.phones.rename(service, name)))
             showAll();
     });
     dialog->open();
@@ -553,13 +551,12 @@ void PreferencesWindow::renameCurrent() {
 
 void PreferencesWindow::removeCurrent() {
     const QString service = _pairedModel->serviceAt(_paired->currentIndex());
-    if (service.isEmpty() || !_services.phones.remove(service))
-        return;
-    showAll();
+    if (!service.isEmpty() && succeeded(_services.phones.remove(service)))
+        showAll();
 }
 
 void PreferencesWindow::undoRemoval() {
-    if (_services.phones.undoRemoval())
+    if (succeeded(_services.phones.undoRemoval()))
         showAll();
 }
 

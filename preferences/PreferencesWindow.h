@@ -7,7 +7,6 @@
 #include "platform/session/StatusInterface.h"
 #include "preferences/AutostartEntry.h"
 #include "preferences/PhoneList.h"
-#include "preferences/SyncSettings.h"
 
 #include <QMainWindow>
 
@@ -35,7 +34,7 @@ public:
     /// Everything in it outlives the window.
     struct Services {
         PhoneList &phones;
-        SyncSettings &settings;
+        SettingsStores &settings;
         AutostartEntry &autostart;
         StatusReader &agent;
         dnssd::NetworkProbe &network;
@@ -43,8 +42,6 @@ public:
         std::function<bool()> startAgent;
         /// Opens the help book.
         std::function<void()> showHelp;
-        /// Reads the settings anew, which others may have changed without telling.
-        std::function<void()> reload;
     };
 
     /// A phone that is there is found within a second; then it is time to ask why none is.
@@ -75,7 +72,7 @@ private:
     QLayout *makePasteRow();
     QLayout *makeRemovalRow();
     QListView *makeList(PhoneListModel *model, QLabel *heading);
-    QCheckBox *makeSwitch(const QString &text, SyncSettings::Switch which);
+    QCheckBox *makeSwitch(const QString &text, Settings::Key which);
     void makeShortcuts();
 
     void showAll();
@@ -87,9 +84,10 @@ private:
     void showRemoval();
     void showPasteMode();
     void showProblem(const QString &text);
-    void throwSwitch(QCheckBox *box, SyncSettings::Switch which, bool on);
+    /// Whether it worked; shows why not.
+    bool succeeded(const Result<void> &change);
+    void change(Settings::Key setting, const PropertyList &value);
 
-    void throwPasteSwitch(bool on);
     void choosePasteMode();
     void addCurrent();
     void addByHand();

@@ -126,6 +126,7 @@ QJsonObject json(const Refusal &refusal) {
 }
 
 QStringList lines(const Facts &facts) {
+    const auto &counted = facts.statistics;
     QStringList result{facts.syncEnabled ? QStringLiteral("sync: on") : QStringLiteral("sync: off"),
                        QStringLiteral("agent: %1").arg(agentText(facts.agent)),
                        QStringLiteral("paste mode: %1").arg(Settings::wordFor(facts.pasteMode)),
@@ -133,9 +134,11 @@ QStringList lines(const Facts &facts) {
     for (const auto &phone : facts.phones)
         result.append(phoneLine(facts, phone));
     result.append(QStringLiteral("sent: %1 bytes, received: %2 bytes")
-                      .arg(facts.bytesSent)
-                      .arg(facts.bytesReceived));
-    result.append(QStringLiteral("clips: %1 text, %2 images").arg(facts.texts).arg(facts.images));
+                      .arg(counted.bytesSent)
+                      .arg(counted.bytesReceived));
+    result.append(QStringLiteral("clips: %1 text, %2 images")
+                      .arg(quint32(counted.textItems))
+                      .arg(quint32(counted.imageItems)));
     const QList<Refusal> refusals = facts.status ? facts.status->refusals : QList<Refusal>();
     for (const Refusal &refusal : refusals.first(std::min(refusals.size(), mostRefusalsShown)))
         result.append(QStringLiteral("refused: %1").arg(line(refusal)));
@@ -143,16 +146,18 @@ QStringList lines(const Facts &facts) {
 }
 
 QJsonObject json(const Facts &facts) {
+    const auto &counted = facts.statistics;
     QJsonArray phones;
     for (const auto &phone : facts.phones)
         phones.append(json(facts, phone));
     QJsonArray refusals;
     for (const Refusal &refusal : facts.status ? facts.status->refusals : QList<Refusal>())
         refusals.append(json(refusal));
-    const QJsonObject counters{{QStringLiteral("dataSent"), jsonNumber(facts.bytesSent)},
-                               {QStringLiteral("dataReceived"), jsonNumber(facts.bytesReceived)},
-                               {QStringLiteral("textItems"), jsonNumber(facts.texts)},
-                               {QStringLiteral("imageItems"), jsonNumber(facts.images)}};
+    const QJsonObject counters{
+        {QStringLiteral("dataSent"), jsonNumber(counted.bytesSent)},
+        {QStringLiteral("dataReceived"), jsonNumber(counted.bytesReceived)},
+        {QStringLiteral("textItems"), jsonNumber(quint32(counted.textItems))},
+        {QStringLiteral("imageItems"), jsonNumber(quint32(counted.imageItems))}};
     const bool isKnown = facts.agent != Agent::Unknown;
     return {{QStringLiteral("enabled"), facts.syncEnabled},
             {QStringLiteral("agentRuns"),

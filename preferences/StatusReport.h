@@ -21,10 +21,7 @@ struct Facts {
     /// What a running agent tells.
     std::optional<AgentStatus> status = {};
     QList<RegisteredPhones::Phone> phones = {};
-    quint64 bytesSent = 0;
-    quint64 bytesReceived = 0;
-    quint32 texts = 0;
-    quint32 images = 0;
+    SettingsStores::Statistics statistics = {};
 };
 
 [[nodiscard]] QStringList lines(const Facts &facts);

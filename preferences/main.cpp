@@ -1,18 +1,30 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/bundle/Bundle.h"
+#include "platform/bundle/Translations.h"
+#include "platform/desktop/HelpManager.h"
 #include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
 #include "platform/preferences/DistributedNotifications.h"
 #include "platform/preferences/PreferencesDatabase.h"
-#include "preferences/PanelProgram.h"
+#include "platform/session/ApplicationInterface.h"
+#include "platform/session/Session.h"
+#include "platform/session/SessionPrograms.h"
+#include "platform/session/SingleInstance.h"
 #include "preferences/PreferencesCommands.h"
+#include "preferences/PreferencesWindow.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <QFileInfo>
+#include <QIcon>
+#include <QProcess>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 using namespace clipmule;
 
@@ -38,6 +50,135 @@ bool wantsWindow(int argc, char **argv) {
     return first.size() > 2 && first[0] == '-' && first[1] != '-';
 }
 
+// Everything that the window stands on. Members are destroyed in the opposite order, the window
+// first.
+class Panel {
+public:
+    /// False when the installation lacks what it needs.
+    bool open() {
+        ZRKUserDefaults::Environment environment;
+        environment.database = _database.get();
+        environment.distributedNotifications = _notifications.get();
+        _settings = SettingsStores::open(environment);
+        if (!_settings)
+            return false;
+        _phones = std::make_unique<PhoneList>(*_dnssd, *_settings);
+        _window = std::make_unique<PreferencesWindow>(
+            PreferencesWindow::Services{.phones = *_phones,
+                                        .settings = *_settings,
+                                        .autostart = _autostart,
+                                        .agent = *_agent,
+                                        .network = *_network,
+                                        .startAgent = &Panel::startAgent,
+                                        .showHelp = [this] { showHelp(); }});
+        _window->start();
+        return true;
+    }
+
+    void comeForward(const QString &activationToken) {
+        if (_window)
+            _window->comeForward(activationToken);
+    }
+
+    /// Writes what is to be kept, before the event loop ends.
+    void close() {
+        if (_phones)
+            _phones->stop();
+        ZRKNotificationCenter::platformDefault().postNotificationName(
+            NSApplicationWillTerminateNotification);
+    }
+
+private:
+    static bool startAgent() {
+        const QString name = QStringLiteral("clipmule-sync");
+        const QFileInfo sibling(QCoreApplication::applicationDirPath() + u'/' + name);
+        return QProcess::startDetached(sibling.isExecutable() ? sibling.absoluteFilePath() : name,
+                                       {});
+    }
+
+    void showHelp() {
+        const Bundle bundle = Bundle::mainBundle();
+        _help->registerBooksInBundle(bundle);
+        const PropertyList *const name =
+            find(bundle.infoDictionary(), QStringLiteral("CFBundleHelpBookName"));
+        if (const auto *const book = name ? name->as<QString>() : nullptr)
+            _help->openHelpAnchorInBook(QStringLiteral("help"), *book);
+    }
+
+    std::unique_ptr<PreferencesDatabase> _database = makePreferencesDatabase();
+    std::unique_ptr<DistributedNotifications> _notifications = makeDistributedNotifications();
+    std::unique_ptr<dnssd::Backend> _dnssd = dnssd::makeBackend();
+    std::unique_ptr<dnssd::NetworkProbe> _network = dnssd::makeNetworkProbe();
+    std::unique_ptr<StatusReader> _agent = makeStatusReader();
+    std::unique_ptr<HelpManager> _help = makeHelpManager();
+    AutostartEntry _autostart = AutostartEntry::standard();
+    std::unique_ptr<SettingsStores> _settings;
+    std::unique_ptr<PhoneList> _phones;
+    std::unique_ptr<PreferencesWindow> _window;
+};
+
+// Whether there is anywhere to open a window, going by the environment and the arguments.
+bool hasDisplay(int argc, char **argv) {
+    const bool named = std::any_of(argv, argv + argc, [](const char *argument) {
+        return std::strcmp(argument, "-platform") == 0 || std::strcmp(argument, "-display") == 0;
+    });
+    if (named || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
+        !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        return true;
+    // The toolkit aborts where no display answers.
+    return clipmule::hasDisplay();
+}
+
+// Opens the window, or brings that of a running instance to the front; the exit status when it is
+// closed.
+int runPanel(int argc, char **argv) {
+    QApplication application(argc, argv);
+    installTranslations();
+    if (application.arguments().size() > 1) {
+        complain(QStringLiteral("unexpected argument beside those of the window"));
+        return 2;
+    }
+    QApplication::setDesktopFileName(preferencesProgram());
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("com.zendrik.ClipmuleSync")));
+
+    QtRunLoop runLoop;
+    const RunLoop::Installation installation(runLoop);
+    std::optional<Panel> panel;
+    const QuitSignals signals([](int) { QCoreApplication::quit(); });
+    QObject::connect(&application, &QCoreApplication::aboutToQuit, &application, [&panel] {
+        if (panel)
+            panel->close();
+    });
+
+    const auto interface = makeApplicationInterface();
+    // A request that comes before the window is there needs no answer: the window comes anyway.
+    interface->onActivate = [&panel](const QString &token) {
+        if (panel)
+            panel->comeForward(token);
+    };
+    interface->onAction = [](const QString &action) {
+        if (action == u"quit")
+            QCoreApplication::quit();
+    };
+    interface->start(preferencesProgram());
+    const auto instance = makeSingleInstance();
+    instance->claim(preferencesProgram(), [&panel](SingleInstance::Outcome outcome) {
+        if (outcome == SingleInstance::Outcome::AlreadyRunning) {
+            activateApplication(preferencesProgram(),
+                                [](bool reached) { QCoreApplication::exit(reached ? 0 : 1); });
+            return;
+        }
+        panel.emplace();
+        if (panel->open()) {
+            panel->comeForward(QString());
+            return;
+        }
+        complain(installationIsIncomplete);
+        QCoreApplication::exit(1);
+    });
+    return QApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char *argv[]) {
@@ -50,16 +191,16 @@ int main(int argc, char *argv[]) {
         return 1;
     }
     const QCoreApplication application(argc, argv);
-    const ParsedCommandLine parsed = parseCommandLine(application.arguments().sliced(1));
-    if (!parsed.command) {
-        complain(parsed.error);
+    const auto command = parseCommandLine(application.arguments().sliced(1));
+    if (!command) {
+        complain(command.error().reason);
         return 2;
     }
-    if (parsed.command->kind == PreferencesCommand::Kind::Help) {
+    if (command->kind == PreferencesCommand::Kind::Help) {
         std::fputs(usage().toUtf8().constData(), stdout);
         return 0;
     }
-    if (parsed.command->kind == PreferencesCommand::Kind::Version) {
+    if (command->kind == PreferencesCommand::Kind::Version) {
         std::puts("clipmule-preferences " CLIPMULE_VERSION);
         return 0;
     }
@@ -67,7 +208,7 @@ int main(int argc, char *argv[]) {
     QtRunLoop runLoop;
     const RunLoop::Installation installation(runLoop);
     // To be interrupted is the way in which a watch ends.
-    const bool watches = parsed.command->watches;
+    const bool watches = command->watches;
     const QuitSignals signals(
         [watches](int signal) { QCoreApplication::exit(watches ? 0 : 128 + signal); });
     const auto database = makePreferencesDatabase();
@@ -92,6 +233,6 @@ int main(int argc, char *argv[]) {
     services.finish = [](int exitStatus) { QCoreApplication::exit(exitStatus); };
     PreferencesCommands commands(std::move(services));
     // The command starts inside the run loop, which it ends.
-    runLoop.performSoon([&] { commands.perform(*parsed.command); });
+    runLoop.performSoon([&] { commands.perform(*command); });
     return QCoreApplication::exec();
 }

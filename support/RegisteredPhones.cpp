@@ -122,25 +122,27 @@ PropertyList removed(const std::optional<PropertyList> &stored, const QString &s
     return list;
 }
 
-QString refusal(const PropertyList &value) {
+Result<void> check(const PropertyList &value) {
     const auto *const list = value.as<PropertyList::List>();
     if (!list)
-        return QStringLiteral("%1 is a list of phones; \"pair\" adds one").arg(key());
+        return failure(QStringLiteral("%1 is a list of phones; \"pair\" adds one").arg(key()));
     if (list->size() > mostPhones)
-        return QStringLiteral("%1 holds at most %2 phones").arg(key()).arg(mostPhones);
+        return failure(QStringLiteral("%1 holds at most %2 phones").arg(key()).arg(mostPhones));
     for (const PropertyList &entry : *list) {
         if (textUnder(entry, serviceEntry).isEmpty())
-            return QStringLiteral("an entry of %1 is a dictionary with a text under \"%2\"")
-                .arg(key(), serviceEntry);
+            return failure(QStringLiteral("an entry of %1 is a dictionary with a text under \"%2\"")
+                               .arg(key(), serviceEntry));
         for (const QString &text : {nameEntry, addressEntry}) {
             if (const PropertyList *const other = under(entry, text); other && !other->isString())
-                return QStringLiteral("\"%1\" of an entry of %2 is a text").arg(text, key());
+                return failure(
+                    QStringLiteral("\"%1\" of an entry of %2 is a text").arg(text, key()));
         }
         if (const PropertyList *const mode = under(entry, pasteModeEntry);
             mode && !Settings::pasteModeFrom(*mode))
-            return QStringLiteral("\"%1\" of an entry of %2 is %3")
-                .arg(pasteModeEntry, key(),
-                     Settings::describeKind(Settings::setting(Settings::Key::PasteMode)));
+            return failure(
+                QStringLiteral("\"%1\" of an entry of %2 is %3")
+                    .arg(pasteModeEntry, key(),
+                         Settings::describeKind(Settings::setting(Settings::Key::PasteMode))));
     }
     return {};
 }

@@ -64,9 +64,9 @@ struct Change {
 /// The list without any entry of the phone.
 [[nodiscard]] PropertyList removed(const std::optional<PropertyList> &stored,
                                    const QString &service);
-/// Why a value is no list of phones, as one sentence for people; empty when it is one. Stricter
-/// than phones(), which takes what it can.
-[[nodiscard]] QString refusal(const PropertyList &value);
+/// Whether a value is a list of phones; the failure says why not, in one sentence for people.
+/// Stricter than phones(), which takes what it can.
+[[nodiscard]] Result<void> check(const PropertyList &value);
 
 /// An entry and where it stands in the list.
 struct Entry {

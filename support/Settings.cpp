@@ -4,14 +4,15 @@
 #include "support/Settings.h"
 
 #include "platform/foundation/Log.h"
-#include "support/ApplicationDefaults.h"
 #include "support/RegisteredPhones.h"
 
 #include <QSet>
 
 #include <algorithm>
 
-namespace clipmule::Settings {
+namespace clipmule {
+
+namespace Settings {
 
 namespace {
 
@@ -64,22 +65,17 @@ std::optional<qint32> count32In(const PropertyList &value) {
 
 // The value that the store holds, else the registered one, else the table's.
 template <typename Value, typename Convert>
-Value read(const Setting &setting, const std::optional<PropertyList> &stored,
-           const std::optional<PropertyList> &registered, Convert convert) {
+Value read(const ZRKUserDefaults &store, Key key, Convert convert) {
+    const Setting &wanted = setting(key);
+    const auto stored = store.objectForKey(wanted.name);
+    const auto registered = store.registeredObjectForKey(wanted.name);
     const std::optional<Value> value = stored ? convert(*stored) : std::nullopt;
-    reportKind(setting, stored, !stored || value);
+    reportKind(wanted, stored, !stored || value);
     if (value)
         return *value;
     if (const std::optional<Value> other = registered ? convert(*registered) : std::nullopt)
         return *other;
-    return *convert(*setting.fallback);
-}
-
-template <typename Value, typename Convert>
-Value read(const ZRKUserDefaults &store, Key key, Convert convert) {
-    const Setting &wanted = setting(key);
-    return read<Value>(wanted, store.objectForKey(wanted.name),
-                       store.registeredObjectForKey(wanted.name), convert);
+    return *convert(*wanted.fallback);
 }
 
 } // namespace
@@ -141,13 +137,23 @@ QString nameOf(Domain domain) {
     return QStringLiteral("stats");
 }
 
-bool truth(const ZRKUserDefaults &store, Key key) {
-    return read<bool>(store, key, truthIn);
+std::optional<Domain> domainNamed(const QString &name) {
+    for (const Domain domain : {Domain::Shared, Domain::Agent, Domain::Statistics}) {
+        if (name == nameOf(domain))
+            return domain;
+    }
+    return std::nullopt;
 }
 
-bool truth(const ApplicationDefaults &store, Key key) {
-    const Setting &wanted = setting(key);
-    return read<bool>(wanted, store.objectForKey(wanted.name), std::nullopt, truthIn);
+std::shared_ptr<ZRKUserDefaults> openForAgent(ZRKUserDefaults::Environment environment) {
+    environment.localName = NSUserDefaultsDidChangeNotification;
+    auto store = ZRKUserDefaults::initWithoutFallbacks(applicationIdentifier, environment);
+    store->listenForChanges();
+    return store;
+}
+
+bool truth(const ZRKUserDefaults &store, Key key) {
+    return read<bool>(store, key, truthIn);
 }
 
 quint64 count(const ZRKUserDefaults &store, Key key) {
@@ -207,7 +213,7 @@ QString describeKind(const Setting &setting) {
     return QStringLiteral("a list of phones");
 }
 
-QString refusal(const Setting &setting, const PropertyList &value) {
+Result<void> check(const Setting &setting, const PropertyList &value) {
     bool fits = false;
     switch (setting.kind) {
     case Kind::Truth:
@@ -224,9 +230,11 @@ QString refusal(const Setting &setting, const PropertyList &value) {
         fits = value.as<qint64>() && *value.as<qint64>() == qint32(*value.as<qint64>());
         break;
     case Kind::PhoneList:
-        return RegisteredPhones::refusal(value);
+        return RegisteredPhones::check(value);
     }
-    return fits ? QString() : QStringLiteral("%1 is %2").arg(setting.name, describeKind(setting));
+    if (fits)
+        return {};
+    return failure(QStringLiteral("%1 is %2").arg(setting.name, describeKind(setting)));
 }
 
 std::optional<PropertyList> valueFromWord(const Setting &setting, const QString &word) {
@@ -253,4 +261,87 @@ std::optional<PropertyList> valueFromWord(const Setting &setting, const QString 
     return std::nullopt;
 }
 
-} // namespace clipmule::Settings
+} // namespace Settings
+
+std::unique_ptr<SettingsStores>
+SettingsStores::open(const ZRKUserDefaults::Environment &environment) {
+    ZRKUserDefaults::setEnvironment(environment);
+    const auto shared = ZRKUserDefaults::standardUserDefaults();
+    if (!shared)
+        return nullptr;
+    return std::make_unique<SettingsStores>(shared, environment);
+}
+
+SettingsStores::SettingsStores(std::shared_ptr<ZRKUserDefaults> shared,
+                               const ZRKUserDefaults::Environment &environment) {
+    const auto plain = [&environment](const QString &identifier) {
+        return ZRKUserDefaults::initWithoutFallbacks(identifier, environment);
+    };
+    _stores = {{Domain::Shared, std::move(shared)},
+               {Domain::Agent, plain(applicationIdentifier)},
+               {Domain::Statistics, plain(applicationIdentifier + QStringLiteral(".stats"))}};
+    _own = plain(applicationIdentifier + QStringLiteral(".Preferences"));
+}
+
+SettingsStores::~SettingsStores() {
+    ZRKNotificationCenter::platformDefault().removeObserver(this);
+    _stores.clear();
+    _own.reset();
+    // The shared store uses the environment, which may go now.
+    ZRKUserDefaults::setEnvironment({});
+}
+
+void SettingsStores::start() {
+    for (const auto &[domain, store] : _stores)
+        store->listenForChanges();
+    ZRKNotificationCenter::platformDefault().addObserver(
+        this, selector<&SettingsStores::settingsDidChange>("settingsDidChange"),
+        ZRKUserDefaultsDidChangeNotification);
+}
+
+void SettingsStores::reload() {
+    for (const auto &[domain, store] : _stores)
+        store->reset();
+}
+
+void SettingsStores::settingsDidChange() {
+    if (_change.isPending())
+        return;
+    _change = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] {
+        if (const auto tell = onChange)
+            tell();
+    });
+}
+
+bool SettingsStores::isOn(Key key) const {
+    return Settings::truth(of(Settings::setting(key).domain), key);
+}
+
+PasteMode SettingsStores::pasteMode() const {
+    return Settings::pasteMode(of(Domain::Shared));
+}
+
+SettingsStores::Statistics SettingsStores::statistics() const {
+    const ZRKUserDefaults &store = of(Domain::Statistics);
+    return {.bytesSent = Settings::count(store, Key::DataSent),
+            .bytesReceived = Settings::count(store, Key::DataReceived),
+            .textItems = Settings::count32(store, Key::TextItems),
+            .imageItems = Settings::count32(store, Key::ImageItems)};
+}
+
+std::optional<PropertyList> SettingsStores::value(Key key) const {
+    const Settings::Setting &setting = Settings::setting(key);
+    return of(setting.domain).objectForKey(setting.name);
+}
+
+Result<void> SettingsStores::set(Key key, const PropertyList &value) {
+    const Settings::Setting &setting = Settings::setting(key);
+    ZRKUserDefaults &store = of(setting.domain);
+    const auto written = store.setObjectForKey(value, setting.name);
+    // What is shown is what the file holds.
+    if (!written)
+        store.reset();
+    return written;
+}
+
+} // namespace clipmule

@@ -16,6 +16,10 @@ public:
     [[nodiscard]] bool releaseAfterLastObserverIsRemoved() const override { return false; }
 };
 
+QString describe(const Object *object) {
+    return object ? object->description() : QStringLiteral("(null)");
+}
+
 // The pointers are compared first, so that an observer that leaves from its destructor is found
 // without asking a half-destroyed object.
 bool isSame(const Object *own, const Object *given) {
@@ -23,6 +27,16 @@ bool isSame(const Object *own, const Object *given) {
 }
 
 } // namespace
+
+ZRKObserver::ZRKObserver(Object *observer, Selector selector, std::shared_ptr<const Object> object)
+    : _observer(observer)
+    , _selector(std::move(selector))
+    , _object(std::move(object)) {}
+
+QString ZRKObserver::description() const {
+    return QStringLiteral("observer = %1, object = %2, selector = %3")
+        .arg(describe(_observer), describe(_object.get()), _selector.name());
+}
 
 ZRKNotificationCenter::~ZRKNotificationCenter() = default;
 

@@ -3,9 +3,8 @@
 
 #pragma once
 
-#include "support/Notification.h"
-#include "support/Selector.h"
-#include "support/ZRKObserver.h"
+#include "platform/foundation/Object.h"
+#include "platform/foundation/PropertyList.h"
 
 #include <QList>
 #include <QMap>
@@ -13,9 +12,104 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <type_traits>
 #include <typeindex>
 
 namespace clipmule {
+
+// Notifications of the platform's default centre that this program posts itself.
+
+/// The application is about to end; its object is the application.
+inline const QString NSApplicationWillTerminateNotification =
+    QStringLiteral("NSApplicationWillTerminateNotification");
+/// A value of the program's own defaults has changed, here or in another program.
+inline const QString NSUserDefaultsDidChangeNotification =
+    QStringLiteral("NSUserDefaultsDidChangeNotification");
+
+/// What happened (the name), to whom (the object), and what there is to say about it.
+struct Notification {
+    QString name;
+    /// May be null. Kept alive while the notification is delivered where the poster is shared.
+    std::shared_ptr<const Object> object;
+    PropertyList::Dictionary userInfo;
+    /// An object that goes with the notification and is no property list: the clip that was
+    /// inserted, for example. Null where the notification's name promises none.
+    std::shared_ptr<const Object> attachment;
+};
+
+/// A pointer that owns nothing, for objects that are not shared or not shared yet.
+[[nodiscard]] inline std::shared_ptr<const Object> unowned(const Object *object) {
+    return {std::shared_ptr<const Object>(), object};
+}
+
+/// The name of an action, bound to the member function that carries it out. Compared and stored by
+/// name; performed on an observer, which must be of the class that the selector was made for
+/// (std::bad_cast otherwise).
+class Selector {
+public:
+    using Action = std::function<void(Object &, const Notification &)>;
+
+    /// No action at all.
+    Selector() = default;
+    Selector(QString name, Action action)
+        : _name(std::move(name))
+        , _action(std::move(action)) {}
+
+    [[nodiscard]] const QString &name() const { return _name; }
+    [[nodiscard]] bool isValid() const { return bool(_action); }
+    void perform(Object &observer, const Notification &notification) const {
+        _action(observer, notification);
+    }
+    friend bool operator==(const Selector &left, const Selector &right) {
+        return left._name == right._name;
+    }
+
+private:
+    QString _name;
+    Action _action;
+};
+
+namespace detail {
+template <typename Method>
+struct ClassOf;
+template <typename Class, typename... Arguments>
+struct ClassOf<void (Class::*)(Arguments...)> {
+    using Type = Class;
+};
+} // namespace detail
+
+/// selector<&Controller::defaultsDidChange>("defaultsDidChange"). The member function takes the
+/// notification or nothing.
+template <auto Method>
+[[nodiscard]] Selector selector(const char *name) {
+    using Class = typename detail::ClassOf<decltype(Method)>::Type;
+    return Selector(
+        QString::fromLatin1(name), [](Object &observer, const Notification &notification) {
+            auto &target = dynamic_cast<Class &>(observer);
+            if constexpr (std::is_invocable_v<decltype(Method), Class &, const Notification &>)
+                (target.*Method)(notification);
+            else
+                (target.*Method)();
+        });
+}
+
+/// One registration with a notification hub: who is told, by which action, about which sender.
+class ZRKObserver final : public Object {
+public:
+    /// The observer is not owned and must leave the hub before it is destroyed. A null object
+    /// stands for any sender; any other is kept alive by the record.
+    ZRKObserver(Object *observer, Selector selector, std::shared_ptr<const Object> object);
+
+    [[nodiscard]] Object *observer() const { return _observer; }
+    [[nodiscard]] const Selector &selector() const { return _selector; }
+    [[nodiscard]] const std::shared_ptr<const Object> &object() const { return _object; }
+    [[nodiscard]] QString description() const override;
+
+private:
+    Object *_observer;
+    Selector _selector;
+    std::shared_ptr<const Object> _object;
+};
 
 /// A notification hub inside the process. Each class of hub has one shared instance, made when it
 /// is first asked for and, where releaseAfterLastObserverIsRemoved() says so, dropped with its last

@@ -4,7 +4,6 @@
 #include "support/ZRKPowerNotificationCenter.h"
 
 #include "platform/power/SystemPower.h"
-#include "support/UnsignedNumber.h"
 
 #include <QScopeGuard>
 
@@ -15,6 +14,11 @@ namespace clipmule {
 namespace {
 SystemPower *kernelPort = nullptr;
 } // namespace
+
+bool UnsignedNumber::isEqual(const Object &other) const {
+    const auto *number = dynamic_cast<const UnsignedNumber *>(&other);
+    return number && number->_value == _value;
+}
 
 std::shared_ptr<ZRKPowerNotificationCenter> ZRKPowerNotificationCenter::defaultCenter() {
     return sharedInstance<ZRKPowerNotificationCenter>(

@@ -9,6 +9,21 @@ namespace clipmule {
 
 class SystemPower;
 
+/// A number as the object of a notification. Equal to every other of the same value, but not the
+/// same sender.
+class UnsignedNumber final : public Object {
+public:
+    explicit UnsignedNumber(quint32 value)
+        : _value(value) {}
+
+    [[nodiscard]] quint32 value() const { return _value; }
+    [[nodiscard]] bool isEqual(const Object &other) const override;
+    [[nodiscard]] QString description() const override { return QString::number(_value); }
+
+private:
+    quint32 _value;
+};
+
 /// Every power message, before the one below; its object is the message's number, an
 /// UnsignedNumber.
 inline const QString ZRKPowerStatusDidChange = QStringLiteral("ZRKPowerStatusDidChange");

@@ -5,7 +5,7 @@
 
 #include "platform/foundation/PlatformException.h"
 #include "platform/preferences/PreferencesDatabase.h"
-#include "support/PlatformNotifications.h"
+#include "support/ZRKNotificationCenter.h"
 
 #include <QFileInfo>
 #include <QUuid>
@@ -106,6 +106,13 @@ ZRKUserDefaults::initWithIdentifier(const QString &identifier, const Environment
         store.get(), selector<&ZRKUserDefaults::_synchronizeIfNeeded>("_synchronizeIfNeeded"),
         NSApplicationWillTerminateNotification, environment.application);
     return store;
+}
+
+std::shared_ptr<ZRKUserDefaults> ZRKUserDefaults::initWithoutFallbacks(const QString &identifier,
+                                                                       Environment environment) {
+    const Bundle none{QString()};
+    environment.bundles = std::make_shared<Bundles>(Bundles{none, none, {}, {}});
+    return initWithIdentifier(identifier, environment);
 }
 
 ZRKUserDefaults::ZRKUserDefaults(Key, QString identifier, Environment environment)
@@ -273,12 +280,13 @@ Selector ZRKUserDefaults::selectorForKey(const QString &key) const {
     return name ? Selector(*name, nullptr) : Selector();
 }
 
-void ZRKUserDefaults::setObjectForKey(const std::optional<PropertyList> &value,
-                                      const QString &key) {
+Result<void> ZRKUserDefaults::setObjectForKey(const std::optional<PropertyList> &value,
+                                              const QString &key) {
     // An observer may let go of this store.
     const auto self = weak_from_this().lock();
-    if (_environment.database)
-        _environment.database->setValue(_identifier, key, value);
+    const auto written = _environment.database
+                             ? _environment.database->setValue(_identifier, key, value)
+                             : Result<void>();
     PropertyList::Dictionary userInfo{{gUserDefaultsKey, key}};
     if (value) {
         _defaults.insert(key, *value);
@@ -295,6 +303,7 @@ void ZRKUserDefaults::setObjectForKey(const std::optional<PropertyList> &value,
     _needsSync = true;
     _pendingSynchronize =
         RunLoop::current().performAfter(synchronizeDelay, [this] { synchronize(); });
+    return written;
 }
 
 void ZRKUserDefaults::removeObjectForKey(const QString &key) {
@@ -302,30 +311,27 @@ void ZRKUserDefaults::removeObjectForKey(const QString &key) {
 }
 
 void ZRKUserDefaults::setIntegerForKey(qint64 value, const QString &key) {
-    setObjectForKey(std::optional<PropertyList>(std::in_place, qint32(quint32(quint64(value)))),
-                    key);
+    setObjectForKey(PropertyList(qint32(quint32(quint64(value)))), key);
 }
 
 void ZRKUserDefaults::setFloatForKey(float value, const QString &key) {
-    setObjectForKey(std::optional<PropertyList>(std::in_place, value), key);
+    setObjectForKey(PropertyList(value), key);
 }
 
 void ZRKUserDefaults::setBoolForKey(bool value, const QString &key) {
-    setObjectForKey(std::optional<PropertyList>(std::in_place, value), key);
+    setObjectForKey(PropertyList(value), key);
 }
 
 void ZRKUserDefaults::setColorForKey(const ArchivedColor &color, const QString &key) {
-    setObjectForKey(std::optional<PropertyList>(std::in_place, ColorArchive::archivedData(color)),
-                    key);
+    setObjectForKey(PropertyList(ColorArchive::archivedData(color)), key);
 }
 
 void ZRKUserDefaults::setFontForKey(const ArchivedFont &font, const QString &key) {
-    setObjectForKey(std::optional<PropertyList>(std::in_place, FontArchive::archivedData(font)),
-                    key);
+    setObjectForKey(PropertyList(FontArchive::archivedData(font)), key);
 }
 
 void ZRKUserDefaults::setSelectorForKey(const Selector &selector, const QString &key) {
-    setObjectForKey(std::optional<PropertyList>(std::in_place, selector.name()), key);
+    setObjectForKey(PropertyList(selector.name()), key);
 }
 
 void ZRKUserDefaults::registerDefaults(const PropertyList::Dictionary &defaults) {
@@ -340,9 +346,10 @@ PropertyList::Dictionary ZRKUserDefaults::dictionaryRepresentation() const {
     return result;
 }
 
-bool ZRKUserDefaults::synchronize() {
+Result<void> ZRKUserDefaults::synchronize() {
     _needsSync = false;
-    return _environment.database && _environment.database->synchronize(_identifier);
+    return _environment.database ? _environment.database->synchronize(_identifier)
+                                 : failure(QStringLiteral("there is no database"));
 }
 
 void ZRKUserDefaults::_synchronizeIfNeeded() {
@@ -387,8 +394,7 @@ PropertyList::Dictionary ZRKUserDefaults::asStored(PropertyList::Dictionary user
 
 void ZRKUserDefaults::_postLocalNotification(const PropertyList::Dictionary &userInfo) {
     std::shared_ptr<const Object> self = weak_from_this().lock();
-    localCenter().postNotificationName(ZRKUserDefaultsDidChangeNotification, std::move(self),
-                                       userInfo);
+    localCenter().postNotificationName(_environment.localName, std::move(self), userInfo);
 }
 
 QString ZRKUserDefaults::description() const {

@@ -5,6 +5,7 @@
 
 #include "platform/archive/ArchivedLook.h"
 #include "platform/bundle/Bundle.h"
+#include "platform/foundation/Result.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/preferences/DistributedNotifications.h"
 #include "support/ZRKNotificationCenter.h"
@@ -23,8 +24,8 @@ inline const QString ZRKUserDefaultsDidChangeNotification =
 /// Writes go to the database at once and are told to the other processes; reads are answered from
 /// memory, which is kept current by what the others tell, while listening.
 ///
-/// No errors are reported: a value that cannot be written is logged by the database and still
-/// counts in this process.
+/// A value that cannot be written is logged by the database and still counts in this process, so
+/// that the results of writing may be ignored.
 class ZRKUserDefaults final : public Object, public std::enable_shared_from_this<ZRKUserDefaults> {
     // Only the factories can make a key, so only they can call the public constructor.
     struct Key {};
@@ -49,6 +50,8 @@ public:
         DistributedNotifications *distributedNotifications = nullptr;
         /// Where changes are announced in this process; none for the platform's default centre.
         ZRKNotificationCenter *localCenter = nullptr;
+        /// Under which name changes are announced in this process.
+        QString localName = ZRKUserDefaultsDidChangeNotification;
         /// Whose NSApplicationWillTerminateNotification, on the platform's default centre, makes
         /// the stores write to disk; none for anybody's. Kept by every store: where the
         /// application owns stores, unowned(&application).
@@ -78,6 +81,10 @@ public:
     /// The same in another environment: how tests run two processes side by side.
     [[nodiscard]] static std::shared_ptr<ZRKUserDefaults>
     initWithIdentifier(const QString &identifier, const Environment &environment);
+    /// A store of the caller's own without fallback values: those in the bundles' "Defaults" files
+    /// belong to the shared domain.
+    [[nodiscard]] static std::shared_ptr<ZRKUserDefaults>
+    initWithoutFallbacks(const QString &identifier, Environment environment);
     ZRKUserDefaults(Key, QString identifier, Environment environment);
     ~ZRKUserDefaults() override;
 
@@ -116,7 +123,7 @@ public:
 
     /// Writes, and announces the change here at once and to the other processes. No value removes
     /// the key.
-    void setObjectForKey(const std::optional<PropertyList> &value, const QString &key);
+    Result<void> setObjectForKey(const std::optional<PropertyList> &value, const QString &key);
     void removeObjectForKey(const QString &key);
     /// Keeps the value as a signed number of 32 bits; wider values are cut.
     void setIntegerForKey(qint64 value, const QString &key);
@@ -132,8 +139,8 @@ public:
     /// The registered defaults with the domain's values laid over them.
     [[nodiscard]] PropertyList::Dictionary dictionaryRepresentation() const;
 
-    /// Makes what was written survive a power failure. False when that failed.
-    bool synchronize();
+    /// Makes what was written survive a power failure.
+    Result<void> synchronize();
     [[nodiscard]] QString description() const override;
 
 private:

@@ -8,7 +8,6 @@
 #include "platform/foundation/Log.h"
 #include "platform/session/SessionPrograms.h"
 #include "platform/tray/StatusItem.h"
-#include "support/PlatformNotifications.h"
 #include "support/Settings.h"
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKUserDefaults.h"

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/foundation/PropertyList.h"
+#include "platform/foundation/Result.h"
 
 #include <memory>
 
@@ -20,14 +21,12 @@ public:
 
     /// All pairs of a domain; empty when there are none or they cannot be read (logged).
     [[nodiscard]] virtual PropertyList::Dictionary copyMultiple(const QString &domain) = 0;
-    /// Sets a value, or removes the key when there is none.
-    virtual void setValue(const QString &domain, const QString &key,
-                          const std::optional<PropertyList> &value) = 0;
-    /// Makes what was written to the domain survive a power failure. False when it could not.
-    virtual bool synchronize(const QString &domain) = 0;
-    /// Why the last setValue() or synchronize() failed, for the user; empty when it succeeded or
-    /// the reason is not known.
-    [[nodiscard]] virtual QString failure() const { return {}; }
+    /// Sets a value, or removes the key when there is none. After a failure, which is logged, the
+    /// domain is as it was.
+    virtual Result<void> setValue(const QString &domain, const QString &key,
+                                  const std::optional<PropertyList> &value) = 0;
+    /// Makes what was written to the domain survive a power failure.
+    virtual Result<void> synchronize(const QString &domain) = 0;
 };
 
 /// The user's own, in preferencesFolder().

@@ -571,10 +571,6 @@
         <translation>Umbenennen</translation>
     </message>
     <message>
-        <source>The settings could not be written.</source>
-        <translation>Die Einstellungen konnten nicht geschrieben werden.</translation>
-    </message>
-    <message>
         <source>The settings could not be written: %1</source>
         <translation>Die Einstellungen konnten nicht geschrieben werden: %1</translation>
     </message>

@@ -571,10 +571,6 @@
         <translation>名前を変更</translation>
     </message>
     <message>
-        <source>The settings could not be written.</source>
-        <translation>設定を書き込めませんでした。</translation>
-    </message>
-    <message>
         <source>The settings could not be written: %1</source>
         <translation>設定を書き込めませんでした: %1</translation>
     </message>

@@ -101,8 +101,7 @@ struct AgentFixture {
             ZRKUserDefaults::Bundles{Bundle(u"/none"_qs), Bundle(u"/none"_qs), {}, {}});
         ZRKUserDefaults::setEnvironment(environment);
         shared = ZRKUserDefaults::initWithIdentifier(sharedDomain);
-        applicationDefaults.emplace(environment);
-        applicationDefaults->start();
+        applicationDefaults = Settings::openForAgent(environment);
         backend.connector = [this](const dnssd::Resolved &resolved) {
             for (const auto &phone : std::as_const(phones)) {
                 if (phone->port != resolved.endpoints.constFirst().port)
@@ -198,7 +197,7 @@ struct AgentFixture {
     MemoryPreferencesDatabase database;
     MemoryDistributedNotifications notifications;
     std::shared_ptr<ZRKUserDefaults> shared;
-    std::optional<ApplicationDefaults> applicationDefaults;
+    std::shared_ptr<ZRKUserDefaults> applicationDefaults;
     QList<std::shared_ptr<FakePhone>> phones;
     QStringList registered;
     std::unique_ptr<ZRKClipmuleSyncApp> app;

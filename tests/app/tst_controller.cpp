@@ -392,9 +392,8 @@ private Q_SLOTS:
         environment.distributedNotifications = &_agent->notifications;
         ZRKNotificationCenter otherCenter;
         environment.localCenter = &otherCenter;
-        ApplicationDefaults other(environment);
-        other.start();
-        other.setBoolForKey(false, u"syncEnabled"_qs);
+        const auto other = Settings::openForAgent(environment);
+        other->setBoolForKey(false, u"syncEnabled"_qs);
         _agent->advance(0.05);
         QVERIFY(phone->connection().isClosed());
     }

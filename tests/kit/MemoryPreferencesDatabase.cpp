@@ -10,19 +10,20 @@ PropertyList::Dictionary MemoryPreferencesDatabase::copyMultiple(const QString &
     return _domains.value(domain);
 }
 
-void MemoryPreferencesDatabase::setValue(const QString &domain, const QString &key,
-                                         const std::optional<PropertyList> &value) {
+Result<void> MemoryPreferencesDatabase::setValue(const QString &domain, const QString &key,
+                                                 const std::optional<PropertyList> &value) {
     if (!_failure.isEmpty())
-        return;
+        return failure(_failure);
     if (value)
         _domains[domain].insert(key, *value);
     else
         _domains[domain].remove(key);
+    return {};
 }
 
-bool MemoryPreferencesDatabase::synchronize(const QString &domain) {
+Result<void> MemoryPreferencesDatabase::synchronize(const QString &domain) {
     _synchronized.append(domain);
-    return !_failsToSynchronize;
+    return _failsToSynchronize ? failure(QStringLiteral("the disk is gone")) : Result<void>();
 }
 
 } // namespace clipmule

@@ -14,9 +14,9 @@ namespace clipmule {
 class MemoryPreferencesDatabase final : public PreferencesDatabase {
 public:
     [[nodiscard]] PropertyList::Dictionary copyMultiple(const QString &domain) override;
-    void setValue(const QString &domain, const QString &key,
-                  const std::optional<PropertyList> &value) override;
-    bool synchronize(const QString &domain) override;
+    Result<void> setValue(const QString &domain, const QString &key,
+                          const std::optional<PropertyList> &value) override;
+    Result<void> synchronize(const QString &domain) override;
 
     /// The domains synchronised so far, in order.
     [[nodiscard]] const QStringList &synchronized() const { return _synchronized; }
@@ -25,7 +25,6 @@ public:
     /// Makes the writes to come change nothing, for this reason; with an empty one they succeed
     /// again.
     void setFailsToWrite(const QString &reason) { _failure = reason; }
-    [[nodiscard]] QString failure() const override { return _failure; }
     /// How often a domain was read as a whole.
     [[nodiscard]] int readCount() const { return _readCount; }
 

@@ -13,9 +13,11 @@ namespace clipmule {
 class FullDatabase final : public PreferencesDatabase {
 public:
     [[nodiscard]] PropertyList::Dictionary copyMultiple(const QString &) override { return values; }
-    void setValue(const QString &, const QString &, const std::optional<PropertyList> &) override {}
-    bool synchronize(const QString &) override { return true; }
-    [[nodiscard]] QString failure() const override { return QStringLiteral("no space"); }
+    Result<void> setValue(const QString &, const QString &,
+                          const std::optional<PropertyList> &) override {
+        return failure(QStringLiteral("no space"));
+    }
+    Result<void> synchronize(const QString &) override { return {}; }
     PropertyList::Dictionary values;
 };
 

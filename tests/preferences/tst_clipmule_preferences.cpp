@@ -5,7 +5,7 @@
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/preferences/DistributedNotifications.h"
 #include "platform/preferences/backends/file/FilePreferencesDatabase.h"
-#include "support/ApplicationDefaults.h"
+#include "support/Settings.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDBusConnection>
@@ -64,8 +64,7 @@ private Q_SLOTS:
                             NSUserDefaultsDidChangeNotification);
         const auto sharedDefaults = ZRKUserDefaults::initWithIdentifier(sharedDomain, environment);
         sharedDefaults->listenForChanges();
-        ApplicationDefaults agentDefaults(environment);
-        agentDefaults.start();
+        const auto agentDefaults = Settings::openForAgent(environment);
         awaitDelivery(*notifications); // both observe now
 
         run({QStringLiteral("register"), QStringLiteral("Anna’s phone"), QStringLiteral("--name"),
@@ -85,12 +84,12 @@ private Q_SLOTS:
         run({QStringLiteral("disable")});
         QCOMPARE(_status, 0);
         QTRY_COMPARE_WITH_TIMEOUT(own.count, 1, kit::patience);
-        QCOMPARE(agentDefaults.objectForKey(QStringLiteral("syncEnabled")),
+        QCOMPARE(agentDefaults->objectForKey(QStringLiteral("syncEnabled")),
                  std::optional(PropertyList(false)));
         QCOMPARE(shared.count, 1);
 
         // And the other way round: what the agent writes, the program shows.
-        agentDefaults.setBoolForKey(true, QStringLiteral("syncEnabled"));
+        agentDefaults->setBoolForKey(true, QStringLiteral("syncEnabled"));
         run({QStringLiteral("get"), QStringLiteral("syncEnabled"), QStringLiteral("--domain"),
              QStringLiteral("agent")});
         QCOMPARE(_output, QByteArray("true\n"));

@@ -554,8 +554,8 @@ private:
         _printed.clear();
         _complaints.clear();
         _status = -1;
-        const ParsedCommandLine line = parseCommandLine(arguments);
-        QVERIFY2(line.command, qPrintable(line.error));
+        const auto line = parseCommandLine(arguments);
+        QVERIFY2(line, qPrintable(line ? QString() : line.error().reason));
         PreferencesCommands::Services services;
         services.preferences = _environment;
         services.dnssd = [this]() -> dnssd::Backend & { return *_dnssd; };
@@ -568,7 +568,7 @@ private:
             _status = exitStatus;
         };
         _commands = std::make_unique<PreferencesCommands>(std::move(services));
-        _commands->perform(*line.command);
+        _commands->perform(*line);
     }
     void run(const QStringList &arguments) {
         start(arguments);

@@ -70,7 +70,6 @@ private Q_SLOTS:
     }
     void cleanup() {
         _window.reset();
-        _settings.reset();
         _phones.reset();
         ZRKUserDefaults::setEnvironment({});
     }
@@ -310,16 +309,14 @@ private:
         environment.distributedNotifications = &*_notifications;
         _stores = SettingsStores::open(environment);
         QVERIFY(_stores);
-        _phones.emplace(*_dnssd, *_database, *_stores);
-        _settings.emplace(*_database, *_stores);
+        _phones.emplace(*_dnssd, *_stores);
         _window.emplace(PreferencesWindow::Services{.phones = *_phones,
-                                                    .settings = *_settings,
+                                                    .settings = *_stores,
                                                     .autostart = *_autostart,
                                                     .agent = *_reader,
                                                     .network = *_probe,
                                                     .startAgent = [] { return true; },
-                                                    .showHelp = [this] { ++_helps; },
-                                                    .reload = {}});
+                                                    .showHelp = [this] { ++_helps; }});
         _window->start();
         settle();
     }
@@ -385,9 +382,8 @@ private:
     std::optional<FakeProbe> _probe;
     std::optional<QTemporaryDir> _folder;
     std::optional<AutostartEntry> _autostart;
-    std::optional<SettingsStores> _stores;
+    std::unique_ptr<SettingsStores> _stores;
     std::optional<PhoneList> _phones;
-    std::optional<SyncSettings> _settings;
     std::optional<PreferencesWindow> _window;
     int _helps = 0;
 };

@@ -52,7 +52,7 @@ private Q_SLOTS:
     void theCommandLineKnowsIt() {
         QVERIFY(!parse({u"status"_qs}).watches);
         QVERIFY(parse({u"status"_qs, u"--watch"_qs}).watches);
-        QVERIFY(!parseCommandLine({u"doctor"_qs, u"--watch"_qs}).command);
+        QVERIFY(!parseCommandLine({u"doctor"_qs, u"--watch"_qs}));
     }
 
     void aNewInstallation() {
@@ -234,7 +234,7 @@ private Q_SLOTS:
 private:
     static PreferencesCommand parse(const QStringList &arguments) {
         const auto parsed = parseCommandLine(arguments);
-        return parsed.command.value_or(PreferencesCommand());
+        return parsed.value_or(PreferencesCommand());
     }
     static PropertyList phone(const QString &service) {
         return PropertyList::Dictionary{{u"serverService"_qs, service}};

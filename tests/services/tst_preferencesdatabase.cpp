@@ -426,13 +426,14 @@ private Q_SLOTS:
         FilePreferencesDatabase database(_folder);
         database.setValue(domain, key, true);
         const QByteArray before = contents(file());
+        Result<void> written;
         {
             const kit::FullDisk disk(1000);
             expectWarning(
                 QStringLiteral("^preference large of com\\.zendrik\\.Test not written: "));
-            database.setValue(domain, QStringLiteral("large"), QString(5000, u'x'));
+            written = database.setValue(domain, QStringLiteral("large"), QString(5000, u'x'));
         }
-        QCOMPARE(database.failure(),
+        QCOMPARE(written.error().reason,
                  _folder + QStringLiteral("/.com.zendrik.Test.plist.new: File too large"));
         QCOMPARE(contents(file()), before);
         QCOMPARE(QDir(_folder).entryList(QDir::Files | QDir::Hidden),
@@ -470,13 +471,11 @@ private Q_SLOTS:
         fill(_home->filePath(QStringLiteral("config")), "a file where the folder should be");
         FilePreferencesDatabase database(_folder);
         expectWarning(QStringLiteral("^preference showStatus of com\\.zendrik\\.Test not written"));
-        database.setValue(domain, key, true);
-        QVERIFY(database.failure().startsWith(_folder));
-        QVERIFY(database.failure().endsWith(u": Not a directory"));
+        const auto written = database.setValue(domain, key, true);
+        QCOMPARE(written.error().reason, _folder + QStringLiteral(": Not a directory"));
         QVERIFY(!database.synchronize(domain));
         QVERIFY(QFile::remove(_home->filePath(QStringLiteral("config"))));
-        database.setValue(domain, key, true);
-        QCOMPARE(database.failure(), QString());
+        QVERIFY(database.setValue(domain, key, true));
     }
 
     void synchronizingFailsWhereTheFileCannotBeOpened() {
@@ -486,12 +485,10 @@ private Q_SLOTS:
         // A link that leads round in circles.
         QVERIFY(QFile::remove(file()));
         QVERIFY(QFile::link(file(), file()));
-        QVERIFY(!database.synchronize(domain));
-        QCOMPARE(database.failure(),
+        QCOMPARE(database.synchronize(domain).error().reason,
                  file() + QStringLiteral(": Too many levels of symbolic links"));
         QVERIFY(QFile::remove(file()));
         QVERIFY(database.synchronize(domain));
-        QCOMPARE(database.failure(), QString());
     }
 
     void domainsAreFileNames_data() {
@@ -522,9 +519,9 @@ private Q_SLOTS:
             expectWarning(QStringLiteral("^preference showStatus of .* not written: no name for "));
             expectWarning(QStringLiteral("^no name for a preferences domain: "));
         }
-        database.setValue(name, key, true);
+        QCOMPARE(database.setValue(name, key, true).has_value(), valid);
         QCOMPARE(database.copyMultiple(name).size(), valid ? 1 : 0);
-        QCOMPARE(database.synchronize(name), valid);
+        QCOMPARE(database.synchronize(name).has_value(), valid);
         QCOMPARE(QDir(_folder).entryList(QDir::Files).size(), valid ? 1 : 0);
     }
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "support/ApplicationDefaults.h"
+#include "support/Settings.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/support/TestStores.h"
 
@@ -27,79 +27,66 @@ private Q_SLOTS:
     }
 
     void valuesLieInADomainOfTheirOwn() {
-        ApplicationDefaults defaults(_agent->environment);
-        defaults.start();
-        QCOMPARE(defaults.objectForKey(syncEnabled), std::nullopt);
-        QVERIFY(!defaults.boolForKey(syncEnabled));
-        defaults.setBoolForKey(true, syncEnabled);
-        QVERIFY(defaults.boolForKey(syncEnabled));
+        const auto defaults = Settings::openForAgent(_agent->environment);
+        QCOMPARE(defaults->objectForKey(syncEnabled), std::nullopt);
+        QVERIFY(!defaults->boolForKey(syncEnabled));
+        defaults->setBoolForKey(true, syncEnabled);
+        QVERIFY(defaults->boolForKey(syncEnabled));
         QCOMPARE(_session->database.copyMultiple(QStringLiteral("com.zendrik.ClipmuleSync"))
                      .value(syncEnabled),
                  PropertyList(true));
-        defaults.removeObjectForKey(syncEnabled);
-        QCOMPARE(defaults.objectForKey(syncEnabled), std::nullopt);
+        defaults->removeObjectForKey(syncEnabled);
+        QCOMPARE(defaults->objectForKey(syncEnabled), std::nullopt);
     }
 
-    void storedValuesAreThereAfterTheStart() {
-        _session->database.setValue(ApplicationDefaults::identifier(), syncEnabled, false);
-        ApplicationDefaults defaults(_agent->environment);
-        QCOMPARE(defaults.objectForKey(syncEnabled), std::nullopt);
-        QCOMPARE(_session->database.readCount(), 0);
-        defaults.setBoolForKey(true, syncEnabled); // too early
-        QVERIFY(!defaults.synchronize());
-        defaults.start();
-        defaults.start();
-        QCOMPARE(defaults.objectForKey(syncEnabled), std::optional(PropertyList(false)));
+    void storedValuesAreThereFromTheStart() {
+        _session->database.setValue(applicationIdentifier, syncEnabled, false);
+        const auto defaults = Settings::openForAgent(_agent->environment);
+        QCOMPARE(defaults->objectForKey(syncEnabled), std::optional(PropertyList(false)));
         QCOMPARE(_session->database.readCount(), 1);
-        QVERIFY(defaults.synchronize());
+        QVERIFY(defaults->synchronize());
     }
 
     void whatWasWrittenUnheardIsThereAfterReset() {
-        ApplicationDefaults defaults(_agent->environment);
-        defaults.reset();
-        QCOMPARE(_session->database.readCount(), 0); // too early
-        defaults.start();
-        _session->database.setValue(ApplicationDefaults::identifier(), syncEnabled, false);
-        QCOMPARE(defaults.objectForKey(syncEnabled), std::nullopt);
-        defaults.reset();
-        QCOMPARE(defaults.objectForKey(syncEnabled), std::optional(PropertyList(false)));
+        const auto defaults = Settings::openForAgent(_agent->environment);
+        _session->database.setValue(applicationIdentifier, syncEnabled, false);
+        QCOMPARE(defaults->objectForKey(syncEnabled), std::nullopt);
+        defaults->reset();
+        QCOMPARE(defaults->objectForKey(syncEnabled), std::optional(PropertyList(false)));
         _runLoop.advance(1.0);
         QCOMPARE(_agent->changes.notifications.size(), 0);
     }
 
     void aChangeIsAnnouncedOnceAndUnderItsOwnNameAlone() {
-        ApplicationDefaults defaults(_agent->environment);
-        defaults.start();
-        defaults.setBoolForKey(false, syncEnabled);
+        const auto defaults = Settings::openForAgent(_agent->environment);
+        defaults->setBoolForKey(false, syncEnabled);
         QCOMPARE(_agent->changes.notifications.size(), 1);
         QCOMPARE(_agent->changes.notifications[0].name,
                  QStringLiteral("NSUserDefaultsDidChangeNotification"));
         QCOMPARE(_agent->changes.notifications[0].object.get(),
-                 static_cast<const Object *>(&defaults));
+                 static_cast<const Object *>(defaults.get()));
         _runLoop.advance(1.0);
         QCOMPARE(_agent->changes.notifications.size(), 1);
     }
 
     void anotherProgramsChangeArrives() {
-        ApplicationDefaults defaults(_agent->environment);
-        defaults.start();
-        const auto command = _command->open(ApplicationDefaults::identifier());
+        const auto defaults = Settings::openForAgent(_agent->environment);
+        const auto command = _command->open(applicationIdentifier);
         command->setBoolForKey(false, syncEnabled);
         _runLoop.advance(0.04);
         QCOMPARE(_agent->changes.notifications.size(), 0);
         _runLoop.advance(0.02);
         QCOMPARE(_agent->changes.notifications.size(), 1);
         QCOMPARE(_agent->changes.notifications[0].name, NSUserDefaultsDidChangeNotification);
-        QCOMPARE(defaults.objectForKey(syncEnabled), std::optional(PropertyList(false)));
+        QCOMPARE(defaults->objectForKey(syncEnabled), std::optional(PropertyList(false)));
     }
 
     void theSharedDomainsFallbacksAreNotTheAgents() {
         // Some bundle of the process has a "Defaults" file: the program's own does.
         ZRKUserDefaults::Environment environment = _agent->environment;
         environment.bundles = nullptr;
-        ApplicationDefaults defaults(environment);
-        defaults.start();
-        QCOMPARE(defaults.objectForKey(QStringLiteral("showStatus")), std::nullopt);
+        const auto defaults = Settings::openForAgent(environment);
+        QCOMPARE(defaults->objectForKey(QStringLiteral("showStatus")), std::nullopt);
         QVERIFY(ZRKUserDefaults::initWithIdentifier(QStringLiteral("any"), environment)
                     ->objectForKey(QStringLiteral("showStatus")));
     }
@@ -107,27 +94,25 @@ private Q_SLOTS:
     void withoutACentreOfItsOwnItSpeaksOnThePlatforms() {
         ZRKUserDefaults::Environment environment = _agent->environment;
         environment.localCenter = nullptr;
-        ApplicationDefaults defaults(environment);
-        defaults.start();
+        const auto defaults = Settings::openForAgent(environment);
         kit::ChangeLog log;
         auto &center = ZRKNotificationCenter::platformDefault();
         center.addObserver(&log, selector<&kit::ChangeLog::changed>("changed"),
                            NSUserDefaultsDidChangeNotification);
         center.addObserver(&log, selector<&kit::ChangeLog::changed>("changed"),
                            ZRKUserDefaultsDidChangeNotification);
-        defaults.setBoolForKey(true, syncEnabled);
+        defaults->setBoolForKey(true, syncEnabled);
         center.removeObserver(&log);
         QCOMPARE(log.notifications.size(), 1);
         QCOMPARE(log.notifications[0].name, NSUserDefaultsDidChangeNotification);
     }
 
     void theEndOfTheApplicationFlushes() {
-        ApplicationDefaults defaults(_agent->environment);
-        defaults.start();
-        defaults.setBoolForKey(true, syncEnabled);
+        const auto defaults = Settings::openForAgent(_agent->environment);
+        defaults->setBoolForKey(true, syncEnabled);
         ZRKNotificationCenter::platformDefault().postNotificationName(
             NSApplicationWillTerminateNotification);
-        QCOMPARE(_session->database.synchronized(), QStringList{ApplicationDefaults::identifier()});
+        QCOMPARE(_session->database.synchronized(), QStringList{applicationIdentifier});
     }
 
 private:

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/power/SystemPower.h"
-#include "support/UnsignedNumber.h"
 #include "support/ZRKPowerNotificationCenter.h"
 #include "tests/kit/FakeSystemPower.h"
 

@@ -21,10 +21,15 @@ PropertyList entry(const QString &phone) {
     return Dictionary{{service, phone}, {name, phone + u"'s"_qs}};
 }
 
+QString refusalOf(const PropertyList &value) {
+    const auto checked = RegisteredPhones::check(value);
+    return checked ? QString() : checked.error().reason;
+}
+
 QString changedBy(const char *key, PropertyList value) {
     Dictionary entry{{service, QStringLiteral("Anna")}};
     entry.insert(QString::fromLatin1(key), std::move(value));
-    return RegisteredPhones::refusal(List{entry});
+    return refusalOf(List{entry});
 }
 
 } // namespace
@@ -82,8 +87,8 @@ private Q_SLOTS:
         QCOMPARE(RegisteredPhones::phones(value), QList<Phone>()); // said once
         QCOMPARE(RegisteredPhones::displayNames(value), QStringList());
         // The value alone, and as the one entry of a list.
-        QVERIFY(RegisteredPhones::refusal(value).isEmpty() == (value == PropertyList(List())));
-        QVERIFY(!RegisteredPhones::refusal(List{value}).isEmpty());
+        QVERIFY(RegisteredPhones::check(value).has_value() == (value == PropertyList(List())));
+        QVERIFY(!RegisteredPhones::check(List{value}));
     }
 
     // Each kind as an entry, and under each key of an entry.
@@ -136,7 +141,7 @@ private Q_SLOTS:
         const qsizetype expected = std::min(count, RegisteredPhones::mostPhones);
         QCOMPARE(RegisteredPhones::phones(list).size(), expected);
         QCOMPARE(RegisteredPhones::displayNames(list).size(), expected);
-        QCOMPARE(RegisteredPhones::refusal(list).isEmpty(), count == expected);
+        QCOMPARE(RegisteredPhones::check(list).has_value(), count == expected);
     }
 
     void displayNamesAreThoseOfAllEntries() {
@@ -207,12 +212,11 @@ private Q_SLOTS:
     }
 
     void refusalsNameWhatIsWrong() {
-        QVERIFY(RegisteredPhones::refusal(List{}).isEmpty());
-        QVERIFY(RegisteredPhones::refusal(List{entry(u"Anna"_qs)}).isEmpty());
-        QCOMPARE(RegisteredPhones::refusal(7),
-                 u"serverServices is a list of phones; \"pair\" adds one"_qs);
+        QVERIFY(RegisteredPhones::check(List{}));
+        QVERIFY(RegisteredPhones::check(List{entry(u"Anna"_qs)}));
+        QCOMPARE(refusalOf(7), u"serverServices is a list of phones; \"pair\" adds one"_qs);
         QCOMPARE(
-            RegisteredPhones::refusal(List{entry(QString())}),
+            refusalOf(List{entry(QString())}),
             u"an entry of serverServices is a dictionary with a text under \"serverService\""_qs);
         QCOMPARE(changedBy("serverName", 7),
                  u"\"serverName\" of an entry of serverServices is a text"_qs);

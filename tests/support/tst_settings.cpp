@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "support/ApplicationDefaults.h"
 #include "support/Settings.h"
 #include "tests/kit/EveryKind.h"
 #include "tests/kit/ManualRunLoop.h"
@@ -163,18 +162,6 @@ private Q_SLOTS:
         }
     }
 
-    void everyKindUnderTheAgentsTruth_data() { addEveryKind(); }
-    void everyKindUnderTheAgentsTruth() {
-        QFETCH(QString, name);
-        ApplicationDefaults defaults(_process->environment);
-        defaults.start();
-        QVERIFY(Settings::truth(defaults, Key::SyncEnabled));
-        const auto expected = expectedTruth(name);
-        expectWarning(Key::SyncEnabled, name, expected.has_value());
-        defaults.setObjectForKey(valueNamed(name), u"syncEnabled"_qs);
-        QCOMPARE(Settings::truth(defaults, Key::SyncEnabled), expected.value_or(true));
-    }
-
     void everyKindUnderACount_data() { addEveryKind(); }
     void everyKindUnderACount() {
         QFETCH(QString, name);
@@ -247,7 +234,8 @@ private Q_SLOTS:
         QFETCH(QString, refusal);
         for (const kit::NamedValue &each : kit::everyKind()) {
             const QString name = QString::fromLatin1(each.name);
-            QCOMPARE(Settings::refusal(Settings::setting(key), each.value),
+            const auto checked = Settings::check(Settings::setting(key), each.value);
+            QCOMPARE(checked ? QString() : checked.error().reason,
                      fitting.contains(name) ? QString() : refusal);
         }
     }
@@ -256,12 +244,12 @@ private Q_SLOTS:
         for (const qint64 end : {qint64(std::numeric_limits<qint32>::min()),
                                  qint64(std::numeric_limits<qint32>::max())}) {
             const qint64 outside = end < 0 ? end - 1 : end + 1;
-            QVERIFY(Settings::refusal(items, end).isEmpty());
-            QVERIFY(!Settings::refusal(items, outside).isEmpty());
+            QVERIFY(Settings::check(items, end));
+            QVERIFY(!Settings::check(items, outside));
         }
         const auto &mode = Settings::setting(Key::PasteMode);
-        QVERIFY(Settings::refusal(mode, u"paste"_qs).isEmpty());
-        QVERIFY(Settings::refusal(mode, u"clipboard"_qs).isEmpty());
+        QVERIFY(Settings::check(mode, u"paste"_qs));
+        QVERIFY(Settings::check(mode, u"clipboard"_qs));
     }
 
     void words_data() {

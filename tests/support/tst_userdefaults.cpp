@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "support/PlatformNotifications.h"
+#include "support/ZRKNotificationCenter.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/support/TestStores.h"
 

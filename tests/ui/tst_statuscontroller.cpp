@@ -4,7 +4,7 @@
 #include "net/ZRKStreamNotifications.h"
 #include "platform/desktop/HelpManager.h"
 #include "platform/session/SessionPrograms.h"
-#include "support/PlatformNotifications.h"
+#include "support/ZRKNotificationCenter.h"
 #include "support/ZRKUserDefaults.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/ui/FakeStatusBar.h"

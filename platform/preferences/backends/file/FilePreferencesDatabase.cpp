@@ -28,8 +28,8 @@ constexpr mode_t ownerOnlyFile = 0600;
 // Damaged files are rare; so many of them mean that something damages them again and again.
 constexpr int mostKeptAside = 99;
 
-QString lastError(const QString &what) {
-    return QStringLiteral("%1: %2").arg(what, qt_error_string(errno));
+tl::unexpected<Failure> lastError(const QString &what) {
+    return failure(QStringLiteral("%1: %2").arg(what, qt_error_string(errno)));
 }
 
 FileHandle openFile(const QString &path, int flags, mode_t mode = 0) {
@@ -56,12 +56,6 @@ bool synchronizeFile(const QString &path, int flags) {
 
 } // namespace
 
-struct FilePreferencesDatabase::Contents {
-    PropertyList::Dictionary values;
-    /// Why the file does not count; empty when it is fine or missing.
-    QString damage;
-};
-
 FilePreferencesDatabase::FilePreferencesDatabase(const QString &folder)
     : _folder(folder) {}
 
@@ -80,30 +74,31 @@ PropertyList::Dictionary FilePreferencesDatabase::copyMultiple(const QString &do
             << "no name for a preferences domain:" << cutForLog(domain);
         return {};
     }
-    const Contents contents = read(domain);
-    if (!contents.damage.isEmpty())
-        qCWarning(logPreferences).noquote() << "preferences not read:" << contents.damage;
-    return contents.values;
+    const auto values = read(domain);
+    if (!values)
+        qCWarning(logPreferences).noquote() << "preferences not read:" << values.error().reason;
+    return values.value_or(PropertyList::Dictionary());
 }
 
-void FilePreferencesDatabase::setValue(const QString &domain, const QString &key,
-                                       const std::optional<PropertyList> &value) {
-    _failure = isValidDomain(domain) ? merge(domain, key, value)
-                                     : QStringLiteral("no name for a preferences domain");
-    if (!_failure.isEmpty())
-        qCWarning(logPreferences).noquote() << "preference" << cutForLog(key) << "of"
-                                            << cutForLog(domain) << "not written:" << _failure;
+Result<void> FilePreferencesDatabase::setValue(const QString &domain, const QString &key,
+                                               const std::optional<PropertyList> &value) {
+    const auto written = isValidDomain(domain)
+                             ? merge(domain, key, value)
+                             : failure(QStringLiteral("no name for a preferences domain"));
+    if (!written)
+        qCWarning(logPreferences).noquote()
+            << "preference" << cutForLog(key) << "of" << cutForLog(domain)
+            << "not written:" << written.error().reason;
+    return written;
 }
 
-bool FilePreferencesDatabase::synchronize(const QString &domain) {
-    _failure.clear();
+Result<void> FilePreferencesDatabase::synchronize(const QString &domain) {
     if (!isValidDomain(domain))
-        return false;
+        return failure(QStringLiteral("no name for a preferences domain"));
     const QString name = path(domain);
     if (synchronizeFile(name, O_NONBLOCK) && synchronizeFile(_folder, O_DIRECTORY))
-        return true;
-    _failure = lastError(name);
-    return false;
+        return {};
+    return lastError(name);
 }
 
 QString FilePreferencesDatabase::path(const QString &domain) const {
@@ -117,7 +112,7 @@ QString FilePreferencesDatabase::linkedPath(const QString &domain) const {
     return target.isEmpty() ? file.filePath() : target;
 }
 
-FilePreferencesDatabase::Contents FilePreferencesDatabase::read(const QString &domain) const {
+Result<PropertyList::Dictionary> FilePreferencesDatabase::read(const QString &domain) const {
     const QString name = path(domain);
     const RegularFile::Contents file = RegularFile::read(name, largestFile);
     switch (file.outcome) {
@@ -126,52 +121,52 @@ FilePreferencesDatabase::Contents FilePreferencesDatabase::read(const QString &d
     case RegularFile::Contents::Outcome::Missing:
         return {};
     case RegularFile::Contents::Outcome::TooLarge:
-        return {{}, QStringLiteral("%1: more than %2 bytes").arg(name).arg(largestFile)};
+        return failure(QStringLiteral("%1: more than %2 bytes").arg(name).arg(largestFile));
     case RegularFile::Contents::Outcome::Failed:
-        return {{}, QStringLiteral("%1: not a file that can be read").arg(name)};
+        return failure(QStringLiteral("%1: not a file that can be read").arg(name));
     }
     auto parsed = PropertyListSerialization::parse(file.bytes);
     if (!parsed)
-        return {{}, QStringLiteral("%1: %2").arg(name, parsed.error().reason)};
+        return failure(QStringLiteral("%1: %2").arg(name, parsed.error().reason));
     if (!parsed->isDictionary())
-        return {{},
-                QStringLiteral("%1: %2 instead of a dictionary")
-                    .arg(name, PropertyList::nameOfKind(parsed->kind()))};
-    return {std::move(parsed->dictionary()), {}};
+        return failure(QStringLiteral("%1: %2 instead of a dictionary")
+                           .arg(name, PropertyList::nameOfKind(parsed->kind())));
+    return std::move(parsed->dictionary());
 }
 
-QString FilePreferencesDatabase::merge(const QString &domain, const QString &key,
-                                       const std::optional<PropertyList> &value) {
-    if (QString error = makeFolder(); !error.isEmpty())
-        return error;
-    QString error;
-    const FileHandle held = lock(error);
-    if (!held.isOpen())
-        return error;
-    Contents contents = read(domain);
-    const PropertyList *const present = find(contents.values, key);
+Result<void> FilePreferencesDatabase::merge(const QString &domain, const QString &key,
+                                            const std::optional<PropertyList> &value) {
+    if (auto made = makeFolder(); !made)
+        return made;
+    const Result<FileHandle> held = lock();
+    if (!held)
+        return tl::unexpected(held.error());
+    const auto stored = read(domain);
+    auto values = stored.value_or(PropertyList::Dictionary());
+    const PropertyList *const present = find(values, key);
     if (value ? present && *present == *value : !present)
         return {};
     if (value)
-        contents.values.insert(key, *value);
+        values.insert(key, *value);
     else
-        contents.values.remove(key);
+        values.remove(key);
     QByteArray bytes;
     try {
-        bytes = PropertyListSerialization::xml(std::move(contents.values));
+        bytes = PropertyListSerialization::xml(std::move(values));
     } catch (const PlatformException &exception) {
-        return exception.reason();
+        return failure(exception.reason());
     }
     if (bytes.size() > largestFile)
-        return QStringLiteral("the preferences would take more than %1 bytes").arg(largestFile);
-    if (!contents.damage.isEmpty()) {
-        if (QString failure = keepAside(domain); !failure.isEmpty())
-            return failure;
+        return failure(
+            QStringLiteral("the preferences would take more than %1 bytes").arg(largestFile));
+    if (!stored) {
+        if (auto kept = keepAside(domain); !kept)
+            return kept;
     }
     return replace(domain, bytes);
 }
 
-QString FilePreferencesDatabase::replace(const QString &domain, const QByteArray &bytes) {
+Result<void> FilePreferencesDatabase::replace(const QString &domain, const QByteArray &bytes) {
     // Under the lock nobody else writes this name; what lies there was left by a crash.
     const QString path = linkedPath(domain);
     const QString temporary =
@@ -186,14 +181,14 @@ QString FilePreferencesDatabase::replace(const QString &domain, const QByteArray
     // new one, and never an empty one.
     if (!writeAll(file.descriptor(), bytes) || ::fdatasync(file.descriptor()) != 0 ||
         ::rename(temporaryName.constData(), QFile::encodeName(path).constData()) != 0) {
-        QString error = lastError(temporary);
+        const auto error = lastError(temporary);
         ::unlink(temporaryName.constData());
         return error;
     }
     return {};
 }
 
-QString FilePreferencesDatabase::keepAside(const QString &domain) const {
+Result<void> FilePreferencesDatabase::keepAside(const QString &domain) const {
     const QString damaged = path(domain);
     for (int number = 1; number <= mostKeptAside; ++number) {
         const QString aside = QStringLiteral("%1.damaged-%2").arg(damaged).arg(number);
@@ -206,10 +201,10 @@ QString FilePreferencesDatabase::keepAside(const QString &domain) const {
         qCWarning(logPreferences).noquote() << "damaged preferences kept as" << aside;
         return {};
     }
-    return QStringLiteral("%1: too many damaged files beside it").arg(damaged);
+    return failure(QStringLiteral("%1: too many damaged files beside it").arg(damaged));
 }
 
-QString FilePreferencesDatabase::makeFolder() const {
+Result<void> FilePreferencesDatabase::makeFolder() const {
     // Another process may make it at the same time.
     const auto makeOrFind = [name = QFile::encodeName(_folder)] {
         return ::mkdir(name.constData(), ownerOnlyFolder) == 0 || errno == EEXIST;
@@ -222,24 +217,18 @@ QString FilePreferencesDatabase::makeFolder() const {
     return lastError(_folder);
 }
 
-FileHandle FilePreferencesDatabase::lock(QString &error) const {
+Result<FileHandle> FilePreferencesDatabase::lock() const {
     constexpr RunLoop::Seconds step{0.005};
     const QString name = _folder + QStringLiteral("/.lock");
     FileHandle file = openFile(name, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, ownerOnlyFile);
-    if (!file.isOpen()) {
-        error = lastError(name);
-        return file;
-    }
+    if (!file.isOpen())
+        return lastError(name);
     for (RunLoop::Seconds waited{0}; ::flock(file.descriptor(), LOCK_EX | LOCK_NB) != 0;
          waited += step) {
-        if (errno != EWOULDBLOCK && errno != EINTR) {
-            error = lastError(name);
-            return {};
-        }
-        if (waited >= lockPatience) {
-            error = QStringLiteral("%1: another program holds the lock").arg(name);
-            return {};
-        }
+        if (errno != EWOULDBLOCK && errno != EINTR)
+            return lastError(name);
+        if (waited >= lockPatience)
+            return failure(QStringLiteral("%1: another program holds the lock").arg(name));
         RunLoop::current().pause(step);
     }
     return file;

@@ -36,30 +36,25 @@ public:
     [[nodiscard]] static bool isValidDomain(const QString &domain);
 
     [[nodiscard]] PropertyList::Dictionary copyMultiple(const QString &domain) override;
-    void setValue(const QString &domain, const QString &key,
-                  const std::optional<PropertyList> &value) override;
+    Result<void> setValue(const QString &domain, const QString &key,
+                          const std::optional<PropertyList> &value) override;
     /// Waits until the file is on the disk.
-    bool synchronize(const QString &domain) override;
-    [[nodiscard]] QString failure() const override { return _failure; }
+    Result<void> synchronize(const QString &domain) override;
 
 private:
-    struct Contents;
-
     [[nodiscard]] QString path(const QString &domain) const;
     /// Where a linked file really is; path() for any other.
     [[nodiscard]] QString linkedPath(const QString &domain) const;
-    [[nodiscard]] Contents read(const QString &domain) const;
-    /// Both return an error text, empty when they succeeded.
-    [[nodiscard]] QString merge(const QString &domain, const QString &key,
-                                const std::optional<PropertyList> &value);
-    [[nodiscard]] QString replace(const QString &domain, const QByteArray &bytes);
-    [[nodiscard]] QString keepAside(const QString &domain) const;
-    [[nodiscard]] QString makeFolder() const;
-    /// Closed when the lock could not be had; `error` says why.
-    [[nodiscard]] FileHandle lock(QString &error) const;
+    /// Empty when there is no file; the failure says why one does not count.
+    [[nodiscard]] Result<PropertyList::Dictionary> read(const QString &domain) const;
+    [[nodiscard]] Result<void> merge(const QString &domain, const QString &key,
+                                     const std::optional<PropertyList> &value);
+    [[nodiscard]] Result<void> replace(const QString &domain, const QByteArray &bytes);
+    [[nodiscard]] Result<void> keepAside(const QString &domain) const;
+    [[nodiscard]] Result<void> makeFolder() const;
+    [[nodiscard]] Result<FileHandle> lock() const;
 
     QString _folder;
-    QString _failure;
 };
 
 } // namespace clipmule

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "preferences/SyncSettings.h"
+#include "support/Settings.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/MemoryDistributedNotifications.h"
 #include "tests/kit/MemoryPreferencesDatabase.h"
@@ -14,7 +14,8 @@ using namespace clipmule;
 
 namespace {
 
-using Switch = SyncSettings::Switch;
+using Settings::Domain;
+using Settings::Key;
 
 const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
 const QString agentDomain = QStringLiteral("com.zendrik.ClipmuleSync");
@@ -22,7 +23,7 @@ const QString statisticsDomain = QStringLiteral("com.zendrik.ClipmuleSync.stats"
 
 } // namespace
 
-class SyncSettingsTest : public QObject {
+class SettingsStoresTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -33,28 +34,25 @@ private Q_SLOTS:
         _notifications = std::make_unique<MemoryDistributedNotifications>(_hub);
         _changes = 0;
     }
-    void cleanup() {
-        _settings.reset();
-        ZRKUserDefaults::setEnvironment({});
-    }
+    void cleanup() { _settings.reset(); }
 
     void withoutAnySettingItSyncs() {
         start(*_database);
-        QVERIFY(_settings->isOn(Switch::SyncEnabled));
-        QVERIFY(_settings->isOn(Switch::ShowStatusItem));
-        QVERIFY(!_settings->isOn(Switch::AutomaticUpdates));
-        QCOMPARE(_settings->statistics(), SyncSettings::Statistics());
+        QVERIFY(_settings->isOn(Key::SyncEnabled));
+        QVERIFY(_settings->isOn(Key::ShowStatus));
+        QVERIFY(!_settings->isOn(Key::AutoUpdateEnabled));
+        QCOMPARE(_settings->statistics(), SettingsStores::Statistics());
     }
 
     void aSwitchIsWrittenWhereTheAgentReadsIt_data() {
         QTest::addColumn<int>("which");
         QTest::addColumn<QString>("domain");
         QTest::addColumn<QString>("key");
-        QTest::newRow("sync") << int(Switch::SyncEnabled) << agentDomain
+        QTest::newRow("sync") << int(Key::SyncEnabled) << agentDomain
                               << QStringLiteral("syncEnabled");
         QTest::newRow("status item")
-            << int(Switch::ShowStatusItem) << sharedDomain << QStringLiteral("showStatus");
-        QTest::newRow("updates") << int(Switch::AutomaticUpdates) << sharedDomain
+            << int(Key::ShowStatus) << sharedDomain << QStringLiteral("showStatus");
+        QTest::newRow("updates") << int(Key::AutoUpdateEnabled) << sharedDomain
                                  << QStringLiteral("autoUpdateEnabled");
     }
     void aSwitchIsWrittenWhereTheAgentReadsIt() {
@@ -62,9 +60,9 @@ private Q_SLOTS:
         QFETCH(QString, domain);
         QFETCH(QString, key);
         start(*_database);
-        const bool opposite = !_settings->isOn(Switch(which));
-        QVERIFY(_settings->set(Switch(which), opposite));
-        QCOMPARE(_settings->isOn(Switch(which)), opposite);
+        const bool opposite = !_settings->isOn(Key(which));
+        QVERIFY(_settings->set(Key(which), opposite));
+        QCOMPARE(_settings->isOn(Key(which)), opposite);
         QCOMPARE(_database->copyMultiple(domain).value(key), PropertyList(opposite));
         QCOMPARE(_notifications->posted().size(), 1);
     }
@@ -76,7 +74,7 @@ private Q_SLOTS:
         setElsewhere(statisticsDomain, QStringLiteral("textItems"), PropertyList(qint64(3)));
         setElsewhere(statisticsDomain, QStringLiteral("imageItems"), PropertyList(qint64(2)));
         QCOMPARE(_settings->statistics(),
-                 (SyncSettings::Statistics{
+                 (SettingsStores::Statistics{
                      .bytesSent = 1500, .bytesReceived = 7, .textItems = 3, .imageItems = 2}));
         QCOMPARE(_changes, 4);
     }
@@ -84,20 +82,22 @@ private Q_SLOTS:
     void aSwitchThatIsThrownElsewhereIsFollowed() {
         start(*_database);
         setElsewhere(agentDomain, QStringLiteral("syncEnabled"), PropertyList(false));
-        QVERIFY(!_settings->isOn(Switch::SyncEnabled));
+        QVERIFY(!_settings->isOn(Key::SyncEnabled));
         QCOMPARE(_changes, 1);
     }
 
     void aSwitchThatCouldNotBeWrittenStaysAsItWas() {
         start(*_database);
         _database->setFailsToWrite(QStringLiteral("no space"));
-        QVERIFY(!_settings->set(Switch::SyncEnabled, false));
-        QVERIFY(_settings->isOn(Switch::SyncEnabled));
-        QVERIFY(!_settings->set(Switch::ShowStatusItem, false));
-        QVERIFY(_settings->isOn(Switch::ShowStatusItem));
-        QVERIFY(!_settings->setPasteMode(PasteMode::Clipboard));
+        const auto written = _settings->set(Key::SyncEnabled, false);
+        QCOMPARE(written.error().reason, QStringLiteral("no space"));
+        QVERIFY(_settings->isOn(Key::SyncEnabled));
+        QVERIFY(!_settings->set(Key::ShowStatus, false));
+        QVERIFY(_settings->isOn(Key::ShowStatus));
+        QVERIFY(!_settings->set(Key::PasteMode, QStringLiteral("clipboard")));
         QCOMPARE(_settings->pasteMode(), PasteMode::Paste);
-        QCOMPARE(_settings->failure(), QStringLiteral("no space"));
+        QVERIFY(kit::settle(_runLoop));
+        QCOMPARE(_changes, 1);
     }
 
     void aCounterThatIsNoNumberIsZero() {
@@ -115,9 +115,8 @@ private:
         ZRKUserDefaults::Environment environment;
         environment.database = &database;
         environment.distributedNotifications = _notifications.get();
-        const auto stores = SettingsStores::open(environment);
-        QVERIFY(stores);
-        _settings = std::make_unique<SyncSettings>(database, *stores);
+        _settings = SettingsStores::open(environment);
+        QVERIFY(_settings);
         _settings->onChange = [this] { ++_changes; };
         _settings->start();
     }
@@ -138,9 +137,9 @@ private:
     std::unique_ptr<MemoryPreferencesDatabase> _database;
     std::shared_ptr<MemoryDistributedNotifications::Hub> _hub;
     std::unique_ptr<MemoryDistributedNotifications> _notifications;
-    std::unique_ptr<SyncSettings> _settings;
+    std::unique_ptr<SettingsStores> _settings;
     int _changes = 0;
 };
 
-QTEST_GUILESS_MAIN(SyncSettingsTest)
-#include "tst_syncsettings.moc"
+QTEST_GUILESS_MAIN(SettingsStoresTest)
+#include "tst_settingsstores.moc"
