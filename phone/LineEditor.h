@@ -14,24 +14,23 @@ namespace clipmule {
 /// long as the program. One at a time.
 class LineEditor {
 public:
-    struct Delegate {
-        /// Called with each line, without its line end; with blank lines as well.
-        std::function<void(const QByteArray &)> line;
-        /// Called after Ctrl-D on an empty line, or when the terminal is gone. No line comes after
-        /// it.
-        std::function<void()> end;
-    };
-
     /// Null where nobody types: when one of the descriptors is no terminal, and in a build without
     /// a library for it. The descriptors are not owned.
-    [[nodiscard]] static std::unique_ptr<LineEditor>
-    make(int input, int output, const QByteArray &prompt, Delegate delegate);
+    [[nodiscard]] static std::unique_ptr<LineEditor> make(int input, int output,
+                                                          const QByteArray &prompt);
     LineEditor() = default;
     virtual ~LineEditor() = default;
     LineEditor(const LineEditor &) = delete;
     LineEditor &operator=(const LineEditor &) = delete;
     LineEditor(LineEditor &&) = delete;
     LineEditor &operator=(LineEditor &&) = delete;
+
+    // Both are set before start().
+    /// Called with each line, without its line end; with blank lines as well.
+    std::function<void(const QByteArray &line)> onLine;
+    /// Called after Ctrl-D on an empty line, or when the terminal is gone. No line comes after it.
+    /// It may destroy the editor.
+    std::function<void()> onEnd;
 
     /// Shows the prompt.
     virtual void start() = 0;

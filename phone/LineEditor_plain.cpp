@@ -6,7 +6,7 @@
 namespace clipmule {
 
 // Without a library there is no editor: the terminal's own editing is enough.
-std::unique_ptr<LineEditor> LineEditor::make(int, int, const QByteArray &, Delegate) {
+std::unique_ptr<LineEditor> LineEditor::make(int, int, const QByteArray &) {
     return nullptr;
 }
 

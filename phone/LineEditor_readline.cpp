@@ -35,11 +35,10 @@ File openCopy(int descriptor, const char *mode) {
 
 class ReadlineEditor final : public LineEditor {
 public:
-    ReadlineEditor(int descriptor, File input, File output, QByteArray prompt, Delegate delegate)
+    ReadlineEditor(int descriptor, File input, File output, QByteArray prompt)
         : _input(std::move(input))
         , _output(std::move(output))
         , _prompt(std::move(prompt))
-        , _delegate(std::move(delegate))
         , _notifier(descriptor, QSocketNotifier::Read) {
         _notifier.setEnabled(false);
         QObject::connect(&_notifier, &QSocketNotifier::activated, [this] { takeKey(); });
@@ -88,11 +87,11 @@ public:
 private:
     void takeKey() {
         rl_callback_read_char();
-        // The delegate is not told from within the library's call: it may destroy the editor.
+        // Nobody is told from within the library's call: the editor may be destroyed then.
         if (!_hasEnded)
             return;
         _notifier.setEnabled(false);
-        const auto end = _delegate.end;
+        const auto end = onEnd;
         end();
     }
 
@@ -109,7 +108,7 @@ private:
         if (*line)
             add_history(line.get());
         const bool wasPerforming = std::exchange(editor._isPerforming, true);
-        editor._delegate.line(QByteArray(line.get()));
+        editor.onLine(QByteArray(line.get()));
         editor._isPerforming = wasPerforming;
     }
 
@@ -126,7 +125,6 @@ private:
     File _input;
     File _output;
     QByteArray _prompt;
-    Delegate _delegate;
     QSocketNotifier _notifier;
     bool _isPerforming = false;
     bool _hasEnded = false;
@@ -134,16 +132,14 @@ private:
 
 } // namespace
 
-std::unique_ptr<LineEditor> LineEditor::make(int input, int output, const QByteArray &prompt,
-                                             Delegate delegate) {
+std::unique_ptr<LineEditor> LineEditor::make(int input, int output, const QByteArray &prompt) {
     if (::isatty(input) != 1 || ::isatty(output) != 1)
         return nullptr;
     File in = openCopy(input, "r");
     File out = openCopy(output, "w");
     if (!in || !out)
         return nullptr;
-    return std::make_unique<ReadlineEditor>(input, std::move(in), std::move(out), prompt,
-                                            std::move(delegate));
+    return std::make_unique<ReadlineEditor>(input, std::move(in), std::move(out), prompt);
 }
 
 } // namespace clipmule

@@ -26,19 +26,17 @@ const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
 // The origin code of what a phone made.
 constexpr int createdByPhone = 1;
 
-PropertyList::Dictionary newItem() {
-    return {{QStringLiteral("oid"), ZRKNSStringCategory::uuid()},
-            {QStringLiteral("createdBy"), createdByPhone}};
+PropertyList itemOf(const QString &key, const PropertyList &value) {
+    return PropertyList::Dictionary{{QStringLiteral("oid"), ZRKNSStringCategory::uuid()},
+                                    {QStringLiteral("createdBy"), createdByPhone},
+                                    {key, value}};
 }
 
 } // namespace
 
-Phone::Phone(dnssd::Backend &backend, Options options,
-             std::function<void(const QByteArray &)> print, std::function<void()> quit)
+Phone::Phone(dnssd::Backend &backend, Options options)
     : _options(std::move(options))
     , _log(_options.saveFolder)
-    , _print(std::move(print))
-    , _quit(std::move(quit))
     , _server(ZRKNetServiceServer::initWithTypeName(backend, phoneType, _options.name)) {}
 
 Phone::~Phone() {
@@ -53,17 +51,15 @@ bool Phone::start() {
         return false;
     }
     if (!_options.dataFolder.isEmpty()) {
-        PhoneShelf::Delegate delegate;
-        delegate.print = [this](const QJsonObject &line) { print(line); };
-        delegate.printError = [this](const QString &text) { printError(text); };
-        delegate.send = [this](const PropertyList::Dictionary &clip) {
+        auto shelf = std::make_unique<PhoneShelf>(_options.dataFolder);
+        shelf->onPrint = [this](const QJsonObject &line) { print(line); };
+        shelf->onError = [this](const QString &text) { printError(text); };
+        shelf->onSend = [this](const PropertyList::Dictionary &clip) {
             return send(MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip)),
-                        {{QStringLiteral("what"), QStringLiteral("clip")}});
+                        phoneEvent("sent", {{"what", QStringLiteral("clip")}}));
         };
-        auto shelf = std::make_unique<PhoneShelf>(_options.dataFolder, std::move(delegate));
-        const QString error = shelf->open();
-        if (!error.isEmpty()) {
-            printError(error);
+        if (const auto opened = shelf->open(); !opened) {
+            printError(opened.error().reason);
             return false;
         }
         _shelf = std::move(shelf);
@@ -82,8 +78,7 @@ bool Phone::start() {
         connectionDidClose(handler);
     };
     delegate.serverDidPublish = [this](const QString &name) {
-        QJsonObject line{{QStringLiteral("event"), QStringLiteral("published")},
-                         {QStringLiteral("name"), name}};
+        QJsonObject line = phoneEvent("published", {{"name", name}});
         if (name != _options.name)
             line.insert(QStringLiteral("taken"), _options.name);
         print(line);
@@ -93,9 +88,7 @@ bool Phone::start() {
         printError(QStringLiteral("cannot listen"));
         return false;
     }
-    print({{QStringLiteral("event"), QStringLiteral("listening")},
-           {QStringLiteral("name"), _options.name},
-           {QStringLiteral("port"), _server->port()}});
+    print(phoneEvent("listening", {{"name", _options.name}, {"port", _server->port()}}));
     if (_shelf)
         _shelf->recover();
     return true;
@@ -126,8 +119,7 @@ void Phone::didReceive(const PropertyList &object) {
 
 void Phone::connectionDidOpen(ZRKStreamHandler &handler) {
     _desks.insert(&handler, handler.peerAddress());
-    print({{QStringLiteral("event"), QStringLiteral("opened")},
-           {QStringLiteral("desk"), handler.peerAddress()}});
+    print(phoneEvent("opened", {{"desk", handler.peerAddress()}}));
     const PropertyList::Dictionary record{{QStringLiteral("name"), _options.name},
                                           {QStringLiteral("model"), QStringLiteral("Linux")}};
     handler.outputObject(OutputObject::fixed(
@@ -135,8 +127,7 @@ void Phone::connectionDidOpen(ZRKStreamHandler &handler) {
 }
 
 void Phone::connectionDidClose(ZRKStreamHandler &handler) {
-    print({{QStringLiteral("event"), QStringLiteral("closed")},
-           {QStringLiteral("desk"), _desks.take(&handler)}});
+    print(phoneEvent("closed", {{"desk", _desks.take(&handler)}}));
     // With the last desk gone, what was on its way there is not reported as sent.
     if (_desks.isEmpty())
         _sending.clear();
@@ -148,8 +139,7 @@ void Phone::didOutput(ZRKStreamHandler &handler, const OutputObject &object) {
     });
     if (sending == _sending.end())
         return;
-    QJsonObject line = sending->what;
-    line.insert(QStringLiteral("event"), QStringLiteral("sent"));
+    QJsonObject line = sending->line;
     line.insert(QStringLiteral("desk"), _desks.value(&handler));
     if (--sending->desks <= 0)
         _sending.erase(sending);
@@ -157,117 +147,119 @@ void Phone::didOutput(ZRKStreamHandler &handler, const OutputObject &object) {
 }
 
 void Phone::print(const QJsonObject &object) {
-    _print(jsonLine(object));
+    onPrint(jsonLine(object));
 }
 
 void Phone::printError(const QString &text) {
-    print({{QStringLiteral("event"), QStringLiteral("error")}, {QStringLiteral("text"), text}});
+    print(phoneEvent("error", {{"text", text}}));
 }
 
 void Phone::perform(const QByteArray &line) {
-    const PhoneCommand::Command command = PhoneCommand::parse(QString::fromUtf8(line));
-    std::visit(
-        [this](const auto &what) {
-            using What = std::decay_t<decltype(what)>;
-            if constexpr (std::is_same_v<What, PhoneCommand::Invalid>)
-                printError(what.reason);
-            else if constexpr (std::is_same_v<What, PhoneCommand::Quit>)
-                _quit();
-            else if constexpr (requires(PhoneShelf & shelf) { shelf.perform(what); })
-                _shelf ? _shelf->perform(what)
-                       : printError(QStringLiteral("nothing is kept: start with --data DIR"));
-            else if constexpr (!std::is_same_v<What, PhoneCommand::Nothing>)
-                perform(what);
-        },
-        command);
+    using Verb = PhoneCommand::Verb;
+    const PhoneCommand command = PhoneCommand::parse(QString::fromUtf8(line));
+    switch (command.verb) {
+    case Verb::Nothing:
+        return;
+    case Verb::Invalid:
+        return printError(command.texts[0]);
+    case Verb::Help:
+        return help();
+    case Verb::Quit:
+        return onQuit();
+    case Verb::Text:
+        return sendTexts(command);
+    case Verb::Url:
+        return sendUrl(command);
+    case Verb::Image:
+        return sendImage(command);
+    case Verb::PropertyList:
+        return sendPropertyList(command.texts[0]);
+    default: // is about what is kept
+        if (_shelf)
+            _shelf->perform(command);
+        else
+            printError(QStringLiteral("nothing is kept: start with --data DIR"));
+    }
 }
 
-void Phone::perform(const PhoneCommand::Help &) {
+void Phone::help() {
     QJsonArray commands;
     for (const PhoneCommand::Usage &usage : PhoneCommand::usages()) {
         if (usage.needsFolder && !_shelf)
             continue;
         if (_options.isForPerson)
-            _print(usage.form.leftJustified(32).toUtf8() + usage.purpose.toUtf8());
+            onPrint(usage.form.leftJustified(32).toUtf8() + usage.purpose.toUtf8());
         commands.append(QJsonObject{{QStringLiteral("command"), usage.form},
                                     {QStringLiteral("purpose"), usage.purpose}});
     }
     if (!_options.isForPerson)
-        print({{QStringLiteral("event"), QStringLiteral("help")},
-               {QStringLiteral("commands"), commands}});
+        print(phoneEvent("help", {{"commands", commands}}));
 }
 
-void Phone::perform(const PhoneCommand::SendText &command) {
+void Phone::sendTexts(const PhoneCommand &command) {
     PropertyList::List items;
     qsizetype units = 0;
-    for (const QString &string : command.strings) {
-        PropertyList::Dictionary item = newItem();
-        item.insert(QStringLiteral("string"), string);
-        items.append(PropertyList(item));
+    for (const QString &string : command.texts) {
+        items.append(itemOf(QStringLiteral("string"), string));
         units += string.size();
     }
-    sendItems(items,
-              {{QStringLiteral("what"), QStringLiteral("text")}, {QStringLiteral("units"), units}},
+    sendItems(items, phoneEvent("sent", {{"what", QStringLiteral("text")}, {"units", units}}),
               command.forOtherPhones);
 }
 
-void Phone::perform(const PhoneCommand::SendUrl &command) {
-    const QUrl url = urlFromForeignText(command.url, QUrl::StrictMode);
+void Phone::sendUrl(const PhoneCommand &command) {
+    const QUrl url = urlFromForeignText(command.texts[0], QUrl::StrictMode);
     if (!url.isValid() || url.isRelative()) {
-        printError(QStringLiteral("not a URL: %1").arg(command.url));
+        printError(QStringLiteral("not a URL: %1").arg(command.texts[0]));
         return;
     }
-    PropertyList::Dictionary item = newItem();
-    item.insert(QStringLiteral("url"), QString::fromLatin1(url.toEncoded()));
-    sendItems({PropertyList(item)}, {{QStringLiteral("what"), QStringLiteral("url")}},
-              command.forOtherPhones);
+    sendItems({itemOf(QStringLiteral("url"), QString::fromLatin1(url.toEncoded()))},
+              phoneEvent("sent", {{"what", QStringLiteral("url")}}), command.forOtherPhones);
 }
 
-void Phone::perform(const PhoneCommand::SendImage &command) {
-    const auto bytes = contents(command.path);
+void Phone::sendImage(const PhoneCommand &command) {
+    const auto bytes = contents(command.texts[0]);
     if (!bytes)
         return;
     const auto image = ImageCodec::describe(*bytes);
     if (!image) {
-        printError(QStringLiteral("%1: no image of a known format").arg(command.path));
+        printError(QStringLiteral("%1: no image of a known format").arg(command.texts[0]));
         return;
     }
-    PropertyList::Dictionary item = newItem();
-    item.insert(QStringLiteral("imageData"), *bytes);
-    sendItems({PropertyList(item)},
-              {{QStringLiteral("what"), QStringLiteral("image")},
-               {QStringLiteral("format"), QString::fromLatin1(image->format)},
-               {QStringLiteral("bytes"), bytes->size()}},
+    sendItems({itemOf(QStringLiteral("imageData"), *bytes)},
+              phoneEvent("sent", {{"what", QStringLiteral("image")},
+                                  {"format", QString::fromLatin1(image->format)},
+                                  {"bytes", bytes->size()}}),
               command.forOtherPhones);
 }
 
-void Phone::perform(const PhoneCommand::SendPropertyList &command) {
-    const auto bytes = contents(command.path);
+void Phone::sendPropertyList(const QString &path) {
+    const auto bytes = contents(path);
     if (!bytes)
         return;
     const auto parsed = PropertyListSerialization::parse(*bytes);
     if (!parsed)
-        printError(QStringLiteral("%1: %2").arg(command.path, parsed.error().reason));
+        printError(QStringLiteral("%1: %2").arg(path, parsed.error().reason));
     else
-        send(*parsed, {{QStringLiteral("what"), QStringLiteral("plist")}});
+        send(*parsed, phoneEvent("sent", {{"what", QStringLiteral("plist")}}));
 }
 
-void Phone::sendItems(const PropertyList::List &items, QJsonObject what, bool forOtherPhones) {
+void Phone::sendItems(const PropertyList::List &items, QJsonObject line, bool forOtherPhones) {
     if (forOtherPhones)
-        what.insert(QStringLiteral("for"), QStringLiteral("other phones"));
+        line.insert(QStringLiteral("for"), QStringLiteral("other phones"));
     const PropertyList::Dictionary clip{{QStringLiteral("oid"), ZRKNSStringCategory::uuid()},
                                         {QStringLiteral("creationDate"), Date::now()},
                                         {QStringLiteral("items"), items}};
     send(MessageEnvelope::make(forOtherPhones ? MessageEnvelope::Type::ClipForDevices
                                               : MessageEnvelope::Type::Clip,
                                PropertyList(clip)),
-         std::move(what));
+         std::move(line));
 }
 
-bool Phone::send(const PropertyList &envelope, QJsonObject what) {
+bool Phone::send(const PropertyList &envelope, QJsonObject line) {
     const OutputObject object = OutputObject::fixed(envelope);
     // The entry is made before the object is handed over: a short one is on its way at once.
-    _sending.append({object, std::move(what), _desks.size()});
+    _sending.append({object, std::move(line), _desks.size()});
     const bool isSent = _server->outputObject(object);
     if (!isSent)
         _sending.removeIf([&](const auto &sending) { return sending.object.isSameAs(object); });

@@ -34,14 +34,19 @@ public:
     /// Files to send are read whole; a larger one is refused. No receiver takes a frame of more.
     static constexpr qint64 largestFile = qint64(48) * 1024 * 1024;
 
-    /// Each line is one JSON object, without a line end, and may go to a terminal.
-    Phone(dnssd::Backend &backend, Options options, std::function<void(const QByteArray &)> print,
-          std::function<void()> quit);
+    Phone(dnssd::Backend &backend, Options options);
     ~Phone();
     Phone(const Phone &) = delete;
     Phone &operator=(const Phone &) = delete;
     Phone(Phone &&) = delete;
     Phone &operator=(Phone &&) = delete;
+
+    // Both are set before start().
+    /// Called with each line of output: one JSON object, without a line end. It may go to a
+    /// terminal.
+    std::function<void(const QByteArray &line)> onPrint;
+    /// Called when somebody types "quit".
+    std::function<void()> onQuit;
 
     /// False, after an error was printed, when it could not listen or take its folders into use.
     bool start();
@@ -55,20 +60,20 @@ private:
     void connectionDidOpen(ZRKStreamHandler &handler);
     void connectionDidClose(ZRKStreamHandler &handler);
     void didOutput(ZRKStreamHandler &handler, const OutputObject &object);
-    void perform(const PhoneCommand::Help &command);
-    void perform(const PhoneCommand::SendText &command);
-    void perform(const PhoneCommand::SendUrl &command);
-    void perform(const PhoneCommand::SendImage &command);
-    void perform(const PhoneCommand::SendPropertyList &command);
-    void sendItems(const PropertyList::List &items, QJsonObject what, bool forOtherPhones);
-    // Sends an envelope; `what` is printed once the envelope is on its way.
-    bool send(const PropertyList &envelope, QJsonObject what);
+    void help();
+    void sendTexts(const PhoneCommand &command);
+    void sendUrl(const PhoneCommand &command);
+    void sendImage(const PhoneCommand &command);
+    void sendPropertyList(const QString &path);
+    void sendItems(const PropertyList::List &items, QJsonObject line, bool forOtherPhones);
+    // Sends an envelope; the line is printed once the envelope is on its way.
+    bool send(const PropertyList &envelope, QJsonObject line);
     [[nodiscard]] std::optional<QByteArray> contents(const QString &path);
 
     /// An object that was handed over and is not on its way to every desk yet.
     struct Sending {
         OutputObject object;
-        QJsonObject what;
+        QJsonObject line;
         qsizetype desks;
     };
 
@@ -77,8 +82,6 @@ private:
     // The addresses of the desks that are connected.
     QHash<const ZRKStreamHandler *, QString> _desks;
     QList<Sending> _sending;
-    std::function<void(const QByteArray &)> _print;
-    std::function<void()> _quit;
     std::shared_ptr<ZRKNetServiceServer> _server;
     std::unique_ptr<PhoneShelf> _shelf;
 };

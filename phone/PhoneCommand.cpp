@@ -5,11 +5,18 @@
 
 #include <QDir>
 
+#include <optional>
 #include <utility>
 
-namespace clipmule::PhoneCommand {
+namespace clipmule {
 
 namespace {
+
+using Verb = PhoneCommand::Verb;
+
+PhoneCommand invalid(const QString &reason) {
+    return {Verb::Invalid, {reason}};
+}
 
 // What a backslash and the character behind it stand for.
 QString escaped(QChar character) {
@@ -64,123 +71,57 @@ std::optional<QStringList> wordsOf(QStringView text) {
     return words;
 }
 
-/// Takes what a command is about from its words.
-class Arguments {
-public:
-    Arguments(QString usage, QStringList words)
-        : _usage(std::move(usage))
-        , _words(std::move(words)) {}
-
-    int number() {
-        bool isNumber = false;
-        const int number = text().toInt(&isNumber);
-        _isValid = _isValid && isNumber && number > 0;
-        return number;
-    }
-    QString text() {
-        if (_next < _words.size())
-            return _words[_next++];
-        _isValid = false;
-        return {};
-    }
-    [[nodiscard]] bool isAtEnd() const { return _next == _words.size(); }
-    QStringList rest() { return _words.sliced(std::exchange(_next, _words.size())); }
-    /// The command, if all its words were there and no more.
-    [[nodiscard]] Command resultingIn(Command command) const {
-        if (_isValid && isAtEnd())
-            return command;
-        return Invalid{QStringLiteral("usage: %1").arg(_usage)};
-    }
-
-private:
-    QString _usage;
-    QStringList _words;
-    qsizetype _next = 0;
-    bool _isValid = true;
-};
-
-QString quotesHint(const char *usage) {
-    return QLatin1String(usage) + QStringLiteral(" (a name with blanks in quotation marks)");
+bool standsForItself(const QString &word) {
+    return word == word.toLower();
 }
 
-Command parseBoard(QStringList words) {
-    const QString what = words.isEmpty() ? QString() : words.takeFirst();
-    if (what == u"new") {
-        Arguments arguments(quotesHint("board new NAME"), words);
-        const NewBoard command{arguments.text()};
-        return arguments.resultingIn(command);
+// The command whose form asks for these words, which are without those that stand for themselves.
+PhoneCommand withWords(const PhoneCommand::Usage &usage, QStringList words) {
+    PhoneCommand command{usage.verb};
+    bool isValid = true;
+    bool hasTexts = false;
+    for (const QString &operand : usage.form.split(u' ')) {
+        if (standsForItself(operand))
+            continue;
+        const bool isNumber = operand == u"N" || operand == u"POSITION";
+        hasTexts = hasTexts || !isNumber;
+        if (operand.endsWith(u"...")) {
+            command.texts += std::exchange(words, {});
+        } else if (words.isEmpty()) {
+            isValid = isValid && operand.startsWith(u'[');
+        } else if (isNumber) {
+            command.number = words.takeFirst().toInt(); // 0 for what is no number
+            isValid = isValid && command.number > 0;
+        } else {
+            command.texts.append(words.takeFirst());
+        }
     }
-    if (what == u"rename") {
-        Arguments arguments(quotesHint("board rename NAME NEW-NAME"), words);
-        RenameBoard command{arguments.text(), {}};
-        command.newName = arguments.text();
-        return arguments.resultingIn(command);
-    }
-    if (what == u"move") {
-        Arguments arguments(quotesHint("board move NAME POSITION"), words);
-        MoveBoard command{arguments.text(), 0};
-        command.position = arguments.number();
-        return arguments.resultingIn(command);
-    }
-    if (what == u"remove") {
-        Arguments arguments(quotesHint("board remove NAME"), words);
-        const RemoveBoard command{arguments.text()};
-        return arguments.resultingIn(command);
-    }
-    return Invalid{QStringLiteral("usage: board new|rename|move|remove …")};
-}
-
-template <typename OfOneClip>
-Command parseNumber(const char *usage, const QStringList &words) {
-    Arguments arguments(QLatin1String(usage), words);
-    const OfOneClip command{arguments.number()};
-    return arguments.resultingIn(command);
+    if (isValid && words.isEmpty())
+        return command;
+    return invalid(
+        QStringLiteral("usage: ") + usage.form +
+        (hasTexts ? QStringLiteral(" (a name with blanks in quotation marks)") : QString()));
 }
 
 // Nothing when it is none of the commands about what is kept.
-std::optional<Command> parseKept(QStringView name, QStringView rest) {
-    static const QStringList names{QStringLiteral("history"), QStringLiteral("show"),
-                                   QStringLiteral("copy"),    QStringLiteral("file"),
-                                   QStringLiteral("forget"),  QStringLiteral("filters"),
-                                   QStringLiteral("filter"),  QStringLiteral("boards"),
-                                   QStringLiteral("board"),   QStringLiteral("restore")};
-    if (!names.contains(name))
-        return std::nullopt;
+std::optional<PhoneCommand> parseKept(QStringView name, QStringView rest) {
     const std::optional<QStringList> words = wordsOf(rest);
-    if (!words)
-        return Invalid{QStringLiteral("a quotation mark is not closed")};
-    if (name == u"show")
-        return parseNumber<Show>("show N", *words);
-    if (name == u"copy")
-        return parseNumber<Copy>("copy N", *words);
-    if (name == u"forget")
-        return parseNumber<Forget>("forget N", *words);
-    if (name == u"filters")
-        return parseNumber<Filters>("filters N", *words);
-    if (name == u"board")
-        return parseBoard(*words);
-    if (name == u"boards")
-        return Arguments(QStringLiteral("boards"), *words).resultingIn(Boards{});
-    if (name == u"restore")
-        return Arguments(QStringLiteral("restore"), *words).resultingIn(Restore{});
-    if (name == u"history") {
-        Arguments arguments(quotesHint("history [BOARD]"), *words);
-        History command;
-        if (!arguments.isAtEnd())
-            command.board = arguments.text();
-        return arguments.resultingIn(command);
+    QStringList seconds;
+    for (const PhoneCommand::Usage &usage : PhoneCommand::usages()) {
+        const QStringList form = usage.form.split(u' ');
+        if (!usage.needsFolder || form[0] != name)
+            continue;
+        if (!words)
+            return invalid(QStringLiteral("a quotation mark is not closed"));
+        if (form.size() == 1 || !standsForItself(form[1]))
+            return withWords(usage, *words);
+        if (!words->isEmpty() && words->first() == form[1])
+            return withWords(usage, words->sliced(1));
+        seconds.append(form[1]);
     }
-    if (name == u"file") {
-        Arguments arguments(quotesHint("file N BOARD"), *words);
-        File command{arguments.number(), {}};
-        command.board = arguments.text();
-        return arguments.resultingIn(command);
-    }
-    Arguments arguments(quotesHint("filter N TITLE [NAME=VALUE]..."), *words);
-    Filter command{arguments.number(), {}, {}};
-    command.title = arguments.text();
-    command.settings = arguments.rest();
-    return arguments.resultingIn(command);
+    if (seconds.isEmpty())
+        return std::nullopt;
+    return invalid(QStringLiteral("usage: %1 %2 …").arg(name, seconds.join(u'|')));
 }
 
 // Replaces "~/" by the home folder, as a shell would; a line typed here goes through none.
@@ -188,27 +129,27 @@ QString withHome(const QString &path) {
     return path == u"~" || path.startsWith(u"~/") ? QDir::homePath() + path.sliced(1) : path;
 }
 
-Command parseClip(QStringView name, QStringView rest, bool forOtherPhones) {
+PhoneCommand parseClip(QStringView name, QStringView rest, bool forOtherPhones) {
     // An empty text would empty the desk's clipboard.
     if ((name == u"text" || name == u"strings") && rest.isEmpty())
-        return Invalid{QStringLiteral("%1 needs a text").arg(name)};
+        return invalid(QStringLiteral("%1 needs a text").arg(name));
     if (name == u"text")
-        return SendText{{withoutEscapes(rest)}, forOtherPhones};
+        return {Verb::Text, {withoutEscapes(rest)}, 0, forOtherPhones};
     if (name == u"strings") {
         QStringList strings;
         for (const QStringView part : rest.split(u'|'))
             strings.append(withoutEscapes(part.trimmed()));
-        return SendText{strings, forOtherPhones};
+        return {Verb::Text, strings, 0, forOtherPhones};
     }
     const QString argument = rest.trimmed().toString();
     if (name != u"url" && name != u"image")
-        return Invalid{name.isEmpty() ? QStringLiteral("relay needs a command")
-                                      : QStringLiteral("unknown command: %1").arg(name)};
+        return invalid(name.isEmpty() ? QStringLiteral("relay needs a command")
+                                      : QStringLiteral("unknown command: %1").arg(name));
     if (argument.isEmpty())
-        return Invalid{QStringLiteral("%1 needs an argument").arg(name)};
+        return invalid(QStringLiteral("%1 needs an argument").arg(name));
     if (name == u"url")
-        return SendUrl{argument, forOtherPhones};
-    return SendImage{withHome(argument), forOtherPhones};
+        return {Verb::Url, {argument}, 0, forOtherPhones};
+    return {Verb::Image, {withHome(argument)}, 0, forOtherPhones};
 }
 
 // The first word, and what follows the one blank behind it.
@@ -221,56 +162,55 @@ std::pair<QStringView, QStringView> split(QStringView line) {
 
 } // namespace
 
-const QList<Usage> &usages() {
+const QList<PhoneCommand::Usage> &PhoneCommand::usages() {
+    const auto sending = [](Verb verb, const char *form, const char *purpose) {
+        return Usage{verb, QString::fromUtf8(form), QString::fromUtf8(purpose)};
+    };
+    const auto keeping = [](Verb verb, const char *form, const char *purpose) {
+        return Usage{verb, QString::fromUtf8(form), QString::fromUtf8(purpose), true};
+    };
     static const QList<Usage> list{
-        {QStringLiteral("text TEXT"), QStringLiteral("send a text (\\n for a line break)")},
-        {QStringLiteral("url URL"), QStringLiteral("send a URL")},
-        {QStringLiteral("image FILE"), QStringLiteral("send an image")},
-        {QStringLiteral("strings A | B | C"), QStringLiteral("send a clip of several texts")},
-        {QStringLiteral("relay text|url|…  …"), QStringLiteral("the same, for the other phones")},
-        {QStringLiteral("plist FILE"),
-         QStringLiteral("send a message envelope from a property list")},
-        {QStringLiteral("help"), QStringLiteral("list the commands; ? does it, too")},
-        {QStringLiteral("quit"), QStringLiteral("end; exit does it, too")},
-        {QStringLiteral("history [BOARD]"), QStringLiteral("list the clips, the newest first"),
-         true},
-        {QStringLiteral("show N"), QStringLiteral("print clip number N in full"), true},
-        {QStringLiteral("copy N"), QStringLiteral("send it to the desk"), true},
-        {QStringLiteral("file N BOARD"), QStringLiteral("add a copy of it to a board"), true},
-        {QStringLiteral("forget N"), QStringLiteral("remove it"), true},
-        {QStringLiteral("filters N"), QStringLiteral("list the text filters that apply to it"),
-         true},
-        {QStringLiteral("filter N TITLE [NAME=VALUE]..."),
-         QStringLiteral("make a new clip with one of them"), true},
-        {QStringLiteral("boards"), QStringLiteral("list the boards"), true},
-        {QStringLiteral("board new NAME"), QStringLiteral("add one behind the others"), true},
-        {QStringLiteral("board rename NAME NEW-NAME"), QStringLiteral("give it another name"),
-         true},
-        {QStringLiteral("board move NAME POSITION"),
-         QStringLiteral("move it; the first position is 1"), true},
-        {QStringLiteral("board remove NAME"), QStringLiteral("remove it and its clips"), true},
-        {QStringLiteral("restore"), QStringLiteral("put back lists that could not be read before"),
-         true}};
+        sending(Verb::Text, "text TEXT", "send a text (\\n for a line break)"),
+        sending(Verb::Url, "url URL", "send a URL"),
+        sending(Verb::Image, "image FILE", "send an image"),
+        sending(Verb::Text, "strings A | B | C", "send a clip of several texts"),
+        sending(Verb::Text, "relay text|url|…  …", "the same, for the other phones"),
+        sending(Verb::PropertyList, "plist FILE", "send a message envelope from a property list"),
+        sending(Verb::Help, "help", "list the commands; ? does it, too"),
+        sending(Verb::Quit, "quit", "end; exit does it, too"),
+        keeping(Verb::History, "history [BOARD]", "list the clips, the newest first"),
+        keeping(Verb::Show, "show N", "print clip number N in full"),
+        keeping(Verb::Copy, "copy N", "send it to the desk"),
+        keeping(Verb::File, "file N BOARD", "add a copy of it to a board"),
+        keeping(Verb::Forget, "forget N", "remove it"),
+        keeping(Verb::Filters, "filters N", "list the text filters that apply to it"),
+        keeping(Verb::Filter, "filter N TITLE [NAME=VALUE]...", "make a new clip with one of them"),
+        keeping(Verb::Boards, "boards", "list the boards"),
+        keeping(Verb::NewBoard, "board new NAME", "add one behind the others"),
+        keeping(Verb::RenameBoard, "board rename NAME NEW-NAME", "give it another name"),
+        keeping(Verb::MoveBoard, "board move NAME POSITION", "move it; the first position is 1"),
+        keeping(Verb::RemoveBoard, "board remove NAME", "remove it and its clips"),
+        keeping(Verb::Restore, "restore", "put back lists that could not be read before")};
     return list;
 }
 
-Command parse(const QString &typed) {
+PhoneCommand PhoneCommand::parse(const QString &typed) {
     // Blanks behind a text are part of it; blanks before the command are not.
     qsizetype begin = 0;
     while (begin < typed.size() && typed[begin].isSpace())
         ++begin;
     const QStringView line = QStringView(typed).sliced(begin);
     if (line.isEmpty())
-        return Nothing{};
+        return {};
     const auto [name, rest] = split(line);
     if (name == u"quit" || name == u"exit")
-        return Quit{};
+        return {Verb::Quit};
     if (name == u"help" || name == u"?")
-        return Help{};
+        return {Verb::Help};
     if (name == u"plist") {
         if (rest.trimmed().isEmpty())
-            return Invalid{QStringLiteral("plist needs a file")};
-        return SendPropertyList{withHome(rest.trimmed().toString())};
+            return invalid(QStringLiteral("plist needs a file"));
+        return {Verb::PropertyList, {withHome(rest.trimmed().toString())}};
     }
     if (name == u"relay") {
         const auto [what, clip] = split(rest);
@@ -281,4 +221,4 @@ Command parse(const QString &typed) {
     return parseClip(name, rest, false);
 }
 
-} // namespace clipmule::PhoneCommand
+} // namespace clipmule

@@ -89,6 +89,14 @@ QString eventOf(const PropertyList &envelope) {
 
 } // namespace
 
+QJsonObject phoneEvent(const char *event,
+                       std::initializer_list<std::pair<const char *, QJsonValue>> entries) {
+    QJsonObject line{{QStringLiteral("event"), QString::fromLatin1(event)}};
+    for (const auto &[key, value] : entries)
+        line.insert(QLatin1String(key), value);
+    return line;
+}
+
 QJsonObject PhoneLog::received(const PropertyList &envelope) {
     const QString event = eventOf(envelope);
     const bool isClip = event == clipEvent;

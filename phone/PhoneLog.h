@@ -8,7 +8,15 @@
 #include <QJsonObject>
 #include <QString>
 
+#include <initializer_list>
+#include <utility>
+
 namespace clipmule {
+
+/// A line that the phone stand-in prints: the event, and what there is to say about it.
+[[nodiscard]] QJsonObject
+phoneEvent(const char *event,
+           std::initializer_list<std::pair<const char *, QJsonValue>> entries = {});
 
 /// What the phone stand-in prints about what it received: one JSON object a message.
 ///

@@ -42,9 +42,8 @@ QJsonArray optionsOf(const ZRKClipmuleFilter &filter) {
 
 } // namespace
 
-PhoneShelf::PhoneShelf(const QString &folder, Delegate delegate, qint64 largestList)
+PhoneShelf::PhoneShelf(const QString &folder, qint64 largestList)
     : _store(ClipboardStore::make(QDir(folder).absolutePath(), largestList))
-    , _delegate(std::move(delegate))
     , _lock(QDir(folder).absoluteFilePath(QStringLiteral("clipmule-phone.lock"))) {
     // Only the end of the process that holds it frees the folder, however long that takes.
     _lock.setStaleLockTime(0);
@@ -55,19 +54,19 @@ PhoneShelf::~PhoneShelf() {
         return;
     save();
     if (isAnythingUnsaved())
-        _delegate.printError(QStringLiteral("%1: what changed could not be saved and is lost")
-                                 .arg(_store->dataPath()));
+        onError(QStringLiteral("%1: what changed could not be saved and is lost")
+                    .arg(_store->dataPath()));
     _store->setSavingDidChange({});
 }
 
-QString PhoneShelf::open() {
+Result<void> PhoneShelf::open() {
     const QString folder = _store->dataPath();
     if (!DataFile::makeFolder(folder))
-        return QStringLiteral("%1: the folder cannot be made").arg(folder);
+        return failure(QStringLiteral("%1: the folder cannot be made").arg(folder));
     if (!_lock.tryLock())
-        return _lock.error() == QLockFile::LockFailedError
-                   ? QStringLiteral("%1: in use by another clipmule-phone").arg(folder)
-                   : QStringLiteral("%1: the folder cannot be written to").arg(folder);
+        return failure(_lock.error() == QLockFile::LockFailedError
+                           ? QStringLiteral("%1: in use by another clipmule-phone").arg(folder)
+                           : QStringLiteral("%1: the folder cannot be written to").arg(folder));
     _isOpen = true;
     _store->start();
     _store->setSavingDidChange([this](const QString &failure) { savingDidChange(failure); });
@@ -82,10 +81,7 @@ int PhoneShelf::keep(const PropertyList::Dictionary &dictionary) {
         item->resetOID();
     if (!clip->creationDate())
         clip->setCreationDate(Date::now());
-    const int number = insert(clip, *_store->mainClipboard());
-    makeRoomInHistory();
-    letMemoryGo();
-    return number;
+    return keepIn(*_store->mainClipboard(), clip);
 }
 
 // Images are in their files after the next beat of the store, and need not be in memory any more.
@@ -110,11 +106,10 @@ bool PhoneShelf::isAnythingUnsaved() {
 
 void PhoneShelf::savingDidChange(const QString &failure) {
     if (failure.isEmpty())
-        _delegate.print({{QStringLiteral("event"), QStringLiteral("saved")}});
+        onPrint(phoneEvent("saved"));
     else
-        _delegate.printError(
-            QStringLiteral("%1: what changed could not be saved, and is tried again: %2")
-                .arg(_store->dataPath(), failure));
+        onError(QStringLiteral("%1: what changed could not be saved, and is tried again: %2")
+                    .arg(_store->dataPath(), failure));
 }
 
 // What is kept must be read again at the next start, so there is an end to it.
@@ -126,9 +121,7 @@ void PhoneShelf::makeRoomInHistory() {
         ++dropped;
     }
     if (dropped > 0)
-        _delegate.print({{QStringLiteral("event"), QStringLiteral("dropped")},
-                         {QStringLiteral("clips"), dropped},
-                         {QStringLiteral("limit"), _store->largestList()}});
+        onPrint(phoneEvent("dropped", {{"clips", dropped}, {"limit", _store->largestList()}}));
 }
 
 void PhoneShelf::recover() {
@@ -139,28 +132,23 @@ void PhoneShelf::recover() {
 qsizetype PhoneShelf::putBack(const QList<StoreRecovery::Outcome> &outcomes) {
     qsizetype count = 0;
     for (const StoreRecovery::Outcome &outcome : outcomes) {
-        QJsonObject line{{QStringLiteral("file"), outcome.file}};
         if (outcome.reason.isEmpty()) {
-            line.insert(QStringLiteral("event"), QStringLiteral("restored"));
-            line.insert(QStringLiteral("clips"), outcome.clips);
-            line.insert(QStringLiteral("boards"), outcome.boards);
+            onPrint(phoneEvent(
+                "restored",
+                {{"file", outcome.file}, {"clips", outcome.clips}, {"boards", outcome.boards}}));
             ++count;
         } else {
-            line.insert(QStringLiteral("event"), QStringLiteral("set aside"));
-            line.insert(QStringLiteral("reason"), outcome.reason);
+            onPrint(phoneEvent("set aside", {{"file", outcome.file}, {"reason", outcome.reason}}));
         }
-        _delegate.print(line);
     }
     return count;
 }
 
-void PhoneShelf::perform(const PhoneCommand::Restore &) {
+void PhoneShelf::restore() {
     const auto outcomes = StoreRecovery::putBack(*_store, restoredBoard);
     const qsizetype restored = putBack(outcomes);
     letMemoryGo();
-    _delegate.print({{QStringLiteral("event"), QStringLiteral("restore")},
-                     {QStringLiteral("files"), outcomes.size()},
-                     {QStringLiteral("restored"), restored}});
+    onPrint(phoneEvent("restore", {{"files", outcomes.size()}, {"restored", restored}}));
 }
 
 int PhoneShelf::numberOf(const Clip &clip) {
@@ -180,9 +168,11 @@ void PhoneShelf::numberAll(ZRKClipmuleClipboard &board) {
         (void)numberOf(*clip);
 }
 
-int PhoneShelf::insert(const Clip &clip, ZRKClipmuleClipboard &board) {
+int PhoneShelf::keepIn(ZRKClipmuleClipboard &board, const Clip &clip) {
     numberAll(board);
     board.insertClipmuleDataAtIndex(clip, 0);
+    makeRoomInHistory();
+    letMemoryGo();
     return numberOf(clip);
 }
 
@@ -190,7 +180,7 @@ PhoneShelf::Clip PhoneShelf::clipOfNumber(int number) const {
     Clip clip = _clips.value(number).lock();
     if (clip && clip->clipboard())
         return clip;
-    _delegate.printError(QStringLiteral("there is no clip %1; “history” lists them").arg(number));
+    onError(QStringLiteral("there is no clip %1; “history” lists them").arg(number));
     return nullptr;
 }
 
@@ -204,16 +194,15 @@ PhoneShelf::Board PhoneShelf::customBoardOfName(const QString &name) {
         if (nameOf(*board) == name)
             return board;
     }
-    _delegate.printError(
-        name == nameOf(*_store->mainClipboard())
-            ? QStringLiteral("“%1” is the history and stays as it is").arg(name)
-            : QStringLiteral("there is no board “%1”; “boards” lists them").arg(name));
+    onError(name == nameOf(*_store->mainClipboard())
+                ? QStringLiteral("“%1” is the history and stays as it is").arg(name)
+                : QStringLiteral("there is no board “%1”; “boards” lists them").arg(name));
     return nullptr;
 }
 
 bool PhoneShelf::isFreeName(const QString &name) {
     if (name.trimmed().isEmpty()) {
-        _delegate.printError(QStringLiteral("a board needs a name"));
+        onError(QStringLiteral("a board needs a name"));
         return false;
     }
     const auto &boards = _store->customClipboards();
@@ -221,7 +210,7 @@ bool PhoneShelf::isFreeName(const QString &name) {
         std::none_of(boards.begin(), boards.end(),
                      [&](const Board &board) { return nameOf(*board) == name; }))
         return true;
-    _delegate.printError(QStringLiteral("there is a board “%1” already").arg(name));
+    onError(QStringLiteral("there is a board “%1” already").arg(name));
     return false;
 }
 
@@ -230,9 +219,9 @@ qsizetype PhoneShelf::positionOf(const Board &board) {
 }
 
 // Describes a clip without a look at any image.
-QJsonObject PhoneShelf::entry(const Clip &clip) {
-    QJsonObject entry{{QStringLiteral("number"), numberOf(clip)},
-                      {QStringLiteral("items"), clip->itemCount()}};
+QJsonObject PhoneShelf::entry(const char *event, const Clip &clip) {
+    QJsonObject entry =
+        phoneEvent(event, {{"number", numberOf(clip)}, {"items", clip->itemCount()}});
     if (clip->clipboard())
         entry.insert(QStringLiteral("board"), nameOf(*clip->clipboard()));
     if (clip->creationDate())
@@ -251,109 +240,127 @@ QJsonObject PhoneShelf::entry(const Clip &clip) {
     return entry;
 }
 
-void PhoneShelf::perform(const PhoneCommand::History &command) {
-    const Board board = command.board ? boardOfName(*command.board) : _store->mainClipboard();
+void PhoneShelf::perform(const PhoneCommand &command) {
+    using Verb = PhoneCommand::Verb;
+    const auto onClip = [&](void (PhoneShelf::*act)(const Clip &, const PhoneCommand &)) {
+        if (const Clip clip = clipOfNumber(command.number))
+            (this->*act)(clip, command);
+    };
+    const auto onBoard = [&](void (PhoneShelf::*act)(const Board &, const PhoneCommand &)) {
+        if (const Board board = customBoardOfName(command.texts[0]))
+            (this->*act)(board, command);
+    };
+    switch (command.verb) {
+    case Verb::History:
+        return history(command.texts.isEmpty() ? _store->mainClipboard()
+                                               : boardOfName(command.texts[0]));
+    case Verb::Show:
+        return onClip(&PhoneShelf::show);
+    case Verb::Copy:
+        return onClip(&PhoneShelf::copy);
+    case Verb::File:
+        return onClip(&PhoneShelf::file);
+    case Verb::Forget:
+        return onClip(&PhoneShelf::forget);
+    case Verb::Filters:
+        return onClip(&PhoneShelf::listFilters);
+    case Verb::Filter:
+        return onClip(&PhoneShelf::filter);
+    case Verb::Boards:
+        return listBoards();
+    case Verb::NewBoard:
+        return addBoard(command.texts[0]);
+    case Verb::RenameBoard:
+        return onBoard(&PhoneShelf::renameBoard);
+    case Verb::MoveBoard:
+        return onBoard(&PhoneShelf::moveBoard);
+    case Verb::RemoveBoard:
+        return onBoard(&PhoneShelf::removeBoard);
+    case Verb::Restore:
+        return restore();
+    case Verb::Nothing:
+    case Verb::Invalid:
+    case Verb::Help:
+    case Verb::Quit:
+    case Verb::Text:
+    case Verb::Url:
+    case Verb::Image:
+    case Verb::PropertyList:
+        break; // not about what is kept
+    }
+}
+
+void PhoneShelf::history(const Board &board) {
     if (!board)
         return;
     numberAll(*board);
-    for (const Clip &clip : board->items()) {
-        QJsonObject line = entry(clip);
-        line.insert(QStringLiteral("event"), QStringLiteral("entry"));
-        _delegate.print(line);
-    }
-    _delegate.print({{QStringLiteral("event"), QStringLiteral("history")},
-                     {QStringLiteral("board"), nameOf(*board)},
-                     {QStringLiteral("clips"), board->items().size()}});
+    for (const Clip &clip : board->items())
+        onPrint(entry("entry", clip));
+    onPrint(phoneEvent("history", {{"board", nameOf(*board)}, {"clips", board->items().size()}}));
 }
 
-void PhoneShelf::perform(const PhoneCommand::Show &command) {
-    const Clip clip = clipOfNumber(command.number);
-    if (!clip)
-        return;
-    _delegate.print({{QStringLiteral("event"), QStringLiteral("shown")},
-                     {QStringLiteral("number"), command.number},
-                     {QStringLiteral("board"), nameOf(*clip->clipboard())},
-                     {QStringLiteral("clip"), PhoneLog(QString()).clip(clip->toDictionary())}});
+void PhoneShelf::show(const Clip &clip, const PhoneCommand &command) {
+    onPrint(phoneEvent("shown", {{"number", command.number},
+                                 {"board", nameOf(*clip->clipboard())},
+                                 {"clip", PhoneLog(QString()).clip(clip->toDictionary())}}));
     clip->releaseCachedData();
 }
 
-void PhoneShelf::perform(const PhoneCommand::Copy &command) {
-    const Clip clip = clipOfNumber(command.number);
-    if (!clip)
-        return;
-    if (_delegate.send(clip->toDictionary()))
-        _delegate.print({{QStringLiteral("event"), QStringLiteral("copied")},
-                         {QStringLiteral("number"), command.number}});
+void PhoneShelf::copy(const Clip &clip, const PhoneCommand &command) {
+    if (onSend(clip->toDictionary()))
+        onPrint(phoneEvent("copied", {{"number", command.number}}));
     clip->releaseCachedData();
 }
 
 // A copy with files of its own, so that neither the capacity of the history nor the loss of one of
 // the two takes the other along.
-void PhoneShelf::perform(const PhoneCommand::File &command) {
-    const Clip clip = clipOfNumber(command.number);
-    const Board board = clip ? boardOfName(command.board) : nullptr;
+void PhoneShelf::file(const Clip &clip, const PhoneCommand &command) {
+    const Board board = boardOfName(command.texts[0]);
     if (!board)
         return;
     if (!board->isMain() &&
         !archiveFits(board->items() + ZRKClipmuleClipboard::Clips{clip}, _store->largestList())) {
-        _delegate.printError(QStringLiteral("“%1” is full: with this clip it would take more than "
-                                            "%2 bytes on disk")
-                                 .arg(command.board)
-                                 .arg(_store->largestList()));
+        onError(QStringLiteral("“%1” is full: with this clip it would take more than %2 bytes on "
+                               "disk")
+                    .arg(command.texts[0])
+                    .arg(_store->largestList()));
         return;
     }
     const Clip copy = clip->copyWithZone();
     copy->setCreationDate(clip->creationDate());
-    const int number = insert(copy, *board);
-    makeRoomInHistory();
-    letMemoryGo();
-    _delegate.print({{QStringLiteral("event"), QStringLiteral("filed")},
-                     {QStringLiteral("number"), number},
-                     {QStringLiteral("of"), command.number},
-                     {QStringLiteral("board"), nameOf(*board)}});
+    const int number = keepIn(*board, copy);
+    onPrint(phoneEvent("filed",
+                       {{"number", number}, {"of", command.number}, {"board", nameOf(*board)}}));
 }
 
-void PhoneShelf::perform(const PhoneCommand::Forget &command) {
-    const Clip clip = clipOfNumber(command.number);
-    if (!clip)
-        return;
-    QJsonObject line = entry(clip);
-    line.insert(QStringLiteral("event"), QStringLiteral("forgotten"));
+void PhoneShelf::forget(const Clip &clip, const PhoneCommand &) {
+    const QJsonObject line = entry("forgotten", clip);
     clip->clipboard()->removeClipmuleData(clip);
-    _delegate.print(line);
+    onPrint(line);
 }
 
-void PhoneShelf::perform(const PhoneCommand::Filters &command) {
-    const Clip clip = clipOfNumber(command.number);
-    if (!clip)
-        return;
+void PhoneShelf::listFilters(const Clip &clip, const PhoneCommand &command) {
     const auto filters = ZRKClipmuleFilter::filtersForClipmuleData(*clip);
     for (const auto &filter : filters)
-        _delegate.print({{QStringLiteral("event"), QStringLiteral("filter")},
-                         {QStringLiteral("title"), filter->title()},
-                         {QStringLiteral("options"), optionsOf(*filter)}});
-    _delegate.print({{QStringLiteral("event"), QStringLiteral("filters")},
-                     {QStringLiteral("number"), command.number},
-                     {QStringLiteral("filters"), filters.size()}});
+        onPrint(
+            phoneEvent("filter", {{"title", filter->title()}, {"options", optionsOf(*filter)}}));
+    onPrint(phoneEvent("filters", {{"number", command.number}, {"filters", filters.size()}}));
 }
 
-void PhoneShelf::perform(const PhoneCommand::Filter &command) {
-    const Clip clip = clipOfNumber(command.number);
-    if (!clip)
-        return;
+void PhoneShelf::filter(const Clip &clip, const PhoneCommand &command) {
     const auto filter =
-        FilterByName::find(ZRKClipmuleFilter::filtersForClipmuleData(*clip), command.title);
+        FilterByName::find(ZRKClipmuleFilter::filtersForClipmuleData(*clip), command.texts[0]);
     if (!filter) {
-        _delegate.printError(QStringLiteral("no filter “%1” applies to clip %2; “filters %2” lists "
-                                            "those that do")
-                                 .arg(command.title)
-                                 .arg(command.number));
+        onError(QStringLiteral("no filter “%1” applies to clip %2; “filters %2” lists "
+                               "those that do")
+                    .arg(command.texts[0])
+                    .arg(command.number));
         return;
     }
     filter->resetOptions();
-    for (const QString &setting : command.settings) {
+    for (const QString &setting : command.texts.sliced(1)) {
         if (const auto set = FilterByName::set(*filter, setting); !set) {
-            _delegate.printError(set.error().reason);
+            onError(set.error().reason);
             return;
         }
     }
@@ -363,77 +370,60 @@ void PhoneShelf::perform(const PhoneCommand::Filter &command) {
         items.last()->setCreatedBy(ZRKClipmuleDataItem::createdByPhone);
     }
     const Clip filtered = ZRKClipmuleData::initWithItems(items);
-    (void)insert(filtered, *_store->mainClipboard());
-    makeRoomInHistory();
-    letMemoryGo();
-    QJsonObject line = entry(filtered);
-    line.insert(QStringLiteral("event"), QStringLiteral("filtered"));
+    (void)keepIn(*_store->mainClipboard(), filtered);
+    QJsonObject line = entry("filtered", filtered);
     line.insert(QStringLiteral("of"), command.number);
     line.insert(QStringLiteral("filter"), filter->title());
-    _delegate.print(line);
+    onPrint(line);
 }
 
-void PhoneShelf::perform(const PhoneCommand::Boards &) {
+void PhoneShelf::listBoards() {
     const auto print = [this](const ZRKClipmuleClipboard &board, qsizetype position) {
-        _delegate.print({{QStringLiteral("event"), QStringLiteral("board")},
-                         {QStringLiteral("position"), position},
-                         {QStringLiteral("name"), nameOf(board)},
-                         {QStringLiteral("clips"), qint64(board.count())}});
+        onPrint(phoneEvent(
+            "board",
+            {{"position", position}, {"name", nameOf(board)}, {"clips", qint64(board.count())}}));
     };
     print(*_store->mainClipboard(), 0);
     for (const Board &board : _store->customClipboards())
         print(*board, positionOf(board));
-    _delegate.print({{QStringLiteral("event"), QStringLiteral("boards")},
-                     {QStringLiteral("boards"), _store->customClipboards().size()}});
+    onPrint(phoneEvent("boards", {{"boards", _store->customClipboards().size()}}));
 }
 
-void PhoneShelf::perform(const PhoneCommand::NewBoard &command) {
-    if (!isFreeName(command.name))
+void PhoneShelf::addBoard(const QString &name) {
+    if (!isFreeName(name))
         return;
     const Board board = std::make_shared<ZRKClipmuleClipboard>();
-    board->setTitle(command.name);
+    board->setTitle(name);
     _store->insertCustomClipboardAtIndex(board, _store->customClipboards().size());
-    _delegate.print({{QStringLiteral("event"), QStringLiteral("board added")},
-                     {QStringLiteral("name"), command.name},
-                     {QStringLiteral("position"), positionOf(board)}});
+    onPrint(phoneEvent("board added", {{"name", name}, {"position", positionOf(board)}}));
 }
 
-void PhoneShelf::perform(const PhoneCommand::RenameBoard &command) {
-    const Board board = customBoardOfName(command.name);
-    if (!board || !isFreeName(command.newName))
+void PhoneShelf::renameBoard(const Board &board, const PhoneCommand &command) {
+    const QString &name = command.texts[1];
+    if (!isFreeName(name))
         return;
-    board->setTitle(command.newName);
-    _delegate.print({{QStringLiteral("event"), QStringLiteral("board renamed")},
-                     {QStringLiteral("name"), command.newName},
-                     {QStringLiteral("was"), command.name}});
+    board->setTitle(name);
+    onPrint(phoneEvent("board renamed", {{"name", name}, {"was", command.texts[0]}}));
 }
 
-void PhoneShelf::perform(const PhoneCommand::MoveBoard &command) {
-    const Board board = customBoardOfName(command.name);
-    if (!board)
-        return;
+void PhoneShelf::moveBoard(const Board &board, const PhoneCommand &command) {
     const qsizetype count = _store->customClipboards().size();
-    if (command.position > count) {
-        _delegate.printError(QStringLiteral("positions go from 1 to %1").arg(count));
+    if (command.number > count) {
+        onError(QStringLiteral("positions go from 1 to %1").arg(count));
         return;
     }
-    _store->moveClipboardAtIndexToIndex(positionOf(board) - 1, command.position - 1);
-    _delegate.print({{QStringLiteral("event"), QStringLiteral("board moved")},
-                     {QStringLiteral("name"), command.name},
-                     {QStringLiteral("position"), positionOf(board)}});
+    _store->moveClipboardAtIndexToIndex(positionOf(board) - 1, command.number - 1);
+    onPrint(
+        phoneEvent("board moved", {{"name", command.texts[0]}, {"position", positionOf(board)}}));
 }
 
-void PhoneShelf::perform(const PhoneCommand::RemoveBoard &command) {
-    const Board board = customBoardOfName(command.name);
-    if (!board)
-        return;
+void PhoneShelf::removeBoard(const Board &board, const PhoneCommand &command) {
     // Their files stay until the next save, but nobody should find them any more.
     for (const Clip &clip : board->items())
         _clips.remove(_numbers.take(clip.get()));
     _store->removeCustomClipboard(board);
-    _delegate.print({{QStringLiteral("event"), QStringLiteral("board removed")},
-                     {QStringLiteral("name"), command.name},
-                     {QStringLiteral("clips"), board->items().size()}});
+    onPrint(phoneEvent("board removed",
+                       {{"name", command.texts[0]}, {"clips", board->items().size()}}));
 }
 
 } // namespace clipmule

@@ -7,6 +7,7 @@
 #include "model/StoreRecovery.h"
 #include "model/ZRKClipmuleClipboard.h"
 #include "phone/PhoneCommand.h"
+#include "platform/foundation/Result.h"
 
 #include <QHash>
 #include <QJsonObject>
@@ -25,12 +26,6 @@ namespace clipmule {
 /// goes. Answers are JSON objects; bad use is answered by an error and changes nothing.
 class PhoneShelf final {
 public:
-    struct Delegate {
-        std::function<void(const QJsonObject &)> print;
-        std::function<void(const QString &)> printError;
-        /// Sends a clip to the desk; false, after an error was printed, when nobody is connected.
-        std::function<bool(const PropertyList::Dictionary &clip)> send;
-    };
     /// The beginning of a text that a list shows, in UTF-16 units.
     static constexpr qsizetype longestPreview = 80;
 
@@ -38,16 +33,21 @@ public:
     static inline const QString restoredBoard = QStringLiteral("Restored");
 
     /// A history or a board does not grow beyond the limit, in bytes on disk.
-    PhoneShelf(const QString &folder, Delegate delegate, qint64 largestList = DataFile::largest);
+    explicit PhoneShelf(const QString &folder, qint64 largestList = DataFile::largest);
     ~PhoneShelf();
     PhoneShelf(const PhoneShelf &) = delete;
     PhoneShelf &operator=(const PhoneShelf &) = delete;
     PhoneShelf(PhoneShelf &&) = delete;
     PhoneShelf &operator=(PhoneShelf &&) = delete;
 
-    /// Takes the folder, which is made when it is missing, and its store into use. The reason when
-    /// that is not possible, or an empty text.
-    [[nodiscard]] QString open();
+    // All three are set before open().
+    std::function<void(const QJsonObject &line)> onPrint;
+    std::function<void(const QString &text)> onError;
+    /// Sends a clip to the desk; false, after an error was printed, when nobody is connected.
+    std::function<bool(const PropertyList::Dictionary &clip)> onSend;
+
+    /// Takes the folder, which is made when it is missing, and its store into use.
+    [[nodiscard]] Result<void> open();
     /// Puts back what was set aside and can be read now, and deletes what a killed program left
     /// over; prints what came of it.
     void recover();
@@ -59,19 +59,8 @@ public:
     /// that it works again.
     void save();
 
-    void perform(const PhoneCommand::History &command);
-    void perform(const PhoneCommand::Show &command);
-    void perform(const PhoneCommand::Copy &command);
-    void perform(const PhoneCommand::File &command);
-    void perform(const PhoneCommand::Forget &command);
-    void perform(const PhoneCommand::Filters &command);
-    void perform(const PhoneCommand::Filter &command);
-    void perform(const PhoneCommand::Boards &command);
-    void perform(const PhoneCommand::NewBoard &command);
-    void perform(const PhoneCommand::RenameBoard &command);
-    void perform(const PhoneCommand::MoveBoard &command);
-    void perform(const PhoneCommand::RemoveBoard &command);
-    void perform(const PhoneCommand::Restore &command);
+    /// Does what a command about what is kept says; any other does nothing.
+    void perform(const PhoneCommand &command);
 
 private:
     using Clip = std::shared_ptr<ZRKClipmuleData>;
@@ -79,14 +68,27 @@ private:
 
     int numberOf(const Clip &clip);
     void numberAll(ZRKClipmuleClipboard &board);
-    int insert(const Clip &clip, ZRKClipmuleClipboard &board);
+    int keepIn(ZRKClipmuleClipboard &board, const Clip &clip);
     // Null, after an error was printed, when there is none.
     [[nodiscard]] Clip clipOfNumber(int number) const;
     [[nodiscard]] Board boardOfName(const QString &name);
     [[nodiscard]] Board customBoardOfName(const QString &name);
     [[nodiscard]] bool isFreeName(const QString &name);
-    [[nodiscard]] QJsonObject entry(const Clip &clip);
+    [[nodiscard]] QJsonObject entry(const char *event, const Clip &clip);
     [[nodiscard]] qsizetype positionOf(const Board &board);
+    void history(const Board &board);
+    void show(const Clip &clip, const PhoneCommand &command);
+    void copy(const Clip &clip, const PhoneCommand &command);
+    void file(const Clip &clip, const PhoneCommand &command);
+    void forget(const Clip &clip, const PhoneCommand &command);
+    void listFilters(const Clip &clip, const PhoneCommand &command);
+    void filter(const Clip &clip, const PhoneCommand &command);
+    void listBoards();
+    void addBoard(const QString &name);
+    void renameBoard(const Board &board, const PhoneCommand &command);
+    void moveBoard(const Board &board, const PhoneCommand &command);
+    void removeBoard(const Board &board, const PhoneCommand &command);
+    void restore();
     void letMemoryGo();
     void makeRoomInHistory();
     void savingDidChange(const QString &failure);
@@ -95,7 +97,6 @@ private:
     qsizetype putBack(const QList<StoreRecovery::Outcome> &outcomes);
 
     std::shared_ptr<ClipboardStore> _store;
-    Delegate _delegate;
     QLockFile _lock;
     bool _isOpen = false;
     QMap<int, std::weak_ptr<ZRKClipmuleData>> _clips;

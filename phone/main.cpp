@@ -127,21 +127,21 @@ int main(int argc, char *argv[]) {
     std::unique_ptr<LineEditor> editor;
     std::unique_ptr<Phone> phone;
     // At a terminal somebody types; in a pipe a script does, and nothing but JSON comes out.
-    LineEditor::Delegate typed;
-    typed.line = [&phone](const QByteArray &line) { phone->perform(line); };
-    typed.end = [] { QCoreApplication::quit(); };
-    editor = LineEditor::make(STDIN_FILENO, STDOUT_FILENO, "phone> ", std::move(typed));
+    editor = LineEditor::make(STDIN_FILENO, STDOUT_FILENO, "phone> ");
+    if (editor) {
+        editor->onLine = [&phone](const QByteArray &line) { phone->perform(line); };
+        editor->onEnd = [] { QCoreApplication::quit(); };
+    }
     Phone::Options options = *arguments.options;
     options.isForPerson = editor != nullptr;
-    phone = std::make_unique<Phone>(
-        *backend, options,
-        [&editor](const QByteArray &line) {
-            if (editor)
-                editor->print(line);
-            else
-                printLine(line);
-        },
-        [] { QCoreApplication::quit(); });
+    phone = std::make_unique<Phone>(*backend, options);
+    phone->onPrint = [&editor](const QByteArray &line) {
+        if (editor)
+            editor->print(line);
+        else
+            printLine(line);
+    };
+    phone->onQuit = [] { QCoreApplication::quit(); };
     if (!phone->start())
         return 1;
     if (editor) {

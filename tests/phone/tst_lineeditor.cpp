@@ -31,8 +31,11 @@ private Q_SLOTS:
         _endsByLine = false;
         QCOMPARE(::openpty(&_master, &_slave, nullptr, nullptr, nullptr), 0);
         QCOMPARE(::fcntl(_master, F_SETFL, O_NONBLOCK), 0);
-        LineEditor::Delegate delegate;
-        delegate.line = [this](const QByteArray &line) {
+        _answer.reset();
+        _editor = LineEditor::make(_slave, _slave, "phone> ");
+        if (!_editor)
+            QSKIP("built without a library for it");
+        _editor->onLine = [this](const QByteArray &line) {
             _lines.append(line);
             if (_answer)
                 _editor->print(*_answer);
@@ -40,14 +43,10 @@ private Q_SLOTS:
             if (_endsByLine)
                 QTimer::singleShot(0, qApp, [this] { _editor.reset(); });
         };
-        delegate.end = [this] {
+        _editor->onEnd = [this] {
             _hasEnded = true;
             _editor.reset();
         };
-        _answer.reset();
-        _editor = LineEditor::make(_slave, _slave, "phone> ", std::move(delegate));
-        if (!_editor)
-            QSKIP("built without a library for it");
         _editor->start();
     }
     void cleanup() {
@@ -59,8 +58,8 @@ private Q_SLOTS:
     void onlyAtATerminal() {
         std::array<int, 2> pipe{};
         QCOMPARE(::pipe(pipe.data()), 0);
-        QVERIFY(!LineEditor::make(pipe[0], _slave, "", {}));
-        QVERIFY(!LineEditor::make(_slave, pipe[1], "", {}));
+        QVERIFY(!LineEditor::make(pipe[0], _slave, ""));
+        QVERIFY(!LineEditor::make(_slave, pipe[1], ""));
         ::close(pipe[0]);
         ::close(pipe[1]);
     }

@@ -78,12 +78,10 @@ private Q_SLOTS:
         QCOMPARE(linesOf(u"published"_qs).constFirst(),
                  (QJsonObject{{u"event"_qs, u"published"_qs}, {u"name"_qs, u"Anna"_qs}}));
         QList<QJsonObject> lines;
-        Phone second(
-            _backend, optionsWith({}, {}, u"Anna"_qs),
-            [&lines](const QByteArray &line) {
-                lines.append(QJsonDocument::fromJson(line).object());
-            },
-            [] {});
+        Phone second(_backend, optionsWith({}, {}, u"Anna"_qs));
+        second.onPrint = [&lines](const QByteArray &line) {
+            lines.append(QJsonDocument::fromJson(line).object());
+        };
         QVERIFY(second.start());
         QTRY_COMPARE(lines.constLast(), (QJsonObject{{u"event"_qs, u"published"_qs},
                                                      {u"name"_qs, u"Anna (2)"_qs},
@@ -142,9 +140,8 @@ private Q_SLOTS:
         QStringList text;
         Phone::Options options = optionsWith({}, {});
         options.isForPerson = true;
-        Phone other(
-            _backend, options,
-            [&text](const QByteArray &line) { text.append(QString::fromUtf8(line)); }, [] {});
+        Phone other(_backend, options);
+        other.onPrint = [&text](const QByteArray &line) { text.append(QString::fromUtf8(line)); };
         other.perform("help");
         QCOMPARE(text.size(), 8);
         QCOMPARE(text[2], u"image FILE                      send an image"_qs);
@@ -152,8 +149,8 @@ private Q_SLOTS:
 
     void nothingForeignReachesTheTerminal() {
         QByteArray last;
-        Phone other(
-            _backend, optionsWith({}, {}), [&last](const QByteArray &line) { last = line; }, [] {});
+        Phone other(_backend, optionsWith({}, {}));
+        other.onPrint = [&last](const QByteArray &line) { last = line; };
         other.perform("\xc2\x9b"
                       "31m \xe2\x80\xae");
         QCOMPARE(last, QByteArray("{\"event\":\"error\",\"text\":\"unknown command: "
@@ -163,12 +160,10 @@ private Q_SLOTS:
     void theFolderForImagesIsLookedAtFirst() {
         QFile file(write(u"file"_qs, {}));
         QList<QJsonObject> lines;
-        Phone second(
-            _backend, optionsWith(file.fileName(), {}),
-            [&lines](const QByteArray &line) {
-                lines.append(QJsonDocument::fromJson(line).object());
-            },
-            [] {});
+        Phone second(_backend, optionsWith(file.fileName(), {}));
+        second.onPrint = [&lines](const QByteArray &line) {
+            lines.append(QJsonDocument::fromJson(line).object());
+        };
         QVERIFY(!second.start());
         QCOMPARE(lines.constFirst()[u"text"_qs].toString(),
                  file.fileName() + u": the folder cannot be written to"_qs);
@@ -370,12 +365,10 @@ private Q_SLOTS:
     void doesNotStartWithAFolderThatIsInUse() {
         restartWithData();
         QList<QJsonObject> lines;
-        Phone second(
-            _backend, optionsWith({}, _folder->filePath(u"data"_qs)),
-            [&lines](const QByteArray &line) {
-                lines.append(QJsonDocument::fromJson(line).object());
-            },
-            [] {});
+        Phone second(_backend, optionsWith({}, _folder->filePath(u"data"_qs)));
+        second.onPrint = [&lines](const QByteArray &line) {
+            lines.append(QJsonDocument::fromJson(line).object());
+        };
         QVERIFY(!second.start());
         QVERIFY(lines.constLast()[u"text"_qs].toString().contains(u"in use"_qs));
     }
@@ -407,12 +400,11 @@ private:
     }
 
     void start(const Phone::Options &options) {
-        _phone = std::make_unique<Phone>(
-            _backend, options,
-            [this](const QByteArray &line) {
-                _lines.append(QJsonDocument::fromJson(line).object());
-            },
-            [this] { _quit = true; });
+        _phone = std::make_unique<Phone>(_backend, options);
+        _phone->onPrint = [this](const QByteArray &line) {
+            _lines.append(QJsonDocument::fromJson(line).object());
+        };
+        _phone->onQuit = [this] { _quit = true; };
         QVERIFY(_phone->start());
         const auto port = quint16(_lines.constFirst()[u"port"_qs].toInt());
         _desk = ZRKStreamHandler::initWithInputStreamOutputStream(connectingStreamPair(

@@ -11,52 +11,34 @@ using namespace clipmule;
 namespace {
 
 // A command as one readable line.
-QString shown(const PhoneCommand::Command &command) {
-    using namespace PhoneCommand;
-    if (const auto *text = std::get_if<SendText>(&command))
-        return (text->forOtherPhones ? u"relay text:"_qs : u"text:"_qs) +
-               text->strings.join(QStringLiteral("||"));
-    if (const auto *url = std::get_if<SendUrl>(&command))
-        return (url->forOtherPhones ? u"relay url:"_qs : u"url:"_qs) + url->url;
-    if (const auto *image = std::get_if<SendImage>(&command))
-        return (image->forOtherPhones ? u"relay image:"_qs : u"image:"_qs) + image->path;
-    if (const auto *list = std::get_if<SendPropertyList>(&command))
-        return QStringLiteral("plist:") + list->path;
-    if (const auto *history = std::get_if<History>(&command))
-        return QStringLiteral("history:") + history->board.value_or(QStringLiteral("-"));
-    if (const auto *show = std::get_if<Show>(&command))
-        return QStringLiteral("show:%1").arg(show->number);
-    if (const auto *copy = std::get_if<Copy>(&command))
-        return QStringLiteral("copy:%1").arg(copy->number);
-    if (const auto *file = std::get_if<File>(&command))
-        return QStringLiteral("file:%1||%2").arg(file->number).arg(file->board);
-    if (const auto *forget = std::get_if<Forget>(&command))
-        return QStringLiteral("forget:%1").arg(forget->number);
-    if (const auto *filters = std::get_if<Filters>(&command))
-        return QStringLiteral("filters:%1").arg(filters->number);
-    if (const auto *filter = std::get_if<Filter>(&command))
-        return (QStringList{QStringLiteral("filter:%1").arg(filter->number), filter->title} +
-                filter->settings)
-            .join(QStringLiteral("||"));
-    if (std::holds_alternative<Boards>(command))
-        return QStringLiteral("boards");
-    if (const auto *board = std::get_if<NewBoard>(&command))
-        return QStringLiteral("new board:") + board->name;
-    if (const auto *board = std::get_if<RenameBoard>(&command))
-        return QStringLiteral("rename board:%1||%2").arg(board->name, board->newName);
-    if (const auto *board = std::get_if<MoveBoard>(&command))
-        return QStringLiteral("move board:%1||%2").arg(board->name).arg(board->position);
-    if (const auto *board = std::get_if<RemoveBoard>(&command))
-        return QStringLiteral("remove board:") + board->name;
-    if (std::holds_alternative<Help>(command))
-        return QStringLiteral("help");
-    if (std::holds_alternative<Restore>(command))
-        return QStringLiteral("restore");
-    if (std::holds_alternative<Quit>(command))
-        return QStringLiteral("quit");
-    if (const auto *invalid = std::get_if<Invalid>(&command))
-        return QStringLiteral("invalid: ") + invalid->reason;
-    return QStringLiteral("nothing");
+QString shown(const PhoneCommand &command) {
+    using Verb = PhoneCommand::Verb;
+    static const QHash<Verb, QString> names{{Verb::Nothing, u"nothing"_qs},
+                                            {Verb::Invalid, u"invalid: "_qs},
+                                            {Verb::Help, u"help"_qs},
+                                            {Verb::Quit, u"quit"_qs},
+                                            {Verb::Text, u"text:"_qs},
+                                            {Verb::Url, u"url:"_qs},
+                                            {Verb::Image, u"image:"_qs},
+                                            {Verb::PropertyList, u"plist:"_qs},
+                                            {Verb::History, u"history:"_qs},
+                                            {Verb::Show, u"show:"_qs},
+                                            {Verb::Copy, u"copy:"_qs},
+                                            {Verb::File, u"file:"_qs},
+                                            {Verb::Forget, u"forget:"_qs},
+                                            {Verb::Filters, u"filters:"_qs},
+                                            {Verb::Filter, u"filter:"_qs},
+                                            {Verb::Boards, u"boards"_qs},
+                                            {Verb::NewBoard, u"new board:"_qs},
+                                            {Verb::RenameBoard, u"rename board:"_qs},
+                                            {Verb::MoveBoard, u"move board:"_qs},
+                                            {Verb::RemoveBoard, u"remove board:"_qs},
+                                            {Verb::Restore, u"restore"_qs}};
+    QStringList parts = command.texts;
+    if (command.number != 0)
+        parts.prepend(QString::number(command.number));
+    return (command.forOtherPhones ? u"relay "_qs : QString()) + names.value(command.verb) +
+           parts.join(u"||"_qs);
 }
 
 } // namespace
@@ -112,7 +94,7 @@ private Q_SLOTS:
         row("relay quit", "invalid: unknown command: quit");
         row("plist x.plist", "plist:x.plist");
         row("plist", "invalid: plist needs a file");
-        row("history", "history:-");
+        row("history", "history:");
         row("history Work", "history:Work");
         row("history \"At home\"", "history:At home");
         row("history At home",
@@ -147,7 +129,7 @@ private Q_SLOTS:
         row("board rename a b", "rename board:a||b");
         row("board rename a",
             "invalid: usage: board rename NAME NEW-NAME (a name with blanks in quotation marks)");
-        row("board move a 2", "move board:a||2");
+        row("board move a 2", "move board:2||a");
         row("board move a up",
             "invalid: usage: board move NAME POSITION (a name with blanks in quotation marks)");
         row("board remove a", "remove board:a");
@@ -176,7 +158,7 @@ private Q_SLOTS:
             line.remove(QStringLiteral(" [NAME=VALUE]..."));
             line.replace(QStringLiteral("text|url|…  …"), QStringLiteral("text a"));
             const QString command = shown(PhoneCommand::parse(line));
-            QVERIFY2(!command.startsWith(QStringLiteral("invalid")), qPrintable(command));
+            QVERIFY2(PhoneCommand::parse(line).verb == usage.verb, qPrintable(command));
             QVERIFY(!usage.purpose.isEmpty());
         }
     }
