@@ -175,9 +175,11 @@ void ZRKUserDefaults::listenForChanges() {
     if (std::exchange(_listening, true) || !_environment.distributedNotifications)
         return;
     _observation = _environment.distributedNotifications->observe(
-        distributedName(), [this](const QString &, const PropertyList::Dictionary &userInfo) {
+        distributedName(),
+        [this](const QString &, const PropertyList::Dictionary &userInfo) {
             _defaultDidChange(userInfo);
-        });
+        },
+        [this] { readAgain(); });
 }
 
 void ZRKUserDefaults::stopListening() {
@@ -390,6 +392,24 @@ PropertyList::Dictionary ZRKUserDefaults::asStored(PropertyList::Dictionary user
         userInfo.remove(gUUIDDefaultsKey);
     }
     return userInfo;
+}
+
+// What was changed meanwhile was not heard of.
+void ZRKUserDefaults::readAgain() {
+    if (!_environment.database)
+        return;
+    // An observer may let go of this store.
+    const auto self = weak_from_this().lock();
+    const auto now = _environment.database->copyMultiple(_identifier);
+    const auto before = std::exchange(_defaults, now);
+    for (const auto &[key, value] : now.asKeyValueRange()) {
+        if (const PropertyList *const old = find(before, key); !old || *old != value)
+            _postLocalNotification({{gUserDefaultsKey, key}, {gUserDefaultsValue, value}});
+    }
+    for (const auto &[key, value] : before.asKeyValueRange()) {
+        if (!find(now, key))
+            _postLocalNotification({{gUserDefaultsKey, key}});
+    }
 }
 
 void ZRKUserDefaults::_postLocalNotification(const PropertyList::Dictionary &userInfo) {

@@ -92,7 +92,8 @@ public:
 
     /// Reads the domain and the bundles' "Defaults" files anew; registered defaults are dropped.
     void reset();
-    /// Hears other processes' changes from now on. Starting twice does nothing.
+    /// Hears other processes' changes from now on, and reads the domain again when some may not
+    /// have been heard. Starting twice does nothing.
     void listenForChanges();
     void stopListening();
 
@@ -151,6 +152,8 @@ private:
     void addDefaultsOf(const Bundle &bundle, const QString &localisation);
     void _synchronizeIfNeeded();
     void _defaultDidChange(const PropertyList::Dictionary &userInfo);
+    /// Takes what the database holds, and announces what is different.
+    void readAgain();
     /// A change's user info with the value that the database holds.
     [[nodiscard]] PropertyList::Dictionary asStored(PropertyList::Dictionary userInfo,
                                                     const QString &key) const;

@@ -11,19 +11,24 @@ MemoryDistributedNotifications::MemoryDistributedNotifications()
     : MemoryDistributedNotifications(std::make_shared<Hub>()) {}
 
 MemoryDistributedNotifications::MemoryDistributedNotifications(std::shared_ptr<Hub> hub)
-    : _hub(std::move(hub)) {}
+    : _hub(std::move(hub)) {
+    _hub->append(this);
+}
+
+MemoryDistributedNotifications::~MemoryDistributedNotifications() {
+    _hub->removeOne(this);
+}
 
 void MemoryDistributedNotifications::post(const QString &name, const QString &object,
                                           const PropertyList::Dictionary &userInfo) {
     _posted.append({name, object, userInfo});
-    RunLoop::current().performSoon([observers = _hub->observers(name), object, userInfo] {
-        ObservationTable::deliver(observers, object, userInfo);
+    QList<std::function<void()>> deliveries;
+    for (const MemoryDistributedNotifications *end : *_hub)
+        deliveries.append(end->delivery(name, object, userInfo));
+    RunLoop::current().performSoon([deliveries] {
+        for (const auto &deliver : deliveries)
+            deliver();
     });
-}
-
-std::unique_ptr<DistributedNotifications::Observation>
-MemoryDistributedNotifications::observe(const QString &name, Handler handler) {
-    return _hub->observe(name, std::move(handler));
 }
 
 } // namespace clipmule

@@ -3,7 +3,9 @@
 
 #pragma once
 
-#include "platform/preferences/ObservationTable.h"
+#include "platform/preferences/DistributedNotifications.h"
+
+#include <QList>
 
 namespace clipmule {
 
@@ -11,7 +13,7 @@ namespace clipmule {
 /// other, from RunLoop::current(): advance a manual run loop by 0 to see it.
 class MemoryDistributedNotifications final : public DistributedNotifications {
 public:
-    using Hub = ObservationTable;
+    using Hub = QList<MemoryDistributedNotifications *>;
     struct Posted {
         QString name;
         QString object;
@@ -21,11 +23,12 @@ public:
     /// Alone on a hub of its own.
     MemoryDistributedNotifications();
     explicit MemoryDistributedNotifications(std::shared_ptr<Hub> hub);
+    ~MemoryDistributedNotifications() override;
 
     void post(const QString &name, const QString &object,
               const PropertyList::Dictionary &userInfo) override;
-    [[nodiscard]] std::unique_ptr<Observation> observe(const QString &name,
-                                                       Handler handler) override;
+    /// As when the bus comes back: whoever observes here may have missed something.
+    void comeBack() { tellMissed(); }
 
     /// What was posted here, in order.
     [[nodiscard]] const QList<Posted> &posted() const { return _posted; }

@@ -25,9 +25,6 @@ public:
 class LonelyNotifications final : public DistributedNotifications {
 public:
     void post(const QString &, const QString &, const PropertyList::Dictionary &) override {}
-    [[nodiscard]] std::unique_ptr<Observation> observe(const QString &, Handler) override {
-        return std::make_unique<Observation>();
-    }
     void whenDelivered(std::function<void(bool)> callback) override {
         RunLoop::current().performSoon([callback = std::move(callback)] { callback(false); });
     }

@@ -211,7 +211,9 @@ private Q_SLOTS:
     void theBusMayComeBack() {
         QVERIFY(_bus.start());
         const auto agent = makeDistributedNotifications();
-        const auto observation = agent->observe(name, recorder());
+        int missed = 0;
+        const auto observation = agent->observe(name, recorder(), [&missed] { ++missed; });
+        const auto other = agent->observe(QStringLiteral("other"), recorder());
         settle(*agent);
         _bus.stop();
         // The end of the connection is noticed from the run loop; then there is no bus.
@@ -222,8 +224,9 @@ private Q_SLOTS:
         _runLoop.runOnce();
         QCOMPARE(_deliveries.size(), 1);
         QVERIFY(_bus.start());
+        QCOMPARE(missed, 0);
         _runLoop.advance(BusConnection::retryInterval);
-        settle(*agent);
+        QTRY_COMPARE_WITH_TIMEOUT(missed, 1, kit::patience);
         const auto panel = makeDistributedNotifications();
         panel->post(name, object, {});
         QTRY_COMPARE_WITH_TIMEOUT(_deliveries.size(), 2, kit::patience);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/preferences/ObservationTable.h"
+#include "platform/preferences/DistributedNotifications.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -10,6 +10,30 @@
 
 using namespace clipmule;
 
+namespace {
+
+/// Writes down whom the base class has told.
+class Ends final : public DistributedNotifications {
+public:
+    explicit Ends(QStringList *told)
+        : _told(*told) {}
+    void post(const QString &name, const QString &object,
+              const PropertyList::Dictionary &userInfo) override {
+        delivery(name, object, userInfo)();
+    }
+    void comeBack() const { tellMissed(); }
+    using DistributedNotifications::observedNames;
+
+protected:
+    void didBeginToObserve(const QString &name) override { _told << u'+' + name; }
+    void didEndToObserve(const QString &name) override { _told << u'-' + name; }
+
+private:
+    QStringList &_told;
+};
+
+} // namespace
+
 class ObservationTableTest : public QObject {
     Q_OBJECT
 
@@ -17,22 +41,21 @@ private Q_SLOTS:
     void init() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _told.clear();
-        _table.emplace([this](const QString &name) { _told << u'+' + name; },
-                       [this](const QString &name) { _told << u'-' + name; });
+        _table.emplace(&_told);
     }
 
     void theFirstAndTheLastAreTold() {
         auto first = observe();
         QCOMPARE(_told, QStringList(QStringLiteral("+name")));
         auto second = observe();
-        QCOMPARE(_table->names(), QStringList(QStringLiteral("name")));
+        QCOMPARE(_table->observedNames(), QStringList(QStringLiteral("name")));
         QCOMPARE(observers(), 2);
         first.reset();
         QCOMPARE(_told, QStringList(QStringLiteral("+name")));
         QCOMPARE(observers(), 1);
         second.reset();
         QCOMPARE(_told, QStringList({QStringLiteral("+name"), QStringLiteral("-name")}));
-        QCOMPARE(_table->names(), QStringList());
+        QCOMPARE(_table->observedNames(), QStringList());
         first = observe();
         QCOMPARE(_told.size(), 3);
         QCOMPARE(_told.constLast(), QStringLiteral("+name"));
@@ -52,25 +75,38 @@ private Q_SLOTS:
         QCOMPARE(_told, QStringList(QStringLiteral("+name")));
     }
 
-    void hooksMayBeMissing() {
-        _table.emplace();
-        auto observation = observe();
-        QCOMPARE(observers(), 1);
-        observation.reset();
-        QCOMPARE(_table->names(), QStringList());
+    void whoMissedSomeIsTold() {
+        int missed = 0;
+        std::unique_ptr<DistributedNotifications::Observation> first;
+        std::unique_ptr<DistributedNotifications::Observation> third;
+        const QString name = QStringLiteral("name");
+        first = _table->observe(name, {}, [&] {
+            missed += 1;
+            first.reset();
+            third.reset();
+        });
+        const auto second = _table->observe(name, {}, [&missed] { missed += 10; });
+        third = _table->observe(name, {}, [&missed] { missed += 100; });
+        const auto silent = observe();
+        _table->comeBack();
+        QCOMPARE(missed, 11);
     }
 
 private:
     std::unique_ptr<DistributedNotifications::Observation>
     observe(const QString &name = QStringLiteral("name")) {
-        return _table->observe(name, [](const QString &, const PropertyList::Dictionary &) {});
+        return _table->observe(
+            name, [this](const QString &, const PropertyList::Dictionary &) { ++_called; });
     }
-    [[nodiscard]] int observers() const {
-        return int(_table->observers(QStringLiteral("name")).size());
+    int observers() {
+        _called = 0;
+        _table->post(QStringLiteral("name"), QString(), {});
+        return _called;
     }
 
     QStringList _told;
-    std::optional<ObservationTable> _table;
+    std::optional<Ends> _table;
+    int _called = 0;
 };
 
 QTEST_GUILESS_MAIN(ObservationTableTest)

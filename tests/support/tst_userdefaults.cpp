@@ -246,6 +246,53 @@ private Q_SLOTS:
         QCOMPARE(posted.userInfo, change.userInfo);
     }
 
+    // A bus that was gone for a while told nobody.
+    void whatChangedUnheardIsReadAgain() {
+        const QString added = QStringLiteral("added");
+        const QString removed = QStringLiteral("removed");
+        const QString same = QStringLiteral("same");
+        for (const QString &each : {key, removed, same})
+            _session->database.setValue(domain, each, 1);
+        const auto store = _agent->open(domain);
+        _agent->distributed.comeBack(); // not listening yet
+        store->listenForChanges();
+        _session->database.setValue(domain, key, 2);
+        _session->database.setValue(domain, added, 3);
+        _session->database.setValue(domain, removed, std::nullopt);
+        QCOMPARE(store->objectForKey(key), std::optional(PropertyList(1)));
+        _agent->distributed.comeBack();
+        QCOMPARE(store->objectForKey(key), std::optional(PropertyList(2)));
+        QCOMPARE(store->objectForKey(added), std::optional(PropertyList(3)));
+        QCOMPARE(store->objectForKey(removed), std::nullopt);
+        PropertyList::List told;
+        for (const Notification &change : _agent->changes.notifications) {
+            QVERIFY(change.object == store);
+            told.append(change.userInfo);
+        }
+        const PropertyList::List expected{
+            PropertyList::Dictionary{{keyEntry, added}, {valueEntry, 3}},
+            PropertyList::Dictionary{{keyEntry, key}, {valueEntry, 2}},
+            PropertyList::Dictionary{{keyEntry, removed}}};
+        QCOMPARE(told.size(), 3);
+        for (const PropertyList &each : expected)
+            QVERIFY(told.contains(each));
+        QCOMPARE(_agent->distributed.posted().size(), 0);
+        _agent->distributed.comeBack();
+        QCOMPARE(_agent->changes.notifications.size(), 3);
+    }
+
+    void anObserverMayLetGoOfAStoreThatReadsAgain() {
+        auto store = _agent->open(domain);
+        store->listenForChanges();
+        const QString other = QStringLiteral("other");
+        for (const QString &each : {key, other})
+            _session->database.setValue(domain, each, 1);
+        _agent->changes.then = [&store] { store.reset(); };
+        _agent->distributed.comeBack();
+        QCOMPARE(_agent->changes.notifications.size(), 2);
+        QVERIFY(!store);
+    }
+
     void theIdIsTheStoresOwn() {
         _agent->open(domain)->setObjectForKey(1, key);
         const auto store = _agent->open(domain);

@@ -5,7 +5,6 @@
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/preferences/DistributedNotifications.h"
-#include "platform/preferences/ObservationTable.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QDBusMessage>
@@ -40,8 +39,10 @@ class DBusDistributedNotifications final : public QObject, public DistributedNot
 public:
     DBusDistributedNotifications() {
         connect(&_bus, &BusConnection::opened, this, [this] {
-            for (const QString &name : _table.names())
-                subscribe(name);
+            for (const QString &name : observedNames())
+                didBeginToObserve(name);
+            // Once the bus knows what to pass on.
+            whenDelivered([this](bool) { tellMissed(); });
         });
     }
 
@@ -69,14 +70,7 @@ public:
             if (_bus.connection().send(signal))
                 return;
         }
-        RunLoop::current().performSoon([observers = _table.observers(name), object, userInfo] {
-            ObservationTable::deliver(observers, object, userInfo);
-        });
-    }
-
-    [[nodiscard]] std::unique_ptr<Observation> observe(const QString &name,
-                                                       Handler handler) override {
-        return _table.observe(name, std::move(handler));
+        RunLoop::current().performSoon(delivery(name, object, userInfo));
     }
 
     void whenDelivered(std::function<void(bool)> callback) override {
@@ -115,7 +109,7 @@ private Q_SLOTS:
             refuse(name, QStringLiteral("the user info is no dictionary"));
             return;
         }
-        ObservationTable::deliver(_table.observers(name), object, *userInfo);
+        delivery(name, object, *userInfo)();
     }
 
 private:
@@ -123,13 +117,13 @@ private:
         if (_bus.open())
             return true;
         // A program that only posts asks whenDelivered().
-        if (!_table.names().isEmpty() && !std::exchange(_hasSaidThatThereIsNoBus, true))
+        if (!observedNames().isEmpty() && !std::exchange(_hasSaidThatThereIsNoBus, true))
             qCWarning(logPreferences)
                 << "no session bus: changed preferences reach this program only";
         return false;
     }
 
-    void subscribe(const QString &name) {
+    void didBeginToObserve(const QString &name) override {
         if (!isValidName(name))
             refuse(name, QStringLiteral("no name for a notification"));
         else if (openBus())
@@ -138,7 +132,7 @@ private:
                          signalSignature, this, SLOT(received(QString, QString, QByteArray)));
     }
 
-    void unsubscribe(const QString &name) {
+    void didEndToObserve(const QString &name) override {
         if (_bus.isOpen())
             QDBusConnection(_bus.connection())
                 .disconnect(QString(), signalPath, signalInterface, signalMember, {name},
@@ -151,8 +145,6 @@ private:
     }
 
     BusConnection _bus{BusConnection::Bus::Session};
-    ObservationTable _table{[this](const QString &name) { subscribe(name); },
-                            [this](const QString &name) { unsubscribe(name); }};
     bool _hasSaidThatThereIsNoBus = false;
 };
 
