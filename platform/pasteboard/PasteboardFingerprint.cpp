@@ -4,8 +4,8 @@
 #include "platform/pasteboard/PasteboardFingerprint.h"
 
 #include "platform/pasteboard/Pasteboard.h"
+#include "platform/pasteboard/PasteboardOffers.h"
 #include "platform/pasteboard/PasteboardReadings.h"
-#include "platform/pasteboard/PasteboardTypes.h"
 
 namespace clipmule {
 

@@ -3,9 +3,9 @@
 
 #include "platform/foundation/ForeignUrl.h"
 #include "platform/pasteboard/Pasteboard.h"
+#include "platform/pasteboard/PasteboardOffers.h"
 #include "platform/pasteboard/PasteboardReadings.h"
 #include "platform/pasteboard/PasteboardTargets.h"
-#include "platform/pasteboard/PasteboardTypes.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QStringDecoder>

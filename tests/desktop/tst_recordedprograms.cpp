@@ -4,7 +4,7 @@
 #include "model/ClipNotice.h"
 #include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
-#include "platform/pasteboard/PasteboardTypes.h"
+#include "platform/pasteboard/PasteboardOffers.h"
 #include "tests/desktop/RecordedPrograms.h"
 #include "tests/kit/FakeActiveApplication.h"
 #include "tests/pasteboard/X11Desktop.h"

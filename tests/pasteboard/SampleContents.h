@@ -4,8 +4,8 @@
 #pragma once
 
 #include "platform/pasteboard/Pasteboard.h"
+#include "platform/pasteboard/PasteboardOffers.h"
 #include "platform/pasteboard/PasteboardReadings.h"
-#include "platform/pasteboard/PasteboardTypes.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 
 namespace clipmule::tests {

@@ -3,7 +3,7 @@
 
 #include "platform/pasteboard/backends/x11/X11Pasteboard.h"
 
-#include "platform/pasteboard/PasteboardTypes.h"
+#include "platform/pasteboard/PasteboardOffers.h"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 
 #include "platform/foundation/RunLoop.h"
 #include "platform/images/PngConversion.h"
-#include "platform/pasteboard/PasteboardTypes.h"
+#include "platform/pasteboard/PasteboardOffers.h"
 #include "platform/x11/X11Connection.h"
 
 #include <QSet>

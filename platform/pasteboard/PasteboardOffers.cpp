@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/pasteboard/PasteboardOffers.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/PasteboardReadings.h"
 #include "platform/pasteboard/PasteboardTargets.h"
-#include "platform/pasteboard/PasteboardTypes.h"
 
 #include <QSet>
 #include <QStringEncoder>
