@@ -15,17 +15,6 @@
 
 namespace clipmule {
 
-namespace {
-
-quint64 sizeOf(const Pasteboard &pasteboard) {
-    quint64 size = 0;
-    for (const QString &type : pasteboard.types())
-        size += quint64(pasteboard.dataForType(type).value_or(QByteArray()).size());
-    return size;
-}
-
-} // namespace
-
 ClipboardWatch::ClipboardWatch(const PasteboardServices &pasteboard, SyncJournal &journal)
     : _pasteboard(pasteboard)
     , _journal(journal) {}
@@ -75,7 +64,7 @@ void ClipboardWatch::checkForData() {
 void ClipboardWatch::look() {
     quint64 sizeRead = 0;
     try {
-        sizeRead = sizeOf(_pasteboard.pasteboard);
+        sizeRead = quint64(_pasteboard.pasteboard.contents().size());
         const auto clip = ZRKClipmuleData::initFromPasteboard(_pasteboard);
         const size_t hash = clip ? clip->contentHash() : 0;
         const bool isNews = hash != 0 && hash != _lastHash && !_lastPicture.isIn(*clip);

@@ -106,7 +106,7 @@ struct Copied {
     explicit Copied(const QImage &image)
         : png(ImageCodec::png(image, noLimit).value()) {
         pasteboard.setWatching(true);
-        pasteboard.copyByAnotherApplication(PasteboardContents({{PasteboardType::publicPng, png}}));
+        pasteboard.copyByAnotherApplication({.images = {png}});
     }
     QByteArray png;
     FakePasteboard pasteboard;

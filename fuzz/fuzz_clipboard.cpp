@@ -1,20 +1,23 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/pasteboard/Pasteboard.h"
+#include "model/ClipNotice.h"
+#include "model/PasteboardServices.h"
+#include "model/ZRKClipmuleData.h"
 #include "platform/pasteboard/PasteboardFingerprint.h"
 #include "platform/pasteboard/PasteboardOffers.h"
-#include "platform/pasteboard/PasteboardReadings.h"
 #include "platform/pasteboard/PasteboardTargets.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/windows/ActiveApplication.h"
+#include "tests/kit/FakePasteboard.h"
+#include "tests/kit/ManualRunLoop.h"
 
 #include <cstdlib>
 #include <ctime>
 #include <iostream>
 
 using namespace clipmule;
-using PasteboardTypes::Answer;
-using PasteboardTypes::Meaning;
+using PasteboardTargets::Meaning;
 
 namespace {
 
@@ -35,22 +38,38 @@ double budget(size_t size) {
     return 0.25 + 5e-6 * double(size);
 }
 
+class NoApplication final : public ActiveApplication {
+public:
+    [[nodiscard]] std::optional<QString> identifier() const override { return std::nullopt; }
+};
+
+class NoNotice final : public ClipNotice {
+public:
+    void displayMessage(const QString &) override {}
+};
+
+struct Desk {
+    kit::ManualRunLoop runLoop;
+    RunLoop::Installation installation{runLoop};
+    FakePasteboard pasteboard;
+    NoApplication application;
+    NoNotice notice;
+    PasteboardServices services{pasteboard, application, notice, {}};
+};
+
 void checkContents(const PasteboardContents &contents) {
-    for (const QString &type : contents.types()) {
-        const std::optional<QByteArray> data = contents.data(type);
-        if (!data)
-            continue;
-        (void)PasteboardReadings::string(type, *data);
-        (void)PasteboardReadings::propertyList(type, *data);
-    }
+    Desk desk;
+    desk.pasteboard.setWatching(true);
+    desk.pasteboard.copyByAnotherApplication(contents);
+    (void)ZRKClipmuleData::initFromPasteboard(desk.services);
     const PasteboardFingerprint fingerprint(contents);
     if (!fingerprint.isEmpty() && !fingerprint.isWithin(fingerprint))
         fail("contents that are not within themselves");
-    const QList<PasteboardTypes::Offer> offers = PasteboardTypes::offers(contents);
-    if (offers.size() > PasteboardTypes::maximumTargets)
+    const QList<PasteboardOffers::Offer> offers = PasteboardOffers::offers(contents);
+    if (offers.size() > PasteboardTargets::maximumTargets)
         fail("too many offers");
     QStringList targets;
-    for (const PasteboardTypes::Offer &offer : offers) {
+    for (const PasteboardOffers::Offer &offer : offers) {
         if (!PasteboardTargets::isValidName(offer.target) || targets.contains(offer.target))
             fail("an offer without a name of its own");
         if (offer.isForeign && PasteboardTargets::namesFiles(offer.target))
@@ -61,8 +80,8 @@ void checkContents(const PasteboardContents &contents) {
 
 void readAnswer(Meaning meaning, const char *target, const QByteArray &bytes) {
     const PasteboardContents contents =
-        PasteboardTypes::contents({{meaning, QString::fromLatin1(target), bytes}});
-    if (contents.types().isEmpty())
+        PasteboardTargets::contents({{meaning, QString::fromLatin1(target), bytes}});
+    if (contents.isEmpty())
         fail("an answer that is nothing");
     checkContents(contents);
 }
@@ -73,29 +92,34 @@ void readTargets(const QByteArray &bytes) {
     for (const QByteArray &line : bytes.split('\n'))
         targets.append(QString::fromLatin1(line));
     qsizetype asked = 0;
-    for (const PasteboardTypes::Request &request : PasteboardTypes::requests(targets)) {
+    for (const PasteboardTargets::Request &request : PasteboardTargets::requests(targets)) {
         asked += request.targets.size();
         if (request.targets.isEmpty())
             fail("a request for nothing");
     }
-    if (asked > PasteboardTypes::maximumTargets)
+    if (asked > PasteboardTargets::maximumTargets)
         fail("too much is asked for");
 }
 
 // What a phone's clip restores on the clipboard.
+void writeNative(const ZRKClipmuleDataItem::NativeDictionary &native) {
+    Desk desk;
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
+    (void)ZRKClipmuleData::initWithItems({item})->writeToPasteboard(desk.services);
+    checkContents(desk.pasteboard.clipboard());
+}
+
 void writeNativeDictionary(const QByteArray &bytes) {
     const auto value = PropertyListSerialization::parse(bytes);
     const auto *dictionary = value ? value->as<PropertyList::Dictionary>() : nullptr;
     if (!dictionary)
         return;
-    PasteboardContents contents;
+    ZRKClipmuleDataItem::NativeDictionary native;
     for (const auto &[type, data] : dictionary->asKeyValueRange()) {
         if (const auto *stored = data.as<QByteArray>())
-            contents.set(type, *stored);
-        else
-            contents.declare(type);
+            native.insert(type, *stored);
     }
-    checkContents(contents);
+    writeNative(native);
 }
 
 } // namespace
@@ -114,10 +138,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         readAnswer(Meaning::MozillaUrl, "text/x-moz-url", bytes);
         break;
     case 'l':
-        checkContents(PasteboardContents({{PasteboardType::NSURLPboardType, bytes}}));
+        writeNative({{PasteboardType::NSURLPboardType, bytes}});
         break;
     case 'f':
-        checkContents(PasteboardContents({{PasteboardType::NSFilenamesPboardType, bytes}}));
+        writeNative({{PasteboardType::NSFilenamesPboardType, bytes}});
         break;
     case 'r':
         readAnswer(Meaning::Rtf, "text/rtf", bytes);

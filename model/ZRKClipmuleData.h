@@ -13,6 +13,7 @@ namespace clipmule {
 
 class ZRKClipmuleClipboard;
 class Pasteboard;
+struct PasteboardContents;
 struct PasteboardServices;
 
 // Posted on the platform's default centre with the clip as the object.
@@ -93,9 +94,9 @@ public:
     /// written, when the clip mixes text and images over several items; the user is told. Blocks
     /// for 0.66 s when the clip holds images. A clipboard that fails raises a PlatformException.
     bool writeToPasteboard(const PasteboardServices &services) const;
-    /// Writes the clip's images to temporary files and adds their paths to the pasteboard's staged
-    /// contents. Those of an earlier clip are deleted.
-    void addImageFilenames(const PasteboardServices &services) const;
+    /// Writes the clip's images to temporary files and puts their paths into the contents that are
+    /// to be written. Those of an earlier clip are deleted.
+    void addImageFilenames(const PasteboardServices &services, PasteboardContents &contents) const;
     /// Deletes the files of the last clip that was written. Failures are logged.
     static void deleteImageFiles(const PasteboardServices &services);
     /// The entry for data that a clipboard asks for later. The clip sets all its data when it
@@ -163,9 +164,9 @@ public:
 private:
     void takeItems(const PropertyList *items);
     void append(const std::shared_ptr<ZRKClipmuleDataItem> &item);
-    [[nodiscard]] bool loadFromFiles(const PasteboardServices &services,
+    [[nodiscard]] bool loadFromFiles(const PasteboardServices &services, const QStringList &files,
                                      NativeDictionary nativeDictionary);
-    void loadFromReadings(const PasteboardServices &services, NativeDictionary nativeDictionary);
+    void loadFromReadings(const PasteboardContents &contents);
 
     mutable std::optional<QString> _oid;
     std::optional<Date> _creationDate;

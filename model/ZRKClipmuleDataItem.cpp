@@ -10,7 +10,7 @@
 #include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/images/ImageSignature.h"
+#include "platform/images/ImageCodec.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 
 namespace clipmule {
@@ -153,12 +153,12 @@ void ZRKClipmuleDataItem::setImageData(const std::optional<QByteArray> &data) {
 
 bool ZRKClipmuleDataItem::hasJPEG() const {
     const std::optional<QByteArray> image = imageData();
-    return image && ImageSignature::isJpeg(*image);
+    return image && ImageCodec::isJpeg(*image);
 }
 
 bool ZRKClipmuleDataItem::hasPNG() const {
     const std::optional<QByteArray> image = imageData();
-    return image && ImageSignature::isPng(*image);
+    return image && ImageCodec::isPng(*image);
 }
 
 std::optional<PropertyList>

@@ -26,6 +26,29 @@ inline const QString ZRKClipmuleDataStringType = QStringLiteral("ZRKClipmuleData
 inline const QString ZRKClipmuleDataURLType = QStringLiteral("ZRKClipmuleDataURLType");
 inline const QString ZRKClipmuleDataImageDataType = QStringLiteral("ZRKClipmuleDataImageDataType");
 
+/// Names of representations in the native dictionary, as every desktop writes and reads them. Text
+/// and titles are UTF-8; files are a property list of absolute paths, a URL one of its text and an
+/// empty base.
+namespace PasteboardType {
+inline const QString NSStringPboardType = QStringLiteral("NSStringPboardType");
+inline const QString NSRTFPboardType = QStringLiteral("NSRTFPboardType");
+inline const QString NSRTFDPboardType = QStringLiteral("NSRTFDPboardType");
+inline const QString NSTabularTextPboardType = QStringLiteral("NSTabularTextPboardType");
+inline const QString NSMultipleTextSelectionPboardType =
+    QStringLiteral("NSMultipleTextSelectionPboardType");
+inline const QString NSInkTextPboardType = QStringLiteral("NSInkTextPboardType");
+inline const QString NSTIFFPboardType = QStringLiteral("NSTIFFPboardType");
+inline const QString NSPICTPboardType = QStringLiteral("NSPICTPboardType");
+inline const QString NSFilenamesPboardType = QStringLiteral("NSFilenamesPboardType");
+inline const QString NSURLPboardType = QStringLiteral("NSURLPboardType");
+inline const QString publicTiff = QStringLiteral("public.tiff");
+inline const QString publicPng = QStringLiteral("public.png");
+inline const QString publicHtml = QStringLiteral("public.html");
+inline const QString publicUrlName = QStringLiteral("public.url-name");
+inline const QString applePict = QStringLiteral("com.apple.pict");
+inline const QString applePng = QStringLiteral("Apple PNG pasteboard type");
+} // namespace PasteboardType
+
 /// One thing that was on the clipboard, in up to four representations at once: text, a URL, the
 /// bytes of an image, and the clipboard's own representations (the native dictionary).
 ///

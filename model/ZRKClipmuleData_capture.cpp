@@ -11,15 +11,22 @@
 #include "platform/foundation/RegularFile.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/pasteboard/Pasteboard.h"
+#include "platform/pasteboard/RtfText.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/windows/ActiveApplication.h"
 
 #include <QFileInfo>
+#include <QStringDecoder>
 
 #include <algorithm>
 
 namespace clipmule {
 
+using namespace PasteboardType;
+
 namespace {
+
+using Dictionary = ZRKClipmuleDataItem::NativeDictionary;
 
 // Types that mark contents as not to be kept or passed on: those of programs that use the clipboard
 // to type, of password managers, and of any other owner that says so.
@@ -40,70 +47,97 @@ bool isHintOfSecrets(const std::optional<QByteArray> &hint) {
 const QString fileManagerID = QStringLiteral("com.apple.finder");
 const QString photoManagerID = QStringLiteral("com.apple.iPhoto");
 
-bool isVetoed(const Pasteboard &pasteboard, const QStringList &types) {
-    const auto isVeto = [&](const QString &type) {
-        return vetoTypes.contains(type) || (type == PasteboardMarker::passwordHint &&
-                                            isHintOfSecrets(pasteboard.dataForType(type)));
-    };
-    return std::any_of(types.begin(), types.end(), isVeto);
+bool isVetoed(const PasteboardContents &contents) {
+    const auto hint = contents.others.constFind(PasteboardMarker::passwordHint);
+    return (hint != contents.others.cend() && isHintOfSecrets(*hint)) ||
+           std::any_of(vetoTypes.begin(), vetoTypes.end(),
+                       [&](const QString &type) { return contents.others.contains(type); });
 }
 
-ZRKClipmuleDataItem::NativeDictionary nativeDictionaryOf(const Pasteboard &pasteboard,
-                                                         const QStringList &types) {
-    using namespace PasteboardType;
-    ZRKClipmuleDataItem::NativeDictionary dictionary;
-    for (const QString &type : types) {
-        if (type == NSPICTPboardType || type == applePict)
-            continue;
-        // The image itself travels as the item's image.
+PropertyList::List listOf(const QStringList &texts) {
+    return {texts.cbegin(), texts.cend()};
+}
+
+// All that the contents hold; of images an empty placeholder, since the image itself travels as the
+// item's.
+Dictionary dictionaryOf(const PasteboardContents &contents) {
+    Dictionary dictionary;
+    for (const auto &[type, data] : contents.others.asKeyValueRange()) {
         if (type == publicTiff || type == NSTIFFPboardType)
             dictionary.insert(type, QByteArray(""));
-        else if (const std::optional<QByteArray> bytes = pasteboard.dataForType(type))
-            dictionary.insert(type, *bytes);
+        else if (data && type != NSPICTPboardType && type != applePict)
+            dictionary.insert(type, *data);
     }
+    if (contents.text)
+        dictionary.insert(NSStringPboardType, *contents.text);
+    if (contents.html)
+        dictionary.insert(publicHtml, *contents.html);
+    if (contents.rtf)
+        dictionary.insert(NSRTFPboardType, *contents.rtf);
+    if (!contents.images.isEmpty())
+        dictionary.insert(NSTIFFPboardType, QByteArray(""));
+    if (!contents.files.isEmpty())
+        dictionary.insert(NSFilenamesPboardType,
+                          PropertyListSerialization::xml(listOf(contents.files)));
+    if (contents.url)
+        dictionary.insert(NSURLPboardType,
+                          PropertyListSerialization::xml(
+                              listOf({QString::fromLatin1(contents.url->toEncoded()), QString()})));
+    if (!contents.title.isEmpty())
+        dictionary.insert(publicUrlName, contents.title.toUtf8());
     return dictionary;
 }
 
-std::optional<QString> textOf(const Pasteboard &pasteboard) {
-    using namespace PasteboardType;
-    for (const QString &type :
-         {NSStringPboardType, NSRTFPboardType, NSRTFDPboardType, NSTabularTextPboardType,
-          NSMultipleTextSelectionPboardType, NSInkTextPboardType}) {
-        if (const std::optional<QString> text = pasteboard.stringForType(type)) {
-            return ZRKNSStringCategory::stringByReplacingCharactersInSetWithString(
-                *text, ZRKNSStringCategory::NewlineCharacterSet(), QStringLiteral("\n"));
-        }
-    }
-    return std::nullopt;
+// Nothing for bytes that are not UTF-8.
+std::optional<QString> utf8(const QByteArray &data) {
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    const QString text = decoder(data);
+    return decoder.hasError() ? std::nullopt : std::optional(text);
 }
 
-std::optional<QByteArray> imageOf(const Pasteboard &pasteboard) {
-    using namespace PasteboardType;
-    for (const QString &type : {NSTIFFPboardType, publicPng, applePng}) {
-        if (std::optional<QByteArray> bytes = pasteboard.dataForType(type))
-            return bytes;
+std::optional<QString> styledText(const QByteArray &data, bool mayBeFolder) {
+    if (const std::optional<QString> text = textOfRtf(data))
+        return text;
+    // Bytes without markup are a text that somebody set for the type. Markup that cannot be read is
+    // no text, nor is a rich-text folder.
+    const bool isMarkup = QByteArrayView(data).trimmed().startsWith("{\\");
+    return isMarkup || (mayBeFolder && data.startsWith("rtfd")) ? std::nullopt : utf8(data);
+}
+
+// The first of the text readings that exists, its lines ended as the phones end them.
+std::optional<QString> textOf(const PasteboardContents &contents) {
+    std::optional<QString> text;
+    if (contents.text)
+        text = QString::fromUtf8(*contents.text);
+    else if (contents.rtf)
+        text = styledText(*contents.rtf, false);
+    for (const QString &type : {NSRTFDPboardType, NSTabularTextPboardType,
+                                NSMultipleTextSelectionPboardType, NSInkTextPboardType}) {
+        if (const auto data = contents.others.value(type); data && !text)
+            text = type == NSRTFDPboardType ? styledText(*data, true) : utf8(*data);
     }
-    return std::nullopt;
+    if (!text)
+        return std::nullopt;
+    return ZRKNSStringCategory::stringByReplacingCharactersInSetWithString(
+        *text, ZRKNSStringCategory::NewlineCharacterSet(), QStringLiteral("\n"));
+}
+
+std::optional<QByteArray> imageOf(const PasteboardContents &contents) {
+    if (!contents.images.isEmpty())
+        return contents.images.first();
+    const std::optional<QByteArray> png = contents.others.value(publicPng);
+    return png ? png : contents.others.value(applePng);
 }
 
 // Some file managers copy files without any text: their names, then, one on each line.
-std::optional<QString> namesOfFiles(const Pasteboard &pasteboard) {
-    const std::optional<PropertyList> paths =
-        pasteboard.propertyListForType(PasteboardType::NSFilenamesPboardType);
-    if (!paths || !paths->isList())
-        return std::nullopt;
+std::optional<QString> namesOfFiles(const QStringList &paths) {
     QStringList names;
-    for (const PropertyList &entry : paths->list()) {
-        const auto *path = entry.as<QString>();
+    for (const QString &path : paths) {
         // A folder's path may end with a slash; the root has no other name.
-        const QString name =
-            path ? path->section(u'/', -1, -1, QString::SectionSkipEmpty) : QString();
-        if (path && !path->isEmpty())
-            names.append(name.isEmpty() ? *path : name);
+        const QString name = path.section(u'/', -1, -1, QString::SectionSkipEmpty);
+        names.append(name.isEmpty() ? path : name);
     }
-    if (names.isEmpty())
-        return std::nullopt;
-    return names.join(u'\n');
+    return names.isEmpty() ? std::nullopt : std::optional(names.join(u'\n'));
 }
 
 // Null when the file is no image, or cannot be read.
@@ -114,40 +148,35 @@ std::shared_ptr<ZRKClipmuleDataItem> itemOfImageFile(const QString &path) {
     const std::optional<QByteArray> image = ZRKClipmuleData::portableImageData(file.bytes, nullptr);
     if (!image)
         return nullptr;
-    auto item =
-        ZRKClipmuleDataItem::initWithNativeDictionary(ZRKClipmuleDataItem::NativeDictionary());
+    auto item = ZRKClipmuleDataItem::initWithNativeDictionary(Dictionary());
     item->setImageData(image);
     item->setString(QFileInfo(path).fileName());
     return item;
 }
 
 bool isRasterImage(const QString &type) {
-    using namespace PasteboardType;
     return QStringList{NSTIFFPboardType, publicPng, applePng}.contains(type);
 }
 
 // Whether a type holds what the phones read, in the form that desktops read it back from.
 bool isReading(const QString &type) {
-    using namespace PasteboardType;
     return QStringList{NSStringPboardType, NSURLPboardType, publicUrlName, NSFilenamesPboardType}
         .contains(type);
 }
 
-quint64 sizeOf(const ZRKClipmuleDataItem::NativeDictionary &dictionary) {
+quint64 sizeOf(const Dictionary &dictionary) {
     quint64 size = 0;
     for (const auto &[type, bytes] : dictionary.asKeyValueRange())
         size += quint64(type.size()) + quint64(bytes.size());
     return size;
 }
 
-using OptionalDictionary = std::optional<ZRKClipmuleDataItem::NativeDictionary>;
+using OptionalDictionary = std::optional<Dictionary>;
 
 // Leaves out the bulkiest representations until the clip, whose portable readings are so large, is
 // as small as it should be. Where even the readings' own forms are too much there is none: such a
 // clip is read as one from a phone is.
-OptionalDictionary reduced(ZRKClipmuleDataItem::NativeDictionary dictionary, quint64 portable,
-                           bool hasImage) {
-    using namespace PasteboardType;
+OptionalDictionary reduced(Dictionary dictionary, quint64 portable, bool hasImage) {
     // Without portable readings the dictionary is all that there is.
     const quint64 most = portable == 0
                              ? ZRKClipmuleData::largestTravelling
@@ -184,7 +213,7 @@ QString nameWithoutExtension(const QString &name) {
 } // namespace
 
 bool ZRKClipmuleData::isSecret(const Pasteboard &pasteboard) {
-    return isVetoed(pasteboard, pasteboard.types());
+    return isVetoed(pasteboard.contents());
 }
 
 std::optional<QString> ZRKClipmuleData::currentAppID(const PasteboardServices &services) {
@@ -193,36 +222,29 @@ std::optional<QString> ZRKClipmuleData::currentAppID(const PasteboardServices &s
 
 std::shared_ptr<ZRKClipmuleData>
 ZRKClipmuleData::initFromPasteboard(const PasteboardServices &services) {
-    const Pasteboard &pasteboard = services.pasteboard;
-    const QStringList types = pasteboard.types();
-    // Without types the clipboard has no owner: that is no clip, not even an empty one.
-    if (types.isEmpty() || isVetoed(pasteboard, types))
+    const PasteboardContents &contents = services.pasteboard.contents();
+    // Without contents the clipboard has no owner: that is no clip, not even an empty one.
+    if (contents.isEmpty() || isVetoed(contents))
         return nullptr;
-    NativeDictionary native = nativeDictionaryOf(pasteboard, types);
     auto clip = std::make_shared<ZRKClipmuleData>();
-    if (!clip->loadFromFiles(services, native))
-        clip->loadFromReadings(services, std::move(native));
+    if (!clip->loadFromFiles(services, contents.files, dictionaryOf(contents)))
+        clip->loadFromReadings(contents);
     return clip;
 }
 
-void ZRKClipmuleData::loadFromReadings(const PasteboardServices &services,
-                                       NativeDictionary nativeDictionary) {
-    const Pasteboard &pasteboard = services.pasteboard;
-    const std::optional<QByteArray> image =
-        portableImageData(imageOf(pasteboard), &nativeDictionary);
-    const std::optional<QUrl> url = pasteboard.url();
-    std::optional<QString> text = textOf(pasteboard);
-    if (!text && !image && !url)
-        text = namesOfFiles(pasteboard);
-    const std::optional<PropertyList> title =
-        pasteboard.propertyListForType(PasteboardType::publicUrlName);
-    if (title && title->isString())
-        _title = title->string();
+void ZRKClipmuleData::loadFromReadings(const PasteboardContents &contents) {
+    Dictionary nativeDictionary = dictionaryOf(contents);
+    const std::optional<QByteArray> image = portableImageData(imageOf(contents), &nativeDictionary);
+    std::optional<QString> text = textOf(contents);
+    if (!text && !image && !contents.url)
+        text = namesOfFiles(contents.files);
+    if (!contents.title.isEmpty())
+        _title = contents.title;
 
     const auto fill = [&](ZRKClipmuleDataItem &item) {
         item.setString(text);
         item.setImageData(image);
-        item.setURL(url);
+        item.setURL(contents.url);
     };
     ZRKClipmuleDataItem readings;
     fill(readings);
@@ -233,29 +255,25 @@ void ZRKClipmuleData::loadFromReadings(const PasteboardServices &services,
     append(item);
 }
 
-bool ZRKClipmuleData::loadFromFiles(const PasteboardServices &services,
+bool ZRKClipmuleData::loadFromFiles(const PasteboardServices &services, const QStringList &files,
                                     NativeDictionary nativeDictionary) {
     try {
         const std::optional<QString> application = currentAppID(services);
         if (application != fileManagerID && application != photoManagerID)
             return false;
-        const std::optional<PropertyList> names =
-            services.pasteboard.propertyListForType(PasteboardType::NSFilenamesPboardType);
-        if (!names || names->list().isEmpty())
-            return false;
         // Each file is looked at, and may lie on a slow file system.
-        if (names->list().size() > mostFiles)
+        if (files.isEmpty() || files.size() > mostFiles)
             return false;
         qint64 total = 0;
-        for (const PropertyList &name : names->list()) {
-            total += QFileInfo(name.string()).size();
+        for (const QString &file : files) {
+            total += QFileInfo(file).size();
             if (total > largestFileSet)
                 return false;
         }
         Items items;
         quint64 portable = 0;
-        for (const PropertyList &name : names->list()) {
-            const auto item = itemOfImageFile(name.string());
+        for (const QString &file : files) {
+            const auto item = itemOfImageFile(file);
             if (!item)
                 return false;
             portable += item->size();

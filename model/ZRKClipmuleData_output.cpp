@@ -5,11 +5,13 @@
 #include "model/ImageFileName.h"
 #include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
+#include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PrivateFolder.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/pasteboard/Pasteboard.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QCoreApplication>
 
@@ -59,44 +61,66 @@ void tellOriginalFiles(const ZRKClipmuleDataItem &item) {
     }
 }
 
-void writeByNativeTypes(const ZRKClipmuleDataItem &item,
-                        const ZRKClipmuleDataItem::NativeDictionary &native,
-                        Pasteboard &pasteboard) {
-    using namespace PasteboardType;
-    const QStringList present = pasteboard.types();
-    for (const auto &[type, stored] : native.asKeyValueRange()) {
-        std::optional<QByteArray> bytes = stored;
-        if (type == publicTiff || type == NSTIFFPboardType) {
-            // Without the full-size image, what was stored is the capture's empty placeholder.
-            bytes = native.value(NSTIFFPboardType);
-            if (bytes->isEmpty())
-                bytes = item.imageData();
-        } else if (type == NSFilenamesPboardType || present.contains(type)) {
-            // Stored paths are another machine's, or were named by somebody who wants a file of
-            // this one: only files just written are offered.
-            continue;
-        }
-        if (!bytes)
-            continue;
-        pasteboard.addTypes({type});
-        pasteboard.setDataForType(*bytes, type);
-    }
+// The most bytes of a URL, or of a title, that are read: a link with its title has some hundred.
+constexpr qsizetype longestLink = 256 * 1024;
+
+// The URL in stored bytes: a property list whose first string it is, or its bare text. Nothing
+// unless it is valid and has a scheme.
+std::optional<QUrl> urlIn(const QByteArray &data) {
+    if (data.size() > longestLink)
+        return std::nullopt;
+    const auto value = PropertyListSerialization::parse(data);
+    const auto *list = value ? value->as<PropertyList::List>() : nullptr;
+    const auto *text = list && !list->isEmpty() ? list->first().as<QString>() : nullptr;
+    const QUrl url = urlFromForeignText(text ? *text : QString::fromUtf8(data).trimmed());
+    return url.isValid() && !url.scheme().isEmpty() ? std::optional(url) : std::nullopt;
 }
 
-void writeByReadings(const ZRKClipmuleDataItem &item, Pasteboard &pasteboard) {
+// What a native dictionary holds, with the image in the place of an image's placeholder. The paths
+// in it are another machine's, or were named by somebody who wants a file of this one: only files
+// just written are offered.
+PasteboardContents contentsOf(const ZRKClipmuleDataItem::NativeDictionary &dictionary,
+                              const std::optional<QByteArray> &image) {
     using namespace PasteboardType;
-    if (const std::optional<QByteArray> image = item.imageData()) {
-        pasteboard.addTypes({NSTIFFPboardType});
-        pasteboard.setDataForType(*image, NSTIFFPboardType);
+    PasteboardContents contents;
+    for (const auto &[type, data] : dictionary.asKeyValueRange()) {
+        if (type == NSStringPboardType) {
+            contents.text = data;
+        } else if (type == publicHtml) {
+            contents.html = data;
+        } else if (type == NSRTFPboardType) {
+            contents.rtf = data;
+        } else if (type == publicPng || type == applePng) {
+            contents.images.prepend(data);
+        } else if (type == NSTIFFPboardType || type == publicTiff) {
+            // Without the full-size image, what was stored is the capture's empty placeholder.
+            const QByteArray full = dictionary.value(NSTIFFPboardType);
+            if (!full.isEmpty() || image)
+                contents.images.append(full.isEmpty() ? *image : full);
+        } else if (type == NSURLPboardType) {
+            contents.url = urlIn(data);
+        } else if (type == publicUrlName) {
+            if (data.size() <= longestLink)
+                contents.title = QString::fromUtf8(data);
+        } else if (type != NSFilenamesPboardType) {
+            contents.others.insert(type, data);
+        }
     }
-    if (item.hasString()) {
-        pasteboard.addTypes({NSStringPboardType});
-        pasteboard.setStringForType(*item.string(), NSStringPboardType);
-    }
-    if (item.hasURL()) {
-        pasteboard.addTypes({NSURLPboardType});
-        pasteboard.writeUrl(*item.url());
-    }
+    return contents;
+}
+
+PasteboardContents contentsOf(const ZRKClipmuleDataItem &item) {
+    const auto native = item.isNative() ? item.nativeDictionary() : std::nullopt;
+    if (native)
+        return contentsOf(*native, item.imageData());
+    PasteboardContents contents;
+    if (const std::optional<QByteArray> image = item.imageData())
+        contents.images.append(*image);
+    if (item.hasString())
+        contents.text = item.string()->toUtf8();
+    if (item.hasURL())
+        contents.url = urlIn(item.url()->toEncoded());
+    return contents;
 }
 
 QString joined(const ZRKClipmuleData::Items &items) {
@@ -119,26 +143,17 @@ bool ZRKClipmuleData::writeToPasteboard(const PasteboardServices &services) cons
             "Clipmule", "Pasting of mixed content clips is not supported."));
         return false;
     }
-    Pasteboard &pasteboard = services.pasteboard;
-    pasteboard.declareTypes({});
-    addImageFilenames(services);
-    if (const auto first = firstItem()) {
-        const std::optional<NativeDictionary> native =
-            first->isNative() ? first->nativeDictionary() : std::nullopt;
-        if (native)
-            writeByNativeTypes(*first, *native, pasteboard);
-        else
-            writeByReadings(*first, pasteboard);
-    }
-    if (hasSeveral && isAllText) {
-        pasteboard.addTypes({PasteboardType::NSStringPboardType});
-        pasteboard.setStringForType(joined(_items), PasteboardType::NSStringPboardType);
-    }
-    pasteboard.commit();
+    PasteboardContents contents =
+        _items.isEmpty() ? PasteboardContents() : contentsOf(*_items.first());
+    addImageFilenames(services, contents);
+    if (hasSeveral && isAllText)
+        contents.text = joined(_items).toUtf8();
+    services.pasteboard.write(std::move(contents));
     return true;
 }
 
-void ZRKClipmuleData::addImageFilenames(const PasteboardServices &services) const {
+void ZRKClipmuleData::addImageFilenames(const PasteboardServices &services,
+                                        PasteboardContents &contents) const {
     if (_items.isEmpty() || !allHaveImages(_items))
         return;
     tellOriginalFiles(*_items.first());
@@ -146,7 +161,7 @@ void ZRKClipmuleData::addImageFilenames(const PasteboardServices &services) cons
         const PrivateFolder folder =
             PrivateFolder::makeEmpty(services.temporaryFolder, imageFolder);
         const QDateTime localTime = Date::now().toDateTime().toLocalTime();
-        PropertyList::List paths;
+        QStringList paths;
         qint64 total = 0;
         for (qsizetype i = 0; i < _items.size(); ++i) {
             const ZRKClipmuleDataItem &item = *_items[i];
@@ -166,8 +181,7 @@ void ZRKClipmuleData::addImageFilenames(const PasteboardServices &services) cons
         }
         if (paths.isEmpty())
             return;
-        services.pasteboard.addTypes({PasteboardType::NSFilenamesPboardType});
-        services.pasteboard.setPropertyListForType(paths, PasteboardType::NSFilenamesPboardType);
+        contents.files = paths;
     } catch (const PlatformException &exception) {
         qCWarning(logModel).noquote() << "cannot write the image files:" << exception.reason();
         return;

@@ -66,6 +66,31 @@ void limitAllocations() {
 
 } // namespace
 
+bool isJpeg(QByteArrayView bytes) {
+    return bytes.startsWith("\xFF\xD8\xFF\xE0") || bytes.startsWith("\xFF\xD8\xFF\xE1");
+}
+
+bool isPng(QByteArrayView bytes) {
+    return bytes.startsWith("\x89PNG");
+}
+
+QString typeOf(QByteArrayView bytes) {
+    if (bytes.startsWith("\x89PNG\r\n\x1a\n"))
+        return QStringLiteral("image/png");
+    if (bytes.startsWith("\xff\xd8\xff"))
+        return QStringLiteral("image/jpeg");
+    if (bytes.startsWith(QByteArrayView("II*\0", 4)) ||
+        bytes.startsWith(QByteArrayView("MM\0*", 4)))
+        return QStringLiteral("image/tiff");
+    if (bytes.startsWith("GIF87a") || bytes.startsWith("GIF89a"))
+        return QStringLiteral("image/gif");
+    if (bytes.size() >= 12 && bytes.startsWith("RIFF") && bytes.sliced(8, 4) == "WEBP")
+        return QStringLiteral("image/webp");
+    if (bytes.startsWith("BM"))
+        return QStringLiteral("image/bmp");
+    return {};
+}
+
 std::optional<Description> describe(const QByteArray &bytes) {
     QBuffer buffer;
     buffer.setData(bytes);

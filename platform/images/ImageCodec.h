@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QImage>
+#include <QString>
 
 #include <atomic>
 #include <optional>
@@ -19,6 +20,13 @@ namespace ImageCodec {
 /// 67 million pixels, more than any camera of these phones makes, and a small part of what a
 /// desktop has.
 inline constexpr qint64 largestDecoded = 256LL * 1024 * 1024;
+
+/// Whether bytes begin like a JPEG as cameras and programs write it: with a JFIF or an Exif header.
+[[nodiscard]] bool isJpeg(QByteArrayView bytes);
+[[nodiscard]] bool isPng(QByteArrayView bytes);
+/// The MIME type of an image's bytes, by their first ones; empty when they are of none of the
+/// formats that programs exchange.
+[[nodiscard]] QString typeOf(QByteArrayView bytes);
 
 struct Description {
     /// "png", "jpeg", …

@@ -3,13 +3,70 @@
 
 #include "platform/pasteboard/Pasteboard.h"
 
-#include "platform/pasteboard/backends/null/NullPasteboard.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/PlatformException.h"
 #include "platform/pasteboard/backends/x11/X11Pasteboard.h"
 #include "platform/session/Session.h"
 
 #include <utility>
 
 namespace clipmule {
+
+namespace {
+
+class NullPasteboard final : public Pasteboard {
+public:
+    [[nodiscard]] const PasteboardContents &contents() const override {
+        sayOnce();
+        return Pasteboard::contents();
+    }
+    void write(PasteboardContents) override {
+        sayOnce();
+        throw PlatformException(QStringLiteral("PasteboardFailure"),
+                                QStringLiteral("there is no clipboard in this session"));
+    }
+    [[nodiscard]] QString description() const override { return QStringLiteral("none"); }
+
+protected:
+    [[nodiscard]] bool ownsContents() const override { return false; }
+    void publish() override {}
+
+private:
+    void sayOnce() const {
+        if (!std::exchange(_said, true))
+            qCWarning(logPasteboard, "no clipboard can be reached in this session: nothing is "
+                                     "copied from or to it");
+    }
+
+    mutable bool _said = false;
+};
+
+} // namespace
+
+qint64 PasteboardContents::size() const {
+    qint64 size = text.value_or(QByteArray()).size() + html.value_or(QByteArray()).size() +
+                  rtf.value_or(QByteArray()).size() + files.join(u'\0').size() + title.size();
+    if (url)
+        size += url->toEncoded().size();
+    for (const QByteArray &image : images)
+        size += image.size();
+    for (const std::optional<QByteArray> &data : others)
+        size += data ? data->size() : 0;
+    return size;
+}
+
+void Pasteboard::write(PasteboardContents contents) {
+    contents.others.removeIf([](const auto &other) { return !other.value(); });
+    _contents = std::move(contents);
+    moveChangeCount();
+    publish();
+}
+
+void Pasteboard::releaseContents() {
+    constexpr qint64 largestKept = 1024 * 1024;
+    if (_contents.size() > largestKept && !ownsContents())
+        setContents({});
+}
 
 std::unique_ptr<Pasteboard> makePasteboard(const Session &session,
                                            FindPasteboardAudience audience) {

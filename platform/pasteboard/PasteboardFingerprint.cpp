@@ -3,37 +3,29 @@
 
 #include "platform/pasteboard/PasteboardFingerprint.h"
 
-#include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/PasteboardOffers.h"
-#include "platform/pasteboard/PasteboardReadings.h"
 
 namespace clipmule {
 
 PasteboardFingerprint::PasteboardFingerprint(const PasteboardContents &contents) {
-    using namespace PasteboardType;
-    for (const auto &[type, data] : contents.representations()) {
-        if (!data)
-            continue;
-        if (type == NSStringPboardType)
-            insert(Reading::Text, markOfText(*data));
-        else if (type == publicHtml)
-            add(Reading::Html, *data);
-        else if (type == NSRTFPboardType)
-            add(Reading::Rtf, *data);
-        else if (type == publicPng || type == applePng || type == NSTIFFPboardType ||
-                 type == publicTiff)
-            add(Reading::Image, *data);
-        else if (type == NSFilenamesPboardType)
-            add(Reading::Files, PasteboardReadings::fileNames(*data).join(u'\0').toUtf8());
-        else if (const auto url =
-                     type == NSURLPboardType ? PasteboardReadings::url(*data) : std::nullopt) {
-            add(Reading::Url, url->toEncoded());
-            if (!contents.data(NSStringPboardType))
-                _urlAsText = markOf(url->toEncoded());
-            if (const auto html = PasteboardTypes::anchor(contents))
-                _urlAsHtml = markOf(*html);
-        }
-    }
+    if (contents.text)
+        _readings.insert(Reading::Text, markOfText(*contents.text));
+    if (contents.html)
+        _readings.insert(Reading::Html, markOf(*contents.html));
+    if (contents.rtf)
+        _readings.insert(Reading::Rtf, markOf(*contents.rtf));
+    for (const QByteArray &image : contents.images)
+        _readings.insert(Reading::Image, markOf(image));
+    if (!contents.files.isEmpty())
+        _readings.insert(Reading::Files, markOf(contents.files.join(u'\0').toUtf8()));
+    if (!contents.url)
+        return;
+    const Mark address = markOf(contents.url->toEncoded());
+    _readings.insert(Reading::Url, address);
+    if (!contents.text)
+        _urlAsText = address;
+    if (const auto html = PasteboardOffers::anchor(contents))
+        _urlAsHtml = markOf(*html);
 }
 
 bool PasteboardFingerprint::isWithin(const PasteboardFingerprint &other) const {
@@ -55,10 +47,6 @@ PasteboardFingerprint::Mark PasteboardFingerprint::markOfText(QByteArray text) {
     if (text.contains('\r'))
         text.replace("\r\n", "\n").replace('\r', '\n');
     return markOf(text);
-}
-
-void PasteboardFingerprint::add(Reading reading, const QByteArray &data) {
-    insert(reading, markOf(data));
 }
 
 } // namespace clipmule

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/pasteboard/PasteboardContents.h"
+#include "platform/pasteboard/Pasteboard.h"
 
 #include <QHash>
 
@@ -31,8 +31,6 @@ private:
     };
     [[nodiscard]] static Mark markOf(const QByteArray &data);
     [[nodiscard]] static Mark markOfText(QByteArray text);
-    void insert(Reading reading, const Mark &mark) { _readings.insert(reading, mark); }
-    void add(Reading reading, const QByteArray &data);
 
     // One reading may have several forms: an image as PNG and as TIFF.
     QMultiHash<Reading, Mark> _readings;

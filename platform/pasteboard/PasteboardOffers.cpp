@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/pasteboard/PasteboardOffers.h"
+
 #include "platform/images/ImageCodec.h"
-#include "platform/pasteboard/Pasteboard.h"
-#include "platform/pasteboard/PasteboardReadings.h"
 #include "platform/pasteboard/PasteboardTargets.h"
 
 #include <QSet>
@@ -12,7 +11,10 @@
 
 #include <algorithm>
 
-namespace clipmule::PasteboardTypes {
+namespace clipmule::PasteboardOffers {
+
+using PasteboardTargets::isWebUrl;
+using PasteboardTargets::maximumTargets;
 
 namespace {
 
@@ -20,10 +22,6 @@ const QString pngTarget = QStringLiteral("image/png");
 
 bool isLatin1(const QString &text) {
     return std::all_of(text.begin(), text.end(), [](QChar unit) { return unit.unicode() < 0x100; });
-}
-
-bool isOfTheWeb(const QUrl &url) {
-    return !url.host().isEmpty() && (url.scheme() == u"http" || url.scheme() == u"https");
 }
 
 // A file manager that is pasted a list makes files of its entries, and these run when they are
@@ -75,19 +73,13 @@ struct Link {
 };
 
 std::optional<Link> linkIn(const PasteboardContents &contents) {
-    const auto data = contents.data(PasteboardType::NSURLPboardType);
-    const auto url = data ? PasteboardReadings::url(*data) : std::nullopt;
-    if (!url)
+    if (!contents.url)
         return std::nullopt;
-    Link link{*url, QString::fromLatin1(url->toEncoded()), {}, {}};
-    if (const auto string = contents.data(PasteboardType::NSStringPboardType)) {
-        const QString text = QString::fromUtf8(*string).trimmed();
-        // A link in place of several lines would lose them.
-        link.isPartOfText = text.contains(u'\n') || text.contains(u'\r');
-        link.text = text;
-    }
-    if (const auto name = contents.data(PasteboardType::publicUrlName))
-        link.title = QString::fromUtf8(*name).simplified();
+    Link link{*contents.url, QString::fromLatin1(contents.url->toEncoded()), {}, {}};
+    link.text = QString::fromUtf8(contents.text.value_or(QByteArray())).trimmed();
+    // A link in place of several lines would lose them.
+    link.isPartOfText = link.text.contains(u'\n') || link.text.contains(u'\r');
+    link.title = contents.title.simplified();
     if (link.title.isEmpty())
         link.title = link.text.isEmpty() ? link.address : link.text;
     if (link.text.isEmpty())
@@ -98,43 +90,25 @@ std::optional<Link> linkIn(const PasteboardContents &contents) {
 class OfferBuilder {
 public:
     explicit OfferBuilder(const PasteboardContents &contents)
-        : _contents(contents) {
-        if (const auto data = contents.data(PasteboardType::NSFilenamesPboardType))
-            _files = PasteboardReadings::fileNames(*data);
-    }
+        : _contents(contents) {}
 
     QList<Offer> build() {
-        for (const PasteboardContents::Representation &representation :
-             _contents.representations()) {
-            if (representation.data)
-                add(representation.type, *representation.data);
+        addFiles();
+        if (_contents.rtf) {
+            offer(QStringLiteral("text/rtf"), *_contents.rtf);
+            offer(QStringLiteral("application/rtf"), *_contents.rtf);
         }
+        if (_contents.text)
+            addText(QString::fromUtf8(*_contents.text));
+        addUrl();
+        if (_contents.html)
+            offer(QStringLiteral("text/html"), *_contents.html);
         addImages();
-        // A name of our own making goes before one that was stored under the same name.
-        for (const auto &[target, data] : _others)
-            offer(target, data, {}, true);
+        addOthers();
         return std::move(_offers);
     }
 
 private:
-    void add(const QString &type, const QByteArray &data) {
-        if (type == PasteboardType::NSStringPboardType)
-            addText(QString::fromUtf8(data));
-        else if (type == PasteboardType::publicHtml)
-            offer(QStringLiteral("text/html"), data);
-        else if (type == PasteboardType::NSRTFPboardType)
-            addRtf(data);
-        else if (isImage(type))
-            _images.insert(isTiff(type) ? _images.size() : 0, data);
-        else if (type == PasteboardType::NSFilenamesPboardType)
-            addFiles();
-        else if (type == PasteboardType::NSURLPboardType)
-            addUrl();
-        else if (type != PasteboardType::publicUrlName && _others.size() < maximumTargets &&
-                 isPassedOn(type))
-            _others.append({type, data});
-    }
-
     void addText(const QString &text) {
         const QByteArray utf8 = text.toUtf8();
         offer(QStringLiteral("text/plain;charset=utf-8"), utf8);
@@ -149,44 +123,42 @@ private:
         }
     }
 
-    void addRtf(const QByteArray &data) {
-        offer(QStringLiteral("text/rtf"), data);
-        offer(QStringLiteral("application/rtf"), data);
-    }
-
-    static bool isTiff(const QString &type) {
-        return type == PasteboardType::NSTIFFPboardType || type == PasteboardType::publicTiff;
-    }
-    static bool isImage(const QString &type) {
-        return isTiff(type) || type == PasteboardType::publicPng ||
-               type == PasteboardType::applePng;
+    // A name of our own making goes before one that came with the contents.
+    void addOthers() {
+        for (const auto &[target, data] : _contents.others.asKeyValueRange()) {
+            // There may be any number of them.
+            if (_offers.size() >= maximumTargets)
+                return;
+            if (data && isPassedOn(target))
+                append({.target = target, .type = target, .data = *data, .isForeign = true});
+        }
     }
 
     // Images are offered under the names of what they are: their types' names say nothing about
     // their bytes. Many programs paste PNG and nothing else.
     void addImages() {
-        for (const QByteArray &data : std::as_const(_images)) {
-            const QString type = imageTypeOf(data);
+        for (const QByteArray &data : _contents.images) {
+            const QString type = ImageCodec::typeOf(data);
             if (!type.isEmpty())
                 offer(type, data);
         }
         if (isOffered(pngTarget))
             return;
-        const auto image =
-            std::find_if(_images.cbegin(), _images.cend(), [](const QByteArray &data) {
-                return !imageTypeOf(data).isEmpty() || ImageCodec::describe(data);
-            });
-        if (image != _images.cend())
-            append({.target = pngTarget, .type = pngTarget, .data = *image, .isConverted = true});
+        for (const QByteArray &data : _contents.images) {
+            if (!ImageCodec::typeOf(data).isEmpty() || ImageCodec::describe(data)) {
+                append({.target = pngTarget, .type = pngTarget, .data = data, .isConverted = true});
+                return;
+            }
+        }
     }
 
     // Files are offered in two forms: some file managers take only the one, some only the other.
     void addFiles() {
-        if (_files.isEmpty())
+        if (_contents.files.isEmpty())
             return;
         QByteArray list;
         QByteArray copied = "copy";
-        for (const QString &file : std::as_const(_files)) {
+        for (const QString &file : _contents.files) {
             const QByteArray uri = QUrl::fromLocalFile(file).toEncoded();
             list += uri + "\r\n";
             copied += '\n' + uri;
@@ -194,10 +166,8 @@ private:
         using enum PasteboardAudience;
         // Where the image itself is pasted, a file does harm: a spreadsheet pastes nothing, an
         // editor writes down the path.
-        const bool hasImage =
-            std::any_of(_contents.representations().cbegin(), _contents.representations().cend(),
-                        [](const auto &one) { return isImage(one.type); });
-        const auto notFor = hasImage ? QList{Spreadsheet, Other} : QList<PasteboardAudience>();
+        const auto notFor =
+            _contents.images.isEmpty() ? QList<PasteboardAudience>() : QList{Spreadsheet, Other};
         const QString target = QStringLiteral("text/uri-list");
         append(
             {.target = target, .type = target, .data = list, .isOfFiles = true, .notFor = notFor});
@@ -215,7 +185,7 @@ private:
             return;
         // Programs that are made with Qt take this target for a list of files, and the file
         // managers among them download what it leads to.
-        if (!link->isPartOfText && isOfTheWeb(link->url) && !namesAProgram(link->url)) {
+        if (!link->isPartOfText && isWebUrl(link->url) && !namesAProgram(link->url)) {
             QStringEncoder utf16(QStringEncoder::Utf16LE);
             const QString target = QStringLiteral("text/x-moz-url");
             append({.target = target,
@@ -223,19 +193,15 @@ private:
                     .data = utf16(link->address + u'\n' + link->title),
                     .notFor = {PasteboardAudience::FileManager}});
         }
-        if (const auto html = anchor(_contents))
-            addLinkInHtml(*html);
-        if (!_contents.data(PasteboardType::NSStringPboardType))
-            addText(link->address);
-    }
-
-    // Spreadsheets get no HTML: they would ask the user in which language it is to be read.
-    void addLinkInHtml(const QByteArray &html) {
+        // Spreadsheets get no HTML: they would ask the user in which language it is to be read.
         const QString target = QStringLiteral("text/html");
-        append({.target = target,
-                .type = target,
-                .data = html,
-                .notFor = {PasteboardAudience::Spreadsheet}});
+        if (const auto html = anchor(_contents))
+            append({.target = target,
+                    .type = target,
+                    .data = *html,
+                    .notFor = {PasteboardAudience::Spreadsheet}});
+        if (!_contents.text)
+            addText(link->address);
     }
 
     [[nodiscard]] static bool isPassedOn(const QString &target) {
@@ -244,9 +210,8 @@ private:
                !PasteboardTargets::namesFiles(target);
     }
 
-    void offer(const QString &target, const QByteArray &data, const QString &type = {},
-               bool isForeign = false) {
-        append({target, type.isEmpty() ? target : type, data, isForeign});
+    void offer(const QString &target, const QByteArray &data, const QString &type = {}) {
+        append({target, type.isEmpty() ? target : type, data});
     }
 
     void append(const Offer &offer) {
@@ -259,14 +224,7 @@ private:
                            [&](const Offer &offered) { return offered.target == target; });
     }
 
-    struct Named {
-        QString target;
-        QByteArray data;
-    };
     const PasteboardContents &_contents;
-    QStringList _files;
-    QList<QByteArray> _images;
-    QList<Named> _others;
     QList<Offer> _offers;
 };
 
@@ -278,27 +236,10 @@ QList<Offer> offers(const PasteboardContents &contents) {
 
 std::optional<QByteArray> anchor(const PasteboardContents &contents) {
     const std::optional<Link> link = linkIn(contents);
-    if (!link || link->isPartOfText || !isForAnchors(link->url) ||
-        contents.data(PasteboardType::publicHtml))
+    if (!link || link->isPartOfText || !isForAnchors(link->url) || contents.html)
         return std::nullopt;
     return "<a href=\"" + escapedHtml(link->address).toLatin1() + "\">" +
            escapedHtml(link->text).toLatin1() + "</a>";
 }
 
-QString imageTypeOf(const QByteArray &data) {
-    if (data.startsWith("\x89PNG\r\n\x1a\n"))
-        return pngTarget;
-    if (data.startsWith("\xff\xd8\xff"))
-        return QStringLiteral("image/jpeg");
-    if (data.startsWith(QByteArrayView("II*\0", 4)) || data.startsWith(QByteArrayView("MM\0*", 4)))
-        return QStringLiteral("image/tiff");
-    if (data.startsWith("GIF87a") || data.startsWith("GIF89a"))
-        return QStringLiteral("image/gif");
-    if (data.startsWith("RIFF") && data.mid(8, 4) == "WEBP")
-        return QStringLiteral("image/webp");
-    if (data.startsWith("BM"))
-        return QStringLiteral("image/bmp");
-    return {};
-}
-
-} // namespace clipmule::PasteboardTypes
+} // namespace clipmule::PasteboardOffers

@@ -3,13 +3,17 @@
 
 #include "platform/pasteboard/PasteboardTargets.h"
 
+#include "platform/foundation/ForeignUrl.h"
+
 #include <QHash>
-#include <QList>
-#include <QStringList>
+#include <QRegularExpression>
+#include <QSysInfo>
 
 #include <algorithm>
 
-namespace clipmule::PasteboardTargets {
+namespace clipmule {
+
+namespace PasteboardTargets {
 
 namespace {
 
@@ -254,10 +258,282 @@ bool namesFiles(const QString &target) {
                        [&](const QString &part) { return lower.contains(part); });
 }
 
+bool isWebUrl(const QUrl &url) {
+    return url.isValid() && !url.host().isEmpty() &&
+           (url.scheme() == u"http" || url.scheme() == u"https");
+}
+
 bool isValidName(const QString &target) {
     return !target.isEmpty() && target.size() <= maximumNameLength &&
            std::all_of(target.begin(), target.end(),
                        [](QChar unit) { return unit >= u' ' && unit <= u'~'; });
 }
 
-} // namespace clipmule::PasteboardTargets
+namespace {
+
+bool isThisHost(const QString &host) {
+    return host.isEmpty() || host == u"localhost" ||
+           host.compare(QSysInfo::machineHostName(), Qt::CaseInsensitive) == 0;
+}
+
+// Lines end in CR LF by the rules, in LF, in NUL or in nothing in practice.
+QList<QByteArray> linesOfUriList(QByteArray data) {
+    data.replace('\r', '\n').replace('\0', '\n');
+    QList<QByteArray> lines;
+    for (const QByteArray &line : data.split('\n')) {
+        const QByteArray trimmed = line.trimmed();
+        if (!trimmed.isEmpty() && !trimmed.startsWith('#'))
+            lines.append(trimmed);
+    }
+    return lines;
+}
+
+void setOnce(std::optional<QByteArray> &reading, const QByteArray &data) {
+    if (!reading)
+        reading = data;
+}
+
+bool readUriList(const QByteArray &data, PasteboardContents &contents) {
+    if (data.size() > maximumUriListBytes)
+        return false;
+    const QList<QByteArray> lines = linesOfUriList(data);
+    if (lines.size() > maximumUriListLines)
+        return false;
+    QStringList files;
+    std::optional<QUrl> web;
+    for (const QByteArray &line : lines) {
+        QUrl url = urlFromForeignText(QString::fromUtf8(line));
+        if (url.isLocalFile() && isThisHost(url.host())) {
+            url.setHost(QString());
+            files.append(url.toLocalFile());
+        } else if (!web && isWebUrl(url)) {
+            web = url;
+        }
+    }
+    if (contents.files.isEmpty())
+        contents.files = files;
+    if (!contents.url)
+        contents.url = web;
+    return web || !files.isEmpty();
+}
+
+// UTF-16: the URL, a line feed, its title.
+bool readMozillaUrl(const QByteArray &data, PasteboardContents &contents) {
+    if (data.size() > maximumUriListBytes)
+        return false;
+    QString text = QStringDecoder(QStringDecoder::Utf16)(data);
+    while (text.endsWith(QChar(0)))
+        text.chop(1);
+    const QStringList lines = text.split(u'\n');
+    const QUrl url = urlFromForeignText(lines.first().trimmed());
+    if (!isWebUrl(url))
+        return false;
+    if (!contents.url)
+        contents.url = url;
+    const QString title = lines.value(1).trimmed();
+    if (title != lines.first().trimmed() && title.size() <= longestTitle)
+        contents.title = title;
+    return true;
+}
+
+// Whether the bytes are what the meaning says.
+bool read(Meaning meaning, const QByteArray &data, PasteboardContents &contents) {
+    switch (meaning) {
+    case Meaning::Text:
+        setOnce(contents.text, data);
+        return true;
+    case Meaning::Html:
+        setOnce(contents.html, data);
+        return true;
+    case Meaning::Rtf:
+        setOnce(contents.rtf, data);
+        return true;
+    case Meaning::Image:
+        if (contents.images.isEmpty())
+            contents.images.append(data);
+        return true;
+    case Meaning::UriList:
+        return readUriList(data, contents);
+    case Meaning::MozillaUrl:
+        return readMozillaUrl(data, contents);
+    case Meaning::Other:
+        return false;
+    }
+    return false;
+}
+
+} // namespace
+
+QList<Request> requests(const QStringList &targets) {
+    QList<Request> requests;
+    for (const QString &target :
+         targets.first(std::min<qsizetype>(targets.size(), maximumTargets))) {
+        const auto [role, meaning, rank] = find(target);
+        if (target.isEmpty() || (role != Role::Reading && role != Role::Native))
+            continue;
+        const auto same = std::find_if(
+            requests.begin(), requests.end(), [&, &sought = meaning](const Request &one) {
+                return sought == Meaning::Other ? one.targets.first() == target
+                                                : one.meaning == sought;
+            });
+        if (same == requests.end())
+            requests.append({meaning, {target}});
+        else if (!same->targets.contains(target))
+            same->targets.append(target);
+    }
+    for (Request &request : requests) {
+        std::stable_sort(request.targets.begin(), request.targets.end(),
+                         [](const QString &left, const QString &right) {
+                             return find(left).rank < find(right).rank;
+                         });
+    }
+    return requests;
+}
+
+QStringList leftOut(const QStringList &targets) {
+    QStringList names;
+    for (const QString &target :
+         targets.first(std::min<qsizetype>(targets.size(), maximumTargets))) {
+        const Role role = find(target).role;
+        if ((role == Role::Duplicate || role == Role::Picture) && !names.contains(target))
+            names.append(target);
+    }
+    return names;
+}
+
+PasteboardContents contents(const QList<Answer> &answers) {
+    PasteboardContents contents;
+    for (const auto &[meaning, target, data] : answers) {
+        const bool isOther = data ? !read(meaning, *data, contents) : meaning == Meaning::Other;
+        if (isOther && !contents.others.contains(target))
+            contents.others.insert(target, data);
+    }
+    return contents;
+}
+
+} // namespace PasteboardTargets
+
+namespace {
+
+std::optional<QString> charsetOf(const QString &target) {
+    static const QRegularExpression pattern(QStringLiteral("charset\\s*=\\s*\"?([^\";\\s]+)"),
+                                            QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = pattern.match(target);
+    return match.hasMatch() ? std::optional<QString>(match.captured(1).toLower()) : std::nullopt;
+}
+
+} // namespace
+
+ClipboardText::ClipboardText(const QString &target, const QString &type) {
+    const QString charset = charsetOf(type).value_or(charsetOf(target).value_or(QString()));
+    if (type == u"UTF8_STRING") {
+        return;
+    } else if (type == u"STRING") {
+        _encoding = Encoding::Latin1;
+    } else if (type == u"COMPOUND_TEXT") {
+        _encoding = Encoding::Compound;
+    } else if (target == u"STRING" || charset == u"iso-8859-1" || charset == u"us-ascii") {
+        _encoding = Encoding::Latin1;
+    } else if (target == u"COMPOUND_TEXT") {
+        _encoding = Encoding::Compound;
+    } else if (target == u"text/unicode" || charset == u"utf-16" || charset == u"utf-16le") {
+        _decoder = QStringDecoder(QStringDecoder::Utf16LE);
+    } else if (charset == u"utf-16be") {
+        _decoder = QStringDecoder(QStringDecoder::Utf16BE);
+    }
+}
+
+void ClipboardText::append(QByteArrayView bytes) {
+    if (_encoding == Encoding::Latin1) {
+        _utf8 += QString::fromLatin1(bytes).toUtf8();
+        return;
+    }
+    if (_encoding == Encoding::Compound) {
+        appendCompound(bytes);
+        return;
+    }
+    QByteArray joined;
+    if (_mayHaveMark) {
+        _start += bytes;
+        if (_start.size() < 2)
+            return;
+        _mayHaveMark = false;
+        if (_start.startsWith("\xff\xfe"))
+            _decoder = QStringDecoder(QStringDecoder::Utf16LE);
+        else if (_start.startsWith("\xfe\xff"))
+            _decoder = QStringDecoder(QStringDecoder::Utf16BE);
+        joined = std::move(_start);
+        bytes = joined;
+    }
+    const QString text = _decoder(bytes);
+    _utf8 += text.toUtf8();
+}
+
+QByteArray ClipboardText::take() {
+    if (_mayHaveMark && !_start.isEmpty()) {
+        const QString text = _decoder(_start);
+        _utf8 += text.toUtf8();
+    }
+    qsizetype size = _utf8.size();
+    while (size > 0 && _utf8.at(size - 1) == '\0')
+        --size;
+    _utf8.truncate(size);
+    return _utf8.isNull() ? QByteArray("") : std::move(_utf8);
+}
+
+// Two halves of the byte range, each with a character set that escape sequences exchange. ASCII,
+// Latin-1 and UTF-8 are read; owners that have more to say offer UTF8_STRING as well.
+void ClipboardText::appendCompound(QByteArrayView bytes) {
+    constexpr char escape = '\x1b';
+    constexpr qsizetype longestEscape = 4;
+    QByteArray utf8;
+    utf8.reserve(bytes.size() * 2);
+    for (const char byte : bytes) {
+        switch (_state) {
+        case Compound::Text:
+            if (byte == escape)
+                _state = Compound::Escape;
+            else if (byte >= 0 && (_lowerIsAscii || byte == '\n' || byte == '\t'))
+                utf8 += byte;
+            else if (byte < 0 && _upperIsLatin1)
+                (utf8 += char(0xc0 | (quint8(byte) >> 6))) += char(0x80 | (byte & 0x3f));
+            else
+                utf8 += "\xef\xbf\xbd";
+            break;
+        case Compound::Utf8:
+            if (byte == escape)
+                _state = Compound::Utf8Escape;
+            else
+                utf8 += byte;
+            break;
+        case Compound::Escape:
+        case Compound::Utf8Escape:
+            _escape += byte;
+            // Intermediate bytes, then a final one.
+            if (byte < ' ' || byte > '/' || _escape.size() == longestEscape)
+                endEscape();
+            break;
+        }
+    }
+    const QString text = _decoder(utf8);
+    _utf8 += text.toUtf8();
+}
+
+void ClipboardText::endEscape() {
+    _state = _state == Compound::Utf8Escape ? Compound::Utf8 : Compound::Text;
+    if (_escape == "%G")
+        _state = Compound::Utf8;
+    else if (_escape == "%@")
+        _state = Compound::Text;
+    else if (_escape.startsWith('('))
+        _lowerIsAscii = _escape == "(B";
+    else if (_escape.startsWith(')') || _escape.startsWith('-'))
+        _upperIsLatin1 = _escape == "-A";
+    else if (_escape.startsWith("$)"))
+        _upperIsLatin1 = false;
+    else if (_escape.startsWith('$'))
+        _lowerIsAscii = false;
+    _escape.clear();
+}
+
+} // namespace clipmule

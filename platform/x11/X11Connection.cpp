@@ -53,6 +53,10 @@ void X11Connection::addObserver(X11Observer *observer) {
 
 void X11Connection::removeObserver(X11Observer *observer) {
     _observers.removeAll(observer);
+    dropReplies(observer);
+}
+
+void X11Connection::dropReplies(const X11Observer *observer) {
     for (AwaitedReply &awaited : _awaited) {
         // The place stays: the reply is still to be taken from xcb, in its order.
         if (awaited.observer == observer)

@@ -89,6 +89,8 @@ public:
     /// connection's. Not called when the observer was removed or the connection lost.
     void awaitReply(unsigned sequence, X11Observer *observer,
                     std::function<void(const void *reply)> callback);
+    /// The observer is not called back with any reply that it awaits now.
+    void dropReplies(const X11Observer *observer);
 
     /// Waits for a reply: one round trip to the server, never to another client. Null on refusal.
     template <typename Cookie, typename Reply>

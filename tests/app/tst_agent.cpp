@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "app/Agent.h"
-#include "platform/keyboard/backends/null/NullKeyboardEvents.h"
-#include "platform/pasteboard/backends/null/NullPasteboard.h"
 #include "tests/app/AgentFixture.h"
 
 #include <QTest>
@@ -71,8 +69,8 @@ private Q_SLOTS:
     }
 
     void whatDoesNotWorkIsNotClaimed() {
-        _backends.pasteboard = std::make_unique<NullPasteboard>();
-        _backends.keyboard = std::make_unique<NullKeyboardEvents>();
+        _backends.pasteboard = makePasteboard(Session());
+        _backends.keyboard = makeKeyboardEvents(Session());
         start();
         const AgentStatus &status = _told.constFirst();
         QCOMPARE(status.pasteboardBackend, u"none"_qs);

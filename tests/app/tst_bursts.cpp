@@ -257,10 +257,7 @@ private:
     [[nodiscard]] qsizetype pastes() const {
         return _agent->keyboard.calls().size() / callsOfAPaste;
     }
-    [[nodiscard]] QString text() const {
-        return _agent->pasteboard.stringForType(PasteboardType::NSStringPboardType)
-            .value_or(QString());
-    }
+    [[nodiscard]] QString text() const { return _agent->pasteboard.text(); }
     static QByteArray frameOf(const PropertyList &object) {
         const QByteArray payload = PropertyListSerialization::xml(object);
         const quint32 length = qToLittleEndian(quint32(payload.size()));

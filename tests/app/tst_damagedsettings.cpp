@@ -117,7 +117,7 @@ private:
                                           {u"createdBy"_qs, 1}, {u"string"_qs, u"World"_qs}}}}}));
         _agent->settle();
         QVERIFY(!app.lastRefusal());
-        QCOMPARE(_agent->pasteboard.stringForType(PasteboardType::NSStringPboardType), u"World"_qs);
+        QCOMPARE(_agent->pasteboard.text(), u"World"_qs);
         if (setting.domain == Settings::Domain::Statistics)
             countsFromWhatWasThere(setting, value);
     }

@@ -72,8 +72,8 @@ private Q_SLOTS:
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         phone->send(u"1"_qs, textClip(u"Hello"_qs));
         _agent->settle();
-        QCOMPARE(_agent->pasteboard.stringForType(PasteboardType::NSStringPboardType), u"Hello"_qs);
-        QCOMPARE(_agent->pasteboard.commitCount(), 1);
+        QCOMPARE(_agent->pasteboard.text(), u"Hello"_qs);
+        QCOMPARE(_agent->pasteboard.writeCount(), 1);
         QCOMPARE(_agent->keyboard.calls(),
                  (QStringList{
                      u"inhibitLocalEvents(true)"_qs, u"enableEventStateCombining(false)"_qs,
@@ -115,7 +115,7 @@ private Q_SLOTS:
         _agent->settle();
         QCOMPARE(!_agent->keyboard.calls().isEmpty(), pastes);
         // On the clipboard, counted and not sent back in any case; and no refusal.
-        QCOMPARE(_agent->pasteboard.stringForType(PasteboardType::NSStringPboardType), u"Hello"_qs);
+        QCOMPARE(_agent->pasteboard.text(), u"Hello"_qs);
         QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(5));
         _agent->advance(1);
         QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
@@ -140,12 +140,12 @@ private Q_SLOTS:
     // Another desk's, which phones only pass on.
     void aClipThatOnlyDesktopsReadIsNotSentBack() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        const PropertyList::Dictionary native{{PasteboardType::publicHtml, QByteArray("<b>")}};
+        const PropertyList::Dictionary native{{u"public.html"_qs, QByteArray("<b>")}};
         phone->send(u"1"_qs, clip({PropertyList(PropertyList::Dictionary{
                                  {u"createdBy"_qs, 2}, {u"nativeDictionary"_qs, native}})}));
         _agent->settle();
-        QCOMPARE(_agent->pasteboard.commitCount(), 1);
-        const PasteboardContents contents({{PasteboardType::publicHtml, "<b>"}});
+        QCOMPARE(_agent->pasteboard.writeCount(), 1);
+        const PasteboardContents contents{.html = "<b>"};
         QCOMPARE(_agent->pasteboard.clipboard(), contents);
         _agent->pasteboard.copyByAnotherApplication(contents);
         _agent->advance(0.5);
@@ -163,7 +163,7 @@ private Q_SLOTS:
         phone->send(u"1"_qs,
                     clip({PropertyList(PropertyList::Dictionary{{u"imageData"_qs, jpeg}})}));
         _agent->settle();
-        QCOMPARE(_agent->pasteboard.commitCount(), 1);
+        QCOMPARE(_agent->pasteboard.writeCount(), 1);
         _agent->advance(2);
         QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
     }
@@ -174,7 +174,7 @@ private Q_SLOTS:
         _agent->pasteboard.copyText(u"before"_qs);
         phone->send(u"1"_qs, PropertyList(PropertyList::Dictionary()));
         _agent->settle();
-        QVERIFY(_agent->pasteboard.types().isEmpty());
+        QVERIFY(_agent->pasteboard.contents().isEmpty());
         QVERIFY(!_agent->keyboard.calls().isEmpty());
         QCOMPARE(_agent->statistic(u"textItems"_qs), PropertyList(1));
         QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(0));
@@ -235,10 +235,8 @@ private Q_SLOTS:
         const QByteArray png = encoded(QImage::fromData(jpeg), "png");
         anna->send(u"1"_qs, imageClip(jpeg));
         _agent->advance(2);
-        for (const auto &contents : {PasteboardContents({{PasteboardType::NSTIFFPboardType, jpeg}}),
-                                     PasteboardContents({{PasteboardType::publicPng, png}}),
-                                     PasteboardContents({{PasteboardType::publicPng, png}})}) {
-            _agent->pasteboard.copyByAnotherApplication(contents);
+        for (const QByteArray &copied : {jpeg, png, png}) {
+            _agent->pasteboard.copyByAnotherApplication({.images = {copied}});
             _agent->advance(0.5);
             QVERIFY(payloads(anna->received(), u"1"_qs).isEmpty());
             QVERIFY(payloads(ben->received(), u"1"_qs).isEmpty());
@@ -246,8 +244,7 @@ private Q_SLOTS:
         // After another clip a person may copy it and means it.
         _agent->pasteboard.copyText(u"between"_qs);
         _agent->advance(0.5);
-        _agent->pasteboard.copyByAnotherApplication(
-            PasteboardContents({{PasteboardType::publicPng, png}}));
+        _agent->pasteboard.copyByAnotherApplication({.images = {png}});
         _agent->advance(0.5);
         QCOMPARE(payloads(ben->received(), u"1"_qs).size(), 2);
     }
@@ -326,8 +323,7 @@ private Q_SLOTS:
         _agent->settle();
         QCOMPARE(_agent->notice.messages,
                  QStringList{u"Pasting of mixed content clips is not supported."_qs});
-        QCOMPARE(_agent->pasteboard.stringForType(PasteboardType::NSStringPboardType),
-                 u"before"_qs);
+        QCOMPARE(_agent->pasteboard.text(), u"before"_qs);
         QVERIFY(_agent->keyboard.calls().isEmpty());
         QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(u"missing"_qs));
         // The guard still knows the last clip sent.
@@ -338,7 +334,7 @@ private Q_SLOTS:
 
     void aFailingClipboardIsLogged() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        _agent->pasteboard.failCommitsWith(u"clipboard lost"_qs);
+        _agent->pasteboard.failWritesWith(u"clipboard lost"_qs);
         QTest::ignoreMessage(QtWarningMsg, "ERROR DECODING DATA PasteboardFailure: clipboard lost");
         phone->send(u"1"_qs, textClip(u"Hello"_qs));
         _agent->settle();
@@ -476,7 +472,7 @@ private Q_SLOTS:
         phone->send(u"4"_qs, record(u"still there"_qs));
         _agent->settle();
         QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"still there"_qs});
-        QVERIFY(_agent->pasteboard.types().isEmpty());
+        QVERIFY(_agent->pasteboard.contents().isEmpty());
         QVERIFY(_agent->keyboard.calls().isEmpty());
     }
 

@@ -64,7 +64,7 @@ private Q_SLOTS:
     }
 
     void aClipboardThatFailsIsTold() {
-        _desk->pasteboard.failCommitsWith(u"no clipboard"_qs);
+        _desk->pasteboard.failWritesWith(u"no clipboard"_qs);
         QTest::ignoreMessage(QtWarningMsg, "ERROR DECODING DATA PasteboardFailure: no clipboard");
         _inbound->receive(u"Anna"_qs, textClip(u"hello"_qs));
         QVERIFY(_events.isEmpty());
@@ -72,7 +72,7 @@ private Q_SLOTS:
         QCOMPARE(_journal->refusals().constFirst().detail, u"no clipboard"_qs);
         QCOMPARE(_desk->notice.messages.size(), 1);
         // It took its time all the same.
-        _desk->pasteboard.failCommitsWith({});
+        _desk->pasteboard.failWritesWith({});
         _inbound->receive(u"Anna"_qs, textClip(u"next"_qs));
         QVERIFY(_events.isEmpty());
         _desk->advance(InboundClips::pasteInterval.count());
@@ -106,10 +106,7 @@ private Q_SLOTS:
     }
 
 private:
-    [[nodiscard]] QString text() const {
-        return _desk->pasteboard.stringForType(PasteboardType::NSStringPboardType)
-            .value_or(QString());
-    }
+    [[nodiscard]] QString text() const { return _desk->pasteboard.text(); }
 
     std::unique_ptr<AgentFixture> _desk;
     std::unique_ptr<SyncJournal> _journal;

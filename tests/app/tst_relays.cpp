@@ -51,7 +51,7 @@ private Q_SLOTS:
         _agent->settle();
         QCOMPARE(payloads(ben->received(), u"1"_qs), QList<PropertyList>{sent});
         QVERIFY(payloads(anna->received(), u"1"_qs).isEmpty());
-        QVERIFY(_agent->pasteboard.types().isEmpty());
+        QVERIFY(_agent->pasteboard.contents().isEmpty());
         QVERIFY(_agent->keyboard.calls().isEmpty());
         QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(u"missing"_qs));
         // Cleo was not there; nothing waits for her.

@@ -205,7 +205,7 @@ private Q_SLOTS:
         QCOMPARE(_agent->notice.messages,
                  QStringList{u"Pasting of mixed content clips is not supported."_qs});
 
-        _agent->pasteboard.failCommitsWith(u"clipboard lost"_qs);
+        _agent->pasteboard.failWritesWith(u"clipboard lost"_qs);
         warn("clipboard lost");
         phone->send(u"1"_qs, PropertyList(Dictionary{{u"items"_qs, PropertyList::List()}}));
         QCOMPARE(last(), (QStringList{u"failed"_qs, u"clip"_qs, u"Anna's name"_qs}));
@@ -215,7 +215,7 @@ private Q_SLOTS:
                                  {u"items"_qs, PropertyList::List{PropertyList(Dictionary{
                                                    {u"imageData"_qs, QByteArray("\x89PNG")}})}}}));
         QCOMPARE(last(), (QStringList{u"failed"_qs, u"image"_qs, u"Anna's name"_qs}));
-        _agent->pasteboard.failCommitsWith(QString());
+        _agent->pasteboard.failWritesWith(QString());
 
         warn("a device record is a dictionary, not an integer");
         phone->send(u"4"_qs, PropertyList(5));

@@ -149,15 +149,12 @@ private Q_SLOTS:
 
     void whyNothingIsSentIsTold() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        PasteboardContents secret;
-        secret.set(PasteboardType::NSStringPboardType, "hunter2");
-        secret.set(u"x-kde-passwordManagerHint"_qs, "secret");
-        _agent->pasteboard.copyByAnotherApplication(secret);
+        _agent->pasteboard.copyByAnotherApplication(
+            {.text = "hunter2", .others = {{u"x-kde-passwordManagerHint"_qs, "secret"}}});
         _agent->advance(0.5);
         // A metafile, say, which is not fetched.
-        PasteboardContents drawing;
-        drawing.declare(u"image/x-emf"_qs);
-        _agent->pasteboard.copyByAnotherApplication(drawing);
+        _agent->pasteboard.copyByAnotherApplication(
+            {.others = {{u"image/x-emf"_qs, std::nullopt}}});
         _agent->advance(0.5);
         QVERIFY(texts(phone->received()).isEmpty());
         QCOMPARE(
@@ -197,9 +194,7 @@ private Q_SLOTS:
     void copiesThatOnlyDesktopsReadAreToldApart() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         const auto sent = [&](const QByteArray &html) {
-            PasteboardContents page;
-            page.set(PasteboardType::publicHtml, html);
-            _agent->pasteboard.copyByAnotherApplication(page);
+            _agent->pasteboard.copyByAnotherApplication({.html = html});
             _agent->advance(0.5);
             return phone->received().size();
         };
@@ -221,10 +216,9 @@ private Q_SLOTS:
         QFETCH(int, size);
         QFETCH(bool, isTrimmed);
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        PasteboardContents secret;
-        secret.set(PasteboardType::NSStringPboardType, QByteArray(size - 6, 'x'));
-        secret.set(u"x-kde-passwordManagerHint"_qs, "secret");
-        _agent->pasteboard.copyByAnotherApplication(secret);
+        _agent->pasteboard.copyByAnotherApplication(
+            {.text = QByteArray(size - 6, 'x'),
+             .others = {{u"x-kde-passwordManagerHint"_qs, "secret"}}});
         const int before = _agent->runLoop.pendingCount();
         QTest::ignoreMessage(QtInfoMsg, "Not sent: what you copied is marked as secret.");
         _agent->advance(0.5);
@@ -255,9 +249,7 @@ private Q_SLOTS:
         QByteArray png;
         QBuffer buffer(&png);
         QVERIFY(image.save(&buffer, "PNG"));
-        PasteboardContents contents;
-        contents.set(PasteboardType::publicPng, png);
-        _agent->pasteboard.copyByAnotherApplication(contents);
+        _agent->pasteboard.copyByAnotherApplication({.images = {png}});
         _agent->advance(0.5);
         QCOMPARE(_agent->statistic(u"imageItems"_qs), PropertyList(1));
         QCOMPARE(_agent->statistic(u"textItems"_qs), PropertyList(u"missing"_qs));
@@ -298,7 +290,7 @@ private Q_SLOTS:
                                           PropertyList::Dictionary{{u"string"_qs, large}})}}}));
         _agent->settle();
         _agent->pasteboard.releaseContents();
-        QCOMPARE(_agent->pasteboard.stringForType(PasteboardType::NSStringPboardType), large);
+        QCOMPARE(_agent->pasteboard.text(), large);
     }
 
     void thePollEndsWithTheLastConnection() {

@@ -4,7 +4,7 @@
 #include "model/ClipNotice.h"
 #include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
-#include "platform/pasteboard/PasteboardOffers.h"
+#include "platform/images/ImageCodec.h"
 #include "tests/desktop/RecordedPrograms.h"
 #include "tests/kit/FakeActiveApplication.h"
 #include "tests/pasteboard/X11Desktop.h"
@@ -20,7 +20,6 @@
 
 using namespace clipmule;
 using namespace clipmule::tests;
-using namespace clipmule::PasteboardType;
 
 namespace {
 
@@ -141,7 +140,7 @@ public:
 
     [[nodiscard]] bool isIn(const QString &target, const QByteArray &data) const {
         if (target.startsWith(u"image/"))
-            return PasteboardTypes::imageTypeOf(data) == target &&
+            return ImageCodec::typeOf(data) == target &&
                    QImage::fromData(data).size() == QImage::fromData(_image).size();
         if (target == u"text/uri-list" || target == u"x-special/gnome-copied-files")
             return !_image.isEmpty() && contentsOfFileIn(data) == _image;
@@ -240,7 +239,7 @@ private Q_SLOTS:
             QCOMPARE(QImage::fromData(item.imageData().value_or(QByteArray())).size(), size);
         // Styles stay where another desktop may want them, and other kinds of a copy have none.
         if (copy.kind == u"styled" || copy.kind == u"cells")
-            QVERIFY(item.nativeDictionary()->contains(publicHtml));
+            QVERIFY(item.nativeDictionary()->contains(PasteboardType::publicHtml));
         QVERIFY(desk.notice.texts.isEmpty());
     }
 
@@ -339,7 +338,7 @@ private Q_SLOTS:
         Desk desk;
         X11TestOwner other;
         if (const QByteArray older = olderText(takeover); isOlderFromPhone) {
-            write(*desk.pasteboard, {{NSStringPboardType, older}});
+            desk.pasteboard->write({.text = older});
             desk.settle();
         } else if (!older.isEmpty()) {
             other.own({{"UTF8_STRING", older}});
@@ -352,10 +351,10 @@ private Q_SLOTS:
         ask(manager, takeover.asked);
         const qint64 count = desk.pasteboard->changeCount();
         owner.quit();
-        QVERIFY(await([&] { return desk.pasteboard->types().isEmpty(); }));
+        QVERIFY(await([&] { return desk.pasteboard->contents().isEmpty(); }));
         manager.own(takeover.afterwards);
         QVERIFY(desk.fetchEnds());
-        QVERIFY(!desk.pasteboard->types().isEmpty());
+        QVERIFY(!desk.pasteboard->contents().isEmpty());
         QCOMPARE(desk.pasteboard->changeCount(), count);
         // What somebody copies then is one again.
         other.own({{"UTF8_STRING", "new"}});
@@ -388,7 +387,7 @@ private Q_SLOTS:
         QVERIFY(desk.fetchEnds());
         QCOMPARE(desk.pasteboard->changeCount(), 1);
         owner.quit();
-        QVERIFY(await([&] { return desk.pasteboard->types().isEmpty(); }));
+        QVERIFY(await([&] { return desk.pasteboard->contents().isEmpty(); }));
         manager.own(takeover.afterwards);
         QVERIFY(desk.fetchEnds());
         QCOMPARE(desk.pasteboard->changeCount(), 1);

@@ -3,7 +3,6 @@
 
 #include "platform/foundation/PlatformException.h"
 #include "platform/images/ImageCodec.h"
-#include "platform/images/ImageSignature.h"
 
 #include <QBuffer>
 #include <QColorSpace>
@@ -127,6 +126,8 @@ private Q_SLOTS:
     void jpegIsOnWhite();
     void jpegOfTooLongAnImageIsRefused();
     void signatures();
+    void typesAreKnownByTheFirstBytes_data();
+    void typesAreKnownByTheFirstBytes();
 };
 
 void ImageCodecTest::init() {
@@ -265,7 +266,7 @@ void ImageCodecTest::pngKeepsEveryPixel() {
     QFETCH(QImage, image);
     const auto bytes = ImageCodec::png(image, 100'000);
     QVERIFY(bytes);
-    QVERIFY(ImageSignature::isPng(*bytes));
+    QVERIFY(ImageCodec::isPng(*bytes));
     QImage back;
     QVERIFY(back.loadFromData(*bytes, "png"));
     QCOMPARE(back.hasAlphaChannel(), image.hasAlphaChannel());
@@ -304,7 +305,7 @@ void ImageCodecTest::pngOfAnotherFormatIsRefused() {
 void ImageCodecTest::jpegOfTheGivenQuality() {
     const QImage image = noise({64, 64});
     const QByteArray bytes = ImageCodec::jpeg(image, 0.9);
-    QVERIFY(ImageSignature::isJpeg(bytes));
+    QVERIFY(ImageCodec::isJpeg(bytes));
     QBuffer expected;
     expected.open(QIODevice::WriteOnly);
     QImageWriter writer(&expected, "jpeg");
@@ -330,13 +331,37 @@ void ImageCodecTest::jpegOfTooLongAnImageIsRefused() {
     QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::jpeg(QImage(), 0.9));
 }
 
+void ImageCodecTest::typesAreKnownByTheFirstBytes_data() {
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("type");
+    const QByteArray png("\x89PNG\r\n\x1a\n");
+    QTest::newRow("PNG") << png << QStringLiteral("image/png");
+    QTest::newRow("JPEG") << QByteArray("\xff\xd8\xff\xe2") << QStringLiteral("image/jpeg");
+    QTest::newRow("TIFF, little end first")
+        << QByteArray("II*\0\10\0\0\0", 8) << QStringLiteral("image/tiff");
+    QTest::newRow("TIFF, big end first")
+        << QByteArray("MM\0*\0\0\0\10", 8) << QStringLiteral("image/tiff");
+    QTest::newRow("GIF") << QByteArray("GIF89a") << QStringLiteral("image/gif");
+    QTest::newRow("old GIF") << QByteArray("GIF87a") << QStringLiteral("image/gif");
+    QTest::newRow("WebP") << QByteArray("RIFF\1\2\3\4WEBP") << QStringLiteral("image/webp");
+    QTest::newRow("WebP cut short") << QByteArray("RIFF\1\2\3\4WEB") << QString();
+    QTest::newRow("BMP") << QByteArray("BM6") << QStringLiteral("image/bmp");
+    QTest::newRow("PNG cut short") << png.first(7) << QString();
+    QTest::newRow("nothing") << QByteArray() << QString();
+}
+
+void ImageCodecTest::typesAreKnownByTheFirstBytes() {
+    QFETCH(QByteArray, data);
+    QTEST(ImageCodec::typeOf(data), "type");
+}
+
 void ImageCodecTest::signatures() {
-    QVERIFY(ImageSignature::isJpeg(QByteArray::fromHex("ffd8ffe0")));
-    QVERIFY(ImageSignature::isJpeg(QByteArray::fromHex("ffd8ffe1")));
-    QVERIFY(!ImageSignature::isJpeg(QByteArray::fromHex("ffd8ffe2")));
-    QVERIFY(!ImageSignature::isJpeg(QByteArray::fromHex("ffd8ff")));
-    QVERIFY(ImageSignature::isPng(QByteArray::fromHex("89504e47")));
-    QVERIFY(!ImageSignature::isPng(QByteArray("PNG")));
+    QVERIFY(ImageCodec::isJpeg(QByteArray::fromHex("ffd8ffe0")));
+    QVERIFY(ImageCodec::isJpeg(QByteArray::fromHex("ffd8ffe1")));
+    QVERIFY(!ImageCodec::isJpeg(QByteArray::fromHex("ffd8ffe2")));
+    QVERIFY(!ImageCodec::isJpeg(QByteArray::fromHex("ffd8ff")));
+    QVERIFY(ImageCodec::isPng(QByteArray::fromHex("89504e47")));
+    QVERIFY(!ImageCodec::isPng(QByteArray("PNG")));
 }
 
 QTEST_MAIN(ImageCodecTest)

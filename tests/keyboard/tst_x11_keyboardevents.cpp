@@ -326,9 +326,7 @@ private Q_SLOTS:
         for (int round = 1; round <= 5; ++round) {
             const QString text = QStringLiteral("clip %1 €").arg(round);
             QCOMPARE(client.ask(QStringLiteral("clear")), QStringLiteral("done"));
-            pasteboard->declareTypes({});
-            pasteboard->setStringForType(text, PasteboardType::NSStringPboardType);
-            pasteboard->commit();
+            pasteboard->write({.text = text.toUtf8()});
             paste(*keyboard);
             QVERIFY2(client.shows(text), qPrintable(client.shownText()));
         }

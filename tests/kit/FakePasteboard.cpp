@@ -14,8 +14,7 @@ void FakePasteboard::copyByAnotherApplication(const PasteboardContents &contents
 }
 
 void FakePasteboard::copyText(const QString &text) {
-    copyByAnotherApplication(
-        PasteboardContents({{PasteboardType::NSStringPboardType, text.toUtf8()}}));
+    copyByAnotherApplication({.text = text.toUtf8()});
 }
 
 void FakePasteboard::removeOwner() {
@@ -29,10 +28,14 @@ void FakePasteboard::setWatching(bool watching) {
         setContents({});
 }
 
-void FakePasteboard::commit() {
-    if (!_commitFailure.isEmpty())
-        throw PlatformException(QStringLiteral("PasteboardFailure"), _commitFailure);
-    StagedPasteboard::commit();
+QString FakePasteboard::text() const {
+    return clipboard().text ? QString::fromUtf8(*clipboard().text) : QString();
+}
+
+void FakePasteboard::write(PasteboardContents contents) {
+    if (!_writeFailure.isEmpty())
+        throw PlatformException(QStringLiteral("PasteboardFailure"), _writeFailure);
+    Pasteboard::write(std::move(contents));
 }
 
 void FakePasteboard::prepareToQuit(std::function<void()> done) {
@@ -40,10 +43,11 @@ void FakePasteboard::prepareToQuit(std::function<void()> done) {
     done();
 }
 
-void FakePasteboard::willRead() const {
+const PasteboardContents &FakePasteboard::contents() const {
     ++_readCount;
     if (!_readFailure.isEmpty())
         throw PlatformException(QStringLiteral("PasteboardFailure"), _readFailure);
+    return Pasteboard::contents();
 }
 
 } // namespace clipmule

@@ -3,15 +3,15 @@
 
 #pragma once
 
-#include "platform/pasteboard/StagedPasteboard.h"
+#include "platform/pasteboard/Pasteboard.h"
 
 namespace clipmule {
 
 /// A clipboard in memory, which a test scripts: other applications copy to it, vanish, or fail.
-class FakePasteboard final : public StagedPasteboard {
+class FakePasteboard final : public Pasteboard {
 public:
     /// Another application copies: the change count moves and the contents are replaced, by nothing
-    /// while nobody watches. Types are named as the program names them (PasteboardType).
+    /// while nobody watches.
     void copyByAnotherApplication(const PasteboardContents &contents);
     /// Text, for short.
     void copyText(const QString &text);
@@ -21,18 +21,21 @@ public:
     void removeOwner();
     /// Every read from now on raises a PlatformException with this reason; an empty one ends that.
     void failReadsWith(const QString &reason) { _readFailure = reason; }
-    /// So does every commit, before anything changed.
-    void failCommitsWith(const QString &reason) { _commitFailure = reason; }
+    /// So does every write, before anything changed.
+    void failWritesWith(const QString &reason) { _writeFailure = reason; }
 
-    /// How many times contents were written by commit().
-    [[nodiscard]] int commitCount() const { return _commitCount; }
-    /// What is on the clipboard, staged contents aside; reads nothing and never fails.
-    [[nodiscard]] const PasteboardContents &clipboard() const { return contents(); }
-    /// How many times anybody asked for types, bytes or a reading.
+    /// How many times contents were written.
+    [[nodiscard]] int writeCount() const { return _writeCount; }
+    /// What is on the clipboard; reads nothing and never fails.
+    [[nodiscard]] const PasteboardContents &clipboard() const { return Pasteboard::contents(); }
+    /// The text on it; null without one.
+    [[nodiscard]] QString text() const;
+    /// How many times anybody asked for the contents.
     [[nodiscard]] int readCount() const { return _readCount; }
     [[nodiscard]] bool isWatching() const { return _watching; }
 
-    void commit() override;
+    [[nodiscard]] const PasteboardContents &contents() const override;
+    void write(PasteboardContents contents) override;
     [[nodiscard]] QString description() const override { return QStringLiteral("fake"); }
     void setWatching(bool watching) override;
     void prepareToQuit(std::function<void()> done) override;
@@ -40,16 +43,15 @@ public:
 
 protected:
     void publish() override {
-        ++_commitCount;
+        ++_writeCount;
         _isOwner = true;
     }
     [[nodiscard]] bool ownsContents() const override { return _isOwner; }
-    void willRead() const override;
 
 private:
     QString _readFailure;
-    QString _commitFailure;
-    int _commitCount = 0;
+    QString _writeFailure;
+    int _writeCount = 0;
     bool _watching = false;
     bool _isOwner = false;
     bool _preparedToQuit = false;

@@ -29,7 +29,7 @@ MAY_INCLUDE = {
     "platform/streams/": ["platform/foundation/"],
     "platform/dnssd/": ["platform/foundation/", "platform/streams/", "platform/dbus/"],
     "platform/session/": ["platform/foundation/", "platform/x11/", "platform/dbus/"],
-    "platform/pasteboard/": ["platform/foundation/", "platform/propertylist/", "platform/images/",
+    "platform/pasteboard/": ["platform/foundation/", "platform/images/",
                              "platform/x11/", "platform/session/Session.h"],
     "platform/keyboard/": ["platform/foundation/", "platform/x11/", "platform/session/Session.h"],
     "platform/windows/": ["platform/foundation/", "platform/propertylist/", "platform/x11/",

@@ -5,6 +5,8 @@
 
 #include "model/ClipNotice.h"
 #include "model/PasteboardServices.h"
+#include "model/ZRKClipmuleDataItem.h"
+#include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/windows/ActiveApplication.h"
 #include "tests/kit/FakePasteboard.h"
 #include "tests/kit/ManualRunLoop.h"
@@ -28,6 +30,45 @@ class RecordedNotice final : public ClipNotice {
 public:
     void displayMessage(const QString &text) override { texts.append(text); }
     QStringList texts;
+};
+
+/// What another program has copied, told by the forms that a clip carries it in.
+struct Copied {
+    struct Representation {
+        QString type;
+        std::optional<QByteArray> data;
+    };
+    Copied(const QList<Representation> &representations) {
+        for (const auto &[type, data] : representations) {
+            if (!data || !read(type, *data))
+                contents.others.insert(type, data);
+        }
+    }
+    PasteboardContents contents;
+
+private:
+    bool read(const QString &type, const QByteArray &data) {
+        using namespace PasteboardType;
+        const PropertyList value = PropertyListSerialization::parse(data).value_or(PropertyList());
+        if (type == NSStringPboardType)
+            contents.text = data;
+        else if (type == publicHtml)
+            contents.html = data;
+        else if (type == NSRTFPboardType)
+            contents.rtf = data;
+        else if (type == NSTIFFPboardType)
+            contents.images.append(data);
+        else if (type == publicUrlName)
+            contents.title = QString::fromUtf8(data);
+        else if (type == NSURLPboardType)
+            contents.url = QUrl(QString::fromUtf8(data));
+        else if (type == NSFilenamesPboardType && value.isList())
+            for (const PropertyList &path : value.list())
+                contents.files.append(path.string());
+        else
+            return false;
+        return true;
+    }
 };
 
 /// A desktop of one test: clipboard, active application, notices, a clock and a folder.

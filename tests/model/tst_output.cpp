@@ -3,7 +3,6 @@
 
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/pasteboard/PasteboardReadings.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/model/Desktop.h"
 
@@ -94,13 +93,10 @@ private:
         const auto clip = ZRKClipmuleData::initWithItems(items);
         return clip->writeToPasteboard(_desktop->services);
     }
-    [[nodiscard]] QStringList types() const { return _desktop->pasteboard.clipboard().types(); }
-    [[nodiscard]] std::optional<QByteArray> bytes(const QString &type) const {
-        return _desktop->pasteboard.clipboard().data(type);
+    [[nodiscard]] const PasteboardContents &written() const {
+        return _desktop->pasteboard.clipboard();
     }
-    [[nodiscard]] QStringList offeredFiles() const {
-        return PasteboardReadings::fileNames(bytes(NSFilenamesPboardType).value_or(""));
-    }
+    [[nodiscard]] QStringList offeredFiles() const { return written().files; }
     std::unique_ptr<Desktop> _desktop;
 };
 
@@ -112,42 +108,42 @@ void OutputTest::init() {
 
 void OutputTest::phoneTextIsWritten() {
     QVERIFY(write({phoneText(QStringLiteral("text"))}));
-    QCOMPARE(types(), QStringList{NSStringPboardType});
-    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("text")));
+    QCOMPARE(written(), PasteboardContents{.text = "text"});
 }
 
 void OutputTest::phoneImageIsWrittenWithItsFile() {
     QVERIFY(write({phoneImage(pngBytes)}));
-    QCOMPARE(types(), (QStringList{NSFilenamesPboardType, NSTIFFPboardType}));
-    QCOMPARE(bytes(NSTIFFPboardType), std::optional(pngBytes));
     QCOMPARE(offeredFiles().size(), 1);
+    QCOMPARE(written(), (PasteboardContents{.images = {pngBytes}, .files = offeredFiles()}));
     QCOMPARE(contentsOf(offeredFiles().first()), pngBytes);
 }
 
 void OutputTest::phoneUrlIsWritten() {
     QVERIFY(write({phoneItem({{QStringLiteral("url"), QStringLiteral("http://a/b")}})}));
-    QCOMPARE(types(), QStringList{NSURLPboardType});
-    QCOMPARE(_desktop->pasteboard.url(), std::optional(QUrl(QStringLiteral("http://a/b"))));
+    QCOMPARE(written(), PasteboardContents{.url = QUrl(QStringLiteral("http://a/b"))});
 }
 
 void OutputTest::phoneItemOfEverything() {
     QVERIFY(write({phoneItem({{QStringLiteral("string"), QStringLiteral("text")},
                               {QStringLiteral("url"), QStringLiteral("http://a/b")},
                               {QStringLiteral("imageData"), jpegBytes}})}));
-    QCOMPARE(types(), (QStringList{NSFilenamesPboardType, NSTIFFPboardType, NSStringPboardType,
-                                   NSURLPboardType}));
+    QCOMPARE(offeredFiles().size(), 1);
+    QCOMPARE(written(), (PasteboardContents{.text = "text",
+                                            .images = {jpegBytes},
+                                            .files = offeredFiles(),
+                                            .url = QUrl(QStringLiteral("http://a/b"))}));
 }
 
 void OutputTest::writtenAtOnce() {
     const qint64 before = _desktop->pasteboard.changeCount();
     QVERIFY(write({phoneImage(pngBytes)}));
-    QCOMPARE(_desktop->pasteboard.commitCount(), 1);
+    QCOMPARE(_desktop->pasteboard.writeCount(), 1);
     QCOMPARE(_desktop->pasteboard.changeCount(), before + 1);
 }
 
 void OutputTest::clipWithoutItemsClears() {
     QVERIFY(write({}));
-    QCOMPARE(types(), QStringList());
+    QVERIFY(written().isEmpty());
 }
 
 void OutputTest::nativeTypesAreRestored() {
@@ -156,9 +152,7 @@ void OutputTest::nativeTypesAreRestored() {
     item->setString(QStringLiteral("reading"));
     item->setURL(QUrl(QStringLiteral("http://a/")));
     QVERIFY(write({item}));
-    QCOMPARE(types(), (QStringList{NSStringPboardType, publicHtml}));
-    QCOMPARE(bytes(publicHtml), std::optional(QByteArray("<b>a</b>")));
-    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("native")));
+    QCOMPARE(written(), (PasteboardContents{.text = "native", .html = "<b>a</b>"}));
 }
 
 void OutputTest::placeholdersBecomeTheImage() {
@@ -166,15 +160,14 @@ void OutputTest::placeholdersBecomeTheImage() {
         NativeDictionary{{publicTiff, ""}, {NSTIFFPboardType, ""}});
     item->setImageData(pngBytes);
     QVERIFY(write({item}));
-    QCOMPARE(bytes(publicTiff), std::optional(pngBytes));
-    QCOMPARE(bytes(NSTIFFPboardType), std::optional(pngBytes));
+    QCOMPARE(written().images, (QList{pngBytes, pngBytes}));
 
     const auto onlyOther =
         ZRKClipmuleDataItem::initWithNativeDictionary(NativeDictionary{{publicTiff, ""}});
     onlyOther->setImageData(pngBytes);
     QVERIFY(write({onlyOther}));
-    QCOMPARE(types(), (QStringList{NSFilenamesPboardType, publicTiff}));
-    QCOMPARE(bytes(publicTiff), std::optional(pngBytes));
+    QCOMPARE(offeredFiles().size(), 1);
+    QCOMPARE(written(), (PasteboardContents{.images = {pngBytes}, .files = offeredFiles()}));
 }
 
 // The item's image is the reduced one, the native entry the one that was copied.
@@ -183,8 +176,7 @@ void OutputTest::fullSizeImageComesBack() {
         NativeDictionary{{publicTiff, ""}, {NSTIFFPboardType, pngBytes}});
     item->setImageData(jpegBytes);
     QVERIFY(write({item}));
-    QCOMPARE(bytes(publicTiff), std::optional(pngBytes));
-    QCOMPARE(bytes(NSTIFFPboardType), std::optional(pngBytes));
+    QCOMPARE(written().images, (QList{pngBytes, pngBytes}));
 }
 
 void OutputTest::typesWithoutBytesAreSkipped() {
@@ -193,7 +185,7 @@ void OutputTest::typesWithoutBytesAreSkipped() {
         NativeDictionary{{NSTIFFPboardType, ""}, {empty, ""}});
     QVERIFY(write({item}));
     // A placeholder without an image behind it; the other is empty because it was.
-    QCOMPARE(types(), QStringList{empty});
+    QCOMPARE(written(), (PasteboardContents{.others = {{empty, ""}}}));
 }
 
 void OutputTest::freshFilesWinOverStoredOnes() {
@@ -205,13 +197,12 @@ void OutputTest::freshFilesWinOverStoredOnes() {
     QVERIFY(write({item}));
     QCOMPARE(offeredFiles().size(), 1);
     QVERIFY(offeredFiles().first().startsWith(_desktop->imageFolder()));
-    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("text")));
+    QCOMPARE(written().text, "text");
 
     // Without an image there are no fresh ones, and the stored ones are not ours to offer.
     item->setImageData(std::nullopt);
     QVERIFY(write({item}));
-    QCOMPARE(types(), QStringList{NSStringPboardType});
-    QVERIFY(offeredFiles().isEmpty());
+    QCOMPARE(written(), PasteboardContents{.text = "text"});
 }
 
 void OutputTest::largestWrittenSet_data() {
@@ -242,8 +233,7 @@ void OutputTest::imageThatIsTooLargeForAFileIsPastedAsAnImage() {
     QTest::ignoreMessage(QtWarningMsg, "the images of the clip are too large together; 0 of 1 are "
                                        "written to files");
     QVERIFY(write({phoneImage(large)}));
-    QCOMPARE(types(), QStringList{NSTIFFPboardType});
-    QCOMPARE(bytes(NSTIFFPboardType), std::optional(large));
+    QCOMPARE(written(), PasteboardContents{.images = {large}});
     QVERIFY(_desktop->imageFiles().isEmpty());
 }
 
@@ -262,33 +252,32 @@ void OutputTest::nativeItemOfAPhoneIsNotNative() {
     QVERIFY(write({phoneItem({{QStringLiteral("string"), QStringLiteral("text")},
                               {QStringLiteral("nativeDictionary"),
                                PropertyList::Dictionary{{publicHtml, QByteArray("<b>a</b>")}}}})}));
-    QCOMPARE(types(), QStringList{NSStringPboardType});
+    QCOMPARE(written(), PasteboardContents{.text = "text"});
 }
 
 void OutputTest::nativeItemWithoutDictionaryIsWrittenByReadings() {
     const auto item = std::make_shared<ZRKClipmuleDataItem>();
     item->setString(QStringLiteral("text"));
     QVERIFY(write({item}));
-    QCOMPARE(types(), QStringList{NSStringPboardType});
+    QCOMPARE(written(), PasteboardContents{.text = "text"});
 
     const auto empty = ZRKClipmuleDataItem::initWithNativeDictionary(NativeDictionary());
     empty->setString(QStringLiteral("text"));
     QVERIFY(write({empty}));
-    QCOMPARE(types(), QStringList());
+    QVERIFY(written().isEmpty());
 }
 
 void OutputTest::severalTextsBecomeOne() {
     QVERIFY(write({phoneText(QStringLiteral("one")), phoneText(QStringLiteral("two")),
                    phoneText(QStringLiteral("three"))}));
-    QCOMPARE(types(), QStringList{NSStringPboardType});
-    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("one\n\ntwo\n\nthree")));
+    QCOMPARE(written(), PasteboardContents{.text = "one\n\ntwo\n\nthree"});
     QCOMPARE(_desktop->notice.texts, QStringList());
 }
 
 void OutputTest::emptyTextsAddNoSeparatorBeforeThem() {
     QVERIFY(write({phoneText(QStringLiteral("")), phoneText(QStringLiteral("one")),
                    phoneText(QStringLiteral("")), phoneText(QStringLiteral("two"))}));
-    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("one\n\n\n\ntwo")));
+    QCOMPARE(written().text, "one\n\n\n\ntwo");
 }
 
 void OutputTest::joinedTextReplacesTheNativeOne() {
@@ -296,15 +285,14 @@ void OutputTest::joinedTextReplacesTheNativeOne() {
         NativeDictionary{{NSStringPboardType, "native"}, {publicHtml, "<b>a</b>"}});
     item->setString(QStringLiteral("one"));
     QVERIFY(write({item, phoneText(QStringLiteral("two"))}));
-    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("one\n\ntwo")));
-    QCOMPARE(bytes(publicHtml), std::optional(QByteArray("<b>a</b>")));
+    QCOMPARE(written().text, "one\n\ntwo");
+    QCOMPARE(written().html, "<b>a</b>");
 }
 
 void OutputTest::onlyTheFirstOfSeveralImagesIsWrittenByType() {
     QVERIFY(write({phoneImage(pngBytes), phoneImage(jpegBytes)}));
-    QCOMPARE(types(), (QStringList{NSFilenamesPboardType, NSTIFFPboardType}));
-    QCOMPARE(bytes(NSTIFFPboardType), std::optional(pngBytes));
     QCOMPARE(offeredFiles().size(), 2);
+    QCOMPARE(written(), (PasteboardContents{.images = {pngBytes}, .files = offeredFiles()}));
     QCOMPARE(contentsOf(offeredFiles().at(0)), pngBytes);
     QCOMPARE(contentsOf(offeredFiles().at(1)), jpegBytes);
 }
@@ -315,7 +303,7 @@ void OutputTest::mixedContentIsRefused() {
     QCOMPARE(_desktop->notice.texts,
              QStringList{QStringLiteral("Pasting of mixed content clips is not supported.")});
     QCOMPARE(_desktop->pasteboard.changeCount(), before);
-    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("before")));
+    QCOMPARE(written().text, "before");
     QVERIFY(_desktop->imageFiles().isEmpty());
 
     const auto url = phoneItem({{QStringLiteral("url"), QStringLiteral("http://a/")}});
@@ -326,31 +314,33 @@ void OutputTest::itemsWithBothAreNotMixed() {
     const auto both = phoneItem({{QStringLiteral("string"), QStringLiteral("text")},
                                  {QStringLiteral("imageData"), pngBytes}});
     QVERIFY(write({both, phoneText(QStringLiteral("more"))}));
-    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("text\n\nmore")));
+    QCOMPARE(written().text, "text\n\nmore");
     QVERIFY(write({both, phoneImage(pngBytes)}));
-    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("text")));
+    QCOMPARE(written().text, "text");
     QVERIFY(_desktop->notice.texts.isEmpty());
 }
 
 void OutputTest::oneItemIsNeverMixed() {
     QVERIFY(write({phoneItem({{QStringLiteral("string"), QStringLiteral("text")},
                               {QStringLiteral("imageData"), pngBytes}})}));
-    QCOMPARE(types(), (QStringList{NSFilenamesPboardType, NSTIFFPboardType, NSStringPboardType}));
+    QCOMPARE(offeredFiles().size(), 1);
+    QCOMPARE(written(),
+             (PasteboardContents{.text = "text", .images = {pngBytes}, .files = offeredFiles()}));
     QVERIFY(write({phoneItem({})}));
     QVERIFY(_desktop->notice.texts.isEmpty());
 }
 
 void OutputTest::failingClipboard() {
-    _desktop->pasteboard.failCommitsWith(QStringLiteral("gone"));
+    _desktop->pasteboard.failWritesWith(QStringLiteral("gone"));
     QVERIFY_THROWS_EXCEPTION(PlatformException, (void)write({phoneText(QStringLiteral("text"))}));
-    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("before")));
+    QCOMPARE(written().text, "before");
 }
 
 void OutputTest::providingDataDoesNothing() {
     const int reads = _desktop->pasteboard.readCount();
     ZRKClipmuleData::pasteboardProvideDataForType(_desktop->pasteboard, NSStringPboardType);
     QCOMPARE(_desktop->pasteboard.readCount(), reads);
-    QCOMPARE(bytes(NSStringPboardType), std::optional(QByteArray("before")));
+    QCOMPARE(written().text, "before");
 }
 
 void OutputTest::fileNames() {
@@ -409,7 +399,7 @@ void OutputTest::clipWithAnItemWithoutImageWritesNoFiles() {
     const auto both = phoneItem({{QStringLiteral("string"), QStringLiteral("text")},
                                  {QStringLiteral("imageData"), pngBytes}});
     QVERIFY(write({both, phoneText(QStringLiteral("more"))}));
-    QVERIFY(!types().contains(NSFilenamesPboardType));
+    QVERIFY(offeredFiles().isEmpty());
     QVERIFY(_desktop->imageFiles().isEmpty());
 }
 
@@ -439,7 +429,7 @@ void OutputTest::folderThatCannotBeMade() {
     QTest::ignoreMessage(QtWarningMsg,
                          QRegularExpression(QStringLiteral("^cannot write the image files: ")));
     QVERIFY(write({phoneImage(pngBytes)}));
-    QCOMPARE(types(), QStringList{NSTIFFPboardType});
+    QCOMPARE(written(), PasteboardContents{.images = {pngBytes}});
     QCOMPARE(_desktop->runLoop.paused().count(), 0.0);
 }
 

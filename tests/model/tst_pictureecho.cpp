@@ -4,7 +4,6 @@
 #include "model/PictureEcho.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/images/ImageCodec.h"
-#include "platform/images/ImageSignature.h"
 #include "tests/model/Desktop.h"
 
 #include <QRegularExpression>
@@ -16,7 +15,7 @@ using namespace clipmule::PasteboardType;
 
 namespace {
 
-using Contents = PasteboardContents;
+using Contents = Copied;
 
 std::shared_ptr<ZRKClipmuleData> received(const PropertyList::Dictionary &item) {
     PropertyList::Dictionary dictionary = item;
@@ -63,8 +62,8 @@ private Q_SLOTS:
                   {{publicPng, encoded(decoded.convertToFormat(QImage::Format_ARGB32), "png")}}),
               Contents({{NSTIFFPboardType, encoded(decoded, "bmp")}})}) {
             const auto captured = capture(contents);
-            QVERIFY(captured->hash() != clip->hash() || contents.contains(publicPng) ||
-                    ImageSignature::isPng(sent));
+            QVERIFY(captured->hash() != clip->hash() ||
+                    contents.contents.others.contains(publicPng) || ImageCodec::isPng(sent));
             QVERIFY(echo.isIn(*captured));
             QVERIFY(echo.isIn(*captured));
         }
@@ -126,8 +125,8 @@ private Q_SLOTS:
     }
 
 private:
-    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> capture(const Contents &contents) {
-        _desktop->pasteboard.copyByAnotherApplication(contents);
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> capture(const Contents &copied) {
+        _desktop->pasteboard.copyByAnotherApplication(copied.contents);
         return ZRKClipmuleData::initFromPasteboard(_desktop->services);
     }
     std::unique_ptr<Desktop> _desktop;

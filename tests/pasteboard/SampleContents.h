@@ -3,10 +3,8 @@
 
 #pragma once
 
-#include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/PasteboardOffers.h"
-#include "platform/pasteboard/PasteboardReadings.h"
-#include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/pasteboard/PasteboardTargets.h"
 
 namespace clipmule::tests {
 
@@ -18,25 +16,37 @@ inline const QByteArray icon = QByteArray::fromHex(
     "000001000100010100000100200030000000160000002800000001000000020000000100200000000000"
     "0400000000000000000000000000000000000000ff0000ff00000000");
 
-/// What lists of files and links are among the contents.
-inline QByteArray fileList(const QStringList &paths) {
-    PropertyList::List list;
-    for (const QString &path : paths)
-        list.append(path);
-    return PropertyListSerialization::xml(list);
-}
-
-inline QByteArray urlBytes(const char *url) {
-    return PasteboardReadings::urlData(QUrl(QString::fromLatin1(url)));
-}
-
 /// The bytes that are offered under a name.
 inline QByteArray offered(const PasteboardContents &contents, const char *target) {
-    for (const PasteboardTypes::Offer &offer : PasteboardTypes::offers(contents)) {
+    for (const PasteboardOffers::Offer &offer : PasteboardOffers::offers(contents)) {
         if (offer.target == QLatin1String(target))
             return offer.data;
     }
     return "(not offered)";
+}
+
+/// What there is on a clipboard, in this order; of other contents the names.
+inline QStringList kinds(const Pasteboard &pasteboard) {
+    const PasteboardContents &contents = pasteboard.contents();
+    QStringList kinds;
+    const auto add = [&](const char *kind, bool isThere) {
+        if (isThere)
+            kinds.append(QString::fromLatin1(kind));
+    };
+    add("text", contents.text.has_value());
+    add("html", contents.html.has_value());
+    add("rtf", contents.rtf.has_value());
+    add("image", !contents.images.isEmpty());
+    add("files", !contents.files.isEmpty());
+    add("url", contents.url.has_value());
+    add("title", !contents.title.isEmpty());
+    return kinds + contents.others.keys();
+}
+
+/// The text on a clipboard; null without one.
+inline QString textOn(const Pasteboard &pasteboard) {
+    const auto text = pasteboard.contents().text;
+    return text ? QString::fromUtf8(*text) : QString();
 }
 
 } // namespace clipmule::tests

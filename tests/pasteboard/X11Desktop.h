@@ -6,6 +6,7 @@
 #include "platform/pasteboard/backends/x11/X11Pasteboard.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/pasteboard/Await.h"
+#include "tests/pasteboard/SampleContents.h"
 
 namespace clipmule::tests {
 
@@ -47,14 +48,5 @@ struct X11Desktop {
         return fetchBegins() && await([this] { return !pasteboard->isFetching(); });
     }
 };
-
-/// Puts these contents on the clipboard, as the program does.
-inline void write(Pasteboard &pasteboard,
-                  const QList<PasteboardContents::Representation> &contents) {
-    pasteboard.declareTypes({});
-    for (const auto &representation : contents)
-        pasteboard.setDataForType(*representation.data, representation.type);
-    pasteboard.commit();
-}
 
 } // namespace clipmule::tests

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/pasteboard/ClipboardText.h"
+#include "platform/pasteboard/PasteboardTargets.h"
 
 #include <QTest>
 

@@ -1,21 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/PasteboardFingerprint.h"
-#include "platform/pasteboard/PasteboardReadings.h"
-#include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::PasteboardType;
-
-namespace {
-
-const PropertyList oneFile(PropertyList::List{QStringLiteral("/a")});
-
-} // namespace
 
 class PasteboardFingerprintTest : public QObject {
     Q_OBJECT
@@ -26,37 +16,35 @@ private Q_SLOTS:
     void isWithinWhatItWasTakenFrom_data() {
         QTest::addColumn<PasteboardContents>("newer");
         QTest::addColumn<bool>("isWithin");
-        const auto row = [](const char *name,
-                            const QList<PasteboardContents::Representation> &newer, bool isWithin) {
-            QTest::newRow(name) << PasteboardContents(newer) << isWithin;
+        const auto row = [](const char *name, const PasteboardContents &newer, bool isWithin) {
+            QTest::newRow(name) << newer << isWithin;
         };
-        row("the same text and HTML", {{NSStringPboardType, "x"}, {publicHtml, "<b>"}}, true);
-        row("less", {{NSStringPboardType, "x"}}, true);
-        row("with a mark of its own", {{NSStringPboardType, "x"}, {QStringLiteral("x.mine"), "1"}},
-            true);
-        row("other text", {{NSStringPboardType, "y"}}, false);
-        row("longer text", {{NSStringPboardType, "xx"}}, false);
-        row("text that was HTML", {{NSStringPboardType, "<b>"}}, false);
-        row("more", {{NSStringPboardType, "x"}, {NSRTFPboardType, "{"}}, false);
-        row("other HTML", {{NSStringPboardType, "x"}, {publicHtml, "<i>"}}, false);
-        row("its image under another name", {{publicPng, "image"}}, true);
-        row("another image", {{publicPng, "picture"}}, false);
-        row("its files in another form",
-            {{NSFilenamesPboardType, PropertyListSerialization::binary(oneFile)}}, true);
-        row("its URL", {{NSURLPboardType, "http://a.org/"}}, true);
-        row("declared without bytes", {{NSStringPboardType, std::nullopt}}, false);
-        row("nothing that is known", {{QStringLiteral("x.mine"), "1"}}, false);
+        const QString mine = QStringLiteral("x.mine");
+        row("the same text and HTML", {.text = "x", .html = "<b>"}, true);
+        row("less", {.text = "x"}, true);
+        row("with a mark of its own", {.text = "x", .others = {{mine, "1"}}}, true);
+        row("other text", {.text = "y"}, false);
+        row("longer text", {.text = "xx"}, false);
+        row("text that was HTML", {.text = "<b>"}, false);
+        row("more", {.text = "x", .rtf = "{"}, false);
+        row("other HTML", {.text = "x", .html = "<i>"}, false);
+        row("its image", {.images = {"image"}}, true);
+        row("another image", {.images = {"picture"}}, false);
+        row("its image and another", {.images = {"image", "picture"}}, false);
+        row("its files", {.files = {QStringLiteral("/a"), QStringLiteral("/b")}}, true);
+        row("one of its files", {.files = {QStringLiteral("/a")}}, false);
+        row("its URL", {.url = QUrl(QStringLiteral("http://a.org/"))}, true);
+        row("another URL", {.url = QUrl(QStringLiteral("http://b.org/"))}, false);
+        row("nothing that is known", {.others = {{mine, "1"}}}, false);
         row("nothing", {}, false);
     }
     void isWithinWhatItWasTakenFrom() {
         QFETCH(PasteboardContents, newer);
-        const PasteboardFingerprint older(PasteboardContents(
-            {{NSStringPboardType, "x"},
-             {publicHtml, "<b>"},
-             {NSTIFFPboardType, "image"},
-             {NSFilenamesPboardType, PropertyListSerialization::xml(oneFile)},
-             {NSURLPboardType,
-              PasteboardReadings::urlData(QUrl(QStringLiteral("http://a.org/")))}}));
+        const PasteboardFingerprint older({.text = "x",
+                                           .html = "<b>",
+                                           .images = {"image"},
+                                           .files = {QStringLiteral("/a"), QStringLiteral("/b")},
+                                           .url = QUrl(QStringLiteral("http://a.org/"))});
         QTEST(PasteboardFingerprint(newer).isWithin(older), "isWithin");
         QVERIFY(!PasteboardFingerprint(newer).isWithin({}));
     }
@@ -76,37 +64,37 @@ private Q_SLOTS:
     void lineEndsOfTextAreAllTheSame() {
         QFETCH(QByteArray, newer);
         for (const QByteArray older : {"a\nb\n\nc", "a\r\nb\r\n\r\nc", "a\rb\r\rc"})
-            QTEST(PasteboardFingerprint(PasteboardContents({{NSStringPboardType, newer}}))
-                      .isWithin(
-                          PasteboardFingerprint(PasteboardContents({{NSStringPboardType, older}}))),
+            QTEST(PasteboardFingerprint({.text = newer})
+                      .isWithin(PasteboardFingerprint({.text = older})),
                   "isWithin");
     }
 
     // Bytes of other kinds are what they are.
     void lineEndsOfNothingElseAre() {
-        for (const QString &type : {publicHtml, NSRTFPboardType, publicPng}) {
-            const PasteboardFingerprint older(PasteboardContents({{type, "a\r\nb"}}));
-            QVERIFY(!PasteboardFingerprint(PasteboardContents({{type, "a\nb"}})).isWithin(older));
-        }
+        const auto isWithin = [](const PasteboardContents &newer, const PasteboardContents &older) {
+            return PasteboardFingerprint(newer).isWithin(PasteboardFingerprint(older));
+        };
+        QVERIFY(!isWithin({.html = "a\nb"}, {.html = "a\r\nb"}));
+        QVERIFY(!isWithin({.rtf = "a\nb"}, {.rtf = "a\r\nb"}));
+        QVERIFY(!isWithin({.images = {"a\nb"}}, {.images = {"a\r\nb"}}));
     }
 
     void urlAloneIsTextToo() {
-        const PasteboardFingerprint url(PasteboardContents({{NSURLPboardType, "http://a.org/"}}));
-        const PasteboardFingerprint text(
-            PasteboardContents({{NSStringPboardType, "http://a.org/"}}));
+        const QUrl address(QStringLiteral("http://a.org/"));
+        const PasteboardFingerprint url({.url = address});
+        const PasteboardFingerprint text({.text = "http://a.org/"});
         QVERIFY(text.isWithin(url));
         QVERIFY(!url.isWithin(text));
+        // Beside a text of its own it is not offered as one.
+        QVERIFY(!text.isWithin(PasteboardFingerprint({.text = "A", .url = address})));
         QVERIFY(PasteboardFingerprint().isEmpty());
     }
 
     void urlIsALinkInHtmlToo() {
-        const PasteboardFingerprint url(PasteboardContents({{NSURLPboardType, "http://a.org/"}}));
+        const PasteboardFingerprint url({.url = QUrl(QStringLiteral("http://a.org/"))});
         const QByteArray link = "<a href=\"http://a.org/\">http://a.org/</a>";
-        const PasteboardFingerprint taken(
-            PasteboardContents({{NSStringPboardType, "http://a.org/"}, {publicHtml, link}}));
-        QVERIFY(taken.isWithin(url));
-        const PasteboardFingerprint other(PasteboardContents({{publicHtml, link + "!"}}));
-        QVERIFY(!other.isWithin(url));
+        QVERIFY(PasteboardFingerprint({.text = "http://a.org/", .html = link}).isWithin(url));
+        QVERIFY(!PasteboardFingerprint({.html = link + "!"}).isWithin(url));
     }
 };
 

@@ -1,15 +1,23 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/pasteboard/PasteboardOffers.h"
+#include "tests/pasteboard/SampleContents.h"
 
+#include <QStringEncoder>
+#include <QSysInfo>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::tests;
+using PasteboardTargets::Meaning;
 using PasteboardTargets::Role;
-using PasteboardTypes::Meaning;
 
 namespace {
+
+QByteArray utf16(const char16_t *text) {
+    QStringEncoder encoder(QStringEncoder::Utf16LE);
+    return encoder(QStringView(text));
+}
 
 QStringList names(const char *spaced) {
     return QString::fromLatin1(spaced).split(u' ', Qt::SkipEmptyParts);
@@ -17,7 +25,7 @@ QStringList names(const char *spaced) {
 
 // The targets of an owner's first request of that kind, the one asked for first in front.
 QStringList askedFor(const QStringList &targets, Meaning meaning) {
-    for (const PasteboardTypes::Request &request : PasteboardTypes::requests(targets)) {
+    for (const PasteboardTargets::Request &request : PasteboardTargets::requests(targets)) {
         if (request.meaning == meaning)
             return request.targets;
     }
@@ -132,16 +140,16 @@ private Q_SLOTS:
     }
     void targetsThatAreNotAskedFor() {
         QFETCH(QString, target);
-        QVERIFY(PasteboardTypes::requests({target}).isEmpty());
+        QVERIFY(PasteboardTargets::requests({target}).isEmpty());
         QTEST(PasteboardTargets::find(target).role, "role");
         const Role role = PasteboardTargets::find(target).role;
         const bool isContents = role == Role::Duplicate || role == Role::Picture;
-        QCOMPARE(PasteboardTypes::leftOut({target, target}),
+        QCOMPARE(PasteboardTargets::leftOut({target, target}),
                  isContents ? QStringList{target} : QStringList());
         // What is contents may come back from a phone that got it once.
         QCOMPARE(PasteboardTargets::isNobodysBusiness(target), !isContents);
         if (!isContents)
-            QVERIFY(PasteboardTypes::offers(PasteboardContents({{target, "x"}})).isEmpty());
+            QVERIFY(PasteboardOffers::offers({.others = {{target, "x"}}}).isEmpty());
     }
 
     void targetsThatKeepTheirNames() {
@@ -150,16 +158,16 @@ private Q_SLOTS:
             "image/svg+xml image/svg application/pdf chromium/x-web-custom-data text/csv "
             "application/x-openoffice-embed-source-xml;windows_formatname=\"Source\" "
             "targets text/x-moz-url-data-of-another application/x-moz text/_moz x-special/other");
-        QList<PasteboardTypes::Request> expected;
+        QList<PasteboardTargets::Request> expected;
         for (const QString &target : targets)
             expected.append({Meaning::Other, {target}});
-        QCOMPARE(PasteboardTypes::requests(targets + targets), expected);
-        QCOMPARE(PasteboardTypes::leftOut(targets), QStringList());
+        QCOMPARE(PasteboardTargets::requests(targets + targets), expected);
+        QCOMPARE(PasteboardTargets::leftOut(targets), QStringList());
     }
 
     void requestsFollowTheOwnersOrder() {
         QList<Meaning> meanings;
-        for (const auto &request : PasteboardTypes::requests(
+        for (const auto &request : PasteboardTargets::requests(
                  names("image/png text/html x.private STRING image/tiff UTF8_STRING")))
             meanings.append(request.meaning);
         QCOMPARE(meanings,
@@ -171,12 +179,164 @@ private Q_SLOTS:
             QStringList targets;
             for (int index = 0; index < count; ++index)
                 targets.append(QStringLiteral("x.%1").arg(index));
-            return PasteboardTypes::requests(targets).size();
+            return PasteboardTargets::requests(targets).size();
         };
-        QCOMPARE(requestsFor(PasteboardTypes::maximumTargets - 1),
-                 PasteboardTypes::maximumTargets - 1);
-        QCOMPARE(requestsFor(PasteboardTypes::maximumTargets), PasteboardTypes::maximumTargets);
-        QCOMPARE(requestsFor(PasteboardTypes::maximumTargets + 1), PasteboardTypes::maximumTargets);
+        QCOMPARE(requestsFor(PasteboardTargets::maximumTargets - 1),
+                 PasteboardTargets::maximumTargets - 1);
+        QCOMPARE(requestsFor(PasteboardTargets::maximumTargets), PasteboardTargets::maximumTargets);
+        QCOMPARE(requestsFor(PasteboardTargets::maximumTargets + 1),
+                 PasteboardTargets::maximumTargets);
+    }
+
+    void targetsBecomeTypes_data() {
+        QTest::addColumn<Meaning>("meaning");
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<PasteboardContents>("contents");
+        const auto row = [](const char *name, Meaning meaning, const char *target,
+                            const QByteArray &data, const PasteboardContents &contents) {
+            QTest::newRow(name) << meaning << QString::fromLatin1(target) << data << contents;
+        };
+        const auto at = [](const char *url) { return QUrl(QString::fromLatin1(url)); };
+        const auto kept = [](const char *target, const QByteArray &data) {
+            return PasteboardContents{.others = {{QString::fromLatin1(target), data}}};
+        };
+        row("text", Meaning::Text, "UTF8_STRING", "x", {.text = "x"});
+        row("HTML", Meaning::Html, "text/html", "<b>", {.html = "<b>"});
+        row("RTF", Meaning::Rtf, "text/rtf", "{\\rtf1}", {.rtf = "{\\rtf1}"});
+        row("PNG", Meaning::Image, "image/png", png, {.images = {png}});
+        row("TIFF", Meaning::Image, "image/tiff", tiff, {.images = {tiff}});
+        row("another raster image as it is", Meaning::Image, "image/jpeg", jpeg,
+            {.images = {jpeg}});
+        row("files", Meaning::UriList, "text/uri-list",
+            "file:///a%20b.png\r\nfile:///%C3%BC.png\r\n",
+            {.files = {QStringLiteral("/a b.png"), QStringLiteral("/ü.png")}});
+        row("files, ended by NUL", Meaning::UriList, "text/uri-list",
+            QByteArray("file:///a\r\nfile:///b\0", 20),
+            {.files = {QStringLiteral("/a"), QStringLiteral("/b")}});
+        row("files, comment and empty lines", Meaning::UriList, "text/uri-list",
+            "# copied\n\nfile:///a\n", {.files = {QStringLiteral("/a")}});
+        row("file on this host", Meaning::UriList, "text/uri-list",
+            "file://localhost/a\r\nfile://" + QSysInfo::machineHostName().toLatin1() + "/b",
+            {.files = {QStringLiteral("/a"), QStringLiteral("/b")}});
+        row("file on another host", Meaning::UriList, "text/uri-list", "file://elsewhere/a",
+            kept("text/uri-list", "file://elsewhere/a"));
+        row("web URL", Meaning::UriList, "text/uri-list", "https://example.org/a?b#c\r\n",
+            {.url = at("https://example.org/a?b#c")});
+        row("file and web URL", Meaning::UriList, "text/uri-list", "file:///a\r\nhttp://b.org/\r\n",
+            {.files = {QStringLiteral("/a")}, .url = at("http://b.org/")});
+        row("other URL", Meaning::UriList, "text/uri-list", "mailto:a@b.org",
+            kept("text/uri-list", "mailto:a@b.org"));
+        row("no URL at all", Meaning::UriList, "text/uri-list", "", kept("text/uri-list", ""));
+        row("web URL with title", Meaning::MozillaUrl, "text/x-moz-url",
+            utf16(u"https://example.org/\nAn Exämple"),
+            {.url = at("https://example.org/"), .title = QStringLiteral("An Exämple")});
+        row("web URL with a byte order mark", Meaning::MozillaUrl, "text/x-moz-url",
+            "\xff\xfe" + utf16(u"http://a.org/\nA"),
+            {.url = at("http://a.org/"), .title = QStringLiteral("A")});
+        row("web URL that is its own title", Meaning::MozillaUrl, "text/x-moz-url",
+            utf16(u"http://a.org/\nhttp://a.org/"), {.url = at("http://a.org/")});
+        row("web URL, ended by NUL", Meaning::MozillaUrl, "text/x-moz-url",
+            utf16(u"http://a.org/\nAb") + QByteArray(4, '\0'),
+            {.url = at("http://a.org/"), .title = QStringLiteral("Ab")});
+        row("script in place of a URL", Meaning::MozillaUrl, "text/x-moz-url",
+            utf16(u"javascript:x\nX"), kept("text/x-moz-url", utf16(u"javascript:x\nX")));
+        row("password manager's mark", Meaning::Other, "x-kde-passwordManagerHint", "secret",
+            kept("x-kde-passwordManagerHint", "secret"));
+        row("any other", Meaning::Other, "application/x-thing", QByteArray("\0\1", 2),
+            kept("application/x-thing", QByteArray("\0\1", 2)));
+    }
+    void targetsBecomeTypes() {
+        QFETCH(Meaning, meaning);
+        QFETCH(QString, target);
+        QFETCH(QByteArray, data);
+        QFETCH(PasteboardContents, contents);
+        QCOMPARE(PasteboardTargets::contents({{meaning, target, data}}), contents);
+    }
+
+    void theFirstOfTwoUrlsWins() {
+        const auto contents = PasteboardTargets::contents(
+            {{Meaning::UriList, QStringLiteral("text/uri-list"), "http://a.org/"},
+             {Meaning::MozillaUrl, QStringLiteral("text/x-moz-url"), utf16(u"http://b.org/\nB")}});
+        QCOMPARE(contents, (PasteboardContents{.url = QUrl(QStringLiteral("http://a.org/")),
+                                               .title = QStringLiteral("B")}));
+    }
+
+    // Of two answers with one meaning, or under one name.
+    void theFirstAnswerCounts_data() {
+        QTest::addColumn<Meaning>("meaning");
+        QTest::newRow("text") << Meaning::Text;
+        QTest::newRow("HTML") << Meaning::Html;
+        QTest::newRow("RTF") << Meaning::Rtf;
+        QTest::newRow("image") << Meaning::Image;
+        QTest::newRow("files") << Meaning::UriList;
+        QTest::newRow("other") << Meaning::Other;
+    }
+    void theFirstAnswerCounts() {
+        QFETCH(Meaning, meaning);
+        const PasteboardTargets::Answer first{meaning, QStringLiteral("x"), "file:///a"};
+        const PasteboardTargets::Answer second{meaning, QStringLiteral("x"), "file:///b"};
+        const PasteboardContents contents = PasteboardTargets::contents({first});
+        QVERIFY(!contents.isEmpty());
+        QCOMPARE(PasteboardTargets::contents({first, second}), contents);
+    }
+
+    void longTitlesAreNone() {
+        const auto titleOf = [](qsizetype size) {
+            const QString text = QStringLiteral("http://a.org/\n") + QString(size, u't');
+            QStringEncoder encoder(QStringEncoder::Utf16LE);
+            return PasteboardTargets::contents(
+                       {{Meaning::MozillaUrl, QStringLiteral("text/x-moz-url"),
+                         QByteArray(encoder(text))}})
+                .title.size();
+        };
+        using PasteboardTargets::longestTitle;
+        QCOMPARE(titleOf(longestTitle - 1), longestTitle - 1);
+        QCOMPARE(titleOf(longestTitle), longestTitle);
+        QCOMPARE(titleOf(longestTitle + 1), 0);
+    }
+
+    void longUriListsKeepTheirName() {
+        const QString target = QStringLiteral("text/uri-list");
+        const auto isRead = [&](const QByteArray &list) {
+            const auto contents = PasteboardTargets::contents({{Meaning::UriList, target, list}});
+            return contents.others.value(target) == list ? false : !contents.files.isEmpty();
+        };
+        const auto lines = [](int count) { return QByteArray("file:///a\n").repeated(count); };
+        QVERIFY(isRead(lines(PasteboardTargets::maximumUriListLines - 1)));
+        QVERIFY(isRead(lines(PasteboardTargets::maximumUriListLines)));
+        QVERIFY(!isRead(lines(PasteboardTargets::maximumUriListLines + 1)));
+        const auto bytes = [](qsizetype size) {
+            return "file:///a\n" + QByteArray(size - 10, '\n');
+        };
+        QVERIFY(isRead(bytes(PasteboardTargets::maximumUriListBytes - 1)));
+        QVERIFY(isRead(bytes(PasteboardTargets::maximumUriListBytes)));
+        QVERIFY(!isRead(bytes(PasteboardTargets::maximumUriListBytes + 1)));
+    }
+
+    void markersAreListedWithoutBytes() {
+        const auto contents = PasteboardTargets::contents(
+            {{Meaning::Other, QStringLiteral("org.nspasteboard.TransientType"), std::nullopt},
+             {Meaning::Text, QStringLiteral("UTF8_STRING"), std::nullopt},
+             {Meaning::Image, QStringLiteral("image/png"), std::nullopt}});
+        QCOMPARE(contents,
+                 (PasteboardContents{.others = {{QStringLiteral("org.nspasteboard.TransientType"),
+                                                 std::nullopt}}}));
+    }
+
+    // Of a length or a form that would hold the run loop for minutes.
+    void linksWithoutMeasureAreNone() {
+        const QString marks = QStringLiteral("\u0301\u0316").repeated(500'000);
+        const QString link = QStringLiteral("http://a") + marks + u'/';
+        const QByteArray utf8 = link.toUtf8().first(PasteboardTargets::maximumUriListBytes);
+        QStringEncoder encoder(QStringEncoder::Utf16LE);
+        const QByteArray wide = QByteArray(encoder(link)).first(utf8.size());
+        for (const auto &[meaning, data] :
+             {std::pair(Meaning::UriList, utf8), std::pair(Meaning::MozillaUrl, wide)}) {
+            const QString target = QStringLiteral("x");
+            QCOMPARE(PasteboardTargets::contents({{meaning, target, data}}),
+                     (PasteboardContents{.others = {{target, data}}}));
+        }
     }
 };
 

@@ -12,11 +12,10 @@
 using namespace clipmule;
 using clipmule::tests::answered;
 using clipmule::tests::await;
-using clipmule::tests::write;
+using clipmule::tests::textOn;
 using clipmule::tests::X11TestOwner;
 using clipmule::tests::X11TestRequestor;
 using Desktop = clipmule::tests::X11Desktop;
-using namespace clipmule::PasteboardType;
 
 namespace {
 
@@ -43,7 +42,7 @@ Answers asKlipper(const QByteArray &text) {
 }
 
 bool isEmpty(const Desktop &desktop) {
-    return await([&] { return desktop.pasteboard->types().isEmpty(); });
+    return await([&] { return desktop.pasteboard->contents().isEmpty(); });
 }
 
 void nameTheManager(X11TestOwner &manager) {
@@ -108,7 +107,7 @@ private Q_SLOTS:
     void whatCameFromAPhoneDoesNotComeBack() {
         QFETCH(Answers, broughtBack);
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "from the phone"}});
+        desktop.pasteboard->write({.text = "from the phone"});
         desktop.settle();
         X11TestOwner painter;
         give(painter, {{"image/png", picture}}, desktop);
@@ -117,8 +116,7 @@ private Q_SLOTS:
         X11TestOwner manager;
         give(manager, broughtBack, desktop);
         QCOMPARE(desktop.pasteboard->changeCount(), 2);
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType),
-                 QStringLiteral("from the phone"));
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("from the phone"));
     }
 
     // Its history may be longer than our life.
@@ -192,8 +190,7 @@ private Q_SLOTS:
         const xcb_window_t window = reader->window();
         first->own(asParcellite("x"), window);
         QVERIFY(desktop.fetchEnds());
-        write(*desktop.pasteboard,
-              {{NSStringPboardType, QByteArray(3 * X11SelectionOwner::pieceBytes, 'x')}});
+        desktop.pasteboard->write({.text = QByteArray(3 * X11SelectionOwner::pieceBytes, 'x')});
         reader->request("UTF8_STRING");
         QVERIFY(answered(*reader));
         desktop.settle();
@@ -220,7 +217,7 @@ private Q_SLOTS:
         Desktop desktop;
         X11TestOwner manager;
         give(manager, asParcellite("older"), desktop);
-        write(*desktop.pasteboard, {{publicPng, picture}});
+        desktop.pasteboard->write({.images = {picture}});
         desktop.settle();
         X11TestOwner other;
         xcb_set_selection_owner(other.connection().xcb(), XCB_NONE,
@@ -348,9 +345,9 @@ private Q_SLOTS:
         QFETCH(size_t, copiesSince);
         QFETCH(bool, isRemembered);
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "first"}});
+        desktop.pasteboard->write({.text = "first"});
         for (size_t copy = 1; copy < copiesSince; ++copy)
-            write(*desktop.pasteboard, {{NSStringPboardType, QByteArray::number(qint64(copy))}});
+            desktop.pasteboard->write({.text = QByteArray::number(qint64(copy))});
         desktop.settle();
         X11TestOwner painter;
         give(painter, {{"image/png", picture}}, desktop);

@@ -10,11 +10,11 @@
 using namespace clipmule;
 using clipmule::tests::answered;
 using clipmule::tests::await;
-using clipmule::tests::write;
+using clipmule::tests::kinds;
+using clipmule::tests::textOn;
 using clipmule::tests::X11TestRequestor;
 using Desktop = clipmule::tests::X11Desktop;
 using clipmule::tests::X11TestOwner;
-using namespace clipmule::PasteboardType;
 
 namespace {
 
@@ -37,7 +37,7 @@ private Q_SLOTS:
         owner.own(text("x"));
         QVERIFY(desktop.fetchEnds());
         owner.quit();
-        QVERIFY(await([&] { return desktop.pasteboard->types().isEmpty(); }));
+        QVERIFY(await([&] { return desktop.pasteboard->contents().isEmpty(); }));
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
         QVERIFY(!desktop.pasteboard->isFetching());
     }
@@ -52,7 +52,7 @@ private Q_SLOTS:
         manager.own({{"UTF8_STRING", "x"}, {"STRING", "x"}});
         QVERIFY(desktop.fetchEnds());
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("x"));
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("x"));
         // What comes next is one again, be it the same.
         owner.own(text("x"));
         QVERIFY(desktop.fetchEnds());
@@ -74,7 +74,7 @@ private Q_SLOTS:
         owner.own(text("x"));
         QVERIFY(desktop.fetchEnds());
         owner.quit();
-        QVERIFY(await([&] { return desktop.pasteboard->types().isEmpty(); }));
+        QVERIFY(await([&] { return desktop.pasteboard->contents().isEmpty(); }));
         desktop.runLoop.advance(afterSeconds);
         X11TestOwner other;
         other.own(text("x"));
@@ -98,7 +98,7 @@ private Q_SLOTS:
         manager.answerLate();
         QVERIFY(await([&] { return !desktop.pasteboard->isFetching(); }));
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("x"));
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("x"));
     }
 
     // What quits before it was read leaves something new behind.
@@ -112,7 +112,7 @@ private Q_SLOTS:
         X11TestOwner manager;
         owner.quit();
         manager.own(text("x"));
-        QVERIFY(await([&] { return desktop.pasteboard->types().isEmpty(); }));
+        QVERIFY(await([&] { return desktop.pasteboard->contents().isEmpty(); }));
         QVERIFY(desktop.fetchEnds());
         QCOMPARE(desktop.pasteboard->changeCount(), 2);
     }
@@ -164,7 +164,7 @@ private Q_SLOTS:
         if (isRead) {
             QVERIFY(desktop.fetchEnds());
             owner.quit();
-            QVERIFY(await([&] { return desktop.pasteboard->types().isEmpty(); }));
+            QVERIFY(await([&] { return desktop.pasteboard->contents().isEmpty(); }));
             desktop.runLoop.advance(1.0);
         } else {
             QTRY_COMPARE(desktop.pasteboard->changeCount(), 1);
@@ -204,7 +204,7 @@ private Q_SLOTS:
 
     void managerThatTakesOurContentsIsNoCopy() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSTIFFPboardType, "\x89PNG\r\n\x1a\n..."}});
+        desktop.pasteboard->write({.images = {"\x89PNG\r\n\x1a\n..."}});
         X11TestOwner manager;
         X11TestRequestor reader(manager.sharedConnection());
         reader.request("image/png");
@@ -212,8 +212,8 @@ private Q_SLOTS:
         manager.own({{"image/png", "\x89PNG\r\n\x1a\n..."}, {"application/x-manager", "1"}});
         QVERIFY(desktop.fetchEnds());
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
-        QCOMPARE(desktop.pasteboard->types(),
-                 (QStringList{NSTIFFPboardType, QStringLiteral("application/x-manager")}));
+        QCOMPARE(kinds(*desktop.pasteboard),
+                 (QStringList{QStringLiteral("image"), QStringLiteral("application/x-manager")}));
     }
 
     // A person copies what has just arrived, or a part of it.
@@ -230,7 +230,7 @@ private Q_SLOTS:
         QFETCH(double, afterSeconds);
         QFETCH(bool, isCopy);
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSURLPboardType, "http://example.org/a"}});
+        desktop.pasteboard->write({.url = QUrl(QStringLiteral("http://example.org/a"))});
         desktop.settle();
         X11TestOwner program;
         X11TestRequestor reader(program.sharedConnection());
@@ -241,8 +241,7 @@ private Q_SLOTS:
         program.own({{"UTF8_STRING", "http://example.org/a"}});
         QVERIFY(desktop.fetchEnds());
         QCOMPARE(desktop.pasteboard->changeCount(), isCopy ? 2 : 1);
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType),
-                 QStringLiteral("http://example.org/a"));
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("http://example.org/a"));
     }
 
     // The server gives the number of a client that has gone to the next one.
@@ -255,7 +254,7 @@ private Q_SLOTS:
         QFETCH(qsizetype, size);
         Desktop desktop;
         const QByteArray contents(size, 'x');
-        write(*desktop.pasteboard, {{NSStringPboardType, contents}});
+        desktop.pasteboard->write({.text = contents});
         X11TestOwner program;
         X11TestRequestor reader(program.sharedConnection());
         reader.request("UTF8_STRING");
@@ -269,12 +268,12 @@ private Q_SLOTS:
 
     void whoReadTheContentsBeforeHasNotReadTheseYet() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "first"}});
+        desktop.pasteboard->write({.text = "first"});
         X11TestOwner program;
         X11TestRequestor reader(program.sharedConnection());
         reader.request("UTF8_STRING");
         QVERIFY(answered(reader));
-        write(*desktop.pasteboard, {{NSStringPboardType, "second"}});
+        desktop.pasteboard->write({.text = "second"});
         desktop.settle();
         program.own({{"UTF8_STRING", "second"}});
         QVERIFY(desktop.fetchEnds());
@@ -283,7 +282,7 @@ private Q_SLOTS:
 
     void anotherClientCannotTakeTheClipboardInOurName() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "ours"}});
+        desktop.pasteboard->write({.text = "ours"});
         X11TestRequestor requestor;
         requestor.request("TARGETS");
         QVERIFY(answered(requestor));
@@ -299,10 +298,10 @@ private Q_SLOTS:
         desktop.settle();
         // An owner from before our next clip, of whom we hear only after it.
         other.own({{"UTF8_STRING", "older"}});
-        write(*desktop.pasteboard, {{NSStringPboardType, "newer"}});
+        desktop.pasteboard->write({.text = "newer"});
         desktop.settle();
         QVERIFY(!desktop.pasteboard->isFetching());
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("newer"));
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("newer"));
         QCOMPARE(desktop.pasteboard->changeCount(), 2);
     }
 
@@ -316,7 +315,7 @@ private Q_SLOTS:
         manager.own({{"UTF8_STRING", "older"}, {"application/x-kde-onlyReplaceEmpty", "1"}});
         QVERIFY(desktop.fetchEnds());
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("older"));
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("older"));
     }
 
     void whatNobodyReadIsTakenOverWithoutBeingACopy() {
@@ -349,20 +348,20 @@ private Q_SLOTS:
         owner.own({{"image/png", image}});
         QVERIFY(desktop.fetchEnds());
         desktop.pasteboard->releaseContents();
-        QVERIFY(desktop.pasteboard->types().isEmpty());
+        QVERIFY(desktop.pasteboard->contents().isEmpty());
         X11TestOwner manager;
         owner.quit();
         manager.own({{"image/png", image}});
         QVERIFY(desktop.fetchEnds());
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
-        QVERIFY(desktop.pasteboard->dataForType(NSTIFFPboardType) == image);
+        QVERIFY(desktop.pasteboard->contents().images.value(0) == image);
         // Nobody has asked for them again.
         desktop.pasteboard->releaseContents();
         desktop.pasteboard->setWatching(true);
         desktop.runLoop.advance(1.0);
         desktop.settle();
         QCOMPARE(manager.requestCount("image/png"), 1);
-        QVERIFY(desktop.pasteboard->types().isEmpty());
+        QVERIFY(desktop.pasteboard->contents().isEmpty());
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
     }
 

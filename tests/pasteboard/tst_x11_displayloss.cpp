@@ -3,8 +3,6 @@
 
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
-#include "platform/pasteboard/Pasteboard.h"
-#include "platform/pasteboard/backends/null/NullPasteboard.h"
 #include "platform/pasteboard/backends/x11/X11Pasteboard.h"
 #include "platform/session/Session.h"
 #include "platform/windows/backends/x11/X11ActiveApplication.h"
@@ -14,7 +12,6 @@
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::PasteboardType;
 using clipmule::tests::await;
 
 // A display server of the test's own, which dies.
@@ -45,9 +42,7 @@ private Q_SLOTS:
         XTestKeyboardEvents keyboard(connection);
         const X11ActiveApplication application(connection, {},
                                                std::make_unique<DesktopFiles>(QStringList()));
-        pasteboard->declareTypes({});
-        pasteboard->setStringForType(QStringLiteral("x"), NSStringPboardType);
-        pasteboard->commit();
+        pasteboard->write({.text = "x"});
         int losses = 0;
         whenDisplayIsLost({connection}, [&] { ++losses; });
 
@@ -56,11 +51,9 @@ private Q_SLOTS:
         QVERIFY(await([&] { return losses > 0; }));
         QCOMPARE(losses, 1);
         QVERIFY(connection->isLost());
-        QCOMPARE(pasteboard->types(), QStringList());
-        pasteboard->declareTypes({});
-        pasteboard->setStringForType(QStringLiteral("y"), NSStringPboardType);
-        pasteboard->commit();
-        QCOMPARE(pasteboard->types(), QStringList());
+        QVERIFY(pasteboard->contents().isEmpty());
+        pasteboard->write({.text = "y"});
+        QVERIFY(pasteboard->contents().isEmpty());
         pasteboard->setWatching(false);
         pasteboard->setWatching(true);
         keyboard.postKeyboardEvent('v', 9, true);
@@ -83,20 +76,16 @@ private Q_SLOTS:
         QTest::ignoreMessage(QtWarningMsg, "the keyboard layout has no key for this stroke, and "
                                            "none to spare");
         keyboard.postKeyboardEvent('v', 9, true);
-        pasteboard->declareTypes({});
-        pasteboard->setStringForType(QStringLiteral("y"), NSStringPboardType);
-        pasteboard->commit();
+        pasteboard->write({.text = "y"});
         QTest::ignoreMessage(QtWarningMsg, "the X11 display server has gone");
         QVERIFY(await([&] { return connection->isLost(); }));
-        QCOMPARE(pasteboard->types(), QStringList());
+        QVERIFY(pasteboard->contents().isEmpty());
     }
 
     void quittingHandOverEndsWithTheServer() {
         const auto connection = X11Connection::open(_display);
         const auto pasteboard = makePasteboard({connection});
-        pasteboard->declareTypes({});
-        pasteboard->setStringForType(QStringLiteral("y"), NSStringPboardType);
-        pasteboard->commit();
+        pasteboard->write({.text = "y"});
         int calls = 0;
         pasteboard->prepareToQuit([&] { ++calls; });
         QTest::ignoreMessage(QtWarningMsg, "the X11 display server has gone");
@@ -116,7 +105,7 @@ private Q_SLOTS:
         QVERIFY(!connection);
         qputenv("DISPLAY", display);
         const auto pasteboard = makePasteboard({connection});
-        QVERIFY(dynamic_cast<NullPasteboard *>(pasteboard.get()));
+        QCOMPARE(pasteboard->description(), QStringLiteral("none"));
         whenDisplayIsLost({connection}, [] {});
     }
 

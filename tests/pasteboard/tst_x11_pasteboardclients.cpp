@@ -2,11 +2,10 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/QtRunLoop.h"
-#include "platform/pasteboard/Pasteboard.h"
-#include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/session/Session.h"
 #include "platform/x11/X11Connection.h"
 #include "tests/pasteboard/Await.h"
+#include "tests/pasteboard/SampleContents.h"
 #include "tests/pasteboard/clients/ClientProcess.h"
 
 #include <QFile>
@@ -18,9 +17,10 @@
 #include <csignal>
 
 using namespace clipmule;
-using namespace clipmule::PasteboardType;
 using clipmule::tests::await;
 using clipmule::tests::ClientProcess;
+using clipmule::tests::kinds;
+using clipmule::tests::textOn;
 
 namespace {
 
@@ -85,28 +85,25 @@ private Q_SLOTS:
     void readsTextOfXclip() {
         QVERIFY(xclipCopies(QStringLiteral("UTF8_STRING"), umlauts.toUtf8()));
         QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
-        QCOMPARE(_pasteboard->types(), QStringList{NSStringPboardType});
-        QCOMPARE(_pasteboard->stringForType(NSStringPboardType), umlauts);
+        QCOMPARE(kinds(*_pasteboard), QStringList{QStringLiteral("text")});
+        QCOMPARE(textOn(*_pasteboard), umlauts);
         _xclip.kill();
         _xclip.waitForFinished();
-        QVERIFY(await([&] { return _pasteboard->types().isEmpty(); }));
+        QVERIFY(await([&] { return _pasteboard->contents().isEmpty(); }));
     }
 
     void readsTenMegabytesOfXclip() {
         const QByteArray png = contentsOf(pngPath());
         QVERIFY(xclipCopies(QStringLiteral("image/png"), png));
         QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
-        QVERIFY(_pasteboard->dataForType(NSTIFFPboardType) == png);
+        QVERIFY(_pasteboard->contents().images.value(0) == png);
         _xclip.kill();
         _xclip.waitForFinished();
     }
 
     void xclipReadsWhatWeOwn() {
         const QByteArray png = contentsOf(pngPath());
-        _pasteboard->declareTypes({});
-        _pasteboard->setStringForType(umlauts, NSStringPboardType);
-        _pasteboard->setDataForType(png, NSTIFFPboardType);
-        commit();
+        write({.text = umlauts.toUtf8(), .images = {png}});
         QCOMPARE(xclipReads(QStringLiteral("UTF8_STRING")), umlauts.toUtf8());
         QCOMPARE(xclipReads(QStringLiteral("text/plain;charset=utf-8")), umlauts.toUtf8());
         QVERIFY(xclipReads(QStringLiteral("image/png")) == png);
@@ -124,8 +121,8 @@ private Q_SLOTS:
                             QString::fromLatin1(umlauts.toUtf8().toHex())),
                  QStringLiteral("done"));
         QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
-        QCOMPARE(_pasteboard->types(), QStringList{NSStringPboardType});
-        QCOMPARE(_pasteboard->stringForType(NSStringPboardType), umlauts);
+        QCOMPARE(kinds(*_pasteboard), QStringList{QStringLiteral("text")});
+        QCOMPARE(textOn(*_pasteboard), umlauts);
     }
 
     void readsAnImageOfAToolkit_data() { toolkits(); }
@@ -136,8 +133,8 @@ private Q_SLOTS:
         QCOMPARE(client.ask(QStringLiteral("copy-image ") + pngPath()), QStringLiteral("done"));
         QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
         // One of the dozen formats that it offers.
-        QCOMPARE(_pasteboard->types(), QStringList{NSTIFFPboardType});
-        const QImage image = QImage::fromData(*_pasteboard->dataForType(NSTIFFPboardType));
+        QCOMPARE(kinds(*_pasteboard), QStringList{QStringLiteral("image")});
+        const QImage image = QImage::fromData(_pasteboard->contents().images.value(0));
         QVERIFY(image.convertToFormat(QImage::Format_RGB32) == noise());
     }
 
@@ -147,10 +144,8 @@ private Q_SLOTS:
         QCOMPARE(client.ask(QStringLiteral("copy-uris file:///a%20b.png file:///%C3%BC.png")),
                  QStringLiteral("done"));
         QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
-        const auto names = _pasteboard->propertyListForType(NSFilenamesPboardType);
-        QVERIFY(names);
-        QVERIFY(*names == PropertyList(PropertyList::List{QStringLiteral("/a b.png"),
-                                                          QStringLiteral("/ü.png")}));
+        QCOMPARE(_pasteboard->contents().files,
+                 (QStringList{QStringLiteral("/a b.png"), QStringLiteral("/ü.png")}));
     }
 
     void readsAUrlOfAToolkit() {
@@ -159,7 +154,7 @@ private Q_SLOTS:
         QCOMPARE(client.ask(QStringLiteral("copy-uris https://example.org/%C3%BC?a=b")),
                  QStringLiteral("done"));
         QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
-        QCOMPARE(_pasteboard->url(), QUrl(QStringLiteral("https://example.org/ü?a=b")));
+        QCOMPARE(_pasteboard->contents().url, QUrl(QStringLiteral("https://example.org/ü?a=b")));
     }
 
     void aToolkitReadsWhatWeOwn_data() { toolkits(); }
@@ -167,10 +162,7 @@ private Q_SLOTS:
         QFETCH(QString, toolkit);
         ClientProcess client(toolkit);
         QVERIFY(client.isReady());
-        _pasteboard->declareTypes({});
-        _pasteboard->setStringForType(umlauts, NSStringPboardType);
-        _pasteboard->setDataForType(contentsOf(pngPath()), NSTIFFPboardType);
-        commit();
+        write({.text = umlauts.toUtf8(), .images = {contentsOf(pngPath())}});
         QCOMPARE(client.ask(QStringLiteral("read-text")),
                  QStringLiteral("text ") + QString::fromLatin1(umlauts.toUtf8().toHex()));
         const QString path = _folder.filePath(QStringLiteral("read.png"));
@@ -185,9 +177,7 @@ private Q_SLOTS:
         QFETCH(QString, toolkit);
         ClientProcess client(toolkit);
         QVERIFY(client.isReady());
-        _pasteboard->declareTypes({});
-        _pasteboard->setPropertyListForType(PropertyList::List{pngPath()}, NSFilenamesPboardType);
-        commit();
+        write({.files = {pngPath()}});
         const QStringList targets =
             client.ask(QStringLiteral("read-targets")).split(u' ').sliced(1);
         QVERIFY(targets.contains(QStringLiteral("text/uri-list")));
@@ -216,10 +206,10 @@ private Q_SLOTS:
             RunLoop::current().performEvery(RunLoop::Seconds(0.001), [&] { ++turns; });
         QVERIFY(await([&] { return turns > 50; }));
         QCOMPARE(_pasteboard->changeCount(), 0);
-        QVERIFY(_pasteboard->types().isEmpty());
+        QVERIFY(_pasteboard->contents().isEmpty());
         ::kill(pid, SIGCONT);
         QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
-        QCOMPARE(_pasteboard->stringForType(NSStringPboardType), QStringLiteral("x"));
+        QCOMPARE(textOn(*_pasteboard), QStringLiteral("x"));
         _xclip.kill();
         _xclip.waitForFinished();
     }
@@ -228,8 +218,8 @@ private:
     QString pngPath() const { return _folder.filePath(QStringLiteral("noise.png")); }
 
     // On return the server knows; a client on another connection might be ahead of it otherwise.
-    void commit() {
-        _pasteboard->commit();
+    void write(const PasteboardContents &contents) {
+        _pasteboard->write(contents);
         (void)_display->reply(xcb_get_input_focus_reply, xcb_get_input_focus(_display->xcb()));
     }
 

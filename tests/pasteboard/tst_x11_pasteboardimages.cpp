@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/images/ImageCodec.h"
-#include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 #include "tests/pasteboard/X11TestRequestor.h"
@@ -10,10 +9,8 @@
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::PasteboardType;
 using clipmule::tests::answered;
 using clipmule::tests::await;
-using clipmule::tests::write;
 using clipmule::tests::X11TestOwner;
 using clipmule::tests::X11TestRequestor;
 using Desktop = clipmule::tests::X11Desktop;
@@ -34,10 +31,6 @@ QByteArray jpegOfNoise(int side) {
             image.setPixel(x, y, random = random * 1664525 + 1013904223);
     }
     return ImageCodec::jpeg(image, 0.9);
-}
-
-QByteArray fileList() {
-    return PropertyListSerialization::xml(PropertyList::List{QStringLiteral("/tmp/a.jpg")});
 }
 
 QStringList targetsOfOurs() {
@@ -61,7 +54,7 @@ private Q_SLOTS:
     void aJpegIsPastedAsPng() {
         Desktop desktop;
         const QByteArray jpeg = jpegOf({40, 30});
-        write(*desktop.pasteboard, {{NSTIFFPboardType, jpeg}});
+        desktop.pasteboard->write({.images = {jpeg}});
         QCOMPARE(targetsOfOurs(),
                  (QStringList{QStringLiteral("image/jpeg"), QStringLiteral("image/png")}));
         X11TestRequestor first;
@@ -87,7 +80,7 @@ private Q_SLOTS:
     void severalTargetsWaitForTheirPng() {
         Desktop desktop;
         const QByteArray jpeg = jpegOf({40, 30});
-        write(*desktop.pasteboard, {{NSTIFFPboardType, jpeg}, {NSStringPboardType, "text"}});
+        desktop.pasteboard->write({.text = "text", .images = {jpeg}});
         X11TestRequestor several;
         X11TestRequestor text;
         several.requestMultiple({"image/png", "A", "UTF8_STRING", "B"});
@@ -101,7 +94,7 @@ private Q_SLOTS:
 
     void aDamagedImageIsRefused() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSTIFFPboardType, QByteArray("GIF89a").append(100, '\xff')}});
+        desktop.pasteboard->write({.images = {QByteArray("GIF89a").append(100, '\xff')}});
         QVERIFY(targetsOfOurs().contains(QStringLiteral("image/png")));
         X11TestRequestor requestor;
         requestor.request("image/png");
@@ -120,13 +113,13 @@ private Q_SLOTS:
         QFETCH(bool, isOurs);
         Desktop desktop;
         X11TestOwner other;
-        write(*desktop.pasteboard, {{NSTIFFPboardType, jpegOf({3000, 2000})}});
+        desktop.pasteboard->write({.images = {jpegOf({3000, 2000})}});
         // The server serves the request before the change that follows it.
         X11TestRequestor requestor;
         requestor.request("image/png");
         desktop.settle();
         if (isOurs)
-            write(*desktop.pasteboard, {{NSTIFFPboardType, jpegOf({3, 2})}});
+            desktop.pasteboard->write({.images = {jpegOf({3, 2})}});
         else
             other.own({{"UTF8_STRING", "theirs"}});
         QVERIFY(answered(requestor));
@@ -150,7 +143,7 @@ private Q_SLOTS:
         QFETCH(int, count);
         QFETCH(int, refused);
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSTIFFPboardType, jpegOf({1000, 1000})}});
+        desktop.pasteboard->write({.images = {jpegOf({1000, 1000})}});
         std::vector<std::unique_ptr<X11TestRequestor>> requestors;
         for (int index = 0; index < count; ++index) {
             requestors.push_back(std::make_unique<X11TestRequestor>());
@@ -165,7 +158,7 @@ private Q_SLOTS:
 
     void whoDiesWhileWaitingDisturbsNobody() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSTIFFPboardType, jpegOf({1000, 1000})}});
+        desktop.pasteboard->write({.images = {jpegOf({1000, 1000})}});
         X11TestRequestor dying;
         X11TestRequestor living;
         dying.request("image/png");
@@ -186,7 +179,7 @@ private Q_SLOTS:
         QFETCH(int, side);
         QFETCH(bool, isLarge);
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSTIFFPboardType, jpegOfNoise(side)}});
+        desktop.pasteboard->write({.images = {jpegOfNoise(side)}});
         X11TestRequestor requestor;
         requestor.request("image/png");
         QVERIFY(answered(requestor));
@@ -208,8 +201,8 @@ private Q_SLOTS:
         QFETCH(int, audience);
         QFETCH(bool, isListed);
         Desktop desktop([&] { return PasteboardAudience(audience); });
-        write(*desktop.pasteboard,
-              {{NSFilenamesPboardType, fileList()}, {NSTIFFPboardType, jpegOf({3, 2})}});
+        desktop.pasteboard->write(
+            {.images = {jpegOf({3, 2})}, .files = {QStringLiteral("/tmp/a.jpg")}});
         const QStringList others{QStringLiteral("x-special/gnome-copied-files"),
                                  QStringLiteral("image/jpeg"), QStringLiteral("image/png")};
         QCOMPARE(targetsOfOurs(),
@@ -225,7 +218,7 @@ private Q_SLOTS:
     void theListFollowsTheWindowInFront() {
         PasteboardAudience audience = PasteboardAudience::Other;
         Desktop desktop([&] { return audience; });
-        write(*desktop.pasteboard, {{NSURLPboardType, "http://a.org/"}});
+        desktop.pasteboard->write({.url = QUrl(QStringLiteral("http://a.org/"))});
         const QString html = QStringLiteral("text/html");
         QVERIFY(targetsOfOurs().contains(html));
         audience = PasteboardAudience::Spreadsheet;
@@ -239,8 +232,8 @@ private Q_SLOTS:
 
     void everybodyIsOfferedEverythingWithoutAnAudience() {
         Desktop desktop;
-        write(*desktop.pasteboard,
-              {{NSFilenamesPboardType, fileList()}, {NSTIFFPboardType, jpegOf({3, 2})}});
+        desktop.pasteboard->write(
+            {.images = {jpegOf({3, 2})}, .files = {QStringLiteral("/tmp/a.jpg")}});
         QVERIFY(targetsOfOurs().contains(QStringLiteral("text/uri-list")));
     }
 };

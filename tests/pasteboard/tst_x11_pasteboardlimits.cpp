@@ -10,9 +10,10 @@
 
 using namespace clipmule;
 using clipmule::tests::await;
+using clipmule::tests::kinds;
+using clipmule::tests::textOn;
 using Desktop = clipmule::tests::X11Desktop;
 using clipmule::tests::X11TestOwner;
-using namespace clipmule::PasteboardType;
 
 namespace {
 
@@ -56,8 +57,8 @@ private Q_SLOTS:
                 {{.target = "image/png", .data = "png", .pieceBytes = 100, .announced = announced},
                  {"UTF8_STRING", "text"}});
         QVERIFY(desktop.fetchEnds());
-        QCOMPARE(desktop.pasteboard->types().contains(NSTIFFPboardType), isTaken);
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("text"));
+        QCOMPARE(kinds(*desktop.pasteboard).contains(QStringLiteral("image")), isTaken);
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("text"));
         // The owner is not left waiting.
         QVERIFY(await([&] { return !owner.isTransferring(); }));
     }
@@ -84,7 +85,7 @@ private Q_SLOTS:
                     .data = QByteArray(size, 'x'),
                     .pieceBytes = 8 * 1024 * 1024}});
         QVERIFY(desktop.fetchEnds());
-        QCOMPARE(desktop.pasteboard->dataForType(NSTIFFPboardType)->size(), size);
+        QCOMPARE(desktop.pasteboard->contents().images.value(0).size(), size);
     }
 
     void nativeContentsAreLimitedMore_data() {
@@ -105,14 +106,16 @@ private Q_SLOTS:
                    {.target = "image/png", .data = QByteArray(size + 1, 'x'), .pieceBytes = piece},
                    {"UTF8_STRING", "text"}});
         QVERIFY(desktop.fetchEnds());
-        QCOMPARE(desktop.pasteboard->dataForType(QStringLiteral("x.first")), "123");
-        QCOMPARE(desktop.pasteboard->dataForType(QStringLiteral("x.second")).has_value(), isTaken);
-        QCOMPARE(desktop.pasteboard->dataForType(NSTIFFPboardType)->size(), size + 1);
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("text"));
+        QCOMPARE(desktop.pasteboard->contents().others.value(QStringLiteral("x.first")), "123");
+        QCOMPARE(
+            desktop.pasteboard->contents().others.value(QStringLiteral("x.second")).has_value(),
+            isTaken);
+        QCOMPARE(desktop.pasteboard->contents().images.value(0).size(), size + 1);
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("text"));
         // The next copy has the whole of it again.
         owner.own({{.target = "x.second", .data = QByteArray(size - 3, 'x'), .pieceBytes = piece}});
         QVERIFY(desktop.fetchEnds());
-        QVERIFY(desktop.pasteboard->dataForType(QStringLiteral("x.second")));
+        QVERIFY(desktop.pasteboard->contents().others.value(QStringLiteral("x.second")));
     }
 
     // The run loop's own heartbeat: the longest that one turn of it kept the thread busy, owner's
@@ -136,7 +139,7 @@ private Q_SLOTS:
             ++turns;
         }
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
-        QCOMPARE(desktop.pasteboard->dataForType(NSTIFFPboardType)->size(), data.size());
+        QCOMPARE(desktop.pasteboard->contents().images.value(0).size(), data.size());
         qInfo("%d turns, the longest %.1f ms of processor time", turns, longest * 1000);
         QVERIFY(turns > 100);
         QVERIFY2(longest < 0.05, qPrintable(QString::number(longest)));

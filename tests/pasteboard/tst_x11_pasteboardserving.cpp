@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 #include "tests/pasteboard/X11TestRequestor.h"
@@ -9,10 +8,9 @@
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::PasteboardType;
 using clipmule::tests::answered;
 using clipmule::tests::await;
-using clipmule::tests::write;
+using clipmule::tests::textOn;
 using clipmule::tests::X11TestOwner;
 using clipmule::tests::X11TestRequestor;
 using Desktop = clipmule::tests::X11Desktop;
@@ -41,9 +39,9 @@ private Q_SLOTS:
 
     void commitCountsAndIsReadBackAtOnce() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "x"}});
+        desktop.pasteboard->write({.text = "x"});
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("x"));
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("x"));
         // Our own taking comes back as an event, which is no copy.
         desktop.settle();
         desktop.runLoop.advance(1.0);
@@ -54,7 +52,7 @@ private Q_SLOTS:
 
     void targetsAreListed() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "\xe2\x82\xac"}, {publicHtml, "<b>"}});
+        desktop.pasteboard->write({.text = "\xe2\x82\xac", .html = "<b>"});
         X11TestRequestor requestor;
         requestor.request("TARGETS");
         QVERIFY(answered(requestor));
@@ -86,9 +84,10 @@ private Q_SLOTS:
     void everyTargetIsServedInItsType() {
         QFETCH(QByteArray, target);
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "caf\xc3\xa9"},
-                                    {QStringLiteral("org.example"), QByteArray("\0\1", 2)},
-                                    {QStringLiteral("org.empty"), QByteArray("")}});
+        desktop.pasteboard->write(
+            {.text = "caf\xc3\xa9",
+             .others = {{QStringLiteral("org.example"), QByteArray("\0\1", 2)},
+                        {QStringLiteral("org.empty"), QByteArray("")}}});
         X11TestRequestor requestor;
         requestor.request(target);
         QVERIFY(answered(requestor));
@@ -98,7 +97,7 @@ private Q_SLOTS:
 
     void whatIsNotOfferedIsRefused() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "x"}});
+        desktop.pasteboard->write({.text = "x"});
         X11TestRequestor requestor;
         requestor.request("image/png");
         QVERIFY(answered(requestor));
@@ -107,7 +106,7 @@ private Q_SLOTS:
 
     void timestampIsTheTimeOfTaking() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "x"}});
+        desktop.pasteboard->write({.text = "x"});
         X11TestRequestor requestor;
         requestor.request("TIMESTAMP");
         QVERIFY(answered(requestor));
@@ -123,7 +122,7 @@ private Q_SLOTS:
 
     void saveTargetsHasNoValue() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "x"}});
+        desktop.pasteboard->write({.text = "x"});
         X11TestRequestor requestor;
         requestor.request("SAVE_TARGETS");
         QVERIFY(answered(requestor));
@@ -133,7 +132,7 @@ private Q_SLOTS:
 
     void severalTargetsInOneRequest() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "x"}, {publicHtml, "<b>"}});
+        desktop.pasteboard->write({.text = "x", .html = "<b>"});
         X11TestRequestor requestor;
         requestor.requestMultiple({"UTF8_STRING", "A", "image/png", "B", "text/html", "C"});
         QVERIFY(answered(requestor));
@@ -151,7 +150,7 @@ private Q_SLOTS:
         Desktop desktop;
         const QByteArray text(700'000, 'x');
         const QByteArray html = numbered(600'000);
-        write(*desktop.pasteboard, {{NSStringPboardType, text}, {publicHtml, html}});
+        desktop.pasteboard->write({.text = text, .html = html});
         X11TestRequestor requestor;
         requestor.requestMultiple({"UTF8_STRING", "A", "image/png", "B", "text/html", "C",
                                    "TIMESTAMP", "D", "MULTIPLE", "E"});
@@ -189,29 +188,29 @@ private Q_SLOTS:
             return answered(requestor) ? requestor.names() : QStringList();
         };
         const auto contentsOf = [](int from, int count) {
-            QList<PasteboardContents::Representation> contents{{NSStringPboardType, "x"}};
+            PasteboardContents contents{.text = "x"};
             for (int index = from; index < from + count; ++index)
-                contents.append({QStringLiteral("x.made-up.%1").arg(index), "y"});
+                contents.others.insert(QStringLiteral("x.made-up.%1").arg(index), "y");
             return contents;
         };
         const auto madeUp = [](const QStringList &names) {
             return names.filter(QStringLiteral("x.made-up")).size();
         };
-        write(*desktop.pasteboard, contentsOf(0, 200));
+        desktop.pasteboard->write(contentsOf(0, 200));
         QCOMPARE(madeUp(offered()), 200);
-        write(*desktop.pasteboard, contentsOf(1000, X11Connection::mostNewNames - 201));
+        desktop.pasteboard->write(contentsOf(1000, X11Connection::mostNewNames - 201));
         QCOMPARE(madeUp(offered()), X11Connection::mostNewNames - 201);
         QTest::ignoreMessage(QtWarningMsg,
                              "phones have named 256 kinds of contents that this desktop does not "
                              "know; further ones are left out");
-        write(*desktop.pasteboard, contentsOf(2000, 2));
+        desktop.pasteboard->write(contentsOf(2000, 2));
         QCOMPARE(madeUp(offered()), 1);
-        write(*desktop.pasteboard, contentsOf(3000, 2));
+        desktop.pasteboard->write(contentsOf(3000, 2));
         const QStringList last = offered();
         QCOMPARE(madeUp(last), 0);
         QVERIFY(last.contains(QStringLiteral("UTF8_STRING")));
         // Names that are known are as good as ever.
-        write(*desktop.pasteboard, contentsOf(0, 200));
+        desktop.pasteboard->write(contentsOf(0, 200));
         QCOMPARE(madeUp(offered()), 200);
     }
 
@@ -229,11 +228,11 @@ private Q_SLOTS:
         // There is nothing of ours to offer.
         desktop.pasteboard->offerAsSelection();
         QCOMPARE(selected("UTF8_STRING"), QByteArray("(refused)"));
-        write(*desktop.pasteboard, {{NSStringPboardType, "ours"}});
+        desktop.pasteboard->write({.text = "ours"});
         QCOMPARE(selected("UTF8_STRING"), QByteArray("(refused)"));
         desktop.pasteboard->offerAsSelection();
         QCOMPARE(selected("UTF8_STRING"), QByteArray("ours"));
-        write(*desktop.pasteboard, {{NSStringPboardType, "newer"}});
+        desktop.pasteboard->write({.text = "newer"});
         QCOMPARE(selected("UTF8_STRING"), QByteArray("newer"));
         QCOMPARE(desktop.pasteboard->changeCount(), 2);
         // Somebody selects, and nothing of ours is asked for.
@@ -242,12 +241,12 @@ private Q_SLOTS:
                                 XCB_CURRENT_TIME);
         other.connection().flush();
         QCOMPARE(selected("UTF8_STRING"), QByteArray("(refused)"));
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("newer"));
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("newer"));
     }
 
     void requestForSeveralWithoutPairsIsRefused() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "x"}});
+        desktop.pasteboard->write({.text = "x"});
         X11TestRequestor requestor;
         requestor.request("MULTIPLE");
         QVERIFY(answered(requestor));
@@ -268,7 +267,7 @@ private Q_SLOTS:
         QFETCH(int, pieces);
         const QByteArray data = picture(size);
         Desktop desktop;
-        write(*desktop.pasteboard, {{publicPng, data}});
+        desktop.pasteboard->write({.images = {data}});
         X11TestRequestor requestor;
         requestor.request("image/png");
         QVERIFY(answered(requestor));
@@ -282,7 +281,7 @@ private Q_SLOTS:
     void manyAreServedAtOnce() {
         const QByteArray data = picture(1'000'000);
         Desktop desktop;
-        write(*desktop.pasteboard, {{publicPng, data}});
+        desktop.pasteboard->write({.images = {data}});
         std::vector<std::unique_ptr<X11TestRequestor>> requestors;
         for (size_t index = 0; index < X11SelectionOwner::maximumTransfers; ++index) {
             requestors.push_back(std::make_unique<X11TestRequestor>());
@@ -311,7 +310,7 @@ private Q_SLOTS:
     void dyingRequestorDisturbsNobody() {
         const QByteArray data = picture(2'000'000);
         Desktop desktop;
-        write(*desktop.pasteboard, {{publicPng, data}});
+        desktop.pasteboard->write({.images = {data}});
         X11TestRequestor dying;
         dying.request("image/png", 2);
         X11TestRequestor other;
@@ -326,7 +325,7 @@ private Q_SLOTS:
 
     void requestorThatDiedBeforeItsAnswerDisturbsNobody() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{publicPng, picture(1'000'000)}, {NSStringPboardType, "x"}});
+        desktop.pasteboard->write({.text = "x", .images = {picture(1'000'000)}});
         X11TestRequestor dying;
         for (const char *target : {"UTF8_STRING", "image/png", "MULTIPLE", "TARGETS"})
             dying.request(target);
@@ -341,7 +340,7 @@ private Q_SLOTS:
 
     void stalledRequestorIsGivenUp() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{publicPng, picture(1'000'000)}});
+        desktop.pasteboard->write({.images = {picture(1'000'000)}});
         X11TestRequestor requestor;
         requestor.request("image/png", 2);
         QVERIFY(await([&] { return requestor.piecesTaken() == 2; }));
@@ -355,11 +354,11 @@ private Q_SLOTS:
     void transferKeepsTheDataItBeganWith() {
         const QByteArray data = picture(1'000'000);
         Desktop desktop;
-        write(*desktop.pasteboard, {{publicPng, data}});
+        desktop.pasteboard->write({.images = {data}});
         X11TestRequestor requestor;
         requestor.request("image/png");
         QVERIFY(await([&] { return requestor.piecesTaken() == 1; }));
-        write(*desktop.pasteboard, {{NSStringPboardType, "x"}});
+        desktop.pasteboard->write({.text = "x"});
         QVERIFY(answered(requestor));
         QVERIFY(requestor.data() == data);
     }
@@ -367,7 +366,7 @@ private Q_SLOTS:
     // Anybody may name any window as the one that asks.
     void ourOwnWindowsAreNotServed() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{publicPng, picture(1'000'000)}});
+        desktop.pasteboard->write({.images = {picture(1'000'000)}});
         desktop.settle();
         const xcb_window_t reader = desktop.connection->createWindow();
         xcb_connection_t *xcb = desktop.connection->xcb();
@@ -380,12 +379,12 @@ private Q_SLOTS:
 
     void losingTheClipboardEndsServing() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "ours"}});
+        desktop.pasteboard->write({.text = "ours"});
         X11TestOwner owner;
         owner.own({{"UTF8_STRING", "theirs"}});
         QVERIFY(desktop.fetchEnds());
         QCOMPARE(desktop.pasteboard->changeCount(), 2);
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("theirs"));
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("theirs"));
     }
 
     void theLastOfSeveralCommitsIsServed() {
@@ -393,7 +392,7 @@ private Q_SLOTS:
         X11TestOwner owner;
         owner.own({{"UTF8_STRING", "theirs"}});
         for (int number = 1; number <= 20; ++number)
-            write(*desktop.pasteboard, {{NSStringPboardType, QByteArray::number(number)}});
+            desktop.pasteboard->write({.text = QByteArray::number(number)});
         X11TestRequestor requestor;
         requestor.request("UTF8_STRING");
         QVERIFY(answered(requestor));
@@ -401,12 +400,12 @@ private Q_SLOTS:
         desktop.runLoop.advance(1.0);
         desktop.settle();
         QCOMPARE(desktop.pasteboard->changeCount(), 20);
-        QCOMPARE(desktop.pasteboard->stringForType(NSStringPboardType), QStringLiteral("20"));
+        QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("20"));
     }
 
     void quitWithoutAManagerIsImmediate() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "x"}});
+        desktop.pasteboard->write({.text = "x"});
         bool isDone = false;
         desktop.pasteboard->prepareToQuit([&] { isDone = true; });
         QVERIFY(await([&] { return isDone; }));
@@ -422,7 +421,7 @@ private Q_SLOTS:
 
     void quitWaitsForTheManagerUntilItHasTheContents() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "x"}});
+        desktop.pasteboard->write({.text = "x"});
         Manager manager;
         bool isDone = false;
         desktop.pasteboard->prepareToQuit([&] { isDone = true; });
@@ -437,11 +436,9 @@ private Q_SLOTS:
     // The files go with us, and no manager waits for a PNG.
     void quitHandsOverWhatStays() {
         Desktop desktop;
-        const QByteArray files =
-            PropertyListSerialization::xml(PropertyList::List{QStringLiteral("/tmp/a.jpg")});
-        write(*desktop.pasteboard, {{NSFilenamesPboardType, files},
-                                    {NSTIFFPboardType, "\xff\xd8\xff\xe0"},
-                                    {publicHtml, "<b>"}});
+        desktop.pasteboard->write({.html = "<b>",
+                                   .images = {"\xff\xd8\xff\xe0"},
+                                   .files = {QStringLiteral("/tmp/a.jpg")}});
         Manager manager;
         desktop.pasteboard->prepareToQuit([] {});
         QVERIFY(await([&] { return manager.wasAsked; }));
@@ -455,7 +452,7 @@ private Q_SLOTS:
 
     void quitDoesNotWaitLongForAManager() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "x"}});
+        desktop.pasteboard->write({.text = "x"});
         Manager manager;
         int calls = 0;
         desktop.pasteboard->prepareToQuit([&] { ++calls; });
@@ -471,7 +468,7 @@ private Q_SLOTS:
 
     void quitEndsWhenTheManagerTakesTheClipboard() {
         Desktop desktop;
-        write(*desktop.pasteboard, {{NSStringPboardType, "x"}});
+        desktop.pasteboard->write({.text = "x"});
         Manager manager;
         bool isDone = false;
         desktop.pasteboard->prepareToQuit([&] { isDone = true; });

@@ -170,7 +170,7 @@ void X11Pasteboard::fetched(const std::optional<PasteboardContents> &fetchedCont
         const bool isCopy = !fetchedContents->isEmpty() && !isTakeover(*fetchedContents);
         setContents(*fetchedContents);
         remember(*fetchedContents);
-        if (fetchedContents->contains(PasteboardMarker::passwordHint))
+        if (fetchedContents->others.contains(PasteboardMarker::passwordHint))
             rememberSecret(*fetchedContents);
         _last.reset();
         if (isCopy)
@@ -184,7 +184,7 @@ void X11Pasteboard::fetched(const std::optional<PasteboardContents> &fetchedCont
 bool X11Pasteboard::isTakeover(const PasteboardContents &fetched) const {
     // A manager that fills an empty clipboard from its history may say so.
     static const QString replacement = QStringLiteral("application/x-kde-onlyReplaceEmpty");
-    if (fetched.contains(replacement) || isSecretWithoutItsMark(fetched))
+    if (fetched.others.contains(replacement) || isSecretWithoutItsMark(fetched))
         return true;
     if (!_taking.mayBeTakeover())
         return false;
@@ -202,7 +202,7 @@ bool X11Pasteboard::isTakeover(const PasteboardContents &fetched) const {
 // Managers that put a password back leave out what marked it as one, and need not be quick. The
 // program that marked it knows what it does.
 bool X11Pasteboard::isSecretWithoutItsMark(const PasteboardContents &contents) const {
-    if (_secrets.empty() || contents.contains(PasteboardMarker::passwordHint))
+    if (_secrets.empty() || contents.others.contains(PasteboardMarker::passwordHint))
         return false;
     const PasteboardFingerprint fingerprint(contents);
     return std::any_of(_secrets.cbegin(), _secrets.cend(), [&](const Secret &secret) {
@@ -268,12 +268,12 @@ void X11Pasteboard::publish() {
     ++_ownEventsToCome;
     _currentOwner = _owner.window();
     remember(contents());
-    _owner.own(PasteboardTypes::offers(contents()));
+    _owner.own(PasteboardOffers::offers(contents()));
 }
 
 void X11Pasteboard::releaseContents() {
     const PasteboardContents before = contents();
-    StagedPasteboard::releaseContents();
+    Pasteboard::releaseContents();
     if (!before.isEmpty() && contents().isEmpty())
         _last = PasteboardFingerprint(before);
 }

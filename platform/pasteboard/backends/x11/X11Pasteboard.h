@@ -5,7 +5,6 @@
 
 #include "platform/foundation/RunLoop.h"
 #include "platform/pasteboard/PasteboardFingerprint.h"
-#include "platform/pasteboard/StagedPasteboard.h"
 #include "platform/pasteboard/backends/x11/X11SelectionOwner.h"
 #include "platform/pasteboard/backends/x11/X11SelectionReader.h"
 #include "platform/x11/X11Connection.h"
@@ -35,7 +34,7 @@ namespace clipmule {
 ///
 /// What we commit is served to other clients from the run loop; the reading calls answer from it
 /// without asking the display.
-class X11Pasteboard final : public StagedPasteboard, private X11Observer {
+class X11Pasteboard final : public Pasteboard, private X11Observer {
 public:
     /// A burst of owners (one quits, a manager follows) is one change; the poll looks twice a
     /// second.

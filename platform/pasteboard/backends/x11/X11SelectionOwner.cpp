@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/pasteboard/backends/x11/X11SelectionOwner.h"
-#include "platform/pasteboard/Log.h"
 
+#include "platform/foundation/Log.h"
 #include "platform/foundation/Memory.h"
 
 #include <algorithm>
@@ -29,10 +29,10 @@ X11SelectionOwner::~X11SelectionOwner() {
     _connection->flush();
 }
 
-void X11SelectionOwner::own(QList<PasteboardTypes::Offer> offers) {
+void X11SelectionOwner::own(QList<PasteboardOffers::Offer> offers) {
     QList<QByteArray> names;
     QList<QByteArray> foreignNames;
-    for (const PasteboardTypes::Offer &offer : std::as_const(offers)) {
+    for (const PasteboardOffers::Offer &offer : std::as_const(offers)) {
         if (offer.isForeign)
             foreignNames << offer.target.toLatin1();
         else
@@ -43,7 +43,7 @@ void X11SelectionOwner::own(QList<PasteboardTypes::Offer> offers) {
     refuseWaiting();
     _offers.clear();
     _readers.clear();
-    for (const PasteboardTypes::Offer &offer : std::as_const(offers)) {
+    for (const PasteboardOffers::Offer &offer : std::as_const(offers)) {
         QList<xcb_atom_t> &named = offer.isForeign ? foreignAtoms : atoms;
         const xcb_atom_t target = named.takeFirst();
         const xcb_atom_t type = offer.isForeign ? target : named.takeFirst();

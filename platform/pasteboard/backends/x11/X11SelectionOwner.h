@@ -46,7 +46,7 @@ public:
 
     [[nodiscard]] xcb_window_t window() const { return _window; }
     /// Takes the selection. Transfers under way keep the data they began with.
-    void own(QList<PasteboardTypes::Offer> offers);
+    void own(QList<PasteboardOffers::Offer> offers);
     /// Takes the PRIMARY selection too, while the other is ours: the same is offered there, and
     /// what comes after it, until somebody selects something.
     void ownSelection();
