@@ -6,7 +6,7 @@
 #include "Common/Categories/ZRKNSStringCategory.h"
 #include "model/ClipboardStore.h"
 #include "model/DataFile.h"
-#include "model/RecordFields.h"
+#include "model/RecordForms.h"
 #include "platform/foundation/PlatformException.h"
 #include "support/ZRKNotificationCenter.h"
 
@@ -195,43 +195,26 @@ QStringList ZRKClipmuleClipboard::archivedClassNames() const {
     return {QStringLiteral("ZRKClipmuleClipboard"), QStringLiteral("NSObject")};
 }
 
-const RecordFields<ZRKClipmuleClipboard> &ZRKClipmuleClipboard::fields() {
-    using Board = ZRKClipmuleClipboard;
-    static const RecordFields<Board> list{
-        {.key = QStringLiteral("oid"),
-         .encode =
-             [](Board &board, Encoder &coder, const QString &key) {
-                 // An archive without keys has no id for a board that nobody has asked for one.
-                 if (coder.allowsKeyedCoding())
-                     (void)board.oid();
-                 coder.encodeObject(board._oid, key);
-             },
-         .decode = [](Board &board, Decoder &coder,
-                      const QString &key) { board._oid = coder.decodeString(key); }},
-        {.key = QStringLiteral("title"),
-         .encode = [](Board &board, Encoder &coder,
-                      const QString &key) { coder.encodeObject(board.title(), key); },
-         .decode = [](Board &board, Decoder &coder,
-                      const QString &key) { board._title = coder.decodeString(key); }},
-        {.key = QStringLiteral("iconName"),
-         .encode = [](Board &board, Encoder &coder,
-                      const QString &key) { coder.encodeObject(board.iconName(), key); },
-         .decode = [](Board &board, Decoder &coder,
-                      const QString &key) { board._iconName = coder.decodeString(key); }},
-        {.key = QStringLiteral("count"),
-         .encode = [](Board &board, Encoder &coder,
-                      const QString &key) { coder.encodeObject(quint32(board._count), key); },
-         .decode =
-             [](Board &board, Decoder &coder, const QString &key) {
-                 const std::optional<PropertyList> count = coder.decodeNumber(key);
-                 board._count =
-                     count ? quint32(count->unsignedValue()) : quint64(board.items().size());
-             }}};
-    return list;
+// All that the archive of a clipboard holds, in the order of archives without keys.
+template <typename Form>
+void ZRKClipmuleClipboard::list(Form &form) {
+    form.archived(QStringLiteral("oid"), _oid);
+    form.archived(
+        QStringLiteral("title"), [&] { return title(); }, [&](auto title) { _title = title; });
+    form.archived(
+        QStringLiteral("iconName"), [&] { return std::optional(iconName()); },
+        [&](auto name) { _iconName = name; });
+    form.archived(
+        QStringLiteral("count"), [&] { return std::optional(quint32(_count)); },
+        [&](auto count) { _count = count ? *count : quint64(items().size()); });
 }
 
 void ZRKClipmuleClipboard::encodeWithCoder(Encoder &coder) {
-    encodeFields(fields(), *this, coder);
+    // An archive without keys holds no id for a clipboard that nobody has asked for one.
+    if (coder.allowsKeyedCoding())
+        (void)oid();
+    RecordForms::ArchiveWriter writer(coder);
+    list(writer);
     const auto store = _store.lock();
     // Clips that were never loaded are in their file as they are.
     const bool areClipsSaved = !_items || !(_itemsDirty || isAnyLoadedClipDirty()) ||
@@ -242,7 +225,8 @@ void ZRKClipmuleClipboard::encodeWithCoder(Encoder &coder) {
 
 void ZRKClipmuleClipboard::initWithCoder(Decoder &coder) {
     _isDirty = false;
-    decodeFields(fields(), *this, coder);
+    RecordForms::ArchiveReader reader(coder);
+    list(reader);
 }
 
 } // namespace clipmule

@@ -105,8 +105,6 @@ public:
     /// Deletes the files of every clip and of the list.
     void erase();
 
-    /// All that the archive of a clipboard holds.
-    [[nodiscard]] static const QList<RecordField<ZRKClipmuleClipboard>> &fields();
     [[nodiscard]] QStringList archivedClassNames() const override;
     /// Writes the file of the clips as well when it needs to be.
     void encodeWithCoder(Encoder &coder) override;
@@ -118,6 +116,8 @@ public:
     [[nodiscard]] QString description() const override;
 
 private:
+    template <typename Form>
+    void list(Form &form);
     [[nodiscard]] Clips &loadedItems();
     [[nodiscard]] bool isAnyLoadedClipDirty() const;
     void postChange(const QString &name, const QString &clipsName,

@@ -5,12 +5,19 @@
 
 #include "Common/Categories/ZRKNSArrayCategory.h"
 #include "Common/Categories/ZRKNSStringCategory.h"
-#include "model/RecordFields.h"
+#include "model/RecordForms.h"
 #include "platform/foundation/PlatformException.h"
 
 #include <algorithm>
 
 namespace clipmule {
+
+namespace {
+
+// The key of the items, whose number is looked at before they are read.
+const QString itemsKey = QStringLiteral("items");
+
+} // namespace
 
 ZRKClipmuleData::ZRKClipmuleData()
     : _creationDate(Date::now()) {}
@@ -63,86 +70,42 @@ std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::initWithImageData(const QByteA
     return initWithImageDatas({imageData});
 }
 
-const RecordFields<ZRKClipmuleData> &ZRKClipmuleData::fields() {
-    using Clip = ZRKClipmuleData;
-    using Field = RecordField<Clip>;
-    static const RecordFields<Clip> list{
-        Field::ofText<&Clip::_oid>(QStringLiteral("oid")),
-        {.key = QStringLiteral("creationDate"),
-         .encode = [](Clip &clip, Encoder &coder,
-                      const QString &key) { coder.encodeObject(clip._creationDate, key); },
-         .decode =
-             [](Clip &clip, Decoder &coder, const QString &key) {
-                 clip._creationDate = coder.decodeDate(key);
-                 if (!clip._creationDate)
-                     clip._creationDate = Date::now();
-             },
-         .write =
-             [](const Clip &clip) {
-                 if (!clip._creationDate)
-                     throw PlatformException(QStringLiteral("InvalidArgument"),
-                                             QStringLiteral("the clip has no creation date"));
-                 return std::optional(PropertyList(*clip._creationDate));
-             },
-         .read =
-             [](Clip &clip, const PropertyList *date) {
-                 clip._creationDate = date ? std::optional(date->date()) : std::nullopt;
-             }},
-        Field::ofText<&Clip::_title>(QStringLiteral("title")),
-        {.key = QStringLiteral("items"),
-         .encode = [](Clip &clip, Encoder &coder,
-                      const QString &key) { coder.encodeObject(clip._items, key); },
-         .decode =
-             [](Clip &clip, Decoder &coder, const QString &key) {
-                 for (const auto &item :
-                      coder.decodeObjectsOfClass<ZRKClipmuleDataItem>(key).value_or(Items()))
-                     clip.append(item);
-             },
-         .write =
-             [](const Clip &clip) {
-                 PropertyList::List items;
-                 items.reserve(clip._items.size());
-                 for (const auto &item : clip._items)
-                     items.append(item->toDictionary());
-                 return std::optional(PropertyList(items));
-             },
-         .read = [](Clip &clip, const PropertyList *items) { clip.takeItems(items); }},
-        // Archives of earlier programs note the origin for the clip instead of for each item.
-        {.key = QStringLiteral("createdBy"),
-         .decode = [](Clip &clip, Decoder &coder, const QString &key) {
-             if (!coder.containsValueForKey(key))
-                 return;
-             const bool isOfDesktop = coder.decodeInteger(key) != 0;
-             for (const auto &item : clip._items)
-                 item->setCreatedBy(isOfDesktop ? ZRKClipmuleDataItem::createdByDesktop
-                                                : ZRKClipmuleDataItem::createdByPhone);
-         }}};
-    return list;
-}
-
-void ZRKClipmuleData::takeItems(const PropertyList *items) {
-    if (!items)
-        return;
-    const PropertyList::List &list = items->list();
-    if (list.size() > mostItems)
-        throw PlatformException(QStringLiteral("InvalidArgument"),
-                                QStringLiteral("a clip of %1 items; at most %2 are accepted")
-                                    .arg(list.size())
-                                    .arg(mostItems));
-    for (const PropertyList &item : list)
-        append(ZRKClipmuleDataItem::initWithDictionary(item.dictionary()));
+// All that the forms of a clip hold, in the order of archives without keys.
+template <typename Clip, typename Form>
+void ZRKClipmuleData::list(Clip &clip, Form &form) {
+    form.both(QStringLiteral("oid"), clip._oid);
+    form.both(QStringLiteral("creationDate"), clip._creationDate);
+    form.both(QStringLiteral("title"), clip._title);
+    form.both(
+        itemsKey, [&] { return clip._items; },
+        [&](const auto &items) {
+            for (const auto &item : items)
+                clip.append(item);
+        });
 }
 
 std::shared_ptr<ZRKClipmuleData>
 ZRKClipmuleData::initWithDictionary(const PropertyList::Dictionary &dictionary) {
+    const PropertyList *const items = find(dictionary, itemsKey);
+    if (items && items->list().size() > mostItems)
+        throw PlatformException(QStringLiteral("InvalidArgument"),
+                                QStringLiteral("a clip of %1 items; at most %2 are accepted")
+                                    .arg(items->list().size())
+                                    .arg(mostItems));
     auto clip = std::make_shared<ZRKClipmuleData>();
-    readFields(fields(), *clip, dictionary);
+    RecordForms::DictionaryReader reader(dictionary);
+    list(*clip, reader);
     return clip;
 }
 
 PropertyList::Dictionary ZRKClipmuleData::toDictionary() const {
+    if (!_creationDate)
+        throw PlatformException(QStringLiteral("InvalidArgument"),
+                                QStringLiteral("the clip has no creation date"));
     (void)oid();
-    return dictionaryOf(fields(), *this);
+    RecordForms::DictionaryWriter writer;
+    list(*this, writer);
+    return writer.dictionary;
 }
 
 QString ZRKClipmuleData::oid() const {
@@ -274,13 +237,25 @@ QStringList ZRKClipmuleData::archivedClassNames() const {
 
 void ZRKClipmuleData::encodeWithCoder(Encoder &coder) {
     (void)oid();
-    encodeFields(fields(), *this, coder);
+    RecordForms::ArchiveWriter writer(coder);
+    list(*this, writer);
     _isDirty = false;
     _isSaved = true;
 }
 
 void ZRKClipmuleData::initWithCoder(Decoder &coder) {
-    decodeFields(fields(), *this, coder);
+    RecordForms::ArchiveReader reader(coder);
+    list(*this, reader);
+    if (!_creationDate)
+        _creationDate = Date::now();
+    // Some archives note the origin for the clip instead of for each item.
+    const QString createdByKey = QStringLiteral("createdBy");
+    if (coder.containsValueForKey(createdByKey)) {
+        const bool isOfDesktop = coder.decodeInteger(createdByKey) != 0;
+        for (const auto &item : std::as_const(_items))
+            item->setCreatedBy(isOfDesktop ? ZRKClipmuleDataItem::createdByDesktop
+                                           : ZRKClipmuleDataItem::createdByPhone);
+    }
     _isDirty = false;
     _isSaved = true;
 }

@@ -141,8 +141,6 @@ public:
     /// Deletes the items' side files.
     void erase();
 
-    /// All that the forms of a clip hold.
-    [[nodiscard]] static const QList<RecordField<ZRKClipmuleData>> &fields();
     /// The dictionary form, which travels. A clip without a creation date raises a
     /// PlatformException.
     [[nodiscard]] PropertyList::Dictionary toDictionary() const;
@@ -162,7 +160,8 @@ public:
     [[nodiscard]] QString description() const override;
 
 private:
-    void takeItems(const PropertyList *items);
+    template <typename Clip, typename Form>
+    static void list(Clip &clip, Form &form);
     void append(const std::shared_ptr<ZRKClipmuleDataItem> &item);
     [[nodiscard]] bool loadFromFiles(const PasteboardServices &services, const QStringList &files,
                                      NativeDictionary nativeDictionary);

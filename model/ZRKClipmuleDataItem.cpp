@@ -6,7 +6,7 @@
 #include "Common/Categories/ZRKNSStringCategory.h"
 #include "model/ClipboardStore.h"
 #include "model/DataFile.h"
-#include "model/RecordFields.h"
+#include "model/RecordForms.h"
 #include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
@@ -64,14 +64,6 @@ std::optional<PropertyList> cacheValue(const PropertyList::Dictionary &cache, co
 
 // The key of the representations, whose number is looked at before they are read.
 const QString nativeDictionaryKey = QStringLiteral("nativeDictionary");
-
-ZRKClipmuleDataItem::NativeDictionary
-representationsOf(const PropertyList::Dictionary &dictionary) {
-    ZRKClipmuleDataItem::NativeDictionary representations;
-    for (const auto &[type, bytes] : dictionary.asKeyValueRange())
-        representations.insert(type, bytes.data());
-    return representations;
-}
 
 // The persistent cache of another version holds values that are derived in other ways.
 constexpr qint64 currentCacheVersion = 2;
@@ -326,11 +318,7 @@ std::optional<ZRKClipmuleDataItem::NativeDictionary> ZRKClipmuleDataItem::native
         return _nativeDictionary;
     std::optional<NativeDictionary> read;
     (void)store->load(nativeDictionaryPath(), [&read](const ArchiveValue &root) {
-        NativeDictionary dictionary;
-        const PropertyList value = root.propertyList().value();
-        for (const auto &[type, bytes] : value.dictionary().asKeyValueRange())
-            dictionary.insert(type, bytes.data());
-        read = std::move(dictionary);
+        read = RecordForms::bytesOf(root.propertyList().value());
     });
     return read;
 }
@@ -401,125 +389,59 @@ void ZRKClipmuleDataItem::erase() {
         DataFile::remove(imageDataPath());
 }
 
-const RecordFields<ZRKClipmuleDataItem> &ZRKClipmuleDataItem::fields() {
-    using Item = ZRKClipmuleDataItem;
-    using Field = RecordField<Item>;
-    static const RecordFields<Item> list{
-        Field::ofText<&Item::_oid>(QStringLiteral("oid")),
-        {.key = QStringLiteral("imageDataHash"),
-         .encode =
-             [](Item &item, Encoder &coder, const QString &key) {
-                 coder.encodeObject(quint32(item.hasSavedImage() ? item._imageDataHash : 0), key);
-             },
-         .decode =
-             [](Item &item, Decoder &coder, const QString &key) {
-                 const std::optional<PropertyList> hash = coder.decodeNumber(key);
-                 item._imageDataHash = hash ? quint32(hash->unsignedValue()) : 0;
-             }},
-        Field::ofText<&Item::_string>(QStringLiteral("string")),
-        {.key = QStringLiteral("url"),
-         .encode =
-             [](Item &item, Encoder &coder, const QString &key) {
-                 coder.encodeObject(
-                     item._url ? ArchiveValue(*item._url, item.urlText()) : ArchiveValue(), key);
-             },
-         .decode =
-             [](Item &item, Decoder &coder, const QString &key) {
-                 const ArchiveValue url = coder.decodeObject(key);
-                 item.takeUrl(url.url(), url.urlText());
-             },
-         .write =
-             [](const Item &item) {
-                 return item._url ? std::optional(PropertyList(item.urlText())) : std::nullopt;
-             },
-         .read =
-             [](Item &item, const PropertyList *text) {
-                 if (text)
-                     item.takeUrl(urlFromForeignText(text->string(), QUrl::StrictMode),
-                                  text->string());
-             }},
-        {.key = QStringLiteral("hasImageData"),
-         .encode = [](Item &item, Encoder &coder,
-                      const QString &key) { coder.encodeBool(item.hasSavedImage(), key); },
-         .decode =
-             [](Item &item, Decoder &coder, const QString &key) {
-                 item._itemFlags.hasImageData = coder.decodeBool(key);
-             }},
-        {.key = QStringLiteral("hasNativeDictionary"),
-         .encode =
-             [](Item &item, Encoder &coder, const QString &key) {
-                 coder.encodeBool(item.hasNativeDictionary() && !item.isNativeDictionaryDirty(),
-                                  key);
-             },
-         .decode =
-             [](Item &item, Decoder &coder, const QString &key) {
-                 item._itemFlags.hasNativeDictionary = coder.decodeBool(key);
-             }},
-        {.key = QStringLiteral("cacheDictionary"),
-         .encode =
-             [](Item &item, Encoder &coder, const QString &key) {
-                 if (coder.allowsKeyedCoding())
-                     coder.encodeObject(item._persistentCacheDictionary, key);
-             },
-         .decode =
-             [](Item &item, Decoder &coder, const QString &key) {
-                 if (!coder.allowsKeyedCoding())
-                     return;
-                 const std::optional<PropertyList> cache = coder.decodePropertyList(key);
-                 item._persistentCacheDictionary =
-                     cache ? cache->dictionary() : PropertyList::Dictionary();
-             }},
-        {.key = QStringLiteral("cacheVersion"),
-         .encode = [](Item &, Encoder &coder,
-                      const QString &key) { coder.encodeInteger(currentCacheVersion, key); },
-         .decode =
-             [](Item &item, Decoder &coder, const QString &key) {
-                 if (coder.decodeInteger(key) != currentCacheVersion)
-                     item._persistentCacheDictionary.clear();
-             }},
-        {.key = QStringLiteral("createdBy"),
-         .encode = [](Item &item, Encoder &coder,
-                      const QString &key) { coder.encodeInteger(item._createdBy, key); },
-         .decode = [](Item &item, Decoder &coder,
-                      const QString &key) { item._createdBy = coder.decodeInteger(key); },
-         .write = [](const Item &item) { return std::optional(PropertyList(item._createdBy)); },
-         .read =
-             [](Item &item, const PropertyList *value) {
-                 item._createdBy = value ? value->integerValue() : 0;
-             }},
-        {.key = nativeDictionaryKey,
-         .write = [](const Item &item) -> std::optional<PropertyList> {
-             const std::optional<NativeDictionary> native = item.nativeDictionary();
-             if (!native)
-                 return std::nullopt;
-             PropertyList::Dictionary representations;
-             for (const auto &[type, bytes] : native->asKeyValueRange())
-                 representations.insert(type, bytes);
-             return PropertyList(representations);
-         },
-         .read =
-             [](Item &item, const PropertyList *value) {
-                 if (value)
-                     item._nativeDictionary = representationsOf(value->dictionary());
-                 item._itemFlags.hasNativeDictionary = value;
-                 item._itemFlags.isNativeDictionaryDirty = value;
-             }},
-        // After the representations, which belong to it.
-        {.key = QStringLiteral("imageData"),
-         .write = [](const Item &item) -> std::optional<PropertyList> {
-             const std::optional<QByteArray> image = item.imageData();
-             return image ? std::optional(PropertyList(*image)) : std::nullopt;
-         },
-         .read =
-             [](Item &item, const PropertyList *value) {
-                 item.setImageData(value ? std::optional(value->data()) : std::nullopt);
-             }}};
-    return list;
+// All that the forms of an item hold, in the order of archives without keys.
+template <typename Item, typename Form>
+void ZRKClipmuleDataItem::list(Item &item, Form &form) {
+    form.both(QStringLiteral("oid"), item._oid);
+    form.archived(
+        QStringLiteral("imageDataHash"),
+        [&] { return std::optional(quint32(item.hasSavedImage() ? item._imageDataHash : 0)); },
+        [&](auto hash) { item._imageDataHash = hash.value_or(0); });
+    form.both(QStringLiteral("string"), item._string);
+    form.both(
+        QStringLiteral("url"),
+        [&] {
+            return RecordForms::UrlText{item._url, item.urlText()};
+        },
+        [&](auto read) {
+            const bool isUsable = read.url && read.url->isValid();
+            item._url = isUsable ? read.url : std::nullopt;
+            item._urlText = isUsable ? std::optional(read.text) : std::nullopt;
+        });
+    form.archived(
+        QStringLiteral("hasImageData"), [&] { return item.hasSavedImage(); },
+        [&](auto has) { item._itemFlags.hasImageData = has; });
+    form.archived(
+        QStringLiteral("hasNativeDictionary"),
+        [&] { return item.hasNativeDictionary() && !item.isNativeDictionaryDirty(); },
+        [&](auto has) { item._itemFlags.hasNativeDictionary = has; });
+    form.keyed(QStringLiteral("cacheDictionary"), item._persistentCacheDictionary);
+    form.archived(
+        QStringLiteral("cacheVersion"), [] { return currentCacheVersion; },
+        [&](auto version) {
+            item._persistentCacheDictionary = version == currentCacheVersion
+                                                  ? item._persistentCacheDictionary
+                                                  : PropertyList::Dictionary();
+        });
+    form.both(QStringLiteral("createdBy"), item._createdBy);
+    form.inDictionary(
+        nativeDictionaryKey, [&] { return item.nativeDictionary(); },
+        [&](auto native) {
+            item._itemFlags.hasNativeDictionary = native.has_value();
+            item._itemFlags.isNativeDictionaryDirty = native.has_value();
+            item._nativeDictionary = native;
+        });
+    // After the representations, which belong to it.
+    form.inDictionary(
+        QStringLiteral("imageData"), [&] { return item.imageData(); },
+        [&](auto image) { item.setImageData(image); });
 }
 
 PropertyList::Dictionary ZRKClipmuleDataItem::toDictionary() const {
     (void)oid();
-    return dictionaryOf(fields(), *this);
+    RecordForms::DictionaryWriter writer;
+    list(*this, writer);
+    return writer.dictionary;
 }
 
 std::shared_ptr<ZRKClipmuleDataItem>
@@ -538,15 +460,9 @@ ZRKClipmuleDataItem::initWithDictionary(const PropertyList::Dictionary &dictiona
 std::shared_ptr<ZRKClipmuleDataItem>
 ZRKClipmuleDataItem::fromDictionary(const PropertyList::Dictionary &dictionary) {
     auto item = std::make_shared<ZRKClipmuleDataItem>();
-    readFields(fields(), *item, dictionary);
+    RecordForms::DictionaryReader reader(dictionary);
+    list(*item, reader);
     return item;
-}
-
-// A URL that is not valid, or not any more, counts as none.
-void ZRKClipmuleDataItem::takeUrl(const std::optional<QUrl> &url, const QString &text) {
-    const bool isUsable = url && url->isValid();
-    _url = isUsable ? url : std::nullopt;
-    _urlText = isUsable ? std::optional(text) : std::nullopt;
 }
 
 QStringList ZRKClipmuleDataItem::archivedClassNames() const {
@@ -556,14 +472,16 @@ QStringList ZRKClipmuleDataItem::archivedClassNames() const {
 void ZRKClipmuleDataItem::encodeWithCoder(Encoder &coder) {
     saveExtraData();
     (void)oid();
-    encodeFields(fields(), *this, coder);
+    RecordForms::ArchiveWriter writer(coder);
+    list(*this, writer);
     // The archive claims no side file that could not be written yet, so the item stays dirty.
     _itemFlags.isDirty = _itemFlags.isImageDataDirty || _itemFlags.isNativeDictionaryDirty;
 }
 
 void ZRKClipmuleDataItem::initWithCoder(Decoder &coder) {
     _itemFlags = {};
-    decodeFields(fields(), *this, coder);
+    RecordForms::ArchiveReader reader(coder);
+    list(*this, reader);
 }
 
 } // namespace clipmule

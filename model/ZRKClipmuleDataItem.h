@@ -18,8 +18,6 @@ namespace clipmule {
 
 class ClipboardStore;
 class ZRKClipmuleData;
-template <typename Record>
-struct RecordField;
 
 // The kinds of representation; each constant's value is its own name.
 inline const QString ZRKClipmuleDataStringType = QStringLiteral("ZRKClipmuleDataStringType");
@@ -171,8 +169,6 @@ public:
     [[nodiscard]] QString imageDataPath() const;
     [[nodiscard]] QString nativeDictionaryPath() const;
 
-    /// All that the forms of an item hold.
-    [[nodiscard]] static const QList<RecordField<ZRKClipmuleDataItem>> &fields();
     /// The dictionary form, which travels, with every representation inline.
     [[nodiscard]] PropertyList::Dictionary toDictionary() const;
     [[nodiscard]] QStringList archivedClassNames() const override;
@@ -203,7 +199,8 @@ private:
         bool isNativeDictionaryFailureLogged : 1 = false;
     };
 
-    void takeUrl(const std::optional<QUrl> &url, const QString &text);
+    template <typename Item, typename Form>
+    static void list(Item &item, Form &form);
     [[nodiscard]] bool hasSavedImage() const { return hasImageData() && !isImageDataDirty(); }
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleDataItem>
     fromDictionary(const PropertyList::Dictionary &dictionary);
