@@ -15,20 +15,6 @@
 
 namespace clipmule {
 
-namespace {
-
-// The platform's codes: a character, and a key by its place on the keyboard.
-constexpr quint16 noCharacter = 0;
-constexpr quint16 letterV = 118;
-constexpr quint16 commandKey = 55;
-constexpr quint16 keyThatTypesV = 9;
-// The filter lets local mouse, local keyboard and system-defined events pass.
-constexpr quint32 permitAllEvents = 7;
-// The state that the filter holds for: the suppression interval.
-constexpr quint32 suppressionInterval = 0;
-
-} // namespace
-
 InboundClips::InboundClips(const PasteboardServices &pasteboard, KeyboardEvents &keyboard,
                            SyncJournal &journal)
     : _pasteboard(pasteboard)
@@ -124,15 +110,7 @@ void InboundClips::finish(const ReceivedClip &received) {
 void InboundClips::paste() {
     if (onPrepareToPaste)
         onPrepareToPaste();
-    _keyboard.inhibitLocalEvents(true);
-    _keyboard.enableEventStateCombining(false);
-    _keyboard.setLocalEventsFilterDuringSuppressionState(permitAllEvents, suppressionInterval);
-    _keyboard.postKeyboardEvent(noCharacter, commandKey, true);
-    _keyboard.postKeyboardEvent(letterV, keyThatTypesV, true);
-    _keyboard.postKeyboardEvent(letterV, keyThatTypesV, false);
-    _keyboard.postKeyboardEvent(noCharacter, commandKey, false);
-    _keyboard.enableEventStateCombining(true);
-    _keyboard.inhibitLocalEvents(false);
+    _keyboard.paste();
     qCDebug(logApp, "pasted");
 }
 

@@ -3,11 +3,30 @@
 
 #include "platform/keyboard/KeyboardEvents.h"
 
-#include "platform/keyboard/backends/null/NullKeyboardEvents.h"
+#include "platform/foundation/Log.h"
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 #include "platform/session/Session.h"
 
+#include <utility>
+
 namespace clipmule {
+
+namespace {
+
+class NullKeyboardEvents final : public KeyboardEvents {
+public:
+    void paste() override {
+        if (!std::exchange(_said, true))
+            qCWarning(logKeyboard, "no key strokes can be made in this session: what arrives "
+                                   "stays on the clipboard and is not pasted");
+    }
+    [[nodiscard]] QString description() const override { return QStringLiteral("none"); }
+
+private:
+    bool _said = false;
+};
+
+} // namespace
 
 std::unique_ptr<KeyboardEvents>
 makeKeyboardEvents(const Session &session, std::function<std::optional<QString>()> pasteKeys) {

@@ -11,8 +11,6 @@ namespace {
 
 constexpr double interval = InboundClips::pasteInterval.count();
 const int mostWaiting = int(InboundClips::mostWaiting);
-// Of the keyboard, for one paste.
-constexpr int callsOfAPaste = 9;
 
 PropertyList clipOf(const PropertyList::Dictionary &item) {
     return PropertyList(
@@ -254,9 +252,7 @@ private:
         _phone->send(u"1"_qs, clip);
         _agent->settle();
     }
-    [[nodiscard]] qsizetype pastes() const {
-        return _agent->keyboard.calls().size() / callsOfAPaste;
-    }
+    [[nodiscard]] qsizetype pastes() const { return _agent->keyboard.pasteCount(); }
     [[nodiscard]] QString text() const { return _agent->pasteboard.text(); }
     static QByteArray frameOf(const PropertyList &object) {
         const QByteArray payload = PropertyListSerialization::xml(object);

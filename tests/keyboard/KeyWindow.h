@@ -3,27 +3,11 @@
 
 #pragma once
 
-#include "platform/keyboard/KeyboardEvents.h"
 #include "platform/x11/X11Connection.h"
 
 #include <QStringList>
 
 namespace clipmule::tests {
-
-/// The order in which the program pastes.
-inline void paste(KeyboardEvents &keyboard) {
-    constexpr quint16 command = 55;
-    constexpr quint16 letterV = 9;
-    keyboard.inhibitLocalEvents(true);
-    keyboard.enableEventStateCombining(false);
-    keyboard.setLocalEventsFilterDuringSuppressionState(7, 0);
-    keyboard.postKeyboardEvent(0, command, true);
-    keyboard.postKeyboardEvent('v', letterV, true);
-    keyboard.postKeyboardEvent('v', letterV, false);
-    keyboard.postKeyboardEvent(0, command, false);
-    keyboard.enableEventStateCombining(true);
-    keyboard.inhibitLocalEvents(false);
-}
 
 /// A window that writes down which keys reach it, as symbols of the layout in force.
 class KeyWindow final : public X11Observer {

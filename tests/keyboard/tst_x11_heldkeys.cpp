@@ -14,7 +14,6 @@
 using namespace clipmule;
 using clipmule::tests::await;
 using clipmule::tests::KeyWindow;
-using clipmule::tests::paste;
 
 // A display server inside another one: what is typed on the outer one is the inner one's hardware,
 // as a user's fingers are.
@@ -73,7 +72,7 @@ private Q_SLOTS:
         window.states.clear();
 
         for (int round = 1; round <= 2; ++round) {
-            paste(keyboard);
+            keyboard.paste();
             QVERIFY2(await([&] { return window.strokes.size() == 6; }),
                      qPrintable(window.strokes.join(u' ')));
             QCOMPARE(window.strokes.join(u' '), strokes);
@@ -95,7 +94,7 @@ private Q_SLOTS:
 
         // Nothing of it is in the way of the next stroke.
         window.strokes.clear();
-        paste(keyboard);
+        keyboard.paste();
         QVERIFY(await([&] { return window.strokes.contains(QStringLiteral("-37")); }));
         QCOMPARE(window.strokes.join(u' '), QStringLiteral("+37 +55 -55 -37"));
     }

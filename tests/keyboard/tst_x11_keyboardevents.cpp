@@ -3,7 +3,6 @@
 
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/keyboard/KeyboardEvents.h"
-#include "platform/keyboard/backends/null/NullKeyboardEvents.h"
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/session/Session.h"
@@ -20,7 +19,6 @@ using namespace clipmule::tests;
 using clipmule::tests::await;
 using clipmule::tests::ClientProcess;
 using clipmule::tests::KeyWindow;
-using clipmule::tests::paste;
 
 class X11KeyboardEventsTest : public QObject {
     Q_OBJECT
@@ -40,7 +38,7 @@ private Q_SLOTS:
     void keysArriveInOrder() {
         KeyWindow window;
         XTestKeyboardEvents keyboard(_connection);
-        paste(keyboard);
+        keyboard.paste();
         QVERIFY(await([&] { return window.strokes.size() == 4; }));
         // The us layout: 37 is the left Control key, 55 the letter.
         QCOMPARE(window.strokes.join(u' '), QStringLiteral("+37 +55 -55 -37"));
@@ -72,7 +70,7 @@ private Q_SLOTS:
             ++asked;
             return keys.isEmpty() ? std::nullopt : std::optional(keys);
         });
-        paste(keyboard);
+        keyboard.paste();
         const qsizetype count = strokes.count(u' ') + 1;
         QVERIFY(await([&] { return window.strokes.size() >= count; }));
         window.roundTrip();
@@ -81,32 +79,13 @@ private Q_SLOTS:
         QCOMPARE(asked, 1);
     }
 
-    void onlyAPasteIsMadeToFit() {
-        KeyWindow window;
-        XTestKeyboardEvents keyboard(_connection, []() -> std::optional<QString> {
-            qWarning("asked");
-            return QStringLiteral("None");
-        });
-        for (const bool withControl : {true, false}) {
-            window.strokes.clear();
-            keyboard.inhibitLocalEvents(true);
-            if (withControl)
-                keyboard.postKeyboardEvent(0, 55, true);
-            keyboard.postKeyboardEvent(withControl ? 'x' : 'v', withControl ? 7 : 9, true);
-            keyboard.postKeyboardEvent(withControl ? 'x' : 'v', withControl ? 7 : 9, false);
-            if (withControl)
-                keyboard.postKeyboardEvent(0, 55, false);
-            keyboard.inhibitLocalEvents(false);
-            QVERIFY(await([&] { return window.strokes.size() == (withControl ? 4 : 2); }));
-        }
-    }
-
     void windowThatTakesNoStrokeGetsNone() {
         KeyWindow window;
-        XTestKeyboardEvents keyboard(_connection, [] { return QStringLiteral("none"); });
-        paste(keyboard);
-        keyboard.postKeyboardEvent('x', 7, true);
-        keyboard.postKeyboardEvent('x', 7, false);
+        QString keys = QStringLiteral("none");
+        XTestKeyboardEvents keyboard(_connection, [&] { return keys; });
+        keyboard.paste();
+        keys = QStringLiteral("x");
+        keyboard.paste();
         QVERIFY(await([&] { return window.strokes.size() == 2; }));
         QCOMPARE(window.strokes.join(u' '), QStringLiteral("+53 -53"));
     }
@@ -115,8 +94,8 @@ private Q_SLOTS:
         KeyWindow window;
         XTestKeyboardEvents keyboard(_connection, [] { return QStringLiteral("Ctrl+\nV"); });
         QTest::ignoreMessage(QtWarningMsg, "no key stroke has this name: Ctrl+\\nV");
-        paste(keyboard);
-        paste(keyboard);
+        keyboard.paste();
+        keyboard.paste();
         QVERIFY(await([&] { return window.strokes.size() == 8; }));
         QCOMPARE(window.strokes.first(4).join(u' '), QStringLiteral("+37 +55 -55 -37"));
     }
@@ -129,42 +108,11 @@ private Q_SLOTS:
         QVERIFY(await([&] { return window.strokes.size() == 1; }));
         window.strokes.clear();
         window.states.clear();
-        paste(keyboard);
+        keyboard.paste();
         QVERIFY(await([&] { return window.strokes.contains(QStringLiteral("-37")); }));
         const qsizetype pressed = window.strokes.indexOf(QStringLiteral("+55"));
         QCOMPARE(window.states.at(pressed), int(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT));
         fakeKey(*_connection, false, 50);
-    }
-
-    void nothingIsTypedBeforeTheStrokeIsComplete() {
-        KeyWindow window;
-        XTestKeyboardEvents keyboard(_connection);
-        keyboard.inhibitLocalEvents(true);
-        keyboard.postKeyboardEvent('x', 7, true);
-        keyboard.postKeyboardEvent('x', 7, false);
-        roundTrip(*_connection);
-        window.roundTrip();
-        QCoreApplication::processEvents();
-        QCOMPARE(window.strokes, QStringList());
-        keyboard.inhibitLocalEvents(false);
-        QVERIFY(await([&] { return window.strokes.size() == 2; }));
-        // Nothing is left to make.
-        keyboard.inhibitLocalEvents(false);
-        // Outside of such a pair a key is typed at once.
-        keyboard.postKeyboardEvent('y', 16, true);
-        keyboard.postKeyboardEvent('y', 16, false);
-        QVERIFY(await([&] { return window.strokes.size() == 4; }));
-        QCOMPARE(window.strokes.join(u' '), QStringLiteral("+53 -53 +29 -29"));
-    }
-
-    void unknownKeyIsLeftOut() {
-        KeyWindow window;
-        XTestKeyboardEvents keyboard(_connection);
-        QTest::ignoreMessage(QtWarningMsg, "there is no key for the virtual key 122");
-        keyboard.postKeyboardEvent(0, 122, true);
-        keyboard.postKeyboardEvent('x', 7, true);
-        keyboard.postKeyboardEvent('x', 7, false);
-        QVERIFY(await([&] { return window.strokes.size() == 2; }));
     }
 
     void heldModifiersAreOutOfTheWay_data() {
@@ -183,7 +131,7 @@ private Q_SLOTS:
         QVERIFY(await([&] { return window.strokes.size() == 1; }));
         window.strokes.clear();
         window.states.clear();
-        paste(keyboard);
+        keyboard.paste();
         QVERIFY(await([&] { return window.strokes.contains(QStringLiteral("-55")); }));
         const qsizetype pressed = window.strokes.indexOf(QStringLiteral("+55"));
         QCOMPARE(window.states.at(pressed), int(XCB_MOD_MASK_CONTROL));
@@ -194,26 +142,12 @@ private Q_SLOTS:
         fakeKey(*_connection, false, key);
     }
 
-    void modifiersTakePartWhereTheyMay() {
-        KeyWindow window;
-        XTestKeyboardEvents keyboard(_connection);
-        fakeKey(*_connection, true, 50);
-        keyboard.inhibitLocalEvents(true);
-        keyboard.postKeyboardEvent('x', 7, true);
-        keyboard.postKeyboardEvent('x', 7, false);
-        keyboard.inhibitLocalEvents(false);
-        fakeKey(*_connection, false, 50);
-        QVERIFY(await([&] { return window.strokes.size() == 4; }));
-        QCOMPARE(window.strokes.join(u' '), QStringLiteral("+50 +53 -53 -50"));
-        QCOMPARE(window.states.at(1), int(XCB_MOD_MASK_SHIFT));
-    }
-
     void locksStay() {
         KeyWindow window;
         XTestKeyboardEvents keyboard(_connection);
         fakeKey(*_connection, true, 66);
         fakeKey(*_connection, false, 66);
-        paste(keyboard);
+        keyboard.paste();
         QVERIFY(await([&] { return window.strokes.size() == 6; }));
         QCOMPARE(window.states.at(3), int(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_LOCK));
         fakeKey(*_connection, true, 66);
@@ -230,8 +164,8 @@ private Q_SLOTS:
         XTestKeyboardEvents keyboard(_connection);
         const auto spare = XTestKeymap(*_connection).unusedKey();
         QVERIFY(spare);
-        paste(keyboard);
-        paste(keyboard);
+        keyboard.paste();
+        keyboard.paste();
         roundTrip(*_connection);
         QCOMPARE(window.symbolOf(*spare), QStringLiteral("76"));
         runLoop.advance(XTestKeyboardEvents::borrowDelay - RunLoop::Seconds(0.01));
@@ -243,7 +177,7 @@ private Q_SLOTS:
         // It stays for a while, used again at once, and goes.
         runLoop.advance(XTestKeyboardEvents::borrowTime - RunLoop::Seconds(0.01));
         QCOMPARE(window.symbolOf(*spare), QStringLiteral("76"));
-        paste(keyboard);
+        keyboard.paste();
         QVERIFY(await([&] { return window.strokes.size() == 12; }));
         runLoop.advance(XTestKeyboardEvents::borrowTime - RunLoop::Seconds(0.01));
         QCOMPARE(window.symbolOf(*spare), QStringLiteral("76"));
@@ -258,7 +192,7 @@ private Q_SLOTS:
         XTestKeyboardEvents keyboard(_connection);
         const auto spare = XTestKeymap(*_connection).unusedKey();
         QVERIFY(spare);
-        paste(keyboard);
+        keyboard.paste();
         roundTrip(*_connection);
         QCOMPARE(symbolsOf(*spare), QStringList(8, QStringLiteral("76")));
     }
@@ -271,7 +205,7 @@ private Q_SLOTS:
         const auto spare = XTestKeymap(*_connection).unusedKey();
         {
             XTestKeyboardEvents keyboard(_connection);
-            paste(keyboard);
+            keyboard.paste();
             roundTrip(*_connection);
             QCOMPARE(window.symbolOf(*spare), QStringLiteral("76"));
         }
@@ -279,17 +213,41 @@ private Q_SLOTS:
         QCOMPARE(window.symbolOf(*spare), QStringLiteral("0"));
     }
 
+    void strokesMayBorrowOneAfterAnother() {
+        setLayout({QStringLiteral("ru")});
+        kit::ManualRunLoop runLoop;
+        const RunLoop::Installation installation(runLoop);
+        KeyWindow window;
+        QString keys = QStringLiteral("Ctrl+V");
+        XTestKeyboardEvents keyboard(_connection, [&] { return keys; });
+        keyboard.paste();
+        keys = QStringLiteral("Ctrl+Y");
+        keyboard.paste();
+        runLoop.advance(XTestKeyboardEvents::borrowDelay);
+        QVERIFY(await([&] { return window.strokes.size() == 4; }));
+        runLoop.advance(XTestKeyboardEvents::borrowDelay);
+        QVERIFY(await([&] { return window.strokes.size() == 8; }));
+        const int key = window.strokes.at(5).mid(1).toInt();
+        QCOMPARE(window.symbolOf(xcb_keycode_t(key)), QStringLiteral("79"));
+    }
+
     // Two keys that the layout does not have cannot be lent at once.
     void strokeThatNeedsTwoBorrowedKeysIsLeftOut() {
         setLayout({QStringLiteral("ru")});
+        constexpr xcb_keysym_t super = 0xffeb;
+        const xcb_keysym_t nothing = XCB_NO_SYMBOL;
+        while (const auto key = XTestKeymap(*_connection).keyFor(super)) {
+            xcb_change_keyboard_mapping(_connection->xcb(), 1, *key, 1, &nothing);
+            roundTrip(*_connection);
+        }
         KeyWindow window;
-        XTestKeyboardEvents keyboard(_connection);
-        keyboard.inhibitLocalEvents(true);
-        keyboard.postKeyboardEvent('a', 0, true);
-        keyboard.postKeyboardEvent('b', 11, true);
+        XTestKeyboardEvents keyboard(_connection, [] { return QStringLiteral("Super+V"); });
         QTest::ignoreMessage(QtWarningMsg, "the keyboard layout has no key for this stroke, and "
                                            "none to spare");
-        keyboard.inhibitLocalEvents(false);
+        keyboard.paste();
+        roundTrip(*_connection);
+        window.roundTrip();
+        QCoreApplication::processEvents();
         QCOMPARE(window.strokes, QStringList());
     }
 
@@ -327,20 +285,19 @@ private Q_SLOTS:
             const QString text = QStringLiteral("clip %1 €").arg(round);
             QCOMPARE(client.ask(QStringLiteral("clear")), QStringLiteral("done"));
             pasteboard->write({.text = text.toUtf8()});
-            paste(*keyboard);
+            keyboard->paste();
             QVERIFY2(client.shows(text), qPrintable(client.shownText()));
         }
         QCOMPARE(keyboard->description(), QStringLiteral("xtest"));
     }
 
     void nullSaysOnce() {
-        NullKeyboardEvents keyboard;
+        const auto keyboard = makeKeyboardEvents({});
+        QCOMPARE(keyboard->description(), QStringLiteral("none"));
         QTest::ignoreMessage(QtWarningMsg, "no key strokes can be made in this session: what "
                                            "arrives stays on the clipboard and is not pasted");
-        paste(keyboard);
-        paste(keyboard);
-        const auto made = makeKeyboardEvents({});
-        QCOMPARE(made->description(), QStringLiteral("none"));
+        keyboard->paste();
+        keyboard->paste();
     }
 
 private:

@@ -56,7 +56,7 @@ private Q_SLOTS:
         QVERIFY(pasteboard->contents().isEmpty());
         pasteboard->setWatching(false);
         pasteboard->setWatching(true);
-        keyboard.postKeyboardEvent('v', 9, true);
+        keyboard.paste();
         QCOMPARE(application.identifier(), std::nullopt);
         bool isDone = false;
         pasteboard->prepareToQuit([&] { isDone = true; });
@@ -75,7 +75,7 @@ private Q_SLOTS:
         QCOMPARE(application.identifier(), std::nullopt);
         QTest::ignoreMessage(QtWarningMsg, "the keyboard layout has no key for this stroke, and "
                                            "none to spare");
-        keyboard.postKeyboardEvent('v', 9, true);
+        keyboard.paste();
         pasteboard->write({.text = "y"});
         QTest::ignoreMessage(QtWarningMsg, "the X11 display server has gone");
         QVERIFY(await([&] { return connection->isLost(); }));

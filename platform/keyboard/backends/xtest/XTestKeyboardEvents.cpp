@@ -4,7 +4,6 @@
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 
 #include "platform/foundation/Log.h"
-#include "platform/keyboard/KeyNames.h"
 
 #include <QSet>
 
@@ -21,25 +20,8 @@ namespace clipmule {
 
 namespace {
 
-constexpr quint16 virtualKeyCommand = 55;
-constexpr quint16 virtualKeyV = 9;
-
-constexpr xcb_keysym_t symbolControl = 0xffe3; // the left one
-constexpr xcb_keysym_t symbolV = 'v';
-
 constexpr int rowShift = 0;
 constexpr int rowControl = 2;
-
-std::optional<xcb_keysym_t> symbolOf(quint16 character, quint16 virtualKey) {
-    if (virtualKey == virtualKeyCommand)
-        return symbolControl;
-    if (virtualKey == virtualKeyV)
-        return symbolV;
-    if (character < ' ')
-        return std::nullopt;
-    // Latin-1 characters are their own symbols, the others have an offset.
-    return character < 0x100 ? character : 0x01000000U + character;
-}
 
 } // namespace
 
@@ -67,58 +49,26 @@ XTestKeyboardEvents::~XTestKeyboardEvents() {
     giveBack();
 }
 
-void XTestKeyboardEvents::inhibitLocalEvents(bool inhibit) {
-    _isGathering = inhibit;
-    if (inhibit || _stroke.isEmpty())
-        return;
-    const Stroke stroke = fittingTheWindow(std::exchange(_stroke, {}));
+void XTestKeyboardEvents::paste() {
+    const Stroke stroke = pasteStroke();
     if (stroke.isEmpty())
         return;
     _pending.push_back(stroke);
     performPending();
 }
 
-bool XTestKeyboardEvents::isPaste(const Stroke &stroke) {
-    const auto is = [&](qsizetype index, xcb_keysym_t symbol, bool isDown) {
-        return stroke.at(index).symbol == symbol && stroke.at(index).isDown == isDown;
-    };
-    return stroke.size() == 4 && is(0, symbolControl, true) && is(1, symbolV, true) &&
-           is(2, symbolV, false) && is(3, symbolControl, false);
-}
-
-XTestKeyboardEvents::Stroke XTestKeyboardEvents::fittingTheWindow(const Stroke &stroke) {
-    if (!_pasteKeys || !isPaste(stroke) || _connection->isLost())
-        return stroke;
-    const std::optional<QString> name = _pasteKeys();
+XTestKeyboardEvents::Stroke XTestKeyboardEvents::pasteStroke() {
+    const Stroke usual = keysOfName(QStringLiteral("Ctrl+V")).value();
+    const std::optional<QString> name =
+        _pasteKeys && !_connection->isLost() ? _pasteKeys() : std::nullopt;
     if (!name)
-        return stroke;
-    const std::optional<QList<quint32>> keys = keysOfName(*name);
-    if (!keys) {
-        if (!_unknownNames.contains(*name)) {
-            _unknownNames.insert(*name);
-            qCWarning(logKeyboard).noquote() << "no key stroke has this name:" << cutForLog(*name);
-        }
-        return stroke;
+        return usual;
+    const std::optional<Stroke> keys = keysOfName(*name);
+    if (!keys && !_unknownNames.contains(*name)) {
+        _unknownNames.insert(*name);
+        qCWarning(logKeyboard).noquote() << "no key stroke has this name:" << cutForLog(*name);
     }
-    Stroke fitting;
-    for (const quint32 key : *keys)
-        fitting.append({key, true, stroke.first().combines});
-    for (auto key = keys->crbegin(); key != keys->crend(); ++key)
-        fitting.append({*key, false, stroke.first().combines});
-    return fitting;
-}
-
-void XTestKeyboardEvents::postKeyboardEvent(quint16 character, quint16 virtualKey, bool keyDown) {
-    const std::optional<xcb_keysym_t> symbol = symbolOf(character, virtualKey);
-    if (!symbol) {
-        qCWarning(logKeyboard, "there is no key for the virtual key %u", virtualKey);
-        return;
-    }
-    _stroke.append({*symbol, keyDown, _isCombining});
-    if (!_isGathering) {
-        _pending.push_back(std::exchange(_stroke, {}));
-        performPending();
-    }
+    return keys.value_or(usual);
 }
 
 void XTestKeyboardEvents::performPending() {
@@ -132,15 +82,12 @@ void XTestKeyboardEvents::performPending() {
         const XTestKeymap keymap(*_connection);
         const Stroke &stroke = _pending.front();
         QSet<xcb_keysym_t> missing;
-        for (const Event &event : stroke) {
-            if (!keyFor(event.symbol, keymap))
-                missing.insert(event.symbol);
+        for (const xcb_keysym_t symbol : stroke) {
+            if (!keyFor(symbol, keymap))
+                missing.insert(symbol);
         }
         // A key is lent for one symbol at a time.
-        const bool isBorrowedNeeded =
-            _borrowed && std::any_of(stroke.cbegin(), stroke.cend(), [this](const Event &event) {
-                return event.symbol == _borrowed->symbol;
-            });
+        const bool isBorrowedNeeded = _borrowed && stroke.contains(_borrowed->symbol);
         if (missing.size() > (isBorrowedNeeded ? 0 : 1) ||
             (!missing.isEmpty() && !borrow(*missing.cbegin(), keymap))) {
             qCWarning(logKeyboard, "the keyboard layout has no key for this stroke, and none to "
@@ -171,7 +118,7 @@ void XTestKeyboardEvents::perform(const Stroke &stroke, const XTestKeymap &keyma
     for (const XTestKeymap::HeldModifier &modifier : keymap.heldModifiers()) {
         if (!modifier.isEffective)
             fake(false, modifier.key);
-        else if (!stroke.first().combines)
+        else
             held.append(modifier);
     }
     const auto release = [&](auto isMeant) {
@@ -183,12 +130,15 @@ void XTestKeyboardEvents::perform(const Stroke &stroke, const XTestKeymap &keyma
     // Alt or Super that goes down and up alone opens a menu: those go up after Control went down.
     const auto isHarmless = [](int row) { return row == rowShift || row == rowControl; };
     release(isHarmless);
-    bool isFirst = true;
-    for (const Event &event : stroke) {
-        if (const auto key = keyFor(event.symbol, keymap))
-            fake(event.isDown, *key);
-        if (std::exchange(isFirst, false))
+    for (const xcb_keysym_t symbol : stroke) {
+        if (const auto key = keyFor(symbol, keymap))
+            fake(true, *key);
+        if (symbol == stroke.first())
             release([&](int row) { return !isHarmless(row); });
+    }
+    for (auto symbol = stroke.crbegin(); symbol != stroke.crend(); ++symbol) {
+        if (const auto key = keyFor(*symbol, keymap))
+            fake(false, *key);
     }
     if (!held.isEmpty()) {
         const QList<xcb_keycode_t> fingers = keymap.physicallyHeld();

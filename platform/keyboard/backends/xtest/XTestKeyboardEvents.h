@@ -18,16 +18,14 @@
 
 namespace clipmule {
 
-/// Key strokes through the XTEST extension: Command is Control, virtual key 9 is the key that types
-/// "v", any other key is the one that types its character.
+/// Key strokes through the XTEST extension.
 ///
-/// A stroke is gathered between inhibitLocalEvents(true) and (false) and made in one go, other
-/// clients held off meanwhile. The user's own devices cannot be held off; the few milliseconds are
-/// short. Modifiers that the user holds are released for the stroke, unless states may combine, and
-/// pressed again afterwards if they are still held. Caps Lock and Num Lock stay.
+/// A stroke is made in one go, other clients held off meanwhile. The user's own devices cannot be
+/// held off; the few milliseconds are short. Modifiers that the user holds are released for the
+/// stroke, and pressed again afterwards if they are still held. Caps Lock and Num Lock stay.
 ///
-/// The stroke that pastes, Command with "v" and nothing else, is made with the keys that the active
-/// window takes for it; with Control and the key that types "v" where nothing else is known of it.
+/// The stroke that pastes is made with the keys that the active window takes for it; with Control
+/// and the key that types "v" where nothing else is known of it.
 ///
 /// A layout that cannot type the character lends an unused key for it for a moment; the stroke is
 /// then made after borrowDelay. Strokes keep their order.
@@ -38,7 +36,7 @@ public:
     /// How long it stays afterwards: a program looks up what it means when it handles the press.
     static constexpr RunLoop::Seconds borrowTime{0.3};
 
-    /// Which keys paste in the active window, by name (KeyNames.h); nothing where the usual ones
+    /// Which keys paste in the active window, by name (keysOfName()); nothing where the usual ones
     /// do.
     using PasteKeys = std::function<std::optional<QString>()>;
 
@@ -47,24 +45,15 @@ public:
                                  PasteKeys pasteKeys = {});
     ~XTestKeyboardEvents() override;
 
-    void inhibitLocalEvents(bool inhibit) override;
-    void enableEventStateCombining(bool combine) override { _isCombining = combine; }
-    /// Has no effect: everything of the user's always passes.
-    void setLocalEventsFilterDuringSuppressionState(quint32, quint32) override {}
-    void postKeyboardEvent(quint16 character, quint16 virtualKey, bool keyDown) override;
+    void paste() override;
     [[nodiscard]] QString description() const override { return QStringLiteral("xtest"); }
 
 private:
-    struct Event {
-        xcb_keysym_t symbol;
-        bool isDown;
-        // Whether the user's modifiers may take part.
-        bool combines;
-    };
-    using Stroke = QList<Event>;
+    // The keys, by their symbols, in the order in which they go down; they go up in the opposite
+    // one.
+    using Stroke = QList<xcb_keysym_t>;
 
-    [[nodiscard]] static bool isPaste(const Stroke &stroke);
-    [[nodiscard]] Stroke fittingTheWindow(const Stroke &stroke);
+    [[nodiscard]] Stroke pasteStroke();
     void performPending();
     void perform(const Stroke &stroke, const XTestKeymap &keymap);
     [[nodiscard]] std::optional<xcb_keycode_t> keyFor(xcb_keysym_t symbol,
@@ -81,9 +70,6 @@ private:
     std::shared_ptr<X11Connection> _connection;
     PasteKeys _pasteKeys;
     QSet<QString> _unknownNames; // said already
-    bool _isGathering = false;
-    bool _isCombining = true;
-    Stroke _stroke;
     std::deque<Stroke> _pending;
     std::optional<Borrowed> _borrowed;
     RunLoop::Timer _timer;
