@@ -29,11 +29,11 @@ public:
         };
         Outcome outcome = Outcome::Failed;
         /// The version that is available.
-        QString version;
+        QString version = {};
         /// The text by which installUpdate() knows the version.
-        QString identifier;
+        QString identifier = {};
         /// Why it failed, in the words of the package manager; may be empty.
-        QString error;
+        QString error = {};
     };
     using Callback = std::function<void(const Answer &)>;
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/bundle/Bundle.h"
-#include "platform/desktop/HelpBooks.h"
+#include "platform/desktop/HelpManager.h"
 #include "platform/tray/StatusItem.h"
 #include "platform/tray/StatusItemPlace.h"
 

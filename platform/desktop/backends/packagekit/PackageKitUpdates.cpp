@@ -172,10 +172,7 @@ public:
         run(QStringLiteral("Resolve"), {QVariant::fromValue(installedOnly), QStringList{package}},
             findWithin, [this](const TransactionResult &result) {
                 if (result.identifier.isEmpty())
-                    answer({.outcome = Outcome::NotInstalled,
-                            .version = {},
-                            .identifier = {},
-                            .error = {}});
+                    answer({.outcome = Outcome::NotInstalled});
                 else if (_background)
                     askForUpdates();
                 else
@@ -194,8 +191,7 @@ public:
             [this, identifier](const TransactionResult &) {
                 answer({.outcome = Outcome::Installed,
                         .version = identifier.section(u';', 1, 1).left(longestVersion),
-                        .identifier = identifier,
-                        .error = {}});
+                        .identifier = identifier});
             });
     }
 
@@ -207,12 +203,10 @@ private:
             _callback = std::move(callback);
             return true;
         }
-        const Answer refusal{.outcome = busy ? Outcome::Failed : Outcome::NoService,
-                             .version = {},
-                             .identifier = {},
-                             .error = {}};
+        const Outcome outcome = busy ? Outcome::Failed : Outcome::NoService;
         _refusal = RunLoop::current().performAfter(
-            RunLoop::Seconds(0), [callback = std::move(callback), refusal] { callback(refusal); });
+            RunLoop::Seconds(0),
+            [callback = std::move(callback), outcome] { callback({.outcome = outcome}); });
         return false;
     }
 
@@ -220,7 +214,7 @@ private:
     void run(const QString &method, const QVariantList &arguments, RunLoop::Seconds within,
              std::function<void(const TransactionResult &)> then) {
         if (!_bus.isOpen()) {
-            answer({.outcome = Outcome::NoService, .version = {}, .identifier = {}, .error = {}});
+            answer({.outcome = Outcome::NoService});
             return;
         }
         _transaction = std::make_shared<Transaction>(_bus.connection(), _package, _background);
@@ -234,8 +228,6 @@ private:
                     then(result);
                 else
                     answer({.outcome = result.serviceIsThere ? Outcome::Failed : Outcome::NoService,
-                            .version = {},
-                            .identifier = {},
                             .error = result.error});
             });
     }
@@ -246,8 +238,7 @@ private:
                 answer({.outcome =
                             result.identifier.isEmpty() ? Outcome::UpToDate : Outcome::Available,
                         .version = result.version,
-                        .identifier = result.identifier,
-                        .error = {}});
+                        .identifier = result.identifier});
             });
     }
 

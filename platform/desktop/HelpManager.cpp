@@ -1,9 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/desktop/HelpBooks.h"
+#include "platform/desktop/HelpManager.h"
 
 #include "platform/bundle/Bundle.h"
+
+#include <QDesktopServices>
 
 namespace clipmule {
 
@@ -14,6 +16,21 @@ QString text(const Bundle &bundle, const QString &key) {
     const auto *const found = value ? value->as<QString>() : nullptr;
     return found ? *found : QString();
 }
+
+class BrowserHelpManager final : public HelpManager {
+public:
+    bool registerBooksInBundle(const Bundle &bundle) override {
+        return _books.registerBooksInBundle(bundle);
+    }
+    void openHelpAnchorInBook(const QString &anchor, const QString &book) override {
+        const QUrl url = _books.url(anchor, book);
+        if (url.isValid())
+            QDesktopServices::openUrl(url);
+    }
+
+private:
+    HelpBooks _books;
+};
 
 } // namespace
 
@@ -37,6 +54,10 @@ QUrl HelpBooks::url(const QString &anchor, const QString &book) const {
     QUrl url = QUrl::fromLocalFile(page);
     url.setFragment(anchor);
     return url;
+}
+
+std::unique_ptr<HelpManager> makeHelpManager() {
+    return std::make_unique<BrowserHelpManager>();
 }
 
 } // namespace clipmule
