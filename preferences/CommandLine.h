@@ -9,6 +9,8 @@
 
 #include <QStringList>
 
+#include <optional>
+
 namespace clipmule {
 
 /// What the user wants of clipmule-preferences.
@@ -64,5 +66,13 @@ inline constexpr RunLoop::Seconds longestWait{600};
 [[nodiscard]] PropertyList valueFromText(const QString &text);
 /// How to use the program.
 [[nodiscard]] QString usage();
+
+/// Longer names are not compared: the time is that of both lengths multiplied.
+inline constexpr qsizetype longestCompared = 255;
+
+/// What somebody who typed a name that is not there probably meant: one that differs in letter
+/// case, in the shape of quotation marks, dashes and blanks, or in few characters. Nothing when
+/// none is near.
+[[nodiscard]] std::optional<QString> nearestName(const QString &typed, const QStringList &names);
 
 } // namespace clipmule

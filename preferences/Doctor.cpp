@@ -3,8 +3,7 @@
 
 #include "preferences/Doctor.h"
 
-#include "preferences/NetworkAdvice.h"
-#include "preferences/ShownText.h"
+#include "preferences/PanelTexts.h"
 #include "preferences/StatusReport.h"
 
 #include <QJsonArray>
@@ -12,7 +11,60 @@
 
 #include <algorithm>
 
-namespace clipmule::Doctor {
+namespace clipmule {
+
+namespace {
+using Kind = NetworkAdvice::Kind;
+using Multicast = dnssd::NetworkFacts::Multicast;
+// The name of an interface without multicast where there is no other; else empty.
+QString interfaceWithoutMulticast(const dnssd::NetworkFacts &facts) {
+    QString name;
+    for (const auto &interface : facts.interfaces) {
+        if (!interface.isUsable())
+            continue;
+        if (interface.canMulticast)
+            return {};
+        name = interface.name;
+    }
+    return name;
+}
+
+} // namespace
+
+NetworkAdvice adviceFor(const dnssd::NetworkFacts &facts) {
+    if (!facts.hasUsableInterface())
+        return {Kind::NoInterface, PanelTexts::tr("This computer is not on a network."),
+                PanelTexts::tr("Connect it to the network that the phone is on.")};
+    if (const QString name = interfaceWithoutMulticast(facts); !name.isEmpty())
+        return {
+            Kind::MulticastFails,
+            PanelTexts::tr("Multicast is switched off on this computer’s network interface (%1).")
+                .arg(name),
+            PanelTexts::tr("Switch it on: sudo ip link set %1 multicast on").arg(name)};
+    if (facts.multicast == Multicast::Refused)
+        return {Kind::MulticastFails,
+                PanelTexts::tr("This computer does not let multicast out (%1).")
+                    .arg(facts.multicastError),
+                PanelTexts::tr("Allow mDNS (UDP port 5353) in the firewall.")};
+    if (!facts.avahiRuns)
+        return {
+            Kind::NoAvahi,
+            PanelTexts::tr("The Avahi daemon is not running. Phones are searched for without it."),
+            PanelTexts::tr("If none appears, start it: sudo systemctl enable --now avahi-daemon")};
+    if (facts.multicast == Multicast::NoAnswer)
+        return {Kind::NoAnswer,
+                PanelTexts::tr("Multicast queries get no answer, not even from this computer."),
+                PanelTexts::tr("Allow mDNS (UDP port 5353) in the firewall.")};
+    if (facts.multicast != Multicast::OthersAnswer)
+        return {Kind::NothingWrong, PanelTexts::tr("No other device on the network answers."),
+                PanelTexts::tr("Make sure that the phone is on the same network. Guest networks "
+                               "often keep devices apart.")};
+    return {Kind::NothingWrong, PanelTexts::tr("Other devices answer, but no phone does."),
+            PanelTexts::tr(
+                "Make sure that the app is open and that the phone is on the same network.")};
+}
+
+namespace Doctor {
 
 namespace {
 
@@ -20,6 +72,7 @@ using Agent = StatusReader::Agent;
 using Multicast = dnssd::NetworkFacts::Multicast;
 using Presence = PhoneList::Presence;
 using StatusReport::jsonDate;
+using StatusReport::nameOf;
 using StatusReport::plainDate;
 
 constexpr int labelWidth = 14;
@@ -50,18 +103,6 @@ QString nameOf(Agent agent) {
         break;
     }
     return QStringLiteral("silent");
-}
-
-QString nameOf(Presence presence) {
-    switch (presence) {
-    case Presence::Connected:
-        return QStringLiteral("connected");
-    case Presence::Seen:
-        return QStringLiteral("seen");
-    case Presence::NotSeen:
-        break;
-    }
-    return QStringLiteral("not seen");
 }
 
 QString nameOf(Multicast multicast) {
@@ -375,4 +416,6 @@ Facts factsOfThisSession() {
     return facts;
 }
 
-} // namespace clipmule::Doctor
+} // namespace Doctor
+
+} // namespace clipmule

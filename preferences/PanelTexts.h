@@ -3,9 +3,11 @@
 
 #pragma once
 
+#include "platform/foundation/Date.h"
 #include "platform/foundation/Result.h"
 
 #include <QCoreApplication>
+#include <QString>
 
 namespace clipmule {
 
@@ -18,5 +20,16 @@ public:
         return tr("The settings could not be written: %1").arg(failure.reason);
     }
 };
+
+/// Texts from the network as people get to see them.
+namespace ShownText {
+
+/// A name on one line, whatever it holds and however long it is: phones name themselves.
+[[nodiscard]] QString onOneLine(const QString &text);
+
+/// "today at 13:05", "yesterday at 9:00", or a date, in the user's language and zone.
+[[nodiscard]] QString dateAndTime(Date date, Date now);
+
+} // namespace ShownText
 
 } // namespace clipmule

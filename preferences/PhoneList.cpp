@@ -4,7 +4,6 @@
 #include "preferences/PhoneList.h"
 
 #include "preferences/PanelTexts.h"
-#include "preferences/ShownText.h"
 
 #include <algorithm>
 
@@ -147,9 +146,8 @@ PhoneList::Phone PhoneList::describe(const QString &service, const QString &name
     phone.isRegistered = isRegistered;
     const AgentStatus::Phone *const told = agentPhone(service);
     const auto known = _onNetwork.find(service);
-    if (told && told->state == AgentStatus::PhoneState::Connected)
-        phone.presence = Presence::Connected;
-    else if (known != _onNetwork.end() || (told && told->state == AgentStatus::PhoneState::Seen))
+    phone.presence = told ? told->state : Presence::NotSeen;
+    if (phone.presence == Presence::NotSeen && known != _onNetwork.end())
         phone.presence = Presence::Seen;
     phone.lastSeen = rememberedDate(service);
     if (told && phone.presence == Presence::Seen)

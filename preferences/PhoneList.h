@@ -18,11 +18,7 @@ namespace clipmule {
 /// Construct, set the callback, then start(). Everything runs on the main run loop.
 class PhoneList final : public Object {
 public:
-    enum class Presence {
-        NotSeen,   ///< not on the network
-        Seen,      ///< on the network, not connected
-        Connected, ///< the agent has a connection
-    };
+    using Presence = AgentStatus::PhoneState;
     struct Phone {
         QString service;
         /// The name to be shown; that of the service where no other was given.

@@ -6,6 +6,7 @@
 #include "preferences/PhoneList.h"
 
 #include <QAbstractListModel>
+#include <QStyledItemDelegate>
 
 namespace clipmule {
 
@@ -47,6 +48,19 @@ private:
 
     QList<PhoneList::Phone> _phones;
     Circumstances _circumstances;
+};
+
+/// Draws a phone: what it is at a glance, its name, and below it a line about it.
+class PhoneDelegate final : public QStyledItemDelegate {
+    Q_OBJECT
+
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option,
+               const QModelIndex &index) const override;
+    [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem &option,
+                                 const QModelIndex &index) const override;
 };
 
 } // namespace clipmule

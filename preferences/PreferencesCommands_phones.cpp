@@ -3,9 +3,10 @@
 
 #include "preferences/PreferencesCommands.h"
 
-#include "platform/foundation/Log.h"
-#include "preferences/NearestName.h"
-#include "preferences/NetworkAdvice.h"
+#include "preferences/CommandLine.h"
+#include "preferences/Doctor.h"
+#include "preferences/PanelTexts.h"
+#include "preferences/StatusReport.h"
 
 // The commands about phones.
 
@@ -15,23 +16,9 @@ namespace {
 
 const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
 
-QString shownName(const QString &name) {
-    return onOneLine(name, shownInLabel);
-}
-
 QString secondsText(RunLoop::Seconds seconds) {
     return seconds.count() == 1 ? QStringLiteral("1 second")
                                 : QStringLiteral("%1 seconds").arg(seconds.count());
-}
-
-QJsonObject asJson(const RegisteredPhones::Phone &phone) {
-    QJsonObject result{{QStringLiteral("service"), phone.service},
-                       {QStringLiteral("name"), phone.shownName()}};
-    if (!phone.address.isEmpty())
-        result.insert(QStringLiteral("address"), phone.address);
-    if (phone.pasteMode)
-        result.insert(QStringLiteral("pasteMode"), Settings::wordFor(*phone.pasteMode));
-    return result;
 }
 
 } // namespace
@@ -61,8 +48,8 @@ void PreferencesCommands::found(const QString &service) {
     if (_command.asJson)
         printJson({{QStringLiteral("service"), service}, {QStringLiteral("registered"), isPaired}});
     else
-        _services.print(isPaired ? shownName(service) + QStringLiteral("\tpaired")
-                                 : shownName(service));
+        _services.print(isPaired ? ShownText::onOneLine(service) + QStringLiteral("\tpaired")
+                                 : ShownText::onOneLine(service));
 }
 
 void PreferencesCommands::finishDiscovery() {
@@ -113,10 +100,11 @@ void PreferencesCommands::registerPhone() {
         stored, _command.service,
         {.name = _command.name, .pasteMode = _command.pasteMode, .address = _command.address});
     const auto phone = RegisteredPhones::phone(list, _command.service);
-    QString line = QStringLiteral("paired %1 as %2")
-                       .arg(shownName(_command.service), shownName(phone->shownName()));
+    QString line =
+        QStringLiteral("paired %1 as %2")
+            .arg(ShownText::onOneLine(_command.service), ShownText::onOneLine(phone->shownName()));
     if (!phone->address.isEmpty())
-        line += QStringLiteral(", at %1").arg(shownName(phone->address));
+        line += QStringLiteral(", at %1").arg(ShownText::onOneLine(phone->address));
     // Where a phone is reached by hand it need not be seen.
     const bool looks =
         phone->address.isEmpty() && _command.wait.value_or(waitForPaired) > RunLoop::Seconds(0);
@@ -145,8 +133,8 @@ void PreferencesCommands::finishLooking(bool isThere) {
         const auto meant = nearestName(_command.service, others);
         _services.complain(
             QStringLiteral("no phone on the network is called %1 now%2")
-                .arg(shownName(_command.service),
-                     meant ? QStringLiteral("; did you mean %1?").arg(shownName(*meant))
+                .arg(ShownText::onOneLine(_command.service),
+                     meant ? QStringLiteral("; did you mean %1?").arg(ShownText::onOneLine(*meant))
                            : QStringLiteral("; it connects when it is there")));
     }
     _services.finish(0);
@@ -158,8 +146,9 @@ bool PreferencesCommands::isPaired() {
         return true;
     const auto meant = nearestName(_command.service, services);
     fail(QStringLiteral("%1 is not paired%2")
-             .arg(shownName(_command.service),
-                  meant ? QStringLiteral("; did you mean %1?").arg(shownName(*meant)) : QString()));
+             .arg(ShownText::onOneLine(_command.service),
+                  meant ? QStringLiteral("; did you mean %1?").arg(ShownText::onOneLine(*meant))
+                        : QString()));
     return false;
 }
 
@@ -167,7 +156,7 @@ void PreferencesCommands::unregisterPhone() {
     if (!isPaired())
         return;
     writePhones(RegisteredPhones::removed(storedPhones(), _command.service),
-                QStringLiteral("unpaired %1").arg(shownName(_command.service)));
+                QStringLiteral("unpaired %1").arg(ShownText::onOneLine(_command.service)));
 }
 
 void PreferencesCommands::renamePhone() {
@@ -176,18 +165,19 @@ void PreferencesCommands::renamePhone() {
     writePhones(
         RegisteredPhones::changed(storedPhones(), _command.service, {.name = _command.name}),
         QStringLiteral("%1 is called %2 now")
-            .arg(shownName(_command.service), shownName(*_command.name)));
+            .arg(ShownText::onOneLine(_command.service), ShownText::onOneLine(*_command.name)));
 }
 
 void PreferencesCommands::list() {
     for (const auto &phone : RegisteredPhones::phones(storedPhones())) {
         if (_command.asJson) {
-            printJson(asJson(phone));
+            printJson(StatusReport::json(phone));
             continue;
         }
-        QString line = shownName(phone.service) + u'\t' + shownName(phone.shownName());
+        QString line =
+            ShownText::onOneLine(phone.service) + u'\t' + ShownText::onOneLine(phone.shownName());
         if (!phone.address.isEmpty())
-            line += QStringLiteral("\tat ") + shownName(phone.address);
+            line += QStringLiteral("\tat ") + ShownText::onOneLine(phone.address);
         if (phone.pasteMode)
             line += QStringLiteral("\tpaste mode ") + Settings::wordFor(*phone.pasteMode);
         _services.print(line);

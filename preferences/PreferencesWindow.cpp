@@ -4,11 +4,8 @@
 #include "preferences/PreferencesWindow.h"
 
 #include "preferences/CommandLine.h"
-#include "preferences/NetworkAdvice.h"
-#include "preferences/NoticeBar.h"
-#include "preferences/PairByAddressDialog.h"
+#include "preferences/Doctor.h"
 #include "preferences/PanelTexts.h"
-#include "preferences/PhoneDelegate.h"
 #include "preferences/PhoneListModel.h"
 #include "preferences/WindowParts.h"
 

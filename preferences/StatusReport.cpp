@@ -4,6 +4,7 @@
 #include "preferences/StatusReport.h"
 
 #include "platform/foundation/Log.h"
+#include "preferences/PanelTexts.h"
 
 #include <QJsonArray>
 
@@ -49,17 +50,16 @@ QString agentText(Agent agent) {
 
 QString phoneLine(const Facts &facts, const RegisteredPhones::Phone &phone) {
     const AgentStatus::Phone *const known = told(facts, phone.service);
-    QString text = u'\t' + onOneLine(phone.service, shownInLabel) + u'\t' +
-                   onOneLine(phone.shownName(), shownInLabel) + u'\t' + stateText(known);
+    QString text = u'\t' + ShownText::onOneLine(phone.service) + u'\t' +
+                   ShownText::onOneLine(phone.shownName()) + u'\t' + stateText(known);
     if (known && known->state != AgentStatus::PhoneState::Connected) {
         if (known->lastSeen && known->state == AgentStatus::PhoneState::NotSeen)
             text += QStringLiteral(", last seen %1").arg(plainDate(known->lastSeen));
         if (!known->lastError.isEmpty())
-            text +=
-                QStringLiteral(", last error: %1").arg(onOneLine(known->lastError, shownInLabel));
+            text += QStringLiteral(", last error: %1").arg(ShownText::onOneLine(known->lastError));
     }
     if (!phone.address.isEmpty())
-        text += QStringLiteral(", at %1").arg(onOneLine(phone.address, shownInLabel));
+        text += QStringLiteral(", at %1").arg(ShownText::onOneLine(phone.address));
     if (phone.pasteMode)
         text += QStringLiteral(", paste mode %1").arg(Settings::wordFor(*phone.pasteMode));
     return text;
@@ -67,16 +67,10 @@ QString phoneLine(const Facts &facts, const RegisteredPhones::Phone &phone) {
 
 QJsonObject json(const Facts &facts, const RegisteredPhones::Phone &phone) {
     const AgentStatus::Phone *const known = told(facts, phone.service);
-    QJsonObject result{
-        {QStringLiteral("service"), phone.service},
-        {QStringLiteral("name"), phone.shownName()},
-        {QStringLiteral("state"), stateText(known)},
-        {QStringLiteral("lastSeen"), jsonDate(known ? known->lastSeen : std::nullopt)},
-        {QStringLiteral("lastError"), known ? known->lastError : QString()}};
-    if (!phone.address.isEmpty())
-        result.insert(QStringLiteral("address"), phone.address);
-    if (phone.pasteMode)
-        result.insert(QStringLiteral("pasteMode"), Settings::wordFor(*phone.pasteMode));
+    QJsonObject result = StatusReport::json(phone);
+    result.insert(QStringLiteral("state"), stateText(known));
+    result.insert(QStringLiteral("lastSeen"), jsonDate(known ? known->lastSeen : std::nullopt));
+    result.insert(QStringLiteral("lastError"), known ? known->lastError : QString());
     return result;
 }
 
@@ -97,6 +91,16 @@ QString nameOf(AgentStatus::PhoneState state) {
         break;
     }
     return QStringLiteral("not seen");
+}
+
+QJsonObject json(const RegisteredPhones::Phone &phone) {
+    QJsonObject result{{QStringLiteral("service"), phone.service},
+                       {QStringLiteral("name"), phone.shownName()}};
+    if (!phone.address.isEmpty())
+        result.insert(QStringLiteral("address"), phone.address);
+    if (phone.pasteMode)
+        result.insert(QStringLiteral("pasteMode"), Settings::wordFor(*phone.pasteMode));
+    return result;
 }
 
 QString plainDate(const std::optional<Date> &date) {

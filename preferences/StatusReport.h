@@ -27,7 +27,10 @@ struct Facts {
 [[nodiscard]] QStringList lines(const Facts &facts);
 [[nodiscard]] QJsonObject json(const Facts &facts);
 
-// Shared with the doctor.
+// Shared with the other commands.
+
+/// What is stored of a phone.
+[[nodiscard]] QJsonObject json(const RegisteredPhones::Phone &phone);
 
 /// "connected", "seen" or "not seen".
 [[nodiscard]] QString nameOf(AgentStatus::PhoneState state);

@@ -3,14 +3,26 @@
 
 #include "preferences/WindowParts.h"
 
+#include "platform/foundation/HostAndPort.h"
+#include "preferences/PanelTexts.h"
+#include "support/RegisteredPhones.h"
+
 #include <QAbstractItemView>
+#include <QAccessible>
+#include <QDialogButtonBox>
+#include <QEvent>
+#include <QFormLayout>
 #include <QFrame>
+#include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
-namespace clipmule::WindowParts {
+namespace clipmule {
+
+namespace WindowParts {
 
 QLabel *makeHeading(const QString &text, QWidget *parent) {
     auto *const label = new QLabel(text, parent);
@@ -82,4 +94,131 @@ QLayout *makeCounter(QLabel *value, const QString &name, QWidget *parent) {
     return column;
 }
 
-} // namespace clipmule::WindowParts
+QColor mixed(const QColor &one, const QColor &other, double share) {
+    const auto mix = [share](int from, int to) { return int(from + (to - from) * share); };
+    return {mix(one.red(), other.red()), mix(one.green(), other.green()),
+            mix(one.blue(), other.blue())};
+}
+
+} // namespace WindowParts
+
+NoticeBar::NoticeBar(QWidget *parent)
+    : QFrame(parent)
+    , _text(new QLabel(this))
+    , _button(new QPushButton(this))
+    , _dismiss(new QPushButton(PanelTexts::tr("Dismiss"), this)) {
+    setAutoFillBackground(true);
+    setFrameShape(QFrame::StyledPanel);
+    _text->setWordWrap(true);
+    _text->setTextFormat(Qt::PlainText);
+    _text->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    auto *const layout = new QHBoxLayout(this);
+    layout->setContentsMargins(10, 6, 6, 6);
+    layout->addWidget(_text, 1);
+    layout->addWidget(_button);
+    layout->addWidget(_dismiss);
+    connect(_button, &QPushButton::clicked, this, [this] {
+        if (const auto pressed = _buttonPressed)
+            pressed();
+    });
+    connect(_dismiss, &QPushButton::clicked, this, [this] {
+        if (const auto dismissed = _dismissed)
+            dismissed();
+        hide();
+    });
+    tint();
+    hide();
+}
+
+void NoticeBar::showNotice(const QString &text, const QString &buttonLabel,
+                           std::function<void()> buttonPressed, std::function<void()> dismissed) {
+    _buttonPressed = std::move(buttonPressed);
+    _dismissed = std::move(dismissed);
+    _button->setVisible(!buttonLabel.isEmpty());
+    _dismiss->setVisible(bool(_dismissed));
+    if (isVisibleTo(parentWidget()) && _text->text() == text && _button->text() == buttonLabel)
+        return;
+    _text->setText(text);
+    _button->setText(buttonLabel);
+    setAccessibleName(text);
+    show();
+    QAccessibleEvent event(this, QAccessible::Alert);
+    QAccessible::updateAccessibility(&event);
+}
+
+void NoticeBar::changeEvent(QEvent *event) {
+    QFrame::changeEvent(event);
+    // Changes of our own palette do not count: tint() makes them.
+    if (event->type() == QEvent::ApplicationPaletteChange)
+        tint();
+}
+
+void NoticeBar::tint() {
+    setPalette({});
+    QPalette tinted = palette();
+    const QColor window = tinted.color(QPalette::Window);
+    tinted.setColor(QPalette::Window, WindowParts::mixed(window, tinted.color(QPalette::Highlight),
+                                                         window.lightness() < 128 ? 0.22 : 0.12));
+    setPalette(tinted);
+}
+
+namespace {
+
+// The dialog's width in units of the font's height.
+constexpr int dialogWidth = 28;
+
+} // namespace
+
+PairByAddressDialog::PairByAddressDialog(QWidget *parent)
+    : QDialog(parent)
+    , _name(new QLineEdit(this))
+    , _address(new QLineEdit(this))
+    , _problem(WindowParts::makeHint(this)) {
+    setWindowTitle(PanelTexts::tr("Pair by Address"));
+    _name->setObjectName(QStringLiteral("phoneName"));
+    _name->setMaxLength(int(RegisteredPhones::longestService));
+    _address->setObjectName(QStringLiteral("phoneAddress"));
+    _problem->setObjectName(QStringLiteral("problem"));
+    _address->setMaxLength(int(longestHostAndPort));
+    _address->setPlaceholderText(QStringLiteral("192.168.1.20:5000"));
+    auto *const form = new QFormLayout;
+    form->addRow(PanelTexts::tr("Name, as the phone shows it:"), _name);
+    form->addRow(PanelTexts::tr("Address and port:"), _address);
+    auto *const buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
+    _pair = buttons->addButton(PanelTexts::tr("Pair"), QDialogButtonBox::AcceptRole);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    for (QLineEdit *edit : {_name, _address})
+        connect(edit, &QLineEdit::textChanged, this, &PairByAddressDialog::check);
+    auto *const layout = new QVBoxLayout(this);
+    layout->addLayout(form);
+    layout->addWidget(_problem);
+    layout->addStretch();
+    layout->addWidget(buttons);
+    check();
+    // Room for two lines of what is wrong, so that nothing jumps while somebody types.
+    _problem->setMinimumHeight(2 * fontMetrics().height());
+    resize(dialogWidth * fontMetrics().height(), sizeHint().height());
+}
+
+QString PairByAddressDialog::phoneName() const {
+    return _name->text().trimmed();
+}
+
+QString PairByAddressDialog::address() const {
+    const auto parsed = parseHostAndPort(_address->text());
+    return parsed.value ? parsed.value->text() : QString();
+}
+
+void PairByAddressDialog::check() {
+    const ParsedHostAndPort parsed = parseHostAndPort(_address->text());
+    QString problem;
+    if (phoneName().toUtf8().size() > RegisteredPhones::longestService)
+        problem = PanelTexts::tr("The name is too long.");
+    else if (!_address->text().trimmed().isEmpty() && !parsed.value)
+        problem = parsed.error + u'.';
+    _problem->setText(problem);
+    _pair->setEnabled(!phoneName().isEmpty() && parsed.value && problem.isEmpty());
+}
+
+} // namespace clipmule

@@ -3,11 +3,17 @@
 
 #pragma once
 
+#include <QColor>
+#include <QDialog>
+#include <QFrame>
 #include <QList>
+
+#include <functional>
 
 class QAbstractItemView;
 class QLabel;
 class QLayout;
+class QLineEdit;
 class QPushButton;
 class QStackedWidget;
 class QString;
@@ -36,6 +42,56 @@ QLayout *makeButtonRow(const QList<QPushButton *> &buttons);
 /// A value with its name below.
 QLayout *makeCounter(QLabel *value, const QString &name, QWidget *parent);
 
+/// That share of the other colour in the first.
+[[nodiscard]] QColor mixed(const QColor &one, const QColor &other, double share);
+
 } // namespace WindowParts
+
+/// A line that tells what happened, with a button to do something about it. Hidden as long as there
+/// is nothing to tell. A screen reader reads it out when it appears.
+class NoticeBar final : public QFrame {
+    Q_OBJECT
+
+public:
+    explicit NoticeBar(QWidget *parent = nullptr);
+
+    /// Without a label there is no button. Showing the same again does nothing.
+    void showNotice(const QString &text, const QString &buttonLabel,
+                    std::function<void()> buttonPressed, std::function<void()> dismissed = {});
+
+protected:
+    void changeEvent(QEvent *event) override;
+
+private:
+    void tint();
+
+    QLabel *_text;
+    QPushButton *_button;
+    QPushButton *_dismiss;
+    std::function<void()> _buttonPressed;
+    std::function<void()> _dismissed;
+};
+
+/// Asks for a phone's name and address, for networks that discovery does not get through. It is
+/// accepted only with a name and an address that can be used, and says what is wrong until then.
+class PairByAddressDialog final : public QDialog {
+    Q_OBJECT
+
+public:
+    explicit PairByAddressDialog(QWidget *parent = nullptr);
+
+    /// The phone's name, without blanks around it.
+    [[nodiscard]] QString phoneName() const;
+    /// The phone's address, as HostAndPort writes it.
+    [[nodiscard]] QString address() const;
+
+private:
+    void check();
+
+    QLineEdit *_name;
+    QLineEdit *_address;
+    QLabel *_problem;
+    QPushButton *_pair;
+};
 
 } // namespace clipmule

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "preferences/Doctor.h"
-#include "preferences/NetworkAdvice.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>

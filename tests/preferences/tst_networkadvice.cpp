@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "preferences/NetworkAdvice.h"
+#include "preferences/Doctor.h"
 
 #include <QRegularExpression>
 #include <QTest>

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "preferences/PhoneDelegate.h"
 #include "preferences/PhoneListModel.h"
 
 #include <QApplication>

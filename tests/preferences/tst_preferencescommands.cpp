@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "preferences/NetworkAdvice.h"
+#include "preferences/Doctor.h"
 #include "preferences/PreferencesCommands.h"
 #include "support/RegisteredPhones.h"
 #include "tests/kit/EveryKind.h"

@@ -1,15 +1,16 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "preferences/ShownText.h"
+#include "preferences/PanelTexts.h"
 
 #include "platform/foundation/Log.h"
-#include "preferences/PanelTexts.h"
 
 #include <QLocale>
 #include <QRegularExpression>
 
-namespace clipmule::ShownText {
+namespace clipmule {
+
+namespace ShownText {
 
 QString onOneLine(const QString &text) {
     return clipmule::onOneLine(text, shownInLabel);
@@ -30,4 +31,6 @@ QString dateAndTime(Date date, Date now) {
     return locale.toString(local.date(), QLocale::ShortFormat);
 }
 
-} // namespace clipmule::ShownText
+} // namespace ShownText
+
+} // namespace clipmule
