@@ -5,6 +5,7 @@
 
 #include "model/ClipNotice.h"
 #include "platform/bundle/Bundle.h"
+#include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Log.h"
 
 #include <QCoreApplication>
@@ -142,8 +143,7 @@ void PackageUpdater::userGotAnswer(const PackageUpdates::Answer &answer) {
 
 void PackageUpdater::install(const PackageUpdates::Answer &update) {
     _state = State::Installing;
-    if (_delegate.updaterWillInstallUpdate)
-        _delegate.updaterWillInstallUpdate(*this);
+    callCopyOf(onWillInstallUpdate, *this);
     say(QCoreApplication::translate("Clipmule", "Installing Clipmule Sync %1…")
             .arg(update.version));
     _packages->installUpdate(update.identifier, [this, alive = std::weak_ptr(_alive)](

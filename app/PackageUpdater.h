@@ -39,7 +39,6 @@ public:
                    Question question);
     ~PackageUpdater() override;
 
-    void setDelegate(Delegate delegate) override { _delegate = std::move(delegate); }
     void setAutomaticallyChecksForUpdates(bool automatically) override;
     void checkForUpdates() override;
 
@@ -55,7 +54,6 @@ private:
     std::unique_ptr<PackageUpdates> _packages;
     ClipNotice &_notice;
     Question _question;
-    Delegate _delegate;
     bool _automatic = false;
     RunLoop::Timer _nextCheck;
     enum class State { Idle, Finding, Asking, Installing };

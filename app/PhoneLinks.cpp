@@ -3,9 +3,13 @@
 
 #include "app/PhoneLinks.h"
 
+#include "app/SyncJournal.h"
 #include "model/MessageEnvelope.h"
+#include "model/ZRKClipmuleData.h"
+#include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Log.h"
 
+#include <QCoreApplication>
 #include <QSet>
 
 #include <algorithm>
@@ -22,17 +26,6 @@ const QString announcementType = QStringLiteral("_clipmule-c2._tcp");
 constexpr quint16 announcementPort = 1;
 
 const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
-
-// The delegate goes first, so that a shutdown of our own produces no callback.
-void stopAnnouncement(NetService &service) {
-    service.setDelegate({});
-    service.stop();
-}
-
-void stopClient(ZRKNetServiceClient &client) {
-    client.setDelegate({});
-    client.stop();
-}
 
 } // namespace
 
@@ -56,7 +49,7 @@ void PhoneLinks::connect(const QList<RegisteredPhones::Phone> &phones) {
         }
         if (!_clientsDictionary.contains(name)) {
             const auto client = ZRKNetServiceClient::initWithTypeName(_dnssd, phoneType, name);
-            client->setDelegate(delegate);
+            callCopyOf(onNewClient, *client);
             _clientsDictionary.insert(name, client);
             client->start();
         }
@@ -88,14 +81,14 @@ QStringList PhoneLinks::keepOnly(const QList<RegisteredPhones::Phone> &phones) {
     const QStringList announced = _netServicesDictionary.keys();
     for (const QString &name : announced) {
         if (!registered.contains(name))
-            stopAnnouncement(*_netServicesDictionary.take(name));
+            _netServicesDictionary.take(name)->stop();
     }
     QStringList stopped;
     const QStringList connected = _clientsDictionary.keys();
     for (const QString &name : connected) {
         if (registered.contains(name))
             continue;
-        stopClient(*_clientsDictionary.take(name));
+        _clientsDictionary.take(name)->stop();
         stopped.append(name);
     }
     return stopped;
@@ -103,9 +96,9 @@ QStringList PhoneLinks::keepOnly(const QList<RegisteredPhones::Phone> &phones) {
 
 void PhoneLinks::disconnect() {
     for (const auto &service : std::exchange(_netServicesDictionary, {}))
-        stopAnnouncement(*service);
+        service->stop();
     for (const auto &client : std::exchange(_clientsDictionary, {}))
-        stopClient(*client);
+        client->stop();
 }
 
 bool PhoneLinks::isConnected() const {
@@ -119,6 +112,24 @@ AgentStatus::PhoneState PhoneLinks::state(const QString &phone) const {
         return AgentStatus::PhoneState::Connected;
     return client && !client->services().isEmpty() ? AgentStatus::PhoneState::Seen
                                                    : AgentStatus::PhoneState::NotSeen;
+}
+
+bool PhoneLinks::sendClip(ZRKClipmuleData &clip, SyncJournal &journal) {
+    if (clip.size() > ZRKClipmuleData::largestTravelling) {
+        journal.refuse({.direction = Refusal::Direction::CopiedHere,
+                        .reason = Refusal::Reason::TooLarge,
+                        .kind = kindOf(clip),
+                        .size = clip.size(),
+                        .limit = ZRKClipmuleData::largestTravelling},
+                       QCoreApplication::translate(
+                           "Clipmule", "The item you copied is too large to send to Clipmule."));
+        return false;
+    }
+    qCDebug(logApp).noquote() << "sending" << descriptionForLog(clip) << "to phones:" << count();
+    sendToAll(OutputObject::fixed(
+        MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip.toDictionary()))));
+    journal.count(clip, Settings::Key::DataSent);
+    return true;
 }
 
 void PhoneLinks::sendToAll(const OutputObject &object) {

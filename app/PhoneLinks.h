@@ -16,6 +16,9 @@
 
 namespace clipmule {
 
+class SyncJournal;
+class ZRKClipmuleData;
+
 /// The way to the registered phones. Each has a client, which finds it and stays connected, and an
 /// announcement under its name, by which the phone sees that its computer is there. Knows also what
 /// the phones tell about themselves, which all others are told.
@@ -25,11 +28,10 @@ public:
     /// address; null where nothing does. Both outlive the links.
     PhoneLinks(dnssd::Backend &dnssd, dnssd::FixedAddresses *fixedAddresses);
     ~PhoneLinks();
-    PhoneLinks(const PhoneLinks &) = delete;
-    PhoneLinks &operator=(const PhoneLinks &) = delete;
+    Q_DISABLE_COPY_MOVE(PhoneLinks)
 
-    /// What the clients report to. To be set before the first connect().
-    ZRKNetServiceClient::Delegate delegate;
+    /// Gets each client before it starts, to listen to it.
+    std::function<void(ZRKNetServiceClient &)> onNewClient;
 
     /// Connects to each phone that is not connected to yet.
     void connect(const QList<RegisteredPhones::Phone> &phones);
@@ -45,6 +47,9 @@ public:
     /// How many phones are kept in touch with, connected or not.
     [[nodiscard]] qsizetype count() const { return _clientsDictionary.size(); }
 
+    /// Sends what was copied here to all phones. False when it is too large, which the journal and
+    /// the user are told.
+    bool sendClip(ZRKClipmuleData &clip, SyncJournal &journal);
     void sendToAll(const OutputObject &object);
     /// Sends the object to every connected phone but the one it came from.
     void relay(const QString &sender, const OutputObject &object);

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <QtGlobal>
+
 #include <functional>
 
 namespace clipmule {
@@ -12,15 +14,10 @@ class Updater {
 public:
     Updater() = default;
     virtual ~Updater() = default;
-    Updater(const Updater &) = delete;
-    Updater &operator=(const Updater &) = delete;
+    Q_DISABLE_COPY_MOVE(Updater)
 
-    struct Delegate {
-        /// Called before an installation that the updater starts.
-        std::function<void(Updater &)> updaterWillInstallUpdate;
-    };
-
-    virtual void setDelegate(Delegate delegate) = 0;
+    /// Called before an installation that the updater starts.
+    std::function<void(Updater &)> onWillInstallUpdate;
     virtual void setAutomaticallyChecksForUpdates(bool automatically) = 0;
     /// Asks now, because the user wants to know; the answer is shown to the user.
     virtual void checkForUpdates() = 0;

@@ -34,44 +34,37 @@ ZRKClipmuleSyncApp::ZRKClipmuleSyncApp(SyncServices services)
     , _messages(_links, _inbound, _journal) {
     _journal.onChange = [this] { situationDidChange(); };
     _watch.isNeeded = [this] { return isConnected(); };
-    _watch.onCopy = [this](ZRKClipmuleData &clip) { return sendClip(clip); };
+    _watch.onCopy = [this](ZRKClipmuleData &clip) { return _links.sendClip(clip, _journal); };
     _inbound.pasteModeOf = [this](const QString &phone) { return pasteModeOf(phone); };
     _inbound.onPrepareToPaste = _services.prepareToPaste;
     // The watch must not send the clip back.
     _inbound.onWritten = [this](ZRKClipmuleData &clip) { _watch.noteWritten(clip); };
-    listenToClients();
+    _links.onNewClient = [this](ZRKNetServiceClient &client) { listenTo(client); };
 }
 
 ZRKClipmuleSyncApp::~ZRKClipmuleSyncApp() {
     stopObserving();
 }
 
-void ZRKClipmuleSyncApp::listenToClients() {
-    ZRKNetServiceClient::Delegate &delegate = _links.delegate;
-    delegate.clientServiceDidOpen = [this](NetService &service) { clientServiceDidOpen(service); };
-    delegate.clientServiceDidClose = [this](NetService &service) {
-        clientServiceDidClose(service);
-    };
-    delegate.clientServiceDidReconnect = [this](NetService &service) {
-        clientServiceDidReconnect(service);
-    };
-    delegate.clientServiceDidReceiveObject = [this](NetService &service,
-                                                    const PropertyList &object) {
+void ZRKClipmuleSyncApp::listenTo(ZRKNetServiceClient &client) {
+    client.onOpen = [this](NetService &service) { clientServiceDidOpen(service); };
+    client.onClose = [this](NetService &service) { clientServiceDidClose(service); };
+    client.onReconnect = [this](NetService &service) { clientServiceDidReconnect(service); };
+    client.onReceiveObject = [this](NetService &service, const PropertyList &object) {
         clientServiceDidReceiveObject(service, object);
     };
-    delegate.clientServiceDidChangeConnection = [this](NetService &service,
-                                                       const QString &failure) {
+    client.onChangeConnection = [this](NetService &service, const QString &failure) {
         _journal.noteConnection(service.name(), failure);
     };
-    delegate.clientServiceDidRefuseObject = [this](NetService &service, const OutputObject &object,
-                                                   qsizetype waiting) {
+    client.onRefuseObject = [this](NetService &service, const OutputObject &object,
+                                   qsizetype waiting) {
         _messages.refused(service.name(), object, waiting);
     };
-    delegate.clientServiceDidDropObject = [this](NetService &service, const OutputObject &object) {
+    client.onDropObject = [this](NetService &service, const OutputObject &object) {
         _messages.dropped(service.name(), object);
     };
-    delegate.clientServiceDidRefuseInput = [this](NetService &service,
-                                                  const ZRKStreamHandler::RefusedInput &input) {
+    client.onRefuseInput = [this](NetService &service,
+                                  const ZRKStreamHandler::RefusedInput &input) {
         _messages.refusedInput(service.name(), input);
     };
 }
@@ -105,13 +98,8 @@ void ZRKClipmuleSyncApp::finishLaunching() {
         _statusController = _services.makeStatusController(*this);
     observe();
     defaultsDidChange();
-    if (Updater *const own = updater()) {
-        Updater::Delegate delegate;
-        delegate.updaterWillInstallUpdate = [this](Updater &sender) {
-            updaterWillInstallUpdate(sender);
-        };
-        own->setDelegate(std::move(delegate));
-    }
+    if (Updater *const own = updater())
+        own->onWillInstallUpdate = [this](Updater &sender) { updaterWillInstallUpdate(sender); };
 }
 
 // Earlier versions knew a single phone, in two keys of its own.
@@ -189,25 +177,6 @@ ZRKClipmuleSyncApp::TerminateReply ZRKClipmuleSyncApp::applicationShouldTerminat
     return TerminateReply::Now;
 }
 
-bool ZRKClipmuleSyncApp::sendClip(ZRKClipmuleData &clip) {
-    if (clip.size() > largestClipSent) {
-        _journal.refuse({.direction = Refusal::Direction::CopiedHere,
-                         .reason = Refusal::Reason::TooLarge,
-                         .kind = kindOf(clip),
-                         .size = clip.size(),
-                         .limit = largestClipSent},
-                        QCoreApplication::translate(
-                            "Clipmule", "The item you copied is too large to send to Clipmule."));
-        return false;
-    }
-    qCDebug(logApp).noquote() << "sending" << descriptionForLog(clip)
-                              << "to phones:" << _links.count();
-    _links.sendToAll(OutputObject::fixed(
-        MessageEnvelope::make(MessageEnvelope::Type::Clip, PropertyList(clip.toDictionary()))));
-    _journal.count(clip, Settings::Key::DataSent);
-    return true;
-}
-
 void ZRKClipmuleSyncApp::clientServiceDidOpen(NetService &service) {
     _journal.noteSeen(service.name());
     // What was copied while no phone was connected is not sent.
@@ -226,26 +195,6 @@ void ZRKClipmuleSyncApp::clientServiceDidClose(NetService &service) {
     postStatusDidChange();
     _links.removeRecord(service.name());
     _links.sendRecords();
-}
-
-void ZRKClipmuleSyncApp::clientServiceDidReceiveObject(NetService &service,
-                                                       const PropertyList &object) {
-    _messages.receive(service.name(), object);
-}
-
-void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleData(NetService &service,
-                                                             const PropertyList &clip) {
-    _messages.receiveClip(service.name(), clip);
-}
-
-void ZRKClipmuleSyncApp::clientServiceDidReceiveClipmuleDataForDevices(NetService &service,
-                                                                       const PropertyList &clip) {
-    _messages.receiveClipForDevices(service.name(), clip);
-}
-
-void ZRKClipmuleSyncApp::clientServiceDidReceiveDeviceData(NetService &service,
-                                                           const PropertyList &deviceData) {
-    _messages.receiveDeviceRecord(service.name(), deviceData);
 }
 
 bool ZRKClipmuleSyncApp::isEnabled() const {

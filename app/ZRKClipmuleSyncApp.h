@@ -111,20 +111,27 @@ public:
     void clientServiceDidClose(NetService &service);
     /// A dropped connection is back.
     void clientServiceDidReconnect(NetService &service);
-    void clientServiceDidReceiveObject(NetService &service, const PropertyList &object);
-    void clientServiceDidReceiveClipmuleData(NetService &service, const PropertyList &clip);
+    void clientServiceDidReceiveObject(NetService &service, const PropertyList &object) {
+        _messages.receive(service.name(), object);
+    }
+    void clientServiceDidReceiveClipmuleData(NetService &service, const PropertyList &clip) {
+        _messages.receiveClip(service.name(), clip);
+    }
     void clientServiceDidReceiveClipmuleDataForDevices(NetService &service,
-                                                       const PropertyList &clip);
-    void clientServiceDidReceiveDeviceData(NetService &service, const PropertyList &deviceData);
+                                                       const PropertyList &clip) {
+        _messages.receiveClipForDevices(service.name(), clip);
+    }
+    void clientServiceDidReceiveDeviceData(NetService &service, const PropertyList &deviceData) {
+        _messages.receiveDeviceRecord(service.name(), deviceData);
+    }
 
 private:
     [[nodiscard]] QList<RegisteredPhones::Phone> registeredPhones() const;
     void migrateSinglePhoneSettings();
-    void listenToClients();
+    void listenTo(ZRKNetServiceClient &client);
     void observe();
     void stopObserving();
     [[nodiscard]] PasteMode pasteModeOf(const QString &serviceName) const;
-    bool sendClip(ZRKClipmuleData &clip);
     void postStatusDidChange();
     void situationDidChange();
 

@@ -4,7 +4,6 @@
 #include "bench/Bench.h"
 #include "bench/Loopback.h"
 #include "bench/PlistInputs.h"
-#include "net/StreamFrame.h"
 #include "net/ZRKStreamHandler.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/propertylist/PropertyListSerialization.h"
@@ -56,7 +55,7 @@ protected:
     FileHandle _socket;
 };
 
-/// From outputObject of one stream handler to streamHandlerDidReceiveObject of another.
+/// From outputObject of one stream handler to onReceiveObject of another.
 class HandlerFarEnd final : public FarEnd {
 public:
     HandlerFarEnd(FileHandle socket, std::function<void()> received)
@@ -72,15 +71,12 @@ protected:
         QtRunLoop runLoop;
         const RunLoop::Installation installation(runLoop);
         const auto handler = ZRKStreamHandler::initWithFileHandle(std::move(_socket));
-        ZRKStreamHandler::Delegate delegate;
-        delegate.streamHandlerDidReceiveObject = [this](ZRKStreamHandler &,
-                                                        const PropertyList &object) {
+        handler->onReceiveObject = [this](ZRKStreamHandler &, const PropertyList &object) {
             // Once all of it; then it is known to be the same and costs no time to look at.
             if (!std::exchange(_checked, true) && object != imageClip())
                 fail("another clip arrived");
             _received();
         };
-        handler->setDelegate(delegate);
         exec();
         handler->close(false);
     }

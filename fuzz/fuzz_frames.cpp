@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "net/StreamFrame.h"
 #include "net/ZRKStreamHandler.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/kit/MemoryStreams.h"
@@ -60,11 +59,9 @@ Outcome received(const QList<QByteArray> &parts) {
     const auto handler =
         ZRKStreamHandler::initWithInputStreamOutputStream(connection.takeStreams());
     Outcome outcome;
-    ZRKStreamHandler::Delegate delegate;
-    delegate.streamHandlerDidReceiveObject = [&](ZRKStreamHandler &, const PropertyList &object) {
+    handler->onReceiveObject = [&](ZRKStreamHandler &, const PropertyList &object) {
         outcome.objects += PropertyListSerialization::binary(object);
     };
-    handler->setDelegate(delegate);
     connection.feedInParts(parts);
     if (!kit::settle(runLoop))
         fail("the run loop never gets quiet");

@@ -3,7 +3,6 @@
 
 #include "net/OutputObject.h"
 
-#include "net/StreamFrame.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 

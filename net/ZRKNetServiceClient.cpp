@@ -4,6 +4,7 @@
 #include "net/ZRKNetServiceClient.h"
 
 #include "platform/dnssd/NetService.h"
+#include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Log.h"
 
 #include <algorithm>
@@ -31,54 +32,30 @@ ZRKNetServiceClient::~ZRKNetServiceClient() {
     stop();
 }
 
-void ZRKNetServiceClient::setDelegate(Delegate delegate) {
-    const bool watchedTxtRecords = bool(_delegate->clientServiceDidUpdateServiceDictionary);
-    _delegate = std::make_shared<const Delegate>(std::move(delegate));
-    if (watchedTxtRecords || !_delegate->clientServiceDidUpdateServiceDictionary)
-        return;
-    for (const auto &service : _services)
-        service->startMonitoring();
-}
-
 void ZRKNetServiceClient::start() {
     if (_netServiceBrowser)
         return;
     _running = true;
     _netServiceBrowser = std::make_unique<NetServiceBrowser>(_backend);
-    _netServiceBrowser->setDelegate(
-        {.didFindService =
-             [this](const std::shared_ptr<NetService> &service) { didFindService(service); },
-         .didRemoveService =
-             [this](const std::shared_ptr<NetService> &service) { didRemoveService(service); }});
-    _netServiceBrowser->setWantedName(_name);
+    _netServiceBrowser->onFound = [this](const auto &service) { didFindService(service); };
+    _netServiceBrowser->onRemoved = [this](const auto &service) { didRemoveService(service); };
+    _netServiceBrowser->wantedName = _name;
     _netServiceBrowser->searchForServicesOfTypeInDomain(_type, QStringLiteral("local."));
     _reconnectTimer = RunLoop::current().performEvery(reconnectInterval, [this] { reconnect(); });
 }
 
 void ZRKNetServiceClient::stop() {
     _running = false;
-    if (const auto browser = std::move(_netServiceBrowser)) {
-        browser->setDelegate({});
-        browser->stop();
-    }
+    _netServiceBrowser.reset();
     // Taken out first: what is let go here calls nobody back, and finds nothing half done.
     const auto services = std::exchange(_services, {});
-    const auto infos = std::exchange(_servicesInfo, {});
-    for (const auto &service : services) {
-        const auto info = infos.find(service->name());
-        if (info != infos.end())
-            closeQuietly(info->second.streamHandler);
-        service->setDelegate({});
-        service->stop();
+    for (const auto &[name, info] : std::exchange(_servicesInfo, {})) {
+        if (info.streamHandler)
+            info.streamHandler->close(false);
     }
+    for (const auto &service : services)
+        service->stop();
     _reconnectTimer.cancel();
-}
-
-void ZRKNetServiceClient::closeQuietly(const std::shared_ptr<ZRKStreamHandler> &handler) {
-    if (!handler)
-        return;
-    handler->setDelegate({});
-    handler->close();
 }
 
 bool ZRKNetServiceClient::isConnected() const {
@@ -121,12 +98,17 @@ bool ZRKNetServiceClient::outputObjectForNetService(const OutputObject &object,
     return true;
 }
 
-void ZRKNetServiceClient::removeFrom(ServiceInfo &info, qsizetype index) {
-    info.weight -= info.outputObjects[index].weight();
-    info.outputObjects.removeAt(index);
+template <typename Predicate>
+void ZRKNetServiceClient::removeFrom(ServiceInfo &info, Predicate isToGo) {
+    info.outputObjects.removeIf([&](const OutputObject &queued) {
+        if (!isToGo(queued))
+            return false;
+        info.weight -= queued.weight();
+        return true;
+    });
 }
 
-// The delegate is told what gives way once the queue is in order again. What is being written does
+// The owner is told what gives way once the queue is in order again. What is being written does
 // not give way.
 bool ZRKNetServiceClient::makeRoom(const std::shared_ptr<NetService> &service,
                                    const OutputObject &object) {
@@ -149,18 +131,18 @@ bool ZRKNetServiceClient::makeRoom(const std::shared_ptr<NetService> &service,
                 ++i;
             } else {
                 refused.append(candidate);
-                removeFrom(info, i);
+                info.weight -= candidate.weight();
+                info.outputObjects.removeAt(i);
             }
         }
     }
     const bool fits = hasRoom();
     if (!fits)
         refused.append(object);
-    const auto delegate = _delegate;
-    for (const OutputObject &one : refused) {
-        if (delegate->clientServiceDidRefuseObject)
-            delegate->clientServiceDidRefuseObject(*service, one, waiting);
-    }
+    // They are told by what was there before the first of them.
+    const auto tell = onRefuseObject;
+    for (const OutputObject &one : refused)
+        callCopyOf(tell, *service, one, waiting);
     return fits;
 }
 
@@ -168,8 +150,7 @@ void ZRKNetServiceClient::didFindService(const std::shared_ptr<NetService> &serv
     if (!_running || (_name && service->name() != *_name))
         return;
     const auto self = shared_from_this();
-    const auto delegate = _delegate;
-    if (delegate->clientShouldResolve && !delegate->clientShouldResolve(*service))
+    if (const auto shouldResolve = onShouldResolve; shouldResolve && !shouldResolve(*service))
         return;
     if (!_running || listedService(*service))
         return;
@@ -177,16 +158,19 @@ void ZRKNetServiceClient::didFindService(const std::shared_ptr<NetService> &serv
     ServiceInfo &info = serviceInfoForNetService(*service);
     info.resolving = true;
     info.firstTime = true;
-    service->setDelegate(
-        {.netServiceDidResolveAddress =
-             [this](NetService &resolved) { netServiceDidResolveAddress(resolved); },
-         .netServiceDidNotResolve =
-             [this](NetService &unresolved) { netServiceDidNotResolve(unresolved); },
-         .netServiceDidUpdateTXTRecordData =
-             [this](NetService &updated, const QByteArray &record) {
-                 netServiceDidUpdateTXTRecordData(updated, record);
-             }});
-    if (_delegate->clientServiceDidUpdateServiceDictionary)
+    service->onResolved = [this](NetService &resolved) { netServiceDidResolveAddress(resolved); };
+    service->onNotResolved = [this](NetService &unresolved) {
+        if (!listedService(unresolved))
+            return;
+        serviceInfoForNetService(unresolved).resolving = false;
+        callCopyOf(onChangeConnection, unresolved,
+                   QStringLiteral("its address could not be found"));
+    };
+    service->onTxtRecord = [this](NetService &updated, const QByteArray &record) {
+        callCopyOf(onUpdateServiceDictionary, updated,
+                   ZRKNetServiceCategory::serviceDictionaryFromTXTData(record));
+    };
+    if (onUpdateServiceDictionary)
         service->startMonitoring();
     tellLog(*service, "found");
     service->resolveWithTimeout(resolveTimeout);
@@ -213,17 +197,15 @@ void ZRKNetServiceClient::netServiceDidResolveAddress(NetService &service) {
     if (!handler) {
         qCWarning(logNet, "FAILED TO GET STREAM");
         info.resolving = false;
-        tellOfConnection(service, QStringLiteral("no connection could be made"));
+        callCopyOf(onChangeConnection, service, QStringLiteral("no connection could be made"));
         return;
     }
     handler->setPeerName(service.name());
     adopt(handler);
     info.streamHandler = handler;
     const bool isFirst = info.firstTime;
-    const auto delegate = _delegate;
     if (isFirst) {
-        if (delegate->clientServiceDidOpen)
-            delegate->clientServiceDidOpen(service);
+        callCopyOf(onOpen, service);
     } else {
         // What a connection has written leaves the list while it is handed over.
         const QList<OutputObject> waiting = info.outputObjects;
@@ -236,45 +218,48 @@ void ZRKNetServiceClient::netServiceDidResolveAddress(NetService &service) {
     ServiceInfo &current = serviceInfoForNetService(service);
     current.firstTime = false;
     current.resolving = false;
-    if (!isFirst && delegate->clientServiceDidReconnect)
-        delegate->clientServiceDidReconnect(service);
+    if (!isFirst)
+        callCopyOf(onReconnect, service);
 }
 
 void ZRKNetServiceClient::adopt(const std::shared_ptr<ZRKStreamHandler> &handler) {
-    ZRKStreamHandler::Delegate delegate;
-    delegate.streamHandlerDidReceiveObject = [this](ZRKStreamHandler &from,
-                                                    const PropertyList &object) {
-        streamHandlerDidReceiveObject(from, object);
+    const auto serviceOf = [this](const ZRKStreamHandler &from) {
+        return _running ? netServiceForStreamHandler(from) : nullptr;
     };
-    delegate.streamHandlerDidOutputObject = [this](ZRKStreamHandler &from,
-                                                   const OutputObject &object) {
-        streamHandlerDidOutputObject(from, object);
+    handler->onReceiveObject = [this, serviceOf](ZRKStreamHandler &from,
+                                                 const PropertyList &object) {
+        if (const auto service = serviceOf(from))
+            callCopyOf(onReceiveObject, *service, object);
     };
-    delegate.streamHandlerDidDropObject = [this](ZRKStreamHandler &from,
-                                                 const OutputObject &object) {
-        streamHandlerDidDropObject(from, object);
+    handler->onRefuseInput = [this, serviceOf](ZRKStreamHandler &from,
+                                               const ZRKStreamHandler::RefusedInput &input) {
+        if (const auto service = serviceOf(from))
+            callCopyOf(onRefuseInput, *service, input);
     };
-    delegate.streamHandlerDidRefuseInput = [this](ZRKStreamHandler &from,
-                                                  const ZRKStreamHandler::RefusedInput &input) {
-        const auto service = netServiceForStreamHandler(from);
-        const auto told = _delegate;
-        if (_running && service && told->clientServiceDidRefuseInput)
-            told->clientServiceDidRefuseInput(*service, input);
+    // Objects that are equal say the same, and need not be said again.
+    handler->onOutputObject = [this, serviceOf](ZRKStreamHandler &from,
+                                                const OutputObject &object) {
+        if (const auto service = serviceOf(from)) {
+            removeFrom(serviceInfoForNetService(*service),
+                       [&](const OutputObject &queued) { return queued.standsFor(object); });
+            callCopyOf(onOutputObject, *service, object);
+        }
     };
-    delegate.streamHandlerDidClose = [this](ZRKStreamHandler &from) {
-        streamHandlerDidClose(from);
+    // The object can never be written: if it were kept, it would be tried on every connection.
+    handler->onDropObject = [this, serviceOf](ZRKStreamHandler &from, const OutputObject &object) {
+        if (const auto service = serviceOf(from)) {
+            removeFrom(serviceInfoForNetService(*service),
+                       [&](const OutputObject &queued) { return queued.isSameAs(object); });
+            callCopyOf(onDropObject, *service, object);
+        }
     };
-    delegate.streamHandlerDidEstablish = [this](ZRKStreamHandler &from) {
-        streamHandlerDidEstablish(from);
+    handler->onClose = [this](ZRKStreamHandler &from) { streamHandlerDidClose(from); };
+    handler->onEstablish = [this, serviceOf](ZRKStreamHandler &from) {
+        if (const auto service = serviceOf(from)) {
+            tellLog(*service, "connected");
+            callCopyOf(onChangeConnection, *service, QString());
+        }
     };
-    handler->setDelegate(std::move(delegate));
-}
-
-void ZRKNetServiceClient::netServiceDidNotResolve(NetService &service) {
-    if (!listedService(service))
-        return;
-    serviceInfoForNetService(service).resolving = false;
-    tellOfConnection(service, QStringLiteral("its address could not be found"));
 }
 
 void ZRKNetServiceClient::reconnect() {
@@ -297,93 +282,23 @@ void ZRKNetServiceClient::streamHandlerDidClose(ZRKStreamHandler &handler) {
         serviceInfoForNetService(*service).streamHandler.reset();
     _delayedReconnect = RunLoop::current().performAfter(reconnectDelay, [this] { reconnect(); });
     if (service)
-        tellOfConnection(*service, handler.isEstablished()
-                                       ? QStringLiteral("the connection ended")
-                                       : QStringLiteral("no address of it answered"));
-}
-
-void ZRKNetServiceClient::streamHandlerDidEstablish(ZRKStreamHandler &handler) {
-    const auto service = netServiceForStreamHandler(handler);
-    if (!_running || !service)
-        return;
-    tellLog(*service, "connected");
-    tellOfConnection(*service, QString());
-}
-
-void ZRKNetServiceClient::tellOfConnection(NetService &service, const QString &failure) {
-    const auto delegate = _delegate;
-    if (delegate->clientServiceDidChangeConnection)
-        delegate->clientServiceDidChangeConnection(service, failure);
-}
-
-void ZRKNetServiceClient::streamHandlerDidOutputObject(ZRKStreamHandler &handler,
-                                                       const OutputObject &object) {
-    if (!_running)
-        return;
-    const auto service = netServiceForStreamHandler(handler);
-    if (!service)
-        return;
-    // Objects that are equal say the same, and need not be said again.
-    ServiceInfo &info = serviceInfoForNetService(*service);
-    for (qsizetype i = info.outputObjects.size(); i-- > 0;) {
-        if (info.outputObjects[i].standsFor(object))
-            removeFrom(info, i);
-    }
-    const auto delegate = _delegate;
-    if (delegate->clientServiceDidOutputObject)
-        delegate->clientServiceDidOutputObject(*service, object);
-}
-
-// The object can never be written: if it were kept, it would be tried on every connection.
-void ZRKNetServiceClient::streamHandlerDidDropObject(ZRKStreamHandler &handler,
-                                                     const OutputObject &object) {
-    const auto service = netServiceForStreamHandler(handler);
-    if (!_running || !service)
-        return;
-    ServiceInfo &info = serviceInfoForNetService(*service);
-    for (qsizetype i = info.outputObjects.size(); i-- > 0;) {
-        if (info.outputObjects[i].isSameAs(object))
-            removeFrom(info, i);
-    }
-    const auto delegate = _delegate;
-    if (delegate->clientServiceDidDropObject)
-        delegate->clientServiceDidDropObject(*service, object);
-}
-
-void ZRKNetServiceClient::streamHandlerDidReceiveObject(ZRKStreamHandler &handler,
-                                                        const PropertyList &object) {
-    if (!_running)
-        return;
-    const auto service = netServiceForStreamHandler(handler);
-    const auto delegate = _delegate;
-    if (!service || !delegate->clientServiceDidReceiveObject)
-        return;
-    delegate->clientServiceDidReceiveObject(*service, object);
+        callCopyOf(onChangeConnection, *service,
+                   handler.isEstablished() ? QStringLiteral("the connection ended")
+                                           : QStringLiteral("no address of it answered"));
 }
 
 void ZRKNetServiceClient::didRemoveService(const std::shared_ptr<NetService> &removed) {
     const auto listed = listedService(*removed);
     const auto service = listed ? listed : removed;
     tellLog(*service, "gone");
-    closeQuietly(streamHandlerForNetService(*service));
-    service->setDelegate({});
+    if (const auto handler = streamHandlerForNetService(*service))
+        handler->close(false);
     service->stop();
     _servicesInfo.erase(service->name());
     _services.removeAll(service);
     if (_name && service->name() != *_name)
         return;
-    const auto delegate = _delegate;
-    if (delegate->clientServiceDidClose)
-        delegate->clientServiceDidClose(*service);
-}
-
-void ZRKNetServiceClient::netServiceDidUpdateTXTRecordData(NetService &service,
-                                                           const QByteArray &record) {
-    const auto delegate = _delegate;
-    if (!delegate->clientServiceDidUpdateServiceDictionary)
-        return;
-    delegate->clientServiceDidUpdateServiceDictionary(
-        service, ZRKNetServiceCategory::serviceDictionaryFromTXTData(record));
+    callCopyOf(onClose, *service);
 }
 
 ZRKNetServiceClient::ServiceInfo &

@@ -25,35 +25,33 @@ class ZRKNetServiceClient final : public Object,
     };
 
 public:
-    /// Any slot may be empty. A callback may stop the client or let go of it.
-    struct Delegate {
-        /// Whether to connect to the service; false ignores it.
-        std::function<bool(NetService &)> clientShouldResolve;
-        /// The first connection to a service that was found.
-        std::function<void(NetService &)> clientServiceDidOpen;
-        /// The service is gone, not just a connection to it.
-        std::function<void(NetService &)> clientServiceDidClose;
-        std::function<void(NetService &, const PropertyList &)> clientServiceDidReceiveObject;
-        /// The object was written and has left the queue.
-        std::function<void(NetService &, const OutputObject &)> clientServiceDidOutputObject;
-        /// The service's TXT record changed; nothing where it has none any more.
-        std::function<void(NetService &, const std::optional<ServiceDictionary> &)>
-            clientServiceDidUpdateServiceDictionary;
-        /// Too much waits for the service: the object has left the queue unsent. So many bytes,
-        /// about, would have waited.
-        std::function<void(NetService &, const OutputObject &, qsizetype waiting)>
-            clientServiceDidRefuseObject;
-        /// The object cannot be written as a property list, and has left the queue unsent.
-        std::function<void(NetService &, const OutputObject &)> clientServiceDidDropObject;
-        /// Something that the service sent was not taken.
-        std::function<void(NetService &, const ZRKStreamHandler::RefusedInput &)>
-            clientServiceDidRefuseInput;
-        /// Another connection after the first one; what was queued has been handed to it.
-        std::function<void(NetService &)> clientServiceDidReconnect;
-        /// A service was reached (no reason), could not be, or its connection ended. It is tried
-        /// again by itself: for telling people how things stand.
-        std::function<void(NetService &, const QString &failure)> clientServiceDidChangeConnection;
-    };
+    // A callback may stop the client or let go of it.
+
+    /// Whether to connect to the service; false ignores it.
+    std::function<bool(NetService &)> onShouldResolve;
+    /// The first connection to a service that was found.
+    std::function<void(NetService &)> onOpen;
+    /// The service is gone, not just a connection to it.
+    std::function<void(NetService &)> onClose;
+    std::function<void(NetService &, const PropertyList &)> onReceiveObject;
+    /// The object was written and has left the queue.
+    std::function<void(NetService &, const OutputObject &)> onOutputObject;
+    /// The service's TXT record changed; nothing where it has none any more. Set before start(), or
+    /// the records of services that are known by then are not watched.
+    std::function<void(NetService &, const std::optional<ServiceDictionary> &)>
+        onUpdateServiceDictionary;
+    /// Too much waits for the service: the object has left the queue unsent. So many bytes, about,
+    /// would have waited.
+    std::function<void(NetService &, const OutputObject &, qsizetype waiting)> onRefuseObject;
+    /// The object cannot be written as a property list, and has left the queue unsent.
+    std::function<void(NetService &, const OutputObject &)> onDropObject;
+    /// Something that the service sent was not taken.
+    std::function<void(NetService &, const ZRKStreamHandler::RefusedInput &)> onRefuseInput;
+    /// Another connection after the first one; what was queued has been handed to it.
+    std::function<void(NetService &)> onReconnect;
+    /// A service was reached (no reason), could not be, or its connection ended. It is tried again
+    /// by itself: for telling people how things stand.
+    std::function<void(NetService &, const QString &failure)> onChangeConnection;
 
     /// A service that does not answer for this long is tried again later.
     static constexpr RunLoop::Seconds resolveTimeout{10.0};
@@ -80,7 +78,7 @@ public:
 
     /// Nothing happens when it runs already.
     void start();
-    /// Ends everything, the queues included; the delegate hears nothing of it. May be started
+    /// Ends everything, the queues included; nobody hears of it. May be started
     /// again.
     void stop();
     /// Looks afresh for every service that is neither connected nor being looked for.
@@ -99,8 +97,6 @@ public:
     /// room for it.
     bool outputObjectForNetService(const OutputObject &object, const NetService &service);
 
-    void setDelegate(Delegate delegate);
-
 private:
     struct ServiceInfo {
         std::shared_ptr<ZRKStreamHandler> streamHandler;
@@ -114,19 +110,13 @@ private:
 
     [[nodiscard]] bool makeRoom(const std::shared_ptr<NetService> &service,
                                 const OutputObject &object);
-    static void removeFrom(ServiceInfo &info, qsizetype index);
+    template <typename Predicate>
+    static void removeFrom(ServiceInfo &info, Predicate isToGo);
     void didFindService(const std::shared_ptr<NetService> &service);
     void didRemoveService(const std::shared_ptr<NetService> &service);
     static void tellLog(const NetService &service, const char *what);
     void netServiceDidResolveAddress(NetService &service);
-    void netServiceDidNotResolve(NetService &service);
-    void netServiceDidUpdateTXTRecordData(NetService &service, const QByteArray &record);
-    void streamHandlerDidReceiveObject(ZRKStreamHandler &handler, const PropertyList &object);
-    void streamHandlerDidOutputObject(ZRKStreamHandler &handler, const OutputObject &object);
-    void streamHandlerDidDropObject(ZRKStreamHandler &handler, const OutputObject &object);
     void streamHandlerDidClose(ZRKStreamHandler &handler);
-    void streamHandlerDidEstablish(ZRKStreamHandler &handler);
-    void tellOfConnection(NetService &service, const QString &failure);
 
     [[nodiscard]] ServiceInfo &serviceInfoForNetService(const NetService &service);
     [[nodiscard]] std::shared_ptr<ZRKStreamHandler>
@@ -137,7 +127,6 @@ private:
     /// Whether a callback has stopped the client or lost it this very service.
     [[nodiscard]] bool isUsing(const NetService &service) const;
     void adopt(const std::shared_ptr<ZRKStreamHandler> &handler);
-    static void closeQuietly(const std::shared_ptr<ZRKStreamHandler> &handler);
 
     dnssd::Backend &_backend;
     QString _type;
@@ -147,7 +136,6 @@ private:
     QList<std::shared_ptr<NetService>> _services;
     // The services by instance name: those of the same name share one entry.
     std::map<QString, ServiceInfo> _servicesInfo;
-    std::shared_ptr<const Delegate> _delegate = std::make_shared<const Delegate>();
     RunLoop::Timer _reconnectTimer;
     RunLoop::Timer _delayedReconnect;
 };

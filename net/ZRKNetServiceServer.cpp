@@ -4,6 +4,7 @@
 #include "net/ZRKNetServiceServer.h"
 
 #include "platform/dnssd/NetService.h"
+#include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Log.h"
 
 namespace clipmule {
@@ -25,10 +26,6 @@ ZRKNetServiceServer::~ZRKNetServiceServer() {
     stop();
 }
 
-void ZRKNetServiceServer::setDelegate(Delegate delegate) {
-    _delegate = std::make_shared<const Delegate>(std::move(delegate));
-}
-
 bool ZRKNetServiceServer::start() {
     if (_running)
         return true;
@@ -39,13 +36,10 @@ bool ZRKNetServiceServer::start() {
                                                          _name, _serverSocket->port());
     if (_serviceDictionary)
         ZRKNetServiceCategory::setServiceDictionary(*_netService, *_serviceDictionary);
-    NetService::Delegate serviceDelegate;
-    serviceDelegate.netServiceDidPublish = [this](NetService &, const QString &name) {
-        const auto delegate = _delegate;
-        if (_running && delegate->serverDidPublish)
-            delegate->serverDidPublish(name);
+    _netService->onPublished = [this](NetService &, const QString &name) {
+        if (_running)
+            callCopyOf(onPublish, name);
     };
-    _netService->setDelegate(std::move(serviceDelegate));
     _running = true;
     _netService->publish();
     return true;
@@ -53,22 +47,11 @@ bool ZRKNetServiceServer::start() {
 
 bool ZRKNetServiceServer::listen() {
     auto opened = SocketListener::open(_calls);
-    _serverSocket = std::move(opened.listener);
-    if (_serverSocket)
-        return true;
-    switch (opened.failure.step) {
-    case SocketListener::Step::Socket:
-        qCWarning(logNet, "SOCKET FAILED %d", opened.failure.result);
-        break;
-    case SocketListener::Step::Bind:
-        qCWarning(logNet, "BIND FAILED %d", opened.failure.result);
-        break;
-    case SocketListener::Step::GetSockName:
-    case SocketListener::Step::Listen:
-        qCWarning(logNet, "LISTEN FAILED %d", opened.failure.result);
-        break;
-    }
-    return false;
+    if (!opened)
+        qCWarning(logNet).noquote() << opened.error().reason;
+    else
+        _serverSocket = std::move(*opened);
+    return opened.has_value();
 }
 
 void ZRKNetServiceServer::stop() {
@@ -76,10 +59,8 @@ void ZRKNetServiceServer::stop() {
     if (const auto service = std::exchange(_netService, nullptr))
         service->stop();
     _serverSocket.reset();
-    for (const auto &handler : std::exchange(_clientStreamHandlers, {})) {
-        handler->setDelegate({});
-        handler->close();
-    }
+    for (const auto &handler : std::exchange(_clientStreamHandlers, {}))
+        handler->close(false);
 }
 
 void ZRKNetServiceServer::republish() {
@@ -122,49 +103,28 @@ void ZRKNetServiceServer::connectionReceived(FileHandle connection) {
         return;
     const auto handler = ZRKStreamHandler::initWithFileHandle(std::move(connection));
     if (handler) {
-        ZRKStreamHandler::Delegate delegate;
-        delegate.streamHandlerDidReceiveObject = [this](ZRKStreamHandler &from,
-                                                        const PropertyList &object) {
-            streamHandlerDidReceiveObject(from, object);
+        handler->onReceiveObject = [this](ZRKStreamHandler &from, const PropertyList &object) {
+            if (_running)
+                callCopyOf(onReceiveObject, from, object);
         };
-        delegate.streamHandlerDidOutputObject = [this](ZRKStreamHandler &from,
-                                                       const OutputObject &object) {
-            streamHandlerDidOutputObject(from, object);
+        handler->onOutputObject = [this](ZRKStreamHandler &from, const OutputObject &object) {
+            if (_running)
+                callCopyOf(onOutputObject, from, object);
         };
-        delegate.streamHandlerDidClose = [this](ZRKStreamHandler &from) {
-            streamHandlerDidClose(from);
-        };
-        handler->setDelegate(std::move(delegate));
+        handler->onClose = [this](ZRKStreamHandler &from) { streamHandlerDidClose(from); };
         _clientStreamHandlers.append(handler);
     }
     acceptNext();
-    const auto delegate = _delegate;
-    if (handler && delegate->serverStreamHandlerDidOpen)
-        delegate->serverStreamHandlerDidOpen(*handler);
-}
-
-void ZRKNetServiceServer::streamHandlerDidReceiveObject(ZRKStreamHandler &handler,
-                                                        const PropertyList &object) {
-    const auto delegate = _delegate;
-    if (_running && delegate->serverStreamHandlerDidReceiveObject)
-        delegate->serverStreamHandlerDidReceiveObject(handler, object);
-}
-
-void ZRKNetServiceServer::streamHandlerDidOutputObject(ZRKStreamHandler &handler,
-                                                       const OutputObject &object) {
-    const auto delegate = _delegate;
-    if (_running && delegate->serverStreamHandlerDidOutputObject)
-        delegate->serverStreamHandlerDidOutputObject(handler, object);
+    if (handler)
+        callCopyOf(onOpen, *handler);
 }
 
 void ZRKNetServiceServer::streamHandlerDidClose(ZRKStreamHandler &handler) {
     if (!_running)
         return;
-    handler.setDelegate({});
+    handler.forgetCallbacks();
     _clientStreamHandlers.removeIf([&](const auto &listed) { return listed.get() == &handler; });
-    const auto delegate = _delegate;
-    if (delegate->serverStreamHandlerDidClose)
-        delegate->serverStreamHandlerDidClose(handler);
+    callCopyOf(onClose, handler);
 }
 
 } // namespace clipmule

@@ -23,18 +23,14 @@ class ZRKNetServiceServer final : public Object {
     };
 
 public:
-    /// Called only while the server runs. Any slot may be empty.
-    struct Delegate {
-        std::function<void(ZRKStreamHandler &)> serverStreamHandlerDidOpen;
-        /// The service is announced, under this name.
-        std::function<void(const QString &)> serverDidPublish;
-        std::function<void(ZRKStreamHandler &, const PropertyList &)>
-            serverStreamHandlerDidReceiveObject;
-        std::function<void(ZRKStreamHandler &, const OutputObject &)>
-            serverStreamHandlerDidOutputObject;
-        /// The handler is out of the list already.
-        std::function<void(ZRKStreamHandler &)> serverStreamHandlerDidClose;
-    };
+    // Called only while the server runs.
+    std::function<void(ZRKStreamHandler &)> onOpen;
+    /// The service is announced, under this name.
+    std::function<void(const QString &)> onPublish;
+    std::function<void(ZRKStreamHandler &, const PropertyList &)> onReceiveObject;
+    std::function<void(ZRKStreamHandler &, const OutputObject &)> onOutputObject;
+    /// The handler is out of the list already.
+    std::function<void(ZRKStreamHandler &)> onClose;
 
     /// Nothing is opened yet. The backend must outlive the server.
     [[nodiscard]] static std::shared_ptr<ZRKNetServiceServer>
@@ -47,7 +43,7 @@ public:
     /// Listens and publishes. False, with a log line, when listening failed; a running server stays
     /// as it is.
     bool start();
-    /// Ends everything; the delegate hears nothing of it. May be started again.
+    /// Ends everything; nobody hears of it. May be started again.
     void stop();
     /// Ends the publication and publishes again.
     void republish();
@@ -66,16 +62,12 @@ public:
     /// Changes the record of a published service at once.
     void setServiceDictionary(const ServiceDictionary &dictionary);
 
-    void setDelegate(Delegate delegate);
-
     /// A connection was accepted.
     void connectionReceived(FileHandle connection);
 
 private:
     [[nodiscard]] bool listen();
     void acceptNext();
-    void streamHandlerDidReceiveObject(ZRKStreamHandler &handler, const PropertyList &object);
-    void streamHandlerDidOutputObject(ZRKStreamHandler &handler, const OutputObject &object);
     void streamHandlerDidClose(ZRKStreamHandler &handler);
 
     dnssd::Backend &_backend;
@@ -87,7 +79,6 @@ private:
     std::unique_ptr<SocketListener> _serverSocket;
     QList<std::shared_ptr<ZRKStreamHandler>> _clientStreamHandlers;
     std::optional<ServiceDictionary> _serviceDictionary;
-    std::shared_ptr<const Delegate> _delegate = std::make_shared<const Delegate>();
 };
 
 } // namespace clipmule

@@ -3,8 +3,8 @@
 
 #include "net/ZRKStreamHandler.h"
 
-#include "net/StreamFrame.h"
 #include "net/ZRKStreamNotifications.h"
+#include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
@@ -42,6 +42,15 @@ QString kindOfMessage(const PropertyList &object) {
     if (!message || message->size() != 1)
         return QStringLiteral("no message");
     return QStringLiteral("message of type ") + onOneLine(message->firstKey(), 8);
+}
+
+/// Tells the owner, whose platform exception is nobody's business.
+template <typename Callback, typename... Values>
+void callQuietly(const Callback &callback, Values &&...values) {
+    try {
+        callCopyOf(callback, std::forward<Values>(values)...);
+    } catch (const PlatformException &) {
+    }
 }
 
 } // namespace
@@ -85,11 +94,15 @@ ZRKStreamHandler::~ZRKStreamHandler() {
 }
 
 void ZRKStreamHandler::openStreams() {
-    _inputStream->setEventHandler([this](StreamEvent event) { streamHandleEvent(event); });
+    const auto handleEvent = [this](StreamEvent event) {
+        handle([this, event] { streamHandleEvent(event); });
+    };
+    _inputStream->setEventHandler(handleEvent);
     _inputStream->open();
-    _outputStream->setEventHandler([this](StreamEvent event) { streamHandleEvent(event); });
+    _outputStream->setEventHandler(handleEvent);
     _outputStream->open();
-    _pingTimer = RunLoop::current().performEvery(_pingInterval, [this] { ping(); });
+    _pingTimer =
+        RunLoop::current().performEvery(_pingInterval, [this] { handle([this] { ping(); }); });
 }
 
 void ZRKStreamHandler::setPeerName(const QString &name) {
@@ -101,8 +114,13 @@ void ZRKStreamHandler::warn(const QString &line) {
         qCWarning(logNet).noquote() << line;
 }
 
-void ZRKStreamHandler::setDelegate(Delegate delegate) {
-    _delegate = std::make_shared<const Delegate>(std::move(delegate));
+void ZRKStreamHandler::forgetCallbacks() {
+    onReceiveObject = {};
+    onOutputObject = {};
+    onDropObject = {};
+    onRefuseInput = {};
+    onClose = {};
+    onEstablish = {};
 }
 
 bool ZRKStreamHandler::outputObject(const OutputObject &object) {
@@ -135,23 +153,17 @@ void ZRKStreamHandler::ping() {
     sendOutput();
 }
 
-void ZRKStreamHandler::close(bool notifyDelegate) {
+void ZRKStreamHandler::close(bool notifyOwner) {
     if (!std::exchange(_open, false))
         return;
     qCDebug(logNet).noquote()
         << QStringLiteral("%1: closed, %2").arg(_peer, QLatin1String(_closeReason));
-    // Whatever the delegate does or raises, the connection is let go.
+    // Whatever the owner does or raises, the connection is let go.
     const auto release = qScopeGuard([this] { releaseConnection(); });
-    if (!notifyDelegate)
+    if (!notifyOwner)
         return;
-    RunLoop::current().performSoon([self = shared_from_this()] {});
-    const auto delegate = _delegate;
-    if (!delegate->streamHandlerDidClose)
-        return;
-    try {
-        delegate->streamHandlerDidClose(*this);
-    } catch (const PlatformException &) {
-    }
+    keepUntilNextTurn(shared_from_this());
+    callQuietly(onClose, *this);
 }
 
 void ZRKStreamHandler::releaseConnection() {
@@ -174,40 +186,36 @@ void ZRKStreamHandler::releaseConnection() {
     _readBuffer.reset();
 }
 
-void ZRKStreamHandler::streamHandleEvent(StreamEvent event) {
+void ZRKStreamHandler::handle(const std::function<void()> &work) {
     const auto self = shared_from_this();
     try {
-        switch (event) {
-        case StreamEvent::HasBytesAvailable:
-            readInput();
-            break;
-        case StreamEvent::HasSpaceAvailable:
-            sendOutput();
-            break;
-        case StreamEvent::ErrorOccurred:
-            _closeReason = _established ? "the connection failed" : "no address answered";
-            closeAfterInput();
-            break;
-        case StreamEvent::EndEncountered:
-            _closeReason = "by the peer";
-            closeAfterInput();
-            break;
-        case StreamEvent::OpenCompleted:
-            establish();
-            break;
-        }
+        work();
     } catch (const PlatformException &exception) {
         warn(QStringLiteral("HANDLEEVENT EXCEPTION %1").arg(exception.reason()));
     }
 }
 
+void ZRKStreamHandler::streamHandleEvent(StreamEvent event) {
+    switch (event) {
+    case StreamEvent::HasBytesAvailable:
+        return readInput();
+    case StreamEvent::HasSpaceAvailable:
+        return sendOutput();
+    case StreamEvent::ErrorOccurred:
+        _closeReason = _established ? "the connection failed" : "no address answered";
+        return closeAfterInput();
+    case StreamEvent::EndEncountered:
+        _closeReason = "by the peer";
+        return closeAfterInput();
+    case StreamEvent::OpenCompleted:
+        return establish();
+    }
+}
+
 // Either stream may be the first to know.
 void ZRKStreamHandler::establish() {
-    if (std::exchange(_established, true))
-        return;
-    const auto delegate = _delegate;
-    if (delegate->streamHandlerDidEstablish)
-        delegate->streamHandlerDidEstablish(*this);
+    if (!std::exchange(_established, true))
+        callCopyOf(onEstablish, *this);
 }
 
 void ZRKStreamHandler::readInput() {
@@ -239,8 +247,8 @@ void ZRKStreamHandler::processInput() {
     bool handedOver = false;
     while (_open && unconsumed().size() >= StreamFrame::kindSize) {
         if (handedOver) {
-            _nextInput =
-                RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { continueInput(); });
+            _nextInput = RunLoop::current().performAfter(
+                RunLoop::Seconds(0), [this] { handle([this] { processInput(); }); });
             return;
         }
         if (StreamFrame::readWord(unconsumed().data()) != StreamFrame::objectKind) {
@@ -255,7 +263,8 @@ void ZRKStreamHandler::processInput() {
         const quint32 length = StreamFrame::readWord(input.data() + StreamFrame::kindSize);
         if (length > largestPayload) {
             qCWarning(logNet).noquote() << QStringLiteral("FRAME TOO LARGE %1").arg(length);
-            refuseInput({.size = length, .limit = largestPayload, .error = {}});
+            callCopyOf(onRefuseInput, *this,
+                       RefusedInput{.size = length, .limit = largestPayload, .error = {}});
             _closeReason = "a frame is too large";
             close();
             return;
@@ -274,15 +283,6 @@ void ZRKStreamHandler::processInput() {
         close();
 }
 
-void ZRKStreamHandler::continueInput() {
-    const auto self = shared_from_this();
-    try {
-        processInput();
-    } catch (const PlatformException &exception) {
-        warn(QStringLiteral("HANDLEEVENT EXCEPTION %1").arg(exception.reason()));
-    }
-}
-
 // May also be called from inside a callback that one of the frames was handed to.
 void ZRKStreamHandler::closeAfterInput() {
     if (_nextInput.isPending() || _processingInput)
@@ -292,12 +292,11 @@ void ZRKStreamHandler::closeAfterInput() {
 }
 
 void ZRKStreamHandler::receivePayload(QByteArrayView payload) {
-    const auto delegate = _delegate;
-    // Consumed once it is decoded, and whatever happens: the delegate finds the buffer in order and
+    // Consumed once it is decoded, and whatever happens: the owner finds the buffer in order and
     // the memory of a large frame is free again before it works on the object.
     auto consumed =
         qScopeGuard([this, length = payload.size()] { consume(StreamFrame::headerSize + length); });
-    if (!delegate->streamHandlerDidReceiveObject)
+    if (!onReceiveObject)
         return;
     try {
         const qsizetype size = payload.size();
@@ -308,21 +307,15 @@ void ZRKStreamHandler::receivePayload(QByteArrayView payload) {
             qCDebug(logNet).noquote()
                 << QStringLiteral("%1: received %2 bytes, %3")
                        .arg(_peer, QString::number(size), kindOfMessage(*parsed));
-            delegate->streamHandlerDidReceiveObject(*this, *parsed);
+            callCopyOf(onReceiveObject, *this, *parsed);
         } else {
             const QString &reason = parsed.error().reason;
             warn(QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE ERROR DECODING DATA ") + reason);
-            refuseInput({.error = reason});
+            callCopyOf(onRefuseInput, *this, RefusedInput{.error = reason});
         }
     } catch (const PlatformException &exception) {
         warn(QStringLiteral("NSSTREAMEVENTHASBYTESAVAILABLE EXCEPTION %1").arg(exception.reason()));
     }
-}
-
-void ZRKStreamHandler::refuseInput(const RefusedInput &input) {
-    const auto delegate = _delegate;
-    if (delegate->streamHandlerDidRefuseInput)
-        delegate->streamHandlerDidRefuseInput(*this, input);
 }
 
 QByteArrayView ZRKStreamHandler::unconsumed() const {
@@ -395,13 +388,7 @@ void ZRKStreamHandler::dropHeadObject(const OutputObject &object, const QString 
     if (!_open)
         return;
     _outputObjects.pop_front();
-    const auto delegate = _delegate;
-    if (!delegate->streamHandlerDidDropObject)
-        return;
-    try {
-        delegate->streamHandlerDidDropObject(*this, object);
-    } catch (const PlatformException &) {
-    }
+    callQuietly(onDropObject, *this, object);
 }
 
 void ZRKStreamHandler::writeOutputBuffer() {
@@ -418,7 +405,7 @@ void ZRKStreamHandler::writeOutputBuffer() {
     }
     qCDebug(logNet).noquote()
         << QStringLiteral("%1: sent %2 bytes").arg(_peer, QString::number(_outputBuffer.size()));
-    // Its bytes are out: it leaves the queue whatever the observers and the delegate do or raise.
+    // Its bytes are out: it leaves the queue whatever the observers and the owner do or raise.
     // Until then it is the one that is being written, which nobody can withdraw.
     const auto removed = qScopeGuard([this] {
         _outputBuffer = QByteArray();
@@ -427,14 +414,8 @@ void ZRKStreamHandler::writeOutputBuffer() {
             _outputObjects.pop_front();
     });
     post(ZRKStreamDidSendData);
-    const auto delegate = _delegate;
-    if (!_open || !delegate->streamHandlerDidOutputObject)
-        return;
-    const OutputObject object = _outputObjects.front();
-    try {
-        delegate->streamHandlerDidOutputObject(*this, object);
-    } catch (const PlatformException &) {
-    }
+    if (_open)
+        callQuietly(onOutputObject, *this, OutputObject(_outputObjects.front()));
 }
 
 void ZRKStreamHandler::post(const QString &name) {

@@ -15,7 +15,7 @@
 namespace clipmule {
 
 /// Carries property lists both ways over one connection to a peer: cuts what arrives into frames,
-/// decodes them and hands them to its delegate; queues what is to be sent and writes it as frames;
+/// decodes them and hands them to its owner; queues what is to be sent and writes it as frames;
 /// keeps an idle connection alive with pings.
 ///
 /// Hands over one object a turn of the run loop, so that a peer that sends many at once holds
@@ -40,19 +40,18 @@ public:
         QString error;
     };
 
-    /// The callbacks to the handler's owner. Whoever sets them clears them before closing the
-    /// handler, and then hears nothing of that close.
-    struct Delegate {
-        std::function<void(ZRKStreamHandler &, const PropertyList &)> streamHandlerDidReceiveObject;
-        /// The last byte of the object's frame has been taken by the stream.
-        std::function<void(ZRKStreamHandler &, const OutputObject &)> streamHandlerDidOutputObject;
-        /// The object could not be written as a property list, and left the queue unsent.
-        std::function<void(ZRKStreamHandler &, const OutputObject &)> streamHandlerDidDropObject;
-        std::function<void(ZRKStreamHandler &, const RefusedInput &)> streamHandlerDidRefuseInput;
-        std::function<void(ZRKStreamHandler &)> streamHandlerDidClose;
-        /// The peer is reached: before, the streams only tried to.
-        std::function<void(ZRKStreamHandler &)> streamHandlerDidEstablish;
-    };
+    // The callbacks to the handler's owner. Whoever sets them forgets them before closing the
+    // handler, and then hears nothing of that close.
+    std::function<void(ZRKStreamHandler &, const PropertyList &)> onReceiveObject;
+    /// The last byte of the object's frame has been taken by the stream.
+    std::function<void(ZRKStreamHandler &, const OutputObject &)> onOutputObject;
+    /// The object could not be written as a property list, and left the queue unsent.
+    std::function<void(ZRKStreamHandler &, const OutputObject &)> onDropObject;
+    std::function<void(ZRKStreamHandler &, const RefusedInput &)> onRefuseInput;
+    std::function<void(ZRKStreamHandler &)> onClose;
+    /// The peer is reached: before, the streams only tried to.
+    std::function<void(ZRKStreamHandler &)> onEstablish;
+    void forgetCallbacks();
 
     /// The largest payload that an object frame may announce. A clip is at most 9,999,999 units;
     /// written as XML with every one of them escaped that is just under 50 MB. What announces more
@@ -71,9 +70,6 @@ public:
     ZRKStreamHandler(Private, FileHandle connection, StreamPair streams);
     ~ZRKStreamHandler() override;
 
-    void setDelegate(Delegate delegate);
-    [[nodiscard]] const Delegate &delegate() const { return *_delegate; }
-
     /// What log lines call the peer; "a peer" without it.
     void setPeerName(const QString &name);
     /// Queues an object. False, and nothing done, when the handler is closed; true says that it was
@@ -84,9 +80,9 @@ public:
     bool withdrawObject(const OutputObject &object);
     /// Sends a ping, unless object data goes out instead.
     void ping();
-    /// Closes and tells the delegate.
+    /// Closes and tells the owner.
     void close() { close(true); }
-    void close(bool notifyDelegate);
+    void close(bool notifyOwner);
 
     [[nodiscard]] bool isOpen() const { return _open; }
     /// Whether the peer was ever reached.
@@ -102,14 +98,14 @@ public:
 private:
     void openStreams();
     void releaseConnection();
+    /// Does the work from the run loop, which no exception of an observer or the owner may reach.
+    void handle(const std::function<void()> &work);
     void streamHandleEvent(StreamEvent event);
     void establish();
     void readInput();
     void processInput();
-    void continueInput();
     void closeAfterInput();
     void receivePayload(QByteArrayView payload);
-    void refuseInput(const RefusedInput &input);
     [[nodiscard]] QByteArrayView unconsumed() const;
     void consume(qsizetype count);
     void compactInput(qsizetype expected);
@@ -135,8 +131,6 @@ private:
     // stream up to the offset.
     QByteArray _outputBuffer;
     qsizetype _outputOffset = 0;
-    // Shared, so that a callback may replace it while it runs.
-    std::shared_ptr<const Delegate> _delegate = std::make_shared<const Delegate>();
     std::unique_ptr<char[]> _readBuffer;
     bool _needsPing = false;
     RunLoop::Timer _pingTimer;

@@ -64,26 +64,20 @@ bool Phone::start() {
         }
         _shelf = std::move(shelf);
     }
-    ZRKNetServiceServer::Delegate delegate;
-    delegate.serverStreamHandlerDidOpen = [this](ZRKStreamHandler &handler) {
-        connectionDidOpen(handler);
+    _server->onOpen = [this](ZRKStreamHandler &handler) { connectionDidOpen(handler); };
+    _server->onReceiveObject = [this](ZRKStreamHandler &, const PropertyList &object) {
+        didReceive(object);
     };
-    delegate.serverStreamHandlerDidReceiveObject =
-        [this](ZRKStreamHandler &, const PropertyList &object) { didReceive(object); };
-    delegate.serverStreamHandlerDidOutputObject = [this](ZRKStreamHandler &handler,
-                                                         const OutputObject &object) {
+    _server->onOutputObject = [this](ZRKStreamHandler &handler, const OutputObject &object) {
         didOutput(handler, object);
     };
-    delegate.serverStreamHandlerDidClose = [this](ZRKStreamHandler &handler) {
-        connectionDidClose(handler);
-    };
-    delegate.serverDidPublish = [this](const QString &name) {
+    _server->onClose = [this](ZRKStreamHandler &handler) { connectionDidClose(handler); };
+    _server->onPublish = [this](const QString &name) {
         QJsonObject line = phoneEvent("published", {{"name", name}});
         if (name != _options.name)
             line.insert(QStringLiteral("taken"), _options.name);
         print(line);
     };
-    _server->setDelegate(std::move(delegate));
     if (!_server->start()) {
         printError(QStringLiteral("cannot listen"));
         return false;
@@ -95,7 +89,6 @@ bool Phone::start() {
 }
 
 void Phone::stop() {
-    _server->setDelegate({});
     _server->stop();
     // Saves what is kept.
     _shelf.reset();

@@ -39,14 +39,8 @@ void PhoneList::start() {
         this, selector<&PhoneList::changed>("changed"), ZRKUserDefaultsDidChangeNotification,
         unowned(&_stores.of(Settings::Domain::Shared)));
     _browser = std::make_unique<NetServiceBrowser>(_dnssd);
-    NetServiceBrowser::Delegate delegate;
-    delegate.didFindService = [this](const std::shared_ptr<NetService> &service) {
-        found(service);
-    };
-    delegate.didRemoveService = [this](const std::shared_ptr<NetService> &service) {
-        lost(service->name());
-    };
-    _browser->setDelegate(std::move(delegate));
+    _browser->onFound = [this](const auto &service) { found(service); };
+    _browser->onRemoved = [this](const auto &service) { lost(service->name()); };
     _browser->searchForServicesOfTypeInDomain(phoneType, QStringLiteral("local."));
     changed();
 }
@@ -57,7 +51,6 @@ void PhoneList::stop() {
     _browser->stop();
     _browser.reset();
     for (const auto &[service, netService] : std::exchange(_onNetwork, {})) {
-        netService->setDelegate({});
         netService->stop();
         _seen.insert(service, Date::now());
     }
@@ -78,11 +71,7 @@ void PhoneList::found(const std::shared_ptr<NetService> &service) {
     if (_onNetwork.contains(name) || _onNetwork.size() == mostOnNetwork)
         return;
     _onNetwork.emplace(name, service);
-    NetService::Delegate delegate;
-    delegate.netServiceDidUpdateTXTRecordData = [this](NetService &, const QByteArray &) {
-        changed();
-    };
-    service->setDelegate(std::move(delegate));
+    service->onTxtRecord = [this](NetService &, const QByteArray &) { changed(); };
     service->startMonitoring();
     rememberSeen(name);
     changed();
@@ -92,7 +81,6 @@ void PhoneList::lost(const QString &service) {
     const auto known = _onNetwork.find(service);
     if (known == _onNetwork.end())
         return;
-    known->second->setDelegate({});
     known->second->stop();
     _onNetwork.erase(known);
     rememberSeen(service);

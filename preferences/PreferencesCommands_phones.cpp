@@ -25,12 +25,7 @@ QString secondsText(RunLoop::Seconds seconds) {
 
 void PreferencesCommands::browse(std::function<void(const QString &service)> found) {
     _browser = std::make_unique<NetServiceBrowser>(_services.dnssd());
-    NetServiceBrowser::Delegate delegate;
-    delegate.didFindService = [found =
-                                   std::move(found)](const std::shared_ptr<NetService> &service) {
-        found(service->name());
-    };
-    _browser->setDelegate(std::move(delegate));
+    _browser->onFound = [found = std::move(found)](const auto &service) { found(service->name()); };
     _browser->searchForServicesOfTypeInDomain(phoneType, QStringLiteral("local."));
 }
 

@@ -3,8 +3,8 @@
 
 #include "tools/Inspection.h"
 
+#include "net/OutputObject.h"
 #include "net/ServiceDictionary.h"
-#include "net/StreamFrame.h"
 #include "net/ZRKStreamHandler.h"
 #include "platform/archive/ArchiveValue.h"
 #include "platform/archive/ArchivedLook.h"

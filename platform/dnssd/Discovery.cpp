@@ -3,9 +3,8 @@
 
 #include "platform/dnssd/Discovery.h"
 
-#include "platform/dnssd/DiscoveryObject.h"
-#include "platform/dnssd/EventQueue.h"
 #include "platform/dnssd/Log.h"
+#include "platform/foundation/Callbacks.h"
 #include "platform/streams/SocketStreams.h"
 
 namespace clipmule::dnssd {
@@ -100,22 +99,6 @@ void Discovery::endOverlap() {
         object->endOverlap();
 }
 
-std::unique_ptr<Publisher> Discovery::makePublisher() {
-    return makeDiscoveryPublisher(*this);
-}
-
-std::unique_ptr<Browser> Discovery::makeBrowser() {
-    return makeDiscoveryBrowser(*this);
-}
-
-std::unique_ptr<Resolver> Discovery::makeResolver() {
-    return makeDiscoveryResolver(*this);
-}
-
-std::unique_ptr<TxtWatch> Discovery::makeTxtWatch() {
-    return makeDiscoveryTxtWatch(*this);
-}
-
 StreamPair Discovery::connectTo(const Resolved &resolved) {
     QList<SocketEndpoint> endpoints;
     for (const Endpoint &endpoint : resolved.endpoints)
@@ -150,6 +133,10 @@ Responder *DiscoveryObject::responder() {
 
 void DiscoveryObject::askLater() {
     _retry = RunLoop::current().performAfter(refusalRetryInterval, [this] { ask(); });
+}
+
+std::unique_ptr<Backend> makeBackend() {
+    return std::make_unique<Discovery>(makeAvahiBusResponder(), makeAvahiCoreResponder);
 }
 
 } // namespace clipmule::dnssd

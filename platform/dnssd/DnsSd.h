@@ -44,34 +44,32 @@ struct Resolved {
     QList<Endpoint> endpoints;
 };
 
-/// Announces one service until stopped or destroyed, through restarts of the responder. A name
-/// taken by another host is changed to "Name (2)" and so on, cut to 63 bytes.
-class Publisher {
+/// What a backend does for somebody until it is stopped or destroyed.
+class Task {
 public:
-    Publisher() = default;
-    virtual ~Publisher() = default;
-    Publisher(const Publisher &) = delete;
-    Publisher &operator=(const Publisher &) = delete;
+    Task() = default;
+    virtual ~Task() = default;
+    Q_DISABLE_COPY_MOVE(Task)
+    virtual void stop() = 0;
+};
+
+/// Announces one service, through restarts of the responder, and says goodbye when it is stopped. A
+/// name taken by another host is changed to "Name (2)" and so on, cut to 63 bytes.
+class Publisher : public Task {
+public:
     /// The TXT record is its raw bytes, at most 1300; longer ones do not reach anybody and are
     /// reported as an error.
     virtual void start(const ServiceName &service, quint16 port, const QByteArray &txtRecord) = 0;
     virtual void setTxtRecord(const QByteArray &txtRecord) = 0;
-    /// Says goodbye on the network.
-    virtual void stop() = 0;
     std::function<void(const QString &actualName)> onPublished;
     std::function<void(const QString &reason)> onError;
 };
 
 /// Watches for instances of one type in the domain "local". Each name is reported once, however
 /// many interfaces and protocols it is seen on, and removed when the last of them is gone.
-class Browser {
+class Browser : public Task {
 public:
-    Browser() = default;
-    virtual ~Browser() = default;
-    Browser(const Browser &) = delete;
-    Browser &operator=(const Browser &) = delete;
     virtual void start(const QString &type) = 0;
-    virtual void stop() = 0;
     /// Set before start(): only an instance of this name is reported. However many others a host
     /// announces, they hide it from nobody.
     std::optional<QString> wantedName;
@@ -82,27 +80,17 @@ public:
 };
 
 /// Asks once where a service is.
-class Resolver {
+class Resolver : public Task {
 public:
-    Resolver() = default;
-    virtual ~Resolver() = default;
-    Resolver(const Resolver &) = delete;
-    Resolver &operator=(const Resolver &) = delete;
     virtual void start(const ServiceName &service, RunLoop::Seconds timeout) = 0;
-    virtual void stop() = 0;
     std::function<void(const Resolved &)> onResolved;
     std::function<void(const QString &reason)> onFailed;
 };
 
 /// Reports a service's TXT record: its first value, then each change.
-class TxtWatch {
+class TxtWatch : public Task {
 public:
-    TxtWatch() = default;
-    virtual ~TxtWatch() = default;
-    TxtWatch(const TxtWatch &) = delete;
-    TxtWatch &operator=(const TxtWatch &) = delete;
     virtual void start(const ServiceName &service) = 0;
-    virtual void stop() = 0;
     std::function<void(const QByteArray &txtRecord)> onTxtRecord;
 };
 
@@ -111,8 +99,7 @@ class Backend {
 public:
     Backend() = default;
     virtual ~Backend() = default;
-    Backend(const Backend &) = delete;
-    Backend &operator=(const Backend &) = delete;
+    Q_DISABLE_COPY_MOVE(Backend)
     [[nodiscard]] virtual std::unique_ptr<Publisher> makePublisher() = 0;
     [[nodiscard]] virtual std::unique_ptr<Browser> makeBrowser() = 0;
     [[nodiscard]] virtual std::unique_ptr<Resolver> makeResolver() = 0;

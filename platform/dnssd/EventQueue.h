@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/foundation/RunLoop.h"
+#include "platform/foundation/Callbacks.h"
 
 #include <deque>
 #include <functional>
@@ -34,13 +34,5 @@ private:
     RunLoop::Timer _turn;
     std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
 };
-
-/// Calls a copy of a callback when there is one: the callback may destroy the object that holds
-/// it. The values must not live in that object.
-template <typename... Arguments, typename... Values>
-void callCopyOf(const std::function<void(Arguments...)> &callback, const Values &...values) {
-    if (const std::function<void(Arguments...)> copy = callback)
-        copy(values...);
-}
 
 } // namespace clipmule::dnssd

@@ -5,6 +5,7 @@
 
 #include "platform/dnssd/Log.h"
 #include "platform/dnssd/ServiceRules.h"
+#include "platform/foundation/Callbacks.h"
 #include "platform/foundation/HostAndPort.h"
 #include "platform/foundation/Log.h"
 
@@ -56,8 +57,7 @@ void NetService::publish() {
             qCInfo(logDnsSd).noquote()
                 << QStringLiteral("published %1 as \"%2\": the name is taken")
                        .arg(description(), cutForLog(actualName));
-        if (const auto slot = _delegate.netServiceDidPublish)
-            slot(*this, actualName);
+        callCopyOf(onPublished, *this, actualName);
     };
     _publisher->onError = [this](const QString &reason) {
         qCWarning(logDnsSd).noquote()
@@ -85,16 +85,14 @@ void NetService::resolveWithTimeout(RunLoop::Seconds timeout) {
         _resolved = resolved;
         qCDebug(logDnsSd).noquote() << QStringLiteral("\"%1\": resolved, %2")
                                            .arg(cutForLog(_service.name), placesOf(resolved));
-        if (const auto slot = _delegate.netServiceDidResolveAddress)
-            slot(*this);
+        callCopyOf(onResolved, *this);
     };
     _resolver->onFailed = [this](const QString &reason) {
         const auto self = shared_from_this();
         _resolver.reset();
         qCInfo(logDnsSd).noquote()
             << QStringLiteral("%1 is not resolved: %2").arg(description(), reason);
-        if (const auto slot = _delegate.netServiceDidNotResolve)
-            slot(*this);
+        callCopyOf(onNotResolved, *this);
     };
     _resolver->start(_service, timeout);
 }
@@ -104,8 +102,7 @@ void NetService::startMonitoring() {
     _txtWatch->onTxtRecord = [this](const QByteArray &record) {
         const auto self = shared_from_this();
         _txtRecord = record;
-        if (const auto slot = _delegate.netServiceDidUpdateTXTRecordData)
-            slot(*this, record);
+        callCopyOf(onTxtRecord, *this, QByteArray(record));
     };
     _txtWatch->start(_service);
 }
@@ -160,17 +157,15 @@ void NetServiceBrowser::searchForServicesOfTypeInDomain(const QString &type,
         return;
     }
     _browser = _backend.makeBrowser();
-    _browser->wantedName = _wantedName;
-    _browser->onFound = [this](const dnssd::ServiceName &service) {
-        if (const auto slot = _delegate.didFindService)
-            slot(NetService::initWithDomainTypeNamePort(_backend, service.domain, service.type,
-                                                        service.name, 0));
+    _browser->wantedName = wantedName;
+    const auto tell = [this](auto &callback) {
+        return [this, &callback](const dnssd::ServiceName &service) {
+            callCopyOf(callback, NetService::initWithDomainTypeNamePort(
+                                     _backend, service.domain, service.type, service.name, 0));
+        };
     };
-    _browser->onRemoved = [this](const dnssd::ServiceName &service) {
-        if (const auto slot = _delegate.didRemoveService)
-            slot(NetService::initWithDomainTypeNamePort(_backend, service.domain, service.type,
-                                                        service.name, 0));
-    };
+    _browser->onFound = tell(onFound);
+    _browser->onRemoved = tell(onRemoved);
     _browser->start(withoutFinalDot(type));
 }
 

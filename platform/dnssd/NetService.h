@@ -13,8 +13,7 @@ namespace clipmule {
 /// One DNS-SD service: found by a browser and to be resolved and connected to, or to be published.
 /// Two are equal when name, type and domain are.
 ///
-/// Held by std::shared_ptr. Whoever sets a slot of the delegate clears it before letting the
-/// service go.
+/// Held by std::shared_ptr. After stop() nobody is called back.
 class NetService final : public Object, public std::enable_shared_from_this<NetService> {
     /// Keeps the constructor for the factory.
     struct Key {
@@ -22,14 +21,12 @@ class NetService final : public Object, public std::enable_shared_from_this<NetS
     };
 
 public:
-    struct Delegate {
-        /// The service is announced under this name, which differs from the wanted one when that
-        /// was taken.
-        std::function<void(NetService &, const QString &)> netServiceDidPublish = {};
-        std::function<void(NetService &)> netServiceDidResolveAddress = {};
-        std::function<void(NetService &)> netServiceDidNotResolve = {};
-        std::function<void(NetService &, const QByteArray &)> netServiceDidUpdateTXTRecordData = {};
-    };
+    /// The service is announced under this name, which differs from the wanted one when that was
+    /// taken.
+    std::function<void(NetService &, const QString &)> onPublished;
+    std::function<void(NetService &)> onResolved;
+    std::function<void(NetService &)> onNotResolved;
+    std::function<void(NetService &, const QByteArray &)> onTxtRecord;
 
     /// A service to look at (port 0) or to publish. An empty domain stands for the default one,
     /// "local"; a final dot is dropped. The backend must outlive the service.
@@ -44,16 +41,14 @@ public:
     [[nodiscard]] const QString &domain() const { return _service.domain; }
     [[nodiscard]] quint16 port() const { return _port; }
 
-    void setDelegate(Delegate delegate) { _delegate = std::move(delegate); }
-
     /// Announces the service with its port and TXT record. Errors are only logged. A record that
     /// the network does not carry costs the record, not the service: it is announced with an empty
     /// one.
     void publish();
-    /// Looks the address up afresh; nothing known from before is used. Answers the delegate once,
-    /// with netServiceDidNotResolve when the time is over.
+    /// Looks the address up afresh; nothing known from before is used. Answers once, with
+    /// onNotResolved when the time is over.
     void resolveWithTimeout(RunLoop::Seconds timeout);
-    /// Reports the TXT record and its changes to the delegate from now on.
+    /// Reports the TXT record and its changes from now on.
     void startMonitoring();
     /// Ends publication, resolving and monitoring. May be published or resolved again.
     void stop();
@@ -76,7 +71,6 @@ private:
     dnssd::Backend &_backend;
     dnssd::ServiceName _service;
     quint16 _port;
-    Delegate _delegate;
     std::optional<QByteArray> _txtRecord;
     std::optional<dnssd::Resolved> _resolved;
     std::unique_ptr<dnssd::Publisher> _publisher;
@@ -87,30 +81,22 @@ private:
 /// Finds services of one type in one domain ("local" is the only one there is).
 class NetServiceBrowser final {
 public:
-    struct Delegate {
-        std::function<void(std::shared_ptr<NetService>)> didFindService = {};
-        /// Gets an equal service, not the same object.
-        std::function<void(std::shared_ptr<NetService>)> didRemoveService = {};
-    };
+    std::function<void(const std::shared_ptr<NetService> &)> onFound;
+    /// Gets an equal service, not the same object.
+    std::function<void(const std::shared_ptr<NetService> &)> onRemoved;
+    /// Only services of this name are reported, all of them when there is none. To be set before
+    /// the search.
+    std::optional<QString> wantedName;
 
     explicit NetServiceBrowser(dnssd::Backend &backend);
     ~NetServiceBrowser();
-    NetServiceBrowser(const NetServiceBrowser &) = delete;
-    NetServiceBrowser &operator=(const NetServiceBrowser &) = delete;
-    NetServiceBrowser(NetServiceBrowser &&) = delete;
-    NetServiceBrowser &operator=(NetServiceBrowser &&) = delete;
+    Q_DISABLE_COPY_MOVE(NetServiceBrowser)
 
-    void setDelegate(Delegate delegate) { _delegate = std::move(delegate); }
-    /// Only services of this name are reported, all of them when there is none. To be set before
-    /// the search.
-    void setWantedName(const std::optional<QString> &name) { _wantedName = name; }
     void searchForServicesOfTypeInDomain(const QString &type, const QString &domain);
     void stop();
 
 private:
     dnssd::Backend &_backend;
-    Delegate _delegate;
-    std::optional<QString> _wantedName;
     std::unique_ptr<dnssd::Browser> _browser;
 };
 

@@ -36,8 +36,7 @@ public:
     public:
         Operation() = default;
         virtual ~Operation() = default;
-        Operation(const Operation &) = delete;
-        Operation &operator=(const Operation &) = delete;
+        Q_DISABLE_COPY_MOVE(Operation)
         /// Refused or given up: nothing more comes.
         std::function<void(const QString &reason)> onFailed;
     };
@@ -76,8 +75,7 @@ public:
 
     Responder() = default;
     virtual ~Responder() = default;
-    Responder(const Responder &) = delete;
-    Responder &operator=(const Responder &) = delete;
+    Q_DISABLE_COPY_MOVE(Responder)
 
     /// Starts it, or begins to look for it; only the first call does.
     virtual void begin() = 0;
@@ -99,5 +97,12 @@ public:
     [[nodiscard]] virtual std::unique_ptr<EntryGroup>
     publish(const ServiceName &service, quint16 port, const QByteArray &txtRecord) = 0;
 };
+
+/// avahi-daemon on the system bus.
+[[nodiscard]] std::unique_ptr<Responder> makeAvahiBusResponder();
+/// Avahi's core library in this process, kept running, for machines on which avahi-daemon does not
+/// run. It works beside a daemon too. What arrives from the network is parsed here, so it is only
+/// the second choice.
+[[nodiscard]] std::unique_ptr<Responder> makeAvahiCoreResponder();
 
 } // namespace clipmule::dnssd

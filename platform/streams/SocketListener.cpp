@@ -66,23 +66,25 @@ SocketListener::Calls SocketListener::systemCalls() {
     };
 }
 
-SocketListener::Opened SocketListener::open(Calls calls) {
+Result<std::unique_ptr<SocketListener>> SocketListener::open(Calls calls) {
+    const auto failed = [](const char *step, int result) {
+        return failure(QStringLiteral("%1 FAILED %2").arg(QLatin1String(step)).arg(result));
+    };
     const int descriptor = calls.socket();
     // 0 is standard input in every sane process: nothing that we opened.
     if (descriptor < 1)
-        return {nullptr, {Step::Socket, descriptor}};
+        return failed("SOCKET", descriptor);
     FileHandle socket(descriptor);
     const int on = 1;
     ::setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
     if (const int result = calls.bind(descriptor); result != 0)
-        return {nullptr, {Step::Bind, result}};
+        return failed("BIND", result);
     quint16 port = 0;
     if (const int result = calls.getsockname(descriptor, port); result != 0)
-        return {nullptr, {Step::GetSockName, result}};
+        return failed("LISTEN", result);
     if (const int result = calls.listen(descriptor, backlog); result != 0)
-        return {nullptr, {Step::Listen, result}};
-    return {std::make_unique<SocketListener>(Private(), std::move(calls), std::move(socket), port),
-            {}};
+        return failed("LISTEN", result);
+    return std::make_unique<SocketListener>(Private(), std::move(calls), std::move(socket), port);
 }
 
 SocketListener::SocketListener(Private, Calls calls, FileHandle socket, quint16 port)

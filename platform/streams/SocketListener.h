@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/foundation/FileHandle.h"
+#include "platform/foundation/Result.h"
 #include "platform/foundation/RunLoop.h"
 
 #include <QtGlobal>
@@ -36,22 +37,15 @@ public:
     };
     [[nodiscard]] static Calls systemCalls();
 
-    enum class Step { Socket, Bind, GetSockName, Listen };
-    struct Failure {
-        Step step;
-        /// What the call returned.
-        int result;
-    };
-    struct Opened;
-
     /// Connections that the kernel completes while nobody accepts.
     static constexpr int backlog = 8;
     /// How long accepting rests when the system has no descriptor or memory left for a connection,
     /// which stays in the backlog meanwhile: trying again at once would spin.
     static constexpr RunLoop::Seconds pauseWhenExhausted{1.0};
 
-    /// Opens, binds and listens; nothing is accepted yet.
-    [[nodiscard]] static Opened open(Calls calls = systemCalls());
+    /// Opens, binds and listens; nothing is accepted yet. A failure names the step and what its
+    /// call returned.
+    [[nodiscard]] static Result<std::unique_ptr<SocketListener>> open(Calls calls = systemCalls());
     SocketListener(Private, Calls calls, FileHandle socket, quint16 port);
     ~SocketListener();
     SocketListener(const SocketListener &) = delete;
@@ -75,12 +69,6 @@ private:
     std::unique_ptr<SocketNotifier> _notifier;
     RunLoop::Timer _pause;
     bool _exhausted = false;
-};
-
-struct SocketListener::Opened {
-    /// Null when it failed.
-    std::unique_ptr<SocketListener> listener;
-    Failure failure{};
 };
 
 } // namespace clipmule

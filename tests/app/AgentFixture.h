@@ -48,12 +48,10 @@ public:
 
 class FakeUpdater final : public Updater {
 public:
-    void setDelegate(Delegate given) override { delegate = std::move(given); }
     void setAutomaticallyChecksForUpdates(bool automatically) override {
         automatic.append(automatically);
     }
     void checkForUpdates() override { ++checks; }
-    Delegate delegate;
     QList<bool> automatic;
     int checks = 0;
 };

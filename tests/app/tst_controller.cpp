@@ -543,7 +543,7 @@ private Q_SLOTS:
 
         _agent->programs.launched = {u"org.example.Editor"_qs,
                                      u"com.zendrik.ClipmuleSync.Preferences"_qs};
-        updater->delegate.updaterWillInstallUpdate(*updater);
+        updater->onWillInstallUpdate(*updater);
         QCOMPARE(_agent->programs.asked, QStringList{u"com.zendrik.ClipmuleSync.Preferences"_qs});
     }
 

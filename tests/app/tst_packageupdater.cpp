@@ -73,7 +73,7 @@ private Q_SLOTS:
                 if (answer)
                     _answerQuestion = std::move(answer);
             });
-        _updater->setDelegate({[this](Updater &) { _log.append(u"will install"_qs); }});
+        _updater->onWillInstallUpdate = [this](Updater &) { _log.append(u"will install"_qs); };
     }
     void cleanup() {
         _updater.reset();
@@ -140,7 +140,7 @@ private Q_SLOTS:
     }
 
     void itInstallsForAnOwnerThatWantsToHearNothing() {
-        _updater->setDelegate({});
+        _updater->onWillInstallUpdate = {};
         _updater->checkForUpdates();
         _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
         _answerQuestion(true);

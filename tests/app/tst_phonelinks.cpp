@@ -17,8 +17,8 @@ private Q_SLOTS:
         _desk = std::make_unique<AgentFixture>();
         _links = std::make_unique<PhoneLinks>(_desk->backend, nullptr);
         _opened.clear();
-        _links->delegate.clientServiceDidOpen = [this](NetService &service) {
-            _opened += service.name();
+        _links->onNewClient = [this](ZRKNetServiceClient &client) {
+            client.onOpen = [this](NetService &service) { _opened += service.name(); };
         };
     }
     void cleanup() {

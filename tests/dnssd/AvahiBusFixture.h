@@ -4,7 +4,6 @@
 #pragma once
 
 #include "platform/dnssd/Discovery.h"
-#include "platform/dnssd/backends/bus/AvahiBus.h"
 #include "platform/dnssd/backends/bus/AvahiBusResponder.h"
 #include "tests/dnssd/FakeAvahiDaemon.h"
 #include "tests/dnssd/Observers.h"
@@ -77,7 +76,7 @@ protected:
                             "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
                             "<allow eavesdrop=\"true\"/></policy>"
                             "<limit name=\"max_replies_per_connection\">" +
-                            QByteArray::number(AvahiBus::maximumOpenCalls) +
+                            QByteArray::number(AvahiBusResponder::maximumOpenCalls) +
                             "</limit></busconfig>");
         configuration.close();
         // The bus could start a daemon, and is not to.

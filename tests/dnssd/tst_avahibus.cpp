@@ -45,7 +45,7 @@ private Q_SLOTS:
     void soManySignalsAreKeptForAnObjectToCome() {
         QFETCH(int, before);
         QFETCH(bool, kept);
-        static_assert(AvahiBus::maximumHeldSignals == 4000);
+        static_assert(AvahiBusResponder::maximumHeldSignals == 4000);
         _daemon->beforeReply = [&](const QString &, const QString &path) {
             for (int number = 0; number < before; ++number)
                 _daemon->found(path, anna.name);
@@ -254,7 +254,7 @@ private Q_SLOTS:
 
     // The bus of this test refuses one more.
     void noMoreThanThirtyTwoCallsAreOpenAtOnce() {
-        QCOMPARE(AvahiBus::maximumOpenCalls, 32);
+        QCOMPARE(AvahiBusResponder::maximumOpenCalls, 32);
         _daemon->holds = true;
         std::vector<std::unique_ptr<Publication>> publications;
         for (int number = 0; number < 50; ++number) {

@@ -3,8 +3,6 @@
 
 #include "platform/dnssd/Discovery.h"
 #include "platform/dnssd/FixedAddresses.h"
-#include "platform/dnssd/backends/bus/AvahiBusResponder.h"
-#include "platform/dnssd/backends/core/AvahiCoreResponder.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "tests/dnssd/Observers.h"
 #include "tests/kit/FakeDnsSd.h"
@@ -39,9 +37,9 @@ std::unique_ptr<Backend> makeBackend(const QString &kind) {
     if (kind == u"fixed")
         return std::make_unique<FixedOverFake>();
     if (kind == u"bus")
-        return std::make_unique<Discovery>(std::make_unique<AvahiBusResponder>());
+        return std::make_unique<Discovery>(makeAvahiBusResponder());
     if (kind == u"core")
-        return std::make_unique<Discovery>(std::make_unique<AvahiCoreResponder>());
+        return std::make_unique<Discovery>(makeAvahiCoreResponder());
     if (kind == u"auto")
         return dnssd::makeBackend();
     return std::make_unique<FakeBackend>();

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/dnssd/Discovery.h"
-#include "platform/dnssd/backends/bus/AvahiBusResponder.h"
-#include "platform/dnssd/backends/core/AvahiCoreResponder.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "tests/dnssd/Observers.h"
 #include "tests/dnssd/Peer.h"
@@ -30,9 +28,9 @@ constexpr int stallMilliseconds = 2500;
 
 std::unique_ptr<Backend> makeBackend(const QString &kind) {
     if (kind == u"bus")
-        return std::make_unique<Discovery>(std::make_unique<AvahiBusResponder>());
+        return std::make_unique<Discovery>(makeAvahiBusResponder());
     if (kind == u"core")
-        return std::make_unique<Discovery>(std::make_unique<AvahiCoreResponder>());
+        return std::make_unique<Discovery>(makeAvahiCoreResponder());
     return dnssd::makeBackend();
 }
 

@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/EndpointGatherer.h"
+#include "platform/dnssd/DiscoveryAnswers.h"
 #include "platform/dnssd/EventQueue.h"
-#include "platform/dnssd/SeenInstances.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <QTest>

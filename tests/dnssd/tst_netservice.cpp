@@ -163,10 +163,10 @@ private Q_SLOTS:
         const auto found = service();
         QVERIFY(!found->streams());
         int resolved = 0;
-        found->setDelegate({.netServiceDidResolveAddress = [&](NetService &sender) {
+        found->onResolved = [&](NetService &sender) {
             QCOMPARE(&sender, found.get());
             ++resolved;
-        }});
+        };
         found->resolveWithTimeout(RunLoop::Seconds(10));
         QCOMPARE(resolved, 0);
         _loop.advance(20);
@@ -188,7 +188,7 @@ private Q_SLOTS:
     void resolveTimesOut() {
         const auto found = service();
         int failures = 0;
-        found->setDelegate({.netServiceDidNotResolve = [&](NetService &) { ++failures; }});
+        found->onNotResolved = [&](NetService &) { ++failures; };
         found->resolveWithTimeout(RunLoop::Seconds(10));
         _loop.advance(9.9);
         QCOMPARE(failures, 0);
@@ -218,10 +218,9 @@ private Q_SLOTS:
         _backend->appear(phone, {address});
         const auto found = service();
         int calls = 0;
-        found->setDelegate({.netServiceDidResolveAddress = [&](NetService &) { ++calls; },
-                            .netServiceDidNotResolve = [&](NetService &) { ++calls; },
-                            .netServiceDidUpdateTXTRecordData =
-                                [&](NetService &, const QByteArray &) { ++calls; }});
+        found->onResolved = [&](NetService &) { ++calls; };
+        found->onNotResolved = found->onResolved;
+        found->onTxtRecord = [&](NetService &, const QByteArray &) { ++calls; };
         found->resolveWithTimeout(RunLoop::Seconds(10));
         found->startMonitoring();
         found->stop();
@@ -247,14 +246,12 @@ private Q_SLOTS:
         int calls = 0;
         const auto release = [&](NetService &sender) {
             ++calls;
-            found->setDelegate({});
             found.reset();
             QCOMPARE(sender.name(), phone.name); // alive until the call returns
         };
-        found->setDelegate({.netServiceDidResolveAddress = release,
-                            .netServiceDidNotResolve = release,
-                            .netServiceDidUpdateTXTRecordData =
-                                [&](NetService &sender, const QByteArray &) { release(sender); }});
+        found->onResolved = release;
+        found->onNotResolved = release;
+        found->onTxtRecord = [&](NetService &sender, const QByteArray &) { release(sender); };
         if (event == u"record")
             found->startMonitoring();
         else
@@ -271,8 +268,7 @@ private Q_SLOTS:
         const auto found = service();
         QVERIFY(!found->txtRecordData());
         QList<QByteArray> seen;
-        found->setDelegate({.netServiceDidUpdateTXTRecordData =
-                                [&](NetService &, const QByteArray &record) { seen += record; }});
+        found->onTxtRecord = [&](NetService &, const QByteArray &record) { seen += record; };
         found->startMonitoring();
         _loop.runOnce();
         _backend->changeTxtRecord(phone, "\3a=1");
@@ -288,8 +284,8 @@ private Q_SLOTS:
         NetServiceBrowser browser(*_backend);
         std::shared_ptr<NetService> found;
         std::shared_ptr<NetService> removed;
-        browser.setDelegate({.didFindService = [&](auto service) { found = service; },
-                             .didRemoveService = [&](auto service) { removed = service; }});
+        browser.onFound = [&](const auto &service) { found = service; };
+        browser.onRemoved = [&](const auto &service) { removed = service; };
         browser.searchForServicesOfTypeInDomain(type, QStringLiteral("local."));
         QCOMPARE(_backend->browsedTypes(), QStringList{type});
         _backend->appear(phone, {address});
@@ -307,10 +303,10 @@ private Q_SLOTS:
     void browserIsSilentAfterStopAndMayBeStoppedInItsCallback() {
         NetServiceBrowser browser(*_backend);
         int found = 0;
-        browser.setDelegate({.didFindService = [&](auto) {
+        browser.onFound = [&](const auto &) {
             ++found;
             browser.stop();
-        }});
+        };
         _backend->appear(phone, {address});
         _backend->appear({QStringLiteral("Bert"), type, phone.domain}, {address});
         browser.searchForServicesOfTypeInDomain(type, QString());
@@ -323,10 +319,10 @@ private Q_SLOTS:
     void delegateMayDestroyTheBrowser() {
         auto browser = std::make_unique<NetServiceBrowser>(*_backend);
         int found = 0;
-        browser->setDelegate({.didFindService = [&](auto) {
+        browser->onFound = [&](const auto &) {
             ++found;
             browser.reset();
-        }});
+        };
         _backend->appear(phone, {address});
         browser->searchForServicesOfTypeInDomain(type, QString());
         _loop.advance(1);

@@ -24,29 +24,25 @@ public:
             return connections.back()->takeStreams();
         };
         client = ZRKNetServiceClient::initWithTypeName(backend, type, name);
-        client->setDelegate(recordingDelegate());
+        record();
     }
 
-    [[nodiscard]] ZRKNetServiceClient::Delegate recordingDelegate() {
-        ZRKNetServiceClient::Delegate delegate;
-        delegate.clientServiceDidOpen = [this](NetService &service) {
+    void record() {
+        client->onOpen = [this](NetService &service) {
             events += QStringLiteral("open ") + service.name();
         };
-        delegate.clientServiceDidReconnect = [this](NetService &service) {
+        client->onReconnect = [this](NetService &service) {
             events += QStringLiteral("reconnect ") + service.name();
         };
-        delegate.clientServiceDidClose = [this](NetService &service) {
+        client->onClose = [this](NetService &service) {
             events += QStringLiteral("close ") + service.name();
         };
-        delegate.clientServiceDidReceiveObject = [this](NetService &service,
-                                                        const PropertyList &object) {
+        client->onReceiveObject = [this](NetService &service, const PropertyList &object) {
             events += service.name() + QStringLiteral(" sent ") + object.string();
         };
-        delegate.clientServiceDidOutputObject = [this](NetService &service,
-                                                       const OutputObject &object) {
+        client->onOutputObject = [this](NetService &service, const OutputObject &object) {
             events += service.name() + QStringLiteral(" got ") + object.value().string();
         };
-        return delegate;
     }
 
     [[nodiscard]] static dnssd::ServiceName service(const QString &name) {

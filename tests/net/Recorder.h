@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include "net/StreamFrame.h"
 #include "net/ZRKStreamHandler.h"
 #include "net/ZRKStreamNotifications.h"
 #include "platform/propertylist/PropertyListSerialization.h"
@@ -78,25 +77,20 @@ public:
 
     void makeHandler() {
         handler = ZRKStreamHandler::initWithInputStreamOutputStream(connection.takeStreams());
-        handler->setDelegate(recordingDelegate());
+        record();
     }
-    [[nodiscard]] ZRKStreamHandler::Delegate recordingDelegate() {
-        ZRKStreamHandler::Delegate delegate;
-        delegate.streamHandlerDidReceiveObject = [this](ZRKStreamHandler &,
-                                                        const PropertyList &object) {
+    /// Has what the handler tells written down.
+    void record() {
+        handler->onReceiveObject = [this](ZRKStreamHandler &, const PropertyList &object) {
             events += QStringLiteral("received ") + describe(object);
         };
-        delegate.streamHandlerDidOutputObject = [this](ZRKStreamHandler &,
-                                                       const OutputObject &object) {
+        handler->onOutputObject = [this](ZRKStreamHandler &, const OutputObject &object) {
             events += QStringLiteral("output ") + describe(object.value());
         };
-        delegate.streamHandlerDidDropObject = [this](ZRKStreamHandler &, const OutputObject &) {
+        handler->onDropObject = [this](ZRKStreamHandler &, const OutputObject &) {
             events += QStringLiteral("dropped");
         };
-        delegate.streamHandlerDidClose = [this](ZRKStreamHandler &) {
-            events += QStringLiteral("closed");
-        };
-        return delegate;
+        handler->onClose = [this](ZRKStreamHandler &) { events += QStringLiteral("closed"); };
     }
     static QString describe(const PropertyList &object) {
         return object.isString() ? object.string() : object.description();

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "net/StreamFrame.h"
 #include "tests/net/ClientFixture.h"
 
 #include <QLoggingCategory>
@@ -87,9 +86,7 @@ private Q_SLOTS:
     }
 
     void theDelegateMayRefuseAService() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.clientShouldResolve = [](NetService &service) { return service.name() != phone; };
-        client().setDelegate(delegate);
+        client().onShouldResolve = [](NetService &service) { return service.name() != phone; };
         client().start();
         _fixture->appear(phone);
         QVERIFY(client().services().isEmpty());
@@ -216,12 +213,8 @@ private Q_SLOTS:
 
     void withoutStreamsItIsTriedAgain() {
         _fixture->noStreams = true;
-        auto delegate = _fixture->recordingDelegate();
         QString failure;
-        delegate.clientServiceDidChangeConnection = [&](NetService &, const QString &told) {
-            failure = told;
-        };
-        client().setDelegate(delegate);
+        client().onChangeConnection = [&](NetService &, const QString &told) { failure = told; };
         client().start();
         QTest::ignoreMessage(QtWarningMsg, "FAILED TO GET STREAM");
         _fixture->appear(phone);
@@ -299,14 +292,14 @@ private Q_SLOTS:
         _fixture->connectOne();
         QVERIFY(backend().watchedTxtRecords().isEmpty());
         QStringList names;
-        auto delegate = _fixture->recordingDelegate();
-        delegate.clientServiceDidUpdateServiceDictionary =
+        client().onUpdateServiceDictionary =
             [&](NetService &service, const std::optional<ServiceDictionary> &dictionary) {
                 const PropertyList *name = find(*dictionary, QStringLiteral("n"));
                 names += service.name() + u' ' + (name ? name->string() : QStringLiteral("-"));
             };
-        // Also for the services that are known already.
-        client().setDelegate(delegate);
+        client().stop();
+        client().start();
+        kit::settle(_fixture->runLoop);
         QCOMPARE(backend().watchedTxtRecords().size(), 1);
         _fixture->appear(QStringLiteral("B"));
         QCOMPARE(backend().watchedTxtRecords().size(), 2);
@@ -320,12 +313,10 @@ private Q_SLOTS:
 
     void anUnreadableTxtRecordIsNoDictionary() {
         std::optional<ServiceDictionary> last = ServiceDictionary();
-        auto delegate = _fixture->recordingDelegate();
-        delegate.clientServiceDidUpdateServiceDictionary =
+        client().onUpdateServiceDictionary =
             [&](NetService &, const std::optional<ServiceDictionary> &dictionary) {
                 last = dictionary;
             };
-        client().setDelegate(delegate);
         _fixture->connectOne();
         QVERIFY(last && last->isEmpty());
         backend().changeTxtRecord(ClientFixture::service(phone), QByteArray());
@@ -358,30 +349,24 @@ private Q_SLOTS:
             if (what == u"start anew")
                 client().start();
         };
-        ZRKNetServiceClient::Delegate delegate;
         if (where == u"should resolve")
-            delegate.clientShouldResolve = [=](NetService &) {
+            client().onShouldResolve = [=](NetService &) {
                 act();
                 return true;
             };
         if (where == u"open")
-            delegate.clientServiceDidOpen = [=](NetService &) { act(); };
+            client().onOpen = [=](NetService &) { act(); };
         if (where == u"reconnect")
-            delegate.clientServiceDidReconnect = [=](NetService &) { act(); };
+            client().onReconnect = [=](NetService &) { act(); };
         if (where == u"close")
-            delegate.clientServiceDidClose = [=](NetService &) { act(); };
+            client().onClose = [=](NetService &) { act(); };
         if (where == u"receive")
-            delegate.clientServiceDidReceiveObject = [=](NetService &, const PropertyList &) {
-                act();
-            };
+            client().onReceiveObject = [=](NetService &, const PropertyList &) { act(); };
         if (where == u"output")
-            delegate.clientServiceDidOutputObject = [=](NetService &, const OutputObject &) {
-                act();
-            };
+            client().onOutputObject = [=](NetService &, const OutputObject &) { act(); };
         if (where == u"dictionary")
-            delegate.clientServiceDidUpdateServiceDictionary =
+            client().onUpdateServiceDictionary =
                 [=](NetService &, const std::optional<ServiceDictionary> &) { act(); };
-        client().setDelegate(delegate);
         client().start();
         _fixture->appear(phone);
         if (where == u"reconnect")
@@ -409,10 +394,8 @@ private Q_SLOTS:
 
     // Also where somebody else still holds it.
     void aRemovedServiceIsStopped() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.clientServiceDidUpdateServiceDictionary =
-            [](NetService &, const std::optional<ServiceDictionary> &) {};
-        client().setDelegate(delegate);
+        client().onUpdateServiceDictionary = [](NetService &,
+                                                const std::optional<ServiceDictionary> &) {};
         client().start();
         _fixture->appear(phone);
         const auto kept = client().services()[0];
@@ -442,7 +425,7 @@ private Q_SLOTS:
             QLoggingCategory::setFilterRules({});
         });
         const QString name = QStringLiteral("A\nPhone");
-        client().setDelegate({});
+        client().onReceiveObject = {};
         client().start();
         _fixture->appear(name);
         const QByteArray frame = kit::objectFrame(

@@ -53,10 +53,9 @@ private Q_SLOTS:
 
     // Whoever is told that an older clip gave way may let go of the phone.
     void itIsFalseWhenOneOfThemGetsNothing() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.clientServiceDidRefuseObject = [this](NetService &, const OutputObject &,
-                                                       qsizetype) { _fixture->vanish(phone); };
-        client().setDelegate(delegate);
+        client().onRefuseObject = [this](NetService &, const OutputObject &, qsizetype) {
+            _fixture->vanish(phone);
+        };
         client().start();
         _fixture->appear(phone);
         _fixture->connection().end();
@@ -96,13 +95,11 @@ private Q_SLOTS:
         backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Never);
         _fixture->appear(phone);
         QVERIFY(_fixture->send("early"));
-        auto delegate = _fixture->recordingDelegate();
-        delegate.clientServiceDidOpen = [this](NetService &) {
+        client().onOpen = [this](NetService &) {
             events() += QStringLiteral("open");
             QVERIFY(client().isConnected());
             _fixture->send("from open");
         };
-        client().setDelegate(delegate);
         backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Normal);
         kit::settle(_fixture->runLoop);
         QCOMPARE(_fixture->connection().written(), objectFrame(text("from open")));
@@ -136,9 +133,7 @@ private Q_SLOTS:
         _fixture->connectOne();
         _fixture->connection().setRoom(0);
         QVERIFY(_fixture->send("waiting"));
-        auto delegate = _fixture->recordingDelegate();
-        delegate.clientServiceDidReconnect = [this](NetService &) { _fixture->send("after"); };
-        client().setDelegate(delegate);
+        client().onReconnect = [this](NetService &) { _fixture->send("after"); };
         _fixture->dropAndReconnect();
         QCOMPARE(_fixture->connection().written(),
                  objectFrame(text("waiting")) + objectFrame(text("after")));
@@ -171,13 +166,11 @@ private Q_SLOTS:
 
     void theDelegateIsToldAfterTheObjectHasLeftTheQueue() {
         _fixture->connectOne();
-        auto delegate = _fixture->recordingDelegate();
-        delegate.clientServiceDidOutputObject = [this](NetService &, const OutputObject &object) {
+        client().onOutputObject = [this](NetService &, const OutputObject &object) {
             // The connection ends now: sent again would be what is in the queue.
             events() += object.value().string();
             _fixture->connection().end();
         };
-        client().setDelegate(delegate);
         QVERIFY(_fixture->send("once"));
         kit::settle(_fixture->runLoop);
         _fixture->runLoop.advance(ZRKNetServiceClient::reconnectDelay);
@@ -372,17 +365,14 @@ private:
     bool queue(const OutputObject &object) { return _fixture->client->outputObject(object); }
     void recordRefusals() {
         _refused.clear();
-        auto delegate = _fixture->recordingDelegate();
-        delegate.clientServiceDidOutputObject = [this](NetService &service,
-                                                       const OutputObject &object) {
+        _fixture->client->onOutputObject = [this](NetService &service, const OutputObject &object) {
             _fixture->events += service.name() + u" got "_qs + nameOf(object);
         };
-        delegate.clientServiceDidRefuseObject = [this](NetService &, const OutputObject &object,
-                                                       qsizetype waiting) {
+        _fixture->client->onRefuseObject = [this](NetService &, const OutputObject &object,
+                                                  qsizetype waiting) {
             _refused += nameOf(object);
             _waiting = waiting;
         };
-        _fixture->client->setDelegate(delegate);
     }
     void waitForReconnection() {
         recordRefusals();

@@ -137,11 +137,9 @@ private Q_SLOTS:
     }
 
     void anObjectSentOnOpeningReachesTheClient() {
-        auto delegate = recordingDelegate();
-        delegate.serverStreamHandlerDidOpen = [](ZRKStreamHandler &handler) {
+        _server->onOpen = [](ZRKStreamHandler &handler) {
             handler.outputObject(OutputObject::fixed(text("welcome")));
         };
-        _server->setDelegate(delegate);
         QVERIFY(_server->start());
         const FileHandle client = loopback::connectTo(_server->port());
         QVERIFY(runUntil([&] { return _events.size() == 1; }));
@@ -150,12 +148,10 @@ private Q_SLOTS:
 
     void aNewConnectionIsListedWhenTheDelegateIsTold() {
         bool hadClients = false;
-        auto delegate = recordingDelegate();
-        delegate.serverStreamHandlerDidOpen = [&](ZRKStreamHandler &) {
+        _server->onOpen = [&](ZRKStreamHandler &) {
             hadClients = _server->hasClients();
             _events += QStringLiteral("opened");
         };
-        _server->setDelegate(delegate);
         QVERIFY(_server->start());
         const FileHandle client = loopback::connectTo(_server->port());
         QVERIFY(runUntil([&] { return !_events.isEmpty(); }));
@@ -166,14 +162,12 @@ private Q_SLOTS:
     void theNextConnectionIsAwaitedWhenTheDelegateIsTold() {
         int opened = 0;
         int openedMeanwhile = 0;
-        auto delegate = recordingDelegate();
-        delegate.serverStreamHandlerDidOpen = [&](ZRKStreamHandler &) {
+        _server->onOpen = [&](ZRKStreamHandler &) {
             if (++opened > 1)
                 return;
             QVERIFY(runUntil([&] { return opened == 2; }));
             openedMeanwhile = opened;
         };
-        _server->setDelegate(delegate);
         QVERIFY(_server->start());
         const FileHandle first = loopback::connectTo(_server->port());
         const FileHandle second = loopback::connectTo(_server->port());
@@ -183,20 +177,18 @@ private Q_SLOTS:
 
     void aClosedConnectionLosesItsDelegate() {
         std::shared_ptr<ZRKStreamHandler> kept;
-        auto delegate = recordingDelegate();
-        delegate.serverStreamHandlerDidOpen = [&](ZRKStreamHandler &handler) {
+        _server->onOpen = [&](ZRKStreamHandler &handler) {
             kept = std::static_pointer_cast<ZRKStreamHandler>(handler.shared_from_this());
         };
         bool hadDelegate = true;
-        delegate.serverStreamHandlerDidClose = [&](ZRKStreamHandler &handler) {
-            hadDelegate = bool(handler.delegate().streamHandlerDidReceiveObject);
+        _server->onClose = [&](ZRKStreamHandler &handler) {
+            hadDelegate = bool(handler.onReceiveObject);
             _events += QStringLiteral("closed");
         };
-        _server->setDelegate(delegate);
         QVERIFY(_server->start());
         FileHandle client = loopback::connectTo(_server->port());
         QVERIFY(runUntil([&] { return bool(kept); }));
-        QVERIFY(kept->delegate().streamHandlerDidReceiveObject);
+        QVERIFY(kept->onReceiveObject);
         client.close();
         QVERIFY(runUntil([&] { return !_events.isEmpty(); }));
         QVERIFY(!hadDelegate);
@@ -218,20 +210,21 @@ private Q_SLOTS:
         QVERIFY(_server->start());
         FileHandle client = connectClient();
         bool wasLast = false;
-        auto delegate = recordingDelegate();
-        delegate.serverStreamHandlerDidClose = [&](ZRKStreamHandler &handler) {
+        _server->onClose = [&](ZRKStreamHandler &handler) {
             wasLast = !_server->hasClients();
             QVERIFY(!handler.isOpen());
             _events += QStringLiteral("closed");
         };
-        _server->setDelegate(delegate);
         client.close();
         QVERIFY(runUntil([&] { return _events.contains(QStringLiteral("closed")); }));
         QVERIFY(wasLast);
     }
 
     void aServerThatTellsNobodyServesTheSame() {
-        _server->setDelegate({});
+        for (auto *callback : {&_server->onOpen, &_server->onClose})
+            *callback = {};
+        _server->onReceiveObject = {};
+        _server->onOutputObject = {};
         QVERIFY(_server->start());
         FileHandle client = loopback::connectTo(_server->port());
         QVERIFY(runUntil([&] { return _server->hasClients(); }));
@@ -335,18 +328,14 @@ private Q_SLOTS:
             else
                 _server.reset();
         };
-        ZRKNetServiceServer::Delegate delegate;
         if (where == u"open")
-            delegate.serverStreamHandlerDidOpen = [=](ZRKStreamHandler &) { act(); };
+            _server->onOpen = [=](ZRKStreamHandler &) { act(); };
         if (where == u"receive")
-            delegate.serverStreamHandlerDidReceiveObject = [=](ZRKStreamHandler &,
-                                                               const PropertyList &) { act(); };
+            _server->onReceiveObject = [=](ZRKStreamHandler &, const PropertyList &) { act(); };
         if (where == u"output")
-            delegate.serverStreamHandlerDidOutputObject = [=](ZRKStreamHandler &,
-                                                              const OutputObject &) { act(); };
+            _server->onOutputObject = [=](ZRKStreamHandler &, const OutputObject &) { act(); };
         if (where == u"close")
-            delegate.serverStreamHandlerDidClose = [=](ZRKStreamHandler &) { act(); };
-        _server->setDelegate(delegate);
+            _server->onClose = [=](ZRKStreamHandler &) { act(); };
         QVERIFY(_server->start());
         FileHandle client = loopback::connectTo(_server->port());
         if (where != u"open")
@@ -413,28 +402,21 @@ private:
     std::shared_ptr<ZRKNetServiceServer> makeServer(const SocketListener::Calls &calls) {
         _handlers.clear();
         auto server = ZRKNetServiceServer::initWithTypeName(*_backend, phoneType, phoneName, calls);
-        server->setDelegate(recordingDelegate());
-        return server;
-    }
-    ZRKNetServiceServer::Delegate recordingDelegate() {
-        ZRKNetServiceServer::Delegate delegate;
-        delegate.serverStreamHandlerDidOpen = [this](ZRKStreamHandler &handler) {
+        server->onOpen = [this](ZRKStreamHandler &handler) {
             _handlers += &handler;
             _events += QStringLiteral("opened %1").arg(numberOf(handler));
         };
-        delegate.serverStreamHandlerDidReceiveObject = [this](ZRKStreamHandler &handler,
-                                                              const PropertyList &object) {
+        server->onReceiveObject = [this](ZRKStreamHandler &handler, const PropertyList &object) {
             _events += QStringLiteral("%1 sent %2").arg(numberOf(handler)).arg(object.string());
         };
-        delegate.serverStreamHandlerDidOutputObject = [this](ZRKStreamHandler &handler,
-                                                             const OutputObject &object) {
+        server->onOutputObject = [this](ZRKStreamHandler &handler, const OutputObject &object) {
             _events +=
                 QStringLiteral("%1 output %2").arg(numberOf(handler)).arg(object.value().string());
         };
-        delegate.serverStreamHandlerDidClose = [this](ZRKStreamHandler &handler) {
+        server->onClose = [this](ZRKStreamHandler &handler) {
             _events += QStringLiteral("closed %1").arg(numberOf(handler));
         };
-        return delegate;
+        return server;
     }
     qsizetype numberOf(ZRKStreamHandler &handler) { return _handlers.indexOf(&handler) + 1; }
 

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "net/OutputObject.h"
-#include "net/StreamFrame.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 

@@ -47,18 +47,15 @@ private Q_SLOTS:
             return connectingStreamPair(endpoints, RunLoop::Seconds(10));
         };
         _client = ZRKNetServiceClient::initWithType(*_backend, phoneType);
-        ZRKNetServiceClient::Delegate delegate;
-        delegate.clientServiceDidOpen = [this](NetService &service) {
+        _client->onOpen = [this](NetService &service) {
             _events += QStringLiteral("open ") + service.name();
         };
-        delegate.clientServiceDidReconnect = [this](NetService &service) {
+        _client->onReconnect = [this](NetService &service) {
             _events += QStringLiteral("reconnect ") + service.name();
         };
-        delegate.clientServiceDidReceiveObject = [this](NetService &service,
-                                                        const PropertyList &object) {
+        _client->onReceiveObject = [this](NetService &service, const PropertyList &object) {
             _received.insert(service.name(), object);
         };
-        _client->setDelegate(delegate);
         _client->start();
     }
     void cleanup() {
@@ -150,12 +147,9 @@ private Q_SLOTS:
 private:
     ZRKNetServiceServer &makePhone(const QString &name) {
         const auto server = ZRKNetServiceServer::initWithTypeName(*_backend, phoneType, name);
-        ZRKNetServiceServer::Delegate delegate;
-        delegate.serverStreamHandlerDidReceiveObject = [this, name](ZRKStreamHandler &,
-                                                                    const PropertyList &object) {
+        server->onReceiveObject = [this, name](ZRKStreamHandler &, const PropertyList &object) {
             _atPhone.insert(name, object);
         };
-        server->setDelegate(delegate);
         _servers += server;
         if (!server->start())
             qFatal("the phone cannot listen");

@@ -230,26 +230,24 @@ private Q_SLOTS:
     }
 
     void withoutAReceiverThePayloadIsNotEvenParsed() {
-        _fixture->handler->setDelegate({});
+        _fixture->handler->forgetCallbacks();
         // A parser would have something to say about it.
         receive(objectFrame(QByteArrayLiteral("<<<")));
         QCOMPARE(_fixture->notifications.received, 1);
-        _fixture->handler->setDelegate(_fixture->recordingDelegate());
+        _fixture->record();
         receive(hiFrame);
         QCOMPARE(events(), QStringList{QStringLiteral("received hi")});
     }
 
     void aPlatformExceptionOfTheDelegateIsLoggedAndTheFrameConsumed() {
-        auto delegate = _fixture->recordingDelegate();
         bool first = true;
-        delegate.streamHandlerDidReceiveObject =
-            [&, record = delegate.streamHandlerDidReceiveObject](ZRKStreamHandler &handler,
-                                                                 const PropertyList &object) {
+        _fixture->handler->onReceiveObject =
+            [&, record = _fixture->handler->onReceiveObject](ZRKStreamHandler &handler,
+                                                             const PropertyList &object) {
                 if (std::exchange(first, false))
                     throw PlatformException(QStringLiteral("Test"), QStringLiteral("not this one"));
                 record(handler, object);
             };
-        _fixture->handler->setDelegate(delegate);
         QTest::ignoreMessage(QtWarningMsg, "NSSTREAMEVENTHASBYTESAVAILABLE EXCEPTION not this one");
         receive(objectFrame(text("first")) + objectFrame(text("second")));
         QCOMPARE(events(), QStringList{QStringLiteral("received second")});
@@ -257,14 +255,12 @@ private Q_SLOTS:
     }
 
     void anyOtherExceptionPassesOnAndTheFrameIsConsumed() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidReceiveObject = [](ZRKStreamHandler &, const PropertyList &) {
+        _fixture->handler->onReceiveObject = [](ZRKStreamHandler &, const PropertyList &) {
             throw std::runtime_error("a bug");
         };
-        _fixture->handler->setDelegate(delegate);
         _fixture->connection.feed(objectFrame(text("first")));
         QVERIFY_EXCEPTION_THROWN(kit::settle(_fixture->runLoop), std::runtime_error);
-        _fixture->handler->setDelegate(_fixture->recordingDelegate());
+        _fixture->record();
         receive(hiFrame);
         QCOMPARE(events(), QStringList{QStringLiteral("received hi")});
     }
@@ -319,10 +315,9 @@ private Q_SLOTS:
         for (qsizetype at = 0; at < frame.size(); at += 100000)
             parts += frame.sliced(at, std::min(qsizetype(100000), frame.size() - at));
         QByteArray received;
-        ZRKStreamHandler::Delegate delegate;
-        delegate.streamHandlerDidReceiveObject =
-            [&](ZRKStreamHandler &, const PropertyList &object) { received = object.data(); };
-        _fixture->handler->setDelegate(delegate);
+        _fixture->handler->onReceiveObject = [&](ZRKStreamHandler &, const PropertyList &object) {
+            received = object.data();
+        };
         receiveInParts(parts);
         QVERIFY(received == image);
         QCOMPARE(_fixture->notifications.received, parts.size());
@@ -346,7 +341,7 @@ private Q_SLOTS:
 
     void noReadAsksForMoreThanTheBlock() {
         const QByteArray frame = objectFrame(PropertyList(QByteArray(2 * 1024 * 1024, 'i')));
-        _fixture->handler->setDelegate({});
+        _fixture->handler->forgetCallbacks();
         receive(frame);
         for (const qint64 request : _fixture->connection.requests())
             QCOMPARE(request, qint64(524288));
@@ -354,26 +349,22 @@ private Q_SLOTS:
     }
 
     void theDelegateMayAnswerFromInside() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidReceiveObject = [](ZRKStreamHandler &handler,
-                                                    const PropertyList &object) {
+        _fixture->handler->onReceiveObject = [](ZRKStreamHandler &handler,
+                                                const PropertyList &object) {
             handler.outputObject(OutputObject::fixed(object));
         };
-        _fixture->handler->setDelegate(delegate);
         receive(hiFrame + objectFrame(text("ho")));
         QCOMPARE(_fixture->connection.written(), hiFrame + objectFrame(text("ho")));
         QCOMPARE(events(), (QStringList{QStringLiteral("output hi"), QStringLiteral("output ho")}));
     }
 
     void theDelegateMayCloseFromInside() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidReceiveObject = [this](ZRKStreamHandler &handler,
-                                                        const PropertyList &object) {
+        _fixture->handler->onReceiveObject = [this](ZRKStreamHandler &handler,
+                                                    const PropertyList &object) {
             events() += kit::HandlerFixture::describe(object);
             handler.close();
             events() += QStringLiteral("back");
         };
-        _fixture->handler->setDelegate(delegate);
         receive(hiFrame + objectFrame(text("never seen")));
         QCOMPARE(events(), (QStringList{QStringLiteral("hi"), QStringLiteral("closed"),
                                         QStringLiteral("back")}));
@@ -381,14 +372,12 @@ private Q_SLOTS:
 
     void theDelegateMayLetGoOfTheHandlerFromInside() {
         const std::weak_ptr<ZRKStreamHandler> handler = _fixture->handler;
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidReceiveObject = [this, handler](ZRKStreamHandler &sender,
-                                                                 const PropertyList &) {
+        _fixture->handler->onReceiveObject = [this, handler](ZRKStreamHandler &sender,
+                                                             const PropertyList &) {
             _fixture->handler.reset();
             QVERIFY(!handler.expired());
             events() += sender.isOpen() ? QStringLiteral("open") : QStringLiteral("closed");
         };
-        _fixture->handler->setDelegate(delegate);
         receive(hiFrame);
         QCOMPARE(events(), QStringList{QStringLiteral("open")});
         QVERIFY(handler.expired());
@@ -396,14 +385,11 @@ private Q_SLOTS:
     }
 
     void theDelegateMayReplaceItselfFromInside() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidReceiveObject =
-            [this, captured = QStringLiteral("captured")](ZRKStreamHandler &handler,
-                                                          const PropertyList &) {
-                handler.setDelegate({});
-                events() += captured;
-            };
-        _fixture->handler->setDelegate(delegate);
+        _fixture->handler->onReceiveObject = [this, captured = QStringLiteral("captured")](
+                                                 ZRKStreamHandler &handler, const PropertyList &) {
+            handler.forgetCallbacks();
+            events() += captured;
+        };
         receive(hiFrame + hiFrame);
         QCOMPARE(events(), QStringList{QStringLiteral("captured")});
     }
@@ -415,15 +401,13 @@ private Q_SLOTS:
     }
 
     void aTurnOfTheRunLoopInsideACallbackDoesNotReorder() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidReceiveObject =
-            [this, record = delegate.streamHandlerDidReceiveObject](ZRKStreamHandler &handler,
-                                                                    const PropertyList &object) {
+        _fixture->handler->onReceiveObject =
+            [this, record = _fixture->handler->onReceiveObject](ZRKStreamHandler &handler,
+                                                                const PropertyList &object) {
                 _fixture->runLoop.runOnce();
                 _fixture->runLoop.runOnce();
                 record(handler, object);
             };
-        _fixture->handler->setDelegate(delegate);
         receiveInParts({objectFrame(text("1")) + objectFrame(text("2")), objectFrame(text("3"))});
         QCOMPARE(events(), (QStringList{QStringLiteral("received 1"), QStringLiteral("received 2"),
                                         QStringLiteral("received 3")}));
@@ -465,12 +449,9 @@ private Q_SLOTS:
     // another allocator there is nothing to see.
     void theMemoryOfALargeFrameIsGivenBack() {
         qsizetype received = 0;
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidReceiveObject = [&](ZRKStreamHandler &,
-                                                     const PropertyList &object) {
+        _fixture->handler->onReceiveObject = [&](ZRKStreamHandler &, const PropertyList &object) {
             received += object.isData() ? object.data().size() : 0;
         };
-        _fixture->handler->setDelegate(delegate);
         constexpr qsizetype large = 24 << 20;
         QByteArray frame = objectFrame(PropertyList(QByteArray(large, 'x')));
         const size_t before = mallinfo2().hblkhd;

@@ -172,34 +172,26 @@ private Q_SLOTS:
     }
 
     void reentrantCallsFromTheCloseCallbackDoNothing() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidClose = [this](ZRKStreamHandler &sender) {
+        _fixture->handler->onClose = [this](ZRKStreamHandler &sender) {
             events() += QStringLiteral("closed");
             sender.close();
             QVERIFY(!sender.isOpen());
             QVERIFY(!sender.outputObject(OutputObject::fixed(text("late"))));
         };
-        _fixture->handler->setDelegate(delegate);
         _fixture->handler->close();
         QCOMPARE(events(), QStringList{QStringLiteral("closed")});
     }
 
     void aPlatformExceptionOfTheCloseCallbackIsIgnored() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidClose = [](ZRKStreamHandler &) {
+        _fixture->handler->onClose = [](ZRKStreamHandler &) {
             throw PlatformException(QStringLiteral("Test"), QStringLiteral("ignored"));
         };
-        _fixture->handler->setDelegate(delegate);
         _fixture->handler->close();
         QVERIFY(_fixture->connection.isClosed());
     }
 
     void anyOtherExceptionOfTheCloseCallbackPassesOnAfterTheRelease() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidClose = [](ZRKStreamHandler &) {
-            throw std::runtime_error("a bug");
-        };
-        _fixture->handler->setDelegate(delegate);
+        _fixture->handler->onClose = [](ZRKStreamHandler &) { throw std::runtime_error("a bug"); };
         QVERIFY_EXCEPTION_THROWN(_fixture->handler->close(), std::runtime_error);
         QVERIFY(_fixture->connection.isClosed());
     }
@@ -208,9 +200,7 @@ private Q_SLOTS:
     void theHandlerOutlivesItsCloseCallbackByATurn() {
         kit::settle(_fixture->runLoop);
         const std::weak_ptr<ZRKStreamHandler> handler = _fixture->handler;
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidClose = [this](ZRKStreamHandler &) { _fixture->handler.reset(); };
-        _fixture->handler->setDelegate(delegate);
+        _fixture->handler->onClose = [this](ZRKStreamHandler &) { _fixture->handler.reset(); };
         _fixture->handler->close();
         QVERIFY(!handler.expired());
         _fixture->runLoop.runOnce();
@@ -218,7 +208,7 @@ private Q_SLOTS:
     }
 
     void anOwnerThatClearsTheDelegateHearsNothing() {
-        _fixture->handler->setDelegate({});
+        _fixture->handler->forgetCallbacks();
         _fixture->handler->close();
         QCOMPARE(events(), QStringList());
     }
@@ -228,7 +218,7 @@ private Q_SLOTS:
         const int descriptor = pair.near.descriptor();
         _fixture->handler = ZRKStreamHandler::initWithFileHandle(std::move(pair.near));
         QVERIFY(_fixture->handler);
-        _fixture->handler->setDelegate(_fixture->recordingDelegate());
+        _fixture->record();
         int keepAlive = 0;
         socklen_t length = sizeof keepAlive;
         ::getsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &keepAlive, &length);

@@ -176,18 +176,15 @@ private Q_SLOTS:
     }
 
     void theDelegateMayQueueFromInsideTheOutputCallback() {
-        auto delegate = _fixture->recordingDelegate();
         int left = 2;
-        delegate.streamHandlerDidOutputObject =
-            [&, record = delegate.streamHandlerDidOutputObject](ZRKStreamHandler &sender,
-                                                                const OutputObject &object) {
-                record(sender, object);
-                if (left-- > 0)
-                    sender.outputObject(fixedText("more"));
-                // Not from inside: one after the other.
-                events() += QStringLiteral("back");
-            };
-        handler().setDelegate(delegate);
+        handler().onOutputObject = [&, record = handler().onOutputObject](
+                                       ZRKStreamHandler &sender, const OutputObject &object) {
+            record(sender, object);
+            if (left-- > 0)
+                sender.outputObject(fixedText("more"));
+            // Not from inside: one after the other.
+            events() += QStringLiteral("back");
+        };
         QVERIFY(handler().outputObject(fixedText("first")));
         QCOMPARE(connection().written(), objectFrame(text("first")) + objectFrame(text("more")) +
                                              objectFrame(text("more")));
@@ -228,14 +225,10 @@ private Q_SLOTS:
             else
                 _fixture->handler.reset();
         };
-        auto delegate = _fixture->recordingDelegate();
         if (where == u"DidSendData")
             notifications().onSend = act;
         else
-            delegate.streamHandlerDidOutputObject = [=](ZRKStreamHandler &, const OutputObject &) {
-                act();
-            };
-        handler().setDelegate(delegate);
+            handler().onOutputObject = [=](ZRKStreamHandler &, const OutputObject &) { act(); };
         ZRKStreamHandler &raw = handler();
         QVERIFY(raw.outputObject(fixedText("first")));
         QVERIFY(called);
@@ -249,25 +242,47 @@ private Q_SLOTS:
         QCOMPARE(connection().written(), objectFrame(text("first")));
     }
 
+    // Nothing above the timer would catch it.
+    void aPlatformExceptionDuringAPingIsLogged() {
+        kit::MemoryConnection probe;
+        kit::MemoryConnection slow;
+        const auto make = [](kit::MemoryConnection &over) {
+            std::srand(7); // so that both ping at the same interval
+            return ZRKStreamHandler::initWithInputStreamOutputStream(over.takeStreams());
+        };
+        const RunLoop::Seconds interval = make(probe)->pingInterval();
+        // Older than the ping timer: the ping comes between this and the stream's own event.
+        const RunLoop::Timer roomAgain = RunLoop::current().performAfter(
+            interval, [&] { slow.setRoom(kit::MemoryConnection::unlimited); });
+        const auto handler = make(slow);
+        QCOMPARE(handler->pingInterval(), interval);
+        slow.setRoom(10);
+        QVERIFY(handler->outputObject(fixedText("half written")));
+        kit::settle(_fixture->runLoop);
+        notifications().onSend = [] {
+            throw PlatformException(QStringLiteral("Test"), QStringLiteral("an observer"));
+        };
+        QTest::ignoreMessage(QtWarningMsg, "HANDLEEVENT EXCEPTION an observer");
+        _fixture->runLoop.advance(interval.count());
+        QVERIFY(handler->isOpen());
+        notifications().onSend = nullptr;
+    }
+
     void aPlatformExceptionOfTheOutputCallbackIsIgnored() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidOutputObject = [](ZRKStreamHandler &, const OutputObject &) {
+        handler().onOutputObject = [](ZRKStreamHandler &, const OutputObject &) {
             throw PlatformException(QStringLiteral("Test"), QStringLiteral("ignored"));
         };
-        handler().setDelegate(delegate);
         QVERIFY(handler().outputObject(fixedText("1")));
         QVERIFY(handler().outputObject(fixedText("2")));
         QCOMPARE(connection().written(), objectFrame(text("1")) + objectFrame(text("2")));
     }
 
     void anyOtherExceptionPassesOnAndTheObjectIsNotSentAgain() {
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidOutputObject = [](ZRKStreamHandler &, const OutputObject &) {
+        handler().onOutputObject = [](ZRKStreamHandler &, const OutputObject &) {
             throw std::runtime_error("a bug");
         };
-        handler().setDelegate(delegate);
         QVERIFY_EXCEPTION_THROWN(handler().outputObject(fixedText("1")), std::runtime_error);
-        handler().setDelegate(_fixture->recordingDelegate());
+        _fixture->record();
         QVERIFY(handler().outputObject(fixedText("2")));
         QCOMPARE(connection().written(), objectFrame(text("1")) + objectFrame(text("2")));
         QCOMPARE(events(), QStringList{QStringLiteral("output 2")});
@@ -332,13 +347,11 @@ private Q_SLOTS:
     void whatWasWrittenCannotBeWithdrawn() {
         const auto first = OutputObject::fixed(text("one"));
         bool withdrawn = true;
-        auto delegate = _fixture->recordingDelegate();
-        delegate.streamHandlerDidOutputObject = [&](ZRKStreamHandler &handler,
-                                                    const OutputObject &object) {
+        _fixture->handler->onOutputObject = [&](ZRKStreamHandler &handler,
+                                                const OutputObject &object) {
             withdrawn = object.isSameAs(first) ? handler.withdrawObject(first) : withdrawn;
             _fixture->events += object.value().string();
         };
-        _fixture->handler->setDelegate(delegate);
         _fixture->connection.setRoom(0);
         _fixture->handler->outputObject(first);
         _fixture->handler->outputObject(OutputObject::fixed(text("two")));

@@ -107,7 +107,7 @@ private Q_SLOTS:
         QCOMPARE(sent().constLast()[u"bytes"_qs].toInt(), int(bytes.size()));
         QCOMPARE(sent().size(), 3);
         // What the stand-in tells of itself is not the user's doing.
-        _desk->setDelegate({});
+        _desk->forgetCallbacks();
         _desk->close(false);
         QTRY_COMPARE(_lines.constLast()[u"event"_qs].toString(), u"closed"_qs);
         QCOMPARE(_lines.constLast()[u"desk"_qs].toString(), u"127.0.0.1"_qs);
@@ -324,7 +324,7 @@ private Q_SLOTS:
     }
 
     void saysWhenNobodyListens() {
-        _desk->setDelegate({});
+        _desk->forgetCallbacks();
         _desk->close(false);
         QTRY_COMPARE(_lines.constLast()[u"event"_qs].toString(), u"closed"_qs);
         _phone->perform("text into the void");
@@ -409,10 +409,9 @@ private:
         const auto port = quint16(_lines.constFirst()[u"port"_qs].toInt());
         _desk = ZRKStreamHandler::initWithInputStreamOutputStream(connectingStreamPair(
             {{QHostAddress(QHostAddress::LocalHost), port}}, RunLoop::Seconds(10)));
-        ZRKStreamHandler::Delegate delegate;
-        delegate.streamHandlerDidReceiveObject =
-            [this](ZRKStreamHandler &, const PropertyList &object) { _received.append(object); };
-        _desk->setDelegate(std::move(delegate));
+        _desk->onReceiveObject = [this](ZRKStreamHandler &, const PropertyList &object) {
+            _received.append(object);
+        };
         QTRY_COMPARE(_received.size(), 1);
     }
 

@@ -4,6 +4,7 @@
 #include "platform/streams/SocketListener.h"
 #include "tests/kit/LoopbackSockets.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/Results.h"
 
 #include <QTest>
 
@@ -21,47 +22,35 @@ private Q_SLOTS:
 
     void listensOnAPortOfTheSystemsChoice() {
         const auto opened = SocketListener::open();
-        QVERIFY(opened.listener);
-        QVERIFY(opened.listener->port() > 0);
-        QVERIFY(loopback::connectTo(opened.listener->port()).isOpen());
+        QVERIFY(opened);
+        QVERIFY(opened.value()->port() > 0);
+        QVERIFY(loopback::connectTo(opened.value()->port()).isOpen());
     }
 
-    void failuresNameTheStepAndItsResult_data() {
-        QTest::addColumn<int>("step");
-        QTest::addColumn<int>("result");
-        QTest::newRow("socket fails") << int(SocketListener::Step::Socket) << -1;
-        // Standard input of a process that has none: not taken for a success.
-        QTest::newRow("socket gives 0") << int(SocketListener::Step::Socket) << 0;
-        QTest::newRow("bind") << int(SocketListener::Step::Bind) << -1;
-        QTest::newRow("getsockname") << int(SocketListener::Step::GetSockName) << -1;
-        QTest::newRow("listen") << int(SocketListener::Step::Listen) << -1;
-    }
     void failuresNameTheStepAndItsResult() {
-        QFETCH(int, step);
-        QFETCH(int, result);
-        auto calls = SocketListener::systemCalls();
-        int descriptor = -1;
-        calls.socket = [&, create = calls.socket] { return descriptor = create(); };
-        switch (SocketListener::Step(step)) {
-        case SocketListener::Step::Socket:
-            calls.socket = [=] { return result; };
-            break;
-        case SocketListener::Step::Bind:
-            calls.bind = [=](int) { return result; };
-            break;
-        case SocketListener::Step::GetSockName:
-            calls.getsockname = [=](int, quint16 &) { return result; };
-            break;
-        case SocketListener::Step::Listen:
-            calls.listen = [=](int, int) { return result; };
-            break;
-        }
-        const auto opened = SocketListener::open(calls);
-        QVERIFY(!opened.listener);
-        QCOMPARE(int(opened.failure.step), step);
-        QCOMPARE(opened.failure.result, result);
-        if (descriptor >= 0)
-            QCOMPARE(::fcntl(descriptor, F_GETFD), -1);
+        const auto reasonWith = [](const char *step, int result) {
+            auto calls = SocketListener::systemCalls();
+            int descriptor = -1;
+            calls.socket = [&, create = calls.socket] { return descriptor = create(); };
+            const QByteArray failing = step;
+            if (failing == "socket")
+                calls.socket = [=] { return result; };
+            else if (failing == "bind")
+                calls.bind = [=](int) { return result; };
+            else if (failing == "getsockname")
+                calls.getsockname = [=](int, quint16 &) { return result; };
+            else
+                calls.listen = [=](int, int) { return result; };
+            const QString reason = kit::reasonOf(SocketListener::open(calls));
+            const bool isClosed = descriptor < 0 || ::fcntl(descriptor, F_GETFD) == -1;
+            return isClosed ? reason : QStringLiteral("the socket is still open");
+        };
+        QCOMPARE(reasonWith("socket", -1), QStringLiteral("SOCKET FAILED -1"));
+        // Standard input of a process that has none: not taken for a success.
+        QCOMPARE(reasonWith("socket", 0), QStringLiteral("SOCKET FAILED 0"));
+        QCOMPARE(reasonWith("bind", -2), QStringLiteral("BIND FAILED -2"));
+        QCOMPARE(reasonWith("getsockname", -3), QStringLiteral("LISTEN FAILED -3"));
+        QCOMPARE(reasonWith("listen", -4), QStringLiteral("LISTEN FAILED -4"));
     }
 
     void keepsAliveAndHasTheBacklog() {
@@ -74,7 +63,7 @@ private Q_SLOTS:
             ::getsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &keepAlive, &length);
             return 0;
         };
-        QVERIFY(SocketListener::open(calls).listener);
+        QVERIFY(SocketListener::open(calls));
         QCOMPARE(backlog, 8);
         QCOMPARE(keepAlive, 1);
     }
@@ -83,25 +72,25 @@ private Q_SLOTS:
         const auto opened = SocketListener::open();
         std::vector<FileHandle> accepted;
         const auto keep = [&](FileHandle connection) { accepted.push_back(std::move(connection)); };
-        const FileHandle first = loopback::connectTo(opened.listener->port());
-        const FileHandle second = loopback::connectTo(opened.listener->port());
-        opened.listener->acceptInBackground(keep);
+        const FileHandle first = loopback::connectTo(opened.value()->port());
+        const FileHandle second = loopback::connectTo(opened.value()->port());
+        opened.value()->acceptInBackground(keep);
         QVERIFY(accepted.empty());
         QTRY_COMPARE(accepted.size(), size_t(1));
         QVERIFY(::fcntl(accepted[0].descriptor(), F_GETFL) & O_NONBLOCK);
         QVERIFY(::fcntl(accepted[0].descriptor(), F_GETFD) & FD_CLOEXEC);
         QCoreApplication::processEvents();
         QCOMPARE(accepted.size(), size_t(1));
-        opened.listener->acceptInBackground(keep);
+        opened.value()->acceptInBackground(keep);
         QTRY_COMPARE(accepted.size(), size_t(2));
     }
 
     void theHandlerMayDestroyTheListener() {
         auto opened = SocketListener::open();
-        const FileHandle client = loopback::connectTo(opened.listener->port());
+        const FileHandle client = loopback::connectTo(opened.value()->port());
         bool called = false;
-        opened.listener->acceptInBackground([&](const FileHandle &) {
-            opened.listener.reset();
+        opened.value()->acceptInBackground([&](const FileHandle &) {
+            opened.value().reset();
             called = true;
         });
         QTRY_VERIFY(called);
@@ -117,9 +106,9 @@ private Q_SLOTS:
             return exhausted ? -EMFILE : accept(descriptor);
         };
         const auto opened = SocketListener::open(calls);
-        const FileHandle client = loopback::connectTo(opened.listener->port());
+        const FileHandle client = loopback::connectTo(opened.value()->port());
         int accepted = 0;
-        opened.listener->acceptInBackground([&](const FileHandle &) { ++accepted; });
+        opened.value()->acceptInBackground([&](const FileHandle &) { ++accepted; });
         QTest::ignoreMessage(QtWarningMsg,
                              "cannot accept connections for now: Too many open files");
         QTRY_COMPARE(attempts, 1);
@@ -141,9 +130,9 @@ private Q_SLOTS:
             return ++attempts == 1 ? -ECONNABORTED : accept(descriptor);
         };
         const auto opened = SocketListener::open(calls);
-        const FileHandle client = loopback::connectTo(opened.listener->port());
+        const FileHandle client = loopback::connectTo(opened.value()->port());
         int accepted = 0;
-        opened.listener->acceptInBackground([&](const FileHandle &) { ++accepted; });
+        opened.value()->acceptInBackground([&](const FileHandle &) { ++accepted; });
         QTRY_COMPARE(accepted, 1);
         QCOMPARE(attempts, 2);
     }

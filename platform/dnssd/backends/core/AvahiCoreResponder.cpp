@@ -1,10 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/dnssd/backends/core/AvahiCoreResponder.h"
-
+#include "platform/dnssd/EventQueue.h"
 #include "platform/dnssd/Log.h"
+#include "platform/dnssd/Responder.h"
 #include "platform/dnssd/ServiceRules.h"
+#include "platform/dnssd/backends/core/AvahiPollAdapter.h"
 #include "platform/foundation/Log.h"
 
 #include <QNetworkInterface>
@@ -13,6 +14,7 @@
 #include <avahi-common/alternative.h>
 #include <avahi-common/error.h>
 #include <avahi-common/malloc.h>
+#include <avahi-core/core.h>
 #include <avahi-core/log.h>
 #include <avahi-core/lookup.h>
 #include <avahi-core/publish.h>
@@ -228,7 +230,59 @@ private:
     const QByteArray _type;
 };
 
-} // namespace
+/// The library calls back from inside our calls, and must not be called back from its callbacks
+/// with what frees them. So nothing here does more in such a callback than to post an event for the
+/// next turn of the run loop.
+class AvahiCoreResponder final : public Responder {
+public:
+    static constexpr RunLoop::Seconds retryInterval{5.0};
+    /// Another responder of this machine that calls it by another name makes both change their
+    /// names again and again, because an address has one name only. After so many changes, not
+    /// further apart than the interval, we leave the host's name and addresses to the other.
+    static constexpr int maximumHostNameCollisions = 3;
+    static constexpr RunLoop::Seconds collisionInterval{60.0};
+
+    AvahiCoreResponder() = default;
+    ~AvahiCoreResponder() override;
+
+    void begin() override;
+    [[nodiscard]] Availability availability() const override { return _availability; }
+    [[nodiscard]] QString description() const override;
+
+    [[nodiscard]] std::unique_ptr<Browse> browse(const QString &type) override {
+        return std::make_unique<CoreBrowse>(_server, type);
+    }
+    [[nodiscard]] std::unique_ptr<Question> resolve(const ServiceName &service,
+                                                    AddressQuestion question) override {
+        return std::make_unique<CoreQuestion>(_server, service, question);
+    }
+    [[nodiscard]] std::unique_ptr<RecordWatch> watchTxtRecord(const ServiceName &service) override {
+        return std::make_unique<CoreRecordWatch>(_server, service);
+    }
+    [[nodiscard]] std::unique_ptr<EntryGroup> publish(const ServiceName &service, quint16 port,
+                                                      const QByteArray &txtRecord) override {
+        return std::make_unique<CoreEntryGroup>(_server, service, port, txtRecord);
+    }
+
+private:
+    void makeServer();
+    void endServer();
+    void stateChanged(AvahiServerState state);
+    void hostNameIsTaken();
+    void retryLater(const QString &reason);
+    void setAvailability(Availability availability);
+
+    AvahiPollAdapter _poll;
+    AvahiServer *_server = nullptr;
+    bool _begun = false;
+    Availability _availability = Availability::Unknown;
+    bool _withHostName = true;
+    int _collisions = 0;
+    RunLoop::Seconds _lastCollision{0};
+    QString _failure;
+    EventQueue _events;
+    RunLoop::Timer _retry;
+};
 
 AvahiCoreResponder::~AvahiCoreResponder() {
     if (_server)
@@ -333,23 +387,10 @@ void AvahiCoreResponder::setAvailability(Availability availability) {
         callCopyOf(onAvailability);
 }
 
-std::unique_ptr<Responder::Browse> AvahiCoreResponder::browse(const QString &type) {
-    return std::make_unique<CoreBrowse>(_server, type);
-}
+} // namespace
 
-std::unique_ptr<Responder::Question> AvahiCoreResponder::resolve(const ServiceName &service,
-                                                                 AddressQuestion question) {
-    return std::make_unique<CoreQuestion>(_server, service, question);
-}
-
-std::unique_ptr<Responder::RecordWatch>
-AvahiCoreResponder::watchTxtRecord(const ServiceName &service) {
-    return std::make_unique<CoreRecordWatch>(_server, service);
-}
-
-std::unique_ptr<Responder::EntryGroup>
-AvahiCoreResponder::publish(const ServiceName &service, quint16 port, const QByteArray &txtRecord) {
-    return std::make_unique<CoreEntryGroup>(_server, service, port, txtRecord);
+std::unique_ptr<Responder> makeAvahiCoreResponder() {
+    return std::make_unique<AvahiCoreResponder>();
 }
 
 } // namespace clipmule::dnssd

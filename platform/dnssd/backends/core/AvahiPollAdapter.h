@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <QtGlobal>
+
 #include <avahi-common/watch.h>
 
 #include <memory>
@@ -15,8 +17,7 @@ class AvahiPollAdapter final {
 public:
     AvahiPollAdapter();
     ~AvahiPollAdapter();
-    AvahiPollAdapter(const AvahiPollAdapter &) = delete;
-    AvahiPollAdapter &operator=(const AvahiPollAdapter &) = delete;
+    Q_DISABLE_COPY_MOVE(AvahiPollAdapter)
 
     /// The interface that the library wants; it lives as long as this object.
     [[nodiscard]] const AvahiPoll *api() const { return &_api; }

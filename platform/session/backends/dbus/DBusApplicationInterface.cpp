@@ -3,6 +3,7 @@
 
 #include "platform/session/ApplicationInterface.h"
 
+#include "platform/foundation/Callbacks.h"
 #include "platform/foundation/RunLoop.h"
 
 #include <QDBusAbstractAdaptor>
@@ -115,7 +116,7 @@ void activateApplication(const QString &identifier, std::function<void(bool)> an
                      [watcher, answer = std::move(answer)]() mutable {
                          const QDBusPendingReply<> reply = *watcher;
                          answer(!reply.isError());
-                         RunLoop::current().performSoon([last = std::move(watcher)] {});
+                         keepUntilNextTurn(std::move(watcher));
                      });
 }
 
