@@ -85,6 +85,10 @@ const ClipboardStore::Clipboards &ClipboardStore::customClipboards() {
     return *_customClipboards;
 }
 
+ClipboardStore::Clipboards ClipboardStore::allClipboards() {
+    return Clipboards{mainClipboard()} + customClipboards();
+}
+
 std::shared_ptr<ZRKClipmuleClipboard> ClipboardStore::clipboardWithOID(const QString &oid) {
     if (mainClipboard()->oid() == oid)
         return _mainClipboard;
@@ -96,9 +100,7 @@ std::shared_ptr<ZRKClipmuleClipboard> ClipboardStore::clipboardWithOID(const QSt
 }
 
 std::shared_ptr<ZRKClipmuleData> ClipboardStore::clipmuleDataWithOID(const QString &oid) {
-    if (auto clip = mainClipboard()->clipmuleDataWithOID(oid))
-        return clip;
-    for (const auto &clipboard : customClipboards()) {
+    for (const auto &clipboard : allClipboards()) {
         if (auto clip = clipboard->clipmuleDataWithOID(oid))
             return clip;
     }
@@ -147,45 +149,68 @@ void ClipboardStore::keepClip(const std::shared_ptr<ZRKClipmuleData> &clip) {
 
 bool ClipboardStore::load(const QString &path,
                           const std::function<void(const ArchiveValue &root)> &take) {
+    bool hasRoot = true;
+    const Result<bool> isThere = read(path, [&](const ArchiveValue &root) {
+        hasRoot = !root.isNil();
+        if (hasRoot)
+            take(root);
+    });
+    if (!isThere)
+        qCWarning(logModel).noquote() << "DECODE FAIL" << isThere.error().reason;
+    // An archive without a root holds nothing for us, but may for another program.
+    if (!isThere || !hasRoot)
+        _unreadablePaths.insert(path);
+    return isThere.value_or(false) && hasRoot;
+}
+
+Result<bool> ClipboardStore::read(const QString &path,
+                                  const std::function<void(const ArchiveValue &root)> &take) {
+    const auto bytes = DataFile::read(path, _largestList);
+    if (!bytes)
+        return tl::unexpected(bytes.error());
+    if (!*bytes)
+        return false;
     try {
-        const std::optional<ArchiveValue> root = read(path);
-        if (!root)
-            return false;
-        if (root->isNil()) {
-            // An archive without a root holds nothing for us, but may for another program, so the
-            // file is kept.
-            _unreadablePaths.insert(path);
-            return false;
-        }
-        take(*root);
+        take(KeyedUnarchiver::unarchivedObject(**bytes, classesOf(shared_from_this())));
         return true;
     } catch (const PlatformException &exception) {
-        qCWarning(logModel).noquote() << "DECODE FAIL" << exception.reason();
-        _unreadablePaths.insert(path);
-        return false;
+        return failure(exception.reason());
     }
 }
 
-std::optional<ArchiveValue> ClipboardStore::read(const QString &path) {
-    const std::optional<QByteArray> bytes = DataFile::read(path, _largestList);
-    return bytes ? std::optional(
-                       KeyedUnarchiver::unarchivedObject(*bytes, classesOf(shared_from_this())))
-                 : std::nullopt;
+bool ClipboardStore::write(const QByteArray &bytes, const QString &path, qint64 limit) {
+    Result<void> result;
+    if (_unreadablePaths.contains(path))
+        result = DataFile::keepUnreadable(path);
+    if (result) {
+        _unreadablePaths.remove(path);
+        result = DataFile::write(path, bytes, limit);
+    }
+    if (!result)
+        noteFailure(result.error().reason);
+    return result.has_value();
 }
 
 bool ClipboardStore::save(const ArchiveValue &root, const QString &path) {
     try {
-        const QByteArray bytes = KeyedArchiver::archivedData(root);
-        if (_unreadablePaths.contains(path)) {
-            DataFile::keepUnreadable(path);
-            _unreadablePaths.remove(path);
-        }
-        DataFile::write(path, bytes, _largestList);
-        return true;
+        return write(KeyedArchiver::archivedData(root), path, _largestList);
     } catch (const PlatformException &exception) {
         noteFailure(exception.reason());
         return false;
     }
+}
+
+bool ClipboardStore::saveSideFile(const std::optional<QByteArray> &bytes, const QString &path) {
+    if (!bytes)
+        DataFile::remove(path);
+    if (!bytes || write(*bytes, path, DataFile::largest)) {
+        _unsavedSideFiles.remove(path);
+        return true;
+    }
+    if (!_unsavedSideFiles.contains(path))
+        qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
+    _unsavedSideFiles.insert(path);
+    return false;
 }
 
 bool ClipboardStore::saveMainClipboard() {

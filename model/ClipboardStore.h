@@ -60,6 +60,8 @@ public:
     [[nodiscard]] std::shared_ptr<ZRKClipmuleClipboard> mainClipboard();
     /// The custom clipboards in the user's order, loaded when they are first asked for.
     [[nodiscard]] const Clipboards &customClipboards();
+    /// The main clipboard, and then the custom ones.
+    [[nodiscard]] Clipboards allClipboards();
     /// The main clipboard or the first custom one with this id; null when there is none.
     [[nodiscard]] std::shared_ptr<ZRKClipmuleClipboard> clipboardWithOID(const QString &oid);
     /// The clip with this id, looked for in the main clipboard, then in the custom ones; null when
@@ -79,8 +81,6 @@ public:
     /// Called when a save has failed, with the reason, and when one has succeeded again, with an
     /// empty text; not at every beat in between.
     void setSavingDidChange(std::function<void(const QString &failure)> callback);
-    /// Notes that a file of the current save could not be written.
-    void noteFailure(const QString &reason);
     /// The files of lists that could not be read since the store was made.
     [[nodiscard]] const QSet<QString> &unreadablePaths() const { return _unreadablePaths; }
     [[nodiscard]] qint64 largestList() const { return _largestList; }
@@ -94,14 +94,19 @@ public:
     /// it is of the wrong kind. False when there is no such file, when it has no root, or, with a
     /// line in the log, when it cannot be read; of the last two save() keeps the old file.
     bool load(const QString &path, const std::function<void(const ArchiveValue &root)> &take);
-    /// The root of a keyed archive; nothing when there is no such file. A PlatformException when it
-    /// cannot be read.
-    [[nodiscard]] std::optional<ArchiveValue> read(const QString &path);
+    /// The same without a trace: whether there is such a file, or why it cannot be read or taken.
+    [[nodiscard]] Result<bool> read(const QString &path,
+                                    const std::function<void(const ArchiveValue &root)> &take);
     /// Replaces the file by a keyed archive; false when that fails, and the file stays as it was.
     [[nodiscard]] bool save(const ArchiveValue &root, const QString &path);
+    /// Replaces an item's side file, or deletes it where there are no bytes. The log is told of the
+    /// first failure.
+    [[nodiscard]] bool saveSideFile(const std::optional<QByteArray> &bytes, const QString &path);
 
 private:
     void tellOfSaving();
+    void noteFailure(const QString &reason);
+    [[nodiscard]] bool write(const QByteArray &bytes, const QString &path, qint64 limit);
     [[nodiscard]] bool saveMainClipboard();
     [[nodiscard]] bool saveCustomClipboards();
 
@@ -113,6 +118,8 @@ private:
     Clipboards _deletedClipboards;
     QList<std::shared_ptr<ZRKClipmuleData>> _deletedDatas;
     QSet<QString> _unreadablePaths;
+    /// The side files whose failure is in the log.
+    QSet<QString> _unsavedSideFiles;
     std::function<void(const QString &)> _savingDidChange;
     /// The first failure of the current save; empty when there is none.
     QString _failure;

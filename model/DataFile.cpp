@@ -3,7 +3,6 @@
 
 #include "model/DataFile.h"
 
-#include "platform/foundation/PlatformException.h"
 #include "platform/foundation/RegularFile.h"
 
 #include <QCryptographicHash>
@@ -22,12 +21,8 @@ namespace clipmule::DataFile {
 
 namespace {
 
-[[noreturn]] void raise(const QString &reason) {
-    throw PlatformException(QStringLiteral("FileFailure"), reason);
-}
-
-[[noreturn]] void raiseTooLarge(const QString &path, qint64 limit) {
-    raise(QStringLiteral("%1 is larger than %2 bytes").arg(path).arg(limit));
+tl::unexpected<Failure> tooLarge(const QString &path, qint64 limit) {
+    return failure(QStringLiteral("%1 is larger than %2 bytes").arg(path).arg(limit));
 }
 
 // A file name has at most 255 bytes; this leaves room for the extension and for a temporary file's
@@ -47,18 +42,18 @@ bool isPlainName(const QString &oid) {
 
 } // namespace
 
-std::optional<QByteArray> read(const QString &path, qint64 limit) {
+Result<std::optional<QByteArray>> read(const QString &path, qint64 limit) {
     const RegularFile::Contents contents =
         RegularFile::read(path, limit, RegularFile::Links::Refuse);
     switch (contents.outcome) {
     case RegularFile::Contents::Outcome::Read:
-        return contents.bytes;
+        return std::optional(contents.bytes);
     case RegularFile::Contents::Outcome::Missing:
-        return std::nullopt;
+        return std::optional<QByteArray>();
     case RegularFile::Contents::Outcome::TooLarge:
-        raiseTooLarge(path, limit);
+        return tooLarge(path, limit);
     case RegularFile::Contents::Outcome::Failed:
-        raise(QStringLiteral("%1 cannot be read").arg(path));
+        return failure(QStringLiteral("%1 cannot be read").arg(path));
     }
     Q_UNREACHABLE();
 }
@@ -73,28 +68,29 @@ bool makeFolder(const QString &path) {
             QFileInfo(whole).isDir());
 }
 
-void write(const QString &path, const QByteArray &bytes, qint64 limit) {
+Result<void> write(const QString &path, const QByteArray &bytes, qint64 limit) {
     if (bytes.size() > limit)
-        raiseTooLarge(path, limit);
+        return tooLarge(path, limit);
     if (!makeFolder(QFileInfo(path).path()))
-        raise(QStringLiteral("the folder of %1 cannot be made").arg(path));
+        return failure(QStringLiteral("the folder of %1 cannot be made").arg(path));
     // A temporary file is its owner's alone from the beginning, and replaces a link, which a
     // QSaveFile would follow.
     QTemporaryFile file(path + QStringLiteral(".part-XXXXXX"));
     if (!file.open())
-        raise(QStringLiteral("%1: %2").arg(path, file.errorString()));
+        return failure(QStringLiteral("%1: %2").arg(path, file.errorString()));
     // What the toolkit says of a write that fails later is often "Unknown error".
     if (file.write(bytes) != bytes.size() || !file.flush() || ::fdatasync(file.handle()) != 0)
-        raise(QStringLiteral("%1: %2").arg(path, qt_error_string(errno)));
+        return failure(QStringLiteral("%1: %2").arg(path, qt_error_string(errno)));
     std::error_code error;
     std::filesystem::rename(QFile::encodeName(file.fileName()).toStdString(),
                             QFile::encodeName(path).toStdString(), error);
     if (error)
-        raise(QStringLiteral("%1: %2").arg(path, QString::fromStdString(error.message())));
+        return failure(QStringLiteral("%1: %2").arg(path, QString::fromStdString(error.message())));
     file.setAutoRemove(false);
+    return {};
 }
 
-void keepUnreadable(const QString &path) {
+Result<void> keepUnreadable(const QString &path) {
     for (int number = 1; number <= mostUnreadable; ++number) {
         QString other = path + QStringLiteral(".unreadable");
         if (number > 1)
@@ -104,11 +100,11 @@ void keepUnreadable(const QString &path) {
         std::filesystem::create_hard_link(QFile::encodeName(path).toStdString(),
                                           QFile::encodeName(other).toStdString(), error);
         if (!error || error == std::errc::no_such_file_or_directory)
-            return;
+            return {};
         if (error != std::errc::file_exists && QFile::copy(path, other))
-            return;
+            return {};
     }
-    raise(QStringLiteral("%1 cannot be kept under another name").arg(path));
+    return failure(QStringLiteral("%1 cannot be kept under another name").arg(path));
 }
 
 void remove(const QString &path) {

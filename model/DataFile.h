@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "platform/foundation/Result.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -17,21 +19,20 @@ namespace DataFile {
 /// In bytes. Far above what a clip may hold; a larger file is neither written nor read.
 inline constexpr qint64 largest = 256LL * 1024 * 1024;
 
-/// The bytes of the file; nothing, silently, when there is no such file. A PlatformException named
-/// "FileFailure" when it cannot be read.
-[[nodiscard]] std::optional<QByteArray> read(const QString &path, qint64 limit = largest);
+/// The bytes of the file; nothing when there is no such file.
+[[nodiscard]] Result<std::optional<QByteArray>> read(const QString &path, qint64 limit = largest);
 
-/// Replaces the file as a whole or, with a PlatformException named "FileFailure", not at all. Its
-/// folder is made when it is missing.
-void write(const QString &path, const QByteArray &bytes, qint64 limit = largest);
+/// Replaces the file as a whole or not at all. Its folder is made when it is missing.
+[[nodiscard]] Result<void> write(const QString &path, const QByteArray &bytes,
+                                 qint64 limit = largest);
 
 /// Makes a folder, and those above it, for this user alone; one that is there stays as it is.
 /// False when that is not possible.
 [[nodiscard]] bool makeFolder(const QString &path);
 
 /// Gives the file a second name beside the first, with ".unreadable" and a number where it must be,
-/// so that replacing it loses nothing. A PlatformException named "FileFailure" when that fails.
-void keepUnreadable(const QString &path);
+/// so that replacing it loses nothing.
+[[nodiscard]] Result<void> keepUnreadable(const QString &path);
 
 /// Deletes the file; every error is ignored.
 void remove(const QString &path);

@@ -55,17 +55,13 @@ QStringList filesOf(const ClipboardStore &store, const QRegularExpression &patte
         .filter(pattern);
 }
 
-QList<Clipboard> allClipboards(ClipboardStore &store) {
-    return QList<Clipboard>{store.mainClipboard()} + store.customClipboards();
-}
-
 /// Brings back what one run over the files finds.
 class PuttingBack {
 public:
     PuttingBack(ClipboardStore &store, QString title)
         : _store(store)
         , _title(std::move(title)) {
-        for (const Clipboard &clipboard : allClipboards(store)) {
+        for (const Clipboard &clipboard : store.allClipboards()) {
             for (const auto &clip : clipboard->items())
                 know(*clip);
         }
@@ -74,20 +70,18 @@ public:
     Outcome putBack(const QString &name) {
         Outcome outcome;
         outcome.file = name;
-        try {
-            const QRegularExpressionMatch match = setAsideName().match(name);
-            const auto root = _store.read(QDir(_store.dataPath()).filePath(name));
-            if (!root)
-                return outcome;
-            if (match.captured(1) == customFile)
-                putBackClipboards(*root, outcome);
-            else if (!match.captured(2).isEmpty())
-                putBackClips(*root, match.captured(2), outcome);
-            else // The main clipboard's own archive holds nothing that is not known.
-                (void)root->objectOfClass<ZRKClipmuleClipboard>();
-        } catch (const PlatformException &exception) {
-            outcome.reason = exception.reason();
-        }
+        const QRegularExpressionMatch match = setAsideName().match(name);
+        const auto taken =
+            _store.read(QDir(_store.dataPath()).filePath(name), [&](const ArchiveValue &root) {
+                if (match.captured(1) == customFile)
+                    putBackClipboards(root, outcome);
+                else if (!match.captured(2).isEmpty())
+                    putBackClips(root, match.captured(2), outcome);
+                else // The main clipboard's own archive holds nothing that is not known.
+                    (void)root.objectOfClass<ZRKClipmuleClipboard>();
+            });
+        if (!taken)
+            outcome.reason = taken.error().reason;
         return outcome;
     }
 
@@ -174,50 +168,24 @@ private:
     QSet<QString> _knownIds;
 };
 
-/// Collects the paths that the lists of a store speak of.
-class References {
-public:
-    explicit References(ClipboardStore &store)
-        : _store(store) {}
-
-    /// False when one of the lists is not there or cannot be read.
-    [[nodiscard]] bool collect() {
-        for (const Clipboard &clipboard : allClipboards(_store)) {
-            const QString path = clipboard->itemsPath();
-            _paths.insert(path);
-            try {
-                // The list is not read through the clipboard, which would keep all of it in memory.
-                const auto root = _store.read(path);
-                if (!root && clipboard->count() != 0)
-                    return false;
-                if (root)
-                    add(root->objectsOfClass<ZRKClipmuleData>().value_or(Clips()));
-            } catch (const PlatformException &) {
-                return false;
+// The paths that the lists of a store speak of; nothing when one of the lists is not there or
+// cannot be read.
+std::optional<QSet<QString>> pathsSpokenOf(ClipboardStore &store) {
+    QSet<QString> paths;
+    for (const Clipboard &clipboard : store.allClipboards()) {
+        const QString path = clipboard->itemsPath();
+        paths.insert(path);
+        // The list is not read through the clipboard, which would keep all of it in memory.
+        const auto isThere = store.read(path, [&](const ArchiveValue &root) {
+            for (const auto &clip : root.objectsOfClass<ZRKClipmuleData>().value_or(Clips())) {
+                for (const auto &item : clip->items())
+                    paths += {item->imageDataPath(), item->nativeDictionaryPath()};
             }
-        }
-        return true;
+        });
+        if (!isThere || (!*isThere && clipboard->count() != 0))
+            return std::nullopt;
     }
-    [[nodiscard]] bool contains(const QString &path) const { return _paths.contains(path); }
-
-private:
-    void add(const Clips &clips) {
-        for (const auto &clip : clips) {
-            for (const auto &item : clip->items()) {
-                _paths.insert(item->imageDataPath());
-                _paths.insert(item->nativeDictionaryPath());
-            }
-        }
-    }
-
-    ClipboardStore &_store;
-    QSet<QString> _paths;
-};
-
-bool isAnythingUnsaved(ClipboardStore &store) {
-    const auto clipboards = allClipboards(store);
-    return std::any_of(clipboards.begin(), clipboards.end(),
-                       [](const Clipboard &clipboard) { return clipboard->isListDirty(); });
+    return paths;
 }
 
 } // namespace
@@ -234,7 +202,10 @@ QList<Outcome> putBack(ClipboardStore &store, const QString &title) {
     for (const QString &name : std::as_const(names))
         outcomes.append(puttingBack.putBack(name));
     store.saveIfNeeded();
-    const bool isSaved = !isAnythingUnsaved(store);
+    const auto clipboards = store.allClipboards();
+    const bool isSaved =
+        std::none_of(clipboards.begin(), clipboards.end(),
+                     [](const Clipboard &clipboard) { return clipboard->isListDirty(); });
     for (Outcome &outcome : outcomes) {
         if (!outcome.reason.isEmpty())
             continue;
@@ -251,13 +222,14 @@ qsizetype sweep(ClipboardStore &store) {
     QStringList doomed = filesOf(store, temporaryName());
     QStringList candidates = filesOf(store, sweepableName());
     // The list of clipboards decides whether a list of clips is still wanted.
-    (void)allClipboards(store);
-    References references(store);
+    (void)store.allClipboards();
     if (!candidates.isEmpty() && filesOf(store, setAsideName()).isEmpty() &&
-        store.unreadablePaths().isEmpty() && folder.exists(customFile) && references.collect()) {
-        candidates.removeIf(
-            [&](const QString &name) { return references.contains(folder.filePath(name)); });
-        doomed += candidates;
+        store.unreadablePaths().isEmpty() && folder.exists(customFile)) {
+        if (const auto paths = pathsSpokenOf(store)) {
+            candidates.removeIf(
+                [&](const QString &name) { return paths->contains(folder.filePath(name)); });
+            doomed += candidates;
+        }
     }
     for (const QString &name : std::as_const(doomed))
         DataFile::remove(folder.filePath(name));

@@ -7,7 +7,7 @@
 #include "model/ClipboardStore.h"
 #include "model/DataFile.h"
 #include "model/RecordForms.h"
-#include "platform/foundation/ForeignUrl.h"
+#include "platform/archive/KeyedArchiver.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/images/ImageCodec.h"
@@ -301,11 +301,10 @@ std::optional<QByteArray> ZRKClipmuleDataItem::imageData() const {
     if (_imageData || !_itemFlags.hasImageData || _store.expired())
         return _imageData;
     const QString path = imageDataPath();
-    try {
-        _imageData = DataFile::read(path);
-    } catch (const PlatformException &) {
+    if (const auto bytes = DataFile::read(path))
+        _imageData = *bytes;
+    else
         qCWarning(logModel).noquote() << "FAILED TO READ" << path;
-    }
     return _imageData;
 }
 
@@ -340,42 +339,15 @@ void ZRKClipmuleDataItem::saveExtraData() {
         _itemFlags.clearsNativeDictionary = false;
         _nativeDictionary.reset();
     } else if (_itemFlags.isNativeDictionaryDirty) {
-        _itemFlags.isNativeDictionaryDirty = !saveNativeDictionary(*store);
+        const ArchiveValue root = ArchiveValue(_nativeDictionary).immutable();
+        _itemFlags.isNativeDictionaryDirty =
+            !store->saveSideFile(KeyedArchiver::archivedData(root), nativeDictionaryPath());
     }
     if (_itemFlags.isImageDataDirty)
-        _itemFlags.isImageDataDirty = !saveImageData(*store);
+        _itemFlags.isImageDataDirty = !store->saveSideFile(_imageData, imageDataPath());
     // The item stays dirty after a save that was not made for an archive, too.
     if (_itemFlags.isImageDataDirty || _itemFlags.isNativeDictionaryDirty)
         _itemFlags.isDirty = true;
-}
-
-bool ZRKClipmuleDataItem::saveNativeDictionary(ClipboardStore &store) {
-    const QString path = nativeDictionaryPath();
-    const ArchiveValue root = ArchiveValue(_nativeDictionary).immutable();
-    const bool isSaved = store.save(root, path);
-    if (!isSaved && !_itemFlags.isNativeDictionaryFailureLogged)
-        qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
-    _itemFlags.isNativeDictionaryFailureLogged = !isSaved;
-    return isSaved;
-}
-
-bool ZRKClipmuleDataItem::saveImageData(ClipboardStore &store) {
-    const QString path = imageDataPath();
-    bool isSaved = true;
-    if (!_imageData) {
-        DataFile::remove(path);
-    } else {
-        try {
-            DataFile::write(path, *_imageData);
-        } catch (const PlatformException &exception) {
-            isSaved = false;
-            store.noteFailure(exception.reason());
-            if (!_itemFlags.isImageFailureLogged)
-                qCWarning(logModel).noquote() << "FAILED TO SAVE" << path;
-        }
-    }
-    _itemFlags.isImageFailureLogged = !isSaved;
-    return isSaved;
 }
 
 // Removes every file that the flags say may be on disk, the ones that the next save would delete

@@ -194,9 +194,6 @@ private:
         bool hasNativeDictionary : 1 = false;
         bool isNativeDictionaryDirty : 1 = false;
         bool clearsNativeDictionary : 1 = false;
-        // Whether the failure is in the log already; not one of the item's own flags.
-        bool isImageFailureLogged : 1 = false;
-        bool isNativeDictionaryFailureLogged : 1 = false;
     };
 
     template <typename Item, typename Form>
@@ -206,9 +203,6 @@ private:
     fromDictionary(const PropertyList::Dictionary &dictionary);
     void invalidateNativeDictionary();
     void contentDidChange();
-    // Writes the side file of the native dictionary; false when that failed.
-    [[nodiscard]] bool saveNativeDictionary(ClipboardStore &store);
-    [[nodiscard]] bool saveImageData(ClipboardStore &store);
     [[nodiscard]] QString pathOf(const QString &extension) const;
 
     mutable std::optional<QString> _oid;

@@ -166,12 +166,10 @@ QJsonObject PhoneLog::image(const QByteArray &bytes) {
                    .arg(extension);
     } while (folder.exists(name));
     const QString path = folder.filePath(name);
-    try {
-        DataFile::write(path, bytes);
+    if (const auto written = DataFile::write(path, bytes))
         object.insert(QStringLiteral("file"), path);
-    } catch (const PlatformException &exception) {
-        object.insert(QStringLiteral("error"), exception.reason());
-    }
+    else
+        object.insert(QStringLiteral("error"), written.error().reason);
     return object;
 }
 

@@ -88,8 +88,7 @@ int PhoneShelf::keep(const PropertyList::Dictionary &dictionary) {
 void PhoneShelf::letMemoryGo() {
     _memoryTimer = RunLoop::current().performAfter(2 * ClipboardStore::saveInterval, [this] {
         save();
-        _store->mainClipboard()->releaseCachedData();
-        for (const Board &board : _store->customClipboards())
+        for (const Board &board : _store->allClipboards())
             board->releaseCachedData();
     });
 }
@@ -99,9 +98,9 @@ void PhoneShelf::save() {
 }
 
 bool PhoneShelf::isAnythingUnsaved() {
-    const auto isDirty = [](const Board &board) { return board->isDirty(); };
-    const auto &boards = _store->customClipboards();
-    return isDirty(_store->mainClipboard()) || std::any_of(boards.begin(), boards.end(), isDirty);
+    const auto boards = _store->allClipboards();
+    return std::any_of(boards.begin(), boards.end(),
+                       [](const Board &board) { return board->isDirty(); });
 }
 
 void PhoneShelf::savingDidChange(const QString &failure) {
@@ -205,9 +204,8 @@ bool PhoneShelf::isFreeName(const QString &name) {
         onError(QStringLiteral("a board needs a name"));
         return false;
     }
-    const auto &boards = _store->customClipboards();
-    if (name != nameOf(*_store->mainClipboard()) &&
-        std::none_of(boards.begin(), boards.end(),
+    const auto boards = _store->allClipboards();
+    if (std::none_of(boards.begin(), boards.end(),
                      [&](const Board &board) { return nameOf(*board) == name; }))
         return true;
     onError(QStringLiteral("there is a board “%1” already").arg(name));

@@ -48,10 +48,10 @@ void DataFileTest::init() {
 void DataFileTest::writesAndReplaces() {
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("file"));
-    DataFile::write(path, "one");
-    QCOMPARE(DataFile::read(path), std::optional(QByteArray("one")));
-    DataFile::write(path, "");
-    QCOMPARE(DataFile::read(path), std::optional(QByteArray("")));
+    QVERIFY(DataFile::write(path, "one"));
+    QCOMPARE(DataFile::read(path).value(), std::optional(QByteArray("one")));
+    QVERIFY(DataFile::write(path, ""));
+    QCOMPARE(DataFile::read(path).value(), std::optional(QByteArray("")));
     DataFile::remove(path);
     QVERIFY(!QFile::exists(path));
     DataFile::remove(path);
@@ -60,8 +60,8 @@ void DataFileTest::writesAndReplaces() {
 void DataFileTest::makesTheFolder() {
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("a/b/file"));
-    DataFile::write(path, "one");
-    QCOMPARE(DataFile::read(path), std::optional(QByteArray("one")));
+    QVERIFY(DataFile::write(path, "one"));
+    QCOMPARE(DataFile::read(path).value(), std::optional(QByteArray("one")));
     // For this user alone, and what was there stays as it was.
     const auto permissionsOf = [](const QString &name) { return QFile::permissions(name); };
     constexpr auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup |
@@ -72,7 +72,7 @@ void DataFileTest::makesTheFolder() {
     QVERIFY(QDir().mkdir(open));
     QVERIFY(QFile::setPermissions(open, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
                                             QFile::ReadOther | QFile::ExeOther));
-    DataFile::write(open + QStringLiteral("/file"), "one");
+    QVERIFY(DataFile::write(open + QStringLiteral("/file"), "one"));
     QVERIFY(permissionsOf(open) & QFile::ReadOther);
     QVERIFY(!(permissionsOf(open + QStringLiteral("/file")) & others));
     QVERIFY(DataFile::makeFolder(open));
@@ -93,15 +93,16 @@ void DataFileTest::tooMuchIsNotWritten() {
     QFETCH(bool, isWritten);
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("file"));
-    DataFile::write(path, "old");
+    QVERIFY(DataFile::write(path, "old"));
     const QByteArray bytes(size, 'x');
     if (isWritten)
-        DataFile::write(path, bytes, 100);
+        QVERIFY(DataFile::write(path, bytes, 100));
     else
-        QVERIFY_THROWS_EXCEPTION(PlatformException, DataFile::write(path, bytes, 100));
-    QCOMPARE(DataFile::read(path, 100), std::optional(isWritten ? bytes : QByteArray("old")));
+        QVERIFY(!DataFile::write(path, bytes, 100));
+    QCOMPARE(DataFile::read(path, 100).value(),
+             std::optional(isWritten ? bytes : QByteArray("old")));
     if (isWritten && size == 100)
-        QVERIFY_THROWS_EXCEPTION(PlatformException, (void)DataFile::read(path, 99));
+        QVERIFY(!DataFile::read(path, 99));
 }
 
 void DataFileTest::aLinkIsReplacedAndNotRead() {
@@ -114,12 +115,12 @@ void DataFileTest::aLinkIsReplacedAndNotRead() {
     file.close();
     const auto permissions = QFile::permissions(victim);
     QVERIFY(QFile::link(victim, path));
-    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)DataFile::read(path));
-    DataFile::keepUnreadable(path);
-    DataFile::write(path, "one");
+    QVERIFY(!DataFile::read(path));
+    QVERIFY(DataFile::keepUnreadable(path));
+    QVERIFY(DataFile::write(path, "one"));
     QVERIFY(!QFileInfo(path).isSymLink());
-    QCOMPARE(DataFile::read(path), std::optional(QByteArray("one")));
-    QCOMPARE(DataFile::read(victim), std::optional(QByteArray("private")));
+    QCOMPARE(DataFile::read(path).value(), std::optional(QByteArray("one")));
+    QCOMPARE(DataFile::read(victim).value(), std::optional(QByteArray("private")));
     QCOMPARE(QFile::permissions(victim), permissions);
     // The link was set aside, not what it leads to.
     QVERIFY(QFileInfo(path + QStringLiteral(".unreadable")).isSymLink());
@@ -129,7 +130,7 @@ void DataFileTest::nothingIsLeftOfAFailedWrite() {
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("file"));
     QVERIFY(QDir().mkpath(path));
-    QVERIFY_THROWS_EXCEPTION(PlatformException, DataFile::write(path, "one"));
+    QVERIFY(!DataFile::write(path, "one"));
     QCOMPARE(QDir(folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
              QStringList{QStringLiteral("file")});
 }
@@ -137,28 +138,25 @@ void DataFileTest::nothingIsLeftOfAFailedWrite() {
 void DataFileTest::failedWriteLeavesTheOldFile() {
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("file"));
-    DataFile::write(path, "one");
-    QVERIFY_THROWS_EXCEPTION(PlatformException,
-                             DataFile::write(path + QStringLiteral("/below"), "two"));
-    QCOMPARE(DataFile::read(path), std::optional(QByteArray("one")));
+    QVERIFY(DataFile::write(path, "one"));
+    QVERIFY(!DataFile::write(path + QStringLiteral("/below"), "two"));
+    QCOMPARE(DataFile::read(path).value(), std::optional(QByteArray("one")));
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("file")});
 }
 
 void DataFileTest::fullDiskLeavesTheOldFileAndSaysSo() {
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("file"));
-    DataFile::write(path, "old", 10000);
+    QVERIFY(DataFile::write(path, "old", 10000));
     // Less than what is gathered before it is written, and more.
     for (const qsizetype size : {5000, 100000}) {
-        QString reason;
-        try {
+        Result<void> written;
+        {
             const kit::FullDisk disk(1000);
-            DataFile::write(path, QByteArray(size, 'x'), 100000);
-        } catch (const PlatformException &exception) {
-            reason = exception.reason();
+            written = DataFile::write(path, QByteArray(size, 'x'), 100000);
         }
-        QCOMPARE(reason, path + QStringLiteral(": File too large"));
-        QCOMPARE(DataFile::read(path, 10000), QByteArray("old"));
+        QCOMPARE(written.error().reason, path + QStringLiteral(": File too large"));
+        QCOMPARE(DataFile::read(path, 10000).value(), QByteArray("old"));
         QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
     }
 }
@@ -170,14 +168,14 @@ void DataFileTest::missingFileIsNothing() {
 
 void DataFileTest::readingAFolderFails() {
     const QTemporaryDir folder;
-    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)DataFile::read(folder.path()));
+    QVERIFY(!DataFile::read(folder.path()));
 }
 
 void DataFileTest::readingAPipeDoesNotWait() {
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("pipe"));
     QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
-    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)DataFile::read(path));
+    QVERIFY(!DataFile::read(path));
 }
 
 void DataFileTest::tooLargeAFileIsRefused() {
@@ -187,7 +185,7 @@ void DataFileTest::tooLargeAFileIsRefused() {
     QVERIFY(file.open(QIODevice::WriteOnly));
     // A hole: it takes no space.
     QVERIFY(file.resize(DataFile::largest + 1));
-    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)DataFile::read(path));
+    QVERIFY(!DataFile::read(path));
 }
 
 void DataFileTest::plainIdsAreFileNames() {
@@ -214,24 +212,24 @@ void DataFileTest::unreadableFileKeepsASecondName() {
     const QString path = folder.filePath(QStringLiteral("file"));
     const QString kept = path + QStringLiteral(".unreadable");
     for (const char *bytes : {"one", "two", "three"}) {
-        DataFile::write(path, bytes);
-        DataFile::keepUnreadable(path);
-        QCOMPARE(DataFile::read(path), std::optional(QByteArray(bytes)));
+        QVERIFY(DataFile::write(path, bytes));
+        QVERIFY(DataFile::keepUnreadable(path));
+        QCOMPARE(DataFile::read(path).value(), std::optional(QByteArray(bytes)));
     }
-    DataFile::write(path, "four");
-    QCOMPARE(DataFile::read(kept), std::optional(QByteArray("one")));
-    QCOMPARE(DataFile::read(kept + u'2'), std::optional(QByteArray("two")));
-    QCOMPARE(DataFile::read(kept + u'3'), std::optional(QByteArray("three")));
+    QVERIFY(DataFile::write(path, "four"));
+    QCOMPARE(DataFile::read(kept).value(), std::optional(QByteArray("one")));
+    QCOMPARE(DataFile::read(kept + u'2').value(), std::optional(QByteArray("two")));
+    QCOMPARE(DataFile::read(kept + u'3').value(), std::optional(QByteArray("three")));
 
     // Gone meanwhile: nothing to keep.
-    DataFile::keepUnreadable(folder.filePath(QStringLiteral("none")));
+    QVERIFY(DataFile::keepUnreadable(folder.filePath(QStringLiteral("none"))));
     QVERIFY(!QFile::exists(folder.filePath(QStringLiteral("none.unreadable"))));
 
     // There is an end to it, and then the file stays.
     for (int number = 4; number <= 100; ++number)
-        DataFile::write(kept + QString::number(number), "");
-    QVERIFY_THROWS_EXCEPTION(PlatformException, DataFile::keepUnreadable(path));
-    QCOMPARE(DataFile::read(path), std::optional(QByteArray("four")));
+        QVERIFY(DataFile::write(kept + QString::number(number), ""));
+    QVERIFY(!DataFile::keepUnreadable(path));
+    QCOMPARE(DataFile::read(path).value(), std::optional(QByteArray("four")));
 }
 
 void DataFileTest::usersStoreIsInTheDocumentsFolder() {
