@@ -3,7 +3,7 @@
 
 #include "model/ZRKClipmuleData.h"
 
-#include "Common/Categories/ZRKNSArrayCategory.h"
+#include "Common/Categories/ZRKNSCollectionCategories.h"
 #include "Common/Categories/ZRKNSStringCategory.h"
 #include "model/RecordForms.h"
 #include "platform/foundation/PlatformException.h"

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "Common/Categories/NinePartImage.h"
+#include "Common/Categories/ZRKNSImageCategory.h"
 
 #include <QWidget>
 

@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "Common/Categories/ZRKNSArrayCategory.h"
-#include "Common/Categories/ZRKNSDictionaryCategory.h"
+#include "Common/Categories/ZRKNSCollectionCategories.h"
 
 #include <QRegularExpression>
 #include <QTest>

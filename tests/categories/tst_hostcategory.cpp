@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "Common/Categories/ZRKNSHostCategory.h"
+#include "Common/Categories/ZRKNSSystemCategories.h"
 
 #include <QRegularExpression>
 #include <QTest>

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "Common/Categories/NinePartImage.h"
 #include "Common/Categories/ZRKNSImageCategory.h"
 
 #include <QPainter>

@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "Common/Categories/ZRKNSButtonCategory.h"
-#include "Common/Categories/ZRKNSViewCategory.h"
+#include "Common/Categories/ZRKNSViewCategories.h"
 
 #include <QApplication>
 #include <QDialog>

@@ -111,7 +111,7 @@ SYSTEM_HEADERS = {
 ANY_SYSTEM_HEADER = ["tests/", "fuzz/", "bench/"]
 EXCEPTIONS = {
     # Lists the interfaces' addresses and opens no socket; there is no service to ask for it.
-    "Common/Categories/ZRKNSHostCategory.cpp":
+    "Common/Categories/ZRKNSSystemCategories.cpp":
         ["ifaddrs.h", "net/if.h", "net/if_arp.h", "netpacket/packet.h"],
 }
 

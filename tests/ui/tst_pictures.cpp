@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "Common/Categories/NinePartImage.h"
+#include "Common/Categories/ZRKNSImageCategory.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/ui/FakeSyncStatus.h"
 #include "tests/ui/Pictures.h"

@@ -3,12 +3,23 @@
 
 #pragma once
 
+#include <QList>
 #include <QPointF>
 
 class QAbstractButton;
 class QColor;
+class QWidget;
 
 namespace clipmule {
+
+/// What the platform's views can do beyond their own.
+namespace ZRKNSViewCategory {
+
+/// All views inside a view, in order, each before those inside it. Windows that merely belong to
+/// it are not inside it. Empty when there are none.
+[[nodiscard]] QList<QWidget *> allSubviews(const QWidget &view);
+
+} // namespace ZRKNSViewCategory
 
 /// What the platform's buttons can do beyond their own.
 namespace ZRKNSButtonCategory {

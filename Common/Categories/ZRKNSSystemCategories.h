@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "platform/foundation/RunLoop.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -35,5 +37,17 @@ struct LinkInterface {
 [[nodiscard]] QString addressOfMainInterface(const QList<LinkInterface> &interfaces);
 
 } // namespace ZRKNSHostCategory
+
+/// Runs the current run loop from inside a piece of work. Whatever is due may happen meanwhile,
+/// the destruction of the caller's objects included.
+namespace ZRKNSRunLoopCategory {
+
+/// One pass over what is due, without waiting.
+void ping();
+
+/// Runs until the given time from now has passed; not at all when it is not above zero.
+void wait(RunLoop::Seconds duration);
+
+} // namespace ZRKNSRunLoopCategory
 
 } // namespace clipmule

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "Common/Categories/ZRKNSHostCategory.h"
+#include "Common/Categories/ZRKNSSystemCategories.h"
 
 #include <algorithm>
 #include <memory>
@@ -67,3 +67,16 @@ std::optional<QString> currentHostMAC() {
 }
 
 } // namespace clipmule::ZRKNSHostCategory
+
+namespace clipmule::ZRKNSRunLoopCategory {
+
+void ping() {
+    RunLoop::current().runOnce();
+}
+
+void wait(RunLoop::Seconds duration) {
+    if (duration.count() > 0)
+        RunLoop::current().runFor(duration);
+}
+
+} // namespace clipmule::ZRKNSRunLoopCategory
