@@ -5,6 +5,7 @@
 
 #include "app/PackageUpdater.h"
 #include "app/ZRKClipmuleSyncApp.h"
+#include "platform/windows/ActiveApplication.h"
 #include "ui/ZRKClipmuleMessageController.h"
 #include "ui/ZRKClipmuleStatusController.h"
 
@@ -33,8 +34,8 @@ QString Face::preferencesExecutable() {
 
 Face::Face(Bundle bundle, const Session &session, SessionPrograms &programs)
     : _bundle(std::move(bundle))
+    , _session(session)
     , _statusBar(makeStatusBar(session))
-    , _compositor(makeCompositor(session))
     , _sessionPrograms(programs) {}
 
 Face::~Face() {
@@ -80,7 +81,7 @@ void Face::surroundMessages() {
          .canPlaceWindows = [] { return !QGuiApplication::platformName().startsWith(u"wayland"); },
          .notifyInstead =
              [this](const QString &text) { _notifications->notify(programName(), text); },
-         .blendsWindows = [this] { return _compositor->isRunning(); }});
+         .blendsWindows = [this] { return blendsWindows(_session); }});
 }
 
 void Face::displayMessage(const QString &text) {

@@ -9,10 +9,10 @@
 #include "platform/desktop/DesktopNotifications.h"
 #include "platform/desktop/HelpManager.h"
 #include "platform/session/ApplicationInterface.h"
+#include "platform/session/Session.h"
 #include "platform/session/SessionPrograms.h"
 #include "platform/session/SingleInstance.h"
 #include "platform/tray/StatusItem.h"
-#include "platform/windows/Compositor.h"
 #include "ui/UpdateQuestion.h"
 
 #include <functional>
@@ -53,8 +53,8 @@ private:
     void surroundMessages();
 
     Bundle _bundle;
+    Session _session;
     std::unique_ptr<StatusBar> _statusBar;
-    std::unique_ptr<Compositor> _compositor;
     SessionPrograms &_sessionPrograms;
     std::unique_ptr<HelpManager> _helpManager = makeHelpManager();
     std::unique_ptr<DesktopNotifications> _notifications = makeDesktopNotifications();

@@ -33,4 +33,8 @@ std::unique_ptr<ActiveApplication> makeActiveApplication(const Session &session,
         std::make_unique<DesktopFiles>(DesktopFiles::standardFolders()));
 }
 
+bool blendsWindows(const Session &session) {
+    return !session.x11 || session.x11->isLost() || hasX11Compositor(*session.x11);
+}
+
 } // namespace clipmule

@@ -46,4 +46,9 @@ public:
 makeActiveApplication(const Session &session, const QString &tablePath,
                       const QString &userTablePath = {});
 
+/// Whether translucent windows are blended with what is behind them at this moment: users turn that
+/// on and off. Asks the display server in one round trip. Without a display, and after its loss,
+/// they are taken to be: displays of other kinds always blend.
+[[nodiscard]] bool blendsWindows(const Session &session);
+
 } // namespace clipmule

@@ -105,4 +105,12 @@ ActiveApplication::Pasting X11ActiveApplication::pasting() const {
     return {};
 }
 
+bool hasX11Compositor(X11Connection &connection) {
+    // A compositor owns this selection; the number is the screen's.
+    const xcb_atom_t selection = connection.atom("_NET_WM_CM_S0");
+    const auto owner = connection.reply(xcb_get_selection_owner_reply,
+                                        xcb_get_selection_owner(connection.xcb(), selection));
+    return owner && owner->owner != XCB_NONE;
+}
+
 } // namespace clipmule

@@ -42,4 +42,7 @@ private:
     std::unique_ptr<DesktopFiles> _desktopFiles;
 };
 
+/// Whether a compositor runs on the display.
+[[nodiscard]] bool hasX11Compositor(X11Connection &connection);
+
 } // namespace clipmule
