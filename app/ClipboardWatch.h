@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "model/PasteboardServices.h"
 #include "model/PictureEcho.h"
+#include "model/ZRKClipmuleData.h"
 #include "platform/foundation/RunLoop.h"
 
 #include <functional>

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "model/PasteboardServices.h"
+#include "model/ZRKClipmuleData.h"
 #include "platform/foundation/RunLoop.h"
 #include "support/Settings.h"
 

@@ -4,7 +4,6 @@
 #include "Common/Categories/ZRKNSImageCategory.h"
 #include "bench/Bench.h"
 #include "model/ClipNotice.h"
-#include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/images/ImageCodec.h"

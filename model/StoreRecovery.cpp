@@ -3,7 +3,6 @@
 
 #include "model/StoreRecovery.h"
 
-#include "model/ArchivedSize.h"
 #include "model/ClipboardStore.h"
 #include "model/DataFile.h"
 #include "model/ZRKClipmuleClipboard.h"

@@ -11,14 +11,26 @@
 
 namespace clipmule {
 
-class ZRKClipmuleClipboard;
+class ActiveApplication;
+class ClipNotice;
 class Pasteboard;
+class ZRKClipmuleClipboard;
 struct PasteboardContents;
-struct PasteboardServices;
 
 // Posted on the platform's default centre with the clip as the object.
 inline const QString ZRKClipmuleDataWasAdded = QStringLiteral("ZRKClipmuleDataWasAdded");
 inline const QString ZRKClipmuleDataWasRemoved = QStringLiteral("ZRKClipmuleDataWasRemoved");
+
+/// What clips need of the desktop to be captured from its clipboard and written to it. Nothing is
+/// owned.
+struct PasteboardServices {
+    Pasteboard &pasteboard;
+    const ActiveApplication &activeApplication;
+    ClipNotice &notice;
+    /// Absolute path of the folder in which the folder of pasted images is made. It belongs to this
+    /// user alone; PrivateFolder::temporaryPath() is the session's.
+    QString temporaryFolder;
+};
 
 /// A clip: one clipboard event, an ordered list of items with a title and a creation date.
 ///
@@ -97,6 +109,16 @@ public:
     /// Writes the clip's images to temporary files and puts their paths into the contents that are
     /// to be written. Those of an earlier clip are deleted.
     void addImageFilenames(const PasteboardServices &services, PasteboardContents &contents) const;
+    /// The name of a file that a pasted image is written to: the clip's title or, when it has none
+    /// or a blank one, the program's name and the time, "Clipmule 2026-01-31 15.04.05 PM"; then a
+    /// blank and the counter, where there is one; then a dot and the extension.
+    ///
+    /// The title comes from another machine. What cannot stand in a file name is replaced, and the
+    /// title is cut between two characters so that the whole takes at most 255 bytes of UTF-8.
+    [[nodiscard]] static QString imageFileName(const std::optional<QString> &title,
+                                               const QDateTime &localTime,
+                                               std::optional<qsizetype> counter,
+                                               const QString &extension);
     /// Deletes the files of the last clip that was written. Failures are logged.
     static void deleteImageFiles(const PasteboardServices &services);
     /// The entry for data that a clipboard asks for later. The clip sets all its data when it

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/Log.h"
 

@@ -4,7 +4,7 @@
 #include "phone/PhoneShelf.h"
 
 #include "filters/FilterClasses.h"
-#include "model/ArchivedSize.h"
+#include "model/ZRKClipmuleClipboard.h"
 #include "phone/PhoneLog.h"
 #include "platform/foundation/PlatformException.h"
 

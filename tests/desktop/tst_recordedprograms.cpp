@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "model/ClipNotice.h"
-#include "model/PasteboardServices.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/images/ImageCodec.h"
 #include "tests/desktop/RecordedPrograms.h"

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "model/ClipNotice.h"
-#include "model/PasteboardServices.h"
+#include "model/ZRKClipmuleData.h"
 #include "model/ZRKClipmuleDataItem.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/windows/ActiveApplication.h"

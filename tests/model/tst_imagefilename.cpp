@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "model/ImageFileName.h"
+#include "model/ZRKClipmuleData.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -15,7 +15,7 @@ const QDateTime night(QDate(2026, 1, 31), QTime(0, 4, 5));
 const QString png = QStringLiteral("png");
 
 QString nameOf(const QString &title) {
-    return ImageFileName::make(title, afternoon, std::nullopt, png);
+    return ZRKClipmuleData::imageFileName(title, afternoon, std::nullopt, png);
 }
 
 } // namespace
@@ -40,10 +40,11 @@ void ImageFileNameTest::init() {
 
 void ImageFileNameTest::untitled() {
     const QString name = QStringLiteral("Clipmule 2026-01-31 15.04.05 PM.png");
-    QCOMPARE(ImageFileName::make(std::nullopt, afternoon, std::nullopt, png), name);
-    QCOMPARE(ImageFileName::make(QString(), afternoon, std::nullopt, png), name);
-    QCOMPARE(ImageFileName::make(std::nullopt, night, std::nullopt, QStringLiteral("jpg")),
-             QStringLiteral("Clipmule 2026-01-31 00.04.05 AM.jpg"));
+    QCOMPARE(ZRKClipmuleData::imageFileName(std::nullopt, afternoon, std::nullopt, png), name);
+    QCOMPARE(ZRKClipmuleData::imageFileName(QString(), afternoon, std::nullopt, png), name);
+    QCOMPARE(
+        ZRKClipmuleData::imageFileName(std::nullopt, night, std::nullopt, QStringLiteral("jpg")),
+        QStringLiteral("Clipmule 2026-01-31 00.04.05 AM.jpg"));
 }
 
 void ImageFileNameTest::titled() {
@@ -51,9 +52,9 @@ void ImageFileNameTest::titled() {
 }
 
 void ImageFileNameTest::counted() {
-    QCOMPARE(ImageFileName::make(QStringLiteral("title"), afternoon, 2, png),
+    QCOMPARE(ZRKClipmuleData::imageFileName(QStringLiteral("title"), afternoon, 2, png),
              QStringLiteral("title 2.png"));
-    QCOMPARE(ImageFileName::make(std::nullopt, afternoon, 1, png),
+    QCOMPARE(ZRKClipmuleData::imageFileName(std::nullopt, afternoon, 1, png),
              QStringLiteral("Clipmule 2026-01-31 15.04.05 PM 1.png"));
 }
 
@@ -111,7 +112,7 @@ void ImageFileNameTest::longTitles() {
     QFETCH(QString, title);
     QFETCH(QString, kept);
     QCOMPARE(nameOf(title), kept + QStringLiteral(".png"));
-    const QString counted = ImageFileName::make(title, afternoon, 10, png);
+    const QString counted = ZRKClipmuleData::imageFileName(title, afternoon, 10, png);
     QVERIFY(counted.endsWith(QStringLiteral(" 10.png")));
     QVERIFY(counted.toUtf8().size() <= 255);
 }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "model/ArchivedSize.h"
+#include "model/ZRKClipmuleClipboard.h"
 #include "platform/archive/KeyedArchiver.h"
 #include "platform/foundation/PlatformException.h"
 #include "tests/model/Clipboards.h"
