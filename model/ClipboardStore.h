@@ -41,10 +41,7 @@ public:
     /// See make().
     ClipboardStore(Private, QString dataPath, qint64 largestList);
     ~ClipboardStore();
-    ClipboardStore(const ClipboardStore &) = delete;
-    ClipboardStore &operator=(const ClipboardStore &) = delete;
-    ClipboardStore(ClipboardStore &&) = delete;
-    ClipboardStore &operator=(ClipboardStore &&) = delete;
+    Q_DISABLE_COPY_MOVE(ClipboardStore)
 
     /// Saves what changed every 5 seconds from now on.
     void start();

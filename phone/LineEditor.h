@@ -20,10 +20,7 @@ public:
                                                           const QByteArray &prompt);
     LineEditor() = default;
     virtual ~LineEditor() = default;
-    LineEditor(const LineEditor &) = delete;
-    LineEditor &operator=(const LineEditor &) = delete;
-    LineEditor(LineEditor &&) = delete;
-    LineEditor &operator=(LineEditor &&) = delete;
+    Q_DISABLE_COPY_MOVE(LineEditor)
 
     // Both are set before start().
     /// Called with each line, without its line end; with blank lines as well.

@@ -3,7 +3,6 @@
 
 #include "phone/Phone.h"
 
-#include "Common/Categories/ZRKNSStringCategory.h"
 #include "model/DataFile.h"
 #include "model/MessageEnvelope.h"
 #include "platform/foundation/ForeignUrl.h"
@@ -17,20 +16,13 @@
 #include <QJsonArray>
 
 #include <algorithm>
+#include <numeric>
 
 namespace clipmule {
 
 namespace {
 
 const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
-// The origin code of what a phone made.
-constexpr int createdByPhone = 1;
-
-PropertyList itemOf(const QString &key, const PropertyList &value) {
-    return PropertyList::Dictionary{{QStringLiteral("oid"), ZRKNSStringCategory::uuid()},
-                                    {QStringLiteral("createdBy"), createdByPhone},
-                                    {key, value}};
-}
 
 } // namespace
 
@@ -82,7 +74,7 @@ bool Phone::start() {
         printError(QStringLiteral("cannot listen"));
         return false;
     }
-    print(phoneEvent("listening", {{"name", _options.name}, {"port", _server->port()}}));
+    tell("listening", {{"name", _options.name}, {"port", _server->port()}});
     if (_shelf)
         _shelf->recover();
     return true;
@@ -112,7 +104,7 @@ void Phone::didReceive(const PropertyList &object) {
 
 void Phone::connectionDidOpen(ZRKStreamHandler &handler) {
     _desks.insert(&handler, handler.peerAddress());
-    print(phoneEvent("opened", {{"desk", handler.peerAddress()}}));
+    tell("opened", {{"desk", handler.peerAddress()}});
     const PropertyList::Dictionary record{{QStringLiteral("name"), _options.name},
                                           {QStringLiteral("model"), QStringLiteral("Linux")}};
     handler.outputObject(OutputObject::fixed(
@@ -120,7 +112,7 @@ void Phone::connectionDidOpen(ZRKStreamHandler &handler) {
 }
 
 void Phone::connectionDidClose(ZRKStreamHandler &handler) {
-    print(phoneEvent("closed", {{"desk", _desks.take(&handler)}}));
+    tell("closed", {{"desk", _desks.take(&handler)}});
     // With the last desk gone, what was on its way there is not reported as sent.
     if (_desks.isEmpty())
         _sending.clear();
@@ -143,8 +135,12 @@ void Phone::print(const QJsonObject &object) {
     onPrint(jsonLine(object));
 }
 
+void Phone::tell(const char *event, PhoneEntries entries) {
+    print(phoneEvent(event, entries));
+}
+
 void Phone::printError(const QString &text) {
-    print(phoneEvent("error", {{"text", text}}));
+    tell("error", {{"text", text}});
 }
 
 void Phone::perform(const QByteArray &line) {
@@ -186,18 +182,15 @@ void Phone::help() {
                                     {QStringLiteral("purpose"), usage.purpose}});
     }
     if (!_options.isForPerson)
-        print(phoneEvent("help", {{"commands", commands}}));
+        tell("help", {{"commands", commands}});
 }
 
 void Phone::sendTexts(const PhoneCommand &command) {
-    PropertyList::List items;
-    qsizetype units = 0;
-    for (const QString &string : command.texts) {
-        items.append(itemOf(QStringLiteral("string"), string));
-        units += string.size();
-    }
-    sendItems(items, phoneEvent("sent", {{"what", QStringLiteral("text")}, {"units", units}}),
-              command.forOtherPhones);
+    const auto length = [](qsizetype sum, const QString &text) { return sum + text.size(); };
+    const qsizetype units =
+        std::accumulate(command.texts.begin(), command.texts.end(), qsizetype(0), length);
+    sendClip(*ZRKClipmuleData::initWithStrings(command.texts), command,
+             phoneEvent("sent", {{"what", QStringLiteral("text")}, {"units", units}}));
 }
 
 void Phone::sendUrl(const PhoneCommand &command) {
@@ -206,8 +199,10 @@ void Phone::sendUrl(const PhoneCommand &command) {
         printError(QStringLiteral("not a URL: %1").arg(command.texts[0]));
         return;
     }
-    sendItems({itemOf(QStringLiteral("url"), QString::fromLatin1(url.toEncoded()))},
-              phoneEvent("sent", {{"what", QStringLiteral("url")}}), command.forOtherPhones);
+    const auto item = std::make_shared<ZRKClipmuleDataItem>();
+    item->setURL(url);
+    sendClip(*ZRKClipmuleData::initWithItems({item}), command,
+             phoneEvent("sent", {{"what", QStringLiteral("url")}}));
 }
 
 void Phone::sendImage(const PhoneCommand &command) {
@@ -219,11 +214,10 @@ void Phone::sendImage(const PhoneCommand &command) {
         printError(QStringLiteral("%1: no image of a known format").arg(command.texts[0]));
         return;
     }
-    sendItems({itemOf(QStringLiteral("imageData"), *bytes)},
-              phoneEvent("sent", {{"what", QStringLiteral("image")},
-                                  {"format", QString::fromLatin1(image->format)},
-                                  {"bytes", bytes->size()}}),
-              command.forOtherPhones);
+    sendClip(*ZRKClipmuleData::initWithImageData(*bytes), command,
+             phoneEvent("sent", {{"what", QStringLiteral("image")},
+                                 {"format", QString::fromLatin1(image->format)},
+                                 {"bytes", bytes->size()}}));
 }
 
 void Phone::sendPropertyList(const QString &path) {
@@ -237,15 +231,14 @@ void Phone::sendPropertyList(const QString &path) {
         send(*parsed, phoneEvent("sent", {{"what", QStringLiteral("plist")}}));
 }
 
-void Phone::sendItems(const PropertyList::List &items, QJsonObject line, bool forOtherPhones) {
-    if (forOtherPhones)
+void Phone::sendClip(const ZRKClipmuleData &clip, const PhoneCommand &command, QJsonObject line) {
+    for (const auto &item : clip.items())
+        item->setCreatedBy(ZRKClipmuleDataItem::createdByPhone);
+    if (command.forOtherPhones)
         line.insert(QStringLiteral("for"), QStringLiteral("other phones"));
-    const PropertyList::Dictionary clip{{QStringLiteral("oid"), ZRKNSStringCategory::uuid()},
-                                        {QStringLiteral("creationDate"), Date::now()},
-                                        {QStringLiteral("items"), items}};
-    send(MessageEnvelope::make(forOtherPhones ? MessageEnvelope::Type::ClipForDevices
-                                              : MessageEnvelope::Type::Clip,
-                               PropertyList(clip)),
+    using Type = MessageEnvelope::Type;
+    send(MessageEnvelope::make(command.forOtherPhones ? Type::ClipForDevices : Type::Clip,
+                               PropertyList(clip.toDictionary())),
          std::move(line));
 }
 

@@ -36,10 +36,7 @@ public:
 
     Phone(dnssd::Backend &backend, Options options);
     ~Phone();
-    Phone(const Phone &) = delete;
-    Phone &operator=(const Phone &) = delete;
-    Phone(Phone &&) = delete;
-    Phone &operator=(Phone &&) = delete;
+    Q_DISABLE_COPY_MOVE(Phone)
 
     // Both are set before start().
     /// Called with each line of output: one JSON object, without a line end. It may go to a
@@ -55,6 +52,7 @@ public:
 
 private:
     void print(const QJsonObject &object);
+    void tell(const char *event, PhoneEntries entries = {});
     void printError(const QString &text);
     void didReceive(const PropertyList &object);
     void connectionDidOpen(ZRKStreamHandler &handler);
@@ -65,7 +63,7 @@ private:
     void sendUrl(const PhoneCommand &command);
     void sendImage(const PhoneCommand &command);
     void sendPropertyList(const QString &path);
-    void sendItems(const PropertyList::List &items, QJsonObject line, bool forOtherPhones);
+    void sendClip(const ZRKClipmuleData &clip, const PhoneCommand &command, QJsonObject line);
     // Sends an envelope; the line is printed once the envelope is on its way.
     bool send(const PropertyList &envelope, QJsonObject line);
     [[nodiscard]] std::optional<QByteArray> contents(const QString &path);

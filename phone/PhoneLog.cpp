@@ -89,8 +89,7 @@ QString eventOf(const PropertyList &envelope) {
 
 } // namespace
 
-QJsonObject phoneEvent(const char *event,
-                       std::initializer_list<std::pair<const char *, QJsonValue>> entries) {
+QJsonObject phoneEvent(const char *event, PhoneEntries entries) {
     QJsonObject line{{QStringLiteral("event"), QString::fromLatin1(event)}};
     for (const auto &[key, value] : entries)
         line.insert(QLatin1String(key), value);

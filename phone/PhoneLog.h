@@ -13,10 +13,9 @@
 
 namespace clipmule {
 
+using PhoneEntries = std::initializer_list<std::pair<const char *, QJsonValue>>;
 /// A line that the phone stand-in prints: the event, and what there is to say about it.
-[[nodiscard]] QJsonObject
-phoneEvent(const char *event,
-           std::initializer_list<std::pair<const char *, QJsonValue>> entries = {});
+[[nodiscard]] QJsonObject phoneEvent(const char *event, PhoneEntries entries = {});
 
 /// What the phone stand-in prints about what it received: one JSON object a message.
 ///

@@ -74,6 +74,10 @@ Result<void> PhoneShelf::open() {
     return {};
 }
 
+void PhoneShelf::tell(const char *event, PhoneEntries entries) {
+    onPrint(phoneEvent(event, entries));
+}
+
 int PhoneShelf::keep(const PropertyList::Dictionary &dictionary) {
     const Clip clip = ZRKClipmuleData::initWithDictionary(dictionary);
     // Files are named after these ids. One that was chosen elsewhere might be in use here.
@@ -105,7 +109,7 @@ bool PhoneShelf::isAnythingUnsaved() {
 
 void PhoneShelf::savingDidChange(const QString &failure) {
     if (failure.isEmpty())
-        onPrint(phoneEvent("saved"));
+        tell("saved");
     else
         onError(QStringLiteral("%1: what changed could not be saved, and is tried again: %2")
                     .arg(_store->dataPath(), failure));
@@ -120,7 +124,7 @@ void PhoneShelf::makeRoomInHistory() {
         ++dropped;
     }
     if (dropped > 0)
-        onPrint(phoneEvent("dropped", {{"clips", dropped}, {"limit", _store->largestList()}}));
+        tell("dropped", {{"clips", dropped}, {"limit", _store->largestList()}});
 }
 
 void PhoneShelf::recover() {
@@ -132,12 +136,11 @@ qsizetype PhoneShelf::putBack(const QList<StoreRecovery::Outcome> &outcomes) {
     qsizetype count = 0;
     for (const StoreRecovery::Outcome &outcome : outcomes) {
         if (outcome.reason.isEmpty()) {
-            onPrint(phoneEvent(
-                "restored",
-                {{"file", outcome.file}, {"clips", outcome.clips}, {"boards", outcome.boards}}));
+            tell("restored",
+                 {{"file", outcome.file}, {"clips", outcome.clips}, {"boards", outcome.boards}});
             ++count;
         } else {
-            onPrint(phoneEvent("set aside", {{"file", outcome.file}, {"reason", outcome.reason}}));
+            tell("set aside", {{"file", outcome.file}, {"reason", outcome.reason}});
         }
     }
     return count;
@@ -147,7 +150,7 @@ void PhoneShelf::restore() {
     const auto outcomes = StoreRecovery::putBack(*_store, restoredBoard);
     const qsizetype restored = putBack(outcomes);
     letMemoryGo();
-    onPrint(phoneEvent("restore", {{"files", outcomes.size()}, {"restored", restored}}));
+    tell("restore", {{"files", outcomes.size()}, {"restored", restored}});
 }
 
 int PhoneShelf::numberOf(const Clip &clip) {
@@ -294,19 +297,19 @@ void PhoneShelf::history(const Board &board) {
     numberAll(*board);
     for (const Clip &clip : board->items())
         onPrint(entry("entry", clip));
-    onPrint(phoneEvent("history", {{"board", nameOf(*board)}, {"clips", board->items().size()}}));
+    tell("history", {{"board", nameOf(*board)}, {"clips", board->items().size()}});
 }
 
 void PhoneShelf::show(const Clip &clip, const PhoneCommand &command) {
-    onPrint(phoneEvent("shown", {{"number", command.number},
-                                 {"board", nameOf(*clip->clipboard())},
-                                 {"clip", PhoneLog(QString()).clip(clip->toDictionary())}}));
+    tell("shown", {{"number", command.number},
+                   {"board", nameOf(*clip->clipboard())},
+                   {"clip", PhoneLog(QString()).clip(clip->toDictionary())}});
     clip->releaseCachedData();
 }
 
 void PhoneShelf::copy(const Clip &clip, const PhoneCommand &command) {
     if (onSend(clip->toDictionary()))
-        onPrint(phoneEvent("copied", {{"number", command.number}}));
+        tell("copied", {{"number", command.number}});
     clip->releaseCachedData();
 }
 
@@ -327,8 +330,7 @@ void PhoneShelf::file(const Clip &clip, const PhoneCommand &command) {
     const Clip copy = clip->copyWithZone();
     copy->setCreationDate(clip->creationDate());
     const int number = keepIn(*board, copy);
-    onPrint(phoneEvent("filed",
-                       {{"number", number}, {"of", command.number}, {"board", nameOf(*board)}}));
+    tell("filed", {{"number", number}, {"of", command.number}, {"board", nameOf(*board)}});
 }
 
 void PhoneShelf::forget(const Clip &clip, const PhoneCommand &) {
@@ -340,9 +342,8 @@ void PhoneShelf::forget(const Clip &clip, const PhoneCommand &) {
 void PhoneShelf::listFilters(const Clip &clip, const PhoneCommand &command) {
     const auto filters = ZRKClipmuleFilter::filtersForClipmuleData(*clip);
     for (const auto &filter : filters)
-        onPrint(
-            phoneEvent("filter", {{"title", filter->title()}, {"options", optionsOf(*filter)}}));
-    onPrint(phoneEvent("filters", {{"number", command.number}, {"filters", filters.size()}}));
+        tell("filter", {{"title", filter->title()}, {"options", optionsOf(*filter)}});
+    tell("filters", {{"number", command.number}, {"filters", filters.size()}});
 }
 
 void PhoneShelf::filter(const Clip &clip, const PhoneCommand &command) {
@@ -377,14 +378,13 @@ void PhoneShelf::filter(const Clip &clip, const PhoneCommand &command) {
 
 void PhoneShelf::listBoards() {
     const auto print = [this](const ZRKClipmuleClipboard &board, qsizetype position) {
-        onPrint(phoneEvent(
-            "board",
-            {{"position", position}, {"name", nameOf(board)}, {"clips", qint64(board.count())}}));
+        tell("board",
+             {{"position", position}, {"name", nameOf(board)}, {"clips", qint64(board.count())}});
     };
     print(*_store->mainClipboard(), 0);
     for (const Board &board : _store->customClipboards())
         print(*board, positionOf(board));
-    onPrint(phoneEvent("boards", {{"boards", _store->customClipboards().size()}}));
+    tell("boards", {{"boards", _store->customClipboards().size()}});
 }
 
 void PhoneShelf::addBoard(const QString &name) {
@@ -393,7 +393,7 @@ void PhoneShelf::addBoard(const QString &name) {
     const Board board = std::make_shared<ZRKClipmuleClipboard>();
     board->setTitle(name);
     _store->insertCustomClipboardAtIndex(board, _store->customClipboards().size());
-    onPrint(phoneEvent("board added", {{"name", name}, {"position", positionOf(board)}}));
+    tell("board added", {{"name", name}, {"position", positionOf(board)}});
 }
 
 void PhoneShelf::renameBoard(const Board &board, const PhoneCommand &command) {
@@ -401,7 +401,7 @@ void PhoneShelf::renameBoard(const Board &board, const PhoneCommand &command) {
     if (!isFreeName(name))
         return;
     board->setTitle(name);
-    onPrint(phoneEvent("board renamed", {{"name", name}, {"was", command.texts[0]}}));
+    tell("board renamed", {{"name", name}, {"was", command.texts[0]}});
 }
 
 void PhoneShelf::moveBoard(const Board &board, const PhoneCommand &command) {
@@ -411,8 +411,7 @@ void PhoneShelf::moveBoard(const Board &board, const PhoneCommand &command) {
         return;
     }
     _store->moveClipboardAtIndexToIndex(positionOf(board) - 1, command.number - 1);
-    onPrint(
-        phoneEvent("board moved", {{"name", command.texts[0]}, {"position", positionOf(board)}}));
+    tell("board moved", {{"name", command.texts[0]}, {"position", positionOf(board)}});
 }
 
 void PhoneShelf::removeBoard(const Board &board, const PhoneCommand &command) {
@@ -420,8 +419,7 @@ void PhoneShelf::removeBoard(const Board &board, const PhoneCommand &command) {
     for (const Clip &clip : board->items())
         _clips.remove(_numbers.take(clip.get()));
     _store->removeCustomClipboard(board);
-    onPrint(phoneEvent("board removed",
-                       {{"name", command.texts[0]}, {"clips", board->items().size()}}));
+    tell("board removed", {{"name", command.texts[0]}, {"clips", board->items().size()}});
 }
 
 } // namespace clipmule

@@ -7,6 +7,7 @@
 #include "model/StoreRecovery.h"
 #include "model/ZRKClipmuleClipboard.h"
 #include "phone/PhoneCommand.h"
+#include "phone/PhoneLog.h"
 #include "platform/foundation/Result.h"
 
 #include <QHash>
@@ -35,10 +36,7 @@ public:
     /// A history or a board does not grow beyond the limit, in bytes on disk.
     explicit PhoneShelf(const QString &folder, qint64 largestList = DataFile::largest);
     ~PhoneShelf();
-    PhoneShelf(const PhoneShelf &) = delete;
-    PhoneShelf &operator=(const PhoneShelf &) = delete;
-    PhoneShelf(PhoneShelf &&) = delete;
-    PhoneShelf &operator=(PhoneShelf &&) = delete;
+    Q_DISABLE_COPY_MOVE(PhoneShelf)
 
     // All three are set before open().
     std::function<void(const QJsonObject &line)> onPrint;
@@ -66,6 +64,7 @@ private:
     using Clip = std::shared_ptr<ZRKClipmuleData>;
     using Board = std::shared_ptr<ZRKClipmuleClipboard>;
 
+    void tell(const char *event, PhoneEntries entries = {});
     int numberOf(const Clip &clip);
     void numberAll(ZRKClipmuleClipboard &board);
     int keepIn(ZRKClipmuleClipboard &board, const Clip &clip);
