@@ -29,12 +29,10 @@ QString reason(const PackageUpdates::Answer &answer) {
 std::unique_ptr<PackageUpdater>
 PackageUpdater::updaterForBundle(const Bundle &bundle, std::unique_ptr<PackageUpdates> packages,
                                  ClipNotice &notice, Question question) {
-    const PropertyList *const value =
-        clipmule::find(bundle.infoDictionary(), QStringLiteral("PackageName"));
-    const auto *const package = value ? value->as<QString>() : nullptr;
-    if (!package || package->isEmpty())
+    const QString package = bundle.infoText(QStringLiteral("PackageName"));
+    if (package.isEmpty())
         return nullptr;
-    return std::make_unique<PackageUpdater>(*package, std::move(packages), notice,
+    return std::make_unique<PackageUpdater>(package, std::move(packages), notice,
                                             std::move(question));
 }
 

@@ -110,6 +110,16 @@ bool counts(const QByteArray &entry) {
            programIsThere(lines);
 }
 
+// Whether the first entry in these folders counts.
+bool startedFrom(const QStringList &folders) {
+    for (const QString &folder : folders) {
+        const auto file = RegularFile::read(folder + u'/' + fileName, AutostartEntry::largestFile);
+        if (file.outcome == Outcome::Read)
+            return counts(file.bytes);
+    }
+    return false;
+}
+
 QByteArray withCounting(const QByteArray &entry, bool counting) {
     QByteArrayList lines = entry.split('\n');
     for (const QByteArray &key : {hidden, switchedOn}) {
@@ -170,43 +180,21 @@ QString AutostartEntry::userFile() const {
 }
 
 bool AutostartEntry::isEnabled() const {
-    for (const QString &folder : QStringList{_userFolder} + _systemFolders) {
-        const auto file = RegularFile::read(folder + u'/' + fileName, largestFile);
-        if (file.outcome == Outcome::Read)
-            return counts(file.bytes);
-    }
-    return false;
+    return startedFrom(QStringList{_userFolder} + _systemFolders);
 }
 
-bool AutostartEntry::systemStartsIt() const {
-    for (const QString &folder : _systemFolders) {
-        const auto file = RegularFile::read(folder + u'/' + fileName, largestFile);
-        if (file.outcome == Outcome::Read)
-            return counts(file.bytes);
-    }
-    return false;
-}
-
-bool AutostartEntry::setEnabled(bool enabled) {
-    _lastError.clear();
+Result<void> AutostartEntry::setEnabled(bool enabled) {
     if (isEnabled() == enabled)
-        return true;
-    const auto present = RegularFile::read(userFile(), largestFile);
-    if (present.outcome != Outcome::Read && present.outcome != Outcome::Missing) {
-        // The reader does not keep the reason of a failure.
-        QFile file(userFile());
-        _lastError = file.open(QIODevice::ReadOnly) ? PanelTexts::tr("The file is too large.")
-                                                    : file.errorString();
-        return false;
-    }
+        return {};
+    QFile file(userFile());
+    const auto present = RegularFile::read(file.fileName(), largestFile);
+    // The reader does not keep the reason of a failure.
+    if (present.outcome != Outcome::Read && present.outcome != Outcome::Missing)
+        return failure(file.open(QIODevice::ReadOnly) ? PanelTexts::tr("The file is too large.")
+                                                      : file.errorString());
     const bool isOwn = present.outcome == Outcome::Read;
-    if (enabled && isOwn && present.bytes == switchedOff && systemStartsIt()) {
-        QFile file(userFile());
-        if (file.remove())
-            return true;
-        _lastError = file.errorString();
-        return false;
-    }
+    if (enabled && isOwn && present.bytes == switchedOff && startedFrom(_systemFolders))
+        return file.remove() ? Result<void>() : failure(file.errorString());
     if (!enabled && !isOwn)
         return write(switchedOff);
     // An entry that starts nothing is of no use, whoever wrote it.
@@ -215,21 +203,15 @@ bool AutostartEntry::setEnabled(bool enabled) {
     return write(withCounting(present.bytes, enabled));
 }
 
-bool AutostartEntry::write(const QByteArray &entry) {
-    if (!QDir().mkpath(_userFolder)) {
-        _lastError = QString::fromLocal8Bit(std::strerror(errno));
-        return false;
-    }
+Result<void> AutostartEntry::write(const QByteArray &entry) {
+    if (!QDir().mkpath(_userFolder))
+        return failure(QString::fromLocal8Bit(std::strerror(errno)));
     // The file is written through a link to wherever the user keeps it.
     QSaveFile file(QFileInfo(userFile()).isSymLink() ? QFileInfo(userFile()).canonicalFilePath()
                                                      : userFile());
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(entry);
-        if (file.commit())
-            return true;
-    }
-    _lastError = file.errorString();
-    return false;
+    if (file.open(QIODevice::WriteOnly) && file.write(entry) >= 0 && file.commit())
+        return {};
+    return failure(file.errorString());
 }
 
 QString AutostartEntry::completeEntry() const {

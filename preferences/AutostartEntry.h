@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "platform/foundation/Result.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -25,21 +27,18 @@ public:
 
     /// Whether an entry counts that starts a program which is there.
     [[nodiscard]] bool isEnabled() const;
-    /// Switches the entry on or off. False when it could not be written; nothing has changed then.
-    bool setEnabled(bool enabled);
-    /// Why the last setEnabled() failed, in the words of the system.
-    [[nodiscard]] const QString &lastError() const { return _lastError; }
+    /// Switches the entry on or off. A failure is in the words of the system; nothing has changed
+    /// then.
+    [[nodiscard]] Result<void> setEnabled(bool enabled);
 
 private:
     [[nodiscard]] QString userFile() const;
     [[nodiscard]] QString completeEntry() const;
-    [[nodiscard]] bool systemStartsIt() const;
-    bool write(const QByteArray &entry);
+    [[nodiscard]] Result<void> write(const QByteArray &entry);
 
     QString _userFolder;
     QStringList _systemFolders;
     QString _program;
-    QString _lastError;
 };
 
 } // namespace clipmule

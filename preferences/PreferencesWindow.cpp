@@ -209,9 +209,9 @@ QLayout *PreferencesWindow::makeSwitchesSection() {
     _statusItem = makeSwitch(PanelTexts::tr("Show the &icon in the system tray"), Key::ShowStatus);
     _atLogin = new QCheckBox(PanelTexts::tr("Start at &login"), this);
     connect(_atLogin, &QCheckBox::clicked, this, [this](bool on) {
-        if (!_services.autostart.setEnabled(on))
+        if (const auto written = _services.autostart.setEnabled(on); !written)
             showProblem(PanelTexts::tr("The autostart entry could not be written: %1")
-                            .arg(_services.autostart.lastError()));
+                            .arg(written.error().reason));
         showSwitches();
     });
     _updates =
@@ -259,10 +259,10 @@ QListView *PreferencesWindow::makeList(PhoneListModel *model, QLabel *heading) {
     list->setTabKeyNavigation(false);
     list->setAccessibleName(heading->text().remove(u'&'));
     heading->setBuddy(list);
-    connect(list->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            &PreferencesWindow::showButtons);
-    connect(list->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            &PreferencesWindow::showPasteMode);
+    connect(list->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] {
+        showButtons();
+        showPasteMode();
+    });
     return list;
 }
 
@@ -281,9 +281,8 @@ void PreferencesWindow::makeShortcuts() {
     add(QKeySequence::Undo, &PreferencesWindow::undoRemoval, this);
     add(QKeySequence(Qt::Key_F2), &PreferencesWindow::renameCurrent, _paired);
     add(QKeySequence::Delete, &PreferencesWindow::removeCurrent, _paired);
-    add(QKeySequence::Close, &PreferencesWindow::close, this);
-    add(QKeySequence::Quit, &PreferencesWindow::close, this);
-    add(QKeySequence::Cancel, &PreferencesWindow::close, this);
+    for (const auto keys : {QKeySequence::Close, QKeySequence::Quit, QKeySequence::Cancel})
+        add(keys, &PreferencesWindow::close, this);
 }
 
 // What is shown.
@@ -476,7 +475,7 @@ void PreferencesWindow::showPasteMode() {
 }
 
 void PreferencesWindow::showProblem(const QString &text) {
-    _problem->showNotice(text, QString(), {}, [] {});
+    _problem->showNotice(text);
 }
 
 // What is done.

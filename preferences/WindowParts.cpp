@@ -104,42 +104,26 @@ QColor mixed(const QColor &one, const QColor &other, double share) {
 
 NoticeBar::NoticeBar(QWidget *parent)
     : QFrame(parent)
-    , _text(new QLabel(this))
-    , _button(new QPushButton(this))
-    , _dismiss(new QPushButton(PanelTexts::tr("Dismiss"), this)) {
+    , _text(new QLabel(this)) {
     setAutoFillBackground(true);
     setFrameShape(QFrame::StyledPanel);
     _text->setWordWrap(true);
     _text->setTextFormat(Qt::PlainText);
     _text->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    auto *const dismiss = new QPushButton(PanelTexts::tr("Dismiss"), this);
+    connect(dismiss, &QPushButton::clicked, this, &NoticeBar::hide);
     auto *const layout = new QHBoxLayout(this);
     layout->setContentsMargins(10, 6, 6, 6);
     layout->addWidget(_text, 1);
-    layout->addWidget(_button);
-    layout->addWidget(_dismiss);
-    connect(_button, &QPushButton::clicked, this, [this] {
-        if (const auto pressed = _buttonPressed)
-            pressed();
-    });
-    connect(_dismiss, &QPushButton::clicked, this, [this] {
-        if (const auto dismissed = _dismissed)
-            dismissed();
-        hide();
-    });
+    layout->addWidget(dismiss);
     tint();
     hide();
 }
 
-void NoticeBar::showNotice(const QString &text, const QString &buttonLabel,
-                           std::function<void()> buttonPressed, std::function<void()> dismissed) {
-    _buttonPressed = std::move(buttonPressed);
-    _dismissed = std::move(dismissed);
-    _button->setVisible(!buttonLabel.isEmpty());
-    _dismiss->setVisible(bool(_dismissed));
-    if (isVisibleTo(parentWidget()) && _text->text() == text && _button->text() == buttonLabel)
+void NoticeBar::showNotice(const QString &text) {
+    if (isVisibleTo(parentWidget()) && _text->text() == text)
         return;
     _text->setText(text);
-    _button->setText(buttonLabel);
     setAccessibleName(text);
     show();
     QAccessibleEvent event(this, QAccessible::Alert);

@@ -8,8 +8,6 @@
 #include <QFrame>
 #include <QList>
 
-#include <functional>
-
 class QAbstractItemView;
 class QLabel;
 class QLayout;
@@ -47,17 +45,16 @@ QLayout *makeCounter(QLabel *value, const QString &name, QWidget *parent);
 
 } // namespace WindowParts
 
-/// A line that tells what happened, with a button to do something about it. Hidden as long as there
-/// is nothing to tell. A screen reader reads it out when it appears.
+/// A line that tells what went wrong, until it is dismissed. Hidden as long as there is nothing to
+/// tell. A screen reader reads it out when it appears.
 class NoticeBar final : public QFrame {
     Q_OBJECT
 
 public:
     explicit NoticeBar(QWidget *parent = nullptr);
 
-    /// Without a label there is no button. Showing the same again does nothing.
-    void showNotice(const QString &text, const QString &buttonLabel,
-                    std::function<void()> buttonPressed, std::function<void()> dismissed = {});
+    /// Showing the same again does nothing.
+    void showNotice(const QString &text);
 
 protected:
     void changeEvent(QEvent *event) override;
@@ -66,10 +63,6 @@ private:
     void tint();
 
     QLabel *_text;
-    QPushButton *_button;
-    QPushButton *_dismiss;
-    std::function<void()> _buttonPressed;
-    std::function<void()> _dismissed;
 };
 
 /// Asks for a phone's name and address, for networks that discovery does not get through. It is

@@ -99,10 +99,8 @@ private:
     void showHelp() {
         const Bundle bundle = Bundle::mainBundle();
         _help->registerBooksInBundle(bundle);
-        const PropertyList *const name =
-            find(bundle.infoDictionary(), QStringLiteral("CFBundleHelpBookName"));
-        if (const auto *const book = name ? name->as<QString>() : nullptr)
-            _help->openHelpAnchorInBook(QStringLiteral("help"), *book);
+        _help->openHelpAnchorInBook(QStringLiteral("help"),
+                                    bundle.infoText(QStringLiteral("CFBundleHelpBookName")));
     }
 
     std::unique_ptr<PreferencesDatabase> _database = makePreferencesDatabase();

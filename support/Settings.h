@@ -60,9 +60,9 @@ struct Setting {
     Kind kind = Kind::Truth;
     /// The value when neither the domain nor its registered defaults hold one; nothing when the
     /// setting then has no value.
-    std::optional<PropertyList> fallback;
+    std::optional<PropertyList> fallback = {};
     /// The words of a choice; empty for every other kind.
-    QStringList words;
+    QStringList words = {};
 };
 
 [[nodiscard]] const QList<Setting> &all();

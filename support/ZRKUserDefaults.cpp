@@ -36,12 +36,6 @@ Shared &shared() {
     return instance;
 }
 
-QString textUnder(const PropertyList::Dictionary &dictionary, const QString &key) {
-    const PropertyList *const value = find(dictionary, key);
-    const QString *const text = value ? value->as<QString>() : nullptr;
-    return text ? *text : QString();
-}
-
 bool hasNumber(const std::optional<PropertyList> &value) {
     return value && (value->isNumber() || value->isString());
 }
@@ -129,7 +123,7 @@ QString ZRKUserDefaults::findSharedIdentifier(const Bundles &bundles) {
     QList<Bundle> candidates{bundles.containingClass, _mainBundle(bundles)};
     candidates += bundles.all + bundles.frameworks;
     for (const Bundle &bundle : candidates) {
-        const QString identifier = textUnder(bundle.infoDictionary(), sharedIdentifierKey);
+        const QString identifier = bundle.infoText(sharedIdentifierKey);
         if (!identifier.isEmpty())
             return identifier;
     }
@@ -197,26 +191,6 @@ std::optional<PropertyList> ZRKUserDefaults::objectForKey(const QString &key) co
 std::optional<PropertyList> ZRKUserDefaults::registeredObjectForKey(const QString &key) const {
     const PropertyList *const value = find(_registeredDefaults, key);
     return value ? std::optional(*value) : std::nullopt;
-}
-
-std::optional<PropertyList> ZRKUserDefaults::stringForKey(const QString &key) const {
-    return objectForKey(key);
-}
-
-std::optional<PropertyList> ZRKUserDefaults::arrayForKey(const QString &key) const {
-    return objectForKey(key);
-}
-
-std::optional<PropertyList> ZRKUserDefaults::dictionaryForKey(const QString &key) const {
-    return objectForKey(key);
-}
-
-std::optional<PropertyList> ZRKUserDefaults::dataForKey(const QString &key) const {
-    return objectForKey(key);
-}
-
-std::optional<PropertyList> ZRKUserDefaults::stringArrayForKey(const QString &key) const {
-    return objectForKey(key);
 }
 
 qint32 ZRKUserDefaults::integerForKey(const QString &key) const {
@@ -308,10 +282,6 @@ Result<void> ZRKUserDefaults::setObjectForKey(const std::optional<PropertyList> 
     return written;
 }
 
-void ZRKUserDefaults::removeObjectForKey(const QString &key) {
-    setObjectForKey(std::nullopt, key);
-}
-
 void ZRKUserDefaults::setIntegerForKey(qint64 value, const QString &key) {
     setObjectForKey(PropertyList(qint32(quint32(quint64(value)))), key);
 }
@@ -360,7 +330,7 @@ void ZRKUserDefaults::_synchronizeIfNeeded() {
 }
 
 void ZRKUserDefaults::_defaultDidChange(const PropertyList::Dictionary &userInfo) {
-    if (textUnder(userInfo, gUUIDDefaultsKey) == _uuid)
+    if (userInfo.value(gUUIDDefaultsKey) == PropertyList(_uuid))
         return;
     // Anybody can post; a change that names no key changes nothing.
     const PropertyList *const key = find(userInfo, gUserDefaultsKey);

@@ -102,11 +102,11 @@ public:
     /// The registered value, whatever the domain holds.
     [[nodiscard]] std::optional<PropertyList> registeredObjectForKey(const QString &key) const;
     // The value that is there, of whatever kind.
-    [[nodiscard]] std::optional<PropertyList> stringForKey(const QString &key) const;
-    [[nodiscard]] std::optional<PropertyList> arrayForKey(const QString &key) const;
-    [[nodiscard]] std::optional<PropertyList> dictionaryForKey(const QString &key) const;
-    [[nodiscard]] std::optional<PropertyList> dataForKey(const QString &key) const;
-    [[nodiscard]] std::optional<PropertyList> stringArrayForKey(const QString &key) const;
+    [[nodiscard]] auto stringForKey(const QString &key) const { return objectForKey(key); }
+    [[nodiscard]] auto arrayForKey(const QString &key) const { return objectForKey(key); }
+    [[nodiscard]] auto dictionaryForKey(const QString &key) const { return objectForKey(key); }
+    [[nodiscard]] auto dataForKey(const QString &key) const { return objectForKey(key); }
+    [[nodiscard]] auto stringArrayForKey(const QString &key) const { return objectForKey(key); }
     // The value of a number or of the beginning of a string; 0 or false for anything else and for
     // nothing.
     [[nodiscard]] qint32 integerForKey(const QString &key) const;
@@ -125,7 +125,7 @@ public:
     /// Writes, and announces the change here at once and to the other processes. No value removes
     /// the key.
     Result<void> setObjectForKey(const std::optional<PropertyList> &value, const QString &key);
-    void removeObjectForKey(const QString &key);
+    void removeObjectForKey(const QString &key) { setObjectForKey(std::nullopt, key); }
     /// Keeps the value as a signed number of 32 bits; wider values are cut.
     void setIntegerForKey(qint64 value, const QString &key);
     void setFloatForKey(float value, const QString &key);

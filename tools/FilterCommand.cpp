@@ -1,11 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "tools/FilterCommand.h"
-
 #include "filters/FilterClasses.h"
 #include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/PlatformException.h"
+#include "tools/Tool.h"
 
 #include <QCommandLineParser>
 #include <QIODevice>
@@ -42,8 +41,8 @@ void replaceLoneSurrogates(QString &text) {
     }
 }
 
-Result<QString> readText(QIODevice &device) {
-    const Result<QByteArray> bytes = Tool::readAll(device, largestInput);
+Result<QString> readText(QIODevice &device, qint64 largest) {
+    const Result<QByteArray> bytes = Tool::readAll(device, largest);
     if (!bytes)
         return failure(QStringLiteral("the input has %1").arg(bytes.error().reason));
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless |
@@ -75,7 +74,8 @@ Result<std::shared_ptr<ZRKClipmuleTextFilter>> filterFor(const QStringList &name
 
 } // namespace
 
-int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStringList &messages) {
+int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStringList &messages,
+        qint64 largest) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Runs one of the text filters over standard input, which is UTF-8 text."));
@@ -101,7 +101,7 @@ int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStri
         messages.append(filter.error().reason);
         return Tool::BadUse;
     }
-    const Result<QString> text = readText(input);
+    const Result<QString> text = readText(input, largest);
     if (!text) {
         messages.append(text.error().reason);
         return Tool::Refused;

@@ -1,18 +1,489 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "tools/InspectCommand.h"
-
+#include "net/OutputObject.h"
+#include "net/ServiceDictionary.h"
+#include "net/ZRKStreamHandler.h"
+#include "platform/archive/ArchiveValue.h"
+#include "platform/archive/ArchivedLook.h"
+#include "platform/archive/KeyedArchiver.h"
+#include "platform/archive/SequentialArchiver.h"
 #include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/JsonLine.h"
-#include "tools/Inspection.h"
+#include "platform/foundation/PlatformException.h"
+#include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/propertylist/TypedJson.h"
+#include "tools/Tool.h"
 
 #include <QCommandLineParser>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include <array>
+#include <functional>
+#include <optional>
+#include <vector>
 
 namespace clipmule::InspectCommand {
 
 namespace {
+
+enum class Kind {
+    /// A property list of any form.
+    PropertyList,
+    /// A stream of frames, as one side of a connection received it.
+    Frames,
+    /// A DNS TXT record.
+    Txt,
+    /// A keyed archive.
+    Archive,
+    /// An old archive without keys.
+    TypedStream
+};
+
+// In the order of the kinds.
+constexpr std::array kindNames{"plist", "frames", "txt", "archive", "typedstream"};
+
+/// Gives the lines of an inspection as they come: one, and of frames one each. The failure says why
+/// the bytes were refused, wholly or (of frames) in part.
+using Report = std::function<void(const QJsonObject &)>;
+
+QString nameOf(Kind kind) {
+    return QString::fromLatin1(kindNames[size_t(kind)]);
+}
+
+// Archives as JSON, in the form of typedJson() with what archives have besides:
+//
+//   {"nil": true}  {"null": true}  {"url": "text"}
+//   {"object": 7, "class": "name", "values": [[key, value], …]}, and where object 7 is met again
+//   {"reference": 7}
+
+[[noreturn]] void refuse(const QString &reason) {
+    throw PlatformException(QStringLiteral("InvalidArchive"), reason);
+}
+
+/// Shows each object once, in full where it is met first.
+class ArchiveWalk {
+public:
+    ArchiveWalk(const PropertyList::List &objects, JsonBudget &budget)
+        : _objects(objects)
+        , _budget(budget)
+        , _wasShown(size_t(objects.size())) {}
+
+    QJsonObject value(const PropertyList &value, int depth) {
+        if (depth >= KeyedUnarchiver::maximumDepth)
+            refuse(QStringLiteral("objects nested too deeply"));
+        const auto *reference = value.as<PropertyList::Uid>();
+        if (reference)
+            return object(reference->value, depth);
+        if (const auto *list = value.as<PropertyList::List>()) {
+            _budget.take(0);
+            QJsonArray elements;
+            for (const PropertyList &element : *list)
+                elements.append(this->value(element, depth + 1));
+            return {{QStringLiteral("array"), elements}};
+        }
+        _budget.take(value);
+        return typedJson(value);
+    }
+
+private:
+    const PropertyList &at(quint32 number) const {
+        if (number >= quint32(_objects.size()))
+            refuse(QStringLiteral("a reference to no object"));
+        return _objects[number];
+    }
+
+    QJsonObject object(quint32 number, int depth) {
+        const PropertyList &object = at(number);
+        const auto *record = object.as<PropertyList::Dictionary>();
+        if (number != 0 && !record) {
+            _budget.take(object);
+            return typedJson(object);
+        }
+        _budget.take(0);
+        if (number == 0)
+            return {{QStringLiteral("nil"), true}};
+        if (_wasShown[number])
+            return {{QStringLiteral("reference"), qint64(number)}};
+        _wasShown[number] = true;
+        QJsonArray values;
+        for (const auto &[key, element] : record->asKeyValueRange()) {
+            if (key == u"$class")
+                continue;
+            _budget.take(key.size());
+            values.append(QJsonArray{key, value(element, depth + 1)});
+        }
+        return {{QStringLiteral("object"), qint64(number)},
+                {QStringLiteral("class"), className(*record)},
+                {QStringLiteral("values"), values}};
+    }
+
+    QString className(const PropertyList::Dictionary &record) const {
+        const auto *value = find(record, QStringLiteral("$class"));
+        const auto *reference = value ? value->as<PropertyList::Uid>() : nullptr;
+        if (!reference)
+            refuse(QStringLiteral("an object without a class"));
+        const auto *described = at(reference->value).as<PropertyList::Dictionary>();
+        const auto *name = described ? find(*described, QStringLiteral("$classname")) : nullptr;
+        if (!name || !name->isString())
+            refuse(QStringLiteral("a class without a name"));
+        return name->string();
+    }
+
+    const PropertyList::List &_objects;
+    JsonBudget &_budget;
+    std::vector<bool> _wasShown;
+};
+
+bool isKeyedArchive(const PropertyList &value) {
+    const auto *dictionary = value.as<PropertyList::Dictionary>();
+    const auto *archiver = dictionary ? find(*dictionary, QStringLiteral("$archiver")) : nullptr;
+    return archiver && *archiver == PropertyList(QStringLiteral("NSKeyedArchiver"));
+}
+
+// The objects of a keyed archive from its root, of whatever classes. Raises a PlatformException
+// when it is no such archive or one of the objects is malformed; what the budget raises passes.
+QJsonObject archiveJson(const PropertyList &archive, JsonBudget budget) {
+    if (!isKeyedArchive(archive))
+        refuse(QStringLiteral("not a keyed archive"));
+    const auto *objects = archive.find(QStringLiteral("$objects"));
+    const auto *top = archive.find(QStringLiteral("$top"));
+    if (!objects || !objects->isList() || !top || !top->isDictionary())
+        refuse(QStringLiteral("a keyed archive without objects"));
+    ArchiveWalk walk(objects->list(), budget);
+    QJsonObject json;
+    for (const auto &[key, value] : top->dictionary().asKeyValueRange())
+        json.insert(key, walk.value(value, 0));
+    return json;
+}
+
+// A decoded value without objects of ours.
+QJsonObject valueJson(const ArchiveValue &value, JsonBudget &budget) {
+    if (const auto *leaf = value.as<PropertyList>())
+        budget.take(*leaf);
+    else
+        budget.take(value.urlText().size());
+    switch (value.kind()) {
+    case ArchiveValue::Kind::Nil:
+    case ArchiveValue::Kind::Object:
+        return {{QStringLiteral("nil"), true}};
+    case ArchiveValue::Kind::Null:
+        return {{QStringLiteral("null"), true}};
+    case ArchiveValue::Kind::Leaf:
+        return typedJson(*value.as<PropertyList>());
+    case ArchiveValue::Kind::Url:
+        return {{QStringLiteral("url"), value.urlText()}};
+    case ArchiveValue::Kind::List: {
+        QJsonArray elements;
+        for (const ArchiveValue &element : *value.as<ArchiveValue::List>())
+            elements.append(valueJson(element, budget));
+        return {{QStringLiteral("array"), elements}};
+    }
+    case ArchiveValue::Kind::Dictionary: {
+        QJsonArray entries;
+        for (const auto &[key, element] : value.as<ArchiveValue::Dictionary>()->asKeyValueRange()) {
+            budget.take(key.size());
+            entries.append(QJsonArray{key, valueJson(element, budget)});
+        }
+        return {{QStringLiteral("dict"), entries}};
+    }
+    }
+    Q_UNREACHABLE();
+}
+
+QString nameOfFormat(PropertyListSerialization::Format format) {
+    switch (format) {
+    case PropertyListSerialization::Format::OpenStep:
+        return QStringLiteral("openstep");
+    case PropertyListSerialization::Format::Xml:
+        return QStringLiteral("xml");
+    case PropertyListSerialization::Format::Binary:
+        return QStringLiteral("binary");
+    }
+    Q_UNREACHABLE();
+}
+
+struct Parsed {
+    PropertyList value;
+    PropertyListSerialization::Format format = PropertyListSerialization::Format::Binary;
+};
+
+Result<Parsed> parse(QByteArrayView bytes, quint64 memory) {
+    Parsed parsed;
+    return PropertyListSerialization::parse(bytes, memory, &parsed.format)
+        .map([&](const PropertyList &value) {
+            return Parsed{value, parsed.format};
+        });
+}
+
+Result<void> addValue(const Result<Parsed> &parsed, qint64 size, QJsonObject &line) {
+    if (!parsed)
+        return failure(parsed.error().reason);
+    try {
+        JsonBudget::forInput(size).take(parsed->value);
+    } catch (const PlatformException &refused) {
+        return failure(refused.reason());
+    }
+    line.insert(QStringLiteral("format"), nameOfFormat(parsed->format));
+    line.insert(QStringLiteral("value"), typedJson(parsed->value));
+    return {};
+}
+
+/// Parses a whole file. One that says it is binary is taken at its word, or the beginning of one
+/// would be shown as a bare word of the old text form.
+Result<Parsed> parseFile(QByteArrayView bytes) {
+    constexpr auto memory = PropertyListSerialization::memoryPerByteOfFile;
+    if (!bytes.startsWith("bplist"))
+        return parse(bytes, memory);
+    return PropertyListSerialization::parseBinary(bytes, memory).map([](const PropertyList &value) {
+        return Parsed{value};
+    });
+}
+
+Result<void> inspectPropertyList(QByteArrayView bytes, const Report &report) {
+    QJsonObject line{{QStringLiteral("kind"), nameOf(Kind::PropertyList)}};
+    const auto added = addValue(parseFile(bytes), bytes.size(), line);
+    if (added)
+        report(line);
+    return added;
+}
+
+Result<void> inspectArchive(QByteArrayView bytes, const Report &report) {
+    const auto parsed = parseFile(bytes);
+    if (!parsed)
+        return failure(parsed.error().reason);
+    try {
+        report({{QStringLiteral("kind"), nameOf(Kind::Archive)},
+                {QStringLiteral("format"), nameOfFormat(parsed->format)},
+                {QStringLiteral("value"),
+                 archiveJson(parsed->value, JsonBudget::forInput(bytes.size()))}});
+    } catch (const PlatformException &refused) {
+        return failure(refused.reason());
+    }
+    return {};
+}
+
+/// The first entry that runs beyond the end; -1 when there is none.
+qsizetype brokenTxtEntry(QByteArrayView bytes) {
+    for (qsizetype at = 0; at < bytes.size(); at += 1 + qsizetype(uchar(bytes[at]))) {
+        if (at + 1 + qsizetype(uchar(bytes[at])) > bytes.size())
+            return at;
+    }
+    return -1;
+}
+
+Result<void> inspectTxt(QByteArrayView bytes, const Report &report) {
+    const auto record = QByteArray::fromRawData(bytes.data(), bytes.size());
+    const auto dictionary = ZRKNetServiceCategory::serviceDictionaryFromTXTData(record);
+    if (!dictionary)
+        return failure(QStringLiteral("no TXT record has %1 bytes").arg(bytes.size()));
+    // The program reads such a record as empty, which would say nothing of what is in the file.
+    if (const qsizetype at = brokenTxtEntry(bytes); at >= 0) {
+        return failure(
+            QStringLiteral("no TXT record: the entry at byte %1 has %2 bytes, and %3 follow")
+                .arg(at)
+                .arg(uchar(bytes[at]))
+                .arg(bytes.size() - at - 1));
+    }
+    report({{QStringLiteral("kind"), nameOf(Kind::Txt)},
+            {QStringLiteral("value"), typedJson(*dictionary)}});
+    return {};
+}
+
+QJsonObject real(float component) {
+    return typedJson(PropertyList(component));
+}
+
+Result<void> inspectTypedStream(QByteArrayView bytes, const Report &report) {
+    QJsonObject line{{QStringLiteral("kind"), nameOf(Kind::TypedStream)}};
+    // The archive's first class tells what it is, and each reader checks that.
+    try {
+        const ArchivedColor color = ColorArchive::unarchivedColor(bytes);
+        line.insert(QStringLiteral("color"),
+                    QJsonObject{{QStringLiteral("red"), real(color.red)},
+                                {QStringLiteral("green"), real(color.green)},
+                                {QStringLiteral("blue"), real(color.blue)},
+                                {QStringLiteral("alpha"), real(color.alpha)}});
+        report(line);
+        return {};
+    } catch (const PlatformException &) {
+    }
+    try {
+        const ArchivedFont font = FontArchive::unarchivedFont(bytes);
+        line.insert(QStringLiteral("font"),
+                    QJsonObject{{QStringLiteral("name"), typedJson(font.name)},
+                                {QStringLiteral("size"), real(font.size)}});
+        report(line);
+        return {};
+    } catch (const PlatformException &) {
+    }
+    try {
+        JsonBudget budget = JsonBudget::forInput(bytes.size());
+        line.insert(QStringLiteral("value"),
+                    valueJson(SequentialUnarchiver::unarchivedObject(bytes), budget));
+        report(line);
+    } catch (const PlatformException &refused) {
+        return failure(refused.reason());
+    }
+    return {};
+}
+
+/// Goes over a stream as the program's own reader of frames does, and says what that would not.
+class FrameInspection {
+public:
+    FrameInspection(QByteArrayView bytes, const Report &report)
+        : _bytes(bytes)
+        , _report(report) {}
+
+    Result<void> run() {
+        while (_at + StreamFrame::kindSize <= _bytes.size() && !_hasEnded) {
+            const quint32 word = StreamFrame::readWord(_bytes.data() + _at);
+            if (word == StreamFrame::objectKind) {
+                readObjectFrame();
+            } else if (word == StreamFrame::pingKind) {
+                tell(QStringLiteral("ping"), StreamFrame::kindSize, {});
+                ++_frames;
+            } else {
+                // Skipped in steps of four bytes, told as one piece.
+                if (_skippedFrom < 0)
+                    _skippedFrom = _at;
+                _at += StreamFrame::kindSize;
+            }
+        }
+        tellSkipped();
+        if (_at < _bytes.size() && !_hasEnded)
+            tell(QStringLiteral("incomplete"), _bytes.size() - _at, {});
+        if (_frames == 0)
+            return failure(QStringLiteral("there is no frame in it"));
+        if (_refused > 0)
+            return failure(QStringLiteral("%1 of %2 frames refused").arg(_refused).arg(_frames));
+        return {};
+    }
+
+private:
+    void readObjectFrame() {
+        const qsizetype left = _bytes.size() - _at;
+        const auto length =
+            left < StreamFrame::headerSize
+                ? 0
+                : StreamFrame::readWord(_bytes.data() + _at + StreamFrame::kindSize);
+        const bool isTooLarge = length > ZRKStreamHandler::largestPayload;
+        if (!isTooLarge && left < StreamFrame::headerSize + qsizetype(length)) {
+            tell(QStringLiteral("incomplete"), left, {});
+            _hasEnded = true;
+            return;
+        }
+        ++_frames;
+        QJsonObject details{{QStringLiteral("length"), qint64(length)}};
+        // The connection would be closed at one that is too large; any other is parsed as the
+        // program's own reader does it.
+        const Result<void> taken =
+            isTooLarge ? failure(QStringLiteral("too large"))
+                       : addValue(parse(_bytes.sliced(_at + StreamFrame::headerSize, length),
+                                        PropertyListSerialization::memoryPerByte),
+                                  length, details);
+        _hasEnded = isTooLarge;
+        if (!taken) {
+            ++_refused;
+            details.insert(QStringLiteral("error"), taken.error().reason);
+        }
+        tell(QStringLiteral("object"),
+             isTooLarge ? left : StreamFrame::headerSize + qsizetype(length), details);
+    }
+
+    void tell(const QString &frame, qsizetype size, QJsonObject line) {
+        tellSkipped();
+        line.insert(QStringLiteral("kind"), nameOf(Kind::Frames));
+        line.insert(QStringLiteral("frame"), frame);
+        line.insert(QStringLiteral("offset"), qint64(_at));
+        if (frame == u"incomplete")
+            line.insert(QStringLiteral("bytes"), qint64(size));
+        _report(line);
+        _at += size;
+    }
+
+    void tellSkipped() {
+        if (_skippedFrom < 0)
+            return;
+        _report({{QStringLiteral("kind"), nameOf(Kind::Frames)},
+                 {QStringLiteral("frame"), QStringLiteral("skipped")},
+                 {QStringLiteral("offset"), qint64(_skippedFrom)},
+                 {QStringLiteral("bytes"), qint64(_at - _skippedFrom)}});
+        _skippedFrom = -1;
+    }
+
+    QByteArrayView _bytes;
+    const Report &_report;
+    qsizetype _at = 0;
+    qsizetype _skippedFrom = -1;
+    qint64 _frames = 0;
+    qint64 _refused = 0;
+    bool _hasEnded = false;
+};
+
+bool beginsWithFrame(QByteArrayView bytes) {
+    if (bytes.size() < StreamFrame::kindSize)
+        return false;
+    const quint32 word = StreamFrame::readWord(bytes.data());
+    return word == StreamFrame::objectKind || word == StreamFrame::pingKind;
+}
+
+/// Entries that fill the bytes to the end, at least one of them with a key and a value. A text is
+/// none: its first letter promises more bytes than a line has.
+bool looksLikeTxt(QByteArrayView bytes) {
+    bool hasValue = false;
+    qsizetype at = 0;
+    while (at < bytes.size()) {
+        const auto length = qsizetype(uchar(bytes[at]));
+        if (at + 1 + length > bytes.size())
+            return false;
+        hasValue = hasValue || bytes.sliced(at + 1, length).indexOf('=') > 0;
+        at += 1 + length;
+    }
+    return hasValue;
+}
+
+std::optional<Kind> kindNamed(const QString &name) {
+    for (size_t kind = 0; kind < kindNames.size(); ++kind) {
+        if (name == QLatin1String(kindNames[kind]))
+            return Kind(kind);
+    }
+    return std::nullopt;
+}
+
+// What the bytes seem to be; a property list when they seem to be nothing else.
+Kind detect(QByteArrayView bytes) {
+    if (bytes.startsWith("\x04\x0bstreamtyped") || bytes.startsWith("\x04\x0btypedstream"))
+        return Kind::TypedStream;
+    if (beginsWithFrame(bytes))
+        return Kind::Frames;
+    const auto parsed = parseFile(bytes);
+    if (!parsed && looksLikeTxt(bytes))
+        return Kind::Txt;
+    if (parsed && isKeyedArchive(parsed->value))
+        return Kind::Archive;
+    return Kind::PropertyList;
+}
+
+Result<void> inspect(QByteArrayView bytes, Kind kind, const Report &report) {
+    if (bytes.isEmpty())
+        return failure(QStringLiteral("there is nothing in it"));
+    switch (kind) {
+    case Kind::PropertyList:
+        return inspectPropertyList(bytes, report);
+    case Kind::Frames:
+        return FrameInspection(bytes, report).run();
+    case Kind::Txt:
+        return inspectTxt(bytes, report);
+    case Kind::Archive:
+        return inspectArchive(bytes, report);
+    case Kind::TypedStream:
+        return inspectTypedStream(bytes, report);
+    }
+    Q_UNREACHABLE();
+}
 
 Result<QByteArray> readFile(const QString &name, QIODevice &input, qint64 largest) {
     if (name == u"-")
@@ -22,14 +493,14 @@ Result<QByteArray> readFile(const QString &name, QIODevice &input, qint64 larges
                                           : failure(file.errorString());
 }
 
-Result<void> inspectFile(const QString &name, std::optional<Inspection::Kind> forced,
-                         QIODevice &input, QIODevice &output, qint64 largest) {
+Result<void> inspectFile(const QString &name, std::optional<Kind> forced, QIODevice &input,
+                         QIODevice &output, qint64 largest) {
     const Result<QByteArray> bytes = readFile(name, input, largest);
     if (!bytes)
         return failure(bytes.error().reason);
     bool isWritten = true;
-    const auto inspected = Inspection::inspect(
-        *bytes, forced ? *forced : Inspection::detect(*bytes), [&](QJsonObject line) {
+    const auto inspected =
+        inspect(*bytes, forced ? *forced : detect(*bytes), [&](QJsonObject line) {
             line.insert(QStringLiteral("file"), name);
             const QByteArray text = jsonLine(line) + '\n';
             isWritten = output.write(text) == text.size() && isWritten;
@@ -56,7 +527,7 @@ int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStri
                                  QStringLiteral("FILE..."));
     if (const auto status = Tool::parse(parser, "clipmule-inspect", arguments, output, messages))
         return *status;
-    const auto forced = Inspection::kindNamed(parser.value(as));
+    const auto forced = kindNamed(parser.value(as));
     if (parser.isSet(as) && !forced) {
         messages.append(
             QStringLiteral("--as %1: expected plist, frames, txt, archive or typedstream")
@@ -76,10 +547,6 @@ int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStri
         }
     }
     return status;
-}
-
-int run(const QStringList &arguments, QIODevice &input, QIODevice &output, QStringList &messages) {
-    return run(arguments, input, output, messages, largestInput);
 }
 
 } // namespace clipmule::InspectCommand

@@ -22,7 +22,7 @@ int Tool::main(int argc, char **argv, const char *name, Run run) {
     if (!input.open(stdin, QIODevice::ReadOnly) || !output.open(stdout, QIODevice::WriteOnly))
         return Refused;
     QStringList messages;
-    int status = run(application.arguments().sliced(1), input, output, messages);
+    int status = run(application.arguments().sliced(1), input, output, messages, largestInput);
     if (!output.flush()) {
         messages.append(QStringLiteral("the text cannot be written: %1").arg(output.errorString()));
         status = Refused;

@@ -21,9 +21,14 @@ namespace Tool {
 
 enum ExitStatus { Success = 0, Refused = 1, BadUse = 2 };
 
-/// Runs with the program's arguments, without its name. Messages are lines without a line end.
+/// An input is held in memory, and as UTF-16 or JSON once more, several times as large: this is far
+/// above any clip, a few of the largest frames, and far below any machine's memory.
+inline constexpr qint64 largestInput = qint64(256) * 1024 * 1024;
+
+/// Runs with the program's arguments, without its name, and inputs of at most so many bytes.
+/// Messages are lines without a line end.
 using Run = int (*)(const QStringList &arguments, QIODevice &input, QIODevice &output,
-                    QStringList &messages);
+                    QStringList &messages, qint64 largest);
 
 /// The body of main(): the standard streams, and messages under the program's name.
 [[nodiscard]] int main(int argc, char **argv, const char *name, Run run);
@@ -38,5 +43,23 @@ using Run = int (*)(const QStringList &arguments, QIODevice &input, QIODevice &o
 [[nodiscard]] Result<QByteArray> readAll(QIODevice &device, qint64 largest);
 
 } // namespace Tool
+
+namespace FilterCommand {
+
+/// A Tool::Run: one of the text filters, from the input to the output, which gets the filtered text
+/// and nothing else, and nothing at all after an error.
+[[nodiscard]] int run(const QStringList &arguments, QIODevice &input, QIODevice &output,
+                      QStringList &messages, qint64 largest = Tool::largestInput);
+
+} // namespace FilterCommand
+
+namespace InspectCommand {
+
+/// A Tool::Run: says what files are and shows them as JSON, one line a file, or a frame. The file
+/// "-" is the input; every file is looked at, and each refused one has a message.
+[[nodiscard]] int run(const QStringList &arguments, QIODevice &input, QIODevice &output,
+                      QStringList &messages, qint64 largest = Tool::largestInput);
+
+} // namespace InspectCommand
 
 } // namespace clipmule

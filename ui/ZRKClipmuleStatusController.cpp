@@ -307,9 +307,9 @@ void ZRKClipmuleStatusController::showHelp() {
     if (!bundle)
         return;
     _services.helpManager.registerBooksInBundle(*bundle);
-    const PropertyList *const name = find(bundle->infoDictionary(), helpBookNameKey);
-    if (const auto *const book = name ? name->as<QString>() : nullptr)
-        _services.helpManager.openHelpAnchorInBook(helpAnchor, *book);
+    const QString book = bundle->infoText(helpBookNameKey);
+    if (!book.isEmpty())
+        _services.helpManager.openHelpAnchorInBook(helpAnchor, book);
 }
 
 void ZRKClipmuleStatusController::launchPreferences() {

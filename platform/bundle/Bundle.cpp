@@ -74,8 +74,8 @@ const PropertyList::Dictionary &Bundle::infoDictionary() const {
     return *_contents->info;
 }
 
-QString Bundle::identifier() const {
-    const auto *value = find(infoDictionary(), QStringLiteral("CFBundleIdentifier"));
+QString Bundle::infoText(const QString &key) const {
+    const auto *value = find(infoDictionary(), key);
     const auto *text = value ? value->as<QString>() : nullptr;
     return text ? *text : QString();
 }

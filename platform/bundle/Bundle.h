@@ -30,8 +30,11 @@ public:
     [[nodiscard]] QString path() const;
     /// The contents of "Info.plist"; empty when the file is missing, or (with a log line) damaged.
     [[nodiscard]] const PropertyList::Dictionary &infoDictionary() const;
-    /// "CFBundleIdentifier" of the information dictionary; empty without one.
-    [[nodiscard]] QString identifier() const;
+    /// The text under a key of the information dictionary; empty where there is none.
+    [[nodiscard]] QString infoText(const QString &key) const;
+    [[nodiscard]] QString identifier() const {
+        return infoText(QStringLiteral("CFBundleIdentifier"));
+    }
 
     /// The path of the file "name.type" of the given localisation ("English"), or, when that is
     /// empty, of the one that belongs to none. Empty when there is no such file. A localised

@@ -11,12 +11,6 @@ namespace clipmule {
 
 namespace {
 
-QString text(const Bundle &bundle, const QString &key) {
-    const PropertyList *const value = find(bundle.infoDictionary(), key);
-    const auto *const found = value ? value->as<QString>() : nullptr;
-    return found ? *found : QString();
-}
-
 class BrowserHelpManager final : public HelpManager {
 public:
     bool registerBooksInBundle(const Bundle &bundle) override {
@@ -35,8 +29,8 @@ private:
 } // namespace
 
 bool HelpBooks::registerBooksInBundle(const Bundle &bundle) {
-    const QString name = text(bundle, QStringLiteral("CFBundleHelpBookName"));
-    const QString folder = text(bundle, QStringLiteral("CFBundleHelpBookFolder"));
+    const QString name = bundle.infoText(QStringLiteral("CFBundleHelpBookName"));
+    const QString folder = bundle.infoText(QStringLiteral("CFBundleHelpBookFolder"));
     if (name.isEmpty() || folder.isEmpty() || folder.contains(QStringLiteral("..")))
         return false;
     const QString page =

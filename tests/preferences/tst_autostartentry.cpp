@@ -51,7 +51,7 @@ private Q_SLOTS:
         qputenv("XDG_CONFIG_DIRS", "relative");
         AutostartEntry entry = AutostartEntry::standard();
         const bool wasEnabled = entry.isEnabled();
-        const bool isWritten = entry.setEnabled(true);
+        const bool isWritten = entry.setEnabled(true).has_value();
         qputenv("HOME", home);
         qputenv("XDG_CONFIG_HOME", user);
         qputenv("XDG_CONFIG_DIRS", system);
@@ -177,8 +177,7 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.close();
         AutostartEntry own = entry();
-        QVERIFY(!own.setEnabled(true));
-        QVERIFY(!own.lastError().isEmpty());
+        QVERIFY(!own.setEnabled(true).error().reason.isEmpty());
         QVERIFY(!own.isEnabled());
     }
 
@@ -190,8 +189,7 @@ private Q_SLOTS:
         };
         write(userFolder(), padded(AutostartEntry::largestFile + 1));
         AutostartEntry own = entry();
-        QVERIFY(!own.setEnabled(true));
-        QCOMPARE(own.lastError(), QStringLiteral("The file is too large."));
+        QCOMPARE(own.setEnabled(true).error().reason, QStringLiteral("The file is too large."));
         QCOMPARE(read(userFolder()).size(), AutostartEntry::largestFile + 1);
         write(userFolder(), padded(AutostartEntry::largestFile));
         QVERIFY(entry().setEnabled(true));

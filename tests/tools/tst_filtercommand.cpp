@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "tools/FilterCommand.h"
+#include "tools/Tool.h"
 
 #include <QBuffer>
 #include <QProcess>

@@ -5,7 +5,7 @@
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/propertylist/TypedJson.h"
 #include "tests/kit/Vectors.h"
-#include "tools/InspectCommand.h"
+#include "tools/Tool.h"
 
 #include <QBuffer>
 #include <QJsonArray>
@@ -51,7 +51,7 @@ Run runProgram(const QStringList &arguments, const QByteArray &input = {}) {
 
 /// The same without the process, over bytes.
 Run runOver(const QByteArray &bytes, const QStringList &options = {},
-            qint64 largest = InspectCommand::largestInput) {
+            qint64 largest = Tool::largestInput) {
     QBuffer input;
     input.setData(bytes);
     input.open(QIODevice::ReadOnly);
@@ -220,10 +220,10 @@ private Q_SLOTS:
         const QTemporaryDir folder;
         QFile file(folder.filePath(QStringLiteral("large")));
         QVERIFY(file.open(QIODevice::WriteOnly));
-        QVERIFY(file.resize(InspectCommand::largestInput + 1)); // holds no blocks
+        QVERIFY(file.resize(Tool::largestInput + 1)); // holds no blocks
         const Run run = runProgram({file.fileName()});
         QCOMPARE(run.status, 1);
-        QVERIFY(run.messages.contains(QString::number(InspectCommand::largestInput)));
+        QVERIFY(run.messages.contains(QString::number(Tool::largestInput)));
     }
 
     void framesAreOneLineEach() {
