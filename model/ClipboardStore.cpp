@@ -42,8 +42,6 @@ ClipboardStore::ClipboardStore(Private, QString dataPath, qint64 largestList)
     : _dataPath(std::move(dataPath))
     , _largestList(largestList) {}
 
-ClipboardStore::~ClipboardStore() = default;
-
 std::shared_ptr<ClipboardStore> ClipboardStore::make(const QString &dataPath, qint64 largestList) {
     return std::make_shared<ClipboardStore>(Private(), dataPath, largestList);
 }

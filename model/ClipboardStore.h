@@ -40,7 +40,6 @@ public:
     make(const QString &dataPath, qint64 largestList = DataFile::largest);
     /// See make().
     ClipboardStore(Private, QString dataPath, qint64 largestList);
-    ~ClipboardStore();
     Q_DISABLE_COPY_MOVE(ClipboardStore)
 
     /// Saves what changed every 5 seconds from now on.

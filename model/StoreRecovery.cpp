@@ -24,29 +24,20 @@ using Clips = ZRKClipmuleClipboard::Clips;
 const QString customFile = QStringLiteral("Custom.clipboards");
 const QString uuid = QStringLiteral("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
 
-/// Matches the name of a list that was set aside: the first group is the list's own file, the
-/// second the clipboard's id.
-const QRegularExpression &setAsideName() {
-    static const QRegularExpression name(QStringLiteral(
-        "^(Main\\.clipboard|Custom\\.clipboards|(.+)\\.clipboardItems)\\.unreadable[0-9]*$"));
-    return name;
-}
+// The name of a list that was set aside: the first group is the list's own file, the second the
+// clipboard's id.
+const QRegularExpression setAsideName(QStringLiteral(
+    "^(Main\\.clipboard|Custom\\.clipboards|(.+)\\.clipboardItems)\\.unreadable[0-9]*$"));
 
-// Matches the name of a file left by a write that was cut short. Earlier versions wrote no "part-"
-// before the random letters; without a capital among those it might be somebody's ".backup".
-const QRegularExpression &temporaryName() {
-    static const QRegularExpression name(
-        QStringLiteral("^(Main\\.clipboard|Custom\\.clipboards|(Main|%1)\\.clipboardItems|"
-                       "%1\\.(imageData|nativeDictionary))\\.(part-|(?=[a-z]*[A-Z]))[A-Za-z]{6}$")
-            .arg(uuid));
-    return name;
-}
+// The name of a file left by a write that was cut short. Earlier versions wrote no "part-" before
+// the random letters; without a capital among those it might be somebody's ".backup".
+const QRegularExpression temporaryName(
+    QStringLiteral("^(Main\\.clipboard|Custom\\.clipboards|(Main|%1)\\.clipboardItems|"
+                   "%1\\.(imageData|nativeDictionary))\\.(part-|(?=[a-z]*[A-Z]))[A-Za-z]{6}$")
+        .arg(uuid));
 
-const QRegularExpression &sweepableName() {
-    static const QRegularExpression name(
-        QStringLiteral("^%1\\.(imageData|nativeDictionary|clipboardItems)$").arg(uuid));
-    return name;
-}
+const QRegularExpression
+    sweepableName(QStringLiteral("^%1\\.(imageData|nativeDictionary|clipboardItems)$").arg(uuid));
 
 QStringList filesOf(const ClipboardStore &store, const QRegularExpression &pattern) {
     return QDir(store.dataPath())
@@ -69,7 +60,7 @@ public:
     Outcome putBack(const QString &name) {
         Outcome outcome;
         outcome.file = name;
-        const QRegularExpressionMatch match = setAsideName().match(name);
+        const QRegularExpressionMatch match = setAsideName.match(name);
         const auto taken =
             _store.read(QDir(_store.dataPath()).filePath(name), [&](const ArchiveValue &root) {
                 if (match.captured(1) == customFile)
@@ -190,7 +181,7 @@ std::optional<QSet<QString>> pathsSpokenOf(ClipboardStore &store) {
 } // namespace
 
 QList<Outcome> putBack(ClipboardStore &store, const QString &title) {
-    QStringList names = filesOf(store, setAsideName());
+    QStringList names = filesOf(store, setAsideName);
     if (names.isEmpty())
         return {};
     // Clipboards before their clips.
@@ -218,11 +209,11 @@ QList<Outcome> putBack(ClipboardStore &store, const QString &title) {
 
 qsizetype sweep(ClipboardStore &store) {
     const QDir folder(store.dataPath());
-    QStringList doomed = filesOf(store, temporaryName());
-    QStringList candidates = filesOf(store, sweepableName());
+    QStringList doomed = filesOf(store, temporaryName);
+    QStringList candidates = filesOf(store, sweepableName);
     // The list of clipboards decides whether a list of clips is still wanted.
     (void)store.allClipboards();
-    if (!candidates.isEmpty() && filesOf(store, setAsideName()).isEmpty() &&
+    if (!candidates.isEmpty() && filesOf(store, setAsideName).isEmpty() &&
         store.unreadablePaths().isEmpty() && folder.exists(customFile)) {
         if (const auto paths = pathsSpokenOf(store)) {
             candidates.removeIf(

@@ -17,8 +17,6 @@
 
 namespace clipmule {
 
-ZRKClipmuleClipboard::ZRKClipmuleClipboard() = default;
-
 ZRKClipmuleClipboard::~ZRKClipmuleClipboard() {
     if (!_items)
         return;
@@ -51,10 +49,11 @@ std::optional<QString> ZRKClipmuleClipboard::title() const {
     return isMain() ? QCoreApplication::translate("Clipmule", "Clipboard") : _title;
 }
 
-void ZRKClipmuleClipboard::setTitle(const std::optional<QString> &title) {
-    if (_title && title && *_title == *title)
+void ZRKClipmuleClipboard::change(std::optional<QString> &name,
+                                  const std::optional<QString> &value) {
+    if (name && value && *name == *value)
         return;
-    _title = title;
+    name = value;
     _isDirty = true;
 }
 
@@ -62,18 +61,7 @@ QString ZRKClipmuleClipboard::iconName() const {
     return isMain() ? QStringLiteral("main") : _iconName.value_or(QStringLiteral("default"));
 }
 
-void ZRKClipmuleClipboard::setIconName(const std::optional<QString> &iconName) {
-    if (_iconName && iconName && *_iconName == *iconName)
-        return;
-    _iconName = iconName;
-    _isDirty = true;
-}
-
 const ZRKClipmuleClipboard::Clips &ZRKClipmuleClipboard::items() {
-    return loadedItems();
-}
-
-ZRKClipmuleClipboard::Clips &ZRKClipmuleClipboard::loadedItems() {
     if (_items)
         return *_items;
     Clips clips;
@@ -107,14 +95,14 @@ void ZRKClipmuleClipboard::insertClipmuleDataAtIndex(const std::shared_ptr<ZRKCl
     // The argument may be an element of a list, and observers may drop the clipboard.
     const auto inserted = clip;
     const auto self = weak_from_this().lock();
-    Clips &clips = loadedItems();
+    const Clips &clips = items();
     if (index < 0 || index > clips.size()) {
         throw PlatformException(QStringLiteral("RangeException"),
                                 QStringLiteral("index %1 is beyond the %2 clips of the clipboard")
                                     .arg(index)
                                     .arg(clips.size()));
     }
-    clips.insert(index, inserted);
+    _items->insert(index, inserted);
     if (const auto store = _store.lock()) {
         inserted->setStore(store);
         store->keepClip(inserted);
@@ -131,14 +119,13 @@ void ZRKClipmuleClipboard::insertClipmuleDataAtIndex(const std::shared_ptr<ZRKCl
 void ZRKClipmuleClipboard::removeClipmuleData(const std::shared_ptr<ZRKClipmuleData> &clip) {
     const auto removed = clip;
     const auto self = weak_from_this().lock();
-    Clips &clips = loadedItems();
-    const qsizetype index = clips.indexOf(removed);
+    const qsizetype index = items().indexOf(removed);
     if (index < 0)
         return;
     if (const auto store = _store.lock())
         store->eraseClipLater(removed);
-    clips.removeAt(index);
-    _count = quint64(clips.size());
+    _items->removeAt(index);
+    _count = quint64(_items->size());
     removed->setClipboard(nullptr);
     postChange(ZRKClipmuleClipboardDidRemove, ZRKClipmuleDataWasRemoved, removed);
     _isDirty = true;
@@ -169,12 +156,11 @@ void ZRKClipmuleClipboard::releaseCachedData() {
 }
 
 void ZRKClipmuleClipboard::erase() {
-    Clips &clips = loadedItems();
-    for (const auto &clip : std::as_const(clips)) {
+    for (const auto &clip : items()) {
         clip->erase();
         clip->setClipboard(nullptr);
     }
-    clips.clear();
+    _items->clear();
     if (!_store.expired())
         DataFile::remove(itemsPath());
 }
@@ -190,10 +176,6 @@ size_t ZRKClipmuleClipboard::hash() const {
 
 QString ZRKClipmuleClipboard::description() const {
     return _title.value_or(QStringLiteral("(null)"));
-}
-
-QStringList ZRKClipmuleClipboard::archivedClassNames() const {
-    return {QStringLiteral("ZRKClipmuleClipboard"), QStringLiteral("NSObject")};
 }
 
 // All that the archive of a clipboard holds, in the order of archives without keys.

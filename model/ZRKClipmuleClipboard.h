@@ -43,7 +43,7 @@ public:
     static constexpr qsizetype mainCapacity = 200;
 
     /// A new clipboard is dirty, without clips and without an id yet.
-    ZRKClipmuleClipboard();
+    ZRKClipmuleClipboard() = default;
     ~ZRKClipmuleClipboard() override;
 
     // Class operations, see ClipboardStore. They go to the store that the program has handed over;
@@ -74,10 +74,10 @@ public:
     /// The title, in the user's language for the main clipboard.
     [[nodiscard]] std::optional<QString> title() const;
     /// A title equal to the stored one changes nothing.
-    void setTitle(const std::optional<QString> &title);
+    void setTitle(const std::optional<QString> &title) { change(_title, title); }
     /// The name of the icon: "main" for the main clipboard, "default" where none was set.
     [[nodiscard]] QString iconName() const;
-    void setIconName(const std::optional<QString> &iconName);
+    void setIconName(const std::optional<QString> &iconName) { change(_iconName, iconName); }
     /// How many clips it holds; costs no look at them.
     [[nodiscard]] quint64 count() const { return _count; }
     void setCount(quint64 count) { _count = count; }
@@ -105,7 +105,9 @@ public:
     /// Deletes the files of every clip and of the list.
     void erase();
 
-    [[nodiscard]] QStringList archivedClassNames() const override;
+    [[nodiscard]] QStringList archivedClassNames() const override {
+        return {QStringLiteral("ZRKClipmuleClipboard"), QStringLiteral("NSObject")};
+    }
     /// Writes the file of the clips as well when it needs to be.
     void encodeWithCoder(Encoder &coder) override;
     void initWithCoder(Decoder &coder) override;
@@ -118,7 +120,7 @@ public:
 private:
     template <typename Form>
     void list(Form &form);
-    [[nodiscard]] Clips &loadedItems();
+    void change(std::optional<QString> &name, const std::optional<QString> &value);
     [[nodiscard]] bool isAnyLoadedClipDirty() const;
     void postChange(const QString &name, const QString &clipsName,
                     const std::shared_ptr<ZRKClipmuleData> &clip);

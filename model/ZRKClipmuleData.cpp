@@ -44,30 +44,20 @@ std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::initWithItems(const Items &ite
 std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::initWithStrings(const QStringList &strings) {
     auto clip = std::make_shared<ZRKClipmuleData>();
     for (const QString &string : strings) {
-        const auto item = std::make_shared<ZRKClipmuleDataItem>();
-        item->setString(string);
-        clip->append(item);
+        clip->append(std::make_shared<ZRKClipmuleDataItem>());
+        clip->_items.last()->setString(string);
     }
     return clip;
-}
-
-std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::initWithString(const QString &string) {
-    return initWithStrings({string});
 }
 
 std::shared_ptr<ZRKClipmuleData>
 ZRKClipmuleData::initWithImageDatas(const QList<QByteArray> &imageDatas) {
     auto clip = std::make_shared<ZRKClipmuleData>();
     for (const QByteArray &imageData : imageDatas) {
-        const auto item = std::make_shared<ZRKClipmuleDataItem>();
-        item->setImageData(imageData);
-        clip->append(item);
+        clip->append(std::make_shared<ZRKClipmuleDataItem>());
+        clip->_items.last()->setImageData(imageData);
     }
     return clip;
-}
-
-std::shared_ptr<ZRKClipmuleData> ZRKClipmuleData::initWithImageData(const QByteArray &imageData) {
-    return initWithImageDatas({imageData});
 }
 
 // All that the forms of a clip hold, in the order of archives without keys.
@@ -140,19 +130,9 @@ void ZRKClipmuleData::removeItem(const std::shared_ptr<ZRKClipmuleDataItem> &ite
     _isDirty = true;
 }
 
-bool ZRKClipmuleData::hasImageData() const {
+bool ZRKClipmuleData::anyItem(bool (ZRKClipmuleDataItem::*isSo)() const) const {
     return std::any_of(_items.begin(), _items.end(),
-                       [](const auto &item) { return item->hasImageData(); });
-}
-
-bool ZRKClipmuleData::hasString() const {
-    return std::any_of(_items.begin(), _items.end(),
-                       [](const auto &item) { return item->hasString(); });
-}
-
-bool ZRKClipmuleData::hasURL() const {
-    return std::any_of(_items.begin(), _items.end(),
-                       [](const auto &item) { return item->hasURL(); });
+                       [isSo](const auto &item) { return (*item.*isSo)(); });
 }
 
 quint64 ZRKClipmuleData::size() const {
@@ -160,11 +140,6 @@ quint64 ZRKClipmuleData::size() const {
     for (const auto &item : _items)
         size += item->size();
     return size;
-}
-
-bool ZRKClipmuleData::isDirty() const {
-    return _isDirty || std::any_of(_items.begin(), _items.end(),
-                                   [](const auto &item) { return item->isDirty(); });
 }
 
 void ZRKClipmuleData::setStore(const std::shared_ptr<ClipboardStore> &store) {
@@ -229,10 +204,6 @@ QString ZRKClipmuleData::description() const {
     for (const auto &item : _items)
         texts.append(item->description());
     return QStringLiteral("(%1)").arg(texts.join(QStringLiteral(", ")));
-}
-
-QStringList ZRKClipmuleData::archivedClassNames() const {
-    return {QStringLiteral("ZRKClipmuleData"), QStringLiteral("NSObject")};
 }
 
 void ZRKClipmuleData::encodeWithCoder(Encoder &coder) {

@@ -76,11 +76,15 @@ public:
     /// Clips of one item each.
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     initWithStrings(const QStringList &strings);
-    [[nodiscard]] static std::shared_ptr<ZRKClipmuleData> initWithString(const QString &string);
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleData> initWithString(const QString &string) {
+        return initWithStrings({string});
+    }
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     initWithImageDatas(const QList<QByteArray> &imageDatas);
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
-    initWithImageData(const QByteArray &imageData);
+    initWithImageData(const QByteArray &imageData) {
+        return initWithImageDatas({imageData});
+    }
     /// Makes a clip from its dictionary form, which comes from another machine: a value of the
     /// wrong kind, and too many items, raise a PlatformException named "InvalidArgument".
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
@@ -149,14 +153,16 @@ public:
     void removeItem(const std::shared_ptr<ZRKClipmuleDataItem> &item);
 
     // Whether any item has an image, text or a URL.
-    [[nodiscard]] bool hasImageData() const;
-    [[nodiscard]] bool hasString() const;
-    [[nodiscard]] bool hasURL() const;
+    [[nodiscard]] bool hasImageData() const { return anyItem(&ZRKClipmuleDataItem::hasImageData); }
+    [[nodiscard]] bool hasString() const { return anyItem(&ZRKClipmuleDataItem::hasString); }
+    [[nodiscard]] bool hasURL() const { return anyItem(&ZRKClipmuleDataItem::hasURL); }
     /// The UTF-16 units of the title and the sizes of the items, added up.
     [[nodiscard]] quint64 size() const;
 
     /// Whether the clip itself or any item changed since it was last archived.
-    [[nodiscard]] bool isDirty() const;
+    [[nodiscard]] bool isDirty() const {
+        return _isDirty || anyItem(&ZRKClipmuleDataItem::isDirty);
+    }
     /// Whether it has been archived, or comes from an archive.
     [[nodiscard]] bool isSaved() const { return _isSaved; }
     void releaseCachedData();
@@ -166,7 +172,9 @@ public:
     /// The dictionary form, which travels. A clip without a creation date raises a
     /// PlatformException.
     [[nodiscard]] PropertyList::Dictionary toDictionary() const;
-    [[nodiscard]] QStringList archivedClassNames() const override;
+    [[nodiscard]] QStringList archivedClassNames() const override {
+        return {QStringLiteral("ZRKClipmuleData"), QStringLiteral("NSObject")};
+    }
     void encodeWithCoder(Encoder &coder) override;
     void initWithCoder(Decoder &coder) override;
     /// Whether the ids are the same, or the items are equal and in the same order.
@@ -182,6 +190,7 @@ public:
     [[nodiscard]] QString description() const override;
 
 private:
+    [[nodiscard]] bool anyItem(bool (ZRKClipmuleDataItem::*isSo)() const) const;
     template <typename Clip, typename Form>
     static void list(Clip &clip, Form &form);
     void append(const std::shared_ptr<ZRKClipmuleDataItem> &item);

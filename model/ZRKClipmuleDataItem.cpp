@@ -70,12 +70,6 @@ constexpr qint64 currentCacheVersion = 2;
 
 } // namespace
 
-ZRKClipmuleDataItem::ZRKClipmuleDataItem() {
-    _itemFlags.isDirty = true;
-}
-
-ZRKClipmuleDataItem::~ZRKClipmuleDataItem() = default;
-
 std::shared_ptr<ZRKClipmuleDataItem>
 ZRKClipmuleDataItem::initWithNativeDictionary(std::optional<NativeDictionary> dictionary) {
     auto item = std::make_shared<ZRKClipmuleDataItem>();
@@ -120,11 +114,6 @@ void ZRKClipmuleDataItem::setURL(const std::optional<QUrl> &url) {
     invalidateNativeDictionary();
     setUrl(url);
     contentDidChange();
-}
-
-void ZRKClipmuleDataItem::setUrl(const std::optional<QUrl> &url) {
-    _url = url;
-    _urlText.reset();
 }
 
 QString ZRKClipmuleDataItem::urlText() const {
@@ -172,10 +161,6 @@ void ZRKClipmuleDataItem::setClipmuleDataItem(const ZRKClipmuleDataItem &other) 
     setImageData(other.imageData());
 }
 
-QString ZRKClipmuleDataItem::bestType() const {
-    return hasImageData() ? ZRKClipmuleDataImageDataType : ZRKClipmuleDataStringType;
-}
-
 quint64 ZRKClipmuleDataItem::size() const {
     quint64 size = 0;
     if (_string)
@@ -202,15 +187,6 @@ ZRKClipmuleDataItem::persistentCacheValueForKey(const QString &key) const {
     return cacheValue(_persistentCacheDictionary, key);
 }
 
-void ZRKClipmuleDataItem::removePersistentCacheValueForKey(const QString &key) {
-    setPersistentCacheValueForKey(std::nullopt, key);
-}
-
-void ZRKClipmuleDataItem::clearPersistentCache() {
-    _persistentCacheDictionary.clear();
-    _itemFlags.isDirty = true;
-}
-
 void ZRKClipmuleDataItem::setTransientCacheValueForKey(const std::optional<PropertyList> &value,
                                                        const QString &key) {
     setCacheValue(_transientCacheDictionary, value, key);
@@ -219,14 +195,6 @@ void ZRKClipmuleDataItem::setTransientCacheValueForKey(const std::optional<Prope
 std::optional<PropertyList>
 ZRKClipmuleDataItem::transientCacheValueForKey(const QString &key) const {
     return cacheValue(_transientCacheDictionary, key);
-}
-
-void ZRKClipmuleDataItem::removeTransientCacheValueForKey(const QString &key) {
-    _transientCacheDictionary.remove(key);
-}
-
-void ZRKClipmuleDataItem::clearTransientCache() {
-    _transientCacheDictionary.clear();
 }
 
 void ZRKClipmuleDataItem::setDirty(bool dirty) {
@@ -287,14 +255,6 @@ void ZRKClipmuleDataItem::setStore(const std::shared_ptr<ClipboardStore> &store)
 QString ZRKClipmuleDataItem::pathOf(const QString &extension) const {
     const auto store = _store.lock();
     return store ? store->path(oid(), extension) : QString();
-}
-
-QString ZRKClipmuleDataItem::imageDataPath() const {
-    return pathOf(QStringLiteral("imageData"));
-}
-
-QString ZRKClipmuleDataItem::nativeDictionaryPath() const {
-    return pathOf(QStringLiteral("nativeDictionary"));
 }
 
 std::optional<QByteArray> ZRKClipmuleDataItem::imageData() const {
@@ -435,10 +395,6 @@ ZRKClipmuleDataItem::fromDictionary(const PropertyList::Dictionary &dictionary) 
     RecordForms::DictionaryReader reader(dictionary);
     list(*item, reader);
     return item;
-}
-
-QStringList ZRKClipmuleDataItem::archivedClassNames() const {
-    return {QStringLiteral("ZRKClipmuleDataItem"), QStringLiteral("NSObject")};
 }
 
 void ZRKClipmuleDataItem::encodeWithCoder(Encoder &coder) {

@@ -67,8 +67,7 @@ public:
     static constexpr qsizetype mostRepresentations = 1'000;
 
     /// A new item is dirty, of the desktop, without representations and without an id yet.
-    ZRKClipmuleDataItem();
-    ~ZRKClipmuleDataItem() override;
+    ZRKClipmuleDataItem() = default;
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleDataItem>
     initWithNativeDictionary(std::optional<NativeDictionary> dictionary);
     /// Makes an item from its dictionary form, which comes from another machine: a value of the
@@ -98,7 +97,10 @@ public:
     /// The very URL already held changes nothing; one that is merely equal counts as a change.
     void setURL(const std::optional<QUrl> &url);
     /// Stores the value and does nothing else: no flag, no cache, no native dictionary is touched.
-    void setUrl(const std::optional<QUrl> &url);
+    void setUrl(const std::optional<QUrl> &url) {
+        _url = url;
+        _urlText.reset();
+    }
     [[nodiscard]] bool hasURL() const { return _url.has_value(); }
     /// The URL's text as it was received or archived; of any other URL the encoded one. Empty
     /// without a URL.
@@ -127,7 +129,9 @@ public:
     void setClipmuleDataItem(const ZRKClipmuleDataItem &other);
 
     /// The image type where there is an image, else the string type.
-    [[nodiscard]] QString bestType() const;
+    [[nodiscard]] QString bestType() const {
+        return hasImageData() ? ZRKClipmuleDataImageDataType : ZRKClipmuleDataStringType;
+    }
     [[nodiscard]] qint64 createdBy() const { return _createdBy; }
     /// Sets the origin, for archives that noted it elsewhere.
     void setCreatedBy(qint64 createdBy) { _createdBy = createdBy; }
@@ -142,12 +146,19 @@ public:
     void setPersistentCacheValueForKey(const std::optional<PropertyList> &value,
                                        const QString &key);
     [[nodiscard]] std::optional<PropertyList> persistentCacheValueForKey(const QString &key) const;
-    void removePersistentCacheValueForKey(const QString &key);
-    void clearPersistentCache();
+    void removePersistentCacheValueForKey(const QString &key) {
+        setPersistentCacheValueForKey(std::nullopt, key);
+    }
+    void clearPersistentCache() {
+        _persistentCacheDictionary.clear();
+        _itemFlags.isDirty = true;
+    }
     void setTransientCacheValueForKey(const std::optional<PropertyList> &value, const QString &key);
     [[nodiscard]] std::optional<PropertyList> transientCacheValueForKey(const QString &key) const;
-    void removeTransientCacheValueForKey(const QString &key);
-    void clearTransientCache();
+    void removeTransientCacheValueForKey(const QString &key) {
+        _transientCacheDictionary.remove(key);
+    }
+    void clearTransientCache() { _transientCacheDictionary.clear(); }
 
     /// Whether the item changed since it was last archived.
     [[nodiscard]] bool isDirty() const { return _itemFlags.isDirty; }
@@ -166,12 +177,16 @@ public:
     /// Deletes the side files.
     void erase();
     // The paths of the side files; empty without a store.
-    [[nodiscard]] QString imageDataPath() const;
-    [[nodiscard]] QString nativeDictionaryPath() const;
+    [[nodiscard]] QString imageDataPath() const { return pathOf(QStringLiteral("imageData")); }
+    [[nodiscard]] QString nativeDictionaryPath() const {
+        return pathOf(QStringLiteral("nativeDictionary"));
+    }
 
     /// The dictionary form, which travels, with every representation inline.
     [[nodiscard]] PropertyList::Dictionary toDictionary() const;
-    [[nodiscard]] QStringList archivedClassNames() const override;
+    [[nodiscard]] QStringList archivedClassNames() const override {
+        return {QStringLiteral("ZRKClipmuleDataItem"), QStringLiteral("NSObject")};
+    }
     /// Saves the side files first. The archive claims no image and no native dictionary that are
     /// not in their files.
     void encodeWithCoder(Encoder &coder) override;
@@ -218,7 +233,7 @@ private:
     PropertyList::Dictionary _transientCacheDictionary;
     size_t _imageDataHash = 0;
     qint64 _createdBy = createdByDesktop;
-    ItemFlags _itemFlags;
+    ItemFlags _itemFlags{.isDirty = true};
     ZRKClipmuleData *_data = nullptr;
     std::weak_ptr<ClipboardStore> _store;
 };
