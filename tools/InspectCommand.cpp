@@ -218,17 +218,13 @@ Result<Parsed> parse(QByteArrayView bytes, quint64 memory) {
         });
 }
 
-Result<void> addValue(const Result<Parsed> &parsed, qint64 size, QJsonObject &line) {
+// Raises a PlatformException for what was refused, or is too much to be shown.
+QJsonObject shown(const Result<Parsed> &parsed, qint64 size) {
     if (!parsed)
-        return failure(parsed.error().reason);
-    try {
-        JsonBudget::forInput(size).take(parsed->value);
-    } catch (const PlatformException &refused) {
-        return failure(refused.reason());
-    }
-    line.insert(QStringLiteral("format"), nameOfFormat(parsed->format));
-    line.insert(QStringLiteral("value"), typedJson(parsed->value));
-    return {};
+        refuse(parsed.error().reason);
+    JsonBudget::forInput(size).take(parsed->value);
+    return {{QStringLiteral("format"), nameOfFormat(parsed->format)},
+            {QStringLiteral("value"), typedJson(parsed->value)}};
 }
 
 /// Parses a whole file. One that says it is binary is taken at its word, or the beginning of one
@@ -242,27 +238,13 @@ Result<Parsed> parseFile(QByteArrayView bytes) {
     });
 }
 
-Result<void> inspectPropertyList(QByteArrayView bytes, const Report &report) {
-    QJsonObject line{{QStringLiteral("kind"), nameOf(Kind::PropertyList)}};
-    const auto added = addValue(parseFile(bytes), bytes.size(), line);
-    if (added)
-        report(line);
-    return added;
-}
-
-Result<void> inspectArchive(QByteArrayView bytes, const Report &report) {
+QJsonObject inspectArchive(QByteArrayView bytes) {
     const auto parsed = parseFile(bytes);
     if (!parsed)
-        return failure(parsed.error().reason);
-    try {
-        report({{QStringLiteral("kind"), nameOf(Kind::Archive)},
-                {QStringLiteral("format"), nameOfFormat(parsed->format)},
-                {QStringLiteral("value"),
-                 archiveJson(parsed->value, JsonBudget::forInput(bytes.size()))}});
-    } catch (const PlatformException &refused) {
-        return failure(refused.reason());
-    }
-    return {};
+        refuse(parsed.error().reason);
+    return {
+        {QStringLiteral("format"), nameOfFormat(parsed->format)},
+        {QStringLiteral("value"), archiveJson(parsed->value, JsonBudget::forInput(bytes.size()))}};
 }
 
 /// The first entry that runs beyond the end; -1 when there is none.
@@ -274,60 +256,44 @@ qsizetype brokenTxtEntry(QByteArrayView bytes) {
     return -1;
 }
 
-Result<void> inspectTxt(QByteArrayView bytes, const Report &report) {
+QJsonObject inspectTxt(QByteArrayView bytes) {
     const auto record = QByteArray::fromRawData(bytes.data(), bytes.size());
     const auto dictionary = ZRKNetServiceCategory::serviceDictionaryFromTXTData(record);
     if (!dictionary)
-        return failure(QStringLiteral("no TXT record has %1 bytes").arg(bytes.size()));
+        refuse(QStringLiteral("no TXT record has %1 bytes").arg(bytes.size()));
     // The program reads such a record as empty, which would say nothing of what is in the file.
-    if (const qsizetype at = brokenTxtEntry(bytes); at >= 0) {
-        return failure(
-            QStringLiteral("no TXT record: the entry at byte %1 has %2 bytes, and %3 follow")
-                .arg(at)
-                .arg(uchar(bytes[at]))
-                .arg(bytes.size() - at - 1));
-    }
-    report({{QStringLiteral("kind"), nameOf(Kind::Txt)},
-            {QStringLiteral("value"), typedJson(*dictionary)}});
-    return {};
+    if (const qsizetype at = brokenTxtEntry(bytes); at >= 0)
+        refuse(QStringLiteral("no TXT record: the entry at byte %1 has %2 bytes, and %3 follow")
+                   .arg(at)
+                   .arg(uchar(bytes[at]))
+                   .arg(bytes.size() - at - 1));
+    return {{QStringLiteral("value"), typedJson(*dictionary)}};
 }
 
 QJsonObject real(float component) {
     return typedJson(PropertyList(component));
 }
 
-Result<void> inspectTypedStream(QByteArrayView bytes, const Report &report) {
-    QJsonObject line{{QStringLiteral("kind"), nameOf(Kind::TypedStream)}};
+QJsonObject inspectTypedStream(QByteArrayView bytes) {
     // The archive's first class tells what it is, and each reader checks that.
     try {
         const ArchivedColor color = ColorArchive::unarchivedColor(bytes);
-        line.insert(QStringLiteral("color"),
-                    QJsonObject{{QStringLiteral("red"), real(color.red)},
-                                {QStringLiteral("green"), real(color.green)},
-                                {QStringLiteral("blue"), real(color.blue)},
-                                {QStringLiteral("alpha"), real(color.alpha)}});
-        report(line);
-        return {};
+        return {
+            {QStringLiteral("color"), QJsonObject{{QStringLiteral("red"), real(color.red)},
+                                                  {QStringLiteral("green"), real(color.green)},
+                                                  {QStringLiteral("blue"), real(color.blue)},
+                                                  {QStringLiteral("alpha"), real(color.alpha)}}}};
     } catch (const PlatformException &) {
     }
     try {
         const ArchivedFont font = FontArchive::unarchivedFont(bytes);
-        line.insert(QStringLiteral("font"),
-                    QJsonObject{{QStringLiteral("name"), typedJson(font.name)},
-                                {QStringLiteral("size"), real(font.size)}});
-        report(line);
-        return {};
+        return {{QStringLiteral("font"), QJsonObject{{QStringLiteral("name"), typedJson(font.name)},
+                                                     {QStringLiteral("size"), real(font.size)}}}};
     } catch (const PlatformException &) {
     }
-    try {
-        JsonBudget budget = JsonBudget::forInput(bytes.size());
-        line.insert(QStringLiteral("value"),
-                    valueJson(SequentialUnarchiver::unarchivedObject(bytes), budget));
-        report(line);
-    } catch (const PlatformException &refused) {
-        return failure(refused.reason());
-    }
-    return {};
+    JsonBudget budget = JsonBudget::forInput(bytes.size());
+    return {{QStringLiteral("value"),
+             valueJson(SequentialUnarchiver::unarchivedObject(bytes), budget)}};
 }
 
 /// Goes over a stream as the program's own reader of frames does, and says what that would not.
@@ -337,7 +303,7 @@ public:
         : _bytes(bytes)
         , _report(report) {}
 
-    Result<void> run() {
+    void run() {
         while (_at + StreamFrame::kindSize <= _bytes.size() && !_hasEnded) {
             const quint32 word = StreamFrame::readWord(_bytes.data() + _at);
             if (word == StreamFrame::objectKind) {
@@ -356,10 +322,9 @@ public:
         if (_at < _bytes.size() && !_hasEnded)
             tell(QStringLiteral("incomplete"), _bytes.size() - _at, {});
         if (_frames == 0)
-            return failure(QStringLiteral("there is no frame in it"));
+            refuse(QStringLiteral("there is no frame in it"));
         if (_refused > 0)
-            return failure(QStringLiteral("%1 of %2 frames refused").arg(_refused).arg(_frames));
-        return {};
+            refuse(QStringLiteral("%1 of %2 frames refused").arg(_refused).arg(_frames));
     }
 
 private:
@@ -377,17 +342,19 @@ private:
         }
         ++_frames;
         QJsonObject details{{QStringLiteral("length"), qint64(length)}};
-        // The connection would be closed at one that is too large; any other is parsed as the
-        // program's own reader does it.
-        const Result<void> taken =
-            isTooLarge ? failure(QStringLiteral("too large"))
-                       : addValue(parse(_bytes.sliced(_at + StreamFrame::headerSize, length),
-                                        PropertyListSerialization::memoryPerByte),
-                                  length, details);
         _hasEnded = isTooLarge;
-        if (!taken) {
+        try {
+            // The connection would be closed here; what is smaller is parsed as the program does.
+            if (isTooLarge)
+                refuse(QStringLiteral("too large"));
+            const auto payload = _bytes.sliced(_at + StreamFrame::headerSize, length);
+            const auto value =
+                shown(parse(payload, PropertyListSerialization::memoryPerByte), length);
+            for (const QString &key : value.keys())
+                details.insert(key, value.value(key));
+        } catch (const PlatformException &refused) {
             ++_refused;
-            details.insert(QStringLiteral("error"), taken.error().reason);
+            details.insert(QStringLiteral("error"), refused.reason());
         }
         tell(QStringLiteral("object"),
              isTooLarge ? left : StreamFrame::headerSize + qsizetype(length), details);
@@ -433,16 +400,13 @@ bool beginsWithFrame(QByteArrayView bytes) {
 /// Entries that fill the bytes to the end, at least one of them with a key and a value. A text is
 /// none: its first letter promises more bytes than a line has.
 bool looksLikeTxt(QByteArrayView bytes) {
-    bool hasValue = false;
-    qsizetype at = 0;
-    while (at < bytes.size()) {
-        const auto length = qsizetype(uchar(bytes[at]));
-        if (at + 1 + length > bytes.size())
-            return false;
-        hasValue = hasValue || bytes.sliced(at + 1, length).indexOf('=') > 0;
-        at += 1 + length;
+    if (brokenTxtEntry(bytes) >= 0)
+        return false;
+    for (qsizetype at = 0; at < bytes.size(); at += 1 + qsizetype(uchar(bytes[at]))) {
+        if (bytes.sliced(at + 1, qsizetype(uchar(bytes[at]))).indexOf('=') > 0)
+            return true;
     }
-    return hasValue;
+    return false;
 }
 
 std::optional<Kind> kindNamed(const QString &name) {
@@ -467,22 +431,36 @@ Kind detect(QByteArrayView bytes) {
     return Kind::PropertyList;
 }
 
+QJsonObject inspectedWhole(QByteArrayView bytes, Kind kind) {
+    switch (kind) {
+    case Kind::Txt:
+        return inspectTxt(bytes);
+    case Kind::Archive:
+        return inspectArchive(bytes);
+    case Kind::TypedStream:
+        return inspectTypedStream(bytes);
+    case Kind::PropertyList:
+    case Kind::Frames:
+        break;
+    }
+    return shown(parseFile(bytes), bytes.size());
+}
+
 Result<void> inspect(QByteArrayView bytes, Kind kind, const Report &report) {
     if (bytes.isEmpty())
         return failure(QStringLiteral("there is nothing in it"));
-    switch (kind) {
-    case Kind::PropertyList:
-        return inspectPropertyList(bytes, report);
-    case Kind::Frames:
-        return FrameInspection(bytes, report).run();
-    case Kind::Txt:
-        return inspectTxt(bytes, report);
-    case Kind::Archive:
-        return inspectArchive(bytes, report);
-    case Kind::TypedStream:
-        return inspectTypedStream(bytes, report);
+    try {
+        if (kind == Kind::Frames) {
+            FrameInspection(bytes, report).run();
+            return {};
+        }
+        QJsonObject line = inspectedWhole(bytes, kind);
+        line.insert(QStringLiteral("kind"), nameOf(kind));
+        report(line);
+    } catch (const PlatformException &refused) {
+        return failure(refused.reason());
     }
-    Q_UNREACHABLE();
+    return {};
 }
 
 Result<QByteArray> readFile(const QString &name, QIODevice &input, qint64 largest) {
