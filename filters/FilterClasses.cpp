@@ -71,87 +71,78 @@ private:
     inline static const QString replaceOption = QStringLiteral("replace");
 };
 
-class ZRKClipmuleLowercaseFilter final : public ZRKClipmuleTextFilter {
-public:
-    ZRKClipmuleLowercaseFilter()
-        : ZRKClipmuleTextFilter("ZRKClipmuleLowercaseFilter",
-                                QT_TRANSLATE_NOOP("Clipmule", "Convert to Lowercase")) {}
-
-protected:
-    [[nodiscard]] QString filtered(const QString &text) const override {
-        return CaseMapping::lowerCase(text);
+QString straightened(const QString &text) {
+    QString straight = text;
+    // One character for another, none of which is looked for later: one pass does for four.
+    for (QChar &character : straight) {
+        if (character == u'\u2018' || character == u'\u2019')
+            character = u'\'';
+        else if (character == u'\u201C' || character == u'\u201D')
+            character = u'"';
     }
+    return straight;
+}
+
+QString smartened(const QString &text) {
+    QString smart = text;
+    bool afterSpace = true;
+    for (QChar &character : smart) {
+        const QChar read = character;
+        if (read == u'"')
+            character = afterSpace ? u'\u201C' : u'\u201D';
+        else if (read == u'\'')
+            character = afterSpace ? u'\u2018' : u'\u2019';
+        afterSpace = ZRKClipmuleNSStringCategory::isWhitespaceOrNewline(read);
+    }
+    return smart;
+}
+
+/// A filter without options.
+template <QString (*map)(const QString &)>
+class MappingFilter : public ZRKClipmuleTextFilter {
+protected:
+    using ZRKClipmuleTextFilter::ZRKClipmuleTextFilter;
+    [[nodiscard]] QString filtered(const QString &text) const override { return map(text); }
 };
 
-class ZRKClipmuleUppercaseFilter final : public ZRKClipmuleTextFilter {
+class ZRKClipmuleLowercaseFilter final : public MappingFilter<CaseMapping::lowerCase> {
+public:
+    ZRKClipmuleLowercaseFilter()
+        : MappingFilter("ZRKClipmuleLowercaseFilter",
+                        QT_TRANSLATE_NOOP("Clipmule", "Convert to Lowercase")) {}
+};
+
+class ZRKClipmuleUppercaseFilter final : public MappingFilter<CaseMapping::upperCase> {
 public:
     ZRKClipmuleUppercaseFilter()
-        : ZRKClipmuleTextFilter("ZRKClipmuleUppercaseFilter",
-                                QT_TRANSLATE_NOOP("Clipmule", "Convert to Uppercase")) {}
-
-protected:
-    [[nodiscard]] QString filtered(const QString &text) const override {
-        return CaseMapping::upperCase(text);
-    }
+        : MappingFilter("ZRKClipmuleUppercaseFilter",
+                        QT_TRANSLATE_NOOP("Clipmule", "Convert to Uppercase")) {}
 };
 
 /// Converts to lower case and capitalises nothing, whatever the title says: the result is the same
 /// as that of earlier versions.
-class ZRKClipmuleTitlecaseFilter final : public ZRKClipmuleTextFilter {
+class ZRKClipmuleTitlecaseFilter final : public MappingFilter<CaseMapping::lowerCase> {
 public:
     ZRKClipmuleTitlecaseFilter()
-        : ZRKClipmuleTextFilter("ZRKClipmuleTitlecaseFilter",
-                                QT_TRANSLATE_NOOP("Clipmule", "Convert to Titlecase")) {}
-
-protected:
-    [[nodiscard]] QString filtered(const QString &text) const override {
-        return CaseMapping::lowerCase(text);
-    }
+        : MappingFilter("ZRKClipmuleTitlecaseFilter",
+                        QT_TRANSLATE_NOOP("Clipmule", "Convert to Titlecase")) {}
 };
 
 /// Turns typographic quotation marks into straight ones.
-class ZRKClipmuleStraightenQuotesFilter final : public ZRKClipmuleTextFilter {
+class ZRKClipmuleStraightenQuotesFilter final : public MappingFilter<straightened> {
 public:
     ZRKClipmuleStraightenQuotesFilter()
-        : ZRKClipmuleTextFilter("ZRKClipmuleStraightenQuotesFilter",
-                                QT_TRANSLATE_NOOP("Clipmule", "Straighten Quotes")) {}
-
-protected:
-    [[nodiscard]] QString filtered(const QString &text) const override {
-        QString straight = text;
-        // One character for another, none of which is looked for later: one pass does for four.
-        for (QChar &character : straight) {
-            if (character == u'\u2018' || character == u'\u2019')
-                character = u'\'';
-            else if (character == u'\u201C' || character == u'\u201D')
-                character = u'"';
-        }
-        return straight;
-    }
+        : MappingFilter("ZRKClipmuleStraightenQuotesFilter",
+                        QT_TRANSLATE_NOOP("Clipmule", "Straighten Quotes")) {}
 };
 
 /// Turns straight quotation marks into typographic ones: opening after white space and at the
 /// start, closing elsewhere.
-class ZRKClipmuleSmartenQuotesFilter final : public ZRKClipmuleTextFilter {
+class ZRKClipmuleSmartenQuotesFilter final : public MappingFilter<smartened> {
 public:
     ZRKClipmuleSmartenQuotesFilter()
-        : ZRKClipmuleTextFilter("ZRKClipmuleSmartenQuotesFilter",
-                                QT_TRANSLATE_NOOP("Clipmule", "Smarten Quotes")) {}
-
-protected:
-    [[nodiscard]] QString filtered(const QString &text) const override {
-        QString smart = text;
-        bool afterSpace = true;
-        for (QChar &character : smart) {
-            const QChar read = character;
-            if (read == u'"')
-                character = afterSpace ? u'\u201C' : u'\u201D';
-            else if (read == u'\'')
-                character = afterSpace ? u'\u2018' : u'\u2019';
-            afterSpace = ZRKClipmuleNSStringCategory::isWhitespaceOrNewline(read);
-        }
-        return smart;
-    }
+        : MappingFilter("ZRKClipmuleSmartenQuotesFilter",
+                        QT_TRANSLATE_NOOP("Clipmule", "Smarten Quotes")) {}
 };
 
 using Maker = std::shared_ptr<ZRKClipmuleFilter> (*)();

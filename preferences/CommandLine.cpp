@@ -408,4 +408,10 @@ std::optional<QString> nearestName(const QString &typed, const QStringList &name
     return nearest;
 }
 
+QString suggestion(const QString &typed, const QStringList &names) {
+    const auto meant = nearestName(typed, names);
+    return meant ? QStringLiteral("; did you mean %1?").arg(onOneLine(*meant, shownInLabel))
+                 : QString();
+}
+
 } // namespace clipmule

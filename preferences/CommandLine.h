@@ -74,5 +74,7 @@ inline constexpr qsizetype longestCompared = 255;
 /// case, in the shape of quotation marks, dashes and blanks, or in few characters. Nothing when
 /// none is near.
 [[nodiscard]] std::optional<QString> nearestName(const QString &typed, const QStringList &names);
+/// "; did you mean NAME?", or nothing.
+[[nodiscard]] QString suggestion(const QString &typed, const QStringList &names);
 
 } // namespace clipmule

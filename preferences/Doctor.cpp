@@ -92,33 +92,21 @@ QString orNone(const QString &text) {
 }
 
 QString nameOf(Agent agent) {
-    switch (agent) {
-    case Agent::Unknown:
-        return QStringLiteral("unknown");
-    case Agent::NotRunning:
-        return QStringLiteral("not running");
-    case Agent::Running:
-        return QStringLiteral("running");
-    case Agent::Silent:
-        break;
-    }
-    return QStringLiteral("silent");
+    static const QMap<Agent, QString> names{{Agent::Unknown, QStringLiteral("unknown")},
+                                            {Agent::NotRunning, QStringLiteral("not running")},
+                                            {Agent::Running, QStringLiteral("running")},
+                                            {Agent::Silent, QStringLiteral("silent")}};
+    return names.value(agent);
 }
 
 QString nameOf(Multicast multicast) {
-    switch (multicast) {
-    case Multicast::Untried:
-        return QStringLiteral("untried");
-    case Multicast::Refused:
-        return QStringLiteral("refused");
-    case Multicast::NoAnswer:
-        return QStringLiteral("no answer");
-    case Multicast::OnlyOwn:
-        return QStringLiteral("only this computer answers");
-    case Multicast::OthersAnswer:
-        break;
-    }
-    return QStringLiteral("other devices answer");
+    static const QMap<Multicast, QString> names{
+        {Multicast::Untried, QStringLiteral("untried")},
+        {Multicast::Refused, QStringLiteral("refused")},
+        {Multicast::NoAnswer, QStringLiteral("no answer")},
+        {Multicast::OnlyOwn, QStringLiteral("only this computer answers")},
+        {Multicast::OthersAnswer, QStringLiteral("other devices answer")}};
+    return names.value(multicast);
 }
 
 QString pasteboardText(const Facts &facts) {

@@ -18,6 +18,16 @@ const QString phonesSeenKey = QStringLiteral("phonesSeen");
 
 } // namespace
 
+const AgentStatus::Phone *phoneIn(const std::optional<AgentStatus> &status,
+                                  const QString &service) {
+    if (!status)
+        return nullptr;
+    const auto found =
+        std::find_if(status->phones.begin(), status->phones.end(),
+                     [&service](const auto &phone) { return phone.service == service; });
+    return found == status->phones.end() ? nullptr : &*found;
+}
+
 PhoneList::PhoneList(dnssd::Backend &dnssd, SettingsStores &stores)
     : _dnssd(dnssd)
     , _stores(stores) {}
@@ -132,7 +142,7 @@ PhoneList::Phone PhoneList::describe(const QString &service, const QString &name
     phone.service = service;
     phone.name = ShownText::onOneLine(name.isEmpty() ? service : name);
     phone.isRegistered = isRegistered;
-    const AgentStatus::Phone *const told = agentPhone(service);
+    const AgentStatus::Phone *const told = phoneIn(_agentStatus, service);
     const auto known = _onNetwork.find(service);
     phone.presence = told ? told->state : Presence::NotSeen;
     if (phone.presence == Presence::NotSeen && known != _onNetwork.end())
@@ -146,18 +156,9 @@ PhoneList::Phone PhoneList::describe(const QString &service, const QString &name
     return phone;
 }
 
-const AgentStatus::Phone *PhoneList::agentPhone(const QString &service) const {
-    if (!_agentStatus)
-        return nullptr;
-    const auto found =
-        std::find_if(_agentStatus->phones.begin(), _agentStatus->phones.end(),
-                     [&service](const auto &phone) { return phone.service == service; });
-    return found == _agentStatus->phones.end() ? nullptr : &*found;
-}
-
 std::optional<Date> PhoneList::rememberedDate(const QString &service) const {
     const auto own = _seen.constFind(service);
-    const AgentStatus::Phone *const told = agentPhone(service);
+    const AgentStatus::Phone *const told = phoneIn(_agentStatus, service);
     const auto agents = told ? told->lastSeen : std::nullopt;
     if (own == _seen.constEnd())
         return agents;

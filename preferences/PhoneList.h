@@ -12,6 +12,10 @@
 
 namespace clipmule {
 
+/// What the agent tells of the phone; null where it tells nothing.
+[[nodiscard]] const AgentStatus::Phone *phoneIn(const std::optional<AgentStatus> &status,
+                                                const QString &service);
+
 /// The phones that the window lists: the registered ones, joined with those on the network now and
 /// with what the agent tells of its connections. Adds, renames and removes them.
 ///
@@ -96,7 +100,6 @@ private:
     void rememberSeen(const QString &service);
     void writeMemory();
     [[nodiscard]] std::optional<Date> rememberedDate(const QString &service) const;
-    [[nodiscard]] const AgentStatus::Phone *agentPhone(const QString &service) const;
     [[nodiscard]] QString registeredName(const QString &service) const;
     [[nodiscard]] Phone describe(const QString &service, const QString &name,
                                  bool isRegistered) const;

@@ -173,11 +173,9 @@ void PreferencesCommands::get() {
 void PreferencesCommands::set() {
     write(_command.domain, _command.key, _command.value, QString(), [this] {
         if (!Settings::find(_command.key)) {
-            const auto meant = nearestName(_command.key, namesOfSettings());
             _services.complain(
                 QStringLiteral("%1 is no setting of Clipmule Sync, but is kept all the same%2")
-                    .arg(cutForLog(_command.key),
-                         meant ? QStringLiteral("; did you mean %1?").arg(*meant) : QString()));
+                    .arg(cutForLog(_command.key), suggestion(_command.key, namesOfSettings())));
         }
         _services.finish(0);
     });
@@ -214,16 +212,11 @@ void PreferencesCommands::statusMayDiffer() {
 void PreferencesCommands::printStatus() {
     _end.cancel();
     const StatusReader &agent = _services.agent();
-    const StatusReport::Facts facts{.syncEnabled = _settings->isOn(Settings::Key::SyncEnabled),
-                                    .pasteMode = _settings->pasteMode(),
-                                    .agent = agent.agent(),
-                                    .status = agent.status(),
-                                    .phones = RegisteredPhones::phones(storedPhones()),
-                                    .statistics = _settings->statistics()};
     if (_command.watches) {
         // A change is printed only if the report shows it: not everything that the agent tells is
         // part of it.
-        if (const QJsonObject object = StatusReport::json(facts); object != _lastStatus) {
+        if (const QJsonObject object = StatusReport::json(*_settings, agent);
+            object != _lastStatus) {
             printJson(object);
             _lastStatus = object;
         }
@@ -231,9 +224,9 @@ void PreferencesCommands::printStatus() {
     }
     _services.agent().onChange = {};
     if (_command.asJson) {
-        printJson(StatusReport::json(facts));
+        printJson(StatusReport::json(*_settings, agent));
     } else {
-        for (const QString &line : StatusReport::lines(facts))
+        for (const QString &line : StatusReport::lines(*_settings, agent))
             _services.print(line);
     }
     _services.finish(0);

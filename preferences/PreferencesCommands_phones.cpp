@@ -125,12 +125,11 @@ void PreferencesCommands::finishLooking(bool isThere) {
     if (!isThere) {
         QStringList others(_found.begin(), _found.end());
         others.sort();
-        const auto meant = nearestName(_command.service, others);
+        const QString meant = suggestion(_command.service, others);
         _services.complain(
             QStringLiteral("no phone on the network is called %1 now%2")
                 .arg(ShownText::onOneLine(_command.service),
-                     meant ? QStringLiteral("; did you mean %1?").arg(ShownText::onOneLine(*meant))
-                           : QStringLiteral("; it connects when it is there")));
+                     meant.isEmpty() ? QStringLiteral("; it connects when it is there") : meant));
     }
     _services.finish(0);
 }
@@ -139,11 +138,8 @@ bool PreferencesCommands::isPaired() {
     const QStringList services = registeredServices();
     if (services.contains(_command.service))
         return true;
-    const auto meant = nearestName(_command.service, services);
     fail(QStringLiteral("%1 is not paired%2")
-             .arg(ShownText::onOneLine(_command.service),
-                  meant ? QStringLiteral("; did you mean %1?").arg(ShownText::onOneLine(*meant))
-                        : QString()));
+             .arg(ShownText::onOneLine(_command.service), suggestion(_command.service, services)));
     return false;
 }
 

@@ -5,8 +5,10 @@
 
 #include "platform/foundation/Log.h"
 #include "preferences/PanelTexts.h"
+#include "preferences/PhoneList.h"
 
 #include <QJsonArray>
+#include <QMap>
 
 #include <algorithm>
 #include <limits>
@@ -20,36 +22,29 @@ using Agent = StatusReader::Agent;
 // More refusals are in the JSON form.
 constexpr qsizetype mostRefusalsShown = 5;
 
-const AgentStatus::Phone *told(const Facts &facts, const QString &service) {
-    if (!facts.status)
-        return nullptr;
-    const auto &phones = facts.status->phones;
-    const auto found = std::find_if(phones.begin(), phones.end(), [&service](const auto &phone) {
-        return phone.service == service;
-    });
-    return found == phones.end() ? nullptr : &*found;
-}
-
 QString stateText(const AgentStatus::Phone *phone) {
     return phone ? nameOf(phone->state) : QStringLiteral("unknown");
 }
 
 QString agentText(Agent agent) {
-    switch (agent) {
-    case Agent::Unknown:
-        return QStringLiteral("unknown (no session bus)");
-    case Agent::NotRunning:
-        return QStringLiteral("not running");
-    case Agent::Silent:
-        return QStringLiteral("running, but it does not answer");
-    case Agent::Running:
-        break;
-    }
-    return QStringLiteral("running");
+    static const QMap<Agent, QString> texts{
+        {Agent::Unknown, QStringLiteral("unknown (no session bus)")},
+        {Agent::NotRunning, QStringLiteral("not running")},
+        {Agent::Silent, QStringLiteral("running, but it does not answer")},
+        {Agent::Running, QStringLiteral("running")}};
+    return texts.value(agent);
 }
 
-QString phoneLine(const Facts &facts, const RegisteredPhones::Phone &phone) {
-    const AgentStatus::Phone *const known = told(facts, phone.service);
+QList<RegisteredPhones::Phone> phonesIn(const SettingsStores &settings) {
+    return RegisteredPhones::phones(settings.value(Settings::Key::ServerServices));
+}
+
+QList<Refusal> refusalsOf(const StatusReader &agent) {
+    return agent.status() ? agent.status()->refusals : QList<Refusal>();
+}
+
+QString phoneLine(const StatusReader &agent, const RegisteredPhones::Phone &phone) {
+    const AgentStatus::Phone *const known = phoneIn(agent.status(), phone.service);
     QString text = u'\t' + ShownText::onOneLine(phone.service) + u'\t' +
                    ShownText::onOneLine(phone.shownName()) + u'\t' + stateText(known);
     if (known && known->state != AgentStatus::PhoneState::Connected) {
@@ -65,8 +60,8 @@ QString phoneLine(const Facts &facts, const RegisteredPhones::Phone &phone) {
     return text;
 }
 
-QJsonObject json(const Facts &facts, const RegisteredPhones::Phone &phone) {
-    const AgentStatus::Phone *const known = told(facts, phone.service);
+QJsonObject json(const StatusReader &agent, const RegisteredPhones::Phone &phone) {
+    const AgentStatus::Phone *const known = phoneIn(agent.status(), phone.service);
     QJsonObject result = StatusReport::json(phone);
     result.insert(QStringLiteral("state"), stateText(known));
     result.insert(QStringLiteral("lastSeen"), jsonDate(known ? known->lastSeen : std::nullopt));
@@ -82,15 +77,11 @@ qint64 jsonNumber(quint64 number) {
 } // namespace
 
 QString nameOf(AgentStatus::PhoneState state) {
-    switch (state) {
-    case AgentStatus::PhoneState::Connected:
-        return QStringLiteral("connected");
-    case AgentStatus::PhoneState::Seen:
-        return QStringLiteral("seen");
-    case AgentStatus::PhoneState::NotSeen:
-        break;
-    }
-    return QStringLiteral("not seen");
+    static const QMap<AgentStatus::PhoneState, QString> names{
+        {AgentStatus::PhoneState::Connected, QStringLiteral("connected")},
+        {AgentStatus::PhoneState::Seen, QStringLiteral("seen")},
+        {AgentStatus::PhoneState::NotSeen, QStringLiteral("not seen")}};
+    return names.value(state);
 }
 
 QJsonObject json(const RegisteredPhones::Phone &phone) {
@@ -129,44 +120,47 @@ QJsonObject json(const Refusal &refusal) {
             {QStringLiteral("text"), englishText(refusal)}};
 }
 
-QStringList lines(const Facts &facts) {
-    const auto &counted = facts.statistics;
-    QStringList result{facts.syncEnabled ? QStringLiteral("sync: on") : QStringLiteral("sync: off"),
-                       QStringLiteral("agent: %1").arg(agentText(facts.agent)),
-                       QStringLiteral("paste mode: %1").arg(Settings::wordFor(facts.pasteMode)),
-                       QStringLiteral("paired phones: %1").arg(facts.phones.size())};
-    for (const auto &phone : facts.phones)
-        result.append(phoneLine(facts, phone));
+QStringList lines(const SettingsStores &settings, const StatusReader &agent) {
+    const auto counted = settings.statistics();
+    const auto phones = phonesIn(settings);
+    QStringList result{
+        settings.isOn(Settings::Key::SyncEnabled) ? QStringLiteral("sync: on")
+                                                  : QStringLiteral("sync: off"),
+        QStringLiteral("agent: %1").arg(agentText(agent.agent())),
+        QStringLiteral("paste mode: %1").arg(Settings::wordFor(settings.pasteMode())),
+        QStringLiteral("paired phones: %1").arg(phones.size())};
+    for (const auto &phone : phones)
+        result.append(phoneLine(agent, phone));
     result.append(QStringLiteral("sent: %1 bytes, received: %2 bytes")
                       .arg(counted.bytesSent)
                       .arg(counted.bytesReceived));
     result.append(QStringLiteral("clips: %1 text, %2 images")
                       .arg(quint32(counted.textItems))
                       .arg(quint32(counted.imageItems)));
-    const QList<Refusal> refusals = facts.status ? facts.status->refusals : QList<Refusal>();
+    const QList<Refusal> refusals = refusalsOf(agent);
     for (const Refusal &refusal : refusals.first(std::min(refusals.size(), mostRefusalsShown)))
         result.append(QStringLiteral("refused: %1").arg(line(refusal)));
     return result;
 }
 
-QJsonObject json(const Facts &facts) {
-    const auto &counted = facts.statistics;
+QJsonObject json(const SettingsStores &settings, const StatusReader &agent) {
+    const auto counted = settings.statistics();
     QJsonArray phones;
-    for (const auto &phone : facts.phones)
-        phones.append(json(facts, phone));
+    for (const auto &phone : phonesIn(settings))
+        phones.append(json(agent, phone));
     QJsonArray refusals;
-    for (const Refusal &refusal : facts.status ? facts.status->refusals : QList<Refusal>())
+    for (const Refusal &refusal : refusalsOf(agent))
         refusals.append(json(refusal));
     const QJsonObject counters{
         {QStringLiteral("dataSent"), jsonNumber(counted.bytesSent)},
         {QStringLiteral("dataReceived"), jsonNumber(counted.bytesReceived)},
         {QStringLiteral("textItems"), jsonNumber(quint32(counted.textItems))},
         {QStringLiteral("imageItems"), jsonNumber(quint32(counted.imageItems))}};
-    const bool isKnown = facts.agent != Agent::Unknown;
-    return {{QStringLiteral("enabled"), facts.syncEnabled},
-            {QStringLiteral("agentRuns"),
-             isKnown ? QJsonValue(facts.agent != Agent::NotRunning) : QJsonValue(QJsonValue::Null)},
-            {QStringLiteral("pasteMode"), Settings::wordFor(facts.pasteMode)},
+    const bool isKnown = agent.agent() != Agent::Unknown;
+    return {{QStringLiteral("enabled"), settings.isOn(Settings::Key::SyncEnabled)},
+            {QStringLiteral("agentRuns"), isKnown ? QJsonValue(agent.agent() != Agent::NotRunning)
+                                                  : QJsonValue(QJsonValue::Null)},
+            {QStringLiteral("pasteMode"), Settings::wordFor(settings.pasteMode())},
             {QStringLiteral("phones"), phones},
             {QStringLiteral("refusals"), refusals},
             {QStringLiteral("statistics"), counters}};

@@ -14,18 +14,8 @@ namespace clipmule {
 /// plain English, with dates that every language and time zone reads alike.
 namespace StatusReport {
 
-struct Facts {
-    bool syncEnabled = true;
-    PasteMode pasteMode = PasteMode::Paste;
-    StatusReader::Agent agent = StatusReader::Agent::Unknown;
-    /// What a running agent tells.
-    std::optional<AgentStatus> status = {};
-    QList<RegisteredPhones::Phone> phones = {};
-    SettingsStores::Statistics statistics = {};
-};
-
-[[nodiscard]] QStringList lines(const Facts &facts);
-[[nodiscard]] QJsonObject json(const Facts &facts);
+[[nodiscard]] QStringList lines(const SettingsStores &settings, const StatusReader &agent);
+[[nodiscard]] QJsonObject json(const SettingsStores &settings, const StatusReader &agent);
 
 // Shared with the other commands.
 

@@ -19,6 +19,13 @@ namespace {
 const QString pasteWord = QStringLiteral("paste");
 const QString clipboardWord = QStringLiteral("clipboard");
 
+const QMap<Domain, QString> &domainNames() {
+    static const QMap<Domain, QString> names{{Domain::Shared, QStringLiteral("shared")},
+                                             {Domain::Agent, QStringLiteral("agent")},
+                                             {Domain::Statistics, QStringLiteral("stats")}};
+    return names;
+}
+
 // A text converts when it begins with what is wanted; more may follow, as on the platform.
 bool beginsWithNumber(const QString &text) {
     const QString trimmed = text.trimmed();
@@ -113,23 +120,12 @@ QString nameOf(Key key) {
 }
 
 QString nameOf(Domain domain) {
-    switch (domain) {
-    case Domain::Shared:
-        return QStringLiteral("shared");
-    case Domain::Agent:
-        return QStringLiteral("agent");
-    case Domain::Statistics:
-        break;
-    }
-    return QStringLiteral("stats");
+    return domainNames().value(domain);
 }
 
 std::optional<Domain> domainNamed(const QString &name) {
-    for (const Domain domain : {Domain::Shared, Domain::Agent, Domain::Statistics}) {
-        if (name == nameOf(domain))
-            return domain;
-    }
-    return std::nullopt;
+    const auto found = std::find(domainNames().begin(), domainNames().end(), name);
+    return found == domainNames().end() ? std::nullopt : std::optional(found.key());
 }
 
 std::shared_ptr<ZRKUserDefaults> openForAgent(ZRKUserDefaults::Environment environment) {

@@ -194,15 +194,10 @@ QJsonObject valueJson(const ArchiveValue &value, JsonBudget &budget) {
 }
 
 QString nameOfFormat(PropertyListSerialization::Format format) {
-    switch (format) {
-    case PropertyListSerialization::Format::OpenStep:
-        return QStringLiteral("openstep");
-    case PropertyListSerialization::Format::Xml:
-        return QStringLiteral("xml");
-    case PropertyListSerialization::Format::Binary:
-        return QStringLiteral("binary");
-    }
-    Q_UNREACHABLE();
+    using Format = PropertyListSerialization::Format;
+    return format == Format::OpenStep ? QStringLiteral("openstep")
+           : format == Format::Xml    ? QStringLiteral("xml")
+                                      : QStringLiteral("binary");
 }
 
 struct Parsed {
