@@ -4,7 +4,6 @@
 #include "app/PhoneLinks.h"
 
 #include "app/SyncJournal.h"
-#include "model/MessageEnvelope.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Log.h"

@@ -6,7 +6,6 @@
 #include "app/InboundClips.h"
 #include "app/PhoneLinks.h"
 #include "app/SyncJournal.h"
-#include "model/MessageEnvelope.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"

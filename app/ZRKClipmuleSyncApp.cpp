@@ -3,8 +3,8 @@
 
 #include "app/ZRKClipmuleSyncApp.h"
 
-#include "model/MessageEnvelope.h"
 #include "model/ZRKClipmuleData.h"
+#include "net/OutputObject.h"
 #include "platform/foundation/Log.h"
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKPowerNotificationCenter.h"

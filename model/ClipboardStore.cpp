@@ -137,14 +137,6 @@ void ClipboardStore::moveClipboardAtIndexToIndex(qsizetype from, qsizetype to) {
     _customIsDirty = true;
 }
 
-void ClipboardStore::eraseClipLater(const std::shared_ptr<ZRKClipmuleData> &clip) {
-    _deletedDatas.append(clip);
-}
-
-void ClipboardStore::keepClip(const std::shared_ptr<ZRKClipmuleData> &clip) {
-    _deletedDatas.removeAll(clip);
-}
-
 bool ClipboardStore::load(const QString &path,
                           const std::function<void(const ArchiveValue &root)> &take) {
     bool hasRoot = true;
@@ -236,10 +228,6 @@ bool ClipboardStore::saveCustomClipboards() {
                         [](const auto &clipboard) { return clipboard->isListDirty(); });
 }
 
-void ClipboardStore::setSavingDidChange(std::function<void(const QString &failure)> callback) {
-    _savingDidChange = std::move(callback);
-}
-
 void ClipboardStore::noteFailure(const QString &reason) {
     qCDebug(logModel).noquote() << "cannot save:" << reason;
     if (_failure.isEmpty())
@@ -250,8 +238,8 @@ void ClipboardStore::tellOfSaving() {
     const QString failure = std::exchange(_failure, {});
     if (std::exchange(_isFailureTold, !failure.isEmpty()) == !failure.isEmpty())
         return;
-    if (_savingDidChange)
-        _savingDidChange(failure);
+    if (onSavingDidChange)
+        onSavingDidChange(failure);
 }
 
 // A list that could not be written stays dirty and is written at a later beat. Until then its old

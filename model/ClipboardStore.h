@@ -76,15 +76,17 @@ public:
     void saveIfNeeded();
     /// Called when a save has failed, with the reason, and when one has succeeded again, with an
     /// empty text; not at every beat in between.
-    void setSavingDidChange(std::function<void(const QString &failure)> callback);
+    std::function<void(const QString &failure)> onSavingDidChange;
     /// The files of lists that could not be read since the store was made.
     [[nodiscard]] const QSet<QString> &unreadablePaths() const { return _unreadablePaths; }
     [[nodiscard]] qint64 largestList() const { return _largestList; }
 
     /// Erases the files of a clip that was removed from its clipboard at the next save.
-    void eraseClipLater(const std::shared_ptr<ZRKClipmuleData> &clip);
+    void eraseClipLater(const std::shared_ptr<ZRKClipmuleData> &clip) {
+        _deletedDatas.append(clip);
+    }
     /// Keeps the files of a clip that was removed and is inserted again before the next save.
-    void keepClip(const std::shared_ptr<ZRKClipmuleData> &clip);
+    void keepClip(const std::shared_ptr<ZRKClipmuleData> &clip) { _deletedDatas.removeAll(clip); }
 
     /// Hands the root of a keyed archive to the function, which may raise a PlatformException when
     /// it is of the wrong kind. False when there is no such file, when it has no root, or, with a
@@ -116,7 +118,6 @@ private:
     QSet<QString> _unreadablePaths;
     /// The side files whose failure is in the log.
     QSet<QString> _unsavedSideFiles;
-    std::function<void(const QString &)> _savingDidChange;
     /// The first failure of the current save; empty when there is none.
     QString _failure;
     bool _isFailureTold = false;

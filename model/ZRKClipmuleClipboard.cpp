@@ -220,60 +220,37 @@ constexpr qint64 sizeOfAnObject = 512;
 // Bytes of a text's marker and length.
 constexpr qint64 sizeOfAMarker = 16;
 
-/// Adds up the distinct texts.
-class Texts {
-public:
-    void add(const QString &text) {
-        const qsizetype before = _known.size();
-        _known.insert(text);
-        if (_known.size() == before)
-            return;
-        const bool isAscii =
-            std::all_of(text.begin(), text.end(), [](QChar unit) { return unit.unicode() < 0x80; });
-        _size += sizeOfAMarker + text.size() * (isAscii ? 1 : 2);
-    }
-    [[nodiscard]] qint64 size() const { return _size; }
-
-private:
-    QSet<QString> _known;
-    qint64 _size = 0;
-};
-
-/// Adds up their lengths, each as often as it is met.
-class Lengths {
-public:
-    void add(const QString &text) { _size += sizeOfAMarker + 2 * text.size(); }
-    [[nodiscard]] qint64 size() const { return _size; }
-
-private:
-    qint64 _size = 0;
-};
-
-template <typename Sum>
-qint64 sizeBy(const ZRKClipmuleClipboard::Clips &clips) {
-    Sum texts;
-    qint64 objects = 1;
+template <typename SizeOf>
+qint64 sizeBy(const ZRKClipmuleClipboard::Clips &clips, SizeOf sizeOf) {
+    qint64 size = sizeOfAnObject;
     for (const auto &clip : clips) {
-        texts.add(clip->oid());
-        texts.add(clip->title().value_or(QString()));
-        objects += 1 + clip->itemCount();
-        for (const auto &item : clip->items()) {
-            texts.add(item->oid());
-            texts.add(item->string().value_or(QString()));
-            texts.add(item->urlText());
-        }
+        size += sizeOfAnObject * (1 + clip->itemCount());
+        size += sizeOf(clip->oid()) + sizeOf(clip->title().value_or(QString()));
+        for (const auto &item : clip->items())
+            size += sizeOf(item->oid()) + sizeOf(item->string().value_or(QString())) +
+                    sizeOf(item->urlText());
     }
-    return objects * sizeOfAnObject + texts.size();
+    return size;
 }
 
 } // namespace
 
 qint64 archivedSize(const ZRKClipmuleClipboard::Clips &clips) {
-    return sizeBy<Texts>(clips);
+    QSet<QString> known;
+    return sizeBy(clips, [&known](const QString &text) -> qint64 {
+        const qsizetype before = known.size();
+        known.insert(text);
+        if (known.size() == before)
+            return 0;
+        const bool isAscii =
+            std::all_of(text.begin(), text.end(), [](QChar unit) { return unit.unicode() < 0x80; });
+        return sizeOfAMarker + text.size() * (isAscii ? 1 : 2);
+    });
 }
 
 bool archiveFits(const ZRKClipmuleClipboard::Clips &clips, qint64 limit) {
-    return sizeBy<Lengths>(clips) <= limit || archivedSize(clips) <= limit;
+    const auto atMost = [](const QString &text) { return sizeOfAMarker + 2 * text.size(); };
+    return sizeBy(clips, atMost) <= limit || archivedSize(clips) <= limit;
 }
 
 } // namespace clipmule

@@ -4,7 +4,7 @@
 #include "phone/Phone.h"
 
 #include "model/DataFile.h"
-#include "model/MessageEnvelope.h"
+#include "net/OutputObject.h"
 #include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/JsonLine.h"
 #include "platform/foundation/PlatformException.h"

@@ -4,7 +4,7 @@
 #include "phone/PhoneLog.h"
 
 #include "model/DataFile.h"
-#include "model/MessageEnvelope.h"
+#include "net/OutputObject.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/propertylist/TypedJson.h"

@@ -56,7 +56,7 @@ PhoneShelf::~PhoneShelf() {
     if (isAnythingUnsaved())
         onError(QStringLiteral("%1: what changed could not be saved and is lost")
                     .arg(_store->dataPath()));
-    _store->setSavingDidChange({});
+    _store->onSavingDidChange = nullptr;
 }
 
 Result<void> PhoneShelf::open() {
@@ -69,7 +69,7 @@ Result<void> PhoneShelf::open() {
                            : QStringLiteral("%1: the folder cannot be written to").arg(folder));
     _isOpen = true;
     _store->start();
-    _store->setSavingDidChange([this](const QString &failure) { savingDidChange(failure); });
+    _store->onSavingDidChange = [this](const QString &failure) { savingDidChange(failure); };
     numberAll(*_store->mainClipboard());
     return {};
 }

@@ -12,9 +12,9 @@ import tempfile
 
 import headers
 
-TYPES = "model/MessageEnvelope.h"
+TYPES = "net/OutputObject.h"
 _ENUM = re.compile(r"(enum class Type : int \{.*?)(\n\};)", re.DOTALL)
-_ASKS = re.compile(r"MessageEnvelope::type\(|^std::optional<Type> type\(", re.MULTILINE)
+_ASKS = re.compile(r"MessageEnvelope::type\(")
 # What must ask for it at least: the reader of the number, the agent and the stand-in.
 FEWEST = 3
 

@@ -197,7 +197,7 @@ enum class Type : int {
 Type type(int number);
 }
 """
-    ASKING = """#include "model/MessageEnvelope.h"
+    ASKING = """#include "net/OutputObject.h"
 int shown() {
     switch (MessageEnvelope::type(1)) {
     case MessageEnvelope::Type::Clip:
@@ -210,7 +210,7 @@ int shown() {
 
     def check(self, *rests):
         names = [f"app/A{number}.cpp" for number in range(len(rests))]
-        project = self.tree({"model/MessageEnvelope.h": self.HEADER} |
+        project = self.tree({"net/OutputObject.h": self.HEADER} |
                             {name: self.ASKING % rest for name, rest in zip(names, rests)})
         return messages.check(project, self.build_commands(*names))
 

@@ -456,7 +456,7 @@ void ClipboardStoreTest::nothingIsErasedWhileItIsSpokenOf() {
 
 void ClipboardStoreTest::failureIsToldOnce() {
     QStringList told;
-    _fixture->store->setSavingDidChange([&](const QString &failure) { told.append(failure); });
+    _fixture->store->onSavingDidChange = [&](const QString &failure) { told.append(failure); };
     const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
     QVERIFY(clipboard->items().isEmpty());
     tick();
@@ -479,7 +479,7 @@ void ClipboardStoreTest::failureIsToldOnce() {
 // The picture stays and is written as soon as that works; what was removed goes meanwhile.
 void ClipboardStoreTest::anImageThatCannotBeWrittenHoldsNothingUp() {
     QStringList told;
-    _fixture->store->setSavingDidChange([&](const QString &failure) { told.append(failure); });
+    _fixture->store->onSavingDidChange = [&](const QString &failure) { told.append(failure); };
     insertCustom({QStringLiteral("a")});
     const auto main = ZRKClipmuleClipboard::mainClipboard();
     const auto custom = ZRKClipmuleClipboard::customClipboards()[0];

@@ -181,7 +181,7 @@ private Q_SLOTS:
         const Clipboard before = _fixture->store->mainClipboard();
         _fixture->restart(size - excess);
         QStringList told;
-        _fixture->store->setSavingDidChange([&](const QString &failure) { told.append(failure); });
+        _fixture->store->onSavingDidChange = [&](const QString &failure) { told.append(failure); };
         const auto older = textClip(QStringLiteral("older"));
         main()->insertClipmuleDataAtIndex(older, 0);
         _fixture->runLoop.advance(5);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "model/MessageEnvelope.h"
+#include "net/OutputObject.h"
 #include "platform/foundation/PlatformException.h"
 
 #include <QTest>
