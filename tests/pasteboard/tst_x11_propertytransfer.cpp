@@ -1,0 +1,242 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/pasteboard/backends/x11/X11PropertyTransfer.h"
+#include "tests/kit/ManualRunLoop.h"
+#include "tests/pasteboard/Await.h"
+#include "tests/pasteboard/X11TestOwner.h"
+
+#include <QTest>
+
+using namespace clipmule;
+using clipmule::tests::await;
+using clipmule::tests::X11TestOwner;
+using Outcome = X11PropertyTransfer::Outcome;
+
+namespace {
+
+constexpr qint64 anySize = 1'000'000;
+
+} // namespace
+
+// One target of another application, asked for and taken.
+class X11PropertyTransferTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        _connection = X11Connection::open();
+        QVERIFY(_connection);
+        _transfer = std::make_unique<X11PropertyTransfer>(_connection);
+        _outcomes.clear();
+    }
+    void cleanup() {
+        _transfer.reset();
+        _connection.reset();
+    }
+
+    void answers_data() {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("pieceBytes");
+        QTest::newRow("nothing") << 0 << 0;
+        QTest::newRow("a part of a unit") << 3 << 0;
+        QTest::newRow("more than one request takes")
+            << int(X11PropertyTransfer::chunkBytes) + 5 << 0;
+        QTest::newRow("as much as one request takes") << int(X11PropertyTransfer::chunkBytes) << 0;
+        QTest::newRow("no pieces") << 0 << 10;
+        QTest::newRow("pieces") << 35 << 10;
+        QTest::newRow("pieces that all have the same size") << 30 << 10;
+        QTest::newRow("large pieces") << 700'000 << int(X11PropertyTransfer::chunkBytes) + 4;
+    }
+    void answers() {
+        QFETCH(int, size);
+        QFETCH(int, pieceBytes);
+        QByteArray data;
+        for (int index = 0; index < size; ++index)
+            data.append(char(index * 7));
+        X11TestOwner owner;
+        owner.own({{.target = "x", .data = data, .pieceBytes = pieceBytes}});
+        ask("x");
+        QVERIFY(ends());
+        QCOMPARE(_outcomes, QList{Outcome::Received});
+        QCOMPARE(_bytes, data);
+        QVERIFY(!_bytes.isNull());
+        QCOMPARE(_transfer->receivedBytes(), size);
+        QVERIFY(await([&] { return !owner.isTransferring(); }));
+        QCOMPARE(_runLoop.pendingCount(), 0);
+    }
+
+    // Nothing is kept of what somebody takes on the way.
+    void piecesAreHandedOn() {
+        const QByteArray data(X11PropertyTransfer::chunkBytes + 100, 'x');
+        X11TestOwner owner;
+        owner.own({{.target = "x", .data = data, .type = "STRING"}});
+        QByteArray taken;
+        QList<xcb_atom_t> types;
+        _transfer->start(
+            {.target = _connection->atom("x"), .mostBytes = anySize},
+            [this](Outcome outcome, const QByteArray &bytes) { ended(outcome, bytes); },
+            [&](QByteArrayView bytes, xcb_atom_t type) {
+                taken += bytes;
+                types += type;
+            });
+        QVERIFY(ends());
+        QCOMPARE(taken, data);
+        QCOMPARE(types, QList<xcb_atom_t>(2, XCB_ATOM_STRING));
+        QCOMPARE(_bytes, QByteArray(""));
+        QCOMPARE(_transfer->receivedBytes(), data.size());
+    }
+
+    void sizesAreLimited_data() {
+        QTest::addColumn<int>("pieceBytes");
+        QTest::addColumn<int>("announced");
+        QTest::newRow("at once") << 0 << -1;
+        QTest::newRow("announced") << 100 << -1;
+        QTest::newRow("sent, though less was announced") << 100 << 1;
+    }
+    void sizesAreLimited() {
+        QFETCH(int, pieceBytes);
+        QFETCH(int, announced);
+        X11TestOwner owner;
+        for (const auto &[size, outcome] : {std::pair(999, Outcome::Received),
+                                            std::pair(1000, Outcome::Received),
+                                            std::pair(1001, Outcome::TooLarge)}) {
+            _outcomes.clear();
+            owner.own({{.target = "x",
+                        .data = QByteArray(size, 'x'),
+                        .pieceBytes = pieceBytes,
+                        .announced = announced}});
+            ask("x", 1000);
+            QVERIFY(ends());
+            QCOMPARE(_outcomes, QList{outcome});
+        }
+        // The owner is not left waiting.
+        QVERIFY(await([&] { return !owner.isTransferring(); }));
+    }
+
+    void refusal() {
+        X11TestOwner owner;
+        owner.own({{.target = "x", .data = "x", .isRefused = true}});
+        ask("x");
+        QVERIFY(ends());
+        QCOMPARE(_outcomes, QList{Outcome::Refused});
+        QCOMPARE(_runLoop.pendingCount(), 0);
+    }
+
+    void patienceEnds_data() {
+        QTest::addColumn<double>("patience");
+        QTest::newRow("usual") << X11PropertyTransfer::stepLimit.count();
+        QTest::newRow("more") << 12.0;
+    }
+    void patienceEnds() {
+        QFETCH(double, patience);
+        X11TestOwner owner;
+        owner.own({{.target = "x", .data = "late", .isMute = true}});
+        _transfer->start(
+            {.target = _connection->atom("x"),
+             .mostBytes = anySize,
+             .patience = RunLoop::Seconds(patience)},
+            [this](Outcome outcome, const QByteArray &bytes) { ended(outcome, bytes); });
+        QVERIFY(await([&] { return owner.unansweredCount() == 1; }));
+        _runLoop.advance(patience - 0.001);
+        QVERIFY(_outcomes.isEmpty());
+        _runLoop.advance(0.001);
+        QCOMPARE(_outcomes, QList{Outcome::TimedOut});
+    }
+
+    // Each sign of life gives the owner time again, however long the first one took.
+    void patienceBeginsAnewWithEachPiece() {
+        X11TestOwner owner;
+        owner.own({{.target = "x", .data = QByteArray(30, 'x'), .pieceBytes = 10, .pieces = 2}});
+        _transfer->start(
+            {.target = _connection->atom("x"),
+             .mostBytes = anySize,
+             .patience = RunLoop::Seconds(60)},
+            [this](Outcome outcome, const QByteArray &bytes) { ended(outcome, bytes); });
+        QVERIFY(await([&] { return _transfer->receivedBytes() == 20; }));
+        _runLoop.advance(X11PropertyTransfer::stepLimit - RunLoop::Seconds(0.001));
+        QVERIFY(_outcomes.isEmpty());
+        _runLoop.advance(0.001);
+        QCOMPARE(_outcomes, QList{Outcome::TimedOut});
+    }
+
+    void lateAnswerIsNotTakenForTheNext() {
+        X11TestOwner owner;
+        owner.own({{.target = "x", .data = "late", .isMute = true}, {"y", "next"}});
+        ask("x");
+        QVERIFY(await([&] { return owner.unansweredCount() == 1; }));
+        ask("y");
+        owner.answerLate();
+        QVERIFY(ends());
+        QCOMPARE(_bytes, QByteArray("next"));
+        QCOMPARE(_outcomes, QList{Outcome::Received});
+    }
+
+    // The refusal of an earlier question for the same target, which carries that one's time.
+    void lateRefusalIsNotTakenForTheNext() {
+        X11TestOwner owner;
+        owner.own({{.target = "x", .data = {}, .isMute = true}});
+        ask("x", anySize, 1);
+        QVERIFY(await([&] { return owner.unansweredCount() == 1; }));
+        ask("x", anySize, 2);
+        owner.own({{.target = "x", .data = {}, .isRefused = true}});
+        owner.answerLate();
+        owner.own({{"x", "data"}});
+        QVERIFY(ends());
+        QCOMPARE(_outcomes, QList{Outcome::Received});
+        QCOMPARE(_bytes, QByteArray("data"));
+    }
+
+    void abandonedIsNotHeardOfAndComesToItsEnd() {
+        X11TestOwner owner;
+        owner.own({{.target = "x", .data = QByteArray(1000, 'x'), .pieceBytes = 10}});
+        ask("x");
+        QVERIFY(await([&] { return owner.piecesSent() >= 2; }));
+        _transfer->abandon();
+        QCOMPARE(_runLoop.pendingCount(), 0);
+        QVERIFY(await([&] { return !owner.isTransferring(); }));
+        QCOMPARE(owner.piecesSent(), 101);
+        QVERIFY(_outcomes.isEmpty());
+    }
+
+    // It may be asked for the next from inside its answer.
+    void theNextMayBeginAtTheEnd() {
+        X11TestOwner owner;
+        owner.own({{"x", "1"}, {"y", "2"}});
+        QList<QByteArray> answers;
+        _transfer->start({.target = _connection->atom("x"), .mostBytes = anySize},
+                         [&](Outcome, const QByteArray &first) {
+                             answers += first;
+                             _transfer->start(
+                                 {.target = _connection->atom("y"), .mostBytes = anySize},
+                                 [&](Outcome, const QByteArray &second) { answers += second; });
+                         });
+        QVERIFY(await([&] { return answers.size() == 2; }));
+        QCOMPARE(answers, (QList<QByteArray>{"1", "2"}));
+    }
+
+private:
+    void ended(Outcome outcome, const QByteArray &bytes) {
+        _outcomes += outcome;
+        _bytes = bytes;
+    }
+    void ask(const QByteArray &target, qint64 mostBytes = anySize,
+             xcb_timestamp_t time = XCB_CURRENT_TIME) {
+        _transfer->start(
+            {.target = _connection->atom(target), .time = time, .mostBytes = mostBytes},
+            [this](Outcome outcome, const QByteArray &bytes) { ended(outcome, bytes); });
+    }
+    bool ends() {
+        return await([this] { return !_outcomes.isEmpty(); });
+    }
+    kit::ManualRunLoop _runLoop;
+    RunLoop::Installation _installation{_runLoop};
+    std::shared_ptr<X11Connection> _connection;
+    std::unique_ptr<X11PropertyTransfer> _transfer;
+    QList<Outcome> _outcomes;
+    QByteArray _bytes;
+};
+
+QTEST_GUILESS_MAIN(X11PropertyTransferTest)
+#include "tst_x11_propertytransfer.moc"
