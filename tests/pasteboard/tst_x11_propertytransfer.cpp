@@ -84,7 +84,7 @@ private Q_SLOTS:
         QVERIFY(ends());
         QCOMPARE(taken, data);
         QCOMPARE(types, QList<xcb_atom_t>(2, XCB_ATOM_STRING));
-        QCOMPARE(_bytes, QByteArray(""));
+        QVERIFY(_bytes.isEmpty() && !_bytes.isNull());
         QCOMPARE(_transfer->receivedBytes(), data.size());
     }
 
@@ -99,9 +99,9 @@ private Q_SLOTS:
         QFETCH(int, pieceBytes);
         QFETCH(int, announced);
         X11TestOwner owner;
-        for (const auto &[size, outcome] : {std::pair(999, Outcome::Received),
-                                            std::pair(1000, Outcome::Received),
-                                            std::pair(1001, Outcome::TooLarge)}) {
+        for (const auto &[size, outcome] :
+             {std::pair(999, Outcome::Received), std::pair(1000, Outcome::Received),
+              std::pair(1001, Outcome::TooLarge)}) {
             _outcomes.clear();
             owner.own({{.target = "x",
                         .data = QByteArray(size, 'x'),
@@ -111,6 +111,8 @@ private Q_SLOTS:
             QVERIFY(ends());
             QCOMPARE(_outcomes, QList{outcome});
         }
+        // What is announced is not even begun.
+        QCOMPARE(_transfer->receivedBytes(), announced == 1 ? 1000 : 0);
         // The owner is not left waiting.
         QVERIFY(await([&] { return !owner.isTransferring(); }));
     }
@@ -171,6 +173,64 @@ private Q_SLOTS:
         QVERIFY(ends());
         QCOMPARE(_bytes, QByteArray("next"));
         QCOMPARE(_outcomes, QList{Outcome::Received});
+    }
+
+    void lateAnswerForTheSameTargetIsNotTaken() {
+        X11TestOwner owner;
+        owner.own({{.target = "x", .data = {}, .isMute = true}});
+        ask("x");
+        QVERIFY(await([&] { return owner.unansweredCount() == 1; }));
+        ask("x");
+        owner.own({{"x", "late"}});
+        owner.answerLate();
+        owner.own({{.target = "x", .data = {}, .isMute = true}});
+        QVERIFY(await([&] { return owner.unansweredCount() == 1; }));
+        QVERIFY(_outcomes.isEmpty());
+        owner.own({{"x", "data"}});
+        owner.answerLate();
+        QVERIFY(ends());
+        QCOMPARE(_outcomes, QList{Outcome::Received});
+        QCOMPARE(_bytes, QByteArray("data"));
+    }
+
+    // The answer was there, and the server had been asked for it.
+    void whatIsUnderWayWhenItIsAbandonedIsNotTaken() {
+        // Sees each event after the transfer.
+        struct Abandoning final : X11Observer {
+            explicit Abandoning(std::function<void()> call)
+                : abandon(std::move(call)) {}
+            void x11Event(const xcb_generic_event_t &event) override {
+                if ((event.response_type & 0x7f) == XCB_SELECTION_NOTIFY && abandon)
+                    std::exchange(abandon, nullptr)();
+            }
+            std::function<void()> abandon;
+        };
+        X11TestOwner owner;
+        owner.own({{"x", "first"}, {"y", "next"}});
+        Abandoning abandoning([this] { ask("y"); });
+        _connection->addObserver(&abandoning);
+        ask("x");
+        QVERIFY(ends());
+        _connection->removeObserver(&abandoning);
+        QVERIFY(!abandoning.abandon);
+        QCOMPARE(_outcomes, QList{Outcome::Received});
+        QCOMPARE(_bytes, QByteArray("next"));
+    }
+
+    // So many questions later the property of one that was given up serves again.
+    void propertiesComeRoundAgain() {
+        X11TestOwner owner;
+        owner.own({{.target = "x", .data = QByteArray(30, 'x'), .pieceBytes = 10, .pieces = 1},
+                   {"y", "next"}});
+        ask("x");
+        QVERIFY(await([&] { return _transfer->receivedBytes() == 10; }));
+        for (int question = 0; question < 130; ++question) {
+            _outcomes.clear();
+            ask("y");
+            QVERIFY(ends());
+            QCOMPARE(_outcomes, QList{Outcome::Received});
+            QCOMPARE(_bytes, QByteArray("next"));
+        }
     }
 
     // The refusal of an earlier question for the same target, which carries that one's time.

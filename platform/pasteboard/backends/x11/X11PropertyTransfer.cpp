@@ -62,9 +62,6 @@ void X11PropertyTransfer::abandon() {
 }
 
 void X11PropertyTransfer::end(Outcome outcome) {
-    // The answer has come to its end, or will not come.
-    if (outcome == Outcome::Received || outcome == Outcome::Refused)
-        _state = State::Idle;
     const Ended ended = std::move(_ended);
     QByteArray bytes = std::move(_bytes);
     // What is there but empty is not the same as nothing.
