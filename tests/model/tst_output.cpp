@@ -60,6 +60,11 @@ private Q_SLOTS:
     void nativeTypesAreRestored();
     void placeholdersBecomeTheImage();
     void fullSizeImageComesBack();
+    void theNamedPngGoesBeforeTheOthers();
+    void storedUrls_data();
+    void storedUrls();
+    void storedTitles();
+    void urlWithoutASchemeIsNotOffered();
     void typesWithoutBytesAreSkipped();
     void freshFilesWinOverStoredOnes();
     void largestWrittenSet_data();
@@ -177,6 +182,75 @@ void OutputTest::fullSizeImageComesBack() {
     item->setImageData(jpegBytes);
     QVERIFY(write({item}));
     QCOMPARE(written().images, (QList{pngBytes, pngBytes}));
+}
+
+// Programs take PNG; what stands under the name of TIFF may be anything.
+void OutputTest::theNamedPngGoesBeforeTheOthers() {
+    const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
+        NativeDictionary{{NSTIFFPboardType, otherBytes}, {publicPng, pngBytes}});
+    QVERIFY(write({item}));
+    QCOMPARE(written().images, (QList{pngBytes, otherBytes}));
+    const auto older = ZRKClipmuleDataItem::initWithNativeDictionary(
+        NativeDictionary{{NSTIFFPboardType, otherBytes}, {applePng, pngBytes}});
+    QVERIFY(write({older}));
+    QCOMPARE(written().images, (QList{pngBytes, otherBytes}));
+}
+
+void OutputTest::storedUrls_data() {
+    QTest::addColumn<QByteArray>("stored");
+    QTest::addColumn<QString>("url");
+    const auto row = [](const char *name, const QByteArray &stored, const char *url) {
+        QTest::newRow(name) << stored << QString::fromLatin1(url);
+    };
+    const auto list = [](const QList<PropertyList> &values) {
+        return PropertyListSerialization::xml(PropertyList::List(values));
+    };
+    const PropertyList address(QStringLiteral("http://a.org/b"));
+    row("list", list({address, QStringLiteral("")}), "http://a.org/b");
+    row("list of one", list({address}), "http://a.org/b");
+    row("binary list", PropertyListSerialization::binary(PropertyList::List{address}),
+        "http://a.org/b");
+    row("bare text", " http://a.org/b\n", "http://a.org/b");
+    row("empty list", list({}), "");
+    row("list of something else", list({1}), "");
+    for (const char *none : {"", "a.org/b", "//a.org/", "http://[", "http://a:x/", "%%%:"})
+        row(none, none, "");
+    constexpr int longest = 256 * 1024;
+    const auto link = [](int size) { return "http://a.org/" + QByteArray(size - 13, ' '); };
+    row("one below", link(longest - 1), "http://a.org/");
+    row("the longest", link(longest), "http://a.org/");
+    row("one above", link(longest + 1), "");
+    // In a form that would hold the run loop for minutes.
+    const QString marks = QStringLiteral("\u0301\u0316").repeated(60'000);
+    row("marks", QString(QStringLiteral("http://a") + marks + u'/').toUtf8().first(longest), "");
+}
+
+void OutputTest::storedUrls() {
+    QFETCH(QByteArray, stored);
+    QFETCH(QString, url);
+    QVERIFY(write({ZRKClipmuleDataItem::initWithNativeDictionary(
+        NativeDictionary{{NSURLPboardType, stored}})}));
+    QCOMPARE(written(),
+             url.isEmpty() ? PasteboardContents() : PasteboardContents{.url = QUrl(url)});
+}
+
+void OutputTest::storedTitles() {
+    const auto titleOf = [&](const QByteArray &stored) {
+        return write({ZRKClipmuleDataItem::initWithNativeDictionary(
+                   NativeDictionary{{publicUrlName, stored}})})
+                   ? written().title
+                   : QStringLiteral("(refused)");
+    };
+    QCOMPARE(titleOf("T\xc3\xaftle"), QStringLiteral("Tïtle"));
+    constexpr int longest = 256 * 1024;
+    QCOMPARE(titleOf(QByteArray(longest - 1, 't')).size(), longest - 1);
+    QCOMPARE(titleOf(QByteArray(longest, 't')).size(), longest);
+    QCOMPARE(titleOf(QByteArray(longest + 1, 't')).size(), 0);
+}
+
+void OutputTest::urlWithoutASchemeIsNotOffered() {
+    QVERIFY(write({phoneItem({{QStringLiteral("url"), QStringLiteral("a.org/b")}})}));
+    QVERIFY(written().isEmpty());
 }
 
 void OutputTest::typesWithoutBytesAreSkipped() {
