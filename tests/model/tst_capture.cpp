@@ -235,6 +235,13 @@ void CaptureTest::onesOwnReadingsGoBeforeOthersUnderTheirNames() {
     QCOMPARE(item->nativeDictionary()->value(NSStringPboardType), QByteArray("text"));
     QCOMPARE(item->string(), std::optional(QStringLiteral("text")));
     QCOMPARE(sizeOf(*item->imageData()), QSize(4, 4));
+    // Of an image there is the item's alone.
+    _desktop->pasteboard.copyByAnotherApplication({.others = {{NSTIFFPboardType, "image"}}});
+    QCOMPARE(ZRKClipmuleData::initFromPasteboard(_desktop->services)
+                 ->firstItem()
+                 ->nativeDictionary()
+                 ->value(NSTIFFPboardType, "none"),
+             QByteArray(""));
 }
 
 // Markup that cannot be read, rich-text folders, and bytes that are not UTF-8.

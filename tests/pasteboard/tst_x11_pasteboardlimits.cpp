@@ -81,11 +81,13 @@ private Q_SLOTS:
         Desktop desktop;
         X11TestOwner owner;
         const qsizetype size = X11SelectionReader::byteLimit;
-        owner.own({{.target = "image/png",
-                    .data = QByteArray(size, 'x'),
-                    .pieceBytes = 8 * 1024 * 1024}});
+        owner.own(
+            {{.target = "image/png", .data = QByteArray(size, 'x'), .pieceBytes = 8 * 1024 * 1024},
+             {"x.beside", "1"}});
         QVERIFY(desktop.fetchEnds());
         QCOMPARE(desktop.pasteboard->contents().images.value(0).size(), size);
+        // Nothing more fits in.
+        QVERIFY(!desktop.pasteboard->contents().others.value(QStringLiteral("x.beside")));
     }
 
     void nativeContentsAreLimitedMore_data() {

@@ -274,6 +274,10 @@ private Q_SLOTS:
         QVERIFY(!desktop.pasteboard->isFetching());
         QCOMPARE(desktop.pasteboard->changeCount(), 0);
         QVERIFY(desktop.pasteboard->contents().isEmpty());
+        // What is only named counts again with an owner that answers.
+        owner.own({{"image/x-emf", "emf"}});
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
     }
 
     // A program that marks a password offers few targets, and one that hides the mark, many.
