@@ -4,7 +4,6 @@
 #include "model/ZRKClipmuleClipboard.h"
 
 #include "Common/Categories/ZRKNSStringCategory.h"
-#include "model/ClipboardStore.h"
 #include "model/DataFile.h"
 #include "model/RecordForms.h"
 #include "platform/foundation/PlatformException.h"
@@ -24,6 +23,13 @@ ZRKClipmuleClipboard::~ZRKClipmuleClipboard() {
         if (clip->clipboard() == this)
             clip->setClipboard(nullptr);
     }
+}
+
+std::shared_ptr<ClipboardStore> ZRKClipmuleClipboard::handedOver() {
+    if (auto store = _handedOver.lock())
+        return store;
+    throw PlatformException(QStringLiteral("InternalInconsistency"),
+                            QStringLiteral("no store was handed over"));
 }
 
 void ZRKClipmuleClipboard::setStore(const std::shared_ptr<ClipboardStore> &store) {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "model/ClipboardStore.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/archive/Coding.h"
 #include "platform/foundation/Object.h"
@@ -13,8 +14,6 @@
 #include <optional>
 
 namespace clipmule {
-
-class ClipboardStore;
 
 // Posted on the platform's default centre with the clipboard as the object. The last two carry the
 // clip as their attachment, which stands for the entry of this key: what a notification tells other
@@ -48,19 +47,32 @@ public:
 
     // Class operations, see ClipboardStore. They go to the store that the program has handed over;
     // without one they raise a PlatformException. Nothing here uses them.
-    static void handOver(const std::shared_ptr<ClipboardStore> &store);
-    [[nodiscard]] static QString dataPath();
-    [[nodiscard]] static std::shared_ptr<ZRKClipmuleClipboard> mainClipboard();
-    [[nodiscard]] static Clipboards customClipboards();
-    [[nodiscard]] static std::shared_ptr<ZRKClipmuleClipboard> clipboardWithOID(const QString &oid);
+    static void handOver(const std::shared_ptr<ClipboardStore> &store) { _handedOver = store; }
+    [[nodiscard]] static QString dataPath() { return handedOver()->dataPath(); }
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleClipboard> mainClipboard() {
+        return handedOver()->mainClipboard();
+    }
+    [[nodiscard]] static Clipboards customClipboards() { return handedOver()->customClipboards(); }
+    [[nodiscard]] static std::shared_ptr<ZRKClipmuleClipboard>
+    clipboardWithOID(const QString &oid) {
+        return handedOver()->clipboardWithOID(oid);
+    }
     /// Looks in every clipboard.
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
-    storedClipmuleDataWithOID(const QString &oid);
+    storedClipmuleDataWithOID(const QString &oid) {
+        return handedOver()->clipmuleDataWithOID(oid);
+    }
     static void insertCustomClipboardAtIndex(const std::shared_ptr<ZRKClipmuleClipboard> &clipboard,
-                                             qsizetype index);
-    static void removeCustomClipboard(const std::shared_ptr<ZRKClipmuleClipboard> &clipboard);
-    static void moveClipboardAtIndexToIndex(qsizetype from, qsizetype to);
-    static void saveIfNeeded();
+                                             qsizetype index) {
+        handedOver()->insertCustomClipboardAtIndex(clipboard, index);
+    }
+    static void removeCustomClipboard(const std::shared_ptr<ZRKClipmuleClipboard> &clipboard) {
+        handedOver()->removeCustomClipboard(clipboard);
+    }
+    static void moveClipboardAtIndexToIndex(qsizetype from, qsizetype to) {
+        handedOver()->moveClipboardAtIndexToIndex(from, to);
+    }
+    static void saveIfNeeded() { handedOver()->saveIfNeeded(); }
 
     /// The store that keeps it, which calls this; its clips are kept there, too.
     void setStore(const std::shared_ptr<ClipboardStore> &store);
@@ -118,6 +130,7 @@ public:
     [[nodiscard]] QString description() const override;
 
 private:
+    [[nodiscard]] static std::shared_ptr<ClipboardStore> handedOver();
     template <typename Form>
     void list(Form &form);
     void change(std::optional<QString> &name, const std::optional<QString> &value);
@@ -125,6 +138,7 @@ private:
     void postChange(const QString &name, const QString &clipsName,
                     const std::shared_ptr<ZRKClipmuleData> &clip);
 
+    static inline std::weak_ptr<ClipboardStore> _handedOver;
     std::weak_ptr<ClipboardStore> _store;
     mutable std::optional<QString> _oid;
     std::optional<QString> _title;
