@@ -24,8 +24,7 @@ public:
     /// The installation's bundle; without a display there is no face.
     Agent(Bundle bundle, AgentBackends backends, std::unique_ptr<Face> face, Started started);
     ~Agent();
-    Agent(const Agent &) = delete;
-    Agent &operator=(const Agent &) = delete;
+    Q_DISABLE_COPY_MOVE(Agent)
 
     /// Ends the event loop when the display is gone. False when the installation lacks what it
     /// needs.

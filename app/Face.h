@@ -3,15 +3,13 @@
 
 #pragma once
 
-#include "app/Updater.h"
+#include "app/PackageUpdater.h"
 #include "model/ClipNotice.h"
 #include "platform/bundle/Bundle.h"
 #include "platform/desktop/DesktopNotifications.h"
 #include "platform/desktop/HelpManager.h"
-#include "platform/session/ApplicationInterface.h"
 #include "platform/session/Session.h"
 #include "platform/session/SessionPrograms.h"
-#include "platform/session/SingleInstance.h"
 #include "platform/tray/StatusItem.h"
 #include "ui/UpdateQuestion.h"
 

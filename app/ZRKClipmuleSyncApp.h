@@ -5,10 +5,10 @@
 
 #include "app/ClipboardWatch.h"
 #include "app/InboundClips.h"
+#include "app/PackageUpdater.h"
 #include "app/PhoneLinks.h"
 #include "app/PhoneMessages.h"
 #include "app/SyncJournal.h"
-#include "app/Updater.h"
 #include "platform/bundle/Bundle.h"
 #include "platform/foundation/Object.h"
 #include "platform/session/SessionPrograms.h"
@@ -48,10 +48,6 @@ struct SyncServices {
     /// be empty.
     std::function<void()> situationDidChange = {};
 };
-
-/// Posted on the platform's default centre when the connection picture may have changed.
-inline const QString ZRKClipmuleSyncStatusDidChange =
-    QStringLiteral("ZRKClipmuleSyncStatusDidChange");
 
 /// The agent: decides by the settings and the computer's state with which phones to be in touch,
 /// sends what is copied here to them and pastes what they send.

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "app/Agent.h"
-#include "platform/bundle/Translations.h"
+#include "platform/bundle/Bundle.h"
 #include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/QtRunLoop.h"

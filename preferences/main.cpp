@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/bundle/Bundle.h"
-#include "platform/bundle/Translations.h"
 #include "platform/desktop/HelpManager.h"
 #include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/Log.h"
@@ -10,10 +9,8 @@
 #include "platform/foundation/QuitSignals.h"
 #include "platform/preferences/DistributedNotifications.h"
 #include "platform/preferences/PreferencesDatabase.h"
-#include "platform/session/ApplicationInterface.h"
 #include "platform/session/Session.h"
 #include "platform/session/SessionPrograms.h"
-#include "platform/session/SingleInstance.h"
 #include "preferences/PreferencesCommands.h"
 #include "preferences/PreferencesWindow.h"
 

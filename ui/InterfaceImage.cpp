@@ -6,6 +6,7 @@
 #include "platform/bundle/Bundle.h"
 #include "platform/foundation/Log.h"
 
+#include <QFontInfo>
 #include <QPainter>
 
 #include <cmath>
@@ -77,6 +78,16 @@ void InterfaceImage::draw(QPainter &painter, const QRectF &target, const QRectF 
 
 void InterfaceImage::draw(QPainter &painter, const QPointF &at) const {
     draw(painter, {at, QSizeF(size())}, {{0, 0}, QSizeF(size())});
+}
+
+QFont interfaceFont(int size, bool isBold) {
+    QFont font(QStringLiteral("Lucida Grande"));
+    // The toolkit would take any other family instead.
+    if (QFontInfo(font).family() != font.family())
+        font = QFont();
+    font.setPixelSize(size);
+    font.setBold(isBold);
+    return font;
 }
 
 } // namespace clipmule

@@ -3,7 +3,9 @@
 
 #pragma once
 
+#include <QFont>
 #include <QImage>
+#include <QRectF>
 #include <QString>
 
 class QPainter;
@@ -39,5 +41,16 @@ private:
     QImage _normal;
     QImage _doubled;
 };
+
+/// The interface was laid out with the origin at the bottom left and y upwards; painters and
+/// widgets have it at the top left and y downwards. Maps a rectangle from the one into the other,
+/// inside a view of that height; in points. The same function maps back.
+[[nodiscard]] constexpr QRectF flipped(const QRectF &rect, qreal viewHeight) {
+    return {rect.x(), viewHeight - rect.y() - rect.height(), rect.width(), rect.height()};
+}
+
+/// The font of the interface's texts, bold or not, where it is installed, else the desktop's. A
+/// point is a pixel here, as in every other measure.
+[[nodiscard]] QFont interfaceFont(int size, bool isBold = false);
 
 } // namespace clipmule

@@ -3,11 +3,7 @@
 
 #include "ui/MessagePanel.h"
 
-#include "ui/ViewCoordinates.h"
-#include "ui/ZRKStretchableImageView.h"
-
 #include <QBitmap>
-#include <QFontInfo>
 #include <QGraphicsOpacityEffect>
 #include <QGuiApplication>
 #include <QPainter>
@@ -22,21 +18,13 @@ namespace clipmule {
 namespace {
 
 constexpr int fontSize = 13;
+constexpr double distanceOfCentres = 100;
 // The text's place, and how much larger than the text the panel is on each side.
 constexpr QPoint textOrigin{18, 18};
 constexpr int horizontalMargin = 18;
 constexpr int verticalMargin = 23;
 // What is less solid than this belongs to the shadow, which needs blending.
 constexpr int solidAlpha = 100;
-
-QFont messageFont() {
-    QFont font(QStringLiteral("Lucida Grande"));
-    // The toolkit would take any other family instead.
-    if (QFontInfo(font).family() != font.family())
-        font = QFont();
-    font.setPixelSize(fontSize);
-    return font;
-}
 
 // Breaks lines between words where possible, and inside a word that is wider than the panel.
 void layOut(QTextLayout &layout) {
@@ -104,11 +92,44 @@ QBitmap outline(const QImage &image, QSize points) {
 
 } // namespace
 
+MessagePanelPlace placeOfMessagePanel(QSize panel, const QRect &statusItem, const QRect &screen) {
+    MessagePanelPlace place;
+    const double centre = statusItem.left() + statusItem.width() / 2.0;
+    const double half = panel.width() / 2.0;
+    double left = std::floor(centre - half - distanceOfCentres);
+    if (left < screen.left()) {
+        place.isMirrored = true;
+        left = std::ceil(centre - half + distanceOfCentres);
+    }
+    left = std::max(std::min(left, double(screen.left() + screen.width() - panel.width())),
+                    double(screen.left()));
+
+    const int itemBottom = statusItem.top() + statusItem.height();
+    place.isAbove = statusItem.top() + itemBottom > 2 * screen.top() + screen.height();
+    place.frame = {
+        QPoint(int(left), place.isAbove ? statusItem.top() - panel.height() : itemBottom), panel};
+    return place;
+}
+
+ZRKStretchableImageView::ZRKStretchableImageView(QWidget *parent)
+    : QWidget(parent) {}
+
+void ZRKStretchableImageView::stretchWithLeftCapWidthTopCapHeight(int leftCapWidth,
+                                                                  int topCapHeight) {
+    _pieces = NinePartImage(_image, leftCapWidth, topCapHeight);
+    update();
+}
+
+void ZRKStretchableImageView::paintEvent(QPaintEvent *) {
+    QPainter painter(this);
+    drawRect(painter, rect());
+}
+
 class MessagePanel::TextView final : public QWidget {
 public:
     explicit TextView(QWidget *parent)
         : QWidget(parent) {
-        setFont(messageFont());
+        setFont(interfaceFont(fontSize));
     }
 
     [[nodiscard]] QSize sizeForText(const QString &text) const {

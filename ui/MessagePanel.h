@@ -3,17 +3,54 @@
 
 #pragma once
 
+#include "Common/Categories/ZRKNSImageCategory.h"
 #include "ui/InterfaceImage.h"
-#include "ui/MessagePanelPlace.h"
 
-#include <QPointer>
+#include <QRect>
 #include <QWidget>
 
 class QGraphicsOpacityEffect;
 
 namespace clipmule {
 
-class ZRKStretchableImageView;
+/// Where the message panel is, and which way it hangs.
+struct MessagePanelPlace {
+    QRect frame;
+    /// Over the status item, because that is in the lower half of the screen.
+    bool isAbove = false;
+    /// To the right of the status item, because there is no room on the left.
+    bool isMirrored = false;
+};
+
+/// A panel of that size hangs from the status item's window, most of it to the left, so that the
+/// tip of its background points at the item: its centre is 100 points left of the item's. All of it
+/// stays on the screen. Everything is in device-independent pixels, y downwards.
+[[nodiscard]] MessagePanelPlace placeOfMessagePanel(QSize panel, const QRect &statusItem,
+                                                    const QRect &screen);
+
+/// Shows an image as a frame that takes any size. It shows nothing before it was stretched.
+class ZRKStretchableImageView final : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit ZRKStretchableImageView(QWidget *parent = nullptr);
+
+    /// Sets the image, whose device pixel ratio counts. What is shown stays until the next stretch.
+    void setImage(const QImage &image) { _image = image; }
+    [[nodiscard]] const QImage &image() const { return _image; }
+    /// Cuts the image into its nine pieces and redraws; the caps are in points.
+    void stretchWithLeftCapWidthTopCapHeight(int leftCapWidth, int topCapHeight);
+    /// Draws the pieces over the bounds.
+    void drawRect(QPainter &painter, const QRectF &bounds) const { _pieces.draw(painter, bounds); }
+    [[nodiscard]] const NinePartImage &pieces() const { return _pieces; }
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    QImage _image;
+    NinePartImage _pieces;
+};
 
 /// The borderless window of a message: a text on a background with a tip. It neither takes the
 /// keyboard nor the pointer.

@@ -14,17 +14,18 @@ namespace clipmule {
 
 class Bundle;
 
+/// Posted on the platform's default centre when the connection picture may have changed.
+inline const QString ZRKClipmuleSyncStatusDidChange =
+    QStringLiteral("ZRKClipmuleSyncStatusDidChange");
 /// Posted on the platform's default centre when lastRefusal() changed.
 inline const QString ZRKClipmuleSyncDidRefuse = QStringLiteral("ZRKClipmuleSyncDidRefuse");
 
 /// What the status item, its menu and its views ask of the agent, and the few things they tell it.
-/// Changes are announced by "ZRKClipmuleSyncStatusDidChange" on the platform's default centre.
 class SyncStatusSource {
 public:
     SyncStatusSource() = default;
     virtual ~SyncStatusSource() = default;
-    SyncStatusSource(const SyncStatusSource &) = delete;
-    SyncStatusSource &operator=(const SyncStatusSource &) = delete;
+    Q_DISABLE_COPY_MOVE(SyncStatusSource)
 
     [[nodiscard]] virtual bool isEnabled() const = 0;
     virtual void setEnabled(bool enabled) = 0;

@@ -18,8 +18,7 @@ public:
     UpdateQuestion();
     /// A question that is still open goes without an answer.
     ~UpdateQuestion();
-    UpdateQuestion(const UpdateQuestion &) = delete;
-    UpdateQuestion &operator=(const UpdateQuestion &) = delete;
+    Q_DISABLE_COPY_MOVE(UpdateQuestion)
 
     /// Asks about a version. A question about another version that is still open is answered with
     /// no; one about the same version comes to the front and keeps the callback of its first time.

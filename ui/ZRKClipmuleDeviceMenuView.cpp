@@ -6,12 +6,11 @@
 #include "platform/foundation/Log.h"
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKUserDefaults.h"
+#include "ui/InterfaceImage.h"
 #include "ui/SyncStatusSource.h"
-#include "ui/ViewCoordinates.h"
 
 #include <QCoreApplication>
 #include <QEvent>
-#include <QFontInfo>
 #include <QMenu>
 #include <QPainter>
 #include <QStyle>
@@ -21,9 +20,6 @@
 namespace clipmule {
 
 namespace {
-
-// Posted by the agent.
-const QString statusDidChange = QStringLiteral("ZRKClipmuleSyncStatusDidChange");
 
 // Points, with the origin at the bottom left.
 constexpr QRectF initialLightFrame{74, 11, 19, 19};
@@ -35,17 +31,6 @@ constexpr int fontSize = 14;
 
 const QColor textColor = QColor::fromRgbF(0.627F, 0.627F, 0.627F);
 const QColor shadowColor = QColor::fromRgbF(0.137F, 0.137F, 0.137F);
-
-QFont nameFont() {
-    QFont font(QStringLiteral("Lucida Grande"));
-    // The toolkit would take any other family instead.
-    if (QFontInfo(font).family() != font.family())
-        font = QFont();
-    // A point is a pixel here, as in every other measure of the view.
-    font.setPixelSize(fontSize);
-    font.setBold(true);
-    return font;
-}
 
 QString localized(const char *text) {
     return QCoreApplication::translate("Clipmule", text);
@@ -95,7 +80,7 @@ ZRKClipmuleDeviceMenuView::ZRKClipmuleDeviceMenuView(const SyncStatusSource &sta
                        ZRKUserDefaultsDidChangeNotification);
     center.addObserver(
         this, selector<&ZRKClipmuleDeviceMenuView::connectionDidChange>("connectionDidChange"),
-        statusDidChange);
+        ZRKClipmuleSyncStatusDidChange);
 }
 
 ZRKClipmuleDeviceMenuView::~ZRKClipmuleDeviceMenuView() {
@@ -172,7 +157,7 @@ void ZRKClipmuleDeviceMenuView::drawRect(QPainter &painter, const QRectF &bounds
     const QRectF light = lightFrame(bounds.size());
     const QRectF text =
         flipped({textLeft, textBottom, light.x() - textLeft, bodyHeight}, bounds.height());
-    painter.setFont(nameFont());
+    painter.setFont(interfaceFont(fontSize, true));
     const QString name =
         painter.fontMetrics().elidedText(shownName(), Qt::ElideRight, int(text.width()));
     // A name ends, and is cut, where its own script ends; it begins beside the menu's edge.

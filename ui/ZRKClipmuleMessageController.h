@@ -46,8 +46,7 @@ public:
 
     explicit ZRKClipmuleMessageController(const Bundle &bundle);
     ~ZRKClipmuleMessageController();
-    ZRKClipmuleMessageController(const ZRKClipmuleMessageController &) = delete;
-    ZRKClipmuleMessageController &operator=(const ZRKClipmuleMessageController &) = delete;
+    Q_DISABLE_COPY_MOVE(ZRKClipmuleMessageController)
 
     void setSurroundings(MessageSurroundings surroundings);
     /// Shows the text, which is in the user's language, instead of one that is still shown.

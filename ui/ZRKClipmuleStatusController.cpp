@@ -5,6 +5,7 @@
 
 #include "net/ZRKStreamNotifications.h"
 #include "platform/desktop/HelpManager.h"
+#include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Log.h"
 #include "platform/session/SessionPrograms.h"
 #include "platform/tray/StatusItem.h"
@@ -31,9 +32,6 @@ namespace {
 
 const QString helpBookNameKey = QStringLiteral("CFBundleHelpBookName");
 const QString helpAnchor = QStringLiteral("help");
-// Posted by the agent.
-const QString statusDidChange = QStringLiteral("ZRKClipmuleSyncStatusDidChange");
-
 // Sides of the icon in pixels: what status areas ask for, on ordinary and on dense screens.
 constexpr int iconSides[] = {16, 22, 24, 32, 44, 48};
 constexpr int comparedSide = 48;
@@ -83,7 +81,7 @@ std::shared_ptr<ZRKClipmuleStatusController> ZRKClipmuleStatusController::init(S
     const Selector settingsChanged = selector<&Self::defaultsDidChange>("defaultsDidChange");
     center.addObserver(self, settingsChanged, ZRKUserDefaultsDidChangeNotification);
     center.addObserver(self, settingsChanged, NSUserDefaultsDidChangeNotification);
-    center.addObserver(self, selector<&Self::update>("update"), statusDidChange);
+    center.addObserver(self, selector<&Self::update>("update"), ZRKClipmuleSyncStatusDidChange);
     center.addObserver(self, selector<&Self::update>("update"), ZRKClipmuleSyncDidRefuse);
     const Selector dataMoved = selector<&Self::startNetworkActivity>("startNetworkActivity");
     center.addObserver(self, dataMoved, ZRKStreamDidReceiveData);
@@ -119,12 +117,8 @@ void ZRKClipmuleStatusController::showStatusItem() {
     _statusView->setNeedsDisplayCallback([this] { redraw(); });
     _statusView->setNetworkActive(_networkActive);
     _menu = makeMenu();
-    _statusItem->setDelegate({.clicked = [this] { _statusView->mouseDown(); },
-                              .hostDidChange =
-                                  [this] {
-                                      if (_statusItemDidChange)
-                                          _statusItemDidChange();
-                                  }});
+    _statusItem->onClick = [this] { _statusView->mouseDown(); };
+    _statusItem->onHostChange = [this] { callCopyOf(_statusItemDidChange); };
     _statusItem->setName(QCoreApplication::translate("Clipmule", "Clipmule Sync"));
     redraw();
     _statusItem->setMenu(_menu.get());

@@ -3,8 +3,8 @@
 
 #include "ui/ZRKClipmuleStatusView.h"
 
+#include "ui/InterfaceImage.h"
 #include "ui/SyncStatusSource.h"
-#include "ui/ViewCoordinates.h"
 
 #include <QGuiApplication>
 #include <QPainter>

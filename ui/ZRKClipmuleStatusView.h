@@ -34,8 +34,7 @@ public:
     /// The status is not owned. The pictures are read here, once.
     ZRKClipmuleStatusView(const SyncStatusSource &status, const Bundle &bundle,
                           QSizeF size = itemSize);
-    ZRKClipmuleStatusView(const ZRKClipmuleStatusView &) = delete;
-    ZRKClipmuleStatusView &operator=(const ZRKClipmuleStatusView &) = delete;
+    Q_DISABLE_COPY_MOVE(ZRKClipmuleStatusView)
 
     void setAction(Action action) { _action = std::move(action); }
     /// Called whenever the drawing has changed; from the run loop for each frame of the spinner.

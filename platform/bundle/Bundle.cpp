@@ -7,8 +7,13 @@
 #include "platform/foundation/RegularFile.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QLibraryInfo>
+#include <QTranslator>
+
+#include <memory>
 
 namespace clipmule {
 
@@ -52,6 +57,19 @@ QList<Bundle> &loadedBundles() {
 
 bool isFramework(const Bundle &bundle) {
     return bundle.path().endsWith(u".framework");
+}
+
+// The name is cut at its underscores until a file is found: that of the territory, or the language.
+bool install(const QString &name, const QString &folder) {
+    auto translator = std::make_unique<QTranslator>();
+    if (!translator->load(name, folder))
+        return false;
+    translator->setParent(QCoreApplication::instance());
+    return QCoreApplication::installTranslator(translator.release());
+}
+
+QLocale localeOf(QLocale::Language language, const QLocale &named, const QLocale &user) {
+    return user.language() == language ? QLocale(language, user.script(), user.territory()) : named;
 }
 
 } // namespace
@@ -132,6 +150,26 @@ void Bundle::load(const Bundle &bundle) {
 
 void Bundle::unload(const Bundle &bundle) {
     loadedBundles().removeAll(bundle);
+}
+
+QLocale installTranslations(const QLocale &user) {
+    QLocale spoken = localeOf(QLocale::English, QLocale(QLocale::English), user);
+    // Not by QTranslator::load(QLocale, …): there is no file for English, which it would pass over.
+    const QStringList languages = user.uiLanguages();
+    for (const QString &language : languages) {
+        const QLocale named(language);
+        if (named.language() == QLocale::English || named.language() == QLocale::C)
+            break;
+        if (install(QStringLiteral("clipmule_") + named.name(), QStringLiteral(":/translations"))) {
+            // The toolkit's own texts, on its buttons, where they are installed.
+            install(QStringLiteral("qtbase_") + named.name(),
+                    QLibraryInfo::path(QLibraryInfo::TranslationsPath));
+            spoken = localeOf(named.language(), named, user);
+            break;
+        }
+    }
+    QLocale::setDefault(spoken);
+    return spoken;
 }
 
 } // namespace clipmule

@@ -20,8 +20,7 @@ public:
 
     EventQueue() = default;
     ~EventQueue() = default;
-    EventQueue(const EventQueue &) = delete;
-    EventQueue &operator=(const EventQueue &) = delete;
+    Q_DISABLE_COPY_MOVE(EventQueue)
 
     void post(Event event);
     void clear();

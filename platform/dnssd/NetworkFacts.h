@@ -55,8 +55,7 @@ public:
 
     NetworkProbe() = default;
     virtual ~NetworkProbe() = default;
-    NetworkProbe(const NetworkProbe &) = delete;
-    NetworkProbe &operator=(const NetworkProbe &) = delete;
+    Q_DISABLE_COPY_MOVE(NetworkProbe)
     /// Asks the network once, by one multicast packet an interface. Answers once, from the run
     /// loop, after answerTime and some; a second call replaces the first.
     virtual void look(std::function<void(const NetworkFacts &)> answer) = 0;

@@ -28,8 +28,7 @@ public:
 
     SystemPower() = default;
     virtual ~SystemPower() = default;
-    SystemPower(const SystemPower &) = delete;
-    SystemPower &operator=(const SystemPower &) = delete;
+    Q_DISABLE_COPY_MOVE(SystemPower)
 
     /// Starts delivery; true when the registration began. A system that cannot tell stays silent.
     virtual bool registerForSystemPower(Callback callback) = 0;

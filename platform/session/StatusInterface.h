@@ -70,8 +70,7 @@ class StatusInterface {
 public:
     StatusInterface() = default;
     virtual ~StatusInterface() = default;
-    StatusInterface(const StatusInterface &) = delete;
-    StatusInterface &operator=(const StatusInterface &) = delete;
+    Q_DISABLE_COPY_MOVE(StatusInterface)
 
     /// Shows itself on the bus. False without one.
     virtual bool start() = 0;
@@ -84,8 +83,7 @@ class StatusReader {
 public:
     StatusReader() = default;
     virtual ~StatusReader() = default;
-    StatusReader(const StatusReader &) = delete;
-    StatusReader &operator=(const StatusReader &) = delete;
+    Q_DISABLE_COPY_MOVE(StatusReader)
 
     enum class Agent {
         Unknown,    ///< not answered yet, or no session bus

@@ -48,10 +48,7 @@ public:
     [[nodiscard]] static Result<std::unique_ptr<SocketListener>> open(Calls calls = systemCalls());
     SocketListener(Private, Calls calls, FileHandle socket, quint16 port);
     ~SocketListener();
-    SocketListener(const SocketListener &) = delete;
-    SocketListener &operator=(const SocketListener &) = delete;
-    SocketListener(SocketListener &&) = delete;
-    SocketListener &operator=(SocketListener &&) = delete;
+    Q_DISABLE_COPY_MOVE(SocketListener)
 
     [[nodiscard]] quint16 port() const { return _port; }
     /// Accepts one connection, as soon as there is one, and hands it over non-blocking; call it

@@ -14,18 +14,25 @@ namespace clipmule {
 /// and must be before the descriptor is closed.
 class SocketNotifier {
 public:
-    SocketNotifier(int descriptor, QSocketNotifier::Type type, std::function<void()> callback);
+    SocketNotifier(int descriptor, QSocketNotifier::Type type, std::function<void()> callback)
+        : _notifier(std::make_unique<QSocketNotifier>(descriptor, type).release()) {
+        QObject::connect(_notifier.get(), &QSocketNotifier::activated, _notifier.get(),
+                         std::move(callback));
+    }
     ~SocketNotifier() = default;
-    SocketNotifier(const SocketNotifier &) = delete;
-    SocketNotifier &operator=(const SocketNotifier &) = delete;
-    SocketNotifier(SocketNotifier &&) = delete;
-    SocketNotifier &operator=(SocketNotifier &&) = delete;
+    Q_DISABLE_COPY_MOVE(SocketNotifier)
 
     void setEnabled(bool enabled) { _notifier->setEnabled(enabled); }
 
 private:
     struct Release {
-        void operator()(QSocketNotifier *notifier) const;
+        // The notifier may be in the middle of its signal, so it is deleted later; it lets go of
+        // the descriptor at once.
+        void operator()(QSocketNotifier *notifier) const {
+            notifier->setEnabled(false);
+            notifier->disconnect();
+            notifier->deleteLater();
+        }
     };
     std::unique_ptr<QSocketNotifier, Release> _notifier;
 };

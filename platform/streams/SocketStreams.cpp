@@ -67,10 +67,7 @@ public:
         _channel->attach(this);
     }
     virtual ~SocketEnd() { closeEnd(); }
-    SocketEnd(const SocketEnd &) = delete;
-    SocketEnd &operator=(const SocketEnd &) = delete;
-    SocketEnd(SocketEnd &&) = delete;
-    SocketEnd &operator=(SocketEnd &&) = delete;
+    Q_DISABLE_COPY_MOVE(SocketEnd)
 
     [[nodiscard]] bool isOpening() const { return _state == State::Opening; }
     /// Starts on a turn of its own.

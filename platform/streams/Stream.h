@@ -29,10 +29,7 @@ public:
 
     Stream() = default;
     virtual ~Stream() = default;
-    Stream(const Stream &) = delete;
-    Stream &operator=(const Stream &) = delete;
-    Stream(Stream &&) = delete;
-    Stream &operator=(Stream &&) = delete;
+    Q_DISABLE_COPY_MOVE(Stream)
 
     /// The delegate; empty for none.
     virtual void setEventHandler(EventHandler handler) = 0;

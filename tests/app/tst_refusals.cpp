@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "app/Refusals.h"
+#include "app/SyncJournal.h"
 #include "tests/kit/ManualRunLoop.h"
 
 #include <QRegularExpression>

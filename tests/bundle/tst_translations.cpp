@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/bundle/Translations.h"
+#include "platform/bundle/Bundle.h"
 
 #include <QCoreApplication>
 #include <QProcess>

@@ -2,9 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/QtRunLoop.h"
-#include "platform/session/ApplicationInterface.h"
 #include "platform/session/SessionPrograms.h"
-#include "platform/session/SingleInstance.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QRegularExpression>

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/dbus/BusConnection.h"
-#include "platform/dbus/SessionNames.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/services/PrivateBus.h"
 
@@ -97,47 +96,6 @@ private Q_SLOTS:
         qputenv("DBUS_SESSION_BUS_ADDRESS", address);
         qputenv("XDG_RUNTIME_DIR", folder);
         QVERIFY(!opened);
-    }
-
-    void tellsWhetherANameIsOwned() {
-        QVERIFY(_bus.start());
-        BusConnection program(BusConnection::Bus::Session);
-        QVERIFY(program.open());
-        const QString name = QStringLiteral("com.zendrik.SomeProgram");
-        SessionNames names;
-        std::optional<std::optional<bool>> answer;
-        const auto ask = [&] {
-            answer.reset();
-            names.findOwner(name, [&](std::optional<bool> owned) { answer = owned; });
-            QVERIFY(!answer);
-            QTRY_VERIFY_WITH_TIMEOUT(answer, kit::patience);
-        };
-        ask();
-        QVERIFY(*answer == false);
-        QVERIFY(QDBusConnection(program.connection()).registerService(name));
-        ask();
-        QVERIFY(*answer == true);
-    }
-
-    void withoutABusNobodyKnowsWhoOwnsAName() {
-        SessionNames names;
-        std::optional<std::optional<bool>> answer;
-        names.findOwner(QStringLiteral("com.zendrik.SomeProgram"),
-                        [&](std::optional<bool> owned) { answer = owned; });
-        QVERIFY(!answer);
-        QTRY_VERIFY_WITH_TIMEOUT(answer, kit::patience);
-        QVERIFY(*answer == std::nullopt);
-    }
-
-    void noAnswerAfterTheEnd() {
-        bool answered = false;
-        {
-            SessionNames names;
-            names.findOwner(QStringLiteral("com.zendrik.SomeProgram"),
-                            [&](std::optional<bool>) { answered = true; });
-        }
-        QCoreApplication::processEvents();
-        QVERIFY(!answered);
     }
 
 private:

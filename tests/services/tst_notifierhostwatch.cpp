@@ -5,7 +5,7 @@
 #include "platform/desktop/DesktopNotifications.h"
 #include "platform/session/Session.h"
 #include "platform/session/SessionPrograms.h"
-#include "platform/tray/TrayWatch.h"
+#include "platform/tray/StatusItem.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/services/PrivateBus.h"
 

@@ -4,7 +4,6 @@
 #include "platform/bundle/Bundle.h"
 #include "platform/desktop/HelpManager.h"
 #include "platform/tray/StatusItem.h"
-#include "platform/tray/StatusItemPlace.h"
 
 #include <QDir>
 #include <QFile>

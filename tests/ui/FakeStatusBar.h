@@ -26,7 +26,6 @@ public:
         }
         ~Item() override { _bar.items.removeAll(this); }
 
-        void setDelegate(Delegate given) override { delegate = std::move(given); }
         void setName(const QString &given) override { name = given; }
         void setIcon(const QIcon &given) override {
             icon = given;
@@ -46,15 +45,14 @@ public:
         [[nodiscard]] QRect place() const override { return where; }
 
         /// The user clicks.
-        void click() const { delegate.clicked(); }
+        void click() const { onClick(); }
         /// The desktop's status area comes, goes, or is another one.
         void setHost(Host host) {
             is = host;
-            if (delegate.hostDidChange)
-                delegate.hostDidChange();
+            if (onHostChange)
+                onHostChange();
         }
 
-        Delegate delegate;
         QString name;
         QIcon icon;
         /// How often a picture was set.

@@ -3,7 +3,6 @@
 
 #include "tests/ui/Pictures.h"
 #include "ui/InterfaceImage.h"
-#include "ui/ViewCoordinates.h"
 
 #include <QRegularExpression>
 #include <QTest>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "ui/MessagePanelPlace.h"
+#include "ui/MessagePanel.h"
 
 #include <QRegularExpression>
 #include <QTest>

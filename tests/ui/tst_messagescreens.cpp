@@ -6,7 +6,6 @@
 #include "ui/InterfaceImage.h"
 #include "ui/MessagePanel.h"
 #include "ui/ZRKClipmuleMessageController.h"
-#include "ui/ZRKStretchableImageView.h"
 
 #include <QGuiApplication>
 #include <QRegularExpression>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/ui/Pictures.h"
-#include "ui/ZRKStretchableImageView.h"
+#include "ui/MessagePanel.h"
 
 #include <QRegularExpression>
 #include <QTest>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/dbus/BusConnection.h"
-#include "platform/tray/TrayWatch.h"
+#include "platform/tray/StatusItem.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>

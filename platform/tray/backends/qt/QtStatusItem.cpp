@@ -3,10 +3,8 @@
 
 #include "platform/tray/StatusItem.h"
 
-#include "platform/foundation/RunLoop.h"
+#include "platform/foundation/Callbacks.h"
 #include "platform/session/Session.h"
-#include "platform/tray/StatusItemPlace.h"
-#include "platform/tray/TrayWatch.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -60,8 +58,6 @@ public:
         if (_trays)
             _trays->start([this] { traysDidChange(); });
     }
-
-    void setDelegate(Delegate delegate) override { _delegate = std::move(delegate); }
 
     void setName(const QString &name) override {
         _name = name;
@@ -141,8 +137,7 @@ private:
         _tray->setIcon(_icon);
         _tray->setContextMenu(_menu);
         showOnceComplete();
-        if (_delegate.hostDidChange)
-            _delegate.hostDidChange();
+        callCopyOf(onHostChange);
     }
 
     // The item is shown once it has an icon, which its maker sets afterwards: the status area asks
@@ -159,15 +154,14 @@ private:
         // draws the item.
         const bool isClick =
             reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick;
-        if (isClick && _delegate.clicked)
-            _delegate.clicked();
+        if (isClick)
+            callCopyOf(onClick);
     }
 
     std::unique_ptr<TrayWatch> _hosts;
     std::unique_ptr<TrayWatch> _trays;
     Decision _decision;
     const int _length;
-    Delegate _delegate;
     QString _name;
     QIcon _icon;
     QPointer<QMenu> _menu;

@@ -3,7 +3,7 @@
 
 #include "platform/foundation/RunLoop.h"
 #include "platform/session/Session.h"
-#include "platform/tray/TrayWatch.h"
+#include "platform/tray/StatusItem.h"
 #include "platform/x11/X11Connection.h"
 
 #include <xcb/xfixes.h>

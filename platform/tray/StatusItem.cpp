@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/tray/StatusItemPlace.h"
+#include "platform/tray/StatusItem.h"
 
 #include <algorithm>
 
