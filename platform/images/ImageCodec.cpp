@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <utility>
 
 #include <png.h>
 
@@ -149,52 +148,31 @@ constexpr int compressionLevel = 3;
 constexpr int compressionLevelInHaste = 1;
 constexpr int filters = PNG_FILTER_NONE | PNG_FILTER_SUB;
 
-// Writes an image as PNG into memory, up to a number of bytes. It stops at the first byte too
-// many: a photo's PNG is ten times the limit, and making all of it takes a second.
-class PngEncoder final {
-public:
-    enum class Outcome { Complete, TooLarge, Abandoned, Failed };
+// A PNG that is being written into memory, up to a number of bytes. It stops at the first byte too
+// many: a photo's PNG is ten times the limit, and making all of it takes a second. The library
+// reports errors by a long jump, past which no object may be alive that needs to be destroyed: all
+// of them live in encoded().
+struct Png {
+    qsizetype largest;
+    // In haste, where it is given: half the time, some percent larger. Looked at for every row.
+    const std::atomic_bool *isAbandoned;
+    QByteArray bytes = {};
+    bool isFull = false;
 
-    explicit PngEncoder(qsizetype largest)
-        : PngEncoder(largest, nullptr) {}
-    // In haste: half the time, some percent larger. Looks at every row whether it is still wanted.
-    PngEncoder(qsizetype largest, const std::atomic_bool *isAbandoned)
-        : _largest(largest)
-        , _isAbandoned(isAbandoned) {}
-
-    // The image is in the format RGB32 or ARGB32; others fail.
-    [[nodiscard]] Outcome encode(const QImage &image);
-    // The PNG; to be called after a complete encoding.
-    [[nodiscard]] QByteArray takeBytes();
-
-private:
-    struct Library;
-
-    [[nodiscard]] bool isAbandoned() const { return _isAbandoned && *_isAbandoned; }
-
-    qsizetype _largest;
-    const std::atomic_bool *_isAbandoned;
-    QByteArray _bytes;
-    bool _isFull = false;
-};
-
-// What the library calls, and how it is called. It reports errors by a long jump, past which no
-// object may be alive that needs to be destroyed: all of them live in encode().
-struct PngEncoder::Library {
     static void fail(png_structp png, png_const_charp) { png_longjmp(png, 1); }
     static void ignoreWarning(png_structp, png_const_charp) {}
     static void flush(png_structp) {}
 
-    static void write(png_structp png, png_bytep bytes, size_t count) {
-        auto *const encoder = static_cast<PngEncoder *>(png_get_io_ptr(png));
-        encoder->_isFull = count > size_t(encoder->_largest - encoder->_bytes.size());
-        if (encoder->_isFull)
+    static void append(png_structp png, png_bytep data, size_t count) {
+        auto *const self = static_cast<Png *>(png_get_io_ptr(png));
+        self->isFull = count > size_t(self->largest - self->bytes.size());
+        if (self->isFull)
             png_longjmp(png, 1);
-        encoder->_bytes.append(reinterpret_cast<const char *>(bytes), qsizetype(count));
+        self->bytes.append(reinterpret_cast<const char *>(data), qsizetype(count));
     }
 
-    static bool writeAll(png_structp png, png_infop info, const QImage &image,
-                         const QByteArray &colorProfile, const PngEncoder &encoder) {
+    bool write(png_structp png, png_infop info, const QImage &image,
+               const QByteArray &colorProfile) const {
         if (setjmp(png_jmpbuf(png)))
             return false;
         const bool hasAlpha = image.hasAlphaChannel();
@@ -206,8 +184,7 @@ struct PngEncoder::Library {
                          reinterpret_cast<png_const_bytep>(colorProfile.constData()),
                          png_uint_32(colorProfile.size()));
         }
-        png_set_compression_level(png, encoder._isAbandoned ? compressionLevelInHaste
-                                                            : compressionLevel);
+        png_set_compression_level(png, isAbandoned ? compressionLevelInHaste : compressionLevel);
         png_set_filter(png, PNG_FILTER_TYPE_BASE, filters);
         png_write_info(png, info);
         // A pixel is a number of the machine, alpha in its highest byte.
@@ -221,7 +198,7 @@ struct PngEncoder::Library {
                                                                       : PNG_FILLER_BEFORE);
         }
         for (int y = 0; y < image.height(); ++y) {
-            if (encoder.isAbandoned())
+            if (isAbandoned && *isAbandoned)
                 return false;
             png_write_row(png, image.constScanLine(y));
         }
@@ -230,59 +207,42 @@ struct PngEncoder::Library {
     }
 };
 
-PngEncoder::Outcome PngEncoder::encode(const QImage &image) {
-    if (image.format() != QImage::Format_RGB32 && image.format() != QImage::Format_ARGB32)
-        return Outcome::Failed;
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, Library::fail,
-                                              Library::ignoreWarning);
-    if (!png)
-        return Outcome::Failed;
-    png_infop info = png_create_info_struct(png);
-    bool complete = false;
+std::optional<QByteArray> encoded(const QImage &image, Png result) {
+    const bool isOurFormat =
+        image.format() == QImage::Format_RGB32 || image.format() == QImage::Format_ARGB32;
+    png_structp png = isOurFormat ? png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr,
+                                                            Png::fail, Png::ignoreWarning)
+                                  : nullptr;
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    bool isComplete = false;
     if (info) {
-        png_set_write_fn(png, this, Library::write, Library::flush);
+        png_set_write_fn(png, &result, Png::append, Png::flush);
         // A profile that the library does not like is left out.
         png_set_benign_errors(png, 1);
         const QColorSpace space = image.colorSpace();
         const bool needsProfile = space.isValid() && space != QColorSpace(QColorSpace::SRgb);
-        const QByteArray profile = needsProfile ? space.iccProfile() : QByteArray();
-        complete = Library::writeAll(png, info, image, profile, *this);
+        isComplete =
+            result.write(png, info, image, needsProfile ? space.iccProfile() : QByteArray());
     }
     png_destroy_write_struct(&png, &info);
-    if (complete)
-        return Outcome::Complete;
-    if (_isFull)
-        return Outcome::TooLarge;
-    return isAbandoned() ? Outcome::Abandoned : Outcome::Failed;
-}
-
-QByteArray PngEncoder::takeBytes() {
-    _bytes.squeeze();
-    return std::exchange(_bytes, {});
-}
-
-std::optional<QByteArray> encoded(PngEncoder encoder, const QImage &image) {
-    switch (encoder.encode(image)) {
-    case PngEncoder::Outcome::Complete:
-        return encoder.takeBytes();
-    case PngEncoder::Outcome::TooLarge:
-    case PngEncoder::Outcome::Abandoned:
-        return std::nullopt;
-    case PngEncoder::Outcome::Failed:
-        raise(QStringLiteral("the image cannot be written as PNG"));
+    if (isComplete) {
+        result.bytes.squeeze();
+        return result.bytes;
     }
-    Q_UNREACHABLE();
+    if (!result.isFull && !(result.isAbandoned && *result.isAbandoned))
+        raise(QStringLiteral("the image cannot be written as PNG"));
+    return std::nullopt;
 }
 
 } // namespace
 
 std::optional<QByteArray> png(const QImage &image, qsizetype largest) {
-    return encoded(PngEncoder(largest), image);
+    return encoded(image, {.largest = largest, .isAbandoned = nullptr});
 }
 
 std::optional<QByteArray> quickPng(const QImage &image, qsizetype largest,
                                    const std::atomic_bool &isAbandoned) {
-    return encoded(PngEncoder(largest, &isAbandoned), image);
+    return encoded(image, {.largest = largest, .isAbandoned = &isAbandoned});
 }
 
 QByteArray jpeg(const QImage &image, double compressionFactor) {
