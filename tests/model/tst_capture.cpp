@@ -54,8 +54,6 @@ private Q_SLOTS:
     void vetoes();
     void hintThatIsNotToldIsAVeto();
     void nativeDictionaryHoldsEveryType();
-    void whatDesktopsReadIsInTheirForms();
-    void onesOwnReadingsGoBeforeOthersUnderTheirNames();
     void textOfTheFirstReadingThatExists();
     void whatIsNoTextIsPassedOver();
     void lineEndings_data();
@@ -193,55 +191,6 @@ void CaptureTest::nativeDictionaryHoldsEveryType() {
                                                      {QStringLiteral("org.example.empty"), ""}};
     QCOMPARE(clip->firstItem()->nativeDictionary(), std::optional(expected));
     QVERIFY(clip->firstItem()->hasImageData());
-}
-
-// Byte for byte: other desktops read them.
-void CaptureTest::whatDesktopsReadIsInTheirForms() {
-    _desktop->pasteboard.copyByAnotherApplication(
-        {.text = "caf\xc3\xa9",
-         .html = "<b>",
-         .rtf = "{\\rtf1}",
-         .files = {QStringLiteral("/a b.png"), QStringLiteral("/<ü>")},
-         .url = QUrl(QStringLiteral("https://a.org/ü?b=c&d")),
-         .title = QStringLiteral("Tïtle")});
-    const auto clip = ZRKClipmuleData::initFromPasteboard(_desktop->services);
-    const QByteArray head =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-        "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n";
-    const ZRKClipmuleData::NativeDictionary expected{
-        {NSStringPboardType, "caf\xc3\xa9"},
-        {publicHtml, "<b>"},
-        {NSRTFPboardType, "{\\rtf1}"},
-        {NSFilenamesPboardType, head + "<array>\n\t<string>/a b.png</string>\n"
-                                       "\t<string>/&lt;\xc3\xbc&gt;</string>\n"
-                                       "</array>\n</plist>\n"},
-        {NSURLPboardType, head + "<array>\n\t<string>https://a.org/%C3%BC?b=c&amp;d</string>\n"
-                                 "\t<string></string>\n</array>\n</plist>\n"},
-        {publicUrlName, "T\xc3\xaftle"}};
-    QCOMPARE(clip->firstItem()->nativeDictionary(), std::optional(expected));
-    QCOMPARE(clip->firstItem()->url(),
-             std::optional(QUrl(QStringLiteral("https://a.org/ü?b=c&d"))));
-    QCOMPARE(clip->title(), std::optional(QStringLiteral("Tïtle")));
-}
-
-// A program may call what it has by any name.
-void CaptureTest::onesOwnReadingsGoBeforeOthersUnderTheirNames() {
-    _desktop->pasteboard.copyByAnotherApplication(
-        {.text = "text",
-         .images = {encoded(plain({4, 4}), "png")},
-         .others = {{NSStringPboardType, "other"}, {publicPng, encoded(plain({5, 5}), "png")}}});
-    const auto item = ZRKClipmuleData::initFromPasteboard(_desktop->services)->firstItem();
-    QCOMPARE(item->nativeDictionary()->value(NSStringPboardType), QByteArray("text"));
-    QCOMPARE(item->string(), std::optional(QStringLiteral("text")));
-    QCOMPARE(sizeOf(*item->imageData()), QSize(4, 4));
-    // Of an image there is the item's alone.
-    _desktop->pasteboard.copyByAnotherApplication({.others = {{NSTIFFPboardType, "image"}}});
-    QCOMPARE(ZRKClipmuleData::initFromPasteboard(_desktop->services)
-                 ->firstItem()
-                 ->nativeDictionary()
-                 ->value(NSTIFFPboardType, "none"),
-             QByteArray(""));
 }
 
 // Markup that cannot be read, rich-text folders, and bytes that are not UTF-8.
