@@ -79,10 +79,6 @@ constexpr int labelWidth = 14;
 // More refusals are in the JSON form.
 constexpr qsizetype mostRefusalsShown = 3;
 
-QString line(const QString &label, const QString &value) {
-    return label.leftJustified(labelWidth) + value;
-}
-
 QString yesOrNo(bool value) {
     return value ? QStringLiteral("yes") : QStringLiteral("no");
 }
@@ -160,11 +156,10 @@ QStringList interfaceLines(const dnssd::NetworkFacts &network) {
 }
 
 // Puts the first value beside the label, the others below it.
-void appendBlock(QStringList &lines, const QString &label, const QStringList &values) {
-    if (values.isEmpty())
-        lines.append(line(label, QStringLiteral("none")));
-    for (qsizetype i = 0; i < values.size(); ++i)
-        lines.append(line(i == 0 ? label : QString(), values[i]));
+void add(QStringList &lines, const char *label, const QStringList &values) {
+    QString shown = QString::fromLatin1(label);
+    for (const QString &value : values.isEmpty() ? QStringList(QStringLiteral("none")) : values)
+        lines.append(std::exchange(shown, {}).leftJustified(labelWidth) + value);
 }
 
 QStringList problemsOfAgent(const Facts &facts) {
@@ -333,51 +328,45 @@ QJsonObject asJson(const Facts &facts, const QStringList &problems) {
 
 QStringList asLines(const Facts &facts, const QStringList &problems) {
     const auto &status = facts.status;
+    const auto &network = facts.network;
     const QString unknown = QStringLiteral("unknown");
-    QStringList lines{
-        line(QStringLiteral("version"), QStringLiteral("Clipmule Sync %1, Qt %2, %3")
-                                            .arg(facts.version, facts.qtVersion, facts.system)),
-        line(QStringLiteral("session"),
-             QStringLiteral("%1; desktop: %2; X display: %3; Wayland display: %4")
-                 .arg(orNone(facts.sessionType), orNone(facts.desktop), orNone(facts.display),
-                      orNone(facts.waylandDisplay))),
-        line(QStringLiteral("D-Bus"),
-             QStringLiteral("session bus: %1; system bus: %2")
-                 .arg(yesOrNo(facts.hasSessionBus), yesOrNo(facts.network.hasSystemBus))),
-        line(QStringLiteral("agent"), agentText(facts)),
-        line(QStringLiteral("clipboard"), pasteboardText(facts)),
-        line(QStringLiteral("pasting"), status ? status->pasteBackend : unknown),
-        line(QStringLiteral("tray"), status ? status->trayKind : unknown),
-        line(
-            QStringLiteral("Avahi"),
-            !facts.network.avahiRuns
-                ? QStringLiteral("no daemon; phones are looked for without it")
-                : QStringLiteral("runs, %1").arg(ShownText::onOneLine(facts.network.avahiVersion))),
+    const auto join = [](const auto &all, auto text) {
+        QStringList texts;
+        std::transform(all.begin(), all.end(), std::back_inserter(texts), text);
+        return texts;
     };
+    QStringList lines;
+    add(lines, "version",
+        {QStringLiteral("Clipmule Sync %1, Qt %2, %3")
+             .arg(facts.version, facts.qtVersion, facts.system)});
+    add(lines, "session",
+        {QStringLiteral("%1; desktop: %2; X display: %3; Wayland display: %4")
+             .arg(orNone(facts.sessionType), orNone(facts.desktop), orNone(facts.display),
+                  orNone(facts.waylandDisplay))});
+    add(lines, "D-Bus",
+        {QStringLiteral("session bus: %1; system bus: %2")
+             .arg(yesOrNo(facts.hasSessionBus), yesOrNo(network.hasSystemBus))});
+    add(lines, "agent", {agentText(facts)});
+    add(lines, "clipboard", {pasteboardText(facts)});
+    add(lines, "pasting", {status ? status->pasteBackend : unknown});
+    add(lines, "tray", {status ? status->trayKind : unknown});
+    add(lines, "Avahi",
+        {network.avahiRuns
+             ? QStringLiteral("runs, %1").arg(ShownText::onOneLine(network.avahiVersion))
+             : QStringLiteral("no daemon; phones are looked for without it")});
     if (status)
-        lines.append(line(QStringLiteral("discovery"), status->discovery));
-    appendBlock(lines, QStringLiteral("interfaces"), interfaceLines(facts.network));
-    lines.append(line(QStringLiteral("multicast"), facts.network.multicastError.isEmpty()
-                                                       ? nameOf(facts.network.multicast)
-                                                       : nameOf(facts.network.multicast) +
-                                                             QStringLiteral(": ") +
-                                                             facts.network.multicastError));
-    lines.append(line(QStringLiteral("sync"),
-                      facts.syncEnabled ? QStringLiteral("on") : QStringLiteral("off")));
-    QStringList registered;
-    for (const auto &phone : facts.registered)
-        registered.append(phoneText(phone));
-    appendBlock(lines, QStringLiteral("phones"), registered);
-    QStringList others;
-    for (const auto &phone : facts.available)
-        others.append(phone.name);
-    appendBlock(lines, QStringLiteral("other phones"), others);
-    if (status)
-        appendBlock(lines, QStringLiteral("last refused"), refusalLines(*status));
-    else
-        lines.append(line(QStringLiteral("last refused"), unknown));
+        add(lines, "discovery", {status->discovery});
+    add(lines, "interfaces", interfaceLines(network));
+    const QString error = network.multicastError.isEmpty()
+                              ? QString()
+                              : QStringLiteral(": ") + network.multicastError;
+    add(lines, "multicast", {nameOf(network.multicast) + error});
+    add(lines, "sync", {facts.syncEnabled ? QStringLiteral("on") : QStringLiteral("off")});
+    add(lines, "phones", join(facts.registered, phoneText));
+    add(lines, "other phones", join(facts.available, [](const auto &phone) { return phone.name; }));
+    add(lines, "last refused", status ? refusalLines(*status) : QStringList(unknown));
     lines.append(QString());
-    appendBlock(lines, QStringLiteral("problems"), problems);
+    add(lines, "problems", problems);
     return lines;
 }
 

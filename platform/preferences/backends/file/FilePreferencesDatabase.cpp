@@ -36,18 +36,6 @@ FileHandle openFile(const QString &path, int flags, mode_t mode = 0) {
     return FileHandle(::open(QFile::encodeName(path).constData(), flags | O_CLOEXEC, mode));
 }
 
-bool writeAll(int descriptor, const QByteArray &bytes) {
-    qsizetype written = 0;
-    while (written < bytes.size()) {
-        const ssize_t count =
-            ::write(descriptor, bytes.constData() + written, size_t(bytes.size() - written));
-        if (count < 0 && errno != EINTR)
-            return false;
-        written += std::max<ssize_t>(count, 0);
-    }
-    return true;
-}
-
 bool synchronizeFile(const QString &path, int flags) {
     const FileHandle file = openFile(path, O_RDONLY | flags);
     // A file or folder that does not exist has nothing to lose.
@@ -171,18 +159,17 @@ Result<void> FilePreferencesDatabase::replace(const QString &domain, const QByte
     const QString path = linkedPath(domain);
     const QString temporary =
         QStringLiteral("%1/.%2.plist.new").arg(QFileInfo(path).path(), domain);
-    const QByteArray temporaryName = QFile::encodeName(temporary);
-    ::unlink(temporaryName.constData());
-    const FileHandle file =
-        openFile(temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, ownerOnlyFile);
-    if (!file.isOpen())
-        return lastError(temporary);
+    QFile file(temporary);
+    file.remove();
     // On disk before it takes the file's place: after a power failure there is the old one or the
     // new one, and never an empty one.
-    if (!writeAll(file.descriptor(), bytes) || ::fdatasync(file.descriptor()) != 0 ||
-        ::rename(temporaryName.constData(), QFile::encodeName(path).constData()) != 0) {
+    if (!file.open(QIODevice::NewOnly | QIODevice::Unbuffered,
+                   QFile::ReadOwner | QFile::WriteOwner) ||
+        file.write(bytes) != bytes.size() || ::fdatasync(file.handle()) != 0 ||
+        ::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(path).constData()) !=
+            0) {
         const auto error = lastError(temporary);
-        ::unlink(temporaryName.constData());
+        file.remove();
         return error;
     }
     return {};
