@@ -170,9 +170,13 @@ AutostartEntry AutostartEntry::standard() {
     for (QString &folder : folders)
         folder += QStringLiteral("/autostart");
     const QString own = folders.takeFirst();
+    return {own, folders, agentProgram()};
+}
+
+QString AutostartEntry::agentProgram() {
     const QString agent = QStringLiteral("clipmule-sync");
     const QFileInfo sibling(QCoreApplication::applicationDirPath() + u'/' + agent);
-    return {own, folders, sibling.isExecutable() ? sibling.absoluteFilePath() : agent};
+    return sibling.isExecutable() ? sibling.absoluteFilePath() : agent;
 }
 
 QString AutostartEntry::userFile() const {

@@ -24,6 +24,8 @@ public:
     AutostartEntry(QString userFolder, QStringList systemFolders, QString program);
     /// The entry in the folders that the environment names, with the agent beside this program.
     [[nodiscard]] static AutostartEntry standard();
+    /// The agent beside this program, or its bare name.
+    [[nodiscard]] static QString agentProgram();
 
     /// Whether an entry counts that starts a program which is there.
     [[nodiscard]] bool isEnabled() const;

@@ -40,22 +40,23 @@ const QString pasteModeOption = QStringLiteral("--paste-mode");
 const QString watchOption = QStringLiteral("--watch");
 
 const QList<Rule> &rules() {
-    static const QString service = QStringLiteral("SERVICE");
-    static const QString key = QStringLiteral("KEY");
-    static const QString value = QStringLiteral("VALUE");
-    static const QString name = QStringLiteral("NAME");
+    static const QStringList service{QStringLiteral("SERVICE")};
+    static const QStringList key{QStringLiteral("KEY")};
     static const QStringList phoneOptions{nameOption, addressOption, pasteModeOption, waitOption};
     static const QList<Rule> all{
         {QLatin1String("discover"), Kind::Discover, {}, {waitOption, jsonOption}},
-        {QLatin1String("pair"), Kind::Register, {service}, phoneOptions},
-        {QLatin1String("register"), Kind::Register, {service}, phoneOptions},
-        {QLatin1String("unpair"), Kind::Unregister, {service}, {}},
-        {QLatin1String("unregister"), Kind::Unregister, {service}, {}},
-        {QLatin1String("rename"), Kind::Rename, {service, name}, {}},
+        {QLatin1String("pair"), Kind::Register, service, phoneOptions},
+        {QLatin1String("register"), Kind::Register, service, phoneOptions},
+        {QLatin1String("unpair"), Kind::Unregister, service, {}},
+        {QLatin1String("unregister"), Kind::Unregister, service, {}},
+        {QLatin1String("rename"), Kind::Rename, service + QStringList{QStringLiteral("NAME")}, {}},
         {QLatin1String("list"), Kind::List, {}, {jsonOption}},
-        {QLatin1String("get"), Kind::Get, {key}, {domainOption, jsonOption}},
-        {QLatin1String("set"), Kind::Set, {key, value}, {domainOption, stringOption, plistOption}},
-        {QLatin1String("unset"), Kind::Unset, {key}, {domainOption}},
+        {QLatin1String("get"), Kind::Get, key, {domainOption, jsonOption}},
+        {QLatin1String("set"),
+         Kind::Set,
+         key + QStringList{QStringLiteral("VALUE")},
+         {domainOption, stringOption, plistOption}},
+        {QLatin1String("unset"), Kind::Unset, key, {domainOption}},
         {QLatin1String("enable"), Kind::Enable, {}, {}},
         {QLatin1String("disable"), Kind::Disable, {}, {}},
         {QLatin1String("status"), Kind::Status, {}, {jsonOption, watchOption}},
@@ -79,18 +80,14 @@ const QMap<QString, Kind> &informing() {
     return options;
 }
 
-bool hasControlCharacter(const QString &text) {
-    return std::any_of(text.begin(), text.end(),
-                       [](QChar unit) { return unit < u' ' || unit == u'\x7f'; });
-}
-
 Result<void> checkName(const QString &what, const QString &text, qsizetype size, qsizetype longest,
                        const QString &unit) {
     if (text.isEmpty() || size > longest)
         return failure(QStringLiteral("%1 has 1 to %2 %3").arg(what).arg(longest).arg(unit));
     if (text.trimmed().isEmpty())
         return failure(QStringLiteral("%1 is not blank").arg(what));
-    if (hasControlCharacter(text))
+    if (std::any_of(text.begin(), text.end(),
+                    [](QChar each) { return each < u' ' || each == u'\x7f'; }))
         return failure(QStringLiteral("%1 has no control characters").arg(what));
     return {};
 }

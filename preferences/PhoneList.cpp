@@ -112,12 +112,8 @@ std::optional<PropertyList> PhoneList::stored() const {
 
 QList<PhoneList::Phone> PhoneList::registered() const {
     QList<Phone> result;
-    for (const auto &phone : RegisteredPhones::phones(stored())) {
-        Phone shown = describe(phone.service, phone.name, true);
-        shown.pasteMode = phone.pasteMode;
-        shown.address = ShownText::onOneLine(phone.address);
-        result.append(shown);
-    }
+    for (const auto &phone : RegisteredPhones::phones(stored()))
+        result.append(describe(phone, true));
     return result;
 }
 
@@ -128,7 +124,7 @@ QList<PhoneList::Phone> PhoneList::available() const {
     QList<Phone> result;
     for (const auto &[service, netService] : _onNetwork) {
         if (!known.contains(service))
-            result.append(describe(service, QString(), false));
+            result.append(describe({.service = service, .name = {}}, false));
     }
     std::stable_sort(result.begin(), result.end(), [](const Phone &left, const Phone &right) {
         return QString::localeAwareCompare(left.name.toCaseFolded(), right.name.toCaseFolded()) < 0;
@@ -136,12 +132,15 @@ QList<PhoneList::Phone> PhoneList::available() const {
     return result;
 }
 
-PhoneList::Phone PhoneList::describe(const QString &service, const QString &name,
+PhoneList::Phone PhoneList::describe(const RegisteredPhones::Phone &stored,
                                      bool isRegistered) const {
+    const QString &service = stored.service;
     Phone phone;
     phone.service = service;
-    phone.name = ShownText::onOneLine(name.isEmpty() ? service : name);
+    phone.name = ShownText::onOneLine(stored.shownName());
     phone.isRegistered = isRegistered;
+    phone.pasteMode = stored.pasteMode;
+    phone.address = ShownText::onOneLine(stored.address);
     const AgentStatus::Phone *const told = phoneIn(_agentStatus, service);
     const auto known = _onNetwork.find(service);
     phone.presence = told ? told->state : Presence::NotSeen;
@@ -159,12 +158,8 @@ PhoneList::Phone PhoneList::describe(const QString &service, const QString &name
 std::optional<Date> PhoneList::rememberedDate(const QString &service) const {
     const auto own = _seen.constFind(service);
     const AgentStatus::Phone *const told = phoneIn(_agentStatus, service);
-    const auto agents = told ? told->lastSeen : std::nullopt;
-    if (own == _seen.constEnd())
-        return agents;
-    return agents && agents->secondsSinceReference > own->secondsSinceReference
-               ? agents
-               : std::optional(*own);
+    return std::max(own == _seen.constEnd() ? std::nullopt : std::optional(*own),
+                    told ? told->lastSeen : std::nullopt);
 }
 
 bool PhoneList::missesPhones() const {
@@ -187,19 +182,7 @@ Result<void> PhoneList::write(const PropertyList &list) {
     return failure(PanelTexts::settingsNotWritten(written.error()));
 }
 
-Result<void> PhoneList::add(const QString &service) {
-    return addChanged(service, {});
-}
-
-Result<void> PhoneList::addAt(const QString &service, const QString &address) {
-    return addChanged(service, {.address = address});
-}
-
-Result<void> PhoneList::setPasteMode(const QString &service, std::optional<PasteMode> mode) {
-    return write(RegisteredPhones::changed(stored(), service, {.pasteMode = mode}));
-}
-
-Result<void> PhoneList::addChanged(const QString &service, const RegisteredPhones::Change &change) {
+Result<void> PhoneList::change(const QString &service, const RegisteredPhones::Change &change) {
     if (auto written = write(RegisteredPhones::changed(stored(), service, change)); !written)
         return written;
     _removals.removeIf([&service](const Removal &removal) { return removal.service == service; });
@@ -218,10 +201,11 @@ Result<void> PhoneList::remove(const QString &service) {
     const auto entries = RegisteredPhones::entriesOf(before, service);
     if (entries.isEmpty())
         return {};
-    const QString name = registeredName(service);
     if (auto written = write(RegisteredPhones::removed(before, service)); !written)
         return written;
-    _removals.append({service, name, entries});
+    const auto phone = RegisteredPhones::phone(before, service);
+    _removals.append(
+        {service, ShownText::onOneLine(phone ? phone->shownName() : service), entries});
     changed();
     return {};
 }
@@ -267,11 +251,6 @@ void PhoneList::writeMemory() {
     const PropertyList memory(dates);
     if (_stores.own().objectForKey(phonesSeenKey).value_or(PropertyList()) != memory)
         _stores.own().setObjectForKey(memory, phonesSeenKey);
-}
-
-QString PhoneList::registeredName(const QString &service) const {
-    const auto phone = RegisteredPhones::phone(stored(), service);
-    return ShownText::onOneLine(phone ? phone->shownName() : service);
 }
 
 } // namespace clipmule

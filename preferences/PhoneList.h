@@ -66,12 +66,9 @@ public:
 
     // The failures are sentences for the user; after one nothing has changed.
 
-    /// Registers a phone under its service name.
-    [[nodiscard]] Result<void> add(const QString &service);
-    /// Registers a phone, or changes the one of that name, to be reached at "HOST:PORT".
-    [[nodiscard]] Result<void> addAt(const QString &service, const QString &address);
-    /// Sets the phone's own paste mode; without one, that of all phones holds.
-    [[nodiscard]] Result<void> setPasteMode(const QString &service, std::optional<PasteMode> mode);
+    /// Registers a phone under its service name, if it is not, and changes something about it.
+    [[nodiscard]] Result<void> change(const QString &service,
+                                      const RegisteredPhones::Change &change = {});
     /// Names a phone; an empty name is that of the service.
     [[nodiscard]] Result<void> rename(const QString &service, const QString &name);
     [[nodiscard]] Result<void> remove(const QString &service);
@@ -100,11 +97,7 @@ private:
     void rememberSeen(const QString &service);
     void writeMemory();
     [[nodiscard]] std::optional<Date> rememberedDate(const QString &service) const;
-    [[nodiscard]] QString registeredName(const QString &service) const;
-    [[nodiscard]] Phone describe(const QString &service, const QString &name,
-                                 bool isRegistered) const;
-    [[nodiscard]] Result<void> addChanged(const QString &service,
-                                          const RegisteredPhones::Change &change);
+    [[nodiscard]] Phone describe(const RegisteredPhones::Phone &stored, bool isRegistered) const;
 
     dnssd::Backend &_dnssd;
     SettingsStores &_stores;

@@ -256,7 +256,7 @@ void paintPresence(QPainter &painter, const QRectF &place, Presence presence, co
                    bool selected, bool dark) {
     const QRectF circle = place.adjusted(2.5, 2.5, -2.5, -2.5);
     const QColor green = dark ? QColor(0x57, 0xc9, 0x7a) : QColor(0x1b, 0x7a, 0x3d);
-    const QColor color = selected ? text : presence == Presence::Connected ? green : text;
+    const QColor color = !selected && presence == Presence::Connected ? green : text;
     if (presence == Presence::Connected) {
         painter.setPen(Qt::NoPen);
         painter.setBrush(color);

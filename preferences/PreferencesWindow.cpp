@@ -338,7 +338,8 @@ void PreferencesWindow::showAll() {
 
 void PreferencesWindow::showPhones() {
     const PhoneListModel::Circumstances circumstances{
-        agentRuns(), _services.settings.isOn(Key::SyncEnabled), Date::now()};
+        _services.agent.agent() == StatusReader::Agent::Running,
+        _services.settings.isOn(Key::SyncEnabled), Date::now()};
     const auto paired = _services.phones.registered();
     const auto available = _services.phones.available();
     _pairedModel->setPhones(paired, circumstances);
@@ -366,10 +367,6 @@ void PreferencesWindow::showPhones() {
         // A phone has left.
         seekAdviceLater(patienceForPhones);
     }
-}
-
-bool PreferencesWindow::agentRuns() const {
-    return _services.agent.agent() == StatusReader::Agent::Running;
 }
 
 QString PreferencesWindow::agentText() const {
@@ -496,7 +493,8 @@ void PreferencesWindow::change(Key setting, const PropertyList &value) {
 void PreferencesWindow::choosePasteMode() {
     const QString service = _pairedModel->serviceAt(_paired->currentIndex());
     if (!service.isEmpty())
-        succeeded(_services.phones.setPasteMode(service, pasteChoices[_pasteMode->currentIndex()]));
+        succeeded(_services.phones.change(service,
+                                          {.pasteMode = pasteChoices[_pasteMode->currentIndex()]}));
     showAll();
 }
 
@@ -505,7 +503,7 @@ void PreferencesWindow::addByHand() {
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &QDialog::accepted, this, [this, dialog] {
         const QString service = dialog->phoneName();
-        if (!succeeded(_services.phones.addAt(service, dialog->address())))
+        if (!succeeded(_services.phones.change(service, {.address = dialog->address()})))
             return;
         showAll();
         _paired->setCurrentIndex(_pairedModel->indexOf(service));
@@ -515,7 +513,7 @@ void PreferencesWindow::addByHand() {
 
 void PreferencesWindow::addCurrent() {
     const QString service = _networkModel->serviceAt(_network->currentIndex());
-    if (service.isEmpty() || !succeeded(_services.phones.add(service)))
+    if (service.isEmpty() || !succeeded(_services.phones.change(service)))
         return;
     showAll();
     _paired->setCurrentIndex(_pairedModel->indexOf(service));

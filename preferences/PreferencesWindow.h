@@ -99,7 +99,6 @@ private:
     void seekAdviceLater(RunLoop::Seconds delay);
     void seekAdvice();
 
-    [[nodiscard]] bool agentRuns() const;
     [[nodiscard]] QString agentText() const;
 
     Services _services;

@@ -15,7 +15,6 @@
 #include "preferences/PreferencesWindow.h"
 
 #include <QApplication>
-#include <QFileInfo>
 #include <QIcon>
 #include <QProcess>
 
@@ -60,14 +59,15 @@ public:
         if (!_settings)
             return false;
         _phones = std::make_unique<PhoneList>(*_dnssd, *_settings);
-        _window = std::make_unique<PreferencesWindow>(
-            PreferencesWindow::Services{.phones = *_phones,
-                                        .settings = *_settings,
-                                        .autostart = _autostart,
-                                        .agent = *_agent,
-                                        .network = *_network,
-                                        .startAgent = &Panel::startAgent,
-                                        .showHelp = [this] { showHelp(); }});
+        _window = std::make_unique<PreferencesWindow>(PreferencesWindow::Services{
+            .phones = *_phones,
+            .settings = *_settings,
+            .autostart = _autostart,
+            .agent = *_agent,
+            .network = *_network,
+            .startAgent =
+                [] { return QProcess::startDetached(AutostartEntry::agentProgram(), {}); },
+            .showHelp = [this] { showHelp(); }});
         _window->start();
         return true;
     }
@@ -86,13 +86,6 @@ public:
     }
 
 private:
-    static bool startAgent() {
-        const QString name = QStringLiteral("clipmule-sync");
-        const QFileInfo sibling(QCoreApplication::applicationDirPath() + u'/' + name);
-        return QProcess::startDetached(sibling.isExecutable() ? sibling.absoluteFilePath() : name,
-                                       {});
-    }
-
     void showHelp() {
         const Bundle bundle = Bundle::mainBundle();
         _help->registerBooksInBundle(bundle);

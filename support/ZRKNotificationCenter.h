@@ -70,19 +70,15 @@ private:
 };
 
 namespace detail {
-template <typename Method>
-struct ClassOf;
 template <typename Class, typename... Arguments>
-struct ClassOf<void (Class::*)(Arguments...)> {
-    using Type = Class;
-};
+Class *classOf(void (Class::*)(Arguments...));
 } // namespace detail
 
 /// selector<&Controller::defaultsDidChange>("defaultsDidChange"). The member function takes the
 /// notification or nothing.
 template <auto Method>
 [[nodiscard]] Selector selector(const char *name) {
-    using Class = typename detail::ClassOf<decltype(Method)>::Type;
+    using Class = std::remove_pointer_t<decltype(detail::classOf(Method))>;
     return Selector(
         QString::fromLatin1(name), [](Object &observer, const Notification &notification) {
             auto &target = dynamic_cast<Class &>(observer);

@@ -59,22 +59,12 @@ void ZRKPowerNotificationCenter::powerDidChange(quint32 message, quint64 argumen
             kernelPort->allowPowerChange(argument);
     });
     postNotificationName(ZRKPowerStatusDidChange, std::make_shared<UnsignedNumber>(message));
-    switch (PowerMessage(message)) {
-    case PowerMessage::SystemWillPowerOff:
-        postNotificationName(ZRKPowerStatusWillPowerOff);
-        break;
-    case PowerMessage::SystemWillSleep:
-        postNotificationName(ZRKPowerStatusWillSleep);
-        break;
-    case PowerMessage::SystemHasPoweredOn:
-        postNotificationName(ZRKPowerStatusDidWake);
-        break;
-    case PowerMessage::SystemWillRestart:
-        postNotificationName(ZRKPowerStatusWillRestart);
-        break;
-    default:
-        break;
-    }
+    static const QMap<PowerMessage, QString> names{
+        {PowerMessage::SystemWillPowerOff, ZRKPowerStatusWillPowerOff},
+        {PowerMessage::SystemWillSleep, ZRKPowerStatusWillSleep},
+        {PowerMessage::SystemHasPoweredOn, ZRKPowerStatusDidWake},
+        {PowerMessage::SystemWillRestart, ZRKPowerStatusWillRestart}};
+    postNotificationName(names.value(PowerMessage(message)));
 }
 
 } // namespace clipmule

@@ -40,10 +40,10 @@ bool hasNumber(const std::optional<PropertyList> &value) {
     return value && (value->isNumber() || value->isString());
 }
 
-float component(const PropertyList *value) {
-    if (!value || !(value->isNumber() || value->isString()))
+float component(const PropertyList &value) {
+    if (!value.isNumber() && !value.isString())
         return 0;
-    const auto number = float(value->doubleValue());
+    const auto number = float(value.doubleValue());
     return std::isnan(number) ? 0 : std::clamp(number, 0.0F, 1.0F);
 }
 
@@ -226,19 +226,16 @@ std::optional<ArchivedColor> ZRKUserDefaults::colorForKey(const QString &key) co
     if (const auto *archive = value->as<QByteArray>())
         return unarchived<ArchivedColor>(*archive, ColorArchive::unarchivedColor);
     if (const auto *parts = value->as<PropertyList::Dictionary>()) {
-        return ArchivedColor{component(find(*parts, QStringLiteral("Red"))),
-                             component(find(*parts, QStringLiteral("Green"))),
-                             component(find(*parts, QStringLiteral("Blue"))),
-                             component(find(*parts, QStringLiteral("Alpha")))};
+        const auto part = [parts](const char *name) {
+            return component(parts->value(QString::fromLatin1(name)));
+        };
+        return ArchivedColor{part("Red"), part("Green"), part("Blue"), part("Alpha")};
     }
     if (const auto *text = value->as<QString>()) {
         const QStringList parts = text->split(u' ');
         if (parts.size() < 4)
             return std::nullopt;
-        const auto part = [&parts](int index) {
-            const PropertyList number(parts[index]);
-            return component(&number);
-        };
+        const auto part = [&parts](int index) { return component(parts[index]); };
         return ArchivedColor{part(0), part(1), part(2), part(3)};
     }
     return std::nullopt;

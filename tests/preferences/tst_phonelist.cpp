@@ -243,7 +243,7 @@ private Q_SLOTS:
     void aPhoneIsAdded() {
         start();
         appear(anna);
-        QVERIFY(_list->add(anna));
+        QVERIFY(_list->change(anna));
         settle();
         QCOMPARE(names(_list->registered()), QStringList{anna});
         QCOMPARE(_list->available().size(), 0);
@@ -308,7 +308,7 @@ private Q_SLOTS:
         store({entry(anna, QStringLiteral("Anna"))});
         start();
         QVERIFY(_list->remove(anna));
-        QVERIFY(_list->add(anna));
+        QVERIFY(_list->change(anna));
         QCOMPARE(_list->undoableRemoval(), std::nullopt);
     }
 
@@ -340,7 +340,7 @@ private Q_SLOTS:
         QCOMPARE(_list->remove(anna).error().reason, reason);
         QCOMPARE(names(_list->registered()), QStringList{QStringLiteral("Anna")});
         QCOMPARE(_list->undoableRemoval(), std::nullopt);
-        QCOMPARE(_list->add(bert).error().reason, reason);
+        QCOMPARE(_list->change(bert).error().reason, reason);
         QCOMPARE(_list->rename(anna, QStringLiteral("Mum")).error().reason, reason);
         QCOMPARE(names(_list->registered()), QStringList{QStringLiteral("Anna")});
     }
@@ -359,7 +359,7 @@ private Q_SLOTS:
     void aListThatIsNoneIsNotOverwritten() {
         _database->setValue(sharedDomain, serverServices, QStringLiteral("something else"));
         start();
-        QCOMPARE(_list->add(anna).error().reason,
+        QCOMPARE(_list->change(anna).error().reason,
                  QStringLiteral("The stored list of phones is damaged. Nothing was changed."));
         QCOMPARE(_database->copyMultiple(sharedDomain).value(serverServices),
                  PropertyList(QStringLiteral("something else")));

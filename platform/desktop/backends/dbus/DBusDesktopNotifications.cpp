@@ -35,11 +35,7 @@ public:
 private:
     void askWhetherMarkupIsRead() {
         _asking = true;
-        auto *const watcher = new QDBusPendingCallWatcher(
-            _bus.connection().asyncCall(call(QStringLiteral("GetCapabilities"))), &_bus);
-        QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &_bus, [this, watcher] {
-            const QDBusPendingReply<QStringList> reply = *watcher;
-            watcher->deleteLater();
+        ask<QStringList>(call(QStringLiteral("GetCapabilities")), [this](const auto &reply) {
             _asking = false;
             // A server that does not answer is asked again: it may be another one next time.
             if (!reply.isError())
@@ -57,13 +53,19 @@ private:
         message << _title << _last << QStringLiteral("com.zendrik.ClipmuleSync") << _title
                 << (_readsMarkup.value_or(true) ? _text.toHtmlEscaped() : _text) << QStringList()
                 << hints << shownFor;
-        auto *const watcher =
-            new QDBusPendingCallWatcher(_bus.connection().asyncCall(message), &_bus);
-        QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &_bus, [this, watcher] {
-            const QDBusPendingReply<uint> reply = *watcher;
-            watcher->deleteLater();
+        ask<uint>(message, [this](const auto &reply) {
             if (!reply.isError())
                 _last = reply.value();
+        });
+    }
+
+    template <typename Value, typename Then>
+    void ask(const QDBusMessage &question, Then then) {
+        auto *const watcher =
+            new QDBusPendingCallWatcher(_bus.connection().asyncCall(question), &_bus);
+        QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &_bus, [watcher, then] {
+            watcher->deleteLater();
+            then(QDBusPendingReply<Value>(*watcher));
         });
     }
 
