@@ -14,24 +14,17 @@
 
 namespace clipmule {
 
-namespace {
-
-// The notice of an agent without a display shows nothing: the log has each refusal in any case.
-class UnseenNotice final : public ClipNotice {
-public:
-    void displayMessage(const QString & /*text*/) override {}
-};
-
-} // namespace
-
 Agent::Agent(Bundle bundle, AgentBackends backends, std::unique_ptr<Face> face, Started started)
     : _started(started)
     , _bundle(std::move(bundle))
     , _backends(std::move(backends))
     , _face(std::move(face))
-    , _unseen(std::make_unique<UnseenNotice>())
     , _pasteboardServices{*_backends.pasteboard, *_backends.activeApplication,
-                          _face ? static_cast<ClipNotice &>(*_face) : *_unseen,
+                          [this](const QString &text) {
+                              // Without a display the log has each refusal in any case.
+                              if (_face)
+                                  _face->displayMessage(text);
+                          },
                           _backends.temporaryFolder} {}
 
 Agent::~Agent() {

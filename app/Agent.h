@@ -44,7 +44,6 @@ private:
     AgentBackends _backends;
     dnssd::FixedAddresses _phones{*_backends.dnssd};
     std::unique_ptr<Face> _face;
-    std::unique_ptr<ClipNotice> _unseen;
     PasteboardServices _pasteboardServices;
     std::shared_ptr<ZRKUserDefaults> _applicationDefaults;
     RunLoop::Timer _tellStatus;

@@ -95,7 +95,7 @@ void Face::displayMessage(const QString &text) {
 
 std::unique_ptr<Updater> Face::updaterForBundle(const Bundle &bundle) {
     return PackageUpdater::updaterForBundle(
-        bundle, makePackageUpdates(), *this,
+        bundle, makePackageUpdates(), [this](const QString &text) { displayMessage(text); },
         [this](const QString &version, std::function<void(bool)> answer) {
             _question.ask(version, std::move(answer));
         });

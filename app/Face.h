@@ -4,7 +4,6 @@
 #pragma once
 
 #include "app/PackageUpdater.h"
-#include "model/ClipNotice.h"
 #include "platform/bundle/Bundle.h"
 #include "platform/desktop/DesktopNotifications.h"
 #include "platform/desktop/HelpManager.h"
@@ -25,21 +24,21 @@ class ZRKUserDefaults;
 
 /// What the user sees of the agent: the item in the status area with its menu, and messages. Exists
 /// where windows can be shown.
-class Face final : public ClipNotice {
+class Face final {
 public:
     /// The name under which a key of the desktop opens the menu.
     static QString menuIdentifier();
     static QString preferencesExecutable();
 
     Face(Bundle bundle, const Session &session, SessionPrograms &programs);
-    ~Face() override;
+    ~Face();
 
     /// Makes the status item. The callback runs when the answer of trayKind() may have changed.
     std::shared_ptr<ZRKClipmuleStatusController>
     makeStatusController(ZRKClipmuleSyncApp &application, ZRKUserDefaults &settings,
                          std::function<void()> statusItemDidChange);
     /// Shows the text at the icon, or as one of the desktop's notifications where there is no icon.
-    void displayMessage(const QString &text) override;
+    void displayMessage(const QString &text);
     [[nodiscard]] std::unique_ptr<Updater> updaterForBundle(const Bundle &bundle);
     /// What kind of status area the item is in, as a bug report names it.
     [[nodiscard]] QString trayKind() const;

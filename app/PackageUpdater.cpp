@@ -3,7 +3,6 @@
 
 #include "app/PackageUpdater.h"
 
-#include "model/ClipNotice.h"
 #include "platform/bundle/Bundle.h"
 #include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Log.h"
@@ -28,19 +27,19 @@ QString reason(const PackageUpdates::Answer &answer) {
 
 std::unique_ptr<PackageUpdater>
 PackageUpdater::updaterForBundle(const Bundle &bundle, std::unique_ptr<PackageUpdates> packages,
-                                 ClipNotice &notice, Question question) {
+                                 Notice notice, Question question) {
     const QString package = bundle.infoText(QStringLiteral("PackageName"));
     if (package.isEmpty())
         return nullptr;
-    return std::make_unique<PackageUpdater>(package, std::move(packages), notice,
+    return std::make_unique<PackageUpdater>(package, std::move(packages), std::move(notice),
                                             std::move(question));
 }
 
 PackageUpdater::PackageUpdater(QString package, std::unique_ptr<PackageUpdates> packages,
-                               ClipNotice &notice, Question question)
+                               Notice notice, Question question)
     : _package(std::move(package))
     , _packages(std::move(packages))
-    , _notice(notice)
+    , _say(std::move(notice))
     , _question(std::move(question)) {}
 
 PackageUpdater::~PackageUpdater() = default;
@@ -71,7 +70,7 @@ void PackageUpdater::checkForUpdates() {
         return;
     }
     _userWaits = true;
-    say(QCoreApplication::translate("Clipmule", "Checking for updates…"));
+    _say(QCoreApplication::translate("Clipmule", "Checking for updates…"));
     if (_state == State::Idle)
         find(PackageUpdates::Asker::User);
 }
@@ -102,25 +101,25 @@ void PackageUpdater::foundByItself(const PackageUpdates::Answer &answer) {
     if (answer.outcome != Outcome::Available || answer.version == _lastVersionTold)
         return;
     _lastVersionTold = answer.version;
-    say(QCoreApplication::translate(
-            "Clipmule",
-            "Clipmule Sync %1 is available. “Check for Updates…” in the menu installs it.")
-            .arg(answer.version));
+    _say(QCoreApplication::translate(
+             "Clipmule",
+             "Clipmule Sync %1 is available. “Check for Updates…” in the menu installs it.")
+             .arg(answer.version));
 }
 
 void PackageUpdater::userGotAnswer(const PackageUpdates::Answer &answer) {
     switch (answer.outcome) {
     case Outcome::UpToDate:
-        say(QCoreApplication::translate("Clipmule", "Clipmule Sync is up to date."));
+        _say(QCoreApplication::translate("Clipmule", "Clipmule Sync is up to date."));
         return;
     case Outcome::NotInstalled:
-        say(QCoreApplication::translate(
+        _say(QCoreApplication::translate(
             "Clipmule",
             "Clipmule Sync was not installed as a package. Update it the way it was installed."));
         return;
     case Outcome::NoService:
-        say(QCoreApplication::translate("Clipmule",
-                                        "Cannot check for updates: PackageKit is not available."));
+        _say(QCoreApplication::translate("Clipmule",
+                                         "Cannot check for updates: PackageKit is not available."));
         return;
     case Outcome::Available:
         _lastVersionTold = answer.version;
@@ -134,16 +133,16 @@ void PackageUpdater::userGotAnswer(const PackageUpdates::Answer &answer) {
         });
         return;
     default:
-        say(QCoreApplication::translate("Clipmule", "Could not check for updates: %1")
-                .arg(reason(answer)));
+        _say(QCoreApplication::translate("Clipmule", "Could not check for updates: %1")
+                 .arg(reason(answer)));
     }
 }
 
 void PackageUpdater::install(const PackageUpdates::Answer &update) {
     _state = State::Installing;
     callCopyOf(onWillInstallUpdate, *this);
-    say(QCoreApplication::translate("Clipmule", "Installing Clipmule Sync %1…")
-            .arg(update.version));
+    _say(QCoreApplication::translate("Clipmule", "Installing Clipmule Sync %1…")
+             .arg(update.version));
     _packages->installUpdate(update.identifier, [this, alive = std::weak_ptr(_alive)](
                                                     const PackageUpdates::Answer &answer) {
         if (alive.expired())
@@ -151,17 +150,13 @@ void PackageUpdater::install(const PackageUpdates::Answer &update) {
         _state = State::Idle;
         _userWaits = false;
         if (answer.outcome == Outcome::Installed)
-            say(QCoreApplication::translate(
-                    "Clipmule", "Clipmule Sync %1 is installed. It is used from the next start.")
-                    .arg(answer.version));
+            _say(QCoreApplication::translate(
+                     "Clipmule", "Clipmule Sync %1 is installed. It is used from the next start.")
+                     .arg(answer.version));
         else
-            say(QCoreApplication::translate("Clipmule", "The update could not be installed: %1")
-                    .arg(reason(answer)));
+            _say(QCoreApplication::translate("Clipmule", "The update could not be installed: %1")
+                     .arg(reason(answer)));
     });
-}
-
-void PackageUpdater::say(const QString &text) {
-    _notice.displayMessage(text);
 }
 
 } // namespace clipmule

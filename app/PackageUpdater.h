@@ -25,7 +25,6 @@ public:
 };
 
 class Bundle;
-class ClipNotice;
 
 /// Keeps the program's package current through the system's package manager, which also knows
 /// where newer versions come from and whether they are genuine.
@@ -43,12 +42,14 @@ public:
     /// comes. While that question is open the same one, without a callback, brings it to the front.
     using Question = std::function<void(const QString &version, std::function<void(bool)> answer)>;
 
-    /// Null when the bundle names no package ("PackageName" in its information dictionary). The
-    /// notice outlives the updater.
+    /// Shows the user a short message.
+    using Notice = std::function<void(const QString &text)>;
+
+    /// Null when the bundle names no package ("PackageName" in its information dictionary).
     [[nodiscard]] static std::unique_ptr<PackageUpdater>
-    updaterForBundle(const Bundle &bundle, std::unique_ptr<PackageUpdates> packages,
-                     ClipNotice &notice, Question question);
-    PackageUpdater(QString package, std::unique_ptr<PackageUpdates> packages, ClipNotice &notice,
+    updaterForBundle(const Bundle &bundle, std::unique_ptr<PackageUpdates> packages, Notice notice,
+                     Question question);
+    PackageUpdater(QString package, std::unique_ptr<PackageUpdates> packages, Notice notice,
                    Question question);
     ~PackageUpdater() override;
 
@@ -61,11 +62,10 @@ private:
     void userGotAnswer(const PackageUpdates::Answer &answer);
     void foundByItself(const PackageUpdates::Answer &answer);
     void install(const PackageUpdates::Answer &update);
-    void say(const QString &text);
 
     QString _package;
     std::unique_ptr<PackageUpdates> _packages;
-    ClipNotice &_notice;
+    Notice _say;
     Question _question;
     bool _automatic = false;
     RunLoop::Timer _nextCheck;

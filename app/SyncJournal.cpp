@@ -3,7 +3,6 @@
 
 #include "app/SyncJournal.h"
 
-#include "model/ClipNotice.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/Log.h"
 #include "support/RegisteredPhones.h"
@@ -54,14 +53,15 @@ bool Refusals::add(Refusal refusal) {
     return true;
 }
 
-SyncJournal::SyncJournal(ClipNotice &notice, ZRKUserDefaults &sharedDefaults)
-    : _notice(notice)
+SyncJournal::SyncJournal(std::function<void(const QString &text)> notice,
+                         ZRKUserDefaults &sharedDefaults)
+    : _notice(std::move(notice))
     , _sharedDefaults(sharedDefaults)
     , _statistics(ZRKUserDefaults::initWithIdentifier(statisticsIdentifier)) {}
 
 void SyncJournal::refuse(Refusal refusal, const QString &message) {
     if (enter(std::move(refusal)))
-        _notice.displayMessage(message.isEmpty() ? userText(refusals().constFirst()) : message);
+        _notice(message.isEmpty() ? userText(refusals().constFirst()) : message);
 }
 
 bool SyncJournal::enter(Refusal refusal) {

@@ -48,7 +48,6 @@ private:
     std::map<Source, RunLoop::Seconds> _told;
 };
 
-class ClipNotice;
 class ZRKClipmuleData;
 
 /// What the agent writes down of its work: what was refused, when each phone was there and why it
@@ -64,7 +63,7 @@ public:
     };
 
     /// The shared settings hold what the user calls the phones. Both outlive the journal.
-    SyncJournal(ClipNotice &notice, ZRKUserDefaults &sharedDefaults);
+    SyncJournal(std::function<void(const QString &text)> notice, ZRKUserDefaults &sharedDefaults);
 
     /// Called after a refusal or another contact. May be empty.
     std::function<void()> onChange;
@@ -91,7 +90,7 @@ public:
     void warnAbout(const QString &phone, const QString &line);
 
 private:
-    ClipNotice &_notice;
+    std::function<void(const QString &text)> _notice;
     ZRKUserDefaults &_sharedDefaults;
     std::shared_ptr<ZRKUserDefaults> _statistics;
     Refusals _refusals;

@@ -3,7 +3,6 @@
 
 #include "Common/Categories/ZRKNSImageCategory.h"
 #include "bench/Bench.h"
-#include "model/ClipNotice.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/images/ImageCodec.h"
@@ -95,11 +94,6 @@ public:
     [[nodiscard]] std::optional<QString> identifier() const override { return std::nullopt; }
 };
 
-class NoNotice final : public ClipNotice {
-public:
-    void displayMessage(const QString &) override {}
-};
-
 // A copied image, as applications offer it: one PNG.
 struct Copied {
     explicit Copied(const QImage &image)
@@ -110,8 +104,7 @@ struct Copied {
     QByteArray png;
     FakePasteboard pasteboard;
     NoApplication application;
-    NoNotice notice;
-    PasteboardServices services{pasteboard, application, notice, {}};
+    PasteboardServices services{pasteboard, application, [](const QString &) {}, {}};
     // Of the last capture.
     QJsonObject figures;
 };

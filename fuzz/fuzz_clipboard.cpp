@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "model/ClipNotice.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/pasteboard/PasteboardFingerprint.h"
 #include "platform/pasteboard/PasteboardOffers.h"
@@ -42,18 +41,12 @@ public:
     [[nodiscard]] std::optional<QString> identifier() const override { return std::nullopt; }
 };
 
-class NoNotice final : public ClipNotice {
-public:
-    void displayMessage(const QString &) override {}
-};
-
 struct Desk {
     kit::ManualRunLoop runLoop;
     RunLoop::Installation installation{runLoop};
     FakePasteboard pasteboard;
     NoApplication application;
-    NoNotice notice;
-    PasteboardServices services{pasteboard, application, notice, {}};
+    PasteboardServices services{pasteboard, application, [](const QString &) {}, {}};
 };
 
 void checkContents(const PasteboardContents &contents) {

@@ -9,10 +9,11 @@
 #include <QList>
 #include <QStringList>
 
+#include <functional>
+
 namespace clipmule {
 
 class ActiveApplication;
-class ClipNotice;
 class Pasteboard;
 class ZRKClipmuleClipboard;
 struct PasteboardContents;
@@ -26,7 +27,8 @@ inline const QString ZRKClipmuleDataWasRemoved = QStringLiteral("ZRKClipmuleData
 struct PasteboardServices {
     Pasteboard &pasteboard;
     const ActiveApplication &activeApplication;
-    ClipNotice &notice;
+    /// Shows the user a short message, already in the user's language, for a few seconds.
+    std::function<void(const QString &text)> notice;
     /// Absolute path of the folder in which the folder of pasted images is made. It belongs to this
     /// user alone; PrivateFolder::temporaryPath() is the session's.
     QString temporaryFolder;

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "model/ClipNotice.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/Characters.h"
 #include "platform/foundation/ForeignUrl.h"
@@ -188,7 +187,7 @@ bool ZRKClipmuleData::writeToPasteboard(const PasteboardServices &services) cons
     const bool hasSeveral = itemCount() >= 2;
     const bool isAllText = !hasSeveral || allHaveStrings(_items);
     if (!isAllText && !allHaveImages(_items)) {
-        services.notice.displayMessage(QCoreApplication::translate(
+        services.notice(QCoreApplication::translate(
             "Clipmule", "Pasting of mixed content clips is not supported."));
         return false;
     }

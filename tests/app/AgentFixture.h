@@ -4,7 +4,6 @@
 #pragma once
 
 #include "app/ZRKClipmuleSyncApp.h"
-#include "model/ClipNotice.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/session/SessionPrograms.h"
 #include "support/ZRKPowerNotificationCenter.h"
@@ -28,9 +27,8 @@ inline const QString agentDomain = QStringLiteral("com.zendrik.ClipmuleSync");
 inline const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
 inline const QString statisticsDomain = QStringLiteral("com.zendrik.ClipmuleSync.stats");
 
-class RecordedNotice final : public ClipNotice {
-public:
-    void displayMessage(const QString &text) override { messages.append(text); }
+struct RecordedNotice {
+    void operator()(const QString &text) { messages.append(text); }
     QStringList messages;
 };
 
@@ -188,7 +186,8 @@ struct AgentFixture {
     kit::FakeActiveApplication activeApplication;
     RecordedNotice notice;
     QTemporaryDir folder;
-    PasteboardServices pasteboardServices{pasteboard, activeApplication, notice, folder.path()};
+    PasteboardServices pasteboardServices{pasteboard, activeApplication, std::ref(notice),
+                                          folder.path()};
     kit::RecordingKeyboard keyboard;
     FakeSystemPower power;
     FakeSessionPrograms programs;

@@ -16,7 +16,7 @@ private Q_SLOTS:
     void init() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _desk = std::make_unique<AgentFixture>();
-        _journal = std::make_unique<SyncJournal>(_desk->notice, *_desk->shared);
+        _journal = std::make_unique<SyncJournal>(std::ref(_desk->notice), *_desk->shared);
         _watch = std::make_unique<ClipboardWatch>(_desk->pasteboardServices, *_journal);
         _isNeeded = true;
         _takes = true;

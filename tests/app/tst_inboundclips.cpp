@@ -26,7 +26,7 @@ private Q_SLOTS:
     void init() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _desk = std::make_unique<AgentFixture>();
-        _journal = std::make_unique<SyncJournal>(_desk->notice, *_desk->shared);
+        _journal = std::make_unique<SyncJournal>(std::ref(_desk->notice), *_desk->shared);
         _inbound =
             std::make_unique<InboundClips>(_desk->pasteboardServices, _desk->keyboard, *_journal);
         _mode = PasteMode::Paste;

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "app/PackageUpdater.h"
-#include "model/ClipNotice.h"
 #include "platform/bundle/Bundle.h"
 #include "tests/kit/ManualRunLoop.h"
 
@@ -18,9 +17,8 @@ using Asker = PackageUpdates::Asker;
 
 namespace {
 
-class RecordedNotice final : public ClipNotice {
-public:
-    void displayMessage(const QString &text) override { messages.append(text); }
+struct RecordedNotice {
+    void operator()(const QString &text) { messages.append(text); }
     QStringList messages;
 };
 
@@ -67,7 +65,7 @@ private Q_SLOTS:
         auto packages = std::make_unique<FakePackageUpdates>(_log);
         _packages = packages.get();
         _updater = std::make_unique<PackageUpdater>(
-            u"clipmule-sync"_qs, std::move(packages), _notice,
+            u"clipmule-sync"_qs, std::move(packages), std::ref(_notice),
             [this](const QString &version, std::function<void(bool)> answer) {
                 _asked.append(version);
                 if (answer)
@@ -270,7 +268,7 @@ private Q_SLOTS:
     void onlyABundleThatNamesAPackageHasAnUpdater() {
         const auto make = [this](const Bundle &bundle) {
             return PackageUpdater::updaterForBundle(
-                bundle, std::make_unique<FakePackageUpdates>(_log), _notice, {});
+                bundle, std::make_unique<FakePackageUpdates>(_log), std::ref(_notice), {});
         };
         QVERIFY(!make(Bundle(u"/none"_qs)));
         const QTemporaryDir folder;

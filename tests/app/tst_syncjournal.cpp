@@ -16,7 +16,7 @@ private Q_SLOTS:
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _desk = std::make_unique<AgentFixture>();
         _desk->setRegistered({u"Anna"_qs});
-        _journal = std::make_unique<SyncJournal>(_desk->notice, *_desk->shared);
+        _journal = std::make_unique<SyncJournal>(std::ref(_desk->notice), *_desk->shared);
         _changes = 0;
         _journal->onChange = [this] { ++_changes; };
     }

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "model/ClipNotice.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/images/ImageCodec.h"
 #include "tests/desktop/RecordedPrograms.h"
@@ -22,9 +21,8 @@ using namespace clipmule::tests;
 
 namespace {
 
-class RecordedNotice final : public ClipNotice {
-public:
-    void displayMessage(const QString &text) override { texts.append(text); }
+struct RecordedNotice {
+    void operator()(const QString &text) { texts.append(text); }
     QStringList texts;
 };
 
@@ -38,7 +36,7 @@ struct Desk : X11Desktop {
     kit::FakeActiveApplication application;
     RecordedNotice notice;
     QTemporaryDir folder;
-    PasteboardServices services{*pasteboard, application, notice,
+    PasteboardServices services{*pasteboard, application, std::ref(notice),
                                 folder.filePath(QStringLiteral("temporary"))};
 };
 

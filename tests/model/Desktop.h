@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include "model/ClipNotice.h"
 #include "model/ZRKClipmuleData.h"
 #include "model/ZRKClipmuleDataItem.h"
 #include "platform/propertylist/PropertyListSerialization.h"
@@ -26,9 +25,8 @@ public:
     std::optional<QString> current;
 };
 
-class RecordedNotice final : public ClipNotice {
-public:
-    void displayMessage(const QString &text) override { texts.append(text); }
+struct RecordedNotice {
+    void operator()(const QString &text) { texts.append(text); }
     QStringList texts;
 };
 
@@ -79,7 +77,7 @@ struct Desktop {
     ScriptedApplication application;
     RecordedNotice notice;
     QTemporaryDir folder;
-    PasteboardServices services{pasteboard, application, notice,
+    PasteboardServices services{pasteboard, application, std::ref(notice),
                                 folder.filePath(QStringLiteral("temporary"))};
 
     Desktop() { pasteboard.setWatching(true); }
