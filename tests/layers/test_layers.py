@@ -12,6 +12,7 @@ import unittest
 
 sys.dont_write_bytecode = True
 
+import additions
 import built
 import headers
 import includes
@@ -220,6 +221,35 @@ int shown() {
 
     def test_fewer_than_must_ask(self):
         self.assert_one(self.check("", ""), "only 2 sources")
+
+
+class Additions(Tree):
+    BACKEND = {"platform/tray/backends/x/X.h": "", "platform/tray/backends/x/X.cpp":
+               '#include "platform/tray/backends/x/X.h"\n',
+               "platform/tray/CMakeLists.txt": "backends/x/X.cpp\n",
+               "platform/tray/Tray.cpp": '#include "platform/tray/backends/x/X.h"\n',
+               "tests/layers/table.py": '"platform/tray/backends/x/"\n',
+               "tests/tray/tst_x.cpp": '#include "platform/tray/backends/x/X.h"\n',
+               "docs/tray.md": "platform/tray/backends/x/\n"}
+    FILTER = {"filters/FilterClasses.cpp": 'ZRKClipmuleTextFilter("Small")\nLarge\n',
+              "filters/Large.cpp": 'ZRKClipmuleTextFilter("Large")\n',
+              "filters/Large.h": "class Large\n",
+              "resources/Info.plist": "Small Large\n",
+              "tests/filters/tst_x.cpp": "Small Large\n"}
+
+    def test_what_has_to_be_touched_is_counted(self):
+        self.assertEqual(additions.check(self.tree(self.BACKEND | self.FILTER)), [])
+
+    def test_a_backend_known_in_another_place(self):
+        other = {"app/main.cpp": '#include "platform/tray/backends/x/X.h"\n'}
+        self.assert_one(additions.check(self.tree(self.BACKEND | other)),
+                        "platform/tray/backends/x/: known in 4 places", "app/main.cpp",
+                        "platform/tray/CMakeLists.txt")
+
+    def test_a_filter_known_in_another_place(self):
+        for name in ("Small", "Large"):
+            self.assert_one(additions.check(self.tree(self.FILTER | {"app/A.h": name})),
+                            f"{name}: known in 4 places", "app/A.h", "its translations")
 
 
 class Headers(Tree):
