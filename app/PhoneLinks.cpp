@@ -62,10 +62,10 @@ void PhoneLinks::tellAddresses(const QList<RegisteredPhones::Phone> &phones) {
     for (const RegisteredPhones::Phone &phone : phones) {
         if (phone.address.isEmpty())
             continue;
-        const ParsedHostAndPort parsed = parseHostAndPort(phone.address);
-        if (parsed.value)
+        const auto parsed = parseHostAndPort(phone.address);
+        if (parsed)
             addresses.emplace(dnssd::ServiceName{phone.service, phoneType, QStringLiteral("local")},
-                              *parsed.value);
+                              *parsed);
         else
             qCDebug(logApp).noquote()
                 << "no address of" << cutForLog(phone.service) << "is" << cutForLog(phone.address);

@@ -3,7 +3,7 @@
 
 #include "model/DataFile.h"
 
-#include "platform/foundation/RegularFile.h"
+#include "platform/foundation/FileHandle.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -43,19 +43,10 @@ bool isPlainName(const QString &oid) {
 } // namespace
 
 Result<std::optional<QByteArray>> read(const QString &path, qint64 limit) {
-    const RegularFile::Contents contents =
-        RegularFile::read(path, limit, RegularFile::Links::Refuse);
-    switch (contents.outcome) {
-    case RegularFile::Contents::Outcome::Read:
-        return std::optional(contents.bytes);
-    case RegularFile::Contents::Outcome::Missing:
-        return std::optional<QByteArray>();
-    case RegularFile::Contents::Outcome::TooLarge:
-        return tooLarge(path, limit);
-    case RegularFile::Contents::Outcome::Failed:
-        return failure(QStringLiteral("%1 cannot be read").arg(path));
-    }
-    Q_UNREACHABLE();
+    return RegularFile::read(path, limit, RegularFile::Links::Refuse)
+        .map_error([&path](const Failure &failure) {
+            return Failure{QStringLiteral("%1: %2").arg(path, failure.reason)};
+        });
 }
 
 bool makeFolder(const QString &path) {

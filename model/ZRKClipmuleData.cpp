@@ -7,9 +7,9 @@
 #include "Common/Categories/ZRKNSImageCategory.h"
 #include "Common/Categories/ZRKNSStringCategory.h"
 #include "model/RecordForms.h"
+#include "platform/foundation/FileHandle.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/RegularFile.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/pasteboard/RtfText.h"
@@ -364,10 +364,10 @@ std::optional<QString> namesOfFiles(const QStringList &paths) {
 
 // Null when the file is no image, or cannot be read.
 std::shared_ptr<ZRKClipmuleDataItem> itemOfImageFile(const QString &path) {
-    const RegularFile::Contents file = RegularFile::read(path, ZRKClipmuleData::largestFileSet);
-    if (file.outcome != RegularFile::Contents::Outcome::Read)
+    const auto file = RegularFile::read(path, ZRKClipmuleData::largestFileSet);
+    if (!file || !*file)
         return nullptr;
-    const std::optional<QByteArray> image = ZRKClipmuleData::portableImageData(file.bytes, nullptr);
+    const std::optional<QByteArray> image = ZRKClipmuleData::portableImageData(**file, nullptr);
     if (!image)
         return nullptr;
     auto item = ZRKClipmuleDataItem::initWithNativeDictionary(Dictionary());

@@ -2,12 +2,12 @@
 // SPDX-License-Identifier: MIT
 
 #include "model/ZRKClipmuleData.h"
-#include "platform/foundation/Characters.h"
 #include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/PrivateFolder.h"
 #include "platform/foundation/RunLoop.h"
+#include "platform/foundation/Utf8.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 

@@ -6,8 +6,8 @@
 #include "model/DataFile.h"
 #include "net/OutputObject.h"
 #include "platform/foundation/ForeignUrl.h"
-#include "platform/foundation/JsonLine.h"
 #include "platform/foundation/PlatformException.h"
+#include "platform/foundation/Utf8.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 

@@ -3,7 +3,7 @@
 
 #include "preferences/AutostartEntry.h"
 
-#include "platform/foundation/RegularFile.h"
+#include "platform/foundation/FileHandle.h"
 #include "platform/preferences/PreferencesDatabase.h"
 #include "preferences/PanelTexts.h"
 
@@ -37,8 +37,6 @@ const QByteArray switchedOff = QByteArrayLiteral("[Desktop Entry]\n"
                                                  "Name=Clipmule Sync\n"
                                                  "Exec=clipmule-sync\n"
                                                  "Hidden=true\n");
-
-using Outcome = RegularFile::Contents::Outcome;
 
 // The lines of the main group that set the key, by their numbers.
 QList<qsizetype> linesThatSet(const QByteArrayList &lines, const QByteArray &key) {
@@ -114,8 +112,8 @@ bool counts(const QByteArray &entry) {
 bool startedFrom(const QStringList &folders) {
     for (const QString &folder : folders) {
         const auto file = RegularFile::read(folder + u'/' + fileName, AutostartEntry::largestFile);
-        if (file.outcome == Outcome::Read)
-            return counts(file.bytes);
+        if (file && *file)
+            return counts(**file);
     }
     return false;
 }
@@ -193,18 +191,18 @@ Result<void> AutostartEntry::setEnabled(bool enabled) {
     QFile file(userFile());
     const auto present = RegularFile::read(file.fileName(), largestFile);
     // The reader does not keep the reason of a failure.
-    if (present.outcome != Outcome::Read && present.outcome != Outcome::Missing)
+    if (!present)
         return failure(file.open(QIODevice::ReadOnly) ? PanelTexts::tr("The file is too large.")
                                                       : file.errorString());
-    const bool isOwn = present.outcome == Outcome::Read;
-    if (enabled && isOwn && present.bytes == switchedOff && startedFrom(_systemFolders))
+    const bool isOwn = present->has_value();
+    if (enabled && isOwn && **present == switchedOff && startedFrom(_systemFolders))
         return file.remove() ? Result<void>() : failure(file.errorString());
     if (!enabled && !isOwn)
         return write(switchedOff);
     // An entry that starts nothing is of no use, whoever wrote it.
-    if (!isOwn || (enabled && !programIsThere(present.bytes.split('\n'))))
+    if (!isOwn || (enabled && !programIsThere((**present).split('\n'))))
         return write(completeEntry().toUtf8());
-    return write(withCounting(present.bytes, enabled));
+    return write(withCounting(**present, enabled));
 }
 
 Result<void> AutostartEntry::write(const QByteArray &entry) {

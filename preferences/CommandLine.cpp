@@ -139,10 +139,10 @@ Result<void> readPhoneOptions(const Options &options, PreferencesCommand &comman
     }
     if (options.contains(addressOption)) {
         const QString address = options.value(addressOption);
-        const ParsedHostAndPort parsed = parseHostAndPort(address);
-        if (!address.isEmpty() && !parsed.value)
-            return failure(parsed.error);
-        command.address = parsed.value ? parsed.value->text() : QString();
+        const auto parsed = parseHostAndPort(address);
+        if (!address.isEmpty() && !parsed)
+            return failure(parsed.error().reason);
+        command.address = parsed ? parsed->text() : QString();
     }
     if (options.contains(pasteModeOption)) {
         const QString word = options.value(pasteModeOption);

@@ -3,8 +3,8 @@
 
 #include "preferences/PreferencesCommands.h"
 
-#include "platform/foundation/JsonLine.h"
 #include "platform/foundation/Log.h"
+#include "platform/foundation/Utf8.h"
 #include "platform/preferences/PreferencesDatabase.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "preferences/CommandLine.h"

@@ -191,18 +191,18 @@ QString PairByAddressDialog::phoneName() const {
 
 QString PairByAddressDialog::address() const {
     const auto parsed = parseHostAndPort(_address->text());
-    return parsed.value ? parsed.value->text() : QString();
+    return parsed ? parsed->text() : QString();
 }
 
 void PairByAddressDialog::check() {
-    const ParsedHostAndPort parsed = parseHostAndPort(_address->text());
+    const auto parsed = parseHostAndPort(_address->text());
     QString problem;
     if (phoneName().toUtf8().size() > RegisteredPhones::longestService)
         problem = PanelTexts::tr("The name is too long.");
-    else if (!_address->text().trimmed().isEmpty() && !parsed.value)
-        problem = parsed.error + u'.';
+    else if (!_address->text().trimmed().isEmpty() && !parsed)
+        problem = parsed.error().reason + u'.';
     _problem->setText(problem);
-    _pair->setEnabled(!phoneName().isEmpty() && parsed.value && problem.isEmpty());
+    _pair->setEnabled(!phoneName().isEmpty() && parsed && problem.isEmpty());
 }
 
 } // namespace clipmule

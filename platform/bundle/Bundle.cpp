@@ -3,8 +3,8 @@
 
 #include "platform/bundle/Bundle.h"
 
+#include "platform/foundation/FileHandle.h"
 #include "platform/foundation/Log.h"
-#include "platform/foundation/RegularFile.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QCoreApplication>
@@ -28,15 +28,13 @@ namespace {
 /// installation and nobody else would notice.
 std::optional<PropertyList> readPropertyList(const QString &path) {
     const auto file = RegularFile::read(path, Bundle::largestPropertyListFile);
-    if (file.outcome == RegularFile::Contents::Outcome::Missing)
+    if (file && !*file)
         return std::nullopt;
-    if (file.outcome != RegularFile::Contents::Outcome::Read) {
-        qCWarning(logFoundation).noquote() << path + QStringLiteral(": cannot be read");
-        return std::nullopt;
-    }
-    auto parsed = PropertyListSerialization::parse(file.bytes);
+    const auto parsed = file.and_then([](const std::optional<QByteArray> &bytes) {
+        return PropertyListSerialization::parse(*bytes);
+    });
     if (parsed)
-        return std::move(*parsed);
+        return *parsed;
     qCWarning(logFoundation).noquote() << path + QStringLiteral(": ") + parsed.error().reason;
     return std::nullopt;
 }

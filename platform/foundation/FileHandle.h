@@ -3,6 +3,11 @@
 
 #pragma once
 
+#include "platform/foundation/Result.h"
+
+#include <QByteArray>
+
+#include <optional>
 #include <utility>
 
 namespace clipmule {
@@ -30,5 +35,19 @@ public:
 private:
     int _descriptor = -1;
 };
+
+/// Whole files. Only regular files count: opening a pipe or a device could wait for ever.
+namespace RegularFile {
+
+enum class Links { Follow, Refuse };
+
+/// The contents; nothing when there is no such file. Failures: it has more bytes than are allowed,
+/// it is no regular file, or the system refuses to open or read it. Where links are refused, a path
+/// whose last part is a symbolic one fails. A file that grows while it is read is read up to the
+/// size it had.
+[[nodiscard]] Result<std::optional<QByteArray>> read(const QString &path, qint64 largest,
+                                                     Links links = Links::Follow);
+
+} // namespace RegularFile
 
 } // namespace clipmule

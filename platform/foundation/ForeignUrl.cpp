@@ -3,7 +3,7 @@
 
 #include "platform/foundation/ForeignUrl.h"
 
-#include "platform/foundation/Characters.h"
+#include "platform/foundation/Utf8.h"
 
 #include <algorithm>
 

@@ -9,6 +9,7 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <optional>
 
 namespace clipmule {
 
@@ -16,12 +17,8 @@ namespace {
 
 constexpr qsizetype longestHostName = 253;
 
-ParsedHostAndPort refusal(const QString &error) {
-    return {std::nullopt, error};
-}
-
-ParsedHostAndPort wrongForm() {
-    return refusal(QCoreApplication::translate(
+auto wrongForm() {
+    return failure(QCoreApplication::translate(
         "Clipmule", "an address has the form HOST:PORT, or [ADDRESS]:PORT for IPv6"));
 }
 
@@ -75,7 +72,7 @@ QString HostAndPort::text() const {
     return (host.contains(u':') ? u'[' + host + u']' : host) + u':' + QString::number(port);
 }
 
-ParsedHostAndPort parseHostAndPort(const QString &text) {
+Result<HostAndPort> parseHostAndPort(const QString &text) {
     const QString trimmed = text.trimmed();
     const qsizetype colon = trimmed.lastIndexOf(u':');
     if (colon < 0 || trimmed.size() > longestHostAndPort)
@@ -88,13 +85,13 @@ ParsedHostAndPort parseHostAndPort(const QString &text) {
         host = host.sliced(1, host.size() - 2);
     const auto port = portOf(QStringView(trimmed).sliced(colon + 1));
     if (!port)
-        return refusal(
+        return failure(
             QCoreApplication::translate("Clipmule", "the port must be a number from 1 to 65535"));
     if (isBracketed ? !isIpv6(host) : !isHostName(host))
-        return refusal(
+        return failure(
             QCoreApplication::translate("Clipmule", "\"%1\" is neither a host name nor an address")
                 .arg(onOneLine(host, shownInLabel)));
-    return {HostAndPort{host, *port}, {}};
+    return HostAndPort{host, *port};
 }
 
 } // namespace clipmule

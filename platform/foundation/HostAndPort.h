@@ -3,9 +3,7 @@
 
 #pragma once
 
-#include <QString>
-
-#include <optional>
+#include "platform/foundation/Result.h"
 
 namespace clipmule {
 
@@ -21,20 +19,14 @@ struct HostAndPort {
     friend bool operator==(const HostAndPort &, const HostAndPort &) = default;
 };
 
-struct ParsedHostAndPort {
-    std::optional<HostAndPort> value;
-    /// What is wrong, as one sentence in the user's language without its full stop; empty when
-    /// there is a value.
-    QString error;
-};
-
 /// A host name of the DNS has 253 characters, a scope 15 and what surrounds them 9.
 inline constexpr qsizetype longestHostAndPort = 277;
 /// A scope is the name of a network interface.
 inline constexpr qsizetype longestScope = 15;
 
 /// Reads "HOST:PORT" or "[IPV6]:PORT"; spaces around it do not count. The port is a number from 1
-/// to 65535. Nothing is looked up.
-[[nodiscard]] ParsedHostAndPort parseHostAndPort(const QString &text);
+/// to 65535. Nothing is looked up. A failure is one sentence in the user's language without its
+/// full stop.
+[[nodiscard]] Result<HostAndPort> parseHostAndPort(const QString &text);
 
 } // namespace clipmule

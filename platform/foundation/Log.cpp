@@ -3,7 +3,7 @@
 
 #include "platform/foundation/Log.h"
 
-#include "platform/foundation/Characters.h"
+#include "platform/foundation/Utf8.h"
 
 #include <algorithm>
 #include <sys/stat.h>

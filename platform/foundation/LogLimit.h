@@ -6,6 +6,7 @@
 #include "platform/foundation/RunLoop.h"
 
 #include <functional>
+#include <utility>
 
 namespace clipmule {
 
@@ -22,16 +23,21 @@ public:
     explicit LogLimit(std::function<void(int leftOut)> summary)
         : _summary(std::move(summary)) {}
     ~LogLimit() { sum(); }
-    LogLimit(const LogLimit &) = delete;
-    LogLimit &operator=(const LogLimit &) = delete;
-    LogLimit(LogLimit &&) = delete;
-    LogLimit &operator=(LogLimit &&) = delete;
+    Q_DISABLE_COPY_MOVE(LogLimit)
 
     /// Whether one more line may be written. It counts either way.
-    [[nodiscard]] bool allows();
+    [[nodiscard]] bool allows() {
+        if (!_end.isPending())
+            _end = RunLoop::current().performAfter(interval, [this] { sum(); });
+        return ++_lines <= linesPerInterval;
+    }
 
 private:
-    void sum();
+    void sum() {
+        const int leftOut = std::exchange(_lines, 0) - linesPerInterval;
+        if (leftOut > 0)
+            _summary(leftOut);
+    }
 
     std::function<void(int)> _summary;
     int _lines = 0;

@@ -260,28 +260,11 @@ bool operator==(const PropertyList &left, const PropertyList &right) {
 }
 
 QString PropertyList::nameOfKind(Kind kind) {
-    switch (kind) {
-    case Kind::String:
-        return QStringLiteral("a string");
-    case Kind::Boolean:
-        return QStringLiteral("a boolean");
-    case Kind::Integer:
-    case Kind::UnsignedInteger:
-        return QStringLiteral("an integer");
-    case Kind::Real:
-        return QStringLiteral("a real");
-    case Kind::Date:
-        return QStringLiteral("a date");
-    case Kind::Data:
-        return QStringLiteral("data");
-    case Kind::List:
-        return QStringLiteral("a list");
-    case Kind::Dictionary:
-        return QStringLiteral("a dictionary");
-    case Kind::Uid:
-        return QStringLiteral("an archive reference");
-    }
-    Q_UNREACHABLE();
+    // In the order of Kind.
+    static constexpr const char *names[] = {
+        "a string", "a boolean", "an integer", "an integer",   "a real",
+        "a date",   "data",      "a list",     "a dictionary", "an archive reference"};
+    return QString::fromLatin1(names[size_t(kind)]);
 }
 
 QString PropertyList::description() const {
@@ -292,7 +275,18 @@ QString PropertyList::description() const {
 
 void PropertyList::describe(QString &text, int level) const {
     constexpr int deepest = 4;
-    constexpr int mostEntries = 16;
+    constexpr qsizetype mostEntries = 16;
+    const auto describeSome = [&text, level](auto at, qsizetype size, const auto &valueOf) {
+        for (qsizetype count = 0; count < size; ++count, ++at) {
+            if (level == deepest || count == mostEntries) {
+                text += QStringLiteral("… (%1)").arg(size);
+                return;
+            }
+            if (count > 0)
+                text += QStringLiteral(", ");
+            valueOf(at).describe(text, level + 1);
+        }
+    };
     switch (kind()) {
     case Kind::String:
         text += u'"' + cutForLog(string()) + u'"';
@@ -322,37 +316,19 @@ void PropertyList::describe(QString &text, int level) const {
     case Kind::Uid:
         text += QStringLiteral("uid %1").arg(uid().value);
         return;
-    case Kind::List: {
+    case Kind::List:
         text += u'(';
-        int count = 0;
-        for (const PropertyList &element : list()) {
-            if (level == deepest || count++ == mostEntries) {
-                text += QStringLiteral("… (%1)").arg(list().size());
-                break;
-            }
-            if (count > 1)
-                text += QStringLiteral(", ");
-            element.describe(text, level + 1);
-        }
+        describeSome(list().begin(), list().size(), [](auto element) { return *element; });
         text += u')';
         return;
-    }
-    case Kind::Dictionary: {
+    case Kind::Dictionary:
         text += u'{';
-        int count = 0;
-        for (const auto &[key, value] : dictionary().asKeyValueRange()) {
-            if (level == deepest || count++ == mostEntries) {
-                text += QStringLiteral("… (%1)").arg(dictionary().size());
-                break;
-            }
-            if (count > 1)
-                text += QStringLiteral(", ");
-            text += cutForLog(key) + QStringLiteral(": ");
-            value.describe(text, level + 1);
-        }
+        describeSome(dictionary().begin(), dictionary().size(), [&](auto entry) {
+            text += cutForLog(entry.key()) + QStringLiteral(": ");
+            return entry.value();
+        });
         text += u'}';
         return;
-    }
     }
 }
 

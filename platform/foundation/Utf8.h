@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QByteArrayView>
+#include <QJsonObject>
 #include <QStringView>
 
 namespace clipmule {
@@ -23,5 +24,19 @@ namespace clipmule {
 /// Encodes with "<", ">" and "&" as XML entities and nothing else changed, except that lone
 /// surrogates become U+FFFD; returns the end of what was written.
 [[nodiscard]] char *escapeAsUtf8(char *out, QStringView text);
+
+/// The character at `position`, which moves behind it; a lone surrogate is returned as it stands.
+/// The position must lie within the text.
+[[nodiscard]] inline char32_t nextCharacter(QStringView text, qsizetype &position) {
+    const QChar unit = text[position++];
+    if (unit.isHighSurrogate() && position < text.size() && text[position].isLowSurrogate())
+        return QChar::surrogateToUcs4(unit, text[position++]);
+    return unit.unicode();
+}
+
+/// An object as one line of JSON, without a line end, in UTF-8. It may go to a terminal: control
+/// characters, DEL and C1 among them, separators of lines and format characters, the bidirectional
+/// ones among them, are escaped ("\u202e"), which readers of JSON undo.
+[[nodiscard]] QByteArray jsonLine(const QJsonObject &object);
 
 } // namespace clipmule

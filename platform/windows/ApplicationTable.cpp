@@ -3,8 +3,8 @@
 
 #include "platform/windows/ApplicationTable.h"
 
+#include "platform/foundation/FileHandle.h"
 #include "platform/foundation/Log.h"
-#include "platform/foundation/RegularFile.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QStringList>
@@ -56,23 +56,21 @@ void ApplicationTable::addUsersOwn(const QString &path) {
 }
 
 void ApplicationTable::readFile(const QString &path, Missing missing) {
-    using Outcome = RegularFile::Contents::Outcome;
-    const RegularFile::Contents file = RegularFile::read(path, maximumFileBytes);
-    if (file.outcome == Outcome::Missing && missing == Missing::IsInOrder)
+    const auto file = RegularFile::read(path, maximumFileBytes);
+    if (file && !*file && missing == Missing::IsInOrder)
         return;
     QString problem;
-    if (file.outcome == Outcome::Read) {
-        const auto parsed = PropertyListSerialization::parse(file.bytes);
+    if (!file) {
+        problem = file.error().reason;
+    } else if (!*file) {
+        problem = QStringLiteral("there is none");
+    } else {
+        const auto parsed = PropertyListSerialization::parse(**file);
         const auto *entries = parsed ? parsed->as<PropertyList::Dictionary>() : nullptr;
         if (entries)
             problem = add(*entries);
         else
             problem = parsed ? QStringLiteral("it is no dictionary") : parsed.error().reason;
-    } else if (file.outcome == Outcome::TooLarge) {
-        problem = QStringLiteral("it is larger than %1 bytes").arg(maximumFileBytes);
-    } else {
-        problem = file.outcome == Outcome::Missing ? QStringLiteral("there is none")
-                                                   : QStringLiteral("it cannot be opened");
     }
     if (!problem.isEmpty())
         qCWarning(logDesktop).noquote() << "the table of applications cannot be read:" << path

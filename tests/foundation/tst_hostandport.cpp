@@ -3,6 +3,7 @@
 
 #include "platform/foundation/HostAndPort.h"
 
+#include "tests/kit/Results.h"
 #include <QTest>
 
 using namespace clipmule;
@@ -60,11 +61,11 @@ private Q_SLOTS:
         QFETCH(QString, host);
         QFETCH(int, port);
         const auto parsed = parseHostAndPort(text);
-        QCOMPARE(parsed.error, QString());
-        QVERIFY(parsed.value);
-        QCOMPARE(parsed.value->host, host);
-        QCOMPARE(int(parsed.value->port), port);
-        QCOMPARE(parseHostAndPort(parsed.value->text()).value, parsed.value);
+        QCOMPARE(kit::reasonOf(parsed), QString());
+        QVERIFY(parsed);
+        QCOMPARE(parsed->host, host);
+        QCOMPARE(int(parsed->port), port);
+        QVERIFY(parseHostAndPort(parsed->text()) == *parsed);
     }
 
     void theTextIsAsPeopleWriteIt() {
@@ -113,14 +114,14 @@ private Q_SLOTS:
         QFETCH(QString, text);
         QFETCH(QString, error);
         const auto parsed = parseHostAndPort(text);
-        QCOMPARE(parsed.error, error);
-        QVERIFY(!parsed.value);
+        QCOMPARE(kit::reasonOf(parsed), error);
+        QVERIFY(!parsed);
     }
 
     void aHostNameHas253Characters() {
         for (const qsizetype size : {252, 253})
-            QVERIFY(parseHostAndPort(hostName(size) + QStringLiteral(":80")).value);
-        QVERIFY(!parseHostAndPort(hostName(254) + QStringLiteral(":80")).value);
+            QVERIFY(parseHostAndPort(hostName(size) + QStringLiteral(":80")));
+        QVERIFY(!parseHostAndPort(hostName(254) + QStringLiteral(":80")));
     }
 
     void aTextHas277Characters() {
@@ -128,8 +129,8 @@ private Q_SLOTS:
             return QStringLiteral("phone:") + QString(size - 8, u'0') + QStringLiteral("80");
         };
         for (const qsizetype size : {276, 277})
-            QVERIFY(parseHostAndPort(padded(size)).value);
-        QCOMPARE(parseHostAndPort(padded(278)).error, wrongForm);
+            QVERIFY(parseHostAndPort(padded(size)));
+        QCOMPARE(kit::reasonOf(parseHostAndPort(padded(278))), wrongForm);
     }
 };
 

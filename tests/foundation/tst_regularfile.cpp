@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/RegularFile.h"
+#include "platform/foundation/FileHandle.h"
+#include "tests/kit/Results.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -11,7 +12,6 @@
 #include <sys/stat.h>
 
 using namespace clipmule;
-using Outcome = RegularFile::Contents::Outcome;
 
 class RegularFileTest : public QObject {
     Q_OBJECT
@@ -38,37 +38,38 @@ void RegularFileTest::init() {
 
 void RegularFileTest::readsTheWholeFile() {
     const auto contents = RegularFile::read(_place->filePath(QStringLiteral("file")), 100);
-    QCOMPARE(contents.outcome, Outcome::Read);
-    QCOMPARE(contents.bytes, QByteArray("12345"));
+    QCOMPARE(kit::reasonOf(contents), QString());
+    QCOMPARE(*contents, QByteArray("12345"));
 }
 
 void RegularFileTest::followsLinks() {
     const QString link = _place->filePath(QStringLiteral("link"));
     QVERIFY(QFile::link(_place->filePath(QStringLiteral("file")), link));
-    QCOMPARE(RegularFile::read(link, 100).bytes, QByteArray("12345"));
+    QCOMPARE(*RegularFile::read(link, 100), QByteArray("12345"));
 }
 
 void RegularFileTest::missingFile() {
     const auto contents = RegularFile::read(_place->filePath(QStringLiteral("none")), 100);
-    QCOMPARE(contents.outcome, Outcome::Missing);
+    QVERIFY(contents && !*contents);
 }
 
 void RegularFileTest::sizeIsLimited() {
     const QString path = _place->filePath(QStringLiteral("file"));
-    QCOMPARE(RegularFile::read(path, 6).outcome, Outcome::Read);
-    QCOMPARE(RegularFile::read(path, 5).outcome, Outcome::Read);
-    const auto contents = RegularFile::read(path, 4);
-    QCOMPARE(contents.outcome, Outcome::TooLarge);
-    QCOMPARE(contents.bytes, QByteArray());
+    QVERIFY(RegularFile::read(path, 6));
+    QVERIFY(RegularFile::read(path, 5));
+    QCOMPARE(kit::reasonOf(RegularFile::read(path, 4)),
+             QStringLiteral("it is larger than 4 bytes"));
 }
 
 void RegularFileTest::whatIsNoFileFails() {
-    QCOMPARE(RegularFile::read(_place->path(), 100).outcome, Outcome::Failed);
-    QCOMPARE(RegularFile::read(QStringLiteral("/dev/zero"), 100).outcome, Outcome::Failed);
+    QCOMPARE(kit::reasonOf(RegularFile::read(_place->path(), 100)),
+             QStringLiteral("it cannot be read"));
+    QCOMPARE(kit::reasonOf(RegularFile::read(QStringLiteral("/dev/zero"), 100)),
+             QStringLiteral("it cannot be read"));
     // A pipe that nobody writes to.
     const QString pipe = _place->filePath(QStringLiteral("pipe"));
     QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-    QCOMPARE(RegularFile::read(pipe, 100).outcome, Outcome::Failed);
+    QCOMPARE(kit::reasonOf(RegularFile::read(pipe, 100)), QStringLiteral("it cannot be read"));
 }
 
 QTEST_GUILESS_MAIN(RegularFileTest)

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/JsonLine.h"
 #include "platform/foundation/PlatformException.h"
+#include "platform/foundation/Utf8.h"
 #include "platform/propertylist/TypedJson.h"
 
 #include <QJsonDocument>

@@ -368,7 +368,7 @@ private Q_SLOTS:
     void whatIsNoFileIsKeptAside() {
         QVERIFY(QDir().mkpath(file()));
         FilePreferencesDatabase database(_folder);
-        expectWarning(QStringLiteral("^preferences not read: .*: not a file that can be read$"));
+        expectWarning(QStringLiteral("^preferences not read: .*: it cannot be read$"));
         QVERIFY(database.copyMultiple(domain).isEmpty());
         expectWarning(QStringLiteral("damaged-1$"));
         database.setValue(domain, key, true);
@@ -380,7 +380,7 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(_folder));
         QCOMPARE(::mkfifo(QFile::encodeName(file()).constData(), 0600), 0);
         FilePreferencesDatabase database(_folder);
-        expectWarning(QStringLiteral("^preferences not read: .*: not a file that can be read$"));
+        expectWarning(QStringLiteral("^preferences not read: .*: it cannot be read$"));
         QVERIFY(database.copyMultiple(domain).isEmpty());
     }
 

@@ -3,9 +3,9 @@
 
 #include "platform/preferences/backends/file/FilePreferencesDatabase.h"
 
+#include "platform/foundation/FileHandle.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/foundation/RegularFile.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 
 #include <QDir>
@@ -102,18 +102,12 @@ QString FilePreferencesDatabase::linkedPath(const QString &domain) const {
 
 Result<PropertyList::Dictionary> FilePreferencesDatabase::read(const QString &domain) const {
     const QString name = path(domain);
-    const RegularFile::Contents file = RegularFile::read(name, largestFile);
-    switch (file.outcome) {
-    case RegularFile::Contents::Outcome::Read:
-        break;
-    case RegularFile::Contents::Outcome::Missing:
+    const auto file = RegularFile::read(name, largestFile);
+    if (file && !*file)
         return {};
-    case RegularFile::Contents::Outcome::TooLarge:
-        return failure(QStringLiteral("%1: more than %2 bytes").arg(name).arg(largestFile));
-    case RegularFile::Contents::Outcome::Failed:
-        return failure(QStringLiteral("%1: not a file that can be read").arg(name));
-    }
-    auto parsed = PropertyListSerialization::parse(file.bytes);
+    auto parsed = file.and_then([](const std::optional<QByteArray> &bytes) {
+        return PropertyListSerialization::parse(*bytes);
+    });
     if (!parsed)
         return failure(QStringLiteral("%1: %2").arg(name, parsed.error().reason));
     if (!parsed->isDictionary())
