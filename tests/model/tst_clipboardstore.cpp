@@ -352,6 +352,12 @@ void ClipboardStoreTest::archivesWithoutARootAreKept() {
     tick();
     QVERIFY(_fixture->contents(mainFile) != bytes);
     QCOMPARE(_fixture->contents(mainFile + QStringLiteral(".unreadable")), bytes);
+    // A list of clips without a root says nothing of how many there are.
+    const auto board = _fixture->kept(named(QStringLiteral("b")));
+    _fixture->write(board->oid() + QStringLiteral(".clipboardItems"), bytes);
+    board->setCount(3);
+    QVERIFY(board->items().isEmpty());
+    QCOMPARE(board->count(), quint64(3));
 }
 
 // What a user's ten thousandth clip costs, in files: the list of clipboards is opened without
