@@ -111,6 +111,8 @@ private Q_SLOTS:
             "text/x-moz-url text/html text/plain;charset=utf-8 UTF8_STRING text/plain STRING TEXT");
         row("URL and text", {.text = "x", .url = url},
             "text/plain;charset=utf-8 UTF8_STRING text/plain STRING TEXT text/x-moz-url text/html");
+        row("URL and text that Latin-1 cannot hold", {.text = "\xe2\x82\xac", .url = url},
+            "text/plain;charset=utf-8 UTF8_STRING text/plain TEXT text/x-moz-url text/html");
         row("URL and files", {.text = "x", .files = files, .url = url},
             "text/uri-list x-special/gnome-copied-files text/plain;charset=utf-8 UTF8_STRING "
             "text/plain STRING TEXT text/x-moz-url text/html");

@@ -260,6 +260,11 @@ private Q_SLOTS:
              {Meaning::MozillaUrl, QStringLiteral("text/x-moz-url"), utf16(u"http://b.org/\nB")}});
         QCOMPARE(contents, (PasteboardContents{.url = QUrl(QStringLiteral("http://a.org/")),
                                                .title = QStringLiteral("B")}));
+        const auto reversed = PasteboardTargets::contents(
+            {{Meaning::MozillaUrl, QStringLiteral("text/x-moz-url"), utf16(u"http://b.org/\nB")},
+             {Meaning::UriList, QStringLiteral("text/uri-list"), "http://a.org/"}});
+        QCOMPARE(reversed, (PasteboardContents{.url = QUrl(QStringLiteral("http://b.org/")),
+                                               .title = QStringLiteral("B")}));
     }
 
     // Of two answers with one meaning, or under one name.
