@@ -31,14 +31,12 @@ int32_t length(const QString &text) {
     return int32_t(text.size());
 }
 
-// `map` writes into a buffer of the given capacity and answers the length it needs.
-template <typename Map>
-QString mapped(const QString &text, const Map &map) {
+QString mapped(const QString &text, decltype(&u_strToLower) map) {
     QString result(length(text), Qt::Uninitialized);
     for (;;) {
         UErrorCode status = U_ZERO_ERROR;
-        const int32_t needed =
-            map(reinterpret_cast<UChar *>(result.data()), int32_t(result.size()), &status);
+        const int32_t needed = map(reinterpret_cast<UChar *>(result.data()), int32_t(result.size()),
+                                   units(text), length(text), rootLocale, &status);
         const bool tooSmall = status == U_BUFFER_OVERFLOW_ERROR;
         if (U_FAILURE(status) && !tooSmall)
             throw PlatformException(QStringLiteral("InvalidArgument"),
@@ -103,15 +101,11 @@ std::vector<qsizetype> borders(const QString &pattern) {
 } // namespace
 
 QString lowerCase(const QString &text) {
-    return mapped(text, [&text](UChar *target, int32_t capacity, UErrorCode *status) {
-        return u_strToLower(target, capacity, units(text), length(text), rootLocale, status);
-    });
+    return mapped(text, u_strToLower);
 }
 
 QString upperCase(const QString &text) {
-    return mapped(text, [&text](UChar *target, int32_t capacity, UErrorCode *status) {
-        return u_strToUpper(target, capacity, units(text), length(text), rootLocale, status);
-    });
+    return mapped(text, u_strToUpper);
 }
 
 QString replaceIgnoringCase(const QString &text, const QString &wanted,

@@ -69,7 +69,9 @@ PreferencesWindow::PreferencesWindow(Services services)
     layout->addLayout(makePairedSection(), 1);
     layout->addLayout(makeNetworkSection(), 1);
     layout->addLayout(makeSwitchesSection());
-    layout->addWidget(WindowParts::makeLine(this));
+    auto *const line = new QFrame(this);
+    line->setFrameStyle(QFrame::HLine | QFrame::Sunken);
+    layout->addWidget(line);
     layout->addLayout(makeStatisticsSection());
     layout->addLayout(makeFooter());
     makeShortcuts();
@@ -104,8 +106,8 @@ QLayout *PreferencesWindow::makeSyncSection() {
     auto *const row = new QHBoxLayout;
     _agentState = WindowParts::makeHint(this);
     _agentState->setObjectName(QStringLiteral("agentState"));
-    _startAgent = new QPushButton(PanelTexts::tr("S&tart Clipmule Sync"), this);
-    connect(_startAgent, &QPushButton::clicked, this, &PreferencesWindow::startAgent);
+    _startAgent =
+        makeButton(PanelTexts::tr("S&tart Clipmule Sync"), &PreferencesWindow::startAgent);
     row->addWidget(_agentState, 1);
     row->addWidget(_startAgent);
     layout->addLayout(row);
@@ -132,17 +134,15 @@ QLayout *PreferencesWindow::makePairedSection() {
 
 QLayout *PreferencesWindow::makePasteRow() {
     auto *const row = new QHBoxLayout;
-    _pasteHint = new QLabel(PanelTexts::tr("&What this phone sends:"), this);
+    auto *const hint = new QLabel(PanelTexts::tr("&What this phone sends:"), this);
     _pasteMode = new QComboBox(this);
     _pasteMode->setObjectName(QStringLiteral("pasteMode"));
-    for (qsizetype i = 0; i < pasteChoices.size(); ++i)
-        _pasteMode->addItem(QString());
-    _pasteMode->setItemText(1, PanelTexts::tr("Paste it"));
-    _pasteMode->setItemText(2, PanelTexts::tr("Only put it on the clipboard"));
-    _pasteHint->setBuddy(_pasteMode);
-    _pasteMode->setAccessibleName(_pasteHint->text().remove(u'&'));
+    _pasteMode->addItems(
+        {QString(), PanelTexts::tr("Paste it"), PanelTexts::tr("Only put it on the clipboard")});
+    hint->setBuddy(_pasteMode);
+    _pasteMode->setAccessibleName(hint->text().remove(u'&'));
     connect(_pasteMode, &QComboBox::activated, this, &PreferencesWindow::choosePasteMode);
-    row->addWidget(_pasteHint);
+    row->addWidget(hint);
     row->addWidget(_pasteMode, 1);
     return row;
 }
@@ -151,14 +151,11 @@ QLayout *PreferencesWindow::makeRemovalRow() {
     _removal = WindowParts::makeHint(this);
     _removal->setWordWrap(false);
     _removal->setObjectName(QStringLiteral("removal"));
-    _undo = new QPushButton(PanelTexts::tr("Und&o"), this);
-    connect(_undo, &QPushButton::clicked, this, &PreferencesWindow::undoRemoval);
+    _undo = makeButton(PanelTexts::tr("Und&o"), &PreferencesWindow::undoRemoval);
     _removal->hide();
     _undo->hide();
-    _rename = new QPushButton(PanelTexts::tr("Rena&me…"), this);
-    connect(_rename, &QPushButton::clicked, this, &PreferencesWindow::renameCurrent);
-    _remove = new QPushButton(PanelTexts::tr("Unpai&r"), this);
-    connect(_remove, &QPushButton::clicked, this, &PreferencesWindow::removeCurrent);
+    _rename = makeButton(PanelTexts::tr("Rena&me…"), &PreferencesWindow::renameCurrent);
+    _remove = makeButton(PanelTexts::tr("Unpai&r"), &PreferencesWindow::removeCurrent);
     auto *const row = new QHBoxLayout;
     row->addWidget(_removal);
     row->addWidget(_undo);
@@ -186,14 +183,16 @@ QLayout *PreferencesWindow::makeNetworkSection() {
     _networkPages = WindowParts::makePages(_network, {_networkHint, _advice}, this);
     layout->addWidget(_networkPages, 1);
     _network->installEventFilter(this);
-    _addByHand = new QPushButton(PanelTexts::tr("Pair by a&ddress…"), this);
+    _addByHand = makeButton(PanelTexts::tr("Pair by a&ddress…"), &PreferencesWindow::addByHand);
     _addByHand->setAccessibleDescription(
         PanelTexts::tr("Pairs a phone that this network does not show"));
-    connect(_addByHand, &QPushButton::clicked, this, &PreferencesWindow::addByHand);
-    _add = new QPushButton(PanelTexts::tr("P&air"), this);
+    _add = makeButton(PanelTexts::tr("P&air"), &PreferencesWindow::addCurrent);
     _add->setAccessibleDescription(PanelTexts::tr("Pairs the selected phone with this computer"));
-    connect(_add, &QPushButton::clicked, this, &PreferencesWindow::addCurrent);
-    layout->addLayout(WindowParts::makeButtonRow({_addByHand, _add}));
+    auto *const buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(_addByHand);
+    buttons->addWidget(_add);
+    layout->addLayout(buttons);
     return layout;
 }
 
@@ -206,7 +205,8 @@ QLayout *PreferencesWindow::makeSwitchesSection() {
     connect(_paste, &QCheckBox::clicked, this, [this](bool on) {
         change(Key::PasteMode, Settings::wordFor(on ? PasteMode::Paste : PasteMode::Clipboard));
     });
-    _statusItem = makeSwitch(PanelTexts::tr("Show the &icon in the system tray"), Key::ShowStatus);
+    auto *const statusItem =
+        makeSwitch(PanelTexts::tr("Show the &icon in the system tray"), Key::ShowStatus);
     _atLogin = new QCheckBox(PanelTexts::tr("Start at &login"), this);
     connect(_atLogin, &QCheckBox::clicked, this, [this](bool on) {
         if (const auto written = _services.autostart.setEnabled(on); !written)
@@ -214,9 +214,9 @@ QLayout *PreferencesWindow::makeSwitchesSection() {
                             .arg(written.error().reason));
         showSwitches();
     });
-    _updates =
+    auto *const updates =
         makeSwitch(PanelTexts::tr("Check for &updates automatically"), Key::AutoUpdateEnabled);
-    for (QCheckBox *box : {_paste, _statusItem, _atLogin, _updates})
+    for (QCheckBox *box : {_paste, statusItem, _atLogin, updates})
         layout->addWidget(box);
     return layout;
 }
@@ -249,6 +249,13 @@ QLayout *PreferencesWindow::makeFooter() {
     return row;
 }
 
+QPushButton *PreferencesWindow::makeButton(const QString &text,
+                                           void (PreferencesWindow::*pressed)()) {
+    auto *const button = new QPushButton(text, this);
+    connect(button, &QPushButton::clicked, this, pressed);
+    return button;
+}
+
 QListView *PreferencesWindow::makeList(PhoneListModel *model, QLabel *heading) {
     auto *const list = new QListView(this);
     list->setModel(model);
@@ -269,6 +276,7 @@ QListView *PreferencesWindow::makeList(PhoneListModel *model, QLabel *heading) {
 QCheckBox *PreferencesWindow::makeSwitch(const QString &text, Key which) {
     auto *const box = new QCheckBox(text, this);
     connect(box, &QCheckBox::clicked, this, [this, which](bool on) { change(which, on); });
+    _switches.append({box, which});
     return box;
 }
 
@@ -329,7 +337,8 @@ bool PreferencesWindow::eventFilter(QObject *object, QEvent *event) {
 void PreferencesWindow::showAll() {
     showPhones();
     showPasteMode();
-    showAgent();
+    _agentState->setText(agentText());
+    _startAgent->setVisible(_services.agent.agent() == StatusReader::Agent::NotRunning);
     showSwitches();
     showStatistics();
     showRemoval();
@@ -403,16 +412,10 @@ QString PreferencesWindow::agentText() const {
     return PanelTexts::tr("Connected to %1.").arg(QLocale().createSeparatedList(connected));
 }
 
-void PreferencesWindow::showAgent() {
-    _agentState->setText(agentText());
-    _startAgent->setVisible(_services.agent.agent() == StatusReader::Agent::NotRunning);
-}
-
 void PreferencesWindow::showSwitches() {
     _paste->setChecked(_services.settings.pasteMode() == PasteMode::Paste);
-    _sync->setChecked(_services.settings.isOn(Key::SyncEnabled));
-    _statusItem->setChecked(_services.settings.isOn(Key::ShowStatus));
-    _updates->setChecked(_services.settings.isOn(Key::AutoUpdateEnabled));
+    for (const auto &[box, key] : std::as_const(_switches))
+        box->setChecked(_services.settings.isOn(key));
     _atLogin->setChecked(_services.autostart.isEnabled());
 }
 

@@ -71,13 +71,13 @@ private:
     QLayout *makeFooter();
     QLayout *makePasteRow();
     QLayout *makeRemovalRow();
+    QPushButton *makeButton(const QString &text, void (PreferencesWindow::*pressed)());
     QListView *makeList(PhoneListModel *model, QLabel *heading);
     QCheckBox *makeSwitch(const QString &text, Settings::Key which);
     void makeShortcuts();
 
     void showAll();
     void showPhones();
-    void showAgent();
     void showSwitches();
     void showStatistics();
     void showButtons();
@@ -114,7 +114,6 @@ private:
     QPushButton *_remove = nullptr;
     QLabel *_removal = nullptr;
     QPushButton *_undo = nullptr;
-    QLabel *_pasteHint = nullptr;
     QComboBox *_pasteMode = nullptr;
 
     PhoneListModel *_networkModel = nullptr;
@@ -127,9 +126,8 @@ private:
     // The user has been in the list: which phone is the current one is the user's choice.
     bool _networkWasVisited = false;
 
+    QList<std::pair<QCheckBox *, Settings::Key>> _switches;
     QCheckBox *_paste = nullptr;
-    QCheckBox *_statusItem = nullptr;
-    QCheckBox *_updates = nullptr;
     QCheckBox *_atLogin = nullptr;
     QList<std::pair<QLabel *, QString>> _counters;
 

@@ -39,13 +39,6 @@ QLabel *makeHint(QWidget *parent) {
     return label;
 }
 
-QWidget *makeLine(QWidget *parent) {
-    auto *const line = new QFrame(parent);
-    line->setFrameShape(QFrame::HLine);
-    line->setFrameShadow(QFrame::Sunken);
-    return line;
-}
-
 QStackedWidget *makePages(QAbstractItemView *view, const QList<QLabel *> &hints, QWidget *parent) {
     auto *const pages = new QStackedWidget(parent);
     pages->addWidget(view);
@@ -69,14 +62,6 @@ QStackedWidget *makePages(QAbstractItemView *view, const QList<QLabel *> &hints,
     // What a view would like to have is more than most people have phones.
     pages->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
     return pages;
-}
-
-QLayout *makeButtonRow(const QList<QPushButton *> &buttons) {
-    auto *const row = new QHBoxLayout;
-    row->addStretch();
-    for (QPushButton *button : buttons)
-        row->addWidget(button);
-    return row;
 }
 
 QLayout *makeCounter(QLabel *value, const QString &name, QWidget *parent) {

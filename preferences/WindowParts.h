@@ -32,11 +32,8 @@ inline constexpr int lineGap = 6;
 QLabel *makeHeading(const QString &text, QWidget *parent);
 /// A label for smaller words beside something.
 QLabel *makeHint(QWidget *parent);
-QWidget *makeLine(QWidget *parent);
 /// The view on the first page; on the second, in its stead, the hints.
 QStackedWidget *makePages(QAbstractItemView *view, const QList<QLabel *> &hints, QWidget *parent);
-/// Puts the buttons at the end of the line.
-QLayout *makeButtonRow(const QList<QPushButton *> &buttons);
 /// A value with its name below.
 QLayout *makeCounter(QLabel *value, const QString &name, QWidget *parent);
 

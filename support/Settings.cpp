@@ -33,19 +33,21 @@ bool beginsWithNumber(const QString &text) {
     return trimmed.size() > first && trimmed[first] >= u'0' && trimmed[first] <= u'9';
 }
 
-std::optional<bool> truthIn(const PropertyList &value) {
-    if (value.isNumber())
-        return value.boolValue();
+bool isNumeric(const PropertyList &value) {
     const QString *const text = value.as<QString>();
-    if (!text)
-        return std::nullopt;
-    const QString trimmed = text->trimmed();
-    if (trimmed.startsWith(u'n', Qt::CaseInsensitive) ||
-        trimmed.startsWith(u'f', Qt::CaseInsensitive))
+    return value.isNumber() || (text && beginsWithNumber(*text));
+}
+
+std::optional<bool> truthIn(const PropertyList &value) {
+    const QString *const text = value.as<QString>();
+    const auto beginsWith = [text](const char16_t letter) {
+        return text && text->trimmed().startsWith(letter, Qt::CaseInsensitive);
+    };
+    if (beginsWith(u'n') || beginsWith(u'f'))
         return false;
-    const bool saysYes = trimmed.startsWith(u'y', Qt::CaseInsensitive) ||
-                         trimmed.startsWith(u't', Qt::CaseInsensitive);
-    return saysYes || beginsWithNumber(trimmed) ? std::optional(value.boolValue()) : std::nullopt;
+    return isNumeric(value) || beginsWith(u'y') || beginsWith(u't')
+               ? std::optional(value.boolValue())
+               : std::nullopt;
 }
 
 // Negative numbers and such as are too large for the platform's own are damage.
@@ -56,18 +58,14 @@ std::optional<quint64> countIn(const PropertyList &value) {
     }
     if (value.kind() == PropertyList::Kind::UnsignedInteger)
         return value.unsignedValue();
-    const QString *const text = value.as<QString>();
-    if (!value.isNumber() && !(text && beginsWithNumber(*text)))
+    if (!isNumeric(value))
         return std::nullopt;
     const qint64 number = value.integerValue();
     return number >= 0 ? std::optional(quint64(number)) : std::nullopt;
 }
 
 std::optional<qint32> count32In(const PropertyList &value) {
-    const QString *const text = value.as<QString>();
-    if (!value.isNumber() && !(text && beginsWithNumber(*text)))
-        return std::nullopt;
-    return ZRKUserDefaults::integer32(value);
+    return isNumeric(value) ? std::optional(ZRKUserDefaults::integer32(value)) : std::nullopt;
 }
 
 // The value that the store holds, else the registered one, else the table's.

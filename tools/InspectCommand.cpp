@@ -299,7 +299,7 @@ public:
         , _report(report) {}
 
     void run() {
-        while (_at + StreamFrame::kindSize <= _bytes.size() && !_hasEnded) {
+        while (_at + StreamFrame::kindSize <= _bytes.size()) {
             const quint32 word = StreamFrame::readWord(_bytes.data() + _at);
             if (word == StreamFrame::objectKind) {
                 readObjectFrame();
@@ -314,7 +314,7 @@ public:
             }
         }
         tellSkipped();
-        if (_at < _bytes.size() && !_hasEnded)
+        if (_at < _bytes.size())
             tell(QStringLiteral("incomplete"), _bytes.size() - _at, {});
         if (_frames == 0)
             refuse(QStringLiteral("there is no frame in it"));
@@ -332,12 +332,10 @@ private:
         const bool isTooLarge = length > ZRKStreamHandler::largestPayload;
         if (!isTooLarge && left < StreamFrame::headerSize + qsizetype(length)) {
             tell(QStringLiteral("incomplete"), left, {});
-            _hasEnded = true;
             return;
         }
         ++_frames;
         QJsonObject details{{QStringLiteral("length"), qint64(length)}};
-        _hasEnded = isTooLarge;
         try {
             // The connection would be closed here; what is smaller is parsed as the program does.
             if (isTooLarge)
@@ -382,7 +380,6 @@ private:
     qsizetype _skippedFrom = -1;
     qint64 _frames = 0;
     qint64 _refused = 0;
-    bool _hasEnded = false;
 };
 
 bool beginsWithFrame(QByteArrayView bytes) {
