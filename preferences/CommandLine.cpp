@@ -188,7 +188,7 @@ Result<void> readOperands(const QStringList &operands, const Options &options,
     case Kind::Register:
         command.service = operands[0];
         return checkName(QStringLiteral("a service name"), command.service,
-                         command.service.toUtf8().size(), longestServiceName,
+                         command.service.toUtf8().size(), RegisteredPhones::longestService,
                          QStringLiteral("bytes"));
     case Kind::Rename:
         command.service = operands[0];

@@ -53,7 +53,6 @@ struct PreferencesCommand {
     bool watches = false;
 };
 
-inline constexpr qsizetype longestServiceName = RegisteredPhones::longestService;
 /// UTF-16 units of a display name: what a menu can show, and more.
 inline constexpr qsizetype longestDisplayName = 255;
 /// UTF-16 units of a key. Keys are words; this keeps an accident out of the file.

@@ -139,7 +139,7 @@ void PreferencesCommands::perform(const PreferencesCommand &command) {
     case Kind::Set:
         return set();
     case Kind::Unset:
-        return unset();
+        return write(_command.domain, _command.key, std::nullopt, QString());
     case Kind::Enable:
         return setEnabled(true);
     case Kind::Disable:
@@ -188,10 +188,6 @@ void PreferencesCommands::set() {
         }
         _services.finish(0);
     });
-}
-
-void PreferencesCommands::unset() {
-    write(_command.domain, _command.key, std::nullopt, QString());
 }
 
 void PreferencesCommands::setEnabled(bool enabled) {
@@ -322,8 +318,8 @@ void PreferencesCommands::browse(std::function<void(const QString &service)> fou
 }
 
 void PreferencesCommands::discover() {
-    const RunLoop::Seconds wait = _command.wait.value_or(usualWait);
-    _end = RunLoop::current().performAfter(wait, [this] { finishDiscovery(); });
+    _end = RunLoop::current().performAfter(_command.wait.value_or(usualWait),
+                                           [this] { finishDiscovery(); });
     browse([this](const QString &service) { found(service); });
 }
 

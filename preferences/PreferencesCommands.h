@@ -75,7 +75,6 @@ private:
     // Settings.
     void get();
     void set();
-    void unset();
     void setEnabled(bool enabled);
 
     // How things stand.

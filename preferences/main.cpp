@@ -20,7 +20,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 
 using namespace clipmule;
 
@@ -107,8 +106,8 @@ private:
 
 // Whether there is anywhere to open a window, going by the environment and the arguments.
 bool hasDisplay(int argc, char **argv) {
-    const bool named = std::any_of(argv, argv + argc, [](const char *argument) {
-        return std::strcmp(argument, "-platform") == 0 || std::strcmp(argument, "-display") == 0;
+    const bool named = std::any_of(argv, argv + argc, [](QByteArrayView argument) {
+        return argument == "-platform" || argument == "-display";
     });
     if (named || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
         !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))

@@ -230,16 +230,13 @@ std::optional<PropertyList> valueFromWord(const Setting &setting, const QString 
         return false;
     if (setting.kind == Kind::Choice)
         return PropertyList(lower);
+    if (setting.kind != Kind::Count && setting.kind != Kind::Count32)
+        return std::nullopt;
     bool isNumber = false;
-    if (setting.kind == Kind::Count) {
-        const quint64 number = word.toULongLong(&isNumber);
-        return isNumber ? std::optional<PropertyList>(number) : std::nullopt;
-    }
-    if (setting.kind == Kind::Count32) {
-        const qint64 number = word.toLongLong(&isNumber);
-        return isNumber ? std::optional<PropertyList>(number) : std::nullopt;
-    }
-    return std::nullopt;
+    const PropertyList number = setting.kind == Kind::Count
+                                    ? PropertyList(word.toULongLong(&isNumber))
+                                    : PropertyList(word.toLongLong(&isNumber));
+    return isNumber ? std::optional(number) : std::nullopt;
 }
 
 } // namespace Settings

@@ -32,8 +32,7 @@ void ZRKPowerNotificationCenter::setSystemPower(SystemPower *systemPower) {
 }
 
 ZRKPowerNotificationCenter::~ZRKPowerNotificationCenter() {
-    if (_notifier && _notifier == kernelPort)
-        _notifier->deregisterForSystemPower();
+    ZRKPowerNotificationCenter::didRemoveLastObserver();
 }
 
 void ZRKPowerNotificationCenter::didAddFirstObserver() {

@@ -30,16 +30,11 @@ namespace clipmule::InspectCommand {
 namespace {
 
 enum class Kind {
-    /// A property list of any form.
-    PropertyList,
-    /// A stream of frames, as one side of a connection received it.
-    Frames,
-    /// A DNS TXT record.
-    Txt,
-    /// A keyed archive.
-    Archive,
-    /// An old archive without keys.
-    TypedStream
+    PropertyList, ///< of any form
+    Frames,       ///< a stream, as one side of a connection received it
+    Txt,          ///< a DNS TXT record
+    Archive,      ///< a keyed one
+    TypedStream,  ///< an old archive without keys
 };
 
 // In the order of the kinds.

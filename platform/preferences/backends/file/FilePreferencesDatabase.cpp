@@ -11,8 +11,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 
-#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -48,12 +48,8 @@ FilePreferencesDatabase::FilePreferencesDatabase(const QString &folder)
     : _folder(folder) {}
 
 bool FilePreferencesDatabase::isValidDomain(const QString &domain) {
-    return !domain.isEmpty() && domain.size() <= longestDomain && domain[0] != u'.' &&
-           std::all_of(domain.begin(), domain.end(), [](QChar unit) {
-               return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') ||
-                      (unit >= u'0' && unit <= u'9') || unit == u'.' || unit == u'-' ||
-                      unit == u'_';
-           });
+    static const QRegularExpression valid(QStringLiteral("\\A[A-Za-z0-9_-][A-Za-z0-9._-]*\\z"));
+    return domain.size() <= longestDomain && valid.match(domain).hasMatch();
 }
 
 PropertyList::Dictionary FilePreferencesDatabase::copyMultiple(const QString &domain) {
