@@ -38,9 +38,11 @@ QString usages(bool needsFolder) {
     return lines;
 }
 
-void complain(const QString &message) {
+/// Gives the exit status of a program that was badly used.
+int complain(const QString &message) {
     std::fprintf(stderr, "clipmule-phone: %s\n",
                  qPrintable(onOneLine(message, CommandOptions::longestMessage)));
+    return 2;
 }
 
 void printLine(const QByteArray &line) {
@@ -74,10 +76,8 @@ Arguments parse(const QCoreApplication &application) {
                                   QStringLiteral("Keep received clips in a folder."),
                                   QStringLiteral("DIR"));
     parser.addOptions({name, save, data});
-    if (!parser.parse(application.arguments())) {
-        complain(parser.errorText());
-        return {std::nullopt, 2};
-    }
+    if (!parser.parse(application.arguments()))
+        return {std::nullopt, complain(parser.errorText())};
     if (parser.isSet(QStringLiteral("help"))) {
         std::fputs(qPrintable(CommandOptions::helpText(parser, QStringLiteral("clipmule-phone"))),
                    stdout);
@@ -87,27 +87,21 @@ Arguments parse(const QCoreApplication &application) {
         std::puts("clipmule-phone " CLIPMULE_VERSION);
         return {};
     }
-    if (!parser.positionalArguments().isEmpty()) {
-        complain(QStringLiteral("unexpected argument: %1")
-                     .arg(parser.positionalArguments().constFirst()));
-        return {std::nullopt, 2};
-    }
+    const QStringList others = parser.positionalArguments();
+    if (!others.isEmpty())
+        return {std::nullopt, complain(QStringLiteral("unexpected argument: %1").arg(others[0]))};
     const qsizetype length = parser.value(name).toUtf8().size();
-    if (length == 0 || length > longestName) {
-        std::fprintf(stderr, "clipmule-phone: a name has 1 to %d bytes\n", int(longestName));
-        return {std::nullopt, 2};
-    }
+    if (length == 0 || length > longestName)
+        return {std::nullopt,
+                complain(QStringLiteral("a name has 1 to %1 bytes").arg(longestName))};
     for (const QCommandLineOption &folder : {data, save}) {
-        if (parser.isSet(folder) && parser.value(folder).isEmpty()) {
-            complain(QStringLiteral("--%1 needs a folder").arg(folder.names().constFirst()));
-            return {std::nullopt, 2};
-        }
+        if (parser.isSet(folder) && parser.value(folder).isEmpty())
+            return {std::nullopt,
+                    complain(QStringLiteral("--%1 needs a folder").arg(folder.names()[0]))};
     }
-    Phone::Options options;
-    options.name = parser.value(name);
-    options.saveFolder = parser.value(save);
-    options.dataFolder = parser.value(data);
-    return {options, 0};
+    return {Phone::Options{.name = parser.value(name),
+                           .saveFolder = parser.value(save),
+                           .dataFolder = parser.value(data)}};
 }
 
 } // namespace
