@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QStandardPaths>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -209,6 +210,18 @@ Result<FileHandle> FilePreferencesDatabase::lock() const {
         RunLoop::current().pause(step);
     }
     return file;
+}
+
+std::unique_ptr<PreferencesDatabase> makePreferencesDatabase() {
+    return std::make_unique<FilePreferencesDatabase>(preferencesFolder());
+}
+
+QString preferencesFolder() {
+    // A relative path would mean another folder for each program.
+    const bool isUsable = QDir::isAbsolutePath(qEnvironmentVariable("XDG_CONFIG_HOME"));
+    return (isUsable ? QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
+                     : QDir::homePath() + QStringLiteral("/.config")) +
+           QStringLiteral("/clipmule-sync");
 }
 
 } // namespace clipmule
