@@ -559,6 +559,18 @@ private Q_SLOTS:
         QVERIFY(run.lines.isEmpty());
         QCOMPARE(run.messages.count(u'\n'), 1);
     }
+
+    void saysWhenTheTextCannotBeWritten() {
+        QProcess program;
+        program.setStandardOutputFile(QStringLiteral("/dev/full"));
+        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"), {QStringLiteral("-")});
+        program.write("{}");
+        program.closeWriteChannel();
+        QVERIFY(program.waitForFinished());
+        QCOMPARE(program.exitCode(), 1);
+        QVERIFY(program.readAllStandardError().startsWith(
+            "clipmule-inspect: the text cannot be written: "));
+    }
 };
 
 QTEST_GUILESS_MAIN(InspectCommandTest)
