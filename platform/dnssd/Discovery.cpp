@@ -3,7 +3,7 @@
 
 #include "platform/dnssd/Discovery.h"
 
-#include "platform/dnssd/Log.h"
+#include "platform/dnssd/ServiceRules.h"
 #include "platform/foundation/Callbacks.h"
 #include "platform/streams/SocketStreams.h"
 

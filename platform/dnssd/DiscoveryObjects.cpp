@@ -4,7 +4,6 @@
 #include "platform/dnssd/Discovery.h"
 #include "platform/dnssd/DiscoveryAnswers.h"
 #include "platform/dnssd/EventQueue.h"
-#include "platform/dnssd/Log.h"
 #include "platform/dnssd/ServiceRules.h"
 
 namespace clipmule::dnssd {

@@ -8,6 +8,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <utility>
 
 namespace clipmule::dnssd {
 
@@ -22,11 +23,31 @@ public:
     ~EventQueue() = default;
     Q_DISABLE_COPY_MOVE(EventQueue)
 
-    void post(Event event);
-    void clear();
+    void post(Event event) {
+        _events.push_back(std::move(event));
+        if (!_turn.isPending())
+            _turn = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { deliver(); });
+    }
+    void clear() {
+        _events.clear();
+        _underDelivery.clear();
+        _turn.cancel();
+    }
 
 private:
-    void deliver();
+    void deliver() {
+        const std::weak_ptr<bool> alive = _alive;
+        // What an event posts waits for the next turn, so that no chain of events holds up the
+        // loop.
+        _underDelivery = std::exchange(_events, {});
+        while (!_underDelivery.empty()) {
+            const Event event = std::move(_underDelivery.front());
+            _underDelivery.pop_front();
+            event();
+            if (alive.expired())
+                return;
+        }
+    }
 
     std::deque<Event> _events;
     std::deque<Event> _underDelivery;

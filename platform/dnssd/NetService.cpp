@@ -3,7 +3,6 @@
 
 #include "platform/dnssd/NetService.h"
 
-#include "platform/dnssd/Log.h"
 #include "platform/dnssd/ServiceRules.h"
 #include "platform/foundation/Callbacks.h"
 #include "platform/foundation/HostAndPort.h"

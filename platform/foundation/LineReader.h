@@ -29,10 +29,7 @@ public:
 
     LineReader(int descriptor, Delegate delegate);
     ~LineReader();
-    LineReader(const LineReader &) = delete;
-    LineReader &operator=(const LineReader &) = delete;
-    LineReader(LineReader &&) = delete;
-    LineReader &operator=(LineReader &&) = delete;
+    Q_DISABLE_COPY_MOVE(LineReader)
 
     void start();
 

@@ -6,6 +6,7 @@
 #include "platform/foundation/RunLoop.h"
 
 #include <functional>
+#include <malloc.h>
 
 namespace clipmule {
 
@@ -22,7 +23,10 @@ public:
         : _trim(std::move(trim)) {}
 
     /// To be called after a clip of this size, in bytes, was sent or received.
-    void clipPassed(quint64 size);
+    void clipPassed(quint64 size) {
+        if (size > largestUntrimmed)
+            _pending = RunLoop::current().performAfter(delay, [this] { _trim(); });
+    }
 
 private:
     std::function<void()> _trim;
@@ -30,6 +34,9 @@ private:
 };
 
 /// Does for this process's heap what clipPassed() does.
-void trimHeapAfterClip(quint64 size);
+inline void trimHeapAfterClip(quint64 size) {
+    static HeapTrimmer trimmer([] { ::malloc_trim(0); });
+    trimmer.clipPassed(size);
+}
 
 } // namespace clipmule

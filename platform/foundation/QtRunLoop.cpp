@@ -14,8 +14,6 @@
 
 namespace clipmule {
 
-QtRunLoop::~QtRunLoop() = default;
-
 RunLoop::Seconds QtRunLoop::now() const {
     return std::chrono::duration_cast<Seconds>(std::chrono::steady_clock::now().time_since_epoch());
 }
@@ -44,32 +42,24 @@ RunLoop::Identifier QtRunLoop::schedule(Seconds delay, bool repeats, Callback ca
         std::chrono::milliseconds(qint64(std::ceil(std::max(delay.count(), 0.0) * 1000.0)));
     // A coarse timer may be off by a twentieth of its interval: half a second on ten seconds, which
     // would let a resolve give up early.
-    const int timer = startTimer(milliseconds, Qt::PreciseTimer);
-    const Identifier identifier = _nextIdentifier++;
-    _entriesByTimer.emplace(
-        timer, Entry{identifier, repeats, std::make_shared<Callback>(std::move(callback))});
-    _timerByIdentifier.emplace(identifier, timer);
+    const auto identifier = Identifier(startTimer(milliseconds, Qt::PreciseTimer));
+    _entries.emplace(identifier, Entry{repeats, std::make_shared<Callback>(std::move(callback))});
     return identifier;
 }
 
 void QtRunLoop::unschedule(Identifier identifier) {
-    const auto found = _timerByIdentifier.find(identifier);
-    if (found == _timerByIdentifier.end())
-        return;
-    const int timer = found->second;
-    _timerByIdentifier.erase(found);
-    killTimer(timer);
     // Moved out first: destroying the callback may cancel further timers.
-    const auto node = _entriesByTimer.extract(timer);
+    if (const auto node = _entries.extract(identifier))
+        killTimer(int(identifier));
 }
 
 void QtRunLoop::timerEvent(QTimerEvent *event) {
-    const auto found = _entriesByTimer.find(event->timerId());
-    if (found == _entriesByTimer.end())
+    const auto found = _entries.find(Identifier(event->timerId()));
+    if (found == _entries.end())
         return;
     const std::shared_ptr<Callback> callback = found->second.callback;
     if (!found->second.repeats)
-        unschedule(found->second.identifier);
+        unschedule(found->first);
     (*callback)();
 }
 

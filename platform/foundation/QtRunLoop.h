@@ -14,12 +14,7 @@ namespace clipmule {
 /// The run loop of this thread's Qt event dispatcher. One per thread; needs a QCoreApplication to
 /// fire anything.
 class QtRunLoop final : public QObject, public RunLoop {
-    Q_OBJECT
-
 public:
-    QtRunLoop() = default;
-    ~QtRunLoop() override;
-
     [[nodiscard]] Seconds now() const override;
     [[nodiscard]] Date wallClock() const override;
     void runOnce() override;
@@ -33,13 +28,12 @@ protected:
 
 private:
     struct Entry {
-        Identifier identifier;
         bool repeats;
         std::shared_ptr<Callback> callback;
     };
-    Identifier _nextIdentifier = 1;
-    std::unordered_map<int, Entry> _entriesByTimer;
-    std::unordered_map<Identifier, int> _timerByIdentifier;
+    // By the dispatcher's numbers. It uses one again only when its timer has ended, and nobody
+    // asks for the end of one that has.
+    std::unordered_map<Identifier, Entry> _entries;
 };
 
 } // namespace clipmule

@@ -21,10 +21,7 @@ class QuitSignals final {
 public:
     explicit QuitSignals(std::function<void(int signal)> callback);
     ~QuitSignals();
-    QuitSignals(const QuitSignals &) = delete;
-    QuitSignals &operator=(const QuitSignals &) = delete;
-    QuitSignals(QuitSignals &&) = delete;
-    QuitSignals &operator=(QuitSignals &&) = delete;
+    Q_DISABLE_COPY_MOVE(QuitSignals)
 
 private:
     static constexpr std::array signals{SIGTERM, SIGINT, SIGHUP};

@@ -6,6 +6,7 @@
 #include "platform/foundation/Log.h"
 #include "platform/streams/SocketNotifier.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <netinet/in.h>
@@ -17,22 +18,10 @@ namespace {
 
 /// Errors of a connection that was lost before it was accepted; the listening socket is well.
 bool isOfOneConnection(int error) {
-    switch (error) {
-    case EAGAIN:
-    case EINTR:
-    case ECONNABORTED:
-    case EPERM:
-    case EPROTO:
-    case ENETDOWN:
-    case ENETUNREACH:
-    case EHOSTDOWN:
-    case EHOSTUNREACH:
-    case ENOPROTOOPT:
-    case EOPNOTSUPP:
-        return true;
-    default:
-        return false;
-    }
+    constexpr int errors[] = {EAGAIN,       EINTR,       ECONNABORTED, EPERM,
+                              EPROTO,       ENETDOWN,    ENETUNREACH,  EHOSTDOWN,
+                              EHOSTUNREACH, ENOPROTOOPT, EOPNOTSUPP};
+    return std::find(std::begin(errors), std::end(errors), error) != std::end(errors);
 }
 
 } // namespace

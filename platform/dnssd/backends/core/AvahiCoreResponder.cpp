@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/dnssd/EventQueue.h"
-#include "platform/dnssd/Log.h"
 #include "platform/dnssd/Responder.h"
 #include "platform/dnssd/ServiceRules.h"
 #include "platform/dnssd/backends/core/AvahiPollAdapter.h"

@@ -189,51 +189,49 @@ Type structured(const QVariant &value, const char *signature) {
 
 } // namespace
 
-QDBusArgument &operator<<(QDBusArgument &argument, const Phone &phone) {
+// A structure of these fields.
+template <typename... Fields>
+QDBusArgument &put(QDBusArgument &argument, const Fields &...fields) {
     argument.beginStructure();
-    argument << phone.service << phone.name << phone.state << qlonglong(phone.lastSeen)
-             << phone.lastError << qlonglong(phone.lastErrorDate);
+    (argument << ... << fields);
     argument.endStructure();
     return argument;
+}
+
+template <typename... Fields>
+const QDBusArgument &take(const QDBusArgument &argument, Fields &...fields) {
+    argument.beginStructure();
+    (argument >> ... >> fields);
+    argument.endStructure();
+    return argument;
+}
+
+QDBusArgument &operator<<(QDBusArgument &argument, const Phone &phone) {
+    return put(argument, phone.service, phone.name, phone.state, phone.lastSeen, phone.lastError,
+               phone.lastErrorDate);
 }
 
 const QDBusArgument &operator>>(const QDBusArgument &argument, Phone &phone) {
-    argument.beginStructure();
-    argument >> phone.service >> phone.name >> phone.state >> phone.lastSeen >> phone.lastError >>
-        phone.lastErrorDate;
-    argument.endStructure();
-    return argument;
+    return take(argument, phone.service, phone.name, phone.state, phone.lastSeen, phone.lastError,
+                phone.lastErrorDate);
 }
 
 QDBusArgument &operator<<(QDBusArgument &argument, const RefusedClip &clip) {
-    argument.beginStructure();
-    argument << clip.reason << qlonglong(clip.date);
-    argument.endStructure();
-    return argument;
+    return put(argument, clip.reason, clip.date);
 }
 
 const QDBusArgument &operator>>(const QDBusArgument &argument, RefusedClip &clip) {
-    argument.beginStructure();
-    argument >> clip.reason >> clip.date;
-    argument.endStructure();
-    return argument;
+    return take(argument, clip.reason, clip.date);
 }
 
 QDBusArgument &operator<<(QDBusArgument &argument, const RefusalEntry &entry) {
-    argument.beginStructure();
-    argument << entry.direction << entry.reason << entry.kind << entry.phone
-             << qulonglong(entry.size) << qulonglong(entry.limit) << qlonglong(entry.date)
-             << entry.detail << qulonglong(entry.count);
-    argument.endStructure();
-    return argument;
+    return put(argument, entry.direction, entry.reason, entry.kind, entry.phone, entry.size,
+               entry.limit, entry.date, entry.detail, entry.count);
 }
 
 const QDBusArgument &operator>>(const QDBusArgument &argument, RefusalEntry &entry) {
-    argument.beginStructure();
-    argument >> entry.direction >> entry.reason >> entry.kind >> entry.phone >> entry.size >>
-        entry.limit >> entry.date >> entry.detail >> entry.count;
-    argument.endStructure();
-    return argument;
+    return take(argument, entry.direction, entry.reason, entry.kind, entry.phone, entry.size,
+                entry.limit, entry.date, entry.detail, entry.count);
 }
 
 void registerTypes() {
