@@ -13,6 +13,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 
 namespace clipmule {
 
@@ -202,11 +203,17 @@ QByteArray xmlFromDate(Date date) {
                                : std::clamp(date.secondsSinceReference, earliest, latest);
     const double days = std::floor(bounded / double(secondsPerDay));
     const int second = int(std::floor(bounded - days * double(secondsPerDay)));
-    const QDate day = QDate::fromJulianDay(qint64(days) + referenceDay);
-    const int year = day.year() > 0 ? day.year() : day.year() + 1;
-    return QString::asprintf("%04d-%02d-%02dT%02d:%02d:%02dZ", year, day.month(), day.day(),
-                             second / 3600, second / 60 % 60, second % 60)
-        .toLatin1();
+    int year = 0;
+    int month = 0;
+    int day = 0;
+    QDate::fromJulianDay(qint64(days) + referenceDay).getDate(&year, &month, &day);
+    if (year < 0)
+        ++year;
+
+    std::array<char, 40> text{};
+    const int size = std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02dZ", year,
+                                   month, day, second / 3600, second / 60 % 60, second % 60);
+    return QByteArray(text.data(), size);
 }
 
 } // namespace clipmule
