@@ -18,6 +18,7 @@
 #include <limits>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using bench::Case;
 using bench::Work;
 

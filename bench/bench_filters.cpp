@@ -12,6 +12,7 @@
 #include <cstdlib>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using bench::Case;
 using bench::Work;
 

@@ -15,6 +15,7 @@
 #include <iostream>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using PasteboardTargets::Meaning;
 
 namespace {

@@ -9,6 +9,7 @@
 #include <iostream>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 

@@ -15,22 +15,18 @@
 #include "tests/kit/MemoryDistributedNotifications.h"
 #include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/MemoryStreams.h"
+#include "tests/kit/RecordedNotice.h"
 #include "tests/kit/RecordingKeyboard.h"
 #include "tests/kit/Settle.h"
 
 #include <QTemporaryDir>
 #include <QtEndian>
 
-namespace clipmule {
+namespace clipmule::kit {
 
 inline const QString agentDomain = QStringLiteral("com.zendrik.ClipmuleSync");
 inline const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
 inline const QString statisticsDomain = QStringLiteral("com.zendrik.ClipmuleSync.stats");
-
-struct RecordedNotice {
-    void operator()(const QString &text) { messages.append(text); }
-    QStringList messages;
-};
 
 class FakeSessionPrograms final : public SessionPrograms {
 public:
@@ -181,7 +177,7 @@ struct AgentFixture {
 
     kit::ManualRunLoop runLoop;
     RunLoop::Installation installation{runLoop};
-    dnssd::FakeBackend backend;
+    FakeDnsSd backend;
     FakePasteboard pasteboard;
     kit::FakeActiveApplication activeApplication;
     RecordedNotice notice;
@@ -200,4 +196,4 @@ struct AgentFixture {
     std::unique_ptr<ZRKClipmuleSyncApp> app;
 };
 
-} // namespace clipmule
+} // namespace clipmule::kit

@@ -3,10 +3,12 @@
 
 #include "app/Agent.h"
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -24,12 +26,10 @@ private:
 } // namespace
 
 // The whole of it on stand-ins, as in a session without a display: without a face.
-class AgentTest : public QObject {
+class AgentTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _runLoop = std::make_unique<kit::ManualRunLoop>();
         _installation = std::make_unique<RunLoop::Installation>(*_runLoop);
         _told.clear();
@@ -37,7 +37,7 @@ private Q_SLOTS:
         _backends.database = std::make_unique<MemoryPreferencesDatabase>();
         _backends.notifications = std::make_unique<MemoryDistributedNotifications>();
         _backends.power = std::make_unique<FakeSystemPower>();
-        _backends.dnssd = std::make_unique<dnssd::FakeBackend>();
+        _backends.dnssd = std::make_unique<FakeDnsSd>();
         _backends.activeApplication = std::make_shared<kit::FakeActiveApplication>();
         _backends.pasteboard = std::make_unique<FakePasteboard>();
         _backends.keyboard = std::make_unique<kit::RecordingKeyboard>();
@@ -45,15 +45,17 @@ private Q_SLOTS:
         _backends.statusInterface = std::make_unique<RecordedStatus>(_told);
         _backends.temporaryFolder = _folder.path();
         _database = static_cast<MemoryPreferencesDatabase *>(_backends.database.get());
-        _network = static_cast<dnssd::FakeBackend *>(_backends.dnssd.get());
+        _network = static_cast<FakeDnsSd *>(_backends.dnssd.get());
     }
-    void cleanup() {
+
+    void end() override {
         _agent.reset();
         _backends = AgentBackends();
         _installation.reset();
         _runLoop.reset();
     }
 
+private Q_SLOTS:
     void theStatusNamesTheBackends() {
         start();
         const AgentStatus &status = _told.constFirst();
@@ -150,7 +152,7 @@ private:
     QList<AgentStatus> _told;
     AgentBackends _backends;
     MemoryPreferencesDatabase *_database = nullptr;
-    dnssd::FakeBackend *_network = nullptr;
+    FakeDnsSd *_network = nullptr;
     std::optional<Agent> _agent;
 };
 

@@ -2,10 +2,12 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -34,20 +36,20 @@ PropertyList imageClip() {
 
 // A phone sends many clips at once. The loop keeps turning, the newest clips win, and nothing is
 // passed over in silence.
-class BurstsTest : public QObject {
+class BurstsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _agent = std::make_unique<AgentFixture>();
         _phone = _agent->connectedPhone(u"Anna"_qs);
     }
-    void cleanup() {
+
+    void end() override {
         _phone.reset();
         _agent.reset();
     }
 
+private Q_SLOTS:
     void aClipThatComesAloneIsPastedAtOnce() {
         send(textClip(u"one"_qs));
         QCOMPARE(pastes(), 1);

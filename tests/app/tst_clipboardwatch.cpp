@@ -3,18 +3,18 @@
 
 #include "model/ZRKClipmuleData.h"
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 // Without a phone or a network.
-class ClipboardWatchTest : public QObject {
+class ClipboardWatchTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _desk = std::make_unique<AgentFixture>();
         _journal = std::make_unique<SyncJournal>(std::ref(_desk->notice), *_desk->shared);
         _watch = std::make_unique<ClipboardWatch>(_desk->pasteboardServices, *_journal);
@@ -27,12 +27,14 @@ private Q_SLOTS:
             return _takes;
         };
     }
-    void cleanup() {
+
+    void end() override {
         _watch.reset();
         _journal.reset();
         _desk.reset();
     }
 
+private Q_SLOTS:
     void whatWasCopiedBeforeIsKnown() {
         copy(u"before"_qs);
         _watch->start();

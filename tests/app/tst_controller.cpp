@@ -2,12 +2,14 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -96,16 +98,14 @@ PropertyList::Dictionary phoneEntry(const QString &service, const QString &name)
 
 } // namespace
 
-class ControllerTest : public QObject {
+class ControllerTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _agent = std::make_unique<AgentFixture>();
-    }
-    void cleanup() { _agent.reset(); }
+    void begin() override { _agent = std::make_unique<AgentFixture>(); }
 
+    void end() override { _agent.reset(); }
+
+private Q_SLOTS:
     // Launching
 
     void migratesTheSettingsOfASinglePhone() {

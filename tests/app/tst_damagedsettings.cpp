@@ -3,11 +3,13 @@
 
 #include "tests/app/AgentFixture.h"
 #include "tests/kit/EveryKind.h"
+#include "tests/kit/TestCase.h"
 
 #include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -26,19 +28,24 @@ QString domainOf(const Settings::Setting &setting) {
 } // namespace
 
 // The agent with any value under any of its settings, from the file and from the bus.
-class DamagedSettingsTest : public QObject {
+class DamagedSettingsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!setting )")));
+    void begin() override {
         // What an earlier test reported counts as said until a right value was read.
         for (const Settings::Setting &each : Settings::all())
             Settings::reportKind(each, std::nullopt, true);
         _agent = std::make_unique<AgentFixture>();
     }
-    void cleanup() { _agent.reset(); }
 
+    void end() override { _agent.reset(); }
+
+public:
+    // Only what is said of settings is expected here, by each test in its own words.
+    DamagedSettingsTest()
+        : TestCase(QStringLiteral("^(?!setting )")) {}
+
+private Q_SLOTS:
     void everyKindInTheFile_data() { addEveryKindUnderEveryKey(); }
     void everyKindInTheFile() {
         QFETCH(const Settings::Setting *, setting);

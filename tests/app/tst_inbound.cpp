@@ -3,6 +3,7 @@
 
 #include "platform/foundation/Memory.h"
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -10,6 +11,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -56,16 +58,14 @@ QList<PropertyList> payloads(const QList<PropertyList> &objects, const QString &
 
 } // namespace
 
-class InboundTest : public QObject {
+class InboundTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _agent = std::make_unique<AgentFixture>();
-    }
-    void cleanup() { _agent.reset(); }
+    void begin() override { _agent = std::make_unique<AgentFixture>(); }
 
+    void end() override { _agent.reset(); }
+
+private Q_SLOTS:
     // A clip for this computer
 
     void writesAClipAndPastesIt() {

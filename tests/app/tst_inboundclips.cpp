@@ -3,10 +3,12 @@
 
 #include "model/ZRKClipmuleData.h"
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -19,12 +21,10 @@ std::shared_ptr<ZRKClipmuleData> textClip(const QString &text) {
 } // namespace
 
 // Without a phone, a network or a watch.
-class InboundClipsTest : public QObject {
+class InboundClipsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _desk = std::make_unique<AgentFixture>();
         _journal = std::make_unique<SyncJournal>(std::ref(_desk->notice), *_desk->shared);
         _inbound =
@@ -40,12 +40,14 @@ private Q_SLOTS:
             _events += u"pastes so far: %1"_qs.arg(_desk->keyboard.pasteCount());
         };
     }
-    void cleanup() {
+
+    void end() override {
         _inbound.reset();
         _journal.reset();
         _desk.reset();
     }
 
+private Q_SLOTS:
     void aClipIsWrittenThenPasted() {
         _inbound->receive(u"Anna"_qs, textClip(u"hello"_qs));
         QCOMPARE(text(), u"hello"_qs);

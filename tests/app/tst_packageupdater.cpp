@@ -4,23 +4,20 @@
 #include "app/PackageUpdater.h"
 #include "platform/bundle/Bundle.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/RecordedNotice.h"
+#include "tests/kit/TestCase.h"
 
 #include <QFile>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using Answer = PackageUpdates::Answer;
 using Outcome = PackageUpdates::Answer::Outcome;
 using Asker = PackageUpdates::Asker;
 
 namespace {
-
-struct RecordedNotice {
-    void operator()(const QString &text) { messages.append(text); }
-    QStringList messages;
-};
 
 /// A package manager that answers when the test says so.
 class FakePackageUpdates final : public PackageUpdates {
@@ -52,13 +49,10 @@ Answer answerOf(Outcome outcome, const QString &version = {}, const QString &err
 
 } // namespace
 
-class PackageUpdaterTest : public QObject {
+class PackageUpdaterTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _log.clear();
         _asked.clear();
         _notice.messages.clear();
@@ -73,11 +67,13 @@ private Q_SLOTS:
             });
         _updater->onWillInstallUpdate = [this](Updater &) { _log.append(u"will install"_qs); };
     }
-    void cleanup() {
+
+    void end() override {
         _updater.reset();
         QCOMPARE(_runLoop.pendingCount(), 0);
     }
 
+private Q_SLOTS:
     void theUserIsAnswered_data() {
         QTest::addColumn<Outcome>("outcome");
         QTest::addColumn<QString>("error");
@@ -257,7 +253,7 @@ private Q_SLOTS:
         _updater.reset();
         late(answerOf(Outcome::UpToDate));
         QCOMPARE(_notice.messages.size(), 1);
-        init();
+        begin();
         _updater->checkForUpdates();
         _packages->answer(answerOf(Outcome::Available, u"2.0"_qs));
         _updater.reset();

@@ -2,18 +2,18 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 // The agent's network without the agent.
-class PhoneLinksTest : public QObject {
+class PhoneLinksTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _desk = std::make_unique<AgentFixture>();
         _links = std::make_unique<PhoneLinks>(_desk->backend, nullptr);
         _opened.clear();
@@ -21,11 +21,13 @@ private Q_SLOTS:
             client.onOpen = [this](NetService &service) { _opened += service.name(); };
         };
     }
-    void cleanup() {
+
+    void end() override {
         _links.reset();
         _desk.reset();
     }
 
+private Q_SLOTS:
     void aPhoneIsAnnouncedToAndConnectedToOnce() {
         _links->connect(phones({u"Anna"_qs}));
         _links->connect(phones({u"Anna"_qs, u"Ben"_qs}));

@@ -3,8 +3,8 @@
 
 #include "app/SyncJournal.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -23,20 +23,20 @@ Refusal damaged(const QString &phone) {
 
 } // namespace
 
-class RefusalsTest : public QObject {
+class RefusalsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _runLoop = std::make_unique<kit::ManualRunLoop>();
         _installation = std::make_unique<RunLoop::Installation>(*_runLoop);
     }
-    void cleanup() {
+
+    void end() override {
         _installation.reset();
         _runLoop.reset();
     }
 
+private Q_SLOTS:
     void theNewestComesFirst() {
         Refusals refusals;
         QVERIFY(refusals.newestFirst().isEmpty());

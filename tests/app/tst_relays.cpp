@@ -4,10 +4,12 @@
 #include "net/ZRKStreamNotifications.h"
 #include "platform/foundation/PlatformException.h"
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -30,16 +32,14 @@ QList<PropertyList> payloads(const QList<PropertyList> &objects, const QString &
 } // namespace
 
 // What one phone sends for the others, and what of a phone's messages is not taken.
-class RelaysTest : public QObject {
+class RelaysTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _agent = std::make_unique<AgentFixture>();
-    }
-    void cleanup() { _agent.reset(); }
+    void begin() override { _agent = std::make_unique<AgentFixture>(); }
 
+    void end() override { _agent.reset(); }
+
+private Q_SLOTS:
     // A clip for the other phones
 
     void relaysToTheOtherConnectedPhones() {

@@ -5,24 +5,26 @@
 #include "platform/foundation/PlatformException.h"
 #include "support/ZRKNotificationCenter.h"
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 // What the agent knows of how things stand, for people who look into why something does not work.
-class SituationTest : public QObject {
+class SituationTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _agent = std::make_unique<AgentFixture>();
         _changes = 0;
     }
-    void cleanup() { _agent.reset(); }
 
+    void end() override { _agent.reset(); }
+
+private Q_SLOTS:
     void aPhoneThatIsNotThereIsNotSeen() {
         _agent->setRegistered({u"Anna"_qs});
         launch();

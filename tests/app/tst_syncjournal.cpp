@@ -3,28 +3,30 @@
 
 #include "model/ZRKClipmuleData.h"
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
-class SyncJournalTest : public QObject {
+class SyncJournalTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _desk = std::make_unique<AgentFixture>();
         _desk->setRegistered({u"Anna"_qs});
         _journal = std::make_unique<SyncJournal>(std::ref(_desk->notice), *_desk->shared);
         _changes = 0;
         _journal->onChange = [this] { ++_changes; };
     }
-    void cleanup() {
+
+    void end() override {
         _journal.reset();
         _desk.reset();
     }
 
+private Q_SLOTS:
     void aPhoneHasTheNameThatTheUserGaveIt_data() {
         QTest::addColumn<QString>("phone");
         QTest::addColumn<QString>("entered");

@@ -2,11 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QLoggingCategory>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -29,23 +31,23 @@ PropertyList clip(const QString &text) {
 } // namespace
 
 // One line for each thing that happens, for people who ask for it, and never a clip's text.
-class VerboseLogTest : public QObject {
+class VerboseLogTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _agent = std::make_unique<AgentFixture>();
         QLoggingCategory::setFilterRules(u"clipmule.app.debug=true"_qs);
         before = qInstallMessageHandler(record);
     }
-    void cleanup() {
+
+    void end() override {
         _agent.reset();
         qInstallMessageHandler(before);
         QLoggingCategory::setFilterRules({});
         lines.clear();
     }
 
+private Q_SLOTS:
     void whatIsCopiedHere() {
         _agent->connectedPhone(u"Anna"_qs);
         _agent->connectedPhone(u"Ben"_qs);

@@ -3,12 +3,14 @@
 
 #include "model/ZRKClipmuleData.h"
 #include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
 
 #include <QBuffer>
 #include <QImage>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -26,16 +28,14 @@ QStringList texts(const QList<PropertyList> &objects) {
 
 } // namespace
 
-class WatcherTest : public QObject {
+class WatcherTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _agent = std::make_unique<AgentFixture>();
-    }
-    void cleanup() { _agent.reset(); }
+    void begin() override { _agent = std::make_unique<AgentFixture>(); }
 
+    void end() override { _agent.reset(); }
+
+private Q_SLOTS:
     void sendsWhatIsCopied() {
         const auto phone = _agent->connectedPhone(u"Anna"_qs);
         _agent->pasteboard.copyText(u"Hello"_qs);

@@ -5,7 +5,7 @@
 
 #include "platform/archive/Coding.h"
 
-namespace clipmule::test {
+namespace clipmule::kit {
 
 // The classes of the clipboard files, reduced to what their archives hold.
 
@@ -171,4 +171,4 @@ inline QString describe(const ArchiveValue &root) {
     return textOf(root);
 }
 
-} // namespace clipmule::test
+} // namespace clipmule::kit

@@ -8,7 +8,7 @@
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/archive/ArchivedClips.h"
 
-namespace clipmule::test {
+namespace clipmule::kit {
 
 // Keyed archives composed object by object, right or wrong.
 
@@ -85,4 +85,4 @@ inline void decodeProbe(const QByteArray &archive, const std::function<void(Deco
     (void)KeyedUnarchiver::unarchivedObject(archive, classes);
 }
 
-} // namespace clipmule::test
+} // namespace clipmule::kit

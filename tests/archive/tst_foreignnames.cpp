@@ -6,11 +6,12 @@
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/archive/KeyedArchives.h"
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 using Writer = TypedStream::Writer;
 
 namespace {
@@ -49,12 +50,10 @@ PropertyList::Dictionary objectOf(quint32 classNumber) {
 } // namespace
 
 // What readers say of foreign input goes to logs and terminals.
-class ForeignNamesTest : public QObject {
+class ForeignNamesTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void errorsShowNamesOnOneLine_data() {
         QTest::addColumn<QString>("error");
         QTest::addColumn<QString>("expected");

@@ -3,11 +3,12 @@
 
 #include "platform/archive/KeyedArchiver.h"
 #include "tests/archive/KeyedArchives.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -32,12 +33,10 @@ void decodeProbeRecord(Dictionary values, const std::function<void(Decoder &)> &
 
 } // namespace
 
-class KeyedArchiveTest : public QObject {
+class KeyedArchiveTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void withoutARootThereIsNothing() {
         auto archive = archiveOf({});
         archive.insert(QStringLiteral("$top"), Dictionary());

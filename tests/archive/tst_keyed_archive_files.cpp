@@ -3,6 +3,7 @@
 
 #include "platform/archive/KeyedArchiver.h"
 #include "tests/archive/KeyedArchives.h"
+#include "tests/kit/TestCase.h"
 #include "tests/kit/Vectors.h"
 
 #include <QDir>
@@ -10,15 +11,13 @@
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 
 // Archives that other writers made, and archives as files.
-class KeyedArchiveFilesTest : public QObject {
+class KeyedArchiveFilesTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void readsTheFilesOfOthers_data() {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("expected");

@@ -3,11 +3,12 @@
 
 #include "platform/archive/KeyedArchiver.h"
 #include "tests/archive/KeyedArchives.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -31,12 +32,10 @@ QList<qsizetype> textsIn(const QByteArray &archive) {
 } // namespace
 
 /// What archives store once although many refer to it: all that is written can be read.
-class KeyedArchiveSharingTest : public QObject {
+class KeyedArchiveSharingTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void objectsCountForTheExpansionOfWhatHoldsThem() {
         // An object that holds a thousand texts, held many times by a list: a walk over all of
         // them is far longer than the archive.

@@ -5,6 +5,7 @@
 #include "platform/archive/TypedStream.h"
 #include "platform/foundation/PlatformException.h"
 #include "tests/archive/KeyedArchives.h"
+#include "tests/kit/TestCase.h"
 #include "tests/kit/Vectors.h"
 
 #include <QTest>
@@ -12,7 +13,7 @@
 #include <limits>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -46,12 +47,10 @@ QString reasonOfReading(const QByteArray &archive) {
 
 } // namespace
 
-class SequentialArchiveTest : public QObject {
+class SequentialArchiveTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void aString() {
         const QByteArray bytes = kit::vectorBytes(QStringLiteral("typedstream/string.bin"));
         QCOMPARE(SequentialUnarchiver::unarchivedObject(bytes).string(),

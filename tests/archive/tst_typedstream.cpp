@@ -4,6 +4,7 @@
 #include "platform/archive/ArchivedLook.h"
 #include "platform/archive/TypedStream.h"
 #include "platform/foundation/PlatformException.h"
+#include "tests/kit/TestCase.h"
 #include "tests/kit/Vectors.h"
 
 #include <QTest>
@@ -54,12 +55,10 @@ QByteArray redWith(const char *piece, const char *replacement) {
 
 } // namespace
 
-class TypedStreamTest : public QObject {
+class TypedStreamTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void integers_data() {
         QTest::addColumn<qint64>("value");
         QTest::addColumn<QByteArray>("bytes");

@@ -5,6 +5,7 @@
 
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -49,15 +50,12 @@ QStringList pathsOf(const QList<Bundle> &bundles) {
 
 } // namespace
 
-class BundleTest : public QObject {
+class BundleTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        qunsetenv("CLIPMULE_RESOURCES");
-    }
+    void begin() override { qunsetenv("CLIPMULE_RESOURCES"); }
 
+private Q_SLOTS:
     void inTheBuildTreeTheMainBundleIsTheSources() {
         const Bundle bundle = Bundle::mainBundle();
         // Through a link that lies where an installed program has its data.

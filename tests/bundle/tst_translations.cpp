@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/bundle/Bundle.h"
+#include "tests/kit/TestCase.h"
 
 #include <QCoreApplication>
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <QRegularExpression>
 #include <QTest>
 #include <QTranslator>
 
@@ -28,12 +28,10 @@ QString said() {
 
 } // namespace
 
-class TranslationsTest : public QObject {
+class TranslationsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-    void cleanup() {
+    void end() override {
         for (QTranslator *const translator : qApp->findChildren<QTranslator *>()) {
             QCoreApplication::removeTranslator(translator);
             delete translator;
@@ -41,6 +39,7 @@ private Q_SLOTS:
         QLocale::setDefault(QLocale::system());
     }
 
+private Q_SLOTS:
     void textsAreInTheUsersLanguage_data() {
         QTest::addColumn<QString>("locale");
         QTest::addColumn<QString>("text");

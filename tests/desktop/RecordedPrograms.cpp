@@ -11,7 +11,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 namespace {
 
@@ -131,4 +131,4 @@ QList<RecordedTakeover> recordedTakeovers() {
     return takeovers;
 }
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

@@ -7,7 +7,7 @@
 
 #include <QStringList>
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 using Offers = QList<X11TestOwner::Answer>;
 
@@ -50,4 +50,4 @@ struct RecordedTakeover {
 [[nodiscard]] QList<RecordedPaste> recordedPastes();
 [[nodiscard]] QList<RecordedTakeover> recordedTakeovers();
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

@@ -5,6 +5,8 @@
 #include "platform/images/ImageCodec.h"
 #include "tests/desktop/RecordedPrograms.h"
 #include "tests/kit/FakeActiveApplication.h"
+#include "tests/kit/RecordedNotice.h"
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestRequestor.h"
 
@@ -17,14 +19,9 @@
 #include <QUrl>
 
 using namespace clipmule;
-using namespace clipmule::tests;
+using namespace clipmule::kit;
 
 namespace {
-
-struct RecordedNotice {
-    void operator()(const QString &text) { texts.append(text); }
-    QStringList texts;
-};
 
 struct Desk : X11Desktop {
     // With this in front.
@@ -192,7 +189,7 @@ PasteboardAudience audienceOf(const QString &program) {
 } // namespace
 
 // Real programs, played from what was recorded of them: nobody needs them to keep this working.
-class RecordedProgramsTest : public QObject {
+class RecordedProgramsTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -204,8 +201,6 @@ private Q_SLOTS:
         for (const RecordedCopy &copy : std::as_const(_copies))
             makeFiles(copy.offers);
     }
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void aCopyArrives_data() { copyRows(); }
     void aCopyArrives() {
         QFETCH(int, index);
@@ -237,7 +232,7 @@ private Q_SLOTS:
         // Styles stay where another desktop may want them, and other kinds of a copy have none.
         if (copy.kind == u"styled" || copy.kind == u"cells")
             QVERIFY(item.nativeDictionary()->contains(PasteboardType::publicHtml));
-        QVERIFY(desk.notice.texts.isEmpty());
+        QVERIFY(desk.notice.messages.isEmpty());
     }
 
     void whatTravelsIsNearTheSizeOfWhatIsRead_data() { copyRows(); }

@@ -14,7 +14,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-namespace clipmule::dnssd::test {
+namespace clipmule::kit {
+
+using namespace dnssd;
 
 /// A bus of its own that takes the place of the system's, a scripted daemon on it, discovery over
 /// that alone, and a manual run loop.
@@ -108,4 +110,4 @@ protected:
     }
 };
 
-} // namespace clipmule::dnssd::test
+} // namespace clipmule::kit

@@ -17,7 +17,9 @@
 
 #include <functional>
 
-namespace clipmule::dnssd::test {
+namespace clipmule::kit {
+
+using namespace dnssd;
 
 inline const auto avahi = QStringLiteral("org.freedesktop.Avahi");
 inline const auto type = QStringLiteral("_clipmule-s2._tcp");
@@ -151,4 +153,4 @@ private:
     QDBusConnection _connection;
 };
 
-} // namespace clipmule::dnssd::test
+} // namespace clipmule::kit

@@ -11,7 +11,9 @@
 #include <optional>
 
 /// The four kinds of objects with a record of what they reported.
-namespace clipmule::dnssd::test {
+namespace clipmule::kit {
+
+using namespace dnssd;
 
 struct Publication {
     explicit Publication(Backend &backend)
@@ -118,4 +120,4 @@ inline QByteArray txtRecordOfSize(qsizetype size) {
     return record;
 }
 
-} // namespace clipmule::dnssd::test
+} // namespace clipmule::kit

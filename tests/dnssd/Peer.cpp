@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <unistd.h>
 
-namespace clipmule::dnssd::test {
+namespace clipmule::kit {
 
 namespace {
 
@@ -115,4 +115,4 @@ int runPeer(const std::function<std::unique_ptr<Backend>()> &makeBackend) {
     return QCoreApplication::exec();
 }
 
-} // namespace clipmule::dnssd::test
+} // namespace clipmule::kit

@@ -7,7 +7,9 @@
 
 #include <QProcess>
 
-namespace clipmule::dnssd::test {
+namespace clipmule::kit {
+
+using namespace dnssd;
 
 /// The test program once more, on host "b" and under orders: it publishes and listens there.
 class Peer {
@@ -35,4 +37,4 @@ private:
 /// The other end: takes orders from standard input until it ends.
 int runPeer(const std::function<std::unique_ptr<Backend>()> &makeBackend);
 
-} // namespace clipmule::dnssd::test
+} // namespace clipmule::kit

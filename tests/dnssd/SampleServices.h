@@ -8,7 +8,9 @@
 #include <QHostAddress>
 
 /// Two phones, a desk and where one of them is.
-namespace clipmule::dnssd::test {
+namespace clipmule::kit {
+
+using namespace dnssd;
 
 inline const auto type = QStringLiteral("_clipmule-s2._tcp");
 inline const auto local = QStringLiteral("local");
@@ -17,4 +19,4 @@ inline const ServiceName bert{QStringLiteral("Bert"), type, local};
 inline const ServiceName desk{QStringLiteral("Desk"), QStringLiteral("_clipmule-c2._tcp"), local};
 inline const Endpoint address{QHostAddress(QStringLiteral("192.0.2.7")), 4711};
 
-} // namespace clipmule::dnssd::test
+} // namespace clipmule::kit

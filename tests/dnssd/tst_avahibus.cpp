@@ -2,25 +2,24 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/dnssd/AvahiBusFixture.h"
+#include "tests/kit/TestCase.h"
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using namespace clipmule::dnssd;
-using namespace clipmule::dnssd::test;
 
 // What the daemon says and when, in cases that a real one seldom makes or never; and what others
 // say in its name.
-class AvahiBusTest : public QObject, AvahiBusFixture {
+class AvahiBusTest final : public kit::TestCase, AvahiBusFixture {
     Q_OBJECT
+
+    void begin() override { AvahiBusFixture::begin(); }
+
+    void end() override { AvahiBusFixture::end(); }
 
 private Q_SLOTS:
     void initTestCase() { QVERIFY(setUpBus()); }
     void cleanupTestCase() { endBus(); }
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        begin();
-    }
-    void cleanup() { end(); }
-
     void aSignalBeforeTheAnswerThatNamesItsObjectIsNotLost() {
         _daemon->beforeReply = [&](const QString &, const QString &path) {
             _daemon->resolved(path, QStringLiteral("192.0.2.7"), 4711);

@@ -2,24 +2,23 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/dnssd/AvahiBusFixture.h"
+#include "tests/kit/TestCase.h"
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using namespace clipmule::dnssd;
-using namespace clipmule::dnssd::test;
 
 // A daemon that comes, goes, hangs, dies and is replaced, and a bus that does.
-class AvahiBusLossesTest : public QObject, AvahiBusFixture {
+class AvahiBusLossesTest final : public kit::TestCase, AvahiBusFixture {
     Q_OBJECT
+
+    void begin() override { AvahiBusFixture::begin(); }
+
+    void end() override { AvahiBusFixture::end(); }
 
 private Q_SLOTS:
     void initTestCase() { QVERIFY(setUpBus()); }
     void cleanupTestCase() { endBus(); }
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        begin();
-    }
-    void cleanup() { end(); }
-
     void whatWaitsForItsTurnEndsWithTheDaemon() {
         _daemon->holds = true;
         std::vector<std::unique_ptr<Publication>> publications;

@@ -3,6 +3,7 @@
 
 #include "platform/dnssd/backends/core/AvahiPollAdapter.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -44,8 +45,18 @@ void onTimeout(AvahiTimeout *timeout, void *userData) {
 
 } // namespace
 
-class AvahiPollTest : public QObject {
+class AvahiPollTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override { QCOMPARE(socketpair(AF_UNIX, SOCK_STREAM, 0, _ends), 0); }
+
+    void end() override {
+        for (int &end : _ends) {
+            if (end >= 0)
+                ::close(end);
+            end = -1;
+        }
+    }
 
     kit::ManualRunLoop _loop;
     const RunLoop::Installation _installation{_loop};
@@ -59,18 +70,6 @@ class AvahiPollTest : public QObject {
     }
 
 private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        QCOMPARE(socketpair(AF_UNIX, SOCK_STREAM, 0, _ends), 0);
-    }
-    void cleanup() {
-        for (int &end : _ends) {
-            if (end >= 0)
-                ::close(end);
-            end = -1;
-        }
-    }
-
     void aWatchTellsWhatHappenedAndOnlyWhatIsWanted() {
         AvahiPollAdapter adapter;
         Seen seen{.api = adapter.api()};

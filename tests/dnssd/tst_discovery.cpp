@@ -6,12 +6,13 @@
 #include "tests/dnssd/SampleServices.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using namespace clipmule::dnssd;
-using namespace clipmule::dnssd::test;
 
 namespace {
 
@@ -21,13 +22,33 @@ constexpr double longTime = 60;
 } // namespace
 
 // Two fakes of one host stand for the daemon and for the responder in the process.
-class DiscoveryTest : public QObject {
+class DiscoveryTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override {
+        _network = std::make_shared<FakeNetwork>();
+        _observer = std::make_unique<FakeDnsSd>(_network, QStringLiteral("observer"));
+        _fallbackHost = QStringLiteral("desk");
+        _made = 0;
+        auto preferred = std::make_unique<FakeResponder>(_network, QStringLiteral("desk"));
+        _preferred = preferred.get();
+        _backend = std::make_unique<Discovery>(std::move(preferred), [this] {
+            auto fallback = std::make_unique<FakeResponder>(_network, _fallbackHost);
+            _fallback = fallback.get();
+            ++_made;
+            return fallback;
+        });
+    }
+
+    void end() override {
+        _backend.reset();
+        _observer.reset();
+    }
 
     kit::ManualRunLoop _loop;
     const RunLoop::Installation _installation{_loop};
     std::shared_ptr<FakeNetwork> _network;
-    std::unique_ptr<FakeBackend> _observer; // another host
+    std::unique_ptr<FakeDnsSd> _observer; // another host
     QString _fallbackHost;
     FakeResponder *_preferred = nullptr;
     FakeResponder *_fallback = nullptr; // the one made last
@@ -41,27 +62,6 @@ class DiscoveryTest : public QObject {
     void comeBack() { _preferred->setAvailability(Availability::Running); }
 
 private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _network = std::make_shared<FakeNetwork>();
-        _observer = std::make_unique<FakeBackend>(_network, QStringLiteral("observer"));
-        _fallbackHost = QStringLiteral("desk");
-        _made = 0;
-        auto preferred = std::make_unique<FakeResponder>(_network, QStringLiteral("desk"));
-        _preferred = preferred.get();
-        _backend = std::make_unique<Discovery>(std::move(preferred), [this] {
-            auto fallback = std::make_unique<FakeResponder>(_network, _fallbackHost);
-            _fallback = fallback.get();
-            ++_made;
-            return fallback;
-        });
-    }
-
-    void cleanup() {
-        _backend.reset();
-        _observer.reset();
-    }
-
     void looksForNothingUntilItIsUsed() {
         _loop.advance(longTime);
         QVERIFY(!_preferred->isBegun());

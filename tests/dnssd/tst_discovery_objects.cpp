@@ -6,12 +6,13 @@
 #include "tests/dnssd/SampleServices.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using namespace clipmule::dnssd;
-using namespace clipmule::dnssd::test;
 
 namespace {
 
@@ -23,12 +24,25 @@ constexpr double longTime = 60;
 // What publishers, browsers, resolvers and TXT watches make of one responder that refuses, is lost
 // and comes back. What they do when all goes well is in the contract, the switch to another
 // responder in tst_discovery.
-class DiscoveryObjectsTest : public QObject {
+class DiscoveryObjectsTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override {
+        const auto network = std::make_shared<FakeNetwork>();
+        _observer = std::make_unique<FakeDnsSd>(network, QStringLiteral("observer"));
+        auto responder = std::make_unique<FakeResponder>(network, QStringLiteral("desk"));
+        _responder = responder.get();
+        _backend = std::make_unique<Discovery>(std::move(responder));
+    }
+
+    void end() override {
+        _backend.reset();
+        _observer.reset();
+    }
 
     kit::ManualRunLoop _loop;
     const RunLoop::Installation _installation{_loop};
-    std::unique_ptr<FakeBackend> _observer; // another host
+    std::unique_ptr<FakeDnsSd> _observer; // another host
     FakeResponder *_responder = nullptr;
     std::unique_ptr<Discovery> _backend;
 
@@ -36,20 +50,6 @@ class DiscoveryObjectsTest : public QObject {
     void comeBack() { _responder->setAvailability(Availability::Running); }
 
 private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        const auto network = std::make_shared<FakeNetwork>();
-        _observer = std::make_unique<FakeBackend>(network, QStringLiteral("observer"));
-        auto responder = std::make_unique<FakeResponder>(network, QStringLiteral("desk"));
-        _responder = responder.get();
-        _backend = std::make_unique<Discovery>(std::move(responder));
-    }
-
-    void cleanup() {
-        _backend.reset();
-        _observer.reset();
-    }
-
     void aResponderIsWaitedForHoweverLongItTakes() {
         _observer->appear(anna, {address});
         _responder->setAvailability(Availability::Unknown);

@@ -6,13 +6,14 @@
 #include "platform/foundation/QtRunLoop.h"
 #include "tests/dnssd/Observers.h"
 #include "tests/kit/FakeDnsSd.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTcpServer>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using namespace clipmule::dnssd;
-using namespace clipmule::dnssd::test;
 
 namespace {
 
@@ -23,7 +24,7 @@ constexpr int patience = 20000;
 
 // Without any address, and so as what is below it.
 struct FixedOverFake final : Backend {
-    FakeBackend below;
+    FakeDnsSd below;
     FixedAddresses fixed{below};
     std::unique_ptr<Publisher> makePublisher() override { return fixed.makePublisher(); }
     std::unique_ptr<Browser> makeBrowser() override { return fixed.makeBrowser(); }
@@ -42,15 +43,24 @@ std::unique_ptr<Backend> makeBackend(const QString &kind) {
         return std::make_unique<Discovery>(makeAvahiCoreResponder());
     if (kind == u"auto")
         return dnssd::makeBackend();
-    return std::make_unique<FakeBackend>();
+    return std::make_unique<FakeDnsSd>();
 }
 
 } // namespace
 
 // What every responder does. Which one is chosen by CLIPMULE_DNSSD_BACKEND (fake, fixed, bus, core,
 // auto); the real ones on a private network with avahi-daemon.
-class DnsSdContractTest : public QObject {
+class DnsSdContractTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override {
+        _backend = makeBackend(_kind);
+        ++_testCount;
+        _type = QStringLiteral("_clipmule-s%1._tcp").arg(_testCount);
+        _otherType = QStringLiteral("_clipmule-c%1._tcp").arg(_testCount);
+    }
+
+    void end() override { _backend.reset(); }
 
     QtRunLoop _loop;
     const RunLoop::Installation _installation{_loop};
@@ -72,15 +82,6 @@ private Q_SLOTS:
         _kind = qEnvironmentVariable("CLIPMULE_DNSSD_BACKEND", QStringLiteral("fake"));
         qInfo("backend: %s", qPrintable(_kind));
     }
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _backend = makeBackend(_kind);
-        ++_testCount;
-        _type = QStringLiteral("_clipmule-s%1._tcp").arg(_testCount);
-        _otherType = QStringLiteral("_clipmule-c%1._tcp").arg(_testCount);
-    }
-    void cleanup() { _backend.reset(); }
-
     void aServiceIsPublishedFoundResolvedAndRemoved() {
         Publication publication(*_backend);
         Browse browse(*_backend);

@@ -5,6 +5,7 @@
 #include "platform/foundation/QtRunLoop.h"
 #include "tests/dnssd/Observers.h"
 #include "tests/dnssd/Peer.h"
+#include "tests/kit/TestCase.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -12,8 +13,8 @@
 #include <QTimer>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using namespace clipmule::dnssd;
-using namespace clipmule::dnssd::test;
 
 namespace {
 
@@ -38,8 +39,21 @@ std::unique_ptr<Backend> makeBackend(const QString &kind) {
 
 // Two machines: the test runs on host "a", its peer, the phone, on host "b". What is asked for with
 // "on", "cable", "bus" and "daemon" comes from scripts/private-network-two.
-class TwoHostsTest : public QObject {
+class TwoHostsTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override {
+        ++_testCount;
+        _type = QStringLiteral("_clipmule-s%1._tcp").arg(_testCount);
+        _announcementType = QStringLiteral("_clipmule-c%1._tcp").arg(_testCount);
+        _backend = dnssd::makeBackend();
+        _phone = std::make_unique<Peer>(QStringLiteral("bus"));
+    }
+
+    void end() override {
+        _phone.reset();
+        _backend.reset();
+    }
 
     QtRunLoop _loop;
     const RunLoop::Installation _installation{_loop};
@@ -111,20 +125,6 @@ class TwoHostsTest : public QObject {
     }
 
 private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        ++_testCount;
-        _type = QStringLiteral("_clipmule-s%1._tcp").arg(_testCount);
-        _announcementType = QStringLiteral("_clipmule-c%1._tcp").arg(_testCount);
-        _backend = dnssd::makeBackend();
-        _phone = std::make_unique<Peer>(QStringLiteral("bus"));
-    }
-
-    void cleanup() {
-        _phone.reset();
-        _backend.reset();
-    }
-
     void aPhoneIsFoundOnceResolvedWatchedAndRemoved_data() { backends(); }
     void aPhoneIsFoundOnceResolvedWatchedAndRemoved() {
         QFETCH(QString, ours);

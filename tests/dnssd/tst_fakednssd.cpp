@@ -3,10 +3,12 @@
 
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using namespace clipmule::dnssd;
 
 namespace {
@@ -19,17 +21,15 @@ const Endpoint address{QHostAddress(QStringLiteral("192.0.2.7")), 4711};
 } // namespace
 
 // What only the fake can do; what it has in common with the others is in the contract.
-class FakeDnsSdTest : public QObject {
+class FakeDnsSdTest final : public kit::TestCase {
     Q_OBJECT
 
     kit::ManualRunLoop _loop;
     const RunLoop::Installation _installation{_loop};
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void saysWhatTheProgramDoesWithIt() {
-        FakeBackend backend;
+        FakeDnsSd backend;
         const auto browser = backend.makeBrowser();
         const auto resolver = backend.makeResolver();
         const auto watch = backend.makeTxtWatch();
@@ -51,9 +51,9 @@ private Q_SLOTS:
     }
 
     void changedAnswersReachRunningResolves() {
-        FakeBackend backend;
+        FakeDnsSd backend;
         backend.appear(anna, {address});
-        backend.setAnswer(anna, FakeBackend::Answer::Never);
+        backend.setAnswer(anna, FakeDnsSd::Answer::Never);
         const auto resolver = backend.makeResolver();
         int resolved = 0;
         QString failure;
@@ -62,17 +62,17 @@ private Q_SLOTS:
         resolver->start(anna, RunLoop::Seconds(10));
         _loop.advance(9);
         QCOMPARE(resolved, 0);
-        backend.setAnswer(anna, FakeBackend::Answer::Normal);
+        backend.setAnswer(anna, FakeDnsSd::Answer::Normal);
         _loop.runOnce();
         QCOMPARE(resolved, 1);
-        backend.setAnswer(anna, FakeBackend::Answer::Failure);
+        backend.setAnswer(anna, FakeDnsSd::Answer::Failure);
         resolver->start(anna, RunLoop::Seconds(10));
         _loop.runOnce();
         QCOMPARE(failure, QStringLiteral("the responder refused"));
     }
 
     void serviceWithoutEndpointsIsFoundButNotResolved() {
-        FakeBackend backend;
+        FakeDnsSd backend;
         backend.appear(anna, {});
         const auto browser = backend.makeBrowser();
         const auto resolver = backend.makeResolver();
@@ -88,7 +88,7 @@ private Q_SLOTS:
     }
 
     void aServiceThatMovesIsNotFoundTwiceUnlessTheTestSaysSo() {
-        FakeBackend backend;
+        FakeDnsSd backend;
         const auto browser = backend.makeBrowser();
         int found = 0;
         browser->onFound = [&](const ServiceName &) { ++found; };
@@ -105,9 +105,9 @@ private Q_SLOTS:
 
     void twoHostsTakeNamesFromEachOtherTwoRespondersOfOneHostDoNot() {
         const auto network = std::make_shared<FakeNetwork>();
-        FakeBackend desk(network, QStringLiteral("desk"));
-        FakeBackend sameDesk(network, QStringLiteral("desk"));
-        FakeBackend laptop(network, QStringLiteral("laptop"));
+        FakeDnsSd desk(network, QStringLiteral("desk"));
+        FakeDnsSd sameDesk(network, QStringLiteral("desk"));
+        FakeDnsSd laptop(network, QStringLiteral("laptop"));
         const auto first = desk.makePublisher();
         const auto second = sameDesk.makePublisher();
         const auto third = laptop.makePublisher();
@@ -133,7 +133,7 @@ private Q_SLOTS:
     }
 
     void aNameClaimedLaterMakesThePublisherMoveOn() {
-        FakeBackend backend;
+        FakeDnsSd backend;
         const auto publisher = backend.makePublisher();
         QStringList names;
         publisher->onPublished = [&](const QString &name) { names += name; };
@@ -145,7 +145,7 @@ private Q_SLOTS:
     }
 
     void gaveUpWhenEveryNameIsTaken() {
-        FakeBackend backend;
+        FakeDnsSd backend;
         backend.appear(anna, {address});
         for (int attempt = 2; attempt <= 50; ++attempt)
             backend.appear({QStringLiteral("Anna (%1)").arg(attempt), type, local}, {address});
@@ -158,7 +158,7 @@ private Q_SLOTS:
     }
 
     void aResolveWaitsForTheResponder() {
-        FakeBackend backend;
+        FakeDnsSd backend;
         backend.setAvailability(Availability::Absent);
         backend.appear(anna, {address});
         const auto resolver = backend.makeResolver();

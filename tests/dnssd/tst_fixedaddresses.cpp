@@ -6,12 +6,13 @@
 #include "tests/dnssd/Observers.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using namespace clipmule::dnssd;
-using namespace clipmule::dnssd::test;
 
 namespace {
 
@@ -33,18 +34,10 @@ struct Question {
 
 } // namespace
 
-class FixedAddressesTest : public QObject {
+class FixedAddressesTest final : public kit::TestCase {
     Q_OBJECT
 
-    kit::ManualRunLoop _loop;
-    const RunLoop::Installation _installation{_loop};
-    FakeBackend _below;
-    std::vector<Question> _questions;
-    std::optional<FixedAddresses> _backend;
-
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _questions.clear();
         _backend.emplace(_below, [this](const QString &host, FixedAddresses::LookUpAnswer answer) {
             _questions.push_back({host, std::move(answer)});
@@ -52,8 +45,16 @@ private Q_SLOTS:
         for (const ServiceName &service : {anna, bert})
             _below.vanish(service);
     }
-    void cleanup() { _backend.reset(); }
 
+    void end() override { _backend.reset(); }
+
+    kit::ManualRunLoop _loop;
+    const RunLoop::Installation _installation{_loop};
+    FakeDnsSd _below;
+    std::vector<Question> _questions;
+    std::optional<FixedAddresses> _backend;
+
+private Q_SLOTS:
     void aServiceWithAnAddressIsThereWithoutDiscovery() {
         _backend->setAddresses({{anna, literal}, {other, literal}});
         Browse browse(*_backend);

@@ -4,6 +4,7 @@
 #include "platform/dnssd/DiscoveryAnswers.h"
 #include "platform/dnssd/EventQueue.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -25,15 +26,13 @@ constexpr AddressQuestion ipv4OverIpv6{true, false};
 } // namespace
 
 // The parts that the real responders share.
-class GatheringTest : public QObject {
+class GatheringTest final : public kit::TestCase {
     Q_OBJECT
 
     kit::ManualRunLoop _loop;
     const RunLoop::Installation _installation{_loop};
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void bothKindsOverTheirOwnTransportAreEnough() {
         EndpointGatherer gatherer;
         std::optional<Resolved> resolved;

@@ -5,10 +5,12 @@
 #include "tests/dnssd/Observers.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -39,12 +41,14 @@ StreamPair silentPair() {
 
 } // namespace
 
-class NetServiceTest : public QObject {
+class NetServiceTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override { _backend = std::make_unique<FakeDnsSd>(); }
 
     kit::ManualRunLoop _loop;
     const RunLoop::Installation _installation{_loop};
-    std::unique_ptr<dnssd::FakeBackend> _backend;
+    std::unique_ptr<FakeDnsSd> _backend;
 
     std::shared_ptr<NetService> service(quint16 port = 0) {
         return NetService::initWithDomainTypeNamePort(*_backend, phone.domain, phone.type,
@@ -52,11 +56,6 @@ class NetServiceTest : public QObject {
     }
 
 private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _backend = std::make_unique<dnssd::FakeBackend>();
-    }
-
     void emptyDomainStandsForLocalAndFinalDotsAreDropped() {
         const auto service = NetService::initWithDomainTypeNamePort(
             *_backend, QString(), QStringLiteral("_clipmule-c2._tcp."), QStringLiteral("A"), 1);
@@ -105,7 +104,7 @@ private Q_SLOTS:
     void aRecordThatIsTooLongDoesNotCostTheService() {
         for (const qsizetype size : {1299, 1300, 1301}) {
             const auto announcement = service(1);
-            const QByteArray record = dnssd::test::txtRecordOfSize(size);
+            const QByteArray record = kit::txtRecordOfSize(size);
             announcement->setTXTRecordData(record);
             const bool fits = size <= 1300;
             if (!fits)
@@ -240,7 +239,7 @@ private Q_SLOTS:
         QFETCH(QString, event);
         _backend->appear(phone, {address});
         if (event == u"failed")
-            _backend->setAnswer(phone, dnssd::FakeBackend::Answer::Failure);
+            _backend->setAnswer(phone, FakeDnsSd::Answer::Failure);
         auto found = service();
         const std::weak_ptr<NetService> observed = found;
         int calls = 0;

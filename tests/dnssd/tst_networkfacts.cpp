@@ -3,9 +3,9 @@
 
 #include "platform/dnssd/NetworkFacts.h"
 #include "platform/foundation/QtRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QProcess>
-#include <QRegularExpression>
 #include <QTest>
 
 #include <algorithm>
@@ -19,12 +19,10 @@ constexpr int patience = 30000;
 } // namespace
 
 // On the first of two hosts, with real daemons; the network is taken away piece by piece.
-class NetworkFactsTest : public QObject {
+class NetworkFactsTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void anotherDeviceAnswers() {
         QProcess publisher;
         publisher.start(QStringLiteral("on"), {QStringLiteral("b"), QStringLiteral("avahi-publish"),

@@ -2,10 +2,12 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/dnssd/ServiceRules.h"
+#include "tests/kit/TestCase.h"
 
 #include <QNetworkInterface>
 #include <QTest>
 
+using namespace clipmule;
 using namespace clipmule::dnssd;
 
 namespace {
@@ -26,12 +28,10 @@ QByteArray recordOfSize(qsizetype size) {
 
 } // namespace
 
-class ServiceRulesTest : public QObject {
+class ServiceRulesTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void namesUpTo63BytesAreAllowed() {
         QVERIFY(reasonToRefuse(named(QString(62, u'x'))).isEmpty());
         QVERIFY(reasonToRefuse(named(QString(63, u'x'))).isEmpty());

@@ -6,7 +6,7 @@
 #include <QMap>
 #include <QString>
 
-namespace clipmule {
+namespace clipmule::kit {
 
 /// The named character references of HTML 4, by code: a second list beside that of the resources.
 [[nodiscard]] inline QMap<uint, QString> namesOfHtml4() {
@@ -103,4 +103,4 @@ namespace clipmule {
     return result;
 }
 
-} // namespace clipmule
+} // namespace clipmule::kit

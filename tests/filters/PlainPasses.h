@@ -6,7 +6,7 @@
 #include "filters/HtmlFilters.h"
 #include "filters/ZRKClipmuleNSStringCategory.h"
 
-namespace clipmule {
+namespace clipmule::kit {
 
 /// The encoder and the decoder of HTML entities as they are defined: one replacement after another
 /// in the whole text, which takes time quadratic in its length.
@@ -48,4 +48,4 @@ inline QString decode(const QString &text, const HtmlEntityTable &table) {
 
 } // namespace PlainPasses
 
-} // namespace clipmule
+} // namespace clipmule::kit

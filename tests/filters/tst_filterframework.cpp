@@ -5,6 +5,7 @@
 #include "platform/bundle/Bundle.h"
 #include "platform/foundation/PlatformException.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QFile>
 #include <QProcess>
@@ -65,12 +66,10 @@ const QStringList sortedTitles{u"Convert to Lowercase"_qs, u"Convert to Titlecas
 
 } // namespace
 
-class FilterFrameworkTest : public QObject {
+class FilterFrameworkTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     // Info.plist says which filters are installed and in which order, the table which there are.
     void theInstalledFiltersAreThoseOfTheTable() {
         QCOMPARE(classNames(ZRKClipmuleFilter::allFilters()), filterClassNames());

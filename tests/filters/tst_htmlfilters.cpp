@@ -4,6 +4,7 @@
 #include "filters/HtmlFilters.h"
 #include "tests/filters/HtmlEntityNames.h"
 #include "tests/filters/PlainPasses.h"
+#include "tests/kit/TestCase.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,6 +13,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -25,11 +27,10 @@ QString decode(const QString &text) {
 
 } // namespace
 
-class HtmlFiltersTest : public QObject {
+class HtmlFiltersTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _table = loadHtmlEntityTable();

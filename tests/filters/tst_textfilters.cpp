@@ -3,6 +3,7 @@
 
 #include "filters/CaseMapping.h"
 #include "filters/FilterClasses.h"
+#include "tests/kit/TestCase.h"
 
 #include <QRandomGenerator>
 #include <QTest>
@@ -42,12 +43,10 @@ QString replacedPlainly(const QString &text, const QString &wanted, const QStrin
 
 } // namespace
 
-class TextFiltersTest : public QObject {
+class TextFiltersTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void convertsCase_data() {
         QTest::addColumn<QString>("filter");
         QTest::addColumn<QString>("text");

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "filters/ZRKClipmuleNSStringCategory.h"
+#include "tests/kit/TestCase.h"
 
 #include <QRandomGenerator>
 #include <QTest>
@@ -9,12 +10,10 @@
 using namespace clipmule;
 using namespace clipmule::ZRKClipmuleNSStringCategory;
 
-class TextMeasuresTest : public QObject {
+class TextMeasuresTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void countsWords_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<quint64>("count");

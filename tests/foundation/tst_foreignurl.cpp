@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/ForeignUrl.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -27,12 +28,10 @@ bool isRefused(const QString &text) {
 
 } // namespace
 
-class ForeignUrlTest : public QObject {
+class ForeignUrlTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void ordinaryTextsAreWhatQUrlMakesOfThem_data() {
         QTest::addColumn<QString>("text");
         for (const char *text :

@@ -4,6 +4,7 @@
 #include "platform/foundation/HostAndPort.h"
 
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 #include <QTest>
 
 using namespace clipmule;
@@ -32,12 +33,10 @@ QString hostName(qsizetype size) {
 
 } // namespace
 
-class HostAndPortTest : public QObject {
+class HostAndPortTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void whatMayBeWritten_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("host");

@@ -3,6 +3,7 @@
 
 #include "platform/foundation/LineReader.h"
 #include "platform/foundation/QuitSignals.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -47,12 +48,10 @@ struct Lines {
 
 } // namespace
 
-class LineReaderTest : public QObject {
+class LineReaderTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void cutsLinesAcrossReads() {
         const Pipe pipe;
         const Lines seen(pipe.reading.descriptor());

@@ -4,6 +4,7 @@
 #include "platform/foundation/Log.h"
 #include "platform/foundation/LogLimit.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -28,12 +29,10 @@ QString shown(char32_t character) {
 
 } // namespace
 
-class LogTest : public QObject {
+class LogTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void whatDoesNoHarmStays() {
         const QString text =
             QStringLiteral(u"Anna\u2019s \"phone\" \u00a0\\ ~ \u00e4 \u0301 \u65e5\u672c \u05d0 "

@@ -3,68 +3,59 @@
 
 #include "platform/foundation/Memory.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
 
-class MemoryTest : public QObject {
+class MemoryTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void trimsOnceAWhileAfterALargeClip();
-    void clipsInARowAreTrimmedTogether();
-    void smallClipsAreNotWorthIt();
+    void trimsOnceAWhileAfterALargeClip() {
+        int trims = 0;
+        HeapTrimmer trimmer([&] { ++trims; });
+        trimmer.clipPassed(9'000'000);
+        _runLoop.advance(2.9);
+        QCOMPARE(trims, 0);
+        _runLoop.advance(0.1);
+        QCOMPARE(trims, 1);
+        _runLoop.advance(100);
+        QCOMPARE(trims, 1);
+    }
+
+    void clipsInARowAreTrimmedTogether() {
+        int trims = 0;
+        HeapTrimmer trimmer([&] { ++trims; });
+        for (int i = 0; i < 5; ++i) {
+            trimmer.clipPassed(9'000'000);
+            _runLoop.advance(1);
+        }
+        QCOMPARE(trims, 0);
+        _runLoop.advance(2);
+        QCOMPARE(trims, 1);
+    }
+
+    void smallClipsAreNotWorthIt() {
+        int trims = 0;
+        HeapTrimmer trimmer([&] { ++trims; });
+        trimmer.clipPassed(999'999);
+        trimmer.clipPassed(1'000'000);
+        _runLoop.advance(10);
+        QCOMPARE(trims, 0);
+        trimmer.clipPassed(1'000'001);
+        // Nor do they put it off.
+        _runLoop.advance(2);
+        trimmer.clipPassed(10);
+        _runLoop.advance(1);
+        QCOMPARE(trims, 1);
+    }
 
 private:
     kit::ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
 };
-
-void MemoryTest::init() {
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-}
-
-void MemoryTest::trimsOnceAWhileAfterALargeClip() {
-    int trims = 0;
-    HeapTrimmer trimmer([&] { ++trims; });
-    trimmer.clipPassed(9'000'000);
-    _runLoop.advance(2.9);
-    QCOMPARE(trims, 0);
-    _runLoop.advance(0.1);
-    QCOMPARE(trims, 1);
-    _runLoop.advance(100);
-    QCOMPARE(trims, 1);
-}
-
-void MemoryTest::clipsInARowAreTrimmedTogether() {
-    int trims = 0;
-    HeapTrimmer trimmer([&] { ++trims; });
-    for (int i = 0; i < 5; ++i) {
-        trimmer.clipPassed(9'000'000);
-        _runLoop.advance(1);
-    }
-    QCOMPARE(trims, 0);
-    _runLoop.advance(2);
-    QCOMPARE(trims, 1);
-}
-
-void MemoryTest::smallClipsAreNotWorthIt() {
-    int trims = 0;
-    HeapTrimmer trimmer([&] { ++trims; });
-    trimmer.clipPassed(999'999);
-    trimmer.clipPassed(1'000'000);
-    _runLoop.advance(10);
-    QCOMPARE(trims, 0);
-    trimmer.clipPassed(1'000'001);
-    // Nor do they put it off.
-    _runLoop.advance(2);
-    trimmer.clipPassed(10);
-    _runLoop.advance(1);
-    QCOMPARE(trims, 1);
-}
 
 QTEST_GUILESS_MAIN(MemoryTest)
 #include "tst_memory.moc"

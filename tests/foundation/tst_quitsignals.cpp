@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/QuitSignals.h"
+#include "tests/kit/TestCase.h"
 
 #include <QFile>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QTest>
 #include <QThread>
 
@@ -14,12 +14,10 @@
 
 using namespace clipmule;
 
-class QuitSignalsTest : public QObject {
+class QuitSignalsTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void eachSignalIsOneCallbackFromTheRunLoop_data() {
         QTest::addColumn<int>("number");
         QTest::newRow("SIGTERM") << SIGTERM;

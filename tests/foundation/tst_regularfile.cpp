@@ -3,9 +3,9 @@
 
 #include "platform/foundation/FileHandle.h"
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 
 #include <QFile>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -13,64 +13,56 @@
 
 using namespace clipmule;
 
-class RegularFileTest : public QObject {
+class RegularFileTest final : public kit::TestCase {
     Q_OBJECT
 
+    void begin() override {
+        _place = std::make_unique<QTemporaryDir>();
+        QFile file(_place->filePath(QStringLiteral("file")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("12345");
+    }
+
 private Q_SLOTS:
-    void init();
-    void readsTheWholeFile();
-    void followsLinks();
-    void missingFile();
-    void sizeIsLimited();
-    void whatIsNoFileFails();
+    void readsTheWholeFile() {
+        const auto contents = RegularFile::read(_place->filePath(QStringLiteral("file")), 100);
+        QCOMPARE(kit::reasonOf(contents), QString());
+        QCOMPARE(*contents, QByteArray("12345"));
+    }
+
+    void followsLinks() {
+        const QString link = _place->filePath(QStringLiteral("link"));
+        QVERIFY(QFile::link(_place->filePath(QStringLiteral("file")), link));
+        QCOMPARE(*RegularFile::read(link, 100), QByteArray("12345"));
+    }
+
+    void missingFile() {
+        const auto contents = RegularFile::read(_place->filePath(QStringLiteral("none")), 100);
+        QVERIFY(contents && !*contents);
+    }
+
+    void sizeIsLimited() {
+        const QString path = _place->filePath(QStringLiteral("file"));
+        QVERIFY(RegularFile::read(path, 6));
+        QVERIFY(RegularFile::read(path, 5));
+        QCOMPARE(kit::reasonOf(RegularFile::read(path, 4)),
+                 QStringLiteral("it is larger than 4 bytes"));
+    }
+
+    void whatIsNoFileFails() {
+        QCOMPARE(kit::reasonOf(RegularFile::read(_place->path(), 100)),
+                 QStringLiteral("it cannot be read"));
+        QCOMPARE(kit::reasonOf(RegularFile::read(QStringLiteral("/dev/zero"), 100)),
+                 QStringLiteral("it cannot be read"));
+        // A pipe that nobody writes to.
+        const QString pipe = _place->filePath(QStringLiteral("pipe"));
+        QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+        QCOMPARE(kit::reasonOf(RegularFile::read(pipe, 100)), QStringLiteral("it cannot be read"));
+    }
 
 private:
     std::unique_ptr<QTemporaryDir> _place;
 };
-
-void RegularFileTest::init() {
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    _place = std::make_unique<QTemporaryDir>();
-    QFile file(_place->filePath(QStringLiteral("file")));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("12345");
-}
-
-void RegularFileTest::readsTheWholeFile() {
-    const auto contents = RegularFile::read(_place->filePath(QStringLiteral("file")), 100);
-    QCOMPARE(kit::reasonOf(contents), QString());
-    QCOMPARE(*contents, QByteArray("12345"));
-}
-
-void RegularFileTest::followsLinks() {
-    const QString link = _place->filePath(QStringLiteral("link"));
-    QVERIFY(QFile::link(_place->filePath(QStringLiteral("file")), link));
-    QCOMPARE(*RegularFile::read(link, 100), QByteArray("12345"));
-}
-
-void RegularFileTest::missingFile() {
-    const auto contents = RegularFile::read(_place->filePath(QStringLiteral("none")), 100);
-    QVERIFY(contents && !*contents);
-}
-
-void RegularFileTest::sizeIsLimited() {
-    const QString path = _place->filePath(QStringLiteral("file"));
-    QVERIFY(RegularFile::read(path, 6));
-    QVERIFY(RegularFile::read(path, 5));
-    QCOMPARE(kit::reasonOf(RegularFile::read(path, 4)),
-             QStringLiteral("it is larger than 4 bytes"));
-}
-
-void RegularFileTest::whatIsNoFileFails() {
-    QCOMPARE(kit::reasonOf(RegularFile::read(_place->path(), 100)),
-             QStringLiteral("it cannot be read"));
-    QCOMPARE(kit::reasonOf(RegularFile::read(QStringLiteral("/dev/zero"), 100)),
-             QStringLiteral("it cannot be read"));
-    // A pipe that nobody writes to.
-    const QString pipe = _place->filePath(QStringLiteral("pipe"));
-    QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-    QCOMPARE(kit::reasonOf(RegularFile::read(pipe, 100)), QStringLiteral("it cannot be read"));
-}
 
 QTEST_GUILESS_MAIN(RegularFileTest)
 #include "tst_regularfile.moc"

@@ -3,6 +3,7 @@
 
 #include "platform/foundation/QtRunLoop.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -21,12 +22,10 @@ std::unique_ptr<RunLoop> makeRunLoop(const QString &name) {
 } // namespace
 
 // One contract, over the real run loop and the manual one.
-class RunLoopTest : public QObject {
+class RunLoopTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void firesInOrderOfTime_data() { backends(); }
     void firesInOrderOfTime() {
         QFETCH(QString, backend);

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/Utf8.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -42,12 +43,10 @@ QString withoutLoneSurrogates(const QString &text) {
 
 } // namespace
 
-class Utf8Test : public QObject {
+class Utf8Test final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void decodesEveryCharacter() {
         for (char32_t character = 0; character <= 0x10ffff; ++character) {
             if (QChar::isSurrogate(character))

@@ -3,6 +3,7 @@
 
 #include "platform/foundation/PlatformException.h"
 #include "platform/images/ImageCodec.h"
+#include "tests/kit/TestCase.h"
 
 #include <QBuffer>
 #include <QColorSpace>
@@ -100,269 +101,240 @@ QByteArray gifHeader() {
 
 } // namespace
 
-class ImageCodecTest : public QObject {
+class ImageCodecTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void decodesEveryFormat_data();
-    void decodesEveryFormat();
-    void opaqueAlphaIsDropped();
-    void transparencyStays();
-    void photosAreTurnedUpright();
-    void whatIsNoRasterImageIsNothing_data();
-    void whatIsNoRasterImageIsNothing();
-    void imagesThatClaimTooMuchAreRefused_data();
-    void imagesThatClaimTooMuchAreRefused();
-    void largestSizeIsThePixelsThatFitIntoMemory();
-    void damagedImagesAreRefused_data();
-    void damagedImagesAreRefused();
-    void pngKeepsEveryPixel_data();
-    void pngKeepsEveryPixel();
-    void pngStopsAtTheLimit();
-    void pngKeepsTheColourSpace();
-    void pngOfAnotherFormatIsRefused();
-    void jpegOfTheGivenQuality();
-    void jpegIsOnWhite();
-    void jpegOfTooLongAnImageIsRefused();
-    void signatures();
-    void typesAreKnownByTheFirstBytes_data();
-    void typesAreKnownByTheFirstBytes();
-};
-
-void ImageCodecTest::init() {
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-}
-
-void ImageCodecTest::decodesEveryFormat_data() {
-    QTest::addColumn<QByteArray>("format");
-    for (const char *format : {"png", "jpeg", "tiff", "bmp", "webp", "ico"})
-        QTest::newRow(format) << QByteArray(format);
-}
-
-void ImageCodecTest::decodesEveryFormat() {
-    QFETCH(QByteArray, format);
-    QImage image({40, 30}, QImage::Format_RGB32);
-    image.fill(QColor(200, 100, 50));
-    const auto decoded = ImageCodec::decode(encoded(image, format.constData()));
-    QVERIFY(decoded);
-    QCOMPARE(decoded->size(), image.size());
-    QCOMPARE(decoded->format(), QImage::Format_RGB32);
-    const QColor colour = decoded->pixelColor(20, 15);
-    QVERIFY2(qAbs(colour.red() - 200) < 4 && qAbs(colour.green() - 100) < 4 &&
-                 qAbs(colour.blue() - 50) < 4,
-             qPrintable(colour.name()));
-}
-
-void ImageCodecTest::opaqueAlphaIsDropped() {
-    const QImage image = colourful({20, 20}, QImage::Format_ARGB32);
-    const auto decoded = ImageCodec::decode(encoded(image, "png"));
-    QVERIFY(decoded);
-    QCOMPARE(decoded->format(), QImage::Format_RGB32);
-    QCOMPARE(decoded->pixelColor(3, 4), image.pixelColor(3, 4));
-}
-
-void ImageCodecTest::transparencyStays() {
-    QImage image = colourful({20, 20}, QImage::Format_ARGB32);
-    // One pixel, the last.
-    image.setPixel(19, 19, qRgba(10, 20, 30, 254));
-    const auto decoded = ImageCodec::decode(encoded(image, "png"));
-    QVERIFY(decoded);
-    QCOMPARE(decoded->format(), QImage::Format_ARGB32);
-    QCOMPARE(decoded->pixel(19, 19), qRgba(10, 20, 30, 254));
-}
-
-void ImageCodecTest::photosAreTurnedUpright() {
-    QBuffer buffer;
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "jpeg");
-    writer.setTransformation(QImageIOHandler::TransformationRotate90);
-    QVERIFY(writer.write(colourful({40, 20})));
-    const auto decoded = ImageCodec::decode(buffer.data());
-    QVERIFY(decoded);
-    QCOMPARE(decoded->size(), QSize(20, 40));
-}
-
-void ImageCodecTest::whatIsNoRasterImageIsNothing_data() {
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::newRow("nothing") << QByteArray();
-    QTest::newRow("text") << QByteArray("just some text");
-    QTest::newRow("zeros") << QByteArray(100, '\0');
-    QTest::newRow("drawing") << QByteArray(
-        "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>");
-    // Formats that a few plain words look like.
-    QTest::newRow("portable bitmap") << QByteArray("P1\n2 2\n0 1 1 0\n");
-    QTest::newRow("X bitmap") << encoded(colourful({8, 8}), "xbm");
-    QTest::newRow("document") << QByteArray("%PDF-1.4\n");
-}
-
-void ImageCodecTest::whatIsNoRasterImageIsNothing() {
-    QFETCH(QByteArray, bytes);
-    QVERIFY(!ImageCodec::decode(bytes));
-}
-
-void ImageCodecTest::imagesThatClaimTooMuchAreRefused_data() {
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::newRow("PNG, 60000 x 60000") << pngHeader(60000, 60000);
-    QTest::newRow("PNG, the most it can say") << pngHeader(0x7fffffff, 0x7fffffff);
-    QTest::newRow("PNG, one line") << pngHeader(1000000, 1000);
-    QTest::newRow("BMP") << bmpHeader(60000, 60000);
-    QTest::newRow("BMP, upside down") << bmpHeader(60000, -60000);
-    QTest::newRow("TIFF") << tiffClaiming(60000, 60000);
-    QTest::newRow("GIF") << gifHeader();
-}
-
-void ImageCodecTest::imagesThatClaimTooMuchAreRefused() {
-    QFETCH(QByteArray, bytes);
-    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::decode(bytes));
-}
-
-// 256 MiB at 4 bytes a pixel are 8192 x 8192. The headers have no pixels behind them: what is
-// not refused for its size is refused for that, with another reason.
-void ImageCodecTest::largestSizeIsThePixelsThatFitIntoMemory() {
-    const auto reasonFor = [](quint32 width, quint32 height) {
-        try {
-            (void)ImageCodec::decode(bmpHeader(qint32(width), qint32(height)));
-        } catch (const PlatformException &exception) {
-            return exception.reason();
-        }
-        return QStringLiteral("none");
-    };
-    const QString tooLarge = QStringLiteral("an image of %1 x 8192 pixels is too large");
-    QVERIFY(reasonFor(8191, 8192) != tooLarge.arg(8191));
-    QVERIFY(reasonFor(8192, 8192) != tooLarge.arg(8192));
-    QCOMPARE(reasonFor(8193, 8192), tooLarge.arg(8193));
-}
-
-void ImageCodecTest::damagedImagesAreRefused_data() {
-    QTest::addColumn<QByteArray>("bytes");
-    for (const char *format : {"png", "tiff", "webp"}) {
-        const QByteArray bytes = encoded(noise({100, 100}), format);
-        QTest::addRow("%s, half", format) << bytes.first(bytes.size() / 2);
+    void decodesEveryFormat_data() {
+        QTest::addColumn<QByteArray>("format");
+        for (const char *format : {"png", "jpeg", "tiff", "bmp", "webp", "ico"})
+            QTest::newRow(format) << QByteArray(format);
     }
-    QTest::newRow("PNG, header only") << pngHeader(100, 100);
-    QTest::newRow("PNG, signature only") << QByteArray::fromHex("89504e470d0a1a0a");
-}
 
-void ImageCodecTest::damagedImagesAreRefused() {
-    QFETCH(QByteArray, bytes);
-    // This one's decoder says so itself.
-    if (bytes.startsWith("II"))
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Invalid pos")));
-    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::decode(bytes));
-}
+    void decodesEveryFormat() {
+        QFETCH(QByteArray, format);
+        QImage image({40, 30}, QImage::Format_RGB32);
+        image.fill(QColor(200, 100, 50));
+        const auto decoded = ImageCodec::decode(encoded(image, format.constData()));
+        QVERIFY(decoded);
+        QCOMPARE(decoded->size(), image.size());
+        QCOMPARE(decoded->format(), QImage::Format_RGB32);
+        const QColor colour = decoded->pixelColor(20, 15);
+        QVERIFY2(qAbs(colour.red() - 200) < 4 && qAbs(colour.green() - 100) < 4 &&
+                     qAbs(colour.blue() - 50) < 4,
+                 qPrintable(colour.name()));
+    }
 
-void ImageCodecTest::pngKeepsEveryPixel_data() {
-    QTest::addColumn<QImage>("image");
-    QTest::newRow("opaque") << colourful({33, 17});
-    QTest::newRow("one pixel") << colourful({1, 1});
-    QImage transparent = colourful({33, 17}, QImage::Format_ARGB32);
-    for (int x = 0; x < 33; ++x)
-        transparent.setPixel(x, 5, qRgba(x, 2 * x, 3 * x, 7 * x));
-    QTest::newRow("transparent") << transparent;
-}
+    void opaqueAlphaIsDropped() {
+        const QImage image = colourful({20, 20}, QImage::Format_ARGB32);
+        const auto decoded = ImageCodec::decode(encoded(image, "png"));
+        QVERIFY(decoded);
+        QCOMPARE(decoded->format(), QImage::Format_RGB32);
+        QCOMPARE(decoded->pixelColor(3, 4), image.pixelColor(3, 4));
+    }
 
-void ImageCodecTest::pngKeepsEveryPixel() {
-    QFETCH(QImage, image);
-    const auto bytes = ImageCodec::png(image, 100'000);
-    QVERIFY(bytes);
-    QVERIFY(ImageCodec::isPng(*bytes));
-    QImage back;
-    QVERIFY(back.loadFromData(*bytes, "png"));
-    QCOMPARE(back.hasAlphaChannel(), image.hasAlphaChannel());
-    QCOMPARE(back.convertToFormat(image.format()), image);
-}
+    void transparencyStays() {
+        QImage image = colourful({20, 20}, QImage::Format_ARGB32);
+        // One pixel, the last.
+        image.setPixel(19, 19, qRgba(10, 20, 30, 254));
+        const auto decoded = ImageCodec::decode(encoded(image, "png"));
+        QVERIFY(decoded);
+        QCOMPARE(decoded->format(), QImage::Format_ARGB32);
+        QCOMPARE(decoded->pixel(19, 19), qRgba(10, 20, 30, 254));
+    }
 
-void ImageCodecTest::pngStopsAtTheLimit() {
-    const QImage image = noise({200, 200});
-    const auto whole = ImageCodec::png(image, 1'000'000);
-    QVERIFY(whole);
-    // Three bytes a pixel that cannot be made fewer.
-    QVERIFY(whole->size() > 120'000);
-    QVERIFY(ImageCodec::png(image, whole->size() + 1));
-    QCOMPARE(ImageCodec::png(image, whole->size()), whole);
-    QVERIFY(!ImageCodec::png(image, whole->size() - 1));
-    QVERIFY(!ImageCodec::png(image, 0));
-}
+    void photosAreTurnedUpright() {
+        QBuffer buffer;
+        buffer.open(QIODevice::WriteOnly);
+        QImageWriter writer(&buffer, "jpeg");
+        writer.setTransformation(QImageIOHandler::TransformationRotate90);
+        QVERIFY(writer.write(colourful({40, 20})));
+        const auto decoded = ImageCodec::decode(buffer.data());
+        QVERIFY(decoded);
+        QCOMPARE(decoded->size(), QSize(20, 40));
+    }
 
-void ImageCodecTest::pngKeepsTheColourSpace() {
-    QImage image = colourful({10, 10});
-    image.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
-    const auto bytes = ImageCodec::png(image, 100'000);
-    QVERIFY(bytes);
-    QImage back;
-    QVERIFY(back.loadFromData(*bytes, "png"));
-    QCOMPARE(back.colorSpace(), image.colorSpace());
-}
+    void whatIsNoRasterImageIsNothing_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("nothing") << QByteArray();
+        QTest::newRow("text") << QByteArray("just some text");
+        QTest::newRow("zeros") << QByteArray(100, '\0');
+        QTest::newRow("drawing") << QByteArray(
+            "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>");
+        // Formats that a few plain words look like.
+        QTest::newRow("portable bitmap") << QByteArray("P1\n2 2\n0 1 1 0\n");
+        QTest::newRow("X bitmap") << encoded(colourful({8, 8}), "xbm");
+        QTest::newRow("document") << QByteArray("%PDF-1.4\n");
+    }
 
-void ImageCodecTest::pngOfAnotherFormatIsRefused() {
-    QVERIFY_THROWS_EXCEPTION(
-        PlatformException,
-        (void)ImageCodec::png(colourful({8, 8}, QImage::Format_RGB888), 100'000));
-    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::png(QImage(), 100'000));
-}
+    void whatIsNoRasterImageIsNothing() {
+        QFETCH(QByteArray, bytes);
+        QVERIFY(!ImageCodec::decode(bytes));
+    }
 
-void ImageCodecTest::jpegOfTheGivenQuality() {
-    const QImage image = noise({64, 64});
-    const QByteArray bytes = ImageCodec::jpeg(image, 0.9);
-    QVERIFY(ImageCodec::isJpeg(bytes));
-    QBuffer expected;
-    expected.open(QIODevice::WriteOnly);
-    QImageWriter writer(&expected, "jpeg");
-    writer.setQuality(90);
-    QVERIFY(writer.write(image));
-    QCOMPARE(bytes, expected.data());
-    QVERIFY(ImageCodec::jpeg(image, 0.5).size() < bytes.size());
-}
+    void imagesThatClaimTooMuchAreRefused_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("PNG, 60000 x 60000") << pngHeader(60000, 60000);
+        QTest::newRow("PNG, the most it can say") << pngHeader(0x7fffffff, 0x7fffffff);
+        QTest::newRow("PNG, one line") << pngHeader(1000000, 1000);
+        QTest::newRow("BMP") << bmpHeader(60000, 60000);
+        QTest::newRow("BMP, upside down") << bmpHeader(60000, -60000);
+        QTest::newRow("TIFF") << tiffClaiming(60000, 60000);
+        QTest::newRow("GIF") << gifHeader();
+    }
 
-void ImageCodecTest::jpegIsOnWhite() {
-    QImage image({16, 16}, QImage::Format_ARGB32);
-    image.fill(Qt::transparent);
-    QImage back;
-    QVERIFY(back.loadFromData(ImageCodec::jpeg(image, 0.9), "jpeg"));
-    QCOMPARE(back.pixelColor(8, 8), QColor(Qt::white));
-}
+    void imagesThatClaimTooMuchAreRefused() {
+        QFETCH(QByteArray, bytes);
+        QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::decode(bytes));
+    }
 
-void ImageCodecTest::jpegOfTooLongAnImageIsRefused() {
-    QTest::ignoreMessage(QtWarningMsg,
-                         QRegularExpression(QStringLiteral("Maximum supported image dimension")));
-    QVERIFY_THROWS_EXCEPTION(PlatformException,
-                             (void)ImageCodec::jpeg(QImage(65501, 1, QImage::Format_RGB32), 0.9));
-    QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::jpeg(QImage(), 0.9));
-}
+    // 256 MiB at 4 bytes a pixel are 8192 x 8192. The headers have no pixels behind them: what is
+    // not refused for its size is refused for that, with another reason.
+    void largestSizeIsThePixelsThatFitIntoMemory() {
+        const auto reasonFor = [](quint32 width, quint32 height) {
+            try {
+                (void)ImageCodec::decode(bmpHeader(qint32(width), qint32(height)));
+            } catch (const PlatformException &exception) {
+                return exception.reason();
+            }
+            return QStringLiteral("none");
+        };
+        const QString tooLarge = QStringLiteral("an image of %1 x 8192 pixels is too large");
+        QVERIFY(reasonFor(8191, 8192) != tooLarge.arg(8191));
+        QVERIFY(reasonFor(8192, 8192) != tooLarge.arg(8192));
+        QCOMPARE(reasonFor(8193, 8192), tooLarge.arg(8193));
+    }
 
-void ImageCodecTest::typesAreKnownByTheFirstBytes_data() {
-    QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<QString>("type");
-    const QByteArray png("\x89PNG\r\n\x1a\n");
-    QTest::newRow("PNG") << png << QStringLiteral("image/png");
-    QTest::newRow("JPEG") << QByteArray("\xff\xd8\xff\xe2") << QStringLiteral("image/jpeg");
-    QTest::newRow("TIFF, little end first")
-        << QByteArray("II*\0\10\0\0\0", 8) << QStringLiteral("image/tiff");
-    QTest::newRow("TIFF, big end first")
-        << QByteArray("MM\0*\0\0\0\10", 8) << QStringLiteral("image/tiff");
-    QTest::newRow("GIF") << QByteArray("GIF89a") << QStringLiteral("image/gif");
-    QTest::newRow("old GIF") << QByteArray("GIF87a") << QStringLiteral("image/gif");
-    QTest::newRow("WebP") << QByteArray("RIFF\1\2\3\4WEBP") << QStringLiteral("image/webp");
-    QTest::newRow("WebP cut short") << QByteArray("RIFF\1\2\3\4WEB") << QString();
-    QTest::newRow("BMP") << QByteArray("BM6") << QStringLiteral("image/bmp");
-    QTest::newRow("PNG cut short") << png.first(7) << QString();
-    QTest::newRow("nothing") << QByteArray() << QString();
-}
+    void damagedImagesAreRefused_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        for (const char *format : {"png", "tiff", "webp"}) {
+            const QByteArray bytes = encoded(noise({100, 100}), format);
+            QTest::addRow("%s, half", format) << bytes.first(bytes.size() / 2);
+        }
+        QTest::newRow("PNG, header only") << pngHeader(100, 100);
+        QTest::newRow("PNG, signature only") << QByteArray::fromHex("89504e470d0a1a0a");
+    }
 
-void ImageCodecTest::typesAreKnownByTheFirstBytes() {
-    QFETCH(QByteArray, data);
-    QTEST(ImageCodec::typeOf(data), "type");
-}
+    void damagedImagesAreRefused() {
+        QFETCH(QByteArray, bytes);
+        // This one's decoder says so itself.
+        if (bytes.startsWith("II"))
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Invalid pos")));
+        QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::decode(bytes));
+    }
 
-void ImageCodecTest::signatures() {
-    QVERIFY(ImageCodec::isJpeg(QByteArray::fromHex("ffd8ffe0")));
-    QVERIFY(ImageCodec::isJpeg(QByteArray::fromHex("ffd8ffe1")));
-    QVERIFY(!ImageCodec::isJpeg(QByteArray::fromHex("ffd8ffe2")));
-    QVERIFY(!ImageCodec::isJpeg(QByteArray::fromHex("ffd8ff")));
-    QVERIFY(ImageCodec::isPng(QByteArray::fromHex("89504e47")));
-    QVERIFY(!ImageCodec::isPng(QByteArray("PNG")));
-}
+    void pngKeepsEveryPixel_data() {
+        QTest::addColumn<QImage>("image");
+        QTest::newRow("opaque") << colourful({33, 17});
+        QTest::newRow("one pixel") << colourful({1, 1});
+        QImage transparent = colourful({33, 17}, QImage::Format_ARGB32);
+        for (int x = 0; x < 33; ++x)
+            transparent.setPixel(x, 5, qRgba(x, 2 * x, 3 * x, 7 * x));
+        QTest::newRow("transparent") << transparent;
+    }
+
+    void pngKeepsEveryPixel() {
+        QFETCH(QImage, image);
+        const auto bytes = ImageCodec::png(image, 100'000);
+        QVERIFY(bytes);
+        QVERIFY(ImageCodec::isPng(*bytes));
+        QImage back;
+        QVERIFY(back.loadFromData(*bytes, "png"));
+        QCOMPARE(back.hasAlphaChannel(), image.hasAlphaChannel());
+        QCOMPARE(back.convertToFormat(image.format()), image);
+    }
+
+    void pngStopsAtTheLimit() {
+        const QImage image = noise({200, 200});
+        const auto whole = ImageCodec::png(image, 1'000'000);
+        QVERIFY(whole);
+        // Three bytes a pixel that cannot be made fewer.
+        QVERIFY(whole->size() > 120'000);
+        QVERIFY(ImageCodec::png(image, whole->size() + 1));
+        QCOMPARE(ImageCodec::png(image, whole->size()), whole);
+        QVERIFY(!ImageCodec::png(image, whole->size() - 1));
+        QVERIFY(!ImageCodec::png(image, 0));
+    }
+
+    void pngKeepsTheColourSpace() {
+        QImage image = colourful({10, 10});
+        image.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
+        const auto bytes = ImageCodec::png(image, 100'000);
+        QVERIFY(bytes);
+        QImage back;
+        QVERIFY(back.loadFromData(*bytes, "png"));
+        QCOMPARE(back.colorSpace(), image.colorSpace());
+    }
+
+    void pngOfAnotherFormatIsRefused() {
+        QVERIFY_THROWS_EXCEPTION(
+            PlatformException,
+            (void)ImageCodec::png(colourful({8, 8}, QImage::Format_RGB888), 100'000));
+        QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::png(QImage(), 100'000));
+    }
+
+    void jpegOfTheGivenQuality() {
+        const QImage image = noise({64, 64});
+        const QByteArray bytes = ImageCodec::jpeg(image, 0.9);
+        QVERIFY(ImageCodec::isJpeg(bytes));
+        QBuffer expected;
+        expected.open(QIODevice::WriteOnly);
+        QImageWriter writer(&expected, "jpeg");
+        writer.setQuality(90);
+        QVERIFY(writer.write(image));
+        QCOMPARE(bytes, expected.data());
+        QVERIFY(ImageCodec::jpeg(image, 0.5).size() < bytes.size());
+    }
+
+    void jpegIsOnWhite() {
+        QImage image({16, 16}, QImage::Format_ARGB32);
+        image.fill(Qt::transparent);
+        QImage back;
+        QVERIFY(back.loadFromData(ImageCodec::jpeg(image, 0.9), "jpeg"));
+        QCOMPARE(back.pixelColor(8, 8), QColor(Qt::white));
+    }
+
+    void jpegOfTooLongAnImageIsRefused() {
+        QTest::ignoreMessage(
+            QtWarningMsg, QRegularExpression(QStringLiteral("Maximum supported image dimension")));
+        QVERIFY_THROWS_EXCEPTION(
+            PlatformException, (void)ImageCodec::jpeg(QImage(65501, 1, QImage::Format_RGB32), 0.9));
+        QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::jpeg(QImage(), 0.9));
+    }
+
+    void signatures() {
+        QVERIFY(ImageCodec::isJpeg(QByteArray::fromHex("ffd8ffe0")));
+        QVERIFY(ImageCodec::isJpeg(QByteArray::fromHex("ffd8ffe1")));
+        QVERIFY(!ImageCodec::isJpeg(QByteArray::fromHex("ffd8ffe2")));
+        QVERIFY(!ImageCodec::isJpeg(QByteArray::fromHex("ffd8ff")));
+        QVERIFY(ImageCodec::isPng(QByteArray::fromHex("89504e47")));
+        QVERIFY(!ImageCodec::isPng(QByteArray("PNG")));
+    }
+
+    void typesAreKnownByTheFirstBytes_data() {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<QString>("type");
+        const QByteArray png("\x89PNG\r\n\x1a\n");
+        QTest::newRow("PNG") << png << QStringLiteral("image/png");
+        QTest::newRow("JPEG") << QByteArray("\xff\xd8\xff\xe2") << QStringLiteral("image/jpeg");
+        QTest::newRow("TIFF, little end first")
+            << QByteArray("II*\0\10\0\0\0", 8) << QStringLiteral("image/tiff");
+        QTest::newRow("TIFF, big end first")
+            << QByteArray("MM\0*\0\0\0\10", 8) << QStringLiteral("image/tiff");
+        QTest::newRow("GIF") << QByteArray("GIF89a") << QStringLiteral("image/gif");
+        QTest::newRow("old GIF") << QByteArray("GIF87a") << QStringLiteral("image/gif");
+        QTest::newRow("WebP") << QByteArray("RIFF\1\2\3\4WEBP") << QStringLiteral("image/webp");
+        QTest::newRow("WebP cut short") << QByteArray("RIFF\1\2\3\4WEB") << QString();
+        QTest::newRow("BMP") << QByteArray("BM6") << QStringLiteral("image/bmp");
+        QTest::newRow("PNG cut short") << png.first(7) << QString();
+        QTest::newRow("nothing") << QByteArray() << QString();
+    }
+
+    void typesAreKnownByTheFirstBytes() {
+        QFETCH(QByteArray, data);
+        QTEST(ImageCodec::typeOf(data), "type");
+    }
+};
 
 QTEST_MAIN(ImageCodecTest)
 #include "tst_imagecodec.moc"

@@ -3,8 +3,8 @@
 
 #include "platform/images/ImageCodec.h"
 #include "platform/images/PngConversion.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 #include <QThread>
 
@@ -26,12 +26,10 @@ QByteArray jpegOf(const QSize &size, QRgb colour) {
 
 } // namespace
 
-class PngConversionTest : public QObject {
+class PngConversionTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void theSameImageComesBackAsPng() {
         PngConversion conversion;
         QList<Png> results;

@@ -7,7 +7,7 @@
 
 #include <QStringList>
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 /// A window that writes down which keys reach it, as symbols of the layout in force.
 class KeyWindow final : public X11Observer {
@@ -56,4 +56,4 @@ private:
     xcb_window_t _window;
 };
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

@@ -12,7 +12,7 @@
 #include <xcb/xtest.h>
 
 /// What the user does at the keyboard.
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 /// Returns when all that was sent before has been done.
 inline void roundTrip(X11Connection &connection) {
@@ -31,4 +31,4 @@ inline void fakeKey(X11Connection &connection, bool isDown, int key) {
     roundTrip(connection);
 }
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

@@ -2,17 +2,16 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/keyboard/backends/xtest/XTestKeymap.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
 
-class KeyNamesTest : public QObject {
+class KeyNamesTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void strokes_data() {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QList<quint32>>("keys");

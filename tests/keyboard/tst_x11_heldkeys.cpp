@@ -4,7 +4,8 @@
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 #include "tests/keyboard/KeyWindow.h"
-#include "tests/pasteboard/Await.h"
+#include "tests/kit/Await.h"
+#include "tests/kit/TestCase.h"
 
 #include <QProcess>
 #include <QTest>
@@ -12,16 +13,15 @@
 #include <xcb/xtest.h>
 
 using namespace clipmule;
-using clipmule::tests::await;
-using clipmule::tests::KeyWindow;
+using clipmule::kit::await;
+using clipmule::kit::KeyWindow;
 
 // A display server inside another one: what is typed on the outer one is the inner one's hardware,
 // as a user's fingers are.
-class X11HeldKeysTest : public QObject {
+class X11HeldKeysTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         _inner.start(QStringLiteral("Xephyr"),

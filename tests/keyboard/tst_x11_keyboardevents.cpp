@@ -8,33 +8,31 @@
 #include "platform/session/Session.h"
 #include "tests/keyboard/KeyWindow.h"
 #include "tests/keyboard/UserKeyboard.h"
+#include "tests/kit/Await.h"
 #include "tests/kit/ManualRunLoop.h"
-#include "tests/pasteboard/Await.h"
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/clients/ClientProcess.h"
 
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::tests;
-using clipmule::tests::await;
-using clipmule::tests::ClientProcess;
-using clipmule::tests::KeyWindow;
+using namespace clipmule::kit;
 
-class X11KeyboardEventsTest : public QObject {
+class X11KeyboardEventsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _connection = X11Connection::open();
         QVERIFY(_connection);
         QVERIFY(hasXTestSupport(*_connection));
     }
-    void cleanup() {
+
+    void end() override {
         _connection.reset();
         setLayout({QStringLiteral("us")});
     }
 
+private Q_SLOTS:
     void keysArriveInOrder() {
         KeyWindow window;
         XTestKeyboardEvents keyboard(_connection);

@@ -5,10 +5,10 @@
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 #include "platform/keyboard/backends/xtest/XTestKeymap.h"
 #include "tests/keyboard/UserKeyboard.h"
-#include "tests/pasteboard/Await.h"
+#include "tests/kit/Await.h"
+#include "tests/kit/TestCase.h"
 
 #include <QProcess>
-#include <QRegularExpression>
 #include <QTest>
 
 #include <xcb/xinput.h>
@@ -16,8 +16,7 @@
 #include <array>
 
 using namespace clipmule;
-using namespace clipmule::tests;
-using clipmule::tests::await;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -31,22 +30,22 @@ constexpr xcb_keysym_t cyrillicM = 0x6cd;
 
 } // namespace
 
-class X11KeymapTest : public QObject {
+class X11KeymapTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _connection = X11Connection::open();
         QVERIFY(_connection);
         QVERIFY(hasXTestSupport(*_connection));
     }
-    void cleanup() {
+
+    void end() override {
         lockGroup(*_connection, 0);
         _connection.reset();
         setLayout({QStringLiteral("-layout"), QStringLiteral("us")});
     }
 
+private Q_SLOTS:
     void theLayoutInForceCounts() {
         setLayout({QStringLiteral("-layout"), QStringLiteral("us,us"), QStringLiteral("-variant"),
                    QStringLiteral(",dvorak")});

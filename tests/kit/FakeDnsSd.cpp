@@ -5,7 +5,7 @@
 
 #include "platform/dnssd/EventQueue.h"
 
-namespace clipmule::dnssd {
+namespace clipmule::kit {
 
 using Change = FakeNetwork::Change;
 
@@ -388,7 +388,7 @@ int FakeResponder::resolveCount(const ServiceName &service) const {
 /// Lets a test report what the one below has reported already.
 class FakeBrowser final : public Browser {
 public:
-    explicit FakeBrowser(FakeBackend &backend)
+    explicit FakeBrowser(FakeDnsSd &backend)
         : _backend(backend)
         , _below(backend._discovery.makeBrowser()) {
         _backend._browsers.push_back(this);
@@ -411,55 +411,54 @@ public:
     }
 
 private:
-    FakeBackend &_backend;
+    FakeDnsSd &_backend;
     std::unique_ptr<Browser> _below;
     EventQueue _events;
 };
 
-FakeBackend::FakeBackend()
-    : FakeBackend(std::make_shared<FakeNetwork>(), QStringLiteral("this-host")) {}
+FakeDnsSd::FakeDnsSd()
+    : FakeDnsSd(std::make_shared<FakeNetwork>(), QStringLiteral("this-host")) {}
 
-FakeBackend::FakeBackend(std::shared_ptr<FakeNetwork> network, const QString &hostName)
-    : FakeBackend(network, std::make_unique<FakeResponder>(network, hostName)) {}
+FakeDnsSd::FakeDnsSd(std::shared_ptr<FakeNetwork> network, const QString &hostName)
+    : FakeDnsSd(network, std::make_unique<FakeResponder>(network, hostName)) {}
 
-FakeBackend::FakeBackend(std::shared_ptr<FakeNetwork> network,
-                         std::unique_ptr<FakeResponder> responder)
+FakeDnsSd::FakeDnsSd(std::shared_ptr<FakeNetwork> network, std::unique_ptr<FakeResponder> responder)
     : _network(std::move(network))
     , _responder(responder.get())
     , _discovery(std::move(responder)) {
     _discovery.onDescriptionChange = [this] { callCopyOf(onDescriptionChange); };
 }
 
-FakeBackend::~FakeBackend() = default;
+FakeDnsSd::~FakeDnsSd() = default;
 
-void FakeBackend::reportAgain(const ServiceName &service) {
+void FakeDnsSd::reportAgain(const ServiceName &service) {
     for (FakeBrowser *browser : _browsers)
         browser->reportAgain(service);
 }
 
-std::unique_ptr<Publisher> FakeBackend::makePublisher() {
+std::unique_ptr<Publisher> FakeDnsSd::makePublisher() {
     return _discovery.makePublisher();
 }
 
-std::unique_ptr<Browser> FakeBackend::makeBrowser() {
+std::unique_ptr<Browser> FakeDnsSd::makeBrowser() {
     return std::make_unique<FakeBrowser>(*this);
 }
 
-std::unique_ptr<Resolver> FakeBackend::makeResolver() {
+std::unique_ptr<Resolver> FakeDnsSd::makeResolver() {
     return _discovery.makeResolver();
 }
 
-std::unique_ptr<TxtWatch> FakeBackend::makeTxtWatch() {
+std::unique_ptr<TxtWatch> FakeDnsSd::makeTxtWatch() {
     return _discovery.makeTxtWatch();
 }
 
-StreamPair FakeBackend::connectTo(const Resolved &resolved) {
+StreamPair FakeDnsSd::connectTo(const Resolved &resolved) {
     _connections.append(resolved);
     return connector ? connector(resolved) : StreamPair{};
 }
 
-QString FakeBackend::description() const {
+QString FakeDnsSd::description() const {
     return _discovery.description();
 }
 
-} // namespace clipmule::dnssd
+} // namespace clipmule::kit

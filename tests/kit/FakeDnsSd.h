@@ -11,7 +11,9 @@
 #include <map>
 #include <vector>
 
-namespace clipmule::dnssd {
+namespace clipmule::kit {
+
+using namespace dnssd;
 
 class FakeBrowser;
 class FakeOperation;
@@ -128,15 +130,15 @@ private:
 };
 
 /// Discovery by a fake responder, and streams that are the test's own.
-class FakeBackend final : public Backend {
+class FakeDnsSd final : public Backend {
 public:
     using Answer = FakeResponder::Answer;
     using Publication = FakeResponder::Publication;
 
     /// A host alone on a network of its own, its responder running.
-    FakeBackend();
-    FakeBackend(std::shared_ptr<FakeNetwork> network, const QString &hostName);
-    ~FakeBackend() override;
+    FakeDnsSd();
+    FakeDnsSd(std::shared_ptr<FakeNetwork> network, const QString &hostName);
+    ~FakeDnsSd() override;
 
     [[nodiscard]] FakeResponder &responder() { return *_responder; }
 
@@ -183,7 +185,7 @@ public:
 private:
     friend class FakeBrowser;
 
-    FakeBackend(std::shared_ptr<FakeNetwork> network, std::unique_ptr<FakeResponder> responder);
+    FakeDnsSd(std::shared_ptr<FakeNetwork> network, std::unique_ptr<FakeResponder> responder);
 
     std::shared_ptr<FakeNetwork> _network;
     FakeResponder *_responder;
@@ -192,4 +194,4 @@ private:
     QList<Resolved> _connections;
 };
 
-} // namespace clipmule::dnssd
+} // namespace clipmule::kit

@@ -5,7 +5,7 @@
 
 #include "platform/foundation/PlatformException.h"
 
-namespace clipmule {
+namespace clipmule::kit {
 
 void FakePasteboard::copyByAnotherApplication(const PasteboardContents &contents) {
     _isOwner = false;
@@ -50,4 +50,4 @@ const PasteboardContents &FakePasteboard::contents() const {
     return Pasteboard::contents();
 }
 
-} // namespace clipmule
+} // namespace clipmule::kit

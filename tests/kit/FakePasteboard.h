@@ -5,7 +5,7 @@
 
 #include "platform/pasteboard/Pasteboard.h"
 
-namespace clipmule {
+namespace clipmule::kit {
 
 /// A clipboard in memory, which a test scripts: other applications copy to it, vanish, or fail.
 class FakePasteboard final : public Pasteboard {
@@ -58,4 +58,4 @@ private:
     mutable int _readCount = 0;
 };
 
-} // namespace clipmule
+} // namespace clipmule::kit

@@ -3,7 +3,7 @@
 
 #include "tests/kit/FakeSystemPower.h"
 
-namespace clipmule {
+namespace clipmule::kit {
 
 quint64 FakeSystemPower::send(quint32 message) {
     const quint64 token = ++_lastToken;
@@ -21,4 +21,4 @@ bool FakeSystemPower::registerForSystemPower(Callback callback) {
     return true;
 }
 
-} // namespace clipmule
+} // namespace clipmule::kit

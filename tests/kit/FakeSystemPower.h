@@ -7,7 +7,7 @@
 
 #include <QList>
 
-namespace clipmule {
+namespace clipmule::kit {
 
 /// A system whose power a test switches.
 class FakeSystemPower final : public SystemPower {
@@ -35,4 +35,4 @@ private:
     bool _refuses = false;
 };
 
-} // namespace clipmule
+} // namespace clipmule::kit

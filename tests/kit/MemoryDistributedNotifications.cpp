@@ -5,7 +5,7 @@
 
 #include "platform/foundation/RunLoop.h"
 
-namespace clipmule {
+namespace clipmule::kit {
 
 MemoryDistributedNotifications::MemoryDistributedNotifications()
     : MemoryDistributedNotifications(std::make_shared<Hub>()) {}
@@ -31,4 +31,4 @@ void MemoryDistributedNotifications::post(const QString &name, const QString &ob
     });
 }
 
-} // namespace clipmule
+} // namespace clipmule::kit

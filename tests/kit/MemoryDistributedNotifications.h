@@ -7,7 +7,7 @@
 
 #include <QList>
 
-namespace clipmule {
+namespace clipmule::kit {
 
 /// Notifications between "processes" that are one. The endpoints made with the same hub hear each
 /// other, from RunLoop::current(): advance a manual run loop by 0 to see it.
@@ -38,4 +38,4 @@ private:
     QList<Posted> _posted;
 };
 
-} // namespace clipmule
+} // namespace clipmule::kit

@@ -3,7 +3,7 @@
 
 #include "tests/kit/MemoryPreferencesDatabase.h"
 
-namespace clipmule {
+namespace clipmule::kit {
 
 PropertyList::Dictionary MemoryPreferencesDatabase::copyMultiple(const QString &domain) {
     ++_readCount;
@@ -26,4 +26,4 @@ Result<void> MemoryPreferencesDatabase::synchronize(const QString &domain) {
     return _failsToSynchronize ? failure(QStringLiteral("the disk is gone")) : Result<void>();
 }
 
-} // namespace clipmule
+} // namespace clipmule::kit

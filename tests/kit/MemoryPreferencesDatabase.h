@@ -7,7 +7,7 @@
 
 #include <QStringList>
 
-namespace clipmule {
+namespace clipmule::kit {
 
 /// Preferences that last as long as this object. Two stores on one object see each other's values
 /// as two processes do.
@@ -36,4 +36,4 @@ private:
     bool _failsToSynchronize = false;
 };
 
-} // namespace clipmule
+} // namespace clipmule::kit

@@ -71,7 +71,7 @@ TESTED_FOLDERS = {
 }
 TEST_TOOLS = ["tests/kit/"]
 # Peers and servers that one folder's tests brought along and others use as well.
-SHARED_TEST_TOOLS = ["tests/pasteboard/Await.h", "tests/pasteboard/clients/",
+SHARED_TEST_TOOLS = ["tests/pasteboard/clients/",
                      "tests/services/PrivateBus.h"]
 # The kit serves every folder, so it may know only the lowest floors.
 for _folder in TEST_TOOLS:

@@ -6,7 +6,7 @@
 #include "model/ZRKClipmuleClipboard.h"
 #include "platform/archive/KeyedArchiver.h"
 
-namespace clipmule::test {
+namespace clipmule::kit {
 
 template <typename T>
 std::function<std::shared_ptr<Coding>()> make() {
@@ -29,4 +29,4 @@ std::shared_ptr<T> archivedAndBack(const std::shared_ptr<T> &object,
     return back;
 }
 
-} // namespace clipmule::test
+} // namespace clipmule::kit

@@ -5,7 +5,7 @@
 
 #include "model/ZRKClipmuleClipboard.h"
 
-namespace clipmule::test {
+namespace clipmule::kit {
 
 using Clip = std::shared_ptr<ZRKClipmuleData>;
 using Clipboard = std::shared_ptr<ZRKClipmuleClipboard>;
@@ -40,4 +40,4 @@ inline void insertCustom(const QStringList &names) {
             named(name), ZRKClipmuleClipboard::customClipboards().size());
 }
 
-} // namespace clipmule::test
+} // namespace clipmule::kit

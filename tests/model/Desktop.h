@@ -7,8 +7,10 @@
 #include "model/ZRKClipmuleDataItem.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/windows/ActiveApplication.h"
+#include "tests/kit/FakeActiveApplication.h"
 #include "tests/kit/FakePasteboard.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/RecordedNotice.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -17,18 +19,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
-namespace clipmule::test {
-
-class ScriptedApplication final : public ActiveApplication {
-public:
-    [[nodiscard]] std::optional<QString> identifier() const override { return current; }
-    std::optional<QString> current;
-};
-
-struct RecordedNotice {
-    void operator()(const QString &text) { texts.append(text); }
-    QStringList texts;
-};
+namespace clipmule::kit {
 
 /// What another program has copied, told by the forms that a clip carries it in.
 struct Copied {
@@ -74,7 +65,7 @@ struct Desktop {
     kit::ManualRunLoop runLoop;
     RunLoop::Installation installation{runLoop};
     FakePasteboard pasteboard;
-    ScriptedApplication application;
+    FakeActiveApplication application;
     RecordedNotice notice;
     QTemporaryDir folder;
     PasteboardServices services{pasteboard, application, std::ref(notice),
@@ -116,4 +107,4 @@ inline QByteArray encoded(const QImage &image, const char *format) {
     return buffer.data();
 }
 
-} // namespace clipmule::test
+} // namespace clipmule::kit

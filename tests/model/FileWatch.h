@@ -14,7 +14,7 @@
 #include <map>
 #include <utility>
 
-namespace clipmule::test {
+namespace clipmule::kit {
 
 /// What happens to the files of a folder, as the kernel tells it. Temporary files count for
 /// nothing: nobody finds them any more when one asks.
@@ -71,4 +71,4 @@ private:
     std::map<uint32_t, QSet<QString>> _names;
 };
 
-} // namespace clipmule::test
+} // namespace clipmule::kit

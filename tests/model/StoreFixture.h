@@ -13,7 +13,7 @@
 
 #include <memory>
 
-namespace clipmule::test {
+namespace clipmule::kit {
 
 /// A store in a folder of its own, with a clock of its own.
 struct StoreFixture {
@@ -55,4 +55,4 @@ struct StoreFixture {
     }
 };
 
-} // namespace clipmule::test
+} // namespace clipmule::kit

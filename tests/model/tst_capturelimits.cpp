@@ -4,13 +4,13 @@
 #include "model/ZRKClipmuleData.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "tests/kit/TestCase.h"
 #include "tests/model/Desktop.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 using namespace clipmule::PasteboardType;
 
 namespace {
@@ -27,16 +27,14 @@ QByteArray fileNames(const QStringList &paths) {
 } // namespace
 
 // What a captured clip carries for desktops, beside what the phones read.
-class CaptureLimitsTest : public QObject {
+class CaptureLimitsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _desktop = std::make_unique<Desktop>();
-    }
-    void cleanup() { _desktop.reset(); }
+    void begin() override { _desktop = std::make_unique<Desktop>(); }
 
+    void end() override { _desktop.reset(); }
+
+private Q_SLOTS:
     void bulkyFormsAreLeftOut_data() {
         QTest::addColumn<int>("text");
         QTest::addColumn<int>("html");

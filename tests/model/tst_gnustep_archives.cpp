@@ -4,17 +4,17 @@
 #include "platform/archive/KeyedArchiver.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "tests/kit/TestCase.h"
 #include "tests/model/Clipboards.h"
 #include "tests/model/StoreFixture.h"
 
 #include <QProcess>
-#include <QRegularExpression>
 #include <QTest>
 
 #include <cstdio>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -115,59 +115,6 @@ ArchiveValue plainValues() {
 
 } // namespace
 
-/// Keyed archives between this program and an independent implementation of the format, GNUstep's.
-class GnustepArchivesTest : public QObject {
-    Q_OBJECT
-
-private Q_SLOTS:
-    void init();
-    void cleanup() { _fixture.reset(); }
-    void theyReadOurs_data() { values(); }
-    void theyReadOurs();
-    void weReadTheirs_data() { values(); }
-    void weReadTheirs();
-    void theyReadTheFilesOfTheStore();
-    void theStoreReadsTheirFiles();
-
-private:
-    static void values();
-    [[nodiscard]] std::optional<PropertyList> readByThem(const QString &path) const;
-    [[nodiscard]] bool writeByThem(const PropertyList &description, const QString &path) const;
-    std::unique_ptr<StoreFixture> _fixture;
-};
-
-void GnustepArchivesTest::init() {
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    _fixture = std::make_unique<StoreFixture>();
-}
-
-std::optional<PropertyList> GnustepArchivesTest::readByThem(const QString &path) const {
-    QProcess program;
-    program.start(QStringLiteral(GNUSTEP_ARCHIVES), {QStringLiteral("read"), path});
-    if (!program.waitForFinished() || program.exitCode() != 0) {
-        qInfo("%s", program.readAllStandardError().constData());
-        return std::nullopt;
-    }
-    const auto parsed = PropertyListSerialization::parse(program.readAllStandardOutput());
-    return parsed ? std::optional(*parsed) : std::nullopt;
-}
-
-bool GnustepArchivesTest::writeByThem(const PropertyList &description, const QString &path) const {
-    QProcess program;
-    program.start(QStringLiteral(GNUSTEP_ARCHIVES), {QStringLiteral("write"), path});
-    program.write(PropertyListSerialization::binary(description));
-    program.closeWriteChannel();
-    return program.waitForFinished() && program.exitCode() == 0;
-}
-
-void GnustepArchivesTest::values() {
-    QTest::addColumn<int>("which");
-    QTest::newRow("plain values") << 0;
-    QTest::newRow("clip") << 1;
-    QTest::newRow("list of clips") << 2;
-    QTest::newRow("clipboard") << 3;
-}
-
 namespace {
 
 ArchiveValue value(int which) {
@@ -185,62 +132,108 @@ ArchiveValue value(int which) {
 
 } // namespace
 
-void GnustepArchivesTest::theyReadOurs() {
-    QFETCH(int, which);
-    const ArchiveValue ours = value(which);
-    _fixture->write(QStringLiteral("ours"), KeyedArchiver::archivedData(ours));
-    const auto read = readByThem(_fixture->path(QStringLiteral("ours")));
-    QVERIFY(read);
-    QCOMPARE(*read, described(ours));
-}
+/// Keyed archives between this program and an independent implementation of the format, GNUstep's.
+class GnustepArchivesTest final : public kit::TestCase {
+    Q_OBJECT
 
-void GnustepArchivesTest::weReadTheirs() {
-    QFETCH(int, which);
-    const PropertyList description = described(value(which));
-    const QString path = _fixture->path(QStringLiteral("theirs"));
-    QVERIFY(QDir().mkpath(_fixture->path()));
-    QVERIFY(writeByThem(description, path));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(described(KeyedUnarchiver::unarchivedObject(file.readAll(), classes)), description);
-}
+    void begin() override { _fixture = std::make_unique<StoreFixture>(); }
 
-void GnustepArchivesTest::theyReadTheFilesOfTheStore() {
-    const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
-    const auto clip = fullClip();
-    clipboard->insertClipmuleDataAtIndex(clip, 0);
-    insertCustom({QStringLiteral("a"), QStringLiteral("b")});
-    _fixture->runLoop.advance(5);
-    const auto main = readByThem(_fixture->path(QStringLiteral("Main.clipboard")));
-    const auto items = readByThem(clipboard->itemsPath());
-    const auto custom = readByThem(_fixture->path(QStringLiteral("Custom.clipboards")));
-    const auto native = readByThem(clip->firstItem()->nativeDictionaryPath());
-    QVERIFY(main && items && custom && native);
-    QCOMPARE(*main, described(clipboard));
-    QCOMPARE(*items, described(clipboard->items()));
-    QCOMPARE(*custom, described(ZRKClipmuleClipboard::customClipboards()));
-    QCOMPARE(*native, PropertyList(PropertyList::Dictionary{
-                          {QStringLiteral("public.html"), QByteArray("<b>a</b>")}}));
-}
+    void end() override { _fixture.reset(); }
 
-void GnustepArchivesTest::theStoreReadsTheirFiles() {
-    QVERIFY(QDir().mkpath(_fixture->path()));
-    const auto clipboard = _fixture->kept(std::make_shared<ZRKClipmuleClipboard>());
-    clipboard->setOid(ZRKClipmuleClipboard::mainOID);
-    clipboard->setCount(1);
-    const auto clip = _fixture->kept(fullClip());
-    QVERIFY(writeByThem(described(clipboard), _fixture->path(QStringLiteral("Main.clipboard"))));
-    QVERIFY(writeByThem(described(QList{clip}), clipboard->itemsPath()));
-    QVERIFY(writeByThem(PropertyList::Dictionary{{QStringLiteral("type"), QByteArray("bytes")}},
-                        clip->firstItem()->nativeDictionaryPath()));
-    const auto read = ZRKClipmuleClipboard::mainClipboard();
-    QCOMPARE(read->count(), quint64(1));
-    QVERIFY(!read->isDirty());
-    QCOMPARE(described(read->items()), described(QList{clip}));
-    QCOMPARE(
-        read->items().first()->firstItem()->nativeDictionary(),
-        std::optional(ZRKClipmuleDataItem::NativeDictionary{{QStringLiteral("type"), "bytes"}}));
-}
+private Q_SLOTS:
+    void theyReadOurs_data() { values(); }
+
+    void theyReadOurs() {
+        QFETCH(int, which);
+        const ArchiveValue ours = value(which);
+        _fixture->write(QStringLiteral("ours"), KeyedArchiver::archivedData(ours));
+        const auto read = readByThem(_fixture->path(QStringLiteral("ours")));
+        QVERIFY(read);
+        QCOMPARE(*read, described(ours));
+    }
+
+    void weReadTheirs_data() { values(); }
+
+    void weReadTheirs() {
+        QFETCH(int, which);
+        const PropertyList description = described(value(which));
+        const QString path = _fixture->path(QStringLiteral("theirs"));
+        QVERIFY(QDir().mkpath(_fixture->path()));
+        QVERIFY(writeByThem(description, path));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(described(KeyedUnarchiver::unarchivedObject(file.readAll(), classes)),
+                 description);
+    }
+
+    void theyReadTheFilesOfTheStore() {
+        const auto clipboard = ZRKClipmuleClipboard::mainClipboard();
+        const auto clip = fullClip();
+        clipboard->insertClipmuleDataAtIndex(clip, 0);
+        insertCustom({QStringLiteral("a"), QStringLiteral("b")});
+        _fixture->runLoop.advance(5);
+        const auto main = readByThem(_fixture->path(QStringLiteral("Main.clipboard")));
+        const auto items = readByThem(clipboard->itemsPath());
+        const auto custom = readByThem(_fixture->path(QStringLiteral("Custom.clipboards")));
+        const auto native = readByThem(clip->firstItem()->nativeDictionaryPath());
+        QVERIFY(main && items && custom && native);
+        QCOMPARE(*main, described(clipboard));
+        QCOMPARE(*items, described(clipboard->items()));
+        QCOMPARE(*custom, described(ZRKClipmuleClipboard::customClipboards()));
+        QCOMPARE(*native, PropertyList(PropertyList::Dictionary{
+                              {QStringLiteral("public.html"), QByteArray("<b>a</b>")}}));
+    }
+
+    void theStoreReadsTheirFiles() {
+        QVERIFY(QDir().mkpath(_fixture->path()));
+        const auto clipboard = _fixture->kept(std::make_shared<ZRKClipmuleClipboard>());
+        clipboard->setOid(ZRKClipmuleClipboard::mainOID);
+        clipboard->setCount(1);
+        const auto clip = _fixture->kept(fullClip());
+        QVERIFY(
+            writeByThem(described(clipboard), _fixture->path(QStringLiteral("Main.clipboard"))));
+        QVERIFY(writeByThem(described(QList{clip}), clipboard->itemsPath()));
+        QVERIFY(writeByThem(PropertyList::Dictionary{{QStringLiteral("type"), QByteArray("bytes")}},
+                            clip->firstItem()->nativeDictionaryPath()));
+        const auto read = ZRKClipmuleClipboard::mainClipboard();
+        QCOMPARE(read->count(), quint64(1));
+        QVERIFY(!read->isDirty());
+        QCOMPARE(described(read->items()), described(QList{clip}));
+        QCOMPARE(read->items().first()->firstItem()->nativeDictionary(),
+                 std::optional(
+                     ZRKClipmuleDataItem::NativeDictionary{{QStringLiteral("type"), "bytes"}}));
+    }
+
+private:
+    static void values() {
+        QTest::addColumn<int>("which");
+        QTest::newRow("plain values") << 0;
+        QTest::newRow("clip") << 1;
+        QTest::newRow("list of clips") << 2;
+        QTest::newRow("clipboard") << 3;
+    }
+
+    [[nodiscard]] std::optional<PropertyList> readByThem(const QString &path) const {
+        QProcess program;
+        program.start(QStringLiteral(GNUSTEP_ARCHIVES), {QStringLiteral("read"), path});
+        if (!program.waitForFinished() || program.exitCode() != 0) {
+            qInfo("%s", program.readAllStandardError().constData());
+            return std::nullopt;
+        }
+        const auto parsed = PropertyListSerialization::parse(program.readAllStandardOutput());
+        return parsed ? std::optional(*parsed) : std::nullopt;
+    }
+
+    [[nodiscard]] bool writeByThem(const PropertyList &description, const QString &path) const {
+        QProcess program;
+        program.start(QStringLiteral(GNUSTEP_ARCHIVES), {QStringLiteral("write"), path});
+        program.write(PropertyListSerialization::binary(description));
+        program.closeWriteChannel();
+        return program.waitForFinished() && program.exitCode() == 0;
+    }
+
+    std::unique_ptr<StoreFixture> _fixture;
+};
 
 int main(int argc, char **argv) {
     const QCoreApplication application(argc, argv);

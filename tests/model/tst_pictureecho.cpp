@@ -4,13 +4,13 @@
 #include "model/PictureEcho.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/images/ImageCodec.h"
+#include "tests/kit/TestCase.h"
 #include "tests/model/Desktop.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 using namespace clipmule::PasteboardType;
 
 namespace {
@@ -30,16 +30,14 @@ std::shared_ptr<ZRKClipmuleData> receivedImage(const QByteArray &image) {
 } // namespace
 
 // A picture that was received is known again when a clipboard manager has owned it anew.
-class PictureEchoTest : public QObject {
+class PictureEchoTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _desktop = std::make_unique<Desktop>();
-    }
-    void cleanup() { _desktop.reset(); }
+    void begin() override { _desktop = std::make_unique<Desktop>(); }
 
+    void end() override { _desktop.reset(); }
+
+private Q_SLOTS:
     void inAnyEncoding_data() {
         QTest::addColumn<QByteArray>("sent");
         const QImage small = noise({60, 40});

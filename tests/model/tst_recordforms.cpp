@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "tests/model/Archives.h"
 #include "tests/model/Clipboards.h"
 #include "tests/model/StoreFixture.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -47,16 +47,14 @@ const QString version = QStringLiteral("cacheVersion");
 } // namespace
 
 /// Each form of a record writes its fields and reads every one of them again.
-class RecordFormsTest : public QObject {
+class RecordFormsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _fixture = std::make_unique<StoreFixture>();
-    }
-    void cleanup() { _fixture.reset(); }
+    void begin() override { _fixture = std::make_unique<StoreFixture>(); }
 
+    void end() override { _fixture.reset(); }
+
+private Q_SLOTS:
     void anItem() {
         const auto item = fullItem();
         compareArchives(item, std::make_shared<ZRKClipmuleDataItem>(),

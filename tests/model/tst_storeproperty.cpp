@@ -4,15 +4,15 @@
 #include "model/ZRKClipmuleClipboard.h"
 #include "platform/archive/KeyedArchiver.h"
 #include "platform/foundation/PlatformException.h"
+#include "tests/kit/TestCase.h"
 #include "tests/model/Clipboards.h"
 #include "tests/model/StoreFixture.h"
 
 #include <QRandomGenerator>
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -94,16 +94,14 @@ QStringList contentsOf(ZRKClipmuleClipboard &clipboard) {
 } // namespace
 
 /// Whatever the store is given it saves, and what it saved it loads.
-class StorePropertyTest : public QObject {
+class StorePropertyTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _fixture = std::make_unique<StoreFixture>();
-    }
-    void cleanup() { _fixture.reset(); }
+    void begin() override { _fixture = std::make_unique<StoreFixture>(); }
 
+    void end() override { _fixture.reset(); }
+
+private Q_SLOTS:
     void whatIsMadeIsSavedAndLoaded_data() {
         QTest::addColumn<quint32>("seed");
         for (quint32 seed = 0; seed < 20; ++seed)

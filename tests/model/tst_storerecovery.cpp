@@ -3,6 +3,7 @@
 
 #include "model/StoreRecovery.h"
 #include "platform/archive/KeyedArchiver.h"
+#include "tests/kit/TestCase.h"
 #include "tests/model/Clipboards.h"
 #include "tests/model/StoreFixture.h"
 
@@ -10,7 +11,7 @@
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -26,16 +27,14 @@ Clip imageClip(const QByteArray &bytes) {
 } // namespace
 
 /// What was set aside comes back, and what nobody speaks of goes.
-class StoreRecoveryTest : public QObject {
+class StoreRecoveryTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _fixture = std::make_unique<StoreFixture>();
-    }
-    void cleanup() { _fixture.reset(); }
+    void begin() override { _fixture = std::make_unique<StoreFixture>(); }
 
+    void end() override { _fixture.reset(); }
+
+private Q_SLOTS:
     void nothingSetAsideIsNothing() {
         insert({QStringLiteral("one")});
         QVERIFY(StoreRecovery::putBack(*_fixture->store, refuge).isEmpty());

@@ -2,26 +2,24 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/PlatformException.h"
+#include "tests/kit/TestCase.h"
 #include "tests/model/Clipboards.h"
 #include "tests/model/StoreFixture.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::test;
+using namespace clipmule::kit;
 
 /// Clips know the store that keeps them, and none but that.
-class StoresApartTest : public QObject {
+class StoresApartTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _fixture = std::make_unique<StoreFixture>();
-    }
-    void cleanup() { _fixture.reset(); }
+    void begin() override { _fixture = std::make_unique<StoreFixture>(); }
 
+    void end() override { _fixture.reset(); }
+
+private Q_SLOTS:
     void storesKnowNothingOfEachOther() {
         const auto other = ClipboardStore::make(_fixture->folder.filePath(QStringLiteral("other")));
         other->start();

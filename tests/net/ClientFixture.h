@@ -79,7 +79,7 @@ public:
 
     ManualRunLoop runLoop;
     RunLoop::Installation installation{runLoop};
-    dnssd::FakeBackend backend;
+    FakeDnsSd backend;
     bool noStreams = false;
     bool holdConnections = false;
     std::vector<std::unique_ptr<MemoryConnection>> connections;

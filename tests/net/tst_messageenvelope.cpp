@@ -3,17 +3,16 @@
 
 #include "net/OutputObject.h"
 #include "platform/foundation/PlatformException.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
 
-class MessageEnvelopeTest : public QObject {
+class MessageEnvelopeTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void hasOneEntry() {
         const PropertyList envelope =
             MessageEnvelope::make(MessageEnvelope::Type::DeviceRecord, PropertyList(5));

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "tests/net/ClientFixture.h"
 
 #include <QLoggingCategory>
@@ -9,20 +10,17 @@
 #include <QTest>
 
 using namespace clipmule;
-using kit::ClientFixture;
-using kit::text;
+using namespace clipmule::kit;
 
 // Finding, connecting, losing and finding again; what is sent meanwhile has a test of its own.
-class NetServiceClientTest : public QObject {
+class NetServiceClientTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _fixture.emplace();
-    }
-    void cleanup() { _fixture.reset(); }
+    void begin() override { _fixture.emplace(); }
 
+    void end() override { _fixture.reset(); }
+
+private Q_SLOTS:
     void nothingHappensBeforeStart() {
         _fixture->appear(phone);
         QVERIFY(!backend().isWatched());
@@ -122,7 +120,7 @@ private Q_SLOTS:
 
     void aServiceRemovedWhileItIsLookedForIsNotConnected() {
         client().start();
-        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Never);
+        backend().setAnswer(ClientFixture::service(phone), FakeDnsSd::Answer::Never);
         _fixture->appear(phone);
         QCOMPARE(backend().resolving().size(), 1);
         _fixture->vanish(phone);
@@ -177,7 +175,7 @@ private Q_SLOTS:
 
     void aFailedResolveIsTriedAgainEverySixtySeconds() {
         client().start();
-        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Never);
+        backend().setAnswer(ClientFixture::service(phone), FakeDnsSd::Answer::Never);
         _fixture->appear(phone);
         QCOMPARE(backend().resolving().size(), 1);
         _fixture->runLoop.advance(9.9);
@@ -189,7 +187,7 @@ private Q_SLOTS:
         QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 1);
         _fixture->runLoop.advance(0.2);
         QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 2);
-        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Normal);
+        backend().setAnswer(ClientFixture::service(phone), FakeDnsSd::Answer::Normal);
         kit::settle(_fixture->runLoop);
         // Its first connection still.
         QCOMPARE(events(), QStringList{QStringLiteral("open A Phone")});
@@ -197,7 +195,7 @@ private Q_SLOTS:
 
     void aServiceThatIsBeingLookedForIsNotLookedForTwice() {
         client().start();
-        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Never);
+        backend().setAnswer(ClientFixture::service(phone), FakeDnsSd::Answer::Never);
         _fixture->appear(phone);
         client().reconnect();
         client().reconnect();
@@ -504,7 +502,7 @@ private:
     inline static const QString phone = ClientFixture::phone;
 
     ZRKNetServiceClient &client() { return *_fixture->client; }
-    dnssd::FakeBackend &backend() { return _fixture->backend; }
+    FakeDnsSd &backend() { return _fixture->backend; }
     QStringList &events() { return _fixture->events; }
 
     std::optional<ClientFixture> _fixture;

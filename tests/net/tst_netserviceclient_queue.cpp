@@ -1,26 +1,23 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "tests/net/ClientFixture.h"
 
 #include <QTest>
 
 using namespace clipmule;
-using kit::ClientFixture;
-using kit::objectFrame;
-using kit::text;
+using namespace clipmule::kit;
 
 // What becomes of objects between being given to the client and being written.
-class NetServiceClientQueueTest : public QObject {
+class NetServiceClientQueueTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _fixture.emplace();
-    }
-    void cleanup() { _fixture.reset(); }
+    void begin() override { _fixture.emplace(); }
 
+    void end() override { _fixture.reset(); }
+
+private Q_SLOTS:
     void aClientThatDoesNotRunTakesNothing() {
         QVERIFY(!_fixture->send("early"));
         _fixture->connectOne();
@@ -92,7 +89,7 @@ private Q_SLOTS:
     // from before goes out with the next connection.
     void whatWaitedForTheFirstConnectionGoesOutWithTheSecond() {
         client().start();
-        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Never);
+        backend().setAnswer(ClientFixture::service(phone), FakeDnsSd::Answer::Never);
         _fixture->appear(phone);
         QVERIFY(_fixture->send("early"));
         client().onOpen = [this](NetService &) {
@@ -100,7 +97,7 @@ private Q_SLOTS:
             QVERIFY(client().isConnected());
             _fixture->send("from open");
         };
-        backend().setAnswer(ClientFixture::service(phone), dnssd::FakeBackend::Answer::Normal);
+        backend().setAnswer(ClientFixture::service(phone), FakeDnsSd::Answer::Normal);
         kit::settle(_fixture->runLoop);
         QCOMPARE(_fixture->connection().written(), objectFrame(text("from open")));
         QCOMPARE(events(),
@@ -386,7 +383,7 @@ private:
     inline static const QString phone = ClientFixture::phone;
 
     ZRKNetServiceClient &client() { return *_fixture->client; }
-    dnssd::FakeBackend &backend() { return _fixture->backend; }
+    FakeDnsSd &backend() { return _fixture->backend; }
     QStringList &events() { return _fixture->events; }
 
     std::optional<ClientFixture> _fixture;

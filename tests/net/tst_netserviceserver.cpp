@@ -4,14 +4,14 @@
 #include "net/ZRKNetServiceServer.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/LoopbackSockets.h"
+#include "tests/kit/TestCase.h"
 #include "tests/net/Recorder.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 namespace loopback = kit::loopback;
-using kit::objectFrame;
-using kit::text;
 
 namespace {
 const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
@@ -19,23 +19,23 @@ const QString phoneName = QStringLiteral("A Phone");
 } // namespace
 
 // Sockets are real, on the loopback interface; time and the responder are the test's.
-class NetServiceServerTest : public QObject {
+class NetServiceServerTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _backend.emplace();
         _events.clear();
         _server = makeServer(SocketListener::systemCalls());
     }
-    void cleanup() {
+
+    void end() override {
         _server.reset();
         _backend.reset();
         kit::settle(_runLoop);
         QCOMPARE(_runLoop.pendingCount(), 0);
     }
 
+private Q_SLOTS:
     void nothingIsOpenedBeforeStart() {
         kit::settle(_runLoop);
         QCOMPARE(_server->port(), quint16(0));
@@ -433,7 +433,7 @@ private:
 
     kit::ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
-    std::optional<dnssd::FakeBackend> _backend;
+    std::optional<FakeDnsSd> _backend;
     QStringList _events;
     // In order of acceptance.
     QList<ZRKStreamHandler *> _handlers;

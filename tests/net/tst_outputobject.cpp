@@ -4,17 +4,16 @@
 #include "net/OutputObject.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
 
-class OutputObjectTest : public QObject {
+class OutputObjectTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void theFrameIsHeaderAndDocument() {
         const PropertyList value(QStringLiteral("text"));
         const QByteArray document = PropertyListSerialization::xml(value);

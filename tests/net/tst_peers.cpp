@@ -7,6 +7,7 @@
 #include "platform/streams/SocketStreams.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/LoopbackSockets.h"
+#include "tests/kit/TestCase.h"
 #include "tests/net/Recorder.h"
 
 #include <QTest>
@@ -14,9 +15,8 @@
 #include <poll.h>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 namespace loopback = kit::loopback;
-using kit::objectFrame;
-using kit::text;
 
 namespace {
 
@@ -33,12 +33,10 @@ QByteArray image(qsizetype size) {
 
 // A client and servers with real connections between them; only the responder and the clock are
 // the test's.
-class PeersTest : public QObject {
+class PeersTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _backend.emplace();
         _backend->connector = [](const dnssd::Resolved &resolved) {
             QList<SocketEndpoint> endpoints;
@@ -58,7 +56,8 @@ private Q_SLOTS:
         };
         _client->start();
     }
-    void cleanup() {
+
+    void end() override {
         _client.reset();
         _servers.clear();
         _backend.reset();
@@ -68,6 +67,7 @@ private Q_SLOTS:
         kit::settle(_runLoop);
     }
 
+private Q_SLOTS:
     void objectsTravelBothWays() {
         ZRKNetServiceServer &phone = makePhone(QStringLiteral("Phone"));
         QVERIFY(runUntil([&] { return phone.hasClients(); }));
@@ -165,7 +165,7 @@ private:
 
     kit::ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
-    std::optional<dnssd::FakeBackend> _backend;
+    std::optional<FakeDnsSd> _backend;
     QList<std::shared_ptr<ZRKNetServiceServer>> _servers;
     std::shared_ptr<ZRKNetServiceClient> _client;
     QStringList _events;

@@ -6,11 +6,13 @@
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/Settle.h"
+#include "tests/kit/TestCase.h"
 #include "tests/kit/Vectors.h"
 
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 using namespace clipmule::ZRKNetServiceCategory;
 
 namespace {
@@ -36,12 +38,10 @@ ServiceDictionary twoHundredValues() {
 
 Q_DECLARE_METATYPE(ServiceDictionary)
 
-class ServiceDictionaryTest : public QObject {
+class ServiceDictionaryTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void everyVectorHasARow() {
         QStringList rows;
         for (const auto &[name, dictionary] : vectors())
@@ -189,7 +189,7 @@ private Q_SLOTS:
     void isTheRecordOfAService() {
         kit::ManualRunLoop runLoop;
         const RunLoop::Installation installation(runLoop);
-        dnssd::FakeBackend backend;
+        FakeDnsSd backend;
         const auto service = NetService::initWithDomainTypeNamePort(
             backend, QString(), QStringLiteral("_x._tcp"), QStringLiteral("Name"), 1);
         QVERIFY(!serviceDictionary(*service));
@@ -202,7 +202,7 @@ private Q_SLOTS:
     void aDictionaryThatCannotBeWrittenChangesNothing() {
         kit::ManualRunLoop runLoop;
         const RunLoop::Installation installation(runLoop);
-        dnssd::FakeBackend backend;
+        FakeDnsSd backend;
         const auto service = NetService::initWithDomainTypeNamePort(
             backend, QString(), QStringLiteral("_x._tcp"), QStringLiteral("Name"), 1);
         setServiceDictionary(*service, {{QStringLiteral("a"), text("1")}});

@@ -3,6 +3,7 @@
 
 #include "platform/foundation/PlatformException.h"
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 #include "tests/net/Recorder.h"
 
 #include <QTest>
@@ -11,9 +12,9 @@
 #include <stdexcept>
 
 using namespace clipmule;
-using kit::objectFrame;
-using kit::pingFrame;
-using kit::text;
+using clipmule::kit::objectFrame;
+using clipmule::kit::pingFrame;
+using clipmule::kit::text;
 
 namespace {
 
@@ -49,16 +50,14 @@ QByteArray nested(int depth) {
 
 } // namespace
 
-class StreamHandlerInputTest : public QObject {
+class StreamHandlerInputTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _fixture.emplace();
-    }
-    void cleanup() { _fixture.reset(); }
+    void begin() override { _fixture.emplace(); }
 
+    void end() override { _fixture.reset(); }
+
+private Q_SLOTS:
     void decodesAnObjectFrame() {
         QCOMPARE(hiFrame.size(), 8 + 0xc1);
         receive(hiFrame);

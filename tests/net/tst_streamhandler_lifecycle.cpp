@@ -4,6 +4,7 @@
 #include "platform/foundation/PlatformException.h"
 #include "platform/streams/SocketStreams.h"
 #include "tests/kit/LoopbackSockets.h"
+#include "tests/kit/TestCase.h"
 #include "tests/net/Recorder.h"
 
 #include <QTest>
@@ -13,20 +14,17 @@
 #include <stdexcept>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 namespace loopback = kit::loopback;
-using kit::objectFrame;
-using kit::text;
 
-class StreamHandlerLifecycleTest : public QObject {
+class StreamHandlerLifecycleTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _fixture.emplace();
-    }
-    void cleanup() { _fixture.reset(); }
+    void begin() override { _fixture.emplace(); }
 
+    void end() override { _fixture.reset(); }
+
+private Q_SLOTS:
     // Runs first: the generator is seeded by the first handler of the process, with the time of
     // day in whole seconds.
     void aaTheFirstHandlerSeedsTheGenerator() {

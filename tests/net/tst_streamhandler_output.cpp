@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/PlatformException.h"
+#include "tests/kit/TestCase.h"
 #include "tests/net/Recorder.h"
 
 #include <QTest>
@@ -9,9 +10,9 @@
 #include <stdexcept>
 
 using namespace clipmule;
-using kit::objectFrame;
-using kit::pingFrame;
-using kit::text;
+using clipmule::kit::objectFrame;
+using clipmule::kit::pingFrame;
+using clipmule::kit::text;
 
 namespace {
 
@@ -29,17 +30,17 @@ OutputObject unwritable() {
 
 } // namespace
 
-class StreamHandlerOutputTest : public QObject {
+class StreamHandlerOutputTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _fixture.emplace();
         kit::settle(_fixture->runLoop);
     }
-    void cleanup() { _fixture.reset(); }
 
+    void end() override { _fixture.reset(); }
+
+private Q_SLOTS:
     void writesAnObjectAsXmlInAFrame() {
         QVERIFY(handler().outputObject(fixedText("hi")));
         const QByteArray frame = connection().written();

@@ -6,7 +6,7 @@
 #include "platform/pasteboard/PasteboardOffers.h"
 #include "platform/pasteboard/PasteboardTargets.h"
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 // The beginnings of images, and a whole one.
 inline const QByteArray png = QByteArray::fromHex("89504e470d0a1a0a0000000d49484452");
@@ -49,4 +49,4 @@ inline QString textOn(const Pasteboard &pasteboard) {
     return text ? QString::fromUtf8(*text) : QString();
 }
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

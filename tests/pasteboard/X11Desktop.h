@@ -4,11 +4,11 @@
 #pragma once
 
 #include "platform/pasteboard/backends/x11/X11Pasteboard.h"
+#include "tests/kit/Await.h"
 #include "tests/kit/ManualRunLoop.h"
-#include "tests/pasteboard/Await.h"
 #include "tests/pasteboard/SampleContents.h"
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 /// What a test works with: the pasteboard, and a clock that stands still until it is advanced.
 struct X11Desktop {
@@ -49,4 +49,4 @@ struct X11Desktop {
     }
 };
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 X11TestOwner::X11TestOwner()
     : _connection(X11Connection::open())
@@ -137,4 +137,4 @@ void X11TestOwner::notify(const xcb_selection_request_event_t &request, xcb_atom
     _connection->flush();
 }
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

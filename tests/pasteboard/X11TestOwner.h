@@ -9,7 +9,7 @@
 #include <QHash>
 #include <QList>
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 /// Another application that owns the clipboard, well-behaved or not, on a connection of its own. It
 /// runs on the test's own event loop: code that waited for it on the spot would wait for ever.
@@ -83,4 +83,4 @@ private:
     int _piecesSent = 0;
 };
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

@@ -3,7 +3,7 @@
 
 #include "tests/pasteboard/X11TestRequestor.h"
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 X11TestRequestor::X11TestRequestor()
     : X11TestRequestor(X11Connection::open()) {}
@@ -124,4 +124,4 @@ QByteArray X11TestRequestor::property(const QByteArray &name) {
     return take(_connection->atom(name), false);
 }
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

@@ -4,14 +4,14 @@
 #pragma once
 
 #include "platform/x11/X11Connection.h"
-#include "tests/pasteboard/Await.h"
+#include "tests/kit/Await.h"
 
 #include <QByteArray>
 #include <QStringList>
 
 #include <optional>
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 /// Another application that pastes, on a connection of its own and the test's own event loop.
 class X11TestRequestor final : public X11Observer {
@@ -73,4 +73,4 @@ inline bool answered(const X11TestRequestor &requestor) {
     return await([&] { return requestor.isDone() || requestor.isRefused(); });
 }
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

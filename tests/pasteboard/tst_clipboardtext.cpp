@@ -2,17 +2,16 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/pasteboard/PasteboardTargets.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
 
-class ClipboardTextTest : public QObject {
+class ClipboardTextTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void becomesUtf8_data() {
         QTest::addColumn<QString>("target");
         QTest::addColumn<QString>("type");

@@ -2,17 +2,16 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/pasteboard/PasteboardFingerprint.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
 
-class PasteboardFingerprintTest : public QObject {
+class PasteboardFingerprintTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void isWithinWhatItWasTakenFrom_data() {
         QTest::addColumn<PasteboardContents>("newer");
         QTest::addColumn<bool>("isWithin");

@@ -1,13 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/SampleContents.h"
 
 #include <QStringEncoder>
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::tests;
+using namespace clipmule::kit;
 using PasteboardOffers::Offer;
 using PasteboardTargets::maximumTargets;
 
@@ -28,12 +29,10 @@ QStringList targetsOf(const QList<Offer> &offers) {
 } // namespace
 
 // Under which names contents are offered, with what bytes, and what is not for every program.
-class PasteboardOffersTest : public QObject {
+class PasteboardOffersTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void theFirstOfTwoImagesOfAKindCounts() {
         const QByteArray other = png + "other";
         QCOMPARE(offered({.images = {png, other}}, "image/png"), png);

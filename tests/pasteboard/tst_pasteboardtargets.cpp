@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/SampleContents.h"
 
 #include <QStringEncoder>
@@ -8,7 +9,7 @@
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::tests;
+using namespace clipmule::kit;
 using PasteboardTargets::Meaning;
 using PasteboardTargets::Role;
 
@@ -34,12 +35,10 @@ QStringList askedFor(const QStringList &targets, Meaning meaning) {
 
 } // namespace
 
-class PasteboardTargetsTest : public QObject {
+class PasteboardTargetsTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void asksForTheBestTargetFirst_data() {
         QTest::addColumn<QString>("offered");
         QTest::addColumn<Meaning>("meaning");

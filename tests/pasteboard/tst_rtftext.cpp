@@ -2,17 +2,16 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/pasteboard/RtfText.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 using namespace clipmule;
 
-class RtfTextTest : public QObject {
+class RtfTextTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void readsText_data() {
         QTest::addColumn<QByteArray>("rtf");
         QTest::addColumn<QString>("text");

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 #include "tests/pasteboard/X11TestRequestor.h"
@@ -10,12 +11,12 @@
 #include <memory>
 
 using namespace clipmule;
-using clipmule::tests::answered;
-using clipmule::tests::await;
-using clipmule::tests::textOn;
-using clipmule::tests::X11TestOwner;
-using clipmule::tests::X11TestRequestor;
-using Desktop = clipmule::tests::X11Desktop;
+using clipmule::kit::answered;
+using clipmule::kit::await;
+using clipmule::kit::textOn;
+using clipmule::kit::X11TestOwner;
+using clipmule::kit::X11TestRequestor;
+using Desktop = kit::X11Desktop;
 
 namespace {
 
@@ -60,12 +61,10 @@ void give(X11TestOwner &owner, const Answers &answers, Desktop &desktop) {
 
 // Managers that fill the gap an owner leaves with something older from their history, and others
 // that do what only looks like it.
-class X11ClipboardManagersTest : public QObject {
+class X11ClipboardManagersTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     // A manager that keeps texts only, after a picture.
     void olderTextInThePlaceOfAPictureIsNoCopy_data() {
         QTest::addColumn<double>("afterSeconds");

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 #include "tests/pasteboard/X11TestRequestor.h"
@@ -8,13 +9,13 @@
 #include <QTest>
 
 using namespace clipmule;
-using clipmule::tests::answered;
-using clipmule::tests::await;
-using clipmule::tests::kinds;
-using clipmule::tests::textOn;
-using clipmule::tests::X11TestRequestor;
-using Desktop = clipmule::tests::X11Desktop;
-using clipmule::tests::X11TestOwner;
+using clipmule::kit::answered;
+using clipmule::kit::await;
+using clipmule::kit::kinds;
+using clipmule::kit::textOn;
+using clipmule::kit::X11TestRequestor;
+using Desktop = kit::X11Desktop;
+using clipmule::kit::X11TestOwner;
 
 namespace {
 
@@ -25,12 +26,10 @@ QList<X11TestOwner::Answer> text(const QByteArray &utf8) {
 } // namespace
 
 // Which changes of the clipboard's owner are copies, and what happens while nobody watches.
-class X11ClipboardOwnersTest : public QObject {
+class X11ClipboardOwnersTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void quittingOwnerLeavesNothingAndIsNoCopy() {
         Desktop desktop;
         X11TestOwner owner;

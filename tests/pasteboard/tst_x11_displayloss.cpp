@@ -6,21 +6,20 @@
 #include "platform/pasteboard/backends/x11/X11Pasteboard.h"
 #include "platform/session/Session.h"
 #include "platform/windows/backends/x11/X11ActiveApplication.h"
-#include "tests/pasteboard/Await.h"
+#include "tests/kit/Await.h"
+#include "tests/kit/TestCase.h"
 
 #include <QProcess>
 #include <QTest>
 
 using namespace clipmule;
-using clipmule::tests::await;
+using clipmule::kit::await;
 
 // A display server of the test's own, which dies.
-class X11DisplayLossTest : public QObject {
+class X11DisplayLossTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _server.start(QStringLiteral("Xvfb"),
                       {QStringLiteral("-displayfd"), QStringLiteral("1"),
                        QStringLiteral("-noreset"), QStringLiteral("-nolisten"),
@@ -29,11 +28,13 @@ private Q_SLOTS:
         QVERIFY(await([this] { return _server.canReadLine(); }));
         _display = ":" + _server.readLine().trimmed();
     }
-    void cleanup() {
+
+    void end() override {
         _server.kill();
         _server.waitForFinished();
     }
 
+private Q_SLOTS:
     void everybodyGoesOnWithoutIt() {
         const auto connection = X11Connection::open(_display);
         QVERIFY(connection);

@@ -4,7 +4,8 @@
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/session/Session.h"
 #include "platform/x11/X11Connection.h"
-#include "tests/pasteboard/Await.h"
+#include "tests/kit/Await.h"
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/SampleContents.h"
 #include "tests/pasteboard/clients/ClientProcess.h"
 
@@ -17,10 +18,10 @@
 #include <csignal>
 
 using namespace clipmule;
-using clipmule::tests::await;
-using clipmule::tests::ClientProcess;
-using clipmule::tests::kinds;
-using clipmule::tests::textOn;
+using clipmule::kit::await;
+using clipmule::kit::ClientProcess;
+using clipmule::kit::kinds;
+using clipmule::kit::textOn;
 
 namespace {
 
@@ -59,8 +60,20 @@ void toolkits() {
 } // namespace
 
 // The clipboard beside real applications, both ways.
-class PasteboardClientsTest : public QObject {
+class PasteboardClientsTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override {
+        _display = openSession().x11;
+        QVERIFY(_display);
+        _pasteboard = makePasteboard({_display});
+        _pasteboard->setWatching(true);
+    }
+
+    void end() override {
+        _pasteboard.reset();
+        _display.reset();
+    }
 
 private Q_SLOTS:
     void initTestCase() {
@@ -68,18 +81,6 @@ private Q_SLOTS:
         QVERIFY(_folder.isValid());
         QVERIFY(noise().save(pngPath(), "PNG"));
         QVERIFY(contentsOf(pngPath()).size() > 9'900'000);
-    }
-
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _display = openSession().x11;
-        QVERIFY(_display);
-        _pasteboard = makePasteboard({_display});
-        _pasteboard->setWatching(true);
-    }
-    void cleanup() {
-        _pasteboard.reset();
-        _display.reset();
     }
 
     void readsTextOfXclip() {

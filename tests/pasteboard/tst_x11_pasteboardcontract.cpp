@@ -4,15 +4,14 @@
 #include "platform/foundation/PlatformException.h"
 #include "platform/session/Session.h"
 #include "tests/kit/FakePasteboard.h"
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 
 #include <QTest>
 
 using namespace clipmule;
-using clipmule::tests::textOn;
-using clipmule::tests::X11Desktop;
-using clipmule::tests::X11TestOwner;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -53,7 +52,7 @@ public:
     void copyUnwatched(const QByteArray &utf8) override {
         const qint64 before = _desktop.pasteboard->changeCount();
         _other.own({{"UTF8_STRING", utf8}});
-        if (!tests::await([&] { return _desktop.pasteboard->changeCount() > before; }))
+        if (!kit::await([&] { return _desktop.pasteboard->changeCount() > before; }))
             qWarning("the copied text is not known of");
     }
     void quitOther() override {
@@ -81,12 +80,10 @@ void backends() {
 } // namespace
 
 // What every clipboard does, whatever carries it.
-class PasteboardContractTest : public QObject {
+class PasteboardContractTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void copyMovesTheCountAndIsRead_data() { backends(); }
     void copyMovesTheCountAndIsRead() {
         QFETCH(QString, backend);

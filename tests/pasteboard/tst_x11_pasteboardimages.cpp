@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/images/ImageCodec.h"
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 #include "tests/pasteboard/X11TestRequestor.h"
@@ -9,11 +10,11 @@
 #include <QTest>
 
 using namespace clipmule;
-using clipmule::tests::answered;
-using clipmule::tests::await;
-using clipmule::tests::X11TestOwner;
-using clipmule::tests::X11TestRequestor;
-using Desktop = clipmule::tests::X11Desktop;
+using clipmule::kit::answered;
+using clipmule::kit::await;
+using clipmule::kit::X11TestOwner;
+using clipmule::kit::X11TestRequestor;
+using Desktop = kit::X11Desktop;
 
 namespace {
 
@@ -45,12 +46,10 @@ QStringList targetsOfOurs() {
 } // namespace
 
 // Images on the clipboard, as other applications get them from us.
-class X11PasteboardImagesTest : public QObject {
+class X11PasteboardImagesTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void aJpegIsPastedAsPng() {
         Desktop desktop;
         const QByteArray jpeg = jpegOf({40, 30});

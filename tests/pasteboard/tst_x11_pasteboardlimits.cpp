@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 
@@ -9,11 +10,11 @@
 #include <ctime>
 
 using namespace clipmule;
-using clipmule::tests::await;
-using clipmule::tests::kinds;
-using clipmule::tests::textOn;
-using Desktop = clipmule::tests::X11Desktop;
-using clipmule::tests::X11TestOwner;
+using clipmule::kit::await;
+using clipmule::kit::kinds;
+using clipmule::kit::textOn;
+using Desktop = kit::X11Desktop;
+using clipmule::kit::X11TestOwner;
 
 namespace {
 
@@ -25,12 +26,10 @@ double threadSeconds() {
 
 } // namespace
 
-class X11PasteboardLimitsTest : public QObject {
+class X11PasteboardLimitsTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void announcedSizeAboveTheLimitIsRefused_data() {
         QTest::addColumn<qint64>("announced");
         QTest::addColumn<bool>("isTaken");

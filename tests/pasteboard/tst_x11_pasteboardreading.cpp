@@ -1,17 +1,18 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 
 #include <QTest>
 
 using namespace clipmule;
-using clipmule::tests::await;
-using clipmule::tests::kinds;
-using clipmule::tests::textOn;
-using Desktop = clipmule::tests::X11Desktop;
-using clipmule::tests::X11TestOwner;
+using clipmule::kit::await;
+using clipmule::kit::kinds;
+using clipmule::kit::textOn;
+using Desktop = kit::X11Desktop;
+using clipmule::kit::X11TestOwner;
 
 namespace {
 
@@ -21,12 +22,10 @@ QList<X11TestOwner::Answer> text(const QByteArray &utf8) {
 
 } // namespace
 
-class X11PasteboardReadingTest : public QObject {
+class X11PasteboardReadingTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void whatIsThereAtStartIsNeitherReadNorCounted() {
         X11TestOwner owner;
         owner.own(text("before"));

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 #include "tests/pasteboard/X11TestRequestor.h"
@@ -8,12 +9,12 @@
 #include <QTest>
 
 using namespace clipmule;
-using clipmule::tests::answered;
-using clipmule::tests::await;
-using clipmule::tests::textOn;
-using clipmule::tests::X11TestOwner;
-using clipmule::tests::X11TestRequestor;
-using Desktop = clipmule::tests::X11Desktop;
+using clipmule::kit::answered;
+using clipmule::kit::await;
+using clipmule::kit::textOn;
+using clipmule::kit::X11TestOwner;
+using clipmule::kit::X11TestRequestor;
+using Desktop = kit::X11Desktop;
 
 namespace {
 
@@ -31,12 +32,10 @@ QByteArray picture(qsizetype size) {
 
 } // namespace
 
-class X11PasteboardServingTest : public QObject {
+class X11PasteboardServingTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void commitCountsAndIsReadBackAtOnce() {
         Desktop desktop;
         desktop.pasteboard->write({.text = "x"});

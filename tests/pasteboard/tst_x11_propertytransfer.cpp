@@ -2,15 +2,16 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/pasteboard/backends/x11/X11PropertyTransfer.h"
+#include "tests/kit/Await.h"
 #include "tests/kit/ManualRunLoop.h"
-#include "tests/pasteboard/Await.h"
+#include "tests/kit/TestCase.h"
 #include "tests/pasteboard/X11TestOwner.h"
 
 #include <QTest>
 
 using namespace clipmule;
-using clipmule::tests::await;
-using clipmule::tests::X11TestOwner;
+using clipmule::kit::await;
+using clipmule::kit::X11TestOwner;
 using Outcome = X11PropertyTransfer::Outcome;
 
 namespace {
@@ -20,22 +21,22 @@ constexpr qint64 anySize = 1'000'000;
 } // namespace
 
 // One target of another application, asked for and taken.
-class X11PropertyTransferTest : public QObject {
+class X11PropertyTransferTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _connection = X11Connection::open();
         QVERIFY(_connection);
         _transfer = std::make_unique<X11PropertyTransfer>(_connection);
         _outcomes.clear();
     }
-    void cleanup() {
+
+    void end() override {
         _transfer.reset();
         _connection.reset();
     }
 
+private Q_SLOTS:
     void answers_data() {
         QTest::addColumn<int>("size");
         QTest::addColumn<int>("pieceBytes");

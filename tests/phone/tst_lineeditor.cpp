@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "phone/LineEditor.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 #include <QTimer>
@@ -13,18 +14,10 @@
 using namespace clipmule;
 
 /// Lines typed at a terminal: the fingers are on the other side of a pseudo terminal.
-class LineEditorTest : public QObject {
+class LineEditorTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void initTestCase() {
-        // Neither the user's keys nor a terminal that cannot move its cursor.
-        qputenv("INPUTRC", "/dev/null");
-        qputenv("TERM", "xterm");
-    }
-
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _lines.clear();
         _shown.clear();
         _hasEnded = false;
@@ -49,10 +42,18 @@ private Q_SLOTS:
         };
         _editor->start();
     }
-    void cleanup() {
+
+    void end() override {
         _editor.reset();
         ::close(_master);
         ::close(_slave);
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        // Neither the user's keys nor a terminal that cannot move its cursor.
+        qputenv("INPUTRC", "/dev/null");
+        qputenv("TERM", "xterm");
     }
 
     void onlyAtATerminal() {

@@ -7,6 +7,7 @@
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/streams/SocketStreams.h"
 #include "tests/kit/FakeDnsSd.h"
+#include "tests/kit/TestCase.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -18,6 +19,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -37,12 +39,10 @@ PropertyList envelope(const QString &type, const PropertyList::Dictionary &paylo
 } // namespace
 
 // The stand-in with a desk that is a stream handler on a real connection.
-class PhoneTest : public QObject {
+class PhoneTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _lines.clear();
         _received.clear();
         _quit = false;
@@ -53,11 +53,12 @@ private Q_SLOTS:
         start(options);
     }
 
-    void cleanup() {
+    void end() override {
         _desk.reset();
         _phone.reset();
     }
 
+private Q_SLOTS:
     void publishesItself() {
         QTRY_COMPARE(_backend.published().size(), 1);
         const auto publication = _backend.published().constFirst();
@@ -416,7 +417,7 @@ private:
     }
 
     void restartWithData() {
-        cleanup();
+        end();
         _lines.clear();
         _received.clear();
         Phone::Options options;
@@ -448,7 +449,7 @@ private:
 
     QtRunLoop _runLoop;
     const RunLoop::Installation _installation{_runLoop};
-    dnssd::FakeBackend _backend;
+    FakeDnsSd _backend;
     std::unique_ptr<QTemporaryDir> _folder;
     std::unique_ptr<Phone> _phone;
     std::shared_ptr<ZRKStreamHandler> _desk;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "phone/PhoneCommand.h"
+#include "tests/kit/TestCase.h"
 
 #include <QDir>
 #include <QTest>
@@ -43,12 +44,10 @@ QString shown(const PhoneCommand &command) {
 
 } // namespace
 
-class PhoneCommandTest : public QObject {
+class PhoneCommandTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void parses_data() {
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("command");

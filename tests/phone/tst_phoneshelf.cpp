@@ -4,11 +4,11 @@
 #include "phone/PhoneShelf.h"
 #include "platform/foundation/PlatformException.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -35,12 +35,10 @@ QByteArray imageOf(const PropertyList::Dictionary &clip) {
 } // namespace
 
 /// The stand-in's history and boards, by the commands that are typed.
-class PhoneShelfTest : public QObject {
+class PhoneShelfTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _folder = std::make_unique<QTemporaryDir>();
         _lines.clear();
         _errors.clear();
@@ -49,8 +47,10 @@ private Q_SLOTS:
         _limit = DataFile::largest;
         start();
     }
-    void cleanup() { _shelf.reset(); }
 
+    void end() override { _shelf.reset(); }
+
+private Q_SLOTS:
     void numbersClipsInTheOrderInWhichTheyCome() {
         QCOMPARE(_shelf->keep(dictionary(u"one"_qs)), 1);
         QCOMPARE(_shelf->keep(dictionary(u"two"_qs)), 2);

@@ -7,7 +7,7 @@
 #include "platform/preferences/DistributedNotifications.h"
 #include "platform/preferences/PreferencesDatabase.h"
 
-namespace clipmule {
+namespace clipmule::kit {
 
 /// A database whose disk is full.
 class FullDatabase final : public PreferencesDatabase {
@@ -30,4 +30,4 @@ public:
     }
 };
 
-} // namespace clipmule
+} // namespace clipmule::kit

@@ -6,7 +6,7 @@
 #include "platform/dnssd/NetworkFacts.h"
 #include "platform/session/StatusInterface.h"
 
-namespace clipmule {
+namespace clipmule::kit {
 
 /// An agent that runs or does not, and tells so a moment after it is asked.
 class FakeStatusReader final : public StatusReader {
@@ -59,4 +59,4 @@ private:
     RunLoop::Timer _answer;
 };
 
-} // namespace clipmule
+} // namespace clipmule::kit

@@ -5,7 +5,7 @@
 
 #include "platform/foundation/PropertyList.h"
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 inline const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
 inline const QString agentDomain = QStringLiteral("com.zendrik.ClipmuleSync");
@@ -18,4 +18,4 @@ inline PropertyList phone(const QString &service, const QString &name) {
                                     {QStringLiteral("serverName"), name}};
 }
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

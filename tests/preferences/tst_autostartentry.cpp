@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 
 #include "preferences/AutostartEntry.h"
+#include "tests/kit/TestCase.h"
 
 #include <QDir>
 #include <QFile>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -19,17 +19,16 @@ const QByteArray installed("[Desktop Entry]\nType=Application\nName=Clipmule Syn
 const QString fileName = QStringLiteral("/com.zendrik.ClipmuleSync.desktop");
 } // namespace
 
-class AutostartEntryTest : public QObject {
+class AutostartEntryTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _folder = std::make_unique<QTemporaryDir>();
         QVERIFY(QDir().mkpath(systemFolder()));
         makeProgram(program());
     }
 
+private Q_SLOTS:
     void withoutAnyEntryItDoesNotStart() {
         QVERIFY(!entry().isEnabled());
         QVERIFY(entry().setEnabled(false));

@@ -6,6 +6,7 @@
 #include "platform/preferences/DistributedNotifications.h"
 #include "platform/preferences/backends/file/FilePreferencesDatabase.h"
 #include "support/Settings.h"
+#include "tests/kit/TestCase.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDBusConnection>
@@ -33,21 +34,21 @@ public:
 
 // The real program, in a home of its own, on a real session bus, beside a process that listens as
 // the agent does.
-class ClipmulePreferencesTest : public QObject {
+class ClipmulePreferencesTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override {
+        _home = std::make_unique<QTemporaryDir>();
+        QVERIFY(_bus.start());
+    }
+
+    void end() override { _bus.stop(); }
 
 private Q_SLOTS:
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
     }
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _home = std::make_unique<QTemporaryDir>();
-        QVERIFY(_bus.start());
-    }
-    void cleanup() { _bus.stop(); }
-
     void aRunningAgentFollowsAtOnce() {
         FilePreferencesDatabase database(folder());
         const auto notifications = makeDistributedNotifications();

@@ -5,8 +5,8 @@
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "preferences/CommandLine.h"
 #include "tests/kit/EveryKind.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -29,12 +29,10 @@ QStringList words(const char *line) {
 
 } // namespace
 
-class CommandLineTest : public QObject {
+class CommandLineTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void commandsWithoutOperands_data() {
         QTest::addColumn<int>("kind");
         QTest::newRow("discover") << int(Kind::Discover);

@@ -3,22 +3,20 @@
 
 #include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/QtRunLoop.h"
+#include "tests/kit/TestCase.h"
 
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace clipmule;
 
 // The real program on a network of its own, with avahi-daemon and a phone's announcement.
-class DiscoverTest : public QObject {
+class DiscoverTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void anAnnouncedPhoneIsShown() {
         const auto responder = dnssd::makeBackend();
         const auto phone = responder->makePublisher();

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "preferences/Doctor.h"
+#include "tests/kit/TestCase.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>
@@ -69,12 +70,10 @@ QString text(const Doctor::Facts &facts) {
 
 } // namespace
 
-class DoctorTest : public QObject {
+class DoctorTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void aHealthyComputerHasNoProblem() {
         const Doctor::Report report = Doctor::examine(healthy());
         QCOMPARE(report.problems, QStringList());

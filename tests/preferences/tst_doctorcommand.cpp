@@ -7,16 +7,17 @@
 #include "tests/kit/MemoryDistributedNotifications.h"
 #include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/Settle.h"
+#include "tests/kit/TestCase.h"
 #include "tests/preferences/FakeAgent.h"
 
 #include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -24,15 +25,13 @@ const QString sharedDomain = QStringLiteral("com.zendrik.ClipmuleSync.shared");
 
 } // namespace
 
-class DoctorCommandTest : public QObject {
+class DoctorCommandTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _database = std::make_unique<MemoryPreferencesDatabase>();
         _notifications = std::make_unique<MemoryDistributedNotifications>();
-        _dnssd = std::make_unique<dnssd::FakeBackend>();
+        _dnssd = std::make_unique<FakeDnsSd>();
         _agent = std::make_unique<FakeStatusReader>();
         _agent->told.emplace();
         _agent->told->hasDisplay = true;
@@ -58,8 +57,10 @@ private Q_SLOTS:
         _status.reset();
         _printed.clear();
     }
-    void cleanup() { _commands.reset(); }
 
+    void end() override { _commands.reset(); }
+
+private Q_SLOTS:
     void theCommandLineKnowsIt() {
         const auto parsed = parseCommandLine({QStringLiteral("doctor"), QStringLiteral("--json"),
                                               QStringLiteral("--wait"), QStringLiteral("5")});
@@ -145,7 +146,7 @@ private:
     RunLoop::Installation _installation{_runLoop};
     std::unique_ptr<MemoryPreferencesDatabase> _database;
     std::unique_ptr<MemoryDistributedNotifications> _notifications;
-    std::unique_ptr<dnssd::FakeBackend> _dnssd;
+    std::unique_ptr<FakeDnsSd> _dnssd;
     std::unique_ptr<FakeStatusReader> _agent;
     std::unique_ptr<FakeNetworkProbe> _network;
     std::unique_ptr<PreferencesCommands> _commands;

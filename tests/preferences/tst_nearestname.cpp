@@ -2,18 +2,16 @@
 // SPDX-License-Identifier: MIT
 
 #include "preferences/CommandLine.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
 
-class NearestNameTest : public QObject {
+class NearestNameTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void names_data() {
         QTest::addColumn<QString>("typed");
         QTest::addColumn<QStringList>("names");

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "preferences/Doctor.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -28,12 +28,10 @@ dnssd::NetworkFacts working() {
 
 } // namespace
 
-class NetworkAdviceTest : public QObject {
+class NetworkAdviceTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void whereNothingIsWrongThePhoneIsToBeLookedAt() {
         const auto advice = adviceFor(working());
         QCOMPARE(advice.kind, Kind::NothingWrong);

@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 
 #include "preferences/PhoneListModel.h"
+#include "tests/kit/TestCase.h"
 
 #include <QApplication>
 #include <QListView>
 #include <QPainter>
-#include <QRegularExpression>
 #include <QTest>
 
 #include <algorithm>
@@ -35,20 +35,20 @@ const QString thick(12, QChar(0x2588));
 
 } // namespace
 
-class PhoneDelegateTest : public QObject {
+class PhoneDelegateTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _model.setPhones({{.service = thick, .name = thick + u' ', .isRegistered = true}}, {});
         _view.emplace();
         _view->setModel(&_model);
         _view->setItemDelegate(&_delegate);
         _view->resize(300, 80);
     }
-    void cleanup() { _view.reset(); }
 
+    void end() override { _view.reset(); }
+
+private Q_SLOTS:
     void bothLinesCanBeRead_data() {
         QTest::addColumn<QColor>("base");
         QTest::addColumn<QColor>("text");

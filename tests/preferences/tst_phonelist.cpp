@@ -7,12 +7,13 @@
 #include "tests/kit/MemoryDistributedNotifications.h"
 #include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/Settle.h"
+#include "tests/kit/TestCase.h"
 
 #include <QHostAddress>
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -35,24 +36,23 @@ dnssd::ServiceName phone(const QString &name) {
 
 } // namespace
 
-class PhoneListTest : public QObject {
+class PhoneListTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _database = std::make_unique<MemoryPreferencesDatabase>();
         _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
         _notifications = std::make_unique<MemoryDistributedNotifications>(_hub);
-        _dnssd = std::make_unique<dnssd::FakeBackend>();
+        _dnssd = std::make_unique<FakeDnsSd>();
         _changes = 0;
     }
 
-    void cleanup() {
+    void end() override {
         _list.reset();
         ZRKUserDefaults::setEnvironment({});
     }
 
+private Q_SLOTS:
     // What is listed.
 
     void aPhoneThatAppearsIsAvailable() {
@@ -433,7 +433,7 @@ private:
     std::unique_ptr<MemoryPreferencesDatabase> _database;
     std::shared_ptr<MemoryDistributedNotifications::Hub> _hub;
     std::unique_ptr<MemoryDistributedNotifications> _notifications;
-    std::unique_ptr<dnssd::FakeBackend> _dnssd;
+    std::unique_ptr<FakeDnsSd> _dnssd;
     std::unique_ptr<SettingsStores> _stores;
     std::unique_ptr<PhoneList> _list;
     int _changes = 0;

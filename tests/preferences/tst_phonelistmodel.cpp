@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 
 #include "preferences/PhoneListModel.h"
+#include "tests/kit/TestCase.h"
 
 #include <QAbstractItemModelTester>
 #include <QItemSelectionModel>
-#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -29,23 +29,23 @@ PhoneList::Phone paired(const QString &name, Presence presence = Presence::Conne
 
 } // namespace
 
-class PhoneListModelTest : public QObject {
+class PhoneListModelTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         QLocale::setDefault(QLocale::c());
         _model = std::make_unique<PhoneListModel>();
         // Fails the test when a signal does not say what happens.
         _tester = std::make_unique<QAbstractItemModelTester>(
             _model.get(), QAbstractItemModelTester::FailureReportingMode::QtTest);
     }
-    void cleanup() {
+
+    void end() override {
         _tester.reset();
         _model.reset();
     }
 
+private Q_SLOTS:
     void rowsComeAndGoAloneAndWhatIsSelectedStays() {
         const auto a = paired(u"a"_qs);
         const auto b = paired(u"b"_qs);

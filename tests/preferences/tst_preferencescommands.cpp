@@ -10,6 +10,7 @@
 #include "tests/kit/MemoryDistributedNotifications.h"
 #include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/Settle.h"
+#include "tests/kit/TestCase.h"
 #include "tests/preferences/BrokenServices.h"
 #include "tests/preferences/FakeAgent.h"
 #include "tests/preferences/StoredSettings.h"
@@ -19,23 +20,22 @@
 #include <QTest>
 
 using namespace clipmule;
-using namespace clipmule::tests;
+using namespace clipmule::kit;
 
-class PreferencesCommandsTest : public QObject {
+class PreferencesCommandsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _database = std::make_unique<MemoryPreferencesDatabase>();
         _notifications = std::make_unique<MemoryDistributedNotifications>();
-        _dnssd = std::make_unique<dnssd::FakeBackend>();
-        _environment = {};
-        _environment.database = _database.get();
-        _environment.distributedNotifications = _notifications.get();
+        _dnssd = std::make_unique<FakeDnsSd>();
+        _environment = {.database = _database.get(),
+                        .distributedNotifications = _notifications.get()};
     }
-    void cleanup() { _commands.reset(); }
 
+    void end() override { _commands.reset(); }
+
+private Q_SLOTS:
     void aPhoneIsRegisteredAtTheEnd() {
         _database->setValue(sharedDomain, serverServices,
                             PropertyList::List{phone(QStringLiteral("one"), QStringLiteral("1"))});
@@ -586,7 +586,7 @@ private:
     RunLoop::Installation _installation{_runLoop};
     std::unique_ptr<MemoryPreferencesDatabase> _database;
     std::unique_ptr<MemoryDistributedNotifications> _notifications;
-    std::unique_ptr<dnssd::FakeBackend> _dnssd;
+    std::unique_ptr<FakeDnsSd> _dnssd;
     ZRKUserDefaults::Environment _environment;
     std::unique_ptr<PreferencesCommands> _commands;
     FakeStatusReader _agent;

@@ -7,6 +7,7 @@
 #include "tests/kit/MemoryDistributedNotifications.h"
 #include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/Settle.h"
+#include "tests/kit/TestCase.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -17,11 +18,11 @@
 #include <QLineEdit>
 #include <QListView>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -52,12 +53,10 @@ public:
 
 } // namespace
 
-class PreferencesWindowTest : public QObject {
+class PreferencesWindowTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
         _notifications.emplace(_hub);
         _database.emplace();
@@ -68,12 +67,14 @@ private Q_SLOTS:
         _autostart.emplace(_folder->filePath(u"autostart"_qs), QStringList(), u"/bin/sh"_qs);
         _helps = 0;
     }
-    void cleanup() {
+
+    void end() override {
         _window.reset();
         _phones.reset();
         ZRKUserDefaults::setEnvironment({});
     }
 
+private Q_SLOTS:
     void theFirstPhoneShownIsTheOneThatReturnPairs() {
         start();
         appear(bert);
@@ -377,7 +378,7 @@ private:
     std::shared_ptr<MemoryDistributedNotifications::Hub> _hub;
     std::optional<MemoryDistributedNotifications> _notifications;
     std::optional<MemoryPreferencesDatabase> _database;
-    std::optional<dnssd::FakeBackend> _dnssd;
+    std::optional<FakeDnsSd> _dnssd;
     std::optional<FakeReader> _reader;
     std::optional<FakeProbe> _probe;
     std::optional<QTemporaryDir> _folder;

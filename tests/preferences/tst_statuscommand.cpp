@@ -6,14 +6,15 @@
 #include "tests/kit/MemoryDistributedNotifications.h"
 #include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/Settle.h"
+#include "tests/kit/TestCase.h"
 #include "tests/preferences/FakeAgent.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -33,12 +34,10 @@ AgentStatus::Phone told(const QString &service, AgentStatus::PhoneState state,
 
 } // namespace
 
-class StatusCommandTest : public QObject {
+class StatusCommandTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
         _database = std::make_unique<MemoryPreferencesDatabase>();
         _notifications = std::make_unique<MemoryDistributedNotifications>(_hub);
@@ -47,8 +46,10 @@ private Q_SLOTS:
         _printed.clear();
         _status.reset();
     }
-    void cleanup() { _commands.reset(); }
 
+    void end() override { _commands.reset(); }
+
+private Q_SLOTS:
     void theCommandLineKnowsIt() {
         QVERIFY(!parse({u"status"_qs}).watches);
         QVERIFY(parse({u"status"_qs, u"--watch"_qs}).watches);

@@ -8,7 +8,7 @@
 
 #include <optional>
 
-namespace clipmule::test {
+namespace clipmule::kit {
 
 /// Composes a binary property list from the bytes of its objects, right or wrong.
 struct BinaryListBuilder {
@@ -49,4 +49,4 @@ struct BinaryListBuilder {
     }
 };
 
-} // namespace clipmule::test
+} // namespace clipmule::kit

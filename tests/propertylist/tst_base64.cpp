@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/propertylist/Base64.h"
+#include "tests/kit/TestCase.h"
 
 #include <QFile>
 #include <QTest>
@@ -47,12 +48,10 @@ QByteArray randomBytes(std::mt19937 &random, size_t size) {
 
 } // namespace
 
-class Base64Test : public QObject {
+class Base64Test final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void usesVectorInstructionsWhereTheProcessorHasThem() {
         // Otherwise the comparisons below would compare the scalar loops with themselves.
         QFile processor(QStringLiteral("/proc/cpuinfo"));

@@ -4,6 +4,7 @@
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/Utf8.h"
 #include "platform/propertylist/TypedJson.h"
+#include "tests/kit/TestCase.h"
 
 #include <QJsonDocument>
 #include <QTest>
@@ -11,12 +12,10 @@
 using namespace clipmule;
 
 /// What leaves the program as JSON.
-class JsonLineTest : public QObject {
+class JsonLineTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void escapes_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QByteArray>("json");

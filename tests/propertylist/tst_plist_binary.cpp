@@ -4,6 +4,7 @@
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 #include "tests/propertylist/BinaryListBuilder.h"
 
 #include <QTest>
@@ -12,7 +13,7 @@
 #include <limits>
 
 using namespace clipmule;
-using clipmule::test::BinaryListBuilder;
+using clipmule::kit::BinaryListBuilder;
 
 namespace {
 
@@ -57,12 +58,10 @@ QByteArray nestedLists(int depth) {
 
 } // namespace
 
-class BinaryPropertyListTest : public QObject {
+class BinaryPropertyListTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void readsTheSmallestFile() {
         const auto parsed = Serialization::parseBinary(hex(smallest));
         QCOMPARE(kit::reasonOf(parsed), QString());

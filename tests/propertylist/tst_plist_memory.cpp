@@ -3,6 +3,7 @@
 
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -145,12 +146,10 @@ QByteArray utf16(const QByteArray &ascii) {
 
 } // namespace
 
-class ParseMemoryTest : public QObject {
+class ParseMemoryTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void noMessageTakesMoreThanItsShare_data() {
         QTest::addColumn<QByteArray>("message");
         QTest::addColumn<bool>("isRead");

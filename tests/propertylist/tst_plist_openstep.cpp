@@ -4,6 +4,7 @@
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/propertylist/PropertyListText.h"
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -17,12 +18,10 @@ using Serialization = PropertyListSerialization;
 
 } // namespace
 
-class OpenStepPropertyListTest : public QObject {
+class OpenStepPropertyListTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void reads_data() {
         QTest::addColumn<QByteArray>("text");
         QTest::addColumn<PropertyList>("expected");

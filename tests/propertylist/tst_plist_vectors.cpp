@@ -4,6 +4,7 @@
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/propertylist/TypedJson.h"
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 #include "tests/kit/Vectors.h"
 
 #include <QTest>
@@ -33,12 +34,10 @@ void addRows(const QString &folder) {
 
 // Files that other implementations wrote, with the values that the platform read from them. The XML
 // files are those of tst_plist_xml.
-class PropertyListVectorsTest : public QObject {
+class PropertyListVectorsTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void valid_data() {
         QTest::addColumn<QString>("name");
         addRows(QStringLiteral("binary/valid"));

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/propertylist/PropertyListText.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -20,12 +21,10 @@ double seconds(int year, int month, int day, int hour = 0, int minute = 0, int s
 
 } // namespace
 
-class PropertyListXmlDateTest : public QObject {
+class PropertyListXmlDateTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void readsAndWrites_data() {
         QTest::addColumn<QByteArray>("text");
         QTest::addColumn<double>("expected");

@@ -4,6 +4,7 @@
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/propertylist/TypedJson.h"
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 #include "tests/kit/Vectors.h"
 
 #include <QStringConverter>
@@ -54,12 +55,10 @@ int depthOf(const PropertyList &value) {
 
 } // namespace
 
-class PropertyListXmlReaderTest : public QObject {
+class PropertyListXmlReaderTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void readsValidVectors_data() {
         QTest::addColumn<QString>("name");
         for (const QString &name : kit::vectorsIn(QStringLiteral("xml/valid")))

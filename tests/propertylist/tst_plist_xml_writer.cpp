@@ -4,6 +4,7 @@
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 #include "tests/kit/Vectors.h"
 
 #include <QProcess>
@@ -136,12 +137,10 @@ private:
 
 } // namespace
 
-class PropertyListXmlWriterTest : public QObject {
+class PropertyListXmlWriterTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void writesByteForByteAsThePlatform_data() {
         QTest::addColumn<QString>("name");
         // Written by the platform's own writer, or identical with what it writes.

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/propertylist/TypedJson.h"
+#include "tests/kit/TestCase.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -22,12 +23,10 @@ QByteArray textOf(const PropertyList &value) {
 
 } // namespace
 
-class TypedJsonTest : public QObject {
+class TypedJsonTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void namesTheKind_data() {
         QTest::addColumn<PropertyList>("value");
         QTest::addColumn<QByteArray>("json");

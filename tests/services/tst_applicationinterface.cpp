@@ -3,6 +3,7 @@
 
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/session/SessionPrograms.h"
+#include "tests/kit/TestCase.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QRegularExpression>
@@ -14,8 +15,20 @@ namespace {
 const QString identifier = QStringLiteral("com.example.Some-Program");
 } // namespace
 
-class ApplicationInterfaceTest : public QObject {
+class ApplicationInterfaceTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override {
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+        qunsetenv("DESKTOP_STARTUP_ID");
+        _tokens.clear();
+        _actions.clear();
+    }
+
+    void end() override {
+        _interface.reset();
+        _name.reset();
+    }
 
 private Q_SLOTS:
     void initTestCase() {
@@ -23,18 +36,6 @@ private Q_SLOTS:
         qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
         QVERIFY(_bus.start());
     }
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        qunsetenv("XDG_ACTIVATION_TOKEN");
-        qunsetenv("DESKTOP_STARTUP_ID");
-        _tokens.clear();
-        _actions.clear();
-    }
-    void cleanup() {
-        _interface.reset();
-        _name.reset();
-    }
-
     void aProgramThatDoesNotRunIsNotReached() { QVERIFY(!isReached()); }
 
     void aRunningProgramIsAskedToShowItself() {

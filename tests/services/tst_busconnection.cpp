@@ -3,6 +3,7 @@
 
 #include "platform/dbus/BusConnection.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QRegularExpression>
@@ -11,17 +12,16 @@
 
 using namespace clipmule;
 
-class BusConnectionTest : public QObject {
+class BusConnectionTest final : public kit::TestCase {
     Q_OBJECT
 
+    void end() override { _bus.stop(); }
+
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
     }
-    void cleanup() { _bus.stop(); }
-
     void opensWhenThereIsABus() {
         QVERIFY(_bus.start());
         BusConnection connection(BusConnection::Bus::Session);

@@ -6,6 +6,7 @@
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/MemoryDistributedNotifications.h"
+#include "tests/kit/TestCase.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDBusConnection>
@@ -14,6 +15,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -32,24 +34,24 @@ void expectWarning(const QString &pattern) {
 
 } // namespace
 
-class DistributedNotificationsTest : public QObject {
+class DistributedNotificationsTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override {
+        _deliveries.clear();
+        _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
+    }
+
+    void end() override {
+        _bus.stop();
+        _forger.reset();
+    }
 
 private Q_SLOTS:
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
     }
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _deliveries.clear();
-        _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
-    }
-    void cleanup() {
-        _bus.stop();
-        _forger.reset();
-    }
-
     // What holds for every kind, within one process and between two ends.
 
     void aNotificationReachesWhoObservesItsName_data() { kinds(); }

@@ -7,6 +7,7 @@
 #include "platform/session/SessionPrograms.h"
 #include "platform/tray/StatusItem.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDBusConnectionInterface>
@@ -71,25 +72,25 @@ private:
 
 } // namespace
 
-class NotifierHostWatchTest : public QObject {
+class NotifierHostWatchTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override {
+        QVERIFY(_bus.start());
+        _watch = makeNotifierHostWatch();
+        _changes = 0;
+    }
+
+    void end() override {
+        _watch.reset();
+        _bus.stop();
+    }
 
 private Q_SLOTS:
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
     }
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        QVERIFY(_bus.start());
-        _watch = makeNotifierHostWatch();
-        _changes = 0;
-    }
-    void cleanup() {
-        _watch.reset();
-        _bus.stop();
-    }
-
     void findsAHostThatIsThere() {
         Peer watcher;
         watcher.hostIsThere = true;

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/preferences/DistributedNotifications.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 #include <optional>
@@ -34,16 +34,15 @@ private:
 
 } // namespace
 
-class ObservationTableTest : public QObject {
+class ObservationTableTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _told.clear();
         _table.emplace(&_told);
     }
 
+private Q_SLOTS:
     void theFirstAndTheLastAreTold() {
         auto first = observe();
         QCOMPARE(_told, QStringList(QStringLiteral("+name")));

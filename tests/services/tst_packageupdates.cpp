@@ -4,6 +4,7 @@
 #include "platform/dbus/BusConnection.h"
 #include "platform/desktop/PackageUpdates.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDBusMessage>
@@ -101,16 +102,10 @@ private:
 
 } // namespace
 
-class PackageUpdatesTest : public QObject {
+class PackageUpdatesTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void initTestCase() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        qputenv("DBUS_SYSTEM_BUS_ADDRESS", _bus.address().toUtf8());
-    }
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         QVERIFY(_bus.start());
         _daemon = std::make_unique<MockPackageKit>();
         QVERIFY(_daemon->start());
@@ -118,12 +113,18 @@ private Q_SLOTS:
         _updates = makePackageUpdates();
         _answers.clear();
     }
-    void cleanup() {
+
+    void end() override {
         _updates.reset();
         _daemon.reset();
         _bus.stop();
     }
 
+private Q_SLOTS:
+    void initTestCase() {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", _bus.address().toUtf8());
+    }
     void findsANewerVersion() {
         _daemon->packages[QStringLiteral("GetUpdates")] = {
             QStringLiteral("clipmule-sync-extras;9.9;amd64;stable"), newer,

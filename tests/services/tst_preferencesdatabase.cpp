@@ -6,6 +6,7 @@
 #include "tests/kit/FullDisk.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/MemoryPreferencesDatabase.h"
+#include "tests/kit/TestCase.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDir>
@@ -22,6 +23,7 @@
 #include <unistd.h>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -71,16 +73,15 @@ void expectWarning(const QString &pattern) {
 
 } // namespace
 
-class PreferencesDatabaseTest : public QObject {
+class PreferencesDatabaseTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _home = std::make_unique<QTemporaryDir>();
         _folder = _home->filePath(QStringLiteral("config/clipmule-sync"));
     }
 
+private Q_SLOTS:
     // What holds for every database.
 
     void aDomainThatWasNeverWrittenIsEmpty_data() { databases(); }

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/session/Refusal.h"
+#include "tests/kit/TestCase.h"
 
 #include <QLocale>
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -13,12 +13,10 @@ using Direction = Refusal::Direction;
 using Reason = Refusal::Reason;
 using Kind = Refusal::Kind;
 
-class RefusalTest : public QObject {
+class RefusalTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void theWords_data() {
         QTest::addColumn<int>("direction");
         QTest::addColumn<int>("reason");

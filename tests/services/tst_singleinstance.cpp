@@ -4,12 +4,12 @@
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/session/SessionPrograms.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusReply>
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -30,28 +30,28 @@ constexpr uint exists = 3;
 } // namespace
 
 // The other instance is a connection of its own to the same bus.
-class SingleInstanceTest : public QObject {
+class SingleInstanceTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void initTestCase() {
-        qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
-        QVERIFY(_bus.start());
-    }
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _outcomes.clear();
         _replaced = 0;
         _instance = makeSingleInstance();
         _instance->onReplaced = [this] { ++_replaced; };
     }
-    void cleanup() {
+
+    void end() override {
         _instance.reset();
         leave();
         // The bus hears of it when it gets to it.
         QTRY_VERIFY_WITH_TIMEOUT(owner().isEmpty(), kit::patience);
     }
 
+private Q_SLOTS:
+    void initTestCase() {
+        qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
+        QVERIFY(_bus.start());
+    }
     void theFirstOneHasTheName_data() { standings(); }
     void theFirstOneHasTheName() {
         QFETCH(Standing, standing);

@@ -4,6 +4,7 @@
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/session/SessionPrograms.h"
 #include "platform/session/StatusInterface.h"
+#include "tests/kit/TestCase.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDBusConnection>
@@ -93,8 +94,20 @@ QStringList propertiesIn(const QString &description) {
 } // namespace
 
 // Both sides on a bus of the test's own; the agent's on its program's connection, as in real life.
-class StatusInterfaceTest : public QObject {
+class StatusInterfaceTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override {
+        _reader = makeStatusReader();
+        _changes = 0;
+        _reader->onChange = [this] { ++_changes; };
+    }
+
+    void end() override {
+        _reader.reset();
+        _interface.reset();
+        _name.reset();
+    }
 
 private Q_SLOTS:
     void initTestCase() {
@@ -102,18 +115,6 @@ private Q_SLOTS:
         qputenv("DBUS_SESSION_BUS_ADDRESS", _bus.address().toUtf8());
         QVERIFY(_bus.start());
     }
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _reader = makeStatusReader();
-        _changes = 0;
-        _reader->onChange = [this] { ++_changes; };
-    }
-    void cleanup() {
-        _reader.reset();
-        _interface.reset();
-        _name.reset();
-    }
-
     void withoutAnAgentItIsNotRunning() {
         QCOMPARE(_reader->agent(), StatusReader::Agent::Unknown);
         _reader->start();

@@ -4,10 +4,10 @@
 #include "platform/bundle/Bundle.h"
 #include "platform/desktop/HelpManager.h"
 #include "platform/tray/StatusItem.h"
+#include "tests/kit/TestCase.h"
 
 #include <QDir>
 #include <QFile>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -23,12 +23,10 @@ constexpr int length = 29;
 
 } // namespace
 
-class StatusItemPlaceTest : public QObject {
+class StatusItemPlaceTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void aPlaceThatTheTrayTellsIsTaken() {
         const QRect told{1257, 1, 22, 24};
         QCOMPARE(placeOfStatusItem({told, QPoint(5, 5), screen, belowPanel, length}), told);

@@ -5,6 +5,7 @@
 #include "platform/power/SystemPower.h"
 #include "tests/kit/FakeSystemPower.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QDBusArgument>
@@ -15,6 +16,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -96,20 +98,18 @@ private:
 
 } // namespace
 
-class SystemPowerTest : public QObject {
+class SystemPowerTest final : public kit::TestCase {
     Q_OBJECT
+
+    void begin() override { _messages.clear(); }
+
+    void end() override { _bus.stop(); }
 
 private Q_SLOTS:
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", _bus.address().toUtf8());
     }
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-        _messages.clear();
-    }
-    void cleanup() { _bus.stop(); }
-
     // What holds for every power service, here for the one that tests switch and for the real one.
     void tellsWhatHappensUntilItIsDeregistered_data() {
         QTest::addColumn<bool>("real");

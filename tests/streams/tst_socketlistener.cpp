@@ -5,6 +5,7 @@
 #include "tests/kit/LoopbackSockets.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/Results.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -14,12 +15,10 @@
 using namespace clipmule;
 namespace loopback = kit::loopback;
 
-class SocketListenerTest : public QObject {
+class SocketListenerTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void listensOnAPortOfTheSystemsChoice() {
         const auto opened = SocketListener::open();
         QVERIFY(opened);

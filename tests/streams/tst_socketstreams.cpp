@@ -5,6 +5,7 @@
 #include "tests/kit/LoopbackSockets.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/Settle.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
@@ -12,6 +13,7 @@
 #include <poll.h>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 namespace loopback = kit::loopback;
 
 namespace {
@@ -64,16 +66,15 @@ private:
 
 // What is special to sockets; the rest is the contract of all streams. Timers stand still until a
 // test advances them, sockets are real.
-class SocketStreamsTest : public QObject {
+class SocketStreamsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _streams = {};
         _events.clear();
     }
 
+private Q_SLOTS:
     void acceptedSocketsGetTheirOptions() {
         const loopback::Pair pair = loopback::pair();
         setAcceptedSocketOptions(pair.near.descriptor());

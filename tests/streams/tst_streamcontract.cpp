@@ -6,12 +6,14 @@
 #include "tests/kit/LoopbackSockets.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/MemoryStreams.h"
+#include "tests/kit/TestCase.h"
 
 #include <QTest>
 
 #include <optional>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 namespace loopback = kit::loopback;
 
 namespace {
@@ -164,22 +166,23 @@ std::unique_ptr<Connection> make(const QString &backend) {
 } // namespace
 
 // One contract, over the streams of a socket and those of the test kit.
-class StreamContractTest : public QObject {
+class StreamContractTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         QFETCH_GLOBAL(QString, backend);
         _connection = make(backend);
         _installation.emplace(_connection->runLoop());
         _inputEvents.clear();
         _outputEvents.clear();
     }
-    void cleanup() {
+
+    void end() override {
         _connection.reset();
         _installation.reset();
     }
+
+private Q_SLOTS:
     void initTestCase_data() {
         QTest::addColumn<QString>("backend");
         for (const char *backend : {"memory", "accepted socket", "connecting socket"})

@@ -3,9 +3,9 @@
 
 #include "support/Settings.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/support/TestStores.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -14,18 +14,17 @@ namespace {
 const QString syncEnabled = QStringLiteral("syncEnabled");
 } // namespace
 
-class ApplicationDefaultsTest : public QObject {
+class ApplicationDefaultsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _session = std::make_unique<kit::UserSession>();
         _agent = std::make_unique<kit::Process>(*_session);
         _command = std::make_unique<kit::Process>(*_session);
         _agent->observe(NSUserDefaultsDidChangeNotification);
     }
 
+private Q_SLOTS:
     void valuesLieInADomainOfTheirOwn() {
         const auto defaults = Settings::openForAgent(_agent->environment);
         QCOMPARE(defaults->objectForKey(syncEnabled), std::nullopt);

@@ -3,8 +3,8 @@
 
 #include "platform/foundation/PlatformException.h"
 #include "support/ZRKNotificationCenter.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -101,12 +101,10 @@ Selector told() {
 
 } // namespace
 
-class NotificationCenterTest : public QObject {
+class NotificationCenterTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void observersAreToldInOrderOfRegistration() {
         ZRKNotificationCenter hub;
         QStringList log;

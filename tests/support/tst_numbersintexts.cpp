@@ -3,9 +3,9 @@
 
 #include "platform/foundation/PropertyList.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/support/TestStores.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 #include <limits>
@@ -24,12 +24,10 @@ extern "C" double strtod(const char *text, char **end) {
 }
 
 // Texts in settings are read alike whatever the user's language.
-class NumbersInTextsTest : public QObject {
+class NumbersInTextsTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void realsOfTexts_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<double>("value");

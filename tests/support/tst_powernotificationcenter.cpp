@@ -4,13 +4,14 @@
 #include "platform/power/SystemPower.h"
 #include "support/ZRKPowerNotificationCenter.h"
 #include "tests/kit/FakeSystemPower.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 #include <stdexcept>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -46,20 +47,20 @@ public:
 
 } // namespace
 
-class PowerNotificationCenterTest : public QObject {
+class PowerNotificationCenterTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _power = std::make_unique<FakeSystemPower>();
         ZRKPowerNotificationCenter::setSystemPower(_power.get());
     }
-    void cleanup() {
+
+    void end() override {
         ZRKPowerNotificationCenter::setSystemPower(nullptr);
         _power.reset();
     }
 
+private Q_SLOTS:
     void everyMessageIsNamedAndAcknowledged_data() {
         QTest::addColumn<quint32>("message");
         QTest::addColumn<QStringList>("told");

@@ -3,8 +3,8 @@
 
 #include "support/RegisteredPhones.h"
 #include "tests/kit/EveryKind.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -35,15 +35,14 @@ QString changedBy(const char *key, PropertyList value) {
 } // namespace
 
 // The one reader and writer of the list of registered phones.
-class RegisteredPhonesTest : public QObject {
+class RegisteredPhonesTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         Settings::reportKind(Settings::setting(Settings::Key::ServerServices), std::nullopt, true);
     }
 
+private Q_SLOTS:
     void readsAllThatAnEntryMayHold() {
         const PropertyList stored = List{
             Dictionary{{service, u"Anna"_qs},

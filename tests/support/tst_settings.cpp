@@ -4,9 +4,9 @@
 #include "support/Settings.h"
 #include "tests/kit/EveryKind.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/support/TestStores.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 #include <set>
@@ -79,12 +79,10 @@ std::optional<qint32> expectedCount32(const QString &name) {
 } // namespace
 
 // One table of settings, and one rule for reading each, whatever is stored.
-class SettingsTest : public QObject {
+class SettingsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _runLoop.advance(60.0);
         _session = std::make_unique<kit::UserSession>();
         _process = std::make_unique<kit::Process>(*_session);
@@ -93,11 +91,13 @@ private Q_SLOTS:
         for (const Settings::Setting &each : Settings::all())
             Settings::reportKind(each, std::nullopt, true);
     }
-    void cleanup() {
+
+    void end() override {
         _store.reset();
         _process.reset();
     }
 
+private Q_SLOTS:
     void theTableNamesEverySettingOnce() {
         QStringList names;
         std::set<Key> keys;

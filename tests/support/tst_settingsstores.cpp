@@ -6,11 +6,12 @@
 #include "tests/kit/MemoryDistributedNotifications.h"
 #include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/Settle.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -23,19 +24,19 @@ const QString statisticsDomain = QStringLiteral("com.zendrik.ClipmuleSync.stats"
 
 } // namespace
 
-class SettingsStoresTest : public QObject {
+class SettingsStoresTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _database = std::make_unique<MemoryPreferencesDatabase>();
         _hub = std::make_shared<MemoryDistributedNotifications::Hub>();
         _notifications = std::make_unique<MemoryDistributedNotifications>(_hub);
         _changes = 0;
     }
-    void cleanup() { _settings.reset(); }
 
+    void end() override { _settings.reset(); }
+
+private Q_SLOTS:
     void withoutAnySettingItSyncs() {
         start(*_database);
         QVERIFY(_settings->isOn(Key::SyncEnabled));

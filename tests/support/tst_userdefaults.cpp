@@ -3,9 +3,9 @@
 
 #include "support/ZRKNotificationCenter.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/support/TestStores.h"
 
-#include <QRegularExpression>
 #include <QTest>
 #include <QUuid>
 
@@ -27,18 +27,17 @@ const QString distributedName =
 } // namespace
 
 // Reading and writing. What two processes hear of each other is in tst_userdefaults_processes.cpp.
-class UserDefaultsTest : public QObject {
+class UserDefaultsTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _runLoop.advance(60.0); // what the test before left undone
         _session = std::make_unique<kit::UserSession>();
         _agent = std::make_unique<kit::Process>(*_session);
         _panel = std::make_unique<kit::Process>(*_session);
     }
 
+private Q_SLOTS:
     // Reading.
 
     void aStoreBeginsWithWhatTheDomainHolds() {

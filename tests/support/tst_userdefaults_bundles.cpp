@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/support/TestStores.h"
 
 #include <QDir>
 #include <QFile>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -20,18 +20,18 @@ const QString key = QStringLiteral("showStatus");
 } // namespace
 
 // What stores take from the bundles: fallback values, and the identifier of the shared domain.
-class UserDefaultsBundlesTest : public QObject {
+class UserDefaultsBundlesTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _home = std::make_unique<QTemporaryDir>();
         _session = std::make_unique<kit::UserSession>();
         _process = std::make_unique<kit::Process>(*_session);
     }
-    void cleanup() { ZRKUserDefaults::setEnvironment({}); }
 
+    void end() override { ZRKUserDefaults::setEnvironment({}); }
+
+private Q_SLOTS:
     // Fallback values.
 
     void theDomainsValueStandsBeforeTheFiles() {

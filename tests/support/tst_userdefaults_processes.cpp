@@ -3,9 +3,9 @@
 
 #include "support/ZRKNotificationCenter.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/support/TestStores.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -24,18 +24,17 @@ const QString distributedName =
 } // namespace
 
 // What two processes hear of each other.
-class UserDefaultsProcessesTest : public QObject {
+class UserDefaultsProcessesTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _runLoop.advance(60.0); // what the test before left undone
         _session = std::make_unique<kit::UserSession>();
         _agent = std::make_unique<kit::Process>(*_session);
         _panel = std::make_unique<kit::Process>(*_session);
     }
 
+private Q_SLOTS:
     void aWriteReachesTheOtherProcessAfterATwentiethOfASecond() {
         const auto agent = _agent->open(domain);
         const auto panel = _panel->open(domain);

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "tools/Tool.h"
 
 #include <QBuffer>
@@ -31,12 +32,10 @@ Run run(const QStringList &arguments, const QByteArray &text = {}) {
 
 } // namespace
 
-class FilterCommandTest : public QObject {
+class FilterCommandTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void filtersAndAddsNothing_data() {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QByteArray>("input");

@@ -4,6 +4,7 @@
 #include "platform/archive/KeyedArchiver.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/propertylist/TypedJson.h"
+#include "tests/kit/TestCase.h"
 #include "tests/kit/Vectors.h"
 #include "tools/Tool.h"
 
@@ -103,12 +104,10 @@ QStringList framesOf(const Run &run) {
 
 } // namespace
 
-class InspectCommandTest : public QObject {
+class InspectCommandTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void propertyLists_data() {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("format");

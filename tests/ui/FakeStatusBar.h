@@ -11,7 +11,7 @@
 
 #include <QMenu>
 
-namespace clipmule {
+namespace clipmule::kit {
 
 /// A status area that a test looks at and clicks on. The items belong to who made them; the area
 /// knows those that exist.
@@ -79,4 +79,4 @@ public:
     int made = 0;
 };
 
-} // namespace clipmule
+} // namespace clipmule::kit

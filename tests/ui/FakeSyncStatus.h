@@ -7,7 +7,7 @@
 
 #include "support/ZRKNotificationCenter.h"
 
-namespace clipmule {
+namespace clipmule::kit {
 
 /// An agent whose state a test writes down.
 class FakeSyncStatus final : public SyncStatusSource {
@@ -32,4 +32,4 @@ public:
     QStringList registered;
 };
 
-} // namespace clipmule
+} // namespace clipmule::kit

@@ -13,7 +13,7 @@
 
 #include <functional>
 
-namespace clipmule {
+namespace clipmule::kit {
 
 /// A bundle with pictures of one colour each, so that a test sees which one is drawn, and where.
 class PlainPictures {
@@ -65,4 +65,4 @@ private:
     return bounds;
 }
 
-} // namespace clipmule
+} // namespace clipmule::kit

@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/ui/Pictures.h"
 #include "ui/InterfaceImage.h"
 #include "ui/MessagePanel.h"
 #include "ui/ZRKClipmuleMessageController.h"
 
 #include <QGuiApplication>
-#include <QRegularExpression>
 #include <QScreen>
 #include <QTest>
 
@@ -16,20 +16,20 @@
 #include <optional>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 // With the screens of two-screens.json; the one on the right is denser, and the first.
-class MessageScreensTest : public QObject {
+class MessageScreensTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _controller.emplace(ownPictures());
         // Showing a window that stays on top, and bringing it to the front.
         for (int count = 0; count < 2; ++count)
             QTest::ignoreMessage(QtWarningMsg, "This plugin does not support raise()");
     }
 
+private Q_SLOTS:
     void thePanelBelongsToTheScreenOfTheItem_data() {
         QTest::addColumn<QRect>("item");
         QTest::addColumn<qreal>("ratio");

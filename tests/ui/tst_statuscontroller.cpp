@@ -7,6 +7,7 @@
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKUserDefaults.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/TestCase.h"
 #include "tests/ui/FakeStatusBar.h"
 #include "ui/SyncStatusSource.h"
 #include "ui/ZRKClipmuleStatusController.h"
@@ -14,11 +15,11 @@
 
 #include <QCoreApplication>
 #include <QMenu>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace clipmule;
+using namespace clipmule::kit;
 
 namespace {
 
@@ -76,12 +77,10 @@ const QString separator = QStringLiteral("--");
 
 } // namespace
 
-class StatusControllerTest : public QObject {
+class StatusControllerTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         ZRKUserDefaults::Environment environment;
         environment.bundles = std::make_shared<const ZRKUserDefaults::Bundles>(
             ZRKUserDefaults::Bundles{Bundle(u"/none"_qs), Bundle(u"/none"_qs), {}, {}});
@@ -102,7 +101,8 @@ private Q_SLOTS:
              .sessionPrograms = *_programs,
              .preferencesExecutable = u"/usr/bin/clipmule-preferences"_qs});
     }
-    void cleanup() {
+
+    void end() override {
         _controller.reset();
         _settings.reset();
         // A menu that was hidden goes a little later.
@@ -110,6 +110,7 @@ private Q_SLOTS:
         QCOMPARE(_runLoop.pendingCount(), 0);
     }
 
+private Q_SLOTS:
     void theItemIs29PointsWideAndHasANameAnIconAndTheMenu() {
         QCOMPARE(_bar->items.size(), 1);
         QCOMPARE(item().length, 29);

@@ -1,21 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/TestCase.h"
 #include "ui/UpdateQuestion.h"
 
 #include <QMessageBox>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
 
-class UpdateQuestionTest : public QObject {
+class UpdateQuestionTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-
     void theUpdateQuestionIsAnsweredByItsButtons_data() {
         QTest::addColumn<QString>("button");
         QTest::addColumn<bool>("wanted");

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/windows/ApplicationTable.h"
+#include "tests/kit/TestCase.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -9,11 +10,10 @@
 
 using namespace clipmule;
 
-class ApplicationTableTest : public QObject {
+class ApplicationTableTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         QVERIFY(_folder.isValid());

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/windows/DesktopFiles.h"
+#include "tests/kit/TestCase.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,17 +14,16 @@
 
 using namespace clipmule;
 
-class DesktopFilesTest : public QObject {
+class DesktopFilesTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _root = std::make_unique<QTemporaryDir>();
         QVERIFY(QDir(_root->path()).mkpath(QStringLiteral("user")));
         QVERIFY(QDir(_root->path()).mkpath(QStringLiteral("system")));
     }
 
+private Q_SLOTS:
     void programsAreFoundByEachOfTheirNames() {
         write("system/org.kde.dolphin.desktop", "[Desktop Entry]\nName=Dolphin\n"
                                                 "Categories=Qt;KDE;System;FileManager;\n");

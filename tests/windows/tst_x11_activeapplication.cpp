@@ -4,14 +4,15 @@
 #include "platform/session/Session.h"
 #include "platform/windows/ActiveApplication.h"
 #include "platform/windows/backends/x11/X11ActiveApplication.h"
-#include "tests/pasteboard/Await.h"
+#include "tests/kit/Await.h"
+#include "tests/kit/TestCase.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace clipmule;
-using clipmule::tests::await;
+using clipmule::kit::await;
 
 namespace {
 
@@ -60,11 +61,10 @@ private:
 
 } // namespace
 
-class X11ActiveApplicationTest : public QObject {
+class X11ActiveApplicationTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void initTestCase() {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
         QVERIFY(_folder.isValid());

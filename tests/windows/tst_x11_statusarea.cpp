@@ -5,8 +5,8 @@
 #include "platform/session/Session.h"
 #include "platform/tray/StatusItem.h"
 #include "platform/x11/X11Connection.h"
+#include "tests/kit/TestCase.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace clipmule;
@@ -47,19 +47,19 @@ const QByteArray other = "_NET_WM_CM_S0";
 
 } // namespace
 
-class StatusAreaTest : public QObject {
+class StatusAreaTest final : public kit::TestCase {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init() {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    void begin() override {
         _connection = X11Connection::open();
         QVERIFY(_connection);
         _watch = makeEmbeddingTrayWatch({_connection});
         _changes = 0;
     }
-    void cleanup() { _watch.reset(); }
 
+    void end() override { _watch.reset(); }
+
+private Q_SLOTS:
     void aTrayThatIsThereIsToldFromTheRunLoop() {
         const SelectionOwner owner(tray);
         start();

@@ -3,9 +3,9 @@
 
 #include "tests/pasteboard/clients/ClientProcess.h"
 
-#include "tests/pasteboard/Await.h"
+#include "tests/kit/Await.h"
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 ClientProcess::ClientProcess(const QString &toolkit, const QString &display) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -66,4 +66,4 @@ void ClientProcess::readLines() {
     }
 }
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

@@ -6,7 +6,7 @@
 #include <QProcess>
 #include <QStringList>
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 /// A client program of this folder, run and spoken to by a test. It ends with the object.
 class ClientProcess {
@@ -37,4 +37,4 @@ private:
     QString _text;
 };
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit

@@ -7,7 +7,7 @@
 #include <QDeadlineTimer>
 #include <QTimer>
 
-namespace clipmule::tests {
+namespace clipmule::kit {
 
 /// Serves events as they come until the condition holds. False when it does not within half a
 /// minute, which only a failing test waits for.
@@ -24,4 +24,4 @@ template <typename Condition>
     return true;
 }
 
-} // namespace clipmule::tests
+} // namespace clipmule::kit
