@@ -25,6 +25,7 @@ Q_LOGGING_CATEGORY(logPreferences, "clipmule.preferences")
 Q_LOGGING_CATEGORY(logStreams, "clipmule.streams", QtInfoMsg)
 Q_LOGGING_CATEGORY(logSupport, "clipmule.support")
 Q_LOGGING_CATEGORY(logUi, "clipmule.ui")
+Q_LOGGING_CATEGORY(logWayland, "clipmule.wayland")
 Q_LOGGING_CATEGORY(logX11, "clipmule.x11")
 
 namespace {

@@ -23,6 +23,7 @@ Q_DECLARE_LOGGING_CATEGORY(logPreferences)
 Q_DECLARE_LOGGING_CATEGORY(logStreams)
 Q_DECLARE_LOGGING_CATEGORY(logSupport)
 Q_DECLARE_LOGGING_CATEGORY(logUi)
+Q_DECLARE_LOGGING_CATEGORY(logWayland)
 Q_DECLARE_LOGGING_CATEGORY(logX11)
 
 /// Log lines are "category: text" from now on, with their priority in front for the journal, and

@@ -1,0 +1,60 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/FileHandle.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace clipmule {
+
+class WaylandConnection;
+
+/// The clipboard of a seat, watched and set without a window: the compositor's data control, in the
+/// form that all agreed upon or in the older one of wlroots. They differ by name only.
+///
+/// Callbacks come from the run loop, and never from inside a call. Each may be missing.
+class WaylandDataControl {
+public:
+    /// Types that are remembered of one offer, beside those that isWanted() says are never left
+    /// out. Office programs offer some thirty.
+    static constexpr qsizetype mostTypes = 256;
+
+    /// Of a connection that may offer data control; null when it does not, or has no seat.
+    [[nodiscard]] static std::unique_ptr<WaylandDataControl>
+    make(const std::shared_ptr<WaylandConnection> &connection);
+
+    WaylandDataControl() = default;
+    virtual ~WaylandDataControl() = default;
+    WaylandDataControl(const WaylandDataControl &) = delete;
+    WaylandDataControl &operator=(const WaylandDataControl &) = delete;
+
+    /// "ext-data-control" or "wlr-data-control".
+    [[nodiscard]] virtual QString name() const = 0;
+
+    /// Somebody owns the clipboard anew: the types in the owner's order, none twice; nothing when
+    /// nobody owns it. Not called for what we own ourselves.
+    std::function<void(const std::optional<QStringList> &types)> onSelection;
+    /// A type that is kept however many others were offered before it.
+    std::function<bool(const QString &type)> isWanted;
+    /// Somebody reads what we own: to be written to the descriptor, which does not block, and then
+    /// closed.
+    std::function<void(const QString &type, FileHandle target)> onSend;
+    /// What we owned is not on the clipboard any more.
+    std::function<void()> onCancelled;
+
+    /// Asks the newest owner for a type. What it says comes out of the descriptor, which does not
+    /// block; at its end everything was said. Closed when nobody owns the clipboard, or the system
+    /// has no pipe for us.
+    [[nodiscard]] virtual FileHandle receive(const QString &type) = 0;
+    /// Makes us the owner. What we owned before counts as cancelled, and is not told so.
+    virtual void own(const QStringList &types) = 0;
+};
+
+} // namespace clipmule

@@ -1,0 +1,78 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/FileHandle.h"
+
+#include <QByteArray>
+#include <QList>
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+namespace clipmule::kit {
+
+/// A compositor without a screen, in a thread of its own: it offers what it is told to, and
+/// misbehaves on demand. Every call is done when it returns; what clients are sent by it they find
+/// by serving their connections.
+class TestCompositor {
+public:
+    struct Offers {
+        bool agreed = true;  // ext-data-control
+        bool wlroots = true; // wlr-data-control
+        int seats = 1;
+        bool answers = true; // at all; a compositor that hangs lets one connect and is silent
+    };
+    /// Types and what is said when they are asked for, in order.
+    using Contents = QList<std::pair<QByteArray, QByteArray>>;
+    enum class Owner {
+        Answers,
+        NeverAnswers,  // keeps the pipe open
+        ClosesAtOnce,  // and says nothing
+        NeverEnds,     // says the contents again and again
+        StallsMidway,  // says half of it
+    };
+
+    TestCompositor()
+        : TestCompositor(Offers()) {}
+    explicit TestCompositor(const Offers &offers);
+    /// Clients lose their connection.
+    ~TestCompositor();
+    TestCompositor(const TestCompositor &) = delete;
+    TestCompositor &operator=(const TestCompositor &) = delete;
+
+    /// What $WAYLAND_DISPLAY has to be.
+    [[nodiscard]] QByteArray display() const;
+
+    /// Another program copies.
+    void copy(const Contents &contents, Owner owner = Owner::Answers);
+    /// Nobody owns the clipboard any more.
+    void clear();
+    /// Types of what is on the clipboard, in the owner's order; none when nobody owns it.
+    [[nodiscard]] QList<QByteArray> types() const;
+    /// Whether a client owns the clipboard.
+    [[nodiscard]] bool isClients() const;
+    /// Another program asks the client that owns the clipboard for a type: what it says comes out of
+    /// the pipe, which does not block for the reader.
+    [[nodiscard]] FileHandle paste(const QByteArray &type);
+    /// How often clients have asked for each type of what others copied, since the beginning.
+    [[nodiscard]] QList<QByteArray> asked() const;
+    /// How many offers clients have not given back.
+    [[nodiscard]] int offersAlive() const;
+
+    /// The clipboard of the seats is taken from those that control it.
+    void finishDevices();
+    void addSeat();
+    void removeSeat();
+    /// All clients are thrown out.
+    void disconnectClients();
+
+private:
+    struct State;
+    void run(const std::function<void()> &work) const;
+    std::unique_ptr<State> _state;
+};
+
+} // namespace clipmule::kit
