@@ -15,7 +15,9 @@
 #include <ext-data-control-v1-server-protocol.h>
 #include <fcntl.h>
 #include <sys/eventfd.h>
+#include <sys/mman.h>
 #include <unistd.h>
+#include <virtual-keyboard-unstable-v1-server-protocol.h>
 #include <wayland-server.h>
 #include <wlr-data-control-unstable-v1-server-protocol.h>
 
@@ -231,6 +233,55 @@ void bindSeat(wl_client *client, void *, quint32 version, quint32 id) {
     wl_seat_send_capabilities(seat, 0);
 }
 
+struct Keyboards {
+    using Typed = QList<QByteArray>;
+
+    static void type(wl_resource *keyboard, const QByteArray &what) {
+        static_cast<Typed *>(wl_resource_get_user_data(keyboard))->append(what);
+    }
+    static void keymap(wl_client *, wl_resource *keyboard, quint32 format, int32_t descriptor,
+                       quint32 size) {
+        const FileHandle file(descriptor);
+        void *const memory = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);
+        if (memory == MAP_FAILED) {
+            type(keyboard, "no keymap");
+            return;
+        }
+        // The library says whether it is one; its first symbols say which.
+        const QByteArray text(static_cast<const char *>(memory), qsizetype(size));
+        ::munmap(memory, size);
+        const bool isWhole = format == WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1 && text.endsWith('\0') &&
+                             text.contains("xkb_keycodes") && text.contains("xkb_types") &&
+                             text.contains("xkb_compat") && text.contains("xkb_symbols");
+        type(keyboard, isWhole && text.contains("English (US)") ? "keymap us" : "odd keymap");
+    }
+    static void key(wl_client *, wl_resource *keyboard, quint32, quint32 key, quint32 state) {
+        type(keyboard, (state ? "press " : "release ") + QByteArray::number(key));
+    }
+    static void modifiers(wl_client *, wl_resource *keyboard, quint32 held, quint32 latched,
+                          quint32 locked, quint32 group) {
+        QByteArray line = "modifiers " + QByteArray::number(held);
+        if (latched || locked || group)
+            line += " and more";
+        type(keyboard, line);
+    }
+    static void destroy(wl_client *, wl_resource *keyboard) { wl_resource_destroy(keyboard); }
+    static void create(wl_client *client, wl_resource *manager, wl_resource *, quint32 id) {
+        static constexpr struct zwp_virtual_keyboard_v1_interface implementation{
+            keymap, key, modifiers, destroy};
+        wl_resource *const keyboard =
+            wl_resource_create(client, &zwp_virtual_keyboard_v1_interface, 1, id);
+        wl_resource_set_implementation(keyboard, &implementation,
+                                       wl_resource_get_user_data(manager), nullptr);
+    }
+    static void bind(wl_client *client, void *typed, quint32, quint32 id) {
+        static constexpr struct zwp_virtual_keyboard_manager_v1_interface implementation{create};
+        wl_resource *const manager =
+            wl_resource_create(client, &zwp_virtual_keyboard_manager_v1_interface, 1, id);
+        wl_resource_set_implementation(manager, &implementation, typed, nullptr);
+    }
+};
+
 } // namespace
 
 struct TestCompositor::State {
@@ -238,6 +289,7 @@ struct TestCompositor::State {
     wl_display *display = wl_display_create();
     Clipboard clipboard;
     QList<wl_global *> seats;
+    Keyboards::Typed typed;
     FileHandle wakeUp{::eventfd(0, EFD_CLOEXEC)};
     std::mutex mutex;
     std::condition_variable isDone;
@@ -294,6 +346,9 @@ TestCompositor::TestCompositor(const Offers &offers)
     if (offers.wlroots)
         wl_global_create(_state->display, &Wlroots::manager, 2, &_state->clipboard,
                          DataControl<Wlroots>::bind);
+    if (offers.keyboards)
+        wl_global_create(_state->display, &zwp_virtual_keyboard_manager_v1_interface, 1,
+                         &_state->typed, Keyboards::bind);
     // A socket that listens is enough to connect to.
     if (offers.answers)
         _state->thread = std::thread([state = _state.get()] { state->serve(); });
@@ -386,6 +441,12 @@ int TestCompositor::offersAlive() const {
     int count = 0;
     run([&] { count = _state->clipboard.offersAlive; });
     return count;
+}
+
+QList<QByteArray> TestCompositor::typed() const {
+    QList<QByteArray> typed;
+    run([&] { typed = _state->typed; });
+    return typed;
 }
 
 void TestCompositor::finishDevices() {

@@ -22,6 +22,7 @@ public:
     struct Offers {
         bool agreed = true;  // ext-data-control
         bool wlroots = true; // wlr-data-control
+        bool keyboards = true; // virtual ones
         int seats = 1;
         bool answers = true; // at all; a compositor that hangs lets one connect and is silent
     };
@@ -61,6 +62,10 @@ public:
     [[nodiscard]] QList<QByteArray> asked() const;
     /// How many offers clients have not given back.
     [[nodiscard]] int offersAlive() const;
+
+    /// What virtual keyboards have done, in order: "keymap us" by the name of its layout, "press 29"
+    /// and "release 29" by the kernel's number of the key, "modifiers 4".
+    [[nodiscard]] QList<QByteArray> typed() const;
 
     /// The clipboard of the seats is taken from those that control it.
     void finishDevices();

@@ -44,7 +44,7 @@ private Q_SLOTS:
         QVERIFY(connection);
         QVERIFY(connection->offers("wl_seat"));
         QVERIFY(connection->offers("ext_data_control_manager_v1"));
-        QVERIFY(!connection->offers("zwp_virtual_keyboard_manager_v1"));
+        QVERIFY(!connection->offers("wl_compositor"));
         QVERIFY(connection->seat());
         QCOMPARE(connection->seat(), connection->seat());
         QVERIFY(!connection->isLost());
