@@ -127,8 +127,8 @@ bool WaylandConnection::awaitGlobals() {
         wl_display_flush(_display);
         pollfd waited{wl_display_get_fd(_display), POLLIN, 0};
         if (::poll(&waited, 1, int(deadline.remainingTime())) > 0) {
-            isGood = wl_display_read_events(_display) >= 0 &&
-                     wl_display_dispatch_pending(_display) >= 0;
+            isGood =
+                wl_display_read_events(_display) >= 0 && wl_display_dispatch_pending(_display) >= 0;
         } else {
             wl_display_cancel_read(_display);
             isGood = !deadline.hasExpired();
@@ -150,9 +150,9 @@ void WaylandConnection::follow() {
 }
 
 const WaylandConnection::Global *WaylandConnection::find(const QByteArray &interface) const {
-    const auto found =
-        std::find_if(_globals.cbegin(), _globals.cend(),
-                     [&](const Global &global) { return global.interface == interface; });
+    const auto found = std::find_if(_globals.cbegin(), _globals.cend(), [&](const Global &global) {
+        return global.interface == interface;
+    });
     return found == _globals.cend() ? nullptr : &*found;
 }
 
@@ -223,7 +223,8 @@ void WaylandConnection::process() {
         isGood = wl_display_dispatch_pending(_display) >= 0;
     // One reading takes a few kilobytes; what is left calls us again after everybody else.
     if (isGood)
-        isGood = wl_display_read_events(_display) >= 0 && wl_display_dispatch_pending(_display) >= 0;
+        isGood =
+            wl_display_read_events(_display) >= 0 && wl_display_dispatch_pending(_display) >= 0;
     if (!isGood) {
         lose();
         return;

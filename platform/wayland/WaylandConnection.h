@@ -33,11 +33,11 @@ public:
 };
 
 /// A connection to the compositor of our own, beside the toolkit's, read from the run loop. It owns
-/// the registry and the seat. What else is bound belongs to who bound it, and is destroyed before the
-/// connection.
+/// the registry and the seat. What else is bound belongs to who bound it, and is destroyed before
+/// the connection.
 ///
-/// Nobody waits for the compositor but open(), and not for long. What is sent while it does not read
-/// is kept, and sent when it does.
+/// Nobody waits for the compositor but open(), and not for long. What is sent while it does not
+/// read is kept, and sent when it does.
 class WaylandConnection final {
 public:
     /// How long a compositor may take to say what it offers. One that works takes a millisecond.

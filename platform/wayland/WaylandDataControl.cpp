@@ -129,9 +129,7 @@ private:
         Offer &operator=(const Offer &) = delete;
     };
 
-    static FormOfDataControl &of(void *memory) {
-        return *static_cast<FormOfDataControl *>(memory);
-    }
+    static FormOfDataControl &of(void *memory) { return *static_cast<FormOfDataControl *>(memory); }
 
     void followSeat() {
         wl_seat *const seat = _connection->seat();
@@ -184,8 +182,8 @@ private:
         Offer &announced = *self._announced;
         const QString type = QString::fromUtf8(name);
         announced.isOurs = announced.isOurs || type == self._mark;
-        const bool isWanted = announced.types.size() < mostTypes ||
-                              (self.isWanted && self.isWanted(type));
+        const bool isWanted =
+            announced.types.size() < mostTypes || (self.isWanted && self.isWanted(type));
         if (isWanted && !announced.seen.contains(type)) {
             announced.seen.insert(type);
             announced.types.append(type);
@@ -243,8 +241,8 @@ private:
             self.onCancelled();
     }
 
-    static constexpr typename Form::DeviceListener deviceListener{announce, select, finish,
-                                                                  selectPrimary};
+    static constexpr
+        typename Form::DeviceListener deviceListener{announce, select, finish, selectPrimary};
     static constexpr typename Form::OfferListener offerListener{addType};
     static constexpr typename Form::SourceListener sourceListener{send, cancel};
 
@@ -256,8 +254,8 @@ private:
     // be the end of the connection.
     QList<typename Form::Device *> _left;
     typename Form::Source *_source = nullptr; // what we own, while it is the clipboard
-    quint64 _owned = 0;     // how often we did
-    QString _mark;          // of what we own or owned last
+    quint64 _owned = 0;                       // how often we did
+    QString _mark;                            // of what we own or owned last
     bool _isTaking = false; // the compositor has not said yet that what we own is the clipboard
     std::unique_ptr<Offer> _announced;
     std::unique_ptr<Offer> _selection;

@@ -41,7 +41,8 @@ std::unique_ptr<xkb_keymap, KeymapUnref> wholeKeymap() {
     xkb_context *const context = xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
     const xkb_rule_names names{.rules = "evdev", .model = "pc105", .layout = "us"};
     std::unique_ptr<xkb_keymap, KeymapUnref> keymap(
-        context ? xkb_keymap_new_from_names(context, &names, XKB_KEYMAP_COMPILE_NO_FLAGS) : nullptr);
+        context ? xkb_keymap_new_from_names(context, &names, XKB_KEYMAP_COMPILE_NO_FLAGS)
+                : nullptr);
     xkb_context_unref(context);
     return keymap;
 }
@@ -123,8 +124,7 @@ private:
         _seat = _connection->seat();
         if (!_manager || !_seat)
             return;
-        char *const text =
-            xkb_keymap_get_as_string(_keymap.get(), XKB_KEYMAP_FORMAT_TEXT_V1);
+        char *const text = xkb_keymap_get_as_string(_keymap.get(), XKB_KEYMAP_FORMAT_TEXT_V1);
         const FileHandle file = inMemory(text);
         const quint32 size = quint32(std::strlen(text)) + 1;
         std::free(text);

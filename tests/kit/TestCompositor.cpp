@@ -64,7 +64,8 @@ int writeOn(int descriptor, quint32, void *memory) {
     auto *const writing = static_cast<Writing *>(memory);
     if (writing->rest.isEmpty())
         writing->rest = writing->again;
-    const auto written = ::write(descriptor, writing->rest.constData(), size_t(writing->rest.size()));
+    const auto written =
+        ::write(descriptor, writing->rest.constData(), size_t(writing->rest.size()));
     if (written > 0)
         writing->rest.remove(0, written);
     const bool isOver = written < 0 || (writing->rest.isEmpty() && writing->again.isEmpty());
@@ -98,8 +99,8 @@ void answer(Clipboard &clipboard, const Source &source, const QByteArray &type, 
         return;
     if (!writing->rest.isEmpty()) {
         ::fcntl(descriptor, F_SETFL, O_NONBLOCK);
-        writing->event = wl_event_loop_add_fd(clipboard.loop, descriptor, WL_EVENT_WRITABLE, writeOn,
-                                              writing.get());
+        writing->event = wl_event_loop_add_fd(clipboard.loop, descriptor, WL_EVENT_WRITABLE,
+                                              writeOn, writing.get());
     }
     clipboard.writings.insert(std::move(writing));
 }
@@ -141,7 +142,8 @@ struct Offered {
     std::shared_ptr<Source> source;
 };
 
-template <typename Form> struct DataControl {
+template <typename Form>
+struct DataControl {
     static Clipboard &of(wl_resource *resource) {
         return *static_cast<Clipboard *>(wl_resource_get_user_data(resource));
     }
@@ -188,7 +190,8 @@ template <typename Form> struct DataControl {
     }
     static void setPrimary(wl_client *, wl_resource *, wl_resource *) {}
     static void deviceGone(wl_resource *device) {
-        of(device).devices.removeIf([device](const Device &each) { return each.resource == device; });
+        of(device).devices.removeIf(
+            [device](const Device &each) { return each.resource == device; });
     }
     static void getDevice(wl_client *client, wl_resource *manager, quint32 id, wl_resource *) {
         static constexpr typename Form::Device implementation{setSelection, destroy, setPrimary};
@@ -221,8 +224,7 @@ template <typename Form> struct DataControl {
     }
     static void bind(wl_client *client, void *clipboard, quint32 version, quint32 id) {
         static constexpr typename Form::Manager implementation{createSource, getDevice, destroy};
-        wl_resource *const manager =
-            wl_resource_create(client, &Form::manager, int(version), id);
+        wl_resource *const manager = wl_resource_create(client, &Form::manager, int(version), id);
         wl_resource_set_implementation(manager, &implementation, clipboard, nullptr);
     }
 };
@@ -267,15 +269,16 @@ struct Keyboards {
     }
     static void destroy(wl_client *, wl_resource *keyboard) { wl_resource_destroy(keyboard); }
     static void create(wl_client *client, wl_resource *manager, wl_resource *, quint32 id) {
-        static constexpr struct zwp_virtual_keyboard_v1_interface implementation{
-            keymap, key, modifiers, destroy};
+        static constexpr struct zwp_virtual_keyboard_v1_interface implementation {
+            keymap, key, modifiers, destroy
+        };
         wl_resource *const keyboard =
             wl_resource_create(client, &zwp_virtual_keyboard_v1_interface, 1, id);
         wl_resource_set_implementation(keyboard, &implementation,
                                        wl_resource_get_user_data(manager), nullptr);
     }
     static void bind(wl_client *client, void *typed, quint32, quint32 id) {
-        static constexpr struct zwp_virtual_keyboard_manager_v1_interface implementation{create};
+        static constexpr struct zwp_virtual_keyboard_manager_v1_interface implementation { create };
         wl_resource *const manager =
             wl_resource_create(client, &zwp_virtual_keyboard_manager_v1_interface, 1, id);
         wl_resource_set_implementation(manager, &implementation, typed, nullptr);
@@ -298,7 +301,9 @@ struct TestCompositor::State {
     bool answers = true;
     std::thread thread;
 
-    QByteArray path() const { return folder.filePath(QStringLiteral("wayland-test")).toLocal8Bit(); }
+    QByteArray path() const {
+        return folder.filePath(QStringLiteral("wayland-test")).toLocal8Bit();
+    }
 
     void listen() const {
         // The library makes its sockets in this folder, and nowhere else.
@@ -379,8 +384,7 @@ void TestCompositor::run(const std::function<void()> &work) const {
         isDone = true;
     });
     const quint64 one = 1;
-    [[maybe_unused]] const auto written =
-        ::write(_state->wakeUp.descriptor(), &one, sizeof one);
+    [[maybe_unused]] const auto written = ::write(_state->wakeUp.descriptor(), &one, sizeof one);
     _state->isDone.wait(lock, [&] { return isDone; });
 }
 
@@ -410,9 +414,7 @@ QList<QByteArray> TestCompositor::types() const {
 
 bool TestCompositor::isClients() const {
     bool isClients = false;
-    run([&] {
-        isClients = _state->clipboard.selection && _state->clipboard.selection->resource;
-    });
+    run([&] { isClients = _state->clipboard.selection && _state->clipboard.selection->resource; });
     return isClients;
 }
 

@@ -20,8 +20,8 @@ namespace clipmule::kit {
 class TestCompositor {
 public:
     struct Offers {
-        bool agreed = true;  // ext-data-control
-        bool wlroots = true; // wlr-data-control
+        bool agreed = true;    // ext-data-control
+        bool wlroots = true;   // wlr-data-control
         bool keyboards = true; // virtual ones
         int seats = 1;
         bool answers = true; // at all; a compositor that hangs lets one connect and is silent
@@ -30,10 +30,10 @@ public:
     using Contents = QList<std::pair<QByteArray, QByteArray>>;
     enum class Owner {
         Answers,
-        NeverAnswers,  // keeps the pipe open
-        ClosesAtOnce,  // and says nothing
-        NeverEnds,     // says the contents again and again
-        StallsMidway,  // says half of it
+        NeverAnswers, // keeps the pipe open
+        ClosesAtOnce, // and says nothing
+        NeverEnds,    // says the contents again and again
+        StallsMidway, // says half of it
     };
 
     TestCompositor()
@@ -55,16 +55,16 @@ public:
     [[nodiscard]] QList<QByteArray> types() const;
     /// Whether a client owns the clipboard.
     [[nodiscard]] bool isClients() const;
-    /// Another program asks the client that owns the clipboard for a type: what it says comes out of
-    /// the pipe, which does not block for the reader.
+    /// Another program asks the client that owns the clipboard for a type: what it says comes out
+    /// of the pipe, which does not block for the reader.
     [[nodiscard]] FileHandle paste(const QByteArray &type);
     /// How often clients have asked for each type of what others copied, since the beginning.
     [[nodiscard]] QList<QByteArray> asked() const;
     /// How many offers clients have not given back.
     [[nodiscard]] int offersAlive() const;
 
-    /// What virtual keyboards have done, in order: "keymap us" by the name of its layout, "press 29"
-    /// and "release 29" by the kernel's number of the key, "modifiers 4".
+    /// What virtual keyboards have done, in order: "keymap us" by the name of its layout, "press
+    /// 29" and "release 29" by the kernel's number of the key, "modifiers 4".
     [[nodiscard]] QList<QByteArray> typed() const;
 
     /// The clipboard of the seats is taken from those that control it.

@@ -60,9 +60,10 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("display");
         QTest::addColumn<QByteArray>("warning");
         QTest::newRow("unset") << QByteArray() << QByteArray();
-        QTest::newRow("nobody there") << QByteArray("/nowhere/wayland-9")
-                                      << QByteArray("the compositor \"/nowhere/wayland-9\" cannot be "
-                                                    "reached: No such file or directory");
+        QTest::newRow("nobody there")
+            << QByteArray("/nowhere/wayland-9")
+            << QByteArray("the compositor \"/nowhere/wayland-9\" cannot be "
+                          "reached: No such file or directory");
     }
     void withoutACompositor() {
         QFETCH(QByteArray, display);

@@ -43,14 +43,15 @@ private Q_SLOTS:
     void otherStrokes_data() {
         QTest::addColumn<QList<quint32>>("symbols");
         QTest::addColumn<QList<QByteArray>>("typed");
-        QTest::newRow("terminals") << QList<quint32>{control, shift, 'v'}
-                                   << QList<QByteArray>{"press 29",    "modifiers 4", "press 42",
-                                                        "modifiers 5", "press 47",    "release 47",
-                                                        "release 42",  "modifiers 4", "release 29",
-                                                        "modifiers 0"};
-        QTest::newRow("selection") << QList<quint32>{shift, insert}
-                                   << QList<QByteArray>{"press 42",    "modifiers 1", "press 110",
-                                                        "release 110", "release 42",  "modifiers 0"};
+        QTest::newRow("terminals")
+            << QList<quint32>{control, shift, 'v'}
+            << QList<QByteArray>{"press 29",   "modifiers 4", "press 42",   "modifiers 5",
+                                 "press 47",   "release 47",  "release 42", "modifiers 4",
+                                 "release 29", "modifiers 0"};
+        QTest::newRow("selection")
+            << QList<quint32>{shift, insert}
+            << QList<QByteArray>{"press 42",    "modifiers 1", "press 110",
+                                 "release 110", "release 42",  "modifiers 0"};
         QTest::newRow("nothing") << QList<quint32>{} << QList<QByteArray>{};
     }
     void otherStrokes() {
@@ -70,8 +71,7 @@ private Q_SLOTS:
         QVERIFY(!_keyboard->type({control, 0x01000000U + 0x1f600}));
         QVERIFY(_keyboard->type({'x'}));
         QVERIFY(await([&] { return _compositor->typed().size() >= 3; }));
-        QCOMPARE(_compositor->typed(),
-                 (QList<QByteArray>{"keymap us", "press 45", "release 45"}));
+        QCOMPARE(_compositor->typed(), (QList<QByteArray>{"keymap us", "press 45", "release 45"}));
     }
 
     void whereThereIsNone_data() {
