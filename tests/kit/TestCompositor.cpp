@@ -7,6 +7,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -20,6 +21,7 @@
 #include <virtual-keyboard-unstable-v1-server-protocol.h>
 #include <wayland-server.h>
 #include <wlr-data-control-unstable-v1-server-protocol.h>
+#include <wlr-foreign-toplevel-management-unstable-v1-server-protocol.h>
 
 namespace clipmule::kit {
 
@@ -285,6 +287,46 @@ struct Keyboards {
     }
 };
 
+// Tells one client of windows.
+struct Windows {
+    wl_resource *manager = nullptr;
+    std::map<int, wl_resource *> windows;
+
+    static void stop(wl_client *, wl_resource *) {}
+    static void gone(wl_resource *manager) {
+        static_cast<Windows *>(wl_resource_get_user_data(manager))->manager = nullptr;
+    }
+    static void bind(wl_client *client, void *windows, quint32 version, quint32 id) {
+        static constexpr struct zwlr_foreign_toplevel_manager_v1_interface implementation { stop };
+        wl_resource *const manager = wl_resource_create(
+            client, &zwlr_foreign_toplevel_manager_v1_interface, int(version), id);
+        wl_resource_set_implementation(manager, &implementation, windows, gone);
+        static_cast<Windows *>(windows)->manager = manager;
+    }
+
+    static void ignore(wl_client *, wl_resource *) {}
+    static void ignoreObject(wl_client *, wl_resource *, wl_resource *) {}
+    static void ignoreRectangle(wl_client *, wl_resource *, wl_resource *, int, int, int, int) {}
+    static void destroy(wl_client *, wl_resource *window) { wl_resource_destroy(window); }
+
+    wl_resource *window(int number) {
+        static constexpr struct zwlr_foreign_toplevel_handle_v1_interface implementation {
+            ignore, ignore, ignore, ignore, ignoreObject, ignore, ignoreRectangle, destroy,
+                ignoreObject, ignore
+        };
+        wl_resource *&window = windows[number];
+        if (!window) {
+            window = wl_resource_create(wl_resource_get_client(manager),
+                                        &zwlr_foreign_toplevel_handle_v1_interface,
+                                        wl_resource_get_version(manager), 0);
+            wl_resource_set_implementation(window, &implementation, nullptr, nullptr);
+            zwlr_foreign_toplevel_manager_v1_send_toplevel(manager, window);
+            zwlr_foreign_toplevel_handle_v1_send_title(window, "a window");
+        }
+        return window;
+    }
+};
+
 } // namespace
 
 struct TestCompositor::State {
@@ -293,6 +335,7 @@ struct TestCompositor::State {
     Clipboard clipboard;
     QList<wl_global *> seats;
     Keyboards::Typed typed;
+    Windows windows;
     FileHandle wakeUp{::eventfd(0, EFD_CLOEXEC)};
     std::mutex mutex;
     std::condition_variable isDone;
@@ -354,6 +397,9 @@ TestCompositor::TestCompositor(const Offers &offers)
     if (offers.keyboards)
         wl_global_create(_state->display, &zwp_virtual_keyboard_manager_v1_interface, 1,
                          &_state->typed, Keyboards::bind);
+    if (offers.windows)
+        wl_global_create(_state->display, &zwlr_foreign_toplevel_manager_v1_interface, 3,
+                         &_state->windows, Windows::bind);
     // A socket that listens is enough to connect to.
     if (offers.answers)
         _state->thread = std::thread([state = _state.get()] { state->serve(); });
@@ -449,6 +495,39 @@ QList<QByteArray> TestCompositor::typed() const {
     QList<QByteArray> typed;
     run([&] { typed = _state->typed; });
     return typed;
+}
+
+void TestCompositor::setWindow(int number, const Window &window) {
+    run([&] {
+        wl_resource *const handle = _state->windows.window(number);
+        if (window.identifier)
+            zwlr_foreign_toplevel_handle_v1_send_app_id(handle, window.identifier->constData());
+        if (window.isActive) {
+            wl_array states;
+            wl_array_init(&states);
+            const auto add = [&](quint32 state) {
+                *static_cast<quint32 *>(wl_array_add(&states, sizeof state)) = state;
+            };
+            add(ZWLR_FOREIGN_TOPLEVEL_HANDLE_V1_STATE_MAXIMIZED);
+            if (*window.isActive)
+                add(ZWLR_FOREIGN_TOPLEVEL_HANDLE_V1_STATE_ACTIVATED);
+            zwlr_foreign_toplevel_handle_v1_send_state(handle, &states);
+            wl_array_release(&states);
+        }
+        if (window.isDone)
+            zwlr_foreign_toplevel_handle_v1_send_done(handle);
+    });
+}
+
+void TestCompositor::closeWindow(int number) {
+    run([&] {
+        zwlr_foreign_toplevel_handle_v1_send_closed(_state->windows.window(number));
+        _state->windows.windows.erase(number);
+    });
+}
+
+void TestCompositor::finishWindows() {
+    run([this] { zwlr_foreign_toplevel_manager_v1_send_finished(_state->windows.manager); });
 }
 
 void TestCompositor::finishDevices() {

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace clipmule::kit {
@@ -23,6 +24,7 @@ public:
         bool agreed = true;    // ext-data-control
         bool wlroots = true;   // wlr-data-control
         bool keyboards = true; // virtual ones
+        bool windows = true;   // are told of
         int seats = 1;
         bool answers = true; // at all; a compositor that hangs lets one connect and is silent
     };
@@ -66,6 +68,18 @@ public:
     /// What virtual keyboards have done, in order: "keymap us" by the name of its layout, "press
     /// 29" and "release 29" by the kernel's number of the key, "modifiers 4".
     [[nodiscard]] QList<QByteArray> typed() const;
+
+    /// A window by its number, which is made when there is none of it yet: what is said of it, in
+    /// this order. Without `isDone` there is more to come.
+    struct Window {
+        std::optional<QByteArray> identifier = {};
+        std::optional<bool> isActive = {};
+        bool isDone = true;
+    };
+    void setWindow(int number, const Window &window);
+    void closeWindow(int number);
+    /// Windows are told of no more.
+    void finishWindows();
 
     /// The clipboard of the seats is taken from those that control it.
     void finishDevices();
