@@ -33,9 +33,9 @@ private Q_SLOTS:
     void announcedSizeAboveTheLimitIsRefused_data() {
         QTest::addColumn<qint64>("announced");
         QTest::addColumn<bool>("isTaken");
-        QTest::newRow("one below") << X11SelectionReader::byteLimit - 1 << true;
-        QTest::newRow("at the limit") << X11SelectionReader::byteLimit << true;
-        QTest::newRow("one above") << X11SelectionReader::byteLimit + 1 << false;
+        QTest::newRow("one below") << TargetSequence::byteLimit - 1 << true;
+        QTest::newRow("at the limit") << TargetSequence::byteLimit << true;
+        QTest::newRow("one above") << TargetSequence::byteLimit + 1 << false;
         QTest::newRow("far above") << qint64(0xffffffff) << false;
     }
     void announcedSizeAboveTheLimitIsRefused() {
@@ -65,7 +65,7 @@ private Q_SLOTS:
     void ownerThatSendsMoreThanItAnnouncedIsCutOff() {
         Desktop desktop;
         X11TestOwner owner;
-        const qsizetype size = X11SelectionReader::byteLimit + 1;
+        const qsizetype size = TargetSequence::byteLimit + 1;
         owner.own({{.target = "image/png",
                     .data = QByteArray(size, 'x'),
                     .pieceBytes = 8 * 1024 * 1024,
@@ -79,7 +79,7 @@ private Q_SLOTS:
     void whatIsExactlyAtTheLimitIsTaken() {
         Desktop desktop;
         X11TestOwner owner;
-        const qsizetype size = X11SelectionReader::byteLimit;
+        const qsizetype size = TargetSequence::byteLimit;
         owner.own(
             {{.target = "image/png", .data = QByteArray(size, 'x'), .pieceBytes = 8 * 1024 * 1024},
              {"x.beside", "1"}});
@@ -92,9 +92,9 @@ private Q_SLOTS:
     void nativeContentsAreLimitedMore_data() {
         QTest::addColumn<qint64>("size");
         QTest::addColumn<bool>("isTaken");
-        QTest::newRow("one below") << X11SelectionReader::nativeByteLimit - 1 << true;
-        QTest::newRow("at the limit") << X11SelectionReader::nativeByteLimit << true;
-        QTest::newRow("one above") << X11SelectionReader::nativeByteLimit + 1 << false;
+        QTest::newRow("one below") << TargetSequence::nativeByteLimit - 1 << true;
+        QTest::newRow("at the limit") << TargetSequence::nativeByteLimit << true;
+        QTest::newRow("one above") << TargetSequence::nativeByteLimit + 1 << false;
     }
     void nativeContentsAreLimitedMore() {
         QFETCH(qint64, size);

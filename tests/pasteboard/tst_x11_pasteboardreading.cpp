@@ -173,7 +173,7 @@ private Q_SLOTS:
         owner.own(text("never told"));
         QVERIFY(desktop.fetchBegins());
         desktop.settle();
-        desktop.runLoop.advance(X11PropertyTransfer::stepLimit - RunLoop::Seconds(0.1));
+        desktop.runLoop.advance(TargetTransfer::stepLimit - RunLoop::Seconds(0.1));
         QVERIFY(desktop.pasteboard->isFetching());
         QCOMPARE(desktop.pasteboard->unansweredCount(), 0);
         QTest::ignoreMessage(QtWarningMsg, "the clipboard's owner does not answer");
@@ -192,7 +192,7 @@ private Q_SLOTS:
         QVERIFY(desktop.fetchBegins());
         desktop.settle();
         QTest::ignoreMessage(QtWarningMsg, "the clipboard's owner does not answer");
-        desktop.runLoop.advance(X11PropertyTransfer::stepLimit);
+        desktop.runLoop.advance(TargetTransfer::stepLimit);
         X11TestOwner owner;
         owner.setMute(true);
         owner.own(text("next"));
@@ -236,8 +236,8 @@ private Q_SLOTS:
         QVERIFY(desktop.fetchBegins());
         QTRY_COMPARE(owner.unansweredCount(), 1);
         desktop.settle();
-        const RunLoop::Seconds limit = mute == "image/png" ? X11SelectionReader::imageStepLimit
-                                                           : X11PropertyTransfer::stepLimit;
+        const RunLoop::Seconds limit =
+            mute == "image/png" ? TargetSequence::imageStepLimit : TargetTransfer::stepLimit;
         desktop.runLoop.advance(limit - RunLoop::Seconds(0.1));
         QVERIFY(desktop.pasteboard->isFetching());
         const QByteArray line = "the clipboard's owner does not answer for its " + mute;
@@ -263,13 +263,13 @@ private Q_SLOTS:
         QTRY_COMPARE(owner.requestCount("UTF8_STRING"), 1);
         QTest::ignoreMessage(QtWarningMsg,
                              "the clipboard's owner does not answer for its UTF8_STRING");
-        desktop.runLoop.advance(X11PropertyTransfer::stepLimit);
+        desktop.runLoop.advance(TargetTransfer::stepLimit);
         QTRY_COMPARE(owner.requestCount("image/png"), 1);
         QTest::ignoreMessage(QtWarningMsg,
                              "the clipboard's owner does not answer for its image/png");
-        desktop.runLoop.advance(X11SelectionReader::imageStepLimit);
+        desktop.runLoop.advance(TargetSequence::imageStepLimit);
         QTRY_COMPARE(owner.requestCount("org.example"), 1);
-        desktop.runLoop.advance(X11PropertyTransfer::stepLimit);
+        desktop.runLoop.advance(TargetTransfer::stepLimit);
         QVERIFY(!desktop.pasteboard->isFetching());
         QCOMPARE(desktop.pasteboard->changeCount(), 0);
         QVERIFY(desktop.pasteboard->contents().isEmpty());
@@ -378,7 +378,7 @@ private Q_SLOTS:
                    {"UTF8_STRING", "told"}});
         QVERIFY(desktop.fetchBegins());
         QTRY_COMPARE(owner.requestCount("org.example.slow"), 1);
-        desktop.runLoop.advance(X11PropertyTransfer::stepLimit);
+        desktop.runLoop.advance(TargetTransfer::stepLimit);
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
         QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("told"));
         QCOMPARE(kinds(*desktop.pasteboard),
@@ -399,7 +399,7 @@ private Q_SLOTS:
         desktop.settle();
         QTest::ignoreMessage(QtWarningMsg,
                              "the clipboard's owner does not answer for its image/png");
-        desktop.runLoop.advance(X11PropertyTransfer::stepLimit);
+        desktop.runLoop.advance(TargetTransfer::stepLimit);
         QVERIFY(!desktop.pasteboard->isFetching());
         QCOMPARE(desktop.pasteboard->changeCount(), 0);
     }
@@ -409,7 +409,7 @@ private Q_SLOTS:
         X11TestOwner owner;
         // Every answer comes just before the limit of its step.
         QList<X11TestOwner::Answer> answers;
-        const int steps = int(X11SelectionReader::totalLimit / X11PropertyTransfer::stepLimit);
+        const int steps = int(TargetSequence::totalLimit / TargetTransfer::stepLimit);
         for (const char *target :
              {"UTF8_STRING", "text/uri-list", "text/x-moz-url", "text/html", "text/rtf"})
             answers.append(X11TestOwner::Answer{target, "x"});
@@ -418,7 +418,7 @@ private Q_SLOTS:
         owner.setMute(true);
         owner.own(answers);
         QVERIFY(desktop.fetchBegins());
-        const RunLoop::Seconds nearly = X11PropertyTransfer::stepLimit - RunLoop::Seconds(0.001);
+        const RunLoop::Seconds nearly = TargetTransfer::stepLimit - RunLoop::Seconds(0.001);
         for (int step = 0; step < steps; ++step) {
             QTRY_COMPARE(owner.unansweredCount(), 1);
             desktop.runLoop.advance(nearly);

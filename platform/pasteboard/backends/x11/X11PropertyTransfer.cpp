@@ -130,7 +130,7 @@ void X11PropertyTransfer::propertyArrived(const xcb_get_property_reply_t *reply,
         end(Outcome::Refused);
         return;
     }
-    waitFor(stepLimit);
+    waitFor(TargetTransfer::stepLimit);
     const bool isFirst = _state == State::Whole && offset == 0;
     if (isFirst && reply->type == _incr) {
         beginPieces(*reply);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/foundation/RunLoop.h"
+#include "platform/pasteboard/TargetTransfer.h"
 #include "platform/x11/X11Connection.h"
 
 #include <functional>
@@ -15,8 +16,6 @@ namespace clipmule {
 /// its end, every size its limit, and a late answer is never taken for the next one.
 class X11PropertyTransfer final : public X11Observer {
 public:
-    /// Between two signs of life of the owner. A target that is waited for longer is given up.
-    static constexpr RunLoop::Seconds stepLimit{5.0};
     /// Bytes of one request for a part of a property: what is in memory at once on top of the
     /// contents, and what one turn of the run loop copies.
     static constexpr quint32 chunkBytes = 256 * 1024;
@@ -31,12 +30,10 @@ public:
         /// An answer of more bytes is too large.
         qint64 mostBytes = 0;
         /// How long the first sign of life may take.
-        RunLoop::Seconds patience = stepLimit;
+        RunLoop::Seconds patience = TargetTransfer::stepLimit;
     };
-    enum class Outcome { Received, Refused, TooLarge, TimedOut };
-    /// Called once, unless the transfer is abandoned; may start the next one. The bytes, never
-    /// null, are those that nobody took on the way.
-    using Ended = std::function<void(Outcome outcome, const QByteArray &bytes)>;
+    using Outcome = TargetTransfer::Outcome;
+    using Ended = TargetTransfer::Ended;
     /// Takes the bytes as they arrive, with the type that the owner gives them.
     using Piece = std::function<void(QByteArrayView bytes, xcb_atom_t type)>;
 

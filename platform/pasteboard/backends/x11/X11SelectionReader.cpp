@@ -12,53 +12,19 @@ namespace clipmule {
 
 namespace {
 
-using PasteboardTargets::Meaning;
-using PasteboardTargets::Request;
-
 // Names of atoms that are remembered.
 constexpr qsizetype rememberedNames = 4096;
 
 // Bytes of a target's name: no real one is longer, and a server takes names of 64 KiB.
 constexpr int longestName = 255;
 
-// What decides comes first, so that an owner that gets stuck later has told the essential.
-int priority(const Request &request) {
-    switch (request.meaning) {
-    case Meaning::Text:
-        return 1;
-    case Meaning::UriList:
-        return 2;
-    case Meaning::MozillaUrl:
-        return 3;
-    case Meaning::Html:
-        return 4;
-    case Meaning::Rtf:
-        return 5;
-    case Meaning::Image:
-        return 6;
-    case Meaning::Other:
-        return request.targets.first() == PasteboardMarker::passwordHint ? 0 : 7;
-    }
-    return 7;
-}
-
-bool isNative(const Request &request) {
-    return request.meaning == Meaning::Other;
-}
-
-bool isText(const Request &request) {
-    return request.meaning == Meaning::Text || request.meaning == Meaning::Html;
-}
-
-bool isEssential(const Request &request) {
-    return priority(request) < 7;
-}
-
 } // namespace
 
 X11SelectionReader::X11SelectionReader(std::shared_ptr<X11Connection> connection)
     : _connection(std::move(connection))
-    , _transfer(_connection) {
+    , _transfer(_connection)
+    , _byName(*this)
+    , _sequence(_byName) {
     QList<QByteArray> names{"TARGETS", "UTF8_STRING", "COMPOUND_TEXT"};
     for (const QString &marker : PasteboardMarker::all)
         names.append(marker.toLatin1());
@@ -79,23 +45,17 @@ void X11SelectionReader::start(xcb_timestamp_t time, Completion completion) {
     abandon();
     _completion = std::move(completion);
     _time = time;
-    _bytes = 0;
-    _nativeBytes = 0;
-    _isMute = false;
-    _totalTimer = RunLoop::current().performAfter(totalLimit, [this] { totalTimedOut(); });
+    _started = RunLoop::current().now();
     _transfer.start(
         {.target = _targetsAtom, .time = _time, .mostBytes = targetListBytes},
         [this](Outcome outcome, const QByteArray &list) { targetsEnded(outcome, list); });
 }
 
 void X11SelectionReader::abandon() {
+    _sequence.abandon();
     _transfer.abandon();
     _connection->dropReplies(this);
     _completion = nullptr;
-    _totalTimer.cancel();
-    _fetches.clear();
-    _answers.clear();
-    _text.reset();
 }
 
 // The list of targets
@@ -114,11 +74,11 @@ void X11SelectionReader::targetsEnded(Outcome outcome, const QByteArray &list) {
     case Outcome::TooLarge:
         qCWarning(logPasteboard, "the clipboard's owner offers more than %lld targets",
                   targetListBytes / qint64(sizeof(xcb_atom_t)));
-        finish(std::nullopt);
+        giveUp();
         break;
     case Outcome::TimedOut:
         qCWarning(logPasteboard, "the clipboard's owner does not answer");
-        finish(std::nullopt);
+        giveUp();
         break;
     }
 }
@@ -170,123 +130,30 @@ void X11SelectionReader::nameArrived() {
     QStringList targets;
     for (const xcb_atom_t atom : std::as_const(_atoms))
         targets.append(_names.value(atom));
-    int position = 0;
-    for (Request &request : PasteboardTargets::requests(targets))
-        _fetches.push_back({std::move(request), position++});
-    for (const QString &target : PasteboardTargets::leftOut(targets))
-        _answers.insert(position++, {Meaning::Other, target, std::nullopt});
-    std::stable_sort(_fetches.begin(), _fetches.end(), [](const Fetch &left, const Fetch &right) {
-        return priority(left.request) < priority(right.request);
-    });
-    fetchNext();
+    // Telling the targets was a part of it.
+    const RunLoop::Seconds taken = RunLoop::current().now() - _started;
+    _sequence.start(targets, std::exchange(_completion, nullptr),
+                    TargetSequence::totalLimit - taken);
 }
 
-// The sequence of targets
-
-void X11SelectionReader::fetchNext() {
-    if (_fetches.empty()) {
-        finish(whatArrived());
-        return;
-    }
-    const Fetch &fetch = _fetches.front();
-    const qint64 left = byteLimit - _bytes;
-    X11PropertyTransfer::Piece piece;
-    _text.reset();
-    if (isText(fetch.request)) {
-        piece = [this](QByteArrayView bytes, xcb_atom_t type) {
-            if (!_text)
-                _text.emplace(_fetches.front().target(), _names.value(type));
-            _text->append(bytes);
+void X11SelectionReader::ByName::start(const Request &request, Ended ended, Piece piece) {
+    X11PropertyTransfer::Piece named;
+    if (piece) {
+        named = [this, piece = std::move(piece)](QByteArrayView bytes, xcb_atom_t type) {
+            piece(bytes, _reader._names.value(type));
         };
     }
-    _transfer.start(
-        {.target = _names.key(fetch.target()),
-         .time = _time,
-         .mostBytes =
-             isNative(fetch.request) ? std::min(left, nativeByteLimit - _nativeBytes) : left,
-         .patience = fetch.request.meaning == Meaning::Image ? imageStepLimit
-                                                             : X11PropertyTransfer::stepLimit},
-        [this](Outcome outcome, const QByteArray &bytes) { fetchEnded(outcome, bytes); },
-        std::move(piece));
+    _reader._transfer.start({.target = _reader._names.key(request.target),
+                             .time = _reader._time,
+                             .mostBytes = request.mostBytes,
+                             .patience = request.patience},
+                            std::move(ended), std::move(named));
 }
 
-void X11SelectionReader::fetchEnded(Outcome outcome, const QByteArray &bytes) {
-    Fetch &first = _fetches.front();
-    if (outcome == Outcome::Refused && ++first.candidate < first.request.targets.size()) {
-        fetchNext();
-        return;
-    }
-    const Fetch fetch = std::move(first);
-    _fetches.pop_front();
-    if (outcome == Outcome::Received)
-        received(fetch, bytes);
-    else
-        leaveOut(fetch);
-    if (outcome == Outcome::TooLarge)
-        tooLarge(fetch);
-    if (outcome == Outcome::TimedOut)
-        mute(fetch);
-    fetchNext();
-}
-
-void X11SelectionReader::received(const Fetch &fetch, const QByteArray &bytes) {
-    _bytes += _transfer.receivedBytes();
-    if (isNative(fetch.request))
-        _nativeBytes += _transfer.receivedBytes();
-    _answers.insert(fetch.position,
-                    {fetch.request.meaning, fetch.target(), _text ? _text->take() : bytes});
-}
-
-void X11SelectionReader::tooLarge(const Fetch &fetch) const {
-    const QString name = cutForLog(fetch.target());
-    if (isNative(fetch.request))
-        qCDebug(logPasteboard).noquote() << "the clipboard's" << name << "is too large for a clip";
-    else
-        qCWarning(logPasteboard, "the clipboard's %s is larger than %lld bytes and is left out",
-                  qUtf8Printable(name), byteLimit);
-}
-
-// One target that is never answered takes nothing from the others that decide.
-void X11SelectionReader::mute(const Fetch &fetch) {
-    if (isEssential(fetch.request)) {
-        _isMute = true;
-        qCWarning(logPasteboard, "the clipboard's owner does not answer for its %s",
-                  qUtf8Printable(cutForLog(fetch.target())));
-        return;
-    }
-    // After one target without a meaning that is not answered, the others are not waited for.
-    for (const Fetch &other : _fetches)
-        leaveOut(other);
-    _fetches.clear();
-}
-
-void X11SelectionReader::totalTimedOut() {
-    qCWarning(logPasteboard, "the clipboard's owner takes too long; what has arrived is taken");
-    _isMute = true;
-    for (const Fetch &fetch : _fetches)
-        leaveOut(fetch);
-    finish(whatArrived());
-}
-
-void X11SelectionReader::leaveOut(const Fetch &fetch) {
-    _answers.insert(fetch.position,
-                    {fetch.request.meaning, fetch.request.targets.first(), std::nullopt});
-}
-
-// Of an owner that did not answer for something there must be anything else.
-std::optional<PasteboardContents> X11SelectionReader::whatArrived() const {
-    const bool hasArrived = !_isMute || std::any_of(_answers.cbegin(), _answers.cend(),
-                                                    [](const PasteboardTargets::Answer &answer) {
-                                                        return answer.data.has_value();
-                                                    });
-    return hasArrived ? std::optional(PasteboardTargets::contents(_answers.values()))
-                      : std::nullopt;
-}
-
-void X11SelectionReader::finish(const std::optional<PasteboardContents> &contents) {
+void X11SelectionReader::giveUp() {
     const Completion completion = std::move(_completion);
     abandon();
-    completion(contents);
+    completion(std::nullopt);
 }
 
 } // namespace clipmule
