@@ -5,6 +5,7 @@
 
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
+#include "platform/pasteboard/backends/wayland/WaylandPasteboard.h"
 #include "platform/pasteboard/backends/x11/X11Pasteboard.h"
 #include "platform/session/Session.h"
 
@@ -70,6 +71,8 @@ void Pasteboard::releaseContents() {
 
 std::unique_ptr<Pasteboard> makePasteboard(const Session &session,
                                            FindPasteboardAudience audience) {
+    if (auto control = WaylandDataControl::make(session.wayland))
+        return std::make_unique<WaylandPasteboard>(std::move(control), std::move(audience));
     if (!session.x11 || !hasX11PasteboardSupport(*session.x11))
         return std::make_unique<NullPasteboard>();
     auto pasteboard = std::make_unique<X11Pasteboard>(session.x11, std::move(audience));

@@ -4,6 +4,7 @@
 #include "platform/session/Session.h"
 
 #include "platform/foundation/Log.h"
+#include "platform/wayland/WaylandConnection.h"
 #include "platform/x11/X11Connection.h"
 
 #include <utility>
@@ -27,7 +28,7 @@ std::shared_ptr<X11Connection> openX11() {
 } // namespace
 
 Session openSession() {
-    return {.x11 = openX11()};
+    return {.x11 = openX11(), .wayland = WaylandConnection::open()};
 }
 
 bool hasDisplay() {

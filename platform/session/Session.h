@@ -8,6 +8,7 @@
 
 namespace clipmule {
 
+class WaylandConnection;
 class X11Connection;
 
 /// What the program reaches of the desktop session it runs in. Opened once and handed to every
@@ -17,6 +18,8 @@ struct Session {
     /// must share it: a key stroke is then never ahead of the contents that it pastes. Null where
     /// there is no X11 display.
     std::shared_ptr<X11Connection> x11 = {};
+    /// The same of a Wayland compositor. A session may have both.
+    std::shared_ptr<WaylandConnection> wayland = {};
 };
 
 /// The session of this process, as its environment names it. What cannot be reached is missing,

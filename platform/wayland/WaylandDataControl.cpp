@@ -100,9 +100,9 @@ public:
         return reading;
     }
 
-    void own(const QStringList &types) override {
+    [[nodiscard]] bool own(const QStringList &types) override {
         if (!_device || _connection->isLost())
-            return;
+            return false;
         typename Form::Source *const source = Form::source(_manager);
         Form::listenToSource(source, &sourceListener, this);
         for (const QString &type : types)
@@ -114,6 +114,7 @@ public:
         _source = source;
         _isTaking = true;
         _connection->whenServed(this, [this] { _isTaking = false; });
+        return true;
     }
 
 private:
@@ -138,7 +139,8 @@ private:
         _seat = seat;
         _device = Form::device(_manager, seat);
         Form::listen(_device, &deviceListener, this);
-        _connection->flush();
+        _moment = Moment::AtTheStart;
+        _connection->whenServed(this, [this] { _moment = Moment::Change; });
     }
     void leaveSeat() {
         _selection.reset();
@@ -162,7 +164,7 @@ private:
         if (hadSource && onCancelled)
             onCancelled();
         if (onSelection)
-            onSelection(std::nullopt);
+            onSelection(std::nullopt, Moment::Change);
     }
     void dropSource() {
         if (_source)
@@ -209,9 +211,9 @@ private:
         if (self._isTaking || !self.onSelection)
             return;
         if (self._selection)
-            self.onSelection(self._selection->types);
+            self.onSelection(self._selection->types, self._moment);
         else
-            self.onSelection(std::nullopt);
+            self.onSelection(std::nullopt, self._moment);
     }
     // The selection that a middle click pastes is nobody's business; its offer is only held until
     // the next.
@@ -257,6 +259,7 @@ private:
     quint64 _owned = 0;                       // how often we did
     QString _mark;                            // of what we own or owned last
     bool _isTaking = false; // the compositor has not said yet that what we own is the clipboard
+    Moment _moment = Moment::AtTheStart;
     std::unique_ptr<Offer> _announced;
     std::unique_ptr<Offer> _selection;
     std::unique_ptr<Offer> _primary;

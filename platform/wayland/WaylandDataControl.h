@@ -38,9 +38,11 @@ public:
     /// "ext-data-control" or "wlr-data-control".
     [[nodiscard]] virtual QString name() const = 0;
 
-    /// Somebody owns the clipboard anew: the types in the owner's order, none twice; nothing when
+    /// Whether somebody has just changed the clipboard, or it was so when we came.
+    enum class Moment { AtTheStart, Change };
+    /// Who owns the clipboard is another: the types in the owner's order, none twice; nothing when
     /// nobody owns it. Not called for what we own ourselves.
-    std::function<void(const std::optional<QStringList> &types)> onSelection;
+    std::function<void(const std::optional<QStringList> &types, Moment moment)> onSelection;
     /// A type that is kept however many others were offered before it.
     std::function<bool(const QString &type)> isWanted;
     /// Somebody reads what we own: to be written to the descriptor, which does not block, and then
@@ -53,8 +55,9 @@ public:
     /// block; at its end everything was said. Closed when nobody owns the clipboard, or the system
     /// has no pipe for us.
     [[nodiscard]] virtual FileHandle receive(const QString &type) = 0;
-    /// Makes us the owner. What we owned before counts as cancelled, and is not told so.
-    virtual void own(const QStringList &types) = 0;
+    /// Makes us the owner. What we owned before counts as cancelled, and is not told so. False when
+    /// there is no clipboard to own any more.
+    [[nodiscard]] virtual bool own(const QStringList &types) = 0;
 };
 
 } // namespace clipmule

@@ -26,9 +26,11 @@ MAY_INCLUDE = {
     "platform/bundle/": ["platform/foundation/", "platform/propertylist/"],
     "platform/dbus/": ["platform/foundation/"],
     "platform/x11/": ["platform/foundation/"],
+    "platform/wayland/": ["platform/foundation/"],
     "platform/streams/": ["platform/foundation/"],
     "platform/dnssd/": ["platform/foundation/", "platform/streams/", "platform/dbus/"],
-    "platform/session/": ["platform/foundation/", "platform/x11/", "platform/dbus/"],
+    "platform/session/": ["platform/foundation/", "platform/x11/", "platform/wayland/",
+                          "platform/dbus/"],
     "platform/pasteboard/": ["platform/foundation/", "platform/images/",
                              "platform/x11/", "platform/wayland/", "platform/session/Session.h",
                              "platform/streams/SocketNotifier.h"],
@@ -55,6 +57,7 @@ TESTED_FOLDERS = {
     "tests/pasteboard/": ["platform/pasteboard/", "platform/keyboard/", "platform/windows/",
                           "platform/session/"],
     "tests/images/": ["platform/images/"],
+    "tests/wayland/": ["platform/wayland/"],
     "tests/keyboard/": ["platform/keyboard/", "platform/pasteboard/"],
     "tests/windows/": ["platform/windows/", "platform/tray/"],
     "tests/services/": ["platform/preferences/", "platform/power/", "platform/session/",
@@ -87,7 +90,7 @@ for _folder in ("tests/desktop/", "fuzz/", "bench/"):
 
 # Their headers may hold what their sister services need of the system; the rest of the program sees
 # only those that do not.
-INTERNAL_SERVICES = ["platform/dbus/", "platform/x11/"]
+INTERNAL_SERVICES = ["platform/dbus/", "platform/wayland/", "platform/x11/"]
 
 # What the system offers, as the beginnings of header names, and the folders where a header of that
 # kind may appear. A header that others include may hold none of them, nor lead to one.

@@ -39,7 +39,7 @@ struct X11Desktop {
     bool fetchBegins() {
         if (!await([this] { return pasteboard->isFetching(); }))
             return false;
-        runLoop.advance(X11Pasteboard::settleTime);
+        runLoop.advance(PasteboardHistory::settleTime);
         return true;
     }
 

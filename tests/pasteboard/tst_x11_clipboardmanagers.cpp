@@ -337,8 +337,8 @@ private Q_SLOTS:
     void soMuchIsRemembered_data() {
         QTest::addColumn<size_t>("copiesSince");
         QTest::addColumn<bool>("isRemembered");
-        QTest::newRow("just") << X11Pasteboard::mostRemembered - 1 << true;
-        QTest::newRow("no more") << X11Pasteboard::mostRemembered << false;
+        QTest::newRow("just") << PasteboardHistory::mostRemembered - 1 << true;
+        QTest::newRow("no more") << PasteboardHistory::mostRemembered << false;
     }
     void soMuchIsRemembered() {
         QFETCH(size_t, copiesSince);

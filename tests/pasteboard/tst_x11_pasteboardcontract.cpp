@@ -5,6 +5,7 @@
 #include "platform/session/Session.h"
 #include "tests/kit/FakePasteboard.h"
 #include "tests/kit/TestCase.h"
+#include "tests/pasteboard/WaylandDesktop.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
 
@@ -65,7 +66,30 @@ private:
     X11TestOwner _other;
 };
 
+class WaylandBackend final : public Backend {
+public:
+    Pasteboard &pasteboard() override { return *_desktop.pasteboard; }
+    void copy(const QByteArray &utf8) override {
+        _desktop.compositor.copy({{"text/plain;charset=utf-8", utf8}});
+        if (!_desktop.fetchEnds())
+            qWarning("the copied text did not arrive");
+    }
+    void copyUnwatched(const QByteArray &utf8) override {
+        _desktop.compositor.copy({{"text/plain;charset=utf-8", utf8}});
+        _desktop.settle();
+    }
+    void quitOther() override {
+        _desktop.compositor.clear();
+        _desktop.settle();
+    }
+
+private:
+    kit::WaylandDesktop _desktop;
+};
+
 std::unique_ptr<Backend> makeBackend(const QString &name) {
+    if (name == u"wayland")
+        return std::make_unique<WaylandBackend>();
     if (name == u"x11")
         return std::make_unique<X11Backend>();
     return std::make_unique<FakeBackend>();
@@ -75,6 +99,7 @@ void backends() {
     QTest::addColumn<QString>("backend");
     QTest::newRow("fake") << QStringLiteral("fake");
     QTest::newRow("x11") << QStringLiteral("x11");
+    QTest::newRow("wayland") << QStringLiteral("wayland");
 }
 
 } // namespace

@@ -130,7 +130,7 @@ private Q_SLOTS:
                     .data = data.first(16 * 1024 * 1024),
                     .pieceBytes = 256 * 1024}});
         QVERIFY(await([&] { return desktop.pasteboard->isFetching(); }));
-        desktop.runLoop.advance(X11Pasteboard::settleTime);
+        desktop.runLoop.advance(PasteboardHistory::settleTime);
         double longest = 0;
         int turns = 0;
         while (desktop.pasteboard->isFetching()) {

@@ -17,6 +17,8 @@
 using namespace clipmule;
 using namespace clipmule::kit;
 
+using Moment = WaylandDataControl::Moment;
+
 namespace {
 
 // Reads on as events are served; nothing while the other end is open.
@@ -78,6 +80,7 @@ private Q_SLOTS:
         QVERIFY(awaitSelection());
         QCOMPARE(_types, std::optional(QStringList{QStringLiteral("text/plain"),
                                                    QStringLiteral("text/html")}));
+        QCOMPARE(_moment, Moment::Change);
         const FileHandle html = _control->receive(QStringLiteral("text/html"));
         const FileHandle text = _control->receive(QStringLiteral("text/plain"));
         QCOMPARE(readAll(html), std::optional<QByteArray>("<b>hello</b>"));
@@ -93,6 +96,7 @@ private Q_SLOTS:
         follow();
         QVERIFY(awaitSelection());
         QCOMPARE(_types, std::optional(QStringList{QStringLiteral("text/plain")}));
+        QCOMPARE(_moment, Moment::AtTheStart);
     }
 
     void anEmptyClipboardIsTold() {
@@ -145,7 +149,7 @@ private Q_SLOTS:
             asked += type;
             writeOnce(target, "said " + type.toUtf8());
         };
-        _control->own({QStringLiteral("text/plain"), QStringLiteral("text/html")});
+        QVERIFY(_control->own({QStringLiteral("text/plain"), QStringLiteral("text/html")}));
         QVERIFY(await([&] { return _compositor->isClients(); }));
         QCOMPARE(_compositor->types().mid(0, 2), (QList<QByteArray>{"text/plain", "text/html"}));
         const FileHandle text = _compositor->paste("text/plain");
@@ -158,7 +162,7 @@ private Q_SLOTS:
     void theTargetDoesNotBlock() {
         FileHandle held;
         _control->onSend = [&](const QString &, FileHandle target) { held = std::move(target); };
-        _control->own({QStringLiteral("text/plain")});
+        QVERIFY(_control->own({QStringLiteral("text/plain")}));
         QVERIFY(await([&] { return _compositor->isClients(); }));
         const FileHandle reading = _compositor->paste("text/plain");
         QVERIFY(await([&] { return held.isOpen(); }));
@@ -171,7 +175,7 @@ private Q_SLOTS:
     void whatIsOursIsNotTold() {
         QVERIFY(awaitSelection());
         _told = 0;
-        _control->own({QStringLiteral("text/plain")});
+        QVERIFY(_control->own({QStringLiteral("text/plain")}));
         QVERIFY(await([&] { return _compositor->isClients(); }));
         _compositor->copy({{"other", ""}});
         QVERIFY(await([&] { return _types && !_types->isEmpty(); }));
@@ -184,7 +188,7 @@ private Q_SLOTS:
         QVERIFY(awaitSelection());
         _told = 0;
         _compositor->copy({{"other", ""}});
-        _control->own({QStringLiteral("text/plain")});
+        QVERIFY(_control->own({QStringLiteral("text/plain")}));
         QVERIFY(await([&] { return _compositor->isClients(); }));
         _compositor->copy({{"later", ""}});
         QVERIFY(await([&] { return _told > 0; }));
@@ -193,10 +197,10 @@ private Q_SLOTS:
     }
 
     void owningAgainIsNoCancellation() {
-        _control->own({QStringLiteral("first")});
-        _control->own({QStringLiteral("second")});
+        QVERIFY(_control->own({QStringLiteral("first")}));
+        QVERIFY(_control->own({QStringLiteral("second")}));
         QVERIFY(await([&] { return _compositor->types().contains("second"); }));
-        _control->own({QStringLiteral("third")});
+        QVERIFY(_control->own({QStringLiteral("third")}));
         QVERIFY(await([&] { return _compositor->types().contains("third"); }));
         QCOMPARE(_cancelled, 0);
     }
@@ -204,7 +208,7 @@ private Q_SLOTS:
     // Managers offer everything again that they have read, our mark included.
     void ourMarkInAnothersHandsIsAnother() {
         QVERIFY(awaitSelection());
-        _control->own({QStringLiteral("text/plain")});
+        QVERIFY(_control->own({QStringLiteral("text/plain")}));
         QVERIFY(await([&] { return _compositor->isClients(); }));
         _told = 0;
         const QByteArray mark = _compositor->types().last();
@@ -215,7 +219,7 @@ private Q_SLOTS:
     }
 
     void aFinishedSeatIsEmpty() {
-        _control->own({QStringLiteral("text/plain")});
+        QVERIFY(_control->own({QStringLiteral("text/plain")}));
         QVERIFY(await([&] { return _compositor->isClients(); }));
         _told = 0;
         QTest::ignoreMessage(QtInfoMsg, "the seat's clipboard is not ours to see any more");
@@ -223,7 +227,7 @@ private Q_SLOTS:
         QVERIFY(await([&] { return _told == 1; }));
         QCOMPARE(_types, std::nullopt);
         QCOMPARE(_cancelled, 1);
-        _control->own({QStringLiteral("text/plain")});
+        QVERIFY(!_control->own({QStringLiteral("text/plain")}));
         QVERIFY(!_control->receive(QStringLiteral("text/plain")).isOpen());
     }
 
@@ -244,7 +248,7 @@ private Q_SLOTS:
                              QRegularExpression(QStringLiteral("^the compositor has gone: ")));
         _compositor->disconnectClients();
         QVERIFY(await([&] { return _connection->isLost(); }));
-        _control->own({QStringLiteral("text/plain")});
+        QVERIFY(!_control->own({QStringLiteral("text/plain")}));
         QVERIFY(!_control->receive(QStringLiteral("text/plain")).isOpen());
     }
 
@@ -264,8 +268,9 @@ private:
         _control = WaylandDataControl::make(_connection);
         if (!_control)
             return;
-        _control->onSelection = [this](const std::optional<QStringList> &types) {
+        _control->onSelection = [this](const std::optional<QStringList> &types, Moment moment) {
             _types = types;
+            _moment = moment;
             ++_told;
         };
         _control->onCancelled = [this] { ++_cancelled; };
@@ -289,6 +294,7 @@ private:
     std::shared_ptr<WaylandConnection> _connection;
     std::unique_ptr<WaylandDataControl> _control;
     std::optional<QStringList> _types;
+    Moment _moment = Moment::Change;
     int _told = 0;
     int _cancelled = 0;
 };

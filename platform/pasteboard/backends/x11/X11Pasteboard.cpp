@@ -68,10 +68,7 @@ void X11Pasteboard::rememberOwner(xcb_window_t owner) {
 
 void X11Pasteboard::forgetOwner(xcb_window_t owner) {
     _earlierOwners.remove(owner);
-    for (Secret &secret : _secrets) {
-        if (secret.owner == owner)
-            secret.owner = XCB_NONE;
-    }
+    _history.forgetOwner(owner);
 }
 
 bool X11Pasteboard::isFetching() const {
@@ -118,15 +115,16 @@ void X11Pasteboard::ownerEnded() {
 
 void X11Pasteboard::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
     const RunLoop::Seconds now = RunLoop::current().now();
-    Taking taking{.isCopy = _taking.isCopy,
-                  .followsAnEnd = _ended && now - *_ended < takeoverTime,
-                  .isAnotherThanEnded =
-                      _connection->clientOf(owner) != _connection->clientOf(_currentOwner),
-                  .hasOwnedBefore = _earlierOwners.contains(owner),
-                  .hasReadUs = _taken && now - *_taken < reowningTime && _owner.wasReadBy(owner)};
+    PasteboardHistory::Taking taking{
+        .isCopy = _taking.isCopy,
+        .followsAnEnd = _ended && now - *_ended < PasteboardHistory::takeoverTime,
+        .isAnotherThanEnded = _connection->clientOf(owner) != _connection->clientOf(_currentOwner),
+        .hasOwnedBefore = _earlierOwners.contains(owner),
+        .hasReadUs =
+            _taken && now - *_taken < PasteboardHistory::reowningTime && _owner.wasReadBy(owner)};
     // After a while without an owner nobody takes over what was there before.
     if (_ended && !taking.followsAnEnd)
-        _last.reset();
+        _history.forgetLast();
     _ended.reset();
     if (isFetching()) {
         taking.isCopy = !_taking.mayBeTakeover();
@@ -135,17 +133,17 @@ void X11Pasteboard::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
     _taking = taking;
     rememberOwner(owner);
     stopFetching();
-    if (!contents().isEmpty())
-        _last = PasteboardFingerprint(contents());
+    _history.setLast(contents());
     _owner.disown();
     if (!_watching) {
         setContents({});
-        _last.reset();
+        _history.forgetLast();
         moveChangeCount();
         return;
     }
     askForTheManager(owner);
-    _settle = RunLoop::current().performAfter(settleTime, [this, time] { fetch(time); });
+    _settle = RunLoop::current().performAfter(PasteboardHistory::settleTime,
+                                              [this, time] { fetch(time); });
 }
 
 // The reply comes before anything that the owner is asked for, and before the one about the next
@@ -167,65 +165,16 @@ void X11Pasteboard::fetch(xcb_timestamp_t time) {
 void X11Pasteboard::fetched(const std::optional<PasteboardContents> &fetchedContents) {
     // Nothing is known of an owner that hangs; the last complete contents stay.
     if (fetchedContents) {
-        const bool isCopy = !fetchedContents->isEmpty() && !isTakeover(*fetchedContents);
+        const bool isCopy = !fetchedContents->isEmpty() &&
+                            !_history.isTakeover(*fetchedContents, _taking, _currentOwner);
         setContents(*fetchedContents);
-        remember(*fetchedContents);
-        if (fetchedContents->others.contains(PasteboardMarker::passwordHint))
-            rememberSecret(*fetchedContents);
-        _last.reset();
+        _history.remember(*fetchedContents, _currentOwner);
         if (isCopy)
             moveChangeCount();
     } else {
         moveUnansweredCount();
     }
     _taking = {};
-}
-
-bool X11Pasteboard::isTakeover(const PasteboardContents &fetched) const {
-    // A manager that fills an empty clipboard from its history may say so.
-    static const QString replacement = QStringLiteral("application/x-kde-onlyReplaceEmpty");
-    if (fetched.others.contains(replacement) || isSecretWithoutItsMark(fetched))
-        return true;
-    if (!_taking.mayBeTakeover())
-        return false;
-    // Only the manager knows what a program had that quit before anybody read it.
-    if (!_last)
-        return _taking.followsAnEnd;
-    const PasteboardFingerprint fingerprint(fetched);
-    if (fingerprint.isWithin(*_last))
-        return true;
-    // Managers that keep texts only put the newest of them in the place of a picture or a secret.
-    return _taking.fillsAGap() &&
-           (_taking.isTheManagers || _taking.hasOwnedBefore || hasBeenHere(fingerprint));
-}
-
-// Managers that put a password back leave out what marked it as one, and need not be quick. The
-// program that marked it knows what it does.
-bool X11Pasteboard::isSecretWithoutItsMark(const PasteboardContents &contents) const {
-    if (_secrets.empty() || contents.others.contains(PasteboardMarker::passwordHint))
-        return false;
-    const PasteboardFingerprint fingerprint(contents);
-    return std::any_of(_secrets.cbegin(), _secrets.cend(), [&](const Secret &secret) {
-        return secret.owner != _currentOwner && fingerprint.isWithin(secret.fingerprint);
-    });
-}
-
-void X11Pasteboard::remember(const PasteboardContents &contents) {
-    _history.emplace_back(contents);
-    if (_history.size() > mostRemembered)
-        _history.pop_front();
-}
-
-void X11Pasteboard::rememberSecret(const PasteboardContents &contents) {
-    _secrets.push_back({PasteboardFingerprint(contents), _currentOwner});
-    if (_secrets.size() > mostRemembered)
-        _secrets.pop_front();
-}
-
-bool X11Pasteboard::hasBeenHere(const PasteboardFingerprint &contents) const {
-    return std::any_of(_history.cbegin(), _history.cend(), [&](const PasteboardFingerprint &older) {
-        return contents.isWithin(older);
-    });
 }
 
 void X11Pasteboard::stopFetching() {
@@ -235,8 +184,7 @@ void X11Pasteboard::stopFetching() {
 
 // Drops the contents and keeps their fingerprint.
 void X11Pasteboard::forgetContents() {
-    if (!contents().isEmpty())
-        _last = PasteboardFingerprint(contents());
+    _history.setLast(contents());
     setContents({});
 }
 
@@ -247,7 +195,7 @@ void X11Pasteboard::setWatching(bool watching) {
     if (isFetching()) {
         stopFetching();
         setContents({});
-        _last.reset();
+        _history.forgetLast();
         _taking = {};
         moveChangeCount();
     } else if (!ownsContents()) {
@@ -264,18 +212,17 @@ void X11Pasteboard::publish() {
     _ended.reset();
     _taken = RunLoop::current().now();
     _taking = {};
-    _last.reset();
     ++_ownEventsToCome;
     _currentOwner = _owner.window();
-    remember(contents());
+    _history.remember(contents(), _currentOwner);
     _owner.own(PasteboardOffers::offers(contents()));
 }
 
 void X11Pasteboard::releaseContents() {
     const PasteboardContents before = contents();
     Pasteboard::releaseContents();
-    if (!before.isEmpty() && contents().isEmpty())
-        _last = PasteboardFingerprint(before);
+    if (contents().isEmpty())
+        _history.setLast(before);
 }
 
 void X11Pasteboard::prepareToQuit(std::function<void()> done) {

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "platform/foundation/RunLoop.h"
-#include "platform/pasteboard/PasteboardFingerprint.h"
+#include "platform/pasteboard/PasteboardHistory.h"
 #include "platform/pasteboard/backends/x11/X11SelectionOwner.h"
 #include "platform/pasteboard/backends/x11/X11SelectionReader.h"
 #include "platform/x11/X11Connection.h"
@@ -23,12 +23,10 @@ namespace clipmule {
 /// contents then), and a clipboard manager takes over what a quitting owner or we had offered, or
 /// fills the gap that the owner has left with something older.
 ///
-/// A manager that takes over is known by what it does as well as by the contents, so that a person
-/// may copy the same again, or a part of it: it follows the end of the owner at once, or it has
+/// A manager that takes over (PasteboardHistory.h) follows the end of the owner at once, or it has
 /// just read the contents from us, or it is the client that the desktop names its clipboard
-/// manager. What fills a gap is older when it has been on the clipboard before, or when it is
-/// offered by a window that had owned the clipboard before. What a password manager has marked is
-/// never a copy when another program offers it without the mark, however much later.
+/// manager. What fills a gap is older when it is offered by a window that had owned the clipboard
+/// before.
 ///
 /// While nobody watches, no owner is asked for anything; every new owner moves the count.
 ///
@@ -36,19 +34,6 @@ namespace clipmule {
 /// without asking the display.
 class X11Pasteboard final : public Pasteboard, private X11Observer {
 public:
-    /// A burst of owners (one quits, a manager follows) is one change; the poll looks twice a
-    /// second.
-    static constexpr RunLoop::Seconds settleTime{0.02};
-    /// How long after the end of an owner a manager may take over. Some are told of the end and
-    /// need milliseconds, others look twice a second; nobody quits one program and copies in
-    /// another in so short a time.
-    static constexpr RunLoop::Seconds takeoverTime{0.75};
-    /// How long after we took the clipboard a program that has read it may take it over. Managers
-    /// that own everything anew do it as soon as they have read it.
-    static constexpr RunLoop::Seconds reowningTime{1.0};
-    /// Contents whose fingerprints are remembered, and as many of secrets. What managers bring back
-    /// is the newest entry of their kind in histories of 10 to 25.
-    static constexpr size_t mostRemembered = 64;
     /// Windows that are remembered as having owned the clipboard. A desktop has some tens.
     static constexpr qsizetype mostEarlierOwners = 256;
 
@@ -74,21 +59,6 @@ protected:
     [[nodiscard]] bool ownsContents() const override { return _owner.isOwning(); }
 
 private:
-    // What is known of the newest owner: whether its contents may be those that were there before.
-    struct Taking {
-        bool isCopy = false; // certainly: something new has come in between
-        bool followsAnEnd = false;
-        bool isAnotherThanEnded = false;
-        bool hasOwnedBefore = false;
-        bool hasReadUs = false;
-        bool isTheManagers = false;
-
-        [[nodiscard]] bool mayBeTakeover() const {
-            return !isCopy && (followsAnEnd || hasReadUs || isTheManagers);
-        }
-        [[nodiscard]] bool fillsAGap() const { return followsAnEnd && isAnotherThanEnded; }
-    };
-
     void x11Event(const xcb_generic_event_t &event) override;
     void x11ConnectionLost() override;
     void ownerChanged(xcb_window_t owner, xcb_timestamp_t time);
@@ -100,11 +70,6 @@ private:
     void askForTheManager(xcb_window_t owner);
     void fetch(xcb_timestamp_t time);
     void fetched(const std::optional<PasteboardContents> &contents);
-    [[nodiscard]] bool isTakeover(const PasteboardContents &fetched) const;
-    [[nodiscard]] bool isSecretWithoutItsMark(const PasteboardContents &contents) const;
-    void remember(const PasteboardContents &contents);
-    void rememberSecret(const PasteboardContents &contents);
-    [[nodiscard]] bool hasBeenHere(const PasteboardFingerprint &contents) const;
     void stopFetching();
     void forgetContents();
 
@@ -119,20 +84,12 @@ private:
     // How many events of our own taking are still to come: until then, those about others are out
     // of date.
     int _ownEventsToCome = 0;
-    Taking _taking;
-    // The fingerprint of what was on the clipboard last, where it is not among the contents any
-    // more; nothing when it was never read.
-    std::optional<PasteboardFingerprint> _last;
-    struct Secret {
-        PasteboardFingerprint fingerprint;
-        xcb_window_t owner; // that marked it; none once that has gone
-    };
-    std::deque<PasteboardFingerprint> _history; // the newest last
-    std::deque<Secret> _secrets;                // the newest last
-    xcb_window_t _currentOwner = XCB_NONE;      // or, while there is none, the one before
-    QSet<xcb_window_t> _earlierOwners;          // that still exist
-    std::optional<RunLoop::Seconds> _ended;     // when the owner did, while there is no other
-    std::optional<RunLoop::Seconds> _taken;     // when we took the clipboard
+    PasteboardHistory::Taking _taking; // of the newest owner
+    PasteboardHistory _history;
+    xcb_window_t _currentOwner = XCB_NONE;  // or, while there is none, the one before
+    QSet<xcb_window_t> _earlierOwners;      // that still exist
+    std::optional<RunLoop::Seconds> _ended; // when the owner did, while there is no other
+    std::optional<RunLoop::Seconds> _taken; // when we took the clipboard
 };
 
 /// Whether the display tells of changes of the clipboard at all.
