@@ -4,6 +4,7 @@
 #include "platform/keyboard/KeyboardEvents.h"
 
 #include "platform/foundation/Log.h"
+#include "platform/keyboard/backends/wayland/WaylandKeyboardEvents.h"
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 #include "platform/session/Session.h"
 
@@ -30,6 +31,8 @@ private:
 
 std::unique_ptr<KeyboardEvents>
 makeKeyboardEvents(const Session &session, std::function<std::optional<QString>()> pasteKeys) {
+    if (auto keyboard = WaylandKeyboard::make(session.wayland))
+        return std::make_unique<WaylandKeyboardEvents>(std::move(keyboard), std::move(pasteKeys));
     if (!session.x11 || !hasXTestSupport(*session.x11))
         return std::make_unique<NullKeyboardEvents>();
     return std::make_unique<XTestKeyboardEvents>(session.x11, std::move(pasteKeys));

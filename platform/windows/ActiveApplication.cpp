@@ -4,8 +4,8 @@
 #include "platform/windows/ActiveApplication.h"
 
 #include "platform/session/Session.h"
-#include "platform/windows/ApplicationTable.h"
-#include "platform/windows/DesktopFiles.h"
+#include "platform/windows/KnownPrograms.h"
+#include "platform/windows/backends/wayland/WaylandActiveApplication.h"
 #include "platform/windows/backends/x11/X11ActiveApplication.h"
 
 namespace clipmule {
@@ -23,14 +23,18 @@ public:
 std::unique_ptr<ActiveApplication> makeActiveApplication(const Session &session,
                                                          const QString &tablePath,
                                                          const QString &userTablePath) {
-    if (!session.x11)
+    auto toplevels = WaylandToplevels::make(session.wayland);
+    if (!toplevels && !session.x11)
         return std::make_unique<NullActiveApplication>();
     ApplicationTable table = ApplicationTable::read(tablePath);
     if (!userTablePath.isEmpty())
         table.addUsersOwn(userTablePath);
-    return std::make_unique<X11ActiveApplication>(
-        session.x11, std::move(table),
-        std::make_unique<DesktopFiles>(DesktopFiles::standardFolders()));
+    KnownPrograms programs(std::move(table),
+                           std::make_unique<DesktopFiles>(DesktopFiles::standardFolders()));
+    if (toplevels)
+        return std::make_unique<WaylandActiveApplication>(std::move(toplevels),
+                                                          std::move(programs));
+    return std::make_unique<X11ActiveApplication>(session.x11, std::move(programs));
 }
 
 bool blendsWindows(const Session &session) {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/keyboard/backends/xtest/XTestKeymap.h"
+#include "platform/keyboard/PasteStroke.h"
 #include "tests/kit/TestCase.h"
 
 #include <QTest>

@@ -34,8 +34,10 @@ MAY_INCLUDE = {
     "platform/pasteboard/": ["platform/foundation/", "platform/images/",
                              "platform/x11/", "platform/wayland/", "platform/session/Session.h",
                              "platform/streams/SocketNotifier.h"],
-    "platform/keyboard/": ["platform/foundation/", "platform/x11/", "platform/session/Session.h"],
-    "platform/windows/": ["platform/foundation/", "platform/propertylist/", "platform/x11/",
+    "platform/keyboard/": ["platform/foundation/", "platform/wayland/", "platform/x11/",
+                           "platform/session/Session.h"],
+    "platform/windows/": ["platform/foundation/", "platform/propertylist/", "platform/wayland/",
+                          "platform/x11/",
                           "platform/session/Session.h"],
     "platform/tray/": ["platform/foundation/", "platform/x11/", "platform/dbus/",
                        "platform/session/Session.h"],
@@ -95,11 +97,11 @@ INTERNAL_SERVICES = ["platform/dbus/", "platform/wayland/", "platform/x11/"]
 # What the system offers, as the beginnings of header names, and the folders where a header of that
 # kind may appear. A header that others include may hold none of them, nor lead to one.
 SYSTEM_HEADERS = {
-    "X11": (["X11/", "xcb/", "xkbcommon/", "GL/"],
+    "X11": (["X11/", "xcb/", "GL/"],
             ["platform/x11/", "platform/session/", "platform/pasteboard/backends/x11/",
              "platform/keyboard/backends/xtest/",
              "platform/windows/backends/x11/", "platform/tray/backends/"]),
-    "Wayland": (["wayland-", "wlr-", "ext-data-control", "virtual-keyboard-"],
+    "Wayland": (["wayland-", "wlr-", "ext-data-control", "virtual-keyboard-", "xkbcommon/"],
                 ["platform/wayland/"]),
     "Avahi": (["avahi-"], ["platform/dnssd/backends/core/"]),
     "D-Bus": (["QDBus", "QtDBus", "dbus/"],

@@ -83,8 +83,8 @@ private Q_SLOTS:
         write("org.table.id.desktop", "[Desktop Entry]\nStartupWMClass=Tabled\n");
         _application = std::make_unique<X11ActiveApplication>(
             X11Connection::open(),
-            ApplicationTable::read(_folder.filePath(QStringLiteral("table.plist"))),
-            std::make_unique<DesktopFiles>(QStringList{_folder.path()}));
+            KnownPrograms(ApplicationTable::read(_folder.filePath(QStringLiteral("table.plist"))),
+                          std::make_unique<DesktopFiles>(QStringList{_folder.path()})));
     }
 
     void isCalledByItsName_data() {

@@ -41,34 +41,22 @@ bool hasXTestSupport(X11Connection &connection) {
 }
 
 XTestKeyboardEvents::XTestKeyboardEvents(std::shared_ptr<X11Connection> connection,
-                                         PasteKeys pasteKeys)
+                                         PasteStroke::FindName pasteKeys)
     : _connection(std::move(connection))
-    , _pasteKeys(std::move(pasteKeys)) {}
+    , _pasteStroke(std::move(pasteKeys)) {}
 
 XTestKeyboardEvents::~XTestKeyboardEvents() {
     giveBack();
 }
 
 void XTestKeyboardEvents::paste() {
-    const Stroke stroke = pasteStroke();
+    if (_connection->isLost())
+        return;
+    const Stroke stroke = _pasteStroke.keys();
     if (stroke.isEmpty())
         return;
     _pending.push_back(stroke);
     performPending();
-}
-
-XTestKeyboardEvents::Stroke XTestKeyboardEvents::pasteStroke() {
-    const Stroke usual = keysOfName(QStringLiteral("Ctrl+V")).value();
-    const std::optional<QString> name =
-        _pasteKeys && !_connection->isLost() ? _pasteKeys() : std::nullopt;
-    if (!name)
-        return usual;
-    const std::optional<Stroke> keys = keysOfName(*name);
-    if (!keys && !_unknownNames.contains(*name)) {
-        _unknownNames.insert(*name);
-        qCWarning(logKeyboard).noquote() << "no key stroke has this name:" << cutForLog(*name);
-    }
-    return keys.value_or(usual);
 }
 
 void XTestKeyboardEvents::performPending() {

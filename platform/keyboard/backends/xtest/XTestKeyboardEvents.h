@@ -5,14 +5,11 @@
 
 #include "platform/foundation/RunLoop.h"
 #include "platform/keyboard/KeyboardEvents.h"
+#include "platform/keyboard/PasteStroke.h"
 #include "platform/keyboard/backends/xtest/XTestKeymap.h"
 #include "platform/x11/X11Connection.h"
 
-#include <QSet>
-#include <QString>
-
 #include <deque>
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -36,13 +33,9 @@ public:
     /// How long it stays afterwards: a program looks up what it means when it handles the press.
     static constexpr RunLoop::Seconds borrowTime{0.3};
 
-    /// Which keys paste in the active window, by name (keysOfName()); nothing where the usual ones
-    /// do.
-    using PasteKeys = std::function<std::optional<QString>()>;
-
     /// Without `pasteKeys`, the usual keys paste everywhere.
     explicit XTestKeyboardEvents(std::shared_ptr<X11Connection> connection,
-                                 PasteKeys pasteKeys = {});
+                                 PasteStroke::FindName pasteKeys = {});
     ~XTestKeyboardEvents() override;
 
     void paste() override;
@@ -53,7 +46,6 @@ private:
     // one.
     using Stroke = QList<xcb_keysym_t>;
 
-    [[nodiscard]] Stroke pasteStroke();
     void performPending();
     void perform(const Stroke &stroke, const XTestKeymap &keymap);
     [[nodiscard]] std::optional<xcb_keycode_t> keyFor(xcb_keysym_t symbol,
@@ -68,8 +60,7 @@ private:
         bool isKnown = false; // to the programs
     };
     std::shared_ptr<X11Connection> _connection;
-    PasteKeys _pasteKeys;
-    QSet<QString> _unknownNames; // said already
+    PasteStroke _pasteStroke;
     std::deque<Stroke> _pending;
     std::optional<Borrowed> _borrowed;
     RunLoop::Timer _timer;

@@ -3,9 +3,6 @@
 
 #include "platform/keyboard/backends/xtest/XTestKeymap.h"
 
-#include <QHash>
-#include <QStringList>
-
 #include <algorithm>
 #include <map>
 
@@ -23,27 +20,6 @@ constexpr int lockRow = 1;
 
 bool isDown(const quint8 *keys, int key) {
     return (keys[key / 8] >> (key % 8)) & 1;
-}
-
-std::optional<xcb_keysym_t> modifierOfName(const QString &name) {
-    // The left key of each pair.
-    static const QHash<QString, xcb_keysym_t> modifiers{
-        {QStringLiteral("ctrl"), 0xffe3},
-        {QStringLiteral("shift"), 0xffe1},
-        {QStringLiteral("alt"), 0xffe9},
-        {QStringLiteral("super"), 0xffeb},
-    };
-    const auto found = modifiers.constFind(name);
-    return found == modifiers.cend() ? std::nullopt : std::optional(*found);
-}
-
-std::optional<xcb_keysym_t> keyOfName(const QString &name) {
-    if (name == u"insert")
-        return 0xff63;
-    const bool isOneKey = name.size() == 1 && ((name[0] >= u'a' && name[0] <= u'z') ||
-                                               (name[0] >= u'0' && name[0] <= u'9'));
-    // Latin-1 characters are their own symbols.
-    return isOneKey ? std::optional<xcb_keysym_t>(name[0].unicode()) : std::nullopt;
 }
 
 } // namespace
@@ -198,24 +174,6 @@ QList<xcb_keycode_t> XTestKeymap::heldOn(quint16 device) const {
         }
     }
     return held;
-}
-
-std::optional<QList<xcb_keysym_t>> keysOfName(const QString &name) {
-    if (name.compare(u"none", Qt::CaseInsensitive) == 0)
-        return QList<xcb_keysym_t>();
-    QStringList parts = name.toLower().split(u'+');
-    const std::optional<xcb_keysym_t> key = keyOfName(parts.takeLast());
-    if (!key)
-        return std::nullopt;
-    QList<xcb_keysym_t> keys;
-    for (const QString &part : std::as_const(parts)) {
-        const std::optional<xcb_keysym_t> modifier = modifierOfName(part);
-        if (!modifier || keys.contains(*modifier))
-            return std::nullopt;
-        keys.append(*modifier);
-    }
-    keys.append(*key);
-    return keys;
 }
 
 } // namespace clipmule

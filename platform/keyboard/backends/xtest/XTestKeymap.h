@@ -6,7 +6,6 @@
 #include "platform/x11/X11Connection.h"
 
 #include <QList>
-#include <QString>
 
 #include <optional>
 
@@ -59,11 +58,5 @@ private:
     };
     QList<Key> _keys;
 };
-
-/// A key stroke written out, "Ctrl+Shift+V" or "Shift+Insert", as the keys to press in this order,
-/// by the numbers of their symbols. Modifiers are Ctrl, Shift, Alt and Super, each at most once;
-/// the last part is a letter, a digit or "Insert". In any case of letters, without blanks. "None"
-/// is a stroke without keys. Nothing for any other text.
-[[nodiscard]] std::optional<QList<xcb_keysym_t>> keysOfName(const QString &name);
 
 } // namespace clipmule

@@ -12,19 +12,12 @@ namespace {
 // How much of a property is read, in units of four bytes; no class or identifier is longer.
 constexpr quint32 maximumPropertyUnits = 256;
 
-const QString fileManager = QStringLiteral("com.apple.finder");
-// The keys of a terminal that is in no table: "v" with Control alone is for the program that runs
-// in it.
-const QString terminalKeys = QStringLiteral("Ctrl+Shift+V");
-
 } // namespace
 
 X11ActiveApplication::X11ActiveApplication(std::shared_ptr<X11Connection> connection,
-                                           ApplicationTable table,
-                                           std::unique_ptr<DesktopFiles> desktopFiles)
+                                           KnownPrograms programs)
     : _connection(std::move(connection))
-    , _table(std::move(table))
-    , _desktopFiles(std::move(desktopFiles)) {}
+    , _programs(std::move(programs)) {}
 
 QByteArray X11ActiveApplication::property(xcb_window_t window, xcb_atom_t property) const {
     const auto reply = _connection->reply(xcb_get_property_reply,
@@ -36,13 +29,7 @@ QByteArray X11ActiveApplication::property(xcb_window_t window, xcb_atom_t proper
                       xcb_get_property_value_length(reply.get()));
 }
 
-QStringList X11ActiveApplication::Names::said() const {
-    QStringList names{toolkitIdentifier, windowClass, instance};
-    names.removeAll(QString());
-    return names;
-}
-
-X11ActiveApplication::Names X11ActiveApplication::namesOfTheActiveWindow() const {
+WindowNames X11ActiveApplication::namesOfTheActiveWindow() const {
     if (_connection->isLost())
         return {};
     const QByteArray active =
@@ -60,49 +47,12 @@ X11ActiveApplication::Names X11ActiveApplication::namesOfTheActiveWindow() const
             .instance = QString::fromUtf8(classParts.value(0))};
 }
 
-std::optional<DesktopFiles::Program> X11ActiveApplication::programOf(const Names &names) const {
-    for (const QString &name : names.said()) {
-        if (const auto program = _desktopFiles->find(name))
-            return program;
-    }
-    return std::nullopt;
-}
-
 std::optional<QString> X11ActiveApplication::identifier() const {
-    const Names names = namesOfTheActiveWindow();
-    for (const QString &name : names.said()) {
-        if (const auto part = _table.partOf(name))
-            return part;
-    }
-    const auto program = programOf(names);
-    if (program) {
-        if (const auto part = _table.partOf(program->identifier))
-            return part;
-        if (program->isFileManager)
-            return fileManager;
-    }
-    if (!names.toolkitIdentifier.isEmpty())
-        return names.toolkitIdentifier;
-    if (program)
-        return program->identifier;
-    if (!names.windowClass.isEmpty())
-        return names.windowClass.toLower();
-    return std::nullopt;
+    return _programs.identifier(namesOfTheActiveWindow());
 }
 
 ActiveApplication::Pasting X11ActiveApplication::pasting() const {
-    const Names names = namesOfTheActiveWindow();
-    const auto program = programOf(names);
-    QStringList known = names.said();
-    if (program)
-        known.append(program->identifier);
-    for (const QString &name : std::as_const(known)) {
-        if (const auto keys = _table.pasteKeysOf(name))
-            return {.keys = keys, .isFromSelection = _table.pastesFromSelection(name)};
-    }
-    if (program && program->isTerminal)
-        return {.keys = terminalKeys};
-    return {};
+    return _programs.pasting(namesOfTheActiveWindow());
 }
 
 bool hasX11Compositor(X11Connection &connection) {

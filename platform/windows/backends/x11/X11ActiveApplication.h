@@ -4,11 +4,8 @@
 #pragma once
 
 #include "platform/windows/ActiveApplication.h"
-#include "platform/windows/ApplicationTable.h"
-#include "platform/windows/DesktopFiles.h"
+#include "platform/windows/KnownPrograms.h"
 #include "platform/x11/X11Connection.h"
-
-#include <QStringList>
 
 #include <memory>
 
@@ -18,28 +15,17 @@ namespace clipmule {
 /// trips to the display server a question.
 class X11ActiveApplication final : public ActiveApplication {
 public:
-    X11ActiveApplication(std::shared_ptr<X11Connection> connection, ApplicationTable table,
-                         std::unique_ptr<DesktopFiles> desktopFiles);
+    X11ActiveApplication(std::shared_ptr<X11Connection> connection, KnownPrograms programs);
 
     [[nodiscard]] std::optional<QString> identifier() const override;
     [[nodiscard]] Pasting pasting() const override;
 
 private:
-    // What a window says of itself, best first; what it does not say is empty.
-    struct Names {
-        QString toolkitIdentifier;
-        QString windowClass;
-        QString instance;
-
-        [[nodiscard]] QStringList said() const;
-    };
-    [[nodiscard]] Names namesOfTheActiveWindow() const;
-    [[nodiscard]] std::optional<DesktopFiles::Program> programOf(const Names &names) const;
+    [[nodiscard]] WindowNames namesOfTheActiveWindow() const;
     [[nodiscard]] QByteArray property(xcb_window_t window, xcb_atom_t property) const;
 
     std::shared_ptr<X11Connection> _connection;
-    ApplicationTable _table;
-    std::unique_ptr<DesktopFiles> _desktopFiles;
+    KnownPrograms _programs;
 };
 
 /// Whether a compositor runs on the display.
