@@ -170,7 +170,7 @@ QStringList problemsOfAgent(const Facts &facts) {
         return {QStringLiteral("The agent is not running. Start clipmule-sync.")};
     if (!facts.status)
         return {QStringLiteral("The agent does not answer. Restart clipmule-sync.")};
-    if (!facts.status->hasDisplay)
+    if (!facts.status->hasDisplay && !facts.status->pasteboardCanRead)
         return {QStringLiteral("The agent was started without a display, so it has no clipboard. "
                                "Start clipmule-sync on the desktop: it takes over.")};
     QStringList problems;

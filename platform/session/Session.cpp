@@ -40,9 +40,11 @@ bool hasDisplay() {
     return isThere;
 }
 
-void whenDisplayIsLost(const Session &session, std::function<void()> callback) {
+void whenDisplayIsLost(const Session &session, const std::function<void()> &callback) {
     if (session.x11)
-        session.x11->whenLost(std::move(callback));
+        session.x11->whenLost(callback);
+    if (session.wayland)
+        session.wayland->whenLost(callback);
 }
 
 } // namespace clipmule

@@ -30,8 +30,9 @@ struct Session {
 /// there is one.
 [[nodiscard]] bool hasDisplay();
 
-/// Calls back once, from the run loop, when the display server has gone. The backends act as null
-/// backends from then on. Nothing happens in a session without a display.
-void whenDisplayIsLost(const Session &session, std::function<void()> callback);
+/// Calls back from the run loop when the display server or the compositor has gone; once for each
+/// that there was. Their backends act as null backends from then on. Nothing happens in a session
+/// without either.
+void whenDisplayIsLost(const Session &session, const std::function<void()> &callback);
 
 } // namespace clipmule

@@ -41,8 +41,8 @@ private Q_SLOTS:
         const auto pasteboard = makePasteboard({connection});
         QVERIFY(dynamic_cast<X11Pasteboard *>(pasteboard.get()));
         XTestKeyboardEvents keyboard(connection);
-        const X11ActiveApplication application(connection, {},
-                                               std::make_unique<DesktopFiles>(QStringList()));
+        const X11ActiveApplication application(
+            connection, KnownPrograms({}, std::make_unique<DesktopFiles>(QStringList())));
         pasteboard->write({.text = "x"});
         int losses = 0;
         whenDisplayIsLost({connection}, [&] { ++losses; });
@@ -67,8 +67,8 @@ private Q_SLOTS:
     // The death is found out in the middle of a question, not by the run loop.
     void questionsAfterTheDeathHaveNoAnswer() {
         const auto connection = X11Connection::open(_display);
-        const X11ActiveApplication application(connection, {},
-                                               std::make_unique<DesktopFiles>(QStringList()));
+        const X11ActiveApplication application(
+            connection, KnownPrograms({}, std::make_unique<DesktopFiles>(QStringList())));
         XTestKeyboardEvents keyboard(connection);
         const auto pasteboard = makePasteboard({connection});
         _server.kill();

@@ -129,7 +129,7 @@ private Q_SLOTS:
 
     void patienceEnds_data() {
         QTest::addColumn<double>("patience");
-        QTest::newRow("usual") << X11PropertyTransfer::stepLimit.count();
+        QTest::newRow("usual") << TargetTransfer::stepLimit.count();
         QTest::newRow("more") << 12.0;
     }
     void patienceEnds() {
@@ -158,7 +158,7 @@ private Q_SLOTS:
              .patience = RunLoop::Seconds(60)},
             [this](Outcome outcome, const QByteArray &bytes) { ended(outcome, bytes); });
         QVERIFY(await([&] { return _transfer->receivedBytes() == 20; }));
-        _runLoop.advance(X11PropertyTransfer::stepLimit - RunLoop::Seconds(0.001));
+        _runLoop.advance(TargetTransfer::stepLimit - RunLoop::Seconds(0.001));
         QVERIFY(_outcomes.isEmpty());
         _runLoop.advance(0.001);
         QCOMPARE(_outcomes, QList{Outcome::TimedOut});
