@@ -32,6 +32,7 @@ struct Source {
     wl_resource *resource = nullptr;
     void (*send)(wl_resource *, const char *, int32_t) = nullptr;
     void (*cancel)(wl_resource *) = nullptr;
+    int *alive = nullptr; // how many of the clients' there are
     QList<QByteArray> types;
     TestCompositor::Contents contents;
     TestCompositor::Owner owner = TestCompositor::Owner::Answers;
@@ -59,6 +60,7 @@ struct Clipboard {
     QList<Device> devices;
     QList<QByteArray> asked;
     int offersAlive = 0;
+    int sourcesAlive = 0;
     std::set<std::unique_ptr<Writing>> writings;
 };
 
@@ -212,13 +214,16 @@ struct DataControl {
         auto *const source =
             static_cast<std::shared_ptr<Source> *>(wl_resource_get_user_data(resource));
         (*source)->resource = nullptr;
+        --*(*source)->alive;
         delete source;
     }
-    static void createSource(wl_client *client, wl_resource *, quint32 id) {
+    static void createSource(wl_client *client, wl_resource *manager, quint32 id) {
         static constexpr typename Form::Source implementation{addType, destroy};
         wl_resource *const resource = wl_resource_create(client, &Form::source, 1, id);
         auto source = std::make_shared<Source>();
         source->resource = resource;
+        source->alive = &of(manager).sourcesAlive;
+        ++*source->alive;
         source->send = Form::sendSend;
         source->cancel = Form::sendCancelled;
         wl_resource_set_implementation(resource, &implementation,
@@ -495,6 +500,12 @@ QList<QByteArray> TestCompositor::typed() const {
     QList<QByteArray> typed;
     run([&] { typed = _state->typed; });
     return typed;
+}
+
+int TestCompositor::sourcesAlive() const {
+    int count = 0;
+    run([&] { count = _state->clipboard.sourcesAlive; });
+    return count;
 }
 
 void TestCompositor::setWindow(int number, const Window &window) {

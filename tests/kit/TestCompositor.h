@@ -62,8 +62,9 @@ public:
     [[nodiscard]] FileHandle paste(const QByteArray &type);
     /// How often clients have asked for each type of what others copied, since the beginning.
     [[nodiscard]] QList<QByteArray> asked() const;
-    /// How many offers clients have not given back.
+    /// How many offers, and sources of their own, clients have not given back.
     [[nodiscard]] int offersAlive() const;
+    [[nodiscard]] int sourcesAlive() const;
 
     /// What virtual keyboards have done, in order: "keymap us" by the name of its layout, "press
     /// 29" and "release 29" by the kernel's number of the key, "modifiers 4".

@@ -135,6 +135,33 @@ private Q_SLOTS:
         QVERIFY(!isServed);
     }
 
+    void notEverythingIsRemembered() {
+        for (int seat = 0; seat < 1200; ++seat)
+            _compositor->addSeat();
+        QCOMPARE(WaylandConnection::probe().size(), WaylandConnection::mostGlobals);
+    }
+
+    void whoIsRemovedByAnotherIsToldNothing() {
+        const auto connection = WaylandConnection::open();
+        std::optional<ChangeCounter> second;
+        struct Remover final : WaylandObserver {
+            explicit Remover(std::optional<ChangeCounter> &removed)
+                : removed(removed) {}
+            void waylandGlobalsChanged() override {
+                isCalled = true;
+                removed->connection.removeObserver(&*removed);
+            }
+            std::optional<ChangeCounter> &removed;
+            bool isCalled = false;
+        } first(second);
+        connection->addObserver(&first);
+        second.emplace(*connection);
+        _compositor->addSeat();
+        QVERIFY(await([&] { return first.isCalled; }));
+        QCOMPARE(second->changes, 0);
+        connection->removeObserver(&first);
+    }
+
     void servedInOrder() {
         const auto connection = WaylandConnection::open();
         ChangeCounter observer(*connection);

@@ -203,6 +203,7 @@ private Q_SLOTS:
         QVERIFY(_control->own({QStringLiteral("third")}));
         QVERIFY(await([&] { return _compositor->types().contains("third"); }));
         QCOMPARE(_cancelled, 0);
+        QVERIFY(await([&] { return _compositor->sourcesAlive() == 1; }));
     }
 
     // Managers offer everything again that they have read, our mark included.
