@@ -7,6 +7,7 @@
 #include "platform/keyboard/backends/wayland/WaylandKeyboardEvents.h"
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 #include "platform/session/Session.h"
+#include "platform/wayland/WaylandDataControl.h"
 
 #include <utility>
 
@@ -33,6 +34,9 @@ std::unique_ptr<KeyboardEvents>
 makeKeyboardEvents(const Session &session, std::function<std::optional<QString>()> pasteKeys) {
     if (auto keyboard = WaylandKeyboard::make(session.wayland))
         return std::make_unique<WaylandKeyboardEvents>(std::move(keyboard), std::move(pasteKeys));
+    // An X server's keys are not in order with the compositor's clipboard.
+    if (WaylandDataControl::isOffered(session.wayland))
+        return std::make_unique<NullKeyboardEvents>();
     if (!session.x11 || !hasXTestSupport(*session.x11))
         return std::make_unique<NullKeyboardEvents>();
     return std::make_unique<XTestKeyboardEvents>(session.x11, std::move(pasteKeys));

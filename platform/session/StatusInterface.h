@@ -42,11 +42,11 @@ struct AgentStatus {
     /// Whether it was started where there is a display. Without one it only passes clips on from
     /// phone to phone, and leaves as soon as another is started on the desktop.
     bool hasDisplay = false;
-    /// "x11", or "none" without a clipboard.
+    /// "x11", "ext-data-control", "wlr-data-control", or "none" without a clipboard.
     QString pasteboardBackend;
     bool pasteboardCanRead = false;
     bool pasteboardCanWrite = false;
-    /// "xtest", or "none" where pasting is left to the user.
+    /// "xtest", "virtual-keyboard", or "none" where pasting is left to the user.
     QString pasteBackend;
     bool canPaste = false;
     /// "none", or what the status item appears in.

@@ -265,15 +265,18 @@ private:
     std::unique_ptr<Offer> _primary;
 };
 
+bool WaylandDataControl::isOffered(const std::shared_ptr<WaylandConnection> &connection) {
+    return connection && connection->seat() &&
+           (connection->offers(Agreed::manager.name) || connection->offers(Wlroots::manager.name));
+}
+
 std::unique_ptr<WaylandDataControl>
 WaylandDataControl::make(const std::shared_ptr<WaylandConnection> &connection) {
-    if (!connection || !connection->seat())
+    if (!isOffered(connection))
         return nullptr;
     if (connection->offers(Agreed::manager.name))
         return std::make_unique<FormOfDataControl<Agreed>>(connection);
-    if (connection->offers(Wlroots::manager.name))
-        return std::make_unique<FormOfDataControl<Wlroots>>(connection);
-    return nullptr;
+    return std::make_unique<FormOfDataControl<Wlroots>>(connection);
 }
 
 } // namespace clipmule

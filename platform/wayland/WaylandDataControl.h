@@ -26,6 +26,8 @@ public:
     /// out. Office programs offer some thirty.
     static constexpr qsizetype mostTypes = 256;
 
+    /// Whether the connection offers data control in either form, and has a seat.
+    [[nodiscard]] static bool isOffered(const std::shared_ptr<WaylandConnection> &connection);
     /// Of a connection that may offer data control; null when it does not, or has no seat.
     [[nodiscard]] static std::unique_ptr<WaylandDataControl>
     make(const std::shared_ptr<WaylandConnection> &connection);

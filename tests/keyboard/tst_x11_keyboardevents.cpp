@@ -6,11 +6,13 @@
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 #include "platform/pasteboard/Pasteboard.h"
 #include "platform/session/Session.h"
+#include "platform/wayland/WaylandConnection.h"
 #include "tests/keyboard/KeyWindow.h"
 #include "tests/keyboard/UserKeyboard.h"
 #include "tests/kit/Await.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/TestCase.h"
+#include "tests/kit/TestCompositor.h"
 #include "tests/pasteboard/clients/ClientProcess.h"
 
 #include <QTest>
@@ -287,6 +289,26 @@ private Q_SLOTS:
             QVERIFY2(client.shows(text), qPrintable(client.shownText()));
         }
         QCOMPARE(keyboard->description(), QStringLiteral("xtest"));
+    }
+
+    // Which are in no order with what is on its clipboard.
+    void besideACompositorNoneAreMade_data() {
+        QTest::addColumn<bool>("dataControl");
+        QTest::addColumn<bool>("keyboards");
+        QTest::addColumn<QString>("description");
+        QTest::newRow("clipboard alone") << true << false << QStringLiteral("none");
+        QTest::newRow("both") << true << true << QStringLiteral("virtual-keyboard");
+        QTest::newRow("neither") << false << false << QStringLiteral("xtest");
+    }
+    void besideACompositorNoneAreMade() {
+        QFETCH(bool, dataControl);
+        QFETCH(bool, keyboards);
+        const kit::TestCompositor compositor(
+            {.agreed = false, .wlroots = dataControl, .keyboards = keyboards});
+        qputenv("WAYLAND_DISPLAY", compositor.display());
+        const auto keyboard =
+            makeKeyboardEvents({.x11 = _connection, .wayland = WaylandConnection::open()});
+        QTEST(keyboard->description(), "description");
     }
 
     void nullSaysOnce() {

@@ -145,8 +145,8 @@ private Q_SLOTS:
         const auto connection = WaylandConnection::open();
         std::optional<ChangeCounter> second;
         struct Remover final : WaylandObserver {
-            explicit Remover(std::optional<ChangeCounter> &removed)
-                : removed(removed) {}
+            explicit Remover(std::optional<ChangeCounter> &who)
+                : removed(who) {}
             void waylandGlobalsChanged() override {
                 isCalled = true;
                 removed->connection.removeObserver(&*removed);
