@@ -378,11 +378,13 @@ struct TestCompositor::State {
     }
     void serve() {
         wl_event_loop *const loop = wl_display_get_event_loop(display);
-        wl_event_loop_add_fd(loop, wakeUp.descriptor(), WL_EVENT_READABLE, wake, this);
+        wl_event_source *const woken =
+            wl_event_loop_add_fd(loop, wakeUp.descriptor(), WL_EVENT_READABLE, wake, this);
         while (!isEnding) {
             wl_event_loop_dispatch(loop, -1);
             wl_display_flush_clients(display);
         }
+        wl_event_source_remove(woken);
     }
 };
 
