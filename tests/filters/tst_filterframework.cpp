@@ -81,8 +81,9 @@ private Q_SLOTS:
     // A name in Info.plist that no class has would be passed over without a word.
     void everyInstalledNameHasAClass() {
         const auto information = Bundle::mainBundle().infoDictionary();
+        const PropertyList installed = information.value(u"filters"_qs);
         QStringList names;
-        for (const PropertyList &name : information.value(u"filters"_qs).list())
+        for (const PropertyList &name : installed.list())
             names.append(name.string());
         QCOMPARE(names, filterClassNames());
     }
