@@ -20,12 +20,18 @@ namespace clipmule {
 
 // An answer that somebody waits for.
 struct WaylandConnection::Awaited {
+    Awaited(WaylandConnection &asked, WaylandObserver *asking, std::function<void()> whenServed)
+        : connection(asked)
+        , proxy(wl_display_sync(asked._display))
+        , observer(asking)
+        , callback(std::move(whenServed)) {}
+    ~Awaited() { wl_callback_destroy(proxy); }
+    Q_DISABLE_COPY_MOVE(Awaited)
+
     WaylandConnection &connection;
     wl_callback *proxy;
     WaylandObserver *observer;
     std::function<void()> callback;
-
-    ~Awaited() { wl_callback_destroy(proxy); }
 };
 
 // What the registry says.
@@ -205,10 +211,9 @@ void WaylandConnection::flush() {
 void WaylandConnection::whenServed(WaylandObserver *observer, std::function<void()> callback) {
     if (_lost)
         return;
-    wl_callback *const proxy = wl_display_sync(_display);
-    _awaited.push_back(
-        std::unique_ptr<Awaited>(new Awaited{*this, proxy, observer, std::move(callback)}));
-    wl_callback_add_listener(proxy, &Listener::service, _awaited.back().get());
+    _awaited.push_back(std::make_unique<Awaited>(*this, observer, std::move(callback)));
+    Awaited *const awaited = _awaited.back().get();
+    wl_callback_add_listener(awaited->proxy, &Listener::service, awaited);
     flush();
 }
 
