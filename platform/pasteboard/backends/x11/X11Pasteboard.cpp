@@ -66,19 +66,13 @@ void X11Pasteboard::rememberOwner(xcb_window_t owner) {
     xcb_change_window_attributes(_connection->xcb(), owner, XCB_CW_EVENT_MASK, &mask);
 }
 
-void X11Pasteboard::forgetOwner(xcb_window_t owner) {
-    _earlierOwners.remove(owner);
-    _history.forgetOwner(owner);
-}
-
-bool X11Pasteboard::isFetching() const {
-    return _settle.isPending() || _reader.isReading();
-}
-
 void X11Pasteboard::x11Event(const xcb_generic_event_t &event) {
     const int type = event.response_type & 0x7f;
-    if (type == XCB_DESTROY_NOTIFY)
-        forgetOwner(reinterpret_cast<const xcb_destroy_notify_event_t &>(event).window);
+    if (type == XCB_DESTROY_NOTIFY) {
+        const auto &gone = reinterpret_cast<const xcb_destroy_notify_event_t &>(event);
+        _earlierOwners.remove(gone.window);
+        forgetOwner(gone.window);
+    }
     if (type != _selectionEvent)
         return;
     const auto &notified = reinterpret_cast<const xcb_xfixes_selection_notify_event_t &>(event);
@@ -98,52 +92,25 @@ void X11Pasteboard::ownerChanged(xcb_window_t owner, xcb_timestamp_t time) {
     }
     if (_ownEventsToCome > 0)
         return;
-    if (owner == XCB_NONE)
+    if (owner == XCB_NONE) {
         ownerEnded();
-    else
-        ownerTook(owner, time);
-}
-
-void X11Pasteboard::ownerEnded() {
-    // A copy that nobody had the time to read may still be had from a manager.
-    _taking = {.isCopy = _taking.isCopy || (isFetching() && !_taking.mayBeTakeover())};
-    stopFetching();
-    forgetContents();
-    _owner.disown();
-    _ended = RunLoop::current().now();
-}
-
-void X11Pasteboard::ownerTook(xcb_window_t owner, xcb_timestamp_t time) {
-    const RunLoop::Seconds now = RunLoop::current().now();
-    PasteboardHistory::Taking taking{
-        .isCopy = _taking.isCopy,
-        .followsAnEnd = _ended && now - *_ended < PasteboardHistory::takeoverTime,
-        .isAnotherThanEnded = _connection->clientOf(owner) != _connection->clientOf(_currentOwner),
-        .hasOwnedBefore = _earlierOwners.contains(owner),
-        .hasReadUs =
-            _taken && now - *_taken < PasteboardHistory::reowningTime && _owner.wasReadBy(owner)};
-    // After a while without an owner nobody takes over what was there before.
-    if (_ended && !taking.followsAnEnd)
-        _history.forgetLast();
-    _ended.reset();
-    if (isFetching()) {
-        taking.isCopy = !_taking.mayBeTakeover();
-        taking.hasReadUs = taking.hasReadUs || _taking.hasReadUs;
+        _owner.disown();
+    } else {
+        taken(owner, time);
     }
-    _taking = taking;
+}
+
+void X11Pasteboard::taken(xcb_window_t owner, xcb_timestamp_t time) {
+    const Newcomer newcomer{.owner = owner,
+                            .isAnother = _connection->clientOf(owner) !=
+                                         _connection->clientOf(_currentOwner),
+                            .hasOwnedBefore = _earlierOwners.contains(owner),
+                            .hasReadUs = _owner.wasReadBy(owner)};
     rememberOwner(owner);
-    stopFetching();
-    _history.setLast(contents());
     _owner.disown();
-    if (!_watching) {
-        setContents({});
-        _history.forgetLast();
-        moveChangeCount();
-        return;
-    }
-    askForTheManager(owner);
-    _settle = RunLoop::current().performAfter(PasteboardHistory::settleTime,
-                                              [this, time] { fetch(time); });
+    ownerTook(newcomer, [this, time](Fetched fetched) { _reader.start(time, std::move(fetched)); });
+    if (isFetching())
+        askForTheManager(owner);
 }
 
 // The reply comes before anything that the owner is asked for, and before the one about the next
@@ -152,55 +119,9 @@ void X11Pasteboard::askForTheManager(xcb_window_t owner) {
     const auto cookie = xcb_get_selection_owner(_connection->xcb(), _clipboardManager);
     _connection->awaitReply(cookie.sequence, this, [this, owner](const void *memory) {
         const auto *reply = static_cast<const xcb_get_selection_owner_reply_t *>(memory);
-        _taking.isTheManagers = reply && reply->owner != XCB_NONE &&
-                                _connection->clientOf(reply->owner) == _connection->clientOf(owner);
+        setIsTheManagers(reply && reply->owner != XCB_NONE &&
+                         _connection->clientOf(reply->owner) == _connection->clientOf(owner));
     });
-}
-
-void X11Pasteboard::fetch(xcb_timestamp_t time) {
-    _reader.start(time,
-                  [this](const std::optional<PasteboardContents> &contents) { fetched(contents); });
-}
-
-void X11Pasteboard::fetched(const std::optional<PasteboardContents> &fetchedContents) {
-    // Nothing is known of an owner that hangs; the last complete contents stay.
-    if (fetchedContents) {
-        const bool isCopy = !fetchedContents->isEmpty() &&
-                            !_history.isTakeover(*fetchedContents, _taking, _currentOwner);
-        setContents(*fetchedContents);
-        _history.remember(*fetchedContents, _currentOwner);
-        if (isCopy)
-            moveChangeCount();
-    } else {
-        moveUnansweredCount();
-    }
-    _taking = {};
-}
-
-void X11Pasteboard::stopFetching() {
-    _settle.cancel();
-    _reader.abandon();
-}
-
-// Drops the contents and keeps their fingerprint.
-void X11Pasteboard::forgetContents() {
-    _history.setLast(contents());
-    setContents({});
-}
-
-void X11Pasteboard::setWatching(bool watching) {
-    _watching = watching;
-    if (watching)
-        return;
-    if (isFetching()) {
-        stopFetching();
-        setContents({});
-        _history.forgetLast();
-        _taking = {};
-        moveChangeCount();
-    } else if (!ownsContents()) {
-        forgetContents();
-    }
 }
 
 void X11Pasteboard::publish() {
@@ -208,21 +129,10 @@ void X11Pasteboard::publish() {
         setContents({});
         return;
     }
-    stopFetching();
-    _ended.reset();
-    _taken = RunLoop::current().now();
-    _taking = {};
     ++_ownEventsToCome;
     _currentOwner = _owner.window();
-    _history.remember(contents(), _currentOwner);
+    weTook(_currentOwner);
     _owner.own(PasteboardOffers::offers(contents()));
-}
-
-void X11Pasteboard::releaseContents() {
-    const PasteboardContents before = contents();
-    Pasteboard::releaseContents();
-    if (contents().isEmpty())
-        _history.setLast(before);
 }
 
 void X11Pasteboard::prepareToQuit(std::function<void()> done) {
@@ -230,7 +140,7 @@ void X11Pasteboard::prepareToQuit(std::function<void()> done) {
 }
 
 void X11Pasteboard::x11ConnectionLost() {
-    _settle.cancel();
+    stopFetching();
     setContents({});
 }
 

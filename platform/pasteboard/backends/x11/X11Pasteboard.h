@@ -3,16 +3,12 @@
 
 #pragma once
 
-#include "platform/foundation/RunLoop.h"
-#include "platform/pasteboard/PasteboardHistory.h"
+#include "platform/pasteboard/FollowedPasteboard.h"
 #include "platform/pasteboard/backends/x11/X11SelectionOwner.h"
 #include "platform/pasteboard/backends/x11/X11SelectionReader.h"
 #include "platform/x11/X11Connection.h"
 
 #include <QSet>
-
-#include <deque>
-#include <optional>
 
 namespace clipmule {
 
@@ -32,7 +28,7 @@ namespace clipmule {
 ///
 /// What we commit is served to other clients from the run loop; the reading calls answer from it
 /// without asking the display.
-class X11Pasteboard final : public Pasteboard, private X11Observer {
+class X11Pasteboard final : public FollowedPasteboard, private X11Observer {
 public:
     /// Windows that are remembered as having owned the clipboard. A desktop has some tens.
     static constexpr qsizetype mostEarlierOwners = 256;
@@ -45,33 +41,24 @@ public:
     /// Begins to follow the selection.
     void start();
 
-    void setWatching(bool watching) override;
     [[nodiscard]] QString description() const override { return QStringLiteral("x11"); }
-    void releaseContents() override;
     void offerAsSelection() override { _owner.ownSelection(); }
     void prepareToQuit(std::function<void()> done) override;
-
-    /// Whether contents are being fetched or are about to be.
-    [[nodiscard]] bool isFetching() const;
 
 protected:
     void publish() override;
     [[nodiscard]] bool ownsContents() const override { return _owner.isOwning(); }
+    [[nodiscard]] bool isReading() const override { return _reader.isReading(); }
+    void abandonReading() override { _reader.abandon(); }
 
 private:
     void x11Event(const xcb_generic_event_t &event) override;
     void x11ConnectionLost() override;
     void ownerChanged(xcb_window_t owner, xcb_timestamp_t time);
-    void ownerEnded();
-    void ownerTook(xcb_window_t owner, xcb_timestamp_t time);
+    void taken(xcb_window_t owner, xcb_timestamp_t time);
     void findTheOwner();
     void rememberOwner(xcb_window_t owner);
-    void forgetOwner(xcb_window_t owner);
     void askForTheManager(xcb_window_t owner);
-    void fetch(xcb_timestamp_t time);
-    void fetched(const std::optional<PasteboardContents> &contents);
-    void stopFetching();
-    void forgetContents();
 
     std::shared_ptr<X11Connection> _connection;
     X11SelectionReader _reader;
@@ -79,17 +66,11 @@ private:
     xcb_atom_t _clipboard;
     xcb_atom_t _clipboardManager;
     quint8 _selectionEvent; // its number on this connection
-    RunLoop::Timer _settle;
-    bool _watching = false;
     // How many events of our own taking are still to come: until then, those about others are out
     // of date.
     int _ownEventsToCome = 0;
-    PasteboardHistory::Taking _taking; // of the newest owner
-    PasteboardHistory _history;
-    xcb_window_t _currentOwner = XCB_NONE;  // or, while there is none, the one before
-    QSet<xcb_window_t> _earlierOwners;      // that still exist
-    std::optional<RunLoop::Seconds> _ended; // when the owner did, while there is no other
-    std::optional<RunLoop::Seconds> _taken; // when we took the clipboard
+    xcb_window_t _currentOwner = XCB_NONE; // or, while there is none, the one before
+    QSet<xcb_window_t> _earlierOwners;     // that still exist
 };
 
 /// Whether the display tells of changes of the clipboard at all.
