@@ -154,6 +154,19 @@ private Q_SLOTS:
         QCOMPARE(_desktop->pasteboard->changeCount(), 1);
     }
 
+    // Some own first their texts and then everything, before either was read.
+    void whoTakesOverTwiceIsAManagerStill() {
+        _desktop->pasteboard->write({.text = "ours", .html = "<i>ours</i>"});
+        QVERIFY(await([&] { return _desktop->compositor.isClients(); }));
+        QCOMPARE(paste("text/plain"), "ours");
+        copy({{"text/plain", "ours"}});
+        QVERIFY(await([&] { return _desktop->pasteboard->isFetching(); }));
+        copy({{"text/plain", "ours"}, {"text/html", "<i>ours</i>"}});
+        _desktop->settle();
+        QVERIFY(_desktop->fetchEnds());
+        QCOMPARE(_desktop->pasteboard->changeCount(), 1);
+    }
+
     void whoReadNothingCopies() {
         _desktop->pasteboard->write({.text = "ours"});
         QVERIFY(await([&] { return _desktop->compositor.isClients(); }));
