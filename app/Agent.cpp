@@ -129,6 +129,7 @@ void Agent::tellStatus() {
          .pasteboardCanWrite = pasteboard != none,
          .pasteBackend = keyboard,
          .canPaste = keyboard != none,
+         .pasteObstacle = _backends.keyboard->obstacle(),
          .trayKind = _face ? _face->trayKind() : none,
          .discovery = _backends.dnssd->description(),
          .phones = _application->phoneStates(),

@@ -182,7 +182,11 @@ QStringList problemsOfAgent(const Facts &facts) {
                                        "arrives."));
     if (!facts.status->canPaste)
         problems.append(
-            QStringLiteral("What arrives is put on the clipboard, but cannot be pasted."));
+            QStringLiteral("What arrives is put on the clipboard, but cannot be pasted%1.")
+                .arg(facts.status->pasteObstacle.isEmpty()
+                         ? QString()
+                         : QStringLiteral(": ") +
+                               ShownText::onOneLine(facts.status->pasteObstacle)));
     return problems;
 }
 

@@ -17,14 +17,19 @@ namespace {
 
 class NullKeyboardEvents final : public KeyboardEvents {
 public:
+    explicit NullKeyboardEvents(QString obstacle)
+        : _obstacle(std::move(obstacle)) {}
+
     void paste() override {
         if (!std::exchange(_said, true))
-            qCWarning(logKeyboard, "no key strokes can be made in this session: what arrives "
-                                   "stays on the clipboard and is not pasted");
+            qCWarning(logKeyboard, "what arrives stays on the clipboard and is not pasted: %s",
+                      qUtf8Printable(_obstacle));
     }
     [[nodiscard]] QString description() const override { return QStringLiteral("none"); }
+    [[nodiscard]] QString obstacle() const override { return _obstacle; }
 
 private:
+    const QString _obstacle;
     bool _said = false;
 };
 
@@ -36,9 +41,13 @@ makeKeyboardEvents(const Session &session, std::function<std::optional<QString>(
         return std::make_unique<WaylandKeyboardEvents>(std::move(keyboard), std::move(pasteKeys));
     // An X server's keys are not in order with the compositor's clipboard.
     if (WaylandDataControl::isOffered(session.wayland))
-        return std::make_unique<NullKeyboardEvents>();
-    if (!session.x11 || !hasXTestSupport(*session.x11))
-        return std::make_unique<NullKeyboardEvents>();
+        return std::make_unique<NullKeyboardEvents>(
+            QStringLiteral("the compositor takes no key strokes from programs"));
+    if (!session.x11)
+        return std::make_unique<NullKeyboardEvents>(QStringLiteral("there is no display"));
+    if (!hasXTestSupport(*session.x11))
+        return std::make_unique<NullKeyboardEvents>(
+            QStringLiteral("the X server lacks XTEST, XKB or XInput"));
     return std::make_unique<XTestKeyboardEvents>(session.x11, std::move(pasteKeys));
 }
 

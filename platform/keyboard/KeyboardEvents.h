@@ -28,6 +28,9 @@ public:
 
     /// How it makes key strokes, for the status: "xtest". "none" where it makes none.
     [[nodiscard]] virtual QString description() const = 0;
+    /// Why it makes none, in plain English for the status, without a full stop; empty where it
+    /// makes them.
+    [[nodiscard]] virtual QString obstacle() const { return {}; }
 };
 
 /// Key strokes for the session's display, in order after whatever else was sent to it. Where there

@@ -49,6 +49,8 @@ struct AgentStatus {
     /// "xtest", "virtual-keyboard", or "none" where pasting is left to the user.
     QString pasteBackend;
     bool canPaste = false;
+    /// Why not, without a full stop; empty where it can.
+    QString pasteObstacle = {};
     /// "none", or what the status item appears in.
     QString trayKind;
     /// One line: which responder finds the phones.

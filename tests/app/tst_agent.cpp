@@ -66,6 +66,7 @@ private Q_SLOTS:
         QVERIFY(status.pasteboardCanRead && status.pasteboardCanWrite);
         QCOMPARE(status.pasteBackend, u"recording"_qs);
         QVERIFY(status.canPaste);
+        QCOMPARE(status.pasteObstacle, QString());
         QCOMPARE(status.trayKind, u"none"_qs);
         QCOMPARE(status.discovery, _network->description());
     }
@@ -79,6 +80,7 @@ private Q_SLOTS:
         QVERIFY(!status.pasteboardCanRead && !status.pasteboardCanWrite);
         QCOMPARE(status.pasteBackend, u"none"_qs);
         QVERIFY(!status.canPaste);
+        QCOMPARE(status.pasteObstacle, u"there is no display"_qs);
     }
 
     void aBurstOfChangesIsToldOnce() {

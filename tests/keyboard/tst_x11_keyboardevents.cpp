@@ -296,9 +296,12 @@ private Q_SLOTS:
         QTest::addColumn<bool>("dataControl");
         QTest::addColumn<bool>("keyboards");
         QTest::addColumn<QString>("description");
-        QTest::newRow("clipboard alone") << true << false << QStringLiteral("none");
-        QTest::newRow("both") << true << true << QStringLiteral("virtual-keyboard");
-        QTest::newRow("neither") << false << false << QStringLiteral("xtest");
+        QTest::addColumn<QString>("obstacle");
+        QTest::newRow("clipboard alone")
+            << true << false << QStringLiteral("none")
+            << QStringLiteral("the compositor takes no key strokes from programs");
+        QTest::newRow("both") << true << true << QStringLiteral("virtual-keyboard") << QString();
+        QTest::newRow("neither") << false << false << QStringLiteral("xtest") << QString();
     }
     void besideACompositorNoneAreMade() {
         QFETCH(bool, dataControl);
@@ -309,13 +312,15 @@ private Q_SLOTS:
         const auto keyboard =
             makeKeyboardEvents({.x11 = _connection, .wayland = WaylandConnection::open()});
         QTEST(keyboard->description(), "description");
+        QTEST(keyboard->obstacle(), "obstacle");
     }
 
     void nullSaysOnce() {
         const auto keyboard = makeKeyboardEvents({});
         QCOMPARE(keyboard->description(), QStringLiteral("none"));
-        QTest::ignoreMessage(QtWarningMsg, "no key strokes can be made in this session: what "
-                                           "arrives stays on the clipboard and is not pasted");
+        QCOMPARE(keyboard->obstacle(), QStringLiteral("there is no display"));
+        QTest::ignoreMessage(QtWarningMsg, "what arrives stays on the clipboard and is not pasted: "
+                                           "there is no display");
         keyboard->paste();
         keyboard->paste();
     }

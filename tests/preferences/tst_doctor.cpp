@@ -126,7 +126,14 @@ private Q_SLOTS:
             "cannot be written");
         row(
             "pasting", [](Doctor::Facts &facts) { facts.status->canPaste = false; },
-            "cannot be pasted");
+            "but cannot be pasted.");
+        row(
+            "why no pasting",
+            [](Doctor::Facts &facts) {
+                facts.status->canPaste = false;
+                facts.status->pasteObstacle = QStringLiteral("there is\nnothing to do it with");
+            },
+            "but cannot be pasted: there is\\nnothing to do it with.");
         row(
             "no display",
             [](Doctor::Facts &facts) {

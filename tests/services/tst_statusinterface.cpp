@@ -33,6 +33,7 @@ AgentStatus everything() {
             .pasteboardCanWrite = true,
             .pasteBackend = QStringLiteral("xtest"),
             .canPaste = true,
+            .pasteObstacle = QStringLiteral("beside the truth, since it can"),
             .trayKind = QStringLiteral("notifier"),
             .discovery = QStringLiteral("avahi-daemon"),
             .phones = {{.service = QStringLiteral("Anna’s Phone"),
@@ -200,7 +201,7 @@ private Q_SLOTS:
         QFile file(QStringLiteral(CLIPMULE_STATUS_DESCRIPTION));
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QStringList described = propertiesIn(QString::fromUtf8(file.readAll()));
-        QCOMPARE(described.size(), 14);
+        QCOMPARE(described.size(), 15);
         QCOMPARE(propertiesIn(live), described);
     }
 

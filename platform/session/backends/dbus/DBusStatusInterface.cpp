@@ -99,6 +99,7 @@ class StatusAdaptor final : public QDBusAbstractAdaptor {
     Q_PROPERTY(bool PasteboardCanWrite READ pasteboardCanWrite)
     Q_PROPERTY(QString PasteBackend READ pasteBackend)
     Q_PROPERTY(bool CanPaste READ canPaste)
+    Q_PROPERTY(QString PasteObstacle READ pasteObstacle)
     Q_PROPERTY(QString TrayKind READ trayKind)
     Q_PROPERTY(QString Discovery READ discovery)
     Q_PROPERTY(clipmule::StatusOnBus::Phones Phones READ phones)
@@ -118,6 +119,7 @@ public:
     [[nodiscard]] bool pasteboardCanWrite() const { return _status.pasteboardCanWrite; }
     [[nodiscard]] QString pasteBackend() const { return _status.pasteBackend; }
     [[nodiscard]] bool canPaste() const { return _status.canPaste; }
+    [[nodiscard]] QString pasteObstacle() const { return _status.pasteObstacle; }
     [[nodiscard]] QString trayKind() const { return _status.trayKind; }
     [[nodiscard]] QString discovery() const { return _status.discovery; }
     [[nodiscard]] Phones phones() const {
@@ -261,6 +263,7 @@ QVariantMap toProperties(const AgentStatus &status) {
             {QStringLiteral("PasteboardCanWrite"), status.pasteboardCanWrite},
             {QStringLiteral("PasteBackend"), status.pasteBackend},
             {QStringLiteral("CanPaste"), status.canPaste},
+            {QStringLiteral("PasteObstacle"), status.pasteObstacle},
             {QStringLiteral("TrayKind"), status.trayKind},
             {QStringLiteral("Discovery"), status.discovery},
             {QStringLiteral("Phones"), QVariant::fromValue(phones)},
@@ -282,6 +285,7 @@ AgentStatus fromProperties(const QVariantMap &properties) {
     status.pasteboardCanWrite = truth(value("PasteboardCanWrite"));
     status.pasteBackend = text(value("PasteBackend"));
     status.canPaste = truth(value("CanPaste"));
+    status.pasteObstacle = text(value("PasteObstacle"));
     status.trayKind = text(value("TrayKind"));
     status.discovery = text(value("Discovery"));
     const auto phones = structured<Phones>(value("Phones"), "a(sssxsx)");
