@@ -187,10 +187,12 @@ def hide_the_machine():
     must("mount", "-t", "tmpfs", "none", "/run")
     os.makedirs(f"{FOLDER}/bin")
     os.makedirs("/run/avahi-daemon")
-    # Only user 0 exists in here, under all the names that are asked for.
+    # Only user 0 exists in here, under all the names that are asked for; a compositor's X server lets
+    # in who has a name, and that it calls nobody.
     write(f"{FOLDER}/passwd", "root:x:0:0::/:/bin/sh\navahi:x:0:0::/:/bin/false\n"
-                              "messagebus:x:0:0::/:/bin/false\n")
-    write(f"{FOLDER}/group", "root:x:0:\navahi:x:0:\nmessagebus:x:0:\n")
+                              "messagebus:x:0:0::/:/bin/false\n"
+                              "nobody:x:65534:65534::/:/bin/false\n")
+    write(f"{FOLDER}/group", "root:x:0:\navahi:x:0:\nmessagebus:x:0:\nnogroup:x:65534:\n")
     for name in ("passwd", "group"):
         must("mount", "--bind", f"{FOLDER}/{name}", f"/etc/{name}")
 

@@ -67,6 +67,12 @@ class Entrances(unittest.TestCase):
         self.assertEqual(self.calls("test", CLIPMULE_PRESET="asan")[1:],
                          ["build asan", f"ctest --preset asan --parallel {processors}"])
 
+    def test_other_desktops_are_tried_only_when_that_is_asked_for(self):
+        processors = len(os.sched_getaffinity(0))
+        self.assertEqual(self.calls("test", "--desktops", "-R", "Kwin"), [
+            "install-packages build run desktop test desktops", "build release",
+            f"ctest --preset release --parallel {3 * processors} --build-config desktops "
+            "--label-regex ^desktops$ -R Kwin"])
 
     def test_real_programs_are_tried_only_when_that_is_asked_for(self):
         self.assertEqual(self.calls("test", "--programs", "Kate", "--no-install"),

@@ -81,6 +81,18 @@ class PrivateDesktop(unittest.TestCase):
         self.assertIn("window id #", process.stdout_text)
         self.assertIn("'org.freedesktop.DBus'", process.stdout_text)
 
+    def test_a_compositor_instead_of_the_x_server(self):
+        show = 'echo "[$DISPLAY]"; wl-paste --list-types 2>&1'
+        process = run("--wayland", "sway", "--", "sh", "-c", show)
+        self.assertEqual(process.stdout_text, "[]\nNo selection\n")
+        process = run("--wayland", "sway", "--xwayland", "--", "sh", "-c",
+                      show + "; xprop -root _NET_SUPPORTING_WM_CHECK")
+        self.assertRegex(process.stdout_text, r"^\[:\d+\]\nNo selection\n.*window id #")
+
+    def test_what_does_not_go_together(self):
+        for options in (("--wayland", "sway", "--tray"), ("--xwayland",), ("--wayland", "other")):
+            self.assertEqual(run(*options, "--", "true").returncode, 2, options)
+
     def test_the_machines_system_bus_is_out_of_reach(self):
         call = ["gdbus", "call", "--system", "--dest", "org.freedesktop.DBus", "--object-path", "/",
                 "--method", "org.freedesktop.DBus.ListNames"]
