@@ -14,6 +14,10 @@ struct Refused {
     QString reason;
 };
 
+[[noreturn]] inline void refuse(const QString &reason) {
+    throw Refused{reason};
+}
+
 /// What the reading of a property list may still allocate. A few bytes of a hostile list can stand
 /// for a value of some hundred; the readers spend here, before they allocate, what each value takes
 /// on the heap at its worst moment.
@@ -37,7 +41,7 @@ public:
     // Each throws Refused when it is more than is left.
     void spend(quint64 bytes) {
         if (bytes > _left)
-            throw Refused{QStringLiteral("too many values for the size")};
+            refuse(QStringLiteral("too many values for the size"));
         _left -= bytes;
     }
     void spendText(quint64 units) { spendData(units * sizeof(char16_t)); }

@@ -22,10 +22,6 @@ namespace {
 constexpr qsizetype headerSize = 8;
 constexpr qsizetype trailerSize = 32;
 
-[[noreturn]] void refuse(const QString &reason) {
-    throw Refused{reason};
-}
-
 quint64 bigEndian(const uchar *bytes, int width) {
     quint64 number = 0;
     for (int i = 0; i < width; ++i)

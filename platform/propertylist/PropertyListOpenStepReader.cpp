@@ -13,10 +13,6 @@ namespace clipmule {
 
 namespace {
 
-[[noreturn]] void refuse(const QString &reason) {
-    throw Refused{reason};
-}
-
 bool isBlank(QChar character) {
     const char16_t unit = character.unicode();
     return (unit >= u'\t' && unit <= u'\r') || unit == u' ' || unit == 0x2028 || unit == 0x2029;

@@ -6,6 +6,7 @@
 #include "platform/foundation/Log.h"
 #include "platform/propertylist/ParseMemory.h"
 
+#include <QLocale>
 #include <QStringConverter>
 #include <QtEndian>
 
@@ -18,10 +19,6 @@
 namespace clipmule {
 
 namespace {
-
-[[noreturn]] void refuse(const QString &reason) {
-    throw Refused{reason};
-}
 
 qsizetype utf8Size(QStringView text) {
     qsizetype size = 0;
@@ -155,6 +152,94 @@ char16_t characterFromNextStep(quint8 byte) {
         // clang-format on
     };
     return byte < 0x80 ? char16_t(byte) : upperHalf[size_t(byte - 0x80)];
+}
+
+std::optional<char32_t> characterOfReference(std::string_view name) {
+    if (name == "&lt")
+        return U'<';
+    if (name == "&gt")
+        return U'>';
+    if (name == "&amp")
+        return U'&';
+    if (name == "&quot")
+        return U'"';
+    if (name == "&apos")
+        return U'\'';
+    const bool isHexadecimal = name.starts_with("&#x");
+    if (!isHexadecimal && !name.starts_with("&#"))
+        return std::nullopt;
+    constexpr size_t mostDigits = 8;
+    const auto digits = name.substr(isHexadecimal ? 3 : 2);
+    const char *const end = digits.data() + digits.size();
+    quint32 character = 0;
+    const auto read = std::from_chars(digits.data(), end, character, isHexadecimal ? 16 : 10);
+    if (digits.size() > mostDigits || read.ec != std::errc() || read.ptr != end ||
+        character > QChar::LastValidCodePoint)
+        return std::nullopt;
+    return character;
+}
+
+void replaceLoneSurrogates(QString &string) {
+    for (qsizetype at = 0; at < string.size(); ++at) {
+        if (string[at].isHighSurrogate() && at + 1 < string.size() &&
+            string[at + 1].isLowSurrogate())
+            ++at;
+        else if (string[at].isSurrogate())
+            string[at] = QChar::ReplacementCharacter;
+    }
+}
+
+std::optional<PropertyList> integerFromXml(std::string_view text) {
+    const char *at = text.data();
+    const char *const end = at + text.size();
+    at = std::find_if_not(at, end, isBlank);
+    bool isNegative = false;
+    if (at < end && (*at == '-' || *at == '+'))
+        isNegative = *at++ == '-';
+    at = std::find_if_not(at, end, isBlank);
+    const bool isHexadecimal = end - at >= 2 && at[0] == '0' && (at[1] == 'x' || at[1] == 'X');
+    if (isHexadecimal)
+        at += 2;
+
+    quint64 magnitude = 0;
+    const auto read = std::from_chars(at, end, magnitude, isHexadecimal ? 16 : 10);
+    if (read.ec != std::errc() || read.ptr != end)
+        return std::nullopt;
+    if (!isNegative)
+        return std::make_optional<PropertyList>(magnitude);
+    constexpr quint64 lowest = quint64(1) << 63;
+    if (magnitude > lowest)
+        return std::nullopt;
+    return std::make_optional<PropertyList>(qint64(0 - magnitude));
+}
+
+std::optional<double> realFromXml(std::string_view text) {
+    const bool hasPlus = text.starts_with('+');
+    const char *const begin = text.data() + (hasPlus ? 1 : 0);
+    const char *const end = text.data() + text.size();
+    double real = 0;
+    const auto read = std::from_chars(begin, end, real);
+    if (read.ec == std::errc::invalid_argument || read.ptr != end || (hasPlus && *begin == '-'))
+        return std::nullopt;
+    if (read.ec == std::errc::result_out_of_range)
+        return QLocale::c().toDouble(QLatin1String(begin, end));
+    // Neither with a sign nor with a number of its own.
+    constexpr size_t sizeOfNan = 3;
+    return std::isnan(real) && text.size() != sizeOfNan ? std::nullopt : std::optional(real);
+}
+
+QByteArray xmlFromReal(double real) {
+    if (std::isnan(real))
+        return QByteArrayLiteral("nan");
+    if (std::isinf(real))
+        return real > 0 ? QByteArrayLiteral("+infinity") : QByteArrayLiteral("-infinity");
+    if (real == 0)
+        return QByteArrayLiteral("0.0");
+    // Unlike printf, the same in every locale.
+    std::array<char, 32> digits{};
+    const auto end =
+        std::to_chars(digits.begin(), digits.end(), real, std::chars_format::general, 17).ptr;
+    return QByteArray(digits.begin(), end - digits.begin());
 }
 
 std::optional<Date> dateFromXml(QByteArrayView text) {

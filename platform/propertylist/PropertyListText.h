@@ -3,17 +3,15 @@
 
 #pragma once
 
-#include "platform/foundation/Date.h"
+#include "platform/foundation/PropertyList.h"
 
-#include <QByteArray>
-
-#include <optional>
+#include <string_view>
 
 namespace clipmule {
 
 class ParseMemory;
 
-// What the text forms of property lists are made of: encodings, characters and dates.
+// What the text forms of property lists are made of: encodings, characters, numbers and dates.
 
 /// The text of an XML property list as UTF-8, without byte-order mark: the bytes that were given,
 /// not copied, or converted ones. Finds the encoding by the byte-order mark; else it is UTF-16 when
@@ -25,6 +23,28 @@ class ParseMemory;
 /// The character of a byte in the NeXTSTEP 8-bit set, which old text property lists and old font
 /// archives still use. ASCII below 80; U+FFFD for FE and FF, which are not assigned.
 [[nodiscard]] char16_t characterFromNextStep(quint8 byte);
+
+/// White space between the elements of XML.
+[[nodiscard]] inline bool isBlank(char character) {
+    return static_cast<unsigned char>(character) <= ' ' &&
+           (character == ' ' || character == '\t' || character == '\n' || character == '\r');
+}
+
+/// The character that a reference of XML stands for, given as "&" and what follows it up to the
+/// semicolon; may be a surrogate.
+[[nodiscard]] std::optional<char32_t> characterOfReference(std::string_view name);
+
+/// Two references may make one character; one half alone is none, and becomes U+FFFD.
+void replaceLoneSurrogates(QString &string);
+
+/// Reads white space, a sign, white space, then decimal digits, or hexadecimal ones after "0x".
+[[nodiscard]] std::optional<PropertyList> integerFromXml(std::string_view text);
+
+/// Decimal digits with a point and an exponent, or a word for what is no number or has no end. The
+/// point is a point in every locale; out of range is infinite or zero.
+[[nodiscard]] std::optional<double> realFromXml(std::string_view text);
+/// Seventeen digits at most, which are enough to read the same number again.
+[[nodiscard]] QByteArray xmlFromReal(double real);
 
 // Dates as XML property lists carry them: "2013-09-04T15:06:40Z", always UTC, whole seconds, in the
 // Gregorian calendar without a beginning or an end; a year before 0000 has a minus sign.
