@@ -5,6 +5,7 @@ and the desktop tests."""
 
 import contextlib
 import json
+import os
 import queue
 import subprocess
 import threading
@@ -87,16 +88,23 @@ def item_of(event):
     return event["clip"]["items"][0] if event.get("event") == "clip" else None
 
 
+def clipboard_program():
+    """What copies and reads here, independent of all that is ours."""
+    return "wl-copy" if "WAYLAND_DISPLAY" in os.environ else "xclip"
+
+
 def clipboard(target):
-    done = subprocess.run(["xclip", "-selection", "clipboard", "-o", "-t", target],
-                          capture_output=True, timeout=PATIENCE_SECONDS, check=False)
-    return done.stdout
+    command = {"xclip": ["xclip", "-selection", "clipboard", "-o", "-t", target],
+               "wl-copy": ["wl-paste", "--no-newline", "--type", target]}[clipboard_program()]
+    return subprocess.run(command, capture_output=True, timeout=PATIENCE_SECONDS, check=False).stdout
 
 
 def copy(target, data):
-    subprocess.run(["xclip", "-selection", "clipboard", "-i", "-t", target], input=data,
-                   timeout=PATIENCE_SECONDS, check=True, stdout=subprocess.DEVNULL,
-                   stderr=subprocess.DEVNULL)
+    command = {"xclip": ["xclip", "-selection", "clipboard", "-i", "-t", target],
+               "wl-copy": ["wl-copy", "--type", target]}[clipboard_program()]
+    # It stays as the owner, and would keep an output that somebody reads to its end.
+    subprocess.run(command, input=data, timeout=PATIENCE_SECONDS, check=True,
+                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
 def until(what, condition):

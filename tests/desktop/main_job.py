@@ -12,6 +12,7 @@ import sys
 
 sys.dont_write_bytecode = True
 import agent_test
+import programs
 from agent_test import BIN, ROOT
 from programs import PATIENCE_SECONDS, item_of, until
 
@@ -24,14 +25,10 @@ class MainJob(agent_test.AgentTest):
     pasting_words = None
 
     def copy(self, kind, data):
-        # It stays as the owner, and would keep an output that somebody reads to its end.
-        subprocess.run(["wl-copy", "--type", kind], input=data, timeout=PATIENCE_SECONDS, check=True,
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        programs.copy(kind, data)
 
     def clipboard(self, kind):
-        done = subprocess.run(["wl-paste", "--no-newline", "--type", kind], capture_output=True,
-                              timeout=PATIENCE_SECONDS, check=False)
-        return done.stdout
+        return programs.clipboard(kind)
 
     def windows(self):
         """What tells the compositor's windows, and the one with the focus, from others."""

@@ -48,10 +48,11 @@ class Entrances(unittest.TestCase):
         return notes.read_text().splitlines()
 
     def test_the_demo_builds_what_it_shows_and_no_test(self):
-        for arguments, environment in ((["--demo"], {"DISPLAY": ":1"}), ([], {})):
+        for arguments, environment, form in ((["--demo"], {"DISPLAY": ":1"}, ""), ([], {}, ""),
+                                             (["--demo", "wayland"], {}, " wayland")):
             self.assertEqual(self.calls("run", *arguments, **environment), [
                 "install-packages build run desktop",
-                "build release clipmule-sync clipmule-preferences clipmule-phone", "demo"])
+                "build release clipmule-sync clipmule-preferences clipmule-phone", "demo" + form])
 
     def test_the_agent_is_built_and_started(self):
         self.assertEqual(self.calls("run", "--", "--verbose", DISPLAY=":1"), [
