@@ -28,10 +28,9 @@ public:
     ~ForeignToplevels() override {
         for (const Window &window : _windows)
             zwlr_foreign_toplevel_handle_v1_destroy(window.handle);
-        if (_manager) {
+        if (!_isFinished)
             zwlr_foreign_toplevel_manager_v1_stop(_manager);
-            zwlr_foreign_toplevel_manager_v1_destroy(_manager);
-        }
+        zwlr_foreign_toplevel_manager_v1_destroy(_manager);
         _connection->flush();
     }
     ForeignToplevels(const ForeignToplevels &) = delete;
@@ -74,10 +73,8 @@ private:
         self._windows.push_back({handle});
         zwlr_foreign_toplevel_handle_v1_add_listener(handle, &windowListener, &self);
     }
-    static void finish(void *memory, Manager *manager) {
-        zwlr_foreign_toplevel_manager_v1_destroy(manager);
-        of(memory)._manager = nullptr;
-    }
+    // The manager stays until we go: windows that were told of behind it would have no owner.
+    static void finish(void *memory, Manager *) { of(memory)._isFinished = true; }
     static void identify(void *memory, Handle *handle, const char *identifier) {
         const QString said = QString::fromUtf8(identifier);
         if (Window *const window = of(memory).find(handle))
@@ -113,7 +110,8 @@ private:
         ignoreTitle, identify, ignoreOutput, ignoreOutput, setState, done, close, ignoreParent};
 
     std::shared_ptr<WaylandConnection> _connection;
-    Manager *_manager; // null once the compositor has told that it will not go on
+    Manager *_manager;
+    bool _isFinished = false; // the compositor does not know the manager any more
     std::list<Window> _windows;
 };
 

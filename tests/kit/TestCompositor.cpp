@@ -313,18 +313,25 @@ struct Windows {
     static void ignoreObject(wl_client *, wl_resource *, wl_resource *) {}
     static void ignoreRectangle(wl_client *, wl_resource *, wl_resource *, int, int, int, int) {}
     static void destroy(wl_client *, wl_resource *window) { wl_resource_destroy(window); }
+    static void windowGone(wl_resource *window) {
+        std::erase_if(static_cast<Windows *>(wl_resource_get_user_data(window))->windows,
+                      [window](const auto &each) { return each.second == window; });
+    }
 
+    // Null when nobody is told of windows any more.
     wl_resource *window(int number) {
         static constexpr struct zwlr_foreign_toplevel_handle_v1_interface implementation {
             ignore, ignore, ignore, ignore, ignoreObject, ignore, ignoreRectangle, destroy,
                 ignoreObject, ignore
         };
+        if (!manager)
+            return nullptr;
         wl_resource *&window = windows[number];
         if (!window) {
             window = wl_resource_create(wl_resource_get_client(manager),
                                         &zwlr_foreign_toplevel_handle_v1_interface,
                                         wl_resource_get_version(manager), 0);
-            wl_resource_set_implementation(window, &implementation, nullptr, nullptr);
+            wl_resource_set_implementation(window, &implementation, this, windowGone);
             zwlr_foreign_toplevel_manager_v1_send_toplevel(manager, window);
             zwlr_foreign_toplevel_handle_v1_send_title(window, "a window");
         }
@@ -513,6 +520,8 @@ int TestCompositor::sourcesAlive() const {
 void TestCompositor::setWindow(int number, const Window &window) {
     run([&] {
         wl_resource *const handle = _state->windows.window(number);
+        if (!handle)
+            return;
         if (window.identifier)
             zwlr_foreign_toplevel_handle_v1_send_app_id(handle, window.identifier->constData());
         if (window.isActive) {
@@ -534,13 +543,17 @@ void TestCompositor::setWindow(int number, const Window &window) {
 
 void TestCompositor::closeWindow(int number) {
     run([&] {
-        zwlr_foreign_toplevel_handle_v1_send_closed(_state->windows.window(number));
+        if (wl_resource *const handle = _state->windows.window(number))
+            zwlr_foreign_toplevel_handle_v1_send_closed(handle);
         _state->windows.windows.erase(number);
     });
 }
 
 void TestCompositor::finishWindows() {
-    run([this] { zwlr_foreign_toplevel_manager_v1_send_finished(_state->windows.manager); });
+    run([this] {
+        if (_state->windows.manager)
+            zwlr_foreign_toplevel_manager_v1_send_finished(_state->windows.manager);
+    });
 }
 
 void TestCompositor::finishDevices() {

@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 // A Qt application with a text field, for tests: copies on command, shows what is pasted. The
-// commands and answers are those of gtk_client.py, copy-uris and copy-data.
+// commands and answers are those of gtk_client.py, copy-uris and copy-data; after copy-and-hang it
+// says "asked" to who wants the text, and nothing more to anybody.
 
 #include <QApplication>
 #include <QClipboard>
@@ -22,6 +23,21 @@ void say(const QByteArray &line) {
     std::printf("%s\n", line.constData());
     std::fflush(stdout);
 }
+
+class Promise final : public QMimeData {
+public:
+    [[nodiscard]] QStringList formats() const override { return {QStringLiteral("text/plain")}; }
+    [[nodiscard]] bool hasFormat(const QString &type) const override {
+        return formats().contains(type);
+    }
+
+protected:
+    [[nodiscard]] QVariant retrieveData(const QString &, QMetaType) const override {
+        say("asked");
+        for (;;)
+            pause();
+    }
+};
 
 class Client final : public QPlainTextEdit {
 public:
@@ -73,6 +89,9 @@ private:
                 offer->setData(QString::fromLatin1(words.at(index)),
                                QByteArray::fromHex(words.at(index + 1)));
             clipboard->setMimeData(offer);
+            say("done");
+        } else if (name == "copy-and-hang") {
+            clipboard->setMimeData(new Promise);
             say("done");
         } else if (name == "copy-uris") {
             auto mime = std::make_unique<QMimeData>();
