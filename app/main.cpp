@@ -96,14 +96,26 @@ void openPreferences() {
     });
 }
 
+// The toolkit is told by the environment, which programs that we start must not inherit.
+std::unique_ptr<QApplication> applicationOn(const QByteArray &platform, int &argc, char **argv) {
+    constexpr const char *variable = "QT_QPA_PLATFORM";
+    const bool isUsers = qEnvironmentVariableIsSet(variable);
+    const QByteArray before = qgetenv(variable);
+    qputenv(variable, platform);
+    auto application = std::make_unique<QApplication>(argc, argv);
+    isUsers ? qputenv(variable, before) : qunsetenv(variable);
+    return application;
+}
+
 // Makes an application that can have windows only where there is a display: the toolkit ends a
 // process that has windows and no display.
 std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv) {
-    if (!hasDisplay())
+    const QByteArray platform = toolkitPlatform();
+    if (platform.isEmpty())
         return std::make_unique<QCoreApplication>(argc, argv);
     // Sessions start the agent by its autostart entry, not by what ran when the last one ended.
     QCoreApplication::setAttribute(Qt::AA_DisableSessionManager);
-    auto application = std::make_unique<QApplication>(argc, argv);
+    auto application = applicationOn(platform, argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     // What a status area calls the item.
     QApplication::setApplicationName(QStringLiteral("Clipmule Sync"));

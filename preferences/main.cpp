@@ -104,16 +104,15 @@ private:
     std::unique_ptr<PreferencesWindow> _window;
 };
 
-// Whether there is anywhere to open a window, going by the environment and the arguments.
+// Whether there is anywhere to open a window. Which of two displays it is on is the toolkit's
+// choice.
 bool hasDisplay(int argc, char **argv) {
-    const bool named = std::any_of(argv, argv + argc, [](QByteArrayView argument) {
-        return argument == "-platform" || argument == "-display";
-    });
-    if (named || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
-        !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        return true;
-    // The toolkit aborts where no display answers.
-    return clipmule::hasDisplay();
+    return std::any_of(argv, argv + argc,
+                       [](QByteArrayView argument) {
+                           return argument == "-platform" || argument == "-display";
+                       }) ||
+           // The toolkit aborts where no display answers.
+           !toolkitPlatform().isEmpty();
 }
 
 // Opens the window, or brings that of a running instance to the front; the exit status when it is

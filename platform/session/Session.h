@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <QByteArray>
+
 #include <functional>
 #include <memory>
 
@@ -26,9 +28,13 @@ struct Session {
 /// with a line in the log.
 [[nodiscard]] Session openSession();
 
-/// Whether there is a display that lets us in. For deciding what kind of application to be, before
-/// there is one.
-[[nodiscard]] bool hasDisplay();
+/// The toolkit's platform that reaches a display of this session, by its name: the one that the
+/// user set in the environment, else "wayland" on a compositor that lets programs control the
+/// clipboard, and an X server's on every other, where windows can be placed by it. Empty where the
+/// toolkit would find no display, which ends a process that has windows. To be asked before there
+/// is an application object; takes milliseconds, or WaylandConnection::patience with a compositor
+/// that hangs.
+[[nodiscard]] QByteArray toolkitPlatform();
 
 /// Calls back from the run loop when the display server or the compositor has gone; once for each
 /// that there was. Their backends act as null backends from then on. Nothing happens in a session

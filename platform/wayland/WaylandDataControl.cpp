@@ -270,6 +270,10 @@ bool WaylandDataControl::isOffered(const std::shared_ptr<WaylandConnection> &con
            (connection->offers(Agreed::manager.name) || connection->offers(Wlroots::manager.name));
 }
 
+bool WaylandDataControl::isOffered(const QList<QByteArray> &interfaces) {
+    return interfaces.contains(Agreed::manager.name) || interfaces.contains(Wlroots::manager.name);
+}
+
 std::unique_ptr<WaylandDataControl>
 WaylandDataControl::make(const std::shared_ptr<WaylandConnection> &connection) {
     if (!isOffered(connection))

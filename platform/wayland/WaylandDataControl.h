@@ -5,6 +5,8 @@
 
 #include "platform/foundation/FileHandle.h"
 
+#include <QByteArray>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -28,6 +30,8 @@ public:
 
     /// Whether the connection offers data control in either form, and has a seat.
     [[nodiscard]] static bool isOffered(const std::shared_ptr<WaylandConnection> &connection);
+    /// Whether one of the interfaces that a compositor offers is data control in either form.
+    [[nodiscard]] static bool isOffered(const QList<QByteArray> &interfaces);
     /// Of a connection that may offer data control; null when it does not, or has no seat.
     [[nodiscard]] static std::unique_ptr<WaylandDataControl>
     make(const std::shared_ptr<WaylandConnection> &connection);
