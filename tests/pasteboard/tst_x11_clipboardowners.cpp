@@ -399,6 +399,9 @@ private Q_SLOTS:
         QVERIFY(desktop.fetchBegins());
         QTRY_COMPARE(owner.unansweredCount(), 1);
         desktop.pasteboard->setWatching(false);
+        QVERIFY(!desktop.pasteboard->isFetching());
+        QCOMPARE(desktop.pasteboard->changeCount(), 1);
+        desktop.pasteboard->setWatching(false);
         QCOMPARE(desktop.pasteboard->changeCount(), 1);
         desktop.pasteboard->setWatching(true);
         owner.setMute(false);

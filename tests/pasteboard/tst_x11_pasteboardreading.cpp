@@ -493,14 +493,14 @@ private Q_SLOTS:
         X11TestOwner owner;
         owner.own(text("newer"));
         desktop.settle();
-        QVERIFY(await([&] { return endless.piecesSent() > X11PropertyTransfer::drainedPieces; }));
+        QVERIFY(await([&] { return endless.piecesSent() > X11TargetTransfer::drainedPieces; }));
         QVERIFY(await([&] {
             const int before = endless.piecesSent();
             for (int round = 0; round < 10; ++round)
                 desktop.settle();
             return endless.piecesSent() == before;
         }));
-        QVERIFY(endless.piecesSent() < 2 * X11PropertyTransfer::drainedPieces);
+        QVERIFY(endless.piecesSent() < 2 * X11TargetTransfer::drainedPieces);
     }
 
     void burstOfOwnersIsOneCopy() {

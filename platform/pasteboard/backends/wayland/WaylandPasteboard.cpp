@@ -9,12 +9,12 @@ namespace clipmule {
 
 WaylandPasteboard::WaylandPasteboard(std::unique_ptr<WaylandDataControl> control,
                                      FindPasteboardAudience audience)
-    : _audience(std::move(audience))
+    : FollowedPasteboard(_transfer)
+    , _audience(std::move(audience))
     , _control(std::move(control))
     , _transfer([this](const QString &target, const PipeTransfer::Opened &opened) {
         opened(_control->receive(target));
-    })
-    , _sequence(_transfer) {
+    }) {
     _control->onSelection = [this](const std::optional<QStringList> &targets,
                                    WaylandDataControl::Moment moment) {
         if (moment == WaylandDataControl::Moment::AtTheStart)
@@ -35,9 +35,8 @@ void WaylandPasteboard::selectionChanged(const std::optional<QStringList> &targe
     _isOwning = false;
     const bool hadOwner = std::exchange(_hasOwner, targets.has_value());
     if (targets)
-        ownerTook({.hasReadUs = std::exchange(_wasRead, false)}, [this, targets](Fetched fetched) {
-            _sequence.start(*targets, std::move(fetched));
-        });
+        ownerTook({.hasReadUs = std::exchange(_wasRead, false)},
+                  [targets](const Listed &listed) { listed(targets); });
     else if (hadOwner)
         ownerEnded();
 }

@@ -6,7 +6,6 @@
 #include "platform/pasteboard/FollowedPasteboard.h"
 #include "platform/pasteboard/PipeOffers.h"
 #include "platform/pasteboard/PipeTransfer.h"
-#include "platform/pasteboard/TargetSequence.h"
 #include "platform/wayland/WaylandDataControl.h"
 
 #include <memory>
@@ -29,8 +28,6 @@ public:
 protected:
     void publish() override;
     [[nodiscard]] bool ownsContents() const override { return _isOwning; }
-    [[nodiscard]] bool isReading() const override { return _sequence.isReading(); }
-    void abandonReading() override { _sequence.abandon(); }
 
 private:
     void selectionChanged(const std::optional<QStringList> &targets);
@@ -38,7 +35,6 @@ private:
     FindPasteboardAudience _audience;
     std::unique_ptr<WaylandDataControl> _control;
     PipeTransfer _transfer;
-    TargetSequence _sequence;
     PipeOffers _offers;
     bool _hasOwner = false; // the clipboard: us or another
     bool _isOwning = false;

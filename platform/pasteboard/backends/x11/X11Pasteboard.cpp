@@ -23,8 +23,9 @@ bool hasX11PasteboardSupport(X11Connection &connection) {
 
 X11Pasteboard::X11Pasteboard(std::shared_ptr<X11Connection> connection,
                              FindPasteboardAudience audience)
-    : _connection(std::move(connection))
-    , _reader(_connection)
+    : FollowedPasteboard(_transfer)
+    , _connection(std::move(connection))
+    , _transfer(_connection)
     , _owner(_connection, std::move(audience))
     , _clipboard(_connection->atom("CLIPBOARD"))
     , _clipboardManager(_connection->atom("CLIPBOARD_MANAGER"))
@@ -108,7 +109,7 @@ void X11Pasteboard::taken(xcb_window_t owner, xcb_timestamp_t time) {
                             .hasReadUs = _owner.wasReadBy(owner)};
     rememberOwner(owner);
     _owner.disown();
-    ownerTook(newcomer, [this, time](Fetched fetched) { _reader.start(time, std::move(fetched)); });
+    ownerTook(newcomer, [this, time](Listed listed) { _transfer.list(time, std::move(listed)); });
     if (isFetching())
         askForTheManager(owner);
 }

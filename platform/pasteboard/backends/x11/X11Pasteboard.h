@@ -5,7 +5,7 @@
 
 #include "platform/pasteboard/FollowedPasteboard.h"
 #include "platform/pasteboard/backends/x11/X11SelectionOwner.h"
-#include "platform/pasteboard/backends/x11/X11SelectionReader.h"
+#include "platform/pasteboard/backends/x11/X11TargetTransfer.h"
 #include "platform/x11/X11Connection.h"
 
 #include <QSet>
@@ -48,8 +48,6 @@ public:
 protected:
     void publish() override;
     [[nodiscard]] bool ownsContents() const override { return _owner.isOwning(); }
-    [[nodiscard]] bool isReading() const override { return _reader.isReading(); }
-    void abandonReading() override { _reader.abandon(); }
 
 private:
     void x11Event(const xcb_generic_event_t &event) override;
@@ -61,7 +59,7 @@ private:
     void askForTheManager(xcb_window_t owner);
 
     std::shared_ptr<X11Connection> _connection;
-    X11SelectionReader _reader;
+    X11TargetTransfer _transfer;
     X11SelectionOwner _owner;
     xcb_atom_t _clipboard;
     xcb_atom_t _clipboardManager;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/pasteboard/backends/x11/X11PropertyTransfer.h"
+#include "platform/pasteboard/backends/x11/X11TargetTransfer.h"
 #include "tests/kit/Await.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/TestCase.h"
@@ -12,7 +12,7 @@
 using namespace clipmule;
 using clipmule::kit::await;
 using clipmule::kit::X11TestOwner;
-using Outcome = X11PropertyTransfer::Outcome;
+using Outcome = X11TargetTransfer::Outcome;
 
 namespace {
 
@@ -21,13 +21,13 @@ constexpr qint64 anySize = 1'000'000;
 } // namespace
 
 // One target of another application, asked for and taken.
-class X11PropertyTransferTest final : public kit::TestCase {
+class X11TargetTransferTest final : public kit::TestCase {
     Q_OBJECT
 
     void begin() override {
         _connection = X11Connection::open();
         QVERIFY(_connection);
-        _transfer = std::make_unique<X11PropertyTransfer>(_connection);
+        _transfer = std::make_unique<X11TargetTransfer>(_connection);
         _outcomes.clear();
     }
 
@@ -42,13 +42,12 @@ private Q_SLOTS:
         QTest::addColumn<int>("pieceBytes");
         QTest::newRow("nothing") << 0 << 0;
         QTest::newRow("a part of a unit") << 3 << 0;
-        QTest::newRow("more than one request takes")
-            << int(X11PropertyTransfer::chunkBytes) + 5 << 0;
-        QTest::newRow("as much as one request takes") << int(X11PropertyTransfer::chunkBytes) << 0;
+        QTest::newRow("more than one request takes") << int(X11TargetTransfer::chunkBytes) + 5 << 0;
+        QTest::newRow("as much as one request takes") << int(X11TargetTransfer::chunkBytes) << 0;
         QTest::newRow("no pieces") << 0 << 10;
         QTest::newRow("pieces") << 35 << 10;
         QTest::newRow("pieces that all have the same size") << 30 << 10;
-        QTest::newRow("large pieces") << 700'000 << int(X11PropertyTransfer::chunkBytes) + 4;
+        QTest::newRow("large pieces") << 700'000 << int(X11TargetTransfer::chunkBytes) + 4;
     }
     void answers() {
         QFETCH(int, size);
@@ -70,21 +69,21 @@ private Q_SLOTS:
 
     // Nothing is kept of what somebody takes on the way.
     void piecesAreHandedOn() {
-        const QByteArray data(X11PropertyTransfer::chunkBytes + 100, 'x');
+        const QByteArray data(X11TargetTransfer::chunkBytes + 100, 'x');
         X11TestOwner owner;
         owner.own({{.target = "x", .data = data, .type = "STRING"}});
         QByteArray taken;
-        QList<xcb_atom_t> types;
+        QStringList types;
         _transfer->start(
-            {.target = _connection->atom("x"), .mostBytes = anySize},
+            {.target = QStringLiteral("x"), .mostBytes = anySize},
             [this](Outcome outcome, const QByteArray &bytes) { ended(outcome, bytes); },
-            [&](QByteArrayView bytes, xcb_atom_t type) {
+            [&](QByteArrayView bytes, const QString &type) {
                 taken += bytes;
                 types += type;
             });
         QVERIFY(ends());
         QCOMPARE(taken, data);
-        QCOMPARE(types, QList<xcb_atom_t>(2, XCB_ATOM_STRING));
+        QCOMPARE(types, QStringList(2, QStringLiteral("STRING")));
         QVERIFY(_bytes.isEmpty() && !_bytes.isNull());
         QCOMPARE(_transfer->receivedBytes(), data.size());
     }
@@ -137,7 +136,7 @@ private Q_SLOTS:
         X11TestOwner owner;
         owner.own({{.target = "x", .data = "late", .isMute = true}});
         _transfer->start(
-            {.target = _connection->atom("x"),
+            {.target = QStringLiteral("x"),
              .mostBytes = anySize,
              .patience = RunLoop::Seconds(patience)},
             [this](Outcome outcome, const QByteArray &bytes) { ended(outcome, bytes); });
@@ -153,9 +152,7 @@ private Q_SLOTS:
         X11TestOwner owner;
         owner.own({{.target = "x", .data = QByteArray(30, 'x'), .pieceBytes = 10, .pieces = 2}});
         _transfer->start(
-            {.target = _connection->atom("x"),
-             .mostBytes = anySize,
-             .patience = RunLoop::Seconds(60)},
+            {.target = QStringLiteral("x"), .mostBytes = anySize, .patience = RunLoop::Seconds(60)},
             [this](Outcome outcome, const QByteArray &bytes) { ended(outcome, bytes); });
         QVERIFY(await([&] { return _transfer->receivedBytes() == 20; }));
         _runLoop.advance(TargetTransfer::stepLimit - RunLoop::Seconds(0.001));
@@ -238,9 +235,11 @@ private Q_SLOTS:
     void lateRefusalIsNotTakenForTheNext() {
         X11TestOwner owner;
         owner.own({{.target = "x", .data = {}, .isMute = true}});
-        ask("x", anySize, 1);
+        _transfer->list(1, {});
+        ask("x");
         QVERIFY(await([&] { return owner.unansweredCount() == 1; }));
-        ask("x", anySize, 2);
+        _transfer->list(2, {});
+        ask("x");
         owner.own({{.target = "x", .data = {}, .isRefused = true}});
         owner.answerLate();
         owner.own({{"x", "data"}});
@@ -266,11 +265,11 @@ private Q_SLOTS:
         X11TestOwner owner;
         owner.own({{"x", "1"}, {"y", "2"}});
         QList<QByteArray> answers;
-        _transfer->start({.target = _connection->atom("x"), .mostBytes = anySize},
+        _transfer->start({.target = QStringLiteral("x"), .mostBytes = anySize},
                          [&](Outcome, const QByteArray &first) {
                              answers += first;
                              _transfer->start(
-                                 {.target = _connection->atom("y"), .mostBytes = anySize},
+                                 {.target = QStringLiteral("y"), .mostBytes = anySize},
                                  [&](Outcome, const QByteArray &second) { answers += second; });
                          });
         QVERIFY(await([&] { return answers.size() == 2; }));
@@ -282,10 +281,9 @@ private:
         _outcomes += outcome;
         _bytes = bytes;
     }
-    void ask(const QByteArray &target, qint64 mostBytes = anySize,
-             xcb_timestamp_t time = XCB_CURRENT_TIME) {
+    void ask(const char *target, qint64 mostBytes = anySize) {
         _transfer->start(
-            {.target = _connection->atom(target), .time = time, .mostBytes = mostBytes},
+            {.target = QString::fromLatin1(target), .mostBytes = mostBytes},
             [this](Outcome outcome, const QByteArray &bytes) { ended(outcome, bytes); });
     }
     bool ends() {
@@ -294,10 +292,10 @@ private:
     kit::ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
     std::shared_ptr<X11Connection> _connection;
-    std::unique_ptr<X11PropertyTransfer> _transfer;
+    std::unique_ptr<X11TargetTransfer> _transfer;
     QList<Outcome> _outcomes;
     QByteArray _bytes;
 };
 
-QTEST_GUILESS_MAIN(X11PropertyTransferTest)
-#include "tst_x11_propertytransfer.moc"
+QTEST_GUILESS_MAIN(X11TargetTransferTest)
+#include "tst_x11_targettransfer.moc"
