@@ -369,7 +369,7 @@ QList<Request> requests(const QStringList &targets) {
     for (const QString &target :
          targets.first(std::min<qsizetype>(targets.size(), maximumTargets))) {
         const auto [role, meaning, rank] = find(target);
-        if (target.isEmpty() || (role != Role::Reading && role != Role::Native))
+        if (!isValidName(target) || (role != Role::Reading && role != Role::Native))
             continue;
         const auto same = std::find_if(
             requests.begin(), requests.end(), [&, &sought = meaning](const Request &one) {

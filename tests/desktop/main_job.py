@@ -7,8 +7,10 @@ The compositors' own tests say how one copies, reads and looks at the windows th
 
 import json
 import os
+import re
 import subprocess
 import sys
+import xml.etree.ElementTree
 
 sys.dont_write_bytecode = True
 import agent_test
@@ -23,6 +25,8 @@ class MainJob(agent_test.AgentTest):
     # What doctor says of the clipboard and of pasting.
     clipboard_words = None
     pasting_words = None
+    # Of what platform/wayland/protocols describes, what this compositor does not announce.
+    not_announced = frozenset()
 
     def copy(self, kind, data):
         programs.copy(kind, data)
@@ -131,6 +135,22 @@ class MainJob(agent_test.AgentTest):
         window.wait_for("request", lambda line: line == "asked")
         self.copy(TEXT, b"after one that never answers")
         self.wait_for_clip("after one that never answers")
+
+    def test_the_protocols_are_described_as_they_are(self):
+        described = {}
+        for path in (ROOT / "platform" / "wayland" / "protocols").glob("*.xml"):
+            tree = xml.etree.ElementTree.parse(path)
+            made = {argument.get("interface") for argument in tree.iter("arg")
+                    if argument.get("type") == "new_id"}
+            described |= {interface.get("name"): int(interface.get("version"))
+                          for interface in tree.iter("interface") if interface.get("name") not in made}
+        done = subprocess.run(["wayland-info"], capture_output=True, text=True,
+                              timeout=PATIENCE_SECONDS, check=True)
+        announced = {name: int(version) for name, version in re.findall(
+            r"^interface: '(\w+)', +version: +(\d+)", done.stdout, re.MULTILINE)}
+        self.assertEqual(described.keys() - announced.keys(), self.not_announced)
+        for name in described.keys() & announced.keys():
+            self.assertGreaterEqual(announced[name], described[name], name)
 
     def test_what_is_said_is_true(self):
         words = subprocess.run([BIN / "clipmule-preferences", "doctor"], capture_output=True, text=True,

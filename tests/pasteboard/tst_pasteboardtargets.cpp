@@ -89,6 +89,26 @@ private Q_SLOTS:
         QCOMPARE(askedFor(offered.split(u' '), meaning).join(u' '), asked);
     }
 
+    // A display server may take a request of such a name for an error of ours, and end our
+    // connection.
+    void whatIsNoNameIsNotAskedFor_data() {
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<bool>("isAskedFor");
+        const QString longest = QStringLiteral("text/") + QString(250, u'x');
+        QTest::newRow("as long as one may be") << longest << true;
+        QTest::newRow("longer") << longest + u'x' << false;
+        QTest::newRow("nothing") << QString() << false;
+        QTest::newRow("not ASCII") << QStringLiteral("text/plain\u00e9") << false;
+        QTest::newRow("not text") << QString(200, QChar::ReplacementCharacter) << false;
+        QTest::newRow("a control character") << QStringLiteral("text/a\nb") << false;
+        QTest::newRow("a picture's") << QStringLiteral("image/") + QString(4000, u'x') << false;
+    }
+    void whatIsNoNameIsNotAskedFor() {
+        QFETCH(QString, target);
+        QFETCH(bool, isAskedFor);
+        QCOMPARE(PasteboardTargets::requests({target}).size(), qsizetype(isAskedFor));
+    }
+
     void targetsThatAreNotAskedFor_data() {
         QTest::addColumn<QString>("target");
         QTest::addColumn<Role>("role");
