@@ -262,7 +262,8 @@ void ZRKClipmuleStatusController::redraw() {
 void ZRKClipmuleStatusController::popUp() {
     if (!_statusItem)
         return;
-    _statusItem->popUpMenu();
+    if (!_statusItem->popUpMenu())
+        launchPreferences();
     if (!_menu->isVisible())
         _statusView->setHighlighted(false);
 }

@@ -63,7 +63,8 @@ public:
     void defaultsDidChange();
     /// Brings titles and icon up to date.
     void update();
-    /// Pops the menu up under the item; returns at once.
+    /// Pops the menu up under the item; returns at once. Where no menu can be put there, the
+    /// preferences are opened.
     void popUp();
     void togglePause();
     /// Switches whether what a phone sends is pasted, or only put on the clipboard.

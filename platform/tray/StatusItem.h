@@ -45,8 +45,9 @@ public:
     virtual void setIcon(const QIcon &icon) = 0;
     /// Sets the menu, which is not owned and must be taken away, by null, before it is destroyed.
     virtual void setMenu(QMenu *menu) = 0;
-    /// Shows the menu under the item and returns at once.
-    virtual void popUpMenu() = 0;
+    /// Shows the menu under the item and returns at once. False, and nothing is shown, where no
+    /// window can be put there; hosts there show the menu themselves.
+    [[nodiscard]] virtual bool popUpMenu() = 0;
     /// Takes the menu off the screen and returns when it holds the keyboard no more.
     virtual void closeMenu() = 0;
 

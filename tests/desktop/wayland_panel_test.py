@@ -71,6 +71,14 @@ class WaylandTrayTest(WaylandDesktopTest):
         self.start("preferences", BIN / "clipmule-preferences")
         until("window in front", lambda: (window_of(PREFERENCES) or {}).get("focused"))
 
+    def test_a_click_opens_the_preferences_and_no_menu(self):
+        host = self.start_host()
+        self.start_agent()
+        host.event("registered")
+        host.ask("activate", 900, 10)
+        self.addCleanup(os.kill, until("window", lambda: window_of(PREFERENCES))["pid"], signal.SIGTERM)
+        self.assertEqual([window["app_id"] for window in windows()], [PREFERENCES])
+
     def test_what_the_agent_starts_chooses_its_own_display(self):
         self.start_agent("--show")
         process = until("window", lambda: window_of(PREFERENCES))["pid"]
@@ -78,6 +86,18 @@ class WaylandTrayTest(WaylandDesktopTest):
         self.addCleanup(os.kill, process, signal.SIGTERM)
         environment = pathlib.Path(f"/proc/{process}/environ").read_text(encoding="utf-8", errors="replace")
         self.assertNotIn("QT_QPA_PLATFORM", environment)
+
+
+class WaylandXWaylandTest(WaylandDesktopTest):
+    """Beside an X server, whose clients some of the programs are."""
+
+    def test_a_tray_of_the_x_server_is_not_waited_for(self):
+        self.start("trayer", "trayer")
+        self.start_agent()
+        # The agent would have decided for that tray meanwhile.
+        self.assert_receives_nothing(self.connected_phone("Anna"))
+        self.assertIn("none", tray_kind())
+        self.start_host().event("registered")
 
 
 if __name__ == "__main__":

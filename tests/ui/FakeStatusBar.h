@@ -32,10 +32,11 @@ public:
             ++icons;
         }
         void setMenu(QMenu *given) override { menu = given; }
-        void popUpMenu() override {
+        [[nodiscard]] bool popUpMenu() override {
             ++popUps;
-            if (showsMenus)
+            if (showsMenus && placesMenus)
                 menu->popup(where.bottomLeft());
+            return placesMenus;
         }
         void closeMenu() override {
             if (menu)
@@ -60,6 +61,8 @@ public:
         QPointer<QMenu> menu;
         int popUps = 0;
         bool showsMenus = true;
+        /// Whether a menu can be put under it at all.
+        bool placesMenus = true;
         QRect where{600, 0, 29, 24};
         Host is = Host::Tray;
         int length;

@@ -336,6 +336,19 @@ private Q_SLOTS:
         QVERIFY(!_controller->statusView()->isHighlighted());
     }
 
+    void whereNoMenuCanBePlacedAClickOpensThePreferences() {
+        item().click();
+        QVERIFY(_programs->activated.isEmpty());
+        QTest::keyClick(_controller->menu(), Qt::Key_Escape);
+        item().placesMenus = false;
+        item().click();
+        QCOMPARE(_programs->activated.size(), 1);
+        QVERIFY(!_controller->menu()->isVisible());
+        QVERIFY(!_controller->statusView()->isHighlighted());
+        _controller->openMenu();
+        QCOMPARE(_programs->activated.size(), 2);
+    }
+
     // It asks for the texts, and shows them in a window of its own.
     void aMenuThatTheDesktopDrawsDoesNotHighlightButIsUpToDate() {
         _source->connectedNames = QStringList{u"Ben"_qs};

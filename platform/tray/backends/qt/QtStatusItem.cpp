@@ -37,6 +37,12 @@ void awaitDisplay() {
     std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
 }
 
+// On a compositor neither a menu can be put under the item, nor is the toolkit in a tray that
+// embeds windows, though an X server beside it may have one.
+bool placesWindows() {
+    return !QGuiApplication::platformName().startsWith(u"wayland");
+}
+
 // What the toolkit has decided on, once it has.
 using Decision = std::shared_ptr<std::optional<StatusItem::Host>>;
 
@@ -44,7 +50,7 @@ class QtStatusItem final : public StatusItem {
 public:
     QtStatusItem(const Session &session, Decision decision, int length)
         : _hosts(makeNotifierHostWatch())
-        , _trays(makeEmbeddingTrayWatch(session))
+        , _trays(placesWindows() ? makeEmbeddingTrayWatch(session) : nullptr)
         , _decision(std::move(decision))
         , _length(length) {}
 
@@ -79,12 +85,13 @@ public:
             _tray->setContextMenu(menu);
     }
 
-    void popUpMenu() override {
-        if (!_menu)
-            return;
+    [[nodiscard]] bool popUpMenu() override {
+        if (!_menu || !placesWindows())
+            return false;
         const QRect item = place();
         const QScreen *const screen = screenAt(item.center());
         _menu->popup(placeOfMenu(item, _menu->sizeHint(), screen->geometry()));
+        return true;
     }
 
     void closeMenu() override {
