@@ -64,6 +64,15 @@ NetworkAdvice adviceFor(const dnssd::NetworkFacts &facts) {
                 "Make sure that the app is open and that the phone is on the same network.")};
 }
 
+QString trayAdvice(const AgentStatus &status, const QString &desktop) {
+    const bool isMissing = status.hasDisplay && status.trayKind == u"none";
+    if (!isMissing || !desktop.split(u':').contains(u"GNOME"))
+        return {};
+    return PanelTexts::tr("GNOME shows icons of this kind only with an extension. Install "
+                          "gnome-shell-extension-appindicator, log in again, and switch it on in "
+                          "Extensions.");
+}
+
 namespace Doctor {
 
 namespace {
@@ -353,7 +362,9 @@ QStringList asLines(const Facts &facts, const QStringList &problems) {
     add(lines, "agent", {agentText(facts)});
     add(lines, "clipboard", {pasteboardText(facts)});
     add(lines, "pasting", {status ? status->pasteBackend : unknown});
-    add(lines, "tray", {status ? status->trayKind : unknown});
+    const QString advice = status ? trayAdvice(*status, facts.desktop) : QString();
+    const QString tray = status ? ShownText::onOneLine(status->trayKind) : unknown;
+    add(lines, "tray", {advice.isEmpty() ? tray : tray + QStringLiteral(": ") + advice});
     add(lines, "Avahi",
         {network.avahiRuns
              ? QStringLiteral("runs, %1").arg(ShownText::onOneLine(network.avahiVersion))

@@ -28,6 +28,10 @@ struct NetworkAdvice {
 /// Advice on the first thing that keeps phones from being found.
 [[nodiscard]] NetworkAdvice adviceFor(const dnssd::NetworkFacts &facts);
 
+/// What to do so that the desktop (XDG_CURRENT_DESKTOP) shows the agent's icon, in the user's
+/// language; empty where nothing is known to help.
+[[nodiscard]] QString trayAdvice(const AgentStatus &status, const QString &desktop);
+
 /// Looks at all that has to work for the clipboard to be in step with a phone, for a bug report.
 /// In plain English, and without anything of any clip's contents.
 namespace Doctor {

@@ -207,6 +207,9 @@ QLayout *PreferencesWindow::makeSwitchesSection() {
     });
     auto *const statusItem =
         makeSwitch(PanelTexts::tr("Show the &icon in the system tray"), Key::ShowStatus);
+    _trayAdvice = WindowParts::makeHint(this);
+    _trayAdvice->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    _trayAdvice->setObjectName(QStringLiteral("trayAdvice"));
     _atLogin = new QCheckBox(PanelTexts::tr("Start at &login"), this);
     connect(_atLogin, &QCheckBox::clicked, this, [this](bool on) {
         if (const auto written = _services.autostart.setEnabled(on); !written)
@@ -216,8 +219,9 @@ QLayout *PreferencesWindow::makeSwitchesSection() {
     });
     auto *const updates =
         makeSwitch(PanelTexts::tr("Check for &updates automatically"), Key::AutoUpdateEnabled);
-    for (QCheckBox *box : {_paste, statusItem, _atLogin, updates})
-        layout->addWidget(box);
+    for (QWidget *const line :
+         std::initializer_list<QWidget *>{_paste, statusItem, _trayAdvice, _atLogin, updates})
+        layout->addWidget(line);
     return layout;
 }
 
@@ -416,6 +420,10 @@ void PreferencesWindow::showSwitches() {
     _paste->setChecked(_services.settings.pasteMode() == PasteMode::Paste);
     for (const auto &[box, key] : std::as_const(_switches))
         box->setChecked(_services.settings.isOn(key));
+    const auto &status = _services.agent.status();
+    _trayAdvice->setText(status ? trayAdvice(*status, qEnvironmentVariable("XDG_CURRENT_DESKTOP"))
+                                : QString());
+    _trayAdvice->setVisible(!_trayAdvice->text().isEmpty());
     _atLogin->setChecked(_services.autostart.isEnabled());
 }
 

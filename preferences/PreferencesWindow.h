@@ -128,6 +128,7 @@ private:
 
     QList<std::pair<QCheckBox *, Settings::Key>> _switches;
     QCheckBox *_paste = nullptr;
+    QLabel *_trayAdvice = nullptr;
     QCheckBox *_atLogin = nullptr;
     QList<std::pair<QLabel *, QString>> _counters;
 

@@ -574,5 +574,9 @@
         <source>The settings could not be written: %1</source>
         <translation>Die Einstellungen konnten nicht geschrieben werden: %1</translation>
     </message>
+    <message>
+        <source>GNOME shows icons of this kind only with an extension. Install gnome-shell-extension-appindicator, log in again, and switch it on in Extensions.</source>
+        <translation>GNOME zeigt solche Symbole nur mit einer Erweiterung. Installieren Sie gnome-shell-extension-appindicator, melden Sie sich neu an und schalten Sie sie unter „Erweiterungen“ ein.</translation>
+    </message>
 </context>
 </TS>

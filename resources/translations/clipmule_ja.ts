@@ -574,5 +574,9 @@
         <source>The settings could not be written: %1</source>
         <translation>設定を書き込めませんでした: %1</translation>
     </message>
+    <message>
+        <source>GNOME shows icons of this kind only with an extension. Install gnome-shell-extension-appindicator, log in again, and switch it on in Extensions.</source>
+        <translation>GNOME でこの種のアイコンを表示するには拡張機能が必要です。gnome-shell-extension-appindicator をインストールし、ログインし直してから、「拡張機能」で有効にしてください。</translation>
+    </message>
 </context>
 </TS>

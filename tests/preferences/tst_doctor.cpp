@@ -219,6 +219,39 @@ private Q_SLOTS:
         QCOMPARE(Doctor::examine(facts).problems, QStringList());
     }
 
+    void gnomesMissingIconIsExplained_data() {
+        QTest::addColumn<QString>("desktop");
+        QTest::addColumn<QString>("tray");
+        QTest::addColumn<bool>("hasDisplay");
+        QTest::addColumn<bool>("isExplained");
+        QTest::newRow("GNOME") << u"GNOME"_qs << u"none"_qs << true << true;
+        QTest::newRow("of a distribution") << u"ubuntu:GNOME"_qs << u"none"_qs << true << true;
+        QTest::newRow("with the extension") << u"GNOME"_qs << u"statusnotifier"_qs << true << false;
+        QTest::newRow("not wanted") << u"GNOME"_qs << u"hidden"_qs << true << false;
+        QTest::newRow("no display") << u"GNOME"_qs << u"none"_qs << false << false;
+        QTest::newRow("another") << u"sway"_qs << u"none"_qs << true << false;
+        QTest::newRow("no name") << QString() << u"none"_qs << true << false;
+    }
+    void gnomesMissingIconIsExplained() {
+        QFETCH(QString, desktop);
+        QFETCH(QString, tray);
+        QFETCH(bool, hasDisplay);
+        QFETCH(bool, isExplained);
+        Doctor::Facts facts = healthy();
+        facts.desktop = desktop;
+        facts.status->trayKind = tray;
+        facts.status->hasDisplay = hasDisplay;
+        const QStringList lines =
+            Doctor::examine(facts).lines.filter(QRegularExpression(QStringLiteral("^tray ")));
+        QCOMPARE(lines.size(), 1);
+        QCOMPARE(lines[0].contains(u"Install gnome-shell-extension-appindicator, log in again"),
+                 isExplained);
+        QVERIFY(lines[0].startsWith(u"tray          "_qs + tray));
+        QCOMPARE(lines[0] == u"tray          "_qs + tray, !isExplained);
+        // The program does its work without.
+        QCOMPARE(Doctor::examine(facts).problems, QStringList());
+    }
+
     // In the words of the window, whenever no phone is seen.
     void theNetworkIsToldOfWhereNoPhoneIsSeen_data() {
         QTest::addColumn<std::function<void(dnssd::NetworkFacts &)>>("change");

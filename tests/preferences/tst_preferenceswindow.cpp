@@ -275,11 +275,25 @@ private Q_SLOTS:
         QFETCH(QString, backend);
         QFETCH(QString, said);
         start();
-        _reader->is = StatusReader::Agent::Running;
-        _reader->told = AgentStatus{.syncEnabled = true, .pasteboardBackend = backend};
-        _reader->onChange();
+        tell({.syncEnabled = true, .pasteboardBackend = backend});
         const QString text = _window->findChild<QLabel *>(u"agentState"_qs)->text();
         QVERIFY2(text.contains(said), qPrintable(text));
+    }
+
+    void gnomesMissingIconIsExplained() {
+        qputenv("XDG_CURRENT_DESKTOP", "GNOME");
+        start();
+        const auto *const advice = _window->findChild<QLabel *>(u"trayAdvice"_qs);
+        QVERIFY(advice->isHidden());
+        tell({.hasDisplay = true, .trayKind = u"none"_qs});
+        QVERIFY(!advice->isHidden());
+        QVERIFY(advice->text().startsWith(u"GNOME shows icons of this kind only with"));
+        QVERIFY(advice->wordWrap());
+        tell({.hasDisplay = true, .trayKind = u"statusnotifier"_qs});
+        QVERIFY(advice->isHidden());
+        qputenv("XDG_CURRENT_DESKTOP", "sway");
+        tell({.hasDisplay = true, .trayKind = u"none"_qs});
+        QVERIFY(advice->isHidden());
     }
 
     void aLoginEntryThatCannotBeWrittenSaysWhy() {
@@ -322,6 +336,12 @@ private:
         settle();
     }
     void settle() { QVERIFY(kit::settle(_runLoop)); }
+    // The agent runs, and says so.
+    void tell(const AgentStatus &status) {
+        _reader->is = StatusReader::Agent::Running;
+        _reader->told = status;
+        _reader->onChange();
+    }
     void appear(const QString &name) {
         _dnssd->appear({name, u"_clipmule-s2._tcp"_qs, u"local"_qs},
                        {{QHostAddress(u"10.0.0.1"_qs), 7000}}, QByteArray(1, '\0'));
