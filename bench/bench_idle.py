@@ -4,7 +4,7 @@
 """What the agent costs while nothing happens: wake-ups, processor time and memory, with one phone
 connected, before and after a clip of 9.9 MB each way.
 
-Starts itself again in a private desktop. --bin says where the programs are, --json where the
+Starts itself again in private desktops: on an X server, and on a Wayland compositor. --bin says where the programs are, --json where the
 figures go.
 """
 
@@ -12,6 +12,7 @@ import argparse
 import json
 import os
 import pathlib
+import subprocess
 import sys
 import tempfile
 import time
@@ -21,12 +22,14 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(ROOT / "scripts"))
 from programs import Program, clipboard, copy, item_of, until  # noqa: E402
 
+TEXT = "text/plain;charset=utf-8"
 INSIDE = "CLIPMULE_BENCH_INSIDE"
 PHONE = "Bench"
 # The clip's native form counts as well, so that a text of this length is a clip of 9.9 MB.
 TEXT_LENGTH = 4_949_000
 SETTLING_SECONDS = 10
 TICKS_A_SECOND = os.sysconf("SC_CLK_TCK")
+DESKTOPS = {"X11": ["--network"], "sway": ["--network", "--wayland", "sway"]}
 
 
 class Process:
@@ -60,7 +63,6 @@ def idle(process, case, seconds):
     passed = time.monotonic() - start
     return {
         "case": case,
-        "side": "agent",
         "wake-ups a second": round((process.wake_ups() - wake_ups) / passed, 2),
         "processor ms a second": round((process.processor_seconds() - processor) / passed * 1000, 2),
         "resident MB": round(process.resident_megabytes(), 1),
@@ -80,7 +82,7 @@ def measure(binaries, seconds, log):
         time.sleep(SETTLING_SECONDS)
         rows = [idle(process, "one phone, before a clip", seconds)]
         text = "x" * TEXT_LENGTH
-        copy("UTF8_STRING", text.encode())
+        copy(TEXT, text.encode())
         phone.event("text", lambda event: len((item_of(event) or {}).get("string", "")) == len(text))
         time.sleep(SETTLING_SECONDS)
         rows.append(idle(process, "10 s after a clip of 9.9 MB sent", seconds))
@@ -88,9 +90,9 @@ def measure(binaries, seconds, log):
             file.write('{ 1 = { items = ( { createdBy = 1; string = "' + "y" * 9_900_000 + '"; } ); }; }')
             file.flush()
             phone.tell(f"plist {file.name}")
-            until("clip", lambda: clipboard("UTF8_STRING")[:1] == b"y")
+            until("clip", lambda: clipboard(TEXT)[:1] == b"y")
         # Given away, so that what is left is what the agent keeps for itself.
-        copy("UTF8_STRING", b"small")
+        copy(TEXT, b"small")
         time.sleep(SETTLING_SECONDS)
         rows.append(idle(process, "10 s after a clip of 9.9 MB received", seconds))
         for row in rows:
@@ -101,22 +103,31 @@ def measure(binaries, seconds, log):
         phone.stop()
 
 
-def main(script, description, desktop_options, take_measures):
-    """Runs a script's measures in a private desktop, prints them as a table and writes them as JSON."""
+def in_desktop(side, desktop_options, script, options):
+    """The rows that the script takes inside."""
+    with tempfile.TemporaryDirectory() as folder:
+        figures = pathlib.Path(folder) / "figures"
+        subprocess.run([ROOT / "scripts" / "private-desktop", *desktop_options, script, "--bin",
+                        options.bin.resolve(), "--seconds", str(options.seconds), "--json", figures],
+                       env={**os.environ, INSIDE: side}, check=True, stdout=subprocess.DEVNULL)
+        return json.loads(figures.read_text(encoding="utf-8"))["results"]
+
+
+def main(script, description, desktops, take_measures):
+    """Runs a script's measures in private desktops, one after the other, prints them as a table and
+    writes them as JSON."""
     parser = argparse.ArgumentParser(description=description)
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "release" / "bin")
     parser.add_argument("--json", type=pathlib.Path)
     parser.add_argument("--seconds", type=int, default=60, help="length of each observation")
     options = parser.parse_args()
-    if INSIDE not in os.environ:
-        os.environ[INSIDE] = "1"
-        command = [str(ROOT / "scripts" / "private-desktop"), *desktop_options, script, "--bin",
-                   str(options.bin.resolve()), "--seconds", str(options.seconds)]
-        if options.json:
-            command += ["--json", str(options.json.resolve())]
-        os.execv(command[0], command)
-    with open(os.devnull, "w", encoding="ascii") as log:
-        rows = take_measures(options.bin, options.seconds, log)
+    if INSIDE in os.environ:
+        with open(os.devnull, "w", encoding="ascii") as log:
+            rows = take_measures(options.bin, options.seconds, log)
+        rows = [{"case": row.pop("case"), "side": os.environ[INSIDE], **row} for row in rows]
+    else:
+        rows = [row for side, desktop_options in desktops.items()
+                for row in in_desktop(side, desktop_options, script, options)]
     columns = list(rows[0])
     widths = [max(len(str(row[column])) for row in [dict(zip(columns, columns)), *rows]) for column in columns]
     for row in [dict(zip(columns, columns)), *rows]:
@@ -127,4 +138,4 @@ def main(script, description, desktop_options, take_measures):
 
 
 if __name__ == "__main__":
-    main(__file__, "Measures the idle agent in a private desktop.", ["--network"], measure)
+    main(__file__, "Measures the idle agent in private desktops.", DESKTOPS, measure)

@@ -36,7 +36,6 @@ def observe(process, case, seconds, step):
     passed = time.monotonic() - start
     return {
         "case": case,
-        "side": "agent",
         "wake-ups a second": round((process.wake_ups() - wake_ups) / passed, 2),
         "processor ms a second": round((process.processor_seconds() - processor) / passed * 1000, 2),
         "resident MB": round(process.resident_megabytes(), 1),
@@ -77,4 +76,4 @@ def measure(binaries, seconds, log):
 
 
 if __name__ == "__main__":
-    main(__file__, "Measures the status item in a private desktop.", ["--network", "--tray"], measure)
+    main(__file__, "Measures the status item in a private desktop.", {"agent": ["--network", "--tray"]}, measure)

@@ -1,0 +1,72 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+// The agent's clipboard without the agent, for bench_clipboard.py. Says "captured NANOSECONDS" when
+// the contents of a copy are there, to a millisecond; a line "offer text FILE" or "offer image
+// FILE" on standard input makes it the owner of what is in the file, to which it says "offered
+// NANOSECONDS". The clock is the monotonic one.
+
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/pasteboard/Pasteboard.h"
+#include "platform/session/Session.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include <chrono>
+#include <cstdio>
+#include <unistd.h>
+
+using namespace clipmule;
+
+namespace {
+
+void say(const char *what) {
+    std::printf(
+        "%s %lld\n", what,
+        static_cast<long long>(std::chrono::steady_clock::now().time_since_epoch().count()));
+    std::fflush(stdout);
+}
+
+void offer(Pasteboard &pasteboard, const QByteArray &kind, const QByteArray &path) {
+    QFile file(QString::fromLocal8Bit(path));
+    if (!file.open(QIODevice::ReadOnly))
+        return;
+    PasteboardContents contents;
+    if (kind == "image")
+        contents.images.append(file.readAll());
+    else
+        contents.text = file.readAll();
+    pasteboard.write(contents);
+    say("offered");
+}
+
+} // namespace
+
+int main(int argc, char *argv[]) {
+    QCoreApplication application(argc, argv);
+    QtRunLoop runLoop;
+    const RunLoop::Installation installation(runLoop);
+    const auto pasteboard = makePasteboard(openSession());
+    pasteboard->setWatching(true);
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, [&, seen = pasteboard->changeCount()]() mutable {
+        if (const auto now = pasteboard->changeCount(); std::exchange(seen, now) != now)
+            say("captured");
+    });
+    look.start(1);
+    QSocketNotifier commands(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&commands, &QSocketNotifier::activated, [&] {
+        char line[4096] = {};
+        if (!std::fgets(line, sizeof line, stdin)) {
+            QCoreApplication::quit();
+            return;
+        }
+        const QList<QByteArray> words = QByteArray(line).trimmed().split(' ');
+        if (words.size() == 3)
+            offer(*pasteboard, words.at(1), words.at(2));
+    });
+    return QCoreApplication::exec();
+}
