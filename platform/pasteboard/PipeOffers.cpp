@@ -19,7 +19,8 @@ PipeOffers::PipeOffers() {
 
 void PipeOffers::set(QList<PasteboardOffers::Offer> offers) {
     _conversion.abandon();
-    _waiting.clear();
+    for (Reader &reader : std::exchange(_waiting, {}))
+        reader.close(false);
     _offers = std::move(offers);
 }
 
@@ -32,46 +33,59 @@ QStringList PipeOffers::targets(PasteboardAudience audience) const {
     return targets;
 }
 
-void PipeOffers::send(const QString &target, FileHandle pipe) {
+void PipeOffers::Reader::close(bool isWhole) {
+    pipe.close();
+    if (const Closed told = std::exchange(closed, nullptr))
+        told(isWhole);
+}
+
+void PipeOffers::send(const QString &target, FileHandle pipe, Closed closed) {
+    Reader reader{std::move(pipe), std::move(closed)};
     const auto offer =
         std::find_if(_offers.begin(), _offers.end(),
                      [&](const PasteboardOffers::Offer &each) { return each.target == target; });
     if (offer == _offers.end())
-        return;
-    if (offer->isConverted)
-        sendConverted(offer->data, std::move(pipe));
+        reader.close(false);
+    else if (offer->isConverted)
+        sendConverted(offer->data, std::move(reader));
     else
-        write(offer->data, std::move(pipe));
+        write(offer->data, std::move(reader));
 }
 
-void PipeOffers::sendConverted(const QByteArray &image, FileHandle pipe) {
-    if (qsizetype(_waiting.size()) >= mostWaiting)
+void PipeOffers::sendConverted(const QByteArray &image, Reader reader) {
+    if (qsizetype(_waiting.size()) >= mostWaiting) {
+        reader.close(false);
         return;
-    _waiting.push_back(std::move(pipe));
+    }
+    _waiting.push_back(std::move(reader));
     if (_conversion.isRunning())
         return;
     _conversion.start(image, [this](const std::optional<QByteArray> &png) {
-        std::list<FileHandle> waiting = std::exchange(_waiting, {});
-        if (!png)
-            return;
+        std::list<Reader> waiting = std::exchange(_waiting, {});
         for (PasteboardOffers::Offer &offer : _offers) {
-            if (!offer.isConverted)
+            if (!png || !offer.isConverted)
                 continue;
             offer.data = *png;
             offer.isConverted = false;
         }
-        for (FileHandle &each : waiting)
-            write(*png, std::move(each));
+        for (Reader &each : waiting) {
+            if (png)
+                write(*png, std::move(each));
+            else
+                each.close(false);
+        }
     });
 }
 
-void PipeOffers::write(const QByteArray &data, FileHandle pipe) {
-    if (_transfers.size() >= maximumTransfers)
+void PipeOffers::write(const QByteArray &data, Reader reader) {
+    if (_transfers.size() >= maximumTransfers) {
+        reader.close(false);
         return;
+    }
     const auto transfer = _transfers.emplace(_transfers.end());
     transfer->data = data;
-    transfer->pipe = std::move(pipe);
-    transfer->writable.emplace(transfer->pipe.descriptor(), QSocketNotifier::Write,
+    transfer->reader = std::move(reader);
+    transfer->writable.emplace(transfer->reader.pipe.descriptor(), QSocketNotifier::Write,
                                [this, transfer] { writeOn(transfer); });
     waitFor(transfer);
 }
@@ -79,13 +93,13 @@ void PipeOffers::write(const QByteArray &data, FileHandle pipe) {
 void PipeOffers::writeOn(Transfers::iterator transfer) {
     const qsizetype rest = transfer->data.size() - transfer->offset;
     const ssize_t count =
-        ::write(transfer->pipe.descriptor(), transfer->data.constData() + transfer->offset,
+        ::write(transfer->reader.pipe.descriptor(), transfer->data.constData() + transfer->offset,
                 size_t(std::min(rest, pieceBytes)));
     if (count < 0 && (errno == EAGAIN || errno == EINTR))
         return;
     // A reader that has closed its end has what it wanted.
     if (count < 0 || count == rest) {
-        _transfers.erase(transfer);
+        end(transfer, count == rest);
         return;
     }
     transfer->offset += count;
@@ -93,8 +107,15 @@ void PipeOffers::writeOn(Transfers::iterator transfer) {
 }
 
 void PipeOffers::waitFor(Transfers::iterator transfer) {
-    transfer->stall = RunLoop::current().performAfter(
-        stallLimit, [this, transfer] { _transfers.erase(transfer); });
+    transfer->stall =
+        RunLoop::current().performAfter(stallLimit, [this, transfer] { end(transfer, false); });
+}
+
+void PipeOffers::end(Transfers::iterator transfer, bool isWhole) {
+    transfer->writable.reset();
+    Reader reader = std::move(transfer->reader);
+    _transfers.erase(transfer);
+    reader.close(isWhole);
 }
 
 } // namespace clipmule

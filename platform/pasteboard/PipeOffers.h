@@ -9,6 +9,7 @@
 #include "platform/pasteboard/PasteboardOffers.h"
 #include "platform/streams/SocketNotifier.h"
 
+#include <functional>
 #include <list>
 #include <utility>
 
@@ -35,12 +36,19 @@ public:
     /// The targets for who looks at them, in order.
     [[nodiscard]] QStringList targets(PasteboardAudience audience) const;
     /// Writes a target into a pipe that does not block, and closes it. A target that we do not
-    /// offer has no bytes.
-    void send(const QString &target, FileHandle pipe);
+    /// offer has no bytes. `closed` is told then whether all of it was taken, perhaps from inside
+    /// this call.
+    using Closed = std::function<void(bool isWhole)>;
+    void send(const QString &target, FileHandle pipe, Closed closed = {});
 
 private:
-    struct Transfer {
+    struct Reader {
         FileHandle pipe;
+        Closed closed;
+        void close(bool isWhole);
+    };
+    struct Transfer {
+        Reader reader;
         QByteArray data;
         qsizetype offset = 0;
         std::optional<SocketNotifier> writable; // goes before the pipe does
@@ -48,15 +56,16 @@ private:
     };
     using Transfers = std::list<Transfer>;
 
-    void sendConverted(const QByteArray &image, FileHandle pipe);
-    void write(const QByteArray &data, FileHandle pipe);
+    void sendConverted(const QByteArray &image, Reader reader);
+    void write(const QByteArray &data, Reader reader);
     void writeOn(Transfers::iterator transfer);
+    void end(Transfers::iterator transfer, bool isWhole);
     void waitFor(Transfers::iterator transfer);
 
     QList<PasteboardOffers::Offer> _offers;
     Transfers _transfers;
     PngConversion _conversion;
-    std::list<FileHandle> _waiting; // for the conversion
+    std::list<Reader> _waiting; // for the conversion
 };
 
 } // namespace clipmule

@@ -82,23 +82,7 @@ public:
 
     [[nodiscard]] QString name() const override { return QString::fromLatin1(Form::name); }
 
-    FileHandle receive(const QString &type) override {
-        int ends[2];
-        if (!_selection || _connection->isLost())
-            return {};
-        if (::pipe2(ends, O_CLOEXEC) != 0) {
-            qCWarning(logWayland, "no pipe to read the clipboard through: %s",
-                      std::strerror(errno));
-            return {};
-        }
-        FileHandle reading(ends[0]);
-        const FileHandle writing(ends[1]);
-        // Ours alone: who writes may expect that writing waits.
-        ::fcntl(reading.descriptor(), F_SETFL, O_NONBLOCK);
-        Form::receive(_selection->proxy, type.toUtf8().constData(), writing.descriptor());
-        _connection->flush();
-        return reading;
-    }
+    void receive(const QString &type, const Opened &opened) override { opened(pipeOf(type)); }
 
     [[nodiscard]] bool own(const QStringList &types) override {
         if (!_device || _connection->isLost())
@@ -142,6 +126,23 @@ private:
         _moment = Moment::AtTheStart;
         _connection->whenServed(this, [this] { _moment = Moment::Change; });
     }
+    [[nodiscard]] FileHandle pipeOf(const QString &type) {
+        int ends[2];
+        if (!_selection || _connection->isLost())
+            return {};
+        if (::pipe2(ends, O_CLOEXEC) != 0) {
+            qCWarning(logWayland, "no pipe to read the clipboard through: %s",
+                      std::strerror(errno));
+            return {};
+        }
+        FileHandle reading(ends[0]);
+        const FileHandle writing(ends[1]);
+        // Ours alone: who writes may expect that writing waits.
+        ::fcntl(reading.descriptor(), F_SETFL, O_NONBLOCK);
+        Form::receive(_selection->proxy, type.toUtf8().constData(), writing.descriptor());
+        _connection->flush();
+        return reading;
+    }
     void leaveSeat() {
         _selection.reset();
         _primary.reset();
@@ -184,12 +185,7 @@ private:
         Offer &announced = *self._announced;
         const QString type = QString::fromUtf8(name);
         announced.isOurs = announced.isOurs || type == self._mark;
-        const bool isWanted =
-            announced.types.size() < mostTypes || (self.isWanted && self.isWanted(type));
-        if (isWanted && !announced.seen.contains(type)) {
-            announced.seen.insert(type);
-            announced.types.append(type);
-        }
+        self.keep(type, announced.types, announced.seen);
     }
     // Takes what was announced last, which is the only thing that can be meant.
     [[nodiscard]] std::unique_ptr<Offer> take(typename Form::Offer *offer) {
@@ -232,7 +228,7 @@ private:
         ::fcntl(target, F_SETFL, ::fcntl(target, F_GETFL) | O_NONBLOCK);
         ::fcntl(target, F_SETFD, FD_CLOEXEC);
         if (source == self._source && self.onSend)
-            self.onSend(QString::fromUtf8(type), std::move(handle));
+            self.onSend(QString::fromUtf8(type), std::move(handle), {});
     }
     static void cancel(void *memory, typename Form::Source *source) {
         FormOfDataControl &self = of(memory);
@@ -264,6 +260,15 @@ private:
     std::unique_ptr<Offer> _selection;
     std::unique_ptr<Offer> _primary;
 };
+
+void WaylandDataControl::keep(const QString &type, QStringList &types, QSet<QString> &seen) const {
+    const bool isFull = types.size() >= mostTypes;
+    if ((isFull && !(isWanted && isWanted(type))) || seen.contains(type))
+        return;
+    seen.insert(type);
+    // Whoever looks at as many only finds it in front.
+    types.insert(isFull ? 0 : types.size(), type);
+}
 
 bool WaylandDataControl::isOffered(const std::shared_ptr<WaylandConnection> &connection) {
     return connection && connection->seat() &&

@@ -7,6 +7,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -49,21 +50,27 @@ public:
     /// Who owns the clipboard is another: the types in the owner's order, none twice; nothing when
     /// nobody owns it. Not called for what we own ourselves.
     std::function<void(const std::optional<QStringList> &types, Moment moment)> onSelection;
-    /// A type that is kept however many others were offered before it.
+    /// A type that is kept however many others were offered before it; it then comes first.
     std::function<bool(const QString &type)> isWanted;
     /// Somebody reads what we own: to be written to the descriptor, which does not block, and then
-    /// closed.
-    std::function<void(const QString &type, FileHandle target)> onSend;
+    /// closed. `closed`, which may be empty, is told then whether all of it was taken.
+    using Closed = std::function<void(bool isWhole)>;
+    std::function<void(const QString &type, FileHandle target, Closed closed)> onSend;
     /// What we owned is not on the clipboard any more.
     std::function<void()> onCancelled;
 
     /// Asks the newest owner for a type. What it says comes out of the descriptor, which does not
-    /// block; at its end everything was said. Closed when nobody owns the clipboard, or the system
-    /// has no pipe for us.
-    [[nodiscard]] virtual FileHandle receive(const QString &type) = 0;
+    /// block and is handed over at once or later; at its end everything was said. It is closed when
+    /// nobody owns the clipboard, or the system has no pipe for us.
+    using Opened = std::function<void(FileHandle)>;
+    virtual void receive(const QString &type, const Opened &opened) = 0;
     /// Makes us the owner. What we owned before counts as cancelled, and is not told so. False when
     /// there is no clipboard to own any more.
     [[nodiscard]] virtual bool own(const QStringList &types) = 0;
+
+protected:
+    /// Adds a type that was offered to those that are remembered, once and within mostTypes.
+    void keep(const QString &type, QStringList &types, QSet<QString> &seen) const;
 };
 
 } // namespace clipmule

@@ -38,7 +38,10 @@ PasteboardOffers::Offer offer(const char *target, const QByteArray &data) {
 class PipeOffersTest final : public kit::TestCase {
     Q_OBJECT
 
-    void begin() override { _offers.emplace(); }
+    void begin() override {
+        _told.clear();
+        _offers.emplace();
+    }
     void end() override { _offers.reset(); }
 
 private Q_SLOTS:
@@ -156,15 +159,53 @@ private Q_SLOTS:
         QCOMPARE(_offers->targets(PasteboardAudience::Spreadsheet), both.mid(1));
     }
 
+    // Each reader's end is told once, and whether it has got all.
+    void theEndIsTold() {
+        _offers->set({offer("text/plain", QByteArray(1'000'000, 'x'))});
+        Pipe whole = send("text/plain");
+        QVERIFY(_told.isEmpty());
+        QCOMPARE(whole.readAll().size(), 1'000'000);
+        QCOMPARE(_told, QList<bool>{true});
+        QCOMPARE(send("image/png").readAll(), "");
+        QCOMPARE(_told, (QList<bool>{true, false}));
+        {
+            Pipe closed = send("text/plain");
+            QVERIFY(await([&] { return closed.read().size() > 0; }));
+        }
+        QVERIFY(await([&] { return _told.size() == 3; }));
+        Pipe stalled = send("text/plain");
+        QVERIFY(await([&] { return stalled.read().size() > 0; }));
+        QCOMPARE(_told, (QList<bool>{true, false, false}));
+        _runLoop.advance(PipeOffers::stallLimit);
+        QCOMPARE(_told, (QList<bool>{true, false, false, false}));
+    }
+
+    void theEndOfAConversionIsTold() {
+        PasteboardOffers::Offer png = offer("image/png", encoded("BMP"));
+        png.isConverted = true;
+        _offers->set({png});
+        Pipe waiting = send("image/png");
+        _offers->set({png});
+        QCOMPARE(_told, QList<bool>{false});
+        QVERIFY(!send("image/png").readAll().isEmpty());
+        QCOMPARE(_told, (QList<bool>{false, true}));
+        png.data = "no image";
+        _offers->set({png});
+        QCOMPARE(send("image/png").readAll(), "");
+        QCOMPARE(_told, (QList<bool>{false, true, false}));
+    }
+
 private:
     [[nodiscard]] Pipe send(const char *target) {
         Pipe pipe;
-        _offers->send(QString::fromLatin1(target), std::move(pipe.writing));
+        _offers->send(QString::fromLatin1(target), std::move(pipe.writing),
+                      [this](bool isWhole) { _told.append(isWhole); });
         return pipe;
     }
 
     ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
+    QList<bool> _told;
     std::optional<PipeOffers> _offers;
 };
 

@@ -13,7 +13,7 @@ WaylandPasteboard::WaylandPasteboard(std::unique_ptr<WaylandDataControl> control
     , _audience(std::move(audience))
     , _control(std::move(control))
     , _transfer([this](const QString &target, const PipeTransfer::Opened &opened) {
-        opened(_control->receive(target));
+        _control->receive(target, opened);
     }) {
     _control->onSelection = [this](const std::optional<QStringList> &targets,
                                    WaylandDataControl::Moment moment) {
@@ -23,9 +23,10 @@ WaylandPasteboard::WaylandPasteboard(std::unique_ptr<WaylandDataControl> control
             selectionChanged(targets);
     };
     _control->isWanted = [](const QString &type) { return PasteboardMarker::all.contains(type); };
-    _control->onSend = [this](const QString &target, FileHandle pipe) {
+    _control->onSend = [this](const QString &target, FileHandle pipe,
+                              WaylandDataControl::Closed closed) {
         _wasRead = true;
-        _offers.send(target, std::move(pipe));
+        _offers.send(target, std::move(pipe), std::move(closed));
     };
     _control->onCancelled = [this] { _isOwning = false; };
 }

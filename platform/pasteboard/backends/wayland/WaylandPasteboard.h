@@ -13,7 +13,7 @@
 
 namespace clipmule {
 
-/// The clipboard of a Wayland compositor that lets programs without a window control it. The other
+/// The clipboard of a compositor that lets programs without a window control it. The other
 /// selection, which a middle click pastes, stays untouched.
 ///
 /// Which client owns the clipboard is not told here, so a manager is known by its moment and its
