@@ -5,6 +5,7 @@
 
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
+#include "platform/mutter/MutterDataControl.h"
 #include "platform/pasteboard/backends/wayland/WaylandPasteboard.h"
 #include "platform/pasteboard/backends/x11/X11Pasteboard.h"
 #include "platform/session/Session.h"
@@ -73,9 +74,15 @@ std::unique_ptr<Pasteboard> makePasteboard(const Session &session,
                                            FindPasteboardAudience audience) {
     if (auto control = WaylandDataControl::make(session.wayland))
         return std::make_unique<WaylandPasteboard>(std::move(control), std::move(audience));
+    if (session.mutter) {
+        auto control = std::make_unique<MutterDataControl>(session.mutter);
+        return std::make_unique<WaylandPasteboard>(std::move(control), std::move(audience));
+    }
     if (!session.x11 || !hasX11PasteboardSupport(*session.x11))
         return std::make_unique<NullPasteboard>();
-    auto pasteboard = std::make_unique<X11Pasteboard>(session.x11, std::move(audience));
+    auto pasteboard = std::make_unique<X11Pasteboard>(session.x11, std::move(audience),
+                                                      session.wayland ? QStringLiteral("xwayland")
+                                                                      : QStringLiteral("x11"));
     pasteboard->start();
     return pasteboard;
 }

@@ -100,7 +100,8 @@ public:
     // NOLINTNEXTLINE(performance-unnecessary-value-param): whoever overrides it keeps it.
     virtual void prepareToQuit(std::function<void()> done) { done(); }
 
-    /// Which clipboard it is, for the status: "x11". "none" where there is none.
+    /// Which clipboard it is, for the status: "x11", or "xwayland" where that
+    /// is only part of a compositor's. "none" where there is none.
     [[nodiscard]] virtual QString description() const = 0;
 
 protected:

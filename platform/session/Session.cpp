@@ -4,6 +4,7 @@
 #include "platform/session/Session.h"
 
 #include "platform/foundation/Log.h"
+#include "platform/mutter/MutterConnection.h"
 #include "platform/wayland/WaylandConnection.h"
 #include "platform/wayland/WaylandDataControl.h"
 #include "platform/x11/X11Connection.h"
@@ -72,7 +73,10 @@ QByteArray usersPlatform() {
 } // namespace
 
 Session openSession() {
-    return {.x11 = openX11(), .wayland = WaylandConnection::open()};
+    Session session{.x11 = openX11(), .wayland = WaylandConnection::open()};
+    if (session.wayland && !WaylandDataControl::isOffered(session.wayland))
+        session.mutter = MutterConnection::open();
+    return session;
 }
 
 QByteArray toolkitPlatform() {

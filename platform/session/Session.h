@@ -10,6 +10,7 @@
 
 namespace clipmule {
 
+class MutterConnection;
 class WaylandConnection;
 class X11Connection;
 
@@ -22,6 +23,9 @@ struct Session {
     std::shared_ptr<X11Connection> x11 = {};
     /// The same of a Wayland compositor. A session may have both.
     std::shared_ptr<WaylandConnection> wayland = {};
+    /// The same of GNOME's, which lets programs control the clipboard over the session bus. Null
+    /// where the other connection does.
+    std::shared_ptr<MutterConnection> mutter = {};
 };
 
 /// The session of this process, as its environment names it. What cannot be reached is missing,

@@ -27,12 +27,15 @@ MAY_INCLUDE = {
     "platform/dbus/": ["platform/foundation/"],
     "platform/x11/": ["platform/foundation/"],
     "platform/wayland/": ["platform/foundation/"],
+    "platform/mutter/": ["platform/foundation/", "platform/dbus/",
+                         "platform/wayland/WaylandDataControl.h"],
     "platform/streams/": ["platform/foundation/"],
     "platform/dnssd/": ["platform/foundation/", "platform/streams/", "platform/dbus/"],
     "platform/session/": ["platform/foundation/", "platform/x11/", "platform/wayland/",
-                          "platform/dbus/"],
+                          "platform/mutter/", "platform/dbus/"],
     "platform/pasteboard/": ["platform/foundation/", "platform/images/",
-                             "platform/x11/", "platform/wayland/", "platform/session/Session.h",
+                             "platform/x11/", "platform/wayland/", "platform/mutter/",
+                             "platform/session/Session.h",
                              "platform/streams/SocketNotifier.h"],
     "platform/keyboard/": ["platform/foundation/", "platform/wayland/", "platform/x11/",
                            "platform/session/Session.h"],
@@ -92,7 +95,7 @@ for _folder in ("tests/desktop/", "fuzz/", "bench/"):
 
 # Their headers may hold what their sister services need of the system; the rest of the program sees
 # only those that do not.
-INTERNAL_SERVICES = ["platform/dbus/", "platform/wayland/", "platform/x11/"]
+INTERNAL_SERVICES = ["platform/dbus/", "platform/mutter/", "platform/wayland/", "platform/x11/"]
 
 # What the system offers, as the beginnings of header names, and the folders where a header of that
 # kind may appear. A header that others include may hold none of them, nor lead to one.
@@ -105,7 +108,7 @@ SYSTEM_HEADERS = {
                 ["platform/wayland/"]),
     "Avahi": (["avahi-"], ["platform/dnssd/backends/core/"]),
     "D-Bus": (["QDBus", "QtDBus", "dbus/"],
-              ["platform/dbus/", "platform/dnssd/", "platform/session/backends/dbus/",
+              ["platform/dbus/", "platform/mutter/", "platform/dnssd/", "platform/session/backends/dbus/",
                "platform/tray/backends/dbus/", "platform/desktop/backends/",
                "platform/preferences/backends/dbus/", "platform/power/backends/logind/"]),
     "socket": (["sys/socket.h", "sys/un.h", "netinet/", "netpacket/", "arpa/", "netdb.h", "net/if",

@@ -5,6 +5,7 @@
 #include "platform/session/Session.h"
 #include "tests/kit/FakePasteboard.h"
 #include "tests/kit/TestCase.h"
+#include "tests/pasteboard/MutterDesktop.h"
 #include "tests/pasteboard/WaylandDesktop.h"
 #include "tests/pasteboard/X11Desktop.h"
 #include "tests/pasteboard/X11TestOwner.h"
@@ -87,7 +88,30 @@ private:
     kit::WaylandDesktop _desktop;
 };
 
+class MutterBackend final : public Backend {
+public:
+    Pasteboard &pasteboard() override { return *_desktop.pasteboard; }
+    void copy(const QByteArray &utf8) override {
+        _desktop.mutter->copy({{QStringLiteral("text/plain;charset=utf-8"), utf8}});
+        if (!_desktop.fetchEnds())
+            qWarning("the copied text did not arrive");
+    }
+    void copyUnwatched(const QByteArray &utf8) override {
+        _desktop.mutter->copy({{QStringLiteral("text/plain;charset=utf-8"), utf8}});
+        _desktop.settle();
+    }
+    void quitOther() override {
+        _desktop.mutter->clear();
+        _desktop.settle();
+    }
+
+private:
+    kit::MutterDesktop _desktop;
+};
+
 std::unique_ptr<Backend> makeBackend(const QString &name) {
+    if (name == u"mutter")
+        return std::make_unique<MutterBackend>();
     if (name == u"wayland")
         return std::make_unique<WaylandBackend>();
     if (name == u"x11")
@@ -100,6 +124,7 @@ void backends() {
     QTest::newRow("fake") << QStringLiteral("fake");
     QTest::newRow("x11") << QStringLiteral("x11");
     QTest::newRow("wayland") << QStringLiteral("wayland");
+    QTest::newRow("mutter") << QStringLiteral("mutter");
 }
 
 } // namespace
@@ -233,6 +258,18 @@ private Q_SLOTS:
         int calls = 0;
         desktop->pasteboard().prepareToQuit([&] { ++calls; });
         QCOMPARE(calls, 1);
+    }
+
+    void itSaysWhichItIs() {
+        ManualRunLoop runLoop;
+        const RunLoop::Installation installation(runLoop);
+        Session session{.x11 = X11Connection::open()};
+        QCOMPARE(makePasteboard(session)->description(), QStringLiteral("x11"));
+        const TestCompositor compositor({.agreed = false, .wlroots = false});
+        qputenv("WAYLAND_DISPLAY", compositor.display());
+        session.wayland = WaylandConnection::open();
+        QCOMPARE(makePasteboard(session)->description(), QStringLiteral("xwayland"));
+        qunsetenv("WAYLAND_DISPLAY");
     }
 
     void withoutADisplayItIsEmptyAndSaysSoOnce() {

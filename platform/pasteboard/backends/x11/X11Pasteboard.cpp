@@ -22,8 +22,9 @@ bool hasX11PasteboardSupport(X11Connection &connection) {
 }
 
 X11Pasteboard::X11Pasteboard(std::shared_ptr<X11Connection> connection,
-                             FindPasteboardAudience audience)
+                             FindPasteboardAudience audience, QString description)
     : FollowedPasteboard(_transfer)
+    , _description(std::move(description))
     , _connection(std::move(connection))
     , _transfer(_connection)
     , _owner(_connection, std::move(audience))

@@ -35,13 +35,14 @@ public:
 
     /// The connection must have the XFixes extension: hasX11PasteboardSupport().
     explicit X11Pasteboard(std::shared_ptr<X11Connection> connection,
-                           FindPasteboardAudience audience = {});
+                           FindPasteboardAudience audience = {},
+                           QString description = QStringLiteral("x11"));
     ~X11Pasteboard() override;
 
     /// Begins to follow the selection.
     void start();
 
-    [[nodiscard]] QString description() const override { return QStringLiteral("x11"); }
+    [[nodiscard]] QString description() const override { return _description; }
     void offerAsSelection() override { _owner.ownSelection(); }
     void prepareToQuit(std::function<void()> done) override;
 
@@ -58,6 +59,7 @@ private:
     void rememberOwner(xcb_window_t owner);
     void askForTheManager(xcb_window_t owner);
 
+    const QString _description;
     std::shared_ptr<X11Connection> _connection;
     X11TargetTransfer _transfer;
     X11SelectionOwner _owner;

@@ -1,0 +1,80 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/mutter/MutterDataControl.h"
+#include "platform/pasteboard/backends/wayland/WaylandPasteboard.h"
+#include "tests/kit/Await.h"
+#include "tests/kit/FakeMutter.h"
+#include "tests/kit/ManualRunLoop.h"
+#include "tests/services/PrivateBus.h"
+
+#include <QTest>
+
+namespace clipmule::kit {
+
+/// The bus of the program's tests, which runs. The library that connects to it reads where it is
+/// only once.
+inline PrivateBus &runningBus() {
+    static PrivateBus *const bus = [] {
+        qAddPostRoutine([] { delete &runningBus(); });
+        return new PrivateBus;
+    }();
+    if (!bus->isRunning() && !bus->start())
+        qFatal("no bus");
+    return *bus;
+}
+
+/// What a test works with: GNOME's compositor on a private bus, the pasteboard, and a clock that
+/// stands still until it is advanced.
+struct MutterDesktop {
+    ManualRunLoop runLoop;
+    RunLoop::Installation installation{runLoop};
+    PrivateBus &bus = runningBus();
+    std::optional<FakeMutter> mutter;
+    std::shared_ptr<MutterConnection> connection;
+    std::unique_ptr<WaylandPasteboard> pasteboard;
+
+    explicit MutterDesktop(FindPasteboardAudience audience = {},
+                           const FakeMutter::Contents &before = {}) {
+        qputenv("DBUS_SESSION_BUS_ADDRESS", bus.address().toUtf8());
+        mutter.emplace(bus.address());
+        mutter->appear();
+        if (!before.isEmpty())
+            mutter->copy(before);
+        connection = MutterConnection::open();
+        pasteboard = std::make_unique<WaylandPasteboard>(
+            std::make_unique<MutterDataControl>(connection), std::move(audience));
+        pasteboard->setWatching(true);
+        settle();
+    }
+
+    // Everything that was said until now was heard and answered; no time has passed on the manual
+    // clock.
+    void settle() {
+        // A question answers a signal, and an answer brings another question, at most so often.
+        for (int round = 0; round < 4; ++round) {
+            bool isAnswered = false;
+            connection->call(QStringLiteral("/"), QStringLiteral("org.freedesktop.DBus.Peer"),
+                             QStringLiteral("Ping"), {}, connection.get(),
+                             [&](const QDBusMessage &) { isAnswered = true; });
+            if (!await([&] { return isAnswered; }))
+                qWarning("the compositor does not answer");
+        }
+    }
+
+    bool fetchBegins() {
+        if (!await([this] { return pasteboard->isFetching(); }))
+            return false;
+        runLoop.advance(PasteboardHistory::settleTime);
+        return true;
+    }
+
+    // Another application has taken the clipboard: everything until its contents are there.
+    bool fetchEnds() {
+        return fetchBegins() && await([this] { return !pasteboard->isFetching(); });
+    }
+};
+
+} // namespace clipmule::kit
