@@ -6,6 +6,7 @@
 #include "platform/foundation/Log.h"
 #include "platform/keyboard/backends/wayland/WaylandKeyboardEvents.h"
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
+#include "platform/mutter/MutterKeyboard.h"
 #include "platform/session/Session.h"
 #include "platform/wayland/WaylandDataControl.h"
 
@@ -43,6 +44,9 @@ makeKeyboardEvents(const Session &session, std::function<std::optional<QString>(
     if (WaylandDataControl::isOffered(session.wayland))
         return std::make_unique<NullKeyboardEvents>(
             QStringLiteral("the compositor takes no key strokes from programs"));
+    if (session.mutter)
+        return std::make_unique<WaylandKeyboardEvents>(
+            std::make_unique<MutterKeyboard>(session.mutter), std::move(pasteKeys));
     if (!session.x11)
         return std::make_unique<NullKeyboardEvents>(QStringLiteral("there is no display"));
     if (!hasXTestSupport(*session.x11))

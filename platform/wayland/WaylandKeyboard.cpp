@@ -104,6 +104,8 @@ public:
     VirtualKeyboard(const VirtualKeyboard &) = delete;
     VirtualKeyboard &operator=(const VirtualKeyboard &) = delete;
 
+    [[nodiscard]] QString name() const override { return QStringLiteral("virtual-keyboard"); }
+
     [[nodiscard]] bool type(const QList<quint32> &symbols) override {
         if (!_keyboard || _connection->isLost())
             return false;

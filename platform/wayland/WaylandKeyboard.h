@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QList>
+#include <QString>
 
 #include <memory>
 
@@ -27,6 +28,9 @@ public:
     virtual ~WaylandKeyboard() = default;
     WaylandKeyboard(const WaylandKeyboard &) = delete;
     WaylandKeyboard &operator=(const WaylandKeyboard &) = delete;
+
+    /// "virtual-keyboard".
+    [[nodiscard]] virtual QString name() const = 0;
 
     /// Presses the keys of these symbols (X11's numbers) in their order and releases them in the
     /// reverse. False, and nothing is pressed, when there is no key for one of them or the seat has

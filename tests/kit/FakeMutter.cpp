@@ -3,6 +3,8 @@
 
 #include "tests/kit/FakeMutter.h"
 
+#include "tests/kit/Await.h"
+
 #include <QCoreApplication>
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>
@@ -150,6 +152,18 @@ void FakeMutter::sayFrom(const QDBusConnection &impostor, const QString &signal,
         sessionPath.arg(_ownSession ? _ownSession : _made), sessionInterface, signal);
     message.setArguments(arguments);
     impostor.send(message);
+}
+
+void FakeMutter::settle(MutterConnection &connection) {
+    // A signal brings a question, and its answer another one, at most so often.
+    for (int round = 0; round < 4; ++round) {
+        bool isAnswered = false;
+        connection.call(QStringLiteral("/"), QStringLiteral("org.freedesktop.DBus.Peer"),
+                        QStringLiteral("Ping"), {}, &connection,
+                        [&](const QDBusMessage &) { isAnswered = true; });
+        if (!await([&] { return isAnswered; }))
+            qWarning("the compositor does not answer");
+    }
 }
 
 FakeMutter::Session *FakeMutter::session(const QString &path) {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "platform/mutter/MutterConnection.h"
 #include "platform/pasteboard/PipeOffers.h"
 
 #include <QDBusConnection>
@@ -59,6 +60,10 @@ public:
 
     /// Answers a call that was left without an answer before.
     void answerHeld();
+
+    /// Everything that was said until now was heard and answered; no time has passed on the manual
+    /// clock.
+    static void settle(MutterConnection &connection);
 
     QStringList calls;              // "CreateSession", and of sessions "1 Start"
     QHash<QString, QString> errors; // member, text

@@ -14,24 +14,12 @@
 
 namespace clipmule::kit {
 
-/// The bus of the program's tests, which runs. The library that connects to it reads where it is
-/// only once.
-inline PrivateBus &runningBus() {
-    static PrivateBus *const bus = [] {
-        qAddPostRoutine([] { delete &runningBus(); });
-        return new PrivateBus;
-    }();
-    if (!bus->isRunning() && !bus->start())
-        qFatal("no bus");
-    return *bus;
-}
-
 /// What a test works with: GNOME's compositor on a private bus, the pasteboard, and a clock that
 /// stands still until it is advanced.
 struct MutterDesktop {
     ManualRunLoop runLoop;
     RunLoop::Installation installation{runLoop};
-    PrivateBus &bus = runningBus();
+    PrivateBus &bus = PrivateBus::running();
     std::optional<FakeMutter> mutter;
     std::shared_ptr<MutterConnection> connection;
     std::unique_ptr<WaylandPasteboard> pasteboard;
@@ -50,19 +38,7 @@ struct MutterDesktop {
         settle();
     }
 
-    // Everything that was said until now was heard and answered; no time has passed on the manual
-    // clock.
-    void settle() {
-        // A question answers a signal, and an answer brings another question, at most so often.
-        for (int round = 0; round < 4; ++round) {
-            bool isAnswered = false;
-            connection->call(QStringLiteral("/"), QStringLiteral("org.freedesktop.DBus.Peer"),
-                             QStringLiteral("Ping"), {}, connection.get(),
-                             [&](const QDBusMessage &) { isAnswered = true; });
-            if (!await([&] { return isAnswered; }))
-                qWarning("the compositor does not answer");
-        }
-    }
+    void settle() { FakeMutter::settle(*connection); }
 
     bool fetchBegins() {
         if (!await([this] { return pasteboard->isFetching(); }))

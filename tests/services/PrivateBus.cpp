@@ -3,6 +3,7 @@
 
 #include "tests/services/PrivateBus.h"
 
+#include <QCoreApplication>
 #include <QFile>
 
 #include <csignal>
@@ -46,6 +47,16 @@ PrivateBus::PrivateBus() {
                         "<policy context=\"default\">\n"
                         "<allow user=\"*\"/>\n<allow own=\"*\"/>\n<allow send_type=\"*\"/>\n"
                         "<allow receive_type=\"*\"/>\n</policy>\n</busconfig>\n");
+}
+
+PrivateBus &PrivateBus::running() {
+    static PrivateBus *const bus = [] {
+        qAddPostRoutine([] { delete &running(); });
+        return new PrivateBus;
+    }();
+    if (!bus->isRunning() && !bus->start())
+        qFatal("the bus does not start");
+    return *bus;
 }
 
 PrivateBus::~PrivateBus() {

@@ -22,6 +22,10 @@ public:
     PrivateBus(const PrivateBus &) = delete;
     PrivateBus &operator=(const PrivateBus &) = delete;
 
+    /// One for all tests of the program, which runs: the library that connects to the session's bus
+    /// reads only once where it is.
+    [[nodiscard]] static PrivateBus &running();
+
     /// Starts the daemon and waits until it listens. False when it does not.
     [[nodiscard]] bool start();
     void stop();

@@ -22,9 +22,7 @@ public:
         , _pasteStroke(std::move(pasteKeys)) {}
 
     void paste() override;
-    [[nodiscard]] QString description() const override {
-        return QStringLiteral("virtual-keyboard");
-    }
+    [[nodiscard]] QString description() const override { return _keyboard->name(); }
 
 private:
     std::unique_ptr<WaylandKeyboard> _keyboard;
