@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,6 +26,18 @@ void FileHandle::close() {
     // After EINTR the descriptor's state is unspecified on Linux in name only: it is closed.
     if (_descriptor >= 0)
         ::close(std::exchange(_descriptor, -1));
+}
+
+FileHandle fileInMemory(QByteArrayView bytes) {
+    FileHandle file(::memfd_create("clipmule", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    while (file.isOpen() && !bytes.isEmpty()) {
+        const ssize_t count = ::write(file.descriptor(), bytes.data(), size_t(bytes.size()));
+        if (count <= 0)
+            file.close();
+        else
+            bytes = bytes.sliced(count);
+    }
+    return file;
 }
 
 Result<std::optional<QByteArray>> RegularFile::read(const QString &path, qint64 largest,

@@ -36,6 +36,10 @@ private:
     int _descriptor = -1;
 };
 
+/// A file without a name that holds these bytes, to be handed to another process. Closed when the
+/// system gives none; errno says why.
+[[nodiscard]] FileHandle fileInMemory(QByteArrayView bytes);
+
 /// Whole files. Only regular files count: opening a pipe or a device could wait for ever.
 namespace RegularFile {
 

@@ -166,12 +166,24 @@ bool WaylandConnection::offers(const QByteArray &interface) const {
     return !_lost && find(interface);
 }
 
-void *WaylandConnection::bindGlobal(const wl_interface &interface) {
-    const Global *const global = _lost ? nullptr : find(interface.name);
-    if (!global)
+QList<quint32> WaylandConnection::globals(const QByteArray &interface) const {
+    QList<quint32> numbers;
+    for (const Global &global : _globals) {
+        if (!_lost && global.interface == interface)
+            numbers.append(global.name);
+    }
+    return numbers;
+}
+
+void *WaylandConnection::bindGlobal(const wl_interface &interface, quint32 newest,
+                                    std::optional<quint32> number) {
+    const auto found = std::find_if(_globals.cbegin(), _globals.cend(), [&](const Global &global) {
+        return global.interface == interface.name && global.name == number.value_or(global.name);
+    });
+    if (_lost || found == _globals.cend())
         return nullptr;
-    return wl_registry_bind(_registry, global->name, &interface,
-                            std::min(global->version, quint32(interface.version)));
+    return wl_registry_bind(_registry, found->name, &interface,
+                            std::min({found->version, quint32(interface.version), newest}));
 }
 
 wl_seat *WaylandConnection::seat() {

@@ -8,8 +8,10 @@
 #include <QObject>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class QSocketNotifier;
@@ -60,11 +62,16 @@ public:
     WaylandConnection &operator=(WaylandConnection &&) = delete;
 
     [[nodiscard]] bool offers(const QByteArray &interface) const;
-    /// The proxy of the first global of this interface, in the newest version that both sides know;
-    /// null when there is none or the connection is lost. The caller destroys it.
+    /// The numbers of all globals of this interface.
+    [[nodiscard]] QList<quint32> globals(const QByteArray &interface) const;
+    /// The proxy of the global of this number, or of the first one of this interface, in the newest
+    /// version that both sides know; null when there is none or the connection is lost. The caller
+    /// destroys it. Where the interface's description is not ours and may grow, `newest` is the
+    /// version that the caller knows all events of.
     template <typename Proxy>
-    [[nodiscard]] Proxy *bind(const wl_interface &interface) {
-        return static_cast<Proxy *>(bindGlobal(interface));
+    [[nodiscard]] Proxy *bind(const wl_interface &interface, quint32 newest = UINT32_MAX,
+                              std::optional<quint32> number = {}) {
+        return static_cast<Proxy *>(bindGlobal(interface, newest, number));
     }
     /// The first seat; null when there is none. The connection's, and good until it is another.
     [[nodiscard]] wl_seat *seat();
@@ -96,7 +103,8 @@ private:
     [[nodiscard]] bool awaitGlobals();
     void follow();
     [[nodiscard]] const Global *find(const QByteArray &interface) const;
-    [[nodiscard]] void *bindGlobal(const wl_interface &interface);
+    [[nodiscard]] void *bindGlobal(const wl_interface &interface, quint32 newest,
+                                   std::optional<quint32> number);
     void forget(quint32 name);
     void releaseSeat();
     void process();

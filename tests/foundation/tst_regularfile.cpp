@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/FileHandle.h"
+#include "tests/kit/FullDisk.h"
 #include "tests/kit/Results.h"
 #include "tests/kit/TestCase.h"
 
@@ -10,6 +11,7 @@
 #include <QTest>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace clipmule;
 
@@ -58,6 +60,20 @@ private Q_SLOTS:
         const QString pipe = _place->filePath(QStringLiteral("pipe"));
         QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
         QCOMPARE(kit::reasonOf(RegularFile::read(pipe, 100)), QStringLiteral("it cannot be read"));
+    }
+
+    void aFileInMemoryHoldsWhatItWasGiven() {
+        const FileHandle file = fileInMemory("12345");
+        char bytes[10] = {};
+        QCOMPARE(::pread(file.descriptor(), bytes, sizeof bytes, 0), 5);
+        QCOMPARE(QByteArray(bytes), QByteArray("12345"));
+        QVERIFY(fileInMemory({}).isOpen());
+    }
+
+    void halfAFileInMemoryIsNone() {
+        const kit::FullDisk disk(4);
+        QVERIFY(fileInMemory("1234").isOpen());
+        QVERIFY(!fileInMemory("12345").isOpen());
     }
 
 private:

@@ -3,6 +3,8 @@
 
 #include "tests/kit/TestCompositor.h"
 
+#include "tests/kit/CompositorLayers.h"
+
 #include <QTemporaryDir>
 
 #include <condition_variable>
@@ -348,6 +350,7 @@ struct TestCompositor::State {
     QList<wl_global *> seats;
     Keyboards::Typed typed;
     Windows windows;
+    CompositorLayers layers;
     FileHandle wakeUp{::eventfd(0, EFD_CLOEXEC)};
     std::mutex mutex;
     std::condition_variable isDone;
@@ -414,6 +417,8 @@ TestCompositor::TestCompositor(const Offers &offers)
     if (offers.windows)
         wl_global_create(_state->display, &zwlr_foreign_toplevel_manager_v1_interface, 3,
                          &_state->windows, Windows::bind);
+    if (offers.layers)
+        _state->layers.offer(_state->display, offers.outputs);
     // A socket that listens is enough to connect to.
     if (offers.answers)
         _state->thread = std::thread([state = _state.get()] { state->serve(); });
@@ -554,6 +559,14 @@ void TestCompositor::finishWindows() {
         if (_state->windows.manager)
             zwlr_foreign_toplevel_manager_v1_send_finished(_state->windows.manager);
     });
+}
+
+void TestCompositor::layers(const std::function<void(CompositorLayers &)> &look) const {
+    run([&] { look(_state->layers); });
+}
+
+void TestCompositor::addOutput(int scale) {
+    run([&] { _state->layers.addOutput(_state->display, scale); });
 }
 
 void TestCompositor::finishDevices() {

@@ -15,16 +15,20 @@
 
 namespace clipmule::kit {
 
+class CompositorLayers;
+
 /// A compositor without a screen, in a thread of its own: it offers what it is told to, and
 /// misbehaves on demand. Every call is done when it returns; what clients are sent by it they find
 /// by serving their connections.
 class TestCompositor {
 public:
     struct Offers {
-        bool agreed = true;    // ext-data-control
-        bool wlroots = true;   // wlr-data-control
-        bool keyboards = true; // virtual ones
-        bool windows = true;   // are told of
+        bool agreed = true;       // ext-data-control
+        bool wlroots = true;      // wlr-data-control
+        bool keyboards = true;    // virtual ones
+        bool windows = true;      // are told of
+        bool layers = false;      // above the windows, with what they are made of
+        QList<int> outputs = {1}; // by their scales, where there are layers
         int seats = 1;
         bool answers = true; // at all; a compositor that hangs lets one connect and is silent
     };
@@ -81,6 +85,11 @@ public:
     void closeWindow(int number);
     /// Windows are told of no more.
     void finishWindows();
+
+    /// Looks at what clients show above the windows, or changes how it is treated: the function
+    /// runs in the compositor's thread.
+    void layers(const std::function<void(CompositorLayers &)> &look) const;
+    void addOutput(int scale);
 
     /// The clipboard of the seats is taken from those that control it.
     void finishDevices();
