@@ -155,7 +155,8 @@ private:
         const FileHandle file = fileInMemory(
             {reinterpret_cast<const char *>(picture.constBits()), picture.sizeInBytes()});
         if (!file.isOpen()) {
-            qCWarning(logWayland, "no picture can be handed over: %s", std::strerror(errno));
+            const int reason = errno;
+            qCWarning(logWayland, "no picture can be handed over: %s", std::strerror(reason));
             return nullptr;
         }
         wl_shm_pool *const pool =
