@@ -42,8 +42,7 @@ makeKeyboardEvents(const Session &session, std::function<std::optional<QString>(
         return std::make_unique<WaylandKeyboardEvents>(std::move(keyboard), std::move(pasteKeys));
     // An X server's keys are not in order with the compositor's clipboard.
     if (WaylandDataControl::isOffered(session.wayland))
-        return std::make_unique<NullKeyboardEvents>(
-            QStringLiteral("the compositor takes no key strokes from programs"));
+        return std::make_unique<NullKeyboardEvents>(WaylandKeyboard::obstacle(*session.wayland));
     if (session.mutter)
         return std::make_unique<WaylandKeyboardEvents>(
             std::make_unique<MutterKeyboard>(session.mutter), std::move(pasteKeys));

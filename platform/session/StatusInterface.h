@@ -46,7 +46,7 @@ struct AgentStatus {
     QString pasteboardBackend;
     bool pasteboardCanRead = false;
     bool pasteboardCanWrite = false;
-    /// "xtest", "virtual-keyboard", or "none" where pasting is left to the user.
+    /// "xtest", "virtual-keyboard", "fake-input", or "none" where pasting is left to the user.
     QString pasteBackend;
     bool canPaste = false;
     /// Why not, without a full stop; empty where it can.

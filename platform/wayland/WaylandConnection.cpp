@@ -49,6 +49,16 @@ struct WaylandConnection::Listener {
     }
     static void done(void *memory, wl_callback *, quint32) { *static_cast<bool *>(memory) = true; }
 
+    static void setCapabilities(void *memory, wl_seat *seat, quint32 capabilities) {
+        auto *const self = static_cast<WaylandConnection *>(memory);
+        const bool has = (capabilities & WL_SEAT_CAPABILITY_KEYBOARD) != 0;
+        if (seat != self->_seat || has == self->_hasKeyboard)
+            return;
+        self->_hasKeyboard = has;
+        self->_changed = true;
+    }
+    static void ignoreName(void *, wl_seat *, const char *) {}
+
     static void served(void *memory, wl_callback *, quint32) {
         auto *const awaited = static_cast<Awaited *>(memory);
         const std::function<void()> callback = std::move(awaited->callback);
@@ -60,6 +70,7 @@ struct WaylandConnection::Listener {
     static constexpr wl_callback_listener service{served};
     static constexpr wl_registry_listener registry{global, globalRemove};
     static constexpr wl_callback_listener sync{done};
+    static constexpr wl_seat_listener seat{setCapabilities, ignoreName};
 };
 
 std::shared_ptr<WaylandConnection> WaylandConnection::open() {
@@ -100,7 +111,8 @@ WaylandConnection::~WaylandConnection() {
     if (!_display)
         return;
     _awaited.clear();
-    releaseSeat();
+    _goneSeats.append(_seat);
+    releaseGoneSeats();
     if (_registry)
         wl_registry_destroy(_registry);
     // Who binds something destroys it just before us; that is still to be sent.
@@ -162,8 +174,9 @@ const WaylandConnection::Global *WaylandConnection::find(const QByteArray &inter
     return found == _globals.cend() ? nullptr : &*found;
 }
 
-bool WaylandConnection::offers(const QByteArray &interface) const {
-    return !_lost && find(interface);
+bool WaylandConnection::offers(const QByteArray &interface, quint32 version) const {
+    const Global *const global = _lost ? nullptr : find(interface);
+    return global && global->version >= version;
 }
 
 QList<quint32> WaylandConnection::globals(const QByteArray &interface) const {
@@ -191,25 +204,31 @@ wl_seat *WaylandConnection::seat() {
         return nullptr;
     const Global *const global = _seat ? nullptr : find(wl_seat_interface.name);
     if (global) {
-        // Nothing is asked of it, so the oldest version will do, and nothing is told by it that we
-        // would have to know.
+        // The oldest version says all that we have to know.
         _seat = static_cast<wl_seat *>(
             wl_registry_bind(_registry, global->name, &wl_seat_interface, 1));
+        wl_seat_add_listener(_seat, &Listener::seat, this);
         _seatName = global->name;
+        // It says what it has without being asked again.
+        flush();
     }
     return _seat;
 }
 
-void WaylandConnection::releaseSeat() {
-    if (_seat)
-        wl_seat_destroy(std::exchange(_seat, nullptr));
+void WaylandConnection::releaseGoneSeats() {
+    for (wl_seat *const seat : std::exchange(_goneSeats, {})) {
+        if (seat)
+            wl_seat_destroy(seat);
+    }
 }
 
 void WaylandConnection::forget(quint32 name) {
     const auto removed =
         _globals.removeIf([name](const Global &global) { return global.name == name; });
-    if (_seat && name == _seatName)
-        releaseSeat();
+    if (_seat && name == _seatName) {
+        _goneSeats.append(std::exchange(_seat, nullptr));
+        _hasKeyboard = false;
+    }
     _changed = _changed || removed > 0;
 }
 
@@ -246,14 +265,18 @@ void WaylandConnection::process() {
         lose();
         return;
     }
-    if (std::exchange(_changed, false)) {
-        const QList<WaylandObserver *> observers = _observers;
-        for (WaylandObserver *const observer : observers) {
-            if (_observers.contains(observer))
-                observer->waylandGlobalsChanged();
-        }
-    }
+    if (std::exchange(_changed, false))
+        tellObservers();
     flush();
+}
+
+void WaylandConnection::tellObservers() {
+    const QList<WaylandObserver *> observers = _observers;
+    for (WaylandObserver *const observer : observers) {
+        if (_observers.contains(observer))
+            observer->waylandGlobalsChanged();
+    }
+    releaseGoneSeats();
 }
 
 void WaylandConnection::lose() {

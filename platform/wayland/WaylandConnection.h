@@ -30,7 +30,8 @@ public:
     WaylandObserver(const WaylandObserver &) = delete;
     WaylandObserver &operator=(const WaylandObserver &) = delete;
 
-    /// What the compositor offers has changed; the seat may be another, or none.
+    /// What the compositor offers has changed; the seat may be another, or none, or have got or
+    /// lost its keyboard.
     virtual void waylandGlobalsChanged() {}
 };
 
@@ -61,7 +62,8 @@ public:
     WaylandConnection(WaylandConnection &&) = delete;
     WaylandConnection &operator=(WaylandConnection &&) = delete;
 
-    [[nodiscard]] bool offers(const QByteArray &interface) const;
+    /// In this version or a later one.
+    [[nodiscard]] bool offers(const QByteArray &interface, quint32 version = 1) const;
     /// The numbers of all globals of this interface.
     [[nodiscard]] QList<quint32> globals(const QByteArray &interface) const;
     /// The proxy of the global of this number, or of the first one of this interface, in the newest
@@ -75,6 +77,8 @@ public:
     }
     /// The first seat; null when there is none. The connection's, and good until it is another.
     [[nodiscard]] wl_seat *seat();
+    /// Whether the seat has said that it has a keyboard. It is not asked before seat() was.
+    [[nodiscard]] bool hasKeyboard() const { return _hasKeyboard; }
 
     [[nodiscard]] bool isLost() const { return _lost; }
     /// Calls back once, from the run loop, when the compositor has gone or has thrown us out.
@@ -106,7 +110,8 @@ private:
     [[nodiscard]] void *bindGlobal(const wl_interface &interface, quint32 newest,
                                    std::optional<quint32> number);
     void forget(quint32 name);
-    void releaseSeat();
+    void releaseGoneSeats();
+    void tellObservers();
     void process();
     void lose();
 
@@ -115,6 +120,9 @@ private:
     wl_registry *_registry = nullptr;
     wl_seat *_seat = nullptr;
     quint32 _seatName = 0;
+    bool _hasKeyboard = false;
+    // Kept until the observers know, so that none takes another seat for the one that it knew.
+    QList<wl_seat *> _goneSeats;
     QList<Global> _globals;
     QList<WaylandObserver *> _observers;
     std::vector<std::unique_ptr<Awaited>> _awaited;

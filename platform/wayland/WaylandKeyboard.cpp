@@ -6,16 +6,19 @@
 #include "platform/foundation/FileHandle.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/RunLoop.h"
+#include "platform/wayland/KeyLayout.h"
 #include "platform/wayland/WaylandConnection.h"
+#include "platform/wayland/WaylandSeatLayout.h"
 
 #include <QByteArray>
-#include <QHash>
+#include <QCoreApplication>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
 
+#include <fake-input-client-protocol.h>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <virtual-keyboard-unstable-v1-client-protocol.h>
@@ -26,9 +29,6 @@ namespace clipmule {
 
 namespace {
 
-struct KeymapUnref {
-    void operator()(xkb_keymap *keymap) const { xkb_keymap_unref(keymap); }
-};
 struct StateUnref {
     void operator()(xkb_state *state) const { xkb_state_unref(state); }
 };
@@ -36,30 +36,8 @@ struct StateUnref {
 // What the two systems of numbers for keys differ by.
 constexpr xkb_keycode_t evdevOffset = 8;
 
-// A whole layout, of which we need four keys: X11 programs die of one that lacks what they expect.
-std::unique_ptr<xkb_keymap, KeymapUnref> wholeKeymap() {
-    xkb_context *const context = xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES);
-    const xkb_rule_names names{.rules = "evdev", .model = "pc105", .layout = "us"};
-    std::unique_ptr<xkb_keymap, KeymapUnref> keymap(
-        context ? xkb_keymap_new_from_names(context, &names, XKB_KEYMAP_COMPILE_NO_FLAGS)
-                : nullptr);
-    xkb_context_unref(context);
-    return keymap;
-}
-
-// The keys that type a symbol by themselves, by the symbol.
-QHash<quint32, xkb_keycode_t> plainKeys(xkb_keymap *keymap) {
-    QHash<quint32, xkb_keycode_t> keys;
-    for (xkb_keycode_t key = xkb_keymap_min_keycode(keymap); key <= xkb_keymap_max_keycode(keymap);
-         ++key) {
-        const xkb_keysym_t *symbols = nullptr;
-        const int count = xkb_keymap_key_get_syms_by_level(keymap, key, 0, 0, &symbols);
-        // Of two keys with one symbol the first is the usual one.
-        if (count == 1 && !keys.contains(symbols[0]))
-            keys.insert(symbols[0], key);
-    }
-    return keys;
-}
+// The first that takes keys; we need no later one.
+constexpr quint32 fakeInputVersion = 4;
 
 // A file without a name that holds the text with its end.
 FileHandle inMemory(const char *text) {
@@ -84,13 +62,15 @@ public:
         : _connection(std::move(connection))
         , _manager(_connection->bind<zwp_virtual_keyboard_manager_v1>(
               zwp_virtual_keyboard_manager_v1_interface))
-        , _keymap(wholeKeymap()) {
-        if (!_keymap) {
-            qCWarning(logWayland, "there is no keyboard layout to make key strokes with");
+        // A whole layout, of which we need four keys: X11 programs die of one that lacks what they
+        // expect.
+        , _layout(KeyLayout::usual()) {
+        if (!_layout) {
+            qCWarning(logWayland, "no key strokes can be made: %s",
+                      qUtf8Printable(_layout.error().reason));
             return;
         }
-        _state.reset(xkb_state_new(_keymap.get()));
-        _keys = plainKeys(_keymap.get());
+        _state.reset(xkb_state_new(_layout->keymap()));
         _connection->addObserver(this);
         followSeat();
     }
@@ -109,14 +89,17 @@ public:
     [[nodiscard]] bool type(const QList<quint32> &symbols) override {
         if (!_keyboard || _connection->isLost())
             return false;
+        QList<quint32> keys;
         for (const quint32 symbol : symbols) {
-            if (!_keys.contains(symbol))
+            const std::optional<quint32> key = _layout->keyOf(symbol);
+            if (!key)
                 return false;
+            keys.append(*key);
         }
-        for (const quint32 symbol : symbols)
-            send(_keys.value(symbol), true);
-        for (auto symbol = symbols.crbegin(); symbol != symbols.crend(); ++symbol)
-            send(_keys.value(*symbol), false);
+        for (const quint32 key : keys)
+            send(key, true);
+        for (auto key = keys.crbegin(); key != keys.crend(); ++key)
+            send(*key, false);
         _connection->flush();
         return true;
     }
@@ -126,7 +109,7 @@ private:
         _seat = _connection->seat();
         if (!_manager || !_seat)
             return;
-        char *const text = xkb_keymap_get_as_string(_keymap.get(), XKB_KEYMAP_FORMAT_TEXT_V1);
+        char *const text = xkb_keymap_get_as_string(_layout->keymap(), XKB_KEYMAP_FORMAT_TEXT_V1);
         const FileHandle file = inMemory(text);
         const quint32 size = quint32(std::strlen(text)) + 1;
         std::free(text);
@@ -150,12 +133,13 @@ private:
         leaveSeat();
         followSeat();
     }
-    void send(xkb_keycode_t key, bool isDown) {
+    void send(quint32 key, bool isDown) {
         const auto time = quint32(RunLoop::current().now().count() * 1000);
-        zwp_virtual_keyboard_v1_key(_keyboard, time, key - evdevOffset,
+        zwp_virtual_keyboard_v1_key(_keyboard, time, key,
                                     isDown ? WL_KEYBOARD_KEY_STATE_PRESSED
                                            : WL_KEYBOARD_KEY_STATE_RELEASED);
-        if (xkb_state_update_key(_state.get(), key, isDown ? XKB_KEY_DOWN : XKB_KEY_UP) == 0)
+        if (xkb_state_update_key(_state.get(), key + evdevOffset,
+                                 isDown ? XKB_KEY_DOWN : XKB_KEY_UP) == 0)
             return;
         // Nobody else works out what the keys do to the modifiers.
         zwp_virtual_keyboard_v1_modifiers(
@@ -166,19 +150,70 @@ private:
 
     std::shared_ptr<WaylandConnection> _connection;
     zwp_virtual_keyboard_manager_v1 *_manager;
-    std::unique_ptr<xkb_keymap, KeymapUnref> _keymap;
+    Result<KeyLayout> _layout;
     std::unique_ptr<xkb_state, StateUnref> _state;
-    QHash<quint32, xkb_keycode_t> _keys;
     wl_seat *_seat = nullptr; // that the keyboard belongs to
     zwp_virtual_keyboard_v1 *_keyboard = nullptr;
 };
 
+// KDE's own way, for programs that an installed desktop entry allows it. The compositor takes the
+// keys for the user's: with the user's layout, and among the keys that the user holds.
+class FakeInput final : public WaylandKeyboard {
+public:
+    explicit FakeInput(const std::shared_ptr<WaylandConnection> &connection)
+        : _connection(connection)
+        , _layout(connection)
+        , _input(_connection->bind<org_kde_kwin_fake_input>(org_kde_kwin_fake_input_interface,
+                                                            fakeInputVersion)) {
+        // Texts that the compositor may show when it asks whether we are allowed to.
+        const QByteArray reason =
+            QCoreApplication::translate("Clipmule", "Pastes what arrives from phones").toUtf8();
+        org_kde_kwin_fake_input_authenticate(_input, "Clipmule Sync", reason.constData());
+        _connection->flush();
+    }
+    // Without a request: later versions alone have one for that.
+    ~FakeInput() override { wl_proxy_destroy(reinterpret_cast<wl_proxy *>(_input)); }
+    FakeInput(const FakeInput &) = delete;
+    FakeInput &operator=(const FakeInput &) = delete;
+
+    [[nodiscard]] QString name() const override { return QStringLiteral("fake-input"); }
+
+    [[nodiscard]] bool type(const QList<quint32> &symbols) override {
+        const auto stroke = _connection->isLost() ? std::nullopt : _layout.stroke(symbols);
+        if (!stroke)
+            return false;
+        for (const auto &[key, isDown] : *stroke)
+            org_kde_kwin_fake_input_keyboard_key(_input, key,
+                                                 isDown ? WL_KEYBOARD_KEY_STATE_PRESSED
+                                                        : WL_KEYBOARD_KEY_STATE_RELEASED);
+        _connection->flush();
+        return true;
+    }
+
+private:
+    std::shared_ptr<WaylandConnection> _connection;
+    WaylandSeatLayout _layout;
+    org_kde_kwin_fake_input *_input;
+};
+
 std::unique_ptr<WaylandKeyboard>
 WaylandKeyboard::make(const std::shared_ptr<WaylandConnection> &connection) {
-    if (!connection || !connection->seat() ||
-        !connection->offers(zwp_virtual_keyboard_manager_v1_interface.name))
+    if (!connection)
         return nullptr;
-    return std::make_unique<VirtualKeyboard>(connection);
+    if (connection->seat() && connection->offers(zwp_virtual_keyboard_manager_v1_interface.name))
+        return std::make_unique<VirtualKeyboard>(connection);
+    if (connection->offers(org_kde_kwin_fake_input_interface.name, fakeInputVersion))
+        return std::make_unique<FakeInput>(connection);
+    return nullptr;
+}
+
+QString WaylandKeyboard::obstacle(const WaylandConnection &connection) {
+    if (!connection.offers("org_kde_plasma_shell"))
+        return QStringLiteral("the compositor takes no key strokes from programs");
+    return QStringLiteral("no installed desktop entry has both Exec=%1 and "
+                          "X-KDE-Wayland-Interfaces=%2")
+        .arg(QCoreApplication::applicationFilePath(),
+             QLatin1String(org_kde_kwin_fake_input_interface.name));
 }
 
 } // namespace clipmule

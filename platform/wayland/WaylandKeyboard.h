@@ -12,9 +12,10 @@ namespace clipmule {
 
 class WaylandConnection;
 
-/// A keyboard of our own beside the user's, where the compositor lets programs have one. It brings
-/// its own layout, so that every symbol of a keyboard is there whatever the user types with, and it
-/// has its own modifiers: those that the user holds do not mix in.
+/// Key strokes of our own beside the user's, where the compositor lets programs make some. It has
+/// every symbol of a keyboard whatever the user types with, and the modifiers that the user holds
+/// do not mix in: either it is a keyboard with a layout and modifiers of its own, or the compositor
+/// takes its keys for the user's, in the user's layout, and the user's modifiers are let go of.
 ///
 /// It is there from the beginning, since programs learn of a seat's first keyboard only when they
 /// have asked for it, and miss what is typed before.
@@ -23,13 +24,15 @@ public:
     /// Null when the compositor has no such thing for us, or no seat.
     [[nodiscard]] static std::unique_ptr<WaylandKeyboard>
     make(const std::shared_ptr<WaylandConnection> &connection);
+    /// What has to be otherwise for make() to make one, in plain English without a full stop.
+    [[nodiscard]] static QString obstacle(const WaylandConnection &connection);
 
     WaylandKeyboard() = default;
     virtual ~WaylandKeyboard() = default;
     WaylandKeyboard(const WaylandKeyboard &) = delete;
     WaylandKeyboard &operator=(const WaylandKeyboard &) = delete;
 
-    /// "virtual-keyboard".
+    /// "virtual-keyboard" or "fake-input".
     [[nodiscard]] virtual QString name() const = 0;
 
     /// Presses the keys of these symbols (X11's numbers) in their order and releases them in the

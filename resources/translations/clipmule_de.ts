@@ -259,6 +259,10 @@
         <source>Paste What a Phone Sends</source>
         <translation>Einfügen, was ein Telefon sendet</translation>
     </message>
+    <message>
+        <source>Pastes what arrives from phones</source>
+        <translation>Fügt ein, was von Telefonen ankommt</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>

@@ -259,6 +259,10 @@
         <source>Paste What a Phone Sends</source>
         <translation>電話から届いたものを貼り付ける</translation>
     </message>
+    <message>
+        <source>Pastes what arrives from phones</source>
+        <translation>スマートフォンから届いたものを貼り付けます</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>

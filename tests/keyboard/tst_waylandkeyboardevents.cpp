@@ -21,10 +21,7 @@ class WaylandKeyboardEventsTest final : public kit::TestCase {
 
     void begin() override {
         _pasteKeys.reset();
-        _compositor.emplace();
-        qputenv("WAYLAND_DISPLAY", _compositor->display());
-        _session.wayland = WaylandConnection::open();
-        _keyboard = makeKeyboardEvents(_session, [this] { return _pasteKeys; });
+        open({});
     }
     void end() override {
         _keyboard.reset();
@@ -59,6 +56,40 @@ private Q_SLOTS:
         QCOMPARE(_compositor->typed().join(", "), all);
     }
 
+    void kdeHasFakeInput() {
+        open({.keyboards = false, .fakeInput = 4});
+        QCOMPARE(_keyboard->description(), QStringLiteral("fake-input"));
+        QCOMPARE(_keyboard->obstacle(), QString());
+        _keyboard->paste();
+        QVERIFY(await([&] {
+            return _compositor->typed().join(", ").endsWith("press 47, release 47, release 29");
+        }));
+    }
+
+    void whatKeepsKeyStrokesAwayIsSaid_data() {
+        QTest::addColumn<bool>("isKde");
+        QTest::addColumn<QString>("obstacle");
+        QTest::newRow("another") << false
+                                 << QStringLiteral(
+                                        "the compositor takes no key strokes from programs");
+        QTest::newRow("KDE") << true
+                             << QStringLiteral("no installed desktop entry has both Exec=%1 and "
+                                               "X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input")
+                                    .arg(QCoreApplication::applicationFilePath());
+    }
+    void whatKeepsKeyStrokesAwayIsSaid() {
+        QFETCH(bool, isKde);
+        QFETCH(QString, obstacle);
+        open({.keyboards = false, .plasmaShell = isKde});
+        QCOMPARE(_keyboard->description(), QStringLiteral("none"));
+        QCOMPARE(_keyboard->obstacle(), obstacle);
+        const QString said =
+            QStringLiteral("what arrives stays on the clipboard and is not pasted: ") + obstacle;
+        QTest::ignoreMessage(QtWarningMsg, qPrintable(said));
+        _keyboard->paste();
+        _keyboard->paste();
+    }
+
     void aNameThatIsNoneIsSaidOnce() {
         _pasteKeys = QStringLiteral("Hyper+V");
         QTest::ignoreMessage(QtWarningMsg, "no key stroke has this name: Hyper+V");
@@ -78,6 +109,14 @@ private Q_SLOTS:
     }
 
 private:
+    void open(const TestCompositor::Offers &offers) {
+        end();
+        _compositor.emplace(offers);
+        qputenv("WAYLAND_DISPLAY", _compositor->display());
+        _session.wayland = WaylandConnection::open();
+        _keyboard = makeKeyboardEvents(_session, [this] { return _pasteKeys; });
+    }
+
     ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
     std::optional<TestCompositor> _compositor;

@@ -3,27 +3,24 @@
 
 #include "tests/kit/TestCompositor.h"
 
+#include "tests/kit/CompositorKeys.h"
 #include "tests/kit/CompositorLayers.h"
+#include "tests/kit/CompositorWindows.h"
 
 #include <QTemporaryDir>
 
 #include <condition_variable>
 #include <deque>
-#include <map>
 #include <mutex>
-#include <optional>
 #include <set>
 #include <thread>
 
 #include <ext-data-control-v1-server-protocol.h>
 #include <fcntl.h>
 #include <sys/eventfd.h>
-#include <sys/mman.h>
 #include <unistd.h>
-#include <virtual-keyboard-unstable-v1-server-protocol.h>
 #include <wayland-server.h>
 #include <wlr-data-control-unstable-v1-server-protocol.h>
-#include <wlr-foreign-toplevel-management-unstable-v1-server-protocol.h>
 
 namespace clipmule::kit {
 
@@ -238,118 +235,14 @@ struct DataControl {
     }
 };
 
-void bindSeat(wl_client *client, void *, quint32 version, quint32 id) {
-    wl_resource *const seat = wl_resource_create(client, &wl_seat_interface, int(version), id);
-    wl_resource_set_implementation(seat, nullptr, nullptr, nullptr);
-    wl_seat_send_capabilities(seat, 0);
-}
-
-struct Keyboards {
-    using Typed = QList<QByteArray>;
-
-    static void type(wl_resource *keyboard, const QByteArray &what) {
-        static_cast<Typed *>(wl_resource_get_user_data(keyboard))->append(what);
-    }
-    static void keymap(wl_client *, wl_resource *keyboard, quint32 format, int32_t descriptor,
-                       quint32 size) {
-        const FileHandle file(descriptor);
-        void *const memory = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);
-        if (memory == MAP_FAILED) {
-            type(keyboard, "no keymap");
-            return;
-        }
-        // The library says whether it is one; its first symbols say which.
-        const QByteArray text(static_cast<const char *>(memory), qsizetype(size));
-        ::munmap(memory, size);
-        const bool isWhole = format == WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1 && text.endsWith('\0') &&
-                             text.contains("xkb_keycodes") && text.contains("xkb_types") &&
-                             text.contains("xkb_compat") && text.contains("xkb_symbols");
-        type(keyboard, isWhole && text.contains("English (US)") ? "keymap us" : "odd keymap");
-    }
-    static void key(wl_client *, wl_resource *keyboard, quint32, quint32 key, quint32 state) {
-        type(keyboard, (state ? "press " : "release ") + QByteArray::number(key));
-    }
-    static void modifiers(wl_client *, wl_resource *keyboard, quint32 held, quint32 latched,
-                          quint32 locked, quint32 group) {
-        QByteArray line = "modifiers " + QByteArray::number(held);
-        if (latched || locked || group)
-            line += " and more";
-        type(keyboard, line);
-    }
-    static void destroy(wl_client *, wl_resource *keyboard) { wl_resource_destroy(keyboard); }
-    static void create(wl_client *client, wl_resource *manager, wl_resource *, quint32 id) {
-        static constexpr struct zwp_virtual_keyboard_v1_interface implementation {
-            keymap, key, modifiers, destroy
-        };
-        wl_resource *const keyboard =
-            wl_resource_create(client, &zwp_virtual_keyboard_v1_interface, 1, id);
-        wl_resource_set_implementation(keyboard, &implementation,
-                                       wl_resource_get_user_data(manager), nullptr);
-    }
-    static void bind(wl_client *client, void *typed, quint32, quint32 id) {
-        static constexpr struct zwp_virtual_keyboard_manager_v1_interface implementation { create };
-        wl_resource *const manager =
-            wl_resource_create(client, &zwp_virtual_keyboard_manager_v1_interface, 1, id);
-        wl_resource_set_implementation(manager, &implementation, typed, nullptr);
-    }
-};
-
-// Tells one client of windows.
-struct Windows {
-    wl_resource *manager = nullptr;
-    std::map<int, wl_resource *> windows;
-
-    static void stop(wl_client *, wl_resource *) {}
-    static void gone(wl_resource *manager) {
-        static_cast<Windows *>(wl_resource_get_user_data(manager))->manager = nullptr;
-    }
-    static void bind(wl_client *client, void *windows, quint32 version, quint32 id) {
-        static constexpr struct zwlr_foreign_toplevel_manager_v1_interface implementation { stop };
-        wl_resource *const manager = wl_resource_create(
-            client, &zwlr_foreign_toplevel_manager_v1_interface, int(version), id);
-        wl_resource_set_implementation(manager, &implementation, windows, gone);
-        static_cast<Windows *>(windows)->manager = manager;
-    }
-
-    static void ignore(wl_client *, wl_resource *) {}
-    static void ignoreObject(wl_client *, wl_resource *, wl_resource *) {}
-    static void ignoreRectangle(wl_client *, wl_resource *, wl_resource *, int, int, int, int) {}
-    static void destroy(wl_client *, wl_resource *window) { wl_resource_destroy(window); }
-    static void windowGone(wl_resource *window) {
-        std::erase_if(static_cast<Windows *>(wl_resource_get_user_data(window))->windows,
-                      [window](const auto &each) { return each.second == window; });
-    }
-
-    // Null when nobody is told of windows any more.
-    wl_resource *window(int number) {
-        static constexpr struct zwlr_foreign_toplevel_handle_v1_interface implementation {
-            ignore, ignore, ignore, ignore, ignoreObject, ignore, ignoreRectangle, destroy,
-                ignoreObject, ignore
-        };
-        if (!manager)
-            return nullptr;
-        wl_resource *&window = windows[number];
-        if (!window) {
-            window = wl_resource_create(wl_resource_get_client(manager),
-                                        &zwlr_foreign_toplevel_handle_v1_interface,
-                                        wl_resource_get_version(manager), 0);
-            wl_resource_set_implementation(window, &implementation, this, windowGone);
-            zwlr_foreign_toplevel_manager_v1_send_toplevel(manager, window);
-            zwlr_foreign_toplevel_handle_v1_send_title(window, "a window");
-        }
-        return window;
-    }
-};
-
 } // namespace
 
 struct TestCompositor::State {
     QTemporaryDir folder;
     wl_display *display = wl_display_create();
     Clipboard clipboard;
-    QList<wl_global *> seats;
-    Keyboards::Typed typed;
-    Windows windows;
+    CompositorKeys keys{display};
+    CompositorWindows windows{display};
     CompositorLayers layers;
     FileHandle wakeUp{::eventfd(0, EFD_CLOEXEC)};
     std::mutex mutex;
@@ -369,9 +262,6 @@ struct TestCompositor::State {
         qputenv("XDG_RUNTIME_DIR", folder.path().toLocal8Bit());
         wl_display_add_socket(display, "wayland-test");
         qputenv("XDG_RUNTIME_DIR", before);
-    }
-    void addSeat() {
-        seats.append(wl_global_create(display, &wl_seat_interface, 7, nullptr, bindSeat));
     }
     static int wake(int descriptor, quint32, void *memory) {
         auto &self = *static_cast<State *>(memory);
@@ -404,7 +294,7 @@ TestCompositor::TestCompositor(const Offers &offers)
     _state->listen();
     _state->answers = offers.answers;
     for (int seat = 0; seat < offers.seats; ++seat)
-        _state->addSeat();
+        _state->keys.addSeat();
     if (offers.agreed)
         wl_global_create(_state->display, &Agreed::manager, 1, &_state->clipboard,
                          DataControl<Agreed>::bind);
@@ -412,11 +302,17 @@ TestCompositor::TestCompositor(const Offers &offers)
         wl_global_create(_state->display, &Wlroots::manager, 2, &_state->clipboard,
                          DataControl<Wlroots>::bind);
     if (offers.keyboards)
-        wl_global_create(_state->display, &zwp_virtual_keyboard_manager_v1_interface, 1,
-                         &_state->typed, Keyboards::bind);
+        _state->keys.offerVirtual();
+    if (offers.fakeInput > 0)
+        _state->keys.offerFakeInput(offers.fakeInput);
     if (offers.windows)
-        wl_global_create(_state->display, &zwlr_foreign_toplevel_manager_v1_interface, 3,
-                         &_state->windows, Windows::bind);
+        _state->windows.offerForeign();
+    if (offers.plasmaWindows > 0)
+        _state->windows.offerPlasma(offers.plasmaWindows);
+    // Nobody binds it.
+    static constexpr wl_interface plasmaShell{"org_kde_plasma_shell", 1, 0, nullptr, 0, nullptr};
+    if (offers.plasmaShell)
+        wl_global_create(_state->display, &plasmaShell, 1, nullptr, nullptr);
     if (offers.layers)
         _state->layers.offer(_state->display, offers.outputs);
     // A socket that listens is enough to connect to.
@@ -512,8 +408,14 @@ int TestCompositor::offersAlive() const {
 
 QList<QByteArray> TestCompositor::typed() const {
     QList<QByteArray> typed;
-    run([&] { typed = _state->typed; });
+    run([&] { typed = _state->keys.typed(); });
     return typed;
+}
+
+int TestCompositor::keyboardsAsked() const {
+    int count = 0;
+    run([&] { count = _state->keys.keyboardsAsked(); });
+    return count;
 }
 
 int TestCompositor::sourcesAlive() const {
@@ -523,42 +425,19 @@ int TestCompositor::sourcesAlive() const {
 }
 
 void TestCompositor::setWindow(int number, const Window &window) {
-    run([&] {
-        wl_resource *const handle = _state->windows.window(number);
-        if (!handle)
-            return;
-        if (window.identifier)
-            zwlr_foreign_toplevel_handle_v1_send_app_id(handle, window.identifier->constData());
-        if (window.isActive) {
-            wl_array states;
-            wl_array_init(&states);
-            const auto add = [&](quint32 state) {
-                *static_cast<quint32 *>(wl_array_add(&states, sizeof state)) = state;
-            };
-            add(ZWLR_FOREIGN_TOPLEVEL_HANDLE_V1_STATE_MAXIMIZED);
-            if (*window.isActive)
-                add(ZWLR_FOREIGN_TOPLEVEL_HANDLE_V1_STATE_ACTIVATED);
-            zwlr_foreign_toplevel_handle_v1_send_state(handle, &states);
-            wl_array_release(&states);
-        }
-        if (window.isDone)
-            zwlr_foreign_toplevel_handle_v1_send_done(handle);
-    });
+    run([&] { _state->windows.set(number, window); });
 }
 
 void TestCompositor::closeWindow(int number) {
-    run([&] {
-        if (wl_resource *const handle = _state->windows.window(number))
-            zwlr_foreign_toplevel_handle_v1_send_closed(handle);
-        _state->windows.windows.erase(number);
-    });
+    run([&] { _state->windows.close(number); });
 }
 
 void TestCompositor::finishWindows() {
-    run([this] {
-        if (_state->windows.manager)
-            zwlr_foreign_toplevel_manager_v1_send_finished(_state->windows.manager);
-    });
+    run([this] { _state->windows.finish(); });
+}
+
+void TestCompositor::setKeymap(const std::optional<Keymap> &keymap) {
+    run([&] { _state->keys.setKeymap(keymap); });
 }
 
 void TestCompositor::layers(const std::function<void(CompositorLayers &)> &look) const {
@@ -577,15 +456,11 @@ void TestCompositor::finishDevices() {
 }
 
 void TestCompositor::addSeat() {
-    run([this] { _state->addSeat(); });
+    run([this] { _state->keys.addSeat(); });
 }
 
 void TestCompositor::removeSeat() {
-    run([this] {
-        // Who is told of its end too late may still bind it, as with every compositor.
-        if (!_state->seats.isEmpty())
-            wl_global_remove(_state->seats.takeFirst());
-    });
+    run([this] { _state->keys.removeSeat(); });
 }
 
 void TestCompositor::disconnectClients() {

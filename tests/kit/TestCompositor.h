@@ -23,12 +23,15 @@ class CompositorLayers;
 class TestCompositor {
 public:
     struct Offers {
-        bool agreed = true;       // ext-data-control
-        bool wlroots = true;      // wlr-data-control
-        bool keyboards = true;    // virtual ones
-        bool windows = true;      // are told of
-        bool layers = false;      // above the windows, with what they are made of
-        QList<int> outputs = {1}; // by their scales, where there are layers
+        bool agreed = true;        // ext-data-control
+        bool wlroots = true;       // wlr-data-control
+        bool keyboards = true;     // virtual ones
+        bool windows = true;       // are told of
+        quint32 fakeInput = 0;     // KDE's, in this version; 0 for none
+        quint32 plasmaWindows = 0; // the same of its list of windows
+        bool plasmaShell = false;  // by which KDE is known
+        bool layers = false;       // above the windows, with what they are made of
+        QList<int> outputs = {1};  // by their scales, where there are layers
         int seats = 1;
         bool answers = true; // at all; a compositor that hangs lets one connect and is silent
     };
@@ -70,9 +73,22 @@ public:
     [[nodiscard]] int offersAlive() const;
     [[nodiscard]] int sourcesAlive() const;
 
-    /// What virtual keyboards have done, in order: "keymap us" by the name of its layout, "press
-    /// 29" and "release 29" by the kernel's number of the key, "modifiers 4".
+    /// What virtual keyboards and fake input have done, in order: "keymap us" by the name of its
+    /// layout, "authenticate" with the program's name, "press 29" and "release 29" by the kernel's
+    /// number of the key, "modifiers 4".
     [[nodiscard]] QList<QByteArray> typed() const;
+
+    /// What the keyboards of all seats say of their layout, now and to who asks later.
+    struct Keymap {
+        QByteArray text; // without the zero byte at its end, which is added
+        quint32 format = 1;
+        std::optional<quint32> size = {}; // that is told; the true one without
+        bool isPipe = false;              // instead of a file
+    };
+    /// Without one the seats have no keyboard, as from the beginning.
+    void setKeymap(const std::optional<Keymap> &keymap);
+    /// How often clients have asked for the keyboard of a seat.
+    [[nodiscard]] int keyboardsAsked() const;
 
     /// A window by its number, which is made when there is none of it yet: what is said of it, in
     /// this order. Without `isDone` there is more to come.
@@ -80,6 +96,7 @@ public:
         std::optional<QByteArray> identifier = {};
         std::optional<bool> isActive = {};
         bool isDone = true;
+        std::optional<QByteArray> title = {};
     };
     void setWindow(int number, const Window &window);
     void closeWindow(int number);

@@ -122,6 +122,35 @@ private Q_SLOTS:
         QVERIFY(!connection->offers("wl_seat"));
     }
 
+    void theKeyboardOfASeatIsTold() {
+        const auto connection = WaylandConnection::open();
+        ChangeCounter counter(*connection);
+        QVERIFY(connection->seat());
+        _compositor->setKeymap(TestCompositor::Keymap{.text = "one"});
+        QVERIFY(await([&] { return counter.changes == 1; }));
+        QVERIFY(connection->hasKeyboard());
+        // Another layout is no other keyboard.
+        _compositor->setKeymap(TestCompositor::Keymap{.text = "another"});
+        _compositor->setKeymap(std::nullopt);
+        QVERIFY(await([&] { return counter.changes == 2; }));
+        QVERIFY(!connection->hasKeyboard());
+        _compositor->setKeymap(TestCompositor::Keymap{.text = "one"});
+        QVERIFY(await([&] { return counter.changes == 3; }));
+        _compositor->removeSeat();
+        QVERIFY(await([&] { return counter.changes == 4; }));
+        QVERIFY(!connection->hasKeyboard());
+    }
+
+    void versionsAreAskedFor() {
+        _compositor.emplace(TestCompositor::Offers{.fakeInput = 4});
+        qputenv("WAYLAND_DISPLAY", _compositor->display());
+        const auto connection = WaylandConnection::open();
+        QVERIFY(connection->offers("org_kde_kwin_fake_input"));
+        QVERIFY(connection->offers("org_kde_kwin_fake_input", 3));
+        QVERIFY(connection->offers("org_kde_kwin_fake_input", 4));
+        QVERIFY(!connection->offers("org_kde_kwin_fake_input", 5));
+    }
+
     void aRemovedObserverIsToldNothing() {
         const auto connection = WaylandConnection::open();
         ChangeCounter stays(*connection);

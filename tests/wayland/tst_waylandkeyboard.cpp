@@ -99,6 +99,16 @@ private Q_SLOTS:
                  (QList<QByteArray>{"keymap us", "keymap us", "press 45", "release 45"}));
     }
 
+    // Both are heard of at once: the next seat must not be taken for the one before.
+    void aSeatThatIsExchangedIsAnother() {
+        _compositor->removeSeat();
+        _compositor->addSeat();
+        QVERIFY(await([&] { return _compositor->typed().size() == 2; }));
+        QCOMPARE(_compositor->typed(), (QList<QByteArray>{"keymap us", "keymap us"}));
+    }
+
+    void itSaysWhatItIs() { QCOMPARE(_keyboard->name(), QStringLiteral("virtual-keyboard")); }
+
     void nothingIsTypedForALostCompositor() {
         QTest::ignoreMessage(QtWarningMsg,
                              QRegularExpression(QStringLiteral("^the compositor has gone: ")));

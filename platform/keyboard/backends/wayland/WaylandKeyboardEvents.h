@@ -12,7 +12,7 @@
 
 namespace clipmule {
 
-/// Key strokes with a virtual keyboard of a Wayland compositor. They come after whatever was sent
+/// Key strokes by what a Wayland compositor offers for them. They come after whatever was sent
 /// on the same connection before: what is pasted is what was written to the clipboard last.
 class WaylandKeyboardEvents final : public KeyboardEvents {
 public:
