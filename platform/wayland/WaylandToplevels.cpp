@@ -10,14 +10,78 @@
 #include <list>
 #include <utility>
 
+#include <plasma-window-management-client-protocol.h>
 #include <wlr-foreign-toplevel-management-unstable-v1-client-protocol.h>
 
 namespace clipmule {
 
-using Manager = zwlr_foreign_toplevel_manager_v1;
-using Handle = zwlr_foreign_toplevel_handle_v1;
+namespace {
+
+// What is said of a window.
+struct Said {
+    QString identifier;
+    bool isActive = false;
+
+    void setIdentifier(const char *text) {
+        identifier = QString::fromUtf8(text);
+        if (identifier.size() > WaylandToplevels::longestIdentifier)
+            identifier.clear();
+    }
+};
+
+template <typename Handle>
+struct Window {
+    Handle *handle;
+    // What is said of a window counts when all of it was said.
+    Said coming = {};
+    Said now = {};
+    bool isComplete = false;
+};
+
+template <typename Handle>
+class Windows final {
+public:
+    explicit Windows(void (*destroy)(Handle *))
+        : _destroy(destroy) {}
+    ~Windows() {
+        for (const auto &window : _windows)
+            _destroy(window.handle);
+    }
+    Q_DISABLE_COPY_MOVE(Windows)
+
+    [[nodiscard]] bool isFull() const {
+        return qsizetype(_windows.size()) >= WaylandToplevels::mostWindows;
+    }
+    void add(Handle *handle) { _windows.push_back({handle}); }
+    [[nodiscard]] Window<Handle> *find(const Handle *handle) {
+        const auto found = std::find_if(_windows.begin(), _windows.end(),
+                                        [&](const auto &each) { return each.handle == handle; });
+        return found == _windows.end() ? nullptr : &*found;
+    }
+    void remove(Handle *handle) {
+        _windows.remove_if([&](const auto &each) { return each.handle == handle; });
+        _destroy(handle);
+    }
+
+    [[nodiscard]] std::optional<QString> active() const {
+        const auto found = std::find_if(_windows.cbegin(), _windows.cend(),
+                                        [](const auto &window) { return window.now.isActive; });
+        if (found == _windows.cend() || found->now.identifier.isEmpty())
+            return std::nullopt;
+        return found->now.identifier;
+    }
+
+private:
+    void (*_destroy)(Handle *);
+    std::list<Window<Handle>> _windows;
+};
+
+} // namespace
 
 class ForeignToplevels final : public WaylandToplevels {
+    using Manager = zwlr_foreign_toplevel_manager_v1;
+    using Handle = zwlr_foreign_toplevel_handle_v1;
+
 public:
     explicit ForeignToplevels(std::shared_ptr<WaylandConnection> connection)
         : _connection(std::move(connection))
@@ -26,8 +90,6 @@ public:
         _connection->flush();
     }
     ~ForeignToplevels() override {
-        for (const Window &window : _windows)
-            zwlr_foreign_toplevel_handle_v1_destroy(window.handle);
         if (!_isFinished)
             zwlr_foreign_toplevel_manager_v1_stop(_manager);
         zwlr_foreign_toplevel_manager_v1_destroy(_manager);
@@ -37,51 +99,29 @@ public:
     ForeignToplevels &operator=(const ForeignToplevels &) = delete;
 
     [[nodiscard]] std::optional<QString> active() const override {
-        const auto found = std::find_if(_windows.cbegin(), _windows.cend(),
-                                        [](const Window &window) { return window.now.isActive; });
-        if (_connection->isLost() || found == _windows.cend() || found->now.identifier.isEmpty())
-            return std::nullopt;
-        return found->now.identifier;
+        return _connection->isLost() ? std::nullopt : _windows.active();
     }
 
 private:
-    struct Said {
-        QString identifier;
-        bool isActive = false;
-    };
-    struct Window {
-        Handle *handle;
-        // What is said of a window counts when all of it was said.
-        Said coming = {};
-        Said now = {};
-    };
-
     static ForeignToplevels &of(void *memory) { return *static_cast<ForeignToplevels *>(memory); }
-
-    [[nodiscard]] Window *find(const Handle *handle) {
-        const auto found = std::find_if(_windows.begin(), _windows.end(),
-                                        [&](const Window &each) { return each.handle == handle; });
-        return found == _windows.end() ? nullptr : &*found;
-    }
 
     static void appear(void *memory, Manager *, Handle *handle) {
         ForeignToplevels &self = of(memory);
-        if (qsizetype(self._windows.size()) >= mostWindows) {
+        if (self._windows.isFull()) {
             zwlr_foreign_toplevel_handle_v1_destroy(handle);
             return;
         }
-        self._windows.push_back({handle});
+        self._windows.add(handle);
         zwlr_foreign_toplevel_handle_v1_add_listener(handle, &windowListener, &self);
     }
     // The manager stays until we go: windows that were told of behind it would have no owner.
     static void finish(void *memory, Manager *) { of(memory)._isFinished = true; }
     static void identify(void *memory, Handle *handle, const char *identifier) {
-        const QString said = QString::fromUtf8(identifier);
-        if (Window *const window = of(memory).find(handle))
-            window->coming.identifier = said.size() > longestIdentifier ? QString() : said;
+        if (auto *const window = of(memory)._windows.find(handle))
+            window->coming.setIdentifier(identifier);
     }
     static void setState(void *memory, Handle *handle, wl_array *states) {
-        Window *const window = of(memory).find(handle);
+        auto *const window = of(memory)._windows.find(handle);
         if (!window)
             return;
         window->coming.isActive = false;
@@ -94,13 +134,10 @@ private:
         }
     }
     static void done(void *memory, Handle *handle) {
-        if (Window *const window = of(memory).find(handle))
+        if (auto *const window = of(memory)._windows.find(handle))
             window->now = window->coming;
     }
-    static void close(void *memory, Handle *handle) {
-        of(memory)._windows.remove_if([&](const Window &each) { return each.handle == handle; });
-        zwlr_foreign_toplevel_handle_v1_destroy(handle);
-    }
+    static void close(void *memory, Handle *handle) { of(memory)._windows.remove(handle); }
     static void ignoreTitle(void *, Handle *, const char *) {}
     static void ignoreOutput(void *, Handle *, wl_output *) {}
     static void ignoreParent(void *, Handle *, Handle *) {}
@@ -112,14 +149,133 @@ private:
     std::shared_ptr<WaylandConnection> _connection;
     Manager *_manager;
     bool _isFinished = false; // the compositor does not know the manager any more
-    std::list<Window> _windows;
+    Windows<Handle> _windows{zwlr_foreign_toplevel_handle_v1_destroy};
 };
+
+// KDE's own list. Of a window everything is said once, and from then on what changes.
+class PlasmaWindows final : public WaylandToplevels {
+    using Manager = org_kde_plasma_window_management;
+    using Handle = org_kde_plasma_window;
+
+public:
+    // The first that names windows by what no other window ever gets, and the last of which we know
+    // all events.
+    static constexpr quint32 leastVersion = 13;
+    static constexpr quint32 newestVersion = 16;
+
+    explicit PlasmaWindows(std::shared_ptr<WaylandConnection> connection)
+        : _connection(std::move(connection))
+        , _manager(_connection->bind<Manager>(org_kde_plasma_window_management_interface,
+                                              newestVersion)) {
+        org_kde_plasma_window_management_add_listener(_manager, &managerListener, this);
+        _connection->flush();
+    }
+    // Later versions alone have a request for that.
+    ~PlasmaWindows() override { wl_proxy_destroy(reinterpret_cast<wl_proxy *>(_manager)); }
+    PlasmaWindows(const PlasmaWindows &) = delete;
+    PlasmaWindows &operator=(const PlasmaWindows &) = delete;
+
+    [[nodiscard]] std::optional<QString> active() const override {
+        return _connection->isLost() ? std::nullopt : _windows.active();
+    }
+
+private:
+    static PlasmaWindows &of(void *memory) { return *static_cast<PlasmaWindows *>(memory); }
+
+    static void appear(void *memory, Manager *manager, quint32, const char *identifier) {
+        PlasmaWindows &self = of(memory);
+        if (self._windows.isFull())
+            return;
+        Handle *const handle =
+            org_kde_plasma_window_management_get_window_by_uuid(manager, identifier);
+        self._windows.add(handle);
+        org_kde_plasma_window_add_listener(handle, &windowListener, &self);
+        self._connection->flush();
+    }
+    // Changes what was said of a window so far.
+    template <typename Change>
+    static void change(void *memory, Handle *handle, const Change &change) {
+        if (auto *const window = of(memory)._windows.find(handle)) {
+            change(window->coming);
+            if (window->isComplete)
+                window->now = window->coming;
+        }
+    }
+    static void identify(void *memory, Handle *handle, const char *identifier) {
+        change(memory, handle, [=](Said &said) { said.setIdentifier(identifier); });
+    }
+    static void setState(void *memory, Handle *handle, quint32 states) {
+        change(memory, handle, [=](Said &said) {
+            said.isActive = (states & ORG_KDE_PLASMA_WINDOW_MANAGEMENT_STATE_ACTIVE) != 0;
+        });
+    }
+    static void complete(void *memory, Handle *handle) {
+        if (auto *const window = of(memory)._windows.find(handle)) {
+            window->isComplete = true;
+            window->now = window->coming;
+        }
+    }
+    static void close(void *memory, Handle *handle) { of(memory)._windows.remove(handle); }
+
+    // For events whose arguments are of these types.
+    template <typename... Arguments>
+    static void ignore(void *, Handle *, Arguments...) {}
+    template <typename... Arguments>
+    static void ignoreAll(void *, Manager *, Arguments...) {}
+
+    // Named, since the description is KDE's and may grow.
+    static constexpr org_kde_plasma_window_management_listener makeManagerListener() {
+        org_kde_plasma_window_management_listener made{};
+        made.show_desktop_changed = ignoreAll;
+        made.window = ignoreAll;
+        made.stacking_order_changed = ignoreAll;
+        made.stacking_order_uuid_changed = ignoreAll;
+        made.window_with_uuid = appear;
+        return made;
+    }
+    static constexpr org_kde_plasma_window_listener makeWindowListener() {
+        org_kde_plasma_window_listener made{};
+        made.title_changed = ignore;
+        made.app_id_changed = identify;
+        made.state_changed = setState;
+        made.virtual_desktop_changed = ignore;
+        made.themed_icon_name_changed = ignore;
+        made.unmapped = close;
+        made.initial_state = complete;
+        made.parent_window = ignore;
+        made.geometry = ignore;
+        made.icon_changed = ignore;
+        made.pid_changed = ignore;
+        made.virtual_desktop_entered = ignore;
+        made.virtual_desktop_left = ignore;
+        made.application_menu = ignore;
+        made.activity_entered = ignore;
+        made.activity_left = ignore;
+        made.resource_name_changed = ignore;
+        return made;
+    }
+    static const org_kde_plasma_window_management_listener managerListener;
+    static const org_kde_plasma_window_listener windowListener;
+
+    std::shared_ptr<WaylandConnection> _connection;
+    Manager *_manager;
+    Windows<Handle> _windows{org_kde_plasma_window_destroy};
+};
+
+const org_kde_plasma_window_management_listener PlasmaWindows::managerListener =
+    makeManagerListener();
+const org_kde_plasma_window_listener PlasmaWindows::windowListener = makeWindowListener();
 
 std::unique_ptr<WaylandToplevels>
 WaylandToplevels::make(const std::shared_ptr<WaylandConnection> &connection) {
-    if (!connection || !connection->offers(zwlr_foreign_toplevel_manager_v1_interface.name))
+    if (!connection)
         return nullptr;
-    return std::make_unique<ForeignToplevels>(connection);
+    if (connection->offers(zwlr_foreign_toplevel_manager_v1_interface.name))
+        return std::make_unique<ForeignToplevels>(connection);
+    if (connection->offers(org_kde_plasma_window_management_interface.name,
+                           PlasmaWindows::leastVersion))
+        return std::make_unique<PlasmaWindows>(connection);
+    return nullptr;
 }
 
 } // namespace clipmule

@@ -17,7 +17,6 @@ using namespace clipmule::kit;
 class WaylandToplevelsTest final : public kit::TestCase {
     Q_OBJECT
 
-    void begin() override { open({}); }
     void end() override {
         _toplevels.reset();
         _connection.reset();
@@ -25,12 +24,30 @@ class WaylandToplevelsTest final : public kit::TestCase {
     }
 
 private Q_SLOTS:
-    void whoDoesNotTellIsNotAsked() {
-        open({.windows = false});
-        QVERIFY(!_toplevels);
+    void whoTellsIsAsked_data() {
+        QTest::addColumn<bool>("foreign");
+        QTest::addColumn<quint32>("plasma");
+        QTest::addColumn<bool>("tells");
+        QTest::newRow("nobody") << false << 0U << false;
+        QTest::newRow("foreign toplevels") << true << 0U << true;
+        // Which knew windows by numbers that are used again.
+        QTest::newRow("an old Plasma") << false << 12U << false;
+        QTest::newRow("Plasma at the limit") << false << 13U << true;
+    }
+    void whoTellsIsAsked() {
+        QFETCH(bool, foreign);
+        QFETCH(quint32, plasma);
+        open({.windows = foreign, .plasmaWindows = plasma});
+        QTEST(bool(_toplevels), "tells");
+        if (_toplevels) {
+            set(1, {.identifier = "one", .isActive = true});
+            QCOMPARE(_toplevels->active(), std::optional(QStringLiteral("one")));
+        }
     }
 
+    void theActiveWindowIsKnown_data() { forms(); }
     void theActiveWindowIsKnown() {
+        openForm();
         QCOMPARE(_toplevels->active(), std::nullopt);
         set(1, {.identifier = "org.example.Editor", .isActive = true});
         QCOMPARE(_toplevels->active(), std::optional(QStringLiteral("org.example.Editor")));
@@ -45,7 +62,16 @@ private Q_SLOTS:
         QCOMPARE(_toplevels->active(), std::nullopt);
     }
 
+    void windowsOfBeforeAreKnown() {
+        _compositor.emplace(TestCompositor::Offers{.windows = false, .plasmaWindows = 16});
+        _compositor->setWindow(1, {.identifier = "one", .isActive = false});
+        _compositor->setWindow(2, {.identifier = "two", .isActive = true});
+        follow();
+        QCOMPARE(_toplevels->active(), std::optional(QStringLiteral("two")));
+    }
+
     void halfOfWhatIsSaidDoesNotCount() {
+        open({});
         set(1, {.identifier = "one", .isActive = true});
         set(1, {.identifier = "two", .isActive = false, .isDone = false});
         QCOMPARE(_toplevels->active(), std::optional(QStringLiteral("one")));
@@ -53,14 +79,89 @@ private Q_SLOTS:
         QCOMPARE(_toplevels->active(), std::nullopt);
     }
 
+    // Plasma tells everything once and then what changes.
+    void aWindowIsNoneBeforeAllWasSaid() {
+        open(onPlasma);
+        set(1, {.isActive = true, .isDone = false});
+        QCOMPARE(_toplevels->active(), std::nullopt);
+        set(1, {.identifier = "one", .isDone = false});
+        QCOMPARE(_toplevels->active(), std::nullopt);
+        set(1, {});
+        QCOMPARE(_toplevels->active(), std::optional(QStringLiteral("one")));
+        set(1, {.identifier = "two", .isDone = false});
+        QCOMPARE(_toplevels->active(), std::optional(QStringLiteral("two")));
+        set(1, {.isActive = false, .isDone = false});
+        QCOMPARE(_toplevels->active(), std::nullopt);
+    }
+
+    void aWindowThatHasGoneWhenItIsAskedForIsNone() {
+        open(onPlasma);
+        _compositor->setWindow(1, {.identifier = "one", .isActive = true});
+        _compositor->closeWindow(1);
+        serve();
+        serve();
+        QCOMPARE(_toplevels->active(), std::nullopt);
+        set(2, {.identifier = "two", .isActive = true});
+        QCOMPARE(_toplevels->active(), std::optional(QStringLiteral("two")));
+    }
+
+    void titlesDoNotMatter_data() { forms(); }
+    void titlesDoNotMatter() {
+        openForm();
+        set(1, {.identifier = "one", .isActive = true, .title = QByteArray(4000, 'x')});
+        set(1, {.title = QByteArray("\xff\xfe")});
+        QCOMPARE(_toplevels->active(), std::optional(QStringLiteral("one")));
+    }
+
+    // What does not fit into a message no compositor can say.
+    void aTitleOfAMegabyteIsTheEnd() {
+        open(onPlasma);
+        set(1, {.identifier = "one", .isActive = true});
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^the compositor ")));
+        _compositor->setWindow(1, {.title = QByteArray(1'000'000, 'x')});
+        _connection->whenServed(&_nobody, [] {});
+        QVERIFY(await([&] { return _connection->isLost(); }));
+        QCOMPARE(_toplevels->active(), std::nullopt);
+    }
+
+    void windowsAreLimited_data() { forms(); }
+    void windowsAreLimited() {
+        openForm();
+        for (int number = 1; number <= 4097; ++number) {
+            _compositor->setWindow(number, {.identifier = "one", .isActive = false});
+            // The compositor keeps no more than a few kilobytes for a client.
+            if (number % 16 == 0)
+                serve();
+        }
+        serve();
+        serve();
+        set(4096, {.identifier = "the last that counts", .isActive = true});
+        QCOMPARE(_toplevels->active(), std::optional(QStringLiteral("the last that counts")));
+        set(4096, {.isActive = false});
+        set(4097, {.isActive = true});
+        QCOMPARE(_toplevels->active(), std::nullopt);
+        // Where one has closed there is room for the next.
+        _compositor->closeWindow(1);
+        set(4098, {.identifier = "next", .isActive = true});
+        QCOMPARE(_toplevels->active(), std::optional(QStringLiteral("next")));
+    }
+
     void anIdentifierThatIsNone_data() {
+        QTest::addColumn<bool>("isPlasma");
         QTest::addColumn<QByteArray>("identifier");
         QTest::addColumn<bool>("isKnown");
-        QTest::newRow("empty") << QByteArray("") << false;
-        QTest::newRow("at the limit") << QByteArray(256, 'x') << true;
-        QTest::newRow("above the limit") << QByteArray(257, 'x') << false;
+        for (const bool isPlasma : {false, true}) {
+            const auto row = [=](const char *name, const QByteArray &identifier, bool isKnown) {
+                QTest::addRow("%s, %s", isPlasma ? "Plasma" : "foreign", name)
+                    << isPlasma << identifier << isKnown;
+            };
+            row("empty", "", false);
+            row("at the limit", QByteArray(256, 'x'), true);
+            row("above the limit", QByteArray(257, 'x'), false);
+        }
     }
     void anIdentifierThatIsNone() {
+        openForm();
         QFETCH(QByteArray, identifier);
         QFETCH(bool, isKnown);
         set(1, {.identifier = identifier, .isActive = true});
@@ -68,13 +169,16 @@ private Q_SLOTS:
     }
 
     void afterTheEndNothingChanges() {
+        open({});
         set(1, {.identifier = "one", .isActive = true});
         _compositor->finishWindows();
         serve();
         QVERIFY(!_connection->isLost());
     }
 
+    void aLostCompositorHasNoWindows_data() { forms(); }
     void aLostCompositorHasNoWindows() {
+        openForm();
         set(1, {.identifier = "one", .isActive = true});
         QTest::ignoreMessage(QtWarningMsg,
                              QRegularExpression(QStringLiteral("^the compositor has gone: ")));
@@ -86,17 +190,34 @@ private Q_SLOTS:
 private:
     struct Nobody final : WaylandObserver {};
 
+    const TestCompositor::Offers onPlasma{.windows = false, .plasmaWindows = 16};
+
+    static void forms() {
+        QTest::addColumn<bool>("isPlasma");
+        QTest::newRow("foreign") << false;
+        QTest::newRow("Plasma") << true;
+    }
+    void openForm() {
+        QFETCH(bool, isPlasma);
+        open(isPlasma ? onPlasma : TestCompositor::Offers());
+    }
     void open(const TestCompositor::Offers &offers) {
         end();
         _compositor.emplace(offers);
+        follow();
+    }
+    void follow() {
         qputenv("WAYLAND_DISPLAY", _compositor->display());
         _connection = WaylandConnection::open();
         QVERIFY(_connection);
         _toplevels = WaylandToplevels::make(_connection);
         serve();
+        serve();
     }
     void set(int number, const TestCompositor::Window &window) {
         _compositor->setWindow(number, window);
+        // Plasma tells that there is a window, and is then asked for it.
+        serve();
         serve();
     }
     // Everything that the compositor has sent has been heard.

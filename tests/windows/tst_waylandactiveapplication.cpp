@@ -21,15 +21,12 @@ class WaylandActiveApplicationTest final : public kit::TestCase {
     Q_OBJECT
 
     void begin() override {
-        QFile table(_folder.filePath(QStringLiteral("table.plist")));
+        QFile table(tablePath());
         QVERIFY(table.open(QIODevice::WriteOnly));
         table.write("{ com.apple.finder = (thunar); pasteKeys = { \"Ctrl+Y\" = (emacs);"
                     " \"Shift+Insert\" = (xterm); }; pasteFromSelection = (xterm); }");
         table.close();
-        _compositor.emplace();
-        qputenv("WAYLAND_DISPLAY", _compositor->display());
-        _session.wayland = WaylandConnection::open();
-        _application = makeActiveApplication(_session, table.fileName());
+        open({});
     }
     void end() override {
         _application.reset();
@@ -68,12 +65,31 @@ private Q_SLOTS:
         QVERIFY(!_application->pasting().isFromSelection);
     }
 
+    // Plasma tells of its windows by the same names.
+    void onPlasmaToo() {
+        open({.windows = false, .plasmaWindows = 16});
+        _compositor->setWindow(1, {.identifier = "thunar", .isActive = true});
+        QVERIFY(await([&] { return _application->identifier().has_value(); }));
+        QCOMPARE(_application->identifier(), std::optional(QStringLiteral("com.apple.finder")));
+    }
+
     void withoutAnybodyToAskNobodyIsActive() {
         _application = makeActiveApplication(Session(), QString());
         QCOMPARE(_application->identifier(), std::nullopt);
     }
 
 private:
+    [[nodiscard]] QString tablePath() const {
+        return _folder.filePath(QStringLiteral("table.plist"));
+    }
+    void open(const TestCompositor::Offers &offers) {
+        end();
+        _compositor.emplace(offers);
+        qputenv("WAYLAND_DISPLAY", _compositor->display());
+        _session.wayland = WaylandConnection::open();
+        _application = makeActiveApplication(_session, tablePath());
+    }
+
     QTemporaryDir _folder;
     std::optional<TestCompositor> _compositor;
     Session _session;
