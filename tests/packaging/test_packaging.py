@@ -72,6 +72,21 @@ class Prefixes(unittest.TestCase):
             self.assertEqual(self.value(path, "Desktop Entry", "Exec"), entry_exec + rest)
             self.assertEqual(self.value(path, "Desktop Entry", "TryExec"), entry_try)
 
+        self.assert_only_one_entry_asks_kde(applications, unit_exec)
+
+    def assert_only_one_entry_asks_kde(self, applications, program):
+        """KDE compares whole commands, and takes any of the entries that have the one that runs."""
+        def of(name, key):
+            return self.value(f"{applications}/{name}", "Desktop Entry", key)
+
+        commands = {name: of(name, "Exec") for name in os.listdir(self.root + applications)}
+        self.assertEqual([name for name, command in commands.items() if command == program],
+                         ["com.zendrik.ClipmuleSync.Agent.desktop"])
+        self.assertEqual(of("com.zendrik.ClipmuleSync.Agent.desktop", "X-KDE-Wayland-Interfaces"),
+                         "org_kde_kwin_fake_input,org_kde_plasma_window_management")
+        # Menus have the other one.
+        self.assertEqual(of("com.zendrik.ClipmuleSync.Agent.desktop", "NoDisplay"), "true")
+
     def test_prefixes_of_the_system(self):
         for prefix in ("/usr", "/usr/local", "/usr/local/"):
             with self.subTest(prefix):
@@ -171,10 +186,11 @@ class Installation(unittest.TestCase):
 
     def test_desktop_entries(self):
         for path in (self.only("share/applications/com.zendrik.ClipmuleSync.desktop"),
+                     self.only("share/applications/com.zendrik.ClipmuleSync.Agent.desktop"),
                      self.root + "/etc/" + AUTOSTART):
             self.assert_accepts("desktop-file-validate", path)
             entry = self.entry(path, "Desktop Entry")
-            self.only("bin/" + entry["Exec"].split()[0])
+            self.only("bin/" + os.path.basename(entry["Exec"].split()[0]))
             self.only(f"share/icons/hicolor/scalable/apps/{entry['Icon']}.svg")
             self.assert_translated(entry)
 
