@@ -277,7 +277,7 @@ QByteArray jsonLine(const QJsonObject &object) {
         const char32_t character = nextCharacter(text, at);
         for (const QChar unit : QStringView(text).sliced(begin, at - begin)) {
             if (isEscaped(character))
-                line += QStringLiteral("\\u%1").arg(unit.unicode(), 4, 16, QLatin1Char('0'));
+                line += QStringLiteral("\\u%1").arg(uint(unit.unicode()), 4, 16, QLatin1Char('0'));
             else
                 line += unit;
         }

@@ -33,6 +33,9 @@ public:
 
     /// Transfers under way keep the data they began with.
     void set(QList<PasteboardOffers::Offer> offers);
+    /// Nobody will ask for them any more: they are let go of. Who has asked gets what was asked
+    /// for.
+    void retire() { _offers.clear(); }
     /// The targets for who looks at them, in order.
     [[nodiscard]] QStringList targets(PasteboardAudience audience) const;
     /// Writes a target into a pipe that does not block, and closes it. A target that we do not

@@ -209,7 +209,7 @@ private:
             ++_at;
         if (_at == begin)
             refuse(QStringLiteral("unexpected character U+%1")
-                       .arg(current().unicode(), 4, 16, QLatin1Char('0')));
+                       .arg(uint(current().unicode()), 4, 16, QLatin1Char('0')));
         _memory.spendText(quint64(_at - begin));
         return _text.sliced(begin, _at - begin).toString();
     }

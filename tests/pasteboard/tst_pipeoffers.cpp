@@ -180,6 +180,22 @@ private Q_SLOTS:
         QCOMPARE(_told, (QList<bool>{true, false, false, false}));
     }
 
+    void whatIsRetiredIsFinishedAndLetGoOf() {
+        const QByteArray image = encoded("BMP");
+        QByteArray text(1024 * 1024, 'x');
+        PasteboardOffers::Offer png = offer("image/png", image);
+        png.isConverted = true;
+        _offers->set({png, offer("text/plain", text)});
+        Pipe picture = send("image/png");
+        Pipe writing = send("text/plain");
+        _offers->retire();
+        QVERIFY(_offers->targets(PasteboardAudience::Other).isEmpty());
+        QVERIFY(!QImage::fromData(picture.readAll(), "PNG").isNull());
+        QCOMPARE(writing.readAll(), text);
+        QVERIFY(text.isDetached());
+        QCOMPARE(send("text/plain").readAll(), "");
+    }
+
     void theEndOfAConversionIsTold() {
         PasteboardOffers::Offer png = offer("image/png", encoded("BMP"));
         png.isConverted = true;

@@ -64,6 +64,21 @@ private Q_SLOTS:
         QCOMPARE(compositor.asked(), QList<QByteArray>{"text/plain"});
     }
 
+    // Ten megabytes that nobody can ask for any more are kept by nobody.
+    void whatWeOfferedIsLetGoOf() {
+        const QString type = QStringLiteral("application/x-other");
+        const QByteArray data(1024 * 1024, 'x');
+        PasteboardContents contents;
+        contents.others.insert(type, data);
+        _desktop->pasteboard->write(std::exchange(contents, {}));
+        _desktop->settle();
+        _desktop->pasteboard->releaseContents();
+        QVERIFY(!data.isDetached());
+        copy({{"text/plain", "another's"}});
+        QVERIFY(_desktop->fetchEnds());
+        QVERIFY(data.isDetached());
+    }
+
     // The compositor says at the start that there is nothing, which ends nobody's contents.
     void theFirstCopyCounts() {
         copy({{"text/plain", "first"}});

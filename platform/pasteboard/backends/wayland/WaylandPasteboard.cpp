@@ -28,18 +28,23 @@ WaylandPasteboard::WaylandPasteboard(std::unique_ptr<WaylandDataControl> control
         _wasRead = true;
         _offers.send(target, std::move(pipe), std::move(closed));
     };
-    _control->onCancelled = [this] { _isOwning = false; };
+    _control->onCancelled = [this] { disown(); };
 }
 
 void WaylandPasteboard::selectionChanged(const std::optional<QStringList> &targets) {
     // The compositor says both, in either order.
-    _isOwning = false;
+    disown();
     const bool hadOwner = std::exchange(_hasOwner, targets.has_value());
     if (targets)
         ownerTook({.hasReadUs = std::exchange(_wasRead, false)},
                   [targets](const Listed &listed) { listed(targets); });
     else if (hadOwner)
         ownerEnded();
+}
+
+void WaylandPasteboard::disown() {
+    _isOwning = false;
+    _offers.retire();
 }
 
 void WaylandPasteboard::publish() {

@@ -31,6 +31,7 @@ protected:
 
 private:
     void selectionChanged(const std::optional<QStringList> &targets);
+    void disown();
 
     FindPasteboardAudience _audience;
     std::unique_ptr<WaylandDataControl> _control;
