@@ -9,16 +9,6 @@ namespace clipmule {
 
 namespace {
 
-PasteboardAudience audience(const ActiveApplication &inFront) {
-    const std::optional<QString> application = inFront.identifier();
-    if (!application)
-        return PasteboardAudience::Unknown;
-    if (application == u"com.apple.finder" || application == u"com.apple.iPhoto")
-        return PasteboardAudience::FileManager;
-    return application == u"com.apple.iWork.Numbers" ? PasteboardAudience::Spreadsheet
-                                                     : PasteboardAudience::Other;
-}
-
 // The keys that paste in the window in front. Where they paste the selection, the clip is offered
 // as the selection, too.
 std::optional<QString> pasteKeys(const ActiveApplication &inFront, Pasteboard &pasteboard) {
@@ -29,6 +19,21 @@ std::optional<QString> pasteKeys(const ActiveApplication &inFront, Pasteboard &p
 }
 
 } // namespace
+
+PasteboardAudience audienceOf(const ActiveApplication &inFront) {
+    switch (roleOf(inFront.identifier())) {
+    case ApplicationRole::FileManager:
+    case ApplicationRole::PhotoManager:
+        return PasteboardAudience::FileManager;
+    case ApplicationRole::Spreadsheet:
+        return PasteboardAudience::Spreadsheet;
+    case ApplicationRole::Other:
+        return PasteboardAudience::Other;
+    case ApplicationRole::Unknown:
+        break;
+    }
+    return PasteboardAudience::Unknown;
+}
 
 AgentBackends makeAgentBackends(const Bundle &bundle) {
     AgentBackends made;
@@ -42,7 +47,7 @@ AgentBackends makeAgentBackends(const Bundle &bundle) {
         bundle.pathForResource(QStringLiteral("applications"), QStringLiteral("plist")),
         preferencesFolder() + QStringLiteral("/applications.plist"));
     const std::shared_ptr<ActiveApplication> inFront = made.activeApplication;
-    made.pasteboard = makePasteboard(made.session, [inFront] { return audience(*inFront); });
+    made.pasteboard = makePasteboard(made.session, [inFront] { return audienceOf(*inFront); });
     Pasteboard &pasteboard = *made.pasteboard;
     made.keyboard = makeKeyboardEvents(
         made.session, [inFront, &pasteboard] { return pasteKeys(*inFront, pasteboard); });

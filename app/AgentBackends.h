@@ -41,4 +41,8 @@ struct AgentBackends {
 /// applications.
 [[nodiscard]] AgentBackends makeAgentBackends(const Bundle &bundle);
 
+/// Who reads what we offer, by the window in front: a photo manager takes files as a file manager
+/// does.
+[[nodiscard]] PasteboardAudience audienceOf(const ActiveApplication &inFront);
+
 } // namespace clipmule

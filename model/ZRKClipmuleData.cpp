@@ -266,9 +266,6 @@ bool isHintOfSecrets(const std::optional<QByteArray> &hint) {
     return value.trimmed().toLower() == "secret";
 }
 
-const QString fileManagerID = QStringLiteral("com.apple.finder");
-const QString photoManagerID = QStringLiteral("com.apple.iPhoto");
-
 bool isVetoed(const PasteboardContents &contents) {
     const auto hint = contents.others.constFind(PasteboardMarker::passwordHint);
     return (hint != contents.others.cend() && isHintOfSecrets(*hint)) ||
@@ -480,8 +477,8 @@ void ZRKClipmuleData::loadFromReadings(const PasteboardContents &contents) {
 bool ZRKClipmuleData::loadFromFiles(const PasteboardServices &services, const QStringList &files,
                                     NativeDictionary nativeDictionary) {
     try {
-        const std::optional<QString> application = currentAppID(services);
-        if (application != fileManagerID && application != photoManagerID)
+        const ApplicationRole role = roleOf(currentAppID(services));
+        if (role != ApplicationRole::FileManager && role != ApplicationRole::PhotoManager)
             return false;
         // Each file is looked at, and may lie on a slow file system.
         if (files.isEmpty() || files.size() > mostFiles)

@@ -8,9 +8,18 @@
 #include "platform/windows/backends/wayland/WaylandActiveApplication.h"
 #include "platform/windows/backends/x11/X11ActiveApplication.h"
 
+#include <utility>
+
 namespace clipmule {
 
 namespace {
+
+// The phones' system has a program of its own for each.
+constexpr std::pair<const char *, ApplicationRole> roles[] = {
+    {"com.apple.finder", ApplicationRole::FileManager},
+    {"com.apple.iPhoto", ApplicationRole::PhotoManager},
+    {"com.apple.iWork.Numbers", ApplicationRole::Spreadsheet},
+};
 
 // Stands in where the desktop does not tell which application is active.
 class NullActiveApplication final : public ActiveApplication {
@@ -19,6 +28,24 @@ public:
 };
 
 } // namespace
+
+ApplicationRole roleOf(const std::optional<QString> &identifier) {
+    if (!identifier)
+        return ApplicationRole::Unknown;
+    for (const auto &[name, role] : roles) {
+        if (*identifier == QLatin1String(name))
+            return role;
+    }
+    return ApplicationRole::Other;
+}
+
+QString identifierOf(ApplicationRole wanted) {
+    for (const auto &[name, role] : roles) {
+        if (role == wanted)
+            return QString::fromLatin1(name);
+    }
+    return {};
+}
 
 std::unique_ptr<ActiveApplication> makeActiveApplication(const Session &session,
                                                          const QString &tablePath,

@@ -12,6 +12,15 @@ namespace clipmule {
 
 struct Session;
 
+/// What a program is to the clipboard.
+enum class ApplicationRole { Unknown, FileManager, PhotoManager, Spreadsheet, Other };
+
+/// The role of the application of that identifier; unknown without one.
+[[nodiscard]] ApplicationRole roleOf(const std::optional<QString> &identifier);
+/// The identifier by which whoever plays the role is known, here and in the table of applications;
+/// empty for the roles that have none of their own.
+[[nodiscard]] QString identifierOf(ApplicationRole role);
+
 /// Which application the user is working in.
 class ActiveApplication {
 public:
@@ -20,9 +29,9 @@ public:
     ActiveApplication(const ActiveApplication &) = delete;
     ActiveApplication &operator=(const ActiveApplication &) = delete;
 
-    /// Its identifier: the desktop-file id or, failing that, the lower-case window class. File
-    /// managers answer "com.apple.finder" and photo managers "com.apple.iPhoto", the names by which
-    /// the capture knows them. Nothing when no application is active or the desktop does not tell.
+    /// Its identifier: that of its role, if it has one; else the desktop-file id or, failing that,
+    /// the lower-case window class. Nothing when no application is active or the desktop does not
+    /// tell.
     [[nodiscard]] virtual std::optional<QString> identifier() const = 0;
 
     /// How a clip gets into the active window.

@@ -7,7 +7,6 @@ namespace clipmule {
 
 namespace {
 
-const QString fileManager = QStringLiteral("com.apple.finder");
 // The keys of a terminal that is in no table: "v" with Control alone is for the program that runs
 // in it.
 const QString terminalKeys = QStringLiteral("Ctrl+Shift+V");
@@ -38,7 +37,7 @@ std::optional<QString> KnownPrograms::identifier(const WindowNames &names) const
         if (const auto part = _table.partOf(program->identifier))
             return part;
         if (program->isFileManager)
-            return fileManager;
+            return identifierOf(ApplicationRole::FileManager);
     }
     if (!names.toolkitIdentifier.isEmpty())
         return names.toolkitIdentifier;

@@ -83,6 +83,20 @@ private Q_SLOTS:
         QCOMPARE(status.pasteObstacle, u"there is no display"_qs);
     }
 
+    void whoeverIsInFrontIsTheAudience() {
+        kit::FakeActiveApplication inFront;
+        QCOMPARE(audienceOf(inFront), PasteboardAudience::Unknown);
+        for (const auto &[role, audience] :
+             {std::pair(ApplicationRole::FileManager, PasteboardAudience::FileManager),
+              std::pair(ApplicationRole::PhotoManager, PasteboardAudience::FileManager),
+              std::pair(ApplicationRole::Spreadsheet, PasteboardAudience::Spreadsheet)}) {
+            inFront.current = identifierOf(role);
+            QCOMPARE(audienceOf(inFront), audience);
+        }
+        inFront.current = u"org.example.editor"_qs;
+        QCOMPARE(audienceOf(inFront), PasteboardAudience::Other);
+    }
+
     void aBurstOfChangesIsToldOnce() {
         registerPhone();
         start();

@@ -28,7 +28,7 @@ struct Desk : X11Desktop {
     explicit Desk(PasteboardAudience audience = PasteboardAudience::Other)
         : X11Desktop([audience] { return audience; }) {
         if (audience == PasteboardAudience::FileManager)
-            application.current = QStringLiteral("com.apple.finder");
+            application.current = identifierOf(ApplicationRole::FileManager);
     }
     kit::FakeActiveApplication application;
     RecordedNotice notice;

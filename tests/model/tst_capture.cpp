@@ -420,7 +420,7 @@ private Q_SLOTS:
 
     void filesOfThePhotoManager() {
         writeFile(path(QStringLiteral("a.png")), encoded(plain({10, 10}), "png"));
-        _desktop->application.current = QStringLiteral("com.apple.iPhoto");
+        _desktop->application.current = identifierOf(ApplicationRole::PhotoManager);
         const auto clip =
             capture({{{NSFilenamesPboardType, fileNames({path(QStringLiteral("a.png"))})}}});
         QVERIFY(clip->hasImageData());
@@ -429,7 +429,8 @@ private Q_SLOTS:
     void filesOfOtherApplicationsAreNotLoaded() {
         writeFile(path(QStringLiteral("a.png")), encoded(plain({10, 10}), "png"));
         for (const std::optional<QString> &application :
-             {std::optional<QString>(), std::optional(QStringLiteral("org.example.editor"))}) {
+             {std::optional<QString>(), std::optional(QStringLiteral("org.example.editor")),
+              std::optional(identifierOf(ApplicationRole::Spreadsheet))}) {
             _desktop->application.current = application;
             const auto clip =
                 capture({{{NSFilenamesPboardType, fileNames({path(QStringLiteral("a.png"))})}}});
@@ -495,7 +496,7 @@ private Q_SLOTS:
     }
 
     void textCopiedInAFileManagerIsText() {
-        _desktop->application.current = QStringLiteral("com.apple.finder");
+        _desktop->application.current = identifierOf(ApplicationRole::FileManager);
         const auto clip = captureText(QStringLiteral("renamed"));
         QCOMPARE(clip->itemCount(), 1);
         QCOMPARE(clip->firstItem()->string(), std::optional(QStringLiteral("renamed")));
@@ -518,7 +519,7 @@ private:
     }
     // Copied in a file manager.
     [[nodiscard]] std::shared_ptr<ZRKClipmuleData> captureFiles(const QStringList &paths) {
-        _desktop->application.current = QStringLiteral("com.apple.finder");
+        _desktop->application.current = identifierOf(ApplicationRole::FileManager);
         return capture({{{NSFilenamesPboardType, fileNames(paths)},
                          {NSStringPboardType, paths.join(u'\n').toUtf8()}}});
     }

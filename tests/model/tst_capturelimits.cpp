@@ -192,7 +192,7 @@ private Q_SLOTS:
         const QByteArray image = encoded(noise({500, 200}), "png");
         const QStringList paths{write(QStringLiteral("a.png"), image),
                                 write(QStringLiteral("b.png"), image)};
-        _desktop->application.current = QStringLiteral("com.apple.finder");
+        _desktop->application.current = identifierOf(ApplicationRole::FileManager);
         const auto formsWith = [&](int html) {
             const auto clip = capture(
                 {{{NSFilenamesPboardType, fileNames(paths)}, {publicHtml, QByteArray(html, 'h')}}});
@@ -209,7 +209,7 @@ private Q_SLOTS:
     void imageBesideImageFilesLeavesItsPlaceholder() {
         const QByteArray image = encoded(plain({50, 20}), "png");
         const QStringList paths{write(QStringLiteral("a.png"), image)};
-        _desktop->application.current = QStringLiteral("com.apple.finder");
+        _desktop->application.current = identifierOf(ApplicationRole::FileManager);
         const auto clip = capture(
             {{{NSFilenamesPboardType, fileNames(paths)}, {publicPng, QByteArray(1'000'000, 'x')}}});
         QCOMPARE(native(*clip).keys(), (QStringList{NSFilenamesPboardType, NSTIFFPboardType}));

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/windows/ActiveApplication.h"
 #include "platform/windows/ApplicationTable.h"
 #include "tests/kit/TestCase.h"
 
@@ -45,6 +46,21 @@ private Q_SLOTS:
         QVERIFY(!table.pasteKeysOf(QStringLiteral("gedit")));
         QVERIFY(!table.pastesFromSelection(QStringLiteral("gedit")));
         QVERIFY(!table.partOf(QString()));
+    }
+
+    void eachRoleHasOneIdentifier() {
+        for (const auto &[identifier, role] :
+             {std::pair("com.apple.finder", ApplicationRole::FileManager),
+              std::pair("com.apple.iPhoto", ApplicationRole::PhotoManager),
+              std::pair("com.apple.iWork.Numbers", ApplicationRole::Spreadsheet)}) {
+            QCOMPARE(roleOf(QString::fromLatin1(identifier)), role);
+            QCOMPARE(identifierOf(role), QString::fromLatin1(identifier));
+        }
+        QCOMPARE(roleOf(QStringLiteral("com.apple.Finder")), ApplicationRole::Other);
+        QCOMPARE(roleOf(QString()), ApplicationRole::Other);
+        QCOMPARE(roleOf(std::nullopt), ApplicationRole::Unknown);
+        QCOMPARE(identifierOf(ApplicationRole::Other), QString());
+        QCOMPARE(identifierOf(ApplicationRole::Unknown), QString());
     }
 
     void missingTableIsSaidAndEmpty() {
