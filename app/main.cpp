@@ -22,7 +22,7 @@ namespace {
 const QString menuOption = QStringLiteral("menu");
 const QString showOption = QStringLiteral("show");
 const QString verboseOption = QStringLiteral("verbose");
-const QString helpOption = QStringLiteral("help");
+constexpr const char *program = "clipmule-sync";
 
 struct Arguments {
     /// The status to exit with when there is nothing more to do.
@@ -33,20 +33,12 @@ struct Arguments {
     bool show = false;
 };
 
-void complain(const QString &message) {
-    std::fprintf(stderr, "clipmule-sync: %s\n",
-                 qPrintable(onOneLine(message, CommandOptions::longestMessage)));
-}
-
 Arguments answerArguments(const QCoreApplication &application) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Keeps this desktop's clipboard in step with the registered phones of the same network.\n"
         "Phones are registered with clipmule-preferences. Ends on SIGTERM and SIGINT."));
-    // The parser's own help option would bring along another one that nobody answers.
-    parser.addOption(
-        QCommandLineOption({QStringLiteral("h"), helpOption}, QStringLiteral("Show this help.")));
-    parser.addVersionOption();
+    CommandOptions::addHelpAndVersion(parser);
     parser.addOption(QCommandLineOption(
         menuOption, QStringLiteral("Opens the menu of the agent that is running, for a key of the "
                                    "desktop; otherwise starts the agent.")));
@@ -57,20 +49,16 @@ Arguments answerArguments(const QCoreApplication &application) {
         verboseOption, QStringLiteral("Writes a line to standard error for each thing that "
                                       "happens. Never what a clip contains.")));
     if (!parser.parse(application.arguments())) {
-        complain(parser.errorText());
+        CommandOptions::complain(program, parser.errorText());
         return {.exitStatus = 2};
     }
-    if (parser.isSet(helpOption)) {
-        std::fputs(qPrintable(parser.helpText()), stdout);
-        return {.exitStatus = 0};
-    }
-    if (parser.isSet(QStringLiteral("version"))) {
-        std::puts("clipmule-sync " CLIPMULE_VERSION);
+    if (const auto answer = CommandOptions::answer(parser, QString::fromLatin1(program))) {
+        std::fputs(qPrintable(*answer), stdout);
         return {.exitStatus = 0};
     }
     if (!parser.positionalArguments().isEmpty()) {
-        complain(QStringLiteral("unexpected argument: %1")
-                     .arg(parser.positionalArguments().constFirst()));
+        CommandOptions::complain(program, QStringLiteral("unexpected argument: %1")
+                                              .arg(parser.positionalArguments().constFirst()));
         return {.exitStatus = 2};
     }
     if (parser.isSet(verboseOption))

@@ -21,6 +21,7 @@ using namespace clipmule;
 
 namespace {
 
+constexpr const char *program = "clipmule-phone";
 // A service name is a DNS label.
 constexpr qsizetype longestName = 63;
 
@@ -40,8 +41,7 @@ QString usages(bool needsFolder) {
 
 /// Gives the exit status of a program that was badly used.
 int complain(const QString &message) {
-    std::fprintf(stderr, "clipmule-phone: %s\n",
-                 qPrintable(onOneLine(message, CommandOptions::longestMessage)));
+    CommandOptions::complain(program, message);
     return 2;
 }
 
@@ -78,13 +78,8 @@ Arguments parse(const QCoreApplication &application) {
     parser.addOptions({name, save, data});
     if (!parser.parse(application.arguments()))
         return {std::nullopt, complain(parser.errorText())};
-    if (parser.isSet(QStringLiteral("help"))) {
-        std::fputs(qPrintable(CommandOptions::helpText(parser, QStringLiteral("clipmule-phone"))),
-                   stdout);
-        return {};
-    }
-    if (parser.isSet(QStringLiteral("version"))) {
-        std::puts("clipmule-phone " CLIPMULE_VERSION);
+    if (const auto answer = CommandOptions::answer(parser, QString::fromLatin1(program))) {
+        std::fputs(qPrintable(*answer), stdout);
         return {};
     }
     const QStringList others = parser.positionalArguments();
@@ -144,12 +139,10 @@ int main(int argc, char *argv[]) {
         return QCoreApplication::exec();
     }
 
-    LineReader::Delegate input;
-    input.line = [&phone](const QByteArray &line) { phone->perform(line); };
-    input.error = complain;
     // Without standard input it goes on listening, as it does in the background.
-    input.end = [] {};
-    LineReader reader(STDIN_FILENO, std::move(input));
+    LineReader reader(STDIN_FILENO);
+    reader.onLine = [&phone](const QByteArray &line) { phone->perform(line); };
+    reader.onError = complain;
     reader.start();
     return QCoreApplication::exec();
 }

@@ -28,8 +28,7 @@ int Tool::main(int argc, char **argv, const char *name, Run run) {
         status = Refused;
     }
     for (const QString &message : std::as_const(messages))
-        std::fprintf(stderr, "%s: %s\n", name,
-                     qPrintable(onOneLine(message, CommandOptions::longestMessage)));
+        CommandOptions::complain(name, message);
     return status;
 }
 
@@ -42,12 +41,10 @@ std::optional<int> Tool::parse(QCommandLineParser &parser, const char *name,
         messages.append(parser.errorText());
         return BadUse;
     }
-    if (parser.isSet(QStringLiteral("help")))
-        output.write(CommandOptions::helpText(parser, program).toUtf8());
-    else if (parser.isSet(QStringLiteral("version")))
-        output.write(QByteArray(name) + " " CLIPMULE_VERSION "\n");
-    else
+    const auto answer = CommandOptions::answer(parser, program);
+    if (!answer)
         return std::nullopt;
+    output.write(answer->toUtf8());
     return Success;
 }
 

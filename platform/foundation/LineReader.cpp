@@ -3,6 +3,8 @@
 
 #include "platform/foundation/LineReader.h"
 
+#include "platform/foundation/Callbacks.h"
+
 #include <QString>
 
 #include <unistd.h>
@@ -11,12 +13,6 @@
 #include <cerrno>
 
 namespace clipmule {
-
-LineReader::LineReader(int descriptor, Delegate delegate)
-    : _descriptor(descriptor)
-    , _delegate(std::move(delegate)) {}
-
-LineReader::~LineReader() = default;
 
 void LineReader::start() {
     _notifier = std::make_unique<QSocketNotifier>(_descriptor, QSocketNotifier::Read);
@@ -36,8 +32,8 @@ void LineReader::readSome() {
     }
     _notifier->setEnabled(false);
     if (!_pending.isEmpty() && !_skipping)
-        _delegate.line(std::exchange(_pending, {}));
-    _delegate.end();
+        callCopyOf(onLine, std::exchange(_pending, {}));
+    callCopyOf(onEnd);
 }
 
 void LineReader::takeLines() {
@@ -47,14 +43,14 @@ void LineReader::takeLines() {
         if (end < 0)
             break;
         if (!std::exchange(_skipping, false))
-            _delegate.line(_pending.sliced(start, end - start));
+            callCopyOf(onLine, _pending.sliced(start, end - start));
         start = end + 1;
     }
     _pending.remove(0, start);
     if (_pending.size() > longestLine) {
         _pending.clear();
         if (!std::exchange(_skipping, true))
-            _delegate.error(QStringLiteral("a line of more than %1 bytes").arg(longestLine));
+            callCopyOf(onError, QStringLiteral("a line of more than %1 bytes").arg(longestLine));
     } else if (_skipping) {
         _pending.clear();
     }

@@ -18,18 +18,18 @@ public:
     /// A longer line is dropped and reported as an error; reading goes on behind it.
     static constexpr qsizetype longestLine = 1024 * 1024;
 
-    struct Delegate {
-        /// Called with each line, without its line end.
-        std::function<void(const QByteArray &)> line;
-        std::function<void(const QString &)> error;
-        /// Called when no more lines come. The last line may have lacked its line end and was
-        /// delivered.
-        std::function<void()> end;
-    };
-
-    LineReader(int descriptor, Delegate delegate);
-    ~LineReader();
+    explicit LineReader(int descriptor)
+        : _descriptor(descriptor) {}
     Q_DISABLE_COPY_MOVE(LineReader)
+
+    // None may destroy the reader.
+
+    /// Called with each line, without its line end.
+    std::function<void(const QByteArray &line)> onLine;
+    std::function<void(const QString &error)> onError;
+    /// Called when no more lines come. The last line may have lacked its line end and was
+    /// delivered.
+    std::function<void()> onEnd;
 
     void start();
 
@@ -38,7 +38,6 @@ private:
     void takeLines();
 
     int _descriptor;
-    Delegate _delegate;
     QByteArray _pending;
     bool _skipping = false;
     std::unique_ptr<QSocketNotifier> _notifier;

@@ -21,7 +21,9 @@ public:
     /// Equality by value where a class has one; identity otherwise.
     [[nodiscard]] virtual bool isEqual(const Object &other) const { return this == &other; }
     /// A text for log lines and bug reports; never the whole contents of a clip.
-    [[nodiscard]] virtual QString description() const;
+    [[nodiscard]] virtual QString description() const {
+        return QStringLiteral("<object %1>").arg(quintptr(this), 0, 16);
+    }
 };
 
 } // namespace clipmule

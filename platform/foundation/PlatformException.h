@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <exception>
+#include <utility>
 
 namespace clipmule {
 
@@ -14,7 +15,10 @@ namespace clipmule {
 /// exception passes those places.
 class PlatformException : public std::exception {
 public:
-    PlatformException(QString name, QString reason);
+    PlatformException(QString name, QString reason)
+        : _name(std::move(name))
+        , _reason(std::move(reason))
+        , _what((_name + QStringLiteral(": ") + _reason).toUtf8()) {}
 
     /// Which kind of failure, for example "InvalidArgument"; never empty.
     [[nodiscard]] const QString &name() const noexcept { return _name; }

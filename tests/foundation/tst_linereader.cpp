@@ -35,9 +35,10 @@ struct Pipe {
 
 struct Lines {
     explicit Lines(int descriptor)
-        : reader(descriptor, {.line = [this](const QByteArray &line) { lines.append(line); },
-                              .error = [this](const QString &text) { errors.append(text); },
-                              .end = [this] { ended = true; }}) {
+        : reader(descriptor) {
+        reader.onLine = [this](const QByteArray &line) { lines.append(line); };
+        reader.onError = [this](const QString &text) { errors.append(text); };
+        reader.onEnd = [this] { ended = true; };
         reader.start();
     }
     QByteArrayList lines;
