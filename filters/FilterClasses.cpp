@@ -166,13 +166,6 @@ const QList<Maker> &rows() {
 
 } // namespace
 
-QStringList filterClassNames() {
-    QStringList names;
-    for (const Maker maker : rows())
-        names.append(maker()->className());
-    return names;
-}
-
 std::shared_ptr<ZRKClipmuleFilter> makeFilterOfClass(const QString &className) {
     static const QHash<QString, Maker> makers = [] {
         QHash<QString, Maker> byName;

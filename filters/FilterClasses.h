@@ -8,9 +8,6 @@
 
 namespace clipmule {
 
-/// The classes of all filters that are offered, in the order of the list in Info.plist, which
-/// decides which of them are installed.
-[[nodiscard]] QStringList filterClassNames();
 /// A new filter of the class of that name, the two base classes included; null when there is no
 /// such class.
 [[nodiscard]] std::shared_ptr<ZRKClipmuleFilter> makeFilterOfClass(const QString &className);

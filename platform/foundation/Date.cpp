@@ -16,10 +16,6 @@ Date Date::now() {
     return RunLoop::current().wallClock();
 }
 
-Date Date::fromDateTime(const QDateTime &dateTime) {
-    return {double(dateTime.toMSecsSinceEpoch()) / 1000.0 - unixTimeOfReference};
-}
-
 QDateTime Date::toDateTime() const {
     const double milliseconds = std::floor((secondsSinceReference + unixTimeOfReference) * 1000.0);
     // QDateTime cannot hold the outermost values of its own millisecond count.

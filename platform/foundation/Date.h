@@ -19,7 +19,6 @@ struct Date {
 
     /// The wall clock of the current run loop (RunLoop::current()).
     [[nodiscard]] static Date now();
-    [[nodiscard]] static Date fromDateTime(const QDateTime &dateTime);
     /// The date in UTC, cut to milliseconds; invalid outside QDateTime's range.
     [[nodiscard]] QDateTime toDateTime() const;
 

@@ -56,6 +56,21 @@ public:
     }
 };
 
+// The classes in the table of filters, which is local to its source.
+QStringList tableOfFilters() {
+    QFile source(QStringLiteral(CLIPMULE_TEST_DATA "/../../filters/FilterClasses.cpp"));
+    if (!source.open(QFile::ReadOnly))
+        return {};
+    const QString table = QString::fromUtf8(source.readAll())
+                              .section(u"QList<Maker> rows{"_qs, 1)
+                              .section(u"};"_qs, 0, 0);
+    static const QRegularExpression row(u"make<(\\w+)>"_qs);
+    QStringList names;
+    for (const auto &match : row.globalMatch(table))
+        names.append(match.captured(1));
+    return names;
+}
+
 const QString countArgument = QStringLiteral("--count");
 
 const QStringList sortedTitles{u"Convert to Lowercase"_qs, u"Convert to Titlecase"_qs,
@@ -72,8 +87,8 @@ class FilterFrameworkTest final : public kit::TestCase {
 private Q_SLOTS:
     // Info.plist says which filters are installed and in which order, the table which there are.
     void theInstalledFiltersAreThoseOfTheTable() {
-        QCOMPARE(classNames(ZRKClipmuleFilter::allFilters()), filterClassNames());
-        QCOMPARE(filterClassNames().size(), 10);
+        QCOMPARE(classNames(ZRKClipmuleFilter::allFilters()), tableOfFilters());
+        QCOMPARE(tableOfFilters().size(), 10);
         QCOMPARE(ZRKClipmuleFilter::allFilters().constFirst(),
                  ZRKClipmuleFilter::allFilters().constFirst());
     }
@@ -85,7 +100,7 @@ private Q_SLOTS:
         QStringList names;
         for (const PropertyList &name : installed.list())
             names.append(name.string());
-        QCOMPARE(names, filterClassNames());
+        QCOMPARE(names, tableOfFilters());
     }
 
     void theManualNamesEachFilter() {

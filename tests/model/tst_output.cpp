@@ -369,7 +369,8 @@ private Q_SLOTS:
 
     void fileNames() {
         const QDateTime time(QDate(2026, 1, 31), QTime(15, 4, 5), Qt::LocalTime);
-        _desktop->runLoop.setWallClock(Date::fromDateTime(time));
+        _desktop->runLoop.setWallClock(
+            {double(time.toSecsSinceEpoch()) - Date::unixTimeOfReference});
         QVERIFY(write({phoneImage(pngBytes), phoneImage(pngBytes)}));
         QCOMPARE(_desktop->imageFiles(),
                  (QStringList{QStringLiteral("Clipmule 2026-01-31 15.04.05 PM 1.png"),
