@@ -3,7 +3,6 @@
 
 #include "net/ZRKStreamHandler.h"
 
-#include "net/ZRKStreamNotifications.h"
 #include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"

@@ -25,6 +25,11 @@ inline const QString NSApplicationWillTerminateNotification =
 /// A value of the program's own defaults has changed, here or in another program.
 inline const QString NSUserDefaultsDidChangeNotification =
     QStringLiteral("NSUserDefaultsDidChangeNotification");
+/// A pass over what a phone sent has found the header of an object frame; its object is the stream
+/// handler.
+inline const QString ZRKStreamDidReceiveData = QStringLiteral("ZRKStreamDidReceiveData");
+/// A part of an object frame was written; its object is the stream handler.
+inline const QString ZRKStreamDidSendData = QStringLiteral("ZRKStreamDidSendData");
 
 /// What happened (the name), to whom (the object), and what there is to say about it.
 struct Notification {

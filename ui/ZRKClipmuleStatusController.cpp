@@ -3,7 +3,6 @@
 
 #include "ui/ZRKClipmuleStatusController.h"
 
-#include "net/ZRKStreamNotifications.h"
 #include "platform/desktop/HelpManager.h"
 #include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Log.h"

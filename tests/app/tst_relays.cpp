@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "net/ZRKStreamNotifications.h"
 #include "platform/foundation/PlatformException.h"
+#include "support/ZRKNotificationCenter.h"
 #include "tests/app/AgentFixture.h"
 #include "tests/kit/TestCase.h"
 

@@ -4,7 +4,6 @@
 #pragma once
 
 #include "net/ZRKStreamHandler.h"
-#include "net/ZRKStreamNotifications.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "support/ZRKNotificationCenter.h"
 #include "tests/kit/ManualRunLoop.h"

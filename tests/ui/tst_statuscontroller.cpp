@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "net/ZRKStreamNotifications.h"
 #include "platform/desktop/HelpManager.h"
 #include "platform/session/SessionPrograms.h"
 #include "support/ZRKNotificationCenter.h"
