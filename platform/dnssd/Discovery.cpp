@@ -5,6 +5,7 @@
 
 #include "platform/dnssd/ServiceRules.h"
 #include "platform/foundation/Callbacks.h"
+#include "platform/foundation/Log.h"
 #include "platform/streams/SocketStreams.h"
 
 namespace clipmule::dnssd {

@@ -5,6 +5,7 @@
 #include "platform/dnssd/DiscoveryAnswers.h"
 #include "platform/dnssd/EventQueue.h"
 #include "platform/dnssd/ServiceRules.h"
+#include "platform/foundation/Log.h"
 
 namespace clipmule::dnssd {
 

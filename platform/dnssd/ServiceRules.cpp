@@ -8,9 +8,6 @@
 #include <algorithm>
 #include <tuple>
 
-// Debug lines, which include all that the embedded library says, only on request.
-Q_LOGGING_CATEGORY(clipmule::logDnsSd, "clipmule.dnssd", QtInfoMsg)
-
 namespace clipmule::dnssd {
 
 namespace {

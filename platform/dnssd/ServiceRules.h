@@ -5,12 +5,6 @@
 
 #include "platform/dnssd/DnsSd.h"
 
-#include <QLoggingCategory>
-
-namespace clipmule {
-Q_DECLARE_LOGGING_CATEGORY(logDnsSd)
-} // namespace clipmule
-
 /// What DNS-SD allows in names and TXT records, and how a name gives way to another: the same for
 /// every responder.
 namespace clipmule::dnssd {

@@ -14,6 +14,7 @@ namespace clipmule {
 Q_LOGGING_CATEGORY(logApp, "clipmule.app", QtInfoMsg)
 Q_LOGGING_CATEGORY(logDBus, "clipmule.dbus")
 Q_LOGGING_CATEGORY(logDesktop, "clipmule.desktop")
+Q_LOGGING_CATEGORY(logDnsSd, "clipmule.dnssd", QtInfoMsg)
 Q_LOGGING_CATEGORY(logFilters, "clipmule.filters")
 Q_LOGGING_CATEGORY(logFoundation, "clipmule.foundation")
 Q_LOGGING_CATEGORY(logKeyboard, "clipmule.keyboard")
