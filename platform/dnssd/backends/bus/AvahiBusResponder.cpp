@@ -69,26 +69,30 @@ QVariant entries(const QByteArray &txtRecord) {
 
 /// An operation and the daemon's object for it, which is started once it is there.
 template <typename Kind>
-class BusOperation : public Kind, public AvahiBusObject {
-public:
-    using AvahiBusObject::AvahiBusObject;
-
-    void created() override { call(QStringLiteral("Start"), {}); }
-    void refused(const QDBusMessage &error) override { fail(errorText(error)); }
-
+class BusOperation : public Kind {
 protected:
+    BusOperation(AvahiBusResponder &bus, const QString &kind)
+        : _object(bus, kind) {
+        _object.onCreated = [this] { _object.call(QStringLiteral("Start"), {}); };
+        _object.onRefused = [this](const QDBusMessage &error) { fail(errorText(error)); };
+    }
+
     void fail(const QString &reason) { callCopyOf(this->onFailed, reason); }
+
+    AvahiBusObject _object;
 };
 
 class BusBrowse final : public BusOperation<Responder::Browse> {
 public:
     BusBrowse(AvahiBusResponder &bus, const QString &type)
         : BusOperation(bus, QStringLiteral("ServiceBrowser")) {
-        create(QStringLiteral("Server2"), QStringLiteral("ServiceBrowserPrepare"),
-               {anyInterface, anyProtocol, type, QStringLiteral("local"), noFlags});
+        _object.onSignal = [this](const QDBusMessage &signal) { receive(signal); };
+        _object.create(QStringLiteral("Server2"), QStringLiteral("ServiceBrowserPrepare"),
+                       {anyInterface, anyProtocol, type, QStringLiteral("local"), noFlags});
     }
 
-    void receive(const QDBusMessage &signal) override {
+private:
+    void receive(const QDBusMessage &signal) {
         const QVariantList arguments = signal.arguments();
         if (signal.member() == QStringLiteral("AllForNow"))
             return callCopyOf(onAllForNow);
@@ -106,12 +110,14 @@ class BusQuestion final : public BusOperation<Responder::Question> {
 public:
     BusQuestion(AvahiBusResponder &bus, const ServiceName &service, AddressQuestion question)
         : BusOperation(bus, QStringLiteral("ServiceResolver")) {
-        create(QStringLiteral("Server2"), QStringLiteral("ServiceResolverPrepare"),
-               {anyInterface, protocolNumber(question.overIpv6), service.name, service.type,
-                service.domain, protocolNumber(question.forIpv6), lookupWithoutTxt});
+        _object.onSignal = [this](const QDBusMessage &signal) { receive(signal); };
+        _object.create(QStringLiteral("Server2"), QStringLiteral("ServiceResolverPrepare"),
+                       {anyInterface, protocolNumber(question.overIpv6), service.name, service.type,
+                        service.domain, protocolNumber(question.forIpv6), lookupWithoutTxt});
     }
 
-    void receive(const QDBusMessage &signal) override {
+private:
+    void receive(const QDBusMessage &signal) {
         const QVariantList arguments = signal.arguments();
         if (signal.member() == QStringLiteral("Failure")) {
             // The daemon reports this at its own limit of five seconds; an answer may still come.
@@ -138,13 +144,15 @@ class BusRecordWatch final : public BusOperation<Responder::RecordWatch> {
 public:
     BusRecordWatch(AvahiBusResponder &bus, const ServiceName &service)
         : BusOperation(bus, QStringLiteral("RecordBrowser")) {
-        create(QStringLiteral("Server2"), QStringLiteral("RecordBrowserPrepare"),
-               {anyInterface, anyProtocol, escapedFullName(service),
-                QVariant::fromValue(classInternet), QVariant::fromValue(typeTxt),
-                lookupByMulticast});
+        _object.onSignal = [this](const QDBusMessage &signal) { receive(signal); };
+        _object.create(QStringLiteral("Server2"), QStringLiteral("RecordBrowserPrepare"),
+                       {anyInterface, anyProtocol, escapedFullName(service),
+                        QVariant::fromValue(classInternet), QVariant::fromValue(typeTxt),
+                        lookupByMulticast});
     }
 
-    void receive(const QDBusMessage &signal) override {
+private:
+    void receive(const QDBusMessage &signal) {
         if (signal.member() == QStringLiteral("Failure"))
             return fail(signal.arguments().value(0).toString());
         // interface, protocol, name, class, type, data, flags. A new record is reported before the
@@ -162,7 +170,10 @@ public:
         , _service(service)
         , _port(port)
         , _txtRecord(txtRecord) {
-        create(QStringLiteral("Server"), QStringLiteral("EntryGroupNew"), {});
+        _object.onCreated = [this] { publish(); };
+        _object.onRefused = [this](const QDBusMessage &error) { refused(error); };
+        _object.onSignal = [this](const QDBusMessage &signal) { receive(signal); };
+        _object.create(QStringLiteral("Server"), QStringLiteral("EntryGroupNew"), {});
     }
 
     void setTxtRecord(const QByteArray &txtRecord) override {
@@ -171,23 +182,24 @@ public:
             updateTxtRecord();
     }
 
-    void created() override {
+private:
+    void publish() {
         _publishedTxtRecord = _txtRecord;
         // Empty texts stand for the daemon's own domain and host.
-        call(QStringLiteral("AddService"),
-             {anyInterface, anyProtocol, noFlags, _service.name, _service.type, QString(),
-              QString(), QVariant::fromValue(_port), entries(_txtRecord)},
-             [this] { call(QStringLiteral("Commit"), {}); });
+        _object.call(QStringLiteral("AddService"),
+                     {anyInterface, anyProtocol, noFlags, _service.name, _service.type, QString(),
+                      QString(), QVariant::fromValue(_port), entries(_txtRecord)},
+                     [this] { _object.call(QStringLiteral("Commit"), {}); });
     }
 
-    void refused(const QDBusMessage &error) override {
+    void refused(const QDBusMessage &error) {
         if (error.errorName() == QStringLiteral("org.freedesktop.Avahi.CollisionError"))
             callCopyOf(onCollision);
         else
-            BusOperation::refused(error);
+            fail(errorText(error));
     }
 
-    void receive(const QDBusMessage &signal) override {
+    void receive(const QDBusMessage &signal) {
         if (signal.signature() != QStringLiteral("is"))
             return;
         const int state = signal.arguments()[0].toInt();
@@ -203,11 +215,11 @@ public:
         callCopyOf(onEstablished);
     }
 
-private:
     void updateTxtRecord() {
         _publishedTxtRecord = _txtRecord;
-        call(QStringLiteral("UpdateServiceTxt"), {anyInterface, anyProtocol, noFlags, _service.name,
-                                                  _service.type, QString(), entries(_txtRecord)});
+        _object.call(QStringLiteral("UpdateServiceTxt"),
+                     {anyInterface, anyProtocol, noFlags, _service.name, _service.type, QString(),
+                      entries(_txtRecord)});
     }
 
     const ServiceName _service;
@@ -402,7 +414,7 @@ void AvahiBusResponder::objectSignal(const QDBusMessage &message) {
     if (message.service() != _owner)
         return;
     if (AvahiBusObject *object = _objects.value(message.path()))
-        object->receive(message);
+        callCopyOf(object->onSignal, message);
     else if (_creations > 0 && _heldSignals.size() < maximumHeldSignals)
         _heldSignals.append(message);
 }
@@ -414,7 +426,7 @@ void AvahiBusResponder::deliverHeldSignals(const QString &path) {
     _heldSignals.removeIf(isForPath);
     for (const QDBusMessage &message : messages) {
         if (AvahiBusObject *object = _objects.value(path))
-            object->receive(message);
+            callCopyOf(object->onSignal, message);
     }
 }
 
@@ -453,11 +465,11 @@ void AvahiBusObject::create(const QString &interface, const QString &member,
 void AvahiBusObject::answered(const QDBusMessage &reply) {
     const QString path = reply.arguments().value(0).value<QDBusObjectPath>().path();
     if (reply.type() != QDBusMessage::ReplyMessage || path.isEmpty())
-        return refused(reply);
+        return callCopyOf(onRefused, reply);
     _path = path;
     AvahiBusResponder &bus = _bus;
     bus.route(path, *this);
-    created();
+    callCopyOf(onCreated);
     bus.deliverHeldSignals(path);
 }
 
@@ -467,7 +479,7 @@ void AvahiBusObject::call(const QString &member, const QVariantList &arguments,
               [weak = std::weak_ptr(_self), done = std::move(done)](const QDBusMessage &reply) {
                   const auto self = weak.lock();
                   if (self && reply.type() != QDBusMessage::ReplyMessage)
-                      (*self)->refused(reply);
+                      callCopyOf((*self)->onRefused, reply);
                   else if (self && done)
                       done();
               });

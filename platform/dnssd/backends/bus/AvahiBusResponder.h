@@ -107,22 +107,21 @@ private:
 
 /// One object that the daemon keeps for us, freed with this. It is made by a call that answers with
 /// its path, and is to be destroyed when the daemon is lost.
-class AvahiBusObject {
+class AvahiBusObject final {
 public:
     /// The kind is the last part of the interface's name, like "EntryGroup".
     AvahiBusObject(AvahiBusResponder &bus, const QString &kind);
-    virtual ~AvahiBusObject();
+    ~AvahiBusObject();
     Q_DISABLE_COPY_MOVE(AvahiBusObject)
 
-    // Each may destroy the object.
+    // Each may destroy the object. All are set before create().
 
     /// The daemon has made the object.
-    virtual void created() = 0;
-    virtual void receive(const QDBusMessage &signal) = 0;
+    std::function<void()> onCreated;
+    std::function<void(const QDBusMessage &signal)> onSignal;
     /// The object could not be made, or a call ended with an error.
-    virtual void refused(const QDBusMessage &error) = 0;
+    std::function<void(const QDBusMessage &error)> onRefused;
 
-protected:
     /// Asks the daemon for the object; to be called once. The member belongs to the server's
     /// interface: "Server" or, for the objects that are started, "Server2".
     void create(const QString &serverInterface, const QString &member,
