@@ -162,9 +162,8 @@ void PhoneLinks::sendRecords() {
 QStringList PhoneLinks::namesInRecords() const {
     QStringList names;
     for (const PropertyList &record : std::as_const(*_clientsDataDictionary)) {
-        const PropertyList *const name = find(record.dictionary(), QStringLiteral("name"));
-        if (name && name->isString())
-            names.append(*name->as<QString>());
+        if (const auto *name = find<QString>(record.dictionary(), QStringLiteral("name")))
+            names.append(*name);
     }
     return names;
 }

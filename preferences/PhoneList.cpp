@@ -38,11 +38,10 @@ PhoneList::~PhoneList() {
 
 void PhoneList::start() {
     if (const auto memory = _stores.own().objectForKey(phonesSeenKey)) {
-        if (const auto *dates = memory->as<PropertyList::Dictionary>()) {
-            for (const auto &[service, date] : dates->asKeyValueRange()) {
-                if (date.isDate())
-                    _seen.insert(service, date.date());
-            }
+        const auto dates = memory->dictionary({});
+        for (const auto &[service, date] : dates.asKeyValueRange()) {
+            if (date.isDate())
+                _seen.insert(service, date.date());
         }
     }
     ZRKNotificationCenter::platformDefault().addObserver(

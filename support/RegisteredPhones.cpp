@@ -17,8 +17,7 @@ const QString pasteModeEntry = QStringLiteral("pasteMode");
 const QString addressEntry = QStringLiteral("address");
 
 PropertyList::List entries(const std::optional<PropertyList> &stored) {
-    const auto *list = stored ? stored->as<PropertyList::List>() : nullptr;
-    return list ? *list : PropertyList::List();
+    return stored ? stored->list({}) : PropertyList::List();
 }
 
 const PropertyList *under(const PropertyList &entry, const QString &key) {
@@ -28,8 +27,7 @@ const PropertyList *under(const PropertyList &entry, const QString &key) {
 
 QString textUnder(const PropertyList &entry, const QString &key) {
     const PropertyList *const value = under(entry, key);
-    const QString *const text = value ? value->as<QString>() : nullptr;
-    return text ? *text : QString();
+    return value ? value->string({}) : QString();
 }
 
 Phone phoneOf(const PropertyList &entry) {

@@ -36,14 +36,8 @@ Shared &shared() {
     return instance;
 }
 
-bool hasNumber(const std::optional<PropertyList> &value) {
-    return value && (value->isNumber() || value->isString());
-}
-
 float component(const PropertyList &value) {
-    if (!value.isNumber() && !value.isString())
-        return 0;
-    const auto number = float(value.doubleValue());
+    const auto number = float(value.doubleValue(0));
     return std::isnan(number) ? 0 : std::clamp(number, 0.0F, 1.0F);
 }
 
@@ -199,9 +193,7 @@ qint32 ZRKUserDefaults::integerForKey(const QString &key) const {
 }
 
 qint32 ZRKUserDefaults::integer32(const PropertyList &value) {
-    if (!value.isNumber() && !value.isString())
-        return 0;
-    const qint64 integer = value.integerValue();
+    const qint64 integer = value.integerValue(0);
     // Integers are cut to their low 32 bits; what has no bits to cut, a text or a real, is bounded.
     if (value.isString() || value.kind() == PropertyList::Kind::Real)
         return qint32(std::clamp<qint64>(integer, std::numeric_limits<qint32>::min(),
@@ -211,12 +203,12 @@ qint32 ZRKUserDefaults::integer32(const PropertyList &value) {
 
 float ZRKUserDefaults::floatForKey(const QString &key) const {
     const auto value = objectForKey(key);
-    return hasNumber(value) ? float(value->doubleValue()) : 0;
+    return value ? float(value->doubleValue(0)) : 0;
 }
 
 bool ZRKUserDefaults::boolForKey(const QString &key) const {
     const auto value = objectForKey(key);
-    return hasNumber(value) && value->boolValue();
+    return value && value->boolValue(false);
 }
 
 std::optional<ArchivedColor> ZRKUserDefaults::colorForKey(const QString &key) const {
@@ -330,14 +322,14 @@ void ZRKUserDefaults::_defaultDidChange(const PropertyList::Dictionary &userInfo
     if (userInfo.value(gUUIDDefaultsKey) == PropertyList(_uuid))
         return;
     // Anybody can post; a change that names no key changes nothing.
-    const PropertyList *const key = find(userInfo, gUserDefaultsKey);
-    if (!key || !key->isString())
+    const auto *const key = find<QString>(userInfo, gUserDefaultsKey);
+    if (!key)
         return;
-    const PropertyList::Dictionary change = asStored(userInfo, key->string());
+    const PropertyList::Dictionary change = asStored(userInfo, *key);
     if (const PropertyList *const value = find(change, gUserDefaultsValue))
-        _defaults.insert(key->string(), *value);
+        _defaults.insert(*key, *value);
     else
-        _defaults.remove(key->string());
+        _defaults.remove(*key);
     // A flush of our own that was due is put off to the next write or the end of the program: the
     // value itself is in the database already.
     _pendingSynchronize.cancel();

@@ -116,15 +116,15 @@ private:
     }
 
     QString className(const PropertyList::Dictionary &record) const {
-        const auto *value = find(record, QStringLiteral("$class"));
-        const auto *reference = value ? value->as<PropertyList::Uid>() : nullptr;
+        const auto *reference = find<PropertyList::Uid>(record, QStringLiteral("$class"));
         if (!reference)
             refuse(QStringLiteral("an object without a class"));
         const auto *described = at(reference->value).as<PropertyList::Dictionary>();
-        const auto *name = described ? find(*described, QStringLiteral("$classname")) : nullptr;
-        if (!name || !name->isString())
+        const auto *name =
+            described ? find<QString>(*described, QStringLiteral("$classname")) : nullptr;
+        if (!name)
             refuse(QStringLiteral("a class without a name"));
-        return name->string();
+        return *name;
     }
 
     const PropertyList::List &_objects;

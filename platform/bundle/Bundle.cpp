@@ -84,15 +84,13 @@ QString Bundle::path() const {
 const PropertyList::Dictionary &Bundle::infoDictionary() const {
     if (!_contents->info) {
         const auto info = readPropertyList(_contents->path + QStringLiteral("/Info.plist"));
-        const auto *dictionary = info ? info->as<PropertyList::Dictionary>() : nullptr;
-        _contents->info = dictionary ? *dictionary : PropertyList::Dictionary();
+        _contents->info = info ? info->dictionary({}) : PropertyList::Dictionary();
     }
     return *_contents->info;
 }
 
 QString Bundle::infoText(const QString &key) const {
-    const auto *value = find(infoDictionary(), key);
-    const auto *text = value ? value->as<QString>() : nullptr;
+    const auto *text = find<QString>(infoDictionary(), key);
     return text ? *text : QString();
 }
 

@@ -132,6 +132,21 @@ const PropertyList::Dictionary &PropertyList::dictionary() const {
     return checked(as<Dictionary>(), Kind::Dictionary, kind());
 }
 
+QString PropertyList::string(const QString &otherwise) const {
+    const auto *own = as<QString>();
+    return own ? *own : otherwise;
+}
+
+PropertyList::List PropertyList::list(const List &otherwise) const {
+    const auto *own = as<List>();
+    return own ? *own : otherwise;
+}
+
+PropertyList::Dictionary PropertyList::dictionary(const Dictionary &otherwise) const {
+    const auto *own = as<Dictionary>();
+    return own ? *own : otherwise;
+}
+
 PropertyList::List &PropertyList::list() {
     return const_cast<List &>(std::as_const(*this).list());
 }
@@ -197,6 +212,18 @@ bool PropertyList::boolValue() const {
     default:
         return unsignedValue() != 0;
     }
+}
+
+qint64 PropertyList::integerValue(qint64 otherwise) const {
+    return isNumber() || isString() ? integerValue() : otherwise;
+}
+
+double PropertyList::doubleValue(double otherwise) const {
+    return isNumber() || isString() ? doubleValue() : otherwise;
+}
+
+bool PropertyList::boolValue(bool otherwise) const {
+    return isNumber() || isString() ? boolValue() : otherwise;
 }
 
 const PropertyList *PropertyList::find(const QString &key) const {

@@ -94,6 +94,11 @@ public:
     [[nodiscard]] double real() const;
     [[nodiscard]] Uid uid() const;
 
+    // The same with what is answered for any other kind.
+    [[nodiscard]] QString string(const QString &otherwise) const;
+    [[nodiscard]] List list(const List &otherwise) const;
+    [[nodiscard]] Dictionary dictionary(const Dictionary &otherwise) const;
+
     // Access to an exact kind: null when it is of another.
     template <typename T>
     [[nodiscard]] const T *as() const {
@@ -108,6 +113,10 @@ public:
     [[nodiscard]] quint64 unsignedValue() const;
     [[nodiscard]] double doubleValue() const;
     [[nodiscard]] bool boolValue() const;
+    // The same with what is answered for any other kind.
+    [[nodiscard]] qint64 integerValue(qint64 otherwise) const;
+    [[nodiscard]] double doubleValue(double otherwise) const;
+    [[nodiscard]] bool boolValue(bool otherwise) const;
 
     /// The value under a key; null when the key is missing. InvalidArgument when this is no
     /// dictionary.
@@ -137,5 +146,11 @@ private:
 /// The value under a key of a dictionary; null when the key is missing.
 [[nodiscard]] const PropertyList *find(const PropertyList::Dictionary &dictionary,
                                        const QString &key);
+/// The same for a value of that exact kind; null also when it is of another.
+template <typename T>
+[[nodiscard]] const T *find(const PropertyList::Dictionary &dictionary, const QString &key) {
+    const PropertyList *const value = find(dictionary, key);
+    return value ? value->as<T>() : nullptr;
+}
 
 } // namespace clipmule

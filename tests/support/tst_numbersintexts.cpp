@@ -52,6 +52,39 @@ private Q_SLOTS:
         QCOMPARE(PropertyList(text).doubleValue(), value);
     }
 
+    void whatIsNoNumberHasAnAnswerOfTheCaller() {
+        for (const PropertyList &value :
+             {PropertyList(PropertyList::List()), PropertyList(PropertyList::Dictionary()),
+              PropertyList(Date{1}), PropertyList(QByteArray("1")),
+              PropertyList(PropertyList::Uid{1})}) {
+            QCOMPARE(value.integerValue(7), 7);
+            QCOMPARE(value.doubleValue(0.5), 0.5);
+            QVERIFY(value.boolValue(true) && !value.boolValue(false));
+        }
+        for (const PropertyList &value :
+             {PropertyList(1), PropertyList(quint64(1)), PropertyList(1.0), PropertyList(true),
+              PropertyList(QStringLiteral("1"))}) {
+            QCOMPARE(value.integerValue(7), 1);
+            QCOMPARE(value.doubleValue(0.5), 1.0);
+            QVERIFY(value.boolValue(false));
+        }
+    }
+
+    void whatIsOfAnotherKindHasAnAnswerOfTheCaller() {
+        const PropertyList text(QStringLiteral("a"));
+        const PropertyList list(PropertyList::List{text});
+        const PropertyList dictionary(PropertyList::Dictionary{{QStringLiteral("k"), list}});
+        QCOMPARE(text.string(QStringLiteral("b")), QStringLiteral("a"));
+        QCOMPARE(list.string(QStringLiteral("b")), QStringLiteral("b"));
+        QCOMPARE(list.list({}), list.list());
+        QCOMPARE(text.list(list.list()), list.list());
+        QCOMPARE(dictionary.dictionary({}), dictionary.dictionary());
+        QCOMPARE(text.dictionary(dictionary.dictionary()), dictionary.dictionary());
+        QVERIFY(find<PropertyList::List>(dictionary.dictionary(), QStringLiteral("k")));
+        QVERIFY(!find<QString>(dictionary.dictionary(), QStringLiteral("k")));
+        QVERIFY(!find<QString>(dictionary.dictionary(), QStringLiteral("l")));
+    }
+
     void coloursAndFloats() {
         kit::ManualRunLoop runLoop;
         const RunLoop::Installation installation(runLoop);
