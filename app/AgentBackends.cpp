@@ -49,6 +49,7 @@ AgentBackends makeAgentBackends(const Bundle &bundle) {
     const std::shared_ptr<ActiveApplication> inFront = made.activeApplication;
     made.pasteboard = makePasteboard(made.session, [inFront] { return audienceOf(*inFront); });
     Pasteboard &pasteboard = *made.pasteboard;
+    inFront->onChange = [&pasteboard] { pasteboard.audienceChanged(); };
     made.keyboard = makeKeyboardEvents(
         made.session, [inFront, &pasteboard] { return pasteKeys(*inFront, pasteboard); });
     made.sessionPrograms = makeSessionPrograms();

@@ -95,13 +95,16 @@ public:
     /// Offers what we own as the selection, too, for a window that pastes the selection. Does
     /// nothing when the contents are not ours or the desktop knows no such thing.
     virtual void offerAsSelection() {}
+    /// Another program may look at what we offer now. Matters where a list is made once and not for
+    /// each who asks.
+    virtual void audienceChanged() {}
     /// Before the program ends: what we own is handed to the desktop's clipboard manager, if there
     /// is one, for at most half a second. Calls back once, perhaps from inside this call.
     // NOLINTNEXTLINE(performance-unnecessary-value-param): whoever overrides it keeps it.
     virtual void prepareToQuit(std::function<void()> done) { done(); }
 
-    /// Which clipboard it is, for the status: "x11", or "xwayland" where that
-    /// is only part of a compositor's. "none" where there is none.
+    /// Which clipboard it is, for the status: "x11", or "xwayland" where that is only part of a
+    /// compositor's. "none" where there is none.
     [[nodiscard]] virtual QString description() const = 0;
 
 protected:

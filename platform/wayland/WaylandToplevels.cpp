@@ -41,8 +41,9 @@ struct Window {
 template <typename Handle>
 class Windows final {
 public:
-    explicit Windows(void (*destroy)(Handle *))
-        : _destroy(destroy) {}
+    Windows(const WaylandToplevels &owner, void (*destroy)(Handle *))
+        : _owner(owner)
+        , _destroy(destroy) {}
     ~Windows() {
         for (const auto &window : _windows)
             _destroy(window.handle);
@@ -58,9 +59,15 @@ public:
                                         [&](const auto &each) { return each.handle == handle; });
         return found == _windows.end() ? nullptr : &*found;
     }
+    // What was said of it counts from now on.
+    void apply(Window<Handle> &window) {
+        window.now = window.coming;
+        tell();
+    }
     void remove(Handle *handle) {
         _windows.remove_if([&](const auto &each) { return each.handle == handle; });
         _destroy(handle);
+        tell();
     }
 
     [[nodiscard]] std::optional<QString> active() const {
@@ -72,8 +79,15 @@ public:
     }
 
 private:
+    void tell() {
+        if (std::exchange(_told, active()) != _told && _owner.onChange)
+            _owner.onChange();
+    }
+
+    const WaylandToplevels &_owner;
     void (*_destroy)(Handle *);
     std::list<Window<Handle>> _windows;
+    std::optional<QString> _told; // whose window is active
 };
 
 } // namespace
@@ -135,7 +149,7 @@ private:
     }
     static void done(void *memory, Handle *handle) {
         if (auto *const window = of(memory)._windows.find(handle))
-            window->now = window->coming;
+            of(memory)._windows.apply(*window);
     }
     static void close(void *memory, Handle *handle) { of(memory)._windows.remove(handle); }
     static void ignoreTitle(void *, Handle *, const char *) {}
@@ -149,7 +163,7 @@ private:
     std::shared_ptr<WaylandConnection> _connection;
     Manager *_manager;
     bool _isFinished = false; // the compositor does not know the manager any more
-    Windows<Handle> _windows{zwlr_foreign_toplevel_handle_v1_destroy};
+    Windows<Handle> _windows{*this, zwlr_foreign_toplevel_handle_v1_destroy};
 };
 
 // KDE's own list. Of a window everything is said once, and from then on what changes.
@@ -198,7 +212,7 @@ private:
         if (auto *const window = of(memory)._windows.find(handle)) {
             change(window->coming);
             if (window->isComplete)
-                window->now = window->coming;
+                of(memory)._windows.apply(*window);
         }
     }
     static void identify(void *memory, Handle *handle, const char *identifier) {
@@ -212,7 +226,7 @@ private:
     static void complete(void *memory, Handle *handle) {
         if (auto *const window = of(memory)._windows.find(handle)) {
             window->isComplete = true;
-            window->now = window->coming;
+            of(memory)._windows.apply(*window);
         }
     }
     static void close(void *memory, Handle *handle) { of(memory)._windows.remove(handle); }
@@ -259,7 +273,7 @@ private:
 
     std::shared_ptr<WaylandConnection> _connection;
     Manager *_manager;
-    Windows<Handle> _windows{org_kde_plasma_window_destroy};
+    Windows<Handle> _windows{*this, org_kde_plasma_window_destroy};
 };
 
 const org_kde_plasma_window_management_listener PlasmaWindows::managerListener =

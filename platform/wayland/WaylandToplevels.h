@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -32,6 +33,8 @@ public:
     /// The identifier that the program of the active window gives itself, or the class of an X11
     /// window; nothing when no window is active or it gives itself none.
     [[nodiscard]] virtual std::optional<QString> active() const = 0;
+    /// It answers otherwise than before. From the run loop.
+    std::function<void()> onChange;
 };
 
 } // namespace clipmule

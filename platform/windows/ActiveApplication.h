@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -33,6 +34,10 @@ public:
     /// the lower-case window class. Nothing when no application is active or the desktop does not
     /// tell.
     [[nodiscard]] virtual std::optional<QString> identifier() const = 0;
+
+    /// Another application is active. Only from desktops that tell without being asked, from the
+    /// run loop.
+    std::function<void()> onChange;
 
     /// How a clip gets into the active window.
     struct Pasting {

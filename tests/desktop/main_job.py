@@ -25,6 +25,8 @@ class MainJob(agent_test.AgentTest):
     # What doctor says of the clipboard and of pasting.
     clipboard_words = None
     pasting_words = None
+    # Whether it tells which window is in front.
+    knows_windows = True
     # Of what platform/wayland/protocols describes, what this compositor does not announce.
     not_announced = frozenset()
 
@@ -100,6 +102,17 @@ class MainJob(agent_test.AgentTest):
         self.assertEqual(self.clipboard("image/png"), picture.read_bytes())
         # No window of ours was there, and none took the focus.
         self.assertEqual(self.windows(), there)
+
+    def test_files_are_for_who_comes_to_the_front(self):
+        window = self.open_gtk_window()
+        self.phone.tell(f"image {self.make_picture(100)}")
+        window.wait_for("pasted picture", lambda line: line == "image 100x100")
+        if self.knows_windows:
+            self.assertEqual(self.clipboard("text/uri-list"), b"")
+        # This toolkit names its windows by the program's file.
+        (self.folder / "thunar").symlink_to(ROOT / "scripts" / "demo-window")
+        self.open_window("file manager", self.folder / "thunar")
+        until("list of files", lambda: self.clipboard("text/uri-list").startswith(b"file:///"))
 
     def test_the_toolkits_windows(self):
         self.paste_from_phone(self.open_toolkit_window("wayland"), "into its own window")

@@ -244,6 +244,46 @@ private Q_SLOTS:
         QVERIFY(_desktop->compositor.types().contains("text/uri-list"));
     }
 
+    void whoComesToTheFrontIsOfferedWhatIsForThem() {
+        const QByteArray files = "text/uri-list";
+        const auto offered = [this] {
+            _desktop->pasteboard->audienceChanged();
+            _desktop->settle();
+            _desktop->runLoop.advance(WaylandPasteboard::settling);
+            _desktop->settle();
+            return _desktop->compositor.types();
+        };
+        PasteboardContents picture{.files = {QStringLiteral("/tmp/a.png")}};
+        picture.images = {QByteArray("\x89PNG\r\n\x1a\n", 8)};
+        _desktop->pasteboard->write(picture);
+        const QList<QByteArray> first = offered();
+        QVERIFY(!first.contains(files));
+
+        _audience = PasteboardAudience::FileManager;
+        const QList<QByteArray> second = offered();
+        QVERIFY(second.contains(files));
+        // Not before they have come to rest there.
+        _audience = PasteboardAudience::Other;
+        _desktop->pasteboard->audienceChanged();
+        _desktop->runLoop.advance(WaylandPasteboard::settling - RunLoop::Seconds(0.001));
+        _desktop->settle();
+        QCOMPARE(_desktop->compositor.types(), second);
+        _audience = PasteboardAudience::FileManager;
+        // Nobody copied, and nothing is offered anew to the same.
+        QCOMPARE(offered(), second);
+        _audience = PasteboardAudience::Unknown;
+        QCOMPARE(offered(), second);
+        _audience = PasteboardAudience::Other;
+        QVERIFY(!offered().contains(files));
+        QCOMPARE(_desktop->pasteboard->changeCount(), 1);
+        QCOMPARE(_desktop->pasteboard->contents(), picture);
+        QCOMPARE(_desktop->compositor.sourcesAlive(), 1);
+
+        copy({{"text/plain", "another's"}});
+        _audience = PasteboardAudience::FileManager;
+        QCOMPARE(offered(), QList<QByteArray>{"text/plain"});
+    }
+
     void nobodyIsAskedWhileNobodyWatches() {
         _desktop->pasteboard->setWatching(false);
         copy({{"text/plain", "unseen"}});

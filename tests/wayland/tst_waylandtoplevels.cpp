@@ -62,6 +62,27 @@ private Q_SLOTS:
         QCOMPARE(_toplevels->active(), std::nullopt);
     }
 
+    void anotherActiveWindowIsTold_data() { forms(); }
+    void anotherActiveWindowIsTold() {
+        openForm();
+        QStringList told;
+        _toplevels->onChange = [&] { told.append(_toplevels->active().value_or(QString())); };
+        set(1, {.identifier = "one", .isActive = true});
+        set(1, {.identifier = "one", .isActive = true});
+        set(2, {.identifier = "two", .isActive = false});
+        QCOMPARE(told, (QStringList{QStringLiteral("one")}));
+        set(1, {.isActive = false});
+        set(2, {.isActive = true});
+        _compositor->closeWindow(1);
+        serve();
+        _compositor->closeWindow(2);
+        serve();
+        QCOMPARE(told,
+                 (QStringList{QStringLiteral("one"), QString(), QStringLiteral("two"), QString()}));
+        _toplevels->onChange = nullptr;
+        set(3, {.identifier = "three", .isActive = true});
+    }
+
     void windowsOfBeforeAreKnown() {
         _compositor.emplace(TestCompositor::Offers{.windows = false, .plasmaWindows = 16});
         _compositor->setWindow(1, {.identifier = "one", .isActive = false});

@@ -65,6 +65,19 @@ private Q_SLOTS:
         QVERIFY(!_application->pasting().isFromSelection);
     }
 
+    void anotherIsTold() {
+        int count = 0;
+        _application->onChange = [&] { ++count; };
+        _compositor->setWindow(1, {.identifier = "emacs", .isActive = true});
+        QVERIFY(await([&] { return count == 1; }));
+        QCOMPARE(_application->identifier(), std::optional(QStringLiteral("emacs")));
+        _application->onChange = nullptr;
+        _compositor->setWindow(1, {.identifier = "thunar", .isActive = true});
+        QVERIFY(await([&] {
+            return _application->identifier() == std::optional(QStringLiteral("com.apple.finder"));
+        }));
+    }
+
     // Plasma tells of its windows by the same names.
     void onPlasmaToo() {
         open({.windows = false, .plasmaWindows = 16});

@@ -50,12 +50,26 @@ void WaylandPasteboard::disown() {
 void WaylandPasteboard::publish() {
     _wasRead = false;
     _offers.set(PasteboardOffers::offers(contents()));
-    _isOwning =
-        _control->own(_offers.targets(_audience ? _audience() : PasteboardAudience::Unknown));
+    own(audience());
     _hasOwner = _isOwning;
     if (!_isOwning)
         setContents({});
     weTook(0);
+}
+
+void WaylandPasteboard::own(PasteboardAudience audience) {
+    _listed = _offers.targets(audience);
+    _isOwning = _control->own(_listed);
+}
+
+// Who goes from an editor to a file manager pastes the picture's file there. On the way nobody is
+// in front for a moment.
+void WaylandPasteboard::audienceChanged() {
+    _relisting = RunLoop::current().performAfter(settling, [this] {
+        const PasteboardAudience now = audience();
+        if (_isOwning && now != PasteboardAudience::Unknown && _offers.targets(now) != _listed)
+            own(now);
+    });
 }
 
 } // namespace clipmule

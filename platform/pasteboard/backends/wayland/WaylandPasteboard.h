@@ -20,10 +20,15 @@ namespace clipmule {
 /// contents.
 class WaylandPasteboard final : public FollowedPasteboard {
 public:
+    /// Who comes to the front is offered what is for them so long after: not on the way through
+    /// many windows, and not before it was heard that another program copies.
+    static constexpr RunLoop::Seconds settling{0.05};
+
     explicit WaylandPasteboard(std::unique_ptr<WaylandDataControl> control,
                                FindPasteboardAudience audience = {});
 
     [[nodiscard]] QString description() const override { return _control->name(); }
+    void audienceChanged() override;
 
 protected:
     void publish() override;
@@ -32,11 +37,17 @@ protected:
 private:
     void selectionChanged(const std::optional<QStringList> &targets);
     void disown();
+    void own(PasteboardAudience audience);
+    [[nodiscard]] PasteboardAudience audience() const {
+        return _audience ? _audience() : PasteboardAudience::Unknown;
+    }
 
     FindPasteboardAudience _audience;
     std::unique_ptr<WaylandDataControl> _control;
     PipeTransfer _transfer;
     PipeOffers _offers;
+    QStringList _listed; // of our offers, when we last owned the clipboard
+    RunLoop::Timer _relisting;
     bool _hasOwner = false; // the clipboard: us or another
     bool _isOwning = false;
     bool _wasRead = false; // what we own, by anybody

@@ -16,7 +16,12 @@ class WaylandActiveApplication final : public ActiveApplication {
 public:
     WaylandActiveApplication(std::unique_ptr<WaylandToplevels> toplevels, KnownPrograms programs)
         : _toplevels(std::move(toplevels))
-        , _programs(std::move(programs)) {}
+        , _programs(std::move(programs)) {
+        _toplevels->onChange = [this] {
+            if (onChange)
+                onChange();
+        };
+    }
 
     [[nodiscard]] std::optional<QString> identifier() const override {
         return _programs.identifier(names());
