@@ -36,6 +36,7 @@ Face::Face(Bundle bundle, const Session &session, SessionPrograms &programs)
     : _bundle(std::move(bundle))
     , _session(session)
     , _statusBar(makeStatusBar(session))
+    , _messageSurface(makeMessageSurface(session))
     , _sessionPrograms(programs) {}
 
 Face::~Face() {
@@ -77,6 +78,7 @@ void Face::surroundMessages() {
              const StatusItem *const item = shown ? shown->statusItem() : nullptr;
              return item ? std::optional(item->place()) : std::nullopt;
          },
+         .surface = _messageSurface.get(),
          // A Wayland compositor keeps the places to itself.
          .canPlaceWindows = [] { return !QGuiApplication::platformName().startsWith(u"wayland"); },
          .notifyInstead =

@@ -9,6 +9,7 @@
 #include "platform/desktop/HelpManager.h"
 #include "platform/session/Session.h"
 #include "platform/session/SessionPrograms.h"
+#include "platform/tray/MessageSurface.h"
 #include "platform/tray/StatusItem.h"
 #include "ui/UpdateQuestion.h"
 
@@ -52,6 +53,7 @@ private:
     Bundle _bundle;
     Session _session;
     std::unique_ptr<StatusBar> _statusBar;
+    std::unique_ptr<MessageSurface> _messageSurface;
     SessionPrograms &_sessionPrograms;
     std::unique_ptr<HelpManager> _helpManager = makeHelpManager();
     std::unique_ptr<DesktopNotifications> _notifications = makeDesktopNotifications();

@@ -205,10 +205,31 @@ QStringList MessagePanel::lines() const {
 
 void MessagePanel::pointTo(const MessagePanelPlace &place) {
     _place = place;
-    _contentView->setImage(_background.forPixelRatio(pixelRatioAt(place.frame))
-                               .mirrored(place.isMirrored, place.isAbove));
-    _contentView->stretchWithLeftCapWidthTopCapHeight(leftCapWidth, topCapHeight);
+    setBackground(pixelRatioAt(place.frame));
     placeContents();
+}
+
+void MessagePanel::setBackground(qreal pixelRatio) {
+    _contentView->setImage(
+        _background.forPixelRatio(pixelRatio).mirrored(_place.isMirrored, _place.isAbove));
+    _contentView->stretchWithLeftCapWidthTopCapHeight(leftCapWidth, topCapHeight);
+}
+
+QImage MessagePanel::picture(qreal pixelRatio) {
+    setBackground(pixelRatio);
+    // As long as it is not shown, nobody tells that its size has changed.
+    placeContents();
+    QImage image(size() * pixelRatio, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(pixelRatio);
+    image.fill(Qt::transparent);
+    // The effect keeps what it has drawn, and learns of changes only where it is shown.
+    _opacity->setEnabled(false);
+    render(&image, {}, {}, DrawChildren);
+    _opacity->setEnabled(true);
+    QPainter painter(&image);
+    painter.setCompositionMode(QPainter::CompositionMode_DestinationIn);
+    painter.fillRect(rect(), QColor::fromRgbF(0, 0, 0, float(contentOpacity())));
+    return image;
 }
 
 void MessagePanel::setContentOpacity(qreal opacity) {

@@ -74,6 +74,9 @@ public:
     [[nodiscard]] QStringList lines() const;
     /// Turns the background's tip to where the status item is.
     void pointTo(const MessagePanelPlace &place);
+    /// The panel as it is, shown or not, for where it cannot be a window: with so many pixels a
+    /// point.
+    [[nodiscard]] QImage picture(qreal pixelRatio);
     /// Sets the opacity of everything in the window, from 0 to 1. What is transparent shows what is
     /// behind where the desktop blends windows, and is cut out or black where it does not.
     void setContentOpacity(qreal opacity);
@@ -86,6 +89,7 @@ protected:
 
 private:
     class TextView;
+    void setBackground(qreal pixelRatio);
     void placeContents();
     void placeText();
 

@@ -42,7 +42,7 @@ MAY_INCLUDE = {
     "platform/windows/": ["platform/foundation/", "platform/propertylist/", "platform/wayland/",
                           "platform/x11/",
                           "platform/session/Session.h"],
-    "platform/tray/": ["platform/foundation/", "platform/x11/", "platform/dbus/",
+    "platform/tray/": ["platform/foundation/", "platform/wayland/", "platform/x11/", "platform/dbus/",
                        "platform/session/Session.h"],
     "platform/desktop/": ["platform/foundation/", "platform/bundle/", "platform/dbus/"],
     "platform/images/": ["platform/foundation/"],
