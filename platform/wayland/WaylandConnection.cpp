@@ -235,8 +235,13 @@ void WaylandConnection::forget(quint32 name) {
 void WaylandConnection::flush() {
     if (_lost || !_writable)
         return;
-    // What is wrong with the connection is told by reading from it.
-    _writable->setEnabled(wl_display_flush(_display) < 0 && errno == EAGAIN);
+    const int error = wl_display_flush(_display) < 0 ? errno : 0;
+    _writable->setEnabled(error == EAGAIN);
+    // That the other end has gone is told by reading. Of a message that could not be made nobody
+    // would hear, nor of anything after it.
+    if (error != 0 && error != EAGAIN && error != EPIPE)
+        QMetaObject::invokeMethod(
+            &_context, [this] { process(); }, Qt::QueuedConnection);
 }
 
 void WaylandConnection::whenServed(WaylandObserver *observer, std::function<void()> callback) {

@@ -2,11 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/wayland/WaylandConnection.h"
+#include "platform/wayland/WaylandDataControl.h"
 #include "tests/kit/Await.h"
 #include "tests/kit/TestCase.h"
 #include "tests/kit/TestCompositor.h"
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QTest>
 
 #include <optional>
@@ -48,6 +50,25 @@ private Q_SLOTS:
         QVERIFY(connection->seat());
         QCOMPARE(connection->seat(), connection->seat());
         QVERIFY(!connection->isLost());
+    }
+
+    void aMessageThatCannotBeMadeEndsTheConnection() {
+        const auto connection = WaylandConnection::open();
+        const auto control = WaylandDataControl::make(connection);
+        int told = 0;
+        connection->whenLost([&] { ++told; });
+        // Nothing more comes from the compositor, by which it would be noticed.
+        ChangeCounter observer(*connection);
+        bool isServed = false;
+        connection->whenServed(&observer, [&] { isServed = true; });
+        QVERIFY(await([&] { return isServed; }));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("too long")));
+        QVERIFY(control->own({QString(5000, u'x')}));
+        QCOMPARE(told, 0);
+        QVERIFY(await([&] { return told > 0; }));
+        QVERIFY(connection->isLost());
+        QCoreApplication::processEvents();
+        QCOMPARE(told, 1);
     }
 
     void probeListsWhatIsOffered() {
