@@ -7,7 +7,12 @@ environment what they need.
 """
 
 import os
+import re
+import subprocess
+import sys
+import time
 
+TICK_SECONDS = 0.05
 SWAY_CONFIGURATION = """output HEADLESS-1 resolution {width}x{height} position 0,0 bg #3b5f7d solid_color
 xwayland {xwayland}
 exec sh -c 'echo "$WAYLAND_DISPLAY" "$DISPLAY" >{ready}'
@@ -35,4 +40,72 @@ def start_sway(desktop):
     desktop.set("XDG_CURRENT_DESKTOP", "sway")
 
 
-START = {"sway": start_sway}
+def start_gnome(desktop):
+    # It does not start where there is none.
+    if not desktop.options.system_bus and not os.environ.get("DBUS_SYSTEM_BUS_ADDRESS"):
+        desktop.start_bus("system")
+    width, height = desktop.screen_size()
+    version = subprocess.run(["gnome-shell", "--version"], capture_output=True, text=True, check=True).stdout
+    # Later ones know no other kind of session, and not the option.
+    is_asked_for = int(re.search(r"\d+", version).group()) < 49
+    process = desktop.start_service(
+        "gnome-shell", "--headless", "--virtual-monitor", f"{width}x{height}", "--wayland-display", "gnome",
+        *(["--wayland"] if is_asked_for else []), *([] if desktop.options.xwayland else ["--no-x11"]),
+        additions={"LIBGL_ALWAYS_SOFTWARE": "1", "XDG_CURRENT_DESKTOP": "GNOME"})
+    ready, reader = desktop.make_pipe("compositor-is-ready")
+    user = desktop.start_service("/usr/bin/python3", os.path.realpath(__file__), process.log, ready)
+    desktop.read_line(reader, "the user of GNOME", user, process)
+    os.close(reader)
+    desktop.set("WAYLAND_DISPLAY", "gnome")
+    desktop.set("XDG_CURRENT_DESKTOP", "GNOME")
+    if desktop.options.xwayland:
+        with open(process.log, encoding="utf-8", errors="replace") as log:
+            desktop.set("DISPLAY", re.search(r"Using public X11 display (:\d+)", log.read()).group(1))
+        runtime = desktop.path("runtime")
+        desktop.set("XAUTHORITY", os.path.join(runtime, next(
+            name for name in os.listdir(runtime) if name.startswith(".mutter-Xwaylandauth."))))
+
+
+def be_the_user_of_gnome(log, ready):
+    """Leaves the overview, in which no window has the focus, and types a key on a keyboard that is
+    there from then on: the seat has none without a screen, and windows without a keyboard get no
+    focus."""
+    from gi.repository import Gio, GLib
+
+    def started():
+        with open(log, encoding="utf-8", errors="replace") as file:
+            return "GNOME Shell started" in file.read()
+
+    def call(name, path, interface, method, arguments=None):
+        answer = bus.call_sync(name, path, interface, method, arguments, None, Gio.DBusCallFlags.NONE, -1, None)
+        return answer.unpack()
+
+    def wait_until(condition):
+        while not condition():
+            time.sleep(TICK_SECONDS)
+
+    def overview(method, *arguments):
+        return call("org.gnome.Shell", "/org/gnome/Shell", "org.freedesktop.DBus.Properties", method,
+                    GLib.Variant("(ss" + "v" * len(arguments) + ")",
+                                 ("org.gnome.Shell", "OverviewActive", *arguments)))
+
+    bus = Gio.bus_get_sync(Gio.BusType.SESSION, None)
+    wait_until(started)
+    overview("Set", GLib.Variant("b", False))
+    wait_until(lambda: overview("Get") == (False,))
+    name = "org.gnome.Mutter.RemoteDesktop"
+    session = call(name, "/org/gnome/Mutter/RemoteDesktop", name, "CreateSession")[0]
+    call(name, session, name + ".Session", "Start")
+    left_shift = 42
+    for is_down in (True, False):
+        call(name, session, name + ".Session", "NotifyKeyboardKeycode", GLib.Variant("(ub)", (left_shift, is_down)))
+    with open(ready, "w", encoding="ascii") as pipe:
+        pipe.write("ready\n")
+    # The keyboard goes with its owner.
+    GLib.MainLoop().run()
+
+
+START = {"sway": start_sway, "gnome": start_gnome}
+
+if __name__ == "__main__":
+    be_the_user_of_gnome(*sys.argv[1:])

@@ -1,0 +1,73 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+"""The agent on GNOME, without an X server and with one.
+
+Runs inside scripts/private-desktop --wayland gnome --network; CLIPMULE_BIN says where the programs are.
+"""
+
+import json
+import pathlib
+import subprocess
+import sys
+import unittest
+
+sys.dont_write_bytecode = True
+import agent_test  # noqa: E402
+import main_job  # noqa: E402
+from programs import PATIENCE_SECONDS  # noqa: E402
+
+
+class GnomeTest(main_job.MainJob):
+    clipboard_words = "mutter"
+    pasting_words = "mutter"
+    knows_windows = False
+    not_announced = frozenset({"ext_data_control_manager_v1", "zwlr_data_control_manager_v1",
+                               "zwp_virtual_keyboard_manager_v1", "zwlr_foreign_toplevel_manager_v1",
+                               "zwlr_layer_shell_v1", "xdg_popup"})
+
+    def setUp(self):
+        # What copies and reads elsewhere needs the focus here.
+        self.peer = None
+        super().setUp()
+
+    def ask(self, command, answer):
+        if not self.peer:
+            self.peer = self.start("peer", pathlib.Path(__file__).parent / "gnome_peer.py")
+        self.peer.tell(command)
+        return self.peer.wait_for(answer, lambda line: line.startswith(answer) and line)
+
+    def copy(self, kind, data):
+        path = self.folder / "copied"
+        path.write_bytes(data)
+        self.ask(f"copy {kind} {path}", "copied")
+
+    def clipboard(self, kind):
+        path = self.folder / "read"
+        self.ask(f"read {kind} {path}", "read")
+        return path.read_bytes()
+
+    def windows(self):
+        return json.loads(self.ask("windows", "windows ").partition(" ")[2])
+
+
+class GnomeXWaylandTest(GnomeTest):
+    """Beside X11 programs, which need no focus here."""
+
+    def copy(self, kind, data):
+        # This program hands a large clip to one reader at a time; the compositor's keeper is another.
+        if len(data) > 1_000_000:
+            super().copy(kind, data)
+            return
+        subprocess.run(["xclip", "-selection", "clipboard", "-i", "-t", kind], input=data,
+                       timeout=PATIENCE_SECONDS, check=True,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+    def clipboard(self, kind):
+        done = subprocess.run(["xclip", "-selection", "clipboard", "-o", "-t", kind], capture_output=True,
+                              timeout=PATIENCE_SECONDS, check=False)
+        return done.stdout
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
