@@ -50,15 +50,11 @@ private:
 };
 
 /// What reading gives; nothing when it was refused.
-template <typename Read>
-auto valueOrRefusal(Read read) -> std::optional<decltype(read())> {
-    try {
-        return read();
-    } catch (const PlatformException &refused) {
-        if (refused.reason().isEmpty())
-            fail(QStringLiteral("refused without a reason"));
-        return std::nullopt;
-    }
+template <typename Value>
+const Result<Value> &checked(const Result<Value> &read) {
+    if (!read && read.error().reason.isEmpty())
+        fail(QStringLiteral("refused without a reason"));
+    return read;
 }
 
 bool isOrdered(float component) {
@@ -71,25 +67,23 @@ bool isOrdered(float component) {
 // is read is archived, and the archive reads back.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     const QByteArrayView input(bytes, qsizetype(size));
-    const auto color = valueOrRefusal([&] { return ColorArchive::unarchivedColor(input); });
+    const auto color = checked(ColorArchive::unarchivedColor(input));
     if (color && isOrdered(color->red) && isOrdered(color->green) && isOrdered(color->blue) &&
         isOrdered(color->alpha) &&
-        !(ColorArchive::unarchivedColor(ColorArchive::archivedData(*color)) == *color))
+        ColorArchive::unarchivedColor(ColorArchive::archivedData(*color)) != *color)
         fail(QStringLiteral("the colour changed"));
-    const auto font = valueOrRefusal([&] { return FontArchive::unarchivedFont(input); });
+    const auto font = checked(FontArchive::unarchivedFont(input));
     if (font && isOrdered(font->size) &&
-        !(FontArchive::unarchivedFont(FontArchive::archivedData(*font)) == *font))
+        FontArchive::unarchivedFont(FontArchive::archivedData(*font)) != *font)
         fail(QStringLiteral("the font changed"));
 
     const CodingClasses classes{
         {QStringLiteral("ZRKClipmuleData"), [] { return std::make_shared<AnyObject>(); }}};
-    const auto root =
-        valueOrRefusal([&] { return SequentialUnarchiver::unarchivedObject(input, classes); });
+    const auto root = checked(SequentialUnarchiver::unarchivedObject(input, classes));
     if (!root)
         return 0;
     const QByteArray written = SequentialArchiver::archivedData(*root);
-    const auto again =
-        valueOrRefusal([&] { return SequentialUnarchiver::unarchivedObject(written, classes); });
+    const auto again = checked(SequentialUnarchiver::unarchivedObject(written, classes));
     // Our archive may be smaller, and is then allowed to expand to less.
     if (!again && written.size() >= qsizetype(size))
         fail(QStringLiteral("own archive refused"));

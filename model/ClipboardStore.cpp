@@ -160,8 +160,11 @@ Result<bool> ClipboardStore::read(const QString &path,
         return tl::unexpected(bytes.error());
     if (!*bytes)
         return false;
+    const auto root = KeyedUnarchiver::unarchivedObject(**bytes, classesOf(shared_from_this()));
+    if (!root)
+        return tl::unexpected(root.error());
     try {
-        take(KeyedUnarchiver::unarchivedObject(**bytes, classesOf(shared_from_this())));
+        take(*root);
         return true;
     } catch (const PlatformException &exception) {
         return failure(exception.reason());

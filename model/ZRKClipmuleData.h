@@ -5,6 +5,7 @@
 
 #include "model/ZRKClipmuleDataItem.h"
 #include "platform/foundation/Date.h"
+#include "platform/foundation/Result.h"
 
 #include <QList>
 #include <QStringList>
@@ -192,6 +193,8 @@ public:
     [[nodiscard]] QString description() const override;
 
 private:
+    /// The paths of the files that were written; none when no item has an image.
+    [[nodiscard]] Result<QStringList> writeImages(const PasteboardServices &services) const;
     [[nodiscard]] bool anyItem(bool (ZRKClipmuleDataItem::*isSo)() const) const;
     template <typename Clip, typename Form>
     static void list(Clip &clip, Form &form);

@@ -205,36 +205,42 @@ void ZRKClipmuleData::addImageFilenames(const PasteboardServices &services,
     if (_items.isEmpty() || !allHaveImages(_items))
         return;
     tellOriginalFiles(*_items.first());
-    try {
-        const PrivateFolder folder =
-            PrivateFolder::makeEmpty(services.temporaryFolder, imageFolder);
-        const QDateTime localTime = Date::now().toDateTime().toLocalTime();
-        QStringList paths;
-        qint64 total = 0;
-        for (qsizetype i = 0; i < _items.size(); ++i) {
-            const ZRKClipmuleDataItem &item = *_items[i];
-            const std::optional<QByteArray> image = item.imageData();
-            if (!image)
-                continue;
-            total += image->size();
-            if (total > largestWrittenSet) {
-                qCWarning(logModel) << "the images of the clip are too large together;" << i << "of"
-                                    << _items.size() << "are written to files";
-                break;
-            }
-            const auto counter = _items.size() >= 2 ? std::optional(i + 1) : std::nullopt;
-            const QString name = imageFileName(_title, localTime, counter, extensionOf(item));
-            folder.write(name, *image);
-            paths.append(folder.path() + u'/' + name);
-        }
-        if (paths.isEmpty())
-            return;
-        contents.files = paths;
-    } catch (const PlatformException &exception) {
-        qCWarning(logModel).noquote() << "cannot write the image files:" << exception.reason();
+    const auto written = writeImages(services);
+    if (!written) {
+        qCWarning(logModel).noquote() << "cannot write the image files:" << written.error().reason;
         return;
     }
+    if (written->isEmpty())
+        return;
+    contents.files = *written;
     RunLoop::current().pause(pauseAfterWriting);
+}
+
+Result<QStringList> ZRKClipmuleData::writeImages(const PasteboardServices &services) const {
+    const auto folder = PrivateFolder::makeEmpty(services.temporaryFolder, imageFolder);
+    if (!folder)
+        return tl::unexpected(folder.error());
+    const QDateTime localTime = Date::now().toDateTime().toLocalTime();
+    QStringList paths;
+    qint64 total = 0;
+    for (qsizetype i = 0; i < _items.size(); ++i) {
+        const ZRKClipmuleDataItem &item = *_items[i];
+        const std::optional<QByteArray> image = item.imageData();
+        if (!image)
+            continue;
+        total += image->size();
+        if (total > largestWrittenSet) {
+            qCWarning(logModel) << "the images of the clip are too large together;" << i << "of"
+                                << _items.size() << "are written to files";
+            break;
+        }
+        const auto counter = _items.size() >= 2 ? std::optional(i + 1) : std::nullopt;
+        const QString name = imageFileName(_title, localTime, counter, extensionOf(item));
+        if (auto written = folder->write(name, *image); !written)
+            return tl::unexpected(written.error());
+        paths.append(folder->path() + u'/' + name);
+    }
+    return paths;
 }
 
 QString ZRKClipmuleData::imageFileName(const std::optional<QString> &title,
@@ -252,11 +258,9 @@ QString ZRKClipmuleData::imageFileName(const std::optional<QString> &title,
 }
 
 void ZRKClipmuleData::deleteImageFiles(const PasteboardServices &services) {
-    try {
-        (void)PrivateFolder::makeEmpty(services.temporaryFolder, imageFolder);
-    } catch (const PlatformException &exception) {
-        qCWarning(logModel).noquote() << "cannot delete the image files:" << exception.reason();
-    }
+    const auto emptied = PrivateFolder::makeEmpty(services.temporaryFolder, imageFolder);
+    if (!emptied)
+        qCWarning(logModel).noquote() << "cannot delete the image files:" << emptied.error().reason;
 }
 
 void ZRKClipmuleData::pasteboardProvideDataForType(Pasteboard &, const QString &) {}

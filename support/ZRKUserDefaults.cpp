@@ -43,12 +43,8 @@ float component(const PropertyList &value) {
 
 // A damaged archive is no value.
 template <typename Value>
-std::optional<Value> unarchived(const QByteArray &archive, Value (*unarchive)(QByteArrayView)) {
-    try {
-        return unarchive(archive);
-    } catch (const PlatformException &) {
-        return std::nullopt;
-    }
+std::optional<Value> valueOf(const Result<Value> &unarchived) {
+    return unarchived ? std::optional(*unarchived) : std::nullopt;
 }
 
 } // namespace
@@ -216,7 +212,7 @@ std::optional<ArchivedColor> ZRKUserDefaults::colorForKey(const QString &key) co
     if (!value)
         return std::nullopt;
     if (const auto *archive = value->as<QByteArray>())
-        return unarchived<ArchivedColor>(*archive, ColorArchive::unarchivedColor);
+        return valueOf(ColorArchive::unarchivedColor(*archive));
     if (const auto *parts = value->as<PropertyList::Dictionary>()) {
         const auto part = [parts](const char *name) {
             return component(parts->value(QString::fromLatin1(name)));
@@ -236,7 +232,7 @@ std::optional<ArchivedColor> ZRKUserDefaults::colorForKey(const QString &key) co
 std::optional<ArchivedFont> ZRKUserDefaults::fontForKey(const QString &key) const {
     const auto value = objectForKey(key);
     const auto *archive = value ? value->as<QByteArray>() : nullptr;
-    return archive ? unarchived<ArchivedFont>(*archive, FontArchive::unarchivedFont) : std::nullopt;
+    return archive ? valueOf(FontArchive::unarchivedFont(*archive)) : std::nullopt;
 }
 
 Selector ZRKUserDefaults::selectorForKey(const QString &key) const {

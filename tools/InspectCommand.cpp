@@ -266,24 +266,21 @@ QJsonObject real(float component) {
 
 QJsonObject inspectTypedStream(QByteArrayView bytes) {
     // The archive's first class tells what it is, and each reader checks that.
-    try {
-        const ArchivedColor color = ColorArchive::unarchivedColor(bytes);
+    if (const auto color = ColorArchive::unarchivedColor(bytes))
         return {
-            {QStringLiteral("color"), QJsonObject{{QStringLiteral("red"), real(color.red)},
-                                                  {QStringLiteral("green"), real(color.green)},
-                                                  {QStringLiteral("blue"), real(color.blue)},
-                                                  {QStringLiteral("alpha"), real(color.alpha)}}}};
-    } catch (const PlatformException &) {
-    }
-    try {
-        const ArchivedFont font = FontArchive::unarchivedFont(bytes);
-        return {{QStringLiteral("font"), QJsonObject{{QStringLiteral("name"), typedJson(font.name)},
-                                                     {QStringLiteral("size"), real(font.size)}}}};
-    } catch (const PlatformException &) {
-    }
+            {QStringLiteral("color"), QJsonObject{{QStringLiteral("red"), real(color->red)},
+                                                  {QStringLiteral("green"), real(color->green)},
+                                                  {QStringLiteral("blue"), real(color->blue)},
+                                                  {QStringLiteral("alpha"), real(color->alpha)}}}};
+    if (const auto font = FontArchive::unarchivedFont(bytes))
+        return {
+            {QStringLiteral("font"), QJsonObject{{QStringLiteral("name"), typedJson(font->name)},
+                                                 {QStringLiteral("size"), real(font->size)}}}};
+    const auto value = SequentialUnarchiver::unarchivedObject(bytes);
+    if (!value)
+        refuse(value.error().reason);
     JsonBudget budget = JsonBudget::forInput(bytes.size());
-    return {{QStringLiteral("value"),
-             valueJson(SequentialUnarchiver::unarchivedObject(bytes), budget)}};
+    return {{QStringLiteral("value"), valueJson(*value, budget)}};
 }
 
 /// Goes over a stream as the program's own reader of frames does, and says what that would not.

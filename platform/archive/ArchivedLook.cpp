@@ -112,10 +112,12 @@ QByteArray archivedData(const ArchivedColor &color) {
     return writer.take();
 }
 
-ArchivedColor unarchivedColor(QByteArrayView archive) {
-    TypedStream::Reader reader(archive);
-    reader.expectTypes("@");
-    return readColor(reader, true);
+Result<ArchivedColor> unarchivedColor(QByteArrayView archive) {
+    return resultOfReading([archive] {
+        TypedStream::Reader reader(archive);
+        reader.expectTypes("@");
+        return readColor(reader, true);
+    });
 }
 
 } // namespace ColorArchive
@@ -178,28 +180,7 @@ QString decodeName(const QByteArray &bytes) {
     return name;
 }
 
-} // namespace
-
-QByteArray archivedData(const ArchivedFont &font) {
-    const QByteArray name = encodeName(font.name);
-    TypedStream::Writer writer;
-    writer.writeTypes("@");
-    writer.beginObject({{"NSFont", writtenVersion}, rootClass});
-    writer.writeTypes("i");
-    writer.writeInteger(name.size());
-    writer.writeTypes(bytesType(name.size()));
-    writer.writeBytes(name);
-    writer.writeTypes("f");
-    writer.writeFloat(font.size);
-    for (const quint8 byte : {0, 1, 0, 0}) {
-        writer.writeTypes("c");
-        writer.writeByte(byte);
-    }
-    writer.endObject();
-    return writer.take();
-}
-
-ArchivedFont unarchivedFont(QByteArrayView archive) {
+ArchivedFont readFont(QByteArrayView archive) {
     TypedStream::Reader reader(archive);
     reader.expectTypes("@");
     const auto head = reader.readObjectHead();
@@ -231,6 +212,31 @@ ArchivedFont unarchivedFont(QByteArrayView archive) {
     }
     reader.readObjectEnd();
     return font;
+}
+
+} // namespace
+
+QByteArray archivedData(const ArchivedFont &font) {
+    const QByteArray name = encodeName(font.name);
+    TypedStream::Writer writer;
+    writer.writeTypes("@");
+    writer.beginObject({{"NSFont", writtenVersion}, rootClass});
+    writer.writeTypes("i");
+    writer.writeInteger(name.size());
+    writer.writeTypes(bytesType(name.size()));
+    writer.writeBytes(name);
+    writer.writeTypes("f");
+    writer.writeFloat(font.size);
+    for (const quint8 byte : {0, 1, 0, 0}) {
+        writer.writeTypes("c");
+        writer.writeByte(byte);
+    }
+    writer.endObject();
+    return writer.take();
+}
+
+Result<ArchivedFont> unarchivedFont(QByteArrayView archive) {
+    return resultOfReading([archive] { return readFont(archive); });
 }
 
 } // namespace FontArchive

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "platform/foundation/Result.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -24,8 +26,8 @@ namespace ColorArchive {
 
 [[nodiscard]] QByteArray archivedData(const ArchivedColor &color);
 /// Device RGB, white and CMYK colours are converted; of a named colour the stand-in that comes with
-/// it is taken. Anything else raises a PlatformException named "InvalidArchive".
-[[nodiscard]] ArchivedColor unarchivedColor(QByteArrayView archive);
+/// it is taken.
+[[nodiscard]] Result<ArchivedColor> unarchivedColor(QByteArrayView archive);
 
 } // namespace ColorArchive
 
@@ -41,9 +43,8 @@ struct ArchivedFont {
 namespace FontArchive {
 
 [[nodiscard]] QByteArray archivedData(const ArchivedFont &font);
-/// A font with a matrix of its own, and anything else that is no plain font, raises a
-/// PlatformException named "InvalidArchive".
-[[nodiscard]] ArchivedFont unarchivedFont(QByteArrayView archive);
+/// A failure also for a font with a matrix of its own.
+[[nodiscard]] Result<ArchivedFont> unarchivedFont(QByteArrayView archive);
 
 } // namespace FontArchive
 

@@ -11,9 +11,20 @@
 
 namespace clipmule {
 
-/// Raises the exception of everything that reads archives.
+/// Raises the exception of everything that reads archives, which does not leave this room.
 [[noreturn]] inline void refuseArchive(const QString &reason) {
     throw PlatformException(QStringLiteral("InvalidArchive"), reason);
+}
+
+/// What a reader of archives answers: the value, or the reason of what was raised while it was
+/// read, here or by an object that was to take its values.
+template <typename Read>
+[[nodiscard]] auto resultOfReading(Read read) -> Result<decltype(read())> {
+    try {
+        return read();
+    } catch (const PlatformException &exception) {
+        return failure(exception.reason());
+    }
 }
 
 /// Measures what the objects of an archive would be as a tree. An archive stores an object once,

@@ -519,6 +519,28 @@ ArchiveValue Unarchive::decodeUrl(const PropertyList::Dictionary &record) {
     return {urlFromForeignText(*text), *text};
 }
 
+ArchiveValue rootOf(QByteArrayView archive, const CodingClasses &classes) {
+    const auto parsed =
+        PropertyListSerialization::parse(archive, PropertyListSerialization::memoryPerByteOfFile);
+    if (!parsed)
+        refuseArchive(parsed.error().reason);
+    const auto *file = parsed->as<PropertyList::Dictionary>();
+    const auto *archiver = file ? find(*file, QStringLiteral("$archiver")) : nullptr;
+    const auto *version = file ? find(*file, QStringLiteral("$version")) : nullptr;
+    const auto *objects = file ? find(*file, QStringLiteral("$objects")) : nullptr;
+    if (!archiver || !(*archiver == PropertyList(QStringLiteral("NSKeyedArchiver"))))
+        refuseArchive(QStringLiteral("not a keyed archive"));
+    if (!version || !(*version == PropertyList(100000)))
+        refuseArchive(QStringLiteral("a keyed archive of another version"));
+    if (!objects || !objects->isList())
+        refuseArchive(QStringLiteral("a keyed archive without objects"));
+    const auto *top = dictionaryUnder(*file, QStringLiteral("$top"));
+    const auto *root = top ? find(*top, QStringLiteral("root")) : nullptr;
+    if (!root)
+        return {};
+    return Unarchive(objects->list(), classes, archive.size()).decodeReference(*root);
+}
+
 } // namespace
 
 PropertyList KeyedArchiver::archivedPropertyList(const ArchiveValue &root) {
@@ -543,27 +565,9 @@ QByteArray KeyedArchiver::archivedData(const ArchiveValue &root) {
     return PropertyListSerialization::binary(writtenOut.take(number));
 }
 
-ArchiveValue KeyedUnarchiver::unarchivedObject(QByteArrayView archive,
-                                               const CodingClasses &classes) {
-    const auto parsed =
-        PropertyListSerialization::parse(archive, PropertyListSerialization::memoryPerByteOfFile);
-    if (!parsed)
-        refuseArchive(parsed.error().reason);
-    const auto *file = parsed->as<PropertyList::Dictionary>();
-    const auto *archiver = file ? find(*file, QStringLiteral("$archiver")) : nullptr;
-    const auto *version = file ? find(*file, QStringLiteral("$version")) : nullptr;
-    const auto *objects = file ? find(*file, QStringLiteral("$objects")) : nullptr;
-    if (!archiver || !(*archiver == PropertyList(QStringLiteral("NSKeyedArchiver"))))
-        refuseArchive(QStringLiteral("not a keyed archive"));
-    if (!version || !(*version == PropertyList(100000)))
-        refuseArchive(QStringLiteral("a keyed archive of another version"));
-    if (!objects || !objects->isList())
-        refuseArchive(QStringLiteral("a keyed archive without objects"));
-    const auto *top = dictionaryUnder(*file, QStringLiteral("$top"));
-    const auto *root = top ? find(*top, QStringLiteral("root")) : nullptr;
-    if (!root)
-        return {};
-    return Unarchive(objects->list(), classes, archive.size()).decodeReference(*root);
+Result<ArchiveValue> KeyedUnarchiver::unarchivedObject(QByteArrayView archive,
+                                                       const CodingClasses &classes) {
+    return resultOfReading([&] { return rootOf(archive, classes); });
 }
 
 } // namespace clipmule

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/archive/Coding.h"
+#include "platform/foundation/Result.h"
 
 #include <QByteArrayView>
 
@@ -35,13 +36,13 @@ public:
     /// Objects nested deeper are refused, so that they can be destroyed recursively.
     static constexpr int maximumDepth = 500;
 
-    /// The root object; nil when the archive has none. Raises a PlatformException named
-    /// "InvalidArchive" when the bytes are no such archive, when anything in it is malformed, when
-    /// a class is neither a standard one nor among the given ones, when a list or dictionary
-    /// contains itself, and when objects that are referred to often expand to more than
-    /// PropertyListSerialization allows for its size. What initWithCoder() raises passes.
-    [[nodiscard]] static ArchiveValue unarchivedObject(QByteArrayView archive,
-                                                       const CodingClasses &classes = {});
+    /// The root object; nil when the archive has none. A failure when the bytes are no such
+    /// archive, when anything in it is malformed, when a class is neither a standard one nor among
+    /// the given ones, when a list or dictionary contains itself, when objects that are referred to
+    /// often expand to more than PropertyListSerialization allows for its size, and when
+    /// initWithCoder() raises a PlatformException.
+    [[nodiscard]] static Result<ArchiveValue> unarchivedObject(QByteArrayView archive,
+                                                               const CodingClasses &classes = {});
 };
 
 } // namespace clipmule

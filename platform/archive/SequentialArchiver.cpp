@@ -396,9 +396,9 @@ QByteArray SequentialArchiver::archivedData(const ArchiveValue &root) {
     return encoder.take();
 }
 
-ArchiveValue SequentialUnarchiver::unarchivedObject(QByteArrayView archive,
-                                                    const CodingClasses &classes) {
-    return SequentialDecoder(archive, classes).decodeObject({});
+Result<ArchiveValue> SequentialUnarchiver::unarchivedObject(QByteArrayView archive,
+                                                            const CodingClasses &classes) {
+    return resultOfReading([&] { return SequentialDecoder(archive, classes).decodeObject({}); });
 }
 
 } // namespace clipmule

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/archive/Coding.h"
+#include "platform/foundation/Result.h"
 
 #include <QByteArrayView>
 
@@ -28,10 +29,10 @@ public:
     /// Objects nested deeper are refused.
     static constexpr int maximumDepth = 500;
 
-    /// The root object. Raises a PlatformException named "InvalidArchive" as KeyedUnarchiver does,
-    /// and when an object consists of other values than its class reads.
-    [[nodiscard]] static ArchiveValue unarchivedObject(QByteArrayView archive,
-                                                       const CodingClasses &classes = {});
+    /// The root object. A failure as of KeyedUnarchiver, and when an object consists of other
+    /// values than its class reads.
+    [[nodiscard]] static Result<ArchiveValue> unarchivedObject(QByteArrayView archive,
+                                                               const CodingClasses &classes = {});
 };
 
 } // namespace clipmule

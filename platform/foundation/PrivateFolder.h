@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/foundation/FileHandle.h"
+#include "platform/foundation/Result.h"
 
 #include <QByteArray>
 #include <QString>
@@ -19,14 +20,15 @@ public:
     [[nodiscard]] static QString temporaryPath();
 
     /// Deletes the folder of this name in the parent, with all its contents, and makes it anew. The
-    /// parent is made when it is missing; its own parent is not. A PlatformException named
-    /// "FolderFailure" when the parent is a symbolic link, belongs to somebody else or can be
-    /// written by others, and when anything cannot be deleted or made.
-    [[nodiscard]] static PrivateFolder makeEmpty(const QString &parent, const QString &name);
+    /// parent is made when it is missing; its own parent is not. A failure when the parent is a
+    /// symbolic link, belongs to somebody else or can be written by others, and when anything
+    /// cannot be deleted or made.
+    [[nodiscard]] static Result<PrivateFolder> makeEmpty(const QString &parent,
+                                                         const QString &name);
 
     [[nodiscard]] const QString &path() const { return _path; }
-    /// Writes a file that is not there yet. Same exception; then there may be a part of it.
-    void write(const QString &name, const QByteArray &bytes) const;
+    /// Writes a file that is not there yet. After a failure there may be a part of it.
+    [[nodiscard]] Result<void> write(const QString &name, const QByteArray &bytes) const;
 
 private:
     PrivateFolder(QString path, FileHandle folder)

@@ -7,6 +7,7 @@
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "tests/archive/ArchivedClips.h"
+#include "tests/kit/Results.h"
 
 namespace clipmule::kit {
 
@@ -29,8 +30,8 @@ inline PropertyList::Dictionary archiveOf(PropertyList::List objects,
 }
 
 inline ArchiveValue unarchive(const PropertyList &archive) {
-    return KeyedUnarchiver::unarchivedObject(PropertyListSerialization::binary(archive),
-                                             archivedClasses());
+    return kit::valueOf(KeyedUnarchiver::unarchivedObject(
+        PropertyListSerialization::binary(archive), archivedClasses()));
 }
 
 /// A record of a class that is number 1 + the number of objects before it.
@@ -50,6 +51,8 @@ inline ArchiveValue nestedLists(int depth) {
 inline QString reasonOf(const std::function<void()> &act) {
     try {
         act();
+    } catch (const NoValue &refused) {
+        return refused.reason;
     } catch (const PlatformException &exception) {
         if (exception.name() == u"InvalidArchive")
             return exception.reason();
@@ -82,7 +85,7 @@ inline void decodeProbe(const QByteArray &archive, const std::function<void(Deco
                                      object->decode = decode;
                                      return object;
                                  }}};
-    (void)KeyedUnarchiver::unarchivedObject(archive, classes);
+    (void)kit::valueOf(KeyedUnarchiver::unarchivedObject(archive, classes));
 }
 
 } // namespace clipmule::kit

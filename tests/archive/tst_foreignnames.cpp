@@ -35,8 +35,9 @@ QString ofSequential(const TypedStream::ClassChain &classes,
         write(writer);
     writer.endObject();
     const QByteArray archive = writer.take();
-    return reasonOf(
-        [&] { (void)SequentialUnarchiver::unarchivedObject(archive, archivedClasses()); });
+    return reasonOf([&] {
+        (void)kit::valueOf(SequentialUnarchiver::unarchivedObject(archive, archivedClasses()));
+    });
 }
 
 QString ofKeyed(const PropertyList::List &objects) {

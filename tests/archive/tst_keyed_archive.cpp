@@ -1,8 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/archive/ArchivedLook.h"
 #include "platform/archive/KeyedArchiver.h"
+#include "platform/archive/SequentialArchiver.h"
 #include "tests/archive/KeyedArchives.h"
+#include "tests/kit/Results.h"
 #include "tests/kit/TestCase.h"
 
 #include <QTest>
@@ -198,11 +201,37 @@ private Q_SLOTS:
         QVERIFY(isRefused([&](Decoder &coder) { (void)coder.decodeBytes(key); }));
     }
 
+    // What an object raises while it takes its values is no exception of the reader's.
+    void nothingIsRaised() {
+        const auto refused = KeyedUnarchiver::unarchivedObject("no archive");
+        QVERIFY(!refused && !refused.error().reason.isEmpty());
+        struct Raising final : Coding {
+            [[nodiscard]] QStringList archivedClassNames() const override {
+                return {QStringLiteral("Probe"), QStringLiteral("NSObject")};
+            }
+            void encodeWithCoder(Encoder &) override {}
+            void initWithCoder(Decoder &) override {
+                throw PlatformException(QStringLiteral("Any"), QStringLiteral("it does not fit"));
+            }
+        };
+        const CodingClasses classes{
+            {QStringLiteral("Probe"), [] { return std::make_shared<Raising>(); }}};
+        QCOMPARE(kit::reasonOf(KeyedUnarchiver::unarchivedObject(
+                     KeyedArchiver::archivedData(std::make_shared<Raising>()), classes)),
+                 QStringLiteral("it does not fit"));
+        QCOMPARE(kit::reasonOf(SequentialUnarchiver::unarchivedObject(
+                     SequentialArchiver::archivedData(std::make_shared<Raising>()), classes)),
+                 QStringLiteral("it does not fit"));
+        QVERIFY(!SequentialUnarchiver::unarchivedObject("no archive"));
+        QVERIFY(!ColorArchive::unarchivedColor("no archive"));
+        QVERIFY(!FontArchive::unarchivedFont("no archive"));
+    }
+
     void objectsOfAnotherClassAreRefused() {
         const ArchiveValue archived =
             ArchiveValue::List{std::make_shared<ArchivedClipboard>(), ArchiveValue()};
-        const auto root = KeyedUnarchiver::unarchivedObject(KeyedArchiver::archivedData(archived),
-                                                            archivedClasses());
+        const auto root = kit::valueOf(KeyedUnarchiver::unarchivedObject(
+            KeyedArchiver::archivedData(archived), archivedClasses()));
         QVERIFY(!reasonOf([&] { (void)root.objectsOfClass<ArchivedItem>(); }).isEmpty());
         QVERIFY2(reasonOf([&] { (void)root.objectsOfClass<ArchivedClipboard>(); }).contains(u"nil"),
                  "a hole in a list of objects");
@@ -331,7 +360,8 @@ private Q_SLOTS:
                     value = value.immutable();
                 const auto archive = KeyedArchiver::archivedData(value);
                 QCOMPARE(archive.contains("NSMutable"), isMutable);
-                QCOMPARE(KeyedUnarchiver::unarchivedObject(archive).isMutable(), isMutable);
+                QCOMPARE(kit::valueOf(KeyedUnarchiver::unarchivedObject(archive)).isMutable(),
+                         isMutable);
             }
         }
     }
@@ -339,7 +369,7 @@ private Q_SLOTS:
     void aTextThatReadsNullIsAText() {
         const QString text = QStringLiteral("$null");
         const auto archive = KeyedArchiver::archivedData(ArchiveValue::List{text, text});
-        QCOMPARE(textOf(KeyedUnarchiver::unarchivedObject(archive)),
+        QCOMPARE(textOf(kit::valueOf(KeyedUnarchiver::unarchivedObject(archive))),
                  QStringLiteral("(\"$null\", \"$null\")"));
         // As a plain string it is nil, wherever it stands.
         QVERIFY(unarchive(archiveOf({text})).isNil());
@@ -377,7 +407,7 @@ private Q_SLOTS:
                                          };
                                          return made;
                                      }}};
-        const auto root = KeyedUnarchiver::unarchivedObject(archive, classes);
+        const auto root = kit::valueOf(KeyedUnarchiver::unarchivedObject(archive, classes));
         QCOMPARE(filled, 1);
         Coding *const decoded = root.as<std::shared_ptr<Coding>>()->get();
         QCOMPARE(others, (QList<Coding *>{decoded, decoded}));
@@ -487,7 +517,8 @@ private Q_SLOTS:
         QVERIFY(filler > 256 && filler < 65536);
         QCOMPARE(over(texts, filler), 0);
         QCOMPARE(reasonOf([&] {
-                     (void)KeyedUnarchiver::unarchivedObject(archiveWith(texts, filler));
+                     (void)kit::valueOf(
+                         KeyedUnarchiver::unarchivedObject(archiveWith(texts, filler)));
                  }).isEmpty(),
                  excess <= 0);
     }

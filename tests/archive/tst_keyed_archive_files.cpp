@@ -3,6 +3,7 @@
 
 #include "platform/archive/KeyedArchiver.h"
 #include "tests/archive/KeyedArchives.h"
+#include "tests/kit/Results.h"
 #include "tests/kit/TestCase.h"
 #include "tests/kit/Vectors.h"
 
@@ -88,8 +89,8 @@ private Q_SLOTS:
     void readsTheFilesOfOthers() {
         QFETCH(QString, name);
         QFETCH(QString, expected);
-        const auto root = KeyedUnarchiver::unarchivedObject(
-            kit::vectorBytes(QStringLiteral("keyed/") + name), archivedClasses());
+        const auto root = kit::valueOf(KeyedUnarchiver::unarchivedObject(
+            kit::vectorBytes(QStringLiteral("keyed/") + name), archivedClasses()));
         QCOMPARE(describe(root), expected);
     }
 
@@ -126,15 +127,16 @@ private Q_SLOTS:
         QFETCH(QString, reason);
         QVERIFY(!reason.isEmpty());
         QCOMPARE(reasonOf([&] {
-                     (void)KeyedUnarchiver::unarchivedObject(kit::vectorBytes(name),
-                                                             archivedClasses());
+                     (void)kit::valueOf(KeyedUnarchiver::unarchivedObject(kit::vectorBytes(name),
+                                                                          archivedClasses()));
                  }),
                  reason);
     }
 
     void aFileWithoutARootHoldsNothing() {
-        QVERIFY(KeyedUnarchiver::unarchivedObject(
-                    kit::vectorBytes(QStringLiteral("keyed/bad_no_top.bplist")), archivedClasses())
+        QVERIFY(kit::valueOf(KeyedUnarchiver::unarchivedObject(
+                                 kit::vectorBytes(QStringLiteral("keyed/bad_no_top.bplist")),
+                                 archivedClasses()))
                     .isNil());
     }
 
@@ -150,7 +152,7 @@ private Q_SLOTS:
     void writesTheFilesOfOthers() {
         QFETCH(QString, name);
         const QByteArray bytes = kit::vectorBytes(name);
-        const auto root = KeyedUnarchiver::unarchivedObject(bytes, archivedClasses());
+        const auto root = kit::valueOf(KeyedUnarchiver::unarchivedObject(bytes, archivedClasses()));
         QVERIFY(KeyedArchiver::archivedPropertyList(root) ==
                 *PropertyListSerialization::parse(bytes));
     }
@@ -160,15 +162,17 @@ private Q_SLOTS:
     void writesWhatItReads() {
         QFETCH(QString, name);
         QFETCH(QString, expected);
-        const auto root = KeyedUnarchiver::unarchivedObject(
-            kit::vectorBytes(QStringLiteral("keyed/") + name), archivedClasses());
+        const auto root = kit::valueOf(KeyedUnarchiver::unarchivedObject(
+            kit::vectorBytes(QStringLiteral("keyed/") + name), archivedClasses()));
         const QByteArray archive = KeyedArchiver::archivedData(root);
         QVERIFY(archive.startsWith("bplist00"));
         // A clip's own origin is only read.
         expected.replace(QRegularExpression(QStringLiteral("^(clip .*) by [01]$"),
                                             QRegularExpression::MultilineOption),
                          QStringLiteral("\\1"));
-        QCOMPARE(describe(KeyedUnarchiver::unarchivedObject(archive, archivedClasses())), expected);
+        QCOMPARE(
+            describe(kit::valueOf(KeyedUnarchiver::unarchivedObject(archive, archivedClasses()))),
+            expected);
     }
 };
 

@@ -3,6 +3,7 @@
 
 #include "platform/archive/KeyedArchiver.h"
 #include "tests/archive/KeyedArchives.h"
+#include "tests/kit/Results.h"
 #include "tests/kit/TestCase.h"
 
 #include <QTest>
@@ -60,7 +61,8 @@ private Q_SLOTS:
         for (const ArchiveValue &value : {texts, data}) {
             const QByteArray bytes = KeyedArchiver::archivedData(value);
             QVERIFY(bytes.size() < 4'000'000);
-            const auto back = KeyedUnarchiver::unarchivedObject(bytes, archivedClasses());
+            const auto back =
+                kit::valueOf(KeyedUnarchiver::unarchivedObject(bytes, archivedClasses()));
             QCOMPARE(back.as<ArchiveValue::List>()->size(), value.as<ArchiveValue::List>()->size());
         }
     }

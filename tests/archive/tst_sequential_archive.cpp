@@ -5,6 +5,7 @@
 #include "platform/archive/TypedStream.h"
 #include "platform/foundation/PlatformException.h"
 #include "tests/archive/KeyedArchives.h"
+#include "tests/kit/Results.h"
 #include "tests/kit/TestCase.h"
 #include "tests/kit/Vectors.h"
 
@@ -25,8 +26,8 @@ QByteArray hex(const char *digits) {
 const char beginning[] = "04 0b 73747265616d7479706564 81e803 84 01 40";
 
 ArchiveValue readBack(const ArchiveValue &value) {
-    return SequentialUnarchiver::unarchivedObject(SequentialArchiver::archivedData(value),
-                                                  archivedClasses());
+    return kit::valueOf(SequentialUnarchiver::unarchivedObject(
+        SequentialArchiver::archivedData(value), archivedClasses()));
 }
 
 /// An archive whose root is one object of these classes.
@@ -41,8 +42,9 @@ QByteArray objectArchive(const TypedStream::ClassChain &classes,
 }
 
 QString reasonOfReading(const QByteArray &archive) {
-    return reasonOf(
-        [&] { (void)SequentialUnarchiver::unarchivedObject(archive, archivedClasses()); });
+    return reasonOf([&] {
+        (void)kit::valueOf(SequentialUnarchiver::unarchivedObject(archive, archivedClasses()));
+    });
 }
 
 } // namespace
@@ -53,7 +55,7 @@ class SequentialArchiveTest final : public kit::TestCase {
 private Q_SLOTS:
     void aString() {
         const QByteArray bytes = kit::vectorBytes(QStringLiteral("typedstream/string.bin"));
-        QCOMPARE(SequentialUnarchiver::unarchivedObject(bytes).string(),
+        QCOMPARE(kit::valueOf(SequentialUnarchiver::unarchivedObject(bytes)).string(),
                  QStringLiteral("string value"));
         QCOMPARE(SequentialArchiver::archivedData(QStringLiteral("string value")).toHex(),
                  bytes.toHex());
@@ -338,7 +340,8 @@ private Q_SLOTS:
         QFETCH(QString, expected);
         QString found;
         const QString reason = reasonOf([&] {
-            found = textOf(SequentialUnarchiver::unarchivedObject(archive, archivedClasses()));
+            found = textOf(
+                kit::valueOf(SequentialUnarchiver::unarchivedObject(archive, archivedClasses())));
         });
         QCOMPARE(found, expected);
         QCOMPARE(reason.isEmpty(), !expected.isEmpty());

@@ -5,6 +5,7 @@
 
 #include "model/ZRKClipmuleClipboard.h"
 #include "platform/archive/KeyedArchiver.h"
+#include "tests/kit/Results.h"
 
 namespace clipmule::kit {
 
@@ -22,9 +23,9 @@ inline const CodingClasses classes{
 template <typename T>
 std::shared_ptr<T> archivedAndBack(const std::shared_ptr<T> &object,
                                    const std::shared_ptr<ClipboardStore> &store = nullptr) {
-    const auto back =
-        KeyedUnarchiver::unarchivedObject(KeyedArchiver::archivedData(object), classes)
-            .template objectOfClass<T>();
+    const auto back = kit::valueOf(KeyedUnarchiver::unarchivedObject(
+                                       KeyedArchiver::archivedData(object), classes))
+                          .template objectOfClass<T>();
     back->setStore(store);
     return back;
 }

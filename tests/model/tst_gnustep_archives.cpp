@@ -4,6 +4,7 @@
 #include "platform/archive/KeyedArchiver.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "tests/kit/Results.h"
 #include "tests/kit/TestCase.h"
 #include "tests/model/Clipboards.h"
 #include "tests/model/StoreFixture.h"
@@ -162,8 +163,9 @@ private Q_SLOTS:
         QVERIFY(writeByThem(description, path));
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(described(KeyedUnarchiver::unarchivedObject(file.readAll(), classes)),
-                 description);
+        QCOMPARE(
+            described(kit::valueOf(KeyedUnarchiver::unarchivedObject(file.readAll(), classes))),
+            description);
     }
 
     void theyReadTheFilesOfTheStore() {

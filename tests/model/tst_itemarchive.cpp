@@ -3,6 +3,7 @@
 
 #include "platform/archive/SequentialArchiver.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "tests/kit/Results.h"
 #include "tests/kit/TestCase.h"
 #include "tests/model/Archives.h"
 #include "tests/model/StoreFixture.h"
@@ -48,8 +49,8 @@ private Q_SLOTS:
                 if (object.isNumber())
                     object = number;
             }
-            return quint64(KeyedUnarchiver::unarchivedObject(
-                               PropertyListSerialization::binary(changed), classes)
+            return quint64(kit::valueOf(KeyedUnarchiver::unarchivedObject(
+                                            PropertyListSerialization::binary(changed), classes))
                                .objectOfClass<ZRKClipmuleDataItem>()
                                ->imageDataHash());
         };
@@ -105,9 +106,9 @@ private Q_SLOTS:
             if (object == PropertyList(QStringLiteral("http://a/")))
                 object = QStringLiteral("http://a:port/");
         }
-        const auto back =
-            KeyedUnarchiver::unarchivedObject(PropertyListSerialization::binary(archive), classes)
-                .objectOfClass<ZRKClipmuleDataItem>();
+        const auto back = kit::valueOf(KeyedUnarchiver::unarchivedObject(
+                                           PropertyListSerialization::binary(archive), classes))
+                              .objectOfClass<ZRKClipmuleDataItem>();
         QVERIFY(!back->hasURL());
         QCOMPARE(back->urlText(), QString());
         QVERIFY(!back->toDictionary().contains(QStringLiteral("url")));
@@ -123,9 +124,9 @@ private Q_SLOTS:
         const auto clip = ZRKClipmuleData::initWithItems({item});
         clip->setTitle(QStringLiteral("title"));
         clip->setCreationDate(Date{1000});
-        const auto clipback =
-            SequentialUnarchiver::unarchivedObject(SequentialArchiver::archivedData(clip), classes)
-                .objectOfClass<ZRKClipmuleData>();
+        const auto clipback = kit::valueOf(SequentialUnarchiver::unarchivedObject(
+                                               SequentialArchiver::archivedData(clip), classes))
+                                  .objectOfClass<ZRKClipmuleData>();
         clipback->setStore(_fixture->store);
         QCOMPARE(clipback->oid(), clip->oid());
         QCOMPARE(clipback->title(), clip->title());
@@ -149,8 +150,8 @@ private Q_SLOTS:
         clipboard->setTitle(QStringLiteral("board"));
         clipboard->setIconName(QStringLiteral("star"));
         clipboard->setCount(3);
-        const auto board = SequentialUnarchiver::unarchivedObject(
-                               SequentialArchiver::archivedData(clipboard), classes)
+        const auto board = kit::valueOf(SequentialUnarchiver::unarchivedObject(
+                                            SequentialArchiver::archivedData(clipboard), classes))
                                .objectOfClass<ZRKClipmuleClipboard>();
         QCOMPARE(board->oid(), QStringLiteral("B"));
         QCOMPARE(board->title(), std::optional(QStringLiteral("board")));
