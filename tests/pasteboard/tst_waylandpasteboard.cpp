@@ -8,12 +8,15 @@
 
 #include <QTest>
 
+#include <functional>
 #include <optional>
 
 using namespace clipmule;
 using namespace clipmule::kit;
 
 using Owner = TestCompositor::Owner;
+
+Q_DECLARE_METATYPE(std::function<bool()>)
 
 class WaylandPasteboardTest final : public kit::TestCase {
     Q_OBJECT
@@ -302,9 +305,59 @@ private Q_SLOTS:
         QVERIFY(_desktop->pasteboard->contents().isEmpty());
     }
 
+    // A reader keeps what it has begun to read.
+    void whatIsCancelledWhileItIsServedIsServedToTheEnd() {
+        const QByteArray large(9'900'000, 'x');
+        _desktop->pasteboard->write({.text = large});
+        QVERIFY(await([&] { return _desktop->compositor.isClients(); }));
+        Pipe pipe;
+        pipe.reading = _desktop->compositor.paste("text/plain");
+        QByteArray begun;
+        QVERIFY(await([&] { return !(begun += pipe.read()).isEmpty(); }));
+        QVERIFY(begun.size() < large.size());
+        copy({{"text/plain", "another's"}});
+        QVERIFY(_desktop->fetchEnds());
+        QVERIFY(begun + pipe.readAll() == large);
+    }
+
+    void theEndOfTheCompositorIsNoHang_data() {
+        QTest::addColumn<std::function<bool()>>("step");
+        using Step = std::function<bool()>;
+        QTest::newRow("nothing happened") << Step([] { return true; });
+        QTest::newRow("the owner comes to rest") << Step([this] {
+            copy({{"text/plain", "x"}});
+            return await([this] { return _desktop->pasteboard->isFetching(); });
+        });
+        QTest::newRow("the owner is asked") << Step([this] {
+            QTest::ignoreMessage(QtWarningMsg,
+                                 QRegularExpression(QStringLiteral("does not answer")));
+            copy({{"text/plain", "x"}}, Owner::NeverAnswers);
+            return _desktop->fetchBegins();
+        });
+        QTest::newRow("the owner answers") << Step([this] {
+            QTest::ignoreMessage(QtWarningMsg,
+                                 QRegularExpression(QStringLiteral("does not answer")));
+            copy({{"text/plain", "x"}}, Owner::StallsMidway);
+            return _desktop->fetchBegins();
+        });
+        QTest::newRow("a copy is there") << Step([this] {
+            copy({{"text/plain", "x"}});
+            return _desktop->fetchEnds();
+        });
+        QTest::newRow("it is ours") << Step([this] {
+            _desktop->pasteboard->write({.text = "ours"});
+            return true;
+        });
+        QTest::newRow("ours is read") << Step([this] {
+            _desktop->pasteboard->write({.text = QByteArray(9'900'000, 'x')});
+            _desktop->settle();
+            _reader.reading = _desktop->compositor.paste("text/plain");
+            return await([this] { return !_reader.read().isEmpty(); });
+        });
+    }
     void theEndOfTheCompositorIsNoHang() {
-        copy({{"text/plain", "x"}}, Owner::NeverAnswers);
-        QVERIFY(_desktop->fetchBegins());
+        QFETCH(std::function<bool()>, step);
+        QVERIFY(step());
         int losses = 0;
         whenDisplayIsLost({.x11 = {}, .wayland = _desktop->connection}, [&] { ++losses; });
         QTest::ignoreMessage(QtWarningMsg,
@@ -312,8 +365,13 @@ private Q_SLOTS:
         _desktop->compositor.disconnectClients();
         QVERIFY(await([&] { return losses > 0; }));
         QCOMPARE(losses, 1);
+        _desktop->runLoop.advance(120.0);
+        QVERIFY(!_desktop->pasteboard->isFetching());
         _desktop->pasteboard->write({.text = "y"});
         QVERIFY(_desktop->pasteboard->contents().isEmpty());
+        _desktop->pasteboard->audienceChanged();
+        _desktop->runLoop.advance(120.0);
+        QCOMPARE(losses, 1);
     }
 
 private:
@@ -327,6 +385,7 @@ private:
     }
 
     std::optional<WaylandDesktop> _desktop;
+    Pipe _reader;
     PasteboardAudience _audience = PasteboardAudience::Other;
 };
 

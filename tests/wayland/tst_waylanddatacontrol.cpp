@@ -141,6 +141,15 @@ private Q_SLOTS:
         QCOMPARE(_types->last(), QStringLiteral("type/255"));
     }
 
+    // What does not fit into a message no compositor can say.
+    void aTypeOfAMegabyteIsTheEnd() {
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^the compositor ")));
+        _compositor->copy({{QByteArray(1'000'000, 'x'), "x"}});
+        QVERIFY(_control->own({QStringLiteral("text/plain")}));
+        QVERIFY(await([&] { return _connection->isLost(); }));
+        QVERIFY(!_control->own({QStringLiteral("text/plain")}));
+    }
+
     void whatIsOursIsServed_data() { forms(); }
     void whatIsOursIsServed() {
         openForm();
