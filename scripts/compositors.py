@@ -8,6 +8,7 @@ environment what they need.
 
 import os
 import re
+import shutil
 import subprocess
 import sys
 import time
@@ -38,6 +39,47 @@ def start_sway(desktop):
     desktop.set("SWAYSOCK", os.path.join(runtime, next(
         name for name in os.listdir(runtime) if name.startswith("sway-ipc."))))
     desktop.set("XDG_CURRENT_DESKTOP", "sway")
+
+
+# KDE looks for desktop entries by a menu, which this desktop has none of otherwise.
+KDE_MENU = """<!DOCTYPE Menu PUBLIC "-//freedesktop//DTD Menu 1.0//EN"
+ "http://www.freedesktop.org/standards/menu-spec/menu-1.0.dtd">
+<Menu><Name>Applications</Name><DefaultAppDirs/><DefaultDirectoryDirs/><Include><All/></Include></Menu>
+"""
+
+
+def allow_on_kde(desktop, program):
+    """Installs our hidden desktop entry, by which KDE grants key strokes, for this program."""
+    name = "com.zendrik.ClipmuleSync.Agent.desktop"
+    packaging = os.path.join(os.path.dirname(os.path.realpath(__file__)), "..", "packaging")
+    with open(os.path.join(packaging, name + ".in"), encoding="utf-8") as file:
+        text = file.read().replace("@agent_unit@", os.path.realpath(program))
+    desktop.make_folder("home/.local/share/applications")
+    desktop.write(f"home/.local/share/applications/{os.path.basename(program)}.desktop", text)
+
+
+def start_kwin(desktop):
+    width, height = desktop.screen_size()
+    ready, reader = desktop.make_pipe("compositor-is-ready")
+    told = desktop.write("ready.sh", f'echo "$WAYLAND_DISPLAY" "$DISPLAY" >{ready}\n')
+    desktop.make_folder("home/.config/menus")
+    desktop.write("home/.config/menus/applications.menu", KDE_MENU)
+    desktop.set("XDG_CURRENT_DESKTOP", "KDE")
+    # The agent that a test is about to start, and what types in the place of its user.
+    for program in ("clipmule-sync", "../tests/clipmule_kde_keys") if "CLIPMULE_BIN" in os.environ else ():
+        allow_on_kde(desktop, os.path.join(os.environ["CLIPMULE_BIN"], program))
+    # The installed one may have more rights than a container grants, and is not started there at all.
+    program = shutil.copyfile(shutil.which("kwin_wayland") or "kwin_wayland", desktop.path("kwin_wayland"))
+    os.chmod(program, 0o700)
+    process = desktop.start_service(
+        program, "--virtual", "--width", str(width), "--height", str(height), "--no-lockscreen",
+        "--no-global-shortcuts", "--socket", "wayland-kwin",
+        *(["--xwayland"] if desktop.options.xwayland else []), f"sh {told}",
+        additions={"KWIN_COMPOSE": "Q", "QT_QPA_PLATFORM": ""})
+    displays = desktop.read_line(reader, "the compositor", process).split()
+    os.close(reader)
+    for name, display in zip(("WAYLAND_DISPLAY", "DISPLAY"), displays):
+        desktop.set(name, display)
 
 
 def start_gnome(desktop):
@@ -105,7 +147,7 @@ def be_the_user_of_gnome(log, ready):
     GLib.MainLoop().run()
 
 
-START = {"sway": start_sway, "gnome": start_gnome}
+START = {"gnome": start_gnome, "kwin": start_kwin, "sway": start_sway}
 
 if __name__ == "__main__":
     be_the_user_of_gnome(*sys.argv[1:])

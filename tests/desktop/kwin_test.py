@@ -1,0 +1,126 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+"""The agent on KDE's compositor, without an X server and with one.
+
+Runs inside scripts/private-desktop --wayland kwin --network; CLIPMULE_BIN says where the programs are.
+"""
+
+import json
+import os
+import sys
+import unittest
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+import main_job  # noqa: E402
+from gi.repository import Gio, GLib  # noqa: E402
+from agent_test import BIN  # noqa: E402
+from programs import PATIENCE_SECONDS, until  # noqa: E402
+
+# Windows of programs, and which one is active.
+LOOK = """callDBus("%s", "/", "test.Looker", "tell", JSON.stringify(
+    workspace.clientList().filter(window => !window.specialWindow).map(
+        window => [String(window.internalId), window === workspace.activeClient])));
+"""
+LOOKER = Gio.DBusNodeInfo.new_for_xml("""<node><interface name="test.Looker">
+    <method name="tell"><arg type="s" direction="in"/></method></interface></node>""").interfaces[0]
+
+
+# Kept, since what is sent goes down with it.
+BUS = Gio.bus_get_sync(Gio.BusType.SESSION, None)
+
+
+def call(path, interface, method, arguments=None):
+    return BUS.call_sync("org.kde.KWin", path, interface, method, arguments, None,
+                         Gio.DBusCallFlags.NONE, PATIENCE_SECONDS * 1000, None).unpack()
+
+
+class KwinTest(main_job.MainJob):
+    clipboard_words = "wlr-data-control"
+    pasting_words = "fake-input"
+    # The first is that of KWin 6.5 and later; the others are no part of KDE.
+    not_announced = {"ext_data_control_manager_v1", "zwp_virtual_keyboard_manager_v1",
+                     "zwlr_foreign_toplevel_manager_v1"}
+    older = {"zwlr_layer_shell_v1": 3}
+
+    def windows(self):
+        """A script in the compositor tells."""
+        loop = GLib.MainLoop()
+        told = []
+
+        def hear(_bus, _sender, _path, _interface, _method, arguments, invocation):
+            told.append(json.loads(arguments.unpack()[0]))
+            invocation.return_value(None)
+            loop.quit()
+
+        registered = BUS.register_object("/", LOOKER, hear, None, None)
+        script = self.folder / "look.js"
+        script.write_text(LOOK % BUS.get_unique_name(), encoding="utf-8")
+        number = call("/Scripting", "org.kde.kwin.Scripting", "loadScript", GLib.Variant("(s)", (str(script),)))[0]
+        call(f"/{number}", "org.kde.kwin.Script", "run")
+        GLib.timeout_add_seconds(PATIENCE_SECONDS, loop.quit)
+        loop.run()
+        call("/Scripting", "org.kde.kwin.Scripting", "unloadScript", GLib.Variant("(s)", (str(script),)))
+        BUS.unregister_object(registered)
+        return told[0]
+
+    def set_layouts(self, layouts, variants):
+        """Those that the user switches between, as KDE's settings set them; some time later they count."""
+        (Path.home() / ".config" / "kxkbrc").write_text(
+            f"[Layout]\nUse=true\nLayoutList={layouts}\nVariantList={variants}\n", encoding="utf-8")
+        BUS.emit_signal(None, "/Layouts", "org.kde.keyboard", "reloadConfig", None)
+
+    def place_fingers(self):
+        return self.start("fingers", BIN.parent / "tests" / "clipmule_kde_keys")
+
+    def move(self, fingers, *movements):
+        """The user's fingers: "press 42" or "release 42", by the kernel's number of the key."""
+        for movement in movements:
+            fingers.tell(movement)
+            fingers.wait_for(movement, lambda line: line == "done")
+
+    def tap(self, fingers, key):
+        self.move(fingers, f"press {key}", f"release {key}")
+
+    def wait_for_letter(self, window, fingers, letter):
+        """Until the layout counts, in which the key of the English "q" types this letter."""
+        def letter_typed():
+            self.tap(fingers, 16)
+            shown = window.wait_for("letter", lambda line: line.startswith("text ") and line)
+            return json.loads(shown.removeprefix("text "))[-1]
+
+        until(f"layout with {letter}", lambda: letter_typed() == letter)
+
+    def test_other_layouts(self):
+        window = self.open_gtk_window()
+        fingers = self.place_fingers()
+        self.addCleanup(self.set_layouts, "us", "")
+        for layouts, variants, letter in (("us", "dvorak", "'"), ("fr", "", "a"), ("gr,us", ",", ";")):
+            self.set_layouts(layouts, variants)
+            self.wait_for_letter(window, fingers, letter)
+            self.paste_from_phone(window, f"typed with {layouts} {variants}")
+
+    def test_held_keys_do_not_mix_in(self):
+        window = self.open_gtk_window()
+        fingers = self.place_fingers()
+        left_shift, right_shift, right_control, left_alt, left_super, letter_a = 42, 54, 97, 56, 125, 30
+        for key in (left_shift, right_shift, right_control, left_alt, left_super):
+            self.move(fingers, f"press {key}")
+            self.paste_from_phone(window, f"while {key} is held ")
+            # Nothing of it stays down, whether the user lets go of it or presses it again.
+            self.tap(fingers, letter_a)
+            self.wait_for_text(window, f"while {key} is held a")
+            self.move(fingers, f"release {key}")
+        self.move(fingers, f"press {left_shift}")
+        self.tap(fingers, letter_a)
+        self.move(fingers, f"release {left_shift}")
+        self.wait_for_text(window, "aA")
+
+
+class KwinXWaylandTest(KwinTest):
+    """The agent is a client of both, and uses the compositor's clipboard and keys."""
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
