@@ -45,7 +45,8 @@ makeKeyboardEvents(const Session &session, std::function<std::optional<QString>(
         return std::make_unique<NullKeyboardEvents>(WaylandKeyboard::obstacle(*session.wayland));
     if (session.mutter)
         return std::make_unique<WaylandKeyboardEvents>(
-            std::make_unique<MutterKeyboard>(session.mutter), std::move(pasteKeys));
+            std::make_unique<MutterKeyboard>(session.mutter, session.wayland),
+            std::move(pasteKeys));
     if (!session.x11)
         return std::make_unique<NullKeyboardEvents>(QStringLiteral("there is no display"));
     if (!hasXTestSupport(*session.x11))

@@ -5,10 +5,14 @@
 
 #include "platform/foundation/Log.h"
 
+#include <utility>
+
 namespace clipmule {
 
-MutterKeyboard::MutterKeyboard(std::shared_ptr<MutterConnection> connection)
-    : _session(std::move(connection)) {
+MutterKeyboard::MutterKeyboard(std::shared_ptr<MutterConnection> connection,
+                               std::shared_ptr<WaylandConnection> wayland)
+    : _session(std::move(connection))
+    , _layout(std::move(wayland)) {
     _session.onOpened = [this] {
         if (!_waiting.empty())
             makeFirst();
@@ -46,8 +50,13 @@ void MutterKeyboard::makeFirst() {
     _session.renew();
 }
 
+// The compositor finds a symbol in the group in force, which we do not know, and in no other: of a
+// Greek layout it has no "v", though programs take the key of the group beside it.
 void MutterKeyboard::press(quint32 symbol, bool isDown) {
-    _session.call(QStringLiteral("NotifyKeyboardKeysym"), {symbol, isDown});
+    if (const std::optional<quint32> key = _layout.keyOfEveryGroup(symbol))
+        _session.call(QStringLiteral("NotifyKeyboardKeycode"), {*key, isDown});
+    else
+        _session.call(QStringLiteral("NotifyKeyboardKeysym"), {symbol, isDown});
 }
 
 } // namespace clipmule

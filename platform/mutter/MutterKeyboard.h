@@ -5,6 +5,7 @@
 
 #include "platform/mutter/MutterSession.h"
 #include "platform/wayland/WaylandKeyboard.h"
+#include "platform/wayland/WaylandSeatLayout.h"
 
 #include <deque>
 
@@ -19,7 +20,9 @@ public:
     /// on the clipboard, which would be pasted in the place of this one.
     static constexpr RunLoop::Seconds patience{0.2};
 
-    explicit MutterKeyboard(std::shared_ptr<MutterConnection> connection);
+    /// The compositor's own connection tells the user's layout.
+    MutterKeyboard(std::shared_ptr<MutterConnection> connection,
+                   std::shared_ptr<WaylandConnection> wayland);
 
     [[nodiscard]] QString name() const override { return QStringLiteral("mutter"); }
     /// True as well when the stroke has to wait; false when there is no compositor.
@@ -35,6 +38,7 @@ private:
     void press(quint32 symbol, bool isDown);
 
     MutterSession _session;
+    WaylandSeatLayout _layout;
     std::deque<Stroke> _waiting; // the oldest first
 };
 

@@ -108,6 +108,16 @@ std::optional<quint32> KeyLayout::keyOf(quint32 symbol, std::optional<quint32> g
     return key;
 }
 
+QList<quint32> KeyLayout::keysOf(quint32 symbol) const {
+    QList<quint32> keys;
+    for (quint32 group = 0; group < xkb_keymap_num_layouts(_keymap.get()); ++group) {
+        const std::optional<quint32> key = keyInGroup(_keymap.get(), symbol, group);
+        if (key && !keys.contains(*key))
+            keys.append(*key);
+    }
+    return keys;
+}
+
 QList<KeyLayout::Step> KeyLayout::strokeAmongHeldKeys(const QList<quint32> &keys) const {
     QList<Step> steps;
     if (keys.isEmpty())

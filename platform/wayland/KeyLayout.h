@@ -42,6 +42,9 @@ public:
     /// else in the first group that has. Of two such keys the one with the smaller number.
     [[nodiscard]] std::optional<quint32> keyOf(quint32 symbol,
                                                std::optional<quint32> group = {}) const;
+    /// The keys that type the symbol in one group or another, each once: more than one where it
+    /// depends on the group in force.
+    [[nodiscard]] QList<quint32> keysOf(quint32 symbol) const;
     /// These keys, pressed in their order and released in the reverse, on a keyboard whose state is
     /// shared with the user's. Nobody tells which modifiers the user holds, so every key that may
     /// be one is released before; for a key that is not down this has no effect. What the user

@@ -113,4 +113,11 @@ WaylandSeatLayout::stroke(const QList<quint32> &symbols) const {
     return keys.isEmpty() ? QList<KeyLayout::Step>() : layout->strokeAmongHeldKeys(keys);
 }
 
+std::optional<quint32> WaylandSeatLayout::keyOfEveryGroup(quint32 symbol) const {
+    const QList<quint32> keys = _layout ? _layout->keysOf(symbol) : QList<quint32>();
+    if (keys.isEmpty())
+        return _usual ? _usual->keyOf(symbol) : std::nullopt;
+    return keys.size() == 1 ? std::optional(keys.first()) : std::nullopt;
+}
+
 } // namespace clipmule

@@ -30,6 +30,10 @@ public:
     /// Nothing when there is no key for one of them.
     [[nodiscard]] std::optional<QList<KeyLayout::Step>> stroke(const QList<quint32> &symbols) const;
 
+    /// The one key that types the symbol whichever group is in force, or that of an English
+    /// keyboard as above; nothing where it depends on the group.
+    [[nodiscard]] std::optional<quint32> keyOfEveryGroup(quint32 symbol) const;
+
     /// The group in force, for who knows; nothing for unknown.
     void setGroup(std::optional<quint32> group) { _group = group; }
 

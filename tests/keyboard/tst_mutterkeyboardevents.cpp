@@ -4,10 +4,13 @@
 #include "platform/keyboard/KeyboardEvents.h"
 #include "platform/mutter/MutterKeyboard.h"
 #include "platform/session/Session.h"
+#include "platform/wayland/WaylandConnection.h"
 #include "tests/kit/Await.h"
 #include "tests/kit/FakeMutter.h"
+#include "tests/kit/Keymaps.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/TestCase.h"
+#include "tests/kit/TestCompositor.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QTest>
@@ -17,7 +20,7 @@
 using namespace clipmule;
 using namespace clipmule::kit;
 
-class MutterKeyboardEventsTest final : public kit::TestCase {
+class MutterKeyboardEventsTest final : public kit::TestCase, private WaylandObserver {
     Q_OBJECT
 
     void begin() override {
@@ -27,6 +30,10 @@ class MutterKeyboardEventsTest final : public kit::TestCase {
         _mutter.emplace(bus.address());
         _mutter->appear();
         _session.mutter = MutterConnection::open();
+        _compositor.emplace(
+            TestCompositor::Offers{.agreed = false, .wlroots = false, .keyboards = false});
+        qputenv("WAYLAND_DISPLAY", _compositor->display());
+        _session.wayland = WaylandConnection::open();
         _keyboard = makeKeyboardEvents(_session, [this] { return _pasteKeys; });
         QVERIFY(calls(1));
         _mutter->settle(*_session.mutter);
@@ -35,6 +42,7 @@ class MutterKeyboardEventsTest final : public kit::TestCase {
         _keyboard.reset();
         _session = {};
         _mutter.reset();
+        _compositor.reset();
     }
 
 private Q_SLOTS:
@@ -44,9 +52,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("typed");
         QTest::newRow("nothing known")
-            << QString() << QStringLiteral("65507 down, 118 down, 118 up, 65507 up");
+            << QString() << QStringLiteral("29 down, 47 down, 47 up, 29 up");
         QTest::newRow("named") << QStringLiteral("Shift+Insert")
-                               << QStringLiteral("65505 down, 65379 down, 65379 up, 65505 up");
+                               << QStringLiteral("42 down, 110 down, 110 up, 42 up");
         QTest::newRow("nothing") << QStringLiteral("None") << QString();
     }
     void eachStrokeHasASession() {
@@ -60,10 +68,41 @@ private Q_SLOTS:
         if (!typed.isEmpty()) {
             expected.append(QStringLiteral("1 Start"));
             for (const QString &key : typed.split(QStringLiteral(", ")))
-                expected.append(QStringLiteral("1 NotifyKeyboardKeysym ") + key);
+                expected.append(QStringLiteral("1 NotifyKeyboardKeycode ") + key);
             expected.append({QStringLiteral("1 Stop"), QStringLiteral("CreateSession")});
         }
         QCOMPARE(_mutter->calls, expected);
+    }
+
+    // By the number of the key where that is the same in all groups, else by the symbol.
+    void theKeyIsThatOfTheUsersLayout_data() {
+        QTest::addColumn<QByteArray>("layouts");
+        QTest::addColumn<QByteArray>("variants");
+        QTest::addColumn<QString>("key");
+        const QString code = QStringLiteral("1 NotifyKeyboardKeycode %1 down");
+        QTest::newRow("English") << QByteArray("us") << QByteArray() << code.arg(47);
+        QTest::newRow("Dvorak") << QByteArray("us") << QByteArray("dvorak") << code.arg(52);
+        QTest::newRow("Greek") << QByteArray("gr") << QByteArray() << code.arg(47);
+        QTest::newRow("Greek beside Dvorak")
+            << QByteArray("gr,us") << QByteArray(",dvorak") << code.arg(52);
+        QTest::newRow("English beside Dvorak") << QByteArray("us,us") << QByteArray(",dvorak")
+                                               << QStringLiteral("1 NotifyKeyboardKeysym 118 down");
+    }
+    void theKeyIsThatOfTheUsersLayout() {
+        QFETCH(QByteArray, layouts);
+        QFETCH(QByteArray, variants);
+        QFETCH(QString, key);
+        _compositor->setKeymap(TestCompositor::Keymap{.text = keymapText(layouts, variants)});
+        // What the seat has is told first; then it is asked for it.
+        for (int round = 0; round < 2; ++round) {
+            bool isServed = false;
+            _session.wayland->whenServed(this, [&] { isServed = true; });
+            QVERIFY(await([&] { return isServed; }));
+        }
+        _keyboard->paste();
+        QVERIFY(calls(8));
+        QCOMPARE(_mutter->calls.at(2), QStringLiteral("1 NotifyKeyboardKeycode 29 down"));
+        QCOMPARE(_mutter->calls.at(3), key);
     }
 
     // The next one is there before it is needed, and nobody waits in between.
@@ -74,7 +113,7 @@ private Q_SLOTS:
         QVERIFY(calls(15));
         QCOMPARE(_mutter->calls.at(7), QStringLiteral("CreateSession"));
         QCOMPARE(_mutter->calls.at(8), QStringLiteral("2 Start"));
-        QCOMPARE(_mutter->calls.at(9), QStringLiteral("2 NotifyKeyboardKeysym 65505 down"));
+        QCOMPARE(_mutter->calls.at(9), QStringLiteral("2 NotifyKeyboardKeycode 42 down"));
         QCOMPARE(_mutter->calls.at(14), QStringLiteral("CreateSession"));
         _runLoop.advance(MutterKeyboard::patience);
     }
@@ -130,6 +169,7 @@ private:
 
     ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
+    std::optional<TestCompositor> _compositor;
     std::optional<FakeMutter> _mutter;
     Session _session;
     std::optional<QString> _pasteKeys;

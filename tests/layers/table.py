@@ -28,7 +28,7 @@ MAY_INCLUDE = {
     "platform/wayland/": ["platform/foundation/"],
     "platform/mutter/": ["platform/foundation/", "platform/dbus/",
                          "platform/wayland/WaylandDataControl.h",
-                         "platform/wayland/WaylandKeyboard.h"],
+                         "platform/wayland/WaylandKeyboard.h", "platform/wayland/WaylandSeatLayout.h"],
     "platform/streams/": ["platform/foundation/"],
     "platform/dnssd/": ["platform/foundation/", "platform/streams/", "platform/dbus/"],
     "platform/session/": ["platform/foundation/", "platform/x11/", "platform/wayland/",

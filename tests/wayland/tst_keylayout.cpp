@@ -117,6 +117,32 @@ private Q_SLOTS:
         QCOMPARE(layoutOf(layouts, variants).keyOf(symbol, group), key);
     }
 
+    void keysOfAllGroups_data() {
+        QTest::addColumn<QByteArray>("layouts");
+        QTest::addColumn<QByteArray>("variants");
+        QTest::addColumn<quint32>("symbol");
+        QTest::addColumn<QList<quint32>>("keys");
+        const auto row = [](const char *name, const char *layouts, const char *variants,
+                            quint32 symbol, const QList<quint32> &keys) {
+            QTest::newRow(name) << QByteArray(layouts) << QByteArray(variants) << symbol << keys;
+        };
+        row("one", "us", "", 'v', {keyV});
+        row("two that agree", "us,fr", "", 'v', {keyV});
+        row("one has none", "gr,us", "", 'v', {keyV});
+        row("they differ", "us,us", ",dvorak", 'v', {keyV, keyDot});
+        row("in their order", "us,us", "dvorak,", 'v', {keyDot, keyV});
+        row("one has none, two differ", "gr,us,us", ",dvorak,", 'v', {keyDot, keyV});
+        row("no letters", "us,us", ",dvorak", symbolControl, {keyControl});
+        row("none", "gr", "", 'v', {});
+    }
+    void keysOfAllGroups() {
+        QFETCH(QByteArray, layouts);
+        QFETCH(QByteArray, variants);
+        QFETCH(quint32, symbol);
+        QFETCH(QList<quint32>, keys);
+        QCOMPARE(layoutOf(layouts, variants).keysOf(symbol), keys);
+    }
+
     void theUsualOneIsEnglish() {
         const auto usual = KeyLayout::usual();
         QVERIFY(usual);
