@@ -93,7 +93,8 @@ def start_gnome(desktop):
     process = desktop.start_service(
         "gnome-shell", "--headless", "--virtual-monitor", f"{width}x{height}", "--wayland-display", "gnome",
         *(["--wayland"] if is_asked_for else []), *([] if desktop.options.xwayland else ["--no-x11"]),
-        additions={"LIBGL_ALWAYS_SOFTWARE": "1", "XDG_CURRENT_DESKTOP": "GNOME"})
+        # Its settings are a file, which a test can change.
+        additions={"LIBGL_ALWAYS_SOFTWARE": "1", "XDG_CURRENT_DESKTOP": "GNOME", "GSETTINGS_BACKEND": "keyfile"})
     ready, reader = desktop.make_pipe("compositor-is-ready")
     user = desktop.start_service("/usr/bin/python3", os.path.realpath(__file__), process.log, ready)
     desktop.read_line(reader, "the user of GNOME", user, process)

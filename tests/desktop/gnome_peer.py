@@ -4,8 +4,8 @@
 """Another program on GNOME's clipboard without a window, as a remote desktop is, and one that is shown
 the windows.
 
-Commands on standard input:   copy TYPE FILE | read TYPE FILE | windows
-Lines on standard output:     copied | read (the file is written; empty where there is none) | windows JSON
+Commands on standard input:   copy TYPE FILE | read TYPE FILE | windows | press KEY | release KEY
+Lines on standard output:     copied | read (the file is written; empty where there is none) | windows JSON | typed
 """
 
 import json
@@ -29,19 +29,23 @@ class Peer:
         self.bus = Gio.bus_get_sync(Gio.BusType.SESSION, None)
         self.data = b""
         Gio.bus_own_name_on_connection(self.bus, ASKER, Gio.BusNameOwnerFlags.NONE, None, None)
-        self.session = self.call(NAME, "/org/gnome/Mutter/RemoteDesktop", NAME, "CreateSession")[0][0]
+        self.session = self.create_session()
+        self.keyboard = None
         self.bus.signal_subscribe(NAME, NAME + ".Session", "SelectionTransfer", self.session, None,
                                   Gio.DBusSignalFlags.NONE, self.serve)
         self.of_session("EnableClipboard", "(a{sv})", {})
         GLib.io_add_watch(sys.stdin, GLib.IO_IN | GLib.IO_HUP, self.perform)
+
+    def create_session(self):
+        return self.call(NAME, "/org/gnome/Mutter/RemoteDesktop", NAME, "CreateSession")[0][0]
 
     def call(self, name, path, interface, method, arguments=None):
         answer, descriptors = self.bus.call_with_unix_fd_list_sync(
             name, path, interface, method, arguments, None, Gio.DBusCallFlags.NONE, -1, None, None)
         return answer.unpack(), descriptors.steal_fds() if descriptors else []
 
-    def of_session(self, method, signature, *arguments):
-        return self.call(NAME, self.session, NAME + ".Session", method, GLib.Variant(signature, arguments))
+    def of_session(self, method, signature, *arguments, session=None):
+        return self.call(NAME, session or self.session, NAME + ".Session", method, GLib.Variant(signature, arguments))
 
     def serve(self, _bus, _sender, _path, _interface, _signal, arguments):
         _, serial = arguments.unpack()
@@ -84,13 +88,21 @@ class Peer:
                                   "org.gnome.Shell.Introspect", "GetWindows")
         say("windows", json.dumps(sorted((number, window["has-focus"]) for number, window in windows.items())))
 
+    def type(self, key, is_down):
+        if not self.keyboard:
+            self.keyboard = self.create_session()
+            self.of_session("Start", "()", session=self.keyboard)
+        self.of_session("NotifyKeyboardKeycode", "(ub)", int(key), is_down, session=self.keyboard)
+        say("typed")
+
     def perform(self, *_):
         line = sys.stdin.readline()
         if not line:
             loop.quit()
             return False
         command, *arguments = line.split()
-        {"copy": self.copy, "read": self.read, "windows": self.windows}[command](*arguments)
+        {"copy": self.copy, "read": self.read, "windows": self.windows,
+         "press": lambda key: self.type(key, True), "release": lambda key: self.type(key, False)}[command](*arguments)
         return True
 
 

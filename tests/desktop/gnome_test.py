@@ -6,7 +6,9 @@
 Runs inside scripts/private-desktop --wayland gnome --network; CLIPMULE_BIN says where the programs are.
 """
 
+import configparser
 import json
+import os
 import pathlib
 import subprocess
 import sys
@@ -15,7 +17,11 @@ import unittest
 sys.dont_write_bytecode = True
 import agent_test  # noqa: E402
 import main_job  # noqa: E402
-from programs import PATIENCE_SECONDS  # noqa: E402
+from programs import PATIENCE_SECONDS, until  # noqa: E402
+
+KEY_V = 47
+KEY_SPACE = 57
+KEY_SUPER = 125
 
 
 class GnomeTest(main_job.MainJob):
@@ -49,6 +55,41 @@ class GnomeTest(main_job.MainJob):
 
     def windows(self):
         return json.loads(self.ask("windows", "windows ").partition(" ")[2])
+
+    def use_layouts(self, sources):
+        path = pathlib.Path(os.environ["HOME"], ".config", "glib-2.0", "settings", "keyfile")
+        settings = configparser.ConfigParser(delimiters="=", interpolation=None)
+        settings.read(path, encoding="utf-8")
+        settings["org/gnome/desktop/input-sources"] = {"sources": sources}
+        with open(self.folder / "keyfile", "w", encoding="utf-8") as file:
+            settings.write(file, space_around_delimiters=False)
+        # The folder is watched.
+        path.parent.mkdir(parents=True, exist_ok=True)
+        os.replace(self.folder / "keyfile", path)
+
+    def typed(self, window, key):
+        self.ask(f"press {key}", "typed")
+        self.ask(f"release {key}", "typed")
+        shown = window.wait_for("what is typed", lambda line: line.startswith("text ") and json.loads(line[5:]))
+        return shown[-1]
+
+    def test_the_users_layouts(self):
+        window = self.open_gtk_window()
+
+        def paste_when(typed):
+            until(f"layout with {typed}", lambda: self.typed(window, KEY_V) == typed)
+            self.paste_from_phone(window, f"pasted with {typed}")
+
+        self.use_layouts("[('xkb', 'us+dvorak')]")
+        paste_when("k")
+        self.use_layouts("[('xkb', 'gr')]")
+        paste_when("ω")
+        self.use_layouts("[('xkb', 'us'), ('xkb', 'us+dvorak')]")
+        paste_when("v")
+        # The user switches to the second.
+        for command in (f"press {KEY_SUPER}", f"press {KEY_SPACE}", f"release {KEY_SPACE}", f"release {KEY_SUPER}"):
+            self.ask(command, "typed")
+        paste_when("k")
 
 
 class GnomeXWaylandTest(GnomeTest):
