@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/foundation/Date.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/Result.h"
 
 #include <QCoreApplication>
@@ -25,10 +25,9 @@ public:
 namespace ShownText {
 
 /// A name on one line, whatever it holds and however long it is: phones name themselves.
-[[nodiscard]] QString onOneLine(const QString &text);
-
-/// "today at 13:05", "yesterday at 9:00", or a date, in the user's language and zone.
-[[nodiscard]] QString dateAndTime(Date date, Date now);
+[[nodiscard]] inline QString onOneLine(const QString &text) {
+    return clipmule::onOneLine(text, shownInLabel);
+}
 
 } // namespace ShownText
 

@@ -7,7 +7,9 @@
 #include "preferences/WindowParts.h"
 
 #include <QApplication>
+#include <QLocale>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QStyle>
 
 #include <algorithm>
@@ -27,6 +29,22 @@ constexpr qsizetype longestDetail = 64;
 
 auto isNamed(const QString &service) {
     return [&service](const Phone &phone) { return phone.service == service; };
+}
+
+// "today at 13:05", "yesterday at 9:00", or a date, in the user's language and zone.
+QString dateAndTime(Date date, Date now) {
+    const QDateTime local = date.toDateTime().toLocalTime();
+    const qint64 daysAgo = local.date().daysTo(now.toDateTime().toLocalTime().date());
+    const QLocale locale;
+    // Some locales' short form has seconds, which nobody needs to know here.
+    static const QRegularExpression seconds(QStringLiteral("[:.]?ss?(?=[^a-z]|$)"));
+    const QString time =
+        locale.toString(local.time(), locale.timeFormat(QLocale::ShortFormat).remove(seconds));
+    if (daysAgo == 0)
+        return PanelTexts::tr("today at %1").arg(time);
+    if (daysAgo == 1)
+        return PanelTexts::tr("yesterday at %1").arg(time);
+    return locale.toString(local.date(), QLocale::ShortFormat);
 }
 
 QStringList details(const Phone &phone) {
@@ -152,7 +170,7 @@ QString PhoneListModel::presenceText(const Phone &phone) const {
     if (!phone.lastSeen)
         return PanelTexts::tr("Not seen yet");
     return PanelTexts::tr("Not on the network, last seen %1")
-        .arg(ShownText::dateAndTime(*phone.lastSeen, _circumstances.now));
+        .arg(dateAndTime(*phone.lastSeen, _circumstances.now));
 }
 
 namespace {

@@ -1,8 +1,0 @@
-// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
-// SPDX-License-Identifier: MIT
-
-#include "tools/Tool.h"
-
-int main(int argc, char *argv[]) {
-    return clipmule::Tool::main(argc, argv, "clipmule-inspect", clipmule::InspectCommand::run);
-}
