@@ -177,6 +177,7 @@ public:
     FakeInput &operator=(const FakeInput &) = delete;
 
     [[nodiscard]] QString name() const override { return QStringLiteral("fake-input"); }
+    void setGroup(std::optional<quint32> group) override { _layout.setGroup(group); }
 
     [[nodiscard]] bool type(const QList<quint32> &symbols) override {
         const auto stroke = _connection->isLost() ? std::nullopt : _layout.stroke(symbols);

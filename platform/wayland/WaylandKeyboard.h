@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <memory>
+#include <optional>
 
 namespace clipmule {
 
@@ -34,6 +35,10 @@ public:
 
     /// "virtual-keyboard" or "fake-input".
     [[nodiscard]] virtual QString name() const = 0;
+
+    /// Which group of the user's layout is in force, for who knows; nothing for unknown. Of no
+    /// meaning where the keys are made in another layout.
+    virtual void setGroup(std::optional<quint32> group) { Q_UNUSED(group) }
 
     /// Presses the keys of these symbols (X11's numbers) in their order and releases them in the
     /// reverse. False, and nothing is pressed, when there is no key for one of them or the seat has

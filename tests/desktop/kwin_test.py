@@ -101,6 +101,22 @@ class KwinTest(main_job.MainJob):
             self.wait_for_letter(window, fingers, letter)
             self.paste_from_phone(window, f"typed with {layouts} {variants}")
 
+    def test_the_layout_in_force_counts(self):
+        window = self.open_gtk_window()
+        fingers = self.place_fingers()
+        self.addCleanup(self.set_layouts, "us", "")
+        self.set_layouts("us,us", ",dvorak")
+
+        def switch_to(number):
+            return BUS.call_sync("org.kde.keyboard", "/Layouts", "org.kde.KeyboardLayouts", "setLayout",
+                                 GLib.Variant("(u)", (number,)), None, Gio.DBusCallFlags.NONE, -1, None)
+
+        until("switch of layouts", lambda: self.owner_of("org.kde.keyboard"))
+        for number, letter in ((1, "'"), (0, "q"), (1, "'")):
+            switch_to(number)
+            self.wait_for_letter(window, fingers, letter)
+            self.paste_from_phone(window, f"typed with layout {number} ")
+
     def test_held_keys_do_not_mix_in(self):
         window = self.open_gtk_window()
         fingers = self.place_fingers()
