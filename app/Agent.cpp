@@ -84,6 +84,7 @@ void Agent::launch(const std::shared_ptr<ZRKUserDefaults> &shared) {
     tellStatus();
     _backends.statusInterface->start();
     _backends.dnssd->onDescriptionChange = [this] { tellStatusSoon(); };
+    _backends.pasteboard->onAccessChange = [this] { tellStatusSoon(); };
     if (_started == Started::ByUser && _face && _application->registeredDeviceNames().isEmpty())
         _backends.sessionPrograms->activate(preferencesProgram(), Face::preferencesExecutable());
 }
@@ -116,7 +117,6 @@ void Agent::tellStatusSoon() {
 
 void Agent::tellStatus() {
     const QString none = QStringLiteral("none");
-    const QString pasteboard = _backends.pasteboard->description();
     const QString keyboard = _backends.keyboard->description();
     const std::optional<Refusal> refused = _application->lastRefusal();
     _backends.statusInterface->setStatus(
@@ -124,9 +124,9 @@ void Agent::tellStatus() {
          .qtVersion = QString::fromLatin1(qVersion()),
          .syncEnabled = _application->isEnabled(),
          .hasDisplay = bool(_face),
-         .pasteboardBackend = pasteboard,
-         .pasteboardCanRead = pasteboard != none,
-         .pasteboardCanWrite = pasteboard != none,
+         .pasteboardBackend = _backends.pasteboard->description(),
+         .pasteboardCanRead = _backends.pasteboard->isAccessible(),
+         .pasteboardCanWrite = _backends.pasteboard->isAccessible(),
          .pasteBackend = keyboard,
          .canPaste = keyboard != none,
          .pasteObstacle = _backends.keyboard->obstacle(),

@@ -10,6 +10,8 @@
 #include "platform/foundation/PlatformException.h"
 #include "platform/keyboard/KeyboardEvents.h"
 
+#include <QCoreApplication>
+
 #include <numeric>
 #include <utility>
 
@@ -111,7 +113,16 @@ void InboundClips::paste() {
     if (onPrepareToPaste)
         onPrepareToPaste();
     _keyboard.paste();
-    qCDebug(logApp, "pasted");
+    if (_keyboard.obstacle().isEmpty()) {
+        qCDebug(logApp, "pasted");
+        return;
+    }
+    qCDebug(logApp, "put on the clipboard; nothing here can paste it");
+    // Said once: what follows is where this one is.
+    if (!std::exchange(_saidObstacle, true))
+        _pasteboard.notice(QCoreApplication::translate(
+            "Clipmule", "What your phone sent is on the clipboard. Nothing can paste it for you on "
+                        "this desktop: press Ctrl+V."));
 }
 
 } // namespace clipmule

@@ -51,7 +51,8 @@ public:
     /// Drops what waits of a phone that is gone, which the journal tells.
     void forget(const QString &phone);
     void forgetAll();
-    /// The paste key stroke, for the window in front.
+    /// The paste key stroke, for the window in front. Where none can be made the user is told, once
+    /// in the life of this object.
     void paste();
 
 private:
@@ -73,6 +74,8 @@ private:
     RunLoop::Timer _nextPaste;
     // A clip was passed over since the last paste.
     bool _clipsOvertaken = false;
+    // That nothing can paste.
+    bool _saidObstacle = false;
 };
 
 } // namespace clipmule

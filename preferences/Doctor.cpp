@@ -64,6 +64,21 @@ NetworkAdvice adviceFor(const dnssd::NetworkFacts &facts) {
                 "Make sure that the app is open and that the phone is on the same network.")};
 }
 
+QString clipboardObstacle(const AgentStatus &status) {
+    if (status.pasteboardCanRead && status.pasteboardCanWrite)
+        return {};
+    if (status.pasteboardBackend == u"none" && !status.hasDisplay)
+        return PanelTexts::tr("Clipmule Sync is running, but has no access to this desktop’s "
+                              "clipboard. It was started without a display; restart it here.");
+    if (status.pasteboardBackend == u"none")
+        return PanelTexts::tr("Clipmule Sync is running, but this desktop has no clipboard for "
+                              "programs without a window.");
+    if (status.pasteboardBackend == u"xwayland")
+        return PanelTexts::tr("Clipmule Sync is running, but this desktop may show it the "
+                              "clipboard only while an X11 window has the focus.");
+    return PanelTexts::tr("Clipmule Sync is running, but cannot use this desktop’s clipboard.");
+}
+
 QString trayAdvice(const AgentStatus &status, const QString &desktop) {
     const bool isMissing = status.hasDisplay && status.trayKind == u"none";
     if (!isMissing || !desktop.split(u':').contains(u"GNOME"))
@@ -171,6 +186,24 @@ void add(QStringList &lines, const char *label, const QStringList &values) {
         lines.append(std::exchange(shown, {}).leftJustified(labelWidth) + value);
 }
 
+QStringList problemsOfClipboard(const AgentStatus &status) {
+    if (status.pasteboardBackend == u"none")
+        return {QStringLiteral("This desktop has no clipboard for programs without a window: "
+                               "nothing goes to a phone, and nothing comes from one.")};
+    if (status.pasteboardBackend == u"xwayland" && !status.pasteboardCanRead)
+        return {QStringLiteral("This compositor shows programs without a window its clipboard only "
+                               "through XWayland. Most do so while an X11 window has the focus, "
+                               "and copying and pasting work only then.")};
+    QStringList problems;
+    if (!status.pasteboardCanRead)
+        problems.append(QStringLiteral("The clipboard cannot be read: nothing copied here reaches "
+                                       "a phone."));
+    if (!status.pasteboardCanWrite)
+        problems.append(QStringLiteral("The clipboard cannot be written: nothing copied on a phone "
+                                       "arrives."));
+    return problems;
+}
+
 QStringList problemsOfAgent(const Facts &facts) {
     if (!facts.hasSessionBus)
         return {QStringLiteral("There is no session bus: the agent can neither be asked nor told "
@@ -182,13 +215,7 @@ QStringList problemsOfAgent(const Facts &facts) {
     if (!facts.status->hasDisplay && !facts.status->pasteboardCanRead)
         return {QStringLiteral("The agent was started without a display, so it has no clipboard. "
                                "Start clipmule-sync on the desktop: it takes over.")};
-    QStringList problems;
-    if (!facts.status->pasteboardCanRead)
-        problems.append(QStringLiteral("The clipboard cannot be read: nothing copied here reaches "
-                                       "a phone."));
-    if (!facts.status->pasteboardCanWrite)
-        problems.append(QStringLiteral("The clipboard cannot be written: nothing copied on a phone "
-                                       "arrives."));
+    QStringList problems = problemsOfClipboard(*facts.status);
     if (!facts.status->canPaste)
         problems.append(
             QStringLiteral("What arrives is put on the clipboard, but cannot be pasted%1.")

@@ -28,6 +28,10 @@ struct NetworkAdvice {
 /// Advice on the first thing that keeps phones from being found.
 [[nodiscard]] NetworkAdvice adviceFor(const dnssd::NetworkFacts &facts);
 
+/// Why a running agent cannot use the desktop's clipboard, in the user's language; empty where it
+/// can.
+[[nodiscard]] QString clipboardObstacle(const AgentStatus &status);
+
 /// What to do so that the desktop (XDG_CURRENT_DESKTOP) shows the agent's icon, in the user's
 /// language; empty where nothing is known to help.
 [[nodiscard]] QString trayAdvice(const AgentStatus &status, const QString &desktop);

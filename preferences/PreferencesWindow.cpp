@@ -397,13 +397,8 @@ QString PreferencesWindow::agentText() const {
         break;
     }
     const AgentStatus &status = *_services.agent.status();
-    if (!status.pasteboardCanRead || !status.pasteboardCanWrite)
-        return status.pasteboardBackend == u"none"
-                   ? PanelTexts::tr("Clipmule Sync is running, but has no access to this "
-                                    "desktop’s clipboard. It was started without a display; "
-                                    "restart it here.")
-                   : PanelTexts::tr("Clipmule Sync is running, but cannot use this desktop’s "
-                                    "clipboard.");
+    if (const QString obstacle = clipboardObstacle(status); !obstacle.isEmpty())
+        return obstacle;
     if (!_services.settings.isOn(Key::SyncEnabled))
         return PanelTexts::tr("Syncing is off.");
     QStringList connected;
@@ -413,7 +408,12 @@ QString PreferencesWindow::agentText() const {
     }
     if (connected.isEmpty())
         return PanelTexts::tr("No phone is connected.");
-    return PanelTexts::tr("Connected to %1.").arg(QLocale().createSeparatedList(connected));
+    const QString text =
+        PanelTexts::tr("Connected to %1.").arg(QLocale().createSeparatedList(connected));
+    if (status.canPaste || _services.settings.pasteMode() != PasteMode::Paste)
+        return text;
+    return text + u' ' +
+           PanelTexts::tr("Nothing can be pasted for you on this desktop: press Ctrl+V.");
 }
 
 void PreferencesWindow::showSwitches() {

@@ -72,7 +72,7 @@ MutterDataControl::MutterDataControl(std::shared_ptr<MutterConnection> connectio
                       [this](const QDBusMessage &answer) { enabled(answer); });
     };
     _session.onClosed = [this] {
-        _access = Access::Awaited;
+        setAccess(Access::Awaited);
         _isTaking = false;
         _takingTimer.cancel();
         _requests = 0;
@@ -89,13 +89,13 @@ MutterDataControl::MutterDataControl(std::shared_ptr<MutterConnection> connectio
 // What is on the clipboard was said before the answer comes.
 void MutterDataControl::enabled(const QDBusMessage &answer) {
     if (answer.type() == QDBusMessage::ErrorMessage) {
-        _access = Access::Refused;
+        setAccess(Access::Refused);
         qCWarning(logWayland).noquote() << "the compositor does not let us have its clipboard:"
                                         << cutForLog(answer.errorMessage());
         dropOwned();
         return;
     }
-    _access = Access::Given;
+    setAccess(Access::Given);
     const bool isFirst = !std::exchange(_hadAccess, true);
     // The compositor keeps one form of what a program that has gone had offered.
     const bool isOfOurs =
@@ -110,6 +110,12 @@ void MutterDataControl::enabled(const QDBusMessage &answer) {
     dropOwned();
     if (isFirst || isCopy)
         tell(_initial, isFirst ? Moment::AtTheStart : Moment::Change);
+}
+
+void MutterDataControl::setAccess(Access access) {
+    _access = access;
+    if (onAccess)
+        onAccess(access == Access::Given);
 }
 
 void MutterDataControl::ownerChanged(const QDBusMessage &signal) {

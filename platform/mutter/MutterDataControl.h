@@ -33,6 +33,7 @@ private:
     using Types = std::optional<QStringList>; // nothing when nobody owns the clipboard
     enum class Access { Awaited, Given, Refused };
 
+    void setAccess(Access access);
     void enabled(const QDBusMessage &answer);
     void ownerChanged(const QDBusMessage &signal);
     void othersTook(const Types &types);

@@ -109,6 +109,7 @@ void FollowedPasteboard::fetch(const std::function<void(Listed)> &list, Owner ow
 
 void FollowedPasteboard::fetched(const std::optional<PasteboardContents> &fetchedContents,
                                  Owner owner) {
+    ownerAnswered(fetchedContents.has_value());
     // Nothing is known of an owner that hangs; the last complete contents stay.
     if (fetchedContents) {
         const bool isCopy =

@@ -117,6 +117,8 @@ protected:
     void setIsTheManagers(bool isTheManagers) { _taking.isTheManagers = isTheManagers; }
     /// We own it, and have written the contents.
     void weTook(Owner us);
+    /// Another owner was asked for what it offers, and has told it, or not.
+    virtual void ownerAnswered(bool hasAnswered) { Q_UNUSED(hasAnswered) }
     void stopFetching();
     void forgetOwner(Owner owner) { _history.forgetOwner(owner); }
 

@@ -70,6 +70,11 @@ void Pasteboard::releaseContents() {
         setContents({});
 }
 
+void Pasteboard::setAccessible(bool isAccessible) {
+    if (std::exchange(_isAccessible, isAccessible) != isAccessible && onAccessChange)
+        onAccessChange();
+}
+
 std::unique_ptr<Pasteboard> makePasteboard(const Session &session,
                                            FindPasteboardAudience audience) {
     if (auto control = WaylandDataControl::make(session.wayland))
@@ -80,9 +85,9 @@ std::unique_ptr<Pasteboard> makePasteboard(const Session &session,
     }
     if (!session.x11 || !hasX11PasteboardSupport(*session.x11))
         return std::make_unique<NullPasteboard>();
-    auto pasteboard = std::make_unique<X11Pasteboard>(session.x11, std::move(audience),
-                                                      session.wayland ? QStringLiteral("xwayland")
-                                                                      : QStringLiteral("x11"));
+    auto pasteboard = std::make_unique<X11Pasteboard>(
+        session.x11, std::move(audience),
+        session.wayland ? X11Pasteboard::Whose::Compositors : X11Pasteboard::Whose::Servers);
     pasteboard->start();
     return pasteboard;
 }

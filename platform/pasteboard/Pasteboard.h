@@ -103,6 +103,12 @@ public:
     // NOLINTNEXTLINE(performance-unnecessary-value-param): whoever overrides it keeps it.
     virtual void prepareToQuit(std::function<void()> done) { done(); }
 
+    /// Whether the desktop lets us read and write it, by what has happened: not before it has
+    /// answered, and no more when it has taken that back.
+    [[nodiscard]] bool isAccessible() const { return _isAccessible; }
+    /// Called when that has changed.
+    std::function<void()> onAccessChange;
+
     /// Which clipboard it is, for the status: "x11", or "xwayland" where that is only part of a
     /// compositor's. "none" where there is none.
     [[nodiscard]] virtual QString description() const = 0;
@@ -117,11 +123,13 @@ protected:
     void setContents(PasteboardContents contents) { _contents = std::move(contents); }
     void moveChangeCount() { ++_changeCount; }
     void moveUnansweredCount() { ++_unansweredCount; }
+    void setAccessible(bool isAccessible);
 
 private:
     PasteboardContents _contents;
     qint64 _changeCount = 0;
     qint64 _unansweredCount = 0;
+    bool _isAccessible = false;
 };
 
 /// The clipboard of the session's display, followed from now on. Where there is none, or none that

@@ -124,7 +124,12 @@ private:
         _device = Form::device(_manager, seat);
         Form::listen(_device, &deviceListener, this);
         _moment = Moment::AtTheStart;
-        _connection->whenServed(this, [this] { _moment = Moment::Change; });
+        // Who may not have it is thrown out by then.
+        _connection->whenServed(this, [this, device = _device] {
+            _moment = Moment::Change;
+            if (device == _device && onAccess)
+                onAccess(true);
+        });
     }
     [[nodiscard]] FileHandle pipeOf(const QString &type) {
         int ends[2];
@@ -166,6 +171,8 @@ private:
             onCancelled();
         if (onSelection)
             onSelection(std::nullopt, Moment::Change);
+        if (onAccess)
+            onAccess(false);
     }
     void dropSource() {
         if (_source)

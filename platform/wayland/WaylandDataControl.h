@@ -59,6 +59,9 @@ public:
     /// What we owned is not on the clipboard any more.
     std::function<void()> onCancelled;
 
+    /// The compositor has let us at a clipboard, or has taken it back.
+    std::function<void(bool isGiven)> onAccess;
+
     /// Asks the newest owner for a type. What it says comes out of the descriptor, which does not
     /// block and is handed over at once or later; at its end everything was said. It is closed when
     /// nobody owns the clipboard, or the system has no pipe for us.

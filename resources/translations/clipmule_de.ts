@@ -263,6 +263,10 @@
         <source>Pastes what arrives from phones</source>
         <translation>Fügt ein, was von Telefonen ankommt</translation>
     </message>
+    <message>
+        <source>What your phone sent is on the clipboard. Nothing can paste it for you on this desktop: press Ctrl+V.</source>
+        <translation>Was Ihr Telefon gesendet hat, liegt in der Zwischenablage. Auf diesem Desktop kann es nicht für Sie eingefügt werden: Drücken Sie Strg+V.</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>
@@ -581,6 +585,18 @@
     <message>
         <source>GNOME shows icons of this kind only with an extension. Install gnome-shell-extension-appindicator, log in again, and switch it on in Extensions.</source>
         <translation>GNOME zeigt solche Symbole nur mit einer Erweiterung. Installieren Sie gnome-shell-extension-appindicator, melden Sie sich neu an und schalten Sie sie unter „Erweiterungen“ ein.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but this desktop has no clipboard for programs without a window.</source>
+        <translation>Clipmule Sync läuft, aber dieser Desktop hat keine Zwischenablage für Programme ohne Fenster.</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but this desktop may show it the clipboard only while an X11 window has the focus.</source>
+        <translation>Clipmule Sync läuft, aber dieser Desktop zeigt ihm die Zwischenablage möglicherweise nur, solange ein X11-Fenster den Fokus hat.</translation>
+    </message>
+    <message>
+        <source>Nothing can be pasted for you on this desktop: press Ctrl+V.</source>
+        <translation>Auf diesem Desktop kann nichts für Sie eingefügt werden: Drücken Sie Strg+V.</translation>
     </message>
 </context>
 </TS>

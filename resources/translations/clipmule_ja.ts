@@ -263,6 +263,10 @@
         <source>Pastes what arrives from phones</source>
         <translation>スマートフォンから届いたものを貼り付けます</translation>
     </message>
+    <message>
+        <source>What your phone sent is on the clipboard. Nothing can paste it for you on this desktop: press Ctrl+V.</source>
+        <translation>スマートフォンから届いた内容はクリップボードにあります。このデスクトップでは自動で貼り付けられません。Ctrl+V を押してください。</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>
@@ -581,6 +585,18 @@
     <message>
         <source>GNOME shows icons of this kind only with an extension. Install gnome-shell-extension-appindicator, log in again, and switch it on in Extensions.</source>
         <translation>GNOME でこの種のアイコンを表示するには拡張機能が必要です。gnome-shell-extension-appindicator をインストールし、ログインし直してから、「拡張機能」で有効にしてください。</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but this desktop has no clipboard for programs without a window.</source>
+        <translation>Clipmule Sync は動作していますが、このデスクトップではウィンドウのないプログラムはクリップボードを使用できません。</translation>
+    </message>
+    <message>
+        <source>Clipmule Sync is running, but this desktop may show it the clipboard only while an X11 window has the focus.</source>
+        <translation>Clipmule Sync は動作していますが、このデスクトップでは X11 のウィンドウにフォーカスがある間しかクリップボードを使用できない可能性があります。</translation>
+    </message>
+    <message>
+        <source>Nothing can be pasted for you on this desktop: press Ctrl+V.</source>
+        <translation>このデスクトップでは自動で貼り付けられません。Ctrl+V を押してください。</translation>
     </message>
 </context>
 </TS>

@@ -83,6 +83,20 @@ private Q_SLOTS:
         QCOMPARE(status.pasteObstacle, u"there is no display"_qs);
     }
 
+    void accessIsToldAsItComesAndGoes() {
+        auto &pasteboard = static_cast<FakePasteboard &>(*_backends.pasteboard);
+        pasteboard.setAccessible(false);
+        start();
+        QVERIFY(!_told.constLast().pasteboardCanRead && !_told.constLast().pasteboardCanWrite);
+        QCOMPARE(_told.constLast().pasteboardBackend, u"fake"_qs);
+        pasteboard.setAccessible(true);
+        kit::settle(*_runLoop);
+        QVERIFY(_told.constLast().pasteboardCanRead && _told.constLast().pasteboardCanWrite);
+        pasteboard.setAccessible(false);
+        kit::settle(*_runLoop);
+        QVERIFY(!_told.constLast().pasteboardCanRead && !_told.constLast().pasteboardCanWrite);
+    }
+
     void whoeverIsInFrontIsTheAudience() {
         kit::FakeActiveApplication inFront;
         QCOMPARE(audienceOf(inFront), PasteboardAudience::Unknown);

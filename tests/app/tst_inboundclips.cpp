@@ -65,6 +65,26 @@ private Q_SLOTS:
         QCOMPARE(_desk->statistic(u"dataReceived"_qs), PropertyList(quint64(5)));
     }
 
+    void whereNothingCanPasteTheUserIsToldOnce() {
+        _inbound->receive(u"Anna"_qs, textClip(u"pasted"_qs));
+        QCOMPARE(_desk->notice.messages, QStringList());
+        _desk->keyboard.why = u"the compositor takes none"_qs;
+        // Who wants nothing pasted misses nothing.
+        _mode = PasteMode::Clipboard;
+        _desk->advance(1);
+        _inbound->receive(u"Anna"_qs, textClip(u"wanted on the clipboard"_qs));
+        QCOMPARE(_desk->notice.messages, QStringList());
+        _mode = PasteMode::Paste;
+        for (const QString &clip : {u"one"_qs, u"two"_qs}) {
+            _desk->advance(1);
+            _inbound->receive(u"Anna"_qs, textClip(clip));
+            QCOMPARE(text(), clip);
+            QCOMPARE(_desk->notice.messages,
+                     QStringList{u"What your phone sent is on the clipboard. Nothing can paste it "
+                                 "for you on this desktop: press Ctrl+V."_qs});
+        }
+    }
+
     void aClipboardThatFailsIsTold() {
         _desk->pasteboard.failWritesWith(u"no clipboard"_qs);
         QTest::ignoreMessage(QtWarningMsg, "ERROR DECODING DATA PasteboardFailure: no clipboard");

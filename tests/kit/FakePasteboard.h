@@ -10,6 +10,10 @@ namespace clipmule::kit {
 /// A clipboard in memory, which a test scripts: other applications copy to it, vanish, or fail.
 class FakePasteboard final : public Pasteboard {
 public:
+    FakePasteboard() { setAccessible(true); }
+
+    /// The desktop lets us at it, or does not.
+    using Pasteboard::setAccessible;
     /// Another application copies: the change count moves and the contents are replaced, by nothing
     /// while nobody watches.
     void copyByAnotherApplication(const PasteboardContents &contents);

@@ -14,6 +14,10 @@ public:
 
     void paste() override { ++_pasteCount; }
     [[nodiscard]] QString description() const override { return QStringLiteral("recording"); }
+    [[nodiscard]] QString obstacle() const override { return why; }
+
+    /// Why no key strokes can be made.
+    QString why;
 
 private:
     int _pasteCount = 0;

@@ -325,6 +325,12 @@ private Q_SLOTS:
         QCOMPARE(_desktop->pasteboard->contents().text, std::optional<QByteArray>("after"));
     }
 
+    void aClosedSessionGivesNoAccess() {
+        QVERIFY(_desktop->pasteboard->isAccessible());
+        mutter().closeSessions();
+        QVERIFY(await([&] { return !_desktop->pasteboard->isAccessible(); }));
+    }
+
     void aRefusedSelectionIsSaidAndTheirsIsTaken_data() {
         QTest::addColumn<bool>("isSilent");
         QTest::newRow("refused") << false;

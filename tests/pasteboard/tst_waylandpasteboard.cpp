@@ -33,6 +33,34 @@ private Q_SLOTS:
         QCOMPARE(makePasteboard(session)->description(), QStringLiteral("ext-data-control"));
     }
 
+    // Not by what the compositor offers.
+    void accessIsProvedByAnAnswer() {
+        WaylandPasteboard pasteboard(WaylandDataControl::make(_desktop->connection));
+        int changes = 0;
+        pasteboard.onAccessChange = [&] { ++changes; };
+        QVERIFY(!pasteboard.isAccessible());
+        _desktop->settle();
+        QVERIFY(pasteboard.isAccessible());
+        QCOMPARE(changes, 1);
+        // What is told later is no news.
+        copy({{"text/plain", "x"}});
+        _desktop->settle();
+        QCOMPARE(changes, 1);
+        _desktop->compositor.finishDevices();
+        _desktop->settle();
+        QVERIFY(!pasteboard.isAccessible());
+        QCOMPARE(changes, 2);
+    }
+
+    void theNextSeatIsAnotherQuestion() {
+        const WaylandPasteboard &pasteboard = *_desktop->pasteboard;
+        QVERIFY(pasteboard.isAccessible());
+        _desktop->compositor.removeSeat();
+        QVERIFY(await([&] { return !pasteboard.isAccessible(); }));
+        _desktop->compositor.addSeat();
+        QVERIFY(await([&] { return pasteboard.isAccessible(); }));
+    }
+
     void allMeaningsAreRead() {
         copy({{"text/plain;charset=utf-8", "text"},
               {"text/html", "<b>text</b>"},

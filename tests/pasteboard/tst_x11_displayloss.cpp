@@ -81,6 +81,7 @@ private Q_SLOTS:
         QTest::ignoreMessage(QtWarningMsg, "the X11 display server has gone");
         QVERIFY(await([&] { return connection->isLost(); }));
         QVERIFY(pasteboard->contents().isEmpty());
+        QVERIFY(!pasteboard->isAccessible());
     }
 
     void quittingHandOverEndsWithTheServer() {

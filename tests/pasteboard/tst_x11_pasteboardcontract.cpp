@@ -260,6 +260,12 @@ private Q_SLOTS:
         QCOMPARE(calls, 1);
     }
 
+    void whoHasAnsweredIsAccessible_data() { backends(); }
+    void whoHasAnsweredIsAccessible() {
+        QFETCH(QString, backend);
+        QVERIFY(makeBackend(backend)->pasteboard().isAccessible());
+    }
+
     void itSaysWhichItIs() {
         ManualRunLoop runLoop;
         const RunLoop::Installation installation(runLoop);
@@ -275,6 +281,7 @@ private Q_SLOTS:
     void withoutADisplayItIsEmptyAndSaysSoOnce() {
         const std::unique_ptr<Pasteboard> pasteboard = makePasteboard(Session());
         QCOMPARE(pasteboard->description(), QStringLiteral("none"));
+        QVERIFY(!pasteboard->isAccessible());
         QCOMPARE(pasteboard->changeCount(), 0);
         QTest::ignoreMessage(QtWarningMsg,
                              "no clipboard can be reached in this session: nothing is "

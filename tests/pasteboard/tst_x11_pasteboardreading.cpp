@@ -184,6 +184,29 @@ private Q_SLOTS:
         QCOMPARE(textOn(*desktop.pasteboard), QStringLiteral("kept"));
     }
 
+    // An X server says nothing about what a compositor lets it have.
+    void aCompositorsClipboardIsAccessibleWhenItWasRead() {
+        Desktop desktop;
+        QVERIFY(desktop.pasteboard->isAccessible());
+        X11TestOwner owner;
+        desktop.pasteboard = std::make_unique<X11Pasteboard>(
+            desktop.connection, FindPasteboardAudience(), X11Pasteboard::Whose::Compositors);
+        desktop.pasteboard->start();
+        desktop.pasteboard->setWatching(true);
+        desktop.settle();
+        QVERIFY(!desktop.pasteboard->isAccessible());
+        owner.own(text("shown"));
+        QVERIFY(desktop.fetchEnds());
+        QVERIFY(desktop.pasteboard->isAccessible());
+        owner.setMute(true);
+        owner.own(text("kept"));
+        QVERIFY(desktop.fetchBegins());
+        desktop.settle();
+        QTest::ignoreMessage(QtWarningMsg, "the clipboard's owner does not answer");
+        desktop.runLoop.advance(TargetTransfer::stepLimit);
+        QVERIFY(!desktop.pasteboard->isAccessible());
+    }
+
     void lateAnswerIsNotTakenForTheNextOwners() {
         Desktop desktop;
         X11TestOwner late;

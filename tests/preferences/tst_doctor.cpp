@@ -125,6 +125,22 @@ private Q_SLOTS:
             "writing", [](Doctor::Facts &facts) { facts.status->pasteboardCanWrite = false; },
             "cannot be written");
         row(
+            "no clipboard",
+            [](Doctor::Facts &facts) {
+                facts.status->pasteboardBackend = QStringLiteral("none");
+                facts.status->pasteboardCanRead = false;
+                facts.status->pasteboardCanWrite = false;
+            },
+            "has no clipboard for programs without a window");
+        row(
+            "a compositor's X server",
+            [](Doctor::Facts &facts) {
+                facts.status->pasteboardBackend = QStringLiteral("xwayland");
+                facts.status->pasteboardCanRead = false;
+                facts.status->pasteboardCanWrite = false;
+            },
+            "only through XWayland. Most do so while an X11 window has the focus");
+        row(
             "pasting", [](Doctor::Facts &facts) { facts.status->canPaste = false; },
             "but cannot be pasted.");
         row(
@@ -207,6 +223,10 @@ private Q_SLOTS:
         });
         QTest::newRow("nobody else")
             << Change([](Doctor::Facts &facts) { facts.network.multicast = Multicast::OnlyOwn; });
+        QTest::newRow("a compositor's X server that could be read")
+            << Change([](Doctor::Facts &facts) {
+                   facts.status->pasteboardBackend = QStringLiteral("xwayland");
+               });
         QTest::newRow("connected on this very computer") << Change([](Doctor::Facts &facts) {
             facts.network.interfaces.removeLast();
             facts.network.multicast = Multicast::NoAnswer;

@@ -267,17 +267,64 @@ private Q_SLOTS:
 
     void whyTheClipboardCannotBeUsed_data() {
         QTest::addColumn<QString>("backend");
+        QTest::addColumn<bool>("hasDisplay");
         QTest::addColumn<QString>("said");
-        QTest::newRow("no display") << u"none"_qs << u"without a display; restart it"_qs;
-        QTest::newRow("another reason") << u"x11"_qs << u"cannot use this desktop’s clipboard"_qs;
+        QTest::newRow("no display") << u"none"_qs << false << u"without a display; restart it"_qs;
+        QTest::newRow("no clipboard")
+            << u"none"_qs << true << u"no clipboard for programs without a window."_qs;
+        QTest::newRow("XWayland") << u"xwayland"_qs << true
+                                  << u"only while an X11 window has the focus."_qs;
+        QTest::newRow("another reason")
+            << u"x11"_qs << true << u"cannot use this desktop’s clipboard"_qs;
     }
     void whyTheClipboardCannotBeUsed() {
         QFETCH(QString, backend);
+        QFETCH(bool, hasDisplay);
         QFETCH(QString, said);
         start();
-        tell({.syncEnabled = true, .pasteboardBackend = backend});
+        tell({.syncEnabled = true, .hasDisplay = hasDisplay, .pasteboardBackend = backend});
         const QString text = _window->findChild<QLabel *>(u"agentState"_qs)->text();
         QVERIFY2(text.contains(said), qPrintable(text));
+    }
+
+    void oneWayIsNotEnough() {
+        start();
+        const auto *const text = _window->findChild<QLabel *>(u"agentState"_qs);
+        tell({.syncEnabled = true, .pasteboardBackend = u"x11"_qs, .pasteboardCanRead = true});
+        QVERIFY(text->text().contains(u"cannot use"));
+        tell({.syncEnabled = true, .pasteboardBackend = u"x11"_qs, .pasteboardCanWrite = true});
+        QVERIFY(text->text().contains(u"cannot use"));
+        tell({.syncEnabled = true,
+              .pasteboardBackend = u"none"_qs,
+              .pasteboardCanRead = true,
+              .pasteboardCanWrite = true});
+        QCOMPARE(text->text(), u"No phone is connected."_qs);
+    }
+
+    void whereNothingCanPasteItIsSaid() {
+        start();
+        appear(anna);
+        button(u"Pair"_qs)->click();
+        settle();
+        AgentStatus status{
+            .syncEnabled = true,
+            .pasteboardBackend = u"x11"_qs,
+            .pasteboardCanRead = true,
+            .pasteboardCanWrite = true,
+            .canPaste = true,
+            .phones = {
+                {.service = anna, .name = anna, .state = AgentStatus::PhoneState::Connected}}};
+        const auto *const text = _window->findChild<QLabel *>(u"agentState"_qs);
+        tell(status);
+        QVERIFY(text->text().startsWith(u"Connected to "));
+        QVERIFY(!text->text().contains(u"press"));
+        status.canPaste = false;
+        tell(status);
+        QVERIFY(text->text().endsWith(
+            u". Nothing can be pasted for you on this desktop: press Ctrl+V."_qs));
+        // Who wants it on the clipboard only is not told.
+        check(u"Paste what a phone sends"_qs)->click();
+        QVERIFY(!text->text().contains(u"press"));
     }
 
     void gnomesMissingIconIsExplained() {

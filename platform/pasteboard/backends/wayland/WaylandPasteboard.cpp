@@ -29,6 +29,7 @@ WaylandPasteboard::WaylandPasteboard(std::unique_ptr<WaylandDataControl> control
         _offers.send(target, std::move(pipe), std::move(closed));
     };
     _control->onCancelled = [this] { disown(); };
+    _control->onAccess = [this](bool isGiven) { setAccessible(isGiven); };
 }
 
 void WaylandPasteboard::selectionChanged(const std::optional<QStringList> &targets) {

@@ -22,9 +22,9 @@ bool hasX11PasteboardSupport(X11Connection &connection) {
 }
 
 X11Pasteboard::X11Pasteboard(std::shared_ptr<X11Connection> connection,
-                             FindPasteboardAudience audience, QString description)
+                             FindPasteboardAudience audience, Whose whose)
     : FollowedPasteboard(_transfer)
-    , _description(std::move(description))
+    , _whose(whose)
     , _connection(std::move(connection))
     , _transfer(_connection)
     , _owner(_connection, std::move(audience))
@@ -53,7 +53,11 @@ void X11Pasteboard::findTheOwner() {
     const auto cookie = xcb_get_selection_owner(_connection->xcb(), _clipboard);
     _connection->awaitReply(cookie.sequence, this, [this](const void *memory) {
         const auto *reply = static_cast<const xcb_get_selection_owner_reply_t *>(memory);
-        if (reply && reply->owner != XCB_NONE)
+        if (!reply)
+            return;
+        if (_whose == Whose::Servers)
+            setAccessible(true);
+        if (reply->owner != XCB_NONE)
             rememberOwner(reply->owner);
     });
 }
@@ -144,6 +148,13 @@ void X11Pasteboard::prepareToQuit(std::function<void()> done) {
 void X11Pasteboard::x11ConnectionLost() {
     stopFetching();
     setContents({});
+    setAccessible(false);
+}
+
+// What an X server says of a compositor's clipboard proves nothing.
+void X11Pasteboard::ownerAnswered(bool hasAnswered) {
+    if (_whose == Whose::Compositors)
+        setAccessible(hasAnswered);
 }
 
 } // namespace clipmule

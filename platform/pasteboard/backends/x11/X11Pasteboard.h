@@ -33,22 +33,28 @@ public:
     /// Windows that are remembered as having owned the clipboard. A desktop has some tens.
     static constexpr qsizetype mostEarlierOwners = 256;
 
+    /// Whose clipboard it is: the X server's, or that of a compositor, of which the X server shows
+    /// what it is let.
+    enum class Whose { Servers, Compositors };
+
     /// The connection must have the XFixes extension: hasX11PasteboardSupport().
     explicit X11Pasteboard(std::shared_ptr<X11Connection> connection,
-                           FindPasteboardAudience audience = {},
-                           QString description = QStringLiteral("x11"));
+                           FindPasteboardAudience audience = {}, Whose whose = Whose::Servers);
     ~X11Pasteboard() override;
 
     /// Begins to follow the selection.
     void start();
 
-    [[nodiscard]] QString description() const override { return _description; }
+    [[nodiscard]] QString description() const override {
+        return _whose == Whose::Servers ? QStringLiteral("x11") : QStringLiteral("xwayland");
+    }
     void offerAsSelection() override { _owner.ownSelection(); }
     void prepareToQuit(std::function<void()> done) override;
 
 protected:
     void publish() override;
     [[nodiscard]] bool ownsContents() const override { return _owner.isOwning(); }
+    void ownerAnswered(bool hasAnswered) override;
 
 private:
     void x11Event(const xcb_generic_event_t &event) override;
@@ -59,7 +65,7 @@ private:
     void rememberOwner(xcb_window_t owner);
     void askForTheManager(xcb_window_t owner);
 
-    const QString _description;
+    const Whose _whose;
     std::shared_ptr<X11Connection> _connection;
     X11TargetTransfer _transfer;
     X11SelectionOwner _owner;
