@@ -3,6 +3,7 @@
 
 #include "preferences/Doctor.h"
 
+#include "platform/foundation/Log.h"
 #include "preferences/PanelTexts.h"
 #include "preferences/StatusReport.h"
 
@@ -102,6 +103,8 @@ using StatusReport::plainDate;
 constexpr int labelWidth = 14;
 // More refusals are in the JSON form.
 constexpr qsizetype mostRefusalsShown = 3;
+// UTF-16 units: a sentence with a path, which is of use as a whole only.
+constexpr qsizetype longestObstacle = 500;
 
 QString yesOrNo(bool value) {
     return value ? QStringLiteral("yes") : QStringLiteral("no");
@@ -222,7 +225,7 @@ QStringList problemsOfAgent(const Facts &facts) {
                 .arg(facts.status->pasteObstacle.isEmpty()
                          ? QString()
                          : QStringLiteral(": ") +
-                               ShownText::onOneLine(facts.status->pasteObstacle)));
+                               onOneLine(facts.status->pasteObstacle, longestObstacle)));
     return problems;
 }
 

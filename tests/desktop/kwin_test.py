@@ -7,7 +7,7 @@ Runs inside scripts/private-desktop --wayland kwin --network; CLIPMULE_BIN says 
 """
 
 import json
-import os
+import subprocess
 import sys
 import unittest
 from pathlib import Path
@@ -15,7 +15,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 import main_job  # noqa: E402
 from gi.repository import Gio, GLib  # noqa: E402
-from agent_test import BIN  # noqa: E402
+from agent_test import BIN, ROOT  # noqa: E402
 from programs import PATIENCE_SECONDS, until  # noqa: E402
 
 # Windows of programs, and which one is active.
@@ -132,6 +132,38 @@ class KwinTest(main_job.MainJob):
         self.tap(fingers, letter_a)
         self.move(fingers, f"release {left_shift}")
         self.wait_for_text(window, "aA")
+
+    def test_the_active_window_is_known(self):
+        """By the name that its program gives itself: a terminal that pastes the selection gets no keys."""
+        terminal = self.folder / "xterm"
+        terminal.symlink_to(ROOT / "scripts" / "demo-window")
+        first = self.open_window("window of that name", terminal)
+        self.phone.tell("text not for terminals")
+        until("clip on the clipboard", lambda: self.clipboard(main_job.TEXT) == b"not for terminals")
+        self.paste_from_phone(self.open_gtk_window(), "for everybody else")
+        self.assertTrue(first.lines.empty())
+
+    def test_without_the_desktop_entry(self):
+        """An agent that was not installed, of which KDE knows nothing."""
+        entry = Path.home() / ".local/share/applications/clipmule-sync.desktop"
+        text = entry.read_text(encoding="utf-8")
+
+        def change_entry(change, *arguments):
+            self.agent.stop()
+            change(*arguments)
+            subprocess.run(["kbuildsycoca5"], timeout=PATIENCE_SECONDS, check=True, capture_output=True)
+
+        self.addCleanup(change_entry, entry.write_text, text)
+        change_entry(entry.unlink)
+        self.start_agent()
+        self.wait_until_opened(self.phone)
+        self.phone.tell("text from the phone")
+        until("clip on the clipboard", lambda: self.clipboard(main_job.TEXT) == b"from the phone")
+        words = self.doctor()
+        self.assertIn("wlr-data-control: reading yes, writing yes", words)
+        self.assertRegex(words, r"pasting +none\n")
+        self.assertIn(f"cannot be pasted: no installed desktop entry has both Exec={BIN / 'clipmule-sync'} and "
+                      "X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input.", words)
 
 
 class KwinXWaylandTest(KwinTest):

@@ -167,9 +167,13 @@ class MainJob(agent_test.AgentTest):
         for name in described.keys() & announced.keys():
             self.assertGreaterEqual(announced[name], self.older.get(name, described[name]), name)
 
+    @staticmethod
+    def doctor():
+        return subprocess.run([BIN / "clipmule-preferences", "doctor"], capture_output=True, text=True,
+                              timeout=PATIENCE_SECONDS, check=False).stdout
+
     def test_what_is_said_is_true(self):
-        words = subprocess.run([BIN / "clipmule-preferences", "doctor"], capture_output=True, text=True,
-                               timeout=PATIENCE_SECONDS, check=False).stdout
+        words = self.doctor()
         self.assertIn(f"{self.clipboard_words}: reading yes, writing yes", words)
         self.assertRegex(words, rf"pasting +{self.pasting_words}\n")
         self.assertNotIn("has no clipboard", words)

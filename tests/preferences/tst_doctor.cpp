@@ -151,6 +151,20 @@ private Q_SLOTS:
             },
             "but cannot be pasted: there is\\nnothing to do it with.");
         row(
+            "a long path",
+            [](Doctor::Facts &facts) {
+                facts.status->canPaste = false;
+                facts.status->pasteObstacle = QString(500, u'x');
+            },
+            QByteArray("but cannot be pasted: " + QByteArray(500, 'x') + '.').constData());
+        row(
+            "too long a path",
+            [](Doctor::Facts &facts) {
+                facts.status->canPaste = false;
+                facts.status->pasteObstacle = QString(501, u'x');
+            },
+            "(501).");
+        row(
             "no display",
             [](Doctor::Facts &facts) {
                 facts.status->hasDisplay = false;
