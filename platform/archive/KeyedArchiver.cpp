@@ -253,12 +253,6 @@ void RecordEncoder::encodeObject(const ArchiveValue &value, const QString &key) 
     insert(key, reference(_archive.add(value)));
 }
 
-const PropertyList::Dictionary *dictionaryUnder(const PropertyList::Dictionary &dictionary,
-                                                const QString &key) {
-    const auto *value = find(dictionary, key);
-    return value ? value->as<PropertyList::Dictionary>() : nullptr;
-}
-
 class Unarchive {
 public:
     Unarchive(PropertyList::List objects, const CodingClasses &classes, qsizetype size)
@@ -391,8 +385,7 @@ ArchiveValue Unarchive::decode(quint32 number) {
 }
 
 QString Unarchive::className(const PropertyList::Dictionary &record) const {
-    const auto *value = find(record, QStringLiteral("$class"));
-    const auto *reference = value ? value->as<PropertyList::Uid>() : nullptr;
+    const auto *reference = find<PropertyList::Uid>(record, QStringLiteral("$class"));
     if (!reference)
         refuseArchive(QStringLiteral("an object without a class"));
     const auto *described =
@@ -534,7 +527,7 @@ ArchiveValue rootOf(QByteArrayView archive, const CodingClasses &classes) {
         refuseArchive(QStringLiteral("a keyed archive of another version"));
     if (!objects || !objects->isList())
         refuseArchive(QStringLiteral("a keyed archive without objects"));
-    const auto *top = dictionaryUnder(*file, QStringLiteral("$top"));
+    const auto *top = find<PropertyList::Dictionary>(*file, QStringLiteral("$top"));
     const auto *root = top ? find(*top, QStringLiteral("root")) : nullptr;
     if (!root)
         return {};

@@ -12,6 +12,7 @@
 #include <bit>
 #include <deque>
 #include <limits>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -269,7 +270,7 @@ private:
         const uchar *references = beginContainer(body, 2 * count, depth);
         Decoded result{PropertyList(), 1, 1};
         _memory.spend(ParseMemory::head + count * ParseMemory::entry);
-        PropertyList::Dictionary entries;
+        std::map<QString, PropertyList> entries;
         for (quint64 i = 0; i < count; ++i) {
             const Decoded &decodedKey = child(result, references, i, depth);
             const auto *found = decodedKey.value.as<QString>();
@@ -277,12 +278,11 @@ private:
                 refuse(QStringLiteral("a dictionary key that is no string"));
             const QString key = *found;
             const Decoded &value = child(result, references, count + i, depth);
-            // Implementations differ on a repeated key; the platform's reader keeps the first.
-            const auto place = entries.lowerBound(key);
-            if (place == entries.end() || place.key() != key)
-                entries.insert(place, key, value.value);
+            // Nearly always sorted. Implementations differ on a repeated key; the platform's reader
+            // keeps the first.
+            entries.try_emplace(entries.end(), key, value.value);
         }
-        result.value = std::move(entries);
+        result.value = PropertyList::Dictionary(std::move(entries));
         return result;
     }
 
