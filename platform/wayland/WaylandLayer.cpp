@@ -118,7 +118,7 @@ private:
     }
 
     void draw() {
-        if (!_mayDraw || !_isStale || _isUnderWay || !onDraw || _connection->isLost())
+        if (!_mayDraw || !_isStale || _isUnderWay || !onDraw)
             return;
         _isStale = false;
         const int scale = pixelsPerPoint();

@@ -210,17 +210,22 @@ void getLayer(wl_client *client, wl_resource *shell, quint32 id, wl_resource *su
     wl_resource_set_implementation(role, &implementation, wl_resource_get_user_data(surface),
                                    roleGone);
 }
+void shellGone(wl_resource *shell) {
+    --static_cast<CompositorLayers *>(wl_resource_get_user_data(shell))->shellsAlive;
+}
 void bindShell(wl_client *client, void *layers, quint32 version, quint32 id) {
     static constexpr struct zwlr_layer_shell_v1_interface implementation { getLayer, destroy };
     wl_resource *const shell =
         wl_resource_create(client, &zwlr_layer_shell_v1_interface, int(version), id);
-    wl_resource_set_implementation(shell, &implementation, layers, nullptr);
+    ++static_cast<CompositorLayers *>(layers)->shellsAlive;
+    wl_resource_set_implementation(shell, &implementation, layers, shellGone);
 }
 
 // Outputs.
 
 void outputGone(wl_resource *resource) {
     auto *const layers = static_cast<CompositorLayers *>(wl_resource_get_user_data(resource));
+    --layers->outputsAlive;
     for (auto &output : layers->outputs)
         output.bound.removeAll(resource);
 }
@@ -231,6 +236,10 @@ void bindOutput(wl_client *client, void *memory, quint32 version, quint32 id) {
         wl_resource_create(client, &wl_output_interface, int(version), id);
     wl_resource_set_implementation(resource, &implementation, output->layers, outputGone);
     output->bound.append(resource);
+    ++output->layers->outputsAlive;
+    // Who does not know it dies of it.
+    if (version >= WL_OUTPUT_NAME_SINCE_VERSION)
+        wl_output_send_name(resource, "output");
     wl_output_send_geometry(resource, 0, 0, 300, 200, 0, "nobody", "nothing", 0);
     wl_output_send_mode(resource, WL_OUTPUT_MODE_CURRENT, 1280, 720, 60000);
     wl_output_send_scale(resource, output->scale);
@@ -239,17 +248,19 @@ void bindOutput(wl_client *client, void *memory, quint32 version, quint32 id) {
 
 } // namespace
 
-void CompositorLayers::offer(wl_display *display, const QList<int> &scalesOfOutputs) {
+void CompositorLayers::offer(wl_display *display, const QList<int> &scalesOfOutputs,
+                             int surfaceVersion, int shellVersion) {
     wl_display_init_shm(display);
-    wl_global_create(display, &wl_compositor_interface, 5, this, bindCompositor);
-    shell = wl_global_create(display, &zwlr_layer_shell_v1_interface, 4, this, bindShell);
+    wl_global_create(display, &wl_compositor_interface, surfaceVersion, this, bindCompositor);
+    shell =
+        wl_global_create(display, &zwlr_layer_shell_v1_interface, shellVersion, this, bindShell);
     for (const int scale : scalesOfOutputs)
         addOutput(display, scale);
 }
 
 void CompositorLayers::addOutput(wl_display *display, int scale) {
     Output &output = outputs.emplace_back(Output{this, nullptr, scale, {}});
-    output.global = wl_global_create(display, &wl_output_interface, 3, &output, bindOutput);
+    output.global = wl_global_create(display, &wl_output_interface, 4, &output, bindOutput);
 }
 
 void CompositorLayers::removeOutput() {

@@ -46,7 +46,8 @@ enum class LayerManner {
 /// The part of a TestCompositor that shows layers: surfaces, memory, outputs and the layer shell.
 class CompositorLayers {
 public:
-    void offer(wl_display *display, const QList<int> &scalesOfOutputs);
+    void offer(wl_display *display, const QList<int> &scalesOfOutputs, int surfaceVersion,
+               int shellVersion);
     void addOutput(wl_display *display, int scale);
     void removeOutput();
     void setScale(int output, int scale);
@@ -62,6 +63,9 @@ public:
     bool givesBuffersBack = true;
     /// How many buffers clients have not destroyed.
     int buffersAlive = 0;
+    /// How many shells and outputs clients have bound and not released.
+    int shellsAlive = 0;
+    int outputsAlive = 0;
     /// How many of any surfaces there were that a client made.
     int surfacesMade = 0;
 

@@ -314,7 +314,8 @@ TestCompositor::TestCompositor(const Offers &offers)
     if (offers.plasmaShell)
         wl_global_create(_state->display, &plasmaShell, 1, nullptr, nullptr);
     if (offers.layers)
-        _state->layers.offer(_state->display, offers.outputs);
+        _state->layers.offer(_state->display, offers.outputs, offers.surfaceVersion,
+                             offers.shellVersion);
     // A socket that listens is enough to connect to.
     if (offers.answers)
         _state->thread = std::thread([state = _state.get()] { state->serve(); });

@@ -32,6 +32,8 @@ public:
         bool plasmaShell = false;  // by which KDE is known
         bool layers = false;       // above the windows, with what they are made of
         QList<int> outputs = {1};  // by their scales, where there are layers
+        int surfaceVersion = 5;
+        int shellVersion = 4; // of layers
         int seats = 1;
         bool answers = true; // at all; a compositor that hangs lets one connect and is silent
     };

@@ -259,6 +259,52 @@ private Q_SLOTS:
         QCOMPARE(only().picture, rowsOf(gradient(size * scale, _drawn)));
     }
 
+    void anOldCompositorHasNoScale_data() {
+        QTest::addColumn<int>("version");
+        QTest::addColumn<int>("scale");
+        QTest::newRow("before") << 2 << 1;
+        QTest::newRow("since") << 3 << 2;
+    }
+    void anOldCompositorHasNoScale() {
+        QFETCH(int, version);
+        QFETCH(int, scale);
+        open({.layers = true, .outputs = {2}, .surfaceVersion = version});
+        QVERIFY(show(size, fromRight));
+        QVERIFY(await([&] { return only().pictures == 1; }));
+        QCOMPARE(only().pixels, size * scale);
+        QVERIFY(!_connection->isLost());
+    }
+
+    void everythingIsGivenBack_data() {
+        QTest::addColumn<int>("version");
+        QTest::addColumn<int>("shells");
+        // Before version 3 nobody could.
+        QTest::newRow("shell that cannot be") << 2 << 1;
+        QTest::newRow("shell") << 3 << 0;
+    }
+    void everythingIsGivenBack() {
+        QFETCH(int, version);
+        QFETCH(int, shells);
+        open({.layers = true, .outputs = {1, 2}, .shellVersion = version});
+        // Nor is anything taken twice.
+        _compositor->addOutput(1);
+        serve();
+        serve();
+        _compositor->layers([](const CompositorLayers &layers) {
+            QCOMPARE(layers.shellsAlive, 1);
+            QCOMPARE(layers.outputsAlive, 3);
+        });
+        QVERIFY(show(size, fromRight));
+        _layer.reset();
+        serve();
+        _compositor->layers([&](const CompositorLayers &layers) {
+            QCOMPARE(layers.shellsAlive, shells);
+            QCOMPARE(layers.outputsAlive, 0);
+            QVERIFY(layers.surfaces.empty());
+        });
+        QVERIFY(!_connection->isLost());
+    }
+
     void onAnotherScreenItIsDrawnForThat() {
         open({.layers = true, .outputs = {1, 3}});
         QVERIFY(show(size, fromRight));
