@@ -19,8 +19,6 @@
 #include <utility>
 
 #include <fake-input-client-protocol.h>
-#include <sys/mman.h>
-#include <unistd.h>
 #include <virtual-keyboard-unstable-v1-client-protocol.h>
 #include <wayland-client-protocol.h>
 #include <xkbcommon/xkbcommon.h>
@@ -38,21 +36,6 @@ constexpr xkb_keycode_t evdevOffset = 8;
 
 // The first that takes keys; we need no later one.
 constexpr quint32 fakeInputVersion = 4;
-
-// A file without a name that holds the text with its end.
-FileHandle inMemory(const char *text) {
-    FileHandle file(::memfd_create("keymap", MFD_CLOEXEC | MFD_ALLOW_SEALING));
-    const qsizetype size = qsizetype(std::strlen(text)) + 1;
-    qsizetype written = 0;
-    while (file.isOpen() && written < size) {
-        const ssize_t count = ::write(file.descriptor(), text + written, size_t(size - written));
-        if (count <= 0)
-            file.close();
-        else
-            written += count;
-    }
-    return file;
-}
 
 } // namespace
 
@@ -110,12 +93,14 @@ private:
         if (!_manager || !_seat)
             return;
         char *const text = xkb_keymap_get_as_string(_layout->keymap(), XKB_KEYMAP_FORMAT_TEXT_V1);
-        const FileHandle file = inMemory(text);
+        // With its end.
         const quint32 size = quint32(std::strlen(text)) + 1;
+        const FileHandle file = fileInMemory({text, qsizetype(size)});
+        const int reason = errno;
         std::free(text);
         if (!file.isOpen()) {
             qCWarning(logWayland, "no keyboard layout can be handed over: %s",
-                      std::strerror(errno));
+                      std::strerror(reason));
             return;
         }
         _keyboard = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(_manager, _seat);
