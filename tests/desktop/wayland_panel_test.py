@@ -103,7 +103,9 @@ class WaylandTrayTest(WaylandDesktopTest):
             host = self.start_host()
             host.event("registered")
             until("menu", lambda host=host: host.titles() == MENU)
+            self.assertIn("statusnotifier", tray_kind())
             host.program.stop()
+            until("word of its end", lambda: "none" in tray_kind())
 
     def test_the_preferences_window_opens(self):
         self.start("preferences", BIN / "clipmule-preferences")

@@ -142,6 +142,17 @@ private Q_SLOTS:
         QCOMPARE(window.picture(1).pixel(100, 40), 0xffff0000);
     }
 
+    void aPictureLeavesTheWindowAsItIs() {
+        MessagePanel window(ownPictures());
+        window.resize(226, 80);
+        window.pointTo({.frame = window.rect()});
+        window.setContentOpacity(0.5);
+        const QImage picture = window.picture(1);
+        const int alpha = qAlpha(picture.pixel(113, 40));
+        QVERIFY2(alpha > 110 && alpha < 130, qPrintable(QString::number(alpha)));
+        QCOMPARE(qAlpha(window.grab().toImage().pixel(113, 40)), alpha);
+    }
+
     void secondMessageResizesAndRestartsTheFiveSeconds() {
         _controller->displayMessage(shortText);
         _loop->advance(2);

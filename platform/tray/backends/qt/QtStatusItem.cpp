@@ -56,13 +56,11 @@ public:
 
     /// Appears as soon as there is a status area.
     void start() {
-        if (*_decision) {
-            appear(**_decision);
-            return;
-        }
         _hosts->start([this] { traysDidChange(); });
         if (_trays)
             _trays->start([this] { traysDidChange(); });
+        if (*_decision)
+            appear(**_decision);
     }
 
     void setName(const QString &name) override {
@@ -101,7 +99,11 @@ public:
         awaitDisplay();
     }
 
-    [[nodiscard]] Host host() const override { return _tray ? _host : Host::None; }
+    [[nodiscard]] Host host() const override {
+        const bool isPresent =
+            _host == Host::Tray ? _trays && _trays->isPresent() : _hosts->isPresent();
+        return _tray && isPresent ? _host : Host::None;
+    }
 
     [[nodiscard]] QRect place() const override {
         StatusItemWhereabouts known;
@@ -119,8 +121,8 @@ public:
 private:
     void traysDidChange() {
         if (_tray)
-            return;
-        if (_hosts->isPresent())
+            callCopyOf(onHostChange);
+        else if (_hosts->isPresent())
             appear(Host::NotifierHost);
         else if (!_trays || !_trays->isPresent())
             _grace.cancel();
