@@ -178,26 +178,30 @@ private Q_SLOTS:
         QCOMPARE(run.messages.count(u'\n'), 1);
     }
 
+    void helpAndVersion_data() {
+        QTest::addColumn<QString>("usage");
+        QTest::newRow("clipmule-inspect") << QStringLiteral(" [options] FILE...");
+        QTest::newRow("clipmule-filter") << QStringLiteral(" [options] FILTER");
+        QTest::newRow("clipmule-phone") << QStringLiteral(" [options]");
+        QTest::newRow("clipmule-sync") << QStringLiteral(" [options]");
+    }
     void helpAndVersion() {
-        QProcess program;
-        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"), {QStringLiteral("--help")});
-        QVERIFY(program.waitForFinished());
-        QCOMPARE(program.exitCode(), 0);
-        const QByteArray help = program.readAllStandardOutput();
-        QVERIFY(help.contains("--as"));
+        QFETCH(QString, usage);
+        const QString name = QString::fromLatin1(QTest::currentDataTag());
+        const QString program = QStringLiteral(CLIPMULE_BIN "/") + name;
         // By its name, however it was started.
-        QVERIFY(help.startsWith("Usage: clipmule-inspect [options] FILE...\n"));
+        const QByteArray help = told(program, QStringLiteral("--help"), 0);
+        QVERIFY(help.startsWith("Usage: " + name.toUtf8() + usage.toUtf8() + '\n'));
         QVERIFY(help.contains("Show this help."));
+        QVERIFY(help.contains("Show the version."));
         QVERIFY(!help.contains("--help-all"));
-        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"),
-                      {QStringLiteral("--help-all")});
-        QVERIFY(program.waitForFinished());
-        QCOMPARE(program.exitCode(), 2);
-        program.start(QStringLiteral(CLIPMULE_BIN "/clipmule-inspect"),
-                      {QStringLiteral("--version")});
-        QVERIFY(program.waitForFinished());
-        QCOMPARE(program.exitCode(), 0);
-        QVERIFY(program.readAllStandardOutput().startsWith("clipmule-inspect "));
+        QCOMPARE(told(program, QStringLiteral("-h"), 0), help);
+        QCOMPARE(told(program, QStringLiteral("--help-all"), 2), QByteArray());
+        const QByteArray version = told(program, QStringLiteral("--version"), 0);
+        static const QRegularExpression number(QStringLiteral("^[0-9]+\\.[0-9]+\\.[0-9]+\n$"));
+        QVERIFY(version.startsWith(name.toUtf8() + ' '));
+        QVERIFY(number.match(QString::fromUtf8(version.sliced(name.size() + 1))).hasMatch());
+        QCOMPARE(told(program, QStringLiteral("-v"), 0), version);
     }
 
     void inputIsBounded_data() {
@@ -569,6 +573,20 @@ private Q_SLOTS:
         QCOMPARE(program.exitCode(), 1);
         QVERIFY(program.readAllStandardError().startsWith(
             "clipmule-inspect: the text cannot be written: "));
+    }
+
+private:
+    // What the program writes to standard output, in a session without a display.
+    static QByteArray told(const QString &program, const QString &option, int status) {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (const char *variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+            environment.remove(QString::fromLatin1(variable));
+        process.setProcessEnvironment(environment);
+        process.start(program, {option});
+        if (!process.waitForFinished() || process.exitCode() != status)
+            return "ended otherwise";
+        return process.readAllStandardOutput();
     }
 };
 
