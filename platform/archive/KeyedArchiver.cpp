@@ -48,10 +48,11 @@ private:
     void insert(const QString &key, const PropertyList &value) {
         // The archive's own keys begin with one $.
         const QString stored = key.startsWith(u'$') ? u'$' + key : key;
-        if (_record.contains(stored))
+        const qsizetype before = _record.size();
+        _record.insert(stored, value);
+        if (_record.size() == before)
             throw PlatformException(QStringLiteral("InvalidArgument"),
                                     QStringLiteral("the key \"%1\" is encoded twice").arg(key));
-        _record.insert(stored, value);
     }
 
     Archive &_archive;
@@ -182,11 +183,10 @@ private:
 
     template <typename Key>
     quint32 addOnce(QHash<Key, quint32> &known, const Key &key, const PropertyList &leaf) {
-        const auto found = known.constFind(key);
-        if (found != known.constEnd())
-            return *found;
-        const quint32 number = append(leaf);
-        known.insert(key, number);
+        // 0 is the number of "$null", and of no leaf.
+        quint32 &number = known[key];
+        if (number == 0)
+            number = append(leaf);
         return number;
     }
 
@@ -214,7 +214,7 @@ private:
         fill(record);
         _weights[number] = std::exchange(_weight, weightOfHolder);
         record.insert(QStringLiteral("$class"), reference(addClass(names)));
-        _objects[number] = record;
+        _objects[number] = std::move(record);
         --_depth;
         return number;
     }
