@@ -150,7 +150,8 @@ private Q_SLOTS:
         const QImage picture = window.picture(1);
         const int alpha = qAlpha(picture.pixel(113, 40));
         QVERIFY2(alpha > 110 && alpha < 130, qPrintable(QString::number(alpha)));
-        QCOMPARE(qAlpha(window.grab().toImage().pixel(113, 40)), alpha);
+        // The effect rounds in another way.
+        QVERIFY(std::abs(qAlpha(window.grab().toImage().pixel(113, 40)) - alpha) <= 2);
     }
 
     void secondMessageResizesAndRestartsTheFiveSeconds() {
