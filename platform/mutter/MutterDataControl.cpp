@@ -74,7 +74,6 @@ MutterDataControl::MutterDataControl(std::shared_ptr<MutterConnection> connectio
     _session.onClosed = [this] {
         setAccess(Access::Awaited);
         _isTaking = false;
-        _takingTimer.cancel();
         _requests = 0;
     };
     _session.onSignal = [this](const QDBusMessage &signal) {
@@ -182,7 +181,6 @@ bool MutterDataControl::own(const QStringList &types) {
 void MutterDataControl::setSelection() {
     const quint64 taking = ++_takings;
     _isTaking = true;
-    _passedOver.reset();
     _takingTimer = RunLoop::current().performAfter(
         answerLimit, [this] { takingEnded(QStringLiteral("it does not answer")); });
     const QStringList types = *_owned + QStringList{ownMark.arg(taking)};
@@ -198,7 +196,6 @@ void MutterDataControl::setSelection() {
 void MutterDataControl::takingEnded(const QString &error) {
     if (!std::exchange(_isTaking, false))
         return;
-    _takingTimer.cancel();
     const std::optional<Types> passedOver = std::exchange(_passedOver, std::nullopt);
     if (error.isEmpty()) {
         _others.reset();

@@ -119,8 +119,10 @@ void FakeMutter::sayOwner(int number) const {
 
 FileHandle FakeMutter::paste(const QString &type) {
     int ends[2] = {-1, -1};
-    [[maybe_unused]] const int result = ::pipe2(ends, O_CLOEXEC | O_NONBLOCK);
+    [[maybe_unused]] const int result = ::pipe2(ends, O_CLOEXEC);
     FileHandle reading(ends[0]);
+    // The other end is the session's, who has to see to that.
+    ::fcntl(reading.descriptor(), F_SETFL, O_NONBLOCK);
     const uint serial = ++_serial;
     _transfers.insert(serial, std::make_shared<FileHandle>(ends[1]));
     askFor(type, serial);
@@ -193,8 +195,12 @@ bool FakeMutter::handleMessage(const QDBusMessage &message, const QDBusConnectio
 }
 
 void FakeMutter::answerHeld() {
-    for (const QDBusMessage &message : std::exchange(_held, {}))
-        answer(message);
+    while (!_held.isEmpty())
+        answerFirstHeld();
+}
+
+void FakeMutter::answerFirstHeld() {
+    answer(_held.takeFirst());
 }
 
 void FakeMutter::answer(const QDBusMessage &message) {
@@ -268,8 +274,9 @@ void FakeMutter::read(const QDBusMessage &message) {
         return;
     }
     int ends[2] = {-1, -1};
-    [[maybe_unused]] const int result = ::pipe2(ends, O_CLOEXEC | O_NONBLOCK);
+    [[maybe_unused]] const int result = ::pipe2(ends, O_CLOEXEC);
     FileHandle writing(ends[1]);
+    ::fcntl(writing.descriptor(), F_SETFL, O_NONBLOCK);
     {
         const FileHandle reading(ends[0]);
         reply(message, {QVariant::fromValue(QDBusUnixFileDescriptor(reading.descriptor()))});

@@ -58,8 +58,9 @@ public:
     void sayFrom(const QDBusConnection &impostor, const QString &signal,
                  const QVariantList &arguments) const;
 
-    /// Answers a call that was left without an answer before.
+    /// Answers the calls that were left without an answer before, or the first of them.
     void answerHeld();
+    void answerFirstHeld();
 
     /// Everything that was said until now was heard and answered; no time has passed on the manual
     /// clock.

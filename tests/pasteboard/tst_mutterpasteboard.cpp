@@ -187,11 +187,16 @@ private Q_SLOTS:
     void longNamesAreNoTypes() {
         QFETCH(int, length);
         QFETCH(bool, isKept);
+        MutterDataControl control(_desktop->connection);
+        std::optional<QStringList> told;
+        control.onSelection = [&](const auto &types, auto) { told = types; };
+        _desktop->settle();
         const QString name = QStringLiteral("x/").leftJustified(length, u'x');
         copy({{name, "long"}, {plain, "text"}});
         QVERIFY(_desktop->fetchEnds());
         QCOMPARE(_desktop->pasteboard->contents().text, std::optional<QByteArray>("text"));
         QCOMPARE(mutter().asked.contains(name), isKept);
+        QCOMPARE(told, isKept ? QStringList({name, plain}) : QStringList(plain));
     }
 
     void whatIsNotUnderstoodIsSaidOnce_data() {
@@ -285,6 +290,8 @@ private Q_SLOTS:
     }
 
     void whatWeDoNotOwnIsNotServed() {
+        _desktop->pasteboard->write({.text = "ours"});
+        _desktop->settle();
         copy({{plain, "theirs"}});
         QVERIFY(_desktop->fetchEnds());
         mutter().askFor(plain, 5);
@@ -307,6 +314,21 @@ private Q_SLOTS:
         QVERIFY(_desktop->fetchEnds());
         QCOMPARE(_desktop->pasteboard->contents().text, std::optional<QByteArray>("after"));
         QCOMPARE(mutter().asked, QStringList{plain});
+    }
+
+    void theAnswerForAnEarlierOneSaysNothing() {
+        const QString method = QStringLiteral("SetSelection");
+        mutter().silent.insert(method);
+        _desktop->pasteboard->write({.text = "one"});
+        _desktop->pasteboard->write({.text = "two"});
+        _desktop->settle();
+        mutter().errors[method] = QStringLiteral("too late");
+        mutter().answerFirstHeld();
+        _desktop->settle();
+        mutter().errors.clear();
+        mutter().answerFirstHeld();
+        _desktop->settle();
+        QCOMPARE(paste("text/plain"), "two");
     }
 
     // Of two of ours, one upon the other, the first is out of date as well.
@@ -356,6 +378,9 @@ private Q_SLOTS:
             mutter().errors[method] = QStringLiteral("not now");
             mutter().answerHeld();
         }
+        mutter().askFor(plain, 5);
+        QVERIFY(await([&] { return !mutter().writesDone.isEmpty(); }));
+        QCOMPARE(mutter().writesDone.last(), (std::pair<uint, bool>(5, false)));
         QVERIFY(_desktop->fetchEnds());
         QCOMPARE(_desktop->pasteboard->contents().text, std::optional<QByteArray>("theirs"));
         mutter().silent.clear();

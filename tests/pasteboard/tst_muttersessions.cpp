@@ -93,6 +93,9 @@ private Q_SLOTS:
             QVERIFY(_desktop->fetchEnds());
             QCOMPARE(mutter().ownTypes(), QStringList());
             QCOMPARE(_desktop->pasteboard->changeCount(), 3);
+            mutter().askFor(plain, 5);
+            QVERIFY(await([&] { return !mutter().writesDone.isEmpty(); }));
+            QCOMPARE(mutter().writesDone.last(), (std::pair<uint, bool>(5, false)));
         }
     }
 
@@ -108,11 +111,26 @@ private Q_SLOTS:
                  std::optional<QByteArray>("<b>meanwhile</b>"));
     }
 
+    void whatWasClearedMeanwhileIsNoCopy() {
+        _desktop.reset();
+        _desktop.emplace(FindPasteboardAudience(), FakeMutter::Contents{{plain, "before"}});
+        mutter().clear();
+        _desktop->settle();
+        reopen();
+        QVERIFY(!_desktop->pasteboard->isFetching());
+        QCOMPARE(_desktop->pasteboard->changeCount(), 0);
+    }
+
     void anotherCompositorGivesAnotherSession() {
         _desktop->pasteboard->write({.text = "ours"});
         _desktop->settle();
+        mutter().silent.insert(QStringLiteral("SetSelection"));
+        _desktop->pasteboard->write({.text = "never answered"});
+        _desktop->settle();
         mutter().vanish();
         QVERIFY(await([&] { return !_desktop->connection->isThere(); }));
+        mutter().silent.clear();
+        _desktop->runLoop.advance(MutterDataControl::answerLimit);
         // There is none to own.
         _desktop->pasteboard->write({.text = "lost"});
         QVERIFY(_desktop->pasteboard->contents().isEmpty());
@@ -125,9 +143,9 @@ private Q_SLOTS:
     }
 
     void anotherBusGivesAnotherSession() {
-        _desktop->mutter.reset();
         _desktop->bus.stop();
         QVERIFY(await([&] { return !_desktop->connection->isThere(); }));
+        _desktop->mutter.reset();
         QVERIFY(_desktop->bus.start());
         _desktop->mutter.emplace(_desktop->bus.address());
         mutter().appear();
@@ -260,7 +278,7 @@ private Q_SLOTS:
         const RunLoop::Installation installation(runLoop);
         FakeMutter fake(PrivateBus::running().address());
         fake.appear();
-        fake.copy({{plain, "before"}});
+        fake.copy({{QStringLiteral("text/x-before"), "before"}});
         const auto connection = MutterConnection::open();
         WaylandPasteboard pasteboard(std::make_unique<MutterDataControl>(connection));
         pasteboard.setWatching(true);
