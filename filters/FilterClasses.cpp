@@ -75,9 +75,12 @@ QString straightened(const QString &text) {
     QString straight = text;
     // One character for another, none of which is looked for later: one pass does for four.
     for (QChar &character : straight) {
-        if (character == u'\u2018' || character == u'\u2019')
+        // Nearly all are beyond both.
+        if (character < u'\u2018' || character > u'\u201D')
+            continue;
+        if (character <= u'\u2019')
             character = u'\'';
-        else if (character == u'\u201C' || character == u'\u201D')
+        else if (character >= u'\u201C')
             character = u'"';
     }
     return straight;

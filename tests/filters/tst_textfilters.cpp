@@ -93,7 +93,7 @@ private Q_SLOTS:
     void straightensQuotes() {
         QCOMPARE(filtered(u"StraightenQuotes"_qs, u"\u2018a\u2019 \u201Cb\u201D"_qs),
                  u"'a' \"b\""_qs);
-        const QString others = u"\u201A\u201E\u2039\u203A\u00AB\u2032\u2033"_qs;
+        const QString others = u"\u2017\u201A\u201B\u201E\u2039\u203A\u00AB\u2032\u2033"_qs;
         QCOMPARE(filtered(u"StraightenQuotes"_qs, others), others);
     }
 
