@@ -125,9 +125,9 @@ private:
         Form::listen(_device, &deviceListener, this);
         _moment = Moment::AtTheStart;
         // Who may not have it is thrown out by then.
-        _connection->whenServed(this, [this, device = _device] {
+        _connection->whenServed(this, [this] {
             _moment = Moment::Change;
-            if (device == _device && onAccess)
+            if (_device && onAccess)
                 onAccess(true);
         });
     }

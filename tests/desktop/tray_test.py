@@ -217,8 +217,10 @@ class EmbeddedTrayTest(TrayTest):
         tray = self.start_tray()
         self.start_agent()
         until("icon", icon)
+        self.assertIn("xembed", tray_kind())
         tray.stop()
         until("end of the icon", lambda: not icon())
+        until("word of its end", lambda: "none" in tray_kind())
         self.start_tray()
         self.open_menu()
 

@@ -61,6 +61,15 @@ private Q_SLOTS:
         QVERIFY(await([&] { return pasteboard.isAccessible(); }));
     }
 
+    // We have not heard yet that it has gone when we ask.
+    void aSeatThatHasGoneGivesNoAccess() {
+        _desktop->compositor.removeSeat();
+        WaylandPasteboard pasteboard(WaylandDataControl::make(_desktop->connection));
+        _desktop->settle();
+        _desktop->settle();
+        QVERIFY(!pasteboard.isAccessible());
+    }
+
     void allMeaningsAreRead() {
         copy({{"text/plain;charset=utf-8", "text"},
               {"text/html", "<b>text</b>"},

@@ -195,9 +195,14 @@ private Q_SLOTS:
         desktop.pasteboard->setWatching(true);
         desktop.settle();
         QVERIFY(!desktop.pasteboard->isAccessible());
-        owner.own(text("shown"));
-        QVERIFY(desktop.fetchEnds());
-        QVERIFY(desktop.pasteboard->isAccessible());
+        int changes = 0;
+        desktop.pasteboard->onAccessChange = [&] { ++changes; };
+        for (const char *shown : {"shown", "and shown"}) {
+            owner.own(text(shown));
+            QVERIFY(desktop.fetchEnds());
+            QVERIFY(desktop.pasteboard->isAccessible());
+            QCOMPARE(changes, 1);
+        }
         owner.setMute(true);
         owner.own(text("kept"));
         QVERIFY(desktop.fetchBegins());

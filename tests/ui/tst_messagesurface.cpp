@@ -209,13 +209,17 @@ private Q_SLOTS:
     void whatIsTakenAwayWasSeen() {
         _controller->displayMessage(shortText);
         _loop->advance(2);
+        _controller->displayMessage(longText);
+        _loop->advance(0.05);
         const qsizetype drawn = _surface->sizes.size();
         _surface->onClosed(true);
+        QCOMPARE(_loop->pendingCount(), 0);
         _loop->advance(10);
         QCOMPARE(_surface->sizes.size(), drawn);
         QCOMPARE(_notified, QStringList());
-        _controller->displayMessage(longText);
+        _controller->displayMessage(shortText);
         QVERIFY(_surface->isShown);
+        QCOMPARE(_surface->sizes.constLast(), panel().sizeForText(shortText));
         QCOMPARE(strongestAlpha(_surface->picture), 0);
     }
 
