@@ -70,8 +70,9 @@ void WaylandSeatLayout::leaveKeyboard() {
 }
 
 void WaylandSeatLayout::waylandGlobalsChanged() {
+    // The next seat has no keyboard before it has said so.
     wl_seat *const seat = _connection->seat();
-    if (seat != std::exchange(_seat, seat) || !_connection->hasKeyboard())
+    if (!_connection->hasKeyboard())
         leaveKeyboard();
     if (_keyboard || !seat || !_connection->hasKeyboard())
         return;

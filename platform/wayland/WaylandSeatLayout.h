@@ -48,7 +48,6 @@ private:
     Result<KeyLayout> _usual;
     std::optional<KeyLayout> _layout; // nothing while the seat has told none that is one
     std::optional<quint32> _group;
-    wl_seat *_seat = nullptr; // that the keyboard belongs to
     wl_keyboard *_keyboard = nullptr;
 };
 

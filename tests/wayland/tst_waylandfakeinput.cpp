@@ -122,7 +122,24 @@ private Q_SLOTS:
         QCOMPARE(keyOf('v'), 52);
         tell({.text = keymapText("us")});
         QCOMPARE(keyOf('v'), 47);
+        // Nothing that changes beside it makes another keyboard of it.
+        _compositor->addSeat();
+        serve();
+        serve();
         QCOMPARE(_compositor->keyboardsAsked(), 1);
+    }
+
+    void whatIsThereAlreadyIsRead() {
+        tell({.text = keymapText("us", "dvorak")});
+        auto layout = std::make_unique<WaylandSeatLayout>(_connection);
+        QVERIFY(await([&] { return layout->stroke({'v'})->constLast().key == 52; }));
+        QCOMPARE(_compositor->keyboardsAsked(), 2);
+        // Who has gone asks for no keyboard any more.
+        layout.reset();
+        _compositor->setKeymap(std::nullopt);
+        serve();
+        tell({.text = keymapText("us")});
+        QCOMPARE(_compositor->keyboardsAsked(), 3);
     }
 
     // The user pulls it out, and plugs another one in.
