@@ -110,6 +110,24 @@ private Q_SLOTS:
         QVERIFY(await([&] { return _told == (QList<Layout>{0, {}}); }));
     }
 
+    void aBusThatGoesAndComesIsFollowed() {
+        appear();
+        _layouts->start();
+        QVERIFY(await([&] { return _told == QList<Layout>{0}; }));
+        _keyboards->vanish();
+        QVERIFY(await([&] { return _told.size() == 2; }));
+        appear();
+        QVERIFY(await([&] { return _told.size() == 3; }));
+        PrivateBus::running().stop();
+        QVERIFY(await([&] { return _told.size() == 4; }));
+        _keyboards->vanish();
+        QVERIFY(PrivateBus::running().start());
+        appear();
+        _runLoop.advance(BusConnection::retryInterval);
+        QVERIFY(await([&] { return _told.size() == 5; }));
+        QCOMPARE(_told, (QList<Layout>{0, {}, 0, {}, 0}));
+    }
+
     void anOddAnswerIsNone() {
         appear();
         _layouts->start();

@@ -166,16 +166,14 @@ void CompositorKeys::tellKeymap(wl_resource *keyboard) const {
 }
 
 void CompositorKeys::setKeymap(const std::optional<TestCompositor::Keymap> &keymap) {
-    const bool isNew = _keymap.has_value() != keymap.has_value();
     _keymap = keymap;
     for (wl_resource *const keyboard : std::as_const(_keyboards)) {
         if (_keymap)
             tellKeymap(keyboard);
     }
-    for (wl_resource *const seat : std::as_const(_boundSeats)) {
-        if (isNew)
-            tellCapabilities(seat);
-    }
+    // As often as compositors do, changed or not.
+    for (wl_resource *const seat : std::as_const(_boundSeats))
+        tellCapabilities(seat);
 }
 
 } // namespace clipmule::kit
