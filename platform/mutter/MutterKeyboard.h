@@ -14,6 +14,9 @@ namespace clipmule {
 /// Key strokes with GNOME's compositor, each in a session of its own: the user is shown a mark
 /// while a session is started, so it is stopped with the last key. The next one is asked for at
 /// once, so that a stroke need not wait for it.
+///
+/// Unlike elsewhere, a modifier that the user holds takes part in the stroke: nobody is told which
+/// are held, and the compositor ignores the release of a key that the session has not pressed.
 class MutterKeyboard final : public WaylandKeyboard {
 public:
     /// How long a stroke may wait for a session. After a quarter of a second the next clip may be
