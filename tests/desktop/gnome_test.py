@@ -30,7 +30,7 @@ class GnomeTest(main_job.MainJob):
     knows_windows = False
     not_announced = frozenset({"ext_data_control_manager_v1", "zwlr_data_control_manager_v1",
                                "zwp_virtual_keyboard_manager_v1", "zwlr_foreign_toplevel_manager_v1",
-                               "zwlr_layer_shell_v1", "xdg_popup"})
+                               "zwlr_layer_shell_v1"})
 
     def setUp(self):
         # What copies and reads elsewhere needs the focus here.
