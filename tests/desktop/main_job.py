@@ -15,6 +15,7 @@ import xml.etree.ElementTree
 sys.dont_write_bytecode = True
 import agent_test
 import programs
+import tray_test
 from agent_test import BIN, ROOT
 from programs import PATIENCE_SECONDS, item_of, until
 
@@ -171,6 +172,19 @@ class MainJob(agent_test.AgentTest):
     def doctor():
         return subprocess.run([BIN / "clipmule-preferences", "doctor"], capture_output=True, text=True,
                               timeout=PATIENCE_SECONDS, check=False).stdout
+
+    def test_a_message_takes_no_focus(self):
+        window = self.open_gtk_window()
+        self.copy(TEXT, b"x" * tray_test.MORE_THAN_IS_SENT)
+        until("message", lambda: self.logged("too large"))
+        self.paste_from_phone(window, "while a message is shown")
+
+    def test_the_item_and_its_menu(self):
+        host = tray_test.Host(self.start("host", "/usr/bin/python3", ROOT / "tests/desktop/status_notifier_host.py"))
+        host.event("up")
+        host.event("registered")
+        until("menu", lambda: host.titles() == tray_test.MENU)
+        self.assertTrue(host.ask("properties")["IconPixmap"])
 
     def test_what_is_said_is_true(self):
         words = self.doctor()
