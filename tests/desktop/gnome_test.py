@@ -56,6 +56,14 @@ class GnomeTest(main_job.MainJob):
     def windows(self):
         return json.loads(self.ask("windows", "windows ").partition(" ")[2])
 
+    def test_clips_are_pasted_in_their_order(self):
+        window = self.open_gtk_window()
+        numbers = [f"{number};" for number in range(8)]
+        for number in numbers:
+            self.phone.tell(f"text {number}")
+        shown = window.wait_for("the last", lambda line: numbers[-1] in line and json.loads(line[5:]))
+        self.assertEqual(shown, "".join(numbers))
+
     def use_layouts(self, sources):
         path = pathlib.Path(os.environ["HOME"], ".config", "glib-2.0", "settings", "keyfile")
         settings = configparser.ConfigParser(delimiters="=", interpolation=None)

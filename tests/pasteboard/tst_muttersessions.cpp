@@ -170,6 +170,9 @@ private Q_SLOTS:
         QVERIFY(
             await([&] { return mutter().calls.contains(QStringLiteral("2 EnableClipboard")); }));
         _desktop->settle();
+        // What nobody watches is let go of, unless it is ours.
+        _desktop->pasteboard->setWatching(false);
+        QVERIFY(_desktop->pasteboard->contents().isEmpty());
         _desktop->pasteboard->write({.text = "lost"});
         QVERIFY(_desktop->pasteboard->contents().isEmpty());
         QCOMPARE(mutter().calls.count(QStringLiteral("CreateSession")), 2);
