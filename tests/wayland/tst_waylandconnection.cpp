@@ -152,6 +152,10 @@ private Q_SLOTS:
         QVERIFY(connection->hasKeyboard());
         // Another layout is no other keyboard.
         _compositor->setKeymap(TestCompositor::Keymap{.text = "another"});
+        bool isServed = false;
+        connection->whenServed(&counter, [&] { isServed = true; });
+        QVERIFY(await([&] { return isServed; }));
+        QCOMPARE(counter.changes, 1);
         _compositor->setKeymap(std::nullopt);
         QVERIFY(await([&] { return counter.changes == 2; }));
         QVERIFY(!connection->hasKeyboard());
