@@ -316,6 +316,20 @@ private Q_SLOTS:
         QCOMPARE(mutter().asked, QStringList{plain});
     }
 
+    void aRefusedSelectionIsNotServed() {
+        mutter().errors[QStringLiteral("SetSelection")] = QStringLiteral("not now");
+        QTest::ignoreMessage(QtWarningMsg,
+                             "the compositor does not make the clipboard ours: not now");
+        _desktop->pasteboard->write({.text = "ours"});
+        _desktop->settle();
+        mutter().askFor(plain, 5);
+        QVERIFY(await([&] { return !mutter().writesDone.isEmpty(); }));
+        QCOMPARE(mutter().writesDone.last(), (std::pair<uint, bool>(5, false)));
+        // What nobody watches is let go of, unless it is ours.
+        _desktop->pasteboard->setWatching(false);
+        QVERIFY(_desktop->pasteboard->contents().isEmpty());
+    }
+
     void theAnswerForAnEarlierOneSaysNothing() {
         const QString method = QStringLiteral("SetSelection");
         mutter().silent.insert(method);
