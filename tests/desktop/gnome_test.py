@@ -18,6 +18,7 @@ sys.dont_write_bytecode = True
 import agent_test  # noqa: E402
 import main_job  # noqa: E402
 from programs import PATIENCE_SECONDS, until  # noqa: E402
+from tray_test import tray_kind  # noqa: E402
 
 KEY_V = 47
 KEY_SPACE = 57
@@ -98,6 +99,26 @@ class GnomeTest(main_job.MainJob):
         for command in (f"press {KEY_SUPER}", f"press {KEY_SPACE}", f"release {KEY_SPACE}", f"release {KEY_SUPER}"):
             self.ask(command, "typed")
         paste_when("k")
+
+
+    @staticmethod
+    def set_extensions(*names):
+        # The desktop's own settings, not those of the agent under test.
+        environment = {**os.environ, "GSETTINGS_BACKEND": "keyfile",
+                       "XDG_CONFIG_HOME": str(pathlib.Path(os.environ["HOME"], ".config"))}
+        for key, value in (("disable-user-extensions", "false"), ("enabled-extensions", str(list(names)))):
+            subprocess.run(["gsettings", "set", "org.gnome.shell", key, value], check=True, env=environment,
+                           timeout=PATIENCE_SECONDS)
+
+    def test_the_icon_needs_an_extension_which_is_said(self):
+        self.assertIn("none", tray_kind())
+        self.assertIn("Install gnome-shell-extension-appindicator", self.doctor())
+        self.addCleanup(self.set_extensions)
+        self.set_extensions("ubuntu-appindicators@ubuntu.com")
+        until("icon", lambda: "statusnotifier" in tray_kind())
+        self.assertNotIn("gnome-shell-extension", self.doctor())
+        self.set_extensions()
+        until("end of the icon", lambda: "none" in tray_kind())
 
 
 class GnomeXWaylandTest(GnomeTest):
