@@ -17,30 +17,54 @@ namespace clipmule {
 
 ClipboardWatch::ClipboardWatch(const PasteboardServices &pasteboard, SyncJournal &journal)
     : _pasteboard(pasteboard)
-    , _journal(journal) {}
+    , _journal(journal) {
+    _pasteboard.pasteboard.onChange = [this] { scheduleCheck(); };
+}
+
+ClipboardWatch::~ClipboardWatch() {
+    _pasteboard.pasteboard.onChange = nullptr;
+}
+
+void ClipboardWatch::setLooksByTimer(bool looksByTimer) {
+    _looksByTimer = looksByTimer;
+    scheduleCheck();
+}
 
 void ClipboardWatch::start() {
     _pasteboard.pasteboard.setWatching(true);
     _lastChangeCount = _pasteboard.pasteboard.changeCount();
     _lastUnansweredCount = _pasteboard.pasteboard.unansweredCount();
+    // A second phone's coming does not put off what is looked at for the first.
+    if (!std::exchange(_isAlive, true))
+        _earliestCheck = RunLoop::current().now() + pollInterval;
     scheduleCheck();
 }
 
 void ClipboardWatch::startAgain() {
-    const bool looks = std::any_of(_pendingChecks.begin(), _pendingChecks.end(),
-                                   [](const RunLoop::Timer &check) { return check.isPending(); });
-    if (!looks)
+    if (_isAlive)
+        scheduleCheck();
+    else
         start();
 }
 
 void ClipboardWatch::pause() {
+    _isAlive = false;
+    _check.cancel();
     _pasteboard.pasteboard.setWatching(false);
 }
 
+// One check is pending when it would find something or end the watch, else none.
 void ClipboardWatch::scheduleCheck() {
-    std::erase_if(_pendingChecks, [](const RunLoop::Timer &check) { return !check.isPending(); });
-    _pendingChecks.push_back(
-        RunLoop::current().performAfter(pollInterval, [this] { checkForData(); }));
+    const Pasteboard &pasteboard = _pasteboard.pasteboard;
+    const bool isWorthIt =
+        _isAlive && (_looksByTimer || pasteboard.changeCount() != _lastChangeCount ||
+                     pasteboard.unansweredCount() != _lastUnansweredCount || !isNeeded());
+    if (!isWorthIt)
+        _check.cancel();
+    else if (!_check.isPending())
+        _check = RunLoop::current().performAfter(
+            std::max(_earliestCheck - RunLoop::current().now(), RunLoop::Seconds(0)),
+            [this] { checkForData(); });
 }
 
 void ClipboardWatch::checkForData() {
@@ -57,7 +81,8 @@ void ClipboardWatch::checkForData() {
         // once.
         _lastChangeCount = changeCount;
     }
-    _pendingChecks.clear();
+    _earliestCheck = RunLoop::current().now() + pollInterval;
+    _check.cancel();
     scheduleCheck();
 }
 
@@ -112,6 +137,7 @@ void ClipboardWatch::noteWritten(ZRKClipmuleData &clip) {
     _lastChangeCount = _pasteboard.pasteboard.changeCount();
     _lastHash = clip.contentHash();
     _lastPicture = PictureEcho(clip);
+    scheduleCheck();
 }
 
 } // namespace clipmule

@@ -8,25 +8,36 @@
 #include "platform/foundation/RunLoop.h"
 
 #include <functional>
-#include <vector>
 
 namespace clipmule {
 
 class SyncJournal;
 class ZRKClipmuleData;
 
-/// Looks at the clipboard again and again while phones are connected, and tells of each copy that
-/// they have not got yet. While no phone is connected, no program is asked for what it copied.
+/// Looks at the clipboard while phones are connected, at most twice a second, and tells of each
+/// copy that they have not got yet. While no phone is connected, no program is asked for what it
+/// copied.
+///
+/// A look that would find nothing new is not taken, and no timer runs for it: the first change
+/// after half a second without any is looked at at once, and what changes within the half second
+/// after a look is looked at at its end.
 class ClipboardWatch {
 public:
     static constexpr RunLoop::Seconds pollInterval{0.5};
 
     ClipboardWatch(const PasteboardServices &pasteboard, SyncJournal &journal);
+    ~ClipboardWatch();
+    Q_DISABLE_COPY_MOVE(ClipboardWatch)
 
-    /// Whether any phone is there to get what is copied. Without one the looking ends.
+    /// Whether any phone is there to get what is copied. Without one the looking ends; whenever the
+    /// answer may be another, needMayHaveChanged() is to be called.
     std::function<bool()> isNeeded;
     /// A copy for the phones; false when it is refused, and may then be offered again.
     std::function<bool(ZRKClipmuleData &clip)> onCopy;
+
+    /// Whether to look twice a second as long as it is needed, be there a change or not. Not at
+    /// first.
+    void setLooksByTimer(bool looksByTimer);
 
     /// Starts to look. What was copied before counts as known: it is not sent.
     void start();
@@ -34,14 +45,14 @@ public:
     void startAgain();
     /// Nobody is asked for what is copied until start().
     void pause();
+    void needMayHaveChanged() { scheduleCheck(); }
 
-    /// One look; the next follows by itself as long as it is needed.
-    void checkForData();
     /// Notes a clip that we put on the clipboard ourselves and that is not to be told of.
     void noteWritten(ZRKClipmuleData &clip);
 
 private:
     void scheduleCheck();
+    void checkForData();
     void lookForUnanswered();
     void look();
     void lookWhyNotSent(const ZRKClipmuleData *clip, size_t hash);
@@ -52,8 +63,10 @@ private:
     qint64 _lastUnansweredCount = 0;
     size_t _lastHash = 0;
     PictureEcho _lastPicture; // the one received last
-    // More than one for a moment after a second phone has opened; the next check cancels the rest.
-    std::vector<RunLoop::Timer> _pendingChecks;
+    bool _looksByTimer = false;
+    bool _isAlive = false;
+    RunLoop::Seconds _earliestCheck{0}; // half a second after the last
+    RunLoop::Timer _check;
 };
 
 } // namespace clipmule

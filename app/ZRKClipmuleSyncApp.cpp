@@ -138,10 +138,13 @@ void ZRKClipmuleSyncApp::connect() {
 
 void ZRKClipmuleSyncApp::disconnect() {
     _links.disconnect();
+    _watch.needMayHaveChanged();
     _inbound.forgetAll();
 }
 
 void ZRKClipmuleSyncApp::defaultsDidChange() {
+    _watch.setLooksByTimer(
+        Settings::truth(_services.applicationDefaults, Settings::Key::WatchClipboardByTimer));
     if (isEnabled()) {
         const QList<RegisteredPhones::Phone> phones = registeredPhones();
         const QStringList stopped = _links.keepOnly(phones);
@@ -238,6 +241,7 @@ void ZRKClipmuleSyncApp::postStatusDidChange() {
 }
 
 void ZRKClipmuleSyncApp::situationDidChange() {
+    _watch.needMayHaveChanged();
     if (_services.situationDidChange)
         _services.situationDidChange();
 }

@@ -88,6 +88,8 @@ Value read(const ZRKUserDefaults &store, Key key, Convert convert) {
 const QList<Setting> &all() {
     static const QList<Setting> table{
         {Key::SyncEnabled, QStringLiteral("syncEnabled"), Domain::Agent, Kind::Truth, true},
+        {Key::WatchClipboardByTimer, QStringLiteral("watchClipboardByTimer"), Domain::Agent,
+         Kind::Truth, false},
         {Key::ServerServices, QStringLiteral("serverServices"), Domain::Shared, Kind::PhoneList},
         {Key::AutoUpdateEnabled, QStringLiteral("autoUpdateEnabled"), Domain::Shared, Kind::Truth,
          false},

@@ -43,6 +43,7 @@ enum class Kind {
 
 enum class Key {
     SyncEnabled,
+    WatchClipboardByTimer,
     ServerServices,
     AutoUpdateEnabled,
     ShowStatus,

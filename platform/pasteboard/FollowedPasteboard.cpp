@@ -56,6 +56,15 @@ void FollowedPasteboard::ownerEnded() {
     stopFetching();
     forgetContents();
     _ended = RunLoop::current().now();
+    _lastChange = _ended;
+}
+
+// How long the owner has to stay the same before it is asked. Notes that it has changed.
+RunLoop::Seconds FollowedPasteboard::timeToSettle() {
+    const RunLoop::Seconds now = RunLoop::current().now();
+    const auto before = std::exchange(_lastChange, now);
+    const bool isFirst = !before || now - *before >= PasteboardHistory::quietTime;
+    return isFirst ? RunLoop::Seconds(0) : PasteboardHistory::settleTime;
 }
 
 void FollowedPasteboard::ownerTook(const Newcomer &newcomer, std::function<void(Listed)> list) {
@@ -78,15 +87,16 @@ void FollowedPasteboard::ownerTook(const Newcomer &newcomer, std::function<void(
     _taking = taking;
     stopFetching();
     _history.setLast(contents());
+    const RunLoop::Seconds settling = timeToSettle();
     if (!_watching) {
         setContents({});
         _history.forgetLast();
         moveChangeCount();
+        tellChange();
         return;
     }
     _settle = RunLoop::current().performAfter(
-        PasteboardHistory::settleTime,
-        [this, owner = newcomer.owner, list = std::move(list)] { fetch(list, owner); });
+        settling, [this, owner = newcomer.owner, list = std::move(list)] { fetch(list, owner); });
 }
 
 void FollowedPasteboard::fetch(const std::function<void(Listed)> &list, Owner owner) {
@@ -110,24 +120,28 @@ void FollowedPasteboard::fetch(const std::function<void(Listed)> &list, Owner ow
 void FollowedPasteboard::fetched(const std::optional<PasteboardContents> &fetchedContents,
                                  Owner owner) {
     ownerAnswered(fetchedContents.has_value());
+    const PasteboardHistory::Taking taking = std::exchange(_taking, {});
     // Nothing is known of an owner that hangs; the last complete contents stay.
-    if (fetchedContents) {
-        const bool isCopy =
-            !fetchedContents->isEmpty() && !_history.isTakeover(*fetchedContents, _taking, owner);
-        setContents(*fetchedContents);
-        _history.remember(*fetchedContents, owner);
-        if (isCopy)
-            moveChangeCount();
-    } else {
+    if (!fetchedContents) {
         moveUnansweredCount();
+        tellChange();
+        return;
     }
-    _taking = {};
+    const bool isCopy =
+        !fetchedContents->isEmpty() && !_history.isTakeover(*fetchedContents, taking, owner);
+    setContents(*fetchedContents);
+    _history.remember(*fetchedContents, owner);
+    if (!isCopy)
+        return;
+    moveChangeCount();
+    tellChange();
 }
 
 void FollowedPasteboard::weTook(Owner us) {
     stopFetching();
     _ended.reset();
     _taken = RunLoop::current().now();
+    _lastChange = _taken;
     _taking = {};
     _history.remember(contents(), us);
 }

@@ -76,10 +76,11 @@ private:
 
 /// A clipboard that is followed from owner to owner, whatever carries it.
 ///
-/// While watched, what others copy is fetched once the owner has settled, and counted when it is
-/// complete. Two changes are no copies and do not move the count: the owner quits, so that there
-/// are no contents, and a clipboard manager takes over (PasteboardHistory.h). While nobody watches,
-/// no owner is asked for anything; every new owner moves the count.
+/// While watched, what others copy is fetched, and counted when it is complete: at once when it is
+/// the first change for a while, else once the owner has settled. Two changes are no copies and do
+/// not move the count: the owner quits, so that there are no contents, and a clipboard manager
+/// takes over (PasteboardHistory.h). While nobody watches, no owner is asked for anything; every
+/// new owner moves the count.
 class FollowedPasteboard : public Pasteboard {
 public:
     void setWatching(bool watching) override;
@@ -110,8 +111,9 @@ protected:
 
     /// Nobody owns the clipboard any more.
     void ownerEnded();
-    /// Another owns it. `list` is called when it has settled, and calls back with what it offers,
-    /// at once or later; not called when nobody watches or the next one comes.
+    /// Another owns it. `list` is called in another turn of the run loop, when it has settled, and
+    /// calls back with what it offers, at once or later; not called when nobody watches or the next
+    /// one comes.
     void ownerTook(const Newcomer &newcomer, std::function<void(Listed)> list);
     /// The newest owner is known to be the desktop's clipboard manager, or not to be it.
     void setIsTheManagers(bool isTheManagers) { _taking.isTheManagers = isTheManagers; }
@@ -126,15 +128,17 @@ private:
     void fetch(const std::function<void(Listed)> &list, Owner owner);
     void fetched(const std::optional<PasteboardContents> &contents, Owner owner);
     void forgetContents();
+    [[nodiscard]] RunLoop::Seconds timeToSettle();
 
     TargetSequence _sequence;
     RunLoop::Timer _settle;
     bool _isListing = false;
     bool _watching = false;
     PasteboardHistory _history;
-    PasteboardHistory::Taking _taking;      // of the newest owner
-    std::optional<RunLoop::Seconds> _ended; // when the owner did, while there is no other
-    std::optional<RunLoop::Seconds> _taken; // when we took the clipboard
+    PasteboardHistory::Taking _taking;           // of the newest owner
+    std::optional<RunLoop::Seconds> _ended;      // when the owner did, while there is no other
+    std::optional<RunLoop::Seconds> _taken;      // when we took the clipboard
+    std::optional<RunLoop::Seconds> _lastChange; // of the owner
 };
 
 } // namespace clipmule

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "platform/foundation/Callbacks.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QMap>
@@ -73,6 +75,11 @@ public:
     Pasteboard(Pasteboard &&) = delete;
     Pasteboard &operator=(Pasteboard &&) = delete;
 
+    /// What others did has moved the change count or the unanswered count. Called from the run
+    /// loop, never from inside a call to this object, so not for what write() and setWatching() do.
+    /// May call everything here but the destructor.
+    std::function<void()> onChange;
+
     /// Moves with every complete change of the contents, by others and by us. Cheap: a number.
     [[nodiscard]] qint64 changeCount() const { return _changeCount; }
     /// Moves when somebody has copied and then does not tell what, so that it is never read.
@@ -124,6 +131,8 @@ protected:
     void moveChangeCount() { ++_changeCount; }
     void moveUnansweredCount() { ++_unansweredCount; }
     void setAccessible(bool isAccessible);
+    /// For the backend, when it has done with what has moved a count.
+    void tellChange() { callCopyOf(onChange); }
 
 private:
     PasteboardContents _contents;

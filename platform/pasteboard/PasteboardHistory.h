@@ -20,9 +20,11 @@ namespace clipmule {
 /// when another program offers it without the mark, however much later.
 class PasteboardHistory final {
 public:
-    /// A burst of owners (one quits, a manager follows) is one change; the poll looks twice a
-    /// second.
+    /// A burst of owners (one quits, a manager follows) is one change.
     static constexpr RunLoop::Seconds settleTime{0.02};
+    /// After so long without any change the next is no part of a burst, or its beginning: it is
+    /// read at once. What follows is looked at half a second later in any case.
+    static constexpr RunLoop::Seconds quietTime{0.5};
     /// How long after the end of an owner a manager may take over. Some are told of the end and
     /// need milliseconds, others look twice a second; nobody quits one program and copies in
     /// another in so short a time.

@@ -18,7 +18,7 @@ from .screen import NotDriven, Screen, need, wait
 
 PHONE = "Anna's Phone"
 START_SECONDS = 60
-# The agent looks at the clipboard twice a second; a large picture takes a while to be reduced.
+# The agent looks at the clipboard within half a second; a large picture takes a while to be reduced.
 ARRIVES_SECONDS = 40
 # What is not refused and has not come by then does not come.
 SETTLES_SECONDS = 2.0

@@ -21,9 +21,12 @@ class ClipboardWatchTest final : public kit::TestCase {
         _isNeeded = true;
         _takes = true;
         _copies.clear();
+        _whileLooking = nullptr;
         _watch->isNeeded = [this] { return _isNeeded; };
         _watch->onCopy = [this](ZRKClipmuleData &clip) {
             _copies += clip.items().constFirst()->string().value_or(u"no text"_qs);
+            if (const auto next = std::exchange(_whileLooking, nullptr))
+                next();
             return _takes;
         };
     }
@@ -63,6 +66,199 @@ private Q_SLOTS:
         QCOMPARE(_copies, QStringList{u"with company"_qs});
     }
 
+    void nothingRunsAtRest() {
+        QCOMPARE(timers(), 0);
+        _watch->start();
+        QCOMPARE(timers(), 0);
+        copy(u"text"_qs);
+        QCOMPARE(timers(), 1);
+        tick();
+        QCOMPARE(timers(), 0);
+        _desk->pasteboard.copyWithoutAnswer();
+        QCOMPARE(timers(), 1);
+        QTest::ignoreMessage(QtInfoMsg, "Not sent: what you copied could not be read. [the program "
+                                        "that copied it does not answer]");
+        tick();
+        QCOMPARE(timers(), 0);
+        const int reads = _desk->pasteboard.readCount();
+        _desk->advance(3600);
+        QCOMPARE(_desk->pasteboard.readCount(), reads);
+    }
+
+    void theFirstChangeIsLookedAtAtOnce() {
+        _watch->start();
+        tick();
+        copy(u"first"_qs);
+        QVERIFY(_copies.isEmpty());
+        _desk->settle();
+        QCOMPARE(_copies, QStringList{u"first"_qs});
+        // Half a second after the look, not after the change before it.
+        _desk->advance(0.5);
+        copy(u"second"_qs);
+        _desk->settle();
+        QCOMPARE(_copies, (QStringList{u"first"_qs, u"second"_qs}));
+    }
+
+    void whatFollowsIsLookedAtHalfASecondLater() {
+        lookOnce();
+        _desk->advance(0.1);
+        for (const QString &text : {u"second"_qs, u"third"_qs, u"fourth"_qs}) {
+            copy(text);
+            _desk->advance(0.1);
+        }
+        _desk->advance(0.09);
+        QVERIFY(_copies.isEmpty());
+        _desk->advance(0.01);
+        QCOMPARE(_copies, QStringList{u"fourth"_qs});
+        copy(u"fifth"_qs);
+        _desk->advance(0.49);
+        QCOMPARE(_copies.size(), 1);
+        _desk->advance(0.01);
+        QCOMPARE(_copies, (QStringList{u"fourth"_qs, u"fifth"_qs}));
+        QCOMPARE(timers(), 0);
+    }
+
+    void theFirstHalfSecondBeginsWithTheWatch() {
+        _watch->start();
+        copy(u"soon"_qs);
+        _desk->advance(0.49);
+        QVERIFY(_copies.isEmpty());
+        _desk->advance(0.01);
+        QCOMPARE(_copies, QStringList{u"soon"_qs});
+    }
+
+    void whatChangesDuringALookWaits() {
+        _watch->start();
+        tick();
+        _whileLooking = [this] {
+            copy(u"meanwhile"_qs);
+            _desk->runLoop.pause(RunLoop::Seconds(0.3));
+        };
+        copy(u"text"_qs);
+        _desk->settle();
+        _desk->advance(0.49);
+        QCOMPARE(_copies, QStringList{u"text"_qs});
+        _desk->advance(0.01);
+        QCOMPARE(_copies, (QStringList{u"text"_qs, u"meanwhile"_qs}));
+    }
+
+    // What was copied until then counts as known; the half second goes on.
+    void aSecondStartDoesNotPutOffTheNextLook() {
+        _watch->start();
+        _desk->advance(0.2);
+        copy(u"known"_qs);
+        QCOMPARE(timers(), 1);
+        _watch->start();
+        QCOMPARE(timers(), 0);
+        copy(u"new"_qs);
+        _desk->advance(0.3);
+        QCOMPARE(_copies, QStringList{u"new"_qs});
+        _desk->advance(1);
+        _watch->start();
+        copy(u"newer"_qs);
+        _desk->settle();
+        QCOMPARE(_copies, (QStringList{u"new"_qs, u"newer"_qs}));
+    }
+
+    void itEndsWhenItIsToldThatItIsNotNeeded() {
+        lookOnce();
+        _desk->advance(0.5);
+        _isNeeded = false;
+        _watch->needMayHaveChanged();
+        _desk->settle();
+        QVERIFY(!_desk->pasteboard.isWatching());
+        copy(u"alone"_qs);
+        QCOMPARE(timers(), 0);
+        _watch->needMayHaveChanged();
+        QCOMPARE(timers(), 0);
+        // It is dead: only a start brings it back.
+        _isNeeded = true;
+        _watch->needMayHaveChanged();
+        tick();
+        QVERIFY(_copies.isEmpty());
+        QVERIFY(!_desk->pasteboard.isWatching());
+    }
+
+    void anEndWaitsForTheNextLook_data() {
+        QTest::addColumn<bool>("comesBack");
+        QTest::newRow("needed no more") << false;
+        QTest::newRow("needed again by then") << true;
+    }
+    void anEndWaitsForTheNextLook() {
+        QFETCH(bool, comesBack);
+        lookOnce();
+        _desk->advance(0.2);
+        copy(u"meanwhile"_qs);
+        _isNeeded = false;
+        _watch->needMayHaveChanged();
+        _desk->advance(0.29);
+        QVERIFY(_desk->pasteboard.isWatching());
+        _isNeeded = comesBack;
+        if (comesBack)
+            _watch->startAgain();
+        _desk->advance(0.01);
+        QCOMPARE(_desk->pasteboard.isWatching(), comesBack);
+        QCOMPARE(_copies, comesBack ? QStringList{u"meanwhile"_qs} : QStringList());
+        QCOMPARE(timers(), 0);
+    }
+
+    void aWatchThatIsNeededAgainLetsTheEndGo() {
+        lookOnce();
+        _desk->advance(0.2);
+        _isNeeded = false;
+        _watch->needMayHaveChanged();
+        QCOMPARE(timers(), 1);
+        _isNeeded = true;
+        _watch->startAgain();
+        QCOMPARE(timers(), 0);
+        copy(u"kept"_qs);
+        _desk->advance(0.3);
+        QCOMPARE(_copies, QStringList{u"kept"_qs});
+    }
+
+    void aPauseEndsWhatIsPending() {
+        _watch->start();
+        copy(u"text"_qs);
+        _watch->pause();
+        QCOMPARE(timers(), 0);
+        tick();
+        QVERIFY(_copies.isEmpty());
+        _watch->startAgain();
+        QVERIFY(_desk->pasteboard.isWatching());
+    }
+
+    void aTimerMayLookInstead() {
+        _watch->setLooksByTimer(true);
+        QCOMPARE(timers(), 0);
+        _watch->start();
+        for (int look = 0; look < 3; ++look) {
+            QCOMPARE(timers(), 1);
+            tick();
+        }
+        _desk->advance(0.1);
+        copy(u"text"_qs);
+        _desk->advance(0.39);
+        QVERIFY(_copies.isEmpty());
+        _desk->advance(0.01);
+        QCOMPARE(_copies, QStringList{u"text"_qs});
+        _watch->setLooksByTimer(false);
+        QCOMPARE(timers(), 0);
+        _watch->setLooksByTimer(true);
+        QCOMPARE(timers(), 1);
+        _isNeeded = false;
+        tick();
+        QVERIFY(!_desk->pasteboard.isWatching());
+        QCOMPARE(timers(), 0);
+    }
+
+    void whoIsGoneIsNotTold() {
+        _watch->start();
+        _watch.reset();
+        QVERIFY(!_desk->pasteboard.onChange);
+        copy(u"text"_qs);
+        QCOMPARE(timers(), 0);
+    }
+
     void aLivingWatchIsNotStartedAgain() {
         _watch->start();
         copy(u"meanwhile"_qs);
@@ -89,8 +285,10 @@ private Q_SLOTS:
         const auto clip = ZRKClipmuleData::initWithDictionary(
             {{u"items"_qs, PropertyList::List{PropertyList(
                                PropertyList::Dictionary{{u"string"_qs, u"ours"_qs}})}}});
+        copy(u"overtaken"_qs);
         clip->writeToPasteboard(_desk->pasteboardServices);
         _watch->noteWritten(*clip);
+        QCOMPARE(timers(), 0);
         tick();
         // Neither when a manager offers it anew.
         copy(u"ours"_qs);
@@ -116,12 +314,22 @@ private Q_SLOTS:
 private:
     void copy(const QString &text) { _desk->pasteboard.copyText(text); }
     void tick() { _desk->advance(ClipboardWatch::pollInterval.count()); }
+    [[nodiscard]] int timers() const { return _desk->runLoop.pendingCount(); }
+    void lookOnce() {
+        _watch->start();
+        tick();
+        copy(u"looked at"_qs);
+        _desk->settle();
+        QCOMPARE(_copies, QStringList{u"looked at"_qs});
+        _copies.clear();
+    }
 
     std::unique_ptr<AgentFixture> _desk;
     std::unique_ptr<SyncJournal> _journal;
     std::unique_ptr<ClipboardWatch> _watch;
     bool _isNeeded = true;
     bool _takes = true;
+    std::function<void()> _whileLooking;
     QStringList _copies;
 };
 

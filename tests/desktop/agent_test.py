@@ -158,7 +158,7 @@ class AgentTest(unittest.TestCase):
 
     @staticmethod
     def assert_receives_nothing(phone):
-        """The agent looks at the clipboard twice a second."""
+        """The agent looks at the clipboard within half a second."""
         phone.no_event("a clip that should not have come", item_of, seconds=1.5)
 
     def start_window(self, name):

@@ -11,10 +11,16 @@ void FakePasteboard::copyByAnotherApplication(const PasteboardContents &contents
     _isOwner = false;
     setContents(_watching ? contents : PasteboardContents());
     moveChangeCount();
+    tellChange();
 }
 
 void FakePasteboard::copyText(const QString &text) {
     copyByAnotherApplication({.text = text.toUtf8()});
+}
+
+void FakePasteboard::copyWithoutAnswer() {
+    moveUnansweredCount();
+    tellChange();
 }
 
 void FakePasteboard::removeOwner() {

@@ -20,7 +20,7 @@ public:
     /// Text, for short.
     void copyText(const QString &text);
     /// Another application copies and does not tell what.
-    void copyWithoutAnswer() { moveUnansweredCount(); }
+    void copyWithoutAnswer();
     /// The application that owned the contents quits: there are none, and nothing counts as copied.
     void removeOwner();
     /// Every read from now on raises a PlatformException with this reason; an empty one ends that.

@@ -40,10 +40,11 @@ struct MutterDesktop {
 
     void settle() { FakeMutter::settle(*connection); }
 
+    // The owner is asked at once, or when it has settled.
     bool fetchBegins() {
         if (!await([this] { return pasteboard->isFetching(); }))
             return false;
-        runLoop.advance(PasteboardHistory::settleTime);
+        runLoop.advance(std::min(runLoop.timeToNext(), PasteboardHistory::settleTime));
         return true;
     }
 

@@ -36,10 +36,11 @@ struct X11Desktop {
         }
     }
 
+    // The owner is asked at once, or when it has settled.
     bool fetchBegins() {
         if (!await([this] { return pasteboard->isFetching(); }))
             return false;
-        runLoop.advance(PasteboardHistory::settleTime);
+        runLoop.advance(std::min(runLoop.timeToNext(), PasteboardHistory::settleTime));
         return true;
     }
 

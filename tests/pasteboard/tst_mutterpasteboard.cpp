@@ -392,11 +392,11 @@ private Q_SLOTS:
             mutter().errors[method] = QStringLiteral("not now");
             mutter().answerHeld();
         }
+        QVERIFY(_desktop->fetchEnds());
+        QCOMPARE(_desktop->pasteboard->contents().text, std::optional<QByteArray>("theirs"));
         mutter().askFor(plain, 5);
         QVERIFY(await([&] { return !mutter().writesDone.isEmpty(); }));
         QCOMPARE(mutter().writesDone.last(), (std::pair<uint, bool>(5, false)));
-        QVERIFY(_desktop->fetchEnds());
-        QCOMPARE(_desktop->pasteboard->contents().text, std::optional<QByteArray>("theirs"));
         mutter().silent.clear();
         mutter().errors.clear();
         _desktop->pasteboard->write({.text = "again"});

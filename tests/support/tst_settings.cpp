@@ -109,16 +109,18 @@ private Q_SLOTS:
             QCOMPARE(Settings::nameOf(each.key), each.name);
         }
         QCOMPARE(keys.size(), size_t(names.size()));
-        const QStringList expected{
-            u"agent/syncEnabled"_qs,  u"shared/serverServices"_qs, u"shared/autoUpdateEnabled"_qs,
-            u"shared/showStatus"_qs,  u"shared/pasteMode"_qs,      u"stats/dataSent"_qs,
-            u"stats/dataReceived"_qs, u"stats/imageItems"_qs,      u"stats/textItems"_qs};
+        const QStringList expected{u"agent/syncEnabled"_qs,     u"agent/watchClipboardByTimer"_qs,
+                                   u"shared/serverServices"_qs, u"shared/autoUpdateEnabled"_qs,
+                                   u"shared/showStatus"_qs,     u"shared/pasteMode"_qs,
+                                   u"stats/dataSent"_qs,        u"stats/dataReceived"_qs,
+                                   u"stats/imageItems"_qs,      u"stats/textItems"_qs};
         QCOMPARE(names, expected);
         QCOMPARE(Settings::find(u"nonsense"_qs), nullptr);
     }
 
     void nothingStoredIsTheFallback() {
         QVERIFY(Settings::truth(*_store, Key::SyncEnabled));
+        QVERIFY(!Settings::truth(*_store, Key::WatchClipboardByTimer));
         QVERIFY(!Settings::truth(*_store, Key::ShowStatus));
         QVERIFY(!Settings::truth(*_store, Key::AutoUpdateEnabled));
         QCOMPARE(Settings::pasteMode(*_store), PasteMode::Paste);
