@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 // The agent's clipboard without the agent, for bench_clipboard.py. Says "captured NANOSECONDS" when
-// the contents of a copy are there, to a millisecond; a line "offer text FILE" or "offer image
+// the contents of another program's copy are there; a line "offer text FILE" or "offer image
 // FILE" on standard input makes it the owner of what is in the file, to which it says "offered
 // NANOSECONDS". The clock is the monotonic one.
 
@@ -13,7 +13,6 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QSocketNotifier>
-#include <QTimer>
 
 #include <chrono>
 #include <cstdio>
@@ -51,12 +50,7 @@ int main(int argc, char *argv[]) {
     const RunLoop::Installation installation(runLoop);
     const auto pasteboard = makePasteboard(openSession());
     pasteboard->setWatching(true);
-    QTimer look;
-    QObject::connect(&look, &QTimer::timeout, [&, seen = pasteboard->changeCount()]() mutable {
-        if (const auto now = pasteboard->changeCount(); std::exchange(seen, now) != now)
-            say("captured");
-    });
-    look.start(1);
+    pasteboard->onChange = [] { say("captured"); };
     QSocketNotifier commands(STDIN_FILENO, QSocketNotifier::Read);
     QObject::connect(&commands, &QSocketNotifier::activated, [&] {
         char line[4096] = {};
