@@ -8,6 +8,7 @@
 #include "tests/kit/Await.h"
 #include "tests/kit/FakeMutter.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/pasteboard/Fetching.h"
 #include "tests/services/PrivateBus.h"
 
 #include <QTest>
@@ -40,18 +41,8 @@ struct MutterDesktop {
 
     void settle() { FakeMutter::settle(*connection); }
 
-    // The owner is asked at once, or when it has settled.
-    bool fetchBegins() {
-        if (!await([this] { return pasteboard->isFetching(); }))
-            return false;
-        runLoop.advance(std::min(runLoop.timeToNext(), PasteboardHistory::settleTime));
-        return true;
-    }
-
-    // Another application has taken the clipboard: everything until its contents are there.
-    bool fetchEnds() {
-        return fetchBegins() && await([this] { return !pasteboard->isFetching(); });
-    }
+    bool fetchBegins() { return kit::fetchBegins(*pasteboard, runLoop); }
+    bool fetchEnds() { return kit::fetchEnds(*pasteboard, runLoop); }
 };
 
 } // namespace clipmule::kit

@@ -7,13 +7,15 @@
 #include "platform/wayland/WaylandConnection.h"
 #include "tests/kit/Await.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/Served.h"
 #include "tests/kit/TestCompositor.h"
+#include "tests/pasteboard/Fetching.h"
 
 namespace clipmule::kit {
 
 /// What a test works with: a compositor, the pasteboard, and a clock that stands still until it is
 /// advanced.
-struct WaylandDesktop : private WaylandObserver {
+struct WaylandDesktop {
     ManualRunLoop runLoop;
     RunLoop::Installation installation{runLoop};
     TestCompositor compositor;
@@ -34,24 +36,12 @@ struct WaylandDesktop : private WaylandObserver {
     // Everything that the compositor has sent until now was heard; no time has passed on the manual
     // clock.
     void settle() {
-        bool isServed = false;
-        connection->whenServed(this, [&] { isServed = true; });
-        if (!await([&] { return isServed || connection->isLost(); }))
+        if (!served(*connection))
             qWarning("the compositor does not answer");
     }
 
-    // The owner is asked at once, or when it has settled.
-    bool fetchBegins() {
-        if (!await([this] { return pasteboard->isFetching(); }))
-            return false;
-        runLoop.advance(std::min(runLoop.timeToNext(), PasteboardHistory::settleTime));
-        return true;
-    }
-
-    // Another application has taken the clipboard: everything until its contents are there.
-    bool fetchEnds() {
-        return fetchBegins() && await([this] { return !pasteboard->isFetching(); });
-    }
+    bool fetchBegins() { return kit::fetchBegins(*pasteboard, runLoop); }
+    bool fetchEnds() { return kit::fetchEnds(*pasteboard, runLoop); }
 };
 
 } // namespace clipmule::kit

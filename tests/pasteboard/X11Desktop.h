@@ -6,6 +6,7 @@
 #include "platform/pasteboard/backends/x11/X11Pasteboard.h"
 #include "tests/kit/Await.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/pasteboard/Fetching.h"
 #include "tests/pasteboard/SampleContents.h"
 
 namespace clipmule::kit {
@@ -36,18 +37,8 @@ struct X11Desktop {
         }
     }
 
-    // The owner is asked at once, or when it has settled.
-    bool fetchBegins() {
-        if (!await([this] { return pasteboard->isFetching(); }))
-            return false;
-        runLoop.advance(std::min(runLoop.timeToNext(), PasteboardHistory::settleTime));
-        return true;
-    }
-
-    // Another application has taken the clipboard: everything until its contents are there.
-    bool fetchEnds() {
-        return fetchBegins() && await([this] { return !pasteboard->isFetching(); });
-    }
+    bool fetchBegins() { return kit::fetchBegins(*pasteboard, runLoop); }
+    bool fetchEnds() { return kit::fetchEnds(*pasteboard, runLoop); }
 };
 
 } // namespace clipmule::kit

@@ -6,6 +6,7 @@
 #include "platform/wayland/WaylandSeatLayout.h"
 #include "tests/kit/Await.h"
 #include "tests/kit/Keymaps.h"
+#include "tests/kit/Served.h"
 #include "tests/kit/TestCase.h"
 #include "tests/kit/TestCompositor.h"
 
@@ -235,8 +236,6 @@ private Q_SLOTS:
 
 private:
     using Keymap = TestCompositor::Keymap;
-    struct Nobody final : WaylandObserver {};
-
     void open(const TestCompositor::Offers &offers) {
         end();
         _compositor.emplace(offers);
@@ -264,13 +263,8 @@ private:
         return -1;
     }
     // Everything that either side has sent has been heard.
-    void serve() {
-        bool isServed = false;
-        _connection->whenServed(&_nobody, [&] { isServed = true; });
-        QVERIFY(await([&] { return isServed; }));
-    }
+    void serve() { QVERIFY(served(*_connection)); }
 
-    Nobody _nobody;
     std::optional<TestCompositor> _compositor;
     std::shared_ptr<WaylandConnection> _connection;
     std::unique_ptr<WaylandKeyboard> _keyboard;

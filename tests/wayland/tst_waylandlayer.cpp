@@ -6,6 +6,7 @@
 #include "tests/kit/Await.h"
 #include "tests/kit/CompositorLayers.h"
 #include "tests/kit/FullDisk.h"
+#include "tests/kit/Served.h"
 #include "tests/kit/TestCase.h"
 #include "tests/kit/TestCompositor.h"
 
@@ -407,8 +408,6 @@ private Q_SLOTS:
     }
 
 private:
-    struct Nobody final : WaylandObserver {};
-
     void open(const TestCompositor::Offers &offers) {
         end();
         _compositor.emplace(offers);
@@ -439,11 +438,7 @@ private:
         return all.size() == 1 ? all.constFirst() : ShownLayer();
     }
     // Everything that the compositor has sent has been heard.
-    void serve() {
-        bool isServed = false;
-        _connection->whenServed(&_nobody, [&] { isServed = true; });
-        QVERIFY(await([&] { return isServed; }));
-    }
+    void serve() { QVERIFY(kit::served(*_connection)); }
     [[nodiscard]] ShownLayer served() {
         serve();
         return only();
@@ -461,7 +456,6 @@ private:
         }
     }
 
-    Nobody _nobody;
     std::optional<TestCompositor> _compositor;
     std::shared_ptr<WaylandConnection> _connection;
     std::unique_ptr<WaylandLayer> _layer;

@@ -4,6 +4,7 @@
 #include "platform/wayland/WaylandConnection.h"
 #include "platform/wayland/WaylandToplevels.h"
 #include "tests/kit/Await.h"
+#include "tests/kit/Served.h"
 #include "tests/kit/TestCase.h"
 #include "tests/kit/TestCompositor.h"
 
@@ -242,11 +243,7 @@ private:
         serve();
     }
     // Everything that the compositor has sent has been heard.
-    void serve() {
-        bool isServed = false;
-        _connection->whenServed(&_nobody, [&] { isServed = true; });
-        QVERIFY(await([&] { return isServed; }));
-    }
+    void serve() { QVERIFY(served(*_connection)); }
 
     Nobody _nobody;
     std::optional<TestCompositor> _compositor;

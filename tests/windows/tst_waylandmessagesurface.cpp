@@ -7,6 +7,7 @@
 #include "tests/kit/Await.h"
 #include "tests/kit/CompositorLayers.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/Served.h"
 #include "tests/kit/TestCase.h"
 #include "tests/kit/TestCompositor.h"
 
@@ -124,8 +125,6 @@ private Q_SLOTS:
     }
 
 private:
-    struct Nobody final : WaylandObserver {};
-
     void open(const TestCompositor::Offers &offers) {
         end();
         _closed.clear();
@@ -157,13 +156,8 @@ private:
         return all.size() == 1 ? all.constFirst() : ShownLayer();
     }
     // Everything that the compositor has sent has been heard.
-    void serve() {
-        bool isServed = false;
-        _session.wayland->whenServed(&_nobody, [&] { isServed = true; });
-        QVERIFY(await([&] { return isServed; }));
-    }
+    void serve() { QVERIFY(served(*_session.wayland)); }
 
-    Nobody _nobody;
     ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
     std::optional<TestCompositor> _compositor;
