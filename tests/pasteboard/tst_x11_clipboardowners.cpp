@@ -114,6 +114,13 @@ private Q_SLOTS:
         QVERIFY(await([&] { return desktop.pasteboard->contents().isEmpty(); }));
         QVERIFY(desktop.fetchEnds());
         QCOMPARE(desktop.pasteboard->changeCount(), 2);
+        // Once it was read it is as old as any other.
+        manager.quit();
+        QVERIFY(await([&] { return desktop.pasteboard->contents().isEmpty(); }));
+        X11TestOwner nextManager;
+        nextManager.own(text("x"));
+        QVERIFY(desktop.fetchEnds());
+        QCOMPARE(desktop.pasteboard->changeCount(), 2);
     }
 
     // An owner that quits may ask the desktop's manager to keep its contents before it goes.
