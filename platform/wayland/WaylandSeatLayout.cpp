@@ -111,7 +111,7 @@ WaylandSeatLayout::stroke(const QList<quint32> &symbols) const {
             return std::nullopt;
         keys.append(*key);
     }
-    return keys.isEmpty() ? QList<KeyLayout::Step>() : layout->strokeAmongHeldKeys(keys);
+    return layout ? layout->strokeAmongHeldKeys(keys) : QList<KeyLayout::Step>();
 }
 
 std::optional<quint32> WaylandSeatLayout::keyOfEveryGroup(quint32 symbol) const {
