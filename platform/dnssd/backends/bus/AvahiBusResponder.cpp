@@ -308,18 +308,24 @@ void AvahiBusResponder::ownerChanged(const QString &name, const QString &,
 }
 
 void AvahiBusResponder::askForState() {
-    // The daemon is called by its name, which must not start one that is switched off. Whoever
-    // answers is the daemon from then on.
-    QDBusMessage message = QDBusMessage::createMethodCall(avahiService, serverPath, serverInterface,
-                                                          QStringLiteral("GetState"));
-    message.setAutoStartService(false);
+    // The bus is asked who the daemon is, which does not start one that is switched off. An answer
+    // does not tell: later versions of the toolkit do not say from whom it comes.
+    const QString bus = QStringLiteral("org.freedesktop.DBus");
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        bus, QStringLiteral("/org/freedesktop/DBus"), bus, QStringLiteral("GetNameOwner"));
+    message.setArguments({avahiService});
     enqueue(message, [this](const QDBusMessage &reply) {
         if (isWithoutReceiver(reply))
             return lose(QStringLiteral("it is not running")); // ownerChanged() tells when it is
         if (reply.type() != QDBusMessage::ReplyMessage)
             return lose(errorText(reply));
-        _owner = reply.service();
-        setServerState(reply.arguments().value(0).toInt());
+        _owner = reply.arguments().value(0).toString();
+        call(serverPath, serverInterface, QStringLiteral("GetState"), {},
+             [this](const QDBusMessage &state) {
+                 if (state.type() != QDBusMessage::ReplyMessage)
+                     return lose(errorText(state));
+                 setServerState(state.arguments().value(0).toInt());
+             });
     });
 }
 
