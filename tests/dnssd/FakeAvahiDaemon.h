@@ -92,7 +92,7 @@ public:
         calls += member;
         callPaths += message.path();
         callArguments += message.arguments();
-        if (member == QStringLiteral("GetState")) {
+        if (member == QStringLiteral("GetState") && !errors.contains(member)) {
             stateAsked = message;
             return isMute || tellState();
         }

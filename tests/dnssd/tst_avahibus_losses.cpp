@@ -203,6 +203,19 @@ private Q_SLOTS:
         QCOMPARE(_responder->availability(), Availability::Running);
     }
 
+    void aDaemonThatRefusesUsIsNotThere() {
+        _daemon->errors.insert(QStringLiteral("GetState"), QStringLiteral("NotPermitted"));
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
+        QVERIFY2(_backend->description().endsWith(QStringLiteral(": NotPermitted")),
+                 qPrintable(_backend->description()));
+        _daemon->errors.clear();
+        _daemon->vanish();
+        _daemon->appear();
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+    }
+
     void oneThatEndsBeforeItHasAnsweredIsNotThere() {
         _daemon->isMute = true;
         Browse browse(*_backend);
