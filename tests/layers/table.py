@@ -5,6 +5,7 @@
 # A folder's own headers are always allowed. An entry that ends with "/" stands for all below it.
 MAY_INCLUDE = {
     "phone/": ["filters/", "net/", "model/", "support/", "Common/", "platform/"],
+    "web/": ["phone/", "filters/", "net/", "model/", "support/", "Common/", "platform/"],
     "tools/": ["filters/", "net/", "model/", "support/", "Common/", "platform/"],
     "preferences/": ["support/", "net/ServiceDictionary.h", "Common/", "platform/"],
     "app/": ["ui/", "net/", "model/", "support/", "Common/", "platform/"],
@@ -75,6 +76,7 @@ TESTED_FOLDERS = {
     "tests/ui/": ["ui/"],
     "tests/app/": ["app/"],
     "tests/phone/": ["phone/"],
+    "tests/web/": ["web/"],
     "tests/tools/": ["tools/"],
     "tests/preferences/": ["preferences/"],
 }
