@@ -62,6 +62,13 @@ Units excess(const Units &units) {
            (isAngle(units) & all(3)) + (isAmpersand(units) & all(4));
 }
 
+/// Two for each first half of a pair of surrogates: each half counts for three bytes, both take
+/// four.
+Units pairs(const Units &units, const Units &next) {
+    return Units((units & all(0xfc00)) == all(0xd800)) &
+           Units((next & all(0xfc00)) == all(0xdc00)) & all(2);
+}
+
 bool isAscii(const Bytes &bytes) {
     return (foldedBits(bytes) & 0x8080808080808080) == 0;
 }
@@ -184,12 +191,21 @@ bool isEscaped(char32_t character) {
 
 } // namespace
 
-char16_t *decodeUtf8(char16_t *out, QByteArrayView bytes) {
+#ifndef CLIPMULE_UTF8_VECTORS
+const Utf8Kernel *utf8VectorKernel() {
+    return nullptr;
+}
+#endif
+
+char16_t *decodeUtf8(char16_t *out, QByteArrayView bytes, const Utf8Kernel *kernel) {
     const auto *in = reinterpret_cast<const unsigned char *>(bytes.data());
     const auto *const end = in + bytes.size();
     while (in < end) {
         const auto *blockEnd = end;
-        if (end - in >= block) {
+        if (kernel && end - in >= Utf8Kernel::reach) {
+            kernel->decode(out, in, end);
+            blockEnd = in + 1;
+        } else if (end - in >= block) {
             blockEnd = in + block;
             const auto characters = load<Bytes>(in);
             if (isAscii(characters)) {
@@ -212,19 +228,25 @@ char16_t *decodeUtf8(char16_t *out, QByteArrayView bytes) {
     return out;
 }
 
-qsizetype escapedUtf8Bound(QStringView text) {
+qsizetype escapedUtf8Size(QStringView text, const Utf8Kernel *kernel) {
     const char16_t *in = text.utf16();
     const char16_t *const end = in + text.size();
     qsizetype size = text.size();
-    while (end - in >= block) {
+    if (kernel)
+        size += kernel->excess(in, end);
+    // One unit behind a block is looked at, for the second half of a pair.
+    while (end - in > block) {
         // A lane grows by at most eight a block, and must not overflow 16 bits.
         constexpr qsizetype mostBlocks = 8000;
         Units more{};
-        for (auto blocks = std::min((end - in) / block, mostBlocks); blocks > 0; --blocks) {
+        for (auto blocks = std::min((end - in - 1) / block, mostBlocks); blocks > 0; --blocks) {
             const auto first = load<Units>(in);
             const auto second = load<Units>(in + block / 2);
-            if (Bytes bytes; !narrow(bytes, first, second))
+            if (Bytes bytes; !narrow(bytes, first, second)) {
                 more += excess(first) + excess(second);
+                more -= pairs(first, load<Units>(in + 1));
+                more -= pairs(second, load<Units>(in + block / 2 + 1));
+            }
             in += block;
         }
         for (qsizetype lane = 0; lane < block / 2; ++lane)
@@ -237,16 +259,21 @@ qsizetype escapedUtf8Bound(QStringView text) {
             size += 3;
         else if (*in == u'&')
             size += 4;
+        if (QChar::isHighSurrogate(*in) && end - in > 1 && QChar::isLowSurrogate(in[1]))
+            size -= 2;
     }
     return size;
 }
 
-char *escapeAsUtf8(char *out, QStringView text) {
+char *escapeAsUtf8(char *out, QStringView text, const Utf8Kernel *kernel) {
     const char16_t *in = text.utf16();
     const char16_t *const end = in + text.size();
     while (in < end) {
         const char16_t *blockEnd = end;
-        if (end - in >= block) {
+        if (kernel && end - in >= Utf8Kernel::reach) {
+            kernel->escape(out, in, end);
+            blockEnd = in + 1;
+        } else if (end - in >= block) {
             blockEnd = in + block;
             const auto first = load<Units>(in);
             const auto second = load<Units>(in + block / 2);

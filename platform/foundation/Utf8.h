@@ -13,17 +13,37 @@ namespace clipmule {
 // has sized. Unlike QString's, the decoder keeps a leading U+FEFF and tells when bytes are refused,
 // and the encoder escapes on the way.
 
+/// The inner loops for a kind of processor. A loop takes what suits it and leaves the rest, the end
+/// of the text above all, to Utf8.cpp; the results are the same without.
+struct Utf8Kernel {
+    /// With fewer bytes or units left a loop does nothing, so that whole blocks may be read and
+    /// written.
+    static constexpr qsizetype reach = 40;
+    // Each moves its places behind what it took.
+    /// Stops before four bytes that are one character, and before what is malformed.
+    void (*decode)(char16_t *&out, const unsigned char *&in, const unsigned char *end);
+    /// Stops before surrogates.
+    void (*escape)(char *&out, const char16_t *&in, const char16_t *end);
+    /// Returns what the units take as escaped UTF-8 above one byte for each.
+    qsizetype (*excess)(const char16_t *&in, const char16_t *end);
+};
+
+/// The loops for this processor's vector instructions; null where there are none.
+[[nodiscard]] const Utf8Kernel *utf8VectorKernel();
+
 /// Decodes into a buffer with room for one unit a byte; returns the end of what was written, or
 /// null when the bytes are not UTF-8 (also: overlong forms, surrogates, above U+10FFFF).
-[[nodiscard]] char16_t *decodeUtf8(char16_t *out, QByteArrayView bytes);
+[[nodiscard]] char16_t *decodeUtf8(char16_t *out, QByteArrayView bytes,
+                                   const Utf8Kernel *kernel = utf8VectorKernel());
 
-/// Room that escapeAsUtf8() needs for this text: exact but for surrogate pairs, which count for
-/// half as much again as they take.
-[[nodiscard]] qsizetype escapedUtf8Bound(QStringView text);
+/// The bytes that escapeAsUtf8() writes for this text.
+[[nodiscard]] qsizetype escapedUtf8Size(QStringView text,
+                                        const Utf8Kernel *kernel = utf8VectorKernel());
 
 /// Encodes with "<", ">" and "&" as XML entities and nothing else changed, except that lone
-/// surrogates become U+FFFD; returns the end of what was written.
-[[nodiscard]] char *escapeAsUtf8(char *out, QStringView text);
+/// surrogates become U+FFFD; returns the end of what was written, which needs escapedUtf8Size().
+[[nodiscard]] char *escapeAsUtf8(char *out, QStringView text,
+                                 const Utf8Kernel *kernel = utf8VectorKernel());
 
 /// The character at `position`, which moves behind it; a lone surrogate is returned as it stands.
 /// The position must lie within the text.

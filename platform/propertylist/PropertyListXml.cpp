@@ -418,7 +418,7 @@ public:
 
     void raw(std::string_view text) { add(qsizetype(text.size())); }
     void tabs(int count) { add(count); }
-    void escaped(const QString &text) { add(escapedUtf8Bound(text)); }
+    void escaped(const QString &text) { add(escapedUtf8Size(text)); }
     void encoded(const QByteArray &data, Base64::Lines lines) {
         add(Base64::encodedSize(data.size(), lines));
     }

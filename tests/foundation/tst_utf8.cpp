@@ -4,6 +4,7 @@
 #include "platform/foundation/Utf8.h"
 #include "tests/kit/TestCase.h"
 
+#include <QFile>
 #include <QTest>
 
 #include <random>
@@ -12,11 +13,11 @@ using namespace clipmule;
 
 namespace {
 
-std::optional<QString> decoded(const QByteArray &bytes) {
+std::optional<QString> decoded(const QByteArray &bytes, const Utf8Kernel *kernel) {
     // One unit more, which must survive.
     QString buffer(bytes.size() + 1, u'#');
     auto *const units = reinterpret_cast<char16_t *>(buffer.data());
-    const char16_t *const end = decodeUtf8(units, bytes);
+    const char16_t *const end = decodeUtf8(units, bytes, kernel);
     if (buffer.back() != u'#')
         return QStringLiteral("wrote beyond the bound");
     if (!end)
@@ -24,14 +25,27 @@ std::optional<QString> decoded(const QByteArray &bytes) {
     return buffer.first(end - units);
 }
 
+/// The same with all instructions, or a text that says otherwise.
+std::optional<QString> decoded(const QByteArray &bytes) {
+    const auto text = decoded(bytes, nullptr);
+    return decoded(bytes, utf8VectorKernel()) == text
+               ? text
+               : QStringLiteral("differs with vector instructions");
+}
+
+QByteArray escaped(const QString &text, const Utf8Kernel *kernel) {
+    const QByteArray guard(64, '\xaa');
+    const qsizetype size = escapedUtf8Size(text, kernel);
+    QByteArray buffer = QByteArray(size, '\0') + guard;
+    const char *const end = escapeAsUtf8(buffer.data(), text, kernel);
+    if (end - buffer.constData() != size || !buffer.endsWith(guard))
+        return "wrote another size than announced";
+    return buffer.first(size);
+}
+
 QByteArray escaped(const QString &text) {
-    const QByteArray guard(16, '\xaa');
-    const qsizetype bound = escapedUtf8Bound(text);
-    QByteArray buffer = QByteArray(bound, '\0') + guard;
-    const char *const end = escapeAsUtf8(buffer.data(), text);
-    if (!buffer.endsWith(guard))
-        return "wrote beyond the bound";
-    return buffer.first(end - buffer.constData());
+    const QByteArray bytes = escaped(text, nullptr);
+    return escaped(text, utf8VectorKernel()) == bytes ? bytes : "differs with vector instructions";
 }
 
 QString withoutLoneSurrogates(const QString &text) {
@@ -143,22 +157,67 @@ private Q_SLOTS:
         }
     }
 
-    void bindsTheSizeExactlyWithoutSurrogates() {
-        for (qsizetype size = 0; size < 40; ++size) {
-            for (const char16_t unit :
-                 {u'a', u'<', u'>', u'&', u'\u007f', u'\u0080', u'\u07ff', u'\u0800', u'\uffff'}) {
-                const QString text(size, QChar(unit));
-                QCOMPARE(escapedUtf8Bound(text), escaped(text).size());
-            }
-        }
-        // Longer than what is summed up in 16 bits at a time.
-        const QString ampersands(300'000, u'&');
-        QCOMPARE(escapedUtf8Bound(ampersands), 5 * ampersands.size());
+    void usesVectorInstructionsWhereTheProcessorHasThem() {
+        // Otherwise the comparisons would compare the portable loops with themselves.
+        QFile processor(QStringLiteral("/proc/cpuinfo"));
+        QVERIFY(processor.open(QIODevice::ReadOnly));
+        QCOMPARE(utf8VectorKernel() != nullptr, processor.readAll().contains(" avx2 "));
     }
 
-    void bindsTheSizeOfSurrogatePairsByHalfAsMuchAgain() {
-        QCOMPARE(escapedUtf8Bound(QStringLiteral("😀😀")), 12);
-        QCOMPARE(escaped(QStringLiteral("😀😀")).size(), 8);
+    void tellsTheSizeBeforehand() {
+        // Longer than what is summed up in 16 bits at a time.
+        for (const auto *kernel : {static_cast<const Utf8Kernel *>(nullptr), utf8VectorKernel()}) {
+            QCOMPARE(escapedUtf8Size(QString(300'000, u'&'), kernel), 5 * 300'000);
+            QCOMPARE(escapedUtf8Size(QStringLiteral("😀").repeated(300'000), kernel), 4 * 300'000);
+            QCOMPARE(escapedUtf8Size(QString(300'000, QChar(0xdc00)), kernel), 3 * 300'000);
+        }
+    }
+
+    // Each length of character in runs of each length, next to each other one, at each place of a
+    // block; escaped() holds the size to the bytes.
+    void convertsRunsOfEveryLength() {
+        const QStringList characters{
+            QStringLiteral("a"),      QStringLiteral("&"),      QStringLiteral("<"),
+            QStringLiteral("\u0080"), QStringLiteral("\u07ff"), QStringLiteral("\u0800"),
+            QStringLiteral("\ud7ff"), QStringLiteral("\ue000"), QStringLiteral("\uffff"),
+            QStringLiteral("😀"),      QString(QChar(0xd800)),   QString(QChar(0xdfff))};
+        for (const QString &first : characters) {
+            for (const QString &second : characters) {
+                for (qsizetype before = 0; before < 40; ++before) {
+                    for (const qsizetype run : {1, 2, 7, 8, 9, 15, 16, 17, 33}) {
+                        const QString text =
+                            first.repeated(before) + second.repeated(run) + first.repeated(50);
+                        const QString expected = withoutLoneSurrogates(text);
+                        const QByteArray bytes = escaped(text);
+                        QString plain = expected;
+                        plain.replace(u'&', QStringLiteral("&amp;"))
+                            .replace(u'<', QStringLiteral("&lt;"));
+                        if (bytes != plain.toUtf8())
+                            QCOMPARE(bytes, plain.toUtf8());
+                        if (const QByteArray utf8 = expected.toUtf8(); decoded(utf8) != expected)
+                            QCOMPARE(decoded(utf8), expected);
+                    }
+                }
+            }
+        }
+    }
+
+    // One byte at a time, so that every malformed sequence comes up in the middle of runs.
+    void refusesTheSameWithAllInstructions() {
+        std::mt19937 random(5);
+        const QByteArray whole =
+            QStringLiteral("日本語のテキスト, Überschrift, Привет мир, 😀 ").repeated(3).toUtf8();
+        int refused = 0;
+        for (int round = 0; round < 20000; ++round) {
+            QByteArray bytes = whole.sliced(qsizetype(random()) % 40);
+            bytes[qsizetype(random()) % bytes.size()] = char(random());
+            const QString expected = QString::fromUtf8(bytes);
+            const auto text = decoded(bytes);
+            refused += text ? 0 : 1;
+            if (text != (expected.toUtf8() == bytes ? std::optional(expected) : std::nullopt))
+                QCOMPARE(text, expected);
+        }
+        QVERIFY(refused > 5000 && refused < 19000);
     }
 
     void escapesAndDecodesRandomTexts() {
