@@ -372,7 +372,8 @@ class Texts(Tree):
     def test_a_source_without_a_licence(self):
         for name, text in (("net/A.cpp", "int a;\n"), ("scripts/tool", "#!/bin/sh\n"),
                            ("CMakeLists.txt", "project(x)\n"),
-                           ("net/B.h", SPDX.splitlines(True)[0])):
+                           ("net/B.h", SPDX.splitlines(True)[0]),
+                           ("web/page/a.js", "export {};\n"), ("web/page/a.css", "p {}\n")):
             with self.subTest(name):
                 self.assert_one(self.check(name, text), name, "SPDX")
                 os.remove(os.path.join(self.root, name))
@@ -395,7 +396,9 @@ class Texts(Tree):
 
     def test_the_length_of_a_file(self):
         self.assertEqual(self.check("net/A.cpp", SPDX + "\n" * 598), [])
-        self.assert_one(self.check("net/A.cpp", SPDX + "\n" * 599), "601 lines")
+        for name in ("net/A.cpp", "web/page/a.js"):
+            self.assert_one(self.check(name, SPDX + "\n" * 599), "601 lines")
+            os.remove(os.path.join(self.root, name))
 
 
 class Listing(Tree):

@@ -6,7 +6,7 @@ import os
 import re
 
 LONGEST_FILE = 600
-SOURCES = (".cpp", ".h", ".py", ".cmake", ".in", "CMakeLists.txt")
+SOURCES = (".cpp", ".h", ".js", ".css", ".py", ".cmake", ".in", "CMakeLists.txt")
 SPDX = ("SPDX-FileCopyrightText: 2026 The Clipmule Sync developers",
         "SPDX-License-Identifier: MIT")
 
@@ -53,7 +53,7 @@ def check(project):
                 problems.append(f"{name}: the two SPDX lines are missing at its top")
         if source and name.startswith("tests/"):
             rules += IN_TESTS
-        if name.endswith((".cpp", ".h")) and text.count("\n") > LONGEST_FILE:
+        if name.endswith((".cpp", ".h", ".js")) and text.count("\n") > LONGEST_FILE:
             problems.append(f"{name}: {text.count(chr(10))} lines; split it, {LONGEST_FILE} is enough")
         if (name.startswith("tests/") and IS_TEST_PROGRAM.search(text)
                 and not IS_TEST_CASE.search(text)):

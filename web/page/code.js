@@ -1,0 +1,25 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+/**
+ * The code of the link that was scanned. It leaves the address bar and the history before anything
+ * else happens; so this module needs no other.
+ */
+
+/** 32 bytes in base64url, without padding. */
+const CODE = /^#([A-Za-z0-9_-]{43})$/;
+
+/** @returns {?Uint8Array} the code, the first time */
+export function takeCode() {
+    const match = CODE.exec(location.hash);
+    if (location.hash) {
+        history.replaceState(null, '', location.pathname);
+    }
+    if (!match) {
+        return null;
+    }
+    const binary = atob(match[1].replace(/-/g, '+').replace(/_/g, '/'));
+    return Uint8Array.from(binary, letter => letter.charCodeAt(0));
+}
+
+export const firstCode = takeCode();

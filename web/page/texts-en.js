@@ -1,0 +1,125 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+export const texts = {
+    menu: 'Settings',
+    clips: 'Copied on the computer',
+    outbox: 'On the way to the computer',
+    attached: 'Pictures to send',
+    box: 'Write or paste',
+    choose: 'Choose a picture',
+    take: 'Take a photo',
+    filter: 'Change the text',
+    target: 'Where to',
+    send: 'Send',
+    close: 'Close',
+    asleep:
+        'While this page is in the background, your phone puts it to sleep. It catches up as soon as you open it.',
+
+    stateConnecting: 'Connecting…',
+    stateConnected: 'Connected',
+    stateAway: 'Sync is not running on the computer',
+    stateOff: 'Sync is switched off on the computer',
+    stateLost: 'Not connected. Trying again…',
+    stateUnknown: 'Not known to the computer',
+    stateNone: 'Not paired',
+
+    android: 'Android phone',
+
+    startTitle: 'Your computer’s clipboard, on this phone',
+    startText:
+        'On the computer, open the preferences of Clipmule Sync, choose “Add a phone by its browser”, and point this phone’s camera at the code.',
+    spentTitle: 'This code does not work any more',
+    spentText:
+        'A code works once and for ten minutes. Show a new one on the computer, and point this phone’s camera at it.',
+    revokedTitle: 'Removed on the computer',
+    revokedText:
+        'The computer does not share its clipboard with this browser any more. What was stored here is deleted. To add it again, scan a new code.',
+    unknownText:
+        'What answers at this address does not know this browser. Perhaps it was removed on the computer, or another computer has this address now. To add it again, scan a new code on the computer.',
+    again: 'Try again',
+    emptyTitle: 'Ready',
+    emptyText: 'Copy something on {computer}, and it appears here.',
+    emptyAway: 'What was copied on {computer} appears here.',
+    paired: '{computer} knows this phone as “{name}”.',
+    rename: 'Change the name',
+    fine: 'OK',
+
+    kindText: 'Text',
+    kindLink: 'Link',
+    kindPicture: 'Picture',
+    kindOther: 'Something else',
+    otherText: 'This can only be used on a computer.',
+    now: 'just now',
+    bytes: '{count} bytes',
+    from: 'from {from}',
+    fresh: 'New',
+    arrived: 'New from {from}: {what}',
+    copy: 'Copy',
+    copied: 'Copied',
+    copyFailed: 'The browser did not allow copying. Touch and hold the text to select it.',
+    copyPicture: 'Copy picture',
+    load: 'Load ({size})',
+    loading: 'Loading…',
+    loadFailed: 'Could not be loaded.',
+    gone: 'The computer does not have this any more.',
+    more: 'Show all',
+    less: 'Show less',
+    open: 'Open',
+    save: 'Save',
+    share: 'Share',
+    remove: 'Remove',
+    removeOf: 'Remove: {what}',
+    pictureOf: 'Picture from {from}, {width} × {height}',
+    holdPicture:
+        'To copy the picture, touch and hold it. Over plain HTTP, browsers let no page do that.',
+
+    toDesk: 'To {computer}',
+    toPhones: 'To the other phones',
+    preparing: 'Preparing…',
+    waiting: 'Waiting for the connection',
+    sending: 'Sending… {percent} %',
+    keptThere: '{computer} keeps it until sync runs again',
+    sent: '{computer} has it',
+    sentPhones: 'Sent to the other phones',
+    noDesk: 'Waiting until sync runs on the computer',
+    off: 'Waiting: sync is switched off on the computer',
+    tooLarge: 'Too large. At most {size}.',
+    refusedSend: 'The computer did not take it.',
+    back: 'Back to the box',
+    notPicture: 'This browser cannot read that picture.',
+    notKept: 'This browser stores nothing: it is kept only until you close the page.',
+    full: 'Too much is waiting already. Send or remove something first.',
+    tooManyPictures: 'At most {count} pictures at a time.',
+
+    filterTitle: 'Change the text',
+    filterChoose: 'Choose what to do. You see the result before you use it.',
+    filterFailed: 'This text cannot be changed that way.',
+    filterLost: 'Not connected. The computer does the work, so this needs it.',
+    preview: 'Result',
+    use: 'Use it',
+
+    settingsTitle: 'Settings',
+    name: 'Name of this phone',
+    nameHint: 'The computer lists this phone under this name.',
+    saveName: 'Save',
+    saved: 'Saved',
+    security: 'What is protected',
+    securitySealed:
+        'Everything between this page and your computer is sealed with a key that only the two have. Whoever listens on the network reads nothing.',
+    securityHttp:
+        'This page came over plain HTTP. Somebody who can change what goes over your network, such as whoever runs it, could send you a changed page, and that page could read everything. In networks you do not trust, use HTTPS, which can be set up on the computer.',
+    securityHttps: 'This page came over HTTPS, so nobody on the way could change it.',
+    sleeping: 'In the background',
+    sleepingText:
+        'Phones put pages in the background to sleep. Nothing arrives then, and nothing is sent. When you open the page, it catches up: the computer keeps the last clips.',
+    sleepingNone:
+        'Phones put pages in the background to sleep. Nothing arrives then, and nothing is sent. The computer is set to keep no clips, so what is copied meanwhile does not come here.',
+    forget: 'Forget this computer',
+    forgetText:
+        'Deletes the key and everything else that this browser has stored, and takes this phone off the computer’s list.',
+    forgetOffline: 'Not connected: the computer will still list this phone. Remove it there, too.',
+    forgetSure: 'Forget it',
+    cancel: 'Cancel',
+    forgotten: 'Forgotten. Nothing is stored here any more.'
+};
