@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 # SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 # SPDX-License-Identifier: MIT
-"""./run, ./test and bench/run: what they build, and what they say of what is not there."""
+"""./run, ./test, .ci/run and bench/run: what they build, and what they say of what is not there."""
 
 import contextlib
 import importlib.util
@@ -78,6 +78,67 @@ class Entrances(unittest.TestCase):
     def test_real_programs_are_tried_only_when_that_is_asked_for(self):
         self.assertEqual(self.calls("test", "--programs", "Kate", "--no-install"),
                          ["try-programs Kate --no-install"])
+
+
+# What .ci/run calls, in the form of a program that notes it. The tests say what ctest would.
+CONTINUOUS = """#!/bin/sh
+echo "$CLIPMULE_PRESET $(basename "$0") $*" >>"$NOTES"
+[ "$(basename "$0")" = test ] || exit 0
+echo "of the log"
+if [ "$*" = --desktops ]; then
+    echo "$DESKTOPS"
+    [ "${DESKTOPS#100%}" != "$DESKTOPS" ]
+else
+    echo "100% tests passed, 0 tests failed out of $CLIPMULE_PRESET"
+fi
+"""
+
+
+class ContinuousIntegration(unittest.TestCase):
+    def run_with(self, desktops):
+        """What .ci/run calls where the tests on other desktops end so, its status, and what it says at the end."""
+        root = pathlib.Path(tempfile.mkdtemp(prefix="entrances."))
+        self.addCleanup(shutil.rmtree, root)
+        for name in ("test", "scripts/install-packages", "scripts/format", "scripts/analyse"):
+            path = root / name
+            path.parent.mkdir(exist_ok=True)
+            path.write_text(CONTINUOUS)
+            path.chmod(0o755)
+        (root / ".ci").mkdir()
+        shutil.copy(ROOT / ".ci/run", root / ".ci/run")
+        environment = {name: value for name, value in os.environ.items() if name != "CLIPMULE_PRESET"}
+        done = subprocess.run([root / ".ci/run"], text=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                              env={**environment, "NOTES": str(root / "notes"), "DESKTOPS": desktops})
+        end = done.stdout.rpartition("======== ")[2]
+        return (root / "notes").read_text().splitlines(), done.returncode, end.splitlines()
+
+    def test_everything_is_tried(self):
+        calls, status, end = self.run_with("100% tests passed, 0 tests failed out of 4")
+        self.assertEqual(calls, [
+            " install-packages build run desktop test check mutate", " format --check", "release test ",
+            "release test --desktops", "asan test ", " analyse --within 1500"])
+        self.assertEqual(status, 0)
+        self.assertRegex(end[0], r"^Passed  \(\d+ min\)$")
+        self.assertEqual(end[1:], [
+            "--- tests, asan", "100% tests passed, 0 tests failed out of asan",
+            "--- tests, desktops", "100% tests passed, 0 tests failed out of 4",
+            "--- tests, release", "100% tests passed, 0 tests failed out of release"])
+
+    def test_a_failure_on_other_desktops_ends_it(self):
+        summary = "75% tests passed, 1 tests failed out of 4"
+        calls, status, end = self.run_with(summary)
+        self.assertEqual(calls[-1], "release test --desktops")
+        self.assertEqual(status, 1)
+        self.assertEqual(end, ["FAILED: Tests on other desktops (exit status 1)", "--- tests, desktops", summary,
+                               "--- tests, release", "100% tests passed, 0 tests failed out of release"])
+
+    def test_what_was_skipped_is_said(self):
+        summary = ["100% tests passed, 0 tests failed out of 4", "", "The following tests did not run:",
+                   "\t178 - agent_Gnome (Skipped)", "\t180 - agent_Kwin (Skipped)"]
+        _, status, end = self.run_with("\n".join(summary))
+        self.assertEqual(status, 0)
+        self.assertRegex(end[0], r"^Passed; skipped tests: 2  \(\d+ min\)$")
+        self.assertEqual([line for line in end if line in summary], summary)
 
 
 class Benchmarks(unittest.TestCase):
