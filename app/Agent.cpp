@@ -117,7 +117,6 @@ void Agent::tellStatusSoon() {
 
 void Agent::tellStatus() {
     const QString none = QStringLiteral("none");
-    const QString keyboard = _backends.keyboard->description();
     const std::optional<Refusal> refused = _application->lastRefusal();
     _backends.statusInterface->setStatus(
         {.version = QStringLiteral(CLIPMULE_VERSION),
@@ -127,8 +126,8 @@ void Agent::tellStatus() {
          .pasteboardBackend = _backends.pasteboard->description(),
          .pasteboardCanRead = _backends.pasteboard->isAccessible(),
          .pasteboardCanWrite = _backends.pasteboard->isAccessible(),
-         .pasteBackend = keyboard,
-         .canPaste = keyboard != none,
+         .pasteBackend = _backends.keyboard->description(),
+         .canPaste = _backends.keyboard->obstacle().isEmpty(),
          .pasteObstacle = _backends.keyboard->obstacle(),
          .trayKind = _face ? _face->trayKind() : none,
          .discovery = _backends.dnssd->description(),

@@ -117,12 +117,18 @@ void InboundClips::paste() {
         qCDebug(logApp, "pasted");
         return;
     }
-    qCDebug(logApp, "put on the clipboard; nothing here can paste it");
+    qCDebug(logApp, "put on the clipboard; not every window here can be pasted into");
     // Said once: what follows is where this one is.
-    if (!std::exchange(_saidObstacle, true))
-        _pasteboard.notice(QCoreApplication::translate(
-            "Clipmule", "What your phone sent is on the clipboard. Nothing can paste it for you on "
-                        "this desktop: press Ctrl+V."));
+    if (std::exchange(_saidObstacle, true))
+        return;
+    _pasteboard.notice(
+        _keyboard.description() == u"xwayland"
+            ? QCoreApplication::translate(
+                  "Clipmule", "What your phone sent is on the clipboard. On this desktop it is "
+                              "pasted for you into X11 windows only: elsewhere press Ctrl+V.")
+            : QCoreApplication::translate(
+                  "Clipmule", "What your phone sent is on the clipboard. Nothing can paste it for "
+                              "you on this desktop: press Ctrl+V."));
 }
 
 } // namespace clipmule

@@ -196,7 +196,7 @@ QStringList problemsOfClipboard(const AgentStatus &status) {
     if (status.pasteboardBackend == u"xwayland" && !status.pasteboardCanRead)
         return {QStringLiteral("This compositor shows programs without a window its clipboard only "
                                "through XWayland. Most do so while an X11 window has the focus, "
-                               "and copying and pasting work only then.")};
+                               "and copying works only then.")};
     QStringList problems;
     if (!status.pasteboardCanRead)
         problems.append(QStringLiteral("The clipboard cannot be read: nothing copied here reaches "
@@ -221,7 +221,9 @@ QStringList problemsOfAgent(const Facts &facts) {
     QStringList problems = problemsOfClipboard(*facts.status);
     if (!facts.status->canPaste)
         problems.append(
-            QStringLiteral("What arrives is put on the clipboard, but cannot be pasted%1.")
+            (facts.status->pasteBackend == u"xwayland"
+                 ? QStringLiteral("What arrives is pasted into windows of X11 programs only%1.")
+                 : QStringLiteral("What arrives is put on the clipboard, but cannot be pasted%1."))
                 .arg(facts.status->pasteObstacle.isEmpty()
                          ? QString()
                          : QStringLiteral(": ") +

@@ -413,7 +413,10 @@ QString PreferencesWindow::agentText() const {
     if (status.canPaste || _services.settings.pasteMode() != PasteMode::Paste)
         return text;
     return text + u' ' +
-           PanelTexts::tr("Nothing can be pasted for you on this desktop: press Ctrl+V.");
+           (status.pasteBackend == u"xwayland"
+                ? PanelTexts::tr("On this desktop, clips are pasted for you into X11 windows only: "
+                                 "elsewhere press Ctrl+V.")
+                : PanelTexts::tr("Nothing can be pasted for you on this desktop: press Ctrl+V."));
 }
 
 void PreferencesWindow::showSwitches() {

@@ -52,7 +52,10 @@ makeKeyboardEvents(const Session &session, std::function<std::optional<QString>(
     if (!hasXTestSupport(*session.x11))
         return std::make_unique<NullKeyboardEvents>(
             QStringLiteral("the X server lacks XTEST, XKB or XInput"));
-    return std::make_unique<XTestKeyboardEvents>(session.x11, std::move(pasteKeys));
+    return std::make_unique<XTestKeyboardEvents>(session.x11, std::move(pasteKeys),
+                                                 session.wayland
+                                                     ? XTestKeyboardEvents::Reach::X11Windows
+                                                     : XTestKeyboardEvents::Reach::AllWindows);
 }
 
 } // namespace clipmule

@@ -26,10 +26,11 @@ public:
     /// what modifiers are really held takes no part in it.
     virtual void paste() = 0;
 
-    /// How it makes key strokes, for the status: "xtest". "none" where it makes none.
+    /// How it makes key strokes, for the status: "xtest". "none" where it makes none, "xwayland"
+    /// where it makes them for windows of X11 programs only.
     [[nodiscard]] virtual QString description() const = 0;
-    /// Why it makes none, in plain English for the status, without a full stop; empty where it
-    /// makes them.
+    /// Why it makes none, or not for every window, in plain English for the status, without a full
+    /// stop; empty where it makes them for all.
     [[nodiscard]] virtual QString obstacle() const { return {}; }
 };
 

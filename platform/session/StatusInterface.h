@@ -46,8 +46,10 @@ struct AgentStatus {
     QString pasteboardBackend;
     bool pasteboardCanRead = false;
     bool pasteboardCanWrite = false;
-    /// "xtest", "virtual-keyboard", "fake-input", or "none" where pasting is left to the user.
+    /// "xtest", "virtual-keyboard", "fake-input", "mutter", "xwayland" where only windows of X11
+    /// programs are pasted into, or "none" where pasting is left to the user.
     QString pasteBackend;
+    /// Into whatever window.
     bool canPaste = false;
     /// Why not, without a full stop; empty where it can.
     QString pasteObstacle = {};

@@ -267,6 +267,10 @@
         <source>What your phone sent is on the clipboard. Nothing can paste it for you on this desktop: press Ctrl+V.</source>
         <translation>Was Ihr Telefon gesendet hat, liegt in der Zwischenablage. Auf diesem Desktop kann es nicht für Sie eingefügt werden: Drücken Sie Strg+V.</translation>
     </message>
+    <message>
+        <source>What your phone sent is on the clipboard. On this desktop it is pasted for you into X11 windows only: elsewhere press Ctrl+V.</source>
+        <translation>Was Ihr Telefon gesendet hat, liegt in der Zwischenablage. Auf diesem Desktop wird es nur in X11-Fenster für Sie eingefügt: Drücken Sie in anderen Strg+V.</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>
@@ -597,6 +601,10 @@
     <message>
         <source>Nothing can be pasted for you on this desktop: press Ctrl+V.</source>
         <translation>Auf diesem Desktop kann nichts für Sie eingefügt werden: Drücken Sie Strg+V.</translation>
+    </message>
+    <message>
+        <source>On this desktop, clips are pasted for you into X11 windows only: elsewhere press Ctrl+V.</source>
+        <translation>Auf diesem Desktop wird nur in X11-Fenster für Sie eingefügt: Drücken Sie in anderen Strg+V.</translation>
     </message>
 </context>
 </TS>

@@ -267,6 +267,10 @@
         <source>What your phone sent is on the clipboard. Nothing can paste it for you on this desktop: press Ctrl+V.</source>
         <translation>スマートフォンから届いた内容はクリップボードにあります。このデスクトップでは自動で貼り付けられません。Ctrl+V を押してください。</translation>
     </message>
+    <message>
+        <source>What your phone sent is on the clipboard. On this desktop it is pasted for you into X11 windows only: elsewhere press Ctrl+V.</source>
+        <translation>スマートフォンから届いた内容はクリップボードにあります。このデスクトップで自動で貼り付けられるのは X11 のウィンドウだけです。それ以外では Ctrl+V を押してください。</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>
@@ -597,6 +601,10 @@
     <message>
         <source>Nothing can be pasted for you on this desktop: press Ctrl+V.</source>
         <translation>このデスクトップでは自動で貼り付けられません。Ctrl+V を押してください。</translation>
+    </message>
+    <message>
+        <source>On this desktop, clips are pasted for you into X11 windows only: elsewhere press Ctrl+V.</source>
+        <translation>このデスクトップで自動で貼り付けられるのは X11 のウィンドウだけです。それ以外では Ctrl+V を押してください。</translation>
     </message>
 </context>
 </TS>

@@ -83,6 +83,17 @@ private Q_SLOTS:
         QCOMPARE(status.pasteObstacle, u"there is no display"_qs);
     }
 
+    // Nor what works in some windows only.
+    void whatNotEveryWindowGetsIsNotClaimed() {
+        auto keyboard = std::make_unique<RecordingKeyboard>();
+        keyboard->why = u"the others take none"_qs;
+        _backends.keyboard = std::move(keyboard);
+        start();
+        QCOMPARE(_told.constFirst().pasteBackend, u"recording"_qs);
+        QVERIFY(!_told.constFirst().canPaste);
+        QCOMPARE(_told.constFirst().pasteObstacle, u"the others take none"_qs);
+    }
+
     void accessIsToldAsItComesAndGoes() {
         auto &pasteboard = static_cast<FakePasteboard &>(*_backends.pasteboard);
         pasteboard.setAccessible(false);

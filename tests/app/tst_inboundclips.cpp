@@ -85,6 +85,20 @@ private Q_SLOTS:
         }
     }
 
+    void whereNotEveryWindowIsPastedIntoTheUserIsToldOnce() {
+        _desk->keyboard.how = u"xwayland"_qs;
+        _desk->keyboard.why = u"the compositor takes none for others"_qs;
+        for (const QString &clip : {u"one"_qs, u"two"_qs}) {
+            _inbound->receive(u"Anna"_qs, textClip(clip));
+            _desk->advance(1);
+            QCOMPARE(
+                _desk->notice.messages,
+                QStringList{u"What your phone sent is on the clipboard. On this desktop it is "
+                            "pasted for you into X11 windows only: elsewhere press Ctrl+V."_qs});
+        }
+        QCOMPARE(_desk->keyboard.pasteCount(), 2);
+    }
+
     void aClipboardThatFailsIsTold() {
         _desk->pasteboard.failWritesWith(u"no clipboard"_qs);
         QTest::ignoreMessage(QtWarningMsg, "ERROR DECODING DATA PasteboardFailure: no clipboard");

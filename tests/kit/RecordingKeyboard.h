@@ -13,10 +13,11 @@ public:
     [[nodiscard]] int pasteCount() const { return _pasteCount; }
 
     void paste() override { ++_pasteCount; }
-    [[nodiscard]] QString description() const override { return QStringLiteral("recording"); }
+    [[nodiscard]] QString description() const override { return how; }
     [[nodiscard]] QString obstacle() const override { return why; }
 
-    /// Why no key strokes can be made.
+    QString how = QStringLiteral("recording");
+    /// Why no key strokes can be made, or not for every window.
     QString why;
 
 private:

@@ -144,6 +144,14 @@ private Q_SLOTS:
             "pasting", [](Doctor::Facts &facts) { facts.status->canPaste = false; },
             "but cannot be pasted.");
         row(
+            "pasting through a compositor's X server",
+            [](Doctor::Facts &facts) {
+                facts.status->pasteBackend = QStringLiteral("xwayland");
+                facts.status->canPaste = false;
+                facts.status->pasteObstacle = QStringLiteral("it takes none for others");
+            },
+            "pasted into windows of X11 programs only: it takes none for others.");
+        row(
             "why no pasting",
             [](Doctor::Facts &facts) {
                 facts.status->canPaste = false;

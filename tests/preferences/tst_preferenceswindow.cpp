@@ -322,6 +322,10 @@ private Q_SLOTS:
         tell(status);
         QVERIFY(text->text().endsWith(
             u". Nothing can be pasted for you on this desktop: press Ctrl+V."_qs));
+        status.pasteBackend = u"xwayland"_qs;
+        tell(status);
+        QVERIFY(text->text().endsWith(u". On this desktop, clips are pasted for you into X11 "
+                                      "windows only: elsewhere press Ctrl+V."_qs));
         // Who wants it on the clipboard only is not told.
         check(u"Paste what a phone sends"_qs)->click();
         QVERIFY(!text->text().contains(u"press"));

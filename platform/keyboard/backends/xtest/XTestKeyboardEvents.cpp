@@ -41,12 +41,23 @@ bool hasXTestSupport(X11Connection &connection) {
 }
 
 XTestKeyboardEvents::XTestKeyboardEvents(std::shared_ptr<X11Connection> connection,
-                                         PasteStroke::FindName pasteKeys)
+                                         PasteStroke::FindName pasteKeys, Reach reach)
     : _connection(std::move(connection))
-    , _pasteStroke(std::move(pasteKeys)) {}
+    , _pasteStroke(std::move(pasteKeys))
+    , _reach(reach) {}
 
 XTestKeyboardEvents::~XTestKeyboardEvents() {
     giveBack();
+}
+
+QString XTestKeyboardEvents::description() const {
+    return _reach == Reach::AllWindows ? QStringLiteral("xtest") : QStringLiteral("xwayland");
+}
+
+QString XTestKeyboardEvents::obstacle() const {
+    if (_reach == Reach::AllWindows)
+        return {};
+    return QStringLiteral("the compositor takes no key strokes for other windows");
 }
 
 void XTestKeyboardEvents::paste() {

@@ -33,13 +33,19 @@ public:
     /// How long it stays afterwards: a program looks up what it means when it handles the press.
     static constexpr RunLoop::Seconds borrowTime{0.3};
 
+    /// Which windows get the strokes: all that there are, or, beside a compositor, those of X11
+    /// programs.
+    enum class Reach { AllWindows, X11Windows };
+
     /// Without `pasteKeys`, the usual keys paste everywhere.
     explicit XTestKeyboardEvents(std::shared_ptr<X11Connection> connection,
-                                 PasteStroke::FindName pasteKeys = {});
+                                 PasteStroke::FindName pasteKeys = {},
+                                 Reach reach = Reach::AllWindows);
     ~XTestKeyboardEvents() override;
 
     void paste() override;
-    [[nodiscard]] QString description() const override { return QStringLiteral("xtest"); }
+    [[nodiscard]] QString description() const override;
+    [[nodiscard]] QString obstacle() const override;
 
 private:
     // The keys, by their symbols, in the order in which they go down; they go up in the opposite
@@ -61,6 +67,7 @@ private:
     };
     std::shared_ptr<X11Connection> _connection;
     PasteStroke _pasteStroke;
+    const Reach _reach;
     std::deque<Stroke> _pending;
     std::optional<Borrowed> _borrowed;
     RunLoop::Timer _timer;
