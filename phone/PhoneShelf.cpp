@@ -67,11 +67,27 @@ Result<void> PhoneShelf::open() {
         return failure(_lock.error() == QLockFile::LockFailedError
                            ? QStringLiteral("%1: in use by another clipmule-phone").arg(folder)
                            : QStringLiteral("%1: the folder cannot be written to").arg(folder));
+    if (auto checked =
+            checkVersion(QDir(folder).filePath(QStringLiteral("clipmule-phone.version")));
+        !checked)
+        return checked;
     _isOpen = true;
     _store->start();
     _store->onSavingDidChange = [this](const QString &failure) { savingDidChange(failure); };
     numberAll(*_store->mainClipboard());
     return {};
+}
+
+// Folders of version 0.1.0 of this program have no such file, and are the same otherwise.
+Result<void> PhoneShelf::checkVersion(const QString &path) {
+    const QByteArray current = QByteArray::number(currentVersion) + '\n';
+    const auto version = DataFile::read(path, current.size());
+    if (version && !*version)
+        return DataFile::write(path, current);
+    if (version && **version == current)
+        return {};
+    return failure(
+        QStringLiteral("%1: of another version of clipmule-phone, or damaged").arg(path));
 }
 
 void PhoneShelf::tell(const char *event, PhoneEntries entries) {

@@ -30,6 +30,10 @@ public:
     /// The beginning of a text that a list shows, in UTF-16 units.
     static constexpr qsizetype longestPreview = 80;
 
+    /// The form of the folder, which a file in it names. To be raised when an older program would
+    /// misread what a newer one has kept; a folder of another version is not opened.
+    static constexpr int currentVersion = 1;
+
     /// Where clips go that come back and have no room in their board.
     static inline const QString restoredBoard = QStringLiteral("Restored");
 
@@ -64,6 +68,7 @@ private:
     using Clip = std::shared_ptr<ZRKClipmuleData>;
     using Board = std::shared_ptr<ZRKClipmuleClipboard>;
 
+    [[nodiscard]] static Result<void> checkVersion(const QString &path);
     void tell(const char *event, PhoneEntries entries = {});
     int numberOf(const Clip &clip);
     void numberAll(ZRKClipmuleClipboard &board);

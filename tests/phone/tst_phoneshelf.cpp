@@ -329,6 +329,46 @@ private Q_SLOTS:
         QCOMPARE(second.open().error().reason, path() + u": in use by another clipmule-phone"_qs);
     }
 
+    void aFolderOfAnOlderVersionIsOpened() {
+        keepAll({u"one"_qs});
+        _shelf.reset();
+        QVERIFY(QFile::remove(path() + u"/clipmule-phone.version"_qs));
+        start();
+        QCOMPARE(shown("history"), (QStringList{u"1 one"_qs, u"history 1"_qs}));
+        QFile version(path() + u"/clipmule-phone.version"_qs);
+        QVERIFY(version.open(QIODevice::ReadOnly));
+        QCOMPARE(version.readAll(), QByteArray("1\n"));
+    }
+
+    void aFolderOfAnotherVersionIsLeftAlone_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("the next") << QByteArray("2\n");
+        QTest::newRow("a later one") << QByteArray("10\n");
+        QTest::newRow("damaged") << QByteArray();
+    }
+    void aFolderOfAnotherVersionIsLeftAlone() {
+        QFETCH(QByteArray, bytes);
+        keepAll({u"one"_qs});
+        _shelf.reset();
+        const QString name = path() + u"/clipmule-phone.version"_qs;
+        QFile version(name);
+        QVERIFY(version.open(QIODevice::WriteOnly));
+        QCOMPARE(version.write(bytes), bytes.size());
+        version.close();
+        {
+            PhoneShelf shelf(path());
+            QCOMPARE(shelf.open().error().reason,
+                     name + u": of another version of clipmule-phone, or damaged"_qs);
+        }
+        QVERIFY(version.open(QIODevice::ReadOnly));
+        QCOMPARE(version.readAll(), bytes);
+        version.close();
+        // Nothing else was touched.
+        QVERIFY(QFile::remove(name));
+        start();
+        QCOMPARE(shown("history"), (QStringList{u"1 one"_qs, u"history 1"_qs}));
+    }
+
     void aFolderThatCannotBeMadeIsRefused() {
         QFile file(_folder->filePath(u"file"_qs));
         QVERIFY(file.open(QIODevice::WriteOnly));

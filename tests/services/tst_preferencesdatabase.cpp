@@ -231,7 +231,9 @@ private Q_SLOTS:
                  QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                             "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
                             "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-                            "<plist version=\"1.0\">\n<dict>\n\t<key>showStatus</key>\n\t<true/>\n"
+                            "<plist version=\"1.0\">\n<dict>\n"
+                            "\t<key>preferencesVersion</key>\n\t<integer>1</integer>\n"
+                            "\t<key>showStatus</key>\n\t<true/>\n"
                             "</dict>\n</plist>\n"));
         QCOMPARE(QDir(_folder).entryList(QDir::Files),
                  QStringList{QStringLiteral("com.zendrik.Test.plist")});

@@ -29,6 +29,14 @@ constexpr mode_t ownerOnlyFile = 0600;
 // Damaged files are rare; so many of them mean that something damages them again and again.
 constexpr int mostKeptAside = 99;
 
+const QString versionKey = QStringLiteral("preferencesVersion");
+
+// Files of version 0.1.0 of this program carry none, and are the same otherwise.
+bool isKnownVersion(const PropertyList::Dictionary &values) {
+    const PropertyList *const version = find(values, versionKey);
+    return !version || *version == PropertyList(FilePreferencesDatabase::currentVersion);
+}
+
 tl::unexpected<Failure> lastError(const QString &what) {
     return failure(QStringLiteral("%1: %2").arg(what, qt_error_string(errno)));
 }
@@ -62,7 +70,9 @@ PropertyList::Dictionary FilePreferencesDatabase::copyMultiple(const QString &do
     const auto values = read(domain);
     if (!values)
         qCWarning(logPreferences).noquote() << "preferences not read:" << values.error().reason;
-    return values.value_or(PropertyList::Dictionary());
+    auto copy = values.value_or(PropertyList::Dictionary());
+    copy.remove(versionKey);
+    return copy;
 }
 
 Result<void> FilePreferencesDatabase::setValue(const QString &domain, const QString &key,
@@ -115,6 +125,8 @@ Result<PropertyList::Dictionary> FilePreferencesDatabase::read(const QString &do
 
 Result<void> FilePreferencesDatabase::merge(const QString &domain, const QString &key,
                                             const std::optional<PropertyList> &value) {
+    if (key == versionKey)
+        return failure(QStringLiteral("\"%1\" is the file's own").arg(versionKey));
     if (auto made = makeFolder(); !made)
         return made;
     const Result<FileHandle> held = lock();
@@ -125,10 +137,15 @@ Result<void> FilePreferencesDatabase::merge(const QString &domain, const QString
     const PropertyList *const present = find(values, key);
     if (value ? present && *present == *value : !present)
         return {};
+    if (!isKnownVersion(values))
+        return failure(QStringLiteral("%1 belongs to another version of this program, and stays as "
+                                      "it is")
+                           .arg(path(domain)));
     if (value)
         values.insert(key, *value);
     else
         values.remove(key);
+    values.insert(versionKey, currentVersion);
     QByteArray bytes;
     try {
         bytes = PropertyListSerialization::xml(std::move(values));

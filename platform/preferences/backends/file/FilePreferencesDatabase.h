@@ -17,6 +17,9 @@ namespace clipmule {
 /// A file that is no property list or cannot be read counts as empty; before it is replaced it is
 /// kept as "<domain>.plist.damaged-1" (or -2 …). What cannot be written is logged, and the file
 /// stays as it was. Of a linked file the target changes.
+///
+/// Each file carries the version of its form under a key of its own, which is no preference. A file
+/// of a later version is read as far as it can be, and never written.
 class FilePreferencesDatabase final : public PreferencesDatabase {
 public:
     /// Preferences are some kilobytes; the room is for a panel that keeps pictures in them. Every
@@ -28,6 +31,10 @@ public:
     /// How long a write waits for the lock: longer than any write takes. Only a program that was
     /// stopped in the middle of one holds the lock longer.
     static constexpr RunLoop::Seconds lockPatience{1};
+
+    /// The form that is written. To be raised when an older program would misread what a newer one
+    /// has written, not for further keys.
+    static constexpr qint64 currentVersion = 1;
 
     /// The folder is made, with its parents, when something is written first.
     explicit FilePreferencesDatabase(const QString &folder);
