@@ -32,6 +32,9 @@ public:
     SocketChannel(int connected, PeerFactsSource source)
         : _descriptor(connected)
         , _facts(source) {}
+    explicit SocketChannel(FileHandle connected)
+        : _descriptor(connected.descriptor())
+        , _owned(std::move(connected)) {}
     SocketChannel(const QList<SocketEndpoint> &endpoints, RunLoop::Seconds timeout)
         : _connector(std::make_unique<SocketConnector>(
               endpoints, timeout, [this](FileHandle socket) { connectEnded(std::move(socket)); })) {
@@ -348,6 +351,8 @@ QString peerOfSocket(int descriptor) {
     socklen_t size = sizeof address;
     if (::getpeername(descriptor, reinterpret_cast<sockaddr *>(&address), &size) != 0)
         return {};
+    if (address.ss_family == AF_UNIX)
+        return QStringLiteral("localhost");
     return QHostAddress(reinterpret_cast<const sockaddr *>(&address)).toString();
 }
 
@@ -366,6 +371,13 @@ StreamPair streamPairForSocket(int descriptor, PeerFactsSource facts) {
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
     ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     return pairOver(std::make_shared<SocketChannel>(descriptor, facts));
+}
+
+StreamPair streamPairOwning(FileHandle socket) {
+    // Checks it, and makes it non-blocking.
+    if (!streamPairForSocket(socket.descriptor()).input)
+        return {};
+    return pairOver(std::make_shared<SocketChannel>(std::move(socket)));
 }
 
 StreamPair connectingStreamPair(const QList<SocketEndpoint> &endpoints, RunLoop::Seconds timeout) {

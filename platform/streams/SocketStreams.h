@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "platform/foundation/FileHandle.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/streams/Stream.h"
 
@@ -65,13 +66,17 @@ bool noticeVanishedPeer(int descriptor);
 /// What an accepted connection gets: both buffers, keep-alive, and noticeVanishedPeer.
 void setAcceptedSocketOptions(int descriptor);
 
-/// The address of the other end of a connected socket, without its port; empty when there is none.
+/// The address of the other end of a connected socket, without its port; "localhost" for that of a
+/// Unix socket, empty when there is none.
 [[nodiscard]] QString peerOfSocket(int descriptor);
 
 /// Both directions of a connected socket. The streams do not own the descriptor, which must stay
 /// open until they are closed; it is made non-blocking. No streams when it is not an open socket.
 /// The output stream reports ErrorOccurred when the peer's computer has gone.
 [[nodiscard]] StreamPair streamPairForSocket(int descriptor, PeerFactsSource facts = peerFacts);
+
+/// The same of a connected socket that the streams own.
+[[nodiscard]] StreamPair streamPairOwning(FileHandle socket);
 
 /// Streams that connect when the first of them is opened. The addresses are tried in the order
 /// given, each with an equal share of the time that is left, all of them within the one time limit;
