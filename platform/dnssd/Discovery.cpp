@@ -136,7 +136,7 @@ void DiscoveryObject::askLater() {
     _retry = RunLoop::current().performAfter(refusalRetryInterval, [this] { ask(); });
 }
 
-std::unique_ptr<Backend> makeBackend() {
+std::unique_ptr<Backend> makeNetworkBackend() {
     return std::make_unique<Discovery>(makeAvahiBusResponder(), makeAvahiCoreResponder);
 }
 

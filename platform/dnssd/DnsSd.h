@@ -38,10 +38,12 @@ struct Endpoint {
     friend bool operator==(const Endpoint &, const Endpoint &) = default;
 };
 
-/// IPv4 endpoints first; never empty in onResolved.
+/// On the network it has endpoints, IPv4 first. A service of this session has none there, but a
+/// port of its own kind (LocalSockets.h), so that neither is ever taken for the other.
 struct Resolved {
     QString hostName;
-    QList<Endpoint> endpoints;
+    QList<Endpoint> endpoints = {};
+    std::optional<quint16> localPort = {};
 };
 
 /// What a backend does for somebody until it is stopped or destroyed.
@@ -112,8 +114,14 @@ public:
     std::function<void()> onDescriptionChange;
 };
 
-/// What programs use: avahi-daemon, and a responder of our own while there is none. Making it
-/// reaches nothing; the first start() of something it made does.
+/// What programs use, the two below in one (LocalAndNetwork.h). Making any of the three reaches
+/// nothing; the first start() of something it made does.
 [[nodiscard]] std::unique_ptr<Backend> makeBackend();
+/// avahi-daemon, and a responder of our own while there is none.
+[[nodiscard]] std::unique_ptr<Backend> makeNetworkBackend();
+/// This user's programs in this session, without the network. Nobody else can find what is
+/// published here or connect to it. The port is one of localPortCalls().
+[[nodiscard]] std::unique_ptr<Backend>
+makeLocalBackend(const QByteArray &runtimeFolder = qgetenv("XDG_RUNTIME_DIR"));
 
 } // namespace clipmule::dnssd

@@ -22,6 +22,8 @@ QString defaultDomain() {
 
 // The endpoints in the order in which they are tried.
 QString placesOf(const dnssd::Resolved &resolved) {
+    if (resolved.localPort)
+        return QStringLiteral("port %1 of this session").arg(*resolved.localPort);
     QStringList places;
     for (const dnssd::Endpoint &endpoint : resolved.endpoints)
         places += HostAndPort{endpoint.address.toString(), endpoint.port}.text();

@@ -3,12 +3,14 @@
 
 #include "platform/dnssd/Discovery.h"
 #include "platform/dnssd/FixedAddresses.h"
+#include "platform/dnssd/LocalAndNetwork.h"
 #include "platform/foundation/QtRunLoop.h"
+#include "platform/streams/LocalSockets.h"
 #include "tests/dnssd/Observers.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/TestCase.h"
 
-#include <QTcpServer>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace clipmule;
@@ -34,7 +36,16 @@ struct FixedOverFake final : Backend {
     QString description() const override { return fixed.description(); }
 };
 
-std::unique_ptr<Backend> makeBackend(const QString &kind) {
+quint16 portIn(const Resolved &resolved) {
+    return resolved.localPort ? *resolved.localPort : resolved.endpoints[0].port;
+}
+
+std::unique_ptr<Backend> makeBackend(const QString &kind, const QByteArray &runtimeFolder) {
+    if (kind == u"local")
+        return makeLocalBackend(runtimeFolder);
+    if (kind == u"both")
+        return std::make_unique<LocalAndNetwork>(makeLocalBackend(runtimeFolder),
+                                                 std::make_unique<FakeDnsSd>());
     if (kind == u"fixed")
         return std::make_unique<FixedOverFake>();
     if (kind == u"bus")
@@ -48,13 +59,13 @@ std::unique_ptr<Backend> makeBackend(const QString &kind) {
 
 } // namespace
 
-// What every responder does. Which one is chosen by CLIPMULE_DNSSD_BACKEND (fake, fixed, bus, core,
-// auto); the real ones on a private network with avahi-daemon.
+// What every source of services does. Which one is chosen by CLIPMULE_DNSSD_BACKEND (fake, fixed,
+// local, both, bus, core, auto); the last three on a private network with avahi-daemon.
 class DnsSdContractTest final : public kit::TestCase {
     Q_OBJECT
 
     void begin() override {
-        _backend = makeBackend(_kind);
+        _backend = makeBackend(_kind, _runtimeFolder.path().toLocal8Bit());
         ++_testCount;
         _type = QStringLiteral("_clipmule-s%1._tcp").arg(_testCount);
         _otherType = QStringLiteral("_clipmule-c%1._tcp").arg(_testCount);
@@ -65,6 +76,7 @@ class DnsSdContractTest final : public kit::TestCase {
     QtRunLoop _loop;
     const RunLoop::Installation _installation{_loop};
     QString _kind;
+    QTemporaryDir _runtimeFolder;
     std::unique_ptr<Backend> _backend;
 
     // Every test has types of its own: a service that has said goodbye stays in caches for a
@@ -73,7 +85,10 @@ class DnsSdContractTest final : public kit::TestCase {
     QString _type;
     QString _otherType;
 
-    [[nodiscard]] bool isFake() const { return _kind == u"fake" || _kind == u"fixed"; }
+    [[nodiscard]] bool isFake() const {
+        return _kind == u"fake" || _kind == u"fixed" || _kind == u"both";
+    }
+    [[nodiscard]] bool isLocal() const { return _kind == u"local"; }
     [[nodiscard]] ServiceName named(const QString &name) const { return {name, _type, local}; }
 
 private Q_SLOTS:
@@ -96,10 +111,13 @@ private Q_SLOTS:
         resolution.resolver->start(browse.last, RunLoop::Seconds(10));
         QCOMPARE(resolution.count, 0);
         QTRY_VERIFY_WITH_TIMEOUT(resolution.resolved, patience);
-        QVERIFY(!resolution.resolved->endpoints.isEmpty());
-        QCOMPARE(resolution.resolved->endpoints[0],
-                 (Endpoint{QHostAddress(QHostAddress::LocalHost), 4711}));
-        QVERIFY(resolution.resolved->hostName.endsWith(QStringLiteral(".local")));
+        QCOMPARE(portIn(*resolution.resolved), quint16(4711));
+        QCOMPARE(resolution.resolved->endpoints.isEmpty(), isLocal());
+        if (!isLocal()) {
+            QCOMPARE(resolution.resolved->endpoints[0].address,
+                     QHostAddress(QHostAddress::LocalHost));
+            QVERIFY(resolution.resolved->hostName.endsWith(QStringLiteral(".local")));
+        }
 
         publication.publisher->stop();
         QTRY_COMPARE_WITH_TIMEOUT(browse.changes(),
@@ -292,13 +310,13 @@ private Q_SLOTS:
         Resolution resolution(*_backend);
         resolution.resolver->start(named(QStringLiteral("Mover")), RunLoop::Seconds(10));
         QTRY_VERIFY_WITH_TIMEOUT(resolution.resolved, patience);
-        QCOMPARE(resolution.resolved->endpoints[0].port, quint16(4711));
+        QCOMPARE(portIn(*resolution.resolved), quint16(4711));
         first.publisher->start(named(QStringLiteral("Mover")), 4712, QByteArray());
         QTRY_COMPARE_WITH_TIMEOUT(first.names.size(), 2, patience);
         resolution.resolved.reset();
         resolution.resolver->start(named(QStringLiteral("Mover")), RunLoop::Seconds(10));
         QTRY_VERIFY_WITH_TIMEOUT(resolution.resolved, patience);
-        QCOMPARE(resolution.resolved->endpoints[0].port, quint16(4712));
+        QCOMPARE(portIn(*resolution.resolved), quint16(4712));
     }
 
     void aTakenNameIsNumbered() {
@@ -417,18 +435,21 @@ private Q_SLOTS:
         }
         for (int number = 0; number < 30; ++number) {
             QTRY_VERIFY_WITH_TIMEOUT(resolutions[size_t(number)]->resolved, patience);
-            QCOMPARE(resolutions[size_t(number)]->resolved->endpoints[0].port,
-                     quint16(5000 + number));
+            QCOMPARE(portIn(*resolutions[size_t(number)]->resolved), quint16(5000 + number));
         }
     }
 
     void connectsToWhatItResolved() {
         if (isFake())
             QSKIP("the fake's streams are the test's own");
-        QTcpServer server;
-        QVERIFY(server.listen(QHostAddress(QHostAddress::AnyIPv4)));
+        const auto listener =
+            SocketListener::open(isLocal() ? localPortCalls(_runtimeFolder.path().toLocal8Bit())
+                                           : SocketListener::systemCalls());
+        QVERIFY(listener);
+        FileHandle accepted;
+        (*listener)->acceptInBackground([&](FileHandle socket) { accepted = std::move(socket); });
         Publication publication(*_backend);
-        publication.publisher->start(named(QStringLiteral("Listener")), server.serverPort(),
+        publication.publisher->start(named(QStringLiteral("Listener")), (*listener)->port(),
                                      QByteArray());
         Resolution resolution(*_backend);
         resolution.resolver->start(named(QStringLiteral("Listener")), RunLoop::Seconds(10));
@@ -441,14 +462,14 @@ private Q_SLOTS:
         streams.input->open();
         streams.output->open();
         QTRY_VERIFY_WITH_TIMEOUT(opened, patience);
-        QTRY_VERIFY_WITH_TIMEOUT(server.hasPendingConnections(), patience);
+        QTRY_VERIFY_WITH_TIMEOUT(accepted.isOpen(), patience);
         streams.input->close();
         streams.output->close();
     }
 
     void othersFindWhatWePublish() {
-        if (isFake())
-            QSKIP("the fake has no network");
+        if (isFake() || isLocal())
+            QSKIP("it has no network");
         Publication publication(*_backend);
         publication.publisher->start(named(QStringLiteral("Ours")), 4711, "\3a=1");
         QTRY_COMPARE_WITH_TIMEOUT(publication.names.size(), 1, patience);
@@ -460,8 +481,8 @@ private Q_SLOTS:
     }
 
     void weFindWhatOthersPublish() {
-        if (isFake())
-            QSKIP("the fake has no network");
+        if (isFake() || isLocal())
+            QSKIP("it has no network");
         Browse browse(*_backend);
         browse.browser->start(_type);
         Witness theirs(QStringLiteral("avahi-publish"),
@@ -474,7 +495,7 @@ private Q_SLOTS:
         resolution.resolver->start(browse.last, RunLoop::Seconds(10));
         txt.watch->start(browse.last);
         QTRY_VERIFY_WITH_TIMEOUT(resolution.resolved, patience);
-        QCOMPARE(resolution.resolved->endpoints[0].port, quint16(4712));
+        QCOMPARE(portIn(*resolution.resolved), quint16(4712));
         QTRY_VERIFY_WITH_TIMEOUT(!txt.records.isEmpty(), patience);
         QVERIFY(txt.records[0].contains("\3a=1") && txt.records[0].contains("\3b=2"));
         theirs.end();
@@ -483,8 +504,8 @@ private Q_SLOTS:
     }
 
     void aNameTakenByAnotherProgramIsNumbered() {
-        if (isFake())
-            QSKIP("the fake has no network");
+        if (isFake() || isLocal())
+            QSKIP("it has no network");
         Browse browse(*_backend);
         browse.browser->start(_type);
         Witness theirs(
