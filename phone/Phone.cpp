@@ -4,7 +4,6 @@
 #include "phone/Phone.h"
 
 #include "model/DataFile.h"
-#include "net/OutputObject.h"
 #include "platform/foundation/ForeignUrl.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/foundation/Utf8.h"
@@ -15,21 +14,14 @@
 #include <QFileInfo>
 #include <QJsonArray>
 
-#include <algorithm>
 #include <numeric>
 
 namespace clipmule {
 
-namespace {
-
-const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
-
-} // namespace
-
 Phone::Phone(dnssd::Backend &backend, Options options)
     : _options(std::move(options))
     , _log(_options.saveFolder)
-    , _server(ZRKNetServiceServer::initWithTypeName(backend, phoneType, _options.name)) {}
+    , _service(backend, _options.name, _options.name) {}
 
 Phone::~Phone() {
     stop();
@@ -56,32 +48,27 @@ bool Phone::start() {
         }
         _shelf = std::move(shelf);
     }
-    _server->onOpen = [this](ZRKStreamHandler &handler) { connectionDidOpen(handler); };
-    _server->onReceiveObject = [this](ZRKStreamHandler &, const PropertyList &object) {
-        didReceive(object);
-    };
-    _server->onOutputObject = [this](ZRKStreamHandler &handler, const OutputObject &object) {
-        didOutput(handler, object);
-    };
-    _server->onClose = [this](ZRKStreamHandler &handler) { connectionDidClose(handler); };
-    _server->onPublish = [this](const QString &name) {
+    _service.onOpen = [this](const QString &desk) { tell("opened", {{"desk", desk}}); };
+    _service.onReceive = [this](const PropertyList &object) { didReceive(object); };
+    _service.onClose = [this](const QString &desk) { tell("closed", {{"desk", desk}}); };
+    _service.onPublish = [this](const QString &name) {
         QJsonObject line = phoneEvent("published", {{"name", name}});
         if (name != _options.name)
             line.insert(QStringLiteral("taken"), _options.name);
         print(line);
     };
-    if (!_server->start()) {
+    if (!_service.start()) {
         printError(QStringLiteral("cannot listen"));
         return false;
     }
-    tell("listening", {{"name", _options.name}, {"port", _server->port()}});
+    tell("listening", {{"name", _options.name}, {"port", _service.port()}});
     if (_shelf)
         _shelf->recover();
     return true;
 }
 
 void Phone::stop() {
-    _server->stop();
+    _service.stop();
     // Saves what is kept.
     _shelf.reset();
 }
@@ -100,35 +87,6 @@ void Phone::didReceive(const PropertyList &object) {
     print(line);
     if (!error.isEmpty())
         printError(error);
-}
-
-void Phone::connectionDidOpen(ZRKStreamHandler &handler) {
-    _desks.insert(&handler, handler.peerAddress());
-    tell("opened", {{"desk", handler.peerAddress()}});
-    const PropertyList::Dictionary record{{QStringLiteral("name"), _options.name},
-                                          {QStringLiteral("model"), QStringLiteral("Linux")}};
-    handler.outputObject(OutputObject::fixed(
-        MessageEnvelope::make(MessageEnvelope::Type::DeviceRecord, PropertyList(record))));
-}
-
-void Phone::connectionDidClose(ZRKStreamHandler &handler) {
-    tell("closed", {{"desk", _desks.take(&handler)}});
-    // With the last desk gone, what was on its way there is not reported as sent.
-    if (_desks.isEmpty())
-        _sending.clear();
-}
-
-void Phone::didOutput(ZRKStreamHandler &handler, const OutputObject &object) {
-    const auto sending = std::find_if(_sending.begin(), _sending.end(), [&](const auto &candidate) {
-        return candidate.object.isSameAs(object);
-    });
-    if (sending == _sending.end())
-        return;
-    QJsonObject line = sending->line;
-    line.insert(QStringLiteral("desk"), _desks.value(&handler));
-    if (--sending->desks <= 0)
-        _sending.erase(sending);
-    print(line);
 }
 
 void Phone::print(const QJsonObject &object) {
@@ -232,23 +190,24 @@ void Phone::sendPropertyList(const QString &path) {
 }
 
 void Phone::sendClip(const ZRKClipmuleData &clip, const PhoneCommand &command, QJsonObject line) {
-    for (const auto &item : clip.items())
-        item->setCreatedBy(ZRKClipmuleDataItem::createdByPhone);
     if (command.forOtherPhones)
         line.insert(QStringLiteral("for"), QStringLiteral("other phones"));
-    using Type = MessageEnvelope::Type;
-    send(MessageEnvelope::make(command.forOtherPhones ? Type::ClipForDevices : Type::Clip,
-                               PropertyList(clip.toDictionary())),
-         std::move(line));
+    printUnlessSent(_service.send(clip, command.forOtherPhones, printedWhenSent(std::move(line))));
 }
 
 bool Phone::send(const PropertyList &envelope, QJsonObject line) {
-    const OutputObject object = OutputObject::fixed(envelope);
-    // The entry is made before the object is handed over: a short one is on its way at once.
-    _sending.append({object, std::move(line), _desks.size()});
-    const bool isSent = _server->outputObject(object);
-    if (!isSent)
-        _sending.removeIf([&](const auto &sending) { return sending.object.isSameAs(object); });
+    return printUnlessSent(_service.send(envelope, printedWhenSent(std::move(line))));
+}
+
+PhoneService::Fate Phone::printedWhenSent(QJsonObject line) {
+    return {.onSent = [this, line](const QString &desk) {
+        QJsonObject told = line;
+        told.insert(QStringLiteral("desk"), desk);
+        print(told);
+    }};
+}
+
+bool Phone::printUnlessSent(bool isSent) {
     if (!isSent)
         printError(QStringLiteral("nobody is connected"));
     return isSent;

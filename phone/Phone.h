@@ -3,13 +3,12 @@
 
 #pragma once
 
-#include "net/ZRKNetServiceServer.h"
 #include "phone/PhoneCommand.h"
 #include "phone/PhoneLog.h"
+#include "phone/PhoneService.h"
 #include "phone/PhoneShelf.h"
 #include "platform/foundation/Object.h"
 
-#include <QHash>
 #include <QJsonObject>
 
 #include <functional>
@@ -55,9 +54,6 @@ private:
     void tell(const char *event, PhoneEntries entries = {});
     void printError(const QString &text);
     void didReceive(const PropertyList &object);
-    void connectionDidOpen(ZRKStreamHandler &handler);
-    void connectionDidClose(ZRKStreamHandler &handler);
-    void didOutput(ZRKStreamHandler &handler, const OutputObject &object);
     void help();
     void sendTexts(const PhoneCommand &command);
     void sendUrl(const PhoneCommand &command);
@@ -66,21 +62,13 @@ private:
     void sendClip(const ZRKClipmuleData &clip, const PhoneCommand &command, QJsonObject line);
     // Sends an envelope; the line is printed once the envelope is on its way.
     bool send(const PropertyList &envelope, QJsonObject line);
+    [[nodiscard]] PhoneService::Fate printedWhenSent(QJsonObject line);
+    bool printUnlessSent(bool isSent);
     [[nodiscard]] std::optional<QByteArray> contents(const QString &path);
-
-    /// An object that was handed over and is not on its way to every desk yet.
-    struct Sending {
-        OutputObject object;
-        QJsonObject line;
-        qsizetype desks;
-    };
 
     Options _options;
     PhoneLog _log;
-    // The addresses of the desks that are connected.
-    QHash<const ZRKStreamHandler *, QString> _desks;
-    QList<Sending> _sending;
-    std::shared_ptr<ZRKNetServiceServer> _server;
+    PhoneService _service;
     std::unique_ptr<PhoneShelf> _shelf;
 };
 

@@ -6,6 +6,7 @@
 #include "filters/FilterClasses.h"
 #include "model/ZRKClipmuleClipboard.h"
 #include "phone/PhoneLog.h"
+#include "phone/PhoneService.h"
 #include "platform/foundation/PlatformException.h"
 
 #include <QDir>
@@ -95,13 +96,7 @@ void PhoneShelf::tell(const char *event, PhoneEntries entries) {
 }
 
 int PhoneShelf::keep(const PropertyList::Dictionary &dictionary) {
-    const Clip clip = ZRKClipmuleData::initWithDictionary(dictionary);
-    // Files are named after these ids. One that was chosen elsewhere might be in use here.
-    for (const auto &item : clip->items())
-        item->resetOID();
-    if (!clip->creationDate())
-        clip->setCreationDate(Date::now());
-    return keepIn(*_store->mainClipboard(), clip);
+    return keepIn(*_store->mainClipboard(), PhoneService::received(dictionary));
 }
 
 // Images are in their files after the next beat of the store, and need not be in memory any more.
