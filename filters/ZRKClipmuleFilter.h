@@ -102,6 +102,8 @@ public:
     filterClipmuleDataItem(const std::shared_ptr<ZRKClipmuleDataItem> &item) const;
     /// The title in the user's language.
     [[nodiscard]] virtual QString title() const;
+    /// The same in English, the key to other languages than the user's; null without one.
+    [[nodiscard]] const char *englishTitle() const { return _title; }
     /// The name by which the list of installed filters knows the class.
     [[nodiscard]] QString className() const { return QString::fromLatin1(_className); }
 

@@ -118,7 +118,7 @@ SYSTEM_HEADERS = {
     "socket": (["sys/socket.h", "sys/un.h", "netinet/", "netpacket/", "arpa/", "netdb.h", "net/if",
                 "ifaddrs.h", "QTcp", "QUdp", "QLocalS", "QAbstractSocket", "QSsl", "QHostInfo",
                 "QNetwork", "QtNetwork/QTcp", "QtNetwork/QUdp", "QtNetwork/QLocal"],
-               ["platform/streams/", "platform/dnssd/"]),
+               ["platform/streams/", "platform/dnssd/", "web/"]),
 }
 # Outside the product, independent clients and peers are welcome.
 ANY_SYSTEM_HEADER = ["tests/", "fuzz/", "bench/"]

@@ -1,0 +1,188 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "web/WebProgram.h"
+
+#include "model/DataFile.h"
+#include "platform/foundation/Callbacks.h"
+
+#include <QDir>
+#include <QJsonObject>
+#include <QLoggingCategory>
+
+#include <algorithm>
+
+namespace clipmule {
+
+namespace {
+
+Q_LOGGING_CATEGORY(logWeb, "clipmule.web")
+
+QString hexOf(const QByteArray &id) {
+    return QString::fromLatin1(id.toHex());
+}
+
+} // namespace
+
+WebProgram::WebProgram(dnssd::Backend &backend, const PageFiles &files, Options options)
+    : _backend(backend)
+    , _options(std::move(options))
+    , _lock(QDir(_options.folder).filePath(QStringLiteral("lock")))
+    , _browsers(QDir(_options.folder).filePath(QStringLiteral("browsers.json")))
+    , _server(*this, files, _options.server) {
+    // Only the end of the process that holds it frees the folder, however long that takes.
+    _lock.setStaleLockTime(0);
+}
+
+WebProgram::~WebProgram() = default;
+
+Result<void> WebProgram::start() {
+    if (!DataFile::makeFolder(_options.folder))
+        return failure(QStringLiteral("%1: the folder cannot be made").arg(_options.folder));
+    if (!_lock.tryLock())
+        return failure(
+            _lock.error() == QLockFile::LockFailedError
+                ? QStringLiteral("it runs already")
+                : QStringLiteral("%1: the folder cannot be written to").arg(_options.folder));
+    if (auto loaded = _browsers.load(); !loaded)
+        return loaded;
+    if (auto started = _server.start(); !started)
+        return started;
+    if (auto listening = listen(); !listening)
+        return listening;
+    _watch.onChange = [this] {
+        if (const auto listening = listen(); !listening)
+            qCWarning(logWeb).noquote() << "cannot serve on" << listening.error().reason;
+        callCopyOf(onAddressesChange);
+    };
+    for (const auto &browser : _browsers.all())
+        startPhone(browser);
+    return {};
+}
+
+QList<OwnNetwork> WebProgram::networks() const {
+    if (_options.addresses.isEmpty())
+        return OwnNetworks::toServe();
+    QList<OwnNetwork> networks = OwnNetworks::all();
+    networks.removeIf(
+        [&](const OwnNetwork &network) { return !_options.addresses.contains(network.address); });
+    return networks;
+}
+
+Result<void> WebProgram::listen() {
+    auto listening = _server.listenOn(networks());
+    // What cannot be listened on among others is in the log; none at all may come later.
+    if (!listening && !_server.addresses().isEmpty()) {
+        qCWarning(logWeb).noquote() << "cannot serve on" << listening.error().reason;
+        return {};
+    }
+    return listening;
+}
+
+Result<QString> WebProgram::makeLink() {
+    const QList<QHostAddress> addresses = _server.addresses();
+    if (addresses.isEmpty())
+        return failure(QStringLiteral("this computer is on no network of its own to serve on"));
+    return _server.origin(addresses[0]) + QStringLiteral("/#") + QString::fromLatin1(_code.make());
+}
+
+QString WebProgram::clipsFolder(const QByteArray &id) const {
+    return _options.keepsClips ? QDir(_options.folder).filePath(hexOf(id)) : QString();
+}
+
+BrowserPhone *WebProgram::startPhone(const PairedBrowsers::Browser &browser) {
+    auto phone = std::make_shared<BrowserPhone>(_backend, browser, _options.computer,
+                                                clipsFolder(browser.key.id));
+    phone->onPublish = [this, &browser](const QString &service) {
+        callCopyOf(onPublish, browser, service);
+    };
+    if (!phone->start())
+        qCWarning(logWeb).noquote() << "no socket for" << browser.name;
+    return (_phones[browser.key.id] = std::move(phone)).get();
+}
+
+std::optional<SecretKey> WebProgram::keyOf(PageChannel::Kind kind, QByteArrayView id) {
+    return kind == PageChannel::Kind::Pair ? _code.keyOf(id) : _browsers.keyOf(id);
+}
+
+BrowserPhone *WebProgram::paired(QByteArrayView code, const PageKey &key, const QString &name) {
+    if (!_code.spend(code))
+        return nullptr;
+    const auto added = _browsers.add(key, name);
+    if (!added) {
+        qCWarning(logWeb).noquote() << "the browser is not paired:" << added.error().reason;
+        return nullptr;
+    }
+    BrowserPhone *const phone = startPhone(**added);
+    callCopyOf(onPaired, **added);
+    return phone;
+}
+
+BrowserPhone *WebProgram::resumed(const QByteArray &id) {
+    _browsers.sawNow(id);
+    const auto phone = _phones.find(id);
+    return phone == _phones.end() ? nullptr : phone->second.get();
+}
+
+void WebProgram::rename(const QByteArray &id, const QString &name) {
+    if (const auto renamed = _browsers.rename(id, name); !renamed)
+        qCWarning(logWeb).noquote() << "the browser is not renamed:" << renamed.error().reason;
+    if (const auto phone = _phones.find(id); phone != _phones.end())
+        phone->second->renamed();
+}
+
+void WebProgram::revoke(const QByteArray &id) {
+    if (const auto removed = remove(id); !removed)
+        qCWarning(logWeb).noquote() << "the browser is not revoked:" << removed.error().reason;
+}
+
+Result<void> WebProgram::remove(const QByteArray &id) {
+    const auto *const known = _browsers.withId(id);
+    if (!known)
+        return failure(QStringLiteral("no such browser is paired"));
+    const PairedBrowsers::Browser browser = *known;
+    const auto node = _phones.extract(id);
+    const std::shared_ptr<BrowserPhone> phone = node ? node.mapped() : nullptr;
+    // It refers to the browser, and one of its pages may be the caller.
+    if (phone)
+        phone->revoke();
+    keepUntilNextTurn(phone);
+    if (auto removed = _browsers.remove(id); !removed)
+        return removed;
+    QDir(_options.folder + u'/' + hexOf(id)).removeRecursively();
+    callCopyOf(onRevoked, browser);
+    return {};
+}
+
+Result<void> WebProgram::revoke(const QString &nameOrId) {
+    const auto browser = _browsers.find(nameOrId);
+    return browser ? remove((*browser)->key.id) : tl::unexpected(browser.error());
+}
+
+Result<void> WebProgram::renameTo(const QString &nameOrId, const QString &name) {
+    const auto browser = _browsers.find(nameOrId);
+    if (!browser)
+        return tl::unexpected(browser.error());
+    const QByteArray id = (*browser)->key.id;
+    auto renamed = _browsers.rename(id, name);
+    if (const auto phone = _phones.find(id); renamed && phone != _phones.end())
+        phone->second->renamed();
+    return renamed;
+}
+
+QJsonArray WebProgram::list() const {
+    QJsonArray list;
+    for (const auto &browser : _browsers.all()) {
+        const auto phone = _phones.find(browser.key.id);
+        list.append(QJsonObject{
+            {QStringLiteral("id"), hexOf(browser.key.id)},
+            {QStringLiteral("name"), browser.name},
+            {QStringLiteral("service"), browser.service},
+            {QStringLiteral("created"), browser.created.toDateTime().toString(Qt::ISODate)},
+            {QStringLiteral("lastSeen"), browser.lastSeen.toDateTime().toString(Qt::ISODate)},
+            {QStringLiteral("pages"), phone == _phones.end() ? 0 : phone->second->views()}});
+    }
+    return list;
+}
+
+} // namespace clipmule

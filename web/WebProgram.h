@@ -1,0 +1,87 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "web/PageServer.h"
+#include "web/PairedBrowsers.h"
+#include "web/PairingCode.h"
+
+#include <QJsonArray>
+#include <QLockFile>
+
+#include <map>
+
+namespace clipmule {
+
+/// Serves the page to the browsers that are paired, and lets in those that have read the code; each
+/// of them is one phone for the desk.
+class WebProgram final : public PageTab::Host {
+public:
+    struct Options {
+        /// Where keys and clips are kept, for this user alone. Made when it is missing.
+        QString folder;
+        /// Whether clips are kept for pages that are closed.
+        bool keepsClips = true;
+        /// What pages call this computer.
+        QString computer;
+        PageServer::Options server = {};
+        /// Addresses of this computer to serve on instead of all private ones.
+        QList<QHostAddress> addresses = {};
+    };
+
+    WebProgram(dnssd::Backend &backend, const PageFiles &files, Options options);
+    ~WebProgram() override;
+
+    // Set before start().
+    /// A browser was paired.
+    std::function<void(const PairedBrowsers::Browser &)> onPaired;
+    /// A browser's phone is found under this service name, and the desk may connect to it.
+    std::function<void(const PairedBrowsers::Browser &, const QString &service)> onPublish;
+    std::function<void(const PairedBrowsers::Browser &)> onRevoked;
+    /// It serves on other addresses than before.
+    std::function<void()> onAddressesChange;
+
+    /// The failure says what is in the way.
+    [[nodiscard]] Result<void> start();
+
+    /// Where the page is, with a fresh code: what a phone's camera reads. A failure when there is
+    /// no network to serve it on.
+    [[nodiscard]] Result<QString> makeLink();
+    [[nodiscard]] const PairedBrowsers &browsers() const { return _browsers; }
+    /// The browsers as a control program is told of them, without their keys.
+    [[nodiscard]] QJsonArray list() const;
+    [[nodiscard]] Result<void> revoke(const QString &nameOrId);
+    [[nodiscard]] Result<void> renameTo(const QString &nameOrId, const QString &name);
+    [[nodiscard]] const PageServer &server() const { return _server; }
+
+    // PageTab::Host
+    [[nodiscard]] std::optional<SecretKey> keyOf(PageChannel::Kind kind,
+                                                 QByteArrayView id) override;
+    [[nodiscard]] BrowserPhone *paired(QByteArrayView code, const PageKey &browser,
+                                       const QString &name) override;
+    [[nodiscard]] BrowserPhone *resumed(const QByteArray &id) override;
+    void rename(const QByteArray &id, const QString &name) override;
+    void revoke(const QByteArray &id) override;
+    [[nodiscard]] QString computer() const override { return _options.computer; }
+
+private:
+    [[nodiscard]] QList<OwnNetwork> networks() const;
+    [[nodiscard]] Result<void> listen();
+    [[nodiscard]] QString clipsFolder(const QByteArray &id) const;
+    BrowserPhone *startPhone(const PairedBrowsers::Browser &browser);
+    [[nodiscard]] Result<void> remove(const QByteArray &id);
+
+    dnssd::Backend &_backend;
+    Options _options;
+    QLockFile _lock;
+    PairedBrowsers _browsers;
+    PairingCode _code;
+    // By the ids of their browsers.
+    std::map<QByteArray, std::shared_ptr<BrowserPhone>> _phones;
+    AddressWatch _watch;
+    // Last, so that its pages go before the phones that they look at.
+    PageServer _server;
+};
+
+} // namespace clipmule
