@@ -141,6 +141,10 @@ PageServer::PageServer(PageTab::Host &host, const PageFiles &files, Options opti
     , _options(std::move(options))
     , _writeBuffer(LWS_PRE + PageChannel::largest, '\0') {}
 
+void PageServer::LoopEnd::operator()(_GMainLoop *loop) const {
+    g_main_loop_unref(loop);
+}
+
 PageServer::~PageServer() {
     _listeners.clear();
     if (_context)
@@ -156,8 +160,10 @@ Result<void> PageServer::start() {
     static const lws_retry_bo_t keepAlive{.secs_since_valid_ping = askAfter,
                                           .secs_since_valid_hangup = giveUpAfter};
     lws_context_creation_info info{};
-    GMainLoop *const loop = g_main_loop_new(nullptr, FALSE);
-    void *loops[] = {loop};
+    // It stands for the context that Qt runs, and is never run itself. The library goes on using
+    // it.
+    _loop.reset(g_main_loop_new(nullptr, FALSE));
+    void *loops[] = {_loop.get()};
     info.foreign_loops = loops;
     info.options = LWS_SERVER_OPTION_GLIB;
     info.port = CONTEXT_PORT_NO_LISTEN_SERVER;
@@ -179,7 +185,6 @@ Result<void> PageServer::start() {
         info.alpn = "http/1.1";
     }
     _context = lws_create_context(&info);
-    g_main_loop_unref(loop);
     if (!_context)
         return failure(isSecure() ? QStringLiteral("the certificate or its key cannot be used")
                                   : QStringLiteral("the web server cannot be started; is "

@@ -13,6 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
+struct _GMainLoop;
 struct lws;
 struct lws_context;
 class QTcpServer;
@@ -91,6 +92,10 @@ private:
     PageTab::Host &_host;
     const PageFiles &_files;
     Options _options;
+    struct LoopEnd {
+        void operator()(_GMainLoop *loop) const;
+    };
+    std::unique_ptr<_GMainLoop, LoopEnd> _loop;
     lws_context *_context = nullptr;
     std::vector<std::unique_ptr<Listener>> _listeners;
     std::unordered_map<lws *, Connection> _connections;
