@@ -4,7 +4,7 @@
 #include "app/ClipboardWatch.h"
 
 #include "app/SyncJournal.h"
-#include "model/ZRKClipmuleData.h"
+#include "model/ClipCapture.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/Memory.h"
 #include "platform/foundation/PlatformException.h"
@@ -90,9 +90,13 @@ void ClipboardWatch::look() {
     quint64 sizeRead = 0;
     try {
         sizeRead = quint64(_pasteboard.pasteboard.contents().size());
-        const auto clip = ZRKClipmuleData::initFromPasteboard(_pasteboard);
+        const auto capture = ClipCapture::begin(_pasteboard);
+        const auto pictures =
+            capture ? capture->pictures(_lastPicture, false) : ClipCapture::Pictures();
+        const auto clip = capture ? capture->clip(pictures) : nullptr;
         const size_t hash = clip ? clip->contentHash() : 0;
-        const bool isNews = hash != 0 && hash != _lastHash && !_lastPicture.isIn(*clip);
+        const bool isNews =
+            hash != 0 && hash != _lastHash && !(pictures.isReceived && _lastPicture.isIn(*clip));
         if (!isNews) {
             lookWhyNotSent(clip.get(), hash);
         } else if (onCopy(*clip)) {
@@ -123,7 +127,7 @@ void ClipboardWatch::lookForUnanswered() {
 // A copy that is the last clip again is no refusal. One that gave no clip, or a clip that holds
 // nothing, is.
 void ClipboardWatch::lookWhyNotSent(const ZRKClipmuleData *clip, size_t hash) {
-    if (!clip && ZRKClipmuleData::isSecret(_pasteboard.pasteboard))
+    if (!clip && ClipCapture::isSecret(_pasteboard.pasteboard))
         _journal.refuse(
             {.direction = Refusal::Direction::CopiedHere, .reason = Refusal::Reason::Secret});
     else if (clip && hash == 0)

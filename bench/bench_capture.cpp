@@ -3,16 +3,16 @@
 
 #include "Common/Categories/ZRKNSImageCategory.h"
 #include "bench/Bench.h"
+#include "model/PortablePicture.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/windows/ActiveApplication.h"
 #include "tests/kit/FakePasteboard.h"
 
-#include <QBuffer>
 #include <QGuiApplication>
-#include <QImageWriter>
 #include <QPainter>
+#include <QTemporaryFile>
 
 #include <cmath>
 #include <limits>
@@ -83,35 +83,42 @@ QImage screenshot() {
     return image;
 }
 
-QByteArray defaultPng(const QImage &image) {
-    QBuffer buffer;
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter(&buffer, "png").write(image);
-    return buffer.data();
-}
-
-class NoApplication final : public ActiveApplication {
+class Application final : public ActiveApplication {
 public:
-    [[nodiscard]] std::optional<QString> identifier() const override { return std::nullopt; }
+    [[nodiscard]] std::optional<QString> identifier() const override { return current; }
+    std::optional<QString> current;
 };
 
-// A copied image, as applications offer it: one PNG.
+// How an image is copied: offered as bytes, or as a file in a file manager.
+enum class How { Png, Jpeg, JpegFile };
+
 struct Copied {
-    explicit Copied(const QImage &image)
-        : png(ImageCodec::png(image, noLimit).value()) {
+    Copied(const QImage &image, How how)
+        : bytes(how == How::Png ? ImageCodec::png(image, noLimit).value()
+                                : ImageCodec::jpeg(image, 0.9))
+        , isFile(how == How::JpegFile) {
         pasteboard.setWatching(true);
-        pasteboard.copyByAnotherApplication({.images = {png}});
+        if (!isFile) {
+            pasteboard.copyByAnotherApplication({.images = {bytes}});
+            return;
+        }
+        application.current = identifierOf(ApplicationRole::FileManager);
+        if (!file.open() || file.write(bytes) != bytes.size() || !file.flush())
+            qFatal("no file for the picture");
+        pasteboard.copyByAnotherApplication({.files = {file.fileName()}});
     }
-    QByteArray png;
+    QByteArray bytes;
+    bool isFile;
+    QTemporaryFile file;
     FakePasteboard pasteboard;
-    NoApplication application;
+    Application application;
     PasteboardServices services{pasteboard, application, [](const QString &) {}, {}};
     // Of the last capture.
     QJsonObject figures;
 };
 
 void note(Copied &copied, const QByteArray &full, const QByteArray &reduced) {
-    copied.figures = {{QStringLiteral("copied_mb"), double(copied.png.size()) / 1e6},
+    copied.figures = {{QStringLiteral("copied_mb"), double(copied.bytes.size()) / 1e6},
                       {QStringLiteral("full_mb"), double(full.size()) / 1e6},
                       {QStringLiteral("reduced_mb"), double(reduced.size()) / 1e6}};
 }
@@ -124,46 +131,37 @@ void capture(Copied &copied) {
     copied.figures.insert(QStringLiteral("clip_mb"), double(clip->size()) / 1e6);
 }
 
-// The same steps one after the other, with a PNG that is finished before it is found too large.
-void captureStepByStep(Copied &copied, const std::function<QByteArray(const QImage &)> &png) {
-    const QImage image = ImageCodec::decode(copied.png).value();
-    QByteArray full = png(image);
-    if (full.size() > ZRKClipmuleData::largestPng)
-        full = ImageCodec::jpeg(image, ZRKClipmuleData::jpegCompressionFactor);
-    const QSize largest(ZRKClipmuleData::reducedSide, ZRKClipmuleData::reducedSide);
+// Everything of all pixels, and the full size made before it is known whether there is room for it.
+void captureInFull(Copied &copied) {
+    const QImage image = ImageCodec::decode(copied.bytes).value();
+    QByteArray full = ImageCodec::png(image, PortablePicture::largestPng).value_or(QByteArray());
+    if (full.isEmpty())
+        full = ImageCodec::jpeg(image, PortablePicture::jpegCompressionFactor);
+    const QSize largest(PortablePicture::reducedSide, PortablePicture::reducedSide);
     const QByteArray reduced = ImageCodec::jpeg(ZRKNSImageCategory::copyWithMaxSize(image, largest),
-                                                ZRKClipmuleData::jpegCompressionFactor);
+                                                PortablePicture::jpegCompressionFactor);
     note(copied, full, reduced);
 }
 
-void addCases(std::vector<Case> &cases, const QString &name, QImage (*make)()) {
+void addCases(std::vector<Case> &cases, const QString &name, QImage (*make)(), How how) {
     // Made at the first need, once for all sides.
     const auto made = std::make_shared<std::unique_ptr<Copied>>();
-    const auto copied = [made, make]() -> Copied & {
+    const auto copied = [made, make, how]() -> Copied & {
         if (!*made)
-            *made = std::make_unique<Copied>(make());
+            *made = std::make_unique<Copied>(make(), how);
         return **made;
     };
     const auto figures = [copied] { return copied().figures; };
-    const auto side = [&](const QString &who, void (*work)(Copied &), bool isSlow) {
+    const auto side = [&](const QString &who, void (*work)(Copied &)) {
         cases.push_back({name, who,
                          [copied, work] {
                              Copied &input = copied();
-                             return Work{[&input, work] { work(input); }, input.png.size()};
+                             return Work{[&input, work] { work(input); }, input.bytes.size()};
                          },
-                         isSlow, false, figures});
+                         false, false, figures});
     };
-    side(QStringLiteral("ours"), capture, false);
-    side(
-        QStringLiteral("whole PNG"),
-        [](Copied &input) {
-            captureStepByStep(
-                input, [](const QImage &image) { return ImageCodec::png(image, noLimit).value(); });
-        },
-        false);
-    side(
-        QStringLiteral("whole PNG, Qt's"),
-        [](Copied &input) { captureStepByStep(input, defaultPng); }, true);
+    side(QStringLiteral("ours"), capture);
+    side(QStringLiteral("all in full"), captureInFull);
 }
 
 } // namespace
@@ -174,7 +172,10 @@ int main(int argc, char **argv) {
     QtRunLoop runLoop;
     const RunLoop::Installation installation(runLoop);
     std::vector<Case> cases;
-    addCases(cases, QStringLiteral("capture a photo, 4000 x 3000"), photo);
-    addCases(cases, QStringLiteral("capture a screenshot, 4000 x 3000"), screenshot);
+    addCases(cases, QStringLiteral("photo, JPEG file"), photo, How::JpegFile);
+    addCases(cases, QStringLiteral("photo, JPEG"), photo, How::Jpeg);
+    addCases(cases, QStringLiteral("photo, PNG"), photo, How::Png);
+    addCases(cases, QStringLiteral("screenshot, PNG"), screenshot, How::Png);
+    addCases(cases, QStringLiteral("screenshot, JPEG"), screenshot, How::Jpeg);
     return bench::runCases(QStringLiteral("bench_capture"), cases);
 }

@@ -15,11 +15,9 @@ namespace {
 
 // A mark that is the same for the same pixels, however they were encoded; empty when the bytes are
 // no image.
-QByteArray markOf(const std::optional<QByteArray> &bytes) {
-    if (!bytes)
-        return {};
+QByteArray markOf(const QByteArray &bytes, const std::atomic_bool &isAbandoned) {
     try {
-        const std::optional<QImage> decoded = ImageCodec::decode(*bytes);
+        const auto decoded = ImageCodec::decode(bytes, {.isAbandoned = &isAbandoned});
         if (!decoded)
             return {};
         const QImage image = decoded->convertToFormat(QImage::Format_ARGB32);
@@ -33,30 +31,42 @@ QByteArray markOf(const std::optional<QByteArray> &bytes) {
     }
 }
 
+// Some formats turn the image by a note, and some tell its size only with the pixels.
+bool mayHaveSamePixels(const QByteArray &left, const QByteArray &right) {
+    const auto first = ImageCodec::describe(left);
+    const auto second = ImageCodec::describe(right);
+    return first && second &&
+           (!first->size.isValid() || !second->size.isValid() || first->size == second->size ||
+            first->size == second->size.transposed());
+}
+
 } // namespace
 
 PictureEcho::PictureEcho(const ZRKClipmuleData &written) {
     const auto item = written.firstItem();
     if (!item || !item->hasImageData())
         return;
-    _image = item->imageData();
+    _image = written.writtenImage();
     _string = item->string();
     _url = item->url();
 }
 
-bool PictureEcho::isIn(const ZRKClipmuleData &captured) {
+bool PictureEcho::hasPixelsOf(const QByteArray &copied, const std::atomic_bool &isAbandoned) const {
+    if (!_image || !mayHaveSamePixels(*_image, copied))
+        return false;
+    if (copied == *_image)
+        return true;
+    const QByteArray mark = markOf(*_image, isAbandoned);
+    return !mark.isEmpty() && markOf(copied, isAbandoned) == mark;
+}
+
+bool PictureEcho::isIn(const ZRKClipmuleData &captured) const {
     const auto item = captured.firstItem();
-    if ((!_image && _mark.isEmpty()) || captured.itemCount() != 1 || !item->hasImageData())
+    if (captured.itemCount() != 1 || !item->hasImageData())
         return false;
     const bool isOtherText = item->hasString() && item->string() != _string;
     const bool isOtherUrl = item->hasURL() && item->url() != _url;
-    if (isOtherText || isOtherUrl)
-        return false;
-    if (_image) {
-        _mark = markOf(ZRKClipmuleData::portableImageData(_image, nullptr));
-        _image.reset();
-    }
-    return !_mark.isEmpty() && markOf(item->imageData()) == _mark;
+    return !isOtherText && !isOtherUrl;
 }
 
 } // namespace clipmule

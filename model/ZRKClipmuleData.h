@@ -46,13 +46,6 @@ public:
     /// A received clip of more items is refused: the clipboard of a phone holds a handful, and a
     /// frame of empty ones would otherwise become many times its size in memory.
     static constexpr qsizetype mostItems = 10'000;
-    /// A captured image whose PNG is larger than this many bytes becomes JPEG.
-    static constexpr qsizetype largestPng = 1'500'000;
-    static constexpr double jpegCompressionFactor = 0.9;
-    /// A captured image of more pixels is reduced to fit into a square of `reducedSide`.
-    static constexpr qint64 mostPixels = 1'920'000;
-    /// The side, in pixels, of the square that a reduced image fits into.
-    static constexpr int reducedSide = 1600;
     /// Files copied in a file manager are captured as images up to this many bytes in all.
     static constexpr qint64 largestFileSet = 31'457'280;
     /// Files copied in a file manager are captured up to this many, at which the largest set has 31
@@ -93,14 +86,12 @@ public:
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     initWithDictionary(const PropertyList::Dictionary &dictionary);
 
-    /// What is on the desktop's clipboard; null when that is nothing, or nothing to be kept. Of the
-    /// native representations the bulkiest are left out until the clip is as small as the limits
-    /// above ask for; its text, URL, title and list of files stay.
+    /// What is on the desktop's clipboard, all in one go (see ClipCapture); null when that is
+    /// nothing, or nothing to be kept. Of the native representations the bulkiest are left out
+    /// until the clip is as small as the limits above ask for; its text, URL, title and list of
+    /// files stay.
     [[nodiscard]] static std::shared_ptr<ZRKClipmuleData>
     initFromPasteboard(const PasteboardServices &services);
-    /// Whether the clipboard's owner marked its contents as not to be kept or passed on: then
-    /// initFromPasteboard() answers null.
-    [[nodiscard]] static bool isSecret(const Pasteboard &pasteboard);
     /// Identifier of the application the user works in; nothing when there is none.
     [[nodiscard]] static std::optional<QString> currentAppID(const PasteboardServices &services);
     /// The bytes of an image in a form and size that suits a phone; nothing when they are no image.
@@ -113,6 +104,8 @@ public:
     /// written, when the clip mixes text and images over several items; the user is told. Blocks
     /// for 0.66 s when the clip holds images. A clipboard that fails raises a PlatformException.
     bool writeToPasteboard(const PasteboardServices &services) const;
+    /// The picture that writing offers before any other.
+    [[nodiscard]] std::optional<QByteArray> writtenImage() const;
     /// Writes the clip's images to temporary files and puts their paths into the contents that are
     /// to be written. Those of an earlier clip are deleted.
     void addImageFilenames(const PasteboardServices &services, PasteboardContents &contents) const;
@@ -199,9 +192,6 @@ private:
     template <typename Clip, typename Form>
     static void list(Clip &clip, Form &form);
     void append(const std::shared_ptr<ZRKClipmuleDataItem> &item);
-    [[nodiscard]] bool loadFromFiles(const PasteboardServices &services, const QStringList &files,
-                                     NativeDictionary nativeDictionary);
-    void loadFromReadings(const PasteboardContents &contents);
 
     mutable std::optional<QString> _oid;
     std::optional<Date> _creationDate;

@@ -200,6 +200,13 @@ bool ZRKClipmuleData::writeToPasteboard(const PasteboardServices &services) cons
     return true;
 }
 
+std::optional<QByteArray> ZRKClipmuleData::writtenImage() const {
+    if (_items.isEmpty())
+        return std::nullopt;
+    const PasteboardContents contents = contentsOf(*_items.first());
+    return contents.images.isEmpty() ? std::nullopt : std::optional(contents.images.first());
+}
+
 void ZRKClipmuleData::addImageFilenames(const PasteboardServices &services,
                                         PasteboardContents &contents) const {
     if (_items.isEmpty() || !allHaveImages(_items))

@@ -136,14 +136,18 @@ QImage copyWithSize(const QImage &image, QSize size) {
                                                 Qt::SmoothTransformation);
 }
 
+QSize sizeWithMaxSize(QSize image, QSize most) {
+    const double factor =
+        std::min(double(most.width()) / image.width(), double(most.height()) / image.height());
+    return factor >= 1 ? image
+                       : QSize(scaled(image.width(), factor), scaled(image.height(), factor));
+}
+
 QImage copyWithMaxSize(const QImage &image, QSize size) {
     if (image.isNull() || size.isEmpty())
         return {};
-    const double factor =
-        std::min(double(size.width()) / image.width(), double(size.height()) / image.height());
-    if (factor >= 1)
-        return image;
-    return copyWithSize(image, {scaled(image.width(), factor), scaled(image.height(), factor)});
+    const QSize reduced = sizeWithMaxSize(image.size(), size);
+    return reduced == image.size() ? image : copyWithSize(image, reduced);
 }
 
 QImage sizeStretchLeftCapWidthTopCapHeight(const QImage &image, QSize size, int leftCapWidth,

@@ -59,6 +59,10 @@ namespace ZRKNSImageCategory {
 /// size is empty or there is no memory for it.
 [[nodiscard]] QImage copyWithSize(const QImage &image, QSize size);
 
+/// The size of an image reduced to be no larger than `most`, in its proportions; its own where it
+/// is not. No side becomes less than one pixel.
+[[nodiscard]] QSize sizeWithMaxSize(QSize image, QSize most);
+
 /// A copy no larger than this size, in the image's proportions: reduced where it must be, never
 /// enlarged. No side becomes less than one pixel.
 [[nodiscard]] QImage copyWithMaxSize(const QImage &image, QSize size);

@@ -10,12 +10,14 @@
 #include <QImageReader>
 #include <QImageWriter>
 #include <QPainter>
+#include <QtEndian>
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
 
 #include <png.h>
+#include <zlib.h>
 
 namespace clipmule::ImageCodec {
 
@@ -66,6 +68,21 @@ void limitAllocations() {
     }();
 }
 
+// Image bytes that end, for who reads them, when nobody wants the picture any more.
+class AbandonableBuffer final : public QBuffer {
+public:
+    explicit AbandonableBuffer(const std::atomic_bool *isAbandoned)
+        : _isAbandoned(isAbandoned) {}
+
+protected:
+    qint64 readData(char *data, qint64 most) override {
+        return _isAbandoned && *_isAbandoned ? -1 : QBuffer::readData(data, most);
+    }
+
+private:
+    const std::atomic_bool *_isAbandoned;
+};
+
 } // namespace
 
 bool isJpeg(QByteArrayView bytes) {
@@ -104,9 +121,9 @@ std::optional<Description> describe(const QByteArray &bytes) {
     return Description{format, reader.size()};
 }
 
-std::optional<QImage> decode(const QByteArray &bytes) {
+std::optional<QImage> decode(const QByteArray &bytes, const Decoding &decoding) {
     limitAllocations();
-    QBuffer buffer;
+    AbandonableBuffer buffer(decoding.isAbandoned);
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer);
@@ -122,7 +139,11 @@ std::optional<QImage> decode(const QByteArray &bytes) {
                   .arg(size.width())
                   .arg(size.height()));
     }
+    if (decoding.jpegSize.isValid() && reader.format() == "jpeg")
+        reader.setScaledSize(decoding.jpegSize);
     QImage image = reader.read();
+    if (decoding.isAbandoned && *decoding.isAbandoned)
+        return std::nullopt;
     if (image.isNull())
         raise(reader.errorString());
     if (!image.hasAlphaChannel()) {
@@ -154,8 +175,9 @@ constexpr int filters = PNG_FILTER_NONE | PNG_FILTER_SUB;
 // of them live in encoded().
 struct Png {
     qsizetype largest;
-    // In haste, where it is given: half the time, some percent larger. Looked at for every row.
+    // Looked at for every row, where it is given.
     const std::atomic_bool *isAbandoned;
+    bool isInHaste; // half the time, some percent larger
     QByteArray bytes = {};
     bool isFull = false;
 
@@ -184,7 +206,7 @@ struct Png {
                          reinterpret_cast<png_const_bytep>(colorProfile.constData()),
                          png_uint_32(colorProfile.size()));
         }
-        png_set_compression_level(png, isAbandoned ? compressionLevelInHaste : compressionLevel);
+        png_set_compression_level(png, isInHaste ? compressionLevelInHaste : compressionLevel);
         png_set_filter(png, PNG_FILTER_TYPE_BASE, filters);
         png_write_info(png, info);
         // A pixel is a number of the machine, alpha in its highest byte.
@@ -236,13 +258,75 @@ std::optional<QByteArray> encoded(const QImage &image, Png result) {
 
 } // namespace
 
-std::optional<QByteArray> png(const QImage &image, qsizetype largest) {
-    return encoded(image, {.largest = largest, .isAbandoned = nullptr});
+std::optional<QByteArray> png(const QImage &image, qsizetype largest,
+                              const std::atomic_bool *isAbandoned) {
+    return encoded(image, {.largest = largest, .isAbandoned = isAbandoned, .isInHaste = false});
 }
 
 std::optional<QByteArray> quickPng(const QImage &image, qsizetype largest,
                                    const std::atomic_bool &isAbandoned) {
-    return encoded(image, {.largest = largest, .isAbandoned = &isAbandoned});
+    return encoded(image, {.largest = largest, .isAbandoned = &isAbandoned, .isInHaste = true});
+}
+
+namespace {
+
+// The chunks that make the pixels and their colours. The others are texts, dates, resolutions, or
+// further frames.
+bool isOfThePicture(QByteArrayView type) {
+    static const QList<QByteArray> types{"IHDR", "PLTE", "IDAT", "IEND", "tRNS", "gAMA",
+                                         "cHRM", "sRGB", "iCCP", "sBIT", "cICP"};
+    return types.contains(type);
+}
+
+// A chunk that nobody may pass over has a first letter in upper case.
+bool isCritical(QByteArrayView type) {
+    return type[0] >= 'A' && type[0] <= 'Z';
+}
+
+} // namespace
+
+std::optional<WrittenPng> writtenPng(QByteArrayView bytes, qsizetype largest) {
+    constexpr QByteArrayView signature("\x89PNG\r\n\x1a\n");
+    constexpr qsizetype around = 12; // length, type and check sum
+    if (!bytes.startsWith(signature))
+        return std::nullopt;
+    QList<QByteArrayView> chunks{signature};
+    qsizetype size = signature.size();
+    QByteArrayView compressed; // the first of it
+    for (qsizetype at = signature.size(); bytes.size() - at >= around;) {
+        const qsizetype length = qFromBigEndian<quint32>(bytes.data() + at);
+        if (length > bytes.size() - at - around)
+            return std::nullopt;
+        const QByteArrayView chunk = bytes.sliced(at, length + around);
+        const QByteArrayView type = chunk.sliced(4, 4);
+        const QByteArrayView checked = chunk.sliced(4, length + 4);
+        const auto sum =
+            ::crc32(0, reinterpret_cast<const Bytef *>(checked.data()), uInt(checked.size()));
+        if (sum != qFromBigEndian<quint32>(chunk.data() + length + 8))
+            return std::nullopt;
+        at += chunk.size();
+        if (!isOfThePicture(type) && isCritical(type))
+            return std::nullopt;
+        if (!isOfThePicture(type))
+            continue;
+        chunks.append(chunk);
+        size += chunk.size();
+        if (type == "IDAT" && compressed.isEmpty())
+            compressed = checked.sliced(4);
+        if (type != "IEND")
+            continue;
+        if (compressed.size() < 2)
+            return std::nullopt;
+        // The compressor's own word for its effort, in the upper two bits.
+        WrittenPng png{.bytes = {}, .isInHaste = quint8(compressed[1]) >> 6U == 0};
+        if (size <= largest) {
+            png.bytes.reserve(size);
+            for (const QByteArrayView each : std::as_const(chunks))
+                png.bytes.append(each);
+        }
+        return png;
+    }
+    return std::nullopt;
 }
 
 QByteArray jpeg(const QImage &image, double compressionFactor) {

@@ -38,15 +38,35 @@ struct Description {
 /// known here.
 [[nodiscard]] std::optional<Description> describe(const QByteArray &bytes);
 
+struct Decoding {
+    /// A JPEG becomes an image of this size, in pixels before it is turned upright, in less time
+    /// and memory than it takes to decode all of it and scale that. Invalid for its own size.
+    QSize jpegSize = {};
+    /// Where it is given, another thread may say meanwhile that nobody wants the image any more.
+    const std::atomic_bool *isAbandoned = nullptr;
+};
 /// The first image in the bytes, upright, in a 32-bit format: RGB32 when it is opaque, else ARGB32.
-/// Nothing when the bytes are no raster image of a format known here. A PlatformException named
-/// "InvalidImage" when they are, and are too large or damaged.
-[[nodiscard]] std::optional<QImage> decode(const QByteArray &bytes);
+/// Nothing when the bytes are no raster image of a format known here, or nobody wants it any more.
+/// A PlatformException named "InvalidImage" when they are one that is too large or damaged.
+[[nodiscard]] std::optional<QImage> decode(const QByteArray &bytes, const Decoding &decoding = {});
 
-/// The image as PNG; nothing, as soon as that is known, when that takes more than so many bytes.
+/// The image as PNG; nothing, as soon as that is known, when that takes more than so many bytes,
+/// or when nobody wants it any more, as another thread may say.
 /// The image is in one of decode()'s formats. A PlatformException named "InvalidImage" when it
 /// cannot be written.
-[[nodiscard]] std::optional<QByteArray> png(const QImage &image, qsizetype largest);
+[[nodiscard]] std::optional<QByteArray> png(const QImage &image, qsizetype largest,
+                                            const std::atomic_bool *isAbandoned = nullptr);
+
+/// A PNG that somebody else wrote, without what is not the picture: texts, dates, resolution.
+struct WrittenPng {
+    /// Empty when it is larger than was asked for.
+    QByteArray bytes;
+    /// Whether it was compressed with the least effort or none, so that ours may be much smaller.
+    bool isInHaste;
+};
+/// The PNG in the bytes, of so many bytes at most; nothing when they are no PNG, or not a whole
+/// one by its chunks and their check sums. Pixels are not looked at.
+[[nodiscard]] std::optional<WrittenPng> writtenPng(QByteArrayView bytes, qsizetype largest);
 
 /// The same in half the time and some percent larger, for somebody who waits. Another thread may
 /// say meanwhile that nobody does any more: then nothing, soon.

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "Common/Categories/ZRKNSImageCategory.h"
-#include "model/ZRKClipmuleData.h"
+#include "model/ClipCapture.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/pasteboard/RtfText.h"
@@ -105,7 +105,7 @@ private Q_SLOTS:
     void hintThatIsNotToldIsAVeto() {
         QVERIFY(!capture({{{NSStringPboardType, "text"},
                            {QStringLiteral("x-kde-passwordManagerHint"), std::nullopt}}}));
-        QVERIFY(ZRKClipmuleData::isSecret(_desktop->pasteboard));
+        QVERIFY(ClipCapture::isSecret(_desktop->pasteboard));
     }
 
     void nativeDictionaryHoldsEveryType() {
