@@ -136,7 +136,7 @@ void WebProgram::revoke(const QByteArray &id) {
         qCWarning(logWeb).noquote() << "the browser is not revoked:" << removed.error().reason;
 }
 
-Result<void> WebProgram::remove(const QByteArray &id) {
+Result<void> WebProgram::remove(const QByteArray id) {
     const auto *const known = _browsers.withId(id);
     if (!known)
         return failure(QStringLiteral("no such browser is paired"));

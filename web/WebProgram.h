@@ -70,7 +70,8 @@ private:
     [[nodiscard]] Result<void> listen();
     [[nodiscard]] QString clipsFolder(const QByteArray &id) const;
     BrowserPhone *startPhone(const PairedBrowsers::Browser &browser);
-    [[nodiscard]] Result<void> remove(const QByteArray &id);
+    // By value: the caller's may belong to the browser that goes.
+    [[nodiscard]] Result<void> remove(QByteArray id);
 
     dnssd::Backend &_backend;
     Options _options;

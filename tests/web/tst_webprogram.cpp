@@ -155,6 +155,29 @@ private Q_SLOTS:
         QCOMPARE(items[0].find(u"string"_qs)->string(), u"Grüße"_qs);
     }
 
+    void aBrowserThatForgetsLeavesNothingBehind() {
+        const auto other = paired(u"Ben's phone"_qs);
+        const auto page = paired();
+        const auto folder = [this](const std::unique_ptr<Page> &one) {
+            return _folder->filePath(u"data/"_qs +
+                                     QString::fromLatin1(one->client().browserId().toHex()));
+        };
+        QVERIFY(QDir().mkpath(folder(page)));
+        QVERIFY(QDir().mkpath(folder(other)));
+        page->say({{u"is"_qs, u"forget"_qs}});
+        QVERIFY(!page->hear(u"revoked"_qs).isEmpty());
+        QTRY_COMPARE(_backend.published().size(), 1);
+        QVERIFY(!QFileInfo::exists(folder(page)));
+        QVERIFY(QFileInfo(folder(other)).isDir());
+        // And not known to another run either.
+        end();
+        start();
+        Page later(port(), resuming(page));
+        QVERIFY(!later.shakeHands());
+        Page others(port(), resuming(other));
+        QVERIFY(others.shakeHands());
+    }
+
 private:
     void write(const QString &name, const QByteArray &bytes) {
         QFile file(_folder->filePath(name));
