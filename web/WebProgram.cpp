@@ -136,20 +136,21 @@ void WebProgram::revoke(const QByteArray &id) {
         qCWarning(logWeb).noquote() << "the browser is not revoked:" << removed.error().reason;
 }
 
-Result<void> WebProgram::remove(const QByteArray id) {
+Result<void> WebProgram::remove(const QByteArray &id) {
     const auto *const known = _browsers.withId(id);
     if (!known)
         return failure(QStringLiteral("no such browser is paired"));
+    // The id that was asked for may be the one in the entry that goes.
     const PairedBrowsers::Browser browser = *known;
-    const auto node = _phones.extract(id);
+    const auto node = _phones.extract(browser.key.id);
     const std::shared_ptr<BrowserPhone> phone = node ? node.mapped() : nullptr;
     // It refers to the browser, and one of its pages may be the caller.
     if (phone)
         phone->revoke();
     keepUntilNextTurn(phone);
-    if (auto removed = _browsers.remove(id); !removed)
+    if (auto removed = _browsers.remove(browser.key.id); !removed)
         return removed;
-    QDir(_options.folder + u'/' + hexOf(id)).removeRecursively();
+    QDir(_options.folder + u'/' + hexOf(browser.key.id)).removeRecursively();
     callCopyOf(onRevoked, browser);
     return {};
 }

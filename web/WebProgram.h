@@ -70,8 +70,7 @@ private:
     [[nodiscard]] Result<void> listen();
     [[nodiscard]] QString clipsFolder(const QByteArray &id) const;
     BrowserPhone *startPhone(const PairedBrowsers::Browser &browser);
-    // By value: the caller's may belong to the browser that goes.
-    [[nodiscard]] Result<void> remove(QByteArray id);
+    [[nodiscard]] Result<void> remove(const QByteArray &id);
 
     dnssd::Backend &_backend;
     Options _options;
