@@ -4,7 +4,6 @@
 #include "app/ClipboardWatch.h"
 
 #include "app/SyncJournal.h"
-#include "model/ClipCapture.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/Memory.h"
 #include "platform/foundation/PlatformException.h"
@@ -90,28 +89,61 @@ void ClipboardWatch::look() {
     quint64 sizeRead = 0;
     try {
         sizeRead = quint64(_pasteboard.pasteboard.contents().size());
-        const auto capture = ClipCapture::begin(_pasteboard);
-        const auto pictures =
-            capture ? capture->pictures(_lastPicture, false) : ClipCapture::Pictures();
-        const auto clip = capture ? capture->clip(pictures) : nullptr;
-        const size_t hash = clip ? clip->contentHash() : 0;
-        const bool isNews =
-            hash != 0 && hash != _lastHash && !(pictures.isReceived && _lastPicture.isIn(*clip));
-        if (!isNews) {
-            lookWhyNotSent(clip.get(), hash);
-        } else if (onCopy(*clip)) {
-            _lastHash = hash;
-            _lastPicture = PictureEcho();
-        }
+        const Capture capture = ClipCapture::begin(_pasteboard);
+        if (!capture)
+            lookWhyNotSent(nullptr, 0);
+        else if (capture->hasPictures())
+            workOnPictures(capture, sizeRead);
+        else
+            found(*capture, {}, {}, true);
     } catch (const PlatformException &exception) {
-        qCWarning(logApp).noquote() << "ERROR CREATING DATA" << exception.what();
-        _journal.refuse({.direction = Refusal::Direction::CopiedHere,
-                         .reason = Refusal::Reason::Failed,
-                         .detail = exception.reason()});
+        failed(exception);
     }
     _pasteboard.pasteboard.releaseContents();
     // Sent or refused, the clip was in memory, with what was made of it.
     trimHeapAfterClip(sizeRead);
+}
+
+void ClipboardWatch::workOnPictures(const Capture &capture, quint64 sizeRead) {
+    _pictures.start<ClipCapture::Pictures>(
+        [capture, received = _lastPicture](const BackgroundWork::Abandoned &isAbandoned) {
+            return capture->pictures(received, isAbandoned);
+        },
+        [this, capture, sizeRead, received = _lastPicture,
+         written = _written](const ClipCapture::Pictures &pictures) {
+            try {
+                found(*capture, pictures, received, written == _written);
+            } catch (const PlatformException &exception) {
+                failed(exception);
+            }
+            trimHeapAfterClip(sizeRead);
+        });
+}
+
+// What we wrote since then is what must not come back, not a copy from before.
+void ClipboardWatch::found(const ClipCapture &capture, const ClipCapture::Pictures &pictures,
+                           const PictureEcho &received, bool isOnClipboard) {
+    const auto clip = capture.clip(pictures);
+    const size_t hash = clip->contentHash();
+    const bool isKnown =
+        hash != 0 && (hash == _lastHash || (pictures.isReceived && received.isIn(*clip)));
+    if (hash == 0 || isKnown)
+        lookWhyNotSent(clip.get(), hash);
+    const bool isTold = hash != 0 && !isKnown && onCopy(*clip);
+    if (isTold && isOnClipboard) {
+        _lastHash = hash;
+        _lastPicture = PictureEcho();
+    }
+    // A picture that is not ready by now would come after what is newer.
+    if (isTold || isKnown)
+        _pictures.abandon();
+}
+
+void ClipboardWatch::failed(const PlatformException &exception) {
+    qCWarning(logApp).noquote() << "ERROR CREATING DATA" << exception.what();
+    _journal.refuse({.direction = Refusal::Direction::CopiedHere,
+                     .reason = Refusal::Reason::Failed,
+                     .detail = exception.reason()});
 }
 
 // A copy that its owner does not hand over is told in the journal only: a program that hangs may
@@ -141,6 +173,7 @@ void ClipboardWatch::noteWritten(ZRKClipmuleData &clip) {
     _lastChangeCount = _pasteboard.pasteboard.changeCount();
     _lastHash = clip.contentHash();
     _lastPicture = PictureEcho(clip);
+    ++_written;
     scheduleCheck();
 }
 

@@ -3,16 +3,17 @@
 
 #pragma once
 
+#include "model/ClipCapture.h"
 #include "model/PictureEcho.h"
-#include "model/ZRKClipmuleData.h"
+#include "platform/foundation/BackgroundWork.h"
 #include "platform/foundation/RunLoop.h"
 
 #include <functional>
 
 namespace clipmule {
 
+class PlatformException;
 class SyncJournal;
-class ZRKClipmuleData;
 
 /// Looks at the clipboard while phones are connected, at most twice a second, and tells of each
 /// copy that they have not got yet. While no phone is connected, no program is asked for what it
@@ -21,6 +22,9 @@ class ZRKClipmuleData;
 /// A look that would find nothing new is not taken, and no timer runs for it: the first change
 /// after half a second without any is looked at at once, and what changes within the half second
 /// after a look is looked at at its end.
+///
+/// What takes no time is told in the look itself. A picture is worked on in the background and told
+/// when that is done, unless something newer was told, or another picture copied, by then.
 class ClipboardWatch {
 public:
     static constexpr RunLoop::Seconds pollInterval{0.5};
@@ -54,7 +58,12 @@ private:
     void scheduleCheck();
     void checkForData();
     void lookForUnanswered();
+    using Capture = std::shared_ptr<const ClipCapture>;
     void look();
+    void workOnPictures(const Capture &capture, quint64 sizeRead);
+    void found(const ClipCapture &capture, const ClipCapture::Pictures &pictures,
+               const PictureEcho &received, bool isOnClipboard);
+    void failed(const PlatformException &exception);
     void lookWhyNotSent(const ZRKClipmuleData *clip, size_t hash);
 
     PasteboardServices _pasteboard;
@@ -63,6 +72,8 @@ private:
     qint64 _lastUnansweredCount = 0;
     size_t _lastHash = 0;
     PictureEcho _lastPicture; // the one received last
+    int _written = 0;         // how often we wrote to the clipboard
+    BackgroundWork _pictures;
     bool _looksByTimer = false;
     bool _isAlive = false;
     RunLoop::Seconds _earliestCheck{0}; // half a second after the last

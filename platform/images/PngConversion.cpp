@@ -14,8 +14,7 @@ namespace {
 
 std::optional<QByteArray> pngOf(const QByteArray &image, const std::atomic_bool &isAbandoned) {
     try {
-        const std::optional<QImage> decoded =
-            isAbandoned ? std::nullopt : ImageCodec::decode(image);
+        const auto decoded = ImageCodec::decode(image, {.isAbandoned = &isAbandoned});
         return decoded ? ImageCodec::quickPng(*decoded, PngConversion::largestPng, isAbandoned)
                        : std::nullopt;
     } catch (const PlatformException &) {
@@ -25,41 +24,10 @@ std::optional<QByteArray> pngOf(const QByteArray &image, const std::atomic_bool 
 
 } // namespace
 
-PngConversion::PngConversion() {
-    // An abandoned conversion is waited for by the next one, not by the run loop.
-    _thread.setMaxThreadCount(1);
-}
-
-PngConversion::~PngConversion() {
-    abandon();
-    _thread.waitForDone();
-}
-
 void PngConversion::start(const QByteArray &image, Completion completion) {
-    abandon();
-    _job = std::make_shared<Job>();
-    _job->completion = std::move(completion);
-    _thread.start([this, job = _job, image] {
-        std::optional<QByteArray> png = pngOf(image, job->isAbandoned);
-        QMetaObject::invokeMethod(
-            &_context, [this, job, png = std::move(png)]() mutable { finish(job, std::move(png)); },
-            Qt::QueuedConnection);
-    });
-}
-
-void PngConversion::abandon() {
-    if (const auto job = std::exchange(_job, nullptr)) {
-        job->isAbandoned = true;
-        job->completion = nullptr;
-    }
-}
-
-void PngConversion::finish(const std::shared_ptr<Job> &job, std::optional<QByteArray> png) {
-    if (job != _job)
-        return;
-    _job = nullptr;
-    const Completion completion = std::move(job->completion);
-    completion(std::move(png));
+    _work.start<std::optional<QByteArray>>(
+        [image](const std::atomic_bool &isAbandoned) { return pngOf(image, isAbandoned); },
+        std::move(completion));
 }
 
 } // namespace clipmule

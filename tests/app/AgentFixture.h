@@ -12,6 +12,7 @@
 #include "tests/kit/FakePasteboard.h"
 #include "tests/kit/FakeSystemPower.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/ManualWork.h"
 #include "tests/kit/MemoryDistributedNotifications.h"
 #include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/MemoryStreams.h"
@@ -177,6 +178,7 @@ struct AgentFixture {
 
     kit::ManualRunLoop runLoop;
     RunLoop::Installation installation{runLoop};
+    ManualWork work;
     FakeDnsSd backend;
     FakePasteboard pasteboard;
     kit::FakeActiveApplication activeApplication;

@@ -1,0 +1,289 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "model/ZRKClipmuleData.h"
+#include "platform/images/ImageCodec.h"
+#include "tests/app/AgentFixture.h"
+#include "tests/kit/TestCase.h"
+
+#include <QBuffer>
+#include <QImageWriter>
+#include <QTest>
+
+using namespace clipmule;
+using namespace clipmule::kit;
+
+namespace {
+
+// Told apart by their width.
+QByteArray picture(int width, const char *format = "png") {
+    QImage image(width, 3, QImage::Format_RGB32);
+    image.fill(Qt::darkGreen);
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter(&buffer, format).write(image);
+    return buffer.data();
+}
+
+} // namespace
+
+// What takes long is worked on beside the run loop; here the test says when it is done.
+class PictureWatchTest final : public kit::TestCase {
+    Q_OBJECT
+
+    void begin() override {
+        _desk = std::make_unique<AgentFixture>();
+        _journal = std::make_unique<SyncJournal>(std::ref(_desk->notice), *_desk->shared);
+        _watch = std::make_unique<ClipboardWatch>(_desk->pasteboardServices, *_journal);
+        _isNeeded = true;
+        _takes = true;
+        _told.clear();
+        _watch->isNeeded = [this] { return _isNeeded; };
+        _watch->onCopy = [this](ZRKClipmuleData &clip) {
+            const auto item = clip.firstItem();
+            _told += item->hasImageData()
+                         ? QString::number(QImage::fromData(*item->imageData()).width())
+                         : item->string().value_or(u"no text"_qs);
+            return _takes;
+        };
+        _watch->start();
+        tick();
+        _desk->work.hold();
+    }
+
+    void end() override {
+        _watch.reset();
+        _journal.reset();
+        _desk.reset();
+    }
+
+private Q_SLOTS:
+    void aPictureIsToldWhenItIsReady() {
+        copyPicture(8);
+        _desk->advance(10);
+        QVERIFY(_told.isEmpty());
+        QCOMPARE(work().waiting(), 1);
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"8"_qs});
+        // And known from then on.
+        copyPicture(8);
+        _desk->settle();
+        work().doNext();
+        QCOMPARE(_told.size(), 1);
+    }
+
+    void aTextIsToldInTheLookItself() {
+        copyText(u"text"_qs);
+        _desk->settle();
+        QCOMPARE(_told, QStringList{u"text"_qs});
+        QCOMPARE(work().started(), 0);
+    }
+
+    void whatWasCopiedAfterIsToldAfter() {
+        copyPicture(8);
+        _desk->settle();
+        copyText(u"text"_qs);
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"8"_qs});
+        tick();
+        QCOMPARE(_told, (QStringList{u"8"_qs, u"text"_qs}));
+    }
+
+    void aPictureThatIsNotReadyByThenIsLeftOut() {
+        copyPicture(8);
+        _desk->settle();
+        copyText(u"text"_qs);
+        tick();
+        QCOMPARE(_told, QStringList{u"text"_qs});
+        work().doNext();
+        tick();
+        QCOMPARE(_told, QStringList{u"text"_qs});
+        // It was not told, so it is news.
+        copyPicture(8);
+        _desk->settle();
+        work().doNext();
+        QCOMPARE(_told, (QStringList{u"text"_qs, u"8"_qs}));
+    }
+
+    // The phones have that text already, and the picture is not on the clipboard any more.
+    void theLastTextAgainLeavesItOutToo() {
+        copyText(u"text"_qs);
+        tick();
+        copyPicture(8);
+        tick();
+        copyText(u"text"_qs);
+        tick();
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"text"_qs});
+    }
+
+    void ofTwoPicturesTheNewerIsTold() {
+        copyPicture(8);
+        _desk->settle();
+        copyPicture(9);
+        tick();
+        QCOMPARE(work().waiting(), 2);
+        work().doNext();
+        QVERIFY(_told.isEmpty());
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"9"_qs});
+    }
+
+    void whatIsNotToldLeavesNothingOut_data() {
+        using Copy = std::function<void(PictureWatchTest &)>;
+        QTest::addColumn<Copy>("copy");
+        QTest::newRow("nothing") << Copy([](PictureWatchTest &test) { test.copy({}); });
+        QTest::newRow("a secret") << Copy([](PictureWatchTest &test) {
+            QTest::ignoreMessage(QtInfoMsg, "Not sent: what you copied is marked as secret.");
+            test.copy({.text = "hunter2", .others = {{u"x-kde-passwordManagerHint"_qs, "secret"}}});
+        });
+        QTest::newRow("what has no content") << Copy([](PictureWatchTest &test) {
+            QTest::ignoreMessage(QtInfoMsg,
+                                 "Not sent: there is no text, link or image in what you copied.");
+            test.copy({.others = {{u"image/x-emf"_qs, std::nullopt}}});
+        });
+        QTest::newRow("what is refused") << Copy([](PictureWatchTest &test) {
+            test._takes = false;
+            test.copyText(u"too large"_qs);
+        });
+        QTest::newRow("what cannot be read") << Copy([](PictureWatchTest &test) {
+            QTest::ignoreMessage(QtWarningMsg, "ERROR CREATING DATA PasteboardFailure: broken");
+            QTest::ignoreMessage(QtInfoMsg,
+                                 "Not sent: what you copied could not be read. [broken]");
+            test._desk->pasteboard.failReadsWith(u"broken"_qs);
+            test.copyText(u"text"_qs);
+        });
+    }
+    void whatIsNotToldLeavesNothingOut() {
+        QFETCH(std::function<void(PictureWatchTest &)>, copy);
+        copyPicture(8);
+        _desk->settle();
+        copy(*this);
+        tick();
+        _told.clear();
+        _takes = true;
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"8"_qs});
+    }
+
+    // A phone's clip is no copy: what was copied before it goes its way, and what we wrote is known
+    // all the same.
+    void whatAPhoneSendsMeanwhileIsKnown() {
+        copyPicture(8);
+        _desk->settle();
+        const auto clip = ZRKClipmuleData::initWithString(u"from the phone"_qs);
+        QVERIFY(clip->writeToPasteboard(_desk->pasteboardServices));
+        _watch->noteWritten(*clip);
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"8"_qs});
+        copyText(u"from the phone"_qs);
+        tick();
+        QCOMPARE(_told, QStringList{u"8"_qs});
+    }
+
+    void aReceivedPictureIsKnownInAnotherEncoding() {
+        receivePicture(8);
+        copy({.images = {picture(8, "bmp")}});
+        tick();
+        work().doNext();
+        QVERIFY(_told.isEmpty());
+        // With another text it is another clip.
+        copy({.text = "text", .images = {picture(8, "bmp")}});
+        tick();
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"8"_qs});
+        // From then on it is no echo.
+        copy({.images = {picture(8, "tiff")}});
+        tick();
+        work().doNext();
+        QCOMPARE(_told, (QStringList{u"8"_qs, u"8"_qs}));
+    }
+
+    // Compared is what was received when it was copied.
+    void aPictureThatIsReceivedMeanwhileIsNoEcho() {
+        copy({.images = {picture(8, "bmp")}});
+        _desk->settle();
+        receivePicture(8);
+        work().doNext();
+        QCOMPARE(_told, (QStringList{u"8"_qs}));
+        copy({.images = {picture(8, "bmp")}});
+        tick();
+        work().doNext();
+        QCOMPARE(_told.size(), 1);
+    }
+
+    // Its placeholder stands for it on other desktops.
+    void aDamagedPictureIsNone() {
+        copy({.images = {picture(8).first(60)}});
+        _desk->settle();
+        QTest::ignoreMessage(QtWarningMsg, "ERROR CREATING IMAGE DATA Unable to read image data");
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"no text"_qs});
+    }
+
+    // A phone that lost its connection for a moment gets it when it is back.
+    void thePhoneMayGoMeanwhile() {
+        copyPicture(8);
+        _desk->settle();
+        _isNeeded = false;
+        _watch->needMayHaveChanged();
+        tick();
+        QVERIFY(!_desk->pasteboard.isWatching());
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"8"_qs});
+    }
+
+    void theWatchMayEndMeanwhile() {
+        copyPicture(8);
+        _desk->settle();
+        _watch.reset();
+        work().doNext();
+        QVERIFY(_told.isEmpty());
+    }
+
+    void copiedFilesThatAreNoPicturesAreTheirNames() {
+        _desk->activeApplication.current = identifierOf(ApplicationRole::FileManager);
+        copy({.files = {u"/none/a.txt"_qs, u"/none/b.txt"_qs}});
+        tick();
+        QVERIFY(_told.isEmpty());
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"a.txt\nb.txt"_qs});
+    }
+
+    void itsMemoryIsGivenBackWhenItIsTold() {
+        const int before = _desk->runLoop.pendingCount();
+        copy({.text = QByteArray(1'100'000, 'x'), .images = {picture(8)}});
+        _desk->advance(10);
+        QCOMPARE(_desk->runLoop.pendingCount(), before);
+        // The clipboard's own is let go of already.
+        QVERIFY(_desk->pasteboard.clipboard().isEmpty());
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"8"_qs});
+        QCOMPARE(_desk->runLoop.pendingCount(), before + 1);
+    }
+
+private:
+    void copy(const PasteboardContents &contents) {
+        _desk->pasteboard.copyByAnotherApplication(contents);
+    }
+    void copyText(const QString &text) { _desk->pasteboard.copyText(text); }
+    void copyPicture(int width) { copy({.images = {picture(width)}}); }
+    void receivePicture(int width) {
+        const auto clip = ZRKClipmuleData::initWithImageData(picture(width));
+        clip->firstItem()->setCreatedBy(ZRKClipmuleDataItem::createdByPhone);
+        QVERIFY(clip->writeToPasteboard(_desk->pasteboardServices));
+        _watch->noteWritten(*clip);
+    }
+    void tick() { _desk->advance(ClipboardWatch::pollInterval.count()); }
+    [[nodiscard]] ManualWork &work() { return _desk->work; }
+
+    std::unique_ptr<AgentFixture> _desk;
+    std::unique_ptr<SyncJournal> _journal;
+    std::unique_ptr<ClipboardWatch> _watch;
+    bool _isNeeded = true;
+    bool _takes = true;
+    QStringList _told;
+};
+
+QTEST_GUILESS_MAIN(PictureWatchTest)
+#include "tst_picturewatch.moc"
