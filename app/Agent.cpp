@@ -85,8 +85,46 @@ void Agent::launch(const std::shared_ptr<ZRKUserDefaults> &shared) {
     _backends.statusInterface->start();
     _backends.dnssd->onDescriptionChange = [this] { tellStatusSoon(); };
     _backends.pasteboard->onAccessChange = [this] { tellStatusSoon(); };
-    if (_started == Started::ByUser && _face && _application->registeredDeviceNames().isEmpty())
-        _backends.sessionPrograms->activate(preferencesProgram(), Face::preferencesExecutable());
+    followInstallation();
+    if (_face && _started != Started::ByCommand)
+        welcome();
+}
+
+// Who has just installed the program sees how it goes on, and who starts it sees that it runs. The
+// session starts it at each login, and asks for nothing a second time.
+void Agent::welcome() {
+    const QString key = QStringLiteral("hasWelcomed");
+    if (_application->registeredDeviceNames().isEmpty()) {
+        // Where it cannot be remembered, it would come with every login.
+        const bool isFirst = !_applicationDefaults->boolForKey(key) &&
+                             _applicationDefaults->setObjectForKey(PropertyList(true), key);
+        if (isFirst || _started == Started::ByUser)
+            openPreferences();
+    } else if (_started == Started::ByUser) {
+        _lookForIcon = RunLoop::current().performAfter(patienceWithStatusArea, [this] {
+            const QString kind = _face->trayKind();
+            if (kind == u"none" || kind == u"hidden")
+                openPreferences();
+        });
+    }
+}
+
+void Agent::openPreferences() {
+    _backends.sessionPrograms->activate(preferencesProgram(), Face::preferencesExecutable());
+}
+
+void Agent::followInstallation() {
+    _program.onReplaced = [this] {
+        qCInfo(logApp) << "another version was installed, and is used from the next start";
+        if (_face)
+            _face->displayMessage(QCoreApplication::translate(
+                "Clipmule",
+                "Another version of Clipmule Sync was installed. It is used from the next login."));
+    };
+    _program.onRemoved = [this] {
+        qCInfo(logApp) << "the program was removed";
+        terminate();
+    };
 }
 
 void Agent::showFaceTo(SyncServices &services, const std::shared_ptr<ZRKUserDefaults> &shared) {

@@ -7,6 +7,7 @@
 #include "app/Face.h"
 #include "app/ZRKClipmuleSyncApp.h"
 #include "platform/dnssd/FixedAddresses.h"
+#include "platform/session/InstalledProgram.h"
 
 #include <memory>
 #include <optional>
@@ -17,9 +18,13 @@ namespace clipmule {
 class Agent {
 public:
     enum class Started {
-        BySession, ///< silent
-        ByUser,    ///< opens the preferences when there is no phone yet
+        ByCommand, ///< silent
+        BySession, ///< opens the preferences the first time that there is no phone yet
+        ByUser,    ///< opens them when there is no phone yet, or no icon to be seen
     };
+
+    /// How long a status area gets to take the icon in, before there is none.
+    static constexpr RunLoop::Seconds patienceWithStatusArea{3};
 
     /// The installation's bundle; without a display there is no face.
     Agent(Bundle bundle, AgentBackends backends, std::unique_ptr<Face> face, Started started);
@@ -35,6 +40,9 @@ public:
 private:
     void launch(const std::shared_ptr<ZRKUserDefaults> &shared);
     void showFaceTo(SyncServices &services, const std::shared_ptr<ZRKUserDefaults> &shared);
+    void welcome();
+    void openPreferences();
+    void followInstallation();
     void tellStatusSoon();
     void tellStatus();
 
@@ -46,7 +54,9 @@ private:
     std::unique_ptr<Face> _face;
     PasteboardServices _pasteboardServices;
     std::shared_ptr<ZRKUserDefaults> _applicationDefaults;
+    InstalledProgram _program{_backends.programPath};
     RunLoop::Timer _tellStatus;
+    RunLoop::Timer _lookForIcon;
     bool _isEnding = false;
     std::unique_ptr<ZRKClipmuleSyncApp> _application;
 };

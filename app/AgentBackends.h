@@ -35,6 +35,8 @@ struct AgentBackends {
     std::unique_ptr<StatusInterface> statusInterface;
     /// See PasteboardServices::temporaryFolder.
     QString temporaryFolder;
+    /// The file of the program that runs; empty for none that could be updated.
+    QString programPath = {};
 };
 
 /// The backends of the session that this process runs in. The bundle holds the table of

@@ -21,6 +21,7 @@ namespace {
 
 const QString menuOption = QStringLiteral("menu");
 const QString showOption = QStringLiteral("show");
+const QString loginOption = QStringLiteral("login");
 const QString verboseOption = QStringLiteral("verbose");
 constexpr const char *program = "clipmule-sync";
 
@@ -29,8 +30,7 @@ struct Arguments {
     std::optional<int> exitStatus;
     /// Open the menu of an agent that is running.
     bool menu = false;
-    /// A person started it, and wants to see something.
-    bool show = false;
+    Agent::Started started = Agent::Started::ByCommand;
 };
 
 Arguments answerArguments(const QCoreApplication &application) {
@@ -45,6 +45,9 @@ Arguments answerArguments(const QCoreApplication &application) {
     parser.addOption(QCommandLineOption(
         showOption, QStringLiteral("Starts the agent, and opens the preferences when it runs "
                                    "already or no phone is registered yet.")));
+    parser.addOption(QCommandLineOption(
+        loginOption, QStringLiteral("Starts the agent as sessions do: the first time that no phone "
+                                    "is registered, opens the preferences.")));
     parser.addOption(QCommandLineOption(
         verboseOption, QStringLiteral("Writes a line to standard error for each thing that "
                                       "happens. Never what a clip contains.")));
@@ -63,7 +66,12 @@ Arguments answerArguments(const QCoreApplication &application) {
     }
     if (parser.isSet(verboseOption))
         QLoggingCategory::setFilterRules(QStringLiteral("clipmule.*.debug=true"));
-    return {.exitStatus = {}, .menu = parser.isSet(menuOption), .show = parser.isSet(showOption)};
+    auto started = Agent::Started::ByCommand;
+    if (parser.isSet(showOption))
+        started = Agent::Started::ByUser;
+    else if (parser.isSet(loginOption))
+        started = Agent::Started::BySession;
+    return {.exitStatus = {}, .menu = parser.isSet(menuOption), .started = started};
 }
 
 void openMenuOfRunningAgent() {
@@ -112,14 +120,14 @@ std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv) {
 }
 
 // Makes the agent, with a face where the application can have windows.
-void makeAgent(std::optional<Agent> &agent, bool userStartedIt) {
+void makeAgent(std::optional<Agent> &agent, Agent::Started started) {
     const Bundle bundle = Bundle::mainBundle();
     AgentBackends backends = makeAgentBackends(bundle);
+    backends.programPath = QCoreApplication::applicationFilePath();
     std::unique_ptr<Face> face;
     if (qobject_cast<QApplication *>(QCoreApplication::instance()))
         face = std::make_unique<Face>(bundle, backends.session, *backends.sessionPrograms);
-    agent.emplace(bundle, std::move(backends), std::move(face),
-                  userStartedIt ? Agent::Started::ByUser : Agent::Started::BySession);
+    agent.emplace(bundle, std::move(backends), std::move(face), started);
 }
 
 } // namespace
@@ -152,7 +160,7 @@ int main(int argc, char *argv[]) {
                 openMenuOfRunningAgent();
             else
                 std::puts("Clipmule Sync is already running in this session.");
-            if (arguments.show)
+            if (arguments.started == Agent::Started::ByUser)
                 openPreferences();
             else if (!arguments.menu)
                 QCoreApplication::quit();
@@ -160,7 +168,7 @@ int main(int argc, char *argv[]) {
         }
         if (outcome == SingleInstance::Outcome::Unknown)
             qCWarning(logApp) << "no session bus: settings changed elsewhere will not reach us";
-        makeAgent(agent, arguments.show);
+        makeAgent(agent, arguments.started);
         if (!agent->start())
             QCoreApplication::exit(1);
     };

@@ -271,6 +271,10 @@
         <source>What your phone sent is on the clipboard. On this desktop it is pasted for you into X11 windows only: elsewhere press Ctrl+V.</source>
         <translation>Was Ihr Telefon gesendet hat, liegt in der Zwischenablage. Auf diesem Desktop wird es nur in X11-Fenster für Sie eingefügt: Drücken Sie in anderen Strg+V.</translation>
     </message>
+    <message>
+        <source>Another version of Clipmule Sync was installed. It is used from the next login.</source>
+        <translation>Eine andere Version von Clipmule Sync wurde installiert. Sie wird ab der nächsten Anmeldung verwendet.</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>

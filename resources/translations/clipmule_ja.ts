@@ -271,6 +271,10 @@
         <source>What your phone sent is on the clipboard. On this desktop it is pasted for you into X11 windows only: elsewhere press Ctrl+V.</source>
         <translation>スマートフォンから届いた内容はクリップボードにあります。このデスクトップで自動で貼り付けられるのは X11 のウィンドウだけです。それ以外では Ctrl+V を押してください。</translation>
     </message>
+    <message>
+        <source>Another version of Clipmule Sync was installed. It is used from the next login.</source>
+        <translation>Clipmule Sync の別のバージョンがインストールされました。次回のログインから使用されます。</translation>
+    </message>
 </context>
 <context>
     <name>ClipmuleSync</name>

@@ -5,6 +5,7 @@
 #include "tests/app/AgentFixture.h"
 #include "tests/kit/TestCase.h"
 
+#include <QFile>
 #include <QTest>
 
 using namespace clipmule;
@@ -33,6 +34,10 @@ class AgentTest final : public kit::TestCase {
         _runLoop = std::make_unique<kit::ManualRunLoop>();
         _installation = std::make_unique<RunLoop::Installation>(*_runLoop);
         _told.clear();
+        makeBackends();
+    }
+
+    void makeBackends() {
         _backends = AgentBackends();
         _backends.database = std::make_unique<MemoryPreferencesDatabase>();
         _backends.notifications = std::make_unique<MemoryDistributedNotifications>();
@@ -46,6 +51,7 @@ class AgentTest final : public kit::TestCase {
         _backends.temporaryFolder = _folder.path();
         _database = static_cast<MemoryPreferencesDatabase *>(_backends.database.get());
         _network = static_cast<FakeDnsSd *>(_backends.dnssd.get());
+        _programs = static_cast<FakeSessionPrograms *>(_backends.sessionPrograms.get());
     }
 
     void end() override {
@@ -171,13 +177,130 @@ private Q_SLOTS:
         QVERIFY(pasteboard->isPreparedToQuit());
     }
 
+    // A session starts it at each login.
+    void theFirstStartWithoutAPhoneOpensThePreferencesOnce() {
+        startOnDesktop(Agent::Started::BySession);
+        QCOMPARE(_programs->activated, QStringList(preferencesProgram()));
+        startAgainOnDesktop(Agent::Started::BySession);
+        QVERIFY(_programs->activated.isEmpty());
+    }
+
+    void theUserSeesThePreferencesAsLongAsThereIsNoPhone() {
+        startOnDesktop(Agent::Started::ByUser);
+        QCOMPARE(_programs->activated, QStringList(preferencesProgram()));
+        startAgainOnDesktop(Agent::Started::ByUser);
+        QCOMPARE(_programs->activated, QStringList(preferencesProgram()));
+        startAgainOnDesktop(Agent::Started::BySession);
+        QVERIFY(_programs->activated.isEmpty());
+    }
+
+    void aSessionWithAPhoneIsNotDisturbed() {
+        registerPhone();
+        startOnDesktop(Agent::Started::BySession);
+        _runLoop->advance(Agent::patienceWithStatusArea);
+        QVERIFY(_programs->activated.isEmpty());
+        // It has not been welcomed for that.
+        _database->setValue(sharedDomain, u"serverServices"_qs, std::nullopt);
+        startAgainOnDesktop(Agent::Started::BySession);
+        QCOMPARE(_programs->activated, QStringList(preferencesProgram()));
+    }
+
+    void whereNoIconIsSeenTheUserSeesThePreferences() {
+        registerPhone();
+        startOnDesktop(Agent::Started::ByUser);
+        _runLoop->advance(Agent::patienceWithStatusArea - RunLoop::Seconds(0.1));
+        QVERIFY(_programs->activated.isEmpty());
+        _runLoop->advance(0.1);
+        QCOMPARE(_programs->activated, QStringList(preferencesProgram()));
+    }
+
+    void whatCannotBeRememberedIsNoReasonToOpenAWindow() {
+        _database->setFailsToWrite(u"a folder that nobody may write to"_qs);
+        startOnDesktop(Agent::Started::BySession);
+        QVERIFY(_programs->activated.isEmpty());
+        _agent.reset();
+        makeBackends();
+        _database->setFailsToWrite(u"a folder that nobody may write to"_qs);
+        startOnDesktop(Agent::Started::ByUser);
+        QCOMPARE(_programs->activated, QStringList(preferencesProgram()));
+    }
+
+    void aCommandIsSilent() {
+        startOnDesktop(Agent::Started::ByCommand);
+        _runLoop->advance(Agent::patienceWithStatusArea);
+        QVERIFY(_programs->activated.isEmpty());
+    }
+
+    void withoutADisplayNothingIsOpened() {
+        start();
+        QVERIFY(_programs->activated.isEmpty());
+    }
+
+    void anotherVersionIsToldAndNotTakenUp() {
+        const auto *const pasteboard = static_cast<FakePasteboard *>(_backends.pasteboard.get());
+        makeProgram();
+        start();
+        QFile inUse(program());
+        QVERIFY(inUse.open(QIODevice::ReadOnly));
+        QVERIFY(QFile::remove(program()));
+        makeProgram();
+        QTest::ignoreMessage(QtInfoMsg,
+                             "another version was installed, and is used from the next start");
+        awaitTheInstallation();
+        QVERIFY(!pasteboard->isPreparedToQuit());
+    }
+
+    void withTheProgramTheAgentGoes() {
+        const auto *const pasteboard = static_cast<FakePasteboard *>(_backends.pasteboard.get());
+        registerPhone();
+        makeProgram();
+        start();
+        QVERIFY(!_network->published().isEmpty());
+        QVERIFY(QFile::remove(program()));
+        QTest::ignoreMessage(QtInfoMsg, "the program was removed");
+        awaitTheInstallation();
+        QVERIFY(_network->published().isEmpty());
+        QVERIFY(pasteboard->isPreparedToQuit());
+    }
+
 private:
-    void makeAgent() {
-        _agent.emplace(Bundle::mainBundle(), std::move(_backends), nullptr, Agent::Started::ByUser);
+    void makeAgent(std::unique_ptr<Face> face = nullptr,
+                   Agent::Started started = Agent::Started::ByUser) {
+        _agent.emplace(Bundle::mainBundle(), std::move(_backends), std::move(face), started);
+    }
+    void startOnDesktop(Agent::Started started) {
+        makeAgent(std::make_unique<Face>(Bundle::mainBundle(), Session(), *_programs), started);
+        QVERIFY(_agent->start());
+        kit::settle(*_runLoop);
+    }
+    // With the settings of the time before.
+    void startAgainOnDesktop(Agent::Started started) {
+        const QStringList domains{agentDomain, sharedDomain};
+        QMap<QString, PropertyList::Dictionary> kept;
+        for (const QString &domain : domains)
+            kept.insert(domain, _database->copyMultiple(domain));
+        _agent.reset();
+        makeBackends();
+        for (const QString &domain : domains) {
+            for (auto value = kept[domain].cbegin(); value != kept[domain].cend(); ++value)
+                _database->setValue(domain, value.key(), value.value());
+        }
+        startOnDesktop(started);
     }
     void start() {
         makeAgent();
         QVERIFY(_agent->start());
+        kit::settle(*_runLoop);
+    }
+    [[nodiscard]] QString program() const { return _folder.filePath(u"clipmule-sync"_qs); }
+    void makeProgram() {
+        QFile file(program());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        _backends.programPath = program();
+    }
+    void awaitTheInstallation() {
+        QTRY_COMPARE(_runLoop->timeToNext(), InstalledProgram::settleTime);
+        _runLoop->advance(InstalledProgram::settleTime);
         kit::settle(*_runLoop);
     }
     void registerPhone() {
@@ -194,8 +317,9 @@ private:
     AgentBackends _backends;
     MemoryPreferencesDatabase *_database = nullptr;
     FakeDnsSd *_network = nullptr;
+    FakeSessionPrograms *_programs = nullptr;
     std::optional<Agent> _agent;
 };
 
-QTEST_GUILESS_MAIN(AgentTest)
+QTEST_MAIN(AgentTest)
 #include "tst_agent.moc"

@@ -408,35 +408,6 @@ class LifeTest(AgentTest):
                 self.assertIn("none\\x1b[31m\\u202e", done.stderr)
                 self.assertNotIn("\x1b", done.stdout + done.stderr)
 
-    def test_a_start_from_the_menu_shows_something(self):
-        preferences = "com.zendrik.ClipmuleSync.Preferences"
-
-        def close():
-            subprocess.run(["gdbus", "call", "--session", "--dest", preferences, "--object-path",
-                            "/com/zendrik/ClipmuleSync/Preferences", "--method",
-                            "org.freedesktop.Application.ActivateAction", "quit", "[]", "{}"],
-                           capture_output=True, check=False)
-            until("end of the preferences", lambda: not self.owner_of(preferences))
-
-        # No phone yet.
-        self.start_agent("--show")
-        until("preferences", lambda: self.owner_of(preferences))
-        close()
-        # It runs already.
-        # What it starts keeps its output open.
-        again = subprocess.run([BIN / "clipmule-sync", "--show"], stdout=subprocess.DEVNULL,
-                               stderr=subprocess.DEVNULL, timeout=PATIENCE_SECONDS, check=False)
-        self.assertEqual(again.returncode, 0)
-        until("preferences", lambda: self.owner_of(preferences))
-        close()
-        # With a phone it works unseen.
-        self.assertEqual(self.agent.stop(), 0)
-        self.preferences("register", "Anna")
-        self.start_agent("--show")
-        phone = self.start_phone("Anna")
-        self.wait_until_opened(phone)
-        self.assertFalse(self.owner_of(preferences))
-
     def test_an_agent_without_a_display_gives_way_to_one_with_it(self):
         without = ["env", "-u", "DISPLAY", BIN / "clipmule-sync"]
         first = self.start("first", *without)

@@ -66,8 +66,8 @@ class Prefixes(unittest.TestCase):
         below = applications.removesuffix("/applications")
         self.assertEqual(self.value(f"{below}/{SERVICE.removeprefix('share/')}", "D-BUS Service",
                                     "Exec"), service_exec)
-        # Whoever starts it from a menu wants to see something.
-        for path, rest in ((autostart, ""),
+        # Whoever starts it from a menu wants to see something, and who has just installed it, too.
+        for path, rest in ((autostart, " --login"),
                            (f"{applications}/com.zendrik.ClipmuleSync.desktop", " --show")):
             self.assertEqual(self.value(path, "Desktop Entry", "Exec"), entry_exec + rest)
             self.assertEqual(self.value(path, "Desktop Entry", "TryExec"), entry_try)
