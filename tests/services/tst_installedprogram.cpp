@@ -45,6 +45,10 @@ private Q_SLOTS:
         replace();
         settleDown();
         QCOMPARE(_told, QStringList(u"replaced"_qs));
+        // It is the known one from now on.
+        QVERIFY(QFile::setPermissions(path(), QFile::ReadOwner));
+        settleDown();
+        QCOMPARE(_told.size(), 1);
     }
 
     // As a package manager does it: in use, the old file stays.
