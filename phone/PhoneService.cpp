@@ -15,9 +15,11 @@ const QString phoneType = QStringLiteral("_clipmule-s2._tcp");
 
 } // namespace
 
-PhoneService::PhoneService(dnssd::Backend &backend, const QString &serviceName, QString toldName)
+PhoneService::PhoneService(dnssd::Backend &backend, const QString &serviceName, QString toldName,
+                           SocketListener::Calls calls)
     : _toldName(std::move(toldName))
-    , _server(ZRKNetServiceServer::initWithTypeName(backend, phoneType, serviceName)) {}
+    , _server(ZRKNetServiceServer::initWithTypeName(backend, phoneType, serviceName,
+                                                    std::move(calls))) {}
 
 PhoneService::~PhoneService() {
     stop();

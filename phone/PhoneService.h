@@ -16,7 +16,8 @@ namespace clipmule {
 class PhoneService final {
 public:
     /// The name that it tells is another than the one it is found by where somebody chose it.
-    PhoneService(dnssd::Backend &backend, const QString &serviceName, QString toldName);
+    PhoneService(dnssd::Backend &backend, const QString &serviceName, QString toldName,
+                 SocketListener::Calls calls = SocketListener::systemCalls());
     ~PhoneService();
     Q_DISABLE_COPY_MOVE(PhoneService)
 

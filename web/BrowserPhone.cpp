@@ -18,23 +18,18 @@ Q_LOGGING_CATEGORY(logWeb, "clipmule.web")
 
 } // namespace
 
-BrowserPhone::BrowserPhone(dnssd::Backend &backend, const PairedBrowsers::Browser &browser,
-                           QString computer, const QString &folder)
+BrowserPhone::BrowserPhone(const PairedBrowsers::Browser &browser, const Place &place)
     : _browser(browser)
-    , _computer(std::move(computer))
-    , _keeps(!folder.isEmpty())
-    , _clips(folder)
-    , _service(backend, browser.service, browser.name) {}
+    , _computer(place.computer)
+    , _keeps(!place.folder.isEmpty())
+    , _clips(place.folder)
+    , _service(place.backend, browser.service, browser.name, place.calls) {}
 
 BrowserPhone::~BrowserPhone() {
     _service.stop();
 }
 
 bool BrowserPhone::start() {
-    _service.onPublish = [this](const QString &name) {
-        if (onPublish)
-            onPublish(name);
-    };
     _service.onReceive = [this](const PropertyList &object) { didReceive(object); };
     _service.onOpen = [this](const QString &) {
         sendWaiting();
@@ -49,7 +44,18 @@ bool BrowserPhone::start() {
 }
 
 QString BrowserPhone::state() const {
-    return _service.hasDesks() ? QStringLiteral("connected") : QStringLiteral("away");
+    if (_service.hasDesks())
+        return QStringLiteral("connected");
+    return _isSyncOn ? QStringLiteral("away") : QStringLiteral("off");
+}
+
+void BrowserPhone::showState() {
+    showAll({{QStringLiteral("is"), QStringLiteral("state")}, {QStringLiteral("desk"), state()}});
+}
+
+void BrowserPhone::setSyncOn(bool isOn) {
+    if (std::exchange(_isSyncOn, isOn) != isOn)
+        showState();
 }
 
 void BrowserPhone::open(View &view) {

@@ -33,15 +33,20 @@ public:
     static constexpr qint64 mostWaitingBytes = 40'000'000;
     static constexpr qsizetype mostWaiting = 50;
 
-    /// The browser outlives the phone. An empty folder keeps nothing on disk, and nothing in
-    /// memory when no page is open.
-    BrowserPhone(dnssd::Backend &backend, const PairedBrowsers::Browser &browser, QString computer,
-                 const QString &folder);
+    struct Place {
+        dnssd::Backend &backend;
+        /// How its phone listens.
+        SocketListener::Calls calls;
+        /// What its pages call the computer.
+        QString computer;
+        /// Where its clips are kept; empty for nowhere on disk, and nowhere in memory when no page
+        /// is open.
+        QString folder;
+    };
+    /// The browser outlives the phone.
+    BrowserPhone(const PairedBrowsers::Browser &browser, const Place &place);
     ~BrowserPhone();
     Q_DISABLE_COPY_MOVE(BrowserPhone)
-
-    /// Its service is announced under this name. Set before start().
-    std::function<void(const QString &service)> onPublish;
 
     /// False when it cannot listen.
     [[nodiscard]] bool start();
@@ -56,6 +61,8 @@ public:
     void close(View &view);
     /// The name was changed.
     void renamed();
+    /// Whether the user has the sync switched on, as far as this program knows.
+    void setSyncOn(bool isOn);
     /// Ends all views and forgets what it kept.
     void revoke();
     void remove(const QString &clip);
@@ -70,6 +77,7 @@ private:
     };
 
     void showAll(const QJsonObject &message);
+    void showState();
     void didReceive(const PropertyList &object);
     void didReceiveClip(const PropertyList::Dictionary &dictionary);
     [[nodiscard]] QString originOf(const ZRKClipmuleData &clip) const;
@@ -80,6 +88,7 @@ private:
     const PairedBrowsers::Browser &_browser;
     QString _computer;
     bool _keeps;
+    bool _isSyncOn = true;
     BrowserClips _clips;
     QList<View *> _views;
     QList<Waiting> _waiting;

@@ -4,7 +4,6 @@
 #include "web/OwnNetworks.h"
 
 #include <QNetworkInterface>
-#include <QSocketNotifier>
 #include <QUdpSocket>
 
 #include <algorithm>
@@ -12,7 +11,6 @@
 
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace clipmule {
 
@@ -84,24 +82,17 @@ AddressWatch::AddressWatch()
     sockaddr_nl address{};
     address.nl_family = AF_NETLINK;
     address.nl_groups = RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR;
-    if (_socket < 0 ||
-        ::bind(_socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+    if (::bind(_socket.descriptor(), reinterpret_cast<const sockaddr *>(&address),
+               sizeof address) != 0)
         return;
-    _notifier = std::make_unique<QSocketNotifier>(_socket, QSocketNotifier::Read);
-    QObject::connect(_notifier.get(), &QSocketNotifier::activated, _notifier.get(),
-                     [this] { readNews(); });
-}
-
-AddressWatch::~AddressWatch() {
-    _notifier.reset();
-    if (_socket >= 0)
-        ::close(_socket);
+    _notifier = std::make_unique<SocketNotifier>(_socket.descriptor(), QSocketNotifier::Read,
+                                                 [this] { readNews(); });
 }
 
 // What changed is looked up afterwards; it is enough that something did.
 void AddressWatch::readNews() {
     std::array<char, 8192> news;
-    while (::recv(_socket, news.data(), news.size(), 0) > 0) {
+    while (::recv(_socket.descriptor(), news.data(), news.size(), 0) > 0) {
     }
     if (!_settling.isPending())
         _settling = RunLoop::current().performAfter(settlingTime, [this] {

@@ -3,15 +3,15 @@
 
 #pragma once
 
+#include "platform/foundation/FileHandle.h"
 #include "platform/foundation/RunLoop.h"
+#include "platform/streams/SocketNotifier.h"
 
 #include <QHostAddress>
 #include <QList>
 
 #include <functional>
 #include <memory>
-
-class QSocketNotifier;
 
 namespace clipmule {
 
@@ -46,7 +46,7 @@ public:
     static constexpr RunLoop::Seconds settlingTime{1.0};
 
     AddressWatch();
-    ~AddressWatch();
+    ~AddressWatch() = default;
     Q_DISABLE_COPY_MOVE(AddressWatch)
 
     std::function<void()> onChange;
@@ -54,8 +54,9 @@ public:
 private:
     void readNews();
 
-    int _socket = -1;
-    std::unique_ptr<QSocketNotifier> _notifier;
+    FileHandle _socket;
+    // The notifier stands after the socket it watches, so that it is destroyed first.
+    std::unique_ptr<SocketNotifier> _notifier;
     RunLoop::Timer _settling;
 };
 

@@ -33,8 +33,9 @@ public:
 
     /// Each is a phone, with a socket and a list of clips.
     static constexpr size_t mostBrowsers = 32;
-    /// A service name is a DNS label, in bytes of UTF-8; a name for people has no need of more.
-    static constexpr qsizetype longestName = 63;
+    /// In bytes of UTF-8: the agent's settings know the service by "local/" and this, which is a
+    /// DNS label together. A name for people has no need of more.
+    static constexpr qsizetype longestName = 57;
     /// In bytes; a browser takes some 300.
     static constexpr qint64 largestFile = 64 * 1024;
     /// When a browser was seen is not written down more often: each time waits for the disk.

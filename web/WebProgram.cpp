@@ -24,8 +24,10 @@ QString hexOf(const QByteArray &id) {
 
 } // namespace
 
-WebProgram::WebProgram(dnssd::Backend &backend, const PageFiles &files, Options options)
+WebProgram::WebProgram(dnssd::Backend &backend, const PageFiles &files, SettingsStores *settings,
+                       Options options)
     : _backend(backend)
+    , _desk(settings)
     , _options(std::move(options))
     , _lock(QDir(_options.folder).filePath(QStringLiteral("lock")))
     , _browsers(QDir(_options.folder).filePath(QStringLiteral("browsers.json")))
@@ -36,7 +38,7 @@ WebProgram::WebProgram(dnssd::Backend &backend, const PageFiles &files, Options 
 
 WebProgram::~WebProgram() = default;
 
-Result<void> WebProgram::start() {
+Result<void> WebProgram::open() {
     if (!DataFile::makeFolder(_options.folder))
         return failure(QStringLiteral("%1: the folder cannot be made").arg(_options.folder));
     if (!_lock.tryLock())
@@ -44,8 +46,10 @@ Result<void> WebProgram::start() {
             _lock.error() == QLockFile::LockFailedError
                 ? QStringLiteral("it runs already")
                 : QStringLiteral("%1: the folder cannot be written to").arg(_options.folder));
-    if (auto loaded = _browsers.load(); !loaded)
-        return loaded;
+    return _browsers.load();
+}
+
+Result<void> WebProgram::start() {
     if (auto started = _server.start(); !started)
         return started;
     if (auto listening = listen(); !listening)
@@ -91,14 +95,18 @@ QString WebProgram::clipsFolder(const QByteArray &id) const {
 }
 
 BrowserPhone *WebProgram::startPhone(const PairedBrowsers::Browser &browser) {
-    auto phone = std::make_shared<BrowserPhone>(_backend, browser, _options.computer,
-                                                clipsFolder(browser.key.id));
-    phone->onPublish = [this, &browser](const QString &service) {
-        callCopyOf(onPublish, browser, service);
-    };
+    const BrowserPhone::Place place{_backend, _options.calls(), _options.computer,
+                                    clipsFolder(browser.key.id)};
+    auto phone = std::make_shared<BrowserPhone>(browser, place);
+    phone->setSyncOn(_desk.isSyncOn());
     if (!phone->start())
         qCWarning(logWeb).noquote() << "no socket for" << browser.name;
     return (_phones[browser.key.id] = std::move(phone)).get();
+}
+
+void WebProgram::syncDidChange() {
+    for (const auto &[id, phone] : _phones)
+        phone->setSyncOn(_desk.isSyncOn());
 }
 
 std::optional<SecretKey> WebProgram::keyOf(PageChannel::Kind kind, QByteArrayView id) {
@@ -114,6 +122,8 @@ BrowserPhone *WebProgram::paired(QByteArrayView code, const PageKey &key, const 
         return nullptr;
     }
     BrowserPhone *const phone = startPhone(**added);
+    if (const auto told = _desk.pair((*added)->service, (*added)->name); !told)
+        qCWarning(logWeb).noquote() << "the desk is not told of it:" << told.error().reason;
     callCopyOf(onPaired, **added);
     return phone;
 }
@@ -125,10 +135,17 @@ BrowserPhone *WebProgram::resumed(const QByteArray &id) {
 }
 
 void WebProgram::rename(const QByteArray &id, const QString &name) {
-    if (const auto renamed = _browsers.rename(id, name); !renamed)
+    if (const auto renamed = changeName(id, name); !renamed)
         qCWarning(logWeb).noquote() << "the browser is not renamed:" << renamed.error().reason;
+}
+
+Result<void> WebProgram::changeName(const QByteArray &id, const QString &name) {
+    if (auto renamed = _browsers.rename(id, name); !renamed)
+        return renamed;
     if (const auto phone = _phones.find(id); phone != _phones.end())
         phone->second->renamed();
+    const auto *const browser = _browsers.withId(id);
+    return _desk.pair(browser->service, browser->name);
 }
 
 void WebProgram::revoke(const QByteArray &id) {
@@ -151,24 +168,17 @@ Result<void> WebProgram::remove(const QByteArray &id) {
     if (auto removed = _browsers.remove(browser.key.id); !removed)
         return removed;
     QDir(_options.folder + u'/' + hexOf(browser.key.id)).removeRecursively();
-    callCopyOf(onRevoked, browser);
-    return {};
+    return _desk.unpair(browser.service);
 }
 
-Result<void> WebProgram::revoke(const QString &nameOrId) {
+Result<void> WebProgram::revokeNamed(const QString &nameOrId) {
     const auto browser = _browsers.find(nameOrId);
     return browser ? remove((*browser)->key.id) : tl::unexpected(browser.error());
 }
 
-Result<void> WebProgram::renameTo(const QString &nameOrId, const QString &name) {
+Result<void> WebProgram::renameNamed(const QString &nameOrId, const QString &name) {
     const auto browser = _browsers.find(nameOrId);
-    if (!browser)
-        return tl::unexpected(browser.error());
-    const QByteArray id = (*browser)->key.id;
-    auto renamed = _browsers.rename(id, name);
-    if (const auto phone = _phones.find(id); renamed && phone != _phones.end())
-        phone->second->renamed();
-    return renamed;
+    return browser ? changeName((*browser)->key.id, name) : tl::unexpected(browser.error());
 }
 
 QJsonArray WebProgram::list() const {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "web/DeskSettings.h"
 #include "web/PageServer.h"
 #include "web/PairedBrowsers.h"
 #include "web/PairingCode.h"
@@ -28,22 +29,28 @@ public:
         PageServer::Options server = {};
         /// Addresses of this computer to serve on instead of all private ones.
         QList<QHostAddress> addresses = {};
+        /// How the phones listen.
+        std::function<SocketListener::Calls()> calls = SocketListener::systemCalls;
     };
 
-    WebProgram(dnssd::Backend &backend, const PageFiles &files, Options options);
+    /// All that is referred to outlives it. Without settings the agent is told of nothing.
+    WebProgram(dnssd::Backend &backend, const PageFiles &files, SettingsStores *settings,
+               Options options);
     ~WebProgram() override;
 
     // Set before start().
     /// A browser was paired.
     std::function<void(const PairedBrowsers::Browser &)> onPaired;
-    /// A browser's phone is found under this service name, and the desk may connect to it.
-    std::function<void(const PairedBrowsers::Browser &, const QString &service)> onPublish;
-    std::function<void(const PairedBrowsers::Browser &)> onRevoked;
     /// It serves on other addresses than before.
     std::function<void()> onAddressesChange;
 
-    /// The failure says what is in the way.
+    /// Takes the folder, which is one process's at a time, and what is in it into use. The failure
+    /// says what is in the way.
+    [[nodiscard]] Result<void> open();
+    /// Serves, after open().
     [[nodiscard]] Result<void> start();
+    /// The user switched the sync on or off.
+    void syncDidChange();
 
     /// Where the page is, with a fresh code: what a phone's camera reads. A failure when there is
     /// no network to serve it on.
@@ -51,8 +58,8 @@ public:
     [[nodiscard]] const PairedBrowsers &browsers() const { return _browsers; }
     /// The browsers as a control program is told of them, without their keys.
     [[nodiscard]] QJsonArray list() const;
-    [[nodiscard]] Result<void> revoke(const QString &nameOrId);
-    [[nodiscard]] Result<void> renameTo(const QString &nameOrId, const QString &name);
+    [[nodiscard]] Result<void> revokeNamed(const QString &nameOrId);
+    [[nodiscard]] Result<void> renameNamed(const QString &nameOrId, const QString &name);
     [[nodiscard]] const PageServer &server() const { return _server; }
 
     // PageTab::Host
@@ -71,8 +78,10 @@ private:
     [[nodiscard]] QString clipsFolder(const QByteArray &id) const;
     BrowserPhone *startPhone(const PairedBrowsers::Browser &browser);
     [[nodiscard]] Result<void> remove(const QByteArray &id);
+    [[nodiscard]] Result<void> changeName(const QByteArray &id, const QString &name);
 
     dnssd::Backend &_backend;
+    DeskSettings _desk;
     Options _options;
     QLockFile _lock;
     PairedBrowsers _browsers;

@@ -6,11 +6,17 @@
 #include "platform/foundation/Log.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
+#include "platform/preferences/DistributedNotifications.h"
+#include "platform/preferences/PreferencesDatabase.h"
+#include "platform/streams/LocalSockets.h"
+#include "support/Settings.h"
 #include "web/QrPicture.h"
+#include "web/WebControl.h"
 #include "web/WebProgram.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QJsonArray>
 #include <QStandardPaths>
 #include <QSysInfo>
 
@@ -48,7 +54,38 @@ QString stateFolder() {
 struct Arguments {
     std::optional<WebProgram::Options> options;
     int exitStatus = 0;
+    /// What to ask of the program that serves; empty for serving.
+    QJsonObject request = {};
 };
+
+/// A command and the words behind it, by their names in a request.
+struct Command {
+    const char *word;
+    QStringList operands;
+};
+
+const QList<Command> &commands() {
+    static const QList<Command> all{
+        {"code", {}},
+        {"list", {}},
+        {"revoke", {QStringLiteral("browser")}},
+        {"rename", {QStringLiteral("browser"), QStringLiteral("name")}},
+    };
+    return all;
+}
+
+/// The request that the words ask for; nothing when they are no command.
+std::optional<QJsonObject> requestOf(const QStringList &words) {
+    for (const Command &command : commands()) {
+        if (words[0] != QLatin1String(command.word) || words.size() != 1 + command.operands.size())
+            continue;
+        QJsonObject request{{QStringLiteral("do"), words[0]}};
+        for (qsizetype at = 0; at < command.operands.size(); ++at)
+            request.insert(command.operands[at], words[at + 1]);
+        return request;
+    }
+    return std::nullopt;
+}
 
 Arguments refused(const QString &message) {
     return {std::nullopt, complain(message)};
@@ -59,7 +96,12 @@ Arguments parse(const QCoreApplication &application) {
     parser.setApplicationDescription(QStringLiteral(
         "Serves a page for phones without the app: shows a QR code, which the phone's camera "
         "opens.\nOnly devices of the networks that this computer is directly connected to can "
-        "reach it."));
+        "reach it.\n\n"
+        "Commands:\n"
+        "  code                      Show a fresh code of the one that serves.\n"
+        "  list                      List the browsers that are paired.\n"
+        "  revoke BROWSER            End the pairing of one, by its name or id.\n"
+        "  rename BROWSER NAME       Give one another name."));
     CommandOptions::addHelpAndVersion(parser);
     const QCommandLineOption port(
         QStringLiteral("port"),
@@ -91,9 +133,13 @@ Arguments parse(const QCoreApplication &application) {
         std::fputs(qPrintable(*answer), stdout);
         return {};
     }
-    const QStringList others = parser.positionalArguments();
-    if (!others.isEmpty())
-        return refused(QStringLiteral("unexpected argument: %1").arg(others[0]));
+    QJsonObject request;
+    if (const QStringList words = parser.positionalArguments(); !words.isEmpty()) {
+        const auto found = requestOf(words);
+        if (!found)
+            return refused(QStringLiteral("no such command: %1").arg(words.join(u' ')));
+        request = *found;
+    }
     WebProgram::Options options;
     bool isNumber = false;
     options.server.port = parser.value(port).toUShort(&isNumber);
@@ -118,17 +164,56 @@ Arguments parse(const QCoreApplication &application) {
         return refused(QStringLiteral("--data needs a folder"));
     options.computer = QSysInfo::machineHostName();
     options.server.names = {options.computer, options.computer + QStringLiteral(".local")};
-    return {options};
+    options.calls = [] { return localPortCalls(); };
+    return {options, 0, request};
 }
 
-void showCode(WebProgram &web) {
-    const auto link = web.makeLink();
-    if (!link) {
-        complain(link.error().reason);
-        return;
+void showCode(const QString &link) {
+    printLine(QrPicture::forTerminal(link));
+    printLine(link);
+}
+
+/// Shows the answer; gives the exit status.
+int show(const QJsonObject &answer) {
+    if (answer.contains(QStringLiteral("error"))) {
+        CommandOptions::complain(program, answer[QStringLiteral("error")].toString());
+        return 1;
     }
-    printLine(QrPicture::forTerminal(*link));
-    printLine(*link);
+    if (answer.contains(QStringLiteral("link")))
+        showCode(answer[QStringLiteral("link")].toString());
+    for (const QJsonValue &browser : answer[QStringLiteral("browsers")].toArray()) {
+        printLine(QStringList{browser[QStringLiteral("id")].toString().first(8),
+                              browser[QStringLiteral("name")].toString(),
+                              browser[QStringLiteral("lastSeen")].toString()}
+                      .join(u'\t'));
+    }
+    return 0;
+}
+
+/// Does it by oneself where no other program has the folder.
+int performAlone(WebProgram &web, const QJsonObject &request) {
+    if (request[QStringLiteral("do")].toString() == QStringLiteral("code"))
+        return show({{QStringLiteral("error"),
+                      QStringLiteral("no clipmule-web serves; start it without a command")}});
+    if (const auto opened = web.open(); !opened)
+        return show({{QStringLiteral("error"), opened.error().reason}});
+    return show(WebControl::perform(web, request));
+}
+
+int serve(WebProgram &web) {
+    web.onPaired = [](const PairedBrowsers::Browser &browser) {
+        printLine(QStringLiteral("Paired: %1").arg(browser.name));
+    };
+    const auto started = web.open().and_then([&web] { return web.start(); });
+    if (!started) {
+        CommandOptions::complain(program, started.error().reason);
+        return 1;
+    }
+    WebControl control(web);
+    if (const auto listening = control.start(qgetenv("XDG_RUNTIME_DIR")); !listening)
+        CommandOptions::complain(program, listening.error().reason);
+    (void)show(WebControl::perform(web, {{QStringLiteral("do"), QStringLiteral("code")}}));
+    return QCoreApplication::exec();
 }
 
 } // namespace
@@ -139,20 +224,28 @@ int main(int argc, char *argv[]) {
     const Arguments arguments = parse(application);
     if (!arguments.options)
         return arguments.exitStatus;
+    if (!arguments.request.isEmpty()) {
+        if (const auto answer = WebControl::ask(qgetenv("XDG_RUNTIME_DIR"), arguments.request))
+            return show(*answer);
+    }
 
     QtRunLoop runLoop;
     const RunLoop::Installation installation(runLoop);
     const QuitSignals signals([](int) { QCoreApplication::quit(); });
-    const auto backend = dnssd::makeBackend();
+    const auto backend = dnssd::makeLocalBackend();
+    const auto database = makePreferencesDatabase();
+    const auto notifications = makeDistributedNotifications();
+    ZRKUserDefaults::Environment environment;
+    environment.database = database.get();
+    environment.distributedNotifications = notifications.get();
+    const auto settings = SettingsStores::open(environment);
     const PageFiles files(PageFiles::builtIn);
-    WebProgram web(*backend, files, *arguments.options);
-    web.onPaired = [](const PairedBrowsers::Browser &browser) {
-        printLine(QStringLiteral("Paired: %1").arg(browser.name));
-    };
-    if (const auto started = web.start(); !started) {
-        complain(started.error().reason);
-        return 1;
+    WebProgram web(*backend, files, settings.get(), *arguments.options);
+    if (!arguments.request.isEmpty())
+        return performAlone(web, arguments.request);
+    if (settings) {
+        settings->onChange = [&web] { web.syncDidChange(); };
+        settings->start();
     }
-    showCode(web);
-    return QCoreApplication::exec();
+    return serve(web);
 }

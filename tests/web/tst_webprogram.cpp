@@ -193,8 +193,8 @@ private:
         options.keepsClips = keepsClips;
         options.computer = u"desk"_qs;
         options.addresses = {QHostAddress(QHostAddress::LocalHost)};
-        _web = std::make_unique<WebProgram>(_backend, *_files, options);
-        const auto started = _web->start();
+        _web = std::make_unique<WebProgram>(_backend, *_files, nullptr, options);
+        const auto started = _web->open().and_then([this] { return _web->start(); });
         QVERIFY2(started, started ? "" : qPrintable(started.error().reason));
     }
 

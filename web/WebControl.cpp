@@ -1,0 +1,142 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "web/WebControl.h"
+
+#include "platform/streams/LocalSockets.h"
+#include "platform/streams/SocketNotifier.h"
+#include "web/WebProgram.h"
+
+#include <QJsonDocument>
+
+#include <array>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace clipmule {
+
+namespace {
+
+const QByteArray socketName = QByteArrayLiteral("page-control");
+
+QJsonObject errorOf(const Failure &failure) {
+    return {{QStringLiteral("error"), failure.reason}};
+}
+
+QByteArray lineOf(const QJsonObject &object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+}
+
+void send(int socket, const QByteArray &line) {
+    // An answer fits into the socket's buffer, which nothing else is in.
+    (void)::send(socket, line.constData(), size_t(line.size()), MSG_NOSIGNAL);
+}
+
+} // namespace
+
+struct WebControl::Request {
+    FileHandle socket;
+    QByteArray line = {};
+    RunLoop::Timer deadline = {};
+    // The notifier stands after the socket it watches, so that it is destroyed first.
+    std::unique_ptr<SocketNotifier> notifier = {};
+};
+
+WebControl::WebControl(WebProgram &program)
+    : _program(program) {}
+
+WebControl::~WebControl() = default;
+
+Result<void> WebControl::start(const QByteArray &runtimeFolder) {
+    const auto folder = LocalFolder::open(runtimeFolder);
+    if (!folder)
+        return tl::unexpected(folder.error());
+    auto [claim, name] = LocalName::claim(*folder, socketName);
+    if (claim != LocalName::Claim::Claimed)
+        return failure(QStringLiteral("the socket for other programs is taken"));
+    auto listener = SocketListener::open(callsFor(std::move(name), SOCK_STREAM));
+    if (!listener)
+        return tl::unexpected(listener.error());
+    _listener = std::move(*listener);
+    acceptNext();
+    return {};
+}
+
+void WebControl::acceptNext() {
+    _listener->acceptInBackground([this](FileHandle socket) {
+        if (_requests.size() < mostRequests) {
+            _requests.push_back({std::move(socket)});
+            const auto request = std::prev(_requests.end());
+            request->deadline = RunLoop::current().performAfter(
+                patience, [this, request] { _requests.erase(request); });
+            request->notifier = std::make_unique<SocketNotifier>(
+                request->socket.descriptor(), QSocketNotifier::Read,
+                [this, request] { read(request); });
+        }
+        acceptNext();
+    });
+}
+
+void WebControl::read(std::list<Request>::iterator request) {
+    std::array<char, largestRequest> bytes;
+    const ssize_t count =
+        ::recv(request->socket.descriptor(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+    if (count > 0)
+        request->line.append(bytes.data(), count);
+    const qsizetype end = request->line.indexOf('\n');
+    if (count > 0 && end < 0 && request->line.size() < largestRequest)
+        return;
+    if (end >= 0 && end < largestRequest) {
+        const QJsonObject asked = QJsonDocument::fromJson(request->line.first(end)).object();
+        send(request->socket.descriptor(), lineOf(perform(_program, asked)));
+    }
+    _requests.erase(request);
+}
+
+QJsonObject WebControl::perform(WebProgram &program, const QJsonObject &request) {
+    const QString wanted = request[QStringLiteral("do")].toString();
+    const QString browser = request[QStringLiteral("browser")].toString();
+    const auto answer = [](const Result<void> &result) {
+        return result ? QJsonObject() : errorOf(result.error());
+    };
+    if (wanted == QStringLiteral("code")) {
+        const auto link = program.makeLink();
+        return link ? QJsonObject{{QStringLiteral("link"), *link}} : errorOf(link.error());
+    }
+    if (wanted == QStringLiteral("list"))
+        return {{QStringLiteral("browsers"), program.list()}};
+    if (wanted == QStringLiteral("revoke"))
+        return answer(program.revokeNamed(browser));
+    if (wanted == QStringLiteral("rename"))
+        return answer(program.renameNamed(browser, request[QStringLiteral("name")].toString()));
+    return errorOf({QStringLiteral("no such request")});
+}
+
+std::optional<QJsonObject> WebControl::ask(const QByteArray &runtimeFolder,
+                                           const QJsonObject &request) {
+    const auto folder = LocalFolder::open(runtimeFolder);
+    if (!folder)
+        return std::nullopt;
+    const auto [answer, socket] = (*folder)->connect(socketName, SOCK_STREAM);
+    if (answer != LocalFolder::Answer::Connected)
+        return std::nullopt;
+    send(socket.descriptor(), lineOf(request));
+    QByteArray line;
+    std::array<char, 65536> bytes;
+    pollfd poll{socket.descriptor(), POLLIN, 0};
+    // It answers at once, or has hung up.
+    while (!line.endsWith('\n') && ::poll(&poll, 1, int(1000 * patience.count())) == 1) {
+        const ssize_t count = ::recv(socket.descriptor(), bytes.data(), bytes.size(), 0);
+        if (count <= 0)
+            break;
+        line.append(bytes.data(), count);
+    }
+    const QJsonDocument document = QJsonDocument::fromJson(line);
+    return document.isObject()
+               ? document.object()
+               : errorOf({QStringLiteral("the clipmule-web that serves does not answer")});
+}
+
+} // namespace clipmule
