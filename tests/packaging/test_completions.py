@@ -17,7 +17,8 @@ import unittest
 
 sys.dont_write_bytecode = True
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-PROGRAMS = ("clipmule-sync", "clipmule-preferences", "clipmule-phone", "clipmule-inspect", "clipmule-filter")
+PROGRAMS = ("clipmule-sync", "clipmule-preferences", "clipmule-phone", "clipmule-inspect", "clipmule-filter",
+            "clipmule-web")
 COMMANDS = {"discover", "pair", "unpair", "rename", "list", "enable", "disable", "status", "doctor", "get", "set",
             "unset"}
 

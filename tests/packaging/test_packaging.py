@@ -20,7 +20,7 @@ import xml.etree.ElementTree as xml
 
 sys.dont_write_bytecode = True
 PROGRAMS = {"clipmule-sync", "clipmule-preferences", "clipmule-phone", "clipmule-inspect",
-            "clipmule-filter"}
+            "clipmule-filter", "clipmule-web"}
 
 
 def run(*command, **options):
@@ -108,6 +108,7 @@ class Prefixes(unittest.TestCase):
         self.assertEqual(self.value(f"/opt/clipmule/{APPLICATIONS}.desktop", "Desktop Action menu",
                                     "Exec"), program + " --menu")
         self.assertFalse(os.path.exists(self.root + "/etc"))
+        self.assertFalse(os.path.exists(self.root + "/opt/clipmule/lib/firewalld"))
 
     def test_a_prefix_with_unusual_characters(self):
         self.install_staged("/opt/a b/100%")
@@ -239,6 +240,20 @@ class Installation(unittest.TestCase):
             lines = file.read().splitlines()
         for variable in ("DISPLAY", "WAYLAND_DISPLAY"):
             self.assertIn(f"ConditionEnvironment=|{variable}", lines)
+
+    def test_what_a_firewall_lets_in(self):
+        """By the numbers that the sources have."""
+        with open(os.path.join(SOURCES, "web/main.cpp"), encoding="utf-8") as file:
+            page = re.search(r"usualPort = ([0-9]+);", file.read())[1]
+        for name, ports in (("clipmule-sync", [("udp", "5353")]), ("clipmule-web", [("tcp", page)])):
+            service = xml.parse(self.only(f"lib/firewalld/services/{name}.xml")).getroot()
+            self.assertEqual(service.tag, "service")
+            self.assertEqual([(port.get("protocol"), port.get("port")) for port in service.iter("port")], ports)
+            parser = configparser.ConfigParser(interpolation=None)
+            parser.read(f"{self.root}/etc/ufw/applications.d/{name}", encoding="utf-8")
+            (section,) = parser.sections()
+            self.assertEqual(parser[section]["ports"], "/".join(reversed(ports[0])))
+            self.assertTrue(parser[section]["title"] and parser[section]["description"])
 
     def test_icons_are_pictures(self):
         for name in ("scalable/apps/com.zendrik.ClipmuleSync.svg",
