@@ -10,6 +10,7 @@
 #include "ui/SyncStatusSource.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 namespace clipmule {
@@ -96,7 +97,8 @@ void SyncJournal::noteConnection(const QString &phone, const QString &failure) {
 void SyncJournal::count(ZRKClipmuleData &clip, Settings::Key sizeKey) {
     const quint64 size = clip.size();
     const quint64 total = Settings::count(*_statistics, sizeKey);
-    _statistics->setObjectForKey(PropertyList(quint64(total + size)), Settings::nameOf(sizeKey));
+    std::ignore = _statistics->setObjectForKey(PropertyList(quint64(total + size)),
+                                               Settings::nameOf(sizeKey));
     const Settings::Key items =
         clip.hasImageData() ? Settings::Key::ImageItems : Settings::Key::TextItems;
     // The sum is made unsigned, where passing the largest number is defined.

@@ -12,6 +12,7 @@
 #include <QCoreApplication>
 #include <QDir>
 
+#include <tuple>
 #include <utility>
 
 namespace clipmule {
@@ -110,11 +111,14 @@ void ZRKClipmuleSyncApp::migrateSinglePhoneSettings() {
     if (!service || !name || !service->isString() || !name->isString())
         return;
     const PropertyList::Dictionary phone{{serverServiceKey, *service}, {serverNameKey, *name}};
-    shared.setObjectForKey(PropertyList(PropertyList::List{PropertyList(phone)}),
-                           RegisteredPhones::key());
+    const auto written = shared.setObjectForKey(
+        PropertyList(PropertyList::List{PropertyList(phone)}), RegisteredPhones::key());
+    // Else the next start finds it nowhere.
+    if (!written)
+        return;
     shared.removeObjectForKey(serverServiceKey);
     shared.removeObjectForKey(serverNameKey);
-    shared.synchronize();
+    std::ignore = shared.synchronize();
 }
 
 std::optional<PropertyList> ZRKClipmuleSyncApp::serverServices() const {

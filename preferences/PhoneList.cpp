@@ -6,6 +6,7 @@
 #include "preferences/PanelTexts.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace clipmule {
 
@@ -249,7 +250,7 @@ void PhoneList::writeMemory() {
     }
     const PropertyList memory(dates);
     if (_stores.own().objectForKey(phonesSeenKey).value_or(PropertyList()) != memory)
-        _stores.own().setObjectForKey(memory, phonesSeenKey);
+        std::ignore = _stores.own().setObjectForKey(memory, phonesSeenKey);
 }
 
 } // namespace clipmule

@@ -3,6 +3,7 @@
 
 #include "support/ZRKUserDefaults.h"
 
+#include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
 #include "platform/preferences/PreferencesDatabase.h"
 #include "support/ZRKNotificationCenter.h"
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 namespace clipmule {
 
@@ -263,32 +265,36 @@ Result<void> ZRKUserDefaults::setObjectForKey(const std::optional<PropertyList> 
                                                     ZRKUserDefaultsDidChangeNotification, userInfo);
     _needsSync = true;
     _pendingSynchronize =
-        RunLoop::current().performAfter(synchronizeDelay, [this] { synchronize(); });
+        RunLoop::current().performAfter(synchronizeDelay, [this] { _synchronizeIfNeeded(); });
     return written;
 }
 
+void ZRKUserDefaults::removeObjectForKey(const QString &key) {
+    std::ignore = setObjectForKey(std::nullopt, key);
+}
+
 void ZRKUserDefaults::setIntegerForKey(qint64 value, const QString &key) {
-    setObjectForKey(PropertyList(qint32(quint32(quint64(value)))), key);
+    std::ignore = setObjectForKey(PropertyList(qint32(quint32(quint64(value)))), key);
 }
 
 void ZRKUserDefaults::setFloatForKey(float value, const QString &key) {
-    setObjectForKey(PropertyList(value), key);
+    std::ignore = setObjectForKey(PropertyList(value), key);
 }
 
 void ZRKUserDefaults::setBoolForKey(bool value, const QString &key) {
-    setObjectForKey(PropertyList(value), key);
+    std::ignore = setObjectForKey(PropertyList(value), key);
 }
 
 void ZRKUserDefaults::setColorForKey(const ArchivedColor &color, const QString &key) {
-    setObjectForKey(PropertyList(ColorArchive::archivedData(color)), key);
+    std::ignore = setObjectForKey(PropertyList(ColorArchive::archivedData(color)), key);
 }
 
 void ZRKUserDefaults::setFontForKey(const ArchivedFont &font, const QString &key) {
-    setObjectForKey(PropertyList(FontArchive::archivedData(font)), key);
+    std::ignore = setObjectForKey(PropertyList(FontArchive::archivedData(font)), key);
 }
 
 void ZRKUserDefaults::setSelectorForKey(const Selector &selector, const QString &key) {
-    setObjectForKey(PropertyList(selector.name()), key);
+    std::ignore = setObjectForKey(PropertyList(selector.name()), key);
 }
 
 void ZRKUserDefaults::registerDefaults(const PropertyList::Dictionary &defaults) {
@@ -310,8 +316,11 @@ Result<void> ZRKUserDefaults::synchronize() {
 }
 
 void ZRKUserDefaults::_synchronizeIfNeeded() {
-    if (_needsSync)
-        synchronize();
+    if (!_needsSync)
+        return;
+    if (const auto synchronized = synchronize(); !synchronized)
+        qCWarning(logPreferences).noquote()
+            << "a power failure may lose settings:" << synchronized.error().reason;
 }
 
 void ZRKUserDefaults::_defaultDidChange(const PropertyList::Dictionary &userInfo) {

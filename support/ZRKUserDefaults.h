@@ -123,9 +123,10 @@ public:
     [[nodiscard]] Selector selectorForKey(const QString &key) const;
 
     /// Writes, and announces the change here at once and to the other processes. No value removes
-    /// the key.
+    /// the key. What could not be written holds in this process all the same, and is in the log:
+    /// the result is for who tells the user, or must not go on. Those below have none.
     Result<void> setObjectForKey(const std::optional<PropertyList> &value, const QString &key);
-    void removeObjectForKey(const QString &key) { setObjectForKey(std::nullopt, key); }
+    void removeObjectForKey(const QString &key);
     /// Keeps the value as a signed number of 32 bits; wider values are cut.
     void setIntegerForKey(qint64 value, const QString &key);
     void setFloatForKey(float value, const QString &key);

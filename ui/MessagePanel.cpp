@@ -90,6 +90,18 @@ QBitmap outline(const QImage &image, QSize points) {
     return QBitmap::fromImage(mask);
 }
 
+// As stored it points up and to the right.
+QImage backgroundFor(const QImage &image, const MessagePanelPlace &place) {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
+    Qt::Orientations flips;
+    flips.setFlag(Qt::Horizontal, place.isMirrored);
+    flips.setFlag(Qt::Vertical, place.isAbove);
+    return image.flipped(flips);
+#else
+    return image.mirrored(place.isMirrored, place.isAbove);
+#endif
+}
+
 } // namespace
 
 MessagePanelPlace placeOfMessagePanel(QSize panel, const QRect &statusItem, const QRect &screen) {
@@ -210,8 +222,7 @@ void MessagePanel::pointTo(const MessagePanelPlace &place) {
 }
 
 void MessagePanel::setBackground(qreal pixelRatio) {
-    _contentView->setImage(
-        _background.forPixelRatio(pixelRatio).mirrored(_place.isMirrored, _place.isAbove));
+    _contentView->setImage(backgroundFor(_background.forPixelRatio(pixelRatio), _place));
     _contentView->stretchWithLeftCapWidthTopCapHeight(leftCapWidth, topCapHeight);
 }
 
@@ -256,9 +267,9 @@ void MessagePanel::placeContents() {
         clearMask();
         return;
     }
-    const NinePartImage pieces(_background.forPixelRatio(pixelRatioAt(_place.frame))
-                                   .mirrored(_place.isMirrored, _place.isAbove),
-                               leftCapWidth, topCapHeight);
+    const NinePartImage pieces(
+        backgroundFor(_background.forPixelRatio(pixelRatioAt(_place.frame)), _place), leftCapWidth,
+        topCapHeight);
     setMask(outline(drawn(pieces, size(), pixelRatioAt(_place.frame)), size()));
 }
 

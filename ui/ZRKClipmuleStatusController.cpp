@@ -23,6 +23,7 @@
 #include <QRegularExpression>
 #include <QWidgetAction>
 
+#include <tuple>
 #include <utility>
 
 namespace clipmule {
@@ -290,7 +291,7 @@ void ZRKClipmuleStatusController::togglePause() {
 
 void ZRKClipmuleStatusController::togglePaste() {
     const bool pastes = Settings::pasteMode(_services.sharedDefaults) == PasteMode::Paste;
-    _services.sharedDefaults.setObjectForKey(
+    std::ignore = _services.sharedDefaults.setObjectForKey(
         PropertyList(Settings::wordFor(pastes ? PasteMode::Clipboard : PasteMode::Paste)),
         Settings::nameOf(Settings::Key::PasteMode));
     update();

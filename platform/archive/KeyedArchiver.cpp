@@ -440,7 +440,7 @@ const PropertyList::List &referencesUnder(const PropertyList::Dictionary &record
 
 ArchiveValue Unarchive::decodeList(const PropertyList::Dictionary &record) {
     ArchiveValue::List elements;
-    const auto &references = referencesUnder(record, QStringLiteral("NS.objects"));
+    const auto references = referencesUnder(record, QStringLiteral("NS.objects"));
     elements.reserve(references.size());
     for (const PropertyList &reference : references)
         elements.append(decodeReference(reference));
@@ -448,8 +448,8 @@ ArchiveValue Unarchive::decodeList(const PropertyList::Dictionary &record) {
 }
 
 ArchiveValue Unarchive::decodeDictionary(const PropertyList::Dictionary &record) {
-    const auto &keys = referencesUnder(record, QStringLiteral("NS.keys"));
-    const auto &elements = referencesUnder(record, QStringLiteral("NS.objects"));
+    const auto keys = referencesUnder(record, QStringLiteral("NS.keys"));
+    const auto elements = referencesUnder(record, QStringLiteral("NS.objects"));
     if (keys.size() != elements.size())
         refuseArchive(QStringLiteral("a dictionary with %1 keys and %2 values")
                           .arg(keys.size())

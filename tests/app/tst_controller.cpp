@@ -121,6 +121,15 @@ private Q_SLOTS:
         QCOMPARE(_agent->announced(), QStringList{u"Anna"_qs});
     }
 
+    void migratesNothingThatCannotBeWritten() {
+        _agent->shared->setObjectForKey(PropertyList(u"Anna"_qs), u"serverService"_qs);
+        _agent->shared->setObjectForKey(PropertyList(u"Anna's"_qs), u"serverName"_qs);
+        _agent->database.setFailsToWrite(u"the disk is full"_qs);
+        _agent->launch();
+        QVERIFY(_agent->shared->objectForKey(u"serverService"_qs));
+        QVERIFY(_agent->shared->objectForKey(u"serverName"_qs));
+    }
+
     void leavesAStrayKeyAlone_data() {
         QTest::addColumn<QString>("key");
         QTest::newRow("service only") << u"serverService"_qs;

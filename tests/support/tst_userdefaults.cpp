@@ -305,6 +305,15 @@ private Q_SLOTS:
         QVERIFY(!store->synchronize());
     }
 
+    void aFlushThatFailsIsInTheLog() {
+        const auto store = _agent->open(domain);
+        _session->database.setFailsToSynchronize(true);
+        store->setObjectForKey(1, key);
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression(u"^a power failure may lose settings: ."_qs));
+        _runLoop.advance(5.0);
+    }
+
     void theEndOfTheApplicationFlushesWhatIsUnflushed() {
         const auto application = std::make_shared<kit::ChangeLog>();
         const auto another = std::make_shared<kit::ChangeLog>();
