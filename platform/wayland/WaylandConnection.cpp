@@ -49,10 +49,10 @@ struct WaylandConnection::Listener {
     }
     static void done(void *memory, wl_callback *, quint32) { *static_cast<bool *>(memory) = true; }
 
-    static void setCapabilities(void *memory, wl_seat *seat, quint32 capabilities) {
+    static void setCapabilities(void *memory, wl_seat *proxy, quint32 capabilities) {
         auto *const self = static_cast<WaylandConnection *>(memory);
         const bool has = (capabilities & WL_SEAT_CAPABILITY_KEYBOARD) != 0;
-        if (seat != self->_seat || has == self->_hasKeyboard)
+        if (proxy != self->_seat || has == self->_hasKeyboard)
             return;
         self->_hasKeyboard = has;
         self->_changed = true;

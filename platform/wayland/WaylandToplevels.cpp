@@ -38,21 +38,32 @@ struct Window {
     bool isComplete = false;
 };
 
-template <typename Handle>
-class Windows final {
+// Windows as they are told of through the manager of one protocol.
+template <typename Manager, typename Handle>
+class FollowedWindows : public WaylandToplevels {
 public:
-    Windows(const WaylandToplevels &owner, void (*destroy)(Handle *))
-        : _owner(owner)
-        , _destroy(destroy) {}
-    ~Windows() {
+    ~FollowedWindows() override {
         for (const auto &window : _windows)
             _destroy(window.handle);
     }
-    Q_DISABLE_COPY_MOVE(Windows)
+    Q_DISABLE_COPY_MOVE(FollowedWindows)
 
-    [[nodiscard]] bool isFull() const {
-        return qsizetype(_windows.size()) >= WaylandToplevels::mostWindows;
+    [[nodiscard]] std::optional<QString> active() const override {
+        const auto found = std::find_if(_windows.cbegin(), _windows.cend(),
+                                        [](const auto &window) { return window.now.isActive; });
+        if (_connection->isLost() || found == _windows.cend() || found->now.identifier.isEmpty())
+            return std::nullopt;
+        return found->now.identifier;
     }
+
+protected:
+    FollowedWindows(std::shared_ptr<WaylandConnection> connection, const wl_interface &interface,
+                    void (*destroy)(Handle *), quint32 newestVersion = UINT32_MAX)
+        : _connection(std::move(connection))
+        , _manager(_connection->bind<Manager>(interface, newestVersion))
+        , _destroy(destroy) {}
+
+    [[nodiscard]] bool isFull() const { return qsizetype(_windows.size()) >= mostWindows; }
     void add(Handle *handle) { _windows.push_back({handle}); }
     [[nodiscard]] Window<Handle> *find(const Handle *handle) {
         const auto found = std::find_if(_windows.begin(), _windows.end(),
@@ -70,21 +81,15 @@ public:
         tell();
     }
 
-    [[nodiscard]] std::optional<QString> active() const {
-        const auto found = std::find_if(_windows.cbegin(), _windows.cend(),
-                                        [](const auto &window) { return window.now.isActive; });
-        if (found == _windows.cend() || found->now.identifier.isEmpty())
-            return std::nullopt;
-        return found->now.identifier;
-    }
+    std::shared_ptr<WaylandConnection> _connection;
+    Manager *_manager;
 
 private:
     void tell() {
-        if (std::exchange(_told, active()) != _told && _owner.onChange)
-            _owner.onChange();
+        if (std::exchange(_told, active()) != _told && onChange)
+            onChange();
     }
 
-    const WaylandToplevels &_owner;
     void (*_destroy)(Handle *);
     std::list<Window<Handle>> _windows;
     std::optional<QString> _told; // whose window is active
@@ -92,14 +97,18 @@ private:
 
 } // namespace
 
-class ForeignToplevels final : public WaylandToplevels {
+class ForeignToplevels final
+    : public FollowedWindows<zwlr_foreign_toplevel_manager_v1, zwlr_foreign_toplevel_handle_v1> {
     using Manager = zwlr_foreign_toplevel_manager_v1;
     using Handle = zwlr_foreign_toplevel_handle_v1;
 
 public:
+    static constexpr const wl_interface &interface = zwlr_foreign_toplevel_manager_v1_interface;
+    static constexpr quint32 leastVersion = 1;
+
     explicit ForeignToplevels(std::shared_ptr<WaylandConnection> connection)
-        : _connection(std::move(connection))
-        , _manager(_connection->bind<Manager>(zwlr_foreign_toplevel_manager_v1_interface)) {
+        : FollowedWindows(std::move(connection), interface,
+                          zwlr_foreign_toplevel_handle_v1_destroy) {
         zwlr_foreign_toplevel_manager_v1_add_listener(_manager, &managerListener, this);
         _connection->flush();
     }
@@ -109,33 +118,28 @@ public:
         zwlr_foreign_toplevel_manager_v1_destroy(_manager);
         _connection->flush();
     }
-    ForeignToplevels(const ForeignToplevels &) = delete;
-    ForeignToplevels &operator=(const ForeignToplevels &) = delete;
-
-    [[nodiscard]] std::optional<QString> active() const override {
-        return _connection->isLost() ? std::nullopt : _windows.active();
-    }
+    Q_DISABLE_COPY_MOVE(ForeignToplevels)
 
 private:
     static ForeignToplevels &of(void *memory) { return *static_cast<ForeignToplevels *>(memory); }
 
     static void appear(void *memory, Manager *, Handle *handle) {
         ForeignToplevels &self = of(memory);
-        if (self._windows.isFull()) {
+        if (self.isFull()) {
             zwlr_foreign_toplevel_handle_v1_destroy(handle);
             return;
         }
-        self._windows.add(handle);
+        self.add(handle);
         zwlr_foreign_toplevel_handle_v1_add_listener(handle, &windowListener, &self);
     }
     // The manager stays until we go: windows that were told of behind it would have no owner.
     static void finish(void *memory, Manager *) { of(memory)._isFinished = true; }
     static void identify(void *memory, Handle *handle, const char *identifier) {
-        if (auto *const window = of(memory)._windows.find(handle))
+        if (auto *const window = of(memory).find(handle))
             window->coming.setIdentifier(identifier);
     }
     static void setState(void *memory, Handle *handle, wl_array *states) {
-        auto *const window = of(memory)._windows.find(handle);
+        auto *const window = of(memory).find(handle);
         if (!window)
             return;
         window->coming.isActive = false;
@@ -148,10 +152,10 @@ private:
         }
     }
     static void done(void *memory, Handle *handle) {
-        if (auto *const window = of(memory)._windows.find(handle))
-            of(memory)._windows.apply(*window);
+        if (auto *const window = of(memory).find(handle))
+            of(memory).apply(*window);
     }
-    static void close(void *memory, Handle *handle) { of(memory)._windows.remove(handle); }
+    static void close(void *memory, Handle *handle) { of(memory).remove(handle); }
     static void ignoreTitle(void *, Handle *, const char *) {}
     static void ignoreOutput(void *, Handle *, wl_output *) {}
     static void ignoreParent(void *, Handle *, Handle *) {}
@@ -160,59 +164,52 @@ private:
     static constexpr zwlr_foreign_toplevel_handle_v1_listener windowListener{
         ignoreTitle, identify, ignoreOutput, ignoreOutput, setState, done, close, ignoreParent};
 
-    std::shared_ptr<WaylandConnection> _connection;
-    Manager *_manager;
     bool _isFinished = false; // the compositor does not know the manager any more
-    Windows<Handle> _windows{*this, zwlr_foreign_toplevel_handle_v1_destroy};
 };
 
 // KDE's own list. Of a window everything is said once, and from then on what changes.
-class PlasmaWindows final : public WaylandToplevels {
+class PlasmaWindows final
+    : public FollowedWindows<org_kde_plasma_window_management, org_kde_plasma_window> {
     using Manager = org_kde_plasma_window_management;
     using Handle = org_kde_plasma_window;
 
 public:
+    static constexpr const wl_interface &interface = org_kde_plasma_window_management_interface;
     // The first that names windows by what no other window ever gets, and the last of which we know
     // all events.
     static constexpr quint32 leastVersion = 13;
     static constexpr quint32 newestVersion = 16;
 
     explicit PlasmaWindows(std::shared_ptr<WaylandConnection> connection)
-        : _connection(std::move(connection))
-        , _manager(_connection->bind<Manager>(org_kde_plasma_window_management_interface,
-                                              newestVersion)) {
+        : FollowedWindows(std::move(connection), interface, org_kde_plasma_window_destroy,
+                          newestVersion) {
         org_kde_plasma_window_management_add_listener(_manager, &managerListener, this);
         _connection->flush();
     }
     // Later versions alone have a request for that.
     ~PlasmaWindows() override { wl_proxy_destroy(reinterpret_cast<wl_proxy *>(_manager)); }
-    PlasmaWindows(const PlasmaWindows &) = delete;
-    PlasmaWindows &operator=(const PlasmaWindows &) = delete;
-
-    [[nodiscard]] std::optional<QString> active() const override {
-        return _connection->isLost() ? std::nullopt : _windows.active();
-    }
+    Q_DISABLE_COPY_MOVE(PlasmaWindows)
 
 private:
     static PlasmaWindows &of(void *memory) { return *static_cast<PlasmaWindows *>(memory); }
 
     static void appear(void *memory, Manager *manager, quint32, const char *identifier) {
         PlasmaWindows &self = of(memory);
-        if (self._windows.isFull())
+        if (self.isFull())
             return;
         Handle *const handle =
             org_kde_plasma_window_management_get_window_by_uuid(manager, identifier);
-        self._windows.add(handle);
+        self.add(handle);
         org_kde_plasma_window_add_listener(handle, &windowListener, &self);
         self._connection->flush();
     }
     // Changes what was said of a window so far.
     template <typename Change>
     static void change(void *memory, Handle *handle, const Change &change) {
-        if (auto *const window = of(memory)._windows.find(handle)) {
+        if (auto *const window = of(memory).find(handle)) {
             change(window->coming);
             if (window->isComplete)
-                of(memory)._windows.apply(*window);
+                of(memory).apply(*window);
         }
     }
     static void identify(void *memory, Handle *handle, const char *identifier) {
@@ -224,12 +221,12 @@ private:
         });
     }
     static void complete(void *memory, Handle *handle) {
-        if (auto *const window = of(memory)._windows.find(handle)) {
+        if (auto *const window = of(memory).find(handle)) {
             window->isComplete = true;
-            of(memory)._windows.apply(*window);
+            of(memory).apply(*window);
         }
     }
-    static void close(void *memory, Handle *handle) { of(memory)._windows.remove(handle); }
+    static void close(void *memory, Handle *handle) { of(memory).remove(handle); }
 
     // For events whose arguments are of these types.
     template <typename... Arguments>
@@ -270,26 +267,26 @@ private:
     }
     static const org_kde_plasma_window_management_listener managerListener;
     static const org_kde_plasma_window_listener windowListener;
-
-    std::shared_ptr<WaylandConnection> _connection;
-    Manager *_manager;
-    Windows<Handle> _windows{*this, org_kde_plasma_window_destroy};
 };
 
 const org_kde_plasma_window_management_listener PlasmaWindows::managerListener =
     makeManagerListener();
 const org_kde_plasma_window_listener PlasmaWindows::windowListener = makeWindowListener();
 
+template <typename Kind>
+static std::unique_ptr<WaylandToplevels>
+makeOffered(const std::shared_ptr<WaylandConnection> &connection) {
+    if (!connection->offers(Kind::interface.name, Kind::leastVersion))
+        return nullptr;
+    return std::make_unique<Kind>(connection);
+}
+
 std::unique_ptr<WaylandToplevels>
 WaylandToplevels::make(const std::shared_ptr<WaylandConnection> &connection) {
     if (!connection)
         return nullptr;
-    if (connection->offers(zwlr_foreign_toplevel_manager_v1_interface.name))
-        return std::make_unique<ForeignToplevels>(connection);
-    if (connection->offers(org_kde_plasma_window_management_interface.name,
-                           PlasmaWindows::leastVersion))
-        return std::make_unique<PlasmaWindows>(connection);
-    return nullptr;
+    auto made = makeOffered<ForeignToplevels>(connection);
+    return made ? std::move(made) : makeOffered<PlasmaWindows>(connection);
 }
 
 } // namespace clipmule

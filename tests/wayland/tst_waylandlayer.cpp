@@ -4,15 +4,11 @@
 #include "platform/wayland/WaylandConnection.h"
 #include "platform/wayland/WaylandLayer.h"
 #include "tests/kit/Await.h"
-#include "tests/kit/CompositorLayers.h"
 #include "tests/kit/FullDisk.h"
+#include "tests/kit/LayersTestCase.h"
 #include "tests/kit/Served.h"
-#include "tests/kit/TestCase.h"
-#include "tests/kit/TestCompositor.h"
 
 #include <QTest>
-
-#include <optional>
 
 using namespace clipmule;
 using namespace clipmule::kit;
@@ -38,7 +34,7 @@ QByteArray rowsOf(const QImage &image) {
 
 } // namespace
 
-class WaylandLayerTest final : public kit::TestCase {
+class WaylandLayerTest final : public kit::LayersTestCase {
     Q_OBJECT
 
     void begin() override { open({.layers = true}); }
@@ -425,18 +421,6 @@ private:
             };
         }
     }
-    void manner(LayerManner manner) {
-        _compositor->layers([&](CompositorLayers &layers) { layers.manner = manner; });
-    }
-    [[nodiscard]] QList<ShownLayer> shown() const {
-        QList<ShownLayer> shown;
-        _compositor->layers([&](const CompositorLayers &layers) { shown = layers.shown(); });
-        return shown;
-    }
-    [[nodiscard]] ShownLayer only() const {
-        const QList<ShownLayer> all = shown();
-        return all.size() == 1 ? all.constFirst() : ShownLayer();
-    }
     // Everything that the compositor has sent has been heard.
     void serve() { QVERIFY(kit::served(*_connection)); }
     [[nodiscard]] ShownLayer served() {
@@ -456,7 +440,6 @@ private:
         }
     }
 
-    std::optional<TestCompositor> _compositor;
     std::shared_ptr<WaylandConnection> _connection;
     std::unique_ptr<WaylandLayer> _layer;
     QSize _asked;

@@ -5,15 +5,11 @@
 #include "platform/tray/MessageSurface.h"
 #include "platform/wayland/WaylandConnection.h"
 #include "tests/kit/Await.h"
-#include "tests/kit/CompositorLayers.h"
+#include "tests/kit/LayersTestCase.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/Served.h"
-#include "tests/kit/TestCase.h"
-#include "tests/kit/TestCompositor.h"
 
 #include <QTest>
-
-#include <optional>
 
 using namespace clipmule;
 using namespace clipmule::kit;
@@ -22,7 +18,7 @@ namespace {
 constexpr QSize size(30, 20);
 } // namespace
 
-class WaylandMessageSurfaceTest final : public kit::TestCase {
+class WaylandMessageSurfaceTest final : public kit::LayersTestCase {
     Q_OBJECT
 
     void begin() override { open({.layers = true}); }
@@ -143,24 +139,11 @@ private:
         _surface->onClosed = [this](bool wasDrawn) { _closed.append(wasDrawn); };
         serve();
     }
-    void manner(LayerManner manner) {
-        _compositor->layers([&](CompositorLayers &layers) { layers.manner = manner; });
-    }
-    [[nodiscard]] QList<ShownLayer> shown() const {
-        QList<ShownLayer> shown;
-        _compositor->layers([&](const CompositorLayers &layers) { shown = layers.shown(); });
-        return shown;
-    }
-    [[nodiscard]] ShownLayer only() const {
-        const QList<ShownLayer> all = shown();
-        return all.size() == 1 ? all.constFirst() : ShownLayer();
-    }
     // Everything that the compositor has sent has been heard.
     void serve() { QVERIFY(served(*_session.wayland)); }
 
     ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
-    std::optional<TestCompositor> _compositor;
     Session _session;
     std::unique_ptr<MessageSurface> _surface;
     QList<bool> _closed;
