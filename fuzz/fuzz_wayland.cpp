@@ -1,65 +1,16 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "fuzz/Script.h"
+#include "platform/wayland/WaylandLayer.h"
 #include "platform/wayland/WaylandToplevels.h"
+#include "tests/kit/CompositorLayers.h"
 #include "tests/pasteboard/WaylandDesktop.h"
-
-#include <cstdlib>
-#include <iostream>
-#include <optional>
 
 using namespace clipmule;
 using namespace clipmule::kit;
 
 namespace {
-
-[[noreturn]] void fail(const char *what) {
-    std::cerr << what << '\n';
-    std::abort();
-}
-
-// A string that does not fit into one message is refused by the compositor's own library.
-constexpr int longestString = 3900;
-
-// The input as numbers and strings, which end with it.
-class Script {
-public:
-    Script(const uint8_t *data, size_t size)
-        : _bytes(reinterpret_cast<const char *>(data), qsizetype(size)) {}
-
-    [[nodiscard]] bool isAtEnd() const { return _at >= _bytes.size(); }
-    [[nodiscard]] int number(int limit) {
-        return isAtEnd() ? 0 : static_cast<unsigned char>(_bytes.at(_at++)) % limit;
-    }
-    // A C string; with a length of 255 it comes as long as one can be.
-    [[nodiscard]] QByteArray string() {
-        const int length = number(256);
-        QByteArray text = _bytes.mid(_at, length);
-        _at += text.size();
-        text.replace('\0', '0');
-        return length == 255 && !text.isEmpty() ? text.repeated(longestString / text.size()) : text;
-    }
-    [[nodiscard]] QByteArray type() {
-        static const QList<QByteArray> known = {
-            "text/plain;charset=utf-8",
-            "UTF8_STRING",
-            "text/html",
-            "text/rtf",
-            "text/uri-list",
-            "x-special/gnome-copied-files",
-            "text/x-moz-url",
-            "image/png",
-            "x-kde-passwordManagerHint",
-            "application/x-clipmule-own-selection-1",
-        };
-        const int which = number(int(known.size()) + 1);
-        return which < known.size() ? known.at(which) : string();
-    }
-
-private:
-    QByteArray _bytes;
-    qsizetype _at = 0;
-};
 
 TestCompositor::Contents readContents(Script &script) {
     TestCompositor::Contents contents;
@@ -72,9 +23,18 @@ TestCompositor::Contents readContents(Script &script) {
 
 class Performance {
 public:
+    Performance() {
+        _layer->onDraw = [](int scale) {
+            QImage image(_size * scale, QImage::Format_ARGB32_Premultiplied);
+            image.fill(Qt::red);
+            return image;
+        };
+        _layer->onClosed = [this] { _isShown = false; };
+    }
+
     void step(Script &script) {
         TestCompositor &compositor = _desktop.compositor;
-        switch (script.number(13)) {
+        switch (script.number(15)) {
         case 0:
         case 1: {
             const TestCompositor::Contents contents = readContents(script);
@@ -113,6 +73,12 @@ public:
         case 11:
             copyMany(script);
             break;
+        case 12:
+            _isShown = _layer->show(_size, script.number(256));
+            break;
+        case 13:
+            treatLayers(script);
+            break;
         default:
             _desktop.settle();
             break;
@@ -128,6 +94,7 @@ public:
             return;
         if (compositor.offersAlive() > 2 || compositor.sourcesAlive() > 1)
             fail("what is not needed any more was not given back");
+        checkLayer();
         if (_isWithoutClipboard)
             return;
         _desktop.compositor.copy({{"text/plain;charset=utf-8", "at the end"}});
@@ -178,6 +145,54 @@ private:
         }
     }
 
+    void treatLayers(Script &script) {
+        const int what = script.number(9);
+        const int number = script.number(4);
+        const int scale = script.number(8) - 1;
+        if (what == 0) {
+            _desktop.compositor.addOutput(scale);
+            return;
+        }
+        _desktop.compositor.layers([&](CompositorLayers &layers) {
+            const bool hasOutput = number < int(layers.outputs.size());
+            if (what == 1)
+                layers.manner = static_cast<LayerManner>(number);
+            else if (what == 2)
+                layers.givesBuffersBack = number != 0;
+            else if (what == 3)
+                layers.giveBackBuffers();
+            else if (what == 4)
+                layers.closeAll();
+            else if (what == 5 && hasOutput)
+                layers.setScale(number, scale);
+            else if (what == 6 && hasOutput)
+                layers.move(number, scale > 0);
+            else if (what == 7 && !layers.outputs.empty())
+                layers.removeOutput();
+            else if (what == 8 && layers.shell)
+                layers.removeShell();
+        });
+    }
+
+    // What is shown is seen, once, and what is hidden is gone.
+    void checkLayer() {
+        const auto shown = [this] {
+            qsizetype count = 0;
+            _desktop.compositor.layers([&](CompositorLayers &layers) {
+                count = layers.shown().size();
+                if (layers.buffersAlive > WaylandLayer::mostKept + 1)
+                    fail("more pictures than may be kept");
+            });
+            return count;
+        };
+        if (shown() != (_isShown ? 1 : 0))
+            fail("what is shown is not what was asked for");
+        _layer->hide();
+        _desktop.settle();
+        if (shown() != 0)
+            fail("what was hidden is still shown");
+    }
+
     void rest() {
         for (int second = 0; second < 120; ++second) {
             _desktop.settle();
@@ -188,8 +203,12 @@ private:
         fail("a fetch that does not end");
     }
 
-    WaylandDesktop _desktop;
+    static constexpr QSize _size{30, 20};
+
+    WaylandDesktop _desktop{{.layers = true}};
     std::unique_ptr<WaylandToplevels> _windows = WaylandToplevels::make(_desktop.connection);
+    std::unique_ptr<WaylandLayer> _layer = WaylandLayer::make(_desktop.connection);
+    bool _isShown = false;
     QList<std::shared_ptr<FileHandle>> _readers;
     bool _isWithoutClipboard = false;
 };

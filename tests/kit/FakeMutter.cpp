@@ -209,6 +209,10 @@ void FakeMutter::answer(const QDBusMessage &message) {
         refuse(message, errors.value(member));
         return;
     }
+    if (answers.contains(member)) {
+        reply(message, answers.value(member));
+        return;
+    }
     if (member == u"CreateSession") {
         _sessions.append(Session{.number = ++_made});
         reply(message, {QVariant::fromValue(QDBusObjectPath(sessionPath.arg(_made)))});

@@ -66,9 +66,10 @@ public:
     /// clock.
     static void settle(MutterConnection &connection);
 
-    QStringList calls;              // "CreateSession", and of sessions "1 Start"
-    QHash<QString, QString> errors; // member, text
-    QSet<QString> silent;           // members that are not answered
+    QStringList calls;                    // "CreateSession", and of sessions "1 Start"
+    QHash<QString, QString> errors;       // member, text
+    QHash<QString, QVariantList> answers; // member, what is said instead of the truth
+    QSet<QString> silent;                 // members that are not answered
     QList<std::pair<uint, bool>> writesDone;
     QStringList asked;         // of what others copied
     bool saysOwnership = true; // when a session has taken the clipboard

@@ -11,8 +11,6 @@
 #include "tests/pasteboard/Fetching.h"
 #include "tests/services/PrivateBus.h"
 
-#include <QTest>
-
 namespace clipmule::kit {
 
 /// What a test works with: GNOME's compositor on a private bus, the pasteboard, and a clock that
