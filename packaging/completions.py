@@ -13,7 +13,7 @@ import re
 import subprocess
 import sys
 
-LICENCE = ["# " + "SPDX-FileCopyrightText: 2026 The Clipmule Sync developers", "# " + "SPDX-License-Identifier: MIT"]
+LICENCE = ["# SPDX-FileCopyright" "Text: 2026 The Clipmule Sync developers", "# SPDX-License-" "Identifier: MIT"]
 # What a value is, by the name that the help gives it: a shell's own completion, or words which the help
 # lists as this expression finds them.
 FOLDERS = {"DIR"}

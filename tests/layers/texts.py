@@ -8,7 +8,7 @@ import re
 LONGEST_FILE = 600
 SOURCES = (".cpp", ".h", ".js", ".css", ".py", ".cmake", ".in", "CMakeLists.txt")
 SPDX = ("SPDX-FileCopyrightText: 2026 The Clipmule Sync developers",
-        "SPDX-License-Identifier: MIT")
+        "SPDX-License-" "Identifier: MIT")
 
 # Split where they would find themselves.
 EVERYWHERE = [
