@@ -37,6 +37,7 @@ export class Clips {
         this.onFilter = onFilter;
         setInterval(() => document.hidden || this.#showAges(), AGE_TICK_MS);
         document.addEventListener('visibilitychange', () => this.#showAges());
+        addEventListener('resize', () => this.#cards.forEach(card => card.placed()));
     }
 
     get count() { return this.#cards.size; }
@@ -58,6 +59,7 @@ export class Clips {
             message.clips.forEach(id => this.#remove(id));
         }
         this.onCount();
+        this.#cards.forEach(card => card.placed());
     }
 
     clear() {
@@ -75,7 +77,6 @@ export class Clips {
         for (const clip of [...clips].reverse()) {
             const card = this.#cards.get(clip.id) ?? this.#make(clip);
             this.#list.prepend(card.element);
-            card.placed();
             this.#watcher.observe(card.element);
         }
         const missed = fresh.filter(clip => seen !== null && clip.at > seen);
@@ -91,7 +92,6 @@ export class Clips {
         const card = this.#make(clip);
         card.markFresh();
         this.#list.prepend(card.element);
-        card.placed();
         this.#watcher.observe(card.element);
         this.#announce(clip);
         this.#see(clip);

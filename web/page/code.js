@@ -9,8 +9,8 @@
 /** 32 bytes in base64url, without padding. */
 const CODE = /^#([A-Za-z0-9_-]{43})$/;
 
-/** @returns {?Uint8Array} the code, the first time */
-export function takeCode() {
+/** @returns {?Uint8Array} what the address carried */
+function takeCode() {
     const match = CODE.exec(location.hash);
     if (location.hash) {
         history.replaceState(null, '', location.pathname);
@@ -22,4 +22,21 @@ export function takeCode() {
     return Uint8Array.from(binary, letter => letter.charCodeAt(0));
 }
 
-export const firstCode = takeCode();
+let code = takeCode();
+let listener = null;
+
+// A camera that finds the page open gives it the new code without loading it again.
+addEventListener('hashchange', () => {
+    const next = takeCode();
+    if (next) {
+        code = next;
+        listener?.(code);
+    }
+});
+
+/** @param {(code: ?Uint8Array) => void} taken called at once, and with each code that follows */
+export function watchCode(taken) {
+    listener = taken;
+    taken(code);
+    code = null;
+}

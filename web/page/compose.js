@@ -10,6 +10,27 @@ import {say} from './texts.js';
 /** As many as one looks through before sending them. */
 const MOST_PICTURES = 10;
 
+/**
+ * Browsers disagree about what an empty line is in words, not about what they put into the box: a
+ * block for a line, a line break at its end to give it a height, or line breaks alone.
+ * @param {Node} node
+ * @returns {string} as it was written; after it, perhaps the line break of an empty last line
+ */
+function writtenIn(node) {
+    let text = '';
+    for (const child of node.childNodes) {
+        if (child.nodeName === 'DIV' && child !== node.firstChild) {
+            text += '\n';
+        }
+        if (child.nodeName !== 'BR') {
+            text += child.data?.replace(/\u00a0/g, ' ') ?? writtenIn(child);
+        } else if (child !== node.lastChild) {
+            text += '\n';
+        }
+    }
+    return text;
+}
+
 export class Compose {
     #outbox;
     #box = byId('box');
@@ -47,7 +68,7 @@ export class Compose {
 
     get text() {
         // A line break at the very end is what browsers show an empty last line with.
-        return this.#box.innerText.replace(/\u00a0/g, ' ').replace(/\n$/, '');
+        return writtenIn(this.#box).replace(/\n$/, '');
     }
 
     /** @param {string} text instead of what is there */
@@ -154,7 +175,7 @@ export class Compose {
             }
         }
         if (this.#box.querySelector(':not(br, div)')) {
-            this.#box.textContent = this.#box.innerText;
+            this.#box.textContent = writtenIn(this.#box);
         }
         this.#show();
     }

@@ -8,7 +8,7 @@ import {button, make} from './elements.js';
 import {Refused} from './link.js';
 import {announce} from './notices.js';
 import {closeSheet, openSheet} from './sheet.js';
-import {perhaps, say, size} from './texts.js';
+import {say, size} from './texts.js';
 
 export class Filters {
     /** As the program offers them. @type {{name: string, label: string}[]} */
@@ -89,11 +89,17 @@ export class Filters {
             }
         } catch (error) {
             if (asked === this.#asked) {
-                const known = error instanceof Refused && perhaps(error.why);
-                this.#fail(
-                    error instanceof Refused ? known || say('filterFailed') : say('filterLost'));
+                this.#fail(say(Filters.#reason(error)));
             }
         }
+    }
+
+    /** @param {Error} error @returns {string} the key of what is said about it */
+    static #reason(error) {
+        if (!(error instanceof Refused)) {
+            return 'filterLost';
+        }
+        return error.why === 'gone' ? 'gone' : 'filterFailed';
     }
 
     #show(text) {

@@ -3,7 +3,7 @@
 
 /** Puts the page together, and shows in which state it is. */
 
-import {firstCode, takeCode} from './code.js';
+import {watchCode} from './code.js';
 import {Clips} from './clips.js';
 import {Compose} from './compose.js';
 import {button, byId, make, scriptUrl} from './elements.js';
@@ -185,17 +185,7 @@ if (navigator.serviceWorker) {
         await compose.attach(files);
     }
 }
-/** @param {?Uint8Array} code */
-function start(code) {
+watchCode(code => {
     paired = code !== null;
     link.start(code);
-}
-
-// A camera that finds the page open gives it the new code without loading it again.
-addEventListener('hashchange', () => {
-    const code = takeCode();
-    if (code) {
-        start(code);
-    }
 });
-start(firstCode);

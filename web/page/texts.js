@@ -30,9 +30,6 @@ export function say(key, values = {}) {
     return texts[key].replace(/\{(\w+)\}/g, (_, name) => values[name]);
 }
 
-/** @param {string} key @returns {?string} nothing for a key that is not there */
-export const perhaps = key => texts[key] ?? null;
-
 /** @param {number} at milliseconds since 1970; the computer's clock may be ahead of ours */
 export function age(at) {
     const past = Date.now() - at;
