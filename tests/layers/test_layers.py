@@ -390,6 +390,8 @@ class Texts(Tree):
     def test_a_test_program_that_lets_warnings_pass(self):
         program = SPDX + "class A final : public %s {};\nQTEST_GUILESS_MAIN(A)\n"
         self.assertEqual(self.check("tests/net/tst_a.cpp", program % "kit::TestCase"), [])
+        # One of those that derive from it.
+        self.assertEqual(self.check("tests/net/tst_a.cpp", program % "kit::LayersTestCase"), [])
         self.assertEqual(self.check("tests/net/helper.cpp", SPDX), [])
         self.assert_one(self.check("tests/net/tst_a.cpp", program % "QObject"),
                         "tests/net/tst_a.cpp", "kit::TestCase")

@@ -27,7 +27,7 @@ IN_TESTS = [
 
 # Which sees to it that warnings fail.
 IS_TEST_PROGRAM = re.compile(r"^QTEST_|QTest::qExec\(", re.M)
-IS_TEST_CASE = re.compile(r"^class \w+ final : public kit::TestCase\b", re.M)
+IS_TEST_CASE = re.compile(r"^class \w+ final : public kit::\w*TestCase\b", re.M)
 
 
 def is_source(project, name):
