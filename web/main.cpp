@@ -16,6 +16,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QStandardPaths>
 #include <QSysInfo>
@@ -49,6 +50,18 @@ QString stateFolder() {
                               : QStandardPaths::writableLocation(QStandardPaths::HomeLocation) +
                                     QStringLiteral("/.local/state");
     return state + QStringLiteral("/clipmule-sync/page");
+}
+
+// One that the user has put beside the settings, for good.
+void useOwnCertificate(PageServer::Options &options) {
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+                           QStringLiteral("/clipmule-sync/");
+    const QString certificate = folder + QStringLiteral("page-certificate.pem");
+    const QString key = folder + QStringLiteral("page-key.pem");
+    if (QFileInfo(certificate).isFile() && QFileInfo(key).isFile()) {
+        options.certificate = certificate;
+        options.key = key;
+    }
 }
 
 struct Arguments {
@@ -155,6 +168,8 @@ Arguments parse(const QCoreApplication &application) {
         return refused(QStringLiteral("--certificate and --key go together"));
     options.server.certificate = parser.value(certificate);
     options.server.key = parser.value(key);
+    if (!parser.isSet(certificate))
+        useOwnCertificate(options.server);
     if (parser.value(keep) != QStringLiteral("none") &&
         parser.value(keep) != QStringLiteral("clips"))
         return refused(QStringLiteral("--keep takes \"none\" or \"clips\""));

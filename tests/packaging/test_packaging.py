@@ -255,6 +255,18 @@ class Installation(unittest.TestCase):
             self.assertEqual(parser[section]["ports"], "/".join(reversed(ports[0])))
             self.assertTrue(parser[section]["title"] and parser[section]["description"])
 
+    def test_unit_of_the_page(self):
+        path = self.only("lib/systemd/user/clipmule-web.service")
+        with open(path, encoding="utf-8") as file:
+            lines = file.read().splitlines()
+        self.assertIn("ExecStart=/usr/bin/clipmule-web", lines)
+        # The code is for who looks at the screen, not for the journal.
+        self.assertIn("StandardOutput=null", lines)
+        for restriction in ("NoNewPrivileges=yes", "UMask=0077", "ProtectSystem=full", "MemoryDenyWriteExecute=yes",
+                            "RestrictAddressFamilies=AF_UNIX AF_INET AF_INET6 AF_NETLINK",
+                            "SystemCallFilter=@system-service"):
+            self.assertIn(restriction, lines)
+
     def test_icons_are_pictures(self):
         for name in ("scalable/apps/com.zendrik.ClipmuleSync.svg",
                      "symbolic/apps/com.zendrik.ClipmuleSync-symbolic.svg"):
