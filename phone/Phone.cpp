@@ -21,7 +21,7 @@ namespace clipmule {
 Phone::Phone(dnssd::Backend &backend, Options options)
     : _options(std::move(options))
     , _log(_options.saveFolder)
-    , _service(backend, _options.name, _options.name) {}
+    , _service(backend, _options.name, _options.name, _options.calls) {}
 
 Phone::~Phone() {
     stop();

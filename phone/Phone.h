@@ -27,6 +27,8 @@ public:
         QString saveFolder;
         /// Where received clips are kept; empty for nowhere.
         QString dataFolder;
+        /// How it listens, which goes with the backend that it is published over.
+        SocketListener::Calls calls = SocketListener::systemCalls();
         /// Whether a person reads along: help comes as text, not as JSON.
         bool isForPerson = false;
     };

@@ -10,9 +10,9 @@
 
 namespace clipmule {
 
-/// A phone as the desks on the network see it: found under a service name, telling of itself to
-/// whoever connects, and sending what it is given to all of them. What it receives and why it sends
-/// is its owner's.
+/// A phone as desks see it, those on the network or those of this session as the backend is: found
+/// under a service name, telling of itself to whoever connects, and sending what it is given to all
+/// of them. What it receives and why it sends is its owner's.
 class PhoneService final {
 public:
     /// The name that it tells is another than the one it is found by where somebody chose it.

@@ -6,9 +6,11 @@
 #include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/LineReader.h"
+#include "platform/foundation/LocalNames.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
+#include "platform/streams/LocalSockets.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -54,6 +56,7 @@ void printLine(const QByteArray &line) {
 struct Arguments {
     std::optional<Phone::Options> options;
     int exitStatus = 0;
+    bool isLocal = false;
 };
 
 Arguments parse(const QCoreApplication &application) {
@@ -75,7 +78,11 @@ Arguments parse(const QCoreApplication &application) {
     const QCommandLineOption data(QStringLiteral("data"),
                                   QStringLiteral("Keep received clips in a folder."),
                                   QStringLiteral("DIR"));
-    parser.addOptions({name, save, data});
+    const QCommandLineOption local(
+        QStringLiteral("local"),
+        QStringLiteral("Be a phone of this session alone, without the network; it is found as "
+                       "\"local/NAME\"."));
+    parser.addOptions({name, local, save, data});
     if (!parser.parse(application.arguments()))
         return {std::nullopt, complain(parser.errorText())};
     if (const auto answer = CommandOptions::answer(parser, QString::fromLatin1(program))) {
@@ -89,6 +96,10 @@ Arguments parse(const QCoreApplication &application) {
     if (length == 0 || length > longestName)
         return {std::nullopt,
                 complain(QStringLiteral("a name has 1 to %1 bytes").arg(longestName))};
+    if (LocalNames::isLocal(parser.value(name)))
+        return {std::nullopt,
+                complain(QStringLiteral("no name begins with \"%1\"; --local is meant?")
+                             .arg(LocalNames::prefix))};
     for (const QCommandLineOption &folder : {data, save}) {
         if (parser.isSet(folder) && parser.value(folder).isEmpty())
             return {std::nullopt,
@@ -96,7 +107,8 @@ Arguments parse(const QCoreApplication &application) {
     }
     return {Phone::Options{.name = parser.value(name),
                            .saveFolder = parser.value(save),
-                           .dataFolder = parser.value(data)}};
+                           .dataFolder = parser.value(data)},
+            0, parser.isSet(local)};
 }
 
 } // namespace
@@ -111,7 +123,8 @@ int main(int argc, char *argv[]) {
     QtRunLoop runLoop;
     const RunLoop::Installation installation(runLoop);
     const QuitSignals signals([](int) { QCoreApplication::quit(); });
-    const auto backend = dnssd::makeBackend();
+    const auto backend =
+        arguments.isLocal ? dnssd::makeLocalBackend() : dnssd::makeNetworkBackend();
     // The editor outlives the phone and shows what it has to say to the last.
     std::unique_ptr<LineEditor> editor;
     std::unique_ptr<Phone> phone;
@@ -122,6 +135,8 @@ int main(int argc, char *argv[]) {
         editor->onEnd = [] { QCoreApplication::quit(); };
     }
     Phone::Options options = *arguments.options;
+    if (arguments.isLocal)
+        options.calls = localPortCalls();
     options.isForPerson = editor != nullptr;
     phone = std::make_unique<Phone>(*backend, options);
     phone->onPrint = [&editor](const QByteArray &line) {

@@ -3,8 +3,12 @@
 
 #include "phone/Phone.h"
 
+#include "net/ZRKNetServiceClient.h"
+#include "platform/dnssd/LocalAndNetwork.h"
+#include "platform/dnssd/NetService.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/streams/LocalSockets.h"
 #include "platform/streams/SocketStreams.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/TestCase.h"
@@ -15,6 +19,7 @@
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -379,6 +384,47 @@ private Q_SLOTS:
         QVERIFY(!_quit);
         _phone->perform("quit");
         QVERIFY(_quit);
+    }
+
+    // Without the network.
+
+    void aPhoneOfTheSessionIsReachedThereAlone() {
+        const QByteArray runtime = _folder->path().toLocal8Bit();
+        const auto phones = dnssd::makeLocalBackend(runtime);
+        Phone::Options options;
+        options.name = u"Bert"_qs;
+        options.calls = localPortCalls(runtime);
+        Phone phone(*phones, options);
+        QList<QJsonObject> lines;
+        phone.onPrint = [&lines](const QByteArray &line) {
+            lines.append(QJsonDocument::fromJson(line).object());
+        };
+        QVERIFY(phone.start());
+        // As the agent has it.
+        dnssd::LocalAndNetwork desks(dnssd::makeLocalBackend(runtime),
+                                     std::make_unique<FakeDnsSd>());
+        const auto desk =
+            ZRKNetServiceClient::initWithTypeName(desks, u"_clipmule-s2._tcp"_qs, u"local/Bert"_qs);
+        QList<PropertyList> received;
+        desk->onReceiveObject = [&](NetService &, const PropertyList &object) {
+            received.append(object);
+        };
+        desk->start();
+        QTRY_COMPARE(received.size(), 1);
+        QCOMPARE(received[0],
+                 envelope(u"4"_qs, {{u"name"_qs, u"Bert"_qs}, {u"model"_qs, u"Linux"_qs}}));
+        QTRY_COMPARE(lines.constLast()[u"event"_qs].toString(), u"opened"_qs);
+        QCOMPARE(lines.constLast()[u"desk"_qs].toString(), u"localhost"_qs);
+        phone.perform("text there");
+        QTRY_COMPARE(received.size(), 2);
+        desk->outputObject(OutputObject::fixed(envelope(u"77"_qs, {})));
+        QTRY_COMPARE(lines.constLast()[u"event"_qs].toString(), u"object"_qs);
+        // Its port is none of the computer's.
+        QTcpServer other;
+        QVERIFY(other.listen(QHostAddress::AnyIPv4, quint16(lines[0][u"port"_qs].toInt())));
+        phone.stop();
+        QTRY_VERIFY(desk->services().isEmpty());
+        QVERIFY(!desk->isConnected());
     }
 
 private:
