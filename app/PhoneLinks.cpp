@@ -60,7 +60,8 @@ void PhoneLinks::tellAddresses(const QList<RegisteredPhones::Phone> &phones) {
         return;
     std::map<dnssd::ServiceName, HostAndPort, dnssd::ByServiceName> addresses;
     for (const RegisteredPhones::Phone &phone : phones) {
-        if (phone.address.isEmpty())
+        // Where a program of this computer is, its name says: an address would take it to a host.
+        if (phone.address.isEmpty() || LocalNames::isLocal(phone.service))
             continue;
         const auto parsed = parseHostAndPort(phone.address);
         if (parsed)

@@ -185,11 +185,12 @@ Result<void> readOperands(const QStringList &operands, const Options &options,
         if (command.service.isEmpty())
             return failure(QStringLiteral("the service name is empty"));
         return {};
-    case Kind::Register:
+    case Kind::Register: {
         command.service = operands[0];
-        return checkName(QStringLiteral("a service name"), command.service,
-                         command.service.toUtf8().size(), RegisteredPhones::longestService,
-                         QStringLiteral("bytes"));
+        const QString name = LocalNames::ownName(command.service);
+        return checkName(QStringLiteral("a service name"), name, name.toUtf8().size(),
+                         RegisteredPhones::longestService, QStringLiteral("bytes"));
+    }
     case Kind::Rename:
         command.service = operands[0];
         command.name = operands[1];

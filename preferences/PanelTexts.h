@@ -4,7 +4,6 @@
 #pragma once
 
 #include "platform/foundation/Log.h"
-#include "platform/foundation/Result.h"
 
 #include <QCoreApplication>
 #include <QString>
@@ -14,11 +13,6 @@ namespace clipmule {
 /// What the window says, looked up by the English text: PanelTexts::tr("…").
 class PanelTexts final {
     Q_DECLARE_TR_FUNCTIONS(ClipmuleSync)
-
-public:
-    [[nodiscard]] static QString settingsNotWritten(const Failure &failure) {
-        return tr("The settings could not be written: %1").arg(failure.reason);
-    }
 };
 
 /// Texts from the network as people get to see them.

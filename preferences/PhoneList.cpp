@@ -172,18 +172,8 @@ bool PhoneList::missesPhones() const {
     return !paired.isEmpty() || _seen.isEmpty();
 }
 
-Result<void> PhoneList::write(const PropertyList &list) {
-    if (!RegisteredPhones::isList(stored()))
-        return failure(PanelTexts::tr("The stored list of phones is damaged. Nothing was "
-                                      "changed."));
-    const auto written = _stores.set(Settings::Key::ServerServices, list);
-    if (written)
-        return {};
-    return failure(PanelTexts::settingsNotWritten(written.error()));
-}
-
 Result<void> PhoneList::change(const QString &service, const RegisteredPhones::Change &change) {
-    if (auto written = write(RegisteredPhones::changed(stored(), service, change)); !written)
+    if (auto written = RegisteredPhones::change(_stores, service, change); !written)
         return written;
     _removals.removeIf([&service](const Removal &removal) { return removal.service == service; });
     writeMemory();
@@ -192,8 +182,8 @@ Result<void> PhoneList::change(const QString &service, const RegisteredPhones::C
 
 Result<void> PhoneList::rename(const QString &service, const QString &name) {
     const QString plain = name.trimmed();
-    return write(
-        RegisteredPhones::changed(stored(), service, {.name = plain.isEmpty() ? service : plain}));
+    return RegisteredPhones::change(
+        _stores, service, {.name = plain.isEmpty() ? LocalNames::ownName(service) : plain});
 }
 
 Result<void> PhoneList::remove(const QString &service) {
@@ -201,7 +191,7 @@ Result<void> PhoneList::remove(const QString &service) {
     const auto entries = RegisteredPhones::entriesOf(before, service);
     if (entries.isEmpty())
         return {};
-    if (auto written = write(RegisteredPhones::removed(before, service)); !written)
+    if (auto written = RegisteredPhones::remove(_stores, service); !written)
         return written;
     const auto phone = RegisteredPhones::phone(before, service);
     _removals.append(
@@ -216,7 +206,9 @@ Result<void> PhoneList::undoRemoval() {
     const Removal removal = _removals.last();
     const auto now = stored();
     if (RegisteredPhones::entriesOf(now, removal.service).isEmpty()) {
-        if (auto written = write(RegisteredPhones::restored(now, removal.entries)); !written)
+        if (auto written =
+                RegisteredPhones::store(_stores, RegisteredPhones::restored(now, removal.entries));
+            !written)
             return written;
     }
     _removals.removeLast();

@@ -93,7 +93,6 @@ private:
     void lost(const QString &service);
     void changed();
     [[nodiscard]] std::optional<PropertyList> stored() const;
-    [[nodiscard]] Result<void> write(const PropertyList &list);
     void rememberSeen(const QString &service);
     void writeMemory();
     [[nodiscard]] std::optional<Date> rememberedDate(const QString &service) const;

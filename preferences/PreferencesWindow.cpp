@@ -499,7 +499,7 @@ bool PreferencesWindow::succeeded(const Result<void> &change) {
 
 void PreferencesWindow::change(Key setting, const PropertyList &value) {
     if (const auto written = _services.settings.set(setting, value); !written)
-        showProblem(PanelTexts::settingsNotWritten(written.error()));
+        showProblem(SettingsStores::notWritten(written.error()));
     // Also the box, which was clicked in vain.
     showAll();
 }

@@ -3,6 +3,7 @@
 
 #include "support/RegisteredPhones.h"
 
+#include <QCoreApplication>
 #include <QSet>
 
 #include <algorithm>
@@ -108,7 +109,8 @@ PropertyList changed(const std::optional<PropertyList> &stored, const QString &s
         apply(change, present->dictionary());
         return list;
     }
-    PropertyList::Dictionary entry{{serviceEntry, service}, {nameEntry, service}};
+    PropertyList::Dictionary entry{{serviceEntry, service},
+                                   {nameEntry, LocalNames::ownName(service)}};
     apply(change, entry);
     list.append(std::move(entry));
     return list;
@@ -143,6 +145,29 @@ Result<void> check(const PropertyList &value) {
                          Settings::describeKind(Settings::setting(Settings::Key::PasteMode))));
     }
     return {};
+}
+
+Result<void> store(SettingsStores &stores, const PropertyList &list) {
+    if (!isList(stores.value(Settings::Key::ServerServices)))
+        return failure(QCoreApplication::translate(
+            "ClipmuleSync", "The stored list of phones is damaged. Nothing was changed."));
+    return stores.set(Settings::Key::ServerServices, list).map_error([](const Failure &error) {
+        return Failure{SettingsStores::notWritten(error)};
+    });
+}
+
+Result<void> change(SettingsStores &stores, const QString &service, const Change &change) {
+    const auto stored = stores.value(Settings::Key::ServerServices);
+    if (isList(stored) && phones(stored).size() >= mostPhones && !phone(stored, service))
+        return failure(QCoreApplication::translate("ClipmuleSync", "%1 phones are paired already.")
+                           .arg(mostPhones));
+    return store(stores, changed(stored, service, change));
+}
+
+Result<void> remove(SettingsStores &stores, const QString &service) {
+    const auto stored = stores.value(Settings::Key::ServerServices);
+    return entriesOf(stored, service).isEmpty() ? Result<void>()
+                                                : store(stores, removed(stored, service));
 }
 
 QList<Entry> entriesOf(const std::optional<PropertyList> &stored, const QString &service) {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "platform/foundation/LocalNames.h"
 #include "support/Settings.h"
 
 namespace clipmule {
@@ -14,7 +15,7 @@ namespace clipmule {
 /// what else stands in a phone's dictionary, are left in the list as they are.
 namespace RegisteredPhones {
 
-/// Bytes of a service name: on the network it is a DNS label.
+/// Bytes of a service's own name: on the network it is a DNS label.
 inline constexpr qsizetype longestService = 63;
 /// Each phone costs a browser, an announcement and a connection. Nobody owns so many; a list that
 /// grew by accident does not take the computer's sockets. Further entries are passed over.
@@ -31,8 +32,10 @@ struct Phone {
     /// discovered.
     QString address = {};
 
-    /// The display name, or that of the service where there is none.
-    [[nodiscard]] const QString &shownName() const { return name.isEmpty() ? service : name; }
+    /// The display name, or the service's own where there is none.
+    [[nodiscard]] QString shownName() const {
+        return name.isEmpty() ? LocalNames::ownName(service) : name;
+    }
     friend bool operator==(const Phone &, const Phone &) = default;
 };
 
@@ -58,7 +61,7 @@ struct Change {
     std::optional<QString> address = {};
 };
 /// The list with the phone at the end, or in its place if it is there, and the change applied to
-/// it. A new phone without a name is named after its service.
+/// it. A new phone without a name gets its service's own.
 [[nodiscard]] PropertyList changed(const std::optional<PropertyList> &stored,
                                    const QString &service, const Change &change);
 /// The list without any entry of the phone.
@@ -67,6 +70,17 @@ struct Change {
 /// Whether a value is a list of phones; the failure says why not, in one sentence for people.
 /// Stricter than phones(), which takes what it can.
 [[nodiscard]] Result<void> check(const PropertyList &value);
+
+// For every program that pairs a phone. The agent hears of it. The failures are sentences for the
+// user; after one nothing has changed.
+
+/// Stores the list in place of the present one, which must be a list.
+[[nodiscard]] Result<void> store(SettingsStores &stores, const PropertyList &list);
+/// Registers a phone under its service name, if it is not, and changes something about it.
+[[nodiscard]] Result<void> change(SettingsStores &stores, const QString &service,
+                                  const Change &change = {});
+/// Nothing happens when the phone is not registered.
+[[nodiscard]] Result<void> remove(SettingsStores &stores, const QString &service);
 
 /// An entry and where it stands in the list.
 struct Entry {

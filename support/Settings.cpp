@@ -6,6 +6,7 @@
 #include "platform/foundation/Log.h"
 #include "support/RegisteredPhones.h"
 
+#include <QCoreApplication>
 #include <QSet>
 
 #include <algorithm>
@@ -322,6 +323,11 @@ Result<void> SettingsStores::set(Key key, const PropertyList &value) {
     if (!written)
         store.reset();
     return written;
+}
+
+QString SettingsStores::notWritten(const Failure &failure) {
+    return QCoreApplication::translate("ClipmuleSync", "The settings could not be written: %1")
+        .arg(failure.reason);
 }
 
 } // namespace clipmule

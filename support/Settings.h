@@ -153,6 +153,8 @@ public:
     [[nodiscard]] std::optional<PropertyList> value(Key key) const;
     /// After a failure the setting is as it was.
     [[nodiscard]] Result<void> set(Key key, const PropertyList &value);
+    /// Such a failure as a sentence for the user.
+    [[nodiscard]] static QString notWritten(const Failure &failure);
 
     /// Called from the run loop when something is different, once for a burst of changes.
     std::function<void()> onChange;

@@ -610,5 +610,9 @@
         <source>On this desktop, clips are pasted for you into X11 windows only: elsewhere press Ctrl+V.</source>
         <translation>Auf diesem Desktop wird nur in X11-Fenster für Sie eingefügt: Drücken Sie in anderen Strg+V.</translation>
     </message>
+    <message>
+        <source>%1 phones are paired already.</source>
+        <translation>%1 Telefone sind bereits gekoppelt.</translation>
+    </message>
 </context>
 </TS>

@@ -610,5 +610,9 @@
         <source>On this desktop, clips are pasted for you into X11 windows only: elsewhere press Ctrl+V.</source>
         <translation>このデスクトップで自動で貼り付けられるのは X11 のウィンドウだけです。それ以外では Ctrl+V を押してください。</translation>
     </message>
+    <message>
+        <source>%1 phones are paired already.</source>
+        <translation>すでに %1 台のスマートフォンがペアリングされています。</translation>
+    </message>
 </context>
 </TS>

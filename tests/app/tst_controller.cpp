@@ -295,7 +295,10 @@ private Q_SLOTS:
             _agent->shared->setObjectForKey(PropertyList(entries), u"serverServices"_qs);
             _agent->settle();
         };
-        registerPhone({PropertyList(entry), PropertyList(wrong)});
+        // A program of this computer is where its name says, and never at a host.
+        PropertyList::Dictionary program = phoneEntry(u"local/Cleo"_qs, u"C"_qs);
+        program.insert(u"address"_qs, u"192.0.2.7:4711"_qs);
+        registerPhone({PropertyList(entry), PropertyList(wrong), PropertyList(program)});
         _agent->app = std::make_unique<ZRKClipmuleSyncApp>(
             SyncServices{.dnssd = fixed,
                          .pasteboard = given.pasteboard,
@@ -312,6 +315,11 @@ private Q_SLOTS:
         _agent->settle();
         QCOMPARE(phone->connections.size(), 1);
         QVERIFY(phone->connection().isOpen());
+        const auto hasAddress = [&fixed](const QString &name) {
+            return fixed.hasAddress({name, u"_clipmule-s2._tcp"_qs, u"local"_qs});
+        };
+        QVERIFY(hasAddress(u"Anna"_qs));
+        QVERIFY(!hasAddress(u"local/Cleo"_qs));
         // Without its address it is to be found like any other.
         entry.remove(u"address"_qs);
         registerPhone({PropertyList(entry)});

@@ -248,6 +248,12 @@ private Q_SLOTS:
         QTest::newRow("service, 62 bytes") << registered(QString(31, u'ü')) << true;
         QTest::newRow("service, 63 bytes") << registered(u'a' + QString(31, u'ü')) << true;
         QTest::newRow("service, 64 bytes") << registered(QString(32, u'ü')) << false;
+        QTest::newRow("service of the session, 63 bytes")
+            << registered(QStringLiteral("local/") + QString(63, u'a')) << true;
+        QTest::newRow("service of the session, 64 bytes")
+            << registered(QStringLiteral("local/") + QString(64, u'a')) << false;
+        QTest::newRow("service of the session, none")
+            << registered(QStringLiteral("local/")) << false;
         const auto named = [](qsizetype size) {
             return QStringList{QStringLiteral("register"), QStringLiteral("s"),
                                QStringLiteral("--name"), QString(size, u'ü')};

@@ -226,6 +226,16 @@ private Q_SLOTS:
         QVERIFY(changedBy("pasteMode", u"clipboard"_qs).isEmpty());
         QVERIFY(changedBy("colour", 7).isEmpty());
     }
+
+    void aProgramOfThisComputerIsNamedAsItNamesItself() {
+        const PropertyList list = RegisteredPhones::changed({}, u"local/Anna"_qs, {});
+        QCOMPARE(RegisteredPhones::phones(list),
+                 (QList<Phone>{{.service = u"local/Anna"_qs, .name = u"Anna"_qs}}));
+        QCOMPARE((Phone{.service = u"local/Anna"_qs}.shownName()), u"Anna"_qs);
+        QCOMPARE((Phone{.service = u"Anna"_qs}.shownName()), u"Anna"_qs);
+        QCOMPARE((Phone{.service = u"local/Anna"_qs, .name = u"local/x"_qs}.shownName()),
+                 u"local/x"_qs);
+    }
 };
 
 QTEST_GUILESS_MAIN(RegisteredPhonesTest)

@@ -1,10 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "support/Settings.h"
+#include "support/RegisteredPhones.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/MemoryDistributedNotifications.h"
 #include "tests/kit/MemoryPreferencesDatabase.h"
+#include "tests/kit/Results.h"
 #include "tests/kit/Settle.h"
 #include "tests/kit/TestCase.h"
 
@@ -109,6 +110,69 @@ private Q_SLOTS:
                           "whole number, 0 or more: not used");
         start(*_database);
         QCOMPARE(_settings->statistics().bytesSent, quint64(0));
+    }
+
+    // What every program that pairs a phone does.
+
+    void anotherProgramHearsOfAPhone() {
+        start(*_database);
+        MemoryDistributedNotifications notifications(_hub);
+        ZRKNotificationCenter center;
+        ZRKUserDefaults::Environment environment;
+        environment.database = _database.get();
+        environment.distributedNotifications = &notifications;
+        environment.localCenter = &center;
+        const auto agents = ZRKUserDefaults::initWithIdentifier(sharedDomain, environment);
+        agents->listenForChanges();
+        const auto phones = [&] {
+            _runLoop.advance(0.06);
+            return RegisteredPhones::phones(agents->objectForKey(RegisteredPhones::key()));
+        };
+        QCOMPARE(phones(), QList<RegisteredPhones::Phone>());
+        QVERIFY(RegisteredPhones::change(*_settings, u"local/Anna"_qs, {.name = u"Pixel"_qs}));
+        QVERIFY(RegisteredPhones::change(*_settings, u"Bert"_qs));
+        QVERIFY(RegisteredPhones::change(*_settings, u"local/Anna"_qs, {.name = u"Pixel 9"_qs}));
+        QCOMPARE(phones(), (QList<RegisteredPhones::Phone>{
+                               {.service = u"local/Anna"_qs, .name = u"Pixel 9"_qs},
+                               {.service = u"Bert"_qs, .name = u"Bert"_qs}}));
+        QVERIFY(RegisteredPhones::remove(*_settings, u"local/Anna"_qs));
+        QVERIFY(RegisteredPhones::remove(*_settings, u"Anna"_qs)); // not there
+        QCOMPARE(phones(),
+                 (QList<RegisteredPhones::Phone>{{.service = u"Bert"_qs, .name = u"Bert"_qs}}));
+    }
+
+    void whatIsNoListOfPhonesIsLeftAlone() {
+        const PropertyList damage(u"damage"_qs);
+        (void)_database->setValue(sharedDomain, RegisteredPhones::key(), damage);
+        start(*_database);
+        const QString damaged = u"The stored list of phones is damaged. Nothing was changed."_qs;
+        QCOMPARE(reasonOf(RegisteredPhones::change(*_settings, u"Anna"_qs)), damaged);
+        QCOMPARE(reasonOf(RegisteredPhones::store(*_settings, PropertyList::List())), damaged);
+        QCOMPARE(reasonOf(RegisteredPhones::remove(*_settings, u"Anna"_qs)), QString());
+        QCOMPARE(_settings->value(Key::ServerServices), std::optional(damage));
+    }
+
+    void noMorePhonesAreRegisteredThanAreRead() {
+        start(*_database);
+        const auto change = [this](const QString &phone) {
+            return reasonOf(RegisteredPhones::change(*_settings, phone, {.name = u"x"_qs}));
+        };
+        for (qsizetype number = 0; number < RegisteredPhones::mostPhones; ++number)
+            QCOMPARE(change(QString::number(number)), QString());
+        QCOMPARE(change(u"Anna"_qs), u"200 phones are paired already."_qs);
+        QCOMPARE(change(u"7"_qs), QString());
+        QCOMPARE(RegisteredPhones::phones(_settings->value(Key::ServerServices)).size(),
+                 RegisteredPhones::mostPhones);
+        QVERIFY(RegisteredPhones::remove(*_settings, u"7"_qs));
+        QCOMPARE(change(u"Anna"_qs), QString());
+    }
+
+    void aPhoneThatCouldNotBeWrittenIsSaid() {
+        start(*_database);
+        _database->setFailsToWrite(u"no space"_qs);
+        QCOMPARE(reasonOf(RegisteredPhones::change(*_settings, u"Anna"_qs)),
+                 u"The settings could not be written: no space"_qs);
+        QVERIFY(!_settings->value(Key::ServerServices));
     }
 
 private:
