@@ -3,6 +3,9 @@
 
 #include "platform/foundation/BackgroundWork.h"
 
+#include <QCoreApplication>
+#include <QRunnable>
+
 namespace clipmule {
 
 namespace {
@@ -14,7 +17,33 @@ BackgroundWork::StandIn &standInForThreads() {
 
 } // namespace
 
+// A thread sanitizer does not know the toolkit's locks. By the atomics, each looked at before
+// anything else, it sees that input and result are handed over.
+class BackgroundWork::Task final : public QRunnable {
+public:
+    Task(std::shared_ptr<Job> job, std::function<void(const Abandoned &)> work, QObject &doorbell)
+        : _job(std::move(job))
+        , _work(std::move(work))
+        , _doorbell(doorbell) {
+        _isReady = true;
+    }
+    void run() override {
+        if (!_isReady || _job->isAbandoned)
+            return;
+        _work(_job->isAbandoned);
+        _job->isDone = true;
+        QCoreApplication::postEvent(&_doorbell, std::make_unique<QEvent>(QEvent::User).release());
+    }
+
+private:
+    std::atomic_bool _isReady = false;
+    std::shared_ptr<Job> _job;
+    std::function<void(const Abandoned &)> _work;
+    QObject &_doorbell;
+};
+
 BackgroundWork::BackgroundWork() {
+    _doorbell.onRing = [this] { finish(); };
     // What was abandoned is waited for by the next one, not by the run loop: so there is never the
     // memory of two at a time.
     _thread.setMaxThreadCount(1);
@@ -39,17 +68,12 @@ void BackgroundWork::begin(std::function<void(const Abandoned &)> work,
             if (job->isAbandoned)
                 return;
             work(job->isAbandoned);
-            finish(job);
+            job->isDone = true;
+            finish();
         });
         return;
     }
-    _thread.start([this, job = _job, work = std::move(work)] {
-        if (job->isAbandoned)
-            return;
-        work(job->isAbandoned);
-        QMetaObject::invokeMethod(
-            &_context, [this, job] { finish(job); }, Qt::QueuedConnection);
-    });
+    _thread.start(std::make_unique<Task>(_job, std::move(work), _doorbell).release());
 }
 
 void BackgroundWork::abandon() {
@@ -61,11 +85,11 @@ void BackgroundWork::abandon() {
     }
 }
 
-void BackgroundWork::finish(const std::shared_ptr<Job> &job) {
-    if (job != _job)
+// Rung for one that was abandoned meanwhile, too.
+void BackgroundWork::finish() {
+    if (!_job || !_job->isDone)
         return;
-    _job = nullptr;
-    const auto done = std::move(job->done);
+    const auto done = std::move(std::exchange(_job, nullptr)->done);
     done();
 }
 

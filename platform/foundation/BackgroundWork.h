@@ -50,12 +50,22 @@ public:
 private:
     struct Job {
         std::atomic_bool isAbandoned = false;
+        std::atomic_bool isDone = false;
         std::function<void()> done; // belongs to the thread of the run loop
     };
-    void begin(std::function<void(const Abandoned &)> work, std::function<void()> done);
-    void finish(const std::shared_ptr<Job> &job);
+    // Gets an event when work is done; outlives the thread.
+    class Doorbell final : public QObject {
+    public:
+        std::function<void()> onRing;
 
-    QObject _context; // what queued calls belong to; outlives the thread
+    protected:
+        void customEvent(QEvent *) override { onRing(); }
+    };
+    class Task;
+    void begin(std::function<void(const Abandoned &)> work, std::function<void()> done);
+    void finish();
+
+    Doorbell _doorbell;
     QThreadPool _thread;
     std::shared_ptr<Job> _job;
 };

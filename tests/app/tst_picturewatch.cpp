@@ -250,6 +250,32 @@ private Q_SLOTS:
         QCOMPARE(_told, QStringList{u"a.txt\nb.txt"_qs});
     }
 
+    // Which go on while we copy, write and end.
+    void byThreads() {
+        BackgroundWork::setStandIn({});
+        const auto isTold = [this](const QString &what) {
+            return QTest::qWaitFor([&] { return _told.contains(what); });
+        };
+        copyPicture(8);
+        tick();
+        QVERIFY(isTold(u"8"_qs));
+        receivePicture(9);
+        copy({.images = {picture(9, "bmp")}});
+        tick();
+        copyPicture(10);
+        tick();
+        QVERIFY(isTold(u"10"_qs));
+        copyPicture(11);
+        tick();
+        copyText(u"text"_qs);
+        tick();
+        copyPicture(12);
+        _desk->settle();
+        _watch.reset();
+        QCoreApplication::processEvents();
+        QCOMPARE(_told, (QStringList{u"8"_qs, u"10"_qs, u"text"_qs}));
+    }
+
     void itsMemoryIsGivenBackWhenItIsTold() {
         const int before = _desk->runLoop.pendingCount();
         copy({.text = QByteArray(1'100'000, 'x'), .images = {picture(8)}});

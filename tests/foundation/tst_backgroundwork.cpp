@@ -7,17 +7,19 @@
 #include "tests/kit/Settle.h"
 #include "tests/kit/TestCase.h"
 
-#include <QSemaphore>
 #include <QTest>
 #include <QThread>
 
+#include <semaphore>
+
 using namespace clipmule;
 using Abandoned = BackgroundWork::Abandoned;
+using Semaphore = std::counting_semaphore<>; // a thread sanitizer does not know Qt's
 
 namespace {
 
 // Waits until somebody gives it up.
-int untilAbandoned(const Abandoned &isAbandoned, QSemaphore &begun) {
+int untilAbandoned(const Abandoned &isAbandoned, Semaphore &begun) {
     begun.release();
     while (!isAbandoned)
         QThread::yieldCurrentThread();
@@ -34,7 +36,7 @@ private Q_SLOTS:
         BackgroundWork work;
         QVERIFY(!work.isRunning());
         QList<int> results;
-        QThread *worker = nullptr;
+        std::atomic<QThread *> worker = nullptr;
         work.start<int>(
             [&](const Abandoned &isAbandoned) {
                 worker = QThread::currentThread();
@@ -48,13 +50,13 @@ private Q_SLOTS:
         QVERIFY(work.isRunning());
         QVERIFY(results.isEmpty());
         QVERIFY(QTest::qWaitFor([&] { return !results.isEmpty(); }));
-        QVERIFY(worker && worker != QThread::currentThread());
+        QVERIFY(worker.load() && worker.load() != QThread::currentThread());
         QCOMPARE(results, QList<int>{42});
     }
 
     void theNewerOneIsHeardOfOnly() {
         BackgroundWork work;
-        QSemaphore begun;
+        Semaphore begun{0};
         bool isOlderHeardOf = false;
         work.start<int>([&](const Abandoned &flag) { return untilAbandoned(flag, begun); },
                         [&](int) { isOlderHeardOf = true; });
@@ -70,7 +72,7 @@ private Q_SLOTS:
     // What waits behind it is let go of at once, with its input.
     void oneAtATime() {
         BackgroundWork work;
-        QSemaphore begun;
+        Semaphore begun{0};
         std::atomic_int atWork = 0;
         std::atomic_int most = 0;
         const auto input = std::make_shared<int>(7);
@@ -93,7 +95,7 @@ private Q_SLOTS:
 
     void abandonedItIsNotHeardOf() {
         BackgroundWork work;
-        QSemaphore begun;
+        Semaphore begun{0};
         bool isHeardOf = false;
         const auto heard = [&](int) { isHeardOf = true; };
         work.start<int>([&](const Abandoned &flag) { return untilAbandoned(flag, begun); }, heard);
@@ -101,7 +103,7 @@ private Q_SLOTS:
         work.abandon();
         QVERIFY(!work.isRunning());
         // Nor when its result is on its way already.
-        QSemaphore done;
+        Semaphore done{0};
         work.start<int>(
             [&](const Abandoned &) {
                 done.release();
@@ -121,7 +123,7 @@ private Q_SLOTS:
         bool isHeardOf = false;
         {
             BackgroundWork work;
-            QSemaphore begun;
+            Semaphore begun{0};
             work.start<int>(
                 [&](const Abandoned &flag) {
                     const int result = untilAbandoned(flag, begun);
