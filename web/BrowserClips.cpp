@@ -32,6 +32,9 @@ BrowserClips::BrowserClips(const QString &folder) {
     _store = ClipboardStore::make(folder);
     _store->start();
     _board = _store->mainClipboard();
+    if (_store->customClipboards().isEmpty())
+        _store->insertCustomClipboardAtIndex(std::make_shared<ZRKClipmuleClipboard>(), 0);
+    _waiting = _store->customClipboards().constFirst();
     // What a program that was killed left over.
     (void)StoreRecovery::sweep(*_store);
 }
@@ -84,10 +87,36 @@ bool BrowserClips::remove(const QString &id) {
 }
 
 void BrowserClips::removeAll() {
-    while (!_board->items().isEmpty())
-        _board->removeClipmuleData(_board->items().last());
+    for (const auto &board : {_board, _waiting}) {
+        while (board && !board->items().isEmpty())
+            board->removeClipmuleData(board->items().last());
+    }
     if (_store)
         _store->saveIfNeeded();
+}
+
+ZRKClipmuleClipboard::Clips BrowserClips::waiting() const {
+    return _waiting ? _waiting->items() : ZRKClipmuleClipboard::Clips();
+}
+
+bool BrowserClips::addWaiting(const Clip &clip) {
+    if (!_waiting)
+        return false;
+    if (_waiting->items().contains(clip))
+        return true;
+    _waiting->insertClipmuleDataAtIndex(clip, _waiting->items().size());
+    _store->saveIfNeeded();
+    if (_waiting->isDirty()) {
+        _waiting->removeClipmuleData(clip);
+        return false;
+    }
+    letMemoryGo();
+    return true;
+}
+
+void BrowserClips::removeWaiting(const Clip &clip) {
+    if (_waiting)
+        _waiting->removeClipmuleData(clip);
 }
 
 void BrowserClips::letMemoryGo() {
@@ -96,6 +125,7 @@ void BrowserClips::letMemoryGo() {
     _memoryTimer = RunLoop::current().performAfter(2 * ClipboardStore::saveInterval, [this] {
         _store->saveIfNeeded();
         _board->releaseCachedData();
+        _waiting->releaseCachedData();
     });
 }
 

@@ -11,8 +11,8 @@
 
 namespace clipmule {
 
-/// The latest clips that came for one browser, newest first: in a folder of its own, or only in
-/// memory.
+/// The latest clips that came for one browser, newest first, and those of its own that wait for a
+/// desk: in a folder of its own. Without a folder the former are in memory, and none can wait.
 class BrowserClips final {
 public:
     using Clip = std::shared_ptr<ZRKClipmuleData>;
@@ -35,6 +35,14 @@ public:
     /// False when there is none.
     bool remove(const QString &id);
     void removeAll();
+
+    /// What waits, oldest first.
+    [[nodiscard]] ZRKClipmuleClipboard::Clips waiting() const;
+    /// It waits last, also for another run of the program. False when it cannot be kept so.
+    [[nodiscard]] bool addWaiting(const Clip &clip);
+    /// It waits no longer.
+    void removeWaiting(const Clip &clip);
+
     /// What is in the files need not be in memory any more, in a while.
     void letMemoryGo();
 
@@ -43,6 +51,8 @@ public:
 private:
     std::shared_ptr<ClipboardStore> _store;
     std::shared_ptr<ZRKClipmuleClipboard> _board;
+    // Null without a folder.
+    std::shared_ptr<ZRKClipmuleClipboard> _waiting;
     RunLoop::Timer _memoryTimer;
 };
 

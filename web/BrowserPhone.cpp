@@ -23,7 +23,10 @@ BrowserPhone::BrowserPhone(const PairedBrowsers::Browser &browser, const Place &
     , _computer(place.computer)
     , _keeps(!place.folder.isEmpty())
     , _clips(place.folder)
-    , _service(place.backend, browser.service, browser.name, place.calls) {}
+    , _service(place.backend, browser.service, browser.name, place.calls) {
+    for (const auto &clip : _clips.waiting())
+        _waiting.append({clip, PageClip::isForOtherPhones(*clip), [](Sent) {}});
+}
 
 BrowserPhone::~BrowserPhone() {
     _service.stop();
@@ -150,31 +153,38 @@ QString BrowserPhone::originOf(const ZRKClipmuleData &clip) const {
 void BrowserPhone::send(const std::shared_ptr<ZRKClipmuleData> &clip, bool forOtherPhones,
                         OnSent onSent) {
     const Waiting waiting{clip, forOtherPhones, std::move(onSent)};
+    PageClip::setForOtherPhones(*clip, forOtherPhones);
     // What waits goes first.
-    if (!_waiting.isEmpty() || !handOver(waiting))
-        keepWaiting(waiting);
+    if (_waiting.isEmpty() && handOver(waiting))
+        return;
+    waiting.onSent(keepWaiting(waiting) ? Sent::Waiting : Sent::NoRoom);
 }
 
 // False when there is no desk.
 bool BrowserPhone::handOver(const Waiting &waiting) {
     PhoneService::Fate fate;
     const auto isTold = std::make_shared<bool>(false);
-    fate.onSent = [waiting, isTold](const QString &) {
-        if (!std::exchange(*isTold, true))
-            waiting.onSent(Sent::Sent);
+    fate.onSent = [this, waiting, isTold](const QString &) {
+        if (std::exchange(*isTold, true))
+            return;
+        _clips.removeWaiting(waiting.clip);
+        waiting.onSent(Sent::Sent);
     };
-    fate.onLost = [this, waiting] { keepWaiting(waiting); };
+    fate.onLost = [this, waiting] {
+        waiting.onSent(keepWaiting(waiting) ? Sent::Waiting : Sent::NoRoom);
+    };
     return _service.send(*waiting.clip, waiting.forOtherPhones, std::move(fate));
 }
 
-void BrowserPhone::keepWaiting(const Waiting &waiting) {
+bool BrowserPhone::keepWaiting(const Waiting &waiting) {
     qint64 bytes = BrowserClips::sizeOf(*waiting.clip);
     for (const Waiting &other : std::as_const(_waiting))
         bytes += BrowserClips::sizeOf(*other.clip);
-    const bool hasRoom = _waiting.size() < mostWaiting && bytes <= mostWaitingBytes;
-    if (hasRoom)
-        _waiting.append(waiting);
-    waiting.onSent(hasRoom ? Sent::Waiting : Sent::NoRoom);
+    if (_waiting.size() >= mostWaiting || bytes > mostWaitingBytes ||
+        !_clips.addWaiting(waiting.clip))
+        return false;
+    _waiting.append(waiting);
+    return true;
 }
 
 void BrowserPhone::sendWaiting() {

@@ -82,7 +82,8 @@ private:
     void didReceiveClip(const PropertyList::Dictionary &dictionary);
     [[nodiscard]] QString originOf(const ZRKClipmuleData &clip) const;
     [[nodiscard]] bool handOver(const Waiting &waiting);
-    void keepWaiting(const Waiting &waiting);
+    // False when it cannot wait.
+    [[nodiscard]] bool keepWaiting(const Waiting &waiting);
     void sendWaiting();
 
     const PairedBrowsers::Browser &_browser;

@@ -16,6 +16,7 @@ namespace clipmule::PageClip {
 namespace {
 
 // What is kept with an item beside its content.
+const QString relayKey = QStringLiteral("relay");
 const QString originKey = QStringLiteral("from");
 const QString pictureTypeKey = QStringLiteral("type");
 const QString pictureSizeKey = QStringLiteral("size");
@@ -136,6 +137,15 @@ std::optional<QByteArray> pictureOf(const ZRKClipmuleData &clip) {
 
 void setOrigin(ZRKClipmuleData &clip, const QString &from) {
     clip.firstItem()->setPersistentCacheValueForKey(PropertyList(from), originKey);
+}
+
+void setForOtherPhones(ZRKClipmuleData &clip, bool isFor) {
+    clip.firstItem()->setPersistentCacheValueForKey(PropertyList(isFor), relayKey);
+}
+
+bool isForOtherPhones(const ZRKClipmuleData &clip) {
+    const auto value = clip.firstItem()->persistentCacheValueForKey(relayKey);
+    return value && value->boolValue(false);
 }
 
 QJsonObject described(const ZRKClipmuleData &clip) {

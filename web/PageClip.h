@@ -35,6 +35,10 @@ inline constexpr qsizetype largestDescription = 40'000;
 /// Who made it. An empty text where that is not known.
 void setOrigin(ZRKClipmuleData &clip, const QString &from);
 
+/// Whether a page sent it for the other phones and not for the desk.
+void setForOtherPhones(ZRKClipmuleData &clip, bool isFor);
+[[nodiscard]] bool isForOtherPhones(const ZRKClipmuleData &clip);
+
 /// What a page is told of a clip that went through reduced(): never more than fits into a message,
 /// whatever is in it.
 [[nodiscard]] QJsonObject described(const ZRKClipmuleData &clip);

@@ -1,25 +1,17 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-#include "platform/foundation/QtRunLoop.h"
-#include "platform/streams/SocketStreams.h"
-#include "tests/kit/FakeDnsSd.h"
-#include "tests/kit/TestCase.h"
-#include "tests/web/PageSocket.h"
-#include "web/WebProgram.h"
+#include "support/RegisteredPhones.h"
+#include "tests/web/WebTestCase.h"
 
 #include <QBuffer>
-#include <QDir>
 #include <QFileInfo>
 #include <QImage>
 #include <QJsonArray>
-#include <QTemporaryDir>
 
 using namespace clipmule;
-using namespace clipmule::kit;
 using web_test::Page;
 using web_test::PageClient;
-using web_test::PageSocket;
 
 namespace {
 
@@ -45,25 +37,8 @@ PropertyList clipOf(const PropertyList::Dictionary &item) {
 
 } // namespace
 
-// The whole program with a real socket at each end: a page that was written from the protocol's
-// description, and a desk.
-class WebProgramTest final : public kit::TestCase {
+class WebProgramTest final : public web_test::WebTestCase {
     Q_OBJECT
-
-    void begin() override {
-        _folder = std::make_unique<QTemporaryDir>();
-        QDir(_folder->path()).mkpath(u"page/sub"_qs);
-        write(u"page/index.html"_qs, "<title>Page</title>");
-        write(u"page/index.html.gz"_qs, "zipped page");
-        write(u"page/sub/main.js"_qs, "run()");
-        write(u"page/notes.txt"_qs, "not for pages");
-        start();
-    }
-
-    void end() override {
-        _desk.reset();
-        _web.reset();
-    }
 
 private Q_SLOTS:
     void aBrowserIsPairedByTheCode() {
@@ -177,71 +152,271 @@ private Q_SLOTS:
         Page others(port(), resuming(other));
         QVERIFY(others.shakeHands());
     }
-
-private:
-    void write(const QString &name, const QByteArray &bytes) {
-        QFile file(_folder->filePath(name));
-        if (!file.open(QIODevice::WriteOnly))
-            qFatal("no file");
-        file.write(bytes);
+    void whatCannotBeSentWaitsForTheDesk() {
+        const auto page = paired();
+        sendText(*page, 1, "one");
+        QCOMPARE(page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 1);
+        sendText(*page, 3, "two", true);
+        QCOMPARE(page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 3);
+        connectDesk();
+        QCOMPARE(page->hear(u"sent"_qs)[u"for"_qs].toInt(), 1);
+        QCOMPARE(page->hear(u"sent"_qs)[u"for"_qs].toInt(), 3);
+        QTRY_COMPARE(_received.size(), 3);
+        QCOMPARE(
+            _received[1].find(u"1"_qs)->find(u"items"_qs)->list()[0].find(u"string"_qs)->string(),
+            u"one"_qs);
+        QCOMPARE(lastItems(u"2"_qs)[0].find(u"string"_qs)->string(), u"two"_qs);
     }
 
-    void start(bool keepsClips = true) {
-        _files = std::make_unique<PageFiles>(_folder->filePath(u"page"_qs));
-        WebProgram::Options options;
-        options.folder = _folder->filePath(u"data"_qs);
-        options.keepsClips = keepsClips;
-        options.computer = u"desk"_qs;
-        options.addresses = {QHostAddress(QHostAddress::LocalHost)};
-        _web = std::make_unique<WebProgram>(_backend, *_files, nullptr, options);
-        const auto started = _web->open().and_then([this] { return _web->start(); });
-        QVERIFY2(started, started ? "" : qPrintable(started.error().reason));
+    void whatWaitsOutlivesTheProgram() {
+        const auto page = paired();
+        sendText(*page, 1, "one", true);
+        QCOMPARE(page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 1);
+        end();
+        start();
+        connectDesk();
+        QTRY_COMPARE(_received.size(), 2);
+        QCOMPARE(lastItems(u"2"_qs)[0].find(u"string"_qs)->string(), u"one"_qs);
+        // It was sent, and is not sent again.
+        end();
+        start();
+        connectDesk();
+        const auto later = resumed(resuming(page));
+        sendText(*later, 1, "two");
+        QTRY_COMPARE(_received.size(), 2);
+        QCOMPARE(lastItems(u"1"_qs)[0].find(u"string"_qs)->string(), u"two"_qs);
     }
 
-    [[nodiscard]] quint16 port() const { return _web->server().port(); }
-
-    // The code of the link, as a page reads it.
-    QByteArray code() {
-        const auto link = _web->makeLink();
-        return link ? QByteArray::fromBase64(link->section(u'#', 1).toLatin1(),
-                                             QByteArray::Base64UrlEncoding)
-                    : QByteArray();
+    void whereNothingIsKeptNothingWaits() {
+        end();
+        start(false);
+        const auto page = paired();
+        QCOMPARE(_welcome[u"keeps"_qs].toBool(true), false);
+        sendText(*page, 1, "one");
+        QCOMPARE(page->hear(u"notSent"_qs)[u"why"_qs].toString(), u"noDesk"_qs);
+        connectDesk();
+        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_qs, u"shown"_qs}})));
+        const QJsonObject clip = page->hear(u"clip"_qs)[u"clip"_qs].toObject();
+        QCOMPARE(clip[u"text"_qs].toString(), u"shown"_qs);
+        // As long as a page is open it can be fetched.
+        const auto second = resumed(resuming(page));
+        QCOMPARE(second->hear(u"clips"_qs)[u"clips"_qs].toArray().size(), 1);
+        page->socket().socket().close();
+        second->socket().socket().close();
+        QTRY_COMPARE(_web->list()[0][u"pages"_qs].toInt(), 0);
+        QCOMPARE(resumed(resuming(page))->hear(u"clips"_qs)[u"clips"_qs].toArray().size(), 0);
+        QVERIFY(!QDir(_folder->filePath(u"data"_qs))
+                     .entryList()
+                     .contains(_web->list()[0][u"id"_qs].toString()));
     }
 
-    std::unique_ptr<Page> paired(const QString &name = QStringLiteral("Anna's phone")) {
-        auto page = std::make_unique<Page>(port(), PageClient::withCode(code()));
-        if (!page->shakeHands())
-            return nullptr;
-        page->say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, name}, {u"language"_qs, u"en"_qs}});
-        _welcome = page->hear(u"welcome"_qs);
-        return _welcome.isEmpty() ? nullptr : std::move(page);
+    void whatCameMeanwhileIsThere() {
+        const auto page = paired();
+        const PageClient::Secrets secrets = resuming(page);
+        connectDesk();
+        page->socket().socket().close();
+        for (int number = 0; number < 52; ++number)
+            _desk->outputObject(
+                OutputObject::fixed(clipOf({{u"string"_qs, u"text %1"_qs.arg(number)}})));
+        const auto shown = [&] {
+            const auto later = resumed(secrets);
+            QJsonArray clips = later->hear(u"clips"_qs)[u"clips"_qs].toArray();
+            return clips;
+        };
+        QTRY_COMPARE(shown()[0][u"text"_qs].toString(), u"text 51"_qs);
+        QCOMPARE(shown().size(), 50);
+        QCOMPARE(shown()[49][u"text"_qs].toString(), u"text 2"_qs);
+        end();
+        start();
+        QCOMPARE(shown().size(), 50);
+        QCOMPARE(shown()[0][u"text"_qs].toString(), u"text 51"_qs);
     }
 
-    static PageClient::Secrets resuming(const std::unique_ptr<Page> &page) {
-        return {.kind = 'R', .id = page->client().browserId(), .key = page->client().browserKey()};
+    void longClipsComeInSeveralMessages() {
+        const auto page = paired();
+        connectDesk();
+        for (int number = 0; number < 6; ++number) {
+            _desk->outputObject(OutputObject::fixed(
+                clipOf({{u"string"_qs, QString(20'000, QChar(u'a' + number))}})));
+            const QJsonObject clip = page->hear(u"clip"_qs)[u"clip"_qs].toObject();
+            QCOMPARE(clip[u"length"_qs].toInt(), 20'000);
+            QCOMPARE(clip[u"text"_qs].toString().size(), 16'000);
+        }
+        const auto later = resumed(resuming(page));
+        const QJsonObject first = later->hear(u"clips"_qs);
+        QCOMPARE(first[u"more"_qs].toBool(), true);
+        QCOMPARE(first[u"clips"_qs].toArray().size(), 4);
+        const QJsonObject second = later->hear(u"clips"_qs);
+        QVERIFY(!second.contains(u"more"_qs));
+        QCOMPARE(second[u"clips"_qs].toArray().size(), 2);
+        const QString id = second[u"clips"_qs][1][u"id"_qs].toString();
+        later->say({{u"is"_qs, u"fetch"_qs},
+                    {u"clip"_qs, id},
+                    {u"what"_qs, u"text"_qs},
+                    {u"transfer"_qs, 1}});
+        QCOMPARE(later->hearData(1), QByteArray(20'000, 'a'));
     }
 
-    void connectDesk() {
-        QTRY_COMPARE(_backend.published().size(), 1);
-        _received.clear();
+    void pagesOfOneBrowserShowTheSame() {
+        const auto page = paired();
+        const auto other = resumed(resuming(page));
+        const auto stranger = paired(u"Ben's phone"_qs);
+        (void)page->hear(u"clips"_qs);
+        (void)other->hear(u"clips"_qs);
+        _desk.reset();
+        QTRY_COMPARE(_backend.published().size(), 2);
         _desk = ZRKStreamHandler::initWithInputStreamOutputStream(connectingStreamPair(
             {{QHostAddress(QHostAddress::LocalHost), _backend.published().constFirst().port}},
             RunLoop::Seconds(10)));
-        _desk->onReceiveObject = [this](ZRKStreamHandler &, const PropertyList &object) {
-            _received.append(object);
-        };
-        QTRY_COMPARE(_received.size(), 1);
+        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_qs, u"both"_qs}})));
+        const QString id = page->hear(u"clip"_qs)[u"clip"_qs][u"id"_qs].toString();
+        QVERIFY(!id.isEmpty());
+        QCOMPARE(other->hear(u"clip"_qs)[u"clip"_qs][u"id"_qs].toString(), id);
+        page->say({{u"is"_qs, u"remove"_qs}, {u"clip"_qs, id}});
+        QCOMPARE(other->hear(u"gone"_qs)[u"clips"_qs].toArray(), QJsonArray{id});
+        other->say({{u"is"_qs, u"fetch"_qs},
+                    {u"clip"_qs, id},
+                    {u"what"_qs, u"text"_qs},
+                    {u"transfer"_qs, 1}});
+        QCOMPARE(other->hear(u"refused"_qs)[u"why"_qs].toString(), u"gone"_qs);
+        page->say({{u"is"_qs, u"rename"_qs}, {u"name"_qs, u" My \n phone "_qs}});
+        QCOMPARE(other->hear(u"renamed"_qs)[u"name"_qs].toString(), u"My phone"_qs);
+        // Nothing of it is the other browser's.
+        stranger->say({{u"is"_qs, u"ping"_qs}});
+        while (const auto plain = stranger->next()) {
+            QVERIFY(!plain->contains("both") && !plain->contains("gone") &&
+                    !plain->contains("renamed"));
+            if (plain->contains("pong"))
+                break;
+        }
     }
 
-    QtRunLoop _runLoop;
-    const RunLoop::Installation _installation{_runLoop};
-    FakeDnsSd _backend;
-    std::unique_ptr<QTemporaryDir> _folder;
-    std::unique_ptr<PageFiles> _files;
-    std::unique_ptr<WebProgram> _web;
-    std::shared_ptr<ZRKStreamHandler> _desk;
-    QList<PropertyList> _received;
-    QJsonObject _welcome;
+    void theDeskIsToldOfABrowser() {
+        using RegisteredPhones::phones;
+        const auto stored = [this] {
+            return phones(_settings->value(Settings::Key::ServerServices));
+        };
+        const auto page = paired();
+        QCOMPARE(stored().size(), 1);
+        QCOMPARE(stored()[0].service, u"local/Anna's phone"_qs);
+        QCOMPARE(stored()[0].name, u"Anna's phone"_qs);
+        QVERIFY(_web->renameNamed(u"Anna's phone"_qs, u"Mum"_qs));
+        QCOMPARE(stored().size(), 1);
+        QCOMPARE(stored()[0].service, u"local/Anna's phone"_qs);
+        QCOMPARE(stored()[0].name, u"Mum"_qs);
+        QVERIFY(_web->revokeNamed(u"Mum"_qs));
+        QCOMPARE(stored().size(), 0);
+        QVERIFY(!page->hear(u"revoked"_qs).isEmpty());
+        QVERIFY(page->socket().closes());
+        QTRY_COMPARE(_backend.published().size(), 0);
+        QVERIFY(!_web->revokeNamed(u"Mum"_qs));
+    }
+
+    void aSyncThatIsSwitchedOffIsSaid() {
+        const auto page = paired();
+        QCOMPARE(page->hear(u"state"_qs)[u"desk"_qs].toString(), u"away"_qs);
+        QVERIFY(_settings->set(Settings::Key::SyncEnabled, PropertyList(false)));
+        QCOMPARE(page->hear(u"state"_qs)[u"desk"_qs].toString(), u"off"_qs);
+    }
+
+    void aCodeIsUsedOnce() {
+        const QByteArray shown = code();
+        Page first(port(), PageClient::withCode(shown));
+        Page second(port(), PageClient::withCode(shown));
+        QVERIFY(first.shakeHands());
+        QVERIFY(second.shakeHands());
+        const QJsonObject pair{
+            {u"is"_qs, u"pair"_qs}, {u"name"_qs, u"A"_qs}, {u"language"_qs, u"en"_qs}};
+        first.say(pair);
+        QVERIFY(!first.hear(u"welcome"_qs).isEmpty());
+        // Whoever was quicker with the hello has nothing of it.
+        second.say(pair);
+        QVERIFY(second.hear(u"welcome"_qs).isEmpty());
+        QVERIFY(second.socket().closes());
+        Page third(port(), PageClient::withCode(shown));
+        QVERIFY(!third.shakeHands());
+        QCOMPARE(_web->list().size(), 1);
+        // A new code ends the one before.
+        const QByteArray old = code();
+        QVERIFY(paired(u"B"_qs));
+        Page late(port(), PageClient::withCode(old));
+        QVERIFY(!late.shakeHands());
+    }
+
+    void filtersAreAppliedByTheProgram() {
+        const auto page = paired();
+        const auto german = resumed(resuming(page), u"de-AT"_qs);
+        QStringList labels;
+        for (const QJsonValue &filter : _welcome[u"filters"_qs].toArray())
+            labels += filter[u"label"_qs].toString();
+        QVERIFY2(labels.contains(u"In Großbuchstaben umwandeln"_qs), qPrintable(labels.join(u'|')));
+        const auto ask = [&](int transfer, const QString &name, const QByteArray &text) {
+            page->say({{u"is"_qs, u"filter"_qs},
+                       {u"transfer"_qs, transfer},
+                       {u"size"_qs, text.size()},
+                       {u"filter"_qs, name}});
+            page->sendPiece(quint32(transfer), text);
+        };
+        ask(1, u"ZRKClipmuleUppercaseFilter"_qs, "grüße");
+        QCOMPARE(page->hearData(1), QByteArray("GRÜSSE"));
+        ask(3, u"NoSuchFilter"_qs, "a");
+        QCOMPARE(page->hear(u"refused"_qs)[u"why"_qs].toString(), u"filter"_qs);
+        ask(5, u"ZRKClipmuleUppercaseFilter"_qs, "\xff");
+        QCOMPARE(page->hear(u"refused"_qs)[u"why"_qs].toString(), u"malformed"_qs);
+        connectDesk();
+        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_qs, u"abc"_qs}})));
+        const QString id = page->hear(u"clip"_qs)[u"clip"_qs][u"id"_qs].toString();
+        page->say({{u"is"_qs, u"filter"_qs},
+                   {u"transfer"_qs, 7},
+                   {u"clip"_qs, id},
+                   {u"filter"_qs, u"ZRKClipmuleUppercaseFilter"_qs}});
+        QCOMPARE(page->hearData(7), QByteArray("ABC"));
+    }
+
+    void aPictureOfThePageReachesTheDesk() {
+        const auto page = paired();
+        connectDesk();
+        const QByteArray bytes = png(300);
+        const auto announce = [&](int transfer, qsizetype size) {
+            page->say({{u"is"_qs, u"send"_qs},
+                       {u"transfer"_qs, transfer},
+                       {u"size"_qs, size},
+                       {u"kind"_qs, u"picture"_qs},
+                       {u"type"_qs, u"image/png"_qs}});
+        };
+        announce(1, bytes.size());
+        for (qsizetype at = 0; at < bytes.size(); at += 65'000)
+            page->sendPiece(1, bytes.mid(at, 65'000));
+        QCOMPARE(page->hear(u"sent"_qs)[u"for"_qs].toInt(), 1);
+        QTRY_COMPARE(_received.size(), 2);
+        QVERIFY(lastItems(u"1"_qs)[0].find(u"imageData"_qs)->data() == bytes);
+        announce(3, 4);
+        page->sendPiece(3, "none");
+        QCOMPARE(page->hear(u"notSent"_qs)[u"why"_qs].toString(), u"malformed"_qs);
+        announce(5, 10'000'000);
+        QCOMPARE(page->hear(u"notSent"_qs)[u"why"_qs].toString(), u"tooLarge"_qs);
+        // What was on its way then is passed over.
+        page->sendPiece(5, "more");
+        page->say({{u"is"_qs, u"ping"_qs}});
+        QVERIFY(!page->hear(u"pong"_qs).isEmpty());
+    }
+
+    void aLinkIsSentAsALink() {
+        const auto page = paired();
+        connectDesk();
+        sendText(*page, 1, " https://example.org/a?b=1 \n");
+        (void)page->hear(u"sent"_qs);
+        QTRY_COMPARE(_received.size(), 2);
+        QVERIFY(lastItems(u"1"_qs)[0].find(u"url"_qs));
+        sendText(*page, 3, "javascript:alert(1)");
+        (void)page->hear(u"sent"_qs);
+        QTRY_COMPARE(_received.size(), 3);
+        QCOMPARE(lastItems(u"1"_qs)[0].find(u"string"_qs)->string(), u"javascript:alert(1)"_qs);
+        _desk->outputObject(OutputObject::fixed(clipOf({{u"url"_qs, u"javascript:alert(1)"_qs}})));
+        const QJsonObject clip = page->hear(u"clip"_qs)[u"clip"_qs].toObject();
+        QCOMPARE(clip[u"kind"_qs].toString(), u"text"_qs);
+        QVERIFY(!clip.contains(u"url"_qs));
+    }
 };
 
 QTEST_GUILESS_MAIN(WebProgramTest)

@@ -1,0 +1,142 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/streams/SocketStreams.h"
+#include "support/Settings.h"
+#include "tests/kit/FakeDnsSd.h"
+#include "tests/kit/MemoryPreferencesDatabase.h"
+#include "tests/kit/TestCase.h"
+#include "tests/web/PageSocket.h"
+#include "web/WebProgram.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+
+namespace clipmule::web_test {
+
+/// The whole program with a real socket at each end: pages that were written from the protocol's
+/// description, and a desk.
+class WebTestCase : public kit::TestCase {
+protected:
+    void begin() override {
+        _folder = std::make_unique<QTemporaryDir>();
+        _database = std::make_unique<kit::MemoryPreferencesDatabase>();
+        QDir(_folder->path()).mkpath(u"page/sub"_qs);
+        write(u"page/index.html"_qs, "<title>Page</title>");
+        write(u"page/index.html.gz"_qs, "zipped page");
+        write(u"page/sub/main.js"_qs, "run()");
+        write(u"page/notes.txt"_qs, "not for pages");
+        start();
+    }
+
+    void end() override {
+        _desk.reset();
+        _web.reset();
+        _settings.reset();
+    }
+
+    void write(const QString &name, const QByteArray &bytes) {
+        QFile file(_folder->filePath(name));
+        if (!file.open(QIODevice::WriteOnly))
+            qFatal("no file");
+        file.write(bytes);
+    }
+
+    void start(bool keepsClips = true) {
+        ZRKUserDefaults::Environment environment;
+        environment.database = _database.get();
+        _settings = SettingsStores::open(environment);
+        _settings->onChange = [this] { _web->syncDidChange(); };
+        _settings->start();
+        _files = std::make_unique<PageFiles>(_folder->filePath(u"page"_qs));
+        WebProgram::Options options;
+        options.folder = _folder->filePath(u"data"_qs);
+        options.keepsClips = keepsClips;
+        options.computer = u"desk"_qs;
+        options.addresses = {QHostAddress(QHostAddress::LocalHost)};
+        _web = std::make_unique<WebProgram>(_backend, *_files, _settings.get(), options);
+        const auto started = _web->open().and_then([this] { return _web->start(); });
+        QVERIFY2(started, started ? "" : qPrintable(started.error().reason));
+    }
+
+    [[nodiscard]] quint16 port() const { return _web->server().port(); }
+
+    // The code of the link, as a page reads it.
+    QByteArray code() {
+        const auto link = _web->makeLink();
+        return link ? QByteArray::fromBase64(link->section(u'#', 1).toLatin1(),
+                                             QByteArray::Base64UrlEncoding)
+                    : QByteArray();
+    }
+
+    std::unique_ptr<Page> paired(const QString &name = QStringLiteral("Anna's phone")) {
+        auto page = std::make_unique<Page>(port(), PageClient::withCode(code()));
+        if (!page->shakeHands())
+            return nullptr;
+        page->say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, name}, {u"language"_qs, u"en"_qs}});
+        _welcome = page->hear(u"welcome"_qs);
+        return _welcome.isEmpty() ? nullptr : std::move(page);
+    }
+
+    // Another page of a browser that was paired.
+    std::unique_ptr<Page> resumed(const PageClient::Secrets &secrets,
+                                  const QString &language = QStringLiteral("en")) {
+        auto page = std::make_unique<Page>(port(), secrets);
+        if (!page->shakeHands())
+            return nullptr;
+        page->say({{u"is"_qs, u"resume"_qs}, {u"language"_qs, language}});
+        _welcome = page->hear(u"welcome"_qs);
+        return _welcome.isEmpty() ? nullptr : std::move(page);
+    }
+
+    // Sends a text whole, as the transfer of that number.
+    static void sendText(Page &page, int transfer, const QByteArray &text,
+                         bool isForOthers = false) {
+        page.say({{u"is"_qs, u"send"_qs},
+                  {u"transfer"_qs, transfer},
+                  {u"size"_qs, text.size()},
+                  {u"kind"_qs, u"text"_qs},
+                  {u"relay"_qs, isForOthers}});
+        page.sendPiece(quint32(transfer), text);
+    }
+
+    static PageClient::Secrets resuming(const std::unique_ptr<Page> &page) {
+        return {.kind = 'R', .id = page->client().browserId(), .key = page->client().browserKey()};
+    }
+
+    void connectDesk() {
+        QTRY_COMPARE(_backend.published().size(), 1);
+        _received.clear();
+        _desk = ZRKStreamHandler::initWithInputStreamOutputStream(connectingStreamPair(
+            {{QHostAddress(QHostAddress::LocalHost), _backend.published().constFirst().port}},
+            RunLoop::Seconds(10)));
+        _desk->onReceiveObject = [this](ZRKStreamHandler &, const PropertyList &object) {
+            _received.append(object);
+        };
+        // What waited for it may come at once.
+        QTRY_VERIFY(!_received.isEmpty());
+    }
+
+    // The items of what the desk received last, under that type.
+    [[nodiscard]] PropertyList::List lastItems(const QString &type) const {
+        const PropertyList *const clip = _received.constLast().find(type);
+        return clip ? clip->find(u"items"_qs)->list() : PropertyList::List();
+    }
+
+    QtRunLoop _runLoop;
+    const RunLoop::Installation _installation{_runLoop};
+    kit::FakeDnsSd _backend;
+    std::unique_ptr<kit::MemoryPreferencesDatabase> _database;
+    std::unique_ptr<SettingsStores> _settings;
+    std::unique_ptr<QTemporaryDir> _folder;
+    std::unique_ptr<PageFiles> _files;
+    std::unique_ptr<WebProgram> _web;
+    std::shared_ptr<ZRKStreamHandler> _desk;
+    QList<PropertyList> _received;
+    QJsonObject _welcome;
+};
+
+} // namespace clipmule::web_test
