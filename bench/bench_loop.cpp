@@ -1,0 +1,175 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "bench/Bench.h"
+#include "model/ClipCapture.h"
+#include "model/PictureEcho.h"
+#include "net/OutputObject.h"
+#include "platform/images/ImageCodec.h"
+#include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/windows/ActiveApplication.h"
+#include "tests/kit/FakePasteboard.h"
+#include "tests/kit/ManualRunLoop.h"
+
+#include <QGuiApplication>
+#include <QTemporaryDir>
+
+#include <cstdlib>
+
+using namespace clipmule;
+using namespace clipmule::kit;
+using bench::Case;
+using bench::Work;
+
+// What a clip holds the run loop for, stage by stage, each of which is done in one go. What is done
+// on a thread is none of them, nor is the one deliberate pause.
+
+namespace {
+
+class NoApplication final : public ActiveApplication {
+public:
+    [[nodiscard]] std::optional<QString> identifier() const override { return std::nullopt; }
+};
+
+// Grain, of which no encoder makes much less.
+QImage grain(QSize size, QRgb mask) {
+    QImage image(size, QImage::Format_RGB32);
+    quint32 state = 1;
+    for (int y = 0; y < size.height(); ++y) {
+        for (int x = 0; x < size.width(); ++x) {
+            state = state * 1664525U + 1013904223U;
+            image.setPixel(x, y, 0xff000000U | ((state >> 8U) & mask));
+        }
+    }
+    return image;
+}
+
+QByteArray pngOf(QSize size, QRgb mask) {
+    return ImageCodec::png(grain(size, mask), 1'000'000'000).value();
+}
+
+PasteboardContents ofText(const QString &text) {
+    return {.text = text.toUtf8()};
+}
+
+QString repeated(const QString &piece) {
+    return piece.repeated(9'999'999 / piece.size() + 1).first(9'999'999);
+}
+
+PasteboardContents manyFiles() {
+    PasteboardContents contents;
+    for (int i = 0; i < 10'000; ++i)
+        contents.files.append(QStringLiteral("/home/user/Documents/file number %1.txt").arg(i));
+    return contents;
+}
+
+// A clip on both of its ways, with what each stage hands to the next.
+struct Passage {
+    explicit Passage(const PasteboardContents &contents) {
+        pasteboard.setWatching(true);
+        pasteboard.copyByAnotherApplication(contents);
+        capture = ClipCapture::begin(services);
+        pictures = capture->pictures({}, false);
+        copied = capture->clip(pictures);
+        frame = object().frame();
+        value = PropertyListSerialization::parse(payload()).value();
+        received = clipOfMessage();
+    }
+    [[nodiscard]] OutputObject object() const {
+        return OutputObject::fixed(MessageEnvelope::make(MessageEnvelope::Type::Clip,
+                                                         PropertyList(copied->toDictionary())));
+    }
+    [[nodiscard]] QByteArrayView payload() const { return QByteArrayView(frame).sliced(8); }
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clipOfMessage() const {
+        return ZRKClipmuleData::initWithDictionary(MessageEnvelope::payload(value)->dictionary());
+    }
+
+    FakePasteboard pasteboard;
+    FakePasteboard otherDesk;
+    NoApplication application;
+    QTemporaryDir folder;
+    PasteboardServices services{pasteboard, application, [](const QString &) {}, folder.path()};
+    PasteboardServices otherServices{otherDesk, application, services.notice, folder.path()};
+    std::shared_ptr<const ClipCapture> capture;
+    ClipCapture::Pictures pictures;
+    std::shared_ptr<ZRKClipmuleData> copied;
+    QByteArray frame;
+    PropertyList value;
+    std::shared_ptr<ZRKClipmuleData> received;
+};
+
+void look(Passage &passage) {
+    const auto capture = ClipCapture::begin(passage.services);
+    if (!capture->hasPictures())
+        (void)capture->clip({})->contentHash();
+}
+
+void pictureReady(Passage &passage) {
+    if (passage.capture->hasPictures())
+        (void)passage.capture->clip(passage.pictures)->contentHash();
+}
+
+void send(Passage &passage) {
+    (void)passage.object().frame();
+}
+
+void read(Passage &passage) {
+    (void)PropertyListSerialization::parse(passage.payload());
+}
+
+void take(Passage &passage) {
+    (void)passage.clipOfMessage()->size();
+}
+
+void paste(Passage &passage) {
+    if (!passage.received->writeToPasteboard(passage.otherServices))
+        std::abort();
+    (void)passage.received->contentHash();
+    (void)PictureEcho(*passage.received);
+}
+
+void addCases(std::vector<Case> &cases, const QString &name,
+              const std::function<PasteboardContents()> &contents) {
+    const std::pair<const char *, void (*)(Passage &)> stages[] = {
+        {"copied: look", look},   {"copied: picture ready", pictureReady},
+        {"copied: frame", send},  {"received: read", read},
+        {"received: take", take}, {"received: to the clipboard", paste},
+    };
+    // Made at the first need, once for all stages.
+    const auto made = std::make_shared<std::unique_ptr<Passage>>();
+    const auto passage = [made, contents]() -> Passage & {
+        if (!*made)
+            *made = std::make_unique<Passage>(contents());
+        return **made;
+    };
+    for (const auto &[stage, work] : stages)
+        cases.push_back({name, QString::fromLatin1(stage), [passage, work = work] {
+                             Passage &input = passage();
+                             return Work{[&input, work] { work(input); }, input.frame.size()};
+                         }});
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QGuiApplication application(argc, argv);
+    // Its pauses take no time.
+    ManualRunLoop runLoop;
+    const RunLoop::Installation installation(runLoop);
+    std::vector<Case> cases;
+    addCases(cases, QStringLiteral("10 M ASCII"),
+             [] { return ofText(repeated(QStringLiteral("plain text "))); });
+    addCases(cases, QStringLiteral("10 M CJK"),
+             [] { return ofText(repeated(QStringLiteral("日本語の文章"))); });
+    addCases(cases, QStringLiteral("10 M ampersands"),
+             [] { return ofText(repeated(QStringLiteral("&"))); });
+    addCases(cases, QStringLiteral("photo, 36 MB PNG"), [] {
+        return PasteboardContents{.images = {pngOf({4000, 3000}, 0xffffffU)}};
+    });
+    addCases(cases, QStringLiteral("screenshot, 2 MB PNG"), [] {
+        return PasteboardContents{.images = {pngOf({1900, 1000}, 0x3f0000U)}};
+    });
+    addCases(cases, QStringLiteral("10,000 files"), manyFiles);
+    return bench::runCases(QStringLiteral("bench_loop"), cases);
+}
