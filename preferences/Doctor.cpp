@@ -159,6 +159,8 @@ QString phoneText(const PhoneList::Phone &phone) {
     QString text =
         QStringLiteral("%1 (%2): %3")
             .arg(phone.name, ShownText::onOneLine(phone.service), nameOf(phone.presence));
+    if (phone.isLocal())
+        text += QStringLiteral(", on this computer");
     if (phone.presence == Presence::NotSeen && phone.lastSeen)
         text += QStringLiteral(", last seen %1").arg(plainDate(phone.lastSeen));
     if (!phone.lastError.isEmpty())
@@ -237,35 +239,41 @@ bool isSeen(const PhoneList::Phone &phone) {
 
 // The network's problems, in the words of the window.
 QStringList problemsOfNetwork(const Facts &facts) {
-    // Phones that are seen are found, whatever the network looks like.
-    if (std::any_of(facts.registered.begin(), facts.registered.end(), isSeen) ||
-        !facts.available.isEmpty())
+    // Phones that are seen are found, whatever the network looks like. Those on this computer are
+    // found without it, and are not missed on it.
+    const auto isOfNetwork = [](const auto &phone) { return !phone.isLocal(); };
+    const auto isSeenThere = [&](const auto &phone) { return isOfNetwork(phone) && isSeen(phone); };
+    if (std::any_of(facts.registered.begin(), facts.registered.end(), isSeenThere) ||
+        std::any_of(facts.available.begin(), facts.available.end(), isOfNetwork))
         return {};
     const NetworkAdvice advice = adviceFor(facts.network);
     // Where no phone is expected, only what would keep every phone away is a problem.
     const bool isHarmless = advice.kind == NetworkAdvice::Kind::NothingWrong ||
                             advice.kind == NetworkAdvice::Kind::NoAvahi;
-    if (facts.registered.isEmpty() && isHarmless)
+    const bool isExpected =
+        std::any_of(facts.registered.begin(), facts.registered.end(), isOfNetwork);
+    if (!isExpected && (isHarmless || !facts.registered.isEmpty()))
         return {};
     return {advice.reason + u' ' + advice.whatToTry};
 }
 
 QString problemOf(const PhoneList::Phone &phone) {
+    const QString place =
+        phone.isLocal() ? QStringLiteral("on this computer") : QStringLiteral("on the network");
     switch (phone.presence) {
     case Presence::Connected:
         return {};
     case Presence::Seen:
         return phone.lastError.isEmpty()
-                   ? QStringLiteral("%1 is on the network, but not connected.").arg(phone.name)
-                   : QStringLiteral("%1 is on the network, but not connected: %2.")
-                         .arg(phone.name, phone.lastError);
+                   ? QStringLiteral("%1 is %2, but not connected.").arg(phone.name, place)
+                   : QStringLiteral("%1 is %2, but not connected: %3.")
+                         .arg(phone.name, place, phone.lastError);
     case Presence::NotSeen:
         break;
     }
-    return phone.lastSeen
-               ? QStringLiteral("%1 is not on the network. It was last seen on %2.")
-                     .arg(phone.name, plainDate(phone.lastSeen))
-               : QStringLiteral("%1 has not been seen on the network yet.").arg(phone.name);
+    return phone.lastSeen ? QStringLiteral("%1 is not %2. It was last seen on %3.")
+                                .arg(phone.name, place, plainDate(phone.lastSeen))
+                          : QStringLiteral("%1 has not been seen %2 yet.").arg(phone.name, place);
 }
 
 QStringList problemsOfPhones(const Facts &facts) {
@@ -410,7 +418,9 @@ QStringList asLines(const Facts &facts, const QStringList &problems) {
     add(lines, "multicast", {nameOf(network.multicast) + error});
     add(lines, "sync", {facts.syncEnabled ? QStringLiteral("on") : QStringLiteral("off")});
     add(lines, "phones", join(facts.registered, phoneText));
-    add(lines, "other phones", join(facts.available, [](const auto &phone) { return phone.name; }));
+    add(lines, "other phones", join(facts.available, [](const auto &phone) {
+            return phone.isLocal() ? phone.name + QStringLiteral(", on this computer") : phone.name;
+        }));
     add(lines, "last refused", status ? refusalLines(*status) : QStringList(unknown));
     lines.append(QString());
     add(lines, "problems", problems);

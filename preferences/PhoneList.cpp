@@ -163,13 +163,19 @@ std::optional<Date> PhoneList::rememberedDate(const QString &service) const {
 }
 
 bool PhoneList::missesPhones() const {
-    const QList<Phone> paired = registered();
+    // What is on this computer says nothing about the network.
+    QList<Phone> paired = registered();
+    const bool nonePaired = paired.isEmpty();
+    paired.removeIf([](const Phone &phone) { return phone.isLocal(); });
     const bool seesPaired = std::any_of(paired.begin(), paired.end(), [](const Phone &phone) {
         return phone.presence != Presence::NotSeen;
     });
-    if (!_onNetwork.empty() || seesPaired)
+    const bool seesOthers =
+        std::any_of(_onNetwork.begin(), _onNetwork.end(),
+                    [](const auto &entry) { return !LocalNames::isLocal(entry.first); });
+    if (seesOthers || seesPaired)
         return false;
-    return !paired.isEmpty() || _seen.isEmpty();
+    return !paired.isEmpty() || (nonePaired && _seen.isEmpty());
 }
 
 Result<void> PhoneList::change(const QString &service, const RegisteredPhones::Change &change) {

@@ -39,6 +39,8 @@ public:
         std::optional<PasteMode> pasteMode = {};
         /// Where it is reached without discovery; empty for a phone that is to be found.
         QString address = {};
+        /// Whether it is a program on this computer, out of the network's sight.
+        [[nodiscard]] bool isLocal() const { return LocalNames::isLocal(service); }
         friend bool operator==(const Phone &, const Phone &) = default;
     };
 
@@ -60,8 +62,8 @@ public:
     [[nodiscard]] QList<Phone> registered() const;
     /// The phones on the network that are not registered, by name.
     [[nodiscard]] QList<Phone> available() const;
-    /// Whether to tell why no phone is found: none is on the network now, and one that is paired
-    /// is missed, or none was ever seen.
+    /// Whether to tell why no phone is found: none is on the network now, and one of the network
+    /// that is paired is missed, or none is paired and none was ever seen.
     [[nodiscard]] bool missesPhones() const;
 
     // The failures are sentences for the user; after one nothing has changed.

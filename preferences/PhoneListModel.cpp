@@ -143,12 +143,16 @@ QVariant PhoneListModel::data(const QModelIndex &index, int role) const {
 QString PhoneListModel::description(const Phone &phone) const {
     QStringList parts;
     if (phone.isRegistered)
-        parts.append(presenceText(phone));
-    if (phone.name != ShownText::onOneLine(phone.service))
-        parts.append(ShownText::onOneLine(phone.service));
+        parts.append(phone.isLocal() ? localPresenceText(phone) : presenceText(phone));
+    if (phone.isLocal())
+        parts.append(PanelTexts::tr("On this computer"));
+    if (const QString own = ShownText::onOneLine(LocalNames::ownName(phone.service));
+        phone.name != own)
+        parts.append(own);
     if (!phone.address.isEmpty())
         parts.append(PanelTexts::tr("by hand at %1").arg(phone.address));
     parts.append(details(phone));
+    parts.removeAll(QString());
     if (parts.isEmpty())
         parts.append(PanelTexts::tr("Ready to be paired"));
     return parts.join(QStringLiteral(" · "));
@@ -170,6 +174,26 @@ QString PhoneListModel::presenceText(const Phone &phone) const {
     if (!phone.lastSeen)
         return PanelTexts::tr("Not seen yet");
     return PanelTexts::tr("Not on the network, last seen %1")
+        .arg(dateAndTime(*phone.lastSeen, _circumstances.now));
+}
+
+QString PhoneListModel::localPresenceText(const Phone &phone) const {
+    switch (phone.presence) {
+    case Presence::Connected:
+        return PanelTexts::tr("Connected");
+    case Presence::Seen:
+        // That it is there is said beside this.
+        if (!_circumstances.agentRuns || !_circumstances.syncEnabled)
+            return {};
+        if (!phone.lastError.isEmpty())
+            return PanelTexts::tr("Not connected: %1").arg(phone.lastError);
+        return PanelTexts::tr("Not connected");
+    case Presence::NotSeen:
+        break;
+    }
+    if (!phone.lastSeen)
+        return PanelTexts::tr("Not seen yet");
+    return PanelTexts::tr("Not running, last seen %1")
         .arg(dateAndTime(*phone.lastSeen, _circumstances.now));
 }
 

@@ -45,6 +45,7 @@ private:
     void removeMissing(const QList<PhoneList::Phone> &phones);
     [[nodiscard]] QString description(const PhoneList::Phone &phone) const;
     [[nodiscard]] QString presenceText(const PhoneList::Phone &phone) const;
+    [[nodiscard]] QString localPresenceText(const PhoneList::Phone &phone) const;
 
     QList<PhoneList::Phone> _phones;
     Circumstances _circumstances;

@@ -379,6 +379,11 @@ void PreferencesCommands::registerPhone() {
                  .arg(services.size()));
         return;
     }
+    if (LocalNames::isLocal(_command.service) && !_command.address.value_or(QString()).isEmpty()) {
+        fail(QStringLiteral("%1 is a program on this computer, which has no address")
+                 .arg(ShownText::onOneLine(_command.service)));
+        return;
+    }
     const PropertyList list = RegisteredPhones::changed(
         stored, _command.service,
         {.name = _command.name, .pasteMode = _command.pasteMode, .address = _command.address});
@@ -415,8 +420,10 @@ void PreferencesCommands::finishLooking(bool isThere) {
         others.sort();
         const QString meant = suggestion(_command.service, others);
         _services.complain(
-            QStringLiteral("no phone on the network is called %1 now%2")
-                .arg(ShownText::onOneLine(_command.service),
+            QStringLiteral("no phone on %1 is called %2 now%3")
+                .arg(LocalNames::isLocal(_command.service) ? QStringLiteral("this computer")
+                                                           : QStringLiteral("the network"),
+                     ShownText::onOneLine(_command.service),
                      meant.isEmpty() ? QStringLiteral("; it connects when it is there") : meant));
     }
     _services.finish(0);

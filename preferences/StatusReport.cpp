@@ -53,6 +53,8 @@ QString phoneLine(const StatusReader &agent, const RegisteredPhones::Phone &phon
         if (!known->lastError.isEmpty())
             text += QStringLiteral(", last error: %1").arg(ShownText::onOneLine(known->lastError));
     }
+    if (LocalNames::isLocal(phone.service))
+        text += QStringLiteral(", on this computer");
     if (!phone.address.isEmpty())
         text += QStringLiteral(", at %1").arg(ShownText::onOneLine(phone.address));
     if (phone.pasteMode)

@@ -614,5 +614,17 @@
         <source>%1 phones are paired already.</source>
         <translation>%1 Telefone sind bereits gekoppelt.</translation>
     </message>
+    <message>
+        <source>On this computer</source>
+        <translation>Auf diesem Computer</translation>
+    </message>
+    <message>
+        <source>Not connected</source>
+        <translation>Nicht verbunden</translation>
+    </message>
+    <message>
+        <source>Not running, last seen %1</source>
+        <translation>Läuft nicht, zuletzt gesehen %1</translation>
+    </message>
 </context>
 </TS>

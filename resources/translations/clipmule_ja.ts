@@ -614,5 +614,17 @@
         <source>%1 phones are paired already.</source>
         <translation>すでに %1 台のスマートフォンがペアリングされています。</translation>
     </message>
+    <message>
+        <source>On this computer</source>
+        <translation>このコンピューター上</translation>
+    </message>
+    <message>
+        <source>Not connected</source>
+        <translation>未接続</translation>
+    </message>
+    <message>
+        <source>Not running, last seen %1</source>
+        <translation>実行されていません。最終確認: %1</translation>
+    </message>
 </context>
 </TS>

@@ -201,6 +201,18 @@ private Q_SLOTS:
             },
             "Anna is on the network, but not connected.");
         row(
+            "phone on this computer",
+            [](Doctor::Facts &facts) {
+                facts.registered.append(phone(QStringLiteral("local/Anna"), Presence::Seen));
+            },
+            "local/Anna is on this computer, but not connected.");
+        row(
+            "absent phone on this computer",
+            [](Doctor::Facts &facts) {
+                facts.registered.append(phone(QStringLiteral("local/Anna"), Presence::NotSeen));
+            },
+            "local/Anna is not on this computer. It was last seen on 2001-01-01T00:00:00Z.");
+        row(
             "absent phone beside another",
             [](Doctor::Facts &facts) {
                 facts.registered.append(phone(QStringLiteral("Anna"), Presence::NotSeen));
@@ -234,6 +246,23 @@ private Q_SLOTS:
         QCOMPARE(report.json.value(u"problems").toArray().size(), 1);
     }
 
+    void aPhoneOnThisComputerSaysNothingOfTheNetwork() {
+        // The one of the network is missed, and why is still to be told.
+        Doctor::Facts facts = healthy();
+        facts.registered[0].presence = Presence::NotSeen;
+        facts.network.interfaces.clear();
+        const qsizetype problems = Doctor::examine(facts).problems.size();
+        facts.registered.append(phone(QStringLiteral("local/Anna"), Presence::Connected));
+        facts.available.append(phone(QStringLiteral("local/Carl"), Presence::Seen));
+        const Doctor::Report report = Doctor::examine(facts);
+        QCOMPARE(report.problems.size(), problems);
+        const QString lines = report.lines.join(u'\n');
+        QVERIFY2(
+            lines.contains(QStringLiteral("(local/Anna's Phone): connected, on this computer")),
+            qPrintable(lines));
+        QVERIFY(lines.contains(QStringLiteral("local/Carl, on this computer")));
+    }
+
     void whatIsNoProblemIsNone_data() {
         QTest::addColumn<std::function<void(Doctor::Facts &)>>("change");
         using Change = std::function<void(Doctor::Facts &)>;
@@ -253,6 +282,12 @@ private Q_SLOTS:
             facts.network.interfaces.removeLast();
             facts.network.multicast = Multicast::NoAnswer;
         });
+        QTest::newRow("no network, and a phone on this computer")
+            << Change([](Doctor::Facts &facts) {
+                   facts.registered = {phone(QStringLiteral("local/Anna"), Presence::Connected)};
+                   facts.network.interfaces.clear();
+                   facts.network.multicast = Multicast::NoAnswer;
+               });
     }
     void whatIsNoProblemIsNone() {
         QFETCH(std::function<void(Doctor::Facts &)>, change);

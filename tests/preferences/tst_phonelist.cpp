@@ -176,6 +176,30 @@ private Q_SLOTS:
         QVERIFY(_list->missesPhones());
     }
 
+    void aProgramOnThisComputerSaysNothingOfTheNetwork() {
+        const QString pixel = QStringLiteral("local/Pixel");
+        start();
+        appear(pixel);
+        QCOMPARE(_list->available().size(), 1);
+        QVERIFY(_list->available()[0].isLocal());
+        QCOMPARE(_list->available()[0].name, QStringLiteral("Pixel"));
+        // Somebody who has it paired needs no network; who has another one paired does.
+        QVERIFY(_list->change(pixel));
+        restart();
+        QVERIFY(!_list->missesPhones());
+        QCOMPARE(_list->registered()[0].name, QStringLiteral("Pixel"));
+        QVERIFY(_list->rename(pixel, QStringLiteral("Mine")));
+        QVERIFY(_list->rename(pixel, QString()));
+        QCOMPARE(_list->registered()[0].name, QStringLiteral("Pixel"));
+        QVERIFY(_list->change(anna));
+        QVERIFY(!_list->registered()[1].isLocal());
+        QVERIFY(_list->missesPhones());
+        appear(pixel);
+        QVERIFY(_list->missesPhones());
+        appear(anna);
+        QVERIFY(!_list->missesPhones());
+    }
+
     void phonesAreMissedWhereNoneIsSeen() {
         start();
         QVERIFY(_list->missesPhones());

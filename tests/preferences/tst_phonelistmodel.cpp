@@ -46,6 +46,39 @@ class PhoneListModelTest final : public kit::TestCase {
     }
 
 private Q_SLOTS:
+    void aProgramOnThisComputerSaysWhereItIs() {
+        const auto line = [this](PhoneList::Phone phone,
+                                 const PhoneListModel::Circumstances &circumstances) {
+            phone.service = u"local/Pixel"_qs;
+            _model->setPhones({phone}, circumstances);
+            return _model->data(_model->index(0, 0), PhoneListModel::DescriptionRole).toString();
+        };
+        PhoneListModel::Circumstances off = working;
+        off.agentRuns = false;
+        PhoneListModel::Circumstances paused = working;
+        paused.syncEnabled = false;
+        auto phone = paired(u"Pixel"_qs);
+        QCOMPARE(line(phone, working), u"Connected · On this computer"_qs);
+        phone.presence = Presence::Seen;
+        QCOMPARE(line(phone, working), u"Not connected · On this computer"_qs);
+        QCOMPARE(line(phone, off), u"On this computer"_qs);
+        QCOMPARE(line(phone, paused), u"On this computer"_qs);
+        phone.lastError = u"why"_qs;
+        QCOMPARE(line(phone, working), u"Not connected: why · On this computer"_qs);
+        phone.presence = Presence::NotSeen;
+        QCOMPARE(line(phone, working), u"Not seen yet · On this computer"_qs);
+        phone.lastSeen = now;
+        QVERIFY(line(phone, working).startsWith(u"Not running, last seen today at "_qs));
+        QVERIFY(line(phone, working).endsWith(u" · On this computer"_qs));
+        // Only its own name is said where it was given another.
+        phone.presence = Presence::Connected;
+        phone.name = u"Mine"_qs;
+        QCOMPARE(line(phone, working), u"Connected · On this computer · Pixel"_qs);
+        phone.isRegistered = false;
+        phone.name = u"Pixel"_qs;
+        QCOMPARE(line(phone, working), u"On this computer"_qs);
+    }
+
     void rowsComeAndGoAloneAndWhatIsSelectedStays() {
         const auto a = paired(u"a"_qs);
         const auto b = paired(u"b"_qs);

@@ -83,6 +83,16 @@ private Q_SLOTS:
                       u"clips: 3 text, 4 images"_qs}));
     }
 
+    void aProgramOnThisComputerIsSaidToBeThere() {
+        _database->setValue(sharedDomain, u"serverServices"_qs,
+                            PropertyList(PropertyList::List{PropertyList(PropertyList::Dictionary{
+                                {u"serverService"_qs, u"local/Anna"_qs}})}));
+        begin({u"status"_qs});
+        _runLoop.advance(0.2);
+        QVERIFY2(_printed.contains(u"\tlocal/Anna\tAnna\tunknown, on this computer"_qs),
+                 qPrintable(_printed.join(u'|')));
+    }
+
     void everyPhonesStateAsJson() {
         fill();
         begin({u"status"_qs, u"--json"_qs});
