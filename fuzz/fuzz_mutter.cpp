@@ -192,10 +192,12 @@ private:
     }
 
     void rest() {
+        // Longer than who waits for an answer or a session does.
+        constexpr int patience = 10;
         for (int second = 0; second < 120; ++second) {
             _desktop.settle();
             _desktop.runLoop.advance(1.0);
-            if (second > 60 && !_desktop.pasteboard->isFetching())
+            if (second > patience && !_desktop.pasteboard->isFetching())
                 return;
         }
         fail("a fetch that does not end");
