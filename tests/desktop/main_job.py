@@ -22,6 +22,11 @@ from programs import PATIENCE_SECONDS, item_of, until
 TEXT = "text/plain;charset=utf-8"
 
 
+def version_in(text):
+    """The first one in what a compositor says of itself, as numbers that can be compared."""
+    return tuple(int(part) for part in re.search(r"\d+(\.\d+)+", text).group().split("."))
+
+
 class MainJob(agent_test.AgentTest):
     # What doctor says of the clipboard and of pasting.
     clipboard_words = None

@@ -7,7 +7,6 @@ Runs inside scripts/private-desktop --wayland sway --network; CLIPMULE_BIN says 
 """
 
 import json
-import re
 import subprocess
 import sys
 import unittest
@@ -17,16 +16,14 @@ import agent_test  # noqa: E402
 import main_job  # noqa: E402
 from programs import PATIENCE_SECONDS  # noqa: E402
 
-VERSION = tuple(int(part) for part in re.findall(r"\d+", subprocess.run(
-    ["sway", "--version"], capture_output=True, text=True, check=True).stdout)[:2])
-# The first with the data control that all agreed upon.
-AGREED = (1, 11)
+# Whether it has the data control that all agreed upon.
+AGREED = main_job.version_in(subprocess.check_output(["sway", "--version"], text=True)) >= (1, 11)
 
 
 class SwayTest(main_job.MainJob):
-    clipboard_words = "ext-data-control" if VERSION >= AGREED else "wlr-data-control"
+    clipboard_words = "ext-data-control" if AGREED else "wlr-data-control"
     pasting_words = "virtual-keyboard"
-    not_announced = frozenset() if VERSION >= AGREED else {"ext_data_control_manager_v1"}
+    not_announced = frozenset() if AGREED else {"ext_data_control_manager_v1"}
 
     def windows(self):
         def walk(node):
