@@ -27,7 +27,6 @@ INSIDE = "CLIPMULE_BENCH_INSIDE"
 PHONE = "Bench"
 TEXT_LENGTH = 9_900_000
 SETTLING_SECONDS = 10
-TICKS_A_SECOND = os.sysconf("SC_CLK_TCK")
 DESKTOPS = {"X11": ["--network"], "sway": ["--network", "--wayland", "sway"]}
 
 
@@ -44,9 +43,10 @@ class Process:
         return sum(self.status(task, "voluntary_ctxt_switches")
                    for task in (self.folder / "task").iterdir())
 
-    def processor_seconds(self):
-        fields = (self.folder / "stat").read_text(encoding="ascii").rpartition(")")[2].split()
-        return (int(fields[11]) + int(fields[12])) / TICKS_A_SECOND
+    def processor_milliseconds(self):
+        """Of all threads there are, to the nanosecond."""
+        return sum(int((task / "schedstat").read_text(encoding="ascii").split()[0])
+                   for task in (self.folder / "task").iterdir()) / 1e6
 
     def resident_megabytes(self):
         return self.status(self.folder, "VmRSS") / 1024
@@ -57,13 +57,13 @@ class Process:
 
 def idle(process, case, seconds):
     start = time.monotonic()
-    wake_ups, processor = process.wake_ups(), process.processor_seconds()
+    wake_ups, processor = process.wake_ups(), process.processor_milliseconds()
     time.sleep(seconds)
     passed = time.monotonic() - start
     return {
         "case": case,
         "wake-ups a second": round((process.wake_ups() - wake_ups) / passed, 2),
-        "processor ms a second": round((process.processor_seconds() - processor) / passed * 1000, 2),
+        "processor ms a second": round((process.processor_milliseconds() - processor) / passed, 2),
         "resident MB": round(process.resident_megabytes(), 1),
         "of these own MB": round(process.anonymous_megabytes(), 1),
     }
@@ -112,6 +112,14 @@ def in_desktop(side, desktop_options, script, options):
         return json.loads(figures.read_text(encoding="utf-8"))["results"]
 
 
+def print_table(rows):
+    columns = list(rows[0])
+    lines = [columns] + [[str(row[column]) for column in columns] for row in rows]
+    widths = [max(map(len, cells)) for cells in zip(*lines)]
+    for line in lines:
+        print("  ".join(cell.ljust(width) for cell, width in zip(line, widths)).rstrip())
+
+
 def main(script, description, desktops, take_measures):
     """Runs a script's measures in private desktops, one after the other, prints them as a table and
     writes them as JSON."""
@@ -127,10 +135,7 @@ def main(script, description, desktops, take_measures):
     else:
         rows = [row for side, desktop_options in desktops.items()
                 for row in in_desktop(side, desktop_options, script, options)]
-    columns = list(rows[0])
-    widths = [max(len(str(row[column])) for row in [dict(zip(columns, columns)), *rows]) for column in columns]
-    for row in [dict(zip(columns, columns)), *rows]:
-        print("  ".join(str(row[column]).ljust(width) for column, width in zip(columns, widths)).rstrip())
+    print_table(rows)
     if options.json:
         report = {"program": pathlib.Path(script).stem, "results": rows}
         options.json.write_text(json.dumps(report, indent=2) + "\n", encoding="utf-8")

@@ -27,7 +27,7 @@ CLIPS_A_SECOND = 5
 
 def observe(process, case, seconds, step):
     start = time.monotonic()
-    wake_ups, processor = process.wake_ups(), process.processor_seconds()
+    wake_ups, processor = process.wake_ups(), process.processor_milliseconds()
     beat = 0
     while time.monotonic() < start + seconds:
         step(beat)
@@ -37,7 +37,7 @@ def observe(process, case, seconds, step):
     return {
         "case": case,
         "wake-ups a second": round((process.wake_ups() - wake_ups) / passed, 2),
-        "processor ms a second": round((process.processor_seconds() - processor) / passed * 1000, 2),
+        "processor ms a second": round((process.processor_milliseconds() - processor) / passed, 2),
         "resident MB": round(process.resident_megabytes(), 1),
         "of these own MB": round(process.anonymous_megabytes(), 1),
     }

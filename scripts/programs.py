@@ -22,11 +22,11 @@ class StepFailed(Exception):
 class Program:
     """A started program whose output lines can be waited for."""
 
-    def __init__(self, name, command, log):
+    def __init__(self, name, command, log, pass_fds=()):
         self.name = name
         self.lines = queue.Queue()
         self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        stderr=log, text=True, bufsize=1)
+                                        stderr=log, text=True, bufsize=1, pass_fds=pass_fds)
         self.reader = threading.Thread(target=self._read, daemon=True)
         self.reader.start()
 
@@ -40,18 +40,24 @@ class Program:
         self.process.stdin.write(command + "\n")
         self.process.stdin.flush()
 
-    def wait_for(self, what, accepts):
-        deadline = time.monotonic() + PATIENCE_SECONDS
+    def wait_for(self, what, accepts, patience=PATIENCE_SECONDS):
+        deadline = time.monotonic() + patience
         while True:
             try:
                 line = self.lines.get(timeout=max(0.0, deadline - time.monotonic()))
             except queue.Empty:
-                raise StepFailed(f"{self.name}: no {what} within {PATIENCE_SECONDS} s") from None
+                raise StepFailed(f"{self.name}: no {what} within {patience} s") from None
             if line is None:
                 raise StepFailed(f"{self.name} ended while we waited for {what}")
             answer = accepts(line)
             if answer:
                 return answer
+
+    def forget_lines(self):
+        """Drops the lines that nobody has waited for."""
+        with contextlib.suppress(queue.Empty):
+            while self.lines.get_nowait() is not None:
+                pass
 
     def event(self, what, accepts):
         """Waits for a JSON line that the function accepts."""

@@ -10,12 +10,13 @@
 
 namespace clipmule {
 
-/// Gives the memory that large clips took back to the system, a while after the last of them: the
+/// Gives the memory that clips took back to the system, a while after the last of them: the
 /// allocator would keep some forty megabytes of it otherwise, for a program that idles all day.
 class HeapTrimmer final {
 public:
-    /// The size, in bytes, of the largest clip that leaves too little behind to be worth a trim.
-    static constexpr quint64 largestUntrimmed = 1'000'000;
+    /// The size, in bytes, of the largest clip that leaves too little behind to be worth a trim: on
+    /// its way a text takes ten times its size, and the allocator keeps 128 KiB in any case.
+    static constexpr quint64 largestUntrimmed = 20'000;
     /// How long after a clip the heap is trimmed: by then the clip has left the queues.
     static constexpr RunLoop::Seconds delay{3.0};
 

@@ -40,11 +40,11 @@ private Q_SLOTS:
     void smallClipsAreNotWorthIt() {
         int trims = 0;
         HeapTrimmer trimmer([&] { ++trims; });
-        trimmer.clipPassed(999'999);
-        trimmer.clipPassed(1'000'000);
+        trimmer.clipPassed(19'999);
+        trimmer.clipPassed(20'000);
         _runLoop.advance(10);
         QCOMPARE(trims, 0);
-        trimmer.clipPassed(1'000'001);
+        trimmer.clipPassed(20'001);
         // Nor do they put it off.
         _runLoop.advance(2);
         trimmer.clipPassed(10);
