@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
-// The one client of bench_latency.py: copies and reads on every display, and holds the pipes of the
-// phone's stand-in, so that all times are of one clock.
+// The one client of bench_latency.py: copies and reads on every display, and holds the pipes of
+// latency-phone, so that all times are of one clock.
 //
 // usage: latency-client TO-PHONE FROM-PHONE NAME=DISPLAY…
 //
@@ -54,8 +54,6 @@ std::string freshText(size_t bytes) {
         for (unsigned shift = 0; shift < 60 && text.size() < bytes; shift += 5)
             text += (number >> shift & 31U) < 26 ? char('a' + (number >> shift & 31U)) : ' ';
     }
-    // The stand-in's command would lose a blank at the end in no way, but a reader of lines might.
-    text.back() = '.';
     return text;
 }
 
@@ -214,7 +212,7 @@ private:
     std::optional<Moment> _read;
 };
 
-/// The stand-in: a line is a command or what it has to say.
+/// The phone: a line to it is a text to send; it says "arrived", and then the text in another line.
 class PhonePipes {
 public:
     PhonePipes(int input, int output)
@@ -228,44 +226,42 @@ public:
 
     [[nodiscard]] int input() const { return _input; }
     [[nodiscard]] int output() const { return _output; }
-    [[nodiscard]] bool hasToWrite() const { return !_toWrite.empty(); }
+    [[nodiscard]] bool hasToWrite() const { return _written < _toWrite.size(); }
 
     void copy(const std::string &text) {
-        _toWrite = "text " + text + "\n";
+        _toWrite = text + '\n';
+        _written = 0;
         write();
     }
     void expect(const std::string &text) {
-        // All of it lies between quotation marks and needs no escapes.
-        _expected = '"' + text + '"';
+        _expected = text;
         _told.reset();
     }
+    /// When a clip had arrived. Only once it was the text that was expected.
     [[nodiscard]] std::optional<Moment> told() const { return _told; }
 
     void write() {
-        const ssize_t count = ::write(_input, _toWrite.data(), _toWrite.size());
-        if (count > 0)
-            _toWrite.erase(0, size_t(count));
+        const ssize_t count =
+            ::write(_input, _toWrite.data() + _written, _toWrite.size() - _written);
+        _written += size_t(std::max<ssize_t>(count, 0));
     }
 
     void read() {
-        for (;;) {
-            const size_t before = _pending.size();
-            _pending.resize(before + pipeBytes);
-            const ssize_t count = ::read(_output, _pending.data() + before, pipeBytes);
-            _pending.resize(before + size_t(std::max<ssize_t>(count, 0)));
-            if (count == 0)
-                throw std::runtime_error("the phone ended");
-            if (count < 0)
-                break;
-        }
+        static char buffer[pipeBytes];
+        const ssize_t count = ::read(_output, buffer, sizeof buffer);
         const Moment now = Clock::now();
+        if (count == 0)
+            throw std::runtime_error("the phone ended");
+        _pending.append(buffer, size_t(std::max<ssize_t>(count, 0)));
         for (size_t end = 0; (end = _pending.find('\n')) != std::string::npos;) {
             const std::string line = _pending.substr(0, end);
             _pending.erase(0, end + 1);
-            if (!_expected.empty() && line.find(_expected) != std::string::npos)
-                _told = now;
-            else if (line.size() < 1000)
-                std::cout << "phone " << line << std::endl;
+            if (line == "message")
+                std::cout << "phone connected" << std::endl;
+            else if (line == "arrived")
+                _arrived = now;
+            else if (line == _expected)
+                _told = _arrived;
         }
     }
 
@@ -273,8 +269,10 @@ private:
     int _input;
     int _output;
     std::string _toWrite;
+    size_t _written = 0;
     std::string _pending;
     std::string _expected;
+    std::optional<Moment> _arrived;
     std::optional<Moment> _told;
 };
 

@@ -35,13 +35,16 @@ QString escaped(QChar character) {
 QString withoutEscapes(QStringView text) {
     QString result;
     result.reserve(text.size());
-    for (qsizetype at = 0; at < text.size(); ++at) {
-        if (text[at] == u'\\' && at + 1 < text.size())
-            result += escaped(text[++at]);
-        else
-            result += text[at];
+    qsizetype copied = 0;
+    for (;;) {
+        const qsizetype escape = text.indexOf(u'\\', copied);
+        if (escape < 0 || escape + 1 == text.size())
+            break;
+        result += text.sliced(copied, escape - copied);
+        result += escaped(text[escape + 1]);
+        copied = escape + 2;
     }
-    return result;
+    return result += text.sliced(copied);
 }
 
 // Nothing when a quotation mark is not closed.
@@ -105,12 +108,12 @@ PhoneCommand withWords(const PhoneCommand::Usage &usage, QStringList words) {
 
 // Nothing when it is none of the commands about what is kept.
 std::optional<PhoneCommand> parseKept(QStringView name, QStringView rest) {
-    const std::optional<QStringList> words = wordsOf(rest);
     QStringList seconds;
     for (const PhoneCommand::Usage &usage : PhoneCommand::usages()) {
         const QStringList form = usage.form.split(u' ');
         if (!usage.needsFolder || form[0] != name)
             continue;
+        const std::optional<QStringList> words = wordsOf(rest);
         if (!words)
             return invalid(QStringLiteral("a quotation mark is not closed"));
         if (form.size() == 1 || !standsForItself(form[1]))

@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
@@ -26,8 +27,9 @@ void LineReader::readSome() {
     if (count < 0 && (errno == EINTR || errno == EAGAIN))
         return;
     if (count > 0) {
+        const qsizetype searched = _pending.size();
         _pending.append(buffer.data(), count);
-        takeLines();
+        takeLines(searched);
         return;
     }
     _notifier->setEnabled(false);
@@ -36,10 +38,11 @@ void LineReader::readSome() {
     callCopyOf(onEnd);
 }
 
-void LineReader::takeLines() {
+// No line ends before what is searched already.
+void LineReader::takeLines(qsizetype searched) {
     qsizetype start = 0;
     for (;;) {
-        const qsizetype end = _pending.indexOf('\n', start);
+        const qsizetype end = _pending.indexOf('\n', std::max(start, searched));
         if (end < 0)
             break;
         if (!std::exchange(_skipping, false))

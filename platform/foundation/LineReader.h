@@ -35,7 +35,7 @@ public:
 
 private:
     void readSome();
-    void takeLines();
+    void takeLines(qsizetype searched);
 
     int _descriptor;
     QByteArray _pending;
