@@ -8,6 +8,7 @@
 #include "platform/foundation/Log.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace clipmule {
 
@@ -41,7 +42,7 @@ void ZRKNetServiceClient::start() {
     _netServiceBrowser->onRemoved = [this](const auto &service) { didRemoveService(service); };
     _netServiceBrowser->wantedName = _name;
     _netServiceBrowser->searchForServicesOfTypeInDomain(_type, QStringLiteral("local."));
-    _reconnectTimer = RunLoop::current().performEvery(reconnectInterval, [this] { reconnect(); });
+    _started = RunLoop::current().now();
 }
 
 void ZRKNetServiceClient::stop() {
@@ -163,6 +164,7 @@ void ZRKNetServiceClient::didFindService(const std::shared_ptr<NetService> &serv
         if (!listedService(unresolved))
             return;
         serviceInfoForNetService(unresolved).resolving = false;
+        scheduleReconnect();
         callCopyOf(onChangeConnection, unresolved,
                    QStringLiteral("its address could not be found"));
     };
@@ -197,6 +199,7 @@ void ZRKNetServiceClient::netServiceDidResolveAddress(NetService &service) {
     if (!handler) {
         qCWarning(logNet, "FAILED TO GET STREAM");
         info.resolving = false;
+        scheduleReconnect();
         callCopyOf(onChangeConnection, service, QStringLiteral("no connection could be made"));
         return;
     }
@@ -274,6 +277,17 @@ void ZRKNetServiceClient::reconnect() {
     }
 }
 
+// At the end of a full interval since the start. Nothing waits for a client whose services are all
+// connected, and no timer wakes the computer for it.
+void ZRKNetServiceClient::scheduleReconnect() {
+    if (_reconnectTimer.isPending())
+        return;
+    const double sinceLast =
+        std::fmod((RunLoop::current().now() - _started).count(), reconnectInterval.count());
+    _reconnectTimer = RunLoop::current().performAfter(
+        reconnectInterval - RunLoop::Seconds(sinceLast), [this] { reconnect(); });
+}
+
 void ZRKNetServiceClient::streamHandlerDidClose(ZRKStreamHandler &handler) {
     if (!_running)
         return;
@@ -281,6 +295,7 @@ void ZRKNetServiceClient::streamHandlerDidClose(ZRKStreamHandler &handler) {
     if (service)
         serviceInfoForNetService(*service).streamHandler.reset();
     _delayedReconnect = RunLoop::current().performAfter(reconnectDelay, [this] { reconnect(); });
+    scheduleReconnect();
     if (service)
         callCopyOf(onChangeConnection, *service,
                    handler.isEstablished() ? QStringLiteral("the connection ended")

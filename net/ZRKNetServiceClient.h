@@ -117,6 +117,7 @@ private:
     static void tellLog(const NetService &service, const char *what);
     void netServiceDidResolveAddress(NetService &service);
     void streamHandlerDidClose(ZRKStreamHandler &handler);
+    void scheduleReconnect();
 
     [[nodiscard]] ServiceInfo &serviceInfoForNetService(const NetService &service);
     [[nodiscard]] std::shared_ptr<ZRKStreamHandler>
@@ -136,7 +137,8 @@ private:
     QList<std::shared_ptr<NetService>> _services;
     // The services by instance name: those of the same name share one entry.
     std::map<QString, ServiceInfo> _servicesInfo;
-    RunLoop::Timer _reconnectTimer;
+    RunLoop::Seconds _started{0};
+    RunLoop::Timer _reconnectTimer; // while a service is neither connected nor looked for
     RunLoop::Timer _delayedReconnect;
 };
 

@@ -193,6 +193,52 @@ private Q_SLOTS:
         QCOMPARE(events(), QStringList{QStringLiteral("open A Phone")});
     }
 
+    // The minutes count from the start, whenever the service was lost.
+    void aServiceThatIsLostLaterIsTriedAgainAtTheFullMinute() {
+        _fixture->connectOne();
+        _fixture->runLoop.advance(70.0);
+        backend().setAnswer(ClientFixture::service(phone), FakeDnsSd::Answer::Never);
+        _fixture->connection().end();
+        kit::settle(_fixture->runLoop);
+        // Looked for from 75 to 85 seconds.
+        _fixture->runLoop.advance(49.9);
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 2);
+        _fixture->runLoop.advance(0.2);
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 3);
+        // And from 120 to 130.
+        _fixture->runLoop.advance(59.8);
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 3);
+        _fixture->runLoop.advance(0.2);
+        QCOMPARE(backend().resolveCount(ClientFixture::service(phone)), 4);
+    }
+
+    void theFullMinuteMayComeBeforeTheFiveSeconds() {
+        _fixture->connectOne();
+        _fixture->runLoop.advance(57.0);
+        _fixture->connection().end();
+        kit::settle(_fixture->runLoop);
+        _fixture->runLoop.advance(2.9);
+        QVERIFY(!client().isConnected());
+        _fixture->runLoop.advance(0.2);
+        kit::settle(_fixture->runLoop);
+        QVERIFY(client().isConnected());
+    }
+
+    void nothingWakesAClientThatIsConnected() {
+        client().start();
+        kit::settle(_fixture->runLoop);
+        QCOMPARE(_fixture->runLoop.pendingCount(), 0);
+        _fixture->appear(phone);
+        QVERIFY(client().isEstablished());
+        // The ping of its connection alone.
+        QCOMPARE(_fixture->runLoop.pendingCount(), 1);
+        QVERIFY(_fixture->runLoop.timeToNext() >= RunLoop::Seconds(180));
+        _fixture->dropAndReconnect();
+        _fixture->runLoop.advance(ZRKNetServiceClient::reconnectInterval);
+        QVERIFY(client().isEstablished());
+        QCOMPARE(_fixture->runLoop.pendingCount(), 1);
+    }
+
     void aServiceThatIsBeingLookedForIsNotLookedForTwice() {
         client().start();
         backend().setAnswer(ClientFixture::service(phone), FakeDnsSd::Answer::Never);
@@ -219,6 +265,7 @@ private Q_SLOTS:
         QCOMPARE(events(), QStringList());
         QCOMPARE(failure, QStringLiteral("no connection could be made"));
         QVERIFY(!client().isConnected());
+        QCOMPARE(_fixture->runLoop.pendingCount(), 1);
         _fixture->noStreams = false;
         _fixture->runLoop.advance(ZRKNetServiceClient::reconnectInterval);
         kit::settle(_fixture->runLoop);
