@@ -20,6 +20,7 @@
 #include <QIcon>
 #include <QLocale>
 #include <QMenu>
+#include <QPixmapCache>
 #include <QRegularExpression>
 #include <QWidgetAction>
 
@@ -35,6 +36,9 @@ const QString helpAnchor = QStringLiteral("help");
 // Sides of the icon in pixels: what status areas ask for, on ordinary and on dense screens.
 constexpr int iconSides[] = {16, 22, 24, 32, 44, 48};
 constexpr int comparedSide = 48;
+// What the toolkit may keep of the pictures that were drawn. Each frame of the spinner is a picture
+// that never comes again, and the toolkit would keep 10 MB of them.
+constexpr int drawnPicturesKilobytes = 256;
 
 QString firstSentence(const QString &text) {
     static const QRegularExpression end(QStringLiteral("\\.(?= )|。"));
@@ -91,7 +95,9 @@ std::shared_ptr<ZRKClipmuleStatusController> ZRKClipmuleStatusController::init(S
 }
 
 ZRKClipmuleStatusController::ZRKClipmuleStatusController(Key, Services services)
-    : _services(std::move(services)) {}
+    : _services(std::move(services)) {
+    QPixmapCache::setCacheLimit(drawnPicturesKilobytes);
+}
 
 ZRKClipmuleStatusController::~ZRKClipmuleStatusController() {
     ZRKNotificationCenter::platformDefault().removeObserver(this);

@@ -5,6 +5,7 @@
 #include "platform/session/SessionPrograms.h"
 #include "support/ZRKNotificationCenter.h"
 #include "support/ZRKUserDefaults.h"
+#include "tests/kit/AllocatedBytes.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/TestCase.h"
 #include "tests/ui/FakeStatusBar.h"
@@ -14,6 +15,7 @@
 
 #include <QCoreApplication>
 #include <QMenu>
+#include <QPainter>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -245,6 +247,25 @@ private Q_SLOTS:
         }
         QVERIFY2(item().icons - before >= 10, qPrintable(QString::number(item().icons - before)));
         QVERIFY2(item().icons - before <= 13, qPrintable(QString::number(item().icons - before)));
+        _runLoop.advance(5);
+    }
+
+    // A day of clips leaves nothing behind of what was drawn.
+    void noPictureStaysThatWasShown() {
+        QImage tray(20, 20, QImage::Format_ARGB32_Premultiplied);
+        const auto turn = [&](int frames) {
+            for (int frame = 0; frame < frames; ++frame) {
+                post(ZRKStreamDidReceiveData);
+                _runLoop.advance(ZRKClipmuleStatusView::turnDuration /
+                                 ZRKClipmuleStatusView::framesPerTurn);
+                QPainter painter(&tray);
+                item().icon.paint(&painter, tray.rect());
+            }
+            return kit::allocatedBytes();
+        };
+        const qint64 before = turn(300);
+        const qint64 after = turn(1000);
+        QVERIFY2(after - before < 300'000, qPrintable(QString::number(after - before)));
         _runLoop.advance(5);
     }
 
