@@ -6,9 +6,9 @@
 //
 // usage: latency-client TO-PHONE FROM-PHONE NAME=DISPLAY…
 //
-// The first two are descriptors. A line "measure FROM TO BYTES" on standard input makes a copy of so
-// many bytes at FROM (a NAME, or "phone") and waits until it is at TO; both are text that nobody has
-// had before, and what arrives is compared byte for byte. The answer is a line "MILLISECONDS
+// The first two are descriptors. A line "measure FROM TO BYTES" on standard input makes a copy of
+// so many bytes at FROM (a NAME, or "phone") and waits until it is at TO; both are text that nobody
+// has had before, and what arrives is compared byte for byte. The answer is a line "MILLISECONDS
 // MILLISECONDS": until the other side has it, and until another program there has read it from
 // the new owner ("-" for a phone); or a line "error …".
 
@@ -69,7 +69,8 @@ public:
         const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
         xcb_create_window(_connection, 0, _window, screen->root, 0, 0, 1, 1, 0,
                           XCB_WINDOW_CLASS_INPUT_ONLY, 0, XCB_CW_EVENT_MASK, &mask);
-        for (const char *target : {"UTF8_STRING", "STRING", "text/plain;charset=utf-8", "text/plain"})
+        for (const char *target :
+             {"UTF8_STRING", "STRING", "text/plain;charset=utf-8", "text/plain"})
             _texts.push_back(atom(target));
         _clipboard = atom("CLIPBOARD");
         _targets = atom("TARGETS");
@@ -367,10 +368,10 @@ private:
                 polled.push_back({_phone.input(), POLLOUT, 0});
             else if (!deadline)
                 polled.push_back({STDIN_FILENO, POLLIN, 0});
-            const auto left = deadline
-                                  ? std::chrono::duration_cast<std::chrono::milliseconds>(
-                                        *deadline - Clock::now()).count()
-                                  : -1;
+            const auto left = deadline ? std::chrono::duration_cast<std::chrono::milliseconds>(
+                                             *deadline - Clock::now())
+                                             .count()
+                                       : -1;
             poll(polled.data(), polled.size(), deadline ? int(std::max<long>(left, 0)) : -1);
             for (const auto &[name, display] : _displays)
                 display->serve();

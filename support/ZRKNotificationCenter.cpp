@@ -6,6 +6,7 @@
 #include "platform/foundation/PlatformException.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace clipmule {
 
@@ -150,5 +151,11 @@ void ZRKNotificationCenter::removeZRKObserver(const std::shared_ptr<ZRKObserver>
         centers.erase(own);
 }
 // NOLINTEND(performance-unnecessary-copy-initialization)
+
+qsizetype ZRKNotificationCenter::observerCount() const {
+    return std::accumulate(_notificationsDictionary.cbegin(), _notificationsDictionary.cend(),
+                           qsizetype(0),
+                           [](qsizetype sum, const auto &records) { return sum + records.size(); });
+}
 
 } // namespace clipmule

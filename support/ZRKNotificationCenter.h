@@ -149,6 +149,9 @@ public:
     void removeObserver(const Object *observer);
     void removeZRKObserver(const std::shared_ptr<ZRKObserver> &record, const QString &name);
 
+    /// How many records there are, of all names.
+    [[nodiscard]] qsizetype observerCount() const;
+
     [[nodiscard]] virtual bool releaseAfterLastObserverIsRemoved() const { return true; }
 
 protected:

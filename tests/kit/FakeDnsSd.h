@@ -174,6 +174,7 @@ public:
 
     /// What connectTo() was asked for.
     [[nodiscard]] const QList<Resolved> &connections() const { return _connections; }
+    void forgetConnections() { _connections.clear(); }
 
     [[nodiscard]] std::unique_ptr<Publisher> makePublisher() override;
     [[nodiscard]] std::unique_ptr<Browser> makeBrowser() override;

@@ -32,6 +32,7 @@ public:
 
     /// What was posted here, in order.
     [[nodiscard]] const QList<Posted> &posted() const { return _posted; }
+    void forgetPosted() { _posted.clear(); }
 
 private:
     std::shared_ptr<Hub> _hub;

@@ -279,6 +279,11 @@ const QList<qint64> &MemoryConnection::requests() const {
     return _wire->requests;
 }
 
+void MemoryConnection::forgetCalls() {
+    _wire->offers = {};
+    _wire->requests = {};
+}
+
 bool MemoryConnection::isOpen() const {
     return _wire->inputOpen && _wire->outputOpen;
 }

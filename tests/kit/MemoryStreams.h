@@ -46,6 +46,8 @@ public:
     [[nodiscard]] const QList<qsizetype> &offers() const;
     /// The most that each read asked for, in order.
     [[nodiscard]] const QList<qint64> &requests() const;
+    /// Drops both of these lists.
+    void forgetCalls();
     [[nodiscard]] bool isOpen() const;
     /// Both directions were closed or destroyed.
     [[nodiscard]] bool isClosed() const;
