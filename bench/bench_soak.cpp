@@ -65,10 +65,9 @@ int main(int argc, char *argv[]) {
     report.print();
     if (parser.isSet(json) && !report.write(parser.value(json)))
         return 1;
-    const bool isSame = evening.descriptors == morning.descriptors &&
-                        evening.timers == morning.timers &&
-                        evening.observers == morning.observers &&
-                        evening.bytes - morning.bytes < mostGrowth;
+    const bool isSame =
+        evening.descriptors == morning.descriptors && evening.timers == morning.timers &&
+        evening.observers == morning.observers && evening.bytes - morning.bytes < mostGrowth;
     if (!isSame)
         std::fputs("bench_soak: something grew\n", stderr);
     return isSame ? 0 : 1;

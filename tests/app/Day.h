@@ -56,11 +56,15 @@ public:
         _agent.advance(0.1 + _random.bounded(8.4));
         forgetWhatWasWritten();
     }
-    /// All phones are connected, a short text was copied last, and nothing has happened for a while.
+    /// All phones are connected, a short text was copied last, and nothing has happened for a
+    /// while.
     Counts atRest() {
         rest();
         ::malloc_trim(0);
-        return {allocatedBytes(), QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System).size(),
+        return {allocatedBytes(),
+                QDir(QStringLiteral("/proc/self/fd"))
+                    .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+                    .size(),
                 _agent.runLoop.pendingCount(), observers()};
     }
     /// How many clips have reached phones or the clipboard.
@@ -91,10 +95,12 @@ private:
             while (phone->connections.size() > 1)
                 phone->connections.removeFirst();
         }
-        _arrived += _agent.pasteboard.writeCount() - std::exchange(_written, _agent.pasteboard.writeCount());
+        _arrived += _agent.pasteboard.writeCount() -
+                    std::exchange(_written, _agent.pasteboard.writeCount());
         _agent.notice.messages.clear();
         _agent.notifications.forgetPosted();
         _agent.backend.forgetConnections();
+        _agent.database.forgetSynchronized();
     }
 
     // What is copied and sent
@@ -132,8 +138,9 @@ private:
     void send(const QString &type, const PropertyList::Dictionary &item) {
         const FakePhone &phone = somePhone();
         if (phone.connection().isOpen())
-            phone.send(type, PropertyList(PropertyList::Dictionary{
-                                 {u"items"_qs, PropertyList(PropertyList::List{PropertyList(item)})}}));
+            phone.send(type,
+                       PropertyList(PropertyList::Dictionary{
+                           {u"items"_qs, PropertyList(PropertyList::List{PropertyList(item)})}}));
     }
 
     void copyText() { _agent.pasteboard.copyText(text()); }
@@ -155,7 +162,8 @@ private:
     }
     void copyDocument() {
         PasteboardContents contents;
-        contents.rtf = "{\\rtf1\\ansi " + QByteArray::number(++_number) + QByteArray(500, 'x') + '}';
+        contents.rtf =
+            "{\\rtf1\\ansi " + QByteArray::number(++_number) + QByteArray(500, 'x') + '}';
         copy(contents);
     }
     void copyPicture() {
@@ -244,17 +252,22 @@ private:
     }
 
     static constexpr Step copies[] = {
-        &Day::copyText,      &Day::copyText,        &Day::copyText,       &Day::copyText,
-        &Day::copyLongText,  &Day::copyAddress,     &Day::copyAddress,    &Day::copyPage,
-        &Day::copyPage,      &Day::copyDocument,    &Day::copyPicture,    &Day::copyFiles,
-        &Day::copyAgain,     &Day::copySecret,      &Day::copyTooMuch,    &Day::copyWithoutAnswer,
-        &Day::receiveText,   &Day::receiveText,     &Day::receivePicture, &Day::relayText,
-        &Day::receiveMany,   &Day::receiveNonsense,
+        &Day::copyText,     &Day::copyText,        &Day::copyText,       &Day::copyText,
+        &Day::copyLongText, &Day::copyAddress,     &Day::copyAddress,    &Day::copyPage,
+        &Day::copyPage,     &Day::copyDocument,    &Day::copyPicture,    &Day::copyFiles,
+        &Day::copyAgain,    &Day::copySecret,      &Day::copyTooMuch,    &Day::copyWithoutAnswer,
+        &Day::receiveText,  &Day::receiveText,     &Day::receivePicture, &Day::relayText,
+        &Day::receiveMany,  &Day::receiveNonsense,
     };
     static constexpr Step events[] = {
-        &Day::phoneGoes,       &Day::connectionDrops,          &Day::computerSleeps,
-        &Day::daemonRestarts,  &Day::phoneIsUnpairedAndPaired, &Day::syncingIsSwitchedOffAndOn,
-        &Day::languageChanges, &Day::agentRestarts,
+        &Day::phoneGoes,
+        &Day::connectionDrops,
+        &Day::computerSleeps,
+        &Day::daemonRestarts,
+        &Day::phoneIsUnpairedAndPaired,
+        &Day::syncingIsSwitchedOffAndOn,
+        &Day::languageChanges,
+        &Day::agentRestarts,
     };
 
     QRandomGenerator _random;

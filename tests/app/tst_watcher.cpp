@@ -274,8 +274,8 @@ private Q_SLOTS:
         QTest::addColumn<int>("size");
         QTest::addColumn<bool>("isTrimmed");
         // What was read counts: nothing else of this clip is in it.
-        QTest::newRow("small") << 1'000'000 << false;
-        QTest::newRow("large") << 1'000'001 << true;
+        QTest::newRow("small") << 20'000 << false;
+        QTest::newRow("large") << 20'001 << true;
     }
     void theMemoryOfARefusedClipIsGivenBack() {
         QFETCH(int, size);

@@ -20,6 +20,7 @@ public:
 
     /// The domains synchronised so far, in order.
     [[nodiscard]] const QStringList &synchronized() const { return _synchronized; }
+    void forgetSynchronized() { _synchronized.clear(); }
     /// Makes the synchronisations to come fail.
     void setFailsToSynchronize(bool fails) { _failsToSynchronize = fails; }
     /// Makes the writes to come change nothing, for this reason; with an empty one they succeed
