@@ -9,7 +9,7 @@
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListXml.h"
 
 #include <utility>
 
@@ -22,10 +22,10 @@ QString originOf(const OutputObject &object) {
                             : QStringLiteral("from this desk");
 }
 
-// Tells whether a record is small enough to keep, without writing out more of it than that.
+// Tells whether a record is small enough to keep, without writing it out.
 bool isSmallEnough(const PropertyList &record) {
     try {
-        (void)PropertyListSerialization::xml(record, 0, PhoneMessages::largestDeviceRecord);
+        (void)XmlWriter(record).size(PhoneMessages::largestDeviceRecord);
         return true;
     } catch (const PlatformException &) {
         return false;

@@ -111,18 +111,25 @@ public:
             if (!handler->outputObject(objects.back()))
                 fail("a handler is closed");
         }
+        countSerialisations(objects);
         _loop.exec();
-        // A frame that was made twice is in two places.
-        std::set<const char *> frames;
-        for (const OutputObject &object : objects)
-            frames.insert(object.frame().constData());
-        _serialisations = int(frames.size());
     }
 
     [[nodiscard]] qsizetype frameSize() const { return _frameSize; }
     [[nodiscard]] int serialisations() const { return _serialisations; }
 
 private:
+    // A frame that is made twice is in two places.
+    void countSerialisations(const std::vector<OutputObject> &objects) {
+        std::vector<OutputFrame> frames;
+        std::set<const char *> places;
+        for (const OutputObject &object : objects) {
+            frames.push_back(object.frame());
+            places.insert(frames.back().rest().data());
+        }
+        _serialisations = int(places.size());
+    }
+
     qsizetype _frameSize = OutputObject::fixed(imageClip()).frame().size();
     bool _shared;
     QEventLoop _loop;

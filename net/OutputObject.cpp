@@ -5,11 +5,23 @@
 
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
+#include "platform/propertylist/PropertyListXml.h"
 
 #include <limits>
 #include <optional>
 
 namespace clipmule {
+
+struct OutputFrame::Piece {
+    QByteArray bytes;
+    // Of the whole frame.
+    qsizetype size = 0;
+    // Where the next piece will be made from, until somebody needs it; no more after the last one.
+    std::optional<XmlWriter> writer;
+    std::shared_ptr<Piece> next;
+
+    [[nodiscard]] bool isLast() const { return !writer && !next; }
+};
 
 struct OutputObject::State {
     PropertyList fixedValue;
@@ -19,8 +31,9 @@ struct OutputObject::State {
     // The weight of a fixed object, once somebody has asked for it.
     std::optional<qsizetype> weight;
     std::optional<size_t> hash;
-    // The frame of a fixed object, once somebody has needed it.
-    QByteArray frame;
+    // The first piece of a fixed object's frame, as long as somebody is there; kept when it is all.
+    std::weak_ptr<OutputFrame::Piece> frame;
+    std::shared_ptr<OutputFrame::Piece> wholeFrame;
 };
 
 namespace {
@@ -42,17 +55,6 @@ qsizetype weightOf(const PropertyList &value) {
             weight += weightOfAnything + key.size() * qsizetype(sizeof(QChar)) + weightOf(element);
     }
     return weight;
-}
-
-QByteArray frameOf(const PropertyList &value) {
-    QByteArray frame = PropertyListSerialization::xml(value, StreamFrame::headerSize);
-    const qsizetype length = frame.size() - StreamFrame::headerSize;
-    if (length > qsizetype(std::numeric_limits<quint32>::max()))
-        throw PlatformException(
-            QStringLiteral("InvalidArgument"),
-            QStringLiteral("an object of %1 bytes fits in no frame").arg(length));
-    StreamFrame::writeObjectHeader(frame.data(), quint32(length));
-    return frame;
 }
 
 } // namespace
@@ -134,12 +136,70 @@ bool OutputObject::standsFor(const OutputObject &other) const {
            _state->fixedValue == other._state->fixedValue;
 }
 
-QByteArray OutputObject::frame() const {
+OutputFrame OutputObject::frame() const {
     if (_state->liveValue)
-        return frameOf(_state->liveValue());
-    if (_state->frame.isEmpty())
-        _state->frame = frameOf(_state->fixedValue);
-    return _state->frame;
+        return OutputFrame(OutputFrame::firstPiece(_state->liveValue()));
+    auto piece = _state->frame.lock();
+    if (!piece) {
+        piece = OutputFrame::firstPiece(_state->fixedValue);
+        _state->frame = piece;
+        if (piece->isLast())
+            _state->wholeFrame = piece;
+    }
+    return OutputFrame(std::move(piece));
+}
+
+// Most frames are one piece, and need no measuring.
+std::shared_ptr<OutputFrame::Piece> OutputFrame::firstPiece(PropertyList value) {
+    constexpr qsizetype roomToStart = 32 << 10;
+    constexpr qsizetype limit = PropertyListSerialization::maximumXmlSize;
+    static_assert(limit <= std::numeric_limits<quint32>::max());
+    auto piece = std::make_shared<Piece>();
+    XmlWriter &writer = piece->writer.emplace(std::move(value));
+    QByteArray &bytes = piece->bytes;
+    qsizetype size = StreamFrame::headerSize;
+    for (const qsizetype room : {roomToStart, pieceSize}) {
+        if (writer.isAtEnd())
+            break;
+        bytes.resize(room);
+        size = writer.write(bytes.data() + size, room - size) - bytes.constData();
+    }
+    bytes.truncate(size);
+    const qsizetype length = writer.size(limit);
+    piece->size = StreamFrame::headerSize + length;
+    StreamFrame::writeObjectHeader(bytes.data(), quint32(length));
+    if (writer.isAtEnd()) {
+        bytes.squeeze();
+        piece->writer.reset();
+    }
+    return piece;
+}
+
+QByteArrayView OutputFrame::rest() {
+    if (_offset == _piece->bytes.size() && !_piece->isLast()) {
+        if (!_piece->next) {
+            auto next = std::make_shared<Piece>();
+            next->size = _piece->size;
+            next->bytes = QByteArray(pieceSize, Qt::Uninitialized);
+            char *const end = _piece->writer->write(next->bytes.data(), pieceSize);
+            next->bytes.truncate(end - next->bytes.constData());
+            if (!_piece->writer->isAtEnd())
+                next->writer = std::move(_piece->writer);
+            _piece->writer.reset();
+            _piece->next = std::move(next);
+        }
+        _piece = std::shared_ptr(_piece->next);
+        _offset = 0;
+    }
+    return QByteArrayView(_piece->bytes).sliced(_offset);
+}
+
+bool OutputFrame::isAtEnd() const {
+    return _offset == _piece->bytes.size() && _piece->isLast();
+}
+
+qsizetype OutputFrame::size() const {
+    return _piece->size;
 }
 
 bool operator==(const OutputObject &left, const OutputObject &right) {

@@ -71,11 +71,42 @@ inline std::array<char, kindSize> pingFrame() {
 
 } // namespace StreamFrame
 
+/// A place in the frame of an object, header and payload, on the way to one peer.
+///
+/// The frame is made while it is written, a piece at a time. Whoever sends the same fixed object at
+/// the same time shares the pieces, and each is let go of when the last of them has left it: the
+/// frame of a picture is never there as a whole, unless somebody is as far behind as that.
+class OutputFrame {
+public:
+    /// At most so many bytes are made at a time: a fraction of a millisecond's work, and small
+    /// enough to stay in the processor's cache until they are sent.
+    static constexpr qsizetype pieceSize = 256 << 10;
+
+    /// The next bytes, at least one until the end; made now, if nobody has needed them yet.
+    [[nodiscard]] QByteArrayView rest();
+    /// So many of rest() have been written.
+    void advance(qsizetype count) { _offset += count; }
+    [[nodiscard]] bool isAtEnd() const;
+    /// The bytes of the whole frame.
+    [[nodiscard]] qsizetype size() const;
+    /// How many stand in the same piece, this one included.
+    [[nodiscard]] long sharers() const { return _piece.use_count(); }
+
+private:
+    friend class OutputObject;
+    struct Piece;
+    static std::shared_ptr<Piece> firstPiece(PropertyList value);
+    explicit OutputFrame(std::shared_ptr<Piece> piece)
+        : _piece(std::move(piece)) {}
+    std::shared_ptr<Piece> _piece;
+    qsizetype _offset = 0;
+};
+
 /// Something to send to a peer: a property list that is queued now and written when its turn comes.
 ///
-/// A fixed one never changes; it is serialised once, at its first need, however many peers receive
-/// it, and they share the frame's bytes. A live one is read when it is written: what was queued
-/// goes out as it stands then. Copies are cheap and stand for the same object.
+/// A fixed one never changes, and the peers it goes to at the same time share its frame. A live one
+/// is read when it is written: what was queued goes out as it stands then. Copies are cheap and
+/// stand for the same object.
 class OutputObject {
 public:
     /// An object whose value stays as it is.
@@ -89,9 +120,9 @@ public:
 
     /// The value as it stands now.
     [[nodiscard]] PropertyList value() const;
-    /// The whole object frame, header and payload, as it stands now. Bytes of a fixed object are
-    /// shared among all that hold them. A value that cannot be written raises a PlatformException.
-    [[nodiscard]] QByteArray frame() const;
+    /// The beginning of the frame of the value as it stands now. A value that cannot be written
+    /// raises a PlatformException.
+    [[nodiscard]] OutputFrame frame() const;
     [[nodiscard]] bool isRelay() const;
     /// About how many bytes of memory the value takes; for a live object, whose value is not kept,
     /// a small fixed number. Found once.

@@ -133,8 +133,7 @@ bool ZRKStreamHandler::outputObject(const OutputObject &object) {
 
 bool ZRKStreamHandler::withdrawObject(const OutputObject &object) {
     // The head is taken once its frame was made, even before the stream took any of it.
-    const auto first =
-        _outputObjects.begin() + (_outputBuffer.isEmpty() || _outputObjects.empty() ? 0 : 1);
+    const auto first = _outputObjects.begin() + (_outputFrame && !_outputObjects.empty() ? 1 : 0);
     const auto found = std::find_if(first, _outputObjects.end(), [&](const OutputObject &queued) {
         return queued.isSameAs(object);
     });
@@ -168,6 +167,7 @@ void ZRKStreamHandler::close(bool notifyOwner) {
 void ZRKStreamHandler::releaseConnection() {
     _pingTimer.cancel();
     _nextInput.cancel();
+    _nextOutput.cancel();
     for (Stream *stream :
          {static_cast<Stream *>(_inputStream.get()), static_cast<Stream *>(_outputStream.get())}) {
         stream->setEventHandler(nullptr);
@@ -179,8 +179,7 @@ void ZRKStreamHandler::releaseConnection() {
     _fileHandle.close();
     _inputData = QByteArray();
     _inputOffset = 0;
-    _outputBuffer = QByteArray();
-    _outputOffset = 0;
+    _outputFrame.reset();
     _outputObjects.clear();
     _readBuffer.reset();
 }
@@ -347,15 +346,21 @@ void ZRKStreamHandler::sendOutput() {
     if (_sendingOutput || _ending)
         return;
     const QScopedValueRollback<bool> sending(_sendingOutput, true);
+    qsizetype written = 0;
     while (_open && !_ending && (!_outputObjects.empty() || _needsPing)) {
-        if (!_outputStream->hasSpaceAvailable())
+        if (_nextOutput.isPending() || !_outputStream->hasSpaceAvailable())
             return;
+        if (written >= mostWrittenInATurn) {
+            _nextOutput = RunLoop::current().performAfter(
+                RunLoop::Seconds(0), [this] { handle([this] { sendOutput(); }); });
+            return;
+        }
         // Object data is proof of life enough.
         _needsPing = false;
         if (_outputObjects.empty())
             writePing();
-        else if (!_outputBuffer.isEmpty() || fillOutputBuffer())
-            writeOutputBuffer();
+        else if (_outputFrame || beginFrame())
+            written += writeFrame();
     }
 }
 
@@ -365,15 +370,14 @@ void ZRKStreamHandler::writePing() {
         closeAfterInput();
 }
 
-bool ZRKStreamHandler::fillOutputBuffer() {
+bool ZRKStreamHandler::beginFrame() {
     const OutputObject object = _outputObjects.front();
     try {
-        const QByteArray frame = object.frame();
+        const OutputFrame frame = object.frame();
         // A live object's value comes from a function that may close the handler.
         if (!_open)
             return false;
-        _outputBuffer = frame;
-        _outputOffset = 0;
+        _outputFrame = frame;
         return true;
     } catch (const PlatformException &exception) {
         dropHeadObject(object, exception.reason());
@@ -390,31 +394,31 @@ void ZRKStreamHandler::dropHeadObject(const OutputObject &object, const QString 
     callQuietly(onDropObject, *this, object);
 }
 
-void ZRKStreamHandler::writeOutputBuffer() {
-    const qint64 written = _outputStream->write(_outputBuffer.constData() + _outputOffset,
-                                                _outputBuffer.size() - _outputOffset);
+qsizetype ZRKStreamHandler::writeFrame() {
+    const QByteArrayView rest = _outputFrame->rest();
+    const qint64 written = _outputStream->write(rest.data(), rest.size());
     if (written < 0) {
         closeAfterInput();
-        return;
+        return 0;
     }
-    _outputOffset += written;
-    if (_outputOffset < _outputBuffer.size()) {
+    _outputFrame->advance(written);
+    if (!_outputFrame->isAtEnd()) {
         post(ZRKStreamDidSendData);
-        return;
+        return written;
     }
     qCDebug(logNet).noquote()
-        << QStringLiteral("%1: sent %2 bytes").arg(_peer, QString::number(_outputBuffer.size()));
+        << QStringLiteral("%1: sent %2 bytes").arg(_peer, QString::number(_outputFrame->size()));
     // Its bytes are out: it leaves the queue whatever the observers and the owner do or raise.
     // Until then it is the one that is being written, which nobody can withdraw.
     const auto removed = qScopeGuard([this] {
-        _outputBuffer = QByteArray();
-        _outputOffset = 0;
+        _outputFrame.reset();
         if (_open)
             _outputObjects.pop_front();
     });
     post(ZRKStreamDidSendData);
     if (_open)
         callQuietly(onOutputObject, *this, OutputObject(_outputObjects.front()));
+    return written;
 }
 
 void ZRKStreamHandler::post(const QString &name) {

@@ -59,6 +59,9 @@ public:
     static constexpr quint32 largestPayload = 64 * 1024 * 1024;
     /// At most so many bytes are read at a time.
     static constexpr qsizetype readBufferSize = 524288;
+    /// Once so many bytes were written the rest waits for the next turn of the run loop: whatever
+    /// the size of a clip, nothing else waits for long, and all who send it share its pieces.
+    static constexpr qsizetype mostWrittenInATurn = OutputFrame::pieceSize / 2;
 
     /// Makes a handler for a connected socket, whose options it sets; null when there is none. The
     /// descriptor is closed with the handler.
@@ -111,9 +114,10 @@ private:
     void compactInput(qsizetype expected);
     void sendOutput();
     void writePing();
-    [[nodiscard]] bool fillOutputBuffer();
+    [[nodiscard]] bool beginFrame();
     void dropHeadObject(const OutputObject &object, const QString &reason);
-    void writeOutputBuffer();
+    /// Returns how many bytes the stream took.
+    qsizetype writeFrame();
     void post(const QString &name);
     void warn(const QString &line);
 
@@ -127,10 +131,10 @@ private:
     bool _open = true;
     bool _established = false;
     std::deque<OutputObject> _outputObjects;
-    // The frame being written, whose bytes its object may share with other handlers; taken by the
-    // stream up to the offset.
-    QByteArray _outputBuffer;
-    qsizetype _outputOffset = 0;
+    // The frame being written, of the first of the objects.
+    std::optional<OutputFrame> _outputFrame;
+    // Set while what else is to be written waits for the next turn.
+    RunLoop::Timer _nextOutput;
     std::unique_ptr<char[]> _readBuffer;
     bool _needsPing = false;
     RunLoop::Timer _pingTimer;

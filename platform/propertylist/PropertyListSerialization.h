@@ -59,12 +59,10 @@ public:
     [[nodiscard]] static Result<PropertyList> parseOpenStep(QByteArrayView bytes,
                                                             quint64 perByte = memoryPerByte);
 
-    /// The XML document, byte for byte as the platform writes it, after `headroom` bytes whose
-    /// contents are the caller's to fill in (a frame header, which must not cost a copy).
-    /// Characters that XML cannot carry (lone surrogates) become U+FFFD. A value nested deeper
-    /// than maximumDepth raises a PlatformException, and so does a document of more than `limit`
-    /// bytes.
-    [[nodiscard]] static QByteArray xml(const PropertyList &value, qsizetype headroom = 0,
+    /// The XML document, byte for byte as the platform writes it. Characters that XML cannot carry
+    /// (lone surrogates) become U+FFFD. A value nested deeper than maximumDepth raises a
+    /// PlatformException, and so does a document of more than `limit` bytes.
+    [[nodiscard]] static QByteArray xml(const PropertyList &value,
                                         qsizetype limit = maximumXmlSize);
     /// The "bplist00" document. Same exception for nesting.
     [[nodiscard]] static QByteArray binary(const PropertyList &value);

@@ -14,7 +14,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
+#include <cstdlib>
 
 namespace clipmule {
 
@@ -104,6 +104,15 @@ constexpr qint64 referenceDay = 2'451'911; // 2001-01-01
 const double earliest = double((dayNumber(-outermostXmlYear, 1) - referenceDay) * secondsPerDay);
 const double latest =
     double((dayNumber(outermostXmlYear + 1, 1) - referenceDay) * secondsPerDay - 1);
+
+/// Decimal digits with zeros in front up to the width; the number is not negative.
+char *writePadded(char *out, int number, int width) {
+    for (int bound = 10, digits = 1; digits < width; bound *= 10, ++digits) {
+        if (number < bound)
+            *out++ = '0';
+    }
+    return std::to_chars(out, out + 10, number).ptr;
+}
 
 bool isDigit(char character) {
     return character >= '0' && character <= '9';
@@ -295,10 +304,23 @@ QByteArray xmlFromDate(Date date) {
     if (year < 0)
         ++year;
 
-    std::array<char, 40> text{};
-    const int size = std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02dZ", year,
-                                   month, day, second / 3600, second / 60 % 60, second % 60);
-    return QByteArray(text.data(), size);
+    // A sign, eight digits, and the form of dateFromXml().
+    std::array<char, 32> text;
+    char *at = text.data();
+    if (year < 0)
+        *at++ = '-';
+    at = writePadded(at, std::abs(year), year < 0 ? 3 : 4);
+    const std::array<std::pair<char, int>, 5> fields{{{'-', month},
+                                                      {'-', day},
+                                                      {'T', second / 3600},
+                                                      {':', second / 60 % 60},
+                                                      {':', second % 60}}};
+    for (const auto &[before, field] : fields) {
+        *at++ = before;
+        at = writePadded(at, field, 2);
+    }
+    *at++ = 'Z';
+    return QByteArray(text.data(), at - text.data());
 }
 
 } // namespace clipmule

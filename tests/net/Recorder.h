@@ -62,6 +62,17 @@ inline QByteArray objectFrame(const PropertyList &value) {
     return objectFrame(PropertyListSerialization::xml(value));
 }
 
+/// What is left of a frame, made at once.
+inline QByteArray bytesOf(OutputFrame frame) {
+    QByteArray bytes;
+    while (!frame.isAtEnd()) {
+        const QByteArrayView rest = frame.rest();
+        bytes.append(rest);
+        frame.advance(rest.size());
+    }
+    return bytes;
+}
+
 inline PropertyList text(const char *string) {
     return PropertyList(QString::fromUtf8(string));
 }
