@@ -9,7 +9,7 @@
 #include "model/ZRKClipmuleData.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/PlatformException.h"
-#include "platform/propertylist/PropertyListXml.h"
+#include "platform/propertylist/PropertyListXmlWriter.h"
 
 #include <utility>
 

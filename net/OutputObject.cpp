@@ -5,7 +5,7 @@
 
 #include "platform/foundation/PlatformException.h"
 #include "platform/propertylist/PropertyListSerialization.h"
-#include "platform/propertylist/PropertyListXml.h"
+#include "platform/propertylist/PropertyListXmlWriter.h"
 
 #include <limits>
 #include <optional>

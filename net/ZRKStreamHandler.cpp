@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 
 namespace clipmule {
 
@@ -81,7 +82,7 @@ ZRKStreamHandler::ZRKStreamHandler(Private, FileHandle connection, StreamPair st
     , _peerAddress(_fileHandle.isOpen() ? peerOfSocket(_fileHandle.descriptor()) : QString())
     , _inputStream(std::move(streams.input))
     , _outputStream(std::move(streams.output))
-    , _readBuffer(std::make_unique_for_overwrite<char[]>(readBufferSize))
+    , _readBuffer(std::make_unique_for_overwrite<char[]>(inputSize))
     , _pingInterval(randomPingInterval())
     , _warnings([this](int leftOut) {
         qCWarning(logNet).noquote()
@@ -177,8 +178,8 @@ void ZRKStreamHandler::releaseConnection() {
     _outputStream.reset();
     // The descriptor is closed last: the streams watch it.
     _fileHandle.close();
-    _inputData = QByteArray();
-    _inputOffset = 0;
+    _inputBegin = _inputEnd = 0;
+    _payload.reset();
     _outputFrame.reset();
     _outputObjects.clear();
     _readBuffer.reset();
@@ -220,19 +221,16 @@ void ZRKStreamHandler::readInput() {
     // The stream tells again as long as there is something to read.
     if (_nextInput.isPending())
         return;
-    const qsizetype size = _inputData.size();
-    qint64 count = 0;
-    // Inside a large frame the bytes go straight to their place.
-    if (_inputData.capacity() - size >= readBufferSize) {
-        _inputData.resize(size + readBufferSize);
-        count = _inputStream->read(_inputData.data() + size, readBufferSize);
-        _inputData.resize(size + std::max(count, qint64(0)));
-    } else {
-        count = _inputStream->read(_readBuffer.get(), readBufferSize);
-        if (count > 0)
-            _inputData.append(_readBuffer.get(), count);
+    // A part of a header, or what a callback's exception left.
+    if (_inputBegin > 0) {
+        std::memmove(_readBuffer.get(), unconsumed().data(), size_t(unconsumed().size()));
+        _inputEnd = unconsumed().size();
+        _inputBegin = 0;
     }
-    if (count > 0)
+    const qsizetype room = std::min(inputSize - _inputEnd, readBufferSize);
+    const qint64 count = room > 0 ? _inputStream->read(_readBuffer.get() + _inputEnd, room) : 0;
+    _inputEnd += std::max(count, qint64(0));
+    if (count > 0 || room == 0)
         processInput();
 }
 
@@ -241,44 +239,51 @@ void ZRKStreamHandler::processInput() {
     if (_processingInput)
         return;
     const QScopedValueRollback<bool> processing(_processingInput, true);
-    qsizetype expected = 0;
     bool handedOver = false;
-    while (_open && unconsumed().size() >= StreamFrame::kindSize) {
+    while (_open && unconsumed().size() >= (_payload ? 1 : StreamFrame::kindSize)) {
         if (handedOver) {
             _nextInput = RunLoop::current().performAfter(
                 RunLoop::Seconds(0), [this] { handle([this] { processInput(); }); });
             return;
         }
-        if (StreamFrame::readWord(unconsumed().data()) != StreamFrame::objectKind) {
+        if (!_payload && StreamFrame::readWord(unconsumed().data()) != StreamFrame::objectKind) {
             consume(StreamFrame::kindSize);
             continue;
         }
         post(ZRKStreamDidReceiveData);
         // An observer that closes the handler leaves nothing to look at.
-        const QByteArrayView input = unconsumed();
-        if (input.size() < StreamFrame::headerSize)
+        if (!_open || (!_payload && !beginPayload()))
             break;
-        const quint32 length = StreamFrame::readWord(input.data() + StreamFrame::kindSize);
-        if (length > largestPayload) {
-            qCWarning(logNet).noquote() << QStringLiteral("FRAME TOO LARGE %1").arg(length);
-            callCopyOf(onRefuseInput, *this,
-                       RefusedInput{.size = length, .limit = largestPayload, .error = {}});
-            _closeReason = "a frame is too large";
-            close();
-            return;
-        }
-        if (input.size() - StreamFrame::headerSize < qsizetype(length)) {
-            expected = StreamFrame::headerSize + qsizetype(length);
+        const QByteArrayView part =
+            unconsumed().first(std::min(unconsumed().size(), _payload->missing()));
+        _payload->take(part);
+        consume(part.size());
+        if (_payload->missing() > 0)
             break;
-        }
-        receivePayload(input.sliced(StreamFrame::headerSize, length));
+        receivePayload();
         handedOver = true;
     }
-    if (!_open)
-        return;
-    compactInput(expected);
-    if (_ending)
+    if (_open && _ending)
         close();
+}
+
+// False when the header is not there as a whole, or not accepted.
+bool ZRKStreamHandler::beginPayload() {
+    const QByteArrayView input = unconsumed();
+    if (input.size() < StreamFrame::headerSize)
+        return false;
+    const quint32 length = StreamFrame::readWord(input.data() + StreamFrame::kindSize);
+    if (length > largestPayload) {
+        qCWarning(logNet).noquote() << QStringLiteral("FRAME TOO LARGE %1").arg(length);
+        callCopyOf(onRefuseInput, *this,
+                   RefusedInput{.size = length, .limit = largestPayload, .error = {}});
+        _closeReason = "a frame is too large";
+        close();
+        return false;
+    }
+    consume(StreamFrame::headerSize);
+    _payload = std::make_unique<PropertyListReader>(length);
+    return true;
 }
 
 // May also be called from inside a callback that one of the frames was handed to.
@@ -289,18 +294,15 @@ void ZRKStreamHandler::closeAfterInput() {
         close();
 }
 
-void ZRKStreamHandler::receivePayload(QByteArrayView payload) {
-    // Consumed once it is decoded, and whatever happens: the owner finds the buffer in order and
-    // the memory of a large frame is free again before it works on the object.
-    auto consumed =
-        qScopeGuard([this, length = payload.size()] { consume(StreamFrame::headerSize + length); });
+void ZRKStreamHandler::receivePayload() {
+    // Let go of whatever happens: the owner finds the memory of a large frame free again.
+    auto payload = std::exchange(_payload, nullptr);
     if (!onReceiveObject)
         return;
     try {
-        const qsizetype size = payload.size();
-        const auto parsed = PropertyListSerialization::parse(payload);
-        consumed.dismiss();
-        consume(StreamFrame::headerSize + payload.size());
+        const qsizetype size = payload->size();
+        const auto parsed = payload->finish();
+        payload.reset();
         if (parsed) {
             qCDebug(logNet).noquote()
                 << QStringLiteral("%1: received %2 bytes, %3")
@@ -317,28 +319,13 @@ void ZRKStreamHandler::receivePayload(QByteArrayView payload) {
 }
 
 QByteArrayView ZRKStreamHandler::unconsumed() const {
-    return QByteArrayView(_inputData).sliced(_inputOffset);
+    return QByteArrayView(_readBuffer.get() + _inputBegin, _inputEnd - _inputBegin);
 }
 
 void ZRKStreamHandler::consume(qsizetype count) {
-    _inputOffset += count;
-    if (_inputOffset < _inputData.size())
-        return;
-    _inputData = QByteArray();
-    _inputOffset = 0;
-}
-
-// What is left of one read at most is moved, and room is reserved, not touched, for the rest of a
-// frame that does not fit in one read.
-void ZRKStreamHandler::compactInput(qsizetype expected) {
-    const qsizetype wanted = expected > readBufferSize ? expected + readBufferSize : 0;
-    if (_inputOffset == 0 && _inputData.capacity() >= wanted)
-        return;
-    QByteArray compacted;
-    compacted.reserve(std::max(wanted, unconsumed().size()));
-    compacted.append(unconsumed());
-    _inputData = std::move(compacted);
-    _inputOffset = 0;
+    _inputBegin += count;
+    if (_inputBegin == _inputEnd)
+        _inputBegin = _inputEnd = 0;
 }
 
 void ZRKStreamHandler::sendOutput() {

@@ -14,9 +14,11 @@
 
 namespace clipmule {
 
+class PropertyListReader;
+
 /// Carries property lists both ways over one connection to a peer: cuts what arrives into frames,
-/// decodes them and hands them to its owner; queues what is to be sent and writes it as frames;
-/// keeps an idle connection alive with pings.
+/// decodes them as they come and hands them to its owner; queues what is to be sent and writes it
+/// as frames; keeps an idle connection alive with pings.
 ///
 /// Hands over one object a turn of the run loop, so that a peer that sends many at once holds
 /// nothing else up; meanwhile nothing more is read from it.
@@ -108,10 +110,10 @@ private:
     void readInput();
     void processInput();
     void closeAfterInput();
-    void receivePayload(QByteArrayView payload);
+    [[nodiscard]] bool beginPayload();
+    void receivePayload();
     [[nodiscard]] QByteArrayView unconsumed() const;
     void consume(qsizetype count);
-    void compactInput(qsizetype expected);
     void sendOutput();
     void writePing();
     [[nodiscard]] bool beginFrame();
@@ -125,9 +127,14 @@ private:
     QString _peerAddress;
     std::unique_ptr<InputStream> _inputStream;
     std::unique_ptr<OutputStream> _outputStream;
-    // The bytes received; consumed up to the offset.
-    QByteArray _inputData;
-    qsizetype _inputOffset = 0;
+    // What was read, with room for one read behind a part of a header; consumed up to the
+    // beginning.
+    static constexpr qsizetype inputSize = readBufferSize + StreamFrame::headerSize;
+    std::unique_ptr<char[]> _readBuffer;
+    qsizetype _inputBegin = 0;
+    qsizetype _inputEnd = 0;
+    // The payload that is arriving; null between frames.
+    std::unique_ptr<PropertyListReader> _payload;
     bool _open = true;
     bool _established = false;
     std::deque<OutputObject> _outputObjects;
@@ -135,7 +142,6 @@ private:
     std::optional<OutputFrame> _outputFrame;
     // Set while what else is to be written waits for the next turn.
     RunLoop::Timer _nextOutput;
-    std::unique_ptr<char[]> _readBuffer;
     bool _needsPing = false;
     RunLoop::Timer _pingTimer;
     RunLoop::Seconds _pingInterval;

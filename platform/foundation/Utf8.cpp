@@ -228,6 +228,18 @@ char16_t *decodeUtf8(char16_t *out, QByteArrayView bytes, const Utf8Kernel *kern
     return out;
 }
 
+qsizetype incompleteUtf8Tail(QByteArrayView bytes) {
+    constexpr qsizetype most = 3;
+    for (qsizetype count = 1; count <= std::min(most, bytes.size()); ++count) {
+        const auto byte = quint8(bytes[bytes.size() - count]);
+        if (byte >= 0xc0)
+            return count < (byte >= 0xf0 ? 4 : byte >= 0xe0 ? 3 : 2) ? count : 0;
+        if (byte < 0x80)
+            return 0;
+    }
+    return 0;
+}
+
 qsizetype escapedUtf8Size(QStringView text, const Utf8Kernel *kernel) {
     const char16_t *in = text.utf16();
     const char16_t *const end = in + text.size();

@@ -36,6 +36,9 @@ struct Utf8Kernel {
 [[nodiscard]] char16_t *decodeUtf8(char16_t *out, QByteArrayView bytes,
                                    const Utf8Kernel *kernel = utf8VectorKernel());
 
+/// How many bytes at the end begin a character whose other bytes are still to come.
+[[nodiscard]] qsizetype incompleteUtf8Tail(QByteArrayView bytes);
+
 /// The bytes that escapeAsUtf8() writes for this text.
 [[nodiscard]] qsizetype escapedUtf8Size(QStringView text,
                                         const Utf8Kernel *kernel = utf8VectorKernel());

@@ -82,34 +82,6 @@ void scalarRuns(Decoding &decoding) {
     decoding.out = out;
 }
 
-enum class Group { Decoded, Missing, Refused };
-
-/// One group of four, whatever stands between them.
-Group decodeGroup(Decoding &decoding) {
-    quint32 bits = 0;
-    int count = 0;
-    int padding = 0;
-    while (decoding.in < decoding.end) {
-        const unsigned char character = *decoding.in++;
-        if (character >= 0x80)
-            return Group::Refused;
-        const bool isPadding = character == '=';
-        if (digits[character] == noDigit && !isPadding)
-            continue;
-        padding = isPadding ? padding + 1 : 0;
-        bits = bits << 6 | (isPadding ? 0 : digits[character]);
-        if (++count < 4)
-            continue;
-        *decoding.out++ = char(bits >> 16);
-        if (padding < 2)
-            *decoding.out++ = char(bits >> 8);
-        if (padding < 1)
-            *decoding.out++ = char(bits);
-        return Group::Decoded;
-    }
-    return Group::Missing;
-}
-
 } // namespace
 
 #ifndef CLIPMULE_BASE64_VECTORS
@@ -139,24 +111,45 @@ char *encode(char *out, QByteArrayView bytes, Lines lines, Engine engine) {
     return encoding.out;
 }
 
-std::optional<qsizetype> decode(char *out, QByteArrayView text, Engine engine) {
-    const Kernel *kernel = engine == Engine::Fastest ? vectorKernel() : nullptr;
+Decoder::Decoder(Engine engine)
+    : _kernel(engine == Engine::Fastest ? vectorKernel() : nullptr) {}
+
+std::optional<qsizetype> Decoder::decode(char *out, QByteArrayView text) {
     const auto *in = reinterpret_cast<const unsigned char *>(text.data());
     Decoding decoding{in, in + text.size(), out};
     for (;;) {
-        if (kernel)
-            kernel->decodeRuns(decoding);
-        else
-            scalarRuns(decoding);
-        switch (decodeGroup(decoding)) {
-        case Group::Decoded:
-            break;
-        case Group::Missing:
-            return decoding.out - out;
-        case Group::Refused:
-            return std::nullopt;
+        if (_count == 0) {
+            if (_kernel)
+                _kernel->decodeRuns(decoding);
+            else
+                scalarRuns(decoding);
         }
+        // A character of a group of four, whatever stands between them.
+        if (decoding.in == decoding.end)
+            return decoding.out - out;
+        const unsigned char character = *decoding.in++;
+        if (character >= 0x80)
+            return std::nullopt;
+        const bool isPadding = character == '=';
+        if (digits[character] == noDigit && !isPadding)
+            continue;
+        _padding = isPadding ? _padding + 1 : 0;
+        _bits = _bits << 6 | (isPadding ? 0 : digits[character]);
+        if (++_count < 4)
+            continue;
+        *decoding.out++ = char(_bits >> 16);
+        if (_padding < 2)
+            *decoding.out++ = char(_bits >> 8);
+        if (_padding < 1)
+            *decoding.out++ = char(_bits);
+        _bits = 0;
+        _count = 0;
+        _padding = 0;
     }
+}
+
+std::optional<qsizetype> decode(char *out, QByteArrayView text, Engine engine) {
+    return Decoder(engine).decode(out, text);
 }
 
 } // namespace clipmule::Base64

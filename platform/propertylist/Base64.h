@@ -35,8 +35,27 @@ char *encode(char *out, QByteArrayView bytes, Lines lines, Engine engine = Engin
 
 /// Decodes as the platform does: ASCII characters outside the alphabet are skipped, wherever they
 /// stand; a group of four that ends in one or two '=' gives two bytes or one, and more groups may
-/// follow; an incomplete last group is dropped. Returns the number of bytes written into a buffer
-/// that has room for decodedBound(); nothing when there is a character above U+007F.
+/// follow; an incomplete last group is dropped. The text may come in pieces.
+class Decoder {
+public:
+    explicit Decoder(Engine engine = Engine::Fastest);
+
+    /// Room that decode() needs for a piece of so many characters.
+    [[nodiscard]] static constexpr qsizetype bound(qsizetype size) {
+        return decodedBound(size) + 3;
+    }
+    /// Returns the number of bytes written; nothing when there is a character above U+007F.
+    [[nodiscard]] std::optional<qsizetype> decode(char *out, QByteArrayView text);
+
+private:
+    const struct Kernel *_kernel;
+    // What is there of a group.
+    quint32 _bits = 0;
+    int _count = 0;
+    int _padding = 0;
+};
+
+/// Decodes a whole text into a buffer that has room for decodedBound().
 [[nodiscard]] std::optional<qsizetype> decode(char *out, QByteArrayView text,
                                               Engine engine = Engine::Fastest);
 

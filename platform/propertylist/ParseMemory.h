@@ -44,6 +44,9 @@ public:
             refuse(QStringLiteral("too many values for the size"));
         _left -= bytes;
     }
+    [[nodiscard]] bool hasForData(quint64 bytes) const {
+        return bytes == 0 || head + bytes <= _left;
+    }
     void spendText(quint64 units) { spendData(units * sizeof(char16_t)); }
     void spendData(quint64 bytes) {
         if (bytes > 0)

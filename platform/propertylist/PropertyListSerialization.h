@@ -8,7 +8,13 @@
 
 #include <QByteArrayView>
 
+#include <memory>
+#include <optional>
+
 namespace clipmule {
+
+class ParseMemory;
+class XmlReader;
 
 /// Property lists as bytes: the XML, binary and OpenStep forms.
 ///
@@ -66,6 +72,39 @@ public:
                                         qsizetype limit = maximumXmlSize);
     /// The "bplist00" document. Same exception for nesting.
     [[nodiscard]] static QByteArray binary(const PropertyList &value);
+};
+
+/// Reads one property list of any form, whose bytes come in any pieces: the result is that of
+/// PropertyListSerialization::parse() for all of them. XML as the platform writes it, which is all
+/// that large messages are, is read as it comes and not kept; of the other forms the bytes are
+/// collected. What was announced and does not come takes no memory.
+class PropertyListReader {
+public:
+    /// For a list of so many bytes.
+    explicit PropertyListReader(qsizetype size);
+    ~PropertyListReader();
+    Q_DISABLE_COPY_MOVE(PropertyListReader)
+
+    [[nodiscard]] qsizetype size() const { return _size; }
+    [[nodiscard]] qsizetype missing() const { return _missing; }
+    /// At most as many as are missing.
+    void take(QByteArrayView bytes);
+    /// Once, when none is missing.
+    [[nodiscard]] Result<PropertyList> finish();
+
+private:
+    void read(QByteArrayView bytes);
+
+    qsizetype _size;
+    qsizetype _missing;
+    // Those that came and are still to be read, and how many it takes to try again.
+    QByteArray _kept;
+    qsizetype _enough = 0;
+    // Whether they are read as they come, as soon as that is known.
+    std::optional<bool> _isPlainXml;
+    std::unique_ptr<ParseMemory> _memory;
+    std::unique_ptr<XmlReader> _reader;
+    std::optional<QString> _refused;
 };
 
 } // namespace clipmule

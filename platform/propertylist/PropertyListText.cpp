@@ -15,6 +15,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 
 namespace clipmule {
 
@@ -136,6 +137,44 @@ QByteArray utf8FromXml(QByteArrayView bytes, ParseMemory &memory) {
     if (bytes.size() >= 2 && bytes[1] == '\0')
         return asUtf8(fromUtf16(bytes, QStringDecoder::Utf16LE), memory);
     return fromDeclared(bytes, declaredEncoding(bytes).toByteArray().toLower(), memory);
+}
+
+std::optional<bool> isPlainXml(QByteArrayView beginning) {
+    constexpr QByteArrayView declaration = "<?xml";
+    // What is no digit behind the "<" makes it data of no other form.
+    if (beginning.size() >= 2 &&
+        (beginning[0] != '<' ||
+         (beginning[1] != '?' && beginning[1] != '!' && beginning[1] != 'p')))
+        return false;
+    if (beginning.size() < declaration.size())
+        return std::nullopt;
+    if (!beginning.startsWith(declaration))
+        return true;
+    if (beginning.indexOf("?>") < 0)
+        return std::nullopt;
+    const QByteArray name = declaredEncoding(beginning).toByteArray().toLower();
+    return name.isEmpty() || name == "utf-8" || name == "utf8";
+}
+
+qsizetype lineFeeds(std::string_view text) {
+    // Sums of one byte a lane, which overflow after 255 blocks.
+    using Block = quint8 __attribute__((vector_size(16)));
+    constexpr size_t mostBlocks = 255;
+    const Block lineFeed = Block{} + quint8('\n');
+    qsizetype count = 0;
+    while (text.size() >= sizeof(Block)) {
+        Block sums{};
+        for (size_t blocks = std::min(text.size() / sizeof(Block), mostBlocks); blocks > 0;
+             --blocks) {
+            Block block;
+            std::memcpy(&block, text.data(), sizeof block);
+            sums -= Block(block == lineFeed);
+            text.remove_prefix(sizeof block);
+        }
+        for (size_t lane = 0; lane < sizeof sums; ++lane)
+            count += sums[lane];
+    }
+    return count + std::count(text.begin(), text.end(), '\n');
 }
 
 char16_t characterFromNextStep(quint8 byte) {

@@ -20,9 +20,16 @@ class ParseMemory;
 /// that are said to be UTF-8 are not looked at here.
 [[nodiscard]] QByteArray utf8FromXml(QByteArrayView bytes, ParseMemory &memory);
 
+/// Whether bytes that begin so are an XML property list that utf8FromXml() gives back as it is, and
+/// none of another form; nothing when that takes more of them to tell.
+[[nodiscard]] std::optional<bool> isPlainXml(QByteArrayView beginning);
+
 /// The character of a byte in the NeXTSTEP 8-bit set, which old text property lists and old font
 /// archives still use. ASCII below 80; U+FFFD for FE and FF, which are not assigned.
 [[nodiscard]] char16_t characterFromNextStep(quint8 byte);
+
+/// How many line feeds there are.
+[[nodiscard]] qsizetype lineFeeds(std::string_view text);
 
 /// White space between the elements of XML.
 [[nodiscard]] inline bool isBlank(char character) {

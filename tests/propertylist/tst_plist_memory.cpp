@@ -217,6 +217,56 @@ private Q_SLOTS:
         QVERIFY2(bool(parsed) == isRead, qPrintable(kit::reasonOf(parsed)));
     }
 
+    // Whatever a peer announces, only what it sends takes memory.
+    void whatIsAnnouncedTakesNone_data() {
+        QTest::addColumn<QByteArray>("beginning");
+        QTest::addColumn<qint64>("most");
+        const QByteArray half(1 << 20, 'A');
+        QTest::newRow("nothing") << QByteArray() << qint64(4096);
+        QTest::newRow("a tag") << xml("<array>").chopped(8) << qint64(65'536);
+        QTest::newRow("a string") << "<plist><string>" + half << qint64(5 << 20);
+        QTest::newRow("data") << "<plist><data>" + half << qint64(3 << 20);
+        QTest::newRow("an endless tag") << "<plist><" + half << qint64(4 << 20);
+        QTest::newRow("refused") << "<plist>x" + half << qint64(65'536);
+    }
+    void whatIsAnnouncedTakesNone() {
+        QFETCH(QByteArray, beginning);
+        QFETCH(qint64, most);
+        const qint64 before = allocated;
+        peak = before;
+        {
+            PropertyListReader reader(64 << 20);
+            for (qsizetype at = 0; at < beginning.size(); at += 4096)
+                reader.take(QByteArrayView(beginning).sliced(at).first(
+                    std::min<qsizetype>(4096, beginning.size() - at)));
+            QVERIFY2(peak - before <= most, qPrintable(QString::number(peak - before)));
+        }
+        QCOMPARE(allocated, before);
+    }
+
+    // A large message is never there as a whole beside its value.
+    void readsALargeMessageWithinTheMemoryOfItsValue_data() {
+        QTest::addColumn<QByteArray>("message");
+        QTest::addColumn<qint64>("most");
+        QTest::newRow("data") << xml(repeated("<data>", "QUJD", "</data>"))
+                              << qint64(large) * 2 + (1 << 20);
+        QTest::newRow("a string") << xml(repeated("<string>", "x", "</string>"))
+                                  << qint64(large) * 2 * 2 + (4 << 20);
+    }
+    void readsALargeMessageWithinTheMemoryOfItsValue() {
+        QFETCH(QByteArray, message);
+        QFETCH(qint64, most);
+        const qint64 before = allocated;
+        peak = before;
+        PropertyListReader reader(message.size());
+        for (qsizetype at = 0; at < message.size(); at += 65'536)
+            reader.take(QByteArrayView(message).sliced(at).first(
+                std::min<qsizetype>(65'536, message.size() - at)));
+        const auto read = reader.finish();
+        QVERIFY2(peak - before <= most, qPrintable(QString::number(peak - before)));
+        QVERIFY(*read == *Serialization::parse(message));
+    }
+
     void smallListsOfAnyShapeAreRead() {
         for (const QByteArray &message :
              {references(100'000, "\x09"), smallObjects(50'000),
