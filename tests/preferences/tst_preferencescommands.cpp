@@ -203,26 +203,6 @@ private Q_SLOTS:
         QCOMPARE(_complaints, QStringList{complaint});
     }
 
-    void aProgramOnThisComputerIsLookedForThere() {
-        start({QStringLiteral("pair"), QStringLiteral("local/Anna")});
-        _runLoop.advance(1.1);
-        QCOMPARE(_printed, QStringList{QStringLiteral("paired local/Anna as Anna")});
-        QCOMPARE(_complaints, QStringList{QStringLiteral(
-                                  "no phone on this computer is called local/Anna now; it "
-                                  "connects when it is there")});
-    }
-
-    void aProgramOnThisComputerHasNoAddress() {
-        start({QStringLiteral("pair"), QStringLiteral("local/Anna"), QStringLiteral("--address"),
-               QStringLiteral("host:80")});
-        _runLoop.advance(1.1);
-        QCOMPARE(_status, 1);
-        QCOMPARE(_complaints,
-                 QStringList{QStringLiteral(
-                     "local/Anna is a program on this computer, which has no address")});
-        QCOMPARE(_printed, QStringList());
-    }
-
     void onlySoManyPhonesArePaired_data() {
         QTest::addColumn<qsizetype>("count");
         QTest::addColumn<bool>("fits");
