@@ -7,6 +7,7 @@
 #include "support/ZRKUserDefaults.h"
 #include "tests/kit/AllocatedBytes.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/TestCase.h"
 #include "tests/ui/FakeStatusBar.h"
 #include "ui/SyncStatusSource.h"
@@ -83,6 +84,7 @@ class StatusControllerTest final : public kit::TestCase {
 
     void begin() override {
         ZRKUserDefaults::Environment environment;
+        environment.database = &_database;
         environment.bundles = std::make_shared<const ZRKUserDefaults::Bundles>(
             ZRKUserDefaults::Bundles{Bundle(u"/none"_qs), Bundle(u"/none"_qs), {}, {}});
         _settings = ZRKUserDefaults::initWithIdentifier(u"shared"_qs, environment);
@@ -594,6 +596,7 @@ private:
 
     kit::ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
+    kit::MemoryPreferencesDatabase _database;
     std::shared_ptr<ZRKUserDefaults> _settings;
     std::optional<FakeSource> _source;
     std::optional<FakeStatusBar> _bar;
