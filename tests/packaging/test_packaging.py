@@ -298,6 +298,41 @@ class Installation(unittest.TestCase):
                 self.assertEqual(options(told.stdout), documented)
 
 
+class TranslatedPages(unittest.TestCase):
+    """Manual pages in other languages, beside the English one: what is said where, and of what."""
+
+    PAGES = ("clipmule-sync", "clipmule-preferences")
+
+    def page(self, name, language=""):
+        with open(os.path.join(SOURCES, "packaging/man", language, name + ".1"), encoding="utf-8") as file:
+            return file.read()
+
+    def parts(self, text):
+        """Sections and paragraphs in order, each with the options and files that it names."""
+        found = []
+        for part in re.split(r"^(?=\.(?:SH|TP|PP)\b)", text.replace("\\-", "-"), flags=re.MULTILINE)[1:]:
+            named = options(part) | set(re.findall(r"[A-Z]+(?:_[A-Z]+)+|SIG(?:TERM|INT)|~?/[a-z.]+|\b[0-9]\b", part))
+            found.append((part[1:3], sorted(named)))
+        return found
+
+    def test_they_say_the_same_as_the_english_ones(self):
+        for language in ("de", "ja"):
+            for name in self.PAGES:
+                with self.subTest(f"{language} {name}"):
+                    text, english = self.page(name, language), self.page(name)
+                    self.assertEqual(self.parts(text), self.parts(english))
+                    date = r"(?m)^\.TH (\S+) 1 (\S+) "
+                    self.assertEqual(re.search(date, text).groups(), re.search(date, english).groups())
+
+    def test_they_are_well_formed(self):
+        for language in ("de", "ja"):
+            for name in self.PAGES:
+                # Japanese has its own rules where a line may break.
+                done = run("groff", "-man", f"-m{language}", "-ww", "-z", "-Tutf8", "-K", "utf8",
+                           os.path.join(SOURCES, "packaging/man", language, name + ".1"))
+                self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+
 class InstallPreset(unittest.TestCase):
     """The flags of the preset "install", on a small program."""
 
