@@ -208,6 +208,8 @@ class Double:
         self.heard = queue.Queue()
         self.hellos = queue.Queue()
         self.requests = []
+        # Paths that are refused the next time.
+        self.missing = []
         self.loop = asyncio.new_event_loop()
         self.server = None
         self.thread = threading.Thread(target=self.loop.run_forever, daemon=True)
@@ -249,6 +251,9 @@ class Double:
         if path == "/socket":
             return None
         self.requests.append(path)
+        if path in self.missing:
+            self.missing.remove(path)
+            return http.HTTPStatus.SERVICE_UNAVAILABLE, HEADERS, b""
         name = "index.html" if path == "/" else path[1:]
         file = SEALING if name == SEALING.name else PAGE / name
         if "/" in name or not file.is_file():

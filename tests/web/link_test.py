@@ -69,6 +69,19 @@ class PairingTest(PageTest):
         self.wait_for_state("desk-connected")
         self.assertEqual(self.run_script("return location.href"), self.program.origin)
 
+    def test_a_part_of_the_page_that_did_not_come(self):
+        for part in ("/card.js", "/texts-ja.js", "/page.css", "/worker.js", "/connection.js"):
+            with self.subTest(part):
+                self.page.get("about:blank")
+                self.program.browsers.clear()
+                self.program.stop()
+                self.program.port = 0
+                self.program.start()
+                self.program.missing = [part]
+                self.page.get(self.program.link())
+                self.program.hear("pair")
+                self.wait_for_state("desk-connected")
+
     def test_a_spent_code(self):
         link = self.program.link()
         self.program.codes.clear()

@@ -55,10 +55,9 @@ def clip(number, text, **more):
             "length": len(text.encode("utf-16-le")) // 2, **more}
 
 
-class PageTest(unittest.TestCase):
+class BrowserTest(unittest.TestCase):
     """One browser serves all tests of a class: each program has a port of its own, so that nothing
     that one test leaves in the browser is another's."""
-    tls = None
     options = {}
     page = None
 
@@ -70,18 +69,6 @@ class PageTest(unittest.TestCase):
         cls.page = open_browser(folder.name, **cls.options)
         cls.addClassCleanup(cls.page.quit)
 
-    def setUp(self):
-        self.folder = pathlib.Path(self.make_folder())
-        self.program = double.Double(ADDRESS, self.tls)
-        self.addCleanup(self.program.end)
-        self.program.start()
-        self.addCleanup(self.leave)
-
-    def make_folder(self):
-        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
-        self.addCleanup(folder.cleanup)
-        return folder.name
-
     def leave(self):
         """Only one window, and nothing in it."""
         for window in self.page.window_handles[1:]:
@@ -89,12 +76,6 @@ class PageTest(unittest.TestCase):
             self.page.close()
         self.page.switch_to.window(self.page.window_handles[0])
         self.page.get("about:blank")
-
-    def pair(self):
-        """A browser that the program knows, and that shows it."""
-        self.page.get(self.program.link())
-        self.wait_for_state("desk-" + self.program.desk)
-        self.program.hear("pair")
 
     def run_script(self, script, *arguments, page=None):
         return (page or self.page).execute_script(script, *arguments)
@@ -172,6 +153,26 @@ class PageTest(unittest.TestCase):
         """How many things are kept to be sent."""
         return self.run_module("const {outboxStore} = await import('/store.js');"
                                "return (await outboxStore.all()).length;")
+
+
+class PageTest(BrowserTest):
+    """Beside the double."""
+    tls = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.program = double.Double(ADDRESS, self.tls)
+        self.addCleanup(self.program.end)
+        self.program.start()
+        self.addCleanup(self.leave)
+
+    def pair(self):
+        """A browser that the program knows, and that shows it."""
+        self.page.get(self.program.link())
+        self.wait_for_state("desk-" + self.program.desk)
+        self.program.hear("pair")
 
     def next_hello(self):
         """Kind and id of the next connection's first message."""

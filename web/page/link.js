@@ -76,8 +76,7 @@ export class Link {
      */
     constructor(about) {
         this.about = about;
-        this.#worker = new Worker(scriptUrl('worker.js'), {type: 'module'});
-        this.#worker.onmessage = ({data}) => this.#hear(data);
+        this.#startWorker();
         addEventListener('online', () => this.wake());
         addEventListener('offline', () => this.#drop());
         addEventListener('pageshow', () => this.wake());
@@ -158,6 +157,17 @@ export class Link {
     forget() {
         this.say({is: 'forget'});
         this.#stop('none');
+    }
+
+    #startWorker() {
+        this.#worker = new Worker(scriptUrl('worker.js'), {type: 'module'});
+        this.#worker.onmessage = ({data}) => this.#hear(data);
+        // A part of it did not come, or it failed: whatever it was, there is no connection any more.
+        this.#worker.onerror = () => {
+            this.#worker.terminate();
+            this.#startWorker();
+            this.#drop();
+        };
     }
 
     #begin() {

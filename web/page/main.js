@@ -31,6 +31,7 @@ function suggestedName() {
 }
 
 translatePage();
+document.documentElement.dataset.started = 'yes';
 
 const link = new Link({
     url: `${location.protocol === 'https:' ? 'wss' : 'ws'}://${location.host}/socket`,

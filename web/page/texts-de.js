@@ -4,6 +4,7 @@
 export const texts = {
     menu: 'Einstellungen',
     clips: 'Am Computer kopiert',
+    compose: 'Zum Computer',
     outbox: 'Unterwegs zum Computer',
     attached: 'Bilder zum Senden',
     box: 'Schreiben, einfügen',

@@ -4,6 +4,7 @@
 export const texts = {
     menu: 'Settings',
     clips: 'Copied on the computer',
+    compose: 'To the computer',
     outbox: 'On the way to the computer',
     attached: 'Pictures to send',
     box: 'Write or paste',

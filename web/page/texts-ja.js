@@ -4,6 +4,7 @@
 export const texts = {
     menu: '設定',
     clips: 'コンピュータでコピーしたもの',
+    compose: 'コンピュータへ',
     outbox: 'コンピュータへ送信中',
     attached: '送信する画像',
     box: '入力またはペースト',

@@ -3,15 +3,23 @@
 
 /** What the page says, in the reader's language. Each language is a module of its own. */
 
+import {texts as de} from './texts-de.js';
+import {texts as en} from './texts-en.js';
+import {texts as ja} from './texts-ja.js';
+
 /** The first is for everybody else. */
-const LANGUAGES = ['en', 'de', 'ja'];
+const LANGUAGES = {
+    en,
+    de,
+    ja
+};
 
 export const language = (navigator.languages ?? [])
                             .map(tag => tag.slice(0, 2).toLowerCase())
-                            .find(tag => LANGUAGES.includes(tag)) ??
-    LANGUAGES[0];
+                            .find(tag => Object.hasOwn(LANGUAGES, tag)) ??
+    'en';
 
-const {texts} = await import(`./texts-${language}.js`);
+const texts = LANGUAGES[language];
 
 const ages = new Intl.RelativeTimeFormat(language, {numeric: 'auto', style: 'short'});
 const days = new Intl.DateTimeFormat(language, {dateStyle: 'medium', timeStyle: 'short'});

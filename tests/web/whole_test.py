@@ -1,0 +1,224 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+# SPDX-License-Identifier: MIT
+"""The whole way: the real agent, the real clipmule-web, and real browsers. Browser and agent share one
+display, so its clipboard is the computer's and the phone's; what counts is which of them put it there.
+
+Runs inside scripts/private-desktop --network; CLIPMULE_BIN says where the programs are.
+"""
+
+import itertools
+import json
+import pathlib
+import re
+import subprocess
+import sys
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "desktop"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+from pagetest import ADDRESS, BROWSER, BrowserTest, main, open_browser, until  # noqa: E402
+from page_test import EXIF, look_at, picture  # noqa: E402
+from agent_test import BIN, AgentTest  # noqa: E402
+from programs import clipboard, copy  # noqa: E402
+
+# What the terminal shows: two rows of modules a line, black on white.
+HALVES = {" ": (0, 0), "▀": (1, 0), "▄": (0, 1), "█": (1, 1)}
+
+
+def read_code(lines):
+    """The text of the QR code that these lines of a terminal show, from a picture of them."""
+    rows = []
+    for line in lines:
+        halves = [HALVES[sign] for sign in re.sub(r"\x1b\[[0-9;]*m", "", line)]
+        rows += [" ".join(str(half[row]) for half in halves) for row in (0, 1)]
+    bitmap = f"P1\n{len(rows[0].split())} {len(rows)}\n" + "\n".join(rows) + "\n"
+    png = subprocess.run(["convert", "pbm:-", "-scale", "600%", "png:-"], input=bitmap.encode(),
+                         capture_output=True, check=True).stdout
+    return subprocess.run(["zbarimg", "-q", "--raw", "png:-"], input=png, capture_output=True,
+                          check=True).stdout.decode().strip()
+
+
+class WholeTest(BrowserTest, AgentTest):
+    def setUp(self):
+        AgentTest.setUp(self)
+        self.addCleanup(self.leave)
+        self.start_agent()
+        self.port = 0
+        self.code = self.start_web()
+
+    def start_web(self, *options):
+        """Serves; returns the link of its code as a camera reads it."""
+        self.web = self.start("clipmule-web", BIN / "clipmule-web", "--port", self.port, "--address", ADDRESS,
+                              "--data", self.folder / "page", *options)
+        return self.wait_for_code()
+
+    def wait_for_code(self):
+        shown = []
+
+        def take(line):
+            if line.startswith("http"):
+                return line
+            if line.startswith("\x1b"):
+                shown.append(line)
+            return None
+        printed = self.web.wait_for("code", take)
+        link = read_code(shown)
+        self.assertEqual(link, printed)
+        self.port = int(re.search(r":(\d+)/#", link)[1])
+        return link
+
+    def ask_web(self, *words):
+        return subprocess.run([BIN / "clipmule-web", "--data", self.folder / "page", *words],
+                              capture_output=True, text=True, check=True).stdout
+
+    def pair(self):
+        """A page whose phone the agent is connected to."""
+        self.page.get(self.code)
+        name = self.web.wait_for("pairing", lambda line: line.removeprefix("Paired: ")
+                                 if line.startswith("Paired: ") else None)
+        self.preferences("pair", f"local/{name}", "--wait", "0")
+        self.wait_for_state("desk-connected")
+        # Connected is not yet followed: the agent looks for what is copied a moment later.
+        number = itertools.count()
+        self.until("first clip", lambda: copy("UTF8_STRING", f"ready {next(number)}".encode())
+                   or self.shown("#clips .text"))
+        return name
+
+    def wait_for_texts(self, *texts, page=None):
+        """These are the newest."""
+        self.until(f"clips {texts}", lambda: self.shown("#clips .text", page)[:len(texts)] == list(texts))
+
+    def assert_sent(self):
+        self.until("word", lambda: any("has it" in text for text in self.shown("#outbox .status")))
+
+    def test_both_ways(self):
+        self.pair()
+        first = "Zeile — 日本語 \U0001f434\n<b>zwei</b>"
+        copy("UTF8_STRING", first.encode())
+        self.wait_for_texts(first)
+        copy("text/uri-list", b"https://example.org/a?b=c")
+        self.until("link", lambda: self.button("Open", "#clips"))
+        self.assertEqual(self.find("#clips a").get_attribute("href"), "https://example.org/a?b=c")
+        self.tap("#clips li:nth-child(2) .primary")
+        self.assert_on_clipboard(first)
+        self.write("typed on the phone")
+        self.tap("#send")
+        self.assert_on_clipboard("typed on the phone")
+        self.assert_sent()
+
+    def test_pictures_both_ways(self):
+        self.pair()
+        content = picture("300x200")
+        copy("image/png", content)
+        self.until("picture", lambda: self.run_script(
+            "return document.querySelector('#clips img')?.naturalWidth") == 300)
+        self.write("")
+        self.press("v")
+        self.until("ready", lambda: self.all("#attached li") and self.find("#send").is_displayed()
+                   and self.find("#send").is_enabled())
+        copy("UTF8_STRING", b"something else")
+        self.tap("#send")
+        until("picture on the clipboard", lambda: look_at(clipboard("image/png"), "%w %h") == "300 200")
+        photo = self.folder / "photo.jpg"
+        plain = picture("4000x3000", "jpeg")
+        photo.write_bytes(plain[:2] + EXIF + plain[2:])
+        self.find("#choose").send_keys(str(photo))
+        self.until("ready", lambda: self.all("#attached li") and self.find("#send").is_displayed()
+                   and self.find("#send").is_enabled())
+        self.tap("#send")
+        until("photo on the clipboard", lambda: look_at(clipboard("image/png"), "%w %h") == "1200 1600")
+
+    def test_what_was_copied_while_it_was_closed_and_the_program_restarted(self):
+        self.pair()
+        self.page.get("about:blank")
+        copy("UTF8_STRING", b"while closed")
+        self.page.get(self.code.split("#")[0])
+        self.wait_for_texts("while closed")
+        self.web.process.kill()
+        self.wait_for_state("lost")
+        self.web.process.wait()
+        self.start_web()
+        self.wait_for_state("desk-connected")
+        self.wait_for_texts("while closed")
+        copy("UTF8_STRING", b"after it")
+        self.wait_for_texts("after it", "while closed")
+
+    def test_the_agent_restarts(self):
+        self.pair()
+        self.agent.stop()
+        self.wait_for_state("desk-away")
+        self.write("for later")
+        self.tap("#send")
+        self.until("word", lambda: self.shown("#outbox .status"))
+        self.start_agent()
+        self.wait_for_state("desk-connected")
+        self.assert_on_clipboard("for later")
+
+    def test_revoked_while_open(self):
+        name = self.pair()
+        copy("UTF8_STRING", b"secret")
+        self.wait_for_texts("secret")
+        self.ask_web("revoke", name)
+        self.until("words", lambda: self.shown("#welcome h2") == ["Removed on the computer"])
+        self.until("no key", lambda: self.run_script("return localStorage.length") == 0)
+        self.assertEqual(self.ask_web("list"), "")
+
+    def test_a_used_code(self):
+        self.pair()
+        kept = self.run_script("return localStorage.getItem('clipmule')")
+        self.run_script("localStorage.clear()")
+        self.page.get("about:blank")
+        self.page.get(self.code)
+        self.until("words", lambda: self.shown("#welcome h2") == ["This code does not work any more"])
+        self.assertIsNotNone(kept)
+
+    def test_renamed_and_forgotten(self):
+        self.pair()
+        self.tap("#menu")
+        field = self.find("#name")
+        field.clear()
+        field.send_keys("Anna’s <b>")
+        self.tap_button("Save", "#sheet")
+        self.until("saved", lambda: "Saved" in self.shown("#sheet .hint"))
+        self.assertIn("\tAnna’s <b>\t", self.ask_web("list"))
+        self.assertEqual(json.loads(self.run_script("return localStorage.getItem('clipmule')"))["name"],
+                         "Anna’s <b>")
+        self.tap_button("Forget this computer", "#sheet")
+        self.tap_button("Forget it", "#sheet")
+        self.wait_for_state("none")
+        until("empty list", lambda: self.ask_web("list") == "")
+
+    def test_filters(self):
+        self.pair()
+        copy("UTF8_STRING", "straße".encode())
+        self.wait_for_texts("straße")
+        self.tap_button("Change the text", "#clips")
+        self.until("filters", lambda: len(self.all("#sheet .choice")) == 10)
+        upper = next(choice for choice in self.all("#sheet .choice") if "upper" in choice.text.lower())
+        upper.click()
+        self.until("preview", lambda: self.shown(".preview") == ["STRASSE"])
+        self.tap_button("Copy", "#sheet")
+        self.assert_on_clipboard("STRASSE")
+
+    def test_a_second_browser_gets_what_the_first_relays(self):
+        if BROWSER == "webkit":
+            self.skipTest("its driver serves one browser at a time")
+        self.pair()
+        other = open_browser(str(self.folder / "other"))
+        self.addCleanup(other.quit)
+        first, self.page = self.page, other
+        self.code = next(line for line in self.ask_web("code").splitlines() if line.startswith("http"))
+        try:
+            self.pair()
+        finally:
+            self.page = first
+        self.write("to the other phones")
+        self.run_script("document.querySelector('#target').value = 'phones'")
+        self.tap("#send")
+        self.wait_for_texts("to the other phones", page=other)
+        del self.page
+
+
+if __name__ == "__main__":
+    main()
