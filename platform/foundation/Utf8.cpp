@@ -228,6 +228,30 @@ char16_t *decodeUtf8(char16_t *out, QByteArrayView bytes, const Utf8Kernel *kern
     return out;
 }
 
+qsizetype utf16Bound(QByteArrayView bytes) {
+    // One unit for each byte that begins a character, two for four bytes; and what a block that is
+    // written as a whole may hold behind its run.
+    qsizetype count = 0;
+    const auto *in = reinterpret_cast<const quint8 *>(bytes.data());
+    const auto *const end = in + bytes.size();
+    while (end - in >= block) {
+        // A lane grows by at most two a block, and must not overflow 8 bits.
+        constexpr qsizetype mostBlocks = 127;
+        Bytes sums{};
+        for (auto blocks = std::min((end - in) / block, mostBlocks); blocks > 0; --blocks) {
+            const auto characters = load<Bytes>(in);
+            sums += (Bytes((characters & allBytes(0xc0)) != allBytes(0x80)) & allBytes(1)) +
+                    (Bytes(characters >= allBytes(0xf0)) & allBytes(1));
+            in += block;
+        }
+        for (qsizetype lane = 0; lane < block; ++lane)
+            count += sums[lane];
+    }
+    for (; in < end; ++in)
+        count += ((*in & 0xc0) != 0x80 ? 1 : 0) + (*in >= 0xf0 ? 1 : 0);
+    return std::min(count + Utf8Kernel::reach, bytes.size());
+}
+
 qsizetype incompleteUtf8Tail(QByteArrayView bytes) {
     constexpr qsizetype most = 3;
     for (qsizetype count = 1; count <= std::min(most, bytes.size()); ++count) {

@@ -36,6 +36,10 @@ struct Utf8Kernel {
 [[nodiscard]] char16_t *decodeUtf8(char16_t *out, QByteArrayView bytes,
                                    const Utf8Kernel *kernel = utf8VectorKernel());
 
+/// Room that suffices for decodeUtf8() as well as one unit a byte does, and is hardly more than
+/// what it writes.
+[[nodiscard]] qsizetype utf16Bound(QByteArrayView bytes);
+
 /// How many bytes at the end begin a character whose other bytes are still to come.
 [[nodiscard]] qsizetype incompleteUtf8Tail(QByteArrayView bytes);
 

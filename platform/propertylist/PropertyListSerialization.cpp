@@ -54,7 +54,7 @@ Result<PropertyList> PropertyListSerialization::parseXml(QByteArrayView bytes, q
         ParseMemory memory(bytes.size(), perByte, memoryFloor);
         const QByteArray text = utf8FromXml(bytes, memory);
         XmlReader reader(memory);
-        reader.read(text, true);
+        reader.read(text, 0);
         return reader.takeValue();
     } catch (const Refused &refused) {
         return failure(refused.reason);
@@ -96,7 +96,7 @@ void PropertyListReader::read(QByteArrayView bytes) {
         _reader = std::make_unique<XmlReader>(*_memory);
     }
     try {
-        _kept = bytes.sliced(_reader->read(bytes, _missing == 0)).toByteArray();
+        _kept = bytes.sliced(_reader->read(bytes, _missing)).toByteArray();
         _enough = 2 * _kept.size();
     } catch (const Refused &refused) {
         _refused = refused.reason;

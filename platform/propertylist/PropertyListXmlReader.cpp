@@ -23,6 +23,13 @@ QString shown(std::string_view text) {
 
 constexpr std::string_view documentType = "<!DOCTYPE";
 
+/// The size of a buffer that there must be room in, and in which so much more may come: seldom
+/// copied, and never larger than a multiple of what is there.
+qsizetype grown(qsizetype size, qsizetype room, qsizetype more) {
+    constexpr qsizetype factor = 8;
+    return std::max(room, std::min(factor * size, room + more));
+}
+
 void checkDepth(size_t depth) {
     if (depth > size_t(PropertyListSerialization::maximumDepth)) {
         refuse(
@@ -32,11 +39,12 @@ void checkDepth(size_t depth) {
 
 } // namespace
 
-qsizetype XmlReader::read(QByteArrayView text, bool isLast) {
+qsizetype XmlReader::read(QByteArrayView text, qsizetype rest) {
     _text = {text.data(), size_t(text.size())};
     _at = 0;
     _done = 0;
-    _isLast = isLast;
+    _rest = rest;
+    _isLast = rest == 0;
     ParseMemory memory = _memory;
     try {
         while (!_isAtEnd) {
@@ -301,30 +309,36 @@ void XmlReader::readString(const Tag &tag) {
     if (!end)
         return beginLong(tag);
     const auto text = _text.substr(_at, *end - _at);
-    // Most strings are short, or have one unit a byte; either way no space is lost.
-    constexpr size_t shortSize = 512;
     _memory.spendText(text.size());
+    // The items of a message have the same few keys.
+    KnownKey &known = _knownKeys[text.size() % _knownKeys.size()];
+    const bool isShortKey = tag.element == Element::Key && text.size() <= known.text.size();
+    if (isShortKey && text == std::string_view(known.text.data(), known.size)) {
+        _at = *end;
+        readCloseTag(tag);
+        return deliverString(tag, known.string);
+    }
+    constexpr size_t shortSize = 512;
     QString string;
     if (text.size() <= shortSize) {
         std::array<char16_t, shortSize> units;
         const char16_t *const unitsEnd = decodeString(units.data(), text);
         string = QString(reinterpret_cast<const QChar *>(units.data()), unitsEnd - units.data());
     } else {
-        string = QString(qsizetype(text.size()), Qt::Uninitialized);
+        string = QString(utf16Bound({text.data(), qsizetype(text.size())}), Qt::Uninitialized);
         auto *const units = reinterpret_cast<char16_t *>(string.data());
         string.truncate(decodeString(units, text) - units);
         releaseExcess(string);
     }
     if (_hasSurrogateReference)
         replaceLoneSurrogates(string);
+    if (isShortKey) {
+        std::copy(text.begin(), text.end(), known.text.begin());
+        known.size = text.size();
+        known.string = string;
+    }
     readCloseTag(tag);
     deliverString(tag, std::move(string));
-}
-
-/// Whether a CDATA section may begin there once more of the text has come.
-bool XmlReader::mayBeginSection(size_t place) const {
-    return !_isLast && _text.size() - place < cdataBegin.size() &&
-           cdataBegin.starts_with(_text.substr(place));
 }
 
 /// The "<" that ends a string: the first that does not begin a CDATA section. Nothing when it has
@@ -451,7 +465,7 @@ bool XmlReader::readLongData() {
         if (_long->data.isEmpty())
             _long->data = QByteArray(room, Qt::Uninitialized);
         else if (_long->data.size() < room)
-            _long->data.resize(std::max(room, 2 * _long->data.size()));
+            _long->data.resize(grown(_long->data.size(), room, Base64::decodedBound(_rest)));
         const auto size = _long->decoder.decode(_long->data.data() + _long->decoded, text);
         if (size)
             _long->decoded += *size;
@@ -561,7 +575,7 @@ bool XmlReader::readLongRun(size_t end, bool goesOn) {
 char16_t *XmlReader::roomForLong(size_t units) {
     const qsizetype room = _long->decoded + qsizetype(units);
     if (_long->string.size() < room)
-        _long->string.resize(std::max(room, 2 * _long->string.size()));
+        _long->string.resize(grown(_long->string.size(), room, _rest));
     return reinterpret_cast<char16_t *>(_long->string.data()) + _long->decoded;
 }
 
@@ -577,17 +591,8 @@ void XmlReader::giveUp(const Refused &refused, qsizetype line) {
         _long->refused = refused;
 }
 
-bool XmlReader::isAt(std::string_view text) const {
-    return _text.size() - _at >= text.size() &&
-           std::memcmp(_text.data() + _at, text.data(), text.size()) == 0;
-}
-
 qsizetype XmlReader::lineAt(size_t place) const {
     return _linesBefore + lineFeeds(_text.substr(0, place)) + 1;
-}
-
-qsizetype XmlReader::lineOf(const Begin &begin) const {
-    return begin.at ? lineAt(*begin.at) : begin.line.value_or(0);
 }
 
 } // namespace clipmule

@@ -26,10 +26,10 @@ public:
     explicit XmlReader(ParseMemory &memory)
         : _memory(memory) {}
 
-    /// Reads on in the text behind what was read before; `isLast` when nothing follows. Returns how
-    /// many bytes are done with: the next text begins behind them. Throws Refused, with the line,
-    /// and then is not to be used any more.
-    qsizetype read(QByteArrayView text, bool isLast);
+    /// Reads on in the text behind what was read before; `rest` are the bytes that follow later, if
+    /// the sender keeps its word. Returns how many are done with: the next text begins behind them.
+    /// Throws Refused, with the line, and then is not to be used any more.
+    qsizetype read(QByteArrayView text, qsizetype rest);
     /// The value, once the last text was read.
     [[nodiscard]] PropertyList takeValue() { return std::move(_root); }
 
@@ -99,6 +99,12 @@ private:
                                                 : size * sizeof(char16_t);
         }
     };
+    /// A key that was read before, and its text.
+    struct KnownKey {
+        std::array<char, 24> text{};
+        size_t size = 0;
+        QString string = QStringLiteral("");
+    };
     /// What is there is too little to go on; thrown to whoever reads on with more.
     struct Incomplete {};
 
@@ -139,15 +145,23 @@ private:
     void giveUp(const Refused &refused, qsizetype line);
 
     [[nodiscard]] bool atEnd() const { return _at == _text.size(); }
-    [[nodiscard]] bool isAt(std::string_view text) const;
+    [[nodiscard]] bool isAt(std::string_view text) const {
+        return _text.substr(_at, text.size()) == text;
+    }
     [[nodiscard]] bool isAtCloseTag() const { return isAt("</"); }
     [[nodiscard]] qsizetype lineAt(size_t place) const;
-    [[nodiscard]] qsizetype lineOf(const Begin &begin) const;
+    [[nodiscard]] qsizetype lineOf(const Begin &begin) const {
+        return begin.at ? lineAt(*begin.at) : begin.line.value_or(0);
+    }
     void needMore() const {
         if (!_isLast)
             throw Incomplete();
     }
-    [[nodiscard]] bool mayBeginSection(size_t place) const;
+    /// Whether a CDATA section may begin there once more of the text has come.
+    [[nodiscard]] bool mayBeginSection(size_t place) const {
+        return !_isLast && _text.size() - place < cdataBegin.size() &&
+               cdataBegin.starts_with(_text.substr(place));
+    }
 
     static constexpr std::string_view cdataBegin = "<![CDATA[";
     static constexpr std::string_view cdataEnd = "]]>";
@@ -168,6 +182,7 @@ private:
     // The text at hand.
     std::string_view _text;
     size_t _at = 0;
+    qsizetype _rest = 0;
     bool _isLast = false;
     /// Lines before the text at hand.
     qsizetype _linesBefore = 0;
@@ -179,6 +194,7 @@ private:
     std::optional<Long> _long;
     // A long string or data whose contents have ended, and whose tag is still to come.
     std::optional<std::pair<Tag, PropertyList>> _ended;
+    std::array<KnownKey, 16> _knownKeys;
     PropertyList _root;
     bool _hasPlist = false;
     bool _hasRoot = false;

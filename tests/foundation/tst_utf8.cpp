@@ -20,6 +20,12 @@ std::optional<QString> decoded(const QByteArray &bytes, const Utf8Kernel *kernel
     const char16_t *const end = decodeUtf8(units, bytes, kernel);
     if (buffer.back() != u'#')
         return QStringLiteral("wrote beyond the bound");
+    QString closer(utf16Bound(bytes) + 32, u'#');
+    auto *const closerUnits = reinterpret_cast<char16_t *>(closer.data());
+    const char16_t *const closerEnd = decodeUtf8(closerUnits, bytes, kernel);
+    if (closer.last(32) != QString(32, u'#') || bool(closerEnd) != bool(end) ||
+        (end && closer.first(closerEnd - closerUnits) != buffer.first(end - units)))
+        return QStringLiteral("wrote beyond the closer bound");
     if (!end)
         return std::nullopt;
     return buffer.first(end - units);

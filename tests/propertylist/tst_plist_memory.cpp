@@ -224,8 +224,8 @@ private Q_SLOTS:
         const QByteArray half(1 << 20, 'A');
         QTest::newRow("nothing") << QByteArray() << qint64(4096);
         QTest::newRow("a tag") << xml("<array>").chopped(8) << qint64(65'536);
-        QTest::newRow("a string") << "<plist><string>" + half << qint64(5 << 20);
-        QTest::newRow("data") << "<plist><data>" + half << qint64(3 << 20);
+        QTest::newRow("a string") << "<plist><string>" + half << qint64(20 << 20);
+        QTest::newRow("data") << "<plist><data>" + half << qint64(8 << 20);
         QTest::newRow("an endless tag") << "<plist><" + half << qint64(4 << 20);
         QTest::newRow("refused") << "<plist>x" + half << qint64(65'536);
     }
