@@ -265,9 +265,12 @@ PageServer::Connection *PageServer::connection(lws *socket) {
     return found == _connections.end() ? nullptr : &found->second;
 }
 
-// On the next turn of the loop, for it may be called from inside the library.
-void PageServer::close(lws *socket) {
-    lws_set_timeout(socket, PENDING_TIMEOUT_USER_REASON_BASE, LWS_TO_KILL_ASYNC);
+// On a later turn of the loop, for it may be called from inside the library.
+void PageServer::close(lws *socket, int seconds) {
+    lws_set_timeout(socket, PENDING_TIMEOUT_USER_REASON_BASE,
+                    seconds == 0 ? LWS_TO_KILL_ASYNC : seconds);
+    // It looks at its timers when it has served something, and would wait for that.
+    lws_cancel_service(_context);
 }
 
 bool PageServer::isOurHost(const QByteArray &host) const {
@@ -375,11 +378,11 @@ void PageServer::open(lws *socket) {
     connected->deadline.cancel();
     connected->tab = std::make_unique<PageTab>(_host);
     PageConnection &page = connected->tab->connection();
-    page.onWrite = [socket, &page] {
+    page.onWrite = [this, socket, &page] {
         lws_callback_on_writable(socket);
         // A page that does not read what is left for it ends all the same.
         if (page.isOver())
-            lws_set_timeout(socket, PENDING_TIMEOUT_USER_REASON_BASE, closingTime);
+            close(socket, closingTime);
     };
 }
 

@@ -77,7 +77,8 @@ private:
 
     void accept(qintptr descriptor, const OwnNetwork &network);
     [[nodiscard]] Connection *connection(lws *socket);
-    void close(lws *socket);
+    // After so many seconds.
+    void close(lws *socket, int seconds = 0);
     [[nodiscard]] bool isOurHost(const QByteArray &host) const;
     [[nodiscard]] int answer(lws *socket, const QByteArray &path);
     [[nodiscard]] int answerEmpty(lws *socket, unsigned status);

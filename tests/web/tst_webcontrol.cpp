@@ -1,0 +1,150 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/streams/LocalSockets.h"
+#include "tests/kit/LoopbackSockets.h"
+#include "tests/web/WebTestCase.h"
+#include "web/WebControl.h"
+
+#include <QJsonArray>
+
+using namespace clipmule;
+using web_test::Page;
+using web_test::PageSocket;
+
+// What other programs of the user ask of the one that serves, and where it serves.
+class WebControlTest final : public web_test::WebTestCase {
+    Q_OBJECT
+
+    void begin() override {
+        WebTestCase::begin();
+        _control = std::make_unique<WebControl>(*_web);
+        QFile::setPermissions(_folder->path(),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QVERIFY(_control->start(_folder->path().toLocal8Bit()));
+    }
+    void end() override {
+        _control.reset();
+        WebTestCase::end();
+    }
+
+private Q_SLOTS:
+    void browsersAreListedRenamedAndRevoked() {
+        const auto page = paired();
+        const QJsonObject browser = ask("{\"do\":\"list\"}\n")[u"browsers"_qs][0].toObject();
+        QCOMPARE(browser[u"name"_qs].toString(), u"Anna's phone"_qs);
+        QCOMPARE(browser[u"pages"_qs].toInt(), 1);
+        QCOMPARE(browser[u"id"_qs].toString(),
+                 QString::fromLatin1(page->client().browserId().toHex()));
+        QVERIFY(!browser.contains(u"key"_qs));
+        QCOMPARE(ask("{\"do\":\"rename\",\"browser\":\"Anna's phone\",\"name\":\"Mum\"}\n"),
+                 QJsonObject());
+        QCOMPARE(page->hear(u"renamed"_qs)[u"name"_qs].toString(), u"Mum"_qs);
+        QVERIFY(ask("{\"do\":\"revoke\",\"browser\":\"Anna's phone\"}\n").contains(u"error"_qs));
+        QCOMPARE(ask("{\"do\":\"revoke\",\"browser\":\"Mum\"}\n"), QJsonObject());
+        QVERIFY(!page->hear(u"revoked"_qs).isEmpty());
+        QCOMPARE(ask("{\"do\":\"list\"}\n")[u"browsers"_qs].toArray().size(), 0);
+    }
+
+    void aFreshCodeIsGiven() {
+        const QString link = ask("{\"do\":\"code\"}\n")[u"link"_qs].toString();
+        QVERIFY(link.startsWith(u"http://127.0.0.1:%1/#"_qs.arg(port())));
+        QCOMPARE(link.section(u'#', 1).size(), 43);
+    }
+
+    void nonsenseIsAnsweredOrLetGo() {
+        QVERIFY(ask("nonsense\n").contains(u"error"_qs));
+        QVERIFY(ask("{\"do\":1}\n").contains(u"error"_qs));
+        // The longest, and one byte more.
+        QVERIFY(ask(QByteArray(WebControl::largestRequest - 1, ' ') + '\n').contains(u"error"_qs));
+        QCOMPARE(ask(QByteArray(WebControl::largestRequest, ' ') + '\n'), QJsonObject());
+        QVERIFY(!_wasAnswered);
+    }
+
+    void thereIsRoomForSomeAtOnce() {
+        std::vector<FileHandle> silent;
+        for (size_t number = 0; number < WebControl::mostRequests; ++number)
+            silent.push_back(connected());
+        QTest::qWait(50);
+        QCOMPARE(ask("{\"do\":\"list\"}\n"), QJsonObject());
+        QVERIFY(!_wasAnswered);
+        silent.pop_back();
+        QTest::qWait(50);
+        QVERIFY(ask("{\"do\":\"list\"}\n").contains(u"browsers"_qs));
+    }
+
+    void aSecondProgramDoesNotServe() {
+        WebProgram::Options options;
+        options.folder = _folder->filePath(u"data"_qs);
+        WebProgram second(_backend, *_files, nullptr, options);
+        const auto opened = second.open();
+        QVERIFY(!opened);
+        QCOMPARE(opened.error().reason, u"it runs already"_qs);
+    }
+
+    void nobodyFromAnotherNetworkIsServed() {
+        PageServer server(*_web, *_files, {});
+        QVERIFY(server.start());
+        // A network of this one address.
+        QVERIFY(server.listenOn({{QHostAddress(QHostAddress::LocalHost), 32}}));
+        QCOMPARE(PageSocket(server.port()).get("/").status, 200);
+        QTcpSocket stranger;
+        QVERIFY(stranger.bind(QHostAddress(u"127.0.0.7"_qs)));
+        stranger.connectToHost(QHostAddress::LocalHost, server.port());
+        stranger.write("GET / HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(server.port()) +
+                       "\r\n\r\n");
+        QTRY_COMPARE(stranger.state(), QAbstractSocket::UnconnectedState);
+        QCOMPARE(stranger.bytesAvailable(), 0);
+    }
+
+    void anAddressThatGoesTakesItsConnectionsAlong() {
+        PageServer server(*_web, *_files, {});
+        QVERIFY(server.start());
+        const OwnNetwork one{QHostAddress(u"127.0.0.1"_qs), 8};
+        const OwnNetwork two{QHostAddress(u"127.0.0.2"_qs), 8};
+        QVERIFY(server.listenOn({one, two}));
+        const quint16 port = server.port();
+        QCOMPARE(server.addresses(), (QList<QHostAddress>{one.address, two.address}));
+        PageSocket stays(port, one.address);
+        PageSocket goes(port, two.address);
+        QTRY_COMPARE(server.connections(), 2);
+        QVERIFY(server.listenOn({one}));
+        QVERIFY(goes.closes());
+        QCOMPARE(server.port(), port);
+        QCOMPARE(stays.get("/").status, 200);
+        QTcpSocket late;
+        late.connectToHost(two.address, port);
+        QTRY_COMPARE(late.error(), QAbstractSocket::ConnectionRefusedError);
+        // An address that is none of this computer's is named.
+        const auto listening = server.listenOn({one, {QHostAddress(u"192.0.2.1"_qs), 24}});
+        QVERIFY(!listening);
+        QVERIFY(listening.error().reason.startsWith(u"192.0.2.1: "_qs));
+        QCOMPARE(server.addresses(), QList<QHostAddress>{one.address});
+    }
+
+private:
+    FileHandle connected() {
+        auto [answer, socket] = (*LocalFolder::open(_folder->path().toLocal8Bit()))
+                                    ->connect("page-control", SOCK_STREAM);
+        return std::move(socket);
+    }
+
+    QJsonObject ask(const QByteArray &request) {
+        const FileHandle socket = connected();
+        kit::loopback::send(socket, request);
+        QByteArray line;
+        _wasAnswered = QTest::qWaitFor(
+            [&] {
+                line += kit::loopback::receiveWithoutWaiting(socket);
+                return line.endsWith('\n');
+            },
+            1000);
+        return QJsonDocument::fromJson(line).object();
+    }
+
+    std::unique_ptr<WebControl> _control;
+    bool _wasAnswered = false;
+};
+
+QTEST_GUILESS_MAIN(WebControlTest)
+#include "tst_webcontrol.moc"
