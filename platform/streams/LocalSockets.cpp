@@ -304,7 +304,6 @@ SocketListener::Calls localPortCalls(const QByteArray &runtimeFolder) {
         }
         for (const QByteArray &name : (*folder)->names(portPrefix))
             (void)(*folder)->cleanUp(name);
-        bound->name.reset();
         for (int attempt = 0; attempt < mostPortAttempts && !bound->name; ++attempt) {
             bound->number = quint16(QRandomGenerator::global()->bounded(firstPort, 65536));
             bound->name = LocalName::claim(*folder, nameOfLocalPort(bound->number)).second;

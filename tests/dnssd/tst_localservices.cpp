@@ -360,6 +360,43 @@ private Q_SLOTS:
         QCOMPARE(browse.changes(), QStringList());
     }
 
+    void whoToldSomethingIsAskedSoonAgain() {
+        ManualRunLoop clock;
+        const RunLoop::Installation installation(clock);
+        const auto backend = makeLocalBackend(runtime());
+        Liar liar = liarAt(fileOf(anna));
+        liar.sayAlways(packetOf({anna, 4711, emptyTxtRecord()}));
+        Browse browse(*backend);
+        browse.browser->start(phones);
+        clock.advance(0.0);
+        for (int round = 1; round <= 3; ++round) {
+            const auto comesTo = [&](qsizetype changes) {
+                return kit::await([&] {
+                    clock.advance(0.0);
+                    return browse.changes().size() == changes;
+                });
+            };
+            QVERIFY(comesTo(2 * round - 1));
+            liar.clients.clear();
+            QVERIFY(comesTo(2 * round));
+            clock.advance(LocalServices::shortestPause);
+        }
+    }
+
+    void aPublisherThatIsStartedAnewBeginsAnew() {
+        Publication first(*_backend);
+        Publication second(*_backend);
+        first.publisher->start(anna, 4711, QByteArray());
+        second.publisher->start(anna, 4712, QByteArray());
+        QTRY_COMPARE(second.names, QStringList{QStringLiteral("Anna (2)")});
+        first.publisher->stop();
+        // A stopped one refuses nothing.
+        first.publisher->setTxtRecord(txtRecordOfSize(1301));
+        second.publisher->start(anna, 4712, QByteArray());
+        QTRY_COMPARE(second.names.last(), QStringLiteral("Anna"));
+        QCOMPARE(first.errors, QStringList());
+    }
+
     void aSocketThatOthersMayUseIsNotShown() {
         Publication publication(*_backend);
         publication.publisher->start(anna, 4711, QByteArray());
