@@ -345,6 +345,15 @@ private Q_SLOTS:
         QVERIFY(!writtenPng(bytes, anySize));
     }
 
+    // Even where memory goes on, and all would be well.
+    void nothingIsReadBehindTheEnd() {
+        const QByteArray png =
+            signature + header + chunk("IDAT", compressed(6)) + chunk("IEND", "12345");
+        QVERIFY(writtenPng(png, anySize));
+        for (qsizetype missing = 1; missing <= 17; ++missing)
+            QVERIFY(!writtenPng(QByteArrayView(png).chopped(missing), anySize));
+    }
+
     void aWrittenPngOfSoManyBytes() {
         const QByteArray png = onePixel();
         const QByteArray noted = signature + header + chunk("tEXt", "note") +

@@ -8,6 +8,9 @@
 #include "tests/model/Desktop.h"
 
 #include <QTest>
+#include <QtEndian>
+
+#include <zlib.h>
 
 using namespace clipmule;
 using namespace clipmule::kit;
@@ -22,6 +25,19 @@ QByteArray fileNames(const QStringList &paths) {
     for (const QString &path : paths)
         list.append(path);
     return PropertyListSerialization::xml(list);
+}
+
+// A PNG of so many bytes, with nothing but its picture.
+QByteArray padded(const QByteArray &png, qsizetype size) {
+    const QByteArray bare = ImageCodec::writtenPng(png, png.size())->bytes;
+    QByteArray filler = "IDAT" + QByteArray(size - bare.size() - 12, '\0');
+    const auto sum = quint32(
+        ::crc32(0, reinterpret_cast<const Bytef *>(filler.constData()), uInt(filler.size())));
+    filler.prepend(4, '\0');
+    qToBigEndian(quint32(filler.size() - 8), filler.data());
+    filler.append(4, '\0');
+    qToBigEndian(sum, filler.data() + filler.size() - 4);
+    return bare.chopped(12) + filler + bare.last(12);
 }
 
 } // namespace
@@ -267,6 +283,37 @@ private Q_SLOTS:
         QCOMPARE(text->contentHash(), text->hash());
         QCOMPARE(hashOf({{NSStringPboardType, "text"}, {type, "b"}}), text->hash());
         QCOMPARE(ZRKClipmuleData().contentHash(), size_t(0));
+    }
+
+    // A reduced picture's full size is kept as long as the clip has room for it.
+    void roomForTheFullSize_data() {
+        QTest::addColumn<int>("text");
+        QTest::addColumn<int>("beyond");
+        QTest::addColumn<bool>("isKept");
+        for (const int text : {0, 600'000}) {
+            QTest::addRow("%d letters, one below", text) << text << -1 << true;
+            QTest::addRow("%d letters, at the limit", text) << text << 0 << true;
+            QTest::addRow("%d letters, one above", text) << text << 1 << false;
+        }
+    }
+    void roomForTheFullSize() {
+        QFETCH(int, text);
+        QFETCH(int, beyond);
+        QFETCH(bool, isKept);
+        const QImage image = plain({2000, 1000});
+        const QByteArray small = encoded(image, "png");
+        const int reduced = int(ZRKClipmuleData::portableImageData(small, nullptr)->size());
+        const int portable = text + reduced;
+        const int natively =
+            int(NSTIFFPboardType.size()) + (text > 0 ? text + int(NSStringPboardType.size()) : 0);
+        const int room = std::max(1'000'000, 4 * portable) - portable - natively;
+        const QByteArray png = padded(small, room + beyond);
+        QVERIFY(png.size() < 1'500'000);
+        Copied copied({{NSTIFFPboardType, png}});
+        if (text > 0)
+            copied.contents.text = QByteArray(text, 't');
+        const Native forms = native(*capture(copied));
+        QCOMPARE(forms.value(NSTIFFPboardType, "none"), isKept ? png : QByteArray(""));
     }
 
     // Byte for byte: other desktops read them.
