@@ -31,10 +31,9 @@ qsizetype grown(qsizetype size, qsizetype room, qsizetype more) {
 }
 
 void checkDepth(size_t depth) {
-    if (depth > size_t(PropertyListSerialization::maximumDepth)) {
-        refuse(
-            QStringLiteral("nested deeper than %1").arg(PropertyListSerialization::maximumDepth));
-    }
+    constexpr int most = PropertyListSerialization::maximumDepth;
+    if (depth > size_t(most))
+        refuse(QStringLiteral("nested deeper than %1").arg(most));
 }
 
 } // namespace
@@ -465,7 +464,8 @@ bool XmlReader::readLongData() {
         if (_long->data.isEmpty())
             _long->data = QByteArray(room, Qt::Uninitialized);
         else if (_long->data.size() < room)
-            _long->data.resize(grown(_long->data.size(), room, Base64::decodedBound(_rest)));
+            resizeExactly(_long->data,
+                          grown(_long->data.size(), room, Base64::decodedBound(_rest)));
         const auto size = _long->decoder.decode(_long->data.data() + _long->decoded, text);
         if (size)
             _long->decoded += *size;
@@ -575,7 +575,7 @@ bool XmlReader::readLongRun(size_t end, bool goesOn) {
 char16_t *XmlReader::roomForLong(size_t units) {
     const qsizetype room = _long->decoded + qsizetype(units);
     if (_long->string.size() < room)
-        _long->string.resize(grown(_long->string.size(), room, _rest));
+        resizeExactly(_long->string, grown(_long->string.size(), room, _rest));
     return reinterpret_cast<char16_t *>(_long->string.data()) + _long->decoded;
 }
 

@@ -178,6 +178,13 @@ private:
             array.squeeze();
     }
 
+    /// Without the room to grow that the array would add.
+    template <typename Array>
+    static void resizeExactly(Array &array, qsizetype size) {
+        array.reserve(size);
+        array.resize(size);
+    }
+
     ParseMemory &_memory;
     // The text at hand.
     std::string_view _text;
