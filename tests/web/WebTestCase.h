@@ -15,7 +15,9 @@
 #include <QDir>
 #include <QTemporaryDir>
 
-namespace clipmule::web_test {
+namespace clipmule::kit {
+
+using namespace web_test;
 
 /// The whole program with a real socket at each end: pages that were written from the protocol's
 /// description, and a desk.
@@ -139,4 +141,4 @@ protected:
     QJsonObject _welcome;
 };
 
-} // namespace clipmule::web_test
+} // namespace clipmule::kit

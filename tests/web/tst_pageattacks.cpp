@@ -11,7 +11,7 @@ using web_test::PageClient;
 using web_test::PageSocket;
 
 // What somebody gets on the network who has not read the code, or has and is no page of ours.
-class PageAttacksTest final : public web_test::WebTestCase {
+class PageAttacksTest final : public kit::WebTestCase {
     Q_OBJECT
 
 private Q_SLOTS:

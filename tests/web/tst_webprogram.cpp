@@ -37,7 +37,7 @@ PropertyList clipOf(const PropertyList::Dictionary &item) {
 
 } // namespace
 
-class WebProgramTest final : public web_test::WebTestCase {
+class WebProgramTest final : public kit::WebTestCase {
     Q_OBJECT
 
 private Q_SLOTS:
