@@ -60,10 +60,6 @@ SyncJournal::SyncJournal(std::function<void(const QString &text)> notice,
     , _sharedDefaults(sharedDefaults)
     , _statistics(ZRKUserDefaults::initWithIdentifier(statisticsIdentifier)) {}
 
-SyncJournal::~SyncJournal() {
-    storeCounts();
-}
-
 void SyncJournal::refuse(Refusal refusal, const QString &message) {
     if (enter(std::move(refusal)))
         _notice(message.isEmpty() ? userText(refusals().constFirst()) : message);
@@ -99,22 +95,15 @@ void SyncJournal::noteConnection(const QString &phone, const QString &failure) {
 }
 
 void SyncJournal::count(ZRKClipmuleData &clip, Settings::Key sizeKey) {
-    _sizes[sizeKey] += clip.size();
-    ++_items[clip.hasImageData() ? Settings::Key::ImageItems : Settings::Key::TextItems];
-    if (!_storing.isPending())
-        _storing = RunLoop::current().performAfter(countDelay, [this] { storeCounts(); });
-}
-
-void SyncJournal::storeCounts() {
-    for (const auto &[key, size] : std::exchange(_sizes, {}))
-        std::ignore = _statistics->setObjectForKey(
-            PropertyList(quint64(Settings::count(*_statistics, key) + size)),
-            Settings::nameOf(key));
-    for (const auto &[key, items] : std::exchange(_items, {})) {
-        // The sum is made unsigned, where passing the largest number is defined.
-        const quint32 count = quint32(Settings::count32(*_statistics, key)) + items;
-        _statistics->setIntegerForKey(qint32(count), Settings::nameOf(key));
-    }
+    const quint64 size = clip.size();
+    const quint64 total = Settings::count(*_statistics, sizeKey);
+    std::ignore = _statistics->setObjectForKey(PropertyList(quint64(total + size)),
+                                               Settings::nameOf(sizeKey));
+    const Settings::Key items =
+        clip.hasImageData() ? Settings::Key::ImageItems : Settings::Key::TextItems;
+    // The sum is made unsigned, where passing the largest number is defined.
+    const quint32 count = quint32(Settings::count32(*_statistics, items)) + 1U;
+    _statistics->setIntegerForKey(qint32(count), Settings::nameOf(items));
 }
 
 void SyncJournal::warnAbout(const QString &phone, const QString &line) {

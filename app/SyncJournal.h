@@ -62,15 +62,8 @@ public:
         std::optional<Date> lastErrorDate = {};
     };
 
-    /// What was counted is stored this long after the first clip of a row: the disk is waited for,
-    /// and whoever pastes a clip fetches it from us in this time.
-    static constexpr RunLoop::Seconds countDelay{1};
-
     /// The shared settings hold what the user calls the phones. Both outlive the journal.
     SyncJournal(std::function<void(const QString &text)> notice, ZRKUserDefaults &sharedDefaults);
-    /// Stores what was counted.
-    ~SyncJournal();
-    Q_DISABLE_COPY_MOVE(SyncJournal)
 
     /// Called after a refusal or another contact. May be empty.
     std::function<void()> onChange;
@@ -89,7 +82,7 @@ public:
     [[nodiscard]] Contact contact(const QString &phone) const { return _contacts.value(phone); }
 
     /// Counts a clip that was sent or pasted, its size under the given key. Raises nothing,
-    /// whatever is stored there. It is stored after countDelay.
+    /// whatever is stored there.
     void count(ZRKClipmuleData &clip, Settings::Key sizeKey);
 
     /// Writes a log line about what a phone sent; only so many in a while, however much the phone
@@ -97,18 +90,12 @@ public:
     void warnAbout(const QString &phone, const QString &line);
 
 private:
-    void storeCounts();
-
     std::function<void(const QString &text)> _notice;
     ZRKUserDefaults &_sharedDefaults;
     std::shared_ptr<ZRKUserDefaults> _statistics;
     Refusals _refusals;
     QMap<QString, Contact> _contacts;
     std::map<QString, LogLimit> _warnings;
-    // Not stored yet.
-    std::map<Settings::Key, quint64> _sizes;
-    std::map<Settings::Key, quint32> _items;
-    RunLoop::Timer _storing;
 };
 
 /// What kind of clip it is, for a refusal.

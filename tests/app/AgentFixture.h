@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include "app/SyncJournal.h"
 #include "app/ZRKClipmuleSyncApp.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/session/SessionPrograms.h"
@@ -165,9 +164,7 @@ struct AgentFixture {
         return appear(name);
     }
 
-    /// Once it is stored.
     [[nodiscard]] PropertyList statistic(const QString &key) {
-        advance(SyncJournal::countDelay.count());
         return database.copyMultiple(statisticsDomain).value(key, PropertyList(u"missing"_qs));
     }
     [[nodiscard]] QStringList announced() const {

@@ -83,31 +83,6 @@ private Q_SLOTS:
         QCOMPARE(_desk->statistic(u"imageItems"_qs), PropertyList(1));
     }
 
-    // Whoever pastes the first of them does not wait for the disk, nor once more for each.
-    void clipsInARowAreStoredTogetherASecondAfterTheFirst() {
-        const auto text = clip({{u"string"_qs, u"hello"_qs}});
-        const auto stored = [this] { return _desk->database.copyMultiple(statisticsDomain); };
-        _journal->count(*text, Settings::Key::DataReceived);
-        _desk->advance(0.9);
-        _journal->count(*text, Settings::Key::DataReceived);
-        QVERIFY(stored().isEmpty());
-        const qsizetype posted = _desk->notifications.posted().size();
-        _desk->advance(0.1);
-        QCOMPARE(stored().value(u"dataReceived"_qs), PropertyList(quint64(2 * text->size())));
-        QCOMPARE(stored().value(u"textItems"_qs), PropertyList(2));
-        QCOMPARE(_desk->notifications.posted().size(), posted + 2);
-        _journal->count(*text, Settings::Key::DataReceived);
-        _desk->advance(1);
-        QCOMPARE(stored().value(u"textItems"_qs), PropertyList(3));
-    }
-
-    void whatWasCountedIsStoredAtTheEnd() {
-        _journal->count(*clip({{u"string"_qs, u"hello"_qs}}), Settings::Key::DataSent);
-        _journal.reset();
-        QCOMPARE(_desk->database.copyMultiple(statisticsDomain).value(u"textItems"_qs),
-                 PropertyList(1));
-    }
-
 private:
     static std::shared_ptr<ZRKClipmuleData> clip(const PropertyList::Dictionary &item) {
         return ZRKClipmuleData::initWithDictionary(
