@@ -4,7 +4,7 @@
 #include "bench/Bench.h"
 #include "model/ClipCapture.h"
 #include "model/PictureEcho.h"
-#include "net/OutputObject.h"
+#include "net/ZRKStreamHandler.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/propertylist/PropertyListSerialization.h"
 #include "platform/windows/ActiveApplication.h"
@@ -71,15 +71,14 @@ struct Passage {
         capture = ClipCapture::begin(services);
         pictures = capture->pictures({}, false);
         copied = capture->clip(pictures);
-        frame = object().frame();
-        value = PropertyListSerialization::parse(payload()).value();
+        message = PropertyListSerialization::xml(object().value());
+        value = PropertyListSerialization::parse(message).value();
         received = clipOfMessage();
     }
     [[nodiscard]] OutputObject object() const {
         return OutputObject::fixed(MessageEnvelope::make(MessageEnvelope::Type::Clip,
                                                          PropertyList(copied->toDictionary())));
     }
-    [[nodiscard]] QByteArrayView payload() const { return QByteArrayView(frame).sliced(8); }
     [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clipOfMessage() const {
         return ZRKClipmuleData::initWithDictionary(MessageEnvelope::payload(value)->dictionary());
     }
@@ -93,7 +92,7 @@ struct Passage {
     std::shared_ptr<const ClipCapture> capture;
     ClipCapture::Pictures pictures;
     std::shared_ptr<ZRKClipmuleData> copied;
-    QByteArray frame;
+    QByteArray message;
     PropertyList value;
     std::shared_ptr<ZRKClipmuleData> received;
 };
@@ -109,12 +108,16 @@ void pictureReady(Passage &passage) {
         (void)passage.capture->clip(passage.pictures)->contentHash();
 }
 
+// Its size is found and the first piece made; each further one is a turn of its own.
 void send(Passage &passage) {
     (void)passage.object().frame();
 }
 
+// As much as a connection hands over in one turn.
 void read(Passage &passage) {
-    (void)PropertyListSerialization::parse(passage.payload());
+    const QByteArrayView message(passage.message);
+    PropertyListReader reader(message.size());
+    reader.take(message.first(std::min(message.size(), ZRKStreamHandler::readBufferSize)));
 }
 
 void take(Passage &passage) {
@@ -132,7 +135,7 @@ void addCases(std::vector<Case> &cases, const QString &name,
               const std::function<PasteboardContents()> &contents) {
     const std::pair<const char *, void (*)(Passage &)> stages[] = {
         {"copied: look", look},   {"copied: picture ready", pictureReady},
-        {"copied: frame", send},  {"received: read", read},
+        {"copied: frame", send},  {"received: a turn", read},
         {"received: take", take}, {"received: to the clipboard", paste},
     };
     // Made at the first need, once for all stages.
@@ -145,7 +148,7 @@ void addCases(std::vector<Case> &cases, const QString &name,
     for (const auto &[stage, work] : stages)
         cases.push_back({name, QString::fromLatin1(stage), [passage, work = work] {
                              Passage &input = passage();
-                             return Work{[&input, work] { work(input); }, input.frame.size()};
+                             return Work{[&input, work] { work(input); }, input.message.size()};
                          }});
 }
 
