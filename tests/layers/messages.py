@@ -32,7 +32,7 @@ def complains(directory, arguments, folder):
 def check(project, build):
     compiled = headers.commands(build)
     asking = [name for name in project.sources(".cpp")
-              if not name.startswith("tests/") and _ASKS.search(project.text(name))]
+              if not name.startswith(("tests/", "bench/")) and _ASKS.search(project.text(name))]
     if len(asking) < FEWEST:
         return [f"only {len(asking)} sources ask for the type of a message: {' '.join(asking)}"]
     with tempfile.TemporaryDirectory() as folder:
