@@ -369,13 +369,13 @@ private Q_SLOTS:
             QTest::ignoreMessage(QtWarningMsg,
                                  QRegularExpression(QStringLiteral("does not answer")));
             copy({{"text/plain", "x"}}, Owner::NeverAnswers);
-            return _desktop->fetchBegins();
+            return _desktop->fetchBegins() && isAsked();
         });
         QTest::newRow("the owner answers") << Step([this] {
             QTest::ignoreMessage(QtWarningMsg,
                                  QRegularExpression(QStringLiteral("does not answer")));
             copy({{"text/plain", "x"}}, Owner::StallsMidway);
-            return _desktop->fetchBegins();
+            return _desktop->fetchBegins() && isAsked();
         });
         QTest::newRow("a copy is there") << Step([this] {
             copy({{"text/plain", "x"}});
@@ -412,6 +412,10 @@ private Q_SLOTS:
     }
 
 private:
+    // Before that the pipe would end with the compositor.
+    [[nodiscard]] bool isAsked() const {
+        return await([this] { return !_desktop->compositor.asked().isEmpty(); });
+    }
     void copy(const TestCompositor::Contents &contents, Owner owner = Owner::Answers) {
         _desktop->compositor.copy(contents, owner);
     }
