@@ -87,6 +87,7 @@ class Looks(PageTest):
         self.until("preview", lambda: self.find(".preview").is_displayed())
         yield "filters"
         self.tap("#sheet-close")
+        self.until("page again", lambda: not self.all("dialog[open]"))
         self.tap("#menu")
         self.run_script("document.querySelectorAll('details').forEach(one => one.open = true)")
         yield "settings"
