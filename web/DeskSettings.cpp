@@ -8,31 +8,15 @@
 
 namespace clipmule {
 
-namespace {
-
-constexpr auto phonesKey = Settings::Key::ServerServices;
-
-} // namespace
-
 Result<void> DeskSettings::pair(const QString &service, const QString &name) {
-    if (!_settings)
-        return {};
-    const auto stored = _settings->value(phonesKey);
-    if (!RegisteredPhones::isList(stored))
-        return failure(QStringLiteral("the stored list of phones is damaged"));
-    return _settings->set(
-        phonesKey,
-        RegisteredPhones::changed(stored, LocalNames::serviceNamed(service), {.name = name}));
+    return _settings ? RegisteredPhones::change(*_settings, LocalNames::serviceNamed(service),
+                                                {.name = name})
+                     : Result<void>();
 }
 
 Result<void> DeskSettings::unpair(const QString &service) {
-    if (!_settings)
-        return {};
-    const auto stored = _settings->value(phonesKey);
-    const QString local = LocalNames::serviceNamed(service);
-    if (!RegisteredPhones::phone(stored, local))
-        return {};
-    return _settings->set(phonesKey, RegisteredPhones::removed(stored, local));
+    return _settings ? RegisteredPhones::remove(*_settings, LocalNames::serviceNamed(service))
+                     : Result<void>();
 }
 
 bool DeskSettings::isSyncOn() const {

@@ -291,6 +291,21 @@ private Q_SLOTS:
         }
     }
 
+    void aDeskWithPhonesEnoughGetsNoneMore() {
+        using namespace RegisteredPhones;
+        PropertyList list(PropertyList::List{});
+        for (int number = 1; number < mostPhones; ++number)
+            list = changed(list, QString::number(number), {});
+        QVERIFY(_settings->set(Settings::Key::ServerServices, list));
+        const auto stored = [this] { return _settings->value(Settings::Key::ServerServices); };
+        QVERIFY(paired(u"Ben's phone"_qs));
+        QVERIFY(phone(stored(), u"local/Ben's phone"_qs));
+        QTest::ignoreMessage(
+            QtWarningMsg, QRegularExpression(u"^the desk is not told of it: .*paired already"_qs));
+        QVERIFY(paired());
+        QVERIFY(stored() == changed(list, u"local/Ben's phone"_qs, {.name = u"Ben's phone"_qs}));
+    }
+
     void theDeskIsToldOfABrowser() {
         using RegisteredPhones::phones;
         const auto stored = [this] {
