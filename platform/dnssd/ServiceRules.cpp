@@ -73,6 +73,11 @@ QString reasonToRefuseTxtRecord(const QByteArray &txtRecord) {
     return {};
 }
 
+QString reasonToRefuse(const ServiceName &service, const QByteArray &txtRecord) {
+    const QString reason = reasonToRefuse(service);
+    return reason.isEmpty() ? reasonToRefuseTxtRecord(txtRecord) : reason;
+}
+
 QList<QByteArray> txtRecordEntries(const QByteArray &txtRecord) {
     QList<QByteArray> entries;
     for (qsizetype position = 0; position < txtRecord.size();) {

@@ -33,6 +33,8 @@ struct ByServiceName {
 [[nodiscard]] QString reasonToRefuse(const ServiceName &service);
 /// Why a record cannot be published; empty when it can. An empty array is the empty record.
 [[nodiscard]] QString reasonToRefuseTxtRecord(const QByteArray &txtRecord);
+/// Why the two cannot be published together; empty when they can.
+[[nodiscard]] QString reasonToRefuse(const ServiceName &service, const QByteArray &txtRecord);
 
 /// The entries of a well-formed record, without the empty ones.
 [[nodiscard]] QList<QByteArray> txtRecordEntries(const QByteArray &txtRecord);

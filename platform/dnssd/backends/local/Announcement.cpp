@@ -57,11 +57,9 @@ Result<Announcement> announcementIn(const QByteArray &packet) {
         return failure(QStringLiteral("it is cut off, or no text"));
     const Announcement result{
         {*name, *type, QStringLiteral("local")}, qFromBigEndian<quint16>(port.constData()), rest};
-    for (const QString &refusal :
-         {reasonToRefuse(result.service), reasonToRefuseTxtRecord(result.txtRecord)}) {
-        if (!refusal.isEmpty())
-            return failure(refusal);
-    }
+    if (const QString refusal = reasonToRefuse(result.service, result.txtRecord);
+        !refusal.isEmpty())
+        return failure(refusal);
     if (result.port == 0)
         return failure(QStringLiteral("it has no port"));
     return result;

@@ -74,9 +74,7 @@ public:
 
     void start(const ServiceName &service, quint16 port, const QByteArray &txtRecord) override {
         stop();
-        QString refusal = reasonToRefuse(service);
-        if (refusal.isEmpty())
-            refusal = reasonToRefuseTxtRecord(txtRecord);
+        const QString refusal = reasonToRefuse(service, txtRecord);
         if (!refusal.isEmpty())
             return report(refusal);
         _wanted = service.name;
