@@ -3,6 +3,7 @@
 
 #include "web/PageServer.h"
 
+#include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Log.h"
 
 #include <QAbstractEventDispatcher>
@@ -302,6 +303,8 @@ int PageServer::answer(lws *socket, const QByteArray &path) {
     const bool isKnown = header(socket, WSI_TOKEN_HTTP_IF_NONE_MATCH).contains(tag);
     if (writeHead(socket, isKnown ? 304 : 200, file, isZipped) != 0)
         return -1;
+    if (path == "/" && connected->peer != connected->local)
+        callCopyOf(onPageFetched);
     if (isKnown || isHead)
         return lws_http_transaction_completed(socket) != 0 ? -1 : 0;
     connected->body = isZipped ? file->zipped : file->plain;

@@ -55,6 +55,9 @@ public:
     ~PageServer();
     Q_DISABLE_COPY_MOVE(PageServer)
 
+    /// Another device than this computer fetched the page.
+    std::function<void()> onPageFetched;
+
     /// Gets ready to serve; a failure says what is missing. Call it once.
     [[nodiscard]] Result<void> start();
     /// Listens on these from now on, and no more on others, whose connections end. The failure

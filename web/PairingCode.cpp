@@ -3,13 +3,18 @@
 
 #include "web/PairingCode.h"
 
+#include "platform/foundation/Callbacks.h"
+
 namespace clipmule {
 
 QByteArray PairingCode::make() {
     SecretKey code;
     _randomness({code.data(), SecretKey::size});
     _code = PageKeys::ofCode(code);
-    _end = RunLoop::current().performAfter(lifetime, [this] { _code.reset(); });
+    _end = RunLoop::current().performAfter(lifetime, [this] {
+        _code.reset();
+        callCopyOf(onExpiry);
+    });
     return code.view().toByteArray().toBase64(QByteArray::Base64UrlEncoding |
                                               QByteArray::OmitTrailingEquals);
 }

@@ -26,6 +26,8 @@ public:
     /// Ends the code of that id; false when it is not the present one, any more or at all.
     [[nodiscard]] bool spend(QByteArrayView id);
     [[nodiscard]] bool isValid() const { return _code.has_value(); }
+    /// Its time ran out before anybody used it.
+    std::function<void()> onExpiry;
 
 private:
     Randomness _randomness;

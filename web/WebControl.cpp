@@ -5,8 +5,10 @@
 
 #include "platform/streams/LocalSockets.h"
 #include "platform/streams/SocketNotifier.h"
+#include "web/QrPicture.h"
 #include "web/WebProgram.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 
 #include <array>
@@ -25,6 +27,17 @@ QJsonObject errorOf(const Failure &failure) {
     return {{QStringLiteral("error"), failure.reason}};
 }
 
+QJsonArray rowsOf(const QString &link) {
+    QJsonArray rows;
+    for (const QList<bool> &modules : QrPicture::modules(link)) {
+        QString row;
+        for (const bool isDark : modules)
+            row += isDark ? u'1' : u'0';
+        rows.append(row);
+    }
+    return rows;
+}
+
 QByteArray lineOf(const QJsonObject &object) {
     return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
 }
@@ -40,14 +53,19 @@ struct WebControl::Request {
     FileHandle socket;
     QByteArray line = {};
     RunLoop::Timer deadline = {};
+    bool watches = false;
     // The notifier stands after the socket it watches, so that it is destroyed first.
     std::unique_ptr<SocketNotifier> notifier = {};
 };
 
 WebControl::WebControl(WebProgram &program)
-    : _program(program) {}
+    : _program(program) {
+    _program.onCode = [this](const QJsonObject &news) { tellWatchers(news); };
+}
 
-WebControl::~WebControl() = default;
+WebControl::~WebControl() {
+    _program.onCode = {};
+}
 
 Result<void> WebControl::start(const QByteArray &runtimeFolder) {
     const auto folder = LocalFolder::open(runtimeFolder);
@@ -80,6 +98,11 @@ void WebControl::acceptNext() {
 }
 
 void WebControl::read(std::list<Request>::iterator request) {
+    // Who watches has nothing more to say.
+    if (request->watches) {
+        _requests.erase(request);
+        return;
+    }
     std::array<char, largestRequest> bytes;
     const ssize_t count =
         ::recv(request->socket.descriptor(), bytes.data(), bytes.size(), MSG_DONTWAIT);
@@ -90,9 +113,28 @@ void WebControl::read(std::list<Request>::iterator request) {
         return;
     if (end >= 0 && end < largestRequest) {
         const QJsonObject asked = QJsonDocument::fromJson(request->line.first(end)).object();
-        send(request->socket.descriptor(), lineOf(perform(_program, asked)));
+        const QJsonObject answer = perform(_program, asked);
+        send(request->socket.descriptor(), lineOf(answer));
+        request->watches =
+            answer.contains(QStringLiteral("link")) && asked[QStringLiteral("watch")].toBool();
     }
-    _requests.erase(request);
+    if (request->watches)
+        request->deadline.cancel();
+    else
+        _requests.erase(request);
+}
+
+void WebControl::tellWatchers(const QJsonObject &news) {
+    const bool isLast = news[QStringLiteral("code")] != QStringLiteral("fetched");
+    for (auto request = _requests.begin(); request != _requests.end();) {
+        const auto next = std::next(request);
+        if (request->watches) {
+            send(request->socket.descriptor(), lineOf(news));
+            if (isLast)
+                _requests.erase(request);
+        }
+        request = next;
+    }
 }
 
 QJsonObject WebControl::perform(WebProgram &program, const QJsonObject &request) {
@@ -103,7 +145,14 @@ QJsonObject WebControl::perform(WebProgram &program, const QJsonObject &request)
     };
     if (wanted == QStringLiteral("code")) {
         const auto link = program.makeLink();
-        return link ? QJsonObject{{QStringLiteral("link"), *link}} : errorOf(link.error());
+        if (!link) {
+            QJsonObject error = errorOf(link.error());
+            error.insert(QStringLiteral("why"), QStringLiteral("network"));
+            return error;
+        }
+        return {{QStringLiteral("link"), *link},
+                {QStringLiteral("rows"), rowsOf(*link)},
+                {QStringLiteral("seconds"), PairingCode::lifetime.count()}};
     }
     if (wanted == QStringLiteral("list"))
         return {{QStringLiteral("browsers"), program.list()}};

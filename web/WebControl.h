@@ -21,8 +21,16 @@ class WebProgram;
 /// socket that nobody else can reach.
 ///
 /// A request has "do": "code", "list", "revoke" or "rename"; the last two also "browser", a name or
-/// an id, and "rename" the new "name". The answer has "link", "browsers" or nothing, or an "error",
-/// a sentence for people.
+/// an id, and "rename" the new "name". The answer has "browsers" or nothing, or an "error", a
+/// sentence for people; "why" is "network" where it is in none. To "code" it has the "link"; the
+/// "rows" of its picture without the zone around it, "1" for a dark module; and the "seconds" that
+/// the code holds.
+///
+/// Who asks for the code with "watch" set stays connected, and is told in further lines with "code"
+/// what becomes of it: "fetched", when another device has fetched the page, and then, as the last
+/// line, "used", with "name" and "service" of the browser; "refused", with an "error", when the
+/// browser could not be paired; "expired"; "replaced" by a newer one; or "moved", when the link
+/// leads nowhere any more.
 class WebControl final {
 public:
     /// Bytes of a request, with its line end.
@@ -50,6 +58,7 @@ private:
 
     void acceptNext();
     void read(std::list<Request>::iterator request);
+    void tellWatchers(const QJsonObject &news);
 
     WebProgram &_program;
     std::unique_ptr<SocketListener> _listener;

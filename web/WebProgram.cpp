@@ -5,6 +5,7 @@
 
 #include "model/DataFile.h"
 #include "platform/foundation/Callbacks.h"
+#include "platform/foundation/LocalNames.h"
 
 #include <QDir>
 #include <QJsonObject>
@@ -54,9 +55,16 @@ Result<void> WebProgram::start() {
         return started;
     if (auto listening = listen(); !listening)
         return listening;
+    _server.onPageFetched = [this] {
+        if (_code.isValid() && !std::exchange(_codeWasFetched, true))
+            tellOfCode("fetched");
+    };
+    _code.onExpiry = [this] { tellOfCode("expired"); };
     _watch.onChange = [this] {
         if (const auto listening = listen(); !listening)
             qCWarning(logWeb).noquote() << "cannot serve on" << listening.error().reason;
+        if (_code.isValid() && originOfLinks() != _codeOrigin)
+            tellOfCode("moved");
         callCopyOf(onAddressesChange);
     };
     for (const auto &browser : _browsers.all())
@@ -83,11 +91,24 @@ Result<void> WebProgram::listen() {
     return listening;
 }
 
-Result<QString> WebProgram::makeLink() {
+QString WebProgram::originOfLinks() const {
     const QList<QHostAddress> addresses = _server.addresses();
-    if (addresses.isEmpty())
+    return addresses.isEmpty() ? QString() : _server.origin(addresses[0]);
+}
+
+Result<QString> WebProgram::makeLink() {
+    const QString origin = originOfLinks();
+    if (origin.isEmpty())
         return failure(QStringLiteral("this computer is on no network of its own to serve on"));
-    return _server.origin(addresses[0]) + QStringLiteral("/#") + QString::fromLatin1(_code.make());
+    tellOfCode("replaced");
+    _codeOrigin = origin;
+    _codeWasFetched = false;
+    return origin + QStringLiteral("/#") + QString::fromLatin1(_code.make());
+}
+
+void WebProgram::tellOfCode(const char *what, QJsonObject more) {
+    more.insert(QStringLiteral("code"), QLatin1String(what));
+    callCopyOf(onCode, more);
 }
 
 QString WebProgram::clipsFolder(const QByteArray &id) const {
@@ -119,11 +140,14 @@ BrowserPhone *WebProgram::paired(QByteArrayView code, const PageKey &key, const 
     const auto added = _browsers.add(key, name);
     if (!added) {
         qCWarning(logWeb).noquote() << "the browser is not paired:" << added.error().reason;
+        tellOfCode("refused", {{QStringLiteral("error"), added.error().reason}});
         return nullptr;
     }
     BrowserPhone *const phone = startPhone(**added);
     if (const auto told = _desk.pair((*added)->service, (*added)->name); !told)
         qCWarning(logWeb).noquote() << "the desk is not told of it:" << told.error().reason;
+    tellOfCode("used", {{QStringLiteral("name"), (*added)->name},
+                        {QStringLiteral("service"), LocalNames::serviceNamed((*added)->service)}});
     callCopyOf(onPaired, **added);
     return phone;
 }

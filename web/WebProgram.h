@@ -41,6 +41,8 @@ public:
     // Set before start().
     /// A browser was paired.
     std::function<void(const PairedBrowsers::Browser &)> onPaired;
+    /// What becomes of the code that was made last, as programs of this user are told of it.
+    std::function<void(const QJsonObject &)> onCode;
     /// It serves on other addresses than before.
     std::function<void()> onAddressesChange;
 
@@ -75,6 +77,8 @@ public:
 private:
     [[nodiscard]] QList<OwnNetwork> networks() const;
     [[nodiscard]] Result<void> listen();
+    void tellOfCode(const char *what, QJsonObject more = {});
+    [[nodiscard]] QString originOfLinks() const;
     [[nodiscard]] QString clipsFolder(const QByteArray &id) const;
     BrowserPhone *startPhone(const PairedBrowsers::Browser &browser);
     [[nodiscard]] Result<void> remove(const QByteArray &id);
@@ -86,6 +90,8 @@ private:
     QLockFile _lock;
     PairedBrowsers _browsers;
     PairingCode _code;
+    QString _codeOrigin;
+    bool _codeWasFetched = false;
     // By the ids of their browsers.
     std::map<QByteArray, std::shared_ptr<BrowserPhone>> _phones;
     AddressWatch _watch;

@@ -75,7 +75,10 @@ protected:
     }
 
     std::unique_ptr<Page> paired(const QString &name = QStringLiteral("Anna's phone")) {
-        auto page = std::make_unique<Page>(port(), PageClient::withCode(code()));
+        return pairedBy(code(), name);
+    }
+    std::unique_ptr<Page> pairedBy(const QByteArray &code, const QString &name) {
+        auto page = std::make_unique<Page>(port(), PageClient::withCode(code));
         if (!page->shakeHands())
             return nullptr;
         page->say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, name}, {u"language"_qs, u"en"_qs}});

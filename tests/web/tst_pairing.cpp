@@ -38,6 +38,8 @@ class PairingTest final : public kit::TestCase {
 private Q_SLOTS:
     void aCodeHoldsForTenMinutes() {
         PairingCode code;
+        int expiries = 0;
+        code.onExpiry = [&expiries] { ++expiries; };
         const QByteArray shown = code.make();
         QCOMPARE(shown.size(), 43);
         QVERIFY(!shown.contains('=') && !shown.contains('+') && !shown.contains('/'));
@@ -47,8 +49,10 @@ private Q_SLOTS:
                  QByteArray::fromBase64(shown, QByteArray::Base64UrlEncoding));
         _runLoop.advance(599.9);
         QVERIFY(code.keyOf(idOf(shown)));
+        QCOMPARE(expiries, 0);
         _runLoop.advance(0.2);
         QVERIFY(!code.keyOf(idOf(shown)));
+        QCOMPARE(expiries, 1);
         QVERIFY(!code.spend(idOf(shown)));
     }
 
@@ -71,8 +75,12 @@ private Q_SLOTS:
         const QByteArray shown = code.make();
         QVERIFY(!code.spend(QByteArray(16, 'x')));
         QVERIFY(code.isValid());
+        int expiries = 0;
+        code.onExpiry = [&expiries] { ++expiries; };
         QVERIFY(code.spend(idOf(shown)));
         QVERIFY(!code.isValid());
+        _runLoop.advance(700.0);
+        QCOMPARE(expiries, 0);
         QVERIFY(!code.spend(idOf(shown)));
         QVERIFY(!code.keyOf(idOf(shown)));
     }

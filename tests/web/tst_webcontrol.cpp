@@ -3,10 +3,15 @@
 
 #include "platform/streams/LocalSockets.h"
 #include "tests/kit/LoopbackSockets.h"
+#include "tests/kit/ManualRunLoop.h"
 #include "tests/web/WebTestCase.h"
+#include "web/QrPicture.h"
 #include "web/WebControl.h"
 
 #include <QJsonArray>
+#include <QRegularExpression>
+
+#include <sys/socket.h>
 
 using namespace clipmule;
 using web_test::Page;
@@ -50,6 +55,85 @@ private Q_SLOTS:
         const QString link = ask("{\"do\":\"code\"}\n")[u"link"_qs].toString();
         QVERIFY(link.startsWith(u"http://127.0.0.1:%1/#"_qs.arg(port())));
         QCOMPARE(link.section(u'#', 1).size(), 43);
+    }
+
+    void theAnswerHasThePictureAndTheTime() {
+        const QJsonObject answer = ask("{\"do\":\"code\"}\n");
+        QCOMPARE(answer[u"seconds"_qs].toInt(), 600);
+        QStringList rows;
+        for (const QList<bool> &row : QrPicture::modules(answer[u"link"_qs].toString())) {
+            rows.append(QString());
+            for (const bool isDark : row)
+                rows.last() += isDark ? u'1' : u'0';
+        }
+        QVERIFY(rows.size() >= 21);
+        QCOMPARE(answer[u"rows"_qs].toVariant().toStringList(), rows);
+    }
+
+    void whoWatchesIsToldWhatBecomesOfTheCode() {
+        const FileHandle watcher = watching();
+        // From this computer, which tells nothing of the way to the phone.
+        QCOMPARE(PageSocket(port()).get("/").status, 200);
+        QCOMPARE(getFromAnotherDevice("/sub/main.js"), 200);
+        QCOMPARE(getFromAnotherDevice("/"), 200);
+        QCOMPARE(getFromAnotherDevice("/"), 200);
+        const auto page = pairedByLink(linkOf(watcher), u"Mum"_qs);
+        QVERIFY(page);
+        // Each thing once; then it hangs up.
+        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_qs, u"fetched"_qs}},
+                                             QJsonObject{{u"code"_qs, u"used"_qs},
+                                                         {u"name"_qs, u"Mum"_qs},
+                                                         {u"service"_qs, u"local/Mum"_qs}}}));
+        // A page that is fetched when there is no code concerns nobody.
+        QCOMPARE(getFromAnotherDevice("/"), 200);
+    }
+
+    void aNewerCodeEndsTheWatch() {
+        const FileHandle watcher = watching();
+        const FileHandle second = watching();
+        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_qs, u"replaced"_qs}}}));
+        // Its own making is no news.
+        QCOMPARE(getFromAnotherDevice("/"), 200);
+        QVERIFY(!ask("{\"do\":\"code\"}\n").isEmpty());
+        QCOMPARE(heard(second), (QJsonArray{QJsonObject{{u"code"_qs, u"fetched"_qs}},
+                                            QJsonObject{{u"code"_qs, u"replaced"_qs}}}));
+    }
+
+    void aBrowserThatCannotBePairedIsTold() {
+        const FileHandle watcher = watching();
+        // A folder in the place of the file.
+        QDir(_folder->path()).mkpath(u"data/browsers.json/in the way"_qs);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"the browser is not paired: "_qs));
+        QVERIFY(!pairedByLink(linkOf(watcher), u"Mum"_qs));
+        const QJsonArray news = heard(watcher);
+        QCOMPARE(news.size(), 1);
+        QCOMPARE(news[0][u"code"_qs], u"refused"_qs);
+        QVERIFY(!news[0][u"error"_qs].toString().isEmpty());
+    }
+
+    void aCodeThatNobodyUsesExpires() {
+        kit::ManualRunLoop clock;
+        const RunLoop::Installation installed(clock);
+        WebProgram::Options options;
+        options.folder = _folder->filePath(u"other"_qs);
+        options.addresses = {QHostAddress(QHostAddress::LocalHost)};
+        WebProgram program(_backend, *_files, nullptr, options);
+        // Nobody serves yet.
+        const QJsonObject request{{u"do"_qs, u"code"_qs}};
+        QCOMPARE(WebControl::perform(program, request)[u"why"_qs], u"network"_qs);
+        QVERIFY(program.open() && program.start());
+        QJsonArray news{};
+        program.onCode = [&](const QJsonObject &one) { news.append(one); };
+        QVERIFY(program.makeLink());
+        news = {};
+        clock.advance(PairingCode::lifetime + RunLoop::Seconds(1));
+        QCOMPARE(news, (QJsonArray{QJsonObject{{u"code"_qs, u"expired"_qs}}}));
+    }
+
+    void aWatcherIsLetGoWhenItSpeaks() {
+        const FileHandle watcher = watching();
+        kit::loopback::send(watcher, "{\"do\":\"list\"}\n");
+        QCOMPARE(heard(watcher), QJsonArray());
     }
 
     void nonsenseIsAnsweredOrLetGo() {
@@ -122,6 +206,51 @@ private Q_SLOTS:
     }
 
 private:
+    // Who has asked for a code, and its answer.
+    FileHandle watching() {
+        FileHandle socket = connected();
+        kit::loopback::send(socket, "{\"do\":\"code\",\"watch\":true}\n");
+        _links[socket.descriptor()] = answerOn(socket)[u"link"_qs].toString();
+        return socket;
+    }
+    QString linkOf(const FileHandle &watcher) { return _links[watcher.descriptor()]; }
+    // What it is told before it is let go.
+    QJsonArray heard(const FileHandle &watcher) {
+        QByteArray lines;
+        const bool ended = QTest::qWaitFor(
+            [&] {
+                char byte = 0;
+                lines += kit::loopback::receiveWithoutWaiting(watcher);
+                return ::recv(watcher.descriptor(), &byte, 1, MSG_DONTWAIT | MSG_PEEK) == 0;
+            },
+            1000);
+        QJsonArray news{};
+        for (const QByteArray &line : lines.split('\n')) {
+            if (!line.isEmpty())
+                news.append(QJsonDocument::fromJson(line).object());
+        }
+        return ended ? news : QJsonArray{u"still there"_qs};
+    }
+    std::unique_ptr<Page> pairedByLink(const QString &link, const QString &name) {
+        return pairedBy(
+            QByteArray::fromBase64(link.section(u'#', 1).toLatin1(), QByteArray::Base64UrlEncoding),
+            name);
+    }
+    int getFromAnotherDevice(const QByteArray &path) {
+        QTcpSocket device;
+        if (!device.bind(QHostAddress(u"127.0.0.7"_qs)))
+            return 0;
+        device.connectToHost(QHostAddress::LocalHost, port());
+        device.write("GET " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(port()) +
+                     "\r\n\r\n");
+        QByteArray answer;
+        std::ignore = QTest::qWaitFor([&] {
+            answer += device.readAll();
+            return answer.contains("\r\n\r\n");
+        });
+        return answer.mid(9, 3).toInt();
+    }
+
     FileHandle connected() {
         auto [answer, socket] = (*LocalFolder::open(_folder->path().toLocal8Bit()))
                                     ->connect("page-control", SOCK_STREAM);
@@ -131,6 +260,9 @@ private:
     QJsonObject ask(const QByteArray &request) {
         const FileHandle socket = connected();
         kit::loopback::send(socket, request);
+        return answerOn(socket);
+    }
+    QJsonObject answerOn(const FileHandle &socket) {
         QByteArray line;
         _wasAnswered = QTest::qWaitFor(
             [&] {
@@ -143,6 +275,7 @@ private:
 
     std::unique_ptr<WebControl> _control;
     bool _wasAnswered = false;
+    std::map<int, QString> _links;
 };
 
 QTEST_GUILESS_MAIN(WebControlTest)
