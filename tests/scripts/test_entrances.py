@@ -27,7 +27,7 @@ class Entrances(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.root)
         (self.root / "scripts").mkdir()
         for name in ("scripts/install-packages", "scripts/build", "scripts/demo",
-                     "scripts/try-programs", "bin/ctest",
+                     "scripts/private-desktop", "scripts/serve-page", "scripts/try-programs", "bin/ctest",
                      "build/release/bin/clipmule-sync"):
             path = self.root / name
             path.parent.mkdir(parents=True, exist_ok=True)
@@ -51,17 +51,27 @@ class Entrances(unittest.TestCase):
         for arguments, environment, form in ((["--demo"], {"DISPLAY": ":1"}, ""), ([], {}, ""),
                                              (["--demo", "wayland"], {}, " wayland")):
             self.assertEqual(self.calls("run", *arguments, **environment), [
-                "install-packages build run desktop",
-                "build release clipmule-sync clipmule-preferences clipmule-phone", "demo" + form])
+                "install-packages build run desktop browser",
+                "build release clipmule-sync clipmule-preferences clipmule-phone clipmule-web", "demo" + form])
 
     def test_the_agent_is_built_and_started(self):
         self.assertEqual(self.calls("run", "--", "--verbose", DISPLAY=":1"), [
             "install-packages build run", "build release clipmule-sync clipmule-preferences",
             "clipmule-sync --verbose"])
 
+    def test_the_page_is_served_in_this_session_or_else_in_a_desktop_of_its_own(self):
+        bin_folder = f"{self.root}/build/release/bin"
+        build = "build release clipmule-sync clipmule-preferences clipmule-web"
+        for name in ("DISPLAY", "WAYLAND_DISPLAY"):
+            self.assertEqual(self.calls("run", "--page", "--port", "0", **{name: "1"}), [
+                "install-packages build run", build, f"serve-page {bin_folder} --port 0"])
+        self.assertEqual(self.calls("run", "--page"), [
+            "install-packages build run desktop", build,
+            f"private-desktop {self.root}/scripts/serve-page {bin_folder}"])
+
     def test_every_test_is_built_and_run(self):
         calls = self.calls("test", "-R", "net")
-        self.assertEqual(calls[:2], ["install-packages build run desktop test", "build release"])
+        self.assertEqual(calls[:2], ["install-packages build run desktop browser test", "build release"])
         processors = len(os.sched_getaffinity(0))
         self.assertEqual(calls[2], f"ctest --preset release --parallel {3 * processors} -R net")
         # There the tests compute more than they wait.
@@ -71,7 +81,7 @@ class Entrances(unittest.TestCase):
     def test_other_desktops_are_tried_only_when_that_is_asked_for(self):
         processors = len(os.sched_getaffinity(0))
         self.assertEqual(self.calls("test", "--desktops", "-R", "Kwin"), [
-            "install-packages build run desktop test desktops", "build release",
+            "install-packages build run desktop browser test desktops", "build release",
             f"ctest --preset release --parallel {3 * processors} --build-config desktops "
             "--label-regex ^desktops$ -R Kwin"])
 
@@ -115,7 +125,7 @@ class ContinuousIntegration(unittest.TestCase):
     def test_everything_is_tried(self):
         calls, status, end = self.run_with("100% tests passed, 0 tests failed out of 4")
         self.assertEqual(calls, [
-            " install-packages build run desktop test check mutate", " format --check", "release test ",
+            " install-packages build run desktop browser test check mutate", " format --check", "release test ",
             "release test --desktops", "asan test ", " analyse --within 1500"])
         self.assertEqual(status, 0)
         self.assertRegex(end[0], r"^Passed  \(\d+ min\)$")

@@ -3,10 +3,8 @@
 """What all tests of the page share: a network with an address that is not loopback (loopback would be
 a secure context, where browsers allow more), a browser, and how a person uses the page."""
 
-import functools
 import os
 import pathlib
-import subprocess
 import sys
 import tempfile
 import time
@@ -25,24 +23,12 @@ try:
     from selenium.webdriver.common.by import By
     from selenium.webdriver.common.keys import Keys
 except ImportError as error:
-    print(f"skipped: {error}; scripts/install-packages test installs it")
+    print(f"skipped: {error}; scripts/install-packages browser test installs it")
     sys.exit(SKIPPED)
 from programs import until  # noqa: E402
 
 ADDRESS = "10.77.0.1"
 BROWSER = os.environ.get("CLIPMULE_BROWSER", "chromium")
-
-
-@functools.cache
-def make_network():
-    """Once; the desktop's network namespace is ours alone."""
-    links = subprocess.run(["ip", "-brief", "link"], capture_output=True, text=True, check=True).stdout
-    if "eth0" in links or os.geteuid() != 0:
-        raise RuntimeError("to be run inside scripts/private-desktop --network")
-    for command in (["link", "add", "page0", "type", "veth", "peer", "name", "page1"],
-                    ["link", "set", "page0", "up"], ["link", "set", "page1", "up"],
-                    ["addr", "add", f"{ADDRESS}/24", "dev", "page0"]):
-        subprocess.run(["ip", *command], check=True)
 
 
 def open_browser(folder, **options):
@@ -63,7 +49,7 @@ class BrowserTest(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        make_network()
+        browsers.make_network(ADDRESS)
         folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         cls.addClassCleanup(folder.cleanup)
         cls.page = open_browser(folder.name, **cls.options)

@@ -17,26 +17,10 @@ import sys
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "desktop"))
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
-from pagetest import ADDRESS, BROWSER, BrowserTest, main, open_browser, until  # noqa: E402
+from pagetest import ADDRESS, BROWSER, BrowserTest, browsers, main, open_browser, until  # noqa: E402
 from page_test import EXIF, look_at, picture  # noqa: E402
 from agent_test import BIN, AgentTest  # noqa: E402
 from programs import clipboard, copy  # noqa: E402
-
-# What the terminal shows: two rows of modules a line, black on white.
-HALVES = {" ": (0, 0), "▀": (1, 0), "▄": (0, 1), "█": (1, 1)}
-
-
-def read_code(lines):
-    """The text of the QR code that these lines of a terminal show, from a picture of them."""
-    rows = []
-    for line in lines:
-        halves = [HALVES[sign] for sign in re.sub(r"\x1b\[[0-9;]*m", "", line)]
-        rows += [" ".join(str(half[row]) for half in halves) for row in (0, 1)]
-    bitmap = f"P1\n{len(rows[0].split())} {len(rows)}\n" + "\n".join(rows) + "\n"
-    png = subprocess.run(["convert", "pbm:-", "-scale", "600%", "png:-"], input=bitmap.encode(),
-                         capture_output=True, check=True).stdout
-    return subprocess.run(["zbarimg", "-q", "--raw", "png:-"], input=png, capture_output=True,
-                          check=True).stdout.decode().strip()
 
 
 class WholeTest(BrowserTest, AgentTest):
@@ -54,16 +38,7 @@ class WholeTest(BrowserTest, AgentTest):
         return self.wait_for_code()
 
     def wait_for_code(self):
-        shown = []
-
-        def take(line):
-            if line.startswith("http"):
-                return line
-            if line.startswith("\x1b"):
-                shown.append(line)
-            return None
-        printed = self.web.wait_for("code", take)
-        link = read_code(shown)
+        link, printed = browsers.scan(self.web)
         self.assertEqual(link, printed)
         self.port = int(re.search(r":(\d+)/#", link)[1])
         return link
