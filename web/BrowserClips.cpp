@@ -40,8 +40,7 @@ BrowserClips::BrowserClips(const QString &folder) {
 }
 
 BrowserClips::~BrowserClips() {
-    if (_store)
-        _store->saveIfNeeded();
+    save();
 }
 
 const ZRKClipmuleClipboard::Clips &BrowserClips::all() const {
@@ -75,15 +74,18 @@ QStringList BrowserClips::keep(const Clip &clip) {
         gone.append(_board->items().last()->oid());
         _board->removeClipmuleData(_board->items().last());
     }
+    save();
     letMemoryGo();
     return gone;
 }
 
 bool BrowserClips::remove(const QString &id) {
     const Clip clip = withId(id);
-    if (clip)
-        _board->removeClipmuleData(clip);
-    return clip != nullptr;
+    if (!clip)
+        return false;
+    _board->removeClipmuleData(clip);
+    save();
+    return true;
 }
 
 void BrowserClips::removeAll() {
@@ -91,8 +93,7 @@ void BrowserClips::removeAll() {
         while (board && !board->items().isEmpty())
             board->removeClipmuleData(board->items().last());
     }
-    if (_store)
-        _store->saveIfNeeded();
+    save();
 }
 
 ZRKClipmuleClipboard::Clips BrowserClips::waiting() const {
@@ -115,8 +116,15 @@ bool BrowserClips::addWaiting(const Clip &clip) {
 }
 
 void BrowserClips::removeWaiting(const Clip &clip) {
-    if (_waiting)
-        _waiting->removeClipmuleData(clip);
+    if (!_waiting)
+        return;
+    _waiting->removeClipmuleData(clip);
+    save();
+}
+
+void BrowserClips::save() {
+    if (_store)
+        _store->saveIfNeeded();
 }
 
 void BrowserClips::letMemoryGo() {

@@ -13,6 +13,9 @@ namespace clipmule {
 
 /// The latest clips that came for one browser, newest first, and those of its own that wait for a
 /// desk: in a folder of its own. Without a folder the former are in memory, and none can wait.
+///
+/// What a call changed is in the files when it returns, so that nothing is lost with the process. A
+/// disk that is full then is tried again every few seconds.
 class BrowserClips final {
 public:
     using Clip = std::shared_ptr<ZRKClipmuleData>;
@@ -23,7 +26,6 @@ public:
 
     /// An empty folder keeps nothing on disk.
     explicit BrowserClips(const QString &folder);
-    /// Saves what changed.
     ~BrowserClips();
     Q_DISABLE_COPY_MOVE(BrowserClips)
 
@@ -49,6 +51,8 @@ public:
     [[nodiscard]] static qint64 sizeOf(const ZRKClipmuleData &clip);
 
 private:
+    void save();
+
     std::shared_ptr<ClipboardStore> _store;
     std::shared_ptr<ZRKClipmuleClipboard> _board;
     // Null without a folder.

@@ -8,8 +8,10 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMap>
-#include <QTcpSocket>
+#include <QSslSocket>
 #include <QTest>
+
+#include <memory>
 
 namespace clipmule::web_test {
 
@@ -27,8 +29,19 @@ public:
         _host = address.toString().toLatin1() + ':' + QByteArray::number(port);
         _socket.connectToHost(address, port);
     }
+    /// Over TLS, to a server of this very certificate. Nothing is sent to another.
+    PageSocket(quint16 port, const QSslCertificate &certificate)
+        : _scheme("https://") {
+        const QHostAddress address = QHostAddress::LocalHost;
+        _host = address.toString().toLatin1() + ':' + QByteArray::number(port);
+        QSslConfiguration configuration = _socket.sslConfiguration();
+        configuration.setCaCertificates({certificate});
+        configuration.setAllowedNextProtocols({"h2", "http/1.1"});
+        _socket.setSslConfiguration(configuration);
+        _socket.connectToHostEncrypted(address.toString(), port);
+    }
 
-    [[nodiscard]] QTcpSocket &socket() { return _socket; }
+    [[nodiscard]] QSslSocket &socket() { return _socket; }
     [[nodiscard]] const QByteArray &host() const { return _host; }
     [[nodiscard]] bool isClosed() const {
         return _socket.state() == QAbstractSocket::UnconnectedState;
@@ -60,7 +73,7 @@ public:
     }
     /// True once messages can be exchanged.
     [[nodiscard]] bool upgrade() {
-        write(upgradeRequest("http://" + _host, _host));
+        write(upgradeRequest(_scheme + _host, _host));
         (void)QTest::qWaitFor([&] {
             _input += _socket.readAll();
             return _input.contains("\r\n\r\n") || isClosed();
@@ -143,7 +156,8 @@ private:
         return payload;
     }
 
-    QTcpSocket _socket;
+    QSslSocket _socket;
+    QByteArray _scheme = "http://";
     QByteArray _host;
     QByteArray _input;
 };
@@ -153,6 +167,9 @@ class Page final {
 public:
     Page(quint16 port, const PageClient::Secrets &secrets)
         : _socket(port)
+        , _client(secrets) {}
+    Page(quint16 port, const PageClient::Secrets &secrets, const QSslCertificate &certificate)
+        : _socket(port, certificate)
         , _client(secrets) {}
 
     /// False when the program does not answer the hello as it should.
@@ -210,5 +227,20 @@ private:
     PageSocket _socket;
     PageClient _client;
 };
+
+/// Sends a text whole, as the transfer of that number.
+inline void sendText(Page &page, int transfer, const QByteArray &text, bool isForOthers = false) {
+    page.say({{QStringLiteral("is"), QStringLiteral("send")},
+              {QStringLiteral("transfer"), transfer},
+              {QStringLiteral("size"), text.size()},
+              {QStringLiteral("kind"), QStringLiteral("text")},
+              {QStringLiteral("relay"), isForOthers}});
+    page.sendPiece(quint32(transfer), text);
+}
+
+/// What a page that was paired comes back with.
+[[nodiscard]] inline PageClient::Secrets resuming(const std::unique_ptr<Page> &page) {
+    return {.kind = 'R', .id = page->client().browserId(), .key = page->client().browserKey()};
+}
 
 } // namespace clipmule::web_test

@@ -15,6 +15,19 @@
 #include <QDir>
 #include <QTemporaryDir>
 
+namespace clipmule::web_test {
+
+/// What a desk sends for one item.
+[[nodiscard]] inline PropertyList clipOf(const PropertyList::Dictionary &item) {
+    return MessageEnvelope::make(
+        MessageEnvelope::Type::Clip,
+        PropertyList(PropertyList::Dictionary{
+            {QStringLiteral("creationDate"), Date{700000000}},
+            {QStringLiteral("items"), PropertyList::List{PropertyList(item)}}}));
+}
+
+} // namespace clipmule::web_test
+
 namespace clipmule::kit {
 
 using namespace web_test;
@@ -95,21 +108,6 @@ protected:
         page->say({{u"is"_qs, u"resume"_qs}, {u"language"_qs, language}});
         _welcome = page->hear(u"welcome"_qs);
         return _welcome.isEmpty() ? nullptr : std::move(page);
-    }
-
-    // Sends a text whole, as the transfer of that number.
-    static void sendText(Page &page, int transfer, const QByteArray &text,
-                         bool isForOthers = false) {
-        page.say({{u"is"_qs, u"send"_qs},
-                  {u"transfer"_qs, transfer},
-                  {u"size"_qs, text.size()},
-                  {u"kind"_qs, u"text"_qs},
-                  {u"relay"_qs, isForOthers}});
-        page.sendPiece(quint32(transfer), text);
-    }
-
-    static PageClient::Secrets resuming(const std::unique_ptr<Page> &page) {
-        return {.kind = 'R', .id = page->client().browserId(), .key = page->client().browserKey()};
     }
 
     void connectDesk() {

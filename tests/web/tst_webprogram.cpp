@@ -10,6 +10,7 @@
 #include <QJsonArray>
 
 using namespace clipmule;
+using web_test::clipOf;
 using web_test::Page;
 using web_test::PageClient;
 
@@ -26,13 +27,6 @@ QByteArray png(int side) {
     QBuffer buffer(&bytes);
     image.save(&buffer, "PNG");
     return bytes;
-}
-
-PropertyList clipOf(const PropertyList::Dictionary &item) {
-    return MessageEnvelope::make(MessageEnvelope::Type::Clip,
-                                 PropertyList(PropertyList::Dictionary{
-                                     {u"creationDate"_qs, Date{700000000}},
-                                     {u"items"_qs, PropertyList::List{PropertyList(item)}}}));
 }
 
 } // namespace
