@@ -6,6 +6,7 @@
 #include "tests/kit/TestCase.h"
 #include "tests/web/PageClient.h"
 #include "web/OwnNetworks.h"
+#include "web/PageConnection.h"
 #include "web/PairedBrowsers.h"
 #include "web/PairingCode.h"
 #include "web/QrPicture.h"
@@ -47,13 +48,35 @@ private Q_SLOTS:
         QVERIFY(key);
         QCOMPARE(key->view().toByteArray(),
                  QByteArray::fromBase64(shown, QByteArray::Base64UrlEncoding));
-        _runLoop.advance(599.9);
+        _runLoop.advance(599.0);
         QVERIFY(code.keyOf(idOf(shown)));
+        QVERIFY(code.isValid());
         QCOMPARE(expiries, 0);
-        _runLoop.advance(0.2);
-        QVERIFY(!code.keyOf(idOf(shown)));
-        QCOMPARE(expiries, 1);
-        QVERIFY(!code.spend(idOf(shown)));
+        for (int times = 0; times < 2; ++times) {
+            _runLoop.advance(1.0);
+            QCOMPARE(expiries, 1);
+            QVERIFY(!code.keyOf(idOf(shown)));
+            QVERIFY(!code.spend(idOf(shown)));
+            QVERIFY(!code.isValid());
+        }
+    }
+
+    void aPageWithAnExpiredCodeIsToldAsMuchAsAnyOther() {
+        PairingCode code;
+        const PageClient page(PageClient::withCode(
+            QByteArray::fromBase64(code.make(), QByteArray::Base64UrlEncoding)));
+        const auto answer = [&] {
+            PageConnection connection(
+                [&](PageChannel::Kind, QByteArrayView id) { return code.keyOf(id); });
+            connection.receive(page.hello());
+            return std::pair(connection.next().value_or(QByteArray()).left(1), connection.isOver());
+        };
+        _runLoop.advance(599.0);
+        QCOMPARE(answer(), std::pair(QByteArray("\2"), false));
+        for (int times = 0; times < 2; ++times) {
+            _runLoop.advance(1.0);
+            QCOMPARE(answer(), std::pair(QByteArray("\3"), true));
+        }
     }
 
     void aNewCodeEndsTheOneBefore() {
