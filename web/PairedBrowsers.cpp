@@ -15,6 +15,9 @@ namespace clipmule {
 
 namespace {
 
+const QString versionKey = QStringLiteral("version");
+// Of the file's form. The first one had no number.
+constexpr int version = 1;
 const QString browsersKey = QStringLiteral("browsers");
 const QString idKey = QStringLiteral("id");
 const QString keyKey = QStringLiteral("key");
@@ -85,7 +88,10 @@ Result<void> PairedBrowsers::load() {
     if (!*bytes)
         return {};
     const QJsonObject root = QJsonDocument::fromJson(**bytes).object();
-    if (!root[browsersKey].isArray())
+    const int written = root[versionKey].toInt(root.contains(versionKey) ? 0 : version);
+    if (written > version)
+        return failure(QStringLiteral("%1 was written by a newer clipmule-web").arg(_path));
+    if (written < 1 || !root[browsersKey].isArray())
         return failure(QStringLiteral("%1 is damaged").arg(_path));
     std::list<Browser> browsers;
     for (const QJsonValue &value : root[browsersKey].toArray()) {
@@ -102,8 +108,8 @@ Result<void> PairedBrowsers::save() const {
     QJsonArray array;
     for (const Browser &browser : _browsers)
         array.append(asJson(browser));
-    return DataFile::write(_path, QJsonDocument(QJsonObject{{browsersKey, array}}).toJson(),
-                           largestFile);
+    const QJsonObject root{{versionKey, version}, {browsersKey, array}};
+    return DataFile::write(_path, QJsonDocument(root).toJson(), largestFile);
 }
 
 std::optional<SecretKey> PairedBrowsers::keyOf(QByteArrayView id) const {

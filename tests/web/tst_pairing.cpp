@@ -181,6 +181,9 @@ private Q_SLOTS:
         QTest::newRow("empty") << QByteArray("");
         QTest::newRow("no JSON") << QByteArray("{");
         QTest::newRow("no list") << QByteArray(R"({"browsers":1})");
+        QTest::newRow("version 0") << QByteArray(R"({"version":0,"browsers":[]})");
+        QTest::newRow("no version") << QByteArray(R"({"version":"1","browsers":[]})");
+        QTest::newRow("a newer version") << QByteArray(R"({"version":2,"browsers":[]})");
         QTest::newRow("no browser") << QByteArray(R"({"browsers":[{}]})");
         QTest::newRow("a short key") << QByteArray(
             R"({"browsers":[{"id":"61616161616161616161616161616161","key":"61","name":"a","service":"a"}]})");
@@ -196,6 +199,34 @@ private Q_SLOTS:
         QVERIFY(!browsers.load());
         QVERIFY(file.open(QIODevice::ReadOnly));
         QCOMPARE(file.readAll(), bytes);
+    }
+
+    void aFileOfTheFirstFormIsRead() {
+        QByteArray list = R"("browsers":[{"id":"I","key":"KEY","name":"Anna","service":"Anna"}]})";
+        list.replace("\"I\"", '"' + QByteArray(16, 'a').toHex() + '"');
+        list.replace("KEY", QByteArray(32, 'a').toHex());
+        for (const QByteArray &begin : {QByteArray("{"), QByteArray(R"({"version":1,)")}) {
+            QFile file(path());
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(begin + list);
+            file.close();
+            PairedBrowsers browsers(path());
+            QVERIFY(browsers.load());
+            QCOMPARE(browsers.all().size(), size_t(1));
+            // From then on it says which.
+            QVERIFY(browsers.rename(QByteArray(16, 'a'), u"Mum"_qs));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            QVERIFY(file.readAll().contains("\"version\": 1\n"));
+        }
+    }
+
+    void aNewerFormIsNamed() {
+        QFile file(path());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(R"({"version":2})");
+        file.close();
+        PairedBrowsers browsers(path());
+        QVERIFY(kit::reasonOf(browsers.load()).endsWith(u"written by a newer clipmule-web"_qs));
     }
 
     void seeingABrowserIsWrittenDownOnceAnHour() {
