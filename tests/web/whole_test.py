@@ -82,6 +82,19 @@ class WholeTest(BrowserTest, AgentTest):
         self.assert_on_clipboard("typed on the phone")
         self.assert_sent()
 
+    def test_what_is_marked_secret_stays_on_the_computer(self):
+        self.pair()
+        window = self.start_window("vault")
+        window.tell(f"copy-data text/plain {b'a password'.hex()} x-kde-passwordManagerHint {b'secret'.hex()}")
+        until("look at the copy", lambda: self.times_logged("marked as secret") == 1)
+        copy("UTF8_STRING", b"harmless")
+        self.wait_for_texts("harmless")
+        self.assertNotIn("a password", self.shown("#clips .text"))
+        # Nor is it kept for a page that is closed.
+        kept = b"".join(path.read_bytes() for path in (self.folder / "page").rglob("*") if path.is_file())
+        self.assertIn(b"harmless", kept)
+        self.assertNotIn(b"password", kept)
+
     def test_pictures_both_ways(self):
         self.pair()
         content = picture("300x200")
