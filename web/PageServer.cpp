@@ -35,11 +35,14 @@ constexpr std::array securityHeaders{
         "content-security-policy:",
         "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; "
         "connect-src 'self' blob: data:; worker-src 'self'; manifest-src 'self'; base-uri 'none'; "
-        "form-action 'none'; frame-ancestors 'none'; require-trusted-types-for 'script'"},
+        "form-action 'none'; frame-ancestors 'none'; require-trusted-types-for 'script'; "
+        "trusted-types clipmule-page"},
     Header{"x-content-type-options:", "nosniff"},
     Header{"referrer-policy:", "no-referrer"},
     Header{"cross-origin-opener-policy:", "same-origin"},
     Header{"cross-origin-resource-policy:", "same-origin"},
+    // A photo is taken by the phone's own program, which asks for itself.
+    Header{"permissions-policy:", "camera=(), display-capture=(), geolocation=(), microphone=()"},
     Header{"cache-control:", "no-cache"},
 };
 
@@ -243,11 +246,23 @@ QString PageServer::origin(const QHostAddress &address) const {
         .arg(port());
 }
 
+bool PageServer::hasRoomFor(const QHostAddress &peer) const {
+    int ofPeer = 0;
+    int unproved = 0;
+    for (const auto &[socket, connection] : _connections) {
+        if (connection.peer != peer)
+            continue;
+        ++ofPeer;
+        if (!connection.tab || !connection.tab->connection().channel().isProved())
+            ++unproved;
+    }
+    return _connections.size() < mostConnections && ofPeer < mostOfOnePeer &&
+           unproved < mostUnprovedOfOnePeer;
+}
+
 void PageServer::accept(qintptr descriptor, const OwnNetwork &network) {
     const QHostAddress peer = peerOf(descriptor);
-    const auto ofPeer = std::count_if(_connections.begin(), _connections.end(),
-                                      [&](const auto &one) { return one.second.peer == peer; });
-    if (!network.holds(peer) || _connections.size() >= mostConnections || ofPeer >= mostOfOnePeer) {
+    if (!network.holds(peer) || !hasRoomFor(peer)) {
         ::close(int(descriptor));
         return;
     }

@@ -27,10 +27,13 @@ namespace clipmule {
 /// page, gets nothing.
 class PageServer final {
 public:
-    /// At once, of all kinds; and of one device, whose browser opens some six for the files, and
-    /// keeps one a page.
+    /// At once, of all kinds.
     static constexpr int mostConnections = 32;
-    static constexpr int mostOfOnePeer = 12;
+    /// Of one address, which two phones may share, behind a router or a computer that passes them
+    /// on: four pages each, and for both together what follows. The rest is for other devices.
+    static constexpr int mostOfOnePeer = 20;
+    /// Of these, connections that are no paired browser's page: a browser opens six for the files.
+    static constexpr int mostUnprovedOfOnePeer = 12;
     /// Bytes of the head of a request. Browsers send some 700.
     static constexpr unsigned short largestHead = 4096;
     /// How long a half request, and a connection without one, is waited for, in seconds.
@@ -79,6 +82,7 @@ private:
     friend struct PageServerCallbacks;
 
     void accept(qintptr descriptor, const OwnNetwork &network);
+    [[nodiscard]] bool hasRoomFor(const QHostAddress &peer) const;
     [[nodiscard]] Connection *connection(lws *socket);
     // After so many seconds.
     void close(lws *socket, int seconds = 0);

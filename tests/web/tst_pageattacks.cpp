@@ -25,7 +25,10 @@ private Q_SLOTS:
                             "img-src 'self' blob: data:; connect-src 'self' blob: data:; "
                             "worker-src 'self'; manifest-src 'self'; base-uri 'none'; "
                             "form-action 'none'; frame-ancestors 'none'; "
-                            "require-trusted-types-for 'script'"));
+                            "require-trusted-types-for 'script'; "
+                            "trusted-types clipmule-page"));
+        QCOMPARE(answer.headers["permissions-policy"],
+                 QByteArray("camera=(), display-capture=(), geolocation=(), microphone=()"));
         QCOMPARE(answer.headers["x-content-type-options"], QByteArray("nosniff"));
         QCOMPARE(answer.headers["referrer-policy"], QByteArray("no-referrer"));
         QCOMPARE(answer.headers["cross-origin-opener-policy"], QByteArray("same-origin"));
@@ -230,20 +233,47 @@ private Q_SLOTS:
             return std::count_if(crowd.begin(), crowd.end(),
                                  [](const PageSocket &one) { return !one.isClosed(); });
         };
-        // One of them is the page's.
-        QTRY_COMPARE(left(), PageServer::mostOfOnePeer - 1);
-        QCOMPARE(_web->server().connections(), qsizetype(PageServer::mostOfOnePeer));
+        QTRY_COMPARE(left(), PageServer::mostUnprovedOfOnePeer);
+        QCOMPARE(_web->server().connections(), qsizetype(PageServer::mostUnprovedOfOnePeer + 1));
         // There is room again when they go.
         crowd.clear();
         QTRY_COMPARE(_web->server().connections(), qsizetype(1));
         QCOMPARE(PageSocket(port()).get("/").status, 200);
     }
 
+    void twoPhonesOfOneAddressFitWithTheirPages() {
+        const auto first = paired();
+        const auto second = paired(u"Ben's phone"_qs);
+        std::list<std::unique_ptr<Page>> pages;
+        for (int number = 0; number < 3; ++number) {
+            pages.push_back(resumed(resuming(first)));
+            pages.push_back(resumed(resuming(second)));
+            QVERIFY(pages.front() && pages.back());
+        }
+        // Both fetch the page once more.
+        std::list<PageSocket> files;
+        for (int number = 0; number < 12; ++number)
+            QCOMPARE(files.emplace_back(port()).get("/").status, 200);
+        QCOMPARE(_web->server().connections(), 20);
+        QVERIFY(PageSocket(port()).closes());
+    }
+
+    void pagesOfOneAddressLeaveRoomForOthers() {
+        const auto page = paired();
+        std::list<std::unique_ptr<Page>> pages;
+        for (int number = 1; number < PageServer::mostOfOnePeer; ++number)
+            QVERIFY(pages.emplace_back(resumed(resuming(page))));
+        QVERIFY(!resumed(resuming(page)));
+        pages.pop_back();
+        QTRY_COMPARE(_web->server().connections(), PageServer::mostOfOnePeer - 1);
+        QVERIFY(resumed(resuming(page)));
+    }
+
     void otherDevicesHaveRoomBesideOneThatTakesAll() {
         std::list<PageSocket> crowd;
         for (int number = 0; number < 40; ++number)
             crowd.emplace_back(port());
-        QTRY_COMPARE(_web->server().connections(), qsizetype(PageServer::mostOfOnePeer));
+        QTRY_COMPARE(_web->server().connections(), qsizetype(PageServer::mostUnprovedOfOnePeer));
         // The whole of 127.0.0.0/8 is this computer.
         QTcpSocket other;
         QVERIFY(other.bind(QHostAddress(u"127.0.0.7"_qs)));
