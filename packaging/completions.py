@@ -19,9 +19,10 @@ LICENCE = ["# SPDX-FileCopyright" "Text: 2026 The Clipmule Sync developers", "# 
 FOLDERS = {"DIR"}
 FILES = {"FILE"}
 WORDS = {"KIND": r"Take the files for this: (.*?)\.", "MODE": r"--paste-mode MODE\]\s+(.*)",
-         "DOMAIN": r"DOMAIN is (.*?);"}
-# What the programs tell while somebody types, one a line; names of phones stand before a tab.
-ASKED = {"SERVICE": {"pair": "clipmule-preferences discover --wait 1", "": "clipmule-preferences list"}}
+         "DOMAIN": r"DOMAIN is (.*?);", "WHAT": r'"(.*?)" keeps'}
+# What the programs tell while somebody types, one a line, up to a tab.
+ASKED = {"SERVICE": {"pair": "clipmule-preferences discover --wait 1", "": "clipmule-preferences list"},
+         "BROWSER": {"": "clipmule-web list 2>/dev/null | cut -f 2"}}
 
 
 class Option:
@@ -40,9 +41,11 @@ class Usage:
             r"^  (?:-(\w), )?--([a-z-]+)(?: <([A-Z=]+)>)? {2,}(.*)$", flat, re.MULTILINE)]
         self.arguments = re.findall(r"(?<=^Arguments:\n)  ([A-Z]+)", flat, re.MULTILINE)
         self.commands = {}
-        # Only preferences have commands; the options of one stand in brackets, also on the lines below it.
-        if text.startswith("Usage: clipmule-preferences"):
-            flat = re.sub(r"\n {6}(?=\[)(.*?)(?: {2,}.*)?$", r"\n+\1", flat, flags=re.MULTILINE)
+        # The options of a command stand in brackets, also on the lines below it.
+        told = re.search(r"^Commands:\n((?:  .*\n)+)" if "\nCommands:\n" in text else
+                         r"(?s)^Usage: clipmule-preferences(.*)", flat, re.MULTILINE)
+        if told:
+            flat = re.sub(r"\n {6}(?=\[)(.*?)(?: {2,}.*)?$", r"\n+\1", told[1], flags=re.MULTILINE)
             for form, purpose, more in re.findall(r"^  ([a-z].*?) {2,}(.*)((?:\n\+.*)*)$", flat, re.MULTILINE):
                 for word in re.match(r"[a-z]+(?:, [a-z]+)*", form)[0].split(", "):
                     options = [Option("", *each, "") for each in
@@ -93,7 +96,7 @@ def bash(program, usage):
     if [ "$command" ] && [ "$COMP_CWORD" = 2 ]; then
         while IFS=$'\\t' read -r line _; do
             [[ $line != "$current"* ]] || COMPREPLY+=("$(printf %q "$line")")
-        done < <($command 2>/dev/null)
+        done < <(eval "$command" 2>/dev/null)
     fi
 }}
 complete -F {name} {program}

@@ -19,8 +19,9 @@ sys.dont_write_bytecode = True
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 PROGRAMS = ("clipmule-sync", "clipmule-preferences", "clipmule-phone", "clipmule-inspect", "clipmule-filter",
             "clipmule-web")
-COMMANDS = {"discover", "pair", "unpair", "rename", "list", "enable", "disable", "status", "doctor", "get", "set",
-            "unset"}
+COMMANDS = {"clipmule-preferences": {"discover", "pair", "unpair", "rename", "list", "enable", "disable", "status",
+                                     "doctor", "get", "set", "unset"},
+            "clipmule-web": {"code", "list", "revoke", "rename"}}
 
 
 class Completions(unittest.TestCase):
@@ -36,10 +37,13 @@ class Completions(unittest.TestCase):
             os.symlink(cls.programs / name, cls.bin / name)
         stand_in = cls.folder / "stand-in"
         stand_in.mkdir()
-        teller = stand_in / "clipmule-preferences"
-        teller.write_text("#!/bin/sh\ncase \"$*\" in\nlist) printf \"Anna's Phone\\tAnna\\nBert\\tBert\\n\" ;;\n"
-                          "\"discover --wait 1\") printf 'Clara\\n' ;;\nesac\n")
-        teller.chmod(0o755)
+        for name, answers in (
+                ("preferences", "list) printf \"Anna's Phone\\tAnna\\nBert\\tBert\\n\" ;;\n"
+                                "\"discover --wait 1\") printf 'Clara\\n' ;;\n"),
+                ("web", "list) printf \"12345678\\tAnna's Phone\\tnever\\n9abcdef0\\tTablet\\tnever\\n\" ;;\n")):
+            teller = stand_in / f"clipmule-{name}"
+            teller.write_text(f"#!/bin/sh\ncase \"$*\" in\n{answers}esac\n")
+            teller.chmod(0o755)
         cls.environment = {"PATH": f"{stand_in}:{cls.bin}:{os.environ['PATH']}", "HOME": str(cls.home),
                            "QT_QPA_PLATFORM": "offscreen", "LC_ALL": "C.UTF-8", "TERM": "dumb"}
         for name in PROGRAMS:
@@ -56,6 +60,9 @@ class Completions(unittest.TestCase):
         """What the program takes, found by trying."""
         told = self.run_in(self.bin / name, "--help").stdout
         every = set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", told)) - {"--help", "--version"}
+        if command and name == "clipmule-web":
+            # It takes all of them, but they are about serving, which a command does not.
+            return set()
         if name != "clipmule-preferences":
             return every | {"--help", "--version"}
         if not command:
@@ -77,10 +84,11 @@ class Completions(unittest.TestCase):
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         return {each.split("\t")[0] for each in done.stdout.splitlines()}
 
-    def zsh(self, name, state="", command=""):
+    def zsh(self, name, state="", command="", arguments='print -rl -- "$@"'):
         """What the completion tells zsh's own functions, which know what to do with it."""
-        script = ("_arguments() { print -rl -- \"$@\"; state=$STATE; words=($COMMAND) }\n"
-                  "_describe() { print -rl -- ${(P)2} }\nautoload -Uz $2\nfpath=($1 $fpath)\nSTATE=$3 COMMAND=$4\n$2\n")
+        script = (f"_arguments() {{ {arguments}; state=$STATE; words=($COMMAND) }}\n"
+                  "_describe() { print -rl -- ${(P)2} }\ncompadd() { print -rl -- ${(P)2} }\n"
+                  "autoload -Uz $2\nfpath=($1 $fpath)\nSTATE=$3 COMMAND=$4\n$2\n")
         done = self.run_in("zsh", "-f", "-c", script, "zsh", self.folder / "zsh", "_" + name, state, command)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         return done.stdout
@@ -99,26 +107,32 @@ class Completions(unittest.TestCase):
                     self.assertEqual(self.zsh_options(name), options)
 
     def test_commands(self):
-        name = "clipmule-preferences"
-        offered = {each for each in self.bash(name, "") if not each.startswith("-")}
-        self.assertEqual(offered, COMMANDS)
-        if shutil.which("fish"):
-            self.assertEqual(self.fish(name, ""), COMMANDS)
-        if shutil.which("zsh"):
-            self.assertEqual(set(re.findall(r"^([a-z]+):", self.zsh(name, "command"), re.MULTILINE)), COMMANDS)
-        for command in COMMANDS:
-            with self.subTest(command):
-                options = self.options_of(name, command)
-                self.assertEqual(self.bash(name, command, "--"), options)
+        for name, commands in COMMANDS.items():
+            with self.subTest(name):
+                offered = {each for each in self.bash(name, "") if not each.startswith("-")}
+                self.assertEqual(offered, commands)
                 if shutil.which("fish"):
-                    self.assertEqual({each for each in self.fish(name, command, "--") if each.startswith("--")}, options)
+                    self.assertEqual(self.fish(name, ""), commands)
                 if shutil.which("zsh"):
-                    self.assertEqual(self.zsh_options(name, "rest", command) - {"--help", "--version"}, options)
+                    told = self.zsh(name, "command")
+                    self.assertEqual(set(re.findall(r"^([a-z]+):", told, re.MULTILINE)), commands)
+            for command in commands:
+                with self.subTest(f"{name} {command}"):
+                    options = self.options_of(name, command)
+                    self.assertEqual(self.bash(name, command, "--"), options)
+                    if shutil.which("fish"):
+                        self.assertEqual({each for each in self.fish(name, command, "--") if each.startswith("--")},
+                                         options)
+                    if shutil.which("zsh"):
+                        # What it tells for the command; before that, what it tells in front of any.
+                        told = self.zsh_options(name, "rest", command)
+                        self.assertEqual(told - self.zsh_options(name), options)
 
     def test_values_that_are_words(self):
         for line, words in (("clipmule-preferences pair X --paste-mode", {"paste", "clipboard", "default"}),
                             ("clipmule-preferences get --domain", {"shared", "agent", "stats"}),
-                            ("clipmule-inspect --as", {"plist", "frames", "txt", "archive", "typedstream"})):
+                            ("clipmule-inspect --as", {"plist", "frames", "txt", "archive", "typedstream"}),
+                            ("clipmule-web --keep", {"none"})):
             with self.subTest(line):
                 self.assertEqual(self.bash(*line.split(), ""), words)
                 if shutil.which("fish"):
@@ -134,14 +148,22 @@ class Completions(unittest.TestCase):
         self.assertEqual(self.bash("clipmule-filter", "pla"), set())
 
     def test_phones_are_those_that_are_there(self):
-        name = "clipmule-preferences"
-        for command, phones in (("unpair", {"Anna's Phone", "Bert"}), ("rename", {"Anna's Phone", "Bert"}),
-                                ("pair", {"Clara"})):
-            with self.subTest(command):
+        paired, browsers = {"Anna's Phone", "Bert"}, {"Anna's Phone", "Tablet"}
+        for name, command, phones in (("clipmule-preferences", "unpair", paired),
+                                      ("clipmule-preferences", "rename", paired),
+                                      ("clipmule-preferences", "pair", {"Clara"}),
+                                      ("clipmule-web", "revoke", browsers), ("clipmule-web", "rename", browsers)):
+            with self.subTest(f"{name} {command}"):
                 self.assertEqual({each.replace("\\", "") for each in self.bash(name, command, "")
                                   if not each.startswith("--")}, phones)
                 if shutil.which("fish"):
                     self.assertEqual(self.fish(name, command, ""), phones)
+                if shutil.which("zsh"):
+                    # It runs what stands in braces behind an operand.
+                    told = self.zsh(name, "rest", command,
+                                    "for each; do [[ $each != 1:*:{* ]] || eval ${each#*:*:}; done")
+                    self.assertEqual(set(told.split("\n")) - {""}, phones)
+        name = "clipmule-preferences"
         # Only where a phone stands, and only those that begin so.
         self.assertEqual(self.bash(name, "unpair", "B"), {"Bert"})
         self.assertEqual(self.bash(name, "rename", "Bert", ""), set())
