@@ -15,10 +15,16 @@ from selenium.webdriver.common.actions import interaction
 from selenium.webdriver.common.actions.action_builder import ActionBuilder
 from selenium.webdriver.common.actions.pointer_input import PointerInput
 
+CHROMIUM, CHROMEDRIVER = "/usr/bin/chromium", "/usr/bin/chromedriver"
 WIDTH, HEIGHT = 360, 740
 # What the terminal shows: two rows of modules a line, black on white.
 HALVES = {" ": (0, 0), "▀": (1, 0), "▄": (0, 1), "█": (1, 1)}
 MINI_BROWSER = next(iter(sorted(pathlib.Path("/usr/lib").glob("*/webkit2gtk-4.1/MiniBrowser"))), None)
+
+
+def missing():
+    """What is not there of Chromium, its driver and the camera."""
+    return [name for name in (CHROMIUM, CHROMEDRIVER, "/usr/bin/zbarimg") if not os.path.exists(name)]
 
 
 @functools.cache
@@ -64,7 +70,7 @@ def chromium(folder, width=WIDTH, height=HEIGHT, language="en", is_shown=True):
     options = webdriver.ChromeOptions()
     if not is_shown:
         options.add_argument("--headless=new")
-    options.binary_location = "/usr/bin/chromium"
+    options.binary_location = CHROMIUM
     options.accept_insecure_certs = True
     for argument in (f"--user-data-dir={folder}", "--no-first-run", "--disable-gpu", f"--lang={language}",
                      "--disable-dev-shm-usage", "--no-sandbox" if os.geteuid() == 0 else "--disable-sync"):
@@ -76,7 +82,7 @@ def chromium(folder, width=WIDTH, height=HEIGHT, language="en", is_shown=True):
                      "Chrome/120.0.0.0 Mobile Safari/537.36"})
     os.environ["LANGUAGE"] = language
     try:
-        return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        return webdriver.Chrome(service=Service(CHROMEDRIVER), options=options)
     finally:
         del os.environ["LANGUAGE"]
 

@@ -14,6 +14,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import unittest.mock
 
 sys.dont_write_bytecode = True
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
@@ -151,12 +152,45 @@ class ContinuousIntegration(unittest.TestCase):
         self.assertEqual([line for line in end if line in summary], summary)
 
 
+def load(name, path):
+    """A script as a module."""
+    loader = importlib.machinery.SourceFileLoader(name, str(ROOT / path))
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader(name, loader))
+    loader.exec_module(module)
+    return module
+
+
+class DemoWithoutBrowser(unittest.TestCase):
+    def setUp(self):
+        self.enterContext(unittest.mock.patch.object(sys, "path", [str(ROOT / "scripts"), *sys.path]))
+        self.demo = load("demo", "scripts/demo")
+
+    def enterContext(self, manager):
+        value = manager.__enter__()
+        self.addCleanup(manager.__exit__, None, None, None)
+        return value
+
+    def said_with(self, browsers):
+        """What the scene of the page says; it would fail at whatever it did with these."""
+        scene = self.demo.Demo.__new__(self.demo.Demo)
+        with unittest.mock.patch.dict(sys.modules, {"browsers": browsers}), \
+                contextlib.redirect_stdout(io.StringIO()) as said:
+            scene.run_page(None, None)
+        return said.getvalue().splitlines()[-1]
+
+    def test_the_scene_of_the_page_says_what_is_missing(self):
+        lacking = type("Browsers", (), {"missing": staticmethod(lambda: ["/usr/bin/a", "/usr/bin/b"])})
+        self.assertEqual(self.said_with(lacking), "  skipped    /usr/bin/a, /usr/bin/b is missing: "
+                                                  "scripts/install-packages browser installs it")
+
+    def test_nor_does_it_need_what_drives_a_browser(self):
+        self.assertEqual(self.said_with(None), "  skipped    browsers is missing: "
+                                               "scripts/install-packages browser installs it")
+
+
 class Benchmarks(unittest.TestCase):
     def setUp(self):
-        loader = importlib.machinery.SourceFileLoader("bench_run", str(ROOT / "bench/run"))
-        self.bench = importlib.util.module_from_spec(
-            importlib.util.spec_from_loader("bench_run", loader))
-        loader.exec_module(self.bench)
+        self.bench = load("bench_run", "bench/run")
         self.bench.ROOT = pathlib.Path(tempfile.mkdtemp(prefix="entrances."))
         self.addCleanup(shutil.rmtree, self.bench.ROOT)
         (self.bench.ROOT / "bench").mkdir()
