@@ -60,7 +60,9 @@ protected:
         file.write(bytes);
     }
 
-    void start(bool keepsClips = true) {
+    // No addresses are those that are served unasked.
+    void start(bool keepsClips = true,
+               const QList<QHostAddress> &addresses = {QHostAddress(QHostAddress::LocalHost)}) {
         ZRKUserDefaults::Environment environment;
         environment.database = _database.get();
         _settings = SettingsStores::open(environment);
@@ -71,7 +73,7 @@ protected:
         options.folder = _folder->filePath(u"data"_qs);
         options.keepsClips = keepsClips;
         options.computer = u"desk"_qs;
-        options.addresses = {QHostAddress(QHostAddress::LocalHost)};
+        options.addresses = addresses;
         _web = std::make_unique<WebProgram>(_backend, *_files, _settings.get(), options);
         const auto started = _web->open().and_then([this] { return _web->start(); });
         QVERIFY2(started, started ? "" : qPrintable(started.error().reason));
