@@ -4,9 +4,12 @@
 #include "web/PageServer.h"
 
 #include "platform/foundation/Callbacks.h"
-#include "platform/foundation/Log.h"
+#include "platform/foundation/Date.h"
+#include "platform/foundation/FileHandle.h"
 
 #include <QAbstractEventDispatcher>
+#include <QLoggingCategory>
+#include <QSslCertificate>
 #include <QTcpServer>
 
 #include <algorithm>
@@ -21,9 +24,13 @@ namespace clipmule {
 
 namespace {
 
+Q_LOGGING_CATEGORY(logWeb, "clipmule.web")
+
 constexpr const char *pageProtocol = "clipmule-page-1";
 // A closing message that a peer does not take holds a connection no longer than this, in seconds.
 constexpr int closingTime = 5;
+// In bytes, of a certificate with those that it follows from, and of a key: some kilobytes.
+constexpr qint64 largestPem = 1024 * 1024;
 
 struct Header {
     const char *name;
@@ -58,6 +65,25 @@ QByteArray header(lws *socket, lws_token_indexes token) {
 
 bool isWaitingForPeer(lws *socket) {
     return lws_send_pipe_choked(socket) != 0;
+}
+
+// The library does not say which file is in the way, or how.
+Result<void> checkPem(const QString &path) {
+    const auto bytes = RegularFile::read(path, largestPem, RegularFile::Links::Follow);
+    if (!bytes)
+        return failure(QStringLiteral("%1: %2").arg(path, bytes.error().reason));
+    if (!*bytes)
+        return failure(QStringLiteral("%1: there is no such file").arg(path));
+    return {};
+}
+
+// It is served all the same: a page that asks for a click more is better than none.
+void warnOfExpiry(const QString &path) {
+    const QDateTime expiry = QSslCertificate::fromPath(path).value(0).expiryDate();
+    if (expiry <= Date::now().toDateTime())
+        qCWarning(logWeb).noquote()
+            << QStringLiteral("%1 expired on %2; browsers will warn of the page")
+                   .arg(path, expiry.toUTC().toString(Qt::ISODate));
 }
 
 QHostAddress peerOf(qintptr descriptor) {
@@ -182,6 +208,10 @@ Result<void> PageServer::start() {
     const QByteArray certificate = _options.certificate.toLocal8Bit();
     const QByteArray key = _options.key.toLocal8Bit();
     if (isSecure()) {
+        for (const QString &path : {_options.certificate, _options.key}) {
+            if (auto checked = checkPem(path); !checked)
+                return checked;
+        }
         info.options |= LWS_SERVER_OPTION_DO_SSL_GLOBAL_INIT;
         info.ssl_cert_filepath = certificate.constData();
         info.ssl_private_key_filepath = key.constData();
@@ -190,9 +220,12 @@ Result<void> PageServer::start() {
     }
     _context = lws_create_context(&info);
     if (!_context)
-        return failure(isSecure() ? QStringLiteral("the certificate or its key cannot be used")
+        return failure(isSecure() ? QStringLiteral("%1 and %2 are not a certificate and its key")
+                                        .arg(_options.certificate, _options.key)
                                   : QStringLiteral("the web server cannot be started; is "
                                                    "libwebsockets-evlib-glib installed?"));
+    if (isSecure())
+        warnOfExpiry(_options.certificate);
     return {};
 }
 

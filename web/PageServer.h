@@ -47,7 +47,7 @@ public:
 
     struct Options {
         quint16 port = 0;
-        /// PEM files for HTTPS; both empty for plain HTTP.
+        /// PEM files for HTTPS, read at the start; both empty for plain HTTP.
         QString certificate = {};
         QString key = {};
         /// Names that the computer is asked for by as well, beside its addresses.

@@ -58,7 +58,11 @@ void useOwnCertificate(PageServer::Options &options) {
                            QStringLiteral("/clipmule-sync/");
     const QString certificate = folder + QStringLiteral("page-certificate.pem");
     const QString key = folder + QStringLiteral("page-key.pem");
-    if (QFileInfo(certificate).isFile() && QFileInfo(key).isFile()) {
+    // Where one of them is missing nothing is served, rather than less safely than was meant.
+    const auto isThere = [](const QString &path) {
+        return QFileInfo::exists(path) || QFileInfo(path).isSymLink();
+    };
+    if (isThere(certificate) || isThere(key)) {
         options.certificate = certificate;
         options.key = key;
     }
@@ -127,7 +131,9 @@ Arguments parse(const QCoreApplication &application) {
         QStringLiteral("ADDRESS"));
     const QCommandLineOption certificate(
         QStringLiteral("certificate"),
-        QStringLiteral("Serve over HTTPS with the certificate of this PEM file."),
+        QStringLiteral("Serve over HTTPS with the certificate of this PEM file, which is read at "
+                       "the start, instead of page-certificate.pem and page-key.pem beside the "
+                       "settings."),
         QStringLiteral("FILE"));
     const QCommandLineOption key(QStringLiteral("key"),
                                  QStringLiteral("The PEM file with its key."),

@@ -39,6 +39,7 @@ public:
     /// True when it serves.
     [[nodiscard]] bool start(const QStringList &options = {}) {
         _output.clear();
+        _complaint.clear();
         _process.start(QStringLiteral(CLIPMULE_BIN "/clipmule-web"),
                        QStringList{QStringLiteral("--address"), QStringLiteral("127.0.0.1"),
                                    QStringLiteral("--port"), QStringLiteral("0")} +
@@ -49,9 +50,10 @@ public:
                }) &&
                _process.state() == QProcess::Running;
     }
-    /// What it said when it did not start, once it has ended.
+    /// What it has said of what went wrong.
     [[nodiscard]] QByteArray complaint() {
-        return _process.waitForFinished() ? _process.readAllStandardError() : QByteArray();
+        _complaint += _process.readAllStandardError();
+        return _complaint;
     }
     /// Without a chance to do anything more.
     void kill() {
@@ -91,6 +93,7 @@ private:
     QTemporaryDir _home;
     QProcess _process;
     QByteArray _output;
+    QByteArray _complaint;
 };
 
 } // namespace clipmule::web_test

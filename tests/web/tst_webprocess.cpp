@@ -8,10 +8,14 @@
 #include <QImage>
 #include <QJsonArray>
 
+#include <linux/capability.h>
+#include <sys/prctl.h>
+
 using namespace clipmule;
 using web_test::clipOf;
 using web_test::Page;
 using web_test::PageClient;
+using web_test::PageSocket;
 using web_test::WebProcess;
 
 // The program as a process of its own, which somebody kills.
@@ -20,7 +24,7 @@ class WebProcessTest final : public kit::TestCase {
 
     void begin() override {
         _web = std::make_unique<WebProcess>();
-        QVERIFY2(_web->start(), _web->process().readAllStandardError().constData());
+        QVERIFY2(_web->start(), _web->complaint().constData());
     }
     void end() override {
         _desk.reset();
@@ -83,7 +87,160 @@ private Q_SLOTS:
         QTRY_COMPARE(_texts, QStringList{u"last"_qs});
     }
 
+    void aPageIsServedOverTls() {
+        const QSslCertificate certificate = certify(u"good"_qs, 1);
+        restart({u"--certificate"_qs, path(u"good.pem"_qs), u"--key"_qs, path(u"good.key"_qs)});
+        QVERIFY(_web->isSecure());
+        PageSocket socket(_web->port(), certificate);
+        QCOMPARE(socket.get("/").status, 200);
+        // Over HTTP/2 there would be no Host header to check.
+        QCOMPARE(socket.socket().sslConfiguration().nextNegotiatedProtocol(),
+                 QByteArray("http/1.1"));
+        Page page(_web->port(), _web->code(), certificate);
+        QVERIFY(page.shakeHands());
+        page.say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, u"Anna"_qs}, {u"language"_qs, u"en"_qs}});
+        QVERIFY(!page.hear(u"welcome"_qs).isEmpty());
+        // Who asks without TLS gets nothing.
+        PageSocket plain(_web->port());
+        QVERIFY(plain.get("/").status != 200);
+        // Nor does a page that came without it.
+        PageSocket other(_web->port(), certificate);
+        const auto refused =
+            other.ask(other.upgradeRequest("http://" + other.host(), other.host()));
+        QVERIFY(refused.status != 101);
+        QVERIFY(!_web->complaint().contains("expired"));
+    }
+
+    void aPairOfFilesBesideTheSettingsIsUsed() {
+        const QSslCertificate first = certify(u"config/clipmule-sync/page-certificate"_qs, 30);
+        const QString key = path(u"config/clipmule-sync/page-certificate.key"_qs);
+        const QString place = path(u"config/clipmule-sync/page-key.pem"_qs);
+        // Not served over HTTP where somebody meant more.
+        _web->kill();
+        QVERIFY(!_web->start());
+        QVERIFY(_web->complaint().endsWith("clipmule-web: " + place.toLocal8Bit() +
+                                           ": there is no such file\n"));
+        QVERIFY(QFile::rename(key, place));
+        restart({});
+        QCOMPARE(PageSocket(_web->port(), first).get("/").status, 200);
+        // What takes their place counts from the next start.
+        const QSslCertificate second = certify(u"config/clipmule-sync/page-certificate"_qs, 30);
+        QVERIFY(QFile::remove(place) && QFile::rename(key, place));
+        QCOMPARE(PageSocket(_web->port(), first).get("/").status, 200);
+        restart({});
+        QCOMPARE(PageSocket(_web->port(), second).get("/").status, 200);
+        PageSocket stranger(_web->port(), first);
+        QVERIFY(stranger.get("/").status != 200);
+        // The options go before them.
+        const QSslCertificate given = certify(u"given"_qs, 30);
+        restart({u"--certificate"_qs, path(u"given.pem"_qs), u"--key"_qs, path(u"given.key"_qs)});
+        QCOMPARE(PageSocket(_web->port(), given).get("/").status, 200);
+        // A link that leads nowhere was meant as well.
+        QVERIFY(QFile::remove(place) && QFile::link(u"nowhere"_qs, place));
+        QVERIFY(QFile::remove(path(u"config/clipmule-sync/page-certificate.pem"_qs)));
+        _web->kill();
+        QVERIFY(!_web->start());
+        QVERIFY(_web->complaint().contains("there is no such file"));
+    }
+
+    void anExpiredCertificateIsNamedAndServed() {
+        const QSslCertificate certificate = certify(u"old"_qs, -1);
+        const QByteArray end = certificate.expiryDate().toUTC().toString(Qt::ISODate).toLatin1();
+        restart({u"--certificate"_qs, path(u"old.pem"_qs), u"--key"_qs, path(u"old.key"_qs)});
+        QTRY_VERIFY2(
+            _web->complaint().contains(path(u"old.pem"_qs).toLocal8Bit() + " expired on " + end),
+            "no word of it");
+        // A browser says so, and goes on when it is told to.
+        PageSocket careful(_web->port(), certificate);
+        QVERIFY(careful.get("/").status != 200);
+        PageSocket socket(_web->port(), certificate);
+        socket.socket().ignoreSslErrors();
+        QCOMPARE(socket.get("/").status, 200);
+    }
+
+    void filesThatAreNoneOfAServerAreNamed_data() {
+        QTest::addColumn<QString>("certificate");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("complaint");
+        const QString both = u"CERTIFICATE and KEY are not a certificate and its key"_qs;
+        QTest::newRow("no certificate")
+            << u"none"_qs << u"good.key"_qs << u"CERTIFICATE: there is no such file"_qs;
+        QTest::newRow("no key") << u"good.pem"_qs << u"none"_qs << u"KEY: there is no such file"_qs;
+        QTest::newRow("another's key") << u"good.pem"_qs << u"other.key"_qs << both;
+        QTest::newRow("the other way round") << u"good.key"_qs << u"good.pem"_qs << both;
+        QTest::newRow("nonsense") << u"nonsense"_qs << u"good.key"_qs << both;
+        QTest::newRow("a nonsensical key") << u"good.pem"_qs << u"nonsense"_qs << both;
+        QTest::newRow("a folder") << u"good.pem"_qs << u"config"_qs << u"KEY: "_qs;
+        QTest::newRow("as large as it may be") << u"large"_qs << u"good.key"_qs << both;
+        QTest::newRow("too large") << u"larger"_qs << u"good.key"_qs << u"CERTIFICATE: "_qs;
+    }
+    void filesThatAreNoneOfAServerAreNamed() {
+        QFETCH(QString, certificate);
+        QFETCH(QString, key);
+        QFETCH(QString, complaint);
+        (void)certify(u"good"_qs, 30);
+        (void)certify(u"other"_qs, 30);
+        write(u"nonsense"_qs, "nonsense\n");
+        write(u"large"_qs, QByteArray(1024 * 1024, ' '));
+        write(u"larger"_qs, QByteArray(1024 * 1024 + 1, ' '));
+        _web->kill();
+        QVERIFY(!_web->start({u"--certificate"_qs, path(certificate), u"--key"_qs, path(key)}));
+        const QString said = QString::fromLocal8Bit(_web->complaint());
+        const QString wanted =
+            u"clipmule-web: "_qs +
+            complaint.replace(u"CERTIFICATE"_qs, path(certificate)).replace(u"KEY"_qs, path(key));
+        QVERIFY2(said.contains(wanted), qPrintable(said));
+        QCOMPARE(_web->process().exitCode(), 1);
+    }
+
+    void aKeyThatCannotBeReadIsNamed() {
+        (void)certify(u"good"_qs, 30);
+        QFile::setPermissions(path(u"good.key"_qs), {});
+        _web->kill();
+        // Root has a right to read whatever is written.
+        _web->process().setChildProcessModifier([] {
+            (void)::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
+            (void)::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
+        });
+        QVERIFY(!_web->start(
+            {u"--certificate"_qs, path(u"good.pem"_qs), u"--key"_qs, path(u"good.key"_qs)}));
+        QVERIFY(
+            _web->complaint().contains(path(u"good.key"_qs).toLocal8Bit() + ": it cannot be read"));
+    }
+
 private:
+    [[nodiscard]] QString path(const QString &name) const { return _web->path(name); }
+
+    void write(const QString &name, const QByteArray &bytes) {
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+
+    // A certificate of its own for this address, NAME.pem, and NAME.key.
+    QSslCertificate certify(const QString &name, int days) {
+        const QString base = path(name);
+        const auto openssl = [](const QStringList &words) {
+            QProcess process;
+            process.start(u"openssl"_qs, words);
+            return process.waitForFinished() && process.exitCode() == 0;
+        };
+        write(u"extensions"_qs, "subjectAltName=IP:127.0.0.1\n");
+        const bool isMade =
+            openssl({u"req"_qs, u"-new"_qs, u"-newkey"_qs, u"ec"_qs, u"-pkeyopt"_qs,
+                     u"ec_paramgen_curve:prime256v1"_qs, u"-nodes"_qs, u"-subj"_qs, u"/CN=desk"_qs,
+                     u"-keyout"_qs, base + u".key"_qs, u"-out"_qs, base + u".request"_qs}) &&
+            openssl({u"x509"_qs, u"-req"_qs, u"-in"_qs, base + u".request"_qs, u"-signkey"_qs,
+                     base + u".key"_qs, u"-days"_qs, QString::number(days), u"-extfile"_qs,
+                     path(u"extensions"_qs), u"-out"_qs, base + u".pem"_qs});
+        return isMade ? QSslCertificate::fromPath(base + u".pem"_qs).value(0) : QSslCertificate();
+    }
+
+    void restart(const QStringList &options) {
+        _web->kill();
+        QVERIFY2(_web->start(options), _web->complaint().constData());
+    }
+
     static QByteArray picture() {
         QImage image(30, 20, QImage::Format_RGB32);
         image.fill(Qt::red);
@@ -94,9 +251,8 @@ private:
     }
 
     void killAndStart() {
-        _web->kill();
         _desk.reset();
-        QVERIFY2(_web->start(), _web->process().readAllStandardError().constData());
+        restart({});
     }
 
     std::unique_ptr<Page> paired() {
