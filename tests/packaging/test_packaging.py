@@ -7,6 +7,7 @@ usage: test_packaging.py BUILD_FOLDER
 """
 
 import configparser
+import glob
 import json
 import os
 import re
@@ -286,6 +287,8 @@ class Installation(unittest.TestCase):
                                 self.only(f"share/man/man1/{program}.1"))
             with open(self.only(f"share/man/man1/{program}.1"), encoding="utf-8") as page:
                 self.assertRegex(page.read(), r'(?m)^\.TH \S+ 1 [0-9]{4}-[0-9]{2}-[0-9]{2} "')
+            for language in ("de", "ja"):
+                self.only(f"share/man/{language}/man1/{program}.1")
 
     def test_manual_pages_and_help_tell_of_the_same_options(self):
         for program in PROGRAMS:
@@ -301,32 +304,45 @@ class Installation(unittest.TestCase):
 class TranslatedPages(unittest.TestCase):
     """Manual pages in other languages, beside the English one: what is said where, and of what."""
 
-    PAGES = ("clipmule-sync", "clipmule-preferences")
-
     def page(self, name, language=""):
         with open(os.path.join(SOURCES, "packaging/man", language, name + ".1"), encoding="utf-8") as file:
             return file.read()
 
     def parts(self, text):
-        """Sections and paragraphs in order, each with the options and files that it names."""
+        """Sections and paragraphs in order, each with the options, files and words to type that it names."""
         found = []
         for part in re.split(r"^(?=\.(?:SH|TP|PP)\b)", text.replace("\\-", "-"), flags=re.MULTILINE)[1:]:
             named = options(part) | set(re.findall(r"[A-Z]+(?:_[A-Z]+)+|SIG(?:TERM|INT)|~?/[a-z.]+|\b[0-9]\b", part))
+            # In bold or italics; what has a blank at both ends stands between them.
+            for line in re.findall(r"^\.[BIR]{1,2} (.*)", part, re.MULTILINE):
+                for words in re.findall(r'"([^"]*)"|([^" ]+)', line):
+                    if not re.fullmatch(r" .* ", words[0]):
+                        named |= set(re.findall(r"(?<![\w\\])[a-z]+(?:[-/][a-zA-Z/]+)*(?!\w)", "".join(words)))
             found.append((part[1:3], sorted(named)))
         return found
 
     def test_they_say_the_same_as_the_english_ones(self):
         for language in ("de", "ja"):
-            for name in self.PAGES:
+            for name in PROGRAMS:
                 with self.subTest(f"{language} {name}"):
                     text, english = self.page(name, language), self.page(name)
                     self.assertEqual(self.parts(text), self.parts(english))
                     date = r"(?m)^\.TH (\S+) 1 (\S+) "
                     self.assertEqual(re.search(date, text).groups(), re.search(date, english).groups())
 
+    def test_they_are_in_the_packages_of_the_english_ones(self):
+        packaged = []
+        for path in glob.glob(os.path.join(SOURCES, "debian/*.install")):
+            with open(path, encoding="utf-8") as file:
+                paths = file.read().split()
+            english = [each for each in paths if each.startswith("usr/share/man/man1/")]
+            self.assertLessEqual({each.replace("/man/", "/man/*/") for each in english}, set(paths), path)
+            packaged += [os.path.basename(each) for each in english]
+        self.assertEqual(sorted(packaged), sorted(name + ".1" for name in PROGRAMS))
+
     def test_they_are_well_formed(self):
         for language in ("de", "ja"):
-            for name in self.PAGES:
+            for name in PROGRAMS:
                 # Japanese has its own rules where a line may break.
                 done = run("groff", "-man", f"-m{language}", "-ww", "-z", "-Tutf8", "-K", "utf8",
                            os.path.join(SOURCES, "packaging/man", language, name + ".1"))
