@@ -14,12 +14,20 @@ from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.actions import interaction
 from selenium.webdriver.common.actions.action_builder import ActionBuilder
 from selenium.webdriver.common.actions.pointer_input import PointerInput
+from selenium.webdriver.remote.remote_connection import RemoteConnection
 
 CHROMIUM, CHROMEDRIVER = "/usr/bin/chromium", "/usr/bin/chromedriver"
 WIDTH, HEIGHT = 360, 740
 # What the terminal shows: two rows of modules a line, black on white.
 HALVES = {" ": (0, 0), "▀": (1, 0), "▄": (0, 1), "█": (1, 1)}
 MINI_BROWSER = next(iter(sorted(pathlib.Path("/usr/lib").glob("*/webkit2gtk-4.1/MiniBrowser"))), None)
+AT_REST = """
+const done = arguments[arguments.length - 1];
+const moving = document.getAnimations().filter(one => one.effect.getTiming().iterations !== Infinity);
+Promise.allSettled(moving.map(one => one.finished)).then(() => done());
+"""
+# A driver that does not come back fails at the call it was asked for.
+RemoteConnection.set_timeout(90)
 
 
 def missing():
@@ -99,8 +107,14 @@ def webkit():
     return driver
 
 
+def wait_until_at_rest(driver):
+    """What rises into the page has arrived: it is where a person sees it, in its colours."""
+    driver.execute_async_script(AT_REST)
+
+
 def tap(driver, element):
     """With a finger. The browser counts it as the person's doing, unlike a click by a script."""
+    wait_until_at_rest(driver)
     driver.execute_script("arguments[0].scrollIntoView({block: 'center'})", element)
     finger = PointerInput(interaction.POINTER_TOUCH, "finger")
     action = ActionBuilder(driver, mouse=finger)

@@ -234,6 +234,9 @@ class Double:
     def stop(self):
         """As a program that was killed: the port refuses, and the connections break."""
         async def stop():
+            # Not by a handshake: a browser that has put the page to sleep lets it wait for 50 seconds.
+            for connection in tuple(self.server.websockets):
+                connection.transport.abort()
             self.server.close()
             await self.server.wait_closed()
         self.peers.clear()

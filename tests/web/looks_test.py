@@ -18,6 +18,7 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 from pagetest import BROWSER, PageTest, clip, main, until  # noqa: E402
 from page_test import look_at, picture  # noqa: E402
+import browsers  # noqa: E402
 import double  # noqa: E402
 from programs import clipboard  # noqa: E402
 
@@ -83,7 +84,7 @@ class Looks(PageTest):
         yield "sending"
         self.tap("#filter-box")
         self.until("sheet", lambda: self.all("#sheet .choice"))
-        self.find("#sheet .choice").click()
+        self.tap("#sheet .choice")
         self.until("preview", lambda: self.find(".preview").is_displayed())
         yield "filters"
         self.tap("#sheet-close")
@@ -143,9 +144,10 @@ class JapaneseTest(Looks):
 class AccessTest(Looks):
     def run_axe(self):
         self.page.execute_script(AXE.read_text(encoding="utf-8"))
-        # Two colours are compared as they are once nothing moves any more.
-        found = self.run_module("await Promise.all(document.getAnimations().map(one => one.finished"
-                                ".catch(() => {}))); return (await axe.run()).violations")
+        # Colours are compared as they are once nothing moves and the finger has left the button.
+        browsers.wait_until_at_rest(self.page)
+        self.until("no finger", lambda: not self.all("button:active"))
+        found = self.run_module("return (await axe.run()).violations")
         return [f"{one['id']}: {node['html']} {node['failureSummary']}" for one in found
                 for node in one["nodes"]]
 

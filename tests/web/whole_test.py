@@ -183,7 +183,7 @@ class WholeTest(BrowserTest, AgentTest):
         self.tap_button("Change the text", "#clips")
         self.until("filters", lambda: len(self.all("#sheet .choice")) == 10)
         upper = next(choice for choice in self.all("#sheet .choice") if "upper" in choice.text.lower())
-        upper.click()
+        browsers.tap(self.page, upper)
         self.until("preview", lambda: self.shown(".preview") == ["STRASSE"])
         self.tap_button("Copy", "#sheet")
         self.assert_on_clipboard("STRASSE")
