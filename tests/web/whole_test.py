@@ -182,7 +182,9 @@ class WholeTest(BrowserTest, AgentTest):
         self.wait_for_texts("straße")
         self.tap_button("Change the text", "#clips")
         self.until("filters", lambda: len(self.all("#sheet .choice")) == 10)
-        upper = next(choice for choice in self.all("#sheet .choice") if "upper" in choice.text.lower())
+        # Not its text: there is none while the sheet still rises.
+        upper = next(choice for choice in self.all("#sheet .choice")
+                     if "upper" in choice.get_attribute("textContent").lower())
         browsers.tap(self.page, upper)
         self.until("preview", lambda: self.shown(".preview") == ["STRASSE"])
         self.tap_button("Copy", "#sheet")
