@@ -10,6 +10,11 @@
 
 #include <linux/capability.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace clipmule;
 using web_test::clipOf;
@@ -85,6 +90,32 @@ private Q_SLOTS:
         QVERIFY(last);
         sendText(*last, 1, "last");
         QTRY_COMPARE(_texts, QStringList{u"last"_qs});
+    }
+
+    void anotherUserOfTheComputerAsksNothing() {
+        if (::geteuid() != 0)
+            QSKIP("only root can become somebody else");
+        QVERIFY(paired());
+        QByteArrayList sockets{path(u"clipmule-sync/services/page-control"_qs).toLocal8Bit()};
+        const QDir services(path(u"clipmule-sync/services"_qs));
+        for (const QString &name : services.entryList({u"port-*"_qs}, QDir::System))
+            sockets += services.filePath(name).toLocal8Bit();
+        QCOMPARE(sockets.size(), 2);
+        for (const QByteArray &socket : sockets) {
+            QCOMPARE(asked(socket, 0), Asked::Answered);
+            QCOMPARE(asked(socket, somebodyElse), Asked::Refused);
+        }
+        // Where the folders stand open, the sockets do not.
+        for (const QString &folder : {u""_qs, u"clipmule-sync"_qs, u"clipmule-sync/services"_qs})
+            QVERIFY(::chmod(path(folder).toLocal8Bit().constData(), 0755) == 0);
+        for (const QByteArray &socket : sockets)
+            QCOMPARE(asked(socket, somebodyElse), Asked::Refused);
+        // And where these do as well, nobody listens to another user.
+        for (const QByteArray &socket : sockets) {
+            QVERIFY(::chmod(socket.constData(), 0777) == 0);
+            QCOMPARE(asked(socket, somebodyElse), Asked::Silence);
+            QCOMPARE(asked(socket, 0), Asked::Answered);
+        }
     }
 
     void aPageIsServedOverTls() {
@@ -209,6 +240,30 @@ private Q_SLOTS:
     }
 
 private:
+    enum class Asked { Answered, Refused, Silence };
+    static constexpr uid_t somebodyElse = 65534;
+
+    // What a process of that user gets from the socket. A desk and a program that asks both send
+    // first, or hear of the phone at once.
+    static Asked asked(const QByteArray &path, uid_t user) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            sockaddr_un address{AF_UNIX, {}};
+            qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
+            const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+            if (::setresuid(user, user, user) != 0 ||
+                ::connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) !=
+                    0)
+                ::_exit(int(Asked::Refused));
+            (void)::send(socket, "{\"do\":\"list\"}\n", 14, MSG_NOSIGNAL);
+            char byte = 0;
+            ::_exit(int(::recv(socket, &byte, 1, 0) == 1 ? Asked::Answered : Asked::Silence));
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return Asked(WEXITSTATUS(status));
+    }
+
     [[nodiscard]] QString path(const QString &name) const { return _web->path(name); }
 
     void write(const QString &name, const QByteArray &bytes) {
