@@ -180,11 +180,11 @@ class DemoWithoutBrowser(unittest.TestCase):
 
     def test_the_scene_of_the_page_says_what_is_missing(self):
         lacking = type("Browsers", (), {"missing": staticmethod(lambda: ["/usr/bin/a", "/usr/bin/b"])})
-        self.assertEqual(self.said_with(lacking), "  skipped    /usr/bin/a, /usr/bin/b is missing: "
+        self.assertEqual(self.said_with(lacking), "  skipped    for lack of /usr/bin/a, /usr/bin/b; "
                                                   "scripts/install-packages browser installs it")
 
     def test_nor_does_it_need_what_drives_a_browser(self):
-        self.assertEqual(self.said_with(None), "  skipped    browsers is missing: "
+        self.assertEqual(self.said_with(None), "  skipped    for lack of browsers; "
                                                "scripts/install-packages browser installs it")
 
 
