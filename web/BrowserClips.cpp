@@ -6,10 +6,13 @@
 #include "model/StoreRecovery.h"
 
 #include <QFileInfo>
+#include <QLoggingCategory>
 
 namespace clipmule {
 
 namespace {
+
+Q_LOGGING_CATEGORY(logWeb, "clipmule.web")
 
 // Without a look at a picture that is on disk.
 qint64 pictureSize(const ZRKClipmuleDataItem &item) {
@@ -30,6 +33,10 @@ BrowserClips::BrowserClips(const QString &folder) {
         return;
     }
     _store = ClipboardStore::make(folder);
+    _store->onSavingDidChange = [](const QString &failure) {
+        if (!failure.isEmpty())
+            qCWarning(logWeb).noquote() << "clips cannot be kept:" << failure;
+    };
     _store->start();
     _board = _store->mainClipboard();
     if (_store->customClipboards().isEmpty())

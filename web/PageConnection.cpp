@@ -172,7 +172,6 @@ void PageConnection::end() {
 void PageConnection::breakOff() {
     _answer.clear();
     _waiting.clear();
-    _waitingBytes = 0;
     end();
 }
 
