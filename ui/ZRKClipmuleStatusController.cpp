@@ -36,9 +36,10 @@ const QString helpAnchor = QStringLiteral("help");
 // Sides of the icon in pixels: what status areas ask for, on ordinary and on dense screens.
 constexpr int iconSides[] = {16, 22, 24, 32, 44, 48};
 constexpr int comparedSide = 48;
-// What the toolkit may keep of the pictures that were drawn. Each frame of the spinner is a picture
-// that never comes again, and the toolkit would keep 10 MB of them.
-constexpr int drawnPicturesKilobytes = 256;
+// What the toolkit may keep of the pictures that were drawn: nothing. Each frame of the spinner is
+// a picture that never comes again. The toolkit would keep 10 MB of them and, for ever, a name for
+// each that it has let go of.
+constexpr int drawnPicturesKilobytes = 0;
 
 QString firstSentence(const QString &text) {
     static const QRegularExpression end(QStringLiteral("\\.(?= )|。"));
