@@ -5,6 +5,7 @@
 #include "platform/bundle/Bundle.h"
 #include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/Log.h"
+#include "platform/foundation/Memory.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
 #include "support/Settings.h"
@@ -133,6 +134,7 @@ void makeAgent(std::optional<Agent> &agent, Agent::Started started) {
 } // namespace
 
 int main(int argc, char *argv[]) {
+    shareOneHeap();
     installLogFormat();
     const auto application = makeApplication(argc, argv);
     const Arguments arguments = answerArguments(*application);

@@ -4,6 +4,7 @@
 #include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/CommandOptions.h"
 #include "platform/foundation/Log.h"
+#include "platform/foundation/Memory.h"
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/foundation/QuitSignals.h"
 #include "platform/preferences/DistributedNotifications.h"
@@ -240,6 +241,7 @@ int serve(WebProgram &web) {
 } // namespace
 
 int main(int argc, char *argv[]) {
+    shareOneHeap();
     installLogFormat();
     const QCoreApplication application(argc, argv);
     const Arguments arguments = parse(application);

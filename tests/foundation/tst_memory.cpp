@@ -2,10 +2,16 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/foundation/Memory.h"
+#include "tests/kit/AllocatedBytes.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/TestCase.h"
 
 #include <QTest>
+
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <vector>
 
 using namespace clipmule;
 
@@ -52,7 +58,34 @@ private Q_SLOTS:
         QCOMPARE(trims, 1);
     }
 
+    void whatAThreadLeavesIsGivenBack() {
+        if (__sanitizer_get_current_allocated_bytes)
+            QSKIP("The sanitizers have an allocator of their own.");
+        shareOneHeap();
+        // The test's own watchdog has one.
+        const int before = heaps();
+        std::thread([] {
+            // Too small for maps of their own.
+            std::vector<std::unique_ptr<char[]>> pieces(500);
+            for (auto &piece : pieces)
+                piece = std::make_unique<char[]>(20'000);
+        }).join();
+        // In the arena of a thread a trim leaves the end as it is.
+        QCOMPARE(heaps(), before);
+    }
+
 private:
+    static int heaps() {
+        char *text = nullptr;
+        size_t size = 0;
+        std::FILE *const file = ::open_memstream(&text, &size);
+        const int failed = ::malloc_info(0, file);
+        std::fclose(file);
+        const int count = failed ? 0 : int(QByteArrayView(text, qsizetype(size)).count("<heap "));
+        std::free(text);
+        return count;
+    }
+
     kit::ManualRunLoop _runLoop;
     RunLoop::Installation _installation{_runLoop};
 };
