@@ -34,8 +34,8 @@ private:
     RunLoop::Timer _pending;
 };
 
-/// Lets all threads share one heap, before there are any. Each would have its own otherwise, of which
-/// the system gets nothing back at its end: a worker of pictures kept up to 30 MB.
+/// Lets all threads share one heap, before there are any. Each would have its own otherwise, of
+/// which the system gets nothing back at its end: a worker of pictures kept up to 30 MB.
 inline void shareOneHeap() {
     ::mallopt(M_ARENA_MAX, 1);
 }

@@ -3,6 +3,9 @@
 
 #include "platform/foundation/QtRunLoop.h"
 
+#include "platform/foundation/Log.h"
+
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QEventLoop>
@@ -10,9 +13,39 @@
 #include <QTimerEvent>
 
 #include <cmath>
+#include <ctime>
 #include <thread>
 
 namespace clipmule {
+
+namespace {
+
+double processorMilliseconds() {
+    timespec time{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
+}
+
+} // namespace
+
+QtRunLoop::QtRunLoop() {
+    bool isGiven = false;
+    _longestTurn = qEnvironmentVariable("CLIPMULE_LOOP_LIMIT").toDouble(&isGiven);
+    if (!isGiven)
+        return;
+    // Dispatchers differ in which of the two comes before what they dispatch.
+    const auto *dispatcher = QAbstractEventDispatcher::instance();
+    connect(dispatcher, &QAbstractEventDispatcher::awake, this, &QtRunLoop::turnEnded);
+    connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, &QtRunLoop::turnEnded);
+    _turnBegan = processorMilliseconds();
+}
+
+void QtRunLoop::turnEnded() {
+    const double now = processorMilliseconds();
+    const double took = now - std::exchange(_turnBegan, now);
+    if (took > _longestTurn)
+        qCInfo(logFoundation, "the run loop was held for %.1f ms", took);
+}
 
 RunLoop::Seconds QtRunLoop::now() const {
     return std::chrono::duration_cast<Seconds>(std::chrono::steady_clock::now().time_since_epoch());

@@ -13,8 +13,14 @@ namespace clipmule {
 
 /// The run loop of this thread's Qt event dispatcher. One per thread; needs a QCoreApplication to
 /// fire anything.
+///
+/// With CLIPMULE_LOOP_LIMIT in the environment, in milliseconds, it logs each turn that took more
+/// of the processor's time than that. The time that others take of a busy machine, and deliberate
+/// pauses, do not count.
 class QtRunLoop final : public QObject, public RunLoop {
 public:
+    QtRunLoop();
+
     [[nodiscard]] Seconds now() const override;
     [[nodiscard]] Date wallClock() const override;
     void runOnce() override;
@@ -27,6 +33,8 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
+    void turnEnded();
+
     struct Entry {
         bool repeats;
         std::shared_ptr<Callback> callback;
@@ -34,6 +42,8 @@ private:
     // By the dispatcher's numbers. It uses one again only when its timer has ended, and nobody
     // asks for the end of one that has.
     std::unordered_map<Identifier, Entry> _entries;
+    double _longestTurn = 0; // in milliseconds
+    double _turnBegan = 0;
 };
 
 } // namespace clipmule

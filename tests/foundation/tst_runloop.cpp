@@ -7,6 +7,7 @@
 
 #include <QTest>
 
+#include <ctime>
 #include <memory>
 
 using namespace clipmule;
@@ -129,6 +130,41 @@ private Q_SLOTS:
         QVERIFY(loop->now() - before >= RunLoop::Seconds(0.0049));
         loop->runFor(RunLoop::Seconds(0.005));
         QVERIFY(fired);
+    }
+
+    // By the processor's time, which no other program takes.
+    void aTurnThatTakesLongIsTold_data() {
+        QTest::addColumn<QByteArray>("limit");
+        QTest::addColumn<bool>("isTold");
+        QTest::newRow("below") << QByteArray("5") << true;
+        QTest::newRow("above") << QByteArray("1e6") << false;
+        QTest::newRow("none") << QByteArray() << false;
+        QTest::newRow("no number") << QByteArray("x") << false;
+    }
+    void aTurnThatTakesLongIsTold() {
+        QFETCH(QByteArray, limit);
+        QFETCH(bool, isTold);
+        if (!limit.isNull())
+            qputenv("CLIPMULE_LOOP_LIMIT", limit);
+        QtRunLoop loop;
+        qunsetenv("CLIPMULE_LOOP_LIMIT");
+        static int told = 0;
+        told = 0;
+        const auto before =
+            qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {
+                told += text.startsWith(u"the run loop was held for ") ? 1 : 0;
+            });
+        const auto spin = loop.performAfter(RunLoop::Seconds(0), [] {
+            const std::clock_t start = std::clock();
+            while (std::clock() - start < CLOCKS_PER_SEC / 50) {
+            }
+        });
+        loop.runFor(RunLoop::Seconds(0.001));
+        // Waiting takes no processor's time.
+        loop.pause(RunLoop::Seconds(0.02));
+        loop.runFor(RunLoop::Seconds(0.001));
+        qInstallMessageHandler(before);
+        QCOMPARE(told, isTold ? 1 : 0);
     }
 
     void manualClockStandsAtTheTimeOfWhatFires() {
