@@ -86,7 +86,7 @@ void FollowedPasteboard::ownerTook(const Newcomer &newcomer, std::function<void(
     }
     _taking = taking;
     stopFetching();
-    _history.setLast(contents());
+    noteLast();
     const RunLoop::Seconds settling = timeToSettle();
     if (!_watching) {
         setContents({});
@@ -127,10 +127,10 @@ void FollowedPasteboard::fetched(const std::optional<PasteboardContents> &fetche
         tellChange();
         return;
     }
-    const bool isCopy =
-        !fetchedContents->isEmpty() && !_history.isTakeover(*fetchedContents, taking, owner);
+    const PasteboardHistory::Known known(*fetchedContents);
+    const bool isCopy = !fetchedContents->isEmpty() && !_history.isTakeover(known, taking, owner);
     setContents(*fetchedContents);
-    _history.remember(*fetchedContents, owner);
+    _history.remember(known, owner);
     if (!isCopy)
         return;
     moveChangeCount();
@@ -143,7 +143,7 @@ void FollowedPasteboard::weTook(Owner us) {
     _taken = RunLoop::current().now();
     _lastChange = _taken;
     _taking = {};
-    _history.remember(contents(), us);
+    _history.remember(PasteboardHistory::Known(contents()), us);
 }
 
 void FollowedPasteboard::stopFetching() {
@@ -152,9 +152,15 @@ void FollowedPasteboard::stopFetching() {
     _sequence.abandon();
 }
 
+// What there is was remembered when it came. Of nothing nothing is noted.
+void FollowedPasteboard::noteLast() {
+    if (!contents().isEmpty())
+        _history.setLast();
+}
+
 // Drops the contents and keeps their fingerprint.
 void FollowedPasteboard::forgetContents() {
-    _history.setLast(contents());
+    noteLast();
     setContents({});
 }
 
@@ -174,10 +180,10 @@ void FollowedPasteboard::setWatching(bool watching) {
 }
 
 void FollowedPasteboard::releaseContents() {
-    const PasteboardContents before = contents();
+    const bool wasEmpty = contents().isEmpty();
     Pasteboard::releaseContents();
-    if (contents().isEmpty())
-        _history.setLast(before);
+    if (!wasEmpty && contents().isEmpty())
+        _history.setLast();
 }
 
 // The targets of one owner

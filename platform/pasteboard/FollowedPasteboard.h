@@ -127,6 +127,7 @@ protected:
 private:
     void fetch(const std::function<void(Listed)> &list, Owner owner);
     void fetched(const std::optional<PasteboardContents> &contents, Owner owner);
+    void noteLast();
     void forgetContents();
     [[nodiscard]] RunLoop::Seconds timeToSettle();
 

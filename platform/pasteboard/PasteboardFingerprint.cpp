@@ -5,6 +5,10 @@
 
 #include "platform/pasteboard/PasteboardOffers.h"
 
+#include <algorithm>
+#include <array>
+#include <cstring>
+
 namespace clipmule {
 
 PasteboardFingerprint::PasteboardFingerprint(const PasteboardContents &contents) {
@@ -20,7 +24,7 @@ PasteboardFingerprint::PasteboardFingerprint(const PasteboardContents &contents)
         _readings.insert(Reading::Files, markOf(contents.files.join(u'\0').toUtf8()));
     if (!contents.url)
         return;
-    const Mark address = markOf(contents.url->toEncoded());
+    const Mark address = markOfText(contents.url->toEncoded());
     _readings.insert(Reading::Url, address);
     if (!contents.text)
         _urlAsText = address;
@@ -43,10 +47,28 @@ PasteboardFingerprint::Mark PasteboardFingerprint::markOf(const QByteArray &data
     return {data.size(), qHashBits(data.constData(), size_t(data.size()), QHashSeed::globalSeed())};
 }
 
-PasteboardFingerprint::Mark PasteboardFingerprint::markOfText(QByteArray text) {
-    if (text.contains('\r'))
-        text.replace("\r\n", "\n").replace('\r', '\n');
-    return markOf(text);
+// A piece at a time: a text of many megabytes is not copied to have other line ends.
+PasteboardFingerprint::Mark PasteboardFingerprint::markOfText(const QByteArray &text) {
+    std::array<char, 16 * 1024> piece;
+    Mark mark{0, QHashSeed::globalSeed()};
+    const char *in = text.cbegin();
+    const char *const end = text.cend();
+    while (in < end) {
+        char *out = piece.begin();
+        while (in < end && out < piece.end()) {
+            const auto room = size_t(std::min(end - in, piece.end() - out));
+            const auto *lineEnd = static_cast<const char *>(std::memchr(in, '\r', room));
+            out = std::copy(in, lineEnd ? lineEnd : in + room, out);
+            in = lineEnd ? lineEnd + 1 : in + room;
+            if (!lineEnd)
+                continue;
+            *out++ = '\n';
+            in += in < end && *in == '\n' ? 1 : 0;
+        }
+        mark.size += out - piece.begin();
+        mark.hash = qHashBits(piece.data(), size_t(out - piece.begin()), mark.hash);
+    }
+    return mark;
 }
 
 } // namespace clipmule

@@ -30,7 +30,7 @@ private:
         friend bool operator==(const Mark &, const Mark &) = default;
     };
     [[nodiscard]] static Mark markOf(const QByteArray &data);
-    [[nodiscard]] static Mark markOfText(QByteArray text);
+    [[nodiscard]] static Mark markOfText(const QByteArray &text);
 
     // One reading may have several forms: an image as PNG and as TIFF.
     QMultiHash<Reading, Mark> _readings;

@@ -7,19 +7,19 @@
 
 namespace clipmule {
 
-void PasteboardHistory::setLast(const PasteboardContents &contents) {
-    if (!contents.isEmpty())
-        _last = PasteboardFingerprint(contents);
+void PasteboardHistory::setLast() {
+    if (!_contents.empty())
+        _last = _contents.back();
 }
 
-void PasteboardHistory::remember(const PasteboardContents &contents, Owner owner) {
+void PasteboardHistory::remember(const Known &known, Owner owner) {
     _last.reset();
-    _contents.emplace_back(contents);
+    _contents.push_back(known.fingerprint);
     if (_contents.size() > mostRemembered)
         _contents.pop_front();
-    if (!contents.others.contains(PasteboardMarker::passwordHint))
+    if (!known.contents.others.contains(PasteboardMarker::passwordHint))
         return;
-    _secrets.push_back({PasteboardFingerprint(contents), owner});
+    _secrets.push_back({known.fingerprint, owner});
     if (_secrets.size() > mostRemembered)
         _secrets.pop_front();
 }
@@ -31,34 +31,31 @@ void PasteboardHistory::forgetOwner(Owner owner) {
     }
 }
 
-bool PasteboardHistory::isTakeover(const PasteboardContents &contents, const Taking &taking,
-                                   Owner owner) const {
+bool PasteboardHistory::isTakeover(const Known &known, const Taking &taking, Owner owner) const {
     // A manager that fills an empty clipboard from its history may say so.
     static const QString replacement = QStringLiteral("application/x-kde-onlyReplaceEmpty");
-    if (contents.others.contains(replacement) || isSecretWithoutItsMark(contents, owner))
+    if (known.contents.others.contains(replacement) || isSecretWithoutItsMark(known, owner))
         return true;
     if (!taking.mayBeTakeover())
         return false;
     // Only the manager knows what a program had that quit before anybody read it.
     if (!_last)
         return taking.followsAnEnd;
-    const PasteboardFingerprint fingerprint(contents);
-    if (fingerprint.isWithin(*_last))
+    if (known.fingerprint.isWithin(*_last))
         return true;
     // Managers that keep texts only put the newest of them in the place of a picture or a secret.
     return taking.fillsAGap() &&
-           (taking.isTheManagers || taking.hasOwnedBefore || hasBeenHere(fingerprint));
+           (taking.isTheManagers || taking.hasOwnedBefore || hasBeenHere(known.fingerprint));
 }
 
 // Managers that put a password back leave out what marked it as one, and need not be quick. The
 // program that marked it knows what it does.
-bool PasteboardHistory::isSecretWithoutItsMark(const PasteboardContents &contents,
-                                               Owner owner) const {
-    if (_secrets.empty() || contents.others.contains(PasteboardMarker::passwordHint))
+bool PasteboardHistory::isSecretWithoutItsMark(const Known &known, Owner owner) const {
+    if (known.contents.others.contains(PasteboardMarker::passwordHint))
         return false;
-    const PasteboardFingerprint fingerprint(contents);
     return std::any_of(_secrets.cbegin(), _secrets.cend(), [&](const Secret &secret) {
-        return (owner == 0 || secret.owner != owner) && fingerprint.isWithin(secret.fingerprint);
+        return (owner == 0 || secret.owner != owner) &&
+               known.fingerprint.isWithin(secret.fingerprint);
     });
 }
 

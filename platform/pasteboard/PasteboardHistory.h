@@ -56,22 +56,28 @@ public:
         [[nodiscard]] bool fillsAGap() const { return followsAnEnd && isAnotherThanEnded; }
     };
 
-    /// The contents leave the clipboard, and may be taken over. Of empty ones nothing is noted.
-    void setLast(const PasteboardContents &contents);
+    /// The contents that were remembered last leave the clipboard, and may be taken over.
+    void setLast();
     /// What was there last will not be taken over any more.
     void forgetLast() { _last.reset(); }
+    /// Contents, and what they are known again by, which is made once: they may be large.
+    struct Known {
+        explicit Known(const PasteboardContents &known)
+            : contents(known)
+            , fingerprint(known) {}
+        const PasteboardContents &contents;
+        PasteboardFingerprint fingerprint;
+    };
     /// The contents are on the clipboard now.
-    void remember(const PasteboardContents &contents, Owner owner);
+    void remember(const Known &known, Owner owner);
     /// The owner has gone, and its number may be given to another.
     void forgetOwner(Owner owner);
 
     /// Whether the contents were there before, and this is no copy of them.
-    [[nodiscard]] bool isTakeover(const PasteboardContents &contents, const Taking &taking,
-                                  Owner owner) const;
+    [[nodiscard]] bool isTakeover(const Known &known, const Taking &taking, Owner owner) const;
 
 private:
-    [[nodiscard]] bool isSecretWithoutItsMark(const PasteboardContents &contents,
-                                              Owner owner) const;
+    [[nodiscard]] bool isSecretWithoutItsMark(const Known &known, Owner owner) const;
     [[nodiscard]] bool hasBeenHere(const PasteboardFingerprint &contents) const;
 
     struct Secret {

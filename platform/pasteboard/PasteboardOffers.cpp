@@ -3,6 +3,7 @@
 
 #include "platform/pasteboard/PasteboardOffers.h"
 
+#include "platform/foundation/Utf8.h"
 #include "platform/images/ImageCodec.h"
 #include "platform/pasteboard/PasteboardTargets.h"
 
@@ -20,8 +21,25 @@ namespace {
 
 const QString pngTarget = QStringLiteral("image/png");
 
-bool isLatin1(const QString &text) {
-    return std::all_of(text.begin(), text.end(), [](QChar unit) { return unit.unicode() < 0x100; });
+// Characters above U+00FF begin with this byte in UTF-8, or with a greater one.
+constexpr quint8 firstBeyondLatin1 = 0xc4;
+
+// The largest byte of a text in UTF-8, or one of those that stand in no text of Latin-1 alone.
+quint8 largestByte(QByteArrayView utf8) {
+    quint8 largest = 0;
+    const auto *at = reinterpret_cast<const quint8 *>(utf8.begin());
+    const auto *const end = reinterpret_cast<const quint8 *>(utf8.end());
+    // Blocks of a fixed size become vector instructions.
+    constexpr qsizetype block = 4096;
+    for (; end - at >= block && largest < firstBeyondLatin1; at += block) {
+        quint8 largestHere = 0;
+        for (qsizetype i = 0; i < block; ++i)
+            largestHere = std::max(largestHere, at[i]);
+        largest = std::max(largest, largestHere);
+    }
+    for (; at < end && largest < firstBeyondLatin1; ++at)
+        largest = std::max(largest, *at);
+    return largest;
 }
 
 // A file manager that is pasted a list makes files of its entries, and these run when they are
@@ -64,6 +82,9 @@ QString escapedHtml(const QString &text) {
     return html;
 }
 
+// In bytes; a link's text has some hundred at most.
+constexpr qsizetype longestLinkText = 256 * 1024;
+
 struct Link {
     QUrl url;
     QString address;
@@ -76,9 +97,13 @@ std::optional<Link> linkIn(const PasteboardContents &contents) {
     if (!contents.url)
         return std::nullopt;
     Link link{*contents.url, QString::fromLatin1(contents.url->toEncoded()), {}, {}};
-    link.text = QString::fromUtf8(contents.text.value_or(QByteArray())).trimmed();
+    const QByteArray text = contents.text.value_or(QByteArray());
+    // Nobody reads so long a link.
+    link.isPartOfText = text.size() > longestLinkText;
+    if (!link.isPartOfText)
+        link.text = QString::fromUtf8(text).trimmed();
     // A link in place of several lines would lose them.
-    link.isPartOfText = link.text.contains(u'\n') || link.text.contains(u'\r');
+    link.isPartOfText |= link.text.contains(u'\n') || link.text.contains(u'\r');
     link.title = contents.title.simplified();
     if (link.title.isEmpty())
         link.title = link.text.isEmpty() ? link.address : link.text;
@@ -99,7 +124,7 @@ public:
             offer(QStringLiteral("application/rtf"), *_contents.rtf);
         }
         if (_contents.text)
-            addText(QString::fromUtf8(*_contents.text));
+            addText(*_contents.text);
         addUrl();
         if (_contents.html)
             offer(QStringLiteral("text/html"), *_contents.html);
@@ -109,18 +134,21 @@ public:
     }
 
 private:
-    void addText(const QString &text) {
-        const QByteArray utf8 = text.toUtf8();
+    void addText(const QByteArray &utf8) {
+        const QString utf8String = QStringLiteral("UTF8_STRING");
         offer(QStringLiteral("text/plain;charset=utf-8"), utf8);
-        offer(QStringLiteral("UTF8_STRING"), utf8);
+        offer(utf8String, utf8);
         offer(QStringLiteral("text/plain"), utf8);
-        if (isLatin1(text)) {
-            const QByteArray latin1 = text.toLatin1();
-            offer(QStringLiteral("STRING"), latin1);
-            offer(QStringLiteral("TEXT"), latin1, QStringLiteral("STRING"));
-        } else {
-            offer(QStringLiteral("TEXT"), utf8, QStringLiteral("UTF8_STRING"));
+        const QString text = QStringLiteral("TEXT");
+        const quint8 largest = largestByte(utf8);
+        if (largest >= firstBeyondLatin1) {
+            offer(text, utf8, utf8String);
+            return;
         }
+        const QString latin1 = QStringLiteral("STRING");
+        const bool isAscii = largest < 0x80;
+        append({.target = latin1, .type = latin1, .data = utf8, .isLatin1 = !isAscii});
+        append({.target = text, .type = latin1, .data = utf8, .isLatin1 = !isAscii});
     }
 
     // A name of our own making goes before one that came with the contents.
@@ -201,7 +229,7 @@ private:
                     .data = *html,
                     .notFor = {PasteboardAudience::Spreadsheet}});
         if (!_contents.text)
-            addText(link->address);
+            addText(link->address.toUtf8());
     }
 
     [[nodiscard]] static bool isPassedOn(const QString &target) {
@@ -229,6 +257,18 @@ private:
 };
 
 } // namespace
+
+QByteArray Outgoing::next(qsizetype most) const {
+    const auto piece =
+        QByteArray::fromRawData(data.constData() + offset, std::min(most, data.size() - offset));
+    if (!isLatin1)
+        return piece;
+    return QString::fromUtf8(QByteArrayView(piece).chopped(incompleteUtf8Tail(piece))).toLatin1();
+}
+
+void Outgoing::take(QByteArrayView bytes) {
+    offset += isLatin1 ? QString::fromLatin1(bytes).toUtf8().size() : bytes.size();
+}
 
 QList<Offer> offers(const PasteboardContents &contents) {
     return OfferBuilder(contents).build();

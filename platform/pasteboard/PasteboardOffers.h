@@ -20,11 +20,27 @@ struct Offer {
     bool isForeign = false;
     /// What is offered is the PNG of the image in the bytes, which is made when somebody asks.
     bool isConverted = false;
+    /// The bytes are UTF-8 and are sent as Latin-1, in which every character of theirs is.
+    bool isLatin1 = false;
     /// The target names files of ours, which go when the program ends.
     bool isOfFiles = false;
     /// The audiences to whom the target is not listed.
     QList<PasteboardAudience> notFor = {};
     friend bool operator==(const Offer &, const Offer &) = default;
+};
+
+/// An offer's bytes on their way to a program, some at a time.
+struct Outgoing {
+    QByteArray data;
+    bool isLatin1 = false; // see Offer
+    qsizetype offset = 0;
+
+    /// The next ones as they are sent, of at most so many of the offer's, and at least four; valid
+    /// as long as this is. Empty at the end.
+    [[nodiscard]] QByteArray next(qsizetype most) const;
+    /// These were taken, from the beginning of next().
+    void take(QByteArrayView bytes);
+    [[nodiscard]] bool isAtEnd() const { return offset == data.size(); }
 };
 
 /// What we offer as the clipboard's owner, no target twice. Names that are not ours to offer

@@ -49,7 +49,7 @@ void PipeOffers::send(const QString &target, FileHandle pipe, Closed closed) {
     else if (offer->isConverted)
         sendConverted(offer->data, std::move(reader));
     else
-        write(offer->data, std::move(reader));
+        write({offer->data, offer->isLatin1}, std::move(reader));
 }
 
 void PipeOffers::sendConverted(const QByteArray &image, Reader reader) {
@@ -70,20 +70,20 @@ void PipeOffers::sendConverted(const QByteArray &image, Reader reader) {
         }
         for (Reader &each : waiting) {
             if (png)
-                write(*png, std::move(each));
+                write({*png}, std::move(each));
             else
                 each.close(false);
         }
     });
 }
 
-void PipeOffers::write(const QByteArray &data, Reader reader) {
+void PipeOffers::write(PasteboardOffers::Outgoing bytes, Reader reader) {
     if (_transfers.size() >= maximumTransfers) {
         reader.close(false);
         return;
     }
     const auto transfer = _transfers.emplace(_transfers.end());
-    transfer->data = data;
+    transfer->bytes = std::move(bytes);
     transfer->reader = std::move(reader);
     transfer->writable.emplace(transfer->reader.pipe.descriptor(), QSocketNotifier::Write,
                                [this, transfer] { writeOn(transfer); });
@@ -91,18 +91,18 @@ void PipeOffers::write(const QByteArray &data, Reader reader) {
 }
 
 void PipeOffers::writeOn(Transfers::iterator transfer) {
-    const qsizetype rest = transfer->data.size() - transfer->offset;
+    const QByteArray piece = transfer->bytes.next(pieceBytes);
     const ssize_t count =
-        ::write(transfer->reader.pipe.descriptor(), transfer->data.constData() + transfer->offset,
-                size_t(std::min(rest, pieceBytes)));
+        ::write(transfer->reader.pipe.descriptor(), piece.constData(), size_t(piece.size()));
     if (count < 0 && (errno == EAGAIN || errno == EINTR))
         return;
+    if (count >= 0)
+        transfer->bytes.take(QByteArrayView(piece).first(count));
     // A reader that has closed its end has what it wanted.
-    if (count < 0 || count == rest) {
-        end(transfer, count == rest);
+    if (count < 0 || transfer->bytes.isAtEnd()) {
+        end(transfer, count >= 0);
         return;
     }
-    transfer->offset += count;
     waitFor(transfer);
 }
 

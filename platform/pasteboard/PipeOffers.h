@@ -52,15 +52,14 @@ private:
     };
     struct Transfer {
         Reader reader;
-        QByteArray data;
-        qsizetype offset = 0;
+        PasteboardOffers::Outgoing bytes;
         std::optional<SocketNotifier> writable; // goes before the pipe does
         RunLoop::Timer stall;
     };
     using Transfers = std::list<Transfer>;
 
     void sendConverted(const QByteArray &image, Reader reader);
-    void write(const QByteArray &data, Reader reader);
+    void write(PasteboardOffers::Outgoing bytes, Reader reader);
     void writeOn(Transfers::iterator transfer);
     void end(Transfers::iterator transfer, bool isWhole);
     void waitFor(Transfers::iterator transfer);

@@ -20,7 +20,7 @@ inline const QByteArray icon = QByteArray::fromHex(
 inline QByteArray offered(const PasteboardContents &contents, const char *target) {
     for (const PasteboardOffers::Offer &offer : PasteboardOffers::offers(contents)) {
         if (offer.target == QLatin1String(target))
-            return offer.data;
+            return PasteboardOffers::Outgoing{offer.data, offer.isLatin1}.next(offer.data.size());
     }
     return "(not offered)";
 }

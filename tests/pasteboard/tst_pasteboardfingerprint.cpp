@@ -68,6 +68,31 @@ private Q_SLOTS:
                   "isWithin");
     }
 
+    // They are looked at a piece at a time.
+    void lineEndsOfALongTextAreAllTheSame() {
+        const auto is = [](const QByteArray &newer, const QByteArray &older) {
+            return PasteboardFingerprint({.text = newer})
+                .isWithin(PasteboardFingerprint({.text = older}));
+        };
+        for (qsizetype before = 16'380; before < 16'390; ++before) {
+            const QByteArray start(before, 'x');
+            const QByteArray rest(40'000, 'y');
+            const QByteArray unix = start + "\n\n" + rest + '\n';
+            QVERIFY(is(start + "\r\n\r\n" + rest + "\r\n", unix));
+            QVERIFY(is(start + "\r\r" + rest + '\r', unix));
+            QVERIFY(is(start + "\r\n\n" + rest + '\r', unix));
+            QVERIFY(!is(start + "\r\n" + rest + "\r\n", unix));
+            QVERIFY(!is(start + "\n\n" + rest + "z", unix));
+            QVERIFY(!is(QByteArray(start).replace(0, 1, "z") + "\n\n" + rest + '\n', unix));
+        }
+    }
+
+    void aLongUrlIsTextToo() {
+        const QByteArray address = "http://a.org/" + QByteArray(20'000, 'a');
+        QVERIFY(PasteboardFingerprint({.text = address})
+                    .isWithin(PasteboardFingerprint({.url = QUrl(QString::fromLatin1(address))})));
+    }
+
     // Bytes of other kinds are what they are.
     void lineEndsOfNothingElseAre() {
         const auto isWithin = [](const PasteboardContents &newer, const PasteboardContents &older) {

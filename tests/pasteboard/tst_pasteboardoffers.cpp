@@ -190,6 +190,73 @@ private Q_SLOTS:
         QCOMPARE(PasteboardOffers::offers(euro).last().type, QStringLiteral("UTF8_STRING"));
     }
 
+    // Where a text is looked through, and where it is cut, makes no difference.
+    void whereALongTextLeavesLatin1MakesNoDifference() {
+        for (const qsizetype before : {0, 4094, 4095, 4096, 8191, 9999}) {
+            const QByteArray start(before, 'x');
+            const QByteArray end(10'000, 'y');
+            for (const char *latin1 : {"", "\xc2\x80", "\xc3\xbf"})
+                QVERIFY(targetsOf(PasteboardOffers::offers({.text = start + latin1 + end}))
+                            .contains(u"STRING"));
+            for (const char *other : {"\xc4\x80", "\xe2\x82\xac", "\xf0\x9f\x90\xb4"}) {
+                for (const QByteArray &rest : {QByteArray(), end})
+                    QVERIFY(!targetsOf(PasteboardOffers::offers({.text = start + other + rest}))
+                                 .contains(u"STRING"));
+            }
+        }
+    }
+
+    // Nothing is made of a text before somebody asks, and of plain ASCII not even then.
+    void aTextIsHeldOnce() {
+        for (const QByteArray text : {"plain", "caf\xc3\xa9"}) {
+            for (const Offer &offer : PasteboardOffers::offers({.text = text})) {
+                QVERIFY(offer.data.constData() == text.constData());
+                QCOMPARE(offer.isLatin1, offer.type == u"STRING" && text != "plain");
+            }
+        }
+    }
+
+    void latin1IsMadePieceByPiece_data() {
+        QTest::addColumn<qsizetype>("most");
+        QTest::addColumn<QByteArrayList>("pieces");
+        QTest::newRow("all") << qsizetype(20) << QByteArrayList{"a\xe9\xe9z"};
+        QTest::newRow("a character") << qsizetype(4) << QByteArrayList{"a\xe9", "\xe9z"};
+        QTest::newRow("cut") << qsizetype(5) << QByteArrayList{"a\xe9\xe9", "z"};
+    }
+    void latin1IsMadePieceByPiece() {
+        QFETCH(qsizetype, most);
+        PasteboardOffers::Outgoing bytes{"a\xc3\xa9\xc3\xa9z", true};
+        QByteArrayList pieces;
+        while (!bytes.isAtEnd()) {
+            pieces += bytes.next(most);
+            bytes.take(pieces.last());
+        }
+        QTEST(pieces, "pieces");
+        QCOMPARE(bytes.next(most), QByteArray());
+    }
+
+    void whatWasNotTakenComesAgain() {
+        PasteboardOffers::Outgoing latin1{"\xc3\xa9\xc3\xa8", true};
+        latin1.take(QByteArrayView(latin1.next(20)).first(1));
+        QCOMPARE(latin1.next(20), QByteArray("\xe8"));
+        PasteboardOffers::Outgoing plain{"\xc3\xa9\xc3\xa8"};
+        plain.take(QByteArrayView(plain.next(20)).first(1));
+        QCOMPARE(plain.next(2), QByteArray("\xa9\xc3"));
+    }
+
+    void aLinkWithALongTextIsNone() {
+        const auto offersLink = [](qsizetype length) {
+            return targetsOf(
+                       PasteboardOffers::offers({.text = QByteArray(length, 'x'),
+                                                 .url = QUrl(QStringLiteral("http://a.org/"))}))
+                .contains(u"text/html");
+        };
+        constexpr qsizetype most = 256 * 1024;
+        QVERIFY(offersLink(most - 1));
+        QVERIFY(offersLink(most));
+        QVERIFY(!offersLink(most + 1));
+    }
+
     void filesAreOfferedInBothForms() {
         const PasteboardContents contents{
             .files = {QStringLiteral("/tmp/a b#1%.png"), QStringLiteral("/ü")}};

@@ -70,6 +70,15 @@ private Q_SLOTS:
         QCOMPARE(before + pipe.readAll().size(), large.size());
     }
 
+    void latin1IsMadeOnTheWay() {
+        // Of an odd number, so that pieces end within characters.
+        const QByteArray text = 'a' + QByteArray("\xc3\xa9").repeated(400'000);
+        PasteboardOffers::Offer latin1 = offer("STRING", text);
+        latin1.isLatin1 = true;
+        _offers->set({latin1});
+        QVERIFY(send("STRING").readAll() == 'a' + QByteArray(400'000, '\xe9'));
+    }
+
     void aTransferUnderWayKeepsItsData() {
         const QByteArray large(1'000'000, 'x');
         _offers->set({offer("text/plain", large)});

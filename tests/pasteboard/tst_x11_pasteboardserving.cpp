@@ -277,6 +277,25 @@ private Q_SLOTS:
         QCOMPARE(desktop.runLoop.pendingCount(), 0);
     }
 
+    void latin1IsMadeOnTheWay_data() {
+        QTest::addColumn<qsizetype>("length");
+        QTest::addColumn<int>("pieces");
+        const qsizetype piece = X11SelectionOwner::pieceBytes;
+        QTest::newRow("at the limit") << piece / 2 << 0;
+        QTest::newRow("one above") << piece / 2 + 1 << 2;
+        QTest::newRow("a megabyte") << qsizetype(1'000'000) << 8;
+    }
+    void latin1IsMadeOnTheWay() {
+        QFETCH(qsizetype, length);
+        Desktop desktop;
+        desktop.pasteboard->write({.text = QByteArray("\xc3\xa9").repeated(length)});
+        X11TestRequestor requestor;
+        requestor.request("STRING");
+        QVERIFY(answered(requestor));
+        QVERIFY(requestor.data() == QByteArray(length, '\xe9'));
+        QTEST(requestor.piecesTaken(), "pieces");
+    }
+
     void manyAreServedAtOnce() {
         const QByteArray data = picture(1'000'000);
         Desktop desktop;

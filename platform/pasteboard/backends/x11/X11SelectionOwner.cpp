@@ -48,8 +48,8 @@ void X11SelectionOwner::own(QList<PasteboardOffers::Offer> offers) {
         const xcb_atom_t target = named.takeFirst();
         const xcb_atom_t type = offer.isForeign ? target : named.takeFirst();
         if (target != XCB_ATOM_NONE)
-            _offers.append(
-                {target, type, offer.data, offer.isConverted, offer.isOfFiles, offer.notFor});
+            _offers.append({target, type, offer.data, offer.isConverted, offer.isLatin1,
+                            offer.isOfFiles, offer.notFor});
     }
     _isOwning = true;
     // The server tells the time of taking it in an event, which is served before any request.
@@ -277,8 +277,9 @@ bool X11SelectionOwner::wasReadBy(xcb_window_t window) const {
 bool X11SelectionOwner::convertData(xcb_window_t requestor, xcb_atom_t property,
                                     const OwnedOffer &offer) {
     if (offer.data.size() <= pieceBytes) {
-        replace(requestor, property, offer.type, 8, quint32(offer.data.size()),
-                offer.data.constData());
+        const PasteboardOffers::Outgoing bytes{offer.data, offer.isLatin1};
+        const QByteArray all = bytes.next(pieceBytes);
+        replace(requestor, property, offer.type, 8, quint32(all.size()), all.constData());
         return true;
     }
     // A requestor that asks again into the same property has given up the first answer.
@@ -299,19 +300,20 @@ void X11SelectionOwner::beginTransfer(xcb_window_t requestor, xcb_atom_t propert
                                       const OwnedOffer &offer) {
     const quint32 mask = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(_connection->xcb(), requestor, XCB_CW_EVENT_MASK, &mask);
-    const quint32 atLeast = quint32(offer.data.size());
+    // A character of Latin-1 has two bytes at most in UTF-8.
+    const quint32 atLeast = quint32(offer.data.size()) / (offer.isLatin1 ? 2 : 1);
     replace(requestor, property, _atoms.incr, 32, 1, &atLeast);
-    _transfers.push_front({requestor, property, offer.type, offer.data, 0, {}});
+    _transfers.push_front({requestor, property, offer.type, {offer.data, offer.isLatin1}, {}});
     waitFor(_transfers.begin());
 }
 
 void X11SelectionOwner::continueTransfer(Transfers::iterator transfer) {
-    const qsizetype size = std::min(pieceBytes, transfer->data.size() - transfer->offset);
-    replace(transfer->requestor, transfer->property, transfer->type, 8, quint32(size),
-            transfer->data.constData() + transfer->offset);
-    transfer->offset += size;
+    const QByteArray piece = transfer->bytes.next(pieceBytes);
+    replace(transfer->requestor, transfer->property, transfer->type, 8, quint32(piece.size()),
+            piece.constData());
+    transfer->bytes.take(piece);
     // The end is a piece without bytes, which nobody answers.
-    if (size == 0)
+    if (piece.isEmpty())
         endTransfer(transfer);
     else
         waitFor(transfer);

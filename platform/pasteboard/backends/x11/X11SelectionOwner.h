@@ -71,6 +71,7 @@ private:
         xcb_atom_t type;
         QByteArray data;
         bool isConverted; // the data are what it is made of
+        bool isLatin1;    // what is sent, of data in UTF-8
         bool isOfFiles;
         QList<PasteboardAudience> notFor;
     };
@@ -78,8 +79,7 @@ private:
         xcb_window_t requestor;
         xcb_atom_t property;
         xcb_atom_t type;
-        QByteArray data;
-        qsizetype offset = 0;
+        PasteboardOffers::Outgoing bytes;
         RunLoop::Timer stall;
     };
     using Transfers = std::list<Transfer>;
