@@ -92,8 +92,8 @@ void ClipboardWatch::look() {
         const Capture capture = ClipCapture::begin(_pasteboard);
         if (!capture)
             lookWhyNotSent(nullptr, 0);
-        else if (capture->hasPictures())
-            workOnPictures(capture, sizeRead);
+        else if (capture->takesLong())
+            readInBackground(capture, sizeRead);
         else
             found(*capture, {}, {}, true);
     } catch (const PlatformException &exception) {
@@ -104,15 +104,15 @@ void ClipboardWatch::look() {
     trimHeapAfterClip(sizeRead);
 }
 
-void ClipboardWatch::workOnPictures(const Capture &capture, quint64 sizeRead) {
-    _pictures.start<ClipCapture::Pictures>(
+void ClipboardWatch::readInBackground(const Capture &capture, quint64 sizeRead) {
+    _reading.start<ClipCapture::Readings>(
         [capture, received = _lastPicture](const BackgroundWork::Abandoned &isAbandoned) {
-            return capture->pictures(received, isAbandoned);
+            return capture->read(received, isAbandoned);
         },
         [this, capture, sizeRead, received = _lastPicture,
-         written = _written](const ClipCapture::Pictures &pictures) {
+         written = _written](const ClipCapture::Readings &readings) {
             try {
-                found(*capture, pictures, received, written == _written);
+                found(*capture, readings, received, written == _written);
             } catch (const PlatformException &exception) {
                 failed(exception);
             }
@@ -121,12 +121,12 @@ void ClipboardWatch::workOnPictures(const Capture &capture, quint64 sizeRead) {
 }
 
 // What we wrote since then is what must not come back, not a copy from before.
-void ClipboardWatch::found(const ClipCapture &capture, const ClipCapture::Pictures &pictures,
+void ClipboardWatch::found(const ClipCapture &capture, const ClipCapture::Readings &readings,
                            const PictureEcho &received, bool isOnClipboard) {
-    const auto clip = capture.clip(pictures);
+    const auto clip = capture.clip(readings);
     const size_t hash = clip->contentHash();
     const bool isKnown =
-        hash != 0 && (hash == _lastHash || (pictures.isReceived && received.isIn(*clip)));
+        hash != 0 && (hash == _lastHash || (readings.isReceived && received.isIn(*clip)));
     if (hash == 0 || isKnown)
         lookWhyNotSent(clip.get(), hash);
     const bool isTold = hash != 0 && !isKnown && onCopy(*clip);
@@ -134,9 +134,9 @@ void ClipboardWatch::found(const ClipCapture &capture, const ClipCapture::Pictur
         _lastHash = hash;
         _lastPicture = PictureEcho();
     }
-    // A picture that is not ready by now would come after what is newer.
+    // What is not ready by now would come after what is newer.
     if (isTold || isKnown)
-        _pictures.abandon();
+        _reading.abandon();
 }
 
 void ClipboardWatch::failed(const PlatformException &exception) {

@@ -23,8 +23,9 @@ class SyncJournal;
 /// after half a second without any is looked at at once, and what changes within the half second
 /// after a look is looked at at its end.
 ///
-/// What takes no time is told in the look itself. A picture is worked on in the background and told
-/// when that is done, unless something newer was told, or another picture copied, by then.
+/// What takes no time is told in the look itself. Pictures and long texts are read in the
+/// background and told when that is done, unless something newer was told, or another of them
+/// copied, by then.
 class ClipboardWatch {
 public:
     static constexpr RunLoop::Seconds pollInterval{0.5};
@@ -60,8 +61,8 @@ private:
     void lookForUnanswered();
     using Capture = std::shared_ptr<const ClipCapture>;
     void look();
-    void workOnPictures(const Capture &capture, quint64 sizeRead);
-    void found(const ClipCapture &capture, const ClipCapture::Pictures &pictures,
+    void readInBackground(const Capture &capture, quint64 sizeRead);
+    void found(const ClipCapture &capture, const ClipCapture::Readings &readings,
                const PictureEcho &received, bool isOnClipboard);
     void failed(const PlatformException &exception);
     void lookWhyNotSent(const ZRKClipmuleData *clip, size_t hash);
@@ -73,7 +74,7 @@ private:
     size_t _lastHash = 0;
     PictureEcho _lastPicture; // the one received last
     int _written = 0;         // how often we wrote to the clipboard
-    BackgroundWork _pictures;
+    BackgroundWork _reading;
     bool _looksByTimer = false;
     bool _isAlive = false;
     RunLoop::Seconds _earliestCheck{0}; // half a second after the last

@@ -24,8 +24,8 @@ InboundClips::InboundClips(const PasteboardServices &pasteboard, KeyboardEvents 
     , _journal(journal) {}
 
 void InboundClips::receive(const QString &phone, std::shared_ptr<ZRKClipmuleData> clip) {
-    if (!_nextPaste.isPending()) {
-        apply({phone, std::move(clip)});
+    if (!_nextPaste.isPending() && !_prepared) {
+        prepare({phone, std::move(clip)});
         return;
     }
     _waiting.push_back({phone, std::move(clip)});
@@ -49,8 +49,14 @@ bool InboundClips::tooManyWait() const {
 }
 
 void InboundClips::forget(const QString &phone) {
-    const size_t count = std::erase_if(
+    size_t count = std::erase_if(
         _waiting, [&](const ReceivedClip &received) { return received.phone == phone; });
+    if (_prepared && _prepared->phone == phone) {
+        _text.abandon();
+        _prepared.reset();
+        ++count;
+        _nextPaste = RunLoop::current().performAfter(RunLoop::Seconds(0), [this] { applyNext(); });
+    }
     if (count > 0)
         _journal.enter({.direction = Refusal::Direction::FromPhone,
                         .reason = Refusal::Reason::Disconnected,
@@ -61,19 +67,33 @@ void InboundClips::forget(const QString &phone) {
 void InboundClips::forgetAll() {
     while (!_waiting.empty())
         forget(QString(_waiting.front().phone));
+    if (_prepared)
+        forget(QString(_prepared->phone));
 }
 
 void InboundClips::applyNext() {
     if (_waiting.empty())
         return;
-    const ReceivedClip received = std::move(_waiting.front());
+    ReceivedClip received = std::move(_waiting.front());
     _waiting.pop_front();
-    apply(received);
+    prepare(std::move(received));
 }
 
-void InboundClips::apply(const ReceivedClip &received) {
+void InboundClips::prepare(ReceivedClip received) {
+    const auto makeText = received.clip->writtenText();
+    if (!makeText || received.clip->size() <= longText) {
+        apply(received, {});
+        return;
+    }
+    _prepared = std::move(received);
+    _text.start<QByteArray>(
+        [makeText](const BackgroundWork::Abandoned &) { return makeText(); },
+        [this](const QByteArray &text) { apply(*std::exchange(_prepared, {}), text); });
+}
+
+void InboundClips::apply(const ReceivedClip &received, std::optional<QByteArray> text) {
     try {
-        if (!received.clip->writeToPasteboard(_pasteboard)) {
+        if (!received.clip->writeToPasteboard(_pasteboard, std::move(text))) {
             // The clip itself has told the user.
             _journal.enter({.direction = Refusal::Direction::FromPhone,
                             .reason = Refusal::Reason::MixedKinds,

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "model/ZRKClipmuleData.h"
+#include "platform/foundation/BackgroundWork.h"
 #include "platform/foundation/RunLoop.h"
 #include "support/Settings.h"
 
@@ -12,6 +13,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace clipmule {
 
@@ -20,8 +22,9 @@ class SyncJournal;
 class ZRKClipmuleData;
 
 /// The clips that phones send for this desk: puts one after the other on the clipboard and pastes
-/// it. A clip that comes alone is pasted at once; of those that come faster than they can be pasted
-/// the newest wait.
+/// it. A clip that comes alone is pasted at once, one with a long text when that has been made what
+/// a clipboard holds, in the background; of those that come faster than they can be pasted the
+/// newest wait.
 class InboundClips {
 public:
     /// The time between two pastes: the window in front fetches a clip only when its key stroke has
@@ -35,6 +38,8 @@ public:
     /// person sends clips one by one.
     static constexpr size_t mostWaiting = 8;
     static constexpr quint64 largestWaiting = 64 * 1024 * 1024;
+    /// The text of a larger clip is made in the background.
+    static constexpr quint64 longText = 256 * 1024;
 
     InboundClips(const PasteboardServices &pasteboard, KeyboardEvents &keyboard,
                  SyncJournal &journal);
@@ -62,7 +67,8 @@ private:
     };
     [[nodiscard]] bool tooManyWait() const;
     void applyNext();
-    void apply(const ReceivedClip &received);
+    void prepare(ReceivedClip received);
+    void apply(const ReceivedClip &received, std::optional<QByteArray> text);
     void finish(const ReceivedClip &received);
 
     PasteboardServices _pasteboard;
@@ -71,6 +77,8 @@ private:
     // The clips that wait, oldest first. The timer may run while none does: it is then too soon for
     // another paste.
     std::deque<ReceivedClip> _waiting;
+    std::optional<ReceivedClip> _prepared; // whose text is being made
+    BackgroundWork _text;
     RunLoop::Timer _nextPaste;
     // A clip was passed over since the last paste.
     bool _clipsOvertaken = false;

@@ -69,7 +69,7 @@ struct Passage {
         pasteboard.setWatching(true);
         pasteboard.copyByAnotherApplication(contents);
         capture = ClipCapture::begin(services);
-        pictures = capture->pictures({}, false);
+        pictures = capture->read({}, false);
         copied = capture->clip(pictures);
         message = PropertyListSerialization::xml(object().value());
         value = PropertyListSerialization::parse(message).value();
@@ -90,7 +90,7 @@ struct Passage {
     PasteboardServices services{pasteboard, application, [](const QString &) {}, folder.path()};
     PasteboardServices otherServices{otherDesk, application, services.notice, folder.path()};
     std::shared_ptr<const ClipCapture> capture;
-    ClipCapture::Pictures pictures;
+    ClipCapture::Readings pictures;
     std::shared_ptr<ZRKClipmuleData> copied;
     QByteArray message;
     PropertyList value;
@@ -99,12 +99,12 @@ struct Passage {
 
 void look(Passage &passage) {
     const auto capture = ClipCapture::begin(passage.services);
-    if (!capture->hasPictures())
+    if (!capture->takesLong())
         (void)capture->clip({})->contentHash();
 }
 
 void pictureReady(Passage &passage) {
-    if (passage.capture->hasPictures())
+    if (passage.capture->takesLong())
         (void)passage.capture->clip(passage.pictures)->contentHash();
 }
 

@@ -98,6 +98,9 @@ std::optional<QString> styledText(const QByteArray &data, bool mayBeFolder) {
     return isMarkup || (mayBeFolder && data.startsWith("rtfd")) ? std::nullopt : utf8(data);
 }
 
+const QStringList otherTexts{NSRTFDPboardType, NSTabularTextPboardType,
+                             NSMultipleTextSelectionPboardType, NSInkTextPboardType};
+
 // The first of the text readings that exists, its lines ended as the phones end them.
 std::optional<QString> textOf(const PasteboardContents &contents) {
     std::optional<QString> text;
@@ -105,8 +108,7 @@ std::optional<QString> textOf(const PasteboardContents &contents) {
         text = QString::fromUtf8(*contents.text);
     else if (contents.rtf)
         text = styledText(*contents.rtf, false);
-    for (const QString &type : {NSRTFDPboardType, NSTabularTextPboardType,
-                                NSMultipleTextSelectionPboardType, NSInkTextPboardType}) {
+    for (const QString &type : otherTexts) {
         if (const auto data = contents.others.value(type); data && !text)
             text = type == NSRTFDPboardType ? styledText(*data, true) : utf8(*data);
     }
@@ -114,6 +116,16 @@ std::optional<QString> textOf(const PasteboardContents &contents) {
         return std::nullopt;
     return ZRKNSStringCategory::stringByReplacingCharactersInSetWithString(
         *text, ZRKNSStringCategory::NewlineCharacterSet(), QStringLiteral("\n"));
+}
+
+// Whether textOf() would hold the run loop.
+bool hasLongText(const PasteboardContents &contents) {
+    const auto isLong = [](const std::optional<QByteArray> &data) {
+        return data && data->size() > ClipCapture::longText;
+    };
+    return isLong(contents.text) || isLong(contents.rtf) ||
+           std::any_of(otherTexts.begin(), otherTexts.end(),
+                       [&](const QString &type) { return isLong(contents.others.value(type)); });
 }
 
 std::optional<QByteArray> imageOf(const PasteboardContents &contents) {
@@ -214,35 +226,39 @@ std::shared_ptr<const ClipCapture> ClipCapture::begin(const PasteboardServices &
 ClipCapture::ClipCapture(const PasteboardContents &contents, bool mayBeImageFiles)
     : _contents(contents)
     , _mayBeImageFiles(mayBeImageFiles)
-    , _text(textOf(contents))
+    , _hasLongText(hasLongText(contents))
+    , _text(_hasLongText ? std::nullopt : textOf(contents))
     , _image(imageOf(contents)) {
     ZRKClipmuleDataItem readings;
     readings.setString(_text);
     readings.setURL(contents.url);
-    _sizeWithoutPicture = readings.size() + quint64(contents.title.size());
+    _smallSize = readings.size() + quint64(contents.title.size());
 }
 
 bool ClipCapture::isSecret(const Pasteboard &pasteboard) {
     return isVetoed(pasteboard.contents());
 }
 
-ClipCapture::Pictures ClipCapture::pictures(const PictureEcho &received,
-                                            const std::atomic_bool &isAbandoned) const {
-    Pictures pictures;
-    if (_mayBeImageFiles && readFiles(pictures, received, isAbandoned))
-        return pictures;
-    pictures.files.clear();
+ClipCapture::Readings ClipCapture::read(const PictureEcho &received,
+                                        const std::atomic_bool &isAbandoned) const {
+    Readings readings;
+    if (_mayBeImageFiles && readFiles(readings, received, isAbandoned))
+        return readings;
+    readings.files.clear();
+    if (_hasLongText)
+        readings.longText = textOf(_contents);
     if (!_image)
-        return pictures;
-    pictures.forms = portable(
+        return readings;
+    const quint64 smallSize = _smallSize + quint64(readings.longText.value_or(QString()).size());
+    readings.forms = portable(
         *_image,
-        [this](qsizetype portable) {
-            const quint64 size = _sizeWithoutPicture + quint64(portable);
+        [smallSize](qsizetype portable) {
+            const quint64 size = smallSize + quint64(portable);
             return qint64(mostOf(size)) - qint64(size);
         },
-        pictures.failures, isAbandoned);
-    pictures.isReceived = pictures.forms && received.hasPixelsOf(*_image, isAbandoned);
-    return pictures;
+        readings.failures, isAbandoned);
+    readings.isReceived = readings.forms && received.hasPixelsOf(*_image, isAbandoned);
+    return readings;
 }
 
 std::optional<PortablePicture::Forms>
@@ -256,7 +272,7 @@ ClipCapture::portable(const QByteArray &picture, const PortablePicture::LargestF
     }
 }
 
-bool ClipCapture::readFiles(Pictures &pictures, const PictureEcho &received,
+bool ClipCapture::readFiles(Readings &readings, const PictureEcho &received,
                             const std::atomic_bool &isAbandoned) const {
     qint64 total = 0;
     for (const QString &file : _contents.files) {
@@ -266,33 +282,34 @@ bool ClipCapture::readFiles(Pictures &pictures, const PictureEcho &received,
     }
     for (const QString &path : _contents.files) {
         const auto file = RegularFile::read(path, ZRKClipmuleData::largestFileSet);
-        const auto forms = file && *file ? portable(**file, nullptr, pictures.failures, isAbandoned)
+        const auto forms = file && *file ? portable(**file, nullptr, readings.failures, isAbandoned)
                                          : std::nullopt;
         if (!forms)
             return false;
-        pictures.isReceived =
+        readings.isReceived =
             _contents.files.size() == 1 && received.hasPixelsOf(**file, isAbandoned);
-        pictures.files.append({QFileInfo(path).fileName(), forms->portable});
+        readings.files.append({QFileInfo(path).fileName(), forms->portable});
     }
     return true;
 }
 
-std::shared_ptr<ZRKClipmuleData> ClipCapture::clip(const Pictures &pictures) const {
-    for (const QString &failure : pictures.failures)
+std::shared_ptr<ZRKClipmuleData> ClipCapture::clip(const Readings &readings) const {
+    for (const QString &failure : readings.failures)
         qCWarning(logModel).noquote() << "ERROR CREATING IMAGE DATA" << failure;
-    return pictures.files.isEmpty() ? clipOfReadings(pictures.forms) : clipOfFiles(pictures.files);
+    return readings.files.isEmpty() ? clipOfReadings(readings) : clipOfFiles(readings.files);
 }
 
-std::shared_ptr<ZRKClipmuleData>
-ClipCapture::clipOfReadings(const std::optional<PortablePicture::Forms> &picture) const {
+std::shared_ptr<ZRKClipmuleData> ClipCapture::clipOfReadings(const Readings &made) const {
+    const std::optional<PortablePicture::Forms> &picture = made.forms;
+    const std::optional<QString> &text = _hasLongText ? made.longText : _text;
     Dictionary nativeDictionary = dictionaryOf(_contents);
     // The type says TIFF although the bytes are PNG or JPEG: the output offers an image under
     // this type, and so the full image comes back on this desktop.
     if (picture && picture->full)
         nativeDictionary.insert(NSTIFFPboardType, *picture->full);
-    const bool isNothingElse = !_text && !picture && !_contents.url;
+    const bool isNothingElse = !text && !picture && !_contents.url;
     const auto fill = [&](ZRKClipmuleDataItem &item) {
-        item.setString(isNothingElse ? namesOfFiles(_contents.files) : _text);
+        item.setString(isNothingElse ? namesOfFiles(_contents.files) : text);
         if (picture)
             item.setImageData(picture->portable);
         item.setURL(_contents.url);

@@ -11,18 +11,23 @@ namespace clipmule {
 
 class PictureEcho;
 
-/// What is on the desktop's clipboard, on its way to a clip. Reading image files and working on
-/// pictures takes long, and is a step of its own that any thread may do: it sees values that nobody
-/// changes any more.
+/// What is on the desktop's clipboard, on its way to a clip. Reading image files and long texts and
+/// working on pictures takes long, and is a step of its own that any thread may do: it sees values
+/// that nobody changes any more.
 class ClipCapture final {
 public:
+    /// A text of more bytes, as it was copied, is long: RTF of this size takes 4 ms to be read.
+    static constexpr qsizetype longText = 256 * 1024;
+
     /// Of an image file.
     struct ImageFile {
         QString name;
         QByteArray portable;
     };
-    /// What became of the pictures.
-    struct Pictures {
+    /// What became of the pictures and of a long text.
+    struct Readings {
+        /// Nothing, too, where the text is not long.
+        std::optional<QString> longText = {};
         /// Of all files, where all of them are pictures; else none.
         QList<ImageFile> files = {};
         /// Of the picture that was copied as such.
@@ -42,31 +47,31 @@ public:
     ClipCapture(const PasteboardContents &contents, bool mayBeImageFiles);
 
     /// Whether the second step has anything to do.
-    [[nodiscard]] bool hasPictures() const { return _mayBeImageFiles || _image; }
+    [[nodiscard]] bool takesLong() const { return _mayBeImageFiles || _image || _hasLongText; }
     /// The second step. Raises nothing; another thread may say that nobody wants the result any
     /// more, which then is worth nothing.
-    [[nodiscard]] Pictures pictures(const PictureEcho &received,
-                                    const std::atomic_bool &isAbandoned) const;
+    [[nodiscard]] Readings read(const PictureEcho &received,
+                                const std::atomic_bool &isAbandoned) const;
     /// The last one. Of the native representations the bulkiest are left out until the clip is as
     /// small as its limits ask for; its text, URL, title and list of files stay. Failures are
     /// logged. On the main thread.
-    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clip(const Pictures &pictures) const;
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clip(const Readings &readings) const;
 
 private:
     [[nodiscard]] static std::optional<PortablePicture::Forms>
     portable(const QByteArray &picture, const PortablePicture::LargestFull &largestFull,
              QStringList &failures, const std::atomic_bool &isAbandoned);
-    [[nodiscard]] bool readFiles(Pictures &pictures, const PictureEcho &received,
+    [[nodiscard]] bool readFiles(Readings &readings, const PictureEcho &received,
                                  const std::atomic_bool &isAbandoned) const;
-    [[nodiscard]] std::shared_ptr<ZRKClipmuleData>
-    clipOfReadings(const std::optional<PortablePicture::Forms> &picture) const;
+    [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clipOfReadings(const Readings &readings) const;
     [[nodiscard]] std::shared_ptr<ZRKClipmuleData> clipOfFiles(const QList<ImageFile> &files) const;
 
     PasteboardContents _contents;
     bool _mayBeImageFiles;
-    std::optional<QString> _text;
+    bool _hasLongText;
+    std::optional<QString> _text; // that is not long
     std::optional<QByteArray> _image;
-    quint64 _sizeWithoutPicture = 0; // of the portable readings
+    quint64 _smallSize = 0; // of the portable readings without picture and long text
 };
 
 } // namespace clipmule

@@ -245,7 +245,7 @@ std::optional<QString> ZRKClipmuleData::currentAppID(const PasteboardServices &s
 std::shared_ptr<ZRKClipmuleData>
 ZRKClipmuleData::initFromPasteboard(const PasteboardServices &services) {
     const auto capture = ClipCapture::begin(services);
-    return capture ? capture->clip(capture->pictures({}, false)) : nullptr;
+    return capture ? capture->clip(capture->read({}, false)) : nullptr;
 }
 
 std::optional<QByteArray>

@@ -103,7 +103,12 @@ public:
     /// Writes the clip to the desktop's clipboard, as a whole and at once. False, and nothing
     /// written, when the clip mixes text and images over several items; the user is told. Blocks
     /// for 0.66 s when the clip holds images. A clipboard that fails raises a PlatformException.
-    bool writeToPasteboard(const PasteboardServices &services) const;
+    /// `text` is what writtenText() made, where that was done before.
+    bool writeToPasteboard(const PasteboardServices &services,
+                           std::optional<QByteArray> text = {}) const;
+    /// Makes the text that writing offers, in UTF-8, of values that nobody changes: on any thread.
+    /// Empty when there is none.
+    [[nodiscard]] std::function<QByteArray()> writtenText() const;
     /// The picture that writing offers before any other.
     [[nodiscard]] std::optional<QByteArray> writtenImage() const;
     /// Writes the clip's images to temporary files and puts their paths into the contents that are

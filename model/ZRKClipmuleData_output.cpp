@@ -75,17 +75,15 @@ std::optional<QUrl> urlIn(const QByteArray &data) {
     return url.isValid() && !url.scheme().isEmpty() ? std::optional(url) : std::nullopt;
 }
 
-// What a native dictionary holds, with the image in the place of an image's placeholder. The paths
-// in it are another machine's, or were named by somebody who wants a file of this one: only files
-// just written are offered.
+// What a native dictionary holds but its text, with the image in the place of an image's
+// placeholder. The paths in it are another machine's, or were named by somebody who wants a file of
+// this one: only files just written are offered.
 PasteboardContents contentsOf(const ZRKClipmuleDataItem::NativeDictionary &dictionary,
                               const std::optional<QByteArray> &image) {
     using namespace PasteboardType;
     PasteboardContents contents;
     for (const auto &[type, data] : dictionary.asKeyValueRange()) {
-        if (type == NSStringPboardType) {
-            contents.text = data;
-        } else if (type == publicHtml) {
+        if (type == publicHtml) {
             contents.html = data;
         } else if (type == NSRTFPboardType) {
             contents.rtf = data;
@@ -101,7 +99,7 @@ PasteboardContents contentsOf(const ZRKClipmuleDataItem::NativeDictionary &dicti
         } else if (type == publicUrlName) {
             if (data.size() <= longestLink)
                 contents.title = QString::fromUtf8(data);
-        } else if (type != NSFilenamesPboardType) {
+        } else if (type != NSStringPboardType && type != NSFilenamesPboardType) {
             contents.others.insert(type, data);
         }
     }
@@ -115,21 +113,24 @@ PasteboardContents contentsOf(const ZRKClipmuleDataItem &item) {
     PasteboardContents contents;
     if (const std::optional<QByteArray> image = item.imageData())
         contents.images.append(*image);
-    if (item.hasString())
-        contents.text = item.string()->toUtf8();
     if (item.hasURL())
         contents.url = urlIn(item.url()->toEncoded());
     return contents;
 }
 
-QString joined(const ZRKClipmuleData::Items &items) {
-    QString text;
-    for (const auto &item : items) {
-        if (!text.isEmpty())
-            text += QStringLiteral("\n\n");
-        text += *item->string();
+QString joined(const QStringList &texts) {
+    QString all;
+    for (const QString &text : texts) {
+        if (!all.isEmpty())
+            all += QStringLiteral("\n\n");
+        all += text;
     }
-    return text;
+    return all;
+}
+
+// They came from another machine: what is no UTF-8 in them becomes U+FFFD.
+QByteArray wellFormed(const QByteArray &utf8) {
+    return utf8.isValidUtf8() ? utf8 : QString::fromUtf8(utf8).toUtf8();
 }
 
 // Bytes of a file name, on every file system in use.
@@ -183,10 +184,30 @@ QString cut(const QString &name, qsizetype bytes) {
 
 } // namespace
 
-bool ZRKClipmuleData::writeToPasteboard(const PasteboardServices &services) const {
-    const bool hasSeveral = itemCount() >= 2;
-    const bool isAllText = !hasSeveral || allHaveStrings(_items);
-    if (!isAllText && !allHaveImages(_items)) {
+std::function<QByteArray()> ZRKClipmuleData::writtenText() const {
+    if (_items.isEmpty())
+        return {};
+    if (itemCount() >= 2 && allHaveStrings(_items)) {
+        QStringList texts;
+        for (const auto &item : _items)
+            texts.append(*item->string());
+        return [texts] { return joined(texts).toUtf8(); };
+    }
+    const ZRKClipmuleDataItem &first = *_items.first();
+    if (const auto native = first.isNative() ? first.nativeDictionary() : std::nullopt) {
+        const auto text = native->constFind(PasteboardType::NSStringPboardType);
+        if (text == native->cend())
+            return {};
+        return [utf8 = *text] { return wellFormed(utf8); };
+    }
+    if (!first.hasString())
+        return {};
+    return [text = *first.string()] { return text.toUtf8(); };
+}
+
+bool ZRKClipmuleData::writeToPasteboard(const PasteboardServices &services,
+                                        std::optional<QByteArray> text) const {
+    if (itemCount() >= 2 && !allHaveStrings(_items) && !allHaveImages(_items)) {
         services.notice(QCoreApplication::translate(
             "Clipmule", "Pasting of mixed content clips is not supported."));
         return false;
@@ -194,8 +215,9 @@ bool ZRKClipmuleData::writeToPasteboard(const PasteboardServices &services) cons
     PasteboardContents contents =
         _items.isEmpty() ? PasteboardContents() : contentsOf(*_items.first());
     addImageFilenames(services, contents);
-    if (hasSeveral && isAllText)
-        contents.text = joined(_items).toUtf8();
+    if (const auto makeText = text ? nullptr : writtenText())
+        text = makeText();
+    contents.text = std::move(text);
     services.pasteboard.write(std::move(contents));
     return true;
 }

@@ -141,7 +141,73 @@ private Q_SLOTS:
         QCOMPARE(text(), u"later"_qs);
     }
 
+    void aLongTextIsWrittenWhenItIsMade() {
+        _desk->work.hold();
+        const QString longest(qsizetype(InboundClips::longText), u'ü');
+        _inbound->receive(u"Anna"_qs, textClip(longest));
+        QCOMPARE(text(), longest);
+        QCOMPARE(_desk->work.started(), 0);
+        _desk->advance(1);
+        _inbound->receive(u"Anna"_qs, textClip(longest + u'x'));
+        _desk->advance(1);
+        QCOMPARE(text(), longest);
+        _desk->work.doNext();
+        QCOMPARE(text(), longest + u'x');
+        QCOMPARE(_desk->keyboard.pasteCount(), 2);
+    }
+
+    void whatComesAfterALongTextWaitsForIt() {
+        _desk->work.hold();
+        _inbound->receive(u"Anna"_qs, textClip(longText()));
+        _inbound->receive(u"Anna"_qs, textClip(u"next"_qs));
+        _desk->advance(5);
+        QVERIFY(_events.isEmpty());
+        _desk->work.doNext();
+        QCOMPARE(text(), longText());
+        _desk->advance(InboundClips::pasteInterval.count());
+        QCOMPARE(text(), u"next"_qs);
+        // One that had to wait itself is made when its turn comes.
+        _inbound->receive(u"Anna"_qs, textClip(longText() + u'2'));
+        QCOMPARE(_desk->work.started(), 1);
+        _desk->advance(InboundClips::pasteInterval.count());
+        QCOMPARE(_desk->work.waiting(), 1);
+        _desk->work.doNext();
+        QCOMPARE(text(), longText() + u'2');
+    }
+
+    void aLongTextOfAPhoneThatHasGoneIsForgotten() {
+        _desk->work.hold();
+        _inbound->receive(u"Anna"_qs, textClip(longText()));
+        _inbound->receive(u"Ben"_qs, textClip(u"Ben's"_qs));
+        _inbound->forget(u"Ben"_qs);
+        _inbound->receive(u"Ben"_qs, textClip(u"Ben's"_qs));
+        _inbound->forget(u"Anna"_qs);
+        QCOMPARE(_journal->refusals().size(), 2);
+        QVERIFY(_events.isEmpty());
+        _desk->advance(0);
+        QCOMPARE(text(), u"Ben's"_qs);
+        _desk->work.doNext();
+        _desk->advance(5);
+        QCOMPARE(text(), u"Ben's"_qs);
+    }
+
+    void nothingIsWrittenOfAllThatIsForgotten() {
+        _desk->work.hold();
+        _inbound->receive(u"Anna"_qs, textClip(longText()));
+        _inbound->receive(u"Ben"_qs, textClip(u"Ben's"_qs));
+        _inbound->forgetAll();
+        QCOMPARE(_journal->refusals().size(), 2);
+        _desk->work.doNext();
+        _desk->advance(5);
+        QVERIFY(_events.isEmpty());
+        _inbound->receive(u"Ben"_qs, textClip(u"later"_qs));
+        QCOMPARE(text(), u"later"_qs);
+    }
+
 private:
+    [[nodiscard]] static QString longText() {
+        return QString(qsizetype(InboundClips::longText) + 1, u'x');
+    }
     [[nodiscard]] QString text() const { return _desk->pasteboard.text(); }
 
     std::unique_ptr<AgentFixture> _desk;

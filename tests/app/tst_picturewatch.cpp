@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "model/ClipCapture.h"
 #include "model/ZRKClipmuleData.h"
 #include "platform/images/ImageCodec.h"
 #include "tests/app/AgentFixture.h"
@@ -77,6 +78,55 @@ private Q_SLOTS:
         _desk->settle();
         QCOMPARE(_told, QStringList{u"text"_qs});
         QCOMPARE(work().started(), 0);
+    }
+
+    void aLongTextIsToldWhenItIsRead_data() {
+        QTest::addColumn<PasteboardContents>("longest");
+        QTest::addColumn<PasteboardContents>("longer");
+        QTest::addColumn<QString>("end");
+        const QByteArray text(ClipCapture::longText, 'x');
+        const QByteArray rtf = "{\\rtf1 " + QByteArray(ClipCapture::longText - 8, 'x');
+        const auto tabular = [](const QByteArray &table) {
+            return PasteboardContents{.others = {{PasteboardType::NSTabularTextPboardType, table}}};
+        };
+        QTest::newRow("text") << PasteboardContents{.text = text}
+                              << PasteboardContents{.text = text + '\r'} << u"\n"_qs;
+        QTest::newRow("RTF") << PasteboardContents{.rtf = rtf + '}'}
+                             << PasteboardContents{.rtf = rtf + "x}"} << u"x"_qs;
+        QTest::newRow("another type") << tabular(text) << tabular(text + '\r') << u"\n"_qs;
+    }
+    void aLongTextIsToldWhenItIsRead() {
+        QFETCH(PasteboardContents, longest);
+        QFETCH(PasteboardContents, longer);
+        QFETCH(QString, end);
+        copy(longest);
+        tick();
+        QCOMPARE(work().started(), 0);
+        QCOMPARE(_told.size(), 1);
+        copy(longer);
+        tick();
+        QCOMPARE(work().waiting(), 1);
+        QCOMPARE(_told.size(), 1);
+        work().doNext();
+        QCOMPARE(_told.size(), 2);
+        QVERIFY(_told.last() == _told.first() + end);
+    }
+
+    void aLongTextThatIsNotReadByThenIsLeftOut() {
+        copyText(QString(ClipCapture::longText + 1, u'x'));
+        _desk->settle();
+        copyText(u"text"_qs);
+        tick();
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"text"_qs});
+    }
+
+    // As much as the pictures' text may be beside them.
+    void aLongTextBesideAPictureCountsForItsSize() {
+        copy({.text = QByteArray(ClipCapture::longText + 1, 'x'), .images = {picture(8)}});
+        _desk->settle();
+        work().doNext();
+        QCOMPARE(_told, QStringList{u"8"_qs});
     }
 
     void whatWasCopiedAfterIsToldAfter() {

@@ -303,6 +303,26 @@ private Q_SLOTS:
         QCOMPARE(written().text, "one\n\n\n\ntwo");
     }
 
+    void aTextThatWasMadeBeforeIsTaken() {
+        const auto clip = ZRKClipmuleData::initWithItems(
+            {phoneText(QStringLiteral("one")), phoneText(QStringLiteral("ü"))});
+        QCOMPARE(clip->writtenText()(), "one\n\n\xc3\xbc");
+        QVERIFY(clip->writeToPasteboard(_desktop->services, QByteArray("made")));
+        QCOMPARE(written().text, "made");
+        QVERIFY(!ZRKClipmuleData::initWithItems({phoneImage(pngBytes)})->writtenText());
+        QVERIFY(!ZRKClipmuleData::initWithItems({})->writtenText());
+    }
+
+    // Other programs are offered UTF-8, whatever another machine has stored.
+    void aNativeTextIsMadeWellFormed() {
+        for (const auto &[stored, text] :
+             {std::pair{"\xc3\xbc", "\xc3\xbc"}, std::pair{"a\xff", "a\xef\xbf\xbd"}}) {
+            QVERIFY(write({ZRKClipmuleDataItem::initWithNativeDictionary(
+                NativeDictionary{{NSStringPboardType, stored}})}));
+            QCOMPARE(written().text, QByteArray(text));
+        }
+    }
+
     void joinedTextReplacesTheNativeOne() {
         const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(
             NativeDictionary{{NSStringPboardType, "native"}, {publicHtml, "<b>a</b>"}});

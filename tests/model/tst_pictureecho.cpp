@@ -189,7 +189,7 @@ private:
     [[nodiscard]] bool isCopied(const PictureEcho &echo, const Contents &copied) {
         _desktop->pasteboard.copyByAnotherApplication(copied.contents);
         const auto capture = ClipCapture::begin(_desktop->services);
-        const auto pictures = capture->pictures(echo, false);
+        const auto pictures = capture->read(echo, false);
         if (!pictures.failures.isEmpty())
             return false;
         return pictures.isReceived && echo.isIn(*capture->clip(pictures));
