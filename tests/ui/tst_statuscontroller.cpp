@@ -260,6 +260,64 @@ private Q_SLOTS:
             before = frame == 300 ? kit::allocatedBytes() : before;
         }
         QVERIFY(before > 0 && kit::allocatedBytes() - before < 10'000);
+    }
+
+    // Statistics change with every clip, and each picture goes over the bus.
+    void thePictureIsNotSetAgainWhenItIsTheSame() {
+        const int before = item().icons;
+        post(ZRKUserDefaultsDidChangeNotification);
+        post(NSUserDefaultsDidChangeNotification);
+        QCOMPARE(item().icons, before);
+        _source->connected = false;
+        post(u"ZRKClipmuleSyncStatusDidChange"_qs);
+        QCOMPARE(item().icons, before + 1);
+    }
+
+    void theIconComesInTheSizesOfTrays() {
+        QList<int> sides;
+        for (const QSize &size : item().icon.availableSizes())
+            sides.append(size.width());
+        std::sort(sides.begin(), sides.end());
+        QCOMPARE(sides, QList<int>({16, 22, 24, 32, 44, 48}));
+    }
+
+    void hidingRemovesTheItemAndItsMenu() {
+        const QPointer<QMenu> menu = _controller->menu();
+        setShown(false);
+        QCOMPARE(_bar->items.size(), 0);
+        QVERIFY(!_controller->statusItem());
+        QVERIFY(!_controller->statusView());
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(menu.isNull());
+    }
+
+    void showingAgainMakesANewItemWithFreshTitles() {
+        const QPointer<QMenu> menu = _controller->menu();
+        setShown(false);
+        _source->enabled = false;
+        post(u"ZRKClipmuleSyncStatusDidChange"_qs);
+        setShown(true);
+        QCOMPARE(_bar->made, 2);
+        QCOMPARE(_bar->items.size(), 1);
+        QVERIFY(_controller->menu() != menu.data());
+        QCOMPARE(item().menu.data(), _controller->menu());
+        QCOMPARE(toggleTitle(), u"Enable Clipmule Sync"_qs);
+        QCOMPARE(statusTitle(), u"Disabled…"_qs);
+    }
+
+    void anotherSettingDoesNotMakeAnItem() {
+        _settings->setBoolForKey(true, u"autoUpdateEnabled"_qs);
+        _settings->setBoolForKey(true, showStatus);
+        QCOMPARE(_bar->made, 1);
+    }
+
+    void activityGoesOnWhileTheItemIsHidden() {
+        post(ZRKStreamDidReceiveData);
+        setShown(false);
+        post(ZRKStreamDidReceiveData);
+        setShown(true);
+        QCOMPARE(statusTitle(), u"Transfering Data…"_qs);
+        QVERIFY(_controller->statusView()->isNetworkActive());
         _runLoop.advance(5);
         QCOMPARE(statusTitle(), u"Idle…"_qs);
     }
