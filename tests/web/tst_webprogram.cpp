@@ -4,6 +4,7 @@
 #include "support/RegisteredPhones.h"
 #include "tests/web/WebTestCase.h"
 
+#include <QAbstractEventDispatcher>
 #include <QBuffer>
 #include <QFileInfo>
 #include <QImage>
@@ -319,6 +320,41 @@ private Q_SLOTS:
         QVERIFY(page->socket().closes());
         QTRY_COMPARE(_backend.published().size(), 0);
         QVERIFY(!_web->revokeNamed(u"Mum"_qs));
+    }
+
+    void aPageThatReadsSlowlyHearsItsEnd() {
+        const auto page = paired();
+        connectDesk();
+        _desk->outputObject(
+            OutputObject::fixed(clipOf({{u"string"_qs, QString(9'900'000, u'x')}})));
+        const QString id = page->hear(u"clip"_qs)[u"clip"_qs][u"id"_qs].toString();
+        // More than the sockets between them hold.
+        QTcpSocket &socket = page->socket().socket();
+        socket.setReadBufferSize(1000);
+        for (const int transfer : {1, 3, 5})
+            page->say({{u"is"_qs, u"fetch"_qs},
+                       {u"clip"_qs, id},
+                       {u"what"_qs, u"text"_qs},
+                       {u"transfer"_qs, transfer}});
+        QTRY_VERIFY(socket.bytesAvailable() > 0);
+        const auto untilNothingMoves = [] {
+            while (QAbstractEventDispatcher::instance()->processEvents(QEventLoop::AllEvents)) {
+            }
+        };
+        untilNothingMoves();
+        QVERIFY(_web->revokeNamed(u"Anna's phone"_qs));
+        untilNothingMoves();
+        // The rest of the texts is not waited for.
+        socket.setReadBufferSize(0);
+        qsizetype bytes = 0;
+        std::optional<QByteArray> plain;
+        while ((plain = page->next()) && plain->startsWith('\1'))
+            bytes += plain->size();
+        while (plain && !plain->contains("revoked"))
+            plain = page->next();
+        QVERIFY(plain);
+        QVERIFY(bytes < 3 * 9'900'000);
+        QVERIFY(page->socket().closes());
     }
 
     void aSyncThatIsSwitchedOffIsSaid() {
