@@ -1,0 +1,229 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "tests/web/WebTestCase.h"
+
+using namespace clipmule;
+using web_test::clipOf;
+using web_test::Page;
+
+namespace {
+
+// What a page may send: units of a text, bytes of a picture.
+constexpr qint64 limit = 9'999'999;
+
+QJsonObject parsed(const QByteArray &json) {
+    return QJsonDocument::fromJson(json).object();
+}
+
+} // namespace
+
+// What a page asks for, well and badly.
+class PageRequestsTest final : public kit::WebTestCase {
+    Q_OBJECT
+
+    void begin() override {
+        WebTestCase::begin();
+        _page = paired();
+        QVERIFY(_page);
+        QVERIFY(!_page->hear(u"clips"_qs).isEmpty());
+    }
+    void end() override {
+        _page.reset();
+        WebTestCase::end();
+    }
+
+private Q_SLOTS:
+    void aKnownKeyOfAWrongKindEndsIt_data() {
+        QTest::addColumn<QByteArray>("message");
+        const auto row = [](const char *name, const QByteArray &json) { QTest::newRow(name) << json; };
+        row("no name", R"({"transfer":1})");
+        row("a name that is a number", R"({"is":1})");
+        row("no transfer", R"({"is":"send","size":1,"kind":"text"})");
+        row("a text as transfer", R"({"is":"send","transfer":"1","size":1,"kind":"text"})");
+        row("a negative transfer", R"({"is":"send","transfer":-1,"size":1,"kind":"text"})");
+        row("half a transfer", R"({"is":"send","transfer":1.5,"size":1,"kind":"text"})");
+        row("an even transfer", R"({"is":"send","transfer":2,"size":1,"kind":"text"})");
+        row("a transfer beyond all", R"({"is":"send","transfer":4294967297,"size":1,"kind":"text"})");
+        row("no size", R"({"is":"send","transfer":1,"kind":"text"})");
+        row("a negative size", R"({"is":"send","transfer":1,"size":-1,"kind":"text"})");
+        row("a size beyond all", R"({"is":"send","transfer":1,"size":1e300,"kind":"text"})");
+        row("no kind", R"({"is":"send","transfer":1,"size":1})");
+        row("a number as kind", R"({"is":"send","transfer":1,"size":1,"kind":1})");
+        row("a number as truth", R"({"is":"send","transfer":1,"size":1,"kind":"text","relay":1})");
+        row("no clip", R"({"is":"fetch","transfer":1,"what":"text"})");
+        row("nothing of it", R"({"is":"fetch","transfer":1,"clip":"a"})");
+        row("no filter", R"({"is":"filter","transfer":1,"size":1})");
+        row("a filter of no size", R"({"is":"filter","transfer":1,"filter":"a"})");
+        row("a filter's clip", R"({"is":"filter","transfer":1,"filter":"a","clip":1})");
+        row("nothing to cancel", R"({"is":"cancel"})");
+        row("nothing to remove", R"({"is":"remove"})");
+        row("nothing to be called", R"({"is":"rename"})");
+        row("a number to be called", R"({"is":"rename","name":1})");
+    }
+    void aKnownKeyOfAWrongKindEndsIt() {
+        QFETCH(QByteArray, message);
+        _page->say(parsed(message));
+        QVERIFY(_page->socket().closes());
+        QCOMPARE(_web->list()[0][u"name"_qs].toString(), u"Anna's phone"_qs);
+    }
+
+    void theLastTransferThereIs() {
+        _page->say(parsed(R"({"is":"fetch","transfer":4294967295,"clip":"a","what":"text"})"));
+        QCOMPARE(_page->hear(u"refused"_qs)[u"for"_qs].toInteger(), 4294967295);
+    }
+
+    void whatIsUnknownIsPassedOver() {
+        _page->say(parsed(R"({"is":"sing","transfer":"x"})"));
+        _page->say(parsed(R"({"is":"ping","size":"x"})"));
+        QVERIFY(!_page->hear(u"pong"_qs).isEmpty());
+    }
+
+    void theFirstMessageSaysWhoItIs_data() {
+        QTest::addColumn<QByteArray>("message");
+        QTest::newRow("a code's words") << QByteArray(R"({"is":"pair","name":"a","language":"en"})");
+        QTest::newRow("something else") << QByteArray(R"({"is":"ping","language":"en"})");
+        QTest::newRow("no language") << QByteArray(R"({"is":"resume"})");
+    }
+    void theFirstMessageSaysWhoItIs() {
+        QFETCH(QByteArray, message);
+        Page other(port(), resuming(_page));
+        QVERIFY(other.shakeHands());
+        other.say(parsed(message));
+        QVERIFY(other.hear(u"welcome"_qs).isEmpty());
+        QVERIFY(other.socket().closes());
+    }
+
+    void sizesHaveALimit_data() {
+        QTest::addColumn<QString>("is");
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<qint64>("largest");
+        QTest::addColumn<QString>("refusal");
+        QTest::newRow("a picture") << u"send"_qs << u"picture"_qs << limit << u"notSent"_qs;
+        QTest::newRow("a text") << u"send"_qs << u"text"_qs << 3 * limit << u"notSent"_qs;
+        QTest::newRow("a filter's text") << u"filter"_qs << u"text"_qs << 3 * limit << u"refused"_qs;
+    }
+    void sizesHaveALimit() {
+        QFETCH(QString, is);
+        QFETCH(QString, kind);
+        QFETCH(qint64, largest);
+        QFETCH(QString, refusal);
+        const auto begin = [&](int transfer, qint64 size) {
+            _page->say({{u"is"_qs, is},
+                        {u"transfer"_qs, transfer},
+                        {u"size"_qs, size},
+                        {u"kind"_qs, kind},
+                        {u"filter"_qs, u"a"_qs}});
+        };
+        begin(1, largest + 1);
+        const QJsonObject refused = _page->hear(refusal);
+        QCOMPARE(refused[u"for"_qs].toInt(), 1);
+        QCOMPARE(refused[u"why"_qs].toString(), u"tooLarge"_qs);
+        begin(3, largest);
+        begin(5, largest + 1);
+        // The one between is waited for.
+        QCOMPARE(_page->hear(refusal)[u"for"_qs].toInt(), 5);
+    }
+
+    void aTextHasAsManyUnits() {
+        sendLongText(1, limit);
+        QVERIFY(!_page->hear(u"waiting"_qs).isEmpty());
+        sendLongText(3, limit + 1);
+        const QJsonObject refused = _page->hear(u"notSent"_qs);
+        QCOMPARE(refused[u"for"_qs].toInt(), 3);
+        QCOMPARE(refused[u"why"_qs].toString(), u"tooLarge"_qs);
+    }
+
+    void tooMuchAtOnceIsRefused() {
+        for (const int transfer : {1, 3, 5, 7})
+            begin(u"send"_qs, transfer);
+        begin(u"send"_qs, 9);
+        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 9, u"busy"_qs));
+        begin(u"filter"_qs, 11);
+        QCOMPARE(_page->hear(u"refused"_qs), answer(u"refused"_qs, 11, u"busy"_qs));
+        // What comes of them is passed over.
+        _page->sendPiece(9, "ab");
+        _page->sendPiece(11, "ab");
+        _page->say({{u"is"_qs, u"cancel"_qs}, {u"transfer"_qs, 3}});
+        _page->sendPiece(3, "ab");
+        sendText(*_page, 13, "one more");
+        QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 13);
+        _page->sendPiece(1, "ab");
+        QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 1);
+    }
+
+    void whatIsNoClipIsNotSent() {
+        sendText(*_page, 1, "\xff\xfe");
+        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 1, u"malformed"_qs));
+        _page->say(parsed(R"({"is":"send","transfer":3,"size":0,"kind":"text"})"));
+        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 3, u"malformed"_qs));
+        _page->say(parsed(R"({"is":"send","transfer":5,"size":2,"kind":"sound"})"));
+        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 5, u"malformed"_qs));
+    }
+
+    void whatIsNotThereIsNotFetched() {
+        connectDesk();
+        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_qs, u"text"_qs}})));
+        const QString id = _page->hear(u"clip"_qs)[u"clip"_qs][u"id"_qs].toString();
+        const auto fetch = [&](int transfer, const QString &clip, const QString &what) {
+            _page->say({{u"is"_qs, u"fetch"_qs},
+                        {u"transfer"_qs, transfer},
+                        {u"clip"_qs, clip},
+                        {u"what"_qs, what}});
+            return _page->hear(u"refused"_qs);
+        };
+        QCOMPARE(fetch(1, u"none"_qs, u"text"_qs), answer(u"refused"_qs, 1, u"gone"_qs));
+        QCOMPARE(fetch(3, id, u"picture"_qs), answer(u"refused"_qs, 3, u"gone"_qs));
+        QCOMPARE(fetch(5, id, u"sound"_qs), answer(u"refused"_qs, 5, u"malformed"_qs));
+        _page->say({{u"is"_qs, u"filter"_qs},
+                    {u"transfer"_qs, 7},
+                    {u"clip"_qs, u"none"_qs},
+                    {u"filter"_qs, u"ZRKClipmuleUppercaseFilter"_qs}});
+        QCOMPARE(_page->hear(u"refused"_qs), answer(u"refused"_qs, 7, u"gone"_qs));
+    }
+
+    void asManyAnswersAsAPageReads() {
+        connectDesk();
+        const QString text(300'000, u'x');
+        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_qs, text}})));
+        const QString id = _page->hear(u"clip"_qs)[u"clip"_qs][u"id"_qs].toString();
+        // They come in one turn, before anything is written.
+        for (const int transfer : {1, 3, 5, 7, 9})
+            _page->say({{u"is"_qs, u"fetch"_qs},
+                        {u"transfer"_qs, transfer},
+                        {u"clip"_qs, id},
+                        {u"what"_qs, u"text"_qs}});
+        for (const int transfer : {1, 3, 5, 7})
+            QCOMPARE(_page->hear(u"data"_qs)[u"for"_qs].toInt(), transfer);
+        QCOMPARE(_page->hear(u"refused"_qs), answer(u"refused"_qs, 9, u"busy"_qs));
+    }
+
+private:
+    static QJsonObject answer(const QString &is, int transfer, const QString &why) {
+        return {{u"is"_qs, is}, {u"for"_qs, transfer}, {u"why"_qs, why}};
+    }
+
+    // A transfer of two bytes, of which none comes yet.
+    void begin(const QString &is, int transfer) {
+        _page->say({{u"is"_qs, is},
+                    {u"transfer"_qs, transfer},
+                    {u"size"_qs, 2},
+                    {u"kind"_qs, u"text"_qs},
+                    {u"filter"_qs, u"ZRKClipmuleUppercaseFilter"_qs}});
+    }
+
+    void sendLongText(int transfer, qsizetype units) {
+        _page->say({{u"is"_qs, u"send"_qs},
+                    {u"transfer"_qs, transfer},
+                    {u"size"_qs, units},
+                    {u"kind"_qs, u"text"_qs}});
+        for (qsizetype at = 0; at < units; at += 65'000)
+            _page->sendPiece(quint32(transfer),
+                             QByteArray(std::min<qsizetype>(65'000, units - at), 'x'));
+    }
+
+    std::unique_ptr<Page> _page;
+};
+
+QTEST_GUILESS_MAIN(PageRequestsTest)
+#include "tst_pagerequests.moc"
