@@ -50,6 +50,7 @@ public:
 
     /// The answer to a request, once it is whole or the connection has ended.
     [[nodiscard]] Answer ask(const QByteArray &request) {
+        _input.clear();
         write(request);
         Answer answer;
         (void)QTest::qWaitFor([&] {

@@ -59,6 +59,17 @@ private Q_SLOTS:
         QVERIFY(!script.headers.contains("content-encoding"));
     }
 
+    void oneConnectionServesMuch() {
+        PageSocket socket(port());
+        const QByteArray tag = socket.get("/").headers["etag"];
+        QCOMPARE(socket.get("/", "If-None-Match: " + tag + "\r\n").status, 304);
+        const QByteArray host = "Host: " + socket.host() + "\r\n\r\n";
+        QCOMPARE(socket.ask("HEAD /sub/main.js HTTP/1.1\r\n" + host).status, 200);
+        QCOMPARE(socket.get("/other").status, 404);
+        QCOMPARE(socket.get("/sub/main.js").body, QByteArray("run()"));
+        QCOMPARE(_web->server().connections(), 1);
+    }
+
     void anythingElseIsEmpty_data() {
         QTest::addColumn<QByteArray>("request");
         QTest::addColumn<int>("status");

@@ -36,7 +36,9 @@ class PageRequestsTest final : public kit::WebTestCase {
 private Q_SLOTS:
     void aKnownKeyOfAWrongKindEndsIt_data() {
         QTest::addColumn<QByteArray>("message");
-        const auto row = [](const char *name, const QByteArray &json) { QTest::newRow(name) << json; };
+        const auto row = [](const char *name, const QByteArray &json) {
+            QTest::newRow(name) << json;
+        };
         row("no name", R"({"transfer":1})");
         row("a name that is a number", R"({"is":1})");
         row("no transfer", R"({"is":"send","size":1,"kind":"text"})");
@@ -44,7 +46,8 @@ private Q_SLOTS:
         row("a negative transfer", R"({"is":"send","transfer":-1,"size":1,"kind":"text"})");
         row("half a transfer", R"({"is":"send","transfer":1.5,"size":1,"kind":"text"})");
         row("an even transfer", R"({"is":"send","transfer":2,"size":1,"kind":"text"})");
-        row("a transfer beyond all", R"({"is":"send","transfer":4294967297,"size":1,"kind":"text"})");
+        row("a transfer beyond all",
+            R"({"is":"send","transfer":4294967297,"size":1,"kind":"text"})");
         row("no size", R"({"is":"send","transfer":1,"kind":"text"})");
         row("a negative size", R"({"is":"send","transfer":1,"size":-1,"kind":"text"})");
         row("a size beyond all", R"({"is":"send","transfer":1,"size":1e300,"kind":"text"})");
@@ -81,7 +84,8 @@ private Q_SLOTS:
 
     void theFirstMessageSaysWhoItIs_data() {
         QTest::addColumn<QByteArray>("message");
-        QTest::newRow("a code's words") << QByteArray(R"({"is":"pair","name":"a","language":"en"})");
+        QTest::newRow("a code's words")
+            << QByteArray(R"({"is":"pair","name":"a","language":"en"})");
         QTest::newRow("something else") << QByteArray(R"({"is":"ping","language":"en"})");
         QTest::newRow("no language") << QByteArray(R"({"is":"resume"})");
     }
@@ -101,7 +105,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("refusal");
         QTest::newRow("a picture") << u"send"_qs << u"picture"_qs << limit << u"notSent"_qs;
         QTest::newRow("a text") << u"send"_qs << u"text"_qs << 3 * limit << u"notSent"_qs;
-        QTest::newRow("a filter's text") << u"filter"_qs << u"text"_qs << 3 * limit << u"refused"_qs;
+        QTest::newRow("a filter's text")
+            << u"filter"_qs << u"text"_qs << 3 * limit << u"refused"_qs;
     }
     void sizesHaveALimit() {
         QFETCH(QString, is);

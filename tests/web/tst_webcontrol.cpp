@@ -156,6 +156,18 @@ private Q_SLOTS:
         QTRY_VERIFY(ask("{\"do\":\"list\"}\n").contains(u"browsers"_qs));
     }
 
+    void whoSaysNothingIsLetGo() {
+        kit::ManualRunLoop runLoop;
+        const RunLoop::Installation installation(runLoop);
+        const FileHandle silent = connected();
+        QTRY_COMPARE(runLoop.pendingCount(), 1);
+        runLoop.advance(4.9);
+        char byte = 0;
+        QCOMPARE(::recv(silent.descriptor(), &byte, 1, MSG_DONTWAIT), ssize_t(-1));
+        runLoop.advance(0.1);
+        QCOMPARE(::recv(silent.descriptor(), &byte, 1, MSG_DONTWAIT), ssize_t(0));
+    }
+
     void aSecondProgramDoesNotServe() {
         WebProgram::Options options;
         options.folder = _folder->filePath(u"data"_qs);

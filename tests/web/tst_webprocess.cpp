@@ -92,6 +92,36 @@ private Q_SLOTS:
         QTRY_COMPARE(_texts, QStringList{u"last"_qs});
     }
 
+    void commandsAskTheOneThatServes() {
+        QVERIFY(!_web->complaint().contains("clipmule-web: "));
+        QVERIFY(paired());
+        QProcess command;
+        command.setProcessEnvironment(_web->process().processEnvironment());
+        const auto run = [&](const QStringList &words) {
+            command.start(u"" CLIPMULE_BIN "/clipmule-web"_qs, words);
+            return command.waitForFinished() ? command.exitCode() : -1;
+        };
+        QCOMPARE(run({u"list"_qs}), 0);
+        QCOMPARE(command.readAllStandardOutput().split('\t').value(1), QByteArray("Anna"));
+        QCOMPARE(run({u"code"_qs}), 0);
+        const QByteArray shown = command.readAllStandardOutput();
+        QVERIFY(shown.startsWith("\x1b[30;107m"));
+        QVERIFY(shown.contains("\nhttp://127.0.0.1:" + QByteArray::number(_web->port()) + "/#"));
+        QCOMPARE(run({u"revoke"_qs, u"nobody"_qs}), 1);
+        QVERIFY(command.readAllStandardError().contains("no browser"));
+        QCOMPARE(run({u"revoke"_qs, u"Anna"_qs}), 0);
+        QCOMPARE(run({u"list"_qs}), 0);
+        QCOMPARE(command.readAllStandardOutput(), QByteArray());
+    }
+
+    void itServesWhereOtherProgramsCannotAsk() {
+        _web->kill();
+        QVERIFY(::chmod(path(QString()).toLocal8Bit().constData(), 0777) == 0);
+        QVERIFY(_web->start());
+        QTRY_VERIFY(_web->complaint().contains("clipmule-web: "));
+        QCOMPARE(PageSocket(_web->port()).get("/").status, 200);
+    }
+
     void anotherUserOfTheComputerAsksNothing() {
         if (::geteuid() != 0)
             QSKIP("only root can become somebody else");
