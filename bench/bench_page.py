@@ -25,7 +25,7 @@ import browsers  # noqa: E402
 from bench_idle import SETTLING_SECONDS, Process, idle, main  # noqa: E402
 from bench_latency import percentile  # noqa: E402
 from page import Page  # noqa: E402
-from programs import Program, clipboard, copy, until  # noqa: E402
+from programs import PATIENCE_SECONDS, Program, StepFailed, clipboard, copy, until  # noqa: E402
 
 ADDRESS = "10.77.0.1"
 TEXTS, PICTURES = 60, 20
@@ -79,6 +79,14 @@ def since(start):
     return 1000 * (time.time() - start)
 
 
+def seen(what, condition):
+    """Asks as often as it can: a pause would be in the figure."""
+    deadline = time.monotonic() + PATIENCE_SECONDS
+    while not condition():
+        if time.monotonic() > deadline:
+            raise StepFailed(f"no {what} within {PATIENCE_SECONDS} s")
+
+
 def repeated(times, work):
     results = []
     for number in range(times):
@@ -93,7 +101,7 @@ class Bench:
         self.images = images
 
     def text_to_page(self, number):
-        text = f"a line of text {number:5}"
+        text = f"a line of text {number:05}"
         start = time.time()
         copy("UTF8_STRING", text.encode())
         while self.page.hear("clip")["clip"].get("text") != text:
@@ -109,11 +117,10 @@ class Bench:
         return since(start)
 
     def text_to_clipboard(self, number):
-        text = f"a line of text {number:5}".encode()
+        text = f"a line of text {number:05}".encode()
         start = time.time()
         self.page.send("text", text)
-        while clipboard("UTF8_STRING") != text:
-            pass
+        seen("text", lambda: clipboard("UTF8_STRING") == text)
         return since(start)
 
     def picture_to_clipboard(self, number):
@@ -122,8 +129,7 @@ class Bench:
             pass
         start = time.time()
         self.page.send("picture", self.images[number])
-        while b"image/png" not in clipboard("TARGETS"):
-            pass
+        seen("picture", lambda: b"image/png" in clipboard("TARGETS"))
         clipboard("image/png")
         return since(start)
 
@@ -138,7 +144,7 @@ class BrowserBench(Bench):
     """In Chromium; its page cannot send a picture of that size, which it makes smaller."""
 
     def text_to_page(self, number):
-        text = f"browser's text {number:5}"
+        text = f"browser's text {number:05}"
         start = time.time()
         copy("UTF8_STRING", text.encode())
         shown = until("text", lambda: self.page.execute_script("return seen[arguments[0]]", text))
@@ -152,10 +158,9 @@ class BrowserBench(Bench):
         return shown - 1000 * start
 
     def text_to_clipboard(self, number):
-        text = f"browser's text {number:5}"
+        text = f"browser's text {number:05}"
         start = self.page.execute_script(SEND, text) / 1000
-        while clipboard("UTF8_STRING") != text.encode():
-            pass
+        seen("text", lambda: clipboard("UTF8_STRING") == text.encode())
         return since(start)
 
     def rows(self):
@@ -179,8 +184,8 @@ def in_browser(binaries, folder, images):
     driver = browsers.chromium(folder)
     try:
         driver.get(link)
-        until("desk", lambda: driver.execute_script("return document.body.className + document.body.dataset.state"
-                                                    " + document.body.innerHTML").count("desk-connected"))
+        until("desk", lambda: driver.execute_script("return document.querySelector('#status').dataset.state")
+              == "desk-connected")
         driver.execute_script(OBSERVE)
         return BrowserBench(driver, images).rows()
     finally:
