@@ -120,6 +120,9 @@ Arguments parse(const QCoreApplication &application) {
         "  list                      List the browsers that are paired.\n"
         "  revoke BROWSER            End the pairing of one, by its name or id.\n"
         "  rename BROWSER NAME       Give one another name."));
+    parser.addPositionalArgument(QStringLiteral("command"),
+                                 QStringLiteral("One of the above; without it, serve the page."),
+                                 QStringLiteral("[COMMAND…]"));
     CommandOptions::addHelpAndVersion(parser);
     const QCommandLineOption port(
         QStringLiteral("port"),

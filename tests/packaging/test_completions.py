@@ -109,6 +109,7 @@ class Completions(unittest.TestCase):
     def test_commands(self):
         for name, commands in COMMANDS.items():
             with self.subTest(name):
+                self.assertRegex(self.run_in(self.bin / name, "--help").stdout, r"^Usage: \S+ .*COMMAND")
                 offered = {each for each in self.bash(name, "") if not each.startswith("-")}
                 self.assertEqual(offered, commands)
                 if shutil.which("fish"):
