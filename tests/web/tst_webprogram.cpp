@@ -109,6 +109,58 @@ private Q_SLOTS:
         QVERIFY(page->hearData(1) == bytes);
     }
 
+    void aClipSaysWhereItIsFrom() {
+        const auto page = paired();
+        connectDesk();
+        const auto from = [&](qint64 createdBy) {
+            _desk->outputObject(OutputObject::fixed(
+                clipOf({{u"string"_qs, u"a"_qs}, {u"createdBy"_qs, createdBy}})));
+            return page->hear(u"clip"_qs)[u"clip"_qs][u"from"_qs].toString();
+        };
+        const auto tellOf = [&](const QStringList &names) {
+            PropertyList::Dictionary devices{
+                {u"Anna's phone"_qs, PropertyList::Dictionary{{u"name"_qs, u"Anna's phone"_qs}}}};
+            for (const QString &name : names)
+                devices.insert(u"service of "_qs + name,
+                               PropertyList::Dictionary{{u"name"_qs, name}});
+            _desk->outputObject(OutputObject::fixed(MessageEnvelope::make(
+                MessageEnvelope::Type::ConnectedDevices, PropertyList(devices))));
+        };
+        QCOMPARE(from(2), u"desk"_qs);
+        QCOMPARE(from(1), QString());
+        tellOf({u"Ben \n 2"_qs});
+        QCOMPARE(from(2), u"desk"_qs);
+        QCOMPARE(from(1), u"Ben 2"_qs);
+        // Of two phones it could be either.
+        tellOf({u"Ben"_qs, u"Cleo"_qs});
+        QCOMPARE(from(1), QString());
+        tellOf({});
+        QCOMPARE(from(1), QString());
+    }
+
+    void whatADeskHasNoReasonToSayIsPassedOver() {
+        const auto page = paired();
+        connectDesk();
+        using Type = MessageEnvelope::Type;
+        const PropertyList item(PropertyList::Dictionary{{u"string"_qs, u"no"_qs}});
+        const PropertyList clip(PropertyList::Dictionary{{u"items"_qs, PropertyList::List{item}}});
+        for (const PropertyList &message :
+             {MessageEnvelope::make(Type::ClipForDevices, clip),
+              MessageEnvelope::make(Type::DeviceRecord, clip), clip,
+              PropertyList(PropertyList::Dictionary{}),
+              MessageEnvelope::make(Type::ConnectedDevices,
+                                    PropertyList(PropertyList::Dictionary{{u"a"_qs, u"b"_qs}})),
+              // Nothing that a page can show.
+              clipOf({{u"other"_qs, QByteArray("x")}})})
+            _desk->outputObject(OutputObject::fixed(message));
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression(u"^a message of the desk is not taken: "_qs));
+        _desk->outputObject(OutputObject::fixed(MessageEnvelope::make(
+            Type::Clip, PropertyList(PropertyList::Dictionary{{u"items"_qs, u"none"_qs}}))));
+        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_qs, u"yes"_qs}})));
+        QCOMPARE(page->hear(u"clip"_qs)[u"clip"_qs][u"text"_qs].toString(), u"yes"_qs);
+    }
+
     void aTextOfThePageReachesTheDesk() {
         const auto page = paired();
         connectDesk();
