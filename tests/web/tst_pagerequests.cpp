@@ -203,6 +203,55 @@ private Q_SLOTS:
         QCOMPARE(_page->hear(u"refused"_qs), answer(u"refused"_qs, 9, u"busy"_qs));
     }
 
+    void twoDesksMakeOneAnswer() {
+        connectDesk();
+        const auto first = std::exchange(_desk, nullptr);
+        connectDesk();
+        sendText(*_page, 1, "both");
+        QTRY_COMPARE(_received.size(), 3);
+        QVERIFY(!_page->hear(u"sent"_qs).isEmpty());
+        _page->say({{u"is"_qs, u"ping"_qs}});
+        while (const auto plain = _page->next()) {
+            QVERIFY(!plain->contains("sent"));
+            if (plain->contains("pong"))
+                break;
+        }
+    }
+
+    void whatADeskDidNotTakeWaits_data() {
+        QTest::addColumn<bool>("isKept");
+        QTest::newRow("kept") << true;
+        QTest::newRow("where nothing is kept") << false;
+    }
+    void whatADeskDidNotTakeWaits() {
+        QFETCH(bool, isKept);
+        const auto secrets = resuming(_page);
+        WebTestCase::end();
+        start(isKept);
+        _page = resumed(secrets);
+        QVERIFY(_page);
+        QTcpSocket desk;
+        desk.setReadBufferSize(1);
+        QTRY_COMPARE(_backend.published().size(), 1);
+        desk.connectToHost(QHostAddress::LocalHost, _backend.published().constFirst().port);
+        while (_page->hear(u"state"_qs)[u"desk"_qs].toString() != u"connected"_qs)
+            QVERIFY(!_page->socket().isClosed());
+        // More than the sockets between them hold.
+        sendLongText(1, 2 * limit, "ü");
+        _page->say({{u"is"_qs, u"ping"_qs}});
+        QVERIFY(!_page->hear(u"pong"_qs).isEmpty());
+        desk.abort();
+        if (!isKept) {
+            QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 1, u"noDesk"_qs));
+            return;
+        }
+        QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 1);
+        connectDesk();
+        QCOMPARE(_page->hear(u"sent"_qs)[u"for"_qs].toInt(), 1);
+        QTRY_COMPARE(_received.size(), 2);
+        QCOMPARE(lastItems(u"1"_qs)[0].find(u"string"_qs)->string().size(), limit);
+    }
+
 private:
     static QJsonObject answer(const QString &is, int transfer, const QString &why) {
         return {{u"is"_qs, is}, {u"for"_qs, transfer}, {u"why"_qs, why}};
@@ -217,14 +266,14 @@ private:
                     {u"filter"_qs, u"ZRKClipmuleUppercaseFilter"_qs}});
     }
 
-    void sendLongText(int transfer, qsizetype units) {
+    void sendLongText(int transfer, qsizetype bytes, const QByteArray &character = "x") {
+        const QByteArray text = character.repeated(bytes / character.size());
         _page->say({{u"is"_qs, u"send"_qs},
                     {u"transfer"_qs, transfer},
-                    {u"size"_qs, units},
+                    {u"size"_qs, text.size()},
                     {u"kind"_qs, u"text"_qs}});
-        for (qsizetype at = 0; at < units; at += 65'000)
-            _page->sendPiece(quint32(transfer),
-                             QByteArray(std::min<qsizetype>(65'000, units - at), 'x'));
+        for (qsizetype at = 0; at < text.size(); at += 65'000)
+            _page->sendPiece(quint32(transfer), text.mid(at, 65'000));
     }
 
     std::unique_ptr<Page> _page;
