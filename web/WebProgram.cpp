@@ -56,7 +56,7 @@ Result<void> WebProgram::start() {
     if (auto listening = listen(); !listening)
         return listening;
     _server.onPageFetched = [this] {
-        if (_code.isValid() && !std::exchange(_codeWasFetched, true))
+        if (!std::exchange(_codeWasFetched, true))
             tellOfCode("fetched");
     };
     _code.onExpiry = [this] { tellOfCode("expired"); };

@@ -72,9 +72,6 @@ private Q_SLOTS:
 
     void whoWatchesIsToldWhatBecomesOfTheCode() {
         const FileHandle watcher = watching();
-        // From this computer, which tells nothing of the way to the phone.
-        QCOMPARE(PageSocket(port()).get("/").status, 200);
-        QCOMPARE(getFromAnotherDevice("/sub/main.js"), 200);
         QCOMPARE(getFromAnotherDevice("/"), 200);
         QCOMPARE(getFromAnotherDevice("/"), 200);
         const auto page = pairedByLink(linkOf(watcher), u"Mum"_qs);
@@ -88,11 +85,22 @@ private Q_SLOTS:
         QCOMPARE(getFromAnotherDevice("/"), 200);
     }
 
+    void notEveryRequestMeansThatAPhoneIsThere() {
+        const FileHandle watcher = watching();
+        // From this computer, which tells nothing of the way to the phone.
+        QCOMPARE(PageSocket(port()).get("/").status, 200);
+        QCOMPARE(getFromAnotherDevice("/sub/main.js"), 200);
+        QVERIFY(!ask("{\"do\":\"code\"}\n").isEmpty());
+        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_qs, u"replaced"_qs}}}));
+    }
+
     void aNewerCodeEndsTheWatch() {
         const FileHandle watcher = watching();
+        QCOMPARE(getFromAnotherDevice("/"), 200);
         const FileHandle second = watching();
-        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_qs, u"replaced"_qs}}}));
-        // Its own making is no news.
+        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_qs, u"fetched"_qs}},
+                                             QJsonObject{{u"code"_qs, u"replaced"_qs}}}));
+        // Its own making is no news, and it is fetched anew.
         QCOMPARE(getFromAnotherDevice("/"), 200);
         QVERIFY(!ask("{\"do\":\"code\"}\n").isEmpty());
         QCOMPARE(heard(second), (QJsonArray{QJsonObject{{u"code"_qs, u"fetched"_qs}},
@@ -128,6 +136,20 @@ private Q_SLOTS:
         news = {};
         clock.advance(PairingCode::lifetime + RunLoop::Seconds(1));
         QCOMPARE(news, (QJsonArray{QJsonObject{{u"code"_qs, u"expired"_qs}}}));
+    }
+
+    void onlyWhoWatchesStaysConnected() {
+        kit::ManualRunLoop clock;
+        const RunLoop::Installation installed(clock);
+        const FileHandle watcher = watching();
+        const FileHandle other = connected();
+        kit::loopback::send(other, "{\"do\":\"code\"}\n");
+        QCOMPARE(heard(other).size(), 1);
+        clock.advance(2 * WebControl::patience);
+        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_qs, u"replaced"_qs}}}));
+        const FileHandle patient = watching();
+        clock.advance(2 * WebControl::patience);
+        QCOMPARE(heard(patient), QJsonArray{u"still there"_qs});
     }
 
     void aWatcherIsLetGoWhenItSpeaks() {
