@@ -4,6 +4,7 @@
 #include "web/PairedBrowsers.h"
 
 #include "model/DataFile.h"
+#include "platform/foundation/LocalNames.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -138,6 +139,8 @@ std::list<PairedBrowsers::Browser>::iterator PairedBrowsers::at(QByteArrayView i
 Result<const PairedBrowsers::Browser *> PairedBrowsers::find(const QString &nameOrId) const {
     QList<const Browser *> named;
     for (const Browser &browser : _browsers) {
+        if (LocalNames::serviceNamed(browser.service) == nameOrId)
+            return &browser;
         if (browser.name == nameOrId ||
             (nameOrId.size() >= shownDigits && hex(browser.key.id).startsWith(nameOrId)))
             named.append(&browser);

@@ -52,7 +52,8 @@ public:
     [[nodiscard]] std::optional<SecretKey> keyOf(QByteArrayView id) const;
     /// Null when there is none.
     [[nodiscard]] const Browser *withId(QByteArrayView id) const;
-    /// The one of that name, or whose id begins so; a failure when that is none or more than one.
+    /// The one of that service as the agent knows it, or of that name, or whose id begins so; a
+    /// failure when that is none or more than one.
     [[nodiscard]] Result<const Browser *> find(const QString &nameOrId) const;
 
     // After a failure nothing has changed. A browser stays where it is in memory until it is

@@ -3,8 +3,7 @@
 
 #include "web/WebControl.h"
 
-#include "platform/streams/LocalSockets.h"
-#include "platform/streams/SocketNotifier.h"
+#include "platform/streams/LocalRequest.h"
 #include "web/QrPicture.h"
 #include "web/WebProgram.h"
 
@@ -21,7 +20,7 @@ namespace clipmule {
 
 namespace {
 
-const QByteArray socketName = QByteArrayLiteral("page-control");
+constexpr const char *socketName = LocalRequest::pageControl;
 
 QJsonObject errorOf(const Failure &failure) {
     return {{QStringLiteral("error"), failure.reason}};

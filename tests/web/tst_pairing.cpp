@@ -135,6 +135,9 @@ private Q_SLOTS:
         QCOMPARE(kit::valueOf(browsers.find(u"Ben"_qs))->key.id, QByteArray(16, 'c'));
         QVERIFY(kit::reasonOf(browsers.find(u"Anna"_qs)).contains(u"more than one"_qs));
         QCOMPARE(kit::valueOf(browsers.find(u"61616161"_qs))->key.id, QByteArray(16, 'a'));
+        // As the agent knows it, whoever else is called so.
+        QCOMPARE(kit::valueOf(browsers.find(u"local/Anna (2)"_qs))->key.id, QByteArray(16, 'b'));
+        QVERIFY(kit::reasonOf(browsers.find(u"Anna (2)"_qs)).contains(u"no browser"_qs));
         QVERIFY(kit::reasonOf(browsers.find(u"6161616"_qs)).contains(u"no browser"_qs));
         QVERIFY(kit::reasonOf(browsers.find(QString())).contains(u"no browser"_qs));
     }

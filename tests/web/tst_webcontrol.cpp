@@ -144,7 +144,7 @@ private Q_SLOTS:
         const FileHandle watcher = watching();
         const FileHandle other = connected();
         kit::loopback::send(other, "{\"do\":\"code\"}\n");
-        QCOMPARE(heard(other).size(), 1);
+        QVERIFY(heard(other)[0].isObject());
         clock.advance(2 * WebControl::patience);
         QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_qs, u"replaced"_qs}}}));
         const FileHandle patient = watching();
