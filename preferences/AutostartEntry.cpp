@@ -22,7 +22,6 @@ namespace clipmule {
 
 namespace {
 
-const QString fileName = QStringLiteral("com.zendrik.ClipmuleSync.desktop");
 const QByteArray group = QByteArrayLiteral("[Desktop Entry]");
 const QByteArray hidden = QByteArrayLiteral("Hidden");
 // The key that some desktops write instead, when the user switches a program off in their settings.
@@ -108,8 +107,8 @@ bool counts(const QByteArray &entry) {
            programIsThere(lines);
 }
 
-// Whether the first entry in these folders counts.
-bool startedFrom(const QStringList &folders) {
+// Whether the first entry of that name in these folders counts.
+bool startedFrom(const QStringList &folders, const QString &fileName) {
     for (const QString &folder : folders) {
         const auto file = RegularFile::read(folder + u'/' + fileName, AutostartEntry::largestFile);
         if (file && *file)
@@ -155,12 +154,19 @@ QString quoted(const QString &program) {
 
 } // namespace
 
-AutostartEntry::AutostartEntry(QString userFolder, QStringList systemFolders, QString program)
+AutostartEntry::Started::Started(QString startedProgram, QString entryFile, QString shownName,
+                                 QString shownComment)
+    : program(std::move(startedProgram))
+    , file(std::move(entryFile))
+    , name(std::move(shownName))
+    , comment(std::move(shownComment)) {}
+
+AutostartEntry::AutostartEntry(QString userFolder, QStringList systemFolders, Started started)
     : _userFolder(std::move(userFolder))
     , _systemFolders(std::move(systemFolders))
-    , _program(std::move(program)) {}
+    , _started(std::move(started)) {}
 
-AutostartEntry AutostartEntry::standard() {
+AutostartEntry AutostartEntry::standard(const Started &started) {
     QStringList folders = QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation);
     // The first folder is the user's own.
     folders[0] = QFileInfo(preferencesFolder()).path();
@@ -168,7 +174,7 @@ AutostartEntry AutostartEntry::standard() {
     for (QString &folder : folders)
         folder += QStringLiteral("/autostart");
     const QString own = folders.takeFirst();
-    return {own, folders, agentProgram()};
+    return {own, folders, started};
 }
 
 QString AutostartEntry::agentProgram() {
@@ -178,11 +184,11 @@ QString AutostartEntry::agentProgram() {
 }
 
 QString AutostartEntry::userFile() const {
-    return _userFolder + u'/' + fileName;
+    return _userFolder + u'/' + _started.file;
 }
 
 bool AutostartEntry::isEnabled() const {
-    return startedFrom(QStringList{_userFolder} + _systemFolders);
+    return startedFrom(QStringList{_userFolder} + _systemFolders, _started.file);
 }
 
 Result<void> AutostartEntry::setEnabled(bool enabled) {
@@ -195,7 +201,7 @@ Result<void> AutostartEntry::setEnabled(bool enabled) {
         return failure(file.open(QIODevice::ReadOnly) ? PanelTexts::tr("The file is too large.")
                                                       : file.errorString());
     const bool isOwn = present->has_value();
-    if (enabled && isOwn && **present == switchedOff && startedFrom(_systemFolders))
+    if (enabled && isOwn && **present == switchedOff && startedFrom(_systemFolders, _started.file))
         return file.remove() ? Result<void>() : failure(file.errorString());
     if (!enabled && !isOwn)
         return write(switchedOff);
@@ -219,14 +225,16 @@ Result<void> AutostartEntry::write(const QByteArray &entry) {
 QString AutostartEntry::completeEntry() const {
     return QStringLiteral("[Desktop Entry]\n"
                           "Type=Application\n"
-                          "Name=Clipmule Sync\n"
-                          "Comment=Keeps the clipboard in step with phones on the same network\n"
+                          "Name=%3\n"
+                          "Comment=%4\n"
                           "Exec=%1\n"
                           "TryExec=%2\n"
                           "Icon=com.zendrik.ClipmuleSync\n"
                           "Terminal=false\n"
                           "NoDisplay=true\n")
-        .arg(quoted(_program), QString(_program).replace(u'\\', QStringLiteral("\\\\")));
+        .arg(quoted(_started.program),
+             QString(_started.program).replace(u'\\', QStringLiteral("\\\\")), _started.name,
+             _started.comment);
 }
 
 } // namespace clipmule

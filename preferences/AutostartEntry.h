@@ -10,8 +10,8 @@
 
 namespace clipmule {
 
-/// Whether the desktop starts the agent at login: an entry in the autostart folders, where the
-/// user's own takes precedence over the installed one.
+/// Whether the desktop starts a program, the agent if no other is named, at login: an entry in the
+/// autostart folders, where the user's own takes precedence over the installed one.
 ///
 /// An entry that the user has edited keeps everything but the line that says whether it counts.
 class AutostartEntry {
@@ -19,11 +19,24 @@ public:
     /// A desktop entry has some hundred bytes; with all translations some thousand.
     static constexpr qint64 largestFile = 64 * 1024;
 
-    /// The user's folder, those of the system in the order of their precedence, and the program to
-    /// start where no entry is installed: an absolute path, or a name.
-    AutostartEntry(QString userFolder, QStringList systemFolders, QString program);
-    /// The entry in the folders that the environment names, with the agent beside this program.
-    [[nodiscard]] static AutostartEntry standard();
+    /// What is started where no entry is installed.
+    struct Started {
+        Started(QString startedProgram, // NOLINT(google-explicit-constructor)
+                QString entryFile = QStringLiteral("com.zendrik.ClipmuleSync.desktop"),
+                QString shownName = QStringLiteral("Clipmule Sync"),
+                QString shownComment =
+                    QStringLiteral("Keeps the clipboard in step with phones on the same network"));
+        /// An absolute path, or a name.
+        QString program;
+        QString file;
+        QString name;
+        QString comment;
+    };
+
+    /// The user's folder, and those of the system in the order of their precedence.
+    AutostartEntry(QString userFolder, QStringList systemFolders, Started started);
+    /// The entry in the folders that the environment names.
+    [[nodiscard]] static AutostartEntry standard(const Started &started = {agentProgram()});
     /// The agent beside this program, or its bare name.
     [[nodiscard]] static QString agentProgram();
 
@@ -40,7 +53,7 @@ private:
 
     QString _userFolder;
     QStringList _systemFolders;
-    QString _program;
+    Started _started;
 };
 
 } // namespace clipmule

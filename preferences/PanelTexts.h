@@ -23,6 +23,13 @@ namespace ShownText {
     return clipmule::onOneLine(text, shownInLabel);
 }
 
+/// A name cut to what there is room for in a line with buttons.
+[[nodiscard]] inline QString besideButtons(const QString &name) {
+    // In UTF-16 units.
+    constexpr qsizetype longest = 24;
+    return name.size() > longest ? name.first(longest - 1) + u'…' : name;
+}
+
 } // namespace ShownText
 
 } // namespace clipmule

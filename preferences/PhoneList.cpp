@@ -3,6 +3,7 @@
 
 #include "preferences/PhoneList.h"
 
+#include "platform/foundation/Callbacks.h"
 #include "preferences/PanelTexts.h"
 
 #include <algorithm>
@@ -58,6 +59,7 @@ void PhoneList::start() {
 void PhoneList::stop() {
     if (!_browser)
         return;
+    forgetRemovals();
     _browser->stop();
     _browser.reset();
     for (const auto &[service, netService] : std::exchange(_onNetwork, {})) {
@@ -229,7 +231,8 @@ std::optional<QString> PhoneList::undoableRemoval() const {
 void PhoneList::forgetRemovals() {
     if (_removals.isEmpty())
         return;
-    _removals.clear();
+    for (const Removal &removal : std::exchange(_removals, {}))
+        callCopyOf(onForgotten, removal.service);
     changed();
 }
 

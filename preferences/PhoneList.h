@@ -80,6 +80,8 @@ public:
     /// The name of the phone that undoRemoval() would bring back.
     [[nodiscard]] std::optional<QString> undoableRemoval() const;
     void forgetRemovals();
+    /// A phone that was removed cannot be brought back any more. May do anything.
+    std::function<void(const QString &service)> onForgotten;
 
     /// Called from the run loop when something is different, once for a burst of changes.
     std::function<void()> onChange;

@@ -5,6 +5,7 @@
 
 #include "preferences/CommandLine.h"
 #include "preferences/Doctor.h"
+#include "preferences/PagePairingDialog.h"
 #include "preferences/PanelTexts.h"
 #include "preferences/PhoneListModel.h"
 #include "preferences/WindowParts.h"
@@ -35,13 +36,6 @@ using Settings::Key;
 
 // The content's width in units of the font's height: a line is read with ease.
 constexpr int widestContent = 44;
-// UTF-16 units of a name in a line beside buttons.
-constexpr qsizetype longestNameInLine = 24;
-
-QString shortened(const QString &name) {
-    return name.size() > longestNameInLine ? name.first(longestNameInLine - 1) + u'…' : name;
-}
-
 // The choices of a phone, in the order of its box.
 const QList<std::optional<PasteMode>> pasteChoices{std::nullopt, PasteMode::Paste,
                                                    PasteMode::Clipboard};
@@ -72,7 +66,8 @@ PreferencesWindow::PreferencesWindow(Services services)
     auto *const line = new QFrame(this);
     line->setFrameStyle(QFrame::HLine | QFrame::Sunken);
     layout->addWidget(line);
-    layout->addLayout(makeStatisticsSection());
+    _statistics = new StatisticsRow(this);
+    layout->addWidget(_statistics);
     layout->addLayout(makeFooter());
     makeShortcuts();
     _sync->setFocus();
@@ -93,6 +88,9 @@ PreferencesWindow::~PreferencesWindow() {
     _services.phones.onChange = {};
     _services.settings.onChange = {};
     _services.agent.onChange = {};
+    _services.phones.onForgotten = {};
+    _services.page.onLoginChange = {};
+    _services.page.onProblem = {};
 }
 
 // Sections.
@@ -188,7 +186,12 @@ QLayout *PreferencesWindow::makeNetworkSection() {
         PanelTexts::tr("Pairs a phone that this network does not show"));
     _add = makeButton(PanelTexts::tr("P&air"), &PreferencesWindow::addCurrent);
     _add->setAccessibleDescription(PanelTexts::tr("Pairs the selected phone with this computer"));
+    _addByBrowser = makeButton(PanelTexts::tr("Add a phone by its &browser…"),
+                               &PreferencesWindow::addByBrowser);
+    _addByBrowser->setAccessibleDescription(
+        PanelTexts::tr("Shows a code that the camera of any phone reads"));
     auto *const buttons = new QHBoxLayout;
+    buttons->addWidget(_addByBrowser);
     buttons->addStretch();
     buttons->addWidget(_addByHand);
     buttons->addWidget(_add);
@@ -217,22 +220,14 @@ QLayout *PreferencesWindow::makeSwitchesSection() {
                             .arg(written.error().reason));
         showSwitches();
     });
+    _pageAtLogin = new QCheckBox(PanelTexts::tr("Ser&ve the page for browsers at login"), this);
+    connect(_pageAtLogin, &QCheckBox::clicked, this,
+            [this](bool on) { _services.page.setAtLogin(on); });
     auto *const updates =
         makeSwitch(PanelTexts::tr("Check for &updates automatically"), Key::AutoUpdateEnabled);
-    for (QWidget *const line :
-         std::initializer_list<QWidget *>{_paste, statusItem, _trayAdvice, _atLogin, updates})
+    for (QWidget *const line : std::initializer_list<QWidget *>{_paste, statusItem, _trayAdvice,
+                                                                _atLogin, _pageAtLogin, updates})
         layout->addWidget(line);
-    return layout;
-}
-
-QLayout *PreferencesWindow::makeStatisticsSection() {
-    auto *const layout = new QHBoxLayout;
-    for (const QString &name : {PanelTexts::tr("Sent"), PanelTexts::tr("Received"),
-                                PanelTexts::tr("Texts"), PanelTexts::tr("Pictures")}) {
-        auto *const value = new QLabel(this);
-        _counters.append({value, name});
-        layout->addLayout(WindowParts::makeCounter(value, name, this));
-    }
     return layout;
 }
 
@@ -306,6 +301,16 @@ void PreferencesWindow::start() {
         _services.phones.setAgentStatus(_services.agent.status());
         showAll();
     };
+    _services.phones.onForgotten = [this](const QString &service) {
+        if (LocalNames::isLocal(service))
+            _services.page.revoke(service);
+    };
+    _services.page.onLoginChange = [this] { showSwitches(); };
+    _services.page.onProblem = [this](const QString &reason) {
+        showProblem(PanelTexts::tr("Whether the page is served at login could not be changed: %1")
+                        .arg(reason));
+    };
+    _services.page.look();
     _services.phones.start();
     _services.settings.start();
     _services.agent.start();
@@ -327,6 +332,7 @@ bool PreferencesWindow::event(QEvent *event) {
     if (event->type() == QEvent::WindowActivate) {
         // Others may have changed settings without telling.
         _services.settings.reload();
+        _services.page.look();
         showAll();
     }
     return QMainWindow::event(event);
@@ -344,7 +350,7 @@ void PreferencesWindow::showAll() {
     _agentState->setText(agentText());
     _startAgent->setVisible(_services.agent.agent() == StatusReader::Agent::NotRunning);
     showSwitches();
-    showStatistics();
+    _statistics->showStatistics(_services.settings.statistics());
     showRemoval();
     showButtons();
 }
@@ -369,10 +375,11 @@ void PreferencesWindow::showPhones() {
         _network->setCurrentIndex(_networkModel->index(0, 0));
     _networkHint->setText(
         paired.isEmpty()
-            ? PanelTexts::tr("Open the app on your phone, on the same network as this computer. "
+            ? PanelTexts::tr("Add any phone by its browser: nothing is installed on it.\n"
+                             "Or open the app on your phone, on the same network as this computer. "
                              "The phone appears here.")
-            : PanelTexts::tr("To pair another phone, open the app on it, on the same network as "
-                             "this computer."));
+            : PanelTexts::tr("To pair another phone, add it by its browser, or open the app on it, "
+                             "on the same network as this computer."));
     if (!_services.phones.missesPhones()) {
         _adviceTimer.cancel();
         _advice->hide();
@@ -428,22 +435,8 @@ void PreferencesWindow::showSwitches() {
                                 : QString());
     _trayAdvice->setVisible(!_trayAdvice->text().isEmpty());
     _atLogin->setChecked(_services.autostart.isEnabled());
-}
-
-void PreferencesWindow::showStatistics() {
-    const auto statistics = _services.settings.statistics();
-    const QLocale locale;
-    const auto size = [&locale](quint64 bytes) {
-        return locale.formattedDataSize(qint64(bytes), 1, QLocale::DataSizeSIFormat);
-    };
-    const QStringList values{size(statistics.bytesSent), size(statistics.bytesReceived),
-                             locale.toString(statistics.textItems),
-                             locale.toString(statistics.imageItems)};
-    for (qsizetype i = 0; i < values.size(); ++i) {
-        const auto &[label, name] = _counters[i];
-        label->setText(values[i]);
-        label->setAccessibleName(PanelTexts::tr("%1: %2").arg(name, values[i]));
-    }
+    _pageAtLogin->setChecked(_services.page.isAtLogin());
+    _pageAtLogin->setVisible(_services.page.isInstalled());
 }
 
 void PreferencesWindow::showButtons() {
@@ -463,7 +456,7 @@ void PreferencesWindow::showRemoval() {
     _undoTimer.cancel();
     if (!name)
         return;
-    _removal->setText(PanelTexts::tr("“%1” was unpaired.").arg(shortened(*name)));
+    _removal->setText(PanelTexts::tr("“%1” was unpaired.").arg(ShownText::besideButtons(*name)));
     _removal->setToolTip(name->toHtmlEscaped());
     QAccessibleEvent event(_removal, QAccessible::Alert);
     QAccessible::updateAccessibility(&event);
@@ -525,6 +518,16 @@ void PreferencesWindow::addByHand() {
     dialog->open();
 }
 
+void PreferencesWindow::addByBrowser() {
+    auto *const dialog = new PagePairingDialog(_services.pairing, _services.page, this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QDialog::finished, this, [this] {
+        if (_services.pairing.stage() == PagePairing::Stage::Paired)
+            _paired->setCurrentIndex(_pairedModel->indexOf(_services.pairing.service()));
+    });
+    dialog->open();
+}
+
 void PreferencesWindow::addCurrent() {
     const QString service = _networkModel->serviceAt(_network->currentIndex());
     if (service.isEmpty() || !succeeded(_services.phones.change(service)))
@@ -551,8 +554,11 @@ void PreferencesWindow::renameCurrent() {
     if (auto *const edit = dialog->findChild<QLineEdit *>())
         edit->setMaxLength(int(longestDisplayName));
     connect(dialog, &QInputDialog::textValueSelected, this, [this, service](const QString &name) {
-        if (succeeded(_services.phones.rename(service, name)))
-            showAll();
+        if (!succeeded(_services.phones.rename(service, name)))
+            return;
+        if (LocalNames::isLocal(service))
+            _services.page.rename(service, name);
+        showAll();
     });
     dialog->open();
 }

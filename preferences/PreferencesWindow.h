@@ -6,6 +6,7 @@
 #include "platform/dnssd/NetworkFacts.h"
 #include "platform/session/StatusInterface.h"
 #include "preferences/AutostartEntry.h"
+#include "preferences/PagePairing.h"
 #include "preferences/PhoneList.h"
 
 #include <QMainWindow>
@@ -22,6 +23,7 @@ namespace clipmule {
 
 class NoticeBar;
 class PhoneListModel;
+class StatisticsRow;
 
 /// The window: pairs phones, shows how things stand, and holds the switches. A change counts at
 /// once; there is nothing to confirm.
@@ -37,6 +39,8 @@ public:
         SettingsStores &settings;
         AutostartEntry &autostart;
         StatusReader &agent;
+        PageProgram &page;
+        PagePairing &pairing;
         dnssd::NetworkProbe &network;
         /// Starts the agent; false when there is no such program.
         std::function<bool()> startAgent;
@@ -67,7 +71,6 @@ private:
     QLayout *makePairedSection();
     QLayout *makeNetworkSection();
     QLayout *makeSwitchesSection();
-    QLayout *makeStatisticsSection();
     QLayout *makeFooter();
     QLayout *makePasteRow();
     QLayout *makeRemovalRow();
@@ -79,7 +82,6 @@ private:
     void showAll();
     void showPhones();
     void showSwitches();
-    void showStatistics();
     void showButtons();
     void showRemoval();
     void showPasteMode();
@@ -91,6 +93,7 @@ private:
     void choosePasteMode();
     void addCurrent();
     void addByHand();
+    void addByBrowser();
     void renameCurrent();
     void removeCurrent();
     void undoRemoval();
@@ -123,6 +126,7 @@ private:
     QLabel *_advice = nullptr;
     QPushButton *_add = nullptr;
     QPushButton *_addByHand = nullptr;
+    QPushButton *_addByBrowser = nullptr;
     // The user has been in the list: which phone is the current one is the user's choice.
     bool _networkWasVisited = false;
 
@@ -130,7 +134,8 @@ private:
     QCheckBox *_paste = nullptr;
     QLabel *_trayAdvice = nullptr;
     QCheckBox *_atLogin = nullptr;
-    QList<std::pair<QLabel *, QString>> _counters;
+    QCheckBox *_pageAtLogin = nullptr;
+    StatisticsRow *_statistics = nullptr;
 
     RunLoop::Timer _adviceTimer;
     RunLoop::Timer _undoTimer;

@@ -16,6 +16,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QVBoxLayout>
@@ -62,21 +63,6 @@ QStackedWidget *makePages(QAbstractItemView *view, const QList<QLabel *> &hints,
     // What a view would like to have is more than most people have phones.
     pages->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
     return pages;
-}
-
-QLayout *makeCounter(QLabel *value, const QString &name, QWidget *parent) {
-    auto *const column = new QVBoxLayout;
-    column->setSpacing(0);
-    QFont font = value->font();
-    font.setPointSizeF(font.pointSizeF() * 1.2);
-    value->setFont(font);
-    value->setTextFormat(Qt::PlainText);
-    auto *const caption = new QLabel(name, parent);
-    for (QLabel *label : {value, caption}) {
-        label->setAlignment(Qt::AlignHCenter);
-        column->addWidget(label);
-    }
-    return column;
 }
 
 QColor mixed(const QColor &one, const QColor &other, double share) {
@@ -129,6 +115,44 @@ void NoticeBar::tint() {
     tinted.setColor(QPalette::Window, WindowParts::mixed(window, tinted.color(QPalette::Highlight),
                                                          window.lightness() < 128 ? 0.22 : 0.12));
     setPalette(tinted);
+}
+
+StatisticsRow::StatisticsRow(QWidget *parent)
+    : QWidget(parent) {
+    auto *const row = new QHBoxLayout(this);
+    row->setContentsMargins(0, 0, 0, 0);
+    for (const QString &name : {PanelTexts::tr("Sent"), PanelTexts::tr("Received"),
+                                PanelTexts::tr("Texts"), PanelTexts::tr("Pictures")}) {
+        auto *const column = new QVBoxLayout;
+        column->setSpacing(0);
+        auto *const value = new QLabel(this);
+        QFont font = value->font();
+        font.setPointSizeF(font.pointSizeF() * 1.2);
+        value->setFont(font);
+        value->setTextFormat(Qt::PlainText);
+        auto *const caption = new QLabel(name, this);
+        for (QLabel *label : {value, caption}) {
+            label->setAlignment(Qt::AlignHCenter);
+            column->addWidget(label);
+        }
+        row->addLayout(column);
+        _counters.append({value, name});
+    }
+}
+
+void StatisticsRow::showStatistics(const SettingsStores::Statistics &statistics) {
+    const QLocale locale;
+    const auto size = [&locale](quint64 bytes) {
+        return locale.formattedDataSize(qint64(bytes), 1, QLocale::DataSizeSIFormat);
+    };
+    const QStringList values{size(statistics.bytesSent), size(statistics.bytesReceived),
+                             locale.toString(statistics.textItems),
+                             locale.toString(statistics.imageItems)};
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        const auto &[label, name] = _counters[i];
+        label->setText(values[i]);
+        label->setAccessibleName(PanelTexts::tr("%1: %2").arg(name, values[i]));
+    }
 }
 
 namespace {

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "support/Settings.h"
+
 #include <QColor>
 #include <QDialog>
 #include <QFrame>
@@ -34,8 +36,6 @@ QLabel *makeHeading(const QString &text, QWidget *parent);
 QLabel *makeHint(QWidget *parent);
 /// The view on the first page; on the second, in its stead, the hints.
 QStackedWidget *makePages(QAbstractItemView *view, const QList<QLabel *> &hints, QWidget *parent);
-/// A value with its name below.
-QLayout *makeCounter(QLabel *value, const QString &name, QWidget *parent);
 
 /// That share of the other colour in the first.
 [[nodiscard]] QColor mixed(const QColor &one, const QColor &other, double share);
@@ -60,6 +60,19 @@ private:
     void tint();
 
     QLabel *_text;
+};
+
+/// What was synced so far, a value with its name below for each kind.
+class StatisticsRow final : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit StatisticsRow(QWidget *parent = nullptr);
+
+    void showStatistics(const SettingsStores::Statistics &statistics);
+
+private:
+    QList<std::pair<QLabel *, QString>> _counters;
 };
 
 /// Asks for a phone's name and address, for networks that discovery does not get through. It is

@@ -63,6 +63,8 @@ public:
             .settings = *_settings,
             .autostart = _autostart,
             .agent = *_agent,
+            .page = _page,
+            .pairing = _pairing,
             .network = *_network,
             .startAgent =
                 [] { return QProcess::startDetached(AutostartEntry::agentProgram(), {}); },
@@ -99,6 +101,9 @@ private:
     std::unique_ptr<StatusReader> _agent = makeStatusReader();
     std::unique_ptr<HelpManager> _help = makeHelpManager();
     AutostartEntry _autostart = AutostartEntry::standard();
+    std::unique_ptr<UserServices> _userServices = makeUserServices();
+    PageProgram _page{PageProgram::standardProgram(), *_userServices, PageProgram::standardEntry()};
+    PagePairing _pairing{_page, qgetenv("XDG_RUNTIME_DIR")};
     std::unique_ptr<SettingsStores> _settings;
     std::unique_ptr<PhoneList> _phones;
     std::unique_ptr<PreferencesWindow> _window;

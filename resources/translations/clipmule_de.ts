@@ -547,14 +547,6 @@
         <translation>&amp;Hilfe</translation>
     </message>
     <message>
-        <source>Open the app on your phone, on the same network as this computer. The phone appears here.</source>
-        <translation>Öffnen Sie die App auf dem Telefon, im selben Netzwerk wie dieser Rechner. Das Telefon erscheint dann hier.</translation>
-    </message>
-    <message>
-        <source>To pair another phone, open the app on it, on the same network as this computer.</source>
-        <translation>Um ein weiteres Telefon zu koppeln, öffnen Sie dort die App, im selben Netzwerk wie dieser Rechner.</translation>
-    </message>
-    <message>
         <source>Whether Clipmule Sync is running cannot be seen: there is no session bus.</source>
         <translation>Ob Clipmule Sync läuft, ist nicht zu sehen: Es gibt keinen Sitzungsbus.</translation>
     </message>
@@ -625,6 +617,152 @@
     <message>
         <source>Not running, last seen %1</source>
         <translation>Läuft nicht, zuletzt gesehen %1</translation>
+    </message>
+    <message>
+        <source>QR code with the link</source>
+        <translation>QR-Code mit dem Link</translation>
+    </message>
+    <message>
+        <source>Add a Phone by Its Browser</source>
+        <translation>Telefon über seinen Browser hinzufügen</translation>
+    </message>
+    <message>
+        <source>Nothing is installed on the phone.
+1. Connect the phone to the Wi-Fi of this computer’s network.
+2. Point its camera at the code, and open the link that it offers.
+3. Give the phone a name on the page that opens.</source>
+        <translation>Auf dem Telefon wird nichts installiert.
+1. Verbinden Sie das Telefon mit dem WLAN im Netzwerk dieses Rechners.
+2. Richten Sie seine Kamera auf den Code, und öffnen Sie den Link, den sie anbietet.
+3. Geben Sie dem Telefon auf der Seite, die sich öffnet, einen Namen.</translation>
+    </message>
+    <message>
+        <source>Or open this lin&amp;k:</source>
+        <translation>Oder diesen Link ö&amp;ffnen:</translation>
+    </message>
+    <message>
+        <source>&amp;Copy</source>
+        <translation>Kopie&amp;ren</translation>
+    </message>
+    <message>
+        <source>New Code</source>
+        <translation>Neuer Code</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>A code is being made…</source>
+        <translation>Ein Code wird erzeugt…</translation>
+    </message>
+    <message>
+        <source>The code lets one browser in, until %1.</source>
+        <translation>Der Code lässt einen einzigen Browser herein, und zwar bis %1 Uhr.</translation>
+    </message>
+    <message>
+        <source>The page is open on a phone. Give the phone a name there.</source>
+        <translation>Die Seite ist auf einem Telefon geöffnet. Geben Sie ihm dort einen Namen.</translation>
+    </message>
+    <message>
+        <source>“%1” is paired. What you copy on this computer appears on its page.</source>
+        <translation>„%1“ ist gekoppelt. Was Sie auf diesem Rechner kopieren, erscheint auf seiner Seite.</translation>
+    </message>
+    <message>
+        <source>The phone could not be paired: %1</source>
+        <translation>Das Telefon konnte nicht gekoppelt werden: %1</translation>
+    </message>
+    <message>
+        <source>The code’s ten minutes are over.</source>
+        <translation>Die zehn Minuten des Codes sind abgelaufen.</translation>
+    </message>
+    <message>
+        <source>A newer code was made elsewhere, which ended this one.</source>
+        <translation>Anderswo wurde ein neuerer Code erzeugt; dieser gilt nicht mehr.</translation>
+    </message>
+    <message>
+        <source>This computer has another address now, so that the link leads nowhere.</source>
+        <translation>Dieser Rechner hat jetzt eine andere Adresse; der Link führt ins Leere.</translation>
+    </message>
+    <message>
+        <source>The program that serves the page has ended, and the code with it.</source>
+        <translation>Das Programm, das die Seite anbietet, wurde beendet, und mit ihm der Code.</translation>
+    </message>
+    <message>
+        <source>The page is served by a program of its own, clipmule-web, which is not installed.</source>
+        <translation>Die Seite wird von einem eigenen Programm angeboten, clipmule-web, das nicht installiert ist.</translation>
+    </message>
+    <message>
+        <source>This computer is in no network that a phone could reach it by. Connect it to one.</source>
+        <translation>Dieser Rechner ist in keinem Netzwerk, über das ihn ein Telefon erreichen könnte. Verbinden Sie ihn mit einem.</translation>
+    </message>
+    <message>
+        <source>The program that serves the page does not answer.</source>
+        <translation>Das Programm, das die Seite anbietet, antwortet nicht.</translation>
+    </message>
+    <message>
+        <source>The page cannot be served: %1</source>
+        <translation>Die Seite kann nicht angeboten werden: %1</translation>
+    </message>
+    <message>
+        <source>It comes from where Clipmule Sync came from. In the folder of the downloaded package:
+%1</source>
+        <translation>Sie erhalten es dort, woher Sie Clipmule Sync haben. Im Ordner des heruntergeladenen Pakets:
+%1</translation>
+    </message>
+    <message>
+        <source>The phone can come back as long as the page is served. So that it is served after your next login too, switch it on in the window.</source>
+        <translation>Das Telefon erreicht die Seite, solange sie angeboten wird. Damit das auch nach der nächsten Anmeldung so ist, schalten Sie es im Fenster ein.</translation>
+    </message>
+    <message>
+        <source>A firewall, which has to let TCP port %1 in.</source>
+        <translation>Eine Firewall: Sie muss den TCP-Port %1 hereinlassen.</translation>
+    </message>
+    <message>
+        <source>A firewall. This lets the phone in: %1</source>
+        <translation>Eine Firewall. Das lässt das Telefon herein: %1</translation>
+    </message>
+    <message>
+        <source>No phone has opened the page yet. What may be in the way:</source>
+        <translation>Noch hat kein Telefon die Seite geöffnet. Was im Weg sein kann:</translation>
+    </message>
+    <message>
+        <source>A guest network, which keeps devices apart: use the ordinary one for both.</source>
+        <translation>Ein Gastnetz, das Geräte voneinander trennt: Nehmen Sie für beide das normale.</translation>
+    </message>
+    <message>
+        <source>Mobile data: switch it off on the phone for a moment, and Wi-Fi on.</source>
+        <translation>Mobile Daten: Schalten Sie sie auf dem Telefon kurz aus, und WLAN ein.</translation>
+    </message>
+    <message>
+        <source>To find out, open %1 in a browser of this computer, and then on the phone. If it opens here alone, it is one of these.</source>
+        <translation>Um es herauszufinden, öffnen Sie %1 in einem Browser dieses Rechners und dann auf dem Telefon. Öffnet sich die Seite nur hier, ist es eines davon.</translation>
+    </message>
+    <message>
+        <source>Add a phone by its &amp;browser…</source>
+        <translation>Telefon über seinen &amp;Browser hinzufügen…</translation>
+    </message>
+    <message>
+        <source>Shows a code that the camera of any phone reads</source>
+        <translation>Zeigt einen Code, den die Kamera jedes Telefons liest</translation>
+    </message>
+    <message>
+        <source>Ser&amp;ve the page for browsers at login</source>
+        <translation>Seite für Browser bei der Anmeldung &amp;anbieten</translation>
+    </message>
+    <message>
+        <source>Whether the page is served at login could not be changed: %1</source>
+        <translation>Ob die Seite bei der Anmeldung angeboten wird, konnte nicht geändert werden: %1</translation>
+    </message>
+    <message>
+        <source>Add any phone by its browser: nothing is installed on it.
+Or open the app on your phone, on the same network as this computer. The phone appears here.</source>
+        <translation>Fügen Sie ein beliebiges Telefon über seinen Browser hinzu: Es wird nichts darauf installiert.
+Oder öffnen Sie die App auf dem Telefon, im selben Netzwerk wie dieser Rechner. Das Telefon erscheint dann hier.</translation>
+    </message>
+    <message>
+        <source>To pair another phone, add it by its browser, or open the app on it, on the same network as this computer.</source>
+        <translation>Um ein weiteres Telefon zu koppeln, fügen Sie es über seinen Browser hinzu, oder öffnen Sie dort die App, im selben Netzwerk wie dieser Rechner.</translation>
     </message>
 </context>
 </TS>

@@ -547,14 +547,6 @@
         <translation>ヘルプ(&amp;H)</translation>
     </message>
     <message>
-        <source>Open the app on your phone, on the same network as this computer. The phone appears here.</source>
-        <translation>このコンピュータと同じネットワークにある電話でアプリを開いてください。電話がここに表示されます。</translation>
-    </message>
-    <message>
-        <source>To pair another phone, open the app on it, on the same network as this computer.</source>
-        <translation>別の電話とペアリングするには、このコンピュータと同じネットワークにあるその電話でアプリを開いてください。</translation>
-    </message>
-    <message>
         <source>Whether Clipmule Sync is running cannot be seen: there is no session bus.</source>
         <translation>セッションバスがないため、Clipmule Sync が動作しているか確認できません。</translation>
     </message>
@@ -616,7 +608,7 @@
     </message>
     <message>
         <source>On this computer</source>
-        <translation>このコンピューター上</translation>
+        <translation>このコンピュータ上</translation>
     </message>
     <message>
         <source>Not connected</source>
@@ -625,6 +617,152 @@
     <message>
         <source>Not running, last seen %1</source>
         <translation>実行されていません。最終確認: %1</translation>
+    </message>
+    <message>
+        <source>QR code with the link</source>
+        <translation>リンクの QR コード</translation>
+    </message>
+    <message>
+        <source>Add a Phone by Its Browser</source>
+        <translation>ブラウザで電話を追加</translation>
+    </message>
+    <message>
+        <source>Nothing is installed on the phone.
+1. Connect the phone to the Wi-Fi of this computer’s network.
+2. Point its camera at the code, and open the link that it offers.
+3. Give the phone a name on the page that opens.</source>
+        <translation>電話には何もインストールしません。
+1. 電話を、このコンピュータと同じネットワークの Wi-Fi に接続します。
+2. 電話のカメラをコードに向け、表示されたリンクを開きます。
+3. 開いたページで、電話に名前を付けます。</translation>
+    </message>
+    <message>
+        <source>Or open this lin&amp;k:</source>
+        <translation>または、このリンクを開く(&amp;K):</translation>
+    </message>
+    <message>
+        <source>&amp;Copy</source>
+        <translation>コピー(&amp;C)</translation>
+    </message>
+    <message>
+        <source>New Code</source>
+        <translation>新しいコード</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>閉じる</translation>
+    </message>
+    <message>
+        <source>A code is being made…</source>
+        <translation>コードを作成しています…</translation>
+    </message>
+    <message>
+        <source>The code lets one browser in, until %1.</source>
+        <translation>このコードで接続できるブラウザは 1 つだけです。有効期限は %1 です。</translation>
+    </message>
+    <message>
+        <source>The page is open on a phone. Give the phone a name there.</source>
+        <translation>電話でページが開かれました。ページで電話に名前を付けてください。</translation>
+    </message>
+    <message>
+        <source>“%1” is paired. What you copy on this computer appears on its page.</source>
+        <translation>「%1」をペアリングしました。このコンピュータでコピーしたものは、電話のページに表示されます。</translation>
+    </message>
+    <message>
+        <source>The phone could not be paired: %1</source>
+        <translation>電話をペアリングできませんでした: %1</translation>
+    </message>
+    <message>
+        <source>The code’s ten minutes are over.</source>
+        <translation>コードの有効期限 (10 分) が切れました。</translation>
+    </message>
+    <message>
+        <source>A newer code was made elsewhere, which ended this one.</source>
+        <translation>別の場所で新しいコードが作成されたため、このコードは無効になりました。</translation>
+    </message>
+    <message>
+        <source>This computer has another address now, so that the link leads nowhere.</source>
+        <translation>このコンピュータのアドレスが変わったため、リンクは使えません。</translation>
+    </message>
+    <message>
+        <source>The program that serves the page has ended, and the code with it.</source>
+        <translation>ページを提供するプログラムが終了したため、コードも無効になりました。</translation>
+    </message>
+    <message>
+        <source>The page is served by a program of its own, clipmule-web, which is not installed.</source>
+        <translation>ページを提供する別のプログラム clipmule-web がインストールされていません。</translation>
+    </message>
+    <message>
+        <source>This computer is in no network that a phone could reach it by. Connect it to one.</source>
+        <translation>このコンピュータは、電話から接続できるネットワークにつながっていません。ネットワークに接続してください。</translation>
+    </message>
+    <message>
+        <source>The program that serves the page does not answer.</source>
+        <translation>ページを提供するプログラムが応答しません。</translation>
+    </message>
+    <message>
+        <source>The page cannot be served: %1</source>
+        <translation>ページを提供できません: %1</translation>
+    </message>
+    <message>
+        <source>It comes from where Clipmule Sync came from. In the folder of the downloaded package:
+%1</source>
+        <translation>Clipmule Sync と同じ入手先にあります。ダウンロードしたパッケージのフォルダーで実行してください:
+%1</translation>
+    </message>
+    <message>
+        <source>The phone can come back as long as the page is served. So that it is served after your next login too, switch it on in the window.</source>
+        <translation>電話からページを使えるのは、ページが提供されている間だけです。次回のログイン後も提供するには、ウィンドウで有効にしてください。</translation>
+    </message>
+    <message>
+        <source>A firewall, which has to let TCP port %1 in.</source>
+        <translation>ファイアウォール: TCP ポート %1 を許可してください。</translation>
+    </message>
+    <message>
+        <source>A firewall. This lets the phone in: %1</source>
+        <translation>ファイアウォール: 次のコマンドで電話からの接続を許可できます: %1</translation>
+    </message>
+    <message>
+        <source>No phone has opened the page yet. What may be in the way:</source>
+        <translation>まだどの電話もページを開いていません。考えられる原因:</translation>
+    </message>
+    <message>
+        <source>A guest network, which keeps devices apart: use the ordinary one for both.</source>
+        <translation>ゲストネットワーク: 機器同士の通信ができません。両方とも通常のネットワークに接続してください。</translation>
+    </message>
+    <message>
+        <source>Mobile data: switch it off on the phone for a moment, and Wi-Fi on.</source>
+        <translation>モバイルデータ通信: 電話で一時的にオフにし、Wi-Fi をオンにしてください。</translation>
+    </message>
+    <message>
+        <source>To find out, open %1 in a browser of this computer, and then on the phone. If it opens here alone, it is one of these.</source>
+        <translation>確かめるには、%1 をこのコンピュータのブラウザで開き、次に電話で開きます。このコンピュータでだけ開く場合は、上のいずれかが原因です。</translation>
+    </message>
+    <message>
+        <source>Add a phone by its &amp;browser…</source>
+        <translation>ブラウザで電話を追加(&amp;B)…</translation>
+    </message>
+    <message>
+        <source>Shows a code that the camera of any phone reads</source>
+        <translation>どの電話のカメラでも読み取れるコードを表示します</translation>
+    </message>
+    <message>
+        <source>Ser&amp;ve the page for browsers at login</source>
+        <translation>ログイン時にブラウザ用のページを提供する(&amp;V)</translation>
+    </message>
+    <message>
+        <source>Whether the page is served at login could not be changed: %1</source>
+        <translation>ログイン時にページを提供するかどうかを変更できませんでした: %1</translation>
+    </message>
+    <message>
+        <source>Add any phone by its browser: nothing is installed on it.
+Or open the app on your phone, on the same network as this computer. The phone appears here.</source>
+        <translation>どの電話でも、ブラウザで追加できます。電話には何もインストールしません。
+または、このコンピュータと同じネットワークで、電話のアプリを開いてください。電話がここに表示されます。</translation>
+    </message>
+    <message>
+        <source>To pair another phone, add it by its browser, or open the app on it, on the same network as this computer.</source>
+        <translation>別の電話をペアリングするには、ブラウザで追加するか、このコンピュータと同じネットワークで電話のアプリを開いてください。</translation>
     </message>
 </context>
 </TS>

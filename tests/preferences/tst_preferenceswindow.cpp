@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "preferences/PagePairingDialog.h"
 #include "preferences/PreferencesWindow.h"
 #include "tests/kit/FakeDnsSd.h"
 #include "tests/kit/ManualRunLoop.h"
@@ -8,6 +9,7 @@
 #include "tests/kit/MemoryPreferencesDatabase.h"
 #include "tests/kit/Settle.h"
 #include "tests/kit/TestCase.h"
+#include "tests/preferences/FakeUserServices.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -65,12 +67,21 @@ class PreferencesWindowTest final : public kit::TestCase {
         _probe.emplace();
         _folder.emplace();
         _autostart.emplace(_folder->filePath(u"autostart"_qs), QStringList(), u"/bin/sh"_qs);
+        _userServices.emplace();
+        const QString page = _folder->filePath(u"clipmule-web"_qs);
+        // It tells what it was started with.
+        writeProgram(page, "echo \"$@\" >>" + said().toUtf8() + "\n");
+        _page.emplace(
+            page, *_userServices,
+            AutostartEntry(_folder->filePath(u"autostart"_qs), {}, {page, u"page.desktop"_qs}));
+        _pairing.emplace(*_page, QFile::encodeName(_folder->path()));
         _helps = 0;
     }
 
     void end() override {
         _window.reset();
         _phones.reset();
+        _pairing.reset();
         ZRKUserDefaults::setEnvironment({});
     }
 
@@ -360,6 +371,102 @@ private Q_SLOTS:
         QVERIFY(!texts[0].endsWith(u": "));
     }
 
+    void aBrowserIsRevokedWhenItCannotComeBackAnyMore() {
+        start();
+        appear(u"local/Mum"_qs);
+        appear(anna);
+        for (int phone = 0; phone < 2; ++phone) {
+            button(u"Pair"_qs)->click();
+            settle();
+        }
+        for (int phone = 0; phone < 2; ++phone)
+            button(u"Unpair"_qs)->click();
+        settle();
+        _runLoop.advance(PreferencesWindow::undoOffered - RunLoop::Seconds(1));
+        QVERIFY(!QFile::exists(said()));
+        _runLoop.advance(2.0);
+        // A phone of the network is none of its business.
+        QTRY_COMPARE(saidLines(), QByteArray("revoke -- local/Mum\n"));
+    }
+
+    void aBrowserThatComesBackIsNotRevoked() {
+        start();
+        appear(u"local/Mum"_qs);
+        button(u"Pair"_qs)->click();
+        settle();
+        button(u"Unpair"_qs)->click();
+        settle();
+        button(u"Undo"_qs)->click();
+        settle();
+        QVERIFY(!_phones->undoableRemoval());
+        button(u"Unpair"_qs)->click();
+        settle();
+        // The window closes: there is nobody left to bring it back.
+        _phones->stop();
+        QTRY_COMPARE(saidLines(), QByteArray("revoke -- local/Mum\n"));
+    }
+
+    void aBrowserIsRenamedWhereItIsKept() {
+        start();
+        appear(u"local/Mum"_qs);
+        appear(anna);
+        for (int phone = 0; phone < 2; ++phone) {
+            button(u"Pair"_qs)->click();
+            settle();
+        }
+        for (int row = 0; row < 2; ++row) {
+            paired()->setCurrentIndex(paired()->model()->index(row, 0));
+            button(u"Rename…"_qs)->click();
+            auto *const dialog = _window->findChildren<QInputDialog *>().last();
+            dialog->setTextValue(u"Dad"_qs);
+            dialog->accept();
+            settle();
+        }
+        QTRY_COMPARE(saidLines(), QByteArray("rename -- local/Mum Dad\n"));
+        QCOMPARE(_phones->registered()[0].name, u"Dad"_qs);
+    }
+
+    void thePageIsServedAtLoginOrNot() {
+        _userServices->atLogin = UserServices::AtLogin::On;
+        start();
+        auto *const box = check(u"Serve the page for browsers at login"_qs);
+        QVERIFY(!box->isHidden());
+        QVERIFY(box->isChecked());
+        box->click();
+        QVERIFY(!box->isChecked());
+        QCOMPARE(_userServices->asked.last(), u"off clipmule-web.service"_qs);
+        box->click();
+        QCOMPARE(_userServices->asked.last(), u"on clipmule-web.service"_qs);
+        // It stays as it is when that does not work, and says why.
+        _userServices->problem = u"not allowed"_qs;
+        box->click();
+        QVERIFY(box->isChecked());
+        QVERIFY(labels().contains(
+            u"Whether the page is served at login could not be changed: not allowed"_qs));
+        // Somebody else has switched it meanwhile.
+        _userServices->atLogin = UserServices::AtLogin::Off;
+        QEvent activated(QEvent::WindowActivate);
+        QCoreApplication::sendEvent(&*_window, &activated);
+        QVERIFY(!box->isChecked());
+    }
+
+    void aPageThatCannotBeServedHasNoSwitch() {
+        QVERIFY(QFile::remove(_folder->filePath(u"clipmule-web"_qs)));
+        start();
+        QVERIFY(check(u"Serve the page for browsers at login"_qs)->isHidden());
+    }
+
+    void aPhoneIsAddedByItsBrowser() {
+        start();
+        QVERIFY(labels().filter(u"Add any phone by its browser"_qs).size() == 1);
+        button(u"Add a phone by its browser…"_qs)->click();
+        auto *const dialog = _window->findChild<PagePairingDialog *>();
+        QVERIFY(dialog && dialog->isVisible());
+        QCOMPARE(_pairing->stage(), PagePairing::Stage::Starting);
+        dialog->reject();
+        QTRY_COMPARE(_pairing->stage(), PagePairing::Stage::Idle);
+    }
+
     // On a wide screen a line is no longer than can be read with ease.
     void wideWindowsKeepTheirLinesShort() {
         start();
@@ -380,6 +487,8 @@ private:
                                                     .settings = *_stores,
                                                     .autostart = *_autostart,
                                                     .agent = *_reader,
+                                                    .page = *_page,
+                                                    .pairing = *_pairing,
                                                     .network = *_probe,
                                                     .startAgent = [] { return true; },
                                                     .showHelp = [this] { ++_helps; }});
@@ -387,6 +496,11 @@ private:
         settle();
     }
     void settle() { QVERIFY(kit::settle(_runLoop)); }
+    [[nodiscard]] QString said() const { return _folder->filePath(u"said"_qs); }
+    [[nodiscard]] QByteArray saidLines() const {
+        QFile file(said());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
     // The agent runs, and says so.
     void tell(const AgentStatus &status) {
         _reader->is = StatusReader::Agent::Running;
@@ -454,6 +568,9 @@ private:
     std::optional<FakeProbe> _probe;
     std::optional<QTemporaryDir> _folder;
     std::optional<AutostartEntry> _autostart;
+    std::optional<FakeUserServices> _userServices;
+    std::optional<PageProgram> _page;
+    std::optional<PagePairing> _pairing;
     std::unique_ptr<SettingsStores> _stores;
     std::optional<PhoneList> _phones;
     std::optional<PreferencesWindow> _window;
