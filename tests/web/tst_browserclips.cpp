@@ -11,8 +11,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <limits>
-
 using namespace clipmule;
 
 namespace {
@@ -167,26 +165,6 @@ private Q_SLOTS:
         QCOMPARE(BrowserClips::sizeOf(*clip), 1000);
         QVERIFY(QFile::remove(clip->firstItem()->imageDataPath()));
         QVERIFY(!clip->firstItem()->imageData());
-    }
-
-    void aTimeThatIsNoneIsNow_data() {
-        QTest::addColumn<double>("seconds");
-        QTest::addColumn<bool>("isKept");
-        QTest::newRow("past") << 1000.0 << true;
-        QTest::newRow("long past") << -0.9e11 << true;
-        QTest::newRow("too long past") << -1e11 << false;
-        QTest::newRow("to come") << 1e9 << false;
-        QTest::newRow("infinite") << -std::numeric_limits<double>::infinity() << false;
-        QTest::newRow("no number") << std::numeric_limits<double>::quiet_NaN() << false;
-    }
-    void aTimeThatIsNoneIsNow() {
-        QFETCH(double, seconds);
-        QFETCH(bool, isKept);
-        const auto clip = textClip(u"a"_qs);
-        clip->setCreationDate(Date{seconds});
-        const double shown = isKept ? seconds : Date::now().secondsSinceReference;
-        QCOMPARE(PageClip::described(*clip)[u"at"_qs].toDouble(),
-                 (shown + Date::unixTimeOfReference) * 1000);
     }
 
 private:

@@ -203,6 +203,42 @@ private Q_SLOTS:
         QCOMPARE(_page->hear(u"refused"_qs), answer(u"refused"_qs, 9, u"busy"_qs));
     }
 
+    void whatWaitsHasALimit() {
+        for (int number = 0; number < 50; ++number) {
+            sendText(*_page, 1 + 2 * number, "a");
+            QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 1 + 2 * number);
+        }
+        sendText(*_page, 101, "a");
+        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 101, u"noDesk"_qs));
+    }
+
+    void whatWaitsHasALimitOfBytes() {
+        // Two bytes a unit: four are left of forty million.
+        for (const int transfer : {1, 3}) {
+            sendLongText(transfer, limit);
+            QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), transfer);
+        }
+        sendText(*_page, 5, "abc");
+        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 5, u"noDesk"_qs));
+        sendText(*_page, 7, "ab");
+        QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 7);
+        sendText(*_page, 9, "a");
+        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 9, u"noDesk"_qs));
+    }
+
+    void whatIsForOtherPhonesIsSoLater() {
+        sendText(*_page, 1, "for others", true);
+        sendText(*_page, 3, "for the desk");
+        QVERIFY(!_page->hear(u"waiting"_qs).isEmpty());
+        QVERIFY(!_page->hear(u"waiting"_qs).isEmpty());
+        WebTestCase::end();
+        start();
+        connectDesk();
+        QTRY_COMPARE(_received.size(), 3);
+        QVERIFY(_received[1].find(u"2"_qs));
+        QVERIFY(_received[2].find(u"1"_qs));
+    }
+
     void twoDesksMakeOneAnswer() {
         connectDesk();
         const auto first = std::exchange(_desk, nullptr);
