@@ -119,14 +119,19 @@ private Q_SLOTS:
         QTRY_COMPARE(changes, 1);
         const quint16 served = port();
         QCOMPARE(_web->makeLink()->section(u'#', 0, 0), u"http://10.77.0.1:%1/"_qs.arg(served));
+        QList<QJsonObject> news;
+        _web->onCode = [&](const QJsonObject &one) { news.append(one); };
         PageSocket goes(served, QHostAddress(u"10.77.0.1"_qs));
         QCOMPARE(goes.get("/").status, 200);
         ip(u"addr add 192.168.7.1/24 dev d0"_qs);
         QTRY_COMPARE(changes, 2);
         PageSocket stays(served, QHostAddress(u"192.168.7.1"_qs));
         QCOMPARE(stays.get("/").status, 200);
+        // The code's link leads there still.
+        QCOMPARE(news.size(), 0);
         ip(u"addr del 10.77.0.1/24 dev d0"_qs);
         QTRY_COMPARE(changes, 3);
+        QCOMPARE(news, QList{QJsonObject({{u"code"_qs, u"moved"_qs}})});
         QCOMPARE(_web->server().addresses(), QList{QHostAddress(u"192.168.7.1"_qs)});
         QTRY_COMPARE(_web->server().connections(), 1);
         QCOMPARE(port(), served);

@@ -73,8 +73,8 @@ private Q_SLOTS:
     void linksAreOnesThatAPageOpens_data() {
         QTest::addColumn<QString>("url");
         QTest::addColumn<bool>("isLink");
-        for (const char *url : {"http://a.example/b?c=d", "https://a.example", "mailto:a@b.example",
-                                "tel:+4930123"})
+        for (const char *url :
+             {"http://a.example/b?c=d", "https://a.example", "mailto:a@b.example", "tel:+4930123"})
             QTest::newRow(url) << QString::fromLatin1(url) << true;
         for (const char *url : {"javascript:alert(1)", "data:text/html,x", "file:///etc/passwd",
                                 "https:///a", "mailto:", "blob:http://a.example/b", "httpx://a"})

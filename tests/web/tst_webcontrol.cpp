@@ -178,6 +178,26 @@ private Q_SLOTS:
         QTRY_VERIFY(ask("{\"do\":\"list\"}\n").contains(u"browsers"_qs));
     }
 
+    void aRequestComesInPieces() {
+        const FileHandle socket = connected();
+        for (const char byte : QByteArray("{\"do\":\"list\"}\n")) {
+            kit::loopback::send(socket, QByteArray(1, byte));
+            QCoreApplication::processEvents();
+        }
+        QByteArray line;
+        QTRY_VERIFY((line += kit::loopback::receiveWithoutWaiting(socket)).endsWith('\n'));
+        QVERIFY(line.contains("browsers"));
+    }
+
+    void onlyACodeIsWatched() {
+        const FileHandle socket = connected();
+        kit::loopback::send(socket, "{\"do\":\"list\",\"watch\":true}\n");
+        std::array<char, 1000> bytes;
+        // The answer, and then the end.
+        QTRY_COMPARE(::recv(socket.descriptor(), bytes.data(), bytes.size(), MSG_DONTWAIT),
+                     ssize_t(0));
+    }
+
     void whoSaysNothingIsLetGo() {
         kit::ManualRunLoop runLoop;
         const RunLoop::Installation installation(runLoop);
