@@ -13,7 +13,6 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 import urllib.request
 
@@ -21,11 +20,11 @@ sys.dont_write_bytecode = True
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 sys.path.insert(0, str(ROOT / "scripts"))
 from page import Page  # noqa: E402
+from programs import PATIENCE_SECONDS, until  # noqa: E402
 
 INSIDE = "CLIPMULE_UNIT_INSIDE"
 USER = 47113
 ADDRESS = "10.77.0.1"
-PATIENCE_SECONDS = 60
 MANAGER = "/usr/lib/systemd/systemd"
 GROUPS = "/sys/fs/cgroup/systemd"
 # The first process of the namespaces, as root; then the user's.
@@ -49,15 +48,6 @@ ip link set d1 up
 ip addr add {ADDRESS}/24 dev d0
 exec setpriv --reuid {USER} --regid {USER} --clear-groups "$@"
 """
-
-
-def until(what, condition):
-    deadline = time.monotonic() + PATIENCE_SECONDS
-    while not (answer := condition()):
-        if time.monotonic() > deadline:
-            raise AssertionError(f"no {what} within {PATIENCE_SECONDS} s")
-        time.sleep(0.1)
-    return answer
 
 
 def systemctl(*words):
