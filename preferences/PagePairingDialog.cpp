@@ -50,8 +50,10 @@ QString firewallCommand(int port) {
         return isUsual ? QStringLiteral("sudo ufw allow \"Clipmule Sync Page\"")
                        : QStringLiteral("sudo ufw allow %1/tcp").arg(port);
     if (isInstalled(QStringLiteral("firewall-cmd")))
-        return isUsual ? QStringLiteral("sudo firewall-cmd --add-service=clipmule-web")
-                       : QStringLiteral("sudo firewall-cmd --add-port=%1/tcp").arg(port);
+        return QStringLiteral(
+                   "sudo firewall-cmd --permanent --add-%1 && sudo firewall-cmd --reload")
+            .arg(isUsual ? QStringLiteral("service=clipmule-web")
+                         : QStringLiteral("port=%1/tcp").arg(port));
     return {};
 }
 
@@ -78,7 +80,7 @@ void QrView::paintEvent(QPaintEvent *) {
     if (_rows.isEmpty())
         return;
     QPainter painter(this);
-    const qreal scale = devicePixelRatioF();
+    const qreal scale = painter.deviceTransform().m11();
     // From here on in pixels of the screen.
     painter.scale(1 / scale, 1 / scale);
     const int across = int(width() * scale);
