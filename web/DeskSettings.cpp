@@ -14,6 +14,13 @@ Result<void> DeskSettings::pair(const QString &service, const QString &name) {
                      : Result<void>();
 }
 
+Result<void> DeskSettings::rename(const QString &service, const QString &name) {
+    const bool isPaired =
+        _settings && RegisteredPhones::phone(_settings->value(Settings::Key::ServerServices),
+                                             LocalNames::serviceNamed(service));
+    return isPaired ? pair(service, name) : Result<void>();
+}
+
 Result<void> DeskSettings::unpair(const QString &service) {
     return _settings ? RegisteredPhones::remove(*_settings, LocalNames::serviceNamed(service))
                      : Result<void>();

@@ -19,8 +19,11 @@ public:
     explicit DeskSettings(SettingsStores *settings)
         : _settings(settings) {}
 
-    /// The agent connects to the phone of that service from now on. Also gives it another name.
+    /// The agent connects to the phone of that service from now on.
     [[nodiscard]] Result<void> pair(const QString &service, const QString &name);
+    /// Nothing happens where somebody has unpaired it: no browser comes back by giving itself a
+    /// name.
+    [[nodiscard]] Result<void> rename(const QString &service, const QString &name);
     [[nodiscard]] Result<void> unpair(const QString &service);
     /// Whether the user has the sync switched on.
     [[nodiscard]] bool isSyncOn() const;

@@ -169,7 +169,7 @@ Result<void> WebProgram::changeName(const QByteArray &id, const QString &name) {
     if (const auto phone = _phones.find(id); phone != _phones.end())
         phone->second->renamed();
     const auto *const browser = _browsers.withId(id);
-    return _desk.pair(browser->service, browser->name);
+    return _desk.rename(browser->service, browser->name);
 }
 
 void WebProgram::revoke(const QByteArray &id) {

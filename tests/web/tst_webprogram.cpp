@@ -374,6 +374,15 @@ private Q_SLOTS:
         QVERIFY(!_web->revokeNamed(u"Mum"_qs));
     }
 
+    void aBrowserThatTheDeskUnpairedStaysSo() {
+        const auto page = paired();
+        QVERIFY(RegisteredPhones::remove(*_settings, u"local/Anna's phone"_qs));
+        page->say({{u"is"_qs, u"rename"_qs}, {u"name"_qs, u"Mum"_qs}});
+        QCOMPARE(page->hear(u"renamed"_qs)[u"name"_qs].toString(), u"Mum"_qs);
+        QVERIFY(
+            RegisteredPhones::phones(_settings->value(Settings::Key::ServerServices)).isEmpty());
+    }
+
     void aPageThatReadsSlowlyHearsItsEnd() {
         const auto page = paired();
         connectDesk();
