@@ -28,8 +28,9 @@ from page import Page  # noqa: E402
 from programs import PATIENCE_SECONDS, Program, StepFailed, clipboard, copy, until  # noqa: E402
 
 ADDRESS = "10.77.0.1"
-TEXTS, PICTURES = 60, 20
-PAUSE_SECONDS = 0.3
+TEXTS, PICTURES = 40, 12
+# The agent takes the last of copies that follow one another within half a second.
+PAUSE_SECONDS = 0.8
 # Noise, which no compression makes smaller: 9.9 MB.
 SIDES = "1817x1816"
 OBSERVE = """

@@ -37,13 +37,13 @@ BrowserClips::BrowserClips(const QString &folder) {
         if (!failure.isEmpty())
             qCWarning(logWeb).noquote() << "clips cannot be kept:" << failure;
     };
-    _store->start();
     _board = _store->mainClipboard();
     if (_store->customClipboards().isEmpty())
         _store->insertCustomClipboardAtIndex(std::make_shared<ZRKClipmuleClipboard>(), 0);
     _waiting = _store->customClipboards().constFirst();
     // What a program that was killed left over.
     (void)StoreRecovery::sweep(*_store);
+    save();
 }
 
 BrowserClips::~BrowserClips() {
@@ -130,15 +130,18 @@ void BrowserClips::removeWaiting(const Clip &clip) {
 }
 
 void BrowserClips::save() {
-    if (_store)
-        _store->saveIfNeeded();
+    if (!_store)
+        return;
+    _store->saveIfNeeded();
+    if (_board->isDirty() || _waiting->isDirty())
+        _retryTimer =
+            RunLoop::current().performAfter(ClipboardStore::saveInterval, [this] { save(); });
 }
 
 void BrowserClips::letMemoryGo() {
     if (!_store)
         return;
     _memoryTimer = RunLoop::current().performAfter(2 * ClipboardStore::saveInterval, [this] {
-        _store->saveIfNeeded();
         _board->releaseCachedData();
         _waiting->releaseCachedData();
     });

@@ -58,6 +58,7 @@ private:
     // Null without a folder.
     std::shared_ptr<ZRKClipmuleClipboard> _waiting;
     RunLoop::Timer _memoryTimer;
+    RunLoop::Timer _retryTimer;
 };
 
 } // namespace clipmule

@@ -86,8 +86,15 @@ private Q_SLOTS:
             QCOMPARE(clips.keep(textClip(text)), QStringList());
         }
         QCOMPARE(inFiles(), QStringList());
+        {
+            // And again, while it is full; it is said once.
+            const kit::FullDisk full(50'000);
+            _runLoop.advance(ClipboardStore::saveInterval);
+        }
+        QCOMPARE(inFiles(), QStringList());
         _runLoop.advance(ClipboardStore::saveInterval);
         QCOMPARE(inFiles(), QStringList{text});
+        rests();
     }
 
     void withoutAFolderClipsAreInMemory() {
@@ -167,7 +174,23 @@ private Q_SLOTS:
         QVERIFY(!clip->firstItem()->imageData());
     }
 
+    void nothingIsDoneAtRest() {
+        BrowserClips clips(_folder->path());
+        rests();
+        QVERIFY(clips.keep(pictureClip(1000)).isEmpty());
+        QVERIFY(clips.addWaiting(textClip(u"waits"_qs)));
+        rests();
+        BrowserClips again(_folder->path());
+        rests();
+    }
+
 private:
+    // When pictures have left the memory.
+    void rests() {
+        _runLoop.advance(10.0);
+        QCOMPARE(_runLoop.pendingCount(), 0);
+    }
+
     // What another run of the program finds.
     [[nodiscard]] QStringList inFiles() const {
         return textsOf(ClipboardStore::make(_folder->path())->mainClipboard()->items());
