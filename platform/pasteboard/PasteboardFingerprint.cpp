@@ -52,18 +52,23 @@ PasteboardFingerprint::Mark PasteboardFingerprint::markOfText(const QByteArray &
     std::array<char, 16 * 1024> piece;
     Mark mark{0, QHashSeed::globalSeed()};
     const char *in = text.cbegin();
-    const char *const end = text.cend();
-    while (in < end) {
+    bool followsReturn = false;
+    while (in < text.cend()) {
         char *out = piece.begin();
-        while (in < end && out < piece.end()) {
-            const auto room = size_t(std::min(end - in, piece.end() - out));
-            const auto *lineEnd = static_cast<const char *>(std::memchr(in, '\r', room));
-            out = std::copy(in, lineEnd ? lineEnd : in + room, out);
-            in = lineEnd ? lineEnd + 1 : in + room;
-            if (!lineEnd)
+        while (in < text.cend() && out < piece.end()) {
+            const auto room = std::min(text.cend() - in, piece.end() - out);
+            if (!followsReturn && !std::memchr(in, '\r', size_t(room))) {
+                out = std::copy(in, in + room, out);
+                in += room;
                 continue;
-            *out++ = '\n';
-            in += in < end && *in == '\n' ? 1 : 0;
+            }
+            // Without a branch for each line, of which some texts have millions.
+            for (const char *const end = in + room; in < end; ++in) {
+                const bool isReturn = *in == '\r';
+                *out = isReturn ? '\n' : *in;
+                out += followsReturn & (*in == '\n') ? 0 : 1;
+                followsReturn = isReturn;
+            }
         }
         mark.size += out - piece.begin();
         mark.hash = qHashBits(piece.data(), size_t(out - piece.begin()), mark.hash);
