@@ -114,6 +114,35 @@ private Q_SLOTS:
         QCOMPARE(command.readAllStandardOutput(), QByteArray());
     }
 
+    void whatMakesNoSenseIsRefused_data() {
+        QTest::addColumn<QString>("words");
+        QTest::addColumn<QString>("complaint");
+        QTest::newRow("port") << u"--port x"_qs << u"a port is a number from 0 to 65535"_qs;
+        QTest::newRow("large port") << u"--port 65536"_qs << u"a port is a number"_qs;
+        QTest::newRow("address") << u"--address x"_qs << u"not an address: x"_qs;
+        QTest::newRow("no key") << u"--certificate x"_qs << u"--certificate and --key"_qs;
+        QTest::newRow("no certificate") << u"--key x"_qs << u"--certificate and --key"_qs;
+        QTest::newRow("keep") << u"--keep all"_qs << u"--keep takes"_qs;
+        QTest::newRow("data") << u"--data="_qs << u"--data needs a folder"_qs;
+        QTest::newRow("command") << u"sing"_qs << u"no such command: sing"_qs;
+        QTest::newRow("a word too few") << u"revoke"_qs << u"no such command: revoke"_qs;
+        QTest::newRow("a word too many") << u"list all"_qs << u"no such command: list all"_qs;
+        QTest::newRow("option") << u"--sing"_qs << u"sing"_qs;
+    }
+    void whatMakesNoSenseIsRefused() {
+        QFETCH(QString, words);
+        QFETCH(QString, complaint);
+        QProcess command;
+        command.setProcessEnvironment(_web->process().processEnvironment());
+        command.start(u"" CLIPMULE_BIN "/clipmule-web"_qs, words.split(u' '));
+        QVERIFY(command.waitForFinished());
+        QCOMPARE(command.exitCode(), 2);
+        const QString said = QString::fromLocal8Bit(command.readAllStandardError());
+        QVERIFY2(said.startsWith(u"clipmule-web: "_qs) && said.contains(complaint),
+                 qPrintable(said));
+        QCOMPARE(command.readAllStandardOutput(), QByteArray());
+    }
+
     void itServesWhereOtherProgramsCannotAsk() {
         _web->kill();
         QVERIFY(::chmod(path(QString()).toLocal8Bit().constData(), 0777) == 0);
