@@ -232,6 +232,19 @@ class Installation(unittest.TestCase):
         self.assertEqual(component.find("releases/release").get("version"), told)
         self.assertEqual({binary.text for binary in component.iter("binary")}, PROGRAMS)
 
+    def test_pictures_of_the_software_centre(self):
+        """Each is a file of the repository, wide enough to be shown, and its caption is in every language."""
+        component = xml.parse(self.only("share/metainfo/com.zendrik.ClipmuleSync.metainfo.xml")).getroot()
+        shots = component.findall("screenshots/screenshot")
+        self.assertEqual([shot.get("type") for shot in shots], ["default", None, None])
+        language = "{http://www.w3.org/XML/1998/namespace}lang"
+        for shot in shots:
+            self.assertEqual({caption.get(language): bool(caption.text) for caption in shot.findall("caption")},
+                             {None: True, "de": True, "ja": True})
+            address, picture = shot.findtext("image").rsplit("/", 1)
+            self.assertEqual(address, "https://clipmule-sync.invalid/pictures")
+            self.assertGreaterEqual(picture_size(os.path.join(SOURCES, "docs/pictures", picture))[0], 620)
+
     def test_login_unit(self):
         path = self.only("lib/" + UNIT)
         service = self.entry(path, "Service")
@@ -276,10 +289,7 @@ class Installation(unittest.TestCase):
             self.assertEqual(root.get("width"), root.get("height"))
         for size in (16, 22, 24, 32, 48, 64, 128, 256):
             path = self.only(f"share/icons/hicolor/{size}x{size}/apps/com.zendrik.ClipmuleSync.png")
-            with open(path, "rb") as file:
-                head = file.read(24)
-            self.assertEqual(head[:8], b"\x89PNG\r\n\x1a\n")
-            self.assertEqual(struct.unpack(">II", head[16:]), (size, size))
+            self.assertEqual(picture_size(path), (size, size))
 
     def test_manual_pages_are_well_formed(self):
         for program in PROGRAMS:
@@ -421,6 +431,14 @@ class Readme(unittest.TestCase):
             owners = run("dpkg-query", "--search", "*/" + library).stdout.splitlines()
             packages = {line.split(":")[0] for line in owners}
             self.assertTrue(packages & to_run, f"{library}: {packages}")
+
+
+def picture_size(path):
+    with open(path, "rb") as file:
+        head = file.read(24)
+    if head[:8] != b"\x89PNG\r\n\x1a\n":
+        raise AssertionError(f"{path} is no PNG")
+    return struct.unpack(">II", head[16:])
 
 
 def options(text):

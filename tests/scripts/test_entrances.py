@@ -94,6 +94,7 @@ class Entrances(unittest.TestCase):
 # What .ci/run calls, in the form of a program that notes it. The tests say what ctest would.
 CONTINUOUS = """#!/bin/sh
 echo "$CLIPMULE_PRESET $(basename "$0") $*" >>"$NOTES"
+[ "$(basename "$0")" != package ] || { echo "package: skipped: too small"; exit "$PACKAGE"; }
 [ "$(basename "$0")" = test ] || exit 0
 echo "of the log"
 if [ "$*" = --desktops ]; then
@@ -106,11 +107,12 @@ fi
 
 
 class ContinuousIntegration(unittest.TestCase):
-    def run_with(self, desktops):
-        """What .ci/run calls where the tests on other desktops end so, its status, and what it says at the end."""
+    def run_with(self, desktops="100% tests passed, 0 tests failed out of 4", package=0, seconds=0):
+        """What .ci/run calls where the tests on other desktops and scripts/package end so, and so much time has
+        gone before; its status, and what it says at the end."""
         root = pathlib.Path(tempfile.mkdtemp(prefix="entrances."))
         self.addCleanup(shutil.rmtree, root)
-        for name in ("test", "scripts/install-packages", "scripts/format", "scripts/analyse"):
+        for name in ("test", "scripts/install-packages", "scripts/format", "scripts/analyse", "scripts/package"):
             path = root / name
             path.parent.mkdir(exist_ok=True)
             path.write_text(CONTINUOUS)
@@ -119,15 +121,16 @@ class ContinuousIntegration(unittest.TestCase):
         shutil.copy(ROOT / ".ci/run", root / ".ci/run")
         environment = {name: value for name, value in os.environ.items() if name != "CLIPMULE_PRESET"}
         done = subprocess.run([root / ".ci/run"], text=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                              env={**environment, "NOTES": str(root / "notes"), "DESKTOPS": desktops})
+                              env={**environment, "NOTES": str(root / "notes"), "DESKTOPS": desktops, "PACKAGE": str(package),
+                                   "SECONDS": str(seconds)})
         end = done.stdout.rpartition("======== ")[2]
         return (root / "notes").read_text().splitlines(), done.returncode, end.splitlines()
 
     def test_everything_is_tried(self):
-        calls, status, end = self.run_with("100% tests passed, 0 tests failed out of 4")
+        calls, status, end = self.run_with()
         self.assertEqual(calls, [
             " install-packages build run desktop browser test check mutate", " format --check", "release test ",
-            "release test --desktops", "asan test ", " analyse --within 1500"])
+            "release test --desktops", "asan test ", " package --here --test", " analyse --within 1500"])
         self.assertEqual(status, 0)
         self.assertRegex(end[0], r"^Passed  \(\d+ min\)$")
         self.assertEqual(end[1:], [
@@ -142,6 +145,24 @@ class ContinuousIntegration(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertEqual(end, ["FAILED: Tests on other desktops (exit status 1)", "--- tests, desktops", summary,
                                "--- tests, release", "100% tests passed, 0 tests failed out of release"])
+
+    def test_analysis_takes_the_time_that_is_left(self):
+        def given(seconds):
+            return int(self.run_with(seconds=seconds)[0][-1].rpartition(" ")[2])
+        self.assertEqual(given(3200), 1500)
+        # Some seconds go by meanwhile.
+        self.assertTrue(900 < given(3800) <= 1000)
+        self.assertEqual((given(4520), given(9000)), (300, 300))
+
+    def test_packages_that_cannot_be_tried_are_said(self):
+        calls, status, end = self.run_with(package=77)
+        self.assertEqual((calls[-1], status), (" analyse --within 1500", 0))
+        self.assertEqual(end[1], "--- packages, skipped: too small")
+
+    def test_packages_that_fail_end_it(self):
+        calls, status, end = self.run_with(package=3)
+        self.assertEqual((calls[-1], status), (" package --here --test", 3))
+        self.assertEqual(end[0], "FAILED: Packages (exit status 3)")
 
     def test_what_was_skipped_is_said(self):
         summary = ["100% tests passed, 0 tests failed out of 4", "", "The following tests did not run:",

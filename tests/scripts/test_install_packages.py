@@ -27,7 +27,7 @@ class PackageList(unittest.TestCase):
             for line in file:
                 if line.startswith("#") or not line.strip():
                     continue
-                match = re.fullmatch(r"(build|run|desktop|browser|test|desktops|programs|check|mutate|fuzz|bench) +"
+                match = re.fullmatch(r"(build|run|desktop|browser|test|desktops|programs|check|mutate|package|fuzz|bench) +"
                                      r"([a-z0-9][a-z0-9+.-]+) +# \S.*\n", line)
                 self.assertTrue(match, line)
                 self.assertNotIn(match[2], seen)
