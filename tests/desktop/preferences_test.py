@@ -163,7 +163,7 @@ class PairingTest(PreferencesTest):
     def test_phones_appear_and_are_paired_by_return_and_by_click(self):
         self.start_agent()
         self.open_window()
-        self.wait_for_text("Open the app on your phone")
+        self.wait_for_text("open the app on your phone")
         anna = self.start_phone("Anna's Phone")
         bert = self.start_phone("Bert's Phone")
         self.wait_for_phone("Phones on this network", "Anna's Phone, Ready to be paired")
