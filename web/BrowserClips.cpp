@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QLoggingCategory>
 
+#include <malloc.h>
+
 namespace clipmule {
 
 namespace {
@@ -144,6 +146,8 @@ void BrowserClips::letMemoryGo() {
     _memoryTimer = RunLoop::current().performAfter(2 * ClipboardStore::saveInterval, [this] {
         _board->releaseCachedData();
         _waiting->releaseCachedData();
+        // What came with a clip was given back before the pictures went.
+        ::malloc_trim(0);
     });
 }
 
