@@ -115,8 +115,9 @@ class UnitTest(unittest.TestCase):
                       if ":\t" in line)
         self.assertEqual((status["NoNewPrivs"], status["Seccomp"], status["Umask"]), ("1", "2", "0077"))
         systemctl("restart", "clipmule-web")
-        until("list", lambda: "Page" in subprocess.run([self.program, "list"], capture_output=True, text=True,
-                                                       check=False).stdout)
+        # Of all commands this one alone never takes the folder, which would keep the unit from it.
+        until("code", lambda: subprocess.run([self.program, "code"], capture_output=True, check=False).stdout)
+        self.assertIn("Page", self.ask("list"))
         self.ask("revoke", "Page")
         self.assertEqual(self.ask("list"), "")
         self.assertEqual((self.state("ActiveState"), self.state("NRestarts")), ("active", "0"))
