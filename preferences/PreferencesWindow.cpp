@@ -181,15 +181,15 @@ QLayout *PreferencesWindow::makeNetworkSection() {
     _networkPages = WindowParts::makePages(_network, {_networkHint, _advice}, this);
     layout->addWidget(_networkPages, 1);
     _network->installEventFilter(this);
+    _addByBrowser = makeButton(PanelTexts::tr("Add a phone by its &browser…"),
+                               &PreferencesWindow::addByBrowser);
+    _addByBrowser->setAccessibleDescription(
+        PanelTexts::tr("Shows a code that the camera of any phone reads"));
     _addByHand = makeButton(PanelTexts::tr("Pair by a&ddress…"), &PreferencesWindow::addByHand);
     _addByHand->setAccessibleDescription(
         PanelTexts::tr("Pairs a phone that this network does not show"));
     _add = makeButton(PanelTexts::tr("P&air"), &PreferencesWindow::addCurrent);
     _add->setAccessibleDescription(PanelTexts::tr("Pairs the selected phone with this computer"));
-    _addByBrowser = makeButton(PanelTexts::tr("Add a phone by its &browser…"),
-                               &PreferencesWindow::addByBrowser);
-    _addByBrowser->setAccessibleDescription(
-        PanelTexts::tr("Shows a code that the camera of any phone reads"));
     auto *const buttons = new QHBoxLayout;
     buttons->addWidget(_addByBrowser);
     buttons->addStretch();

@@ -358,8 +358,9 @@ class LifeTest(PreferencesTest):
         shortened = [name.split(",")[0] for name in reached]
         self.assertEqual(shortened, ["Sync the clipboard with the paired phones", "Anna",
                                      "As with all phones: paste it", "Rename…", "Unpair", "Bert",
-                                     "Pair by address…", "Pair", "Paste what a phone sends",
-                                     "Show the icon in the system tray", "Start at login",
+                                     "Add a phone by its browser…", "Pair by address…", "Pair",
+                                     "Paste what a phone sends", "Show the icon in the system tray",
+                                     "Start at login", "Serve the page for browsers at login",
                                      "Check for updates automatically", "Help"])
 
     def test_the_doctor_tells_what_works(self):
