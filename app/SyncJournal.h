@@ -42,6 +42,7 @@ private:
         Refusal::Reason reason;
         Refusal::Kind kind;
         QString phone;
+        // NOLINTNEXTLINE(modernize-use-nullptr): means what the compiler makes of it.
         friend std::weak_ordering operator<=>(const Source &, const Source &) = default;
     };
     // When the user was told last. No larger than the journal: what left it is forgotten here too.

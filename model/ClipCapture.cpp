@@ -90,7 +90,7 @@ std::optional<QString> utf8(const QByteArray &data) {
 }
 
 std::optional<QString> styledText(const QByteArray &data, bool mayBeFolder) {
-    if (const std::optional<QString> text = textOfRtf(data))
+    if (std::optional<QString> text = textOfRtf(data))
         return text;
     // Bytes without markup are a text that somebody set for the type. Markup that cannot be read is
     // no text, nor is a rich-text folder.

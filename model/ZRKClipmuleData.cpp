@@ -258,7 +258,7 @@ ZRKClipmuleData::portableImageData(const std::optional<QByteArray> &imageData,
         anySize = [](qsizetype) { return std::numeric_limits<qint64>::max(); };
     try {
         const auto forms = PortablePicture::make(*imageData, anySize, false);
-        if (forms && forms->full)
+        if (nativeDictionary && forms && forms->full)
             nativeDictionary->insert(PasteboardType::NSTIFFPboardType, *forms->full);
         return forms ? std::optional(forms->portable) : std::nullopt;
     } catch (const PlatformException &exception) {

@@ -192,14 +192,14 @@ void Phone::sendPropertyList(const QString &path) {
 void Phone::sendClip(const ZRKClipmuleData &clip, const PhoneCommand &command, QJsonObject line) {
     if (command.forOtherPhones)
         line.insert(QStringLiteral("for"), QStringLiteral("other phones"));
-    printUnlessSent(_service.send(clip, command.forOtherPhones, printedWhenSent(std::move(line))));
+    printUnlessSent(_service.send(clip, command.forOtherPhones, printedWhenSent(line)));
 }
 
-bool Phone::send(const PropertyList &envelope, QJsonObject line) {
-    return printUnlessSent(_service.send(envelope, printedWhenSent(std::move(line))));
+bool Phone::send(const PropertyList &envelope, const QJsonObject &line) {
+    return printUnlessSent(_service.send(envelope, printedWhenSent(line)));
 }
 
-PhoneService::Fate Phone::printedWhenSent(QJsonObject line) {
+PhoneService::Fate Phone::printedWhenSent(const QJsonObject &line) {
     return {.onSent = [this, line](const QString &desk) {
         QJsonObject told = line;
         told.insert(QStringLiteral("desk"), desk);

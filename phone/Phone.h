@@ -63,8 +63,8 @@ private:
     void sendPropertyList(const QString &path);
     void sendClip(const ZRKClipmuleData &clip, const PhoneCommand &command, QJsonObject line);
     // Sends an envelope; the line is printed once the envelope is on its way.
-    bool send(const PropertyList &envelope, QJsonObject line);
-    [[nodiscard]] PhoneService::Fate printedWhenSent(QJsonObject line);
+    bool send(const PropertyList &envelope, const QJsonObject &line);
+    [[nodiscard]] PhoneService::Fate printedWhenSent(const QJsonObject &line);
     bool printUnlessSent(bool isSent);
     [[nodiscard]] std::optional<QByteArray> contents(const QString &path);
 

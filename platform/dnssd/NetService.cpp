@@ -68,7 +68,7 @@ void NetService::publish() {
 }
 
 QByteArray NetService::publishableTxtRecord() const {
-    const QByteArray record = _txtRecord.value_or(dnssd::emptyTxtRecord());
+    QByteArray record = _txtRecord.value_or(dnssd::emptyTxtRecord());
     const QString refusal = dnssd::reasonToRefuseTxtRecord(record);
     if (refusal.isEmpty())
         return record;

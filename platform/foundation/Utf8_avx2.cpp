@@ -189,7 +189,9 @@ CLIPMULE_AVX2 void escape(char *&outPlace, const char16_t *&inPlace, const char1
             in += run;
             if (*in < 0x80) {
                 const bool isAmpersand = *in == u'&';
-                std::memcpy(out, isAmpersand ? "&amp;" : *in == u'<' ? "&lt;" : "&gt;", 5);
+                // Five bytes in any case, of which four may count.
+                const char *const entity = isAmpersand ? "&amp;" : *in == u'<' ? "&lt; " : "&gt; ";
+                std::memcpy(out, entity, 5);
                 out += isAmpersand ? 5 : 4;
                 ++in;
             }

@@ -259,7 +259,7 @@ private:
 } // namespace
 
 QByteArray Outgoing::next(qsizetype most) const {
-    const auto piece =
+    auto piece =
         QByteArray::fromRawData(data.constData() + offset, std::min(most, data.size() - offset));
     if (!isLatin1)
         return piece;

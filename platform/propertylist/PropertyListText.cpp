@@ -44,7 +44,7 @@ QByteArray asUtf8(QStringView text, ParseMemory &memory) {
 QString fromUtf16(QByteArrayView bytes, QStringDecoder::Encoding encoding) {
     // The first byte-order mark, if there was one, is gone; a second is a character.
     QStringDecoder decoder(encoding, QStringDecoder::Flag::ConvertInitialBom);
-    const QString text = decoder(bytes);
+    QString text = decoder(bytes);
     if (bytes.size() % 2 != 0 || !text.isValidUtf16())
         refuse(QStringLiteral("the text is not valid UTF-16"));
     return text;

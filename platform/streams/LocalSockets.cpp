@@ -275,7 +275,7 @@ bool isOfThisUser(int descriptor) {
            length == sizeof peer && peer.uid == ::geteuid();
 }
 
-SocketListener::Calls callsFor(std::shared_ptr<LocalName> name, int type) {
+SocketListener::Calls callsFor(const std::shared_ptr<LocalName> &name, int type) {
     return {
         .socket = [type] { return newSocket(type).release(); },
         .bind = [name](int descriptor) { return name->bind(descriptor); },

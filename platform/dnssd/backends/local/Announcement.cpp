@@ -23,7 +23,7 @@ QByteArray withLength(const QString &text) {
 QByteArray take(QByteArray &rest, qsizetype count) {
     if (rest.size() < count)
         return {};
-    const QByteArray taken = rest.first(count);
+    QByteArray taken = rest.first(count);
     rest = rest.sliced(count);
     return taken;
 }

@@ -77,9 +77,9 @@ PropertyList::Dictionary FilePreferencesDatabase::copyMultiple(const QString &do
 
 Result<void> FilePreferencesDatabase::setValue(const QString &domain, const QString &key,
                                                const std::optional<PropertyList> &value) {
-    const auto written = isValidDomain(domain)
-                             ? merge(domain, key, value)
-                             : failure(QStringLiteral("no name for a preferences domain"));
+    auto written = isValidDomain(domain)
+                       ? merge(domain, key, value)
+                       : failure(QStringLiteral("no name for a preferences domain"));
     if (!written)
         qCWarning(logPreferences).noquote()
             << "preference" << cutForLog(key) << "of" << cutForLog(domain)
