@@ -307,7 +307,9 @@ Result<PreferencesCommand> parseCommandLine(const QStringList &arguments) {
         return failure(QStringLiteral("unexpected argument: %1").arg(cutForLog(words[wanted])));
     command.kind = rule->kind;
     return readOptions(options, command)
-        .and_then([&] { return readOperands(words, options, command); })
+        .and_then([&, &words = words, &options = options] {
+            return readOperands(words, options, command);
+        })
         .map([&] { return command; });
 }
 

@@ -404,7 +404,7 @@ QString PreferencesWindow::agentText() const {
         break;
     }
     const AgentStatus &status = *_services.agent.status();
-    if (const QString obstacle = clipboardObstacle(status); !obstacle.isEmpty())
+    if (QString obstacle = clipboardObstacle(status); !obstacle.isEmpty())
         return obstacle;
     if (!_services.settings.isOn(Key::SyncEnabled))
         return PanelTexts::tr("Syncing is off.");

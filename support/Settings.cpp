@@ -318,7 +318,7 @@ std::optional<PropertyList> SettingsStores::value(Key key) const {
 Result<void> SettingsStores::set(Key key, const PropertyList &value) {
     const Settings::Setting &setting = Settings::setting(key);
     ZRKUserDefaults &store = of(setting.domain);
-    const auto written = store.setObjectForKey(value, setting.name);
+    auto written = store.setObjectForKey(value, setting.name);
     // What is shown is what the file holds.
     if (!written)
         store.reset();

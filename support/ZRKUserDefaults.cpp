@@ -115,7 +115,7 @@ QString ZRKUserDefaults::findSharedIdentifier(const Bundles &bundles) {
     QList<Bundle> candidates{bundles.containingClass, _mainBundle(bundles)};
     candidates += bundles.all + bundles.frameworks;
     for (const Bundle &bundle : candidates) {
-        const QString identifier = bundle.infoText(sharedIdentifierKey);
+        QString identifier = bundle.infoText(sharedIdentifierKey);
         if (!identifier.isEmpty())
             return identifier;
     }
@@ -247,9 +247,8 @@ Result<void> ZRKUserDefaults::setObjectForKey(const std::optional<PropertyList> 
                                               const QString &key) {
     // An observer may let go of this store.
     const auto self = weak_from_this().lock();
-    const auto written = _environment.database
-                             ? _environment.database->setValue(_identifier, key, value)
-                             : Result<void>();
+    auto written = _environment.database ? _environment.database->setValue(_identifier, key, value)
+                                         : Result<void>();
     PropertyList::Dictionary userInfo{{gUserDefaultsKey, key}};
     if (value) {
         _defaults.insert(key, *value);

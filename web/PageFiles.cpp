@@ -48,7 +48,7 @@ PageFiles::PageFiles(const QString &folder) {
         file.plainTag = tagOf(file.plain);
         file.zippedTag = tagOf(file.zipped);
         const QByteArray name = path.sliced(folder.size()).toUtf8();
-        _files.insert(name == "/index.html" ? QByteArray("/") : name, std::move(file));
+        _files.insert(name == "/index.html" ? QByteArray("/") : name, file);
     }
 }
 

@@ -46,7 +46,6 @@ constexpr std::array securityHeaders{
         "trusted-types clipmule-page"},
     Header{"x-content-type-options:", "nosniff"},
     Header{"referrer-policy:", "no-referrer"},
-    Header{"cross-origin-opener-policy:", "same-origin"},
     Header{"cross-origin-resource-policy:", "same-origin"},
     // A photo is taken by the phone's own program, which asks for itself.
     Header{"permissions-policy:", "camera=(), display-capture=(), geolocation=(), microphone=()"},
@@ -273,10 +272,12 @@ QList<QHostAddress> PageServer::addresses() const {
 
 QString PageServer::origin(const QHostAddress &address) const {
     const bool isIPv6 = address.protocol() == QAbstractSocket::IPv6Protocol;
-    return QStringLiteral("%1://%2:%3")
-        .arg(isSecure() ? QStringLiteral("https") : QStringLiteral("http"),
-             isIPv6 ? u'[' + address.toString() + u']' : address.toString())
-        .arg(port());
+    return (isSecure() ? QStringLiteral("https://") : QStringLiteral("http://")) +
+           (isIPv6 ? u'[' + address.toString() + u']' : address.toString()) + portOfOrigin();
+}
+
+QString PageServer::portOfOrigin() const {
+    return port() == (isSecure() ? 443 : 80) ? QString() : u':' + QString::number(port());
 }
 
 bool PageServer::hasRoomFor(const QHostAddress &peer) const {
@@ -330,7 +331,7 @@ bool PageServer::isOurHost(const QByteArray &host) const {
            (std::any_of(served.begin(), served.end(),
                         [&](const QHostAddress &address) { return is(origin(address)); }) ||
             std::any_of(_options.names.begin(), _options.names.end(), [&](const QString &name) {
-                return lower == name.toLower().toUtf8() + ':' + QByteArray::number(port());
+                return lower == (name.toLower() + portOfOrigin()).toUtf8();
             }));
 }
 
@@ -383,6 +384,9 @@ int PageServer::writeHead(lws *socket, unsigned status, const PageFiles::File *f
     bool isWritten = lws_add_http_header_status(socket, status, &at, end) == 0;
     for (const Header &one : securityHeaders)
         isWritten = isWritten && add(one.name, one.value);
+    // Over plain HTTP browsers ignore it, and complain.
+    if (isSecure())
+        isWritten = isWritten && add("cross-origin-opener-policy:", "same-origin");
     const bool hasBody = file && status == 200;
     if (file)
         isWritten = isWritten && add("etag:", isZipped ? file->zippedTag : file->plainTag) &&

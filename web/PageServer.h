@@ -72,7 +72,7 @@ public:
     [[nodiscard]] quint16 port() const;
     /// The addresses of listenOn() that it does listen on, in that order.
     [[nodiscard]] QList<QHostAddress> addresses() const;
-    /// "http://192.168.1.2:8080".
+    /// "http://192.168.1.2:8080"; without a port where that is the usual one, as browsers say it.
     [[nodiscard]] QString origin(const QHostAddress &address) const;
     [[nodiscard]] qsizetype connections() const { return qsizetype(_connections.size()); }
 
@@ -82,6 +82,7 @@ private:
     friend struct PageServerCallbacks;
 
     void accept(qintptr descriptor, const OwnNetwork &network);
+    [[nodiscard]] QString portOfOrigin() const;
     [[nodiscard]] bool hasRoomFor(const QHostAddress &peer) const;
     [[nodiscard]] Connection *connection(lws *socket);
     // After so many seconds.

@@ -95,7 +95,7 @@ Result<void> PairedBrowsers::load() {
     if (written < 1 || !root[browsersKey].isArray())
         return failure(QStringLiteral("%1 is damaged").arg(_path));
     std::list<Browser> browsers;
-    for (const QJsonValue &value : root[browsersKey].toArray()) {
+    for (const auto &value : root[browsersKey].toArray()) {
         auto browser = fromJson(value.toObject());
         if (!browser || browsers.size() == mostBrowsers)
             return failure(QStringLiteral("%1 is damaged").arg(_path));

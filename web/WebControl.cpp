@@ -73,7 +73,7 @@ Result<void> WebControl::start(const QByteArray &runtimeFolder) {
     auto [claim, name] = LocalName::claim(*folder, socketName);
     if (claim != LocalName::Claim::Claimed)
         return failure(QStringLiteral("the socket for other programs is taken"));
-    auto listener = SocketListener::open(callsFor(std::move(name), SOCK_STREAM));
+    auto listener = SocketListener::open(callsFor(name, SOCK_STREAM));
     if (!listener)
         return tl::unexpected(listener.error());
     _listener = std::move(*listener);

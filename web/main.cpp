@@ -206,7 +206,7 @@ int show(const QJsonObject &answer) {
     }
     if (answer.contains(QStringLiteral("link")))
         showCode(answer[QStringLiteral("link")].toString());
-    for (const QJsonValue &browser : answer[QStringLiteral("browsers")].toArray()) {
+    for (const auto &browser : answer[QStringLiteral("browsers")].toArray()) {
         printLine(QStringList{browser[QStringLiteral("id")].toString().first(8),
                               browser[QStringLiteral("name")].toString(),
                               browser[QStringLiteral("lastSeen")].toString()}

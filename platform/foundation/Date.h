@@ -23,6 +23,7 @@ struct Date {
     [[nodiscard]] QDateTime toDateTime() const;
 
     friend bool operator==(const Date &, const Date &) = default;
+    // NOLINTNEXTLINE(modernize-use-nullptr): means what the compiler makes of it.
     friend auto operator<=>(const Date &, const Date &) = default;
 };
 

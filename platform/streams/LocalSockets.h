@@ -102,7 +102,7 @@ private:
 
 /// The calls of a listener on a socket of this type under the name. Other users' connections are
 /// ended before anybody sees them.
-[[nodiscard]] SocketListener::Calls callsFor(std::shared_ptr<LocalName> name, int type);
+[[nodiscard]] SocketListener::Calls callsFor(const std::shared_ptr<LocalName> &name, int type);
 
 /// The calls of a listener whose port is one of this user's alone: not of the network, but a socket
 /// in the folder, with a number that no other there has. For one listener at a time.

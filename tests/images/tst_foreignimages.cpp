@@ -95,7 +95,7 @@ QByteArray jpegOf(const QImage &image, Kind kind) {
         jpeg_write_scanlines(&jpeg, &line, 1);
     }
     jpeg_finish_compress(&jpeg);
-    const QByteArray result(reinterpret_cast<const char *>(bytes), qsizetype(size));
+    QByteArray result(reinterpret_cast<const char *>(bytes), qsizetype(size));
     jpeg_destroy_compress(&jpeg);
     ::free(bytes);
     return result;

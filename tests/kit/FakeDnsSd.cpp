@@ -419,7 +419,7 @@ private:
 FakeDnsSd::FakeDnsSd()
     : FakeDnsSd(std::make_shared<FakeNetwork>(), QStringLiteral("this-host")) {}
 
-FakeDnsSd::FakeDnsSd(std::shared_ptr<FakeNetwork> network, const QString &hostName)
+FakeDnsSd::FakeDnsSd(const std::shared_ptr<FakeNetwork> &network, const QString &hostName)
     : FakeDnsSd(network, std::make_unique<FakeResponder>(network, hostName)) {}
 
 FakeDnsSd::FakeDnsSd(std::shared_ptr<FakeNetwork> network, std::unique_ptr<FakeResponder> responder)

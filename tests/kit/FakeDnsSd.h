@@ -137,7 +137,7 @@ public:
 
     /// A host alone on a network of its own, its responder running.
     FakeDnsSd();
-    FakeDnsSd(std::shared_ptr<FakeNetwork> network, const QString &hostName);
+    FakeDnsSd(const std::shared_ptr<FakeNetwork> &network, const QString &hostName);
     ~FakeDnsSd() override;
 
     [[nodiscard]] FakeResponder &responder() { return *_responder; }

@@ -381,7 +381,7 @@ private Q_SLOTS:
     void whatWasRefusedIsTold() {
         Doctor::Facts facts = healthy();
         Refusal refusal{
-            .reason = Refusal::Reason::TooLarge, .size = 20, .limit = 10, .date = Date(0)};
+            .reason = Refusal::Reason::TooLarge, .size = 20, .limit = 10, .date = Date{0}};
         facts.status->refusals = {refusal, refusal, refusal, refusal};
         facts.status->refusals[0].count = 2;
         const Doctor::Report report = Doctor::examine(facts);

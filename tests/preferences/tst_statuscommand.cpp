@@ -27,7 +27,7 @@ AgentStatus::Phone told(const QString &service, AgentStatus::PhoneState state,
     return {.service = service,
             .name = service,
             .state = state,
-            .lastSeen = Date(0), // 2001-01-01
+            .lastSeen = Date{0}, // 2001-01-01
             .lastError = error,
             .lastErrorDate = {}};
 }
@@ -119,7 +119,7 @@ private Q_SLOTS:
                         .kind = Refusal::Kind::Text,
                         .size = 20,
                         .limit = 10,
-                        .date = Date(0)};
+                        .date = Date{0}};
         for (int i = 0; i < 7; ++i)
             _agent->told->refusals.append(refusal);
         _agent->told->refusals[1].count = 3;

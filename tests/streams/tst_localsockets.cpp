@@ -51,8 +51,9 @@ int inChild(const std::function<int()> &work) {
 }
 
 /// A listener under the name, kept by what it returns.
-std::unique_ptr<SocketListener> listenAs(std::shared_ptr<LocalName> name, int type = SOCK_STREAM) {
-    return kit::valueOf(SocketListener::open(callsFor(std::move(name), type)));
+std::unique_ptr<SocketListener> listenAs(const std::shared_ptr<LocalName> &name,
+                                         int type = SOCK_STREAM) {
+    return kit::valueOf(SocketListener::open(callsFor(name, type)));
 }
 
 } // namespace
@@ -229,7 +230,8 @@ private Q_SLOTS:
         QCOMPARE(LocalName::claim(there, "a").first, Claim::InFlux);
         QCOMPARE(LocalName::claim(folder(), "a").first, Claim::InFlux);
         QCOMPARE(LocalName::claim(there, "b").first, Claim::Claimed);
-        auto listener = listenAs(std::move(first));
+        auto listener = listenAs(first);
+        first.reset();
         QCOMPARE(LocalName::claim(there, "a").first, Claim::Taken);
         QVERIFY(!LocalName::claim(there, "a").second);
         listener.reset();

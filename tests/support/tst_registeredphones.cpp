@@ -26,9 +26,9 @@ QString refusalOf(const PropertyList &value) {
     return checked ? QString() : checked.error().reason;
 }
 
-QString changedBy(const char *key, PropertyList value) {
+QString changedBy(const char *key, const PropertyList &value) {
     Dictionary entry{{service, QStringLiteral("Anna")}};
-    entry.insert(QString::fromLatin1(key), std::move(value));
+    entry.insert(QString::fromLatin1(key), value);
     return refusalOf(List{entry});
 }
 

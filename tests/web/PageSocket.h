@@ -199,7 +199,7 @@ public:
     /// The next message of that name, whatever comes before; empty when none comes.
     [[nodiscard]] QJsonObject hear(const QString &name) {
         while (const auto plain = next()) {
-            const QJsonObject object = QJsonDocument::fromJson(plain->sliced(1)).object();
+            QJsonObject object = QJsonDocument::fromJson(plain->sliced(1)).object();
             if (plain->startsWith('\0') && object[QStringLiteral("is")].toString() == name)
                 return object;
         }

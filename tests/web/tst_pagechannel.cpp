@@ -131,7 +131,7 @@ class PageChannelTest final : public kit::TestCase {
         PageClient::Secrets secrets;
         PageClient page;
         PageChannel channel;
-        explicit Pair(PageClient::Secrets with = resuming())
+        explicit Pair(const PageClient::Secrets &with = resuming())
             : secrets(with)
             , page(with)
             , channel(knows(with)) {

@@ -177,12 +177,24 @@ private Q_SLOTS:
         }
     }
 
+    void theUsualPortIsLeftOutAsBrowsersDo() {
+        if (::geteuid() != 0)
+            QSKIP("only root can listen on it");
+        restart({u"--port"_qs, u"80"_qs});
+        QVERIFY(_web->port() == 0);
+        PageSocket socket(80);
+        QCOMPARE(socket.ask("GET / HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n").status, 200);
+        QCOMPARE(socket.ask(socket.upgradeRequest("http://127.0.0.1", "127.0.0.1")).status, 101);
+    }
+
     void aPageIsServedOverTls() {
         const QSslCertificate certificate = certify(u"good"_qs, 1);
         restart({u"--certificate"_qs, path(u"good.pem"_qs), u"--key"_qs, path(u"good.key"_qs)});
         QVERIFY(_web->isSecure());
         PageSocket socket(_web->port(), certificate);
-        QCOMPARE(socket.get("/").status, 200);
+        const auto answer = socket.get("/");
+        QCOMPARE(answer.status, 200);
+        QCOMPARE(answer.headers["cross-origin-opener-policy"], QByteArray("same-origin"));
         // Over HTTP/2 there would be no Host header to check.
         QCOMPARE(socket.socket().sslConfiguration().nextNegotiatedProtocol(),
                  QByteArray("http/1.1"));

@@ -453,7 +453,7 @@ private Q_SLOTS:
         const auto page = paired();
         const auto german = resumed(resuming(page), u"de-AT"_qs);
         QStringList labels;
-        for (const QJsonValue &filter : _welcome[u"filters"_qs].toArray())
+        for (const auto &filter : _welcome[u"filters"_qs].toArray())
             labels += filter[u"label"_qs].toString();
         QVERIFY2(labels.contains(u"In Großbuchstaben umwandeln"_qs), qPrintable(labels.join(u'|')));
         const auto ask = [&](int transfer, const QString &name, const QByteArray &text) {

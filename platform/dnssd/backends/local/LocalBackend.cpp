@@ -125,7 +125,7 @@ private:
             auto [claim, name] = LocalName::claim(*folder, fileOf(service.name, service.type));
             switch (claim) {
             case LocalName::Claim::Claimed:
-                return listen(std::move(name));
+                return listen(name);
             case LocalName::Claim::Refused:
                 return report(QStringLiteral("something else lies in its place in %1")
                                   .arg(cutForLog(QString::fromLocal8Bit((*folder)->path()))));
@@ -141,8 +141,8 @@ private:
         report(QStringLiteral("every name is taken"));
     }
 
-    void listen(std::shared_ptr<LocalName> name) {
-        auto opened = SocketListener::open(callsFor(std::move(name), SOCK_SEQPACKET));
+    void listen(const std::shared_ptr<LocalName> &name) {
+        auto opened = SocketListener::open(callsFor(name, SOCK_SEQPACKET));
         if (!opened)
             return report(opened.error().reason);
         _listener = std::move(*opened);

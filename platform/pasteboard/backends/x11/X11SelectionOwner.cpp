@@ -124,13 +124,14 @@ void X11SelectionOwner::requested(const xcb_selection_request_event_t &request) 
     // The time of the request is not looked at: toolkits ask with the time of the last event they
     // saw, which may be from before we took the clipboard, and mean what is there now.
     // Anybody may name a window of ours as the requestor; its events are ours to choose.
-    const bool isRefused = !isForUs || _connection->isOurs(request.requestor);
-    if (!isRefused && request.target == _atoms.multiple && request.property != XCB_ATOM_NONE)
-        requestedMultiple(request, property);
-    else if (isRefused || !waitsForConversion(request, {request.target}))
-        notify(request, !isRefused && convert(request.requestor, request.target, property)
-                            ? property
-                            : XCB_ATOM_NONE);
+    if (!isForUs || _connection->isOurs(request.requestor))
+        return notify(request, XCB_ATOM_NONE);
+    if (request.target == _atoms.multiple && request.property != XCB_ATOM_NONE)
+        return requestedMultiple(request, property);
+    if (waitsForConversion(request, {request.target}))
+        return;
+    const bool isConverted = convert(request.requestor, request.target, property);
+    notify(request, isConverted ? property : xcb_atom_t(XCB_ATOM_NONE));
 }
 
 // The property holds pairs of a target and a property to put it into. What cannot be had is marked
