@@ -4,10 +4,10 @@
 #pragma once
 
 #include "platform/streams/LocalSockets.h"
+#include "tests/kit/Await.h"
 #include "tests/kit/LoopbackSockets.h"
 
 #include <QTemporaryDir>
-#include <QTest>
 
 #include <vector>
 
@@ -26,7 +26,7 @@ public:
     /// Nobody answers before.
     void start(const QByteArray &socketName) {
         auto [claim, name] = LocalName::claim(*LocalFolder::open(folder()), socketName);
-        _listener = std::move(*SocketListener::open(callsFor(std::move(name), SOCK_STREAM)));
+        _listener = std::move(*SocketListener::open(callsFor(name, SOCK_STREAM)));
         acceptNext();
     }
     /// Ends with all its connections.
@@ -39,7 +39,7 @@ public:
     /// What the newest connection asks, as soon as it has; empty when none comes.
     [[nodiscard]] QByteArray question() {
         QByteArray asked;
-        std::ignore = QTest::qWaitFor([&] {
+        std::ignore = await([&] {
             if (!_sockets.empty())
                 asked += loopback::receiveWithoutWaiting(_sockets.back());
             return asked.endsWith('\n');

@@ -19,8 +19,11 @@ inline const QByteArray icon = QByteArray::fromHex(
 /// The bytes that are offered under a name.
 inline QByteArray offered(const PasteboardContents &contents, const char *target) {
     for (const PasteboardOffers::Offer &offer : PasteboardOffers::offers(contents)) {
-        if (offer.target == QLatin1String(target))
-            return PasteboardOffers::Outgoing{offer.data, offer.isLatin1}.next(offer.data.size());
+        if (offer.target != QLatin1String(target))
+            continue;
+        const PasteboardOffers::Outgoing outgoing{offer.data, offer.isLatin1};
+        const QByteArray bytes = outgoing.next(offer.data.size());
+        return {bytes.constData(), bytes.size()};
     }
     return "(not offered)";
 }

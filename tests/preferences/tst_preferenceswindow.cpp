@@ -462,7 +462,8 @@ private Q_SLOTS:
         button(u"Add a phone by its browser…"_qs)->click();
         auto *const dialog = _window->findChild<PagePairingDialog *>();
         QVERIFY(dialog && dialog->isVisible());
-        QCOMPARE(_pairing->stage(), PagePairing::Stage::Starting);
+        // The program may have ended already.
+        QVERIFY(_pairing->stage() != PagePairing::Stage::Idle);
         dialog->reject();
         QTRY_COMPARE(_pairing->stage(), PagePairing::Stage::Idle);
     }
