@@ -9,6 +9,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QTest>
 
 using namespace clipmule;
 using namespace clipmule::kit;

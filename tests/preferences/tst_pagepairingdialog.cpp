@@ -16,6 +16,7 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QPushButton>
+#include <QTest>
 
 using namespace clipmule;
 using namespace clipmule::kit;

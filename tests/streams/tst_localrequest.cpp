@@ -6,6 +6,8 @@
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/kit/TestCase.h"
 
+#include <QTest>
+
 using namespace clipmule;
 using Answer = LocalFolder::Answer;
 
