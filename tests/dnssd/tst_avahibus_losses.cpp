@@ -216,6 +216,20 @@ private Q_SLOTS:
         QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
     }
 
+    void whatItTellsOfItselfIsNewerThanItsAnswer() {
+        _daemon->isMute = true;
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("GetState")) == 1; }));
+        _daemon->setState(running);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+        _daemon->state = starting;
+        QVERIFY(_daemon->tellState());
+        _daemon->found(_daemon->paths[0], anna.name);
+        QVERIFY(until([&] { return !browse.changes().isEmpty(); }));
+        QCOMPARE(_responder->availability(), Availability::Running);
+    }
+
     void oneThatEndsBeforeItHasAnsweredIsNotThere() {
         _daemon->isMute = true;
         Browse browse(*_backend);

@@ -320,18 +320,23 @@ void AvahiBusResponder::askForState() {
         if (reply.type() != QDBusMessage::ReplyMessage)
             return lose(errorText(reply));
         _owner = reply.arguments().value(0).toString();
+        _wasToldState = false;
         call(serverPath, serverInterface, QStringLiteral("GetState"), {},
              [this](const QDBusMessage &state) {
                  if (state.type() != QDBusMessage::ReplyMessage)
                      return lose(errorText(state));
-                 setServerState(state.arguments().value(0).toInt());
+                 // An answer that a signal has overtaken on its way is old.
+                 if (!_wasToldState)
+                     setServerState(state.arguments().value(0).toInt());
              });
     });
 }
 
 void AvahiBusResponder::serverStateChanged(const QDBusMessage &message) {
-    if (message.service() == _owner && message.signature() == QStringLiteral("is"))
-        setServerState(message.arguments().value(0).toInt());
+    if (message.service() != _owner || message.signature() != QStringLiteral("is"))
+        return;
+    _wasToldState = true;
+    setServerState(message.arguments().value(0).toInt());
 }
 
 void AvahiBusResponder::setServerState(int state) {

@@ -99,6 +99,7 @@ private:
     Date _lossDate;
     RunLoop::Timer _look;
     std::deque<Call> _waitingCalls;
+    bool _wasToldState = false; // by a signal, since it was asked for
     int _openCalls = 0;
     QHash<QString, AvahiBusObject *> _objects;
     int _creations = 0;
