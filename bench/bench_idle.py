@@ -38,15 +38,24 @@ class Process:
         text = (path / "status").read_text(encoding="ascii")
         return int(text.split(f"\n{key}:")[1].split()[0])
 
-    def wake_ups(self):
-        """How often any thread went to sleep, which is how often one woke."""
-        return sum(self.status(task, "voluntary_ctxt_switches")
-                   for task in (self.folder / "task").iterdir())
+    def activity(self):
+        """What each thread did so far: how often it went to sleep, which is how often it woke, and
+        milliseconds of processor time, to the nanosecond."""
+        return {task.name: (self.status(task, "voluntary_ctxt_switches"),
+                            int((task / "schedstat").read_text(encoding="ascii").split()[0]) / 1e6)
+                for task in (self.folder / "task").iterdir()}
+
+    def activity_since(self, before):
+        """Wake-ups and milliseconds of all threads since then. A thread that has ended meanwhile woke
+        for that; what else it did is not known any more."""
+        now = self.activity()
+        ended = len(before.keys() - now.keys())
+        return (ended + sum(switches - before.get(task, (0, 0))[0] for task, (switches, _) in now.items()),
+                sum(spent - before.get(task, (0, 0))[1] for task, (_, spent) in now.items()))
 
     def processor_milliseconds(self):
-        """Of all threads there are, to the nanosecond."""
-        return sum(int((task / "schedstat").read_text(encoding="ascii").split()[0])
-                   for task in (self.folder / "task").iterdir()) / 1e6
+        """Of all threads there are."""
+        return sum(spent for _, spent in self.activity().values())
 
     def resident_megabytes(self):
         return self.status(self.folder, "VmRSS") / 1024
@@ -57,13 +66,14 @@ class Process:
 
 def idle(process, case, seconds):
     start = time.monotonic()
-    wake_ups, processor = process.wake_ups(), process.processor_milliseconds()
+    before = process.activity()
     time.sleep(seconds)
     passed = time.monotonic() - start
+    wake_ups, processor = process.activity_since(before)
     return {
         "case": case,
-        "wake-ups a second": round((process.wake_ups() - wake_ups) / passed, 2),
-        "processor ms a second": round((process.processor_milliseconds() - processor) / passed, 2),
+        "wake-ups a second": round(wake_ups / passed, 2),
+        "processor ms a second": round(processor / passed, 2),
         "resident MB": round(process.resident_megabytes(), 1),
         "of these own MB": round(process.anonymous_megabytes(), 1),
     }

@@ -204,20 +204,21 @@ class Rig:
 
 def rest(processes, seconds, case):
     """All of them in the same minute, in which nothing happens."""
-    before = {name: (process.wake_ups(), process.processor_milliseconds())
-              for name, process in processes.items()}
+    before = {name: process.activity() for name, process in processes.items()}
     start = time.monotonic()
     time.sleep(seconds)
     minutes = (time.monotonic() - start) / 60
+    since = {name: process.activity_since(before[name]) for name, process in processes.items()}
     return [{"case": case, "side": name,
-             "wake-ups a minute": round((process.wake_ups() - before[name][0]) / minutes, 1),
-             "processor ms a minute":
-                 round((process.processor_milliseconds() - before[name][1]) / minutes, 2),
+             "wake-ups a minute": round(since[name][0] / minutes, 1),
+             "processor ms a minute": round(since[name][1] / minutes, 2),
              "resident MB": round(process.resident_megabytes(), 1),
              "own MB": round(process.anonymous_megabytes(), 2)} for name, process in processes.items()]
 
 
 def measure(options, log, folder):
+    # On a machine without a display nobody has made it.
+    pathlib.Path("/tmp/.X11-unix").mkdir(exist_ok=True)
     network.must("mount", "-t", "tmpfs", "-o", "mode=1777", "none", "/tmp/.X11-unix")
     started = Started(folder, log)
     client = None

@@ -27,17 +27,18 @@ CLIPS_A_SECOND = 5
 
 def observe(process, case, seconds, step):
     start = time.monotonic()
-    wake_ups, processor = process.wake_ups(), process.processor_milliseconds()
+    before = process.activity()
     beat = 0
     while time.monotonic() < start + seconds:
         step(beat)
         beat += 1
         time.sleep(max(0.0, start + beat / CLIPS_A_SECOND - time.monotonic()))
     passed = time.monotonic() - start
+    wake_ups, processor = process.activity_since(before)
     return {
         "case": case,
-        "wake-ups a second": round((process.wake_ups() - wake_ups) / passed, 2),
-        "processor ms a second": round((process.processor_milliseconds() - processor) / passed, 2),
+        "wake-ups a second": round(wake_ups / passed, 2),
+        "processor ms a second": round(processor / passed, 2),
         "resident MB": round(process.resident_megabytes(), 1),
         "of these own MB": round(process.anonymous_megabytes(), 1),
     }
