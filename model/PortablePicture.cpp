@@ -6,6 +6,9 @@
 #include "Common/Categories/ZRKNSImageCategory.h"
 #include "platform/images/ImageCodec.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace clipmule::PortablePicture {
 
 namespace {
@@ -13,22 +16,31 @@ namespace {
 using ImageCodec::WrittenPng;
 
 constexpr QSize square{reducedSide, reducedSide};
+constexpr qint64 anySize = std::numeric_limits<qint64>::max();
 
 bool isToBeReduced(QSize size) {
     return size.isValid() && qint64(size.width()) * size.height() > mostPixels;
 }
 
-// As PNG, or as JPEG where that is too large. A PNG stays as it was written where it is small
-// enough; one that is not is tried again only where its writer made no effort.
-QByteArray inItsOwnSize(const QImage &image, const std::optional<WrittenPng> &written,
-                        const std::atomic_bool &isAbandoned) {
-    if (written && !written->bytes.isEmpty())
+// As PNG of so many bytes at most; nothing where it has more. A PNG stays as it was written where it
+// is small enough; one that is not is tried again only where its writer made no effort.
+std::optional<QByteArray> asPng(const QImage &image, const std::optional<WrittenPng> &written,
+                                qint64 largest, const std::atomic_bool &isAbandoned) {
+    if (written && !written->bytes.isEmpty() && written->bytes.size() <= largest)
         return written->bytes;
-    if (!written || written->isInHaste) {
-        if (const auto png = ImageCodec::png(image, largestPng, &isAbandoned))
-            return *png;
-    }
-    return isAbandoned ? QByteArray() : ImageCodec::jpeg(image, jpegCompressionFactor);
+    if (written && !written->isInHaste)
+        return std::nullopt;
+    return ImageCodec::png(image, largest, &isAbandoned);
+}
+
+// As PNG, or as JPEG where that is too large; no bytes where both have more than so many.
+QByteArray inItsOwnSize(const QImage &image, const std::optional<WrittenPng> &written,
+                        qint64 largest, const std::atomic_bool &isAbandoned) {
+    if (const auto png =
+            asPng(image, written, std::min(largest, qint64(largestPng)), isAbandoned))
+        return *png;
+    return ImageCodec::jpeg(image, jpegCompressionFactor, largest, isAbandoned)
+        .value_or(QByteArray(""));
 }
 
 } // namespace
@@ -55,11 +67,10 @@ std::optional<Forms> make(const QByteArray &picture, const LargestFull &largestF
                                           jpegCompressionFactor);
         const qint64 largest = largestFull ? largestFull(forms.portable.size()) : -1;
         if (largestFull)
-            forms.full = largest < 0 ? QByteArray("") : inItsOwnSize(*image, written, isAbandoned);
-        if (forms.full && forms.full->size() > largest)
-            forms.full = QByteArray("");
+            forms.full =
+                largest < 0 ? QByteArray("") : inItsOwnSize(*image, written, largest, isAbandoned);
     } else {
-        forms.portable = inItsOwnSize(*image, written, isAbandoned);
+        forms.portable = inItsOwnSize(*image, written, anySize, isAbandoned);
     }
     return isAbandoned ? std::nullopt : std::optional(forms);
 }

@@ -7,6 +7,7 @@
 #include "platform/foundation/Log.h"
 
 #include <QFontInfo>
+#include <QImageReader>
 #include <QPainter>
 
 #include <cmath>
@@ -30,7 +31,10 @@ QString pathOf(const Bundle &bundle, const QString &name) {
 
 QImage read(const Bundle &bundle, const QString &name) {
     const QString path = pathOf(bundle, name);
-    const QImage image = path.isEmpty() ? QImage() : QImage(path);
+    QImageReader reader(path, "png");
+    // Else every plug-in for pictures is loaded and asked whether it would like to have this one.
+    reader.setAutoDetectImageFormat(false);
+    const QImage image = path.isEmpty() ? QImage() : reader.read();
     if (image.isNull())
         qCWarning(logUi).noquote() << "no picture" << name << "in" << bundle.path();
     return image.convertToFormat(QImage::Format_ARGB32_Premultiplied);

@@ -8,14 +8,19 @@
 #include <QBuffer>
 #include <QColorSpace>
 #include <QImageReader>
-#include <QImageWriter>
 #include <QPainter>
 #include <QtEndian>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
+#include <csetjmp>
+#include <cstdio>
+#include <limits>
+#include <memory>
 
+#include <jpeglib.h>
 #include <png.h>
 #include <zlib.h>
 
@@ -33,6 +38,17 @@ bool isKnownFormat(const QByteArray &format) {
     static const QList<QByteArray> formats{"avif", "bmp", "gif",  "heic", "heif", "icns", "ico",
                                            "jp2",  "jpg", "jpeg", "jxl",  "png",  "tiff", "webp"};
     return formats.contains(format);
+}
+
+// Whether the reader has an image of a format known here. Where the first bytes tell the format,
+// its plug-in alone is asked, and loaded: all of them would stay in memory.
+bool canRead(QImageReader &reader, QByteArrayView bytes) {
+    constexpr qsizetype beforeName = QLatin1StringView("image/").size();
+    if (const QString type = typeOf(bytes); !type.isEmpty()) {
+        reader.setFormat(type.sliced(beforeName).toLatin1());
+        reader.setAutoDetectImageFormat(false);
+    }
+    return reader.canRead() && isKnownFormat(reader.format());
 }
 
 bool isOpaque(const QImage &image) {
@@ -57,6 +73,13 @@ QImage onWhite(const QImage &image) {
     opaque.setColorSpace(image.colorSpace());
     QPainter(&opaque).drawImage(0, 0, image);
     return opaque;
+}
+
+// What an image's colours mean; empty where they mean what everybody takes them for.
+QByteArray profileOf(const QImage &image) {
+    const QColorSpace space = image.colorSpace();
+    const bool needsProfile = space.isValid() && space != QColorSpace(QColorSpace::SRgb);
+    return needsProfile ? space.iccProfile() : QByteArray();
 }
 
 // For formats that do not tell their size beforehand. Process-wide, and so set by one thread only.
@@ -115,10 +138,9 @@ std::optional<Description> describe(const QByteArray &bytes) {
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer);
-    const QByteArray format = reader.format();
-    if (!isKnownFormat(format))
+    if (!canRead(reader, bytes))
         return std::nullopt;
-    return Description{format, reader.size()};
+    return Description{reader.format(), reader.size()};
 }
 
 std::optional<QImage> decode(const QByteArray &bytes, const Decoding &decoding) {
@@ -127,7 +149,7 @@ std::optional<QImage> decode(const QByteArray &bytes, const Decoding &decoding) 
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer);
-    if (!isKnownFormat(reader.format()))
+    if (!canRead(reader, bytes))
         return std::nullopt;
     // Cameras turn the picture by a note in its header, which a re-encoded image does not carry.
     reader.setAutoTransform(true);
@@ -241,10 +263,7 @@ std::optional<QByteArray> encoded(const QImage &image, Png result) {
         png_set_write_fn(png, &result, Png::append, Png::flush);
         // A profile that the library does not like is left out.
         png_set_benign_errors(png, 1);
-        const QColorSpace space = image.colorSpace();
-        const bool needsProfile = space.isValid() && space != QColorSpace(QColorSpace::SRgb);
-        isComplete =
-            result.write(png, info, image, needsProfile ? space.iccProfile() : QByteArray());
+        isComplete = result.write(png, info, image, profileOf(image));
     }
     png_destroy_write_struct(&png, &info);
     if (isComplete) {
@@ -329,14 +348,121 @@ std::optional<WrittenPng> writtenPng(QByteArrayView bytes, qsizetype largest) {
     return std::nullopt;
 }
 
+namespace {
+
+// A JPEG that is being written into memory, up to a number of bytes: of a large picture of which a
+// small one is wanted, the first rows tell. As with PNG, errors are long jumps.
+struct Jpeg {
+    qint64 largest;
+    const std::atomic_bool *isAbandoned;
+    QByteArray bytes = {};
+    bool isRefused = false;
+    char reason[JMSG_LENGTH_MAX] = {};
+    jpeg_compress_struct compressor = {};
+    jpeg_error_mgr errors = {};
+    jpeg_destination_mgr destination = {};
+    std::array<JOCTET, 0x4000> room = {};
+    jmp_buf failed = {};
+
+    static void fail(j_common_ptr compressor) {
+        Jpeg &self = *static_cast<Jpeg *>(compressor->client_data);
+        compressor->err->format_message(compressor, self.reason);
+        longjmp(self.failed, 1);
+    }
+    static void ignoreWarning(j_common_ptr, int) {}
+    static void beginRoom(j_compress_ptr compressor) {
+        Jpeg &self = *static_cast<Jpeg *>(compressor->client_data);
+        self.destination.next_output_byte = self.room.data();
+        self.destination.free_in_buffer = self.room.size();
+    }
+    static boolean takeRoom(j_compress_ptr compressor) {
+        Jpeg &self = *static_cast<Jpeg *>(compressor->client_data);
+        self.take(self.room.size());
+        beginRoom(compressor);
+        return TRUE;
+    }
+    static void takeRest(j_compress_ptr compressor) {
+        Jpeg &self = *static_cast<Jpeg *>(compressor->client_data);
+        self.take(self.room.size() - self.destination.free_in_buffer);
+    }
+    void take(size_t count) {
+        isRefused = qint64(count) > largest - bytes.size() || (isAbandoned && *isAbandoned);
+        if (isRefused)
+            longjmp(failed, 1);
+        bytes.append(reinterpret_cast<const char *>(room.data()), qsizetype(count));
+    }
+
+    bool write(const QImage &image, int quality, const QByteArray &colorProfile) {
+        compressor.err = jpeg_std_error(&errors);
+        errors.error_exit = fail;
+        errors.emit_message = ignoreWarning;
+        compressor.client_data = this;
+        if (setjmp(failed))
+            return false;
+        jpeg_create_compress(&compressor);
+        destination.init_destination = beginRoom;
+        destination.empty_output_buffer = takeRoom;
+        destination.term_destination = takeRest;
+        compressor.dest = &destination;
+        compressor.image_width = JDIMENSION(image.width());
+        compressor.image_height = JDIMENSION(image.height());
+        // A pixel is a number of the machine, blue in its lowest byte.
+        compressor.input_components = 4;
+        compressor.in_color_space =
+            std::endian::native == std::endian::little ? JCS_EXT_BGRX : JCS_EXT_XRGB;
+        jpeg_set_defaults(&compressor);
+        jpeg_set_quality(&compressor, quality, TRUE);
+        constexpr double metersPerInch = 0.0254;
+        compressor.density_unit = 1; // an inch
+        compressor.X_density = UINT16(std::lround(image.dotsPerMeterX() * metersPerInch));
+        compressor.Y_density = UINT16(std::lround(image.dotsPerMeterY() * metersPerInch));
+        jpeg_start_compress(&compressor, TRUE);
+        if (!colorProfile.isEmpty()) {
+            jpeg_write_icc_profile(&compressor,
+                                   reinterpret_cast<const JOCTET *>(colorProfile.constData()),
+                                   unsigned(colorProfile.size()));
+        }
+        while (compressor.next_scanline < compressor.image_height) {
+            // The library takes rows that it could write to, and does not.
+            auto *row = const_cast<JSAMPROW>(image.constScanLine(int(compressor.next_scanline)));
+            jpeg_write_scanlines(&compressor, &row, 1);
+        }
+        jpeg_finish_compress(&compressor);
+        return true;
+    }
+};
+
+std::optional<QByteArray> encodedJpeg(const QImage &image, double compressionFactor, qint64 largest,
+                                      const std::atomic_bool *isAbandoned) {
+    constexpr int best = 100;
+    const int quality = int(std::lround(std::clamp(compressionFactor, 0.0, 1.0) * best));
+    const QImage opaque = onWhite(image).convertToFormat(QImage::Format_RGB32);
+    // Too much for the stack of a worker thread.
+    const auto result =
+        std::make_unique<Jpeg>(Jpeg{.largest = largest, .isAbandoned = isAbandoned});
+    const bool isComplete = result->write(opaque, quality, profileOf(opaque));
+    jpeg_destroy_compress(&result->compressor);
+    if (isComplete) {
+        result->bytes.squeeze();
+        return result->bytes;
+    }
+    if (!result->isRefused) {
+        raise(QStringLiteral("the image cannot be written as JPEG: %1")
+                  .arg(QString::fromLatin1(result->reason)));
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
 QByteArray jpeg(const QImage &image, double compressionFactor) {
-    QBuffer buffer;
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "jpeg");
-    writer.setQuality(int(std::lround(std::clamp(compressionFactor, 0.0, 1.0) * 100)));
-    if (!writer.write(onWhite(image)))
-        raise(writer.errorString());
-    return buffer.data();
+    return encodedJpeg(image, compressionFactor, std::numeric_limits<qint64>::max(), nullptr)
+        .value();
+}
+
+std::optional<QByteArray> jpeg(const QImage &image, double compressionFactor, qint64 largest,
+                               const std::atomic_bool &isAbandoned) {
+    return encodedJpeg(image, compressionFactor, largest, &isAbandoned);
 }
 
 } // namespace clipmule::ImageCodec

@@ -77,6 +77,10 @@ struct WrittenPng {
 /// (best). A PlatformException named "InvalidImage" when it cannot be written: no side may be
 /// longer than 65,500 pixels.
 [[nodiscard]] QByteArray jpeg(const QImage &image, double compressionFactor);
+/// The same; nothing, as soon as that is known, when it takes more than so many bytes, or when
+/// nobody wants it any more, as another thread may say.
+[[nodiscard]] std::optional<QByteArray> jpeg(const QImage &image, double compressionFactor,
+                                             qint64 largest, const std::atomic_bool &isAbandoned);
 
 } // namespace ImageCodec
 

@@ -8,6 +8,7 @@
 #include "tests/kit/TestCase.h"
 #include "tests/model/Desktop.h"
 
+#include <QPainter>
 #include <QTest>
 #include <QtEndian>
 
@@ -249,17 +250,35 @@ private Q_SLOTS:
         QVERIFY(png.size() < 1'500'000);
         QCOMPARE(full(png, png.size()), png);
         QCOMPARE(full(png, png.size() + 1), png);
-        QCOMPARE(full(png, png.size() - 1), QByteArray(""));
+        QCOMPARE(full(png, png.size() - 1), jpegOf(image));
         QCOMPARE(full(png, -1), QByteArray(""));
         // Anything else as PNG, or as JPEG.
         const QByteArray made = *ImageCodec::png(image, 1'500'000);
         const QByteArray bitmap = encoded(image, "bmp");
         QCOMPARE(full(bitmap, made.size()), made);
+        QVERIFY(made.size() < jpegOf(image).size());
         QCOMPARE(full(bitmap, made.size() - 1), QByteArray(""));
         const QByteArray grain = encoded(noise({2000, 1000}), "bmp");
         const QByteArray asJpeg = jpegOf(noise({2000, 1000}));
         QCOMPARE(full(grain, asJpeg.size()), asJpeg);
         QCOMPARE(full(grain, asJpeg.size() - 1), QByteArray(""));
+    }
+
+    // Small enough to be a PNG, but not for the room that there is.
+    void theFullSizeIsWhateverHasRoom() {
+        QImage image = slopes({2000, 1000});
+        QPainter(&image).drawImage(0, 0, noise({2000, 100}));
+        const QByteArray asPng = *ImageCodec::png(image, 1'500'000);
+        const QByteArray asJpeg = jpegOf(image);
+        QVERIFY(asJpeg.size() < asPng.size());
+        for (const QByteArray &picture : {encoded(image, "bmp"), pngOf(image, 6), pngOf(image, 1)}) {
+            const auto full = [&](qint64 largest) {
+                return make(picture, upTo(largest), false)->full;
+            };
+            QVERIFY(ImageCodec::isPng(*full(1'500'000)));
+            QCOMPARE(full(asJpeg.size()), asJpeg);
+            QCOMPARE(full(asJpeg.size() - 1), QByteArray(""));
+        }
     }
 
     void theFullSizeDependsOnThePortableOne() {

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/kit/ImagePlugins.h"
 #include "tests/kit/TestCase.h"
 #include "tests/ui/Pictures.h"
 #include "ui/InterfaceImage.h"
@@ -14,6 +15,16 @@ class InterfaceImageTest final : public kit::TestCase {
     Q_OBJECT
 
 private Q_SLOTS:
+    // The first: a plug-in stays where it once was loaded.
+    void ownPicturesNeedNoPlugin() {
+        QCOMPARE(loadedImagePlugins(), QStringList());
+        const auto image =
+            InterfaceImage::named(ownPictures(), QStringLiteral("status_highlighted"));
+        QVERIFY(image.size().isValid());
+        QVERIFY(!image.forPixelRatio(2).isNull());
+        QCOMPARE(loadedImagePlugins(), QStringList());
+    }
+
     void rectanglesAreFlippedInsideTheView() {
         // 22 points high: 6 above a rectangle whose upper edge is at 7 + 9 from below.
         QCOMPARE(flipped({10, 7, 9, 9}, 22), QRectF(10, 6, 9, 9));
