@@ -22,8 +22,8 @@ bool isToBeReduced(QSize size) {
     return size.isValid() && qint64(size.width()) * size.height() > mostPixels;
 }
 
-// As PNG of so many bytes at most; nothing where it has more. A PNG stays as it was written where it
-// is small enough; one that is not is tried again only where its writer made no effort.
+// As PNG of so many bytes at most; nothing where it has more. A PNG stays as it was written where
+// it is small enough; one that is not is tried again only where its writer made no effort.
 std::optional<QByteArray> asPng(const QImage &image, const std::optional<WrittenPng> &written,
                                 qint64 largest, const std::atomic_bool &isAbandoned) {
     if (written && !written->bytes.isEmpty() && written->bytes.size() <= largest)
@@ -36,8 +36,7 @@ std::optional<QByteArray> asPng(const QImage &image, const std::optional<Written
 // As PNG, or as JPEG where that is too large; no bytes where both have more than so many.
 QByteArray inItsOwnSize(const QImage &image, const std::optional<WrittenPng> &written,
                         qint64 largest, const std::atomic_bool &isAbandoned) {
-    if (const auto png =
-            asPng(image, written, std::min(largest, qint64(largestPng)), isAbandoned))
+    if (const auto png = asPng(image, written, std::min(largest, qint64(largestPng)), isAbandoned))
         return *png;
     return ImageCodec::jpeg(image, jpegCompressionFactor, largest, isAbandoned)
         .value_or(QByteArray(""));

@@ -271,7 +271,8 @@ private Q_SLOTS:
         const QByteArray asPng = *ImageCodec::png(image, 1'500'000);
         const QByteArray asJpeg = jpegOf(image);
         QVERIFY(asJpeg.size() < asPng.size());
-        for (const QByteArray &picture : {encoded(image, "bmp"), pngOf(image, 6), pngOf(image, 1)}) {
+        for (const QByteArray &picture :
+             {encoded(image, "bmp"), pngOf(image, 6), pngOf(image, 1)}) {
             const auto full = [&](qint64 largest) {
                 return make(picture, upTo(largest), false)->full;
             };
