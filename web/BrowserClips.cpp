@@ -97,12 +97,16 @@ bool BrowserClips::remove(const QString &id) {
     return true;
 }
 
-void BrowserClips::removeAll() {
-    for (const auto &board : {_board, _waiting}) {
-        while (board && !board->items().isEmpty())
-            board->removeClipmuleData(board->items().last());
-    }
+void BrowserClips::removeReceived() {
+    while (!_board->items().isEmpty())
+        _board->removeClipmuleData(_board->items().last());
     save();
+}
+
+void BrowserClips::removeAll() {
+    while (_waiting && !_waiting->items().isEmpty())
+        _waiting->removeClipmuleData(_waiting->items().last());
+    removeReceived();
 }
 
 ZRKClipmuleClipboard::Clips BrowserClips::waiting() const {

@@ -37,6 +37,8 @@ public:
     /// False when there is none.
     bool remove(const QString &id);
     void removeAll();
+    /// All but what waits.
+    void removeReceived();
 
     /// What waits, oldest first.
     [[nodiscard]] ZRKClipmuleClipboard::Clips waiting() const;

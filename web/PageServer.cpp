@@ -6,9 +6,11 @@
 #include "platform/foundation/Callbacks.h"
 #include "platform/foundation/Date.h"
 #include "platform/foundation/FileHandle.h"
+#include "platform/streams/LocalRequest.h"
 
 #include <QAbstractEventDispatcher>
 #include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QSslCertificate>
 #include <QTcpServer>
 
@@ -77,12 +79,27 @@ Result<void> checkPem(const QString &path) {
 }
 
 // It is served all the same: a page that asks for a click more is better than none.
-void warnOfExpiry(const QString &path) {
-    const QDateTime expiry = QSslCertificate::fromPath(path).value(0).expiryDate();
+void warnOfExpiry(const QString &path, const QDateTime &expiry) {
     if (expiry <= Date::now().toDateTime())
         qCWarning(logWeb).noquote()
             << QStringLiteral("%1 expired on %2; browsers will warn of the page")
                    .arg(path, expiry.toUTC().toString(Qt::ISODate));
+}
+
+// As a link can have it; anything else is for no computer.
+bool isHostName(const QString &name) {
+    static const QRegularExpression form(
+        QStringLiteral("\\A[A-Za-z0-9_-]+(\\.[A-Za-z0-9_-]+)*\\z"));
+    return name.size() <= 253 && form.match(name).hasMatch();
+}
+
+// Why it does not listen.
+QString failureOf(const QTcpServer &listener, const QHostAddress &address, quint16 port) {
+    if (listener.serverError() == QAbstractSocket::AddressInUseError)
+        return QStringLiteral("port %1 of %2: %3")
+            .arg(QString::number(port), address.toString(),
+                 QLatin1String(LocalRequest::portIsTaken));
+    return QStringLiteral("%1: %2").arg(address.toString(), listener.errorString());
 }
 
 QHostAddress peerOf(qintptr descriptor) {
@@ -224,8 +241,28 @@ Result<void> PageServer::start() {
                                   : QStringLiteral("the web server cannot be started; is "
                                                    "libwebsockets-evlib-glib installed?"));
     if (isSecure())
-        warnOfExpiry(_options.certificate);
+        readCertificate();
     return {};
+}
+
+// No authority vouches for the address of a computer at home, but some do for a name of it.
+void PageServer::readCertificate() {
+    const QSslCertificate certificate = QSslCertificate::fromPath(_options.certificate).value(0);
+    warnOfExpiry(_options.certificate, certificate.expiryDate());
+    const auto given = certificate.subjectAlternativeNames();
+    for (const QString &address : given.values(QSsl::IpAddressEntry))
+        _certifiedAddresses.append(QHostAddress(address));
+    // The map has the last one first.
+    QStringList names = given.values(QSsl::DnsEntry);
+    std::reverse(names.begin(), names.end());
+    const QString own = _options.names.value(0).section(u'.', 0, 0);
+    for (QString &name : names) {
+        if (name.startsWith(QStringLiteral("*.")))
+            name.replace(0, 1, own);
+        if (isHostName(name))
+            _certifiedNames.append(name.toLower());
+    }
+    _options.names += _certifiedNames;
 }
 
 Result<void> PageServer::listenOn(const QList<OwnNetwork> &networks) {
@@ -245,8 +282,7 @@ Result<void> PageServer::listenOn(const QList<OwnNetwork> &networks) {
         if (listener->listen(network.address, wanted))
             kept.push_back(std::move(listener));
         else
-            failed +=
-                QStringLiteral("%1: %2").arg(network.address.toString(), listener->errorString());
+            failed += failureOf(*listener, network.address, wanted);
     }
     _listeners = std::move(kept);
     const QList<QHostAddress> served = addresses();
@@ -274,6 +310,12 @@ QString PageServer::origin(const QHostAddress &address) const {
     const bool isIPv6 = address.protocol() == QAbstractSocket::IPv6Protocol;
     return (isSecure() ? QStringLiteral("https://") : QStringLiteral("http://")) +
            (isIPv6 ? u'[' + address.toString() + u']' : address.toString()) + portOfOrigin();
+}
+
+QString PageServer::originOfLink(const QHostAddress &address) const {
+    return _certifiedNames.isEmpty() || _certifiedAddresses.contains(address)
+               ? origin(address)
+               : QStringLiteral("https://") + _certifiedNames[0] + portOfOrigin();
 }
 
 QString PageServer::portOfOrigin() const {

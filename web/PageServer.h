@@ -50,7 +50,8 @@ public:
         /// PEM files for HTTPS, read at the start; both empty for plain HTTP.
         QString certificate = {};
         QString key = {};
-        /// Names that the computer is asked for by as well, beside its addresses.
+        /// Names that the computer is asked for by as well, beside its addresses and the names of
+        /// the certificate; its own name is the first.
         QStringList names = {};
     };
 
@@ -74,6 +75,8 @@ public:
     [[nodiscard]] QList<QHostAddress> addresses() const;
     /// "http://192.168.1.2:8080"; without a port where that is the usual one, as browsers say it.
     [[nodiscard]] QString origin(const QHostAddress &address) const;
+    /// The same for a link: by a name where the certificate is for names and not for the address.
+    [[nodiscard]] QString originOfLink(const QHostAddress &address) const;
     [[nodiscard]] qsizetype connections() const { return qsizetype(_connections.size()); }
 
 private:
@@ -82,6 +85,7 @@ private:
     friend struct PageServerCallbacks;
 
     void accept(qintptr descriptor, const OwnNetwork &network);
+    void readCertificate();
     [[nodiscard]] QString portOfOrigin() const;
     [[nodiscard]] bool hasRoomFor(const QHostAddress &peer) const;
     [[nodiscard]] Connection *connection(lws *socket);
@@ -101,6 +105,9 @@ private:
     PageTab::Host &_host;
     const PageFiles &_files;
     Options _options;
+    // What the certificate is for.
+    QStringList _certifiedNames;
+    QList<QHostAddress> _certifiedAddresses;
     struct LoopEnd {
         void operator()(_GMainLoop *loop) const;
     };

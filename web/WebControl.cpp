@@ -3,6 +3,7 @@
 
 #include "web/WebControl.h"
 
+#include "platform/foundation/Callbacks.h"
 #include "platform/streams/LocalRequest.h"
 #include "web/QrPicture.h"
 #include "web/WebProgram.h"
@@ -110,9 +111,11 @@ void WebControl::read(std::list<Request>::iterator request) {
     const qsizetype end = request->line.indexOf('\n');
     if (count > 0 && end < 0 && request->line.size() < largestRequest)
         return;
+    bool stops = false;
     if (end >= 0 && end < largestRequest) {
         const QJsonObject asked = QJsonDocument::fromJson(request->line.first(end)).object();
-        const QJsonObject answer = perform(_program, asked);
+        stops = asked[QStringLiteral("do")] == QStringLiteral("stop");
+        const QJsonObject answer = stops ? QJsonObject() : perform(_program, asked);
         send(request->socket.descriptor(), lineOf(answer));
         request->watches =
             answer.contains(QStringLiteral("link")) && asked[QStringLiteral("watch")].toBool();
@@ -121,6 +124,8 @@ void WebControl::read(std::list<Request>::iterator request) {
         request->deadline.cancel();
     else
         _requests.erase(request);
+    if (stops)
+        callCopyOf(onStop);
 }
 
 void WebControl::tellWatchers(const QJsonObject &news) {

@@ -20,11 +20,11 @@ class WebProgram;
 /// What other programs of this user ask of the one that serves: a line of JSON each way, over a
 /// socket that nobody else can reach.
 ///
-/// A request has "do": "code", "list", "revoke" or "rename"; the last two also "browser", a name or
-/// an id, and "rename" the new "name". The answer has "browsers" or nothing, or an "error", a
-/// sentence for people; "why" is "network" where it is in none. To "code" it has the "link"; the
-/// "rows" of its picture without the zone around it, "1" for a dark module; and the "seconds" that
-/// the code holds.
+/// A request has "do": "code", "list", "revoke", "rename" or "stop"; "revoke" and "rename" also
+/// "browser", a name or an id, and "rename" the new "name". The answer has "browsers" or nothing,
+/// or an "error", a sentence for people; "why" is "network" where it is in none. To "code" it has
+/// the "link"; the "rows" of its picture without the zone around it, "1" for a dark module; and the
+/// "seconds" that the code holds.
 ///
 /// Who asks for the code with "watch" set stays connected, and is told in further lines with "code"
 /// what becomes of it: "fetched", when another device has fetched the page, and then, as the last
@@ -44,6 +44,9 @@ public:
     explicit WebControl(WebProgram &program);
     ~WebControl();
     Q_DISABLE_COPY_MOVE(WebControl)
+
+    /// Somebody asked the program to end.
+    std::function<void()> onStop;
 
     /// A failure, and the program can serve all the same, when there is no such socket to be had.
     [[nodiscard]] Result<void> start(const QByteArray &runtimeFolder);

@@ -8,6 +8,7 @@
 #include "platform/foundation/LocalNames.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QJsonObject>
 #include <QLoggingCategory>
 
@@ -93,7 +94,7 @@ Result<void> WebProgram::listen() {
 
 QString WebProgram::originOfLinks() const {
     const QList<QHostAddress> addresses = _server.addresses();
-    return addresses.isEmpty() ? QString() : _server.origin(addresses[0]);
+    return addresses.isEmpty() ? QString() : _server.originOfLink(addresses[0]);
 }
 
 Result<QString> WebProgram::makeLink() {
@@ -111,13 +112,30 @@ void WebProgram::tellOfCode(const char *what, QJsonObject more) {
     callCopyOf(onCode, more);
 }
 
-QString WebProgram::clipsFolder(const QByteArray &id) const {
-    return _options.keepsClips ? QDir(_options.folder).filePath(hexOf(id)) : QString();
+QString WebProgram::folderOf(const QByteArray &id) const {
+    return QDir(_options.folder).filePath(hexOf(id));
+}
+
+// What waits for the desk stays: the page has let go of it, since it was promised to.
+void WebProgram::forgetClips(const QByteArray &id) const {
+    const QString folder = folderOf(id);
+    if (!QFileInfo::exists(folder))
+        return;
+    bool isEmpty = false;
+    {
+        BrowserClips kept(folder);
+        kept.removeReceived();
+        isEmpty = kept.waiting().isEmpty();
+    }
+    if (isEmpty)
+        QDir(folder).removeRecursively();
 }
 
 BrowserPhone *WebProgram::startPhone(const PairedBrowsers::Browser &browser) {
+    if (!_options.keepsClips)
+        forgetClips(browser.key.id);
     const BrowserPhone::Place place{_backend, _options.calls(), _options.computer,
-                                    clipsFolder(browser.key.id)};
+                                    _options.keepsClips ? folderOf(browser.key.id) : QString()};
     auto phone = std::make_shared<BrowserPhone>(browser, place);
     phone->setSyncOn(_desk.isSyncOn());
     if (!phone->start())
@@ -191,7 +209,7 @@ Result<void> WebProgram::remove(const QByteArray &id) {
     keepUntilNextTurn(phone);
     if (auto removed = _browsers.remove(browser.key.id); !removed)
         return removed;
-    QDir(_options.folder + u'/' + hexOf(browser.key.id)).removeRecursively();
+    QDir(folderOf(browser.key.id)).removeRecursively();
     return _desk.unpair(browser.service);
 }
 

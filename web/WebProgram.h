@@ -79,7 +79,8 @@ private:
     [[nodiscard]] Result<void> listen();
     void tellOfCode(const char *what, QJsonObject more = {});
     [[nodiscard]] QString originOfLinks() const;
-    [[nodiscard]] QString clipsFolder(const QByteArray &id) const;
+    [[nodiscard]] QString folderOf(const QByteArray &id) const;
+    void forgetClips(const QByteArray &id) const;
     BrowserPhone *startPhone(const PairedBrowsers::Browser &browser);
     [[nodiscard]] Result<void> remove(const QByteArray &id);
     [[nodiscard]] Result<void> changeName(const QByteArray &id, const QString &name);

@@ -88,6 +88,7 @@ const QList<Command> &commands() {
         {"list", {}},
         {"revoke", {QStringLiteral("browser")}},
         {"rename", {QStringLiteral("browser"), QStringLiteral("name")}},
+        {"stop", {}},
     };
     return all;
 }
@@ -119,7 +120,8 @@ Arguments parse(const QCoreApplication &application) {
         "  code                      Show a fresh code of the one that serves.\n"
         "  list                      List the browsers that are paired.\n"
         "  revoke BROWSER            End the pairing of one, by its name or id.\n"
-        "  rename BROWSER NAME       Give one another name."));
+        "  rename BROWSER NAME       Give one another name.\n"
+        "  stop                      Stop serving the page."));
     parser.addPositionalArgument(QStringLiteral("command"),
                                  QStringLiteral("One of the above; without it, serve the page."),
                                  QStringLiteral("[COMMAND…]"));
@@ -217,7 +219,8 @@ int show(const QJsonObject &answer) {
 
 /// Does it by oneself where no other program has the folder.
 int performAlone(WebProgram &web, const QJsonObject &request) {
-    if (request[QStringLiteral("do")].toString() == QStringLiteral("code"))
+    const QString wanted = request[QStringLiteral("do")].toString();
+    if (wanted == QStringLiteral("code") || wanted == QStringLiteral("stop"))
         return show({{QStringLiteral("error"),
                       QStringLiteral("no clipmule-web serves; start it without a command")}});
     if (const auto opened = web.open(); !opened)
@@ -235,6 +238,7 @@ int serve(WebProgram &web) {
         return 1;
     }
     WebControl control(web);
+    control.onStop = [] { QCoreApplication::quit(); };
     if (const auto listening = control.start(qgetenv("XDG_RUNTIME_DIR")); !listening)
         CommandOptions::complain(program, listening.error().reason);
     (void)show(WebControl::perform(web, {{QStringLiteral("do"), QStringLiteral("code")}}));

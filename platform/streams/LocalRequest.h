@@ -21,6 +21,8 @@ public:
 
     /// The socket of the program that serves the page for browsers.
     static constexpr const char *pageControl = "page-control";
+    /// What that program says last when it cannot serve for this reason.
+    static constexpr const char *portIsTaken = "another program has it";
 
     LocalRequest() = default;
     ~LocalRequest() = default;

@@ -62,9 +62,9 @@ public:
     }
 
     [[nodiscard]] bool isSecure() const { return link().startsWith(QStringLiteral("https://")); }
-    [[nodiscard]] quint16 port() const {
-        return link().section(u'/', 2, 2).section(u':', 1).toUShort();
-    }
+    /// "desk:24736": where the printed link leads.
+    [[nodiscard]] QString place() const { return link().section(u'/', 2, 2); }
+    [[nodiscard]] quint16 port() const { return place().section(u':', 1).toUShort(); }
     [[nodiscard]] PageClient::Secrets code() const {
         return PageClient::withCode(QByteArray::fromBase64(
             link().section(u'#', 1).trimmed().toLatin1(), QByteArray::Base64UrlEncoding));

@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "platform/streams/LocalRequest.h"
 #include "tests/kit/ManualRunLoop.h"
 #include "tests/web/WebTestCase.h"
+#include "web/WebControl.h"
 
 #include <QProcess>
 
@@ -140,6 +142,35 @@ private Q_SLOTS:
         ip(u"addr add 203.0.113.5/28 dev d0"_qs);
         QTRY_COMPARE(changes, 4);
         QCOMPARE(_web->server().addresses(), QList{QHostAddress(u"192.168.7.1"_qs)});
+    }
+
+    void whoShowsTheCodeIsToldThatItLeadsNowhere() {
+        WebTestCase::end();
+        ip(u"link set d0 up"_qs);
+        ip(u"addr add 10.77.0.1/24 dev d0"_qs);
+        start(true, {});
+        WebControl control(*_web);
+        QFile::setPermissions(_folder->path(),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        const QByteArray folder = _folder->path().toLocal8Bit();
+        QVERIFY(control.start(folder));
+        LocalRequest watcher;
+        QByteArrayList heard;
+        bool hungUp = false;
+        watcher.onLine = [&](const QByteArray &line) { heard.append(line); };
+        watcher.onEnd = [&] { hungUp = true; };
+        QVERIFY(
+            watcher.start(folder, LocalRequest::pageControl, "{\"do\":\"code\",\"watch\":true}") ==
+            LocalFolder::Answer::Connected);
+        QTRY_COMPARE(heard.size(), 1);
+        QVERIFY(heard[0].contains("http://10.77.0.1:"));
+        // Another address beside it is no news.
+        ip(u"addr add 192.168.7.1/24 dev d0"_qs);
+        QTRY_COMPARE(_web->server().addresses().size(), 2);
+        QVERIFY(!hungUp);
+        ip(u"addr del 10.77.0.1/24 dev d0"_qs);
+        QTRY_VERIFY(hungUp);
+        QCOMPARE(heard.sliced(1), QByteArrayList{"{\"code\":\"moved\"}"});
     }
 };
 

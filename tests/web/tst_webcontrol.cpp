@@ -158,6 +158,21 @@ private Q_SLOTS:
         QCOMPARE(heard(watcher), QJsonArray());
     }
 
+    void whoAsksItToStopIsAnsweredFirst() {
+        int stops = 0;
+        _control->onStop = [&] { ++stops; };
+        QVERIFY(!ask("{\"do\":\"list\"}\n").isEmpty());
+        QCOMPARE(stops, 0);
+        QCOMPARE(ask("{\"do\":\"stop\"}\n"), QJsonObject());
+        QVERIFY(_wasAnswered);
+        QCOMPARE(stops, 1);
+        // It may go with it.
+        _control->onStop = [&] { _control.reset(); };
+        QCOMPARE(ask("{\"do\":\"stop\"}\n"), QJsonObject());
+        QVERIFY(_wasAnswered);
+        QVERIFY(!_control);
+    }
+
     void nonsenseIsAnsweredOrLetGo() {
         QVERIFY(ask("nonsense\n").contains(u"error"_qs));
         QVERIFY(ask("{\"do\":1}\n").contains(u"error"_qs));

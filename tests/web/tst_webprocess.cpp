@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
 // SPDX-License-Identifier: MIT
 
+#include "tests/web/Certificates.h"
 #include "tests/web/WebProcess.h"
 #include "tests/web/WebTestCase.h"
 
@@ -343,23 +344,8 @@ private:
         file.write(bytes);
     }
 
-    // A certificate of its own for this address, NAME.pem, and NAME.key.
     QSslCertificate certify(const QString &name, int days) {
-        const QString base = path(name);
-        const auto openssl = [](const QStringList &words) {
-            QProcess process;
-            process.start(u"openssl"_qs, words);
-            return process.waitForFinished() && process.exitCode() == 0;
-        };
-        write(u"extensions"_qs, "subjectAltName=IP:127.0.0.1\n");
-        const bool isMade =
-            openssl({u"req"_qs, u"-new"_qs, u"-newkey"_qs, u"ec"_qs, u"-pkeyopt"_qs,
-                     u"ec_paramgen_curve:prime256v1"_qs, u"-nodes"_qs, u"-subj"_qs, u"/CN=desk"_qs,
-                     u"-keyout"_qs, base + u".key"_qs, u"-out"_qs, base + u".request"_qs}) &&
-            openssl({u"x509"_qs, u"-req"_qs, u"-in"_qs, base + u".request"_qs, u"-signkey"_qs,
-                     base + u".key"_qs, u"-days"_qs, QString::number(days), u"-extfile"_qs,
-                     path(u"extensions"_qs), u"-out"_qs, base + u".pem"_qs});
-        return isMade ? QSslCertificate::fromPath(base + u".pem"_qs).value(0) : QSslCertificate();
+        return web_test::certify(path(name), days);
     }
 
     void restart(const QStringList &options) {

@@ -257,6 +257,41 @@ private Q_SLOTS:
                      .contains(_web->list()[0][u"id"_qs].toString()));
     }
 
+    void whatAnEarlierRunKeptGoesWhereNothingIsToBe() {
+        const auto page = paired();
+        const QString folder = _folder->filePath(
+            u"data/"_qs + QString::fromLatin1(page->client().browserId().toHex()));
+        connectDesk();
+        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_qs, u"kept"_qs}})));
+        QVERIFY(!page->hear(u"clip"_qs).isEmpty());
+        end();
+        QVERIFY(QFileInfo::exists(folder));
+        start(false);
+        QVERIFY(!QFileInfo::exists(folder));
+        QCOMPARE(resumed(resuming(page))->hear(u"clips"_qs)[u"clips"_qs].toArray().size(), 0);
+        // What the page was promised to be kept for the desk comes there with the next run that
+        // may.
+        end();
+        start();
+        const auto later = resumed(resuming(page));
+        connectDesk();
+        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_qs, u"kept"_qs}})));
+        QVERIFY(!later->hear(u"clip"_qs).isEmpty());
+        _desk.reset();
+        QCOMPARE(later->hear(u"state"_qs)[u"desk"_qs].toString(), u"away"_qs);
+        sendText(*later, 1, "waits");
+        QVERIFY(!later->hear(u"waiting"_qs).isEmpty());
+        end();
+        start(false);
+        QVERIFY(QFileInfo::exists(folder));
+        end();
+        start();
+        QCOMPARE(resumed(resuming(page))->hear(u"clips"_qs)[u"clips"_qs].toArray().size(), 0);
+        connectDesk();
+        QTRY_COMPARE(_received.size(), 2);
+        QCOMPARE(lastItems(u"1"_qs)[0].find(u"string"_qs)->string(), u"waits"_qs);
+    }
+
     void whatCameMeanwhileIsThere() {
         const auto page = paired();
         const PageClient::Secrets secrets = resuming(page);

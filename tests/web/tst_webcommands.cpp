@@ -1,0 +1,155 @@
+// SPDX-FileCopyrightText: 2026 The Clipmule Sync developers
+// SPDX-License-Identifier: MIT
+
+#include "platform/foundation/QtRunLoop.h"
+#include "platform/streams/LocalRequest.h"
+#include "tests/kit/TestCase.h"
+#include "tests/web/PageSocket.h"
+#include "tests/web/WebProcess.h"
+
+#include <QTcpServer>
+
+using namespace clipmule;
+using web_test::Page;
+using web_test::resuming;
+using web_test::WebProcess;
+
+// The commands of clipmule-web, beside one that serves and where none does.
+class WebCommandsTest final : public kit::TestCase {
+    Q_OBJECT
+
+    void begin() override { _web = std::make_unique<WebProcess>(); }
+    void end() override { _web.reset(); }
+
+private Q_SLOTS:
+    void aBrowserIsRenamedWhileItIsServed() {
+        const auto page = paired();
+        QVERIFY(page);
+        QCOMPARE(run({u"rename"_qs, u"Anna"_qs, u"Mum"_qs}), 0);
+        QCOMPARE(page->hear(u"renamed"_qs)[u"name"_qs].toString(), u"Mum"_qs);
+        QCOMPARE(run({u"rename"_qs, u"--"_qs, u"Mum"_qs, u"-Dad"_qs}), 0);
+        QCOMPARE(page->hear(u"renamed"_qs)[u"name"_qs].toString(), u"-Dad"_qs);
+    }
+
+    void browsersAreListedRenamedAndRevokedWhereNoneServes() {
+        auto page = paired();
+        QVERIFY(page);
+        _web->kill();
+        QCOMPARE(run({u"list"_qs}), 0);
+        QCOMPARE(_said.split('\t').value(1), QByteArray("Anna"));
+        QCOMPARE(run({u"rename"_qs, u"Anna"_qs, u"Mum"_qs}), 0);
+        QCOMPARE(run({u"list"_qs}), 0);
+        QCOMPARE(_said.split('\t').value(1), QByteArray("Mum"));
+        // The agent hears of it, too.
+        QVERIFY(settings().contains("<string>local/Anna</string>"));
+        QVERIFY(settings().contains("<string>Mum</string>"));
+        QVERIFY(_web->start());
+        Page later(_web->port(), resuming(page));
+        QVERIFY(later.shakeHands());
+        later.say({{u"is"_qs, u"resume"_qs}, {u"language"_qs, u"en"_qs}});
+        QCOMPARE(later.hear(u"welcome"_qs)[u"name"_qs].toString(), u"Mum"_qs);
+        _web->kill();
+        QCOMPARE(run({u"revoke"_qs, u"nobody"_qs}), 1);
+        QVERIFY(_complained.contains("no browser “nobody” is paired"));
+        QCOMPARE(run({u"revoke"_qs, u"Mum"_qs}), 0);
+        QCOMPARE(run({u"list"_qs}), 0);
+        QCOMPARE(_said, QByteArray());
+        QVERIFY(!settings().contains("local/Anna"));
+        QVERIFY(_web->start());
+        QVERIFY(!Page(_web->port(), resuming(page)).shakeHands());
+    }
+
+    void whatTakesOneThatServes_data() {
+        QTest::addColumn<QString>("word");
+        QTest::newRow("code") << u"code"_qs;
+        QTest::newRow("stop") << u"stop"_qs;
+    }
+    void whatTakesOneThatServes() {
+        QFETCH(QString, word);
+        QCOMPARE(run({word}), 1);
+        QCOMPARE(_complained, QByteArray("clipmule-web: no clipmule-web serves; start it without a "
+                                         "command\n"));
+        QCOMPARE(_said, QByteArray());
+    }
+
+    void oneThatServesIsStopped() {
+        const auto page = paired();
+        QVERIFY(page);
+        QCOMPARE(run({u"stop"_qs}), 0);
+        QCOMPARE(_said + _complained, QByteArray());
+        QVERIFY(page->socket().closes());
+        QVERIFY(kit::await([&] { return _web->process().state() == QProcess::NotRunning; }));
+        QCOMPARE(_web->process().exitStatus(), QProcess::NormalExit);
+        QCOMPARE(_web->process().exitCode(), 0);
+    }
+
+    void aDamagedListIsNamed() {
+        QVERIFY(QDir(_web->path(QString())).mkpath(u"state/clipmule-sync/page"_qs));
+        QFile list(_web->path(u"state/clipmule-sync/page/browsers.json"_qs));
+        QVERIFY(list.open(QIODevice::WriteOnly) && list.write("{}") == 2);
+        list.close();
+        QCOMPARE(run({u"list"_qs}), 1);
+        QVERIFY(_complained.contains("browsers.json is damaged"));
+    }
+
+    void theFolderCanBeAnother() {
+        QVERIFY(_web->start({u"--data"_qs, _web->path(u"elsewhere"_qs)}));
+        QVERIFY(QFileInfo(_web->path(u"elsewhere/lock"_qs)).exists());
+        QVERIFY(!QFileInfo(_web->path(u"state"_qs)).exists());
+    }
+
+    void nothingIsKeptWhereThatIsAskedFor() {
+        QVERIFY(_web->start({u"--keep"_qs, u"none"_qs}));
+        Page page(_web->port(), _web->code());
+        QVERIFY(page.shakeHands());
+        page.say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, u"Anna"_qs}, {u"language"_qs, u"en"_qs}});
+        QCOMPARE(page.hear(u"welcome"_qs)[u"keeps"_qs].toBool(true), false);
+    }
+
+    void aPortThatAnotherProgramHas() {
+        QTcpServer other;
+        QVERIFY(other.listen(QHostAddress::LocalHost));
+        const QString port = QString::number(other.serverPort());
+        QVERIFY(!_web->start({u"--port"_qs, port}));
+        const QByteArray complaint = _web->complaint();
+        QVERIFY2(complaint.endsWith(u"\nclipmule-web: port %1 of 127.0.0.1: %2\n"_qs
+                                        .arg(port, QString::fromLatin1(LocalRequest::portIsTaken))
+                                        .toLatin1()),
+                 complaint.constData());
+        QCOMPARE(_web->process().exitCode(), 1);
+    }
+
+private:
+    // The exit status; -1 when it does not end.
+    int run(const QStringList &words) {
+        QProcess command;
+        command.setProcessEnvironment(_web->process().processEnvironment());
+        command.start(u"" CLIPMULE_BIN "/clipmule-web"_qs, words);
+        const bool hasEnded = command.waitForFinished();
+        _said = command.readAllStandardOutput();
+        _complained = command.readAllStandardError();
+        return hasEnded ? command.exitCode() : -1;
+    }
+    [[nodiscard]] QByteArray settings() const {
+        QFile file(_web->path(u"config/clipmule-sync/com.zendrik.ClipmuleSync.shared.plist"_qs));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    std::unique_ptr<Page> paired() {
+        if (!_web->start())
+            return nullptr;
+        auto page = std::make_unique<Page>(_web->port(), _web->code());
+        if (!page->shakeHands())
+            return nullptr;
+        page->say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, u"Anna"_qs}, {u"language"_qs, u"en"_qs}});
+        return page->hear(u"clips"_qs).isEmpty() ? nullptr : std::move(page);
+    }
+
+    QtRunLoop _runLoop;
+    const RunLoop::Installation _installation{_runLoop};
+    std::unique_ptr<WebProcess> _web;
+    QByteArray _said;
+    QByteArray _complained;
+};
+
+QTEST_GUILESS_MAIN(WebCommandsTest)
+#include "tst_webcommands.moc"
