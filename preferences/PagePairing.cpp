@@ -34,12 +34,13 @@ std::optional<PagePairing::Code> codeIn(const QJsonObject &answer) {
     const QString link = answer[QStringLiteral("link")].toString();
     const QUrl url(link, QUrl::StrictMode);
     const double seconds = answer[QStringLiteral("seconds")].toDouble();
+    // Links leave out the usual one.
+    const int port = url.port(url.scheme() == u"https" ? 443 : 80);
     PagePairing::Code code{link, answer[QStringLiteral("rows")].toVariant().toStringList(),
-                           Date{Date::now().secondsSinceReference + seconds}, url.port()};
+                           Date{Date::now().secondsSinceReference + seconds}, port};
     const bool isLink = link.size() <= PagePairing::longestLink && url.isValid() &&
                         (url.scheme() == u"http" || url.scheme() == u"https") &&
-                        !url.host().isEmpty() && url.port() > 0 &&
-                        url.fragment().size() == codeLength;
+                        !url.host().isEmpty() && port > 0 && url.fragment().size() == codeLength;
     if (!isLink || !isPicture(code.rows) || seconds <= 0 || seconds > PagePairing::longestLife)
         return std::nullopt;
     return code;
@@ -119,7 +120,13 @@ void PagePairing::nobodyAnswers() {
         // Why it does not come up is the manager's secret; the program itself says it.
         startItself();
     else
-        change(Stage::Failed, _program.complaint());
+        giveUp(_program.complaint());
+}
+
+// In the words of the program, where there are none of ours.
+void PagePairing::giveUp(const QString &complaint) {
+    const bool isTaken = complaint.endsWith(QLatin1String(LocalRequest::portIsTaken));
+    change(isTaken ? Stage::PortTaken : Stage::Failed, complaint);
 }
 
 void PagePairing::startUnit() {

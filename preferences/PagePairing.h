@@ -30,6 +30,7 @@ public:
         Ended,        ///< the program has ended
         NotInstalled, ///< there is no such program
         NoNetwork,    ///< the computer is in no network to serve the page on
+        PortTaken,    ///< another program of the computer has the page's port
         Failed,       ///< told() is why there is no code; empty where nobody says
     };
     struct Code {
@@ -50,8 +51,8 @@ public:
     /// The sides of pictures of this kind that there are, in modules.
     static constexpr qsizetype smallestPicture = 21;
     static constexpr qsizetype largestPicture = 177;
-    /// UTF-16 units. An address of IPv6, a port and a code are some 100.
-    static constexpr qsizetype longestLink = 200;
+    /// UTF-16 units. The longest name of a computer, a port and a code are some 310.
+    static constexpr qsizetype longestLink = 320;
     /// In seconds; a code that holds for longer is none of ours.
     static constexpr double longestLife = 3600;
 
@@ -81,6 +82,7 @@ private:
     void knock();
     void knockLater();
     void nobodyAnswers();
+    void giveUp(const QString &complaint);
     void startUnit();
     void startItself();
     void hear(const QByteArray &line);

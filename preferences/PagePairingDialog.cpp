@@ -57,6 +57,17 @@ QString firewallCommand(int port) {
     return {};
 }
 
+QString adviceToInstall() {
+    const QString advice =
+        PanelTexts::tr("It comes from where Clipmule Sync came from: as the package clipmule-web, "
+                       "or built from the same source.");
+    if (!isInstalled(QStringLiteral("apt")))
+        return advice;
+    return advice + u'\n' +
+           PanelTexts::tr("In the folder of the downloaded package: %1")
+               .arg(QStringLiteral("sudo apt install ./clipmule-web_*.deb"));
+}
+
 } // namespace
 
 QrView::QrView(QWidget *parent)
@@ -244,6 +255,9 @@ QString PagePairingDialog::status() const {
     case Stage::NoNetwork:
         return PanelTexts::tr("This computer is in no network that a phone could reach it by. "
                               "Connect it to one.");
+    case Stage::PortTaken:
+        return PanelTexts::tr("The page cannot be served: another program on this computer has "
+                              "its port.");
     case Stage::Failed:
         return told.isEmpty() ? PanelTexts::tr("The program that serves the page does not answer.")
                               : PanelTexts::tr("The page cannot be served: %1").arg(told);
@@ -253,9 +267,11 @@ QString PagePairingDialog::status() const {
 
 QString PagePairingDialog::advice() const {
     if (_pairing.stage() == Stage::NotInstalled)
-        return PanelTexts::tr("It comes from where Clipmule Sync came from. In the folder of the "
-                              "downloaded package:\n%1")
-            .arg(QStringLiteral("sudo apt install ./clipmule-web_*.deb"));
+        return adviceToInstall();
+    if (_pairing.stage() == Stage::PortTaken)
+        return PanelTexts::tr("End that program, or let the page have a port that is free. In a "
+                              "terminal:\n%1")
+            .arg(QStringLiteral("clipmule-web --port 0"));
     if (_pairing.stage() == Stage::Paired && !_program.isAtLogin())
         return PanelTexts::tr(
             "The phone can come back as long as the page is served. So that it is "

@@ -104,19 +104,30 @@ void PageProgram::setAtLogin(bool on) {
     // One that serves already makes another end at once.
     if (written && on)
         std::ignore = startItself();
+    else if (written)
+        tell({QStringLiteral("stop")});
     done(written);
+}
+
+// Whether it can do that concerns nobody who would read it here.
+void PageProgram::tell(const QStringList &words) const {
+    QProcess process;
+    process.setProgram(_program);
+    process.setArguments(words);
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.setStandardOutputFile(QProcess::nullDevice());
+    process.setStandardErrorFile(QProcess::nullDevice());
+    std::ignore = process.startDetached();
 }
 
 void PageProgram::rename(const QString &service, const QString &name) const {
     const QString plain = name.trimmed();
-    std::ignore =
-        QProcess::startDetached(_program, {QStringLiteral("rename"), QStringLiteral("--"), service,
-                                           plain.isEmpty() ? LocalNames::ownName(service) : plain});
+    tell({QStringLiteral("rename"), QStringLiteral("--"), service,
+          plain.isEmpty() ? LocalNames::ownName(service) : plain});
 }
 
 void PageProgram::revoke(const QString &service) const {
-    std::ignore = QProcess::startDetached(
-        _program, {QStringLiteral("revoke"), QStringLiteral("--"), service});
+    tell({QStringLiteral("revoke"), QStringLiteral("--"), service});
 }
 
 } // namespace clipmule

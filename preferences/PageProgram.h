@@ -40,8 +40,7 @@ public:
     [[nodiscard]] bool isAtLogin() const { return _isAtLogin; }
     /// Finds it out; onLoginChange is called when it is known.
     void look();
-    /// Switches it, and starts it or, where the service manager can, ends it. onLoginChange is
-    /// called when that is done.
+    /// Switches it, and starts it or ends it. onLoginChange is called when that is done.
     void setAtLogin(bool on);
     std::function<void()> onLoginChange;
     /// It could not be switched: why, in the system's words.
@@ -54,6 +53,7 @@ public:
 
 private:
     void knowsAtLogin(bool on);
+    void tell(const QStringList &words) const;
 
     QString _program;
     UserServices &_services;

@@ -705,12 +705,6 @@
         <translation>Die Seite kann nicht angeboten werden: %1</translation>
     </message>
     <message>
-        <source>It comes from where Clipmule Sync came from. In the folder of the downloaded package:
-%1</source>
-        <translation>Sie erhalten es dort, woher Sie Clipmule Sync haben. Im Ordner des heruntergeladenen Pakets:
-%1</translation>
-    </message>
-    <message>
         <source>The phone can come back as long as the page is served. So that it is served after your next login too, switch it on in the window.</source>
         <translation>Das Telefon erreicht die Seite, solange sie angeboten wird. Damit das auch nach der nächsten Anmeldung so ist, schalten Sie es im Fenster ein.</translation>
     </message>
@@ -763,6 +757,24 @@ Oder öffnen Sie die App auf dem Telefon, im selben Netzwerk wie dieser Rechner.
     <message>
         <source>To pair another phone, add it by its browser, or open the app on it, on the same network as this computer.</source>
         <translation>Um ein weiteres Telefon zu koppeln, fügen Sie es über seinen Browser hinzu, oder öffnen Sie dort die App, im selben Netzwerk wie dieser Rechner.</translation>
+    </message>
+    <message>
+        <source>It comes from where Clipmule Sync came from: as the package clipmule-web, or built from the same source.</source>
+        <translation>Es kommt von dort, woher Clipmule Sync kam: als Paket clipmule-web oder aus demselben Quelltext gebaut.</translation>
+    </message>
+    <message>
+        <source>In the folder of the downloaded package: %1</source>
+        <translation>Im Ordner des heruntergeladenen Pakets: %1</translation>
+    </message>
+    <message>
+        <source>The page cannot be served: another program on this computer has its port.</source>
+        <translation>Die Seite kann nicht angeboten werden: Ein anderes Programm auf diesem Rechner hat ihren Port.</translation>
+    </message>
+    <message>
+        <source>End that program, or let the page have a port that is free. In a terminal:
+%1</source>
+        <translation>Beenden Sie jenes Programm, oder geben Sie der Seite einen freien Port. In einem Terminal:
+%1</translation>
     </message>
 </context>
 </TS>

@@ -705,12 +705,6 @@
         <translation>ページを提供できません: %1</translation>
     </message>
     <message>
-        <source>It comes from where Clipmule Sync came from. In the folder of the downloaded package:
-%1</source>
-        <translation>Clipmule Sync と同じ入手先にあります。ダウンロードしたパッケージのフォルダーで実行してください:
-%1</translation>
-    </message>
-    <message>
         <source>The phone can come back as long as the page is served. So that it is served after your next login too, switch it on in the window.</source>
         <translation>電話からページを使えるのは、ページが提供されている間だけです。次回のログイン後も提供するには、ウィンドウで有効にしてください。</translation>
     </message>
@@ -763,6 +757,24 @@ Or open the app on your phone, on the same network as this computer. The phone a
     <message>
         <source>To pair another phone, add it by its browser, or open the app on it, on the same network as this computer.</source>
         <translation>別の電話をペアリングするには、ブラウザで追加するか、このコンピュータと同じネットワークで電話のアプリを開いてください。</translation>
+    </message>
+    <message>
+        <source>It comes from where Clipmule Sync came from: as the package clipmule-web, or built from the same source.</source>
+        <translation>Clipmule Sync と同じ入手先にあります。パッケージ名は clipmule-web です。同じソースコードからビルドすることもできます。</translation>
+    </message>
+    <message>
+        <source>In the folder of the downloaded package: %1</source>
+        <translation>ダウンロードしたパッケージのフォルダで: %1</translation>
+    </message>
+    <message>
+        <source>The page cannot be served: another program on this computer has its port.</source>
+        <translation>ページを配信できません。このコンピュータのほかのプログラムがポートを使用しています。</translation>
+    </message>
+    <message>
+        <source>End that program, or let the page have a port that is free. In a terminal:
+%1</source>
+        <translation>そのプログラムを終了するか、空いているポートでページを配信してください。端末で次のように入力します:
+%1</translation>
     </message>
 </context>
 </TS>

@@ -16,6 +16,7 @@ import os
 import pathlib
 import secrets
 import signal
+import socket
 import subprocess
 import sys
 import unittest
@@ -40,9 +41,14 @@ ADDRESSES = ("10.77.0.1", "10.77.0.2")
 def make_network():
     if "pair0" in subprocess.run(["ip", "link"], capture_output=True, text=True, check=True).stdout:
         return
-    for command in ("link add pair0 type veth peer name pair1", "link set pair0 up", "link set pair1 up",
-                    *(f"address add {address}/24 dev pair{end}" for end, address in enumerate(ADDRESSES))):
+    for command in ("link add pair0 type veth peer name pair1", "link set pair0 up", "link set pair1 up"):
         subprocess.run(["ip", *command.split()], check=True)
+    for address in ADDRESSES:
+        change_address("add", address)
+
+
+def change_address(how, address):
+    subprocess.run(["ip", "address", how, f"{address}/24", "dev", f"pair{ADDRESSES.index(address)}"], check=True)
 
 
 def digest(label, *parts):
@@ -57,15 +63,15 @@ async def pair(link, phone, name):
     nonce = secrets.token_bytes(24)
     async with websockets.connect(f"ws://{address.netloc}/socket", subprotocols=["clipmule-page-1"],
                                   origin=f"http://{address.netloc}",
-                                  local_addr=(phone, 0)) as socket:
-        await socket.send(b"\1P" + digest("clipmule page code id", code)[:16] + nonce +
+                                  local_addr=(phone, 0)) as connection:
+        await connection.send(b"\1P" + digest("clipmule page code id", code)[:16] + nonce +
                           bindings.crypto_secretbox(own, nonce, code))
-        answer = await socket.recv()
+        answer = await connection.recv()
         theirs = bindings.crypto_secretbox_open(answer[25:], answer[1:25], code)[:32]
         session = digest("clipmule page session", code, bindings.crypto_scalarmult(secret, theirs), own, theirs)
         plain = json.dumps({"is": "pair", "name": name, "language": "en"}).encode()
-        await socket.send(bindings.crypto_secretbox(b"\0" + plain, bytes(24), session[:32]))
-        sealed = await socket.recv()
+        await connection.send(bindings.crypto_secretbox(b"\0" + plain, bytes(24), session[:32]))
+        sealed = await connection.recv()
         return json.loads(bindings.crypto_secretbox_open(sealed, bytes(24), session[32:])[1:])
 
 
@@ -97,6 +103,9 @@ class PagePairingTest(PreferencesTest):
 
     def end_web(self):
         del os.environ["XDG_STATE_HOME"]
+        self.end_programs()
+
+    def end_programs(self):
         for process in programs_of(self.state):
             os.kill(process, signal.SIGTERM)
         until("end of clipmule-web", lambda: not programs_of(self.state))
@@ -140,6 +149,25 @@ class PagePairingTest(PreferencesTest):
         self.wait_for_text("“Mum” was unpaired.")
         press("ctrl+w")
         until("end of its key", lambda: self.list_browsers() == "")
+
+    def test_the_link_leads_nowhere_any_more(self):
+        computer = urllib.parse.urlsplit(self.read_code()).hostname
+        change_address("del", computer)
+        self.addCleanup(change_address, "add", computer)
+        self.wait_for_text("This computer has another address now")
+        self.click("push button", "New Code")
+        self.wait_for_text("The code lets one browser in, until")
+        self.assertNotIn(computer, self.read_code())
+
+    def test_another_program_has_the_port(self):
+        self.read_code()
+        self.end_programs()
+        self.wait_for_text("The program that serves the page has ended")
+        with socket.create_server(("0.0.0.0", 24736)):
+            self.click("push button", "New Code")
+            self.wait_for_text("another program on this computer has its port")
+        self.click("push button", "New Code")
+        self.wait_for_text("The code lets one browser in, until")
 
     def test_the_program_ends_and_a_new_code_is_made(self):
         first = self.read_code()

@@ -175,7 +175,8 @@ private Q_SLOTS:
         row("no link", u"link"_qs, {});
         row("another scheme", u"link"_qs, QString(pageLink).replace(u"http"_qs, u"file"_qs));
         row("https", u"link"_qs, QString(pageLink).replace(u"http"_qs, u"https"_qs), Stage::Shown);
-        row("no port", u"link"_qs, QString(pageLink).remove(u":24736"_qs));
+        row("the usual port", u"link"_qs, QString(pageLink).remove(u":24736"_qs), Stage::Shown);
+        row("no port", u"link"_qs, QString(pageLink).replace(u"24736"_qs, u"0"_qs));
         row("no host", u"link"_qs, QString(pageLink).remove(u"192.168.1.20"_qs));
         row("a short code", u"link"_qs, pageLink.chopped(1));
         row("a long code", u"link"_qs, pageLink + u'A');
@@ -207,6 +208,22 @@ private Q_SLOTS:
         _answerer->say(line);
         QTRY_VERIFY(_pairing->stage() != Stage::Starting);
         QTEST(_pairing->stage(), "stage");
+    }
+
+    void thePortIsTheUsualOneWhereTheLinkHasNone_data() {
+        QTest::addColumn<QString>("beginning");
+        QTest::addColumn<int>("port");
+        QTest::newRow("http") << u"http://desk/#"_qs << 80;
+        QTest::newRow("https") << u"https://desk/#"_qs << 443;
+    }
+    void thePortIsTheUsualOneWhereTheLinkHasNone() {
+        QFETCH(QString, beginning);
+        QJsonObject answer = goodAnswer();
+        answer.insert(u"link"_qs, beginning + pageLink.section(u'#', 1));
+        ask();
+        _answerer->say(lineOf(answer));
+        QTRY_COMPARE(_pairing->stage(), Stage::Shown);
+        QTEST(_pairing->code().port, "port");
     }
 
     void whyThereIsNoCodeIsTold() {
@@ -266,6 +283,15 @@ private Q_SLOTS:
         QCOMPARE(_answerer->question(), question);
         _answerer->say(lineOf(goodAnswer()));
         QTRY_COMPARE(_pairing->stage(), Stage::Shown);
+    }
+
+    void aPortThatAnotherProgramHas() {
+        writeProgram(path(), QByteArray("echo 'clipmule-web: port 24736 of 10.0.0.1: ") +
+                                 LocalRequest::portIsTaken + "' >&2; exit 1\n");
+        _pairing->begin();
+        QTRY_VERIFY(_program->itselfHasEnded());
+        _runLoop.advance(PagePairing::knockInterval);
+        QCOMPARE(_pairing->stage(), Stage::PortTaken);
     }
 
     void aProgramThatServesNothingIsGivenUp() {

@@ -179,11 +179,36 @@ private Q_SLOTS:
     }
 
     void aProgramThatIsNotInstalledIsNamedWithItsCommand() {
+        qputenv("PATH", _answerer->folder());
+        const QString apt = QFile::decodeName(_answerer->folder()) + u"/apt"_qs;
+        for (const bool hasApt : {true, false}) {
+            writeProgram(apt, "");
+            if (!hasApt)
+                QVERIFY(QFile::remove(apt));
+            _dialog = std::make_unique<PagePairingDialog>(*_pairing, *_program);
+            _dialog->show();
+            QVERIFY(
+                label(u"status"_qs)->text().contains(u"clipmule-web, which is not installed"_qs));
+            const QString advice = label(u"pageAdvice"_qs)->text();
+            QVERIFY(advice.startsWith(u"It comes from where Clipmule Sync came from"_qs));
+            QCOMPARE(advice.endsWith(u": sudo apt install ./clipmule-web_*.deb"_qs), hasApt);
+            QCOMPARE(advice.contains(u"apt"_qs), hasApt);
+            QVERIFY(!button(u"New Code"_qs)->isHidden());
+            _dialog.reset();
+        }
+    }
+
+    void aPortThatAnotherProgramHas() {
+        writeProgram(QFile::decodeName(_answerer->folder()) + u"/clipmule-web"_qs,
+                     QByteArray("echo 'clipmule-web: ") + LocalRequest::portIsTaken +
+                         "' >&2; exit 1\n");
         _dialog = std::make_unique<PagePairingDialog>(*_pairing, *_program);
         _dialog->show();
-        QVERIFY(label(u"status"_qs)->text().contains(u"clipmule-web, which is not installed"_qs));
-        QVERIFY(
-            label(u"pageAdvice"_qs)->text().endsWith(u"sudo apt install ./clipmule-web_*.deb"_qs));
+        QTRY_VERIFY(_program->itselfHasEnded());
+        _runLoop.advance(PagePairing::knockInterval);
+        QCOMPARE(label(u"status"_qs)->text(),
+                 u"The page cannot be served: another program on this computer has its port."_qs);
+        QVERIFY(label(u"pageAdvice"_qs)->text().endsWith(u"\nclipmule-web --port 0"_qs));
         QVERIFY(!button(u"New Code"_qs)->isHidden());
     }
 

@@ -126,6 +126,8 @@ private Q_SLOTS:
         QTRY_COMPARE(said(1), QByteArray("\n.\n"));
         _program->setAtLogin(false);
         QVERIFY(!_program->isAtLogin());
+        // And no longer, as with a unit.
+        QTRY_COMPARE(said(2), QByteArray("\n.\nstop\n.\n"));
         _program->look();
         QVERIFY(!_program->isAtLogin());
         QCOMPARE(_services->asked.filter(u"look"_qs).size(), 2);
@@ -145,6 +147,26 @@ private Q_SLOTS:
         QCOMPARE(_problems.size(), 1);
         // Nor is it started: what is shown is how it stays.
         QVERIFY(!QFile::exists(said()));
+    }
+
+    void anEntryThatStaysKeepsItServing() {
+        _program->look();
+        _program->setAtLogin(true);
+        QTRY_COMPARE(said(1), QByteArray("\n.\n"));
+        // A folder in its place.
+        QVERIFY(QFile::remove(_folder->filePath(u"autostart/page.desktop"_qs)));
+        QVERIFY(QDir(_folder->path()).mkpath(u"autostart/page.desktop/in the way"_qs));
+        _program->setAtLogin(true);
+        QCOMPARE(_problems.size(), 1);
+        QCOMPARE(said(1), QByteArray("\n.\n"));
+    }
+
+    void whatItAnswersIsNotShown() {
+        writeProgram(path(), "a=$(readlink /proc/$$/fd/1); b=$(readlink /proc/$$/fd/2)\n"
+                             "echo $a $b >" +
+                                 said().toUtf8() + "\n");
+        _program->revoke(u"local/Mum"_qs);
+        QTRY_COMPARE(said(0), QByteArray("/dev/null /dev/null\n"));
     }
 
     void browsersAreRenamedAndRevokedByIt() {
