@@ -3,6 +3,8 @@
 
 #include "preferences/PreferencesCommands.h"
 
+#include "platform/foundation/Callbacks.h"
+#include "platform/foundation/LocalNames.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/Utf8.h"
 #include "platform/preferences/PreferencesDatabase.h"
@@ -396,7 +398,13 @@ void PreferencesCommands::registerPhone() {
     // Where a phone is reached by hand it need not be seen.
     const bool looks =
         phone->address.isEmpty() && _command.wait.value_or(waitForPaired) > RunLoop::Seconds(0);
-    writePhones(list, line, looks ? [this] { lookForPaired(); } : std::function<void()>());
+    writePhones(list, line, [this, looks] {
+        tellOfName();
+        if (looks)
+            lookForPaired();
+        else
+            _services.finish(0);
+    });
 }
 
 void PreferencesCommands::lookForPaired() {
@@ -442,7 +450,11 @@ void PreferencesCommands::unregisterPhone() {
     if (!isPaired())
         return;
     writePhones(RegisteredPhones::removed(storedPhones(), _command.service),
-                QStringLiteral("unpaired %1").arg(ShownText::onOneLine(_command.service)));
+                QStringLiteral("unpaired %1").arg(ShownText::onOneLine(_command.service)), [this] {
+                    if (LocalNames::isLocal(_command.service))
+                        callCopyOf(_services.wasUnpaired, _command.service);
+                    _services.finish(0);
+                });
 }
 
 void PreferencesCommands::renamePhone() {
@@ -451,7 +463,17 @@ void PreferencesCommands::renamePhone() {
     writePhones(
         RegisteredPhones::changed(storedPhones(), _command.service, {.name = _command.name}),
         QStringLiteral("%1 is called %2 now")
-            .arg(ShownText::onOneLine(_command.service), ShownText::onOneLine(*_command.name)));
+            .arg(ShownText::onOneLine(_command.service), ShownText::onOneLine(*_command.name)),
+        [this] {
+            tellOfName();
+            _services.finish(0);
+        });
+}
+
+// A browser keeps its name where its key is.
+void PreferencesCommands::tellOfName() {
+    if (_command.name && LocalNames::isLocal(_command.service))
+        callCopyOf(_services.wasRenamed, _command.service, *_command.name);
 }
 
 void PreferencesCommands::list() {

@@ -30,6 +30,10 @@ public:
         /// needed.
         std::function<StatusReader &()> agent;
         std::function<dnssd::NetworkProbe &()> network;
+        /// Tell the program that serves the page what became of a phone of this computer, which may
+        /// be a browser. Each may be empty.
+        std::function<void(const QString &service)> wasUnpaired;
+        std::function<void(const QString &service, const QString &name)> wasRenamed;
         /// The version of this program.
         QString version;
         /// Called with one line of the result.
@@ -93,6 +97,7 @@ private:
                std::function<void()> then = {});
     void writePhones(const PropertyList &list, const QString &line,
                      std::function<void()> then = {});
+    void tellOfName();
     [[nodiscard]] std::optional<PropertyList> storedPhones() const;
     void printJson(const QJsonObject &object);
     [[nodiscard]] QStringList registeredServices() const;

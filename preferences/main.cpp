@@ -109,6 +109,23 @@ private:
     std::unique_ptr<PreferencesWindow> _window;
 };
 
+// The program that serves the page, for the few commands that tell it something.
+class PageOnCall {
+public:
+    [[nodiscard]] PageProgram &program() {
+        if (!_program) {
+            _userServices = makeUserServices();
+            _program.emplace(PageProgram::standardProgram(), *_userServices,
+                             PageProgram::standardEntry());
+        }
+        return *_program;
+    }
+
+private:
+    std::unique_ptr<UserServices> _userServices;
+    std::optional<PageProgram> _program;
+};
+
 // Whether there is anywhere to open a window. Which of two displays it is on is the toolkit's
 // choice.
 bool hasDisplay(int argc, char **argv) {
@@ -170,6 +187,45 @@ int runPanel(int argc, char **argv) {
     return QApplication::exec();
 }
 
+// The exit status of the command.
+int runCommand(const PreferencesCommand &command) {
+    QtRunLoop runLoop;
+    const RunLoop::Installation installation(runLoop);
+    // To be interrupted is the way in which a watch ends.
+    const bool watches = command.watches;
+    const QuitSignals signals(
+        [watches](int signal) { QCoreApplication::exit(watches ? 0 : 128 + signal); });
+    const auto database = makePreferencesDatabase();
+    const auto notifications = makeDistributedNotifications();
+    const auto agent = makeStatusReader();
+    const auto network = dnssd::makeNetworkProbe();
+    std::unique_ptr<dnssd::Backend> dnssd;
+
+    PreferencesCommands::Services services;
+    services.preferences.database = database.get();
+    services.preferences.distributedNotifications = notifications.get();
+    services.dnssd = [&dnssd]() -> dnssd::Backend & {
+        if (!dnssd)
+            dnssd = dnssd::makeBackend();
+        return *dnssd;
+    };
+    services.agent = [&agent]() -> StatusReader & { return *agent; };
+    services.network = [&network]() -> dnssd::NetworkProbe & { return *network; };
+    PageOnCall page;
+    services.wasUnpaired = [&page](const QString &service) { page.program().revoke(service); };
+    services.wasRenamed = [&page](const QString &service, const QString &name) {
+        page.program().rename(service, name);
+    };
+    services.version = QStringLiteral(CLIPMULE_VERSION);
+    services.print = say;
+    services.complain = complain;
+    services.finish = [](int exitStatus) { QCoreApplication::exit(exitStatus); };
+    PreferencesCommands commands(std::move(services));
+    // The command starts inside the run loop, which it ends.
+    runLoop.performSoon([&] { commands.perform(command); });
+    return QCoreApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char *argv[]) {
@@ -196,34 +252,5 @@ int main(int argc, char *argv[]) {
         return 0;
     }
 
-    QtRunLoop runLoop;
-    const RunLoop::Installation installation(runLoop);
-    // To be interrupted is the way in which a watch ends.
-    const bool watches = command->watches;
-    const QuitSignals signals(
-        [watches](int signal) { QCoreApplication::exit(watches ? 0 : 128 + signal); });
-    const auto database = makePreferencesDatabase();
-    const auto notifications = makeDistributedNotifications();
-    const auto agent = makeStatusReader();
-    const auto network = dnssd::makeNetworkProbe();
-    std::unique_ptr<dnssd::Backend> dnssd;
-
-    PreferencesCommands::Services services;
-    services.preferences.database = database.get();
-    services.preferences.distributedNotifications = notifications.get();
-    services.dnssd = [&dnssd]() -> dnssd::Backend & {
-        if (!dnssd)
-            dnssd = dnssd::makeBackend();
-        return *dnssd;
-    };
-    services.agent = [&agent]() -> StatusReader & { return *agent; };
-    services.network = [&network]() -> dnssd::NetworkProbe & { return *network; };
-    services.version = QStringLiteral(CLIPMULE_VERSION);
-    services.print = say;
-    services.complain = complain;
-    services.finish = [](int exitStatus) { QCoreApplication::exit(exitStatus); };
-    PreferencesCommands commands(std::move(services));
-    // The command starts inside the run loop, which it ends.
-    runLoop.performSoon([&] { commands.perform(*command); });
-    return QCoreApplication::exec();
+    return runCommand(*command);
 }
