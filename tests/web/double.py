@@ -157,7 +157,7 @@ class Peer:
             await self.socket.close()
         elif name == "cancel":
             self.incoming.pop(message["transfer"], None)
-        elif name == "fetch":
+        elif name == "fetch" and not self.double.holds:
             content = self.double.contents.get((message["clip"], message["what"]))
             if content is None:
                 await self.say(**{"is": "refused", "for": message["transfer"], "why": "gone"})
@@ -170,7 +170,7 @@ class Peer:
 
     async def welcome(self):
         await self.say(**{"is": "welcome", "computer": self.double.computer,
-                          "name": self.double.names[self.browser], "filters": FILTERS, "keeps": True,
+                          "name": self.double.names[self.browser], "filters": FILTERS, "keeps": self.double.keeps,
                           "limits": self.double.limits})
         await self.say(**{"is": "state", "desk": self.double.desk})
         await self.say(**{"is": "clips", "clips": self.double.clips})
@@ -203,6 +203,11 @@ class Double:
         # What a send is answered with; None: nothing.
         self.answer = {"is": "sent"}
         self.silent = self.deaf = False
+        # Asked for a text or a picture, it says nothing; whether it keeps clips for a closed page.
+        self.holds = False
+        self.keeps = True
+        # A script that runs before the page's own: what this browser can and cannot do.
+        self.before = ""
         self.alter_answer = self.honest_answer
         self.peers = []
         self.heard = queue.Queue()
@@ -265,7 +270,8 @@ class Double:
             file.suffix) or mimetypes.guess_type(name)[0]
         # Over plain HTTP browsers ignore it, and complain.
         opener = {"Cross-Origin-Opener-Policy": "same-origin"} if self.tls else {}
-        return http.HTTPStatus.OK, {**HEADERS, **opener, "Content-Type": f"{kind}; charset=utf-8"}, file.read_bytes()
+        content = (self.before.encode() if name == "start.js" else b"") + file.read_bytes()
+        return http.HTTPStatus.OK, {**HEADERS, **opener, "Content-Type": f"{kind}; charset=utf-8"}, content
 
     async def _serve(self, socket, _path):
         peer = Peer(self, socket)

@@ -323,15 +323,25 @@ class SendingTest(PageTest):
         self.pair()
         self.write("12345678901")
         self.tap("#send")
-        self.until("complaint", lambda: self.shown("#compose-error") == ["Too large. At most 10 bytes."])
+        self.until("complaint", lambda: self.shown("#compose-error") == ["Too long. At most 10 characters."])
         self.assertEqual(self.written(), "12345678901")
         self.find("#box").send_keys(Keys.BACKSPACE)
         self.tap("#send")
         self.assertEqual(self.sent()[1], b"1234567890")
+        # Not its bytes count.
+        self.write("日本語の十文字です。")
+        self.tap("#send")
+        self.assertEqual(self.sent()[1].decode(), "日本語の十文字です。")
+        file = self.folder / "picture.png"
+        file.write_bytes(picture())
+        self.find("#choose").send_keys(str(file))
+        self.until("ready", lambda: self.all("#attached li") and self.find("#send").is_enabled())
+        self.tap("#send")
+        self.until("complaint", lambda: self.shown("#compose-error") == ["Too large. At most 10 bytes."])
 
     def test_a_text_that_the_computer_refuses_comes_back(self):
         self.pair()
-        for why, words in (("tooLarge", "Too large. At most 10 MB."),
+        for why, words in (("tooLarge", "Too long. At most 9,999,999 characters."),
                            ("malformed", "The computer did not take it.")):
             self.program.answer = {"is": "notSent", "why": why}
             self.write("precious")
@@ -499,6 +509,20 @@ class FiltersTest(PageTest):
         self.until("text", lambda: self.written() == "HALLO")
         self.tap("#send")
         self.assertEqual(self.program.hear("send")[1], b"HALLO")
+
+    def test_of_a_text_as_long_as_it_may_be(self):
+        self.program.limits = {"text": 3, "picture": 3}
+        self.pair()
+        self.write("äöü")
+        self.tap("#filter-box")
+        self.choose("Upper Case")
+        self.until("preview", lambda: self.shown(".preview") == ["ÄÖÜ"])
+        self.tap("#sheet-close")
+        self.until("page again", lambda: not self.all("dialog[open]"))
+        self.write("!")
+        self.tap("#filter-box")
+        self.choose("Upper Case")
+        self.until("word", lambda: "Too long. At most 3 characters." in self.shown("#sheet .hint"))
 
     def test_one_that_fails(self):
         self.program.clips = [clip("a", "x")]

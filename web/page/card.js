@@ -254,9 +254,10 @@ export class Card {
 
     #buildPicture(article, picture) {
         const {width = 0, height = 0} = picture;
-        const {from = ''} = this.#clip;
-        this.#picture =
-            make('img', {alt: say('pictureOf', {from, width, height}), decoding: 'async'});
+        const {from} = this.#clip;
+        const what = from ? say('pictureFrom', {from}) : say('kindPicture');
+        const alt = width && height ? say('sized', {what, width, height}) : what;
+        this.#picture = make('img', {alt, decoding: 'async'});
         if (width && height) {
             // Its place is there before it is.
             this.#picture.width = width;

@@ -133,7 +133,8 @@ export class Clips {
     }
 
     #announce(clip) {
-        announceArrival(say('arrived', {from: clip.from ?? '', what: Card.describe(clip)}));
+        const {from} = clip;
+        announceArrival(say(from ? 'arrivedFrom' : 'arrived', {from, what: Card.describe(clip)}));
     }
 
     #see(clip) {

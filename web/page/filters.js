@@ -8,7 +8,7 @@ import {button, make} from './elements.js';
 import {Refused} from './link.js';
 import {announce} from './notices.js';
 import {closeSheet, openSheet} from './sheet.js';
-import {say, size} from './texts.js';
+import {say, sayLimit} from './texts.js';
 
 export class Filters {
     /** As the program offers them. @type {{name: string, label: string}[]} */
@@ -45,13 +45,14 @@ export class Filters {
      * @param {(text: string) => void} used
      */
     openForText(text, used) {
-        this.#open({}, new TextEncoder().encode(text), 'use', () => {
+        this.#open({}, text, 'use', () => {
             closeSheet();
             used(this.#result);
         });
     }
 
-    #open(message, bytes, use, used) {
+    /** @param {?string} text null: that of the clip which the message names */
+    #open(message, text, use, used) {
         this.#result = null;
         this.#hint = make('p', {className: 'hint', role: 'status'}, say('filterChoose'));
         this.#preview = make('pre', {className: 'preview', dir: 'auto', hidden: true, tabIndex: 0});
@@ -63,27 +64,27 @@ export class Filters {
         choices.setAttribute('aria-label', say('filterTitle'));
         for (const {name, label} of this.offered) {
             const choice =
-                button('', label, () => this.#choose(choice, name, message, bytes), 'choice');
+                button('', label, () => this.#choose(choice, name, message, text), 'choice');
             choice.setAttribute('aria-pressed', 'false');
             choices.append(choice);
         }
         openSheet(say('filterTitle'), choices, this.#hint, this.#preview, this.#use);
     }
 
-    async #choose(choice, filter, message, bytes) {
+    async #choose(choice, filter, message, text) {
         const asked = ++this.#asked;
         for (const other of choice.parentElement.children) {
             other.setAttribute('aria-pressed', String(other === choice));
         }
         this.#use.disabled = true;
         const limit = this.#link.limits?.text;
-        if (bytes && limit !== undefined && bytes.length > limit) {
-            this.#fail(say('tooLarge', {size: size(limit)}));
+        if (text !== null && limit !== undefined && text.length > limit) {
+            this.#fail(sayLimit('text', limit));
             return;
         }
         try {
-            const answer =
-                await this.#link.request({is: 'filter', filter, ...message}, bytes?.slice());
+            const bytes = text === null ? null : new TextEncoder().encode(text);
+            const answer = await this.#link.request({is: 'filter', filter, ...message}, bytes);
             if (asked === this.#asked) {
                 this.#show(new TextDecoder().decode(answer.bytes));
             }

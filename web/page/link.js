@@ -40,7 +40,9 @@ export class Link {
     /** @type {'connected'|'away'|'off'} whether clips reach the desk, once connected */
     desk = 'away';
 
-    /** Of the last welcome: what it is called, and the most bytes that it takes. */
+    /**
+     * Of the last welcome: what it is called, and the most that it takes, in UTF-16 units and bytes.
+     */
     computer = vault.names().computer ?? '';
     /** @type {?{text: number, picture: number}} */
     limits = null;

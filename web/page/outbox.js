@@ -6,7 +6,7 @@
 import {byId, icon, iconButton, make} from './elements.js';
 import {Lost, Refused} from './link.js';
 import {outboxStore} from './store.js';
-import {say, size} from './texts.js';
+import {say, sayLimit} from './texts.js';
 
 /** @typedef {import('./store.js').Item} Item */
 
@@ -16,8 +16,8 @@ const LEASE_MS = 30000;
 const SENT_SHOWN_MS = 4000;
 const LABEL_LENGTH = 60;
 
-/** @param {Item} item */
-const limitOf = item => item.kind === 'text' ? 'text' : 'picture';
+/** @param {string} text that something waits @returns {string} and how long it can */
+const asKept = text => outboxStore.lasts() ? text : `${text} · ${say('notKept')}`;
 
 export class Outbox {
     /**
@@ -61,8 +61,9 @@ export class Outbox {
      */
     async add(kind, content, relay, label) {
         const limit = this.#link.limits?.[kind];
-        if (limit !== undefined && content.size > limit) {
-            return say('tooLarge', {size: size(limit)});
+        const length = kind === 'text' ? (await content.text()).length : content.size;
+        if (limit !== undefined && length > limit) {
+            return sayLimit(kind, limit);
         }
         const id = await outboxStore.add({
             kind,
@@ -124,7 +125,7 @@ export class Outbox {
             if (item.failed) {
                 this.#showFailed(item);
             } else if (!this.#rows.has(item.id)) {
-                this.#show(item, say('waiting'));
+                this.#show(item, asKept(say('waiting')));
             }
         }
         const stored = new Set(items.map(item => item.id));
@@ -181,7 +182,7 @@ export class Outbox {
             if (error instanceof Refused) {
                 return;  // the person took it back
             }
-            this.#show(item, say('waiting'));
+            this.#show(item, asKept(say('waiting')));
             await outboxStore.update({...item, owner: undefined});
             throw error;
         } finally {
@@ -202,7 +203,7 @@ export class Outbox {
             }
         } else if (message.why === 'noDesk' || message.why === 'off') {
             this.#held.add(item.id);
-            this.#show(item, say(message.why));
+            this.#show(item, asKept(say(message.why)));
             this.onAnnounce(say(message.why));
             await outboxStore.update({...item, owner: undefined});
         } else {
@@ -247,9 +248,9 @@ export class Outbox {
 
     /** @param {Item} item */
     #showFailed(item) {
-        const limit = this.#link.limits?.[limitOf(item)];
+        const limit = this.#link.limits?.[item.kind];
         const text = item.failed === 'tooLarge' && limit !== undefined ?
-            say('tooLarge', {size: size(limit)}) :
+            sayLimit(item.kind, limit) :
             say('refusedSend');
         const row = this.#show(item, text);
         row.element.classList.add('failed');

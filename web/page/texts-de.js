@@ -55,7 +55,8 @@ export const texts = {
     bytes: '{count} Byte',
     from: 'von {from}',
     fresh: 'Neu',
-    arrived: 'Neu von {from}: {what}',
+    arrived: 'Neu: {what}',
+    arrivedFrom: 'Neu von {from}: {what}',
     copy: 'Kopieren',
     copied: 'Kopiert',
     copyFailed:
@@ -72,13 +73,13 @@ export const texts = {
     share: 'Teilen',
     remove: 'Entfernen',
     removeOf: 'Entfernen: {what}',
-    pictureOf: 'Bild von {from}, {width} × {height}',
+    pictureFrom: 'Bild von {from}',
+    sized: '{what}, {width} × {height}',
     holdPicture:
         'Zum Kopieren halten Sie das Bild gedrückt. Über einfaches HTTP erlauben Browser das keiner Seite.',
 
     toDesk: 'An {computer}',
     toPhones: 'An die anderen Telefone',
-    preparing: 'Wird vorbereitet …',
     waiting: 'Wartet auf die Verbindung',
     sending: 'Wird gesendet … {percent} %',
     keptThere: '{computer} bewahrt es auf, bis der Abgleich wieder läuft',
@@ -87,6 +88,7 @@ export const texts = {
     noDesk: 'Wartet, bis der Abgleich am Computer läuft',
     off: 'Wartet: Der Abgleich ist am Computer ausgeschaltet',
     tooLarge: 'Zu groß. Höchstens {size}.',
+    tooLong: 'Zu lang. Höchstens {count} Zeichen.',
     refusedSend: 'Der Computer hat es nicht angenommen.',
     back: 'Zurück ins Feld',
     notPicture: 'Dieser Browser kann das Bild nicht lesen.',

@@ -58,6 +58,15 @@ export function size(bytes) {
     return bytes < 1e6 ? `${numbers.format(bytes / 1e3)} kB` : `${numbers.format(bytes / 1e6)} MB`;
 }
 
+/**
+ * @param {'text'|'picture'} kind
+ * @param {number} limit of a text in units of UTF-16, of a picture in bytes
+ */
+export function sayLimit(kind, limit) {
+    return kind === 'text' ? say('tooLong', {count: numbers.format(limit)}) :
+                             say('tooLarge', {size: size(limit)});
+}
+
 /** Fills in what index.html leaves open. */
 export function translatePage() {
     document.documentElement.lang = language;

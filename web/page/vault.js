@@ -16,15 +16,18 @@ const hex = bytes => Array.from(bytes, byte => byte.toString(16).padStart(2, '0'
 /** @param {string} text */
 const bytesOf = text => Uint8Array.from(text.match(/../g), pair => parseInt(pair, 16));
 
-/** A browser that forbids the storage: then it lasts as long as the page. */
+/** What a browser does not store, or not any more: it lasts as long as the page. */
 const memory = new Map();
 
 /** @param {string} name */
 function read(name) {
+    if (memory.has(name)) {
+        return memory.get(name);
+    }
     try {
         return localStorage.getItem(name);
     } catch {
-        return memory.get(name) ?? null;
+        return null;
     }
 }
 
@@ -39,6 +42,7 @@ function write(name, value) {
         } else {
             localStorage.setItem(name, value);
         }
+        memory.delete(name);
     } catch {
         memory.set(name, value);
     }
