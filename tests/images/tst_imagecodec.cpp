@@ -11,8 +11,13 @@
 #include <QImageReader>
 #include <QImageWriter>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTest>
 #include <QtEndian>
+
+#include <cstring>
+
+#include <sys/mman.h>
 
 using namespace clipmule;
 
@@ -271,6 +276,25 @@ private Q_SLOTS:
         QCOMPARE(ImageCodec::png(image, whole->size()), whole);
         QVERIFY(!ImageCodec::png(image, whole->size() - 1));
         QVERIFY(!ImageCodec::png(image, 0));
+    }
+
+    // What nobody may read ends the test.
+    void pngDoesNotGoOnAboveTheLimit() {
+        constexpr int side = 1024;
+        constexpr size_t lineBytes = side * sizeof(QRgb);
+        constexpr int readable = 64;
+        void *const lines = ::mmap(nullptr, side * lineBytes, PROT_READ | PROT_WRITE,
+                                   MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        QVERIFY(lines != MAP_FAILED);
+        const auto unmap = qScopeGuard([&] { ::munmap(lines, side * lineBytes); });
+        auto *const bytes = static_cast<uchar *>(lines);
+        const QImage top = noise({side, readable});
+        std::memcpy(bytes, top.constBits(), readable * lineBytes);
+        QCOMPARE(::mprotect(bytes + readable * lineBytes, (side - readable) * lineBytes, PROT_NONE),
+                 0);
+        const QImage image(static_cast<const uchar *>(lines), side, side, qsizetype(lineBytes),
+                           QImage::Format_RGB32);
+        QVERIFY(!ImageCodec::png(image, 100'000));
     }
 
     void pngKeepsTheColourSpace() {

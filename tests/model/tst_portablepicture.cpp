@@ -135,6 +135,16 @@ private Q_SLOTS:
                  QImage::fromData(png).convertToFormat(QImage::Format_ARGB32));
     }
 
+    // A decoder would refuse it.
+    void thePixelsOfASmallPngAreNotLookedAt() {
+        const QByteArray whole = pngOf(slopes({60, 40}), 6);
+        constexpr qsizetype signatureAndHeader = 8 + 25;
+        const QByteArray png =
+            whole.first(signatureAndHeader) + chunk("IDAT", "no pixels") + chunk("IEND", "");
+        QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::decode(png));
+        QCOMPARE(make(png, upTo(anySize), false)->portable, png);
+    }
+
     void itsTextsStayHere() {
         QImage image = plain({20, 20});
         image.setText(u"Source"_qs, u"/home/user/secret.xcf"_qs);
