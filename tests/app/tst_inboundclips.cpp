@@ -204,6 +204,29 @@ private Q_SLOTS:
         QCOMPARE(text(), u"later"_qs);
     }
 
+    // Which go on while a phone goes and when we end.
+    void byThreads() {
+        BackgroundWork::setStandIn({});
+        const auto isThere = [this](const QString &expected) {
+            return QTest::qWaitFor([&] { return text() == expected; });
+        };
+        _inbound->receive(u"Anna"_qs, textClip(longText()));
+        QVERIFY(isThere(longText()));
+        _desk->advance(1);
+        _inbound->receive(u"Anna"_qs, textClip(u"Anna's"_qs + longText()));
+        _inbound->forget(u"Anna"_qs);
+        _desk->advance(1);
+        const QString bens = u"Ben's"_qs + longText();
+        _inbound->receive(u"Ben"_qs, textClip(bens));
+        QVERIFY(isThere(bens));
+        _desk->advance(1);
+        _inbound->receive(u"Ben"_qs, textClip(longText()));
+        _inbound.reset();
+        QCoreApplication::processEvents();
+        QCOMPARE(text(), bens);
+        QCOMPARE(_events.count(u"written"_qs), 2);
+    }
+
 private:
     [[nodiscard]] static QString longText() {
         return QString(qsizetype(InboundClips::longText) + 1, u'x');
