@@ -39,14 +39,15 @@ private:
 std::unique_ptr<KeyboardEvents>
 makeKeyboardEvents(const Session &session, std::function<std::optional<QString>()> pasteKeys) {
     if (auto keyboard = WaylandKeyboard::make(session.wayland))
-        return std::make_unique<WaylandKeyboardEvents>(std::move(keyboard), std::move(pasteKeys));
+        return std::make_unique<WaylandKeyboardEvents>(std::move(keyboard), std::move(pasteKeys),
+                                                       session.wayland);
     // An X server's keys are not in order with the compositor's clipboard.
     if (WaylandDataControl::isOffered(session.wayland))
         return std::make_unique<NullKeyboardEvents>(WaylandKeyboard::obstacle(*session.wayland));
     if (session.mutter)
         return std::make_unique<WaylandKeyboardEvents>(
-            std::make_unique<MutterKeyboard>(session.mutter, session.wayland),
-            std::move(pasteKeys));
+            std::make_unique<MutterKeyboard>(session.mutter, session.wayland), std::move(pasteKeys),
+            session.wayland);
     if (!session.x11)
         return std::make_unique<NullKeyboardEvents>(QStringLiteral("there is no display"));
     if (!hasXTestSupport(*session.x11))

@@ -46,10 +46,10 @@ public:
     /// depends on the group in force.
     [[nodiscard]] QList<quint32> keysOf(quint32 symbol) const;
     /// These keys, pressed in their order and released in the reverse, on a keyboard whose state is
-    /// shared with the user's. Nobody tells which modifiers the user holds, so every key that may
-    /// be one is released before; for a key that is not down this has no effect. What the user
-    /// holds acts again when it is pressed again: pressed by us, it would stay down for ever if the
-    /// user had released it meanwhile.
+    /// shared with the user's. Not every compositor tells which modifiers the user holds, so every
+    /// key that may be one is released before; for a key that is not down this has no effect. What
+    /// the user holds acts again when it is pressed again: pressed by us, it would stay down for
+    /// ever if the user had released it meanwhile.
     [[nodiscard]] QList<Step> strokeAmongHeldKeys(const QList<quint32> &keys) const;
 
     /// For the library that the layout is made with; owned by this object.

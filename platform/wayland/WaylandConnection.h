@@ -80,6 +80,12 @@ public:
     /// Whether the seat has said that it has a keyboard. It is not asked before seat() was.
     [[nodiscard]] bool hasKeyboard() const { return _hasKeyboard; }
 
+    /// Counts what changes the clipboard, for who is to paste a certain content of it: what others
+    /// copy, and what is put there through this connection. Told by the data control of this
+    /// connection.
+    void countClipboardChange() { ++_clipboardChanges; }
+    [[nodiscard]] quint64 clipboardChanges() const { return _clipboardChanges; }
+
     [[nodiscard]] bool isLost() const { return _lost; }
     /// Calls back once, from the run loop, when the compositor has gone or has thrown us out.
     /// Nothing is sent from then on.
@@ -129,6 +135,7 @@ private:
     std::unique_ptr<QSocketNotifier> _readable;
     std::unique_ptr<QSocketNotifier> _writable;
     std::vector<std::function<void()>> _whenLost;
+    quint64 _clipboardChanges = 0;
     bool _changed = false; // globals, since the observers were told
     bool _lost = false;
 };

@@ -96,6 +96,7 @@ public:
         Form::setSelection(_device, source);
         dropSource();
         _source = source;
+        _connection->countClipboardChange();
         _isTaking = true;
         _connection->whenServed(this, [this] { _isTaking = false; });
         return true;
@@ -211,7 +212,10 @@ private:
             return;
         }
         // What was copied before we took the clipboard is out of date.
-        if (self._isTaking || !self.onSelection)
+        if (self._isTaking)
+            return;
+        self._connection->countClipboardChange();
+        if (!self.onSelection)
             return;
         if (self._selection)
             self.onSelection(self._selection->types, self._moment);

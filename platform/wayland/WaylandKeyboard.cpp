@@ -3,11 +3,13 @@
 
 #include "platform/wayland/WaylandKeyboard.h"
 
+#include "platform/foundation/Callbacks.h"
 #include "platform/foundation/FileHandle.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/wayland/KeyLayout.h"
 #include "platform/wayland/WaylandConnection.h"
+#include "platform/wayland/WaylandModifiers.h"
 #include "platform/wayland/WaylandSeatLayout.h"
 
 #include <QByteArray>
@@ -148,8 +150,10 @@ public:
     explicit FakeInput(const std::shared_ptr<WaylandConnection> &connection)
         : _connection(connection)
         , _layout(connection)
+        , _modifiers(connection)
         , _input(_connection->bind<org_kde_kwin_fake_input>(org_kde_kwin_fake_input_interface,
                                                             fakeInputVersion)) {
+        _modifiers.onRelease = [this] { callCopyOf(onModifiersReleased); };
         // Texts that the compositor may show when it asks whether we are allowed to.
         const QByteArray reason =
             QCoreApplication::translate("Clipmule", "Pastes what arrives from phones").toUtf8();
@@ -163,6 +167,9 @@ public:
 
     [[nodiscard]] QString name() const override { return QStringLiteral("fake-input"); }
     void setGroup(std::optional<quint32> group) override { _layout.setGroup(group); }
+    [[nodiscard]] bool wouldModifiersMixIn() const override {
+        return _modifiers.isAnyActive() && !_connection->isLost();
+    }
 
     [[nodiscard]] bool type(const QList<quint32> &symbols) override {
         const auto stroke = _connection->isLost() ? std::nullopt : _layout.stroke(symbols);
@@ -179,6 +186,7 @@ public:
 private:
     std::shared_ptr<WaylandConnection> _connection;
     WaylandSeatLayout _layout;
+    WaylandModifiers _modifiers;
     org_kde_kwin_fake_input *_input;
 };
 

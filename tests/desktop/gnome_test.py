@@ -31,7 +31,7 @@ class GnomeTest(main_job.MainJob):
     knows_windows = False
     not_announced = frozenset({"ext_data_control_manager_v1", "zwlr_data_control_manager_v1",
                                "zwp_virtual_keyboard_manager_v1", "zwlr_foreign_toplevel_manager_v1",
-                               "zwlr_layer_shell_v1"})
+                               "zwlr_layer_shell_v1", "org_kde_kwin_keystate"})
 
     def setUp(self):
         # What copies and reads elsewhere needs the focus here.

@@ -135,6 +135,26 @@ class MainJob(agent_test.AgentTest):
             self.copy("text/plain", f"copy {number}".encode())
         self.wait_for_clip("copy 199")
 
+    def numbers_in(self, window, last):
+        """All that were pasted when this one was."""
+        shown = window.wait_for(f"number {last}", lambda line: line.endswith(f'{last};"') and json.loads(line[5:]))
+        return [int(number) for number in shown.split(";")[:-1]]
+
+    def test_many_clips_are_pasted_once_each(self):
+        window = self.open_gtk_window()
+        for number in range(50):
+            self.phone.tell(f"text {number};")
+            self.assertEqual(self.numbers_in(window, number), list(range(number + 1)))
+
+    def test_of_a_burst_from_the_phone_the_last_is_pasted(self):
+        window = self.open_gtk_window()
+        for number in range(200):
+            self.phone.tell(f"text {number};")
+        pasted = self.numbers_in(window, 199)
+        # Most are passed over, and nothing comes after what is newer.
+        self.assertEqual(pasted, sorted(pasted))
+        self.assertEqual(self.clipboard(TEXT), b"199;")
+
     def test_a_large_picture_comes_whole(self):
         path = self.make_picture(1790)
         data = path.read_bytes()

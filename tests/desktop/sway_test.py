@@ -23,7 +23,7 @@ AGREED = main_job.version_in(subprocess.check_output(["sway", "--version"], text
 class SwayTest(main_job.MainJob):
     clipboard_words = "ext-data-control" if AGREED else "wlr-data-control"
     pasting_words = "virtual-keyboard"
-    not_announced = frozenset() if AGREED else {"ext_data_control_manager_v1"}
+    not_announced = {"org_kde_kwin_keystate"} | (set() if AGREED else {"ext_data_control_manager_v1"})
 
     def windows(self):
         def walk(node):

@@ -2,10 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 #include "platform/keyboard/KeyboardEvents.h"
+#include "platform/keyboard/backends/wayland/WaylandKeyboardEvents.h"
 #include "platform/session/Session.h"
 #include "platform/wayland/WaylandConnection.h"
+#include "platform/wayland/WaylandDataControl.h"
 #include "tests/kit/Await.h"
 #include "tests/kit/ManualRunLoop.h"
+#include "tests/kit/Served.h"
 #include "tests/kit/TestCase.h"
 #include "tests/kit/TestCompositor.h"
 
@@ -24,6 +27,7 @@ class WaylandKeyboardEventsTest final : public kit::TestCase {
         open({});
     }
     void end() override {
+        _clipboard.reset();
         _keyboard.reset();
         _session = {};
         _compositor.reset();
@@ -64,6 +68,121 @@ private Q_SLOTS:
         QVERIFY(await([&] {
             return _compositor->typed().join(", ").endsWith("press 47, release 47, release 29");
         }));
+    }
+
+    void heldModifiersAreWaitedFor() {
+        openKde();
+        const int timers = _runLoop.pendingCount();
+        hold(shift);
+        _keyboard->paste();
+        _runLoop.advance(WaylandKeyboardEvents::patience - RunLoop::Seconds(0.001));
+        QCOMPARE(pasted(), 0);
+        letGo(shift);
+        QCOMPARE(pasted(), 1);
+        // Once.
+        hold(shift);
+        letGo(shift);
+        QCOMPARE(pasted(), 1);
+        QCOMPARE(_runLoop.pendingCount(), timers);
+    }
+
+    void nobodyIsWaitedForWithoutHeldModifiers() {
+        openKde();
+        const int timers = _runLoop.pendingCount();
+        hold(shift);
+        letGo(shift);
+        _keyboard->paste();
+        QCOMPARE(pasted(), 1);
+        QCOMPARE(_runLoop.pendingCount(), timers);
+    }
+
+    void aCompositorThatTellsNothingIsNotWaitedFor() {
+        openKde();
+        _keyboard->paste();
+        QCOMPARE(pasted(), 1);
+    }
+
+    void modifiersThatStayHeldAreNotWaitedForLong() {
+        openKde();
+        hold(shift);
+        _keyboard->paste();
+        QTest::ignoreMessage(QtInfoMsg, "not pasted: modifier keys are held");
+        _runLoop.advance(WaylandKeyboardEvents::patience);
+        letGo(shift);
+        QCOMPARE(pasted(), 0);
+        _keyboard->paste();
+        QCOMPARE(pasted(), 1);
+    }
+
+    // What is on the clipboard then is pasted, and nothing twice.
+    void theNextPasteTakesThePlaceOfOneThatWaits() {
+        openKde();
+        hold(shift);
+        _keyboard->paste();
+        _runLoop.advance(WaylandKeyboardEvents::patience - RunLoop::Seconds(0.001));
+        _keyboard->paste();
+        _runLoop.advance(WaylandKeyboardEvents::patience - RunLoop::Seconds(0.001));
+        letGo(shift);
+        QCOMPARE(pasted(), 1);
+        _keyboard->paste();
+        QCOMPARE(pasted(), 2);
+    }
+
+    // The user cuts something with the very key that is held: it would be put back.
+    void whatOthersCopyIsNotPasted() {
+        openKde();
+        hold(control);
+        _keyboard->paste();
+        _compositor->copy({{"text/plain", "cut"}});
+        serve();
+        QTest::ignoreMessage(QtInfoMsg,
+                             "not pasted: while modifier keys were held the clipboard has changed");
+        letGo(control);
+        QCOMPARE(pasted(), 0);
+        hold(control);
+        _keyboard->paste();
+        letGo(control);
+        QCOMPARE(pasted(), 1);
+    }
+
+    void whatWeWriteBeforeIsPastedAndAfterwardsIsNot() {
+        openKde();
+        hold(shift);
+        QVERIFY(_clipboard->own({QStringLiteral("text/plain")}));
+        _keyboard->paste();
+        serve();
+        letGo(shift);
+        QCOMPARE(pasted(), 1);
+        // A clip that is not to be pasted.
+        hold(shift);
+        _keyboard->paste();
+        QVERIFY(_clipboard->own({QStringLiteral("text/plain")}));
+        serve();
+        QTest::ignoreMessage(QtInfoMsg,
+                             "not pasted: while modifier keys were held the clipboard has changed");
+        letGo(shift);
+        QCOMPARE(pasted(), 1);
+    }
+
+    // Another window may have come to the front.
+    void theKeysAreThoseOfTheMoment() {
+        openKde();
+        hold(shift);
+        _keyboard->paste();
+        _pasteKeys = QStringLiteral("Shift+Insert");
+        letGo(shift);
+        serve();
+        QVERIFY(_compositor->typed().join(", ").endsWith("press 110, release 110, release 42"));
+    }
+
+    void whoGoesWaitsNoMore() {
+        openKde();
+        hold(shift);
+        _keyboard->paste();
+        _keyboard.reset();
+        letGo(shift);
+        QCOMPARE(pasted(), 0);
+        QCOMPARE(_runLoop.pendingCount(), 0);
     }
 
     void whatKeepsKeyStrokesAwayIsSaid_data() {
@@ -109,6 +228,31 @@ private Q_SLOTS:
     }
 
 private:
+    // By KDE's numbers.
+    static constexpr quint32 control = 4;
+    static constexpr quint32 shift = 5;
+
+    void openKde() {
+        open({.keyboards = false, .fakeInput = 4, .keyStates = 5});
+        // As the pasteboard does beside it.
+        _clipboard = WaylandDataControl::make(_session.wayland);
+        serve();
+    }
+    void hold(quint32 key) {
+        _compositor->setKeyState(key, 3);
+        serve();
+    }
+    void letGo(quint32 key) {
+        _compositor->setKeyState(key, 0);
+        serve();
+    }
+    // Everything that either side has sent has been heard.
+    void serve() { QVERIFY(served(*_session.wayland)); }
+    // How often "v" was pressed.
+    int pasted() {
+        serve();
+        return int(_compositor->typed().count("press 47"));
+    }
     void open(const TestCompositor::Offers &offers) {
         end();
         _compositor.emplace(offers);
@@ -123,6 +267,7 @@ private:
     Session _session;
     std::optional<QString> _pasteKeys;
     std::unique_ptr<KeyboardEvents> _keyboard;
+    std::unique_ptr<WaylandDataControl> _clipboard;
 };
 
 QTEST_GUILESS_MAIN(WaylandKeyboardEventsTest)

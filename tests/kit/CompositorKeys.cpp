@@ -7,6 +7,7 @@
 
 #include <fake-input-server-protocol.h>
 #include <fcntl.h>
+#include <keystate-server-protocol.h>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <virtual-keyboard-unstable-v1-server-protocol.h>
@@ -122,6 +123,41 @@ struct CompositorKeys::Seat {
         of(seat).tellCapabilities(seat);
     }
 };
+
+struct CompositorKeys::KeyStates {
+    static CompositorKeys &of(wl_resource *resource) {
+        return *static_cast<CompositorKeys *>(wl_resource_get_user_data(resource));
+    }
+    static void fetch(wl_client *, wl_resource *resource) {
+        const CompositorKeys &self = of(resource);
+        for (auto each = self._keyStates.cbegin(); each != self._keyStates.cend(); ++each)
+            org_kde_kwin_keystate_send_stateChanged(resource, each.key(), each.value());
+    }
+    static void destroy(wl_client *, wl_resource *resource) { wl_resource_destroy(resource); }
+    static void gone(wl_resource *resource) { of(resource)._boundKeyStates.removeAll(resource); }
+    static void bind(wl_client *client, void *self, quint32 version, quint32 id) {
+        static constexpr struct org_kde_kwin_keystate_interface implementation { fetch, destroy };
+        wl_resource *const resource =
+            wl_resource_create(client, &org_kde_kwin_keystate_interface, int(version), id);
+        wl_resource_set_implementation(resource, &implementation, self, gone);
+        of(resource)._boundKeyStates.append(resource);
+    }
+};
+
+void CompositorKeys::offerKeyStates(quint32 version) {
+    _keyStatesGlobal = wl_global_create(_display, &org_kde_kwin_keystate_interface, int(version),
+                                        this, KeyStates::bind);
+}
+
+void CompositorKeys::removeKeyStates() {
+    wl_global_remove(_keyStatesGlobal);
+}
+
+void CompositorKeys::setKeyState(quint32 key, quint32 state) {
+    _keyStates[key] = state;
+    for (wl_resource *const resource : std::as_const(_boundKeyStates))
+        org_kde_kwin_keystate_send_stateChanged(resource, key, state);
+}
 
 void CompositorKeys::offerVirtual() {
     wl_global_create(_display, &zwp_virtual_keyboard_manager_v1_interface, 1, &_typed,

@@ -5,6 +5,8 @@
 
 #include "tests/kit/TestCompositor.h"
 
+#include <QMap>
+
 struct wl_display;
 struct wl_global;
 struct wl_resource;
@@ -20,6 +22,9 @@ public:
 
     void offerVirtual();
     void offerFakeInput(quint32 version);
+    void offerKeyStates(quint32 version);
+    void setKeyState(quint32 key, quint32 state);
+    void removeKeyStates();
     void addSeat();
     /// The oldest, if there is one.
     void removeSeat();
@@ -27,8 +32,10 @@ public:
 
     [[nodiscard]] const QList<QByteArray> &typed() const { return _typed; }
     [[nodiscard]] int keyboardsAsked() const { return _keyboardsAsked; }
+    [[nodiscard]] int keyStatesBound() const { return int(_boundKeyStates.size()); }
 
 private:
+    struct KeyStates;
     struct Seat;
     void tellCapabilities(wl_resource *seat) const;
     void tellKeymap(wl_resource *keyboard) const;
@@ -40,6 +47,9 @@ private:
     std::optional<TestCompositor::Keymap> _keymap;
     QList<QByteArray> _typed;
     int _keyboardsAsked = 0;
+    wl_global *_keyStatesGlobal = nullptr;
+    QList<wl_resource *> _boundKeyStates;
+    QMap<quint32, quint32> _keyStates;
 };
 
 } // namespace clipmule::kit

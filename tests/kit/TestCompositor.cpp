@@ -305,6 +305,8 @@ TestCompositor::TestCompositor(const Offers &offers)
         _state->keys.offerVirtual();
     if (offers.fakeInput > 0)
         _state->keys.offerFakeInput(offers.fakeInput);
+    if (offers.keyStates > 0)
+        _state->keys.offerKeyStates(offers.keyStates);
     if (offers.windows)
         _state->windows.offerForeign();
     if (offers.plasmaWindows > 0)
@@ -416,6 +418,20 @@ QList<QByteArray> TestCompositor::typed() const {
 int TestCompositor::keyboardsAsked() const {
     int count = 0;
     run([&] { count = _state->keys.keyboardsAsked(); });
+    return count;
+}
+
+void TestCompositor::setKeyState(quint32 key, quint32 state) {
+    run([&] { _state->keys.setKeyState(key, state); });
+}
+
+void TestCompositor::removeKeyStates() {
+    run([this] { _state->keys.removeKeyStates(); });
+}
+
+int TestCompositor::keyStatesBound() const {
+    int count = 0;
+    run([&] { count = _state->keys.keyStatesBound(); });
     return count;
 }
 

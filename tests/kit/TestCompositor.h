@@ -28,6 +28,7 @@ public:
         bool keyboards = true;     // virtual ones
         bool windows = true;       // are told of
         quint32 fakeInput = 0;     // KDE's, in this version; 0 for none
+        quint32 keyStates = 0;     // what KDE tells of modifiers, the same
         quint32 plasmaWindows = 0; // the same of its list of windows
         bool plasmaShell = false;  // by which KDE is known
         bool layers = false;       // above the windows, with what they are made of
@@ -91,6 +92,14 @@ public:
     void setKeymap(const std::optional<Keymap> &keymap);
     /// How often clients have asked for the keyboard of a seat.
     [[nodiscard]] int keyboardsAsked() const;
+
+    /// What is told of a key, by KDE's numbers of both, now and to who asks later. Of a key of
+    /// which nothing was set nothing is ever said.
+    void setKeyState(quint32 key, quint32 state);
+    /// Keys are told of no more.
+    void removeKeyStates();
+    /// Clients that are told of keys.
+    [[nodiscard]] int keyStatesBound() const;
 
     /// A window by its number, which is made when there is none of it yet: what is said of it, in
     /// this order. Without `isDone` there is more to come.

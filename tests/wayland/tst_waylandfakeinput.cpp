@@ -12,6 +12,7 @@
 
 #include <QTest>
 
+#include <functional>
 #include <optional>
 
 using namespace clipmule;
@@ -225,6 +226,103 @@ private Q_SLOTS:
         QCOMPARE(key(), 47);
     }
 
+    void modifiersAreKnownWhereTheyAreTold_data() {
+        QTest::addColumn<quint32>("version");
+        QTest::addColumn<quint32>("key");
+        QTest::addColumn<quint32>("state");
+        QTest::addColumn<bool>("wouldMixIn");
+        const quint32 pressed = 3;
+        QTest::newRow("Alt") << 5U << 3U << pressed << true;
+        QTest::newRow("Control") << 5U << 4U << pressed << true;
+        QTest::newRow("Shift") << 5U << 5U << pressed << true;
+        QTest::newRow("Super") << 5U << 6U << pressed << true;
+        QTest::newRow("AltGr") << 5U << 7U << pressed << true;
+        QTest::newRow("latched") << 5U << 5U << 1U << true;
+        QTest::newRow("locked") << 5U << 5U << 2U << true;
+        QTest::newRow("not active") << 5U << 5U << 0U << false;
+        QTest::newRow("a state to come") << 5U << 5U << 4U << false;
+        QTest::newRow("Caps Lock") << 5U << 0U << 2U << false;
+        QTest::newRow("Num Lock") << 5U << 1U << 2U << false;
+        QTest::newRow("Scroll Lock") << 5U << 2U << 2U << false;
+        QTest::newRow("a key to come") << 5U << 8U << pressed << false;
+        QTest::newRow("no key at all") << 5U << 0xffffffffU << pressed << false;
+        // Which tells of locks alone.
+        QTest::newRow("an old version") << 4U << 5U << 2U << false;
+    }
+    void modifiersAreKnownWhereTheyAreTold() {
+        QFETCH(quint32, version);
+        QFETCH(quint32, key);
+        QFETCH(quint32, state);
+        QFETCH(bool, wouldMixIn);
+        open({.keyboards = false, .fakeInput = 4, .keyStates = version});
+        int released = 0;
+        _keyboard->onModifiersReleased = [&] { ++released; };
+        serve();
+        // Nobody has said anything yet.
+        QVERIFY(!_keyboard->wouldModifiersMixIn());
+        _compositor->setKeyState(key, state);
+        serve();
+        QCOMPARE(_keyboard->wouldModifiersMixIn(), wouldMixIn);
+        QCOMPARE(released, 0);
+        _compositor->setKeyState(key, 0);
+        serve();
+        QVERIFY(!_keyboard->wouldModifiersMixIn());
+        QCOMPARE(released, wouldMixIn ? 1 : 0);
+    }
+
+    void modifiersAreReleasedWithTheLastOfThem() {
+        open({.keyboards = false, .fakeInput = 4, .keyStates = 5});
+        int released = 0;
+        _keyboard->onModifiersReleased = [&] { ++released; };
+        for (const quint32 key : {4U, 5U})
+            _compositor->setKeyState(key, 3);
+        _compositor->setKeyState(5, 0);
+        serve();
+        QVERIFY(_keyboard->wouldModifiersMixIn());
+        QCOMPARE(released, 0);
+        _compositor->setKeyState(4, 0);
+        serve();
+        QVERIFY(!_keyboard->wouldModifiersMixIn());
+        QCOMPARE(released, 1);
+    }
+
+    void modifiersThatWereHeldBeforeAreKnown() {
+        openWith({.keyboards = false, .fakeInput = 4, .keyStates = 5},
+                 [this] { _compositor->setKeyState(5, 3); });
+        serve();
+        QVERIFY(_keyboard->wouldModifiersMixIn());
+    }
+
+    // Nobody would ever say that they were released.
+    void modifiersThatAreToldOfNoMoreAreForgotten() {
+        open({.keyboards = false, .fakeInput = 4, .keyStates = 5});
+        int released = 0;
+        _keyboard->onModifiersReleased = [&] { ++released; };
+        _compositor->setKeyState(5, 3);
+        serve();
+        QVERIFY(_keyboard->wouldModifiersMixIn());
+        _compositor->removeKeyStates();
+        serve();
+        QVERIFY(!_keyboard->wouldModifiersMixIn());
+        QCOMPARE(released, 1);
+        serve();
+        QCOMPARE(_compositor->keyStatesBound(), 0);
+    }
+
+    void nobodyIsAskedOfModifiersForLonger() {
+        open({.keyboards = false, .fakeInput = 4, .keyStates = 5});
+        serve();
+        QCOMPARE(_compositor->keyStatesBound(), 1);
+        // What else changes asks no second time.
+        _compositor->addSeat();
+        serve();
+        serve();
+        QCOMPARE(_compositor->keyStatesBound(), 1);
+        _keyboard.reset();
+        serve();
+        QCOMPARE(_compositor->keyStatesBound(), 0);
+    }
+
     void nothingIsTypedForALostCompositor() {
         tell({.text = keymapText("us")});
         QTest::ignoreMessage(QtWarningMsg,
@@ -237,8 +335,12 @@ private Q_SLOTS:
 private:
     using Keymap = TestCompositor::Keymap;
     void open(const TestCompositor::Offers &offers) {
+        openWith(offers, [] {});
+    }
+    void openWith(const TestCompositor::Offers &offers, const std::function<void()> &prepare) {
         end();
         _compositor.emplace(offers);
+        prepare();
         qputenv("WAYLAND_DISPLAY", _compositor->display());
         _connection = WaylandConnection::open();
         QVERIFY(_connection);
