@@ -48,7 +48,9 @@ class SwayEndTest(agent_test.AgentTest):
         self.start_agent()
         subprocess.run(["swaymsg", "exit"], timeout=PATIENCE_SECONDS, check=False,
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.assertEqual(self.agent.process.wait(timeout=PATIENCE_SECONDS), 1)
+        # Either is a failure, after which the session's manager starts it again. The second is the toolkit's, which
+        # may be the first to notice; newer versions end with it.
+        self.assertIn(self.agent.process.wait(timeout=PATIENCE_SECONDS), (1, 255))
 
 
 if __name__ == "__main__":
