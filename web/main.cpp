@@ -9,6 +9,7 @@
 #include "platform/foundation/QuitSignals.h"
 #include "platform/preferences/DistributedNotifications.h"
 #include "platform/preferences/PreferencesDatabase.h"
+#include "platform/session/InstalledProgram.h"
 #include "platform/streams/LocalSockets.h"
 #include "support/Settings.h"
 #include "web/QrPicture.h"
@@ -19,6 +20,7 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QLoggingCategory>
 #include <QStandardPaths>
 #include <QSysInfo>
 
@@ -27,6 +29,8 @@
 using namespace clipmule;
 
 namespace {
+
+Q_LOGGING_CATEGORY(logWeb, "clipmule.web")
 
 constexpr const char *program = "clipmule-web";
 // The same each time: paired browsers come back to it, and a firewall is opened for it. No service
@@ -242,6 +246,15 @@ int serve(WebProgram &web) {
     if (const auto listening = control.start(qgetenv("XDG_RUNTIME_DIR")); !listening)
         CommandOptions::complain(program, listening.error().reason);
     (void)show(WebControl::perform(web, {{QStringLiteral("do"), QStringLiteral("code")}}));
+    // Whoever removes the program expects that nobody listens on the network any more.
+    InstalledProgram installed(QCoreApplication::applicationFilePath());
+    installed.onRemoved = [] {
+        qCInfo(logWeb) << "the program was removed";
+        QCoreApplication::quit();
+    };
+    installed.onReplaced = [] {
+        qCInfo(logWeb) << "another version was installed, and is used from the next start";
+    };
     return QCoreApplication::exec();
 }
 
