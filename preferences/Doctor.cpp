@@ -105,6 +105,7 @@ constexpr int labelWidth = 14;
 constexpr qsizetype mostRefusalsShown = 3;
 // UTF-16 units: a sentence with a path, which is of use as a whole only.
 constexpr qsizetype longestObstacle = 500;
+constexpr qsizetype longestVersion = 40;
 
 QString yesOrNo(bool value) {
     return value ? QStringLiteral("yes") : QStringLiteral("no");
@@ -221,6 +222,10 @@ QStringList problemsOfAgent(const Facts &facts) {
         return {QStringLiteral("The agent was started without a display, so it has no clipboard. "
                                "Start clipmule-sync on the desktop: it takes over.")};
     QStringList problems = problemsOfClipboard(*facts.status);
+    if (facts.status->version != facts.version)
+        problems.append(QStringLiteral("Version %1 of the agent runs, and %2 is installed. Log in "
+                                       "again, or restart clipmule-sync.")
+                            .arg(onOneLine(facts.status->version, longestVersion), facts.version));
     if (!facts.status->canPaste)
         problems.append(
             (facts.status->pasteBackend == u"xwayland"

@@ -119,6 +119,9 @@ private Q_SLOTS:
             },
             "does not answer");
         row(
+            "older agent", [](Doctor::Facts &facts) { facts.status->version = u"1.2.2"_qs; },
+            "Version 1.2.2 of the agent runs, and 1.2.3 is installed.");
+        row(
             "reading", [](Doctor::Facts &facts) { facts.status->pasteboardCanRead = false; },
             "cannot be read");
         row(

@@ -34,6 +34,7 @@ class DoctorCommandTest final : public kit::TestCase {
         _dnssd = std::make_unique<FakeDnsSd>();
         _agent = std::make_unique<FakeStatusReader>();
         _agent->told.emplace();
+        _agent->told->version = QStringLiteral("9.9");
         _agent->told->hasDisplay = true;
         _agent->told->pasteboardBackend = QStringLiteral("x11");
         _agent->told->pasteboardCanRead = true;
