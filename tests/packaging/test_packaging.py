@@ -63,11 +63,12 @@ class Prefixes(unittest.TestCase):
 
     def assert_names(self, units, autostart, applications, unit_exec, service_exec, entry_exec,
                      entry_try):
-        self.assertEqual(self.value(units, "Service", "ExecStart"), unit_exec)
+        # Who has just installed it wants to see something, however the session starts it.
+        self.assertEqual(self.value(units, "Service", "ExecStart"), unit_exec + " --login")
         below = applications.removesuffix("/applications")
         self.assertEqual(self.value(f"{below}/{SERVICE.removeprefix('share/')}", "D-BUS Service",
                                     "Exec"), service_exec)
-        # Whoever starts it from a menu wants to see something, and who has just installed it, too.
+        # Whoever starts it from a menu wants to see something, too.
         for path, rest in ((autostart, " --login"),
                            (f"{applications}/com.zendrik.ClipmuleSync.desktop", " --show")):
             self.assertEqual(self.value(path, "Desktop Entry", "Exec"), entry_exec + rest)
@@ -128,7 +129,7 @@ class Prefixes(unittest.TestCase):
         prefix = os.path.join(self.root, "own")
         self.assertEqual(install(self.build, prefix), "")
         program = os.path.join(prefix, "bin/clipmule-sync")
-        self.assertEqual(self.value(f"/own/share/{UNIT}", "Service", "ExecStart"), program)
+        self.assertEqual(self.value(f"/own/share/{UNIT}", "Service", "ExecStart"), program + " --login")
         told = run(os.path.join(prefix, "bin/clipmule-preferences"), "--version")
         self.assertEqual((told.returncode, told.stderr), (0, ""))
 
@@ -144,6 +145,17 @@ class Prefixes(unittest.TestCase):
         left = [os.path.join(folder, name) for folder, _, names in os.walk(self.root)
                 for name in names]
         self.assertEqual(left, [mine])
+        folders = [name for _, names, _ in os.walk(self.root) for name in names]
+        self.assertEqual([name for name in folders if "clipmule" in name], [])
+
+    def test_what_lies_in_our_folder_and_is_not_ours_stays(self):
+        self.install_staged("/usr")
+        mine = os.path.join(self.root, "usr/share/clipmule-sync/help/mine")
+        with open(mine, "w", encoding="utf-8"):
+            pass
+        run("cmake", "-P", os.path.join(self.build, "packaging/uninstall.cmake"), env={**os.environ, "DESTDIR": self.root})
+        self.assertTrue(os.path.exists(mine))
+        self.assertEqual(os.listdir(os.path.join(self.root, "usr/share/clipmule-sync")), ["help"])
 
 
 class Installation(unittest.TestCase):
