@@ -39,7 +39,8 @@ class BillOfMaterials(unittest.TestCase):
             (folder / "tree/DEBIAN").mkdir(parents=True)
             (folder / "tree/DEBIAN/control").write_text(
                 "Package: small\nVersion: 1.2.3\nArchitecture: all\nMaintainer: A <a@example.org>\n"
-                "Depends: libc6 (>= 2.36), default-none | dpkg, no-such-package\nDescription: small\n")
+                "Depends: libc6 (>= 2.36), default-none | dpkg, no-such-package\n"
+                "Static-Built-Using: inside (= 1:2.3-4), \nDescription: small\n")
             subprocess.run(["dpkg-deb", "--build", folder / "tree", folder / "small.deb"], check=True,
                            capture_output=True)
             done = subprocess.run([ROOT / "scripts/sbom", folder / "small.deb"], capture_output=True, text=True,
@@ -52,15 +53,16 @@ class BillOfMaterials(unittest.TestCase):
         bill = json.loads(done.stdout)
         self.assertEqual((bill["spdxVersion"], bill["creationInfo"]["created"]), ("SPDX-2.3", "1970-01-02T00:00:00Z"))
         packages = {each["name"]: each for each in bill["packages"]}
-        self.assertEqual(set(packages), {"small", "libc6", "dpkg", "no-such-package"})
+        self.assertEqual(set(packages), {"small", "libc6", "dpkg", "no-such-package", "inside"})
         self.assertEqual(packages["small"]["versionInfo"], "1.2.3")
         self.assertEqual(packages["small"]["checksums"], [{"algorithm": "SHA256", "checksumValue": digest}])
         self.assertRegex(packages["libc6"]["versionInfo"], r"^[0-9]+\.")
         self.assertNotIn("versionInfo", packages["no-such-package"])
+        self.assertEqual(packages["inside"]["versionInfo"], "1:2.3-4")
         small = packages["small"]["SPDXID"]
         self.assertEqual({(each["spdxElementId"], each["relationshipType"], each["relatedSpdxElement"])
                           for each in bill["relationships"]},
-                         {("SPDXRef-DOCUMENT", "DESCRIBES", small)} |
+                         {("SPDXRef-DOCUMENT", "DESCRIBES", small), (small, "CONTAINS", packages["inside"]["SPDXID"])} |
                          {(small, "DEPENDS_ON", packages[name]["SPDXID"])
                           for name in ("libc6", "dpkg", "no-such-package")})
         # Every element has an id of the characters that are allowed.
