@@ -21,7 +21,7 @@ PROGRAMS = ("clipmule-sync", "clipmule-preferences", "clipmule-phone", "clipmule
             "clipmule-web")
 COMMANDS = {"clipmule-preferences": {"discover", "pair", "unpair", "rename", "list", "enable", "disable", "status",
                                      "doctor", "get", "set", "unset"},
-            "clipmule-web": {"code", "list", "revoke", "rename"}}
+            "clipmule-web": {"code", "list", "revoke", "rename", "stop"}}
 
 
 class Completions(unittest.TestCase):
