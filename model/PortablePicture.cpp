@@ -22,21 +22,29 @@ bool isToBeReduced(QSize size) {
     return size.isValid() && qint64(size.width()) * size.height() > mostPixels;
 }
 
+// What was copied.
+struct Source {
+    bool isJpeg;
+    qsizetype size; // in bytes
+    std::optional<WrittenPng> png;
+};
+
 // As PNG of so many bytes at most; nothing where it has more. A PNG stays as it was written where
-// it is small enough; one that is not is tried again only where its writer made no effort.
-std::optional<QByteArray> asPng(const QImage &image, const std::optional<WrittenPng> &written,
-                                qint64 largest, const std::atomic_bool &isAbandoned) {
-    if (written && !written->bytes.isEmpty() && written->bytes.size() <= largest)
-        return written->bytes;
-    if (written && !written->isInHaste)
+// it is small enough; one that is not is tried again only where its writer made no effort. What a
+// JPEG has left of a picture takes more bytes without loss than it took there.
+std::optional<QByteArray> asPng(const QImage &image, const Source &source, qint64 largest,
+                                const std::atomic_bool &isAbandoned) {
+    if (source.png && !source.png->bytes.isEmpty() && source.png->bytes.size() <= largest)
+        return source.png->bytes;
+    if ((source.png && !source.png->isInHaste) || (source.isJpeg && source.size > largest))
         return std::nullopt;
     return ImageCodec::png(image, largest, &isAbandoned);
 }
 
 // As PNG, or as JPEG where that is too large; no bytes where both have more than so many.
-QByteArray inItsOwnSize(const QImage &image, const std::optional<WrittenPng> &written,
-                        qint64 largest, const std::atomic_bool &isAbandoned) {
-    if (const auto png = asPng(image, written, std::min(largest, qint64(largestPng)), isAbandoned))
+QByteArray inItsOwnSize(const QImage &image, const Source &source, qint64 largest,
+                        const std::atomic_bool &isAbandoned) {
+    if (const auto png = asPng(image, source, std::min(largest, qint64(largestPng)), isAbandoned))
         return *png;
     return ImageCodec::jpeg(image, jpegCompressionFactor, largest, isAbandoned)
         .value_or(QByteArray(""));
@@ -49,10 +57,12 @@ std::optional<Forms> make(const QByteArray &picture, const LargestFull &largestF
     const auto described = ImageCodec::describe(picture);
     if (!described)
         return std::nullopt;
-    const auto written = ImageCodec::writtenPng(picture, largestPng);
+    const Source source{.isJpeg = described->format == "jpeg",
+                        .size = picture.size(),
+                        .png = ImageCodec::writtenPng(picture, largestPng)};
     const bool isReduced = isToBeReduced(described->size);
-    if (written && !written->bytes.isEmpty() && !isReduced)
-        return Forms{written->bytes};
+    if (source.png && !source.png->bytes.isEmpty() && !isReduced)
+        return Forms{source.png->bytes};
 
     ImageCodec::Decoding decoding{.isAbandoned = &isAbandoned};
     if (isReduced && !largestFull)
@@ -67,9 +77,9 @@ std::optional<Forms> make(const QByteArray &picture, const LargestFull &largestF
         const qint64 largest = largestFull ? largestFull(forms.portable.size()) : -1;
         if (largestFull)
             forms.full =
-                largest < 0 ? QByteArray("") : inItsOwnSize(*image, written, largest, isAbandoned);
+                largest < 0 ? QByteArray("") : inItsOwnSize(*image, source, largest, isAbandoned);
     } else {
-        forms.portable = inItsOwnSize(*image, written, anySize, isAbandoned);
+        forms.portable = inItsOwnSize(*image, source, anySize, isAbandoned);
     }
     return isAbandoned ? std::nullopt : std::optional(forms);
 }

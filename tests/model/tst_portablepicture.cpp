@@ -203,6 +203,23 @@ private Q_SLOTS:
         QCOMPARE(make(large, {}, false)->portable, jpegOf(noise({1000, 1000})));
     }
 
+    void aJpegTooLargeForPngIsNotTriedAsOne() {
+        const QImage image = slopes({60, 40});
+        const auto padded = [&](qsizetype size) {
+            QByteArray bytes = encoded(image, "jpeg");
+            return bytes.append(size - bytes.size(), '\0');
+        };
+        QVERIFY(ImageCodec::isPng(make(padded(1'500'000), {}, false)->portable));
+        QVERIFY(ImageCodec::isJpeg(make(padded(1'500'001), {}, false)->portable));
+        // In its own size the room counts as well.
+        QByteArray large = encoded(slopes({2000, 1000}), "jpeg");
+        const QByteArray asPng = *make(large, upTo(anySize), false)->full;
+        QVERIFY(ImageCodec::isPng(asPng));
+        large.append(2 * asPng.size(), '\0');
+        QVERIFY(ImageCodec::isPng(*make(large, upTo(large.size()), false)->full));
+        QVERIFY(!ImageCodec::isPng(*make(large, upTo(large.size() - 1), false)->full));
+    }
+
     void mostPixels_data() {
         QTest::addColumn<QSize>("size");
         QTest::addColumn<bool>("isReduced");
