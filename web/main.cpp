@@ -3,6 +3,7 @@
 
 #include "platform/dnssd/DnsSd.h"
 #include "platform/foundation/CommandOptions.h"
+#include "platform/foundation/FileHandle.h"
 #include "platform/foundation/Log.h"
 #include "platform/foundation/Memory.h"
 #include "platform/foundation/QtRunLoop.h"
@@ -57,12 +58,15 @@ QString stateFolder() {
     return state + QStringLiteral("/clipmule-sync/page");
 }
 
-// One that the user has put beside the settings, for good.
+// What the user has put beside the settings, for good.
+QString besideSettings(const QString &name) {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           QStringLiteral("/clipmule-sync/") + name;
+}
+
 void useOwnCertificate(PageServer::Options &options) {
-    const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-                           QStringLiteral("/clipmule-sync/");
-    const QString certificate = folder + QStringLiteral("page-certificate.pem");
-    const QString key = folder + QStringLiteral("page-key.pem");
+    const QString certificate = besideSettings(QStringLiteral("page-certificate.pem"));
+    const QString key = besideSettings(QStringLiteral("page-key.pem"));
     // Where one of them is missing nothing is served, rather than less safely than was meant.
     const auto isThere = [](const QString &path) {
         return QFileInfo::exists(path) || QFileInfo(path).isSymLink();
@@ -71,6 +75,23 @@ void useOwnCertificate(PageServer::Options &options) {
         options.certificate = certificate;
         options.key = key;
     }
+}
+
+// What is kept for closed pages, by the word in a file; nothing when it says neither, so that
+// nothing is kept against somebody's will.
+Result<bool> keepsClips(const QString &word, const QString &place) {
+    if (word != QStringLiteral("none") && word != QStringLiteral("clips"))
+        return failure(QStringLiteral("%1 takes \"none\" or \"clips\"").arg(place));
+    return word == QStringLiteral("clips");
+}
+
+Result<bool> keepsClipsBySettings() {
+    constexpr qint64 mostBytes = 64;
+    const QString path = besideSettings(QStringLiteral("page-keep"));
+    const auto bytes = RegularFile::read(path, mostBytes);
+    if (!bytes)
+        return failure(path + QStringLiteral(": ") + bytes.error().reason);
+    return *bytes ? keepsClips(QString::fromUtf8(**bytes).trimmed(), path) : true;
 }
 
 struct Arguments {
@@ -150,8 +171,10 @@ Arguments parse(const QCoreApplication &application) {
                                  QStringLiteral("FILE"));
     const QCommandLineOption keep(
         QStringLiteral("keep"),
-        QStringLiteral("\"none\" keeps no clips for pages that are closed."),
-        QStringLiteral("WHAT"), QStringLiteral("clips"));
+        QStringLiteral(
+            "\"none\" keeps no clips for pages that are closed; \"clips\" does, which is "
+            "usual. Else the word in page-keep beside the settings counts."),
+        QStringLiteral("WHAT"));
     const QCommandLineOption data(QStringLiteral("data"),
                                   QStringLiteral("Folder for keys and clips."),
                                   QStringLiteral("DIR"), stateFolder());
@@ -186,10 +209,11 @@ Arguments parse(const QCoreApplication &application) {
     options.server.key = parser.value(key);
     if (!parser.isSet(certificate))
         useOwnCertificate(options.server);
-    if (parser.value(keep) != QStringLiteral("none") &&
-        parser.value(keep) != QStringLiteral("clips"))
-        return refused(QStringLiteral("--keep takes \"none\" or \"clips\""));
-    options.keepsClips = parser.value(keep) != QStringLiteral("none");
+    const auto keeps = parser.isSet(keep) ? keepsClips(parser.value(keep), QStringLiteral("--keep"))
+                                          : keepsClipsBySettings();
+    if (!keeps)
+        return refused(keeps.error().reason);
+    options.keepsClips = *keeps;
     options.folder = parser.value(data);
     if (options.folder.isEmpty())
         return refused(QStringLiteral("--data needs a folder"));

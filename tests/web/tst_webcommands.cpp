@@ -3,6 +3,7 @@
 
 #include "platform/foundation/QtRunLoop.h"
 #include "platform/streams/LocalRequest.h"
+#include "tests/kit/LocalAnswerer.h"
 #include "tests/kit/TestCase.h"
 #include "tests/web/PageSocket.h"
 #include "tests/web/WebProcess.h"
@@ -98,12 +99,69 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo(_web->path(u"state"_qs)).exists());
     }
 
+    void nothingIsKeptWhereThatIsAskedFor_data() {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<bool>("keeps");
+        const QStringList none{u"--keep"_qs, u"none"_qs};
+        const QStringList clips{u"--keep"_qs, u"clips"_qs};
+        QTest::newRow("usually") << QStringList() << QByteArray() << true;
+        QTest::newRow("option") << none << QByteArray() << false;
+        QTest::newRow("file") << QStringList() << QByteArray("none\n") << false;
+        QTest::newRow("file that says clips") << QStringList() << QByteArray("clips") << true;
+        QTest::newRow("the option goes first") << clips << QByteArray("none\n") << true;
+    }
     void nothingIsKeptWhereThatIsAskedFor() {
-        QVERIFY(_web->start({u"--keep"_qs, u"none"_qs}));
+        QFETCH(QStringList, options);
+        QFETCH(QByteArray, file);
+        QFETCH(bool, keeps);
+        if (!file.isEmpty())
+            writeKeep(file);
+        QVERIFY(_web->start(options));
         Page page(_web->port(), _web->code());
         QVERIFY(page.shakeHands());
         page.say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, u"Anna"_qs}, {u"language"_qs, u"en"_qs}});
-        QCOMPARE(page.hear(u"welcome"_qs)[u"keeps"_qs].toBool(true), false);
+        QCOMPARE(page.hear(u"welcome"_qs)[u"keeps"_qs].toBool(!keeps), keeps);
+    }
+
+    void aFileThatSaysNeitherIsNamed_data() {
+        QTest::addColumn<QByteArray>("file");
+        QTest::newRow("another word") << QByteArray("nothing\n");
+        QTest::newRow("empty") << QByteArray("\n");
+        QTest::newRow("long") << QByteArray(65, ' ') + "none";
+    }
+    void aFileThatSaysNeitherIsNamed() {
+        QFETCH(QByteArray, file);
+        writeKeep(file);
+        QVERIFY(!_web->start());
+        QVERIFY2(_web->complaint().contains("/config/clipmule-sync/page-keep"),
+                 _web->complaint().constData());
+        QCOMPARE(_web->process().exitCode(), 2);
+    }
+
+    void nonsenseFromTheOneThatServes_data() {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::newRow("no JSON") << QByteArray("hello\n");
+        QTest::newRow("a list") << QByteArray("[1]\n");
+        QTest::newRow("nothing") << QByteArray();
+    }
+    void nonsenseFromTheOneThatServes() {
+        QFETCH(QByteArray, answer);
+        kit::LocalAnswerer answerer;
+        answerer.start(LocalRequest::pageControl);
+        QProcess command;
+        QProcessEnvironment environment = _web->process().processEnvironment();
+        environment.insert(u"XDG_RUNTIME_DIR"_qs, QString::fromLocal8Bit(answerer.folder()));
+        command.setProcessEnvironment(environment);
+        command.start(u"" CLIPMULE_BIN "/clipmule-web"_qs, {u"list"_qs});
+        QCOMPARE(answerer.question(), QByteArray("{\"do\":\"list\"}\n"));
+        answerer.say(answer);
+        answerer.hangUp();
+        QVERIFY(kit::await([&] { return command.state() == QProcess::NotRunning; }));
+        QCOMPARE(command.exitCode(), 1);
+        QCOMPARE(command.readAllStandardOutput(), QByteArray());
+        QCOMPARE(command.readAllStandardError(),
+                 QByteArray("clipmule-web: the clipmule-web that serves does not answer\n"));
     }
 
     void aPortThatAnotherProgramHas() {
@@ -129,6 +187,10 @@ private:
         _said = command.readAllStandardOutput();
         _complained = command.readAllStandardError();
         return hasEnded ? command.exitCode() : -1;
+    }
+    void writeKeep(const QByteArray &bytes) const {
+        QFile file(_web->path(u"config/clipmule-sync/page-keep"_qs));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
     }
     [[nodiscard]] QByteArray settings() const {
         QFile file(_web->path(u"config/clipmule-sync/com.zendrik.ClipmuleSync.shared.plist"_qs));
