@@ -58,7 +58,7 @@ QString firewallCommand(int port) {
 }
 
 QString adviceToInstall() {
-    const QString advice =
+    QString advice =
         PanelTexts::tr("It comes from where Clipmule Sync came from: as the package clipmule-web, "
                        "or built from the same source.");
     if (!isInstalled(QStringLiteral("apt")))
