@@ -130,7 +130,7 @@ class ContinuousIntegration(unittest.TestCase):
         calls, status, end = self.run_with()
         self.assertEqual(calls, [
             " install-packages build run desktop browser test check mutate", " format --check", "release test ",
-            "release test --desktops", "asan test ", " package --here --test", " analyse --within 1500"])
+            "release test --desktops", "asan test ", " analyse --within 900", " package --here --test"])
         self.assertEqual(status, 0)
         self.assertRegex(end[0], r"^Passed  \(\d+ min\)$")
         self.assertEqual(end[1:], [
@@ -148,16 +148,27 @@ class ContinuousIntegration(unittest.TestCase):
 
     def test_analysis_takes_the_time_that_is_left(self):
         def given(seconds):
-            return int(self.run_with(seconds=seconds)[0][-1].rpartition(" ")[2])
-        self.assertEqual(given(3200), 1500)
+            calls, _, _ = self.run_with(seconds=seconds)
+            return next(int(call.rpartition(" ")[2]) for call in calls if call.startswith(" analyse --within "))
+        self.assertEqual(given(3200), 900)
         # Some seconds go by meanwhile.
-        self.assertTrue(900 < given(3800) <= 1000)
-        self.assertEqual((given(4520), given(9000)), (300, 300))
+        self.assertTrue(400 < given(4600) <= 500)
+        self.assertEqual((given(4820), given(9000)), (300, 300))
 
     def test_packages_that_cannot_be_tried_are_said(self):
         calls, status, end = self.run_with(package=77)
-        self.assertEqual((calls[-1], status), (" analyse --within 1500", 0))
+        self.assertEqual((calls[-1], status), (" package --here --test", 0))
         self.assertEqual(end[1], "--- packages, skipped: too small")
+
+    def test_packages_that_no_time_is_left_for_are_said(self):
+        calls, status, end = self.run_with(seconds=4520)
+        self.assertEqual((calls[-1].rpartition(" ")[0], status), (" analyse --within", 0))
+        self.assertEqual(end[1], "--- packages, skipped: only 9 min are left, and they take longer")
+        # What timeout ends with when it has stopped them, or had to kill them.
+        for stopped in (124, 137):
+            calls, status, end = self.run_with(package=stopped, seconds=4300)
+            self.assertEqual((calls[-1], status), (" package --here --test", 0))
+            self.assertEqual(end[1], "--- packages, skipped: not done after 13 min, which is all that was left")
 
     def test_packages_that_fail_end_it(self):
         calls, status, end = self.run_with(package=3)
