@@ -230,6 +230,19 @@ private Q_SLOTS:
         QCOMPARE(_responder->availability(), Availability::Running);
     }
 
+    void theNextOnesAnswerIsNotTakenForAnOldOne() {
+        Browse browse(*_backend);
+        browse.browser->start(type);
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
+        _daemon->setState(starting);
+        _daemon->setState(running);
+        QVERIFY(roundTrip());
+        _daemon->vanish();
+        QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
+        _daemon->appear();
+        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 2; }));
+    }
+
     void oneThatEndsBeforeItHasAnsweredIsNotThere() {
         _daemon->isMute = true;
         Browse browse(*_backend);
