@@ -234,13 +234,13 @@ private Q_SLOTS:
         Browse browse(*_backend);
         browse.browser->start(type);
         QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 1; }));
-        _daemon->setState(starting);
         _daemon->setState(running);
         QVERIFY(roundTrip());
         _daemon->vanish();
         QVERIFY(until([&] { return _responder->availability() == Availability::Absent; }));
         _daemon->appear();
-        QVERIFY(until([&] { return _daemon->count(QStringLiteral("Start")) == 2; }));
+        QVERIFY(
+            until([&] { return _daemon->count(QStringLiteral("ServiceBrowserPrepare")) == 2; }));
     }
 
     void oneThatEndsBeforeItHasAnsweredIsNotThere() {
