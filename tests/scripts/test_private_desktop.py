@@ -81,6 +81,19 @@ class PrivateDesktop(unittest.TestCase):
         self.assertIn("window id #", process.stdout_text)
         self.assertIn("'org.freedesktop.DBus'", process.stdout_text)
 
+    def test_what_the_bus_starts_has_the_display(self):
+        start = ("printf '[D-BUS Service]\\nName=org.example.Window\\nExec=/bin/sh %s\\n' \"$HOME/window\" "
+                 '>"$XDG_DATA_HOME/dbus-1/services/org.example.Window.service"; '
+                 "echo 'echo \"[$DISPLAY][$WAYLAND_DISPLAY]\" >\"$HOME/seen\"; exit 1' >\"$HOME/window\"; "
+                 "gdbus call --session --dest org.freedesktop.DBus --object-path / --method "
+                 "org.freedesktop.DBus.StartServiceByName org.example.Window 0 >&2; "
+                 'cat "$HOME/seen"; echo "[$DISPLAY][$WAYLAND_DISPLAY]"')
+        for options, form in ((), r"\[:\d+\]\[\]"), (("--wayland", "sway"), r"\[\]\[.+\]"):
+            process = run(*options, "--", "sh", "-c", start)
+            by_bus, in_session = process.stdout_text.splitlines()
+            self.assertRegex(in_session, f"^{form}$")
+            self.assertEqual(by_bus, in_session, process.stderr_text)
+
     def test_a_compositor_instead_of_the_x_server(self):
         show = 'echo "[$DISPLAY]"; wl-paste --list-types 2>&1'
         process = run("--wayland", "sway", "--", "sh", "-c", show)
