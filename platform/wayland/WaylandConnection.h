@@ -43,8 +43,10 @@ public:
 /// read is kept, and sent when it does.
 class WaylandConnection final {
 public:
-    /// How long a compositor may take to say what it offers. One that works takes a millisecond.
-    static constexpr std::chrono::milliseconds patience{2000};
+    /// How long a compositor may take to say what it offers. One that works takes a millisecond,
+    /// but several seconds while a session starts on a slow computer; whoever does not wait for
+    /// that has no clipboard until the next login.
+    static constexpr std::chrono::milliseconds patience{10'000};
     /// Globals that are remembered. Compositors have fifty.
     static constexpr qsizetype mostGlobals = 1024;
 

@@ -249,7 +249,6 @@ struct TestCompositor::State {
     std::condition_variable isDone;
     std::deque<std::function<void()>> work;
     bool isEnding = false;
-    bool answers = true;
     std::thread thread;
 
     QByteArray path() const {
@@ -292,7 +291,6 @@ TestCompositor::TestCompositor(const Offers &offers)
     : _state(std::make_unique<State>()) {
     _state->clipboard.loop = wl_display_get_event_loop(_state->display);
     _state->listen();
-    _state->answers = offers.answers;
     for (int seat = 0; seat < offers.seats; ++seat)
         _state->keys.addSeat();
     if (offers.agreed)
@@ -319,8 +317,11 @@ TestCompositor::TestCompositor(const Offers &offers)
         _state->layers.offer(_state->display, offers.outputs, offers.surfaceVersion,
                              offers.shellVersion);
     // A socket that listens is enough to connect to.
-    if (offers.answers)
-        _state->thread = std::thread([state = _state.get()] { state->serve(); });
+    if (offers.answersAfter)
+        _state->thread = std::thread([state = _state.get(), after = *offers.answersAfter] {
+            std::this_thread::sleep_for(after);
+            state->serve();
+        });
 }
 
 TestCompositor::~TestCompositor() {

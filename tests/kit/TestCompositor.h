@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QList>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -36,7 +37,8 @@ public:
         int surfaceVersion = 5;
         int shellVersion = 4; // of layers
         int seats = 1;
-        bool answers = true; // at all; a compositor that hangs lets one connect and is silent
+        // One that is busy lets one connect, and is silent until then; one that hangs, for ever.
+        std::optional<std::chrono::milliseconds> answersAfter = std::chrono::milliseconds(0);
     };
     /// Types and what is said when they are asked for, in order.
     using Contents = QList<std::pair<QByteArray, QByteArray>>;

@@ -132,9 +132,10 @@ private Q_SLOTS:
 
 private:
     void open(const QByteArray &which) {
-        _compositor.emplace(TestCompositor::Offers{.agreed = which == "agreed",
-                                                   .wlroots = which == "wlroots",
-                                                   .answers = which != "hangs"});
+        TestCompositor::Offers offers{.agreed = which == "agreed", .wlroots = which == "wlroots"};
+        if (which == "hangs")
+            offers.answersAfter.reset();
+        _compositor.emplace(offers);
         qputenv("WAYLAND_DISPLAY", _compositor->display());
     }
 

@@ -11,6 +11,7 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <chrono>
 #include <optional>
 
 using namespace clipmule;
@@ -100,12 +101,19 @@ private Q_SLOTS:
     }
 
     void oneThatSaysNothingIsNotWaitedForLong() {
-        _compositor.emplace(TestCompositor::Offers{.answers = false});
+        _compositor.emplace(TestCompositor::Offers{.answersAfter = {}});
         qputenv("WAYLAND_DISPLAY", _compositor->display());
         const QByteArray warning =
             "the compositor \"" + _compositor->display() + "\" does not say what it offers";
         QTest::ignoreMessage(QtWarningMsg, warning.constData());
         QVERIFY(!WaylandConnection::open());
+    }
+
+    // As at the start of a session, in which everything starts at once.
+    void oneThatIsBusyIsWaitedFor() {
+        _compositor.emplace(TestCompositor::Offers{.answersAfter = std::chrono::seconds(5)});
+        qputenv("WAYLAND_DISPLAY", _compositor->display());
+        QVERIFY(WaylandConnection::open());
     }
 
     void theEndIsToldOnce() {
