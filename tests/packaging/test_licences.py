@@ -29,10 +29,32 @@ class Licences(unittest.TestCase):
             self.assertEqual(words(path), words("LICENSE"), path)
 
 
+@unittest.skipUnless(shutil.which("dpkg-deb"), "dpkg-deb is not installed")
 class BillOfMaterials(unittest.TestCase):
     """Of a small package that depends on what is installed on every Debian."""
 
-    @unittest.skipUnless(shutil.which("dpkg-deb"), "dpkg-deb is not installed")
+    def test_a_library_whose_licence_the_binary_has(self):
+        packages = {}
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            # Its name in two versions of Debian.
+            for package, library in (("plain", "libedit2"), ("one", "libreadline8 (>= 7.0)"), ("two", "libreadline8t64")):
+                (folder / package / "DEBIAN").mkdir(parents=True)
+                (folder / package / "DEBIAN/control").write_text(
+                    f"Package: {package}\nVersion: 1\nArchitecture: all\nMaintainer: A <a@example.org>\n"
+                    f"Depends: {library}\nDescription: {package}\n")
+                subprocess.run(["dpkg-deb", "--build", folder / package, folder / f"{package}.deb"], check=True,
+                               capture_output=True)
+            done = subprocess.run([ROOT / "scripts/sbom", *sorted(folder.glob("*.deb"))], capture_output=True, text=True,
+                                  check=True)
+            packages = {each["name"]: each for each in json.loads(done.stdout)["packages"]}
+        self.assertEqual({packages[name]["licenseDeclared"] for name in ("plain", "one", "two")}, {"MIT"})
+        self.assertEqual((packages["plain"]["licenseConcluded"], "licenseComments" in packages["plain"]),
+                         ("NOASSERTION", False))
+        for name, library in (("one", "libreadline8"), ("two", "libreadline8t64")):
+            self.assertEqual(packages[name]["licenseConcluded"], "MIT AND GPL-3.0-or-later")
+            self.assertIn(library, packages[name]["licenseComments"])
+
     def test_it_names_the_package_and_what_it_depends_on(self):
         with tempfile.TemporaryDirectory() as name:
             folder = pathlib.Path(name)
