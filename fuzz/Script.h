@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QList>
 
 #include <cstdint>
@@ -60,5 +61,20 @@ private:
     QByteArray _bytes;
     qsizetype _at = 0;
 };
+
+// One input from its first step to what must hold after the last; 0, as fuzz targets answer.
+template <typename Performance>
+int perform(const uint8_t *data, size_t size) {
+    static int count = 1;
+    static char name[] = "fuzz";
+    static char *arguments[] = {name, nullptr};
+    static const QCoreApplication application(count, arguments);
+    Script script(data, size);
+    Performance performance;
+    while (!script.isAtEnd())
+        performance.step(script);
+    performance.finish();
+    return 0;
+}
 
 } // namespace clipmule

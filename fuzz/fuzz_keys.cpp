@@ -192,14 +192,5 @@ private:
 
 // The input is what the user, a compositor and other programs do, one after the other.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    static int count = 1;
-    static char name[] = "fuzz_keys";
-    static char *arguments[] = {name, nullptr};
-    static const QCoreApplication application(count, arguments);
-    Script script(data, size);
-    Performance performance;
-    while (!script.isAtEnd())
-        performance.step(script);
-    performance.finish();
-    return 0;
+    return perform<Performance>(data, size);
 }
