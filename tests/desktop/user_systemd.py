@@ -10,7 +10,6 @@ import pathlib
 import shutil
 import subprocess
 import sys
-import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
@@ -20,25 +19,33 @@ from programs import PATIENCE_SECONDS, until  # noqa: E402
 INSIDE = "CLIPMULE_UNIT_INSIDE"
 USER = 47113
 RUNTIME = f"/run/user/{USER}"
+# Not below /tmp, of which a unit may have one of its own.
+HOME = "/run/home"
 MANAGER = "/usr/lib/systemd/systemd"
-GROUPS = "/sys/fs/cgroup/systemd"
+GROUPS = "/sys/fs/cgroup"
 # The first process of the namespaces, as root; then the user's, with a name, which a bus wants. The displays of others
-# are hidden: their numbers are taken, which cannot be seen from another network.
+# are hidden: their numbers are taken, which cannot be seen from another network. The folders below /run are made by the
+# system's own systemd elsewhere; without the second no user's can take anything away from a unit. Control groups of the second version
+# are all that systemd knows from 258 on; where they cannot be had, an older one does with those of the first.
 PREPARE = f"""set -eu
 mount --make-rprivate /
 mount -t proc proc /proc
 mount -t tmpfs -o mode=0755 run /run
-mkdir -p {RUNTIME} /run/systemd/system /tmp/.X11-unix
+mkdir -p {RUNTIME} {HOME} /run/systemd/system /run/systemd/mount-rootfs /tmp/.X11-unix
 mount -t tmpfs -o mode=1777 displays /tmp/.X11-unix
-umount -R /sys/fs/cgroup
-mount -t tmpfs groups /sys/fs/cgroup
-mkdir {GROUPS}
-mount -t cgroup -o none,name=systemd systemd {GROUPS} || exit 77
-mkdir -p {GROUPS}/clipmule-unit-test
-echo $$ > {GROUPS}/clipmule-unit-test/cgroup.procs
-chown -R {USER}:{USER} {RUNTIME} {GROUPS}/clipmule-unit-test "$HOME"
+umount -R {GROUPS}
+groups={GROUPS}
+mount -t cgroup2 groups $groups || {{
+    mount -t tmpfs groups $groups
+    groups={GROUPS}/systemd
+    mkdir $groups
+    mount -t cgroup -o none,name=systemd systemd $groups || exit 77
+}}
+mkdir -p $groups/clipmule-unit-test
+echo $$ > $groups/clipmule-unit-test/cgroup.procs
+chown -R {USER}:{USER} {RUNTIME} $groups/clipmule-unit-test {HOME}
 chmod 700 {RUNTIME}
-{{ cat /etc/passwd; echo "clipmule:x:{USER}:{USER}::$HOME:/bin/sh"; }} > /run/passwd
+{{ cat /etc/passwd; echo "clipmule:x:{USER}:{USER}::{HOME}:/bin/sh"; }} > /run/passwd
 mount --bind /run/passwd /etc/passwd
 ip link set lo up
 eval "$1"
@@ -105,10 +112,9 @@ def main(script, prepare="", wrapper=()):
     if os.geteuid() != 0 or not shutil.which("setpriv") or not os.path.exists(MANAGER):
         print("needs root and systemd: skipped")
         return 77
-    with tempfile.TemporaryDirectory() as home:
-        return subprocess.run(
-            ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--cgroup", "--net", "bash", "-c", PREPARE, "-",
-             prepare, *wrapper, sys.executable, script, *sys.argv[1:]], check=False,
-            env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LANG": "C.UTF-8", "HOME": home, INSIDE: "1",
-                 "XDG_RUNTIME_DIR": RUNTIME, "XDG_CONFIG_DIRS": "/nowhere",
-                 "CLIPMULE_BIN": os.environ["CLIPMULE_BIN"]}).returncode
+    return subprocess.run(
+        ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--cgroup", "--net", "bash", "-c", PREPARE, "-",
+         prepare, *wrapper, sys.executable, script, *sys.argv[1:]], check=False,
+        env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LANG": "C.UTF-8", "HOME": HOME, INSIDE: "1",
+             "XDG_RUNTIME_DIR": RUNTIME, "XDG_CONFIG_DIRS": "/nowhere",
+             "CLIPMULE_BIN": os.environ["CLIPMULE_BIN"]}).returncode
