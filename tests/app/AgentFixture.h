@@ -90,8 +90,9 @@ struct AgentFixture {
         ZRKUserDefaults::Environment environment;
         environment.database = &database;
         environment.distributedNotifications = &notifications;
-        environment.bundles = std::make_shared<const ZRKUserDefaults::Bundles>(
-            ZRKUserDefaults::Bundles{Bundle(u"/none"_qs), Bundle(u"/none"_qs), {}, {}});
+        environment.bundles =
+            std::make_shared<const ZRKUserDefaults::Bundles>(ZRKUserDefaults::Bundles{
+                Bundle(QStringLiteral("/none")), Bundle(QStringLiteral("/none")), {}, {}});
         ZRKUserDefaults::setEnvironment(environment);
         shared = ZRKUserDefaults::initWithIdentifier(sharedDomain);
         applicationDefaults = Settings::openForAgent(environment);
@@ -120,7 +121,7 @@ struct AgentFixture {
                 .applicationDefaults = *applicationDefaults,
                 .sharedDefaults = *shared,
                 .sessionPrograms = programs,
-                .agentBundle = Bundle(u"/panel/Contents/Resources/agent"_qs),
+                .agentBundle = Bundle(QStringLiteral("/panel/Contents/Resources/agent")),
                 .makeStatusController = {},
                 .updaterForBundle = {},
                 .prepareToPaste = {}};
@@ -143,14 +144,15 @@ struct AgentFixture {
         PropertyList::List list;
         for (const QString &name : names)
             list.append(PropertyList(PropertyList::Dictionary{
-                {u"serverService"_qs, name}, {u"serverName"_qs, QString(name + u"'s name"_qs)}}));
-        shared->setObjectForKey(PropertyList(list), u"serverServices"_qs);
+                {QStringLiteral("serverService"), name},
+                {QStringLiteral("serverName"), QString(name + QStringLiteral("'s name"))}}));
+        QVERIFY(shared->setObjectForKey(PropertyList(list), QStringLiteral("serverServices")));
     }
 
     /// A phone comes up on the network.
     std::shared_ptr<FakePhone> appear(const QString &name) {
         auto phone = std::make_shared<FakePhone>();
-        phone->service = {name, u"_clipmule-s2._tcp"_qs, u"local"_qs};
+        phone->service = {name, QStringLiteral("_clipmule-s2._tcp"), QStringLiteral("local")};
         phone->port = quint16(4000 + phones.size());
         phones.append(phone);
         backend.appear(phone->service, {{QHostAddress(QHostAddress::LocalHost), phone->port}});
@@ -165,7 +167,8 @@ struct AgentFixture {
     }
 
     [[nodiscard]] PropertyList statistic(const QString &key) {
-        return database.copyMultiple(statisticsDomain).value(key, PropertyList(u"missing"_qs));
+        return database.copyMultiple(statisticsDomain)
+            .value(key, PropertyList(QStringLiteral("missing")));
     }
     [[nodiscard]] QStringList announced() const {
         QStringList names;

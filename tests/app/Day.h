@@ -80,7 +80,7 @@ private:
     }
 
     void rest() {
-        _agent.pasteboard.copyText(u"at rest"_qs + QString::number(++_number));
+        _agent.pasteboard.copyText(QStringLiteral("at rest") + QString::number(++_number));
         // The spinner, the pings and the settings' flush have had their time, whatever came before.
         constexpr int quarterHour = 900;
         for (int second = 0; second < quarterHour; second += 5)
@@ -110,7 +110,7 @@ private:
         const int length = lengths[_random.bounded(int(std::size(lengths)))];
         QString text = QString::number(++_number);
         while (text.size() < length)
-            text += u"Grüße, 日本語, 🙂 und so weiter.\n"_qs;
+            text += QStringLiteral("Grüße, 日本語, 🙂 und so weiter.\n");
         return text;
     }
     [[nodiscard]] QByteArray picture(int width, int height, const char *format) {
@@ -138,9 +138,9 @@ private:
     void send(const QString &type, const PropertyList::Dictionary &item) {
         const FakePhone &phone = somePhone();
         if (phone.connection().isOpen())
-            phone.send(type,
-                       PropertyList(PropertyList::Dictionary{
-                           {u"items"_qs, PropertyList(PropertyList::List{PropertyList(item)})}}));
+            phone.send(type, PropertyList(PropertyList::Dictionary{
+                                 {QStringLiteral("items"),
+                                  PropertyList(PropertyList::List{PropertyList(item)})}}));
     }
 
     void copyText() { _agent.pasteboard.copyText(text()); }
@@ -149,9 +149,9 @@ private:
     void copyAgain() { copy(_agent.pasteboard.clipboard()); }
     void copyAddress() {
         PasteboardContents contents;
-        contents.url = QUrl(u"https://example.org/?q=%1"_qs.arg(++_number));
+        contents.url = QUrl(QStringLiteral("https://example.org/?q=%1").arg(++_number));
         contents.text = contents.url->toEncoded();
-        contents.title = u"Example"_qs;
+        contents.title = QStringLiteral("Example");
         copy(contents);
     }
     void copyPage() {
@@ -173,7 +173,8 @@ private:
     }
     void copyFiles() {
         PasteboardContents contents;
-        contents.files = {u"/etc/hostname"_qs, u"/etc/none-%1"_qs.arg(++_number)};
+        contents.files = {QStringLiteral("/etc/hostname"),
+                          QStringLiteral("/etc/none-%1").arg(++_number)};
         copy(contents);
     }
     void copySecret() {
@@ -183,13 +184,22 @@ private:
         copy(contents);
     }
     void copyWithoutAnswer() { _agent.pasteboard.copyWithoutAnswer(); }
-    void receiveText() { send(u"1"_qs, {{u"createdBy"_qs, 1}, {u"string"_qs, text()}}); }
-    void receivePicture() { send(u"1"_qs, {{u"createdBy"_qs, 1}, {u"imageData"_qs, picture()}}); }
+    void receiveText() {
+        send(QStringLiteral("1"),
+             {{QStringLiteral("createdBy"), 1}, {QStringLiteral("string"), text()}});
+    }
+    void receivePicture() {
+        send(QStringLiteral("1"),
+             {{QStringLiteral("createdBy"), 1}, {QStringLiteral("imageData"), picture()}});
+    }
     void receiveMany() {
         for (int clip = 0; clip < 12; ++clip)
             receiveText();
     }
-    void relayText() { send(u"2"_qs, {{u"createdBy"_qs, 1}, {u"string"_qs, text()}}); }
+    void relayText() {
+        send(QStringLiteral("2"),
+             {{QStringLiteral("createdBy"), 1}, {QStringLiteral("string"), text()}});
+    }
     void receiveNonsense() {
         if (somePhone().connection().isOpen())
             somePhone().send(PropertyList(PropertyList::List{1, 2}));

@@ -10,6 +10,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -68,12 +69,12 @@ private Q_SLOTS:
         QCOMPARE(status.version, QStringLiteral(CLIPMULE_VERSION));
         QVERIFY(status.syncEnabled);
         QVERIFY(!status.hasDisplay);
-        QCOMPARE(status.pasteboardBackend, u"fake"_qs);
+        QCOMPARE(status.pasteboardBackend, u"fake"_s);
         QVERIFY(status.pasteboardCanRead && status.pasteboardCanWrite);
-        QCOMPARE(status.pasteBackend, u"recording"_qs);
+        QCOMPARE(status.pasteBackend, u"recording"_s);
         QVERIFY(status.canPaste);
         QCOMPARE(status.pasteObstacle, QString());
-        QCOMPARE(status.trayKind, u"none"_qs);
+        QCOMPARE(status.trayKind, u"none"_s);
         QCOMPARE(status.discovery, _network->description());
     }
 
@@ -82,22 +83,22 @@ private Q_SLOTS:
         _backends.keyboard = makeKeyboardEvents(Session());
         start();
         const AgentStatus &status = _told.constFirst();
-        QCOMPARE(status.pasteboardBackend, u"none"_qs);
+        QCOMPARE(status.pasteboardBackend, u"none"_s);
         QVERIFY(!status.pasteboardCanRead && !status.pasteboardCanWrite);
-        QCOMPARE(status.pasteBackend, u"none"_qs);
+        QCOMPARE(status.pasteBackend, u"none"_s);
         QVERIFY(!status.canPaste);
-        QCOMPARE(status.pasteObstacle, u"there is no display"_qs);
+        QCOMPARE(status.pasteObstacle, u"there is no display"_s);
     }
 
     // Nor what works in some windows only.
     void whatNotEveryWindowGetsIsNotClaimed() {
         auto keyboard = std::make_unique<RecordingKeyboard>();
-        keyboard->why = u"the others take none"_qs;
+        keyboard->why = u"the others take none"_s;
         _backends.keyboard = std::move(keyboard);
         start();
-        QCOMPARE(_told.constFirst().pasteBackend, u"recording"_qs);
+        QCOMPARE(_told.constFirst().pasteBackend, u"recording"_s);
         QVERIFY(!_told.constFirst().canPaste);
-        QCOMPARE(_told.constFirst().pasteObstacle, u"the others take none"_qs);
+        QCOMPARE(_told.constFirst().pasteObstacle, u"the others take none"_s);
     }
 
     void accessIsToldAsItComesAndGoes() {
@@ -105,7 +106,7 @@ private Q_SLOTS:
         pasteboard.setAccessible(false);
         start();
         QVERIFY(!_told.constLast().pasteboardCanRead && !_told.constLast().pasteboardCanWrite);
-        QCOMPARE(_told.constLast().pasteboardBackend, u"fake"_qs);
+        QCOMPARE(_told.constLast().pasteboardBackend, u"fake"_s);
         pasteboard.setAccessible(true);
         kit::settle(*_runLoop);
         QVERIFY(_told.constLast().pasteboardCanRead && _told.constLast().pasteboardCanWrite);
@@ -124,7 +125,7 @@ private Q_SLOTS:
             inFront.current = identifierOf(role);
             QCOMPARE(audienceOf(inFront), audience);
         }
-        inFront.current = u"org.example.editor"_qs;
+        inFront.current = u"org.example.editor"_s;
         QCOMPARE(audienceOf(inFront), PasteboardAudience::Other);
     }
 
@@ -134,7 +135,7 @@ private Q_SLOTS:
         QCOMPARE(_told.constLast().phones.constFirst().state, AgentStatus::PhoneState::NotSeen);
         const auto connection = std::make_shared<kit::MemoryConnection>();
         _network->connector = [&](const dnssd::Resolved &) { return connection->takeStreams(); };
-        _network->appear({u"Anna"_qs, u"_clipmule-s2._tcp"_qs, u"local"_qs},
+        _network->appear({u"Anna"_s, u"_clipmule-s2._tcp"_s, u"local"_s},
                          {{QHostAddress(QHostAddress::LocalHost), 4000}});
         kit::settle(*_runLoop);
         QCOMPARE(_told.constLast().phones.constFirst().state, AgentStatus::PhoneState::Connected);
@@ -200,7 +201,7 @@ private Q_SLOTS:
         _runLoop->advance(Agent::patienceWithStatusArea);
         QVERIFY(_programs->activated.isEmpty());
         // It has not been welcomed for that.
-        _database->setValue(sharedDomain, u"serverServices"_qs, std::nullopt);
+        QVERIFY(_database->setValue(sharedDomain, u"serverServices"_s, std::nullopt));
         startAgainOnDesktop(Agent::Started::BySession);
         QCOMPARE(_programs->activated, QStringList(preferencesProgram()));
     }
@@ -215,12 +216,12 @@ private Q_SLOTS:
     }
 
     void whatCannotBeRememberedIsNoReasonToOpenAWindow() {
-        _database->setFailsToWrite(u"a folder that nobody may write to"_qs);
+        _database->setFailsToWrite(u"a folder that nobody may write to"_s);
         startOnDesktop(Agent::Started::BySession);
         QVERIFY(_programs->activated.isEmpty());
         _agent.reset();
         makeBackends();
-        _database->setFailsToWrite(u"a folder that nobody may write to"_qs);
+        _database->setFailsToWrite(u"a folder that nobody may write to"_s);
         startOnDesktop(Agent::Started::ByUser);
         QCOMPARE(_programs->activated, QStringList(preferencesProgram()));
     }
@@ -283,7 +284,7 @@ private:
         makeBackends();
         for (const QString &domain : domains) {
             for (auto value = kept[domain].cbegin(); value != kept[domain].cend(); ++value)
-                _database->setValue(domain, value.key(), value.value());
+                QVERIFY(_database->setValue(domain, value.key(), value.value()));
         }
         startOnDesktop(started);
     }
@@ -292,7 +293,7 @@ private:
         QVERIFY(_agent->start());
         kit::settle(*_runLoop);
     }
-    [[nodiscard]] QString program() const { return _folder.filePath(u"clipmule-sync"_qs); }
+    [[nodiscard]] QString program() const { return _folder.filePath(u"clipmule-sync"_s); }
     void makeProgram() {
         QFile file(program());
         QVERIFY(file.open(QIODevice::WriteOnly));
@@ -304,10 +305,10 @@ private:
         kit::settle(*_runLoop);
     }
     void registerPhone() {
-        _database->setValue(
-            sharedDomain, u"serverServices"_qs,
+        QVERIFY(_database->setValue(
+            sharedDomain, u"serverServices"_s,
             PropertyList(PropertyList::List{PropertyList(PropertyList::Dictionary{
-                {u"serverService"_qs, u"Anna"_qs}, {u"serverName"_qs, u"Anna's name"_qs}})}));
+                {u"serverService"_s, u"Anna"_s}, {u"serverName"_s, u"Anna's name"_s}})})));
     }
 
     QTemporaryDir _folder;

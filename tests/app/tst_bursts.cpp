@@ -8,6 +8,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -16,20 +17,20 @@ const int mostWaiting = int(InboundClips::mostWaiting);
 
 PropertyList clipOf(const PropertyList::Dictionary &item) {
     return PropertyList(
-        PropertyList::Dictionary{{u"items"_qs, PropertyList::List{PropertyList(item)}}});
+        PropertyList::Dictionary{{u"items"_s, PropertyList::List{PropertyList(item)}}});
 }
 PropertyList textClip(const QString &text) {
-    return clipOf({{u"string"_qs, text}});
+    return clipOf({{u"string"_s, text}});
 }
 PropertyList mixedClip() {
     return PropertyList(PropertyList::Dictionary{
-        {u"items"_qs,
+        {u"items"_s,
          PropertyList::List{
-             PropertyList(PropertyList::Dictionary{{u"string"_qs, u"text"_qs}}),
-             PropertyList(PropertyList::Dictionary{{u"imageData"_qs, QByteArray("bytes")}})}}});
+             PropertyList(PropertyList::Dictionary{{u"string"_s, u"text"_s}}),
+             PropertyList(PropertyList::Dictionary{{u"imageData"_s, QByteArray("bytes")}})}}});
 }
 PropertyList imageClip() {
-    return clipOf({{u"imageData"_qs, QByteArray("no image, but bytes")}});
+    return clipOf({{u"imageData"_s, QByteArray("no image, but bytes")}});
 }
 
 } // namespace
@@ -41,7 +42,7 @@ class BurstsTest final : public kit::TestCase {
 
     void begin() override {
         _agent = std::make_unique<AgentFixture>();
-        _phone = _agent->connectedPhone(u"Anna"_qs);
+        _phone = _agent->connectedPhone(u"Anna"_s);
     }
 
     void end() override {
@@ -51,27 +52,27 @@ class BurstsTest final : public kit::TestCase {
 
 private Q_SLOTS:
     void aClipThatComesAloneIsPastedAtOnce() {
-        send(textClip(u"one"_qs));
+        send(textClip(u"one"_s));
         QCOMPARE(pastes(), 1);
         _agent->advance(interval);
-        send(textClip(u"two"_qs));
+        send(textClip(u"two"_s));
         QCOMPARE(pastes(), 2);
     }
 
     void aSecondOneWaitsUntilTheFirstWasFetched() {
-        send(textClip(u"one"_qs));
+        send(textClip(u"one"_s));
         _agent->advance(0.1);
-        send(textClip(u"two"_qs));
-        send(textClip(u"three"_qs));
+        send(textClip(u"two"_s));
+        send(textClip(u"three"_s));
         _agent->advance(interval - 0.11);
         QCOMPARE(pastes(), 1);
-        QCOMPARE(text(), u"one"_qs);
+        QCOMPARE(text(), u"one"_s);
         _agent->advance(0.02);
         QCOMPARE(pastes(), 2);
-        QCOMPARE(text(), u"two"_qs);
+        QCOMPARE(text(), u"two"_s);
         _agent->advance(interval);
         QCOMPARE(pastes(), 3);
-        QCOMPARE(text(), u"three"_qs);
+        QCOMPARE(text(), u"three"_s);
         QVERIFY(_agent->app->refusals().isEmpty());
     }
 
@@ -109,7 +110,7 @@ private Q_SLOTS:
     void aHundredImagesInOneWriteLeaveTheLoopItsTurns() {
         QByteArray burst;
         for (int i = 0; i < 100; ++i)
-            burst += frameOf(PropertyList(PropertyList::Dictionary{{u"1"_qs, imageClip()}}));
+            burst += frameOf(PropertyList(PropertyList::Dictionary{{u"1"_s, imageClip()}}));
         _phone->connection().feed(burst);
         // Menus, sleep and quitting are served between two turns.
         RunLoop::Seconds longest{0};
@@ -125,7 +126,7 @@ private Q_SLOTS:
         QCOMPARE(_agent->app->refusals().size(), 1);
         const Refusal refusal = *_agent->app->lastRefusal();
         QCOMPARE(refusal.reason, Refusal::Reason::Overtaken);
-        QCOMPARE(refusal.phone, u"Anna's name"_qs);
+        QCOMPARE(refusal.phone, u"Anna's name"_s);
         QCOMPARE(refusal.count, quint64(100 - 1 - mostWaiting));
         // Told once, not for each of them.
         QCOMPARE(_agent->notice.messages.size(), 1);
@@ -145,13 +146,13 @@ private Q_SLOTS:
         // no more.
         _agent->advance(2 * inFlood + (mostWaiting - 1) * interval);
         QCOMPARE(pastes(), before + mostWaiting);
-        QCOMPARE(text(), u"299"_qs);
+        QCOMPARE(text(), u"299"_s);
     }
 
     void theIntervalBeginsWhenTheImageIsThere() {
         send(imageClip());
         QVERIFY(_agent->runLoop.paused().count() > 0.6);
-        send(textClip(u"next"_qs));
+        send(textClip(u"next"_s));
         _agent->advance(interval - 0.01);
         QCOMPARE(pastes(), 1);
         _agent->advance(0.02);
@@ -171,12 +172,12 @@ private Q_SLOTS:
     void largeClipsDoNotPileUp() {
         QFETCH(quint64, second);
         QFETCH(int, pastes);
-        send(textClip(u"now"_qs));
+        send(textClip(u"now"_s));
         const auto receive = [this](quint64 size) {
             const auto service = NetService::initWithDomainTypeNamePort(
-                _agent->backend, QString(), u"_clipmule-s2._tcp"_qs, u"Anna"_qs, 1);
+                _agent->backend, QString(), u"_clipmule-s2._tcp"_s, u"Anna"_s, 1);
             _agent->app->clientServiceDidReceiveClipmuleData(
-                *service, clipOf({{u"string"_qs, QString(qsizetype(size), u'x')}}));
+                *service, clipOf({{u"string"_s, QString(qsizetype(size), u'x')}}));
         };
         receive(1000);
         receive(second);
@@ -185,32 +186,32 @@ private Q_SLOTS:
     }
 
     void relaysAndRecordsAreAllHandled() {
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
         QByteArray burst;
         for (int i = 0; i < 50; ++i) {
             burst += frameOf(
-                PropertyList(PropertyList::Dictionary{{u"2"_qs, textClip(QString::number(i))}}));
+                PropertyList(PropertyList::Dictionary{{u"2"_s, textClip(QString::number(i))}}));
             burst += frameOf(PropertyList(PropertyList::Dictionary{
-                {u"4"_qs,
-                 PropertyList(PropertyList::Dictionary{{u"name"_qs, QString::number(i)}})}}));
+                {u"4"_s,
+                 PropertyList(PropertyList::Dictionary{{u"name"_s, QString::number(i)}})}}));
         }
         _phone->connection().feed(burst);
         _agent->settle();
         int relayed = 0;
         int records = 0;
         for (const PropertyList &object : ben->received()) {
-            relayed += object.find(u"1"_qs) ? 1 : 0;
-            records += object.find(u"3"_qs) ? 1 : 0;
+            relayed += object.find(u"1"_s) ? 1 : 0;
+            records += object.find(u"3"_s) ? 1 : 0;
         }
         QCOMPARE(relayed, 50);
         QCOMPARE(records, 50);
-        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"49"_qs});
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"49"_s});
     }
 
     void whatWaitsIsNotPastedOnceTheSyncIsOff() {
-        send(textClip(u"one"_qs));
-        send(textClip(u"two"_qs));
-        send(textClip(u"three"_qs));
+        send(textClip(u"one"_s));
+        send(textClip(u"two"_s));
+        send(textClip(u"three"_s));
         _agent->app->setEnabled(false);
         _agent->advance(5);
         QCOMPARE(pastes(), 1);
@@ -222,15 +223,15 @@ private Q_SLOTS:
     }
 
     void whatWaitsOfAPhoneThatIsUnregisteredIsNotPasted() {
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
-        send(textClip(u"one"_qs));
-        send(textClip(u"two"_qs));
-        ben->send(u"1"_qs, textClip(u"Ben's"_qs));
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
+        send(textClip(u"one"_s));
+        send(textClip(u"two"_s));
+        ben->send(u"1"_s, textClip(u"Ben's"_s));
         _agent->settle();
-        _agent->setRegistered({u"Ben"_qs});
+        _agent->setRegistered({u"Ben"_s});
         _agent->advance(5);
         QCOMPARE(pastes(), 2);
-        QCOMPARE(text(), u"Ben's"_qs);
+        QCOMPARE(text(), u"Ben's"_s);
         QCOMPARE(_agent->app->lastRefusal()->reason, Refusal::Reason::Disconnected);
         QCOMPARE(_agent->app->lastRefusal()->count, 1U);
     }
@@ -238,12 +239,12 @@ private Q_SLOTS:
     // Texts and images in one clip are refused; what comes or waits behind it is none the worse.
     void aRefusedClipHoldsNothingUp() {
         send(mixedClip());
-        send(textClip(u"one"_qs));
+        send(textClip(u"one"_s));
         QCOMPARE(pastes(), 1);
         send(mixedClip());
-        send(textClip(u"two"_qs));
+        send(textClip(u"two"_s));
         _agent->advance(interval);
-        QCOMPARE(text(), u"two"_qs);
+        QCOMPARE(text(), u"two"_s);
         QCOMPARE(pastes(), 2);
         QCOMPARE(_agent->app->lastRefusal()->reason, Refusal::Reason::MixedKinds);
         QCOMPARE(_agent->app->lastRefusal()->count, 2U);
@@ -251,7 +252,7 @@ private Q_SLOTS:
 
 private:
     void send(const PropertyList &clip) {
-        _phone->send(u"1"_qs, clip);
+        _phone->send(u"1"_s, clip);
         _agent->settle();
     }
     [[nodiscard]] qsizetype pastes() const { return _agent->keyboard.pasteCount(); }

@@ -9,6 +9,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 // Without a phone or a network.
 class ClipboardWatchTest final : public kit::TestCase {
@@ -24,7 +25,7 @@ class ClipboardWatchTest final : public kit::TestCase {
         _whileLooking = nullptr;
         _watch->isNeeded = [this] { return _isNeeded; };
         _watch->onCopy = [this](ZRKClipmuleData &clip) {
-            _copies += clip.items().constFirst()->string().value_or(u"no text"_qs);
+            _copies += clip.items().constFirst()->string().value_or(u"no text"_s);
             if (const auto next = std::exchange(_whileLooking, nullptr))
                 next();
             return _takes;
@@ -39,13 +40,13 @@ class ClipboardWatchTest final : public kit::TestCase {
 
 private Q_SLOTS:
     void whatWasCopiedBeforeIsKnown() {
-        copy(u"before"_qs);
+        copy(u"before"_s);
         _watch->start();
         tick();
         QVERIFY(_copies.isEmpty());
-        copy(u"after"_qs);
+        copy(u"after"_s);
         tick();
-        QCOMPARE(_copies, QStringList{u"after"_qs});
+        QCOMPARE(_copies, QStringList{u"after"_s});
     }
 
     void itLooksUntilItIsNotNeeded() {
@@ -53,7 +54,7 @@ private Q_SLOTS:
         QVERIFY(_desk->pasteboard.isWatching());
         tick();
         _isNeeded = false;
-        copy(u"alone"_qs);
+        copy(u"alone"_s);
         tick();
         QVERIFY(!_desk->pasteboard.isWatching());
         _isNeeded = true;
@@ -61,16 +62,16 @@ private Q_SLOTS:
         QVERIFY(_copies.isEmpty());
         _watch->startAgain();
         QVERIFY(_desk->pasteboard.isWatching());
-        copy(u"with company"_qs);
+        copy(u"with company"_s);
         tick();
-        QCOMPARE(_copies, QStringList{u"with company"_qs});
+        QCOMPARE(_copies, QStringList{u"with company"_s});
     }
 
     void nothingRunsAtRest() {
         QCOMPARE(timers(), 0);
         _watch->start();
         QCOMPARE(timers(), 0);
-        copy(u"text"_qs);
+        copy(u"text"_s);
         QCOMPARE(timers(), 1);
         tick();
         QCOMPARE(timers(), 0);
@@ -88,76 +89,76 @@ private Q_SLOTS:
     void theFirstChangeIsLookedAtAtOnce() {
         _watch->start();
         tick();
-        copy(u"first"_qs);
+        copy(u"first"_s);
         QVERIFY(_copies.isEmpty());
         _desk->settle();
-        QCOMPARE(_copies, QStringList{u"first"_qs});
+        QCOMPARE(_copies, QStringList{u"first"_s});
         // Half a second after the look, not after the change before it.
         _desk->advance(0.5);
-        copy(u"second"_qs);
+        copy(u"second"_s);
         _desk->settle();
-        QCOMPARE(_copies, (QStringList{u"first"_qs, u"second"_qs}));
+        QCOMPARE(_copies, (QStringList{u"first"_s, u"second"_s}));
     }
 
     void whatFollowsIsLookedAtHalfASecondLater() {
         lookOnce();
         _desk->advance(0.1);
-        for (const QString &text : {u"second"_qs, u"third"_qs, u"fourth"_qs}) {
+        for (const QString &text : {u"second"_s, u"third"_s, u"fourth"_s}) {
             copy(text);
             _desk->advance(0.1);
         }
         _desk->advance(0.09);
         QVERIFY(_copies.isEmpty());
         _desk->advance(0.01);
-        QCOMPARE(_copies, QStringList{u"fourth"_qs});
-        copy(u"fifth"_qs);
+        QCOMPARE(_copies, QStringList{u"fourth"_s});
+        copy(u"fifth"_s);
         _desk->advance(0.49);
         QCOMPARE(_copies.size(), 1);
         _desk->advance(0.01);
-        QCOMPARE(_copies, (QStringList{u"fourth"_qs, u"fifth"_qs}));
+        QCOMPARE(_copies, (QStringList{u"fourth"_s, u"fifth"_s}));
         QCOMPARE(timers(), 0);
     }
 
     void theFirstHalfSecondBeginsWithTheWatch() {
         _watch->start();
-        copy(u"soon"_qs);
+        copy(u"soon"_s);
         _desk->advance(0.49);
         QVERIFY(_copies.isEmpty());
         _desk->advance(0.01);
-        QCOMPARE(_copies, QStringList{u"soon"_qs});
+        QCOMPARE(_copies, QStringList{u"soon"_s});
     }
 
     void whatChangesDuringALookWaits() {
         _watch->start();
         tick();
         _whileLooking = [this] {
-            copy(u"meanwhile"_qs);
+            copy(u"meanwhile"_s);
             _desk->runLoop.pause(RunLoop::Seconds(0.3));
         };
-        copy(u"text"_qs);
+        copy(u"text"_s);
         _desk->settle();
         _desk->advance(0.49);
-        QCOMPARE(_copies, QStringList{u"text"_qs});
+        QCOMPARE(_copies, QStringList{u"text"_s});
         _desk->advance(0.01);
-        QCOMPARE(_copies, (QStringList{u"text"_qs, u"meanwhile"_qs}));
+        QCOMPARE(_copies, (QStringList{u"text"_s, u"meanwhile"_s}));
     }
 
     // What was copied until then counts as known; the half second goes on.
     void aSecondStartDoesNotPutOffTheNextLook() {
         _watch->start();
         _desk->advance(0.2);
-        copy(u"known"_qs);
+        copy(u"known"_s);
         QCOMPARE(timers(), 1);
         _watch->start();
         QCOMPARE(timers(), 0);
-        copy(u"new"_qs);
+        copy(u"new"_s);
         _desk->advance(0.3);
-        QCOMPARE(_copies, QStringList{u"new"_qs});
+        QCOMPARE(_copies, QStringList{u"new"_s});
         _desk->advance(1);
         _watch->start();
-        copy(u"newer"_qs);
+        copy(u"newer"_s);
         _desk->settle();
-        QCOMPARE(_copies, (QStringList{u"new"_qs, u"newer"_qs}));
+        QCOMPARE(_copies, (QStringList{u"new"_s, u"newer"_s}));
     }
 
     void itEndsWhenItIsToldThatItIsNotNeeded() {
@@ -167,7 +168,7 @@ private Q_SLOTS:
         _watch->needMayHaveChanged();
         _desk->settle();
         QVERIFY(!_desk->pasteboard.isWatching());
-        copy(u"alone"_qs);
+        copy(u"alone"_s);
         QCOMPARE(timers(), 0);
         _watch->needMayHaveChanged();
         QCOMPARE(timers(), 0);
@@ -188,7 +189,7 @@ private Q_SLOTS:
         QFETCH(bool, comesBack);
         lookOnce();
         _desk->advance(0.2);
-        copy(u"meanwhile"_qs);
+        copy(u"meanwhile"_s);
         _isNeeded = false;
         _watch->needMayHaveChanged();
         _desk->advance(0.29);
@@ -198,7 +199,7 @@ private Q_SLOTS:
             _watch->startAgain();
         _desk->advance(0.01);
         QCOMPARE(_desk->pasteboard.isWatching(), comesBack);
-        QCOMPARE(_copies, comesBack ? QStringList{u"meanwhile"_qs} : QStringList());
+        QCOMPARE(_copies, comesBack ? QStringList{u"meanwhile"_s} : QStringList());
         QCOMPARE(timers(), 0);
     }
 
@@ -211,14 +212,14 @@ private Q_SLOTS:
         _isNeeded = true;
         _watch->startAgain();
         QCOMPARE(timers(), 0);
-        copy(u"kept"_qs);
+        copy(u"kept"_s);
         _desk->advance(0.3);
-        QCOMPARE(_copies, QStringList{u"kept"_qs});
+        QCOMPARE(_copies, QStringList{u"kept"_s});
     }
 
     void aPauseEndsWhatIsPending() {
         _watch->start();
-        copy(u"text"_qs);
+        copy(u"text"_s);
         _watch->pause();
         QCOMPARE(timers(), 0);
         tick();
@@ -236,11 +237,11 @@ private Q_SLOTS:
             tick();
         }
         _desk->advance(0.1);
-        copy(u"text"_qs);
+        copy(u"text"_s);
         _desk->advance(0.39);
         QVERIFY(_copies.isEmpty());
         _desk->advance(0.01);
-        QCOMPARE(_copies, QStringList{u"text"_qs});
+        QCOMPARE(_copies, QStringList{u"text"_s});
         _watch->setLooksByTimer(false);
         QCOMPARE(timers(), 0);
         _watch->setLooksByTimer(true);
@@ -255,60 +256,60 @@ private Q_SLOTS:
         _watch->start();
         _watch.reset();
         QVERIFY(!_desk->pasteboard.onChange);
-        copy(u"text"_qs);
+        copy(u"text"_s);
         QCOMPARE(timers(), 0);
     }
 
     void aLivingWatchIsNotStartedAgain() {
         _watch->start();
-        copy(u"meanwhile"_qs);
+        copy(u"meanwhile"_s);
         _watch->startAgain();
         tick();
-        QCOMPARE(_copies, QStringList{u"meanwhile"_qs});
+        QCOMPARE(_copies, QStringList{u"meanwhile"_s});
     }
 
     void theSameIsToldOnceUnlessItWasRefused() {
         _watch->start();
         _takes = false;
-        copy(u"text"_qs);
+        copy(u"text"_s);
         tick();
         _takes = true;
-        copy(u"text"_qs);
+        copy(u"text"_s);
         tick();
-        copy(u"text"_qs);
+        copy(u"text"_s);
         tick();
-        QCOMPARE(_copies, (QStringList{u"text"_qs, u"text"_qs}));
+        QCOMPARE(_copies, (QStringList{u"text"_s, u"text"_s}));
     }
 
     void whatWeWroteIsNotTold() {
         _watch->start();
         const auto clip = ZRKClipmuleData::initWithDictionary(
-            {{u"items"_qs, PropertyList::List{PropertyList(
-                               PropertyList::Dictionary{{u"string"_qs, u"ours"_qs}})}}});
-        copy(u"overtaken"_qs);
+            {{u"items"_s, PropertyList::List{
+                              PropertyList(PropertyList::Dictionary{{u"string"_s, u"ours"_s}})}}});
+        copy(u"overtaken"_s);
         clip->writeToPasteboard(_desk->pasteboardServices);
         _watch->noteWritten(*clip);
         QCOMPARE(timers(), 0);
         tick();
         // Neither when a manager offers it anew.
-        copy(u"ours"_qs);
+        copy(u"ours"_s);
         tick();
         QVERIFY(_copies.isEmpty());
-        copy(u"theirs"_qs);
+        copy(u"theirs"_s);
         tick();
-        QCOMPARE(_copies, QStringList{u"theirs"_qs});
+        QCOMPARE(_copies, QStringList{u"theirs"_s});
     }
 
     void aClipboardThatCannotBeReadIsToldOnce() {
         _watch->start();
-        _desk->pasteboard.failReadsWith(u"broken"_qs);
-        copy(u"text"_qs);
+        _desk->pasteboard.failReadsWith(u"broken"_s);
+        copy(u"text"_s);
         QTest::ignoreMessage(QtWarningMsg, "ERROR CREATING DATA PasteboardFailure: broken");
         tick();
         tick();
         QCOMPARE(_journal->refusals().size(), 1);
         QCOMPARE(_journal->refusals().constFirst().count, 1U);
-        QCOMPARE(_journal->refusals().constFirst().detail, u"broken"_qs);
+        QCOMPARE(_journal->refusals().constFirst().detail, u"broken"_s);
     }
 
 private:
@@ -318,9 +319,9 @@ private:
     void lookOnce() {
         _watch->start();
         tick();
-        copy(u"looked at"_qs);
+        copy(u"looked at"_s);
         _desk->settle();
-        QCOMPARE(_copies, QStringList{u"looked at"_qs});
+        QCOMPARE(_copies, QStringList{u"looked at"_s});
         _copies.clear();
     }
 

@@ -10,6 +10,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -52,8 +53,8 @@ private Q_SLOTS:
         QFETCH(int, index);
         const PropertyList value = kit::everyKind()[index].value;
         if (setting->key != Settings::Key::ServerServices)
-            _agent->setRegistered(_agent->registered = {u"Anna"_qs});
-        _agent->database.setValue(domainOf(*setting), setting->name, value);
+            _agent->setRegistered(_agent->registered = {u"Anna"_s});
+        QVERIFY(_agent->database.setValue(domainOf(*setting), setting->name, value));
         _agent->shared->reset();
         _agent->applicationDefaults->reset();
         announceReport(*setting, value);
@@ -66,17 +67,17 @@ private Q_SLOTS:
         QFETCH(const Settings::Setting *, setting);
         QFETCH(int, index);
         const PropertyList value = kit::everyKind()[index].value;
-        _agent->setRegistered(_agent->registered = {u"Anna"_qs});
+        _agent->setRegistered(_agent->registered = {u"Anna"_s});
         _agent->launch();
         announceReport(*setting, value);
         // As another program sets it: the file, then the signal.
         const QString domain = domainOf(*setting);
-        _agent->database.setValue(domain, setting->name, value);
+        QVERIFY(_agent->database.setValue(domain, setting->name, value));
         _agent->notifications.post(ZRKUserDefaultsDidChangeNotification + u'.' + domain,
                                    ZRKUserDefaultsDidChangeNotification,
-                                   {{u"gUserDefaultsKey"_qs, setting->name},
-                                    {u"gUserDefaultsValue"_qs, value},
-                                    {u"gUUIDDefaultsKey"_qs, value}});
+                                   {{u"gUserDefaultsKey"_s, setting->name},
+                                    {u"gUserDefaultsValue"_s, value},
+                                    {u"gUUIDDefaultsKey"_s, value}});
         _agent->advance(1);
         // The counters are the agent's own: it does not hear of others that change them.
         worksAsItIsSet(*setting, setting->domain == Settings::Domain::Statistics
@@ -97,7 +98,7 @@ private:
     // A report comes at most once; which values are reported, the settings' own test tells.
     static void announceReport(const Settings::Setting &setting, const PropertyList &value) {
         QTest::failOnWarning(QRegularExpression(
-            u"^(?!setting %1 of the domain \"%2\" holds %3, which is not )"_qs.arg(
+            u"^(?!setting %1 of the domain \"%2\" holds %3, which is not )"_s.arg(
                 setting.name, Settings::nameOf(setting.domain),
                 PropertyList::nameOfKind(value.kind()))));
     }
@@ -109,31 +110,31 @@ private:
         QCOMPARE(app.isEnabled(), setting.key != Key::SyncEnabled ||
                                       Settings::truth(*_agent->applicationDefaults, setting.key));
         const bool hasPhone = setting.key != Key::ServerServices && app.isEnabled();
-        QCOMPARE(_agent->announced(), hasPhone ? QStringList{u"Anna"_qs} : QStringList());
+        QCOMPARE(_agent->announced(), hasPhone ? QStringList{u"Anna"_s} : QStringList());
         QVERIFY(app.registeredDeviceNames().size() <= 1);
         if (!hasPhone)
             return;
-        const auto phone = _agent->appear(u"Anna"_qs);
+        const auto phone = _agent->appear(u"Anna"_s);
         QVERIFY(app.isConnected());
         // A clip each way is counted, and neither is told as refused.
-        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->pasteboard.copyText(u"Hello"_s);
         _agent->advance(0.5);
-        phone->send(u"1"_qs,
+        phone->send(u"1"_s,
                     PropertyList(PropertyList::Dictionary{
-                        {u"items"_qs, PropertyList::List{PropertyList::Dictionary{
-                                          {u"createdBy"_qs, 1}, {u"string"_qs, u"World"_qs}}}}}));
+                        {u"items"_s, PropertyList::List{PropertyList::Dictionary{
+                                         {u"createdBy"_s, 1}, {u"string"_s, u"World"_s}}}}}));
         _agent->settle();
         QVERIFY(!app.lastRefusal());
-        QCOMPARE(_agent->pasteboard.text(), u"World"_qs);
+        QCOMPARE(_agent->pasteboard.text(), u"World"_s);
         if (setting.domain == Settings::Domain::Statistics)
             countsFromWhatWasThere(setting, value);
     }
 
     void countsFromWhatWasThere(const Settings::Setting &setting,
                                 const std::optional<PropertyList> &value) {
-        const auto before = ZRKUserDefaults::initWithIdentifier(u"com.zendrik.Before"_qs);
+        const auto before = ZRKUserDefaults::initWithIdentifier(u"com.zendrik.Before"_s);
         if (value)
-            before->setObjectForKey(*value, setting.name);
+            QVERIFY(before->setObjectForKey(*value, setting.name));
         if (setting.kind == Settings::Kind::Count) {
             const PropertyList after = _agent->statistic(setting.name);
             QVERIFY(after.isNumber());

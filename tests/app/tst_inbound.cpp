@@ -12,6 +12,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -29,21 +30,21 @@ namespace {
 
 PropertyList clip(const PropertyList::List &items) {
     return PropertyList(PropertyList::Dictionary{
-        {u"oid"_qs, u"C-1"_qs}, {u"creationDate"_qs, Date{400000000}}, {u"items"_qs, items}});
+        {u"oid"_s, u"C-1"_s}, {u"creationDate"_s, Date{400000000}}, {u"items"_s, items}});
 }
 
 PropertyList textClip(const QString &text) {
-    return clip({PropertyList(PropertyList::Dictionary{
-        {u"oid"_qs, u"I-1"_qs}, {u"createdBy"_qs, 1}, {u"string"_qs, text}})});
+    return clip({PropertyList(
+        PropertyList::Dictionary{{u"oid"_s, u"I-1"_s}, {u"createdBy"_s, 1}, {u"string"_s, text}})});
 }
 
 PropertyList imageClip(const QByteArray &image) {
     return clip({PropertyList(PropertyList::Dictionary{
-        {u"oid"_qs, u"I-1"_qs}, {u"createdBy"_qs, 1}, {u"imageData"_qs, image}})});
+        {u"oid"_s, u"I-1"_s}, {u"createdBy"_s, 1}, {u"imageData"_s, image}})});
 }
 
 PropertyList record(const QString &name) {
-    return PropertyList(PropertyList::Dictionary{{u"name"_qs, name}, {u"model"_qs, u"P1"_qs}});
+    return PropertyList(PropertyList::Dictionary{{u"name"_s, name}, {u"model"_s, u"P1"_s}});
 }
 
 // The messages among what a phone received that are of one type.
@@ -69,10 +70,10 @@ private Q_SLOTS:
     // A clip for this computer
 
     void writesAClipAndPastesIt() {
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        phone->send(u"1"_s, textClip(u"Hello"_s));
         _agent->settle();
-        QCOMPARE(_agent->pasteboard.text(), u"Hello"_qs);
+        QCOMPARE(_agent->pasteboard.text(), u"Hello"_s);
         QCOMPARE(_agent->pasteboard.writeCount(), 1);
         QCOMPARE(_agent->keyboard.pasteCount(), 1);
     }
@@ -82,96 +83,94 @@ private Q_SLOTS:
         QTest::addColumn<QString>("own");
         QTest::addColumn<bool>("pastes");
         QTest::newRow("by itself") << QString() << QString() << true;
-        QTest::newRow("all: paste") << u"paste"_qs << QString() << true;
-        QTest::newRow("all: clipboard") << u"clipboard"_qs << QString() << false;
-        QTest::newRow("this one: clipboard") << QString() << u"clipboard"_qs << false;
-        QTest::newRow("this one: clipboard, all: paste") << u"paste"_qs << u"clipboard"_qs << false;
-        QTest::newRow("this one: paste, all: clipboard") << u"clipboard"_qs << u"paste"_qs << true;
+        QTest::newRow("all: paste") << u"paste"_s << QString() << true;
+        QTest::newRow("all: clipboard") << u"clipboard"_s << QString() << false;
+        QTest::newRow("this one: clipboard") << QString() << u"clipboard"_s << false;
+        QTest::newRow("this one: clipboard, all: paste") << u"paste"_s << u"clipboard"_s << false;
+        QTest::newRow("this one: paste, all: clipboard") << u"clipboard"_s << u"paste"_s << true;
     }
     void theUserMayPasteByHand() {
         QFETCH(QString, all);
         QFETCH(QString, own);
         QFETCH(bool, pastes);
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        PropertyList::Dictionary entry{{u"serverService"_qs, u"Anna"_qs}};
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        PropertyList::Dictionary entry{{u"serverService"_s, u"Anna"_s}};
         if (!own.isEmpty())
-            entry.insert(u"pasteMode"_qs, own);
+            entry.insert(u"pasteMode"_s, own);
         // Whatever holds for another phone.
         const PropertyList::Dictionary other{
-            {u"serverService"_qs, u"Ben"_qs},
-            {u"pasteMode"_qs, pastes ? u"clipboard"_qs : u"paste"_qs}};
-        _agent->shared->setObjectForKey(
+            {u"serverService"_s, u"Ben"_s}, {u"pasteMode"_s, pastes ? u"clipboard"_s : u"paste"_s}};
+        QVERIFY(_agent->shared->setObjectForKey(
             PropertyList(PropertyList::List{PropertyList(other), PropertyList(entry)}),
-            u"serverServices"_qs);
+            u"serverServices"_s));
         if (!all.isEmpty())
-            _agent->shared->setObjectForKey(PropertyList(all), u"pasteMode"_qs);
-        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+            QVERIFY(_agent->shared->setObjectForKey(PropertyList(all), u"pasteMode"_s));
+        phone->send(u"1"_s, textClip(u"Hello"_s));
         _agent->settle();
         QCOMPARE(_agent->keyboard.pasteCount(), pastes ? 1 : 0);
         // On the clipboard, counted and not sent back in any case; and no refusal.
-        QCOMPARE(_agent->pasteboard.text(), u"Hello"_qs);
-        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(5));
+        QCOMPARE(_agent->pasteboard.text(), u"Hello"_s);
+        QCOMPARE(_agent->statistic(u"dataReceived"_s), PropertyList(5));
         _agent->advance(1);
-        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+        QVERIFY(payloads(phone->received(), u"1"_s).isEmpty());
         QVERIFY(_agent->app->refusals().isEmpty());
     }
 
     void aWrittenClipIsNotSentBack() {
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        phone->send(u"1"_s, textClip(u"Hello"_s));
         _agent->settle();
         const int reads = _agent->pasteboard.readCount();
         _agent->advance(2);
-        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+        QVERIFY(payloads(phone->received(), u"1"_s).isEmpty());
         // It is not even looked at.
         QCOMPARE(_agent->pasteboard.readCount(), reads);
         // Nor is it when a clipboard manager takes it over.
-        _agent->pasteboard.copyText(u"Hello"_qs);
+        _agent->pasteboard.copyText(u"Hello"_s);
         _agent->advance(0.5);
-        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+        QVERIFY(payloads(phone->received(), u"1"_s).isEmpty());
     }
 
     // Another desk's, which phones only pass on.
     void aClipThatOnlyDesktopsReadIsNotSentBack() {
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        const PropertyList::Dictionary native{{u"public.html"_qs, QByteArray("<b>")}};
-        phone->send(u"1"_qs, clip({PropertyList(PropertyList::Dictionary{
-                                 {u"createdBy"_qs, 2}, {u"nativeDictionary"_qs, native}})}));
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        const PropertyList::Dictionary native{{u"public.html"_s, QByteArray("<b>")}};
+        phone->send(u"1"_s, clip({PropertyList(PropertyList::Dictionary{
+                                {u"createdBy"_s, 2}, {u"nativeDictionary"_s, native}})}));
         _agent->settle();
         QCOMPARE(_agent->pasteboard.writeCount(), 1);
         const PasteboardContents contents{.html = "<b>"};
         QCOMPARE(_agent->pasteboard.clipboard(), contents);
         _agent->pasteboard.copyByAnotherApplication(contents);
         _agent->advance(0.5);
-        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+        QVERIFY(payloads(phone->received(), u"1"_s).isEmpty());
     }
 
     // Read back it has other bytes, and so another hash.
     void aWrittenImageIsNotSentBack() {
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
         QImage image(4, 4, QImage::Format_RGB32);
         image.fill(Qt::blue);
         QByteArray jpeg;
         QBuffer buffer(&jpeg);
         QVERIFY(image.save(&buffer, "JPG"));
-        phone->send(u"1"_qs,
-                    clip({PropertyList(PropertyList::Dictionary{{u"imageData"_qs, jpeg}})}));
+        phone->send(u"1"_s, clip({PropertyList(PropertyList::Dictionary{{u"imageData"_s, jpeg}})}));
         _agent->settle();
         QCOMPARE(_agent->pasteboard.writeCount(), 1);
         _agent->advance(2);
-        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+        QVERIFY(payloads(phone->received(), u"1"_s).isEmpty());
     }
 
     // As the phone asks: its clipboard is empty, and so is the desk's.
     void aClipWithoutItemsEmptiesTheClipboard() {
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        _agent->pasteboard.copyText(u"before"_qs);
-        phone->send(u"1"_qs, PropertyList(PropertyList::Dictionary()));
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        _agent->pasteboard.copyText(u"before"_s);
+        phone->send(u"1"_s, PropertyList(PropertyList::Dictionary()));
         _agent->settle();
         QVERIFY(_agent->pasteboard.contents().isEmpty());
         QCOMPARE(_agent->keyboard.pasteCount(), 1);
-        QCOMPARE(_agent->statistic(u"textItems"_qs), PropertyList(1));
-        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(0));
+        QCOMPARE(_agent->statistic(u"textItems"_s), PropertyList(1));
+        QCOMPARE(_agent->statistic(u"dataReceived"_s), PropertyList(0));
     }
 
     // The clip is there; what a broken file counts is no reason to call it refused.
@@ -182,41 +181,41 @@ private Q_SLOTS:
         QTest::newRow("dictionary") << PropertyList(PropertyList::Dictionary()) << 5;
         QTest::newRow("data") << PropertyList(QByteArray("7")) << 5;
         QTest::newRow("date") << PropertyList(Date{7}) << 5;
-        QTest::newRow("text") << PropertyList(u"seven"_qs) << 5;
-        QTest::newRow("digits") << PropertyList(u"7"_qs) << 12;
+        QTest::newRow("text") << PropertyList(u"seven"_s) << 5;
+        QTest::newRow("digits") << PropertyList(u"7"_s) << 12;
         QTest::newRow("number") << PropertyList(7) << 12;
     }
     void aDamagedCounterStartsAgain() {
         QFETCH(PropertyList, stored);
         QFETCH(int, sum);
-        for (const QString &key : {u"dataReceived"_qs, u"textItems"_qs, u"dataSent"_qs}) {
-            _agent->database.setValue(statisticsDomain, key, stored);
+        for (const QString &key : {u"dataReceived"_s, u"textItems"_s, u"dataSent"_s}) {
+            QVERIFY(_agent->database.setValue(statisticsDomain, key, stored));
             if (sum == 5)
                 QTest::ignoreMessage(QtWarningMsg,
-                                     QRegularExpression(u"setting %1 .* not used"_qs.arg(key)));
+                                     QRegularExpression(u"setting %1 .* not used"_s.arg(key)));
         }
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        phone->send(u"1"_s, textClip(u"Hello"_s));
         _agent->settle();
-        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(sum));
+        QCOMPARE(_agent->statistic(u"dataReceived"_s), PropertyList(sum));
         _agent->advance(0.5);
-        _agent->pasteboard.copyText(u"from here"_qs);
+        _agent->pasteboard.copyText(u"from here"_s);
         _agent->advance(0.5);
-        QCOMPARE(payloads(phone->received(), u"1"_qs).size(), 1);
+        QCOMPARE(payloads(phone->received(), u"1"_s).size(), 1);
         QVERIFY(_agent->app->refusals().isEmpty());
         QVERIFY(_agent->notice.messages.isEmpty());
         // Counted on from there, without another word.
-        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        phone->send(u"1"_s, textClip(u"Hello"_s));
         _agent->settle();
-        _agent->pasteboard.copyText(u"and on"_qs);
+        _agent->pasteboard.copyText(u"and on"_s);
         _agent->advance(0.5);
-        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(sum + 5));
+        QCOMPARE(_agent->statistic(u"dataReceived"_s), PropertyList(sum + 5));
     }
 
     // In the encoding that it likes best, and later again.
     void aPictureThatAManagerOwnsAnewIsNotSentBack() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
         QImage image(40, 30, QImage::Format_RGB32);
         image.fill(Qt::darkCyan);
         const auto encoded = [](const QImage &picture, const char *format) {
@@ -227,34 +226,34 @@ private Q_SLOTS:
         };
         const QByteArray jpeg = encoded(image, "jpeg");
         const QByteArray png = encoded(QImage::fromData(jpeg), "png");
-        anna->send(u"1"_qs, imageClip(jpeg));
+        anna->send(u"1"_s, imageClip(jpeg));
         _agent->advance(2);
         for (const QByteArray &copied : {jpeg, png, png}) {
             _agent->pasteboard.copyByAnotherApplication({.images = {copied}});
             _agent->advance(0.5);
-            QVERIFY(payloads(anna->received(), u"1"_qs).isEmpty());
-            QVERIFY(payloads(ben->received(), u"1"_qs).isEmpty());
+            QVERIFY(payloads(anna->received(), u"1"_s).isEmpty());
+            QVERIFY(payloads(ben->received(), u"1"_s).isEmpty());
         }
         // After another clip a person may copy it and means it.
-        _agent->pasteboard.copyText(u"between"_qs);
+        _agent->pasteboard.copyText(u"between"_s);
         _agent->advance(0.5);
         _agent->pasteboard.copyByAnotherApplication({.images = {png}});
         _agent->advance(0.5);
-        QCOMPARE(payloads(ben->received(), u"1"_qs).size(), 2);
+        QCOMPARE(payloads(ben->received(), u"1"_s).size(), 2);
     }
 
     void picturesForPastingGoWithTheAgent() {
         const auto files = [this] {
-            return QDir(_agent->folder.filePath(u"Clipmule"_qs)).entryList(QDir::Files);
+            return QDir(_agent->folder.filePath(u"Clipmule"_s)).entryList(QDir::Files);
         };
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        phone->send(u"1"_qs, imageClip("\x89PNG"));
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        phone->send(u"1"_s, imageClip("\x89PNG"));
         _agent->settle();
         QCOMPARE(files().size(), 1);
         _agent->app->applicationShouldTerminate();
         QCOMPARE(files(), QStringList());
         // One that was killed leaves them to the next.
-        QFile left(_agent->folder.filePath(u"Clipmule/left.png"_qs));
+        QFile left(_agent->folder.filePath(u"Clipmule/left.png"_s));
         QVERIFY(left.open(QIODevice::WriteOnly));
         _agent->launch();
         QCOMPARE(files(), QStringList());
@@ -264,37 +263,37 @@ private Q_SLOTS:
         SyncServices services = _agent->services();
         QList<int> pastesBefore;
         services.prepareToPaste = [&] { pastesBefore += _agent->keyboard.pasteCount(); };
-        _agent->setRegistered({u"Anna"_qs});
+        _agent->setRegistered({u"Anna"_s});
         _agent->app = std::make_unique<ZRKClipmuleSyncApp>(services);
         _agent->app->finishLaunching();
-        const auto phone = _agent->appear(u"Anna"_qs);
-        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        const auto phone = _agent->appear(u"Anna"_s);
+        phone->send(u"1"_s, textClip(u"Hello"_s));
         _agent->settle();
         QCOMPARE(pastesBefore, QList{0});
         QCOMPARE(_agent->keyboard.pasteCount(), 1);
     }
 
     void countsWhatIsReceived() {
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        phone->send(u"1"_s, textClip(u"Hello"_s));
         _agent->settle();
-        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(5));
-        QCOMPARE(_agent->statistic(u"textItems"_qs), PropertyList(1));
+        QCOMPARE(_agent->statistic(u"dataReceived"_s), PropertyList(5));
+        QCOMPARE(_agent->statistic(u"textItems"_s), PropertyList(1));
         _agent->advance(1);
         phone->send(
-            u"1"_qs,
+            u"1"_s,
             clip({PropertyList(PropertyList::Dictionary{
-                {u"createdBy"_qs, 1}, {u"imageData"_qs, QByteArray("no image, but bytes")}})}));
+                {u"createdBy"_s, 1}, {u"imageData"_s, QByteArray("no image, but bytes")}})}));
         _agent->settle();
-        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(5 + 19));
-        QCOMPARE(_agent->statistic(u"imageItems"_qs), PropertyList(1));
+        QCOMPARE(_agent->statistic(u"dataReceived"_s), PropertyList(5 + 19));
+        QCOMPARE(_agent->statistic(u"imageItems"_s), PropertyList(1));
     }
 
     void theMemoryOfALargeClipIsGivenBack() {
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
         const auto trimsAfter = [&](int size) {
             trims = 0;
-            phone->send(u"1"_qs, textClip(QString(size, u'x')));
+            phone->send(u"1"_s, textClip(QString(size, u'x')));
             _agent->settle();
             _agent->advance(HeapTrimmer::delay.count());
             return trims;
@@ -304,31 +303,31 @@ private Q_SLOTS:
     }
 
     void aRefusedClipChangesNothing() {
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        _agent->pasteboard.copyText(u"before"_qs);
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        _agent->pasteboard.copyText(u"before"_s);
         _agent->advance(0.5);
         (void)phone->received();
         phone->send(
-            u"1"_qs,
-            clip({PropertyList(PropertyList::Dictionary{{u"string"_qs, u"text"_qs}}),
-                  PropertyList(PropertyList::Dictionary{{u"imageData"_qs, QByteArray("bytes")}})}));
+            u"1"_s,
+            clip({PropertyList(PropertyList::Dictionary{{u"string"_s, u"text"_s}}),
+                  PropertyList(PropertyList::Dictionary{{u"imageData"_s, QByteArray("bytes")}})}));
         _agent->settle();
         QCOMPARE(_agent->notice.messages,
-                 QStringList{u"Pasting of mixed content clips is not supported."_qs});
-        QCOMPARE(_agent->pasteboard.text(), u"before"_qs);
+                 QStringList{u"Pasting of mixed content clips is not supported."_s});
+        QCOMPARE(_agent->pasteboard.text(), u"before"_s);
         QCOMPARE(_agent->keyboard.pasteCount(), 0);
-        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(u"missing"_qs));
+        QCOMPARE(_agent->statistic(u"dataReceived"_s), PropertyList(u"missing"_s));
         // The guard still knows the last clip sent.
-        _agent->pasteboard.copyText(u"before"_qs);
+        _agent->pasteboard.copyText(u"before"_s);
         _agent->advance(0.5);
-        QVERIFY(payloads(phone->received(), u"1"_qs).isEmpty());
+        QVERIFY(payloads(phone->received(), u"1"_s).isEmpty());
     }
 
     void aFailingClipboardIsLogged() {
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        _agent->pasteboard.failWritesWith(u"clipboard lost"_qs);
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        _agent->pasteboard.failWritesWith(u"clipboard lost"_s);
         QTest::ignoreMessage(QtWarningMsg, "ERROR DECODING DATA PasteboardFailure: clipboard lost");
-        phone->send(u"1"_qs, textClip(u"Hello"_qs));
+        phone->send(u"1"_s, textClip(u"Hello"_s));
         _agent->settle();
         QCOMPARE(_agent->keyboard.pasteCount(), 0);
         QVERIFY(_agent->app->isConnected());
@@ -337,49 +336,49 @@ private Q_SLOTS:
     // Device records
 
     void everyRecordGoesToEveryPhone() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
-        anna->send(u"4"_qs, record(u"A"_qs));
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
+        anna->send(u"4"_s, record(u"A"_s));
         _agent->settle();
-        const PropertyList first(PropertyList::Dictionary{{u"Anna"_qs, record(u"A"_qs)}});
-        QCOMPARE(payloads(anna->received(), u"3"_qs), QList<PropertyList>{first});
-        QCOMPARE(payloads(ben->received(), u"3"_qs), QList<PropertyList>{first});
-        ben->send(u"4"_qs, record(u"B"_qs));
+        const PropertyList first(PropertyList::Dictionary{{u"Anna"_s, record(u"A"_s)}});
+        QCOMPARE(payloads(anna->received(), u"3"_s), QList<PropertyList>{first});
+        QCOMPARE(payloads(ben->received(), u"3"_s), QList<PropertyList>{first});
+        ben->send(u"4"_s, record(u"B"_s));
         _agent->settle();
         const PropertyList both(
-            PropertyList::Dictionary{{u"Anna"_qs, record(u"A"_qs)}, {u"Ben"_qs, record(u"B"_qs)}});
-        QCOMPARE(payloads(anna->received(), u"3"_qs), QList<PropertyList>{both});
-        QCOMPARE(payloads(ben->received(), u"3"_qs), QList<PropertyList>{both});
+            PropertyList::Dictionary{{u"Anna"_s, record(u"A"_s)}, {u"Ben"_s, record(u"B"_s)}});
+        QCOMPARE(payloads(anna->received(), u"3"_s), QList<PropertyList>{both});
+        QCOMPARE(payloads(ben->received(), u"3"_s), QList<PropertyList>{both});
     }
 
     void whatIsQueuedIsWrittenAsItStandsThen() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
         ben->connection().setRoom(0);
-        anna->send(u"4"_qs, record(u"first"_qs));
-        anna->send(u"4"_qs, record(u"second"_qs));
+        anna->send(u"4"_s, record(u"first"_s));
+        anna->send(u"4"_s, record(u"second"_s));
         _agent->settle();
         ben->connection().setRoom(kit::MemoryConnection::unlimited);
         _agent->settle();
-        const auto received = payloads(ben->received(), u"3"_qs);
+        const auto received = payloads(ben->received(), u"3"_s);
         QVERIFY(!received.isEmpty());
         for (const PropertyList &devices : received)
-            QCOMPARE(devices.find(u"Anna"_qs)->find(u"name"_qs)->string(), u"second"_qs);
+            QCOMPARE(devices.find(u"Anna"_s)->find(u"name"_s)->string(), u"second"_s);
     }
 
     void aServiceThatGoesTakesItsRecordWithIt() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
-        anna->send(u"4"_qs, record(u"A"_qs));
-        ben->send(u"4"_qs, record(u"B"_qs));
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
+        anna->send(u"4"_s, record(u"A"_s));
+        ben->send(u"4"_s, record(u"B"_s));
         _agent->settle();
         (void)anna->received();
         _agent->backend.vanish(ben->service);
         _agent->settle();
-        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A"_qs});
-        QCOMPARE(payloads(anna->received(), u"3"_qs),
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A"_s});
+        QCOMPARE(payloads(anna->received(), u"3"_s),
                  QList<PropertyList>{
-                     PropertyList(PropertyList::Dictionary{{u"Anna"_qs, record(u"A"_qs)}})});
+                     PropertyList(PropertyList::Dictionary{{u"Anna"_s, record(u"A"_s)}})});
     }
 
     void whoLeavesIsStillKnownWhenTheStatusChanges() {
@@ -388,8 +387,8 @@ private Q_SLOTS:
             ZRKClipmuleSyncApp *app = nullptr;
             QList<QStringList> names;
         } observer;
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        anna->send(u"4"_qs, record(u"A"_qs));
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        anna->send(u"4"_s, record(u"A"_s));
         _agent->settle();
         observer.app = _agent->app.get();
         auto &center = ZRKNotificationCenter::platformDefault();
@@ -398,17 +397,17 @@ private Q_SLOTS:
         _agent->backend.vanish(anna->service);
         _agent->settle();
         center.removeObserver(&observer);
-        QCOMPARE(observer.names, QList<QStringList>{QStringList{u"A"_qs}});
+        QCOMPARE(observer.names, QList<QStringList>{QStringList{u"A"_s}});
         QVERIFY(_agent->app->connectedDeviceNames().isEmpty());
     }
 
     void aDroppedConnectionKeepsTheRecord() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        anna->send(u"4"_qs, record(u"A"_qs));
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        anna->send(u"4"_s, record(u"A"_s));
         _agent->settle();
         anna->connection().end();
         _agent->settle();
-        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A"_qs});
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A"_s});
     }
 
     void aRecordHasAMeasure_data() {
@@ -421,13 +420,13 @@ private Q_SLOTS:
     void aRecordHasAMeasure() {
         QFETCH(int, size);
         QFETCH(bool, kept);
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
         const qsizetype around = PropertyListSerialization::xml(record(QString())).size();
         const QString name(size - around, u'x');
         if (!kept)
             QTest::ignoreMessage(QtWarningMsg,
                                  "ERROR DECODING DATA a device record of more than 65536 bytes");
-        phone->send(u"4"_qs, record(name));
+        phone->send(u"4"_s, record(name));
         _agent->settle();
         QCOMPARE(_agent->app->connectedDeviceNames(), kept ? QStringList{name} : QStringList());
     }
@@ -441,47 +440,47 @@ private Q_SLOTS:
             QTest::newRow(name) << object << text;
         };
         using Dictionary = PropertyList::Dictionary;
-        row("devices", PropertyList(Dictionary{{u"3"_qs, PropertyList(Dictionary())}}),
-            u"COULDN'T HANDLE {3: {}}"_qs);
-        row("empty", PropertyList(Dictionary()), u"COULDN'T HANDLE {}"_qs);
-        row("no number", PropertyList(Dictionary{{u"x1"_qs, 5}}), u"COULDN'T HANDLE {x1: 5}"_qs);
-        row("unknown", PropertyList(Dictionary{{u"99"_qs, 5}}), u"COULDN'T HANDLE {99: 5}"_qs);
-        row("beyond all numbers", PropertyList(Dictionary{{u"4294967297"_qs, 5}}),
-            u"COULDN'T HANDLE {4294967297: 5}"_qs);
-        row("a string", PropertyList(u"text"_qs),
-            u"ERROR DECODING DATA InvalidArgument: expected a dictionary, found a string"_qs);
-        row("a clip that is none", PropertyList(Dictionary{{u"1"_qs, u"text"_qs}}),
-            u"ERROR DECODING DATA InvalidArgument: expected a dictionary, found a string"_qs);
-        row("a record that is none", PropertyList(Dictionary{{u"4"_qs, 5}}),
-            u"ERROR DECODING DATA a device record is a dictionary, not an integer"_qs);
+        row("devices", PropertyList(Dictionary{{u"3"_s, PropertyList(Dictionary())}}),
+            u"COULDN'T HANDLE {3: {}}"_s);
+        row("empty", PropertyList(Dictionary()), u"COULDN'T HANDLE {}"_s);
+        row("no number", PropertyList(Dictionary{{u"x1"_s, 5}}), u"COULDN'T HANDLE {x1: 5}"_s);
+        row("unknown", PropertyList(Dictionary{{u"99"_s, 5}}), u"COULDN'T HANDLE {99: 5}"_s);
+        row("beyond all numbers", PropertyList(Dictionary{{u"4294967297"_s, 5}}),
+            u"COULDN'T HANDLE {4294967297: 5}"_s);
+        row("a string", PropertyList(u"text"_s),
+            u"ERROR DECODING DATA InvalidArgument: expected a dictionary, found a string"_s);
+        row("a clip that is none", PropertyList(Dictionary{{u"1"_s, u"text"_s}}),
+            u"ERROR DECODING DATA InvalidArgument: expected a dictionary, found a string"_s);
+        row("a record that is none", PropertyList(Dictionary{{u"4"_s, 5}}),
+            u"ERROR DECODING DATA a device record is a dictionary, not an integer"_s);
     }
     void whatIsNotHandledIsLogged() {
         QFETCH(PropertyList, object);
         QFETCH(QString, logged);
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
         QTest::ignoreMessage(QtWarningMsg, qPrintable(logged));
         phone->send(object);
-        phone->send(u"4"_qs, record(u"still there"_qs));
+        phone->send(u"4"_s, record(u"still there"_s));
         _agent->settle();
-        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"still there"_qs});
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"still there"_s});
         QVERIFY(_agent->pasteboard.contents().isEmpty());
         QCOMPARE(_agent->keyboard.pasteCount(), 0);
     }
 
     void theNumberIsReadFromTheStartOfTheKey() {
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        phone->send(u"4 and more"_qs, record(u"A"_qs));
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        phone->send(u"4 and more"_s, record(u"A"_s));
         _agent->settle();
-        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A"_qs});
+        QCOMPARE(_agent->app->connectedDeviceNames(), QStringList{u"A"_s});
     }
 
     void relaysWhateverThePayloadIs() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
-        anna->send(u"2"_qs, PropertyList(u"no clip at all"_qs));
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
+        anna->send(u"2"_s, PropertyList(u"no clip at all"_s));
         _agent->settle();
-        QCOMPARE(payloads(ben->received(), u"1"_qs),
-                 QList<PropertyList>{PropertyList(u"no clip at all"_qs)});
+        QCOMPARE(payloads(ben->received(), u"1"_s),
+                 QList<PropertyList>{PropertyList(u"no clip at all"_s)});
     }
 
 private:

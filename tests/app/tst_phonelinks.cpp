@@ -8,6 +8,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 // The agent's network without the agent.
 class PhoneLinksTest final : public kit::TestCase {
@@ -29,66 +30,66 @@ class PhoneLinksTest final : public kit::TestCase {
 
 private Q_SLOTS:
     void aPhoneIsAnnouncedToAndConnectedToOnce() {
-        _links->connect(phones({u"Anna"_qs}));
-        _links->connect(phones({u"Anna"_qs, u"Ben"_qs}));
+        _links->connect(phones({u"Anna"_s}));
+        _links->connect(phones({u"Anna"_s, u"Ben"_s}));
         _desk->settle();
-        QCOMPARE(_desk->announced(), (QStringList{u"Anna"_qs, u"Ben"_qs}));
+        QCOMPARE(_desk->announced(), (QStringList{u"Anna"_s, u"Ben"_s}));
         QCOMPARE(_links->count(), 2);
         QVERIFY(!_links->isConnected());
-        QCOMPARE(_links->state(u"Anna"_qs), AgentStatus::PhoneState::NotSeen);
-        const auto anna = _desk->appear(u"Anna"_qs);
-        QCOMPARE(_opened, QStringList{u"Anna"_qs});
+        QCOMPARE(_links->state(u"Anna"_s), AgentStatus::PhoneState::NotSeen);
+        const auto anna = _desk->appear(u"Anna"_s);
+        QCOMPARE(_opened, QStringList{u"Anna"_s});
         QCOMPARE(anna->connections.size(), 1);
         QVERIFY(_links->isConnected());
     }
 
     void onlyWhatBelongsToOthersIsStopped() {
-        _links->connect(phones({u"Anna"_qs, u"Ben"_qs}));
-        const auto anna = _desk->appear(u"Anna"_qs);
-        const auto ben = _desk->appear(u"Ben"_qs);
-        QCOMPARE(_links->keepOnly(phones({u"Ben"_qs, u"Carl"_qs})), QStringList{u"Anna"_qs});
+        _links->connect(phones({u"Anna"_s, u"Ben"_s}));
+        const auto anna = _desk->appear(u"Anna"_s);
+        const auto ben = _desk->appear(u"Ben"_s);
+        QCOMPARE(_links->keepOnly(phones({u"Ben"_s, u"Carl"_s})), QStringList{u"Anna"_s});
         _desk->settle();
-        QCOMPARE(_desk->announced(), QStringList{u"Ben"_qs});
+        QCOMPARE(_desk->announced(), QStringList{u"Ben"_s});
         QCOMPARE(_links->count(), 1);
         _links->sendToAll(object());
         _desk->settle();
         QCOMPARE(ben->received().size(), 1);
-        QVERIFY(_links->keepOnly(phones({u"Ben"_qs})).isEmpty());
+        QVERIFY(_links->keepOnly(phones({u"Ben"_s})).isEmpty());
     }
 
     void aRelayPassesItsSenderBy() {
-        _links->connect(phones({u"Anna"_qs, u"Ben"_qs, u"Carl"_qs}));
-        const auto anna = _desk->appear(u"Anna"_qs);
-        const auto ben = _desk->appear(u"Ben"_qs);
-        _links->relay(u"Anna"_qs, object());
+        _links->connect(phones({u"Anna"_s, u"Ben"_s, u"Carl"_s}));
+        const auto anna = _desk->appear(u"Anna"_s);
+        const auto ben = _desk->appear(u"Ben"_s);
+        _links->relay(u"Anna"_s, object());
         _desk->settle();
         QVERIFY(anna->received().isEmpty());
         QCOMPARE(ben->received().size(), 1);
         // Nothing waits for a phone that is not there.
-        QVERIFY(_desk->appear(u"Carl"_qs)->received().isEmpty());
+        QVERIFY(_desk->appear(u"Carl"_s)->received().isEmpty());
     }
 
     void recordsOutliveADisconnection() {
-        _links->connect(phones({u"Anna"_qs}));
-        _links->setRecord(u"Anna"_qs, record(u"Anna's phone"_qs));
-        _links->setRecord(u"Ben"_qs, PropertyList(PropertyList::Dictionary{{u"name"_qs, 1}}));
+        _links->connect(phones({u"Anna"_s}));
+        _links->setRecord(u"Anna"_s, record(u"Anna's phone"_s));
+        _links->setRecord(u"Ben"_s, PropertyList(PropertyList::Dictionary{{u"name"_s, 1}}));
         _links->disconnect();
         QCOMPARE(_links->count(), 0);
-        QCOMPARE(_links->namesInRecords(), QStringList{u"Anna's phone"_qs});
-        _links->removeRecord(u"Anna"_qs);
+        QCOMPARE(_links->namesInRecords(), QStringList{u"Anna's phone"_s});
+        _links->removeRecord(u"Anna"_s);
         QVERIFY(_links->namesInRecords().isEmpty());
     }
 
     void allPhonesHearOfAllRecords() {
-        _links->connect(phones({u"Anna"_qs, u"Ben"_qs}));
-        const auto anna = _desk->appear(u"Anna"_qs);
-        const auto ben = _desk->appear(u"Ben"_qs);
-        _links->setRecord(u"Anna"_qs, record(u"Anna's phone"_qs));
+        _links->connect(phones({u"Anna"_s, u"Ben"_s}));
+        const auto anna = _desk->appear(u"Anna"_s);
+        const auto ben = _desk->appear(u"Ben"_s);
+        _links->setRecord(u"Anna"_s, record(u"Anna's phone"_s));
         _links->sendRecords();
         _desk->settle();
-        const PropertyList told(PropertyList::Dictionary{{u"Anna"_qs, record(u"Anna's phone"_qs)}});
-        QCOMPARE(*anna->received().constFirst().find(u"3"_qs), told);
-        QCOMPARE(*ben->received().constFirst().find(u"3"_qs), told);
+        const PropertyList told(PropertyList::Dictionary{{u"Anna"_s, record(u"Anna's phone"_s)}});
+        QCOMPARE(*anna->received().constFirst().find(u"3"_s), told);
+        QCOMPARE(*ben->received().constFirst().find(u"3"_s), told);
     }
 
 private:
@@ -99,10 +100,10 @@ private:
         return list;
     }
     static PropertyList record(const QString &name) {
-        return PropertyList(PropertyList::Dictionary{{u"name"_qs, name}});
+        return PropertyList(PropertyList::Dictionary{{u"name"_s, name}});
     }
     static OutputObject object() {
-        return OutputObject::fixed(PropertyList(PropertyList::Dictionary{{u"1"_qs, u"x"_qs}}));
+        return OutputObject::fixed(PropertyList(PropertyList::Dictionary{{u"1"_s, u"x"_s}}));
     }
 
     std::unique_ptr<AgentFixture> _desk;

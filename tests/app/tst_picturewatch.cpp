@@ -13,6 +13,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -44,7 +45,7 @@ class PictureWatchTest final : public kit::TestCase {
             const auto item = clip.firstItem();
             _told += item->hasImageData()
                          ? QString::number(QImage::fromData(*item->imageData()).width())
-                         : item->string().value_or(u"no text"_qs);
+                         : item->string().value_or(u"no text"_s);
             return _takes;
         };
         _watch->start();
@@ -65,7 +66,7 @@ private Q_SLOTS:
         QVERIFY(_told.isEmpty());
         QCOMPARE(work().waiting(), 1);
         work().doNext();
-        QCOMPARE(_told, QStringList{u"8"_qs});
+        QCOMPARE(_told, QStringList{u"8"_s});
         // And known from then on.
         copyPicture(8);
         _desk->settle();
@@ -74,9 +75,9 @@ private Q_SLOTS:
     }
 
     void aTextIsToldInTheLookItself() {
-        copyText(u"text"_qs);
+        copyText(u"text"_s);
         _desk->settle();
-        QCOMPARE(_told, QStringList{u"text"_qs});
+        QCOMPARE(_told, QStringList{u"text"_s});
         QCOMPARE(work().started(), 0);
     }
 
@@ -90,10 +91,10 @@ private Q_SLOTS:
             return PasteboardContents{.others = {{PasteboardType::NSTabularTextPboardType, table}}};
         };
         QTest::newRow("text") << PasteboardContents{.text = text}
-                              << PasteboardContents{.text = text + '\r'} << u"\n"_qs;
+                              << PasteboardContents{.text = text + '\r'} << u"\n"_s;
         QTest::newRow("RTF") << PasteboardContents{.rtf = rtf + '}'}
-                             << PasteboardContents{.rtf = rtf + "x}"} << u"x"_qs;
-        QTest::newRow("another type") << tabular(text) << tabular(text + '\r') << u"\n"_qs;
+                             << PasteboardContents{.rtf = rtf + "x}"} << u"x"_s;
+        QTest::newRow("another type") << tabular(text) << tabular(text + '\r') << u"\n"_s;
     }
     void aLongTextIsToldWhenItIsRead() {
         QFETCH(PasteboardContents, longest);
@@ -115,10 +116,10 @@ private Q_SLOTS:
     void aLongTextThatIsNotReadByThenIsLeftOut() {
         copyText(QString(ClipCapture::longText + 1, u'x'));
         _desk->settle();
-        copyText(u"text"_qs);
+        copyText(u"text"_s);
         tick();
         work().doNext();
-        QCOMPARE(_told, QStringList{u"text"_qs});
+        QCOMPARE(_told, QStringList{u"text"_s});
     }
 
     // As much as the pictures' text may be beside them.
@@ -126,45 +127,45 @@ private Q_SLOTS:
         copy({.text = QByteArray(ClipCapture::longText + 1, 'x'), .images = {picture(8)}});
         _desk->settle();
         work().doNext();
-        QCOMPARE(_told, QStringList{u"8"_qs});
+        QCOMPARE(_told, QStringList{u"8"_s});
     }
 
     void whatWasCopiedAfterIsToldAfter() {
         copyPicture(8);
         _desk->settle();
-        copyText(u"text"_qs);
+        copyText(u"text"_s);
         work().doNext();
-        QCOMPARE(_told, QStringList{u"8"_qs});
+        QCOMPARE(_told, QStringList{u"8"_s});
         tick();
-        QCOMPARE(_told, (QStringList{u"8"_qs, u"text"_qs}));
+        QCOMPARE(_told, (QStringList{u"8"_s, u"text"_s}));
     }
 
     void aPictureThatIsNotReadyByThenIsLeftOut() {
         copyPicture(8);
         _desk->settle();
-        copyText(u"text"_qs);
+        copyText(u"text"_s);
         tick();
-        QCOMPARE(_told, QStringList{u"text"_qs});
+        QCOMPARE(_told, QStringList{u"text"_s});
         work().doNext();
         tick();
-        QCOMPARE(_told, QStringList{u"text"_qs});
+        QCOMPARE(_told, QStringList{u"text"_s});
         // It was not told, so it is news.
         copyPicture(8);
         _desk->settle();
         work().doNext();
-        QCOMPARE(_told, (QStringList{u"text"_qs, u"8"_qs}));
+        QCOMPARE(_told, (QStringList{u"text"_s, u"8"_s}));
     }
 
     // The phones have that text already, and the picture is not on the clipboard any more.
     void theLastTextAgainLeavesItOutToo() {
-        copyText(u"text"_qs);
+        copyText(u"text"_s);
         tick();
         copyPicture(8);
         tick();
-        copyText(u"text"_qs);
+        copyText(u"text"_s);
         tick();
         work().doNext();
-        QCOMPARE(_told, QStringList{u"text"_qs});
+        QCOMPARE(_told, QStringList{u"text"_s});
     }
 
     void ofTwoPicturesTheNewerIsTold() {
@@ -176,7 +177,7 @@ private Q_SLOTS:
         work().doNext();
         QVERIFY(_told.isEmpty());
         work().doNext();
-        QCOMPARE(_told, QStringList{u"9"_qs});
+        QCOMPARE(_told, QStringList{u"9"_s});
     }
 
     void whatIsNotToldLeavesNothingOut_data() {
@@ -185,23 +186,23 @@ private Q_SLOTS:
         QTest::newRow("nothing") << Copy([](PictureWatchTest &test) { test.copy({}); });
         QTest::newRow("a secret") << Copy([](PictureWatchTest &test) {
             QTest::ignoreMessage(QtInfoMsg, "Not sent: what you copied is marked as secret.");
-            test.copy({.text = "hunter2", .others = {{u"x-kde-passwordManagerHint"_qs, "secret"}}});
+            test.copy({.text = "hunter2", .others = {{u"x-kde-passwordManagerHint"_s, "secret"}}});
         });
         QTest::newRow("what has no content") << Copy([](PictureWatchTest &test) {
             QTest::ignoreMessage(QtInfoMsg,
                                  "Not sent: there is no text, link or image in what you copied.");
-            test.copy({.others = {{u"image/x-emf"_qs, std::nullopt}}});
+            test.copy({.others = {{u"image/x-emf"_s, std::nullopt}}});
         });
         QTest::newRow("what is refused") << Copy([](PictureWatchTest &test) {
             test._takes = false;
-            test.copyText(u"too large"_qs);
+            test.copyText(u"too large"_s);
         });
         QTest::newRow("what cannot be read") << Copy([](PictureWatchTest &test) {
             QTest::ignoreMessage(QtWarningMsg, "ERROR CREATING DATA PasteboardFailure: broken");
             QTest::ignoreMessage(QtInfoMsg,
                                  "Not sent: what you copied could not be read. [broken]");
-            test._desk->pasteboard.failReadsWith(u"broken"_qs);
-            test.copyText(u"text"_qs);
+            test._desk->pasteboard.failReadsWith(u"broken"_s);
+            test.copyText(u"text"_s);
         });
     }
     void whatIsNotToldLeavesNothingOut() {
@@ -213,7 +214,7 @@ private Q_SLOTS:
         _told.clear();
         _takes = true;
         work().doNext();
-        QCOMPARE(_told, QStringList{u"8"_qs});
+        QCOMPARE(_told, QStringList{u"8"_s});
     }
 
     // A phone's clip is no copy: what was copied before it goes its way, and what we wrote is known
@@ -221,14 +222,14 @@ private Q_SLOTS:
     void whatAPhoneSendsMeanwhileIsKnown() {
         copyPicture(8);
         _desk->settle();
-        const auto clip = ZRKClipmuleData::initWithString(u"from the phone"_qs);
+        const auto clip = ZRKClipmuleData::initWithString(u"from the phone"_s);
         QVERIFY(clip->writeToPasteboard(_desk->pasteboardServices));
         _watch->noteWritten(*clip);
         work().doNext();
-        QCOMPARE(_told, QStringList{u"8"_qs});
-        copyText(u"from the phone"_qs);
+        QCOMPARE(_told, QStringList{u"8"_s});
+        copyText(u"from the phone"_s);
         tick();
-        QCOMPARE(_told, QStringList{u"8"_qs});
+        QCOMPARE(_told, QStringList{u"8"_s});
     }
 
     void aReceivedPictureIsKnownInAnotherEncoding() {
@@ -241,12 +242,12 @@ private Q_SLOTS:
         copy({.text = "text", .images = {picture(8, "bmp")}});
         tick();
         work().doNext();
-        QCOMPARE(_told, QStringList{u"8"_qs});
+        QCOMPARE(_told, QStringList{u"8"_s});
         // From then on it is no echo.
         copy({.images = {picture(8, "tiff")}});
         tick();
         work().doNext();
-        QCOMPARE(_told, (QStringList{u"8"_qs, u"8"_qs}));
+        QCOMPARE(_told, (QStringList{u"8"_s, u"8"_s}));
     }
 
     // Compared is what was received when it was copied.
@@ -255,7 +256,7 @@ private Q_SLOTS:
         _desk->settle();
         receivePicture(8);
         work().doNext();
-        QCOMPARE(_told, (QStringList{u"8"_qs}));
+        QCOMPARE(_told, (QStringList{u"8"_s}));
         copy({.images = {picture(8, "bmp")}});
         tick();
         work().doNext();
@@ -268,7 +269,7 @@ private Q_SLOTS:
         _desk->settle();
         QTest::ignoreMessage(QtWarningMsg, "ERROR CREATING IMAGE DATA Unable to read image data");
         work().doNext();
-        QCOMPARE(_told, QStringList{u"no text"_qs});
+        QCOMPARE(_told, QStringList{u"no text"_s});
     }
 
     // A phone that lost its connection for a moment gets it when it is back.
@@ -280,7 +281,7 @@ private Q_SLOTS:
         tick();
         QVERIFY(!_desk->pasteboard.isWatching());
         work().doNext();
-        QCOMPARE(_told, QStringList{u"8"_qs});
+        QCOMPARE(_told, QStringList{u"8"_s});
     }
 
     void theWatchMayEndMeanwhile() {
@@ -293,11 +294,11 @@ private Q_SLOTS:
 
     void copiedFilesThatAreNoPicturesAreTheirNames() {
         _desk->activeApplication.current = identifierOf(ApplicationRole::FileManager);
-        copy({.files = {u"/none/a.txt"_qs, u"/none/b.txt"_qs}});
+        copy({.files = {u"/none/a.txt"_s, u"/none/b.txt"_s}});
         tick();
         QVERIFY(_told.isEmpty());
         work().doNext();
-        QCOMPARE(_told, QStringList{u"a.txt\nb.txt"_qs});
+        QCOMPARE(_told, QStringList{u"a.txt\nb.txt"_s});
     }
 
     // Which go on while we copy, write and end.
@@ -308,22 +309,22 @@ private Q_SLOTS:
         };
         copyPicture(8);
         tick();
-        QVERIFY(isTold(u"8"_qs));
+        QVERIFY(isTold(u"8"_s));
         receivePicture(9);
         copy({.images = {picture(9, "bmp")}});
         tick();
         copyPicture(10);
         tick();
-        QVERIFY(isTold(u"10"_qs));
+        QVERIFY(isTold(u"10"_s));
         copyPicture(11);
         tick();
-        copyText(u"text"_qs);
+        copyText(u"text"_s);
         tick();
         copyPicture(12);
         _desk->settle();
         _watch.reset();
         QCoreApplication::processEvents();
-        QCOMPARE(_told, (QStringList{u"8"_qs, u"10"_qs, u"text"_qs}));
+        QCOMPARE(_told, (QStringList{u"8"_s, u"10"_s, u"text"_s}));
     }
 
     void itsMemoryIsGivenBackWhenItIsTold() {
@@ -334,7 +335,7 @@ private Q_SLOTS:
         // The clipboard's own is let go of already.
         QVERIFY(_desk->pasteboard.clipboard().isEmpty());
         work().doNext();
-        QCOMPARE(_told, QStringList{u"8"_qs});
+        QCOMPARE(_told, QStringList{u"8"_s});
         QCOMPARE(_desk->runLoop.pendingCount(), before + 1);
     }
 

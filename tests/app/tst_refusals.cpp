@@ -8,6 +8,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -40,13 +41,13 @@ private Q_SLOTS:
     void theNewestComesFirst() {
         Refusals refusals;
         QVERIFY(refusals.newestFirst().isEmpty());
-        QVERIFY(refusals.add(damaged(u"Anna"_qs)));
+        QVERIFY(refusals.add(damaged(u"Anna"_s)));
         _runLoop->advance(1);
         QVERIFY(refusals.add(copied()));
         QCOMPARE(refusals.newestFirst().size(), 2);
         QCOMPARE(refusals.newestFirst()[0].direction, Refusal::Direction::CopiedHere);
         QCOMPARE(refusals.newestFirst()[0].date, Date::now());
-        QCOMPARE(refusals.newestFirst()[1].phone, u"Anna"_qs);
+        QCOMPARE(refusals.newestFirst()[1].phone, u"Anna"_s);
         QCOMPARE(refusals.newestFirst()[1].date.secondsSinceReference,
                  Date::now().secondsSinceReference - 1);
     }
@@ -56,37 +57,37 @@ private Q_SLOTS:
         for (int i = 0; i < Refusals::mostKept; ++i)
             (void)refusals.add(damaged(QString::number(i)));
         QCOMPARE(refusals.newestFirst().size(), Refusals::mostKept);
-        QCOMPARE(refusals.newestFirst().constLast().phone, u"0"_qs);
-        (void)refusals.add(damaged(u"one more"_qs));
+        QCOMPARE(refusals.newestFirst().constLast().phone, u"0"_s);
+        (void)refusals.add(damaged(u"one more"_s));
         QCOMPARE(refusals.newestFirst().size(), Refusals::mostKept);
-        QCOMPARE(refusals.newestFirst().constFirst().phone, u"one more"_qs);
-        QCOMPARE(refusals.newestFirst().constLast().phone, u"1"_qs);
+        QCOMPARE(refusals.newestFirst().constFirst().phone, u"one more"_s);
+        QCOMPARE(refusals.newestFirst().constLast().phone, u"1"_s);
     }
 
     void oneThatRepeatsPushesNothingOut() {
         Refusals refusals;
-        (void)refusals.add(damaged(u"Ben"_qs));
+        (void)refusals.add(damaged(u"Ben"_s));
         for (int i = 0; i < 100; ++i)
-            (void)refusals.add(damaged(u"Anna"_qs));
+            (void)refusals.add(damaged(u"Anna"_s));
         (void)refusals.add(copied());
-        (void)refusals.add(damaged(u"Anna"_qs));
+        (void)refusals.add(damaged(u"Anna"_s));
         QCOMPARE(refusals.newestFirst().size(), 3);
-        QCOMPARE(refusals.newestFirst()[0].phone, u"Anna"_qs);
+        QCOMPARE(refusals.newestFirst()[0].phone, u"Anna"_s);
         QCOMPARE(refusals.newestFirst()[0].count, 101U);
         QCOMPARE(refusals.newestFirst()[2].count, 1U);
     }
 
     void whatDiffersIsAnotherEntry() {
         Refusals refusals;
-        (void)refusals.add(damaged(u"Anna"_qs));
-        (void)refusals.add(damaged(u"Ben"_qs));
-        Refusal other = damaged(u"Anna"_qs);
+        (void)refusals.add(damaged(u"Anna"_s));
+        (void)refusals.add(damaged(u"Ben"_s));
+        Refusal other = damaged(u"Anna"_s);
         other.reason = Refusal::Reason::Failed;
         (void)refusals.add(other);
-        other = damaged(u"Anna"_qs);
+        other = damaged(u"Anna"_s);
         other.kind = Refusal::Kind::DeviceRecord;
         (void)refusals.add(other);
-        other = damaged(u"Anna"_qs);
+        other = damaged(u"Anna"_s);
         other.direction = Refusal::Direction::ForPhone;
         (void)refusals.add(other);
         QCOMPARE(refusals.newestFirst().size(), 5);
@@ -118,21 +119,21 @@ private Q_SLOTS:
 
     void aPhoneIsToldOfOnceInAWhile() {
         Refusals refusals;
-        QVERIFY(refusals.add(damaged(u"Anna"_qs)));
+        QVERIFY(refusals.add(damaged(u"Anna"_s)));
         _runLoop->advance(9.9);
-        QVERIFY(!refusals.add(damaged(u"Anna"_qs)));
-        QVERIFY(refusals.add(damaged(u"Ben"_qs)));
+        QVERIFY(!refusals.add(damaged(u"Anna"_s)));
+        QVERIFY(refusals.add(damaged(u"Ben"_s)));
         _runLoop->advance(0.1);
-        QVERIFY(refusals.add(damaged(u"Anna"_qs)));
-        QVERIFY(!refusals.add(damaged(u"Anna"_qs)));
+        QVERIFY(refusals.add(damaged(u"Anna"_s)));
+        QVERIFY(!refusals.add(damaged(u"Anna"_s)));
     }
 
     void whatIsNoLongerListedIsToldOfAgain() {
         Refusals refusals;
-        (void)refusals.add(damaged(u"Anna"_qs));
+        (void)refusals.add(damaged(u"Anna"_s));
         for (int i = 0; i < Refusals::mostKept; ++i)
             (void)refusals.add(damaged(QString::number(i)));
-        QVERIFY(refusals.add(damaged(u"Anna"_qs)));
+        QVERIFY(refusals.add(damaged(u"Anna"_s)));
     }
 
     void everyCopyIsToldOf() {

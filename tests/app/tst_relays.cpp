@@ -10,13 +10,14 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 PropertyList textClip(const QString &text) {
     return PropertyList(PropertyList::Dictionary{
-        {u"items"_qs,
-         PropertyList::List{PropertyList(PropertyList::Dictionary{{u"string"_qs, text}})}}});
+        {u"items"_s,
+         PropertyList::List{PropertyList(PropertyList::Dictionary{{u"string"_s, text}})}}});
 }
 
 // The messages among what a phone received that are of one type.
@@ -43,119 +44,119 @@ private Q_SLOTS:
     // A clip for the other phones
 
     void relaysToTheOtherConnectedPhones() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
-        _agent->setRegistered({u"Anna"_qs, u"Ben"_qs, u"Cleo"_qs});
-        const PropertyList sent = textClip(u"for the others"_qs);
-        anna->send(u"2"_qs, sent);
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
+        _agent->setRegistered({u"Anna"_s, u"Ben"_s, u"Cleo"_s});
+        const PropertyList sent = textClip(u"for the others"_s);
+        anna->send(u"2"_s, sent);
         _agent->settle();
-        QCOMPARE(payloads(ben->received(), u"1"_qs), QList<PropertyList>{sent});
-        QVERIFY(payloads(anna->received(), u"1"_qs).isEmpty());
+        QCOMPARE(payloads(ben->received(), u"1"_s), QList<PropertyList>{sent});
+        QVERIFY(payloads(anna->received(), u"1"_s).isEmpty());
         QVERIFY(_agent->pasteboard.contents().isEmpty());
         QCOMPARE(_agent->keyboard.pasteCount(), 0);
-        QCOMPARE(_agent->statistic(u"dataReceived"_qs), PropertyList(u"missing"_qs));
+        QCOMPARE(_agent->statistic(u"dataReceived"_s), PropertyList(u"missing"_s));
         // Cleo was not there; nothing waits for her.
-        const auto cleo = _agent->appear(u"Cleo"_qs);
+        const auto cleo = _agent->appear(u"Cleo"_s);
         cleo->connection().end();
         _agent->advance(5);
-        QVERIFY(payloads(cleo->received(), u"1"_qs).isEmpty());
+        QVERIFY(payloads(cleo->received(), u"1"_s).isEmpty());
     }
 
     void nothingIsQueuedForAPhoneWhoseConnectionDropped() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
         ben->connection().end();
         _agent->settle();
-        anna->send(u"2"_qs, textClip(u"for whoever is there"_qs));
+        anna->send(u"2"_s, textClip(u"for whoever is there"_s));
         _agent->advance(5);
         QCOMPARE(ben->connections.size(), 2);
-        QVERIFY(payloads(ben->received(), u"1"_qs).isEmpty());
+        QVERIFY(payloads(ben->received(), u"1"_s).isEmpty());
         // What this desk copies waits for him.
         ben->connection().end();
         _agent->settle();
-        _agent->pasteboard.copyText(u"for all"_qs);
+        _agent->pasteboard.copyText(u"for all"_s);
         _agent->advance(5);
         QCOMPARE(ben->connections.size(), 3);
-        QCOMPARE(payloads(ben->received(), u"1"_qs).size(), 1);
+        QCOMPARE(payloads(ben->received(), u"1"_s).size(), 1);
     }
 
     void aFailureWhilePassingOnIsLogged() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
         struct Failing final : Object {
-            void fail() { throw PlatformException(u"Trouble"_qs, u"observer failed"_qs); }
+            void fail() { throw PlatformException(u"Trouble"_s, u"observer failed"_s); }
         } failing;
         auto &center = ZRKNotificationCenter::platformDefault();
         center.addObserver(&failing, selector<&Failing::fail>("fail"), ZRKStreamDidSendData);
         QTest::ignoreMessage(QtWarningMsg,
                              "ERROR SENDING TO OTHER CLIENT Trouble: observer failed");
-        anna->send(u"2"_qs, textClip(u"for the others"_qs));
+        anna->send(u"2"_s, textClip(u"for the others"_s));
         _agent->settle();
         center.removeObserver(&failing);
         QVERIFY(_agent->app->isConnected());
     }
 
     void aPhoneThatDoesNotReadLosesTheOldestRelays() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
         ben->connection().setRoom(0);
         const auto send = [&](const QString &id) {
-            anna->send(u"2"_qs,
+            anna->send(u"2"_s,
                        PropertyList(PropertyList::Dictionary{
-                           {u"oid"_qs, id}, {u"data"_qs, QByteArray(20 * 1024 * 1024, 'x')}}));
+                           {u"oid"_s, id}, {u"data"_s, QByteArray(20 * 1024 * 1024, 'x')}}));
             _agent->settle();
         };
-        send(u"1"_qs);
-        send(u"2"_qs);
-        send(u"3"_qs);
+        send(u"1"_s);
+        send(u"2"_s);
+        send(u"3"_s);
         QVERIFY(_agent->app->refusals().isEmpty());
-        send(u"4"_qs);
+        send(u"4"_s);
         QCOMPARE(_agent->app->refusals().size(), 1);
         const Refusal refusal = *_agent->app->lastRefusal();
         QCOMPARE(refusal.direction, Refusal::Direction::ForPhone);
         QCOMPARE(refusal.reason, Refusal::Reason::QueueFull);
-        QCOMPARE(refusal.phone, u"Ben's name"_qs);
+        QCOMPARE(refusal.phone, u"Ben's name"_s);
         QVERIFY(refusal.size > 80U * 1024 * 1024);
         QCOMPARE(refusal.limit, quint64(ZRKNetServiceClient::largestQueue));
-        QCOMPARE(refusal.detail, u"sent by another phone"_qs);
+        QCOMPARE(refusal.detail, u"sent by another phone"_s);
         QCOMPARE(_agent->notice.messages.size(), 1);
         ben->connection().setRoom(kit::MemoryConnection::unlimited);
         _agent->settle();
         QStringList arrived;
-        for (const PropertyList &one : payloads(ben->received(), u"1"_qs))
-            arrived += one.find(u"oid"_qs)->string();
-        QCOMPARE(arrived, (QStringList{u"2"_qs, u"3"_qs, u"4"_qs}));
+        for (const PropertyList &one : payloads(ben->received(), u"1"_s))
+            arrived += one.find(u"oid"_s)->string();
+        QCOMPARE(arrived, (QStringList{u"2"_s, u"3"_s, u"4"_s}));
     }
 
     void aClipThatCannotBeWrittenIsTold() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
-        PropertyList deep(u"text"_qs);
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
+        PropertyList deep(u"text"_s);
         // As deep as a message may be, and the envelope around it.
         for (int level = 0; level < PropertyListSerialization::maximumDepth; ++level)
             deep = PropertyList(PropertyList::List{deep});
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"ERROR ENCODING DATA"_qs));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"ERROR ENCODING DATA"_s));
         const auto service = NetService::initWithDomainTypeNamePort(
-            _agent->backend, QString(), u"_clipmule-s2._tcp"_qs, u"Anna"_qs, 1);
+            _agent->backend, QString(), u"_clipmule-s2._tcp"_s, u"Anna"_s, 1);
         _agent->app->clientServiceDidReceiveClipmuleDataForDevices(*service, deep);
         const Refusal refusal = *_agent->app->lastRefusal();
         QCOMPARE(refusal.direction, Refusal::Direction::ForPhone);
         QCOMPARE(refusal.reason, Refusal::Reason::Damaged);
-        QCOMPARE(refusal.phone, u"Ben's name"_qs);
+        QCOMPARE(refusal.phone, u"Ben's name"_s);
         QCOMPARE(_agent->app->refusals().size(), 1);
     }
 
     void aPhoneCannotFloodTheLog() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        const auto ben = _agent->connectedPhone(u"Ben"_qs);
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        const auto ben = _agent->connectedPhone(u"Ben"_s);
         for (int i = 0; i < LogLimit::linesPerInterval; ++i)
             QTest::ignoreMessage(QtWarningMsg, "COULDN'T HANDLE {99: 5}");
-        const PropertyList unknown(PropertyList::Dictionary{{u"99"_qs, 5}});
+        const PropertyList unknown(PropertyList::Dictionary{{u"99"_s, 5}});
         for (int i = 0; i < LogLimit::linesPerInterval + 7; ++i)
             anna->send(unknown);
         _agent->settle();
         QTest::ignoreMessage(QtWarningMsg, "COULDN'T HANDLE {99: 6}");
-        ben->send(PropertyList(PropertyList::Dictionary{{u"99"_qs, 6}}));
+        ben->send(PropertyList(PropertyList::Dictionary{{u"99"_s, 6}}));
         _agent->settle();
         QTest::ignoreMessage(QtWarningMsg, "7 more lines about \"Anna\" were left out");
         _agent->advance(LogLimit::interval.count());
@@ -165,14 +166,14 @@ private Q_SLOTS:
     }
 
     void whatThePhoneSendsIsRefusedAloud() {
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"ERROR DECODING DATA"_qs));
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"ERROR DECODING DATA"_s));
         phone->connection().feed(QByteArray("\x00KRZ\x03\x00\x00\x00<<<", 11));
         _agent->settle();
         Refusal refusal = *_agent->app->lastRefusal();
         QCOMPARE(refusal.direction, Refusal::Direction::FromPhone);
         QCOMPARE(refusal.reason, Refusal::Reason::Damaged);
-        QCOMPARE(refusal.phone, u"Anna's name"_qs);
+        QCOMPARE(refusal.phone, u"Anna's name"_s);
         QVERIFY(!refusal.detail.isEmpty());
         QTest::ignoreMessage(QtWarningMsg, "FRAME TOO LARGE 67108865");
         phone->connection().feed(QByteArray("\x00KRZ\x01\x00\x00\x04", 8));

@@ -12,6 +12,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 // What the agent knows of how things stand, for people who look into why something does not work.
 class SituationTest final : public kit::TestCase {
@@ -26,12 +27,12 @@ class SituationTest final : public kit::TestCase {
 
 private Q_SLOTS:
     void aPhoneThatIsNotThereIsNotSeen() {
-        _agent->setRegistered({u"Anna"_qs});
+        _agent->setRegistered({u"Anna"_s});
         launch();
         const auto states = _agent->app->phoneStates();
         QCOMPARE(states.size(), 1);
-        QCOMPARE(states[0].service, u"Anna"_qs);
-        QCOMPARE(states[0].name, u"Anna's name"_qs);
+        QCOMPARE(states[0].service, u"Anna"_s);
+        QCOMPARE(states[0].name, u"Anna's name"_s);
         QCOMPARE(states[0].state, AgentStatus::PhoneState::NotSeen);
         QCOMPARE(states[0].lastSeen, std::nullopt);
     }
@@ -39,7 +40,7 @@ private Q_SLOTS:
     void aPhoneThatIsReachedIsConnected() {
         launch();
         const int before = _changes;
-        _agent->connectedPhone(u"Anna"_qs);
+        _agent->connectedPhone(u"Anna"_s);
         QCOMPARE(state().state, AgentStatus::PhoneState::Connected);
         QCOMPARE(state().lastSeen, std::optional(Date::now()));
         QCOMPARE(state().lastError, QString());
@@ -50,23 +51,23 @@ private Q_SLOTS:
         launch();
         _agent->settle();
         int before = _changes;
-        _agent->applicationDefaults->setBoolForKey(false, u"syncEnabled"_qs);
+        _agent->applicationDefaults->setBoolForKey(false, u"syncEnabled"_s);
         _agent->settle();
         QVERIFY(_changes > before);
         before = _changes;
-        _agent->setRegistered({u"Ben"_qs});
+        _agent->setRegistered({u"Ben"_s});
         _agent->settle();
         QVERIFY(_changes > before);
     }
 
     void aConnectionThatEndsIsTold() {
         launch();
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
         const int before = _changes;
         phone->connection().end();
         _agent->settle();
         QCOMPARE(state().state, AgentStatus::PhoneState::Seen);
-        QCOMPARE(state().lastError, u"the connection ended"_qs);
+        QCOMPARE(state().lastError, u"the connection ended"_s);
         QCOMPARE(state().lastErrorDate, std::optional(Date::now()));
         QVERIFY(_changes > before);
 
@@ -77,15 +78,15 @@ private Q_SLOTS:
     }
 
     void aPhoneWithoutAnAddressIsSeenOnly() {
-        _agent->setRegistered({u"Anna"_qs});
+        _agent->setRegistered({u"Anna"_s});
         launch();
-        const dnssd::ServiceName service{u"Anna"_qs, u"_clipmule-s2._tcp"_qs, u"local"_qs};
+        const dnssd::ServiceName service{u"Anna"_s, u"_clipmule-s2._tcp"_s, u"local"_s};
         _agent->backend.appear(service, {});
         _agent->settle();
         QCOMPARE(state().state, AgentStatus::PhoneState::Seen);
         _agent->advance(10);
         QCOMPARE(state().state, AgentStatus::PhoneState::Seen);
-        QCOMPARE(state().lastError, u"its address could not be found"_qs);
+        QCOMPARE(state().lastError, u"its address could not be found"_s);
     }
 
     void aPhoneThatDoesNotAnswerIsSeenOnly() {
@@ -95,19 +96,19 @@ private Q_SLOTS:
             _silent->holdConnection();
             return _silent->takeStreams();
         };
-        _agent->connectedPhone(u"Anna"_qs);
+        _agent->connectedPhone(u"Anna"_s);
         // It tries to; nobody should take that for a connection.
         QVERIFY(_agent->app->isConnected());
         QCOMPARE(state().state, AgentStatus::PhoneState::Seen);
         _silent->fail();
         _agent->settle();
         QCOMPARE(state().state, AgentStatus::PhoneState::Seen);
-        QCOMPARE(state().lastError, u"no address of it answered"_qs);
+        QCOMPARE(state().lastError, u"no address of it answered"_s);
     }
 
     void whenAPhoneLeftIsRemembered() {
         launch();
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
         _agent->advance(100);
         _agent->backend.vanish(phone->service);
         _agent->settle();
@@ -119,7 +120,7 @@ private Q_SLOTS:
 
     void duringSleepNoPhoneIsConnected() {
         launch();
-        _agent->connectedPhone(u"Anna"_qs);
+        _agent->connectedPhone(u"Anna"_s);
         QCOMPARE(state().state, AgentStatus::PhoneState::Connected);
         int before = _changes;
         _agent->power.send(PowerMessage::SystemWillSleep);
@@ -135,7 +136,7 @@ private Q_SLOTS:
 
     void aCopyThatIsTooLargeIsRemembered() {
         launch();
-        _agent->connectedPhone(u"Anna"_qs);
+        _agent->connectedPhone(u"Anna"_s);
         QVERIFY(_agent->app->refusals().isEmpty());
         QVERIFY(!_agent->app->lastRefusal());
         const int before = _changes;
@@ -163,30 +164,30 @@ private Q_SLOTS:
         QCOMPARE(refusal.limit, 9'999'999U);
         QCOMPARE(refusal.date, Date::now());
         QCOMPARE(_agent->notice.messages,
-                 QStringList{u"The item you copied is too large to send to Clipmule."_qs});
+                 QStringList{u"The item you copied is too large to send to Clipmule."_s});
     }
 
     void aDamagedClipIsRememberedWithItsPhone() {
         launch();
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
         QTest::ignoreMessage(QtWarningMsg,
                              "ERROR DECODING DATA InvalidArgument: expected a dictionary, found a "
                              "string");
-        phone->send(u"1"_qs, PropertyList(u"no clip"_qs));
+        phone->send(u"1"_s, PropertyList(u"no clip"_s));
         _agent->settle();
         const Refusal refusal = *_agent->app->lastRefusal();
         QCOMPARE(refusal.direction, Refusal::Direction::FromPhone);
         QCOMPARE(refusal.reason, Refusal::Reason::Damaged);
         QCOMPARE(refusal.kind, Refusal::Kind::Clip);
-        QCOMPARE(refusal.phone, u"Anna's name"_qs);
-        QCOMPARE(refusal.detail, u"expected a dictionary, found a string"_qs);
+        QCOMPARE(refusal.phone, u"Anna's name"_s);
+        QCOMPARE(refusal.detail, u"expected a dictionary, found a string"_s);
         QCOMPARE(_agent->notice.messages,
-                 QStringList{u"Not pasted: the clip from Anna's name is damaged."_qs});
+                 QStringList{u"Not pasted: the clip from Anna's name is damaged."_s});
     }
 
     void everyOtherReasonIsRememberedAsWhatItIs() {
         launch();
-        const auto phone = _agent->connectedPhone(u"Anna"_qs);
+        const auto phone = _agent->connectedPhone(u"Anna"_s);
         const auto warn = [](const char *pattern) {
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QString::fromLatin1(pattern)));
         };
@@ -196,41 +197,41 @@ private Q_SLOTS:
             const Refusal refusal = _agent->app->lastRefusal().value_or(Refusal());
             return QStringList{nameOf(refusal.reason), nameOf(refusal.kind), refusal.phone};
         };
-        phone->send(u"1"_qs,
-                    PropertyList(Dictionary{
-                        {u"items"_qs,
-                         PropertyList::List{
-                             PropertyList(Dictionary{{u"string"_qs, u"text"_qs}}),
-                             PropertyList(Dictionary{{u"imageData"_qs, QByteArray("bytes")}})}}}));
-        QCOMPARE(last(), (QStringList{u"mixed kinds"_qs, u"clip"_qs, u"Anna's name"_qs}));
+        phone->send(
+            u"1"_s,
+            PropertyList(Dictionary{
+                {u"items"_s, PropertyList::List{PropertyList(Dictionary{{u"string"_s, u"text"_s}}),
+                                                PropertyList(Dictionary{
+                                                    {u"imageData"_s, QByteArray("bytes")}})}}}));
+        QCOMPARE(last(), (QStringList{u"mixed kinds"_s, u"clip"_s, u"Anna's name"_s}));
         // The clip itself tells the user; once is enough.
         QCOMPARE(_agent->notice.messages,
-                 QStringList{u"Pasting of mixed content clips is not supported."_qs});
+                 QStringList{u"Pasting of mixed content clips is not supported."_s});
 
-        _agent->pasteboard.failWritesWith(u"clipboard lost"_qs);
+        _agent->pasteboard.failWritesWith(u"clipboard lost"_s);
         warn("clipboard lost");
-        phone->send(u"1"_qs, PropertyList(Dictionary{{u"items"_qs, PropertyList::List()}}));
-        QCOMPARE(last(), (QStringList{u"failed"_qs, u"clip"_qs, u"Anna's name"_qs}));
+        phone->send(u"1"_s, PropertyList(Dictionary{{u"items"_s, PropertyList::List()}}));
+        QCOMPARE(last(), (QStringList{u"failed"_s, u"clip"_s, u"Anna's name"_s}));
         _agent->advance(1);
         warn("clipboard lost");
-        phone->send(u"1"_qs, PropertyList(Dictionary{
-                                 {u"items"_qs, PropertyList::List{PropertyList(Dictionary{
-                                                   {u"imageData"_qs, QByteArray("\x89PNG")}})}}}));
-        QCOMPARE(last(), (QStringList{u"failed"_qs, u"image"_qs, u"Anna's name"_qs}));
+        phone->send(u"1"_s, PropertyList(Dictionary{
+                                {u"items"_s, PropertyList::List{PropertyList(Dictionary{
+                                                 {u"imageData"_s, QByteArray("\x89PNG")}})}}}));
+        QCOMPARE(last(), (QStringList{u"failed"_s, u"image"_s, u"Anna's name"_s}));
         _agent->pasteboard.failWritesWith(QString());
 
         warn("a device record is a dictionary, not an integer");
-        phone->send(u"4"_qs, PropertyList(5));
-        QCOMPARE(last(), (QStringList{u"damaged"_qs, u"device record"_qs, u"Anna's name"_qs}));
+        phone->send(u"4"_s, PropertyList(5));
+        QCOMPARE(last(), (QStringList{u"damaged"_s, u"device record"_s, u"Anna's name"_s}));
 
         warn("a device record of more than 65536 bytes");
-        phone->send(u"4"_qs, PropertyList(Dictionary{{u"name"_qs, QString(65536, u'x')}}));
-        QCOMPARE(last(), (QStringList{u"too large"_qs, u"device record"_qs, u"Anna's name"_qs}));
+        phone->send(u"4"_s, PropertyList(Dictionary{{u"name"_s, QString(65536, u'x')}}));
+        QCOMPARE(last(), (QStringList{u"too large"_s, u"device record"_s, u"Anna's name"_s}));
         QCOMPARE(_agent->app->lastRefusal()->limit, 65536U);
 
         warn("expected a dictionary");
-        phone->send(PropertyList(u"text"_qs));
-        QCOMPARE(last(), (QStringList{u"damaged"_qs, u"clip"_qs, u"Anna's name"_qs}));
+        phone->send(PropertyList(u"text"_s));
+        QCOMPARE(last(), (QStringList{u"damaged"_s, u"clip"_s, u"Anna's name"_s}));
         QCOMPARE(_agent->notice.messages.size(), 6);
     }
 

@@ -9,13 +9,14 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 class SyncJournalTest final : public kit::TestCase {
     Q_OBJECT
 
     void begin() override {
         _desk = std::make_unique<AgentFixture>();
-        _desk->setRegistered({u"Anna"_qs});
+        _desk->setRegistered({u"Anna"_s});
         _journal = std::make_unique<SyncJournal>(std::ref(_desk->notice), *_desk->shared);
         _changes = 0;
         _journal->onChange = [this] { ++_changes; };
@@ -30,8 +31,8 @@ private Q_SLOTS:
     void aPhoneHasTheNameThatTheUserGaveIt_data() {
         QTest::addColumn<QString>("phone");
         QTest::addColumn<QString>("entered");
-        QTest::newRow("registered") << u"Anna"_qs << u"Anna's name"_qs;
-        QTest::newRow("another") << u"Ben"_qs << u"Ben"_qs;
+        QTest::newRow("registered") << u"Anna"_s << u"Anna's name"_s;
+        QTest::newRow("another") << u"Ben"_s << u"Ben"_s;
         QTest::newRow("none") << QString() << QString();
     }
     void aPhoneHasTheNameThatTheUserGaveIt() {
@@ -46,47 +47,47 @@ private Q_SLOTS:
     void aRefusalIsToldInItsOwnWordsOrInOthers() {
         _journal->refuse({.reason = Refusal::Reason::Secret});
         QCOMPARE(_desk->notice.messages.constLast(), userText(_journal->refusals().constFirst()));
-        _journal->refuse({.reason = Refusal::Reason::TooLarge}, u"too much"_qs);
-        QCOMPARE(_desk->notice.messages.constLast(), u"too much"_qs);
+        _journal->refuse({.reason = Refusal::Reason::TooLarge}, u"too much"_s);
+        QCOMPARE(_desk->notice.messages.constLast(), u"too much"_s);
     }
 
     void aConnectionEndsWhatWasSaidOfFailures() {
-        QVERIFY(!_journal->contact(u"Anna"_qs).lastSeen);
-        _journal->noteConnection(u"Anna"_qs, u"refused"_qs);
-        QVERIFY(!_journal->contact(u"Anna"_qs).lastSeen);
-        QCOMPARE(_journal->contact(u"Anna"_qs).lastError, u"refused"_qs);
-        QVERIFY(_journal->contact(u"Anna"_qs).lastErrorDate);
-        _journal->noteConnection(u"Anna"_qs, QString());
-        QVERIFY(_journal->contact(u"Anna"_qs).lastSeen);
-        QCOMPARE(_journal->contact(u"Anna"_qs).lastError, QString());
-        QVERIFY(!_journal->contact(u"Anna"_qs).lastErrorDate);
+        QVERIFY(!_journal->contact(u"Anna"_s).lastSeen);
+        _journal->noteConnection(u"Anna"_s, u"refused"_s);
+        QVERIFY(!_journal->contact(u"Anna"_s).lastSeen);
+        QCOMPARE(_journal->contact(u"Anna"_s).lastError, u"refused"_s);
+        QVERIFY(_journal->contact(u"Anna"_s).lastErrorDate);
+        _journal->noteConnection(u"Anna"_s, QString());
+        QVERIFY(_journal->contact(u"Anna"_s).lastSeen);
+        QCOMPARE(_journal->contact(u"Anna"_s).lastError, QString());
+        QVERIFY(!_journal->contact(u"Anna"_s).lastErrorDate);
         QCOMPARE(_changes, 2);
     }
 
     void aPhoneThatFailsWasSeenAllTheSame() {
-        _journal->noteSeen(u"Anna"_qs);
-        _journal->noteConnection(u"Anna"_qs, u"refused"_qs);
-        QVERIFY(_journal->contact(u"Anna"_qs).lastSeen);
-        QVERIFY(!_journal->contact(u"Ben"_qs).lastSeen);
+        _journal->noteSeen(u"Anna"_s);
+        _journal->noteConnection(u"Anna"_s, u"refused"_s);
+        QVERIFY(_journal->contact(u"Anna"_s).lastSeen);
+        QVERIFY(!_journal->contact(u"Ben"_s).lastSeen);
     }
 
     void clipsAreCountedByKind() {
-        const auto text = clip({{u"string"_qs, u"hello"_qs}});
+        const auto text = clip({{u"string"_s, u"hello"_s}});
         _journal->count(*text, Settings::Key::DataSent);
         _journal->count(*text, Settings::Key::DataReceived);
-        const auto image = clip({{u"imageData"_qs, QByteArray("image")}});
+        const auto image = clip({{u"imageData"_s, QByteArray("image")}});
         _journal->count(*image, Settings::Key::DataSent);
-        QCOMPARE(_desk->statistic(u"dataSent"_qs),
+        QCOMPARE(_desk->statistic(u"dataSent"_s),
                  PropertyList(quint64(text->size() + image->size())));
-        QCOMPARE(_desk->statistic(u"dataReceived"_qs), PropertyList(quint64(text->size())));
-        QCOMPARE(_desk->statistic(u"textItems"_qs), PropertyList(2));
-        QCOMPARE(_desk->statistic(u"imageItems"_qs), PropertyList(1));
+        QCOMPARE(_desk->statistic(u"dataReceived"_s), PropertyList(quint64(text->size())));
+        QCOMPARE(_desk->statistic(u"textItems"_s), PropertyList(2));
+        QCOMPARE(_desk->statistic(u"imageItems"_s), PropertyList(1));
     }
 
 private:
     static std::shared_ptr<ZRKClipmuleData> clip(const PropertyList::Dictionary &item) {
         return ZRKClipmuleData::initWithDictionary(
-            {{u"items"_qs, PropertyList::List{PropertyList(item)}}});
+            {{u"items"_s, PropertyList::List{PropertyList(item)}}});
     }
 
     std::unique_ptr<AgentFixture> _desk;

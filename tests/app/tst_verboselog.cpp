@@ -9,6 +9,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -24,8 +25,8 @@ void record(QtMsgType type, const QMessageLogContext &context, const QString &li
 
 PropertyList clip(const QString &text) {
     return PropertyList(PropertyList::Dictionary{
-        {u"items"_qs,
-         PropertyList::List{PropertyList(PropertyList::Dictionary{{u"string"_qs, text}})}}});
+        {u"items"_s,
+         PropertyList::List{PropertyList(PropertyList::Dictionary{{u"string"_s, text}})}}});
 }
 
 } // namespace
@@ -36,7 +37,7 @@ class VerboseLogTest final : public kit::TestCase {
 
     void begin() override {
         _agent = std::make_unique<AgentFixture>();
-        QLoggingCategory::setFilterRules(u"clipmule.app.debug=true"_qs);
+        QLoggingCategory::setFilterRules(u"clipmule.app.debug=true"_s);
         before = qInstallMessageHandler(record);
     }
 
@@ -49,44 +50,43 @@ class VerboseLogTest final : public kit::TestCase {
 
 private Q_SLOTS:
     void whatIsCopiedHere() {
-        _agent->connectedPhone(u"Anna"_qs);
-        _agent->connectedPhone(u"Ben"_qs);
+        _agent->connectedPhone(u"Anna"_s);
+        _agent->connectedPhone(u"Ben"_s);
         for (int copy = 0; copy < 2; ++copy) {
-            _agent->pasteboard.copyText(u"a secret"_qs);
+            _agent->pasteboard.copyText(u"a secret"_s);
             _agent->advance(0.5);
         }
-        QCOMPARE(told(), (QStringList{u"sending text of 34 bytes to phones: 2"_qs,
+        QCOMPARE(told(), (QStringList{u"sending text of 34 bytes to phones: 2"_s,
                                       u"copied here: the last clip again, which is not sent "
-                                      u"twice"_qs}));
+                                      u"twice"_s}));
     }
 
     void whatPhonesSend() {
-        const auto anna = _agent->connectedPhone(u"Anna"_qs);
-        _agent->connectedPhone(u"Ben"_qs);
-        anna->send(u"1"_qs, clip(u"a secret"_qs));
+        const auto anna = _agent->connectedPhone(u"Anna"_s);
+        _agent->connectedPhone(u"Ben"_s);
+        anna->send(u"1"_s, clip(u"a secret"_s));
         _agent->settle();
-        QCOMPARE(told(), (QStringList{u"received text of 8 bytes from Anna"_qs, u"pasted"_qs}));
+        QCOMPARE(told(), (QStringList{u"received text of 8 bytes from Anna"_s, u"pasted"_s}));
         _agent->advance(1);
-        _agent->shared->setObjectForKey(PropertyList(u"clipboard"_qs), u"pasteMode"_qs);
-        anna->send(u"1"_qs, clip(u"a secret"_qs));
+        QVERIFY(_agent->shared->setObjectForKey(PropertyList(u"clipboard"_s), u"pasteMode"_s));
+        anna->send(u"1"_s, clip(u"a secret"_s));
         _agent->settle();
-        QCOMPARE(told(),
-                 (QStringList{u"received text of 8 bytes from Anna"_qs,
-                              u"put on the clipboard, not pasted: so the settings say"_qs}));
-        anna->send(u"2"_qs, clip(u"a secret"_qs));
+        QCOMPARE(told(), (QStringList{u"received text of 8 bytes from Anna"_s,
+                                      u"put on the clipboard, not pasted: so the settings say"_s}));
+        anna->send(u"2"_s, clip(u"a secret"_s));
         _agent->settle();
-        QCOMPARE(told(), QStringList{u"passing a clip from Anna on to Ben"_qs});
-        anna->send(u"4"_qs, PropertyList(PropertyList::Dictionary{{u"name"_qs, u"A"_qs}}));
+        QCOMPARE(told(), QStringList{u"passing a clip from Anna on to Ben"_s});
+        anna->send(u"4"_s, PropertyList(PropertyList::Dictionary{{u"name"_s, u"A"_s}}));
         _agent->settle();
-        QCOMPARE(told(), QStringList{u"received the device record of Anna"_qs});
+        QCOMPARE(told(), QStringList{u"received the device record of Anna"_s});
     }
 
     void sleep() {
-        _agent->connectedPhone(u"Anna"_qs);
+        _agent->connectedPhone(u"Anna"_s);
         _agent->power.send(PowerMessage::SystemWillSleep);
-        QCOMPARE(told(), QStringList{u"the computer goes to sleep"_qs});
+        QCOMPARE(told(), QStringList{u"the computer goes to sleep"_s});
         _agent->power.send(PowerMessage::SystemHasPoweredOn);
-        QCOMPARE(told(), QStringList{u"the computer woke up"_qs});
+        QCOMPARE(told(), QStringList{u"the computer woke up"_s});
     }
 
 private:

@@ -23,6 +23,8 @@ from agent_test import BIN, AgentTest  # noqa: E402
 from programs import PATIENCE_SECONDS, until  # noqa: E402
 
 PREFERENCES = "com.zendrik.ClipmuleSync.Preferences"
+# What newer versions of the bus call what we name as the older ones do.
+RENAMED_ROLES = {"push button": "button", "text": "entry"}
 BUS_LAUNCHER = "/usr/libexec/at-spi-bus-launcher"
 
 
@@ -97,8 +99,8 @@ class PreferencesTest(AgentTest):
                 # What a cache holds is what was there.
                 application.set_cache_mask(Atspi.Cache.NONE)
                 found += [node for node in walk(application)
-                          if node.get_role_name() == role and (name is None or
-                                                               node.get_name() == name)
+                          if node.get_role_name() in (role, RENAMED_ROLES.get(role)) and
+                          (name is None or node.get_name() == name)
                           and is_(node, Atspi.StateType.SHOWING)]
         except GLib.Error:
             # Something went away while it was looked at: not this time.

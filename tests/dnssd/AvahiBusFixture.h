@@ -67,7 +67,8 @@ protected:
     [[nodiscard]] bool setUpBus() {
         qDBusRegisterMetaType<QByteArrayList>();
         QFile configuration(_configuration);
-        configuration.open(QIODevice::WriteOnly);
+        if (!configuration.open(QIODevice::WriteOnly))
+            return false;
         configuration.write("<!DOCTYPE busconfig PUBLIC "
                             "\"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
                             "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">"
@@ -83,7 +84,8 @@ protected:
         configuration.close();
         // The bus could start a daemon, and is not to.
         QFile service(_folder.filePath(QStringLiteral("org.freedesktop.Avahi.service")));
-        service.open(QIODevice::WriteOnly);
+        if (!service.open(QIODevice::WriteOnly))
+            return false;
         service.write("[D-BUS Service]\nName=org.freedesktop.Avahi\nExec=/bin/false\n");
         service.close();
         startBus();

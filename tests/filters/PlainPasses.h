@@ -31,7 +31,7 @@ inline QString decode(const QString &text, const HtmlEntityTable &table) {
             result.replace(*entry, QString(QChar(char16_t(entry.key()))));
     }
     for (qsizetype limit = result.size(); limit > 0;) {
-        const qsizetype start = QStringView(result).first(limit).lastIndexOf(u"&#"_qs);
+        const qsizetype start = QStringView(result).first(limit).lastIndexOf(QStringLiteral("&#"));
         if (start < 0)
             break;
         const qsizetype end = QStringView(result).first(limit).indexOf(u';', start);
@@ -43,7 +43,7 @@ inline QString decode(const QString &text, const HtmlEntityTable &table) {
         }
         limit = start;
     }
-    return result.replace(u"&amp;"_qs, u"&"_qs);
+    return result.replace(QStringLiteral("&amp;"), QStringLiteral("&"));
 }
 
 } // namespace PlainPasses

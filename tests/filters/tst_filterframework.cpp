@@ -17,6 +17,7 @@
 #include <cstdio>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -62,9 +63,9 @@ QStringList tableOfFilters() {
     if (!source.open(QFile::ReadOnly))
         return {};
     const QString table = QString::fromUtf8(source.readAll())
-                              .section(u"QList<Maker> rows{"_qs, 1)
-                              .section(u"};"_qs, 0, 0);
-    static const QRegularExpression row(u"make<(\\w+)>"_qs);
+                              .section(u"QList<Maker> rows{"_s, 1)
+                              .section(u"};"_s, 0, 0);
+    static const QRegularExpression row(u"make<(\\w+)>"_s);
     QStringList names;
     for (const auto &match : row.globalMatch(table))
         names.append(match.captured(1));
@@ -73,11 +74,11 @@ QStringList tableOfFilters() {
 
 const QString countArgument = QStringLiteral("--count");
 
-const QStringList sortedTitles{u"Convert to Lowercase"_qs, u"Convert to Titlecase"_qs,
-                               u"Convert to Uppercase"_qs, u"Decode HTML Entities"_qs,
-                               u"Encode HTML Entities"_qs, u"Find and Replace"_qs,
-                               u"Quote Lines"_qs,          u"Smarten Quotes"_qs,
-                               u"Straighten Quotes"_qs,    u"Wrap in HTML Tags"_qs};
+const QStringList sortedTitles{u"Convert to Lowercase"_s, u"Convert to Titlecase"_s,
+                               u"Convert to Uppercase"_s, u"Decode HTML Entities"_s,
+                               u"Encode HTML Entities"_s, u"Find and Replace"_s,
+                               u"Quote Lines"_s,          u"Smarten Quotes"_s,
+                               u"Straighten Quotes"_s,    u"Wrap in HTML Tags"_s};
 
 } // namespace
 
@@ -96,7 +97,7 @@ private Q_SLOTS:
     // A name in Info.plist that no class has would be passed over without a word.
     void everyInstalledNameHasAClass() {
         const auto information = Bundle::mainBundle().infoDictionary();
-        const PropertyList installed = information.value(u"filters"_qs);
+        const PropertyList installed = information.value(u"filters"_s);
         QStringList names;
         for (const PropertyList &name : installed.list())
             names.append(name.string());
@@ -107,9 +108,9 @@ private Q_SLOTS:
         QFile manual(QStringLiteral(CLIPMULE_TEST_DATA "/../../packaging/man/clipmule-filter.1"));
         QVERIFY(manual.open(QFile::ReadOnly));
         const QString text = QString::fromUtf8(manual.readAll());
-        const QString chapter = text.section(u".SH FILTERS\n"_qs, 1).section(u"\n.SH "_qs, 0, 0);
+        const QString chapter = text.section(u".SH FILTERS\n"_s, 1).section(u"\n.SH "_s, 0, 0);
         // ".B One Name", or ".BR "One" ", " "Another"".
-        static const QRegularExpression heading(u"^\\.TP\n\\.BR? (.*)$"_qs,
+        static const QRegularExpression heading(u"^\\.TP\n\\.BR? (.*)$"_s,
                                                 QRegularExpression::MultilineOption);
         QStringList named;
         for (const auto &match : heading.globalMatch(chapter)) {
@@ -124,17 +125,17 @@ private Q_SLOTS:
 
     void namesWithoutAClassArePassedOver() {
         QCOMPARE(classNames(ZRKClipmuleFilter::filtersOfClasses(
-                     {u"NoSuchFilter"_qs, u"ZRKClipmuleLowercaseFilter"_qs})),
-                 QStringList{u"ZRKClipmuleLowercaseFilter"_qs});
+                     {u"NoSuchFilter"_s, u"ZRKClipmuleLowercaseFilter"_s})),
+                 QStringList{u"ZRKClipmuleLowercaseFilter"_s});
         QVERIFY(ZRKClipmuleFilter::filtersOfClasses({}).isEmpty());
     }
 
     void theBaseClassesAreClassesAsWell() {
-        const QStringList names{u"ZRKClipmuleTextFilter"_qs, u"ZRKClipmuleFilter"_qs};
+        const QStringList names{u"ZRKClipmuleTextFilter"_s, u"ZRKClipmuleFilter"_s};
         const auto filters = ZRKClipmuleFilter::filtersOfClasses(names);
         QCOMPARE(classNames(filters), names);
-        const auto item = itemWithText(u"a"_qs);
-        QCOMPARE(*filters.first()->filterClipmuleDataItem(item)->string(), u"a"_qs);
+        const auto item = itemWithText(u"a"_s);
+        QCOMPARE(*filters.first()->filterClipmuleDataItem(item)->string(), u"a"_s);
         QVERIFY(!filters.last()->validForClipmuleDataItem(*item));
     }
 
@@ -150,12 +151,12 @@ private Q_SLOTS:
     void withoutAListThereAreNone() {
         QFETCH(QByteArray, information);
         const QTemporaryDir folder;
-        QFile file(folder.filePath(u"Info.plist"_qs));
+        QFile file(folder.filePath(u"Info.plist"_s));
         QVERIFY(file.open(QFile::WriteOnly));
         file.write(information);
         file.close();
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"CLIPMULE_RESOURCES"_qs, folder.path());
+        environment.insert(u"CLIPMULE_RESOURCES"_s, folder.path());
         QProcess counter;
         counter.setProcessEnvironment(environment);
         counter.start(QCoreApplication::applicationFilePath(), {countArgument});
@@ -165,7 +166,7 @@ private Q_SLOTS:
     }
 
     void filtersOfAnItemComeByTitle() {
-        QCOMPARE(titles(ZRKClipmuleFilter::filtersForClipmuleDataItem(*itemWithText(u"a"_qs))),
+        QCOMPARE(titles(ZRKClipmuleFilter::filtersForClipmuleDataItem(*itemWithText(u"a"_s))),
                  sortedTitles);
     }
 
@@ -173,17 +174,17 @@ private Q_SLOTS:
         QVERIFY(
             ZRKClipmuleFilter::filtersForClipmuleDataItem(*std::make_shared<ZRKClipmuleDataItem>())
                 .isEmpty());
-        const auto both = itemWithText(u"a"_qs);
+        const auto both = itemWithText(u"a"_s);
         both->setImageData(QByteArray("image"));
         QVERIFY(ZRKClipmuleFilter::filtersForClipmuleDataItem(*both).isEmpty());
     }
 
     void filtersOfAClipAreThoseOfAllItsItems() {
         QCOMPARE(titles(ZRKClipmuleFilter::filtersForClipmuleData(
-                     *ZRKClipmuleData::initWithStrings({u"a"_qs, u"b"_qs}))),
+                     *ZRKClipmuleData::initWithStrings({u"a"_s, u"b"_s}))),
                  sortedTitles);
         const auto mixed = ZRKClipmuleData::initWithItems(
-            {itemWithText(u"a"_qs), std::make_shared<ZRKClipmuleDataItem>()});
+            {itemWithText(u"a"_s), std::make_shared<ZRKClipmuleDataItem>()});
         QVERIFY(ZRKClipmuleFilter::filtersForClipmuleData(*mixed).isEmpty());
         const auto empty = ZRKClipmuleData::initWithItems({});
         QVERIFY(ZRKClipmuleFilter::filtersForClipmuleData(*empty).isEmpty());
@@ -195,30 +196,30 @@ private Q_SLOTS:
             const auto filter = makeFilterOfClass(name);
             for (const auto &option : filter->options())
                 texts.append(QStringLiteral("%1|%2|%3")
-                                 .arg(option->name().value_or(u"-"_qs), option->placeholder())
+                                 .arg(option->name().value_or(u"-"_s), option->placeholder())
                                  .arg(option->type()));
             return texts;
         };
-        QCOMPARE(shown(u"ZRKClipmuleQuoteLinesFilter"_qs),
-                 (QStringList{u"start|Start Quote|2"_qs, u"end|End Quote|2"_qs}));
-        QCOMPARE(shown(u"ZRKClipmuleFindReplaceFilter"_qs),
-                 (QStringList{u"find|Find|2"_qs, u"replace|Replace|2"_qs}));
-        QCOMPARE(shown(u"ZRKClipmuleWrapHTMLFilter"_qs), QStringList{u"-|Enter a Tag|2"_qs});
-        QCOMPARE(shown(u"ZRKClipmuleLowercaseFilter"_qs), QStringList());
+        QCOMPARE(shown(u"ZRKClipmuleQuoteLinesFilter"_s),
+                 (QStringList{u"start|Start Quote|2"_s, u"end|End Quote|2"_s}));
+        QCOMPARE(shown(u"ZRKClipmuleFindReplaceFilter"_s),
+                 (QStringList{u"find|Find|2"_s, u"replace|Replace|2"_s}));
+        QCOMPARE(shown(u"ZRKClipmuleWrapHTMLFilter"_s), QStringList{u"-|Enter a Tag|2"_s});
+        QCOMPARE(shown(u"ZRKClipmuleLowercaseFilter"_s), QStringList());
     }
 
     void anOptionIsFoundByItsName() {
-        const auto quote = makeFilterOfClass(u"ZRKClipmuleQuoteLinesFilter"_qs);
-        QCOMPARE(quote->optionNamed(u"end"_qs), quote->options().last());
-        QVERIFY(!quote->optionNamed(u"middle"_qs));
-        const auto wrap = makeFilterOfClass(u"ZRKClipmuleWrapHTMLFilter"_qs);
-        QVERIFY(!wrap->optionNamed(u""_qs));
-        QVERIFY(!wrap->optionNamed(u"Enter a Tag"_qs));
+        const auto quote = makeFilterOfClass(u"ZRKClipmuleQuoteLinesFilter"_s);
+        QCOMPARE(quote->optionNamed(u"end"_s), quote->options().last());
+        QVERIFY(!quote->optionNamed(u"middle"_s));
+        const auto wrap = makeFilterOfClass(u"ZRKClipmuleWrapHTMLFilter"_s);
+        QVERIFY(!wrap->optionNamed(u""_s));
+        QVERIFY(!wrap->optionNamed(u"Enter a Tag"_s));
     }
 
     void resettingLeavesEveryValueMissing() {
-        const auto quote = makeFilterOfClass(u"ZRKClipmuleQuoteLinesFilter"_qs);
-        quote->optionNamed(u"start"_qs)->setValue(PropertyList(u"x"_qs));
+        const auto quote = makeFilterOfClass(u"ZRKClipmuleQuoteLinesFilter"_s);
+        quote->optionNamed(u"start"_s)->setValue(PropertyList(u"x"_s));
         quote->resetOptions();
         for (const auto &option : quote->options())
             QVERIFY(!option->value());
@@ -233,12 +234,12 @@ private Q_SLOTS:
     }
 
     void valuesAreReadWhenFiltering() {
-        const auto quote = makeFilterOfClass(u"ZRKClipmuleQuoteLinesFilter"_qs);
-        const auto item = itemWithText(u"a"_qs);
-        quote->optionNamed(u"start"_qs)->setValue(PropertyList(u"1"_qs));
-        QCOMPARE(*quote->filterClipmuleDataItem(item)->string(), u"1a"_qs);
-        quote->optionNamed(u"start"_qs)->setValue(PropertyList(u"2"_qs));
-        QCOMPARE(*quote->filterClipmuleDataItem(item)->string(), u"2a"_qs);
+        const auto quote = makeFilterOfClass(u"ZRKClipmuleQuoteLinesFilter"_s);
+        const auto item = itemWithText(u"a"_s);
+        quote->optionNamed(u"start"_s)->setValue(PropertyList(u"1"_s));
+        QCOMPARE(*quote->filterClipmuleDataItem(item)->string(), u"1a"_s);
+        quote->optionNamed(u"start"_s)->setValue(PropertyList(u"2"_s));
+        QCOMPARE(*quote->filterClipmuleDataItem(item)->string(), u"2a"_s);
     }
 
     void titlesAreComparedByCase() {
@@ -252,10 +253,10 @@ private Q_SLOTS:
             QString _title;
         };
         // Capital letters stand before all small ones.
-        QVERIFY(Titled(u"B"_qs).compare(Titled(u"a"_qs)) < 0);
-        QVERIFY(Titled(u"a"_qs).compare(Titled(u"B"_qs)) > 0);
-        QCOMPARE(Titled(u"a"_qs).compare(Titled(u"a"_qs)), 0);
-        QVERIFY(Titled(u"a"_qs).compare(Titled(u"A"_qs)) != 0);
+        QVERIFY(Titled(u"B"_s).compare(Titled(u"a"_s)) < 0);
+        QVERIFY(Titled(u"a"_s).compare(Titled(u"B"_s)) > 0);
+        QCOMPARE(Titled(u"a"_s).compare(Titled(u"a"_s)), 0);
+        QVERIFY(Titled(u"a"_s).compare(Titled(u"A"_s)) != 0);
     }
 
     void titlesAndPlaceholdersAreLookedUp() {
@@ -283,7 +284,7 @@ private Q_SLOTS:
     void everyOptionIsReset() {
         for (const auto &filter : ZRKClipmuleFilter::allFilters()) {
             for (const auto &option : filter->options())
-                option->setValue(PropertyList(u"x"_qs));
+                option->setValue(PropertyList(u"x"_s));
             filter->resetOptions();
             for (const auto &option : filter->options())
                 QVERIFY(!option->value());
@@ -291,33 +292,33 @@ private Q_SLOTS:
     }
 
     void onlyTheTextIsCarriedOver() {
-        const auto item = itemWithText(u"Text"_qs);
-        item->setURL(QUrl(u"http://example.org"_qs));
+        const auto item = itemWithText(u"Text"_s);
+        item->setURL(QUrl(u"http://example.org"_s));
         item->setImageData(QByteArray("image"));
         const auto filtered =
-            makeFilterOfClass(u"ZRKClipmuleUppercaseFilter"_qs)->filterClipmuleDataItem(item);
+            makeFilterOfClass(u"ZRKClipmuleUppercaseFilter"_s)->filterClipmuleDataItem(item);
         QVERIFY(filtered != item);
-        QCOMPARE(*filtered->string(), u"TEXT"_qs);
+        QCOMPARE(*filtered->string(), u"TEXT"_s);
         QVERIFY(!filtered->hasURL());
         QVERIFY(!filtered->hasImageData());
-        QCOMPARE(*item->string(), u"Text"_qs);
+        QCOMPARE(*item->string(), u"Text"_s);
     }
 
     void nativeDataIsNotCarriedOver() {
         const auto item = ZRKClipmuleDataItem::initWithDictionary(PropertyList::Dictionary{
-            {u"string"_qs, u"Text"_qs},
-            {u"createdBy"_qs, 2},
-            {u"nativeDictionary"_qs, PropertyList::Dictionary{{u"kind"_qs, QByteArray("bytes")}}}});
+            {u"string"_s, u"Text"_s},
+            {u"createdBy"_s, 2},
+            {u"nativeDictionary"_s, PropertyList::Dictionary{{u"kind"_s, QByteArray("bytes")}}}});
         QVERIFY(item && item->hasNativeDictionary());
         const auto filtered =
-            makeFilterOfClass(u"ZRKClipmuleUppercaseFilter"_qs)->filterClipmuleDataItem(item);
-        QCOMPARE(*filtered->string(), u"TEXT"_qs);
+            makeFilterOfClass(u"ZRKClipmuleUppercaseFilter"_s)->filterClipmuleDataItem(item);
+        QCOMPARE(*filtered->string(), u"TEXT"_s);
         QVERIFY(!filtered->hasNativeDictionary());
     }
 
     void aFailureGivesACopyOfTheItem() {
-        const auto item = itemWithText(u"Text"_qs);
-        item->setURL(QUrl(u"http://example.org/"_qs));
+        const auto item = itemWithText(u"Text"_s);
+        item->setURL(QUrl(u"http://example.org/"_s));
         item->setImageData(QByteArray("image"));
         QTest::ignoreMessage(
             QtWarningMsg,
@@ -325,32 +326,32 @@ private Q_SLOTS:
                 QStringLiteral("EXCEPTION FILTERING %1 out of ideas").arg(item->description())));
         const auto filtered = FailingFilter().filterClipmuleDataItem(item);
         QVERIFY(filtered != item);
-        QCOMPARE(*filtered->string(), u"Text"_qs);
-        QCOMPARE(filtered->url(), std::optional(QUrl(u"http://example.org/"_qs)));
+        QCOMPARE(*filtered->string(), u"Text"_s);
+        QCOMPARE(filtered->url(), std::optional(QUrl(u"http://example.org/"_s)));
         QCOMPARE(filtered->imageData(), std::optional(QByteArray("image")));
     }
 
     void anotherExceptionPassesOn() {
-        QVERIFY_EXCEPTION_THROWN((void)BrokenFilter().filterClipmuleDataItem(itemWithText(u"a"_qs)),
+        QVERIFY_EXCEPTION_THROWN((void)BrokenFilter().filterClipmuleDataItem(itemWithText(u"a"_s)),
                                  std::logic_error);
     }
 
     void anItemWithoutTextStaysWithout() {
-        const auto filtered = makeFilterOfClass(u"ZRKClipmuleUppercaseFilter"_qs)
+        const auto filtered = makeFilterOfClass(u"ZRKClipmuleUppercaseFilter"_s)
                                   ->filterClipmuleDataItem(std::make_shared<ZRKClipmuleDataItem>());
         QVERIFY(!filtered->hasString());
     }
 
     void theBaseFilterDoesNothing() {
         const ZRKClipmuleFilter base;
-        const auto item = itemWithText(u"a"_qs);
+        const auto item = itemWithText(u"a"_s);
         QVERIFY(!base.validForClipmuleDataItem(*item));
         QCOMPARE(base.filterClipmuleDataItem(item), item);
         QCOMPARE(base.title(), QString());
         QCOMPARE(base.asynchronous(), false);
         QCOMPARE(base.asynchronousMessage(), QString());
-        QCOMPARE(makeFilterOfClass(u"ZRKClipmuleLowercaseFilter"_qs)->description(),
-                 u"Convert to Lowercase"_qs);
+        QCOMPARE(makeFilterOfClass(u"ZRKClipmuleLowercaseFilter"_s)->description(),
+                 u"Convert to Lowercase"_s);
     }
 
 private:

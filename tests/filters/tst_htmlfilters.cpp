@@ -14,6 +14,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -58,14 +59,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("tag");
         QTest::addColumn<QString>("result");
         QTest::newRow("an empty line stays empty")
-            << u"a\n\nb"_qs << u"p"_qs << u"<p>a</p>\n\n<p>b</p>"_qs;
-        QTest::newRow("only blanks as a tag") << u"a"_qs << u" \t "_qs << u"a"_qs;
-        QTest::newRow("attributes") << u"x"_qs << u" a href=y "_qs << u"<a href=y>x</a>"_qs;
-        QTest::newRow("a tab does not split") << u"x"_qs << u"a\tb"_qs << u"<a\tb>x</a\tb>"_qs;
-        QTest::newRow("a line break is no blank") << u"x"_qs << u"a\n"_qs << u"<a\n>x</a\n>"_qs;
-        QTest::newRow("a line of blanks")
-            << u" \nx\r\n"_qs << u"p"_qs << u"<p> </p>\n<p>x</p>\r\n"_qs;
-        QTest::newRow("empty") << u""_qs << u"p"_qs << u""_qs;
+            << u"a\n\nb"_s << u"p"_s << u"<p>a</p>\n\n<p>b</p>"_s;
+        QTest::newRow("only blanks as a tag") << u"a"_s << u" \t "_s << u"a"_s;
+        QTest::newRow("attributes") << u"x"_s << u" a href=y "_s << u"<a href=y>x</a>"_s;
+        QTest::newRow("a tab does not split") << u"x"_s << u"a\tb"_s << u"<a\tb>x</a\tb>"_s;
+        QTest::newRow("a line break is no blank") << u"x"_s << u"a\n"_s << u"<a\n>x</a\n>"_s;
+        QTest::newRow("a line of blanks") << u" \nx\r\n"_s << u"p"_s << u"<p> </p>\n<p>x</p>\r\n"_s;
+        QTest::newRow("empty") << u""_s << u"p"_s << u""_s;
     }
     void wraps() {
         QFETCH(QString, text);
@@ -77,27 +77,27 @@ private Q_SLOTS:
     }
 
     void wrapsNothingWithoutATag() {
-        QCOMPARE(*ZRKClipmuleWrapHTMLFilter().filterString(u"a"_qs), u"a"_qs);
+        QCOMPARE(*ZRKClipmuleWrapHTMLFilter().filterString(u"a"_s), u"a"_s);
     }
 
     void encodes() {
-        QCOMPARE(encode(u"<é>"_qs), u"&lt;&eacute;&gt;"_qs);
-        QCOMPARE(encode(u"plain text'"_qs), u"plain text'"_qs);
-        QCOMPARE(encode(u"Ł"_qs), u"&#321;"_qs);
-        QCOMPARE(encode(u"😀"_qs), u"&#55357;&#56832;"_qs);
+        QCOMPARE(encode(u"<é>"_s), u"&lt;&eacute;&gt;"_s);
+        QCOMPARE(encode(u"plain text'"_s), u"plain text'"_s);
+        QCOMPARE(encode(u"Ł"_s), u"&#321;"_s);
+        QCOMPARE(encode(u"😀"_s), u"&#55357;&#56832;"_s);
         QCOMPARE(encode(QString()), QString());
     }
 
     void encodesNumbersOnly() {
-        QCOMPARE(ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(u"&A"_qs, true, false),
-                 u"&#38;A"_qs);
+        QCOMPARE(ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(u"&A"_s, true, false),
+                 u"&#38;A"_s);
     }
 
     void encodesEverything() {
-        QCOMPARE(ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(u"A&"_qs, false, true),
-                 u"&#65;&amp;"_qs);
-        QCOMPARE(ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(u"A&"_qs, true, true),
-                 u"&#65;&#38;"_qs);
+        QCOMPARE(ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(u"A&"_s, false, true),
+                 u"&#65;&amp;"_s);
+        QCOMPARE(ZRKClipmuleEncodeHTMLEntitiesFilter::filterString(u"A&"_s, true, true),
+                 u"&#65;&#38;"_s);
     }
 
     void decodes_data() {
@@ -106,22 +106,22 @@ private Q_SLOTS:
         const auto row = [](const char *text, const QString &result) {
             QTest::newRow(text) << QString::fromUtf8(text) << result;
         };
-        row("&#65;&#x42;&#X43;&#o104;", u"ABCD"_qs);
-        row("&#65&#66;", u"&#65B"_qs);
+        row("&#65;&#x42;&#X43;&#o104;", u"ABCD"_s);
+        row("&#65&#66;", u"&#65B"_s);
         row("&#128512;", QString(QChar(0xF600)));
-        row("&amp;lt;", u"&lt;"_qs);
-        row("&amp;#65;", u"&#65;"_qs);
-        row("&#12a;", u"&#12a;"_qs);
-        row("&#;", u"&#;"_qs);
-        row("&#65", u"&#65"_qs);
-        row("&lt;&eacute;&gt;", u"<é>"_qs);
-        row("&Eacute;&EACUTE;", u"É&EACUTE;"_qs);
-        row("&nosuch;", u"&nosuch;"_qs);
-        row("&&lt;", u"&<"_qs);
-        row("&&#35;65;", u"&#65;"_qs);
-        row("&#38;lt;", u"&lt;"_qs);
-        row("&#38;amp;", u"&"_qs);
-        row("", u""_qs);
+        row("&amp;lt;", u"&lt;"_s);
+        row("&amp;#65;", u"&#65;"_s);
+        row("&#12a;", u"&#12a;"_s);
+        row("&#;", u"&#;"_s);
+        row("&#65", u"&#65"_s);
+        row("&lt;&eacute;&gt;", u"<é>"_s);
+        row("&Eacute;&EACUTE;", u"É&EACUTE;"_s);
+        row("&nosuch;", u"&nosuch;"_s);
+        row("&&lt;", u"&<"_s);
+        row("&&#35;65;", u"&#65;"_s);
+        row("&#38;lt;", u"&lt;"_s);
+        row("&#38;amp;", u"&"_s);
+        row("", u""_s);
     }
     void decodes() {
         QFETCH(QString, text);
@@ -141,10 +141,10 @@ private Q_SLOTS:
 
     void worksAsThePassesDo() {
         QRandomGenerator random(11);
-        const QStringList pieces{
-            u"&"_qs,     u"#"_qs,     u";"_qs,     u"&#"_qs,      u"&amp;"_qs,    u"&lt;"_qs,
-            u"&#38;"_qs, u"&#35;"_qs, u"&#59;"_qs, u"65"_qs,      u"x42"_qs,      u"lt"_qs,
-            u"amp"_qs,   u"é"_qs,     u"<"_qs,     u"&Alpha;"_qs, u"&frac12;"_qs, u" "_qs};
+        const QStringList pieces{u"&"_s,       u"#"_s,        u";"_s,     u"&#"_s,    u"&amp;"_s,
+                                 u"&lt;"_s,    u"&#38;"_s,    u"&#35;"_s, u"&#59;"_s, u"65"_s,
+                                 u"x42"_s,     u"lt"_s,       u"amp"_s,   u"é"_s,     u"<"_s,
+                                 u"&Alpha;"_s, u"&frac12;"_s, u" "_s};
         for (int round = 0; round < 5000; ++round) {
             QString text;
             for (auto count = random.bounded(12); count > 0; --count)
@@ -158,26 +158,26 @@ private Q_SLOTS:
         const QTemporaryDir empty;
         const QByteArray before = qgetenv("CLIPMULE_RESOURCES");
         qputenv("CLIPMULE_RESOURCES", QFile::encodeName(empty.path()));
-        const QString encoded = encode(u"<é&"_qs);
-        const QString decoded = decode(u"&eacute;&#233;&amp;"_qs);
+        const QString encoded = encode(u"<é&"_s);
+        const QString decoded = decode(u"&eacute;&#233;&amp;"_s);
         before.isNull() ? qunsetenv("CLIPMULE_RESOURCES") : qputenv("CLIPMULE_RESOURCES", before);
-        QCOMPARE(encoded, u"<&#233;&"_qs);
-        QCOMPARE(decoded, u"&eacute;é&"_qs);
+        QCOMPARE(encoded, u"<&#233;&"_s);
+        QCOMPARE(decoded, u"&eacute;é&"_s);
     }
 
     void theTableIsReadAtEachCall() {
         const QTemporaryDir folder;
-        QFile file(QDir(folder.path()).filePath(u"ZRKClipmuleHTMLEntities.plist"_qs));
+        QFile file(QDir(folder.path()).filePath(u"ZRKClipmuleHTMLEntities.plist"_s));
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("{ 60 = \"&less;\"; oops = \"&x;\"; 70000 = \"&y;\"; }");
         file.close();
         qputenv("CLIPMULE_RESOURCES", QFile::encodeName(folder.path()));
-        const QString encoded = encode(u"<é"_qs);
-        const QString decoded = decode(u"&less;&x;&y;"_qs);
+        const QString encoded = encode(u"<é"_s);
+        const QString decoded = decode(u"&less;&x;&y;"_s);
         qunsetenv("CLIPMULE_RESOURCES");
-        QCOMPARE(encoded, u"&less;&#233;"_qs);
+        QCOMPARE(encoded, u"&less;&#233;"_s);
         // 70000 in 16 bits.
-        QCOMPARE(decoded, u"<&x;\u1170"_qs);
+        QCOMPARE(decoded, u"<&x;\u1170"_s);
     }
 
 private:

@@ -9,6 +9,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -55,15 +56,15 @@ private Q_SLOTS:
                             const QString &result) {
             QTest::newRow(name) << filter << text << result;
         };
-        row("titlecase lowers", u"Titlecase"_qs, u"Hello World"_qs, u"hello world"_qs);
-        row("lower", u"Lowercase"_qs, u"ÄÖ İ DŽ"_qs, u"äö i\u0307 dž"_qs);
-        row("final sigma", u"Lowercase"_qs, u"ΟΔΥΣΣΕΥΣ ΣΑΣ"_qs, u"οδυσσευς σας"_qs);
-        row("upper", u"Uppercase"_qs, u"straße ﬁn"_qs, u"STRASSE FIN"_qs);
-        row("upper of i has no dot", u"Uppercase"_qs, u"iı"_qs, u"II"_qs);
-        row("beyond the basic plane", u"Uppercase"_qs, u"\U00010428"_qs, u"\U00010400"_qs);
-        row("empty", u"Uppercase"_qs, u""_qs, u""_qs);
-        row("lone surrogate", u"Lowercase"_qs, QString(QChar(0xD800)) + u"A"_qs,
-            QString(QChar(0xD800)) + u"a"_qs);
+        row("titlecase lowers", u"Titlecase"_s, u"Hello World"_s, u"hello world"_s);
+        row("lower", u"Lowercase"_s, u"ÄÖ İ DŽ"_s, u"äö i\u0307 dž"_s);
+        row("final sigma", u"Lowercase"_s, u"ΟΔΥΣΣΕΥΣ ΣΑΣ"_s, u"οδυσσευς σας"_s);
+        row("upper", u"Uppercase"_s, u"straße ﬁn"_s, u"STRASSE FIN"_s);
+        row("upper of i has no dot", u"Uppercase"_s, u"iı"_s, u"II"_s);
+        row("beyond the basic plane", u"Uppercase"_s, u"\U00010428"_s, u"\U00010400"_s);
+        row("empty", u"Uppercase"_s, u""_s, u""_s);
+        row("lone surrogate", u"Lowercase"_s, QString(QChar(0xD800)) + u"A"_s,
+            QString(QChar(0xD800)) + u"a"_s);
     }
     void convertsCase() {
         QFETCH(QString, filter);
@@ -75,56 +76,55 @@ private Q_SLOTS:
     void smartensQuotes_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("result");
-        QTest::newRow("double and single") << u"\"a\" 'b'"_qs << u"\u201Ca\u201D \u2018b\u2019"_qs;
-        QTest::newRow("after a parenthesis") << u"(\"x\""_qs << u"(\u201Dx\u201D"_qs;
-        QTest::newRow("two in a row") << u" ''"_qs << u" \u2018\u2019"_qs;
-        QTest::newRow("after a line break") << u"a\n\"b"_qs << u"a\n\u201Cb"_qs;
-        QTest::newRow("after a line separator") << u"\u2028'b"_qs << u"\u2028\u2018b"_qs;
-        QTest::newRow("after a no-break space") << u"\u00a0'b"_qs << u"\u00a0\u2018b"_qs;
-        QTest::newRow("apostrophe") << u"don't"_qs << u"don\u2019t"_qs;
-        QTest::newRow("empty") << u""_qs << u""_qs;
+        QTest::newRow("double and single") << u"\"a\" 'b'"_s << u"\u201Ca\u201D \u2018b\u2019"_s;
+        QTest::newRow("after a parenthesis") << u"(\"x\""_s << u"(\u201Dx\u201D"_s;
+        QTest::newRow("two in a row") << u" ''"_s << u" \u2018\u2019"_s;
+        QTest::newRow("after a line break") << u"a\n\"b"_s << u"a\n\u201Cb"_s;
+        QTest::newRow("after a line separator") << u"\u2028'b"_s << u"\u2028\u2018b"_s;
+        QTest::newRow("after a no-break space") << u"\u00a0'b"_s << u"\u00a0\u2018b"_s;
+        QTest::newRow("apostrophe") << u"don't"_s << u"don\u2019t"_s;
+        QTest::newRow("empty") << u""_s << u""_s;
     }
     void smartensQuotes() {
         QFETCH(QString, text);
         QFETCH(QString, result);
-        QCOMPARE(filtered(u"SmartenQuotes"_qs, text), result);
+        QCOMPARE(filtered(u"SmartenQuotes"_s, text), result);
     }
 
     void straightensQuotes() {
-        QCOMPARE(filtered(u"StraightenQuotes"_qs, u"\u2018a\u2019 \u201Cb\u201D"_qs),
-                 u"'a' \"b\""_qs);
-        const QString others = u"\u2017\u201A\u201B\u201E\u2039\u203A\u00AB\u2032\u2033"_qs;
-        QCOMPARE(filtered(u"StraightenQuotes"_qs, others), others);
+        QCOMPARE(filtered(u"StraightenQuotes"_s, u"\u2018a\u2019 \u201Cb\u201D"_s), u"'a' \"b\""_s);
+        const QString others = u"\u2017\u201A\u201B\u201E\u2039\u203A\u00AB\u2032\u2033"_s;
+        QCOMPARE(filtered(u"StraightenQuotes"_s, others), others);
     }
 
     void straightenedQuotesComeBackAfterWhiteSpaceOnly() {
         const auto roundTrip = [](const QString &text) {
-            return filtered(u"SmartenQuotes"_qs, filtered(u"StraightenQuotes"_qs, text));
+            return filtered(u"SmartenQuotes"_s, filtered(u"StraightenQuotes"_s, text));
         };
-        const QString spaced = u"\u201CYes\u201D, she said, \u2018no\u2019."_qs;
+        const QString spaced = u"\u201CYes\u201D, she said, \u2018no\u2019."_s;
         QCOMPARE(roundTrip(spaced), spaced);
-        QVERIFY(roundTrip(u"(\u201CYes\u201D)"_qs) != u"(\u201CYes\u201D)"_qs);
+        QVERIFY(roundTrip(u"(\u201CYes\u201D)"_s) != u"(\u201CYes\u201D)"_s);
     }
 
     void quotesLines_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<Values>("values");
         QTest::addColumn<QString>("result");
-        const Values start{{u"start"_qs, u"> "_qs}};
-        QTest::newRow("two lines") << u"a\nb"_qs << start << u"> a\n> b"_qs;
-        QTest::newRow("after the last terminator") << u"a\n"_qs << start << u"> a\n> "_qs;
-        QTest::newRow("CR LF is one ending") << u"a\r\nb"_qs << start << u"> a\r\n> b"_qs;
-        QTest::newRow("empty lines too") << u"a\n\nb"_qs << start << u"> a\n> \n> b"_qs;
-        QTest::newRow("both") << u"a\nb"_qs << Values{{u"start"_qs, u"«"_qs}, {u"end"_qs, u"»"_qs}}
-                              << u"«a»\n«b»"_qs;
-        QTest::newRow("no values") << u"a\nb"_qs << Values() << u"a\nb"_qs;
-        QTest::newRow("empty") << u""_qs << start << u""_qs;
+        const Values start{{u"start"_s, u"> "_s}};
+        QTest::newRow("two lines") << u"a\nb"_s << start << u"> a\n> b"_s;
+        QTest::newRow("after the last terminator") << u"a\n"_s << start << u"> a\n> "_s;
+        QTest::newRow("CR LF is one ending") << u"a\r\nb"_s << start << u"> a\r\n> b"_s;
+        QTest::newRow("empty lines too") << u"a\n\nb"_s << start << u"> a\n> \n> b"_s;
+        QTest::newRow("both") << u"a\nb"_s << Values{{u"start"_s, u"«"_s}, {u"end"_s, u"»"_s}}
+                              << u"«a»\n«b»"_s;
+        QTest::newRow("no values") << u"a\nb"_s << Values() << u"a\nb"_s;
+        QTest::newRow("empty") << u""_s << start << u""_s;
     }
     void quotesLines() {
         QFETCH(QString, text);
         QFETCH(Values, values);
         QFETCH(QString, result);
-        QCOMPARE(filtered(u"QuoteLines"_qs, text, values), result);
+        QCOMPARE(filtered(u"QuoteLines"_s, text, values), result);
     }
 
     void findsAndReplaces_data() {
@@ -132,33 +132,32 @@ private Q_SLOTS:
         QTest::addColumn<Values>("values");
         QTest::addColumn<QString>("result");
         const auto values = [](const QString &find, const QString &replace) {
-            return Values{{u"find"_qs, find}, {u"replace"_qs, replace}};
+            return Values{{u"find"_s, find}, {u"replace"_s, replace}};
         };
         QTest::newRow("without regard to case")
-            << u"The then"_qs << values(u"the"_qs, u"a"_qs) << u"a an"_qs;
-        QTest::newRow("empty find") << u"abc"_qs << values(u""_qs, u"x"_qs) << u"abc"_qs;
-        QTest::newRow("no find") << u"abc"_qs << Values{{u"replace"_qs, u"x"_qs}} << u"abc"_qs;
-        QTest::newRow("no replace") << u"abcABC"_qs << Values{{u"find"_qs, u"B"_qs}} << u"acAC"_qs;
-        QTest::newRow("not inserted text") << u"aa"_qs << values(u"a"_qs, u"aa"_qs) << u"aaaa"_qs;
-        QTest::newRow("no overlap") << u"aaa"_qs << values(u"aa"_qs, u"b"_qs) << u"ba"_qs;
-        QTest::newRow("no patterns") << u"a.c abc"_qs << values(u"a.c"_qs, u"x"_qs) << u"x abc"_qs;
-        QTest::newRow("sharp s") << u"Straße STRASSE"_qs << values(u"strasse"_qs, u"x"_qs)
-                                 << u"x x"_qs;
-        QTest::newRow("half a sharp s is none") << u"ß"_qs << values(u"s"_qs, u"x"_qs) << u"ß"_qs;
-        QTest::newRow("ligature") << u"ﬁn FIN"_qs << values(u"fin"_qs, u"x"_qs) << u"x x"_qs;
-        QTest::newRow("all sigmas") << u"ΣΑΣ σας"_qs << values(u"σασ"_qs, u"x"_qs) << u"x x"_qs;
-        QTest::newRow("dotted I") << u"İ"_qs << values(u"i\u0307"_qs, u"x"_qs) << u"x"_qs;
+            << u"The then"_s << values(u"the"_s, u"a"_s) << u"a an"_s;
+        QTest::newRow("empty find") << u"abc"_s << values(u""_s, u"x"_s) << u"abc"_s;
+        QTest::newRow("no find") << u"abc"_s << Values{{u"replace"_s, u"x"_s}} << u"abc"_s;
+        QTest::newRow("no replace") << u"abcABC"_s << Values{{u"find"_s, u"B"_s}} << u"acAC"_s;
+        QTest::newRow("not inserted text") << u"aa"_s << values(u"a"_s, u"aa"_s) << u"aaaa"_s;
+        QTest::newRow("no overlap") << u"aaa"_s << values(u"aa"_s, u"b"_s) << u"ba"_s;
+        QTest::newRow("no patterns") << u"a.c abc"_s << values(u"a.c"_s, u"x"_s) << u"x abc"_s;
+        QTest::newRow("sharp s") << u"Straße STRASSE"_s << values(u"strasse"_s, u"x"_s) << u"x x"_s;
+        QTest::newRow("half a sharp s is none") << u"ß"_s << values(u"s"_s, u"x"_s) << u"ß"_s;
+        QTest::newRow("ligature") << u"ﬁn FIN"_s << values(u"fin"_s, u"x"_s) << u"x x"_s;
+        QTest::newRow("all sigmas") << u"ΣΑΣ σας"_s << values(u"σασ"_s, u"x"_s) << u"x x"_s;
+        QTest::newRow("dotted I") << u"İ"_s << values(u"i\u0307"_s, u"x"_s) << u"x"_s;
     }
     void findsAndReplaces() {
         QFETCH(QString, text);
         QFETCH(Values, values);
         QFETCH(QString, result);
-        QCOMPARE(filtered(u"FindReplace"_qs, text, values), result);
+        QCOMPARE(filtered(u"FindReplace"_s, text, values), result);
     }
 
     void replacesAsThePlainWayDoes() {
         QRandomGenerator random(3);
-        const QString alphabet = u"aAbBsSßﬁfFiI"_qs;
+        const QString alphabet = u"aAbBsSßﬁfFiI"_s;
         const auto some = [&](int most) {
             QString text;
             for (auto length = 1 + random.bounded(most); length > 0; --length)
@@ -168,8 +167,8 @@ private Q_SLOTS:
         for (int round = 0; round < 3000; ++round) {
             const QString text = some(14);
             const QString wanted = some(3);
-            QCOMPARE(CaseMapping::replaceIgnoringCase(text, wanted, u"-"_qs),
-                     replacedPlainly(text, wanted, u"-"_qs));
+            QCOMPARE(CaseMapping::replaceIgnoringCase(text, wanted, u"-"_s),
+                     replacedPlainly(text, wanted, u"-"_s));
         }
     }
 
@@ -182,7 +181,7 @@ private Q_SLOTS:
             const auto &ofText = dynamic_cast<ZRKClipmuleTextFilter &>(*filter);
             QVERIFY(!ofText.filterString(std::nullopt));
             for (const auto &option : filter->options())
-                option->setValue(PropertyList(u"x"_qs));
+                option->setValue(PropertyList(u"x"_s));
             QVERIFY(!ofText.filterString(std::nullopt));
         }
     }

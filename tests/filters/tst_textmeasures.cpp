@@ -9,6 +9,7 @@
 
 using namespace clipmule;
 using namespace clipmule::ZRKClipmuleNSStringCategory;
+using namespace Qt::StringLiterals;
 
 class TextMeasuresTest final : public kit::TestCase {
     Q_OBJECT
@@ -18,9 +19,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("text");
         QTest::addColumn<quint64>("count");
         QTest::newRow("empty") << QString() << quint64(0);
-        QTest::newRow("two spaces") << u"  "_qs << quint64(0);
-        QTest::newRow("one") << u"word"_qs << quint64(1);
-        QTest::newRow("runs of space") << u" a\t\tb\r\n\u00a0c\u2028d "_qs << quint64(4);
+        QTest::newRow("two spaces") << u"  "_s << quint64(0);
+        QTest::newRow("one") << u"word"_s << quint64(1);
+        QTest::newRow("runs of space") << u" a\t\tb\r\n\u00a0c\u2028d "_s << quint64(4);
     }
     void countsWords() {
         QFETCH(QString, text);
@@ -32,9 +33,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("text");
         QTest::addColumn<quint64>("count");
         QTest::newRow("empty") << QString() << quint64(1);
-        QTest::newRow("ends in a terminator") << u"a\n"_qs << quint64(2);
-        QTest::newRow("CR LF counts twice") << u"a\r\nb"_qs << quint64(3);
-        QTest::newRow("every newline") << u"a\nb\vc\fd\re\u0085f\u2028g\u2029h"_qs << quint64(8);
+        QTest::newRow("ends in a terminator") << u"a\n"_s << quint64(2);
+        QTest::newRow("CR LF counts twice") << u"a\r\nb"_s << quint64(3);
+        QTest::newRow("every newline") << u"a\nb\vc\fd\re\u0085f\u2028g\u2029h"_s << quint64(8);
     }
     void countsLines() {
         QFETCH(QString, text);
@@ -43,7 +44,7 @@ private Q_SLOTS:
     }
 
     void fullRangeIsTheWholeText() {
-        QCOMPARE(fullRange(u"abc"_qs), (std::pair<qsizetype, qsizetype>(0, 3)));
+        QCOMPARE(fullRange(u"abc"_s), (std::pair<qsizetype, qsizetype>(0, 3)));
     }
 
     void splitsIntoLines_data() {
@@ -51,24 +52,24 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("lines");
         QTest::addColumn<QStringList>("endings");
         QTest::newRow("empty") << QString() << QStringList() << QStringList();
-        QTest::newRow("no terminator") << u"a"_qs << QStringList{u"a"_qs} << QStringList{u""_qs};
+        QTest::newRow("no terminator") << u"a"_s << QStringList{u"a"_s} << QStringList{u""_s};
         QTest::newRow("terminator at the end")
-            << u"a\n"_qs << QStringList{u"a"_qs, u""_qs} << QStringList{u"\n"_qs, u""_qs};
+            << u"a\n"_s << QStringList{u"a"_s, u""_s} << QStringList{u"\n"_s, u""_s};
         QTest::newRow("every terminator")
-            << u"a\nb\rc\r\nd\u0085e\u2028f\u2029g"_qs
-            << QStringList{u"a"_qs, u"b"_qs, u"c"_qs, u"d"_qs, u"e"_qs, u"f"_qs, u"g"_qs}
-            << QStringList{u"\n"_qs,     u"\r"_qs,     u"\r\n"_qs, u"\u0085"_qs,
-                           u"\u2028"_qs, u"\u2029"_qs, u""_qs};
+            << u"a\nb\rc\r\nd\u0085e\u2028f\u2029g"_s
+            << QStringList{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"e"_s, u"f"_s, u"g"_s}
+            << QStringList{u"\n"_s,     u"\r"_s,     u"\r\n"_s, u"\u0085"_s,
+                           u"\u2028"_s, u"\u2029"_s, u""_s};
         QTest::newRow("vertical tab is none")
-            << u"a\vb\fc"_qs << QStringList{u"a\vb\fc"_qs} << QStringList{u""_qs};
-        QTest::newRow("LF CR is two") << u"\n\r"_qs << QStringList{u""_qs, u""_qs, u""_qs}
-                                      << QStringList{u"\n"_qs, u"\r"_qs, u""_qs};
+            << u"a\vb\fc"_s << QStringList{u"a\vb\fc"_s} << QStringList{u""_s};
+        QTest::newRow("LF CR is two") << u"\n\r"_s << QStringList{u""_s, u""_s, u""_s}
+                                      << QStringList{u"\n"_s, u"\r"_s, u""_s};
     }
     void splitsIntoLines() {
         QFETCH(QString, text);
         QFETCH(QStringList, lines);
         QFETCH(QStringList, endings);
-        QStringList found{u"left over"_qs};
+        QStringList found{u"left over"_s};
         QCOMPARE(splitIntoLinesWithLineEndings(text, &found), lines);
         QCOMPARE(found, endings);
         QCOMPARE(splitIntoLinesWithLineEndings(text), lines);
@@ -76,7 +77,7 @@ private Q_SLOTS:
 
     void linesAndEndingsJoinToTheText() {
         QRandomGenerator random(7);
-        const QString alphabet = u"ab\n\r\u0085\u2028\u2029\v "_qs;
+        const QString alphabet = u"ab\n\r\u0085\u2028\u2029\v "_s;
         for (int round = 0; round < 2000; ++round) {
             QString text;
             for (auto length = random.bounded(12); length > 0; --length)
@@ -96,11 +97,11 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("blocks");
         QTest::addColumn<QStringList>("separators");
         QTest::newRow("separator at the end")
-            << u"a,b,"_qs << QStringList{u"a"_qs, u"b"_qs} << QStringList{u","_qs, u","_qs};
+            << u"a,b,"_s << QStringList{u"a"_s, u"b"_s} << QStringList{u","_s, u","_s};
         QTest::newRow("none at the end")
-            << u"a,b"_qs << QStringList{u"a"_qs, u"b"_qs} << QStringList{u","_qs, u""_qs};
-        QTest::newRow("empty blocks") << u",,a"_qs << QStringList{u""_qs, u""_qs, u"a"_qs}
-                                      << QStringList{u","_qs, u","_qs, u""_qs};
+            << u"a,b"_s << QStringList{u"a"_s, u"b"_s} << QStringList{u","_s, u""_s};
+        QTest::newRow("empty blocks")
+            << u",,a"_s << QStringList{u""_s, u""_s, u"a"_s} << QStringList{u","_s, u","_s, u""_s};
         QTest::newRow("empty") << QString() << QStringList() << QStringList();
     }
     void splitsIntoBlocks() {

@@ -13,6 +13,7 @@
 #include <semaphore>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using Abandoned = BackgroundWork::Abandoned;
 using Semaphore = std::counting_semaphore<>; // a thread sanitizer does not know Qt's
 
@@ -62,11 +63,11 @@ private Q_SLOTS:
                         [&](int) { isOlderHeardOf = true; });
         begun.acquire();
         QStringList results;
-        work.start<QString>([](const Abandoned &) { return u"newer"_qs; },
+        work.start<QString>([](const Abandoned &) { return u"newer"_s; },
                             [&](const QString &result) { results.append(result); });
         QVERIFY(QTest::qWaitFor([&] { return !results.isEmpty(); }));
         QVERIFY(!isOlderHeardOf);
-        QCOMPARE(results, QStringList{u"newer"_qs});
+        QCOMPARE(results, QStringList{u"newer"_s});
     }
 
     // What waits behind it is let go of at once, with its input.
@@ -165,33 +166,33 @@ private Q_SLOTS:
                 work.start<QString>([name](const Abandoned &) { return name; },
                                     [&](const QString &result) { done.append(result); });
             };
-            start(first, u"soon"_qs);
+            start(first, u"soon"_s);
             QVERIFY(done.isEmpty());
             QVERIFY(kit::settle(runLoop));
-            QCOMPARE(done, QStringList{u"soon"_qs});
+            QCOMPARE(done, QStringList{u"soon"_s});
             manual.hold();
-            start(first, u"given up"_qs);
-            start(first, u"first"_qs);
-            start(second, u"second"_qs);
+            start(first, u"given up"_s);
+            start(first, u"first"_s);
+            start(second, u"second"_s);
             QVERIFY(kit::settle(runLoop));
             QCOMPARE(manual.waiting(), 3);
             manual.doNext();
             QCOMPARE(done.size(), 1);
             manual.doNext();
-            QCOMPARE(done.last(), u"first"_qs);
+            QCOMPARE(done.last(), u"first"_s);
             QVERIFY(second.isRunning());
             {
                 BackgroundWork gone;
-                start(gone, u"gone"_qs);
+                start(gone, u"gone"_s);
             }
             manual.doNext();
             manual.doNext();
-            QCOMPARE(done, (QStringList{u"soon"_qs, u"first"_qs, u"second"_qs}));
+            QCOMPARE(done, (QStringList{u"soon"_s, u"first"_s, u"second"_s}));
             QCOMPARE(manual.started(), 5);
         }
         BackgroundWork work;
         work.start<int>([](const Abandoned &) { return 1; },
-                        [&](int) { done.append(u"by a thread"_qs); });
+                        [&](int) { done.append(u"by a thread"_s); });
         QVERIFY(QTest::qWaitFor([&] { return done.size() == 4; }));
     }
 };

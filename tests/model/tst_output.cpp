@@ -388,7 +388,7 @@ private Q_SLOTS:
     }
 
     void fileNames() {
-        const QDateTime time(QDate(2026, 1, 31), QTime(15, 4, 5), Qt::LocalTime);
+        const QDateTime time(QDate(2026, 1, 31), QTime(15, 4, 5));
         _desktop->runLoop.setWallClock(
             {double(time.toSecsSinceEpoch()) - Date::unixTimeOfReference});
         QVERIFY(write({phoneImage(pngBytes), phoneImage(pngBytes)}));

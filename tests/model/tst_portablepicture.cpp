@@ -20,6 +20,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 using PortablePicture::Forms;
 using PortablePicture::LargestFull;
 using PortablePicture::make;
@@ -147,7 +148,7 @@ private Q_SLOTS:
 
     void itsTextsStayHere() {
         QImage image = plain({20, 20});
-        image.setText(u"Source"_qs, u"/home/user/secret.xcf"_qs);
+        image.setText(u"Source"_s, u"/home/user/secret.xcf"_s);
         const QByteArray png = encoded(image, "png");
         QVERIFY(png.contains("secret"));
         QVERIFY(!make(png, {}, false)->portable.contains("secret"));

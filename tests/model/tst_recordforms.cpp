@@ -10,6 +10,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -58,15 +59,14 @@ private Q_SLOTS:
     void anItem() {
         const auto item = fullItem();
         compareArchives(item, std::make_shared<ZRKClipmuleDataItem>(),
-                        {u"oid"_qs, u"imageDataHash"_qs, u"string"_qs, u"url"_qs,
-                         u"hasImageData"_qs, u"hasNativeDictionary"_qs, u"cacheDictionary"_qs,
-                         version, u"createdBy"_qs});
-        compareDictionaries(item, {u"createdBy"_qs, u"imageData"_qs, u"nativeDictionary"_qs,
-                                   u"oid"_qs, u"string"_qs, u"url"_qs});
+                        {u"oid"_s, u"imageDataHash"_s, u"string"_s, u"url"_s, u"hasImageData"_s,
+                         u"hasNativeDictionary"_s, u"cacheDictionary"_s, version, u"createdBy"_s});
+        compareDictionaries(item, {u"createdBy"_s, u"imageData"_s, u"nativeDictionary"_s, u"oid"_s,
+                                   u"string"_s, u"url"_s});
     }
     void aClip() {
         const auto clip = fullClip();
-        const QStringList keys{u"oid"_qs, u"creationDate"_qs, u"title"_qs, u"items"_qs};
+        const QStringList keys{u"oid"_s, u"creationDate"_s, u"title"_s, u"items"_s};
         compareArchives(clip, std::make_shared<ZRKClipmuleData>(), keys);
         compareDictionaries(clip, keys);
     }
@@ -75,7 +75,7 @@ private Q_SLOTS:
         board->setIconName(QStringLiteral("star"));
         board->setCount(3);
         compareArchives(board, std::make_shared<ZRKClipmuleClipboard>(),
-                        {u"oid"_qs, u"title"_qs, u"iconName"_qs, u"count"_qs});
+                        {u"oid"_s, u"title"_s, u"iconName"_s, u"count"_s});
     }
 
 private:

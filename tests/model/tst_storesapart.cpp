@@ -10,6 +10,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 /// Clips know the store that keeps them, and none but that.
 class StoresApartTest final : public kit::TestCase {
@@ -30,7 +31,7 @@ private Q_SLOTS:
         board->insertClipmuleDataAtIndex(theirs, 0);
         other->insertCustomClipboardAtIndex(board, 0);
         _fixture->runLoop.advance(5);
-        QVERIFY(QFile::exists(_fixture->path(ours->firstItem()->oid() + u".imageData"_qs)));
+        QVERIFY(QFile::exists(_fixture->path(ours->firstItem()->oid() + u".imageData"_s)));
         QCOMPARE(theirs->firstItem()->imageDataPath(),
                  other->path(theirs->firstItem()->oid(), QStringLiteral("imageData")));
         QVERIFY(QFile::exists(theirs->firstItem()->imageDataPath()));

@@ -8,6 +8,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 class MessageEnvelopeTest final : public kit::TestCase {
     Q_OBJECT
@@ -28,16 +29,16 @@ private Q_SLOTS:
         const auto row = [](const char *name, const QString &key, std::optional<Type> type) {
             QTest::newRow(name) << key << type;
         };
-        row("clip", u"1"_qs, Type::Clip);
-        row("leading digits", u"2nd"_qs, Type::ClipForDevices);
-        row("devices", u"3"_qs, Type::ConnectedDevices);
-        row("white space and sign", u" +4"_qs, Type::DeviceRecord);
-        row("no digits", u"one"_qs, std::nullopt);
-        row("empty", u""_qs, std::nullopt);
-        row("below the first", u"0"_qs, std::nullopt);
-        row("above the last", u"5"_qs, std::nullopt);
-        row("negative", u"-1"_qs, std::nullopt);
-        row("one and 32 bits", u"4294967297"_qs, std::nullopt);
+        row("clip", u"1"_s, Type::Clip);
+        row("leading digits", u"2nd"_s, Type::ClipForDevices);
+        row("devices", u"3"_s, Type::ConnectedDevices);
+        row("white space and sign", u" +4"_s, Type::DeviceRecord);
+        row("no digits", u"one"_s, std::nullopt);
+        row("empty", u""_s, std::nullopt);
+        row("below the first", u"0"_s, std::nullopt);
+        row("above the last", u"5"_s, std::nullopt);
+        row("negative", u"-1"_s, std::nullopt);
+        row("one and 32 bits", u"4294967297"_s, std::nullopt);
     }
     void readsTheTypeAsACInteger() {
         QFETCH(QString, key);
@@ -46,10 +47,9 @@ private Q_SLOTS:
     }
 
     void ofSeveralEntriesTheLastCounts() {
-        const PropertyList envelope(
-            PropertyList::Dictionary{{u"1"_qs, u"a"_qs}, {u"4"_qs, u"b"_qs}});
+        const PropertyList envelope(PropertyList::Dictionary{{u"1"_s, u"a"_s}, {u"4"_s, u"b"_s}});
         QVERIFY(MessageEnvelope::type(envelope) == MessageEnvelope::Type::DeviceRecord);
-        QCOMPARE(*MessageEnvelope::payload(envelope), PropertyList(u"b"_qs));
+        QCOMPARE(*MessageEnvelope::payload(envelope), PropertyList(u"b"_s));
     }
 
     void withoutEntriesThereIsNoPayload() {

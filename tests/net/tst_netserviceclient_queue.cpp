@@ -8,6 +8,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 // What becomes of objects between being given to the client and being written.
 class NetServiceClientQueueTest final : public kit::TestCase {
@@ -58,9 +59,9 @@ private Q_SLOTS:
         _fixture->connection().end();
         kit::settle(_fixture->runLoop);
         const qsizetype most = ZRKNetServiceClient::largestQueue / 2;
-        QVERIFY(queue(relay(u"old"_qs, most)));
+        QVERIFY(queue(relay(u"old"_s, most)));
         _fixture->appear(QStringLiteral("B"));
-        QVERIFY(!queue(relay(u"new"_qs, most)));
+        QVERIFY(!queue(relay(u"new"_s, most)));
         QCOMPARE(client().services().size(), 1);
         QVERIFY(!_fixture->connection().written().isEmpty());
     }
@@ -211,19 +212,19 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("refused");
         QTest::newRow("one below") << -1 << QStringList();
         QTest::newRow("at the limit") << 0 << QStringList();
-        QTest::newRow("one above") << 1 << QStringList{u"first"_qs};
+        QTest::newRow("one above") << 1 << QStringList{u"first"_s};
     }
     void theQueueIsBoundedInBytes() {
         QFETCH(int, difference);
         QFETCH(QStringList, refused);
         waitForReconnection();
-        QVERIFY(queue(relay(u"first"_qs, 1000)));
-        QVERIFY(queue(relay(u"second"_qs, 1000)));
-        const qsizetype used = 2 * relay(u"first"_qs, 1000).weight();
+        QVERIFY(queue(relay(u"first"_s, 1000)));
+        QVERIFY(queue(relay(u"second"_s, 1000)));
+        const qsizetype used = 2 * relay(u"first"_s, 1000).weight();
         const qsizetype rest =
-            ZRKNetServiceClient::largestQueue - used - relay(u"third"_qs, 0).weight() + difference;
-        QCOMPARE(relay(u"first"_qs, 1000).weight(), relay(u"third"_qs, 1000).weight());
-        QVERIFY(queue(relay(u"third"_qs, rest)));
+            ZRKNetServiceClient::largestQueue - used - relay(u"third"_s, 0).weight() + difference;
+        QCOMPARE(relay(u"first"_s, 1000).weight(), relay(u"third"_s, 1000).weight());
+        QVERIFY(queue(relay(u"third"_s, rest)));
         QCOMPARE(_refused, refused);
         if (!refused.isEmpty())
             QCOMPARE(_waiting, ZRKNetServiceClient::largestQueue + difference);
@@ -234,34 +235,34 @@ private Q_SLOTS:
         for (qsizetype i = 0; i < ZRKNetServiceClient::mostQueuedObjects; ++i)
             QVERIFY(queue(relay(QString::number(i), 0)));
         QVERIFY(_refused.isEmpty());
-        QVERIFY(queue(relay(u"one more"_qs, 0)));
-        QCOMPARE(_refused, QStringList{u"0"_qs});
+        QVERIFY(queue(relay(u"one more"_s, 0)));
+        QCOMPARE(_refused, QStringList{u"0"_s});
     }
 
     void relaysGiveWayBeforeClipsOfThisDesk() {
         waitForReconnection();
         const qsizetype third = ZRKNetServiceClient::largestQueue / 3;
-        QVERIFY(queue(OutputObject::fixed(named(u"own"_qs, third))));
-        QVERIFY(queue(relay(u"old"_qs, third)));
-        QVERIFY(queue(relay(u"new"_qs, third / 2)));
-        QVERIFY(queue(OutputObject::fixed(named(u"own too"_qs, third))));
-        QCOMPARE(_refused, QStringList{u"old"_qs});
+        QVERIFY(queue(OutputObject::fixed(named(u"own"_s, third))));
+        QVERIFY(queue(relay(u"old"_s, third)));
+        QVERIFY(queue(relay(u"new"_s, third / 2)));
+        QVERIFY(queue(OutputObject::fixed(named(u"own too"_s, third))));
+        QCOMPARE(_refused, QStringList{u"old"_s});
         // Where no relay is left the oldest of the rest goes.
-        QVERIFY(queue(OutputObject::fixed(named(u"own three"_qs, 2 * third - 1000))));
-        QCOMPARE(_refused, (QStringList{u"old"_qs, u"new"_qs, u"own"_qs}));
+        QVERIFY(queue(OutputObject::fixed(named(u"own three"_s, 2 * third - 1000))));
+        QCOMPARE(_refused, (QStringList{u"old"_s, u"new"_s, u"own"_s}));
         _fixture->runLoop.advance(ZRKNetServiceClient::reconnectDelay);
         kit::settle(_fixture->runLoop);
-        QCOMPARE(_fixture->events.filter(u"got"_qs),
-                 (QStringList{u"A Phone got own too"_qs, u"A Phone got own three"_qs}));
+        QCOMPARE(_fixture->events.filter(u"got"_s),
+                 (QStringList{u"A Phone got own too"_s, u"A Phone got own three"_s}));
     }
 
     void whatIsTooLargeForAnEmptyQueueIsRefused() {
         waitForReconnection();
-        QVERIFY(queue(relay(u"small"_qs, 0)));
-        QVERIFY(!queue(relay(u"huge"_qs, ZRKNetServiceClient::largestQueue)));
-        QCOMPARE(_refused, (QStringList{u"small"_qs, u"huge"_qs}));
+        QVERIFY(queue(relay(u"small"_s, 0)));
+        QVERIFY(!queue(relay(u"huge"_s, ZRKNetServiceClient::largestQueue)));
+        QCOMPARE(_refused, (QStringList{u"small"_s, u"huge"_s}));
         // Nothing of it is counted any more.
-        QVERIFY(queue(relay(u"next"_qs, ZRKNetServiceClient::largestQueue - 1000)));
+        QVERIFY(queue(relay(u"next"_s, ZRKNetServiceClient::largestQueue - 1000)));
         QCOMPARE(_refused.size(), 2);
     }
 
@@ -270,20 +271,20 @@ private Q_SLOTS:
         _fixture->connectOne();
         _fixture->connection().setRoom(10);
         const qsizetype half = ZRKNetServiceClient::largestQueue / 2 - 1000;
-        QVERIFY(queue(relay(u"begun"_qs, half)));
-        QVERIFY(queue(relay(u"waits"_qs, half)));
-        QVERIFY(queue(relay(u"comes"_qs, half)));
+        QVERIFY(queue(relay(u"begun"_s, half)));
+        QVERIFY(queue(relay(u"waits"_s, half)));
+        QVERIFY(queue(relay(u"comes"_s, half)));
         QCOMPARE(_refused, QStringList());
-        QVERIFY(queue(relay(u"comes too"_qs, half)));
-        QCOMPARE(_refused, QStringList{u"waits"_qs});
+        QVERIFY(queue(relay(u"comes too"_s, half)));
+        QCOMPARE(_refused, QStringList{u"waits"_s});
         _fixture->connection().setRoom(kit::MemoryConnection::unlimited);
         kit::settle(_fixture->runLoop);
-        QCOMPARE(_fixture->events, (QStringList{u"A Phone got begun"_qs, u"A Phone got comes"_qs,
-                                                u"A Phone got comes too"_qs}));
+        QCOMPARE(_fixture->events, (QStringList{u"A Phone got begun"_s, u"A Phone got comes"_s,
+                                                u"A Phone got comes too"_s}));
         // What was written is counted no more.
         _fixture->connection().end();
         kit::settle(_fixture->runLoop);
-        QVERIFY(queue(relay(u"after"_qs, ZRKNetServiceClient::largestQueue - 1000)));
+        QVERIFY(queue(relay(u"after"_s, ZRKNetServiceClient::largestQueue - 1000)));
         QCOMPARE(_refused.size(), 1);
     }
 
@@ -350,20 +351,20 @@ private Q_SLOTS:
 
 private:
     static PropertyList named(const QString &name, qsizetype size) {
-        return PropertyList(PropertyList::Dictionary{{u"name"_qs, name.leftJustified(9)},
-                                                     {u"data"_qs, QByteArray(size, 'x')}});
+        return PropertyList(PropertyList::Dictionary{{u"name"_s, name.leftJustified(9)},
+                                                     {u"data"_s, QByteArray(size, 'x')}});
     }
     static OutputObject relay(const QString &name, qsizetype size) {
         return OutputObject::relay(named(name, size));
     }
     static QString nameOf(const OutputObject &object) {
-        return object.value().find(u"name"_qs)->string().trimmed();
+        return object.value().find(u"name"_s)->string().trimmed();
     }
     bool queue(const OutputObject &object) { return _fixture->client->outputObject(object); }
     void recordRefusals() {
         _refused.clear();
         _fixture->client->onOutputObject = [this](NetService &service, const OutputObject &object) {
-            _fixture->events += service.name() + u" got "_qs + nameOf(object);
+            _fixture->events += service.name() + u" got "_s + nameOf(object);
         };
         _fixture->client->onRefuseObject = [this](NetService &, const OutputObject &object,
                                                   qsizetype waiting) {

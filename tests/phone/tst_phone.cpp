@@ -25,6 +25,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -53,8 +54,8 @@ class PhoneTest final : public kit::TestCase {
         _quit = false;
         _folder = std::make_unique<QTemporaryDir>();
         Phone::Options options;
-        options.name = u"Anna"_qs;
-        options.saveFolder = _folder->filePath(u"images"_qs);
+        options.name = u"Anna"_s;
+        options.saveFolder = _folder->filePath(u"images"_s);
         start(options);
     }
 
@@ -67,82 +68,82 @@ private Q_SLOTS:
     void publishesItself() {
         QTRY_COMPARE(_backend.published().size(), 1);
         const auto publication = _backend.published().constFirst();
-        QCOMPARE(publication.service.name, u"Anna"_qs);
-        QCOMPARE(publication.service.type, u"_clipmule-s2._tcp"_qs);
-        QCOMPARE(int(publication.port), _lines.constFirst()[u"port"_qs].toInt());
+        QCOMPARE(publication.service.name, u"Anna"_s);
+        QCOMPARE(publication.service.type, u"_clipmule-s2._tcp"_s);
+        QCOMPARE(int(publication.port), _lines.constFirst()[u"port"_s].toInt());
     }
 
     void tellsOfItselfWhenAConnectionOpens() {
         QCOMPARE(_received.constFirst(),
-                 envelope(u"4"_qs, {{u"name"_qs, u"Anna"_qs}, {u"model"_qs, u"Linux"_qs}}));
-        QCOMPARE(_lines.constLast()[u"event"_qs].toString(), u"opened"_qs);
-        QCOMPARE(_lines.constLast()[u"desk"_qs].toString(), u"127.0.0.1"_qs);
+                 envelope(u"4"_s, {{u"name"_s, u"Anna"_s}, {u"model"_s, u"Linux"_s}}));
+        QCOMPARE(_lines.constLast()[u"event"_s].toString(), u"opened"_s);
+        QCOMPARE(_lines.constLast()[u"desk"_s].toString(), u"127.0.0.1"_s);
     }
 
     void tellsUnderWhichNameItIsFound() {
-        QTRY_VERIFY(!linesOf(u"published"_qs).isEmpty());
-        QCOMPARE(linesOf(u"published"_qs).constFirst(),
-                 (QJsonObject{{u"event"_qs, u"published"_qs}, {u"name"_qs, u"Anna"_qs}}));
+        QTRY_VERIFY(!linesOf(u"published"_s).isEmpty());
+        QCOMPARE(linesOf(u"published"_s).constFirst(),
+                 (QJsonObject{{u"event"_s, u"published"_s}, {u"name"_s, u"Anna"_s}}));
         QList<QJsonObject> lines;
-        Phone second(_backend, optionsWith({}, {}, u"Anna"_qs));
+        Phone second(_backend, optionsWith({}, {}, u"Anna"_s));
         second.onPrint = [&lines](const QByteArray &line) {
             lines.append(QJsonDocument::fromJson(line).object());
         };
         QVERIFY(second.start());
-        QTRY_COMPARE(lines.constLast(), (QJsonObject{{u"event"_qs, u"published"_qs},
-                                                     {u"name"_qs, u"Anna (2)"_qs},
-                                                     {u"taken"_qs, u"Anna"_qs}}));
+        QTRY_COMPARE(lines.constLast(), (QJsonObject{{u"event"_s, u"published"_s},
+                                                     {u"name"_s, u"Anna (2)"_s},
+                                                     {u"taken"_s, u"Anna"_s}}));
     }
 
     void tellsWhatWasSentAndToWhom() {
-        const auto sent = [this] { return linesOf(u"sent"_qs); };
+        const auto sent = [this] { return linesOf(u"sent"_s); };
         _phone->perform("text 😀");
-        QCOMPARE(sent().constLast(), (QJsonObject{{u"event"_qs, u"sent"_qs},
-                                                  {u"what"_qs, u"text"_qs},
-                                                  {u"units"_qs, 2},
-                                                  {u"desk"_qs, u"127.0.0.1"_qs}}));
+        QCOMPARE(sent().constLast(), (QJsonObject{{u"event"_s, u"sent"_s},
+                                                  {u"what"_s, u"text"_s},
+                                                  {u"units"_s, 2},
+                                                  {u"desk"_s, u"127.0.0.1"_s}}));
         _phone->perform("relay url http://a/");
-        QCOMPARE(sent().constLast(), (QJsonObject{{u"event"_qs, u"sent"_qs},
-                                                  {u"what"_qs, u"url"_qs},
-                                                  {u"for"_qs, u"other phones"_qs},
-                                                  {u"desk"_qs, u"127.0.0.1"_qs}}));
+        QCOMPARE(sent().constLast(), (QJsonObject{{u"event"_s, u"sent"_s},
+                                                  {u"what"_s, u"url"_s},
+                                                  {u"for"_s, u"other phones"_s},
+                                                  {u"desk"_s, u"127.0.0.1"_s}}));
         const QByteArray bytes = png();
-        _phone->perform("image " + write(u"a.png"_qs, bytes).toUtf8());
-        QCOMPARE(sent().constLast()[u"what"_qs].toString(), u"image"_qs);
-        QCOMPARE(sent().constLast()[u"format"_qs].toString(), u"png"_qs);
-        QCOMPARE(sent().constLast()[u"bytes"_qs].toInt(), int(bytes.size()));
+        _phone->perform("image " + write(u"a.png"_s, bytes).toUtf8());
+        QCOMPARE(sent().constLast()[u"what"_s].toString(), u"image"_s);
+        QCOMPARE(sent().constLast()[u"format"_s].toString(), u"png"_s);
+        QCOMPARE(sent().constLast()[u"bytes"_s].toInt(), int(bytes.size()));
         QCOMPARE(sent().size(), 3);
         // What the stand-in tells of itself is not the user's doing.
         _desk->forgetCallbacks();
         _desk->close(false);
-        QTRY_COMPARE(_lines.constLast()[u"event"_qs].toString(), u"closed"_qs);
-        QCOMPARE(_lines.constLast()[u"desk"_qs].toString(), u"127.0.0.1"_qs);
+        QTRY_COMPARE(_lines.constLast()[u"event"_s].toString(), u"closed"_s);
+        QCOMPARE(_lines.constLast()[u"desk"_s].toString(), u"127.0.0.1"_s);
         _phone->perform("text into the void");
         QCOMPARE(sent().size(), 3);
     }
 
     void refusesWhatIsNoImage() {
-        const QString path = write(u"letter"_qs, "Dear Anna");
+        const QString path = write(u"letter"_s, "Dear Anna");
         _phone->perform("image " + path.toUtf8());
-        QCOMPARE(_lines.constLast()[u"text"_qs].toString(),
-                 path + u": no image of a known format"_qs);
+        QCOMPARE(_lines.constLast()[u"text"_s].toString(),
+                 path + u": no image of a known format"_s);
         // A drawing can be shown, but is none of the formats that travel.
-        const QString drawing = write(u"a.svg"_qs, "<svg xmlns=\"http://www.w3.org/2000/svg\"/>");
+        const QString drawing = write(u"a.svg"_s, "<svg xmlns=\"http://www.w3.org/2000/svg\"/>");
         _phone->perform("image " + drawing.toUtf8());
-        QCOMPARE(_lines.constLast()[u"text"_qs].toString(),
-                 drawing + u": no image of a known format"_qs);
+        QCOMPARE(_lines.constLast()[u"text"_s].toString(),
+                 drawing + u": no image of a known format"_s);
     }
 
     void helps() {
         _phone->perform("help");
-        const QJsonArray commands = _lines.constLast()[u"commands"_qs].toArray();
+        const QJsonArray commands = _lines.constLast()[u"commands"_s].toArray();
         QCOMPARE(commands.size(), 8);
         QCOMPARE(commands[0],
-                 (QJsonObject{{u"command"_qs, u"text TEXT"_qs},
-                              {u"purpose"_qs, u"send a text (\\n for a line break)"_qs}}));
+                 (QJsonObject{{u"command"_s, u"text TEXT"_s},
+                              {u"purpose"_s, u"send a text (\\n for a line break)"_s}}));
         restartWithData();
         _phone->perform("?");
-        QCOMPARE(_lines.constLast()[u"commands"_qs].toArray().size(), 21);
+        QCOMPARE(_lines.constLast()[u"commands"_s].toArray().size(), 21);
         QStringList text;
         Phone::Options options = optionsWith({}, {});
         options.isForPerson = true;
@@ -150,7 +151,7 @@ private Q_SLOTS:
         other.onPrint = [&text](const QByteArray &line) { text.append(QString::fromUtf8(line)); };
         other.perform("help");
         QCOMPARE(text.size(), 8);
-        QCOMPARE(text[2], u"image FILE                      send an image"_qs);
+        QCOMPARE(text[2], u"image FILE                      send an image"_s);
     }
 
     void nothingForeignReachesTheTerminal() {
@@ -164,92 +165,89 @@ private Q_SLOTS:
     }
 
     void theFolderForImagesIsLookedAtFirst() {
-        QFile file(write(u"file"_qs, {}));
+        QFile file(write(u"file"_s, {}));
         QList<QJsonObject> lines;
         Phone second(_backend, optionsWith(file.fileName(), {}));
         second.onPrint = [&lines](const QByteArray &line) {
             lines.append(QJsonDocument::fromJson(line).object());
         };
         QVERIFY(!second.start());
-        QCOMPARE(lines.constFirst()[u"text"_qs].toString(),
-                 file.fileName() + u": the folder cannot be written to"_qs);
+        QCOMPARE(lines.constFirst()[u"text"_s].toString(),
+                 file.fileName() + u": the folder cannot be written to"_s);
         // It was made at the start, for this user alone.
-        QVERIFY(!(QFile::permissions(_folder->filePath(u"images"_qs)) &
+        QVERIFY(!(QFile::permissions(_folder->filePath(u"images"_s)) &
                   (QFile::ReadGroup | QFile::ReadOther | QFile::ExeGroup | QFile::ExeOther)));
     }
 
     void sendsTexts() {
         _phone->perform("strings A | B");
-        const PropertyList::List items = nextClip(u"1"_qs);
+        const PropertyList::List items = nextClip(u"1"_s);
         QCOMPARE(items.size(), 2);
-        QCOMPARE(items[0].find(u"string"_qs)->string(), u"A"_qs);
-        QCOMPARE(items[1].find(u"string"_qs)->string(), u"B"_qs);
-        QCOMPARE(items[0].find(u"createdBy"_qs)->integerValue(), 1);
-        QVERIFY(items[0].find(u"oid"_qs)->string() != items[1].find(u"oid"_qs)->string());
+        QCOMPARE(items[0].find(u"string"_s)->string(), u"A"_s);
+        QCOMPARE(items[1].find(u"string"_s)->string(), u"B"_s);
+        QCOMPARE(items[0].find(u"createdBy"_s)->integerValue(), 1);
+        QVERIFY(items[0].find(u"oid"_s)->string() != items[1].find(u"oid"_s)->string());
     }
 
     void sendsUrls() {
         _phone->perform("url https://example.org/\xC3\xBC?a=1");
-        QCOMPARE(nextClip(u"1"_qs)[0].find(u"url"_qs)->string(),
-                 u"https://example.org/%C3%BC?a=1"_qs);
+        QCOMPARE(nextClip(u"1"_s)[0].find(u"url"_s)->string(), u"https://example.org/%C3%BC?a=1"_s);
         _phone->perform("url no scheme");
-        QCOMPARE(_lines.constLast()[u"text"_qs].toString(), u"not a URL: no scheme"_qs);
+        QCOMPARE(_lines.constLast()[u"text"_s].toString(), u"not a URL: no scheme"_s);
     }
 
     void sendsImages() {
         const QByteArray bytes = png();
-        const QString path = write(u"a b.png"_qs, bytes);
+        const QString path = write(u"a b.png"_s, bytes);
         _phone->perform("image " + path.toUtf8());
-        QCOMPARE(nextClip(u"1"_qs)[0].find(u"imageData"_qs)->data(), bytes);
+        QCOMPARE(nextClip(u"1"_s)[0].find(u"imageData"_s)->data(), bytes);
     }
 
     void refusesFilesThatAreNone() {
         _phone->perform("image /no/such/file");
-        QCOMPARE(_lines.constLast()[u"text"_qs].toString(), u"/no/such/file: no such file"_qs);
+        QCOMPARE(_lines.constLast()[u"text"_s].toString(), u"/no/such/file: no such file"_s);
         _phone->perform("image " + _folder->path().toUtf8());
-        QCOMPARE(_lines.constLast()[u"text"_qs].toString(), _folder->path() + u": no such file"_qs);
+        QCOMPARE(_lines.constLast()[u"text"_s].toString(), _folder->path() + u": no such file"_s);
     }
 
     void refusesAFileThatIsTooLarge() {
-        QFile file(_folder->filePath(u"large"_qs));
+        QFile file(_folder->filePath(u"large"_s));
         QVERIFY(file.open(QIODevice::WriteOnly));
         QVERIFY(file.resize(Phone::largestFile + 1));
         _phone->perform("image " + file.fileName().toUtf8());
-        QVERIFY(
-            _lines.constLast()[u"text"_qs].toString().endsWith(u"larger than 50331648 bytes"_qs));
+        QVERIFY(_lines.constLast()[u"text"_s].toString().endsWith(u"larger than 50331648 bytes"_s));
     }
 
     void relays() {
         _phone->perform("relay text for the others");
-        QCOMPARE(nextClip(u"2"_qs)[0].find(u"string"_qs)->string(), u"for the others"_qs);
+        QCOMPARE(nextClip(u"2"_s)[0].find(u"string"_s)->string(), u"for the others"_s);
     }
 
     void sendsAnyPropertyList() {
-        const QString path = write(u"any.plist"_qs, "{ 99 = (a, b); }");
+        const QString path = write(u"any.plist"_s, "{ 99 = (a, b); }");
         _phone->perform("plist " + path.toUtf8());
         QTRY_COMPARE(_received.size(), 2);
-        QCOMPARE(_received.constLast().find(u"99"_qs)->list().size(), 2);
-        const QString broken = write(u"broken.plist"_qs, "<<<");
+        QCOMPARE(_received.constLast().find(u"99"_s)->list().size(), 2);
+        const QString broken = write(u"broken.plist"_s, "<<<");
         _phone->perform("plist " + broken.toUtf8());
-        QVERIFY(_lines.constLast()[u"text"_qs].toString().startsWith(broken + u": "_qs));
+        QVERIFY(_lines.constLast()[u"text"_s].toString().startsWith(broken + u": "_s));
     }
 
     void printsAClip() {
         const QByteArray bytes = png();
         _desk->outputObject(OutputObject::fixed(envelope(
-            u"1"_qs,
-            {{u"title"_qs, u"T"_qs},
-             {u"items"_qs, PropertyList::List{PropertyList(PropertyList::Dictionary{
-                               {u"string"_qs, u"täxt"_qs}, {u"imageData"_qs, bytes}})}}})));
-        const QJsonObject line = nextLine(u"clip"_qs);
-        const QJsonObject item = line[u"clip"_qs][u"items"_qs][0].toObject();
-        QCOMPARE(line[u"clip"_qs][u"title"_qs].toString(), u"T"_qs);
-        QCOMPARE(item[u"string"_qs].toString(), u"täxt"_qs);
-        const QJsonObject image = item[u"imageData"_qs].toObject();
-        QCOMPARE(image[u"format"_qs].toString(), u"png"_qs);
-        QCOMPARE(image[u"width"_qs].toInt(), 20);
-        QCOMPARE(image[u"height"_qs].toInt(), 10);
-        QFile saved(image[u"file"_qs].toString());
+            u"1"_s, {{u"title"_s, u"T"_s},
+                     {u"items"_s, PropertyList::List{PropertyList(PropertyList::Dictionary{
+                                      {u"string"_s, u"täxt"_s}, {u"imageData"_s, bytes}})}}})));
+        const QJsonObject line = nextLine(u"clip"_s);
+        const QJsonObject item = line[u"clip"_s][u"items"_s][0].toObject();
+        QCOMPARE(line[u"clip"_s][u"title"_s].toString(), u"T"_s);
+        QCOMPARE(item[u"string"_s].toString(), u"täxt"_s);
+        const QJsonObject image = item[u"imageData"_s].toObject();
+        QCOMPARE(image[u"format"_s].toString(), u"png"_s);
+        QCOMPARE(image[u"width"_s].toInt(), 20);
+        QCOMPARE(image[u"height"_s].toInt(), 10);
+        QFile saved(image[u"file"_s].toString());
         QVERIFY(saved.open(QIODevice::ReadOnly));
         QCOMPARE(saved.readAll(), bytes);
         QVERIFY(!(saved.permissions() & (QFile::ReadGroup | QFile::ReadOther)));
@@ -257,22 +255,22 @@ private Q_SLOTS:
 
     void printsOfUnknownImagesHowLargeTheyAre() {
         _desk->outputObject(OutputObject::fixed(envelope(
-            u"1"_qs,
-            {{u"items"_qs, PropertyList::List{PropertyList(PropertyList::Dictionary{
-                               {u"imageData"_qs, QByteArray("<svg xmlns='http://www.w3.org/2000/"
-                                                            "svg' width='9' height='9'/>")}})}}})));
+            u"1"_s,
+            {{u"items"_s, PropertyList::List{PropertyList(PropertyList::Dictionary{
+                              {u"imageData"_s, QByteArray("<svg xmlns='http://www.w3.org/2000/"
+                                                          "svg' width='9' height='9'/>")}})}}})));
         const QJsonObject image =
-            nextLine(u"clip"_qs)[u"clip"_qs][u"items"_qs][0][u"imageData"_qs].toObject();
-        QCOMPARE(image[u"format"_qs].toString(), QString());
-        QCOMPARE(image[u"width"_qs].toInt(), -1);
-        QVERIFY(image[u"bytes"_qs].toInt() > 50);
+            nextLine(u"clip"_s)[u"clip"_s][u"items"_s][0][u"imageData"_s].toObject();
+        QCOMPARE(image[u"format"_s].toString(), QString());
+        QCOMPARE(image[u"width"_s].toInt(), -1);
+        QVERIFY(image[u"bytes"_s].toInt() > 50);
     }
 
     // A small message may refer to one value from many places.
     void refusesToPrintWhatGrows() {
-        PhoneLog log(_folder->filePath(u"images"_qs));
+        PhoneLog log(_folder->filePath(u"images"_s));
         const auto clipOf = [](qsizetype count, const PropertyList &item) {
-            return envelope(u"1"_qs, {{u"items"_qs, PropertyList::List(count, item)}});
+            return envelope(u"1"_s, {{u"items"_s, PropertyList::List(count, item)}});
         };
         const auto least = [](qsizetype count) {
             return PropertyList(PropertyList::List(count, PropertyList(1)));
@@ -280,34 +278,33 @@ private Q_SLOTS:
         // The envelope, the clip, their keys and the list.
         const qint64 others = 5;
         QVERIFY(!log.received(clipOf(PhoneLog::mostValues - others, PropertyList(1)))
-                     .contains(u"refused"_qs));
+                     .contains(u"refused"_s));
         const QJsonObject line = log.received(clipOf(PhoneLog::mostValues - others + 1, 1));
-        QCOMPARE(line[u"event"_qs].toString(), u"clip"_qs);
-        QCOMPARE(line[u"type"_qs].toString(), u"1"_qs);
-        QVERIFY(line.contains(u"refused"_qs));
-        QVERIFY(!line.contains(u"clip"_qs));
-        QVERIFY(!log.received(least(PhoneLog::mostValues - 1)).contains(u"refused"_qs));
-        QCOMPARE(log.received(least(PhoneLog::mostValues))[u"event"_qs].toString(), u"object"_qs);
-        QVERIFY(log.received(least(PhoneLog::mostValues)).contains(u"refused"_qs));
+        QCOMPARE(line[u"event"_s].toString(), u"clip"_s);
+        QCOMPARE(line[u"type"_s].toString(), u"1"_s);
+        QVERIFY(line.contains(u"refused"_s));
+        QVERIFY(!line.contains(u"clip"_s));
+        QVERIFY(!log.received(least(PhoneLog::mostValues - 1)).contains(u"refused"_s));
+        QCOMPARE(log.received(least(PhoneLog::mostValues))[u"event"_s].toString(), u"object"_s);
+        QVERIFY(log.received(least(PhoneLog::mostValues)).contains(u"refused"_s));
         const QJsonObject devices =
-            log.received(envelope(u"3"_qs, {{u"Anna"_qs, least(PhoneLog::mostValues)}}));
-        QCOMPARE(devices.keys(), (QStringList{u"event"_qs, u"refused"_qs}));
-        QCOMPARE(devices[u"event"_qs].toString(), u"object"_qs);
+            log.received(envelope(u"3"_s, {{u"Anna"_s, least(PhoneLog::mostValues)}}));
+        QCOMPARE(devices.keys(), (QStringList{u"event"_s, u"refused"_s}));
+        QCOMPARE(devices[u"event"_s].toString(), u"object"_s);
         // One picture in very many items: none of them is written.
-        const PropertyList::Dictionary item{{u"imageData"_qs, QByteArray(1'000'000, 'x')}};
-        QVERIFY(log.received(clipOf(200, PropertyList(item))).contains(u"refused"_qs));
-        QVERIFY(QDir(_folder->filePath(u"images"_qs)).isEmpty());
+        const PropertyList::Dictionary item{{u"imageData"_s, QByteArray(1'000'000, 'x')}};
+        QVERIFY(log.received(clipOf(200, PropertyList(item))).contains(u"refused"_s));
+        QVERIFY(QDir(_folder->filePath(u"images"_s)).isEmpty());
     }
 
     void keepsWhatAnEarlierRunSaved() {
-        const QString earlier = write(u"images/image-0001.png"_qs, "earlier");
-        _desk->outputObject(OutputObject::fixed(envelope(
-            u"1"_qs, {{u"items"_qs, PropertyList::List{PropertyList(
-                                        PropertyList::Dictionary{{u"imageData"_qs, png()}})}}})));
+        const QString earlier = write(u"images/image-0001.png"_s, "earlier");
+        _desk->outputObject(OutputObject::fixed(
+            envelope(u"1"_s, {{u"items"_s, PropertyList::List{PropertyList(PropertyList::Dictionary{
+                                               {u"imageData"_s, png()}})}}})));
         const QString saved =
-            nextLine(u"clip"_qs)[u"clip"_qs][u"items"_qs][0][u"imageData"_qs][u"file"_qs]
-                .toString();
-        QVERIFY(saved.endsWith(u"image-0002.png"_qs));
+            nextLine(u"clip"_s)[u"clip"_s][u"items"_s][0][u"imageData"_s][u"file"_s].toString();
+        QVERIFY(saved.endsWith(u"image-0002.png"_s));
         QFile file(earlier);
         QVERIFY(file.open(QIODevice::ReadOnly));
         QCOMPARE(file.readAll(), QByteArray("earlier"));
@@ -315,68 +312,67 @@ private Q_SLOTS:
 
     void printsTheDevices() {
         _desk->outputObject(OutputObject::fixed(envelope(
-            u"3"_qs,
-            {{u"Ben"_qs, PropertyList(PropertyList::Dictionary{{u"name"_qs, u"B"_qs}})}})));
-        QCOMPARE(nextLine(u"devices"_qs)[u"devices"_qs][u"Ben"_qs][u"name"_qs].toString(), u"B"_qs);
+            u"3"_s, {{u"Ben"_s, PropertyList(PropertyList::Dictionary{{u"name"_s, u"B"_s}})}})));
+        QCOMPARE(nextLine(u"devices"_s)[u"devices"_s][u"Ben"_s][u"name"_s].toString(), u"B"_s);
     }
 
     void printsWhatItDoesNotKnow() {
-        _desk->outputObject(OutputObject::fixed(PropertyList(u"word"_qs)));
-        QCOMPARE(nextLine(u"object"_qs)[u"object"_qs].toString(), u"word"_qs);
-        _desk->outputObject(OutputObject::fixed(envelope(u"77"_qs, {{u"date"_qs, Date{0}}})));
-        QTRY_COMPARE(_lines.constLast()[u"type"_qs].toString(), u"77"_qs);
-        QCOMPARE(_lines.constLast()[u"object"_qs][u"date"_qs].toString(),
-                 u"2001-01-01T00:00:00.000Z"_qs);
+        _desk->outputObject(OutputObject::fixed(PropertyList(u"word"_s)));
+        QCOMPARE(nextLine(u"object"_s)[u"object"_s].toString(), u"word"_s);
+        _desk->outputObject(OutputObject::fixed(envelope(u"77"_s, {{u"date"_s, Date{0}}})));
+        QTRY_COMPARE(_lines.constLast()[u"type"_s].toString(), u"77"_s);
+        QCOMPARE(_lines.constLast()[u"object"_s][u"date"_s].toString(),
+                 u"2001-01-01T00:00:00.000Z"_s);
     }
 
     void saysWhenNobodyListens() {
         _desk->forgetCallbacks();
         _desk->close(false);
-        QTRY_COMPARE(_lines.constLast()[u"event"_qs].toString(), u"closed"_qs);
+        QTRY_COMPARE(_lines.constLast()[u"event"_s].toString(), u"closed"_s);
         _phone->perform("text into the void");
-        QCOMPARE(_lines.constLast()[u"text"_qs].toString(), u"nobody is connected"_qs);
+        QCOMPARE(_lines.constLast()[u"text"_s].toString(), u"nobody is connected"_s);
     }
 
     void keepsNothingWithoutAFolder() {
         _phone->perform("history");
-        QCOMPARE(_lines.constLast()[u"text"_qs].toString(),
-                 u"nothing is kept: start with --data DIR"_qs);
+        QCOMPARE(_lines.constLast()[u"text"_s].toString(),
+                 u"nothing is kept: start with --data DIR"_s);
     }
 
     void keepsWhatItReceivesAndSendsItBack() {
         restartWithData();
-        _desk->outputObject(OutputObject::fixed(envelope(
-            u"1"_qs, {{u"creationDate"_qs, Date{0}},
-                      {u"items"_qs, PropertyList::List{PropertyList(
-                                        PropertyList::Dictionary{{u"string"_qs, u"kept"_qs}})}}})));
-        QCOMPARE(nextLine(u"clip"_qs)[u"number"_qs].toInt(), 1);
+        _desk->outputObject(OutputObject::fixed(
+            envelope(u"1"_s, {{u"creationDate"_s, Date{0}},
+                              {u"items"_s, PropertyList::List{PropertyList(PropertyList::Dictionary{
+                                               {u"string"_s, u"kept"_s}})}}})));
+        QCOMPARE(nextLine(u"clip"_s)[u"number"_s].toInt(), 1);
         // A message of another type is not kept.
         _desk->outputObject(
-            OutputObject::fixed(envelope(u"2"_qs, {{u"items"_qs, PropertyList::List()}})));
-        QVERIFY(!nextLine(u"object"_qs).contains(u"number"_qs));
+            OutputObject::fixed(envelope(u"2"_s, {{u"items"_s, PropertyList::List()}})));
+        QVERIFY(!nextLine(u"object"_s).contains(u"number"_s));
         restartWithData();
         _phone->perform("copy 1");
-        QCOMPARE(nextClip(u"1"_qs)[0].find(u"string"_qs)->string(), u"kept"_qs);
-        QCOMPARE(_lines.constLast()[u"event"_qs].toString(), u"copied"_qs);
+        QCOMPARE(nextClip(u"1"_s)[0].find(u"string"_s)->string(), u"kept"_s);
+        QCOMPARE(_lines.constLast()[u"event"_s].toString(), u"copied"_s);
     }
 
     void saysThatAMalformedClipIsNotKept() {
         restartWithData();
-        _desk->outputObject(OutputObject::fixed(envelope(u"1"_qs, {{u"items"_qs, u"no list"_qs}})));
-        const QString text = nextLine(u"error"_qs)[u"text"_qs].toString();
-        QVERIFY2(text.startsWith(u"the clip is not kept: "_qs), qPrintable(text));
-        QCOMPARE(_lines[_lines.size() - 2][u"clip"_qs][u"items"_qs].toString(), u"no list"_qs);
+        _desk->outputObject(OutputObject::fixed(envelope(u"1"_s, {{u"items"_s, u"no list"_s}})));
+        const QString text = nextLine(u"error"_s)[u"text"_s].toString();
+        QVERIFY2(text.startsWith(u"the clip is not kept: "_s), qPrintable(text));
+        QCOMPARE(_lines[_lines.size() - 2][u"clip"_s][u"items"_s].toString(), u"no list"_s);
     }
 
     void doesNotStartWithAFolderThatIsInUse() {
         restartWithData();
         QList<QJsonObject> lines;
-        Phone second(_backend, optionsWith({}, _folder->filePath(u"data"_qs)));
+        Phone second(_backend, optionsWith({}, _folder->filePath(u"data"_s)));
         second.onPrint = [&lines](const QByteArray &line) {
             lines.append(QJsonDocument::fromJson(line).object());
         };
         QVERIFY(!second.start());
-        QVERIFY(lines.constLast()[u"text"_qs].toString().contains(u"in use"_qs));
+        QVERIFY(lines.constLast()[u"text"_s].toString().contains(u"in use"_s));
     }
 
     void quits() {
@@ -392,7 +388,7 @@ private Q_SLOTS:
         const QByteArray runtime = _folder->path().toLocal8Bit();
         const auto phones = dnssd::makeLocalBackend(runtime);
         Phone::Options options;
-        options.name = u"Bert"_qs;
+        options.name = u"Bert"_s;
         options.calls = localPortCalls(runtime);
         Phone phone(*phones, options);
         QList<QJsonObject> lines;
@@ -404,24 +400,23 @@ private Q_SLOTS:
         dnssd::LocalAndNetwork desks(dnssd::makeLocalBackend(runtime),
                                      std::make_unique<FakeDnsSd>());
         const auto desk =
-            ZRKNetServiceClient::initWithTypeName(desks, u"_clipmule-s2._tcp"_qs, u"local/Bert"_qs);
+            ZRKNetServiceClient::initWithTypeName(desks, u"_clipmule-s2._tcp"_s, u"local/Bert"_s);
         QList<PropertyList> received;
         desk->onReceiveObject = [&](NetService &, const PropertyList &object) {
             received.append(object);
         };
         desk->start();
         QTRY_COMPARE(received.size(), 1);
-        QCOMPARE(received[0],
-                 envelope(u"4"_qs, {{u"name"_qs, u"Bert"_qs}, {u"model"_qs, u"Linux"_qs}}));
-        QTRY_COMPARE(lines.constLast()[u"event"_qs].toString(), u"opened"_qs);
-        QCOMPARE(lines.constLast()[u"desk"_qs].toString(), u"localhost"_qs);
+        QCOMPARE(received[0], envelope(u"4"_s, {{u"name"_s, u"Bert"_s}, {u"model"_s, u"Linux"_s}}));
+        QTRY_COMPARE(lines.constLast()[u"event"_s].toString(), u"opened"_s);
+        QCOMPARE(lines.constLast()[u"desk"_s].toString(), u"localhost"_s);
         phone.perform("text there");
         QTRY_COMPARE(received.size(), 2);
-        desk->outputObject(OutputObject::fixed(envelope(u"77"_qs, {})));
-        QTRY_COMPARE(lines.constLast()[u"event"_qs].toString(), u"object"_qs);
+        desk->outputObject(OutputObject::fixed(envelope(u"77"_s, {})));
+        QTRY_COMPARE(lines.constLast()[u"event"_s].toString(), u"object"_s);
         // Its port is none of the computer's.
         QTcpServer other;
-        QVERIFY(other.listen(QHostAddress::AnyIPv4, quint16(lines[0][u"port"_qs].toInt())));
+        QVERIFY(other.listen(QHostAddress::AnyIPv4, quint16(lines[0][u"port"_s].toInt())));
         phone.stop();
         QTRY_VERIFY(desk->services().isEmpty());
         QVERIFY(!desk->isConnected());
@@ -440,7 +435,7 @@ private:
     QList<QJsonObject> linesOf(const QString &event) const {
         QList<QJsonObject> lines;
         for (const QJsonObject &line : _lines) {
-            if (line[u"event"_qs].toString() == event)
+            if (line[u"event"_s].toString() == event)
                 lines.append(line);
         }
         return lines;
@@ -453,7 +448,7 @@ private:
         };
         _phone->onQuit = [this] { _quit = true; };
         QVERIFY(_phone->start());
-        const auto port = quint16(_lines.constFirst()[u"port"_qs].toInt());
+        const auto port = quint16(_lines.constFirst()[u"port"_s].toInt());
         _desk = ZRKStreamHandler::initWithInputStreamOutputStream(connectingStreamPair(
             {{QHostAddress(QHostAddress::LocalHost), port}}, RunLoop::Seconds(10)));
         _desk->onReceiveObject = [this](ZRKStreamHandler &, const PropertyList &object) {
@@ -467,8 +462,8 @@ private:
         _lines.clear();
         _received.clear();
         Phone::Options options;
-        options.name = u"Anna"_qs;
-        options.dataFolder = _folder->filePath(u"data"_qs);
+        options.name = u"Anna"_s;
+        options.dataFolder = _folder->filePath(u"data"_s);
         start(options);
     }
 
@@ -484,12 +479,12 @@ private:
         const qsizetype before = _received.size();
         if (!QTest::qWaitFor([&] { return _received.size() > before; }))
             return {};
-        return _received.constLast().find(type)->find(u"items"_qs)->list();
+        return _received.constLast().find(type)->find(u"items"_s)->list();
     }
 
     QJsonObject nextLine(const QString &event) {
         const bool came =
-            QTest::qWaitFor([&] { return _lines.constLast()[u"event"_qs].toString() == event; });
+            QTest::qWaitFor([&] { return _lines.constLast()[u"event"_s].toString() == event; });
         return came ? _lines.constLast() : QJsonObject();
     }
 

@@ -8,38 +8,39 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 // A command as one readable line.
 QString shown(const PhoneCommand &command) {
     using Verb = PhoneCommand::Verb;
-    static const QHash<Verb, QString> names{{Verb::Nothing, u"nothing"_qs},
-                                            {Verb::Invalid, u"invalid: "_qs},
-                                            {Verb::Help, u"help"_qs},
-                                            {Verb::Quit, u"quit"_qs},
-                                            {Verb::Text, u"text:"_qs},
-                                            {Verb::Url, u"url:"_qs},
-                                            {Verb::Image, u"image:"_qs},
-                                            {Verb::PropertyList, u"plist:"_qs},
-                                            {Verb::History, u"history:"_qs},
-                                            {Verb::Show, u"show:"_qs},
-                                            {Verb::Copy, u"copy:"_qs},
-                                            {Verb::File, u"file:"_qs},
-                                            {Verb::Forget, u"forget:"_qs},
-                                            {Verb::Filters, u"filters:"_qs},
-                                            {Verb::Filter, u"filter:"_qs},
-                                            {Verb::Boards, u"boards"_qs},
-                                            {Verb::NewBoard, u"new board:"_qs},
-                                            {Verb::RenameBoard, u"rename board:"_qs},
-                                            {Verb::MoveBoard, u"move board:"_qs},
-                                            {Verb::RemoveBoard, u"remove board:"_qs},
-                                            {Verb::Restore, u"restore"_qs}};
+    static const QHash<Verb, QString> names{{Verb::Nothing, u"nothing"_s},
+                                            {Verb::Invalid, u"invalid: "_s},
+                                            {Verb::Help, u"help"_s},
+                                            {Verb::Quit, u"quit"_s},
+                                            {Verb::Text, u"text:"_s},
+                                            {Verb::Url, u"url:"_s},
+                                            {Verb::Image, u"image:"_s},
+                                            {Verb::PropertyList, u"plist:"_s},
+                                            {Verb::History, u"history:"_s},
+                                            {Verb::Show, u"show:"_s},
+                                            {Verb::Copy, u"copy:"_s},
+                                            {Verb::File, u"file:"_s},
+                                            {Verb::Forget, u"forget:"_s},
+                                            {Verb::Filters, u"filters:"_s},
+                                            {Verb::Filter, u"filter:"_s},
+                                            {Verb::Boards, u"boards"_s},
+                                            {Verb::NewBoard, u"new board:"_s},
+                                            {Verb::RenameBoard, u"rename board:"_s},
+                                            {Verb::MoveBoard, u"move board:"_s},
+                                            {Verb::RemoveBoard, u"remove board:"_s},
+                                            {Verb::Restore, u"restore"_s}};
     QStringList parts = command.texts;
     if (command.number != 0)
         parts.prepend(QString::number(command.number));
-    return (command.forOtherPhones ? u"relay "_qs : QString()) + names.value(command.verb) +
-           parts.join(u"||"_qs);
+    return (command.forOtherPhones ? u"relay "_s : QString()) + names.value(command.verb) +
+           parts.join(u"||"_s);
 }
 
 } // namespace

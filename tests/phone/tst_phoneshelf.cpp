@@ -13,22 +13,23 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 PropertyList::Dictionary dictionary(const QString &text, const QByteArray &image = {}) {
-    PropertyList::Dictionary item{{u"oid"_qs, u"chosen elsewhere"_qs}, {u"createdBy"_qs, 2}};
+    PropertyList::Dictionary item{{u"oid"_s, u"chosen elsewhere"_s}, {u"createdBy"_s, 2}};
     if (!text.isEmpty())
-        item.insert(u"string"_qs, text);
+        item.insert(u"string"_s, text);
     if (!image.isEmpty())
-        item.insert(u"imageData"_qs, image);
-    return {{u"creationDate"_qs, Date{0}}, {u"items"_qs, PropertyList::List{PropertyList(item)}}};
+        item.insert(u"imageData"_s, image);
+    return {{u"creationDate"_s, Date{0}}, {u"items"_s, PropertyList::List{PropertyList(item)}}};
 }
 
 // Of its first item.
 QByteArray imageOf(const PropertyList::Dictionary &clip) {
-    const PropertyList item = clip.value(u"items"_qs).list().constFirst();
-    const PropertyList *const image = item.find(u"imageData"_qs);
+    const PropertyList item = clip.value(u"items"_s).list().constFirst();
+    const PropertyList *const image = item.find(u"imageData"_s);
     return image ? image->data() : QByteArray("(none)");
 }
 
@@ -52,118 +53,115 @@ class PhoneShelfTest final : public kit::TestCase {
 
 private Q_SLOTS:
     void numbersClipsInTheOrderInWhichTheyCome() {
-        QCOMPARE(_shelf->keep(dictionary(u"one"_qs)), 1);
-        QCOMPARE(_shelf->keep(dictionary(u"two"_qs)), 2);
-        QCOMPARE(shown("history"), (QStringList{u"2 two"_qs, u"1 one"_qs, u"history 2"_qs}));
+        QCOMPARE(_shelf->keep(dictionary(u"one"_s)), 1);
+        QCOMPARE(_shelf->keep(dictionary(u"two"_s)), 2);
+        QCOMPARE(shown("history"), (QStringList{u"2 two"_s, u"1 one"_s, u"history 2"_s}));
     }
 
     void numbersStayWhenClipsComeAndGo() {
-        keepAll({u"one"_qs, u"two"_qs, u"three"_qs});
+        keepAll({u"one"_s, u"two"_s, u"three"_s});
         type("forget 2");
-        QCOMPARE(_shelf->keep(dictionary(u"four"_qs)), 4);
+        QCOMPARE(_shelf->keep(dictionary(u"four"_s)), 4);
         QCOMPARE(shown("history"),
-                 (QStringList{u"4 four"_qs, u"3 three"_qs, u"1 one"_qs, u"history 3"_qs}));
+                 (QStringList{u"4 four"_s, u"3 three"_s, u"1 one"_s, u"history 3"_s}));
     }
 
     void listsTheBeginningsOfLongTexts() {
-        _shelf->keep(dictionary(u"first line\nsecond  "_qs + QString(100, u'x')));
+        _shelf->keep(dictionary(u"first line\nsecond  "_s + QString(100, u'x')));
         type("history");
-        QCOMPARE(_lines.constFirst()[u"text"_qs].toString(),
-                 u"first line second "_qs + QString(62, u'x') + u"…"_qs);
+        QCOMPARE(_lines.constFirst()[u"text"_s].toString(),
+                 u"first line second "_s + QString(62, u'x') + u"…"_s);
         // Not half a character.
-        _shelf->keep(dictionary(QString(79, u'x') + u"😀 and more"_qs));
+        _shelf->keep(dictionary(QString(79, u'x') + u"😀 and more"_s));
         type("history");
-        QCOMPARE(_lines.constFirst()[u"text"_qs].toString(), QString(79, u'x') + u"…"_qs);
+        QCOMPARE(_lines.constFirst()[u"text"_s].toString(), QString(79, u'x') + u"…"_s);
         _shelf->keep(dictionary(QString(80, u'x')));
         type("history");
-        QCOMPARE(_lines.constFirst()[u"text"_qs].toString(), QString(80, u'x'));
+        QCOMPARE(_lines.constFirst()[u"text"_s].toString(), QString(80, u'x'));
     }
 
     void listsWhatKindOfClipItIs() {
         PropertyList::Dictionary clip = dictionary({}, "\x89PNG");
-        clip.insert(u"title"_qs, u"A title"_qs);
-        clip.insert(u"items"_qs, PropertyList::List{clip.value(u"items"_qs).list().constFirst(),
-                                                    PropertyList(PropertyList::Dictionary{
-                                                        {u"url"_qs, u"https://example.org/"_qs}})});
+        clip.insert(u"title"_s, u"A title"_s);
+        clip.insert(u"items"_s, PropertyList::List{clip.value(u"items"_s).list().constFirst(),
+                                                   PropertyList(PropertyList::Dictionary{
+                                                       {u"url"_s, u"https://example.org/"_s}})});
         _shelf->keep(clip);
         type("history");
-        const QJsonObject expected{{u"event"_qs, u"entry"_qs},
-                                   {u"number"_qs, 1},
-                                   {u"board"_qs, u"Clipboard"_qs},
-                                   {u"items"_qs, 2},
-                                   {u"title"_qs, u"A title"_qs},
-                                   {u"image"_qs, true},
-                                   {u"url"_qs, u"https://example.org/"_qs},
-                                   {u"date"_qs, u"2001-01-01T00:00:00Z"_qs}};
+        const QJsonObject expected{{u"event"_s, u"entry"_s},
+                                   {u"number"_s, 1},
+                                   {u"board"_s, u"Clipboard"_s},
+                                   {u"items"_s, 2},
+                                   {u"title"_s, u"A title"_s},
+                                   {u"image"_s, true},
+                                   {u"url"_s, u"https://example.org/"_s},
+                                   {u"date"_s, u"2001-01-01T00:00:00Z"_s}};
         QCOMPARE(_lines.constFirst(), expected);
     }
 
     void survivesARestart() {
-        keepAll({u"one"_qs, u"two"_qs});
+        keepAll({u"one"_s, u"two"_s});
         _shelf->keep(dictionary({}, "image"));
         type("board new Work");
         type("file 1 Work");
         restart();
-        QCOMPARE(shown("history"),
-                 (QStringList{u"3 -"_qs, u"2 two"_qs, u"1 one"_qs, u"history 3"_qs}));
-        QCOMPARE(shown("history Work"), (QStringList{u"4 one"_qs, u"history 1"_qs}));
+        QCOMPARE(shown("history"), (QStringList{u"3 -"_s, u"2 two"_s, u"1 one"_s, u"history 3"_s}));
+        QCOMPARE(shown("history Work"), (QStringList{u"4 one"_s, u"history 1"_s}));
         type("show 3");
-        QCOMPARE(
-            _lines.constLast()[u"clip"_qs][u"items"_qs][0][u"imageData"_qs][u"bytes"_qs].toInt(),
-            5);
+        QCOMPARE(_lines.constLast()[u"clip"_s][u"items"_s][0][u"imageData"_s][u"bytes"_s].toInt(),
+                 5);
     }
 
     // As when the machine loses its power a moment after a beat of the store.
     void savesByItself() {
-        keepAll({u"one"_qs});
+        keepAll({u"one"_s});
         _runLoop.advance(5);
-        QVERIFY(QFile::exists(path(u"Main.clipboardItems"_qs)));
+        QVERIFY(QFile::exists(path(u"Main.clipboardItems"_s)));
     }
 
     void letsImagesGoAfterAWhile() {
         _shelf->keep(dictionary({}, "image"));
         _runLoop.advance(10);
-        const QStringList files = QDir(path({})).entryList({u"*.imageData"_qs});
+        const QStringList files = QDir(path({})).entryList({u"*.imageData"_s});
         QCOMPARE(files.size(), 1);
         QVERIFY(QFile::remove(path(files[0])));
         type("show 1");
-        QVERIFY(
-            !_lines.constLast()[u"clip"_qs][u"items"_qs][0].toObject().contains(u"imageData"_qs));
+        QVERIFY(!_lines.constLast()[u"clip"_s][u"items"_s][0].toObject().contains(u"imageData"_s));
     }
 
     void showsAClipInFull() {
         _shelf->keep(dictionary(QString(200, u'x')));
         type("show 1");
-        QCOMPARE(_lines.constLast()[u"event"_qs].toString(), u"shown"_qs);
-        QCOMPARE(_lines.constLast()[u"board"_qs].toString(), u"Clipboard"_qs);
-        QCOMPARE(_lines.constLast()[u"clip"_qs][u"items"_qs][0][u"string"_qs].toString(),
+        QCOMPARE(_lines.constLast()[u"event"_s].toString(), u"shown"_s);
+        QCOMPARE(_lines.constLast()[u"board"_s].toString(), u"Clipboard"_s);
+        QCOMPARE(_lines.constLast()[u"clip"_s][u"items"_s][0][u"string"_s].toString(),
                  QString(200, u'x'));
     }
 
     void copiesToTheDesk() {
-        _shelf->keep(dictionary(u"one"_qs, "image"));
+        _shelf->keep(dictionary(u"one"_s, "image"));
         restart();
         type("copy 1");
         QCOMPARE(_sent.size(), 1);
-        const PropertyList item = _sent.constFirst().value(u"items"_qs).list().constFirst();
-        QCOMPARE(item.find(u"string"_qs)->string(), u"one"_qs);
-        QCOMPARE(item.find(u"imageData"_qs)->data(), QByteArray("image"));
-        QCOMPARE(_lines.constLast(), (QJsonObject{{u"event"_qs, u"copied"_qs}, {u"number"_qs, 1}}));
+        const PropertyList item = _sent.constFirst().value(u"items"_s).list().constFirst();
+        QCOMPARE(item.find(u"string"_s)->string(), u"one"_s);
+        QCOMPARE(item.find(u"imageData"_s)->data(), QByteArray("image"));
+        QCOMPARE(_lines.constLast(), (QJsonObject{{u"event"_s, u"copied"_s}, {u"number"_s, 1}}));
     }
 
     void saysNothingOfACopyThatWasNotSent() {
-        keepAll({u"one"_qs});
+        keepAll({u"one"_s});
         _isConnected = false;
         type("copy 1");
         QVERIFY(_lines.isEmpty());
     }
 
     void aClipWithoutADateIsDatedNow() {
-        PropertyList::Dictionary clip = dictionary(u"one"_qs);
-        clip.remove(u"creationDate"_qs);
+        PropertyList::Dictionary clip = dictionary(u"one"_s);
+        clip.remove(u"creationDate"_s);
         _shelf->keep(clip);
         type("copy 1");
-        QCOMPARE(_sent.constFirst().value(u"creationDate"_qs).date(), _runLoop.wallClock());
+        QCOMPARE(_sent.constFirst().value(u"creationDate"_s).date(), _runLoop.wallClock());
     }
 
     // The sender chose the same id for both.
@@ -177,10 +175,10 @@ private Q_SLOTS:
     }
 
     void aMalformedClipIsRefused() {
-        PropertyList::Dictionary clip = dictionary(u"one"_qs);
-        clip.insert(u"items"_qs, u"no list"_qs);
+        PropertyList::Dictionary clip = dictionary(u"one"_s);
+        clip.insert(u"items"_s, u"no list"_s);
         QVERIFY_THROWS_EXCEPTION(PlatformException, (void)_shelf->keep(clip));
-        QCOMPARE(shown("history"), QStringList{u"history 0"_qs});
+        QCOMPARE(shown("history"), QStringList{u"history 0"_s});
     }
 
     void theHistoryForgetsTheOldest() {
@@ -188,95 +186,95 @@ private Q_SLOTS:
             _shelf->keep(dictionary(QString::number(number)));
         const QStringList lines = shown("history");
         QCOMPARE(lines.size(), 201);
-        QCOMPARE(lines[199], u"2 2"_qs);
-        QCOMPARE(error("show 1"), u"there is no clip 1; “history” lists them"_qs);
+        QCOMPARE(lines[199], u"2 2"_s);
+        QCOMPARE(error("show 1"), u"there is no clip 1; “history” lists them"_s);
     }
 
     void boards() {
-        keepAll({u"one"_qs});
+        keepAll({u"one"_s});
         type("board new Work");
         type("board new \"At home\"");
         type("file 1 \"At home\"");
-        QCOMPARE(_lines.constLast(), (QJsonObject{{u"event"_qs, u"filed"_qs},
-                                                  {u"number"_qs, 2},
-                                                  {u"of"_qs, 1},
-                                                  {u"board"_qs, u"At home"_qs}}));
+        QCOMPARE(_lines.constLast(), (QJsonObject{{u"event"_s, u"filed"_s},
+                                                  {u"number"_s, 2},
+                                                  {u"of"_s, 1},
+                                                  {u"board"_s, u"At home"_s}}));
         type("board rename Work Office");
         type("board move Office 2");
-        QCOMPARE(_lines.constLast()[u"position"_qs].toInt(), 2);
+        QCOMPARE(_lines.constLast()[u"position"_s].toInt(), 2);
         restart();
         QCOMPARE(boardNames(),
-                 (QStringList{u"0 Clipboard 1"_qs, u"1 At home 1"_qs, u"2 Office 0"_qs}));
+                 (QStringList{u"0 Clipboard 1"_s, u"1 At home 1"_s, u"2 Office 0"_s}));
         type("board remove \"At home\"");
-        QCOMPARE(_lines.constLast()[u"clips"_qs].toInt(), 1);
+        QCOMPARE(_lines.constLast()[u"clips"_s].toInt(), 1);
         restart();
-        QCOMPARE(boardNames(), (QStringList{u"0 Clipboard 1"_qs, u"1 Office 0"_qs}));
+        QCOMPARE(boardNames(), (QStringList{u"0 Clipboard 1"_s, u"1 Office 0"_s}));
     }
 
     void aFiledClipOutlivesTheOneInTheHistory() {
-        _shelf->keep(dictionary(u"one"_qs, "image"));
+        _shelf->keep(dictionary(u"one"_s, "image"));
         type("board new Work");
         type("file 1 Work");
         type("forget 1");
         restart();
-        QCOMPARE(shown("history Work"), (QStringList{u"1 one"_qs, u"history 1"_qs}));
+        QCOMPARE(shown("history Work"), (QStringList{u"1 one"_s, u"history 1"_s}));
         type("copy 1");
         QCOMPARE(imageOf(_sent.constFirst()), QByteArray("image"));
-        QCOMPARE(_sent.constFirst().value(u"creationDate"_qs).date(), Date{0});
+        QCOMPARE(_sent.constFirst().value(u"creationDate"_s).date(), Date{0});
     }
 
     void clipsOfARemovedBoardAreNotFoundAnyMore() {
-        keepAll({u"one"_qs});
+        keepAll({u"one"_s});
         type("board new Work");
         type("file 1 Work");
         type("board remove Work");
-        QCOMPARE(error("copy 2"), u"there is no clip 2; “history” lists them"_qs);
-        QCOMPARE(shown("history"), (QStringList{u"1 one"_qs, u"history 1"_qs}));
+        QCOMPARE(error("copy 2"), u"there is no clip 2; “history” lists them"_s);
+        QCOMPARE(shown("history"), (QStringList{u"1 one"_s, u"history 1"_s}));
     }
 
     void listsTheFiltersThatApply() {
-        _shelf->keep(dictionary(u"one"_qs));
+        _shelf->keep(dictionary(u"one"_s));
         _shelf->keep(dictionary({}, "image"));
         type("filters 1");
         QCOMPARE(_lines.size(), 11);
-        QCOMPARE(_lines.constFirst()[u"title"_qs].toString(), u"Convert to Lowercase"_qs);
-        QCOMPARE(_lines[5][u"title"_qs].toString(), u"Find and Replace"_qs);
-        QCOMPARE(_lines[5][u"options"_qs].toArray(),
-                 (QJsonArray{QJsonObject{{u"name"_qs, u"find"_qs}, {u"placeholder"_qs, u"Find"_qs}},
-                             QJsonObject{{u"name"_qs, u"replace"_qs},
-                                         {u"placeholder"_qs, u"Replace"_qs}}}));
-        QCOMPARE(_lines.constLast()[u"filters"_qs].toInt(), 10);
+        QCOMPARE(_lines.constFirst()[u"title"_s].toString(), u"Convert to Lowercase"_s);
+        QCOMPARE(_lines[5][u"title"_s].toString(), u"Find and Replace"_s);
+        QCOMPARE(
+            _lines[5][u"options"_s].toArray(),
+            (QJsonArray{QJsonObject{{u"name"_s, u"find"_s}, {u"placeholder"_s, u"Find"_s}},
+                        QJsonObject{{u"name"_s, u"replace"_s}, {u"placeholder"_s, u"Replace"_s}}}));
+        QCOMPARE(_lines.constLast()[u"filters"_s].toInt(), 10);
         type("filters 2");
         QCOMPARE(_lines.size(), 1);
-        QCOMPARE(_lines.constLast()[u"filters"_qs].toInt(), 0);
+        QCOMPARE(_lines.constLast()[u"filters"_s].toInt(), 0);
     }
 
     void filtersIntoANewClip() {
-        _shelf->keep(dictionary(u"a\nb"_qs));
+        _shelf->keep(dictionary(u"a\nb"_s));
         type("filter 1 \"quote lines\" start=\"> \"");
-        QCOMPARE(_lines.constLast()[u"event"_qs].toString(), u"filtered"_qs);
-        QCOMPARE(_lines.constLast()[u"number"_qs].toInt(), 2);
-        QCOMPARE(_lines.constLast()[u"filter"_qs].toString(), u"Quote Lines"_qs);
+        QCOMPARE(_lines.constLast()[u"event"_s].toString(), u"filtered"_s);
+        QCOMPARE(_lines.constLast()[u"number"_s].toInt(), 2);
+        QCOMPARE(_lines.constLast()[u"filter"_s].toString(), u"Quote Lines"_s);
         type("copy 2");
-        const PropertyList item = _sent.constFirst().value(u"items"_qs).list().constFirst();
-        QCOMPARE(item.find(u"string"_qs)->string(), u"> a\n> b"_qs);
-        QCOMPARE(item.find(u"createdBy"_qs)->integerValue(), 1);
+        const PropertyList item = _sent.constFirst().value(u"items"_s).list().constFirst();
+        QCOMPARE(item.find(u"string"_s)->string(), u"> a\n> b"_s);
+        QCOMPARE(item.find(u"createdBy"_s)->integerValue(), 1);
         // The source stays, and values do not stay for the next time.
         type("filter 1 \"Quote Lines\"");
         QCOMPARE(shown("history"),
-                 (QStringList{u"3 a b"_qs, u"2 > a > b"_qs, u"1 a b"_qs, u"history 3"_qs}));
+                 (QStringList{u"3 a b"_s, u"2 > a > b"_s, u"1 a b"_s, u"history 3"_s}));
     }
 
     void filtersEveryItem() {
-        PropertyList::Dictionary clip = dictionary(u"One"_qs);
-        const PropertyList item = clip.value(u"items"_qs).list().constFirst();
-        clip.insert(u"items"_qs, PropertyList::List{item, item});
+        PropertyList::Dictionary clip = dictionary(u"One"_s);
+        const PropertyList item = clip.value(u"items"_s).list().constFirst();
+        clip.insert(u"items"_s, PropertyList::List{item, item});
         _shelf->keep(clip);
         type("filter 1 \"Convert to Uppercase\"");
         type("copy 2");
-        const auto items = _sent.constFirst().value(u"items"_qs).list();
+        const auto items = _sent.constFirst().value(u"items"_s).list();
         QCOMPARE(items.size(), 2);
-        QCOMPARE(items[1].find(u"string"_qs)->string(), u"ONE"_qs);
+        QCOMPARE(items[1].find(u"string"_s)->string(), u"ONE"_s);
     }
 
     void badUseChangesNothing_data() {
@@ -285,57 +283,56 @@ private Q_SLOTS:
         const auto row = [](const char *line, const QString &text) {
             QTest::newRow(line) << QByteArray(line) << text;
         };
-        row("show 7", u"there is no clip 7; “history” lists them"_qs);
-        row("copy 7", u"there is no clip 7; “history” lists them"_qs);
-        row("forget 7", u"there is no clip 7; “history” lists them"_qs);
-        row("filters 7", u"there is no clip 7; “history” lists them"_qs);
-        row("filter 7 \"Quote Lines\"", u"there is no clip 7; “history” lists them"_qs);
+        row("show 7", u"there is no clip 7; “history” lists them"_s);
+        row("copy 7", u"there is no clip 7; “history” lists them"_s);
+        row("forget 7", u"there is no clip 7; “history” lists them"_s);
+        row("filters 7", u"there is no clip 7; “history” lists them"_s);
+        row("filter 7 \"Quote Lines\"", u"there is no clip 7; “history” lists them"_s);
         row("filter 1 Rot13",
-            u"no filter “Rot13” applies to clip 1; “filters 1” lists those that do"_qs);
+            u"no filter “Rot13” applies to clip 1; “filters 1” lists those that do"_s);
         row("filter 2 \"Quote Lines\"",
-            u"no filter “Quote Lines” applies to clip 2; “filters 2” lists those that do"_qs);
-        row("filter 1 \"Quote Lines\" start=a middle=b",
-            u"“Quote Lines” has no option “middle”"_qs);
-        row("filter 1 \"Quote Lines\" start", u"“start”: expected NAME=VALUE"_qs);
-        row("file 7 Work", u"there is no clip 7; “history” lists them"_qs);
-        row("file 1 Play", u"there is no board “Play”; “boards” lists them"_qs);
-        row("history Play", u"there is no board “Play”; “boards” lists them"_qs);
-        row("board new Work", u"there is a board “Work” already"_qs);
-        row("board new Clipboard", u"there is a board “Clipboard” already"_qs);
-        row("board new \" \"", u"a board needs a name"_qs);
-        row("board rename Play X", u"there is no board “Play”; “boards” lists them"_qs);
-        row("board rename Work Clipboard", u"there is a board “Clipboard” already"_qs);
-        row("board rename Clipboard X", u"“Clipboard” is the history and stays as it is"_qs);
-        row("board move Work 2", u"positions go from 1 to 1"_qs);
-        row("board move Play 1", u"there is no board “Play”; “boards” lists them"_qs);
-        row("board remove Play", u"there is no board “Play”; “boards” lists them"_qs);
-        row("board remove Clipboard", u"“Clipboard” is the history and stays as it is"_qs);
+            u"no filter “Quote Lines” applies to clip 2; “filters 2” lists those that do"_s);
+        row("filter 1 \"Quote Lines\" start=a middle=b", u"“Quote Lines” has no option “middle”"_s);
+        row("filter 1 \"Quote Lines\" start", u"“start”: expected NAME=VALUE"_s);
+        row("file 7 Work", u"there is no clip 7; “history” lists them"_s);
+        row("file 1 Play", u"there is no board “Play”; “boards” lists them"_s);
+        row("history Play", u"there is no board “Play”; “boards” lists them"_s);
+        row("board new Work", u"there is a board “Work” already"_s);
+        row("board new Clipboard", u"there is a board “Clipboard” already"_s);
+        row("board new \" \"", u"a board needs a name"_s);
+        row("board rename Play X", u"there is no board “Play”; “boards” lists them"_s);
+        row("board rename Work Clipboard", u"there is a board “Clipboard” already"_s);
+        row("board rename Clipboard X", u"“Clipboard” is the history and stays as it is"_s);
+        row("board move Work 2", u"positions go from 1 to 1"_s);
+        row("board move Play 1", u"there is no board “Play”; “boards” lists them"_s);
+        row("board remove Play", u"there is no board “Play”; “boards” lists them"_s);
+        row("board remove Clipboard", u"“Clipboard” is the history and stays as it is"_s);
     }
     void badUseChangesNothing() {
         QFETCH(QByteArray, line);
         QFETCH(QString, text);
-        keepAll({u"one"_qs});
+        keepAll({u"one"_s});
         _shelf->keep(dictionary({}, "image"));
         type("board new Work");
         QCOMPARE(error(line), text);
         QVERIFY(_lines.isEmpty());
         QVERIFY(_sent.isEmpty());
-        QCOMPARE(shown("history"), (QStringList{u"2 -"_qs, u"1 one"_qs, u"history 2"_qs}));
-        QCOMPARE(boardNames(), (QStringList{u"0 Clipboard 2"_qs, u"1 Work 0"_qs}));
+        QCOMPARE(shown("history"), (QStringList{u"2 -"_s, u"1 one"_s, u"history 2"_s}));
+        QCOMPARE(boardNames(), (QStringList{u"0 Clipboard 2"_s, u"1 Work 0"_s}));
     }
 
     void oneProcessAtATime() {
         PhoneShelf second(path());
-        QCOMPARE(second.open().error().reason, path() + u": in use by another clipmule-phone"_qs);
+        QCOMPARE(second.open().error().reason, path() + u": in use by another clipmule-phone"_s);
     }
 
     void aFolderOfAnOlderVersionIsOpened() {
-        keepAll({u"one"_qs});
+        keepAll({u"one"_s});
         _shelf.reset();
-        QVERIFY(QFile::remove(path() + u"/clipmule-phone.version"_qs));
+        QVERIFY(QFile::remove(path() + u"/clipmule-phone.version"_s));
         start();
-        QCOMPARE(shown("history"), (QStringList{u"1 one"_qs, u"history 1"_qs}));
-        QFile version(path() + u"/clipmule-phone.version"_qs);
+        QCOMPARE(shown("history"), (QStringList{u"1 one"_s, u"history 1"_s}));
+        QFile version(path() + u"/clipmule-phone.version"_s);
         QVERIFY(version.open(QIODevice::ReadOnly));
         QCOMPARE(version.readAll(), QByteArray("1\n"));
     }
@@ -348,9 +345,9 @@ private Q_SLOTS:
     }
     void aFolderOfAnotherVersionIsLeftAlone() {
         QFETCH(QByteArray, bytes);
-        keepAll({u"one"_qs});
+        keepAll({u"one"_s});
         _shelf.reset();
-        const QString name = path() + u"/clipmule-phone.version"_qs;
+        const QString name = path() + u"/clipmule-phone.version"_s;
         QFile version(name);
         QVERIFY(version.open(QIODevice::WriteOnly));
         QCOMPARE(version.write(bytes), bytes.size());
@@ -358,7 +355,7 @@ private Q_SLOTS:
         {
             PhoneShelf shelf(path());
             QCOMPARE(shelf.open().error().reason,
-                     name + u": of another version of clipmule-phone, or damaged"_qs);
+                     name + u": of another version of clipmule-phone, or damaged"_s);
         }
         QVERIFY(version.open(QIODevice::ReadOnly));
         QCOMPARE(version.readAll(), bytes);
@@ -366,14 +363,14 @@ private Q_SLOTS:
         // Nothing else was touched.
         QVERIFY(QFile::remove(name));
         start();
-        QCOMPARE(shown("history"), (QStringList{u"1 one"_qs, u"history 1"_qs}));
+        QCOMPARE(shown("history"), (QStringList{u"1 one"_s, u"history 1"_s}));
     }
 
     void aFolderThatCannotBeMadeIsRefused() {
-        QFile file(_folder->filePath(u"file"_qs));
+        QFile file(_folder->filePath(u"file"_s));
         QVERIFY(file.open(QIODevice::WriteOnly));
         PhoneShelf shelf(file.fileName());
-        QCOMPARE(shelf.open().error().reason, file.fileName() + u": the folder cannot be made"_qs);
+        QCOMPARE(shelf.open().error().reason, file.fileName() + u": the folder cannot be made"_s);
     }
 
     void aNewFolderIsTheUsersAlone() {
@@ -382,67 +379,66 @@ private Q_SLOTS:
     }
 
     void saysWhenItCannotSave() {
-        keepAll({u"one"_qs});
+        keepAll({u"one"_s});
         // A folder stands where the file should be.
-        QVERIFY(QDir().mkpath(path(u"Main.clipboard"_qs)));
+        QVERIFY(QDir().mkpath(path(u"Main.clipboard"_s)));
         _shelf->save();
         _shelf->save();
         QCOMPARE(_errors.size(), 1);
-        QVERIFY2(_errors[0].startsWith(path() + u": what changed could not be saved"_qs),
+        QVERIFY2(_errors[0].startsWith(path() + u": what changed could not be saved"_s),
                  qPrintable(_errors[0]));
-        QVERIFY(QDir().rmdir(path(u"Main.clipboard"_qs)));
+        QVERIFY(QDir().rmdir(path(u"Main.clipboard"_s)));
         _lines.clear();
         _shelf->save();
         _shelf->save();
-        QCOMPARE(_lines, (QList<QJsonObject>{QJsonObject{{u"event"_qs, u"saved"_qs}}}));
+        QCOMPARE(_lines, (QList<QJsonObject>{QJsonObject{{u"event"_s, u"saved"_s}}}));
     }
 
     void saysWhatIsLostAtTheEnd() {
-        keepAll({u"one"_qs});
-        QVERIFY(QDir().mkpath(path(u"Main.clipboard"_qs)));
+        keepAll({u"one"_s});
+        QVERIFY(QDir().mkpath(path(u"Main.clipboard"_s)));
         _shelf.reset();
         QCOMPARE(_errors.size(), 2);
-        QVERIFY(_errors[1].endsWith(u"is lost"_qs));
+        QVERIFY(_errors[1].endsWith(u"is lost"_s));
     }
 
     void putsBackWhatWasSetAside() {
-        keepAll({u"one"_qs, u"two"_qs});
+        keepAll({u"one"_s, u"two"_s});
         _shelf.reset();
-        const QString items = path(u"Main.clipboardItems"_qs);
-        QVERIFY(QFile::rename(items, items + u".unreadable"_qs));
-        const QString garbage = path(u"Custom.clipboards.unreadable"_qs);
+        const QString items = path(u"Main.clipboardItems"_s);
+        QVERIFY(QFile::rename(items, items + u".unreadable"_s));
+        const QString garbage = path(u"Custom.clipboards.unreadable"_s);
         QVERIFY(QFile(garbage).open(QIODevice::WriteOnly));
         start();
         QVERIFY(_lines.isEmpty());
         _shelf->recover();
         QCOMPARE(_lines.size(), 2);
-        QCOMPARE(_lines[0][u"event"_qs].toString(), u"set aside"_qs);
-        QCOMPARE(_lines[0][u"file"_qs].toString(), u"Custom.clipboards.unreadable"_qs);
-        QVERIFY(!_lines[0][u"reason"_qs].toString().isEmpty());
-        QCOMPARE(_lines[1], (QJsonObject{{u"event"_qs, u"restored"_qs},
-                                         {u"file"_qs, u"Main.clipboardItems.unreadable"_qs},
-                                         {u"clips"_qs, 2},
-                                         {u"boards"_qs, 0}}));
+        QCOMPARE(_lines[0][u"event"_s].toString(), u"set aside"_s);
+        QCOMPARE(_lines[0][u"file"_s].toString(), u"Custom.clipboards.unreadable"_s);
+        QVERIFY(!_lines[0][u"reason"_s].toString().isEmpty());
+        QCOMPARE(_lines[1], (QJsonObject{{u"event"_s, u"restored"_s},
+                                         {u"file"_s, u"Main.clipboardItems.unreadable"_s},
+                                         {u"clips"_s, 2},
+                                         {u"boards"_s, 0}}));
         QCOMPARE(shown("history").size(), 3);
         // By hand, when the file can be read.
         type("restore");
-        QCOMPARE(
-            _lines.constLast(),
-            (QJsonObject{{u"event"_qs, u"restore"_qs}, {u"files"_qs, 1}, {u"restored"_qs, 0}}));
+        QCOMPARE(_lines.constLast(),
+                 (QJsonObject{{u"event"_s, u"restore"_s}, {u"files"_s, 1}, {u"restored"_s, 0}}));
         QVERIFY(QFile::remove(garbage));
         type("board new Work");
         _shelf->save();
-        QVERIFY(QFile::copy(path(u"Custom.clipboards"_qs), garbage));
+        QVERIFY(QFile::copy(path(u"Custom.clipboards"_s), garbage));
         type("board remove Work");
         type("restore");
-        QCOMPARE(_lines.constLast()[u"restored"_qs].toInt(), 1);
-        QCOMPARE(boardNames(), (QStringList{u"0 Clipboard 2"_qs, u"1 Work 0"_qs}));
+        QCOMPARE(_lines.constLast()[u"restored"_s].toInt(), 1);
+        QCOMPARE(boardNames(), (QStringList{u"0 Clipboard 2"_s, u"1 Work 0"_s}));
     }
 
     void sweepsTheFolder() {
         type("board new Work");
         _shelf->save();
-        const QString orphan = path(u"01234567-89AB-4DEF-8123-456789ABCDEF.imageData"_qs);
+        const QString orphan = path(u"01234567-89AB-4DEF-8123-456789ABCDEF.imageData"_s);
         QVERIFY(QFile(orphan).open(QIODevice::WriteOnly));
         _shelf->recover();
         QVERIFY(!QFile::exists(orphan));
@@ -458,8 +454,8 @@ private Q_SLOTS:
         _lines.clear();
         keepText(QString(50'000, u'x'));
         QCOMPARE(_lines.size(), 1);
-        QCOMPARE(_lines[0][u"event"_qs].toString(), u"dropped"_qs);
-        const int dropped = _lines[0][u"clips"_qs].toInt();
+        QCOMPARE(_lines[0][u"event"_s].toString(), u"dropped"_s);
+        const int dropped = _lines[0][u"clips"_s].toInt();
         QVERIFY(dropped > 0 && dropped < 20);
         QCOMPARE(shown("history").size(), 22 - dropped);
         _shelf->save();
@@ -480,13 +476,13 @@ private Q_SLOTS:
         type("file 1 Work");
         QCOMPARE(_shelf->keep(dictionary(QString(60'000, u'y'))), 3);
         QCOMPARE(error("file 3 Work"), u"“Work” is full: with this clip it would take more than "
-                                       u"100000 bytes on disk"_qs);
+                                       u"100000 bytes on disk"_s);
         QCOMPARE(shown("history Work").size(), 2);
     }
 
 private:
     QString path(const QString &name = {}) const {
-        const QString data = _folder->filePath(u"data"_qs);
+        const QString data = _folder->filePath(u"data"_s);
         return name.isEmpty() ? data : data + u'/' + name;
     }
 
@@ -508,7 +504,7 @@ private:
     }
     int lastNumber() {
         type("history");
-        return _lines.constFirst()[u"number"_qs].toInt();
+        return _lines.constFirst()[u"number"_s].toInt();
     }
     void restart() {
         _shelf.reset();
@@ -535,12 +531,12 @@ private:
         type(command);
         QStringList lines;
         for (const QJsonObject &line : std::as_const(_lines)) {
-            if (line[u"event"_qs] == u"entry"_qs)
-                lines.append(u"%1 %2"_qs.arg(line[u"number"_qs].toInt())
-                                 .arg(line[u"text"_qs].toString(u"-"_qs)));
+            if (line[u"event"_s] == u"entry"_s)
+                lines.append(u"%1 %2"_s.arg(line[u"number"_s].toInt())
+                                 .arg(line[u"text"_s].toString(u"-"_s)));
             else
                 lines.append(
-                    u"%1 %2"_qs.arg(line[u"event"_qs].toString()).arg(line[u"clips"_qs].toInt()));
+                    u"%1 %2"_s.arg(line[u"event"_s].toString()).arg(line[u"clips"_s].toInt()));
         }
         return lines;
     }
@@ -549,10 +545,10 @@ private:
         type("boards");
         QStringList lines;
         for (const QJsonObject &line : std::as_const(_lines)) {
-            if (line[u"event"_qs] == u"board"_qs)
-                lines.append(u"%1 %2 %3"_qs.arg(line[u"position"_qs].toInt())
-                                 .arg(line[u"name"_qs].toString())
-                                 .arg(line[u"clips"_qs].toInt()));
+            if (line[u"event"_s] == u"board"_s)
+                lines.append(u"%1 %2 %3"_s.arg(line[u"position"_s].toInt())
+                                 .arg(line[u"name"_s].toString())
+                                 .arg(line[u"clips"_s].toInt()));
         }
         return lines;
     }

@@ -16,6 +16,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 // What a command tells the program that serves the page, which keeps the keys and names of
 // browsers.
@@ -27,9 +28,9 @@ class BrowserCommandsTest final : public kit::TestCase {
         _notifications.emplace();
         _dnssd.emplace();
         _told.clear();
-        _database->setValue(
+        QVERIFY(_database->setValue(
             sharedDomain, serverServices,
-            PropertyList::List{phone(u"local/Mum"_qs, u"Mum"_qs), phone(u"Anna"_qs, u"Anna"_qs)});
+            PropertyList::List{phone(u"local/Mum"_s, u"Mum"_s), phone(u"Anna"_s, u"Anna"_s)}));
     }
     void end() override { _commands.reset(); }
 
@@ -37,24 +38,24 @@ private Q_SLOTS:
     void whatIsTold_data() {
         QTest::addColumn<QStringList>("words");
         QTest::addColumn<QStringList>("told");
-        QTest::newRow("unpaired") << QStringList{u"unpair"_qs, u"local/Mum"_qs}
-                                  << QStringList{u"unpaired local/Mum"_qs};
-        QTest::newRow("renamed") << QStringList{u"rename"_qs, u"local/Mum"_qs, u"Dad"_qs}
-                                 << QStringList{u"local/Mum is Dad"_qs};
+        QTest::newRow("unpaired") << QStringList{u"unpair"_s, u"local/Mum"_s}
+                                  << QStringList{u"unpaired local/Mum"_s};
+        QTest::newRow("renamed") << QStringList{u"rename"_s, u"local/Mum"_s, u"Dad"_s}
+                                 << QStringList{u"local/Mum is Dad"_s};
         QTest::newRow("paired anew by a name")
-            << QStringList{u"pair"_qs, u"local/Mum"_qs, u"--name"_qs, u"Dad"_qs}
-            << QStringList{u"local/Mum is Dad"_qs};
-        QTest::newRow("without a look") << QStringList{u"pair"_qs, u"local/Mum"_qs, u"--name"_qs,
-                                                       u"Dad"_qs,  u"--wait"_qs,    u"0"_qs}
-                                        << QStringList{u"local/Mum is Dad"_qs};
+            << QStringList{u"pair"_s, u"local/Mum"_s, u"--name"_s, u"Dad"_s}
+            << QStringList{u"local/Mum is Dad"_s};
+        QTest::newRow("without a look")
+            << QStringList{u"pair"_s, u"local/Mum"_s, u"--name"_s, u"Dad"_s, u"--wait"_s, u"0"_s}
+            << QStringList{u"local/Mum is Dad"_s};
         QTest::newRow("paired by no name")
-            << QStringList{u"pair"_qs, u"local/Mum"_qs} << QStringList();
+            << QStringList{u"pair"_s, u"local/Mum"_s} << QStringList();
         // A phone of the network is none of its business.
         QTest::newRow("unpaired on the network")
-            << QStringList{u"unpair"_qs, u"Anna"_qs} << QStringList();
+            << QStringList{u"unpair"_s, u"Anna"_s} << QStringList();
         QTest::newRow("renamed on the network")
-            << QStringList{u"rename"_qs, u"Anna"_qs, u"Ann"_qs} << QStringList();
-        QTest::newRow("nobody") << QStringList{u"unpair"_qs, u"local/Dad"_qs} << QStringList();
+            << QStringList{u"rename"_s, u"Anna"_s, u"Ann"_s} << QStringList();
+        QTest::newRow("nobody") << QStringList{u"unpair"_s, u"local/Dad"_s} << QStringList();
     }
     void whatIsTold() {
         QFETCH(QStringList, words);
@@ -68,7 +69,7 @@ private Q_SLOTS:
         ZRKUserDefaults::Environment environment;
         environment.database = &full;
         environment.distributedNotifications = &*_notifications;
-        run({u"pair"_qs, u"local/Mum"_qs, u"--name"_qs, u"Dad"_qs}, environment);
+        run({u"pair"_s, u"local/Mum"_s, u"--name"_s, u"Dad"_s}, environment);
         QCOMPARE(_status, 1);
         QCOMPARE(_told, QStringList());
     }

@@ -9,6 +9,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -119,7 +120,7 @@ private Q_SLOTS:
             },
             "does not answer");
         row(
-            "older agent", [](Doctor::Facts &facts) { facts.status->version = u"1.2.2"_qs; },
+            "older agent", [](Doctor::Facts &facts) { facts.status->version = u"1.2.2"_s; },
             "Version 1.2.2 of the agent runs, and 1.2.3 is installed.");
         row(
             "reading", [](Doctor::Facts &facts) { facts.status->pasteboardCanRead = false; },
@@ -304,13 +305,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("tray");
         QTest::addColumn<bool>("hasDisplay");
         QTest::addColumn<bool>("isExplained");
-        QTest::newRow("GNOME") << u"GNOME"_qs << u"none"_qs << true << true;
-        QTest::newRow("of a distribution") << u"ubuntu:GNOME"_qs << u"none"_qs << true << true;
-        QTest::newRow("with the extension") << u"GNOME"_qs << u"statusnotifier"_qs << true << false;
-        QTest::newRow("not wanted") << u"GNOME"_qs << u"hidden"_qs << true << false;
-        QTest::newRow("no display") << u"GNOME"_qs << u"none"_qs << false << false;
-        QTest::newRow("another") << u"sway"_qs << u"none"_qs << true << false;
-        QTest::newRow("no name") << QString() << u"none"_qs << true << false;
+        QTest::newRow("GNOME") << u"GNOME"_s << u"none"_s << true << true;
+        QTest::newRow("of a distribution") << u"ubuntu:GNOME"_s << u"none"_s << true << true;
+        QTest::newRow("with the extension") << u"GNOME"_s << u"statusnotifier"_s << true << false;
+        QTest::newRow("not wanted") << u"GNOME"_s << u"hidden"_s << true << false;
+        QTest::newRow("no display") << u"GNOME"_s << u"none"_s << false << false;
+        QTest::newRow("another") << u"sway"_s << u"none"_s << true << false;
+        QTest::newRow("no name") << QString() << u"none"_s << true << false;
     }
     void gnomesMissingIconIsExplained() {
         QFETCH(QString, desktop);
@@ -326,8 +327,8 @@ private Q_SLOTS:
         QCOMPARE(lines.size(), 1);
         QCOMPARE(lines[0].contains(u"Install gnome-shell-extension-appindicator, log in again"),
                  isExplained);
-        QVERIFY(lines[0].startsWith(u"tray          "_qs + tray));
-        QCOMPARE(lines[0] == u"tray          "_qs + tray, !isExplained);
+        QVERIFY(lines[0].startsWith(u"tray          "_s + tray));
+        QCOMPARE(lines[0] == u"tray          "_s + tray, !isExplained);
         // The program does its work without.
         QCOMPARE(Doctor::examine(facts).problems, QStringList());
     }

@@ -46,9 +46,10 @@ class DoctorCommandTest final : public kit::TestCase {
                                            .isLoopback = false,
                                            .isUp = true,
                                            .canMulticast = true});
-        _database->setValue(sharedDomain, QStringLiteral("serverServices"),
-                            PropertyList::List{PropertyList::Dictionary{
-                                {QStringLiteral("serverService"), QStringLiteral("one")}}});
+        QVERIFY(
+            _database->setValue(sharedDomain, QStringLiteral("serverServices"),
+                                PropertyList::List{PropertyList::Dictionary{
+                                    {QStringLiteral("serverService"), QStringLiteral("one")}}}));
         _agent->told->phones.append({.service = QStringLiteral("one"),
                                      .name = QStringLiteral("one"),
                                      .state = AgentStatus::PhoneState::Connected,
@@ -100,10 +101,10 @@ private Q_SLOTS:
     }
 
     void phonesAreFoundMeanwhile() {
-        _database->setValue(sharedDomain, QStringLiteral("serverServices"),
-                            PropertyList::List{PropertyList::Dictionary{
-                                {QStringLiteral("serverService"), QStringLiteral("one")},
-                                {QStringLiteral("serverName"), QStringLiteral("First")}}});
+        QVERIFY(_database->setValue(sharedDomain, QStringLiteral("serverServices"),
+                                    PropertyList::List{PropertyList::Dictionary{
+                                        {QStringLiteral("serverService"), QStringLiteral("one")},
+                                        {QStringLiteral("serverName"), QStringLiteral("First")}}}));
         for (const char *name : {"one", "two"})
             _dnssd->appear({QString::fromLatin1(name), QStringLiteral("_clipmule-s2._tcp"),
                             QStringLiteral("local")},

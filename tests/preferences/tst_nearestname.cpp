@@ -7,6 +7,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 class NearestNameTest final : public kit::TestCase {
     Q_OBJECT
@@ -21,21 +22,21 @@ private Q_SLOTS:
             QTest::newRow(tag) << typed << names << nearest;
         };
         const QString curly = QStringLiteral("Anna\u2019s Phone");
-        row("nothing", u"a"_qs, {}, {});
-        row("apostrophe", u"Anna's Phone"_qs, {u"Anna Phones"_qs, curly}, curly);
-        row("letter case", u"showstatus"_qs, {u"pasteMode"_qs, u"showStatus"_qs}, u"showStatus"_qs);
-        row("dash", u"a-b"_qs, {QStringLiteral("x-b"), QStringLiteral("a\u2013b")},
+        row("nothing", u"a"_s, {}, {});
+        row("apostrophe", u"Anna's Phone"_s, {u"Anna Phones"_s, curly}, curly);
+        row("letter case", u"showstatus"_s, {u"pasteMode"_s, u"showStatus"_s}, u"showStatus"_s);
+        row("dash", u"a-b"_s, {QStringLiteral("x-b"), QStringLiteral("a\u2013b")},
             QStringLiteral("a\u2013b"));
-        row("blanks", u"Anna  Phone"_qs, {QStringLiteral("Anna\u00a0Phone")},
+        row("blanks", u"Anna  Phone"_s, {QStringLiteral("Anna\u00a0Phone")},
             QStringLiteral("Anna\u00a0Phone"));
-        row("one letter too many", u"phonne"_qs, {u"phone"_qs}, u"phone"_qs);
-        row("one too few", u"phne"_qs, {u"phone"_qs}, u"phone"_qs);
-        row("the nearest of several", u"phone1"_qs, {u"phoneX2"_qs, u"phone2"_qs}, u"phone2"_qs);
-        row("the first of equals", u"phone"_qs, {u"phone2"_qs, u"phone3"_qs}, u"phone2"_qs);
-        row("a third may differ", u"abcdef"_qs, {u"abcdXY"_qs}, u"abcdXY"_qs);
-        row("no more", u"abcdef"_qs, {u"abcXYZ"_qs}, {});
-        row("of a short name one", u"ab"_qs, {u"aX"_qs}, u"aX"_qs);
-        row("not two", u"ab"_qs, {u"XY"_qs}, {});
+        row("one letter too many", u"phonne"_s, {u"phone"_s}, u"phone"_s);
+        row("one too few", u"phne"_s, {u"phone"_s}, u"phone"_s);
+        row("the nearest of several", u"phone1"_s, {u"phoneX2"_s, u"phone2"_s}, u"phone2"_s);
+        row("the first of equals", u"phone"_s, {u"phone2"_s, u"phone3"_s}, u"phone2"_s);
+        row("a third may differ", u"abcdef"_s, {u"abcdXY"_s}, u"abcdXY"_s);
+        row("no more", u"abcdef"_s, {u"abcXYZ"_s}, {});
+        row("of a short name one", u"ab"_s, {u"aX"_s}, u"aX"_s);
+        row("not two", u"ab"_s, {u"XY"_s}, {});
     }
     void names() {
         QFETCH(QString, typed);

@@ -13,6 +13,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 using Stage = PagePairing::Stage;
 
 namespace {
@@ -51,7 +52,7 @@ class PagePairingTest final : public kit::TestCase {
         _services = std::make_unique<FakeUserServices>();
         _program = std::make_unique<PageProgram>(
             path(), *_services,
-            AutostartEntry(path() + u"-autostart"_qs, {}, {path(), u"page.desktop"_qs}));
+            AutostartEntry(path() + u"-autostart"_s, {}, {path(), u"page.desktop"_s}));
         writeProgram(path(), "sleep 5\n");
         _pairing = std::make_unique<PagePairing>(*_program, _answerer->folder());
         _stages.clear();
@@ -83,9 +84,9 @@ private Q_SLOTS:
         QTest::newRow("fetched and used")
             << QByteArray("{\"code\":\"fetched\"}\n{\"code\":\"used\",\"name\":\"Mum\\n\","
                           "\"service\":\"local/Mum\"}\n")
-            << Stage::Paired << u"Mum\\n"_qs;
+            << Stage::Paired << u"Mum\\n"_s;
         QTest::newRow("refused") << QByteArray("{\"code\":\"refused\",\"error\":\"no room\"}\n")
-                                 << Stage::Refused << u"no room"_qs;
+                                 << Stage::Refused << u"no room"_s;
         QTest::newRow("expired") << QByteArray("{\"code\":\"expired\"}\n") << Stage::Expired
                                  << QString();
         QTest::newRow("replaced") << QByteArray("{\"code\":\"replaced\"}\n") << Stage::Replaced
@@ -112,7 +113,7 @@ private Q_SLOTS:
         if (stage != Stage::Fetched)
             QTRY_VERIFY(_answerer->wasHungUpOn());
         if (stage == Stage::Paired)
-            QCOMPARE(_pairing->service(), u"local/Mum"_qs);
+            QCOMPARE(_pairing->service(), u"local/Mum"_s);
     }
 
     void theProgramEnds() {
@@ -172,35 +173,35 @@ private Q_SLOTS:
         };
         QTest::newRow("nonsense") << QByteArray("nonsense\n") << Stage::Failed;
         QTest::newRow("nothing") << QByteArray("{}\n") << Stage::Failed;
-        row("no link", u"link"_qs, {});
-        row("another scheme", u"link"_qs, QString(pageLink).replace(u"http"_qs, u"file"_qs));
-        row("https", u"link"_qs, QString(pageLink).replace(u"http"_qs, u"https"_qs), Stage::Shown);
-        row("the usual port", u"link"_qs, QString(pageLink).remove(u":24736"_qs), Stage::Shown);
-        row("no port", u"link"_qs, QString(pageLink).replace(u"24736"_qs, u"0"_qs));
-        row("no host", u"link"_qs, QString(pageLink).remove(u"192.168.1.20"_qs));
-        row("a short code", u"link"_qs, pageLink.chopped(1));
-        row("a long code", u"link"_qs, pageLink + u'A');
+        row("no link", u"link"_s, {});
+        row("another scheme", u"link"_s, QString(pageLink).replace(u"http"_s, u"file"_s));
+        row("https", u"link"_s, QString(pageLink).replace(u"http"_s, u"https"_s), Stage::Shown);
+        row("the usual port", u"link"_s, QString(pageLink).remove(u":24736"_s), Stage::Shown);
+        row("no port", u"link"_s, QString(pageLink).replace(u"24736"_s, u"0"_s));
+        row("no host", u"link"_s, QString(pageLink).remove(u"192.168.1.20"_s));
+        row("a short code", u"link"_s, pageLink.chopped(1));
+        row("a long code", u"link"_s, pageLink + u'A');
         const auto longLink = [](qsizetype size) {
-            return QString(pageLink).replace(u"/#"_qs,
+            return QString(pageLink).replace(u"/#"_s,
                                              u'/' + QString(size - pageLink.size(), u'a') + u'#');
         };
-        row("the longest link", u"link"_qs, longLink(PagePairing::longestLink), Stage::Shown);
-        row("one longer", u"link"_qs, longLink(PagePairing::longestLink + 1));
-        row("no picture", u"rows"_qs, {});
-        row("a small picture", u"rows"_qs, picture(PagePairing::smallestPicture - 1));
-        row("the largest picture", u"rows"_qs, picture(PagePairing::largestPicture), Stage::Shown);
-        row("a larger picture", u"rows"_qs, picture(PagePairing::largestPicture + 1));
+        row("the longest link", u"link"_s, longLink(PagePairing::longestLink), Stage::Shown);
+        row("one longer", u"link"_s, longLink(PagePairing::longestLink + 1));
+        row("no picture", u"rows"_s, {});
+        row("a small picture", u"rows"_s, picture(PagePairing::smallestPicture - 1));
+        row("the largest picture", u"rows"_s, picture(PagePairing::largestPicture), Stage::Shown);
+        row("a larger picture", u"rows"_s, picture(PagePairing::largestPicture + 1));
         QJsonArray uneven = picture(21);
         uneven[20] = QString(20, u'1');
-        row("an uneven picture", u"rows"_qs, uneven);
+        row("an uneven picture", u"rows"_s, uneven);
         QJsonArray odd = picture(21);
         odd[20] = QString(20, u'1') + u'2';
-        row("another sign", u"rows"_qs, odd);
-        row("no time", u"seconds"_qs, 0);
-        row("a little time", u"seconds"_qs, 0.5, Stage::Shown);
-        row("the most time", u"seconds"_qs, PagePairing::longestLife, Stage::Shown);
-        row("more time", u"seconds"_qs, PagePairing::longestLife + 1);
-        row("no network", u"why"_qs, u"network"_qs, Stage::NoNetwork);
+        row("another sign", u"rows"_s, odd);
+        row("no time", u"seconds"_s, 0);
+        row("a little time", u"seconds"_s, 0.5, Stage::Shown);
+        row("the most time", u"seconds"_s, PagePairing::longestLife, Stage::Shown);
+        row("more time", u"seconds"_s, PagePairing::longestLife + 1);
+        row("no network", u"why"_s, u"network"_s, Stage::NoNetwork);
     }
     void anAnswerThatIsNone() {
         QFETCH(QByteArray, line);
@@ -213,13 +214,13 @@ private Q_SLOTS:
     void thePortIsTheUsualOneWhereTheLinkHasNone_data() {
         QTest::addColumn<QString>("beginning");
         QTest::addColumn<int>("port");
-        QTest::newRow("http") << u"http://desk/#"_qs << 80;
-        QTest::newRow("https") << u"https://desk/#"_qs << 443;
+        QTest::newRow("http") << u"http://desk/#"_s << 80;
+        QTest::newRow("https") << u"https://desk/#"_s << 443;
     }
     void thePortIsTheUsualOneWhereTheLinkHasNone() {
         QFETCH(QString, beginning);
         QJsonObject answer = goodAnswer();
-        answer.insert(u"link"_qs, beginning + pageLink.section(u'#', 1));
+        answer.insert(u"link"_s, beginning + pageLink.section(u'#', 1));
         ask();
         _answerer->say(lineOf(answer));
         QTRY_COMPARE(_pairing->stage(), Stage::Shown);
@@ -230,7 +231,7 @@ private Q_SLOTS:
         ask();
         _answerer->say("{\"error\":\"no such\\nrequest\"}\n");
         QTRY_COMPARE(_pairing->stage(), Stage::Failed);
-        QCOMPARE(_pairing->told(), u"no such\\nrequest"_qs);
+        QCOMPARE(_pairing->told(), u"no such\\nrequest"_s);
     }
 
     void whoDoesNotAnswerIsGivenUp() {
@@ -251,7 +252,7 @@ private Q_SLOTS:
     void aUnitIsStartedWhereThereIsOne() {
         _services->atLogin = UserServices::AtLogin::Off;
         _pairing->begin();
-        QCOMPARE(_services->asked, QStringList{u"start clipmule-web.service"_qs});
+        QCOMPARE(_services->asked, QStringList{u"start clipmule-web.service"_s});
         QCOMPARE(_pairing->stage(), Stage::Starting);
         _runLoop.advance(1.0);
         _answerer->start(LocalRequest::pageControl);
@@ -272,7 +273,7 @@ private Q_SLOTS:
         QTRY_VERIFY(_program->itselfHasEnded());
         _runLoop.advance(PagePairing::knockInterval);
         QCOMPARE(_pairing->stage(), Stage::Failed);
-        QCOMPARE(_pairing->told(), u"the port is taken"_qs);
+        QCOMPARE(_pairing->told(), u"the port is taken"_s);
     }
 
     void theProgramItselfIsStartedWhereThereIsNoUnit() {
@@ -332,7 +333,7 @@ private Q_SLOTS:
 
 private:
     [[nodiscard]] QString path() const {
-        return QFile::decodeName(_answerer->folder()) + u"/clipmule-web"_qs;
+        return QFile::decodeName(_answerer->folder()) + u"/clipmule-web"_s;
     }
     void ask() {
         _answerer->start(LocalRequest::pageControl);

@@ -20,6 +20,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 // What the window says of a code, and how it is drawn.
 class PagePairingDialogTest final : public kit::TestCase {
@@ -28,9 +29,9 @@ class PagePairingDialogTest final : public kit::TestCase {
     void begin() override {
         _answerer = std::make_unique<LocalAnswerer>();
         _services = std::make_unique<FakeUserServices>();
-        const QString program = QFile::decodeName(_answerer->folder()) + u"/clipmule-web"_qs;
+        const QString program = QFile::decodeName(_answerer->folder()) + u"/clipmule-web"_s;
         _program = std::make_unique<PageProgram>(
-            program, *_services, AutostartEntry(program + u'd', {}, {program, u"page"_qs}));
+            program, *_services, AutostartEntry(program + u'd', {}, {program, u"page"_s}));
         _pairing = std::make_unique<PagePairing>(*_program, _answerer->folder());
         _path = qgetenv("PATH");
     }
@@ -75,38 +76,36 @@ private Q_SLOTS:
                 const bool isDark = isInside && column == row && column >= 4 && column < 25;
                 const QRgb expected = !isInside ? ground.rgb() : isDark ? 0xff000000 : 0xffffffff;
                 if (image.pixel(x, y) != expected)
-                    QFAIL(qPrintable(u"%1, %2"_qs.arg(x).arg(y)));
+                    QFAIL(qPrintable(u"%1, %2"_s.arg(x).arg(y)));
             }
         }
     }
 
     void aCodeOnShow() {
         show(24736);
-        QVERIFY(label(u"status"_qs)->text().startsWith(u"The code lets one browser in, until "_qs));
-        QVERIFY(label(u"pageAdvice"_qs)->isHidden());
-        QCOMPARE(_dialog->findChild<QLineEdit *>(u"link"_qs)->text(), link(24736));
-        QVERIFY(button(u"New Code"_qs)->isHidden());
-        button(u"Copy"_qs)->click();
+        QVERIFY(label(u"status"_s)->text().startsWith(u"The code lets one browser in, until "_s));
+        QVERIFY(label(u"pageAdvice"_s)->isHidden());
+        QCOMPARE(_dialog->findChild<QLineEdit *>(u"link"_s)->text(), link(24736));
+        QVERIFY(button(u"New Code"_s)->isHidden());
+        button(u"Copy"_s)->click();
         const QMimeData *const copied = QApplication::clipboard()->mimeData();
         QCOMPARE(copied->text(), link(24736));
-        QCOMPARE(copied->data(u"x-kde-passwordManagerHint"_qs), "secret");
+        QCOMPARE(copied->data(u"x-kde-passwordManagerHint"_s), "secret");
     }
 
     void whatMayBeInTheWay_data() {
         QTest::addColumn<QString>("firewall");
         QTest::addColumn<int>("port");
         QTest::addColumn<QString>("said");
-        QTest::newRow("ufw") << u"ufw"_qs << 24736
-                             << u": sudo ufw allow \"Clipmule Sync Page\"\n"_qs;
-        QTest::newRow("ufw, another port")
-            << u"ufw"_qs << 8080 << u": sudo ufw allow 8080/tcp\n"_qs;
+        QTest::newRow("ufw") << u"ufw"_s << 24736 << u": sudo ufw allow \"Clipmule Sync Page\"\n"_s;
+        QTest::newRow("ufw, another port") << u"ufw"_s << 8080 << u": sudo ufw allow 8080/tcp\n"_s;
         QTest::newRow("firewalld")
-            << u"firewall-cmd"_qs << 24736
+            << u"firewall-cmd"_s << 24736
             << u": sudo firewall-cmd --permanent --add-service=clipmule-web && sudo firewall-cmd "
-               "--reload\n"_qs;
+               "--reload\n"_s;
         QTest::newRow("firewalld, another port")
-            << u"firewall-cmd"_qs << 8080
-            << u": sudo firewall-cmd --permanent --add-port=8080/tcp && sudo firewall-cmd --reload\n"_qs;
+            << u"firewall-cmd"_s << 8080
+            << u": sudo firewall-cmd --permanent --add-port=8080/tcp && sudo firewall-cmd --reload\n"_s;
     }
     void whatMayBeInTheWay() {
         QFETCH(QString, firewall);
@@ -116,11 +115,11 @@ private Q_SLOTS:
         writeProgram(QFile::decodeName(_answerer->folder()) + u'/' + firewall, "");
         show(port);
         _runLoop.advance(PagePairing::patienceForPhone);
-        const auto *const advice = label(u"pageAdvice"_qs);
+        const auto *const advice = label(u"pageAdvice"_s);
         QVERIFY(!advice->isHidden());
         QVERIFY2(advice->text().contains(said), qPrintable(advice->text()));
-        for (const QString &part : {u"guest network"_qs, u"Mobile data"_qs,
-                                    u"open http://192.168.1.20:%1/ in"_qs.arg(port)})
+        for (const QString &part :
+             {u"guest network"_s, u"Mobile data"_s, u"open http://192.168.1.20:%1/ in"_s.arg(port)})
             QVERIFY2(advice->text().contains(part), qPrintable(part));
         // It can be copied, and nothing of it lets anybody in.
         QVERIFY(advice->textInteractionFlags() & Qt::TextSelectableByKeyboard);
@@ -129,7 +128,7 @@ private Q_SLOTS:
         QVERIFY(_dialog->height() >= _dialog->layout()->totalHeightForWidth(_dialog->width()));
         _answerer->say("{\"code\":\"fetched\"}\n");
         QTRY_VERIFY(advice->isHidden());
-        QVERIFY(label(u"status"_qs)->text().startsWith(u"The page is open on a phone."_qs));
+        QVERIFY(label(u"status"_s)->text().startsWith(u"The page is open on a phone."_s));
     }
 
     void whatHappenedIsSaid_data() {
@@ -137,16 +136,16 @@ private Q_SLOTS:
         QTest::addColumn<QString>("said");
         QTest::addColumn<bool>("offersNew");
         QTest::newRow("used") << QByteArray("{\"code\":\"used\",\"name\":\"<b>Mum\"}\n")
-                              << u"“<b>Mum” is paired."_qs << false;
+                              << u"“<b>Mum” is paired."_s << false;
         QTest::newRow("refused") << QByteArray("{\"code\":\"refused\",\"error\":\"no room\"}\n")
-                                 << u"The phone could not be paired: no room"_qs << true;
-        QTest::newRow("expired") << QByteArray("{\"code\":\"expired\"}\n") << u"ten minutes"_qs
+                                 << u"The phone could not be paired: no room"_s << true;
+        QTest::newRow("expired") << QByteArray("{\"code\":\"expired\"}\n") << u"ten minutes"_s
                                  << true;
-        QTest::newRow("replaced") << QByteArray("{\"code\":\"replaced\"}\n") << u"A newer code"_qs
+        QTest::newRow("replaced") << QByteArray("{\"code\":\"replaced\"}\n") << u"A newer code"_s
                                   << true;
-        QTest::newRow("moved") << QByteArray("{\"code\":\"moved\"}\n") << u"another address"_qs
+        QTest::newRow("moved") << QByteArray("{\"code\":\"moved\"}\n") << u"another address"_s
                                << true;
-        QTest::newRow("ended") << QByteArray("{}\n") << u"has ended"_qs << true;
+        QTest::newRow("ended") << QByteArray("{}\n") << u"has ended"_s << true;
     }
     void whatHappenedIsSaid() {
         QFETCH(QByteArray, news);
@@ -154,17 +153,17 @@ private Q_SLOTS:
         QFETCH(bool, offersNew);
         show(24736);
         _answerer->say(news);
-        QTRY_VERIFY(label(u"status"_qs)->text().contains(said));
-        QCOMPARE(label(u"status"_qs)->textFormat(), Qt::PlainText);
+        QTRY_VERIFY(label(u"status"_s)->text().contains(said));
+        QCOMPARE(label(u"status"_s)->textFormat(), Qt::PlainText);
         // The code that does not hold any more is not on the screen.
         QVERIFY(_dialog->findChild<QrView *>()->isHidden());
-        QVERIFY(_dialog->findChild<QLineEdit *>(u"link"_qs)->text().isEmpty());
-        QCOMPARE(button(u"New Code"_qs)->isHidden(), !offersNew);
+        QVERIFY(_dialog->findChild<QLineEdit *>(u"link"_s)->text().isEmpty());
+        QCOMPARE(button(u"New Code"_s)->isHidden(), !offersNew);
         // Whoever was paired can come back; that it may not after the next login is said.
-        QCOMPARE(label(u"pageAdvice"_qs)->isHidden(), offersNew);
+        QCOMPARE(label(u"pageAdvice"_s)->isHidden(), offersNew);
         if (!offersNew)
             return;
-        button(u"New Code"_qs)->click();
+        button(u"New Code"_s)->click();
         QCOMPARE(_pairing->stage(), PagePairing::Stage::Starting);
         QVERIFY(!_dialog->findChild<QrView *>()->isHidden());
     }
@@ -175,56 +174,55 @@ private Q_SLOTS:
         show(24736);
         _answerer->say("{\"code\":\"used\",\"name\":\"Mum\"}\n");
         QTRY_COMPARE(_pairing->stage(), PagePairing::Stage::Paired);
-        QVERIFY(label(u"pageAdvice"_qs)->isHidden());
+        QVERIFY(label(u"pageAdvice"_s)->isHidden());
     }
 
     void aProgramThatIsNotInstalledIsNamedWithItsCommand() {
         qputenv("PATH", _answerer->folder());
-        const QString apt = QFile::decodeName(_answerer->folder()) + u"/apt"_qs;
+        const QString apt = QFile::decodeName(_answerer->folder()) + u"/apt"_s;
         for (const bool hasApt : {true, false}) {
             writeProgram(apt, "");
             if (!hasApt)
                 QVERIFY(QFile::remove(apt));
             _dialog = std::make_unique<PagePairingDialog>(*_pairing, *_program);
             _dialog->show();
-            QVERIFY(
-                label(u"status"_qs)->text().contains(u"clipmule-web, which is not installed"_qs));
-            const QString advice = label(u"pageAdvice"_qs)->text();
-            QVERIFY(advice.startsWith(u"It comes from where Clipmule Sync came from"_qs));
-            QCOMPARE(advice.endsWith(u": sudo apt install ./clipmule-web_*.deb"_qs), hasApt);
-            QCOMPARE(advice.contains(u"apt"_qs), hasApt);
-            QVERIFY(!button(u"New Code"_qs)->isHidden());
+            QVERIFY(label(u"status"_s)->text().contains(u"clipmule-web, which is not installed"_s));
+            const QString advice = label(u"pageAdvice"_s)->text();
+            QVERIFY(advice.startsWith(u"It comes from where Clipmule Sync came from"_s));
+            QCOMPARE(advice.endsWith(u": sudo apt install ./clipmule-web_*.deb"_s), hasApt);
+            QCOMPARE(advice.contains(u"apt"_s), hasApt);
+            QVERIFY(!button(u"New Code"_s)->isHidden());
             _dialog.reset();
         }
     }
 
     void aPortThatAnotherProgramHas() {
-        writeProgram(QFile::decodeName(_answerer->folder()) + u"/clipmule-web"_qs,
+        writeProgram(QFile::decodeName(_answerer->folder()) + u"/clipmule-web"_s,
                      QByteArray("echo 'clipmule-web: ") + LocalRequest::portIsTaken +
                          "' >&2; exit 1\n");
         _dialog = std::make_unique<PagePairingDialog>(*_pairing, *_program);
         _dialog->show();
         QTRY_VERIFY(_program->itselfHasEnded());
         _runLoop.advance(PagePairing::knockInterval);
-        QCOMPARE(label(u"status"_qs)->text(),
-                 u"The page cannot be served: another program on this computer has its port."_qs);
-        QVERIFY(label(u"pageAdvice"_qs)->text().endsWith(u"\nclipmule-web --port 0"_qs));
-        QVERIFY(!button(u"New Code"_qs)->isHidden());
+        QCOMPARE(label(u"status"_s)->text(),
+                 u"The page cannot be served: another program on this computer has its port."_s);
+        QVERIFY(label(u"pageAdvice"_s)->text().endsWith(u"\nclipmule-web --port 0"_s));
+        QVERIFY(!button(u"New Code"_s)->isHidden());
     }
 
     void thereIsNoNetwork() {
         openWith("{\"why\":\"network\",\"error\":\"none\"}\n");
-        QTRY_VERIFY(label(u"status"_qs)->text().startsWith(u"This computer is in no network"_qs));
+        QTRY_VERIFY(label(u"status"_s)->text().startsWith(u"This computer is in no network"_s));
     }
 
     void whyThereIsNoCode() {
         openWith("{\"error\":\"taken\"}\n");
-        QTRY_COMPARE(label(u"status"_qs)->text(), u"The page cannot be served: taken"_qs);
+        QTRY_COMPARE(label(u"status"_s)->text(), u"The page cannot be served: taken"_s);
     }
 
 private:
     [[nodiscard]] static QString link(int port) {
-        return u"http://192.168.1.20:%1/#"_qs.arg(port) + QString(43, u'A');
+        return u"http://192.168.1.20:%1/#"_s.arg(port) + QString(43, u'A');
     }
     void openWith(const QByteArray &answer) {
         _answerer->start(LocalRequest::pageControl);

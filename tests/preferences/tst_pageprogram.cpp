@@ -12,6 +12,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 using AtLogin = UserServices::AtLogin;
 
 // How the program that serves the page is started, now and at login, and told of browsers.
@@ -23,8 +24,8 @@ class PageProgramTest final : public kit::TestCase {
         _services = std::make_unique<FakeUserServices>();
         _program = std::make_unique<PageProgram>(
             path(), *_services,
-            AutostartEntry(_folder->filePath(u"autostart"_qs), {},
-                           {path(), u"page.desktop"_qs, u"The Page"_qs, u"Serves it"_qs}));
+            AutostartEntry(_folder->filePath(u"autostart"_s), {},
+                           {path(), u"page.desktop"_s, u"The Page"_s, u"Serves it"_s}));
         // It tells what it was started with.
         writeProgram(path(), "printf '%s\\n' \"$@\" >>" + said().toUtf8() + "; echo . >>" +
                                  said().toUtf8() + "\n");
@@ -50,14 +51,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("complaint");
         QTest::newRow("nothing") << QByteArray("exit 1\n") << QString();
         QTest::newRow("its name in front")
-            << QByteArray("echo 'clipmule-web: taken' >&2\n") << u"taken"_qs;
-        QTest::newRow("the last line") << QByteArray("echo one >&2; echo two >&2\n") << u"two"_qs;
+            << QByteArray("echo 'clipmule-web: taken' >&2\n") << u"taken"_s;
+        QTest::newRow("the last line") << QByteArray("echo one >&2; echo two >&2\n") << u"two"_s;
         QTest::newRow("with signs of control")
-            << QByteArray("printf 'a\\033[1mb\\n' >&2\n") << u"a\\x1b[1mb"_qs;
+            << QByteArray("printf 'a\\033[1mb\\n' >&2\n") << u"a\\x1b[1mb"_s;
         QTest::newRow("what it prints is none") << QByteArray("echo printed\n") << QString();
         // In bytes, with the end of the line.
         QTest::newRow("as much as is read")
-            << QByteArray("printf '%4090s\\nabcde' ' ' >&2\n") << u"abcde"_qs;
+            << QByteArray("printf '%4090s\\nabcde' ' ' >&2\n") << u"abcde"_s;
         QTest::newRow("more than that")
             << QByteArray("printf '%4091s\\nabcde' ' ' >&2\n") << QString();
     }
@@ -94,9 +95,9 @@ private Q_SLOTS:
         QVERIFY(!_program->isAtLogin());
         QCOMPARE(_changes, 3);
         QCOMPARE(_services->asked,
-                 (QStringList{u"look clipmule-web.service"_qs, u"on clipmule-web.service"_qs,
-                              u"off clipmule-web.service"_qs}));
-        QVERIFY(!QDir(_folder->filePath(u"autostart"_qs)).exists());
+                 (QStringList{u"look clipmule-web.service"_s, u"on clipmule-web.service"_s,
+                              u"off clipmule-web.service"_s}));
+        QVERIFY(!QDir(_folder->filePath(u"autostart"_s)).exists());
         // Somebody else has switched it.
         _services->atLogin = AtLogin::On;
         _program->look();
@@ -106,10 +107,10 @@ private Q_SLOTS:
     void whatCannotBeSwitchedStaysAsItWas() {
         _services->atLogin = AtLogin::On;
         _program->look();
-        _services->problem = u"not allowed"_qs;
+        _services->problem = u"not allowed"_s;
         _program->setAtLogin(false);
         QVERIFY(_program->isAtLogin());
-        QCOMPARE(_problems, QStringList{u"not allowed"_qs});
+        QCOMPARE(_problems, QStringList{u"not allowed"_s});
         QCOMPARE(_changes, 2);
     }
 
@@ -118,7 +119,7 @@ private Q_SLOTS:
         QVERIFY(!_program->isAtLogin());
         _program->setAtLogin(true);
         QVERIFY(_program->isAtLogin());
-        QFile entry(_folder->filePath(u"autostart/page.desktop"_qs));
+        QFile entry(_folder->filePath(u"autostart/page.desktop"_s));
         QVERIFY(entry.open(QIODevice::ReadOnly));
         const QByteArray text = entry.readAll();
         QVERIFY(text.contains("\nName=The Page\nComment=Serves it\nExec=\"" + path().toUtf8()));
@@ -130,7 +131,7 @@ private Q_SLOTS:
         QTRY_COMPARE(said(2), QByteArray("\n.\nstop\n.\n"));
         _program->look();
         QVERIFY(!_program->isAtLogin());
-        QCOMPARE(_services->asked.filter(u"look"_qs).size(), 2);
+        QCOMPARE(_services->asked.filter(u"look"_s).size(), 2);
         QCOMPARE(_services->asked.size(), 2);
         _program->setAtLogin(true);
         _program->look();
@@ -138,7 +139,7 @@ private Q_SLOTS:
     }
 
     void anEntryThatCannotBeWritten() {
-        QFile file(_folder->filePath(u"autostart"_qs));
+        QFile file(_folder->filePath(u"autostart"_s));
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.close();
         _program->look();
@@ -154,8 +155,8 @@ private Q_SLOTS:
         _program->setAtLogin(true);
         QTRY_COMPARE(said(1), QByteArray("\n.\n"));
         // A folder in its place.
-        QVERIFY(QFile::remove(_folder->filePath(u"autostart/page.desktop"_qs)));
-        QVERIFY(QDir(_folder->path()).mkpath(u"autostart/page.desktop/in the way"_qs));
+        QVERIFY(QFile::remove(_folder->filePath(u"autostart/page.desktop"_s)));
+        QVERIFY(QDir(_folder->path()).mkpath(u"autostart/page.desktop/in the way"_s));
         _program->setAtLogin(true);
         QCOMPARE(_problems.size(), 1);
         QCOMPARE(said(1), QByteArray("\n.\n"));
@@ -165,25 +166,25 @@ private Q_SLOTS:
         writeProgram(path(), "a=$(readlink /proc/$$/fd/1); b=$(readlink /proc/$$/fd/2)\n"
                              "echo $a $b >" +
                                  said().toUtf8() + "\n");
-        _program->revoke(u"local/Mum"_qs);
+        _program->revoke(u"local/Mum"_s);
         QTRY_COMPARE(said(0), QByteArray("/dev/null /dev/null\n"));
     }
 
     void browsersAreRenamedAndRevokedByIt() {
-        _program->rename(u"local/-Mum"_qs, u" -Dad "_qs);
+        _program->rename(u"local/-Mum"_s, u" -Dad "_s);
         QTRY_COMPARE(said(1), QByteArray("rename\n--\nlocal/-Mum\n-Dad\n.\n"));
         // Without a name it is called as its service.
-        _program->rename(u"local/Mum"_qs, u" "_qs);
+        _program->rename(u"local/Mum"_s, u" "_s);
         QTRY_COMPARE(said(2), QByteArray("rename\n--\nlocal/-Mum\n-Dad\n.\n"
                                          "rename\n--\nlocal/Mum\nMum\n.\n"));
         QVERIFY(QFile::remove(said()));
-        _program->revoke(u"local/Mum"_qs);
+        _program->revoke(u"local/Mum"_s);
         QTRY_COMPARE(said(1), QByteArray("revoke\n--\nlocal/Mum\n.\n"));
     }
 
 private:
-    [[nodiscard]] QString path() const { return _folder->filePath(u"clipmule-web"_qs); }
-    [[nodiscard]] QString said() const { return _folder->filePath(u"said"_qs); }
+    [[nodiscard]] QString path() const { return _folder->filePath(u"clipmule-web"_s); }
+    [[nodiscard]] QString said() const { return _folder->filePath(u"said"_s); }
     // What it was started with so many times; empty until it was.
     [[nodiscard]] QByteArray said(int times) const {
         QFile file(said());

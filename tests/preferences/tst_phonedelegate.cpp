@@ -95,7 +95,8 @@ private Q_SLOTS:
         _view->setPalette(palette);
         _view->show();
         if (focused) {
-            QApplication::setActiveWindow(&*_view);
+            _view->activateWindow();
+            QVERIFY(QTest::qWaitForWindowActive(&*_view));
             _view->setFocus();
         }
         QCOMPARE(_view->hasFocus(), focused);

@@ -381,7 +381,8 @@ private Q_SLOTS:
     }
 
     void aListThatIsNoneIsNotOverwritten() {
-        _database->setValue(sharedDomain, serverServices, QStringLiteral("something else"));
+        QVERIFY(
+            _database->setValue(sharedDomain, serverServices, QStringLiteral("something else")));
         start();
         QCOMPARE(_list->change(anna).error().reason,
                  QStringLiteral("The stored list of phones is damaged. Nothing was changed."));
@@ -391,7 +392,7 @@ private Q_SLOTS:
 
 private:
     void store(const PropertyList::List &list) {
-        _database->setValue(sharedDomain, serverServices, list);
+        QVERIFY(_database->setValue(sharedDomain, serverServices, list));
     }
     PropertyList::List stored() {
         return _database->copyMultiple(sharedDomain).value(serverServices).list();
@@ -403,8 +404,8 @@ private:
         environment.database = _database.get();
         environment.distributedNotifications = &notifications;
         environment.localCenter = &center;
-        ZRKUserDefaults::initWithIdentifier(sharedDomain, environment)
-            ->setObjectForKey(PropertyList(list), serverServices);
+        QVERIFY(ZRKUserDefaults::initWithIdentifier(sharedDomain, environment)
+                    ->setObjectForKey(PropertyList(list), serverServices));
         _runLoop.advance(1);
         settle();
     }

@@ -21,6 +21,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 class PreferencesCommandsTest final : public kit::TestCase {
     Q_OBJECT
@@ -37,15 +38,13 @@ class PreferencesCommandsTest final : public kit::TestCase {
 
 private Q_SLOTS:
     void aPhoneIsRegisteredAtTheEnd() {
-        _database->setValue(sharedDomain, serverServices,
-                            PropertyList::List{phone(QStringLiteral("one"), QStringLiteral("1"))});
-        run({QStringLiteral("register"), QStringLiteral("two"), QStringLiteral("--name"),
-             QStringLiteral("Two")});
+        QVERIFY(_database->setValue(sharedDomain, serverServices,
+                                    PropertyList::List{phone(u"one"_s, u"1"_s)}));
+        run({u"register"_s, u"two"_s, u"--name"_s, u"Two"_s});
         QCOMPARE(_status, 0);
-        QCOMPARE(_printed, QStringList{QStringLiteral("paired two as Two")});
+        QCOMPARE(_printed, QStringList{u"paired two as Two"_s});
         const PropertyList both =
-            PropertyList::List{phone(QStringLiteral("one"), QStringLiteral("1")),
-                               phone(QStringLiteral("two"), QStringLiteral("Two"))};
+            PropertyList::List{phone(u"one"_s, u"1"_s), phone(u"two"_s, u"Two"_s)};
         QCOMPARE(shared(serverServices), std::optional(both));
         QCOMPARE(_database->synchronized(), QStringList{sharedDomain});
         // A running agent is told.
@@ -53,123 +52,112 @@ private Q_SLOTS:
         QCOMPARE(_notifications->posted()[0].name,
                  QStringLiteral("ZRKUserDefaultsDidChangeNotification.com.zendrik.ClipmuleSync."
                                 "shared"));
-        QCOMPARE(_notifications->posted()[0].userInfo.value(QStringLiteral("gUserDefaultsValue")),
-                 both);
+        QCOMPARE(_notifications->posted()[0].userInfo.value(u"gUserDefaultsValue"_s), both);
     }
 
     void aPhoneWithoutANameIsNamedAfterItsService() {
-        run({QStringLiteral("register"), QStringLiteral("two")});
-        QCOMPARE(shared(serverServices), std::optional(PropertyList(PropertyList::List{phone(
-                                             QStringLiteral("two"), QStringLiteral("two"))})));
+        run({u"register"_s, u"two"_s});
+        QCOMPARE(shared(serverServices),
+                 std::optional(PropertyList(PropertyList::List{phone(u"two"_s, u"two"_s)})));
     }
 
     void registeringAgainChangesTheNameAlone() {
-        PropertyList withMore = phone(QStringLiteral("one"), QStringLiteral("1"));
-        withMore.dictionary().insert(QStringLiteral("colour"), QStringLiteral("red"));
-        const PropertyList::List before{withMore,
-                                        phone(QStringLiteral("two"), QStringLiteral("2"))};
-        _database->setValue(sharedDomain, serverServices, before);
-        run({QStringLiteral("register"), QStringLiteral("one")});
-        QCOMPARE(_printed, QStringList{QStringLiteral("paired one as 1")});
+        PropertyList withMore = phone(u"one"_s, u"1"_s);
+        withMore.dictionary().insert(u"colour"_s, u"red"_s);
+        const PropertyList::List before{withMore, phone(u"two"_s, u"2"_s)};
+        QVERIFY(_database->setValue(sharedDomain, serverServices, before));
+        run({u"register"_s, u"one"_s});
+        QCOMPARE(_printed, QStringList{u"paired one as 1"_s});
         QCOMPARE(shared(serverServices), std::optional(PropertyList(before)));
-        run({QStringLiteral("register"), QStringLiteral("one"), QStringLiteral("--name=First")});
+        run({u"register"_s, u"one"_s, u"--name=First"_s});
         PropertyList::List after = before;
-        after[0].dictionary().insert(QStringLiteral("serverName"), QStringLiteral("First"));
+        after[0].dictionary().insert(u"serverName"_s, u"First"_s);
         QCOMPARE(shared(serverServices), std::optional(PropertyList(after)));
     }
 
     void aPhoneIsUnregistered() {
-        const PropertyList other = phone(QStringLiteral("two"), QStringLiteral("2"));
-        _database->setValue(sharedDomain, serverServices,
-                            PropertyList::List{phone(QStringLiteral("one"), QStringLiteral("1")),
-                                               QStringLiteral("no dictionary"), other,
-                                               phone(QStringLiteral("one"), QStringLiteral("b"))});
-        run({QStringLiteral("unregister"), QStringLiteral("one")});
+        const PropertyList other = phone(u"two"_s, u"2"_s);
+        QVERIFY(_database->setValue(sharedDomain, serverServices,
+                                    PropertyList::List{phone(u"one"_s, u"1"_s), u"no dictionary"_s,
+                                                       other, phone(u"one"_s, u"b"_s)}));
+        run({u"unregister"_s, u"one"_s});
         QCOMPARE(_status, 0);
-        QCOMPARE(_printed, QStringList{QStringLiteral("unpaired one")});
-        QCOMPARE(shared(serverServices), std::optional(PropertyList(PropertyList::List{
-                                             QStringLiteral("no dictionary"), other})));
+        QCOMPARE(_printed, QStringList{u"unpaired one"_s});
+        QCOMPARE(shared(serverServices),
+                 std::optional(PropertyList(PropertyList::List{u"no dictionary"_s, other})));
     }
 
     void anUnknownPhoneCannotBeUnregistered() {
-        run({QStringLiteral("unregister"), QStringLiteral("one")});
+        run({u"unregister"_s, u"one"_s});
         QCOMPARE(_status, 1);
-        QCOMPARE(_complaints, QStringList{QStringLiteral("one is not paired")});
+        QCOMPARE(_complaints, QStringList{u"one is not paired"_s});
         QCOMPARE(_notifications->posted().size(), 0);
     }
 
     void aListThatIsNoneIsNotOverwritten() {
-        _database->setValue(sharedDomain, serverServices, QStringLiteral("something else"));
-        run({QStringLiteral("register"), QStringLiteral("one")});
+        QVERIFY(_database->setValue(sharedDomain, serverServices, u"something else"_s));
+        run({u"register"_s, u"one"_s});
         QCOMPARE(_status, 1);
         QCOMPARE(_complaints,
                  QStringList{QStringLiteral("\"serverServices\" holds a string "
                                             "instead of a list, so nothing was changed; \"unset "
                                             "serverServices\" removes it")});
-        QCOMPARE(shared(serverServices),
-                 std::optional(PropertyList(QStringLiteral("something else"))));
+        QCOMPARE(shared(serverServices), std::optional(PropertyList(u"something else"_s)));
     }
 
     void theRegisteredPhonesAreListed() {
-        run({QStringLiteral("list")});
+        run({u"list"_s});
         QCOMPARE(_status, 0);
         QCOMPARE(_printed, QStringList());
-        _database->setValue(
+        QVERIFY(_database->setValue(
             sharedDomain, serverServices,
-            PropertyList::List{phone(QStringLiteral("one"), QStringLiteral("line\nbreak")), 7,
-                               PropertyList::Dictionary{
-                                   {QStringLiteral("serverService"), QStringLiteral("nameless")}},
-                               phone(QString(), QStringLiteral("no service"))});
-        run({QStringLiteral("list")});
-        QCOMPARE(_printed, QStringList({QStringLiteral("one\tline\\nbreak"),
-                                        QStringLiteral("nameless\tnameless")}));
-        run({QStringLiteral("list"), QStringLiteral("--json")});
-        QCOMPARE(_printed,
-                 QStringList({QStringLiteral("{\"name\":\"line\\nbreak\",\"service\":\"one\"}"),
-                              QStringLiteral("{\"name\":\"nameless\",\"service\":\"nameless\"}")}));
+            PropertyList::List{phone(u"one"_s, u"line\nbreak"_s), 7,
+                               PropertyList::Dictionary{{u"serverService"_s, u"nameless"_s}},
+                               phone(QString(), u"no service"_s)}));
+        run({u"list"_s});
+        QCOMPARE(_printed, QStringList({u"one\tline\\nbreak"_s, u"nameless\tnameless"_s}));
+        run({u"list"_s, u"--json"_s});
+        QCOMPARE(_printed, QStringList({u"{\"name\":\"line\\nbreak\",\"service\":\"one\"}"_s,
+                                        u"{\"name\":\"nameless\",\"service\":\"nameless\"}"_s}));
     }
 
     void aPhoneIsRenamed() {
-        _database->setValue(sharedDomain, serverServices,
-                            PropertyList::List{phone(QStringLiteral("one"), QStringLiteral("1"))});
-        run({QStringLiteral("rename"), QStringLiteral("one"), QStringLiteral("First")});
+        QVERIFY(_database->setValue(sharedDomain, serverServices,
+                                    PropertyList::List{phone(u"one"_s, u"1"_s)}));
+        run({u"rename"_s, u"one"_s, u"First"_s});
         QCOMPARE(_status, 0);
-        QCOMPARE(_printed, QStringList{QStringLiteral("one is called First now")});
-        QCOMPARE(shared(serverServices), std::optional(PropertyList(PropertyList::List{phone(
-                                             QStringLiteral("one"), QStringLiteral("First"))})));
-        run({QStringLiteral("rename"), QStringLiteral("ona"), QStringLiteral("Second")});
+        QCOMPARE(_printed, QStringList{u"one is called First now"_s});
+        QCOMPARE(shared(serverServices),
+                 std::optional(PropertyList(PropertyList::List{phone(u"one"_s, u"First"_s)})));
+        run({u"rename"_s, u"ona"_s, u"Second"_s});
         QCOMPARE(_status, 1);
-        QCOMPARE(_complaints, QStringList{QStringLiteral("ona is not paired; did you mean one?")});
+        QCOMPARE(_complaints, QStringList{u"ona is not paired; did you mean one?"_s});
     }
 
     void aPhoneIsPairedByHand() {
-        run({QStringLiteral("pair"), QStringLiteral("one"), QStringLiteral("--address"),
-             QStringLiteral("host:80"), QStringLiteral("--paste-mode"),
-             QStringLiteral("clipboard")});
+        run({u"pair"_s, u"one"_s, u"--address"_s, u"host:80"_s, u"--paste-mode"_s, u"clipboard"_s});
         QCOMPARE(_status, 0);
-        QCOMPARE(_printed, QStringList{QStringLiteral("paired one as one, at host:80")});
+        QCOMPARE(_printed, QStringList{u"paired one as one, at host:80"_s});
         // It is not looked for.
         QCOMPARE(_complaints, QStringList());
-        run({QStringLiteral("list")});
-        QCOMPARE(_printed,
-                 QStringList{QStringLiteral("one\tone\tat host:80\tpaste mode clipboard")});
-        run({QStringLiteral("list"), QStringLiteral("--json")});
+        run({u"list"_s});
+        QCOMPARE(_printed, QStringList{u"one\tone\tat host:80\tpaste mode clipboard"_s});
+        run({u"list"_s, u"--json"_s});
         QCOMPARE(_printed, QStringList{QStringLiteral(
                                "{\"address\":\"host:80\",\"name\":\"one\",\"pasteMode\":"
                                "\"clipboard\",\"service\":\"one\"}")});
-        run({QStringLiteral("pair"), QStringLiteral("one"), QStringLiteral("--address="),
-             QStringLiteral("--paste-mode=default"), QStringLiteral("--wait=0")});
-        QCOMPARE(shared(serverServices), std::optional(PropertyList(PropertyList::List{phone(
-                                             QStringLiteral("one"), QStringLiteral("one"))})));
+        run({u"pair"_s, u"one"_s, u"--address="_s, u"--paste-mode=default"_s, u"--wait=0"_s});
+        QCOMPARE(shared(serverServices),
+                 std::optional(PropertyList(PropertyList::List{phone(u"one"_s, u"one"_s)})));
     }
 
     void aPairedPhoneIsLookedFor() {
-        announce(QStringLiteral("one"), QStringLiteral("_clipmule-s2._tcp"));
-        start({QStringLiteral("pair"), QStringLiteral("one")});
+        announce(u"one"_s, u"_clipmule-s2._tcp"_s);
+        start({u"pair"_s, u"one"_s});
         // As soon as it is seen, that is all.
         QVERIFY(kit::settle(_runLoop));
         QCOMPARE(_status, 0);
-        QCOMPARE(_printed, QStringList{QStringLiteral("paired one as one")});
+        QCOMPARE(_printed, QStringList{u"paired one as one"_s});
         QCOMPARE(_complaints, QStringList());
         QCOMPARE(_dnssd->browsedTypes(), QStringList());
     }
@@ -181,10 +169,10 @@ private Q_SLOTS:
                                 << QStringLiteral("no phone on the network is called Anna's Phone "
                                                   "now; it connects when it is there");
         QTest::newRow("apostrophe")
-            << QStringLiteral("Anna\u2019s Phone")
+            << u"Anna\u2019s Phone"_s
             << QStringLiteral("no phone on the network is called Anna's Phone now; did you mean "
                               "Anna\u2019s Phone?");
-        QTest::newRow("somebody else") << QStringLiteral("Bert")
+        QTest::newRow("somebody else") << u"Bert"_s
                                        << QStringLiteral("no phone on the network is called Anna's "
                                                          "Phone now; it connects when it is there");
     }
@@ -192,8 +180,8 @@ private Q_SLOTS:
         QFETCH(QString, present);
         QFETCH(QString, complaint);
         if (!present.isEmpty())
-            announce(present, QStringLiteral("_clipmule-s2._tcp"));
-        start({QStringLiteral("pair"), QStringLiteral("Anna's Phone")});
+            announce(present, u"_clipmule-s2._tcp"_s);
+        start({u"pair"_s, u"Anna's Phone"_s});
         _runLoop.advance(0.9);
         // It is paired at once all the same.
         QCOMPARE(_printed.size(), 1);
@@ -215,52 +203,49 @@ private Q_SLOTS:
         PropertyList::List list;
         for (qsizetype i = 0; i < count; ++i)
             list.append(phone(QString::number(i), QString::number(i)));
-        _database->setValue(sharedDomain, serverServices, list);
-        run({QStringLiteral("pair"), QStringLiteral("new"), QStringLiteral("--wait=0")});
+        QVERIFY(_database->setValue(sharedDomain, serverServices, list));
+        run({u"pair"_s, u"new"_s, u"--wait=0"_s});
         QCOMPARE(_status, fits ? 0 : 1);
         QCOMPARE(shared(serverServices)->list().size(), fits ? count + 1 : count);
         // One that is there can be changed in any case.
-        run({QStringLiteral("pair"), QStringLiteral("0"), QStringLiteral("--name=A"),
-             QStringLiteral("--wait=0")});
+        run({u"pair"_s, u"0"_s, u"--name=A"_s, u"--wait=0"_s});
         QCOMPARE(_status, 0);
     }
 
     void phonesOnTheNetworkAreShownOnce() {
-        _database->setValue(sharedDomain, serverServices,
-                            PropertyList::List{phone(QStringLiteral("one"), QStringLiteral("1"))});
-        announce(QStringLiteral("one"), QStringLiteral("_clipmule-s2._tcp"));
-        announce(QStringLiteral("web"), QStringLiteral("_http._tcp"));
-        start({QStringLiteral("discover")});
+        QVERIFY(_database->setValue(sharedDomain, serverServices,
+                                    PropertyList::List{phone(u"one"_s, u"1"_s)}));
+        announce(u"one"_s, u"_clipmule-s2._tcp"_s);
+        announce(u"web"_s, u"_http._tcp"_s);
+        start({u"discover"_s});
         QVERIFY(kit::settle(_runLoop));
-        QCOMPARE(_printed, QStringList{QStringLiteral("one\tpaired")});
+        QCOMPARE(_printed, QStringList{u"one\tpaired"_s});
         _runLoop.advance(1.0);
-        announce(QStringLiteral("esc\x1b[2J"), QStringLiteral("_clipmule-s2._tcp"));
-        _dnssd->vanish(name(QStringLiteral("one")));
+        announce(u"esc\x1b[2J"_s, u"_clipmule-s2._tcp"_s);
+        _dnssd->vanish(name(u"one"_s));
         QVERIFY(kit::settle(_runLoop));
-        announce(QStringLiteral("one"), QStringLiteral("_clipmule-s2._tcp"));
+        announce(u"one"_s, u"_clipmule-s2._tcp"_s);
         _runLoop.advance(1.9);
         QCOMPARE(_status, -1);
         _runLoop.advance(0.2);
         QCOMPARE(_status, 0);
-        QCOMPARE(_printed,
-                 QStringList({QStringLiteral("one\tpaired"), QStringLiteral("esc\\x1b[2J")}));
+        QCOMPARE(_printed, QStringList({u"one\tpaired"_s, u"esc\\x1b[2J"_s}));
         QCOMPARE(_complaints, QStringList());
         QCOMPARE(_dnssd->browsedTypes(), QStringList());
     }
 
     void phonesOnTheNetworkAsJson() {
-        announce(QStringLiteral("one"), QStringLiteral("_clipmule-s2._tcp"));
-        start({QStringLiteral("discover"), QStringLiteral("--json"), QStringLiteral("--wait=1")});
+        announce(u"one"_s, u"_clipmule-s2._tcp"_s);
+        start({u"discover"_s, u"--json"_s, u"--wait=1"_s});
         _runLoop.advance(1.0);
         QCOMPARE(_status, 0);
-        QCOMPARE(_printed,
-                 QStringList{QStringLiteral("{\"registered\":false,\"service\":\"one\"}")});
+        QCOMPARE(_printed, QStringList{u"{\"registered\":false,\"service\":\"one\"}"_s});
     }
 
     void anEmptyNetworkIsSaidToBeOne() {
-        start({QStringLiteral("discover"), QStringLiteral("--wait=0.5")});
+        start({u"discover"_s, u"--wait=0.5"_s});
         _runLoop.advance(0.5);
-        QCOMPARE(_complaints, QStringList{QStringLiteral("no phone was seen in 0.5 seconds")});
+        QCOMPARE(_complaints, QStringList{u"no phone was seen in 0.5 seconds"_s});
         QCOMPARE(_status, -1);
         _runLoop.advance(2.0);
         QCOMPARE(_status, 0);
@@ -276,9 +261,9 @@ private Q_SLOTS:
     }
     void aFloodOfPhonesIsCutOff() {
         QFETCH(int, announced);
-        start({QStringLiteral("discover")});
+        start({u"discover"_s});
         for (int i = 0; i < announced; ++i) {
-            announce(QString::number(i), QStringLiteral("_clipmule-s2._tcp"));
+            announce(QString::number(i), u"_clipmule-s2._tcp"_s);
             _dnssd->vanish(name(QString::number(i))); // so many are not there at once
         }
         _runLoop.advance(3.0);
@@ -290,28 +275,26 @@ private Q_SLOTS:
     void settingsAreShownAsPlainWords_data() {
         QTest::addColumn<PropertyList>("value");
         QTest::addColumn<QString>("shown");
-        QTest::newRow("text") << PropertyList(QStringLiteral("two words"))
-                              << QStringLiteral("two words");
-        QTest::newRow("true") << PropertyList(true) << QStringLiteral("true");
-        QTest::newRow("false") << PropertyList(false) << QStringLiteral("false");
-        QTest::newRow("integer") << PropertyList(-7) << QStringLiteral("-7");
-        QTest::newRow("unsigned") << PropertyList(~quint64(0))
-                                  << QStringLiteral("18446744073709551615");
-        QTest::newRow("real") << PropertyList(0.1) << QStringLiteral("0.1");
+        QTest::newRow("text") << PropertyList(u"two words"_s) << u"two words"_s;
+        QTest::newRow("true") << PropertyList(true) << u"true"_s;
+        QTest::newRow("false") << PropertyList(false) << u"false"_s;
+        QTest::newRow("integer") << PropertyList(-7) << u"-7"_s;
+        QTest::newRow("unsigned") << PropertyList(~quint64(0)) << u"18446744073709551615"_s;
+        QTest::newRow("real") << PropertyList(0.1) << u"0.1"_s;
     }
     void settingsAreShownAsPlainWords() {
         QFETCH(PropertyList, value);
         QFETCH(QString, shown);
-        _database->setValue(sharedDomain, QStringLiteral("key"), value);
-        run({QStringLiteral("get"), QStringLiteral("key")});
+        QVERIFY(_database->setValue(sharedDomain, u"key"_s, value));
+        run({u"get"_s, u"key"_s});
         QCOMPARE(_status, 0);
         QCOMPARE(_printed, QStringList{shown});
     }
 
     void otherSettingsAreShownAsPropertyLists() {
-        _database->setValue(sharedDomain, QStringLiteral("key"),
-                            PropertyList::List{1, QByteArray("x")});
-        run({QStringLiteral("get"), QStringLiteral("key")});
+        QVERIFY(
+            _database->setValue(sharedDomain, u"key"_s, PropertyList::List{1, QByteArray("x")}));
+        run({u"get"_s, u"key"_s});
         QCOMPARE(_printed.size(), 1);
         QVERIFY(_printed[0].startsWith(u"<?xml"));
         QVERIFY(_printed[0].endsWith(u"</plist>"));
@@ -323,64 +306,63 @@ private Q_SLOTS:
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("shown");
         // From the program's own "Defaults" file.
-        QTest::newRow("registered") << QStringLiteral("showStatus") << QStringLiteral("true");
-        QTest::newRow("of the agent") << QStringLiteral("syncEnabled") << QStringLiteral("true");
-        QTest::newRow("choice") << QStringLiteral("pasteMode") << QStringLiteral("paste");
-        QTest::newRow("counter") << QStringLiteral("dataSent") << QStringLiteral("0");
-        QTest::newRow("small counter") << QStringLiteral("textItems") << QStringLiteral("0");
+        QTest::newRow("registered") << u"showStatus"_s << u"true"_s;
+        QTest::newRow("of the agent") << u"syncEnabled"_s << u"true"_s;
+        QTest::newRow("choice") << u"pasteMode"_s << u"paste"_s;
+        QTest::newRow("counter") << u"dataSent"_s << u"0"_s;
+        QTest::newRow("small counter") << u"textItems"_s << u"0"_s;
     }
     void aDefaultIsShownAsOne() {
         QFETCH(QString, key);
         QFETCH(QString, shown);
-        run({QStringLiteral("get"), key});
+        run({u"get"_s, key});
         QCOMPARE(_status, 0);
         QCOMPARE(_printed, QStringList{shown});
-        QCOMPARE(_complaints,
-                 QStringList{key + QStringLiteral(" is not set; this is its default")});
+        QCOMPARE(_complaints, QStringList{key + u" is not set; this is its default"_s});
     }
 
     void aSetValueIsShownWithoutAWord() {
-        _database->setValue(agentDomain, QStringLiteral("syncEnabled"), true);
-        run({QStringLiteral("get"), QStringLiteral("syncEnabled")});
-        QCOMPARE(_printed, QStringList{QStringLiteral("true")});
+        QVERIFY(_database->setValue(agentDomain, u"syncEnabled"_s, true));
+        run({u"get"_s, u"syncEnabled"_s});
+        QCOMPARE(_printed, QStringList{u"true"_s});
         QCOMPARE(_complaints, QStringList());
     }
 
     // A phone gives itself its name, and whoever pairs it stores that.
     void whatIsShownMovesNoCursor() {
-        const QString foreign = QStringLiteral("a\u202e\x1b[31mb\u009b");
-        _database->setValue(sharedDomain, QStringLiteral("key"), foreign);
-        _database->setValue(sharedDomain, QStringLiteral("keys"), PropertyList::List{foreign, 1});
-        run({QStringLiteral("get"), QStringLiteral("key")});
-        QCOMPARE(_printed, QStringList{QStringLiteral("a\\u202e\\x1b[31mb\\x9b")});
-        run({QStringLiteral("get"), QStringLiteral("keys")});
+        const QString foreign = u"a\u202e\x1b[31mb\u009b"_s;
+        QVERIFY(_database->setValue(sharedDomain, u"key"_s, foreign));
+        QVERIFY(_database->setValue(sharedDomain, u"keys"_s, PropertyList::List{foreign, 1}));
+        run({u"get"_s, u"key"_s});
+        QCOMPARE(_printed, QStringList{u"a\\u202e\\x1b[31mb\\x9b"_s});
+        run({u"get"_s, u"keys"_s});
         QVERIFY(_printed[0].contains(u"<string>a\\u202e\\x1b[31mb\\x9b</string>\n"));
-        run({QStringLiteral("get"), QStringLiteral("key"), QStringLiteral("--json")});
+        run({u"get"_s, u"key"_s, u"--json"_s});
         QVERIFY(_printed[0].contains(u"\"a\\u202e\\u001b[31mb\\u009b\""));
     }
 
     void aLongTextIsShownWhole() {
         const QString lines = QString(5000, u'x') + u'\n' + QString(5000, u'y');
-        _database->setValue(sharedDomain, QStringLiteral("key"), lines);
-        run({QStringLiteral("get"), QStringLiteral("key")});
+        QVERIFY(_database->setValue(sharedDomain, u"key"_s, lines));
+        run({u"get"_s, u"key"_s});
         QCOMPARE(_printed, QStringList{lines});
     }
 
     void aSettingAsJson() {
-        run({QStringLiteral("get"), QStringLiteral("syncEnabled"), QStringLiteral("--json")});
+        run({u"get"_s, u"syncEnabled"_s, u"--json"_s});
         QCOMPARE(_status, 0);
         QCOMPARE(_printed, QStringList{QStringLiteral(
                                "{\"domain\":\"agent\",\"isSet\":false,\"key\":\"syncEnabled\","
                                "\"value\":true}")});
-        _database->setValue(sharedDomain, QStringLiteral("key"),
-                            PropertyList::List{1, 1.5, QByteArray("x"), Date(0), false,
-                                               QStringLiteral("text"), PropertyList::Dictionary{}});
-        run({QStringLiteral("get"), QStringLiteral("key"), QStringLiteral("--json")});
+        QVERIFY(_database->setValue(sharedDomain, u"key"_s,
+                                    PropertyList::List{1, 1.5, QByteArray("x"), Date(0), false,
+                                                       u"text"_s, PropertyList::Dictionary{}}));
+        run({u"get"_s, u"key"_s, u"--json"_s});
         QCOMPARE(_printed,
                  QStringList{QStringLiteral(
                      "{\"domain\":\"shared\",\"isSet\":true,\"key\":\"key\",\"value\":[1,1.5,"
                      "\"eA==\",\"2001-01-01T00:00:00Z\",false,\"text\",{}]}")});
-        run({QStringLiteral("get"), QStringLiteral("nothing"), QStringLiteral("--json")});
+        run({u"get"_s, u"nothing"_s, u"--json"_s});
         QCOMPARE(_status, 1);
         QVERIFY(_printed[0].contains(u"\"value\":null"));
         QCOMPARE(_complaints, QStringList());
@@ -394,8 +376,8 @@ private Q_SLOTS:
             {Settings::Domain::Statistics, statisticsDomain}};
         for (const Settings::Setting &setting : Settings::all()) {
             for (const kit::NamedValue &each : kit::everyKind()) {
-                _database->setValue(domains[setting.domain], setting.name, each.value);
-                QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^setting ")));
+                QVERIFY(_database->setValue(domains[setting.domain], setting.name, each.value));
+                QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^setting "_s));
                 Settings::reportKind(setting, PropertyList(), false);
                 for (const char *command : {"list", "status", "get"}) {
                     QStringList arguments{QString::fromLatin1(command)};
@@ -408,118 +390,112 @@ private Q_SLOTS:
                 Settings::reportKind(setting, std::nullopt, true);
                 _commands.reset();
             }
-            _database->setValue(domains[setting.domain], setting.name, std::nullopt);
+            QVERIFY(_database->setValue(domains[setting.domain], setting.name, std::nullopt));
         }
     }
 
     void aSettingIsUnset() {
-        _database->setValue(agentDomain, QStringLiteral("syncEnabled"), false);
-        run({QStringLiteral("unset"), QStringLiteral("syncEnabled")});
+        QVERIFY(_database->setValue(agentDomain, u"syncEnabled"_s, false));
+        run({u"unset"_s, u"syncEnabled"_s});
         QCOMPARE(_status, 0);
         QVERIFY(_database->copyMultiple(agentDomain).isEmpty());
         QCOMPARE(_database->synchronized(), QStringList{agentDomain});
         QCOMPARE(_notifications->posted().size(), 1);
-        QVERIFY(
-            !_notifications->posted()[0].userInfo.contains(QStringLiteral("gUserDefaultsValue")));
+        QVERIFY(!_notifications->posted()[0].userInfo.contains(u"gUserDefaultsValue"_s));
         // A second time there is nothing to do.
-        run({QStringLiteral("unset"), QStringLiteral("syncEnabled")});
+        run({u"unset"_s, u"syncEnabled"_s});
         QCOMPARE(_status, 0);
     }
 
     void whatCannotBeUnsetIsAFailure() {
         FullDatabase full;
-        full.values = {{QStringLiteral("key"), 6}};
+        full.values = {{u"key"_s, 6}};
         _environment.database = &full;
-        run({QStringLiteral("unset"), QStringLiteral("key")});
+        run({u"unset"_s, u"key"_s});
         QCOMPARE(_status, 1);
-        QCOMPARE(_complaints, QStringList{QStringLiteral("key could not be written: no space")});
+        QCOMPARE(_complaints, QStringList{u"key could not be written: no space"_s});
         _commands.reset();
     }
 
     void aKeyThatIsNoSettingIsKeptWithAWord() {
-        run({QStringLiteral("set"), QStringLiteral("showstatus"), QStringLiteral("false")});
+        run({u"set"_s, u"showstatus"_s, u"false"_s});
         QCOMPARE(_status, 0);
         QCOMPARE(_complaints, QStringList{QStringLiteral(
                                   "showstatus is no setting of Clipmule Sync, but is kept all the "
                                   "same; did you mean showStatus?")});
-        QCOMPARE(shared(QStringLiteral("showstatus")), std::optional(PropertyList(false)));
-        run({QStringLiteral("set"), QStringLiteral("colour"), QStringLiteral("red")});
+        QCOMPARE(shared(u"showstatus"_s), std::optional(PropertyList(false)));
+        run({u"set"_s, u"colour"_s, u"red"_s});
         QCOMPARE(_complaints, QStringList{QStringLiteral("colour is no setting of Clipmule Sync, "
                                                          "but is kept all the same")});
     }
 
     void aSettingKnowsItsDomainAndKind() {
-        run({QStringLiteral("set"), QStringLiteral("syncEnabled"), QStringLiteral("no")});
-        QCOMPARE(_database->copyMultiple(agentDomain).value(QStringLiteral("syncEnabled")),
-                 PropertyList(false));
-        QCOMPARE(shared(QStringLiteral("syncEnabled")), std::nullopt);
-        run({QStringLiteral("set"), QStringLiteral("pasteMode"), QStringLiteral("clipboard")});
-        QCOMPARE(shared(QStringLiteral("pasteMode")),
-                 std::optional(PropertyList(QStringLiteral("clipboard"))));
+        run({u"set"_s, u"syncEnabled"_s, u"no"_s});
+        QCOMPARE(_database->copyMultiple(agentDomain).value(u"syncEnabled"_s), PropertyList(false));
+        QCOMPARE(shared(u"syncEnabled"_s), std::nullopt);
+        run({u"set"_s, u"pasteMode"_s, u"clipboard"_s});
+        QCOMPARE(shared(u"pasteMode"_s), std::optional(PropertyList(u"clipboard"_s)));
         QCOMPARE(_complaints, QStringList());
     }
 
     void aMissingSettingIsAFailure() {
-        run({QStringLiteral("get"), QStringLiteral("key")});
+        run({u"get"_s, u"key"_s});
         QCOMPARE(_status, 1);
         QCOMPARE(_printed, QStringList());
-        QCOMPARE(_complaints, QStringList{QStringLiteral("key is not set")});
+        QCOMPARE(_complaints, QStringList{u"key is not set"_s});
     }
 
     void settingsAreChangedInTheirDomain_data() {
         QTest::addColumn<QString>("option");
         QTest::addColumn<QString>("domain");
-        QTest::newRow("shared") << QStringLiteral("shared") << sharedDomain;
-        QTest::newRow("agent") << QStringLiteral("agent") << agentDomain;
-        QTest::newRow("stats") << QStringLiteral("stats") << statisticsDomain;
+        QTest::newRow("shared") << u"shared"_s << sharedDomain;
+        QTest::newRow("agent") << u"agent"_s << agentDomain;
+        QTest::newRow("stats") << u"stats"_s << statisticsDomain;
     }
     void settingsAreChangedInTheirDomain() {
         QFETCH(QString, option);
         QFETCH(QString, domain);
-        run({QStringLiteral("set"), QStringLiteral("key"), QStringLiteral("7"),
-             QStringLiteral("--domain"), option});
+        run({u"set"_s, u"key"_s, u"7"_s, u"--domain"_s, option});
         QCOMPARE(_status, 0);
         QCOMPARE(_printed, QStringList());
-        QCOMPARE(_database->copyMultiple(domain).value(QStringLiteral("key")), PropertyList(7));
+        QCOMPARE(_database->copyMultiple(domain).value(u"key"_s), PropertyList(7));
         QCOMPARE(_database->synchronized(), QStringList{domain});
         QCOMPARE(_notifications->posted().size(), 1);
         QCOMPARE(_notifications->posted()[0].name,
-                 QStringLiteral("ZRKUserDefaultsDidChangeNotification.") + domain);
-        run({QStringLiteral("get"), QStringLiteral("key"), QStringLiteral("--domain"), option});
-        QCOMPARE(_printed, QStringList{QStringLiteral("7")});
+                 u"ZRKUserDefaultsDidChangeNotification."_s + domain);
+        run({u"get"_s, u"key"_s, u"--domain"_s, option});
+        QCOMPARE(_printed, QStringList{u"7"_s});
     }
 
     void theAgentIsSwitched() {
-        run({QStringLiteral("disable")});
-        QCOMPARE(_printed, QStringList{QStringLiteral("sync is off")});
-        QCOMPARE(_database->copyMultiple(agentDomain).value(QStringLiteral("syncEnabled")),
-                 PropertyList(false));
-        run({QStringLiteral("enable")});
-        QCOMPARE(_printed, QStringList{QStringLiteral("sync is on")});
-        QCOMPARE(_database->copyMultiple(agentDomain).value(QStringLiteral("syncEnabled")),
-                 PropertyList(true));
+        run({u"disable"_s});
+        QCOMPARE(_printed, QStringList{u"sync is off"_s});
+        QCOMPARE(_database->copyMultiple(agentDomain).value(u"syncEnabled"_s), PropertyList(false));
+        run({u"enable"_s});
+        QCOMPARE(_printed, QStringList{u"sync is on"_s});
+        QCOMPARE(_database->copyMultiple(agentDomain).value(u"syncEnabled"_s), PropertyList(true));
     }
 
     void whatCannotBeWrittenIsAFailure() {
         FullDatabase full;
-        full.values = {{QStringLiteral("key"), 6}};
+        full.values = {{u"key"_s, 6}};
         _environment.database = &full;
-        run({QStringLiteral("set"), QStringLiteral("key"), QStringLiteral("7")});
+        run({u"set"_s, u"key"_s, u"7"_s});
         QCOMPARE(_status, 1);
-        QCOMPARE(_complaints, QStringList{QStringLiteral("key could not be written: no space")});
+        QCOMPARE(_complaints, QStringList{u"key could not be written: no space"_s});
         _commands.reset();
     }
 
     void aFailedFlushIsAFailure() {
         _database->setFailsToSynchronize(true);
-        run({QStringLiteral("set"), QStringLiteral("key"), QStringLiteral("7")});
+        run({u"set"_s, u"key"_s, u"7"_s});
         QCOMPARE(_status, 1);
     }
 
     void withoutABusTheUserIsWarned() {
         LonelyNotifications lonely;
         _environment.distributedNotifications = &lonely;
-        run({QStringLiteral("disable")});
+        run({u"disable"_s});
         QCOMPARE(_status, 0);
         QCOMPARE(_complaints, QStringList{QStringLiteral("saved, but without a session bus a "
                                                          "running agent is not told")});
@@ -530,7 +506,7 @@ private Q_SLOTS:
         const Bundle none{QString()};
         _environment.bundles = std::make_shared<ZRKUserDefaults::Bundles>(
             ZRKUserDefaults::Bundles{none, none, {}, {}});
-        run({QStringLiteral("list")});
+        run({u"list"_s});
         QCOMPARE(_status, 1);
         QCOMPARE(_complaints,
                  QStringList{QStringLiteral(
@@ -539,8 +515,8 @@ private Q_SLOTS:
 
 private:
     static dnssd::ServiceName name(const QString &service,
-                                   const QString &type = QStringLiteral("_clipmule-s2._tcp")) {
-        return {service, type, QStringLiteral("local")};
+                                   const QString &type = u"_clipmule-s2._tcp"_s) {
+        return {service, type, u"local"_s};
     }
     void announce(const QString &service, const QString &type) {
         _dnssd->appear(name(service, type), {{QHostAddress(QHostAddress::LocalHost), 7000}});

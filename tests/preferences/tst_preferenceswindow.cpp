@@ -25,6 +25,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -66,14 +67,14 @@ class PreferencesWindowTest final : public kit::TestCase {
         _reader.emplace();
         _probe.emplace();
         _folder.emplace();
-        _autostart.emplace(_folder->filePath(u"autostart"_qs), QStringList(), u"/bin/sh"_qs);
+        _autostart.emplace(_folder->filePath(u"autostart"_s), QStringList(), u"/bin/sh"_s);
         _userServices.emplace();
-        const QString page = _folder->filePath(u"clipmule-web"_qs);
+        const QString page = _folder->filePath(u"clipmule-web"_s);
         // It tells what it was started with.
         writeProgram(page, "echo \"$@\" >>" + said().toUtf8() + "\n");
         _page.emplace(
             page, *_userServices,
-            AutostartEntry(_folder->filePath(u"autostart"_qs), {}, {page, u"page.desktop"_qs}));
+            AutostartEntry(_folder->filePath(u"autostart"_s), {}, {page, u"page.desktop"_s}));
         _pairing.emplace(*_page, QFile::encodeName(_folder->path()));
         _helps = 0;
     }
@@ -92,7 +93,7 @@ private Q_SLOTS:
         appear(anna);
         // Sorted by name; nobody has chosen yet.
         QCOMPARE(current(network()), anna);
-        button(u"Pair"_qs)->click();
+        button(u"Pair"_s)->click();
         settle();
         QCOMPARE(services(), QStringList{anna});
     }
@@ -101,7 +102,8 @@ private Q_SLOTS:
         start();
         appear(bert);
         _window->show();
-        QApplication::setActiveWindow(&*_window);
+        _window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&*_window));
         network()->setFocus();
         appear(anna);
         QCOMPARE(current(network()), bert);
@@ -109,13 +111,13 @@ private Q_SLOTS:
 
     void whatPhonesSendIsPastedOrNot() {
         start();
-        auto *const box = check(u"Paste what a phone sends"_qs);
+        auto *const box = check(u"Paste what a phone sends"_s);
         QVERIFY(box->isChecked());
         box->click();
-        QCOMPARE(stored(u"pasteMode"_qs), std::optional(PropertyList(u"clipboard"_qs)));
+        QCOMPARE(stored(u"pasteMode"_s), std::optional(PropertyList(u"clipboard"_s)));
         box->click();
-        QCOMPARE(stored(u"pasteMode"_qs), std::optional(PropertyList(u"paste"_qs)));
-        _database->setValue(sharedDomain, u"pasteMode"_qs, PropertyList(u"clipboard"_qs));
+        QCOMPARE(stored(u"pasteMode"_s), std::optional(PropertyList(u"paste"_s)));
+        QVERIFY(_database->setValue(sharedDomain, u"pasteMode"_s, PropertyList(u"clipboard"_s)));
         _stores->reload();
         settle();
         QVERIFY(!box->isChecked());
@@ -123,14 +125,14 @@ private Q_SLOTS:
 
     void aSwitchThatCannotBeWrittenSaysWhy_data() {
         QTest::addColumn<QString>("name");
-        QTest::newRow("icon") << u"Show the icon in the system tray"_qs;
-        QTest::newRow("paste") << u"Paste what a phone sends"_qs;
+        QTest::newRow("icon") << u"Show the icon in the system tray"_s;
+        QTest::newRow("paste") << u"Paste what a phone sends"_s;
     }
     void aSwitchThatCannotBeWrittenSaysWhy() {
         QFETCH(QString, name);
         start();
-        _database->setFailsToWrite(u"no space"_qs);
-        const QString said = u"The settings could not be written: no space"_qs;
+        _database->setFailsToWrite(u"no space"_s);
+        const QString said = u"The settings could not be written: no space"_s;
         QVERIFY(check(name)->isChecked());
         QVERIFY(!labels().contains(said));
         check(name)->click();
@@ -140,18 +142,18 @@ private Q_SLOTS:
 
     void aPhoneMayHaveAPasteModeOfItsOwn() {
         start();
-        auto *const box = _window->findChild<QComboBox *>(u"pasteMode"_qs);
+        auto *const box = _window->findChild<QComboBox *>(u"pasteMode"_s);
         QVERIFY(!box->isEnabled());
         appear(anna);
         appear(bert);
-        button(u"Pair"_qs)->click();
+        button(u"Pair"_s)->click();
         settle();
-        button(u"Pair"_qs)->click();
+        button(u"Pair"_s)->click();
         settle();
         QVERIFY(box->isEnabled());
         QCOMPARE(current(paired()), bert);
         QCOMPARE(box->currentIndex(), 0);
-        QCOMPARE(box->itemText(0), u"As with all phones: paste it"_qs);
+        QCOMPARE(box->itemText(0), u"As with all phones: paste it"_s);
         choose(box, 2);
         QCOMPARE(_phones->registered()[1].pasteMode, std::optional(PasteMode::Clipboard));
         QCOMPARE(_phones->registered()[0].pasteMode, std::nullopt);
@@ -164,29 +166,29 @@ private Q_SLOTS:
         QCOMPARE(box->currentIndex(), 2);
         choose(box, 0);
         QCOMPARE(_phones->registered()[1].pasteMode, std::nullopt);
-        check(u"Paste what a phone sends"_qs)->click();
-        QCOMPARE(box->itemText(0), u"As with all phones: only put it on the clipboard"_qs);
+        check(u"Paste what a phone sends"_s)->click();
+        QCOMPARE(box->itemText(0), u"As with all phones: only put it on the clipboard"_s);
     }
 
     void anUnpairedPhoneCanBeBroughtBackForAWhile() {
         start();
         appear(anna);
-        button(u"Pair"_qs)->click();
+        button(u"Pair"_s)->click();
         settle();
         const int height = paired()->parentWidget()->height();
-        button(u"Unpair"_qs)->click();
+        button(u"Unpair"_s)->click();
         settle();
-        auto *const told = _window->findChild<QLabel *>(u"removal"_qs);
+        auto *const told = _window->findChild<QLabel *>(u"removal"_s);
         QVERIFY(!told->isHidden());
-        QCOMPARE(told->text(), u"“Anna's Phone” was unpaired."_qs);
+        QCOMPARE(told->text(), u"“Anna's Phone” was unpaired."_s);
         // Nothing is pushed away by it.
         QCOMPARE(paired()->parentWidget()->height(), height);
-        button(u"Undo"_qs)->click();
+        button(u"Undo"_s)->click();
         settle();
         QCOMPARE(services(), QStringList{anna});
         QVERIFY(told->isHidden());
 
-        button(u"Unpair"_qs)->click();
+        button(u"Unpair"_s)->click();
         settle();
         _runLoop.advance(PreferencesWindow::undoOffered - RunLoop::Seconds(1));
         QVERIFY(!told->isHidden());
@@ -200,93 +202,94 @@ private Q_SLOTS:
         start();
         const QString name(60, u'w');
         appear(name);
-        button(u"Pair"_qs)->click();
+        button(u"Pair"_s)->click();
         settle();
-        button(u"Unpair"_qs)->click();
+        button(u"Unpair"_s)->click();
         settle();
-        auto *const told = _window->findChild<QLabel *>(u"removal"_qs);
-        QCOMPARE(told->text(), u"“"_qs + QString(23, u'w') + u"…” was unpaired."_qs);
+        auto *const told = _window->findChild<QLabel *>(u"removal"_s);
+        QCOMPARE(told->text(), u"“"_s + QString(23, u'w') + u"…” was unpaired."_s);
         QVERIFY(told->toolTip().contains(name));
     }
 
     void aPhoneIsPairedByItsAddress() {
         start();
-        button(u"Pair by address…"_qs)->click();
+        button(u"Pair by address…"_s)->click();
         auto *const dialog = _window->findChild<QDialog *>();
         QVERIFY(dialog && dialog->isVisible());
-        auto *const name = dialog->findChild<QLineEdit *>(u"phoneName"_qs);
-        auto *const address = dialog->findChild<QLineEdit *>(u"phoneAddress"_qs);
+        auto *const name = dialog->findChild<QLineEdit *>(u"phoneName"_s);
+        auto *const address = dialog->findChild<QLineEdit *>(u"phoneAddress"_s);
         QPushButton *pair = nullptr;
         for (auto *one : dialog->findChildren<QPushButton *>()) {
             if (one->text() == u"Pair")
                 pair = one;
         }
         QVERIFY(pair && !pair->isEnabled());
-        name->setText(u" "_qs + anna + u' ');
+        name->setText(u" "_s + anna + u' ');
         QVERIFY(!pair->isEnabled());
-        address->setText(u"192.168.1.20"_qs);
+        address->setText(u"192.168.1.20"_s);
         QVERIFY(!pair->isEnabled());
-        QVERIFY(!dialog->findChild<QLabel *>(u"problem"_qs)->text().isEmpty());
-        address->setText(u" 192.168.1.20:5000 "_qs);
+        QVERIFY(!dialog->findChild<QLabel *>(u"problem"_s)->text().isEmpty());
+        address->setText(u" 192.168.1.20:5000 "_s);
         QVERIFY(pair->isEnabled());
-        QVERIFY(dialog->findChild<QLabel *>(u"problem"_qs)->text().isEmpty());
+        QVERIFY(dialog->findChild<QLabel *>(u"problem"_s)->text().isEmpty());
         // In bytes, as names on the network are.
         name->setText(QString(40, u'ä'));
         QVERIFY(!pair->isEnabled());
-        name->setText(u"  "_qs);
+        name->setText(u"  "_s);
         QVERIFY(!pair->isEnabled());
         name->setText(anna);
         pair->click();
         settle();
         QCOMPARE(_phones->registered().size(), 1);
         QCOMPARE(_phones->registered()[0].service, anna);
-        QCOMPARE(_phones->registered()[0].address, u"192.168.1.20:5000"_qs);
+        QCOMPARE(_phones->registered()[0].address, u"192.168.1.20:5000"_s);
         QVERIFY(paired()
                     ->model()
                     ->index(0, 0)
                     .data(Qt::AccessibleTextRole)
                     .toString()
-                    .contains(u"by hand at 192.168.1.20:5000"_qs));
+                    .contains(u"by hand at 192.168.1.20:5000"_s));
     }
 
     void theRenameDialogHasRoomAndSaysWhatItDoes() {
         start();
         appear(anna);
-        button(u"Pair"_qs)->click();
+        button(u"Pair"_s)->click();
         settle();
-        button(u"Rename…"_qs)->click();
+        button(u"Rename…"_s)->click();
         auto *const dialog = _window->findChild<QInputDialog *>();
         QVERIFY(dialog);
         QVERIFY(dialog->width() >= 20 * _window->fontMetrics().height());
-        QCOMPARE(dialog->okButtonText(), u"Rename"_qs);
-        dialog->setTextValue(u"Anna"_qs);
+        QCOMPARE(dialog->okButtonText(), u"Rename"_s);
+        dialog->setTextValue(u"Anna"_s);
         dialog->accept();
         settle();
-        QCOMPARE(_phones->registered()[0].name, u"Anna"_qs);
+        QCOMPARE(_phones->registered()[0].name, u"Anna"_s);
     }
 
     void helpIsOpenedByTheButtonAndByF1() {
         start();
         _window->show();
-        QApplication::setActiveWindow(&*_window);
-        button(u"Help"_qs)->click();
+        _window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&*_window));
+        button(u"Help"_s)->click();
         QCOMPARE(_helps, 1);
         QTest::keyClick(&*_window, Qt::Key_F1);
         QCOMPARE(_helps, 2);
-        QVERIFY(labels().contains(u"Version "_qs + QStringLiteral(CLIPMULE_VERSION)));
+        QVERIFY(labels().contains(u"Version "_s + QStringLiteral(CLIPMULE_VERSION)));
     }
 
     void whyTheClipboardCannotBeUsed_data() {
         QTest::addColumn<QString>("backend");
         QTest::addColumn<bool>("hasDisplay");
         QTest::addColumn<QString>("said");
-        QTest::newRow("no display") << u"none"_qs << false << u"without a display; restart it"_qs;
+        QTest::newRow("no display") << u"none"_s << false << u"without a display; restart it"_s;
         QTest::newRow("no clipboard")
-            << u"none"_qs << true << u"no clipboard for programs without a window."_qs;
-        QTest::newRow("XWayland") << u"xwayland"_qs << true
-                                  << u"only while an X11 window has the focus."_qs;
+            << u"none"_s << true << u"no clipboard for programs without a window."_s;
+        QTest::newRow("XWayland") << u"xwayland"_s << true
+                                  << u"only while an X11 window has the focus."_s;
         QTest::newRow("another reason")
-            << u"x11"_qs << true << u"cannot use this desktop’s clipboard"_qs;
+            << u"x11"_s << true << u"cannot use this desktop’s clipboard"_s;
     }
     void whyTheClipboardCannotBeUsed() {
         QFETCH(QString, backend);
@@ -294,93 +297,93 @@ private Q_SLOTS:
         QFETCH(QString, said);
         start();
         tell({.syncEnabled = true, .hasDisplay = hasDisplay, .pasteboardBackend = backend});
-        const QString text = _window->findChild<QLabel *>(u"agentState"_qs)->text();
+        const QString text = _window->findChild<QLabel *>(u"agentState"_s)->text();
         QVERIFY2(text.contains(said), qPrintable(text));
     }
 
     void oneWayIsNotEnough() {
         start();
-        const auto *const text = _window->findChild<QLabel *>(u"agentState"_qs);
-        tell({.syncEnabled = true, .pasteboardBackend = u"x11"_qs, .pasteboardCanRead = true});
+        const auto *const text = _window->findChild<QLabel *>(u"agentState"_s);
+        tell({.syncEnabled = true, .pasteboardBackend = u"x11"_s, .pasteboardCanRead = true});
         QVERIFY(text->text().contains(u"cannot use"));
-        tell({.syncEnabled = true, .pasteboardBackend = u"x11"_qs, .pasteboardCanWrite = true});
+        tell({.syncEnabled = true, .pasteboardBackend = u"x11"_s, .pasteboardCanWrite = true});
         QVERIFY(text->text().contains(u"cannot use"));
         tell({.syncEnabled = true,
-              .pasteboardBackend = u"none"_qs,
+              .pasteboardBackend = u"none"_s,
               .pasteboardCanRead = true,
               .pasteboardCanWrite = true});
-        QCOMPARE(text->text(), u"No phone is connected."_qs);
+        QCOMPARE(text->text(), u"No phone is connected."_s);
     }
 
     void whereNothingCanPasteItIsSaid() {
         start();
         appear(anna);
-        button(u"Pair"_qs)->click();
+        button(u"Pair"_s)->click();
         settle();
         AgentStatus status{
             .syncEnabled = true,
-            .pasteboardBackend = u"x11"_qs,
+            .pasteboardBackend = u"x11"_s,
             .pasteboardCanRead = true,
             .pasteboardCanWrite = true,
             .canPaste = true,
             .phones = {
                 {.service = anna, .name = anna, .state = AgentStatus::PhoneState::Connected}}};
-        const auto *const text = _window->findChild<QLabel *>(u"agentState"_qs);
+        const auto *const text = _window->findChild<QLabel *>(u"agentState"_s);
         tell(status);
         QVERIFY(text->text().startsWith(u"Connected to "));
         QVERIFY(!text->text().contains(u"press"));
         status.canPaste = false;
         tell(status);
         QVERIFY(text->text().endsWith(
-            u". Nothing can be pasted for you on this desktop: press Ctrl+V."_qs));
-        status.pasteBackend = u"xwayland"_qs;
+            u". Nothing can be pasted for you on this desktop: press Ctrl+V."_s));
+        status.pasteBackend = u"xwayland"_s;
         tell(status);
         QVERIFY(text->text().endsWith(u". On this desktop, clips are pasted for you into X11 "
-                                      "windows only: elsewhere press Ctrl+V."_qs));
+                                      "windows only: elsewhere press Ctrl+V."_s));
         // Who wants it on the clipboard only is not told.
-        check(u"Paste what a phone sends"_qs)->click();
+        check(u"Paste what a phone sends"_s)->click();
         QVERIFY(!text->text().contains(u"press"));
     }
 
     void gnomesMissingIconIsExplained() {
         qputenv("XDG_CURRENT_DESKTOP", "GNOME");
         start();
-        const auto *const advice = _window->findChild<QLabel *>(u"trayAdvice"_qs);
+        const auto *const advice = _window->findChild<QLabel *>(u"trayAdvice"_s);
         QVERIFY(advice->isHidden());
-        tell({.hasDisplay = true, .trayKind = u"none"_qs});
+        tell({.hasDisplay = true, .trayKind = u"none"_s});
         QVERIFY(!advice->isHidden());
         QVERIFY(advice->text().startsWith(u"GNOME shows icons of this kind only with"));
         QVERIFY(advice->wordWrap());
-        tell({.hasDisplay = true, .trayKind = u"statusnotifier"_qs});
+        tell({.hasDisplay = true, .trayKind = u"statusnotifier"_s});
         QVERIFY(advice->isHidden());
         qputenv("XDG_CURRENT_DESKTOP", "sway");
-        tell({.hasDisplay = true, .trayKind = u"none"_qs});
+        tell({.hasDisplay = true, .trayKind = u"none"_s});
         QVERIFY(advice->isHidden());
     }
 
     void aLoginEntryThatCannotBeWrittenSaysWhy() {
         // A file where the folder should be.
-        QFile file(_folder->filePath(u"autostart"_qs));
+        QFile file(_folder->filePath(u"autostart"_s));
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.close();
         start();
-        check(u"Start at login"_qs)->click();
-        QVERIFY(!check(u"Start at login"_qs)->isChecked());
-        const auto texts = labels().filter(u"The autostart entry could not be written: "_qs);
+        check(u"Start at login"_s)->click();
+        QVERIFY(!check(u"Start at login"_s)->isChecked());
+        const auto texts = labels().filter(u"The autostart entry could not be written: "_s);
         QCOMPARE(texts.size(), 1);
         QVERIFY(!texts[0].endsWith(u": "));
     }
 
     void aBrowserIsRevokedWhenItCannotComeBackAnyMore() {
         start();
-        appear(u"local/Mum"_qs);
+        appear(u"local/Mum"_s);
         appear(anna);
         for (int phone = 0; phone < 2; ++phone) {
-            button(u"Pair"_qs)->click();
+            button(u"Pair"_s)->click();
             settle();
         }
         for (int phone = 0; phone < 2; ++phone)
-            button(u"Unpair"_qs)->click();
+            button(u"Unpair"_s)->click();
         settle();
         _runLoop.advance(PreferencesWindow::undoOffered - RunLoop::Seconds(1));
         QVERIFY(!QFile::exists(said()));
@@ -391,15 +394,15 @@ private Q_SLOTS:
 
     void aBrowserThatComesBackIsNotRevoked() {
         start();
-        appear(u"local/Mum"_qs);
-        button(u"Pair"_qs)->click();
+        appear(u"local/Mum"_s);
+        button(u"Pair"_s)->click();
         settle();
-        button(u"Unpair"_qs)->click();
+        button(u"Unpair"_s)->click();
         settle();
-        button(u"Undo"_qs)->click();
+        button(u"Undo"_s)->click();
         settle();
         QVERIFY(!_phones->undoableRemoval());
-        button(u"Unpair"_qs)->click();
+        button(u"Unpair"_s)->click();
         settle();
         // The window closes: there is nobody left to bring it back.
         _phones->stop();
@@ -408,41 +411,41 @@ private Q_SLOTS:
 
     void aBrowserIsRenamedWhereItIsKept() {
         start();
-        appear(u"local/Mum"_qs);
+        appear(u"local/Mum"_s);
         appear(anna);
         for (int phone = 0; phone < 2; ++phone) {
-            button(u"Pair"_qs)->click();
+            button(u"Pair"_s)->click();
             settle();
         }
         for (int row = 0; row < 2; ++row) {
             paired()->setCurrentIndex(paired()->model()->index(row, 0));
-            button(u"Rename…"_qs)->click();
+            button(u"Rename…"_s)->click();
             auto *const dialog = _window->findChildren<QInputDialog *>().last();
-            dialog->setTextValue(u"Dad"_qs);
+            dialog->setTextValue(u"Dad"_s);
             dialog->accept();
             settle();
         }
         QTRY_COMPARE(saidLines(), QByteArray("rename -- local/Mum Dad\n"));
-        QCOMPARE(_phones->registered()[0].name, u"Dad"_qs);
+        QCOMPARE(_phones->registered()[0].name, u"Dad"_s);
     }
 
     void thePageIsServedAtLoginOrNot() {
         _userServices->atLogin = UserServices::AtLogin::On;
         start();
-        auto *const box = check(u"Serve the page for browsers at login"_qs);
+        auto *const box = check(u"Serve the page for browsers at login"_s);
         QVERIFY(!box->isHidden());
         QVERIFY(box->isChecked());
         box->click();
         QVERIFY(!box->isChecked());
-        QCOMPARE(_userServices->asked.last(), u"off clipmule-web.service"_qs);
+        QCOMPARE(_userServices->asked.last(), u"off clipmule-web.service"_s);
         box->click();
-        QCOMPARE(_userServices->asked.last(), u"on clipmule-web.service"_qs);
+        QCOMPARE(_userServices->asked.last(), u"on clipmule-web.service"_s);
         // It stays as it is when that does not work, and says why.
-        _userServices->problem = u"not allowed"_qs;
+        _userServices->problem = u"not allowed"_s;
         box->click();
         QVERIFY(box->isChecked());
         QVERIFY(labels().contains(
-            u"Whether the page is served at login could not be changed: not allowed"_qs));
+            u"Whether the page is served at login could not be changed: not allowed"_s));
         // Somebody else has switched it meanwhile.
         _userServices->atLogin = UserServices::AtLogin::Off;
         QEvent activated(QEvent::WindowActivate);
@@ -451,15 +454,15 @@ private Q_SLOTS:
     }
 
     void aPageThatCannotBeServedHasNoSwitch() {
-        QVERIFY(QFile::remove(_folder->filePath(u"clipmule-web"_qs)));
+        QVERIFY(QFile::remove(_folder->filePath(u"clipmule-web"_s)));
         start();
-        QVERIFY(check(u"Serve the page for browsers at login"_qs)->isHidden());
+        QVERIFY(check(u"Serve the page for browsers at login"_s)->isHidden());
     }
 
     void aPhoneIsAddedByItsBrowser() {
         start();
-        QVERIFY(labels().filter(u"Add any phone by its browser"_qs).size() == 1);
-        button(u"Add a phone by its browser…"_qs)->click();
+        QVERIFY(labels().filter(u"Add any phone by its browser"_s).size() == 1);
+        button(u"Add a phone by its browser…"_s)->click();
         auto *const dialog = _window->findChild<PagePairingDialog *>();
         QVERIFY(dialog && dialog->isVisible());
         // The program may have ended already.
@@ -497,7 +500,7 @@ private:
         settle();
     }
     void settle() { QVERIFY(kit::settle(_runLoop)); }
-    [[nodiscard]] QString said() const { return _folder->filePath(u"said"_qs); }
+    [[nodiscard]] QString said() const { return _folder->filePath(u"said"_s); }
     [[nodiscard]] QByteArray saidLines() const {
         QFile file(said());
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
@@ -509,8 +512,8 @@ private:
         _reader->onChange();
     }
     void appear(const QString &name) {
-        _dnssd->appear({name, u"_clipmule-s2._tcp"_qs, u"local"_qs},
-                       {{QHostAddress(u"10.0.0.1"_qs), 7000}}, QByteArray(1, '\0'));
+        _dnssd->appear({name, u"_clipmule-s2._tcp"_s, u"local"_s},
+                       {{QHostAddress(u"10.0.0.1"_s), 7000}}, QByteArray(1, '\0'));
         settle();
     }
     [[nodiscard]] QListView *list(const QString &name) const {
@@ -520,8 +523,8 @@ private:
         }
         return nullptr;
     }
-    [[nodiscard]] QListView *paired() const { return list(u"Paired phones"_qs); }
-    [[nodiscard]] QListView *network() const { return list(u"Phones on this network"_qs); }
+    [[nodiscard]] QListView *paired() const { return list(u"Paired phones"_s); }
+    [[nodiscard]] QListView *network() const { return list(u"Phones on this network"_s); }
     [[nodiscard]] static QString current(const QListView *view) {
         return view->currentIndex().data().toString();
     }

@@ -15,6 +15,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -51,51 +52,52 @@ class StatusCommandTest final : public kit::TestCase {
 
 private Q_SLOTS:
     void theCommandLineKnowsIt() {
-        QVERIFY(!parse({u"status"_qs}).watches);
-        QVERIFY(parse({u"status"_qs, u"--watch"_qs}).watches);
-        QVERIFY(!parseCommandLine({u"doctor"_qs, u"--watch"_qs}));
+        QVERIFY(!parse({u"status"_s}).watches);
+        QVERIFY(parse({u"status"_s, u"--watch"_s}).watches);
+        QVERIFY(!parseCommandLine({u"doctor"_s, u"--watch"_s}));
     }
 
     void aNewInstallation() {
         _agent->runs = false;
-        begin({u"status"_qs});
+        begin({u"status"_s});
         _runLoop.advance(0.2);
         QCOMPARE(_status, std::optional(0));
         QCOMPARE(_printed,
-                 QStringList({u"sync: on"_qs, u"agent: not running"_qs, u"paste mode: paste"_qs,
-                              u"paired phones: 0"_qs, u"sent: 0 bytes, received: 0 bytes"_qs,
-                              u"clips: 0 text, 0 images"_qs}));
+                 QStringList({u"sync: on"_s, u"agent: not running"_s, u"paste mode: paste"_s,
+                              u"paired phones: 0"_s, u"sent: 0 bytes, received: 0 bytes"_s,
+                              u"clips: 0 text, 0 images"_s}));
     }
 
     void everyPhonesStateIsTold() {
         fill();
-        begin({u"status"_qs});
+        begin({u"status"_s});
         _runLoop.advance(0.2);
         QCOMPARE(_status, std::optional(0));
-        QCOMPARE(_printed,
-                 QStringList(
-                     {u"sync: off"_qs, u"agent: running"_qs, u"paste mode: clipboard"_qs,
-                      u"paired phones: 4"_qs, u"\tone\tFirst\tconnected"_qs,
-                      u"\ttwo\ttwo\tseen, last error: no\\nanswer"_qs,
-                      u"\tthree\tthree\tnot seen, last seen 2001-01-01T00:00:00Z, at host:80, "
-                      "paste mode paste"_qs,
-                      u"\tfour\tfour\tunknown"_qs, u"sent: 5000000000 bytes, received: 2 bytes"_qs,
-                      u"clips: 3 text, 4 images"_qs}));
+        QCOMPARE(
+            _printed,
+            QStringList({u"sync: off"_s, u"agent: running"_s, u"paste mode: clipboard"_s,
+                         u"paired phones: 4"_s, u"\tone\tFirst\tconnected"_s,
+                         u"\ttwo\ttwo\tseen, last error: no\\nanswer"_s,
+                         u"\tthree\tthree\tnot seen, last seen 2001-01-01T00:00:00Z, at host:80, "
+                         "paste mode paste"_s,
+                         u"\tfour\tfour\tunknown"_s, u"sent: 5000000000 bytes, received: 2 bytes"_s,
+                         u"clips: 3 text, 4 images"_s}));
     }
 
     void aProgramOnThisComputerIsSaidToBeThere() {
-        _database->setValue(sharedDomain, u"serverServices"_qs,
-                            PropertyList(PropertyList::List{PropertyList(PropertyList::Dictionary{
-                                {u"serverService"_qs, u"local/Anna"_qs}})}));
-        begin({u"status"_qs});
+        QVERIFY(_database->setValue(
+            sharedDomain, u"serverServices"_s,
+            PropertyList(PropertyList::List{
+                PropertyList(PropertyList::Dictionary{{u"serverService"_s, u"local/Anna"_s}})})));
+        begin({u"status"_s});
         _runLoop.advance(0.2);
-        QVERIFY2(_printed.contains(u"\tlocal/Anna\tAnna\tunknown, on this computer"_qs),
+        QVERIFY2(_printed.contains(u"\tlocal/Anna\tAnna\tunknown, on this computer"_s),
                  qPrintable(_printed.join(u'|')));
     }
 
     void everyPhonesStateAsJson() {
         fill();
-        begin({u"status"_qs, u"--json"_qs});
+        begin({u"status"_s, u"--json"_s});
         _runLoop.advance(0.2);
         QCOMPARE(_printed.size(), 1);
         QCOMPARE(
@@ -110,7 +112,7 @@ private Q_SLOTS:
             "seen\"},"
             "{\"lastError\":\"\",\"lastSeen\":null,\"name\":\"four\",\"service\":\"four\","
             "\"state\":\"unknown\"}],\"refusals\":[],\"statistics\":{\"dataReceived\":2,"
-            "\"dataSent\":5000000000,\"imageItems\":4,\"textItems\":3}}"_qs);
+            "\"dataSent\":5000000000,\"imageItems\":4,\"textItems\":3}}"_s);
     }
 
     void whatWasRefusedIsTold() {
@@ -123,34 +125,34 @@ private Q_SLOTS:
         for (int i = 0; i < 7; ++i)
             _agent->told->refusals.append(refusal);
         _agent->told->refusals[1].count = 3;
-        begin({u"status"_qs});
+        begin({u"status"_s});
         _runLoop.advance(0.2);
-        const QString text = u"refused: 2001-01-01T00:00:00Z, "_qs + englishText(refusal);
+        const QString text = u"refused: 2001-01-01T00:00:00Z, "_s + englishText(refusal);
         // The newest five.
-        QCOMPARE(_printed.filter(u"refused: "_qs).size(), 5);
+        QCOMPARE(_printed.filter(u"refused: "_s).size(), 5);
         QCOMPARE(_printed[6], text);
         refusal.count = 3;
-        QCOMPARE(_printed[7], u"refused: 2001-01-01T00:00:00Z, "_qs + englishText(refusal));
-        begin({u"status"_qs, u"--json"_qs});
+        QCOMPARE(_printed[7], u"refused: 2001-01-01T00:00:00Z, "_s + englishText(refusal));
+        begin({u"status"_s, u"--json"_s});
         _runLoop.advance(0.2);
         const QJsonArray refusals = lastObject().value(u"refusals").toArray();
         QCOMPARE(refusals.size(), 7);
         const QJsonObject first = refusals[1].toObject();
-        QCOMPARE(first.value(u"reason").toString(), u"too large"_qs);
-        QCOMPARE(first.value(u"direction").toString(), u"copied here"_qs);
-        QCOMPARE(first.value(u"kind").toString(), u"text"_qs);
+        QCOMPARE(first.value(u"reason").toString(), u"too large"_s);
+        QCOMPARE(first.value(u"direction").toString(), u"copied here"_s);
+        QCOMPARE(first.value(u"kind").toString(), u"text"_s);
         QCOMPARE(first.value(u"size").toInt(), 20);
         QCOMPARE(first.value(u"limit").toInt(), 10);
         QCOMPARE(first.value(u"count").toInt(), 3);
-        QCOMPARE(first.value(u"date").toString(), u"2001-01-01T00:00:00Z"_qs);
+        QCOMPARE(first.value(u"date").toString(), u"2001-01-01T00:00:00Z"_s);
         QCOMPARE(first.value(u"text").toString(), englishText(refusal));
     }
 
     // A counter that has come round counts on, and no JSON number is beyond what JSON has.
     void countersAtTheirEnds() {
-        _database->setValue(statisticsDomain, u"textItems"_qs, -1);
-        _database->setValue(statisticsDomain, u"dataSent"_qs, ~quint64(0));
-        begin({u"status"_qs, u"--json"_qs});
+        QVERIFY(_database->setValue(statisticsDomain, u"textItems"_s, -1));
+        QVERIFY(_database->setValue(statisticsDomain, u"dataSent"_s, ~quint64(0)));
+        begin({u"status"_s, u"--json"_s});
         _runLoop.advance(0.2);
         const QJsonObject counters = lastObject().value(u"statistics").toObject();
         QCOMPARE(counters.value(u"textItems").toInteger(), qint64(0xffffffff));
@@ -159,11 +161,11 @@ private Q_SLOTS:
 
     void withoutABusNobodyKnowsWhetherTheAgentRuns() {
         _agent->onBus = false;
-        begin({u"status"_qs});
+        begin({u"status"_s});
         _runLoop.advance(0);
         QCOMPARE(_status, std::optional(0));
-        QCOMPARE(_printed[1], u"agent: unknown (no session bus)"_qs);
-        begin({u"status"_qs, u"--json"_qs});
+        QCOMPARE(_printed[1], u"agent: unknown (no session bus)"_s);
+        begin({u"status"_s, u"--json"_s});
         _runLoop.advance(0);
         QVERIFY(lastObject().value(u"agentRuns").isNull());
     }
@@ -171,7 +173,7 @@ private Q_SLOTS:
     // One that never answers is not waited for.
     void anAgentThatHangsIsNotWaitedFor() {
         _agent->answers = false;
-        begin({u"status"_qs});
+        begin({u"status"_s});
         _runLoop.advance(PreferencesCommands::patienceWithAgent.count() - 0.1);
         QVERIFY(!_status);
         _runLoop.advance(0.2);
@@ -182,18 +184,18 @@ private Q_SLOTS:
 
     void aWatchTellsEachChangeOnce() {
         fill();
-        begin({u"status"_qs, u"--watch"_qs});
+        begin({u"status"_s, u"--watch"_s});
         _runLoop.advance(0.2);
         QCOMPARE(_printed.size(), 1);
-        QCOMPARE(stateOf(0), u"connected"_qs);
+        QCOMPARE(stateOf(0), u"connected"_s);
         AgentStatus status = *_agent->told;
         status.phones[0].state = AgentStatus::PhoneState::Seen;
         _agent->tell(status);
         QVERIFY(kit::settle(_runLoop));
         QCOMPARE(_printed.size(), 2);
-        QCOMPARE(stateOf(0), u"seen"_qs);
+        QCOMPARE(stateOf(0), u"seen"_s);
         // What is not part of it is no change.
-        status.trayKind = u"other"_qs;
+        status.trayKind = u"other"_s;
         _agent->tell(status);
         QVERIFY(kit::settle(_runLoop));
         QCOMPARE(_printed.size(), 2);
@@ -205,14 +207,14 @@ private Q_SLOTS:
     void aWatchFollowsTheSettings_data() {
         QTest::addColumn<QString>("domain");
         QTest::addColumn<QString>("key");
-        QTest::newRow("shared") << sharedDomain << u"pasteMode"_qs;
-        QTest::newRow("agent") << agentDomain << u"syncEnabled"_qs;
-        QTest::newRow("statistics") << statisticsDomain << u"textItems"_qs;
+        QTest::newRow("shared") << sharedDomain << u"pasteMode"_s;
+        QTest::newRow("agent") << agentDomain << u"syncEnabled"_s;
+        QTest::newRow("statistics") << statisticsDomain << u"textItems"_s;
     }
     void aWatchFollowsTheSettings() {
         QFETCH(QString, domain);
         QFETCH(QString, key);
-        begin({u"status"_qs, u"--watch"_qs});
+        begin({u"status"_s, u"--watch"_s});
         _runLoop.advance(0.2);
         QCOMPARE(_printed.size(), 1);
         MemoryDistributedNotifications notifications(_hub);
@@ -222,17 +224,17 @@ private Q_SLOTS:
         environment.distributedNotifications = &notifications;
         environment.localCenter = &center;
         const auto other = ZRKUserDefaults::initWithIdentifier(domain, environment);
-        other->setObjectForKey(key == u"pasteMode"   ? PropertyList(u"clipboard"_qs)
-                               : key == u"textItems" ? PropertyList(7)
-                                                     : PropertyList(false),
-                               key);
+        QVERIFY(other->setObjectForKey(key == u"pasteMode"   ? PropertyList(u"clipboard"_s)
+                                       : key == u"textItems" ? PropertyList(7)
+                                                             : PropertyList(false),
+                                       key));
         _runLoop.advance(0.1);
         QCOMPARE(_printed.size(), 2);
     }
 
     void aWatchFollowsAnAgentThatComesAndGoes() {
         _agent->runs = false;
-        begin({u"status"_qs, u"--watch"_qs});
+        begin({u"status"_s, u"--watch"_s});
         _runLoop.advance(0.2);
         QCOMPARE(lastObject().value(u"agentRuns"), QJsonValue(false));
         _agent->runs = true;
@@ -248,25 +250,26 @@ private:
         return parsed.value_or(PreferencesCommand());
     }
     static PropertyList phone(const QString &service) {
-        return PropertyList::Dictionary{{u"serverService"_qs, service}};
+        return PropertyList::Dictionary{{u"serverService"_s, service}};
     }
     void fill() {
-        PropertyList first = phone(u"one"_qs);
-        first.dictionary().insert(u"serverName"_qs, u"First"_qs);
-        PropertyList third = phone(u"three"_qs);
-        third.dictionary().insert(u"address"_qs, u"host:80"_qs);
-        third.dictionary().insert(u"pasteMode"_qs, u"paste"_qs);
-        _database->setValue(sharedDomain, u"serverServices"_qs,
-                            PropertyList::List{first, phone(u"two"_qs), third, phone(u"four"_qs)});
-        _database->setValue(sharedDomain, u"pasteMode"_qs, u"clipboard"_qs);
-        _database->setValue(agentDomain, u"syncEnabled"_qs, false);
-        _database->setValue(statisticsDomain, u"dataSent"_qs, quint64(5000000000));
-        _database->setValue(statisticsDomain, u"dataReceived"_qs, 2);
-        _database->setValue(statisticsDomain, u"textItems"_qs, 3);
-        _database->setValue(statisticsDomain, u"imageItems"_qs, 4);
-        _agent->told->phones = {told(u"one"_qs, AgentStatus::PhoneState::Connected),
-                                told(u"two"_qs, AgentStatus::PhoneState::Seen, u"no\nanswer"_qs),
-                                told(u"three"_qs, AgentStatus::PhoneState::NotSeen)};
+        PropertyList first = phone(u"one"_s);
+        first.dictionary().insert(u"serverName"_s, u"First"_s);
+        PropertyList third = phone(u"three"_s);
+        third.dictionary().insert(u"address"_s, u"host:80"_s);
+        third.dictionary().insert(u"pasteMode"_s, u"paste"_s);
+        QVERIFY(_database->setValue(
+            sharedDomain, u"serverServices"_s,
+            PropertyList::List{first, phone(u"two"_s), third, phone(u"four"_s)}));
+        QVERIFY(_database->setValue(sharedDomain, u"pasteMode"_s, u"clipboard"_s));
+        QVERIFY(_database->setValue(agentDomain, u"syncEnabled"_s, false));
+        QVERIFY(_database->setValue(statisticsDomain, u"dataSent"_s, quint64(5000000000)));
+        QVERIFY(_database->setValue(statisticsDomain, u"dataReceived"_s, 2));
+        QVERIFY(_database->setValue(statisticsDomain, u"textItems"_s, 3));
+        QVERIFY(_database->setValue(statisticsDomain, u"imageItems"_s, 4));
+        _agent->told->phones = {told(u"one"_s, AgentStatus::PhoneState::Connected),
+                                told(u"two"_s, AgentStatus::PhoneState::Seen, u"no\nanswer"_s),
+                                told(u"three"_s, AgentStatus::PhoneState::NotSeen)};
     }
     void begin(const QStringList &arguments) {
         _commands.reset();

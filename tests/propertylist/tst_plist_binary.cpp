@@ -490,7 +490,8 @@ private Q_SLOTS:
             value = PropertyList::List{value};
         QVERIFY(*Serialization::parseBinary(Serialization::binary(value)) == value);
         value = PropertyList::List{value};
-        QVERIFY_EXCEPTION_THROWN(Serialization::binary(value), PlatformException);
+        QVERIFY_EXCEPTION_THROWN(static_cast<void>(Serialization::binary(value)),
+                                 PlatformException);
         // A leaf or a dictionary at the bottom is no different.
         PropertyList mixed = PropertyList::Dictionary{{QStringLiteral("k"), 1}};
         for (int depth = 1; depth < Serialization::maximumDepth; ++depth)

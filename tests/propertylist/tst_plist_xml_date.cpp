@@ -5,6 +5,7 @@
 #include "tests/kit/TestCase.h"
 
 #include <QTest>
+#include <QTimeZone>
 
 #include <cmath>
 #include <limits>
@@ -15,7 +16,8 @@ namespace {
 
 /// Seconds from 2001-01-01T00:00:00Z, by Qt's calendar.
 double seconds(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
-    const QDateTime dateTime(QDate(year, month, day), QTime(hour, minute, second), Qt::UTC);
+    const QDateTime dateTime(QDate(year, month, day), QTime(hour, minute, second),
+                             QTimeZone::utc());
     return double(dateTime.toSecsSinceEpoch()) - Date::unixTimeOfReference;
 }
 

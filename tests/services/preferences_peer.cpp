@@ -25,8 +25,9 @@ int write(const QStringList &arguments) {
     FilePreferencesDatabase database(arguments.value(2));
     const int count = arguments.value(5).toInt();
     for (int i = 0; i < count; ++i) {
-        database.setValue(arguments.value(3),
-                          QStringLiteral("%1-%2").arg(arguments.value(4)).arg(i), i);
+        if (!database.setValue(arguments.value(3),
+                               QStringLiteral("%1-%2").arg(arguments.value(4)).arg(i), i))
+            return 1;
         // Other writers have their turn, as between the writes of real programs.
         RunLoop::current().pause(RunLoop::Seconds(0.001));
     }

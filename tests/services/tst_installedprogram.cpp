@@ -12,6 +12,7 @@
 #include <optional>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -31,8 +32,8 @@ class InstalledProgramTest final : public kit::TestCase {
         make(path(), "1");
         _told.clear();
         _program.emplace(path());
-        _program->onReplaced = [this] { _told.append(u"replaced"_qs); };
-        _program->onRemoved = [this] { _told.append(u"removed"_qs); };
+        _program->onReplaced = [this] { _told.append(u"replaced"_s); };
+        _program->onRemoved = [this] { _told.append(u"removed"_s); };
     }
 
     void end() override {
@@ -44,7 +45,7 @@ private Q_SLOTS:
     void anotherFileInItsPlaceIsTold() {
         replace();
         settleDown();
-        QCOMPARE(_told, QStringList(u"replaced"_qs));
+        QCOMPARE(_told, QStringList(u"replaced"_s));
         // It is the known one from now on.
         QVERIFY(QFile::setPermissions(path(), QFile::ReadOwner));
         settleDown();
@@ -61,13 +62,13 @@ private Q_SLOTS:
         settleDown();
         QVERIFY(QFile::remove(path()));
         settleDown();
-        QCOMPARE(_told, (QStringList{u"replaced"_qs, u"replaced"_qs, u"removed"_qs}));
+        QCOMPARE(_told, (QStringList{u"replaced"_s, u"replaced"_s, u"removed"_s}));
     }
 
     void aFileThatIsGoneIsTold() {
         QVERIFY(QFile::remove(path()));
         settleDown();
-        QCOMPARE(_told, QStringList(u"removed"_qs));
+        QCOMPARE(_told, QStringList(u"removed"_s));
     }
 
     void aFileThatComesBackInTimeWasReplaced() {
@@ -81,7 +82,7 @@ private Q_SLOTS:
         _runLoop.advance(RunLoop::Seconds(0.4));
         QVERIFY(_told.isEmpty());
         _runLoop.advance(RunLoop::Seconds(0.1));
-        QCOMPARE(_told, QStringList(u"replaced"_qs));
+        QCOMPARE(_told, QStringList(u"replaced"_s));
     }
 
     void otherPermissionsAreNoOtherProgram() {
@@ -90,7 +91,7 @@ private Q_SLOTS:
         QVERIFY(_told.isEmpty());
         QVERIFY(QFile::remove(path()));
         settleDown();
-        QCOMPARE(_told, QStringList(u"removed"_qs));
+        QCOMPARE(_told, QStringList(u"removed"_s));
     }
 
     void whoIsToldMayLetGoOfIt() {
@@ -108,15 +109,15 @@ private Q_SLOTS:
 
     void noFileIsNotWatched() {
         _program.emplace(QString());
-        _program.emplace(_folder.filePath(u"none"_qs));
+        _program.emplace(_folder.filePath(u"none"_s));
         QCOMPARE(_runLoop.pendingCount(), 0);
     }
 
 private:
-    QString path() const { return _folder.filePath(u"program"_qs); }
+    QString path() const { return _folder.filePath(u"program"_s); }
     void replace() {
-        make(_folder.filePath(u"new"_qs), "2");
-        QVERIFY(::rename(QFile::encodeName(_folder.filePath(u"new"_qs)).constData(),
+        make(_folder.filePath(u"new"_s), "2");
+        QVERIFY(::rename(QFile::encodeName(_folder.filePath(u"new"_s)).constData(),
                          QFile::encodeName(path()).constData()) == 0);
     }
     void awaitChange() { QTRY_COMPARE(_runLoop.pendingCount(), 1); }

@@ -89,7 +89,7 @@ private Q_SLOTS:
         const auto database = makeDatabase();
         QVERIFY(database->copyMultiple(domain).isEmpty());
         QVERIFY(database->synchronize(domain));
-        database->setValue(domain, key, std::nullopt);
+        QVERIFY(database->setValue(domain, key, std::nullopt));
         QVERIFY(database->copyMultiple(domain).isEmpty());
     }
 
@@ -111,20 +111,20 @@ private Q_SLOTS:
              PropertyList::Dictionary{{QStringLiteral("inner"), PropertyList::List{}}}},
             {QString(), QStringLiteral("the empty key")}};
         for (const auto &[name, value] : values.asKeyValueRange())
-            database->setValue(domain, name, value);
+            QVERIFY(database->setValue(domain, name, value));
         QCOMPARE(database->copyMultiple(domain), values);
     }
 
     void aValueIsReplacedAndRemoved_data() { databases(); }
     void aValueIsReplacedAndRemoved() {
         const auto database = makeDatabase();
-        database->setValue(domain, key, true);
-        database->setValue(domain, QStringLiteral("other"), 1);
-        database->setValue(domain, key, QStringLiteral("no"));
+        QVERIFY(database->setValue(domain, key, true));
+        QVERIFY(database->setValue(domain, QStringLiteral("other"), 1));
+        QVERIFY(database->setValue(domain, key, QStringLiteral("no")));
         const PropertyList::Dictionary both{{key, QStringLiteral("no")},
                                             {QStringLiteral("other"), 1}};
         QCOMPARE(database->copyMultiple(domain), both);
-        database->setValue(domain, key, std::nullopt);
+        QVERIFY(database->setValue(domain, key, std::nullopt));
         const PropertyList::Dictionary rest{{QStringLiteral("other"), 1}};
         QCOMPARE(database->copyMultiple(domain), rest);
     }
@@ -132,8 +132,8 @@ private Q_SLOTS:
     void domainsAreApart_data() { databases(); }
     void domainsAreApart() {
         const auto database = makeDatabase();
-        database->setValue(domain, key, 1);
-        database->setValue(domain + QStringLiteral(".stats"), key, 2);
+        QVERIFY(database->setValue(domain, key, 1));
+        QVERIFY(database->setValue(domain + QStringLiteral(".stats"), key, 2));
         QCOMPARE(database->copyMultiple(domain).value(key), PropertyList(1));
         QCOMPARE(database->copyMultiple(domain + QStringLiteral(".stats")).value(key),
                  PropertyList(2));
@@ -168,7 +168,7 @@ private Q_SLOTS:
     // A power failure finds the old file or the whole new one.
     void aNewFileIsOnDiskBeforeItTakesItsPlace() {
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, 1);
+        QVERIFY(database.setValue(domain, key, 1));
         const QByteArray before = contents(file());
         QByteArray flushed;
         QByteArray inPlace;
@@ -178,7 +178,7 @@ private Q_SLOTS:
             inPlace = contents(file());
             return 0;
         };
-        database.setValue(domain, key, 2);
+        QVERIFY(database.setValue(domain, key, 2));
         onFlush = nullptr;
         QCOMPARE(inPlace, before);
         QVERIFY(flushed != before);
@@ -187,7 +187,7 @@ private Q_SLOTS:
 
     void aDiskThatTakesNothingLeavesTheFileAsItWas() {
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, 1);
+        QVERIFY(database.setValue(domain, key, 1));
         const QByteArray before = contents(file());
         onFlush = [](int) {
             errno = EIO;
@@ -195,7 +195,7 @@ private Q_SLOTS:
         };
         expectWarning(
             QStringLiteral("^preference showStatus of com\\.zendrik\\.Test not written: "));
-        database.setValue(domain, key, 2);
+        QVERIFY(!database.setValue(domain, key, 2));
         onFlush = nullptr;
         QCOMPARE(contents(file()), before);
         QCOMPARE(QDir(_folder).entryList(QDir::Files | QDir::Hidden),
@@ -207,24 +207,24 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(_folder));
         const QString kept = _home->filePath(QStringLiteral("dotfiles.plist"));
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, 1);
+        QVERIFY(database.setValue(domain, key, 1));
         QVERIFY(QFile::rename(file(), kept));
         QVERIFY(QFile::link(kept, file()));
-        database.setValue(domain, key, 2);
+        QVERIFY(database.setValue(domain, key, 2));
         QCOMPARE(QFile::symLinkTarget(file()), kept);
         QCOMPARE(database.copyMultiple(domain).value(key), PropertyList(2));
         QVERIFY(contents(kept).contains("<integer>2</integer>"));
         QCOMPARE(permissions(kept), mode_t(0600));
         // A link that leads nowhere is replaced.
         QVERIFY(QFile::remove(kept));
-        database.setValue(domain, key, 3);
+        QVERIFY(database.setValue(domain, key, 3));
         QCOMPARE(database.copyMultiple(domain).value(key), PropertyList(3));
         QVERIFY(!QFile::exists(kept));
     }
 
     void aDomainIsOneFileForItsOwnerOnly() {
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, true);
+        QVERIFY(database.setValue(domain, key, true));
         QCOMPARE(permissions(_folder), mode_t(0700));
         QCOMPARE(permissions(file()), mode_t(0600));
         QCOMPARE(contents(file()),
@@ -248,8 +248,8 @@ private Q_SLOTS:
     void twoDatabasesOnOneFolderSeeEachOther() {
         FilePreferencesDatabase agent(_folder);
         FilePreferencesDatabase panel(_folder);
-        agent.setValue(domain, key, true);
-        panel.setValue(domain, QStringLiteral("other"), 1);
+        QVERIFY(agent.setValue(domain, key, true));
+        QVERIFY(panel.setValue(domain, QStringLiteral("other"), 1));
         const PropertyList::Dictionary both{{key, true}, {QStringLiteral("other"), 1}};
         QCOMPARE(agent.copyMultiple(domain), both);
         QCOMPARE(panel.copyMultiple(domain), both);
@@ -275,14 +275,14 @@ private Q_SLOTS:
 
     void anEqualValueLeavesTheFileAlone() {
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, true);
+        QVERIFY(database.setValue(domain, key, true));
         struct stat before {};
         QCOMPARE(::stat(QFile::encodeName(file()).constData(), &before), 0);
-        database.setValue(domain, key, true);
+        QVERIFY(database.setValue(domain, key, true));
         struct stat after {};
         QCOMPARE(::stat(QFile::encodeName(file()).constData(), &after), 0);
         QCOMPARE(after.st_ino, before.st_ino);
-        database.setValue(domain, key, 1); // equal only in meaning
+        QVERIFY(database.setValue(domain, key, 1)); // equal only in meaning
         QCOMPARE(::stat(QFile::encodeName(file()).constData(), &after), 0);
         QVERIFY(after.st_ino != before.st_ino);
     }
@@ -310,10 +310,10 @@ private Q_SLOTS:
         expectWarning(QStringLiteral("^preferences not read: .*com\\.zendrik\\.Test\\.plist: "));
         QVERIFY(database.copyMultiple(domain).isEmpty());
         // Nothing to remove, nothing to replace.
-        database.setValue(domain, key, std::nullopt);
+        QVERIFY(database.setValue(domain, key, std::nullopt));
         QCOMPARE(contents(file()), bytes);
         expectWarning(QStringLiteral("^damaged preferences kept as .*\\.plist\\.damaged-1$"));
-        database.setValue(domain, key, true);
+        QVERIFY(database.setValue(domain, key, true));
         const PropertyList::Dictionary values{{key, true}};
         QCOMPARE(database.copyMultiple(domain), values);
         QCOMPARE(contents(file() + QStringLiteral(".damaged-1")), bytes);
@@ -331,14 +331,14 @@ private Q_SLOTS:
             return -1;
         };
         expectWarning(QStringLiteral("not written: .*\\.plist\\.damaged-1: Permission denied$"));
-        database.setValue(domain, key, 1);
+        QVERIFY(!database.setValue(domain, key, 1));
         QCOMPARE(aside, file() + QStringLiteral(".damaged-1"));
         QCOMPARE(contents(file()), QByteArray("damage <"));
     }
 
     void aFileThatCannotTakeItsPlaceLeavesTheOldOne() {
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, 1);
+        QVERIFY(database.setValue(domain, key, 1));
         const QByteArray before = contents(file());
         const auto reset = qScopeGuard([] { onRename = nullptr; });
         onRename = [](const QString &, const QString &) {
@@ -346,7 +346,7 @@ private Q_SLOTS:
             return -1;
         };
         expectWarning(QStringLiteral("not written: .*: Device or resource busy$"));
-        database.setValue(domain, key, 2);
+        QVERIFY(!database.setValue(domain, key, 2));
         QCOMPARE(contents(file()), before);
         QCOMPARE(QDir(_folder).entryList(QDir::Files | QDir::Hidden),
                  QStringList({QStringLiteral(".lock"), QStringLiteral("com.zendrik.Test.plist")}));
@@ -358,13 +358,13 @@ private Q_SLOTS:
         for (int number = 1; number <= 99; ++number) {
             fill(file(), "damage " + QByteArray::number(number) + " <");
             expectWarning(QStringLiteral("damaged-%1$").arg(number));
-            database.setValue(domain, key, number);
+            QVERIFY(database.setValue(domain, key, number));
         }
         QCOMPARE(contents(file() + QStringLiteral(".damaged-1")), QByteArray("damage 1 <"));
         QCOMPARE(contents(file() + QStringLiteral(".damaged-99")), QByteArray("damage 99 <"));
         fill(file(), "one too many <");
         expectWarning(QStringLiteral("not written: .*: too many damaged files beside it$"));
-        database.setValue(domain, key, 100);
+        QVERIFY(!database.setValue(domain, key, 100));
         QCOMPARE(contents(file()), QByteArray("one too many <"));
     }
 
@@ -374,7 +374,7 @@ private Q_SLOTS:
         expectWarning(QStringLiteral("^preferences not read: .*: it cannot be read$"));
         QVERIFY(database.copyMultiple(domain).isEmpty());
         expectWarning(QStringLiteral("damaged-1$"));
-        database.setValue(domain, key, true);
+        QVERIFY(database.setValue(domain, key, true));
         QVERIFY(QFileInfo(file() + QStringLiteral(".damaged-1")).isDir());
         QCOMPARE(database.copyMultiple(domain).value(key), PropertyList(true));
     }
@@ -391,43 +391,43 @@ private Q_SLOTS:
         // The document around an empty text under the key "k", measured.
         FilePreferencesDatabase database(_folder);
         const QString shortKey = QStringLiteral("k");
-        database.setValue(domain, shortKey, QString());
+        QVERIFY(database.setValue(domain, shortKey, QString()));
         const qint64 around = QFileInfo(file()).size();
         const qsizetype room = FilePreferencesDatabase::largestFile - around;
         for (const qsizetype size : {room - 1, room}) {
             const QString text(size, u'x');
-            database.setValue(domain, shortKey, text);
+            QVERIFY(database.setValue(domain, shortKey, text));
             QCOMPARE(QFileInfo(file()).size(), around + size);
             QVERIFY(database.copyMultiple(domain).value(shortKey) == PropertyList(text));
         }
         expectWarning(QStringLiteral("^preference k of com\\.zendrik\\.Test not written: the "
                                      "preferences would take more than 8388608 bytes$"));
-        database.setValue(domain, shortKey, QString(room + 1, u'y'));
+        QVERIFY(!database.setValue(domain, shortKey, QString(room + 1, u'y')));
         QVERIFY(database.copyMultiple(domain).value(shortKey) == PropertyList(QString(room, u'x')));
     }
 
     void aValueThatCannotBeWrittenIsRefused() {
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, true);
+        QVERIFY(database.setValue(domain, key, true));
         PropertyList deep = PropertyList::List();
         for (int level = 0; level < 600; ++level)
             deep = PropertyList::List{deep};
         expectWarning(QStringLiteral("^preference deep of com\\.zendrik\\.Test not written: "));
-        database.setValue(domain, QStringLiteral("deep"), deep);
+        QVERIFY(!database.setValue(domain, QStringLiteral("deep"), deep));
         const PropertyList::Dictionary values{{key, true}};
         QCOMPARE(database.copyMultiple(domain), values);
     }
 
     void charactersThatXmlCannotCarryAreReplaced() {
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, QStringLiteral("a") + QChar(0xd800) + u'b');
+        QVERIFY(database.setValue(domain, key, QStringLiteral("a") + QChar(0xd800) + u'b'));
         QCOMPARE(database.copyMultiple(domain).value(key),
                  PropertyList(QStringLiteral("a\ufffdb")));
     }
 
     void aFullDiskLeavesTheFileAsItWas() {
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, true);
+        QVERIFY(database.setValue(domain, key, true));
         const QByteArray before = contents(file());
         Result<void> written;
         {
@@ -447,26 +447,26 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(_folder));
         fill(_folder + QStringLiteral("/.com.zendrik.Test.plist.new"), "half a docu");
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, true);
+        QVERIFY(database.setValue(domain, key, true));
         QCOMPARE(database.copyMultiple(domain).value(key), PropertyList(true));
     }
 
     void aLockThatIsNotGivenBackIsNotWaitedForForEver() {
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, 1);
+        QVERIFY(database.setValue(domain, key, 1));
         const FileHandle lock(::open(
             QFile::encodeName(_folder + QStringLiteral("/.lock")).constData(), O_RDWR | O_CLOEXEC));
         QCOMPARE(::flock(lock.descriptor(), LOCK_EX), 0);
         const auto before = _runLoop.paused();
         expectWarning(QStringLiteral("not written: .*: another program holds the lock$"));
-        database.setValue(domain, key, 2);
+        QVERIFY(!database.setValue(domain, key, 2));
         const auto waited = _runLoop.paused() - before;
         QVERIFY(waited >= FilePreferencesDatabase::lockPatience);
         QVERIFY(waited < FilePreferencesDatabase::lockPatience + RunLoop::Seconds(0.01));
         // Readers need no lock.
         QCOMPARE(database.copyMultiple(domain).value(key), PropertyList(1));
         QCOMPARE(::flock(lock.descriptor(), LOCK_UN), 0);
-        database.setValue(domain, key, 2);
+        QVERIFY(database.setValue(domain, key, 2));
         QCOMPARE(database.copyMultiple(domain).value(key), PropertyList(2));
     }
 
@@ -483,7 +483,7 @@ private Q_SLOTS:
 
     void synchronizingFailsWhereTheFileCannotBeOpened() {
         FilePreferencesDatabase database(_folder);
-        database.setValue(domain, key, true);
+        QVERIFY(database.setValue(domain, key, true));
         QVERIFY(database.synchronize(domain));
         // A link that leads round in circles.
         QVERIFY(QFile::remove(file()));

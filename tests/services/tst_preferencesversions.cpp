@@ -58,7 +58,7 @@ private Q_SLOTS:
                          {QStringLiteral("serverName"), QStringLiteral("Anna")},
                          {QStringLiteral("serverService"), QStringLiteral("Anna's Phone")}}}}};
         QCOMPARE(database.copyMultiple(domain), values);
-        database.setValue(domain, key, false);
+        QVERIFY(database.setValue(domain, key, false));
         values.insert(key, false);
         QCOMPARE(database.copyMultiple(domain), values);
         QVERIFY(contents(file()).contains("<key>preferencesVersion</key>\n\t<integer>1</integer>"));

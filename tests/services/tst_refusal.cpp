@@ -8,6 +8,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 using Direction = Refusal::Direction;
 using Reason = Refusal::Reason;
@@ -72,28 +73,28 @@ private Q_SLOTS:
                         .reason = Reason(reason),
                         .kind = Kind(kind),
                         // A phone may be called anything.
-                        .phone = u"Anna %3"_qs,
+                        .phone = u"Anna %3"_s,
                         .size = 10'000'018,
                         .limit = 9'999'999};
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
         QCOMPARE(userText(refusal), text);
         QCOMPARE(englishText(refusal), text);
         refusal.count = 2;
-        QCOMPARE(userText(refusal), text + u" (2 times)"_qs);
+        QCOMPARE(userText(refusal), text + u" (2 times)"_s);
         refusal.count = 1234;
-        refusal.detail = u"a list instead of %1"_qs;
-        QCOMPARE(userText(refusal), text + u" (1,234 times)"_qs);
-        QCOMPARE(englishText(refusal), text + u" (1,234 times) [a list instead of %1]"_qs);
+        refusal.detail = u"a list instead of %1"_s;
+        QCOMPARE(userText(refusal), text + u" (1,234 times)"_s);
+        QCOMPARE(englishText(refusal), text + u" (1,234 times) [a list instead of %1]"_s);
     }
 
     void foreignTextsAreMadeHarmless() {
         const Refusal refusal{.direction = Direction::FromPhone,
                               .reason = Reason::Damaged,
-                              .phone = u"A\n\u202eB"_qs + QString(200, u'x'),
-                              .detail = u"\x1b[31m"_qs + QString(300, u'y')};
-        QVERIFY(userText(refusal).contains(u"A\\n\\u202eBxxx"_qs));
+                              .phone = u"A\n\u202eB"_s + QString(200, u'x'),
+                              .detail = u"\x1b[31m"_s + QString(300, u'y')};
+        QVERIFY(userText(refusal).contains(u"A\\n\\u202eBxxx"_s));
         QVERIFY(!userText(refusal).contains(QString(128, u'x')));
-        QVERIFY(englishText(refusal).contains(u"[\\x1b[31myyy"_qs));
+        QVERIFY(englishText(refusal).contains(u"[\\x1b[31myyy"_s));
         QVERIFY(!englishText(refusal).contains(QString(256, u'y')));
     }
 
@@ -103,8 +104,8 @@ private Q_SLOTS:
                               .size = 10'000'018,
                               .limit = 9'999'999};
         QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
-        QVERIFY(userText(refusal).contains(u"10.000.018"_qs));
-        QVERIFY(englishText(refusal).contains(u"10,000,018"_qs));
+        QVERIFY(userText(refusal).contains(u"10.000.018"_s));
+        QVERIFY(englishText(refusal).contains(u"10,000,018"_s));
     }
 
     void namesReadBack() {
@@ -114,12 +115,12 @@ private Q_SLOTS:
             QCOMPARE(int(refusalReason(nameOf(Reason(i)))), i);
         for (int i = 0; i <= int(Kind::DeviceRecord); ++i)
             QCOMPARE(int(refusalKind(nameOf(Kind(i)))), i);
-        QCOMPARE(nameOf(Direction::ForPhone), u"for phone"_qs);
-        QCOMPARE(nameOf(Reason::QueueFull), u"queue full"_qs);
-        QCOMPARE(nameOf(Kind::DeviceRecord), u"device record"_qs);
-        QCOMPARE(refusalDirection(u"sideways"_qs), Direction::CopiedHere);
+        QCOMPARE(nameOf(Direction::ForPhone), u"for phone"_s);
+        QCOMPARE(nameOf(Reason::QueueFull), u"queue full"_s);
+        QCOMPARE(nameOf(Kind::DeviceRecord), u"device record"_s);
+        QCOMPARE(refusalDirection(u"sideways"_s), Direction::CopiedHere);
         QCOMPARE(refusalReason(QString()), Reason::Failed);
-        QCOMPARE(refusalKind(u"smell"_qs), Kind::Clip);
+        QCOMPARE(refusalKind(u"smell"_s), Kind::Clip);
     }
 };
 

@@ -16,6 +16,7 @@
 #include <QXmlStreamReader>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -81,11 +82,11 @@ QStringList propertiesIn(const QString &description) {
         reader.readNext();
         const auto attributes = reader.attributes();
         if (reader.name() == u"interface")
-            inside = reader.isStartElement() && attributes.value(u"name"_qs) == statusName;
+            inside = reader.isStartElement() && attributes.value(u"name"_s) == statusName;
         if (inside && reader.isStartElement() && reader.name() == u"property")
-            result.append(QStringList{attributes.value(u"name"_qs).toString(),
-                                      attributes.value(u"type"_qs).toString(),
-                                      attributes.value(u"access"_qs).toString()}
+            result.append(QStringList{attributes.value(u"name"_s).toString(),
+                                      attributes.value(u"type"_s).toString(),
+                                      attributes.value(u"access"_s).toString()}
                               .join(u' '));
     }
     result.sort();

@@ -12,6 +12,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using AtLogin = UserServices::AtLogin;
 
 namespace {
@@ -78,21 +79,21 @@ private Q_SLOTS:
     void whetherAUnitIsStartedAtLogin_data() {
         QTest::addColumn<QString>("state");
         QTest::addColumn<AtLogin>("expected");
-        QTest::newRow("enabled") << u"enabled"_qs << AtLogin::On;
-        QTest::newRow("enabled until the computer stops") << u"enabled-runtime"_qs << AtLogin::On;
-        QTest::newRow("disabled") << u"disabled"_qs << AtLogin::Off;
-        QTest::newRow("masked") << u"masked"_qs << AtLogin::Off;
+        QTest::newRow("enabled") << u"enabled"_s << AtLogin::On;
+        QTest::newRow("enabled until the computer stops") << u"enabled-runtime"_s << AtLogin::On;
+        QTest::newRow("disabled") << u"disabled"_s << AtLogin::Off;
+        QTest::newRow("masked") << u"masked"_s << AtLogin::Off;
     }
     void whetherAUnitIsStartedAtLogin() {
         QFETCH(QString, state);
         _manager->state = state;
         QTEST(look(), "expected");
-        QCOMPARE(_manager->calls, QStringList{u"GetUnitFileState/s"_qs});
+        QCOMPARE(_manager->calls, QStringList{u"GetUnitFileState/s"_s});
         QCOMPARE(_manager->arguments[0], QVariantList{unit});
     }
 
     void aUnitThatIsUnknown() {
-        _manager->refused = u"GetUnitFileState"_qs;
+        _manager->refused = u"GetUnitFileState"_s;
         QCOMPARE(look(), AtLogin::Unknown);
     }
 
@@ -104,37 +105,37 @@ private Q_SLOTS:
 
     void aUnitIsStarted() {
         QCOMPARE(start(), true);
-        QCOMPARE(_manager->calls, QStringList{u"StartUnit/ss"_qs});
-        QCOMPARE(_manager->arguments[0], (QVariantList{unit, u"replace"_qs}));
-        _manager->refused = u"StartUnit"_qs;
+        QCOMPARE(_manager->calls, QStringList{u"StartUnit/ss"_s});
+        QCOMPARE(_manager->arguments[0], (QVariantList{unit, u"replace"_s}));
+        _manager->refused = u"StartUnit"_s;
         QCOMPARE(start(), false);
     }
 
     void itIsSwitchedOn() {
         QVERIFY(setAtLogin(true));
         QCOMPARE(_manager->calls,
-                 (QStringList{u"EnableUnitFiles/asbb"_qs, u"Reload/"_qs, u"StartUnit/ss"_qs}));
+                 (QStringList{u"EnableUnitFiles/asbb"_s, u"Reload/"_s, u"StartUnit/ss"_s}));
         QCOMPARE(_manager->arguments[0], (QVariantList{QStringList{unit}, false, false}));
-        QCOMPARE(_manager->arguments[2], (QVariantList{unit, u"replace"_qs}));
+        QCOMPARE(_manager->arguments[2], (QVariantList{unit, u"replace"_s}));
     }
 
     void itIsSwitchedOff() {
         QVERIFY(setAtLogin(false));
         QCOMPARE(_manager->calls,
-                 (QStringList{u"DisableUnitFiles/asb"_qs, u"Reload/"_qs, u"StopUnit/ss"_qs}));
+                 (QStringList{u"DisableUnitFiles/asb"_s, u"Reload/"_s, u"StopUnit/ss"_s}));
         QCOMPARE(_manager->arguments[0], (QVariantList{QStringList{unit}, false}));
-        QCOMPARE(_manager->arguments[2], (QVariantList{unit, u"replace"_qs}));
+        QCOMPARE(_manager->arguments[2], (QVariantList{unit, u"replace"_s}));
     }
 
     void aRefusalEndsItAndIsTold() {
-        _manager->refused = u"EnableUnitFiles"_qs;
+        _manager->refused = u"EnableUnitFiles"_s;
         const auto refused = setAtLogin(true);
         QVERIFY(!refused);
-        QCOMPARE(refused.error().reason, u"not allowed"_qs);
+        QCOMPARE(refused.error().reason, u"not allowed"_s);
         QCOMPARE(_manager->calls.size(), 1);
         // Without words, its name stands for the reason.
         _manager->reason.clear();
-        QCOMPARE(setAtLogin(true).error().reason, u"org.example.Error"_qs);
+        QCOMPARE(setAtLogin(true).error().reason, u"org.example.Error"_s);
     }
 
     void nothingIsAnsweredToWhoIsGone() {

@@ -39,7 +39,7 @@ private Q_SLOTS:
     }
 
     void storedValuesAreThereFromTheStart() {
-        _session->database.setValue(applicationIdentifier, syncEnabled, false);
+        QVERIFY(_session->database.setValue(applicationIdentifier, syncEnabled, false));
         const auto defaults = Settings::openForAgent(_agent->environment);
         QCOMPARE(defaults->objectForKey(syncEnabled), std::optional(PropertyList(false)));
         QCOMPARE(_session->database.readCount(), 1);
@@ -48,7 +48,7 @@ private Q_SLOTS:
 
     void whatWasWrittenUnheardIsThereAfterReset() {
         const auto defaults = Settings::openForAgent(_agent->environment);
-        _session->database.setValue(applicationIdentifier, syncEnabled, false);
+        QVERIFY(_session->database.setValue(applicationIdentifier, syncEnabled, false));
         QCOMPARE(defaults->objectForKey(syncEnabled), std::nullopt);
         defaults->reset();
         QCOMPARE(defaults->objectForKey(syncEnabled), std::optional(PropertyList(false)));

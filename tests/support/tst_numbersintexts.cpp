@@ -91,8 +91,9 @@ private Q_SLOTS:
         kit::UserSession session;
         kit::Process process(session);
         const auto store = process.open(QStringLiteral("com.zendrik.Test"));
-        store->setObjectForKey(QStringLiteral("0.25 0.5 0.75 1"), QStringLiteral("colour"));
-        store->setObjectForKey(QStringLiteral("1.5"), QStringLiteral("float"));
+        QVERIFY(
+            store->setObjectForKey(QStringLiteral("0.25 0.5 0.75 1"), QStringLiteral("colour")));
+        QVERIFY(store->setObjectForKey(QStringLiteral("1.5"), QStringLiteral("float")));
         const auto colour = store->colorForKey(QStringLiteral("colour"));
         QVERIFY(colour);
         QCOMPARE(colour->red, 0.25F);

@@ -8,6 +8,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using RegisteredPhones::Phone;
 using Dictionary = PropertyList::Dictionary;
 using List = PropertyList::List;
@@ -18,7 +19,7 @@ const QString service = QStringLiteral("serverService");
 const QString name = QStringLiteral("serverName");
 
 PropertyList entry(const QString &phone) {
-    return Dictionary{{service, phone}, {name, phone + u"'s"_qs}};
+    return Dictionary{{service, phone}, {name, phone + u"'s"_s}};
 }
 
 QString refusalOf(const PropertyList &value) {
@@ -45,23 +46,23 @@ class RegisteredPhonesTest final : public kit::TestCase {
 private Q_SLOTS:
     void readsAllThatAnEntryMayHold() {
         const PropertyList stored = List{
-            Dictionary{{service, u"Anna"_qs},
-                       {name, u"Anna's"_qs},
-                       {u"pasteMode"_qs, u"clipboard"_qs},
-                       {u"address"_qs, u"[fe80::1]:7"_qs}},
-            Dictionary{{service, u"Bert"_qs}, {u"pasteMode"_qs, u"paste"_qs}},
+            Dictionary{{service, u"Anna"_s},
+                       {name, u"Anna's"_s},
+                       {u"pasteMode"_s, u"clipboard"_s},
+                       {u"address"_s, u"[fe80::1]:7"_s}},
+            Dictionary{{service, u"Bert"_s}, {u"pasteMode"_s, u"paste"_s}},
         };
         const QList<Phone> expected{
-            {.service = u"Anna"_qs,
-             .name = u"Anna's"_qs,
+            {.service = u"Anna"_s,
+             .name = u"Anna's"_s,
              .pasteMode = PasteMode::Clipboard,
-             .address = u"[fe80::1]:7"_qs},
-            {.service = u"Bert"_qs, .name = {}, .pasteMode = PasteMode::Paste}};
+             .address = u"[fe80::1]:7"_s},
+            {.service = u"Bert"_s, .name = {}, .pasteMode = PasteMode::Paste}};
         QCOMPARE(RegisteredPhones::phones(stored), expected);
-        QCOMPARE(RegisteredPhones::phone(stored, u"Bert"_qs), expected[1]);
-        QCOMPARE(RegisteredPhones::phone(stored, u"Carl"_qs), std::nullopt);
-        QCOMPARE(expected[0].shownName(), u"Anna's"_qs);
-        QCOMPARE(expected[1].shownName(), u"Bert"_qs);
+        QCOMPARE(RegisteredPhones::phone(stored, u"Bert"_s), expected[1]);
+        QCOMPARE(RegisteredPhones::phone(stored, u"Carl"_s), std::nullopt);
+        QCOMPARE(expected[0].shownName(), u"Anna's"_s);
+        QCOMPARE(expected[1].shownName(), u"Bert"_s);
     }
 
     void whatIsNoListHoldsNoPhones_data() {
@@ -78,7 +79,7 @@ private Q_SLOTS:
         }
         if (!value.isList()) {
             const QString line = u"setting serverServices of the domain \"shared\" holds %1, which "
-                                 "is not a list of phones: not used"_qs.arg(kind);
+                                 "is not a list of phones: not used"_s.arg(kind);
             QTest::ignoreMessage(QtWarningMsg, line.toUtf8().constData());
         }
         QCOMPARE(RegisteredPhones::isList(value), value.isList());
@@ -94,21 +95,21 @@ private Q_SLOTS:
     void everyKindInAnEntryIsPassedOver() {
         for (const kit::NamedValue &each : kit::everyKind()) {
             const PropertyList stored =
-                List{each.value, Dictionary{{service, each.value}}, entry(u"Anna"_qs)};
+                List{each.value, Dictionary{{service, each.value}}, entry(u"Anna"_s)};
             const bool isName = each.value.isString() && !each.value.string().isEmpty();
             QCOMPARE(RegisteredPhones::phones(stored).size(), isName ? 2 : 1);
-            QCOMPARE(RegisteredPhones::phones(stored).constLast().service, u"Anna"_qs);
-            const PropertyList fields = List{Dictionary{{service, u"Anna"_qs},
+            QCOMPARE(RegisteredPhones::phones(stored).constLast().service, u"Anna"_s);
+            const PropertyList fields = List{Dictionary{{service, u"Anna"_s},
                                                         {name, each.value},
-                                                        {u"pasteMode"_qs, each.value},
-                                                        {u"address"_qs, each.value}}};
+                                                        {u"pasteMode"_s, each.value},
+                                                        {u"address"_s, each.value}}};
             const QString text = each.value.isString() ? each.value.string() : QString();
             const QList<Phone> expected{
-                {.service = u"Anna"_qs, .name = text, .pasteMode = {}, .address = text}};
+                {.service = u"Anna"_s, .name = text, .pasteMode = {}, .address = text}};
             QCOMPARE(RegisteredPhones::phones(fields), expected);
             // And stays where it is when something else changes.
             const PropertyList changed =
-                RegisteredPhones::changed(stored, u"Carl"_qs, {.name = u"C"_qs});
+                RegisteredPhones::changed(stored, u"Carl"_s, {.name = u"C"_s});
             QCOMPARE(changed.list().size(), 4);
             QCOMPARE(changed.list().first(3), stored.list());
         }
@@ -117,12 +118,12 @@ private Q_SLOTS:
 
     void aPhoneNamedTwiceCountsOnceByItsFirstEntry() {
         const PropertyList stored =
-            List{entry(u"Anna"_qs), Dictionary{{service, u"Anna"_qs}, {name, u"other"_qs}}};
-        const QList<Phone> expected{{.service = u"Anna"_qs, .name = u"Anna's"_qs}};
+            List{entry(u"Anna"_s), Dictionary{{service, u"Anna"_s}, {name, u"other"_s}}};
+        const QList<Phone> expected{{.service = u"Anna"_s, .name = u"Anna's"_s}};
         QCOMPARE(RegisteredPhones::phones(stored), expected);
         // A change meets the entry that counts.
-        const auto changed = RegisteredPhones::changed(stored, u"Anna"_qs, {.name = u"new"_qs});
-        QCOMPARE(RegisteredPhones::phones(changed).constFirst().name, u"new"_qs);
+        const auto changed = RegisteredPhones::changed(stored, u"Anna"_s, {.name = u"new"_s});
+        QCOMPARE(RegisteredPhones::phones(changed).constFirst().name, u"new"_s);
         QCOMPARE(changed.list()[1], stored.list()[1]);
     }
 
@@ -144,38 +145,38 @@ private Q_SLOTS:
     }
 
     void displayNamesAreThoseOfAllEntries() {
-        const PropertyList stored = List{entry(u"Anna"_qs),
-                                         Dictionary{{name, u"Nobody's"_qs}},
-                                         Dictionary{{service, u"B"_qs}},
-                                         Dictionary{{service, u"C"_qs}, {name, 7}},
+        const PropertyList stored = List{entry(u"Anna"_s),
+                                         Dictionary{{name, u"Nobody's"_s}},
+                                         Dictionary{{service, u"B"_s}},
+                                         Dictionary{{service, u"C"_s}, {name, 7}},
                                          5,
-                                         entry(u"Anna"_qs)};
-        const QStringList expected{u"Anna's"_qs, u"Nobody's"_qs, u"Anna's"_qs};
+                                         entry(u"Anna"_s)};
+        const QStringList expected{u"Anna's"_s, u"Nobody's"_s, u"Anna's"_s};
         QCOMPARE(RegisteredPhones::displayNames(stored), expected);
     }
 
     void aNewPhoneGoesToTheEnd() {
-        const auto first = RegisteredPhones::changed(std::nullopt, u"Anna"_qs, {});
-        QCOMPARE(first, PropertyList(List{Dictionary{{service, u"Anna"_qs}, {name, u"Anna"_qs}}}));
+        const auto first = RegisteredPhones::changed(std::nullopt, u"Anna"_s, {});
+        QCOMPARE(first, PropertyList(List{Dictionary{{service, u"Anna"_s}, {name, u"Anna"_s}}}));
         const auto second = RegisteredPhones::changed(
-            first, u"Bert"_qs,
-            {.name = u"B"_qs, .pasteMode = {{PasteMode::Clipboard}}, .address = u"host:1"_qs});
+            first, u"Bert"_s,
+            {.name = u"B"_s, .pasteMode = {{PasteMode::Clipboard}}, .address = u"host:1"_s});
         QCOMPARE(second.list()[0], first.list()[0]);
-        const PropertyList expected = Dictionary{{service, u"Bert"_qs},
-                                                 {name, u"B"_qs},
-                                                 {u"pasteMode"_qs, u"clipboard"_qs},
-                                                 {u"address"_qs, u"host:1"_qs}};
+        const PropertyList expected = Dictionary{{service, u"Bert"_s},
+                                                 {name, u"B"_s},
+                                                 {u"pasteMode"_s, u"clipboard"_s},
+                                                 {u"address"_s, u"host:1"_s}};
         QCOMPARE(second.list()[1], expected);
     }
 
     void aChangeKeepsWhatItDoesNotName() {
-        const PropertyList anna = Dictionary{{service, u"Anna"_qs},
-                                             {name, u"Anna's"_qs},
-                                             {u"pasteMode"_qs, u"paste"_qs},
-                                             {u"address"_qs, u"host:1"_qs},
-                                             {u"colour"_qs, List{1, 2}}};
-        const PropertyList stored = List{5, anna, entry(u"Bert"_qs)};
-        QCOMPARE(RegisteredPhones::changed(stored, u"Anna"_qs, {}), stored);
+        const PropertyList anna = Dictionary{{service, u"Anna"_s},
+                                             {name, u"Anna's"_s},
+                                             {u"pasteMode"_s, u"paste"_s},
+                                             {u"address"_s, u"host:1"_s},
+                                             {u"colour"_s, List{1, 2}}};
+        const PropertyList stored = List{5, anna, entry(u"Bert"_s)};
+        QCOMPARE(RegisteredPhones::changed(stored, u"Anna"_s, {}), stored);
         const auto with = [&](const QString &key, std::optional<PropertyList> value) {
             PropertyList::List list = stored.list();
             if (value)
@@ -185,56 +186,54 @@ private Q_SLOTS:
             return PropertyList(list);
         };
         const auto change = [&](const RegisteredPhones::Change &wanted) {
-            return RegisteredPhones::changed(stored, u"Anna"_qs, wanted);
+            return RegisteredPhones::changed(stored, u"Anna"_s, wanted);
         };
-        QCOMPARE(change({.name = u"A"_qs}), with(name, u"A"_qs));
+        QCOMPARE(change({.name = u"A"_s}), with(name, u"A"_s));
         QCOMPARE(change({.pasteMode = {{PasteMode::Clipboard}}}),
-                 with(u"pasteMode"_qs, u"clipboard"_qs));
+                 with(u"pasteMode"_s, u"clipboard"_s));
         QCOMPARE(change({.pasteMode = std::optional<PasteMode>()}),
-                 with(u"pasteMode"_qs, std::nullopt));
-        QCOMPARE(change({.address = u"[::1]:2"_qs}), with(u"address"_qs, u"[::1]:2"_qs));
-        QCOMPARE(change({.address = QString()}), with(u"address"_qs, std::nullopt));
+                 with(u"pasteMode"_s, std::nullopt));
+        QCOMPARE(change({.address = u"[::1]:2"_s}), with(u"address"_s, u"[::1]:2"_s));
+        QCOMPARE(change({.address = QString()}), with(u"address"_s, std::nullopt));
     }
 
     void removingTakesAllEntriesOfThePhone() {
-        const PropertyList stored =
-            List{5, entry(u"Anna"_qs), entry(u"Bert"_qs), entry(u"Anna"_qs)};
-        const PropertyList rest = List{5, entry(u"Bert"_qs)};
-        QCOMPARE(RegisteredPhones::removed(stored, u"Anna"_qs), rest);
-        const auto entries = RegisteredPhones::entriesOf(stored, u"Anna"_qs);
+        const PropertyList stored = List{5, entry(u"Anna"_s), entry(u"Bert"_s), entry(u"Anna"_s)};
+        const PropertyList rest = List{5, entry(u"Bert"_s)};
+        QCOMPARE(RegisteredPhones::removed(stored, u"Anna"_s), rest);
+        const auto entries = RegisteredPhones::entriesOf(stored, u"Anna"_s);
         QCOMPARE(entries.size(), 2);
         QCOMPARE(entries[1].index, 3);
         QCOMPARE(RegisteredPhones::restored(rest, entries), stored);
         // A list that has become shorter takes them at its end.
         QCOMPARE(RegisteredPhones::restored(List{}, entries),
-                 PropertyList(List{entry(u"Anna"_qs), entry(u"Anna"_qs)}));
+                 PropertyList(List{entry(u"Anna"_s), entry(u"Anna"_s)}));
     }
 
     void refusalsNameWhatIsWrong() {
         QVERIFY(RegisteredPhones::check(List{}));
-        QVERIFY(RegisteredPhones::check(List{entry(u"Anna"_qs)}));
-        QCOMPARE(refusalOf(7), u"serverServices is a list of phones; \"pair\" adds one"_qs);
+        QVERIFY(RegisteredPhones::check(List{entry(u"Anna"_s)}));
+        QCOMPARE(refusalOf(7), u"serverServices is a list of phones; \"pair\" adds one"_s);
         QCOMPARE(
             refusalOf(List{entry(QString())}),
-            u"an entry of serverServices is a dictionary with a text under \"serverService\""_qs);
+            u"an entry of serverServices is a dictionary with a text under \"serverService\""_s);
         QCOMPARE(changedBy("serverName", 7),
-                 u"\"serverName\" of an entry of serverServices is a text"_qs);
-        QCOMPARE(changedBy("address", 7),
-                 u"\"address\" of an entry of serverServices is a text"_qs);
-        QCOMPARE(changedBy("pasteMode", u"glue"_qs),
-                 u"\"pasteMode\" of an entry of serverServices is paste or clipboard"_qs);
-        QVERIFY(changedBy("pasteMode", u"clipboard"_qs).isEmpty());
+                 u"\"serverName\" of an entry of serverServices is a text"_s);
+        QCOMPARE(changedBy("address", 7), u"\"address\" of an entry of serverServices is a text"_s);
+        QCOMPARE(changedBy("pasteMode", u"glue"_s),
+                 u"\"pasteMode\" of an entry of serverServices is paste or clipboard"_s);
+        QVERIFY(changedBy("pasteMode", u"clipboard"_s).isEmpty());
         QVERIFY(changedBy("colour", 7).isEmpty());
     }
 
     void aProgramOfThisComputerIsNamedAsItNamesItself() {
-        const PropertyList list = RegisteredPhones::changed({}, u"local/Anna"_qs, {});
+        const PropertyList list = RegisteredPhones::changed({}, u"local/Anna"_s, {});
         QCOMPARE(RegisteredPhones::phones(list),
-                 (QList<Phone>{{.service = u"local/Anna"_qs, .name = u"Anna"_qs}}));
-        QCOMPARE((Phone{.service = u"local/Anna"_qs}.shownName()), u"Anna"_qs);
-        QCOMPARE((Phone{.service = u"Anna"_qs}.shownName()), u"Anna"_qs);
-        QCOMPARE((Phone{.service = u"local/Anna"_qs, .name = u"local/x"_qs}.shownName()),
-                 u"local/x"_qs);
+                 (QList<Phone>{{.service = u"local/Anna"_s, .name = u"Anna"_s}}));
+        QCOMPARE((Phone{.service = u"local/Anna"_s}.shownName()), u"Anna"_s);
+        QCOMPARE((Phone{.service = u"Anna"_s}.shownName()), u"Anna"_s);
+        QCOMPARE((Phone{.service = u"local/Anna"_s, .name = u"local/x"_s}.shownName()),
+                 u"local/x"_s);
     }
 };
 

@@ -12,6 +12,7 @@
 #include <set>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using Settings::Key;
 
 namespace {
@@ -20,21 +21,21 @@ const QString domain = QStringLiteral("com.zendrik.Test");
 
 // What a truth reads as: nothing for damage.
 std::optional<bool> expectedTruth(const QString &name) {
-    static const QSet<QString> right{u"true"_qs,
-                                     u"one"_qs,
-                                     u"negative"_qs,
-                                     u"smallest integer"_qs,
-                                     u"largest integer"_qs,
-                                     u"largest unsigned"_qs,
-                                     u"real"_qs,
-                                     u"negative real"_qs,
-                                     u"huge real"_qs,
-                                     u"infinity"_qs,
-                                     u"negative infinity"_qs,
-                                     u"no number"_qs,
-                                     u"text of digits"_qs,
-                                     u"text of yes"_qs};
-    static const QSet<QString> wrong{u"false"_qs, u"zero"_qs, u"text of no"_qs};
+    static const QSet<QString> right{u"true"_s,
+                                     u"one"_s,
+                                     u"negative"_s,
+                                     u"smallest integer"_s,
+                                     u"largest integer"_s,
+                                     u"largest unsigned"_s,
+                                     u"real"_s,
+                                     u"negative real"_s,
+                                     u"huge real"_s,
+                                     u"infinity"_s,
+                                     u"negative infinity"_s,
+                                     u"no number"_s,
+                                     u"text of digits"_s,
+                                     u"text of yes"_s};
+    static const QSet<QString> wrong{u"false"_s, u"zero"_s, u"text of no"_s};
     if (right.contains(name))
         return true;
     return wrong.contains(name) ? std::optional(false) : std::nullopt;
@@ -42,14 +43,14 @@ std::optional<bool> expectedTruth(const QString &name) {
 
 std::optional<quint64> expectedCount(const QString &name) {
     static const QMap<QString, quint64> counts{
-        {u"true"_qs, 1},
-        {u"false"_qs, 0},
-        {u"zero"_qs, 0},
-        {u"one"_qs, 1},
-        {u"largest integer"_qs, quint64(std::numeric_limits<qint64>::max())},
-        {u"largest unsigned"_qs, std::numeric_limits<quint64>::max()},
-        {u"real"_qs, 1},
-        {u"text of digits"_qs, 12}};
+        {u"true"_s, 1},
+        {u"false"_s, 0},
+        {u"zero"_s, 0},
+        {u"one"_s, 1},
+        {u"largest integer"_s, quint64(std::numeric_limits<qint64>::max())},
+        {u"largest unsigned"_s, std::numeric_limits<quint64>::max()},
+        {u"real"_s, 1},
+        {u"text of digits"_s, 12}};
     const auto found = counts.constFind(name);
     return found == counts.constEnd() ? std::nullopt : std::optional(*found);
 }
@@ -57,21 +58,21 @@ std::optional<quint64> expectedCount(const QString &name) {
 std::optional<qint32> expectedCount32(const QString &name) {
     constexpr qint32 least = std::numeric_limits<qint32>::min();
     constexpr qint32 most = std::numeric_limits<qint32>::max();
-    static const QMap<QString, qint32> counts{{u"true"_qs, 1},
-                                              {u"false"_qs, 0},
-                                              {u"zero"_qs, 0},
-                                              {u"one"_qs, 1},
-                                              {u"negative"_qs, -5},
-                                              {u"smallest integer"_qs, 0},
-                                              {u"largest integer"_qs, -1},
-                                              {u"largest unsigned"_qs, -1},
-                                              {u"real"_qs, 1},
-                                              {u"negative real"_qs, 0},
-                                              {u"huge real"_qs, most},
-                                              {u"infinity"_qs, most},
-                                              {u"negative infinity"_qs, least},
-                                              {u"no number"_qs, 0},
-                                              {u"text of digits"_qs, 12}};
+    static const QMap<QString, qint32> counts{{u"true"_s, 1},
+                                              {u"false"_s, 0},
+                                              {u"zero"_s, 0},
+                                              {u"one"_s, 1},
+                                              {u"negative"_s, -5},
+                                              {u"smallest integer"_s, 0},
+                                              {u"largest integer"_s, -1},
+                                              {u"largest unsigned"_s, -1},
+                                              {u"real"_s, 1},
+                                              {u"negative real"_s, 0},
+                                              {u"huge real"_s, most},
+                                              {u"infinity"_s, most},
+                                              {u"negative infinity"_s, least},
+                                              {u"no number"_s, 0},
+                                              {u"text of digits"_s, 12}};
     const auto found = counts.constFind(name);
     return found == counts.constEnd() ? std::nullopt : std::optional(*found);
 }
@@ -109,13 +110,13 @@ private Q_SLOTS:
             QCOMPARE(Settings::nameOf(each.key), each.name);
         }
         QCOMPARE(keys.size(), size_t(names.size()));
-        const QStringList expected{u"agent/syncEnabled"_qs,     u"agent/watchClipboardByTimer"_qs,
-                                   u"shared/serverServices"_qs, u"shared/autoUpdateEnabled"_qs,
-                                   u"shared/showStatus"_qs,     u"shared/pasteMode"_qs,
-                                   u"stats/dataSent"_qs,        u"stats/dataReceived"_qs,
-                                   u"stats/imageItems"_qs,      u"stats/textItems"_qs};
+        const QStringList expected{u"agent/syncEnabled"_s,     u"agent/watchClipboardByTimer"_s,
+                                   u"shared/serverServices"_s, u"shared/autoUpdateEnabled"_s,
+                                   u"shared/showStatus"_s,     u"shared/pasteMode"_s,
+                                   u"stats/dataSent"_s,        u"stats/dataReceived"_s,
+                                   u"stats/imageItems"_s,      u"stats/textItems"_s};
         QCOMPARE(names, expected);
-        QCOMPARE(Settings::find(u"nonsense"_qs), nullptr);
+        QCOMPARE(Settings::find(u"nonsense"_s), nullptr);
     }
 
     void nothingStoredIsTheFallback() {
@@ -133,17 +134,17 @@ private Q_SLOTS:
     // A text that is none counts as nothing stored, which for this setting is true.
     void aTextThatBeginsWithANumberIsATruth() {
         const auto truthOf = [this](const QString &text) {
-            _store->setObjectForKey(PropertyList(text), u"syncEnabled"_qs);
+            static_cast<void>(_store->setObjectForKey(PropertyList(text), u"syncEnabled"_s));
             return Settings::truth(*_store, Key::SyncEnabled);
         };
-        for (const QString &no : {u"0"_qs, u"+0"_qs, u"-0"_qs, u" 0 apples"_qs, u"no"_qs})
+        for (const QString &no : {u"0"_s, u"+0"_s, u"-0"_s, u" 0 apples"_s, u"no"_s})
             QVERIFY2(!truthOf(no), qUtf8Printable(no));
-        for (const QString &yes : {u"1"_qs, u"+9"_qs, u"-1"_qs, u" 2 apples"_qs, u"yes"_qs})
+        for (const QString &yes : {u"1"_s, u"+9"_s, u"-1"_s, u" 2 apples"_s, u"yes"_s})
             QVERIFY2(truthOf(yes), qUtf8Printable(yes));
-        for (const QString &neither : {u"+"_qs, u"/"_qs, u":"_qs, u"apples"_qs}) {
-            expectWarning(Key::SyncEnabled, u"text of digits"_qs, false);
+        for (const QString &neither : {u"+"_s, u"/"_s, u":"_s, u"apples"_s}) {
+            expectWarning(Key::SyncEnabled, u"text of digits"_s, false);
             QVERIFY2(truthOf(neither), qUtf8Printable(neither));
-            QVERIFY(!truthOf(u"0"_qs));
+            QVERIFY(!truthOf(u"0"_s));
         }
     }
 
@@ -189,28 +190,28 @@ private Q_SLOTS:
         QFETCH(QString, name);
         store(Key::PasteMode, name, false);
         QCOMPARE(Settings::pasteMode(*_store), PasteMode::Paste);
-        _store->registerDefaults({{u"pasteMode"_qs, u"clipboard"_qs}});
+        _store->registerDefaults({{u"pasteMode"_s, u"clipboard"_s}});
         QCOMPARE(Settings::pasteMode(*_store), PasteMode::Clipboard);
     }
 
     void thePasteModeIsOneOfTwoWords() {
         for (const PasteMode mode : {PasteMode::Paste, PasteMode::Clipboard}) {
-            _store->setObjectForKey(Settings::wordFor(mode), u"pasteMode"_qs);
+            QVERIFY(_store->setObjectForKey(Settings::wordFor(mode), u"pasteMode"_s));
             QCOMPARE(Settings::pasteMode(*_store), mode);
         }
-        QCOMPARE(Settings::wordFor(PasteMode::Paste), u"paste"_qs);
-        QCOMPARE(Settings::wordFor(PasteMode::Clipboard), u"clipboard"_qs);
-        QCOMPARE(Settings::pasteModeFrom(u"Paste"_qs), std::nullopt);
+        QCOMPARE(Settings::wordFor(PasteMode::Paste), u"paste"_s);
+        QCOMPARE(Settings::wordFor(PasteMode::Clipboard), u"clipboard"_s);
+        QCOMPARE(Settings::pasteModeFrom(u"Paste"_s), std::nullopt);
     }
 
     // Damage is said once; it is said anew when it comes back after a right value.
     void damageIsReportedOnce() {
-        store(Key::ShowStatus, u"date"_qs, false);
+        store(Key::ShowStatus, u"date"_s, false);
         QVERIFY(!Settings::truth(*_store, Key::ShowStatus));
         QVERIFY(!Settings::truth(*_store, Key::ShowStatus)); // no second line
-        _store->setBoolForKey(true, u"showStatus"_qs);
+        _store->setBoolForKey(true, u"showStatus"_s);
         QVERIFY(Settings::truth(*_store, Key::ShowStatus));
-        store(Key::ShowStatus, u"date"_qs, false);
+        store(Key::ShowStatus, u"date"_s, false);
         QVERIFY(!Settings::truth(*_store, Key::ShowStatus));
     }
 
@@ -218,17 +219,17 @@ private Q_SLOTS:
         QTest::addColumn<Key>("key");
         QTest::addColumn<QSet<QString>>("fitting");
         QTest::addColumn<QString>("refusal");
-        const QSet<QString> truths{u"true"_qs, u"false"_qs};
-        QTest::newRow("truth") << Key::ShowStatus << truths << u"showStatus is true or false"_qs;
+        const QSet<QString> truths{u"true"_s, u"false"_s};
+        QTest::newRow("truth") << Key::ShowStatus << truths << u"showStatus is true or false"_s;
         QTest::newRow("choice") << Key::PasteMode << QSet<QString>()
-                                << u"pasteMode is paste or clipboard"_qs;
+                                << u"pasteMode is paste or clipboard"_s;
         QTest::newRow("count") << Key::DataSent
-                               << QSet<QString>{u"zero"_qs, u"one"_qs, u"largest integer"_qs,
-                                                u"largest unsigned"_qs}
-                               << u"dataSent is a whole number, 0 or more"_qs;
+                               << QSet<QString>{u"zero"_s, u"one"_s, u"largest integer"_s,
+                                                u"largest unsigned"_s}
+                               << u"dataSent is a whole number, 0 or more"_s;
         QTest::newRow("count32") << Key::TextItems
-                                 << QSet<QString>{u"zero"_qs, u"one"_qs, u"negative"_qs}
-                                 << u"textItems is a whole number of at most 32 bits"_qs;
+                                 << QSet<QString>{u"zero"_s, u"one"_s, u"negative"_s}
+                                 << u"textItems is a whole number of at most 32 bits"_s;
     }
     void refusals() {
         QFETCH(Key, key);
@@ -250,8 +251,8 @@ private Q_SLOTS:
             QVERIFY(!Settings::check(items, outside));
         }
         const auto &mode = Settings::setting(Key::PasteMode);
-        QVERIFY(Settings::check(mode, u"paste"_qs));
-        QVERIFY(Settings::check(mode, u"clipboard"_qs));
+        QVERIFY(Settings::check(mode, u"paste"_s));
+        QVERIFY(Settings::check(mode, u"clipboard"_s));
     }
 
     void words_data() {
@@ -267,15 +268,15 @@ private Q_SLOTS:
         for (const char *word : {"maybe", "", "2", "tru"})
             QTest::newRow((QByteArray("truth ") + word).constData())
                 << Key::SyncEnabled << QString::fromLatin1(word) << none;
-        QTest::newRow("choice") << Key::PasteMode << u"Clipboard"_qs << some(u"clipboard"_qs);
-        QTest::newRow("count") << Key::DataSent << u"18446744073709551615"_qs
+        QTest::newRow("choice") << Key::PasteMode << u"Clipboard"_s << some(u"clipboard"_s);
+        QTest::newRow("count") << Key::DataSent << u"18446744073709551615"_s
                                << some(std::numeric_limits<quint64>::max());
-        QTest::newRow("count above") << Key::DataSent << u"18446744073709551616"_qs << none;
-        QTest::newRow("count below") << Key::DataSent << u"-1"_qs << none;
-        QTest::newRow("no count") << Key::DataSent << u"much"_qs << none;
-        QTest::newRow("small count") << Key::TextItems << u"-7"_qs << some(-7);
-        QTest::newRow("no small count") << Key::TextItems << u"true"_qs << none;
-        QTest::newRow("list") << Key::ServerServices << u"hello"_qs << none;
+        QTest::newRow("count above") << Key::DataSent << u"18446744073709551616"_s << none;
+        QTest::newRow("count below") << Key::DataSent << u"-1"_s << none;
+        QTest::newRow("no count") << Key::DataSent << u"much"_s << none;
+        QTest::newRow("small count") << Key::TextItems << u"-7"_s << some(-7);
+        QTest::newRow("no small count") << Key::TextItems << u"true"_s << none;
+        QTest::newRow("list") << Key::ServerServices << u"hello"_s << none;
     }
     void words() {
         QFETCH(Key, key);
@@ -302,14 +303,14 @@ private:
             return;
         const Settings::Setting &setting = Settings::setting(key);
         const QString line =
-            u"setting %1 of the domain \"%2\" holds %3, which is not %4: not used"_qs.arg(
+            u"setting %1 of the domain \"%2\" holds %3, which is not %4: not used"_s.arg(
                 setting.name, Settings::nameOf(setting.domain),
                 PropertyList::nameOfKind(valueNamed(name).kind()), Settings::describeKind(setting));
         QTest::ignoreMessage(QtWarningMsg, line.toUtf8().constData());
     }
     void store(Key key, const QString &name, bool isRight) {
         expectWarning(key, name, isRight);
-        _store->setObjectForKey(valueNamed(name), Settings::nameOf(key));
+        QVERIFY(_store->setObjectForKey(valueNamed(name), Settings::nameOf(key)));
     }
 
     kit::ManualRunLoop _runLoop;

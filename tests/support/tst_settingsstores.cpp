@@ -13,6 +13,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -103,8 +104,8 @@ private Q_SLOTS:
     }
 
     void aCounterThatIsNoNumberIsZero() {
-        _database->setValue(statisticsDomain, QStringLiteral("dataSent"),
-                            PropertyList(PropertyList::List()));
+        QVERIFY(_database->setValue(statisticsDomain, QStringLiteral("dataSent"),
+                                    PropertyList(PropertyList::List())));
         QTest::ignoreMessage(
             QtWarningMsg, "setting dataSent of the domain \"stats\" holds a list, which is not a "
                           "whole number, 0 or more: not used");
@@ -129,49 +130,49 @@ private Q_SLOTS:
             return RegisteredPhones::phones(agents->objectForKey(RegisteredPhones::key()));
         };
         QCOMPARE(phones(), QList<RegisteredPhones::Phone>());
-        QVERIFY(RegisteredPhones::change(*_settings, u"local/Anna"_qs, {.name = u"Pixel"_qs}));
-        QVERIFY(RegisteredPhones::change(*_settings, u"Bert"_qs));
-        QVERIFY(RegisteredPhones::change(*_settings, u"local/Anna"_qs, {.name = u"Pixel 9"_qs}));
-        QCOMPARE(phones(), (QList<RegisteredPhones::Phone>{
-                               {.service = u"local/Anna"_qs, .name = u"Pixel 9"_qs},
-                               {.service = u"Bert"_qs, .name = u"Bert"_qs}}));
-        QVERIFY(RegisteredPhones::remove(*_settings, u"local/Anna"_qs));
-        QVERIFY(RegisteredPhones::remove(*_settings, u"Anna"_qs)); // not there
+        QVERIFY(RegisteredPhones::change(*_settings, u"local/Anna"_s, {.name = u"Pixel"_s}));
+        QVERIFY(RegisteredPhones::change(*_settings, u"Bert"_s));
+        QVERIFY(RegisteredPhones::change(*_settings, u"local/Anna"_s, {.name = u"Pixel 9"_s}));
         QCOMPARE(phones(),
-                 (QList<RegisteredPhones::Phone>{{.service = u"Bert"_qs, .name = u"Bert"_qs}}));
+                 (QList<RegisteredPhones::Phone>{{.service = u"local/Anna"_s, .name = u"Pixel 9"_s},
+                                                 {.service = u"Bert"_s, .name = u"Bert"_s}}));
+        QVERIFY(RegisteredPhones::remove(*_settings, u"local/Anna"_s));
+        QVERIFY(RegisteredPhones::remove(*_settings, u"Anna"_s)); // not there
+        QCOMPARE(phones(),
+                 (QList<RegisteredPhones::Phone>{{.service = u"Bert"_s, .name = u"Bert"_s}}));
     }
 
     void whatIsNoListOfPhonesIsLeftAlone() {
-        const PropertyList damage(u"damage"_qs);
+        const PropertyList damage(u"damage"_s);
         (void)_database->setValue(sharedDomain, RegisteredPhones::key(), damage);
         start(*_database);
-        const QString damaged = u"The stored list of phones is damaged. Nothing was changed."_qs;
-        QCOMPARE(reasonOf(RegisteredPhones::change(*_settings, u"Anna"_qs)), damaged);
+        const QString damaged = u"The stored list of phones is damaged. Nothing was changed."_s;
+        QCOMPARE(reasonOf(RegisteredPhones::change(*_settings, u"Anna"_s)), damaged);
         QCOMPARE(reasonOf(RegisteredPhones::store(*_settings, PropertyList::List())), damaged);
-        QCOMPARE(reasonOf(RegisteredPhones::remove(*_settings, u"Anna"_qs)), QString());
+        QCOMPARE(reasonOf(RegisteredPhones::remove(*_settings, u"Anna"_s)), QString());
         QCOMPARE(_settings->value(Key::ServerServices), std::optional(damage));
     }
 
     void noMorePhonesAreRegisteredThanAreRead() {
         start(*_database);
         const auto change = [this](const QString &phone) {
-            return reasonOf(RegisteredPhones::change(*_settings, phone, {.name = u"x"_qs}));
+            return reasonOf(RegisteredPhones::change(*_settings, phone, {.name = u"x"_s}));
         };
         for (qsizetype number = 0; number < RegisteredPhones::mostPhones; ++number)
             QCOMPARE(change(QString::number(number)), QString());
-        QCOMPARE(change(u"Anna"_qs), u"200 phones are paired already."_qs);
-        QCOMPARE(change(u"7"_qs), QString());
+        QCOMPARE(change(u"Anna"_s), u"200 phones are paired already."_s);
+        QCOMPARE(change(u"7"_s), QString());
         QCOMPARE(RegisteredPhones::phones(_settings->value(Key::ServerServices)).size(),
                  RegisteredPhones::mostPhones);
-        QVERIFY(RegisteredPhones::remove(*_settings, u"7"_qs));
-        QCOMPARE(change(u"Anna"_qs), QString());
+        QVERIFY(RegisteredPhones::remove(*_settings, u"7"_s));
+        QCOMPARE(change(u"Anna"_s), QString());
     }
 
     void aPhoneThatCouldNotBeWrittenIsSaid() {
         start(*_database);
-        _database->setFailsToWrite(u"no space"_qs);
-        QCOMPARE(reasonOf(RegisteredPhones::change(*_settings, u"Anna"_qs)),
-                 u"The settings could not be written: no space"_qs);
+        _database->setFailsToWrite(u"no space"_s);
+        QCOMPARE(reasonOf(RegisteredPhones::change(*_settings, u"Anna"_s)),
+                 u"The settings could not be written: no space"_s);
         QVERIFY(!_settings->value(Key::ServerServices));
     }
 
@@ -192,7 +193,8 @@ private:
         environment.database = _database.get();
         environment.distributedNotifications = &notifications;
         environment.localCenter = &center;
-        ZRKUserDefaults::initWithIdentifier(domain, environment)->setObjectForKey(value, key);
+        QVERIFY(
+            ZRKUserDefaults::initWithIdentifier(domain, environment)->setObjectForKey(value, key));
         _runLoop.advance(0.06);
         QVERIFY(kit::settle(_runLoop));
     }

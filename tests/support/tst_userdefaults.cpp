@@ -12,6 +12,7 @@
 #include <limits>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -41,7 +42,7 @@ private Q_SLOTS:
     // Reading.
 
     void aStoreBeginsWithWhatTheDomainHolds() {
-        _session->database.setValue(domain, key, true);
+        QVERIFY(_session->database.setValue(domain, key, true));
         const auto store = _agent->open(domain);
         QCOMPARE(store->identifier(), domain);
         QCOMPARE(store->objectForKey(key), std::optional(PropertyList(true)));
@@ -54,7 +55,7 @@ private Q_SLOTS:
 
     void valuesAreReturnedWhateverTheirKind() {
         const auto store = _agent->open(domain);
-        store->setObjectForKey(PropertyList(7), key);
+        QVERIFY(store->setObjectForKey(PropertyList(7), key));
         const std::optional<PropertyList> seven = PropertyList(7);
         QCOMPARE(store->stringForKey(key), seven);
         QCOMPARE(store->arrayForKey(key), seven);
@@ -95,7 +96,7 @@ private Q_SLOTS:
     void numbersAreReadFromValues() {
         QFETCH(PropertyList, value);
         const auto store = _agent->open(domain);
-        store->setObjectForKey(value, key);
+        QVERIFY(store->setObjectForKey(value, key));
         QTEST(store->integerForKey(key), "integer");
         QTEST(store->floatForKey(key), "real");
         QTEST(store->boolForKey(key), "truth");
@@ -118,7 +119,7 @@ private Q_SLOTS:
         static_cast<void>(store->objectForKey(key));
         static_cast<void>(store->boolForKey(key));
         static_cast<void>(store->dictionaryRepresentation());
-        store->setObjectForKey(true, key);
+        QVERIFY(store->setObjectForKey(true, key));
         QCOMPARE(_session->database.readCount(), 1);
         store->reset();
         QCOMPARE(_session->database.readCount(), 2);
@@ -162,7 +163,7 @@ private Q_SLOTS:
         QFETCH(PropertyList, value);
         QFETCH(QList<float>, color);
         const auto store = _agent->open(domain);
-        store->setObjectForKey(value, key);
+        QVERIFY(store->setObjectForKey(value, key));
         const auto found = store->colorForKey(key);
         QCOMPARE(found.has_value(), !color.isEmpty());
         if (found)
@@ -183,9 +184,9 @@ private Q_SLOTS:
                  std::optional(PropertyList(FontArchive::archivedData(font))));
         QVERIFY(store->fontForKey(key) == font);
         QVERIFY(!store->colorForKey(key));
-        store->setObjectForKey(QByteArray("no archive"), key);
+        QVERIFY(store->setObjectForKey(QByteArray("no archive"), key));
         QVERIFY(!store->fontForKey(key));
-        store->setObjectForKey(QStringLiteral("Menlo-Regular"), key);
+        QVERIFY(store->setObjectForKey(QStringLiteral("Menlo-Regular"), key));
         QVERIFY(!store->fontForKey(key));
     }
 
@@ -194,7 +195,7 @@ private Q_SLOTS:
         store->setSelectorForKey(selector<&kit::ChangeLog::changed>("changed"), key);
         QCOMPARE(store->objectForKey(key), std::optional(PropertyList(QStringLiteral("changed"))));
         QVERIFY(store->selectorForKey(key) == selector<&kit::ChangeLog::changed>("changed"));
-        store->setObjectForKey(PropertyList(7), key);
+        QVERIFY(store->setObjectForKey(PropertyList(7), key));
         QVERIFY(store->selectorForKey(key).name().isEmpty());
     }
 
@@ -202,10 +203,10 @@ private Q_SLOTS:
 
     void aWriteIsInTheDatabaseAtOnce() {
         const auto store = _agent->open(domain);
-        store->setObjectForKey(QStringLiteral("value"), key);
+        QVERIFY(store->setObjectForKey(QStringLiteral("value"), key));
         QCOMPARE(_session->database.copyMultiple(domain).value(key),
                  PropertyList(QStringLiteral("value")));
-        store->setObjectForKey(std::nullopt, key);
+        QVERIFY(store->setObjectForKey(std::nullopt, key));
         QVERIFY(_session->database.copyMultiple(domain).isEmpty());
         QCOMPARE(store->objectForKey(key), std::nullopt);
     }
@@ -226,7 +227,7 @@ private Q_SLOTS:
 
     void aWriteIsAnnouncedAtOnce() {
         const auto store = _agent->open(domain);
-        store->setObjectForKey(true, key);
+        QVERIFY(store->setObjectForKey(true, key));
         QCOMPARE(_agent->changes.notifications.size(), 1);
         const Notification &change = _agent->changes.notifications[0];
         QCOMPARE(change.name, QStringLiteral("ZRKUserDefaultsDidChangeNotification"));
@@ -246,10 +247,10 @@ private Q_SLOTS:
     }
 
     void theIdIsTheStoresOwn() {
-        _agent->open(domain)->setObjectForKey(1, key);
+        QVERIFY(_agent->open(domain)->setObjectForKey(1, key));
         const auto store = _agent->open(domain);
-        store->setObjectForKey(2, key);
-        store->setObjectForKey(3, key);
+        QVERIFY(store->setObjectForKey(2, key));
+        QVERIFY(store->setObjectForKey(3, key));
         const auto id = [this](int index) {
             return _agent->changes.notifications[index].userInfo.value(idEntry);
         };
@@ -267,7 +268,7 @@ private Q_SLOTS:
             inDatabase = _session->database.copyMultiple(domain);
             postedBefore = _agent->distributed.posted().size();
         };
-        store->setObjectForKey(true, key);
+        QVERIFY(store->setObjectForKey(true, key));
         QCOMPARE(seen, std::optional(PropertyList(true)));
         // Who hears of it may read it there at once.
         QCOMPARE(inDatabase.value(key), PropertyList(true));
@@ -277,7 +278,7 @@ private Q_SLOTS:
 
     void aRemovalCarriesTheKeyAlone() {
         const auto store = _agent->open(domain);
-        store->setObjectForKey(true, key);
+        QVERIFY(store->setObjectForKey(true, key));
         store->removeObjectForKey(key);
         const PropertyList::Dictionary keyAlone{{keyEntry, key}};
         QCOMPARE(_agent->changes.notifications.last().userInfo, keyAlone);
@@ -286,9 +287,9 @@ private Q_SLOTS:
 
     void twoWritesAreFlushedTogether() {
         const auto store = _agent->open(domain);
-        store->setObjectForKey(1, key);
+        QVERIFY(store->setObjectForKey(1, key));
         _runLoop.advance(4.0);
-        store->setObjectForKey(2, key);
+        QVERIFY(store->setObjectForKey(2, key));
         _runLoop.advance(4.9);
         QCOMPARE(_session->database.synchronized(), QStringList());
         _runLoop.advance(0.1);
@@ -308,9 +309,9 @@ private Q_SLOTS:
     void aFlushThatFailsIsInTheLog() {
         const auto store = _agent->open(domain);
         _session->database.setFailsToSynchronize(true);
-        store->setObjectForKey(1, key);
+        QVERIFY(store->setObjectForKey(1, key));
         QTest::ignoreMessage(QtWarningMsg,
-                             QRegularExpression(u"^a power failure may lose settings: ."_qs));
+                             QRegularExpression(u"^a power failure may lose settings: ."_s));
         _runLoop.advance(5.0);
     }
 
@@ -320,7 +321,7 @@ private Q_SLOTS:
         _agent->environment.application = application;
         const auto written = _agent->open(domain);
         const auto untouched = _agent->open(QStringLiteral("com.zendrik.Untouched"));
-        written->setObjectForKey(true, key);
+        QVERIFY(written->setObjectForKey(true, key));
         auto &center = ZRKNotificationCenter::platformDefault();
         center.postNotificationName(NSApplicationWillTerminateNotification, another);
         QCOMPARE(_session->database.synchronized(), QStringList());
@@ -338,7 +339,7 @@ private Q_SLOTS:
             _agent->changes.notifications.clear();
             store.reset();
         };
-        raw->setObjectForKey(true, key);
+        QVERIFY(raw->setObjectForKey(true, key));
         QVERIFY(watched.expired());
         QCOMPARE(_agent->distributed.posted().size(), 1);
         QCOMPARE(_runLoop.pendingCount(), 1); // the delivery to other processes
@@ -347,10 +348,10 @@ private Q_SLOTS:
     void aStoreThatIsGoneHearsNothing() {
         auto store = _agent->open(domain);
         store->listenForChanges();
-        store->setObjectForKey(true, key);
+        QVERIFY(store->setObjectForKey(true, key));
         store.reset();
         _agent->changes.notifications.clear();
-        _panel->open(domain)->setObjectForKey(false, key);
+        QVERIFY(_panel->open(domain)->setObjectForKey(false, key));
         _panel->changes.notifications.clear(); // which keep the panel's store
         ZRKNotificationCenter::platformDefault().postNotificationName(
             NSApplicationWillTerminateNotification);
@@ -365,7 +366,7 @@ private Q_SLOTS:
         nothing.bundles = _agent->bundles;
         const auto store = ZRKUserDefaults::initWithIdentifier(domain, nothing);
         store->listenForChanges();
-        store->setObjectForKey(true, key);
+        QVERIFY(store->setObjectForKey(true, key));
         QVERIFY(store->boolForKey(key));
         QVERIFY(!store->synchronize());
         store->reset();

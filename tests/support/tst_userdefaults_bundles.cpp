@@ -36,7 +36,7 @@ private Q_SLOTS:
 
     void theDomainsValueStandsBeforeTheFiles() {
         _process->bundles->all = {bundle(u"agent", u"", defaults(u"showStatus", u"file"))};
-        _session->database.setValue(domain, key, QStringLiteral("domain"));
+        QVERIFY(_session->database.setValue(domain, key, QStringLiteral("domain")));
         const auto store = _process->open(domain);
         QCOMPARE(text(*store), QStringLiteral("domain"));
         store->removeObjectForKey(key);
@@ -105,7 +105,7 @@ private Q_SLOTS:
         const auto store = _process->open(domain);
         store->registerDefaults(
             {{key, QStringLiteral("registered")}, {QStringLiteral("other"), 1}});
-        store->setObjectForKey(QStringLiteral("domain"), key);
+        QVERIFY(store->setObjectForKey(QStringLiteral("domain"), key));
         const PropertyList::Dictionary values{{key, QStringLiteral("domain")},
                                               {QStringLiteral("other"), 1}};
         QCOMPARE(store->dictionaryRepresentation(), values);
@@ -171,7 +171,7 @@ private Q_SLOTS:
         QVERIFY(shared !=
                 ZRKUserDefaults::standardUserDefaultsForIdentifier(domain + QStringLiteral(".b")));
         QVERIFY(shared != ZRKUserDefaults::initWithIdentifier(domain));
-        shared->setObjectForKey(true, key);
+        QVERIFY(shared->setObjectForKey(true, key));
         QCOMPARE(_session->database.copyMultiple(domain).value(key), PropertyList(true));
     }
 
@@ -190,7 +190,7 @@ private Q_SLOTS:
 
     void storesDescribeThemselves() {
         const auto store = _process->open(domain);
-        store->setObjectForKey(true, key);
+        QVERIFY(store->setObjectForKey(true, key));
         store->registerDefaults({{QStringLiteral("serverServices"), QStringLiteral("none")}});
         QCOMPARE(store->description(),
                  store->Object::description() +

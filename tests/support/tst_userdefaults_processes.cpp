@@ -40,7 +40,7 @@ private Q_SLOTS:
         const auto panel = _panel->open(domain);
         agent->listenForChanges();
         panel->listenForChanges();
-        panel->setObjectForKey(QStringLiteral("on"), key);
+        QVERIFY(panel->setObjectForKey(QStringLiteral("on"), key));
         QCOMPARE(_panel->changes.notifications.size(), 1);
         _runLoop.advance(0.04);
         QCOMPARE(agent->objectForKey(key), std::optional(PropertyList(QStringLiteral("on"))));
@@ -61,7 +61,7 @@ private Q_SLOTS:
         agent->listenForChanges();
         const auto panel = _panel->open(domain);
         const int reads = _session->database.readCount();
-        panel->setObjectForKey(true, key);
+        QVERIFY(panel->setObjectForKey(true, key));
         _runLoop.advance(1.0);
         QCOMPARE(_agent->changes.notifications.size(), 1);
         QCOMPARE(_session->database.readCount(), reads + 1);
@@ -90,7 +90,7 @@ private Q_SLOTS:
         QFETCH(bool, hasValue);
         const auto agent = _agent->open(domain);
         agent->listenForChanges();
-        _session->database.setValue(domain, key, 2);
+        QVERIFY(_session->database.setValue(domain, key, 2));
         PropertyList::Dictionary userInfo{{keyEntry, key}};
         if (hasValue)
             userInfo.insert(valueEntry, 1);
@@ -104,9 +104,9 @@ private Q_SLOTS:
     void aRemovalFollowedByAWriteKeepsTheWrite() {
         const auto agent = _agent->open(domain);
         agent->listenForChanges();
-        agent->setObjectForKey(1, key);
+        QVERIFY(agent->setObjectForKey(1, key));
         agent->removeObjectForKey(key);
-        agent->setObjectForKey(2, key);
+        QVERIFY(agent->setObjectForKey(2, key));
         _runLoop.advance(1.0);
         QCOMPARE(agent->objectForKey(key), std::optional(PropertyList(2)));
     }
@@ -116,8 +116,8 @@ private Q_SLOTS:
         const auto panel = _panel->open(domain);
         agent->listenForChanges();
         panel->listenForChanges();
-        agent->setObjectForKey(1, key);
-        panel->setObjectForKey(2, key);
+        QVERIFY(agent->setObjectForKey(1, key));
+        QVERIFY(panel->setObjectForKey(2, key));
         _runLoop.advance(1.0);
         QCOMPARE(agent->objectForKey(key), std::optional(PropertyList(2)));
         QCOMPARE(panel->objectForKey(key), std::optional(PropertyList(2)));
@@ -126,7 +126,7 @@ private Q_SLOTS:
     void aRemovalReachesTheWriterASecondTime() {
         const auto agent = _agent->open(domain);
         const auto panel = _panel->open(domain);
-        panel->setObjectForKey(true, key);
+        QVERIFY(panel->setObjectForKey(true, key));
         agent->reset();
         agent->listenForChanges();
         panel->listenForChanges();
@@ -147,11 +147,11 @@ private Q_SLOTS:
         const auto agent = _agent->open(domain);
         agent->listenForChanges();
         const auto panel = _panel->open(domain);
-        panel->setObjectForKey(1, key);
+        QVERIFY(panel->setObjectForKey(1, key));
         _runLoop.advance(0.04);
-        panel->setObjectForKey(2, otherKey);
+        QVERIFY(panel->setObjectForKey(2, otherKey));
         _runLoop.advance(0.04);
-        panel->setObjectForKey(3, key);
+        QVERIFY(panel->setObjectForKey(3, key));
         _runLoop.advance(0.04);
         QCOMPARE(_agent->changes.notifications.size(), 0);
         _runLoop.advance(0.02);
@@ -165,9 +165,9 @@ private Q_SLOTS:
         const auto agent = _agent->open(domain);
         agent->listenForChanges();
         const auto panel = _panel->open(domain);
-        agent->setObjectForKey(1, otherKey);
+        QVERIFY(agent->setObjectForKey(1, otherKey));
         _runLoop.advance(1.0);
-        panel->setObjectForKey(2, key);
+        QVERIFY(panel->setObjectForKey(2, key));
         _runLoop.advance(60.0);
         // The panel's own flush, and not the agent's.
         QCOMPARE(_session->database.synchronized(), QStringList{domain});
@@ -175,7 +175,7 @@ private Q_SLOTS:
             NSApplicationWillTerminateNotification);
         QCOMPARE(_session->database.synchronized().size(), 2);
         // The next write has its flush as ever.
-        agent->setObjectForKey(3, otherKey);
+        QVERIFY(agent->setObjectForKey(3, otherKey));
         _runLoop.advance(5.0);
         QCOMPARE(_session->database.synchronized().size(), 3);
     }
@@ -184,9 +184,9 @@ private Q_SLOTS:
         const auto agent = _agent->open(domain);
         agent->listenForChanges();
         const auto panel = _panel->open(domain);
-        panel->setObjectForKey(1, key);
+        QVERIFY(panel->setObjectForKey(1, key));
         _runLoop.advance(0.04);
-        agent->setObjectForKey(2, otherKey);
+        QVERIFY(agent->setObjectForKey(2, otherKey));
         QCOMPARE(_agent->changes.notifications.size(), 1);
         _runLoop.advance(0.02);
         QCOMPARE(_agent->changes.notifications.size(), 2);
@@ -195,17 +195,17 @@ private Q_SLOTS:
     void whoDoesNotListenHearsNothing() {
         const auto agent = _agent->open(domain);
         const auto panel = _panel->open(domain);
-        panel->setObjectForKey(1, key);
+        QVERIFY(panel->setObjectForKey(1, key));
         _runLoop.advance(1.0);
         QCOMPARE(agent->objectForKey(key), std::nullopt);
         QCOMPARE(_agent->changes.notifications.size(), 0);
         agent->listenForChanges();
         agent->listenForChanges();
-        panel->setObjectForKey(2, key);
+        QVERIFY(panel->setObjectForKey(2, key));
         _runLoop.advance(1.0);
         QCOMPARE(_agent->changes.notifications.size(), 1);
         agent->stopListening();
-        panel->setObjectForKey(3, key);
+        QVERIFY(panel->setObjectForKey(3, key));
         _runLoop.advance(1.0);
         QCOMPARE(agent->integerForKey(key), 2);
         QCOMPARE(_agent->changes.notifications.size(), 1);
@@ -216,7 +216,7 @@ private Q_SLOTS:
     void domainsDoNotHearEachOther() {
         const auto agent = _agent->open(domain);
         agent->listenForChanges();
-        _panel->open(domain + QStringLiteral(".stats"))->setObjectForKey(1, key);
+        QVERIFY(_panel->open(domain + QStringLiteral(".stats"))->setObjectForKey(1, key));
         _runLoop.advance(1.0);
         QCOMPARE(agent->objectForKey(key), std::nullopt);
         QCOMPARE(_agent->changes.notifications.size(), 0);
@@ -239,7 +239,7 @@ private Q_SLOTS:
         QFETCH(int, notifications);
         const auto agent = _agent->open(domain);
         agent->listenForChanges();
-        _session->database.setValue(domain, key, 1);
+        QVERIFY(_session->database.setValue(domain, key, 1));
         _panel->distributed.post(distributedName, QString(), userInfo.dictionary());
         _runLoop.advance(1.0);
         QCOMPARE(_agent->changes.notifications.size(), notifications);
@@ -252,13 +252,13 @@ private Q_SLOTS:
         const QString removed = QStringLiteral("removed");
         const QString same = QStringLiteral("same");
         for (const QString &each : {key, removed, same})
-            _session->database.setValue(domain, each, 1);
+            QVERIFY(_session->database.setValue(domain, each, 1));
         const auto store = _agent->open(domain);
         _agent->distributed.comeBack(); // not listening yet
         store->listenForChanges();
-        _session->database.setValue(domain, key, 2);
-        _session->database.setValue(domain, added, 3);
-        _session->database.setValue(domain, removed, std::nullopt);
+        QVERIFY(_session->database.setValue(domain, key, 2));
+        QVERIFY(_session->database.setValue(domain, added, 3));
+        QVERIFY(_session->database.setValue(domain, removed, std::nullopt));
         QCOMPARE(store->objectForKey(key), std::optional(PropertyList(1)));
         _agent->distributed.comeBack();
         QCOMPARE(store->objectForKey(key), std::optional(PropertyList(2)));
@@ -286,7 +286,7 @@ private Q_SLOTS:
         store->listenForChanges();
         const QString other = QStringLiteral("other");
         for (const QString &each : {key, other})
-            _session->database.setValue(domain, each, 1);
+            QVERIFY(_session->database.setValue(domain, each, 1));
         _agent->changes.then = [&store] { store.reset(); };
         _agent->distributed.comeBack();
         QCOMPARE(_agent->changes.notifications.size(), 2);

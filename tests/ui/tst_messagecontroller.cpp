@@ -27,6 +27,17 @@ const QString longText = QStringLiteral(
 const QRect item(600, 0, 29, 22);
 
 // The rim of the background is lighter than its inside, but far from white.
+QImage flipped(const QImage &image, bool horizontally, bool vertically) {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
+    Qt::Orientations flips;
+    flips.setFlag(Qt::Horizontal, horizontally);
+    flips.setFlag(Qt::Vertical, vertically);
+    return image.flipped(flips);
+#else
+    return image.mirrored(horizontally, vertically);
+#endif
+}
+
 QRect boundsOfText(MessagePanel &panel) {
     const QImage image = panel.grab().toImage();
     QRect white;
@@ -414,7 +425,7 @@ private Q_SLOTS:
         const QSize size = panel().size();
         const auto background =
             InterfaceImage::named(ownPictures(), QStringLiteral("message_background"));
-        const NinePartImage pieces(background.forPixelRatio(ratio).mirrored(mirrored, above), 54,
+        const NinePartImage pieces(flipped(background.forPixelRatio(ratio), mirrored, above), 54,
                                    25);
         const QImage expected = painted(
             size, Qt::transparent,

@@ -21,6 +21,7 @@
 
 using namespace clipmule;
 using namespace clipmule::kit;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -57,7 +58,7 @@ public:
         return true;
     }
     void openHelpAnchorInBook(const QString &anchor, const QString &book) override {
-        opened.append(anchor + u" in "_qs + book);
+        opened.append(anchor + u" in "_s + book);
     }
     QStringList registered;
     QStringList opened;
@@ -67,7 +68,7 @@ class FakeSessionPrograms final : public SessionPrograms {
 public:
     [[nodiscard]] QStringList launchedApplications() const override { return {}; }
     void activate(const QString &identifier, const QString &executable) override {
-        activated.append(identifier + u" or "_qs + executable);
+        activated.append(identifier + u" or "_s + executable);
     }
     void quit(const QString &) override {}
     QStringList activated;
@@ -85,8 +86,8 @@ class StatusControllerTest final : public kit::TestCase {
         ZRKUserDefaults::Environment environment;
         environment.database = &_database;
         environment.bundles = std::make_shared<const ZRKUserDefaults::Bundles>(
-            ZRKUserDefaults::Bundles{Bundle(u"/none"_qs), Bundle(u"/none"_qs), {}, {}});
-        _settings = ZRKUserDefaults::initWithIdentifier(u"shared"_qs, environment);
+            ZRKUserDefaults::Bundles{Bundle(u"/none"_s), Bundle(u"/none"_s), {}, {}});
+        _settings = ZRKUserDefaults::initWithIdentifier(u"shared"_s, environment);
         _settings->setBoolForKey(true, showStatus);
         // Until the settings are on the disk.
         _runLoop.advance(ZRKUserDefaults::synchronizeDelay);
@@ -101,7 +102,7 @@ class StatusControllerTest final : public kit::TestCase {
              .statusBar = *_bar,
              .helpManager = *_help,
              .sessionPrograms = *_programs,
-             .preferencesExecutable = u"/usr/bin/clipmule-preferences"_qs});
+             .preferencesExecutable = u"/usr/bin/clipmule-preferences"_s});
     }
 
     void end() override {
@@ -116,20 +117,19 @@ private Q_SLOTS:
     void theItemIs29PointsWideAndHasANameAnIconAndTheMenu() {
         QCOMPARE(_bar->items.size(), 1);
         QCOMPARE(item().length, 29);
-        QCOMPARE(item().name, u"Clipmule Sync"_qs);
+        QCOMPARE(item().name, u"Clipmule Sync"_s);
         QVERIFY(!item().icon.isNull());
         QCOMPARE(item().menu.data(), _controller->menu());
-        QCOMPARE(_controller->menu()->accessibleName(), u"Clipmule Sync"_qs);
+        QCOMPARE(_controller->menu()->accessibleName(), u"Clipmule Sync"_s);
     }
 
     void theMenuFromTopToBottom() {
-        _source->registeredNames = QStringList{u"Anna"_qs};
+        _source->registeredNames = QStringList{u"Anna"_s};
         _controller->update();
-        QCOMPARE(
-            titles(),
-            QStringList({u"Anna"_qs, u"Disable Clipmule Sync"_qs, u"Paste What a Phone Sends"_qs,
-                         separator, u"Idle…"_qs, separator, u"Clipmule Sync Help"_qs,
-                         u"Check for Updates…"_qs, u"Open Clipmule Sync Preferences…"_qs}));
+        QCOMPARE(titles(),
+                 QStringList({u"Anna"_s, u"Disable Clipmule Sync"_s, u"Paste What a Phone Sends"_s,
+                              separator, u"Idle…"_s, separator, u"Clipmule Sync Help"_s,
+                              u"Check for Updates…"_s, u"Open Clipmule Sync Preferences…"_s}));
     }
 
     void onlyCommandsCanBeChosen() {
@@ -147,16 +147,16 @@ private Q_SLOTS:
         QTest::addColumn<bool>("active");
         QTest::addColumn<QString>("toggle");
         QTest::addColumn<QString>("line");
-        const QString on = u"Disable Clipmule Sync"_qs;
-        const QString off = u"Enable Clipmule Sync"_qs;
-        QTest::newRow("disabled") << false << false << false << off << u"Disabled\u2026"_qs;
+        const QString on = u"Disable Clipmule Sync"_s;
+        const QString off = u"Enable Clipmule Sync"_s;
+        QTest::newRow("disabled") << false << false << false << off << u"Disabled\u2026"_s;
         QTest::newRow("disabled while data moves")
-            << false << true << true << off << u"Disabled\u2026"_qs;
-        QTest::newRow("no phone") << true << false << false << on << u"Not Connected\u2026"_qs;
+            << false << true << true << off << u"Disabled\u2026"_s;
+        QTest::newRow("no phone") << true << false << false << on << u"Not Connected\u2026"_s;
         QTest::newRow("no phone while data moves")
-            << true << false << true << on << u"Not Connected\u2026"_qs;
-        QTest::newRow("data moves") << true << true << true << on << u"Transfering Data\u2026"_qs;
-        QTest::newRow("nothing moves") << true << true << false << on << u"Idle\u2026"_qs;
+            << true << false << true << on << u"Not Connected\u2026"_s;
+        QTest::newRow("data moves") << true << true << true << on << u"Transfering Data\u2026"_s;
+        QTest::newRow("nothing moves") << true << true << false << on << u"Idle\u2026"_s;
     }
     void theStatusLineHasAnOrder() {
         QFETCH(bool, enabled);
@@ -168,7 +168,7 @@ private Q_SLOTS:
         _source->connected = connected;
         if (active)
             post(ZRKStreamDidSendData);
-        post(u"ZRKClipmuleSyncStatusDidChange"_qs);
+        post(u"ZRKClipmuleSyncStatusDidChange"_s);
         QCOMPARE(toggleTitle(), toggle);
         QCOMPARE(statusTitle(), line);
         QCOMPARE(_controller->statusView()->isNetworkActive(), active);
@@ -185,9 +185,9 @@ private Q_SLOTS:
     void eachNotificationIsHeard() {
         QFETCH(QString, name);
         _source->connected = false;
-        QCOMPARE(statusTitle(), u"Idle…"_qs);
+        QCOMPARE(statusTitle(), u"Idle…"_s);
         post(name);
-        QCOMPARE(statusTitle(), u"Not Connected…"_qs);
+        QCOMPARE(statusTitle(), u"Not Connected…"_s);
     }
 
     void dataInEitherDirectionIsActivity_data() {
@@ -198,24 +198,24 @@ private Q_SLOTS:
     void dataInEitherDirectionIsActivity() {
         QFETCH(QString, name);
         post(name);
-        QCOMPARE(statusTitle(), u"Transfering Data…"_qs);
+        QCOMPARE(statusTitle(), u"Transfering Data…"_s);
         QVERIFY(_controller->statusView()->isNetworkActive());
         _runLoop.advance(5);
     }
 
     void dataEvery300MillisecondsKeepsTheLineWithoutFlicker() {
         post(ZRKStreamDidSendData);
-        QAction *const line = action(u"Transfering Data…"_qs);
+        QAction *const line = action(u"Transfering Data…"_s);
         QStringList seen;
         QObject::connect(line, &QAction::changed, line, [&seen, line] { seen << line->text(); });
         for (int count = 0; count < 20; ++count) {
             _runLoop.advance(0.3);
-            QCOMPARE(statusTitle(), u"Transfering Data…"_qs);
+            QCOMPARE(statusTitle(), u"Transfering Data…"_s);
             post(ZRKStreamDidSendData);
         }
         QCOMPARE(seen, QStringList());
         _runLoop.advance(5);
-        QCOMPARE(seen, QStringList(u"Idle…"_qs));
+        QCOMPARE(seen, QStringList(u"Idle…"_s));
     }
 
     void itEndsHalfASecondAfterTheLastTransfer() {
@@ -223,9 +223,9 @@ private Q_SLOTS:
         _runLoop.advance(0.3);
         post(ZRKStreamDidReceiveData);
         _runLoop.advance(0.49);
-        QCOMPARE(statusTitle(), u"Transfering Data…"_qs);
+        QCOMPARE(statusTitle(), u"Transfering Data…"_s);
         _runLoop.advance(0.02);
-        QCOMPARE(statusTitle(), u"Idle…"_qs);
+        QCOMPARE(statusTitle(), u"Idle…"_s);
         QVERIFY(!_controller->statusView()->isNetworkActive());
         _runLoop.advance(5);
     }
@@ -269,7 +269,7 @@ private Q_SLOTS:
         post(NSUserDefaultsDidChangeNotification);
         QCOMPARE(item().icons, before);
         _source->connected = false;
-        post(u"ZRKClipmuleSyncStatusDidChange"_qs);
+        post(u"ZRKClipmuleSyncStatusDidChange"_s);
         QCOMPARE(item().icons, before + 1);
     }
 
@@ -295,18 +295,18 @@ private Q_SLOTS:
         const QPointer<QMenu> menu = _controller->menu();
         setShown(false);
         _source->enabled = false;
-        post(u"ZRKClipmuleSyncStatusDidChange"_qs);
+        post(u"ZRKClipmuleSyncStatusDidChange"_s);
         setShown(true);
         QCOMPARE(_bar->made, 2);
         QCOMPARE(_bar->items.size(), 1);
         QVERIFY(_controller->menu() != menu.data());
         QCOMPARE(item().menu.data(), _controller->menu());
-        QCOMPARE(toggleTitle(), u"Enable Clipmule Sync"_qs);
-        QCOMPARE(statusTitle(), u"Disabled…"_qs);
+        QCOMPARE(toggleTitle(), u"Enable Clipmule Sync"_s);
+        QCOMPARE(statusTitle(), u"Disabled…"_s);
     }
 
     void anotherSettingDoesNotMakeAnItem() {
-        _settings->setBoolForKey(true, u"autoUpdateEnabled"_qs);
+        _settings->setBoolForKey(true, u"autoUpdateEnabled"_s);
         _settings->setBoolForKey(true, showStatus);
         QCOMPARE(_bar->made, 1);
     }
@@ -316,10 +316,10 @@ private Q_SLOTS:
         setShown(false);
         post(ZRKStreamDidReceiveData);
         setShown(true);
-        QCOMPARE(statusTitle(), u"Transfering Data…"_qs);
+        QCOMPARE(statusTitle(), u"Transfering Data…"_s);
         QVERIFY(_controller->statusView()->isNetworkActive());
         _runLoop.advance(5);
-        QCOMPARE(statusTitle(), u"Idle…"_qs);
+        QCOMPARE(statusTitle(), u"Idle…"_s);
     }
 
     void whoWantsToKnowIsToldOfTheItem() {
@@ -364,10 +364,10 @@ private Q_SLOTS:
 
     // It asks for the texts, and shows them in a window of its own.
     void aMenuThatTheDesktopDrawsDoesNotHighlightButIsUpToDate() {
-        _source->connectedNames = QStringList{u"Ben"_qs};
+        _source->connectedNames = QStringList{u"Ben"_s};
         Q_EMIT _controller->menu()->aboutToShow();
         QVERIFY(!_controller->statusView()->isHighlighted());
-        QCOMPARE(titles().constFirst(), u"Ben"_qs);
+        QCOMPARE(titles().constFirst(), u"Ben"_s);
     }
 
     void aMenuThatTheTrayOpensByItselfHighlightsAsWell() {
@@ -396,16 +396,16 @@ private Q_SLOTS:
     void theHeaderIsAPlainLineWithTheSameText_data() {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("label");
-        QTest::newRow("one line") << u"Anna\n Ben\n"_qs << u"Anna Ben"_qs;
-        QTest::newRow("and") << u"A & B"_qs << u"A & B"_qs;
-        QTest::newRow("and twice") << u"A&B&C"_qs << u"A&B&C"_qs;
-        QTest::newRow("and at the end") << u"A&"_qs << u"A&"_qs;
-        QTest::newRow("two at the beginning") << u"&&A"_qs << u"&&A"_qs;
-        QTest::newRow("underscores") << u"Pixel_7 of_Tom"_qs << u"Pixel_7 of_Tom"_qs;
-        QTest::newRow("two underscores") << u"100% _a__b_"_qs << u"100% _a__b_"_qs;
-        QTest::newRow("both") << u"_A&_B&__"_qs << u"_A&_B&__"_qs;
-        QTest::newRow("endless") << QString(60000, u'a') << QString(64, u'a') + u"… (60000)"_qs;
-        QTest::newRow("turns the order") << u"A\u202eB"_qs << u"A\\u202eB"_qs;
+        QTest::newRow("one line") << u"Anna\n Ben\n"_s << u"Anna Ben"_s;
+        QTest::newRow("and") << u"A & B"_s << u"A & B"_s;
+        QTest::newRow("and twice") << u"A&B&C"_s << u"A&B&C"_s;
+        QTest::newRow("and at the end") << u"A&"_s << u"A&"_s;
+        QTest::newRow("two at the beginning") << u"&&A"_s << u"&&A"_s;
+        QTest::newRow("underscores") << u"Pixel_7 of_Tom"_s << u"Pixel_7 of_Tom"_s;
+        QTest::newRow("two underscores") << u"100% _a__b_"_s << u"100% _a__b_"_s;
+        QTest::newRow("both") << u"_A&_B&__"_s << u"_A&_B&__"_s;
+        QTest::newRow("endless") << QString(60000, u'a') << QString(64, u'a') + u"… (60000)"_s;
+        QTest::newRow("turns the order") << u"A\u202eB"_s << u"A\\u202eB"_s;
     }
     // As a desktop reads it that draws the menu: on the bus the toolkit turns the first "&" that
     // is not at the end into "_"; there "_" marks the next letter, and "__" is "_".
@@ -426,35 +426,35 @@ private Q_SLOTS:
     }
 
     void aPhoneThatIsForgottenAfterItWasAnnouncedIsNotShown() {
-        _source->registeredNames = QStringList{u"Anna"_qs, u"Ben"_qs};
-        _source->connectedNames = QStringList{u"Anna"_qs};
-        post(u"ZRKClipmuleSyncStatusDidChange"_qs);
+        _source->registeredNames = QStringList{u"Anna"_s, u"Ben"_s};
+        _source->connectedNames = QStringList{u"Anna"_s};
+        post(u"ZRKClipmuleSyncStatusDidChange"_s);
         _source->connectedNames.clear();
         _runLoop.advance(0);
-        QCOMPARE(titles().constFirst(), u"2 Devices Registered."_qs);
+        QCOMPARE(titles().constFirst(), u"2 Devices Registered."_s);
     }
 
     void theToggleItemPausesAndResumes() {
-        choose(u"Disable Clipmule Sync"_qs);
+        choose(u"Disable Clipmule Sync"_s);
         QCOMPARE(_source->enabled, false);
-        QCOMPARE(toggleTitle(), u"Enable Clipmule Sync"_qs);
-        choose(u"Enable Clipmule Sync"_qs);
+        QCOMPARE(toggleTitle(), u"Enable Clipmule Sync"_s);
+        choose(u"Enable Clipmule Sync"_s);
         QCOMPARE(_source->enabled, true);
     }
 
     void thePasteItemChangesTheSettingAndFollowsIt() {
-        QAction *const paste = action(u"Paste What a Phone Sends"_qs);
+        QAction *const paste = action(u"Paste What a Phone Sends"_s);
         QVERIFY(paste->isCheckable() && paste->isChecked());
         choose(paste->text());
-        QCOMPARE(_settings->stringForKey(u"pasteMode"_qs), std::optional(u"clipboard"_qs));
+        QCOMPARE(_settings->stringForKey(u"pasteMode"_s), std::optional(u"clipboard"_s));
         QVERIFY(!paste->isChecked());
         choose(paste->text());
-        QCOMPARE(_settings->stringForKey(u"pasteMode"_qs), std::optional(u"paste"_qs));
+        QCOMPARE(_settings->stringForKey(u"pasteMode"_s), std::optional(u"paste"_s));
         QVERIFY(paste->isChecked());
         // Somebody else changes it.
-        _settings->setObjectForKey(PropertyList(u"clipboard"_qs), u"pasteMode"_qs);
+        QVERIFY(_settings->setObjectForKey(PropertyList(u"clipboard"_s), u"pasteMode"_s));
         QVERIFY(!paste->isChecked());
-        _settings->removeObjectForKey(u"pasteMode"_qs);
+        _settings->removeObjectForKey(u"pasteMode"_s);
         QVERIFY(paste->isChecked());
         _runLoop.advance(ZRKUserDefaults::synchronizeDelay);
     }
@@ -466,20 +466,20 @@ private Q_SLOTS:
             QLocale().toString(date.toDateTime().toLocalTime().time(), QLocale::ShortFormat);
         _source->refusal = Refusal{.direction = Refusal::Direction::FromPhone,
                                    .reason = Refusal::Reason::TooLarge,
-                                   .phone = u"A_1 & Co\u202e"_qs,
+                                   .phone = u"A_1 & Co\u202e"_s,
                                    .size = 20,
                                    .limit = 10,
                                    .date = date};
         post(ZRKClipmuleSyncDidRefuse);
         QCOMPARE(titles().at(5),
-                 time + u" Not pasted: the clip from A_1 && Co\\u202e is too large."_qs);
+                 time + u" Not pasted: the clip from A_1 && Co\\u202e is too large."_s);
         QVERIFY(!_controller->menu()->actions().at(5)->isEnabled());
         QCOMPARE(titles().size(), before.size() + 1);
         // Where the desktop draws the menu, other marks count.
         item().setHost(StatusItem::Host::NotifierHost);
         _controller->update();
         QCOMPARE(titles().at(5),
-                 time + u" Not pasted: the clip from A__1 && Co\\u202e is too large."_qs);
+                 time + u" Not pasted: the clip from A__1 && Co\\u202e is too large."_s);
         _source->refusal.reset();
         post(ZRKClipmuleSyncDidRefuse);
         QCOMPARE(titles(), before);
@@ -489,11 +489,11 @@ private Q_SLOTS:
         item().click();
         QMenu *const menu = _controller->menu();
         QTest::keyClick(menu, Qt::Key_Down);
-        QCOMPARE(menu->activeAction()->text(), u"Disable Clipmule Sync"_qs);
+        QCOMPARE(menu->activeAction()->text(), u"Disable Clipmule Sync"_s);
         QTest::keyClick(menu, Qt::Key_Down);
-        QCOMPARE(menu->activeAction()->text(), u"Paste What a Phone Sends"_qs);
+        QCOMPARE(menu->activeAction()->text(), u"Paste What a Phone Sends"_s);
         QTest::keyClick(menu, Qt::Key_Down);
-        QCOMPARE(menu->activeAction()->text(), u"Clipmule Sync Help"_qs);
+        QCOMPARE(menu->activeAction()->text(), u"Clipmule Sync Help"_s);
         QTest::keyClick(menu, Qt::Key_Up);
         QTest::keyClick(menu, Qt::Key_Up);
         QTest::keyClick(menu, Qt::Key_Return);
@@ -512,36 +512,36 @@ private Q_SLOTS:
     }
 
     void theUpdateItemAsksTheAgent() {
-        choose(u"Check for Updates…"_qs);
+        choose(u"Check for Updates…"_s);
         QCOMPARE(_source->checks, 1);
     }
 
     void withoutAnUpdaterTheUpdateItemCannotBeChosen() {
         _source->updater = false;
         _controller->update();
-        QVERIFY(!action(u"Check for Updates…"_qs)->isEnabled());
+        QVERIFY(!action(u"Check for Updates…"_s)->isEnabled());
     }
 
     void helpOpensTheBookAtItsAnchor() {
         _source->bundle = Bundle::mainBundle();
-        choose(u"Clipmule Sync Help"_qs);
+        choose(u"Clipmule Sync Help"_s);
         QCOMPARE(_help->registered, QStringList(Bundle::mainBundle().path()));
-        QCOMPARE(_help->opened, QStringList(u"help in Clipmule Sync Help"_qs));
+        QCOMPARE(_help->opened, QStringList(u"help in Clipmule Sync Help"_s));
     }
 
     void withoutABundleOrABookHelpDoesNothing() {
-        choose(u"Clipmule Sync Help"_qs);
+        choose(u"Clipmule Sync Help"_s);
         QCOMPARE(_help->registered, QStringList());
         const QTemporaryDir empty;
         _source->bundle = Bundle(empty.path());
-        choose(u"Clipmule Sync Help"_qs);
+        choose(u"Clipmule Sync Help"_s);
         QCOMPARE(_help->opened, QStringList());
     }
 
     void preferencesAreBroughtToTheFront() {
-        choose(u"Open Clipmule Sync Preferences…"_qs);
+        choose(u"Open Clipmule Sync Preferences…"_s);
         QCOMPARE(_programs->activated, QStringList(u"com.zendrik.ClipmuleSync.Preferences or "
-                                                   "/usr/bin/clipmule-preferences"_qs));
+                                                   "/usr/bin/clipmule-preferences"_s));
     }
 
     void afterItsEndNothingIsHeard() {

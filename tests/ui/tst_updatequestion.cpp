@@ -9,6 +9,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 class UpdateQuestionTest final : public kit::TestCase {
     Q_OBJECT
@@ -17,8 +18,8 @@ private Q_SLOTS:
     void theUpdateQuestionIsAnsweredByItsButtons_data() {
         QTest::addColumn<QString>("button");
         QTest::addColumn<bool>("wanted");
-        QTest::newRow("yes") << u"Install"_qs << true;
-        QTest::newRow("no") << u"Later"_qs << false;
+        QTest::newRow("yes") << u"Install"_s << true;
+        QTest::newRow("no") << u"Later"_s << false;
         QTest::newRow("window closed") << QString() << false;
     }
     void theUpdateQuestionIsAnsweredByItsButtons() {
@@ -26,10 +27,10 @@ private Q_SLOTS:
         QFETCH(bool, wanted);
         UpdateQuestion question;
         QList<bool> answers;
-        question.ask(u"<b>2</b>"_qs, [&answers](bool answer) { answers.append(answer); });
+        question.ask(u"<b>2</b>"_s, [&answers](bool answer) { answers.append(answer); });
         QVERIFY(question.window()->isVisible());
         QCOMPARE(question.window()->text(),
-                 u"Clipmule Sync <b>2</b> is available. Do you want to install it?"_qs);
+                 u"Clipmule Sync <b>2</b> is available. Do you want to install it?"_s);
         QCOMPARE(question.window()->textFormat(), Qt::PlainText);
         QCOMPARE(question.window()->icon(), QMessageBox::Question);
         if (button.isEmpty())
@@ -57,21 +58,21 @@ private Q_SLOTS:
         Watch watch;
         UpdateQuestion question;
         QStringList answers;
-        question.ask(u"2"_qs, [&answers](bool) { answers.append(u"first"_qs); });
+        question.ask(u"2"_s, [&answers](bool) { answers.append(u"first"_s); });
         QMessageBox *const window = question.window();
         window->installEventFilter(&watch);
         window->showMinimized();
         watch.raises = 0;
-        question.ask(u"2"_qs, {});
+        question.ask(u"2"_s, {});
         QCOMPARE(question.window(), window);
         QCOMPARE(watch.raises, 1);
         QVERIFY(!window->isMinimized());
         window->close();
-        QCOMPARE(answers, QStringList(u"first"_qs));
+        QCOMPARE(answers, QStringList(u"first"_s));
         // Another version is another question.
-        question.ask(u"2"_qs, [&answers](bool) { answers.append(u"second"_qs); });
-        question.ask(u"3"_qs, [&answers](bool) { answers.append(u"third"_qs); });
-        QCOMPARE(answers.constLast(), u"second"_qs);
+        question.ask(u"2"_s, [&answers](bool) { answers.append(u"second"_s); });
+        question.ask(u"3"_s, [&answers](bool) { answers.append(u"third"_s); });
+        QCOMPARE(answers.constLast(), u"second"_s);
         QVERIFY(question.window()->text().contains(u'3'));
     }
 
@@ -79,7 +80,7 @@ private Q_SLOTS:
         bool answered = false;
         {
             UpdateQuestion question;
-            question.ask(u"2"_qs, [&answered](bool) { answered = true; });
+            question.ask(u"2"_s, [&answered](bool) { answered = true; });
         }
         QVERIFY(!answered);
     }

@@ -39,11 +39,11 @@ protected:
     void begin() override {
         _folder = std::make_unique<QTemporaryDir>();
         _database = std::make_unique<kit::MemoryPreferencesDatabase>();
-        QDir(_folder->path()).mkpath(u"page/sub"_qs);
-        write(u"page/index.html"_qs, "<title>Page</title>");
-        write(u"page/index.html.gz"_qs, "zipped page");
-        write(u"page/sub/main.js"_qs, "run()");
-        write(u"page/notes.txt"_qs, "not for pages");
+        QDir(_folder->path()).mkpath(QStringLiteral("page/sub"));
+        write(QStringLiteral("page/index.html"), "<title>Page</title>");
+        write(QStringLiteral("page/index.html.gz"), "zipped page");
+        write(QStringLiteral("page/sub/main.js"), "run()");
+        write(QStringLiteral("page/notes.txt"), "not for pages");
         start();
     }
 
@@ -68,11 +68,11 @@ protected:
         _settings = SettingsStores::open(environment);
         _settings->onChange = [this] { _web->syncDidChange(); };
         _settings->start();
-        _files = std::make_unique<PageFiles>(_folder->filePath(u"page"_qs));
+        _files = std::make_unique<PageFiles>(_folder->filePath(QStringLiteral("page")));
         WebProgram::Options options;
-        options.folder = _folder->filePath(u"data"_qs);
+        options.folder = _folder->filePath(QStringLiteral("data"));
         options.keepsClips = keepsClips;
-        options.computer = u"desk"_qs;
+        options.computer = QStringLiteral("desk");
         options.addresses = addresses;
         _web = std::make_unique<WebProgram>(_backend, *_files, _settings.get(), options);
         const auto started = _web->open().and_then([this] { return _web->start(); });
@@ -96,8 +96,10 @@ protected:
         auto page = std::make_unique<Page>(port(), PageClient::withCode(code));
         if (!page->shakeHands())
             return nullptr;
-        page->say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, name}, {u"language"_qs, u"en"_qs}});
-        _welcome = page->hear(u"welcome"_qs);
+        page->say({{QStringLiteral("is"), QStringLiteral("pair")},
+                   {QStringLiteral("name"), name},
+                   {QStringLiteral("language"), QStringLiteral("en")}});
+        _welcome = page->hear(QStringLiteral("welcome"));
         return _welcome.isEmpty() ? nullptr : std::move(page);
     }
 
@@ -107,8 +109,9 @@ protected:
         auto page = std::make_unique<Page>(port(), secrets);
         if (!page->shakeHands())
             return nullptr;
-        page->say({{u"is"_qs, u"resume"_qs}, {u"language"_qs, language}});
-        _welcome = page->hear(u"welcome"_qs);
+        page->say({{QStringLiteral("is"), QStringLiteral("resume")},
+                   {QStringLiteral("language"), language}});
+        _welcome = page->hear(QStringLiteral("welcome"));
         return _welcome.isEmpty() ? nullptr : std::move(page);
     }
 
@@ -128,7 +131,7 @@ protected:
     // The items of what the desk received last, under that type.
     [[nodiscard]] PropertyList::List lastItems(const QString &type) const {
         const PropertyList *const clip = _received.constLast().find(type);
-        return clip ? clip->find(u"items"_qs)->list() : PropertyList::List();
+        return clip ? clip->find(QStringLiteral("items"))->list() : PropertyList::List();
     }
 
     QtRunLoop _runLoop;

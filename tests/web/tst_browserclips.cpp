@@ -12,6 +12,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -23,7 +24,7 @@ BrowserClips::Clip pictureClip(qsizetype size) {
     return ZRKClipmuleData::initWithImageData(QByteArray(size, 'p'));
 }
 
-const QRegularExpression noRoom(u"^clips cannot be kept: .*: File too large$"_qs);
+const QRegularExpression noRoom(u"^clips cannot be kept: .*: File too large$"_s);
 
 QStringList textsOf(const ZRKClipmuleClipboard::Clips &clips) {
     QStringList texts;
@@ -44,22 +45,22 @@ class BrowserClipsTest final : public kit::TestCase {
 private Q_SLOTS:
     void eachChangeIsInTheFilesAtOnce() {
         BrowserClips clips(_folder->path());
-        const auto first = textClip(u"first"_qs);
-        const auto second = textClip(u"second"_qs);
+        const auto first = textClip(u"first"_s);
+        const auto second = textClip(u"second"_s);
         QCOMPARE(clips.keep(first), QStringList());
         QCOMPARE(clips.keep(second), QStringList());
-        QCOMPARE(inFiles(), (QStringList{u"second"_qs, u"first"_qs}));
+        QCOMPARE(inFiles(), (QStringList{u"second"_s, u"first"_s}));
         QVERIFY(clips.remove(second->oid()));
         QVERIFY(!clips.remove(second->oid()));
-        QCOMPARE(inFiles(), QStringList{u"first"_qs});
-        const auto waiting = textClip(u"waits"_qs);
+        QCOMPARE(inFiles(), QStringList{u"first"_s});
+        const auto waiting = textClip(u"waits"_s);
         QVERIFY(clips.addWaiting(waiting));
         // Once, however often it is asked for.
         QVERIFY(clips.addWaiting(waiting));
-        QVERIFY(clips.addWaiting(textClip(u"too"_qs)));
-        QCOMPARE(waitingInFiles(), (QStringList{u"waits"_qs, u"too"_qs}));
+        QVERIFY(clips.addWaiting(textClip(u"too"_s)));
+        QCOMPARE(waitingInFiles(), (QStringList{u"waits"_s, u"too"_s}));
         clips.removeWaiting(waiting);
-        QCOMPARE(waitingInFiles(), QStringList{u"too"_qs});
+        QCOMPARE(waitingInFiles(), QStringList{u"too"_s});
         clips.removeAll();
         QCOMPARE(inFiles(), QStringList());
         QCOMPARE(waitingInFiles(), QStringList());
@@ -67,14 +68,14 @@ private Q_SLOTS:
 
     void whatADiskHasNoRoomForDoesNotWait() {
         BrowserClips clips(_folder->path());
-        QVERIFY(clips.addWaiting(textClip(u"short"_qs)));
+        QVERIFY(clips.addWaiting(textClip(u"short"_s)));
         {
             const kit::FullDisk full(50'000);
             QTest::ignoreMessage(QtWarningMsg, noRoom);
             QVERIFY(!clips.addWaiting(textClip(QString(100'000, u'x'))));
         }
-        QCOMPARE(textsOf(clips.waiting()), QStringList{u"short"_qs});
-        QCOMPARE(waitingInFiles(), QStringList{u"short"_qs});
+        QCOMPARE(textsOf(clips.waiting()), QStringList{u"short"_s});
+        QCOMPARE(waitingInFiles(), QStringList{u"short"_s});
     }
 
     void aClipThatADiskHadNoRoomForIsSavedLater() {
@@ -99,7 +100,7 @@ private Q_SLOTS:
 
     void withoutAFolderClipsAreInMemory() {
         BrowserClips clips((QString()));
-        const auto clip = textClip(u"a"_qs);
+        const auto clip = textClip(u"a"_s);
         QCOMPARE(clips.keep(clip), QStringList());
         QCOMPARE(clips.withId(clip->oid()), clip);
         QVERIFY(!clips.addWaiting(clip));
@@ -112,11 +113,11 @@ private Q_SLOTS:
 
     void theOldestGoForTheNewest() {
         BrowserClips clips(_folder->path());
-        const auto oldest = textClip(u"0"_qs);
+        const auto oldest = textClip(u"0"_s);
         QCOMPARE(clips.keep(oldest), QStringList());
         for (int number = 1; number < 50; ++number)
             QCOMPARE(clips.keep(textClip(QString::number(number))), QStringList());
-        QCOMPARE(clips.keep(textClip(u"50"_qs)), QStringList{oldest->oid()});
+        QCOMPARE(clips.keep(textClip(u"50"_s)), QStringList{oldest->oid()});
         QCOMPARE(clips.all().size(), 50);
     }
 
@@ -178,7 +179,7 @@ private Q_SLOTS:
         BrowserClips clips(_folder->path());
         rests();
         QVERIFY(clips.keep(pictureClip(1000)).isEmpty());
-        QVERIFY(clips.addWaiting(textClip(u"waits"_qs)));
+        QVERIFY(clips.addWaiting(textClip(u"waits"_s)));
         rests();
         BrowserClips again(_folder->path());
         rests();

@@ -6,6 +6,7 @@
 #include <list>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using web_test::Page;
 using web_test::PageClient;
 using web_test::PageSocket;
@@ -217,7 +218,7 @@ private Q_SLOTS:
         const QByteArray first =
             victim.client().seal(QByteArray(1, '\0') + R"({"is":"resume","language":"en"})");
         victim.socket().sendFrame(first);
-        QVERIFY(!victim.hear(u"welcome"_qs).isEmpty());
+        QVERIFY(!victim.hear(u"welcome"_s).isEmpty());
         PageSocket replay(port());
         QVERIFY(replay.upgrade());
         replay.sendFrame(victim.client().hello());
@@ -226,8 +227,8 @@ private Q_SLOTS:
         QVERIFY(replay.closes());
         victim.socket().sendFrame(first);
         QVERIFY(victim.socket().closes());
-        page->say({{u"is"_qs, u"ping"_qs}});
-        QVERIFY(!page->hear(u"pong"_qs).isEmpty());
+        page->say({{u"is"_s, u"ping"_s}});
+        QVERIFY(!page->hear(u"pong"_s).isEmpty());
     }
 
     void aThousandConnectionsLeaveAPageItsOwn() {
@@ -238,8 +239,8 @@ private Q_SLOTS:
             if (number % 50 == 0)
                 QCoreApplication::processEvents();
         }
-        page->say({{u"is"_qs, u"ping"_qs}});
-        QVERIFY(!page->hear(u"pong"_qs).isEmpty());
+        page->say({{u"is"_s, u"ping"_s}});
+        QVERIFY(!page->hear(u"pong"_s).isEmpty());
         const auto left = [&] {
             return std::count_if(crowd.begin(), crowd.end(),
                                  [](const PageSocket &one) { return !one.isClosed(); });
@@ -254,7 +255,7 @@ private Q_SLOTS:
 
     void twoPhonesOfOneAddressFitWithTheirPages() {
         const auto first = paired();
-        const auto second = paired(u"Ben's phone"_qs);
+        const auto second = paired(u"Ben's phone"_s);
         std::list<std::unique_ptr<Page>> pages;
         for (int number = 0; number < 3; ++number) {
             pages.push_back(resumed(resuming(first)));
@@ -287,7 +288,7 @@ private Q_SLOTS:
         QTRY_COMPARE(_web->server().connections(), qsizetype(PageServer::mostUnprovedOfOnePeer));
         // The whole of 127.0.0.0/8 is this computer.
         QTcpSocket other;
-        QVERIFY(other.bind(QHostAddress(u"127.0.0.7"_qs)));
+        QVERIFY(other.bind(QHostAddress(u"127.0.0.7"_s)));
         other.connectToHost(QHostAddress::LocalHost, port());
         QTRY_COMPARE(other.state(), QAbstractSocket::ConnectedState);
         other.write("GET / HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(port()) + "\r\n\r\n");
@@ -299,7 +300,7 @@ private Q_SLOTS:
         std::list<QTcpSocket> crowd;
         for (int number = 0; number < 40; ++number) {
             QTcpSocket &socket = crowd.emplace_back();
-            QVERIFY(socket.bind(QHostAddress(u"127.0.0.%1"_qs.arg(2 + number))));
+            QVERIFY(socket.bind(QHostAddress(u"127.0.0.%1"_s.arg(2 + number))));
             socket.connectToHost(QHostAddress::LocalHost, port());
         }
         const auto left = [&] {

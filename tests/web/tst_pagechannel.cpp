@@ -12,6 +12,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using web_test::PageClient;
 using Kind = PageChannel::Kind;
 
@@ -66,36 +67,36 @@ QJsonObject transcript(const PageClient::Secrets &secrets, const QByteArray &ser
         const QByteArray sealed = page.seal(plain);
         if (channel.receive(sealed).opened != plain)
             return {};
-        sealedFromPage += QJsonObject{{u"plain"_qs, hex(plain)}, {u"sealed"_qs, hex(sealed)}};
+        sealedFromPage += QJsonObject{{u"plain"_s, hex(plain)}, {u"sealed"_s, hex(sealed)}};
     }
     QJsonArray sealedToPage;
     for (const QByteArray &plain : toPage) {
         const QByteArray sealed = channel.seal(plain);
         if (page.open(sealed) != plain)
             return {};
-        sealedToPage += QJsonObject{{u"plain"_qs, hex(plain)}, {u"sealed"_qs, hex(sealed)}};
+        sealedToPage += QJsonObject{{u"plain"_s, hex(plain)}, {u"sealed"_s, hex(sealed)}};
     }
-    QJsonObject result{{u"kind"_qs, QString(QLatin1Char(secrets.kind))},
-                       {u"id"_qs, hex(secrets.id)},
-                       {u"key"_qs, hex(secrets.key)},
-                       {u"clientSecret"_qs, hex(secrets.secret)},
-                       {u"clientPublic"_qs, hex(page.publicKey())},
-                       {u"helloNonce"_qs, hex(secrets.nonce)},
-                       {u"hello"_qs, hex(page.hello())},
-                       {u"serverSecret"_qs, hex(serverSecret)},
-                       {u"answerNonce"_qs, hex(serverNonce)},
-                       {u"answer"_qs, hex(answer)},
-                       {u"shared"_qs, hex(page.shared())},
-                       {u"pageToProgramKey"_qs, hex(page.toProgram())},
-                       {u"programToPageKey"_qs, hex(page.toPage())},
-                       {u"fromPage"_qs, sealedFromPage},
-                       {u"toPage"_qs, sealedToPage}};
+    QJsonObject result{{u"kind"_s, QString(QLatin1Char(secrets.kind))},
+                       {u"id"_s, hex(secrets.id)},
+                       {u"key"_s, hex(secrets.key)},
+                       {u"clientSecret"_s, hex(secrets.secret)},
+                       {u"clientPublic"_s, hex(page.publicKey())},
+                       {u"helloNonce"_s, hex(secrets.nonce)},
+                       {u"hello"_s, hex(page.hello())},
+                       {u"serverSecret"_s, hex(serverSecret)},
+                       {u"answerNonce"_s, hex(serverNonce)},
+                       {u"answer"_s, hex(answer)},
+                       {u"shared"_s, hex(page.shared())},
+                       {u"pageToProgramKey"_s, hex(page.toProgram())},
+                       {u"programToPageKey"_s, hex(page.toPage())},
+                       {u"fromPage"_s, sealedFromPage},
+                       {u"toPage"_s, sealedToPage}};
     if (secrets.kind == 'P') {
         if (channel.browser().id != page.browserId() ||
             channel.browser().key.view() != page.browserKey())
             return {};
-        result[u"browserId"_qs] = hex(page.browserId());
-        result[u"browserKey"_qs] = hex(page.browserKey());
+        result[u"browserId"_s] = hex(page.browserId());
+        result[u"browserKey"_s] = hex(page.browserKey());
     }
     return result;
 }
@@ -117,7 +118,7 @@ QJsonObject transcripts() {
     const QJsonObject resumed =
         transcript(resume, counted(17, 32), counted(40, 24),
                    {text(R"({"is":"resume","language":"ja"})")}, {text(R"({"is":"pong"})")});
-    return {{u"pair"_qs, pair}, {u"resume"_qs, resumed}};
+    return {{u"pair"_s, pair}, {u"resume"_s, resumed}};
 }
 
 } // namespace
@@ -164,8 +165,8 @@ private Q_SLOTS:
         QFile file(vectorsPath);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QJsonObject recorded = QJsonDocument::fromJson(file.readAll()).object();
-        QVERIFY(!computed[u"pair"_qs].toObject().isEmpty());
-        QVERIFY(!computed[u"resume"_qs].toObject().isEmpty());
+        QVERIFY(!computed[u"pair"_s].toObject().isEmpty());
+        QVERIFY(!computed[u"resume"_s].toObject().isEmpty());
         QCOMPARE(computed, recorded);
     }
 
@@ -174,11 +175,11 @@ private Q_SLOTS:
         QVERIFY(!pair.channel.isProved());
         QCOMPARE(pair.channel.kind(), Kind::Pair);
         QCOMPARE(pair.channel.id(), pair.secrets.id);
-        QCOMPARE(pair.channel.receive(pair.page.seal("first")).opened, "first"_qba);
+        QCOMPARE(pair.channel.receive(pair.page.seal("first")).opened, "first"_ba);
         QVERIFY(pair.channel.isProved());
-        QCOMPARE(pair.channel.receive(pair.page.seal("second")).opened, "second"_qba);
-        QCOMPARE(pair.page.open(pair.channel.seal("one")), "one"_qba);
-        QCOMPARE(pair.page.open(pair.channel.seal("two")), "two"_qba);
+        QCOMPARE(pair.channel.receive(pair.page.seal("second")).opened, "second"_ba);
+        QCOMPARE(pair.page.open(pair.channel.seal("one")), "one"_ba);
+        QCOMPARE(pair.page.open(pair.channel.seal("two")), "two"_ba);
     }
 
     void eachConnectionHasKeysOfItsOwn() {
@@ -206,7 +207,7 @@ private Q_SLOTS:
                 QVERIFY(!step.opened);
                 // An id that nobody has is the one thing that is said.
                 const bool isOfId = at >= 2 && at < 18;
-                QCOMPARE(step.answer, isOfId ? "\3"_qba : QByteArray());
+                QCOMPARE(step.answer, isOfId ? "\3"_ba : QByteArray());
                 const PageChannel::Step after = channel.receive(good);
                 QVERIFY(after.isOver && after.answer.isEmpty());
             }
@@ -232,7 +233,7 @@ private Q_SLOTS:
         PageChannel channel(keyOf);
         const PageChannel::Step step = channel.receive(PageClient(secrets).hello());
         QVERIFY(step.isOver);
-        QCOMPARE(step.answer, "\3"_qba);
+        QCOMPARE(step.answer, "\3"_ba);
     }
 
     void aPublicKeyThatGivesAwayTheSecretEndsIt() {
@@ -242,7 +243,7 @@ private Q_SLOTS:
         one[0] = 1;
         for (const QByteArray &point : {QByteArray(32, '\0'), one}) {
             PageChannel channel(knows(secrets));
-            const QByteArray hello = "\1R"_qba + secrets.id + secrets.nonce +
+            const QByteArray hello = "\1R"_ba + secrets.id + secrets.nonce +
                                      PageClient::box(point, secrets.nonce, secrets.key);
             verifyEnded(channel, channel.receive(hello), PageClient(secrets).hello());
         }

@@ -11,6 +11,7 @@
 #include <limits>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -47,10 +48,10 @@ private Q_SLOTS:
         QTest::newRow("two bytes at the end")
             << QString(15'999, u'x') + u'ü' << QString(15'999, u'x');
         QTest::newRow("a pair at the end")
-            << QString(15'999, u'x') + u"🐴"_qs << QString(15'999, u'x');
+            << QString(15'999, u'x') + u"🐴"_s << QString(15'999, u'x');
         QTest::newRow("a pair that fits")
-            << QString(15'996, u'x') + u"🐴🐴"_qs << QString(15'996, u'x') + u"🐴"_qs;
-        QTest::newRow("pairs") << u"🐴"_qs.repeated(4001) << u"🐴"_qs.repeated(4000);
+            << QString(15'996, u'x') + u"🐴🐴"_s << QString(15'996, u'x') + u"🐴"_s;
+        QTest::newRow("pairs") << u"🐴"_s.repeated(4001) << u"🐴"_s.repeated(4000);
         // Six bytes each in JSON: half is sent.
         QTest::newRow("control characters") << QString(16'000, QChar(1)) << QString(4000, QChar(1));
     }
@@ -58,16 +59,16 @@ private Q_SLOTS:
         QFETCH(QString, text);
         QFETCH(QString, begin);
         const QJsonObject described = PageClip::described(*textClip(text));
-        QCOMPARE(described[u"length"_qs].toInt(), text.size());
-        QVERIFY(described[u"text"_qs].toString() == begin);
+        QCOMPARE(described[u"length"_s].toInt(), text.size());
+        QVERIFY(described[u"text"_s].toString() == begin);
         QVERIFY(QJsonDocument(described).toJson(QJsonDocument::Compact).size() <= 40'000);
     }
 
     void aTitleHasAnEnd() {
-        const auto clip = textClip(u"a"_qs);
-        QVERIFY(!PageClip::described(*clip).contains(u"title"_qs));
+        const auto clip = textClip(u"a"_s);
+        QVERIFY(!PageClip::described(*clip).contains(u"title"_s));
         clip->setTitle(QString(301, u't'));
-        QCOMPARE(PageClip::described(*clip)[u"title"_qs].toString(), QString(300, u't'));
+        QCOMPARE(PageClip::described(*clip)[u"title"_s].toString(), QString(300, u't'));
     }
 
     void linksAreOnesThatAPageOpens_data() {
@@ -79,35 +80,35 @@ private Q_SLOTS:
         for (const char *url : {"javascript:alert(1)", "data:text/html,x", "file:///etc/passwd",
                                 "https:///a", "mailto:", "blob:http://a.example/b", "httpx://a"})
             QTest::newRow(url) << QString::fromLatin1(url) << false;
-        QTest::newRow("the longest") << u"http://a/"_qs + QString(3991, u'x') << true;
-        QTest::newRow("a longer one") << u"http://a/"_qs + QString(3992, u'x') << false;
+        QTest::newRow("the longest") << u"http://a/"_s + QString(3991, u'x') << true;
+        QTest::newRow("a longer one") << u"http://a/"_s + QString(3992, u'x') << false;
     }
     void linksAreOnesThatAPageOpens() {
         QFETCH(QString, url);
         QFETCH(bool, isLink);
         const QJsonObject described = describedLink({url});
-        QCOMPARE(described[u"kind"_qs].toString(), isLink ? u"link"_qs : u"text"_qs);
-        QCOMPARE(described[u"url"_qs].toString(), isLink ? url : QString());
-        QCOMPARE(described[u"text"_qs].toString(), url);
+        QCOMPARE(described[u"kind"_s].toString(), isLink ? u"link"_s : u"text"_s);
+        QCOMPARE(described[u"url"_s].toString(), isLink ? url : QString());
+        QCOMPARE(described[u"text"_s].toString(), url);
     }
 
     void theFirstLinkThatCanBeOpenedCounts() {
         const QJsonObject described =
-            describedLink({u"javascript:a"_qs, u"https://b.example/"_qs, u"https://c.example/"_qs});
-        QCOMPARE(described[u"url"_qs].toString(), u"https://b.example/"_qs);
-        QCOMPARE(described[u"text"_qs].toString(),
-                 u"javascript:a\nhttps://b.example/\nhttps://c.example/"_qs);
+            describedLink({u"javascript:a"_s, u"https://b.example/"_s, u"https://c.example/"_s});
+        QCOMPARE(described[u"url"_s].toString(), u"https://b.example/"_s);
+        QCOMPARE(described[u"text"_s].toString(),
+                 u"javascript:a\nhttps://b.example/\nhttps://c.example/"_s);
     }
 
     void aTextThatIsOneLinkIsSentAsOne_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<bool>("isLink");
-        QTest::newRow("a link") << u"https://a.example/b"_qs << true;
-        QTest::newRow("with blanks around") << u" \n https://a.example/b \n"_qs << true;
-        QTest::newRow("with words") << u"see https://a.example/b"_qs << false;
-        QTest::newRow("two") << u"https://a.example/\nhttps://b.example/"_qs << false;
-        QTest::newRow("a script") << u"javascript:alert(1)"_qs << false;
-        QTest::newRow("words") << u"a.example"_qs << false;
+        QTest::newRow("a link") << u"https://a.example/b"_s << true;
+        QTest::newRow("with blanks around") << u" \n https://a.example/b \n"_s << true;
+        QTest::newRow("with words") << u"see https://a.example/b"_s << false;
+        QTest::newRow("two") << u"https://a.example/\nhttps://b.example/"_s << false;
+        QTest::newRow("a script") << u"javascript:alert(1)"_s << false;
+        QTest::newRow("words") << u"a.example"_s << false;
     }
     void aTextThatIsOneLinkIsSentAsOne() {
         QFETCH(QString, text);
@@ -121,16 +122,16 @@ private Q_SLOTS:
         QVERIFY(!PageClip::reduced(*ZRKClipmuleData::initWithItems({})));
         QVERIFY(!PageClip::reduced(*ZRKClipmuleData::initWithImageData("no picture")));
         QVERIFY(!PageClip::ofPicture("no picture"));
-        const auto clip = textClip(u"text"_qs);
+        const auto clip = textClip(u"text"_s);
         clip->firstItem()->setImageData(QByteArray("no picture"));
-        clip->setTitle(u"title"_qs);
+        clip->setTitle(u"title"_s);
         clip->setCreationDate(Date{5});
         const auto reduced = PageClip::reduced(*clip);
-        QCOMPARE(PageClip::textOf(*reduced), u"text"_qs);
+        QCOMPARE(PageClip::textOf(*reduced), u"text"_s);
         QVERIFY(!PageClip::pictureOf(*reduced));
-        QCOMPARE(reduced->title(), u"title"_qs);
+        QCOMPARE(reduced->title(), u"title"_s);
         QCOMPARE(reduced->creationDate(), Date{5});
-        QCOMPARE(PageClip::described(*reduced)[u"kind"_qs].toString(), u"text"_qs);
+        QCOMPARE(PageClip::described(*reduced)[u"kind"_s].toString(), u"text"_s);
     }
 
     void aTimeThatIsNoneIsNow_data() {
@@ -146,10 +147,10 @@ private Q_SLOTS:
     void aTimeThatIsNoneIsNow() {
         QFETCH(double, seconds);
         QFETCH(bool, isKept);
-        const auto clip = textClip(u"a"_qs);
+        const auto clip = textClip(u"a"_s);
         clip->setCreationDate(Date{seconds});
         const double shown = isKept ? seconds : Date::now().secondsSinceReference;
-        QCOMPARE(PageClip::described(*clip)[u"at"_qs].toDouble(),
+        QCOMPARE(PageClip::described(*clip)[u"at"_s].toDouble(),
                  (shown + Date::unixTimeOfReference) * 1000);
     }
 

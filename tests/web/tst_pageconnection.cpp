@@ -10,6 +10,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using web_test::PageClient;
 
 namespace {
@@ -50,23 +51,23 @@ private Q_SLOTS:
         QVERIFY(!_connection->isOver());
         _runLoop.advance(0.2);
         QVERIFY(_connection->isOver());
-        say({{u"is"_qs, u"ping"_qs}});
+        say({{u"is"_s, u"ping"_s}});
         QVERIFY(_messages.isEmpty());
     }
 
     void aProvedPageMayTakeItsTime() {
-        say({{u"is"_qs, u"ping"_qs}});
+        say({{u"is"_s, u"ping"_s}});
         QCOMPARE(_messages.size(), 1);
         _runLoop.advance(100 * PageConnection::proofTime);
         QVERIFY(!_connection->isOver());
     }
 
     void saysNothingBeforeTheProof() {
-        _connection->send({{u"is"_qs, u"clip"_qs}});
+        _connection->send({{u"is"_s, u"clip"_s}});
         QVERIFY(!_connection->hasNext());
         QVERIFY(!_connection->next());
-        say({{u"is"_qs, u"ping"_qs}});
-        QCOMPARE(heard()[u"is"_qs].toString(), u"clip"_qs);
+        say({{u"is"_s, u"ping"_s}});
+        QCOMPARE(heard()[u"is"_s].toString(), u"clip"_s);
     }
 
     void anythingButAnObjectEndsIt_data() {
@@ -165,15 +166,15 @@ private Q_SLOTS:
         const QByteArray large(150'000, 'a');
         _connection->sendData(1, large);
         _connection->sendData(3, "small");
-        QCOMPARE(heard()[u"transfer"_qs].toInt(), 2);
-        QCOMPARE(heard()[u"transfer"_qs].toInt(), 4);
+        QCOMPARE(heard()[u"transfer"_s].toInt(), 2);
+        QCOMPARE(heard()[u"transfer"_s].toInt(), 4);
         QByteArray first = pieceHeard();
         QCOMPARE(first.first(5), QByteArray("\1\0\0\0\2", 5));
         QCOMPARE(first.size(), 5 + PageConnection::largestPiece);
         // Each in its turn, and what is said in between does not wait.
         QCOMPARE(pieceHeard(), QByteArray("\1\0\0\0\4small", 10));
-        _connection->send({{u"is"_qs, u"pong"_qs}});
-        QCOMPARE(heard()[u"is"_qs].toString(), u"pong"_qs);
+        _connection->send({{u"is"_s, u"pong"_s}});
+        QCOMPARE(heard()[u"is"_s].toString(), u"pong"_s);
         QCOMPARE(pieceHeard().size(), 5 + PageConnection::largestPiece);
         QCOMPARE(pieceHeard().size(), 5 + 20'000);
         QVERIFY(!_connection->hasNext());
@@ -192,7 +193,7 @@ private Q_SLOTS:
 
     void aPageThatDoesNotReadIsLetGo() {
         prove();
-        const QJsonObject message{{u"text"_qs, QString(60'000, u'x')}};
+        const QJsonObject message{{u"text"_s, QString(60'000, u'x')}};
         int sent = 0;
         for (; sent < 1000 && !_connection->isOver(); ++sent)
             _connection->send(message);
@@ -202,13 +203,13 @@ private Q_SLOTS:
 
     void whatWasSaidBeforeTheEndIsHeard() {
         prove();
-        _connection->send({{u"is"_qs, u"revoked"_qs}});
+        _connection->send({{u"is"_s, u"revoked"_s}});
         _connection->end();
         QVERIFY(_connection->isOver());
-        _connection->send({{u"is"_qs, u"late"_qs}});
-        QCOMPARE(heard()[u"is"_qs].toString(), u"revoked"_qs);
+        _connection->send({{u"is"_s, u"late"_s}});
+        QCOMPARE(heard()[u"is"_s].toString(), u"revoked"_s);
         QVERIFY(!_connection->hasNext());
-        say({{u"is"_qs, u"ping"_qs}});
+        say({{u"is"_s, u"ping"_s}});
         QVERIFY(_messages.isEmpty());
     }
 

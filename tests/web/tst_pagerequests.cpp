@@ -4,6 +4,7 @@
 #include "tests/web/WebTestCase.h"
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using web_test::clipOf;
 using web_test::Page;
 
@@ -26,7 +27,7 @@ class PageRequestsTest final : public kit::WebTestCase {
         WebTestCase::begin();
         _page = paired();
         QVERIFY(_page);
-        QVERIFY(!_page->hear(u"clips"_qs).isEmpty());
+        QVERIFY(!_page->hear(u"clips"_s).isEmpty());
     }
     void end() override {
         _page.reset();
@@ -68,18 +69,18 @@ private Q_SLOTS:
         QFETCH(QByteArray, message);
         _page->say(parsed(message));
         QVERIFY(_page->socket().closes());
-        QCOMPARE(_web->list()[0][u"name"_qs].toString(), u"Anna's phone"_qs);
+        QCOMPARE(_web->list()[0][u"name"_s].toString(), u"Anna's phone"_s);
     }
 
     void theLastTransferThereIs() {
         _page->say(parsed(R"({"is":"fetch","transfer":4294967295,"clip":"a","what":"text"})"));
-        QCOMPARE(_page->hear(u"refused"_qs)[u"for"_qs].toInteger(), 4294967295);
+        QCOMPARE(_page->hear(u"refused"_s)[u"for"_s].toInteger(), 4294967295);
     }
 
     void whatIsUnknownIsPassedOver() {
         _page->say(parsed(R"({"is":"sing","transfer":"x"})"));
         _page->say(parsed(R"({"is":"ping","size":"x"})"));
-        QVERIFY(!_page->hear(u"pong"_qs).isEmpty());
+        QVERIFY(!_page->hear(u"pong"_s).isEmpty());
     }
 
     void theFirstMessageSaysWhoItIs_data() {
@@ -94,7 +95,7 @@ private Q_SLOTS:
         Page other(port(), resuming(_page));
         QVERIFY(other.shakeHands());
         other.say(parsed(message));
-        QVERIFY(other.hear(u"welcome"_qs).isEmpty());
+        QVERIFY(other.hear(u"welcome"_s).isEmpty());
         QVERIFY(other.socket().closes());
     }
 
@@ -103,10 +104,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("kind");
         QTest::addColumn<qint64>("largest");
         QTest::addColumn<QString>("refusal");
-        QTest::newRow("a picture") << u"send"_qs << u"picture"_qs << limit << u"notSent"_qs;
-        QTest::newRow("a text") << u"send"_qs << u"text"_qs << 3 * limit << u"notSent"_qs;
-        QTest::newRow("a filter's text")
-            << u"filter"_qs << u"text"_qs << 3 * limit << u"refused"_qs;
+        QTest::newRow("a picture") << u"send"_s << u"picture"_s << limit << u"notSent"_s;
+        QTest::newRow("a text") << u"send"_s << u"text"_s << 3 * limit << u"notSent"_s;
+        QTest::newRow("a filter's text") << u"filter"_s << u"text"_s << 3 * limit << u"refused"_s;
     }
     void sizesHaveALimit() {
         QFETCH(QString, is);
@@ -114,129 +114,129 @@ private Q_SLOTS:
         QFETCH(qint64, largest);
         QFETCH(QString, refusal);
         const auto begin = [&](int transfer, qint64 size) {
-            _page->say({{u"is"_qs, is},
-                        {u"transfer"_qs, transfer},
-                        {u"size"_qs, size},
-                        {u"kind"_qs, kind},
-                        {u"filter"_qs, u"a"_qs}});
+            _page->say({{u"is"_s, is},
+                        {u"transfer"_s, transfer},
+                        {u"size"_s, size},
+                        {u"kind"_s, kind},
+                        {u"filter"_s, u"a"_s}});
         };
         begin(1, largest + 1);
         const QJsonObject refused = _page->hear(refusal);
-        QCOMPARE(refused[u"for"_qs].toInt(), 1);
-        QCOMPARE(refused[u"why"_qs].toString(), u"tooLarge"_qs);
+        QCOMPARE(refused[u"for"_s].toInt(), 1);
+        QCOMPARE(refused[u"why"_s].toString(), u"tooLarge"_s);
         begin(3, largest);
         begin(5, largest + 1);
         // The one between is waited for.
-        QCOMPARE(_page->hear(refusal)[u"for"_qs].toInt(), 5);
+        QCOMPARE(_page->hear(refusal)[u"for"_s].toInt(), 5);
     }
 
     void aTextHasAsManyUnits() {
         sendLongText(1, limit);
-        QVERIFY(!_page->hear(u"waiting"_qs).isEmpty());
+        QVERIFY(!_page->hear(u"waiting"_s).isEmpty());
         sendLongText(3, limit + 1);
-        const QJsonObject refused = _page->hear(u"notSent"_qs);
-        QCOMPARE(refused[u"for"_qs].toInt(), 3);
-        QCOMPARE(refused[u"why"_qs].toString(), u"tooLarge"_qs);
+        const QJsonObject refused = _page->hear(u"notSent"_s);
+        QCOMPARE(refused[u"for"_s].toInt(), 3);
+        QCOMPARE(refused[u"why"_s].toString(), u"tooLarge"_s);
     }
 
     void tooMuchAtOnceIsRefused() {
         for (const int transfer : {1, 3, 5, 7})
-            begin(u"send"_qs, transfer);
-        begin(u"send"_qs, 9);
-        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 9, u"busy"_qs));
-        begin(u"filter"_qs, 11);
-        QCOMPARE(_page->hear(u"refused"_qs), answer(u"refused"_qs, 11, u"busy"_qs));
+            begin(u"send"_s, transfer);
+        begin(u"send"_s, 9);
+        QCOMPARE(_page->hear(u"notSent"_s), answer(u"notSent"_s, 9, u"busy"_s));
+        begin(u"filter"_s, 11);
+        QCOMPARE(_page->hear(u"refused"_s), answer(u"refused"_s, 11, u"busy"_s));
         // What comes of them is passed over.
         _page->sendPiece(9, "ab");
         _page->sendPiece(11, "ab");
-        _page->say({{u"is"_qs, u"cancel"_qs}, {u"transfer"_qs, 3}});
+        _page->say({{u"is"_s, u"cancel"_s}, {u"transfer"_s, 3}});
         _page->sendPiece(3, "ab");
         sendText(*_page, 13, "one more");
-        QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 13);
+        QCOMPARE(_page->hear(u"waiting"_s)[u"for"_s].toInt(), 13);
         _page->sendPiece(1, "ab");
-        QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 1);
+        QCOMPARE(_page->hear(u"waiting"_s)[u"for"_s].toInt(), 1);
     }
 
     void whatIsNoClipIsNotSent() {
         sendText(*_page, 1, "\xff\xfe");
-        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 1, u"malformed"_qs));
+        QCOMPARE(_page->hear(u"notSent"_s), answer(u"notSent"_s, 1, u"malformed"_s));
         _page->say(parsed(R"({"is":"send","transfer":3,"size":0,"kind":"text"})"));
-        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 3, u"malformed"_qs));
+        QCOMPARE(_page->hear(u"notSent"_s), answer(u"notSent"_s, 3, u"malformed"_s));
         _page->say(parsed(R"({"is":"send","transfer":5,"size":2,"kind":"sound"})"));
-        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 5, u"malformed"_qs));
+        QCOMPARE(_page->hear(u"notSent"_s), answer(u"notSent"_s, 5, u"malformed"_s));
     }
 
     void whatIsNotThereIsNotFetched() {
         connectDesk();
-        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_qs, u"text"_qs}})));
-        const QString id = _page->hear(u"clip"_qs)[u"clip"_qs][u"id"_qs].toString();
+        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_s, u"text"_s}})));
+        const QString id = _page->hear(u"clip"_s)[u"clip"_s][u"id"_s].toString();
         const auto fetch = [&](int transfer, const QString &clip, const QString &what) {
-            _page->say({{u"is"_qs, u"fetch"_qs},
-                        {u"transfer"_qs, transfer},
-                        {u"clip"_qs, clip},
-                        {u"what"_qs, what}});
-            return _page->hear(u"refused"_qs);
+            _page->say({{u"is"_s, u"fetch"_s},
+                        {u"transfer"_s, transfer},
+                        {u"clip"_s, clip},
+                        {u"what"_s, what}});
+            return _page->hear(u"refused"_s);
         };
-        QCOMPARE(fetch(1, u"none"_qs, u"text"_qs), answer(u"refused"_qs, 1, u"gone"_qs));
-        QCOMPARE(fetch(3, id, u"picture"_qs), answer(u"refused"_qs, 3, u"gone"_qs));
-        QCOMPARE(fetch(5, id, u"sound"_qs), answer(u"refused"_qs, 5, u"malformed"_qs));
-        _page->say({{u"is"_qs, u"filter"_qs},
-                    {u"transfer"_qs, 7},
-                    {u"clip"_qs, u"none"_qs},
-                    {u"filter"_qs, u"ZRKClipmuleUppercaseFilter"_qs}});
-        QCOMPARE(_page->hear(u"refused"_qs), answer(u"refused"_qs, 7, u"gone"_qs));
+        QCOMPARE(fetch(1, u"none"_s, u"text"_s), answer(u"refused"_s, 1, u"gone"_s));
+        QCOMPARE(fetch(3, id, u"picture"_s), answer(u"refused"_s, 3, u"gone"_s));
+        QCOMPARE(fetch(5, id, u"sound"_s), answer(u"refused"_s, 5, u"malformed"_s));
+        _page->say({{u"is"_s, u"filter"_s},
+                    {u"transfer"_s, 7},
+                    {u"clip"_s, u"none"_s},
+                    {u"filter"_s, u"ZRKClipmuleUppercaseFilter"_s}});
+        QCOMPARE(_page->hear(u"refused"_s), answer(u"refused"_s, 7, u"gone"_s));
     }
 
     void asManyAnswersAsAPageReads() {
         connectDesk();
         const QString text(300'000, u'x');
-        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_qs, text}})));
-        const QString id = _page->hear(u"clip"_qs)[u"clip"_qs][u"id"_qs].toString();
+        _desk->outputObject(OutputObject::fixed(clipOf({{u"string"_s, text}})));
+        const QString id = _page->hear(u"clip"_s)[u"clip"_s][u"id"_s].toString();
         // They come in one turn, before anything is written.
         for (const int transfer : {1, 3, 5, 7, 9})
-            _page->say({{u"is"_qs, u"fetch"_qs},
-                        {u"transfer"_qs, transfer},
-                        {u"clip"_qs, id},
-                        {u"what"_qs, u"text"_qs}});
+            _page->say({{u"is"_s, u"fetch"_s},
+                        {u"transfer"_s, transfer},
+                        {u"clip"_s, id},
+                        {u"what"_s, u"text"_s}});
         for (const int transfer : {1, 3, 5, 7})
-            QCOMPARE(_page->hear(u"data"_qs)[u"for"_qs].toInt(), transfer);
-        QCOMPARE(_page->hear(u"refused"_qs), answer(u"refused"_qs, 9, u"busy"_qs));
+            QCOMPARE(_page->hear(u"data"_s)[u"for"_s].toInt(), transfer);
+        QCOMPARE(_page->hear(u"refused"_s), answer(u"refused"_s, 9, u"busy"_s));
     }
 
     void whatWaitsHasALimit() {
         for (int number = 0; number < 50; ++number) {
             sendText(*_page, 1 + 2 * number, "a");
-            QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 1 + 2 * number);
+            QCOMPARE(_page->hear(u"waiting"_s)[u"for"_s].toInt(), 1 + 2 * number);
         }
         sendText(*_page, 101, "a");
-        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 101, u"noDesk"_qs));
+        QCOMPARE(_page->hear(u"notSent"_s), answer(u"notSent"_s, 101, u"noDesk"_s));
     }
 
     void whatWaitsHasALimitOfBytes() {
         // Two bytes a unit: four are left of forty million.
         for (const int transfer : {1, 3}) {
             sendLongText(transfer, limit);
-            QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), transfer);
+            QCOMPARE(_page->hear(u"waiting"_s)[u"for"_s].toInt(), transfer);
         }
         sendText(*_page, 5, "abc");
-        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 5, u"noDesk"_qs));
+        QCOMPARE(_page->hear(u"notSent"_s), answer(u"notSent"_s, 5, u"noDesk"_s));
         sendText(*_page, 7, "ab");
-        QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 7);
+        QCOMPARE(_page->hear(u"waiting"_s)[u"for"_s].toInt(), 7);
         sendText(*_page, 9, "a");
-        QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 9, u"noDesk"_qs));
+        QCOMPARE(_page->hear(u"notSent"_s), answer(u"notSent"_s, 9, u"noDesk"_s));
     }
 
     void whatIsForOtherPhonesIsSoLater() {
         sendText(*_page, 1, "for others", true);
         sendText(*_page, 3, "for the desk");
-        QVERIFY(!_page->hear(u"waiting"_qs).isEmpty());
-        QVERIFY(!_page->hear(u"waiting"_qs).isEmpty());
+        QVERIFY(!_page->hear(u"waiting"_s).isEmpty());
+        QVERIFY(!_page->hear(u"waiting"_s).isEmpty());
         WebTestCase::end();
         start();
         connectDesk();
         QTRY_COMPARE(_received.size(), 3);
-        QVERIFY(_received[1].find(u"2"_qs));
-        QVERIFY(_received[2].find(u"1"_qs));
+        QVERIFY(_received[1].find(u"2"_s));
+        QVERIFY(_received[2].find(u"1"_s));
     }
 
     void twoDesksMakeOneAnswer() {
@@ -245,8 +245,8 @@ private Q_SLOTS:
         connectDesk();
         sendText(*_page, 1, "both");
         QTRY_COMPARE(_received.size(), 3);
-        QVERIFY(!_page->hear(u"sent"_qs).isEmpty());
-        _page->say({{u"is"_qs, u"ping"_qs}});
+        QVERIFY(!_page->hear(u"sent"_s).isEmpty());
+        _page->say({{u"is"_s, u"ping"_s}});
         while (const auto plain = _page->next()) {
             QVERIFY(!plain->contains("sent"));
             if (plain->contains("pong"))
@@ -270,44 +270,44 @@ private Q_SLOTS:
         desk.setReadBufferSize(1);
         QTRY_COMPARE(_backend.published().size(), 1);
         desk.connectToHost(QHostAddress::LocalHost, _backend.published().constFirst().port);
-        while (_page->hear(u"state"_qs)[u"desk"_qs].toString() != u"connected"_qs)
+        while (_page->hear(u"state"_s)[u"desk"_s].toString() != u"connected"_s)
             QVERIFY(!_page->socket().isClosed());
         // More than the sockets between them hold.
         sendLongText(1, 2 * limit, "ü");
-        _page->say({{u"is"_qs, u"ping"_qs}});
-        QVERIFY(!_page->hear(u"pong"_qs).isEmpty());
+        _page->say({{u"is"_s, u"ping"_s}});
+        QVERIFY(!_page->hear(u"pong"_s).isEmpty());
         desk.abort();
         if (!isKept) {
-            QCOMPARE(_page->hear(u"notSent"_qs), answer(u"notSent"_qs, 1, u"noDesk"_qs));
+            QCOMPARE(_page->hear(u"notSent"_s), answer(u"notSent"_s, 1, u"noDesk"_s));
             return;
         }
-        QCOMPARE(_page->hear(u"waiting"_qs)[u"for"_qs].toInt(), 1);
+        QCOMPARE(_page->hear(u"waiting"_s)[u"for"_s].toInt(), 1);
         connectDesk();
-        QCOMPARE(_page->hear(u"sent"_qs)[u"for"_qs].toInt(), 1);
+        QCOMPARE(_page->hear(u"sent"_s)[u"for"_s].toInt(), 1);
         QTRY_COMPARE(_received.size(), 2);
-        QCOMPARE(lastItems(u"1"_qs)[0].find(u"string"_qs)->string().size(), limit);
+        QCOMPARE(lastItems(u"1"_s)[0].find(u"string"_s)->string().size(), limit);
     }
 
 private:
     static QJsonObject answer(const QString &is, int transfer, const QString &why) {
-        return {{u"is"_qs, is}, {u"for"_qs, transfer}, {u"why"_qs, why}};
+        return {{u"is"_s, is}, {u"for"_s, transfer}, {u"why"_s, why}};
     }
 
     // A transfer of two bytes, of which none comes yet.
     void begin(const QString &is, int transfer) {
-        _page->say({{u"is"_qs, is},
-                    {u"transfer"_qs, transfer},
-                    {u"size"_qs, 2},
-                    {u"kind"_qs, u"text"_qs},
-                    {u"filter"_qs, u"ZRKClipmuleUppercaseFilter"_qs}});
+        _page->say({{u"is"_s, is},
+                    {u"transfer"_s, transfer},
+                    {u"size"_s, 2},
+                    {u"kind"_s, u"text"_s},
+                    {u"filter"_s, u"ZRKClipmuleUppercaseFilter"_s}});
     }
 
     void sendLongText(int transfer, qsizetype bytes, const QByteArray &character = "x") {
         const QByteArray text = character.repeated(bytes / character.size());
-        _page->say({{u"is"_qs, u"send"_qs},
-                    {u"transfer"_qs, transfer},
-                    {u"size"_qs, text.size()},
-                    {u"kind"_qs, u"text"_qs}});
+        _page->say({{u"is"_s, u"send"_s},
+                    {u"transfer"_s, transfer},
+                    {u"size"_s, text.size()},
+                    {u"kind"_s, u"text"_s}});
         for (qsizetype at = 0; at < text.size(); at += 65'000)
             _page->sendPiece(quint32(transfer), text.mid(at, 65'000));
     }

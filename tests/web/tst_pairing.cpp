@@ -17,6 +17,7 @@
 #include <QTest>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using web_test::PageClient;
 
 namespace {
@@ -111,17 +112,17 @@ private Q_SLOTS:
     void browsersAreKept() {
         PairedBrowsers browsers(path());
         QVERIFY(browsers.load());
-        QVERIFY(browsers.add(keyOf('a'), u"Anna"_qs));
-        QVERIFY(browsers.add(keyOf('b'), u"Anna"_qs));
+        QVERIFY(browsers.add(keyOf('a'), u"Anna"_s));
+        QVERIFY(browsers.add(keyOf('b'), u"Anna"_s));
         PairedBrowsers again(path());
         QVERIFY(again.load());
         QCOMPARE(again.all().size(), size_t(2));
         QVERIFY(again.keyOf(QByteArray(16, 'a')) == std::optional(SecretKey(QByteArray(32, 'a'))));
         QVERIFY(!again.keyOf(QByteArray(16, 'c')));
         QVERIFY(!again.keyOf(QByteArray(15, 'a')));
-        QCOMPARE(again.withId(QByteArray(16, 'a'))->service, u"Anna"_qs);
-        QCOMPARE(again.withId(QByteArray(16, 'b'))->service, u"Anna (2)"_qs);
-        QCOMPARE(again.withId(QByteArray(16, 'b'))->name, u"Anna"_qs);
+        QCOMPARE(again.withId(QByteArray(16, 'a'))->service, u"Anna"_s);
+        QCOMPARE(again.withId(QByteArray(16, 'b'))->service, u"Anna (2)"_s);
+        QCOMPARE(again.withId(QByteArray(16, 'b'))->name, u"Anna"_s);
         QCOMPARE(again.withId(QByteArray(16, 'b'))->created.secondsSinceReference,
                  Date::now().secondsSinceReference);
         QCOMPARE(QFile::permissions(path()) & 0x0077, QFileDevice::Permissions());
@@ -129,51 +130,51 @@ private Q_SLOTS:
 
     void browsersAreFoundByNameAndId() {
         PairedBrowsers browsers(path());
-        QVERIFY(browsers.add(keyOf('a'), u"Anna"_qs));
-        QVERIFY(browsers.add(keyOf('b'), u"Anna"_qs));
-        QVERIFY(browsers.add(keyOf('c'), u"Ben"_qs));
-        QCOMPARE(kit::valueOf(browsers.find(u"Ben"_qs))->key.id, QByteArray(16, 'c'));
-        QVERIFY(kit::reasonOf(browsers.find(u"Anna"_qs)).contains(u"more than one"_qs));
-        QCOMPARE(kit::valueOf(browsers.find(u"61616161"_qs))->key.id, QByteArray(16, 'a'));
+        QVERIFY(browsers.add(keyOf('a'), u"Anna"_s));
+        QVERIFY(browsers.add(keyOf('b'), u"Anna"_s));
+        QVERIFY(browsers.add(keyOf('c'), u"Ben"_s));
+        QCOMPARE(kit::valueOf(browsers.find(u"Ben"_s))->key.id, QByteArray(16, 'c'));
+        QVERIFY(kit::reasonOf(browsers.find(u"Anna"_s)).contains(u"more than one"_s));
+        QCOMPARE(kit::valueOf(browsers.find(u"61616161"_s))->key.id, QByteArray(16, 'a'));
         // As the agent knows it, whoever else is called so.
-        QCOMPARE(kit::valueOf(browsers.find(u"local/Anna (2)"_qs))->key.id, QByteArray(16, 'b'));
-        QVERIFY(kit::reasonOf(browsers.find(u"Anna (2)"_qs)).contains(u"no browser"_qs));
-        QVERIFY(kit::reasonOf(browsers.find(u"6161616"_qs)).contains(u"no browser"_qs));
-        QVERIFY(kit::reasonOf(browsers.find(QString())).contains(u"no browser"_qs));
+        QCOMPARE(kit::valueOf(browsers.find(u"local/Anna (2)"_s))->key.id, QByteArray(16, 'b'));
+        QVERIFY(kit::reasonOf(browsers.find(u"Anna (2)"_s)).contains(u"no browser"_s));
+        QVERIFY(kit::reasonOf(browsers.find(u"6161616"_s)).contains(u"no browser"_s));
+        QVERIFY(kit::reasonOf(browsers.find(QString())).contains(u"no browser"_s));
     }
 
     void browsersAreRenamedAndRemoved() {
         PairedBrowsers browsers(path());
-        QVERIFY(browsers.add(keyOf('a'), u"Anna"_qs));
-        QVERIFY(browsers.add(keyOf('b'), u"Ben"_qs));
-        QVERIFY(browsers.rename(QByteArray(16, 'a'), u"Mum"_qs));
+        QVERIFY(browsers.add(keyOf('a'), u"Anna"_s));
+        QVERIFY(browsers.add(keyOf('b'), u"Ben"_s));
+        QVERIFY(browsers.rename(QByteArray(16, 'a'), u"Mum"_s));
         QVERIFY(browsers.remove(QByteArray(16, 'b')));
-        QVERIFY(!browsers.rename(QByteArray(16, 'b'), u"x"_qs));
+        QVERIFY(!browsers.rename(QByteArray(16, 'b'), u"x"_s));
         QVERIFY(!browsers.remove(QByteArray(16, 'b')));
         PairedBrowsers again(path());
         QVERIFY(again.load());
         QCOMPARE(again.all().size(), size_t(1));
-        QCOMPARE(again.all().front().name, u"Mum"_qs);
-        QCOMPARE(again.all().front().service, u"Anna"_qs);
+        QCOMPARE(again.all().front().name, u"Mum"_s);
+        QCOMPARE(again.all().front().service, u"Anna"_s);
     }
 
     void aFileThatCannotBeWrittenChangesNothing() {
         PairedBrowsers browsers(path());
-        QVERIFY(browsers.add(keyOf('a'), u"Anna"_qs));
-        QVERIFY(QFile::rename(path(), path() + u".old"_qs));
+        QVERIFY(browsers.add(keyOf('a'), u"Anna"_s));
+        QVERIFY(QFile::rename(path(), path() + u".old"_s));
         QVERIFY(QDir().mkdir(path()));
-        QVERIFY(!browsers.add(keyOf('b'), u"Ben"_qs));
-        QVERIFY(!browsers.rename(QByteArray(16, 'a'), u"Mum"_qs));
+        QVERIFY(!browsers.add(keyOf('b'), u"Ben"_s));
+        QVERIFY(!browsers.rename(QByteArray(16, 'a'), u"Mum"_s));
         QVERIFY(!browsers.remove(QByteArray(16, 'a')));
         QCOMPARE(browsers.all().size(), size_t(1));
-        QCOMPARE(browsers.all().front().name, u"Anna"_qs);
+        QCOMPARE(browsers.all().front().name, u"Anna"_s);
     }
 
     void thereIsAnEndToBrowsers() {
         PairedBrowsers browsers(path());
         for (size_t number = 0; number < PairedBrowsers::mostBrowsers; ++number)
-            QVERIFY(browsers.add(keyOf(char('A' + number)), u"x"_qs));
-        QVERIFY(!browsers.add(keyOf('z'), u"x"_qs));
+            QVERIFY(browsers.add(keyOf(char('A' + number)), u"x"_s));
+        QVERIFY(!browsers.add(keyOf('z'), u"x"_s));
         PairedBrowsers again(path());
         QVERIFY(again.load());
         QCOMPARE(again.all().size(), PairedBrowsers::mostBrowsers);
@@ -217,7 +218,7 @@ private Q_SLOTS:
             QVERIFY(browsers.load());
             QCOMPARE(browsers.all().size(), size_t(1));
             // From then on it says which.
-            QVERIFY(browsers.rename(QByteArray(16, 'a'), u"Mum"_qs));
+            QVERIFY(browsers.rename(QByteArray(16, 'a'), u"Mum"_s));
             QVERIFY(file.open(QIODevice::ReadOnly));
             QVERIFY(file.readAll().contains("\"version\": 1\n"));
         }
@@ -229,12 +230,12 @@ private Q_SLOTS:
         file.write(R"({"version":2})");
         file.close();
         PairedBrowsers browsers(path());
-        QVERIFY(kit::reasonOf(browsers.load()).endsWith(u"written by a newer clipmule-web"_qs));
+        QVERIFY(kit::reasonOf(browsers.load()).endsWith(u"written by a newer clipmule-web"_s));
     }
 
     void seeingABrowserIsWrittenDownOnceAnHour() {
         PairedBrowsers browsers(path());
-        QVERIFY(browsers.add(keyOf('a'), u"Anna"_qs));
+        QVERIFY(browsers.add(keyOf('a'), u"Anna"_s));
         const auto seen = [this] {
             PairedBrowsers again(path());
             (void)again.load();
@@ -252,16 +253,16 @@ private Q_SLOTS:
     void namesAreForReading_data() {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("cleaned");
-        QTest::newRow("plain") << u"Anna’s phone"_qs << u"Anna’s phone"_qs;
-        QTest::newRow("blanks") << u"  a \n\t b "_qs << u"a b"_qs;
-        QTest::newRow("a terminal's") << u"a\x1b[31mb"_qs << u"a[31mb"_qs;
-        QTest::newRow("turned round") << u"a\u202eb"_qs << u"ab"_qs;
-        QTest::newRow("nothing") << u" \u202e "_qs << u"Browser"_qs;
+        QTest::newRow("plain") << u"Anna’s phone"_s << u"Anna’s phone"_s;
+        QTest::newRow("blanks") << u"  a \n\t b "_s << u"a b"_s;
+        QTest::newRow("a terminal's") << u"a\x1b[31mb"_s << u"a[31mb"_s;
+        QTest::newRow("turned round") << u"a\u202eb"_s << u"ab"_s;
+        QTest::newRow("nothing") << u" \u202e "_s << u"Browser"_s;
         QTest::newRow("longest") << QString(57, u'a') << QString(57, u'a');
         QTest::newRow("too long") << QString(58, u'a') << QString(57, u'a');
         QTest::newRow("too long for whole characters")
-            << QString(56, u'a') + u"ü"_qs << QString(56, u'a');
-        QTest::newRow("pairs") << QString(55, u'a') + u"🐴"_qs << QString(55, u'a');
+            << QString(56, u'a') + u"ü"_s << QString(56, u'a');
+        QTest::newRow("pairs") << QString(55, u'a') + u"🐴"_s << QString(55, u'a');
     }
     void namesAreForReading() {
         QFETCH(QString, name);
@@ -274,20 +275,20 @@ private Q_SLOTS:
         const QString name(57, u'a');
         QVERIFY(browsers.add(keyOf('a'), name));
         const auto second = browsers.add(keyOf('b'), name);
-        QCOMPARE((*second)->service, QString(53, u'a') + u" (2)"_qs);
+        QCOMPARE((*second)->service, QString(53, u'a') + u" (2)"_s);
     }
 
     void aNetworkHoldsItsOwnDevices() {
-        const OwnNetwork home{QHostAddress(u"192.168.1.7"_qs), 24};
-        QVERIFY(home.holds(QHostAddress(u"192.168.1.250"_qs)));
-        QVERIFY(home.holds(QHostAddress(u"::ffff:192.168.1.250"_qs)));
-        QVERIFY(!home.holds(QHostAddress(u"192.168.2.1"_qs)));
-        QVERIFY(!home.holds(QHostAddress(u"8.8.8.8"_qs)));
-        QVERIFY(!home.holds(QHostAddress(u"fd00::1"_qs)));
+        const OwnNetwork home{QHostAddress(u"192.168.1.7"_s), 24};
+        QVERIFY(home.holds(QHostAddress(u"192.168.1.250"_s)));
+        QVERIFY(home.holds(QHostAddress(u"::ffff:192.168.1.250"_s)));
+        QVERIFY(!home.holds(QHostAddress(u"192.168.2.1"_s)));
+        QVERIFY(!home.holds(QHostAddress(u"8.8.8.8"_s)));
+        QVERIFY(!home.holds(QHostAddress(u"fd00::1"_s)));
         QVERIFY(!home.holds(QHostAddress()));
-        const OwnNetwork local{QHostAddress(u"fd00:1::7"_qs), 64};
-        QVERIFY(local.holds(QHostAddress(u"fd00:1::8"_qs)));
-        QVERIFY(!local.holds(QHostAddress(u"fd00:2::8"_qs)));
+        const OwnNetwork local{QHostAddress(u"fd00:1::7"_s), 64};
+        QVERIFY(local.holds(QHostAddress(u"fd00:1::8"_s)));
+        QVERIFY(!local.holds(QHostAddress(u"fd00:2::8"_s)));
     }
 
     void onlyPrivateAddressesAreServedUnasked_data() {
@@ -308,21 +309,21 @@ private Q_SLOTS:
     }
 
     void aLinkIsDrawnForATerminal() {
-        const QString link = u"http://192.168.1.7:24736/#"_qs + QString(43, u'x');
+        const QString link = u"http://192.168.1.7:24736/#"_s + QString(43, u'x');
         const auto rows = QrPicture::modules(link);
         QCOMPARE(rows.size(), 37);
         // The corner that cameras look for.
         QCOMPARE(rows[0].first(8), (QList<bool>{true, true, true, true, true, true, true, false}));
         const QStringList lines = QrPicture::forTerminal(link).split(u'\n', Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), (37 + 8 + 1) / 2);
-        QCOMPARE(lines[2], u"\x1b[30;107m    "_qs + lines[2].mid(13, 37) + u"    \x1b[0m"_qs);
-        QVERIFY(lines[2].mid(13).startsWith(u"█▀▀▀▀▀█"_qs));
+        QCOMPARE(lines[2], u"\x1b[30;107m    "_s + lines[2].mid(13, 37) + u"    \x1b[0m"_s);
+        QVERIFY(lines[2].mid(13).startsWith(u"█▀▀▀▀▀█"_s));
         QVERIFY(QrPicture::forTerminal(QString(5000, u'x')).isEmpty());
     }
 
 private:
     void begin() override { _folder = std::make_unique<QTemporaryDir>(); }
-    [[nodiscard]] QString path() const { return _folder->filePath(u"browsers.json"_qs); }
+    [[nodiscard]] QString path() const { return _folder->filePath(u"browsers.json"_s); }
 
     kit::ManualRunLoop _runLoop;
     const RunLoop::Installation _installation{_runLoop};

@@ -11,6 +11,7 @@
 #include <QTcpServer>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using web_test::Page;
 using web_test::resuming;
 using web_test::WebProcess;
@@ -26,20 +27,20 @@ private Q_SLOTS:
     void aBrowserIsRenamedWhileItIsServed() {
         const auto page = paired();
         QVERIFY(page);
-        QCOMPARE(run({u"rename"_qs, u"Anna"_qs, u"Mum"_qs}), 0);
-        QCOMPARE(page->hear(u"renamed"_qs)[u"name"_qs].toString(), u"Mum"_qs);
-        QCOMPARE(run({u"rename"_qs, u"--"_qs, u"Mum"_qs, u"-Dad"_qs}), 0);
-        QCOMPARE(page->hear(u"renamed"_qs)[u"name"_qs].toString(), u"-Dad"_qs);
+        QCOMPARE(run({u"rename"_s, u"Anna"_s, u"Mum"_s}), 0);
+        QCOMPARE(page->hear(u"renamed"_s)[u"name"_s].toString(), u"Mum"_s);
+        QCOMPARE(run({u"rename"_s, u"--"_s, u"Mum"_s, u"-Dad"_s}), 0);
+        QCOMPARE(page->hear(u"renamed"_s)[u"name"_s].toString(), u"-Dad"_s);
     }
 
     void browsersAreListedRenamedAndRevokedWhereNoneServes() {
         auto page = paired();
         QVERIFY(page);
         _web->kill();
-        QCOMPARE(run({u"list"_qs}), 0);
+        QCOMPARE(run({u"list"_s}), 0);
         QCOMPARE(_said.split('\t').value(1), QByteArray("Anna"));
-        QCOMPARE(run({u"rename"_qs, u"Anna"_qs, u"Mum"_qs}), 0);
-        QCOMPARE(run({u"list"_qs}), 0);
+        QCOMPARE(run({u"rename"_s, u"Anna"_s, u"Mum"_s}), 0);
+        QCOMPARE(run({u"list"_s}), 0);
         QCOMPARE(_said.split('\t').value(1), QByteArray("Mum"));
         // The agent hears of it, too.
         QVERIFY(settings().contains("<string>local/Anna</string>"));
@@ -47,13 +48,13 @@ private Q_SLOTS:
         QVERIFY(_web->start());
         Page later(_web->port(), resuming(page));
         QVERIFY(later.shakeHands());
-        later.say({{u"is"_qs, u"resume"_qs}, {u"language"_qs, u"en"_qs}});
-        QCOMPARE(later.hear(u"welcome"_qs)[u"name"_qs].toString(), u"Mum"_qs);
+        later.say({{u"is"_s, u"resume"_s}, {u"language"_s, u"en"_s}});
+        QCOMPARE(later.hear(u"welcome"_s)[u"name"_s].toString(), u"Mum"_s);
         _web->kill();
-        QCOMPARE(run({u"revoke"_qs, u"nobody"_qs}), 1);
+        QCOMPARE(run({u"revoke"_s, u"nobody"_s}), 1);
         QVERIFY(_complained.contains("no browser “nobody” is paired"));
-        QCOMPARE(run({u"revoke"_qs, u"Mum"_qs}), 0);
-        QCOMPARE(run({u"list"_qs}), 0);
+        QCOMPARE(run({u"revoke"_s, u"Mum"_s}), 0);
+        QCOMPARE(run({u"list"_s}), 0);
         QCOMPARE(_said, QByteArray());
         QVERIFY(!settings().contains("local/Anna"));
         QVERIFY(_web->start());
@@ -62,8 +63,8 @@ private Q_SLOTS:
 
     void whatTakesOneThatServes_data() {
         QTest::addColumn<QString>("word");
-        QTest::newRow("code") << u"code"_qs;
-        QTest::newRow("stop") << u"stop"_qs;
+        QTest::newRow("code") << u"code"_s;
+        QTest::newRow("stop") << u"stop"_s;
     }
     void whatTakesOneThatServes() {
         QFETCH(QString, word);
@@ -76,7 +77,7 @@ private Q_SLOTS:
     void oneThatServesIsStopped() {
         const auto page = paired();
         QVERIFY(page);
-        QCOMPARE(run({u"stop"_qs}), 0);
+        QCOMPARE(run({u"stop"_s}), 0);
         QCOMPARE(_said + _complained, QByteArray());
         QVERIFY(page->socket().closes());
         QVERIFY(kit::await([&] { return _web->process().state() == QProcess::NotRunning; }));
@@ -85,26 +86,26 @@ private Q_SLOTS:
     }
 
     void aDamagedListIsNamed() {
-        QVERIFY(QDir(_web->path(QString())).mkpath(u"state/clipmule-sync/page"_qs));
-        QFile list(_web->path(u"state/clipmule-sync/page/browsers.json"_qs));
+        QVERIFY(QDir(_web->path(QString())).mkpath(u"state/clipmule-sync/page"_s));
+        QFile list(_web->path(u"state/clipmule-sync/page/browsers.json"_s));
         QVERIFY(list.open(QIODevice::WriteOnly) && list.write("{}") == 2);
         list.close();
-        QCOMPARE(run({u"list"_qs}), 1);
+        QCOMPARE(run({u"list"_s}), 1);
         QVERIFY(_complained.contains("browsers.json is damaged"));
     }
 
     void theFolderCanBeAnother() {
-        QVERIFY(_web->start({u"--data"_qs, _web->path(u"elsewhere"_qs)}));
-        QVERIFY(QFileInfo(_web->path(u"elsewhere/lock"_qs)).exists());
-        QVERIFY(!QFileInfo(_web->path(u"state"_qs)).exists());
+        QVERIFY(_web->start({u"--data"_s, _web->path(u"elsewhere"_s)}));
+        QVERIFY(QFileInfo(_web->path(u"elsewhere/lock"_s)).exists());
+        QVERIFY(!QFileInfo(_web->path(u"state"_s)).exists());
     }
 
     void nothingIsKeptWhereThatIsAskedFor_data() {
         QTest::addColumn<QStringList>("options");
         QTest::addColumn<QByteArray>("file");
         QTest::addColumn<bool>("keeps");
-        const QStringList none{u"--keep"_qs, u"none"_qs};
-        const QStringList clips{u"--keep"_qs, u"clips"_qs};
+        const QStringList none{u"--keep"_s, u"none"_s};
+        const QStringList clips{u"--keep"_s, u"clips"_s};
         QTest::newRow("usually") << QStringList() << QByteArray() << true;
         QTest::newRow("option") << none << QByteArray() << false;
         QTest::newRow("file") << QStringList() << QByteArray("none\n") << false;
@@ -120,8 +121,8 @@ private Q_SLOTS:
         QVERIFY(_web->start(options));
         Page page(_web->port(), _web->code());
         QVERIFY(page.shakeHands());
-        page.say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, u"Anna"_qs}, {u"language"_qs, u"en"_qs}});
-        QCOMPARE(page.hear(u"welcome"_qs)[u"keeps"_qs].toBool(!keeps), keeps);
+        page.say({{u"is"_s, u"pair"_s}, {u"name"_s, u"Anna"_s}, {u"language"_s, u"en"_s}});
+        QCOMPARE(page.hear(u"welcome"_s)[u"keeps"_s].toBool(!keeps), keeps);
     }
 
     void aFileThatSaysNeitherIsNamed_data() {
@@ -151,9 +152,9 @@ private Q_SLOTS:
         answerer.start(LocalRequest::pageControl);
         QProcess command;
         QProcessEnvironment environment = _web->process().processEnvironment();
-        environment.insert(u"XDG_RUNTIME_DIR"_qs, QString::fromLocal8Bit(answerer.folder()));
+        environment.insert(u"XDG_RUNTIME_DIR"_s, QString::fromLocal8Bit(answerer.folder()));
         command.setProcessEnvironment(environment);
-        command.start(u"" CLIPMULE_BIN "/clipmule-web"_qs, {u"list"_qs});
+        command.start(u"" CLIPMULE_BIN "/clipmule-web"_s, {u"list"_s});
         QCOMPARE(answerer.question(), QByteArray("{\"do\":\"list\"}\n"));
         answerer.say(answer);
         answerer.hangUp();
@@ -168,9 +169,9 @@ private Q_SLOTS:
         QTcpServer other;
         QVERIFY(other.listen(QHostAddress::LocalHost));
         const QString port = QString::number(other.serverPort());
-        QVERIFY(!_web->start({u"--port"_qs, port}));
+        QVERIFY(!_web->start({u"--port"_s, port}));
         const QByteArray complaint = _web->complaint();
-        QVERIFY2(complaint.endsWith(u"\nclipmule-web: port %1 of 127.0.0.1: %2\n"_qs
+        QVERIFY2(complaint.endsWith(u"\nclipmule-web: port %1 of 127.0.0.1: %2\n"_s
                                         .arg(port, QString::fromLatin1(LocalRequest::portIsTaken))
                                         .toLatin1()),
                  complaint.constData());
@@ -182,18 +183,18 @@ private:
     int run(const QStringList &words) {
         QProcess command;
         command.setProcessEnvironment(_web->process().processEnvironment());
-        command.start(u"" CLIPMULE_BIN "/clipmule-web"_qs, words);
+        command.start(u"" CLIPMULE_BIN "/clipmule-web"_s, words);
         const bool hasEnded = command.waitForFinished();
         _said = command.readAllStandardOutput();
         _complained = command.readAllStandardError();
         return hasEnded ? command.exitCode() : -1;
     }
     void writeKeep(const QByteArray &bytes) const {
-        QFile file(_web->path(u"config/clipmule-sync/page-keep"_qs));
+        QFile file(_web->path(u"config/clipmule-sync/page-keep"_s));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
     }
     [[nodiscard]] QByteArray settings() const {
-        QFile file(_web->path(u"config/clipmule-sync/com.zendrik.ClipmuleSync.shared.plist"_qs));
+        QFile file(_web->path(u"config/clipmule-sync/com.zendrik.ClipmuleSync.shared.plist"_s));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
     std::unique_ptr<Page> paired() {
@@ -202,8 +203,8 @@ private:
         auto page = std::make_unique<Page>(_web->port(), _web->code());
         if (!page->shakeHands())
             return nullptr;
-        page->say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, u"Anna"_qs}, {u"language"_qs, u"en"_qs}});
-        return page->hear(u"clips"_qs).isEmpty() ? nullptr : std::move(page);
+        page->say({{u"is"_s, u"pair"_s}, {u"name"_s, u"Anna"_s}, {u"language"_s, u"en"_s}});
+        return page->hear(u"clips"_s).isEmpty() ? nullptr : std::move(page);
     }
 
     QtRunLoop _runLoop;

@@ -14,6 +14,7 @@
 #include <sys/socket.h>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using web_test::Page;
 using web_test::PageSocket;
 
@@ -36,51 +37,51 @@ class WebControlTest final : public kit::WebTestCase {
 private Q_SLOTS:
     void browsersAreListedRenamedAndRevoked() {
         const auto page = paired();
-        const QJsonObject browser = ask("{\"do\":\"list\"}\n")[u"browsers"_qs][0].toObject();
-        QCOMPARE(browser[u"name"_qs].toString(), u"Anna's phone"_qs);
-        QCOMPARE(browser[u"pages"_qs].toInt(), 1);
-        QCOMPARE(browser[u"id"_qs].toString(),
+        const QJsonObject browser = ask("{\"do\":\"list\"}\n")[u"browsers"_s][0].toObject();
+        QCOMPARE(browser[u"name"_s].toString(), u"Anna's phone"_s);
+        QCOMPARE(browser[u"pages"_s].toInt(), 1);
+        QCOMPARE(browser[u"id"_s].toString(),
                  QString::fromLatin1(page->client().browserId().toHex()));
-        QVERIFY(!browser.contains(u"key"_qs));
+        QVERIFY(!browser.contains(u"key"_s));
         QCOMPARE(ask("{\"do\":\"rename\",\"browser\":\"Anna's phone\",\"name\":\"Mum\"}\n"),
                  QJsonObject());
-        QCOMPARE(page->hear(u"renamed"_qs)[u"name"_qs].toString(), u"Mum"_qs);
-        QVERIFY(ask("{\"do\":\"revoke\",\"browser\":\"Anna's phone\"}\n").contains(u"error"_qs));
+        QCOMPARE(page->hear(u"renamed"_s)[u"name"_s].toString(), u"Mum"_s);
+        QVERIFY(ask("{\"do\":\"revoke\",\"browser\":\"Anna's phone\"}\n").contains(u"error"_s));
         QCOMPARE(ask("{\"do\":\"revoke\",\"browser\":\"Mum\"}\n"), QJsonObject());
-        QVERIFY(!page->hear(u"revoked"_qs).isEmpty());
-        QCOMPARE(ask("{\"do\":\"list\"}\n")[u"browsers"_qs].toArray().size(), 0);
+        QVERIFY(!page->hear(u"revoked"_s).isEmpty());
+        QCOMPARE(ask("{\"do\":\"list\"}\n")[u"browsers"_s].toArray().size(), 0);
     }
 
     void aFreshCodeIsGiven() {
-        const QString link = ask("{\"do\":\"code\"}\n")[u"link"_qs].toString();
-        QVERIFY(link.startsWith(u"http://127.0.0.1:%1/#"_qs.arg(port())));
+        const QString link = ask("{\"do\":\"code\"}\n")[u"link"_s].toString();
+        QVERIFY(link.startsWith(u"http://127.0.0.1:%1/#"_s.arg(port())));
         QCOMPARE(link.section(u'#', 1).size(), 43);
     }
 
     void theAnswerHasThePictureAndTheTime() {
         const QJsonObject answer = ask("{\"do\":\"code\"}\n");
-        QCOMPARE(answer[u"seconds"_qs].toInt(), 600);
+        QCOMPARE(answer[u"seconds"_s].toInt(), 600);
         QStringList rows;
-        for (const QList<bool> &row : QrPicture::modules(answer[u"link"_qs].toString())) {
+        for (const QList<bool> &row : QrPicture::modules(answer[u"link"_s].toString())) {
             rows.append(QString());
             for (const bool isDark : row)
                 rows.last() += isDark ? u'1' : u'0';
         }
         QVERIFY(rows.size() >= 21);
-        QCOMPARE(answer[u"rows"_qs].toVariant().toStringList(), rows);
+        QCOMPARE(answer[u"rows"_s].toVariant().toStringList(), rows);
     }
 
     void whoWatchesIsToldWhatBecomesOfTheCode() {
         const FileHandle watcher = watching();
         QCOMPARE(getFromAnotherDevice("/"), 200);
         QCOMPARE(getFromAnotherDevice("/"), 200);
-        const auto page = pairedByLink(linkOf(watcher), u"Mum"_qs);
+        const auto page = pairedByLink(linkOf(watcher), u"Mum"_s);
         QVERIFY(page);
         // Each thing once; then it hangs up.
-        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_qs, u"fetched"_qs}},
-                                             QJsonObject{{u"code"_qs, u"used"_qs},
-                                                         {u"name"_qs, u"Mum"_qs},
-                                                         {u"service"_qs, u"local/Mum"_qs}}}));
+        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_s, u"fetched"_s}},
+                                             QJsonObject{{u"code"_s, u"used"_s},
+                                                         {u"name"_s, u"Mum"_s},
+                                                         {u"service"_s, u"local/Mum"_s}}}));
         // A page that is fetched when there is no code concerns nobody.
         QCOMPARE(getFromAnotherDevice("/"), 200);
     }
@@ -91,51 +92,51 @@ private Q_SLOTS:
         QCOMPARE(PageSocket(port()).get("/").status, 200);
         QCOMPARE(getFromAnotherDevice("/sub/main.js"), 200);
         QVERIFY(!ask("{\"do\":\"code\"}\n").isEmpty());
-        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_qs, u"replaced"_qs}}}));
+        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_s, u"replaced"_s}}}));
     }
 
     void aNewerCodeEndsTheWatch() {
         const FileHandle watcher = watching();
         QCOMPARE(getFromAnotherDevice("/"), 200);
         const FileHandle second = watching();
-        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_qs, u"fetched"_qs}},
-                                             QJsonObject{{u"code"_qs, u"replaced"_qs}}}));
+        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_s, u"fetched"_s}},
+                                             QJsonObject{{u"code"_s, u"replaced"_s}}}));
         // Its own making is no news, and it is fetched anew.
         QCOMPARE(getFromAnotherDevice("/"), 200);
         QVERIFY(!ask("{\"do\":\"code\"}\n").isEmpty());
-        QCOMPARE(heard(second), (QJsonArray{QJsonObject{{u"code"_qs, u"fetched"_qs}},
-                                            QJsonObject{{u"code"_qs, u"replaced"_qs}}}));
+        QCOMPARE(heard(second), (QJsonArray{QJsonObject{{u"code"_s, u"fetched"_s}},
+                                            QJsonObject{{u"code"_s, u"replaced"_s}}}));
     }
 
     void aBrowserThatCannotBePairedIsTold() {
         const FileHandle watcher = watching();
         // A folder in the place of the file.
-        QDir(_folder->path()).mkpath(u"data/browsers.json/in the way"_qs);
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"the browser is not paired: "_qs));
-        QVERIFY(!pairedByLink(linkOf(watcher), u"Mum"_qs));
+        QDir(_folder->path()).mkpath(u"data/browsers.json/in the way"_s);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"the browser is not paired: "_s));
+        QVERIFY(!pairedByLink(linkOf(watcher), u"Mum"_s));
         const QJsonArray news = heard(watcher);
         QCOMPARE(news.size(), 1);
-        QCOMPARE(news[0][u"code"_qs], u"refused"_qs);
-        QVERIFY(!news[0][u"error"_qs].toString().isEmpty());
+        QCOMPARE(news[0][u"code"_s], u"refused"_s);
+        QVERIFY(!news[0][u"error"_s].toString().isEmpty());
     }
 
     void aCodeThatNobodyUsesExpires() {
         kit::ManualRunLoop clock;
         const RunLoop::Installation installed(clock);
         WebProgram::Options options;
-        options.folder = _folder->filePath(u"other"_qs);
+        options.folder = _folder->filePath(u"other"_s);
         options.addresses = {QHostAddress(QHostAddress::LocalHost)};
         WebProgram program(_backend, *_files, nullptr, options);
         // Nobody serves yet.
-        const QJsonObject request{{u"do"_qs, u"code"_qs}};
-        QCOMPARE(WebControl::perform(program, request)[u"why"_qs], u"network"_qs);
+        const QJsonObject request{{u"do"_s, u"code"_s}};
+        QCOMPARE(WebControl::perform(program, request)[u"why"_s], u"network"_s);
         QVERIFY(program.open() && program.start());
         QJsonArray news{};
         program.onCode = [&](const QJsonObject &one) { news.append(one); };
         QVERIFY(program.makeLink());
         news = {};
         clock.advance(PairingCode::lifetime + RunLoop::Seconds(1));
-        QCOMPARE(news, (QJsonArray{QJsonObject{{u"code"_qs, u"expired"_qs}}}));
+        QCOMPARE(news, (QJsonArray{QJsonObject{{u"code"_s, u"expired"_s}}}));
     }
 
     void onlyWhoWatchesStaysConnected() {
@@ -146,10 +147,10 @@ private Q_SLOTS:
         kit::loopback::send(other, "{\"do\":\"code\"}\n");
         QVERIFY(heard(other)[0].isObject());
         clock.advance(2 * WebControl::patience);
-        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_qs, u"replaced"_qs}}}));
+        QCOMPARE(heard(watcher), (QJsonArray{QJsonObject{{u"code"_s, u"replaced"_s}}}));
         const FileHandle patient = watching();
         clock.advance(2 * WebControl::patience);
-        QCOMPARE(heard(patient), QJsonArray{u"still there"_qs});
+        QCOMPARE(heard(patient), QJsonArray{u"still there"_s});
     }
 
     void aWatcherIsLetGoWhenItSpeaks() {
@@ -174,10 +175,10 @@ private Q_SLOTS:
     }
 
     void nonsenseIsAnsweredOrLetGo() {
-        QVERIFY(ask("nonsense\n").contains(u"error"_qs));
-        QVERIFY(ask("{\"do\":1}\n").contains(u"error"_qs));
+        QVERIFY(ask("nonsense\n").contains(u"error"_s));
+        QVERIFY(ask("{\"do\":1}\n").contains(u"error"_s));
         // The longest, and one byte more.
-        QVERIFY(ask(QByteArray(WebControl::largestRequest - 1, ' ') + '\n').contains(u"error"_qs));
+        QVERIFY(ask(QByteArray(WebControl::largestRequest - 1, ' ') + '\n').contains(u"error"_s));
         QCOMPARE(ask(QByteArray(WebControl::largestRequest, ' ') + '\n'), QJsonObject());
         QVERIFY(!_wasAnswered);
     }
@@ -190,7 +191,7 @@ private Q_SLOTS:
         QCOMPARE(ask("{\"do\":\"list\"}\n"), QJsonObject());
         QVERIFY(!_wasAnswered);
         silent.pop_back();
-        QTRY_VERIFY(ask("{\"do\":\"list\"}\n").contains(u"browsers"_qs));
+        QTRY_VERIFY(ask("{\"do\":\"list\"}\n").contains(u"browsers"_s));
     }
 
     void aRequestComesInPieces() {
@@ -227,11 +228,11 @@ private Q_SLOTS:
 
     void aSecondProgramDoesNotServe() {
         WebProgram::Options options;
-        options.folder = _folder->filePath(u"data"_qs);
+        options.folder = _folder->filePath(u"data"_s);
         WebProgram second(_backend, *_files, nullptr, options);
         const auto opened = second.open();
         QVERIFY(!opened);
-        QCOMPARE(opened.error().reason, u"it runs already"_qs);
+        QCOMPARE(opened.error().reason, u"it runs already"_s);
     }
 
     void nobodyFromAnotherNetworkIsServed() {
@@ -241,7 +242,7 @@ private Q_SLOTS:
         QVERIFY(server.listenOn({{QHostAddress(QHostAddress::LocalHost), 32}}));
         QCOMPARE(PageSocket(server.port()).get("/").status, 200);
         QTcpSocket stranger;
-        QVERIFY(stranger.bind(QHostAddress(u"127.0.0.7"_qs)));
+        QVERIFY(stranger.bind(QHostAddress(u"127.0.0.7"_s)));
         stranger.connectToHost(QHostAddress::LocalHost, server.port());
         stranger.write("GET / HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(server.port()) +
                        "\r\n\r\n");
@@ -252,8 +253,8 @@ private Q_SLOTS:
     void anAddressThatGoesTakesItsConnectionsAlong() {
         PageServer server(*_web, *_files, {});
         QVERIFY(server.start());
-        const OwnNetwork one{QHostAddress(u"127.0.0.1"_qs), 8};
-        const OwnNetwork two{QHostAddress(u"127.0.0.2"_qs), 8};
+        const OwnNetwork one{QHostAddress(u"127.0.0.1"_s), 8};
+        const OwnNetwork two{QHostAddress(u"127.0.0.2"_s), 8};
         QVERIFY(server.listenOn({one, two}));
         const quint16 port = server.port();
         QCOMPARE(server.addresses(), (QList<QHostAddress>{one.address, two.address}));
@@ -268,9 +269,9 @@ private Q_SLOTS:
         late.connectToHost(two.address, port);
         QTRY_COMPARE(late.error(), QAbstractSocket::ConnectionRefusedError);
         // An address that is none of this computer's is named.
-        const auto listening = server.listenOn({one, {QHostAddress(u"192.0.2.1"_qs), 24}});
+        const auto listening = server.listenOn({one, {QHostAddress(u"192.0.2.1"_s), 24}});
         QVERIFY(!listening);
-        QVERIFY(listening.error().reason.startsWith(u"192.0.2.1: "_qs));
+        QVERIFY(listening.error().reason.startsWith(u"192.0.2.1: "_s));
         QCOMPARE(server.addresses(), QList<QHostAddress>{one.address});
     }
 
@@ -279,7 +280,7 @@ private:
     FileHandle watching() {
         FileHandle socket = connected();
         kit::loopback::send(socket, "{\"do\":\"code\",\"watch\":true}\n");
-        _links[socket.descriptor()] = answerOn(socket)[u"link"_qs].toString();
+        _links[socket.descriptor()] = answerOn(socket)[u"link"_s].toString();
         return socket;
     }
     QString linkOf(const FileHandle &watcher) { return _links[watcher.descriptor()]; }
@@ -298,7 +299,7 @@ private:
             if (!line.isEmpty())
                 news.append(QJsonDocument::fromJson(line).object());
         }
-        return ended ? news : QJsonArray{u"still there"_qs};
+        return ended ? news : QJsonArray{u"still there"_s};
     }
     std::unique_ptr<Page> pairedByLink(const QString &link, const QString &name) {
         return pairedBy(
@@ -307,7 +308,7 @@ private:
     }
     int getFromAnotherDevice(const QByteArray &path) {
         QTcpSocket device;
-        if (!device.bind(QHostAddress(u"127.0.0.7"_qs)))
+        if (!device.bind(QHostAddress(u"127.0.0.7"_s)))
             return 0;
         device.connectToHost(QHostAddress::LocalHost, port());
         device.write("GET " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(port()) +

@@ -10,6 +10,7 @@
 #include <QSysInfo>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using web_test::PageSocket;
 using web_test::WebProcess;
 
@@ -25,27 +26,27 @@ private Q_SLOTS:
         const QString computer = QSysInfo::machineHostName().section(u'.', 0, 0).toLower();
         QTest::addColumn<QByteArray>("names");
         QTest::addColumn<QString>("leadsTo");
-        QTest::newRow("a name") << QByteArray("DNS:page.example.org") << u"page.example.org"_qs;
+        QTest::newRow("a name") << QByteArray("DNS:page.example.org") << u"page.example.org"_s;
         QTest::newRow("the first of two")
-            << QByteArray("DNS:b.example.org,DNS:a.example.org") << u"b.example.org"_qs;
+            << QByteArray("DNS:b.example.org,DNS:a.example.org") << u"b.example.org"_s;
         QTest::newRow("the address")
-            << QByteArray("DNS:page.example.org,IP:127.0.0.1") << u"127.0.0.1"_qs;
+            << QByteArray("DNS:page.example.org,IP:127.0.0.1") << u"127.0.0.1"_s;
         QTest::newRow("another address")
-            << QByteArray("DNS:page.example.org,IP:127.0.0.2") << u"page.example.org"_qs;
+            << QByteArray("DNS:page.example.org,IP:127.0.0.2") << u"page.example.org"_s;
         QTest::newRow("as browsers write it")
-            << QByteArray("DNS:Page.Example.ORG") << u"page.example.org"_qs;
+            << QByteArray("DNS:Page.Example.ORG") << u"page.example.org"_s;
         QTest::newRow("all names of a place")
-            << QByteArray("DNS:*.home.example.org") << computer + u".home.example.org"_qs;
+            << QByteArray("DNS:*.home.example.org") << computer + u".home.example.org"_s;
         QTest::newRow("no name of a computer")
-            << QByteArray("DNS:a/b,DNS:page.example.org") << u"page.example.org"_qs;
-        QTest::newRow("nothing of either") << QByteArray("email:a@example.org") << u"127.0.0.1"_qs;
+            << QByteArray("DNS:a/b,DNS:page.example.org") << u"page.example.org"_s;
+        QTest::newRow("nothing of either") << QByteArray("email:a@example.org") << u"127.0.0.1"_s;
     }
     void theLinkLeadsToWhatTheCertificateIsFor() {
         QFETCH(QByteArray, names);
         QFETCH(QString, leadsTo);
         serve(names);
         QVERIFY(_web->isSecure());
-        QCOMPARE(_web->place(), leadsTo + u":%1"_qs.arg(_web->port()));
+        QCOMPARE(_web->place(), leadsTo + u":%1"_s.arg(_web->port()));
     }
 
     void itIsServedUnderThoseNames() {
@@ -66,10 +67,10 @@ private Q_SLOTS:
 
 private:
     void serve(const QByteArray &names) {
-        _certificate = web_test::certify(_web->path(u"names"_qs), 30, names);
+        _certificate = web_test::certify(_web->path(u"names"_s), 30, names);
         QVERIFY(!_certificate.isNull());
-        QVERIFY2(_web->start({u"--certificate"_qs, _web->path(u"names.pem"_qs), u"--key"_qs,
-                              _web->path(u"names.key"_qs)}),
+        QVERIFY2(_web->start({u"--certificate"_s, _web->path(u"names.pem"_s), u"--key"_s,
+                              _web->path(u"names.key"_s)}),
                  _web->complaint().constData());
     }
     [[nodiscard]] QByteArray portText() const { return ':' + QByteArray::number(_web->port()); }

@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 using namespace clipmule;
+using namespace Qt::StringLiterals;
 using web_test::clipOf;
 using web_test::Page;
 using web_test::PageClient;
@@ -42,55 +43,55 @@ private Q_SLOTS:
         const auto page = paired();
         QVERIFY(page);
         connectDesk();
-        send({{u"string"_qs, u"text"_qs}});
-        QVERIFY(!page->hear(u"clip"_qs).isEmpty());
-        send({{u"imageData"_qs, picture()}});
-        const QString id = page->hear(u"clip"_qs)[u"clip"_qs][u"id"_qs].toString();
+        send({{u"string"_s, u"text"_s}});
+        QVERIFY(!page->hear(u"clip"_s).isEmpty());
+        send({{u"imageData"_s, picture()}});
+        const QString id = page->hear(u"clip"_s)[u"clip"_s][u"id"_s].toString();
         killAndStart();
         const auto later = resumed(page);
         QVERIFY(later);
-        const QJsonArray clips = later->hear(u"clips"_qs)[u"clips"_qs].toArray();
+        const QJsonArray clips = later->hear(u"clips"_s)[u"clips"_s].toArray();
         QCOMPARE(clips.size(), 2);
-        QCOMPARE(clips[0][u"id"_qs].toString(), id);
-        QCOMPARE(clips[1][u"text"_qs].toString(), u"text"_qs);
-        later->say({{u"is"_qs, u"fetch"_qs},
-                    {u"clip"_qs, id},
-                    {u"what"_qs, u"picture"_qs},
-                    {u"transfer"_qs, 1}});
+        QCOMPARE(clips[0][u"id"_s].toString(), id);
+        QCOMPARE(clips[1][u"text"_s].toString(), u"text"_s);
+        later->say({{u"is"_s, u"fetch"_s},
+                    {u"clip"_s, id},
+                    {u"what"_s, u"picture"_s},
+                    {u"transfer"_s, 1}});
         QCOMPARE(later->hearData(1), picture());
         // What was deleted stays so.
-        later->say({{u"is"_qs, u"remove"_qs}, {u"clip"_qs, id}});
-        QVERIFY(!later->hear(u"gone"_qs).isEmpty());
+        later->say({{u"is"_s, u"remove"_s}, {u"clip"_s, id}});
+        QVERIFY(!later->hear(u"gone"_s).isEmpty());
         killAndStart();
-        const QJsonArray left = resumed(page)->hear(u"clips"_qs)[u"clips"_qs].toArray();
+        const QJsonArray left = resumed(page)->hear(u"clips"_s)[u"clips"_s].toArray();
         QCOMPARE(left.size(), 1);
-        QCOMPARE(left[0][u"text"_qs].toString(), u"text"_qs);
+        QCOMPARE(left[0][u"text"_s].toString(), u"text"_s);
     }
 
     void whatWaitsForADeskComesAfterAKillAndOnce() {
         const auto page = paired();
         QVERIFY(page);
         sendText(*page, 1, "waits");
-        QVERIFY(!page->hear(u"waiting"_qs).isEmpty());
+        QVERIFY(!page->hear(u"waiting"_s).isEmpty());
         killAndStart();
         connectDesk();
-        QTRY_COMPARE(_texts, QStringList{u"waits"_qs});
+        QTRY_COMPARE(_texts, QStringList{u"waits"_s});
         const auto later = resumed(page);
         QVERIFY(later);
-        QCOMPARE(later->hear(u"state"_qs)[u"desk"_qs].toString(), u"connected"_qs);
+        QCOMPARE(later->hear(u"state"_s)[u"desk"_s].toString(), u"connected"_s);
         _desk.reset();
-        QCOMPARE(later->hear(u"state"_qs)[u"desk"_qs].toString(), u"away"_qs);
+        QCOMPARE(later->hear(u"state"_s)[u"desk"_s].toString(), u"away"_s);
         sendText(*later, 1, "waits too");
-        QVERIFY(!later->hear(u"waiting"_qs).isEmpty());
+        QVERIFY(!later->hear(u"waiting"_s).isEmpty());
         connectDesk();
-        QVERIFY(!later->hear(u"sent"_qs).isEmpty());
+        QVERIFY(!later->hear(u"sent"_s).isEmpty());
         killAndStart();
         _texts.clear();
         connectDesk();
         const auto last = resumed(page);
         QVERIFY(last);
         sendText(*last, 1, "last");
-        QTRY_COMPARE(_texts, QStringList{u"last"_qs});
+        QTRY_COMPARE(_texts, QStringList{u"last"_s});
     }
 
     void commandsAskTheOneThatServes() {
@@ -99,47 +100,47 @@ private Q_SLOTS:
         QProcess command;
         command.setProcessEnvironment(_web->process().processEnvironment());
         const auto run = [&](const QStringList &words) {
-            command.start(u"" CLIPMULE_BIN "/clipmule-web"_qs, words);
+            command.start(u"" CLIPMULE_BIN "/clipmule-web"_s, words);
             return command.waitForFinished() ? command.exitCode() : -1;
         };
-        QCOMPARE(run({u"list"_qs}), 0);
+        QCOMPARE(run({u"list"_s}), 0);
         QCOMPARE(command.readAllStandardOutput().split('\t').value(1), QByteArray("Anna"));
-        QCOMPARE(run({u"code"_qs}), 0);
+        QCOMPARE(run({u"code"_s}), 0);
         const QByteArray shown = command.readAllStandardOutput();
         QVERIFY(shown.startsWith("\x1b[30;107m"));
         QVERIFY(shown.contains("\nhttp://127.0.0.1:" + QByteArray::number(_web->port()) + "/#"));
-        QCOMPARE(run({u"revoke"_qs, u"nobody"_qs}), 1);
+        QCOMPARE(run({u"revoke"_s, u"nobody"_s}), 1);
         QVERIFY(command.readAllStandardError().contains("no browser"));
-        QCOMPARE(run({u"revoke"_qs, u"Anna"_qs}), 0);
-        QCOMPARE(run({u"list"_qs}), 0);
+        QCOMPARE(run({u"revoke"_s, u"Anna"_s}), 0);
+        QCOMPARE(run({u"list"_s}), 0);
         QCOMPARE(command.readAllStandardOutput(), QByteArray());
     }
 
     void whatMakesNoSenseIsRefused_data() {
         QTest::addColumn<QString>("words");
         QTest::addColumn<QString>("complaint");
-        QTest::newRow("port") << u"--port x"_qs << u"a port is a number from 0 to 65535"_qs;
-        QTest::newRow("large port") << u"--port 65536"_qs << u"a port is a number"_qs;
-        QTest::newRow("address") << u"--address x"_qs << u"not an address: x"_qs;
-        QTest::newRow("no key") << u"--certificate x"_qs << u"--certificate and --key"_qs;
-        QTest::newRow("no certificate") << u"--key x"_qs << u"--certificate and --key"_qs;
-        QTest::newRow("keep") << u"--keep all"_qs << u"--keep takes"_qs;
-        QTest::newRow("data") << u"--data="_qs << u"--data needs a folder"_qs;
-        QTest::newRow("command") << u"sing"_qs << u"no such command: sing"_qs;
-        QTest::newRow("a word too few") << u"revoke"_qs << u"no such command: revoke"_qs;
-        QTest::newRow("a word too many") << u"list all"_qs << u"no such command: list all"_qs;
-        QTest::newRow("option") << u"--sing"_qs << u"sing"_qs;
+        QTest::newRow("port") << u"--port x"_s << u"a port is a number from 0 to 65535"_s;
+        QTest::newRow("large port") << u"--port 65536"_s << u"a port is a number"_s;
+        QTest::newRow("address") << u"--address x"_s << u"not an address: x"_s;
+        QTest::newRow("no key") << u"--certificate x"_s << u"--certificate and --key"_s;
+        QTest::newRow("no certificate") << u"--key x"_s << u"--certificate and --key"_s;
+        QTest::newRow("keep") << u"--keep all"_s << u"--keep takes"_s;
+        QTest::newRow("data") << u"--data="_s << u"--data needs a folder"_s;
+        QTest::newRow("command") << u"sing"_s << u"no such command: sing"_s;
+        QTest::newRow("a word too few") << u"revoke"_s << u"no such command: revoke"_s;
+        QTest::newRow("a word too many") << u"list all"_s << u"no such command: list all"_s;
+        QTest::newRow("option") << u"--sing"_s << u"sing"_s;
     }
     void whatMakesNoSenseIsRefused() {
         QFETCH(QString, words);
         QFETCH(QString, complaint);
         QProcess command;
         command.setProcessEnvironment(_web->process().processEnvironment());
-        command.start(u"" CLIPMULE_BIN "/clipmule-web"_qs, words.split(u' '));
+        command.start(u"" CLIPMULE_BIN "/clipmule-web"_s, words.split(u' '));
         QVERIFY(command.waitForFinished());
         QCOMPARE(command.exitCode(), 2);
         const QString said = QString::fromLocal8Bit(command.readAllStandardError());
-        QVERIFY2(said.startsWith(u"clipmule-web: "_qs) && said.contains(complaint),
+        QVERIFY2(said.startsWith(u"clipmule-web: "_s) && said.contains(complaint),
                  qPrintable(said));
         QCOMPARE(command.readAllStandardOutput(), QByteArray());
     }
@@ -156,9 +157,9 @@ private Q_SLOTS:
         if (::geteuid() != 0)
             QSKIP("only root can become somebody else");
         QVERIFY(paired());
-        QByteArrayList sockets{path(u"clipmule-sync/services/page-control"_qs).toLocal8Bit()};
-        const QDir services(path(u"clipmule-sync/services"_qs));
-        for (const QString &name : services.entryList({u"port-*"_qs}, QDir::System))
+        QByteArrayList sockets{path(u"clipmule-sync/services/page-control"_s).toLocal8Bit()};
+        const QDir services(path(u"clipmule-sync/services"_s));
+        for (const QString &name : services.entryList({u"port-*"_s}, QDir::System))
             sockets += services.filePath(name).toLocal8Bit();
         QCOMPARE(sockets.size(), 2);
         for (const QByteArray &socket : sockets) {
@@ -166,7 +167,7 @@ private Q_SLOTS:
             QCOMPARE(asked(socket, somebodyElse), Asked::Refused);
         }
         // Where the folders stand open, the sockets do not.
-        for (const QString &folder : {u""_qs, u"clipmule-sync"_qs, u"clipmule-sync/services"_qs})
+        for (const QString &folder : {u""_s, u"clipmule-sync"_s, u"clipmule-sync/services"_s})
             QVERIFY(::chmod(path(folder).toLocal8Bit().constData(), 0755) == 0);
         for (const QByteArray &socket : sockets)
             QCOMPARE(asked(socket, somebodyElse), Asked::Refused);
@@ -181,7 +182,7 @@ private Q_SLOTS:
     void theUsualPortIsLeftOutAsBrowsersDo() {
         if (::geteuid() != 0)
             QSKIP("only root can listen on it");
-        restart({u"--port"_qs, u"80"_qs});
+        restart({u"--port"_s, u"80"_s});
         QVERIFY(_web->port() == 0);
         PageSocket socket(80);
         QCOMPARE(socket.ask("GET / HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n").status, 200);
@@ -189,8 +190,8 @@ private Q_SLOTS:
     }
 
     void aPageIsServedOverTls() {
-        const QSslCertificate certificate = certify(u"good"_qs, 1);
-        restart({u"--certificate"_qs, path(u"good.pem"_qs), u"--key"_qs, path(u"good.key"_qs)});
+        const QSslCertificate certificate = certify(u"good"_s, 1);
+        restart({u"--certificate"_s, path(u"good.pem"_s), u"--key"_s, path(u"good.key"_s)});
         QVERIFY(_web->isSecure());
         PageSocket socket(_web->port(), certificate);
         const auto answer = socket.get("/");
@@ -201,8 +202,8 @@ private Q_SLOTS:
                  QByteArray("http/1.1"));
         Page page(_web->port(), _web->code(), certificate);
         QVERIFY(page.shakeHands());
-        page.say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, u"Anna"_qs}, {u"language"_qs, u"en"_qs}});
-        QVERIFY(!page.hear(u"welcome"_qs).isEmpty());
+        page.say({{u"is"_s, u"pair"_s}, {u"name"_s, u"Anna"_s}, {u"language"_s, u"en"_s}});
+        QVERIFY(!page.hear(u"welcome"_s).isEmpty());
         // Who asks without TLS gets nothing.
         PageSocket plain(_web->port());
         QVERIFY(plain.get("/").status != 200);
@@ -215,9 +216,9 @@ private Q_SLOTS:
     }
 
     void aPairOfFilesBesideTheSettingsIsUsed() {
-        const QSslCertificate first = certify(u"config/clipmule-sync/page-certificate"_qs, 30);
-        const QString key = path(u"config/clipmule-sync/page-certificate.key"_qs);
-        const QString place = path(u"config/clipmule-sync/page-key.pem"_qs);
+        const QSslCertificate first = certify(u"config/clipmule-sync/page-certificate"_s, 30);
+        const QString key = path(u"config/clipmule-sync/page-certificate.key"_s);
+        const QString place = path(u"config/clipmule-sync/page-key.pem"_s);
         // Not served over HTTP where somebody meant more.
         _web->kill();
         QVERIFY(!_web->start());
@@ -227,7 +228,7 @@ private Q_SLOTS:
         restart({});
         QCOMPARE(PageSocket(_web->port(), first).get("/").status, 200);
         // What takes their place counts from the next start.
-        const QSslCertificate second = certify(u"config/clipmule-sync/page-certificate"_qs, 30);
+        const QSslCertificate second = certify(u"config/clipmule-sync/page-certificate"_s, 30);
         QVERIFY(QFile::remove(place) && QFile::rename(key, place));
         QCOMPARE(PageSocket(_web->port(), first).get("/").status, 200);
         restart({});
@@ -235,23 +236,23 @@ private Q_SLOTS:
         PageSocket stranger(_web->port(), first);
         QVERIFY(stranger.get("/").status != 200);
         // The options go before them.
-        const QSslCertificate given = certify(u"given"_qs, 30);
-        restart({u"--certificate"_qs, path(u"given.pem"_qs), u"--key"_qs, path(u"given.key"_qs)});
+        const QSslCertificate given = certify(u"given"_s, 30);
+        restart({u"--certificate"_s, path(u"given.pem"_s), u"--key"_s, path(u"given.key"_s)});
         QCOMPARE(PageSocket(_web->port(), given).get("/").status, 200);
         // A link that leads nowhere was meant as well.
-        QVERIFY(QFile::remove(place) && QFile::link(u"nowhere"_qs, place));
-        QVERIFY(QFile::remove(path(u"config/clipmule-sync/page-certificate.pem"_qs)));
+        QVERIFY(QFile::remove(place) && QFile::link(u"nowhere"_s, place));
+        QVERIFY(QFile::remove(path(u"config/clipmule-sync/page-certificate.pem"_s)));
         _web->kill();
         QVERIFY(!_web->start());
         QVERIFY(_web->complaint().contains("there is no such file"));
     }
 
     void anExpiredCertificateIsNamedAndServed() {
-        const QSslCertificate certificate = certify(u"old"_qs, -1);
+        const QSslCertificate certificate = certify(u"old"_s, -1);
         const QByteArray end = certificate.expiryDate().toUTC().toString(Qt::ISODate).toLatin1();
-        restart({u"--certificate"_qs, path(u"old.pem"_qs), u"--key"_qs, path(u"old.key"_qs)});
+        restart({u"--certificate"_s, path(u"old.pem"_s), u"--key"_s, path(u"old.key"_s)});
         QTRY_VERIFY2(
-            _web->complaint().contains(path(u"old.pem"_qs).toLocal8Bit() + " expired on " + end),
+            _web->complaint().contains(path(u"old.pem"_s).toLocal8Bit() + " expired on " + end),
             "no word of it");
         // A browser says so, and goes on when it is told to.
         PageSocket careful(_web->port(), certificate);
@@ -265,40 +266,40 @@ private Q_SLOTS:
         QTest::addColumn<QString>("certificate");
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("complaint");
-        const QString both = u"CERTIFICATE and KEY are not a certificate and its key"_qs;
+        const QString both = u"CERTIFICATE and KEY are not a certificate and its key"_s;
         QTest::newRow("no certificate")
-            << u"none"_qs << u"good.key"_qs << u"CERTIFICATE: there is no such file"_qs;
-        QTest::newRow("no key") << u"good.pem"_qs << u"none"_qs << u"KEY: there is no such file"_qs;
-        QTest::newRow("another's key") << u"good.pem"_qs << u"other.key"_qs << both;
-        QTest::newRow("the other way round") << u"good.key"_qs << u"good.pem"_qs << both;
-        QTest::newRow("nonsense") << u"nonsense"_qs << u"good.key"_qs << both;
-        QTest::newRow("a nonsensical key") << u"good.pem"_qs << u"nonsense"_qs << both;
-        QTest::newRow("a folder") << u"good.pem"_qs << u"config"_qs << u"KEY: "_qs;
-        QTest::newRow("as large as it may be") << u"large"_qs << u"good.key"_qs << both;
-        QTest::newRow("too large") << u"larger"_qs << u"good.key"_qs << u"CERTIFICATE: "_qs;
+            << u"none"_s << u"good.key"_s << u"CERTIFICATE: there is no such file"_s;
+        QTest::newRow("no key") << u"good.pem"_s << u"none"_s << u"KEY: there is no such file"_s;
+        QTest::newRow("another's key") << u"good.pem"_s << u"other.key"_s << both;
+        QTest::newRow("the other way round") << u"good.key"_s << u"good.pem"_s << both;
+        QTest::newRow("nonsense") << u"nonsense"_s << u"good.key"_s << both;
+        QTest::newRow("a nonsensical key") << u"good.pem"_s << u"nonsense"_s << both;
+        QTest::newRow("a folder") << u"good.pem"_s << u"config"_s << u"KEY: "_s;
+        QTest::newRow("as large as it may be") << u"large"_s << u"good.key"_s << both;
+        QTest::newRow("too large") << u"larger"_s << u"good.key"_s << u"CERTIFICATE: "_s;
     }
     void filesThatAreNoneOfAServerAreNamed() {
         QFETCH(QString, certificate);
         QFETCH(QString, key);
         QFETCH(QString, complaint);
-        (void)certify(u"good"_qs, 30);
-        (void)certify(u"other"_qs, 30);
-        write(u"nonsense"_qs, "nonsense\n");
-        write(u"large"_qs, QByteArray(1024 * 1024, ' '));
-        write(u"larger"_qs, QByteArray(1024 * 1024 + 1, ' '));
+        (void)certify(u"good"_s, 30);
+        (void)certify(u"other"_s, 30);
+        write(u"nonsense"_s, "nonsense\n");
+        write(u"large"_s, QByteArray(1024 * 1024, ' '));
+        write(u"larger"_s, QByteArray(1024 * 1024 + 1, ' '));
         _web->kill();
-        QVERIFY(!_web->start({u"--certificate"_qs, path(certificate), u"--key"_qs, path(key)}));
+        QVERIFY(!_web->start({u"--certificate"_s, path(certificate), u"--key"_s, path(key)}));
         const QString said = QString::fromLocal8Bit(_web->complaint());
         const QString wanted =
-            u"clipmule-web: "_qs +
-            complaint.replace(u"CERTIFICATE"_qs, path(certificate)).replace(u"KEY"_qs, path(key));
+            u"clipmule-web: "_s +
+            complaint.replace(u"CERTIFICATE"_s, path(certificate)).replace(u"KEY"_s, path(key));
         QVERIFY2(said.contains(wanted), qPrintable(said));
         QCOMPARE(_web->process().exitCode(), 1);
     }
 
     void aKeyThatCannotBeReadIsNamed() {
-        (void)certify(u"good"_qs, 30);
-        QFile::setPermissions(path(u"good.key"_qs), {});
+        (void)certify(u"good"_s, 30);
+        QFile::setPermissions(path(u"good.key"_s), {});
         _web->kill();
         // Root has a right to read whatever is written.
         _web->process().setChildProcessModifier([] {
@@ -306,9 +307,9 @@ private Q_SLOTS:
             (void)::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
         });
         QVERIFY(!_web->start(
-            {u"--certificate"_qs, path(u"good.pem"_qs), u"--key"_qs, path(u"good.key"_qs)}));
+            {u"--certificate"_s, path(u"good.pem"_s), u"--key"_s, path(u"good.key"_s)}));
         QVERIFY(
-            _web->complaint().contains(path(u"good.key"_qs).toLocal8Bit() + ": it cannot be read"));
+            _web->complaint().contains(path(u"good.key"_s).toLocal8Bit() + ": it cannot be read"));
     }
 
 private:
@@ -371,8 +372,8 @@ private:
         auto page = std::make_unique<Page>(_web->port(), _web->code());
         if (!page->shakeHands())
             return nullptr;
-        page->say({{u"is"_qs, u"pair"_qs}, {u"name"_qs, u"Anna"_qs}, {u"language"_qs, u"en"_qs}});
-        (void)page->hear(u"clips"_qs);
+        page->say({{u"is"_s, u"pair"_s}, {u"name"_s, u"Anna"_s}, {u"language"_s, u"en"_s}});
+        (void)page->hear(u"clips"_s);
         return page;
     }
 
@@ -380,7 +381,7 @@ private:
         auto page = std::make_unique<Page>(_web->port(), resuming(before));
         if (!page->shakeHands())
             return nullptr;
-        page->say({{u"is"_qs, u"resume"_qs}, {u"language"_qs, u"en"_qs}});
+        page->say({{u"is"_s, u"resume"_s}, {u"language"_s, u"en"_s}});
         return page;
     }
 
@@ -389,9 +390,9 @@ private:
         _desk = ZRKStreamHandler::initWithInputStreamOutputStream(_web->connectDesk());
         _desk->onReceiveObject = [this](ZRKStreamHandler &, const PropertyList &object) {
             _isTold = true;
-            if (const PropertyList *const clip = object.find(u"1"_qs);
-                clip && clip->find(u"items"_qs))
-                _texts += clip->find(u"items"_qs)->list()[0].find(u"string"_qs)->string();
+            if (const PropertyList *const clip = object.find(u"1"_s);
+                clip && clip->find(u"items"_s))
+                _texts += clip->find(u"items"_s)->list()[0].find(u"string"_s)->string();
         };
         QTRY_VERIFY(_isTold);
     }
