@@ -4,11 +4,8 @@
 #pragma once
 
 #include "platform/x11/X11Connection.h"
+#include "platform/x11/Xkb.h"
 
-// A member of the extension's is named with a word of the language.
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
 #include <xcb/xtest.h>
 
 /// What the user does at the keyboard.

@@ -4,6 +4,7 @@
 #include "platform/keyboard/backends/xtest/XTestKeyboardEvents.h"
 
 #include "platform/foundation/Log.h"
+#include "platform/x11/Xkb.h"
 
 #include <QSet>
 
@@ -11,9 +12,6 @@
 #include <array>
 
 #include <xcb/xinput.h>
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
 #include <xcb/xtest.h>
 
 namespace clipmule {

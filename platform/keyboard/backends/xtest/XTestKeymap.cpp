@@ -3,14 +3,12 @@
 
 #include "platform/keyboard/backends/xtest/XTestKeymap.h"
 
+#include "platform/x11/Xkb.h"
+
 #include <algorithm>
 #include <map>
 
 #include <xcb/xinput.h>
-// One of its fields has the name of a keyword.
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
 
 namespace clipmule {
 
