@@ -24,7 +24,7 @@ from programs import PATIENCE_SECONDS, until  # noqa: E402
 
 PREFERENCES = "com.zendrik.ClipmuleSync.Preferences"
 # What newer versions of the bus call what we name as the older ones do.
-RENAMED_ROLES = {"push button": "button", "text": "entry"}
+RENAMED_ROLES = {"push button": "button"}
 BUS_LAUNCHER = "/usr/libexec/at-spi-bus-launcher"
 
 
