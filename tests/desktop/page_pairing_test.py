@@ -31,7 +31,7 @@ except ImportError as error:
     print(f"skipped: {error}; scripts/install-packages browser test installs it")
     sys.exit(77)
 from agent_test import BIN  # noqa: E402
-from preferences_test import Atspi, PreferencesTest, press, xdotool  # noqa: E402
+from preferences_test import Atspi, F2, PreferencesTest, press, xdotool  # noqa: E402
 from programs import PATIENCE_SECONDS, until  # noqa: E402
 
 # The program's link leads to one of them; the phone has the other.
@@ -138,7 +138,7 @@ class PagePairingTest(PreferencesTest):
         press("Return")
         self.wait_for_paired("Anna’s phone, Connected")
         self.focus_list("p", "Paired phones")
-        press("F2")
+        press(F2)
         self.node("text", "Name of the phone:")
         until("dialog in front", lambda: self.is_in_front("Rename Phone"))
         xdotool("type", "Mum")
