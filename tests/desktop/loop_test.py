@@ -26,8 +26,7 @@ LENGTH = 9_900_000
 # Turns below this are not told.
 TOLD_MILLISECONDS = 1
 # More than a turn should take: the file of a picture takes up to 21 where it goes to a disk. What came back takes
-# 42 (Chinese) to 200 (rich text). A busy neighbour on the same core may make its milliseconds five times as long,
-# but not each time.
+# 42 (Chinese) to 200 (rich text). A neighbour of which nobody knows may make a turn longer, but not each time.
 MOST_MILLISECONDS = 30
 TRIES = 3
 
