@@ -59,7 +59,7 @@ QString textOfSize(qsizetype bytes) {
 }
 
 std::shared_ptr<ZRKClipmuleTextFilter> filterOf(const Filtering &filtering) {
-    const auto filter = std::dynamic_pointer_cast<ZRKClipmuleTextFilter>(
+    auto filter = std::dynamic_pointer_cast<ZRKClipmuleTextFilter>(
         FilterByName::find(ZRKClipmuleFilter::allFilters(), filtering.title));
     if (!filter) {
         std::fprintf(stderr, "bench_filters: no filter %s\n", qPrintable(filtering.title));
