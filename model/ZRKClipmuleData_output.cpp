@@ -154,14 +154,16 @@ bool canStandInName(char32_t character) {
 }
 
 QString safe(const QString &title) {
-    // Half a surrogate pair has no bytes of its own; it becomes a question mark here and
-    // not on the way to the file system, where nobody sees the name again.
-    const QString whole = QString::fromUtf8(title.toUtf8());
     QString name;
-    for (qsizetype position = 0; position < whole.size();) {
+    for (qsizetype position = 0; position < title.size();) {
         const qsizetype start = position;
-        if (canStandInName(nextCharacter(whole, position)))
-            name += QStringView(whole).sliced(start, position - start);
+        const char32_t character = nextCharacter(title, position);
+        // Half a pair has no bytes of its own: what becomes of it on the way to the file system
+        // depends on the toolkit's version, and nobody sees the name again.
+        if (QChar::isSurrogate(character))
+            name += u'?';
+        else if (canStandInName(character))
+            name += QStringView(title).sliced(start, position - start);
         else
             name += u'-';
     }

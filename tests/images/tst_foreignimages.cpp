@@ -157,6 +157,11 @@ QByteArray onePixel() {
 class ForeignImagesTest final : public kit::TestCase {
     Q_OBJECT
 
+public:
+    // Some versions of the decoder say this once, some twice.
+    ForeignImagesTest()
+        : TestCase(QStringLiteral("^(?!JPEG datastream contains no image)")) {}
+
 private Q_SLOTS:
     void everyWayToHoldACamera_data() {
         QTest::addColumn<int>("orientation");
@@ -224,10 +229,7 @@ private Q_SLOTS:
             QVERIFY(image);
             QCOMPARE(corners(*image).first(2), QByteArray("RG"));
         }
-        const char *const none = "JPEG datastream contains no image";
-        QTest::ignoreMessage(QtWarningMsg, none);
         QVERIFY_THROWS_EXCEPTION(PlatformException, (void)decode(whole.first(100)));
-        QTest::ignoreMessage(QtWarningMsg, none);
         QVERIFY_THROWS_EXCEPTION(PlatformException,
                                  (void)decode(whole.first(100), {.jpegSize = {64, 48}}));
     }

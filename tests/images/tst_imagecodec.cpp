@@ -10,7 +10,6 @@
 #include <QColorSpace>
 #include <QImageReader>
 #include <QImageWriter>
-#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QTest>
 #include <QtEndian>
@@ -109,6 +108,11 @@ QByteArray gifHeader() {
 
 class ImageCodecTest final : public kit::TestCase {
     Q_OBJECT
+
+public:
+    // What the decoder of TIFF says of a damaged one is its own, and each version's.
+    ImageCodecTest()
+        : TestCase(QStringLiteral("^(?!.*(Invalid pos|StripByteCounts|read.* directory))")) {}
 
 private Q_SLOTS:
     // The first: a plug-in stays where it once was loaded.
@@ -239,9 +243,6 @@ private Q_SLOTS:
 
     void damagedImagesAreRefused() {
         QFETCH(QByteArray, bytes);
-        // This one's decoder says so itself.
-        if (bytes.startsWith("II"))
-            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Invalid pos")));
         QVERIFY_THROWS_EXCEPTION(PlatformException, (void)ImageCodec::decode(bytes));
     }
 

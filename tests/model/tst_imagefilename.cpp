@@ -72,6 +72,8 @@ private Q_SLOTS:
         QTest::newRow("blanks around") << QStringLiteral(" a ") << QStringLiteral(" a .png");
         QTest::newRow("half a character")
             << QString(QChar(u'\xD800')) + u'a' << QStringLiteral("?a.png");
+        QTest::newRow("the other half, at the end")
+            << u'a' + QString(QChar(u'\xDC00')) << QStringLiteral("a?.png");
     }
 
     void unsafeTitles() {

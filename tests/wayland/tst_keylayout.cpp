@@ -5,6 +5,7 @@
 #include "tests/kit/Keymaps.h"
 #include "tests/kit/TestCase.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 #include <xkbcommon/xkbcommon.h>
@@ -197,8 +198,13 @@ private Q_SLOTS:
     // A layout may claim as many keys as there are numbers.
     void keysWithoutANumberOfTheKernelAreNone() {
         QByteArray text = keymapText("us");
-        text.replace("<AB04>               = 55;", "<AB04> = 2000;");
-        text.replace("maximum = 708;", "maximum = 4000;");
+        // The library's versions print it with other blanks and another maximum.
+        QString changed = QString::fromUtf8(text);
+        changed.replace(QRegularExpression(QStringLiteral("<AB04>\\s*= 55;")),
+                        QStringLiteral("<AB04> = 2000;"));
+        changed.replace(QRegularExpression(QStringLiteral("maximum = \\d+;")),
+                        QStringLiteral("maximum = 4000;"));
+        text = changed.toUtf8();
         const auto layout = KeyLayout::parse(text);
         QVERIFY(layout);
         QCOMPARE(layout->keyOf('v'), std::nullopt);

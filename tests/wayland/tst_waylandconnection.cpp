@@ -63,7 +63,9 @@ private Q_SLOTS:
         bool isServed = false;
         connection->whenServed(&observer, [&] { isServed = true; });
         QVERIFY(await([&] { return isServed; }));
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("too long")));
+        // Older libraries do not send it, newer ones send it to a compositor that does not take it.
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression(QStringLiteral("too long|reset by peer")));
         QVERIFY(control->own({QString(5000, u'x')}));
         QCOMPARE(told, 0);
         QVERIFY(await([&] { return told > 0; }));
