@@ -86,9 +86,16 @@ void InboundClips::prepare(ReceivedClip received) {
         return;
     }
     _prepared = std::move(received);
-    _text.start<QByteArray>(
-        [makeText](const BackgroundWork::Abandoned &) { return makeText(); },
-        [this](const QByteArray &text) { apply(*std::exchange(_prepared, {}), text); });
+    _text.start<Made>(
+        [makeText,
+         makeHashes = _prepared->clip->stringHashes()](const BackgroundWork::Abandoned &) {
+            return Made{makeText(), makeHashes()};
+        },
+        [this](const Made &made) {
+            const auto prepared = *std::exchange(_prepared, {});
+            prepared.clip->setStringHashes(made.stringHashes);
+            apply(prepared, made.text);
+        });
 }
 
 void InboundClips::apply(const ReceivedClip &received, std::optional<QByteArray> text) {

@@ -65,6 +65,11 @@ private:
         QString phone;
         std::shared_ptr<ZRKClipmuleData> clip;
     };
+    // Of a long text, in the background.
+    struct Made {
+        QByteArray text;
+        QList<size_t> stringHashes;
+    };
     [[nodiscard]] bool tooManyWait() const;
     void applyNext();
     void prepare(ReceivedClip received);

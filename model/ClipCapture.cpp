@@ -247,6 +247,8 @@ ClipCapture::Readings ClipCapture::read(const PictureEcho &received,
     readings.files.clear();
     if (_hasLongText)
         readings.longText = textOf(_contents);
+    if (readings.longText)
+        readings.longTextHash = qHash(*readings.longText);
     if (!_image)
         return readings;
     const quint64 smallSize = _smallSize + quint64(readings.longText.value_or(QString()).size());
@@ -320,6 +322,8 @@ std::shared_ptr<ZRKClipmuleData> ClipCapture::clipOfReadings(const Readings &mad
         reduced(std::move(nativeDictionary), readings.size() + quint64(_contents.title.size()),
                 picture.has_value()));
     fill(*item);
+    if (made.longText)
+        item->setStringHash(made.longTextHash);
     auto clip = ZRKClipmuleData::initWithItems({item});
     if (!_contents.title.isEmpty())
         clip->setTitle(_contents.title);

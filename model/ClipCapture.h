@@ -28,6 +28,7 @@ public:
     struct Readings {
         /// Nothing, too, where the text is not long.
         std::optional<QString> longText = {};
+        size_t longTextHash = 0;
         /// Of all files, where all of them are pictures; else none.
         QList<ImageFile> files = {};
         /// Of the picture that was copied as such.

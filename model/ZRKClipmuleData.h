@@ -109,6 +109,10 @@ public:
     /// Makes the text that writing offers, in UTF-8, of values that nobody changes: on any thread.
     /// Empty when there is none.
     [[nodiscard]] std::function<QByteArray()> writtenText() const;
+    /// Makes the hashes of the items' strings, likewise; an item without one has any number.
+    [[nodiscard]] std::function<QList<size_t>()> stringHashes() const;
+    /// Tells the items what that made; they must not have changed meanwhile.
+    void setStringHashes(const QList<size_t> &hashes);
     /// The picture that writing offers before any other.
     [[nodiscard]] std::optional<QByteArray> writtenImage() const;
     /// Writes the clip's images to temporary files and puts their paths into the contents that are

@@ -105,6 +105,7 @@ void ZRKClipmuleDataItem::setString(const std::optional<QString> &string) {
         return;
     invalidateNativeDictionary();
     _string = string;
+    _stringHash.reset();
     contentDidChange();
 }
 
@@ -217,7 +218,10 @@ bool ZRKClipmuleDataItem::isEqual(const Object &other) const {
 }
 
 size_t ZRKClipmuleDataItem::hash() const {
-    return _imageDataHash + (_string ? qHash(*_string) : 0) + (_url ? qHash(*_url) : 0);
+    size_t hash = _imageDataHash + (_url ? qHash(*_url) : 0);
+    if (_string)
+        hash += _stringHash ? *_stringHash : qHash(*_string);
+    return hash;
 }
 
 std::shared_ptr<ZRKClipmuleDataItem> ZRKClipmuleDataItem::copyWithZone() {

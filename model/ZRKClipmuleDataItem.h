@@ -92,6 +92,10 @@ public:
     /// A string equal to the present one changes nothing.
     void setString(const std::optional<QString> &string);
     [[nodiscard]] bool hasString() const { return _string.has_value(); }
+    /// The string's hash as qHash() makes it, where somebody has told it: to make that of a long
+    /// string takes milliseconds. Gone with the string.
+    [[nodiscard]] std::optional<size_t> stringHash() const { return _stringHash; }
+    void setStringHash(size_t hash) { _stringHash = hash; }
 
     [[nodiscard]] const std::optional<QUrl> &url() const { return _url; }
     /// The very URL already held changes nothing; one that is merely equal counts as a change.
@@ -222,6 +226,7 @@ private:
 
     mutable std::optional<QString> _oid;
     std::optional<QString> _string;
+    std::optional<size_t> _stringHash;
     std::optional<QUrl> _url;
     // The URL's text, only where it was given as a text. Equality goes by the URL itself: what the
     // desktop's clipboard gives back is the same URL, though its text may be written in another

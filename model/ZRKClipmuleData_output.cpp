@@ -207,6 +207,23 @@ std::function<QByteArray()> ZRKClipmuleData::writtenText() const {
     return [text = *first.string()] { return text.toUtf8(); };
 }
 
+std::function<QList<size_t>()> ZRKClipmuleData::stringHashes() const {
+    QStringList strings;
+    for (const auto &item : _items)
+        strings.append(item->string().value_or(QString()));
+    return [strings] {
+        QList<size_t> hashes;
+        for (const QString &string : strings)
+            hashes.append(qHash(string));
+        return hashes;
+    };
+}
+
+void ZRKClipmuleData::setStringHashes(const QList<size_t> &hashes) {
+    for (qsizetype i = 0; i < std::min(hashes.size(), _items.size()); ++i)
+        _items[i]->setStringHash(hashes[i]);
+}
+
 bool ZRKClipmuleData::writeToPasteboard(const PasteboardServices &services,
                                         std::optional<QByteArray> text) const {
     if (itemCount() >= 2 && !allHaveStrings(_items) && !allHaveImages(_items)) {

@@ -231,7 +231,13 @@ const PropertyList *PropertyList::find(const QString &key) const {
 }
 
 const PropertyList *find(const PropertyList::Dictionary &dictionary, const QString &key) {
-    const auto found = dictionary.constFind(key);
+    // Of a few keys most differ in their length already; to order them, texts are compared.
+    constexpr qsizetype few = 16;
+    const auto found = dictionary.size() <= few
+                           ? std::find_if(dictionary.keyValueBegin(), dictionary.keyValueEnd(),
+                                          [&](const auto &entry) { return entry.first == key; })
+                                 .base()
+                           : dictionary.constFind(key);
     return found == dictionary.constEnd() ? nullptr : &found.value();
 }
 

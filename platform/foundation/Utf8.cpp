@@ -256,9 +256,9 @@ qsizetype incompleteUtf8Tail(QByteArrayView bytes) {
     constexpr qsizetype most = 3;
     for (qsizetype count = 1; count <= std::min(most, bytes.size()); ++count) {
         const auto byte = quint8(bytes[bytes.size() - count]);
-        if (byte >= 0xc0)
+        if (byte >= 0xc2 && byte <= 0xf4)
             return count < (byte >= 0xf0 ? 4 : byte >= 0xe0 ? 3 : 2) ? count : 0;
-        if (byte < 0x80)
+        if (byte < 0x80 || byte >= 0xc0)
             return 0;
     }
     return 0;

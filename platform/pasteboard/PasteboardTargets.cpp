@@ -4,12 +4,14 @@
 #include "platform/pasteboard/PasteboardTargets.h"
 
 #include "platform/foundation/ForeignUrl.h"
+#include "platform/foundation/Utf8.h"
 
 #include <QHash>
 #include <QRegularExpression>
 #include <QSysInfo>
 
 #include <algorithm>
+#include <utility>
 
 namespace clipmule {
 
@@ -437,9 +439,9 @@ ClipboardText::ClipboardText(const QString &target, const QString &type) {
     } else if (target == u"COMPOUND_TEXT") {
         _encoding = Encoding::Compound;
     } else if (target == u"text/unicode" || charset == u"utf-16" || charset == u"utf-16le") {
-        _decoder = QStringDecoder(QStringDecoder::Utf16LE);
+        _utf16.emplace(QStringDecoder::Utf16LE);
     } else if (charset == u"utf-16be") {
-        _decoder = QStringDecoder(QStringDecoder::Utf16BE);
+        _utf16.emplace(QStringDecoder::Utf16BE);
     }
 }
 
@@ -459,20 +461,52 @@ void ClipboardText::append(QByteArrayView bytes) {
             return;
         _mayHaveMark = false;
         if (_start.startsWith("\xff\xfe"))
-            _decoder = QStringDecoder(QStringDecoder::Utf16LE);
+            _utf16.emplace(QStringDecoder::Utf16LE);
         else if (_start.startsWith("\xfe\xff"))
-            _decoder = QStringDecoder(QStringDecoder::Utf16BE);
+            _utf16.emplace(QStringDecoder::Utf16BE);
         joined = std::move(_start);
         bytes = joined;
     }
-    const QString text = _decoder(bytes);
+    if (!_utf16) {
+        appendUtf8(bytes);
+        return;
+    }
+    const QString text = (*_utf16)(bytes);
+    _utf8 += text.toUtf8();
+}
+
+// What is well formed stays as it is: to make it UTF-16 and back takes several times as long.
+void ClipboardText::appendUtf8(QByteArrayView bytes) {
+    QByteArray joined = std::exchange(_tail, {});
+    if (!joined.isEmpty())
+        bytes = joined += bytes;
+    const qsizetype incomplete = incompleteUtf8Tail(bytes);
+    _tail = bytes.last(incomplete).toByteArray();
+    bytes.chop(incomplete);
+    if (bytes.isEmpty())
+        return;
+    const QByteArrayView mark("\xef\xbb\xbf");
+    if (std::exchange(_mayHaveUtf8Mark, false) && bytes.startsWith(mark))
+        bytes = bytes.sliced(mark.size());
+    if (bytes.isValidUtf8()) {
+        _utf8 += bytes;
+        return;
+    }
+    // A mark that is not at the beginning is a character.
+    const QString text =
+        QStringDecoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom |
+                                                 QStringDecoder::Flag::Stateless)(bytes);
     _utf8 += text.toUtf8();
 }
 
 QByteArray ClipboardText::take() {
     if (_mayHaveMark && !_start.isEmpty()) {
-        const QString text = _decoder(_start);
-        _utf8 += text.toUtf8();
+        if (_utf16) {
+            const QString text = (*_utf16)(_start);
+            _utf8 += text.toUtf8();
+        } else {
+            appendUtf8(_start);
+        }
     }
     qsizetype size = _utf8.size();
     while (size > 0 && _utf8.at(size - 1) == '\0')
@@ -515,8 +549,7 @@ void ClipboardText::appendCompound(QByteArrayView bytes) {
             break;
         }
     }
-    const QString text = _decoder(utf8);
-    _utf8 += text.toUtf8();
+    appendUtf8(utf8);
 }
 
 void ClipboardText::endEscape() {

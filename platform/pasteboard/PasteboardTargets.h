@@ -111,14 +111,18 @@ private:
     // How far the reader of compound text has come.
     enum class Compound { Text, Utf8, Escape, Utf8Escape };
 
+    void appendUtf8(QByteArrayView bytes);
     void appendCompound(QByteArrayView bytes);
     void endEscape();
 
     Encoding _encoding = Encoding::Unicode;
-    // UTF-8 unless a byte order mark or the name says otherwise; decided by the first two bytes.
-    QStringDecoder _decoder{QStringDecoder::Utf8};
+    // Of UTF-16, if a byte order mark or the name says so; decided by the first two bytes.
+    std::optional<QStringDecoder> _utf16;
     bool _mayHaveMark = true;
     QByteArray _start;
+    // Of UTF-8: what begins a character at the end of what came.
+    QByteArray _tail;
+    bool _mayHaveUtf8Mark = true;
     QByteArray _utf8;
 
     Compound _state = Compound::Text;

@@ -157,6 +157,16 @@ private Q_SLOTS:
         QCOMPARE(_desk->keyboard.pasteCount(), 2);
     }
 
+    // It is asked for by who must not send the clip back.
+    void theHashOfALongTextIsMadeInTheBackground() {
+        _desk->work.hold();
+        const auto clip = textClip(longText());
+        _inbound->receive(u"Anna"_s, clip);
+        QCOMPARE(clip->firstItem()->stringHash(), std::nullopt);
+        _desk->work.doNext();
+        QCOMPARE(clip->firstItem()->stringHash(), std::optional(qHash(longText())));
+    }
+
     void whatComesAfterALongTextWaitsForIt() {
         _desk->work.hold();
         _inbound->receive(u"Anna"_s, textClip(longText()));

@@ -43,6 +43,7 @@ class PictureWatchTest final : public kit::TestCase {
         _watch->isNeeded = [this] { return _isNeeded; };
         _watch->onCopy = [this](ZRKClipmuleData &clip) {
             const auto item = clip.firstItem();
+            _hash = item->stringHash();
             _told += item->hasImageData()
                          ? QString::number(QImage::fromData(*item->imageData()).width())
                          : item->string().value_or(u"no text"_s);
@@ -104,6 +105,7 @@ private Q_SLOTS:
         tick();
         QCOMPARE(work().started(), 0);
         QCOMPARE(_told.size(), 1);
+        QCOMPARE(_hash, std::nullopt);
         copy(longer);
         tick();
         QCOMPARE(work().waiting(), 1);
@@ -111,6 +113,7 @@ private Q_SLOTS:
         work().doNext();
         QCOMPARE(_told.size(), 2);
         QVERIFY(_told.last() == _told.first() + end);
+        QCOMPARE(_hash, std::optional(qHash(_told.last())));
     }
 
     void aLongTextThatIsNotReadByThenIsLeftOut() {
@@ -360,6 +363,7 @@ private:
     bool _isNeeded = true;
     bool _takes = true;
     QStringList _told;
+    std::optional<size_t> _hash; // that was made in the background
 };
 
 QTEST_GUILESS_MAIN(PictureWatchTest)

@@ -289,6 +289,21 @@ private Q_SLOTS:
         QCOMPARE(clip->hash(), before);
     }
 
+    void hashesOfStringsAreOfTheirTime() {
+        const auto clip = ZRKClipmuleData::initWithItems(
+            {ZRKClipmuleData::initWithString(QStringLiteral("one"))->firstItem(),
+             ZRKClipmuleData::initWithImageData(QByteArray::fromHex("0203"))->firstItem(),
+             ZRKClipmuleData::initWithString(QStringLiteral("three"))->firstItem()});
+        const size_t hash = clip->hash();
+        const auto make = clip->stringHashes();
+        clip->setStringHashes(make());
+        QCOMPARE(clip->items()[0]->stringHash(), std::optional(qHash(QStringLiteral("one"))));
+        QCOMPARE(clip->items()[2]->stringHash(), std::optional(qHash(QStringLiteral("three"))));
+        QCOMPARE(clip->hash(), hash);
+        clip->firstItem()->setString(QStringLiteral("other"));
+        QCOMPARE(make()[0], qHash(QStringLiteral("one")));
+    }
+
     void descriptionListsTheItems() {
         const auto clip =
             ZRKClipmuleData::initWithStrings({QStringLiteral("one"), QStringLiteral("two")});

@@ -538,6 +538,27 @@ private Q_SLOTS:
         QCOMPARE(all.hash(), withText.hash() + withUrl.hash() + 3);
     }
 
+    void theHashOfTheStringMayBeTold() {
+        ZRKClipmuleDataItem item;
+        item.setString(text);
+        item.setURL(url);
+        const size_t hash = item.hash();
+        QCOMPARE(item.stringHash(), std::nullopt);
+        item.setStringHash(qHash(text));
+        QCOMPARE(item.hash(), hash);
+        item.setStringHash(qHash(text) + 5);
+        QCOMPARE(item.hash(), hash + 5);
+        item.setString(text);
+        QCOMPARE(item.hash(), hash + 5);
+        item.setString(text + u'2');
+        QCOMPARE(item.stringHash(), std::nullopt);
+        item.setString(text);
+        QCOMPARE(item.hash(), hash);
+        item.setStringHash(5);
+        item.setString(std::nullopt);
+        QCOMPARE(item.hash(), qHash(url));
+    }
+
     void descriptionShowsTheParts() {
         const auto item = ZRKClipmuleDataItem::initWithNativeDictionary(native);
         item->setString(QStringLiteral("50% off"));

@@ -6,6 +6,8 @@
 
 #include <QTest>
 
+#include <algorithm>
+
 using namespace clipmule;
 
 class ClipboardTextTest final : public kit::TestCase {
@@ -45,6 +47,18 @@ private Q_SLOTS:
             "b",
             u"a\ufffd"
             u"b");
+        row("characters of every length", u"UTF8_STRING", u"UTF8_STRING",
+            "a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80z", u"aé€\U0001f600z");
+        row("UTF-8 mark, of which the second is a character", u"UTF8_STRING", u"UTF8_STRING",
+            "\xef\xbb\xbf\xef\xbb\xbfx", u"\ufeffx");
+        row("not UTF-8 behind two marks", u"UTF8_STRING", u"UTF8_STRING",
+            "\xef\xbb\xbf\xef\xbb\xbf\xff", u"\ufeff\ufffd");
+        row("a mark among others", u"UTF8_STRING", u"UTF8_STRING", "x\xef\xbb\xbfy", u"x\ufeffy");
+        row("a character that another cuts short", u"UTF8_STRING", u"UTF8_STRING",
+            "\xc3"
+            "b\xe2\xc3\xa9",
+            u"\ufffd"
+            u"b\ufffdé");
         row("cut in the middle of a character", u"UTF8_STRING", u"UTF8_STRING", "a\xe2\x82", u"a");
         row("line ends stay", u"UTF8_STRING", u"UTF8_STRING", "a\r\nb\r", u"a\r\nb\r");
         row("trailing NULs go", u"UTF8_STRING", u"UTF8_STRING", QByteArray("ab\0\0", 4), u"ab");
@@ -69,12 +83,15 @@ private Q_SLOTS:
         QFETCH(QString, text);
         ClipboardText whole(target, type);
         whole.append(bytes);
-        QCOMPARE(QString::fromUtf8(whole.take()), text);
-        // The same in the smallest pieces.
-        ClipboardText pieces(target, type);
-        for (const char byte : bytes)
-            pieces.append(QByteArrayView(&byte, 1));
-        QCOMPARE(QString::fromUtf8(pieces.take()), text);
+        QCOMPARE(whole.take(), text.toUtf8());
+        // The same in pieces.
+        for (qsizetype size = 1; size < 6; ++size) {
+            ClipboardText pieces(target, type);
+            for (qsizetype from = 0; from < bytes.size(); from += size)
+                pieces.append(
+                    QByteArrayView(bytes).sliced(from).first(std::min(size, bytes.size() - from)));
+            QCOMPARE(pieces.take(), text.toUtf8());
+        }
     }
 };
 
