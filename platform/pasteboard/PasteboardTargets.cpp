@@ -65,6 +65,7 @@ constexpr Row table[] = {
     {"application/ico", Reading, Meaning::Image},
     {"text/ico", Reading, Meaning::Image},
     {"application/x-openoffice-bitmap", Reading, Meaning::Image},
+    {"audio/x-riff", Duplicate}, // what GTK calls WebP besides
 
     // Drawings travel as SVG or as the document that they are part of.
     {"image/svg*", Native},

@@ -8,6 +8,7 @@ Runs inside scripts/private-desktop --network; CLIPMULE_BIN says where the progr
 """
 
 import pathlib
+import shutil
 import subprocess
 import sys
 import unittest
@@ -64,6 +65,7 @@ class FirstStartTest(agent_test.AgentTest):
         self.start_with_phone("--show")
         self.assert_shows_preferences()
 
+    @unittest.skipUnless(shutil.which("trayer"), "needs trayer, which newer Debians do not have")
     def test_a_start_from_the_menu_where_the_icon_is_seen(self):
         self.preferences("set", "showStatus", "true")
         self.start("trayer", "trayer", "--edge", "top", "--align", "right")

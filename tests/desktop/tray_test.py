@@ -10,6 +10,7 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import threading
@@ -129,6 +130,7 @@ class TrayTest(agent_test.AgentTest):
         self.assertTrue(pathlib.Path(url[7:].split("#")[0]).exists())
 
 
+@unittest.skipUnless(shutil.which("trayer"), "needs trayer, which newer Debians do not have")
 class EmbeddedTrayTest(TrayTest):
     def start_tray(self, edge="top"):
         return self.start("trayer", "trayer", "--edge", edge, "--align", "right", "--widthtype", "pixel",

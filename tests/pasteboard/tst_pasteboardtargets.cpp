@@ -145,7 +145,7 @@ private Q_SLOTS:
              "image/x-inkscape-svg-compressed image/svg+xml-compressed application/tar "
              "application/x-xcf application/x-zip image/dxf image/hpgl image/sif "
              "image/x-e-postscript image/x-postscript text/x-povray-script text/x-tex "
-             "text/xml+fxg text/xml+xaml "
+             "text/xml+fxg text/xml+xaml audio/x-riff "
              "application/x-openoffice-sylk;windows_formatname=\"Sylk\" "
              "application/x-openoffice-dif;windows_formatname=\"DIF\"");
         rows(Role::Picture,

@@ -133,8 +133,11 @@ private Q_SLOTS:
         QVERIFY(client.isReady());
         QCOMPARE(client.ask(QStringLiteral("copy-image ") + pngPath()), QStringLiteral("done"));
         QVERIFY(await([&] { return _pasteboard->changeCount() == 1; }));
-        // One of the dozen formats that it offers.
-        QCOMPARE(kinds(*_pasteboard), QStringList{QStringLiteral("image")});
+        // One of the dozen formats that it offers; some versions call one of them a sound.
+        QStringList found = kinds(*_pasteboard);
+        if (_pasteboard->contents().others.value(QStringLiteral("audio/x-riff")) == std::nullopt)
+            found.removeAll(QStringLiteral("audio/x-riff"));
+        QCOMPARE(found.join(u' '), QStringLiteral("image"));
         const QImage image = QImage::fromData(_pasteboard->contents().images.value(0));
         QVERIFY(image.convertToFormat(QImage::Format_RGB32) == noise());
     }

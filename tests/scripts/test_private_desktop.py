@@ -97,7 +97,7 @@ class PrivateDesktop(unittest.TestCase):
     def test_a_compositor_instead_of_the_x_server(self):
         show = 'echo "[$DISPLAY]"; wl-paste --list-types 2>&1'
         process = run("--wayland", "sway", "--", "sh", "-c", show)
-        self.assertEqual(process.stdout_text, "[]\nNo selection\n")
+        self.assertIn(process.stdout_text, ("[]\nNo selection\n", "[]\nNothing is copied\n"))
         process = run("--wayland", "sway", "--xwayland", "--", "sh", "-c",
                       show + "; xprop -root _NET_SUPPORTING_WM_CHECK")
         self.assertRegex(process.stdout_text, r"^\[:\d+\]\nNo selection\n.*window id #")
@@ -119,6 +119,7 @@ class PrivateDesktop(unittest.TestCase):
         own = run("--system-bus", *call, environment=unset)
         self.assertEqual(own.stdout_text, "(['org.freedesktop.DBus', ':1.0'],)\n")
 
+    @unittest.skipUnless(shutil.which("trayer"), "needs trayer, which newer Debians do not have")
     def test_the_tray_is_there_before_the_command_starts(self):
         listing = ("xwininfo", "-root", "-tree")
         self.assertIn('"trayer"', run("--tray", *listing).stdout_text)

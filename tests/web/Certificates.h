@@ -23,6 +23,13 @@ certify(const QString &base, int days,
     const QString request = base + QStringLiteral(".request");
     const QString certificate = base + QStringLiteral(".pem");
     QFile extensions(base + QStringLiteral(".extensions"));
+    const auto sign = [&](const QStringList &validity) {
+        return openssl(QStringList{QStringLiteral("x509"), QStringLiteral("-req"),
+                                   QStringLiteral("-in"), request, QStringLiteral("-signkey"), key,
+                                   QStringLiteral("-extfile"), extensions.fileName(),
+                                   QStringLiteral("-out"), certificate} +
+                       validity);
+    };
     const bool isMade =
         extensions.open(QIODevice::WriteOnly) &&
         extensions.write("subjectAltName=" + names + '\n') > 0 && extensions.flush() &&
@@ -31,10 +38,10 @@ certify(const QString &base, int days,
                  QStringLiteral("ec_paramgen_curve:prime256v1"), QStringLiteral("-nodes"),
                  QStringLiteral("-subj"), QStringLiteral("/CN=desk"), QStringLiteral("-keyout"),
                  key, QStringLiteral("-out"), request}) &&
-        openssl({QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"), request,
-                 QStringLiteral("-signkey"), key, QStringLiteral("-days"), QString::number(days),
-                 QStringLiteral("-extfile"), extensions.fileName(), QStringLiteral("-out"),
-                 certificate});
+        (sign({QStringLiteral("-days"), QString::number(days)}) ||
+         // What is over is said so to newer versions, which the older ones do not know.
+         (days < 0 && sign({QStringLiteral("-not_before"), QStringLiteral("20200101000000Z"),
+                            QStringLiteral("-not_after"), QStringLiteral("20200102000000Z")})));
     return isMade ? QSslCertificate::fromPath(certificate).value(0) : QSslCertificate();
 }
 

@@ -18,6 +18,7 @@ import threading
 
 from nacl import bindings, exceptions
 import websockets
+import websockets.legacy.server
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 PAGE = ROOT / "web" / "page"
@@ -231,7 +232,8 @@ class Double:
         self.do(self._start())
 
     async def _start(self):
-        self.server = await websockets.serve(
+        # The newer one has another interface, and Debian 12 does not have it.
+        self.server = await websockets.legacy.server.serve(
             self._serve, self.address, self.port, process_request=self._answer, ssl=self.tls,
             subprotocols=["clipmule-page-1"], max_size=66000, compression=None, ping_interval=None)
         self.port = self.server.sockets[0].getsockname()[1]
