@@ -429,16 +429,14 @@ std::optional<QString> charsetOf(const QString &target) {
 
 ClipboardText::ClipboardText(const QString &target, const QString &type) {
     const QString charset = charsetOf(type).value_or(charsetOf(target).value_or(QString()));
+    const bool isLatin1 = charset == u"iso-8859-1" || charset == u"us-ascii";
     if (type == u"UTF8_STRING") {
         return;
-    } else if (type == u"STRING") {
-        _encoding = Encoding::Latin1;
-    } else if (type == u"COMPOUND_TEXT") {
+    } else if (type == u"COMPOUND_TEXT" ||
+               (target == u"COMPOUND_TEXT" && type != u"STRING" && !isLatin1)) {
         _encoding = Encoding::Compound;
-    } else if (target == u"STRING" || charset == u"iso-8859-1" || charset == u"us-ascii") {
+    } else if (type == u"STRING" || target == u"STRING" || isLatin1) {
         _encoding = Encoding::Latin1;
-    } else if (target == u"COMPOUND_TEXT") {
-        _encoding = Encoding::Compound;
     } else if (target == u"text/unicode" || charset == u"utf-16" || charset == u"utf-16le") {
         _utf16.emplace(QStringDecoder::Utf16LE);
     } else if (charset == u"utf-16be") {
