@@ -9,6 +9,7 @@
 #include <QHashFunctions>
 #include <QLocale>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>

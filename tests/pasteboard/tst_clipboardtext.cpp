@@ -66,6 +66,13 @@ private Q_SLOTS:
         row("nothing", u"UTF8_STRING", u"UTF8_STRING", "", u"");
         row("compound, plain", u"COMPOUND_TEXT", u"COMPOUND_TEXT", "a\tb\n\xe9", u"a\tb\né");
         row("compound, Latin-1 by name", u"COMPOUND_TEXT", u"COMPOUND_TEXT", "\x1b-A\xe9", u"é");
+        row("compound by its target", u"COMPOUND_TEXT", u"x", "\x1b-A\xe9", u"é");
+        row("compound by its type, whatever the charset", u"text/plain;charset=iso-8859-1",
+            u"COMPOUND_TEXT", "\x1b-A\xe9", u"é");
+        row("asked for as compound, answered as Latin-1", u"COMPOUND_TEXT", u"STRING", "\x1b-A\xe9",
+            u"\x1b-Aé");
+        row("asked for as compound, answered in a charset", u"COMPOUND_TEXT",
+            u"text/plain;charset=iso-8859-1", "\x1b-A\xe9", u"\x1b-Aé");
         row("compound, UTF-8 part", u"TEXT", u"COMPOUND_TEXT", "a\x1b%G\xe2\x82\xac\x1b%@\xe9",
             u"a€é");
         row("compound, a set that is not read", u"COMPOUND_TEXT", u"COMPOUND_TEXT",
